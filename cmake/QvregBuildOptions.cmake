@@ -1,0 +1,30 @@
+# Compile options shared by every target of the project. They are attached to
+# targets through qvreg_build_options, never set globally, so that a project
+# which includes this one keeps its own.
+add_library(qvreg_build_options INTERFACE)
+
+target_compile_features(qvreg_build_options INTERFACE cxx_std_20)
+
+if(MSVC)
+  target_compile_options(qvreg_build_options INTERFACE /W4 /permissive-)
+else()
+  target_compile_options(qvreg_build_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wcast-align
+    -Wdouble-promotion -Wformat=2)
+endif()
+
+if(QVREG_WARNINGS_AS_ERRORS)
+  target_compile_options(qvreg_build_options INTERFACE $<IF:$<CXX_COMPILER_ID:MSVC>,/WX,-Werror>)
+endif()
+
+if(QVREG_SANITIZE)
+  target_compile_options(qvreg_build_options INTERFACE
+    -fsanitize=${QVREG_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(qvreg_build_options INTERFACE -fsanitize=${QVREG_SANITIZE})
+endif()
+
+if(QVREG_COVERAGE)
+  target_compile_options(qvreg_build_options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(qvreg_build_options INTERFACE --coverage)
+endif()

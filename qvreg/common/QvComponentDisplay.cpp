@@ -1,0 +1,47 @@
+#include "qvreg/common/QvComponentDisplay.h"
+
+#include <cstdio>
+
+namespace QvComponentDisplay {
+
+void DisplayB(const std::string& label, bool value) {
+  std::printf("%s: %s\n", label.c_str(), value ? "true" : "false");
+}
+
+void DisplayI(const std::string& label, int value) {
+  std::printf("%s: %d\n", label.c_str(), value);
+}
+
+void DisplayCount(const std::string& label, long long value) {
+  std::printf("%s: %lld\n", label.c_str(), value);
+}
+
+void DisplayD(const std::string& label, double value) {
+  std::printf("%s: %.17g\n", label.c_str(), value);
+}
+
+void DisplayS(const std::string& label, const std::string& value) {
+  std::printf("%s: %s\n", label.c_str(), value.c_str());
+}
+
+void DisplayIV(const std::string& label, const std::vector<int>& values) {
+  std::printf("%s:", label.c_str());
+  for (const int value : values) std::printf(" %d", value);
+  std::printf("\n");
+}
+
+void DisplayDV(const std::string& label, const std::vector<double>& values, bool exact) {
+  const int digits = exact ? 17 : 6;
+  std::printf("%s:", label.c_str());
+  for (const double value : values) std::printf(" %.*g", digits, value);
+  std::printf("\n");
+}
+
+void DisplayText(const long& level, const char* text) {
+  const int indent = level > kHeadingLevel ? static_cast<int>(2 * (level - kHeadingLevel)) : 0;
+  std::printf("%*s%s\n", indent, "", text);
+}
+
+void DisplayText(const long& level, const std::string& text) { DisplayText(level, text.c_str()); }
+
+}  // namespace QvComponentDisplay

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <vector>
+
+namespace QvCommon {
+
+/// Packs sequences of bounded non-negative ints into fewer ints and back, exactly: neighbouring
+/// positions share an int as the digits of a mixed-radix number while their ranges allow it.
+///
+/// A value; const operations may run on several threads at once.
+class QvPackedInt {
+ public:
+  QvPackedInt() = default;
+
+  /// Prepares for sequences of `count` ints of which position i holds 0 .. ranges[first + i] - 1.
+  /// False, and nothing changed, when a range is missing or below 1, or without memory.
+  bool SetForSequence(int count, int first, const std::vector<int>& ranges);
+  /// The number of ints that a packed sequence takes.
+  [[nodiscard]] int GetPackedSize() const { return static_cast<int>(fGroupEnds.size()); }
+  /// Packs the first `count` of `values`; `append` keeps what `packed` holds and adds to it,
+  /// otherwise it is replaced. False, and `packed` unchanged, for a value outside its range.
+  bool Pack(const std::vector<int>& values, std::vector<int>& packed, bool append) const;
+  /// The inverse of Pack without `append`; false, and `values` unchanged, for a wrong length.
+  bool Unpack(std::vector<int>& values, const std::vector<int>& packed) const;
+  void Display() const;
+
+ private:
+  std::vector<int> fRanges;
+  /// Behind the last position of each packed int.
+  std::vector<int> fGroupEnds;
+};
+
+}  // namespace QvCommon

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace QvCommon {
+
+/// The elements of a rows x columns matrix of doubles, all zero at construction, kept row by row.
+///
+/// Owns its storage; a value. When the storage cannot be allocated both counts are 0, and every
+/// SetElem answers false.
+class QvRectMatrixData {
+ public:
+  QvRectMatrixData(int rows, int columns);
+
+  [[nodiscard]] int GetNRows() const { return fNRows; }
+  [[nodiscard]] int GetNColumns() const { return fNColumns; }
+  /// Stores element (i, j); false when there is no such element.
+  bool SetElem(int i, int j, double value);
+  /// Element (i, j); 0 when there is no such element.
+  [[nodiscard]] double GetElem(int i, int j) const;
+  void Display() const;
+
+ private:
+  [[nodiscard]] bool HasElem(int i, int j) const {
+    return i >= 0 && i < fNRows && j >= 0 && j < fNColumns;
+  }
+  [[nodiscard]] std::size_t IndexOf(int i, int j) const {
+    return static_cast<std::size_t>(i) * static_cast<std::size_t>(fNColumns) +
+           static_cast<std::size_t>(j);
+  }
+
+  int fNRows = 0;
+  int fNColumns = 0;
+  std::vector<double> fElements;
+};
+
+/// A rectangular matrix. Nothing beyond element access is needed of it so far.
+class QvRectMatrix : public QvRectMatrixData {
+ public:
+  using QvRectMatrixData::QvRectMatrixData;
+};
+
+}  // namespace QvCommon

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <vector>
+
+#include "qvreg/common/QvSymMatrix.h"
+
+namespace QvCommon {
+
+/// A symmetric matrix of r x r blocks of order m, of which the blocks (i, j) with j <= i are kept,
+/// each a symmetric matrix: the (r m) x (r m) matrix whose block (j, i) is the transpose of (i, j).
+///
+/// Owns its blocks; a value. Used from one thread at a time.
+class QvSymBlockMatrix {
+ public:
+  QvSymBlockMatrix() = default;
+
+  /// Makes r block rows of m x m zero blocks; false, and nothing changed, for a negative count or
+  /// without memory.
+  bool SetNRows(int r, int m);
+  /// Sets every element to zero; the shape stays.
+  void Clear();
+  /// Block (i, j), to be updated in place. REQUIRES: 0 <= j <= i < r. Valid until SetNRows.
+  [[nodiscard]] QvSymMatrix& GetElemSSRef(int i, int j) { return fBlocks[BlockIndex(i, j)]; }
+  /// Writes the whole matrix into `out`, block row i at rows i m and on; 0, or 1 without memory.
+  int CopyToSymMatrix(QvSymMatrix& out) const;
+  void Display() const;
+
+ private:
+  static std::size_t BlockIndex(int i, int j) {
+    return static_cast<std::size_t>(i) * static_cast<std::size_t>(i + 1) / 2 +
+           static_cast<std::size_t>(j);
+  }
+
+  int fNRows = 0;
+  int fBlockOrder = 0;
+  std::vector<QvSymMatrix> fBlocks;
+};
+
+}  // namespace QvCommon

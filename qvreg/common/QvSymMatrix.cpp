@@ -1,0 +1,229 @@
+#include "qvreg/common/QvSymMatrix.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "qvreg/common/QvPlatform.h"
+
+namespace QvCommon {
+
+namespace {
+
+/// y += c x over n elements that do not overlap.
+inline void AddScaled(int n, double c, const double* QVREG_RESTRICT x, double* QVREG_RESTRICT y) {
+  for (int j = 0; j < n; ++j) y[j] += c * x[j];
+}
+
+inline double Dot(int n, const double* x, const double* y) {
+  double sum = 0.0;
+  for (int j = 0; j < n; ++j) sum += x[j] * y[j];
+  return sum;
+}
+
+/// One rule for every factorisation: what is left of a diagonal must be worth dividing by.
+bool IsSoundPivot(double pivot, double tol, double original) {
+  return std::isfinite(pivot) && pivot > 0.0 && pivot > tol * original;
+}
+
+}  // namespace
+
+bool QvSymMatrix::UpdateXX(const std::vector<double>& x, double w) {
+  const int n = GetOrder();
+  if (x.size() != static_cast<std::size_t>(n)) return false;
+  const double* values = x.data();
+  double* row = fElements.data();
+  for (int i = 0; i < n; ++i) {
+    AddScaled(i + 1, w * values[i], values, row);
+    row += i + 1;
+  }
+  return true;
+}
+
+bool QvSymMatrix::UpdateXXSparse(int n, const std::vector<int>& indices,
+                                 const std::vector<double>& values, double w) {
+  const auto count = static_cast<std::size_t>(n);
+  if (n < 0 || indices.size() < count || values.size() < count) return false;
+  for (std::size_t a = 0; a < count; ++a) {
+    if (indices[a] < 0 || indices[a] >= GetOrder()) return false;
+  }
+  for (std::size_t a = 0; a < count; ++a) {
+    const int i = indices[a];
+    const double wa = w * values[a];
+    for (std::size_t b = 0; b <= a; ++b) fElements[IndexOf(i, indices[b])] += wa * values[b];
+  }
+  return true;
+}
+
+bool QvSymMatrix::Sweep(int k, double tol, const std::vector<double>& diagonal, QvBitSet& swept,
+                        bool trackSwept) {
+  const int n = GetOrder();
+  if (k < 0 || k >= n || diagonal.size() <= static_cast<std::size_t>(k) || swept.Size() <= k) {
+    return false;
+  }
+  const double pivot = Row(k)[k];
+  if (!IsSoundPivot(pivot, tol, diagonal[static_cast<std::size_t>(k)])) return true;
+
+  // Column k as the update of an unswept row sees it, and as that of a swept row does: there the
+  // columns swept before enter with the other sign, which keeps the inverse positive throughout.
+  std::vector<double> column;
+  std::vector<double> flipped;
+  try {
+    column.resize(static_cast<std::size_t>(n));
+    flipped.resize(static_cast<std::size_t>(n));
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  for (int j = 0; j < n; ++j) {
+    const double value = GetElem(k, j);
+    column[static_cast<std::size_t>(j)] = value;
+    flipped[static_cast<std::size_t>(j)] = swept.IsIn(j) ? -value : value;
+  }
+
+  for (int i = 0; i < n; ++i) {
+    if (i == k) continue;
+    const double factor = column[static_cast<std::size_t>(i)] / pivot;
+    if (factor == 0.0) continue;
+    AddScaled(i + 1, -factor, swept.IsIn(i) ? flipped.data() : column.data(), Row(i));
+  }
+  for (int j = 0; j < n; ++j) {
+    fElements[IndexOf(k, j)] =
+        (swept.IsIn(j) ? -1.0 : 1.0) * column[static_cast<std::size_t>(j)] / pivot;
+  }
+  Row(k)[k] = 1.0 / pivot;
+  if (trackSwept) swept.Set(k, true);
+  return true;
+}
+
+bool QvSymMatrix::GetRegCoeffs(std::vector<double>& coefficients, const QvBitSet& swept) const {
+  const int last = GetOrder() - 1;
+  if (last < 0 || swept.Size() < last) return false;
+  try {
+    coefficients.assign(static_cast<std::size_t>(last), 0.0);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  for (int j = 0; j < last; ++j) {
+    if (swept.IsIn(j)) coefficients[static_cast<std::size_t>(j)] = Row(last)[j];
+  }
+  return true;
+}
+
+bool QvSymMatrix::ZeroOutRedundant(const QvBitSet& swept) {
+  if (swept.Size() < GetOrder()) return false;
+  for (int i = 0; i < GetOrder(); ++i) {
+    double* row = Row(i);
+    for (int j = 0; j <= i; ++j) {
+      if (!swept.IsIn(i) || !swept.IsIn(j)) row[j] = 0.0;
+    }
+  }
+  return true;
+}
+
+void QvSymMatrix::SetToZero() { std::fill(fElements.begin(), fElements.end(), 0.0); }
+
+void QvSymMatrix::MultiplyByNumber(double c) {
+  for (double& element : fElements) element *= c;
+}
+
+void QvSymMatrix::ChangeSign() {
+  for (double& element : fElements) element = -element;
+}
+
+void QvSymMatrix::ExtractFirstNRows(QvSymMatrix& out) const {
+  const auto count = RowStart(std::min(GetOrder(), out.GetOrder()));
+  std::copy_n(fElements.begin(), count, out.fElements.begin());
+}
+
+bool QvSymMatrix::Expand(const QvBitSet& keep, QvSymMatrix& out) const {
+  if (keep.Count() != GetOrder() || !out.Reset(keep.Size())) return false;
+  int row = 0;
+  for (int i = 0; i < keep.Size(); ++i) {
+    if (!keep.IsIn(i)) continue;
+    int column = 0;
+    for (int j = 0; j <= i; ++j) {
+      if (keep.IsIn(j)) out.Row(i)[j] = Row(row)[column++];
+    }
+    ++row;
+  }
+  return true;
+}
+
+int QvSymMatrix::LTChol(double tol, double& measure, bool stopAtSingular) {
+  const int n = GetOrder();
+  int result = 0;
+  double smallest = 0.0;
+  double largest = 0.0;
+  for (int i = 0; i < n; ++i) {
+    double* row = Row(i);
+    for (int j = 0; j < i; ++j) {
+      const double* other = Row(j);
+      row[j] = other[j] > 0.0 ? (row[j] - Dot(j, row, other)) / other[j] : 0.0;
+    }
+    const double pivot = row[i] - Dot(i, row, row);
+    if (!IsSoundPivot(pivot, tol, row[i])) {
+      std::fill_n(row, i + 1, 0.0);
+      if (result == 0) result = i + 1;
+      if (stopAtSingular) break;
+      continue;
+    }
+    row[i] = std::sqrt(pivot);
+    smallest = largest > 0.0 ? std::min(smallest, pivot) : pivot;
+    largest = std::max(largest, pivot);
+  }
+  measure = result == 0 && largest > 0.0 ? smallest / largest : 0.0;
+  return result;
+}
+
+int QvSymMatrix::LTSubstitute(const std::vector<double>& b, std::vector<double>& x) const {
+  const int n = GetOrder();
+  if (b.size() != static_cast<std::size_t>(n)) return 1;
+  try {
+    x = b;
+  } catch (const std::bad_alloc&) {
+    return 1;
+  }
+  double* z = x.data();
+  for (int i = 0; i < n; ++i) {
+    const double* row = Row(i);
+    z[i] = row[i] > 0.0 ? (z[i] - Dot(i, row, z)) / row[i] : 0.0;
+  }
+  for (int i = n - 1; i >= 0; --i) {
+    const double* row = Row(i);
+    z[i] = row[i] > 0.0 ? z[i] / row[i] : 0.0;
+    AddScaled(i, -z[i], row, z);
+  }
+  return 0;
+}
+
+void QvSymMatrix::InvertFactor() {
+  for (int i = 0; i < GetOrder(); ++i) {
+    double* row = Row(i);
+    // Row i of the inverse is built from the rows before it; place k of the row holds the factor's
+    // element until its turn comes.
+    for (int k = 0; k < i; ++k) {
+      const double element = row[k];
+      row[k] = 0.0;
+      AddScaled(k + 1, element, Row(k), row);
+    }
+    if (!(row[i] > 0.0)) {
+      std::fill_n(row, i + 1, 0.0);
+      continue;
+    }
+    const double inverse = 1.0 / row[i];
+    for (int j = 0; j < i; ++j) row[j] *= -inverse;
+    row[i] = inverse;
+  }
+}
+
+void QvSymMatrix::LTInverse() {
+  InvertFactor();
+  for (int i = 0; i < GetOrder(); ++i) {
+    double* row = Row(i);
+    const double own = row[i];
+    for (int j = 0; j <= i; ++j) row[j] *= own;
+    for (int k = i + 1; k < GetOrder(); ++k) AddScaled(i + 1, Row(k)[i], Row(k), row);
+  }
+}
+
+}  // namespace QvCommon

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <vector>
+
+#include "qvreg/QvExport.h"
+#include "qvreg/common/QvBitSet.h"
+#include "qvreg/common/QvSymMatrixData.h"
+
+namespace QvCommon {
+
+/// A symmetric matrix with the operations that estimation needs: weighted rank-one updates, the
+/// sweep operator and the Cholesky factorisation, all in place.
+///
+/// A value that owns its elements. Operations that change the matrix must not overlap with any
+/// other on the same object; const operations may run together. Operations that return bool answer
+/// false for a wrong shape or a failed allocation and then leave the matrix as it was.
+class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
+ public:
+  QvSymMatrix() = default;
+  explicit QvSymMatrix(int order) : QvSymMatrixData(order) {}
+
+  /// Adds w x x' for a dense x of GetOrder() values: every element of the triangle is touched.
+  bool UpdateXX(const std::vector<double>& x, double w);
+  /// The same for a vector whose first `n` pairs (index, value) are its non-zeros. Costs n^2/2.
+  /// REQUIRES: distinct indices, each below GetOrder().
+  bool UpdateXXSparse(int n, const std::vector<int>& indices, const std::vector<double>& values,
+                      double w);
+
+  /// Sweeps on pivot k (Goodnight, A Tutorial on the SWEEP Operator, The American Statistician 33,
+  /// 1979) and sets bit k of `swept`. The pivot is skipped, and its bit stays clear, when its
+  /// current diagonal is not finite, not positive, or not greater than tol times diagonal[k], its
+  /// value before the first sweep.
+  ///
+  /// `swept` tells which pivots were swept before. Once all wanted pivots are done, the block of
+  /// swept rows and columns holds the generalized inverse of that block, with its own (positive)
+  /// sign, and a row that was not swept holds its regression coefficients on the swept ones.
+  /// `trackSwept` false leaves bit k as it is; the caller then sets it before the next pivot.
+  bool Sweep(int k, double tol, const std::vector<double>& diagonal, QvBitSet& swept,
+             bool trackSwept);
+  /// After the sweep of the first n - 1 pivots: the n - 1 coefficients of the last row on the
+  /// swept ones, 0 for a pivot whose bit is clear.
+  bool GetRegCoeffs(std::vector<double>& coefficients, const QvBitSet& swept) const;
+  /// Sets to 0 every element in a row or column whose bit is clear.
+  bool ZeroOutRedundant(const QvBitSet& swept);
+
+  /// Sets every element to 0; the order stays.
+  void SetToZero();
+  void MultiplyByNumber(double c);
+  void ChangeSign();
+  /// Copies the leading block of out's order (at most this matrix's) into `out`.
+  void ExtractFirstNRows(QvSymMatrix& out) const;
+  /// Scatters this matrix, whose rows stand for the set bits of `keep` in increasing order, into
+  /// `out`, made of order keep.Size() with zeros elsewhere; false when the counts do not fit.
+  bool Expand(const QvBitSet& keep, QvSymMatrix& out) const;
+
+  /// Factors the matrix as L L', L in the lower triangle. Returns 0 when every pivot is sound.
+  ///
+  /// A pivot not greater than tol times its original diagonal (or not finite) is singular: the
+  /// first one gives the return value 1 + its index, and its row and column of L are treated as
+  /// zero, so that the operations below stay finite and give 0 in that place. `measure` becomes the
+  /// smallest pivot over the largest, 0 when one is singular. `stopAtSingular` leaves the rest of
+  /// the matrix unfactored after the first singular pivot.
+  int LTChol(double tol, double& measure, bool stopAtSingular);
+  /// With the factor L in place: solves L L' x = b; 0, or 1 for a wrong shape or without memory.
+  int LTSubstitute(const std::vector<double>& b, std::vector<double>& x) const;
+  /// With the factor L in place: replaces it by the inverse of L L', zero in singular places.
+  void LTInverse();
+
+ private:
+  void InvertFactor();
+};
+
+}  // namespace QvCommon

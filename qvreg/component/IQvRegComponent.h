@@ -1,0 +1,59 @@
+#pragma once
+
+#include <vector>
+
+#include "qvreg/QvExport.h"
+#include "qvreg/common/QvStatus.h"
+#include "qvreg/common/Record.h"
+#include "qvreg/data/MultiPassRecordIter.h"
+#include "qvreg/settings/QvConst.h"
+#include "qvreg/settings/QvRegrParameter.h"
+
+class IQvRegOutputStats;
+class QvRegSettings;
+
+/// One regression model, estimated over a host's records and then used to score others.
+///
+/// Made by QvRegFactory and owned by the host, which deletes it through the destructor. It copies
+/// the settings; iterators are borrowed for the length of a call. It keeps a status: once that is
+/// an error, every later operation does nothing and returns it, and a new component is needed.
+/// No exception of the library's own leaves an operation: an allocation that fails gives status
+/// 305. What a host's iterator throws passes through and leaves the component in error.
+///
+/// All operations belong to one thread at a time, except Cancel, which may come from any.
+class QVREG_EXPORT IQvRegComponent {
+ public:
+  IQvRegComponent() = default;
+  IQvRegComponent(const IQvRegComponent&) = delete;
+  IQvRegComponent& operator=(const IQvRegComponent&) = delete;
+
+  virtual ~IQvRegComponent() = default;
+  virtual QvConst::QvRegModelType GetModelType() = 0;
+  /// Reads the data once and fills `params` with the model's parameters in design order. Optional:
+  /// BuildModel does it where it was not done. The result becomes the component's status: 306 when
+  /// done before, 310 when the model is built, 1 when cancelled, 305, 307, 309, 312, 315, 316.
+  virtual QvCommon::QvStatus CreateParameters(QvCommon::MultiPassRecordIter& iter,
+                                              std::vector<QvRegrParameter>& params) = 0;
+  /// Estimates the model. The result becomes the component's status: 310 when it is built, 1 when
+  /// cancelled, otherwise the codes of the passes over the data.
+  virtual QvCommon::QvStatus BuildModel(QvCommon::MultiPassRecordIter& iter) = 0;
+  /// False, too, while the status is an error.
+  [[nodiscard]] virtual bool IsModelBuilt() const = 0;
+  /// The results, made on the first call and owned by the component. Without a built model an
+  /// error, 311 for the linear model; `stats` is then left as it was.
+  virtual QvCommon::QvStatus GetOutputStats(IQvRegOutputStats*& stats) = 0;
+  /// The component's own copy of the settings.
+  [[nodiscard]] virtual const QvRegSettings& GetCompSettings() const = 0;
+  /// Scores one record; meaningful only once the model is built (before, it writes nothing). The
+  /// linear model gives the predicted value, the missing value where a level combination was never
+  /// seen, and leaves `values` as it was. The result is not kept as the component's status. The
+  /// record is not validated: see QvRegRecordValidator::IsValid4Scoring.
+  virtual QvCommon::QvStatus Score(const QvCommon::Record& record, double& predicted,
+                                   std::vector<double>& values) = 0;
+  /// Asks a running pass to stop before its next record, with status 1. Any thread.
+  virtual void Cancel() = 0;
+  virtual QvCommon::QvStatus GetStatus() = 0;
+  /// The warnings so far, in the order raised.
+  virtual std::vector<QvCommon::QvStatus> GetWarnings() = 0;
+  virtual void Display() const = 0;
+};

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <vector>
+
+#include "qvreg/QvExport.h"
+#include "qvreg/common/QvBitSet.h"
+#include "qvreg/common/QvSymMatrixData.h"
+#include "qvreg/common/Record.h"
+#include "qvreg/settings/QvConst.h"
+#include "qvreg/settings/QvRegrParameter.h"
+#include "qvreg/settings/QvRegrParameterStats.h"
+
+class QvFactorCounts;
+class QvRegRecordValidator;
+
+/// The results of a built model, as a host reads them.
+///
+/// Owned by the component that made it and valid as long as that component; returned references and
+/// pointers live as long as this object. Const operations may run on several threads, except
+/// ExpandRow, which shares scratch space with the component. Vectors of parameters, estimates and
+/// statistics have one entry per parameter, in design order.
+class QVREG_EXPORT IQvRegOutputStats {
+ public:
+  IQvRegOutputStats() = default;
+  IQvRegOutputStats(const IQvRegOutputStats&) = default;
+  IQvRegOutputStats& operator=(const IQvRegOutputStats&) = default;
+
+  virtual ~IQvRegOutputStats() = default;
+  virtual QvConst::QvRegModelType GetModelType() = 0;
+  /// Records per category of every factor, in the order of the settings.
+  [[nodiscard]] virtual const QvFactorCounts& GetFactorCounts() const = 0;
+  /// Weighted means of the covariates in the order of the settings (the linear model: and last
+  /// that of the dependent).
+  [[nodiscard]] virtual const std::vector<double>& GetMeanValues() const = 0;
+  /// 0 for a redundant parameter.
+  [[nodiscard]] virtual const std::vector<double>& GetParamEstimates() const = 0;
+  [[nodiscard]] virtual const std::vector<QvRegrParameter>& GetParameters() const = 0;
+  /// The sum of the frequency weights of the records used.
+  [[nodiscard]] virtual double GetTotalFreqWeight() const = 0;
+  /// The sum of frequency times regression weight of the records used.
+  [[nodiscard]] virtual double GetTotalRegrWeight() const = 0;
+  /// The settings' degrees of freedom, or the total regression weight less the number of
+  /// parameters, redundant ones included.
+  [[nodiscard]] virtual double GetNDegFreedom() const = 0;
+  /// A fit statistic; the missing value for one that the model does not serve.
+  [[nodiscard]] virtual double GetModelFitStat(QvConst::QvModelFitStat stat) const = 0;
+  /// The covariance matrix of the estimates, of the order of the parameters, 0 in redundant rows;
+  /// for the linear model it is still to be multiplied by the residual variance.
+  [[nodiscard]] virtual const QvCommon::QvSymMatrixData* GetCovarianceMatrix() const = 0;
+  [[nodiscard]] virtual const std::vector<QvRegrParameterStats>& GetParamStats() const = 0;
+  /// One bit per parameter, set for one that is kept and clear for a redundant one.
+  [[nodiscard]] virtual const QvCommon::QvBitSet& GetRedundancyIndicators() const = 0;
+  [[nodiscard]] virtual const QvRegRecordValidator& GetRecordValidator() const = 0;
+  /// The design row of a record, followed by the dependent (the missing value where the record is
+  /// too short to hold it). False when a level combination has no parameter, whose columns are then
+  /// 0, or when the record is too short for the design.
+  virtual bool ExpandRow(const QvCommon::Record& record, std::vector<double>& row) const = 0;
+  /// As the component's Cancel.
+  virtual void Cancel() = 0;
+  virtual void Display() const = 0;
+};

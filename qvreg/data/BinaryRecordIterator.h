@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdio>
+
+#include "qvreg/QvExport.h"
+#include "qvreg/data/MultiPassRecordIter.h"
+
+namespace QvCommon {
+
+/// Reads a binary record file: rows of doubles in the machine's byte order, one after the other,
+/// with no header, separators or trailer.
+///
+/// Borrows the stream: the caller opens it for binary reading at its start and closes it after the
+/// iterator is gone. A copy shares the stream, and so its position, with the original. Used from
+/// one thread at a time.
+class QVREG_EXPORT BinaryRecordIterator : public MultiPassRecordIter {
+ public:
+  /// Reads the first record ahead. A null file leaves the fail reason kIterReadError, and so does
+  /// a record size below 1 or a record that cannot be allocated.
+  BinaryRecordIterator(std::FILE* file, int recordSize);
+  BinaryRecordIterator(const BinaryRecordIterator&) = default;
+  BinaryRecordIterator& operator=(const BinaryRecordIterator&) = default;
+  ~BinaryRecordIterator() override = default;
+
+  [[nodiscard]] bool HasMore() const override { return fFailReason == kIterOk; }
+  const Record* Next() override;
+  [[nodiscard]] int GetFailReason() const override { return fFailReason; }
+  /// Goes back to byte 0; refused while the fail reason is kIterNoRewind. On a null file the fail
+  /// reason becomes kIterReadError.
+  int NewPass() override;
+
+ protected:
+  /// For derived iterators that mark their stream as one that cannot be read again.
+  void SetFailReason(int failReason) { fFailReason = failReason; }
+
+ private:
+  /// Hands the look-ahead record over and reads the following one; the new fail reason.
+  int NextRecord();
+
+  Record fCurrent;
+  Record fLookAhead;
+  std::FILE* fFile;
+  int fRecordSize;
+  int fFailReason = kIterOk;
+};
+
+}  // namespace QvCommon

@@ -1,0 +1,14 @@
+#pragma once
+
+/// How many records the first pass of a run saw, and what became of them.
+struct QvRecordCounts {
+  long long fRead = 0;
+  /// Counted and used by the later passes.
+  long long fUsed = 0;
+  /// Left out for a missing number, a missing category or a missing dependent.
+  long long fMissing = 0;
+  /// Left out for a weight that is not above 0.
+  long long fBadWeight = 0;
+  /// Left out for a category code equal to the variable's number of categories.
+  long long fOutOfRange = 0;
+};

@@ -1,0 +1,42 @@
+#include "qvreg/data/QvRecordExtractor.h"
+
+#include "qvreg/common/QvComponentDisplay.h"
+
+QvRecordExtractor::QvRecordExtractor(int dependentVar, const std::vector<int>& factorVars,
+                                     const std::vector<int>& covariateVars, int freqWeightVar,
+                                     int regrWeightVar) {
+  SetRecordIndices(dependentVar, factorVars, covariateVars, freqWeightVar, regrWeightVar);
+}
+
+int QvRecordExtractor::Place(int var) {
+  fExtract.push_back(var);
+  return fExtractSize++;
+}
+
+void QvRecordExtractor::SetRecordIndices(int dependentVar, const std::vector<int>& factorVars,
+                                         const std::vector<int>& covariateVars, int freqWeightVar,
+                                         int regrWeightVar) {
+  *this = QvRecordExtractor();
+  fDependentOffset = Place(dependentVar);
+  for (const int var : factorVars) fFactorOffsets.push_back(Place(var));
+  for (const int var : covariateVars) fCovariateOffsets.push_back(Place(var));
+  if (freqWeightVar >= 0) fFreqWeightOffset = Place(freqWeightVar);
+  if (regrWeightVar >= 0) fRegrWeightOffset = Place(regrWeightVar);
+}
+
+void QvRecordExtractor::ExtractRecord(double* out, const double* record) const {
+  for (const int var : fExtract) *out++ = record[var];
+}
+
+void QvRecordExtractor::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "QvRecordExtractor display start");
+  DisplayI("fExtractSize", fExtractSize);
+  DisplayIV("fExtract", fExtract);
+  DisplayI("fDependentOffset", fDependentOffset);
+  DisplayIV("fFactorOffsets", fFactorOffsets);
+  DisplayIV("fCovariateOffsets", fCovariateOffsets);
+  DisplayI("fFreqWeightOffset", fFreqWeightOffset);
+  DisplayI("fRegrWeightOffset", fRegrWeightOffset);
+  DisplayText(kHeadingLevel, "QvRecordExtractor display end");
+}

@@ -1,0 +1,126 @@
+#include "qvreg/data/QvRegRecordValidator.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "qvreg/common/Constants.h"
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/component/QvStatusCodes.h"
+
+using QvCommon::QvStatus;
+using QvCommon::Record;
+
+namespace {
+
+/// Codes below it stand for a missing category.
+constexpr double kLeastCode = -0.5;
+
+const char* RoleLabel(QvConst::QvVariableType type) {
+  switch (type) {
+    case QvConst::QvVarFreqWeight:
+      return "Frequency weight";
+    case QvConst::QvVarRegrWeight:
+      return "Regression Weight";
+    case QvConst::QvVarFactor:
+      return "Factor";
+    case QvConst::QvVarCovariate:
+      return "Covariate";
+    case QvConst::QvVarDependent:
+      return "Dependent";
+    case QvConst::QvVarNone:
+      break;
+  }
+  return "Unspecified";
+}
+
+QvRecordVerdict CheckNumber(double value) {
+  return value == QvMV::gMissingValue ? QvRecordVerdict::kMissing : QvRecordVerdict::kValid;
+}
+
+QvRecordVerdict CheckWeight(double value) {
+  return value > 0.0 ? QvRecordVerdict::kValid : QvRecordVerdict::kBadWeight;
+}
+
+}  // namespace
+
+void QvRegRecordValidator::SetRecordInfo(const std::vector<QvConst::QvVariableType>& types,
+                                         const std::vector<int>& factorVars,
+                                         const std::vector<int>& factorSizes,
+                                         int nTargetCategories) {
+  fNTargetCategories = nTargetCategories;
+  fVariableTypes = types;
+  fNCategories.assign(types.size(), 0);
+  for (std::size_t i = 0; i < factorVars.size(); ++i) {
+    fNCategories[static_cast<std::size_t>(factorVars[i])] = factorSizes[i];
+  }
+  if (!HasTargetCategories()) return;
+  const auto dependent = std::find(types.begin(), types.end(), QvConst::QvVarDependent);
+  if (dependent == types.end()) return;
+  fNCategories[static_cast<std::size_t>(dependent - types.begin())] = nTargetCategories;
+}
+
+QvRecordVerdict QvRegRecordValidator::CheckCategory(int var, double value, QvStatus& status) const {
+  if (value < kLeastCode) return QvRecordVerdict::kMissing;
+  // The bound comes first: it refuses what an int cannot hold, and a value that is not a number.
+  const bool isCode =
+      value <= fNCategories[static_cast<std::size_t>(var)] && static_cast<int>(value) == value;
+  if (isCode) return QvRecordVerdict::kValid;
+  status = QvStatus(QvStatusCode::kBadCategory, false);
+  status.SetDiscreteDatum(1, var);
+  status.SetScaleDatum(1, value);
+  return QvRecordVerdict::kError;
+}
+
+QvRecordVerdict QvRegRecordValidator::CheckRecord(const Record& record, QvStatus& status) const {
+  const auto nVariables = static_cast<int>(fVariableTypes.size());
+  if (nVariables > record.Size()) {
+    status = QvStatus(QvStatusCode::kShortRecord, false);
+    return QvRecordVerdict::kError;
+  }
+  for (int var = 0; var < nVariables; ++var) {
+    const double value = record[var];
+    QvRecordVerdict verdict = QvRecordVerdict::kValid;
+    switch (fVariableTypes[static_cast<std::size_t>(var)]) {
+      case QvConst::QvVarFactor:
+        verdict = CheckCategory(var, value, status);
+        break;
+      case QvConst::QvVarDependent:
+        verdict = HasTargetCategories() ? CheckCategory(var, value, status) : CheckNumber(value);
+        break;
+      case QvConst::QvVarCovariate:
+        verdict = CheckNumber(value);
+        break;
+      case QvConst::QvVarFreqWeight:
+      case QvConst::QvVarRegrWeight:
+        verdict = CheckWeight(value);
+        break;
+      case QvConst::QvVarNone:
+        break;
+    }
+    if (verdict != QvRecordVerdict::kValid) return verdict;
+  }
+  return QvRecordVerdict::kValid;
+}
+
+bool QvRegRecordValidator::IsValid4Scoring(const Record& record, QvStatus& status) const {
+  for (int var = 0; var < static_cast<int>(fVariableTypes.size()); ++var) {
+    const QvConst::QvVariableType type = fVariableTypes[static_cast<std::size_t>(var)];
+    QvRecordVerdict verdict = QvRecordVerdict::kValid;
+    if (type == QvConst::QvVarFactor) verdict = CheckCategory(var, record[var], status);
+    if (type == QvConst::QvVarCovariate) verdict = CheckNumber(record[var]);
+    if (verdict != QvRecordVerdict::kValid) return false;
+  }
+  return true;
+}
+
+void QvRegRecordValidator::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "Variable roles in QvRegRecordValidator");
+  for (std::size_t var = 0; var < fVariableTypes.size(); ++var) {
+    DisplayI("Variable index", static_cast<int>(var));
+    DisplayS("Type", RoleLabel(fVariableTypes[var]));
+  }
+  DisplayI("Number of target categories", fNTargetCategories);
+  DisplayIV("Numbers of factor categories", fNCategories);
+  DisplayText(kHeadingLevel, "QvRegRecordValidator display end");
+}

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+class QvFactorTables;
+class QvRegrParameter;
+
+/// The design row of one record in sparse form: the parameters whose column is not zero, in
+/// ascending order, with their values. Refilled for every record without allocation.
+///
+/// Borrows the factor tables, which must outlive it. Used from one thread at a time.
+class QvDesignRow {
+ public:
+  /// One parameter per model effect tells the covariates that multiply the effect's columns. Room
+  /// is kept for one value more than there are effects.
+  void Setup(const QvFactorTables& tables, const std::vector<QvRegrParameter>& effectParameters);
+
+  /// Fills the row from a record's values. False when a level combination has no parameter; that
+  /// effect's columns are then zero. REQUIRES: parameter indices created, and values that hold
+  /// every factor and covariate.
+  bool Expand(const double* values);
+  /// Adds a value behind the others, such as the dependent's. REQUIRES: a larger index; once per
+  /// Expand.
+  void Append(int index, double value);
+
+  /// The number of non-zeros.
+  [[nodiscard]] int GetCount() const { return fCount; }
+  /// Their columns; only the first GetCount() entries count.
+  [[nodiscard]] const std::vector<int>& GetIndices() const { return fIndices; }
+  /// Their values; only the first GetCount() entries count.
+  [[nodiscard]] const std::vector<double>& GetValues() const { return fValues; }
+  /// The sum of value times coefficient over the non-zeros.
+  [[nodiscard]] double InnerProduct(const std::vector<double>& coefficients) const;
+  /// Writes the non-zeros into a dense row that is zero elsewhere.
+  void Scatter(std::vector<double>& row) const;
+  /// Writes zeros where Scatter wrote values.
+  void Unscatter(std::vector<double>& row) const;
+
+ private:
+  struct Power {
+    int fVariable;
+    int fMultiplicity;
+  };
+
+  [[nodiscard]] double CovariateValue(std::size_t effect, const double* values) const;
+
+  const QvFactorTables* fpFactorTables = nullptr;
+  std::vector<Power> fPowers;
+  /// Where each effect's powers start; one entry more than there are effects.
+  std::vector<std::size_t> fPowerOffsets;
+  std::vector<int> fIndices;
+  std::vector<double> fValues;
+  int fCount = 0;
+};

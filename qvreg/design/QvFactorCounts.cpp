@@ -1,0 +1,167 @@
+#include "qvreg/design/QvFactorCounts.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/design/QvCategory.h"
+
+using QvCommon::Record;
+
+namespace {
+
+std::unique_ptr<QvFactorCounts::Counts> ZeroCounts(int nCategories) {
+  return std::make_unique<QvFactorCounts::Counts>(
+      static_cast<std::size_t>(std::max(nCategories, 0)));
+}
+
+std::unique_ptr<QvFactorCounts::Counts> CopyOf(
+    const std::unique_ptr<QvFactorCounts::Counts>& counts) {
+  return counts == nullptr ? nullptr : std::make_unique<QvFactorCounts::Counts>(*counts);
+}
+
+void DisplayCounts(const QvFactorCounts::Counts& counts) {
+  std::vector<double> weighted;
+  std::vector<double> unweighted;
+  for (const auto& [weight, count] : counts) {
+    weighted.push_back(weight);
+    unweighted.push_back(count);
+  }
+  QvComponentDisplay::DisplayDV("Weighted counts", weighted, true);
+  QvComponentDisplay::DisplayDV("Unweighted counts", unweighted, true);
+}
+
+}  // namespace
+
+QvFactorCounts::QvFactorCounts(const std::vector<int>& factorVars,
+                               const std::vector<int>& nCategories, int weightVar, int dependentVar,
+                               int nDependentCategories, int firstCode, int offsetVar,
+                               double offsetValue, QvConst::QvOffsetType offsetType)
+    : fFactorVars(factorVars),
+      fNCategories(nCategories),
+      fWeightVar(weightVar),
+      fDependentVar(dependentVar),
+      fNDependentCategories(nDependentCategories),
+      fFirstCode(firstCode),
+      fOffsetVar(offsetVar),
+      fOffsetValue(offsetValue),
+      fOffsetType(offsetType) {
+  fNCategories.resize(fFactorVars.size(), 0);
+  fFactorCounts.reserve(fFactorVars.size());
+  for (const int n : fNCategories) fFactorCounts.push_back(ZeroCounts(n));
+  if (dependentVar < 0 || nDependentCategories < 1) return;
+  fpDependCounts = ZeroCounts(nDependentCategories);
+  fpDepCountsWithOffset = ZeroCounts(nDependentCategories);
+}
+
+QvFactorCounts::QvFactorCounts(const QvFactorCounts& other)
+    : fFactorVars(other.fFactorVars),
+      fNCategories(other.fNCategories),
+      fWeightVar(other.fWeightVar),
+      fDependentVar(other.fDependentVar),
+      fNDependentCategories(other.fNDependentCategories),
+      fFirstCode(other.fFirstCode),
+      fpDependCounts(CopyOf(other.fpDependCounts)),
+      fpDepCountsWithOffset(CopyOf(other.fpDepCountsWithOffset)),
+      fOffsetVar(other.fOffsetVar),
+      fOffsetValue(other.fOffsetValue),
+      fOffsetType(other.fOffsetType) {
+  fFactorCounts.reserve(other.fFactorCounts.size());
+  for (const auto& counts : other.fFactorCounts) fFactorCounts.push_back(CopyOf(counts));
+}
+
+QvFactorCounts& QvFactorCounts::operator=(const QvFactorCounts& other) {
+  if (this != &other) *this = QvFactorCounts(other);
+  return *this;
+}
+
+int QvFactorCounts::CategoryOf(const Record& record, int var) const {
+  return CategoryIndex(record[var], fFirstCode);
+}
+
+double QvFactorCounts::OffsetOf(const Record& record) const {
+  switch (fOffsetType) {
+    case QvConst::QvOffsetVariable:
+      return record[fOffsetVar];
+    case QvConst::QvOffsetFixed:
+      return fOffsetValue;
+    case QvConst::QvOffsetNone:
+      break;
+  }
+  return 0.0;
+}
+
+bool QvFactorCounts::AddCount(Counts& counts, int category, double w) {
+  if (category < 0 || static_cast<std::size_t>(category) >= counts.size()) return false;
+  CountPair& pair = counts[static_cast<std::size_t>(category)];
+  pair.first += w;
+  pair.second += 1.0;
+  return true;
+}
+
+int QvFactorCounts::CountDependent(const Record& record, double w) {
+  const int category = CategoryOf(record, fDependentVar);
+  return AddCount(*fpDependCounts, category, w) ? category : -1;
+}
+
+bool QvFactorCounts::Update(const Record& record) {
+  const double w = FrequencyWeight(record);
+  if (!CountFactors(record, w, [](int, int) {})) return false;
+  if (!HasDependentCounts()) return true;
+  const int category = CountDependent(record, w);
+  if (category < 0) return false;
+  CountPair& withOffset = (*fpDepCountsWithOffset)[static_cast<std::size_t>(category)];
+  withOffset.first += OffsetOf(record) * w;
+  withOffset.second += w;
+  return true;
+}
+
+bool QvFactorCounts::AreFactorsInRange(const Record& record) const {
+  for (std::size_t f = 0; f < fFactorVars.size(); ++f) {
+    const int category = CategoryOf(record, fFactorVars[f]);
+    if (category < 0 || category >= fNCategories[f]) return false;
+  }
+  return true;
+}
+
+int QvFactorCounts::GetNCategories(int factor) const {
+  return IsFactor(factor) ? fNCategories[static_cast<std::size_t>(factor)] : -1;
+}
+
+const QvFactorCounts::Counts* QvFactorCounts::GetCountsPtr(int factor) const {
+  return IsFactor(factor) ? fFactorCounts[static_cast<std::size_t>(factor)].get() : nullptr;
+}
+
+int QvFactorCounts::GetNActiveCategories(int factor) const {
+  const Counts* counts = GetCountsPtr(factor);
+  if (counts == nullptr) return -1;
+  return static_cast<int>(std::count_if(counts->begin(), counts->end(),
+                                        [](const CountPair& pair) { return pair.first > 0.0; }));
+}
+
+void QvFactorCounts::DisplayFields() const {
+  using namespace QvComponentDisplay;
+  DisplayI("The number of factors", GetNFactors());
+  DisplayI("Index of the weight variable", fWeightVar);
+  DisplayIV("Vector of factor indices", fFactorVars);
+  DisplayIV("Vector of factor numbers of categories", fNCategories);
+  for (int f = 0; f < GetNFactors(); ++f) {
+    DisplayI("Factor number (starting from 0)", f);
+    DisplayCounts(*GetCountsPtr(f));
+  }
+  DisplayI("Index of the dependent categorical variable", fDependentVar);
+  DisplayI("Number of categories for dependent variable", fNDependentCategories);
+  if (HasDependentCounts()) {
+    DisplayCounts(*fpDependCounts);
+  } else {
+    DisplayText(kHeadingLevel,
+                "Vector of case counts for categories of the dependent variable undefined");
+  }
+}
+
+void QvFactorCounts::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "QvFactorCounts display start");
+  DisplayFields();
+  DisplayText(kHeadingLevel, "QvFactorCounts display end");
+}

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "qvreg/QvExport.h"
+#include "qvreg/common/Record.h"
+#include "qvreg/settings/QvConst.h"
+
+/// Counts how many records fall in each category of every factor, and of a categorical dependent:
+/// weighted by the frequency weight and unweighted.
+///
+/// A value that owns its counts; a copy is deep. Const operations may run on several threads.
+class QVREG_EXPORT QvFactorCounts {
+ public:
+  /// First the weighted count, second the number of records.
+  using CountPair = std::pair<double, double>;
+  using Counts = std::vector<CountPair>;
+
+  /// `factorVars` and `nCategories` are parallel. `weightVar`, `dependentVar` and `offsetVar` are
+  /// record indices, -1 for none. The dependent is counted when it has at least one category.
+  QvFactorCounts(const std::vector<int>& factorVars, const std::vector<int>& nCategories,
+                 int weightVar, int dependentVar, int nDependentCategories, int firstCode,
+                 int offsetVar, double offsetValue, QvConst::QvOffsetType offsetType);
+  QvFactorCounts(const QvFactorCounts& other);
+  QvFactorCounts(QvFactorCounts&&) = default;
+  QvFactorCounts& operator=(const QvFactorCounts& other);
+  QvFactorCounts& operator=(QvFactorCounts&&) = default;
+  ~QvFactorCounts() = default;
+
+  /// Adds a record. False when some category is out of range; the record's other factors are
+  /// counted all the same. REQUIRES: the record holds every variable named above.
+  bool Update(const QvCommon::Record& record);
+
+  [[nodiscard]] int GetNFactors() const { return static_cast<int>(fFactorVars.size()); }
+  /// The factor's number of categories; -1 for no such factor.
+  [[nodiscard]] int GetNCategories(int factor) const;
+  /// The factor's counts, one pair per category; null for no such factor. Owned by this object.
+  [[nodiscard]] const Counts* GetCountsPtr(int factor) const;
+  /// The dependent's counts; null when it is not counted. Owned by this object.
+  [[nodiscard]] const Counts* GetDependCountsPtr() const { return fpDependCounts.get(); }
+  /// Per dependent category the sum of offset x weight and of the weights; null when not counted.
+  [[nodiscard]] const Counts* GetDepCountsWithOffsetPtr() const {
+    return fpDepCountsWithOffset.get();
+  }
+  /// The number of categories with a weighted count above 0; -1 for no such factor.
+  [[nodiscard]] int GetNActiveCategories(int factor) const;
+  /// True when every factor's code in the record is one that Update counts.
+  [[nodiscard]] bool AreFactorsInRange(const QvCommon::Record& record) const;
+
+  void Display() const;
+
+ protected:
+  /// Counts the record's factors with weight w; `onCategory(factor, category)` is told each
+  /// category in range. False when one is out of range.
+  template <typename OnCategory>
+  bool CountFactors(const QvCommon::Record& record, double w, OnCategory&& onCategory) {
+    bool isInRange = true;
+    for (std::size_t f = 0; f < fFactorVars.size(); ++f) {
+      const int category = CategoryOf(record, fFactorVars[f]);
+      if (!AddCount(*fFactorCounts[f], category, w)) {
+        isInRange = false;
+        continue;
+      }
+      onCategory(static_cast<int>(f), category);
+    }
+    return isInRange;
+  }
+  /// Counts the record's dependent with weight w; -1 when it is out of range, else its category.
+  int CountDependent(const QvCommon::Record& record, double w);
+  [[nodiscard]] bool HasDependentCounts() const { return fpDependCounts != nullptr; }
+  /// The record's frequency weight, 1 when there is none.
+  [[nodiscard]] double FrequencyWeight(const QvCommon::Record& record) const {
+    return fWeightVar >= 0 ? record[fWeightVar] : 1.0;
+  }
+  [[nodiscard]] const std::vector<int>& FactorVars() const { return fFactorVars; }
+  [[nodiscard]] int FirstCode() const { return fFirstCode; }
+  [[nodiscard]] int WeightVar() const { return fWeightVar; }
+  /// Prints the fields without the opening and closing lines.
+  void DisplayFields() const;
+
+ private:
+  static bool AddCount(Counts& counts, int category, double w);
+  [[nodiscard]] int CategoryOf(const QvCommon::Record& record, int var) const;
+  [[nodiscard]] double OffsetOf(const QvCommon::Record& record) const;
+  [[nodiscard]] bool IsFactor(int factor) const { return factor >= 0 && factor < GetNFactors(); }
+
+  std::vector<int> fFactorVars;
+  std::vector<int> fNCategories;
+  int fWeightVar;
+  int fDependentVar;
+  int fNDependentCategories;
+  int fFirstCode;
+  std::vector<std::unique_ptr<Counts>> fFactorCounts;
+  std::unique_ptr<Counts> fpDependCounts;
+  std::unique_ptr<Counts> fpDepCountsWithOffset;
+  int fOffsetVar;
+  double fOffsetValue;
+  QvConst::QvOffsetType fOffsetType;
+};

@@ -1,0 +1,295 @@
+#include "qvreg/design/QvFactorTables.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+#include "qvreg/common/Constants.h"
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/design/QvCategory.h"
+
+using QvCommon::QvHashKey;
+using QvCommon::QvHashPair;
+using QvCommon::QvHashtable;
+using QvCommon::Record;
+
+namespace {
+
+std::size_t Index(int i) { return static_cast<std::size_t>(i); }
+
+}  // namespace
+
+QvFactorTables::QvFactorTables(const std::vector<int>& factorVars,
+                               const std::vector<int>& nCategories, int weightVar, int dependentVar,
+                               int nDependentCategories, int firstCode, int offsetVar,
+                               double offsetValue, QvConst::QvOffsetType offsetType)
+    : QvFactorCounts(factorVars, nCategories, weightVar, dependentVar, nDependentCategories,
+                     firstCode, offsetVar, offsetValue, offsetType),
+      fFactorValues(factorVars.size(), 0) {}
+
+void QvFactorTables::SetModelEffectFactors(const std::vector<std::vector<int>>& effectFactors,
+                                           const std::vector<int>& factorOffsets) {
+  fModelEffectFactors = effectFactors;
+  fNModelEffects = static_cast<int>(effectFactors.size());
+  fFactorOffsets = factorOffsets;
+  fParameterIndices.assign(effectFactors.size(), 0);
+  fLocalEffectIndices.assign(effectFactors.size(), -1);
+  SetFactorTables();
+  fLocalParameterIndices.assign(Index(fNEffects), 0);
+  fParametersPerEffect.assign(Index(fNEffects), 0);
+  fParameterOffsets.assign(effectFactors.size(), 0);
+}
+
+void QvFactorTables::SetFactorTables() {
+  fNEffects = 0;
+  fConcatenatedFactors.clear();
+  fFactorsPerEffect.clear();
+  fEffectKeys.clear();
+  fEffectTables.clear();
+  fEffectPairs.clear();
+  fModelEffectIndices.clear();
+  fLocalFactorIndices.clear();
+  for (int f = 0; f < GetNFactors(); ++f) {
+    const std::size_t var = Index(FactorVars()[Index(f)]);
+    if (var >= fLocalFactorIndices.size()) fLocalFactorIndices.resize(var + 1, 0);
+    fLocalFactorIndices[var] = f;
+  }
+  fCumulativeFactors.assign(1, 0);
+  for (int m = 0; m < fNModelEffects; ++m) {
+    const std::vector<int>& factors = fModelEffectFactors[Index(m)];
+    if (factors.empty()) continue;
+    const auto nFactors = static_cast<int>(factors.size());
+    fFactorsPerEffect.push_back(nFactors);
+    fCumulativeFactors.push_back(fCumulativeFactors.back() + nFactors);
+    fEffectKeys.emplace_back(nFactors);
+    fEffectTables.push_back(std::make_unique<QvHashtable<int>>());
+    fEffectPairs.push_back(std::make_unique<PairList>());
+    for (const int var : factors) fConcatenatedFactors.push_back(fLocalFactorIndices[Index(var)]);
+    fLocalEffectIndices[Index(m)] = fNEffects;
+    fModelEffectIndices.push_back(m);
+    ++fNEffects;
+  }
+}
+
+void QvFactorTables::SetCovariates(const std::vector<int>& covariateVars) {
+  fCovariateVars = covariateVars;
+  fCovariateMeans.assign(covariateVars.size(), 0.0);
+  fbMeansComputed = false;
+}
+
+bool QvFactorTables::UpdateAll(const Record& record) {
+  double w = FrequencyWeight(record);
+  const auto keep = [this](int factor, int category) { fFactorValues[Index(factor)] = category; };
+  if (!CountFactors(record, w, keep)) return false;
+  if (HasDependentCounts() && CountDependent(record, w) < 0) return false;
+  const bool isRecorded = RecordCombinations();
+  fTotalFreqWeight += w;
+  fSampleSize += 1.0;
+  if (fRegrWeightVar >= 0) w *= record[fRegrWeightVar];
+  fTotalRegrWeight += w;
+  UpdateMeans(record, w);
+  return isRecorded;
+}
+
+bool QvFactorTables::RecordCombinations() {
+  bool isRecorded = true;
+  for (int e = 0; e < fNEffects; ++e) {
+    QvHashKey& key = FillKey(e, fFactorValues);
+    if (!UpdateHashtable(fEffectTables[Index(e)].get(), fEffectPairs[Index(e)].get(), key)) {
+      isRecorded = false;
+    }
+  }
+  return isRecorded;
+}
+
+void QvFactorTables::UpdateMeans(const Record& record, double w) {
+  if (!(fTotalRegrWeight > 0.0)) return;
+  for (std::size_t j = 0; j < fCovariateVars.size(); ++j) {
+    const double mean = fCovariateMeans[j];
+    const double moved = mean + (record[fCovariateVars[j]] - mean) / fTotalRegrWeight * w;
+    // What is left where a mean passes through 0 is cancellation, not data.
+    const bool isResidue = std::fabs(moved) < 2.0 * std::fabs(mean) * QvPower::gMachineEpsilon;
+    fCovariateMeans[j] = isResidue ? 0.0 : moved;
+  }
+}
+
+bool QvFactorTables::UpdateHashtable(QvHashtable<int>* table, PairList* pairs, QvHashKey& key) {
+  if (table == nullptr || pairs == nullptr) return false;
+  key.SetHashCode(key.ComputeHashCode());
+  if (table->Find(key) != nullptr) return true;
+  auto ownKey = std::make_unique<QvHashKey>(key);
+  auto value = std::make_unique<int>(0);
+  table->Insert(ownKey, value);
+  pairs->push_back(table->Find(key));
+  return true;
+}
+
+int QvFactorTables::NumberCombinations(int localEffect, int first) {
+  PairList& pairs = *fEffectPairs[Index(localEffect)];
+  std::sort(pairs.begin(), pairs.end(), [](const QvHashPair<int>* a, const QvHashPair<int>* b) {
+    return a->GetKey() < b->GetKey();
+  });
+  int next = first;
+  for (QvHashPair<int>* pair : pairs) pair->GetValue() = next++;
+  fParametersPerEffect[Index(localEffect)] = next - first;
+  return next;
+}
+
+int QvFactorTables::CreateParameterIndices() {
+  std::fill(fParameterIndices.begin(), fParameterIndices.end(), 0);
+  int next = 0;
+  for (int m = 0; m < fNModelEffects; ++m) {
+    fParameterOffsets[Index(m)] = next;
+    const int e = fLocalEffectIndices[Index(m)];
+    if (e < 0) {
+      fParameterIndices[Index(m)] = next++;
+    } else {
+      next = NumberCombinations(e, next);
+    }
+  }
+  return next;
+}
+
+QvHashKey& QvFactorTables::FillKey(int localEffect, const std::vector<int>& factorValues) const {
+  QvHashKey& key = fEffectKeys[Index(localEffect)];
+  const int begin = fCumulativeFactors[Index(localEffect)];
+  for (int i = 0; i < key.GetLength(); ++i) {
+    key[i] = factorValues[Index(fConcatenatedFactors[Index(begin + i)])];
+  }
+  return key;
+}
+
+int QvFactorTables::GetParameterIndex(const QvHashtable<int>* table, QvHashKey& key) const {
+  if (table == nullptr) return -1;
+  key.SetHashCode(key.ComputeHashCode());
+  const QvHashPair<int>* pair = table->Find(key);
+  return pair == nullptr ? -1 : pair->GetValue();
+}
+
+const std::vector<int>& QvFactorTables::GetParameterIndices(const std::vector<int>& factorValues,
+                                                            bool& ok) const {
+  ok = true;
+  for (int e = 0; e < fNEffects; ++e) {
+    const int index = GetParameterIndex(fEffectTables[Index(e)].get(), FillKey(e, factorValues));
+    fParameterIndices[Index(fModelEffectIndices[Index(e)])] = index;
+    if (index < 0) ok = false;
+  }
+  return fParameterIndices;
+}
+
+const std::vector<int>& QvFactorTables::GetRowParameterIndices(const double* row, bool& ok) const {
+  for (std::size_t f = 0; f < fFactorValues.size(); ++f) {
+    fFactorValues[f] = CategoryIndex(row[fFactorOffsets[f]], FirstCode());
+  }
+  return GetParameterIndices(fFactorValues, ok);
+}
+
+const std::vector<int>& QvFactorTables::GetRowLocalParamIndices(const double* row, bool& ok) const {
+  const std::vector<int>& indices = GetRowParameterIndices(row, ok);
+  for (int e = 0; ok && e < fNEffects; ++e) {
+    const std::size_t m = Index(fModelEffectIndices[Index(e)]);
+    fLocalParameterIndices[Index(e)] = indices[m] - fParameterOffsets[m];
+  }
+  return fLocalParameterIndices;
+}
+
+int QvFactorTables::GetEffectParameterIndex(int modelEffect,
+                                            const std::vector<int>& factorValues) const {
+  const int e = fLocalEffectIndices[Index(modelEffect)];
+  if (e < 0) return fParameterIndices[Index(modelEffect)];
+  return GetParameterIndex(fEffectTables[Index(e)].get(), FillKey(e, factorValues));
+}
+
+bool QvFactorTables::GetParameterFactorValues(std::vector<int>& codes, int modelEffect,
+                                              int localParameter) const {
+  if (!IsModelEffect(modelEffect)) return false;
+  const int e = fLocalEffectIndices[Index(modelEffect)];
+  if (e < 0) {
+    codes.clear();
+    return true;
+  }
+  if (localParameter < 0 || localParameter >= fParametersPerEffect[Index(e)]) return false;
+  const QvHashKey& key = (*fEffectPairs[Index(e)])[Index(localParameter)]->GetKey();
+  codes.resize(Index(key.GetLength()));
+  for (int i = 0; i < key.GetLength(); ++i) codes[Index(i)] = key[i] + FirstCode();
+  return true;
+}
+
+int QvFactorTables::GetNEffectParameters(int modelEffect) const {
+  if (!IsModelEffect(modelEffect)) return 0;
+  const int e = fLocalEffectIndices[Index(modelEffect)];
+  return e < 0 ? 1 : fParametersPerEffect[Index(e)];
+}
+
+int QvFactorTables::GetIncompleteEffectIndex() const {
+  double smallest = 1.0;
+  int result = -1;
+  for (int m = 0; m < fNModelEffects; ++m) {
+    const std::vector<int>& factors = fModelEffectFactors[Index(m)];
+    if (factors.empty()) continue;
+    double possible = 1.0;
+    for (const int var : factors) {
+      possible *= GetNActiveCategories(fLocalFactorIndices[Index(var)]);
+    }
+    const double share = GetNEffectParameters(m) / possible;
+    if (share < smallest) {
+      smallest = share;
+      result = m;
+    }
+  }
+  return result;
+}
+
+const std::vector<double>& QvFactorTables::GetCovariateMeans() {
+  if (!fbMeansComputed && !(fTotalFreqWeight > 0.0)) {
+    std::fill(fCovariateMeans.begin(), fCovariateMeans.end(), QvMV::gMissingValue);
+  }
+  fbMeansComputed = true;
+  return fCovariateMeans;
+}
+
+void QvFactorTables::DisplayEffects() const {
+  using namespace QvComponentDisplay;
+  DisplayI("Total number of model effects", fNModelEffects);
+  DisplayI("Number of model effects containing factors", fNEffects);
+  DisplayIV("Concatenated list of factors for fNEffects effects", fConcatenatedFactors);
+  DisplayIV("Number of factors in effects ( fNEffects )", fFactorsPerEffect);
+  DisplayIV("Cumulative number of factors up to effect ( fNEffects+1 )", fCumulativeFactors);
+  for (const QvHashKey& key : fEffectKeys) key.Display();
+  for (const auto& table : fEffectTables) table->Display();
+  for (const auto& pairs : fEffectPairs) {
+    for (const QvHashPair<int>* pair : *pairs) pair->GetKey().Display();
+  }
+  DisplayIV("Vector of local factor indices ( max factor index + 1 )", fLocalFactorIndices);
+  DisplayIV("Factor values ( fNFactors )", fFactorValues);
+  DisplayIV("Vector of parameter indices ( fNModelEffects )", fParameterIndices);
+  DisplayIV("Vector of local parameter indices ( fNEffects )", fLocalParameterIndices);
+  DisplayIV("Vector of local effect indices ( fNModelEffects )", fLocalEffectIndices);
+  DisplayIV("Vector of original model effect indices ( fNEffects )", fModelEffectIndices);
+  DisplayIV("Vector of number of parameters for each effect ( fNEffects )", fParametersPerEffect);
+  DisplayIV("Vector of parameter offsets for each effect ( fNModelEffects )", fParameterOffsets);
+  DisplayIV("Vector of factor indices in the extracted record", fFactorOffsets);
+}
+
+void QvFactorTables::DisplayTotals() const {
+  using namespace QvComponentDisplay;
+  DisplayIV("Vector of covariate indices in the input record", fCovariateVars);
+  DisplayI("Index of the regression weight variable", fRegrWeightVar);
+  DisplayI("Index of the frequency weight variable", WeightVar());
+  DisplayI("Number of covariate indices in the input record", GetNCovariates());
+  DisplayDV("Vector of covariate weighted mean", fCovariateMeans, true);
+  DisplayB("True if covariate means computed", fbMeansComputed);
+  DisplayD("Total frequency weighted count", fTotalFreqWeight);
+  DisplayD("Total regression weighted count", fTotalRegrWeight);
+  DisplayD("Sample size for all valid records", fSampleSize);
+}
+
+void QvFactorTables::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "QvFactorTables display start");
+  DisplayFields();
+  DisplayEffects();
+  DisplayTotals();
+  DisplayText(kHeadingLevel, "QvFactorTables display end");
+}

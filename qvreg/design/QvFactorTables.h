@@ -1,0 +1,138 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "qvreg/common/QvHashKey.h"
+#include "qvreg/design/QvFactorCounts.h"
+#include "qvreg/design/QvHashtable.h"
+
+/// Maps factor level combinations to parameter indices. During a first pass it records, for every
+/// model effect with factors, each combination that occurs, and it totals weights and averages
+/// covariates; CreateParameterIndices then numbers the parameters: one per effect without factors,
+/// one per combination seen of every other, in lexicographic order of the codes, the effect's first
+/// factor most significant.
+///
+/// Calling order: SetModelEffectFactors, SetCovariates, SetRegrWeightVar, UpdateAll per valid
+/// record, CreateParameterIndices, look-ups. Owns its tables. Used from one thread at a time: even
+/// const look-ups share scratch space, and a returned reference lives until the next look-up.
+class QvFactorTables : public QvFactorCounts {
+ public:
+  using PairList = std::vector<QvCommon::QvHashPair<int>*>;
+
+  /// As QvFactorCounts.
+  QvFactorTables(const std::vector<int>& factorVars, const std::vector<int>& nCategories,
+                 int weightVar, int dependentVar, int nDependentCategories, int firstCode,
+                 int offsetVar, double offsetValue, QvConst::QvOffsetType offsetType);
+  QvFactorTables(const QvFactorTables&) = delete;
+  QvFactorTables& operator=(const QvFactorTables&) = delete;
+
+  virtual ~QvFactorTables() = default;
+  /// Adds a record that the validator accepted; false when a category is out of range, and then
+  /// the record is not counted (the counts of its earlier factors stay).
+  virtual bool UpdateAll(const QvCommon::Record& record);
+  /// Numbers the parameters and returns how many there are.
+  virtual int CreateParameterIndices();
+
+  /// Per model effect the record indices of its factors, which must be among this object's
+  /// factors; and per factor its position in the rows that look-ups are given. Starts the tables
+  /// afresh.
+  void SetModelEffectFactors(const std::vector<std::vector<int>>& effectFactors,
+                             const std::vector<int>& factorOffsets);
+  /// Record indices of the variables to average.
+  void SetCovariates(const std::vector<int>& covariateVars);
+  /// Record index of the regression weight, -1 for none.
+  void SetRegrWeightVar(int var) { fRegrWeightVar = var; }
+
+  /// Per model effect the parameter that the row's levels select, -1 and ok = false where that
+  /// combination never occurred. The row must hold every factor at its offset.
+  const std::vector<int>& GetRowParameterIndices(const double* row, bool& ok) const;
+  /// Per effect with factors the parameter's place within the effect; unchanged when not ok.
+  const std::vector<int>& GetRowLocalParamIndices(const double* row, bool& ok) const;
+  /// As GetRowParameterIndices, for category indices in the order of the factors.
+  const std::vector<int>& GetParameterIndices(const std::vector<int>& factorValues, bool& ok) const;
+  /// The parameter of one model effect, -1 where the combination never occurred.
+  [[nodiscard]] int GetEffectParameterIndex(int modelEffect,
+                                            const std::vector<int>& factorValues) const;
+  /// The codes, in the effect's order of factors, of an effect's parameter; none for an effect
+  /// without factors. False for no such effect or parameter.
+  bool GetParameterFactorValues(std::vector<int>& codes, int modelEffect, int localParameter) const;
+  /// The effect's number of parameters; 0 for no such effect.
+  [[nodiscard]] int GetNEffectParameters(int modelEffect) const;
+  /// The effect with the smallest share of its possible combinations seen; -1 when all are
+  /// complete.
+  [[nodiscard]] int GetIncompleteEffectIndex() const;
+
+  [[nodiscard]] int GetNModelEffects() const { return fNModelEffects; }
+  [[nodiscard]] const std::vector<std::vector<int>>& GetModelEffectFactors() const {
+    return fModelEffectFactors;
+  }
+  /// Per model effect the index of its first parameter.
+  [[nodiscard]] const std::vector<int>& GetParameterOffsets() const { return fParameterOffsets; }
+  /// Per effect with factors its model effect.
+  [[nodiscard]] const std::vector<int>& GetModelEffectIndices() const {
+    return fModelEffectIndices;
+  }
+  /// Per model effect its number among the effects with factors, or -1.
+  [[nodiscard]] const std::vector<int>& GetLocalEffectIndices() const {
+    return fLocalEffectIndices;
+  }
+  [[nodiscard]] int GetNCovariates() const { return static_cast<int>(fCovariateVars.size()); }
+  /// The sum of the frequency weights.
+  [[nodiscard]] double GetTotalWeight() const { return fTotalFreqWeight; }
+  /// The sum of frequency times regression weights.
+  [[nodiscard]] double GetTotalRegrWeight() const { return fTotalRegrWeight; }
+  /// The number of records counted.
+  [[nodiscard]] double GetSampleSize() const { return fSampleSize; }
+  /// The weighted means; missing values when the total frequency weight is not above 0.
+  const std::vector<double>& GetCovariateMeans();
+
+  void Display() const;
+
+ protected:
+  /// Discards the tables and makes empty ones for the stored effects.
+  void SetFactorTables();
+  /// Records the key's combination unless the table holds it; false without a table or list.
+  bool UpdateHashtable(QvCommon::QvHashtable<int>* table, PairList* pairs,
+                       QvCommon::QvHashKey& key);
+  /// The key's value, -1 when the table is null or has no such key.
+  int GetParameterIndex(const QvCommon::QvHashtable<int>* table, QvCommon::QvHashKey& key) const;
+
+ private:
+  /// Fills the effect's scratch key from category indices in the order of the factors.
+  QvCommon::QvHashKey& FillKey(int localEffect, const std::vector<int>& factorValues) const;
+  int NumberCombinations(int localEffect, int first);
+  bool RecordCombinations();
+  void UpdateMeans(const QvCommon::Record& record, double w);
+  [[nodiscard]] bool IsModelEffect(int effect) const {
+    return effect >= 0 && effect < fNModelEffects;
+  }
+  void DisplayEffects() const;
+  void DisplayTotals() const;
+
+  std::vector<std::vector<int>> fModelEffectFactors;
+  int fNModelEffects = 0;
+  int fNEffects = 0;
+  std::vector<int> fConcatenatedFactors;
+  std::vector<int> fFactorsPerEffect;
+  std::vector<int> fCumulativeFactors;
+  mutable std::vector<QvCommon::QvHashKey> fEffectKeys;
+  std::vector<std::unique_ptr<QvCommon::QvHashtable<int>>> fEffectTables;
+  std::vector<std::unique_ptr<PairList>> fEffectPairs;
+  std::vector<int> fLocalFactorIndices;
+  mutable std::vector<int> fFactorValues;
+  mutable std::vector<int> fParameterIndices;
+  mutable std::vector<int> fLocalParameterIndices;
+  std::vector<int> fLocalEffectIndices;
+  std::vector<int> fModelEffectIndices;
+  std::vector<int> fParametersPerEffect;
+  std::vector<int> fParameterOffsets;
+  std::vector<int> fFactorOffsets;
+  std::vector<int> fCovariateVars;
+  int fRegrWeightVar = -1;
+  std::vector<double> fCovariateMeans;
+  bool fbMeansComputed = false;
+  double fTotalFreqWeight = 0.0;
+  double fTotalRegrWeight = 0.0;
+  double fSampleSize = 0.0;
+};

@@ -1,0 +1,148 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <deque>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/common/QvHashKey.h"
+
+namespace QvCommon {
+
+/// An entry of a QvHashtable: a key, its value, and the next entry of the same bucket.
+template <typename T>
+class QvHashPair {
+ public:
+  [[nodiscard]] const QvHashKey& GetKey() const { return *fpKey; }
+  [[nodiscard]] const T& GetValue() const { return *fpValue; }
+  [[nodiscard]] T& GetValue() { return *fpValue; }
+
+ private:
+  template <typename U>
+  friend class QvHashtable;
+
+  std::unique_ptr<QvHashKey> fpKey;
+  std::unique_ptr<T> fpValue;
+  QvHashPair* fpNext = nullptr;
+};
+
+/// A chained hash table from keys of ints to values. Keys carry their hash code, which the caller
+/// stores before every insertion and look-up; codes are compared only where hash codes agree.
+///
+/// Owns keys, values and entries; entries keep their address as long as the table lives. Used from
+/// one thread at a time; const operations may run together.
+template <typename T>
+class QvHashtable {
+ public:
+  static constexpr int kFirstBucketCount = 89;
+
+  QvHashtable()
+      : fBuckets(kFirstBucketCount, nullptr), fThreshold(ThresholdOf(kFirstBucketCount)) {}
+  QvHashtable(const QvHashtable&) = delete;
+  QvHashtable& operator=(const QvHashtable&) = delete;
+  ~QvHashtable() = default;
+
+  /// The entry of an equal key, or null. REQUIRES: the key's hash code is stored.
+  [[nodiscard]] QvHashPair<T>* Find(const QvHashKey& key) const {
+    for (QvHashPair<T>* entry = fBuckets[BucketOf(key)]; entry != nullptr; entry = entry->fpNext) {
+      if (entry->fpKey->GetHashCode() == key.GetHashCode() && *entry->fpKey == key) return entry;
+    }
+    return nullptr;
+  }
+
+  /// Takes both pointers and returns true; with an equal key present returns false and leaves them
+  /// with the caller. May throw std::bad_alloc, with the table unchanged. REQUIRES: neither is
+  /// null, and the key's hash code is stored.
+  bool Insert(std::unique_ptr<QvHashKey>& key, std::unique_ptr<T>& value) {
+    if (Find(*key) != nullptr) return false;
+    if (fCount + 1 > fThreshold) Grow();
+    QvHashPair<T>& entry = NewEntry();
+    QvHashPair<T>*& head = fBuckets[BucketOf(*key)];
+    entry.fpKey = std::move(key);
+    entry.fpValue = std::move(value);
+    entry.fpNext = head;
+    head = &entry;
+    ++fCount;
+    return true;
+  }
+
+  /// Drops every entry. Their records are kept for reuse, and so is the number of buckets.
+  void Clear() {
+    for (QvHashPair<T>*& head : fBuckets) {
+      while (head != nullptr) {
+        QvHashPair<T>* entry = Unlink(head);
+        entry->fpKey.reset();
+        entry->fpValue.reset();
+        entry->fpNext = fpFree;
+        fpFree = entry;
+      }
+    }
+    fCount = 0;
+  }
+
+  [[nodiscard]] int GetCount() const { return fCount; }
+  [[nodiscard]] int GetBucketCount() const { return static_cast<int>(fBuckets.size()); }
+  /// The count above which the table grows.
+  [[nodiscard]] int GetThreshold() const { return fThreshold; }
+  /// How often the table has grown.
+  [[nodiscard]] int GetGrowthCount() const { return fGrowthCount; }
+
+  void Display() const {
+    std::printf("Start of Hashtable.\n");
+    for (std::size_t bucket = 0; bucket < fBuckets.size(); ++bucket) {
+      if (fBuckets[bucket] == nullptr) continue;
+      QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                      "Bucket " + std::to_string(bucket) + " :");
+      for (const QvHashPair<T>* entry = fBuckets[bucket]; entry != nullptr; entry = entry->fpNext) {
+        entry->fpKey->Display();
+        QvComponentDisplay::DisplayI("Value", *entry->fpValue);
+      }
+    }
+    std::printf("End of Hashtable.\n");
+  }
+
+ private:
+  static constexpr float kLoadFactor = 0.75F;
+
+  static int ThresholdOf(std::size_t bucketCount) {
+    return static_cast<int>(static_cast<float>(bucketCount) * kLoadFactor);
+  }
+  [[nodiscard]] std::size_t BucketOf(const QvHashKey& key) const {
+    return static_cast<std::size_t>(key.GetHashCode() % static_cast<int>(fBuckets.size()));
+  }
+  static QvHashPair<T>* Unlink(QvHashPair<T>*& head) {
+    QvHashPair<T>* entry = head;
+    head = entry->fpNext;
+    return entry;
+  }
+  QvHashPair<T>& NewEntry() {
+    return fpFree == nullptr ? fEntries.emplace_back() : *Unlink(fpFree);
+  }
+  void Grow() {
+    std::vector<QvHashPair<T>*> old(2 * fBuckets.size() + 1, nullptr);
+    old.swap(fBuckets);
+    fThreshold = ThresholdOf(fBuckets.size());
+    ++fGrowthCount;
+    for (QvHashPair<T>*& oldHead : old) {
+      while (oldHead != nullptr) {
+        QvHashPair<T>* entry = Unlink(oldHead);
+        QvHashPair<T>*& head = fBuckets[BucketOf(*entry->fpKey)];
+        entry->fpNext = head;
+        head = entry;
+      }
+    }
+  }
+
+  std::deque<QvHashPair<T>> fEntries;
+  std::vector<QvHashPair<T>*> fBuckets;
+  int fCount = 0;
+  int fThreshold;
+  int fGrowthCount = 0;
+  QvHashPair<T>* fpFree = nullptr;
+};
+
+}  // namespace QvCommon

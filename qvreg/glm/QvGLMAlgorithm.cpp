@@ -1,0 +1,187 @@
+#include "qvreg/glm/QvGLMAlgorithm.h"
+
+#include <algorithm>
+
+#include "qvreg/common/Constants.h"
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/data/QvRecordPass.h"
+
+using QvCommon::MultiPassRecordIter;
+using QvCommon::QvStatus;
+using QvCommon::Record;
+
+namespace {
+
+constexpr int kNone = -1;
+constexpr int kFirstCode = 0;
+
+bool ContainsAll(const std::vector<int>& list, const std::vector<int>& wanted) {
+  return std::all_of(wanted.begin(), wanted.end(), [&list](int var) {
+    return std::find(list.begin(), list.end(), var) != list.end();
+  });
+}
+
+}  // namespace
+
+QvGLMAlgorithm::QvGLMAlgorithm(const QvRegSettings& settings)
+    : fSettings(settings),
+      fCancelInfo(settings.GetCancelPointer()),
+      fFactorTables(settings.GetFactors(), settings.GetFactorSizes(),
+                    settings.GetFrequencyWeightVar(), kNone, 0, kFirstCode, kNone, 0.0,
+                    QvConst::QvOffsetNone),
+      fModel(settings) {
+  fValidator.SetRecordInfo(settings.GetVariableTypes(), settings.GetFactors(),
+                           settings.GetFactorSizes(), 0);
+  SetUpEffects();
+  for (const std::vector<int>* vars : {&settings.GetFactors(), &settings.GetCovariates()}) {
+    for (const int var : *vars) fDesignRecordSize = std::max(fDesignRecordSize, var + 1);
+  }
+}
+
+void QvGLMAlgorithm::SetUpEffects() {
+  const auto add = [this](const QvModelEffect& effect) {
+    const auto index = static_cast<int>(fEffectParameters.size());
+    QvRegrParameter parameter;
+    parameter.SetEffectIndex(index);
+    parameter.SetupFromEffect(effect, index, 0);
+    fEffectParameters.push_back(std::move(parameter));
+    fEffectFactors.push_back(effect.GetFactors());
+  };
+  if (fSettings.GetInterceptUse()) add(QvModelEffect());
+  for (const QvModelEffect& effect : fSettings.GetModelEffects()) add(effect);
+}
+
+bool QvGLMAlgorithm::AreEffectsKnown() const {
+  return std::all_of(fEffectParameters.begin(), fEffectParameters.end(),
+                     [this](const QvRegrParameter& parameter) {
+                       return ContainsAll(fSettings.GetFactors(), parameter.GetFactors()) &&
+                              ContainsAll(fSettings.GetCovariates(), parameter.GetCovariates());
+                     });
+}
+
+void QvGLMAlgorithm::SetUpFactorTables() {
+  fFactorTables.SetModelEffectFactors(fEffectFactors, fSettings.GetFactors());
+  std::vector<int> averaged = fSettings.GetCovariates();
+  averaged.push_back(fSettings.GetDependent());
+  fFactorTables.SetCovariates(averaged);
+  fFactorTables.SetRegrWeightVar(fSettings.GetRegrWeightVar());
+}
+
+QvStatus QvGLMAlgorithm::ProcessData(MultiPassRecordIter& iter) {
+  SetUpFactorTables();
+  QvRecordPass pass(iter, fCancelInfo, fValidator, QvStatusCode::kRecordMissing);
+  const auto onRecord = [this](const Record& record, QvRecordVerdict verdict, QvStatus&) {
+    ++fRecordCounts.fRead;
+    if (verdict == QvRecordVerdict::kMissing) {
+      ++fRecordCounts.fMissing;
+    } else if (verdict == QvRecordVerdict::kBadWeight) {
+      ++fRecordCounts.fBadWeight;
+    } else if (!fFactorTables.UpdateAll(record)) {
+      ++fRecordCounts.fOutOfRange;
+    } else {
+      ++fRecordCounts.fUsed;
+    }
+    return true;
+  };
+  QvStatus status = pass.Run(onRecord);
+  if (status.IsError()) return status;
+  if (fRecordCounts.fUsed == 0) return {QvStatusCode::kNoRecords, false};
+  fMeanValues = fFactorTables.GetCovariateMeans();
+  fbDataProcessed = true;
+  return status;
+}
+
+QvStatus QvGLMAlgorithm::CreateParameters(MultiPassRecordIter& iter,
+                                          std::vector<QvRegrParameter>& params) {
+  if (fStatus.IsError()) return fStatus;
+  if (fbModelBuilt) return fStatus = QvStatus(QvStatusCode::kAlreadyBuilt, false);
+  if (fbDataProcessed) return fStatus = QvStatus(QvStatusCode::kDataProcessed, false);
+  if (!AreEffectsKnown()) return fStatus = QvStatus(QvStatusCode::kNoParameters, false);
+  fStatus = ProcessData(iter);
+  if (fStatus.IsError()) return fStatus;
+
+  fModel.Initialize(fFactorTables);
+  fFactorTables.CreateParameterIndices();
+  fStatus = fModel.CreateParameters(fEffectParameters);
+  if (!fStatus.IsError()) params = fModel.GetParameters();
+  return fStatus;
+}
+
+template <typename Step>
+QvStatus QvGLMAlgorithm::ForEachRecord(MultiPassRecordIter& iter, Step&& step) {
+  if (!fbDataProcessed) return {QvStatusCode::kDataNotProcessed, false};
+  QvRecordPass pass(iter, fCancelInfo, fValidator, QvStatusCode::kRecordMissing);
+  return pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus& status) {
+    const bool isUsed =
+        verdict == QvRecordVerdict::kValid && fFactorTables.AreFactorsInRange(record);
+    if (!isUsed || step(record.GetAll())) return true;
+    status = QvStatus(QvStatusCode::kDataNotProcessed, false);
+    return false;
+  });
+}
+
+QvStatus QvGLMAlgorithm::Estimate(MultiPassRecordIter& iter) {
+  fModel.SetScale(fFactorTables.GetTotalWeight());
+  fModel.SetDependentMean(fMeanValues.back());
+  QvStatus status =
+      ForEachRecord(iter, [this](const double* values) { return fModel.AddRecord(values); });
+  if (!status.IsError()) status = fModel.Sweep(fCancelInfo);
+  if (status.IsError()) return status;
+
+  if (!fModel.IsSwept()) return {QvStatusCode::kStageMissing, false};
+  status = ForEachRecord(iter, [this](const double* values) {
+    fModel.ResidualStep(values);
+    return true;
+  });
+  return status.IsError() ? status : fModel.Fit();
+}
+
+QvStatus QvGLMAlgorithm::BuildModel(MultiPassRecordIter& iter) {
+  if (fStatus.IsError()) return fStatus;
+  if (!fModel.HasMatrix()) return fStatus = QvStatus(QvStatusCode::kNoParameters, false);
+  if (fbModelBuilt) return {QvStatusCode::kAlreadyBuilt, false};
+  fStatus = Estimate(iter);
+  if (fStatus.IsError()) return fStatus;
+  fbModelBuilt = true;
+  if (!fWarnings.empty()) fStatus = fWarnings.back();
+  return fStatus;
+}
+
+bool QvGLMAlgorithm::HoldsDesign(const Record& record) const {
+  return record.Size() >= fDesignRecordSize;
+}
+
+QvStatus QvGLMAlgorithm::Score(const Record& record, double& predicted) {
+  if (fStatus.IsError()) return fStatus;
+  if (fCancelInfo.WillCancel()) return {QvStatusCode::kCancelled, false};
+  if (!fbModelBuilt) return {QvStatusCode::kNotBuilt, false};
+  if (!HoldsDesign(record)) return {QvStatusCode::kShortRecord, false};
+  predicted = fModel.GetPredictedValue(record.GetAll());
+  return fStatus;
+}
+
+bool QvGLMAlgorithm::ExpandRow(const Record& record, std::vector<double>& row) {
+  if (!fModel.HasMatrix() || !HoldsDesign(record)) return false;
+  const bool ok = fModel.ExpandRow(record.GetAll(), row);
+  const int dependent = fSettings.GetDependent();
+  row.back() = dependent < record.Size() ? record[dependent] : QvMV::gMissingValue;
+  return ok;
+}
+
+void QvGLMAlgorithm::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "QvGLMAlgorithm display start");
+  DisplayText(kHeadingLevel, "Record Validator");
+  fValidator.Display();
+  DisplayText(kHeadingLevel, "fFactorTables");
+  fFactorTables.Display();
+  DisplayDV("fMeanValues", fMeanValues, true);
+  DisplayText(kHeadingLevel, "fModel");
+  fModel.Display();
+  DisplayB("fbDataProcessed", fbDataProcessed);
+  DisplayB("fbModelBuilt", fbModelBuilt);
+  DisplayCount("fRecordCount", fRecordCounts.fRead);
+  DisplayCount("fValidCount", fRecordCounts.fUsed);
+  DisplayText(kHeadingLevel, "QvGLMAlgorithm display end");
+}

@@ -1,0 +1,92 @@
+#include "qvreg/glm/QvGLMComponent.h"
+
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/component/QvOperationGuard.h"
+#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/glm/QvGLMAlgorithm.h"
+#include "qvreg/glm/QvGLMOutputStats.h"
+
+using QvCommon::QvStatus;
+
+QvGLMComponent::QvGLMComponent(const QvRegSettings& settings) {
+  fStatus = GuardOperation([&] {
+    fCompSettings = settings;
+    const QvStatus status = fCompSettings.IsValidSettings();
+    if (!status.IsError()) fpAlgorithm = std::make_unique<QvGLMAlgorithm>(fCompSettings);
+    return status;
+  });
+}
+
+QvGLMComponent::~QvGLMComponent() = default;
+
+QvStatus QvGLMComponent::CreateParameters(QvCommon::MultiPassRecordIter& iter,
+                                          std::vector<QvRegrParameter>& params) {
+  return RunOperation(fStatus, [&] { return fpAlgorithm->CreateParameters(iter, params); });
+}
+
+QvStatus QvGLMComponent::BuildModel(QvCommon::MultiPassRecordIter& iter) {
+  if (!fStatus.IsError() && !fpAlgorithm->IsDataProcessed()) {
+    std::vector<QvRegrParameter> unused;
+    CreateParameters(iter, unused);
+  }
+  return RunOperation(fStatus, [&] {
+    if (IsModelBuilt()) return QvStatus(QvStatusCode::kAlreadyBuilt, false);
+    return fpAlgorithm->BuildModel(iter);
+  });
+}
+
+bool QvGLMComponent::IsModelBuilt() const {
+  return !fStatus.IsError() && fpAlgorithm->IsModelBuilt();
+}
+
+QvStatus QvGLMComponent::GetOutputStats(IQvRegOutputStats*& stats) {
+  if (fStatus.IsError()) return fStatus;
+  if (!IsModelBuilt()) return {QvStatusCode::kNotBuilt, false};
+  return GuardOperation([&] {
+    if (fpOutputStats == nullptr) {
+      fpOutputStats = std::make_unique<QvGLMOutputStats>(fCompSettings, *fpAlgorithm);
+    }
+    stats = fpOutputStats.get();
+    return fStatus;
+  });
+}
+
+QvStatus QvGLMComponent::Score(const QvCommon::Record& record, double& predicted,
+                               std::vector<double>& /*values*/) {
+  if (!IsModelBuilt()) return fStatus;
+  return fpAlgorithm->Score(record, predicted);
+}
+
+void QvGLMComponent::Cancel() {
+  if (fpAlgorithm != nullptr) fpAlgorithm->Cancel();
+}
+
+std::vector<QvStatus> QvGLMComponent::GetWarnings() {
+  std::vector<QvStatus> warnings;
+  GuardOperation([&] {
+    if (fpAlgorithm != nullptr) warnings = fpAlgorithm->GetWarnings();
+    return fStatus;
+  });
+  return warnings;
+}
+
+QvRecordCounts QvGLMComponent::GetRecordCounts() const {
+  return fpAlgorithm == nullptr ? QvRecordCounts() : fpAlgorithm->GetRecordCounts();
+}
+
+void QvGLMComponent::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, " ");
+  DisplayText(kHeadingLevel, "QvGLMComponent display start");
+  DisplayText(kHeadingLevel, "fCompSettings");
+  fCompSettings.Display();
+  if (fpAlgorithm != nullptr) {
+    DisplayText(kHeadingLevel, "fpAlgorithm");
+    fpAlgorithm->Display();
+  }
+  if (fpOutputStats != nullptr) {
+    DisplayText(kHeadingLevel, "fpOutputStats");
+    fpOutputStats->Display();
+  }
+  DisplayText(kHeadingLevel, "QvGLMComponent display end");
+}

@@ -1,0 +1,191 @@
+#include "qvreg/glm/QvGLMModel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "qvreg/common/Constants.h"
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/component/QvStatusCodes.h"
+
+using QvCommon::QvStatus;
+
+void QvGLMModel::Initialize(const QvFactorTables& tables) {
+  fpFactorTables = &tables;
+  fCovariateOffsets = fSettings.GetCovariates();
+}
+
+QvStatus QvGLMModel::CreateParameters(const std::vector<QvRegrParameter>& effectParameters) {
+  int nParameters = 0;
+  for (int e = 0; e < fpFactorTables->GetNModelEffects(); ++e) {
+    fFirstParameters.push_back(nParameters);
+    fNParameters.push_back(fpFactorTables->GetNEffectParameters(e));
+    nParameters += fNParameters.back();
+  }
+  if (nParameters > kMaxParameters) {
+    QvStatus status(QvStatusCode::kTooManyParameters, false);
+    status.SetDiscreteDatum(0, nParameters);
+    status.SetDiscreteDatum(1, kMaxParameters);
+    return status;
+  }
+  QvCommon::QvSymMatrix matrix(nParameters + 1);
+  if (!matrix.IsValidMatrix()) return {QvStatusCode::kTooManyParameters, false};
+
+  fParameters.reserve(static_cast<std::size_t>(nParameters));
+  for (std::size_t e = 0; e < effectParameters.size(); ++e) {
+    CreateEffectParameters(static_cast<int>(e), effectParameters[e]);
+  }
+  fDesignRow.Setup(*fpFactorTables, effectParameters);
+  fDenseRow.assign(static_cast<std::size_t>(nParameters) + 1, 0.0);
+  fMatrix = std::move(matrix);
+  return {};
+}
+
+void QvGLMModel::CreateEffectParameters(int effect, const QvRegrParameter& effectParameter) {
+  const std::vector<int>& tableFactors =
+      fpFactorTables->GetModelEffectFactors()[static_cast<std::size_t>(effect)];
+  const std::vector<int>& factors = effectParameter.GetFactors();
+  std::vector<int> codes;
+  for (int k = 0; k < fNParameters[static_cast<std::size_t>(effect)]; ++k) {
+    QvRegrParameter parameter = effectParameter;
+    fpFactorTables->GetParameterFactorValues(codes, effect, k);
+    // The tables keep the model's order of factors, a parameter that of their nesting levels.
+    for (std::size_t i = 0; i < codes.size(); ++i) {
+      const auto place = std::find(factors.begin(), factors.end(), tableFactors[i]);
+      parameter.GetCategories()[static_cast<std::size_t>(place - factors.begin())] = codes[i];
+    }
+    fParameters.push_back(std::move(parameter));
+  }
+}
+
+void QvGLMModel::SetScale(double scale) {
+  fScale = scale;
+  fInverseScale = scale > 0.0 ? 1.0 / scale : 0.0;
+}
+
+double QvGLMModel::RecordWeight(const double* values) const {
+  const int frequency = fSettings.GetFrequencyWeightVar();
+  const int regression = fSettings.GetRegrWeightVar();
+  return (frequency >= 0 ? values[frequency] : 1.0) * (regression >= 0 ? values[regression] : 1.0);
+}
+
+bool QvGLMModel::AddRecord(const double* values) {
+  if (!HasMatrix() || fbSwept || values == nullptr) return false;
+  const double w = fInverseScale * RecordWeight(values);
+  fDesignRow.Expand(values);
+  fDesignRow.Append(GetNParameters(), values[fSettings.GetDependent()]);
+  // A row that fills half of its columns is added faster without looking up places.
+  if (2 * fDesignRow.GetCount() > fMatrix->GetOrder()) {
+    fDesignRow.Scatter(fDenseRow);
+    fMatrix->UpdateXX(fDenseRow, w);
+    fDesignRow.Unscatter(fDenseRow);
+  } else {
+    fMatrix->UpdateXXSparse(fDesignRow.GetCount(), fDesignRow.GetIndices(), fDesignRow.GetValues(),
+                            w);
+  }
+  ++fRecordsAdded;
+  return true;
+}
+
+QvStatus QvGLMModel::SweepPivots(QvCancelInfo& cancel) {
+  std::vector<double> diagonal;
+  fMatrix->GetDiagonal(diagonal);
+  fRedundancy.Resize(GetNParameters() + 1, false);
+  fRedundancy.Clear();
+  for (int k = 0; k < GetNParameters(); ++k) {
+    if (cancel.IsCancel()) return {QvStatusCode::kCancelled, false};
+    if (!fMatrix->Sweep(k, fSettings.GetTolerance(), diagonal, fRedundancy, true)) {
+      return {QvStatusCode::kTooManyParameters, false};
+    }
+  }
+  return {};
+}
+
+QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
+  if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
+  if (fbSwept) return {QvStatusCode::kAlreadyBuilt, false};
+  const QvStatus status = SweepPivots(cancel);
+  if (status.IsError()) return status;
+  if (!fMatrix->GetRegCoeffs(fEstimates, fRedundancy)) {
+    return {QvStatusCode::kTooManyParameters, false};
+  }
+  fMatrix->ZeroOutRedundant(fRedundancy);
+  fMatrix->MultiplyByNumber(fInverseScale);
+  if (fSettings.GetRefineEstimates()) fRefinement.emplace(GetNParameters());
+  fbSwept = true;
+  fResidualSum = 0.0;
+  fTotalSum = 0.0;
+  return {};
+}
+
+void QvGLMModel::ResidualStep(const double* values) {
+  const double recordWeight = RecordWeight(values);
+  const double w = fInverseScale * recordWeight;
+  const double y = values[fSettings.GetDependent()];
+  fDesignRow.Expand(values);
+  if (fRefinement) {
+    fRefinement->AddRecord(fDesignRow, y, recordWeight, fEstimates);
+  } else {
+    const double residual = y - fDesignRow.InnerProduct(fEstimates);
+    fResidualSum += w * residual * residual;
+  }
+  const double deviation = fSettings.GetInterceptUse() ? y - fDependentMean : y;
+  fTotalSum += w * deviation * deviation;
+  if (w != 0.0) ++fWeightedRecordCount;
+}
+
+void QvGLMModel::ApplyRefinement() {
+  const double decrease = fRefinement->Apply(*fMatrix, fEstimates);
+  fResidualSum = std::max(fRefinement->GetResidualSum() - decrease, 0.0) * fInverseScale;
+  fRefinement.reset();
+}
+
+QvStatus QvGLMModel::Fit() {
+  if (fRefinement) ApplyRefinement();
+  if (fScale > 0.0) fRootMeanSquareError = std::sqrt(fResidualSum);
+  if (fTotalSum > 0.0) {
+    fMultipleRSquare = fTotalSum > fResidualSum ? 1.0 - fResidualSum / fTotalSum : 0.0;
+  }
+  if (fWeightedRecordCount == 0 || fScale <= 0.0) return {QvStatusCode::kNothingToFit, false};
+  return {};
+}
+
+bool QvGLMModel::ExpandRow(const double* values, std::vector<double>& row) {
+  const bool ok = fDesignRow.Expand(values);
+  row.assign(static_cast<std::size_t>(GetNParameters()) + 1, 0.0);
+  fDesignRow.Scatter(row);
+  row.back() = values[fSettings.GetDependent()];
+  return ok;
+}
+
+double QvGLMModel::GetPredictedValue(const double* values) {
+  return fDesignRow.Expand(values) ? fDesignRow.InnerProduct(fEstimates) : QvMV::gMissingValue;
+}
+
+void QvGLMModel::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "QvGLMModel display start");
+  if (fpFactorTables != nullptr) {
+    DisplayText(kHeadingLevel, "Factor Tables pointer is non-zero");
+  }
+  DisplayIV("Covariate offsets:", fCovariateOffsets);
+  DisplayIV("First parameter indices", fFirstParameters);
+  DisplayIV("Numbers of parameters", fNParameters);
+  for (const QvRegrParameter& parameter : fParameters) parameter.Display();
+  if (HasMatrix()) {
+    DisplayText(kHeadingLevel, "ZPrimeZMatrix:");
+    fMatrix->Display();
+  }
+  DisplayB("Swept", fbSwept);
+  DisplayCount("Records added to matrix", fRecordsAdded);
+  fRedundancy.Display();
+  DisplayDV("Parameter estimates", fEstimates, true);
+  DisplayD("Residual sum", fResidualSum);
+  DisplayD("Total sum", fTotalSum);
+  DisplayD("Dependent mean", fDependentMean);
+  DisplayD("Scale", fScale);
+  DisplayCount("Weighted record count", fWeightedRecordCount);
+  DisplayD("MultipleRSquare", fMultipleRSquare);
+  DisplayD("RootMeanSquareError", fRootMeanSquareError);
+  DisplayText(kHeadingLevel, "QvGLMModel display end");
+}

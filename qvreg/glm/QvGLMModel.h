@@ -1,0 +1,111 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "qvreg/common/QvBitSet.h"
+#include "qvreg/common/QvStatus.h"
+#include "qvreg/common/QvSymMatrix.h"
+#include "qvreg/data/QvCancelInfo.h"
+#include "qvreg/design/QvDesignRow.h"
+#include "qvreg/design/QvFactorTables.h"
+#include "qvreg/glm/QvGLMRefinement.h"
+#include "qvreg/settings/QvRegSettings.h"
+#include "qvreg/settings/QvRegrParameter.h"
+
+/// The numerical state of a linear model: parameters, the weighted mean cross-products of the
+/// design row and the dependent, their sweep, the estimates and two fit statistics.
+///
+/// Life: Initialize, CreateParameters, AddRecord per record, Sweep, ResidualStep per record, Fit.
+/// Borrows the settings and the factor tables, which must outlive it; owns the matrix. Used from
+/// one thread at a time.
+class QvGLMModel {
+ public:
+  /// The whole part of the square root of 2147483647, less 1: with more parameters the number of
+  /// matrix elements would not fit in an int.
+  static constexpr int kMaxParameters = 46339;
+
+  explicit QvGLMModel(const QvRegSettings& settings) : fSettings(settings) {}
+
+  /// Names the factor tables; no data yet.
+  void Initialize(const QvFactorTables& tables);
+  /// Builds the parameters and the matrix, one parameter per model effect telling its factors and
+  /// covariates. 305 for too many parameters or without memory. REQUIRES: parameter indices
+  /// created in the factor tables.
+  QvCommon::QvStatus CreateParameters(const std::vector<QvRegrParameter>& effectParameters);
+  /// The total frequency weight, by which cross-products are divided.
+  void SetScale(double scale);
+  void SetDependentMean(double mean) { fDependentMean = mean; }
+  /// Accumulates a record; false without a matrix, after the sweep, or for null.
+  bool AddRecord(const double* values);
+  /// Sweeps the matrix and reads estimates, redundancy and covariance. 309 without a record, 310
+  /// when done before, 1 when cancelled, 305 without memory.
+  QvCommon::QvStatus Sweep(QvCancelInfo& cancel);
+  /// Accumulates a record into the residual and total sums. REQUIRES: swept.
+  void ResidualStep(const double* values);
+  /// Applies the refinement, when the settings ask for it, and computes the fit statistics. 308
+  /// without a weighted record or a positive scale.
+  QvCommon::QvStatus Fit();
+
+  /// The dense design row: p values, then the dependent. False when a level combination has no
+  /// parameter; its effect's columns are then 0. REQUIRES: values that hold every variable.
+  bool ExpandRow(const double* values, std::vector<double>& row);
+  /// The missing value when a level combination has no parameter.
+  double GetPredictedValue(const double* values);
+
+  [[nodiscard]] bool HasMatrix() const { return fMatrix.has_value(); }
+  /// REQUIRES: HasMatrix(). After the sweep: the covariance of the estimates but for the residual
+  /// variance, with a zero row and column for the dependent.
+  [[nodiscard]] const QvCommon::QvSymMatrix& GetMatrix() const { return *fMatrix; }
+  [[nodiscard]] bool IsSwept() const { return fbSwept; }
+  [[nodiscard]] long long GetRecordsAdded() const { return fRecordsAdded; }
+  [[nodiscard]] int GetNParameters() const { return static_cast<int>(fParameters.size()); }
+  [[nodiscard]] const std::vector<QvRegrParameter>& GetParameters() const { return fParameters; }
+  [[nodiscard]] const std::vector<int>& GetFirstParameterIndices() const {
+    return fFirstParameters;
+  }
+  [[nodiscard]] const std::vector<int>& GetNumbersOfParameters() const { return fNParameters; }
+  /// p + 1 bits; set for a kept parameter, the dependent's always clear.
+  [[nodiscard]] const QvCommon::QvBitSet& GetRedundancy() const { return fRedundancy; }
+  [[nodiscard]] const std::vector<double>& GetEstimates() const { return fEstimates; }
+  [[nodiscard]] double GetResidualSum() const { return fResidualSum; }
+  [[nodiscard]] double GetTotalSum() const { return fTotalSum; }
+  [[nodiscard]] double GetDependentMean() const { return fDependentMean; }
+  [[nodiscard]] double GetScale() const { return fScale; }
+  [[nodiscard]] long long GetWeightedRecordCount() const { return fWeightedRecordCount; }
+  [[nodiscard]] double GetMultipleRSquare() const { return fMultipleRSquare; }
+  [[nodiscard]] double GetRootMeanSquareError() const { return fRootMeanSquareError; }
+
+  void Display() const;
+
+ private:
+  void CreateEffectParameters(int effect, const QvRegrParameter& effectParameter);
+  QvCommon::QvStatus SweepPivots(QvCancelInfo& cancel);
+  /// The record's frequency weight times its regression weight.
+  [[nodiscard]] double RecordWeight(const double* values) const;
+  void ApplyRefinement();
+
+  const QvRegSettings& fSettings;
+  const QvFactorTables* fpFactorTables = nullptr;
+  std::vector<int> fCovariateOffsets;
+  std::vector<int> fFirstParameters;
+  std::vector<int> fNParameters;
+  std::vector<QvRegrParameter> fParameters;
+  std::optional<QvCommon::QvSymMatrix> fMatrix;
+  bool fbSwept = false;
+  long long fRecordsAdded = 0;
+  QvCommon::QvBitSet fRedundancy;
+  std::vector<double> fEstimates;
+  /// Zero between records.
+  std::vector<double> fDenseRow;
+  QvDesignRow fDesignRow;
+  double fResidualSum = 0.0;
+  double fTotalSum = 0.0;
+  double fDependentMean = 0.0;
+  double fScale = 0.0;
+  double fInverseScale = 0.0;
+  long long fWeightedRecordCount = 0;
+  double fMultipleRSquare = 0.0;
+  double fRootMeanSquareError = 0.0;
+  std::optional<QvGLMRefinement> fRefinement;
+};

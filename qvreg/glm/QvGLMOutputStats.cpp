@@ -1,0 +1,86 @@
+#include "qvreg/glm/QvGLMOutputStats.h"
+
+#include <cstddef>
+#include <new>
+
+#include "qvreg/common/Constants.h"
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/glm/QvGLMAlgorithm.h"
+
+QvGLMOutputStats::QvGLMOutputStats(const QvRegSettings& settings, QvGLMAlgorithm& algorithm)
+    : fMeanValues(algorithm.GetMeanValues()),
+      fFactorCounts(algorithm.GetFactorTables()),
+      fParameters(algorithm.GetModel().GetParameters()),
+      fParamEstimates(algorithm.GetModel().GetEstimates()),
+      fTotalFreqWeight(algorithm.GetFactorTables().GetTotalWeight()),
+      fTotalRegrWeight(algorithm.GetFactorTables().GetTotalRegrWeight()),
+      fNDegFreedom(settings.GetDF() > 0.0
+                       ? settings.GetDF()
+                       : fTotalRegrWeight - static_cast<double>(fParameters.size())),
+      fRootMeanSquareError(algorithm.GetModel().GetRootMeanSquareError()),
+      fMultipleRSquare(algorithm.GetModel().GetMultipleRSquare()),
+      fRedundancy(algorithm.GetModel().GetRedundancy()),
+      fCovariance(algorithm.GetModel().GetNParameters()),
+      fRecordValidator(algorithm.GetRecordValidator()),
+      fRecordCounts(algorithm.GetRecordCounts()),
+      fpAlgorithm(&algorithm) {
+  if (!fCovariance.IsValidMatrix()) throw std::bad_alloc();
+  fRedundancy.Resize(algorithm.GetModel().GetNParameters(), false);
+  algorithm.GetModel().GetMatrix().ExtractFirstNRows(fCovariance);
+  FillParamStats();
+}
+
+void QvGLMOutputStats::FillParamStats() {
+  fParamStats.resize(fParameters.size());
+  for (std::size_t k = 0; k < fParameters.size(); ++k) {
+    QvRegrParameterStats& stats = fParamStats[k];
+    stats.fParameterIndex = static_cast<int>(k);
+    stats.fEstimate = fParamEstimates[k];
+    stats.fbRedundant = !fRedundancy.IsIn(static_cast<int>(k));
+    stats.fEffectIndex = fParameters[k].GetEffectIndex();
+  }
+}
+
+double QvGLMOutputStats::GetModelFitStat(QvConst::QvModelFitStat stat) const {
+  switch (stat) {
+    case QvConst::QvFitRootMeanSquareError:
+      return fRootMeanSquareError;
+    case QvConst::QvFitMultipleRSquare:
+      return fMultipleRSquare;
+    default:
+      return QvMV::gMissingValue;
+  }
+}
+
+bool QvGLMOutputStats::ExpandRow(const QvCommon::Record& record, std::vector<double>& row) const {
+  try {
+    return fpAlgorithm->ExpandRow(record, row);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+void QvGLMOutputStats::Cancel() { fpAlgorithm->Cancel(); }
+
+void QvGLMOutputStats::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "QvGLMOutputStats display start");
+  DisplayText(kHeadingLevel, "fFactorCounts:");
+  fFactorCounts.Display();
+  DisplayDV("fParamEstimates", fParamEstimates, true);
+  DisplayI("fParameters and fParamStats: total model parameters",
+           static_cast<int>(fParameters.size()));
+  for (std::size_t k = 0; k < fParameters.size(); ++k) {
+    fParameters[k].Display();
+    DisplayD("Parameter estimate", fParamStats[k].fEstimate);
+    DisplayB("Redundant", fParamStats[k].fbRedundant);
+  }
+  DisplayD("fTotalFreqWeight", fTotalFreqWeight);
+  DisplayD("fTotalRegrWeight", fTotalRegrWeight);
+  DisplayD("fNDegFreedom", fNDegFreedom);
+  DisplayD("RMSE", fRootMeanSquareError);
+  DisplayD("Multiple R Square", fMultipleRSquare);
+  DisplayText(kHeadingLevel, "Covariance matrix:");
+  fCovariance.Display();
+  DisplayText(kHeadingLevel, "QvGLMOutputStats display end");
+}

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <vector>
+
+#include "qvreg/QvExport.h"
+#include "qvreg/common/QvSymMatrix.h"
+#include "qvreg/component/IQvRegOutputStats.h"
+#include "qvreg/data/QvRecordCounts.h"
+#include "qvreg/data/QvRegRecordValidator.h"
+#include "qvreg/design/QvFactorCounts.h"
+
+class QvGLMAlgorithm;
+class QvRegSettings;
+
+/// The results of a linear model. Holds copies of all that it reports; ExpandRow and Cancel go
+/// through the component's algorithm, which it borrows.
+class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
+ public:
+  /// Copies the results of a built model. May throw std::bad_alloc: its component turns that into
+  /// a status.
+  QvGLMOutputStats(const QvRegSettings& settings, QvGLMAlgorithm& algorithm);
+  QvGLMOutputStats(const QvGLMOutputStats&) = default;
+  QvGLMOutputStats& operator=(const QvGLMOutputStats&) = default;
+
+  ~QvGLMOutputStats() override = default;
+  QvConst::QvRegModelType GetModelType() override { return QvConst::QvRegModelGLM; }
+  [[nodiscard]] const QvFactorCounts& GetFactorCounts() const override { return fFactorCounts; }
+  [[nodiscard]] const std::vector<double>& GetMeanValues() const override { return fMeanValues; }
+  [[nodiscard]] const std::vector<double>& GetParamEstimates() const override {
+    return fParamEstimates;
+  }
+  [[nodiscard]] const std::vector<QvRegrParameter>& GetParameters() const override {
+    return fParameters;
+  }
+  [[nodiscard]] double GetTotalFreqWeight() const override { return fTotalFreqWeight; }
+  [[nodiscard]] double GetTotalRegrWeight() const override { return fTotalRegrWeight; }
+  [[nodiscard]] double GetNDegFreedom() const override { return fNDegFreedom; }
+  [[nodiscard]] double GetModelFitStat(QvConst::QvModelFitStat stat) const override;
+  [[nodiscard]] const QvCommon::QvSymMatrixData* GetCovarianceMatrix() const override {
+    return &fCovariance;
+  }
+  [[nodiscard]] const std::vector<QvRegrParameterStats>& GetParamStats() const override {
+    return fParamStats;
+  }
+  [[nodiscard]] const QvCommon::QvBitSet& GetRedundancyIndicators() const override {
+    return fRedundancy;
+  }
+  [[nodiscard]] const QvRegRecordValidator& GetRecordValidator() const override {
+    return fRecordValidator;
+  }
+  bool ExpandRow(const QvCommon::Record& record, std::vector<double>& row) const override;
+  void Cancel() override;
+  void Display() const override;
+
+  /// How many records the run read, used and left out.
+  [[nodiscard]] const QvRecordCounts& GetRecordCounts() const { return fRecordCounts; }
+
+ private:
+  void FillParamStats();
+
+  std::vector<double> fMeanValues;
+  QvFactorCounts fFactorCounts;
+  std::vector<QvRegrParameter> fParameters;
+  std::vector<double> fParamEstimates;
+  double fTotalFreqWeight;
+  double fTotalRegrWeight;
+  double fNDegFreedom;
+  double fRootMeanSquareError;
+  double fMultipleRSquare;
+  std::vector<QvRegrParameterStats> fParamStats;
+  QvCommon::QvBitSet fRedundancy;
+  QvCommon::QvSymMatrix fCovariance;
+  QvRegRecordValidator fRecordValidator;
+  QvRecordCounts fRecordCounts;
+  QvGLMAlgorithm* fpAlgorithm;
+};

@@ -1,0 +1,63 @@
+#include "qvreg/settings/QvLogRegSettings.h"
+
+#include "qvreg/common/QvComponentDisplay.h"
+
+namespace {
+
+/// Stores a value that is at least `least`; false, and nothing stored, otherwise (a NaN included).
+template <typename T>
+bool StoreAtLeast(T& field, T value, T least) {
+  if (!(value >= least)) return false;
+  field = value;
+  return true;
+}
+
+}  // namespace
+
+QvConst::QvRegModelType QvLogRegSettings::GetModelType() { return QvConst::QvRegModelLogistic; }
+
+QvCommon::QvStatus QvLogRegSettings::IsValidSettings() { return QvRegSettings::IsValidSettings(); }
+
+bool QvLogRegSettings::SetDependentRefCat(int refCategory, int nCategories) {
+  if (nCategories < 2 || refCategory < kFirstObserved || refCategory >= nCategories) return false;
+  fDependentRefCateg = refCategory;
+  fDependentNCategs = nCategories;
+  return true;
+}
+
+bool QvLogRegSettings::SetIterationFrequency(int n) {
+  return StoreAtLeast(fIterationFrequency, n, 1);
+}
+
+bool QvLogRegSettings::SetLLConCriterion(double criterion) {
+  return StoreAtLeast(fLLConCriterion, criterion, 0.0);
+}
+
+bool QvLogRegSettings::SetParamEstConCriterion(double criterion) {
+  return StoreAtLeast(fParamEstConCriterion, criterion, 0.0);
+}
+
+bool QvLogRegSettings::SetMaxIterations(int n) { return StoreAtLeast(fMaxIterations, n, 0); }
+
+bool QvLogRegSettings::SetMaxStepHalvingValue(int n) { return StoreAtLeast(fMaxStepHalving, n, 1); }
+
+bool QvLogRegSettings::SetStartingIteration(int n) {
+  return StoreAtLeast(fStartingIteration, n, 0);
+}
+
+void QvLogRegSettings::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "QvLogRegSettings display start");
+  QvRegSettings::Display();
+  DisplayI("N of Dependent Categories", fDependentNCategs);
+  DisplayI("Dependent Var reference Category", fDependentRefCateg);
+  DisplayD("Log-Likelihood Function Convergence Criterion", fLLConCriterion);
+  DisplayD("Parameter Estimates Convergence Criterion", fParamEstConCriterion);
+  DisplayI("Maximum number of Iteration", fMaxIterations);
+  DisplayI("Maximum Step-Halving Allowed", fMaxStepHalving);
+  DisplayI("Staring Iteration", fStartingIteration);
+  DisplayB("Log-Likelihood Function absolute change", fLLAbsoluteChange);
+  DisplayB("Parameter Estimates absolute change", fParamEstAbsoluteChange);
+  DisplayI("Show Iteration history frequency", fIterationFrequency);
+  DisplayText(kHeadingLevel, "QvLogRegSettings display end");
+}

@@ -1,0 +1,106 @@
+#pragma once
+
+#include <vector>
+
+#include "qvreg/QvExport.h"
+
+/// One term of a model: which of the model's factors take part, with their nesting levels, and
+/// which of its covariates, each with a multiplicity (its power).
+///
+/// Defined against an ordered list of the model's variables (record indices of the factors, then of
+/// the covariates) which the effect points to but does not own: the caller keeps it alive. A value;
+/// used from one thread at a time.
+class QVREG_EXPORT QvModelEffect {
+ public:
+  QvModelEffect() = default;
+  /// As Setup.
+  QvModelEffect(int nModelFactors, int nModelCovariates, const std::vector<int>* varIndices);
+
+  /// Makes it an empty effect over the given list. REQUIRES: the list holds nModelFactors +
+  /// nModelCovariates record indices.
+  void Setup(int nModelFactors, int nModelCovariates, const std::vector<int>* varIndices);
+  /// Takes every factor and covariate out of the effect.
+  void Reset();
+
+  /// Adds a factor at nesting level 0; `nested` moves the factors added before one level outward.
+  /// False when `var` is no factor of the model or already in the effect.
+  bool AddNewFactor(int var, bool nested);
+  /// Raises the multiplicity of a covariate by one and returns it; -1 when `var` is no covariate
+  /// of the model.
+  int AddCovariate(int var);
+
+  /// The factor's nesting level; -1 when it is not in the effect.
+  [[nodiscard]] int ContainsFactor(int var) const;
+  /// The covariate's multiplicity, 0 when it is not in the effect; -1 for no covariate of the
+  /// model.
+  [[nodiscard]] int GetCovariateMult(int var) const;
+  /// The sum of all multiplicities.
+  [[nodiscard]] int GetNCovariateMult() const;
+  /// Record indices of the effect's factors, in the order of the model's list.
+  [[nodiscard]] std::vector<int> GetFactors() const;
+  /// Their nesting levels, in the same order.
+  [[nodiscard]] std::vector<int> GetFactorLevels() const;
+  /// Record indices of the effect's covariates, in the order of the model's list.
+  [[nodiscard]] std::vector<int> GetCovariates() const;
+  /// Their multiplicities, in the same order.
+  [[nodiscard]] std::vector<int> GetCovMultiplicities() const;
+
+  [[nodiscard]] int GetNFactors() const { return fNFactors; }
+  [[nodiscard]] int GetNCovariates() const { return fNCovariates; }
+  [[nodiscard]] int GetNLevels() const { return fNLevels; }
+  [[nodiscard]] int GetNModelFactors() const { return fNModelFactors; }
+  [[nodiscard]] int GetNModelCovariates() const { return fNModelCovariates; }
+  /// The main vector: per factor of the model its nesting level or -1, then per covariate its
+  /// multiplicity.
+  [[nodiscard]] const std::vector<int>& GetModelEffect() const { return fMainVector; }
+  [[nodiscard]] const std::vector<int>* GetVarIndices() const { return fpVarIndices; }
+  void SetVarIndices(const std::vector<int>* varIndices) { fpVarIndices = varIndices; }
+  /// True for an effect without factors and covariates.
+  [[nodiscard]] bool IsIntercept() const { return fNFactors + fNCovariates == 0; }
+  /// Marks the factors as standing after the covariates in parentheses; Reset clears the mark.
+  void SetFactorsInParens() { fbFactorsInParens = true; }
+  [[nodiscard]] bool GetFactorsInParens() const { return fbFactorsInParens; }
+
+  /// True when `other` has the same covariate part and all of this effect's factors and more.
+  [[nodiscard]] bool IsContainedIn(const QvModelEffect& other) const;
+  [[nodiscard]] bool operator==(const QvModelEffect& other) const;
+
+  /// Removes the slots whose flag in `keep` is false from the main vector and the model's counts
+  /// (the effect's own counts and the list stay). False when a removed slot was in use.
+  bool ApplyMask(const std::vector<bool>& keep);
+
+  /// Per slot of the model's list, whether some effect uses it. REQUIRES: effects of one model, at
+  /// least one.
+  static std::vector<bool> CheckVariableUse(const std::vector<QvModelEffect>& effects);
+  /// Record indices of the variables in use, in the order met; a covariate is listed once for each
+  /// effect that uses it. Nothing changes for an empty list of effects.
+  static void GetUsedVariables(const std::vector<QvModelEffect>& effects, std::vector<int>& factors,
+                               std::vector<int>& covariates);
+
+  void Display() const;
+
+ protected:
+  /// The first position p of `value` in v with start <= p < start + count; -1 when there is none.
+  [[nodiscard]] static int FindInVector(const std::vector<int>& v, int start, int count, int value);
+
+ private:
+  [[nodiscard]] int FactorSlot(int var) const;
+  [[nodiscard]] int CovariateSlot(int var) const;
+  [[nodiscard]] int NSlots() const { return fNModelFactors + fNModelCovariates; }
+  [[nodiscard]] bool IsFactorUsed(int slot) const { return At(slot) >= 0; }
+  [[nodiscard]] bool IsCovariateUsed(int slot) const { return At(slot) > 0; }
+  [[nodiscard]] bool IsSlotUsed(int slot) const {
+    return slot < fNModelFactors ? IsFactorUsed(slot) : IsCovariateUsed(slot);
+  }
+  [[nodiscard]] int At(int slot) const { return fMainVector[static_cast<std::size_t>(slot)]; }
+  [[nodiscard]] int& At(int slot) { return fMainVector[static_cast<std::size_t>(slot)]; }
+
+  const std::vector<int>* fpVarIndices = nullptr;
+  std::vector<int> fMainVector;
+  int fNModelFactors = 0;
+  int fNModelCovariates = 0;
+  int fNFactors = 0;
+  int fNCovariates = 0;
+  int fNLevels = 0;
+  bool fbFactorsInParens = false;
+};

@@ -1,0 +1,115 @@
+#include "qvreg/settings/QvRegSettings.h"
+
+#include <cstddef>
+#include <exception>
+
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/component/QvStatusCodes.h"
+
+using QvCommon::QvStatus;
+
+namespace {
+
+/// Appends `value`; false, and the vector emptied, without memory.
+template <typename T>
+bool Append(std::vector<T>& v, const T& value) {
+  try {
+    v.push_back(value);
+    return true;
+  } catch (const std::exception&) {
+    v.clear();
+    return false;
+  }
+}
+
+}  // namespace
+
+QvConst::QvRegModelType QvRegSettings::GetModelType() { return QvConst::QvRegModelGLM; }
+
+QvStatus QvRegSettings::IsValidSettings() {
+  if (fDependVar < 0) return {QvStatusCode::kNoDependent, false};
+  if (!fInterceptUse && fModelEffects.empty()) return {QvStatusCode::kEmptyModel, false};
+  return {};
+}
+
+bool QvRegSettings::IsFree(int var) const {
+  if (var < 0) return false;
+  const auto index = static_cast<std::size_t>(var);
+  return index >= fVariableType.size() || fVariableType[index] == QvConst::QvVarNone;
+}
+
+bool QvRegSettings::AssignRole(int var, QvConst::QvVariableType role) {
+  const auto index = static_cast<std::size_t>(var);
+  try {
+    if (index >= fVariableType.size()) fVariableType.resize(index + 1, QvConst::QvVarNone);
+  } catch (const std::exception&) {
+    fVariableType.clear();
+    return false;
+  }
+  fVariableType[index] = role;
+  return true;
+}
+
+bool QvRegSettings::SetDependent(int var) {
+  if (fDependVar >= 0 || !IsFree(var)) return false;
+  fDependVar = var;
+  return AssignRole(var, QvConst::QvVarDependent);
+}
+
+int QvRegSettings::AddFactor(int var, int nCategories) {
+  if (nCategories < 1 || !IsFree(var) || !AssignRole(var, QvConst::QvVarFactor)) return -1;
+  if (!Append(fFactors, var)) return -1;
+  if (!Append(fFactorSizes, nCategories)) {
+    fFactors.clear();  // The two lists stay parallel.
+    return -1;
+  }
+  return static_cast<int>(fFactors.size());
+}
+
+int QvRegSettings::AddCovariate(int var) {
+  if (!IsFree(var) || !AssignRole(var, QvConst::QvVarCovariate)) return -1;
+  if (!Append(fCovariates, var)) return -1;
+  return static_cast<int>(fCovariates.size());
+}
+
+bool QvRegSettings::SetFrequencyWeightVar(int var) {
+  if (!IsFree(var) || !AssignRole(var, QvConst::QvVarFreqWeight)) return false;
+  fFreqWeightVar = var;
+  return true;
+}
+
+bool QvRegSettings::SetRegrWeightVar(int var) {
+  if (!IsFree(var) || !AssignRole(var, QvConst::QvVarRegrWeight)) return false;
+  fRegrWeightVar = var;
+  return true;
+}
+
+bool QvRegSettings::AddModelEffect(const QvModelEffect& effect) {
+  return Append(fModelEffects, effect);
+}
+
+void QvRegSettings::SetConfidenceLevel(double level) {
+  if (level >= 0.0 && level < 1.0) fConfidence = level;
+}
+
+void QvRegSettings::SetDF(double nDegFreedom) {
+  if (nDegFreedom > 0.0) fNDegFreedom = nDegFreedom;
+}
+
+void QvRegSettings::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "QvRegSettings display start");
+  DisplayI("fFreqWeightVar", fFreqWeightVar);
+  DisplayI("fRegrWeightVar", fRegrWeightVar);
+  DisplayI("Dependent Var", fDependVar);
+  DisplayIV("Factors", fFactors);
+  DisplayIV("Factor Sizes", fFactorSizes);
+  DisplayIV("Covariates", fCovariates);
+  DisplayD("Tolerance", fTolerance);
+  DisplayB("Intercept use", fInterceptUse);
+  DisplayD("Confidence", fConfidence);
+  DisplayD("Degrees of freedom", fNDegFreedom);
+  DisplayText(kHeadingLevel, "\nModel Effects:");
+  for (const QvModelEffect& effect : fModelEffects) effect.Display();
+  DisplayText(kHeadingLevel, "QvRegSettings display end");
+}

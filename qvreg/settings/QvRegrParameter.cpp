@@ -1,0 +1,90 @@
+#include "qvreg/settings/QvRegrParameter.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <numeric>
+
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/settings/QvModelEffect.h"
+
+namespace {
+
+/// The place of `value` in v, or v's size.
+std::size_t IndexIn(const std::vector<int>& v, int value) {
+  return static_cast<std::size_t>(std::find(v.begin(), v.end(), value) - v.begin());
+}
+
+}  // namespace
+
+bool QvRegrParameter::AddFactor(int var, int category, int nestLevel) {
+  if (var < 0 || nestLevel < 0 || IndexIn(fFactors, var) < fFactors.size()) return false;
+  const auto place =
+      std::upper_bound(fFactorNestLevels.begin(), fFactorNestLevels.end(), nestLevel) -
+      fFactorNestLevels.begin();
+  fFactors.insert(fFactors.begin() + place, var);
+  fCategories.insert(fCategories.begin() + place, category);
+  fFactorNestLevels.insert(fFactorNestLevels.begin() + place, nestLevel);
+  return true;
+}
+
+int QvRegrParameter::ContainsFactor(int var, int notFound) const {
+  const std::size_t index = IndexIn(fFactors, var);
+  return index < fFactors.size() ? fCategories[index] : notFound;
+}
+
+int QvRegrParameter::AddCovariate(int var, int multiplicity) {
+  if (var < 0 || multiplicity < 1) return 0;
+  const std::size_t index = IndexIn(fCovariates, var);
+  if (index < fCovariates.size()) return fCovariateMultiplicities[index] += multiplicity;
+  fCovariates.push_back(var);
+  fCovariateMultiplicities.push_back(multiplicity);
+  return multiplicity;
+}
+
+int QvRegrParameter::GetCovariateMult(int var) const {
+  const std::size_t index = IndexIn(fCovariates, var);
+  return index < fCovariates.size() ? fCovariateMultiplicities[index] : 0;
+}
+
+int QvRegrParameter::GetNCovariateMult() const {
+  return std::accumulate(fCovariateMultiplicities.begin(), fCovariateMultiplicities.end(), 0);
+}
+
+void QvRegrParameter::SetEffectIndex(int effectIndex) {
+  if (effectIndex >= 0) fEffectIndex = effectIndex;
+}
+
+bool QvRegrParameter::SetupFromEffect(const QvModelEffect& effect, int effectIndex, int category) {
+  if (effect.IsIntercept() || effectIndex < 0) return false;
+  fEffectIndex = effectIndex;
+  fFactors.clear();
+  fCategories.clear();
+  fFactorNestLevels.clear();
+  const std::vector<int> factors = effect.GetFactors();
+  const std::vector<int> levels = effect.GetFactorLevels();
+  for (std::size_t i = 0; i < factors.size(); ++i) AddFactor(factors[i], category, levels[i]);
+  fCovariates = effect.GetCovariates();
+  fCovariateMultiplicities = effect.GetCovMultiplicities();
+  return true;
+}
+
+void QvRegrParameter::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "Begin QvRegrParameter object display.");
+  if (fFactors.empty()) {
+    DisplayText(kHeadingLevel, "No factors are present.");
+  } else {
+    DisplayIV("The factors:", fFactors);
+    DisplayIV("Categories:", fCategories);
+    DisplayIV("Factor nesting levels:", fFactorNestLevels);
+  }
+  if (fCovariates.empty()) {
+    DisplayText(kHeadingLevel, "No covariates are present.");
+  } else {
+    DisplayIV("Covariates:", fCovariates);
+    DisplayIV("Covariate multiplicities:", fCovariateMultiplicities);
+  }
+  DisplayI("Index of the effect", fEffectIndex);
+  if (fTargetCategory >= 0) DisplayI("Target category", fTargetCategory);
+  DisplayText(kHeadingLevel, "End QvRegrParameter object display.\n");
+}

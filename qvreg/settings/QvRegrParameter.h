@@ -1,0 +1,69 @@
+#pragma once
+
+#include <vector>
+
+#include "qvreg/QvExport.h"
+
+class QvModelEffect;
+
+/// One column of the design: its effect, the factor categories that select it, the covariates that
+/// multiply it and, for a logistic model, the category of the dependent whose equation it is in.
+/// Without factors and covariates it is the intercept. A value; used from one thread at a time.
+class QVREG_EXPORT QvRegrParameter {
+ public:
+  QvRegrParameter() = default;
+
+  /// Adds a factor behind those of its nesting level or less. False for a negative `var` or
+  /// `nestLevel` and for a factor already present; the category is not checked.
+  bool AddFactor(int var, int category, int nestLevel);
+  /// The category of a factor, or `notFound` when it is not among the factors.
+  [[nodiscard]] int ContainsFactor(int var, int notFound) const;
+  /// Adds `multiplicity` to a covariate's multiplicity and returns the total; 0, and nothing
+  /// changed, for a negative `var` or a multiplicity below 1.
+  int AddCovariate(int var, int multiplicity);
+  /// The covariate's multiplicity; 0 when it is not a covariate of the parameter.
+  [[nodiscard]] int GetCovariateMult(int var) const;
+  /// The sum of all multiplicities.
+  [[nodiscard]] int GetNCovariateMult() const;
+
+  [[nodiscard]] int GetNFactors() const { return static_cast<int>(fFactors.size()); }
+  [[nodiscard]] int GetNCovariates() const { return static_cast<int>(fCovariates.size()); }
+  /// Record indices of the factors, in the order of their nesting levels.
+  [[nodiscard]] const std::vector<int>& GetFactors() const { return fFactors; }
+  /// The category of each factor.
+  [[nodiscard]] const std::vector<int>& GetCategories() const { return fCategories; }
+  [[nodiscard]] std::vector<int>& GetCategories() { return fCategories; }
+  /// The nesting level of each factor, never decreasing.
+  [[nodiscard]] const std::vector<int>& GetFactorNestLevels() const { return fFactorNestLevels; }
+  /// Record indices of the covariates, in the order added.
+  [[nodiscard]] const std::vector<int>& GetCovariates() const { return fCovariates; }
+  /// The power of each covariate.
+  [[nodiscard]] const std::vector<int>& GetCovariateMultiplicities() const {
+    return fCovariateMultiplicities;
+  }
+  [[nodiscard]] bool IsIntercept() const { return fFactors.empty() && fCovariates.empty(); }
+
+  /// Position of the parameter's effect, the intercept being effect 0 when the model has one; a
+  /// negative index is ignored.
+  void SetEffectIndex(int effectIndex);
+  [[nodiscard]] int GetEffectIndex() const { return fEffectIndex; }
+  void SetTargetCategory(int category) { fTargetCategory = category; }
+  [[nodiscard]] int GetTargetCategory() const { return fTargetCategory; }
+
+  /// Takes the effect's factors, each with `category`, and its covariates. False, and nothing
+  /// changed, for an intercept effect or a negative index.
+  bool SetupFromEffect(const QvModelEffect& effect, int effectIndex, int category);
+
+  [[nodiscard]] bool operator==(const QvRegrParameter& other) const = default;
+
+  void Display() const;
+
+ private:
+  std::vector<int> fFactors;
+  std::vector<int> fCategories;
+  std::vector<int> fFactorNestLevels;
+  std::vector<int> fCovariates;
+  std::vector<int> fCovariateMultiplicities;
+  int fEffectIndex = -1;
+  int fTargetCategory = -1;
+};
