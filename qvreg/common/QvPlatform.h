@@ -8,12 +8,12 @@
 #define QVREG_RESTRICT __restrict__
 #endif
 
-/// A function so marked is compiled twice, for any x86-64 and for machines with fused multiply-add,
-/// and the loader picks one. Both give the same numbers: the library is compiled without
-/// contraction of products and sums, and std::fma is exact on either.
+/// A function so marked is compiled twice, for any x86-64 and for machines with wider vectors and
+/// fused multiply-add, and the loader picks one. Both give the same numbers: the library is
+/// compiled without contraction of products and sums, and std::fma is exact on either.
 #if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__ELF__) && \
     !defined(__SANITIZE_ADDRESS__)
-#define QVREG_FMA_CLONES __attribute__((target_clones("default", "arch=haswell")))
+#define QVREG_FMA_CLONES __attribute__((target_clones("default", "arch=x86-64-v3")))
 #else
 #define QVREG_FMA_CLONES
 #endif

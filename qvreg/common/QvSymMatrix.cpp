@@ -15,6 +15,15 @@ inline void AddScaled(int n, double c, const double* QVREG_RESTRICT x, double* Q
   for (int j = 0; j < n; ++j) y[j] += c * x[j];
 }
 
+/// Adds w x x' to a packed triangle of order n.
+QVREG_FMA_CLONES
+void AddOuterProduct(int n, double w, const double* x, double* row) {
+  for (int i = 0; i < n; ++i) {
+    AddScaled(i + 1, w * x[i], x, row);
+    row += i + 1;
+  }
+}
+
 inline double Dot(int n, const double* x, const double* y) {
   double sum = 0.0;
   for (int j = 0; j < n; ++j) sum += x[j] * y[j];
@@ -31,12 +40,7 @@ bool IsSoundPivot(double pivot, double tol, double original) {
 bool QvSymMatrix::UpdateXX(const std::vector<double>& x, double w) {
   const int n = GetOrder();
   if (x.size() != static_cast<std::size_t>(n)) return false;
-  const double* values = x.data();
-  double* row = fElements.data();
-  for (int i = 0; i < n; ++i) {
-    AddScaled(i + 1, w * values[i], values, row);
-    row += i + 1;
-  }
+  AddOuterProduct(n, w, x.data(), fElements.data());
   return true;
 }
 

@@ -6,13 +6,14 @@
 void QvDesignRow::Setup(const QvFactorTables& tables,
                         const std::vector<QvRegrParameter>& effectParameters) {
   fpFactorTables = &tables;
-  fPowers.clear();
-  fPowerOffsets.assign(1, 0);
+  fMultipliers.clear();
+  fMultiplierOffsets.assign(1, 0);
   for (const QvRegrParameter& parameter : effectParameters) {
     for (std::size_t i = 0; i < parameter.GetCovariates().size(); ++i) {
-      fPowers.push_back({parameter.GetCovariates()[i], parameter.GetCovariateMultiplicities()[i]});
+      const auto power = static_cast<std::size_t>(parameter.GetCovariateMultiplicities()[i]);
+      fMultipliers.insert(fMultipliers.end(), power, parameter.GetCovariates()[i]);
     }
-    fPowerOffsets.push_back(fPowers.size());
+    fMultiplierOffsets.push_back(fMultipliers.size());
   }
   fIndices.assign(effectParameters.size() + 1, 0);
   fValues.assign(effectParameters.size() + 1, 0.0);
@@ -21,9 +22,8 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
 
 double QvDesignRow::CovariateValue(std::size_t effect, const double* values) const {
   double product = 1.0;
-  for (std::size_t i = fPowerOffsets[effect]; i < fPowerOffsets[effect + 1]; ++i) {
-    const double value = values[fPowers[i].fVariable];
-    for (int power = 0; power < fPowers[i].fMultiplicity; ++power) product *= value;
+  for (std::size_t i = fMultiplierOffsets[effect]; i < fMultiplierOffsets[effect + 1]; ++i) {
+    product *= values[fMultipliers[i]];
   }
   return product;
 }
@@ -37,12 +37,16 @@ void QvDesignRow::Append(int index, double value) {
 bool QvDesignRow::Expand(const double* values) {
   bool ok = true;
   const std::vector<int>& indices = fpFactorTables->GetRowParameterIndices(values, ok);
-  fCount = 0;
+  // Written without a branch, since which effects are zero is anyone's guess: a zero is overwritten
+  // by the next value.
+  int count = 0;
   for (std::size_t effect = 0; effect < indices.size(); ++effect) {
-    if (indices[effect] < 0) continue;
-    const double value = CovariateValue(effect, values);
-    if (value != 0.0) Append(indices[effect], value);
+    const double value = indices[effect] < 0 ? 0.0 : CovariateValue(effect, values);
+    fIndices[static_cast<std::size_t>(count)] = indices[effect];
+    fValues[static_cast<std::size_t>(count)] = value;
+    count += value != 0.0 ? 1 : 0;
   }
+  fCount = count;
   return ok;
 }
 

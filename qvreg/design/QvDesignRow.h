@@ -38,17 +38,13 @@ class QvDesignRow {
   void Unscatter(std::vector<double>& row) const;
 
  private:
-  struct Power {
-    int fVariable;
-    int fMultiplicity;
-  };
-
   [[nodiscard]] double CovariateValue(std::size_t effect, const double* values) const;
 
   const QvFactorTables* fpFactorTables = nullptr;
-  std::vector<Power> fPowers;
-  /// Where each effect's powers start; one entry more than there are effects.
-  std::vector<std::size_t> fPowerOffsets;
+  /// Effect after effect the variables to multiply, each as often as its power says.
+  std::vector<int> fMultipliers;
+  /// Where each effect's multipliers start; one entry more than there are effects.
+  std::vector<std::size_t> fMultiplierOffsets;
   std::vector<int> fIndices;
   std::vector<double> fValues;
   int fCount = 0;
