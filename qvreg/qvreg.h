@@ -4,6 +4,7 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvBitSet.h"
+#include "qvreg/common/QvRectMatrix.h"
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/common/QvSymMatrixData.h"
@@ -24,6 +25,10 @@
 #include "qvreg/design/QvFactorCounts.h"
 #include "qvreg/glm/QvGLMComponent.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
+#include "qvreg/logistic/QvIterationReporter.h"
+#include "qvreg/logistic/QvLogComponent.h"
+#include "qvreg/logistic/QvLogOutputStats.h"
+#include "qvreg/logistic/QvOptimizationOutcome.h"
 #include "qvreg/settings/QvConst.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvModelEffect.h"

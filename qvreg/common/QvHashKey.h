@@ -3,6 +3,7 @@
 #include <vector>
 
 class QvFactorTables;
+class QvPatternTabulator;
 
 namespace QvCommon {
 
@@ -35,6 +36,7 @@ class QvHashKey {
  private:
   // Those who fill keys compute the hash code.
   friend class ::QvFactorTables;
+  friend class ::QvPatternTabulator;
 
   /// A well-mixed function of every code; never negative.
   [[nodiscard]] int ComputeHashCode() const;

@@ -3,13 +3,15 @@
 #include <cstddef>
 #include <vector>
 
+#include "qvreg/QvExport.h"
+
 namespace QvCommon {
 
 /// The elements of a rows x columns matrix of doubles, all zero at construction, kept row by row.
 ///
 /// Owns its storage; a value. When the storage cannot be allocated both counts are 0, and every
 /// SetElem answers false.
-class QvRectMatrixData {
+class QVREG_EXPORT QvRectMatrixData {
  public:
   QvRectMatrixData(int rows, int columns);
 
@@ -36,7 +38,7 @@ class QvRectMatrixData {
 };
 
 /// A rectangular matrix. Nothing beyond element access is needed of it so far.
-class QvRectMatrix : public QvRectMatrixData {
+class QVREG_EXPORT QvRectMatrix : public QvRectMatrixData {
  public:
   using QvRectMatrixData::QvRectMatrixData;
 };

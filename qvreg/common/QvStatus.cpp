@@ -30,4 +30,8 @@ bool QvStatus::GetScaleDatum(unsigned index, double& value) const {
   return true;
 }
 
+bool QvStatus::IsIdenticalTo(const QvStatus& other) const {
+  return *this == other && fDiscrete == other.fDiscrete && fScale == other.fScale;
+}
+
 }  // namespace QvCommon

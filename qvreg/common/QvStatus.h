@@ -38,6 +38,9 @@ class QVREG_EXPORT QvStatus {
   /// Reads a real number that was attached; false, `value` untouched, when there is none.
   bool GetScaleDatum(unsigned index, double& value) const;
 
+  /// True when the attached numbers are the same too.
+  [[nodiscard]] bool IsIdenticalTo(const QvStatus& other) const;
+
   /// Same code and same warning flag; the attached numbers are details and are not compared.
   friend bool operator==(const QvStatus& a, const QvStatus& b) {
     return a.fCode == b.fCode && a.fbWarning == b.fbWarning;
@@ -48,6 +51,8 @@ class QVREG_EXPORT QvStatus {
   struct Datum {
     Value fValue{};
     bool fbSet = false;
+
+    bool operator==(const Datum&) const = default;
   };
 
   long fCode = 0;

@@ -24,6 +24,22 @@ void AddOuterProduct(int n, double w, const double* x, double* row) {
   }
 }
 
+/// Replaces a packed triangle of order n by x x'.
+QVREG_FMA_CLONES
+void StoreOuterProduct(int n, const double* QVREG_RESTRICT x, double* QVREG_RESTRICT row) {
+  for (int i = 0; i < n; ++i) {
+    for (int j = 0; j <= i; ++j) row[j] = x[i] * x[j];
+    row += i + 1;
+  }
+}
+
+/// y += c x over n elements that do not overlap, for long vectors.
+QVREG_FMA_CLONES
+void AddScaledMany(std::size_t n, double c, const double* QVREG_RESTRICT x,
+                   double* QVREG_RESTRICT y) {
+  for (std::size_t j = 0; j < n; ++j) y[j] += c * x[j];
+}
+
 inline double Dot(int n, const double* x, const double* y) {
   double sum = 0.0;
   for (int j = 0; j < n; ++j) sum += x[j] * y[j];
@@ -56,6 +72,18 @@ bool QvSymMatrix::UpdateXXSparse(int n, const std::vector<int>& indices,
     const double wa = w * values[a];
     for (std::size_t b = 0; b <= a; ++b) fElements[IndexOf(i, indices[b])] += wa * values[b];
   }
+  return true;
+}
+
+bool QvSymMatrix::SetOuterProduct(const std::vector<double>& x) {
+  if (x.size() != static_cast<std::size_t>(GetOrder())) return false;
+  StoreOuterProduct(GetOrder(), x.data(), fElements.data());
+  return true;
+}
+
+bool QvSymMatrix::AddMatrix(const QvSymMatrix& other, double c) {
+  if (other.GetOrder() != GetOrder()) return false;
+  AddScaledMany(fElements.size(), c, other.fElements.data(), fElements.data());
   return true;
 }
 

@@ -43,6 +43,10 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// Sets to 0 every element in a row or column whose bit is clear.
   bool ZeroOutRedundant(const QvBitSet& swept);
 
+  /// Replaces the matrix by x x' for a dense x of GetOrder() values.
+  bool SetOuterProduct(const std::vector<double>& x);
+  /// Adds c times a matrix of the same order.
+  bool AddMatrix(const QvSymMatrix& other, double c);
   /// Sets every element to 0; the order stays.
   void SetToZero();
   void MultiplyByNumber(double c);

@@ -6,6 +6,8 @@
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/component/QvStatusCodes.h"
 #include "qvreg/glm/QvGLMComponent.h"
+#include "qvreg/logistic/QvLogComponent.h"
+#include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvRegSettings.h"
 
 namespace {
@@ -22,6 +24,12 @@ std::unique_ptr<IQvRegComponent> Make(const Settings& settings) {
   }
 }
 
+IQvRegComponent* MakeLogistic(QvRegSettings& settings) {
+  // A host's own class may claim the model type without being such settings.
+  const auto* logistic = dynamic_cast<const QvLogRegSettings*>(&settings);
+  return logistic == nullptr ? nullptr : Make<QvLogComponent>(*logistic).release();
+}
+
 }  // namespace
 
 IQvRegComponent* QvRegFactory::CreateRegAlgorithm(QvRegSettings& settings) {
@@ -31,7 +39,7 @@ IQvRegComponent* QvRegFactory::CreateRegAlgorithm(QvRegSettings& settings) {
     case QvConst::QvRegModelGLM:
       return Make<QvGLMComponent>(settings).release();
     case QvConst::QvRegModelLogistic:
-      break;  // No such component yet.
+      return MakeLogistic(settings);
   }
   return nullptr;
 }

@@ -1,16 +1,15 @@
 #include "qvreg/data/QvCancelInfo.h"
 
 QvCancelInfo::QvCancelInfo(const QvCancelInfo& other)
-    : fpQuery(other.fpQuery), fbCancel(other.fbCancel.load(std::memory_order_relaxed)) {}
+    : fpQuery(other.fpQuery), fbCancel(other.IsFlagSet()) {}
 
 QvCancelInfo& QvCancelInfo::operator=(const QvCancelInfo& other) {
   fpQuery = other.fpQuery;
-  fbCancel.store(other.fbCancel.load(std::memory_order_relaxed), std::memory_order_relaxed);
+  fbCancel.store(other.IsFlagSet(), std::memory_order_relaxed);
   return *this;
 }
 
 bool QvCancelInfo::IsCancel() {
-  if (fbCancel.load(std::memory_order_relaxed)) return true;
-  if (fpQuery != nullptr && fpQuery->QueryCancel()) SetCancel();
-  return fbCancel.load(std::memory_order_relaxed);
+  if (!IsFlagSet() && fpQuery != nullptr && fpQuery->QueryCancel()) SetCancel();
+  return IsFlagSet();
 }

@@ -22,9 +22,16 @@ class QVREG_EXPORT QvCancelInfo {
   bool IsCancel();
   /// True when a stop was requested, or the host's QueryWillCancel says so now.
   [[nodiscard]] bool WillCancel() const {
-    if (fbCancel.load(std::memory_order_relaxed)) return true;
+    if (IsFlagSet()) return true;
     return fpQuery != nullptr && fpQuery->QueryWillCancel();
   }
+  /// As WillCancel, and a yes is kept: what a loop asks before it goes on.
+  bool StopRequested() {
+    if (WillCancel()) SetCancel();
+    return IsFlagSet();
+  }
+  /// True when a stop was requested or seen; the host is not asked.
+  [[nodiscard]] bool IsFlagSet() const { return fbCancel.load(std::memory_order_relaxed); }
   void SetCancelPtr(QvQueryCancel* query) { fpQuery = query; }
   [[nodiscard]] QvQueryCancel* GetCancelPtr() const { return fpQuery; }
 

@@ -7,30 +7,39 @@
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 
+/// What a record pass answers when it cannot go through; the fields default to the usual answers.
+struct QvRecordPassEnds {
+  /// There is no first record.
+  QvCommon::QvStatus fEmpty{QvStatusCode::kNoRecords, false};
+  /// A stop was asked for.
+  QvCommon::QvStatus fCancelled{QvStatusCode::kCancelled, false};
+  /// The iterator announced a record and delivered none.
+  QvCommon::QvStatus fMissingRecord{QvStatusCode::kRecordMissing, false};
+};
+
 /// The one loop over a host's records: more? cancelled? next, valid?
 ///
 /// Borrows the iterator, the cancel information and the validator for its lifetime. Runs on the
 /// thread that called the library; allocates nothing.
 class QvRecordPass {
  public:
-  /// `missingRecord` is the status of a pass whose iterator announces a record and delivers none.
-  QvRecordPass(QvCommon::MultiPassRecordIter& iter, const QvCancelInfo& cancel,
-               const QvRegRecordValidator& validator, long missingRecord)
-      : fIter(iter), fCancel(cancel), fValidator(validator), fMissingRecord(missingRecord) {}
+  QvRecordPass(QvCommon::MultiPassRecordIter& iter, QvCancelInfo& cancel,
+               const QvRegRecordValidator& validator, const QvRecordPassEnds& ends = {})
+      : fIter(iter), fCancel(cancel), fValidator(validator), fEnds(ends) {}
 
   /// Reads the data once from the start. `onRecord(const Record&, QvRecordVerdict, QvStatus&)` is
   /// called for every record that the validator does not refuse as an error; it returns false, with
-  /// the status set, to end the pass. Answers 307 without a first record, 1 when cancelled, the
-  /// validator's error, onRecord's status, or success.
+  /// the status set, to end the pass. Answers one of the ends, the validator's error, onRecord's
+  /// status, or success.
   template <typename OnRecord>
   QvCommon::QvStatus Run(OnRecord&& onRecord) {
-    fIter.NewPass();
-    if (!fIter.HasMore()) return {QvStatusCode::kNoRecords, false};
+    fNewPassResult = fIter.NewPass();
+    if (!fIter.HasMore()) return fEnds.fEmpty;
     QvCommon::QvStatus status;
     while (fIter.HasMore()) {
-      if (fCancel.WillCancel()) return {QvStatusCode::kCancelled, false};
+      if (fCancel.StopRequested()) return fEnds.fCancelled;
       const QvCommon::Record* record = fIter.Next();
-      if (record == nullptr) return {fMissingRecord, false};
+      if (record == nullptr) return fEnds.fMissingRecord;
       const QvRecordVerdict verdict = fValidator.CheckRecord(*record, status);
       if (verdict == QvRecordVerdict::kError) return status;
       if (!onRecord(*record, verdict, status)) return status;
@@ -38,9 +47,13 @@ class QvRecordPass {
     return status;
   }
 
+  /// What the iterator answered when the pass was started.
+  [[nodiscard]] int GetNewPassResult() const { return fNewPassResult; }
+
  private:
   QvCommon::MultiPassRecordIter& fIter;
-  const QvCancelInfo& fCancel;
+  QvCancelInfo& fCancel;
   const QvRegRecordValidator& fValidator;
-  long fMissingRecord;
+  const QvRecordPassEnds fEnds;
+  int fNewPassResult = QvCommon::kIterOk;
 };

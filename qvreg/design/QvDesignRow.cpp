@@ -1,17 +1,23 @@
 #include "qvreg/design/QvDesignRow.h"
 
+#include <algorithm>
+
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
 void QvDesignRow::Setup(const QvFactorTables& tables,
-                        const std::vector<QvRegrParameter>& effectParameters) {
+                        const std::vector<QvRegrParameter>& effectParameters,
+                        const std::vector<int>& covariateVars, const std::vector<int>& positions) {
   fpFactorTables = &tables;
   fMultipliers.clear();
   fMultiplierOffsets.assign(1, 0);
   for (const QvRegrParameter& parameter : effectParameters) {
     for (std::size_t i = 0; i < parameter.GetCovariates().size(); ++i) {
+      const auto place =
+          std::find(covariateVars.begin(), covariateVars.end(), parameter.GetCovariates()[i]);
       const auto power = static_cast<std::size_t>(parameter.GetCovariateMultiplicities()[i]);
-      fMultipliers.insert(fMultipliers.end(), power, parameter.GetCovariates()[i]);
+      fMultipliers.insert(fMultipliers.end(), power,
+                          positions[static_cast<std::size_t>(place - covariateVars.begin())]);
     }
     fMultiplierOffsets.push_back(fMultipliers.size());
   }
@@ -20,7 +26,7 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
   fCount = 0;
 }
 
-double QvDesignRow::CovariateValue(std::size_t effect, const double* values) const {
+double QvDesignRow::EffectValue(std::size_t effect, const double* values) const {
   double product = 1.0;
   for (std::size_t i = fMultiplierOffsets[effect]; i < fMultiplierOffsets[effect + 1]; ++i) {
     product *= values[fMultipliers[i]];
@@ -36,24 +42,28 @@ void QvDesignRow::Append(int index, double value) {
 
 bool QvDesignRow::Expand(const double* values) {
   bool ok = true;
-  const std::vector<int>& indices = fpFactorTables->GetRowParameterIndices(values, ok);
+  ExpandIndices(values, fpFactorTables->GetRowParameterIndices(values, ok));
+  return ok;
+}
+
+void QvDesignRow::ExpandIndices(const double* values, const std::vector<int>& parameterIndices) {
   // Written without a branch, since which effects are zero is anyone's guess: a zero is overwritten
   // by the next value.
   int count = 0;
-  for (std::size_t effect = 0; effect < indices.size(); ++effect) {
-    const double value = indices[effect] < 0 ? 0.0 : CovariateValue(effect, values);
-    fIndices[static_cast<std::size_t>(count)] = indices[effect];
+  for (std::size_t effect = 0; effect < parameterIndices.size(); ++effect) {
+    const int index = parameterIndices[effect];
+    const double value = index < 0 ? 0.0 : EffectValue(effect, values);
+    fIndices[static_cast<std::size_t>(count)] = index;
     fValues[static_cast<std::size_t>(count)] = value;
     count += value != 0.0 ? 1 : 0;
   }
   fCount = count;
-  return ok;
 }
 
-double QvDesignRow::InnerProduct(const std::vector<double>& coefficients) const {
+double QvDesignRow::InnerProduct(const std::vector<double>& coefficients, int offset) const {
   double sum = 0.0;
   for (std::size_t a = 0; a < static_cast<std::size_t>(fCount); ++a) {
-    sum += coefficients[static_cast<std::size_t>(fIndices[a])] * fValues[a];
+    sum += coefficients[static_cast<std::size_t>(offset + fIndices[a])] * fValues[a];
   }
   return sum;
 }

@@ -12,14 +12,20 @@ class QvRegrParameter;
 /// Borrows the factor tables, which must outlive it. Used from one thread at a time.
 class QvDesignRow {
  public:
-  /// One parameter per model effect tells the covariates that multiply the effect's columns. Room
-  /// is kept for one value more than there are effects.
-  void Setup(const QvFactorTables& tables, const std::vector<QvRegrParameter>& effectParameters);
+  /// One parameter per model effect tells the covariates that multiply the effect's columns.
+  /// `covariateVars` and `positions` are parallel: where a row holds each covariate. Room is kept
+  /// for one value more than there are effects. REQUIRES: every covariate has a position.
+  void Setup(const QvFactorTables& tables, const std::vector<QvRegrParameter>& effectParameters,
+             const std::vector<int>& covariateVars, const std::vector<int>& positions);
 
   /// Fills the row from a record's values. False when a level combination has no parameter; that
   /// effect's columns are then zero. REQUIRES: parameter indices created, and values that hold
   /// every factor and covariate.
   bool Expand(const double* values);
+  /// The same for a row whose parameters are known, one per effect, -1 for none.
+  void ExpandIndices(const double* values, const std::vector<int>& parameterIndices);
+  /// The value of an effect's columns for a row. REQUIRES: an effect of Setup.
+  [[nodiscard]] double EffectValue(std::size_t effect, const double* values) const;
   /// Adds a value behind the others, such as the dependent's. REQUIRES: a larger index; once per
   /// Expand.
   void Append(int index, double value);
@@ -30,18 +36,16 @@ class QvDesignRow {
   [[nodiscard]] const std::vector<int>& GetIndices() const { return fIndices; }
   /// Their values; only the first GetCount() entries count.
   [[nodiscard]] const std::vector<double>& GetValues() const { return fValues; }
-  /// The sum of value times coefficient over the non-zeros.
-  [[nodiscard]] double InnerProduct(const std::vector<double>& coefficients) const;
+  /// The sum of value times coefficient over the non-zeros, coefficients starting at `offset`.
+  [[nodiscard]] double InnerProduct(const std::vector<double>& coefficients, int offset = 0) const;
   /// Writes the non-zeros into a dense row that is zero elsewhere.
   void Scatter(std::vector<double>& row) const;
   /// Writes zeros where Scatter wrote values.
   void Unscatter(std::vector<double>& row) const;
 
  private:
-  [[nodiscard]] double CovariateValue(std::size_t effect, const double* values) const;
-
   const QvFactorTables* fpFactorTables = nullptr;
-  /// Effect after effect the variables to multiply, each as often as its power says.
+  /// Effect after effect the positions to multiply, each as often as its power says.
   std::vector<int> fMultipliers;
   /// Where each effect's multipliers start; one entry more than there are effects.
   std::vector<std::size_t> fMultiplierOffsets;

@@ -116,12 +116,15 @@ bool QvFactorCounts::Update(const Record& record) {
   return true;
 }
 
-bool QvFactorCounts::AreFactorsInRange(const Record& record) const {
+bool QvFactorCounts::IsInRange(const Record& record) const {
+  const auto isCounted = [&](int var, int nCategories) {
+    const int category = CategoryOf(record, var);
+    return category >= 0 && category < nCategories;
+  };
   for (std::size_t f = 0; f < fFactorVars.size(); ++f) {
-    const int category = CategoryOf(record, fFactorVars[f]);
-    if (category < 0 || category >= fNCategories[f]) return false;
+    if (!isCounted(fFactorVars[f], fNCategories[f])) return false;
   }
-  return true;
+  return !HasDependentCounts() || isCounted(fDependentVar, fNDependentCategories);
 }
 
 int QvFactorCounts::GetNCategories(int factor) const {

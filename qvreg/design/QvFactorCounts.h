@@ -46,8 +46,9 @@ class QVREG_EXPORT QvFactorCounts {
   }
   /// The number of categories with a weighted count above 0; -1 for no such factor.
   [[nodiscard]] int GetNActiveCategories(int factor) const;
-  /// True when every factor's code in the record is one that Update counts.
-  [[nodiscard]] bool AreFactorsInRange(const QvCommon::Record& record) const;
+  /// True when every code in the record, that of a counted dependent included, is one that Update
+  /// counts.
+  [[nodiscard]] bool IsInRange(const QvCommon::Record& record) const;
 
   void Display() const;
 

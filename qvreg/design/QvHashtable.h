@@ -84,6 +84,18 @@ class QvHashtable {
     fCount = 0;
   }
 
+  /// Calls `visit(const QvHashPair<T>&)` for every entry, bucket by bucket, until it answers false;
+  /// its last answer.
+  template <typename Visit>
+  bool ForEach(Visit&& visit) const {
+    for (const QvHashPair<T>* entry : fBuckets) {
+      for (; entry != nullptr; entry = entry->fpNext) {
+        if (!visit(*entry)) return false;
+      }
+    }
+    return true;
+  }
+
   [[nodiscard]] int GetCount() const { return fCount; }
   [[nodiscard]] int GetBucketCount() const { return static_cast<int>(fBuckets.size()); }
   /// The count above which the table grows.

@@ -6,6 +6,7 @@
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/component/QvStatusCodes.h"
 #include "qvreg/data/QvRecordPass.h"
+#include "qvreg/design/QvFactorPass.h"
 
 using QvCommon::MultiPassRecordIter;
 using QvCommon::QvStatus;
@@ -16,12 +17,6 @@ namespace {
 constexpr int kNone = -1;
 constexpr int kFirstCode = 0;
 
-bool ContainsAll(const std::vector<int>& list, const std::vector<int>& wanted) {
-  return std::all_of(wanted.begin(), wanted.end(), [&list](int var) {
-    return std::find(list.begin(), list.end(), var) != list.end();
-  });
-}
-
 }  // namespace
 
 QvGLMAlgorithm::QvGLMAlgorithm(const QvRegSettings& settings)
@@ -30,38 +25,14 @@ QvGLMAlgorithm::QvGLMAlgorithm(const QvRegSettings& settings)
       fFactorTables(settings.GetFactors(), settings.GetFactorSizes(),
                     settings.GetFrequencyWeightVar(), kNone, 0, kFirstCode, kNone, 0.0,
                     QvConst::QvOffsetNone),
-      fModel(settings) {
+      fModel(settings),
+      fDesign(settings) {
   fValidator.SetRecordInfo(settings.GetVariableTypes(), settings.GetFactors(),
                            settings.GetFactorSizes(), 0);
-  SetUpEffects();
-  for (const std::vector<int>* vars : {&settings.GetFactors(), &settings.GetCovariates()}) {
-    for (const int var : *vars) fDesignRecordSize = std::max(fDesignRecordSize, var + 1);
-  }
-}
-
-void QvGLMAlgorithm::SetUpEffects() {
-  const auto add = [this](const QvModelEffect& effect) {
-    const auto index = static_cast<int>(fEffectParameters.size());
-    QvRegrParameter parameter;
-    parameter.SetEffectIndex(index);
-    parameter.SetupFromEffect(effect, index, 0);
-    fEffectParameters.push_back(std::move(parameter));
-    fEffectFactors.push_back(effect.GetFactors());
-  };
-  if (fSettings.GetInterceptUse()) add(QvModelEffect());
-  for (const QvModelEffect& effect : fSettings.GetModelEffects()) add(effect);
-}
-
-bool QvGLMAlgorithm::AreEffectsKnown() const {
-  return std::all_of(fEffectParameters.begin(), fEffectParameters.end(),
-                     [this](const QvRegrParameter& parameter) {
-                       return ContainsAll(fSettings.GetFactors(), parameter.GetFactors()) &&
-                              ContainsAll(fSettings.GetCovariates(), parameter.GetCovariates());
-                     });
 }
 
 void QvGLMAlgorithm::SetUpFactorTables() {
-  fFactorTables.SetModelEffectFactors(fEffectFactors, fSettings.GetFactors());
+  fFactorTables.SetModelEffectFactors(fDesign.GetEffectFactors(), fSettings.GetFactors());
   std::vector<int> averaged = fSettings.GetCovariates();
   averaged.push_back(fSettings.GetDependent());
   fFactorTables.SetCovariates(averaged);
@@ -70,23 +41,9 @@ void QvGLMAlgorithm::SetUpFactorTables() {
 
 QvStatus QvGLMAlgorithm::ProcessData(MultiPassRecordIter& iter) {
   SetUpFactorTables();
-  QvRecordPass pass(iter, fCancelInfo, fValidator, QvStatusCode::kRecordMissing);
-  const auto onRecord = [this](const Record& record, QvRecordVerdict verdict, QvStatus&) {
-    ++fRecordCounts.fRead;
-    if (verdict == QvRecordVerdict::kMissing) {
-      ++fRecordCounts.fMissing;
-    } else if (verdict == QvRecordVerdict::kBadWeight) {
-      ++fRecordCounts.fBadWeight;
-    } else if (!fFactorTables.UpdateAll(record)) {
-      ++fRecordCounts.fOutOfRange;
-    } else {
-      ++fRecordCounts.fUsed;
-    }
-    return true;
-  };
-  QvStatus status = pass.Run(onRecord);
+  QvRecordPass pass(iter, fCancelInfo, fValidator);
+  const QvStatus status = FillFactorTables(pass, fFactorTables, fRecordCounts);
   if (status.IsError()) return status;
-  if (fRecordCounts.fUsed == 0) return {QvStatusCode::kNoRecords, false};
   fMeanValues = fFactorTables.GetCovariateMeans();
   fbDataProcessed = true;
   return status;
@@ -97,13 +54,13 @@ QvStatus QvGLMAlgorithm::CreateParameters(MultiPassRecordIter& iter,
   if (fStatus.IsError()) return fStatus;
   if (fbModelBuilt) return fStatus = QvStatus(QvStatusCode::kAlreadyBuilt, false);
   if (fbDataProcessed) return fStatus = QvStatus(QvStatusCode::kDataProcessed, false);
-  if (!AreEffectsKnown()) return fStatus = QvStatus(QvStatusCode::kNoParameters, false);
+  if (!fDesign.AreVariablesKnown()) return fStatus = QvStatus(QvStatusCode::kNoParameters, false);
   fStatus = ProcessData(iter);
   if (fStatus.IsError()) return fStatus;
 
   fModel.Initialize(fFactorTables);
   fFactorTables.CreateParameterIndices();
-  fStatus = fModel.CreateParameters(fEffectParameters);
+  fStatus = fModel.CreateParameters(fDesign.GetEffectParameters());
   if (!fStatus.IsError()) params = fModel.GetParameters();
   return fStatus;
 }
@@ -111,10 +68,9 @@ QvStatus QvGLMAlgorithm::CreateParameters(MultiPassRecordIter& iter,
 template <typename Step>
 QvStatus QvGLMAlgorithm::ForEachRecord(MultiPassRecordIter& iter, Step&& step) {
   if (!fbDataProcessed) return {QvStatusCode::kDataNotProcessed, false};
-  QvRecordPass pass(iter, fCancelInfo, fValidator, QvStatusCode::kRecordMissing);
+  QvRecordPass pass(iter, fCancelInfo, fValidator);
   return pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus& status) {
-    const bool isUsed =
-        verdict == QvRecordVerdict::kValid && fFactorTables.AreFactorsInRange(record);
+    const bool isUsed = verdict == QvRecordVerdict::kValid && fFactorTables.IsInRange(record);
     if (!isUsed || step(record.GetAll())) return true;
     status = QvStatus(QvStatusCode::kDataNotProcessed, false);
     return false;
@@ -149,7 +105,7 @@ QvStatus QvGLMAlgorithm::BuildModel(MultiPassRecordIter& iter) {
 }
 
 bool QvGLMAlgorithm::HoldsDesign(const Record& record) const {
-  return record.Size() >= fDesignRecordSize;
+  return record.Size() >= fDesign.GetRecordSize();
 }
 
 QvStatus QvGLMAlgorithm::Score(const Record& record, double& predicted) {

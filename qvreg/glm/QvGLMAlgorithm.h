@@ -10,6 +10,7 @@
 #include "qvreg/data/QvRecordCounts.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvFactorTables.h"
+#include "qvreg/design/QvModelDesign.h"
 #include "qvreg/glm/QvGLMModel.h"
 #include "qvreg/settings/QvRegSettings.h"
 #include "qvreg/settings/QvRegrParameter.h"
@@ -55,8 +56,6 @@ class QvGLMAlgorithm {
   void Display() const;
 
  private:
-  void SetUpEffects();
-  [[nodiscard]] bool AreEffectsKnown() const;
   void SetUpFactorTables();
   /// The first pass.
   QvCommon::QvStatus ProcessData(QvCommon::MultiPassRecordIter& iter);
@@ -74,11 +73,7 @@ class QvGLMAlgorithm {
   QvFactorTables fFactorTables;
   std::vector<double> fMeanValues;
   QvGLMModel fModel;
-  /// Per model effect, the intercept first when it is used: its factors and covariates.
-  std::vector<QvRegrParameter> fEffectParameters;
-  std::vector<std::vector<int>> fEffectFactors;
-  /// One more than the largest record index of a factor or covariate.
-  int fDesignRecordSize = 0;
+  QvModelDesign fDesign;
   bool fbDataProcessed = false;
   bool fbModelBuilt = false;
   QvRecordCounts fRecordCounts;

@@ -7,6 +7,7 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/design/QvModelDesign.h"
 
 using QvCommon::QvStatus;
 
@@ -31,31 +32,11 @@ QvStatus QvGLMModel::CreateParameters(const std::vector<QvRegrParameter>& effect
   QvCommon::QvSymMatrix matrix(nParameters + 1);
   if (!matrix.IsValidMatrix()) return {QvStatusCode::kTooManyParameters, false};
 
-  fParameters.reserve(static_cast<std::size_t>(nParameters));
-  for (std::size_t e = 0; e < effectParameters.size(); ++e) {
-    CreateEffectParameters(static_cast<int>(e), effectParameters[e]);
-  }
-  fDesignRow.Setup(*fpFactorTables, effectParameters);
+  fParameters = CreateEffectParameters(*fpFactorTables, effectParameters);
+  fDesignRow.Setup(*fpFactorTables, effectParameters, fCovariateOffsets, fCovariateOffsets);
   fDenseRow.assign(static_cast<std::size_t>(nParameters) + 1, 0.0);
   fMatrix = std::move(matrix);
   return {};
-}
-
-void QvGLMModel::CreateEffectParameters(int effect, const QvRegrParameter& effectParameter) {
-  const std::vector<int>& tableFactors =
-      fpFactorTables->GetModelEffectFactors()[static_cast<std::size_t>(effect)];
-  const std::vector<int>& factors = effectParameter.GetFactors();
-  std::vector<int> codes;
-  for (int k = 0; k < fNParameters[static_cast<std::size_t>(effect)]; ++k) {
-    QvRegrParameter parameter = effectParameter;
-    fpFactorTables->GetParameterFactorValues(codes, effect, k);
-    // The tables keep the model's order of factors, a parameter that of their nesting levels.
-    for (std::size_t i = 0; i < codes.size(); ++i) {
-      const auto place = std::find(factors.begin(), factors.end(), tableFactors[i]);
-      parameter.GetCategories()[static_cast<std::size_t>(place - factors.begin())] = codes[i];
-    }
-    fParameters.push_back(std::move(parameter));
-  }
 }
 
 void QvGLMModel::SetScale(double scale) {

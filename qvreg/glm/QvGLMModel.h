@@ -79,7 +79,6 @@ class QvGLMModel {
   void Display() const;
 
  private:
-  void CreateEffectParameters(int effect, const QvRegrParameter& effectParameter);
   QvCommon::QvStatus SweepPivots(QvCancelInfo& cancel);
   /// The record's frequency weight times its regression weight.
   [[nodiscard]] double RecordWeight(const double* values) const;

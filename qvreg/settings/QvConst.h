@@ -35,4 +35,11 @@ enum QvCovbType { QvCovbDefault = 0 };
 /// Where a record's offset comes from.
 enum QvOffsetType { QvOffsetNone = 0, QvOffsetVariable = 1, QvOffsetFixed = 2 };
 
+/// How the information matrix is formed; the multinomial logit has one way only.
+enum QvEstimationMethod {
+  QvMethodNewtonRaphson = 0,
+  QvMethodFisherScoring = 1,
+  QvMethodHybrid = 2
+};
+
 }  // namespace QvConst

@@ -1,0 +1,67 @@
+#include "qvreg/design/QvModelDesign.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+#include "qvreg/design/QvFactorTables.h"
+
+namespace {
+
+bool ContainsAll(const std::vector<int>& list, const std::vector<int>& wanted) {
+  return std::all_of(wanted.begin(), wanted.end(), [&list](int var) {
+    return std::find(list.begin(), list.end(), var) != list.end();
+  });
+}
+
+/// The tables keep the model's order of factors, a parameter that of their nesting levels.
+void SetCategories(QvRegrParameter& parameter, const std::vector<int>& tableFactors,
+                   const std::vector<int>& codes) {
+  const std::vector<int>& factors = parameter.GetFactors();
+  for (std::size_t i = 0; i < codes.size(); ++i) {
+    const auto place = std::find(factors.begin(), factors.end(), tableFactors[i]);
+    parameter.GetCategories()[static_cast<std::size_t>(place - factors.begin())] = codes[i];
+  }
+}
+
+}  // namespace
+
+QvModelDesign::QvModelDesign(const QvRegSettings& settings) : fSettings(settings) {
+  if (settings.GetInterceptUse()) AddEffect(QvModelEffect());
+  for (const QvModelEffect& effect : settings.GetModelEffects()) AddEffect(effect);
+  for (const std::vector<int>* vars : {&settings.GetFactors(), &settings.GetCovariates()}) {
+    for (const int var : *vars) fRecordSize = std::max(fRecordSize, var + 1);
+  }
+}
+
+void QvModelDesign::AddEffect(const QvModelEffect& effect) {
+  const auto index = static_cast<int>(fEffectParameters.size());
+  QvRegrParameter parameter;
+  parameter.SetEffectIndex(index);
+  parameter.SetupFromEffect(effect, index, 0);
+  fEffectParameters.push_back(std::move(parameter));
+  fEffectFactors.push_back(effect.GetFactors());
+}
+
+bool QvModelDesign::AreVariablesKnown() const {
+  return std::all_of(fEffectParameters.begin(), fEffectParameters.end(),
+                     [this](const QvRegrParameter& parameter) {
+                       return ContainsAll(fSettings.GetFactors(), parameter.GetFactors()) &&
+                              ContainsAll(fSettings.GetCovariates(), parameter.GetCovariates());
+                     });
+}
+
+std::vector<QvRegrParameter> CreateEffectParameters(
+    const QvFactorTables& tables, const std::vector<QvRegrParameter>& effectParameters) {
+  std::vector<QvRegrParameter> parameters;
+  std::vector<int> codes;
+  for (std::size_t e = 0; e < effectParameters.size(); ++e) {
+    const auto effect = static_cast<int>(e);
+    for (int k = 0; k < tables.GetNEffectParameters(effect); ++k) {
+      parameters.push_back(effectParameters[e]);
+      tables.GetParameterFactorValues(codes, effect, k);
+      SetCategories(parameters.back(), tables.GetModelEffectFactors()[e], codes);
+    }
+  }
+  return parameters;
+}

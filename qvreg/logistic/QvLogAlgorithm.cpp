@@ -1,0 +1,235 @@
+#include "qvreg/logistic/QvLogAlgorithm.h"
+
+#include <algorithm>
+
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/data/QvRecordPass.h"
+#include "qvreg/design/QvFactorPass.h"
+
+using QvCommon::MultiPassRecordIter;
+using QvCommon::QvStatus;
+using QvCommon::Record;
+
+namespace {
+
+constexpr int kNone = -1;
+constexpr int kFirstCode = 0;
+
+}  // namespace
+
+QvLogAlgorithm::QvLogAlgorithm(const QvLogRegSettings& settings)
+    : fSettings(settings),
+      fCancelInfo(settings.GetCancelPointer()),
+      fExtractor(settings.GetDependent(), settings.GetFactors(), settings.GetCovariates(),
+                 settings.GetFrequencyWeightVar(), settings.GetRegrWeightVar()),
+      fFactorTables(settings.GetFactors(), settings.GetFactorSizes(),
+                    settings.GetFrequencyWeightVar(), settings.GetDependent(),
+                    settings.GetDependentNCategs(), kFirstCode, kNone, 0.0, QvConst::QvOffsetNone),
+      fModel(settings, fCancelInfo),
+      fDesign(settings) {
+  fValidator.SetRecordInfo(settings.GetVariableTypes(), settings.GetFactors(),
+                           settings.GetFactorSizes(), settings.GetDependentNCategs());
+}
+
+void QvLogAlgorithm::Note(const QvStatus& status) {
+  if (status.IsError()) {
+    if (!fStatus.IsError()) fStatus = status;
+    return;
+  }
+  if (!status.IsWarning()) return;
+  const bool isListed =
+      std::any_of(fWarnings.begin(), fWarnings.end(),
+                  [&status](const QvStatus& warning) { return warning.IsIdenticalTo(status); });
+  if (!isListed) fWarnings.push_back(status);
+}
+
+bool QvLogAlgorithm::MayGoOn() {
+  if (!fStatus.IsError() && fCancelInfo.StopRequested()) Note({QvStatusCode::kCancelled, false});
+  return !fStatus.IsError();
+}
+
+QvStatus QvLogAlgorithm::FirstPass(MultiPassRecordIter& iter) {
+  if (fSettings.GetUsePatternTabulator()) {
+    fPatternExtractor =
+        std::make_unique<QvPatternTabulator>(fSettings, fFactorTables, fValidator, fCancelInfo);
+    const QvStatus status = fPatternExtractor->FillFactorTables(iter);
+    fRecordCounts = fPatternExtractor->GetRecordCounts();
+    return status;
+  }
+  QvRecordPass pass(iter, fCancelInfo, fValidator);
+  return FillFactorTables(pass, fFactorTables, fRecordCounts);
+}
+
+void QvLogAlgorithm::ProcessData(MultiPassRecordIter& iter) {
+  fFactorTables.SetModelEffectFactors(fDesign.GetEffectFactors(), fSettings.GetFactors());
+  fFactorTables.SetCovariates(fSettings.GetCovariates());
+  fFactorTables.SetRegrWeightVar(fSettings.GetRegrWeightVar());
+  Note(FirstPass(iter));
+  if (fStatus.IsError()) return;
+  fMeanValues = fFactorTables.GetCovariateMeans();
+  fbFactorTableFilled = true;
+}
+
+QvRowLayout QvLogAlgorithm::RecordLayout() const {
+  QvRowLayout layout;
+  layout.fCovariates = fSettings.GetCovariates();
+  layout.fFrequencyWeight = fSettings.GetFrequencyWeightVar();
+  layout.fRegressionWeight = fSettings.GetRegrWeightVar();
+  layout.fDependent = fSettings.GetDependent();
+  return layout;
+}
+
+void QvLogAlgorithm::SetUpModel(std::vector<QvRegrParameter>& params) {
+  const QvRowLayout records = RecordLayout();
+  fModel.SetLayouts(records,
+                    fPatternExtractor != nullptr ? fPatternExtractor->GetRowLayout() : records);
+  fModel.SetDesign(fFactorTables, fDesign.GetEffectParameters());
+  fFactorTables.CreateParameterIndices();
+  QvStatus status;
+  fModel.SetDependentCategories(status, fFactorTables.GetDependCountsPtr());
+  Note(status);
+  if (!MayGoOn()) return;
+  status = QvStatus();
+  fModel.Initialize(status);
+  Note(status);
+  params = fModel.GetAllParameters();
+  fbParametersCreated = !params.empty();
+}
+
+QvStatus QvLogAlgorithm::CreateParameters(MultiPassRecordIter& iter,
+                                          std::vector<QvRegrParameter>& params) {
+  if (!MayGoOn()) return fStatus;
+  if (fbModelBuilt) {
+    Note({QvStatusCode::kAlreadyBuilt, false});
+  } else if (fbFactorTableFilled) {
+    Note({QvStatusCode::kDataProcessed, false});
+  } else if (!fDesign.AreVariablesKnown()) {
+    Note({QvStatusCode::kNoParameters, false});
+  }
+  if (!fStatus.IsError()) ProcessData(iter);
+  if (MayGoOn()) SetUpModel(params);
+  return fStatus;
+}
+
+template <typename Step>
+QvStatus QvLogAlgorithm::ForEachRecord(MultiPassRecordIter& iter, Step&& step) {
+  QvRecordPass pass(iter, fCancelInfo, fValidator);
+  return pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus& status) {
+    const bool isUsed = verdict == QvRecordVerdict::kValid && fFactorTables.IsInRange(record);
+    if (!isUsed || step(record.GetAll())) return true;
+    status = QvStatus(QvStatusCode::kDataNotProcessed, false);
+    return false;
+  });
+}
+
+QvStatus QvLogAlgorithm::AccumulateXPrimeX(MultiPassRecordIter& iter) {
+  if (fPatternExtractor == nullptr) {
+    return ForEachRecord(iter,
+                         [this](const double* row) { return fModel.AddRecordToXPrimeX(row); });
+  }
+  const QvStatus status = fPatternExtractor->CreateRowPatterns(iter, fModel);
+  return status.IsError() ? status : fPatternExtractor->AddRowsToXPrimeX(fModel);
+}
+
+QvStatus QvLogAlgorithm::Classify(MultiPassRecordIter& iter) {
+  std::vector<double> noResiduals;
+  const QvStatus status = fPatternExtractor != nullptr
+                              ? fPatternExtractor->ClassifyRows(fModel)
+                              : ForEachRecord(iter, [&](const double* row) {
+                                  fModel.UpdateClassification(noResiduals, row);
+                                  return true;
+                                });
+  return status.IsError() ? status : fModel.FinishClassification();
+}
+
+void QvLogAlgorithm::CreateStatistics() {
+  fpStats = std::make_unique<QvAccumStatsLogistic>(fSettings, fModel.GetNumBasicNonRedundant(),
+                                                   fModel.GetNumDependCategories(), fBeta);
+  if (fpStats->IsValid()) return;
+  QvStatus status(QvStatusCode::kTooManyParameters, false);
+  status.SetDiscreteDatum(0, fModel.GetNumAllNonRedundant());
+  Note(status);
+}
+
+void QvLogAlgorithm::RunOptimizer(MultiPassRecordIter& iter) {
+  QvRecordIterHandler recordHandler(iter, fCancelInfo, fValidator, fSettings.GetDependent(),
+                                    fSettings.GetFrequencyWeightVar(),
+                                    fSettings.GetRegrWeightVar());
+  IQvDataHandler* handler = fPatternExtractor.get();
+  if (handler == nullptr) handler = &recordHandler;
+  fpOptimizer = std::make_unique<QvRegOptimizer>(fSettings, &fModel, handler, fpStats.get(), fBeta,
+                                                 fCancelInfo, fSettings.GetProgressListener(),
+                                                 fSettings.GetIterationFrequency());
+  Note(fpOptimizer->Estimate());
+  if (MayGoOn()) Note(fModel.SetEstimates(fBeta, *fpOptimizer->GetMatrix()));
+  fpOptimizer->DeleteMatrix();
+}
+
+QvStatus QvLogAlgorithm::BuildModel(MultiPassRecordIter& iter) {
+  if (!fbParametersCreated) return fStatus;
+  if (MayGoOn()) Note(AccumulateXPrimeX(iter));
+  if (MayGoOn()) Note(fModel.FindRedundancy());
+  if (MayGoOn()) {
+    QvStatus status;
+    fModel.GetStartingValues(status, fBeta);
+    Note(status);
+  }
+  if (MayGoOn()) CreateStatistics();
+  if (MayGoOn()) RunOptimizer(iter);
+  if (MayGoOn()) Note(Classify(iter));
+  fModel.DeleteXPrimeXMatrix();
+  fpStats.reset();
+  fbModelBuilt = !fStatus.IsError();
+  return fStatus;
+}
+
+bool QvLogAlgorithm::MayBeScored(const Record& record, QvStatus& status) const {
+  if (record.Size() < fDesign.GetRecordSize()) {
+    status = QvStatus(QvStatusCode::kShortRecord, false);
+    return false;
+  }
+  return fValidator.IsValid4Scoring(record, status);
+}
+
+QvStatus QvLogAlgorithm::Score(const Record& record, std::vector<double>& probabilities,
+                               std::optional<int>& predicted) {
+  QvStatus status = fStatus;
+  if (status.IsError()) return status;
+  if (fCancelInfo.WillCancel()) return {QvStatusCode::kCancelled, false};
+  if (!fbModelBuilt) return {QvStatusCode::kNotBuilt, false};
+  if (!MayBeScored(record, status)) return status;
+  probabilities.assign(static_cast<std::size_t>(fModel.GetNumDependCategories()), 0.0);
+  int code = kNone;
+  fModel.ComputeCategoryProbabilities(status, record.GetAll(), probabilities, code);
+  predicted = code;
+  return status;
+}
+
+bool QvLogAlgorithm::ExpandRow(const Record& record, std::vector<double>& row) const {
+  QvStatus status;
+  if (!MayBeScored(record, status)) return false;
+  row.assign(static_cast<std::size_t>(fModel.GetNumAllParameters()), 0.0);
+  return fModel.ExpandRow(row, record.GetAll());
+}
+
+bool QvLogAlgorithm::ExpandRow(const Record& record, std::vector<int>& indices,
+                               std::vector<double>& values) const {
+  QvStatus status;
+  return MayBeScored(record, status) && fModel.ExpandRow(record.GetAll(), indices, values);
+}
+
+void QvLogAlgorithm::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "QvLogAlgorithm display start");
+  DisplayText(kHeadingLevel, "fPatternExtractor");
+  if (fPatternExtractor != nullptr) fPatternExtractor->Display();
+  DisplayText(kHeadingLevel, "fFactorTables");
+  fFactorTables.Display();
+  DisplayDV("fMeanValues", fMeanValues, true);
+  DisplayText(kHeadingLevel, "fModel");
+  fModel.Display();
+  DisplayB("fbFactorTableFilled", fbFactorTableFilled);
+  DisplayB("fbModelBuilt", fbModelBuilt);
+  DisplayText(kHeadingLevel, "QvLogAlgorithm display end");
+}

@@ -1,0 +1,327 @@
+#include "qvreg/logistic/QvLogModel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "qvreg/common/Constants.h"
+#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/design/QvCategory.h"
+#include "qvreg/design/QvModelDesign.h"
+
+using QvCommon::QvStatus;
+using QvCommon::QvSymMatrix;
+
+namespace {
+
+std::size_t Index(int i) { return static_cast<std::size_t>(i); }
+
+double WeightAt(const double* row, int position) { return position < 0 ? 1.0 : row[position]; }
+
+QvStatus TooManyParameters(long long nParameters) {
+  QvStatus status(QvStatusCode::kTooManyParameters, false);
+  status.SetDiscreteDatum(0, static_cast<long>(nParameters));
+  status.SetDiscreteDatum(1, QvLogModel::kMaxParameters);
+  return status;
+}
+
+}  // namespace
+
+QvLogModel::QvLogModel(const QvLogRegSettings& settings, QvCancelInfo& cancel)
+    : fSettings(settings), fClassifiedWeight(QvMV::gMissingValue), fCancel(cancel) {}
+
+void QvLogModel::SetDesign(const QvFactorTables& tables,
+                           const std::vector<QvRegrParameter>& effects) {
+  fpFactorTables = &tables;
+  fEffects = effects;
+}
+
+void QvLogModel::SetLayouts(const QvRowLayout& record, const QvRowLayout& row) {
+  fRecordLayout = record;
+  fRowLayout = row;
+}
+
+void QvLogModel::SetDependentCategories(QvStatus& status, const QvFactorCounts::Counts* counts) {
+  fStatus = status = fCategories.Choose(counts, fSettings.GetDependentRefCateg());
+}
+
+void QvLogModel::CreateParameters() {
+  fFirstParameters.clear();
+  fNParameters.clear();
+  fBasicParameters = CreateEffectParameters(*fpFactorTables, fEffects);
+  int first = 0;
+  for (int e = 0; e < fpFactorTables->GetNModelEffects(); ++e) {
+    const int count = fpFactorTables->GetNEffectParameters(e);
+    if (e > 0 || !fSettings.GetInterceptUse()) {
+      fFirstParameters.push_back(first);
+      fNParameters.push_back(count);
+    }
+    first += count;
+  }
+  fAllParameters.clear();
+  for (int j = 0; j < NBlocks(); ++j) {
+    for (QvRegrParameter parameter : fBasicParameters) {
+      parameter.SetTargetCategory(fCategories.CodeOf(j));
+      fAllParameters.push_back(std::move(parameter));
+    }
+  }
+}
+
+void QvLogModel::Initialize(QvStatus& status) {
+  fNBasic = 0;
+  for (int e = 0; e < fpFactorTables->GetNModelEffects(); ++e) {
+    fNBasic += fpFactorTables->GetNEffectParameters(e);
+  }
+  const long long nAll = static_cast<long long>(NBlocks()) * fNBasic;
+  if (nAll > kMaxParameters) {
+    fStatus = status = TooManyParameters(nAll);
+    return;
+  }
+  CreateParameters();
+  fDesignRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRowLayout.fCovariates);
+  fRecordRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRecordLayout.fCovariates);
+  fpXPrimeX = std::make_unique<QvSymMatrix>(fNBasic);
+  if (!fpXPrimeX->IsValidMatrix()) {
+    fpXPrimeX.reset();
+    fStatus = status = TooManyParameters(nAll);
+    return;
+  }
+  fEstimates.assign(fAllParameters.size(), 0.0);
+  fProbabilities.assign(Index(fCategories.GetCount()), 0.0);
+  fpClassificationTable =
+      std::make_unique<QvCommon::QvRectMatrix>(fCategories.GetCount(), fCategories.GetCount());
+  fbInitialized = true;
+}
+
+bool QvLogModel::AddRecordToXPrimeX(const double* row) {
+  if (row == nullptr || fpFactorTables == nullptr) return false;
+  bool ok = true;
+  const std::vector<int>& indices = fpFactorTables->GetRowParameterIndices(row, ok);
+  return ok && AddRowToXPrimeX(row, indices);
+}
+
+bool QvLogModel::AddRowToXPrimeX(const double* row, const std::vector<int>& parameterIndices) {
+  if (!fbInitialized || fbFinished || row == nullptr || fpXPrimeX == nullptr) return false;
+  if (fCancel.IsFlagSet()) return false;
+  fDesignRow.ExpandIndices(row, parameterIndices);
+  const double weight =
+      WeightAt(row, fRowLayout.fFrequencyWeight) * WeightAt(row, fRowLayout.fRegressionWeight);
+  fpXPrimeX->UpdateXXSparse(fDesignRow.GetCount(), fDesignRow.GetIndices(), fDesignRow.GetValues(),
+                            weight);
+  ++fRecordsAdded;
+  return true;
+}
+
+QvStatus QvLogModel::SweepXPrimeX() {
+  if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
+  if (fbFinished) return {QvStatusCode::kAlreadyBuilt, false};
+  std::vector<double> diagonal;
+  fpXPrimeX->GetDiagonal(diagonal);
+  fBasicRedundancy.Resize(fNBasic, false);
+  fBasicRedundancy.Clear();
+  for (int k = 0; k < fNBasic; ++k) {
+    if (fCancel.IsCancel()) return {QvStatusCode::kCancelled, false};
+    if (!fpXPrimeX->Sweep(k, fSettings.GetTolerance(), diagonal, fBasicRedundancy, true)) {
+      return {QvStatusCode::kTooManyParameters, false};
+    }
+  }
+  return fStatus;
+}
+
+void QvLogModel::SetRedundancy() {
+  fNBasicNonRedundant = 0;
+  fNAllNonRedundant = 0;
+  fAllRedundancy.Resize(NBlocks() * fNBasic, false);
+  fAllRedundancy.Clear();
+  fLocalIndices.assign(Index(fNBasic), -1);
+  for (int k = 0; k < fNBasic; ++k) {
+    if (!fBasicRedundancy.IsIn(k)) continue;
+    fLocalIndices[Index(k)] = fNBasicNonRedundant++;
+    for (int j = 0; j < NBlocks(); ++j) fAllRedundancy.Set(j * fNBasic + k, true);
+    fNAllNonRedundant += NBlocks();
+  }
+}
+
+QvStatus QvLogModel::FindRedundancy() {
+  if (fStatus.IsError()) return fStatus;
+  fStatus = SweepXPrimeX();
+  SetRedundancy();
+  return fStatus;
+}
+
+void QvLogModel::GetStartingValues(QvStatus& status, std::vector<double>& values) {
+  if (!fbInitialized || fbFinished) {
+    const long code = fbFinished ? QvStatusCode::kAlreadyBuilt : QvStatusCode::kStageMissing;
+    fStatus = status = QvStatus(code, false);
+    return;
+  }
+  if (fCancel.IsFlagSet()) return;
+  values.assign(Index(fNAllNonRedundant), 0.0);
+  const std::vector<double>& counts = fCategories.GetWeightedCounts();
+  if (std::any_of(counts.begin(), counts.end(), [](double count) { return count <= 0.0; })) {
+    fStatus = status = QvStatus(QvStatusCode::kStageMissing, false);
+    return;
+  }
+  if (fNBasicNonRedundant < 1 || !fSettings.GetInterceptUse()) return;
+  for (int j = 0; j < NBlocks(); ++j) {
+    values[Index(j * fNBasicNonRedundant)] = std::log(counts[Index(j)] / counts.back());
+  }
+}
+
+QvStatus QvLogModel::SetEstimates(const std::vector<double>& estimates,
+                                  const QvSymMatrix& inverseHessian) {
+  if (fCancel.IsFlagSet()) return fStatus = QvStatus(QvStatusCode::kCancelled, false);
+  auto covariance = std::make_unique<QvSymMatrix>();
+  if (!inverseHessian.Expand(fAllRedundancy, *covariance)) {
+    return fStatus = QvStatus(QvStatusCode::kTooManyParameters, false);
+  }
+  std::size_t next = 0;
+  for (int i = 0; i < GetNumAllParameters(); ++i) {
+    if (fAllRedundancy.IsIn(i)) fEstimates[Index(i)] = estimates[next++];
+  }
+  fpHessianGI = std::move(covariance);
+  return {};
+}
+
+void QvLogModel::Compress(const QvDesignRow& row, int& count, std::vector<int>& indices,
+                          std::vector<double>& values) const {
+  for (std::size_t a = 0; a < Index(row.GetCount()); ++a) {
+    const int local = fLocalIndices[Index(row.GetIndices()[a])];
+    if (local < 0) continue;
+    indices.push_back(local);
+    values.push_back(row.GetValues()[a]);
+    ++count;
+  }
+}
+
+bool QvLogModel::GetSparseRowFromIndices(const double* row,
+                                         const std::vector<int>& parameterIndices, int& count,
+                                         std::vector<int>& indices,
+                                         std::vector<double>& values) const {
+  count = 0;
+  indices.clear();
+  values.clear();
+  indices.reserve(fEffects.size());
+  values.reserve(fEffects.size());
+  fDesignRow.ExpandIndices(row, parameterIndices);
+  Compress(fDesignRow, count, indices, values);
+  return true;
+}
+
+bool QvLogModel::GetSparseRow(const double* row, int& count, std::vector<int>& indices,
+                              std::vector<double>& values) const {
+  bool ok = true;
+  const std::vector<int>& parameterIndices = fpFactorTables->GetRowParameterIndices(row, ok);
+  if (ok) return GetSparseRowFromIndices(row, parameterIndices, count, indices, values);
+  count = 0;
+  indices.clear();
+  values.clear();
+  return false;
+}
+
+bool QvLogModel::ExpandRow(const double* record, std::vector<int>& indices,
+                           std::vector<double>& values) const {
+  bool ok = true;
+  indices = fpFactorTables->GetRowParameterIndices(record, ok);
+  values.assign(indices.size(), 0.0);
+  if (!ok) return false;
+  for (std::size_t e = 0; e < indices.size(); ++e) {
+    if (indices[e] >= 0) values[e] = fRecordRow.EffectValue(e, record);
+  }
+  return true;
+}
+
+bool QvLogModel::ExpandRow(std::vector<double>& values, const double* record) const {
+  std::fill(values.begin(), values.end(), 0.0);
+  if (!fRecordRow.Expand(record)) return false;
+  fRecordRow.Scatter(values);
+  return true;
+}
+
+bool QvLogModel::GetEffectParameterRange(int effect, int& first, int& count) const {
+  const int entry = effect - (fSettings.GetInterceptUse() ? 1 : 0);
+  if (effect < 0 || entry >= static_cast<int>(fFirstParameters.size())) return false;
+  first = entry < 0 ? 0 : fFirstParameters[Index(entry)];
+  count = entry < 0 ? 1 : fNParameters[Index(entry)];
+  return true;
+}
+
+int QvLogModel::Predict(const QvDesignRow& row, std::vector<double>& probabilities) const {
+  const int reference = NBlocks();
+  probabilities[Index(reference)] = 0.0;
+  double largest = 0.0;
+  int predicted = reference;
+  for (int j = 0; j < reference; ++j) {
+    const double predictor = row.InnerProduct(fEstimates, j * fNBasic);
+    probabilities[Index(j)] = predictor;
+    if (predictor > largest + QvPower::gMachineEpsilon) {
+      largest = predictor;
+      predicted = j;
+    } else if (predictor > largest - QvPower::gMachineEpsilon &&
+               fCategories.IsPreferred(j, predicted)) {
+      predicted = j;  // A tie goes to the category that is preferred among all that tie.
+    }
+  }
+  double sum = 0.0;
+  for (double& probability : probabilities) {
+    probability = std::exp(probability - largest);
+    sum += probability;
+  }
+  for (double& probability : probabilities) probability /= sum;
+  return predicted;
+}
+
+void QvLogModel::ComputeCategoryProbabilities(QvStatus& /*status*/, const double* record,
+                                              std::vector<double>& probabilities,
+                                              int& predicted) const {
+  probabilities.resize(Index(fCategories.GetCount()));
+  if (!fRecordRow.Expand(record)) {
+    predicted = -1;
+    std::fill(probabilities.begin(), probabilities.end(), QvMV::gMissingValue);
+    return;
+  }
+  predicted = fCategories.CodeOf(Predict(fRecordRow, probabilities));
+}
+
+void QvLogModel::Classify(const QvDesignRow& row, int observed, double weight,
+                          std::vector<double>& residuals) {
+  if (observed < 0) return;
+  const int predicted = Predict(row, fProbabilities);
+  if (residuals.size() >= fAllParameters.size()) {
+    std::fill(residuals.begin(), residuals.end(), 0.0);
+    for (int j = 0; j < NBlocks(); ++j) {
+      const double residual = (j == observed ? 1.0 : 0.0) - fProbabilities[Index(j)];
+      for (std::size_t a = 0; a < Index(row.GetCount()); ++a) {
+        residuals[Index(j * fNBasic + row.GetIndices()[a])] =
+            residual * row.GetValues()[a] * weight;
+      }
+    }
+  }
+  if (weight != 0.0) ++fClassifiedRows;
+  fTotalClassified += weight;
+  fClassifiedWeight = fTotalClassified;
+  const double cell = fpClassificationTable->GetElem(observed, predicted);
+  fpClassificationTable->SetElem(observed, predicted, cell + weight);
+}
+
+void QvLogModel::UpdateClassification(std::vector<double>& residuals, const double* record) {
+  if (fCancel.IsFlagSet() || !fRecordRow.Expand(record)) return;
+  const int code = CategoryIndex(record[fRecordLayout.fDependent], 0);
+  Classify(fRecordRow, fCategories.LocalIndexOf(code),
+           WeightAt(record, fRecordLayout.fFrequencyWeight), residuals);
+}
+
+void QvLogModel::UpdateClassificationFromIndices(std::vector<double>& residuals, const double* row,
+                                                 const std::vector<int>& parameterIndices) {
+  if (fCancel.IsFlagSet()) return;
+  fDesignRow.ExpandIndices(row, parameterIndices);
+  Classify(fDesignRow, CategoryIndex(row[fRowLayout.fDependent], 0),
+           WeightAt(row, fRowLayout.fFrequencyWeight), residuals);
+}
+
+QvStatus QvLogModel::FinishClassification() {
+  const bool isClosed = fClassifiedRows != 0 && fTotalClassified != 0.0 && fClassifiedWeight > 0.0;
+  if (!isClosed) return fStatus = QvStatus(QvStatusCode::kNothingToFit, false);
+  if (!fStatus.IsError()) fbFinished = true;
+  return fStatus;
+}

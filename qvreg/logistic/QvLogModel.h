@@ -1,0 +1,180 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "qvreg/common/QvBitSet.h"
+#include "qvreg/common/QvRectMatrix.h"
+#include "qvreg/common/QvStatus.h"
+#include "qvreg/common/QvSymMatrix.h"
+#include "qvreg/data/QvCancelInfo.h"
+#include "qvreg/design/QvDesignRow.h"
+#include "qvreg/design/QvFactorTables.h"
+#include "qvreg/logistic/IQvRegModel.h"
+#include "qvreg/logistic/QvDependentCategories.h"
+#include "qvreg/logistic/QvRowLayout.h"
+#include "qvreg/settings/QvLogRegSettings.h"
+#include "qvreg/settings/QvRegrParameter.h"
+
+/// A multinomial baseline-category logit: parameter layout, redundancy, estimates, covariance and
+/// classification.
+///
+/// K observed categories of the dependent, the reference last; P basic parameters, of which Pn are
+/// kept; all-parameter index of basic parameter k of category j: j P + k. Borrows settings, factor
+/// tables and cancel information; owns its matrices. Row operations never change the status and
+/// answer false for what they refuse. Used from one thread at a time.
+class QvLogModel : public IQvRegModel {
+ public:
+  /// The whole part of the square root of 2147483647.
+  static constexpr int kMaxParameters = 46340;
+
+  QvLogModel(const QvLogRegSettings& settings, QvCancelInfo& cancel);
+
+  /// Names the factor tables and, per model effect with the intercept first when it is used, a
+  /// parameter that tells its factors and covariates.
+  void SetDesign(const QvFactorTables& tables, const std::vector<QvRegrParameter>& effects);
+  /// Where records and the rows of the estimation passes hold the variables.
+  void SetLayouts(const QvRowLayout& record, const QvRowLayout& row);
+
+  ~QvLogModel() override = default;
+  [[nodiscard]] const QvFactorTables* GetFactorTables() const override { return fpFactorTables; }
+  /// Builds parameters and matrices. The status becomes 305 for too many parameters (data: how
+  /// many, the bound) or without memory. REQUIRES: categories chosen, parameter indices created.
+  void Initialize(QvCommon::QvStatus& status) override;
+  [[nodiscard]] bool IsInitialized() const override { return fbInitialized; }
+  bool AddRecordToXPrimeX(const double* row) override;
+  bool AddRowToXPrimeX(const double* row, const std::vector<int>& parameterIndices) override;
+  /// Sweeps X'X and finds the redundant parameters: 309 without a row, 310 when finished, 1 when
+  /// cancelled.
+  QvCommon::QvStatus FindRedundancy() override;
+  [[nodiscard]] bool IsFinished() const override { return fbFinished; }
+  /// Adds a record to the classification table. `residuals`, when it holds (K-1) P values, receives
+  /// the record's weighted residual times design row; a shorter one is left as it is.
+  void UpdateClassification(std::vector<double>& residuals, const double* record) override;
+  /// Closes the classification: 308 when nothing of positive weight was classified.
+  QvCommon::QvStatus FinishClassification() override;
+  [[nodiscard]] const QvCommon::QvSymMatrix* GetXPrimeXMatrix() const override {
+    return fpXPrimeX.get();
+  }
+  [[nodiscard]] const QvCommon::QvSymMatrix* GetHessianGI() const override {
+    return fpHessianGI.get();
+  }
+  [[nodiscard]] const std::vector<QvRegrParameter>& GetAllParameters() const override {
+    return fAllParameters;
+  }
+  [[nodiscard]] const std::vector<QvRegrParameter>& GetBasicParameters() const override {
+    return fBasicParameters;
+  }
+  [[nodiscard]] int GetNumAllParameters() const override {
+    return static_cast<int>(fAllParameters.size());
+  }
+  [[nodiscard]] int GetNumAllNonRedundant() const override { return fNAllNonRedundant; }
+  [[nodiscard]] int GetNumBasicParameters() const override { return fNBasic; }
+  [[nodiscard]] int GetNumBasicNonRedundant() const override { return fNBasicNonRedundant; }
+  [[nodiscard]] const std::vector<double>& GetParameterEstimates() const override {
+    return fEstimates;
+  }
+  [[nodiscard]] const QvCommon::QvBitSet& GetBasicRedundancy() const override {
+    return fBasicRedundancy;
+  }
+  [[nodiscard]] const QvCommon::QvBitSet& GetAllRedundancy() const override {
+    return fAllRedundancy;
+  }
+  [[nodiscard]] int GetNumDependCategories() const override { return fCategories.GetCount(); }
+  [[nodiscard]] const std::vector<int>& GetDependCategories() const override {
+    return fCategories.GetCodes();
+  }
+  [[nodiscard]] const std::vector<int>& GetDependCategoryLocalIndices() const override {
+    return fCategories.GetLocalIndices();
+  }
+  void DeleteXPrimeXMatrix() override { fpXPrimeX.reset(); }
+  void DeleteHessianGI() override { fpHessianGI.reset(); }
+  bool GetEffectParameterRange(int effect, int& first, int& count) const override;
+  /// The K probabilities in local order and the predicted code; missing values and -1 for a record
+  /// whose level combination has no parameter. The status stays as it is.
+  void ComputeCategoryProbabilities(QvCommon::QvStatus& status, const double* record,
+                                    std::vector<double>& probabilities,
+                                    int& predicted) const override;
+  /// Stores compressed estimates and inverse in the all-parameter layout; 1 when cancelled, 305
+  /// without memory.
+  QvCommon::QvStatus SetEstimates(const std::vector<double>& estimates,
+                                  const QvCommon::QvSymMatrix& inverseHessian) override;
+  /// The record's basic parameter per effect, -1 for none, and its design value, then 0.
+  bool ExpandRow(const double* record, std::vector<int>& indices,
+                 std::vector<double>& values) const override;
+  /// Writes the record's design values at their basic parameters and zeros elsewhere.
+  bool ExpandRow(std::vector<double>& values, const double* record) const override;
+  bool GetSparseRow(const double* row, int& count, std::vector<int>& indices,
+                    std::vector<double>& values) const override;
+  bool GetSparseRowFromIndices(const double* row, const std::vector<int>& parameterIndices,
+                               int& count, std::vector<int>& indices,
+                               std::vector<double>& values) const override;
+  [[nodiscard]] const QvCommon::QvStatus& GetStatus() const override { return fStatus; }
+  void Display() const override;
+
+  /// Chooses the categories and the reference; see QvDependentCategories::Choose.
+  virtual void SetDependentCategories(QvCommon::QvStatus& status,
+                                      const QvFactorCounts::Counts* counts);
+  /// The compressed starting vector: intercepts at the log ratios of the weighted counts, slopes 0.
+  /// 303 before Initialize or for a count that is not positive, 310 when finished.
+  virtual void GetStartingValues(QvCommon::QvStatus& status, std::vector<double>& values);
+
+  /// As UpdateClassification, for a row of known parameters whose dependent is a local index.
+  void UpdateClassificationFromIndices(std::vector<double>& residuals, const double* row,
+                                       const std::vector<int>& parameterIndices);
+  [[nodiscard]] const QvDependentCategories& GetCategories() const { return fCategories; }
+  /// Rows observed, columns predicted, local order, sums of frequency weights; may be null.
+  [[nodiscard]] const QvCommon::QvRectMatrix* GetClassificationTable() const {
+    return fpClassificationTable.get();
+  }
+
+ private:
+  void CreateParameters();
+  void SetRedundancy();
+  QvCommon::QvStatus SweepXPrimeX();
+  /// Predicts from a filled design row: probabilities and the predicted local category.
+  int Predict(const QvDesignRow& row, std::vector<double>& probabilities) const;
+  void Classify(const QvDesignRow& row, int observed, double weight,
+                std::vector<double>& residuals);
+  /// Keeps a filled design row's kept parameters, in compressed numbers.
+  void Compress(const QvDesignRow& row, int& count, std::vector<int>& indices,
+                std::vector<double>& values) const;
+  [[nodiscard]] int NBlocks() const { return fCategories.GetCount() - 1; }
+  void DisplayCategories() const;
+  void DisplayParameters() const;
+  void DisplayResults() const;
+
+  const QvLogRegSettings& fSettings;
+  QvRowLayout fRowLayout;
+  QvRowLayout fRecordLayout;
+  QvDependentCategories fCategories;
+  const QvFactorTables* fpFactorTables = nullptr;
+  std::vector<QvRegrParameter> fEffects;
+  /// Per effect that is not the intercept.
+  std::vector<int> fFirstParameters;
+  std::vector<int> fNParameters;
+  std::vector<QvRegrParameter> fBasicParameters;
+  std::vector<QvRegrParameter> fAllParameters;
+  int fNBasic = 0;
+  int fNBasicNonRedundant = 0;
+  int fNAllNonRedundant = 0;
+  std::vector<int> fLocalIndices;
+  std::unique_ptr<QvCommon::QvSymMatrix> fpXPrimeX;
+  long long fRecordsAdded = 0;
+  QvCommon::QvBitSet fBasicRedundancy;
+  QvCommon::QvBitSet fAllRedundancy;
+  std::vector<double> fEstimates;
+  std::unique_ptr<QvCommon::QvSymMatrix> fpHessianGI;
+  /// Scratch of a row: by the layout of records, by that of the estimation passes.
+  mutable QvDesignRow fRecordRow;
+  mutable QvDesignRow fDesignRow;
+  std::vector<double> fProbabilities;
+  double fClassifiedWeight;
+  double fTotalClassified = 0.0;
+  long long fClassifiedRows = 0;
+  std::unique_ptr<QvCommon::QvRectMatrix> fpClassificationTable;
+  QvCancelInfo& fCancel;
+  QvCommon::QvStatus fStatus;
+  bool fbInitialized = false;
+  bool fbFinished = false;
+};

@@ -1,0 +1,164 @@
+#include "qvreg/logistic/QvLogOutputStats.h"
+
+#include <cstddef>
+#include <new>
+
+#include "qvreg/common/Constants.h"
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/logistic/QvLogAlgorithm.h"
+
+QvLogOutputStats::QvLogOutputStats(const QvLogRegSettings& settings, QvLogAlgorithm& algorithm)
+    : fpAlgorithm(&algorithm),
+      fTotalFreqWeight(algorithm.GetFactorTables().GetTotalWeight()),
+      fTotalRegrWeight(algorithm.GetFactorTables().GetTotalRegrWeight()),
+      fNDegFreedom(settings.GetDF() > 0.0
+                       ? settings.GetDF()
+                       : fTotalRegrWeight - algorithm.GetModel().GetNumAllParameters()),
+      fCoxSnellRSquare(QvMV::gMissingValue),
+      fNagelkerkeRSquare(QvMV::gMissingValue),
+      fMcFaddenRSquare(QvMV::gMissingValue) {
+  if (const QvRegOptimizer* optimizer = algorithm.GetOptimizer(); optimizer != nullptr) {
+    optimizer->GetPseudoRSquares(fCoxSnellRSquare, fNagelkerkeRSquare, fMcFaddenRSquare);
+  }
+  FillParamStats();
+}
+
+void QvLogOutputStats::FillParamStats() {
+  const QvLogModel& model = fpAlgorithm->GetModel();
+  const int nParameters = model.GetNumAllParameters();
+  fParamStats.resize(static_cast<std::size_t>(nParameters));
+  fRedundancy.Resize(nParameters, false);
+  if (model.GetAllRedundancy().Size() != nParameters) return;
+  for (int i = 0; i < nParameters; ++i) {
+    const auto k = static_cast<std::size_t>(i);
+    const bool isKept = model.GetAllRedundancy().IsIn(i);
+    fParamStats[k].fParameterIndex = i;
+    fParamStats[k].fEstimate = model.GetParameterEstimates()[k];
+    fParamStats[k].fbRedundant = !isKept;
+    fParamStats[k].fEffectIndex = model.GetAllParameters()[k].GetEffectIndex();
+    fRedundancy.Set(i, isKept);
+  }
+}
+
+const QvFactorCounts& QvLogOutputStats::GetFactorCounts() const {
+  return fpAlgorithm->GetFactorTables();
+}
+
+const std::vector<double>& QvLogOutputStats::GetMeanValues() const {
+  return fpAlgorithm->GetMeanValues();
+}
+
+const std::vector<double>& QvLogOutputStats::GetParamEstimates() const {
+  return fpAlgorithm->GetModel().GetParameterEstimates();
+}
+
+const std::vector<QvRegrParameter>& QvLogOutputStats::GetParameters() const {
+  return fpAlgorithm->GetModel().GetAllParameters();
+}
+
+double QvLogOutputStats::GetModelFitStat(QvConst::QvModelFitStat stat) const {
+  switch (stat) {
+    case QvConst::QvFitCoxSnellRSquare:
+      return fCoxSnellRSquare;
+    case QvConst::QvFitNagelkerkeRSquare:
+      return fNagelkerkeRSquare;
+    case QvConst::QvFitMcFaddenRSquare:
+      return fMcFaddenRSquare;
+    default:
+      return QvMV::gMissingValue;
+  }
+}
+
+const QvCommon::QvSymMatrixData* QvLogOutputStats::GetCovarianceMatrix() const {
+  return fpAlgorithm->GetModel().GetHessianGI();
+}
+
+const QvRegRecordValidator& QvLogOutputStats::GetRecordValidator() const {
+  return fpAlgorithm->GetRecordValidator();
+}
+
+bool QvLogOutputStats::ExpandRow(const QvCommon::Record& record, std::vector<double>& row) const {
+  try {
+    return fpAlgorithm->ExpandRow(record, row);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+bool QvLogOutputStats::ExpandRow(const QvCommon::Record& record, std::vector<int>& indices,
+                                 std::vector<double>& values) const {
+  try {
+    return fpAlgorithm->ExpandRow(record, indices, values);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+void QvLogOutputStats::Cancel() { fpAlgorithm->Cancel(); }
+
+const std::vector<int>& QvLogOutputStats::GetDependCategories() const {
+  return fpAlgorithm->GetModel().GetDependCategories();
+}
+
+const std::vector<double>& QvLogOutputStats::GetDependCategoryWeights() const {
+  return fpAlgorithm->GetModel().GetCategories().GetWeightedCounts();
+}
+
+const QvCommon::QvRectMatrix* QvLogOutputStats::GetClassificationTable() const {
+  return fpAlgorithm->GetModel().GetClassificationTable();
+}
+
+int QvLogOutputStats::GetIterations() const {
+  return fpAlgorithm->GetOptimizer()->GetLastIteration();
+}
+
+int QvLogOutputStats::GetStepHalvings() const {
+  return fpAlgorithm->GetOptimizer()->GetTotalStepHalvings();
+}
+
+QvOptimizationOutcome QvLogOutputStats::GetOutcome() const {
+  return fpAlgorithm->GetOptimizer()->GetOutcome();
+}
+
+double QvLogOutputStats::GetInitialLL() const {
+  return fpAlgorithm->GetOptimizer()->GetInitialLL();
+}
+
+double QvLogOutputStats::GetFinalLL() const { return fpAlgorithm->GetOptimizer()->GetCurrentLL(); }
+
+double QvLogOutputStats::GetLLChange() const { return fpAlgorithm->GetOptimizer()->GetLLChange(); }
+
+double QvLogOutputStats::GetParameterChange() const {
+  return fpAlgorithm->GetOptimizer()->GetParameterChange();
+}
+
+const QvRecordCounts& QvLogOutputStats::GetRecordCounts() const {
+  return fpAlgorithm->GetRecordCounts();
+}
+
+void QvLogOutputStats::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "QvLogOutputStats display start");
+  DisplayDV("fMeanValues", GetMeanValues(), true);
+  DisplayText(kHeadingLevel, "fFactorCounts:");
+  GetFactorCounts().Display();
+  DisplayDV("fParamEstimates", GetParamEstimates(), true);
+  DisplayI("fParameters and fParamStats: total model parameters",
+           static_cast<int>(fParamStats.size()));
+  for (std::size_t k = 0; k < fParamStats.size(); ++k) {
+    GetParameters()[k].Display();
+    DisplayD("Parameter estimate", fParamStats[k].fEstimate);
+    DisplayB("Redundant", fParamStats[k].fbRedundant);
+  }
+  DisplayD("fTotalFreqWeight", fTotalFreqWeight);
+  DisplayD("fTotalRegrWeight", fTotalRegrWeight);
+  DisplayD("fNDegFreedom", fNDegFreedom);
+  if (GetCovarianceMatrix() != nullptr) {
+    DisplayText(kHeadingLevel, "Covariance matrix:");
+    GetCovarianceMatrix()->Display();
+  }
+  DisplayD("fCoxSnellRSquare", fCoxSnellRSquare);
+  DisplayD("fNagelkerkeRSquare", fNagelkerkeRSquare);
+  DisplayD("fMcFaddenRSquare", fMcFaddenRSquare);
+  DisplayText(kHeadingLevel, "QvLogOutputStats display end");
+}

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <vector>
+
+#include "qvreg/QvExport.h"
+#include "qvreg/common/QvRectMatrix.h"
+#include "qvreg/component/IQvRegOutputStats.h"
+#include "qvreg/data/QvRecordCounts.h"
+#include "qvreg/logistic/QvOptimizationOutcome.h"
+
+class QvLogAlgorithm;
+class QvLogRegSettings;
+
+/// The results of a logistic model. Reads its component's storage, so it must not outlive that.
+///
+/// K observed categories, the reference last; parameters are in blocks of P, one block per
+/// non-reference category.
+class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
+ public:
+  /// Gathers the results of a built model. May throw std::bad_alloc: its component turns that into
+  /// a status.
+  QvLogOutputStats(const QvLogRegSettings& settings, QvLogAlgorithm& algorithm);
+  QvLogOutputStats(const QvLogOutputStats&) = default;
+  QvLogOutputStats& operator=(const QvLogOutputStats&) = default;
+
+  ~QvLogOutputStats() override = default;
+  QvConst::QvRegModelType GetModelType() override { return QvConst::QvRegModelLogistic; }
+  [[nodiscard]] const QvFactorCounts& GetFactorCounts() const override;
+  [[nodiscard]] const std::vector<double>& GetMeanValues() const override;
+  [[nodiscard]] const std::vector<double>& GetParamEstimates() const override;
+  [[nodiscard]] const std::vector<QvRegrParameter>& GetParameters() const override;
+  [[nodiscard]] double GetTotalFreqWeight() const override { return fTotalFreqWeight; }
+  [[nodiscard]] double GetTotalRegrWeight() const override { return fTotalRegrWeight; }
+  [[nodiscard]] double GetNDegFreedom() const override { return fNDegFreedom; }
+  [[nodiscard]] double GetModelFitStat(QvConst::QvModelFitStat stat) const override;
+  [[nodiscard]] const QvCommon::QvSymMatrixData* GetCovarianceMatrix() const override;
+  [[nodiscard]] const std::vector<QvRegrParameterStats>& GetParamStats() const override {
+    return fParamStats;
+  }
+  [[nodiscard]] const QvCommon::QvBitSet& GetRedundancyIndicators() const override {
+    return fRedundancy;
+  }
+  [[nodiscard]] const QvRegRecordValidator& GetRecordValidator() const override;
+  /// As the interface, sized to all parameters: the values stand in the first P. Without the
+  /// dependent; false, too, for a record with a missing or unusable value.
+  bool ExpandRow(const QvCommon::Record& record, std::vector<double>& row) const override;
+  void Cancel() override;
+  void Display() const override;
+
+  /// The record's basic parameter per effect and its design value; false as above.
+  bool ExpandRow(const QvCommon::Record& record, std::vector<int>& indices,
+                 std::vector<double>& values) const;
+  /// The codes of the observed categories, the reference last.
+  [[nodiscard]] const std::vector<int>& GetDependCategories() const;
+  /// Their sums of frequency weights, in the same order.
+  [[nodiscard]] const std::vector<double>& GetDependCategoryWeights() const;
+  /// K x K sums of frequency weights: rows observed, columns predicted, the order above.
+  [[nodiscard]] const QvCommon::QvRectMatrix* GetClassificationTable() const;
+  /// The number of iterations done.
+  [[nodiscard]] int GetIterations() const;
+  /// The step-halvings of all iterations together.
+  [[nodiscard]] int GetStepHalvings() const;
+  /// How the iterations ended.
+  [[nodiscard]] QvOptimizationOutcome GetOutcome() const;
+  /// The log-likelihood at the starting values, those of the intercept-only model.
+  [[nodiscard]] double GetInitialLL() const;
+  /// The log-likelihood at the estimates.
+  [[nodiscard]] double GetFinalLL() const;
+  /// The last change of the log-likelihood, relative or absolute as the settings say.
+  [[nodiscard]] double GetLLChange() const;
+  /// The last change of the estimates, relative or absolute as the settings say.
+  [[nodiscard]] double GetParameterChange() const;
+  /// How many records the run read, used and left out.
+  [[nodiscard]] const QvRecordCounts& GetRecordCounts() const;
+
+ private:
+  void FillParamStats();
+
+  QvLogAlgorithm* fpAlgorithm;
+  double fTotalFreqWeight;
+  double fTotalRegrWeight;
+  double fNDegFreedom;
+  double fCoxSnellRSquare;
+  double fNagelkerkeRSquare;
+  double fMcFaddenRSquare;
+  std::vector<QvRegrParameterStats> fParamStats;
+  QvCommon::QvBitSet fRedundancy;
+};

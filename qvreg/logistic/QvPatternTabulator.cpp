@@ -1,0 +1,227 @@
+#include "qvreg/logistic/QvPatternTabulator.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/data/QvRecordPass.h"
+#include "qvreg/design/QvCategory.h"
+#include "qvreg/design/QvFactorPass.h"
+#include "qvreg/logistic/IQvAccumStats.h"
+#include "qvreg/logistic/QvLogModel.h"
+
+using QvCommon::QvHashKey;
+using QvCommon::QvStatus;
+using QvCommon::Record;
+
+QvPatternTabulator::QvPatternTabulator(const QvLogRegSettings& settings, QvFactorTables& tables,
+                                       const QvRegRecordValidator& validator, QvCancelInfo& cancel)
+    : fSettings(settings), fFactorTables(tables), fValidator(validator), fCancel(cancel) {
+  SetUpLayout();
+}
+
+void QvPatternTabulator::SetUpLayout() {
+  fRowLayout.fDependent = fNAnalysVars++;
+  for (std::size_t j = 0; j < fSettings.GetCovariates().size(); ++j) {
+    fRowLayout.fCovariates.push_back(fNAnalysVars++);
+  }
+  if (fSettings.GetFrequencyWeightVar() >= 0) fRowLayout.fFrequencyWeight = fNAnalysVars++;
+  if (fSettings.GetRegrWeightVar() >= 0) fRowLayout.fRegressionWeight = fNAnalysVars++;
+}
+
+QvStatus QvPatternTabulator::Keep(const QvStatus& status) {
+  if (!fStatus.IsError()) fStatus = status;
+  return fStatus;
+}
+
+void QvPatternTabulator::SetStatsModel(IQvAccumStats* stats, const IQvRegModel* model) {
+  fpStats = stats;
+  fpModel = model;
+}
+
+void QvPatternTabulator::ResetAccumStats(QvConst::QvEstimationMethod method, bool separationCheck) {
+  fpStats->Reset(method, separationCheck);
+}
+
+QvStatus QvPatternTabulator::FillFactorTables(QvCommon::MultiPassRecordIter& iter) {
+  if (fStatus.IsError()) return fStatus;
+  if (fbFactorTableFilled) return Keep({QvStatusCode::kStageMissing, false});
+  QvRecordPass pass(iter, fCancel, fValidator);
+  const QvStatus status = ::FillFactorTables(pass, fFactorTables, fRecordCounts);
+  if (status.IsError()) return Keep(status);
+  if (!(fFactorTables.GetTotalWeight() > 0.0)) return Keep({QvStatusCode::kNothingToFit, false});
+  fbFactorTableFilled = true;
+  return fStatus;
+}
+
+void QvPatternTabulator::SetUpKeys() {
+  fBounds.clear();
+  for (const int effect : fFactorTables.GetModelEffectIndices()) {
+    fBounds.push_back(std::max(fFactorTables.GetNEffectParameters(effect), 1));
+  }
+  fPackedBounds = fBounds;
+  const auto nFactorEffects = static_cast<int>(fBounds.size());
+  fPacker.SetForSequence(nFactorEffects, 0, fBounds);
+  if (nFactorEffects > 0) fPackedBounds.resize(static_cast<std::size_t>(fPacker.GetPackedSize()));
+  fpKey = std::make_unique<QvHashKey>(static_cast<int>(fPackedBounds.size()));
+  fCodes.assign(fBounds.size(), 0);
+  fPacked.assign(fPackedBounds.size(), 0);
+}
+
+QvStatus QvPatternTabulator::CreateRowPatterns(QvCommon::MultiPassRecordIter& iter,
+                                               const IQvRegModel& model) {
+  if (fStatus.IsError()) return fStatus;
+  if (fbRowPatternsCreated) return Keep({QvStatusCode::kDataNotProcessed, false});
+  fLocalCategories = model.GetDependCategoryLocalIndices();
+  SetUpKeys();
+  QvRecordPass pass(iter, fCancel, fValidator);
+  const QvStatus status =
+      pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus& passStatus) {
+        if (verdict != QvRecordVerdict::kValid || !fFactorTables.IsInRange(record)) return true;
+        if (AddRecord(record)) return true;
+        passStatus = QvStatus(QvStatusCode::kDataNotProcessed, false);
+        return false;
+      });
+  if (status.IsError()) return Keep(status);
+  fbRowPatternsCreated = true;
+  return fStatus;
+}
+
+QvRowPatterns& QvPatternTabulator::FindOrInsertPattern() {
+  fpKey->SetHashCode(fpKey->ComputeHashCode());
+  if (auto* pair = fRowPatternTable.Find(*fpKey); pair != nullptr) return pair->GetValue();
+  auto key = std::make_unique<QvHashKey>(*fpKey);
+  auto patterns = std::make_unique<QvRowPatterns>(fNAnalysVars);
+  fRowPatternTable.Insert(key, patterns);
+  return fRowPatternTable.Find(*fpKey)->GetValue();
+}
+
+bool QvPatternTabulator::AddRecord(const Record& record) {
+  bool ok = true;
+  const std::vector<int>& indices = fFactorTables.GetRowParameterIndices(record.GetAll(), ok);
+  const std::vector<int>& effects = fFactorTables.GetModelEffectIndices();
+  for (std::size_t e = 0; e < effects.size(); ++e) {
+    const auto effect = static_cast<std::size_t>(effects[e]);
+    fCodes[e] = indices[effect] - fFactorTables.GetParameterOffsets()[effect];
+  }
+  if (!ok || !fPacker.Pack(fCodes, fPacked, false)) return false;
+  const int code = CategoryIndex(record[fSettings.GetDependent()], 0);
+  const int local = fLocalCategories[static_cast<std::size_t>(code)];
+  if (local < 0) return false;
+  for (std::size_t i = 0; i < fPacked.size(); ++i) (*fpKey)[static_cast<int>(i)] = fPacked[i];
+
+  double* value = FindOrInsertPattern().AppendRow();
+  *value++ = local;
+  for (const int var : fSettings.GetCovariates()) *value++ = record[var];
+  for (const int var : {fSettings.GetFrequencyWeightVar(), fSettings.GetRegrWeightVar()}) {
+    if (var >= 0) *value++ = record[var];
+  }
+  return true;
+}
+
+void QvPatternTabulator::RebuildIndices(const QvHashKey& key) {
+  for (int i = 0; i < key.GetLength(); ++i) fPacked[static_cast<std::size_t>(i)] = key[i];
+  fPacker.Unpack(fCodes, fPacked);
+  fIndices = fFactorTables.GetParameterOffsets();
+  const std::vector<int>& effects = fFactorTables.GetModelEffectIndices();
+  for (std::size_t e = 0; e < effects.size(); ++e) {
+    fIndices[static_cast<std::size_t>(effects[e])] += fCodes[e];
+  }
+}
+
+template <typename Visit>
+QvStatus QvPatternTabulator::Walk(Visit&& visit) {
+  QvStatus status;
+  fRowPatternTable.ForEach([&](const QvCommon::QvHashPair<QvRowPatterns>& pair) {
+    RebuildIndices(pair.GetKey());
+    return pair.GetValue().ForEachRow([&](const double* row) {
+      if (fCancel.StopRequested()) {
+        status = QvStatus(QvStatusCode::kCancelled, false);
+      } else if (!visit(row)) {
+        status = QvStatus(QvStatusCode::kDataNotProcessed, false);
+      }
+      return !status.IsError();
+    });
+  });
+  return Keep(status);
+}
+
+QvStatus QvPatternTabulator::AddRowsToXPrimeX(IQvRegModel& model) {
+  if (fStatus.IsError()) return fStatus;
+  if (!fbRowPatternsCreated) return Keep({QvStatusCode::kStageMissing, false});
+  return Walk([&](const double* row) { return model.AddRowToXPrimeX(row, fIndices); });
+}
+
+QvStatus QvPatternTabulator::ClassifyRows(QvLogModel& model) {
+  if (fStatus.IsError()) return fStatus;
+  if (!fbRowPatternsCreated) return Keep({QvStatusCode::kStageMissing, false});
+  std::vector<double> noResiduals;
+  return Walk([&](const double* row) {
+    model.UpdateClassificationFromIndices(noResiduals, row, fIndices);
+    return true;
+  });
+}
+
+double QvPatternTabulator::RowWeight(const double* row) const {
+  double weight = 1.0;
+  if (fRowLayout.fFrequencyWeight >= 0) weight *= row[fRowLayout.fFrequencyWeight];
+  if (fRowLayout.fRegressionWeight >= 0) weight *= row[fRowLayout.fRegressionWeight];
+  return weight;
+}
+
+QvStatus QvPatternTabulator::ComputeStatsForOptimizer(bool llOnly) {
+  if (fStatus.IsError()) return fStatus;
+  if (!fbRowPatternsCreated) return Keep({QvStatusCode::kDataNotProcessed, false});
+  return Walk([&](const double* row) {
+    int count = 0;
+    fpModel->GetSparseRowFromIndices(row, fIndices, count, fSparseIndices, fSparseValues);
+    const int category = CategoryIndex(row[fRowLayout.fDependent], 0);
+    return fpStats->UpdateForRow(fSparseIndices, fSparseValues, category, RowWeight(row), llOnly) >=
+           0;
+  });
+}
+
+void QvPatternTabulator::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "QvPatternTabulator display start");
+  DisplayI("fNFactorEffects", static_cast<int>(fFactorTables.GetModelEffectIndices().size()));
+  DisplayI("fNAllEffects", fFactorTables.GetNModelEffects());
+  DisplayIV("List of original indices for model effects with factors",
+            fFactorTables.GetModelEffectIndices());
+  DisplayIV("Vector of indices for local effects", fFactorTables.GetLocalEffectIndices());
+  DisplayIV("Vector of parameter offsets for model effects", fFactorTables.GetParameterOffsets());
+  DisplayIV("Vector of bounds for regression parameter indices", fBounds);
+  DisplayIV("Vector of packed bounds", fPackedBounds);
+  DisplayI("fNPackedKey", static_cast<int>(fPackedBounds.size()));
+  DisplayI("fDependVar", fSettings.GetDependent());
+  if (fpModel != nullptr) {
+    DisplayIV("Dependent categories in data, reference last", fpModel->GetDependCategories());
+  }
+  DisplayIV("Local indices of the dependent categories in consecutive numeration",
+            fLocalCategories);
+  DisplayText(kHeadingLevel, "fVariableType in QvPatternTabulator");
+  fValidator.Display();
+  DisplayI("fFreqWeightVar", fSettings.GetFrequencyWeightVar());
+  DisplayI("fRegrWeightVar", fSettings.GetRegrWeightVar());
+  DisplayI("fFreqWeightOffset", fRowLayout.fFrequencyWeight);
+  DisplayI("fRegrWeightOffset", fRowLayout.fRegressionWeight);
+  DisplayI("fNAnalysVars", fNAnalysVars);
+  if (fpKey == nullptr) {
+    DisplayText(kHeadingLevel, "fpRowPatternTable is undefined");
+    DisplayText(kHeadingLevel, "fpKey is undefined");
+  } else {
+    fRowPatternTable.ForEach([](const QvCommon::QvHashPair<QvRowPatterns>& pair) {
+      pair.GetKey().Display();
+      pair.GetValue().Display();
+      return true;
+    });
+    fpKey->Display();
+  }
+  DisplayCount("fRecordCount", fRecordCounts.fRead);
+  DisplayCount("fValidCount", fRecordCounts.fUsed);
+  DisplayB("fbFactorTableFilled", fbFactorTableFilled);
+  DisplayB("fbRowPatternsCreated", fbRowPatternsCreated);
+  DisplayText(kHeadingLevel, "QvPatternTabulator display end");
+}

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "qvreg/common/QvHashKey.h"
+#include "qvreg/common/QvPackedInt.h"
+#include "qvreg/common/QvStatus.h"
+#include "qvreg/data/MultiPassRecordIter.h"
+#include "qvreg/data/QvCancelInfo.h"
+#include "qvreg/data/QvRecordCounts.h"
+#include "qvreg/data/QvRegRecordValidator.h"
+#include "qvreg/design/QvFactorTables.h"
+#include "qvreg/design/QvHashtable.h"
+#include "qvreg/logistic/IQvDataHandler.h"
+#include "qvreg/logistic/QvRowLayout.h"
+#include "qvreg/logistic/QvRowPatterns.h"
+#include "qvreg/settings/QvLogRegSettings.h"
+
+class QvLogModel;
+
+/// Keeps the analysis values of every valid record in memory, grouped by its pattern of level
+/// combinations, and feeds the optimizer from there: the host's data are read twice in all.
+///
+/// A stored row holds the dependent's local index, the covariates and the weights. Borrows
+/// settings, factor tables, validator and cancel information; owns the rows. It keeps its first
+/// error, and does nothing once it has one. Used from one thread at a time.
+class QvPatternTabulator : public IQvDataHandler {
+ public:
+  QvPatternTabulator(const QvLogRegSettings& settings, QvFactorTables& tables,
+                     const QvRegRecordValidator& validator, QvCancelInfo& cancel);
+
+  ~QvPatternTabulator() override = default;
+  void SetStatsModel(IQvAccumStats* stats, const IQvRegModel* model) override;
+  void ResetAccumStats(QvConst::QvEstimationMethod method, bool separationCheck) override;
+  void CleanStatsModel() override { SetStatsModel(nullptr, nullptr); }
+  /// 313 before the patterns exist or for a row that cannot be accumulated, 1 when cancelled.
+  QvCommon::QvStatus ComputeStatsForOptimizer(bool llOnly) override;
+  [[nodiscard]] const std::vector<QvCommon::QvStatus>& GetWarnings() const override {
+    return fWarnings;
+  }
+  void Display() const override;
+
+  /// The first pass over the host's data: fills the factor tables. 303 when done before, 307
+  /// without a valid record, 308 without positive weight.
+  virtual QvCommon::QvStatus FillFactorTables(QvCommon::MultiPassRecordIter& iter);
+  /// The second: stores the rows. REQUIRES: categories chosen in the model, parameter indices
+  /// created. 313 when done before.
+  virtual QvCommon::QvStatus CreateRowPatterns(QvCommon::MultiPassRecordIter& iter,
+                                               const IQvRegModel& model);
+  /// Gives every row to the model's cross-products; 303 before the patterns exist.
+  virtual QvCommon::QvStatus AddRowsToXPrimeX(IQvRegModel& model);
+  /// Stores one valid record; false for a level combination that the factor tables do not hold.
+  virtual bool AddRecord(const QvCommon::Record& record);
+
+  /// Gives every row to the model's classification; 303 before the patterns exist.
+  QvCommon::QvStatus ClassifyRows(QvLogModel& model);
+  /// Where a stored row holds the model's variables.
+  [[nodiscard]] const QvRowLayout& GetRowLayout() const { return fRowLayout; }
+  [[nodiscard]] const QvRecordCounts& GetRecordCounts() const { return fRecordCounts; }
+  /// The number of distinct patterns.
+  [[nodiscard]] int GetPatternCount() const { return fRowPatternTable.GetCount(); }
+
+ private:
+  using PatternTable = QvCommon::QvHashtable<QvRowPatterns>;
+
+  void SetUpKeys();
+  void SetUpLayout();
+  /// Fills fIndices from a pattern's key.
+  void RebuildIndices(const QvCommon::QvHashKey& key);
+  QvRowPatterns& FindOrInsertPattern();
+  /// Calls `visit(const double* row)` for every row, with fIndices those of its pattern; 313 where
+  /// it answers false, 1 when cancelled.
+  template <typename Visit>
+  QvCommon::QvStatus Walk(Visit&& visit);
+  QvCommon::QvStatus Keep(const QvCommon::QvStatus& status);
+  [[nodiscard]] double RowWeight(const double* row) const;
+
+  const QvLogRegSettings& fSettings;
+  QvFactorTables& fFactorTables;
+  const QvRegRecordValidator& fValidator;
+  QvCancelInfo& fCancel;
+  std::vector<int> fBounds;
+  std::vector<int> fPackedBounds;
+  QvCommon::QvPackedInt fPacker;
+  std::vector<int> fLocalCategories;
+  QvRowLayout fRowLayout;
+  int fNAnalysVars = 0;
+  PatternTable fRowPatternTable;
+  std::unique_ptr<QvCommon::QvHashKey> fpKey;
+  QvRecordCounts fRecordCounts;
+  bool fbFactorTableFilled = false;
+  bool fbRowPatternsCreated = false;
+  IQvAccumStats* fpStats = nullptr;
+  const IQvRegModel* fpModel = nullptr;
+  QvCommon::QvStatus fStatus;
+  std::vector<QvCommon::QvStatus> fWarnings;
+  /// Scratch of a record or row.
+  std::vector<int> fCodes;
+  std::vector<int> fPacked;
+  std::vector<int> fIndices;
+  std::vector<int> fSparseIndices;
+  std::vector<double> fSparseValues;
+};

@@ -1,0 +1,69 @@
+#include "qvreg/logistic/QvRecordIterHandler.h"
+
+#include <cstddef>
+
+#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/data/QvRecordPass.h"
+#include "qvreg/design/QvFactorTables.h"
+#include "qvreg/logistic/IQvAccumStats.h"
+#include "qvreg/logistic/IQvRegModel.h"
+
+using QvCommon::QvStatus;
+using QvCommon::Record;
+
+QvRecordIterHandler::QvRecordIterHandler(QvCommon::MultiPassRecordIter& iter, QvCancelInfo& cancel,
+                                         const QvRegRecordValidator& validator, int dependentIndex,
+                                         int frequencyWeightIndex, int regressionWeightIndex)
+    : fpIter(&iter),
+      fpCancel(&cancel),
+      fDependentIndex(dependentIndex),
+      fFrequencyWeightIndex(frequencyWeightIndex),
+      fRegressionWeightIndex(regressionWeightIndex),
+      fpValidator(&validator) {}
+
+void QvRecordIterHandler::SetStatsModel(IQvAccumStats* stats, const IQvRegModel* model) {
+  fpStats = stats;
+  fpModel = model;
+}
+
+void QvRecordIterHandler::ResetAccumStats(QvConst::QvEstimationMethod method,
+                                          bool separationCheck) {
+  fpStats->Reset(method, separationCheck);
+}
+
+int QvRecordIterHandler::LocalCategory(const Record& record) const {
+  const double value = record[fDependentIndex];
+  const std::vector<int>& localIndices = fpModel->GetDependCategoryLocalIndices();
+  // Truncated toward zero; written so that a value that is not a number has no category.
+  if (!(value > -1.0 && value < static_cast<double>(localIndices.size()))) return -1;
+  return localIndices[static_cast<std::size_t>(static_cast<int>(value))];
+}
+
+bool QvRecordIterHandler::AddRecord(const Record& record, bool llOnly) {
+  int count = 0;
+  fpModel->GetSparseRow(record.GetAll(), count, fIndices, fValues);
+  double weight = 1.0;
+  if (fFrequencyWeightIndex >= 0) weight = record[fFrequencyWeightIndex];
+  if (fRegressionWeightIndex >= 0) weight *= record[fRegressionWeightIndex];
+  return fpStats->UpdateForRow(fIndices, fValues, LocalCategory(record), weight, llOnly) != -1;
+}
+
+QvStatus QvRecordIterHandler::ComputeStatsForOptimizer(bool llOnly) {
+  if (fStatus.IsError()) return fStatus;
+  const QvRecordPassEnds ends{{}, {}, {QvStatusCode::kNoFurtherPass, false}};
+  QvRecordPass pass(*fpIter, *fpCancel, *fpValidator, ends);
+  const QvFactorTables* tables = fpModel->GetFactorTables();
+  const QvStatus result =
+      pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus& status) {
+        if (verdict != QvRecordVerdict::kValid) return true;
+        // A record that the first pass could not count takes no part.
+        if (tables != nullptr && !tables->IsInRange(record)) return true;
+        if (AddRecord(record, llOnly)) return true;
+        fStatus = status = QvStatus(QvStatusCode::kStageMissing, false);
+        return false;
+      });
+  if (!fStatus.IsError() && pass.GetNewPassResult() != QvCommon::kIterOk) {
+    fStatus = QvStatus(QvStatusCode::kNoRecords, false);
+  }
+  return result;
+}

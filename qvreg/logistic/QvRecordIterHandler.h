@@ -1,0 +1,53 @@
+#pragma once
+
+#include <vector>
+
+#include "qvreg/common/QvStatus.h"
+#include "qvreg/data/MultiPassRecordIter.h"
+#include "qvreg/data/QvCancelInfo.h"
+#include "qvreg/data/QvRegRecordValidator.h"
+#include "qvreg/logistic/IQvDataHandler.h"
+
+/// Feeds the optimizer from a host's records: one pass over the iterator per request.
+///
+/// Borrows everything it is given. Used from one thread at a time.
+class QvRecordIterHandler : public IQvDataHandler {
+ public:
+  /// The indices are positions in a record, negative for no such weight.
+  QvRecordIterHandler(QvCommon::MultiPassRecordIter& iter, QvCancelInfo& cancel,
+                      const QvRegRecordValidator& validator, int dependentIndex,
+                      int frequencyWeightIndex, int regressionWeightIndex);
+
+  ~QvRecordIterHandler() override = default;
+  void SetStatsModel(IQvAccumStats* stats, const IQvRegModel* model) override;
+  void ResetAccumStats(QvConst::QvEstimationMethod method, bool separationCheck) override;
+  void CleanStatsModel() override { SetStatsModel(nullptr, nullptr); }
+  /// 303 for a row that cannot be accumulated, 304 when a record is announced and not delivered,
+  /// the validator's errors. When the iterator cannot start the pass, 307 is the answer to the next
+  /// request. A cancelled pass ends early without an error: the optimizer reports it.
+  QvCommon::QvStatus ComputeStatsForOptimizer(bool llOnly) override;
+  [[nodiscard]] const std::vector<QvCommon::QvStatus>& GetWarnings() const override {
+    return fWarnings;
+  }
+  /// Nothing.
+  void Display() const override {}
+
+ private:
+  bool AddRecord(const QvCommon::Record& record, bool llOnly);
+  /// The local index of the record's dependent category; -1 for one that was not observed.
+  [[nodiscard]] int LocalCategory(const QvCommon::Record& record) const;
+
+  QvCommon::QvStatus fStatus;
+  std::vector<QvCommon::QvStatus> fWarnings;
+  QvCommon::MultiPassRecordIter* fpIter;
+  QvCancelInfo* fpCancel;
+  const IQvRegModel* fpModel = nullptr;
+  IQvAccumStats* fpStats = nullptr;
+  int fDependentIndex;
+  int fFrequencyWeightIndex;
+  int fRegressionWeightIndex;
+  const QvRegRecordValidator* fpValidator;
+  /// Scratch of a row.
+  std::vector<int> fIndices;
+  std::vector<double> fValues;
+};

@@ -1,0 +1,292 @@
+#include "qvreg/logistic/QvRegOptimizer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/common/QvMathFun.h"
+#include "qvreg/component/ProgressListener.h"
+#include "qvreg/component/QvStatusCodes.h"
+
+using QvCommon::QvMathFun;
+using QvCommon::QvStatus;
+
+namespace {
+
+/// An observed response predicted with a probability within it of 1 is as good as certain.
+constexpr double kCertaintyGap = 0.01;
+/// An information matrix whose pivots spread beyond it is close to singular.
+constexpr double kNearSingular = 0.000316;
+constexpr double kTinyProbability = 0.001;
+/// Guards the relative change of estimates near 0.
+constexpr double kRelativeGuard = 1e-06;
+
+bool IsMissing(double value) { return value == QvMV::gMissingValue; }
+
+}  // namespace
+
+QvRegOptimizer::QvRegOptimizer(const QvLogRegSettings& settings, IQvRegModel* model,
+                               IQvDataHandler* handler, IQvAccumStats* stats,
+                               std::vector<double>& estimates, QvCancelInfo& cancel,
+                               ProgressListener* listener, int iterationFrequency)
+    : fSettings(settings),
+      fpModel(model),
+      fpHandler(handler),
+      fpStats(stats),
+      fNParameters(std::max(model->GetNumAllNonRedundant(), 0)),
+      fNCategories(model->GetNumDependCategories()),
+      fvBeta(estimates),
+      fpMatrix(std::make_unique<QvCommon::QvSymMatrix>(fNParameters)),
+      fCancel(cancel),
+      fpListener(listener),
+      fIterationFrequency(iterationFrequency) {
+  fvBeta.resize(static_cast<std::size_t>(fNParameters), 0.0);
+  if (!fpMatrix->IsValidMatrix()) fStatus = QvStatus(QvStatusCode::kTooManyParameters, false);
+}
+
+void QvRegOptimizer::SetMethod(QvConst::QvEstimationMethod method, int switchIteration) {
+  fMethod = method;
+  fSwitchIteration = switchIteration;
+}
+
+bool QvRegOptimizer::IsCancelled() { return fCancel.StopRequested(); }
+
+double QvRegOptimizer::LogLikelihood() const {
+  const double value = fpStats->GetLL();
+  return IsMissing(value) ? value : std::min(value, 0.0);
+}
+
+bool QvRegOptimizer::IsNothingToIterate() const {
+  const bool isInterceptOnly = fSettings.GetInterceptUse() && fNParameters < fNCategories;
+  return isInterceptOnly || !HasParameters() || fSettings.GetMaxIterations() == 0;
+}
+
+void QvRegOptimizer::FullPass(QvConst::QvEstimationMethod method, bool separationCheck) {
+  fpHandler->ResetAccumStats(method, separationCheck);
+  fStatus = fpHandler->ComputeStatsForOptimizer(false);
+}
+
+int QvRegOptimizer::Factor(double& measure) {
+  fpStats->GetHessian(*fpMatrix);
+  if (fbDisplay) {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Computed Hessian:");
+    fpMatrix->Display();
+  }
+  return fpMatrix->LTChol(fSettings.GetTolerance(), measure, false);
+}
+
+void QvRegOptimizer::SolveStep() {
+  if (fpMatrix->LTSubstitute(fpStats->GetScores(), fStep) != 0) {
+    fStatus = QvStatus(QvStatusCode::kTooManyParameters, false);
+  }
+}
+
+void QvRegOptimizer::Report(int stepHalvings) {
+  const double seconds = static_cast<double>(std::clock() - fStart) / CLOCKS_PER_SEC;
+  fReporter.SetInfo(&fvBeta, fLastIter, stepHalvings, LogLikelihood(), seconds);
+  fpListener->ReportProgress(&fReporter);
+}
+
+void QvRegOptimizer::ReportWhenDue(int stepHalvings) {
+  fLastStepHalvings = stepHalvings;
+  if (fpListener == nullptr || fStatus.IsError() || --fReportCountdown > 0) return;
+  Report(stepHalvings);
+  fReportCountdown = fIterationFrequency;
+}
+
+void QvRegOptimizer::StartPass() {
+  fStart = std::clock();
+  fReportCountdown = fIterationFrequency;
+  fStep.assign(fvBeta.size(), 0.0);
+  fSavedBeta.assign(fvBeta.size(), 0.0);
+  fOutcome = kOptContinue;
+  const bool isHybrid = fMethod == QvConst::QvMethodHybrid && fSwitchIteration > 0;
+  fWorkingMethod = isHybrid ? QvConst::QvMethodNewtonRaphson : fMethod;
+  fpHandler->SetStatsModel(fpStats, fpModel);
+  if (fStatus.IsError()) return;
+  FullPass(fWorkingMethod, false);
+  if (fStatus.IsError()) return;
+  if (fpListener != nullptr) Report(0);
+  fInitialLL = fCurrentLL = LogLikelihood();
+  if (!HasParameters()) return;
+  // The result is not examined: a singular pivot leaves its parameter where it started.
+  double measure = 0.0;
+  Factor(measure);
+  SolveStep();
+}
+
+QvStatus QvRegOptimizer::Estimate() {
+  StartPass();
+  if (!fStatus.IsError() && IsNothingToIterate()) {
+    fOutcome = kOptNoIterations;
+    fbFinished = true;
+  }
+  Iterate();
+  if (!fStatus.IsError() && IsCancelled()) fStatus = QvStatus(QvStatusCode::kCancelled, false);
+  fpHandler->CleanStatsModel();
+  if (!fStatus.IsError() && fbFinished && HasParameters()) Invert();
+  if (fpListener != nullptr && !fStatus.IsError() && fReportCountdown != fIterationFrequency) {
+    Report(fLastStepHalvings);
+  }
+  return fStatus;
+}
+
+void QvRegOptimizer::Iterate() {
+  while (!fStatus.IsError() && !fbFinished && !IsCancelled() && IterateOnce()) {
+  }
+}
+
+QvRegOptimizer::Trial QvRegOptimizer::FindStep(int& stepHalvings) {
+  const double previousLL = fCurrentLL;
+  double factor = 1.0;
+  while (!IsCancelled()) {
+    fpHandler->ResetAccumStats(QvConst::QvMethodNewtonRaphson, false);
+    QvMathFun::Daxpy(fNParameters, factor, fStep, 0, 1, fvBeta, 0, 1);
+    fStatus = fpHandler->ComputeStatsForOptimizer(true);
+    if (fStatus.IsError()) return Trial::kStopped;
+    const double newLL = LogLikelihood();
+    if (fbDisplay) {
+      QvComponentDisplay::DisplayI("fLastIter", fLastIter);
+      QvComponentDisplay::DisplayI("stepHalvingCnt", stepHalvings);
+      QvComponentDisplay::DisplayDV("fvBeta", fvBeta, true);
+      QvComponentDisplay::DisplayD("newLL", newLL);
+    }
+    if (!IsMissing(newLL) && (IsMissing(previousLL) || previousLL <= newLL)) {
+      return Trial::kAccepted;
+    }
+    fvBeta = fSavedBeta;
+    if (stepHalvings >= fSettings.GetMaxStepHalvingValue()) return Trial::kGivenUp;
+    factor /= 2.0 * fpStats->GetStepAdjustmentFactor();
+    ++stepHalvings;
+    ++fTotalStepHalvings;
+  }
+  return Trial::kStopped;
+}
+
+bool QvRegOptimizer::IterateOnce() {
+  ++fLastIter;
+  fSavedBeta = fvBeta;
+  const double previousLL = fCurrentLL;
+  int stepHalvings = 0;
+  if (FindStep(stepHalvings) == Trial::kGivenUp) {
+    fOutcome = kOptStepHalvingFailed;
+    fLLChange = 0.0;
+    fParameterChange = 0.0;
+  }
+  if (!fStatus.IsError() && IsCancelled()) fStatus = QvStatus(QvStatusCode::kCancelled, false);
+  if (fStatus.IsError()) return false;
+
+  const int start = fSettings.GetStartingIteration();
+  const bool separationCheck = start >= 1 && fLastIter >= start;
+  FullPass(fWorkingMethod, separationCheck);
+  if (fStatus.IsError() || IsCancelled()) return false;
+  fCurrentLL = LogLikelihood();
+  double measure = 0.0;
+  const int factorResult = Factor(measure);
+  if (fOutcome == kOptContinue) {
+    fOutcome = CheckConvergence(previousLL, factorResult, measure, separationCheck);
+  }
+  const bool isHybrid = fMethod == QvConst::QvMethodHybrid && fSwitchIteration > 0 &&
+                        fWorkingMethod == QvConst::QvMethodNewtonRaphson;
+  if (isHybrid && !SwitchMethod(separationCheck)) fbFinished = true;
+  if (fStatus.IsError()) return false;
+  if (fOutcome == kOptContinue) {
+    SolveStep();
+  } else {
+    fbFinished = true;
+  }
+  ReportWhenDue(stepHalvings);
+  return true;
+}
+
+bool QvRegOptimizer::SwitchMethod(bool separationCheck) {
+  const bool isConverged = fOutcome == kOptLLConverged || fOutcome == kOptParamConverged ||
+                           fOutcome == kOptBothConverged;
+  const bool isDue = fOutcome == kOptContinue && fLastIter >= fSwitchIteration;
+  if (!isConverged && !isDue) return fLastIter < fSwitchIteration;
+  fWorkingMethod = QvConst::QvMethodFisherScoring;
+  fOutcome = kOptContinue;
+  fSwitchIteration = fLastIter;
+  FullPass(fWorkingMethod, separationCheck);
+  if (fStatus.IsError()) return false;
+  double measure = 0.0;
+  if (Factor(measure) < 1) return true;
+  fOutcome = kOptHessianSingular;
+  return false;
+}
+
+QvOptimizationOutcome QvRegOptimizer::CheckSeparation(int factorResult, double measure,
+                                                      bool separationCheck) const {
+  const QvOptimizationOutcome regular = factorResult > 0 ? kOptHessianSingular : kOptContinue;
+  if (!separationCheck) return regular;
+  double minObserved = 0.0;
+  double maxObserved = 0.0;
+  double minComputed = 0.0;
+  fpStats->GetMinMaxProbabilities(minObserved, maxObserved, minComputed);
+  if (1.0 - minObserved <= kCertaintyGap && 1.0 - maxObserved <= kCertaintyGap) {
+    return kOptCompleteSeparation;
+  }
+  if (measure > kNearSingular) return regular;
+  const bool isQuasi = maxObserved > 1.0 - kCertaintyGap || minComputed < kTinyProbability;
+  return isQuasi ? kOptQuasiSeparation : kOptHessianSingular;
+}
+
+QvOptimizationOutcome QvRegOptimizer::CheckConvergence(double previousLL, int factorResult,
+                                                       double measure, bool separationCheck) {
+  QvOptimizationOutcome outcome = CheckSeparation(factorResult, measure, separationCheck);
+  fLLChange = std::fabs(previousLL - fCurrentLL);
+  if (!fSettings.GetLLFuncChange()) fLLChange /= std::fabs(previousLL);
+  if (outcome == kOptContinue && fSettings.GetLLConCriterion() > fLLChange) {
+    outcome = kOptLLConverged;
+  }
+  if (HasParameters()) {
+    fParameterChange = fSettings.GetParamEstChange()
+                           ? QvMathFun::VNrm1Diff(fvBeta, fSavedBeta)
+                           : QvMathFun::VMaxRelDiff(fvBeta, fSavedBeta, kRelativeGuard);
+    if (fSettings.GetParamEstConCriterion() > fParameterChange) {
+      if (outcome == kOptContinue) return kOptParamConverged;
+      if (outcome == kOptLLConverged) return kOptBothConverged;
+    }
+  }
+  if (outcome != kOptContinue) return outcome;
+  return fLastIter >= fSettings.GetMaxIterations() ? kOptMaxIterations : kOptContinue;
+}
+
+void QvRegOptimizer::Invert() {
+  using namespace QvComponentDisplay;
+  if (fbDisplay) {
+    DisplayText(kHeadingLevel, "In QvRegOptimizer::Estimate() ...");
+    DisplayText(kHeadingLevel, "Cholesky factor of the Hessian:");
+    fpMatrix->Display();
+  }
+  fpMatrix->LTInverse();
+  int validRows = 0;
+  int invalidCalls = 0;
+  fpStats->GetCounts(validRows, invalidCalls, fWeight);
+  if (!fbDisplay) return;
+  DisplayText(kHeadingLevel, "Inverse of Hessian for final parameter estimates:");
+  fpMatrix->Display();
+  fpStats->Display(false);
+}
+
+bool QvRegOptimizer::GetPseudoRSquares(double& coxSnell, double& nagelkerke,
+                                       double& mcFadden) const {
+  coxSnell = nagelkerke = mcFadden = 0.0;
+  if (fLastIter < 1 || !(fWeight > 0.0) || IsMissing(fInitialLL) || IsMissing(fCurrentLL)) {
+    return true;
+  }
+  coxSnell = nagelkerke = mcFadden = QvMV::gMissingValue;
+  const double gain = (2.0 * fInitialLL - 2.0 * fCurrentLL) / fWeight;
+  if (gain <= QvPower::gMachineMaxExp) coxSnell = 1.0 - std::exp(gain);
+  const double bound = 2.0 * fInitialLL / fWeight;
+  if (!IsMissing(coxSnell) && bound <= QvPower::gMachineMaxExp && 1.0 - std::exp(bound) != 0.0) {
+    nagelkerke = coxSnell / (1.0 - std::exp(bound));
+  }
+  if (fInitialLL != 0.0) {
+    mcFadden = 1.0 - fCurrentLL / fInitialLL;
+  } else if (fCurrentLL == 0.0) {
+    mcFadden = 0.0;
+  }
+  return !IsMissing(coxSnell) && !IsMissing(nagelkerke) && !IsMissing(mcFadden);
+}

@@ -1,0 +1,122 @@
+#pragma once
+
+#include <ctime>
+#include <memory>
+#include <vector>
+
+#include "qvreg/common/Constants.h"
+#include "qvreg/common/QvStatus.h"
+#include "qvreg/common/QvSymMatrix.h"
+#include "qvreg/data/QvCancelInfo.h"
+#include "qvreg/logistic/IQvAccumStats.h"
+#include "qvreg/logistic/IQvDataHandler.h"
+#include "qvreg/logistic/IQvRegModel.h"
+#include "qvreg/logistic/QvIterationReporter.h"
+#include "qvreg/logistic/QvOptimizationOutcome.h"
+#include "qvreg/settings/QvLogRegSettings.h"
+
+class ProgressListener;
+
+/// Maximises a log-likelihood by Newton-Raphson iterations with step-halving, checks convergence
+/// and separation, and leaves the inverse of the information matrix.
+///
+/// Borrows everything it is given; updates the estimates in place; owns the matrix. Every
+/// evaluation is one pass that the data handler makes. Runs on the caller's thread; `Estimate` is
+/// called once.
+class QvRegOptimizer {
+ public:
+  /// `estimates` are the starting values; they are made as long as there are kept parameters. May
+  /// throw std::bad_alloc.
+  QvRegOptimizer(const QvLogRegSettings& settings, IQvRegModel* model, IQvDataHandler* handler,
+                 IQvAccumStats* stats, std::vector<double>& estimates, QvCancelInfo& cancel,
+                 ProgressListener* listener, int iterationFrequency);
+  QvRegOptimizer(const QvRegOptimizer&) = delete;
+  QvRegOptimizer& operator=(const QvRegOptimizer&) = delete;
+  ~QvRegOptimizer() = default;
+
+  /// Runs the iterations. 1 when cancelled, an error of a pass, 305 without memory for the matrix;
+  /// otherwise success, and the outcome tells how they ended.
+  QvCommon::QvStatus Estimate();
+  /// The pseudo R squares of the estimates; false, with missing values, where one does not exist.
+  bool GetPseudoRSquares(double& coxSnell, double& nagelkerke, double& mcFadden) const;
+
+  /// For a hybrid method: starts with method 0 and switches to 1 at the iteration given.
+  void SetMethod(QvConst::QvEstimationMethod method, int switchIteration);
+  /// Prints every step of the iterations; off unless switched on.
+  void SetDiagnosticDisplay(bool display) { fbDisplay = display; }
+
+  [[nodiscard]] QvOptimizationOutcome GetOutcome() const { return fOutcome; }
+  /// The number of iterations done.
+  [[nodiscard]] int GetLastIteration() const { return fLastIter; }
+  /// The log-likelihood at the starting values; the missing value before the first pass.
+  [[nodiscard]] double GetInitialLL() const { return fInitialLL; }
+  /// The log-likelihood after the latest accepted step; the missing value before one.
+  [[nodiscard]] double GetCurrentLL() const { return fCurrentLL; }
+  [[nodiscard]] double GetLLChange() const { return fLLChange; }
+  [[nodiscard]] double GetParameterChange() const { return fParameterChange; }
+  /// Step-halvings of all iterations together.
+  [[nodiscard]] int GetTotalStepHalvings() const { return fTotalStepHalvings; }
+  /// The inverse of the information matrix after a successful Estimate; null once deleted.
+  [[nodiscard]] const QvCommon::QvSymMatrix* GetMatrix() const { return fpMatrix.get(); }
+  void DeleteMatrix() { fpMatrix.reset(); }
+
+ private:
+  /// What of a step trial comes out.
+  enum class Trial { kAccepted, kGivenUp, kStopped };
+
+  [[nodiscard]] bool HasParameters() const { return fNParameters > 0; }
+  [[nodiscard]] bool IsNothingToIterate() const;
+  [[nodiscard]] bool IsCancelled();
+  [[nodiscard]] double LogLikelihood() const;
+  void StartPass();
+  void Iterate();
+  /// One iteration; false when the loop is over.
+  bool IterateOnce();
+  Trial FindStep(int& stepHalvings);
+  void FullPass(QvConst::QvEstimationMethod method, bool separationCheck);
+  /// Copies the information matrix and factors it; the factorisation's result.
+  int Factor(double& measure);
+  void SolveStep();
+  /// Moves a hybrid method on; true when the iterations go on.
+  bool SwitchMethod(bool separationCheck);
+  QvOptimizationOutcome CheckSeparation(int factorResult, double measure,
+                                        bool separationCheck) const;
+  QvOptimizationOutcome CheckConvergence(double previousLL, int factorResult, double measure,
+                                         bool separationCheck);
+  void Invert();
+  void Report(int stepHalvings);
+  void ReportWhenDue(int stepHalvings);
+
+  const QvLogRegSettings& fSettings;
+  IQvRegModel* fpModel;
+  IQvDataHandler* fpHandler;
+  IQvAccumStats* fpStats;
+  int fNParameters;
+  int fNCategories;
+  std::vector<double>& fvBeta;
+  std::unique_ptr<QvCommon::QvSymMatrix> fpMatrix;
+  QvConst::QvEstimationMethod fMethod = QvConst::QvMethodNewtonRaphson;
+  int fSwitchIteration = 0;
+  QvOptimizationOutcome fOutcome = kOptNoIterations;
+  double fInitialLL = QvMV::gMissingValue;
+  double fCurrentLL = QvMV::gMissingValue;
+  int fLastIter = 0;
+  double fLLChange = 0.0;
+  double fParameterChange = 0.0;
+  double fWeight = 0.0;
+  QvCancelInfo& fCancel;
+  ProgressListener* fpListener;
+  int fIterationFrequency;
+  QvCommon::QvStatus fStatus;
+  bool fbDisplay = false;
+  int fTotalStepHalvings = 0;
+  // The state of the iterations.
+  QvConst::QvEstimationMethod fWorkingMethod = QvConst::QvMethodNewtonRaphson;
+  std::vector<double> fStep;
+  std::vector<double> fSavedBeta;
+  bool fbFinished = false;
+  int fReportCountdown = 0;
+  int fLastStepHalvings = 0;
+  std::clock_t fStart = 0;
+  QvIterationReporter fReporter;
+};

@@ -1,0 +1,33 @@
+#include "qvreg/logistic/QvRowPatterns.h"
+
+#include <algorithm>
+
+#include "qvreg/common/QvComponentDisplay.h"
+
+namespace {
+
+/// Rows of the first block, and of the largest.
+constexpr std::size_t kFirstRows = 2;
+constexpr std::size_t kMostRows = 4096;
+
+}  // namespace
+
+double* QvRowPatterns::AppendRow() {
+  if (fBlocks.empty() || fBlocks.back().fUsed == fBlocks.back().fCapacity) {
+    const std::size_t capacity = std::clamp(fRowCount, kFirstRows, kMostRows);
+    fBlocks.push_back({std::make_unique<double[]>(capacity * fRowSize), capacity, 0});
+  }
+  Block& block = fBlocks.back();
+  ++fRowCount;
+  return block.fValues.get() + block.fUsed++ * fRowSize;
+}
+
+void QvRowPatterns::Display() const {
+  using namespace QvComponentDisplay;
+  DisplayText(kHeadingLevel, "QvRowPatterns display start");
+  ForEachRow([this](const double* row) {
+    DisplayDV("fRecordData", std::vector<double>(row, row + fRowSize), true);
+    return true;
+  });
+  DisplayText(kHeadingLevel, "QvRowPatterns display end");
+}
