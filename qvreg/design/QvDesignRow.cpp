@@ -8,11 +8,14 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
   fpFactorTables = &tables;
   fMultipliers.clear();
   fMultiplierOffsets.assign(1, 0);
+  fSingles.clear();
   for (const QvRegrParameter& parameter : effectParameters) {
     for (std::size_t i = 0; i < parameter.GetCovariates().size(); ++i) {
       const auto power = static_cast<std::size_t>(parameter.GetCovariateMultiplicities()[i]);
       fMultipliers.insert(fMultipliers.end(), power, parameter.GetCovariates()[i]);
     }
+    const bool isSingle = fMultipliers.size() == fMultiplierOffsets.back() + 1;
+    fSingles.push_back(isSingle ? fMultipliers.back() : -1);
     fMultiplierOffsets.push_back(fMultipliers.size());
   }
   fIndices.assign(effectParameters.size() + 1, 0);
@@ -39,14 +42,20 @@ bool QvDesignRow::Expand(const double* values) {
   const std::vector<int>& indices = fpFactorTables->GetRowParameterIndices(values, ok);
   // Written without a branch, since which effects are zero is anyone's guess: a zero is overwritten
   // by the next value.
-  int count = 0;
-  for (std::size_t effect = 0; effect < indices.size(); ++effect) {
-    const double value = indices[effect] < 0 ? 0.0 : CovariateValue(effect, values);
-    fIndices[static_cast<std::size_t>(count)] = indices[effect];
-    fValues[static_cast<std::size_t>(count)] = value;
-    count += value != 0.0 ? 1 : 0;
+  int* outIndices = fIndices.data();
+  double* outValues = fValues.data();
+  const int* singles = fSingles.data();
+  const int* columns = indices.data();
+  const std::size_t nEffects = indices.size();
+  std::size_t count = 0;
+  for (std::size_t effect = 0; effect < nEffects; ++effect) {
+    const int var = singles[effect];
+    const double value = var >= 0 ? values[var] : CovariateValue(effect, values);
+    outIndices[count] = columns[effect];
+    outValues[count] = value;
+    count += columns[effect] >= 0 && value != 0.0 ? 1 : 0;
   }
-  fCount = count;
+  fCount = static_cast<int>(count);
   return ok;
 }
 
