@@ -15,10 +15,34 @@ inline void AddScaled(int n, double c, const double* QVREG_RESTRICT x, double* Q
   for (int j = 0; j < n; ++j) y[j] += c * x[j];
 }
 
-/// Adds w x x' to a packed triangle of order n.
+/// Adds w x x' to a packed triangle of order n. Four rows share each load of x.
 QVREG_FMA_CLONES
-void AddOuterProduct(int n, double w, const double* x, double* row) {
-  for (int i = 0; i < n; ++i) {
+void AddOuterProduct(int n, double w, const double* QVREG_RESTRICT x, double* row) {
+  int i = 0;
+  for (; i + 3 < n; i += 4) {
+    const double a = w * x[i];
+    const double b = w * x[i + 1];
+    const double c = w * x[i + 2];
+    const double d = w * x[i + 3];
+    double* QVREG_RESTRICT rowA = row;
+    double* QVREG_RESTRICT rowB = rowA + i + 1;
+    double* QVREG_RESTRICT rowC = rowB + i + 2;
+    double* QVREG_RESTRICT rowD = rowC + i + 3;
+    for (int j = 0; j <= i; ++j) {
+      rowA[j] += a * x[j];
+      rowB[j] += b * x[j];
+      rowC[j] += c * x[j];
+      rowD[j] += d * x[j];
+    }
+    rowB[i + 1] += b * x[i + 1];
+    rowC[i + 1] += c * x[i + 1];
+    rowC[i + 2] += c * x[i + 2];
+    rowD[i + 1] += d * x[i + 1];
+    rowD[i + 2] += d * x[i + 2];
+    rowD[i + 3] += d * x[i + 3];
+    row = rowD + i + 4;
+  }
+  for (; i < n; ++i) {
     AddScaled(i + 1, w * x[i], x, row);
     row += i + 1;
   }

@@ -11,6 +11,7 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
   fpFactorTables = &tables;
   fMultipliers.clear();
   fMultiplierOffsets.assign(1, 0);
+  fSingles.clear();
   for (const QvRegrParameter& parameter : effectParameters) {
     for (std::size_t i = 0; i < parameter.GetCovariates().size(); ++i) {
       const auto place =
@@ -19,6 +20,8 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
       fMultipliers.insert(fMultipliers.end(), power,
                           positions[static_cast<std::size_t>(place - covariateVars.begin())]);
     }
+    const bool isSingle = fMultipliers.size() == fMultiplierOffsets.back() + 1;
+    fSingles.push_back(isSingle ? fMultipliers.back() : -1);
     fMultiplierOffsets.push_back(fMultipliers.size());
   }
   fIndices.assign(effectParameters.size() + 1, 0);
@@ -49,15 +52,20 @@ bool QvDesignRow::Expand(const double* values) {
 void QvDesignRow::ExpandIndices(const double* values, const std::vector<int>& parameterIndices) {
   // Written without a branch, since which effects are zero is anyone's guess: a zero is overwritten
   // by the next value.
-  int count = 0;
-  for (std::size_t effect = 0; effect < parameterIndices.size(); ++effect) {
-    const int index = parameterIndices[effect];
-    const double value = index < 0 ? 0.0 : EffectValue(effect, values);
-    fIndices[static_cast<std::size_t>(count)] = index;
-    fValues[static_cast<std::size_t>(count)] = value;
-    count += value != 0.0 ? 1 : 0;
+  int* outIndices = fIndices.data();
+  double* outValues = fValues.data();
+  const int* singles = fSingles.data();
+  const int* columns = parameterIndices.data();
+  const std::size_t nEffects = parameterIndices.size();
+  std::size_t count = 0;
+  for (std::size_t effect = 0; effect < nEffects; ++effect) {
+    const int position = singles[effect];
+    const double value = position >= 0 ? values[position] : EffectValue(effect, values);
+    outIndices[count] = columns[effect];
+    outValues[count] = value;
+    count += columns[effect] >= 0 && value != 0.0 ? 1 : 0;
   }
-  fCount = count;
+  fCount = static_cast<int>(count);
 }
 
 double QvDesignRow::InnerProduct(const std::vector<double>& coefficients, int offset) const {

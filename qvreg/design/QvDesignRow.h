@@ -49,6 +49,8 @@ class QvDesignRow {
   std::vector<int> fMultipliers;
   /// Where each effect's multipliers start; one entry more than there are effects.
   std::vector<std::size_t> fMultiplierOffsets;
+  /// Per effect the covariate that alone, once, multiplies it; -1 for any other effect.
+  std::vector<int> fSingles;
   std::vector<int> fIndices;
   std::vector<double> fValues;
   int fCount = 0;

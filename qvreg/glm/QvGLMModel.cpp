@@ -52,11 +52,14 @@ double QvGLMModel::RecordWeight(const double* values) const {
 
 bool QvGLMModel::AddRecord(const double* values) {
   if (!HasMatrix() || fbSwept || values == nullptr) return false;
-  const double w = fInverseScale * RecordWeight(values);
+  const double w = RecordWeight(values);
   fDesignRow.Expand(values);
   fDesignRow.Append(GetNParameters(), values[fSettings.GetDependent()]);
-  // A row that fills half of its columns is added faster without looking up places.
-  if (2 * fDesignRow.GetCount() > fMatrix->GetOrder()) {
+  if (fDesignRow.GetCount() == fMatrix->GetOrder()) {
+    // Every column is there: the non-zeros are the dense row.
+    fMatrix->UpdateXX(fDesignRow.GetValues(), w);
+  } else if (2 * fDesignRow.GetCount() > fMatrix->GetOrder()) {
+    // A row that fills half of its columns is added faster without looking up places.
     fDesignRow.Scatter(fDenseRow);
     fMatrix->UpdateXX(fDenseRow, w);
     fDesignRow.Unscatter(fDenseRow);
@@ -85,6 +88,8 @@ QvStatus QvGLMModel::SweepPivots(QvCancelInfo& cancel) {
 QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
   if (fbSwept) return {QvStatusCode::kAlreadyBuilt, false};
+  // Divided once rather than record by record: whole weights then count without rounding error.
+  fMatrix->MultiplyByNumber(fInverseScale);
   const QvStatus status = SweepPivots(cancel);
   if (status.IsError()) return status;
   if (!fMatrix->GetRegCoeffs(fEstimates, fRedundancy)) {
