@@ -29,7 +29,12 @@ QvStatus QvGLMModel::CreateParameters(const std::vector<QvRegrParameter>& effect
     return status;
   }
   QvCommon::QvSymMatrix matrix(nParameters + 1);
-  if (!matrix.IsValidMatrix()) return {QvStatusCode::kTooManyParameters, false};
+  // The columns of a factor's levels add up to another column: that must survive any number of
+  // records, so their sums keep what they would lose to rounding.
+  const bool hasFactors = !fpFactorTables->GetModelEffectIndices().empty();
+  if (!matrix.IsValidMatrix() || (hasFactors && !matrix.StartCompensation())) {
+    return {QvStatusCode::kTooManyParameters, false};
+  }
 
   fParameters.reserve(static_cast<std::size_t>(nParameters));
   for (std::size_t e = 0; e < effectParameters.size(); ++e) {
@@ -108,6 +113,7 @@ QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
   if (fbSwept) return {QvStatusCode::kAlreadyBuilt, false};
   // Divided once rather than record by record: whole weights then count without rounding error.
+  fMatrix->EndCompensation();
   fMatrix->MultiplyByNumber(fInverseScale);
   const QvStatus status = SweepPivots(cancel);
   if (status.IsError()) return status;
