@@ -5,6 +5,7 @@
 #include <new>
 
 #include "qvreg/common/QvPlatform.h"
+#include "qvreg/common/QvTwofold.h"
 
 namespace QvCommon {
 
@@ -48,6 +49,25 @@ void AddOuterProduct(int n, double w, const double* QVREG_RESTRICT x, double* ro
   }
 }
 
+/// Adds a term to a sum and what that loses to `lost`.
+inline void AddCompensated(double term, double& sum, double& lost) {
+  const QvTwofold exact = QvTwofold::Sum(sum, term);
+  sum = exact.fHigh;
+  lost += exact.fLow;
+}
+
+/// As AddOuterProduct, with compensation.
+QVREG_FMA_CLONES
+void AddOuterProductCompensated(int n, double w, const double* QVREG_RESTRICT x,
+                                double* QVREG_RESTRICT row, double* QVREG_RESTRICT lost) {
+  for (int i = 0; i < n; ++i) {
+    const double wx = w * x[i];
+    for (int j = 0; j <= i; ++j) AddCompensated(wx * x[j], row[j], lost[j]);
+    row += i + 1;
+    lost += i + 1;
+  }
+}
+
 /// Replaces a packed triangle of order n by x x'.
 QVREG_FMA_CLONES
 void StoreOuterProduct(int n, const double* QVREG_RESTRICT x, double* QVREG_RESTRICT row) {
@@ -80,7 +100,11 @@ bool IsSoundPivot(double pivot, double tol, double original) {
 bool QvSymMatrix::UpdateXX(const std::vector<double>& x, double w) {
   const int n = GetOrder();
   if (x.size() != static_cast<std::size_t>(n)) return false;
-  AddOuterProduct(n, w, x.data(), fElements.data());
+  if (fLost.empty()) {
+    AddOuterProduct(n, w, x.data(), fElements.data());
+  } else {
+    AddOuterProductCompensated(n, w, x.data(), fElements.data(), fLost.data());
+  }
   return true;
 }
 
@@ -94,9 +118,30 @@ bool QvSymMatrix::UpdateXXSparse(int n, const std::vector<int>& indices,
   for (std::size_t a = 0; a < count; ++a) {
     const int i = indices[a];
     const double wa = w * values[a];
-    for (std::size_t b = 0; b <= a; ++b) fElements[IndexOf(i, indices[b])] += wa * values[b];
+    for (std::size_t b = 0; b <= a; ++b) {
+      const std::size_t place = IndexOf(i, indices[b]);
+      if (fLost.empty()) {
+        fElements[place] += wa * values[b];
+      } else {
+        AddCompensated(wa * values[b], fElements[place], fLost[place]);
+      }
+    }
   }
   return true;
+}
+
+bool QvSymMatrix::StartCompensation() {
+  try {
+    fLost.assign(fElements.size(), 0.0);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+void QvSymMatrix::EndCompensation() {
+  for (std::size_t i = 0; i < fLost.size(); ++i) fElements[i] += fLost[i];
+  fLost = {};
 }
 
 bool QvSymMatrix::SetOuterProduct(const std::vector<double>& x) {

@@ -26,6 +26,12 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   bool UpdateXXSparse(int n, const std::vector<int>& indices, const std::vector<double>& values,
                       double w);
 
+  /// From now on the two updates above keep what each sum loses to rounding, in a second matrix, so
+  /// that long sums come out as if added in twice working precision. False without memory.
+  bool StartCompensation();
+  /// Adds what was kept, and ends the compensation.
+  void EndCompensation();
+
   /// Sweeps on pivot k (Goodnight, A Tutorial on the SWEEP Operator, The American Statistician 33,
   /// 1979) and sets bit k of `swept`. The pivot is skipped, and its bit stays clear, when its
   /// current diagonal is not finite, not positive, or not greater than tol times diagonal[k], its
@@ -72,6 +78,9 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
 
  private:
   void InvertFactor();
+
+  /// What the updates lost to rounding so far; empty without compensation.
+  std::vector<double> fLost;
 };
 
 }  // namespace QvCommon

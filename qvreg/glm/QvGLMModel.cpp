@@ -30,7 +30,12 @@ QvStatus QvGLMModel::CreateParameters(const std::vector<QvRegrParameter>& effect
     return status;
   }
   QvCommon::QvSymMatrix matrix(nParameters + 1);
-  if (!matrix.IsValidMatrix()) return {QvStatusCode::kTooManyParameters, false};
+  // The columns of a factor's levels add up to another column: that must survive any number of
+  // records, so their sums keep what they would lose to rounding.
+  const bool hasFactors = !fpFactorTables->GetModelEffectIndices().empty();
+  if (!matrix.IsValidMatrix() || (hasFactors && !matrix.StartCompensation())) {
+    return {QvStatusCode::kTooManyParameters, false};
+  }
 
   fParameters = CreateEffectParameters(*fpFactorTables, effectParameters);
   fDesignRow.Setup(*fpFactorTables, effectParameters, fCovariateOffsets, fCovariateOffsets);
@@ -89,6 +94,7 @@ QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
   if (fbSwept) return {QvStatusCode::kAlreadyBuilt, false};
   // Divided once rather than record by record: whole weights then count without rounding error.
+  fMatrix->EndCompensation();
   fMatrix->MultiplyByNumber(fInverseScale);
   const QvStatus status = SweepPivots(cancel);
   if (status.IsError()) return status;

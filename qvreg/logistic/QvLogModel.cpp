@@ -81,7 +81,9 @@ void QvLogModel::Initialize(QvStatus& status) {
   fDesignRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRowLayout.fCovariates);
   fRecordRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRecordLayout.fCovariates);
   fpXPrimeX = std::make_unique<QvSymMatrix>(fNBasic);
-  if (!fpXPrimeX->IsValidMatrix()) {
+  // As in the linear model: the columns of a factor's levels must add up to the last digit.
+  const bool hasFactors = !fpFactorTables->GetModelEffectIndices().empty();
+  if (!fpXPrimeX->IsValidMatrix() || (hasFactors && !fpXPrimeX->StartCompensation())) {
     fpXPrimeX.reset();
     fStatus = status = TooManyParameters(nAll);
     return;
@@ -115,6 +117,7 @@ bool QvLogModel::AddRowToXPrimeX(const double* row, const std::vector<int>& para
 QvStatus QvLogModel::SweepXPrimeX() {
   if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
   if (fbFinished) return {QvStatusCode::kAlreadyBuilt, false};
+  fpXPrimeX->EndCompensation();
   std::vector<double> diagonal;
   fpXPrimeX->GetDiagonal(diagonal);
   fBasicRedundancy.Resize(fNBasic, false);

@@ -1,0 +1,31 @@
+#include "host/formula/Formula.h"
+
+#include <cstddef>
+
+#include "host/formula/FormulaParser.h"
+
+namespace qvhost {
+namespace {
+
+std::string PowerLabel(const Variable& variable, int power) {
+  // The square of I(x + 1) is I((x + 1)^2).
+  const bool grouped = variable.sql.front() == '(';
+  const std::string base = grouped ? variable.label.substr(1) : variable.label;
+  return "I(" + base + "^" + std::to_string(power) + ")";
+}
+
+}  // namespace
+
+Formula ParseFormula(std::string_view text) { return FormulaParser(text).Run(); }
+
+std::string TermLabel(const Formula& formula, const Term& term) {
+  std::string label;
+  for (const TermPart& part : term.parts) {
+    if (!label.empty()) label += ':';
+    const Variable& variable = formula.variables.at(static_cast<std::size_t>(part.variable));
+    label += part.power == 1 ? variable.label : PowerLabel(variable, part.power);
+  }
+  return label;
+}
+
+}  // namespace qvhost

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstddef>
+
+#include "host/formula/ExpressionReader.h"
+#include "host/formula/TokenStream.h"
+#include "host/formula/Variable.h"
+
+namespace qvhost {
+
+/// A variable as an operand of a formula, with its power.
+struct Operand {
+  Variable variable;
+  int power = 1;
+};
+
+/// Reads the operands of a formula that are variables: a name, a call, C(...), I(...). Moves the
+/// token stream, which must live longer.
+class OperandReader {
+ public:
+  /// The highest power in I(x^k).
+  static constexpr int kMaxPower = 100;
+
+  explicit OperandReader(TokenStream& tokens) : tokens_(tokens) {}
+
+  /// Whether a variable starts at the current token.
+  [[nodiscard]] bool AtVariable() const { return tokens_.Peek().IsColumnLike(); }
+
+  /// Reads the variable at the current token; `I(x^2)` is x with power 2. Throws FormulaError.
+  [[nodiscard]] Operand ReadTerm();
+
+  /// The same, but `I(x^2)` is one variable with power 1, as a response must be.
+  [[nodiscard]] Variable ReadResponse();
+
+ private:
+  enum class Powers { kSplit, kKeep };
+
+  Operand Read(Powers powers);
+  [[nodiscard]] Variable Column(std::size_t index) const;
+  [[nodiscard]] Variable Factor(TokenRange inside) const;
+  [[nodiscard]] Operand Grouped(TokenRange inside, Powers powers) const;
+  /// Any expression, with its SQL in parentheses and its label in I() unless it is a column or
+  /// call.
+  [[nodiscard]] Variable Expression(TokenRange range) const;
+  /// Takes off parentheses, and those of I(), that hold the whole range.
+  [[nodiscard]] TokenRange Unwrap(TokenRange range) const;
+  [[nodiscard]] bool IsSingle(TokenRange range) const;
+  [[nodiscard]] bool IsWholeCall(TokenRange range) const;
+  [[nodiscard]] bool IsPower(TokenRange range) const;
+  void RefuseCommas(TokenRange range, std::string_view function) const;
+  void RefuseEmpty(TokenRange range) const;
+
+  TokenStream& tokens_;
+};
+
+}  // namespace qvhost

@@ -1,0 +1,205 @@
+#include "host/formula/Tokenizer.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include "host/formula/FormulaError.h"
+#include "host/formula/Utf8.h"
+
+namespace qvhost {
+namespace {
+
+/// Longer operators first, so that the longest one that fits is taken.
+constexpr std::array<std::string_view, 34> kOperators = {
+    "%in%", "->>", "**", "::", "||", "&&", "==", "!=", "<=", ">=", "<>", "<<",
+    ">>",   "//",  "->", "+",  "-",  "*",  "/",  "%",  "^",  ":",  "~",  "(",
+    ")",    "[",   "]",  ",",  "<",  ">",  "=",  "!",  "&",  "|"};
+
+struct CodeRange {
+  char32_t first;
+  char32_t last;
+};
+
+/// Code points past ASCII that are no part of a bare name: signs, blanks, punctuation, arrows and
+/// mathematical operators. They are mostly look-alikes of a blank, a quote or a minus.
+constexpr std::array<CodeRange, 11> kNotInNames = {{{0x80, 0xA9},
+                                                    {0xAB, 0xB4},
+                                                    {0xB6, 0xB9},
+                                                    {0xBB, 0xBF},
+                                                    {0xD7, 0xD7},
+                                                    {0xF7, 0xF7},
+                                                    {0x2000, 0x206F},
+                                                    {0x2190, 0x2BFF},
+                                                    {0x3000, 0x3004},
+                                                    {0x3008, 0x301F},
+                                                    {0xFEFF, 0xFEFF}}};
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+bool IsAsciiNameChar(char32_t c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+         c == '.';
+}
+
+bool IsNameChar(char32_t c) {
+  if (c < 0x80) return IsAsciiNameChar(c);
+  return std::none_of(kNotInNames.begin(), kNotInNames.end(),
+                      [&](const CodeRange& range) { return c >= range.first && c <= range.last; });
+}
+
+std::string HexName(char32_t value) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string digits;
+  for (unsigned shift = 24; shift > 0; shift -= 4) {
+    const auto digit = static_cast<std::size_t>((value >> (shift - 4)) & 0xF);
+    // U+ names have four digits at least.
+    if (digits.empty() && digit == 0 && shift > 16) continue;
+    digits += kDigits[digit];
+  }
+  return "U+" + digits;
+}
+
+/// How an error names a character: itself when it can be told apart from others by eye.
+std::string CharacterName(std::string_view bytes, char32_t value) {
+  if (value < 0x20 || value == 0x7F) return HexName(value);
+  if (value < 0x7F) return "'" + std::string(bytes) + "'";
+  return "'" + std::string(bytes) + "' (" + HexName(value) + ")";
+}
+
+}  // namespace
+
+std::string ColumnName(const Token& token) {
+  if (token.kind != TokenKind::kQuoted) return std::string(token.text);
+  std::string name;
+  for (std::size_t i = 1; i + 1 < token.text.size(); ++i) {
+    name += token.text[i];
+    if (token.text[i] == '`') ++i;
+  }
+  return name;
+}
+
+std::vector<Token> Tokenizer::Run() {
+  CheckText();
+  std::vector<Token> tokens;
+  for (SkipBlanks(); position_ < text_.size(); SkipBlanks()) tokens.push_back(Next());
+  tokens.push_back(Make(TokenKind::kEnd, text_.size()));
+  return tokens;
+}
+
+void Tokenizer::CheckText() const {
+  for (std::size_t at = 0; at < text_.size();) {
+    const CodePoint point = DecodeUtf8(text_, at);
+    const Place place{at, at + point.length};
+    if (!point.valid) {
+      throw FormulaError::At(text_, place, "The formula is not valid UTF-8 here; retype the name.");
+    }
+    // A zero byte would end the SQL text early.
+    if (point.value == 0) {
+      throw FormulaError::At(text_, place, "The formula holds a zero byte; take it out.");
+    }
+    at += point.length;
+  }
+}
+
+void Tokenizer::SkipBlanks() {
+  const std::size_t next = text_.find_first_not_of(" \t\n\r\v\f", position_);
+  position_ = next == std::string_view::npos ? text_.size() : next;
+}
+
+Token Tokenizer::Next() {
+  const char c = text_[position_];
+  if (c == '`') return BackQuoted();
+  if (c == '\'') return String();
+  if (IsDigit(c) || (c == '.' && IsDigit(CharAt(position_ + 1)))) return Number();
+  if (IsNameChar(DecodeUtf8(text_, position_).value)) return Name();
+  return Operator();
+}
+
+Token Tokenizer::Make(TokenKind kind, std::size_t end) {
+  const Place place{position_, end};
+  position_ = end;
+  return {kind, text_.substr(place.begin, place.end - place.begin), place};
+}
+
+std::size_t Tokenizer::NameEnd(std::size_t from) const {
+  while (from < text_.size()) {
+    const CodePoint point = DecodeUtf8(text_, from);
+    if (!IsNameChar(point.value)) break;
+    from += point.length;
+  }
+  return from;
+}
+
+Token Tokenizer::Name() { return Make(TokenKind::kName, NameEnd(position_)); }
+
+Token Tokenizer::Number() {
+  std::size_t end = position_;
+  while (IsDigit(CharAt(end))) ++end;
+  if (CharAt(end) == '.') ++end;
+  while (IsDigit(CharAt(end))) ++end;
+  if (CharAt(end) == 'e' || CharAt(end) == 'E') {
+    const std::size_t sign = CharAt(end + 1) == '+' || CharAt(end + 1) == '-' ? 1 : 0;
+    if (IsDigit(CharAt(end + 1 + sign))) end += 1 + sign;
+    while (IsDigit(CharAt(end))) ++end;
+  }
+  const std::size_t nameEnd = NameEnd(end);
+  if (nameEnd > end) {
+    throw FormulaError::At(text_, {position_, nameEnd},
+                           "A name cannot start with a digit; put it in back-quotes: `" +
+                               std::string(text_.substr(position_, nameEnd - position_)) + "`.");
+  }
+  return Make(TokenKind::kNumber, end);
+}
+
+std::size_t Tokenizer::AfterClosingQuote() const {
+  const char quote = text_[position_];
+  for (std::size_t at = position_ + 1; at < text_.size(); ++at) {
+    if (text_[at] != quote) continue;
+    if (CharAt(at + 1) != quote) return at + 1;
+    ++at;
+  }
+  return std::string_view::npos;
+}
+
+Token Tokenizer::BackQuoted() {
+  const std::size_t end = AfterClosingQuote();
+  if (end == std::string_view::npos) {
+    throw FormulaError::At(text_, {position_, text_.size()},
+                           "This back-quote is not closed; end the name with another one.");
+  }
+  if (end == position_ + 2) {
+    throw FormulaError::At(text_, {position_, end},
+                           "The name between these back-quotes is empty; write a column's name.");
+  }
+  return Make(TokenKind::kQuoted, end);
+}
+
+Token Tokenizer::String() {
+  const std::size_t end = AfterClosingQuote();
+  if (end == std::string_view::npos) {
+    throw FormulaError::At(text_, {position_, text_.size()},
+                           "This quote is not closed; end the text with another one.");
+  }
+  return Make(TokenKind::kString, end);
+}
+
+Token Tokenizer::Operator() {
+  const std::string_view rest = text_.substr(position_);
+  for (const std::string_view op : kOperators) {
+    if (rest.substr(0, op.size()) == op) return Make(TokenKind::kOperator, position_ + op.size());
+  }
+  const CodePoint point = DecodeUtf8(text_, position_);
+  const Place place{position_, position_ + point.length};
+  if (point.value == '"') {
+    throw FormulaError::At(text_, place,
+                           "A formula has no double quotes; put a name in back-quotes and a text "
+                           "in single quotes.");
+  }
+  throw FormulaError::At(text_, place,
+                         CharacterName(rest.substr(0, point.length), point.value) +
+                             " has no meaning in a formula; put a name that holds it in "
+                             "back-quotes.");
+}
+
+}  // namespace qvhost

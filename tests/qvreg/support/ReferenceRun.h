@@ -1,0 +1,24 @@
+#pragma once
+
+#include <vector>
+
+#include "tests/qvreg/support/ReferenceCase.h"
+
+namespace qvtest {
+
+/// What the library makes of a reference case, in the shape of its expected values.
+struct ReferenceFit {
+  std::vector<ReferenceLabel> labels;
+  std::vector<double> estimates;
+  std::vector<bool> redundant;
+  std::vector<double> unscaledVariance;
+  double rmse = 0.0;
+  double rSquare = 0.0;
+  double totalFreqWeight = 0.0;
+};
+
+/// Fits a case as a host does: settings, factory, component, output statistics. `refine` is the
+/// setting of that name. Throws std::runtime_error with the status code when a step fails.
+[[nodiscard]] ReferenceFit FitReferenceCase(const ReferenceCase& reference, bool refine);
+
+}  // namespace qvtest
