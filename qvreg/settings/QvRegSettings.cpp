@@ -58,9 +58,9 @@ bool QvRegSettings::SetDependent(int var) {
 
 int QvRegSettings::AddFactor(int var, int nCategories) {
   if (nCategories < 1 || !IsFree(var) || !AssignRole(var, QvConst::QvVarFactor)) return -1;
-  if (!Append(fFactors, var)) return -1;
-  if (!Append(fFactorSizes, nCategories)) {
+  if (!Append(fFactors, var) || !Append(fFactorSizes, nCategories)) {
     fFactors.clear();  // The two lists stay parallel.
+    fFactorSizes.clear();
     return -1;
   }
   return static_cast<int>(fFactors.size());
