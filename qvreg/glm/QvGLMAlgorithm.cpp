@@ -53,7 +53,8 @@ void QvGLMAlgorithm::SetUpEffects() {
 }
 
 bool QvGLMAlgorithm::AreEffectsKnown() const {
-  return std::all_of(fEffectParameters.begin(), fEffectParameters.end(),
+  return fSettings.AreRolesComplete() &&
+         std::all_of(fEffectParameters.begin(), fEffectParameters.end(),
                      [this](const QvRegrParameter& parameter) {
                        return ContainsAll(fSettings.GetFactors(), parameter.GetFactors()) &&
                               ContainsAll(fSettings.GetCovariates(), parameter.GetCovariates());

@@ -1,5 +1,6 @@
 #include "qvreg/settings/QvRegSettings.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <exception>
 
@@ -86,6 +87,21 @@ bool QvRegSettings::SetRegrWeightVar(int var) {
 
 bool QvRegSettings::AddModelEffect(const QvModelEffect& effect) {
   return Append(fModelEffects, effect);
+}
+
+bool QvRegSettings::HasRole(int var, QvConst::QvVariableType role) const {
+  const auto index = static_cast<std::size_t>(var);
+  return index < fVariableType.size() && fVariableType[index] == role;
+}
+
+bool QvRegSettings::AreRolesComplete() const {
+  const auto haveRole = [this](const std::vector<int>& vars, QvConst::QvVariableType role) {
+    return std::all_of(vars.begin(), vars.end(), [&](int var) { return HasRole(var, role); });
+  };
+  return HasRole(fDependVar, QvConst::QvVarDependent) && haveRole(fFactors, QvConst::QvVarFactor) &&
+         haveRole(fCovariates, QvConst::QvVarCovariate) &&
+         (fFreqWeightVar < 0 || HasRole(fFreqWeightVar, QvConst::QvVarFreqWeight)) &&
+         (fRegrWeightVar < 0 || HasRole(fRegrWeightVar, QvConst::QvVarRegrWeight));
 }
 
 void QvRegSettings::SetConfidenceLevel(double level) {
