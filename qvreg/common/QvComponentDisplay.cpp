@@ -4,35 +4,44 @@
 
 namespace QvComponentDisplay {
 
+namespace {
+
+/// What stands between a label and its value: some labels bring their own colon.
+const char* ColonAfter(const std::string& label) {
+  return !label.empty() && label.back() == ':' ? "" : ":";
+}
+
+}  // namespace
+
 void DisplayB(const std::string& label, bool value) {
-  std::printf("%s: %s\n", label.c_str(), value ? "true" : "false");
+  std::printf("%s%s %s\n", label.c_str(), ColonAfter(label), value ? "true" : "false");
 }
 
 void DisplayI(const std::string& label, int value) {
-  std::printf("%s: %d\n", label.c_str(), value);
+  std::printf("%s%s %d\n", label.c_str(), ColonAfter(label), value);
 }
 
 void DisplayCount(const std::string& label, long long value) {
-  std::printf("%s: %lld\n", label.c_str(), value);
+  std::printf("%s%s %lld\n", label.c_str(), ColonAfter(label), value);
 }
 
 void DisplayD(const std::string& label, double value) {
-  std::printf("%s: %.17g\n", label.c_str(), value);
+  std::printf("%s%s %.17g\n", label.c_str(), ColonAfter(label), value);
 }
 
 void DisplayS(const std::string& label, const std::string& value) {
-  std::printf("%s: %s\n", label.c_str(), value.c_str());
+  std::printf("%s%s %s\n", label.c_str(), ColonAfter(label), value.c_str());
 }
 
 void DisplayIV(const std::string& label, const std::vector<int>& values) {
-  std::printf("%s:", label.c_str());
+  std::printf("%s%s", label.c_str(), ColonAfter(label));
   for (const int value : values) std::printf(" %d", value);
   std::printf("\n");
 }
 
 void DisplayDV(const std::string& label, const std::vector<double>& values, bool exact) {
   const int digits = exact ? 17 : 6;
-  std::printf("%s:", label.c_str());
+  std::printf("%s%s", label.c_str(), ColonAfter(label));
   for (const double value : values) std::printf(" %.*g", digits, value);
   std::printf("\n");
 }

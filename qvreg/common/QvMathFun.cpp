@@ -34,7 +34,9 @@ double QvMathFun::VMaxRelDiff(const std::vector<double>& a, const std::vector<do
                               double eps) {
   double largest = 0.0;
   for (std::size_t i = 0; i < a.size(); ++i) {
-    largest = std::max(largest, std::fabs(a[i] - b[i]) / std::max(std::fabs(b[i]), eps));
+    const double difference = std::fabs(a[i] - b[i]) / std::max(std::fabs(b[i]), eps);
+    if (std::isnan(difference)) return difference;
+    largest = std::max(largest, difference);
   }
   return largest;
 }

@@ -15,7 +15,8 @@ class QvMathFun {
                      const std::vector<double>& y, int offy, int incy);
   /// The sum of |a_i - b_i|. REQUIRES: equal lengths.
   static double VNrm1Diff(const std::vector<double>& a, const std::vector<double>& b);
-  /// The largest |a_i - b_i| / max(|b_i|, eps). REQUIRES: equal lengths.
+  /// The largest |a_i - b_i| / max(|b_i|, eps); not a number where one of them is not. REQUIRES:
+  /// equal lengths.
   static double VMaxRelDiff(const std::vector<double>& a, const std::vector<double>& b, double eps);
 };
 

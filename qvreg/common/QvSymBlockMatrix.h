@@ -27,8 +27,8 @@ class QvSymBlockMatrix {
 
  private:
   static std::size_t BlockIndex(int i, int j) {
-    return static_cast<std::size_t>(i) * static_cast<std::size_t>(i + 1) / 2 +
-           static_cast<std::size_t>(j);
+    const auto row = static_cast<std::size_t>(i);
+    return row * (row + 1) / 2 + static_cast<std::size_t>(j);
   }
 
   int fNRows = 0;

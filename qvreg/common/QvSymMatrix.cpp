@@ -92,7 +92,8 @@ inline double Dot(int n, const double* x, const double* y) {
 
 /// One rule for every factorisation: what is left of a diagonal must be worth dividing by.
 bool IsSoundPivot(double pivot, double tol, double original) {
-  return std::isfinite(pivot) && pivot > 0.0 && pivot > tol * original;
+  return std::isfinite(pivot) && pivot > 0.0 && pivot > tol * original &&
+         std::isfinite(1.0 / pivot);
 }
 
 }  // namespace
@@ -211,7 +212,7 @@ bool QvSymMatrix::GetRegCoeffs(std::vector<double>& coefficients, const QvBitSet
 }
 
 bool QvSymMatrix::ZeroOutRedundant(const QvBitSet& swept) {
-  if (swept.Size() < GetOrder()) return false;
+  if (swept.Size() < GetOrder() - 1) return false;
   for (int i = 0; i < GetOrder(); ++i) {
     double* row = Row(i);
     for (int j = 0; j <= i; ++j) {
@@ -221,14 +222,19 @@ bool QvSymMatrix::ZeroOutRedundant(const QvBitSet& swept) {
   return true;
 }
 
-void QvSymMatrix::SetToZero() { std::fill(fElements.begin(), fElements.end(), 0.0); }
+void QvSymMatrix::SetToZero() {
+  std::fill(fElements.begin(), fElements.end(), 0.0);
+  std::fill(fLost.begin(), fLost.end(), 0.0);
+}
 
 void QvSymMatrix::MultiplyByNumber(double c) {
   for (double& element : fElements) element *= c;
+  for (double& element : fLost) element *= c;
 }
 
 void QvSymMatrix::ChangeSign() {
   for (double& element : fElements) element = -element;
+  for (double& element : fLost) element = -element;
 }
 
 void QvSymMatrix::ExtractFirstNRows(QvSymMatrix& out) const {
@@ -238,6 +244,7 @@ void QvSymMatrix::ExtractFirstNRows(QvSymMatrix& out) const {
 
 bool QvSymMatrix::Expand(const QvBitSet& keep, QvSymMatrix& out) const {
   if (keep.Count() != GetOrder() || !out.Reset(keep.Size())) return false;
+  out.fLost = {};
   int row = 0;
   for (int i = 0; i < keep.Size(); ++i) {
     if (!keep.IsIn(i)) continue;

@@ -29,7 +29,7 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// From now on the two updates above keep what each sum loses to rounding, in a second matrix, so
   /// that long sums come out as if added in twice working precision. False without memory.
   bool StartCompensation();
-  /// Adds what was kept, and ends the compensation.
+  /// Adds what was kept, and ends the compensation. REQUIRED before anything reads the elements.
   void EndCompensation();
 
   /// Sweeps on pivot k (Goodnight, A Tutorial on the SWEEP Operator, The American Statistician 33,
@@ -46,7 +46,7 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// After the sweep of the first n - 1 pivots: the n - 1 coefficients of the last row on the
   /// swept ones, 0 for a pivot whose bit is clear.
   bool GetRegCoeffs(std::vector<double>& coefficients, const QvBitSet& swept) const;
-  /// Sets to 0 every element in a row or column whose bit is clear.
+  /// Sets to 0 every element in a row or column whose bit is clear, or missing for the last row.
   bool ZeroOutRedundant(const QvBitSet& swept);
 
   /// Replaces the matrix by x x' for a dense x of GetOrder() values.

@@ -22,8 +22,9 @@ int BinaryRecordIterator::NextRecord() {
   if (fRecordSize < 1 || fCurrent.Size() != fRecordSize || fLookAhead.Size() != fRecordSize) {
     return fFailReason = kIterReadError;
   }
-  const auto wanted = static_cast<std::size_t>(fRecordSize);
-  const std::size_t read = std::fread(fLookAhead.GetAll(), sizeof(double), wanted, fFile);
+  // Counted in bytes, so that a piece of a double at the end is not taken for the end itself.
+  const std::size_t wanted = static_cast<std::size_t>(fRecordSize) * sizeof(double);
+  const std::size_t read = std::fread(fLookAhead.GetAll(), 1, wanted, fFile);
   if (read == 0 && std::feof(fFile) != 0) return fFailReason = kIterEndOfData;
   if (read < wanted) fFailReason = kIterReadError;
   return fFailReason;

@@ -51,7 +51,8 @@ void QvRegRecordValidator::SetRecordInfo(const std::vector<QvConst::QvVariableTy
   fVariableTypes = types;
   fNCategories.assign(types.size(), 0);
   for (std::size_t i = 0; i < factorVars.size(); ++i) {
-    fNCategories[static_cast<std::size_t>(factorVars[i])] = factorSizes[i];
+    const auto var = static_cast<std::size_t>(factorVars[i]);
+    if (var < fNCategories.size()) fNCategories[var] = factorSizes[i];
   }
   if (!HasTargetCategories()) return;
   const auto dependent = std::find(types.begin(), types.end(), QvConst::QvVarDependent);

@@ -44,7 +44,8 @@ void QvModelDesign::AddEffect(const QvModelEffect& effect) {
 }
 
 bool QvModelDesign::AreVariablesKnown() const {
-  return std::all_of(fEffectParameters.begin(), fEffectParameters.end(),
+  return fSettings.AreRolesComplete() &&
+         std::all_of(fEffectParameters.begin(), fEffectParameters.end(),
                      [this](const QvRegrParameter& parameter) {
                        return ContainsAll(fSettings.GetFactors(), parameter.GetFactors()) &&
                               ContainsAll(fSettings.GetCovariates(), parameter.GetCovariates());

@@ -25,7 +25,8 @@ class QvModelDesign {
   [[nodiscard]] const std::vector<std::vector<int>>& GetEffectFactors() const {
     return fEffectFactors;
   }
-  /// False when some effect names a factor or covariate that the settings do not.
+  /// False when some effect names a factor or covariate that the settings do not, or when a
+  /// variable has no role.
   [[nodiscard]] bool AreVariablesKnown() const;
   /// One more than the largest record index of a factor or covariate.
   [[nodiscard]] int GetRecordSize() const { return fRecordSize; }

@@ -4,10 +4,10 @@
 namespace QvConst {
 
 /// The model that settings describe.
-enum QvRegModelType { QvRegModelGLM = 0, QvRegModelLogistic = 1 };
+enum QvRegModelType : int { QvRegModelGLM = 0, QvRegModelLogistic = 1 };
 
 /// The role of a record variable.
-enum QvVariableType {
+enum QvVariableType : int {
   QvVarNone = 0,
   QvVarFreqWeight = 1,
   QvVarRegrWeight = 2,
@@ -17,7 +17,7 @@ enum QvVariableType {
 };
 
 /// Fit statistics; a model answers the missing value for those that it does not serve.
-enum QvModelFitStat {
+enum QvModelFitStat : int {
   QvFitRootMeanSquareError = 0,
   QvFitMultipleRSquare = 1,
   QvFitCoxSnellRSquare = 2,
@@ -26,14 +26,14 @@ enum QvModelFitStat {
 };
 
 /// Carried for the host.
-enum QvTestType { QvTestDefault = 0 };
+enum QvTestType : int { QvTestDefault = 0 };
 /// Carried for the host.
-enum QvPAdjustMethod { QvPAdjustDefault = 0 };
+enum QvPAdjustMethod : int { QvPAdjustDefault = 0 };
 /// Carried for the host.
-enum QvCovbType { QvCovbDefault = 0 };
+enum QvCovbType : int { QvCovbDefault = 0 };
 
 /// Where a record's offset comes from.
-enum QvOffsetType { QvOffsetNone = 0, QvOffsetVariable = 1, QvOffsetFixed = 2 };
+enum QvOffsetType : int { QvOffsetNone = 0, QvOffsetVariable = 1, QvOffsetFixed = 2 };
 
 /// How the information matrix is formed; the multinomial logit has one way only.
 enum QvEstimationMethod {

@@ -173,11 +173,12 @@ void QvModelEffect::GetUsedVariables(const std::vector<QvModelEffect>& effects,
   if (effects.empty()) return;
   factors.clear();
   covariates.clear();
-  const std::vector<int>& variables = *effects.front().fpVarIndices;
+  const std::vector<int>* variables = effects.front().fpVarIndices;
+  if (variables == nullptr) return;
   for (const QvModelEffect& effect : effects) {
     for (int slot = 0; slot < effect.NSlots(); ++slot) {
       if (!effect.IsSlotUsed(slot)) continue;
-      const int var = variables[static_cast<std::size_t>(slot)];
+      const int var = (*variables)[static_cast<std::size_t>(slot)];
       // A covariate is looked up among the factors too, so it repeats once per effect.
       if (Contains(factors, var)) continue;
       (slot < effect.fNModelFactors ? factors : covariates).push_back(var);

@@ -1,5 +1,6 @@
 #include "qvreg/settings/QvRegSettings.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <exception>
 
@@ -58,9 +59,9 @@ bool QvRegSettings::SetDependent(int var) {
 
 int QvRegSettings::AddFactor(int var, int nCategories) {
   if (nCategories < 1 || !IsFree(var) || !AssignRole(var, QvConst::QvVarFactor)) return -1;
-  if (!Append(fFactors, var)) return -1;
-  if (!Append(fFactorSizes, nCategories)) {
+  if (!Append(fFactors, var) || !Append(fFactorSizes, nCategories)) {
     fFactors.clear();  // The two lists stay parallel.
+    fFactorSizes.clear();
     return -1;
   }
   return static_cast<int>(fFactors.size());
@@ -86,6 +87,21 @@ bool QvRegSettings::SetRegrWeightVar(int var) {
 
 bool QvRegSettings::AddModelEffect(const QvModelEffect& effect) {
   return Append(fModelEffects, effect);
+}
+
+bool QvRegSettings::HasRole(int var, QvConst::QvVariableType role) const {
+  const auto index = static_cast<std::size_t>(var);
+  return index < fVariableType.size() && fVariableType[index] == role;
+}
+
+bool QvRegSettings::AreRolesComplete() const {
+  const auto haveRole = [this](const std::vector<int>& vars, QvConst::QvVariableType role) {
+    return std::all_of(vars.begin(), vars.end(), [&](int var) { return HasRole(var, role); });
+  };
+  return HasRole(fDependVar, QvConst::QvVarDependent) && haveRole(fFactors, QvConst::QvVarFactor) &&
+         haveRole(fCovariates, QvConst::QvVarCovariate) &&
+         (fFreqWeightVar < 0 || HasRole(fFreqWeightVar, QvConst::QvVarFreqWeight)) &&
+         (fRegrWeightVar < 0 || HasRole(fRegrWeightVar, QvConst::QvVarRegrWeight));
 }
 
 void QvRegSettings::SetConfidenceLevel(double level) {

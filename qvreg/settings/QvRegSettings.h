@@ -79,9 +79,13 @@ class QVREG_EXPORT QvRegSettings {
   [[nodiscard]] const std::vector<QvConst::QvVariableType>& GetVariableTypes() const {
     return fVariableType;
   }
+  /// False when a setter that ran out of memory left a variable without its role, which the checks
+  /// of records go by.
+  [[nodiscard]] bool AreRolesComplete() const;
   [[nodiscard]] bool GetRefineEstimates() const { return fRefineEstimates; }
 
  private:
+  [[nodiscard]] bool HasRole(int var, QvConst::QvVariableType role) const;
   /// True when `var` is an index that has no role yet.
   [[nodiscard]] bool IsFree(int var) const;
   /// Gives a free variable its role; false, and the table emptied, without memory.

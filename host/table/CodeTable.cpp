@@ -1,0 +1,114 @@
+#include "host/table/CodeTable.h"
+
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "host/Error.h"
+#include "host/table/CodeSorter.h"
+#include "host/table/CodingPlan.h"
+#include "host/table/Connection.h"
+#include "host/table/QueryError.h"
+#include "host/table/RowStream.h"
+
+namespace qvhost {
+namespace {
+
+/// One coding of one table: query, coders, spool file, in the order of the steps.
+class Coder {
+ public:
+  Coder(const TableSource& source, const std::vector<ColumnRequest>& requests,
+        const CodingOptions& options)
+      : source_(source),
+        options_(options),
+        plan_(PlanCoding(source, requests, options.maxLevels)),
+        file_(options.spoolDir) {}
+
+  CodedTable Run() {
+    ReadRows();
+    std::vector<CodedColumn> columns;
+    for (const PlannedColumn& column : plan_) columns.push_back(column.coder->Finish());
+    SortLevels();
+    file_.Rewind();
+    return {std::move(file_), std::move(columns), rows_};
+  }
+
+ private:
+  std::string Query() const {
+    std::string list;
+    for (const PlannedColumn& column : plan_) list += (list.empty() ? "" : ", ") + column.sql;
+    return fmt::format("SELECT {} FROM {}", list, source_.Relation());
+  }
+
+  /// Files need buffers by the column, far below the limit. A stored table is cached up to the
+  /// limit, to no use as it is read once: a low one keeps memory flat.
+  void LimitMemory() const {
+    const std::size_t columns = plan_.size();
+    const std::size_t megabytes = source_.IsStored() ? 128 + 4 * columns : 1024 + 16 * columns;
+    source_.Database().Execute(fmt::format("SET memory_limit = '{}MB'", megabytes));
+    source_.Database().PutAsideIn(file_.Folder());
+  }
+
+  void ReadRows() {
+    LimitMemory();
+    try {
+      RowStream stream(source_.Database(), Query(), options_.cancelled);
+      while (duckdb_data_chunk chunk = stream.Next()) {
+        Spool(chunk);
+        Report(CodingProgress::Stage::kReading, stream.Share(), rows_);
+      }
+    } catch (const QueryError& error) {
+      throw Error(error.Code(), fmt::format("{}: {}", source_.Name(), error.what()));
+    }
+    file_.Flush();
+  }
+
+  void Spool(duckdb_data_chunk chunk) {
+    const idx_t rows = duckdb_data_chunk_get_size(chunk);
+    block_.resize(rows * plan_.size());
+    for (std::size_t i = 0; i < plan_.size(); ++i) {
+      plan_[i].coder->Code(duckdb_data_chunk_get_vector(chunk, i), rows,
+                           {block_.data() + i, plan_.size(), rows_});
+    }
+    file_.Append(block_);
+    rows_ += static_cast<std::int64_t>(rows);
+  }
+
+  void SortLevels() {
+    std::vector<CodeChange> changes;
+    for (std::size_t i = 0; i < plan_.size(); ++i) {
+      const std::vector<double>& codes = plan_[i].coder->FinalCodes();
+      if (!codes.empty()) changes.push_back({i, &codes});
+    }
+    if (changes.empty()) return;
+    SortCodes(file_, rows_, plan_.size(), changes, [this](std::int64_t done) {
+      Report(CodingProgress::Stage::kCoding, static_cast<double>(done) / static_cast<double>(rows_),
+             done);
+    });
+  }
+
+  void Report(CodingProgress::Stage stage, double share, std::int64_t rows) const {
+    if (options_.cancelled && options_.cancelled()) throw Cancelled();
+    if (options_.progress) options_.progress({stage, share, rows});
+  }
+
+  const TableSource& source_;
+  const CodingOptions& options_;
+  std::vector<PlannedColumn> plan_;
+  SpoolFile file_;
+  std::vector<double> block_;
+  std::int64_t rows_ = 0;
+};
+
+}  // namespace
+
+const char* StageName(CodingProgress::Stage stage) {
+  return stage == CodingProgress::Stage::kReading ? "reading" : "coding";
+}
+
+CodedTable CodeTable(const TableSource& source, const std::vector<ColumnRequest>& requests,
+                     const CodingOptions& options) {
+  return Coder(source, requests, options).Run();
+}
+
+}  // namespace qvhost

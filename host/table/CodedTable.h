@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/table/SpoolFile.h"
+
+namespace qvhost {
+
+/// What a position of the coded records holds. A plain value.
+struct CodedColumn {
+  /// What the doubles mean.
+  enum class Kind {
+    kFactor,  ///< Codes 0, 1, 2, … into `levels`; -1 where the value is missing.
+    kNumber   ///< The number itself; QvMV::gMissingValue where it is missing.
+  };
+
+  std::string label;
+  Kind kind = Kind::kNumber;
+  std::vector<std::string>
+      levels;                ///< A factor's levels for people, by code. Only those that occur.
+  std::int64_t missing = 0;  ///< Records in which the value is NULL or not a number (NaN).
+};
+
+/// A table as coded records in a temporary file, and what their positions mean.
+///
+/// The file has no header; a record is RecordSize() doubles in the machine's byte order, in the
+/// order of the requests; records stand in the order of the source's rows. Owns the file, which is
+/// gone with the table. Movable, not assignable. One thread at a time.
+class CodedTable {
+ public:
+  CodedTable(SpoolFile file, std::vector<CodedColumn> columns, std::int64_t recordCount)
+      : file_(std::move(file)), columns_(std::move(columns)), recordCount_(recordCount) {}
+
+  [[nodiscard]] std::int64_t RecordCount() const { return recordCount_; }
+  /// Doubles in a record.
+  [[nodiscard]] int RecordSize() const { return static_cast<int>(columns_.size()); }
+  [[nodiscard]] const std::vector<CodedColumn>& Columns() const { return columns_; }
+
+  /// The records, opened for reading in binary and positioned at the first one when the table is
+  /// made. Valid while the table lives (moving it included); never to be closed by the caller. A
+  /// `QvCommon::BinaryRecordIterator(table.File(), table.RecordSize())` reads it.
+  [[nodiscard]] std::FILE* File() const { return file_.Stream(); }
+
+ private:
+  SpoolFile file_;
+  std::vector<CodedColumn> columns_;
+  std::int64_t recordCount_;
+};
+
+}  // namespace qvhost

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace qvhost {
+
+/// What the values of a column are, as far as coding them is concerned.
+enum class ColumnKind {
+  kNumber,       ///< Integers, decimals and floating point numbers of any width.
+  kText,         ///< Text, and what is text in all but name (UUID, JSON).
+  kBoolean,      ///< false and true.
+  kEnumeration,  ///< Text out of a list with an order of its own.
+  kDateTime,     ///< Dates, times, timestamps and intervals.
+  kOther         ///< Blobs, bit strings, lists, structs, maps and unions.
+};
+
+/// A column of a table, or an expression of its columns. A plain value.
+struct ColumnInfo {
+  std::string name;  ///< As the table spells it; for an expression, its text.
+  ColumnKind kind = ColumnKind::kOther;
+  std::string type;  ///< DuckDB's name of the type, such as `BIGINT` or `DECIMAL(18,3)`.
+};
+
+/// What to call a kind in a sentence: "a number", "text", "a boolean", …
+[[nodiscard]] std::string_view KindText(ColumnKind kind);
+
+}  // namespace qvhost

@@ -1,0 +1,120 @@
+#include "host/table/Connection.h"
+
+#include <array>
+#include <filesystem>
+#include <random>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "host/table/ConnectionHandles.h"
+#include "host/table/DuckDb.h"
+#include "host/table/PreparedQuery.h"
+#include "host/table/QueryError.h"
+#include "host/table/SqlText.h"
+
+namespace qvhost {
+namespace {
+
+using Setting = std::pair<const char*, const char*>;
+
+constexpr std::array<Setting, 6> kSettings = {{
+    {"threads", "2"},
+    {"memory_limit", "1GB"},
+    {"preserve_insertion_order", "true"},
+    // A source is read once, from start to end: what was read is of no further use.
+    {"enable_external_file_cache", "false"},
+    // Without these two a missing extension is looked for on a server.
+    {"autoinstall_known_extensions", "false"},
+    {"autoload_known_extensions", "false"},
+}};
+
+/// Progress is measured, and printed by the host alone.
+constexpr const char* kSessionSettings =
+    "SET enable_progress_bar = true; SET enable_progress_bar_print = false; "
+    "SET progress_bar_time = 0";
+
+ConfigHandle MakeConfig(bool readOnly) {
+  ConfigHandle config;
+  if (duckdb_create_config(config.Out()) == DuckDBError) {
+    throw Error(ExitCode::kRunFailed, "DuckDB could not be started.");
+  }
+  const auto set = [&config](const char* name, const char* value) {
+    if (duckdb_set_config(config.Get(), name, value) == DuckDBError) {
+      throw Error(ExitCode::kRunFailed,
+                  std::string("This DuckDB does not know the setting ") + name + ".");
+    }
+  };
+  for (const auto& [name, value] : kSettings) set(name, value);
+  if (readOnly) set("access_mode", "READ_ONLY");
+  return config;
+}
+
+}  // namespace
+
+Connection::Connection(const std::string& databaseFile) : handles_(std::make_unique<Handles>()) {
+  const ConfigHandle config = MakeConfig(!databaseFile.empty());
+  const char* path = databaseFile.empty() ? nullptr : databaseFile.c_str();
+  char* reason = nullptr;
+  const duckdb_state state = duckdb_open_ext(path, handles_->database.Out(), config.Get(), &reason);
+  const DuckDbText ownedReason(reason);
+  if (state == DuckDBError) throw QueryError(reason != nullptr ? reason : "");
+  if (duckdb_connect(handles_->database.Get(), handles_->connection.Out()) == DuckDBError) {
+    throw Error(ExitCode::kRunFailed, "DuckDB gave no connection.");
+  }
+  Execute(kSessionSettings);
+}
+
+Connection::~Connection() = default;
+
+void Connection::Execute(const std::string& sql) {
+  ResultHandle result;
+  if (duckdb_query(handles_->connection.Get(), sql.c_str(), result.Get()) == DuckDBError) {
+    throw QueryError(duckdb_result_error(result.Get()));
+  }
+}
+
+std::vector<std::vector<std::optional<std::string>>> Connection::Rows(const std::string& sql) {
+  ResultHandle result;
+  if (duckdb_query(handles_->connection.Get(), sql.c_str(), result.Get()) == DuckDBError) {
+    throw QueryError(duckdb_result_error(result.Get()));
+  }
+  const idx_t columns = duckdb_column_count(result.Get());
+  std::vector<std::vector<std::optional<std::string>>> rows(duckdb_row_count(result.Get()));
+  for (idx_t row = 0; row < rows.size(); ++row) {
+    for (idx_t column = 0; column < columns; ++column) {
+      const DuckDbText value(duckdb_value_varchar(result.Get(), column, row));
+      rows[row].push_back(value.Get() == nullptr ? std::nullopt : std::optional(value.Get()));
+    }
+  }
+  return rows;
+}
+
+void Connection::PutAsideIn(const std::string& folder) {
+  if (std::exchange(hasFolder_, true)) return;
+  // DuckDB's names for its files are the same in every process: each needs a folder of its own.
+  std::random_device random;
+  const std::filesystem::path own =
+      std::filesystem::path(folder) / fmt::format("qvreg-{:08x}{:08x}", random(), random());
+  Execute(fmt::format("SET temp_directory = {}", QuoteText(own.string())));
+}
+
+std::size_t Connection::CountStatements(const std::string& sql) {
+  StatementsHandle statements;
+  const idx_t count =
+      duckdb_extract_statements(handles_->connection.Get(), sql.c_str(), statements.Out());
+  const char* reason = count == 0 ? duckdb_extract_statements_error(statements.Get()) : nullptr;
+  if (reason != nullptr) throw QueryError(reason);
+  return count;
+}
+
+std::vector<ColumnInfo> Connection::Describe(const std::string& query) {
+  const PreparedQuery prepared(*this, query);
+  std::vector<ColumnInfo> columns;
+  for (idx_t index = 0; index < prepared.ColumnCount(); ++index) {
+    columns.push_back(prepared.Column(index));
+  }
+  return columns;
+}
+
+}  // namespace qvhost

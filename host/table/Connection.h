@@ -1,0 +1,51 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/table/ColumnInfo.h"
+
+namespace qvhost {
+
+/// One embedded DuckDB with one connection to it. Extensions are never fetched, so that nothing
+/// reaches for a network; two threads at most; a bounded share of memory, beyond which DuckDB
+/// uses its folder for temporary files.
+///
+/// Owns the database. One thread at a time. Every operation throws QueryError when DuckDB refuses.
+class Connection {
+ public:
+  /// Opens a database file for reading only, or an empty database in memory when `databaseFile` is
+  /// empty.
+  explicit Connection(const std::string& databaseFile = {});
+  ~Connection();
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  /// Runs statements for their effect.
+  void Execute(const std::string& sql);
+
+  /// Runs a query with a small result: its rows, each value as text, NULL as none.
+  [[nodiscard]] std::vector<std::vector<std::optional<std::string>>> Rows(const std::string& sql);
+
+  /// How many statements a text holds.
+  [[nodiscard]] std::size_t CountStatements(const std::string& sql);
+
+  /// Names and types of a query's columns, without running it.
+  [[nodiscard]] std::vector<ColumnInfo> Describe(const std::string& query);
+
+  /// Lets DuckDB put aside what exceeds its memory, in a folder of its own inside this one. It
+  /// makes the folder when it needs it and removes it with the connection. The first call decides.
+  void PutAsideIn(const std::string& folder);
+
+  /// DuckDB's own handles, for the sources of this folder.
+  struct Handles;
+  [[nodiscard]] const Handles& Raw() const { return *handles_; }
+
+ private:
+  std::unique_ptr<Handles> handles_;
+  bool hasFolder_ = false;
+};
+
+}  // namespace qvhost

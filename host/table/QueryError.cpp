@@ -1,0 +1,77 @@
+#include "host/table/QueryError.h"
+
+#include <algorithm>
+#include <array>
+
+namespace qvhost {
+namespace {
+
+constexpr std::size_t kLongestMessage = 400;
+constexpr std::size_t kLongestKind = 30;
+
+/// "Binder" of "Binder Error: …"; empty when the text has no such beginning.
+std::string_view KindOf(std::string_view message) {
+  const std::size_t end = message.find(" Error: ");
+  return end <= kLongestKind ? message.substr(0, end) : std::string_view();
+}
+
+ExitCode CodeOf(std::string_view message) {
+  const std::string_view kind = KindOf(message);
+  const bool isFailure = kind == "Out of Memory" || kind == "INTERNAL";
+  return isFailure ? ExitCode::kRunFailed : ExitCode::kBadInput;
+}
+
+/// Lines that repeat the input or speak to DuckDB's own users.
+bool IsNoise(std::string_view line) {
+  constexpr std::array<std::string_view, 5> kNoise = {"LINE ", "Original Line:", "Possible ",
+                                                      "Candidate bindings:", "  file ="};
+  const auto begins = [line](std::string_view start) { return line.starts_with(start); };
+  return std::ranges::any_of(kNoise, begins) ||
+         line.find_first_not_of(" ^\t\r") == std::string_view::npos;
+}
+
+void AppendLine(std::string& text, std::string_view line) {
+  if (!text.empty()) {
+    const bool ended = std::string_view(".!?:;,").find(text.back()) != std::string_view::npos;
+    text += ended ? " " : "; ";
+  }
+  text += line.substr(line.find_first_not_of(" \t"));
+  while (text.back() == ' ' || text.back() == '\r') text.pop_back();
+}
+
+/// Cuts a text without cutting a UTF-8 character.
+void Cut(std::string& text, std::size_t length) {
+  if (text.size() <= length) return;
+  while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) --length;
+  text.resize(length);
+  text += "…";
+}
+
+}  // namespace
+
+QueryError::QueryError(std::string_view message)
+    : Error(CodeOf(message), ShortMessage(message)),
+      isUnknownFormat_(KindOf(message) == "Catalog" ||
+                       message.find("No extension found that is capable") !=
+                           std::string_view::npos) {}
+
+std::string ShortMessage(std::string_view message) {
+  const std::string_view kind = KindOf(message);
+  if (!kind.empty()) message.remove_prefix(kind.size() + std::string_view(" Error: ").size());
+  // Past the first blank line, DuckDB quotes the statement or lists settings of its own.
+  message = message.substr(0, message.find("\n\n"));
+
+  std::string text;
+  while (!message.empty()) {
+    const std::size_t end = message.find('\n');
+    const std::string_view line = message.substr(0, end);
+    if (!IsNoise(line)) AppendLine(text, line);
+    message = end == std::string_view::npos ? std::string_view() : message.substr(end + 1);
+  }
+  if (text.empty()) text = "DuckDB gave no reason";
+  Cut(text, kLongestMessage);
+  if (std::string_view(".!?").find(text.back()) == std::string_view::npos) text += '.';
+  return text;
+}
+
+}  // namespace qvhost

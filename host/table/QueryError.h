@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "host/Error.h"
+
+namespace qvhost {
+
+/// DuckDB refused a query, or failed while it ran: bad input, in DuckDB's own words made short.
+class QueryError : public Error {
+ public:
+  /// `message` is DuckDB's whole text, with its kind in front ("Binder Error: …"). Running out of
+  /// memory or disk is a failed run, anything else bad input.
+  explicit QueryError(std::string_view message);
+
+  /// Whether DuckDB took the name of a file for that of a table, or did not know its ending.
+  [[nodiscard]] bool IsUnknownFormat() const noexcept { return isUnknownFormat_; }
+
+ private:
+  bool isUnknownFormat_;
+};
+
+/// DuckDB's message without its kind, the quoted statement and its advice for programmers: one or
+/// two sentences on one line, ending in a full stop.
+[[nodiscard]] std::string ShortMessage(std::string_view message);
+
+}  // namespace qvhost

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace qvhost {
+
+/// A temporary file of doubles that nobody else can open and that never outlives the process: the
+/// host's one place that knows how a platform makes such a file.
+///
+/// Created exclusively, readable by the owner alone, and without a name from the start where the
+/// platform allows it (otherwise removed by the system when it is closed), so that nothing is left
+/// behind however the process ends. Owns the stream. Movable. One thread at a time.
+///
+/// Every operation that can fail throws Error (kRunFailed): it says which folder, how much was
+/// written so far, and to use --spool-dir.
+class SpoolFile {
+ public:
+  /// Creates an empty file in `folder`; an empty text means the system's folder for temporary
+  /// files.
+  explicit SpoolFile(const std::string& folder);
+  ~SpoolFile() = default;
+  SpoolFile(const SpoolFile&) = delete;
+  SpoolFile& operator=(const SpoolFile&) = delete;
+  SpoolFile(SpoolFile&&) noexcept = default;
+  /// Not assignable: the old stream would lose its buffer before it is closed.
+  SpoolFile& operator=(SpoolFile&&) = delete;
+
+  /// Adds values at the end. Only before the first Read or Overwrite.
+  void Append(std::span<const double> values);
+
+  /// Hands everything written so far to the system, so that a full disk shows here at the latest.
+  void Flush();
+
+  /// Fills `values` from position `offset`, counted in doubles; they must have been written.
+  void Read(std::int64_t offset, std::span<double> values);
+
+  /// Replaces the values from position `offset`, counted in doubles.
+  void Overwrite(std::int64_t offset, std::span<const double> values);
+
+  /// Positions the stream at its first value.
+  void Rewind();
+
+  /// The stream, open for binary reading and writing; owned by this object, at the same address
+  /// after a move.
+  [[nodiscard]] std::FILE* Stream() const { return stream_.get(); }
+
+  /// The folder that the file is in.
+  [[nodiscard]] const std::string& Folder() const { return folder_; }
+
+ private:
+  struct Closer {
+    void operator()(std::FILE* file) const noexcept {
+      std::fclose(file);  // NOLINT(*-owning-memory): this is what owns it
+    }
+  };
+
+  void Seek(std::int64_t offset);
+  void Write(std::span<const double> values);
+  [[noreturn]] void ThrowWriteError(int error) const;
+
+  std::string folder_;
+  std::int64_t written_ = 0;  ///< Values appended so far, the failed ones included.
+  std::vector<char> buffer_;  ///< The stream's; declared before it, so that it goes after it.
+  std::unique_ptr<std::FILE, Closer> stream_;
+};
+
+}  // namespace qvhost

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/table/ColumnInfo.h"
+#include "host/table/DataSource.h"
+
+namespace qvhost {
+
+class Connection;
+
+/// An open table: a file, a pattern of files, a table of a database file, or a query, read by an
+/// embedded DuckDB that never reaches for a network. Files are only read, never written.
+///
+/// Owns the database connection. Every operation belongs to one thread at a time. Not copyable;
+/// moving keeps references to columns valid.
+class TableSource {
+ public:
+  /// Opens the source and learns its columns; reads no more of the data than DuckDB needs to tell
+  /// their types. Throws Error (kBadInput) with the reason when there is nothing to read.
+  explicit TableSource(const DataSource& source);
+  ~TableSource();
+  TableSource(const TableSource&) = delete;
+  TableSource& operator=(const TableSource&) = delete;
+  TableSource(TableSource&&) noexcept;
+  TableSource& operator=(TableSource&&) noexcept;
+
+  /// What to call the source in a report: the file or pattern, `table of file`, or `query`.
+  [[nodiscard]] const std::string& Name() const { return name_; }
+
+  /// The columns in their order.
+  [[nodiscard]] const std::vector<ColumnInfo>& Columns() const { return columns_; }
+
+  /// The column of this name, upper and lower case being the same as DuckDB has it; null when there
+  /// is none.
+  [[nodiscard]] const ColumnInfo* Find(std::string_view name) const;
+
+  /// The column whose name is nearest to `name`, for "did you mean"; none when none is near.
+  [[nodiscard]] std::optional<std::string> Nearest(const std::string& name) const;
+
+  /// Names and types of expressions over the columns, without reading the data. Throws Error
+  /// (kBadInput) with DuckDB's own sentence when one of them does not make sense.
+  [[nodiscard]] std::vector<ColumnInfo> Describe(const std::vector<std::string>& expressions) const;
+
+  /// For the coder: the connection, the text that follows FROM, and the kind of source.
+  [[nodiscard]] Connection& Database() const { return *connection_; }
+  [[nodiscard]] const std::string& Relation() const { return relation_; }
+  /// Whether the source is a table of a database file, and not a file or a query.
+  [[nodiscard]] bool IsStored() const { return isStored_; }
+
+ private:
+  std::unique_ptr<Connection> connection_;
+  std::string name_;
+  std::string relation_;
+  bool isStored_ = false;
+  std::vector<ColumnInfo> columns_;
+};
+
+}  // namespace qvhost

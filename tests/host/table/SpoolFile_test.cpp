@@ -1,0 +1,265 @@
+#include "host/table/SpoolFile.h"
+
+#ifdef __linux__
+#include <csignal>
+
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "tests/host/table/TableTest.h"
+
+namespace qvhost {
+namespace {
+
+class SpoolFileTest : public TableTest {
+ protected:
+  [[nodiscard]] std::size_t FilesInFolder() const {
+    std::size_t files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+      (void)entry;
+      ++files;
+    }
+    return files;
+  }
+
+  /// A coding that fills `folder` with 80 MB of records.
+  static Refusal FillFolder(const std::string& folder) {
+    CodingOptions options;
+    options.spoolDir = folder;
+    const TableSource source = OpenSql("SELECT i FROM range(10000000) t(i)");
+    return RefusalOf([&] { (void)CodeTable(source, {Ask("i")}, options); });
+  }
+};
+
+TEST_F(SpoolFileTest, ReadsWhatWasWrittenAndReplaced) {
+  SpoolFile file(folder_.string());
+  std::vector<double> values(100000);
+  for (std::size_t i = 0; i < values.size(); ++i) values[i] = static_cast<double>(i);
+  file.Append(values);
+  file.Append(std::vector<double>{-1, -2});
+  const std::vector<double> changed = {7, 8, 9};
+  file.Overwrite(50000, changed);
+  file.Flush();
+
+  std::vector<double> some(4);
+  file.Read(49999, some);
+  EXPECT_EQ(some, (std::vector<double>{49999, 7, 8, 9}));
+  file.Read(99999, std::span(some).first(3));
+  EXPECT_EQ(some, (std::vector<double>{99999, -1, -2, 9}));
+  file.Rewind();
+  double first = 5;
+  ASSERT_EQ(std::fread(&first, sizeof first, 1, file.Stream()), 1U);
+  EXPECT_EQ(first, 0.0);
+}
+
+TEST_F(SpoolFileTest, RefusesToReadPastItsEnd) {
+  SpoolFile file(folder_.string());
+  file.Append(std::vector<double>{1, 2});
+  std::vector<double> three(3);
+  const Refusal refusal = RefusalOf([&] { file.Read(0, three); });
+  EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
+  EXPECT_EQ(refusal.text, "The temporary file in the folder '" + folder_.string() +
+                              "' cannot be read back (it is too short).");
+}
+
+TEST_F(SpoolFileTest, NamesAFolderThatCannotHoldIt) {
+  const std::string plain = WriteText("plain", "no folder");
+  for (const std::string& folder : {Path("missing"), plain}) {
+    const Refusal refusal = FillFolder(folder);
+    EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
+    const int reason = folder == plain ? ENOTDIR : ENOENT;
+    EXPECT_EQ(refusal.text, "No temporary file can be made in the folder '" + folder + "' (" +
+                                std::strerror(reason) + "); name another folder with --spool-dir.");
+  }
+}
+
+TEST_F(SpoolFileTest, LeavesNothingBehindWhenCancelled) {
+  CodingOptions options;
+  options.spoolDir = folder_.string();
+  int asked = 0;
+  std::int64_t rows = 0;
+  options.cancelled = [&asked] { return ++asked > 50; };
+  options.progress = [&rows](const CodingProgress& progress) { rows = progress.rows; };
+  const TableSource source = OpenSql("SELECT i FROM range(10000000) t(i)");
+  EXPECT_THROW((void)CodeTable(source, {Ask("i")}, options), Cancelled);
+  EXPECT_GT(rows, 0);
+  EXPECT_LT(rows, 1000000);
+  EXPECT_EQ(FilesInFolder(), 0U);
+  // The source is as good as before.
+  EXPECT_EQ(CodeTable(source, {Ask("i")}).RecordCount(), 10000000);
+}
+
+TEST_F(SpoolFileTest, LeavesNothingBehindOfAQueryLargerThanMemory) {
+  const std::string base = WriteDatabase(
+      "t.duckdb", "CREATE TABLE t AS SELECT hash(i) AS h, i FROM range(6000000) t(i)");
+  CodingOptions options;
+  options.spoolDir = Path("spool");
+  std::filesystem::create_directory(options.spoolDir);
+  bool putAside = false;
+  options.progress = [&](const CodingProgress&) {
+    putAside = putAside || !std::filesystem::is_empty(options.spoolDir);
+  };
+  {
+    const TableSource source({base, "", ""});
+    const ColumnRequest rank = Ask("row_number() OVER (ORDER BY h, i)");
+    EXPECT_EQ(CodeTable(source, {Ask("i"), rank}, options).RecordCount(), 6000000);
+    EXPECT_EQ(CodeTable(source, {Ask("i")}, options).RecordCount(), 6000000);
+  }
+  EXPECT_TRUE(putAside);
+  EXPECT_TRUE(std::filesystem::is_empty(options.spoolDir));
+}
+
+TEST_F(SpoolFileTest, CancelsWhileCodesAreSorted) {
+  CodingOptions options;
+  bool sorting = false;
+  options.cancelled = [&sorting] { return sorting; };
+  options.progress = [&sorting](const CodingProgress& progress) {
+    sorting = progress.stage == CodingProgress::Stage::kCoding;
+  };
+  const TableSource source = OpenSql("SELECT (5 - i % 5)::VARCHAR AS g FROM range(1000000) t(i)");
+  EXPECT_THROW((void)CodeTable(source, {Ask("g")}, options), Cancelled);
+}
+
+TEST_F(SpoolFileTest, CancelsAQueryBeforeItsFirstRow) {
+  CodingOptions options;
+  options.cancelled = [] { return true; };
+  const TableSource source = OpenSql("SELECT i FROM range(10000000) t(i) ORDER BY hash(i)");
+  EXPECT_THROW((void)CodeTable(source, {Ask("i")}, options), Cancelled);
+}
+
+#ifdef __linux__
+
+TEST_F(SpoolFileTest, IsForNobodyElse) {
+  const SpoolFile file(folder_.string());
+  struct stat status {};
+  ASSERT_EQ(fstat(fileno(file.Stream()), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0600U);
+  EXPECT_EQ(status.st_nlink, 0U);
+  EXPECT_EQ(FilesInFolder(), 0U);
+}
+
+TEST_F(SpoolFileTest, GoesToTheFolderOfTheEnvironment) {
+  const char* const before = std::getenv("TMPDIR");
+  const std::string kept = before == nullptr ? "" : before;
+  setenv("TMPDIR", folder_.c_str(), 1);
+  const std::string folder = SpoolFile("").Folder();
+  if (before == nullptr) {
+    unsetenv("TMPDIR");
+  } else {
+    setenv("TMPDIR", kept.c_str(), 1);
+  }
+  EXPECT_EQ(folder, folder_.string());
+}
+
+/// Limits the size of this process's files, as a full disk would, while it lives.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+
+ private:
+  rlimit before_{};
+  void (*handler_)(int);
+};
+
+TEST_F(SpoolFileTest, TellsWhenAFileMayNotGrow) {
+  const FileSizeLimit limit(1 << 20);
+  const Refusal refusal = FillFolder(folder_.string());
+  EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
+  EXPECT_EQ(refusal.text, "The temporary file in the folder '" + folder_.string() +
+                              "' cannot be written (" + std::strerror(EFBIG) +
+                              "); 1 MB were needed so far. Name a folder with more room with "
+                              "--spool-dir.");
+}
+
+TEST_F(SpoolFileTest, NoticesAFullDiskWhenTheLastValuesAreFlushed) {
+  SpoolFile file(folder_.string());
+  const FileSizeLimit limit(4096);
+  file.Append(std::vector<double>(1000, 1.0));  // still in the stream's buffer
+  const Refusal refusal = RefusalOf([&] { file.Flush(); });
+  EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
+  EXPECT_NE(refusal.text.find("8 kB were needed so far"), std::string::npos) << refusal.text;
+}
+
+/// A file system of one megabyte on a folder, while it lives. Needs to be root.
+class TinyDisk {
+ public:
+  explicit TinyDisk(const std::string& folder) : folder_(folder) {
+    isMounted_ = mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=1m") == 0;
+  }
+  TinyDisk(const TinyDisk&) = delete;
+  TinyDisk& operator=(const TinyDisk&) = delete;
+  ~TinyDisk() {
+    if (isMounted_) umount(folder_.c_str());
+  }
+
+  [[nodiscard]] bool IsMounted() const { return isMounted_; }
+
+ private:
+  std::string folder_;
+  bool isMounted_ = false;
+};
+
+TEST_F(SpoolFileTest, TellsWhenTheDiskIsFull) {
+  const TinyDisk disk(folder_.string());
+  if (!disk.IsMounted()) GTEST_SKIP() << "a file system can be mounted only by root";
+  const Refusal refusal = FillFolder(folder_.string());
+  EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
+  EXPECT_EQ(refusal.text, "The temporary file in the folder '" + folder_.string() +
+                              "' cannot be written (" + std::strerror(ENOSPC) +
+                              "); 1 MB were needed so far. Name a folder with more room with "
+                              "--spool-dir.");
+}
+
+/// Makes a root process act as a user without rights while it lives; any other stays as it is.
+class PlainUser {
+ public:
+  PlainUser() : wasRoot_(geteuid() == 0 && seteuid(kNobody) == 0) {}
+  PlainUser(const PlainUser&) = delete;
+  PlainUser& operator=(const PlainUser&) = delete;
+  ~PlainUser() {
+    if (wasRoot_ && seteuid(0) != 0) std::abort();
+  }
+
+ private:
+  static constexpr uid_t kNobody = 65534;
+
+  bool wasRoot_;
+};
+
+TEST_F(SpoolFileTest, NamesAFolderWithoutPermission) {
+  using std::filesystem::perms;
+  std::filesystem::permissions(folder_, perms::owner_read | perms::owner_exec);
+  Refusal refusal;
+  {
+    const PlainUser user;
+    if (geteuid() == 0) GTEST_SKIP() << "root may write everywhere, and cannot be left";
+    refusal = FillFolder(folder_.string());
+  }
+  std::filesystem::permissions(folder_, perms::owner_all);
+  EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
+  EXPECT_EQ(refusal.text, "No temporary file can be made in the folder '" + folder_.string() +
+                              "' (" + std::strerror(EACCES) +
+                              "); name another folder with --spool-dir.");
+}
+
+#endif
+
+}  // namespace
+}  // namespace qvhost

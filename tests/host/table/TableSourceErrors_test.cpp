@@ -1,0 +1,140 @@
+#include <fmt/format.h>
+
+#include "host/table/TableSource.h"
+#include "tests/host/table/TableTest.h"
+
+namespace qvhost {
+namespace {
+
+class TableSourceErrors : public TableTest {
+ protected:
+  /// The text that opening a source is refused with, all of it bad input.
+  static std::string Refused(const DataSource& source) {
+    const Refusal refusal = RefusalOf([&] { const TableSource opened(source); });
+    EXPECT_EQ(refusal.code, ExitCode::kBadInput) << refusal.text;
+    return refusal.text;
+  }
+};
+
+bool Contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+TEST_F(TableSourceErrors, NamesAMissingFile) {
+  WriteText("penguins.csv", "x\n1\n");
+  EXPECT_EQ(Refused({Path("penguns.csv"), "", ""}),
+            "The file '" + Path("penguns.csv") + "' does not exist. Did you mean 'penguins.csv'?");
+  EXPECT_EQ(Refused({Path("zzz.parquet"), "", ""}),
+            "The file '" + Path("zzz.parquet") + "' does not exist.");
+  EXPECT_EQ(Refused({Path("no/folder/x.csv"), "", ""}),
+            "The file '" + Path("no/folder/x.csv") + "' does not exist.");
+  EXPECT_EQ(Refused({Path("x.duckdb"), "", ""}),
+            "The file '" + Path("x.duckdb") + "' does not exist.");
+}
+
+TEST_F(TableSourceErrors, NamesAPatternWithoutAMatch) {
+  EXPECT_EQ(Refused({Path("*.csv"), "", ""}),
+            "No file matches the pattern '" + Path("*.csv") + "'.");
+}
+
+TEST_F(TableSourceErrors, RefusesWhatCannotHoldATable) {
+  const std::string empty = WriteText("empty.csv", "");
+  EXPECT_EQ(Refused({empty, "", ""}), "The file '" + empty + "' is empty.");
+  EXPECT_EQ(Refused({WriteText("e.parquet", ""), "", ""}),
+            "The file '" + Path("e.parquet") + "' is empty.");
+  EXPECT_EQ(Refused({folder_.string(), "", ""}),
+            "'" + folder_.string() + "' is a folder; name a file in it, or a pattern such as '" +
+                Path("*.csv") + "'.");
+  EXPECT_EQ(Refused({"https://example.org/x.csv", "", ""}),
+            "'https://example.org/x.csv' is not on this computer; download it and name the file.");
+}
+
+TEST_F(TableSourceErrors, RefusesAnUnknownKindOfFile) {
+  for (const char* name : {"x.dat", "x"}) {
+    const std::string file = WriteText(name, "x\n1\n");
+    EXPECT_EQ(Refused({file, "", ""}),
+              fmt::format("The kind of '{0}' is not known from its name; say how to read it, such "
+                          "as --sql \"SELECT * FROM read_csv('{0}')\".",
+                          file));
+  }
+}
+
+TEST_F(TableSourceErrors, TellsWhyAFileCannotBeRead) {
+  const std::string corrupt = WriteText("x.parquet", "this is no parquet file, by no means");
+  const std::string text = Refused({corrupt, "", ""});
+  EXPECT_TRUE(text.starts_with("'" + corrupt + "' cannot be read: No magic bytes")) << text;
+
+  const std::string whole = WriteTable("whole.parquet", "SELECT i FROM range(9) t(i)");
+  std::filesystem::resize_file(whole, std::filesystem::file_size(whole) - 20);
+  EXPECT_TRUE(Refused({whole, "", ""}).starts_with("'" + whole + "' cannot be read: "));
+
+  const std::string json = WriteText("x.json", "{\"a\": ");
+  EXPECT_TRUE(Refused({json, "", ""}).starts_with("'" + json + "' cannot be read: Malformed JSON"));
+
+  const std::string packed = WriteText("x.csv.gz", "a,b\n1,2\n");
+  EXPECT_TRUE(Refused({packed, "", ""}).starts_with("'" + packed + "' cannot be read: "));
+
+  const std::string base = WriteText("x.duckdb", "SQLite format 3, or something else altogether");
+  EXPECT_TRUE(Refused({base, "", ""}).starts_with("'" + base + "' cannot be read: "));
+}
+
+TEST_F(TableSourceErrors, AsksForATable) {
+  const std::string file =
+      WriteDatabase("b.duckdb",
+                    "CREATE TABLE cars(x INT); CREATE SCHEMA s; CREATE TABLE s.deep(y INT); "
+                    "CREATE VIEW seen AS FROM cars");
+  EXPECT_EQ(Refused({file, "", ""}), "The database '" + file +
+                                         "' has 3 tables; choose one with --table: cars, seen, "
+                                         "s.deep.");
+  EXPECT_EQ(Refused({file, "crs", ""}),
+            "The database '" + file +
+                "' has no table 'crs'. Did you mean 'cars'? It has: cars, seen, s.deep.");
+  EXPECT_EQ(Refused({file, "boats", ""}),
+            "The database '" + file + "' has no table 'boats'. It has: cars, seen, s.deep.");
+  const std::string none = WriteDatabase("none.duckdb", "SELECT 1");
+  EXPECT_EQ(Refused({none, "", ""}), "The database '" + none + "' has no table.");
+}
+
+TEST_F(TableSourceErrors, RefusesOptionsThatCannotGoTogether) {
+  EXPECT_EQ(Refused({"", "", ""}),
+            "There is no data: name a file with --data, or write a query with --sql.");
+  EXPECT_EQ(Refused({"", "t", ""}),
+            "There is no data: name a file with --data, or write a query with --sql.");
+  EXPECT_EQ(Refused({"x.duckdb", "t", "SELECT 1"}),
+            "--table and --sql cannot go together; name the table in the query.");
+  EXPECT_EQ(Refused({"x.csv", "t", ""}),
+            "--table is for a database file (.duckdb or .db), which 'x.csv' is not.");
+}
+
+TEST_F(TableSourceErrors, QuotesDuckDbOnAWrongQuery) {
+  EXPECT_EQ(Refused({"", "", "SELECT nope FROM (SELECT 1 AS yes)"}),
+            "--sql: Referenced column \"nope\" not found in FROM clause!");
+  EXPECT_EQ(Refused({"", "", "SELEC 1"}), "--sql: syntax error at or near \"SELEC\".");
+  EXPECT_TRUE(Contains(Refused({"", "", "SELECT * FROM nowhere"}),
+                       "--sql: Table with name nowhere does not exist!"));
+  EXPECT_EQ(Refused({"", "", "SELECT 1; SELECT 2"}),
+            "--sql takes one SELECT; this text holds 2 statements.");
+  EXPECT_EQ(Refused({"", "", "-- nothing"}),
+            "--sql takes one SELECT; this text holds 0 statements.");
+  EXPECT_EQ(Refused({"", "", "CREATE TABLE t(x INT)"}),
+            "--sql takes a SELECT; this statement is of another kind.");
+  EXPECT_TRUE(Refused({"", "", "SELECT $1"}).starts_with("--sql: "));
+}
+
+TEST_F(TableSourceErrors, NeverWritesADatabaseFile) {
+  const std::string file = WriteDatabase("b.duckdb", "CREATE TABLE t AS SELECT 1 AS x");
+  const TableSource source({file, "t", ""});
+  EXPECT_TRUE(
+      Contains(RefusalOf([&] { source.Database().Execute("DROP TABLE t"); }).text, "read-only"));
+}
+
+TEST_F(TableSourceErrors, FetchesNoExtension) {
+  const Refusal refusal = RefusalOf([] {
+    const TableSource source({"", "", "SELECT * FROM 'https://example.org/x.csv'"});
+  });
+  EXPECT_EQ(refusal.code, ExitCode::kBadInput);
+  EXPECT_TRUE(Contains(refusal.text, "httpfs")) << refusal.text;
+}
+
+}  // namespace
+}  // namespace qvhost

@@ -1,0 +1,160 @@
+#include "host/table/TableSource.h"
+
+#include "tests/host/table/TableTest.h"
+
+namespace qvhost {
+namespace {
+
+using Texts = std::vector<std::string>;
+using Numbers = std::vector<double>;
+
+constexpr const char* kTwoColumns =
+    "SELECT * FROM (VALUES (1.5, 'b'), (2.5, 'a'), (NULL, 'b')) t(x, g)";
+
+/// Names and kinds on one line.
+std::string Shape(const TableSource& source) {
+  std::string shape;
+  for (const ColumnInfo& column : source.Columns()) {
+    shape += column.name + ": " + std::string(KindText(column.kind)) + "; ";
+  }
+  return shape;
+}
+
+class TableSourceTest : public TableTest {
+ protected:
+  static void ExpectTwoColumns(const DataSource& from) {
+    SCOPED_TRACE(from.data + " " + from.table + " " + from.sql);
+    const TableSource source(from);
+    EXPECT_EQ(Shape(source), "x: a number; g: text; ");
+    const CodedTable table = CodeTable(source, {Ask("x"), Ask("g")});
+    EXPECT_EQ(table.RecordCount(), 3);
+    EXPECT_EQ(table.Columns()[1].levels, (Texts{"a", "b"}));
+    const double missing = -1.7976931348623157e308;
+    EXPECT_EQ(Records(table), (std::vector<Numbers>{{1.5, 1}, {2.5, 0}, {missing, 1}}));
+  }
+};
+
+TEST_F(TableSourceTest, ReadsEveryFileFormat) {
+  for (const char* name :
+       {"t.csv", "t.parquet", "t.json", "t.ndjson", "t.jsonl", "t.csv.gz", "t.json.gz", "T.CSV"}) {
+    ExpectTwoColumns({WriteTable(name, kTwoColumns), "", ""});
+  }
+  ExpectTwoColumns({WriteText("t.tsv", "x\tg\n1.5\tb\n2.5\ta\n\tb\n"), "", ""});
+}
+
+TEST_F(TableSourceTest, ReadsFilesThatAPatternNames) {
+  WriteTable("part-2.csv", "SELECT 2.5 AS x, 'a' AS g UNION ALL SELECT NULL, 'b'");
+  WriteTable("part-1.csv", "SELECT 1.5 AS x, 'b' AS g");
+  ExpectTwoColumns({Path("part-*.csv"), "", ""});
+  ExpectTwoColumns({Path("part-[12].csv"), "", ""});
+}
+
+TEST_F(TableSourceTest, TakesAFileOfAnyNameAsItStands) {
+  for (const char* name : {"a b.csv", "it's.csv", "what?.csv", "all[1].csv", "größe*.csv"}) {
+    ExpectTwoColumns({WriteTable("plain.csv", kTwoColumns), "", ""});
+    std::filesystem::rename(Path("plain.csv"), Path(name));
+    ExpectTwoColumns({Path(name), "", ""});
+  }
+}
+
+TEST_F(TableSourceTest, ReadsATableOfADatabaseFile) {
+  const std::string create = std::string("CREATE TABLE Cars AS ") + kTwoColumns;
+  const std::string one = WriteDatabase("one.duckdb", create);
+  ExpectTwoColumns({one, "", ""});
+  ExpectTwoColumns({one, "cars", ""});
+  EXPECT_EQ(TableSource({one, "", ""}).Name(), "Cars of " + one);
+
+  const std::string several = WriteDatabase(
+      "several.db", create +
+                        "; CREATE SCHEMA deep; CREATE TABLE deep.\"odd \"\"name\" AS FROM Cars; "
+                        "CREATE VIEW seen AS FROM Cars; CREATE TABLE other AS SELECT 1 AS y");
+  ExpectTwoColumns({several, "Cars", ""});
+  ExpectTwoColumns({several, "main.cars", ""});
+  ExpectTwoColumns({several, "seen", ""});
+  ExpectTwoColumns({several, "deep.odd \"name", ""});
+  ExpectTwoColumns({several, "odd \"name", ""});
+}
+
+TEST_F(TableSourceTest, ReadsAQuery) {
+  ExpectTwoColumns({"", "", kTwoColumns});
+  ExpectTwoColumns({"", "", std::string(kTwoColumns) + " ;  -- that is all"});
+  ExpectTwoColumns({"", "", "WITH w AS (" + std::string(kTwoColumns) + ") FROM w"});
+  const std::string file = WriteTable("t.csv", kTwoColumns);
+  ExpectTwoColumns({file, "", "SELECT x, g FROM data"});
+  ExpectTwoColumns({"", "", "SELECT * FROM read_csv(" + QuoteText(file) + ")"});
+  const std::string base =
+      WriteDatabase("b.duckdb", "CREATE TABLE data AS " + std::string(kTwoColumns));
+  ExpectTwoColumns({base, "", "SELECT x, g FROM data"});
+}
+
+TEST_F(TableSourceTest, KeepsTheOrderOfAQuery) {
+  const TableSource source = OpenSql("SELECT i AS x FROM range(5000) t(i) ORDER BY i DESC");
+  const Numbers values = Values(CodeTable(source, {Ask("x")}));
+  ASSERT_EQ(values.size(), 5000U);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    ASSERT_EQ(values[i], 4999.0 - static_cast<double>(i));
+  }
+}
+
+TEST_F(TableSourceTest, TellsTheKindOfEveryType) {
+  const TableSource source = OpenSql(
+      "SELECT 1::TINYINT a, 1::UHUGEINT b, 1.5::FLOAT c, 1.5::DECIMAL(18,3) d, NULL e, 't' f, "
+      "uuid() g, true h, 'q'::ENUM('q') i, DATE '2020-01-01' j, now() k, INTERVAL 1 DAY l, "
+      "TIME '10:00' m, 'x'::BLOB n, [1] o, {'a': 1} p, MAP {'a': 1} q, '1'::BIT r");
+  Texts kinds;
+  for (const ColumnInfo& column : source.Columns()) kinds.emplace_back(KindText(column.kind));
+  const std::string other = "neither a number nor text";
+  const std::string time = "a date or time";
+  EXPECT_EQ(kinds, (Texts{"a number", "a number", "a number", "a number", "a number", "text",
+                          "text", "a boolean", "an enumeration", time, time, time, time, other,
+                          other, other, other, other}));
+  EXPECT_EQ(source.Columns()[3].type, "DECIMAL(18,3)");
+  EXPECT_EQ(source.Columns()[8].type, "ENUM");
+}
+
+TEST_F(TableSourceTest, FindsColumnsWhateverTheirCase) {
+  const TableSource source = OpenSql("SELECT 1 AS \"Body Mass\", 2 AS \"größe\", 3 AS \"a\"\"b\"");
+  ASSERT_NE(source.Find("body mass"), nullptr);
+  EXPECT_EQ(source.Find("body mass")->name, "Body Mass");
+  ASSERT_NE(source.Find("größe"), nullptr);
+  ASSERT_NE(source.Find("A\"B"), nullptr);
+  EXPECT_EQ(source.Find("bodymass"), nullptr);
+  EXPECT_EQ(source.Find(""), nullptr);
+}
+
+TEST_F(TableSourceTest, SuggestsTheNearestColumn) {
+  const TableSource source = OpenSql("SELECT 1 AS species, 2 AS flipper_length, 3 AS \"it's\"");
+  EXPECT_EQ(source.Nearest("spceies"), "species");
+  EXPECT_EQ(source.Nearest("SPECIE"), "species");
+  EXPECT_EQ(source.Nearest("flipper"), "flipper_length");
+  EXPECT_EQ(source.Nearest("its"), "it's");
+  EXPECT_EQ(source.Nearest("year"), std::nullopt);
+  EXPECT_EQ(source.Nearest(""), std::nullopt);
+}
+
+TEST_F(TableSourceTest, DescribesExpressions) {
+  const TableSource source = OpenSql("SELECT 1 AS x, 'a' AS g");
+  const std::vector<ColumnInfo> columns = source.Describe({"log(x)", "\"g\"", "x > 0"});
+  ASSERT_EQ(columns.size(), 3U);
+  EXPECT_EQ(columns[0].name, "log(x)");
+  EXPECT_EQ(columns[0].kind, ColumnKind::kNumber);
+  EXPECT_EQ(columns[1].kind, ColumnKind::kText);
+  EXPECT_EQ(columns[2].kind, ColumnKind::kBoolean);
+  EXPECT_TRUE(source.Describe({}).empty());
+  EXPECT_EQ(RefusalOf([&] { (void)source.Describe({"log(g)"}); }).code, ExitCode::kBadInput);
+}
+
+TEST_F(TableSourceTest, StaysUsableWhenMoved) {
+  TableSource source = OpenSql("SELECT 1 AS x");
+  const TableSource moved = std::move(source);
+  EXPECT_EQ(Values(CodeTable(moved, {Ask("x")})), Numbers{1});
+}
+
+TEST_F(TableSourceTest, OffersNamesAfterTheirKind) {
+  const TableSource source = OpenSql("SELECT 1 AS x, 2 AS x");
+  EXPECT_EQ(source.Columns().size(), 2U);
+  EXPECT_NE(source.Columns()[0].name, source.Columns()[1].name);
+}
+
+}  // namespace
+}  // namespace qvhost

@@ -1,0 +1,111 @@
+#include "qvreg/common/QvTwofold.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace QvCommon {
+namespace {
+
+/// A whole number held by a double, modulo 2^64.
+std::uint64_t Modulo64(double whole) {
+  const double rest = std::fmod(std::fabs(whole), 0x1p64);
+  const auto bits = static_cast<std::uint64_t>(rest);
+  return whole < 0.0 ? 0 - bits : bits;
+}
+
+/// A random whole number of up to 53 bits, of either sign.
+std::int64_t RandomWhole(std::mt19937_64& random) {
+  constexpr std::int64_t kBound = std::int64_t{1} << 53;
+  return std::uniform_int_distribution<std::int64_t>(-kBound, kBound)(random);
+}
+
+/// The high part is the rounded number exactly when the low part is at most half of its last place.
+void ExpectRounded(const QvTwofold& number) { EXPECT_EQ(number.fHigh + number.fLow, number.fHigh); }
+
+TEST(QvTwofold, StartsAtZero) { EXPECT_EQ(QvTwofold().Value(), 0.0); }
+
+TEST(QvTwofold, SumKeepsWhatRoundingLoses) {
+  const QvTwofold sum = QvTwofold::Sum(1.0, 0x1p-80);
+  EXPECT_EQ(sum.fHigh, 1.0);
+  EXPECT_EQ(sum.fLow, 0x1p-80);
+  const QvTwofold swapped = QvTwofold::Sum(0x1p-80, 1.0);
+  EXPECT_EQ(swapped.fHigh, 1.0);
+  EXPECT_EQ(swapped.fLow, 0x1p-80);
+}
+
+TEST(QvTwofold, SumOfRandomNumbersIsExact) {
+  std::mt19937_64 random(1);
+  for (int trial = 0; trial < 10000; ++trial) {
+    const std::int64_t a = RandomWhole(random);
+    const std::int64_t b = RandomWhole(random) >> (trial % 50);
+    const QvTwofold sum = QvTwofold::Sum(static_cast<double>(a), static_cast<double>(b));
+    EXPECT_EQ(static_cast<std::int64_t>(sum.fHigh) + static_cast<std::int64_t>(sum.fLow), a + b);
+    ExpectRounded(sum);
+  }
+}
+
+TEST(QvTwofold, ProductKeepsWhatRoundingLoses) {
+  const double a = 1.0 + 0x1p-30;
+  const QvTwofold square = QvTwofold::Product(a, a);
+  EXPECT_EQ(square.fHigh, 1.0 + 0x1p-29);
+  EXPECT_EQ(square.fLow, 0x1p-60);
+}
+
+TEST(QvTwofold, ProductOfRandomNumbersIsExact) {
+  // A product has at most 106 bits: the rounded high part and the product modulo 2^64 fix it.
+  std::mt19937_64 random(2);
+  for (int trial = 0; trial < 10000; ++trial) {
+    const std::int64_t a = RandomWhole(random);
+    const std::int64_t b = RandomWhole(random);
+    const QvTwofold product = QvTwofold::Product(static_cast<double>(a), static_cast<double>(b));
+    EXPECT_EQ(Modulo64(product.fHigh) + Modulo64(product.fLow),
+              static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(b));
+    ExpectRounded(product);
+  }
+}
+
+TEST(QvTwofold, TimesMultipliesBothParts) {
+  const QvTwofold number = {1.0, 0x1p-80};
+  const QvTwofold product = number.Times(-3.0);
+  EXPECT_EQ(product.fHigh, -3.0);
+  EXPECT_EQ(product.fLow, -3.0 * 0x1p-80);
+}
+
+TEST(QvTwofold, AddSurvivesCancellation) {
+  QvTwofold sum;
+  for (const double term : {1e100, 1.0, -1e100}) sum.Add({term, 0.0});
+  EXPECT_EQ(sum.Value(), 1.0);
+}
+
+TEST(QvTwofold, AddTakesTheLowPartsOfItsTerms) {
+  QvTwofold sum;
+  sum.Add({1.0, 0x1p-80});
+  sum.Add({-1.0, 0x1p-81});
+  EXPECT_EQ(sum.Value(), 0x1p-80 + 0x1p-81);
+}
+
+TEST(QvTwofold, ADotProductThatCancelsIsRight) {
+  // 20 products of about 2^80, their negatives, and 12345 among them. The error of twice working
+  // precision is at most (41 2^-53)^2 of the terms' sum, 2^-9; that of one double is about 2^27.
+  std::mt19937_64 random(3);
+  std::vector<std::pair<double, double>> pairs = {{12345.0, 1.0}};
+  for (int i = 0; i < 20; ++i) {
+    const auto a = static_cast<double>(RandomWhole(random) >> 13);
+    const auto b = static_cast<double>(RandomWhole(random) >> 13);
+    pairs.emplace_back(a, b);
+    pairs.emplace_back(-b, a);
+  }
+  std::shuffle(pairs.begin(), pairs.end(), random);
+  QvTwofold sum;
+  for (const auto& [a, b] : pairs) sum.Add(QvTwofold::Product(a, b));
+  EXPECT_NEAR(sum.Value(), 12345.0, 0x1p-9);
+}
+
+}  // namespace
+}  // namespace QvCommon

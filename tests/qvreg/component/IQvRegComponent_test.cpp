@@ -1,0 +1,36 @@
+#include "qvreg/component/IQvRegComponent.h"
+
+#include <cstddef>
+#include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include "tests/qvreg/support/VirtualSlot.h"
+
+namespace {
+
+using qvtest::kSlotAfterDestructor;
+using qvtest::VirtualSlot;
+
+TEST(IQvRegComponent, DeclaresItsOperationsInSlotOrder) {
+  std::size_t slot = kSlotAfterDestructor;
+  EXPECT_EQ(VirtualSlot(&IQvRegComponent::GetModelType), slot++);
+  EXPECT_EQ(VirtualSlot(&IQvRegComponent::CreateParameters), slot++);
+  EXPECT_EQ(VirtualSlot(&IQvRegComponent::BuildModel), slot++);
+  EXPECT_EQ(VirtualSlot(&IQvRegComponent::IsModelBuilt), slot++);
+  EXPECT_EQ(VirtualSlot(&IQvRegComponent::GetOutputStats), slot++);
+  EXPECT_EQ(VirtualSlot(&IQvRegComponent::GetCompSettings), slot++);
+  EXPECT_EQ(VirtualSlot(&IQvRegComponent::Score), slot++);
+  EXPECT_EQ(VirtualSlot(&IQvRegComponent::Cancel), slot++);
+  EXPECT_EQ(VirtualSlot(&IQvRegComponent::GetStatus), slot++);
+  EXPECT_EQ(VirtualSlot(&IQvRegComponent::GetWarnings), slot++);
+  EXPECT_EQ(VirtualSlot(&IQvRegComponent::Display), slot++);
+}
+
+TEST(IQvRegComponent, IsNeitherCopiedNorMoved) {
+  EXPECT_FALSE(std::is_copy_constructible_v<IQvRegComponent>);
+  EXPECT_FALSE(std::is_move_assignable_v<IQvRegComponent>);
+  EXPECT_TRUE(std::has_virtual_destructor_v<IQvRegComponent>);
+}
+
+}  // namespace

@@ -1,0 +1,211 @@
+#include "qvreg/data/QvRecordPass.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "qvreg/common/Constants.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
+
+namespace {
+
+using QvCommon::QvStatus;
+using QvCommon::Record;
+
+constexpr long kMissingRecord = 312;
+constexpr std::size_t kNever = static_cast<std::size_t>(-1);
+
+/// What was asked of the iterator and of the host, in order.
+using Journal = std::vector<std::string>;
+
+/// Delivers records of one value from memory; announces record `missingAt` but delivers null.
+class JournalIterator : public QvCommon::MultiPassRecordIter {
+ public:
+  JournalIterator(Journal& journal, const std::vector<double>& values,
+                  std::size_t missingAt = kNever)
+      : journal_(journal), missingAt_(missingAt) {
+    for (const double value : values) records_.push_back(qvtest::MakeRecord({value}));
+  }
+
+  [[nodiscard]] bool HasMore() const override {
+    journal_.emplace_back("more?");
+    return GetFailReason() == QvCommon::kIterOk;
+  }
+  const Record* Next() override {
+    journal_.emplace_back("next");
+    const std::size_t position = position_++;
+    return position == missingAt_ ? nullptr : &records_[position];
+  }
+  [[nodiscard]] int GetFailReason() const override {
+    return position_ < records_.size() ? QvCommon::kIterOk : QvCommon::kIterEndOfData;
+  }
+  int NewPass() override {
+    journal_.emplace_back("new pass");
+    position_ = 0;
+    return GetFailReason();
+  }
+
+ private:
+  Journal& journal_;
+  std::size_t missingAt_;
+  std::vector<Record> records_;
+  std::size_t position_ = 0;
+};
+
+/// Says stop at one of its questions.
+class JournalHost : public QvQueryCancel {
+ public:
+  explicit JournalHost(Journal& journal, std::size_t stopAt = kNever)
+      : journal_(journal), stopAt_(stopAt) {}
+
+  bool QueryCancel() override {
+    journal_.emplace_back("cancel?");
+    return false;
+  }
+  bool QueryWillCancel() override {
+    journal_.emplace_back("will cancel?");
+    return calls_++ == stopAt_;
+  }
+
+ private:
+  Journal& journal_;
+  std::size_t stopAt_;
+  std::size_t calls_ = 0;
+};
+
+QvRegRecordValidator ValidatorFor(QvConst::QvVariableType type) {
+  QvRegRecordValidator validator;
+  validator.SetRecordInfo({type}, {}, {}, 0);
+  return validator;
+}
+
+/// A pass over one variable, which collects what it is given.
+struct Outcome {
+  QvStatus status;
+  std::vector<double> values;
+  std::vector<QvRecordVerdict> verdicts;
+};
+
+Outcome RunPass(JournalIterator& iter, const QvCancelInfo& cancel,
+                const QvRegRecordValidator& validator) {
+  QvRecordPass pass(iter, cancel, validator, kMissingRecord);
+  Outcome outcome;
+  outcome.status = pass.Run([&outcome](const Record& record, QvRecordVerdict verdict, QvStatus&) {
+    outcome.values.push_back(record[0]);
+    outcome.verdicts.push_back(verdict);
+    return true;
+  });
+  return outcome;
+}
+
+Outcome RunPass(const std::vector<double>& values, QvConst::QvVariableType type) {
+  Journal journal;
+  JournalIterator iter(journal, values);
+  return RunPass(iter, QvCancelInfo(), ValidatorFor(type));
+}
+
+TEST(QvRecordPass, HandsOverEveryRecordInOrder) {
+  const Outcome outcome = RunPass({3, 1, 2}, QvConst::QvVarCovariate);
+  EXPECT_TRUE(outcome.status.IsOK());
+  EXPECT_EQ(outcome.values, (std::vector<double>{3, 1, 2}));
+  EXPECT_EQ(outcome.verdicts, std::vector<QvRecordVerdict>(3, QvRecordVerdict::kValid));
+}
+
+TEST(QvRecordPass, ReadsTheDataFromTheStartEveryTime) {
+  Journal journal;
+  JournalIterator iter(journal, {1, 2});
+  const QvRegRecordValidator validator = ValidatorFor(QvConst::QvVarNone);
+  iter.Next();
+  for (int time = 0; time < 2; ++time) {
+    EXPECT_EQ(RunPass(iter, QvCancelInfo(), validator).values, (std::vector<double>{1, 2}));
+  }
+}
+
+TEST(QvRecordPass, TellsWhyARecordIsSkipped) {
+  EXPECT_EQ(RunPass({1, QvMV::gMissingValue}, QvConst::QvVarCovariate).verdicts,
+            (std::vector<QvRecordVerdict>{QvRecordVerdict::kValid, QvRecordVerdict::kMissing}));
+  EXPECT_EQ(RunPass({0, 1}, QvConst::QvVarFreqWeight).verdicts,
+            (std::vector<QvRecordVerdict>{QvRecordVerdict::kBadWeight, QvRecordVerdict::kValid}));
+}
+
+TEST(QvRecordPass, WithoutARecordAnswers307) {
+  const Outcome outcome = RunPass({}, QvConst::QvVarCovariate);
+  EXPECT_TRUE(outcome.status == QvStatus(307, false));
+  EXPECT_TRUE(outcome.values.empty());
+}
+
+TEST(QvRecordPass, AsksMoreThenCancelThenNext) {
+  Journal journal;
+  JournalIterator iter(journal, {1, 2});
+  JournalHost host(journal);
+  const QvRegRecordValidator validator = ValidatorFor(QvConst::QvVarCovariate);
+  RunPass(iter, QvCancelInfo(&host), validator);
+  EXPECT_EQ(journal, (Journal{"new pass", "more?",              // Is there a first record?
+                              "more?", "will cancel?", "next",  //
+                              "more?", "will cancel?", "next",  //
+                              "more?"}));
+}
+
+TEST(QvRecordPass, WithoutARecordTheHostIsNotAsked) {
+  Journal journal;
+  JournalIterator iter(journal, {});
+  JournalHost host(journal, 0);
+  const Outcome outcome = RunPass(iter, QvCancelInfo(&host), ValidatorFor(QvConst::QvVarCovariate));
+  EXPECT_EQ(outcome.status.GetCode(), 307);
+  EXPECT_EQ(journal, (Journal{"new pass", "more?"}));
+}
+
+TEST(QvRecordPass, AHostsStopEndsThePassBeforeTheRecord) {
+  Journal journal;
+  JournalIterator iter(journal, {1, 2, 3});
+  JournalHost host(journal, 1);
+  const Outcome outcome = RunPass(iter, QvCancelInfo(&host), ValidatorFor(QvConst::QvVarCovariate));
+  EXPECT_TRUE(outcome.status == QvStatus(1, false));
+  EXPECT_EQ(outcome.values, (std::vector<double>{1}));
+}
+
+TEST(QvRecordPass, ACancelledRunReadsNoRecord) {
+  Journal journal;
+  JournalIterator iter(journal, {1});
+  JournalHost host(journal);
+  QvCancelInfo cancel(&host);
+  cancel.SetCancel();
+  const Outcome outcome = RunPass(iter, cancel, ValidatorFor(QvConst::QvVarCovariate));
+  EXPECT_TRUE(outcome.status == QvStatus(1, false));
+  EXPECT_EQ(journal, (Journal{"new pass", "more?", "more?"}));
+}
+
+TEST(QvRecordPass, ARecordAnnouncedButNotDeliveredGivesTheStatusOfThePass) {
+  Journal journal;
+  JournalIterator iter(journal, {1, 2, 3}, 1);
+  const Outcome outcome = RunPass(iter, QvCancelInfo(), ValidatorFor(QvConst::QvVarCovariate));
+  EXPECT_TRUE(outcome.status == QvStatus(kMissingRecord, false));
+  EXPECT_EQ(outcome.values, (std::vector<double>{1}));
+}
+
+TEST(QvRecordPass, AnErrorOfTheValidatorEndsThePass) {
+  const Outcome outcome = RunPass({0, 7.5, 0}, QvConst::QvVarFactor);
+  EXPECT_TRUE(outcome.status == QvStatus(316, false));
+  double value = 0.0;
+  EXPECT_TRUE(outcome.status.GetScaleDatum(1, value));
+  EXPECT_EQ(value, 7.5);
+  EXPECT_EQ(outcome.values, (std::vector<double>{0}));
+}
+
+TEST(QvRecordPass, TheCallerMayEndThePassWithItsOwnStatus) {
+  Journal journal;
+  JournalIterator iter(journal, {1, 2, 3});
+  const QvCancelInfo cancel;
+  const QvRegRecordValidator validator = ValidatorFor(QvConst::QvVarCovariate);
+  QvRecordPass pass(iter, cancel, validator, kMissingRecord);
+  int calls = 0;
+  const QvStatus status = pass.Run([&calls](const Record&, QvRecordVerdict, QvStatus& own) {
+    own = QvStatus(305, false);
+    return ++calls < 2;
+  });
+  EXPECT_TRUE(status == QvStatus(305, false));
+  EXPECT_EQ(calls, 2);
+}
+
+}  // namespace

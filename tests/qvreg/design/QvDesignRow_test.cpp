@@ -1,0 +1,103 @@
+#include "qvreg/design/QvDesignRow.h"
+
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "qvreg/design/QvFactorTables.h"
+#include "qvreg/settings/QvRegrParameter.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
+
+namespace {
+
+using qvtest::MakeRecord;
+
+constexpr int kA = 0;
+constexpr int kX = 1;
+constexpr int kZ = 2;
+constexpr int kNone = -1;
+
+QvRegrParameter Covariates(const std::vector<std::pair<int, int>>& powers) {
+  QvRegrParameter parameter;
+  for (const auto& [variable, power] : powers) parameter.AddCovariate(variable, power);
+  return parameter;
+}
+
+/// The effects intercept, A, x^2 z and A x over a factor A with the levels 0 and 2 seen: columns 0,
+/// 1 to 2, 3 and 4 to 5. Column 6 is free for the dependent.
+class QvDesignRowTest : public ::testing::Test {
+ protected:
+  QvDesignRowTest() {
+    tables_.SetModelEffectFactors({{}, {kA}, {}, {kA}}, {kA});
+    tables_.UpdateAll(MakeRecord({0}));
+    tables_.UpdateAll(MakeRecord({2}));
+    tables_.CreateParameterIndices();
+    row_.Setup(tables_, {Covariates({}), Covariates({}), Covariates({{kX, 2}, {kZ, 1}}),
+                         Covariates({{kX, 1}})});
+  }
+
+  bool Expand(const std::vector<double>& values) { return row_.Expand(values.data()); }
+  [[nodiscard]] std::vector<double> Dense() const {
+    std::vector<double> dense(7, 0.0);
+    row_.Scatter(dense);
+    return dense;
+  }
+
+  QvFactorTables tables_{{kA}, {3}, kNone, kNone, 0, 0, kNone, 0.0, QvConst::QvOffsetNone};
+  QvDesignRow row_;
+};
+
+TEST_F(QvDesignRowTest, HoldsOneValuePerEffectInItsColumn) {
+  EXPECT_TRUE(Expand({2, 3, 5}));
+  EXPECT_EQ(row_.GetCount(), 4);
+  EXPECT_EQ(Dense(), (std::vector<double>{1, 0, 1, 45, 0, 3, 0}));  // 45 = 3^2 x 5
+}
+
+TEST_F(QvDesignRowTest, LeavesZerosOut) {
+  EXPECT_TRUE(Expand({0, 0, 5}));
+  EXPECT_EQ(row_.GetCount(), 2);
+  EXPECT_EQ(row_.GetIndices()[1], 1);
+  EXPECT_EQ(Dense(), (std::vector<double>{1, 1, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(QvDesignRowTest, AnUnseenLevelLeavesItsEffectsZero) {
+  EXPECT_FALSE(Expand({1, 3, 5}));
+  EXPECT_EQ(Dense(), (std::vector<double>{1, 0, 0, 45, 0, 0, 0}));
+}
+
+TEST_F(QvDesignRowTest, AppendsTheDependentBehindTheDesign) {
+  Expand({2, 3, 5});
+  row_.Append(6, -8.0);
+  EXPECT_EQ(row_.GetCount(), 5);
+  EXPECT_EQ(Dense(), (std::vector<double>{1, 0, 1, 45, 0, 3, -8}));
+}
+
+TEST_F(QvDesignRowTest, ColumnsAscend) {
+  Expand({2, 3, 5});
+  const std::vector<int> indices(row_.GetIndices().begin(),
+                                 row_.GetIndices().begin() + row_.GetCount());
+  EXPECT_EQ(indices, (std::vector<int>{0, 2, 3, 5}));
+}
+
+TEST_F(QvDesignRowTest, MultipliesWithCoefficients) {
+  Expand({2, 3, 5});
+  // 1 x 10 + 1 x 30 + 45 x 2 + 3 x (-1); coefficients of other columns do not matter.
+  EXPECT_EQ(row_.InnerProduct({10, 1000, 30, 2, 1000, -1}), 127.0);
+}
+
+TEST_F(QvDesignRowTest, UnscatterClearsWhatScatterWrote) {
+  Expand({2, 3, 5});
+  std::vector<double> dense = Dense();
+  row_.Unscatter(dense);
+  EXPECT_EQ(dense, std::vector<double>(7, 0.0));
+}
+
+TEST_F(QvDesignRowTest, ANewRecordReplacesTheRow) {
+  Expand({2, 3, 5});
+  row_.Append(6, 1.0);
+  Expand({0, 1, 1});
+  EXPECT_EQ(Dense(), (std::vector<double>{1, 1, 0, 1, 1, 0, 0}));
+}
+
+}  // namespace

@@ -1,0 +1,203 @@
+#include "qvreg/design/QvFactorCounts.h"
+
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
+
+namespace {
+
+using qvtest::CapturedDisplay;
+using qvtest::HoldsInOrder;
+using qvtest::MakeRecord;
+using Counts = QvFactorCounts::Counts;
+
+constexpr int kNone = -1;
+
+/// Two factors, variables 0 (3 categories) and 1 (2 categories), and whatever the test names.
+QvFactorCounts TwoFactors(int weightVar = kNone, int dependentVar = kNone,
+                          int nDependentCategories = 0, int offsetVar = kNone,
+                          double offsetValue = 0.0,
+                          QvConst::QvOffsetType offsetType = QvConst::QvOffsetNone) {
+  return QvFactorCounts({0, 1}, {3, 2}, weightVar, dependentVar, nDependentCategories, 0, offsetVar,
+                        offsetValue, offsetType);
+}
+
+TEST(QvFactorCounts, StartsWithZeroCountsForEveryCategory) {
+  const QvFactorCounts counts = TwoFactors();
+  EXPECT_EQ(counts.GetNFactors(), 2);
+  EXPECT_EQ(*counts.GetCountsPtr(0), Counts(3));
+  EXPECT_EQ(*counts.GetCountsPtr(1), Counts(2));
+  EXPECT_EQ(counts.GetNActiveCategories(0), 0);
+}
+
+TEST(QvFactorCounts, CountsCodesBelowTheNumberOfCategoriesAndRefusesThatNumber) {
+  QvFactorCounts counts({0}, {3}, kNone, kNone, 0, 0, kNone, 0.0, QvConst::QvOffsetNone);
+  EXPECT_TRUE(counts.Update(MakeRecord({0})));
+  EXPECT_TRUE(counts.Update(MakeRecord({1})));
+  EXPECT_TRUE(counts.Update(MakeRecord({2})));
+  EXPECT_FALSE(counts.Update(MakeRecord({3})));
+  EXPECT_EQ(*counts.GetCountsPtr(0), (Counts{{1, 1}, {1, 1}, {1, 1}}));
+}
+
+TEST(QvFactorCounts, AddsTheWeightAndOneToThePairOfEachCategory) {
+  QvFactorCounts counts = TwoFactors(2);
+  EXPECT_TRUE(counts.Update(MakeRecord({1, 0, 2.5})));
+  EXPECT_EQ(*counts.GetCountsPtr(0), (Counts{{0, 0}, {2.5, 1}, {0, 0}}));
+  EXPECT_EQ(*counts.GetCountsPtr(1), (Counts{{2.5, 1}, {0, 0}}));
+}
+
+TEST(QvFactorCounts, CategoriesSeenWithZeroWeightOnlyAreNotActive) {
+  QvFactorCounts counts = TwoFactors(2);
+  EXPECT_TRUE(counts.Update(MakeRecord({0, 0, 0.0})));
+  EXPECT_TRUE(counts.Update(MakeRecord({1, 0, 0.0})));
+  EXPECT_EQ(counts.GetNActiveCategories(0), 0);
+  EXPECT_EQ((*counts.GetCountsPtr(0))[1], QvFactorCounts::CountPair(0.0, 1.0));
+}
+
+TEST(QvFactorCounts, ActiveCategoriesAreThoseWithAPositiveWeight) {
+  QvFactorCounts counts = TwoFactors(2);
+  counts.Update(MakeRecord({0, 0, 1.0}));
+  counts.Update(MakeRecord({2, 0, 4.0}));
+  counts.Update(MakeRecord({2, 1, 0.0}));
+  EXPECT_EQ(counts.GetNActiveCategories(0), 2);
+  EXPECT_EQ(counts.GetNActiveCategories(1), 1);
+}
+
+TEST(QvFactorCounts, WithoutDependentUpdateTouchesNoDependentCounts) {
+  QvFactorCounts counts = TwoFactors();
+  EXPECT_TRUE(counts.Update(MakeRecord({0, 1})));
+  EXPECT_EQ(counts.GetDependCountsPtr(), nullptr);
+  EXPECT_EQ(counts.GetDepCountsWithOffsetPtr(), nullptr);
+}
+
+TEST(QvFactorCounts, ADependentWithoutCategoriesIsNotCounted) {
+  QvFactorCounts counts = TwoFactors(kNone, 2, 0);
+  EXPECT_EQ(counts.GetDependCountsPtr(), nullptr);
+  EXPECT_TRUE(counts.Update(MakeRecord({0, 1, 17.25})));
+}
+
+TEST(QvFactorCounts, TheOtherFactorsOfARefusedRecordAreCounted) {
+  QvFactorCounts counts({0, 1, 2}, {3, 2, 2}, kNone, 3, 2, 0, kNone, 0.0, QvConst::QvOffsetNone);
+  EXPECT_FALSE(counts.Update(MakeRecord({1, 2, 1, 0})));
+  EXPECT_EQ((*counts.GetCountsPtr(0))[1], QvFactorCounts::CountPair(1.0, 1.0));
+  EXPECT_EQ(*counts.GetCountsPtr(1), Counts(2));
+  EXPECT_EQ((*counts.GetCountsPtr(2))[1], QvFactorCounts::CountPair(1.0, 1.0));
+  EXPECT_EQ(*counts.GetDependCountsPtr(), Counts(2)) << "a refused record has no dependent";
+}
+
+TEST(QvFactorCounts, RoundsCodesByAddingOneHalf) {
+  QvFactorCounts counts = TwoFactors();
+  EXPECT_TRUE(counts.Update(MakeRecord({1.6, -0.4})));
+  EXPECT_EQ((*counts.GetCountsPtr(0))[2].second, 1.0);
+  EXPECT_EQ((*counts.GetCountsPtr(1))[0].second, 1.0);
+}
+
+TEST(QvFactorCounts, FirstCodeShiftsTheCategories) {
+  QvFactorCounts counts({0}, {2}, kNone, kNone, 0, 1, kNone, 0.0, QvConst::QvOffsetNone);
+  EXPECT_FALSE(counts.Update(MakeRecord({0})));
+  EXPECT_TRUE(counts.Update(MakeRecord({1})));
+  EXPECT_TRUE(counts.Update(MakeRecord({2})));
+  EXPECT_FALSE(counts.Update(MakeRecord({3})));
+  EXPECT_EQ(*counts.GetCountsPtr(0), (Counts{{1, 1}, {1, 1}}));
+}
+
+TEST(QvFactorCounts, CountsTheDependentAndItsFixedOffset) {
+  QvFactorCounts counts = TwoFactors(2, 3, 2, kNone, 1.5, QvConst::QvOffsetFixed);
+  EXPECT_TRUE(counts.Update(MakeRecord({0, 0, 2.0, 1})));
+  EXPECT_TRUE(counts.Update(MakeRecord({0, 0, 3.0, 1})));
+  EXPECT_EQ(*counts.GetDependCountsPtr(), (Counts{{0, 0}, {5, 2}}));
+  // First 1.5 x 2 + 1.5 x 3, second 2 + 3.
+  EXPECT_EQ(*counts.GetDepCountsWithOffsetPtr(), (Counts{{0, 0}, {7.5, 5}}));
+}
+
+TEST(QvFactorCounts, TakesTheOffsetFromItsVariable) {
+  QvFactorCounts counts = TwoFactors(2, 3, 2, 4, 100.0, QvConst::QvOffsetVariable);
+  EXPECT_TRUE(counts.Update(MakeRecord({0, 0, 2.0, 0, 0.25})));
+  EXPECT_EQ((*counts.GetDepCountsWithOffsetPtr())[0], QvFactorCounts::CountPair(0.5, 2.0));
+}
+
+TEST(QvFactorCounts, WithoutOffsetOnlyTheWeightsAreSummed) {
+  QvFactorCounts counts = TwoFactors(2, 3, 2, 4, 100.0, QvConst::QvOffsetNone);
+  EXPECT_TRUE(counts.Update(MakeRecord({0, 0, 2.0, 0, 0.25})));
+  EXPECT_EQ((*counts.GetDepCountsWithOffsetPtr())[0], QvFactorCounts::CountPair(0.0, 2.0));
+}
+
+TEST(QvFactorCounts, ADependentOutOfRangeIsRefusedAfterTheFactors) {
+  QvFactorCounts counts = TwoFactors(kNone, 2, 2);
+  EXPECT_FALSE(counts.Update(MakeRecord({0, 0, 2})));
+  EXPECT_EQ((*counts.GetCountsPtr(0))[0].second, 1.0);
+  EXPECT_EQ(*counts.GetDependCountsPtr(), Counts(2));
+  EXPECT_EQ(*counts.GetDepCountsWithOffsetPtr(), Counts(2));
+}
+
+TEST(QvFactorCounts, AnswersMinusOneOrNullForAFactorThatIsNotThere) {
+  const QvFactorCounts counts = TwoFactors();
+  for (const int factor : {-1, 2}) {
+    EXPECT_EQ(counts.GetNCategories(factor), -1);
+    EXPECT_EQ(counts.GetCountsPtr(factor), nullptr);
+    EXPECT_EQ(counts.GetNActiveCategories(factor), -1);
+  }
+  EXPECT_EQ(counts.GetNCategories(0), 3);
+  EXPECT_EQ(counts.GetNCategories(1), 2);
+}
+
+TEST(QvFactorCounts, TellsWhichRecordsItWouldCount) {
+  const QvFactorCounts counts = TwoFactors();
+  EXPECT_TRUE(counts.AreFactorsInRange(MakeRecord({2, 1})));
+  EXPECT_FALSE(counts.AreFactorsInRange(MakeRecord({3, 1})));
+  EXPECT_FALSE(counts.AreFactorsInRange(MakeRecord({2, 2})));
+  EXPECT_EQ(*counts.GetCountsPtr(0), Counts(3)) << "asking counts nothing";
+}
+
+TEST(QvFactorCounts, CopiesAreIndependent) {
+  QvFactorCounts original = TwoFactors(kNone, 2, 2);
+  original.Update(MakeRecord({1, 1, 0}));
+  const QvFactorCounts copy(original);
+  QvFactorCounts assigned = TwoFactors();
+  assigned = original;
+  original.Update(MakeRecord({1, 1, 0}));
+
+  for (const QvFactorCounts* counts : {&copy, static_cast<const QvFactorCounts*>(&assigned)}) {
+    EXPECT_EQ(counts->GetNFactors(), 2);
+    EXPECT_EQ((*counts->GetCountsPtr(0))[1].second, 1.0);
+    EXPECT_EQ((*counts->GetDependCountsPtr())[0].second, 1.0);
+    EXPECT_EQ((*counts->GetDepCountsWithOffsetPtr())[0].second, 1.0);
+  }
+  EXPECT_EQ((*original.GetCountsPtr(0))[1].second, 2.0);
+}
+
+TEST(QvFactorCounts, AMoveKeepsTheCounts) {
+  QvFactorCounts original = TwoFactors();
+  original.Update(MakeRecord({2, 0}));
+  const QvFactorCounts moved(std::move(original));
+  EXPECT_EQ((*moved.GetCountsPtr(0))[2].second, 1.0);
+}
+
+TEST(QvFactorCounts, DisplayPrintsEveryField) {
+  QvFactorCounts counts = TwoFactors(2, 3, 2);
+  counts.Update(MakeRecord({1, 0, 2.5, 1}));
+  const std::string text = CapturedDisplay(counts);
+  EXPECT_TRUE(HoldsInOrder(
+      text,
+      {"QvFactorCounts display start\n", "The number of factors: 2\n",
+       "Index of the weight variable: 2\n", "Vector of factor indices: 0 1\n",
+       "Vector of factor numbers of categories: 3 2\n", "Factor number (starting from 0): 0\n",
+       ": 0 2.5 0\n", ": 0 1 0\n", "Factor number (starting from 0): 1\n",
+       "Index of the dependent categorical variable: 3\n",
+       "Number of categories for dependent variable: 2\n", ": 0 2.5\n", ": 0 1\n",
+       "QvFactorCounts display end\n"}));
+}
+
+TEST(QvFactorCounts, DisplaySaysWhenTheDependentIsNotCounted) {
+  EXPECT_TRUE(
+      HoldsInOrder(CapturedDisplay(TwoFactors()),
+                   {"Index of the dependent categorical variable: -1\n",
+                    "Vector of case counts for categories of the dependent variable undefined\n",
+                    "QvFactorCounts display end\n"}));
+}
+
+}  // namespace

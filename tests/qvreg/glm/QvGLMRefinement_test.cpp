@@ -1,0 +1,136 @@
+#include "qvreg/glm/QvGLMRefinement.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <ostream>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "qvreg/common/QvSymMatrix.h"
+#include "qvreg/design/QvDesignRow.h"
+#include "qvreg/design/QvFactorTables.h"
+#include "qvreg/settings/QvRegrParameter.h"
+#include "tests/qvreg/support/FittedModel.h"
+#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
+
+namespace {
+
+using qvtest::FittedModel;
+using qvtest::LinearSettings;
+using qvtest::MakeRecord;
+using Doubles = std::vector<double>;
+
+/// Rows of two covariates and no intercept.
+class QvGLMRefinementTest : public ::testing::Test {
+ protected:
+  QvGLMRefinementTest() {
+    tables_.SetModelEffectFactors({{}, {}}, {});
+    tables_.CreateParameterIndices();
+    std::vector<QvRegrParameter> covariates(2);
+    covariates[0].AddCovariate(0, 1);
+    covariates[1].AddCovariate(1, 1);
+    row_.Setup(tables_, covariates);
+  }
+
+  double AddRecord(double x, double z, double y, double w, const Doubles& estimates) {
+    const Doubles values{x, z};
+    row_.Expand(values.data());
+    return refinement_.AddRecord(row_, y, w, estimates);
+  }
+
+  QvFactorTables tables_{{}, {}, -1, -1, 0, 0, -1, 0.0, QvConst::QvOffsetNone};
+  QvDesignRow row_;
+  QvGLMRefinement refinement_{2};
+};
+
+TEST_F(QvGLMRefinementTest, SumsWeightedSquaredResiduals) {
+  const Doubles estimates{3, -1};
+  EXPECT_EQ(AddRecord(2, 1, 7, 3, estimates), 2.0);
+  EXPECT_EQ(AddRecord(0, 4, -1, 0.5, estimates), 3.0);
+  EXPECT_EQ(refinement_.GetResidualSum(), 3 * 4 + 0.5 * 9);
+}
+
+TEST_F(QvGLMRefinementTest, OneStepSolvesAnOrthogonalProblem) {
+  // X'WX = diag(3 x 4, 2 x 25); the exact estimates are 7 / 2 and 4.
+  const Doubles start{3, 3};
+  AddRecord(2, 0, 7, 3, start);
+  AddRecord(0, 5, 20, 2, start);
+  QvCommon::QvSymMatrix inverse(2);
+  inverse.SetElem(0, 0, 1.0 / 12);
+  inverse.SetElem(1, 1, 1.0 / 50);
+  Doubles estimates = start;
+  const double decrease = refinement_.Apply(inverse, estimates);
+  EXPECT_NEAR(estimates[0], 3.5, 1e-15);
+  EXPECT_NEAR(estimates[1], 4.0, 1e-15);
+  EXPECT_NEAR(decrease, refinement_.GetResidualSum(), 1e-13) << "no residual is left";
+}
+
+TEST_F(QvGLMRefinementTest, ResidualsKeepWhatPlainArithmeticLoses) {
+  // 1e8 x 1e8 + 1 - 1e16 is 1, which the sum in double would lose.
+  EXPECT_EQ(AddRecord(1e8, 1, 1e16, 1, {1e8, 1}), -1.0);
+}
+
+TEST_F(QvGLMRefinementTest, TheResidualSumKeepsSmallTerms) {
+  AddRecord(0, 1, 1e8, 1, {0, 0});
+  for (int i = 0; i < 1000; ++i) AddRecord(0, 1, 0.5, 1, {0, 0});
+  EXPECT_EQ(refinement_.GetResidualSum(), 1e16 + 250.0);
+}
+
+TEST(QvGLMRefinement, LeavesARedundantEstimateAtZero) {
+  LinearSettings settings(0, {{1, 3}}, {});
+  settings.Effect({1}).Refined();
+  FittedModel model(settings.Get(), qvtest::MakeRecords({{0.1, 0}, {0.3, 1}, {0.7, 2}, {1.1, 2}}));
+  EXPECT_EQ(model.Stats().GetParamEstimates()[3], 0.0);
+  EXPECT_FALSE(model.Stats().GetRedundancyIndicators().IsIn(3));
+  EXPECT_NEAR(model.Stats().GetParamEstimates()[0], 0.9, 1e-15);
+}
+
+/// Polynomials over whole numbers whose powers are nearly collinear.
+struct HardCase {
+  int degree;
+  int first;
+  int count;
+};
+
+void PrintTo(const HardCase& c, std::ostream* out) {
+  *out << "degree " << c.degree << ", " << c.count << " points from " << c.first;
+}
+
+/// y = 1 + x + ... + x^degree at whole x: every estimate is exactly 1.
+double LargestError(const HardCase& c, bool refine) {
+  LinearSettings settings(0, {}, {1});
+  for (std::size_t power = 1; power <= static_cast<std::size_t>(c.degree); ++power) {
+    settings.Effect({}, std::vector<int>(power, 1));
+  }
+  if (refine) settings.Refined();
+  std::vector<QvCommon::Record> records;
+  for (int x = c.first; x < c.first + c.count; ++x) {
+    double y = 0.0;
+    for (int power = 0; power <= c.degree; ++power) y = y * x + 1.0;
+    records.push_back(MakeRecord({y, static_cast<double>(x)}));
+  }
+  FittedModel model(settings.Get(), records);
+  double largest = 0.0;
+  for (const double estimate : model.Stats().GetParamEstimates()) {
+    largest = std::max(largest, std::fabs(estimate - 1.0));
+  }
+  return largest;
+}
+
+class QvGLMHardFit : public ::testing::TestWithParam<HardCase> {};
+
+TEST_P(QvGLMHardFit, RefinementGainsFourDigits) {
+  const double plain = LargestError(GetParam(), false);
+  const double refined = LargestError(GetParam(), true);
+  EXPECT_GT(plain, 1e-10) << "the case is not hard";
+  EXPECT_LT(refined, plain / 1e4);
+}
+
+INSTANTIATE_TEST_SUITE_P(Polynomials, QvGLMHardFit,
+                         ::testing::Values(HardCase{2, 1000, 30}, HardCase{3, 50, 21},
+                                           HardCase{4, 10, 21}, HardCase{5, 0, 21}));
+
+}  // namespace

@@ -1,0 +1,401 @@
+#include "qvreg/settings/QvModelEffect.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/qvreg/support/CapturedOutput.h"
+
+namespace {
+
+using Bits = std::vector<bool>;
+using Ints = std::vector<int>;
+
+// Record indices of the model's variables: three factors, two covariates.
+constexpr int kA = 4;
+constexpr int kB = 2;
+constexpr int kC = 9;
+constexpr int kX = 1;
+constexpr int kY = 7;
+constexpr int kNoSuchVariable = 33;
+const Ints kVariables = {kA, kB, kC, kX, kY};
+
+QvModelEffect EmptyEffect() { return {3, 2, &kVariables}; }
+
+/// The crossing of factors and covariates.
+QvModelEffect EffectOf(const Ints& factors, const Ints& covariates) {
+  QvModelEffect effect = EmptyEffect();
+  for (const int factor : factors) EXPECT_TRUE(effect.AddNewFactor(factor, false));
+  for (const int covariate : covariates) EXPECT_GT(effect.AddCovariate(covariate), 0);
+  return effect;
+}
+
+/// What ApplyMask of a copy answers.
+bool IsUnusedOutside(const QvModelEffect& effect, const Bits& keep) {
+  QvModelEffect copy = effect;
+  return copy.ApplyMask(keep);
+}
+
+TEST(QvModelEffect, ByDefaultKnowsNoModel) {
+  const QvModelEffect effect;
+  EXPECT_EQ(effect.GetNModelFactors(), 0);
+  EXPECT_EQ(effect.GetNModelCovariates(), 0);
+  EXPECT_EQ(effect.GetNFactors(), 0);
+  EXPECT_EQ(effect.GetNCovariates(), 0);
+  EXPECT_EQ(effect.GetNLevels(), 0);
+  EXPECT_EQ(effect.GetVarIndices(), nullptr);
+  EXPECT_TRUE(effect.GetModelEffect().empty());
+  EXPECT_FALSE(effect.GetFactorsInParens());
+  EXPECT_TRUE(effect.IsIntercept());
+}
+
+TEST(QvModelEffect, WithoutAModelRefusesEveryVariable) {
+  QvModelEffect effect;
+  EXPECT_FALSE(effect.AddNewFactor(0, false));
+  EXPECT_EQ(effect.AddCovariate(0), -1);
+  EXPECT_EQ(effect.ContainsFactor(0), -1);
+  EXPECT_EQ(effect.GetCovariateMult(0), -1);
+  EXPECT_EQ(effect.GetNCovariateMult(), 0);
+  EXPECT_TRUE(effect.GetFactors().empty());
+  EXPECT_TRUE(effect.GetCovariates().empty());
+}
+
+TEST(QvModelEffect, StartsWithFreeSlots) {
+  const QvModelEffect effect = EmptyEffect();
+  EXPECT_EQ(effect.GetNModelFactors(), 3);
+  EXPECT_EQ(effect.GetNModelCovariates(), 2);
+  EXPECT_EQ(effect.GetModelEffect(), (Ints{-1, -1, -1, 0, 0}));
+  EXPECT_EQ(effect.GetVarIndices(), &kVariables);
+  EXPECT_EQ(effect.GetNLevels(), 0);
+}
+
+TEST(QvModelEffect, SetupStartsAnew) {
+  const Ints others = {5, 6};
+  QvModelEffect effect = EffectOf({kA}, {kX});
+  effect.SetFactorsInParens();
+  effect.Setup(1, 1, &others);
+  EXPECT_TRUE(effect == QvModelEffect(1, 1, &others));
+  EXPECT_TRUE(effect.AddNewFactor(5, false));
+}
+
+TEST(QvModelEffect, ResetTakesEverythingOut) {
+  QvModelEffect effect = EffectOf({kA, kB}, {kX});
+  effect.SetFactorsInParens();
+  effect.Reset();
+  EXPECT_TRUE(effect == EmptyEffect());
+  EXPECT_FALSE(effect.GetFactorsInParens());
+  EXPECT_EQ(effect.GetModelEffect(), (Ints{-1, -1, -1, 0, 0}));
+}
+
+TEST(QvModelEffect, WithoutFactorsAndCovariatesIsTheIntercept) {
+  EXPECT_TRUE(EmptyEffect().IsIntercept());
+  EXPECT_FALSE(EffectOf({kA}, {}).IsIntercept());
+  EXPECT_FALSE(EffectOf({}, {kX}).IsIntercept());
+}
+
+TEST(QvModelEffect, OneFactorStandsAtLevelZero) {
+  const QvModelEffect effect = EffectOf({kA}, {});
+  EXPECT_EQ(effect.ContainsFactor(kA), 0);
+  EXPECT_EQ(effect.GetNLevels(), 1);
+  EXPECT_EQ(effect.GetNFactors(), 1);
+}
+
+TEST(QvModelEffect, ANestedFactorMovesEarlierOnesOutward) {
+  QvModelEffect effect = EffectOf({kA}, {});
+  EXPECT_TRUE(effect.AddNewFactor(kB, true));
+  EXPECT_EQ(effect.ContainsFactor(kA), 1);
+  EXPECT_EQ(effect.ContainsFactor(kB), 0);
+  EXPECT_EQ(effect.GetNLevels(), 2);
+  EXPECT_TRUE(effect.AddNewFactor(kC, true));
+  EXPECT_EQ(effect.GetModelEffect(), (Ints{2, 1, 0, 0, 0}));
+  EXPECT_EQ(effect.GetNLevels(), 3);
+}
+
+TEST(QvModelEffect, CrossedFactorsShareALevel) {
+  const QvModelEffect effect = EffectOf({kA, kB}, {});
+  EXPECT_EQ(effect.ContainsFactor(kA), 0);
+  EXPECT_EQ(effect.ContainsFactor(kB), 0);
+  EXPECT_EQ(effect.GetNLevels(), 1);
+  EXPECT_EQ(effect.GetNFactors(), 2);
+}
+
+TEST(QvModelEffect, AFactorCrossedAfterANestedOneStandsInside) {
+  QvModelEffect effect = EffectOf({kA}, {});
+  effect.AddNewFactor(kB, true);
+  effect.AddNewFactor(kC, false);
+  EXPECT_EQ(effect.GetModelEffect(), (Ints{1, 0, 0, 0, 0}));
+  EXPECT_EQ(effect.GetNLevels(), 2);
+}
+
+TEST(QvModelEffect, TheFirstFactorMakesOneLevelEvenWhenAddedAsNested) {
+  QvModelEffect effect = EmptyEffect();
+  EXPECT_TRUE(effect.AddNewFactor(kA, true));
+  EXPECT_EQ(effect.GetNLevels(), 1);
+  EXPECT_EQ(effect.ContainsFactor(kA), 0);
+}
+
+TEST(QvModelEffect, ACovariateSlotIsRefusedAsAFactor) {
+  QvModelEffect effect = EmptyEffect();
+  EXPECT_FALSE(effect.AddNewFactor(kX, false));
+  EXPECT_TRUE(effect == EmptyEffect());
+}
+
+TEST(QvModelEffect, AFactorIsRefusedTwiceOrWhenUnknown) {
+  QvModelEffect effect = EffectOf({kA, kB}, {});
+  const QvModelEffect before = effect;
+  EXPECT_FALSE(effect.AddNewFactor(kA, true));
+  EXPECT_FALSE(effect.AddNewFactor(kNoSuchVariable, true));
+  EXPECT_TRUE(effect == before);
+}
+
+TEST(QvModelEffect, AModelWithoutFactorsRefusesEveryFactor) {
+  QvModelEffect effect(0, 2, &kVariables);
+  EXPECT_FALSE(effect.AddNewFactor(kA, false));
+  EXPECT_EQ(effect.AddCovariate(kA), 1);
+}
+
+TEST(QvModelEffect, ACovariateAddedTwiceHasMultiplicityTwo) {
+  QvModelEffect effect = EmptyEffect();
+  EXPECT_EQ(effect.AddCovariate(kX), 1);
+  EXPECT_EQ(effect.AddCovariate(kX), 2);
+  EXPECT_EQ(effect.GetNCovariates(), 1);
+  EXPECT_EQ(effect.GetNCovariateMult(), 2);
+  EXPECT_EQ(effect.GetCovariateMult(kX), 2);
+  EXPECT_EQ(effect.AddCovariate(kY), 1);
+  EXPECT_EQ(effect.GetNCovariates(), 2);
+  EXPECT_EQ(effect.GetNCovariateMult(), 3);
+}
+
+TEST(QvModelEffect, AFactorSlotIsRefusedAsACovariate) {
+  QvModelEffect effect = EmptyEffect();
+  EXPECT_EQ(effect.AddCovariate(kA), -1);
+  EXPECT_EQ(effect.AddCovariate(kNoSuchVariable), -1);
+  EXPECT_TRUE(effect == EmptyEffect());
+}
+
+TEST(QvModelEffect, TellsAFreeSlotFromAnUnknownVariable) {
+  const QvModelEffect effect = EffectOf({kA}, {kX});
+  EXPECT_EQ(effect.ContainsFactor(kB), -1);
+  EXPECT_EQ(effect.ContainsFactor(kX), -1);
+  EXPECT_EQ(effect.ContainsFactor(kNoSuchVariable), -1);
+  EXPECT_EQ(effect.GetCovariateMult(kY), 0);
+  EXPECT_EQ(effect.GetCovariateMult(kA), -1);
+  EXPECT_EQ(effect.GetCovariateMult(kNoSuchVariable), -1);
+}
+
+TEST(QvModelEffect, ListsVariablesInTheOrderOfTheModel) {
+  QvModelEffect effect = EffectOf({kC}, {kY, kX, kY});
+  effect.AddNewFactor(kA, true);
+  EXPECT_EQ(effect.GetFactors(), (Ints{kA, kC}));
+  EXPECT_EQ(effect.GetFactorLevels(), (Ints{0, 1}));
+  EXPECT_EQ(effect.GetCovariates(), (Ints{kX, kY}));
+  EXPECT_EQ(effect.GetCovMultiplicities(), (Ints{1, 2}));
+}
+
+TEST(QvModelEffect, IsContainedInAnEffectWithMoreFactors) {
+  const QvModelEffect a = EffectOf({kA}, {});
+  const QvModelEffect ab = EffectOf({kA, kB}, {});
+  EXPECT_TRUE(a.IsContainedIn(ab));
+  EXPECT_FALSE(ab.IsContainedIn(a));
+  EXPECT_TRUE(EmptyEffect().IsContainedIn(a));
+  EXPECT_FALSE(EffectOf({kC}, {}).IsContainedIn(ab));
+}
+
+TEST(QvModelEffect, IsNeverContainedInItself) {
+  const QvModelEffect ab = EffectOf({kA, kB}, {});
+  EXPECT_FALSE(ab.IsContainedIn(ab));
+}
+
+TEST(QvModelEffect, ContainmentNeedsTheSameCovariatePart) {
+  const QvModelEffect ab = EffectOf({kA, kB}, {});
+  EXPECT_FALSE(EffectOf({kA}, {kX}).IsContainedIn(ab));
+  EXPECT_TRUE(EffectOf({kA}, {kX}).IsContainedIn(EffectOf({kA, kB}, {kX})));
+  EXPECT_FALSE(EffectOf({kA}, {kX}).IsContainedIn(EffectOf({kA, kB}, {kY})));
+  EXPECT_FALSE(EffectOf({kA}, {kX}).IsContainedIn(EffectOf({kA, kB}, {kX, kX})));
+}
+
+TEST(QvModelEffect, ContainmentIgnoresNestingLevels) {
+  QvModelEffect nested = EffectOf({kA}, {});
+  nested.AddNewFactor(kB, true);
+  EXPECT_TRUE(EffectOf({kA}, {}).IsContainedIn(nested));
+}
+
+TEST(QvModelEffect, ContainmentNeedsTheSameModel) {
+  const Ints sameValues = kVariables;
+  QvModelEffect elsewhere(3, 2, &sameValues);
+  elsewhere.AddNewFactor(kA, false);
+  elsewhere.AddNewFactor(kB, false);
+  EXPECT_FALSE(EffectOf({kA}, {}).IsContainedIn(elsewhere));
+  const QvModelEffect narrower(3, 1, &kVariables);
+  EXPECT_FALSE(narrower.IsContainedIn(EffectOf({kA}, {})));
+}
+
+TEST(QvModelEffect, EqualityComparesEveryField) {
+  const QvModelEffect effect = EffectOf({kA}, {kX});
+  EXPECT_TRUE(effect == EffectOf({kA}, {kX}));
+  EXPECT_FALSE(effect == EffectOf({kB}, {kX}));
+  EXPECT_FALSE(effect == EffectOf({kA}, {kX, kX}));
+  EXPECT_FALSE(effect == EffectOf({kA}, {kY}));
+  EXPECT_FALSE(effect == EmptyEffect());
+
+  QvModelEffect inParens = effect;
+  inParens.SetFactorsInParens();
+  EXPECT_FALSE(effect == inParens);
+
+  const Ints sameValues = kVariables;
+  QvModelEffect elsewhere = effect;
+  elsewhere.SetVarIndices(&sameValues);
+  EXPECT_FALSE(effect == elsewhere);
+}
+
+TEST(QvModelEffect, EqualityComparesNesting) {
+  QvModelEffect nested = EffectOf({kA}, {});
+  nested.AddNewFactor(kB, true);
+  EXPECT_FALSE(nested == EffectOf({kA, kB}, {}));
+  QvModelEffect otherWay = EffectOf({kB}, {});
+  otherWay.AddNewFactor(kA, true);
+  EXPECT_FALSE(nested == otherWay);
+}
+
+TEST(QvModelEffect, CopiesAreIndependentAndShareTheList) {
+  QvModelEffect original = EffectOf({kA}, {kX});
+  original.SetFactorsInParens();
+  const QvModelEffect copy(original);
+  QvModelEffect assigned;
+  assigned = original;
+  EXPECT_TRUE(copy == original);
+  EXPECT_TRUE(assigned == original);
+  original.AddNewFactor(kB, false);
+  EXPECT_EQ(copy.GetNFactors(), 1);
+  EXPECT_EQ(assigned.GetModelEffect(), (Ints{0, -1, -1, 1, 0}));
+  EXPECT_EQ(copy.GetVarIndices(), &kVariables);
+}
+
+TEST(QvModelEffect, MaskingAnUnusedCovariateShortensTheMainVector) {
+  QvModelEffect effect = EffectOf({kA}, {kX});
+  EXPECT_TRUE(effect.ApplyMask({true, true, true, true, false}));
+  EXPECT_EQ(effect.GetModelEffect(), (Ints{0, -1, -1, 1}));
+  EXPECT_EQ(effect.GetNModelFactors(), 3);
+  EXPECT_EQ(effect.GetNModelCovariates(), 1);
+}
+
+TEST(QvModelEffect, MaskingAUsedVariableIsReported) {
+  const QvModelEffect effect = EffectOf({kA}, {kX});
+  EXPECT_FALSE(IsUnusedOutside(effect, {false, true, true, true, true}));
+  EXPECT_FALSE(IsUnusedOutside(effect, {true, true, true, false, true}));
+  EXPECT_FALSE(IsUnusedOutside(effect, {false, false, false, true, true}));
+  EXPECT_TRUE(IsUnusedOutside(effect, {true, false, false, true, false}));
+}
+
+TEST(QvModelEffect, MaskingKeepsTheEffectsOwnCountsAndList) {
+  QvModelEffect effect = EffectOf({kA}, {kX});
+  effect.ApplyMask({false, true, false, false, true});
+  EXPECT_EQ(effect.GetModelEffect(), (Ints{-1, 0}));
+  EXPECT_EQ(effect.GetNModelFactors(), 1);
+  EXPECT_EQ(effect.GetNModelCovariates(), 1);
+  EXPECT_EQ(effect.GetNFactors(), 1);
+  EXPECT_EQ(effect.GetNCovariates(), 1);
+  EXPECT_EQ(effect.GetNLevels(), 1);
+  EXPECT_EQ(effect.GetVarIndices(), &kVariables);
+}
+
+TEST(QvModelEffect, AMaskThatKeepsAllChangesNothing) {
+  QvModelEffect effect = EffectOf({kA}, {kX});
+  EXPECT_TRUE(effect.ApplyMask(Bits(5, true)));
+  EXPECT_TRUE(effect == EffectOf({kA}, {kX}));
+}
+
+TEST(QvModelEffect, MaskedEffectsWorkOverTheReducedList) {
+  const std::vector<QvModelEffect> effects = {EffectOf({kC}, {}), EffectOf({kC}, {kY, kY})};
+  QvModelEffect effect = effects[1];
+  EXPECT_TRUE(effect.ApplyMask(QvModelEffect::CheckVariableUse(effects)));
+  const Ints reduced = {kC, kY};
+  effect.SetVarIndices(&reduced);
+  EXPECT_EQ(effect.GetFactors(), (Ints{kC}));
+  EXPECT_EQ(effect.GetCovariates(), (Ints{kY}));
+  EXPECT_EQ(effect.GetCovMultiplicities(), (Ints{2}));
+  EXPECT_EQ(effect.AddCovariate(kX), -1);
+  EXPECT_EQ(effect.AddCovariate(kY), 3);
+}
+
+TEST(QvModelEffect, CheckVariableUseMarksWhatSomeEffectUses) {
+  QvModelEffect nested = EffectOf({kA}, {});
+  nested.AddNewFactor(kC, true);
+  EXPECT_EQ(QvModelEffect::CheckVariableUse({nested, EffectOf({}, {kY})}),
+            (Bits{true, false, true, false, true}));
+  EXPECT_EQ(QvModelEffect::CheckVariableUse({EmptyEffect()}), Bits(5, false));
+}
+
+TEST(QvModelEffect, GetUsedVariablesListsACovariateOncePerEffect) {
+  Ints factors;
+  Ints covariates;
+  QvModelEffect::GetUsedVariables({EffectOf({}, {kX}), EffectOf({kA}, {kX})}, factors, covariates);
+  EXPECT_EQ(factors, (Ints{kA}));
+  EXPECT_EQ(covariates, (Ints{kX, kX}));
+}
+
+TEST(QvModelEffect, GetUsedVariablesListsAFactorOnceInTheOrderMet) {
+  Ints factors = {99};
+  Ints covariates = {99};
+  QvModelEffect::GetUsedVariables(
+      {EffectOf({kC}, {}), EffectOf({kA, kC}, {kY}), EffectOf({kB}, {})}, factors, covariates);
+  EXPECT_EQ(factors, (Ints{kC, kA, kB}));
+  EXPECT_EQ(covariates, (Ints{kY}));
+}
+
+TEST(QvModelEffect, GetUsedVariablesSkipsACovariateThatIsAlsoAFactor) {
+  const Ints shared = {kA, kA};
+  QvModelEffect both(1, 1, &shared);
+  both.AddNewFactor(kA, false);
+  both.AddCovariate(kA);
+  Ints factors;
+  Ints covariates;
+  QvModelEffect::GetUsedVariables({both}, factors, covariates);
+  EXPECT_EQ(factors, (Ints{kA}));
+  EXPECT_TRUE(covariates.empty());
+}
+
+TEST(QvModelEffect, GetUsedVariablesOfNoEffectsChangesNothing) {
+  Ints factors = {1};
+  Ints covariates = {2};
+  QvModelEffect::GetUsedVariables({}, factors, covariates);
+  EXPECT_EQ(factors, (Ints{1}));
+  EXPECT_EQ(covariates, (Ints{2}));
+}
+
+/// Makes the search of derived classes public.
+class SearchingEffect : public QvModelEffect {
+ public:
+  using QvModelEffect::FindInVector;
+};
+
+TEST(QvModelEffect, FindInVectorAnswersTheFirstPlaceOfTheRange) {
+  const SearchingEffect effect;
+  const Ints v = {5, 6, 5, 5};
+  EXPECT_EQ(effect.FindInVector(v, 0, 4, 5), 0);
+  EXPECT_EQ(effect.FindInVector(v, 1, 3, 5), 2);
+  EXPECT_EQ(effect.FindInVector(v, 1, 1, 5), -1);
+  EXPECT_EQ(effect.FindInVector(v, 3, 100, 5), 3);
+  EXPECT_EQ(effect.FindInVector(v, 4, 1, 5), -1);
+  EXPECT_EQ(effect.FindInVector(v, 0, 0, 5), -1);
+  EXPECT_EQ(effect.FindInVector(v, 0, 4, 7), -1);
+}
+
+TEST(QvModelEffect, DisplayPrintsEveryField) {
+  QvModelEffect effect = EffectOf({kA}, {kX, kX});
+  effect.AddNewFactor(kB, true);
+  effect.SetFactorsInParens();
+  EXPECT_EQ(qvtest::OutputOf([&] { effect.Display(); }),
+            "Begin QvModelEffect object display.\n"
+            "Factors in model: 3\n"
+            "Factors in effect: 2\n"
+            "Nesting levels: 2\n"
+            "Covariates in model: 2\n"
+            "Factor after Covariates in ()?: true\n"
+            "Covariates in effect: 1\n"
+            "The main vector: 1 0 -1 2 0\n"
+            "End QvModelEffect object display.\n");
+}
+
+}  // namespace

@@ -1,0 +1,264 @@
+#include "qvreg/settings/QvRegrParameter.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "qvreg/settings/QvModelEffect.h"
+#include "tests/qvreg/support/CapturedOutput.h"
+
+namespace {
+
+using Ints = std::vector<int>;
+using Labels = std::vector<std::string>;
+
+// Record indices of a model's variables: three factors, two covariates.
+constexpr int kA = 4;
+constexpr int kB = 2;
+constexpr int kC = 9;
+constexpr int kX = 1;
+constexpr int kY = 7;
+const Ints kVariables = {kA, kB, kC, kX, kY};
+
+QvRegrParameter SomeParameter() {
+  QvRegrParameter parameter;
+  parameter.AddFactor(5, 2, 0);
+  parameter.AddCovariate(4, 1);
+  parameter.SetEffectIndex(3);
+  parameter.SetTargetCategory(1);
+  return parameter;
+}
+
+TEST(QvRegrParameter, ByDefaultIsAnInterceptWithoutEffectOrTarget) {
+  const QvRegrParameter parameter;
+  EXPECT_TRUE(parameter.IsIntercept());
+  EXPECT_EQ(parameter.GetNFactors(), 0);
+  EXPECT_EQ(parameter.GetNCovariates(), 0);
+  EXPECT_EQ(parameter.GetNCovariateMult(), 0);
+  EXPECT_EQ(parameter.GetEffectIndex(), -1);
+  EXPECT_EQ(parameter.GetTargetCategory(), -1);
+}
+
+TEST(QvRegrParameter, FactorsStandInTheOrderOfTheirNestingLevels) {
+  QvRegrParameter parameter;
+  EXPECT_TRUE(parameter.AddFactor(5, 2, 0));
+  EXPECT_TRUE(parameter.AddFactor(7, 1, 1));
+  EXPECT_TRUE(parameter.AddFactor(9, 0, 0));
+  EXPECT_EQ(parameter.GetFactors(), (Ints{5, 9, 7}));
+  EXPECT_EQ(parameter.GetCategories(), (Ints{2, 0, 1}));
+  EXPECT_EQ(parameter.GetFactorNestLevels(), (Ints{0, 0, 1}));
+  EXPECT_EQ(parameter.GetNFactors(), 3);
+}
+
+TEST(QvRegrParameter, AFactorAlreadyPresentIsRefused) {
+  QvRegrParameter parameter;
+  parameter.AddFactor(5, 2, 0);
+  const QvRegrParameter before = parameter;
+  EXPECT_FALSE(parameter.AddFactor(5, 1, 1));
+  EXPECT_TRUE(parameter == before);
+}
+
+TEST(QvRegrParameter, ANegativeFactorOrLevelIsRefused) {
+  QvRegrParameter parameter;
+  EXPECT_FALSE(parameter.AddFactor(-1, 0, 0));
+  EXPECT_FALSE(parameter.AddFactor(3, 0, -1));
+  EXPECT_TRUE(parameter.IsIntercept());
+  EXPECT_TRUE(parameter.AddFactor(0, 0, 0));
+}
+
+TEST(QvRegrParameter, CategoriesAreNotChecked) {
+  QvRegrParameter parameter;
+  EXPECT_TRUE(parameter.AddFactor(3, -4, 0));
+  EXPECT_EQ(parameter.GetCategories(), (Ints{-4}));
+}
+
+TEST(QvRegrParameter, ContainsFactorAnswersTheCategoryOrTheValueForNone) {
+  QvRegrParameter parameter;
+  parameter.AddFactor(5, 2, 0);
+  parameter.AddFactor(6, -1, 0);
+  EXPECT_EQ(parameter.ContainsFactor(5, -1), 2);
+  EXPECT_EQ(parameter.ContainsFactor(6, 99), -1);
+  EXPECT_EQ(parameter.ContainsFactor(8, -1), -1);
+  EXPECT_EQ(parameter.ContainsFactor(8, 99), 99);
+}
+
+TEST(QvRegrParameter, ACovariateAddedAgainGainsMultiplicity) {
+  QvRegrParameter parameter;
+  EXPECT_EQ(parameter.AddCovariate(4, 1), 1);
+  EXPECT_EQ(parameter.AddCovariate(4, 2), 3);
+  EXPECT_EQ(parameter.GetCovariates(), (Ints{4}));
+  EXPECT_EQ(parameter.GetCovariateMultiplicities(), (Ints{3}));
+  EXPECT_EQ(parameter.GetCovariateMult(4), 3);
+  EXPECT_EQ(parameter.GetNCovariates(), 1);
+}
+
+TEST(QvRegrParameter, ACovariateWithoutMultiplicityIsRefused) {
+  QvRegrParameter parameter;
+  EXPECT_EQ(parameter.AddCovariate(4, 0), 0);
+  EXPECT_EQ(parameter.AddCovariate(4, -1), 0);
+  EXPECT_EQ(parameter.AddCovariate(-1, 1), 0);
+  EXPECT_TRUE(parameter.IsIntercept());
+}
+
+TEST(QvRegrParameter, CovariatesStandInTheOrderAdded) {
+  QvRegrParameter parameter;
+  parameter.AddCovariate(9, 2);
+  parameter.AddCovariate(3, 1);
+  EXPECT_EQ(parameter.GetCovariates(), (Ints{9, 3}));
+  EXPECT_EQ(parameter.GetCovariateMultiplicities(), (Ints{2, 1}));
+  EXPECT_EQ(parameter.GetNCovariateMult(), 3);
+  EXPECT_EQ(parameter.GetCovariateMult(5), 0);
+}
+
+TEST(QvRegrParameter, WithAFactorOrACovariateIsNoIntercept) {
+  QvRegrParameter byFactor;
+  byFactor.AddFactor(0, 0, 0);
+  QvRegrParameter byCovariate;
+  byCovariate.AddCovariate(0, 1);
+  EXPECT_FALSE(byFactor.IsIntercept());
+  EXPECT_FALSE(byCovariate.IsIntercept());
+}
+
+TEST(QvRegrParameter, CategoriesAreWrittenInPlace) {
+  QvRegrParameter parameter;
+  parameter.AddFactor(5, 0, 0);
+  parameter.GetCategories()[0] = 3;
+  EXPECT_EQ(parameter.ContainsFactor(5, -1), 3);
+}
+
+TEST(QvRegrParameter, ANegativeEffectIndexIsIgnored) {
+  QvRegrParameter parameter;
+  parameter.SetEffectIndex(-3);
+  EXPECT_EQ(parameter.GetEffectIndex(), -1);
+  parameter.SetEffectIndex(0);
+  EXPECT_EQ(parameter.GetEffectIndex(), 0);
+  parameter.SetEffectIndex(-3);
+  EXPECT_EQ(parameter.GetEffectIndex(), 0);
+}
+
+TEST(QvRegrParameter, AnyTargetCategoryIsStored) {
+  QvRegrParameter parameter;
+  parameter.SetTargetCategory(4);
+  EXPECT_EQ(parameter.GetTargetCategory(), 4);
+  parameter.SetTargetCategory(-2);
+  EXPECT_EQ(parameter.GetTargetCategory(), -2);
+}
+
+TEST(QvRegrParameter, SetupFromEffectTakesFactorsByLevelAndCovariates) {
+  QvModelEffect effect(3, 2, &kVariables);
+  effect.AddNewFactor(kA, false);
+  effect.AddNewFactor(kC, false);
+  effect.AddNewFactor(kB, true);  // Levels: A 1, B 0, C 1.
+  effect.AddCovariate(kY);
+  effect.AddCovariate(kX);
+  effect.AddCovariate(kY);
+  QvRegrParameter parameter;
+  EXPECT_TRUE(parameter.SetupFromEffect(effect, 2, 6));
+  EXPECT_EQ(parameter.GetFactors(), (Ints{kB, kA, kC}));
+  EXPECT_EQ(parameter.GetFactorNestLevels(), (Ints{0, 1, 1}));
+  EXPECT_EQ(parameter.GetCategories(), (Ints{6, 6, 6}));
+  EXPECT_EQ(parameter.GetCovariates(), (Ints{kX, kY}));
+  EXPECT_EQ(parameter.GetCovariateMultiplicities(), (Ints{1, 2}));
+  EXPECT_EQ(parameter.GetEffectIndex(), 2);
+}
+
+TEST(QvRegrParameter, SetupFromEffectReplacesEverythingButTheTarget) {
+  QvModelEffect effect(3, 2, &kVariables);
+  effect.AddCovariate(kX);
+  QvRegrParameter parameter = SomeParameter();
+  EXPECT_TRUE(parameter.SetupFromEffect(effect, 0, 0));
+  EXPECT_EQ(parameter.GetNFactors(), 0);
+  EXPECT_TRUE(parameter.GetCategories().empty());
+  EXPECT_TRUE(parameter.GetFactorNestLevels().empty());
+  EXPECT_EQ(parameter.GetCovariates(), (Ints{kX}));
+  EXPECT_EQ(parameter.GetEffectIndex(), 0);
+  EXPECT_EQ(parameter.GetTargetCategory(), 1);
+}
+
+TEST(QvRegrParameter, SetupFromEffectRefusesTheIntercept) {
+  QvRegrParameter parameter = SomeParameter();
+  EXPECT_FALSE(parameter.SetupFromEffect(QvModelEffect(3, 2, &kVariables), 0, 0));
+  EXPECT_TRUE(parameter == SomeParameter());
+}
+
+TEST(QvRegrParameter, SetupFromEffectRefusesANegativeIndex) {
+  QvModelEffect effect(3, 2, &kVariables);
+  effect.AddNewFactor(kA, false);
+  QvRegrParameter parameter = SomeParameter();
+  EXPECT_FALSE(parameter.SetupFromEffect(effect, -1, 0));
+  EXPECT_TRUE(parameter == SomeParameter());
+}
+
+TEST(QvRegrParameter, EqualityComparesEveryField) {
+  const QvRegrParameter parameter = SomeParameter();
+  EXPECT_TRUE(parameter == SomeParameter());
+
+  QvRegrParameter other = parameter;
+  other.GetCategories()[0] = 0;
+  EXPECT_FALSE(parameter == other);
+  other = parameter;
+  other.AddFactor(8, 0, 0);
+  EXPECT_FALSE(parameter == other);
+  other = parameter;
+  other.AddCovariate(4, 1);
+  EXPECT_FALSE(parameter == other);
+  other = parameter;
+  other.AddCovariate(8, 1);
+  EXPECT_FALSE(parameter == other);
+  other = parameter;
+  other.SetEffectIndex(4);
+  EXPECT_FALSE(parameter == other);
+  other = parameter;
+  other.SetTargetCategory(0);
+  EXPECT_FALSE(parameter == other);
+
+  QvRegrParameter atLevelOne;
+  atLevelOne.AddFactor(5, 2, 1);
+  QvRegrParameter atLevelZero;
+  atLevelZero.AddFactor(5, 2, 0);
+  EXPECT_FALSE(atLevelOne == atLevelZero);
+}
+
+TEST(QvRegrParameter, CopiesAreIndependent) {
+  QvRegrParameter original = SomeParameter();
+  const QvRegrParameter copy(original);
+  QvRegrParameter assigned;
+  assigned = original;
+  original.AddFactor(8, 1, 1);
+  original.AddCovariate(4, 1);
+  EXPECT_TRUE(copy == SomeParameter());
+  EXPECT_TRUE(assigned == SomeParameter());
+}
+
+TEST(QvRegrParameter, DisplayPrintsFactorsAndCovariates) {
+  const std::string output = qvtest::OutputOf([] { SomeParameter().Display(); });
+  EXPECT_EQ(qvtest::LineLabels(output),
+            (Labels{"Begin QvRegrParameter object display.", "The factors", "Categories",
+                    "Factor nesting levels", "Covariates", "Covariate multiplicities",
+                    "Index of the effect", "Target category", "End QvRegrParameter object display.",
+                    ""}));
+  EXPECT_NE(output.find("Index of the effect: 3\n"), std::string::npos);
+  EXPECT_NE(output.find("Target category: 1\n"), std::string::npos);
+}
+
+TEST(QvRegrParameter, DisplayNamesWhatIsAbsent) {
+  EXPECT_EQ(qvtest::OutputOf([] { QvRegrParameter().Display(); }),
+            "Begin QvRegrParameter object display.\n"
+            "No factors are present.\n"
+            "No covariates are present.\n"
+            "Index of the effect: -1\n"
+            "End QvRegrParameter object display.\n\n");
+}
+
+TEST(QvRegrParameter, DisplayPrintsTargetCategoryZeroAndHidesNegativeOnes) {
+  QvRegrParameter parameter;
+  parameter.SetTargetCategory(0);
+  EXPECT_NE(qvtest::OutputOf([&] { parameter.Display(); }).find("Target category: 0\n"),
+            std::string::npos);
+  parameter.SetTargetCategory(-2);
+  EXPECT_EQ(qvtest::OutputOf([&] { parameter.Display(); }).find("Target category"),
+            std::string::npos);
+}
+
+}  // namespace

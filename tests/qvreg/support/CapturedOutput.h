@@ -1,0 +1,29 @@
+#pragma once
+
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace qvtest {
+
+/// What `action` prints to standard output.
+template <typename Action>
+[[nodiscard]] std::string OutputOf(Action&& action) {
+  testing::internal::CaptureStdout();
+  std::forward<Action>(action)();
+  return testing::internal::GetCapturedStdout();
+}
+
+/// The label of every printed line: its text up to the first colon, or the whole line.
+[[nodiscard]] inline std::vector<std::string> LineLabels(const std::string& output) {
+  std::vector<std::string> labels;
+  std::istringstream lines(output);
+  for (std::string line; std::getline(lines, line);)
+    labels.push_back(line.substr(0, line.find(':')));
+  return labels;
+}
+
+}  // namespace qvtest

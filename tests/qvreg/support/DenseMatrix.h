@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "qvreg/common/QvBitSet.h"
+#include "qvreg/common/QvSymMatrix.h"
+
+namespace qvtest {
+
+/// A plain rectangular matrix in long double, against which the packed matrices are checked.
+class DenseMatrix {
+ public:
+  DenseMatrix(int rows, int columns);
+  /// Every element of a symmetric matrix, both triangles.
+  explicit DenseMatrix(const QvCommon::QvSymMatrix& matrix);
+  static DenseMatrix Identity(int order);
+
+  [[nodiscard]] int Rows() const { return rows_; }
+  [[nodiscard]] int Columns() const { return columns_; }
+  [[nodiscard]] long double operator()(int i, int j) const { return elements_[IndexOf(i, j)]; }
+  [[nodiscard]] long double& operator()(int i, int j) { return elements_[IndexOf(i, j)]; }
+
+  [[nodiscard]] DenseMatrix Transposed() const;
+  [[nodiscard]] DenseMatrix operator*(const DenseMatrix& other) const;
+  /// The rows and columns whose bit is set.
+  [[nodiscard]] DenseMatrix Block(const QvCommon::QvBitSet& keep) const;
+  /// The inverse, by Gauss-Jordan elimination with row exchanges.
+  [[nodiscard]] DenseMatrix Inverse() const;
+  /// The largest absolute element.
+  [[nodiscard]] double Largest() const;
+  /// The largest absolute difference to a matrix of the same shape.
+  [[nodiscard]] double LargestDifference(const DenseMatrix& other) const;
+
+ private:
+  [[nodiscard]] std::size_t IndexOf(int i, int j) const {
+    return static_cast<std::size_t>(i) * static_cast<std::size_t>(columns_) +
+           static_cast<std::size_t>(j);
+  }
+
+  int rows_;
+  int columns_;
+  std::vector<long double> elements_;
+};
+
+}  // namespace qvtest

@@ -1,0 +1,63 @@
+#include "tests/qvreg/support/ModelOnTables.h"
+
+#include <stdexcept>
+
+#include "qvreg/data/QvCancelInfo.h"
+#include "qvreg/settings/QvModelEffect.h"
+#include "qvreg/settings/QvRegrParameter.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
+
+namespace qvtest {
+namespace {
+
+constexpr int kNone = -1;
+
+/// The model's effects, the intercept first when it is used.
+std::vector<QvModelEffect> EffectsOf(const QvRegSettings& settings) {
+  std::vector<QvModelEffect> effects = settings.GetModelEffects();
+  if (settings.GetInterceptUse()) effects.insert(effects.begin(), QvModelEffect());
+  return effects;
+}
+
+}  // namespace
+
+ModelOnTables::ModelOnTables(const QvRegSettings& settings,
+                             const std::vector<std::vector<double>>& rows)
+    : tables(settings.GetFactors(), settings.GetFactorSizes(), settings.GetFrequencyWeightVar(),
+             kNone, 0, 0, kNone, 0.0, QvConst::QvOffsetNone),
+      model(settings),
+      records_(MakeRecords(rows)) {
+  std::vector<std::vector<int>> effectFactors;
+  std::vector<QvRegrParameter> effectParameters;
+  for (const QvModelEffect& effect : EffectsOf(settings)) {
+    effectFactors.push_back(effect.GetFactors());
+    QvRegrParameter& parameter = effectParameters.emplace_back();
+    parameter.SetupFromEffect(effect, static_cast<int>(effectFactors.size()) - 1, 0);
+  }
+  tables.SetModelEffectFactors(effectFactors, settings.GetFactors());
+  tables.SetCovariates({settings.GetDependent()});
+  tables.SetRegrWeightVar(settings.GetRegrWeightVar());
+  for (const QvCommon::Record& record : records_) tables.UpdateAll(record);
+  tables.CreateParameterIndices();
+  model.Initialize(tables);
+  if (!model.CreateParameters(effectParameters).IsOK()) throw std::runtime_error("no parameters");
+  model.SetScale(tables.GetTotalWeight());
+  model.SetDependentMean(tables.GetCovariateMeans().back());
+}
+
+void ModelOnTables::AddRecords() {
+  for (const QvCommon::Record& record : records_) {
+    if (!model.AddRecord(record.GetAll())) throw std::runtime_error("a record was refused");
+  }
+}
+
+QvCommon::QvStatus ModelOnTables::Fit() {
+  AddRecords();
+  QvCancelInfo cancel;
+  const QvCommon::QvStatus status = model.Sweep(cancel);
+  if (status.IsError()) return status;
+  for (const QvCommon::Record& record : records_) model.ResidualStep(record.GetAll());
+  return model.Fit();
+}
+
+}  // namespace qvtest
