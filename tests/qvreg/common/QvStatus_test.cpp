@@ -110,5 +110,37 @@ TEST(QvStatus, CopiesCarryTheAttachedNumbers) {
   EXPECT_EQ(value, 2.5);
 }
 
+TEST(QvStatus, IsIdenticalOnlyWithTheSameNumbersAttached) {
+  QvStatus status(316, false);
+  status.SetDiscreteDatum(1, 7);
+  status.SetScaleDatum(1, 2.5);
+  QvStatus other(316, false);
+  EXPECT_FALSE(status.IsIdenticalTo(other));
+  other.SetDiscreteDatum(1, 7);
+  EXPECT_FALSE(status.IsIdenticalTo(other));
+  other.SetScaleDatum(1, 2.5);
+  EXPECT_TRUE(status.IsIdenticalTo(other));
+  EXPECT_TRUE(other.IsIdenticalTo(status));
+  other.SetDiscreteDatum(1, 8);
+  EXPECT_FALSE(status.IsIdenticalTo(other));
+  EXPECT_TRUE(status == other) << "equality looks at code and flag only";
+}
+
+TEST(QvStatus, IsNotIdenticalToOneOfAnotherCodeOrFlag) {
+  EXPECT_TRUE(QvStatus().IsIdenticalTo(QvStatus()));
+  EXPECT_TRUE(QvStatus(319, true).IsIdenticalTo(QvStatus(319, true)));
+  EXPECT_FALSE(QvStatus(319, true).IsIdenticalTo(QvStatus(319, false)));
+  EXPECT_FALSE(QvStatus(319, true).IsIdenticalTo(QvStatus(318, true)));
+}
+
+TEST(QvStatus, AnAttachedZeroIsNotTheSameAsNothingAttached) {
+  QvStatus zero(305, false);
+  zero.SetDiscreteDatum(0, 0);
+  EXPECT_FALSE(zero.IsIdenticalTo(QvStatus(305, false)));
+  QvStatus elsewhere(305, false);
+  elsewhere.SetDiscreteDatum(1, 0);
+  EXPECT_FALSE(zero.IsIdenticalTo(elsewhere));
+}
+
 }  // namespace
 }  // namespace QvCommon

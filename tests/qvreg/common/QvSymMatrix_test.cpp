@@ -255,5 +255,47 @@ TEST(QvSymMatrix, WithoutMemoryForCompensationSumsPlainly) {
   EXPECT_EQ(LowerRows(matrix), (Rows{{1}, {2, 4}}));
 }
 
+TEST(QvSymMatrix, SetOuterProductReplacesEveryElement) {
+  QvSymMatrix matrix = SymMatrixOf({{9}, {9, 9}, {9, 9, 9}});
+  EXPECT_TRUE(matrix.SetOuterProduct({2, 0, -3}));
+  EXPECT_EQ(LowerRows(matrix), (Rows{{4}, {0, 0}, {-6, 0, 9}}));
+}
+
+TEST(QvSymMatrix, SetOuterProductRefusesAnotherLengthAndChangesNothing) {
+  QvSymMatrix matrix = SymMatrixOf({{1}, {2, 3}});
+  EXPECT_FALSE(matrix.SetOuterProduct({1}));
+  EXPECT_FALSE(matrix.SetOuterProduct({1, 2, 3}));
+  EXPECT_EQ(LowerRows(matrix), (Rows{{1}, {2, 3}}));
+}
+
+TEST(QvSymMatrix, AddMatrixAddsAMultiple) {
+  QvSymMatrix matrix = SymMatrixOf({{1}, {2, 3}});
+  const QvSymMatrix other = SymMatrixOf({{10}, {20, 30}});
+  EXPECT_TRUE(matrix.AddMatrix(other, -0.5));
+  EXPECT_EQ(LowerRows(matrix), (Rows{{-4}, {-8, -12}}));
+  EXPECT_EQ(LowerRows(other), (Rows{{10}, {20, 30}}));
+}
+
+TEST(QvSymMatrix, AddMatrixRefusesAnotherOrderAndChangesNothing) {
+  QvSymMatrix matrix = SymMatrixOf({{1}, {2, 3}});
+  EXPECT_FALSE(matrix.AddMatrix(QvSymMatrix(1), 1.0));
+  EXPECT_FALSE(matrix.AddMatrix(QvSymMatrix(3), 1.0));
+  EXPECT_EQ(LowerRows(matrix), (Rows{{1}, {2, 3}}));
+}
+
+TEST(QvSymMatrix, AnOuterProductAddedIsADenseUpdate) {
+  std::mt19937 random(7);
+  for (int order = 1; order <= 19; ++order) {
+    const DesignRow row = RandomRow(order, order, random);
+    QvSymMatrix direct(order);
+    direct.UpdateXX(row.dense, 0.75);
+    QvSymMatrix product(order);
+    ASSERT_TRUE(product.SetOuterProduct(row.dense));
+    QvSymMatrix sum(order);
+    ASSERT_TRUE(sum.AddMatrix(product, 0.75));
+    EXPECT_LE(DenseMatrix(sum).LargestDifference(DenseMatrix(direct)), 1e-14) << order;
+  }
+}
+
 }  // namespace
 }  // namespace QvCommon

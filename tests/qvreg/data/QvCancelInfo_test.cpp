@@ -100,6 +100,41 @@ TEST(QvCancelInfo, AnotherHostKeepsTheRunCancelled) {
   EXPECT_TRUE(info.WillCancel());
 }
 
+TEST(QvCancelInfo, StopRequestedKeepsTheHostsYesAndAsksNoMore) {
+  ScriptedHost host({false, true, false});
+  QvCancelInfo info(&host);
+  EXPECT_FALSE(info.StopRequested());
+  EXPECT_FALSE(info.IsFlagSet());
+  EXPECT_TRUE(info.StopRequested());
+  EXPECT_TRUE(info.IsFlagSet());
+  EXPECT_TRUE(info.StopRequested());
+  EXPECT_EQ(host.willCancelCalls, 2U);
+  EXPECT_EQ(host.cancelCalls, 0U);
+}
+
+TEST(QvCancelInfo, StopRequestedWithoutAHostFollowsTheFlag) {
+  QvCancelInfo info;
+  EXPECT_FALSE(info.StopRequested());
+  info.SetCancel();
+  EXPECT_TRUE(info.StopRequested());
+}
+
+TEST(QvCancelInfo, IsFlagSetNeverAsksTheHost) {
+  ScriptedHost host({true, true});
+  QvCancelInfo info(&host);
+  EXPECT_FALSE(info.IsFlagSet());
+  info.SetCancel();
+  EXPECT_TRUE(info.IsFlagSet());
+  EXPECT_EQ(host.cancelCalls + host.willCancelCalls, 0U);
+}
+
+TEST(QvCancelInfo, IsCancelRaisesTheFlag) {
+  ScriptedHost host({true});
+  QvCancelInfo info(&host);
+  EXPECT_TRUE(info.IsCancel());
+  EXPECT_TRUE(info.IsFlagSet());
+}
+
 TEST(QvCancelInfo, CopiesCarryHostAndFlag) {
   ScriptedHost host({});
   QvCancelInfo original(&host);

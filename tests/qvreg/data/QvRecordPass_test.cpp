@@ -87,9 +87,9 @@ struct Outcome {
   std::vector<QvRecordVerdict> verdicts;
 };
 
-Outcome RunPass(JournalIterator& iter, const QvCancelInfo& cancel,
-                const QvRegRecordValidator& validator) {
-  QvRecordPass pass(iter, cancel, validator, kMissingRecord);
+Outcome RunPass(JournalIterator& iter, QvCancelInfo& cancel, const QvRegRecordValidator& validator,
+                const QvRecordPassEnds& ends = {}) {
+  QvRecordPass pass(iter, cancel, validator, ends);
   Outcome outcome;
   outcome.status = pass.Run([&outcome](const Record& record, QvRecordVerdict verdict, QvStatus&) {
     outcome.values.push_back(record[0]);
@@ -99,10 +99,17 @@ Outcome RunPass(JournalIterator& iter, const QvCancelInfo& cancel,
   return outcome;
 }
 
+/// The same without a cancel flag of the caller's.
+Outcome RunPass(JournalIterator& iter, QvQueryCancel* host, const QvRegRecordValidator& validator,
+                const QvRecordPassEnds& ends = {}) {
+  QvCancelInfo cancel(host);
+  return RunPass(iter, cancel, validator, ends);
+}
+
 Outcome RunPass(const std::vector<double>& values, QvConst::QvVariableType type) {
   Journal journal;
   JournalIterator iter(journal, values);
-  return RunPass(iter, QvCancelInfo(), ValidatorFor(type));
+  return RunPass(iter, nullptr, ValidatorFor(type));
 }
 
 TEST(QvRecordPass, HandsOverEveryRecordInOrder) {
@@ -118,7 +125,7 @@ TEST(QvRecordPass, ReadsTheDataFromTheStartEveryTime) {
   const QvRegRecordValidator validator = ValidatorFor(QvConst::QvVarNone);
   iter.Next();
   for (int time = 0; time < 2; ++time) {
-    EXPECT_EQ(RunPass(iter, QvCancelInfo(), validator).values, (std::vector<double>{1, 2}));
+    EXPECT_EQ(RunPass(iter, nullptr, validator).values, (std::vector<double>{1, 2}));
   }
 }
 
@@ -140,7 +147,7 @@ TEST(QvRecordPass, AsksMoreThenCancelThenNext) {
   JournalIterator iter(journal, {1, 2});
   JournalHost host(journal);
   const QvRegRecordValidator validator = ValidatorFor(QvConst::QvVarCovariate);
-  RunPass(iter, QvCancelInfo(&host), validator);
+  RunPass(iter, &host, validator);
   EXPECT_EQ(journal, (Journal{"new pass", "more?",              // Is there a first record?
                               "more?", "will cancel?", "next",  //
                               "more?", "will cancel?", "next",  //
@@ -151,7 +158,7 @@ TEST(QvRecordPass, WithoutARecordTheHostIsNotAsked) {
   Journal journal;
   JournalIterator iter(journal, {});
   JournalHost host(journal, 0);
-  const Outcome outcome = RunPass(iter, QvCancelInfo(&host), ValidatorFor(QvConst::QvVarCovariate));
+  const Outcome outcome = RunPass(iter, &host, ValidatorFor(QvConst::QvVarCovariate));
   EXPECT_EQ(outcome.status.GetCode(), 307);
   EXPECT_EQ(journal, (Journal{"new pass", "more?"}));
 }
@@ -160,7 +167,7 @@ TEST(QvRecordPass, AHostsStopEndsThePassBeforeTheRecord) {
   Journal journal;
   JournalIterator iter(journal, {1, 2, 3});
   JournalHost host(journal, 1);
-  const Outcome outcome = RunPass(iter, QvCancelInfo(&host), ValidatorFor(QvConst::QvVarCovariate));
+  const Outcome outcome = RunPass(iter, &host, ValidatorFor(QvConst::QvVarCovariate));
   EXPECT_TRUE(outcome.status == QvStatus(1, false));
   EXPECT_EQ(outcome.values, (std::vector<double>{1}));
 }
@@ -176,12 +183,72 @@ TEST(QvRecordPass, ACancelledRunReadsNoRecord) {
   EXPECT_EQ(journal, (Journal{"new pass", "more?", "more?"}));
 }
 
-TEST(QvRecordPass, ARecordAnnouncedButNotDeliveredGivesTheStatusOfThePass) {
+TEST(QvRecordPass, ARecordAnnouncedButNotDeliveredAnswers312) {
   Journal journal;
   JournalIterator iter(journal, {1, 2, 3}, 1);
-  const Outcome outcome = RunPass(iter, QvCancelInfo(), ValidatorFor(QvConst::QvVarCovariate));
+  const Outcome outcome = RunPass(iter, nullptr, ValidatorFor(QvConst::QvVarCovariate));
   EXPECT_TRUE(outcome.status == QvStatus(kMissingRecord, false));
   EXPECT_EQ(outcome.values, (std::vector<double>{1}));
+}
+
+const QvRecordPassEnds kOwnEnds{{401, false}, {402, false}, {403, false}};
+
+TEST(QvRecordPass, ACallerMayNameItsOwnEndOfAnEmptyPass) {
+  Journal journal;
+  JournalIterator iter(journal, {});
+  const Outcome outcome = RunPass(iter, nullptr, ValidatorFor(QvConst::QvVarCovariate), kOwnEnds);
+  EXPECT_TRUE(outcome.status == QvStatus(401, false));
+}
+
+TEST(QvRecordPass, ACallerMayNameItsOwnEndOfACancelledPass) {
+  Journal journal;
+  JournalIterator iter(journal, {1, 2});
+  JournalHost host(journal, 1);
+  const Outcome outcome = RunPass(iter, &host, ValidatorFor(QvConst::QvVarCovariate), kOwnEnds);
+  EXPECT_TRUE(outcome.status == QvStatus(402, false));
+  EXPECT_EQ(outcome.values, (std::vector<double>{1}));
+}
+
+TEST(QvRecordPass, ACallerMayNameItsOwnEndForAMissingRecord) {
+  Journal journal;
+  JournalIterator iter(journal, {1, 2}, 1);
+  const Outcome outcome = RunPass(iter, nullptr, ValidatorFor(QvConst::QvVarCovariate), kOwnEnds);
+  EXPECT_TRUE(outcome.status == QvStatus(403, false));
+}
+
+TEST(QvRecordPass, AnEndMayBeSuccess) {
+  const QvRecordPassEnds quiet{{}, {}, {}};
+  Journal journal;
+  JournalIterator empty(journal, {});
+  EXPECT_TRUE(RunPass(empty, nullptr, ValidatorFor(QvConst::QvVarNone), quiet).status.IsOK());
+  JournalIterator iter(journal, {1, 2});
+  JournalHost host(journal, 1);
+  EXPECT_TRUE(RunPass(iter, &host, ValidatorFor(QvConst::QvVarNone), quiet).status.IsOK());
+}
+
+TEST(QvRecordPass, KeepsTheHostsYesInTheCancelInfo) {
+  Journal journal;
+  JournalIterator iter(journal, {1, 2});
+  JournalHost host(journal, 0);
+  QvCancelInfo cancel(&host);
+  RunPass(iter, cancel, ValidatorFor(QvConst::QvVarCovariate));
+  EXPECT_TRUE(cancel.IsFlagSet()) << "the host said yes once only";
+}
+
+TEST(QvRecordPass, TellsWhatTheIteratorAnsweredToTheNewPass) {
+  Journal journal;
+  JournalIterator full(journal, {1});
+  JournalIterator empty(journal, {});
+  QvCancelInfo cancel;
+  const QvRegRecordValidator validator = ValidatorFor(QvConst::QvVarCovariate);
+  const auto ignore = [](const Record&, QvRecordVerdict, QvStatus&) { return true; };
+  QvRecordPass good(full, cancel, validator);
+  EXPECT_EQ(good.GetNewPassResult(), QvCommon::kIterOk) << "before any pass";
+  good.Run(ignore);
+  EXPECT_EQ(good.GetNewPassResult(), QvCommon::kIterOk);
+  QvRecordPass bad(empty, cancel, validator);
+  bad.Run(ignore);
+  EXPECT_EQ(bad.GetNewPassResult(), QvCommon::kIterEndOfData);
 }
 
 TEST(QvRecordPass, AnErrorOfTheValidatorEndsThePass) {
@@ -196,9 +263,9 @@ TEST(QvRecordPass, AnErrorOfTheValidatorEndsThePass) {
 TEST(QvRecordPass, TheCallerMayEndThePassWithItsOwnStatus) {
   Journal journal;
   JournalIterator iter(journal, {1, 2, 3});
-  const QvCancelInfo cancel;
+  QvCancelInfo cancel;
   const QvRegRecordValidator validator = ValidatorFor(QvConst::QvVarCovariate);
-  QvRecordPass pass(iter, cancel, validator, kMissingRecord);
+  QvRecordPass pass(iter, cancel, validator);
   int calls = 0;
   const QvStatus status = pass.Run([&calls](const Record&, QvRecordVerdict, QvStatus& own) {
     own = QvStatus(305, false);

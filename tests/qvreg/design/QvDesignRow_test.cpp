@@ -1,5 +1,7 @@
 #include "qvreg/design/QvDesignRow.h"
 
+#include <cmath>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -33,8 +35,11 @@ class QvDesignRowTest : public ::testing::Test {
     tables_.UpdateAll(MakeRecord({0}));
     tables_.UpdateAll(MakeRecord({2}));
     tables_.CreateParameterIndices();
-    row_.Setup(tables_, {Covariates({}), Covariates({}), Covariates({{kX, 2}, {kZ, 1}}),
-                         Covariates({{kX, 1}})});
+    row_.Setup(tables_, Effects(), {kX, kZ}, {kX, kZ});
+  }
+
+  static std::vector<QvRegrParameter> Effects() {
+    return {Covariates({}), Covariates({}), Covariates({{kX, 2}, {kZ, 1}}), Covariates({{kX, 1}})};
   }
 
   bool Expand(const std::vector<double>& values) { return row_.Expand(values.data()); }
@@ -91,6 +96,52 @@ TEST_F(QvDesignRowTest, UnscatterClearsWhatScatterWrote) {
   std::vector<double> dense = Dense();
   row_.Unscatter(dense);
   EXPECT_EQ(dense, std::vector<double>(7, 0.0));
+}
+
+TEST_F(QvDesignRowTest, ReadsEachCovariateAtItsPosition) {
+  // A stored row: x behind z, neither at its place in a record.
+  row_.Setup(tables_, Effects(), {kZ, kX}, {3, 4});
+  const std::vector<double> stored{2, -1, -1, 5, 3};
+  EXPECT_TRUE(row_.Expand(stored.data()));
+  EXPECT_EQ(Dense(), (std::vector<double>{1, 0, 1, 45, 0, 3, 0}));
+}
+
+TEST_F(QvDesignRowTest, ExpandsARowOfKnownParametersWithoutItsFactors) {
+  row_.Setup(tables_, Effects(), {kX, kZ}, {0, 1});
+  const std::vector<double> stored{3, 5};
+  row_.ExpandIndices(stored.data(), {0, 2, 3, 5});
+  EXPECT_EQ(row_.GetCount(), 4);
+  EXPECT_EQ(Dense(), (std::vector<double>{1, 0, 1, 45, 0, 3, 0}));
+}
+
+TEST_F(QvDesignRowTest, AKnownParameterOfMinusOneIsLeftOut) {
+  const std::vector<double> values{1, 3, 5};
+  row_.ExpandIndices(values.data(), {0, kNone, 3, kNone});
+  EXPECT_EQ(row_.GetCount(), 2);
+  EXPECT_EQ(Dense(), (std::vector<double>{1, 0, 0, 45, 0, 0, 0}));
+}
+
+TEST_F(QvDesignRowTest, AZeroIsLeftOutOfAKnownRowAndANaNIsNot) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const std::vector<double> values{0, 0, nan};
+  row_.ExpandIndices(values.data(), {0, 1, 3, 4});
+  ASSERT_EQ(row_.GetCount(), 3) << "0^2 x NaN is not a number";
+  EXPECT_EQ(row_.GetIndices()[2], 3);
+  EXPECT_TRUE(std::isnan(row_.GetValues()[2]));
+}
+
+TEST_F(QvDesignRowTest, TellsTheValueOfOneEffect) {
+  const std::vector<double> values{0, 3, 5};
+  EXPECT_EQ(row_.EffectValue(0, values.data()), 1.0);
+  EXPECT_EQ(row_.EffectValue(1, values.data()), 1.0);
+  EXPECT_EQ(row_.EffectValue(2, values.data()), 45.0);
+  EXPECT_EQ(row_.EffectValue(3, values.data()), 3.0);
+}
+
+TEST_F(QvDesignRowTest, MultipliesWithOneOfSeveralBlocksOfCoefficients) {
+  Expand({2, 3, 5});
+  // The second block of six: 10 + 30 + 45 x 2 - 3.
+  EXPECT_EQ(row_.InnerProduct({9, 9, 9, 9, 9, 9, 10, 1000, 30, 2, 1000, -1}, 6), 127.0);
 }
 
 TEST_F(QvDesignRowTest, ANewRecordReplacesTheRow) {

@@ -147,10 +147,24 @@ TEST(QvFactorCounts, AnswersMinusOneOrNullForAFactorThatIsNotThere) {
 
 TEST(QvFactorCounts, TellsWhichRecordsItWouldCount) {
   const QvFactorCounts counts = TwoFactors();
-  EXPECT_TRUE(counts.AreFactorsInRange(MakeRecord({2, 1})));
-  EXPECT_FALSE(counts.AreFactorsInRange(MakeRecord({3, 1})));
-  EXPECT_FALSE(counts.AreFactorsInRange(MakeRecord({2, 2})));
+  EXPECT_TRUE(counts.IsInRange(MakeRecord({2, 1})));
+  EXPECT_FALSE(counts.IsInRange(MakeRecord({3, 1})));
+  EXPECT_FALSE(counts.IsInRange(MakeRecord({2, 2})));
   EXPECT_EQ(*counts.GetCountsPtr(0), Counts(3)) << "asking counts nothing";
+}
+
+TEST(QvFactorCounts, TellsWhichDependentsItWouldCount) {
+  const QvFactorCounts counts = TwoFactors(kNone, 2, 2);
+  EXPECT_TRUE(counts.IsInRange(MakeRecord({2, 1, 1})));
+  EXPECT_FALSE(counts.IsInRange(MakeRecord({2, 1, 2})));
+  EXPECT_FALSE(counts.IsInRange(MakeRecord({2, 1, -2})));
+  EXPECT_FALSE(counts.IsInRange(MakeRecord({3, 1, 1})));
+  EXPECT_EQ(*counts.GetDependCountsPtr(), Counts(2)) << "asking counts nothing";
+}
+
+TEST(QvFactorCounts, ADependentThatIsNotCountedHasNoRange) {
+  const QvFactorCounts counts = TwoFactors();
+  EXPECT_TRUE(counts.IsInRange(MakeRecord({2, 1, 1000})));
 }
 
 TEST(QvFactorCounts, CopiesAreIndependent) {

@@ -166,4 +166,47 @@ TEST(QvHashtable, DisplayShowsEachBucketNewestFirst) {
                             "8\n", "80\n", "7\n", "70\n", "End of Hashtable.\n"}));
 }
 
+TEST(QvHashtable, ForEachVisitsEveryEntryOnce) {
+  Table table;
+  constexpr int kEntries = 200;
+  for (int i = 0; i < kEntries; ++i) Insert(table, Key({i}, i % 7), i);
+  std::vector<int> visits(kEntries, 0);
+  EXPECT_TRUE(table.ForEach([&visits](const QvHashPair<int>& pair) {
+    EXPECT_EQ(pair.GetKey()[0], pair.GetValue());
+    ++visits.at(static_cast<std::size_t>(pair.GetValue()));
+    return true;
+  }));
+  EXPECT_EQ(visits, std::vector<int>(kEntries, 1));
+}
+
+TEST(QvHashtable, ForEachGoesBucketByBucketNewestFirst) {
+  Table table;
+  for (const int code : {90, 3, 1, 92}) Insert(table, Key(code), code);  // 90 and 92 share buckets
+  std::vector<int> order;
+  table.ForEach([&order](const QvHashPair<int>& pair) {
+    order.push_back(pair.GetValue());
+    return true;
+  });
+  EXPECT_EQ(order, (std::vector<int>{1, 90, 92, 3}));
+}
+
+TEST(QvHashtable, ForEachStopsWhereTheVisitorAnswersFalse) {
+  Table table;
+  for (int i = 0; i < 10; ++i) Insert(table, Key(i), i);
+  int visits = 0;
+  EXPECT_FALSE(table.ForEach([&visits](const QvHashPair<int>&) { return ++visits < 4; }));
+  EXPECT_EQ(visits, 4);
+}
+
+TEST(QvHashtable, ForEachOfAnEmptyTableVisitsNothing) {
+  Table table;
+  int visits = 0;
+  const auto count = [&visits](const QvHashPair<int>&) { return ++visits == 0; };
+  EXPECT_TRUE(table.ForEach(count));
+  Insert(table, Key(1), 1);
+  table.Clear();
+  EXPECT_TRUE(table.ForEach(count));
+  EXPECT_EQ(visits, 0);
+}
+
 }  // namespace

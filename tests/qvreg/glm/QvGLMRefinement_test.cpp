@@ -32,7 +32,7 @@ class QvGLMRefinementTest : public ::testing::Test {
     std::vector<QvRegrParameter> covariates(2);
     covariates[0].AddCovariate(0, 1);
     covariates[1].AddCovariate(1, 1);
-    row_.Setup(tables_, covariates);
+    row_.Setup(tables_, covariates, {0, 1}, {0, 1});
   }
 
   double AddRecord(double x, double z, double y, double w, const Doubles& estimates) {

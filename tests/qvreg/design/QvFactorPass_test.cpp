@@ -1,0 +1,93 @@
+#include "qvreg/design/QvFactorPass.h"
+
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "qvreg/common/Constants.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
+
+namespace {
+
+using QvCommon::QvStatus;
+using qvtest::VectorRecordIter;
+using Rows = std::vector<std::vector<double>>;
+
+constexpr int kA = 0;
+constexpr int kX = 1;
+constexpr int kWeight = 2;
+constexpr double kMissing = QvMV::gMissingValue;
+
+/// A factor A of two categories, a covariate and a frequency weight.
+class QvFactorPassTest : public ::testing::Test {
+ protected:
+  QvFactorPassTest() {
+    tables_.SetModelEffectFactors({{}, {kA}}, {kA});
+    tables_.SetCovariates({kX});
+    validator_.SetRecordInfo(
+        {QvConst::QvVarFactor, QvConst::QvVarCovariate, QvConst::QvVarFreqWeight}, {kA}, {2}, 0);
+  }
+
+  QvStatus Fill(const Rows& rows) {
+    VectorRecordIter iter(qvtest::MakeRecords(rows));
+    QvRecordPass pass(iter, cancel_, validator_);
+    return FillFactorTables(pass, tables_, counts_);
+  }
+
+  QvFactorTables tables_{{kA}, {2}, kWeight, -1, 0, 0, -1, 0.0, QvConst::QvOffsetNone};
+  QvCancelInfo cancel_;
+  QvRegRecordValidator validator_;
+  QvRecordCounts counts_;
+};
+
+TEST_F(QvFactorPassTest, CountsWhatBecameOfEveryRecord) {
+  const QvStatus status = Fill({{0, 1.5, 2},       // used
+                                {1, kMissing, 1},  // missing number
+                                {-1, 3, 1},        // missing category
+                                {1, 3, 0},         // no weight
+                                {1, 3, -2},        // bad weight
+                                {2, 3, 1},         // a code equal to the number of categories
+                                {1, 4.5, 1}});     // used
+  EXPECT_TRUE(status.IsOK());
+  EXPECT_EQ(counts_.fRead, 7);
+  EXPECT_EQ(counts_.fUsed, 2);
+  EXPECT_EQ(counts_.fMissing, 2);
+  EXPECT_EQ(counts_.fBadWeight, 2);
+  EXPECT_EQ(counts_.fOutOfRange, 1);
+}
+
+TEST_F(QvFactorPassTest, OnlyUsedRecordsReachTheTables) {
+  Fill({{0, 1.5, 2}, {1, kMissing, 1}, {1, 3, 0}, {1, 4.5, 1}});
+  EXPECT_EQ(tables_.GetSampleSize(), 2.0);
+  EXPECT_EQ(tables_.GetTotalWeight(), 3.0);
+  EXPECT_EQ(tables_.GetCovariateMeans(), std::vector<double>{2.5});  // (2 x 1.5 + 4.5) / 3
+}
+
+TEST_F(QvFactorPassTest, WithoutARecordAnswers307) {
+  EXPECT_TRUE(Fill({}) == QvStatus(307, false));
+  EXPECT_EQ(counts_.fRead, 0);
+}
+
+TEST_F(QvFactorPassTest, WithoutAUsedRecordAnswers307) {
+  EXPECT_TRUE(Fill({{0, kMissing, 1}, {2, 1, 1}, {0, 1, 0}}) == QvStatus(307, false));
+  EXPECT_EQ(counts_.fRead, 3);
+  EXPECT_EQ(counts_.fUsed, 0);
+}
+
+TEST_F(QvFactorPassTest, AnErrorOfTheValidatorIsTheAnswerAndKeepsTheCounts) {
+  EXPECT_TRUE(Fill({{0, 1, 1}, {0.25, 1, 1}, {0, 1, 1}}) == QvStatus(316, false));
+  EXPECT_EQ(counts_.fRead, 1);
+  EXPECT_EQ(counts_.fUsed, 1);
+}
+
+TEST_F(QvFactorPassTest, AShortRecordAnswers315) {
+  EXPECT_TRUE(Fill({{0, 1, 1}, {0, 1}}) == QvStatus(315, false));
+}
+
+TEST_F(QvFactorPassTest, ACancelledPassAnswers1EvenWithoutAUsedRecord) {
+  cancel_.SetCancel();
+  EXPECT_TRUE(Fill({{0, 1, 1}}) == QvStatus(1, false));
+}
+
+}  // namespace

@@ -1,0 +1,112 @@
+#include "qvreg/design/QvModelDesign.h"
+
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "qvreg/design/QvFactorTables.h"
+#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
+
+namespace {
+
+using qvtest::LinearSettings;
+using qvtest::MakeRecord;
+using Ints = std::vector<int>;
+
+constexpr int kY = 0;
+constexpr int kA = 1;
+constexpr int kB = 2;
+constexpr int kX = 7;
+
+/// B, A crossed with B, a squared covariate and a slope of it by A.
+class QvModelDesignTest : public ::testing::Test {
+ protected:
+  QvModelDesignTest() {
+    settings_.Effect({kB}).Effect({kA, kB}).Effect({}, {kX, kX}).Effect({kA}, {kX});
+  }
+
+  LinearSettings settings_{kY, {{kA, 2}, {kB, 3}}, {kX}};
+};
+
+TEST_F(QvModelDesignTest, PutsTheInterceptFirst) {
+  const QvModelDesign design(settings_.Get());
+  EXPECT_EQ(design.GetEffectFactors(), (std::vector<Ints>{{}, {kB}, {kA, kB}, {}, {kA}}));
+  ASSERT_EQ(design.GetEffectParameters().size(), 5U);
+  EXPECT_TRUE(design.GetEffectParameters()[0].GetFactors().empty());
+  EXPECT_TRUE(design.GetEffectParameters()[0].GetCovariates().empty());
+}
+
+TEST_F(QvModelDesignTest, WithoutAnInterceptStartsWithTheFirstEffect) {
+  settings_.NoIntercept();
+  const QvModelDesign design(settings_.Get());
+  EXPECT_EQ(design.GetEffectFactors(), (std::vector<Ints>{{kB}, {kA, kB}, {}, {kA}}));
+  EXPECT_EQ(design.GetEffectParameters().size(), 4U);
+}
+
+TEST_F(QvModelDesignTest, NumbersTheEffectsAndTellsTheirCovariates) {
+  const QvModelDesign design(settings_.Get());
+  const std::vector<QvRegrParameter>& effects = design.GetEffectParameters();
+  for (std::size_t e = 0; e < effects.size(); ++e) {
+    EXPECT_EQ(effects[e].GetEffectIndex(), static_cast<int>(e));
+  }
+  EXPECT_EQ(effects[2].GetFactors(), (Ints{kA, kB}));
+  EXPECT_EQ(effects[3].GetCovariates(), Ints{kX});
+  EXPECT_EQ(effects[3].GetCovariateMultiplicities(), Ints{2});
+  EXPECT_EQ(effects[4].GetFactors(), Ints{kA});
+  EXPECT_EQ(effects[4].GetCovariateMultiplicities(), Ints{1});
+}
+
+TEST_F(QvModelDesignTest, ARecordReachesToTheLastFactorOrCovariate) {
+  EXPECT_EQ(QvModelDesign(settings_.Get()).GetRecordSize(), kX + 1);
+  EXPECT_EQ(QvModelDesign(LinearSettings(40, {}, {}).Get()).GetRecordSize(), 0)
+      << "the dependent does not count";
+}
+
+TEST_F(QvModelDesignTest, KnowsItsVariables) {
+  EXPECT_TRUE(QvModelDesign(settings_.Get()).AreVariablesKnown());
+}
+
+TEST(QvModelDesign, AnEffectOfAVariableThatTheSettingsDoNotNameIsNoticed) {
+  const Ints strange{kA, kX};
+  QvRegSettings withFactor;
+  withFactor.SetDependent(kY);
+  QvModelEffect factor(1, 1, &strange);
+  ASSERT_TRUE(factor.AddNewFactor(kA, false));
+  ASSERT_TRUE(withFactor.AddModelEffect(factor));
+  EXPECT_FALSE(QvModelDesign(withFactor).AreVariablesKnown());
+
+  QvRegSettings withCovariate;
+  withCovariate.SetDependent(kY);
+  QvModelEffect covariate(1, 1, &strange);
+  ASSERT_GT(covariate.AddCovariate(kX), 0);
+  ASSERT_TRUE(withCovariate.AddModelEffect(covariate));
+  EXPECT_FALSE(QvModelDesign(withCovariate).AreVariablesKnown());
+}
+
+TEST_F(QvModelDesignTest, CreatesAParameterPerLevelCombinationSeen) {
+  const QvModelDesign design(settings_.Get());
+  QvFactorTables tables({kA, kB}, {2, 3}, -1, -1, 0, 0, -1, 0.0, QvConst::QvOffsetNone);
+  tables.SetModelEffectFactors(design.GetEffectFactors(), {kA, kB});
+  tables.UpdateAll(MakeRecord({0, 1, 2}));
+  tables.UpdateAll(MakeRecord({0, 0, 0}));
+  tables.UpdateAll(MakeRecord({0, 1, 0}));
+  tables.CreateParameterIndices();
+  const auto parameters = CreateEffectParameters(tables, design.GetEffectParameters());
+
+  // Intercept; B 0, 2; (A, B) (0, 0), (1, 0), (1, 2); x^2; A 0, 1 by x.
+  ASSERT_EQ(parameters.size(), 9U);
+  const std::vector<int> effects{0, 1, 1, 2, 2, 2, 3, 4, 4};
+  for (std::size_t k = 0; k < parameters.size(); ++k) {
+    EXPECT_EQ(parameters[k].GetEffectIndex(), effects[k]) << k;
+  }
+  EXPECT_EQ(parameters[2].GetCategories(), Ints{2});
+  EXPECT_EQ(parameters[3].GetCategories(), (Ints{0, 0}));
+  EXPECT_EQ(parameters[4].GetCategories(), (Ints{1, 0}));
+  EXPECT_EQ(parameters[5].GetCategories(), (Ints{1, 2}));
+  EXPECT_TRUE(parameters[6].GetCategories().empty());
+  EXPECT_EQ(parameters[8].GetCategories(), Ints{1});
+  EXPECT_EQ(parameters[8].GetCovariates(), Ints{kX});
+}
+
+}  // namespace

@@ -1,0 +1,115 @@
+#include "qvreg/logistic/QvRowPatterns.h"
+
+#include <new>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/qvreg/support/AllocationHooks.h"
+#include "tests/qvreg/support/CapturedDisplay.h"
+
+namespace {
+
+using Doubles = std::vector<double>;
+
+constexpr int kRowSize = 3;
+
+void Append(QvRowPatterns& patterns, double first) {
+  double* row = patterns.AppendRow();
+  for (int i = 0; i < kRowSize; ++i) row[i] = first + i;
+}
+
+Doubles FirstValues(const QvRowPatterns& patterns) {
+  Doubles values;
+  patterns.ForEachRow([&values](const double* row) {
+    EXPECT_EQ(row[1], row[0] + 1);
+    EXPECT_EQ(row[2], row[0] + 2);
+    values.push_back(row[0]);
+    return true;
+  });
+  return values;
+}
+
+TEST(QvRowPatterns, StartsEmpty) {
+  const QvRowPatterns patterns(kRowSize);
+  EXPECT_EQ(patterns.GetRowCount(), 0U);
+  EXPECT_TRUE(patterns.ForEachRow([](const double*) { return false; }));
+}
+
+TEST(QvRowPatterns, KeepsRowsInTheOrderOfTheirArrival) {
+  QvRowPatterns patterns(kRowSize);
+  Doubles expected;
+  for (int i = 0; i < 20000; ++i) {
+    Append(patterns, 10.0 * i);
+    expected.push_back(10.0 * i);
+  }
+  EXPECT_EQ(patterns.GetRowCount(), 20000U);
+  EXPECT_EQ(FirstValues(patterns), expected);
+}
+
+TEST(QvRowPatterns, RowsNeverMove) {
+  QvRowPatterns patterns(kRowSize);
+  std::vector<const double*> places;
+  for (int i = 0; i < 9000; ++i) {
+    places.push_back(patterns.AppendRow());
+  }
+  std::vector<const double*> visited;
+  patterns.ForEachRow([&visited](const double* row) {
+    visited.push_back(row);
+    return true;
+  });
+  EXPECT_EQ(visited, places);
+}
+
+TEST(QvRowPatterns, AWalkEndsWhereTheVisitorAnswersFalse) {
+  QvRowPatterns patterns(kRowSize);
+  for (int i = 0; i < 10; ++i) Append(patterns, i);
+  int visits = 0;
+  EXPECT_FALSE(patterns.ForEachRow([&visits](const double*) { return ++visits < 7; }));
+  EXPECT_EQ(visits, 7);
+}
+
+TEST(QvRowPatterns, AllocatesBlocksAndNotRows) {
+  QvRowPatterns patterns(kRowSize);
+  const long long before = qvtest::AllocationCount();
+  for (int i = 0; i < 100000; ++i) Append(patterns, i);
+  // Blocks of 2, 2, 4, ..., 2048, then of 4096 rows, and what the list of blocks takes to grow.
+  EXPECT_LT(qvtest::AllocationCount() - before, 60);
+}
+
+TEST(QvRowPatterns, FreesWhatItTook) {
+  const long long live = qvtest::LiveAllocations();
+  {
+    QvRowPatterns patterns(kRowSize);
+    for (int i = 0; i < 1000; ++i) Append(patterns, i);
+    EXPECT_GT(qvtest::LiveAllocations(), live);
+  }
+  EXPECT_EQ(qvtest::LiveAllocations(), live);
+}
+
+TEST(QvRowPatterns, WithoutMemoryThrowsAndKeepsItsRows) {
+  QvRowPatterns patterns(kRowSize);
+  Append(patterns, 1);
+  Append(patterns, 4);
+  {
+    const qvtest::AllocationFault fault(1, qvtest::AllocationFault::Extent::kEverAfter);
+    EXPECT_THROW(patterns.AppendRow(), std::bad_alloc);
+  }
+  EXPECT_EQ(patterns.GetRowCount(), 2U);
+  EXPECT_EQ(FirstValues(patterns), (Doubles{1, 4}));
+  Append(patterns, 7);
+  EXPECT_EQ(FirstValues(patterns), (Doubles{1, 4, 7}));
+}
+
+TEST(QvRowPatterns, DisplayPrintsEveryRow) {
+  QvRowPatterns patterns(kRowSize);
+  Append(patterns, 5);
+  Append(patterns, 11);
+  const std::string text = qvtest::CapturedDisplay(patterns);
+  EXPECT_TRUE(
+      qvtest::HoldsInOrder(text, {"QvRowPatterns display start", "fRecordData", "5", "6", "7",
+                                  "fRecordData", "11", "12", "13", "QvRowPatterns display end"}))
+      << text;
+}
+
+}  // namespace

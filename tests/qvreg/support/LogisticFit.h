@@ -1,0 +1,43 @@
+#pragma once
+
+#include <vector>
+
+#include "qvreg/common/QvStatus.h"
+#include "qvreg/common/Record.h"
+#include "qvreg/logistic/QvLogOutputStats.h"
+#include "qvreg/settings/QvLogRegSettings.h"
+#include "tests/qvreg/support/FittedModel.h"
+
+namespace qvtest {
+
+/// What Score answers for a record.
+struct LogisticScore {
+  QvCommon::QvStatus status;
+  /// The value from before the call where Score wrote none.
+  double predicted = -99.0;
+  std::vector<double> probabilities;
+};
+
+/// A logistic model fitted to records through the factory. An operation that fails throws.
+class LogisticFit {
+ public:
+  LogisticFit(QvLogRegSettings& settings, const std::vector<QvCommon::Record>& records);
+
+  [[nodiscard]] IQvRegComponent& Component() { return model_.Component(); }
+  [[nodiscard]] const QvLogOutputStats& Stats() const { return *stats_; }
+  [[nodiscard]] LogisticScore Score(const QvCommon::Record& record);
+
+  /// The probabilities of a record by category code, 0 for one that was not observed.
+  [[nodiscard]] std::vector<double> ProbabilitiesByCode(const QvCommon::Record& record,
+                                                        int nCategories);
+  /// The classification table by category codes, row after row; 0 for those not observed.
+  [[nodiscard]] std::vector<double> TableByCode(int nCategories) const;
+  /// Every number that the statistics answer, to look for one that is not finite.
+  [[nodiscard]] std::vector<double> AllNumbers() const;
+
+ private:
+  FittedModel model_;
+  const QvLogOutputStats* stats_;
+};
+
+}  // namespace qvtest

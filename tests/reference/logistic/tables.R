@@ -1,0 +1,29 @@
+# The tables of the logistic cases that come with R: datasets and MASS.
+#
+#   Rscript tests/reference/logistic/tables.R
+#
+# writes data/NAME.csv. Columns that no case uses are left out.
+
+library(MASS)
+options(stringsAsFactors = FALSE, warn = 2)
+
+script <- sub("^--file=", "", grep("^--file=", commandArgs(FALSE), value = TRUE))
+folder <- file.path(dirname(script), "data")
+
+write_table <- function(name, data) {
+  write.csv(data, file.path(folder, paste0(name, ".csv")), row.names = FALSE, quote = FALSE,
+            na = "", eol = "\n")
+}
+
+write_table("birthwt", birthwt[c("low", "age", "lwt", "race", "smoke", "ptl", "ht", "ui", "ftv")])
+write_table("housing", housing)
+write_table("infert", infert[c("education", "age", "parity", "induced", "case", "spontaneous")])
+
+# One line of cases and one of controls for each group; a group may have none.
+groups <- data.frame(lapply(esoph[c("agegp", "alcgp", "tobgp")], as.character))
+write_table("esoph", rbind(data.frame(outcome = "case", groups, count = esoph$ncases),
+                           data.frame(outcome = "control", groups, count = esoph$ncontrols)))
+
+flowers <- setNames(iris, c("sepal_length", "sepal_width", "petal_length", "petal_width", "species"))
+write_table("iris", flowers)
+write_table("iris_two", subset(flowers, species != "setosa"))
