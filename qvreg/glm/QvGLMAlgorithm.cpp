@@ -164,10 +164,9 @@ QvStatus QvGLMAlgorithm::Score(const Record& record, double& predicted) {
 
 bool QvGLMAlgorithm::ExpandRow(const Record& record, std::vector<double>& row) {
   if (!fModel.HasMatrix() || !HoldsDesign(record)) return false;
-  const bool ok = fModel.ExpandRow(record.GetAll(), row);
-  const int dependent = fSettings.GetDependent();
-  row.back() = dependent < record.Size() ? record[dependent] : QvMV::gMissingValue;
-  return ok;
+  const int var = fSettings.GetDependent();
+  const double dependent = var < record.Size() ? record[var] : QvMV::gMissingValue;
+  return fModel.ExpandRow(record.GetAll(), dependent, row);
 }
 
 void QvGLMAlgorithm::Display() const {

@@ -75,18 +75,20 @@ QvRecordCounts QvGLMComponent::GetRecordCounts() const {
 }
 
 void QvGLMComponent::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, " ");
-  DisplayText(kHeadingLevel, "QvGLMComponent display start");
-  DisplayText(kHeadingLevel, "fCompSettings");
-  fCompSettings.Display();
-  if (fpAlgorithm != nullptr) {
-    DisplayText(kHeadingLevel, "fpAlgorithm");
-    fpAlgorithm->Display();
-  }
-  if (fpOutputStats != nullptr) {
-    DisplayText(kHeadingLevel, "fpOutputStats");
-    fpOutputStats->Display();
-  }
-  DisplayText(kHeadingLevel, "QvGLMComponent display end");
+  GuardDisplay([this] {
+    using namespace QvComponentDisplay;
+    DisplayText(kHeadingLevel, " ");
+    DisplayText(kHeadingLevel, "QvGLMComponent display start");
+    DisplayText(kHeadingLevel, "fCompSettings");
+    fCompSettings.Display();
+    if (fpAlgorithm != nullptr) {
+      DisplayText(kHeadingLevel, "fpAlgorithm");
+      fpAlgorithm->Display();
+    }
+    if (fpOutputStats != nullptr) {
+      DisplayText(kHeadingLevel, "fpOutputStats");
+      fpOutputStats->Display();
+    }
+    DisplayText(kHeadingLevel, "QvGLMComponent display end");
+  });
 }

@@ -161,11 +161,11 @@ QvStatus QvGLMModel::Fit() {
   return {};
 }
 
-bool QvGLMModel::ExpandRow(const double* values, std::vector<double>& row) {
+bool QvGLMModel::ExpandRow(const double* values, double dependent, std::vector<double>& row) {
   const bool ok = fDesignRow.Expand(values);
   row.assign(static_cast<std::size_t>(GetNParameters()) + 1, 0.0);
   fDesignRow.Scatter(row);
-  row.back() = values[fSettings.GetDependent()];
+  row.back() = dependent;
   return ok;
 }
 

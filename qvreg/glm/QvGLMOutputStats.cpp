@@ -5,6 +5,7 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/component/QvOperationGuard.h"
 #include "qvreg/glm/QvGLMAlgorithm.h"
 
 QvGLMOutputStats::QvGLMOutputStats(const QvRegSettings& settings, QvGLMAlgorithm& algorithm)
@@ -63,24 +64,26 @@ bool QvGLMOutputStats::ExpandRow(const QvCommon::Record& record, std::vector<dou
 void QvGLMOutputStats::Cancel() { fpAlgorithm->Cancel(); }
 
 void QvGLMOutputStats::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvGLMOutputStats display start");
-  DisplayText(kHeadingLevel, "fFactorCounts:");
-  fFactorCounts.Display();
-  DisplayDV("fParamEstimates", fParamEstimates, true);
-  DisplayI("fParameters and fParamStats: total model parameters",
-           static_cast<int>(fParameters.size()));
-  for (std::size_t k = 0; k < fParameters.size(); ++k) {
-    fParameters[k].Display();
-    DisplayD("Parameter estimate", fParamStats[k].fEstimate);
-    DisplayB("Redundant", fParamStats[k].fbRedundant);
-  }
-  DisplayD("fTotalFreqWeight", fTotalFreqWeight);
-  DisplayD("fTotalRegrWeight", fTotalRegrWeight);
-  DisplayD("fNDegFreedom", fNDegFreedom);
-  DisplayD("RMSE", fRootMeanSquareError);
-  DisplayD("Multiple R Square", fMultipleRSquare);
-  DisplayText(kHeadingLevel, "Covariance matrix:");
-  fCovariance.Display();
-  DisplayText(kHeadingLevel, "QvGLMOutputStats display end");
+  GuardDisplay([this] {
+    using namespace QvComponentDisplay;
+    DisplayText(kHeadingLevel, "QvGLMOutputStats display start");
+    DisplayText(kHeadingLevel, "fFactorCounts:");
+    fFactorCounts.Display();
+    DisplayDV("fParamEstimates", fParamEstimates, true);
+    DisplayI("fParameters and fParamStats: total model parameters",
+             static_cast<int>(fParameters.size()));
+    for (std::size_t k = 0; k < fParameters.size(); ++k) {
+      fParameters[k].Display();
+      DisplayD("Parameter estimate", fParamStats[k].fEstimate);
+      DisplayB("Redundant", fParamStats[k].fbRedundant);
+    }
+    DisplayD("fTotalFreqWeight", fTotalFreqWeight);
+    DisplayD("fTotalRegrWeight", fTotalRegrWeight);
+    DisplayD("fNDegFreedom", fNDegFreedom);
+    DisplayD("RMSE", fRootMeanSquareError);
+    DisplayD("Multiple R Square", fMultipleRSquare);
+    DisplayText(kHeadingLevel, "Covariance matrix:");
+    fCovariance.Display();
+    DisplayText(kHeadingLevel, "QvGLMOutputStats display end");
+  });
 }
