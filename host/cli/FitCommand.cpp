@@ -34,7 +34,8 @@ Formulas:
   y ~ a/b                a, then b nested in a
   y ~ (a + b + c)^2      crossed up to degree 2
   y ~ x + I(x^2)         a power of a covariate
-  log(y) ~ C(year)       any scalar function of DuckDB; a number taken as a factor
+  ln(y) ~ C(year)        any scalar function of DuckDB (whose log is to base 10); a number taken
+                         as a factor
   y ~ 0 + a, y ~ a - 1   no intercept
   y ~ `odd name`         a name that is not letters, digits, _ and .
 
