@@ -4,6 +4,7 @@ QvCancelInfo::QvCancelInfo(const QvCancelInfo& other)
     : fpQuery(other.fpQuery), fbCancel(other.fbCancel.load(std::memory_order_relaxed)) {}
 
 QvCancelInfo& QvCancelInfo::operator=(const QvCancelInfo& other) {
+  if (this == &other) return *this;
   fpQuery = other.fpQuery;
   fbCancel.store(other.fbCancel.load(std::memory_order_relaxed), std::memory_order_relaxed);
   return *this;

@@ -170,18 +170,18 @@ bool QvGLMAlgorithm::ExpandRow(const Record& record, std::vector<double>& row) {
 }
 
 void QvGLMAlgorithm::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvGLMAlgorithm display start");
-  DisplayText(kHeadingLevel, "Record Validator");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvGLMAlgorithm display start");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Record Validator");
   fValidator.Display();
-  DisplayText(kHeadingLevel, "fFactorTables");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fFactorTables");
   fFactorTables.Display();
-  DisplayDV("fMeanValues", fMeanValues, true);
-  DisplayText(kHeadingLevel, "fModel");
+  QvComponentDisplay::DisplayDV("fMeanValues", fMeanValues, true);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fModel");
   fModel.Display();
-  DisplayB("fbDataProcessed", fbDataProcessed);
-  DisplayB("fbModelBuilt", fbModelBuilt);
-  DisplayCount("fRecordCount", fRecordCounts.fRead);
-  DisplayCount("fValidCount", fRecordCounts.fUsed);
-  DisplayText(kHeadingLevel, "QvGLMAlgorithm display end");
+  QvComponentDisplay::DisplayB("fbDataProcessed", fbDataProcessed);
+  QvComponentDisplay::DisplayB("fbModelBuilt", fbModelBuilt);
+  QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead);
+  QvComponentDisplay::DisplayCount("fValidCount", fRecordCounts.fUsed);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvGLMAlgorithm display end");
 }

@@ -76,19 +76,20 @@ QvRecordCounts QvGLMComponent::GetRecordCounts() const {
 
 void QvGLMComponent::Display() const {
   GuardDisplay([this] {
-    using namespace QvComponentDisplay;
-    DisplayText(kHeadingLevel, " ");
-    DisplayText(kHeadingLevel, "QvGLMComponent display start");
-    DisplayText(kHeadingLevel, "fCompSettings");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, " ");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvGLMComponent display start");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fCompSettings");
     fCompSettings.Display();
     if (fpAlgorithm != nullptr) {
-      DisplayText(kHeadingLevel, "fpAlgorithm");
+      QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpAlgorithm");
       fpAlgorithm->Display();
     }
     if (fpOutputStats != nullptr) {
-      DisplayText(kHeadingLevel, "fpOutputStats");
+      QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpOutputStats");
       fpOutputStats->Display();
     }
-    DisplayText(kHeadingLevel, "QvGLMComponent display end");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvGLMComponent display end");
   });
 }

@@ -65,25 +65,26 @@ void QvGLMOutputStats::Cancel() { fpAlgorithm->Cancel(); }
 
 void QvGLMOutputStats::Display() const {
   GuardDisplay([this] {
-    using namespace QvComponentDisplay;
-    DisplayText(kHeadingLevel, "QvGLMOutputStats display start");
-    DisplayText(kHeadingLevel, "fFactorCounts:");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvGLMOutputStats display start");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fFactorCounts:");
     fFactorCounts.Display();
-    DisplayDV("fParamEstimates", fParamEstimates, true);
-    DisplayI("fParameters and fParamStats: total model parameters",
-             static_cast<int>(fParameters.size()));
+    QvComponentDisplay::DisplayDV("fParamEstimates", fParamEstimates, true);
+    QvComponentDisplay::DisplayI("fParameters and fParamStats: total model parameters",
+                                 static_cast<int>(fParameters.size()));
     for (std::size_t k = 0; k < fParameters.size(); ++k) {
       fParameters[k].Display();
-      DisplayD("Parameter estimate", fParamStats[k].fEstimate);
-      DisplayB("Redundant", fParamStats[k].fbRedundant);
+      QvComponentDisplay::DisplayD("Parameter estimate", fParamStats[k].fEstimate);
+      QvComponentDisplay::DisplayB("Redundant", fParamStats[k].fbRedundant);
     }
-    DisplayD("fTotalFreqWeight", fTotalFreqWeight);
-    DisplayD("fTotalRegrWeight", fTotalRegrWeight);
-    DisplayD("fNDegFreedom", fNDegFreedom);
-    DisplayD("RMSE", fRootMeanSquareError);
-    DisplayD("Multiple R Square", fMultipleRSquare);
-    DisplayText(kHeadingLevel, "Covariance matrix:");
+    QvComponentDisplay::DisplayD("fTotalFreqWeight", fTotalFreqWeight);
+    QvComponentDisplay::DisplayD("fTotalRegrWeight", fTotalRegrWeight);
+    QvComponentDisplay::DisplayD("fNDegFreedom", fNDegFreedom);
+    QvComponentDisplay::DisplayD("RMSE", fRootMeanSquareError);
+    QvComponentDisplay::DisplayD("Multiple R Square", fMultipleRSquare);
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Covariance matrix:");
     fCovariance.Display();
-    DisplayText(kHeadingLevel, "QvGLMOutputStats display end");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvGLMOutputStats display end");
   });
 }
