@@ -10,7 +10,7 @@
 
 QvGLMOutputStats::QvGLMOutputStats(const QvRegSettings& settings, QvGLMAlgorithm& algorithm)
     : fMeanValues(algorithm.GetMeanValues()),
-      fFactorCounts(algorithm.GetFactorTables()),
+      fFactorCounts(static_cast<const QvFactorCounts&>(algorithm.GetFactorTables())),
       fParameters(algorithm.GetModel().GetParameters()),
       fParamEstimates(algorithm.GetModel().GetEstimates()),
       fTotalFreqWeight(algorithm.GetFactorTables().GetTotalWeight()),
