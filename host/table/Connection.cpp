@@ -65,7 +65,16 @@ Connection::Connection(const std::string& databaseFile) : handles_(std::make_uni
   Execute(kSessionSettings);
 }
 
-Connection::~Connection() = default;
+Connection::~Connection() {
+  // A thread of DuckDB's that is just ending a task of an unfinished query still looks at the
+  // connection, and waits forever for one that is gone (seen with 1.4.4). So its threads end first:
+  // fewer are asked for, and the next query sees to it.
+  const duckdb_connection connection = handles_->connection.Get();
+  if (connection == nullptr) return;
+  duckdb_interrupt(connection);
+  duckdb_query(connection, "SET threads = 1", nullptr);
+  duckdb_query(connection, "SELECT 1", nullptr);
+}
 
 void Connection::Execute(const std::string& sql) {
   ResultHandle result;

@@ -6,21 +6,24 @@
 
 namespace QvCommon {
 
+namespace {
+
+/// Where element i of a strided part starts.
+std::size_t Place(int offset, int i, int stride) {
+  return static_cast<std::size_t>(offset + static_cast<std::ptrdiff_t>(i) * stride);
+}
+
+}  // namespace
+
 void QvMathFun::Daxpy(int n, double a, const std::vector<double>& x, int offx, int incx,
                       std::vector<double>& y, int offy, int incy) {
-  for (int i = 0; i < n; ++i) {
-    y[static_cast<std::size_t>(offy + i * incy)] +=
-        a * x[static_cast<std::size_t>(offx + i * incx)];
-  }
+  for (int i = 0; i < n; ++i) y[Place(offy, i, incy)] += a * x[Place(offx, i, incx)];
 }
 
 double QvMathFun::DDot(int n, const std::vector<double>& x, int offx, int incx,
                        const std::vector<double>& y, int offy, int incy) {
   double sum = 0.0;
-  for (int i = 0; i < n; ++i) {
-    sum +=
-        x[static_cast<std::size_t>(offx + i * incx)] * y[static_cast<std::size_t>(offy + i * incy)];
-  }
+  for (int i = 0; i < n; ++i) sum += x[Place(offx, i, incx)] * y[Place(offy, i, incy)];
   return sum;
 }
 

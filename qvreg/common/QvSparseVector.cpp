@@ -7,6 +7,15 @@
 
 namespace QvCommon {
 
+namespace {
+
+/// Where index stands behind the offset.
+std::size_t Place(int offset, int index) {
+  return static_cast<std::size_t>(static_cast<std::ptrdiff_t>(offset) + index);
+}
+
+}  // namespace
+
 bool QvSparseVector::IsValid() const {
   return fIndices.size() == fValues.size() &&
          std::all_of(fIndices.begin(), fIndices.end(), [](int index) { return index >= 0; });
@@ -15,18 +24,18 @@ bool QvSparseVector::IsValid() const {
 double QvSparseVector::InnerProductWithPart(const std::vector<double>& v, int offset) const {
   double sum = 0.0;
   for (std::size_t a = 0; a < fIndices.size(); ++a) {
-    sum += fValues[a] * v[static_cast<std::size_t>(offset + fIndices[a])];
+    sum += fValues[a] * v[Place(offset, fIndices[a])];
   }
   return sum;
 }
 
 bool QvSparseVector::IncrementPart(std::vector<double>& v, int offset, double c) const {
   const auto isMissing = [&](int index) {
-    return offset + index < 0 || static_cast<std::size_t>(offset + index) >= v.size();
+    return Place(offset, index) >= v.size();  // A negative place counts as a huge one.
   };
   if (std::any_of(fIndices.begin(), fIndices.end(), isMissing)) return false;
   for (std::size_t a = 0; a < fIndices.size(); ++a) {
-    v[static_cast<std::size_t>(offset + fIndices[a])] += c * fValues[a];
+    v[Place(offset, fIndices[a])] += c * fValues[a];
   }
   return true;
 }

@@ -19,6 +19,15 @@ QvCommon::QvStatus GuardOperation(Operation&& operation) {
   }
 }
 
+/// Runs a diagnostic display; what memory that ran out leaves unprinted is lost.
+template <typename Print>
+void GuardDisplay(Print&& print) {
+  GuardOperation([&] {
+    print();
+    return QvCommon::QvStatus();
+  });
+}
+
 /// The same for an operation whose result becomes the component's status: nothing is done while
 /// that is an error, and an exception of the host's leaves it in error.
 template <typename Operation>

@@ -4,6 +4,7 @@ QvCancelInfo::QvCancelInfo(const QvCancelInfo& other)
     : fpQuery(other.fpQuery), fbCancel(other.IsFlagSet()) {}
 
 QvCancelInfo& QvCancelInfo::operator=(const QvCancelInfo& other) {
+  if (this == &other) return *this;
   fpQuery = other.fpQuery;
   fbCancel.store(other.IsFlagSet(), std::memory_order_relaxed);
   return *this;

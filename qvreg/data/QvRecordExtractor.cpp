@@ -29,14 +29,15 @@ void QvRecordExtractor::ExtractRecord(double* out, const double* record) const {
 }
 
 void QvRecordExtractor::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvRecordExtractor display start");
-  DisplayI("fExtractSize", fExtractSize);
-  DisplayIV("fExtract", fExtract);
-  DisplayI("fDependentOffset", fDependentOffset);
-  DisplayIV("fFactorOffsets", fFactorOffsets);
-  DisplayIV("fCovariateOffsets", fCovariateOffsets);
-  DisplayI("fFreqWeightOffset", fFreqWeightOffset);
-  DisplayI("fRegrWeightOffset", fRegrWeightOffset);
-  DisplayText(kHeadingLevel, "QvRecordExtractor display end");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvRecordExtractor display start");
+  QvComponentDisplay::DisplayI("fExtractSize", fExtractSize);
+  QvComponentDisplay::DisplayIV("fExtract", fExtract);
+  QvComponentDisplay::DisplayI("fDependentOffset", fDependentOffset);
+  QvComponentDisplay::DisplayIV("fFactorOffsets", fFactorOffsets);
+  QvComponentDisplay::DisplayIV("fCovariateOffsets", fCovariateOffsets);
+  QvComponentDisplay::DisplayI("fFreqWeightOffset", fFreqWeightOffset);
+  QvComponentDisplay::DisplayI("fRegrWeightOffset", fRegrWeightOffset);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvRecordExtractor display end");
 }

@@ -115,13 +115,14 @@ bool QvRegRecordValidator::IsValid4Scoring(const Record& record, QvStatus& statu
 }
 
 void QvRegRecordValidator::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "Variable roles in QvRegRecordValidator");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "Variable roles in QvRegRecordValidator");
   for (std::size_t var = 0; var < fVariableTypes.size(); ++var) {
-    DisplayI("Variable index", static_cast<int>(var));
-    DisplayS("Type", RoleLabel(fVariableTypes[var]));
+    QvComponentDisplay::DisplayI("Variable index", static_cast<int>(var));
+    QvComponentDisplay::DisplayS("Type", RoleLabel(fVariableTypes[var]));
   }
-  DisplayI("Number of target categories", fNTargetCategories);
-  DisplayIV("Numbers of factor categories", fNCategories);
-  DisplayText(kHeadingLevel, "QvRegRecordValidator display end");
+  QvComponentDisplay::DisplayI("Number of target categories", fNTargetCategories);
+  QvComponentDisplay::DisplayIV("Numbers of factor categories", fNCategories);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvRegRecordValidator display end");
 }

@@ -143,28 +143,29 @@ int QvFactorCounts::GetNActiveCategories(int factor) const {
 }
 
 void QvFactorCounts::DisplayFields() const {
-  using namespace QvComponentDisplay;
-  DisplayI("The number of factors", GetNFactors());
-  DisplayI("Index of the weight variable", fWeightVar);
-  DisplayIV("Vector of factor indices", fFactorVars);
-  DisplayIV("Vector of factor numbers of categories", fNCategories);
+  QvComponentDisplay::DisplayI("The number of factors", GetNFactors());
+  QvComponentDisplay::DisplayI("Index of the weight variable", fWeightVar);
+  QvComponentDisplay::DisplayIV("Vector of factor indices", fFactorVars);
+  QvComponentDisplay::DisplayIV("Vector of factor numbers of categories", fNCategories);
   for (int f = 0; f < GetNFactors(); ++f) {
-    DisplayI("Factor number (starting from 0)", f);
+    QvComponentDisplay::DisplayI("Factor number (starting from 0)", f);
     DisplayCounts(*GetCountsPtr(f));
   }
-  DisplayI("Index of the dependent categorical variable", fDependentVar);
-  DisplayI("Number of categories for dependent variable", fNDependentCategories);
+  QvComponentDisplay::DisplayI("Index of the dependent categorical variable", fDependentVar);
+  QvComponentDisplay::DisplayI("Number of categories for dependent variable",
+                               fNDependentCategories);
   if (HasDependentCounts()) {
     DisplayCounts(*fpDependCounts);
   } else {
-    DisplayText(kHeadingLevel,
-                "Vector of case counts for categories of the dependent variable undefined");
+    QvComponentDisplay::DisplayText(
+        QvComponentDisplay::kHeadingLevel,
+        "Vector of case counts for categories of the dependent variable undefined");
   }
 }
 
 void QvFactorCounts::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvFactorCounts display start");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvFactorCounts display start");
   DisplayFields();
-  DisplayText(kHeadingLevel, "QvFactorCounts display end");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvFactorCounts display end");
 }

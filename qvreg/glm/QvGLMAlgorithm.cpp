@@ -119,25 +119,24 @@ QvStatus QvGLMAlgorithm::Score(const Record& record, double& predicted) {
 
 bool QvGLMAlgorithm::ExpandRow(const Record& record, std::vector<double>& row) {
   if (!fModel.HasMatrix() || !HoldsDesign(record)) return false;
-  const bool ok = fModel.ExpandRow(record.GetAll(), row);
-  const int dependent = fSettings.GetDependent();
-  row.back() = dependent < record.Size() ? record[dependent] : QvMV::gMissingValue;
-  return ok;
+  const int var = fSettings.GetDependent();
+  const double dependent = var < record.Size() ? record[var] : QvMV::gMissingValue;
+  return fModel.ExpandRow(record.GetAll(), dependent, row);
 }
 
 void QvGLMAlgorithm::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvGLMAlgorithm display start");
-  DisplayText(kHeadingLevel, "Record Validator");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvGLMAlgorithm display start");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Record Validator");
   fValidator.Display();
-  DisplayText(kHeadingLevel, "fFactorTables");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fFactorTables");
   fFactorTables.Display();
-  DisplayDV("fMeanValues", fMeanValues, true);
-  DisplayText(kHeadingLevel, "fModel");
+  QvComponentDisplay::DisplayDV("fMeanValues", fMeanValues, true);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fModel");
   fModel.Display();
-  DisplayB("fbDataProcessed", fbDataProcessed);
-  DisplayB("fbModelBuilt", fbModelBuilt);
-  DisplayCount("fRecordCount", fRecordCounts.fRead);
-  DisplayCount("fValidCount", fRecordCounts.fUsed);
-  DisplayText(kHeadingLevel, "QvGLMAlgorithm display end");
+  QvComponentDisplay::DisplayB("fbDataProcessed", fbDataProcessed);
+  QvComponentDisplay::DisplayB("fbModelBuilt", fbModelBuilt);
+  QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead);
+  QvComponentDisplay::DisplayCount("fValidCount", fRecordCounts.fUsed);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvGLMAlgorithm display end");
 }

@@ -75,18 +75,21 @@ QvRecordCounts QvGLMComponent::GetRecordCounts() const {
 }
 
 void QvGLMComponent::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, " ");
-  DisplayText(kHeadingLevel, "QvGLMComponent display start");
-  DisplayText(kHeadingLevel, "fCompSettings");
-  fCompSettings.Display();
-  if (fpAlgorithm != nullptr) {
-    DisplayText(kHeadingLevel, "fpAlgorithm");
-    fpAlgorithm->Display();
-  }
-  if (fpOutputStats != nullptr) {
-    DisplayText(kHeadingLevel, "fpOutputStats");
-    fpOutputStats->Display();
-  }
-  DisplayText(kHeadingLevel, "QvGLMComponent display end");
+  GuardDisplay([this] {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, " ");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvGLMComponent display start");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fCompSettings");
+    fCompSettings.Display();
+    if (fpAlgorithm != nullptr) {
+      QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpAlgorithm");
+      fpAlgorithm->Display();
+    }
+    if (fpOutputStats != nullptr) {
+      QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpOutputStats");
+      fpOutputStats->Display();
+    }
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvGLMComponent display end");
+  });
 }

@@ -142,11 +142,11 @@ QvStatus QvGLMModel::Fit() {
   return {};
 }
 
-bool QvGLMModel::ExpandRow(const double* values, std::vector<double>& row) {
+bool QvGLMModel::ExpandRow(const double* values, double dependent, std::vector<double>& row) {
   const bool ok = fDesignRow.Expand(values);
   row.assign(static_cast<std::size_t>(GetNParameters()) + 1, 0.0);
   fDesignRow.Scatter(row);
-  row.back() = values[fSettings.GetDependent()];
+  row.back() = dependent;
   return ok;
 }
 
@@ -155,29 +155,29 @@ double QvGLMModel::GetPredictedValue(const double* values) {
 }
 
 void QvGLMModel::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvGLMModel display start");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvGLMModel display start");
   if (fpFactorTables != nullptr) {
-    DisplayText(kHeadingLevel, "Factor Tables pointer is non-zero");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "Factor Tables pointer is non-zero");
   }
-  DisplayIV("Covariate offsets:", fCovariateOffsets);
-  DisplayIV("First parameter indices", fFirstParameters);
-  DisplayIV("Numbers of parameters", fNParameters);
+  QvComponentDisplay::DisplayIV("Covariate offsets:", fCovariateOffsets);
+  QvComponentDisplay::DisplayIV("First parameter indices", fFirstParameters);
+  QvComponentDisplay::DisplayIV("Numbers of parameters", fNParameters);
   for (const QvRegrParameter& parameter : fParameters) parameter.Display();
   if (HasMatrix()) {
-    DisplayText(kHeadingLevel, "ZPrimeZMatrix:");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "ZPrimeZMatrix:");
     fMatrix->Display();
   }
-  DisplayB("Swept", fbSwept);
-  DisplayCount("Records added to matrix", fRecordsAdded);
+  QvComponentDisplay::DisplayB("Swept", fbSwept);
+  QvComponentDisplay::DisplayCount("Records added to matrix", fRecordsAdded);
   fRedundancy.Display();
-  DisplayDV("Parameter estimates", fEstimates, true);
-  DisplayD("Residual sum", fResidualSum);
-  DisplayD("Total sum", fTotalSum);
-  DisplayD("Dependent mean", fDependentMean);
-  DisplayD("Scale", fScale);
-  DisplayCount("Weighted record count", fWeightedRecordCount);
-  DisplayD("MultipleRSquare", fMultipleRSquare);
-  DisplayD("RootMeanSquareError", fRootMeanSquareError);
-  DisplayText(kHeadingLevel, "QvGLMModel display end");
+  QvComponentDisplay::DisplayDV("Parameter estimates", fEstimates, true);
+  QvComponentDisplay::DisplayD("Residual sum", fResidualSum);
+  QvComponentDisplay::DisplayD("Total sum", fTotalSum);
+  QvComponentDisplay::DisplayD("Dependent mean", fDependentMean);
+  QvComponentDisplay::DisplayD("Scale", fScale);
+  QvComponentDisplay::DisplayCount("Weighted record count", fWeightedRecordCount);
+  QvComponentDisplay::DisplayD("MultipleRSquare", fMultipleRSquare);
+  QvComponentDisplay::DisplayD("RootMeanSquareError", fRootMeanSquareError);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvGLMModel display end");
 }

@@ -47,9 +47,10 @@ class QvGLMModel {
   /// without a weighted record or a positive scale.
   QvCommon::QvStatus Fit();
 
-  /// The dense design row: p values, then the dependent. False when a level combination has no
-  /// parameter; its effect's columns are then 0. REQUIRES: values that hold every variable.
-  bool ExpandRow(const double* values, std::vector<double>& row);
+  /// The dense design row: p values, then `dependent`. False when a level combination has no
+  /// parameter; its effect's columns are then 0. REQUIRES: values that hold every factor and
+  /// covariate.
+  bool ExpandRow(const double* values, double dependent, std::vector<double>& row);
   /// The missing value when a level combination has no parameter.
   double GetPredictedValue(const double* values);
 

@@ -5,11 +5,12 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/component/QvOperationGuard.h"
 #include "qvreg/glm/QvGLMAlgorithm.h"
 
 QvGLMOutputStats::QvGLMOutputStats(const QvRegSettings& settings, QvGLMAlgorithm& algorithm)
     : fMeanValues(algorithm.GetMeanValues()),
-      fFactorCounts(algorithm.GetFactorTables()),
+      fFactorCounts(static_cast<const QvFactorCounts&>(algorithm.GetFactorTables())),
       fParameters(algorithm.GetModel().GetParameters()),
       fParamEstimates(algorithm.GetModel().GetEstimates()),
       fTotalFreqWeight(algorithm.GetFactorTables().GetTotalWeight()),
@@ -63,24 +64,27 @@ bool QvGLMOutputStats::ExpandRow(const QvCommon::Record& record, std::vector<dou
 void QvGLMOutputStats::Cancel() { fpAlgorithm->Cancel(); }
 
 void QvGLMOutputStats::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvGLMOutputStats display start");
-  DisplayText(kHeadingLevel, "fFactorCounts:");
-  fFactorCounts.Display();
-  DisplayDV("fParamEstimates", fParamEstimates, true);
-  DisplayI("fParameters and fParamStats: total model parameters",
-           static_cast<int>(fParameters.size()));
-  for (std::size_t k = 0; k < fParameters.size(); ++k) {
-    fParameters[k].Display();
-    DisplayD("Parameter estimate", fParamStats[k].fEstimate);
-    DisplayB("Redundant", fParamStats[k].fbRedundant);
-  }
-  DisplayD("fTotalFreqWeight", fTotalFreqWeight);
-  DisplayD("fTotalRegrWeight", fTotalRegrWeight);
-  DisplayD("fNDegFreedom", fNDegFreedom);
-  DisplayD("RMSE", fRootMeanSquareError);
-  DisplayD("Multiple R Square", fMultipleRSquare);
-  DisplayText(kHeadingLevel, "Covariance matrix:");
-  fCovariance.Display();
-  DisplayText(kHeadingLevel, "QvGLMOutputStats display end");
+  GuardDisplay([this] {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvGLMOutputStats display start");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fFactorCounts:");
+    fFactorCounts.Display();
+    QvComponentDisplay::DisplayDV("fParamEstimates", fParamEstimates, true);
+    QvComponentDisplay::DisplayI("fParameters and fParamStats: total model parameters",
+                                 static_cast<int>(fParameters.size()));
+    for (std::size_t k = 0; k < fParameters.size(); ++k) {
+      fParameters[k].Display();
+      QvComponentDisplay::DisplayD("Parameter estimate", fParamStats[k].fEstimate);
+      QvComponentDisplay::DisplayB("Redundant", fParamStats[k].fbRedundant);
+    }
+    QvComponentDisplay::DisplayD("fTotalFreqWeight", fTotalFreqWeight);
+    QvComponentDisplay::DisplayD("fTotalRegrWeight", fTotalRegrWeight);
+    QvComponentDisplay::DisplayD("fNDegFreedom", fNDegFreedom);
+    QvComponentDisplay::DisplayD("RMSE", fRootMeanSquareError);
+    QvComponentDisplay::DisplayD("Multiple R Square", fMultipleRSquare);
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Covariance matrix:");
+    fCovariance.Display();
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvGLMOutputStats display end");
+  });
 }

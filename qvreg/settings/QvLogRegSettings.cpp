@@ -46,18 +46,19 @@ bool QvLogRegSettings::SetStartingIteration(int n) {
 }
 
 void QvLogRegSettings::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvLogRegSettings display start");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvLogRegSettings display start");
   QvRegSettings::Display();
-  DisplayI("N of Dependent Categories", fDependentNCategs);
-  DisplayI("Dependent Var reference Category", fDependentRefCateg);
-  DisplayD("Log-Likelihood Function Convergence Criterion", fLLConCriterion);
-  DisplayD("Parameter Estimates Convergence Criterion", fParamEstConCriterion);
-  DisplayI("Maximum number of Iteration", fMaxIterations);
-  DisplayI("Maximum Step-Halving Allowed", fMaxStepHalving);
-  DisplayI("Staring Iteration", fStartingIteration);
-  DisplayB("Log-Likelihood Function absolute change", fLLAbsoluteChange);
-  DisplayB("Parameter Estimates absolute change", fParamEstAbsoluteChange);
-  DisplayI("Show Iteration history frequency", fIterationFrequency);
-  DisplayText(kHeadingLevel, "QvLogRegSettings display end");
+  QvComponentDisplay::DisplayI("N of Dependent Categories", fDependentNCategs);
+  QvComponentDisplay::DisplayI("Dependent Var reference Category", fDependentRefCateg);
+  QvComponentDisplay::DisplayD("Log-Likelihood Function Convergence Criterion", fLLConCriterion);
+  QvComponentDisplay::DisplayD("Parameter Estimates Convergence Criterion", fParamEstConCriterion);
+  QvComponentDisplay::DisplayI("Maximum number of Iteration", fMaxIterations);
+  QvComponentDisplay::DisplayI("Maximum Step-Halving Allowed", fMaxStepHalving);
+  QvComponentDisplay::DisplayI("Staring Iteration", fStartingIteration);
+  QvComponentDisplay::DisplayB("Log-Likelihood Function absolute change", fLLAbsoluteChange);
+  QvComponentDisplay::DisplayB("Parameter Estimates absolute change", fParamEstAbsoluteChange);
+  QvComponentDisplay::DisplayI("Show Iteration history frequency", fIterationFrequency);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvLogRegSettings display end");
 }

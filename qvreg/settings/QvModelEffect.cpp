@@ -187,14 +187,15 @@ void QvModelEffect::GetUsedVariables(const std::vector<QvModelEffect>& effects,
 }
 
 void QvModelEffect::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "Begin QvModelEffect object display.");
-  DisplayI("Factors in model", fNModelFactors);
-  DisplayI("Factors in effect", fNFactors);
-  DisplayI("Nesting levels", fNLevels);
-  DisplayI("Covariates in model", fNModelCovariates);
-  DisplayB("Factor after Covariates in ()?", fbFactorsInParens);
-  DisplayI("Covariates in effect", fNCovariates);
-  DisplayIV("The main vector", fMainVector);
-  DisplayText(kHeadingLevel, "End QvModelEffect object display.");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "Begin QvModelEffect object display.");
+  QvComponentDisplay::DisplayI("Factors in model", fNModelFactors);
+  QvComponentDisplay::DisplayI("Factors in effect", fNFactors);
+  QvComponentDisplay::DisplayI("Nesting levels", fNLevels);
+  QvComponentDisplay::DisplayI("Covariates in model", fNModelCovariates);
+  QvComponentDisplay::DisplayB("Factor after Covariates in ()?", fbFactorsInParens);
+  QvComponentDisplay::DisplayI("Covariates in effect", fNCovariates);
+  QvComponentDisplay::DisplayIV("The main vector", fMainVector);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "End QvModelEffect object display.");
 }

@@ -113,19 +113,18 @@ void QvRegSettings::SetDF(double nDegFreedom) {
 }
 
 void QvRegSettings::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvRegSettings display start");
-  DisplayI("fFreqWeightVar", fFreqWeightVar);
-  DisplayI("fRegrWeightVar", fRegrWeightVar);
-  DisplayI("Dependent Var", fDependVar);
-  DisplayIV("Factors", fFactors);
-  DisplayIV("Factor Sizes", fFactorSizes);
-  DisplayIV("Covariates", fCovariates);
-  DisplayD("Tolerance", fTolerance);
-  DisplayB("Intercept use", fInterceptUse);
-  DisplayD("Confidence", fConfidence);
-  DisplayD("Degrees of freedom", fNDegFreedom);
-  DisplayText(kHeadingLevel, "\nModel Effects:");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvRegSettings display start");
+  QvComponentDisplay::DisplayI("fFreqWeightVar", fFreqWeightVar);
+  QvComponentDisplay::DisplayI("fRegrWeightVar", fRegrWeightVar);
+  QvComponentDisplay::DisplayI("Dependent Var", fDependVar);
+  QvComponentDisplay::DisplayIV("Factors", fFactors);
+  QvComponentDisplay::DisplayIV("Factor Sizes", fFactorSizes);
+  QvComponentDisplay::DisplayIV("Covariates", fCovariates);
+  QvComponentDisplay::DisplayD("Tolerance", fTolerance);
+  QvComponentDisplay::DisplayB("Intercept use", fInterceptUse);
+  QvComponentDisplay::DisplayD("Confidence", fConfidence);
+  QvComponentDisplay::DisplayD("Degrees of freedom", fNDegFreedom);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "\nModel Effects:");
   for (const QvModelEffect& effect : fModelEffects) effect.Display();
-  DisplayText(kHeadingLevel, "QvRegSettings display end");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvRegSettings display end");
 }

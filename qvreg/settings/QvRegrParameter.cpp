@@ -69,22 +69,24 @@ bool QvRegrParameter::SetupFromEffect(const QvModelEffect& effect, int effectInd
 }
 
 void QvRegrParameter::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "Begin QvRegrParameter object display.");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "Begin QvRegrParameter object display.");
   if (fFactors.empty()) {
-    DisplayText(kHeadingLevel, "No factors are present.");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "No factors are present.");
   } else {
-    DisplayIV("The factors:", fFactors);
-    DisplayIV("Categories:", fCategories);
-    DisplayIV("Factor nesting levels:", fFactorNestLevels);
+    QvComponentDisplay::DisplayIV("The factors:", fFactors);
+    QvComponentDisplay::DisplayIV("Categories:", fCategories);
+    QvComponentDisplay::DisplayIV("Factor nesting levels:", fFactorNestLevels);
   }
   if (fCovariates.empty()) {
-    DisplayText(kHeadingLevel, "No covariates are present.");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "No covariates are present.");
   } else {
-    DisplayIV("Covariates:", fCovariates);
-    DisplayIV("Covariate multiplicities:", fCovariateMultiplicities);
+    QvComponentDisplay::DisplayIV("Covariates:", fCovariates);
+    QvComponentDisplay::DisplayIV("Covariate multiplicities:", fCovariateMultiplicities);
   }
-  DisplayI("Index of the effect", fEffectIndex);
-  if (fTargetCategory >= 0) DisplayI("Target category", fTargetCategory);
-  DisplayText(kHeadingLevel, "End QvRegrParameter object display.\n");
+  QvComponentDisplay::DisplayI("Index of the effect", fEffectIndex);
+  if (fTargetCategory >= 0) QvComponentDisplay::DisplayI("Target category", fTargetCategory);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "End QvRegrParameter object display.\n");
 }

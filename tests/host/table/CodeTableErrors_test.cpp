@@ -94,5 +94,16 @@ TEST_F(CodeTableErrors, LimitsTheLevelsOfAFactor) {
   EXPECT_EQ(CodeTable(fewer, {Ask("g")}, options).Columns()[0].levels.size(), 1000U);
 }
 
+// DuckDB's threads may still be at work on a query when it is given up: neither a crash nor a wait
+// without end may come of it, whenever that happens.
+TEST_F(CodeTableErrors, AQueryGivenUpHalfwayEndsCleanly) {
+  for (int chunks = 0; chunks < 60; ++chunks) {
+    const TableSource source = OpenSql("SELECT range AS x FROM range(200000)");
+    CodingOptions options;
+    options.cancelled = [left = chunks % 6]() mutable { return left-- == 0; };
+    EXPECT_THROW((void)CodeTable(source, {Ask("x")}, options), Cancelled);
+  }
+}
+
 }  // namespace
 }  // namespace qvhost

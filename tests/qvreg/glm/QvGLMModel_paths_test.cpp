@@ -49,7 +49,7 @@ QvSymMatrix DenseSums(ModelOnTables& run, const Rows& rows) {
   QvSymMatrix matrix(run.model.GetNParameters() + 1);
   std::vector<double> row;
   for (const std::vector<double>& values : rows) {
-    run.model.ExpandRow(values.data(), row);
+    run.model.ExpandRow(values.data(), values[kY], row);
     matrix.UpdateXX(row, kRecordWeight);
   }
   return matrix;
@@ -60,7 +60,7 @@ int MostNonZeros(ModelOnTables& run, const Rows& rows) {
   int most = 0;
   std::vector<double> row;
   for (const std::vector<double>& values : rows) {
-    run.model.ExpandRow(values.data(), row);
+    run.model.ExpandRow(values.data(), values[kY], row);
     int count = 0;
     for (const double value : row) count += value != 0.0 ? 1 : 0;
     most = std::max(most, count);

@@ -72,12 +72,12 @@ TEST(QvGLMModel, AnUnseenLevelCombinationExpandsWithZerosInItsEffect) {
   ASSERT_TRUE(run.Fit().IsOK());
   const Doubles unseen{9, 2, 7};
   Doubles row;
-  EXPECT_FALSE(run.model.ExpandRow(unseen.data(), row));
+  EXPECT_FALSE(run.model.ExpandRow(unseen.data(), unseen[kY], row));
   EXPECT_EQ(row, (Doubles{1, 0, 0, 7, 9}));
   EXPECT_EQ(run.model.GetPredictedValue(unseen.data()), QvMV::gMissingValue);
 
   const Doubles seen{9, 1, 7};
-  EXPECT_TRUE(run.model.ExpandRow(seen.data(), row));
+  EXPECT_TRUE(run.model.ExpandRow(seen.data(), seen[kY], row));
   EXPECT_EQ(row, (Doubles{1, 0, 1, 7, 9}));
 }
 

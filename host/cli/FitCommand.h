@@ -1,0 +1,42 @@
+#pragma once
+
+#include <CLI/App.hpp>
+#include <string>
+
+#include "host/fit/FitOptions.h"
+
+namespace qvhost {
+
+/// `qvreg fit`: its options, and what it does with them. Lives as long as the command line's
+/// reader, which writes into it.
+class FitCommand {
+ public:
+  /// Adds the subcommand to `app`.
+  explicit FitCommand(CLI::App& app);
+  FitCommand(const FitCommand&) = delete;
+  FitCommand& operator=(const FitCommand&) = delete;
+
+  /// Fits and reports. Throws Error.
+  void Run();
+
+ private:
+  void AddData();
+  void AddModel();
+  void AddInference();
+  void AddOutput();
+  void CheckRanges() const;
+  void CheckJsonFile() const;
+  void TakeModelKind();
+  [[nodiscard]] bool JsonOnly() const { return jsonFile_ == "-"; }
+
+  CLI::App* command_;  ///< Owned by the application.
+  FitOptions options_;
+  std::string model_;
+  double degreesOfFreedom_ = 0.0;
+  CLI::Option* degreesOfFreedomOption_ = nullptr;
+  bool noIntercept_ = false;
+  bool noRefine_ = false;
+  std::string jsonFile_;  ///< "-" for standard output; empty for none.
+};
+
+}  // namespace qvhost

@@ -1,0 +1,157 @@
+#include "host/fit/FitWarnings.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include <fmt/format.h>
+
+#include "host/fit/EstimateCondition.h"
+#include "host/formula/Term.h"
+#include "qvreg/design/QvFactorCounts.h"
+
+namespace qvhost {
+
+namespace {
+
+constexpr std::size_t kMostNames = 5;
+// A residual this small beside the dependent's own size is what rounding leaves of none at all.
+constexpr double kRoundingShare = 1e-13;
+constexpr double kPerfectRSquare = 1.0 - 1e-15;
+// Half of a double's digits are gone.
+constexpr double kWorstPivotShare = 1.5e-8;
+
+std::string NameList(const std::vector<std::string>& names) {
+  std::string list;
+  for (std::size_t i = 0; i < std::min(names.size(), kMostNames); ++i) {
+    list += fmt::format("{}'{}'", i == 0 ? "" : ", ", names[i]);
+  }
+  return names.size() > kMostNames ? list + ", …" : list;
+}
+
+}  // namespace
+
+std::vector<std::string> FitWarnings::Find() const {
+  Sentences found;
+  FindRecords(found);
+  FindFactors(found);
+  FindEmptyCells(found);
+  FindRedundantCovariates(found);
+  FindResidual(found);
+  FindNearlyDependent(found);
+  return found;
+}
+
+void FitWarnings::FindRecords(Sentences& found) const {
+  const RecordUse& records = result_.records;
+  if (records.used < records.read - records.used) {
+    found.push_back(
+        "More than half of the records were left out; the fit speaks only for the rest.");
+  }
+}
+
+int FitWarnings::ActiveLevels(int variable) const {
+  const int position = binding_.positions[static_cast<std::size_t>(variable)];
+  return output_.GetFactorCounts().GetNActiveCategories(position - ModelBinding::kDependent - 1);
+}
+
+void FitWarnings::FindFactors(Sentences& found) const {
+  for (int factor = 0; factor < binding_.factorCount; ++factor) {
+    const int position = factor + ModelBinding::kDependent + 1;
+    const CodedColumn& column = table_.Columns()[static_cast<std::size_t>(position)];
+    const QvFactorCounts::Counts& counts = *output_.GetFactorCounts().GetCountsPtr(factor);
+    std::vector<std::string> seen;
+    std::vector<std::string> unseen;
+    for (std::size_t level = 0; level < column.levels.size(); ++level) {
+      (counts[level].first > 0.0 ? seen : unseen).push_back(column.levels[level]);
+    }
+    if (seen.size() == 1) {
+      found.push_back(
+          fmt::format("The factor '{}' has only one level ({}) in the records used, so "
+                      "it explains nothing.",
+                      column.label, NameList(seen)));
+    }
+    if (!unseen.empty()) {
+      found.push_back(
+          fmt::format("{} of the {} levels of '{}' do not occur in the records used and "
+                      "have no parameter: {}.",
+                      unseen.size(), column.levels.size(), column.label, NameList(unseen)));
+    }
+  }
+}
+
+long long FitWarnings::ParametersOf(std::size_t term) const {
+  const bool intercept = !result_.parameters.empty() && result_.parameters.front().IsIntercept();
+  const int effect = static_cast<int>(term) + (intercept ? 1 : 0);
+  const auto& parameters = output_.GetParameters();
+  return std::count_if(parameters.begin(), parameters.end(), [&](const QvRegrParameter& parameter) {
+    return parameter.GetEffectIndex() == effect;
+  });
+}
+
+void FitWarnings::FindEmptyCells(Sentences& found) const {
+  for (std::size_t i = 0; i < formula_.terms.size(); ++i) {
+    const std::vector<FactorStep> steps = FactorSteps(formula_.terms[i], binding_.isFactor);
+    const bool nested =
+        std::any_of(steps.begin(), steps.end(), [](const FactorStep& step) { return step.nested; });
+    if (steps.size() < 2 || nested) continue;
+    double cells = 1.0;
+    for (const FactorStep& step : steps) cells *= ActiveLevels(step.variable);
+    const double empty = cells - static_cast<double>(ParametersOf(i));
+    if (empty <= 0.0) continue;
+    found.push_back(
+        fmt::format("{:.0f} of the {:.0f} combinations of levels in '{}' do not occur "
+                    "in the records used and have no parameter.",
+                    empty, cells, TermLabel(formula_, formula_.terms[i])));
+  }
+}
+
+void FitWarnings::FindRedundantCovariates(Sentences& found) const {
+  std::vector<std::string> names;
+  for (const ParameterResult& parameter : result_.parameters) {
+    if (parameter.redundant && parameter.levels.empty()) names.push_back(parameter.label);
+  }
+  if (names.empty()) return;
+  found.push_back(fmt::format("{} {} on the terms before, and the model is the same without {}.",
+                              NameList(names), names.size() == 1 ? "depends" : "depend",
+                              names.size() == 1 ? "it" : "them"));
+}
+
+void FitWarnings::FindResidual(Sentences& found) const {
+  if (!(result_.degreesOfFreedom > 0.0)) {
+    found.push_back(
+        "The model has as many parameters as the data have records, so nothing is left to tell the "
+        "error from: standard errors, t, p and limits do not exist. Give more records, leave out "
+        "terms, or impose degrees of freedom with --df.");
+    return;
+  }
+  if (!result_.rmse) {
+    found.push_back("Numbers of the data are so large that their squares overflow; rescale them.");
+    return;
+  }
+  const double meanSize = std::abs(output_.GetMeanValues().back());
+  const double rSquare = result_.rSquare.value_or(0.0);
+  const bool tiny = *result_.rmse <= kRoundingShare * meanSize;
+  if (tiny && rSquare == 0.0) {
+    found.push_back("The dependent is the same in all records used; there is nothing to explain.");
+  } else if (*result_.rmse == 0.0) {
+    found.push_back(
+        "The fit is perfect: no residual is left, so standard errors are 0 and t and p do not "
+        "exist.");
+  } else if (tiny || rSquare >= kPerfectRSquare) {
+    found.push_back(
+        "The fit is essentially perfect; its standard errors, t and p may show nothing but "
+        "rounding.");
+  }
+}
+
+void FitWarnings::FindNearlyDependent(Sentences& found) const {
+  const auto share =
+      SmallestPivotShare(*output_.GetCovarianceMatrix(), output_.GetRedundancyIndicators());
+  if (!share || *share > kWorstPivotShare) return;
+  found.push_back(
+      "Some columns of the design are nearly dependent, which costs the estimates digits and makes "
+      "their standard errors large. Centre or rescale covariates, or leave one of them out.");
+}
+
+}  // namespace qvhost

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/fit/FitResult.h"
+#include "host/fit/ModelBinding.h"
+#include "host/formula/Formula.h"
+#include "host/table/CodedTable.h"
+#include "qvreg/component/IQvRegOutputStats.h"
+
+namespace qvhost {
+
+/// Looks over a fit for what its user should know before trusting it: factors without a choice of
+/// levels, empty cells, redundant covariates, no residual left, nearly dependent columns.
+/// Borrows everything it is made of.
+class FitWarnings {
+ public:
+  FitWarnings(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
+              const IQvRegOutputStats& output, const FitResult& result)
+      : formula_(formula), binding_(binding), table_(table), output_(output), result_(result) {}
+
+  /// One or two sentences for each thing found.
+  [[nodiscard]] std::vector<std::string> Find() const;
+
+ private:
+  using Sentences = std::vector<std::string>;
+
+  void FindRecords(Sentences& found) const;
+  void FindFactors(Sentences& found) const;
+  void FindEmptyCells(Sentences& found) const;
+  void FindRedundantCovariates(Sentences& found) const;
+  void FindResidual(Sentences& found) const;
+  void FindNearlyDependent(Sentences& found) const;
+
+  [[nodiscard]] int ActiveLevels(int variable) const;
+  [[nodiscard]] long long ParametersOf(std::size_t term) const;
+
+  const Formula& formula_;
+  const ModelBinding& binding_;
+  const CodedTable& table_;
+  const IQvRegOutputStats& output_;
+  const FitResult& result_;
+};
+
+}  // namespace qvhost

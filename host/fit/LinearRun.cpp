@@ -1,0 +1,107 @@
+#include "host/fit/LinearRun.h"
+
+#include <algorithm>
+#include <new>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "host/Error.h"
+#include "host/fit/CountedRecordIterator.h"
+#include "host/fit/ModelBinding.h"
+#include "host/fit/StatusText.h"
+#include "qvreg/component/QvRegFactory.h"
+#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/glm/QvGLMComponent.h"
+#include "qvreg/settings/QvRegrParameter.h"
+
+namespace qvhost {
+
+namespace {
+
+constexpr int kPasses = 3;  // Parameters, cross-products, residuals.
+
+std::string NoRecordText(const RecordUse& records) {
+  if (records.read == 0) return kNoRecordText;
+  std::string text = fmt::format("None of the {} records can be used.", records.read);
+  if (records.missing > 0) {
+    std::string columns;
+    for (const ColumnMissing& column : records.missingByColumn) {
+      columns +=
+          fmt::format("{}'{}' in {}", columns.empty() ? " (" : ", ", column.name, column.count);
+    }
+    text += fmt::format(
+        " In {} a value is missing{}; leave the emptiest column out of the model, "
+        "or fill it.",
+        records.missing, columns.empty() ? "" : columns + ")");
+  }
+  if (records.badWeight > 0) {
+    text += fmt::format(" In {} a weight is missing or not above 0; check the weight columns.",
+                        records.badWeight);
+  }
+  return text;
+}
+
+}  // namespace
+
+LinearRun::LinearRun(QvRegSettings& settings, const CodedTable& table, ProgressBar& progress,
+                     Interrupt& interrupt)
+    : table_(table), progress_(progress), interrupt_(interrupt) {
+  settings.SetCancelPointer(&interrupt_);
+  QvRegFactory factory;
+  component_.reset(factory.CreateRegAlgorithm(settings));
+  if (factory.GetStatus().IsError()) Fail(factory.GetStatus());
+  if (!component_) throw std::bad_alloc();
+}
+
+void LinearRun::Build() {
+  const auto total = static_cast<double>(table_.RecordCount());
+  CountedRecordIterator records(table_, [&](int pass, long long delivered) {
+    progress_.Show(fmt::format("pass {} of {}", pass, kPasses),
+                   total > 0.0 ? static_cast<double>(delivered) / total : 1.0, delivered);
+  });
+  std::vector<QvRegrParameter> parameters;
+  QvCommon::QvStatus status = component_->CreateParameters(records, parameters);
+  if (!status.IsError()) status = component_->BuildModel(records);
+  if (!records.AllRecordsRead()) {
+    status = QvCommon::QvStatus(QvStatusCode::kUnreadableRecord, false);
+  }
+  Check(status);
+  Check(component_->GetOutputStats(output_));
+}
+
+void LinearRun::Check(const QvCommon::QvStatus& status) const {
+  // A run that Ctrl-C met at its very end is cancelled too.
+  if (interrupt_.Requested()) throw Cancelled();
+  if (status.IsError()) Fail(status);
+}
+
+void LinearRun::Fail(const QvCommon::QvStatus& status) const {
+  if (status.GetCode() == QvStatusCode::kCancelled) throw Cancelled();
+  if (status.GetCode() == QvStatusCode::kNoRecords) {
+    throw Error(ExitCode::kRunFailed, NoRecordText(Records()));
+  }
+  throw Error(ExitCode::kRunFailed, StatusText(status));
+}
+
+RecordUse LinearRun::Records() const {
+  RecordUse use;
+  for (const CodedColumn& column : table_.Columns()) {
+    const auto listed = [&](const ColumnMissing& other) { return other.name == column.label; };
+    // A column that plays several parts is listed once.
+    if (column.missing == 0 || std::ranges::any_of(use.missingByColumn, listed)) continue;
+    use.missingByColumn.push_back({column.label, column.missing});
+  }
+  if (const auto* linear = dynamic_cast<const QvGLMComponent*>(component_.get())) {
+    const QvRecordCounts counts = linear->GetRecordCounts();
+    use.read = counts.fRead;
+    use.used = counts.fUsed;
+    // The table codes no category beyond a factor's levels, so that none is out of range.
+    use.missing = counts.fMissing + counts.fOutOfRange;
+    use.badWeight = counts.fBadWeight;
+  }
+  return use;
+}
+
+}  // namespace qvhost

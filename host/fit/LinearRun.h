@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+
+#include "host/fit/FitResult.h"
+#include "host/fit/Interrupt.h"
+#include "host/fit/ProgressBar.h"
+#include "host/table/CodedTable.h"
+#include "qvreg/component/IQvRegComponent.h"
+#include "qvreg/component/IQvRegOutputStats.h"
+#include "qvreg/settings/QvRegSettings.h"
+
+namespace qvhost {
+
+/// One run of the library's linear model over a coded table: creates the component, makes its
+/// passes, and hands out what it found.
+///
+/// Owns the component; borrows the rest, which must outlive it. One thread at a time.
+class LinearRun {
+ public:
+  /// `settings` is copied by the component, the list of variables that its effects point to is not.
+  LinearRun(QvRegSettings& settings, const CodedTable& table, ProgressBar& progress,
+            Interrupt& interrupt);
+
+  /// Builds the model. Throws Error (kRunFailed) when it cannot be fitted, Cancelled when
+  /// interrupted.
+  void Build();
+
+  /// After Build: what was found. Owned by the component, valid while this object lives.
+  [[nodiscard]] const IQvRegOutputStats& Output() const { return *output_; }
+  [[nodiscard]] IQvRegComponent& Component() const { return *component_; }
+
+  /// Which records took part, as far as the run came.
+  [[nodiscard]] RecordUse Records() const;
+
+ private:
+  [[noreturn]] void Fail(const QvCommon::QvStatus& status) const;
+  void Check(const QvCommon::QvStatus& status) const;
+
+  const CodedTable& table_;
+  ProgressBar& progress_;
+  Interrupt& interrupt_;
+  std::unique_ptr<IQvRegComponent> component_;
+  IQvRegOutputStats* output_ = nullptr;
+};
+
+}  // namespace qvhost

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "host/fit/FitOptions.h"
+#include "host/fit/FitResult.h"
+#include "host/fit/LinearRun.h"
+#include "host/fit/ModelBinding.h"
+#include "host/formula/Formula.h"
+#include "host/table/CodedTable.h"
+
+namespace qvhost {
+
+/// Turns what the library found into what a report tells: names, inference, warnings. Borrows
+/// everything it is made of; `run` must be built.
+class ResultBuilder {
+ public:
+  ResultBuilder(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
+                const LinearRun& run)
+      : formula_(formula), binding_(binding), table_(table), run_(run) {}
+
+  [[nodiscard]] FitResult Build(const FitOptions& options) const;
+
+ private:
+  void AddParameters(const FitOptions& options, FitResult& result) const;
+  void AddFit(const FitOptions& options, FitResult& result) const;
+  void AddStatus(FitResult& result) const;
+
+  const Formula& formula_;
+  const ModelBinding& binding_;
+  const CodedTable& table_;
+  const LinearRun& run_;
+};
+
+}  // namespace qvhost

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "host/fit/FitOptions.h"
+#include "host/fit/FitResult.h"
+#include "host/fit/Interrupt.h"
+#include "host/fit/ProgressBar.h"
+
+namespace qvhost {
+
+/// Fits a model: reads the formula, binds it to the table, codes the table into a temporary file
+/// (gone when this returns, however it returns), and runs the library over it.
+///
+/// Progress goes to `progress`, which is erased at the end; `interrupt` stops the run. Both are
+/// borrowed. Runs on the calling thread.
+///
+/// Throws Error: kBadInput for a formula, a column or data that cannot be used, kRunFailed when the
+/// model cannot be fitted, Cancelled when interrupted.
+[[nodiscard]] FitResult RunFit(const FitOptions& options, ProgressBar& progress,
+                               Interrupt& interrupt);
+
+}  // namespace qvhost

@@ -1,0 +1,61 @@
+#include "host/inference/CoefficientInference.h"
+
+#include <boost/math/distributions/students_t.hpp>
+#include <cmath>
+
+#include "host/inference/Finite.h"
+
+namespace qvhost {
+
+namespace {
+
+// Answers what does not exist as an infinity or a NaN, which Finite() then drops.
+using QuietPolicy = boost::math::policies::policy<
+    boost::math::policies::domain_error<boost::math::policies::ignore_error>,
+    boost::math::policies::overflow_error<boost::math::policies::ignore_error>,
+    boost::math::policies::pole_error<boost::math::policies::ignore_error>,
+    boost::math::policies::evaluation_error<boost::math::policies::ignore_error>>;
+using StudentsT = boost::math::students_t_distribution<double, QuietPolicy>;
+
+std::optional<double> UpperQuantile(double degreesOfFreedom, double confidence) {
+  const double tail = (1.0 - confidence) / 2.0;
+  return Finite(boost::math::quantile(complement(StudentsT(degreesOfFreedom), tail)));
+}
+
+std::optional<double> TwoSidedP(double degreesOfFreedom, double statistic) {
+  // From the upper tail itself: one minus the lower tail would lose a small p.
+  return Finite(2.0 *
+                boost::math::cdf(complement(StudentsT(degreesOfFreedom), std::abs(statistic))));
+}
+
+}  // namespace
+
+CoefficientInference::CoefficientInference(std::optional<double> residualStdError,
+                                           double degreesOfFreedom, double confidence)
+    : residualStdError_(residualStdError), degreesOfFreedom_(degreesOfFreedom) {
+  if (residualStdError_) {
+    quantile_ = UpperQuantile(degreesOfFreedom, confidence);
+  }
+}
+
+CoefficientStatistics CoefficientInference::Of(double estimate, double unscaledVariance) const {
+  CoefficientStatistics result;
+  if (!residualStdError_) {
+    return result;
+  }
+  result.stdError = Finite(*residualStdError_ * std::sqrt(unscaledVariance));
+  if (!result.stdError) {
+    return result;
+  }
+  if (quantile_) {
+    result.confLow = Finite(estimate - *quantile_ * *result.stdError);
+    result.confHigh = Finite(estimate + *quantile_ * *result.stdError);
+  }
+  result.statistic = Finite(estimate / *result.stdError);
+  if (result.statistic) {
+    result.pValue = TwoSidedP(degreesOfFreedom_, *result.statistic);
+  }
+  return result;
+}
+
+}  // namespace qvhost

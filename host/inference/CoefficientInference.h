@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+
+namespace qvhost {
+
+/// What inference adds to one estimate. An entry without a value does not exist: the standard error
+/// of a redundant parameter, the statistic over a standard error of 0. Every value is finite.
+struct CoefficientStatistics {
+  std::optional<double> stdError;
+  std::optional<double> statistic;  ///< Estimate over standard error; Student's t.
+  std::optional<double> pValue;     ///< Two-sided, in [0, 1].
+  std::optional<double> confLow;
+  std::optional<double> confHigh;
+};
+
+/// Standard errors, t tests and confidence limits of the coefficients of one linear model.
+///
+/// Immutable after construction; any thread may use one.
+class CoefficientInference {
+ public:
+  /// `residualStdError`: square root of the residual variance, none when it does not exist.
+  /// `degreesOfFreedom`: those of the residual variance, above 0 when it exists.
+  /// `confidence`: probability that the limits hold the coefficient, in [0, 1).
+  CoefficientInference(std::optional<double> residualStdError, double degreesOfFreedom,
+                       double confidence);
+
+  /// The statistics of a coefficient that the model kept. `unscaledVariance` is its diagonal
+  /// element of the (generalized) inverse of X'WX.
+  [[nodiscard]] CoefficientStatistics Of(double estimate, double unscaledVariance) const;
+
+ private:
+  std::optional<double> residualStdError_;
+  double degreesOfFreedom_;
+  std::optional<double> quantile_;  ///< Of Student's t, at (1 + confidence) / 2.
+};
+
+}  // namespace qvhost

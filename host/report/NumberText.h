@@ -1,0 +1,27 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qvhost {
+
+/// The numbers of one column of a table, written alike so that the eye can compare them: with as
+/// many decimals as the smallest needs for five significant digits, or all with an exponent when
+/// their sizes lie too far apart. A value that does not exist is an empty text.
+[[nodiscard]] std::vector<std::string> ColumnText(const std::vector<std::optional<double>>& values);
+
+/// A number by itself, to `digits` significant digits; "-" when it does not exist.
+[[nodiscard]] std::string NumberText(const std::optional<double>& value, int digits = 6);
+
+/// A test statistic, to two decimals; empty when it does not exist.
+[[nodiscard]] std::string StatisticText(const std::optional<double>& value);
+
+/// A probability: four decimals, an exponent below 0.0001, "<1e-16" below that; empty when it does
+/// not exist.
+[[nodiscard]] std::string ProbabilityText(const std::optional<double>& value);
+
+/// A count with commas between thousands: `1,234,567`.
+[[nodiscard]] std::string CountText(long long count);
+
+}  // namespace qvhost

@@ -1,0 +1,177 @@
+#include "host/report/TextReport.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "host/report/NumberText.h"
+#include "host/report/TextTable.h"
+
+namespace qvhost {
+
+namespace {
+
+constexpr std::size_t kNoteWidth = 88;
+constexpr std::size_t kMostColumns = 6;
+
+std::string Line(std::string_view name, const std::string& value) {
+  return fmt::format("{:<11}{}\n", name, value);
+}
+
+/// The columns with missing values: ` (g 40, x 60)`.
+std::string MissingColumns(const std::vector<ColumnMissing>& columns) {
+  std::string text;
+  for (std::size_t i = 0; i < std::min(columns.size(), kMostColumns); ++i) {
+    text += fmt::format("{}{} {}", i == 0 ? " (" : ", ", Printable(columns[i].name),
+                        CountText(columns[i].count));
+  }
+  if (columns.size() > kMostColumns) {
+    text += fmt::format(", {} more columns", columns.size() - kMostColumns);
+  }
+  return text.empty() ? text : text + ")";
+}
+
+std::string RecordLines(const RecordUse& records) {
+  std::string text = Line(
+      "Records", fmt::format("{} read, {} used", CountText(records.read), CountText(records.used)));
+  if (records.missing > 0) {
+    text += Line("", fmt::format("{} left out for a missing value{}", CountText(records.missing),
+                                 MissingColumns(records.missingByColumn)));
+  }
+  if (records.badWeight > 0) {
+    text += Line("", fmt::format("{} left out for a weight that is missing or not above 0",
+                                 CountText(records.badWeight)));
+  }
+  return text;
+}
+
+std::string Heading(const FitResult& fit) {
+  std::string text = fit.model == "linear" ? "Linear model\n\n" : fit.model + "\n\n";
+  text += Line("Formula", Printable(fit.formula));
+  text += Line("Data", Printable(fit.data));
+  text += Line("Dependent", Printable(fit.dependent));
+  std::string weights;
+  if (!fit.freqWeight.empty()) weights = "frequency " + Printable(fit.freqWeight);
+  if (!fit.regressionWeight.empty()) {
+    weights +=
+        (weights.empty() ? "regression " : ", regression ") + Printable(fit.regressionWeight);
+  }
+  if (!weights.empty()) text += Line("Weights", weights);
+  return text + RecordLines(fit.records);
+}
+
+/// One entry of every parameter, written alike.
+template <typename Entry>
+std::vector<std::string> Column(const FitResult& fit, Entry entry) {
+  std::vector<std::optional<double>> values;
+  for (const ParameterResult& parameter : fit.parameters) {
+    values.push_back(parameter.redundant ? std::nullopt : entry(parameter));
+  }
+  return ColumnText(values);
+}
+
+/// Both limits, written alike.
+std::pair<std::vector<std::string>, std::vector<std::string>> LimitColumns(const FitResult& fit) {
+  std::vector<std::optional<double>> values;
+  for (const ParameterResult& parameter : fit.parameters) {
+    values.push_back(parameter.statistics.confLow);
+    values.push_back(parameter.statistics.confHigh);
+  }
+  const std::vector<std::string> texts = ColumnText(values);
+  std::pair<std::vector<std::string>, std::vector<std::string>> columns;
+  for (std::size_t i = 0; i < texts.size(); i += 2) {
+    columns.first.push_back(texts[i]);
+    columns.second.push_back(texts[i + 1]);
+  }
+  return columns;
+}
+
+std::string ParameterTable(const FitResult& fit) {
+  const auto percent = fmt::format("{:g}%", 100.0 * fit.confidence);
+  TextTable table(
+      {"Parameter", "Estimate", "Std. error", "t", "p", percent + " low", percent + " high"});
+  const auto estimates = Column(fit, [](const auto& p) { return p.estimate; });
+  const auto errors = Column(fit, [](const auto& p) { return p.statistics.stdError; });
+  const auto [lows, highs] = LimitColumns(fit);
+  for (std::size_t i = 0; i < fit.parameters.size(); ++i) {
+    const ParameterResult& parameter = fit.parameters[i];
+    if (parameter.redundant) {
+      table.AddRow({Printable(parameter.label), "0", "redundant", "", "", "", ""});
+      continue;
+    }
+    table.AddRow({Printable(parameter.label), estimates[i], errors[i],
+                  StatisticText(parameter.statistics.statistic),
+                  ProbabilityText(parameter.statistics.pValue), lows[i], highs[i]});
+  }
+  return table.Render();
+}
+
+std::string FitText(const FitResult& fit) {
+  std::string text = fmt::format("R square {}, root mean square error {}\n",
+                                 NumberText(fit.rSquare), NumberText(fit.rmse));
+  const std::string df = NumberText(fit.degreesOfFreedom, 12);
+  if (!fit.residualStdError) {
+    return text + fmt::format("No residual standard error on {} degrees of freedom\n", df);
+  }
+  return text + fmt::format("Residual standard error {} on {} degrees of freedom{}\n",
+                            NumberText(fit.residualStdError), df,
+                            fit.imposedDegreesOfFreedom ? " (imposed)" : "");
+}
+
+/// A note as a list item, broken between words.
+std::string Note(const std::string& sentence) {
+  std::string text;
+  std::string line = "-";
+  std::string_view rest = sentence;
+  while (!rest.empty()) {
+    const std::size_t end = std::min(rest.find(' '), rest.size());
+    const std::string word(rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    if (TextWidth(line) + 1 + TextWidth(word) > kNoteWidth && line.size() > 1) {
+      text += line + "\n";
+      line = " ";
+    }
+    line += " " + word;
+  }
+  return text + line + "\n";
+}
+
+/// What "redundant" in the table means; empty when there is none.
+std::string RedundantNote(const FitResult& fit) {
+  const auto redundant = [](const ParameterResult& p) { return p.redundant; };
+  const auto factor = [](const ParameterResult& p) { return p.redundant && !p.levels.empty(); };
+  const auto count = std::ranges::count_if(fit.parameters, redundant);
+  if (count == 0) return {};
+  std::string note = fmt::format(
+      "{} of {} parameters {} redundant and set to 0, because {} on the "
+      "columns before.",
+      count, fit.parameters.size(), count == 1 ? "is" : "are",
+      count == 1 ? "its column depends" : "their columns depend");
+  if (std::ranges::any_of(fit.parameters, factor)) {
+    note += " The other levels of a factor are compared with its redundant ones.";
+  }
+  return note;
+}
+
+std::string Notes(const FitResult& fit) {
+  std::string notes;
+  if (const std::string redundant = RedundantNote(fit); !redundant.empty()) {
+    notes += Note(redundant);
+  }
+  for (const std::string& warning : fit.warnings) {
+    notes += Note(Printable(warning));
+  }
+  return notes.empty() ? notes : "\nNotes\n" + notes;
+}
+
+}  // namespace
+
+std::string TextReport(const FitResult& fit) {
+  return Heading(fit) + "\n" + ParameterTable(fit) + "\n" + FitText(fit) + Notes(fit);
+}
+
+}  // namespace qvhost

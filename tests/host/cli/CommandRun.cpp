@@ -1,0 +1,174 @@
+#include "tests/host/cli/CommandRun.h"
+
+#include <array>
+#include <csignal>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <linux/capability.h>
+#include <pty.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace qvhost {
+
+namespace {
+
+constexpr int kCannotRun = 125;
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void Redirect(int stream, const char* path) {
+  const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  if (file < 0 || dup2(file, stream) < 0) _exit(kCannotRun);
+  close(file);
+}
+
+int WaitFor(pid_t child) {
+  int status = 0;
+  if (waitpid(child, &status, 0) != child) throw std::runtime_error("waitpid failed");
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+}  // namespace
+
+CommandRun& CommandRun::In(const std::filesystem::path& folder) {
+  folder_ = folder;
+  return *this;
+}
+
+CommandRun& CommandRun::OutputTo(std::string path) {
+  outputPath_ = std::move(path);
+  return *this;
+}
+
+CommandRun& CommandRun::OutputClosed() {
+  outputClosed_ = true;
+  return *this;
+}
+
+CommandRun& CommandRun::OutputToBrokenPipe() {
+  brokenPipe_ = true;
+  return *this;
+}
+
+CommandRun& CommandRun::FileSizeLimit(std::size_t bytes) {
+  fileSizeLimit_ = bytes;
+  return *this;
+}
+
+CommandRun& CommandRun::Unprivileged() {
+  unprivileged_ = true;
+  return *this;
+}
+
+CommandRun& CommandRun::SmallDiskAt(std::string folder) {
+  smallDisk_ = std::move(folder);
+  return *this;
+}
+
+CommandRun& CommandRun::OnTerminal() {
+  onTerminal_ = true;
+  return *this;
+}
+
+CommandRun& CommandRun::InterruptWhenShown(std::string text) {
+  interruptAt_ = std::move(text);
+  return OnTerminal();
+}
+
+void CommandRun::RedirectOutput() const {
+  if (outputClosed_) {
+    close(STDOUT_FILENO);
+  } else if (brokenPipe_) {
+    std::array<int, 2> ends{};
+    if (pipe(ends.data()) != 0 || dup2(ends[1], STDOUT_FILENO) < 0) _exit(kCannotRun);
+    close(ends[0]);
+    close(ends[1]);
+  } else {
+    const std::string path = outputPath_.empty() ? files_.File("out") : outputPath_;
+    Redirect(STDOUT_FILENO, path.c_str());
+  }
+}
+
+/// In the child: what the command may not do, or finds on its disk.
+void CommandRun::LimitPowers() const {
+  if (unprivileged_ && geteuid() == 0) {
+    for (const int power : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
+      if (prctl(PR_CAPBSET_DROP, power, 0, 0, 0) != 0) _exit(kCannotRun);
+    }
+  }
+  if (smallDisk_.empty()) return;
+  const int spaces = geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER;
+  if (unshare(spaces) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+      mount("tmpfs", smallDisk_.c_str(), "tmpfs", 0, "size=64k") != 0) {
+    _exit(kNotAllowed);
+  }
+}
+
+/// In the child: becomes the command.
+void CommandRun::Exec() const {
+  RedirectOutput();
+  if (!onTerminal_) Redirect(STDERR_FILENO, files_.File("err").c_str());
+  if (!folder_.empty() && chdir(folder_.c_str()) != 0) _exit(kCannotRun);
+  if (fileSizeLimit_) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{*fileSizeLimit_, *fileSizeLimit_};
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(kCannotRun);
+  }
+  LimitPowers();
+  std::vector<std::string> words = {QVREG_COMMAND};
+  words.insert(words.end(), arguments_.begin(), arguments_.end());
+  std::vector<char*> pointers;
+  for (std::string& word : words) pointers.push_back(word.data());
+  pointers.push_back(nullptr);
+  if (onTerminal_) setenv("QVREG_PROGRESS_DELAY_MS", "0", 1);
+  execv(QVREG_COMMAND, pointers.data());
+  _exit(kCannotRun);
+}
+
+/// In the parent: collects what the terminal shows until the command ends.
+void CommandRun::WatchTerminal(int terminal, pid_t child, std::string& shown) const {
+  bool pressed = interruptAt_.empty();
+  std::array<char, 4096> buffer{};
+  for (ssize_t count = 0; (count = read(terminal, buffer.data(), buffer.size())) > 0;) {
+    shown.append(buffer.data(), static_cast<std::size_t>(count));
+    if (!pressed && shown.find(interruptAt_) != std::string::npos) {
+      kill(child, SIGINT);
+      pressed = true;
+    }
+  }
+}
+
+CommandResult CommandRun::Run() {
+  int terminal = -1;
+  const pid_t child = onTerminal_ ? forkpty(&terminal, nullptr, nullptr, nullptr) : fork();
+  if (child < 0) throw std::runtime_error("the process could not be started");
+  if (child == 0) Exec();
+
+  CommandResult result;
+  if (onTerminal_) WatchTerminal(terminal, child, result.err);
+  result.exitCode = WaitFor(child);
+  if (onTerminal_) {
+    close(terminal);
+  } else {
+    result.err = ReadAll(files_.File("err"));
+  }
+  result.out = ReadAll(files_.File("out"));
+  return result;
+}
+
+CommandResult RunQvreg(std::vector<std::string> arguments) {
+  return CommandRun(std::move(arguments)).Run();
+}
+
+}  // namespace qvhost

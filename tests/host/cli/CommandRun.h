@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+#include "tests/host/cli/TempFolder.h"
+
+namespace qvhost {
+
+/// What a run of the command left.
+struct CommandResult {
+  int exitCode = -1;  ///< 128 + the signal's number when a signal ended it.
+  std::string out;
+  std::string err;
+};
+
+/// The command `qvreg` as a process of its own: its output, its errors and its exit code.
+class CommandRun {
+ public:
+  explicit CommandRun(std::vector<std::string> arguments) : arguments_(std::move(arguments)) {}
+
+  /// Runs in this folder.
+  CommandRun& In(const std::filesystem::path& folder);
+  /// Sends standard output to a file or device; CommandResult::out stays empty.
+  CommandRun& OutputTo(std::string path);
+  /// Starts with standard output closed.
+  CommandRun& OutputClosed();
+  /// Sends standard output to a pipe that nobody reads.
+  CommandRun& OutputToBrokenPipe();
+  /// Makes writing any file beyond so many bytes fail.
+  CommandRun& FileSizeLimit(std::size_t bytes);
+  /// Gives up root's power over file permissions, if the test has it.
+  CommandRun& Unprivileged();
+  /// Puts a disk of 64 KiB in place of this folder, for the command alone. Where a process may not
+  /// do that, the exit code is kNotAllowed.
+  CommandRun& SmallDiskAt(std::string folder);
+  static constexpr int kNotAllowed = 126;
+  /// Makes standard error a terminal; presses Ctrl-C once it shows `text`.
+  CommandRun& OnTerminal();
+  CommandRun& InterruptWhenShown(std::string text);
+
+  /// Runs to the end.
+  [[nodiscard]] CommandResult Run();
+
+ private:
+  void Exec() const;
+  void RedirectOutput() const;
+  void LimitPowers() const;
+  void WatchTerminal(int terminal, pid_t child, std::string& shown) const;
+
+  std::vector<std::string> arguments_;
+  std::filesystem::path folder_;
+  std::string outputPath_;
+  bool outputClosed_ = false;
+  bool brokenPipe_ = false;
+  std::optional<std::size_t> fileSizeLimit_;
+  bool unprivileged_ = false;
+  std::string smallDisk_;
+  bool onTerminal_ = false;
+  std::string interruptAt_;
+  TempFolder files_;
+};
+
+/// Runs `qvreg` with these arguments.
+[[nodiscard]] CommandResult RunQvreg(std::vector<std::string> arguments);
+
+}  // namespace qvhost

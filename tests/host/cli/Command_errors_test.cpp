@@ -1,0 +1,260 @@
+// What the command says and answers when something is wrong, word by word.
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/host/cli/CommandRun.h"
+#include "tests/host/cli/SourceFile.h"
+#include "tests/host/cli/TempFolder.h"
+
+namespace qvhost {
+namespace {
+
+constexpr int kRunFailed = 1;
+constexpr int kBadInput = 2;
+
+class CommandErrors : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    folder_.Write("rows.csv",
+                  "y,x,g,one,none,zero,minus,text\n"
+                  "1,1,a,k,,0,-1,p\n"
+                  "2,2,b,k,,0,-2,q\n"
+                  "4,3,a,k,,0,0,r\n"
+                  "5,4.5,b,k,,0,,s\n");
+  }
+
+  CommandResult Fit(const std::string& formula, const std::vector<std::string>& more = {}) const {
+    std::vector<std::string> arguments = {"fit", "--data", "rows.csv", "--formula", formula};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return Run(arguments);
+  }
+
+  CommandResult Run(const std::vector<std::string>& arguments) const {
+    return CommandRun(arguments).In(folder_.Path()).Run();
+  }
+
+  /// A failed run prints nothing on standard output.
+  static void Expect(const CommandResult& result, int exitCode, const std::string& message) {
+    EXPECT_EQ(result.exitCode, exitCode);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "qvreg: " + message + "\n");
+  }
+
+  TempFolder folder_;
+};
+
+TEST_F(CommandErrors, MissingFile) {
+  Expect(Run({"fit", "--data", "nowhere.csv", "--formula", "y ~ x"}), kBadInput,
+         "The file 'nowhere.csv' does not exist.");
+}
+
+TEST_F(CommandErrors, EmptyFile) {
+  folder_.Write("empty.csv", "");
+  Expect(Run({"fit", "--data", "empty.csv", "--formula", "y ~ x"}), kBadInput,
+         "The file 'empty.csv' is empty.");
+}
+
+TEST_F(CommandErrors, FileOfAHeaderOnly) {
+  folder_.Write("head.csv", "y,x\n");
+  Expect(Run({"fit", "--data", "head.csv", "--formula", "y ~ x"}), kRunFailed,
+         "The data hold no record. Check that the file, the pattern or the query gives rows.");
+}
+
+TEST_F(CommandErrors, QueryWithoutRows) {
+  Expect(Run({"fit", "--sql", "SELECT 1 AS y, 2 AS x WHERE false", "--formula", "y ~ x"}),
+         kRunFailed,
+         "The data hold no record. Check that the file, the pattern or the query gives rows.");
+}
+
+TEST_F(CommandErrors, NoSuchColumn) {
+  Expect(Fit("y ~ x + txt"), kBadInput,
+         "There is no column 'txt' in rows.csv; did you mean 'text'?\n"
+         "  y ~ x + txt\n"
+         "          ^");
+}
+
+TEST_F(CommandErrors, NoSuchColumnAndNoneNear) {
+  Expect(Fit("somethingelse ~ x"), kBadInput,
+         "There is no column 'somethingelse' in rows.csv.\n"
+         "  somethingelse ~ x\n"
+         "  ^");
+}
+
+TEST_F(CommandErrors, TextWhereANumberIsNeeded) {
+  const CommandResult result = Fit("y ~ x + log(text)");
+  EXPECT_EQ(result.exitCode, kBadInput);
+  EXPECT_TRUE(result.err.starts_with("qvreg: 'log(text)' cannot be computed: No function matches"))
+      << result.err;
+  EXPECT_TRUE(result.err.ends_with("\n  y ~ x + log(text)\n          ^\n")) << result.err;
+}
+
+TEST_F(CommandErrors, PowerOfAFactor) {
+  Expect(Fit("y ~ x + I(g^2)"), kBadInput,
+         "'g' is a factor and has no powers; write 'g' alone.\n"
+         "  y ~ x + I(g^2)\n"
+         "          ^");
+}
+
+TEST_F(CommandErrors, FactorAsDependent) {
+  Expect(Fit("text ~ x", {"--model", "linear"}), kBadInput,
+         "The dependent 'text' is text, but a linear model needs a number; name a numeric column.\n"
+         "  text ~ x\n"
+         "  ^");
+}
+
+TEST_F(CommandErrors, NumberMadeAFactorAsDependent) {
+  Expect(
+      Fit("C(y) ~ x", {"--model", "linear"}), kBadInput,
+      "The dependent 'C(y)' is made a factor by C(...), but a linear model needs a number; name a "
+      "numeric column.\n"
+      "  C(y) ~ x\n"
+      "  ^");
+}
+
+TEST_F(CommandErrors, CategoryAsDependentAsksForALogisticModel) {
+  Expect(Fit("text ~ x"), kRunFailed,
+         "The dependent 'text' is text, which asks for a logistic model, and that is not available "
+         "yet; name a dependent that is a number.");
+}
+
+TEST_F(CommandErrors, LogisticModel) {
+  Expect(Fit("y ~ x", {"--model", "logistic"}), kRunFailed,
+         "The logistic model is not available yet; leave --model out for a linear model.");
+}
+
+TEST_F(CommandErrors, DateAsACovariate) {
+  Expect(Run({"fit", "--sql", "SELECT 1 AS y, DATE '2020-02-02' AS day", "--formula", "y ~ day"}),
+         kBadInput,
+         "'day' is a date or time (DATE); write C(day) to take its values as the levels of a "
+         "factor.\n"
+         "  y ~ day\n"
+         "      ^");
+}
+
+TEST_F(CommandErrors, DateAsDependent) {
+  Expect(Run({"fit", "--sql", "SELECT 1 AS x, DATE '2020-02-02' AS day", "--formula", "day ~ x"}),
+         kBadInput,
+         "The dependent 'day' is a date or time (DATE); a linear model needs a number.\n"
+         "  day ~ x\n"
+         "  ^");
+}
+
+TEST_F(CommandErrors, ErrorInTheMiddleOfAFormula) {
+  Expect(Fit("y ~ x +* g + one"), kBadInput,
+         "'*' has no term before it; write one there.\n"
+         "  y ~ x +* g + one\n"
+         "         ^");
+}
+
+TEST_F(CommandErrors, EmptyModel) {
+  Expect(Fit("y ~ 1", {"--no-intercept"}), kBadInput,
+         "The model is empty: it has neither an intercept nor a term. Add a term to the formula or "
+         "keep the intercept.");
+}
+
+TEST_F(CommandErrors, AllRecordsMissing) {
+  Expect(Fit("y ~ x + none"), kRunFailed,
+         "None of the 4 records can be used. In 4 a value is missing ('none' in 4); leave the "
+         "emptiest column out of the model, or fill it.");
+}
+
+TEST_F(CommandErrors, Infinity) {
+  folder_.Write("inf.csv", "y,x\n1,2\n2,inf\n3,4\n");
+  Expect(
+      Run({"fit", "--data", "inf.csv", "--formula", "y ~ x"}), kBadInput,
+      "The value of 'x' in row 2 is infinite; leave such rows out, or make the values NULL, with "
+      "--sql.");
+}
+
+TEST_F(CommandErrors, WeightColumnAllZero) {
+  Expect(Fit("y ~ x", {"--freq-weight", "zero"}), kRunFailed,
+         "None of the 4 records can be used. In 4 a weight is missing or not above 0; check the "
+         "weight columns.");
+  Expect(Fit("y ~ x", {"--regression-weight", "minus"}), kRunFailed,
+         "None of the 4 records can be used. In 4 a weight is missing or not above 0; check the "
+         "weight columns.");
+}
+
+TEST_F(CommandErrors, WeightThatIsNoColumn) {
+  Expect(Fit("y ~ x", {"--freq-weight", "zeros"}), kBadInput,
+         "There is no column 'zeros' for --freq-weight in rows.csv; did you mean 'zero'?");
+}
+
+TEST_F(CommandErrors, WeightThatIsText) {
+  Expect(
+      Fit("y ~ x", {"--regression-weight", "text"}), kBadInput,
+      "'text' must be a number, but it is text (VARCHAR), such as 'p'; use another column, or make "
+      "a number of it with --sql.");
+}
+
+TEST_F(CommandErrors, NoSuchTable) {
+  Expect(Fit("y ~ x", {"--table", "orders"}), kBadInput,
+         "--table is for a database file (.duckdb or .db), which 'rows.csv' is not.");
+  RunSql("ATTACH '" + folder_.File("shop.duckdb") +
+         "' AS made; CREATE TABLE made.orders AS SELECT 1 AS y; CREATE TABLE made.users AS SELECT "
+         "2 AS "
+         "y; DETACH made");
+  const CommandResult result =
+      Run({"fit", "--data", "shop.duckdb", "--table", "order", "--formula", "y ~ 1"});
+  EXPECT_EQ(result.exitCode, kBadInput);
+  EXPECT_NE(result.err.find("Did you mean 'orders'?"), std::string::npos) << result.err;
+}
+
+TEST_F(CommandErrors, BrokenQuery) {
+  Expect(Run({"fit", "--sql", "SELEC 1", "--formula", "y ~ x"}), kBadInput,
+         "--sql: syntax error at or near \"SELEC\".");
+}
+
+// ---- The command line -------------------------------------------------------
+
+TEST_F(CommandErrors, NoSubcommand) {
+  Expect(Run({}), kBadInput, "A subcommand is required.\nTry 'qvreg --help'.");
+}
+
+TEST_F(CommandErrors, NoFormula) {
+  Expect(Run({"fit", "--data", "rows.csv"}), kBadInput,
+         "--formula is required.\nTry 'qvreg fit --help'.");
+}
+
+TEST_F(CommandErrors, NoData) {
+  Expect(Run({"fit", "--formula", "y ~ x"}), kBadInput,
+         "No data are named; give a file with --data or a query with --sql.\n"
+         "Try 'qvreg fit --help'.");
+}
+
+TEST_F(CommandErrors, UnknownOption) {
+  Expect(Fit("y ~ x", {"--freqweight", "zero"}), kBadInput,
+         "The following arguments were not expected: zero --freqweight.\nTry 'qvreg fit --help'.");
+}
+
+TEST_F(CommandErrors, ValuesOutOfRange) {
+  struct Case {
+    std::vector<std::string> options;
+    std::string message;
+  };
+  const std::string confidence = "--confidence must be at least 0 and below 1, such as 0.95.";
+  const std::string tolerance = "--tolerance must be a number from 0 on, such as 1e-12.";
+  const std::string df = "--df must be a number above 0.";
+  for (const Case& c :
+       {Case{{"--confidence", "1"}, confidence}, Case{{"--confidence", "-0.1"}, confidence},
+        Case{{"--confidence", "nan"}, confidence}, Case{{"--tolerance", "-1e-9"}, tolerance},
+        Case{{"--tolerance", "nan"}, tolerance}, Case{{"--tolerance", "inf"}, tolerance},
+        Case{{"--df", "0"}, df}, Case{{"--df", "-3"}, df}, Case{{"--df", "inf"}, df},
+        Case{{"--df", "nan"}, df},
+        Case{{"--confidence", "high"}, "Could not convert: --confidence = high."},
+        Case{{"--model", "cubic"}, "--model: cubic not in {linear,logistic}."}}) {
+    Expect(Fit("y ~ x", c.options), kBadInput, c.message + "\nTry 'qvreg fit --help'.");
+  }
+}
+
+TEST_F(CommandErrors, EmptyFormula) {
+  const CommandResult result = Fit("");
+  EXPECT_EQ(result.exitCode, kBadInput);
+  EXPECT_NE(result.err.find("formula is empty"), std::string::npos) << result.err;
+}
+
+}  // namespace
+}  // namespace qvhost

@@ -1,0 +1,256 @@
+// Where the command's output goes, and what happens when it cannot go there.
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/host/cli/CommandRun.h"
+#include "tests/host/cli/TempFolder.h"
+
+namespace qvhost {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kRunFailed = 1;
+constexpr int kCancelled = 130;
+constexpr const char* kOutputAdvice = ". Check where it is sent to.\n";
+constexpr const char* kFileAdvice =
+    ". Name a file in an existing folder that you may write to and that has room.\n";
+// Millions of records: enough to still be at work when a test looks.
+constexpr const char* kLongQuery =
+    "SELECT range AS x, range % 7 AS y, range % 5 AS g FROM range(5000000)";
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class CommandOutput : public ::testing::Test {
+ protected:
+  void SetUp() override { rows_ = folder_.Write("rows.csv", "y,x\n1,1\n2,2\n4,3\n5,4.5\n"); }
+
+  std::vector<std::string> Arguments(const std::vector<std::string>& more = {}) const {
+    std::vector<std::string> arguments = {"fit", "--data", rows_, "--formula", "y ~ x"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+  }
+
+  CommandResult Fit(const std::vector<std::string>& more) const {
+    return RunQvreg(Arguments(more));
+  }
+
+  static void ExpectFailure(const CommandResult& result, const std::string& message) {
+    EXPECT_EQ(result.exitCode, kRunFailed);
+    EXPECT_EQ(result.err, message);
+  }
+
+  TempFolder folder_;
+  std::string rows_;
+};
+
+TEST_F(CommandOutput, JsonInPlaceOfTheSummary) {
+  const CommandResult result = Fit({"--json", "-"});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+  const auto json = nlohmann::json::parse(result.out);
+  EXPECT_EQ(json.at("records").at("used"), 4);
+}
+
+TEST_F(CommandOutput, JsonBesideTheSummary) {
+  const std::string file = folder_.File("fit.json");
+  const CommandResult result = Fit({"--json", file});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_TRUE(result.out.starts_with("Linear model\n")) << result.out;
+  EXPECT_EQ(ReadAll(file), Fit({"--json", "-"}).out);
+}
+
+TEST_F(CommandOutput, JsonReplacesAFileWholly) {
+  const std::string file = folder_.Write("fit.json", std::string(100000, 'x'));
+  EXPECT_EQ(Fit({"--json", file}).exitCode, 0);
+  EXPECT_EQ(ReadAll(file), Fit({"--json", "-"}).out);
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder_.Path()), {}), 2) << "rows.csv, fit.json";
+}
+
+TEST_F(CommandOutput, JsonThroughALink) {
+  const std::string file = folder_.Write("real.json", "old");
+  fs::create_symlink("real.json", folder_.Path() / "link.json");
+  EXPECT_EQ(Fit({"--json", folder_.File("link.json")}).exitCode, 0);
+  EXPECT_TRUE(fs::is_symlink(folder_.Path() / "link.json"));
+  EXPECT_TRUE(ReadAll(file).starts_with("{"));
+}
+
+TEST_F(CommandOutput, AFailedRunLeavesTheJsonFileAlone) {
+  const std::string file = folder_.Write("fit.json", "old");
+  const CommandResult result = Fit({"--json", file, "--freq-weight", "nothing"});
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_EQ(ReadAll(file), "old");
+  EXPECT_EQ(Fit({"--json", folder_.File("new.json"), "--freq-weight", "nothing"}).exitCode, 2);
+  EXPECT_FALSE(fs::exists(folder_.Path() / "new.json"));
+}
+
+TEST_F(CommandOutput, JsonInPlaceOfTheData) {
+  const std::string before = ReadAll(rows_);
+  const CommandResult result = Fit({"--json", rows_});
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_EQ(result.err, "qvreg: --json would replace the data, '" + rows_ +
+                            "'; name another file.\nTry 'qvreg fit --help'.\n");
+  EXPECT_EQ(ReadAll(rows_), before);
+}
+
+TEST_F(CommandOutput, JsonThatCannotBeWritten) {
+  const std::string nowhere = folder_.File("nowhere/fit.json");
+  const CommandResult missing = Fit({"--json", nowhere});
+  ExpectFailure(missing, "qvreg: The file '" + nowhere +
+                             "' could not be written: No such file or directory" + kFileAdvice);
+  EXPECT_EQ(missing.out, "");
+
+  ExpectFailure(Fit({"--json", folder_.Path()}), "qvreg: The file '" + folder_.Path().string() +
+                                                     "' could not be written: it is a folder" +
+                                                     kFileAdvice);
+  ExpectFailure(Fit({"--json", "/dev/full"}),
+                std::string("qvreg: The file '/dev/full' could not be written: No space left on "
+                            "device") +
+                    kFileAdvice);
+}
+
+TEST_F(CommandOutput, JsonIntoAFolderWithoutWritePermission) {
+  fs::create_directory(folder_.Path() / "locked");
+  fs::permissions(folder_.Path() / "locked", fs::perms::owner_read | fs::perms::owner_exec);
+  const std::string file = folder_.File("locked/fit.json");
+  const CommandResult result = CommandRun(Arguments({"--json", file})).Unprivileged().Run();
+  ExpectFailure(result, "qvreg: The file '" + file + "' could not be written: Permission denied" +
+                            kFileAdvice);
+  EXPECT_EQ(result.out, "");
+  fs::permissions(folder_.Path() / "locked", fs::perms::owner_all);
+}
+
+TEST_F(CommandOutput, FullDevice) {
+  ExpectFailure(
+      CommandRun(Arguments()).OutputTo("/dev/full").Run(),
+      std::string("qvreg: Standard output could not be written: No space left on device") +
+          kOutputAdvice);
+  ExpectFailure(
+      CommandRun({"--help"}).OutputTo("/dev/full").Run(),
+      std::string("qvreg: Standard output could not be written: No space left on device") +
+          kOutputAdvice);
+}
+
+TEST_F(CommandOutput, PipeThatNobodyReads) {
+  ExpectFailure(
+      CommandRun(Arguments()).OutputToBrokenPipe().Run(),
+      std::string("qvreg: Standard output could not be written: Broken pipe") + kOutputAdvice);
+}
+
+TEST_F(CommandOutput, ClosedOutput) {
+  ExpectFailure(CommandRun(Arguments()).OutputClosed().Run(),
+                std::string("qvreg: Standard output could not be written: Bad file descriptor") +
+                    kOutputAdvice);
+}
+
+// ---- The temporary file -----------------------------------------------------
+
+TEST_F(CommandOutput, SpoolFolderIsLeftEmpty) {
+  fs::create_directory(folder_.Path() / "spool");
+  EXPECT_EQ(Fit({"--spool-dir", folder_.File("spool")}).exitCode, 0);
+  EXPECT_TRUE(fs::is_empty(folder_.Path() / "spool"));
+}
+
+TEST_F(CommandOutput, SpoolFolderThatDoesNotExist) {
+  const std::string nowhere = folder_.File("nowhere");
+  ExpectFailure(Fit({"--spool-dir", nowhere}),
+                "qvreg: No temporary file can be made in the folder '" + nowhere +
+                    "' (No such file or directory); name another folder with --spool-dir.\n");
+}
+
+TEST_F(CommandOutput, SpoolFolderWithoutWritePermission) {
+  fs::create_directory(folder_.Path() / "locked");
+  fs::permissions(folder_.Path() / "locked", fs::perms::owner_read | fs::perms::owner_exec);
+  const std::string locked = folder_.File("locked");
+  ExpectFailure(CommandRun(Arguments({"--spool-dir", locked})).Unprivileged().Run(),
+                "qvreg: No temporary file can be made in the folder '" + locked +
+                    "' (Permission denied); name another folder with --spool-dir.\n");
+  fs::permissions(locked, fs::perms::owner_all);
+}
+
+TEST_F(CommandOutput, SpoolFileThatMayNotGrow) {
+  constexpr std::size_t bytes = 100000;
+  const CommandResult result =
+      CommandRun({"fit", "--sql", "SELECT range AS x, range AS y FROM range(100000)", "--formula",
+                  "y ~ x", "--spool-dir", folder_.Path()})
+          .FileSizeLimit(bytes)
+          .Run();
+  EXPECT_EQ(result.exitCode, kRunFailed);
+  EXPECT_EQ(result.out, "");
+  EXPECT_NE(result.err.find("'" + folder_.Path().string() + "'"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("--spool-dir"), std::string::npos) << result.err;
+}
+
+TEST_F(CommandOutput, FullSpoolDisk) {
+  fs::create_directory(folder_.Path() / "disk");
+  const std::string disk = folder_.File("disk");
+  const CommandResult result =
+      CommandRun({"fit", "--sql", "SELECT range AS x, range AS y FROM range(100000)", "--formula",
+                  "y ~ x", "--spool-dir", disk})
+          .SmallDiskAt(disk)
+          .Run();
+  if (result.exitCode == CommandRun::kNotAllowed) {
+    GTEST_SKIP() << "this process may not mount a disk; SpoolFileThatMayNotGrow takes its place";
+  }
+  EXPECT_EQ(result.exitCode, kRunFailed);
+  EXPECT_EQ(result.out, "");
+  EXPECT_NE(result.err.find("'" + disk + "'"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("No space left on device"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("--spool-dir"), std::string::npos) << result.err;
+}
+
+// ---- Long runs --------------------------------------------------------------
+
+TEST_F(CommandOutput, ProgressOnATerminalIsErasedAtTheEnd) {
+  const CommandResult result =
+      CommandRun({"fit", "--sql", kLongQuery, "--formula", "y ~ x + C(g)"}).OnTerminal().Run();
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  for (const char* stage : {"reading", "pass 1 of 3", "pass 2 of 3", "pass 3 of 3"}) {
+    EXPECT_NE(result.err.find(stage), std::string::npos) << stage;
+  }
+  EXPECT_NE(result.err.find("%"), std::string::npos);
+  EXPECT_TRUE(result.err.ends_with("\r\x1b[2K")) << "the line is left empty";
+}
+
+TEST_F(CommandOutput, NoProgressInAPipe) {
+  const CommandResult result = RunQvreg({"fit", "--sql", kLongQuery, "--formula", "y ~ x + C(g)"});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+}
+
+class CommandInterrupt : public CommandOutput, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(CommandInterrupt, CtrlCCancels) {
+  fs::create_directory(folder_.Path() / "spool");
+  const std::string json = folder_.File("fit.json");
+  const CommandResult result = CommandRun({"fit", "--sql", kLongQuery, "--formula", "y ~ x + C(g)",
+                                           "--spool-dir", folder_.File("spool"), "--json", json})
+                                   .InterruptWhenShown(GetParam())
+                                   .Run();
+  EXPECT_EQ(result.exitCode, kCancelled) << result.err;
+  EXPECT_EQ(result.out, "");
+  EXPECT_TRUE(result.err.ends_with("qvreg: Cancelled.\r\n")) << result.err;
+  EXPECT_TRUE(fs::is_empty(folder_.Path() / "spool"));
+  EXPECT_FALSE(fs::exists(json));
+}
+
+INSTANTIATE_TEST_SUITE_P(Stages, CommandInterrupt,
+                         ::testing::Values("reading", "pass 1", "pass 2", "pass 3"),
+                         [](const auto& stage) {
+                           std::string name = stage.param;
+                           std::erase(name, ' ');
+                           return name;
+                         });
+
+}  // namespace
+}  // namespace qvhost

@@ -1,0 +1,119 @@
+// What a fit warns of, on tables made to deserve it. RunFit brings every part together.
+
+#include "host/fit/FitWarnings.h"
+
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include "tests/host/fit/Fitting.h"
+
+namespace qvhost {
+namespace {
+
+using Sentences = std::vector<std::string>;
+
+// y is no function of the rest: 1, 0, 3, 2, 0, 4, ... with a residual left.
+constexpr const char* kPlain =
+    "SELECT (range * 7 + range // 3) % 5 AS y, range AS x, range % 3 AS a, range % 4 AS b "
+    "FROM range(24)";
+
+std::string From(const std::string& columns) {
+  return "SELECT *, " + columns + " FROM (" + kPlain + ")";
+}
+
+TEST(FitWarnings, AreNoneForAnOrdinaryFit) {
+  EXPECT_EQ(Fit(kPlain, "y ~ x + C(a)*C(b)").warnings, Sentences{});
+}
+
+TEST(FitWarnings, FactorOfOneLevel) {
+  EXPECT_EQ(Fit(From("'only' AS g"), "y ~ x + g").warnings,
+            Sentences{"The factor 'g' has only one level ('only') in the records used, so it "
+                      "explains nothing."});
+}
+
+TEST(FitWarnings, LevelsThatFallOutWithTheirRecords) {
+  const FitResult fit =
+      Fit(From("CASE a WHEN 0 THEN 'p' WHEN 1 THEN 'q' ELSE 'r' END AS g, nullif(a, 1) AS z"),
+          "y ~ x + z + g");
+  ASSERT_FALSE(fit.warnings.empty());
+  EXPECT_EQ(
+      fit.warnings[0],
+      "1 of the 3 levels of 'g' do not occur in the records used and have no parameter: 'q'.");
+  EXPECT_EQ(fit.records.missing, 8);
+  EXPECT_EQ(fit.records.used, 16);
+}
+
+TEST(FitWarnings, EmptyCellsOfACrossing) {
+  const FitResult fit = Fit(
+      From("1 AS w") + " WHERE NOT (a = 0 AND b = 0) AND NOT (a = 1 AND b = 2)", "y ~ C(a)*C(b)");
+  EXPECT_EQ(fit.warnings,
+            Sentences{"2 of the 12 combinations of levels in 'C(a):C(b)' do not occur "
+                      "in the records used and have no parameter."});
+}
+
+TEST(FitWarnings, NestedFactorsHaveNoEmptyCells) {
+  EXPECT_EQ(Fit(From("a * 10 + b // 2 AS inner_"), "y ~ C(a)/C(inner_)").warnings, Sentences{});
+}
+
+TEST(FitWarnings, RedundantCovariates) {
+  const FitResult one = Fit(From("2 * x + 1 AS x2"), "y ~ x + x2");
+  EXPECT_EQ(one.warnings,
+            Sentences{"'x2' depends on the terms before, and the model is the same without it."});
+  ASSERT_EQ(one.parameters.size(), 3U);
+  EXPECT_TRUE(one.parameters[2].redundant);
+  EXPECT_EQ(one.parameters[2].estimate, 0.0);
+  EXPECT_FALSE(one.parameters[2].statistics.stdError.has_value());
+
+  const FitResult two = Fit(From("2 * x AS x2, 5 AS five"), "y ~ x + x2 + five");
+  EXPECT_EQ(two.warnings, Sentences{"'x2', 'five' depend on the terms before, and the model is the "
+                                    "same without them."});
+}
+
+TEST(FitWarnings, SaturatedModel) {
+  const FitResult fit = Fit(kPlain, "y ~ C(x)");
+  ASSERT_EQ(fit.warnings.size(), 1U);
+  EXPECT_TRUE(fit.warnings[0].starts_with("The model has as many parameters as the data"));
+  EXPECT_EQ(fit.degreesOfFreedom, 0.0);
+  EXPECT_FALSE(fit.residualStdError.has_value());
+  for (const ParameterResult& parameter : fit.parameters) {
+    EXPECT_FALSE(parameter.statistics.stdError || parameter.statistics.confLow);
+  }
+}
+
+TEST(FitWarnings, PerfectFit) {
+  const FitResult fit = Fit("SELECT range AS x, 2 * range AS y FROM range(8)", "y ~ 0 + x");
+  ASSERT_EQ(fit.warnings.size(), 1U);
+  EXPECT_NE(fit.warnings[0].find("perfect"), std::string::npos) << fit.warnings[0];
+}
+
+TEST(FitWarnings, ConstantDependent) {
+  const FitResult fit = Fit("SELECT range AS x, 4 AS y FROM range(9)", "y ~ 1");
+  EXPECT_EQ(fit.warnings, Sentences{"The dependent is the same in all records used; there is "
+                                    "nothing to explain."});
+}
+
+TEST(FitWarnings, NearlyDependentColumns) {
+  const FitResult fit = Fit(From("x + 1e-4 * b AS near"), "y ~ x + near");
+  ASSERT_EQ(fit.warnings.size(), 1U);
+  EXPECT_TRUE(fit.warnings[0].starts_with("Some columns of the design are nearly dependent"));
+}
+
+TEST(FitWarnings, MostRecordsLeftOut) {
+  const FitResult fit = Fit(From("CASE WHEN x < 6 THEN x END AS z"), "y ~ z");
+  ASSERT_FALSE(fit.warnings.empty());
+  EXPECT_EQ(fit.warnings[0],
+            "More than half of the records were left out; the fit speaks only for the rest.");
+}
+
+TEST(FitWarnings, NumbersTooLargeToSquare) {
+  const FitResult fit =
+      Fit("SELECT range * 1e200 AS x, (range * 3 % 7) * 1e200 AS y FROM range(12)", "y ~ x");
+  EXPECT_TRUE(std::ranges::any_of(fit.warnings, [](const std::string& warning) {
+    return warning == "Numbers of the data are so large that their squares overflow; rescale them.";
+  }));
+  EXPECT_FALSE(fit.rmse.has_value());
+}
+
+}  // namespace
+}  // namespace qvhost

@@ -1,0 +1,78 @@
+#include "host/fit/ProgressBar.h"
+
+#include <array>
+#include <memory>
+
+#include <gtest/gtest.h>
+
+namespace qvhost {
+namespace {
+
+constexpr const char* kErase = "\r\x1b[2K";
+
+class ProgressBarTest : public ::testing::Test {
+ protected:
+  std::string Shown() const {
+    std::rewind(stream_.get());
+    std::array<char, 1024> buffer{};
+    const std::size_t size = std::fread(buffer.data(), 1, buffer.size(), stream_.get());
+    return {buffer.data(), size};
+  }
+
+  struct Closer {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+  std::unique_ptr<std::FILE, Closer> stream_{std::tmpfile()};
+};
+
+TEST_F(ProgressBarTest, ShowsTheStageAndItsShare) {
+  ProgressBar bar(stream_.get());
+  bar.Show("pass 1 of 3", 0.5, 1500);
+  EXPECT_EQ(Shown(), std::string(kErase) + "pass 1 of 3  [" + std::string(15, '=') +
+                         std::string(15, ' ') + "]  50%  1500 records");
+}
+
+TEST_F(ProgressBarTest, ShowsRowsWhileTheShareIsNotKnown) {
+  ProgressBar bar(stream_.get());
+  bar.Show("reading", -1.0, 4096);
+  EXPECT_EQ(Shown(), std::string(kErase) + "reading      4096 records");
+}
+
+TEST_F(ProgressBarTest, AFullShareFillsTheBar) {
+  ProgressBar bar(stream_.get());
+  bar.Show("coding", 1.5, 10);
+  EXPECT_EQ(Shown(),
+            std::string(kErase) + "coding       [" + std::string(30, '=') + "] 100%  10 records");
+}
+
+TEST_F(ProgressBarTest, ChangesFewTimesASecondButForEveryStage) {
+  ProgressBar bar(stream_.get());
+  bar.Show("pass 1 of 3", 0.0, 0);
+  const std::string first = Shown();
+  bar.Show("pass 1 of 3", 0.1, 1);
+  EXPECT_EQ(Shown(), first);
+  bar.Show("pass 2 of 3", 0.0, 0);
+  EXPECT_NE(Shown().find("pass 2 of 3"), std::string::npos);
+}
+
+TEST_F(ProgressBarTest, ErasesItselfAtTheEnd) {
+  {
+    ProgressBar bar(stream_.get());
+    bar.Show("reading", 0.2, 1);
+  }
+  EXPECT_TRUE(Shown().ends_with(kErase));
+}
+
+TEST_F(ProgressBarTest, ErasesNothingThatItDidNotShow) {
+  { const ProgressBar bar(stream_.get()); }
+  EXPECT_EQ(Shown(), "");
+}
+
+TEST(ProgressBar, WithoutAStreamShowsNothing) {
+  ProgressBar bar(nullptr);
+  bar.Show("reading", 0.5, 1);
+  bar.Erase();
+}
+
+}  // namespace
+}  // namespace qvhost

@@ -1,0 +1,104 @@
+#include "host/inference/CoefficientInference.h"
+
+#include <cmath>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+namespace qvhost {
+namespace {
+
+constexpr double kRelative = 1e-13;
+
+void ExpectClose(const std::optional<double>& value, double expected) {
+  ASSERT_TRUE(value.has_value());
+  EXPECT_NEAR(*value, expected, kRelative * std::abs(expected));
+}
+
+// R: f <- lm(mpg ~ wt + hp, mtcars); summary(f)$coefficients; confint(f, level = 0.9);
+// diag(summary(f)$cov.unscaled)
+constexpr double kSigma = 2.5934117772265668;
+constexpr double kResidualDf = 29.0;
+
+TEST(CoefficientInference, AgreesWithALinearModelOfR) {
+  const CoefficientInference inference(kSigma, kResidualDf, 0.9);
+
+  const CoefficientStatistics wt = inference.Of(-3.877830742404682063, 5.9524902440907565e-02);
+  ExpectClose(wt.stdError, 0.6327334943773953446);
+  ExpectClose(wt.statistic, -6.1286952198104139);
+  EXPECT_NEAR(*wt.pValue, 1.1196471362000422e-06, 1e-17);
+  ExpectClose(wt.confLow, -4.952925323294294913);
+  ExpectClose(wt.confHigh, -2.802736161515069213);
+
+  const CoefficientStatistics hp = inference.Of(-0.031772946982161002, 1.2122846793141482e-05);
+  ExpectClose(hp.stdError, 0.0090297096758557224);
+  ExpectClose(hp.pValue, 1.4512285315694238e-03);
+  ExpectClose(hp.confLow, -0.047115570734158486);
+  ExpectClose(hp.confHigh, -0.016430323230163517);
+}
+
+// With a standard error of 1 the estimate is the statistic. R: 2 * pt(-t, df)
+TEST(CoefficientInference, KeepsTheDigitsOfSmallProbabilities) {
+  struct Case {
+    double statistic;
+    double df;
+    double p;
+  };
+  for (const Case& c : {Case{40, 10, 2.2808577430857475e-12}, Case{9, 1e6, 2.2609730334928361e-19},
+                        Case{3, 2.5, 0.072576095549031841}, Case{1e5, 1, 6.366197723463607e-06}}) {
+    const CoefficientInference inference(1.0, c.df, 0.95);
+    const auto p = inference.Of(c.statistic, 1.0).pValue;
+    ASSERT_TRUE(p.has_value());
+    EXPECT_NEAR(*p, c.p, 1e-11 * c.p) << "t " << c.statistic << " on " << c.df;
+    EXPECT_EQ(p, inference.Of(-c.statistic, 1.0).pValue);
+  }
+}
+
+TEST(CoefficientInference, AProbabilityBelowTheSmallestDoubleIsZero) {
+  const CoefficientInference inference(1.0, 1e9, 0.95);
+  EXPECT_EQ(inference.Of(1e6, 1.0).pValue, 0.0);
+}
+
+// R: qt(0.975, 2.5), qt(0.5 + 0.9999 / 2, 7)
+TEST(CoefficientInference, LimitsStandAQuantileAway) {
+  ExpectClose(CoefficientInference(1.0, 2.5, 0.95).Of(0.0, 1.0).confHigh, 3.5746548420036919);
+  ExpectClose(CoefficientInference(1.0, 7.0, 0.9999).Of(0.0, 1.0).confLow, -7.8845842624167393);
+}
+
+TEST(CoefficientInference, NoConfidenceGivesLimitsWithoutWidth) {
+  const CoefficientStatistics at = CoefficientInference(1.0, 5.0, 0.0).Of(3.0, 1.0);
+  ASSERT_TRUE(at.confLow && at.confHigh);
+  EXPECT_NEAR(*at.confLow, 3.0, 1e-15);
+  EXPECT_NEAR(*at.confHigh, 3.0, 1e-15);
+}
+
+TEST(CoefficientInference, WithoutAResidualVarianceNothingExists) {
+  const CoefficientStatistics none = CoefficientInference(std::nullopt, 0.0, 0.95).Of(1.0, 2.0);
+  EXPECT_FALSE(none.stdError || none.statistic || none.pValue || none.confLow || none.confHigh);
+}
+
+TEST(CoefficientInference, AZeroResidualHasLimitsButNoTest) {
+  const CoefficientInference inference(0.0, 4.0, 0.95);
+  const CoefficientStatistics exact = inference.Of(2.0, 1.0);
+  EXPECT_EQ(exact.stdError, 0.0);
+  EXPECT_EQ(exact.confLow, 2.0);
+  EXPECT_EQ(exact.confHigh, 2.0);
+  EXPECT_FALSE(exact.statistic || exact.pValue);
+  EXPECT_FALSE(inference.Of(0.0, 1.0).statistic) << "0 / 0";
+}
+
+TEST(CoefficientInference, AnswersNoInfinityAndNoNaN) {
+  const double huge = std::numeric_limits<double>::max();
+  const CoefficientStatistics wide = CoefficientInference(huge, 1.0, 0.999).Of(huge, 1e10);
+  EXPECT_FALSE(wide.stdError || wide.statistic || wide.pValue || wide.confLow || wide.confHigh);
+
+  const CoefficientStatistics negative = CoefficientInference(1.0, 1.0, 0.95).Of(1.0, -1e-20);
+  EXPECT_FALSE(negative.stdError || negative.statistic);
+
+  const CoefficientStatistics far = CoefficientInference(huge, 3.0, 0.95).Of(huge, 1.0);
+  EXPECT_EQ(far.stdError, huge);
+  EXPECT_FALSE(far.confLow || far.confHigh) << "past the largest double";
+}
+
+}  // namespace
+}  // namespace qvhost

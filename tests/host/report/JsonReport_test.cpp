@@ -1,0 +1,102 @@
+#include "host/report/JsonReport.h"
+
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include <gtest/gtest.h>
+
+#include "tests/host/report/SampleFit.h"
+
+namespace qvhost {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::vector<std::string> Names(const Json& object) {
+  std::vector<std::string> names;
+  for (const auto& [name, value] : object.items()) names.push_back(name);
+  return names;
+}
+
+using Texts = std::vector<std::string>;
+
+TEST(JsonReport, HasTheseNames) {
+  const Json report = Json::parse(JsonReport(SampleFit()));
+  EXPECT_EQ(Names(report),
+            (Texts{"model", "formula", "data", "dependent", "freq_weight", "regression_weight",
+                   "confidence", "records", "degrees_of_freedom", "library_degrees_of_freedom",
+                   "parameters", "fit", "warnings", "status"}));
+  EXPECT_EQ(Names(report["records"]),
+            (Texts{"read", "used", "missing", "bad_weight", "missing_by_column"}));
+  EXPECT_EQ(Names(report["parameters"][0]),
+            (Texts{"label", "levels", "covariates", "estimate", "std_error", "statistic", "p_value",
+                   "conf_low", "conf_high", "redundant"}));
+  EXPECT_EQ(Names(report["fit"]), (Texts{"r_square", "rmse", "residual_std_error"}));
+  EXPECT_EQ(Names(report["status"]), (Texts{"code", "message"}));
+}
+
+TEST(JsonReport, CarriesEveryValue) {
+  const Json report = Json::parse(JsonReport(SampleFit()));
+  EXPECT_EQ(report["model"], "linear");
+  EXPECT_EQ(report["formula"], "y ~ g*x");
+  EXPECT_EQ(report["dependent"], "y");
+  EXPECT_EQ(report["freq_weight"], "n");
+  EXPECT_TRUE(report["regression_weight"].is_null());
+  EXPECT_EQ(report["records"]["read"], 1200);
+  EXPECT_EQ(report["records"]["used"], 1100);
+  EXPECT_EQ(report["records"]["missing"], 90);
+  EXPECT_EQ(report["records"]["bad_weight"], 10);
+  EXPECT_EQ(report["records"]["missing_by_column"], (Json{{"g", 40}, {"x", 60}}));
+  EXPECT_EQ(report["degrees_of_freedom"], 1097.0);
+  EXPECT_EQ(report["library_degrees_of_freedom"], 1096.0);
+  const Json& cell = report["parameters"][1];
+  EXPECT_EQ(cell["label"], "g=ä:I(x^2)");
+  EXPECT_EQ(cell["levels"], (Json{{"g", "ä"}}));
+  EXPECT_EQ(cell["covariates"], (Json{{"x", 2}}));
+  EXPECT_EQ(cell["estimate"], -12.5);
+  EXPECT_EQ(cell["conf_high"], -2.211);
+  EXPECT_EQ(cell["redundant"], false);
+  EXPECT_EQ(report["fit"]["r_square"], 0.75);
+  EXPECT_EQ(report["warnings"], Json::array({"Something is odd."}));
+  EXPECT_EQ(report["status"]["code"], 0);
+  EXPECT_EQ(report["status"]["message"], "The model was fitted.");
+}
+
+TEST(JsonReport, WritesNullForWhatDoesNotExist) {
+  const Json report = Json::parse(JsonReport(SampleFit()));
+  const Json& base = report["parameters"][2];
+  EXPECT_EQ(base["estimate"], 0.0);
+  EXPECT_EQ(base["redundant"], true);
+  for (const char* name : {"std_error", "statistic", "p_value", "conf_low", "conf_high"}) {
+    EXPECT_TRUE(base[name].is_null()) << name;
+  }
+  EXPECT_EQ(report["parameters"][0]["levels"], Json::object());
+  EXPECT_EQ(report["parameters"][0]["covariates"], Json::object());
+}
+
+TEST(JsonReport, NumbersReadBackToTheSameDouble) {
+  for (const double value : {1.0 / 3.0, 0.1 + 0.2, 5e-324, 1.7976931348623157e308, -2.5e-17}) {
+    FitResult fit = SampleFit();
+    fit.parameters[0].estimate = value;
+    fit.rmse = value;
+    const Json report = Json::parse(JsonReport(fit));
+    EXPECT_EQ(report["parameters"][0]["estimate"].get<double>(), value);
+    EXPECT_EQ(report["fit"]["rmse"].get<double>(), value);
+  }
+}
+
+TEST(JsonReport, AnInfiniteDegreeOfFreedomIsNull) {
+  FitResult fit = SampleFit();
+  fit.degreesOfFreedom = std::numeric_limits<double>::infinity();
+  EXPECT_TRUE(Json::parse(JsonReport(fit))["degrees_of_freedom"].is_null());
+}
+
+TEST(JsonReport, BytesThatAreNoTextAreReplaced) {
+  FitResult fit = SampleFit();
+  fit.parameters[1].levels[0].level = "a\xFF";
+  const Json report = Json::parse(JsonReport(fit));
+  EXPECT_EQ(report["parameters"][1]["levels"]["g"], "a\xEF\xBF\xBD");
+}
+
+}  // namespace
+}  // namespace qvhost

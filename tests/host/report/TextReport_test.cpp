@@ -1,0 +1,99 @@
+#include "host/report/TextReport.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/host/report/SampleFit.h"
+
+namespace qvhost {
+namespace {
+
+TEST(TextReport, TellsTheWholeFitInOneTable) {
+  EXPECT_EQ(TextReport(SampleFit()),
+            R"(Linear model
+
+Formula    y ~ g*x
+Data       data.csv
+Dependent  y
+Weights    frequency n
+Records    1,200 read, 1,100 used
+           90 left out for a missing value (g 40, x 60)
+           10 left out for a weight that is missing or not above 0
+
+Parameter     Estimate  Std. error      t        p     90% low   90% high
+-------------------------------------------------------------------------
+(Intercept)    0.10000    0.020000   5.00  6.7e-07    0.067080   0.132920
+g=ä:I(x^2)   -12.50000    6.250000  -2.00   0.0457  -22.789000  -2.211000
+g=b:I(x^2)           0   redundant
+
+R square 0.75, root mean square error 0.333333
+Residual standard error 0.334 on 1097 degrees of freedom
+
+Notes
+- 1 of 3 parameters is redundant and set to 0, because its column depends on the columns
+  before. The other levels of a factor are compared with its redundant ones.
+- Something is odd.
+)");
+}
+
+TEST(TextReport, LeavesOutWhatThereIsNot) {
+  FitResult fit;
+  fit.formula = "y ~ 1";
+  fit.data = "data.csv";
+  fit.dependent = "y";
+  fit.records.read = fit.records.used = 1;
+  ParameterResult intercept;
+  intercept.label = "(Intercept)";
+  intercept.estimate = 2.0;
+  fit.parameters = {intercept};
+  fit.rmse = 0.0;
+  EXPECT_EQ(TextReport(fit),
+            R"(Linear model
+
+Formula    y ~ 1
+Data       data.csv
+Dependent  y
+Records    1 read, 1 used
+
+Parameter    Estimate  Std. error  t  p  95% low  95% high
+----------------------------------------------------------
+(Intercept)    2.0000
+
+R square -, root mean square error 0
+No residual standard error on 0 degrees of freedom
+)");
+}
+
+TEST(TextReport, BreaksLongNotesBetweenWords) {
+  FitResult fit = SampleFit();
+  fit.parameters.pop_back();
+  fit.warnings = {std::string("word ") + std::string(90, 'x') + " and " + std::string(82, 'y')};
+  const std::string report = TextReport(fit);
+  EXPECT_EQ(report.substr(report.find("Notes")),
+            "Notes\n- word\n  " + std::string(90, 'x') + "\n  and " + std::string(82, 'y') + "\n");
+}
+
+TEST(TextReport, CountsTheColumnsItDoesNotName) {
+  FitResult fit = SampleFit();
+  fit.records.missingByColumn.clear();
+  for (const char* name : {"a", "b", "c", "d", "e", "f", "g", "h"}) {
+    fit.records.missingByColumn.push_back({name, 1000});
+  }
+  EXPECT_NE(TextReport(fit).find("(a 1,000, b 1,000, c 1,000, d 1,000, e 1,000, f 1,000, 2 more "
+                                 "columns)\n"),
+            std::string::npos);
+}
+
+TEST(TextReport, NamesBothWeights) {
+  FitResult fit = SampleFit();
+  fit.regressionWeight = "w";
+  EXPECT_NE(TextReport(fit).find("Weights    frequency n, regression w\n"), std::string::npos);
+}
+
+TEST(TextReport, MarksImposedDegreesOfFreedom) {
+  FitResult fit = SampleFit();
+  fit.imposedDegreesOfFreedom = true;
+  EXPECT_NE(TextReport(fit).find("on 1097 degrees of freedom (imposed)\n"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace qvhost
