@@ -194,6 +194,8 @@ TEST_P(LogisticReferenceFitTest, HasTheReferenceValues) {
   ExpectSameLayout(got, reference.expected);
   if (HasFatalFailure()) return;
 
+  const QvOptimizationOutcome outcome = run.Fit().Stats().GetOutcome();
+  EXPECT_TRUE(outcome == kOptParamConverged || outcome == kOptNoIterations) << "ended " << outcome;
   const RightDigits digits = Compare(got, reference.expected);
   table_.Add(name + (inMemory ? ", in memory" : ""), digits, run.Fit().Stats().GetIterations());
   EXPECT_GE(digits.estimates, kLeastDigits) << "right digits of the worst estimate";

@@ -1,3 +1,4 @@
+// The stored rows and the walks over them; the first pass has a file of its own.
 #include "qvreg/logistic/QvPatternTabulator.h"
 
 #include <algorithm>
@@ -107,84 +108,6 @@ class QvPatternTabulatorTest : public ::testing::Test {
 
   LogisticSettings settings_{kY, 4, {{kA, 2}, {kB, 3}}, {kX}};
 };
-
-/// Fresh factor tables, for the pass that fills them.
-class FillFactorTablesTest : public QvPatternTabulatorTest {
- protected:
-  FillFactorTablesTest() {
-    validator_.SetRecordInfo(settings_.Get().GetVariableTypes(), {kA, kB}, {2, 3}, 4);
-    tables_.SetModelEffectFactors({{}, {kA}, {}, {kA, kB}}, {kA, kB});
-    tables_.SetCovariates({kX});
-    tables_.SetRegrWeightVar(kRegression);
-  }
-  QvStatus Fill(const Rows& rows) {
-    VectorRecordIter iter(MakeRecords(rows));
-    return tabulator_.FillFactorTables(iter);
-  }
-
-  QvFactorTables tables_{{kA, kB}, {2, 3}, kFrequency, kY, 4, 0, -1, 0.0, QvConst::QvOffsetNone};
-  QvCancelInfo cancel_;
-  QvRegRecordValidator validator_;
-  QvPatternTabulator tabulator_{settings_.Get(), tables_, validator_, cancel_};
-};
-
-TEST_F(FillFactorTablesTest, CountsTheRecords) {
-  Rows rows = kRows;
-  rows.push_back({0, 0, 0, kMissing, 1, 1});
-  rows.push_back({0, 0, 0, 1, 0, 1});
-  rows.push_back({0, 2, 0, 1, 1, 1});
-  EXPECT_TRUE(Fill(rows).IsOK());
-  EXPECT_EQ(tabulator_.GetRecordCounts().fRead, 10);
-  EXPECT_EQ(tabulator_.GetRecordCounts().fUsed, 7);
-  EXPECT_EQ(tabulator_.GetRecordCounts().fMissing, 1);
-  EXPECT_EQ(tabulator_.GetRecordCounts().fBadWeight, 1);
-  EXPECT_EQ(tabulator_.GetRecordCounts().fOutOfRange, 1);
-  EXPECT_EQ(tables_.GetTotalWeight(), 10.0);
-  EXPECT_EQ(tables_.GetTotalRegrWeight(), 10.0);  // 2 + 0.5 + 3 + 1 + 2 + 1 + 0.5
-}
-
-TEST_F(FillFactorTablesTest, WithoutARecordAnswers307) {
-  EXPECT_TRUE(Fill({}) == QvStatus(307, false));
-}
-
-TEST_F(FillFactorTablesTest, WithoutAValidRecordAnswers307) {
-  EXPECT_TRUE(Fill({{0, 0, 0, kMissing, 1, 1}, {-1, 0, 0, 1, 1, 1}}) == QvStatus(307, false));
-}
-
-TEST_F(FillFactorTablesTest, ASecondTimeAnswers303AndKeepsIt) {
-  EXPECT_TRUE(Fill(kRows).IsOK());
-  EXPECT_TRUE(Fill(kRows) == QvStatus(303, false));
-  VectorRecordIter iter(MakeRecords(kRows));
-  qvtest::StubRegModel model;
-  EXPECT_TRUE(tabulator_.CreateRowPatterns(iter, model) == QvStatus(303, false));
-  EXPECT_EQ(iter.Passes(), 0) << "nothing is done while the status is an error";
-}
-
-TEST_F(FillFactorTablesTest, AShortRecordAnswers315) {
-  EXPECT_TRUE(Fill({{0, 0, 0, 1, 1, 1}, {0, 0, 0}}) == QvStatus(315, false));
-}
-
-TEST_F(FillFactorTablesTest, ABadCategoryAnswers316) {
-  EXPECT_TRUE(Fill({{0, 0.5, 0, 1, 1, 1}}) == QvStatus(316, false));
-}
-
-TEST_F(FillFactorTablesTest, ARecordAnnouncedButNotDeliveredAnswers312) {
-  MissingRecordIter iter(MakeRecords(kRows), 1);
-  EXPECT_TRUE(tabulator_.FillFactorTables(iter) == QvStatus(312, false));
-}
-
-TEST_F(FillFactorTablesTest, ACancelledPassAnswers1) {
-  CancelAtPoll query(3);
-  cancel_.SetCancelPtr(&query);
-  EXPECT_TRUE(Fill(kRows) == QvStatus(1, false));
-  EXPECT_EQ(query.Polls(), 3);
-}
-
-TEST_F(FillFactorTablesTest, AWeightThatAddsUpToNothingAnswers308) {
-  // Only a host's own records can do so: weights that are not above 0 are left out.
-  validator_.SetRecordInfo({}, {}, {}, 0);
-  EXPECT_TRUE(Fill({{0, 0, 0, 1, 0, 1}}) == QvStatus(308, false));
-}
 
 TEST_F(QvPatternTabulatorTest, AStoredRowHoldsLocalIndexCovariatesAndWeights) {
   const QvRowLayout layout = Make()->tabulator.GetRowLayout();

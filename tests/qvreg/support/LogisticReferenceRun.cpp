@@ -14,6 +14,7 @@ namespace {
 
 std::vector<int> Indices(const ReferenceTable& table, const std::vector<std::string>& columns) {
   std::vector<int> indices;
+  indices.reserve(columns.size());
   for (const std::string& column : columns) indices.push_back(table.IndexOf(column));
   return indices;
 }

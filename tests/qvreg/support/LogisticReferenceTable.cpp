@@ -30,7 +30,7 @@ std::vector<Cells> ReadLines(const std::string& path) {
   for (std::string line; std::getline(file, line);) {
     lines.push_back(SplitLine(line));
     if (lines.back().size() != lines.front().size()) {
-      throw std::runtime_error("ragged line in " + path + ": " + line);
+      throw std::runtime_error("ragged line " + std::to_string(lines.size()) + " in " + path);
     }
   }
   if (lines.empty()) throw std::runtime_error("cannot read " + path);

@@ -119,7 +119,8 @@ check_initial <- function(case, y, data) {
   cox_snell <- 1 - exp(change)
   close_to("initial log-likelihood", initial, case$loglik_initial, abs(initial), 1e-12)
   close_to("Cox-Snell", cox_snell, case$cox_snell, 1, 1e-12)
-  close_to("Nagelkerke", cox_snell / (1 - exp(2 * initial / sum(data$.w))), case$nagelkerke, 1, 1e-12)
+  nagelkerke <- cox_snell / (1 - exp(2 * initial / sum(data$.w)))
+  close_to("Nagelkerke", nagelkerke, case$nagelkerke, 1, 1e-12)
   close_to("McFadden", 1 - case$loglik / initial, case$mcfadden, 1, 1e-12)
 }
 
@@ -128,7 +129,8 @@ check_classification <- function(case, x, y, data, expected) {
   eta <- cbind(x %*% expected$estimates, 0)
   counts <- tapply(data$.f, y, sum)
   silent <- rowSums(x != 0) == 0
-  predicted <- factor(levels(y)[ifelse(silent, which.max(counts), max.col(eta, "first"))], levels(y))
+  choice <- ifelse(silent, which.max(counts), max.col(eta, "first"))
+  predicted <- factor(levels(y)[choice], levels(y))
   stopifnot(all(tapply(data$.f, list(y, predicted), sum, default = 0) ==
                   do.call(rbind, lapply(case$classification, unlist))))
 }

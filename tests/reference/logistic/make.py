@@ -4,7 +4,8 @@
     tests/reference/logistic/make.py [NAME...]
 
 reads data/*.csv and writes fits/NAME.json for every case in cases.py, or for those named, and
-separation/NAME.json for those without a fit. The README one folder up explains the keys. Python's own library only.
+separation/NAME.json for those without a fit. The README one folder up explains the keys. Python's
+own library only.
 """
 
 import json

@@ -24,6 +24,7 @@ groups <- data.frame(lapply(esoph[c("agegp", "alcgp", "tobgp")], as.character))
 write_table("esoph", rbind(data.frame(outcome = "case", groups, count = esoph$ncases),
                            data.frame(outcome = "control", groups, count = esoph$ncontrols)))
 
-flowers <- setNames(iris, c("sepal_length", "sepal_width", "petal_length", "petal_width", "species"))
+flowers <- iris
+names(flowers) <- gsub(".", "_", tolower(names(iris)), fixed = TRUE)
 write_table("iris", flowers)
 write_table("iris_two", subset(flowers, species != "setosa"))

@@ -91,7 +91,8 @@ def holes_rows(rows):
 def write_separation_tables():
     # Below 10 no, from 10 on yes; and three categories, each a stretch of x.
     write("complete", ["answer", "level", "x", "z"],
-          [["yes" if x >= 10 else "no", ["low", "mid", "high"][x // 7], x, x * x * 7 % 11] for x in range(21)])
+          [["yes" if x >= 10 else "no", ["low", "mid", "high"][x // 7], x, x * x * 7 % 11]
+           for x in range(21)])
     # In group c every answer is yes; the others are mixed.
     draws = Draws(11)
     rows = []
