@@ -9,7 +9,7 @@
 
 #include <fmt/format.h>
 
-#include "host/Error.h"
+#include "host/cli/BadUsage.h"
 #include "host/cli/StandardStreams.h"
 #include "host/fit/Interrupt.h"
 #include "host/fit/ProgressBar.h"
@@ -25,8 +25,9 @@ namespace {
 constexpr const char* kDescription = "Fit a regression model to a table and print a summary.";
 
 constexpr const char* kFooter =
-    R"help(Text, boolean and enumerated columns are factors, numbers are covariates; C(x) makes a factor of a
-number. Records with a missing value in a column of the model are left out.
+    R"help(A dependent that is a number gets a linear model, a category a logistic one. Among the terms, text,
+boolean and enumerated columns are factors, numbers are covariates; C(x) makes a factor of a number.
+Records with a missing value in a column of the model are left out.
 
 Formulas:
   y ~ a + b              the terms a and b, and an intercept
@@ -43,17 +44,23 @@ Examples:
   qvreg fit --data cars.csv --formula "miles_per_gallon ~ weight + origin"
   qvreg fit --data "sales-*.parquet" --formula "log(price) ~ region*size" --json fit.json
   qvreg fit --data shop.duckdb --table orders --formula "total ~ items" --freq-weight times
+  qvreg fit --data titanic.csv --formula "survived ~ class*sex + age" --model logistic
+  qvreg fit --data penguins.csv --formula "species ~ flipper_length" --predictions p.parquet
   qvreg fit --sql "SELECT * FROM 'a.csv' JOIN 'b.csv' USING (id)" --formula "y ~ x" --json -
 
 Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data, 130 cancelled by Ctrl-C.)help";
 
-[[noreturn]] void BadUsage(const std::string& message) {
-  throw Error(ExitCode::kBadInput, message + "\nTry 'qvreg fit --help'.");
+/// An output must not replace its input.
+void CheckNotTheData(const char* option, const std::string& file, const std::string& data) {
+  std::error_code unknown;
+  if (!std::filesystem::equivalent(file, data, unknown)) return;
+  BadUsage(fmt::format("{} would replace the data, '{}'; name another file.", option, file));
 }
 
 }  // namespace
 
-FitCommand::FitCommand(CLI::App& app) : command_(app.add_subcommand("fit", kDescription)) {
+FitCommand::FitCommand(CLI::App& app)
+    : command_(app.add_subcommand("fit", kDescription)), logistic_(*command_, options_.logistic) {
   command_->footer(kFooter);
   AddData();
   AddModel();
@@ -126,8 +133,9 @@ void FitCommand::AddInference() {
                        "Degrees of freedom of the error, in place of the\ncomputed ones")
           ->type_name("NUMBER")
           ->group(group);
-  command_->add_flag("--no-refine", noRefine_, "Skip the refinement of the estimates")
-      ->group(group);
+  noRefineOption_ =
+      command_->add_flag("--no-refine", noRefine_, "Skip the refinement of the estimates")
+          ->group(group);
 }
 
 void FitCommand::AddOutput() {
@@ -136,6 +144,12 @@ void FitCommand::AddOutput() {
       ->add_option("--json", jsonFile_,
                    "Write the fit to this file as JSON, too; - prints JSON\n"
                    "in place of the summary")
+      ->type_name("FILE")
+      ->group(group);
+  command_
+      ->add_option("--predictions", options_.predictions,
+                   "Write what the model predicts for each row of the data\n"
+                   "to this .csv, .tsv or .parquet file")
       ->type_name("FILE")
       ->group(group);
   command_
@@ -165,11 +179,14 @@ void FitCommand::CheckRanges() const {
 
 void FitCommand::CheckJsonFile() const {
   if (jsonFile_.empty() || JsonOnly()) return;
-  std::error_code unknown;
-  if (std::filesystem::equivalent(jsonFile_, options_.source.data, unknown)) {
-    BadUsage(fmt::format("--json would replace the data, '{}'; name another file.", jsonFile_));
-  }
+  CheckNotTheData("--json", jsonFile_, options_.source.data);
   CheckFileWritable(jsonFile_);
+}
+
+void FitCommand::CheckPredictionsFile() const {
+  if (options_.predictions.empty()) return;
+  CheckNotTheData("--predictions", options_.predictions, options_.source.data);
+  //TODO CheckTableFile(options_.predictions);
 }
 
 void FitCommand::TakeModelKind() {
@@ -177,13 +194,25 @@ void FitCommand::TakeModelKind() {
   if (model_ == "logistic") options_.binding.model = ModelKind::kLogistic;
 }
 
+void FitCommand::TakeOptionsOfOneKind() {
+  for (const std::string& name : logistic_.Given()) {
+    options_.ofOneKind.push_back({name, ModelKind::kLogistic});
+  }
+  for (const CLI::Option* option : {degreesOfFreedomOption_, noRefineOption_}) {
+    if (option->count() > 0) options_.ofOneKind.push_back({option->get_name(), ModelKind::kLinear});
+  }
+}
+
 void FitCommand::Run() {
   CheckRanges();
+  logistic_.Take();
   TakeModelKind();
+  TakeOptionsOfOneKind();
   options_.intercept = !noIntercept_;
   options_.refine = !noRefine_;
   if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;
   CheckJsonFile();
+  CheckPredictionsFile();
 
   Interrupt interrupt;
   FitResult fit;

@@ -3,6 +3,7 @@
 #include <CLI/App.hpp>
 #include <string>
 
+#include "host/cli/LogisticArguments.h"
 #include "host/fit/FitOptions.h"
 
 namespace qvhost {
@@ -26,15 +27,19 @@ class FitCommand {
   void AddOutput();
   void CheckRanges() const;
   void CheckJsonFile() const;
+  void CheckPredictionsFile() const;
   void TakeModelKind();
+  void TakeOptionsOfOneKind();
   [[nodiscard]] bool JsonOnly() const { return jsonFile_ == "-"; }
 
   CLI::App* command_;  ///< Owned by the application.
   FitOptions options_;
+  LogisticArguments logistic_;
   std::string model_;
   double degreesOfFreedom_ = 0.0;
   CLI::Option* degreesOfFreedomOption_ = nullptr;
   bool noIntercept_ = false;
+  CLI::Option* noRefineOption_ = nullptr;
   bool noRefine_ = false;
   std::string jsonFile_;  ///< "-" for standard output; empty for none.
 };

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "host/fit/LogisticFit.h"
+#include "host/fit/ModelKind.h"
 #include "host/inference/CoefficientInference.h"
 
 namespace qvhost {
@@ -37,7 +39,8 @@ struct CovariatePower {
 
 /// One column of the design and what was found for it.
 struct ParameterResult {
-  std::string label;  ///< `(Intercept)`, `species=Gentoo:sex=male`, `I(x^2)`.
+  std::string category;  ///< The dependent's level it speaks of; empty in a linear model.
+  std::string label;     ///< `(Intercept)`, `species=Gentoo:sex=male`, `I(x^2)`.
   std::vector<FactorLevel> levels;
   std::vector<CovariatePower> covariates;
   std::optional<double> estimate;
@@ -50,7 +53,7 @@ struct ParameterResult {
 /// Everything that a report tells about one fit. A plain value, independent of the library
 /// and of the data; numbers that do not exist are absent, all others are finite.
 struct FitResult {
-  std::string model = "linear";
+  ModelKind kind = ModelKind::kLinear;
   std::string formula;
   std::string data;  ///< The source, for people: a file, a table of a file, a query.
   std::string dependent;
@@ -58,11 +61,12 @@ struct FitResult {
   std::string regressionWeight;
   double confidence = 0.95;
   RecordUse records;
-  double degreesOfFreedom = 0.0;  ///< Of the residual: total frequency weight less kept ones.
+  double degreesOfFreedom = 0.0;            ///< Total frequency weight less the parameters kept.
   double libraryDegreesOfFreedom = 0.0;     ///< As the library counts: less all parameters.
   bool imposedDegreesOfFreedom = false;     ///< Both are the user's --df.
   std::vector<ParameterResult> parameters;  ///< In the library's order.
-  std::optional<double> rSquare;
+  std::optional<LogisticFit> logistic;      ///< Of a logistic model only.
+  std::optional<double> rSquare;            ///< This and the next two: of a linear model only.
   std::optional<double> rmse;  ///< Root of the mean squared residual, over the frequency weights.
   std::optional<double> residualStdError;
   std::vector<std::string> warnings;  ///< Sentences about anything suspicious.

@@ -34,10 +34,11 @@ std::string NameList(const std::vector<std::string>& names) {
 std::vector<std::string> FitWarnings::Find() const {
   Sentences found;
   FindRecords(found);
+  FindDependentLevels(found);
   FindFactors(found);
   FindEmptyCells(found);
   FindRedundantCovariates(found);
-  FindResidual(found);
+  if (result_.kind == ModelKind::kLinear) FindResidual(found);
   FindNearlyDependent(found);
   return found;
 }
@@ -48,6 +49,27 @@ void FitWarnings::FindRecords(Sentences& found) const {
     found.push_back(
         "More than half of the records were left out; the fit speaks only for the rest.");
   }
+}
+
+std::size_t FitWarnings::PredictorSize() const {
+  const std::size_t predictors = result_.logistic ? result_.logistic->levels.size() - 1 : 1;
+  return result_.parameters.size() / predictors;
+}
+
+void FitWarnings::FindDependentLevels(Sentences& found) const {
+  if (!result_.logistic) return;
+  const auto& occurring = result_.logistic->levels;
+  const std::vector<std::string>& levels = table_.Columns()[ModelBinding::kDependent].levels;
+  std::vector<std::string> unseen;
+  for (const std::string& level : levels) {
+    const auto isThis = [&](const DependentLevel& other) { return other.level == level; };
+    if (std::ranges::none_of(occurring, isThis)) unseen.push_back(level);
+  }
+  if (unseen.empty()) return;
+  found.push_back(
+      fmt::format("{} of the {} levels of the dependent do not occur in the records used and are "
+                  "left out of the model: {}.",
+                  unseen.size(), levels.size(), NameList(unseen)));
 }
 
 int FitWarnings::ActiveLevels(int variable) const {
@@ -84,7 +106,8 @@ long long FitWarnings::ParametersOf(std::size_t term) const {
   const bool intercept = !result_.parameters.empty() && result_.parameters.front().IsIntercept();
   const int effect = static_cast<int>(term) + (intercept ? 1 : 0);
   const auto& parameters = output_.GetParameters();
-  return std::count_if(parameters.begin(), parameters.end(), [&](const QvRegrParameter& parameter) {
+  const auto end = parameters.begin() + static_cast<std::ptrdiff_t>(PredictorSize());
+  return std::count_if(parameters.begin(), end, [&](const QvRegrParameter& parameter) {
     return parameter.GetEffectIndex() == effect;
   });
 }
@@ -108,7 +131,8 @@ void FitWarnings::FindEmptyCells(Sentences& found) const {
 
 void FitWarnings::FindRedundantCovariates(Sentences& found) const {
   std::vector<std::string> names;
-  for (const ParameterResult& parameter : result_.parameters) {
+  for (std::size_t i = 0; i < PredictorSize(); ++i) {
+    const ParameterResult& parameter = result_.parameters[i];
     if (parameter.redundant && parameter.levels.empty()) names.push_back(parameter.label);
   }
   if (names.empty()) return;
@@ -146,6 +170,8 @@ void FitWarnings::FindResidual(Sentences& found) const {
 }
 
 void FitWarnings::FindNearlyDependent(Sentences& found) const {
+  // Estimates without a maximum are as good as dependent, and said to be without one.
+  if (result_.logistic && !result_.logistic->converged) return;
   const auto share =
       SmallestPivotShare(*output_.GetCovarianceMatrix(), output_.GetRedundancyIndicators());
   if (!share || *share > kWorstPivotShare) return;

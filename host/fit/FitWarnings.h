@@ -12,7 +12,8 @@
 namespace qvhost {
 
 /// Looks over a fit for what its user should know before trusting it: factors without a choice of
-/// levels, empty cells, redundant covariates, no residual left, nearly dependent columns.
+/// levels, empty cells, redundant covariates, no residual left, nearly dependent columns. How a
+/// logistic model's estimation ended is OptimizationWarnings' part.
 /// Borrows everything it is made of.
 class FitWarnings {
  public:
@@ -33,6 +34,10 @@ class FitWarnings {
   void FindResidual(Sentences& found) const;
   void FindNearlyDependent(Sentences& found) const;
 
+  void FindDependentLevels(Sentences& found) const;
+
+  /// How many parameters a linear predictor has: all, or one level's of a logistic model.
+  [[nodiscard]] std::size_t PredictorSize() const;
   [[nodiscard]] int ActiveLevels(int variable) const;
   [[nodiscard]] long long ParametersOf(std::size_t term) const;
 

@@ -33,7 +33,7 @@ class Binder {
     FindColumns(formula_.response);
     for (const Variable& variable : formula_.variables) FindColumns(variable);
     DescribeVariables();
-    CheckDependent(options.model);
+    binding_.kind = Kind(options.model);
     for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
       binding_.isFactor.push_back(IsFactor(formula_.variables[i], infos_[i]));
     }
@@ -83,33 +83,25 @@ class Binder {
                                       : std::string(KindText(responseInfo_.kind));
   }
 
-  void CheckDependent(std::optional<ModelKind> model) const {
+  /// The kind of model that suits the dependent, or that was asked for.
+  ModelKind Kind(std::optional<ModelKind> asked) const {
     const Variable& response = formula_.response;
     const bool number = responseInfo_.kind == ColumnKind::kNumber && !response.asFactor;
     const bool category = response.asFactor || IsCategory(responseInfo_.kind);
     if (!number) CheckRecords();
     if (!number && !category) {
       FailAt(response.place,
-             fmt::format("The dependent '{}' is {} ({}); a linear model needs a "
-                         "number.",
+             fmt::format("The dependent '{0}' is {1} ({2}); a linear model needs a number, and for "
+                         "a logistic model write C({0}).",
                          response.label, KindText(responseInfo_.kind), responseInfo_.type));
     }
-    if (model == ModelKind::kLogistic) {
-      throw Error(ExitCode::kRunFailed,
-                  "The logistic model is not available yet; leave --model out for a linear model.");
-    }
-    if (category && !model) {
-      throw Error(ExitCode::kRunFailed,
-                  fmt::format("The dependent '{}' is {}, which asks for a logistic model, and that "
-                              "is not available yet; name a dependent that is a number.",
-                              response.label, CategoryText()));
-    }
-    if (category) {
+    if (category && asked == ModelKind::kLinear) {
       FailAt(response.place,
              fmt::format("The dependent '{}' is {}, but a linear model needs a number; name a "
                          "numeric column.",
                          response.label, CategoryText()));
     }
+    return asked.value_or(number ? ModelKind::kLinear : ModelKind::kLogistic);
   }
 
   bool IsFactor(const Variable& variable, const ColumnInfo& info) const {
@@ -137,8 +129,19 @@ class Binder {
     return static_cast<int>(binding_.columns.size()) - 1;
   }
 
+  ColumnRequest Dependent() const {
+    const Variable& response = formula_.response;
+    if (binding_.kind == ModelKind::kLinear) {
+      return {response.label, response.sql, Coding::kNumber};
+    }
+    ColumnRequest request{PlainName(response), response.sql, Coding::kFactor};
+    const bool isNumber = responseInfo_.kind == ColumnKind::kNumber && !response.asFactor;
+    if (isNumber) request.maxLevels = kMostNumericLevels;
+    return request;
+  }
+
   void PlaceColumns() {
-    Place({formula_.response.label, formula_.response.sql, Coding::kNumber});
+    Place(Dependent());
     binding_.positions.assign(formula_.variables.size(), -1);
     binding_.factorCount = PlaceVariables(true, Coding::kFactor);
     binding_.covariateCount = PlaceVariables(false, Coding::kNumber);

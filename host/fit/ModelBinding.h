@@ -1,21 +1,23 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "host/fit/ModelKind.h"
 #include "host/formula/Formula.h"
 #include "host/table/ColumnRequest.h"
 #include "host/table/TableSource.h"
 
 namespace qvhost {
 
-/// The kinds of model that the command knows.
-enum class ModelKind { kLinear, kLogistic };
-
 /// What to say of a table without records.
 inline constexpr const char* kNoRecordText =
     "The data hold no record. Check that the file, the pattern or the query gives rows.";
+
+/// How many values a number may have to be the dependent of a logistic model, unless C() asks.
+inline constexpr std::size_t kMostNumericLevels = 1000;
 
 /// What binding needs besides the formula. Empty texts and options are "not given".
 struct BindingOptions {
@@ -26,9 +28,11 @@ struct BindingOptions {
 
 /// Where a formula's variables stand in the coded records. A plain value.
 ///
-/// A record holds the dependent, the factors, the covariates, the frequency weight and the
-/// regression weight, in this order. A column that plays several parts stands there once for each.
+/// A record holds the dependent (a number, or for a logistic model the code of its level), the
+/// factors, the covariates, the frequency weight and the regression weight, in this order. A column
+/// that plays several parts stands there once for each.
 struct ModelBinding {
+  ModelKind kind = ModelKind::kLinear;
   std::vector<ColumnRequest> columns;  ///< One for each position of a record.
   std::vector<bool> isFactor;          ///< For each of Formula::variables.
   std::vector<int> positions;          ///< For each of Formula::variables.
@@ -45,9 +49,8 @@ struct ModelBinding {
 ///
 /// Throws FormulaError, which points into the formula, for a column that does not exist (with the
 /// nearest name), an expression that makes no sense, a type that has no role, a power of a factor,
-/// and a dependent that is no number; Error (kBadInput) for a weight column that does not exist
-/// (one that is no number is refused when the table is coded); Error (kRunFailed) for a logistic
-/// model, which is not available yet.
+/// and a dependent that does not suit the model; Error (kBadInput) for a weight column that does
+/// not exist (one that is no number is refused when the table is coded).
 [[nodiscard]] ModelBinding BindModel(const Formula& formula, const TableSource& source,
                                      const BindingOptions& options);
 

@@ -1,30 +1,25 @@
 #include "host/fit/ResultBuilder.h"
 
 #include <cstddef>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "host/fit/FitWarnings.h"
+#include "host/fit/LibraryNumber.h"
+#include "host/fit/OptimizationWarnings.h"
 #include "host/fit/ParameterNames.h"
 #include "host/fit/StatusText.h"
-#include "host/inference/CoefficientInference.h"
 #include "host/inference/Finite.h"
 #include "host/inference/ResidualVariance.h"
-#include "qvreg/common/Constants.h"
+#include "qvreg/logistic/QvLogOutputStats.h"
+#include "qvreg/settings/QvLogRegSettings.h"
 
 namespace qvhost {
 
-namespace {
-
-/// A fit statistic of the library, none when the model does not have it.
-std::optional<double> FitStatistic(const IQvRegOutputStats& output, QvConst::QvModelFitStat which) {
-  const double value = output.GetModelFitStat(which);
-  return value == QvMV::gMissingValue ? std::nullopt : Finite(value);
-}
-
-}  // namespace
-
 FitResult ResultBuilder::Build(const FitOptions& options) const {
   FitResult result;
+  result.kind = binding_.kind;
   result.formula = formula_.text;
   result.dependent = formula_.response.label;
   result.freqWeight = options.binding.freqWeight;
@@ -32,42 +27,80 @@ FitResult ResultBuilder::Build(const FitOptions& options) const {
   result.confidence = options.confidence;
   result.imposedDegreesOfFreedom = options.degreesOfFreedom.has_value();
   result.records = run_.Records();
-  AddFit(options, result);
-  AddParameters(options, result);
-  result.warnings = FitWarnings(formula_, binding_, table_, run_.Output(), result).Find();
+  result.libraryDegreesOfFreedom = run_.Output().GetNDegFreedom();
+  if (binding_.kind == ModelKind::kLinear) {
+    AddLinearFit(options, result);
+  } else {
+    AddLogisticFit(options, result);
+  }
+  AddWarnings(options, result);
   AddStatus(result);
   return result;
 }
 
-void ResultBuilder::AddFit(const FitOptions& options, FitResult& result) const {
+void ResultBuilder::AddLinearFit(const FitOptions& options, FitResult& result) const {
   const IQvRegOutputStats& output = run_.Output();
-  result.rmse = FitStatistic(output, QvConst::QvFitRootMeanSquareError);
-  result.rSquare = FitStatistic(output, QvConst::QvFitMultipleRSquare);
-  result.libraryDegreesOfFreedom = output.GetNDegFreedom();
+  result.rmse = LibraryNumber(output.GetModelFitStat(QvConst::QvFitRootMeanSquareError));
+  result.rSquare = LibraryNumber(output.GetModelFitStat(QvConst::QvFitMultipleRSquare));
   const int kept = output.GetRedundancyIndicators().Count();
   const ResidualVariance residual = ComputeResidualVariance(
       result.rmse, output.GetTotalFreqWeight(), kept, options.degreesOfFreedom);
   result.degreesOfFreedom = residual.degreesOfFreedom;
   result.residualStdError = residual.stdError;
+  AddParameters(
+      options,
+      CoefficientInference(result.residualStdError, result.degreesOfFreedom, options.confidence),
+      result);
 }
 
-void ResultBuilder::AddParameters(const FitOptions& options, FitResult& result) const {
+LogisticFitBuilder ResultBuilder::Logistic() const {
+  return {dynamic_cast<const QvLogOutputStats&>(run_.Output()),
+          dynamic_cast<const QvLogRegSettings&>(run_.Component().GetCompSettings()),
+          table_.Columns()[ModelBinding::kDependent]};
+}
+
+void ResultBuilder::AddLogisticFit(const FitOptions& options, FitResult& result) const {
+  const IQvRegOutputStats& output = run_.Output();
+  result.degreesOfFreedom = output.GetTotalFreqWeight() - output.GetRedundancyIndicators().Count();
+  const LogisticFitBuilder logistic = Logistic();
+  result.logistic = logistic.Build();
+  AddParameters(options, CoefficientInference::Normal(options.confidence), result);
+  for (std::size_t i = 0; i < result.parameters.size(); ++i) {
+    result.parameters[i].category = logistic.CategoryOf(static_cast<int>(i));
+  }
+}
+
+void ResultBuilder::AddParameters(const FitOptions& options, const CoefficientInference& inference,
+                                  FitResult& result) const {
   const IQvRegOutputStats& output = run_.Output();
   const std::vector<double>& estimates = output.GetParamEstimates();
   const ParameterNames names(formula_, binding_, table_, options.intercept && formula_.intercept);
-  const CoefficientInference inference(result.residualStdError, result.degreesOfFreedom,
-                                       options.confidence);
   for (std::size_t i = 0; i < estimates.size(); ++i) {
     const int index = static_cast<int>(i);
     ParameterResult parameter = names.Name(output.GetParameters()[i]);
     parameter.estimate = Finite(estimates[i]);
     parameter.redundant = !output.GetRedundancyIndicators().IsIn(index);
-    if (!parameter.redundant) {
-      parameter.statistics =
-          inference.Of(estimates[i], output.GetCovarianceMatrix()->GetElem(index, index));
+    const double variance = output.GetCovarianceMatrix()->GetElem(index, index);
+    // A likelihood that determines an estimate leaves it a variance; a singular one does not.
+    const bool isDetermined = binding_.kind == ModelKind::kLinear || variance > 0.0;
+    if (!parameter.redundant && isDetermined) {
+      parameter.statistics = inference.Of(estimates[i], variance);
     }
     result.parameters.push_back(std::move(parameter));
   }
+}
+
+void ResultBuilder::AddWarnings(const FitOptions& options, FitResult& result) const {
+  result.warnings = FitWarnings(formula_, binding_, table_, run_.Output(), result).Find();
+  if (!result.logistic) return;
+  std::vector<std::string> covariates;
+  for (int i = 0; i < binding_.covariateCount; ++i) {
+    const int position = ModelBinding::kDependent + 1 + binding_.factorCount + i;
+    covariates.push_back(table_.Columns()[static_cast<std::size_t>(position)].label);
+  }
+  const OptimizationWarnings endings(result, options.logistic, std::move(covariates),
+                                     run_.Output().GetMeanValues());
+  for (std::string& warning : endings.Find()) result.warnings.push_back(std::move(warning));
 }
 
 void ResultBuilder::AddStatus(FitResult& result) const {

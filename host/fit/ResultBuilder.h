@@ -2,9 +2,11 @@
 
 #include "host/fit/FitOptions.h"
 #include "host/fit/FitResult.h"
-#include "host/fit/LinearRun.h"
+#include "host/fit/LogisticFitBuilder.h"
 #include "host/fit/ModelBinding.h"
+#include "host/fit/ModelRun.h"
 #include "host/formula/Formula.h"
+#include "host/inference/CoefficientInference.h"
 #include "host/table/CodedTable.h"
 
 namespace qvhost {
@@ -14,20 +16,26 @@ namespace qvhost {
 class ResultBuilder {
  public:
   ResultBuilder(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
-                const LinearRun& run)
+                const ModelRun& run)
       : formula_(formula), binding_(binding), table_(table), run_(run) {}
 
   [[nodiscard]] FitResult Build(const FitOptions& options) const;
 
  private:
-  void AddParameters(const FitOptions& options, FitResult& result) const;
-  void AddFit(const FitOptions& options, FitResult& result) const;
+  void AddParameters(const FitOptions& options, const CoefficientInference& inference,
+                     FitResult& result) const;
+  void AddLinearFit(const FitOptions& options, FitResult& result) const;
+  void AddLogisticFit(const FitOptions& options, FitResult& result) const;
+  void AddWarnings(const FitOptions& options, FitResult& result) const;
   void AddStatus(FitResult& result) const;
+
+  /// Of a logistic run.
+  [[nodiscard]] LogisticFitBuilder Logistic() const;
 
   const Formula& formula_;
   const ModelBinding& binding_;
   const CodedTable& table_;
-  const LinearRun& run_;
+  const ModelRun& run_;
 };
 
 }  // namespace qvhost

@@ -1,8 +1,10 @@
 #include "host/fit/RunFit.h"
 
+#include <fmt/format.h>
+
 #include "host/Error.h"
-#include "host/fit/LinearRun.h"
 #include "host/fit/ModelBinding.h"
+#include "host/fit/ModelRun.h"
 #include "host/fit/ResultBuilder.h"
 #include "host/fit/RunSettings.h"
 #include "host/fit/StatusText.h"
@@ -36,6 +38,17 @@ CodedTable Code(const TableSource& source, const ModelBinding& binding, const Fi
   return CodeTable(source, binding.columns, coding);
 }
 
+/// Throws for an option that the kind of model does not have.
+void RefuseOtherKind(const FitOptions& options, ModelKind kind) {
+  for (const FitOptions::OfOneKind& option : options.ofOneKind) {
+    if (option.kind == kind) continue;
+    throw Error(ExitCode::kBadInput,
+                fmt::format("{} belongs to a {} model, but this one is {}; leave it out, or choose "
+                            "the model with --model.",
+                            option.name, ModelName(option.kind), ModelName(kind)));
+  }
+}
+
 /// The source for a report, with the query that it went through.
 std::string DataText(const TableSource& source, const DataSource& asked) {
   if (asked.sql.empty()) return source.Name();
@@ -48,9 +61,10 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   const Formula formula = ReadFormula(options);
   const TableSource source(options.source);
   const ModelBinding binding = BindModel(formula, source, options.binding);
+  RefuseOtherKind(options, binding.kind);
   const CodedTable table = Code(source, binding, options, progress, interrupt);
-  RunSettings settings(formula, binding, table, options);
-  LinearRun run(settings.Get(), table, progress, interrupt);
+  RunSettings settings(formula, binding, table, source, options);
+  ModelRun run(settings.Get(), table, progress, interrupt);
   run.Build();
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);
   result.data = DataText(source, options.source);

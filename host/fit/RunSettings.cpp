@@ -1,17 +1,20 @@
 #include "host/fit/RunSettings.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <new>
 #include <numeric>
 
+#include "host/fit/ReferenceLevel.h"
 #include "host/formula/Term.h"
+#include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvModelEffect.h"
 
 namespace qvhost {
 
 namespace {
 
-/// The settings refuse a role or an effect of a bound model only when memory runs out.
+/// The settings refuse a role, an effect or a checked number only when memory runs out.
 void Require(bool accepted) {
   if (!accepted) throw std::bad_alloc();
 }
@@ -20,37 +23,69 @@ int PositionOf(const ModelBinding& binding, int variable) {
   return binding.positions[static_cast<std::size_t>(variable)];
 }
 
+/// Up to this size the coded records are kept in memory unless the user says otherwise: reading a
+/// file again costs more than the memory does.
+constexpr std::int64_t kMostBytesInMemory = std::int64_t{128} << 20;
+
+bool FitsInMemory(const CodedTable& table) {
+  const auto recordBytes = static_cast<std::int64_t>(sizeof(double)) * table.RecordSize();
+  return table.RecordCount() <= kMostBytesInMemory / recordBytes;
+}
+
+std::unique_ptr<QvRegSettings> LogisticSettings(const CodedTable& table, const TableSource& source,
+                                                const LogisticOptions& options) {
+  auto settings = std::make_unique<QvLogRegSettings>();
+  const CodedColumn& dependent = table.Columns()[ModelBinding::kDependent];
+  // The library says itself that one category is too few.
+  const int levels = std::max(2, static_cast<int>(dependent.levels.size()));
+  Require(settings->SetDependentRefCat(FindReferenceLevel(options.reference, dependent, source),
+                                       levels));
+  Require(settings->SetMaxIterations(options.maxIterations));
+  Require(settings->SetMaxStepHalvingValue(options.maxStepHalving));
+  Require(settings->SetLLConCriterion(options.logLikelihoodCriterion));
+  Require(settings->SetParamEstConCriterion(options.parameterCriterion));
+  Require(settings->SetStartingIteration(options.separationFrom));
+  settings->SetLLFuncChange(options.absoluteLogLikelihood);
+  settings->SetParamEstChange(options.absoluteParameter);
+  settings->SetUsePatternTabulator(options.inMemory.value_or(FitsInMemory(table)));
+  return settings;
+}
+
 }  // namespace
 
 RunSettings::RunSettings(const Formula& formula, const ModelBinding& binding,
-                         const CodedTable& table, const FitOptions& options)
-    : variables_(static_cast<std::size_t>(binding.factorCount + binding.covariateCount)) {
+                         const CodedTable& table, const TableSource& source,
+                         const FitOptions& options)
+    : variables_(static_cast<std::size_t>(binding.factorCount + binding.covariateCount)),
+      settings_(binding.kind == ModelKind::kLogistic
+                    ? LogisticSettings(table, source, options.logistic)
+                    : std::make_unique<QvRegSettings>()) {
   std::iota(variables_.begin(), variables_.end(), ModelBinding::kDependent + 1);
   AddRoles(binding, table);
   for (const Term& term : formula.terms) {
     AddEffect(term, binding);
   }
-  settings_.SetInterceptUse(formula.intercept && options.intercept);
-  settings_.SetTolerance(options.tolerance);
-  settings_.SetConfidenceLevel(options.confidence);
-  if (options.degreesOfFreedom) settings_.SetDF(*options.degreesOfFreedom);
-  settings_.SetRefineEstimates(options.refine);
+  settings_->SetInterceptUse(formula.intercept && options.intercept);
+  settings_->SetTolerance(options.tolerance);
+  settings_->SetConfidenceLevel(options.confidence);
+  if (options.degreesOfFreedom) settings_->SetDF(*options.degreesOfFreedom);
+  settings_->SetRefineEstimates(options.refine);
 }
 
 void RunSettings::AddRoles(const ModelBinding& binding, const CodedTable& table) {
-  Require(settings_.SetDependent(ModelBinding::kDependent));
+  Require(settings_->SetDependent(ModelBinding::kDependent));
   for (int i = 0; i < binding.factorCount + binding.covariateCount; ++i) {
     const int position = variables_[static_cast<std::size_t>(i)];
     if (i >= binding.factorCount) {
-      Require(settings_.AddCovariate(position) > 0);
+      Require(settings_->AddCovariate(position) > 0);
       continue;
     }
     // A column without any value has no level, and a factor has at least one.
     const auto levels = table.Columns()[static_cast<std::size_t>(position)].levels.size();
-    Require(settings_.AddFactor(position, std::max(1, static_cast<int>(levels))) > 0);
+    Require(settings_->AddFactor(position, std::max(1, static_cast<int>(levels))) > 0);
   }
-  if (binding.freqWeight >= 0) Require(settings_.SetFrequencyWeightVar(binding.freqWeight));
-  if (binding.regressionWeight >= 0) Require(settings_.SetRegrWeightVar(binding.regressionWeight));
+  if (binding.freqWeight >= 0) Require(settings_->SetFrequencyWeightVar(binding.freqWeight));
+  if (binding.regressionWeight >= 0) Require(settings_->SetRegrWeightVar(binding.regressionWeight));
 }
 
 void RunSettings::AddEffect(const Term& term, const ModelBinding& binding) {
@@ -63,7 +98,7 @@ void RunSettings::AddEffect(const Term& term, const ModelBinding& binding) {
       Require(effect.AddCovariate(PositionOf(binding, step.variable)) > 0);
     }
   }
-  Require(settings_.AddModelEffect(effect));
+  Require(settings_->AddModelEffect(effect));
 }
 
 }  // namespace qvhost

@@ -4,17 +4,12 @@
 #include <cmath>
 
 #include "host/inference/Finite.h"
+#include "host/inference/QuietPolicy.h"
 
 namespace qvhost {
 
 namespace {
 
-// Answers what does not exist as an infinity or a NaN, which Finite() then drops.
-using QuietPolicy = boost::math::policies::policy<
-    boost::math::policies::domain_error<boost::math::policies::ignore_error>,
-    boost::math::policies::overflow_error<boost::math::policies::ignore_error>,
-    boost::math::policies::pole_error<boost::math::policies::ignore_error>,
-    boost::math::policies::evaluation_error<boost::math::policies::ignore_error>>;
 using StudentsT = boost::math::students_t_distribution<double, QuietPolicy>;
 
 std::optional<double> UpperQuantile(double degreesOfFreedom, double confidence) {

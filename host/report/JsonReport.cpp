@@ -25,16 +25,19 @@ Json Parameter(const ParameterResult& parameter) {
     covariates[covariate.covariate] = covariate.power;
   }
   const CoefficientStatistics& statistics = parameter.statistics;
-  return {{"label", parameter.label},
-          {"levels", std::move(levels)},
-          {"covariates", std::move(covariates)},
-          {"estimate", Number(parameter.estimate)},
-          {"std_error", Number(statistics.stdError)},
-          {"statistic", Number(statistics.statistic)},
-          {"p_value", Number(statistics.pValue)},
-          {"conf_low", Number(statistics.confLow)},
-          {"conf_high", Number(statistics.confHigh)},
-          {"redundant", parameter.redundant}};
+  Json json = Json::object();
+  if (!parameter.category.empty()) json["category"] = parameter.category;
+  json["label"] = parameter.label;
+  json["levels"] = std::move(levels);
+  json["covariates"] = std::move(covariates);
+  json["estimate"] = Number(parameter.estimate);
+  json["std_error"] = Number(statistics.stdError);
+  json["statistic"] = Number(statistics.statistic);
+  json["p_value"] = Number(statistics.pValue);
+  json["conf_low"] = Number(statistics.confLow);
+  json["conf_high"] = Number(statistics.confHigh);
+  json["redundant"] = parameter.redundant;
+  return json;
 }
 
 Json Records(const RecordUse& records) {
@@ -57,26 +60,70 @@ Json Parameters(const FitResult& fit) {
   return parameters;
 }
 
+Json LinearFitJson(const FitResult& fit) {
+  return {{"r_square", Number(fit.rSquare)},
+          {"rmse", Number(fit.rmse)},
+          {"residual_std_error", Number(fit.residualStdError)}};
+}
+
+Json LogisticFitJson(const LogisticFit& fit) {
+  return {{"iterations", fit.iterations},
+          {"step_halvings", fit.stepHalvings},
+          {"outcome", fit.outcome},
+          {"outcome_code", fit.outcomeCode},
+          {"converged", fit.converged},
+          {"in_memory", fit.inMemory},
+          {"loglik_initial", Number(fit.initialLogLikelihood)},
+          {"loglik", Number(fit.logLikelihood)},
+          {"loglik_change", Number(fit.logLikelihoodChange)},
+          {"parameter_change", Number(fit.parameterChange)},
+          {"chi_square", Number(fit.chiSquare)},
+          {"chi_square_df", fit.chiSquareDegrees},
+          {"p_value", Number(fit.chiSquareP)},
+          {"cox_snell", Number(fit.coxSnell)},
+          {"nagelkerke", Number(fit.nagelkerke)},
+          {"mcfadden", Number(fit.mcFadden)},
+          {"aic", Number(fit.aic)},
+          {"bic", Number(fit.bic)}};
+}
+
+/// The levels, the reference last, with their weights.
+Json Levels(const LogisticFit& fit) {
+  Json levels = Json::array();
+  for (const DependentLevel& level : fit.levels) {
+    levels.push_back({{"level", level.level}, {"weight", level.weight}});
+  }
+  return levels;
+}
+
+Json Classification(const LogisticFit& fit) {
+  Json categories = Json::array();
+  for (const DependentLevel& level : fit.levels) categories.push_back(level.level);
+  return {{"categories", std::move(categories)}, {"table", fit.classification}};
+}
+
 }  // namespace
 
 std::string JsonReport(const FitResult& fit) {
-  const Json report = {{"model", fit.model},
-                       {"formula", fit.formula},
-                       {"data", fit.data},
-                       {"dependent", fit.dependent},
-                       {"freq_weight", Text(fit.freqWeight)},
-                       {"regression_weight", Text(fit.regressionWeight)},
-                       {"confidence", fit.confidence},
-                       {"records", Records(fit.records)},
-                       {"degrees_of_freedom", Number(Finite(fit.degreesOfFreedom))},
-                       {"library_degrees_of_freedom", Number(Finite(fit.libraryDegreesOfFreedom))},
-                       {"parameters", Parameters(fit)},
-                       {"fit",
-                        {{"r_square", Number(fit.rSquare)},
-                         {"rmse", Number(fit.rmse)},
-                         {"residual_std_error", Number(fit.residualStdError)}}},
-                       {"warnings", fit.warnings},
-                       {"status", {{"code", fit.statusCode}, {"message", fit.statusMessage}}}};
+  Json report = {{"model", ModelName(fit.kind)},
+                 {"formula", fit.formula},
+                 {"data", fit.data},
+                 {"dependent", fit.dependent},
+                 {"freq_weight", Text(fit.freqWeight)},
+                 {"regression_weight", Text(fit.regressionWeight)},
+                 {"confidence", fit.confidence},
+                 {"records", Records(fit.records)},
+                 {"degrees_of_freedom", Number(Finite(fit.degreesOfFreedom))},
+                 {"library_degrees_of_freedom", Number(Finite(fit.libraryDegreesOfFreedom))}};
+  if (fit.logistic) {
+    report["reference"] = fit.logistic->levels.back().level;
+    report["dependent_levels"] = Levels(*fit.logistic);
+  }
+  report["parameters"] = Parameters(fit);
+  report["fit"] = fit.logistic ? LogisticFitJson(*fit.logistic) : LinearFitJson(fit);
+  if (fit.logistic) report["classification"] = Classification(*fit.logistic);
+  report["warnings"] = fit.warnings;
+  report["status"] = {{"code", fit.statusCode}, {"message", fit.statusMessage}};
   constexpr int indent = 2;
   return report.dump(indent, ' ', false, Json::error_handler_t::replace) + "\n";
 }

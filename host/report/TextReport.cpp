@@ -8,7 +8,9 @@
 
 #include <fmt/format.h>
 
+#include "host/report/LogisticText.h"
 #include "host/report/NumberText.h"
+#include "host/report/ParameterTable.h"
 #include "host/report/TextTable.h"
 
 namespace qvhost {
@@ -49,8 +51,13 @@ std::string RecordLines(const RecordUse& records) {
   return text;
 }
 
+std::string Title(const FitResult& fit) {
+  if (!fit.logistic) return "Linear model";
+  return fit.logistic->levels.size() == 2 ? "Binary logistic model" : "Multinomial logistic model";
+}
+
 std::string Heading(const FitResult& fit) {
-  std::string text = fit.model == "linear" ? "Linear model\n\n" : fit.model + "\n\n";
+  std::string text = Title(fit) + "\n\n";
   text += Line("Formula", Printable(fit.formula));
   text += Line("Data", Printable(fit.data));
   text += Line("Dependent", Printable(fit.dependent));
@@ -62,52 +69,6 @@ std::string Heading(const FitResult& fit) {
   }
   if (!weights.empty()) text += Line("Weights", weights);
   return text + RecordLines(fit.records);
-}
-
-/// One entry of every parameter, written alike.
-template <typename Entry>
-std::vector<std::string> Column(const FitResult& fit, Entry entry) {
-  std::vector<std::optional<double>> values;
-  for (const ParameterResult& parameter : fit.parameters) {
-    values.push_back(parameter.redundant ? std::nullopt : entry(parameter));
-  }
-  return ColumnText(values);
-}
-
-/// Both limits, written alike.
-std::pair<std::vector<std::string>, std::vector<std::string>> LimitColumns(const FitResult& fit) {
-  std::vector<std::optional<double>> values;
-  for (const ParameterResult& parameter : fit.parameters) {
-    values.push_back(parameter.statistics.confLow);
-    values.push_back(parameter.statistics.confHigh);
-  }
-  const std::vector<std::string> texts = ColumnText(values);
-  std::pair<std::vector<std::string>, std::vector<std::string>> columns;
-  for (std::size_t i = 0; i < texts.size(); i += 2) {
-    columns.first.push_back(texts[i]);
-    columns.second.push_back(texts[i + 1]);
-  }
-  return columns;
-}
-
-std::string ParameterTable(const FitResult& fit) {
-  const auto percent = fmt::format("{:g}%", 100.0 * fit.confidence);
-  TextTable table(
-      {"Parameter", "Estimate", "Std. error", "t", "p", percent + " low", percent + " high"});
-  const auto estimates = Column(fit, [](const auto& p) { return p.estimate; });
-  const auto errors = Column(fit, [](const auto& p) { return p.statistics.stdError; });
-  const auto [lows, highs] = LimitColumns(fit);
-  for (std::size_t i = 0; i < fit.parameters.size(); ++i) {
-    const ParameterResult& parameter = fit.parameters[i];
-    if (parameter.redundant) {
-      table.AddRow({Printable(parameter.label), "0", "redundant", "", "", "", ""});
-      continue;
-    }
-    table.AddRow({Printable(parameter.label), estimates[i], errors[i],
-                  StatisticText(parameter.statistics.statistic),
-                  ProbabilityText(parameter.statistics.pValue), lows[i], highs[i]});
-  }
-  return table.Render();
 }
 
 std::string FitText(const FitResult& fit) {
@@ -171,7 +132,12 @@ std::string Notes(const FitResult& fit) {
 }  // namespace
 
 std::string TextReport(const FitResult& fit) {
-  return Heading(fit) + "\n" + ParameterTable(fit) + "\n" + FitText(fit) + Notes(fit);
+  if (!fit.logistic) {
+    return Heading(fit) + "\n" + ParameterTable(fit.parameters, fit.kind, fit.confidence) + "\n" +
+           FitText(fit) + Notes(fit);
+  }
+  return Heading(fit) + "\n" + LevelTable(fit) + "\n" + LevelParameters(fit) + "\n" +
+         LikelihoodText(fit) + "\n" + ClassificationText(fit) + Notes(fit);
 }
 
 }  // namespace qvhost

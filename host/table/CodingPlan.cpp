@@ -137,7 +137,8 @@ std::vector<PlannedColumn> PlanCoding(const TableSource& source,
   std::vector<PlannedColumn> plan;
   for (std::size_t i = 0; i < requests.size(); ++i) {
     const TypeHandle type = query.ColumnType(i);
-    plan.push_back(Plan(source, requests[i], type.Get(), maxLevels));
+    plan.push_back(
+        Plan(source, requests[i], type.Get(), requests[i].maxLevels.value_or(maxLevels)));
   }
   return plan;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 
 namespace qvhost {
@@ -16,6 +18,7 @@ struct ColumnRequest {
   std::string label;  ///< For people: errors and reports call the column by it.
   std::string sql;    ///< A scalar SQL expression over the source's columns.
   Coding coding = Coding::kByType;
+  std::optional<std::size_t> maxLevels;  ///< Of a factor; none: as many as the coding allows.
 };
 
 }  // namespace qvhost

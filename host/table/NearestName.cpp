@@ -12,12 +12,13 @@ std::optional<std::string> NearestName(Connection& connection, const std::string
   for (const std::string& name : names) {
     list += (list.empty() ? "" : ", ") + QuoteText(name);
   }
-  const auto rows = connection.Rows(fmt::format(
-      "SELECT name FROM (SELECT unnest([{}]::VARCHAR[]) AS name, lower({}) AS wanted) "
-      "WHERE damerau_levenshtein(lower(name), wanted) <= greatest(1, length(wanted) // 3) "
-      "OR jaro_winkler_similarity(lower(name), wanted) >= 0.85 "
-      "ORDER BY jaro_winkler_similarity(lower(name), wanted) DESC, name LIMIT 1",
-      list, QuoteText(wanted)));
+  const auto rows = connection.Rows(
+      fmt::format("SELECT name FROM (SELECT unnest([{}]::VARCHAR[]) AS name, lower({}) AS wanted) "
+                  "WHERE damerau_levenshtein(lower(name), wanted) < least(length(wanted), "
+                  "greatest(1, length(wanted) // 3) + 1) "
+                  "OR jaro_winkler_similarity(lower(name), wanted) >= 0.85 "
+                  "ORDER BY jaro_winkler_similarity(lower(name), wanted) DESC, name LIMIT 1",
+                  list, QuoteText(wanted)));
   return rows.empty() ? std::nullopt : rows.front().front();
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <utility>
 
 #include "qvreg/common/QvPlatform.h"
 #include "qvreg/common/QvTwofold.h"
@@ -143,6 +144,21 @@ bool QvSymMatrix::StartCompensation() {
 void QvSymMatrix::EndCompensation() {
   for (std::size_t i = 0; i < fLost.size(); ++i) fElements[i] += fLost[i];
   fLost = {};
+}
+
+bool QvSymMatrix::EndCompensation(QvExactProducts& products) {
+  products = {};
+  if (fLost.empty()) return true;
+  std::vector<double> high;
+  try {
+    high = fElements;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  for (std::size_t i = 0; i < fLost.size(); ++i) fElements[i] += fLost[i];
+  products = QvExactProducts(std::move(high), std::move(fLost));
+  fLost = {};
+  return true;
 }
 
 bool QvSymMatrix::SetOuterProduct(const std::vector<double>& x) {

@@ -4,6 +4,7 @@
 
 #include "qvreg/QvExport.h"
 #include "qvreg/common/QvBitSet.h"
+#include "qvreg/common/QvExactProducts.h"
 #include "qvreg/common/QvSymMatrixData.h"
 
 namespace QvCommon {
@@ -31,6 +32,8 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   bool StartCompensation();
   /// Adds what was kept, and ends the compensation. REQUIRED before anything reads the elements.
   void EndCompensation();
+  /// The same, and hands out the sums before their rounding; nothing where none were kept.
+  bool EndCompensation(QvExactProducts& products);
 
   /// Sweeps on pivot k (Goodnight, A Tutorial on the SWEEP Operator, The American Statistician 33,
   /// 1979) and sets bit k of `swept`. The pivot is skipped, and its bit stays clear, when its

@@ -8,6 +8,7 @@
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/component/QvStatusCodes.h"
 #include "qvreg/design/QvModelDesign.h"
+#include "qvreg/design/QvPivotSweep.h"
 
 using QvCommon::QvStatus;
 
@@ -76,27 +77,13 @@ bool QvGLMModel::AddRecord(const double* values) {
   return true;
 }
 
-QvStatus QvGLMModel::SweepPivots(QvCancelInfo& cancel) {
-  std::vector<double> diagonal;
-  fMatrix->GetDiagonal(diagonal);
-  fRedundancy.Resize(GetNParameters() + 1, false);
-  fRedundancy.Clear();
-  for (int k = 0; k < GetNParameters(); ++k) {
-    if (cancel.IsCancel()) return {QvStatusCode::kCancelled, false};
-    if (!fMatrix->Sweep(k, fSettings.GetTolerance(), diagonal, fRedundancy, true)) {
-      return {QvStatusCode::kTooManyParameters, false};
-    }
-  }
-  return {};
-}
-
 QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
   if (fbSwept) return {QvStatusCode::kAlreadyBuilt, false};
   // Divided once rather than record by record: whole weights then count without rounding error.
-  fMatrix->EndCompensation();
-  fMatrix->MultiplyByNumber(fInverseScale);
-  const QvStatus status = SweepPivots(cancel);
+  QvPivotSweep sweep(*fMatrix, fInverseScale);
+  const QvStatus status = sweep.Run(GetNParameters(), GetNParameters() + 1,
+                                    fSettings.GetTolerance(), fRedundancy, cancel);
   if (status.IsError()) return status;
   if (!fMatrix->GetRegCoeffs(fEstimates, fRedundancy)) {
     return {QvStatusCode::kTooManyParameters, false};

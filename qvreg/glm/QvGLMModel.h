@@ -80,7 +80,6 @@ class QvGLMModel {
   void Display() const;
 
  private:
-  QvCommon::QvStatus SweepPivots(QvCancelInfo& cancel);
   /// The record's frequency weight times its regression weight.
   [[nodiscard]] double RecordWeight(const double* values) const;
   void ApplyRefinement();

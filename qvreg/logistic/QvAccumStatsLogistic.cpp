@@ -33,7 +33,7 @@ bool QvAccumStatsLogistic::Allocate() {
 }
 
 void QvAccumStatsLogistic::Reset(QvConst::QvEstimationMethod method, bool separationCheck) {
-  fLogLikelihood = 0.0;
+  fLogLikelihood = {};
   std::fill(fScores.begin(), fScores.end(), 0.0);
   fHessian.Clear();
   fValidRows = 0;
@@ -81,14 +81,13 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
   fWeight += weight;
   if (fbSeparationCheck) TrackExtremes(category);
 
-  fLogLikelihood += weight * logReference;
-  if (fNParameters < 1) return 0;
-  if (category != fNCategories - 1) {
-    fLogLikelihood +=
-        weight *
+  double logProbability = logReference;
+  if (fNParameters > 0 && category != fNCategories - 1) {
+    logProbability +=
         QvSparseVector(indices, values).InnerProductWithPart(*fpEstimates, category * fNParameters);
   }
-  if (llOnly) return 0;
+  fLogLikelihood.Add({weight * logProbability, 0.0});
+  if (llOnly || fNParameters < 1) return 0;
   AddScores(indices, values, category, weight);
   AddInformation(indices, values, weight);
   return 0;
@@ -168,11 +167,11 @@ void QvAccumStatsLogistic::Display(bool llOnly) const {
   using namespace QvComponentDisplay;
   DisplayText(kHeadingLevel, "QvAccumStatsLogistic display start");
   if (llOnly) {
-    DisplayD("Accumulated log-likelihood", fLogLikelihood);
+    DisplayD("Accumulated log-likelihood", GetLL());
   } else {
     DisplayI("Number of estimated parameters in the model", fNParameters);
     DisplayI("Number of response categories of the dependent variable", fNCategories);
-    DisplayD("Accumulated log-likelihood", fLogLikelihood);
+    DisplayD("Accumulated log-likelihood", GetLL());
     DisplayDV("Accumulated vector of scores", fScores, true);
     DisplayText(kHeadingLevel, "Accumulated Hessian:");
     fHessian.Display();

@@ -5,6 +5,7 @@
 
 #include "qvreg/common/QvSymBlockMatrix.h"
 #include "qvreg/common/QvSymMatrix.h"
+#include "qvreg/common/QvTwofold.h"
 #include "qvreg/logistic/IQvAccumStats.h"
 
 class QvRegSettings;
@@ -27,7 +28,7 @@ class QvAccumStatsLogistic : public IQvAccumStats {
   bool CheckConstraints() override { return true; }
   int UpdateForRow(const std::vector<int>& indices, const std::vector<double>& values, int category,
                    double weight, bool llOnly) override;
-  [[nodiscard]] double GetLL() const override { return fLogLikelihood; }
+  [[nodiscard]] double GetLL() const override { return fLogLikelihood.Value(); }
   [[nodiscard]] const std::vector<double>& GetScores() const override { return fScores; }
   void GetHessian(QvCommon::QvSymMatrix& out) const override;
   /// Counts beyond an int's range read as the largest int.
@@ -61,7 +62,8 @@ class QvAccumStatsLogistic : public IQvAccumStats {
   int fNParameters;
   int fNCategories;
   const std::vector<double>* fpEstimates;
-  double fLogLikelihood = 0.0;
+  /// Steps near the maximum change its last digits only, which a long plain sum would lose.
+  QvCommon::QvTwofold fLogLikelihood;
   std::vector<double> fScores;
   QvCommon::QvSymBlockMatrix fHessian;
   long long fValidRows = 0;

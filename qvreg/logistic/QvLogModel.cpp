@@ -8,6 +8,7 @@
 #include "qvreg/component/QvStatusCodes.h"
 #include "qvreg/design/QvCategory.h"
 #include "qvreg/design/QvModelDesign.h"
+#include "qvreg/design/QvPivotSweep.h"
 
 using QvCommon::QvStatus;
 using QvCommon::QvSymMatrix;
@@ -117,18 +118,10 @@ bool QvLogModel::AddRowToXPrimeX(const double* row, const std::vector<int>& para
 QvStatus QvLogModel::SweepXPrimeX() {
   if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
   if (fbFinished) return {QvStatusCode::kAlreadyBuilt, false};
-  fpXPrimeX->EndCompensation();
-  std::vector<double> diagonal;
-  fpXPrimeX->GetDiagonal(diagonal);
-  fBasicRedundancy.Resize(fNBasic, false);
-  fBasicRedundancy.Clear();
-  for (int k = 0; k < fNBasic; ++k) {
-    if (fCancel.IsCancel()) return {QvStatusCode::kCancelled, false};
-    if (!fpXPrimeX->Sweep(k, fSettings.GetTolerance(), diagonal, fBasicRedundancy, true)) {
-      return {QvStatusCode::kTooManyParameters, false};
-    }
-  }
-  return fStatus;
+  QvPivotSweep sweep(*fpXPrimeX, 1.0);
+  const QvStatus status =
+      sweep.Run(fNBasic, fNBasic, fSettings.GetTolerance(), fBasicRedundancy, fCancel);
+  return status.IsError() ? status : fStatus;
 }
 
 void QvLogModel::SetRedundancy() {

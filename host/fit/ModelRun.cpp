@@ -1,4 +1,4 @@
-#include "host/fit/LinearRun.h"
+#include "host/fit/ModelRun.h"
 
 #include <algorithm>
 #include <new>
@@ -14,13 +14,15 @@
 #include "qvreg/component/QvRegFactory.h"
 #include "qvreg/component/QvStatusCodes.h"
 #include "qvreg/glm/QvGLMComponent.h"
+#include "qvreg/logistic/QvLogComponent.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
 namespace qvhost {
 
 namespace {
 
-constexpr int kPasses = 3;  // Parameters, cross-products, residuals.
+constexpr int kLinearPasses = 3;    // Parameters, cross-products, residuals.
+constexpr int kCountingPasses = 2;  // Of a logistic model, before its first iteration.
 
 std::string NoRecordText(const RecordUse& records) {
   if (records.read == 0) return kNoRecordText;
@@ -45,21 +47,26 @@ std::string NoRecordText(const RecordUse& records) {
 
 }  // namespace
 
-LinearRun::LinearRun(QvRegSettings& settings, const CodedTable& table, ProgressBar& progress,
-                     Interrupt& interrupt)
-    : table_(table), progress_(progress), interrupt_(interrupt) {
+ModelRun::ModelRun(QvRegSettings& settings, const CodedTable& table, ProgressBar& progress,
+                   Interrupt& interrupt)
+    : table_(table),
+      progress_(progress),
+      interrupt_(interrupt),
+      // Iterations over records kept in memory make no passes that would show.
+      iterations_([this] { progress_.Show(iterations_.Stage(), -1.0, table_.RecordCount()); }) {
   settings.SetCancelPointer(&interrupt_);
+  settings.SetProgressListener(&iterations_);
   QvRegFactory factory;
   component_.reset(factory.CreateRegAlgorithm(settings));
   if (factory.GetStatus().IsError()) Fail(factory.GetStatus());
   if (!component_) throw std::bad_alloc();
 }
 
-void LinearRun::Build() {
+void ModelRun::Build() {
   const auto total = static_cast<double>(table_.RecordCount());
   CountedRecordIterator records(table_, [&](int pass, long long delivered) {
-    progress_.Show(fmt::format("pass {} of {}", pass, kPasses),
-                   total > 0.0 ? static_cast<double>(delivered) / total : 1.0, delivered);
+    progress_.Show(Stage(pass), total > 0.0 ? static_cast<double>(delivered) / total : 1.0,
+                   delivered);
   });
   std::vector<QvRegrParameter> parameters;
   QvCommon::QvStatus status = component_->CreateParameters(records, parameters);
@@ -71,13 +78,13 @@ void LinearRun::Build() {
   Check(component_->GetOutputStats(output_));
 }
 
-void LinearRun::Check(const QvCommon::QvStatus& status) const {
+void ModelRun::Check(const QvCommon::QvStatus& status) const {
   // A run that Ctrl-C met at its very end is cancelled too.
   if (interrupt_.Requested()) throw Cancelled();
   if (status.IsError()) Fail(status);
 }
 
-void LinearRun::Fail(const QvCommon::QvStatus& status) const {
+void ModelRun::Fail(const QvCommon::QvStatus& status) const {
   if (status.GetCode() == QvStatusCode::kCancelled) throw Cancelled();
   if (status.GetCode() == QvStatusCode::kNoRecords) {
     throw Error(ExitCode::kRunFailed, NoRecordText(Records()));
@@ -85,7 +92,24 @@ void LinearRun::Fail(const QvCommon::QvStatus& status) const {
   throw Error(ExitCode::kRunFailed, StatusText(status));
 }
 
-RecordUse LinearRun::Records() const {
+std::string ModelRun::Stage(int pass) const {
+  if (component_->GetModelType() == QvConst::QvRegModelGLM) {
+    return fmt::format("pass {} of {}", pass, kLinearPasses);
+  }
+  return pass <= kCountingPasses ? "counting" : iterations_.Stage();
+}
+
+QvRecordCounts ModelRun::Counts() const {
+  if (const auto* linear = dynamic_cast<const QvGLMComponent*>(component_.get())) {
+    return linear->GetRecordCounts();
+  }
+  if (const auto* logistic = dynamic_cast<const QvLogComponent*>(component_.get())) {
+    return logistic->GetRecordCounts();
+  }
+  return {};
+}
+
+RecordUse ModelRun::Records() const {
   RecordUse use;
   for (const CodedColumn& column : table_.Columns()) {
     const auto listed = [&](const ColumnMissing& other) { return other.name == column.label; };
@@ -93,14 +117,12 @@ RecordUse LinearRun::Records() const {
     if (column.missing == 0 || std::ranges::any_of(use.missingByColumn, listed)) continue;
     use.missingByColumn.push_back({column.label, column.missing});
   }
-  if (const auto* linear = dynamic_cast<const QvGLMComponent*>(component_.get())) {
-    const QvRecordCounts counts = linear->GetRecordCounts();
-    use.read = counts.fRead;
-    use.used = counts.fUsed;
-    // The table codes no category beyond a factor's levels, so that none is out of range.
-    use.missing = counts.fMissing + counts.fOutOfRange;
-    use.badWeight = counts.fBadWeight;
-  }
+  const QvRecordCounts counts = Counts();
+  use.read = counts.fRead;
+  use.used = counts.fUsed;
+  // The table codes no category beyond a factor's levels, so that none is out of range.
+  use.missing = counts.fMissing + counts.fOutOfRange;
+  use.badWeight = counts.fBadWeight;
   return use;
 }
 

@@ -1,26 +1,31 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "host/fit/FitResult.h"
 #include "host/fit/Interrupt.h"
+#include "host/fit/IterationListener.h"
 #include "host/fit/ProgressBar.h"
 #include "host/table/CodedTable.h"
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/component/IQvRegOutputStats.h"
+#include "qvreg/data/QvRecordCounts.h"
 #include "qvreg/settings/QvRegSettings.h"
 
 namespace qvhost {
 
-/// One run of the library's linear model over a coded table: creates the component, makes its
-/// passes, and hands out what it found.
+/// One run of the library over a coded table: creates the component that the settings ask for,
+/// makes its passes, and hands out what it found.
 ///
 /// Owns the component; borrows the rest, which must outlive it. One thread at a time.
-class LinearRun {
+class ModelRun {
  public:
   /// `settings` is copied by the component, the list of variables that its effects point to is not.
-  LinearRun(QvRegSettings& settings, const CodedTable& table, ProgressBar& progress,
-            Interrupt& interrupt);
+  ModelRun(QvRegSettings& settings, const CodedTable& table, ProgressBar& progress,
+           Interrupt& interrupt);
+  ModelRun(const ModelRun&) = delete;
+  ModelRun& operator=(const ModelRun&) = delete;
 
   /// Builds the model. Throws Error (kRunFailed) when it cannot be fitted, Cancelled when
   /// interrupted.
@@ -36,10 +41,13 @@ class LinearRun {
  private:
   [[noreturn]] void Fail(const QvCommon::QvStatus& status) const;
   void Check(const QvCommon::QvStatus& status) const;
+  [[nodiscard]] std::string Stage(int pass) const;
+  [[nodiscard]] QvRecordCounts Counts() const;
 
   const CodedTable& table_;
   ProgressBar& progress_;
   Interrupt& interrupt_;
+  IterationListener iterations_;
   std::unique_ptr<IQvRegComponent> component_;
   IQvRegOutputStats* output_ = nullptr;
 };

@@ -1,0 +1,18 @@
+#include "host/fit/IterationListener.h"
+
+#include <fmt/format.h>
+
+#include "qvreg/component/ProgressReport.h"
+
+namespace qvhost {
+
+void IterationListener::ReportProgress(ProgressReport* report) {
+  const int halvings = report->DiscreteMeasure("stepHalving");
+  stage_ = fmt::format("iteration {}, log-likelihood {:.6g}",
+                       report->DiscreteMeasure("iterNum") + 1, report->ScaleMeasure("loglik"));
+  if (halvings > 0)
+    stage_ += fmt::format(", {} step-halving{}", halvings, halvings == 1 ? "" : "s");
+  onChange_();
+}
+
+}  // namespace qvhost

@@ -1,0 +1,112 @@
+#include "host/fit/OptimizationWarnings.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include <fmt/format.h>
+
+#include "qvreg/logistic/QvOptimizationOutcome.h"
+
+namespace qvhost {
+
+namespace {
+
+constexpr std::size_t kMostDrivers = 4;
+// An estimate that grows without bound does so ever more slowly, while its standard error explodes.
+constexpr double kStalledStatistic = 0.5;
+// Logarithm of odds: an uncertainty by a factor of 20,000 is no longer one of a usual estimate.
+constexpr double kHugeStdError = 10.0;
+
+std::string DriverText(const ParameterResult& parameter) {
+  return fmt::format("'{}: {}' ({:.3g}, {})", parameter.category, parameter.label,
+                     parameter.estimate.value_or(0.0),
+                     parameter.statistics.stdError
+                         ? fmt::format("standard error {:.2g}", *parameter.statistics.stdError)
+                         : "no standard error");
+}
+
+}  // namespace
+
+bool OptimizationWarnings::IsDriver(const ParameterResult& parameter) const {
+  if (parameter.redundant || parameter.IsIntercept()) return false;
+  if (parameter.estimate.value_or(0.0) == 0.0) return false;
+  if (!parameter.statistics.stdError) return true;
+  return std::abs(parameter.statistics.statistic.value_or(0.0)) < kStalledStatistic &&
+         *parameter.statistics.stdError * UnitOf(parameter) > kHugeStdError;
+}
+
+double OptimizationWarnings::UnitOf(const ParameterResult& parameter) const {
+  double size = 1.0;
+  for (const CovariatePower& covariate : parameter.covariates) {
+    const auto found = std::ranges::find(covariates_, covariate.covariate);
+    if (found == covariates_.end()) continue;
+    const double mean = means_.at(static_cast<std::size_t>(found - covariates_.begin()));
+    if (mean != 0.0) size *= std::pow(std::abs(mean), covariate.power);
+  }
+  return size;
+}
+
+std::string OptimizationWarnings::Drivers() const {
+  std::vector<const ParameterResult*> drivers;
+  for (const ParameterResult& parameter : result_.parameters) {
+    if (IsDriver(parameter)) drivers.push_back(&parameter);
+  }
+  if (drivers.empty()) return {};
+  std::ranges::stable_sort(drivers, std::ranges::greater(), [this](const ParameterResult* driver) {
+    return std::abs(driver->estimate.value_or(0.0)) * UnitOf(*driver);
+  });
+  const std::size_t listed = std::min(drivers.size(), kMostDrivers);
+  std::string text = drivers.size() == 1 ? " The estimate that drives it is "
+                                         : " The largest estimates with huge standard errors are ";
+  for (std::size_t i = 0; i < listed; ++i) {
+    text += (i == 0 ? "" : ", ") + DriverText(*drivers[i]);
+  }
+  return text + (listed < drivers.size() ? ", …." : ".");
+}
+
+std::vector<std::string> OptimizationWarnings::Find() const {
+  const LogisticFit& fit = result_.logistic.value();
+  switch (static_cast<QvOptimizationOutcome>(fit.outcomeCode)) {
+    case kOptCompleteSeparation:
+      return {fmt::format(
+          "The levels of '{}' are completely separated: the terms tell them apart without an "
+          "error. No estimates are the best, as larger ones always fit better, and standard "
+          "errors and tests mean nothing.{} Leave out such a term, merge levels, or add records "
+          "in which they overlap.",
+          result_.dependent, Drivers())};
+    case kOptQuasiSeparation:
+      return {fmt::format(
+          "Levels of '{}' are quasi-completely separated: for part of the records the terms tell "
+          "them apart without an error. Some estimates would grow for ever, and their standard "
+          "errors and tests mean nothing; the fitted probabilities and the other estimates can be "
+          "used.{} Leave out such a term, merge levels, or add records in which they overlap.",
+          result_.dependent, Drivers())};
+    case kOptHessianSingular:
+      return {fmt::format(
+          "The information matrix is singular, so the estimates are not determined by the data "
+          "and standard errors are not to be trusted.{} Leave out terms, merge levels, or centre "
+          "and rescale covariates.",
+          Drivers())};
+    case kOptStepHalvingFailed:
+      return {fmt::format(
+          "Iteration {} found no step that raised the log-likelihood in {} step-halvings, so the "
+          "estimates may not be the best. Allow more with --max-step-halving, or centre and "
+          "rescale covariates.",
+          fit.iterations, options_.maxStepHalving)};
+    case kOptMaxIterations:
+      return {fmt::format(
+          "The estimates had not settled after {} iterations, the most allowed: they still "
+          "changed by {:.2g}. Allow more with --max-iterations.{}",
+          fit.iterations, fit.parameterChange.value_or(0.0), Drivers())};
+    case kOptNoIterations:
+      if (fit.converged) return {};
+      return {
+          "No iteration was allowed, so the estimates are nothing but the starting values. Allow "
+          "some with --max-iterations."};
+    default:
+      return {};
+  }
+}
+
+}  // namespace qvhost

@@ -1,0 +1,130 @@
+#include "host/report/LogisticText.h"
+
+#include <cstddef>
+#include <numeric>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "host/report/NumberText.h"
+#include "host/report/ParameterTable.h"
+#include "host/report/TextTable.h"
+
+namespace qvhost {
+
+namespace {
+
+/// A wider table of levels by levels is of no use on a terminal.
+constexpr std::size_t kMostColumns = 10;
+constexpr int kDigits = 6;
+
+double Sum(const std::vector<double>& values) {
+  return std::accumulate(values.begin(), values.end(), 0.0);
+}
+
+std::string Percent(double part, double whole) {
+  return whole > 0.0 ? fmt::format("{:.1f}%", 100.0 * part / whole) : "";
+}
+
+std::string Weight(double weight) { return NumberText(weight, 12); }
+
+std::string LogLikelihoodLine(const LogisticFit& fit) {
+  return fmt::format("Log-likelihood {}, of the starting values {}\n",
+                     NumberText(fit.logLikelihood, 10), NumberText(fit.initialLogLikelihood, 10));
+}
+
+std::string ChiSquareLine(const LogisticFit& fit) {
+  if (!fit.chiSquareP) return {};
+  return fmt::format("Likelihood-ratio chi-square {} on {} degree{} of freedom, p {}\n",
+                     NumberText(fit.chiSquare), fit.chiSquareDegrees,
+                     fit.chiSquareDegrees == 1 ? "" : "s", ProbabilityText(fit.chiSquareP));
+}
+
+}  // namespace
+
+std::string LevelTable(const FitResult& fit) {
+  const std::vector<DependentLevel>& levels = fit.logistic->levels;
+  double total = 0.0;
+  for (const DependentLevel& level : levels) total += level.weight;
+  TextTable table(
+      {Printable(fit.dependent), fit.freqWeight.empty() ? "Records" : "Weight", "Percent", ""});
+  for (const DependentLevel& level : levels) {
+    const bool isReference = &level == &levels.back();
+    table.AddRow({Printable(level.level), Weight(level.weight), Percent(level.weight, total),
+                  isReference ? "reference" : ""});
+  }
+  return table.Render();
+}
+
+std::string LevelParameters(const FitResult& fit) {
+  const std::vector<DependentLevel>& levels = fit.logistic->levels;
+  const std::size_t blockSize = fit.parameters.size() / (levels.size() - 1);
+  std::string text;
+  for (std::size_t block = 0; block + 1 < levels.size(); ++block) {
+    const std::span parameters = std::span(fit.parameters).subspan(block * blockSize, blockSize);
+    text +=
+        fmt::format("{}{} = {} against {}\n\n", text.empty() ? "" : "\n", Printable(fit.dependent),
+                    Printable(levels[block].level), Printable(levels.back().level));
+    text += ParameterTable(parameters, fit.kind, fit.confidence);
+  }
+  return text;
+}
+
+std::string LikelihoodText(const FitResult& fit) {
+  const LogisticFit& logistic = *fit.logistic;
+  std::string text = LogLikelihoodLine(logistic) + ChiSquareLine(logistic);
+  text += fmt::format("Pseudo R square: Cox and Snell {}, Nagelkerke {}, McFadden {}\n",
+                      NumberText(logistic.coxSnell), NumberText(logistic.nagelkerke),
+                      NumberText(logistic.mcFadden));
+  text += fmt::format("AIC {}, BIC {}\n", NumberText(logistic.aic, kDigits),
+                      NumberText(logistic.bic, kDigits));
+  text += logistic.ending;
+  if (logistic.stepHalvings > 0) {
+    text += fmt::format(" {} step-halving{}.", logistic.stepHalvings,
+                        logistic.stepHalvings == 1 ? "" : "s");
+  }
+  text += logistic.inMemory ? " The records were kept in memory.\n"
+                            : " The records were read anew for each.\n";
+  return text;
+}
+
+std::string ClassificationText(const FitResult& fit) {
+  const LogisticFit& logistic = *fit.logistic;
+  const std::size_t size = logistic.levels.size();
+  if (logistic.classification.size() != size) return {};
+  const bool showsAll = size <= kMostColumns;
+  std::vector<std::string> headings = {"Observed"};
+  if (showsAll) {
+    for (const DependentLevel& level : logistic.levels) headings.push_back(Printable(level.level));
+  }
+  headings.emplace_back("Correct");
+  TextTable table(headings);
+
+  std::vector<double> predicted(size, 0.0);
+  double correct = 0.0;
+  for (std::size_t i = 0; i < size; ++i) {
+    const std::vector<double>& counts = logistic.classification[i];
+    std::vector<std::string> row = {Printable(logistic.levels[i].level)};
+    for (std::size_t k = 0; k < size; ++k) {
+      predicted[k] += counts[k];
+      if (showsAll) row.push_back(Weight(counts[k]));
+    }
+    correct += counts[i];
+    row.push_back(Percent(counts[i], Sum(counts)));
+    table.AddRow(std::move(row));
+  }
+  const double total = Sum(predicted);
+  std::vector<std::string> last = {"Overall"};
+  if (showsAll) {
+    for (const double share : predicted) last.push_back(Percent(share, total));
+  }
+  last.push_back(Percent(correct, total));
+  table.AddRow(std::move(last));
+  return (showsAll ? "Classification: rows observed, columns predicted\n\n"
+                   : "Classification\n\n") +
+         table.Render();
+}
+
+}  // namespace qvhost

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "host/fit/FitResult.h"
+
+namespace qvhost {
+
+/// The parts of the printed summary that only a logistic model has.
+/// REQUIRES for all: `fit.logistic` is there.
+
+/// The dependent's levels with their weighted counts, and which one is the reference.
+[[nodiscard]] std::string LevelTable(const FitResult& fit);
+
+/// One table of parameters for each level but the reference.
+[[nodiscard]] std::string LevelParameters(const FitResult& fit);
+
+/// How well the model fits and how the iterations ended.
+[[nodiscard]] std::string LikelihoodText(const FitResult& fit);
+
+/// What the model predicts for the records that it was fitted to, beside what they are.
+[[nodiscard]] std::string ClassificationText(const FitResult& fit);
+
+}  // namespace qvhost

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "qvreg/QvExport.h"
+
+namespace QvCommon {
+
+/// A symmetric matrix of cross-products in twice working precision, kept while its rounded sum is
+/// swept, so that what the sweep leaves of a diagonal can be computed again without its rounding.
+///
+/// Owns its elements; a value. Const operations may run together.
+class QVREG_EXPORT QvExactProducts {
+ public:
+  /// Holds nothing.
+  QvExactProducts() = default;
+  /// The elements are sums of a high and a low part, both lower triangles row by row and of the
+  /// same size.
+  QvExactProducts(std::vector<double> high, std::vector<double> low);
+
+  [[nodiscard]] bool IsEmpty() const { return fHigh.empty(); }
+
+  /// c' A c, rounded once, for the coefficients c of the rows and columns named; 0 for all others.
+  /// REQUIRES: increasing rows of the matrix, and as many coefficients.
+  [[nodiscard]] double QuadraticForm(const std::vector<int>& rows,
+                                     const std::vector<double>& coefficients) const;
+
+ private:
+  std::vector<double> fHigh;
+  std::vector<double> fLow;
+};
+
+}  // namespace QvCommon

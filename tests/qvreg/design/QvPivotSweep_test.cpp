@@ -1,0 +1,134 @@
+#include "qvreg/design/QvPivotSweep.h"
+
+#include <cmath>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "qvreg/component/QvStatusCodes.h"
+#include "tests/qvreg/support/CancelAtPoll.h"
+#include "tests/qvreg/support/FittedModel.h"
+#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/LogisticFit.h"
+#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
+
+namespace {
+
+using QvCommon::QvBitSet;
+using QvCommon::QvSymMatrix;
+
+constexpr double kTolerance = 1e-12;
+constexpr int kLevels = 230;
+/// The intercept, a covariate, and one column for each level.
+constexpr int kOrder = kLevels + 2;
+
+/// How many records a level has: thousands, but of the last one only a handful.
+double CountOf(int level) { return level + 1 < kLevels ? 8000.0 + 37.0 * level : 3.0; }
+double CovariateOf(int level, int record) { return 100.0 + (level * 71 + record * 53) % 900; }
+
+/// The cross-products of such a design; its last column depends on those before it.
+QvSymMatrix RareLastLevel() {
+  QvSymMatrix matrix(kOrder);
+  EXPECT_TRUE(matrix.StartCompensation());
+  for (int level = 0; level < kLevels; ++level) {
+    for (int record = 0; record < 3; ++record) {
+      matrix.UpdateXXSparse(3, {0, 1, level + 2}, {1.0, CovariateOf(level, record), 1.0},
+                            CountOf(level) / 3.0);
+    }
+  }
+  return matrix;
+}
+
+/// Records of the same design as {response, level, covariate, frequency}.
+std::vector<QvCommon::Record> RareLastRecords() {
+  std::vector<std::vector<double>> rows;
+  for (int level = 0; level < kLevels; ++level) {
+    for (int record = 0; record < 3; ++record) {
+      rows.push_back({static_cast<double>((level + record) % 2), static_cast<double>(level),
+                      CovariateOf(level, record), CountOf(level)});
+    }
+  }
+  return qvtest::MakeRecords(rows);
+}
+
+bool IsKept(const IQvRegOutputStats& stats, int parameter) {
+  return stats.GetRedundancyIndicators().IsIn(parameter);
+}
+
+TEST(QvPivotSweep, FindsADependentColumnThatTheSweepAloneMistakesForAPivot) {
+  QvSymMatrix plain = RareLastLevel();
+  plain.EndCompensation();
+  std::vector<double> diagonal;
+  plain.GetDiagonal(diagonal);
+  QvBitSet swept;
+  swept.Resize(kOrder, false);
+  for (int k = 0; k + 1 < kOrder; ++k) plain.Sweep(k, kTolerance, diagonal, swept, true);
+  const double left = plain.GetElem(kOrder - 1, kOrder - 1);
+  ASSERT_GT(std::abs(left), kTolerance * diagonal.back())
+      << "The case is too easy to show anything";
+
+  QvSymMatrix matrix = RareLastLevel();
+  QvBitSet kept;
+  QvCancelInfo cancel;
+  EXPECT_TRUE(QvPivotSweep(matrix, 1.0).Run(kOrder, kOrder, kTolerance, kept, cancel).IsOK());
+  EXPECT_EQ(kept.Count(), kOrder - 1);
+  EXPECT_FALSE(kept.IsIn(kOrder - 1));
+}
+
+TEST(QvPivotSweep, KeepsAColumnOfWhichLittleIsLeftWhenThatIsReal) {
+  // x, and x with a small part of its own: 1e-10 of the diagonal is left, and exactly known.
+  QvSymMatrix matrix(2);
+  ASSERT_TRUE(matrix.StartCompensation());
+  matrix.UpdateXX({1.0, 1.0}, 1.0);
+  matrix.UpdateXX({0.0, 0x1p-17}, 1.0);
+  QvBitSet kept;
+  QvCancelInfo cancel;
+  EXPECT_TRUE(QvPivotSweep(matrix, 1.0).Run(2, 2, kTolerance, kept, cancel).IsOK());
+  EXPECT_EQ(kept.Count(), 2);
+  EXPECT_EQ(matrix.GetElem(1, 1), 0x1p34);
+}
+
+TEST(QvPivotSweep, ScalesOnceBeforeTheFirstPivot) {
+  QvSymMatrix matrix(2);
+  matrix.UpdateXX({2.0, 0.0}, 1.0);
+  matrix.UpdateXX({0.0, 3.0}, 1.0);
+  QvBitSet kept;
+  QvCancelInfo cancel;
+  EXPECT_TRUE(QvPivotSweep(matrix, 0.5).Run(1, 2, kTolerance, kept, cancel).IsOK());
+  EXPECT_EQ(matrix.GetElem(0, 0), 0.5);
+  EXPECT_EQ(matrix.GetElem(1, 1), 4.5);
+  EXPECT_EQ(kept.Size(), 2);
+  EXPECT_FALSE(kept.IsIn(1));
+}
+
+TEST(QvPivotSweep, StopsBetweenPivotsWhenCancelled) {
+  QvSymMatrix matrix(2);
+  matrix.UpdateXX({1.0, 0.0}, 1.0);
+  matrix.UpdateXX({0.0, 1.0}, 1.0);
+  qvtest::CancelAtPoll query(2);
+  QvCancelInfo cancel(&query);
+  QvBitSet kept;
+  const QvCommon::QvStatus status = QvPivotSweep(matrix, 1.0).Run(2, 2, kTolerance, kept, cancel);
+  EXPECT_EQ(status.GetCode(), QvStatusCode::kCancelled);
+  EXPECT_EQ(kept.Count(), 1);
+}
+
+TEST(QvPivotSweep, LetsALinearModelFindARareLevelRedundant) {
+  qvtest::LinearSettings settings(0, {{1, kLevels}}, {2});
+  settings.Effect({}, {2}).Effect({1}).FrequencyWeight(3);
+  const qvtest::FittedModel model(settings.Get(), RareLastRecords());
+  EXPECT_FALSE(IsKept(model.Stats(), kOrder - 1));
+  EXPECT_TRUE(IsKept(model.Stats(), kOrder - 2));
+}
+
+TEST(QvPivotSweep, LetsALogisticModelFindARareLevelRedundant) {
+  qvtest::LogisticSettings settings(0, 2, {{1, kLevels}}, {2});
+  settings.Effect({}, {2}).Effect({1}).FrequencyWeight(3);
+  const qvtest::LogisticFit fit(settings.Get(), RareLastRecords());
+  EXPECT_FALSE(IsKept(fit.Stats(), kOrder - 1));
+  EXPECT_TRUE(IsKept(fit.Stats(), kOrder - 2));
+  EXPECT_EQ(fit.Stats().GetOutcome(), kOptParamConverged);
+}
+
+}  // namespace
