@@ -6,9 +6,9 @@ namespace QvComponentDisplay {
 
 namespace {
 
-/// What stands between a label and its value: some labels bring their own colon.
+/// What stands between a label and its value: some labels bring their own.
 const char* ColonAfter(const std::string& label) {
-  return !label.empty() && label.back() == ':' ? "" : ":";
+  return label.ends_with(':') || label.ends_with('=') ? "" : ":";
 }
 
 }  // namespace

@@ -29,19 +29,23 @@ void QvSymBlockMatrix::Clear() {
 }
 
 int QvSymBlockMatrix::CopyToSymMatrix(QvSymMatrix& out) const {
-  QvSymMatrix whole(fNRows * fBlockOrder);
-  if (!whole.IsValidMatrix()) return 1;
+  // A matrix of the right order is filled where it is: that cannot fail.
+  const int order = fNRows * fBlockOrder;
+  if (out.GetOrder() != order) {
+    QvSymMatrix whole(order);
+    if (!whole.IsValidMatrix()) return 1;
+    out = std::move(whole);
+  }
   for (int i = 0; i < fNRows; ++i) {
     for (int j = 0; j <= i; ++j) {
       const QvSymMatrix& block = fBlocks[BlockIndex(i, j)];
       for (int a = 0; a < fBlockOrder; ++a) {
         for (int b = 0; b < fBlockOrder; ++b) {
-          whole.SetElem(i * fBlockOrder + a, j * fBlockOrder + b, block.GetElem(a, b));
+          out.SetElem(i * fBlockOrder + a, j * fBlockOrder + b, block.GetElem(a, b));
         }
       }
     }
   }
-  out = std::move(whole);
   return 0;
 }
 

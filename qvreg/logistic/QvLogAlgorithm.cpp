@@ -118,7 +118,10 @@ QvStatus QvLogAlgorithm::ForEachRecord(MultiPassRecordIter& iter, Step&& step) {
   return pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus& status) {
     const bool isUsed = verdict == QvRecordVerdict::kValid && fFactorTables.IsInRange(record);
     if (!isUsed || step(record.GetAll())) return true;
-    status = QvStatus(QvStatusCode::kDataNotProcessed, false);
+    // A model that is asked to stop refuses rows as well.
+    const bool isStopped = fCancelInfo.IsFlagSet();
+    status =
+        QvStatus(isStopped ? QvStatusCode::kCancelled : QvStatusCode::kDataNotProcessed, false);
     return false;
   });
 }
@@ -162,6 +165,8 @@ void QvLogAlgorithm::RunOptimizer(MultiPassRecordIter& iter) {
                                                  fCancelInfo, fSettings.GetProgressListener(),
                                                  fSettings.GetIterationFrequency());
   Note(fpOptimizer->Estimate());
+  // A pass that could not start shows there one pass late, and after the last one never.
+  Note(recordHandler.GetStatus());
   if (MayGoOn()) Note(fModel.SetEstimates(fBeta, *fpOptimizer->GetMatrix()));
   fpOptimizer->DeleteMatrix();
 }
@@ -180,7 +185,8 @@ QvStatus QvLogAlgorithm::BuildModel(MultiPassRecordIter& iter) {
   if (MayGoOn()) Note(Classify(iter));
   fModel.DeleteXPrimeXMatrix();
   fpStats.reset();
-  fbModelBuilt = !fStatus.IsError();
+  // A stop that came with the last record left that record out.
+  fbModelBuilt = MayGoOn();
   return fStatus;
 }
 

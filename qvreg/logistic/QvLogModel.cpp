@@ -118,6 +118,7 @@ bool QvLogModel::AddRowToXPrimeX(const double* row, const std::vector<int>& para
 QvStatus QvLogModel::SweepXPrimeX() {
   if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
   if (fbFinished) return {QvStatusCode::kAlreadyBuilt, false};
+  if (fpXPrimeX == nullptr) return {QvStatusCode::kStageMissing, false};
   QvPivotSweep sweep(*fpXPrimeX, 1.0);
   const QvStatus status =
       sweep.Run(fNBasic, fNBasic, fSettings.GetTolerance(), fBasicRedundancy, fCancel);

@@ -16,6 +16,28 @@ using QvCommon::QvHashKey;
 using QvCommon::QvStatus;
 using QvCommon::Record;
 
+namespace {
+
+const char* RoleName(QvConst::QvVariableType type) {
+  switch (type) {
+    case QvConst::QvVarCovariate:
+      return "Covariate";
+    case QvConst::QvVarDependent:
+      return "Dependent";
+    case QvConst::QvVarFactor:
+      return "Factor";
+    case QvConst::QvVarFreqWeight:
+      return "Frequency Weight";
+    case QvConst::QvVarRegrWeight:
+      return "Regression Weight";
+    case QvConst::QvVarNone:
+      break;
+  }
+  return "Unspecified";
+}
+
+}  // namespace
+
 QvPatternTabulator::QvPatternTabulator(const QvLogRegSettings& settings, QvFactorTables& tables,
                                        const QvRegRecordValidator& validator, QvCancelInfo& cancel)
     : fSettings(settings), fFactorTables(tables), fValidator(validator), fCancel(cancel) {
@@ -56,26 +78,28 @@ QvStatus QvPatternTabulator::FillFactorTables(QvCommon::MultiPassRecordIter& ite
   return fStatus;
 }
 
-void QvPatternTabulator::SetUpKeys() {
+bool QvPatternTabulator::SetUpKeys() {
   fBounds.clear();
   for (const int effect : fFactorTables.GetModelEffectIndices()) {
     fBounds.push_back(std::max(fFactorTables.GetNEffectParameters(effect), 1));
   }
   fPackedBounds = fBounds;
   const auto nFactorEffects = static_cast<int>(fBounds.size());
-  fPacker.SetForSequence(nFactorEffects, 0, fBounds);
+  if (!fPacker.SetForSequence(nFactorEffects, 0, fBounds)) return false;
   if (nFactorEffects > 0) fPackedBounds.resize(static_cast<std::size_t>(fPacker.GetPackedSize()));
   fpKey = std::make_unique<QvHashKey>(static_cast<int>(fPackedBounds.size()));
   fCodes.assign(fBounds.size(), 0);
   fPacked.assign(fPackedBounds.size(), 0);
+  return true;
 }
 
 QvStatus QvPatternTabulator::CreateRowPatterns(QvCommon::MultiPassRecordIter& iter,
                                                const IQvRegModel& model) {
   if (fStatus.IsError()) return fStatus;
   if (fbRowPatternsCreated) return Keep({QvStatusCode::kDataNotProcessed, false});
+  fCategories = model.GetDependCategories();
   fLocalCategories = model.GetDependCategoryLocalIndices();
-  SetUpKeys();
+  if (!SetUpKeys()) return Keep({QvStatusCode::kTooManyParameters, false});
   QvRecordPass pass(iter, fCancel, fValidator);
   const QvStatus status =
       pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus& passStatus) {
@@ -183,45 +207,61 @@ QvStatus QvPatternTabulator::ComputeStatsForOptimizer(bool llOnly) {
   });
 }
 
-void QvPatternTabulator::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvPatternTabulator display start");
-  DisplayI("fNFactorEffects", static_cast<int>(fFactorTables.GetModelEffectIndices().size()));
-  DisplayI("fNAllEffects", fFactorTables.GetNModelEffects());
-  DisplayIV("List of original indices for model effects with factors",
-            fFactorTables.GetModelEffectIndices());
-  DisplayIV("Vector of indices for local effects", fFactorTables.GetLocalEffectIndices());
-  DisplayIV("Vector of parameter offsets for model effects", fFactorTables.GetParameterOffsets());
-  DisplayIV("Vector of bounds for regression parameter indices", fBounds);
-  DisplayIV("Vector of packed bounds", fPackedBounds);
-  DisplayI("fNPackedKey", static_cast<int>(fPackedBounds.size()));
-  DisplayI("fDependVar", fSettings.GetDependent());
-  if (fpModel != nullptr) {
-    DisplayIV("Dependent categories in data, reference last", fpModel->GetDependCategories());
+void QvPatternTabulator::DisplayVariables() const {
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "fVariableType in QvPatternTabulator");
+  const auto& types = fSettings.GetVariableTypes();
+  for (std::size_t var = 0; var < types.size(); ++var) {
+    QvComponentDisplay::DisplayI("Variable index", static_cast<int>(var));
+    QvComponentDisplay::DisplayS("Type =", RoleName(types[var]));
   }
-  DisplayIV("Local indices of the dependent categories in consecutive numeration",
-            fLocalCategories);
-  DisplayText(kHeadingLevel, "fVariableType in QvPatternTabulator");
-  fValidator.Display();
-  DisplayI("fFreqWeightVar", fSettings.GetFrequencyWeightVar());
-  DisplayI("fRegrWeightVar", fSettings.GetRegrWeightVar());
-  DisplayI("fFreqWeightOffset", fRowLayout.fFrequencyWeight);
-  DisplayI("fRegrWeightOffset", fRowLayout.fRegressionWeight);
-  DisplayI("fNAnalysVars", fNAnalysVars);
+}
+
+void QvPatternTabulator::DisplayPatterns() const {
   if (fpKey == nullptr) {
-    DisplayText(kHeadingLevel, "fpRowPatternTable is undefined");
-    DisplayText(kHeadingLevel, "fpKey is undefined");
-  } else {
-    fRowPatternTable.ForEach([](const QvCommon::QvHashPair<QvRowPatterns>& pair) {
-      pair.GetKey().Display();
-      pair.GetValue().Display();
-      return true;
-    });
-    fpKey->Display();
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "fpRowPatternTable is undefined");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpKey is undefined");
+    return;
   }
-  DisplayCount("fRecordCount", fRecordCounts.fRead);
-  DisplayCount("fValidCount", fRecordCounts.fUsed);
-  DisplayB("fbFactorTableFilled", fbFactorTableFilled);
-  DisplayB("fbRowPatternsCreated", fbRowPatternsCreated);
-  DisplayText(kHeadingLevel, "QvPatternTabulator display end");
+  fRowPatternTable.ForEach([](const QvCommon::QvHashPair<QvRowPatterns>& pair) {
+    pair.GetKey().Display();
+    pair.GetValue().Display();
+    return true;
+  });
+  fpKey->Display();
+}
+
+void QvPatternTabulator::Display() const {
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvPatternTabulator display start");
+  QvComponentDisplay::DisplayI("fNFactorEffects",
+                               static_cast<int>(fFactorTables.GetModelEffectIndices().size()));
+  QvComponentDisplay::DisplayI("fNAllEffects", fFactorTables.GetNModelEffects());
+  QvComponentDisplay::DisplayIV("List of original indices for model effects with factors",
+                                fFactorTables.GetModelEffectIndices());
+  QvComponentDisplay::DisplayIV("Vector of indices for local effects",
+                                fFactorTables.GetLocalEffectIndices());
+  QvComponentDisplay::DisplayIV("Vector of parameter offsets for model effects",
+                                fFactorTables.GetParameterOffsets());
+  QvComponentDisplay::DisplayIV("Vector of bounds for regression parameter indices", fBounds);
+  QvComponentDisplay::DisplayIV("Vector of packed bounds", fPackedBounds);
+  QvComponentDisplay::DisplayI("fNPackedKey", static_cast<int>(fPackedBounds.size()));
+  QvComponentDisplay::DisplayI("fDependVar", fSettings.GetDependent());
+  QvComponentDisplay::DisplayIV("Dependent categories in data, reference last", fCategories);
+  QvComponentDisplay::DisplayIV(
+      "Local indices of the dependent categories in consecutive numeration", fLocalCategories);
+  DisplayVariables();
+  QvComponentDisplay::DisplayI("fFreqWeightVar", fSettings.GetFrequencyWeightVar());
+  QvComponentDisplay::DisplayI("fRegrWeightVar", fSettings.GetRegrWeightVar());
+  QvComponentDisplay::DisplayI("fFreqWeightOffset", fRowLayout.fFrequencyWeight);
+  QvComponentDisplay::DisplayI("fRegrWeightOffset", fRowLayout.fRegressionWeight);
+  QvComponentDisplay::DisplayI("fNAnalysVars", fNAnalysVars);
+  DisplayPatterns();
+  QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead);
+  QvComponentDisplay::DisplayCount("fValidCount", fRecordCounts.fUsed);
+  QvComponentDisplay::DisplayB("fbFactorTableFilled", fbFactorTableFilled);
+  QvComponentDisplay::DisplayB("fbRowPatternsCreated", fbRowPatternsCreated);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvPatternTabulator display end");
 }

@@ -64,7 +64,8 @@ class QvPatternTabulator : public IQvDataHandler {
  private:
   using PatternTable = QvCommon::QvHashtable<QvRowPatterns>;
 
-  void SetUpKeys();
+  /// False without memory.
+  bool SetUpKeys();
   void SetUpLayout();
   /// Fills fIndices from a pattern's key.
   void RebuildIndices(const QvCommon::QvHashKey& key);
@@ -74,6 +75,8 @@ class QvPatternTabulator : public IQvDataHandler {
   template <typename Visit>
   QvCommon::QvStatus Walk(Visit&& visit);
   QvCommon::QvStatus Keep(const QvCommon::QvStatus& status);
+  void DisplayVariables() const;
+  void DisplayPatterns() const;
   [[nodiscard]] double RowWeight(const double* row) const;
 
   const QvLogRegSettings& fSettings;
@@ -83,6 +86,7 @@ class QvPatternTabulator : public IQvDataHandler {
   std::vector<int> fBounds;
   std::vector<int> fPackedBounds;
   QvCommon::QvPackedInt fPacker;
+  std::vector<int> fCategories;
   std::vector<int> fLocalCategories;
   QvRowLayout fRowLayout;
   int fNAnalysVars = 0;

@@ -32,6 +32,9 @@ class QvRecordIterHandler : public IQvDataHandler {
   /// Nothing.
   void Display() const override {}
 
+  /// The first error kept, that of a pass that could not start included.
+  [[nodiscard]] const QvCommon::QvStatus& GetStatus() const { return fStatus; }
+
  private:
   bool AddRecord(const QvCommon::Record& record, bool llOnly);
   /// The local index of the record's dependent category; -1 for one that was not observed.

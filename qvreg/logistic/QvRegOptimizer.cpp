@@ -22,6 +22,14 @@ constexpr double kTinyProbability = 0.001;
 /// Guards the relative change of estimates near 0.
 constexpr double kRelativeGuard = 1e-06;
 
+/// Two sums of the same log-likelihood may differ by this share through the rounding of their
+/// terms.
+constexpr double kRoundingShare = 0x1p-44;
+
+/// Whether a log-likelihood is lower than another by more than rounding: close to the maximum,
+/// where it hardly changes any more, nothing else would decide over a step.
+bool IsLower(double value, double than) { return value < than - kRoundingShare * std::fabs(than); }
+
 bool IsMissing(double value) { return value == QvMV::gMissingValue; }
 
 }  // namespace
@@ -152,7 +160,7 @@ QvRegOptimizer::Trial QvRegOptimizer::FindStep(int& stepHalvings) {
       QvComponentDisplay::DisplayDV("fvBeta", fvBeta, true);
       QvComponentDisplay::DisplayD("newLL", newLL);
     }
-    if (!IsMissing(newLL) && (IsMissing(previousLL) || previousLL <= newLL)) {
+    if (!IsMissing(newLL) && (IsMissing(previousLL) || !IsLower(newLL, previousLL))) {
       return Trial::kAccepted;
     }
     fvBeta = fSavedBeta;
