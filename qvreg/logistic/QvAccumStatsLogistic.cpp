@@ -164,25 +164,27 @@ void QvAccumStatsLogistic::GetMinMaxProbabilities(double& minObserved, double& m
 }
 
 void QvAccumStatsLogistic::Display(bool llOnly) const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvAccumStatsLogistic display start");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvAccumStatsLogistic display start");
   if (llOnly) {
-    DisplayD("Accumulated log-likelihood", GetLL());
+    QvComponentDisplay::DisplayD("Accumulated log-likelihood", GetLL());
   } else {
-    DisplayI("Number of estimated parameters in the model", fNParameters);
-    DisplayI("Number of response categories of the dependent variable", fNCategories);
-    DisplayD("Accumulated log-likelihood", GetLL());
-    DisplayDV("Accumulated vector of scores", fScores, true);
-    DisplayText(kHeadingLevel, "Accumulated Hessian:");
+    QvComponentDisplay::DisplayI("Number of estimated parameters in the model", fNParameters);
+    QvComponentDisplay::DisplayI("Number of response categories of the dependent variable",
+                                 fNCategories);
+    QvComponentDisplay::DisplayD("Accumulated log-likelihood", GetLL());
+    QvComponentDisplay::DisplayDV("Accumulated vector of scores", fScores, true);
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Accumulated Hessian:");
     fHessian.Display();
-    DisplayCount("Number of valid rows processed", fValidRows);
-    DisplayCount("Number of invalid calls to UpdateForRow()", fInvalidCalls);
-    DisplayD("Accumulated weight", fWeight);
-    DisplayB("Separation check", fbSeparationCheck);
-    DisplayD("Minimum probability of the observed response", fMinObserved);
-    DisplayD("Maximum probability of the observed response", fMaxObserved);
-    DisplayD("Minimum computed probability", fMinComputed);
-    DisplayB("Validity indicator", fbValid);
+    QvComponentDisplay::DisplayCount("Number of valid rows processed", fValidRows);
+    QvComponentDisplay::DisplayCount("Number of invalid calls to UpdateForRow()", fInvalidCalls);
+    QvComponentDisplay::DisplayD("Accumulated weight", fWeight);
+    QvComponentDisplay::DisplayB("Separation check", fbSeparationCheck);
+    QvComponentDisplay::DisplayD("Minimum probability of the observed response", fMinObserved);
+    QvComponentDisplay::DisplayD("Maximum probability of the observed response", fMaxObserved);
+    QvComponentDisplay::DisplayD("Minimum computed probability", fMinComputed);
+    QvComponentDisplay::DisplayB("Validity indicator", fbValid);
   }
-  DisplayText(kHeadingLevel, "QvAccumStatsLogistic display end");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvAccumStatsLogistic display end");
 }

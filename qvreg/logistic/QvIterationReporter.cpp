@@ -30,16 +30,18 @@ void QvIterationReporter::SetInfo(const std::vector<double>* estimates, int iter
 void QvIterationReporter::Reset() { SetInfo(nullptr, 0, 0, 0.0, 0.0); }
 
 void QvIterationReporter::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvIterationReporter display start");
-  DisplayI("Iteration number", fIterNum);
-  DisplayI("Number of step halving", fStepHalving);
-  DisplayD("Pseudo -2 log-likelihood", fLogLikelihood);
-  DisplayD("Elapsed time in sec", fTime);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvIterationReporter display start");
+  QvComponentDisplay::DisplayI("Iteration number", fIterNum);
+  QvComponentDisplay::DisplayI("Number of step halving", fStepHalving);
+  QvComponentDisplay::DisplayD("Pseudo -2 log-likelihood", fLogLikelihood);
+  QvComponentDisplay::DisplayD("Elapsed time in sec", fTime);
   if (fpEstimates != nullptr) {
-    DisplayDV("Parameter estimates", *fpEstimates, true);
+    QvComponentDisplay::DisplayDV("Parameter estimates", *fpEstimates, true);
   } else {
-    DisplayText(kHeadingLevel, "Parameter estimates pointer is 0");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "Parameter estimates pointer is 0");
   }
-  DisplayText(kHeadingLevel, "QvIterationReporter display end");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvIterationReporter display end");
 }

@@ -226,16 +226,16 @@ bool QvLogAlgorithm::ExpandRow(const Record& record, std::vector<int>& indices,
 }
 
 void QvLogAlgorithm::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvLogAlgorithm display start");
-  DisplayText(kHeadingLevel, "fPatternExtractor");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvLogAlgorithm display start");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fPatternExtractor");
   if (fPatternExtractor != nullptr) fPatternExtractor->Display();
-  DisplayText(kHeadingLevel, "fFactorTables");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fFactorTables");
   fFactorTables.Display();
-  DisplayDV("fMeanValues", fMeanValues, true);
-  DisplayText(kHeadingLevel, "fModel");
+  QvComponentDisplay::DisplayDV("fMeanValues", fMeanValues, true);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fModel");
   fModel.Display();
-  DisplayB("fbFactorTableFilled", fbFactorTableFilled);
-  DisplayB("fbModelBuilt", fbModelBuilt);
-  DisplayText(kHeadingLevel, "QvLogAlgorithm display end");
+  QvComponentDisplay::DisplayB("fbFactorTableFilled", fbFactorTableFilled);
+  QvComponentDisplay::DisplayB("fbModelBuilt", fbModelBuilt);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvLogAlgorithm display end");
 }

@@ -83,17 +83,20 @@ QvRecordCounts QvLogComponent::GetRecordCounts() const {
 }
 
 void QvLogComponent::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvLogComponent display start");
-  DisplayText(kHeadingLevel, "fCompSettings");
-  fCompSettings.Display();
-  if (fpAlgorithm != nullptr) {
-    DisplayText(kHeadingLevel, "fpAlgorithm");
-    fpAlgorithm->Display();
-  }
-  if (fpOutputStats != nullptr) {
-    DisplayText(kHeadingLevel, "fpOutputStats");
-    fpOutputStats->Display();
-  }
-  DisplayText(kHeadingLevel, "QvLogComponent display end");
+  GuardDisplay([this] {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvLogComponent display start");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fCompSettings");
+    fCompSettings.Display();
+    if (fpAlgorithm != nullptr) {
+      QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpAlgorithm");
+      fpAlgorithm->Display();
+    }
+    if (fpOutputStats != nullptr) {
+      QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpOutputStats");
+      fpOutputStats->Display();
+    }
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvLogComponent display end");
+  });
 }

@@ -3,71 +3,80 @@
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/logistic/QvLogModel.h"
 
-using namespace QvComponentDisplay;
-
 void QvLogModel::DisplayCategories() const {
-  DisplayI("Total number of model effects", static_cast<int>(fEffects.size()));
-  DisplayIV("Covariate pattern offsets:", fRowLayout.fCovariates);
-  DisplayIV("Covariate offsets:", fRecordLayout.fCovariates);
-  DisplayIV("Dependent categories in subpopulation, reference last", fCategories.GetCodes());
-  DisplayIV("Local indices of the dependent categories in subpopulation in consecutive numeration",
-            fCategories.GetLocalIndices());
+  QvComponentDisplay::DisplayI("Total number of model effects", static_cast<int>(fEffects.size()));
+  QvComponentDisplay::DisplayIV("Covariate pattern offsets:", fRowLayout.fCovariates);
+  QvComponentDisplay::DisplayIV("Covariate offsets:", fRecordLayout.fCovariates);
+  QvComponentDisplay::DisplayIV("Dependent categories in subpopulation, reference last",
+                                fCategories.GetCodes());
+  QvComponentDisplay::DisplayIV(
+      "Local indices of the dependent categories in subpopulation in consecutive numeration",
+      fCategories.GetLocalIndices());
   if (fCategories.GetCount() > 0) {
-    DisplayI("Reference category for dependent variable in subpopulation",
-             fCategories.GetCodes().back());
+    QvComponentDisplay::DisplayI("Reference category for dependent variable in subpopulation",
+                                 fCategories.GetCodes().back());
   }
-  DisplayDV("Weighted counts of dependent categories in subpopulation, reference last",
-            fCategories.GetWeightedCounts(), true);
-  DisplayDV("Unweighted counts of dependent categories in subpopulation, reference last",
-            fCategories.GetUnweightedCounts(), true);
+  QvComponentDisplay::DisplayDV(
+      "Weighted counts of dependent categories in subpopulation, reference last",
+      fCategories.GetWeightedCounts(), true);
+  QvComponentDisplay::DisplayDV(
+      "Unweighted counts of dependent categories in subpopulation, reference last",
+      fCategories.GetUnweightedCounts(), true);
 }
 
 void QvLogModel::DisplayParameters() const {
   if (fpFactorTables != nullptr) {
-    DisplayText(kHeadingLevel, "Factor Tables pointer is non-zero");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "Factor Tables pointer is non-zero");
   }
-  DisplayIV("Vector of first parameter indices", fFirstParameters);
-  DisplayIV("Vector of numbers of parameters for each effect", fNParameters);
-  DisplayI("Number of basic regression parameters", fNBasic);
+  QvComponentDisplay::DisplayIV("Vector of first parameter indices", fFirstParameters);
+  QvComponentDisplay::DisplayIV("Vector of numbers of parameters for each effect", fNParameters);
+  QvComponentDisplay::DisplayI("Number of basic regression parameters", fNBasic);
   for (const QvRegrParameter& parameter : fBasicParameters) parameter.Display();
-  DisplayI("Number of all regression parameters", GetNumAllParameters());
+  QvComponentDisplay::DisplayI("Number of all regression parameters", GetNumAllParameters());
   for (const QvRegrParameter& parameter : fAllParameters) parameter.Display();
-  DisplayI("Number of basic non-redundand parameters", fNBasicNonRedundant);
-  DisplayI("Number of all non-redundand parameters", fNAllNonRedundant);
-  DisplayIV("Vector of basic non-redundant parameter local indices", fLocalIndices);
+  QvComponentDisplay::DisplayI("Number of basic non-redundand parameters", fNBasicNonRedundant);
+  QvComponentDisplay::DisplayI("Number of all non-redundand parameters", fNAllNonRedundant);
+  QvComponentDisplay::DisplayIV("Vector of basic non-redundant parameter local indices",
+                                fLocalIndices);
 }
 
 void QvLogModel::DisplayResults() const {
   if (fpXPrimeX != nullptr) {
-    DisplayText(kHeadingLevel, "XPrimeXMatrix:");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "XPrimeXMatrix:");
     fpXPrimeX->Display();
   } else {
-    DisplayText(kHeadingLevel, "XPrimeXMatrix pointer is 0");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "XPrimeXMatrix pointer is 0");
   }
-  DisplayCount("Records added to matrix", fRecordsAdded);
-  DisplayText(kHeadingLevel, "Redundancy indicators for basic parameters");
+  QvComponentDisplay::DisplayCount("Records added to matrix", fRecordsAdded);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "Redundancy indicators for basic parameters");
   fBasicRedundancy.Display();
-  DisplayText(kHeadingLevel, "Redundancy indicators for all parameters");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "Redundancy indicators for all parameters");
   fAllRedundancy.Display();
-  DisplayDV("Parameter estimates", fEstimates, true);
+  QvComponentDisplay::DisplayDV("Parameter estimates", fEstimates, true);
   if (fpHessianGI != nullptr) {
-    DisplayText(kHeadingLevel, "Pointer to the generalized inverse of Hessian (uncompressed)");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "Pointer to the generalized inverse of Hessian (uncompressed)");
     fpHessianGI->Display();
   } else {
-    DisplayText(kHeadingLevel, "fpHessianGI is 0");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpHessianGI is 0");
   }
   if (fpClassificationTable != nullptr) {
-    DisplayText(kHeadingLevel, "Misclassification matrix");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Misclassification matrix");
     fpClassificationTable->Display();
   } else {
-    DisplayText(kHeadingLevel, "fpClassificationTable is 0");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "fpClassificationTable is 0");
   }
 }
 
 void QvLogModel::Display() const {
-  DisplayText(kHeadingLevel, "QvLogModel display start");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvLogModel display start");
   DisplayCategories();
   DisplayParameters();
   DisplayResults();
-  DisplayText(kHeadingLevel, "QvLogModel display end");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvLogModel display end");
 }

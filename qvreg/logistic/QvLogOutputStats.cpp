@@ -5,6 +5,7 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/component/QvOperationGuard.h"
 #include "qvreg/logistic/QvLogAlgorithm.h"
 
 QvLogOutputStats::QvLogOutputStats(const QvLogRegSettings& settings, QvLogAlgorithm& algorithm)
@@ -137,28 +138,31 @@ const QvRecordCounts& QvLogOutputStats::GetRecordCounts() const {
 }
 
 void QvLogOutputStats::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvLogOutputStats display start");
-  DisplayDV("fMeanValues", GetMeanValues(), true);
-  DisplayText(kHeadingLevel, "fFactorCounts:");
-  GetFactorCounts().Display();
-  DisplayDV("fParamEstimates", GetParamEstimates(), true);
-  DisplayI("fParameters and fParamStats: total model parameters",
-           static_cast<int>(fParamStats.size()));
-  for (std::size_t k = 0; k < fParamStats.size(); ++k) {
-    GetParameters()[k].Display();
-    DisplayD("Parameter estimate", fParamStats[k].fEstimate);
-    DisplayB("Redundant", fParamStats[k].fbRedundant);
-  }
-  DisplayD("fTotalFreqWeight", fTotalFreqWeight);
-  DisplayD("fTotalRegrWeight", fTotalRegrWeight);
-  DisplayD("fNDegFreedom", fNDegFreedom);
-  if (GetCovarianceMatrix() != nullptr) {
-    DisplayText(kHeadingLevel, "Covariance matrix:");
-    GetCovarianceMatrix()->Display();
-  }
-  DisplayD("fCoxSnellRSquare", fCoxSnellRSquare);
-  DisplayD("fNagelkerkeRSquare", fNagelkerkeRSquare);
-  DisplayD("fMcFaddenRSquare", fMcFaddenRSquare);
-  DisplayText(kHeadingLevel, "QvLogOutputStats display end");
+  GuardDisplay([this] {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvLogOutputStats display start");
+    QvComponentDisplay::DisplayDV("fMeanValues", GetMeanValues(), true);
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fFactorCounts:");
+    GetFactorCounts().Display();
+    QvComponentDisplay::DisplayDV("fParamEstimates", GetParamEstimates(), true);
+    QvComponentDisplay::DisplayI("fParameters and fParamStats: total model parameters",
+                                 static_cast<int>(fParamStats.size()));
+    for (std::size_t k = 0; k < fParamStats.size(); ++k) {
+      GetParameters()[k].Display();
+      QvComponentDisplay::DisplayD("Parameter estimate", fParamStats[k].fEstimate);
+      QvComponentDisplay::DisplayB("Redundant", fParamStats[k].fbRedundant);
+    }
+    QvComponentDisplay::DisplayD("fTotalFreqWeight", fTotalFreqWeight);
+    QvComponentDisplay::DisplayD("fTotalRegrWeight", fTotalRegrWeight);
+    QvComponentDisplay::DisplayD("fNDegFreedom", fNDegFreedom);
+    if (GetCovarianceMatrix() != nullptr) {
+      QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Covariance matrix:");
+      GetCovarianceMatrix()->Display();
+    }
+    QvComponentDisplay::DisplayD("fCoxSnellRSquare", fCoxSnellRSquare);
+    QvComponentDisplay::DisplayD("fNagelkerkeRSquare", fNagelkerkeRSquare);
+    QvComponentDisplay::DisplayD("fMcFaddenRSquare", fMcFaddenRSquare);
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvLogOutputStats display end");
+  });
 }

@@ -262,10 +262,11 @@ QvOptimizationOutcome QvRegOptimizer::CheckConvergence(double previousLL, int fa
 }
 
 void QvRegOptimizer::Invert() {
-  using namespace QvComponentDisplay;
   if (fbDisplay) {
-    DisplayText(kHeadingLevel, "In QvRegOptimizer::Estimate() ...");
-    DisplayText(kHeadingLevel, "Cholesky factor of the Hessian:");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "In QvRegOptimizer::Estimate() ...");
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "Cholesky factor of the Hessian:");
     fpMatrix->Display();
   }
   fpMatrix->LTInverse();
@@ -273,7 +274,8 @@ void QvRegOptimizer::Invert() {
   int invalidCalls = 0;
   fpStats->GetCounts(validRows, invalidCalls, fWeight);
   if (!fbDisplay) return;
-  DisplayText(kHeadingLevel, "Inverse of Hessian for final parameter estimates:");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "Inverse of Hessian for final parameter estimates:");
   fpMatrix->Display();
   fpStats->Display(false);
 }

@@ -23,11 +23,10 @@ double* QvRowPatterns::AppendRow() {
 }
 
 void QvRowPatterns::Display() const {
-  using namespace QvComponentDisplay;
-  DisplayText(kHeadingLevel, "QvRowPatterns display start");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvRowPatterns display start");
   ForEachRow([this](const double* row) {
-    DisplayDV("fRecordData", std::vector<double>(row, row + fRowSize), true);
+    QvComponentDisplay::DisplayDV("fRecordData", std::vector<double>(row, row + fRowSize), true);
     return true;
   });
-  DisplayText(kHeadingLevel, "QvRowPatterns display end");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvRowPatterns display end");
 }
