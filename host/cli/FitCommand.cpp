@@ -17,6 +17,7 @@
 #include "host/report/JsonReport.h"
 #include "host/report/TextReport.h"
 #include "host/report/WholeFile.h"
+#include "host/table/TableWriter.h"
 
 namespace qvhost {
 
@@ -186,7 +187,11 @@ void FitCommand::CheckJsonFile() const {
 void FitCommand::CheckPredictionsFile() const {
   if (options_.predictions.empty()) return;
   CheckNotTheData("--predictions", options_.predictions, options_.source.data);
-  //TODO CheckTableFile(options_.predictions);
+  const std::filesystem::path predictions(options_.predictions);
+  if (predictions.lexically_normal() == std::filesystem::path(jsonFile_).lexically_normal()) {
+    BadUsage("--json and --predictions name the same file; name two.");
+  }
+  CheckTableFile(options_.predictions);
 }
 
 void FitCommand::TakeModelKind() {

@@ -5,6 +5,7 @@
 #include "host/Error.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
+#include "host/fit/Predictions.h"
 #include "host/fit/ResultBuilder.h"
 #include "host/fit/RunSettings.h"
 #include "host/fit/StatusText.h"
@@ -12,6 +13,7 @@
 #include "host/table/CodeTable.h"
 #include "host/table/TableSource.h"
 #include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/logistic/QvLogOutputStats.h"
 
 namespace qvhost {
 
@@ -49,6 +51,22 @@ void RefuseOtherKind(const FitOptions& options, ModelKind kind) {
   }
 }
 
+PredictedCategories CategoriesOf(const ModelRun& run, const CodedTable& table) {
+  const auto* logistic = dynamic_cast<const QvLogOutputStats*>(&run.Output());
+  if (logistic == nullptr) return {};
+  return {logistic->GetDependCategories(), table.Columns()[ModelBinding::kDependent].levels};
+}
+
+void Predict(const std::string& file, const CodedTable& table, const ModelRun& run,
+             ProgressBar& progress, const Interrupt& interrupt) {
+  const auto total = static_cast<double>(table.RecordCount());
+  const auto show = [&](long long records) {
+    progress.Show("predicting", static_cast<double>(records) / total, records);
+  };
+  WritePredictions(file, table, run.Component(), run.Output(), CategoriesOf(run, table), show,
+                   interrupt);
+}
+
 /// The source for a report, with the query that it went through.
 std::string DataText(const TableSource& source, const DataSource& asked) {
   if (asked.sql.empty()) return source.Name();
@@ -67,6 +85,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   ModelRun run(settings.Get(), table, progress, interrupt);
   run.Build();
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);
+  if (!options.predictions.empty()) Predict(options.predictions, table, run, progress, interrupt);
   result.data = DataText(source, options.source);
   progress.Erase();
   return result;

@@ -8,7 +8,8 @@
 namespace qvhost {
 
 /// Fits a model: reads the formula, binds it to the table, codes the table into a temporary file
-/// (gone when this returns, however it returns), and runs the library over it.
+/// (gone when this returns, however it returns), runs the library over it,
+/// and writes the predictions if asked to.
 ///
 /// Progress goes to `progress`, which is erased at the end; `interrupt` stops the run. Both are
 /// borrowed. Runs on the calling thread.

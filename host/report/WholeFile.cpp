@@ -2,10 +2,10 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <random>
 #include <system_error>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -22,31 +22,7 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-[[noreturn]] void Fail(const std::string& path, const std::string& reason) {
-  throw Error(
-      ExitCode::kRunFailed,
-      fmt::format("The file '{}' could not be written: {}. Name a file in an existing folder "
-                  "that you may write to and that has room.",
-                  path, reason));
-}
-
 std::string LastReason() { return std::generic_category().message(errno); }
-
-/// Removes the temporary file unless it took its final name.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(fs::path path) : path_(std::move(path)) {}
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-  ~TemporaryFile() {
-    std::error_code ignored;
-    fs::remove(path_, ignored);
-  }
-  [[nodiscard]] const fs::path& Path() const { return path_; }
-
- private:
-  fs::path path_;
-};
 
 /// A name beside the target that no other run uses; "x" in the open mode makes sure of it.
 fs::path NameBeside(const fs::path& target) {
@@ -56,54 +32,63 @@ fs::path NameBeside(const fs::path& target) {
   return name;
 }
 
-void WriteAll(const std::string& shownPath, const fs::path& path, const char* mode,
-              std::string_view text) {
-  File file(std::fopen(path.string().c_str(), mode));
-  if (!file) Fail(shownPath, LastReason());
+void WriteAll(const WholeFile& whole, const char* mode, std::string_view text) {
+  File file(std::fopen(whole.WritePath().string().c_str(), mode));
+  if (!file) whole.Fail(LastReason());
   const bool written = std::fwrite(text.data(), 1, text.size(), file.get()) == text.size() &&
                        std::fflush(file.get()) == 0;
-  if (!written) Fail(shownPath, LastReason());
-  if (std::fclose(file.release()) != 0) Fail(shownPath, LastReason());
-}
-
-/// Where the text of a file goes.
-struct Destination {
-  fs::path target;
-  bool direct = false;  ///< A device or a pipe, which no other file can replace.
-};
-
-Destination FindDestination(const std::string& path) {
-  std::error_code error;
-  const fs::file_status status = fs::status(path, error);
-  if (fs::is_directory(status)) Fail(path, "it is a folder");
-  if (!fs::exists(status)) return {path, false};
-  if (!fs::is_regular_file(status)) return {path, true};
-  // A link keeps pointing at the file that is replaced.
-  const fs::path target = fs::canonical(path, error);
-  if (error) Fail(path, error.message());
-  return {target, false};
+  if (!written) whole.Fail(LastReason());
+  if (std::fclose(file.release()) != 0) whole.Fail(LastReason());
 }
 
 }  // namespace
 
-void CheckFileWritable(const std::string& path) {
-  const Destination destination = FindDestination(path);
-  if (destination.direct) return;
-  const TemporaryFile temporary(NameBeside(destination.target));
-  WriteAll(path, temporary.Path(), "wbx", "");
+WholeFile::Temporary::~Temporary() {
+  std::error_code ignored;
+  if (!path.empty()) fs::remove(path, ignored);
 }
 
-void WriteWholeFile(const std::string& path, std::string_view text) {
-  const Destination destination = FindDestination(path);
-  if (destination.direct) {
-    WriteAll(path, destination.target, "wb", text);
-    return;
-  }
-  const TemporaryFile temporary(NameBeside(destination.target));
-  WriteAll(path, temporary.Path(), "wbx", text);
+WholeFile::WholeFile(std::string path) : path_(std::move(path)), target_(path_) {
   std::error_code error;
-  fs::rename(temporary.Path(), destination.target, error);
-  if (error) Fail(path, error.message());
+  if (fs::is_directory(target_, error)) Fail("it is a folder");
+  if (IsDeviceOrPipe(path_)) return;
+  if (fs::exists(target_, error)) {
+    // A link keeps pointing at the file that is replaced.
+    target_ = fs::canonical(path_, error);
+    if (error) Fail(error.message());
+  }
+  temporary_.path = NameBeside(target_);
+  WriteAll(*this, "wbx", "");
+}
+
+void WholeFile::TakeName() {
+  if (temporary_.path.empty()) return;
+  std::error_code error;
+  fs::rename(temporary_.path, target_, error);
+  if (error) Fail(error.message());
+  temporary_.path.clear();
+}
+
+void WholeFile::Fail(const std::string& reason) const {
+  throw Error(
+      ExitCode::kRunFailed,
+      fmt::format("The file '{}' could not be written: {}. Name a file in an existing folder "
+                  "that you may write to and that has room.",
+                  path_, reason));
+}
+
+bool IsDeviceOrPipe(const std::string& path) {
+  std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
+}
+
+void CheckFileWritable(const std::string& path) { const WholeFile file(path); }
+
+void WriteWholeFile(const std::string& path, std::string_view text) {
+  WholeFile file(path);
+  WriteAll(file, "wb", text);
+  file.TakeName();
 }
 
 }  // namespace qvhost

@@ -15,11 +15,11 @@ constexpr std::size_t kMostRows = 4096;
 double* QvRowPatterns::AppendRow() {
   if (fBlocks.empty() || fBlocks.back().fUsed == fBlocks.back().fCapacity) {
     const std::size_t capacity = std::clamp(fRowCount, kFirstRows, kMostRows);
-    fBlocks.push_back({std::make_unique<double[]>(capacity * fRowSize), capacity, 0});
+    fBlocks.push_back({std::vector<double>(capacity * fRowSize), capacity, 0});
   }
   Block& block = fBlocks.back();
   ++fRowCount;
-  return block.fValues.get() + block.fUsed++ * fRowSize;
+  return block.fValues.data() + block.fUsed++ * fRowSize;
 }
 
 void QvRowPatterns::Display() const {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <vector>
 
 /// The rows of one covariate pattern, each of the same number of values, in the order appended.
@@ -20,7 +19,7 @@ class QvRowPatterns {
   bool ForEachRow(Visit&& visit) const {
     for (const Block& block : fBlocks) {
       for (std::size_t r = 0; r < block.fUsed; ++r) {
-        if (!visit(static_cast<const double*>(block.fValues.get() + r * fRowSize))) return false;
+        if (!visit(static_cast<const double*>(block.fValues.data() + r * fRowSize))) return false;
       }
     }
     return true;
@@ -29,8 +28,8 @@ class QvRowPatterns {
 
  private:
   struct Block {
-    std::unique_ptr<double[]> fValues;
-    std::size_t fCapacity = 0;
+    std::vector<double> fValues;
+    std::size_t fCapacity = 0;  ///< In rows, as fUsed.
     std::size_t fUsed = 0;
   };
 

@@ -1,0 +1,214 @@
+#include "host/table/TableWriter.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+
+#include <fmt/format.h>
+
+#include "host/Error.h"
+#include "host/report/WholeFile.h"
+#include "host/table/Connection.h"
+#include "host/table/ConnectionHandles.h"
+#include "host/table/DuckDb.h"
+#include "host/table/QueryError.h"
+#include "host/table/SqlText.h"
+#include "host/table/TableFormat.h"
+
+namespace qvhost {
+
+namespace {
+
+using TableFunctionHandle = DuckDbHandle<duckdb_table_function, &duckdb_destroy_table_function>;
+
+constexpr const char* kFunction = "qvreg_rows";
+
+/// DuckDB keeps the rows of a Parquet group in memory: about so many values, but not so few rows
+/// that groups are of no use, and not more rows than its default.
+constexpr std::size_t kValuesInGroup = std::size_t{1} << 20;
+constexpr std::size_t kLeastRowsInGroup = 2048;
+constexpr std::size_t kMostRowsInGroup = 122880;
+
+/// What the function calls a column: the real names may be the same to DuckDB.
+std::string PlaceName(std::size_t column) { return fmt::format("c{}", column); }
+
+/// The cells of a chunk, row after row, in DuckDB's vectors.
+class ChunkCells final : public RowCells {
+ public:
+  ChunkCells(duckdb_data_chunk chunk, std::size_t columnCount) {
+    columns_.reserve(columnCount);
+    for (idx_t column = 0; column < columnCount; ++column) {
+      const duckdb_vector values = duckdb_data_chunk_get_vector(chunk, column);
+      duckdb_vector_ensure_validity_writable(values);
+      std::uint64_t* const present = duckdb_vector_get_validity(values);
+      std::fill_n(present, (duckdb_vector_size() + kBits - 1) / kBits, std::uint64_t{0});
+      columns_.push_back({values, present});
+    }
+  }
+
+  void SetNumber(std::size_t column, double value) override {
+    static_cast<double*>(duckdb_vector_get_data(columns_[column].values))[row_] = value;
+    MarkPresent(column);
+  }
+
+  void SetText(std::size_t column, std::string_view text) override {
+    duckdb_vector_assign_string_element_len(columns_[column].values, row_, text.data(),
+                                            text.size());
+    MarkPresent(column);
+  }
+
+  void GoToNextRow() { ++row_; }
+  [[nodiscard]] idx_t CompleteRows() const { return row_; }
+
+ private:
+  struct Column {
+    duckdb_vector values;
+    std::uint64_t* present;  ///< A bit for each row.
+  };
+  static constexpr idx_t kBits = 64;
+
+  void MarkPresent(std::size_t column) {
+    columns_[column].present[row_ / kBits] |= std::uint64_t{1} << (row_ % kBits);
+  }
+
+  std::vector<Column> columns_;
+  idx_t row_ = 0;
+};
+
+/// What DuckDB's callbacks work on.
+struct RowSource {
+  const std::vector<WrittenColumn>& columns;
+  const NextRow& nextRow;
+  bool ended = false;
+  std::exception_ptr failure;  ///< No exception may pass through DuckDB: it is kept here.
+
+  void Declare(duckdb_bind_info info) const {
+    for (std::size_t column = 0; column < columns.size(); ++column) {
+      const bool isText = columns[column].type == WrittenColumn::Type::kText;
+      const TypeHandle type(
+          duckdb_create_logical_type(isText ? DUCKDB_TYPE_VARCHAR : DUCKDB_TYPE_DOUBLE));
+      duckdb_bind_add_result_column(info, PlaceName(column).c_str(), type.Get());
+    }
+  }
+
+  void Fill(duckdb_data_chunk chunk) {
+    ChunkCells cells(chunk, columns.size());
+    while (!ended && cells.CompleteRows() < duckdb_vector_size()) {
+      ended = !nextRow(cells);
+      if (!ended) cells.GoToNextRow();
+    }
+    duckdb_data_chunk_set_size(chunk, cells.CompleteRows());
+  }
+};
+
+/// The work of a callback; what it throws is kept, and DuckDB told to stop.
+template <typename Info, typename Work>
+void Guard(RowSource& source, Info info, void (*stop)(Info, const char*), Work work) {
+  try {
+    work();
+  } catch (...) {
+    source.failure = std::current_exception();
+    source.ended = true;
+    stop(info, "the rows ended early");
+  }
+}
+
+extern "C" void BindRows(duckdb_bind_info info) {
+  auto& source = *static_cast<RowSource*>(duckdb_bind_get_extra_info(info));
+  Guard(source, info, duckdb_bind_set_error, [&] { source.Declare(info); });
+}
+
+// One thread keeps the rows in their order.
+extern "C" void InitRows(duckdb_init_info info) { duckdb_init_set_max_threads(info, 1); }
+
+extern "C" void FillRows(duckdb_function_info info, duckdb_data_chunk chunk) {
+  auto& source = *static_cast<RowSource*>(duckdb_function_get_extra_info(info));
+  Guard(source, info, duckdb_function_set_error, [&] { source.Fill(chunk); });
+}
+
+void Register(const Connection& connection, RowSource& source) {
+  const TableFunctionHandle function(duckdb_create_table_function());
+  duckdb_table_function_set_name(function.Get(), kFunction);
+  duckdb_table_function_set_extra_info(function.Get(), &source, nullptr);
+  duckdb_table_function_set_bind(function.Get(), BindRows);
+  duckdb_table_function_set_init(function.Get(), InitRows);
+  duckdb_table_function_set_function(function.Get(), FillRows);
+  if (duckdb_register_table_function(connection.Raw().connection.Get(), function.Get()) ==
+      DuckDBError) {
+    throw Error(ExitCode::kRunFailed, "DuckDB did not take the table that it should write.");
+  }
+}
+
+std::string ParquetOptions(std::size_t columnCount) {
+  const std::size_t rows =
+      std::clamp(kValuesInGroup / columnCount, kLeastRowsInGroup, kMostRowsInGroup);
+  return fmt::format("FORMAT parquet, ROW_GROUP_SIZE {}", rows);
+}
+
+std::string SelectList(TableFormat format, const std::vector<WrittenColumn>& columns) {
+  // Many readers skip an empty line, but not an empty text in quotes.
+  const bool avoidEmptyLines = format != TableFormat::kParquet && columns.size() == 1;
+  std::string list;
+  for (std::size_t column = 0; column < columns.size(); ++column) {
+    std::string value = PlaceName(column);
+    if (avoidEmptyLines) value = fmt::format("coalesce({}::VARCHAR, '')", value);
+    // A statement would end at a zero byte: the name does.
+    const std::string& name = columns[column].name;
+    list += fmt::format("{}{} AS {}", list.empty() ? "" : ", ", value,
+                        QuoteName(name.substr(0, name.find('\0'))));
+  }
+  return list;
+}
+
+std::string CopyStatement(TableFormat format, const std::vector<WrittenColumn>& columns,
+                          const std::filesystem::path& path) {
+  const std::string options =
+      format == TableFormat::kParquet
+          ? ParquetOptions(columns.size())
+          : fmt::format("FORMAT csv, HEADER true, COMPRESSION none, DELIMITER '{}'",
+                        format == TableFormat::kTsv ? '\t' : ',');
+  // An absolute path, as DuckDB gives a meaning to the beginnings of others.
+  return fmt::format("COPY (SELECT {} FROM {}()) TO {} ({}, USE_TMP_FILE false)",
+                     SelectList(format, columns), kFunction,
+                     QuoteText(std::filesystem::absolute(path).string()), options);
+}
+
+/// The system's reason in a message of DuckDB's, which names the temporary file: what follows it.
+std::string ReasonIn(const QueryError& error, const std::filesystem::path& path) {
+  std::string reason = error.what();
+  const std::size_t name = reason.find(path.filename().string());
+  const std::size_t colon = name == std::string::npos ? name : reason.find(": ", name);
+  if (colon != std::string::npos) reason.erase(0, colon + 2);
+  if (reason.ends_with('.')) reason.pop_back();
+  return reason;
+}
+
+}  // namespace
+
+void CheckTableFile(const std::string& path) {
+  static_cast<void>(TableFormatOf(path));
+  CheckFileWritable(path);
+}
+
+void WriteTableFile(const std::string& path, const std::vector<WrittenColumn>& columns,
+                    const NextRow& nextRow) {
+  const TableFormat format = TableFormatOf(path);
+  WholeFile file(path);
+  RowSource source{columns, nextRow, false, nullptr};
+  {
+    Connection connection;
+    // With one thread DuckDB does all its work, and so calls for the rows, on this one.
+    connection.Execute("SET threads = 1");
+    Register(connection, source);
+    try {
+      connection.Execute(CopyStatement(format, columns, file.WritePath()));
+    } catch (const QueryError& error) {
+      if (!source.failure) file.Fail(ReasonIn(error, file.WritePath()));
+    }
+  }
+  if (source.failure) std::rethrow_exception(source.failure);
+  file.TakeName();
+}
+
+}  // namespace qvhost

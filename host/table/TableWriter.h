@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qvhost {
+
+/// A column of a table to write.
+struct WrittenColumn {
+  enum class Type { kNumber, kText };
+
+  std::string name;  ///< UTF-8, not empty.
+  Type type = Type::kNumber;
+};
+
+/// The cells of one row to write, by column; each is NULL until it is set.
+class RowCells {
+ public:
+  RowCells(const RowCells&) = delete;
+  RowCells& operator=(const RowCells&) = delete;
+
+  /// REQUIRES: a column of numbers.
+  virtual void SetNumber(std::size_t column, double value) = 0;
+  /// REQUIRES: a column of texts; UTF-8. The text is copied.
+  virtual void SetText(std::size_t column, std::string_view text) = 0;
+
+ protected:
+  RowCells() = default;
+  ~RowCells() = default;
+};
+
+/// Gives a table row by row: fills the cells of the next one; false when there is none more.
+using NextRow = std::function<bool(RowCells& cells)>;
+
+/// Checks, before a long run, that WriteTableFile has a chance with this path: its ending and its
+/// folder. Leaves nothing behind; throws as WriteTableFile does.
+void CheckTableFile(const std::string& path);
+
+/// Writes a table of one column or more in the format that the path's ending asks for (see
+/// TableFormatOf), all of it or none: an existing file is replaced when everything is written, and
+/// stays as it was otherwise. Rows keep their order. Memory does not grow with their number.
+/// `nextRow` is called on the calling thread; what it throws ends the writing and passes through.
+///
+/// Finite numbers read back as the same doubles from every format. In CSV a NULL is an empty value;
+/// an empty text is "", which readers tell apart when asked to (DuckDB's read_csv with
+/// allow_quoted_nulls = false). A NULL in the only column is "" too, as many readers skip an empty
+/// line. Names that differ in nothing but capital letters get a number (`p_A`, `p_a_1`), as DuckDB
+/// does not tell them apart; a zero byte ends a name.
+///
+/// Throws Error: kBadInput for the ending, kRunFailed, with the file and the reason, when it cannot
+/// be written.
+void WriteTableFile(const std::string& path, const std::vector<WrittenColumn>& columns,
+                    const NextRow& nextRow);
+
+}  // namespace qvhost
