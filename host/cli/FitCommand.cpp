@@ -66,6 +66,7 @@ FitCommand::FitCommand(CLI::App& app)
   AddData();
   AddModel();
   AddInference();
+  logistic_.Add();
   AddOutput();
 }
 
@@ -130,13 +131,15 @@ void FitCommand::AddInference() {
       ->group(group);
   degreesOfFreedomOption_ =
       command_
-          ->add_option("--df", degreesOfFreedom_,
-                       "Degrees of freedom of the error, in place of the\ncomputed ones")
+          ->add_option(
+              "--df", degreesOfFreedom_,
+              "Of a linear model: degrees of freedom of the error, in\nplace of the computed ones")
           ->type_name("NUMBER")
           ->group(group);
-  noRefineOption_ =
-      command_->add_flag("--no-refine", noRefine_, "Skip the refinement of the estimates")
-          ->group(group);
+  noRefineOption_ = command_
+                        ->add_flag("--no-refine", noRefine_,
+                                   "Of a linear model: skip the refinement of the estimates")
+                        ->group(group);
 }
 
 void FitCommand::AddOutput() {

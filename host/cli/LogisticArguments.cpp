@@ -22,8 +22,7 @@ void CheckAtLeast(const char* name, int value, int least) {
 
 }  // namespace
 
-LogisticArguments::LogisticArguments(CLI::App& command, LogisticOptions& options)
-    : command_(command), options_(options) {
+void LogisticArguments::Add() {
   AddLevels();
   AddIterations();
   AddConvergence();
@@ -40,10 +39,11 @@ void LogisticArguments::AddLevels() {
                       "Level of the dependent that the others are compared\n"
                       "with, first or last [last]")
           ->type_name("LEVEL"));
-  inMemoryOption_ =
-      Own(command_.add_flag("--in-memory,!--no-in-memory", inMemory_,
-                            "Keep the records in memory (or not: read them again for\n"
-                            "each iteration) [up to 128 MiB of values]"));
+  CLI::Option* const inMemory = Own(command_.add_flag(
+      "--in-memory", inMemory_, "Keep the records in memory [up to 128 MiB of values]"));
+  Own(command_.add_flag("--no-in-memory", notInMemory_,
+                        "Read the records again for each iteration"))
+      ->excludes(inMemory);
 }
 
 void LogisticArguments::AddIterations() {
@@ -81,7 +81,7 @@ void LogisticArguments::AddConvergence() {
 }
 
 void LogisticArguments::Take() {
-  if (inMemoryOption_->count() > 0) options_.inMemory = inMemory_;
+  if (inMemory_ || notInMemory_) options_.inMemory = inMemory_;
   CheckAtLeast("--max-iterations", options_.maxIterations, 0);
   CheckAtLeast("--max-step-halving", options_.maxStepHalving, 1);
   CheckAtLeast("--separation-from", options_.separationFrom, 0);

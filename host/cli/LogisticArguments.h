@@ -12,10 +12,14 @@ namespace qvhost {
 /// long as the command line's reader.
 class LogisticArguments {
  public:
-  /// Adds the options to `command`, which write into `options`.
-  LogisticArguments(CLI::App& command, LogisticOptions& options);
+  /// Of `command`; they write into `options`.
+  LogisticArguments(CLI::App& command, LogisticOptions& options)
+      : command_(command), options_(options) {}
   LogisticArguments(const LogisticArguments&) = delete;
   LogisticArguments& operator=(const LogisticArguments&) = delete;
+
+  /// Adds the options to the command. To be called once.
+  void Add();
 
   /// After reading: settles what the reader could not write itself. Throws Error (kBadInput) for a
   /// number out of its range.
@@ -33,8 +37,8 @@ class LogisticArguments {
   CLI::App& command_;
   LogisticOptions& options_;
   std::vector<CLI::Option*> own_;  ///< Owned by the command.
-  CLI::Option* inMemoryOption_ = nullptr;
   bool inMemory_ = false;
+  bool notInMemory_ = false;
 };
 
 }  // namespace qvhost

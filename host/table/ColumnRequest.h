@@ -18,7 +18,8 @@ struct ColumnRequest {
   std::string label;  ///< For people: errors and reports call the column by it.
   std::string sql;    ///< A scalar SQL expression over the source's columns.
   Coding coding = Coding::kByType;
-  std::optional<std::size_t> maxLevels;  ///< Of a factor; none: as many as the coding allows.
+  /// Of a factor; none: as many as the coding allows.
+  std::optional<std::size_t> maxLevels = std::nullopt;
 };
 
 }  // namespace qvhost

@@ -19,17 +19,15 @@ struct WrittenColumn {
 /// The cells of one row to write, by column; each is NULL until it is set.
 class RowCells {
  public:
+  RowCells() = default;
   RowCells(const RowCells&) = delete;
   RowCells& operator=(const RowCells&) = delete;
+  virtual ~RowCells() = default;
 
   /// REQUIRES: a column of numbers.
   virtual void SetNumber(std::size_t column, double value) = 0;
   /// REQUIRES: a column of texts; UTF-8. The text is copied.
   virtual void SetText(std::size_t column, std::string_view text) = 0;
-
- protected:
-  RowCells() = default;
-  ~RowCells() = default;
 };
 
 /// Gives a table row by row: fills the cells of the next one; false when there is none more.

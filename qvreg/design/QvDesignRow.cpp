@@ -69,9 +69,10 @@ void QvDesignRow::ExpandIndices(const double* values, const std::vector<int>& pa
 }
 
 double QvDesignRow::InnerProduct(const std::vector<double>& coefficients, int offset) const {
+  const double* block = coefficients.data() + offset;
   double sum = 0.0;
   for (std::size_t a = 0; a < static_cast<std::size_t>(fCount); ++a) {
-    sum += coefficients[static_cast<std::size_t>(offset + fIndices[a])] * fValues[a];
+    sum += block[fIndices[a]] * fValues[a];
   }
   return sum;
 }
