@@ -15,11 +15,13 @@ inline void PrintStep(const char* name, const Elapsed& elapsed, double records) 
 }
 
 /// Prints the root mean square error, by which runs of different programs show that they did the
-/// same, and the most resident memory that this process had.
-inline void PrintEnd(double rmse) {
+/// same.
+inline void PrintError(double rmse) { std::printf("  root mean square error %.12g\n", rmse); }
+
+/// Prints the most resident memory that this process had.
+inline void PrintPeakMemory() {
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
-  std::printf("  root mean square error %.12g\n", rmse);
   std::printf("  peak memory            %8.1f MB\n",
               static_cast<double>(usage.ru_maxrss) * 1024.0 / 1e6);  // Linux counts in KiB.
 }

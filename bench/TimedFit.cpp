@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdio>
-#include <memory>
 
 #include "bench/RunReport.h"
 
@@ -10,58 +9,57 @@ namespace qvbench {
 
 namespace {
 
+/// Of a linear model.
 constexpr std::size_t kPasses = 3;
 
-/// What a fit gave, and when its steps ended.
-struct Fitted {
-  QvCommon::QvStatus status;
-  double records = 0.0;
-  double rmse = 0.0;
-  Elapsed parametersEnd;
-  Elapsed modelEnd;
-  Elapsed statisticsEnd;
-};
-
-Fitted Fit(QvRegSettings& settings, QvCommon::MultiPassRecordIter& iter, const PassClock& clock) {
-  Fitted fitted;
+TimedFit RunSteps(QvRegSettings& settings, QvCommon::MultiPassRecordIter& iter,
+                  const PassClock& clock) {
+  TimedFit fit;
   QvRegFactory factory;
-  const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings));
-  if (component == nullptr) {
-    fitted.status = factory.GetStatus();
-    return fitted;
+  fit.component.reset(factory.CreateRegAlgorithm(settings));
+  if (fit.component == nullptr) {
+    fit.status = factory.GetStatus();
+    return fit;
   }
   std::vector<QvRegrParameter> parameters;
-  fitted.status = component->CreateParameters(iter, parameters);
-  fitted.parametersEnd = clock.Now();
-  if (fitted.status.IsError()) return fitted;
-  fitted.status = component->BuildModel(iter);
-  fitted.modelEnd = clock.Now();
-  if (fitted.status.IsError()) return fitted;
-  IQvRegOutputStats* stats = nullptr;
-  fitted.status = component->GetOutputStats(stats);
-  fitted.statisticsEnd = clock.Now();
-  if (fitted.status.IsError()) return fitted;
-  fitted.records = stats->GetTotalFreqWeight();
-  fitted.rmse = stats->GetModelFitStat(QvConst::QvFitRootMeanSquareError);
-  return fitted;
+  fit.status = fit.component->CreateParameters(iter, parameters);
+  fit.parametersEnd = clock.Now();
+  if (fit.status.IsError()) return fit;
+  fit.status = fit.component->BuildModel(iter);
+  fit.modelEnd = clock.Now();
+  if (fit.status.IsError()) return fit;
+  fit.status = fit.component->GetOutputStats(fit.stats);
+  fit.statisticsEnd = clock.Now();
+  return fit;
 }
 
 }  // namespace
 
+TimedFit Fit(QvRegSettings& settings, QvCommon::MultiPassRecordIter& iter, const PassClock& clock) {
+  TimedFit fit = RunSteps(settings, iter, clock);
+  if (fit.stats != nullptr && fit.status.IsOK()) return fit;
+  std::fprintf(stderr, "the fit ended with status %ld after %zu passes\n", fit.status.GetCode(),
+               clock.Starts().size());
+  fit.stats = nullptr;
+  return fit;
+}
+
 bool FitAndPrint(QvRegSettings& settings, QvCommon::MultiPassRecordIter& iter,
                  const PassClock& clock) {
-  const Fitted fitted = Fit(settings, iter, clock);
+  const TimedFit fit = Fit(settings, iter, clock);
+  if (fit.stats == nullptr) return false;
   const std::vector<Elapsed>& starts = clock.Starts();
-  if (!fitted.status.IsOK() || fitted.records <= 0.0 || starts.size() != kPasses) {
-    std::fprintf(stderr, "the fit ended with status %ld after %zu passes\n",
-                 fitted.status.GetCode(), starts.size());
+  const double records = fit.stats->GetTotalFreqWeight();
+  if (records <= 0.0 || starts.size() != kPasses) {
+    std::fprintf(stderr, "the fit used %g records in %zu passes\n", records, starts.size());
     return false;
   }
-  PrintStep("first pass", fitted.parametersEnd - starts[0], fitted.records);
-  PrintStep("second pass and sweep", starts[2] - starts[1], fitted.records);
-  PrintStep("third pass", fitted.modelEnd - starts[2], fitted.records);
-  PrintStep("whole run", fitted.statisticsEnd, fitted.records);
-  PrintEnd(fitted.rmse);
+  PrintStep("first pass", fit.parametersEnd - starts[0], records);
+  PrintStep("second pass and sweep", starts[2] - starts[1], records);
+  PrintStep("third pass", fit.modelEnd - starts[2], records);
+  PrintStep("whole run", fit.statisticsEnd, records);
+  PrintError(fit.stats->GetModelFitStat(QvConst::QvFitRootMeanSquareError));
+  PrintPeakMemory();
   return true;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -39,10 +40,24 @@ class TimedIterator : public Iterator {
   PassClock* clock_;
 };
 
-/// Fits a linear model through the library's public interface, as a host does: parameters, model,
-/// statistics. Prints what each pass took, and the whole since the clock was made. False, with a
-/// line on standard error, when the fit fails. REQUIRES: an iterator that tells `clock`, and no
-/// frequency weight.
+/// A fit that is done, and when its steps ended. Owns the component, and with it the statistics.
+struct TimedFit {
+  std::unique_ptr<IQvRegComponent> component;
+  IQvRegOutputStats* stats = nullptr;  ///< Null when the fit failed.
+  QvCommon::QvStatus status;
+  Elapsed parametersEnd;
+  Elapsed modelEnd;
+  Elapsed statisticsEnd;
+};
+
+/// Fits a model through the library's public interface, as a host does: parameters, model,
+/// statistics. A fit that fails says so on standard error. REQUIRES: an iterator that tells
+/// `clock`.
+TimedFit Fit(QvRegSettings& settings, QvCommon::MultiPassRecordIter& iter, const PassClock& clock);
+
+/// Fits a linear model and prints what each pass took, and the whole since the clock was made.
+/// False, with a line on standard error, when the fit fails. REQUIRES: as Fit, and no frequency
+/// weight.
 bool FitAndPrint(QvRegSettings& settings, QvCommon::MultiPassRecordIter& iter,
                  const PassClock& clock);
 

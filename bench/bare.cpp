@@ -98,6 +98,7 @@ int main(int argc, char** argv) {
   qvbench::PrintStep("second pass and solve", second - first, records);
   qvbench::PrintStep("third pass", third - second, records);
   qvbench::PrintStep("whole run", third, records);
-  qvbench::PrintEnd(std::sqrt(sum / records));
+  qvbench::PrintError(std::sqrt(sum / records));
+  qvbench::PrintPeakMemory();
   return 0;
 }

@@ -8,6 +8,14 @@
 #define QVREG_RESTRICT __restrict__
 #endif
 
+/// fread for a stream that one thread uses: the lock that is taken otherwise costs more than the
+/// copy of a short record.
+#if defined(__GLIBC__)
+#define QVREG_FREAD ::fread_unlocked
+#else
+#define QVREG_FREAD std::fread
+#endif
+
 /// A function so marked is compiled twice, for any x86-64 and for machines with wider vectors and
 /// fused multiply-add, and the loader picks one. Both give the same numbers: the library is
 /// compiled without contraction of products and sums, and std::fma is exact on either.

@@ -1,6 +1,7 @@
 #include "qvreg/common/QvSparseVector.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <new>
@@ -14,6 +15,20 @@ std::size_t Place(int offset, int index) {
   return static_cast<std::size_t>(static_cast<std::ptrdiff_t>(offset) + index);
 }
 
+/// The sum of values[a] other(a) over n places: four sums side by side, since each addition waits
+/// for the one before it.
+template <typename Other>
+double SumOfProducts(std::size_t n, const double* values, Other&& other) {
+  std::array<double, 4> sums{};
+  std::size_t a = 0;
+  for (; a + 3 < n; a += 4) {
+    for (std::size_t lane = 0; lane < 4; ++lane) sums[lane] += values[a + lane] * other(a + lane);
+  }
+  double rest = 0.0;
+  for (; a < n; ++a) rest += values[a] * other(a);
+  return (sums[0] + sums[1]) + (sums[2] + sums[3]) + rest;
+}
+
 }  // namespace
 
 bool QvSparseVector::IsValid() const {
@@ -21,12 +36,26 @@ bool QvSparseVector::IsValid() const {
          std::all_of(fIndices.begin(), fIndices.end(), [](int index) { return index >= 0; });
 }
 
-double QvSparseVector::InnerProductWithPart(const std::vector<double>& v, int offset) const {
-  double sum = 0.0;
-  for (std::size_t a = 0; a < fIndices.size(); ++a) {
-    sum += fValues[a] * v[Place(offset, fIndices[a])];
+bool QvSparseVector::IsValidBelow(int bound) const {
+  // Without a branch per index, since all of them are as good as always right.
+  bool isOutside = fIndices.size() != fValues.size();
+  for (const int index : fIndices) isOutside |= (index < 0) | (index >= bound);
+  return !isOutside;
+}
+
+bool QvSparseVector::IsDense(int n) const {
+  if (n < 0 || fIndices.size() != static_cast<std::size_t>(n) ||
+      fValues.size() != fIndices.size()) {
+    return false;
   }
-  return sum;
+  int differences = 0;
+  for (int k = 0; k < n; ++k) differences |= fIndices[static_cast<std::size_t>(k)] ^ k;
+  return differences == 0;
+}
+
+double QvSparseVector::InnerProductWithPart(const std::vector<double>& v, int offset) const {
+  return SumOfProducts(fIndices.size(), fValues.data(),
+                       [&](std::size_t a) { return v[Place(offset, fIndices[a])]; });
 }
 
 bool QvSparseVector::IncrementPart(std::vector<double>& v, int offset, double c) const {
@@ -53,23 +82,50 @@ bool QvSparseVector::ComputeProbabilities(const std::vector<double>& beta, int K
   } catch (const std::bad_alloc&) {
     return false;
   }
+  if (!ComputePredictors(beta, p, false, probabilities)) return false;
   double largest = 0.0;
-  for (int c = 0; c + 1 < K; ++c) {
-    const double predictor = InnerProductWithPart(beta, c * p);
-    if (!std::isfinite(predictor)) return false;
-    probabilities[static_cast<std::size_t>(c)] = predictor;
-    largest = std::max(largest, predictor);
-  }
-  probabilities.back() = 0.0;
-
-  double sum = 0.0;
-  for (double& probability : probabilities) {
-    probability = std::exp(probability - largest);
-    sum += probability;
-  }
-  for (double& probability : probabilities) probability /= sum;
+  double sum = 1.0;
+  PredictorsToProbabilities(probabilities, probabilities, largest, sum);
   logReference = -largest - std::log(sum);
   return true;
+}
+
+bool QvSparseVector::ComputePredictors(const std::vector<double>& beta, int p, bool isDense,
+                                       std::vector<double>& predictors) const {
+  const int reference = static_cast<int>(predictors.size()) - 1;
+  for (int c = 0; c < reference; ++c) {
+    const double* part = beta.data() + Place(c * p, 0);
+    const double predictor = isDense ? SumOfProducts(fValues.size(), fValues.data(),
+                                                     [part](std::size_t a) { return part[a]; })
+                                     : InnerProductWithPart(beta, c * p);
+    if (!std::isfinite(predictor)) return false;
+    predictors[static_cast<std::size_t>(c)] = predictor;
+  }
+  predictors.back() = 0.0;
+  return true;
+}
+
+void QvSparseVector::PredictorsToProbabilities(const std::vector<double>& predictors,
+                                               std::vector<double>& probabilities, double& largest,
+                                               double& sum) {
+  if (predictors.size() == 2) {
+    // One exponential, and no branch on which of the two is the larger, which is anyone's guess.
+    const double predictor = predictors[0];
+    const std::size_t larger = predictor > 0.0 ? 0 : 1;
+    const double tail = std::exp(-std::fabs(predictor));
+    sum = 1.0 + tail;
+    largest = std::max(predictor, 0.0);
+    probabilities[larger] = 1.0 / sum;
+    probabilities[1 - larger] = tail / sum;
+    return;
+  }
+  largest = *std::max_element(predictors.begin(), predictors.end());
+  sum = 0.0;
+  for (std::size_t c = 0; c < predictors.size(); ++c) {
+    probabilities[c] = std::exp(predictors[c] - largest);
+    sum += probabilities[c];
+  }
+  for (double& probability : probabilities) probability /= sum;
 }
 
 }  // namespace QvCommon

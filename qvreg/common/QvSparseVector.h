@@ -16,6 +16,10 @@ class QvSparseVector {
   /// True when both vectors have one length and no index is negative. The operations below require
   /// it, and that offset plus every index lies within their arguments.
   [[nodiscard]] bool IsValid() const;
+  /// True when, moreover, every index is below `bound`.
+  [[nodiscard]] bool IsValidBelow(int bound) const;
+  /// True when it is dense: its indices are 0 .. n - 1 in order, with a value each.
+  [[nodiscard]] bool IsDense(int n) const;
   /// The sum of values[a] v[offset + indices[a]].
   [[nodiscard]] double InnerProductWithPart(const std::vector<double>& v, int offset) const;
   /// v[offset + indices[a]] += c values[a]; false, and v unchanged, when a place is missing.
@@ -28,6 +32,15 @@ class QvSparseVector {
   /// both outputs unspecified, only for a predictor that is not finite or without memory.
   bool ComputeProbabilities(const std::vector<double>& beta, int K, int p,
                             std::vector<double>& probabilities, double& logReference) const;
+  /// The predictors behind them, the reference's being 0; false for one that is not finite.
+  /// REQUIRES: K >= 1, `predictors` K long, and `isDense` as IsDense(p) tells, or false.
+  bool ComputePredictors(const std::vector<double>& beta, int p, bool isDense,
+                         std::vector<double>& predictors) const;
+  /// The probabilities of finite predictors, the last one 0: exponentials of what each is below the
+  /// largest, over their sum. REQUIRES: two vectors of one length, or the same one twice.
+  static void PredictorsToProbabilities(const std::vector<double>& predictors,
+                                        std::vector<double>& probabilities, double& largest,
+                                        double& sum);
 
  private:
   const std::vector<int>& fIndices;

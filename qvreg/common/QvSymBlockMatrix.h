@@ -21,6 +21,9 @@ class QvSymBlockMatrix {
   void Clear();
   /// Block (i, j), to be updated in place. REQUIRES: 0 <= j <= i < r. Valid until SetNRows.
   [[nodiscard]] QvSymMatrix& GetElemSSRef(int i, int j) { return fBlocks[BlockIndex(i, j)]; }
+  /// Block after block in the order (0, 0), (1, 0), (1, 1), (2, 0), ..., to be updated in place; as
+  /// many as there are must stay.
+  [[nodiscard]] std::vector<QvSymMatrix>& GetBlocks() { return fBlocks; }
   /// Writes the whole matrix into `out`, block row i at rows i m and on; 0, or 1 without memory.
   int CopyToSymMatrix(QvSymMatrix& out) const;
   void Display() const;

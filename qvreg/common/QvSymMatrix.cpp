@@ -117,19 +117,36 @@ bool QvSymMatrix::UpdateXXSparse(int n, const std::vector<int>& indices,
   for (std::size_t a = 0; a < count; ++a) {
     if (indices[a] < 0 || indices[a] >= GetOrder()) return false;
   }
+  double* elements = fElements.data();
+  double* lost = fLost.empty() ? nullptr : fLost.data();
   for (std::size_t a = 0; a < count; ++a) {
     const int i = indices[a];
     const double wa = w * values[a];
     for (std::size_t b = 0; b <= a; ++b) {
       const std::size_t place = IndexOf(i, indices[b]);
-      if (fLost.empty()) {
-        fElements[place] += wa * values[b];
+      if (lost == nullptr) {
+        elements[place] += wa * values[b];
       } else {
-        AddCompensated(wa * values[b], fElements[place], fLost[place]);
+        AddCompensated(wa * values[b], elements[place], lost[place]);
       }
     }
   }
   return true;
+}
+
+void QvSymMatrix::UpdateEachXXSparse(std::vector<QvSymMatrix>& matrices,
+                                     const std::vector<double>& weights,
+                                     const std::vector<int>& indices,
+                                     const std::vector<double>& values) {
+  for (std::size_t a = 0; a < indices.size(); ++a) {
+    for (std::size_t b = 0; b <= a; ++b) {
+      const std::size_t place = IndexOf(indices[a], indices[b]);
+      const double product = values[a] * values[b];
+      for (std::size_t k = 0; k < matrices.size(); ++k) {
+        matrices[k].fElements[place] += weights[k] * product;
+      }
+    }
+  }
 }
 
 bool QvSymMatrix::StartCompensation() {

@@ -52,6 +52,13 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// Sets to 0 every element in a row or column whose bit is clear, or missing for the last row.
   bool ZeroOutRedundant(const QvBitSet& swept);
 
+  /// Adds weights[k] x x' to matrix k of one order, for a sparse x: the places are looked up once.
+  /// REQUIRES: a weight per matrix, distinct indices below their order, no compensation.
+  static void UpdateEachXXSparse(std::vector<QvSymMatrix>& matrices,
+                                 const std::vector<double>& weights,
+                                 const std::vector<int>& indices,
+                                 const std::vector<double>& values);
+
   /// Replaces the matrix by x x' for a dense x of GetOrder() values.
   bool SetOuterProduct(const std::vector<double>& x);
   /// Adds c times a matrix of the same order.

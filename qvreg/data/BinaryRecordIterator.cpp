@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <utility>
 
+#include "qvreg/common/QvPlatform.h"
+
 namespace QvCommon {
 
 BinaryRecordIterator::BinaryRecordIterator(std::FILE* file, int recordSize)
@@ -24,7 +26,7 @@ int BinaryRecordIterator::NextRecord() {
   }
   // Counted in bytes, so that a piece of a double at the end is not taken for the end itself.
   const std::size_t wanted = static_cast<std::size_t>(fRecordSize) * sizeof(double);
-  const std::size_t read = std::fread(fLookAhead.GetAll(), 1, wanted, fFile);
+  const std::size_t read = QVREG_FREAD(fLookAhead.GetAll(), 1, wanted, fFile);
   if (read == 0 && std::feof(fFile) != 0) return fFailReason = kIterEndOfData;
   if (read < wanted) fFailReason = kIterReadError;
   return fFailReason;

@@ -47,6 +47,13 @@ class QvRecordPass {
     return status;
   }
 
+  /// The status of a record or stored row that a model refused: 313, or 1 once a stop was asked
+  /// for, since a model that is asked to stop refuses too.
+  static QvCommon::QvStatus RefusedRecord(const QvCancelInfo& cancel) {
+    return {cancel.IsFlagSet() ? QvStatusCode::kCancelled : QvStatusCode::kDataNotProcessed, false};
+  }
+
+  [[nodiscard]] const QvCancelInfo& GetCancelInfo() const { return fCancel; }
   /// What the iterator answered when the pass was started.
   [[nodiscard]] int GetNewPassResult() const { return fNewPassResult; }
 

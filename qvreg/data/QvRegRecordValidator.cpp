@@ -49,6 +49,15 @@ void QvRegRecordValidator::SetRecordInfo(const std::vector<QvConst::QvVariableTy
                                          int nTargetCategories) {
   fNTargetCategories = nTargetCategories;
   fVariableTypes = types;
+  fCovariates.clear();
+  fOthers.clear();
+  fAllVariables.clear();
+  for (int var = 0; var < static_cast<int>(types.size()); ++var) {
+    const QvConst::QvVariableType type = types[static_cast<std::size_t>(var)];
+    fAllVariables.push_back(var);
+    if (type == QvConst::QvVarCovariate) fCovariates.push_back(var);
+    if (type != QvConst::QvVarCovariate && type != QvConst::QvVarNone) fOthers.push_back(var);
+  }
   fNCategories.assign(types.size(), 0);
   for (std::size_t i = 0; i < factorVars.size(); ++i) {
     const auto var = static_cast<std::size_t>(factorVars[i]);
@@ -73,12 +82,20 @@ QvRecordVerdict QvRegRecordValidator::CheckCategory(int var, double value, QvSta
 }
 
 QvRecordVerdict QvRegRecordValidator::CheckRecord(const Record& record, QvStatus& status) const {
-  const auto nVariables = static_cast<int>(fVariableTypes.size());
-  if (nVariables > record.Size()) {
+  if (static_cast<int>(fVariableTypes.size()) > record.Size()) {
     status = QvStatus(QvStatusCode::kShortRecord, false);
     return QvRecordVerdict::kError;
   }
-  for (int var = 0; var < nVariables; ++var) {
+  // Covariates are many and seldom missing: they are looked at without a branch each.
+  const double* values = record.GetAll();
+  bool mayBeMissing = false;
+  for (const int var : fCovariates) mayBeMissing |= values[var] <= QvMV::gMissingValue;
+  return CheckInOrder(mayBeMissing ? fAllVariables : fOthers, record, status);
+}
+
+QvRecordVerdict QvRegRecordValidator::CheckInOrder(const std::vector<int>& variables,
+                                                   const Record& record, QvStatus& status) const {
+  for (const int var : variables) {
     const double value = record[var];
     QvRecordVerdict verdict = QvRecordVerdict::kValid;
     switch (fVariableTypes[static_cast<std::size_t>(var)]) {

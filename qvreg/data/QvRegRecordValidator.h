@@ -42,9 +42,16 @@ class QVREG_EXPORT QvRegRecordValidator {
  private:
   [[nodiscard]] QvRecordVerdict CheckCategory(int var, double value,
                                               QvCommon::QvStatus& status) const;
+  /// The verdict of the first of these variables that is not valid.
+  QvRecordVerdict CheckInOrder(const std::vector<int>& variables, const QvCommon::Record& record,
+                               QvCommon::QvStatus& status) const;
   [[nodiscard]] bool HasTargetCategories() const { return fNTargetCategories >= 1; }
 
   std::vector<QvConst::QvVariableType> fVariableTypes;
+  /// Record indices: of the covariates, of all other variables with a role, of all.
+  std::vector<int> fCovariates;
+  std::vector<int> fOthers;
+  std::vector<int> fAllVariables;
   int fNTargetCategories = 0;
   std::vector<int> fNCategories;
 };

@@ -49,23 +49,58 @@ bool QvDesignRow::Expand(const double* values) {
   return ok;
 }
 
-void QvDesignRow::ExpandIndices(const double* values, const std::vector<int>& parameterIndices) {
-  // Written without a branch, since which effects are zero is anyone's guess: a zero is overwritten
-  // by the next value.
-  int* outIndices = fIndices.data();
-  double* outValues = fValues.data();
+namespace {
+
+/// Takes the zeros out of a row of n values; how many stay. Written without a branch, since which
+/// are zero is anyone's guess: a zero is overwritten by the next value.
+std::size_t CloseUp(std::size_t n, int* indices, double* values) {
+  std::size_t count = 0;
+  for (std::size_t k = 0; k < n; ++k) {
+    const int index = indices[k];
+    const double value = values[k];
+    indices[count] = index;
+    values[count] = value;
+    count += static_cast<std::size_t>((index >= 0) & (value != 0.0));
+  }
+  return count;
+}
+
+}  // namespace
+
+template <typename Number>
+std::size_t QvDesignRow::Fill(const double* values, const std::vector<int>& parameterIndices,
+                              Number&& number, int* outIndices, double* outValues) const {
   const int* singles = fSingles.data();
   const int* columns = parameterIndices.data();
   const std::size_t nEffects = parameterIndices.size();
-  std::size_t count = 0;
+  bool hasZero = false;
   for (std::size_t effect = 0; effect < nEffects; ++effect) {
     const int position = singles[effect];
     const double value = position >= 0 ? values[position] : EffectValue(effect, values);
-    outIndices[count] = columns[effect];
-    outValues[count] = value;
-    count += columns[effect] >= 0 && value != 0.0 ? 1 : 0;
+    const int index = number(columns[effect]);
+    outIndices[effect] = index;
+    outValues[effect] = value;
+    hasZero |= (index < 0) | (value == 0.0);
   }
-  fCount = static_cast<int>(count);
+  return hasZero ? CloseUp(nEffects, outIndices, outValues) : nEffects;
+}
+
+void QvDesignRow::ExpandIndices(const double* values, const std::vector<int>& parameterIndices) {
+  const auto same = [](int column) { return column; };
+  fCount = static_cast<int>(Fill(values, parameterIndices, same, fIndices.data(), fValues.data()));
+}
+
+void QvDesignRow::ExpandNumbered(const double* values, const std::vector<int>& parameterIndices,
+                                 const std::vector<int>& numbers, std::vector<int>& outIndices,
+                                 std::vector<double>& outValues) const {
+  const int* numberOf = numbers.data();
+  const auto number = [numberOf](int column) { return column < 0 ? column : numberOf[column]; };
+  outIndices.resize(parameterIndices.size());
+  outValues.resize(parameterIndices.size());
+  const std::size_t count =
+      Fill(values, parameterIndices, number, outIndices.data(), outValues.data());
+  outIndices.resize(count);
+  outValues.resize(count);
 }
 
 double QvDesignRow::InnerProduct(const std::vector<double>& coefficients, int offset) const {

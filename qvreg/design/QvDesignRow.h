@@ -24,6 +24,12 @@ class QvDesignRow {
   bool Expand(const double* values);
   /// The same for a row whose parameters are known, one per effect, -1 for none.
   void ExpandIndices(const double* values, const std::vector<int>& parameterIndices);
+  /// As ExpandIndices, into other vectors and with `numbers[parameter]` in place of each parameter,
+  /// negative for one to leave out; the vectors become as long as the row has such non-zeros. May
+  /// throw std::bad_alloc.
+  void ExpandNumbered(const double* values, const std::vector<int>& parameterIndices,
+                      const std::vector<int>& numbers, std::vector<int>& outIndices,
+                      std::vector<double>& outValues) const;
   /// The value of an effect's columns for a row. REQUIRES: an effect of Setup.
   [[nodiscard]] double EffectValue(std::size_t effect, const double* values) const;
   /// Adds a value behind the others, such as the dependent's. REQUIRES: a larger index; once per
@@ -44,6 +50,10 @@ class QvDesignRow {
   void Unscatter(std::vector<double>& row) const;
 
  private:
+  template <typename Number>
+  std::size_t Fill(const double* values, const std::vector<int>& parameterIndices, Number&& number,
+                   int* outIndices, double* outValues) const;
+
   const QvFactorTables* fpFactorTables = nullptr;
   /// Effect after effect the positions to multiply, each as often as its power says.
   std::vector<int> fMultipliers;

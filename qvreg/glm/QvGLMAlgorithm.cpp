@@ -69,12 +69,8 @@ template <typename Step>
 QvStatus QvGLMAlgorithm::ForEachRecord(MultiPassRecordIter& iter, Step&& step) {
   if (!fbDataProcessed) return {QvStatusCode::kDataNotProcessed, false};
   QvRecordPass pass(iter, fCancelInfo, fValidator);
-  return pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus& status) {
-    const bool isUsed = verdict == QvRecordVerdict::kValid && fFactorTables.IsInRange(record);
-    if (!isUsed || step(record.GetAll())) return true;
-    status = QvStatus(QvStatusCode::kDataNotProcessed, false);
-    return false;
-  });
+  return ForEachCountedRecord(pass, fFactorTables,
+                              [&](const Record& record) { return step(record.GetAll()); });
 }
 
 QvStatus QvGLMAlgorithm::Estimate(MultiPassRecordIter& iter) {

@@ -11,6 +11,13 @@
 using QvCommon::QvSparseVector;
 using QvCommon::QvSymMatrix;
 
+namespace {
+
+/// The product may grow to this: another sum, of at most 46341 terms up to 1, keeps it finite.
+constexpr double kEnoughPending = 1e100;
+
+}  // namespace
+
 QvAccumStatsLogistic::QvAccumStatsLogistic(const QvRegSettings& settings, int p, int K,
                                            const std::vector<double>& estimates)
     : fpSettings(&settings), fNParameters(p), fNCategories(K), fpEstimates(&estimates) {
@@ -24,6 +31,10 @@ bool QvAccumStatsLogistic::Allocate() {
   try {
     fScores.assign(static_cast<std::size_t>(fNCategories - 1) * p, 0.0);
     fProbabilities.assign(static_cast<std::size_t>(fNCategories), 0.0);
+    fPredictors = fProbabilities;
+    fBlockWeights.assign(
+        static_cast<std::size_t>(fNCategories) * static_cast<std::size_t>(fNCategories - 1) / 2,
+        0.0);
     fDenseRow.assign(p, 0.0);
   } catch (const std::bad_alloc&) {
     return false;
@@ -34,6 +45,8 @@ bool QvAccumStatsLogistic::Allocate() {
 
 void QvAccumStatsLogistic::Reset(QvConst::QvEstimationMethod method, bool separationCheck) {
   fLogLikelihood = {};
+  fPendingWeight = 0.0;
+  fPendingProduct = 1.0;
   std::fill(fScores.begin(), fScores.end(), 0.0);
   fHessian.Clear();
   fValidRows = 0;
@@ -46,34 +59,31 @@ void QvAccumStatsLogistic::Reset(QvConst::QvEstimationMethod method, bool separa
   fMinComputed = kLargest;
 }
 
-bool QvAccumStatsLogistic::IsUsableRow(const std::vector<int>& indices,
-                                       const std::vector<double>& values) const {
-  return QvSparseVector(indices, values).IsValid() &&
-         std::all_of(indices.begin(), indices.end(),
-                     [this](int index) { return index < fNParameters; });
-}
-
 bool QvAccumStatsLogistic::ComputeProbabilities(const std::vector<int>& indices,
-                                                const std::vector<double>& values,
-                                                double& logReference) {
+                                                const std::vector<double>& values, double& largest,
+                                                double& sum) {
   if (fNParameters > 0) {
-    return QvSparseVector(indices, values)
-        .ComputeProbabilities(*fpEstimates, fNCategories, fNParameters, fProbabilities,
-                              logReference);
+    const QvSparseVector row(indices, values);
+    if (!row.ComputePredictors(*fpEstimates, fNParameters, fbDense, fPredictors)) return false;
+    QvSparseVector::PredictorsToProbabilities(fPredictors, fProbabilities, largest, sum);
+    return true;
   }
-  const double equal = 1.0 / fNCategories;
-  std::fill(fProbabilities.begin(), fProbabilities.end(), equal);
-  logReference = std::log(equal);
+  std::fill(fProbabilities.begin(), fProbabilities.end(), 1.0 / fNCategories);
+  largest = 0.0;
+  sum = fNCategories;
   return true;
 }
 
 int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
                                        const std::vector<double>& values, int category,
                                        double weight, bool llOnly) {
-  if (fNParameters > 0 && !IsUsableRow(indices, values)) return -1;
+  const QvSparseVector row(indices, values);
+  fbDense = fNParameters > 0 && row.IsDense(fNParameters);
+  if (fNParameters > 0 && !fbDense && !row.IsValidBelow(fNParameters)) return -1;
   if (category < 0 || category >= fNCategories || 0.0 >= weight) return -1;
-  double logReference = 0.0;
-  if (!ComputeProbabilities(indices, values, logReference)) {
+  double largest = 0.0;
+  double sum = 1.0;
+  if (!ComputeProbabilities(indices, values, largest, sum)) {
     ++fInvalidCalls;
     return -1;
   }
@@ -81,16 +91,27 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
   fWeight += weight;
   if (fbSeparationCheck) TrackExtremes(category);
 
-  double logProbability = logReference;
-  if (fNParameters > 0 && category != fNCategories - 1) {
-    logProbability +=
-        QvSparseVector(indices, values).InnerProductWithPart(*fpEstimates, category * fNParameters);
-  }
-  fLogLikelihood.Add({weight * logProbability, 0.0});
+  AddToLL(weight, fPredictors[static_cast<std::size_t>(category)] - largest, sum);
   if (llOnly || fNParameters < 1) return 0;
   AddScores(indices, values, category, weight);
   AddInformation(indices, values, weight);
   return 0;
+}
+
+void QvAccumStatsLogistic::AddToLL(double weight, double shifted, double sum) {
+  if (weight != fPendingWeight || fPendingProduct > kEnoughPending) {
+    fLogLikelihood.Add({-fPendingWeight * std::log(fPendingProduct), 0.0});
+    fPendingWeight = weight;
+    fPendingProduct = 1.0;
+  }
+  fPendingProduct *= sum;
+  fLogLikelihood.Add({weight * shifted, 0.0});
+}
+
+double QvAccumStatsLogistic::GetLL() const {
+  QvCommon::QvTwofold sum = fLogLikelihood;
+  sum.Add({-fPendingWeight * std::log(fPendingProduct), 0.0});
+  return sum.Value();
 }
 
 void QvAccumStatsLogistic::TrackExtremes(int category) {
@@ -105,46 +126,60 @@ void QvAccumStatsLogistic::TrackExtremes(int category) {
 void QvAccumStatsLogistic::AddScores(const std::vector<int>& indices,
                                      const std::vector<double>& values, int category,
                                      double weight) {
-  const QvSparseVector row(indices, values);
+  const auto p = static_cast<std::size_t>(fNParameters);
+  double* scores = fScores.data();
   for (int c = 0; c + 1 < fNCategories; ++c) {
     const double observed = c == category ? 1.0 : 0.0;
-    const double residual = observed - fProbabilities[static_cast<std::size_t>(c)];
-    row.IncrementPart(fScores, c * fNParameters, residual * weight);
+    const double factor = (observed - fProbabilities[static_cast<std::size_t>(c)]) * weight;
+    if (fbDense) {
+      for (std::size_t a = 0; a < p; ++a) scores[a] += factor * values[a];
+    } else {
+      for (std::size_t a = 0; a < indices.size(); ++a) {
+        scores[static_cast<std::size_t>(indices[a])] += factor * values[a];
+      }
+    }
+    scores += p;
   }
 }
 
-template <typename Add>
-void QvAccumStatsLogistic::ForEachBlock(double weight, Add&& add) {
-  for (int r = 0; r + 1 < fNCategories; ++r) {
-    const double pr = fProbabilities[static_cast<std::size_t>(r)];
-    for (int s = 0; s < r; ++s) {
-      const double ps = fProbabilities[static_cast<std::size_t>(s)];
-      add(fHessian.GetElemSSRef(r, s), -weight * pr * ps);
-    }
-    add(fHessian.GetElemSSRef(r, r), -weight * (pr - 1.0) * pr);
+void QvAccumStatsLogistic::ComputeBlockWeights(double weight) {
+  std::size_t block = 0;
+  for (std::size_t r = 0; r + 1 < fProbabilities.size(); ++r) {
+    const double pr = fProbabilities[r];
+    for (std::size_t s = 0; s < r; ++s) fBlockWeights[block++] = -weight * pr * fProbabilities[s];
+    fBlockWeights[block++] = -weight * (pr - 1.0) * pr;
   }
 }
 
 void QvAccumStatsLogistic::AddInformation(const std::vector<int>& indices,
                                           const std::vector<double>& values, double weight) {
+  ComputeBlockWeights(weight);
+  if (fbDense) {
+    AddDenseInformation(values);
+    return;
+  }
   // As in the linear model: a row that fills half of its columns is added densely.
   if (2 * indices.size() <= fDenseRow.size()) {
-    const QvSparseVector row(indices, values);
-    ForEachBlock(weight,
-                 [&row](QvSymMatrix& block, double c) { row.QuadraticOuterProductIncr(block, c); });
+    QvSymMatrix::UpdateEachXXSparse(fHessian.GetBlocks(), fBlockWeights, indices, values);
     return;
   }
   for (std::size_t a = 0; a < indices.size(); ++a) {
     fDenseRow[static_cast<std::size_t>(indices[a])] = values[a];
   }
-  if (fNCategories == 2) {
-    ForEachBlock(weight, [this](QvSymMatrix& block, double c) { block.UpdateXX(fDenseRow, c); });
-  } else {
-    fOuterProduct.SetOuterProduct(fDenseRow);
-    ForEachBlock(weight,
-                 [this](QvSymMatrix& block, double c) { block.AddMatrix(fOuterProduct, c); });
-  }
+  AddDenseInformation(fDenseRow);
   for (const int index : indices) fDenseRow[static_cast<std::size_t>(index)] = 0.0;
+}
+
+void QvAccumStatsLogistic::AddDenseInformation(const std::vector<double>& row) {
+  std::vector<QvSymMatrix>& blocks = fHessian.GetBlocks();
+  if (blocks.size() == 1) {
+    blocks[0].UpdateXX(row, fBlockWeights[0]);
+    return;
+  }
+  fOuterProduct.SetOuterProduct(row);
+  for (std::size_t block = 0; block < blocks.size(); ++block) {
+    blocks[block].AddMatrix(fOuterProduct, fBlockWeights[block]);
+  }
 }
 
 void QvAccumStatsLogistic::GetHessian(QvSymMatrix& out) const { fHessian.CopyToSymMatrix(out); }

@@ -28,7 +28,7 @@ class QvAccumStatsLogistic : public IQvAccumStats {
   bool CheckConstraints() override { return true; }
   int UpdateForRow(const std::vector<int>& indices, const std::vector<double>& values, int category,
                    double weight, bool llOnly) override;
-  [[nodiscard]] double GetLL() const override { return fLogLikelihood.Value(); }
+  [[nodiscard]] double GetLL() const override;
   [[nodiscard]] const std::vector<double>& GetScores() const override { return fScores; }
   void GetHessian(QvCommon::QvSymMatrix& out) const override;
   /// Counts beyond an int's range read as the largest int.
@@ -45,18 +45,18 @@ class QvAccumStatsLogistic : public IQvAccumStats {
   static constexpr double kLargest = std::numeric_limits<double>::max();
 
   [[nodiscard]] bool Allocate();
-  [[nodiscard]] bool IsUsableRow(const std::vector<int>& indices,
-                                 const std::vector<double>& values) const;
+  /// Adds weight (shifted - log(sum)).
+  void AddToLL(double weight, double shifted, double sum);
   bool ComputeProbabilities(const std::vector<int>& indices, const std::vector<double>& values,
-                            double& logReference);
+                            double& largest, double& sum);
   void TrackExtremes(int category);
   void AddScores(const std::vector<int>& indices, const std::vector<double>& values, int category,
                  double weight);
   void AddInformation(const std::vector<int>& indices, const std::vector<double>& values,
                       double weight);
-  /// Calls `add(block, c)` for every block with the weight that its outer product takes.
-  template <typename Add>
-  void ForEachBlock(double weight, Add&& add);
+  void AddDenseInformation(const std::vector<double>& row);
+  /// Fills fBlockWeights: what the row's outer product is multiplied by in every block.
+  void ComputeBlockWeights(double weight);
 
   const QvRegSettings* fpSettings;
   int fNParameters;
@@ -64,6 +64,10 @@ class QvAccumStatsLogistic : public IQvAccumStats {
   const std::vector<double>* fpEstimates;
   /// Steps near the maximum change its last digits only, which a long plain sum would lose.
   QvCommon::QvTwofold fLogLikelihood;
+  /// Not yet in it: minus the weight times the logarithm of the product, which holds the sums of
+  /// exponentials of the latest rows of one weight, so that they share one logarithm.
+  double fPendingWeight = 0.0;
+  double fPendingProduct = 1.0;
   std::vector<double> fScores;
   QvCommon::QvSymBlockMatrix fHessian;
   long long fValidRows = 0;
@@ -76,7 +80,11 @@ class QvAccumStatsLogistic : public IQvAccumStats {
   double fMinComputed = kLargest;
   bool fbValid = false;
   /// Scratch of a row.
+  std::vector<double> fPredictors;
   std::vector<double> fProbabilities;
+  std::vector<double> fBlockWeights;
+  /// Whether the row's non-zeros are the dense row.
+  bool fbDense = false;
   std::vector<double> fDenseRow;
   QvCommon::QvSymMatrix fOuterProduct;
 };

@@ -21,8 +21,6 @@ constexpr int kFirstCode = 0;
 QvLogAlgorithm::QvLogAlgorithm(const QvLogRegSettings& settings)
     : fSettings(settings),
       fCancelInfo(settings.GetCancelPointer()),
-      fExtractor(settings.GetDependent(), settings.GetFactors(), settings.GetCovariates(),
-                 settings.GetFrequencyWeightVar(), settings.GetRegrWeightVar()),
       fFactorTables(settings.GetFactors(), settings.GetFactorSizes(),
                     settings.GetFrequencyWeightVar(), settings.GetDependent(),
                     settings.GetDependentNCategs(), kFirstCode, kNone, 0.0, QvConst::QvOffsetNone),
@@ -112,37 +110,29 @@ QvStatus QvLogAlgorithm::CreateParameters(MultiPassRecordIter& iter,
   return fStatus;
 }
 
-template <typename Step>
-QvStatus QvLogAlgorithm::ForEachRecord(MultiPassRecordIter& iter, Step&& step) {
-  QvRecordPass pass(iter, fCancelInfo, fValidator);
-  return pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus& status) {
-    const bool isUsed = verdict == QvRecordVerdict::kValid && fFactorTables.IsInRange(record);
-    if (!isUsed || step(record.GetAll())) return true;
-    // A model that is asked to stop refuses rows as well.
-    const bool isStopped = fCancelInfo.IsFlagSet();
-    status =
-        QvStatus(isStopped ? QvStatusCode::kCancelled : QvStatusCode::kDataNotProcessed, false);
-    return false;
-  });
-}
-
 QvStatus QvLogAlgorithm::AccumulateXPrimeX(MultiPassRecordIter& iter) {
   if (fPatternExtractor == nullptr) {
-    return ForEachRecord(iter,
-                         [this](const double* row) { return fModel.AddRecordToXPrimeX(row); });
+    QvRecordPass pass(iter, fCancelInfo, fValidator);
+    return ForEachCountedRecord(pass, fFactorTables, [this](const Record& record) {
+      return fModel.AddRecordToXPrimeX(record.GetAll());
+    });
   }
   const QvStatus status = fPatternExtractor->CreateRowPatterns(iter, fModel);
   return status.IsError() ? status : fPatternExtractor->AddRowsToXPrimeX(fModel);
 }
 
-QvStatus QvLogAlgorithm::Classify(MultiPassRecordIter& iter) {
+QvStatus QvLogAlgorithm::ClassifyRecords(MultiPassRecordIter& iter) {
+  if (fPatternExtractor != nullptr) return fPatternExtractor->ClassifyRows(fModel);
   std::vector<double> noResiduals;
-  const QvStatus status = fPatternExtractor != nullptr
-                              ? fPatternExtractor->ClassifyRows(fModel)
-                              : ForEachRecord(iter, [&](const double* row) {
-                                  fModel.UpdateClassification(noResiduals, row);
-                                  return true;
-                                });
+  QvRecordPass pass(iter, fCancelInfo, fValidator);
+  return ForEachCountedRecord(pass, fFactorTables, [&](const Record& record) {
+    fModel.UpdateClassification(noResiduals, record.GetAll());
+    return true;
+  });
+}
+
+QvStatus QvLogAlgorithm::Classify(MultiPassRecordIter& iter) {
+  const QvStatus status = ClassifyRecords(iter);
   return status.IsError() ? status : fModel.FinishClassification();
 }
 

@@ -9,7 +9,6 @@
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/data/QvRecordCounts.h"
-#include "qvreg/data/QvRecordExtractor.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/design/QvModelDesign.h"
@@ -75,18 +74,15 @@ class QvLogAlgorithm {
   void SetUpModel(std::vector<QvRegrParameter>& params);
   [[nodiscard]] QvRowLayout RecordLayout() const;
   QvCommon::QvStatus AccumulateXPrimeX(QvCommon::MultiPassRecordIter& iter);
+  /// The classification pass, and its closing.
   QvCommon::QvStatus Classify(QvCommon::MultiPassRecordIter& iter);
-  /// Calls `step(const double*)` for every record that the first pass counted; 313 where it
-  /// answers false.
-  template <typename Step>
-  QvCommon::QvStatus ForEachRecord(QvCommon::MultiPassRecordIter& iter, Step&& step);
+  QvCommon::QvStatus ClassifyRecords(QvCommon::MultiPassRecordIter& iter);
   void CreateStatistics();
   void RunOptimizer(QvCommon::MultiPassRecordIter& iter);
   [[nodiscard]] bool MayBeScored(const QvCommon::Record& record, QvCommon::QvStatus& status) const;
 
   const QvLogRegSettings& fSettings;
   QvCancelInfo fCancelInfo;
-  QvRecordExtractor fExtractor;
   QvRegRecordValidator fValidator;
   QvFactorTables fFactorTables;
   std::unique_ptr<QvPatternTabulator> fPatternExtractor;

@@ -90,6 +90,7 @@ void QvLogModel::Initialize(QvStatus& status) {
     return;
   }
   fEstimates.assign(fAllParameters.size(), 0.0);
+  fDenseRow.assign(Index(fNBasic), 0.0);
   fProbabilities.assign(Index(fCategories.GetCount()), 0.0);
   fpClassificationTable =
       std::make_unique<QvCommon::QvRectMatrix>(fCategories.GetCount(), fCategories.GetCount());
@@ -109,8 +110,15 @@ bool QvLogModel::AddRowToXPrimeX(const double* row, const std::vector<int>& para
   fDesignRow.ExpandIndices(row, parameterIndices);
   const double weight =
       WeightAt(row, fRowLayout.fFrequencyWeight) * WeightAt(row, fRowLayout.fRegressionWeight);
-  fpXPrimeX->UpdateXXSparse(fDesignRow.GetCount(), fDesignRow.GetIndices(), fDesignRow.GetValues(),
-                            weight);
+  if (2 * fDesignRow.GetCount() > fNBasic) {
+    // A row that fills half of its columns is added faster without looking up places.
+    fDesignRow.Scatter(fDenseRow);
+    fpXPrimeX->UpdateXX(fDenseRow, weight);
+    fDesignRow.Unscatter(fDenseRow);
+  } else {
+    fpXPrimeX->UpdateXXSparse(fDesignRow.GetCount(), fDesignRow.GetIndices(),
+                              fDesignRow.GetValues(), weight);
+  }
   ++fRecordsAdded;
   return true;
 }
@@ -180,28 +188,12 @@ QvStatus QvLogModel::SetEstimates(const std::vector<double>& estimates,
   return {};
 }
 
-void QvLogModel::Compress(const QvDesignRow& row, int& count, std::vector<int>& indices,
-                          std::vector<double>& values) const {
-  for (std::size_t a = 0; a < Index(row.GetCount()); ++a) {
-    const int local = fLocalIndices[Index(row.GetIndices()[a])];
-    if (local < 0) continue;
-    indices.push_back(local);
-    values.push_back(row.GetValues()[a]);
-    ++count;
-  }
-}
-
 bool QvLogModel::GetSparseRowFromIndices(const double* row,
                                          const std::vector<int>& parameterIndices, int& count,
                                          std::vector<int>& indices,
                                          std::vector<double>& values) const {
-  count = 0;
-  indices.clear();
-  values.clear();
-  indices.reserve(fEffects.size());
-  values.reserve(fEffects.size());
-  fDesignRow.ExpandIndices(row, parameterIndices);
-  Compress(fDesignRow, count, indices, values);
+  fDesignRow.ExpandNumbered(row, parameterIndices, fLocalIndices, indices, values);
+  count = static_cast<int>(indices.size());
   return true;
 }
 

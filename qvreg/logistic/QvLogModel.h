@@ -136,9 +136,6 @@ class QvLogModel : public IQvRegModel {
   int Predict(const QvDesignRow& row, std::vector<double>& probabilities) const;
   void Classify(const QvDesignRow& row, int observed, double weight,
                 std::vector<double>& residuals);
-  /// Keeps a filled design row's kept parameters, in compressed numbers.
-  void Compress(const QvDesignRow& row, int& count, std::vector<int>& indices,
-                std::vector<double>& values) const;
   [[nodiscard]] int NBlocks() const { return fCategories.GetCount() - 1; }
   void DisplayCategories() const;
   void DisplayParameters() const;
@@ -168,6 +165,7 @@ class QvLogModel : public IQvRegModel {
   /// Scratch of a row: by the layout of records, by that of the estimation passes.
   mutable QvDesignRow fRecordRow;
   mutable QvDesignRow fDesignRow;
+  std::vector<double> fDenseRow;
   std::vector<double> fProbabilities;
   double fClassifiedWeight;
   double fTotalClassified = 0.0;

@@ -101,13 +101,8 @@ QvStatus QvPatternTabulator::CreateRowPatterns(QvCommon::MultiPassRecordIter& it
   fLocalCategories = model.GetDependCategoryLocalIndices();
   if (!SetUpKeys()) return Keep({QvStatusCode::kTooManyParameters, false});
   QvRecordPass pass(iter, fCancel, fValidator);
-  const QvStatus status =
-      pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus& passStatus) {
-        if (verdict != QvRecordVerdict::kValid || !fFactorTables.IsInRange(record)) return true;
-        if (AddRecord(record)) return true;
-        passStatus = QvStatus(QvStatusCode::kDataNotProcessed, false);
-        return false;
-      });
+  const QvStatus status = ForEachCountedRecord(
+      pass, fFactorTables, [this](const Record& record) { return AddRecord(record); });
   if (status.IsError()) return Keep(status);
   fbRowPatternsCreated = true;
   return fStatus;
@@ -164,7 +159,7 @@ QvStatus QvPatternTabulator::Walk(Visit&& visit) {
       if (fCancel.StopRequested()) {
         status = QvStatus(QvStatusCode::kCancelled, false);
       } else if (!visit(row)) {
-        status = QvStatus(QvStatusCode::kDataNotProcessed, false);
+        status = QvRecordPass::RefusedRecord(fCancel);
       }
       return !status.IsError();
     });

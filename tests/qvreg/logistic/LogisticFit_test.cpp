@@ -260,7 +260,8 @@ TEST_P(RareCategoryTest, ANewtonStepTooFarIsHalvedAndReported) {
   EXPECT_EQ(listener_.halvings, fit.Stats().GetStepHalvings());
   for (std::size_t i = 1; i < listener_.logLikelihoods.size(); ++i) {
     // Beyond the rounding of its terms.
-    EXPECT_GT(listener_.logLikelihoods[i], listener_.logLikelihoods[i - 1] - 1e-11) << "never falls";
+    EXPECT_GT(listener_.logLikelihoods[i], listener_.logLikelihoods[i - 1] - 1e-11)
+        << "never falls";
   }
   EXPECT_NEAR(fit.Stats().GetParamEstimates()[0], -std::log(9979.0), 1e-7);
   EXPECT_NEAR(fit.Stats().GetParamEstimates()[1], std::log(9979.0), 1e-7);
