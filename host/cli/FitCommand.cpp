@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include "host/WholeFile.h"
 #include "host/cli/BadUsage.h"
 #include "host/cli/StandardStreams.h"
 #include "host/fit/Interrupt.h"
@@ -16,7 +17,6 @@
 #include "host/fit/RunFit.h"
 #include "host/report/JsonReport.h"
 #include "host/report/TextReport.h"
-#include "host/report/WholeFile.h"
 #include "host/table/TableWriter.h"
 
 namespace qvhost {

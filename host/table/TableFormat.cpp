@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
-#include "host/report/WholeFile.h"
+#include "host/WholeFile.h"
 
 namespace qvhost {
 

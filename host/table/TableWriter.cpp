@@ -8,7 +8,7 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
-#include "host/report/WholeFile.h"
+#include "host/WholeFile.h"
 #include "host/table/Connection.h"
 #include "host/table/ConnectionHandles.h"
 #include "host/table/DuckDb.h"

@@ -1,12 +1,12 @@
 #include "host/table/SpoolFile.h"
 
 #ifdef __linux__
-#include <csignal>
-
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "tests/host/table/FileSizeLimit.h"
+#include "tests/host/table/PlainUser.h"
 #endif
 
 #include <cerrno>
@@ -158,26 +158,6 @@ TEST_F(SpoolFileTest, GoesToTheFolderOfTheEnvironment) {
   EXPECT_EQ(folder, folder_.string());
 }
 
-/// Limits the size of this process's files, as a full disk would, while it lives.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, handler_);
-  }
-
- private:
-  rlimit before_{};
-  void (*handler_)(int);
-};
-
 TEST_F(SpoolFileTest, TellsWhenAFileMayNotGrow) {
   const FileSizeLimit limit(1 << 20);
   const Refusal refusal = FillFolder(folder_.string());
@@ -226,22 +206,6 @@ TEST_F(SpoolFileTest, TellsWhenTheDiskIsFull) {
                               "); 1 MB were needed so far. Name a folder with more room with "
                               "--spool-dir.");
 }
-
-/// Makes a root process act as a user without rights while it lives; any other stays as it is.
-class PlainUser {
- public:
-  PlainUser() : wasRoot_(geteuid() == 0 && seteuid(kNobody) == 0) {}
-  PlainUser(const PlainUser&) = delete;
-  PlainUser& operator=(const PlainUser&) = delete;
-  ~PlainUser() {
-    if (wasRoot_ && seteuid(0) != 0) std::abort();
-  }
-
- private:
-  static constexpr uid_t kNobody = 65534;
-
-  bool wasRoot_;
-};
 
 TEST_F(SpoolFileTest, NamesAFolderWithoutPermission) {
   using std::filesystem::perms;

@@ -1,4 +1,4 @@
-#include "host/report/WholeFile.h"
+#include "host/WholeFile.h"
 
 #include <cerrno>
 #include <cstdio>
