@@ -39,8 +39,8 @@ struct CovariatePower {
 
 /// One column of the design and what was found for it.
 struct ParameterResult {
-  std::string category;  ///< The dependent's level it speaks of; empty in a linear model.
-  std::string label;     ///< `(Intercept)`, `species=Gentoo:sex=male`, `I(x^2)`.
+  std::optional<std::string> category;  ///< The dependent's level it speaks of; logistic only.
+  std::string label;                    ///< `(Intercept)`, `species=Gentoo:sex=male`, `I(x^2)`.
   std::vector<FactorLevel> levels;
   std::vector<CovariatePower> covariates;
   std::optional<double> estimate;

@@ -19,7 +19,7 @@ constexpr double kStalledStatistic = 0.5;
 constexpr double kHugeStdError = 10.0;
 
 std::string DriverText(const ParameterResult& parameter) {
-  return fmt::format("'{}: {}' ({:.3g}, {})", parameter.category, parameter.label,
+  return fmt::format("'{}: {}' ({:.3g}, {})", parameter.category.value_or(""), parameter.label,
                      parameter.estimate.value_or(0.0),
                      parameter.statistics.stdError
                          ? fmt::format("standard error {:.2g}", *parameter.statistics.stdError)
@@ -32,8 +32,9 @@ bool OptimizationWarnings::IsDriver(const ParameterResult& parameter) const {
   if (parameter.redundant || parameter.IsIntercept()) return false;
   if (parameter.estimate.value_or(0.0) == 0.0) return false;
   if (!parameter.statistics.stdError) return true;
-  return std::abs(parameter.statistics.statistic.value_or(0.0)) < kStalledStatistic &&
-         *parameter.statistics.stdError * UnitOf(parameter) > kHugeStdError;
+  return std::abs(parameter.statistics.statistic.value_or(
+      0.0))<kStalledStatistic&& * parameter.statistics.stdError * UnitOf(parameter)>
+      kHugeStdError;
 }
 
 double OptimizationWarnings::UnitOf(const ParameterResult& parameter) const {
@@ -41,8 +42,8 @@ double OptimizationWarnings::UnitOf(const ParameterResult& parameter) const {
   for (const CovariatePower& covariate : parameter.covariates) {
     const auto found = std::ranges::find(covariates_, covariate.covariate);
     if (found == covariates_.end()) continue;
-    const double mean = means_.at(static_cast<std::size_t>(found - covariates_.begin()));
-    if (mean != 0.0) size *= std::pow(std::abs(mean), covariate.power);
+    const double span = spans_.at(static_cast<std::size_t>(found - covariates_.begin()));
+    if (span > 0.0) size *= std::pow(span, covariate.power);
   }
   return size;
 }

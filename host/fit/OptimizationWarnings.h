@@ -14,13 +14,13 @@ namespace qvhost {
 /// part are filled in.
 class OptimizationWarnings {
  public:
-  /// `means`: those of the covariates, in the order of `covariates`.
+  /// `spans`: of each of the `covariates`, its highest value less its lowest.
   OptimizationWarnings(const FitResult& result, const LogisticOptions& options,
-                       std::vector<std::string> covariates, std::vector<double> means)
+                       std::vector<std::string> covariates, std::vector<double> spans)
       : result_(result),
         options_(options),
         covariates_(std::move(covariates)),
-        means_(std::move(means)) {}
+        spans_(std::move(spans)) {}
 
   /// None when the iterations ended well.
   [[nodiscard]] std::vector<std::string> Find() const;
@@ -28,14 +28,14 @@ class OptimizationWarnings {
  private:
   [[nodiscard]] std::string Drivers() const;
   [[nodiscard]] bool IsDriver(const ParameterResult& parameter) const;
-  /// The product of its covariates at their means: times it, an estimate's size does not depend on
-  /// the covariates' units.
+  /// The product of its covariates' spans: times it, an estimate's size depends neither on the
+  /// covariates' units nor on where their zero lies.
   [[nodiscard]] double UnitOf(const ParameterResult& parameter) const;
 
   const FitResult& result_;
   const LogisticOptions& options_;
   std::vector<std::string> covariates_;
-  std::vector<double> means_;
+  std::vector<double> spans_;
 };
 
 }  // namespace qvhost

@@ -19,6 +19,9 @@ namespace {
 constexpr std::chrono::milliseconds kDelay{400};
 constexpr std::chrono::milliseconds kInterval{100};
 constexpr int kBarWidth = 30;
+constexpr int kLeastBarWidth = 10;
+/// A line that wraps could not be erased.
+constexpr std::size_t kLineWidth = 79;
 constexpr std::string_view kEraseLine = "\r\x1b[2K";
 
 bool IsTerminal(std::FILE* stream) {
@@ -40,14 +43,23 @@ std::chrono::milliseconds Delay() {
   return isWhole ? std::chrono::milliseconds(milliseconds) : kDelay;
 }
 
-std::string Line(std::string_view stage, double share, long long rows) {
-  if (share < 0.0) {
-    return fmt::format("{:<12} {} records", stage, rows);
-  }
+/// `width`: of the bar, without its brackets.
+std::string Bar(double share, int width) {
   const double inside = std::min(share, 1.0);
-  const int filled = static_cast<int>(inside * kBarWidth);
-  return fmt::format("{:<12} [{:=<{}}{:<{}}] {:3.0f}%  {} records", stage, "", filled, "",
-                     kBarWidth - filled, 100.0 * inside, rows);
+  const int filled = static_cast<int>(inside * width);
+  return fmt::format("[{:=<{}}{:<{}}] {:3.0f}%", "", filled, "", width - filled, 100.0 * inside);
+}
+
+/// The stage, the bar as long as there is room for it, and the records if there is.
+std::string Line(std::string_view stage, double share, long long rows) {
+  const std::string name = fmt::format("{:<12}", stage);
+  const std::string records = fmt::format("{} records", rows);
+  if (share < 0.0) return (name + " " + records).substr(0, kLineWidth);
+  for (int width = kBarWidth; width >= kLeastBarWidth; --width) {
+    std::string line = fmt::format("{} {}  {}", name, Bar(share, width), records);
+    if (line.size() <= kLineWidth) return line;
+  }
+  return (name + " " + Bar(share, kLeastBarWidth)).substr(0, kLineWidth);
 }
 
 }  // namespace

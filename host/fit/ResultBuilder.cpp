@@ -94,12 +94,15 @@ void ResultBuilder::AddWarnings(const FitOptions& options, FitResult& result) co
   result.warnings = FitWarnings(formula_, binding_, table_, run_.Output(), result).Find();
   if (!result.logistic) return;
   std::vector<std::string> covariates;
+  std::vector<double> spans;
   for (int i = 0; i < binding_.covariateCount; ++i) {
     const int position = ModelBinding::kDependent + 1 + binding_.factorCount + i;
-    covariates.push_back(table_.Columns()[static_cast<std::size_t>(position)].label);
+    const CodedColumn& column = table_.Columns()[static_cast<std::size_t>(position)];
+    covariates.push_back(column.label);
+    spans.push_back(column.highest - column.lowest);
   }
   const OptimizationWarnings endings(result, options.logistic, std::move(covariates),
-                                     run_.Output().GetMeanValues());
+                                     std::move(spans));
   for (std::string& warning : endings.Find()) result.warnings.push_back(std::move(warning));
 }
 

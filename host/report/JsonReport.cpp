@@ -26,7 +26,7 @@ Json Parameter(const ParameterResult& parameter) {
   }
   const CoefficientStatistics& statistics = parameter.statistics;
   Json json = Json::object();
-  if (!parameter.category.empty()) json["category"] = parameter.category;
+  if (parameter.category) json["category"] = *parameter.category;
   json["label"] = parameter.label;
   json["levels"] = std::move(levels);
   json["covariates"] = std::move(covariates);

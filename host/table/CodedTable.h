@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,7 +22,10 @@ struct CodedColumn {
   std::string label;
   Kind kind = Kind::kNumber;
   std::vector<std::string>
-      levels;                ///< A factor's levels for people, by code. Only those that occur.
+      levels;  ///< A factor's levels for people, by code. Only those that occur.
+  /// Of a number that is not always missing: the lowest and the highest value.
+  double lowest = std::numeric_limits<double>::infinity();
+  double highest = -std::numeric_limits<double>::infinity();
   std::int64_t missing = 0;  ///< Records in which the value is NULL or not a number (NaN).
 };
 

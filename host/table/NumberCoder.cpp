@@ -1,5 +1,6 @@
 #include "host/table/NumberCoder.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -26,6 +27,9 @@ void NumberCoder::Code(duckdb_vector values, idx_t rows, const RecordSlot& slot)
     const bool isMissing = std::isnan(number) || number == QvMV::gMissingValue;
     column_.missing += isMissing ? 1 : 0;
     *target = isMissing ? QvMV::gMissingValue : number;
+    if (isMissing) continue;
+    column_.lowest = std::min(column_.lowest, number);
+    column_.highest = std::max(column_.highest, number);
   }
 }
 

@@ -40,17 +40,17 @@ const char* RoleName(QvConst::QvVariableType type) {
 
 QvPatternTabulator::QvPatternTabulator(const QvLogRegSettings& settings, QvFactorTables& tables,
                                        const QvRegRecordValidator& validator, QvCancelInfo& cancel)
-    : fSettings(settings), fFactorTables(tables), fValidator(validator), fCancel(cancel) {
-  SetUpLayout();
-}
-
-void QvPatternTabulator::SetUpLayout() {
-  fRowLayout.fDependent = fNAnalysVars++;
-  for (std::size_t j = 0; j < fSettings.GetCovariates().size(); ++j) {
-    fRowLayout.fCovariates.push_back(fNAnalysVars++);
-  }
-  if (fSettings.GetFrequencyWeightVar() >= 0) fRowLayout.fFrequencyWeight = fNAnalysVars++;
-  if (fSettings.GetRegrWeightVar() >= 0) fRowLayout.fRegressionWeight = fNAnalysVars++;
+    : fSettings(settings),
+      fFactorTables(tables),
+      fValidator(validator),
+      fCancel(cancel),
+      // The pattern tells the factors' levels, so a row need not hold them.
+      fExtractor(settings.GetDependent(), {}, settings.GetCovariates(),
+                 settings.GetFrequencyWeightVar(), settings.GetRegrWeightVar()) {
+  fRowLayout.fDependent = fExtractor.GetDependentOffset();
+  fRowLayout.fCovariates = fExtractor.GetCovariateOffsets();
+  fRowLayout.fFrequencyWeight = fExtractor.GetFreqWeightOffset();
+  fRowLayout.fRegressionWeight = fExtractor.GetRegrWeightOffset();
 }
 
 QvStatus QvPatternTabulator::Keep(const QvStatus& status) {
@@ -112,7 +112,7 @@ QvRowPatterns& QvPatternTabulator::FindOrInsertPattern() {
   fpKey->SetHashCode(fpKey->ComputeHashCode());
   if (auto* pair = fRowPatternTable.Find(*fpKey); pair != nullptr) return pair->GetValue();
   auto key = std::make_unique<QvHashKey>(*fpKey);
-  auto patterns = std::make_unique<QvRowPatterns>(fNAnalysVars);
+  auto patterns = std::make_unique<QvRowPatterns>(fExtractor.GetExtractSize());
   fRowPatternTable.Insert(key, patterns);
   return fRowPatternTable.Find(*fpKey)->GetValue();
 }
@@ -131,12 +131,9 @@ bool QvPatternTabulator::AddRecord(const Record& record) {
   if (local < 0) return false;
   for (std::size_t i = 0; i < fPacked.size(); ++i) (*fpKey)[static_cast<int>(i)] = fPacked[i];
 
-  double* value = FindOrInsertPattern().AppendRow();
-  *value++ = local;
-  for (const int var : fSettings.GetCovariates()) *value++ = record[var];
-  for (const int var : {fSettings.GetFrequencyWeightVar(), fSettings.GetRegrWeightVar()}) {
-    if (var >= 0) *value++ = record[var];
-  }
+  double* row = FindOrInsertPattern().AppendRow();
+  fExtractor.ExtractRecord(row, record.GetAll());
+  row[fRowLayout.fDependent] = local;
   return true;
 }
 
@@ -251,7 +248,7 @@ void QvPatternTabulator::Display() const {
   QvComponentDisplay::DisplayI("fRegrWeightVar", fSettings.GetRegrWeightVar());
   QvComponentDisplay::DisplayI("fFreqWeightOffset", fRowLayout.fFrequencyWeight);
   QvComponentDisplay::DisplayI("fRegrWeightOffset", fRowLayout.fRegressionWeight);
-  QvComponentDisplay::DisplayI("fNAnalysVars", fNAnalysVars);
+  QvComponentDisplay::DisplayI("fNAnalysVars", fExtractor.GetExtractSize());
   DisplayPatterns();
   QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead);
   QvComponentDisplay::DisplayCount("fValidCount", fRecordCounts.fUsed);

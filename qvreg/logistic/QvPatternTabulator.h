@@ -9,6 +9,7 @@
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/data/QvRecordCounts.h"
+#include "qvreg/data/QvRecordExtractor.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/design/QvHashtable.h"
@@ -66,7 +67,6 @@ class QvPatternTabulator : public IQvDataHandler {
 
   /// False without memory.
   bool SetUpKeys();
-  void SetUpLayout();
   /// Fills fIndices from a pattern's key.
   void RebuildIndices(const QvCommon::QvHashKey& key);
   QvRowPatterns& FindOrInsertPattern();
@@ -83,13 +83,14 @@ class QvPatternTabulator : public IQvDataHandler {
   QvFactorTables& fFactorTables;
   const QvRegRecordValidator& fValidator;
   QvCancelInfo& fCancel;
+  /// Copies a record's analysis values into a stored row.
+  QvRecordExtractor fExtractor;
   std::vector<int> fBounds;
   std::vector<int> fPackedBounds;
   QvCommon::QvPackedInt fPacker;
   std::vector<int> fCategories;
   std::vector<int> fLocalCategories;
   QvRowLayout fRowLayout;
-  int fNAnalysVars = 0;
   PatternTable fRowPatternTable;
   std::unique_ptr<QvCommon::QvHashKey> fpKey;
   QvRecordCounts fRecordCounts;

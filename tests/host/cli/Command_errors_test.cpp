@@ -114,17 +114,6 @@ TEST_F(CommandErrors, NumberMadeAFactorAsDependent) {
       "  ^");
 }
 
-TEST_F(CommandErrors, CategoryAsDependentAsksForALogisticModel) {
-  Expect(Fit("text ~ x"), kRunFailed,
-         "The dependent 'text' is text, which asks for a logistic model, and that is not available "
-         "yet; name a dependent that is a number.");
-}
-
-TEST_F(CommandErrors, LogisticModel) {
-  Expect(Fit("y ~ x", {"--model", "logistic"}), kRunFailed,
-         "The logistic model is not available yet; leave --model out for a linear model.");
-}
-
 TEST_F(CommandErrors, DateAsACovariate) {
   Expect(Run({"fit", "--sql", "SELECT 1 AS y, DATE '2020-02-02' AS day", "--formula", "y ~ day"}),
          kBadInput,
@@ -137,7 +126,8 @@ TEST_F(CommandErrors, DateAsACovariate) {
 TEST_F(CommandErrors, DateAsDependent) {
   Expect(Run({"fit", "--sql", "SELECT 1 AS x, DATE '2020-02-02' AS day", "--formula", "day ~ x"}),
          kBadInput,
-         "The dependent 'day' is a date or time (DATE); a linear model needs a number.\n"
+         "The dependent 'day' is a date or time (DATE); a linear model needs a number, and for a "
+         "logistic model write C(day).\n"
          "  day ~ x\n"
          "  ^");
 }

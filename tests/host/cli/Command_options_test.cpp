@@ -2,13 +2,13 @@
 
 #include <cmath>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "tests/host/cli/CommandRun.h"
+#include "tests/host/cli/FitJson.h"
 #include "tests/host/cli/TempFolder.h"
 
 namespace qvhost {
@@ -16,27 +16,11 @@ namespace {
 
 using Json = nlohmann::json;
 
-Json FitJson(std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), "fit");
-  arguments.insert(arguments.end(), {"--json", "-"});
-  const CommandResult result = RunQvreg(arguments);
-  EXPECT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_EQ(result.err, "");
-  return Json::parse(result.out);
-}
-
 Json FitPenguins(const std::vector<std::string>& more) {
   std::vector<std::string> arguments = {"--data", QVREG_EXAMPLE_DATA "/penguins.csv", "--formula",
                                         "body_mass ~ sex + flipper_length"};
   arguments.insert(arguments.end(), more.begin(), more.end());
   return FitJson(arguments);
-}
-
-const Json& Parameter(const Json& fit, const std::string& label) {
-  for (const Json& parameter : fit.at("parameters")) {
-    if (parameter.at("label") == label) return parameter;
-  }
-  throw std::runtime_error("no parameter " + label);
 }
 
 void ExpectNear(const Json& value, double expected) {
@@ -62,13 +46,13 @@ TEST(CommandOptions, DefaultsFitALinearModel) {
       << "counts the redundant sex=male";
   EXPECT_EQ(fit.at("confidence"), 0.95);
   ExpectNear(fit.at("fit").at("residual_std_error"), kSigma);
-  const Json& slope = Parameter(fit, "flipper_length");
+  const Json& slope = ParameterOf(fit, "flipper_length");
   ExpectNear(slope.at("estimate"), kSlope);
   ExpectNear(slope.at("std_error"), kSlopeError);
   ExpectNear(slope.at("conf_low"), kSlopeLow);
   EXPECT_EQ(slope.at("covariates"), (Json{{"flipper_length", 1}}));
-  EXPECT_EQ(Parameter(fit, "sex=female").at("levels"), (Json{{"sex", "female"}}));
-  EXPECT_EQ(Parameter(fit, "sex=male").at("redundant"), true);
+  EXPECT_EQ(ParameterOf(fit, "sex=female").at("levels"), (Json{{"sex", "female"}}));
+  EXPECT_EQ(ParameterOf(fit, "sex=male").at("redundant"), true);
 }
 
 TEST(CommandOptions, ModelLinearIsTheDefaultOfANumber) {
@@ -78,7 +62,7 @@ TEST(CommandOptions, ModelLinearIsTheDefaultOfANumber) {
 TEST(CommandOptions, Confidence) {
   const Json fit = FitPenguins({"--confidence", "0.5"});
   EXPECT_EQ(fit.at("confidence"), 0.5);
-  ExpectNear(Parameter(fit, "flipper_length").at("conf_low"), kSlopeHalfLow);
+  ExpectNear(ParameterOf(fit, "flipper_length").at("conf_low"), kSlopeHalfLow);
 }
 
 TEST(CommandOptions, DegreesOfFreedom) {
@@ -86,7 +70,7 @@ TEST(CommandOptions, DegreesOfFreedom) {
   EXPECT_EQ(fit.at("degrees_of_freedom"), 100.0);
   EXPECT_EQ(fit.at("library_degrees_of_freedom"), 100.0);
   ExpectNear(fit.at("fit").at("residual_std_error"), kSigma * std::sqrt(kResidualDf / 100.0));
-  ExpectNear(Parameter(fit, "flipper_length").at("std_error"),
+  ExpectNear(ParameterOf(fit, "flipper_length").at("std_error"),
              kSlopeError * std::sqrt(kResidualDf / 100.0));
 }
 
@@ -105,7 +89,7 @@ TEST(CommandOptions, DegreesOfFreedomForASaturatedModel) {
 TEST(CommandOptions, NoIntercept) {
   const Json byOption = FitPenguins({"--no-intercept"});
   EXPECT_EQ(byOption.at("parameters").size(), 3U);
-  EXPECT_EQ(Parameter(byOption, "sex=male").at("redundant"), false);
+  EXPECT_EQ(ParameterOf(byOption, "sex=male").at("redundant"), false);
   const Json byFormula = FitJson({"--data", QVREG_EXAMPLE_DATA "/penguins.csv", "--formula",
                                   "body_mass ~ 0 + sex + flipper_length"});
   EXPECT_EQ(byOption.at("parameters"), byFormula.at("parameters"));
@@ -113,8 +97,9 @@ TEST(CommandOptions, NoIntercept) {
 }
 
 TEST(CommandOptions, Tolerance) {
-  EXPECT_EQ(Parameter(FitPenguins({}), "flipper_length").at("redundant"), false);
-  EXPECT_EQ(Parameter(FitPenguins({"--tolerance", "0.5"}), "flipper_length").at("redundant"), true)
+  EXPECT_EQ(ParameterOf(FitPenguins({}), "flipper_length").at("redundant"), false);
+  EXPECT_EQ(ParameterOf(FitPenguins({"--tolerance", "0.5"}), "flipper_length").at("redundant"),
+            true)
       << "less than half of its square is new beside the intercept";
 }
 
@@ -166,10 +151,10 @@ TEST(CommandOptions, NoRefine) {
       "--data", longley, "--formula", "TOTEMP ~ GNPDEFL + GNP + UNEMP + ARMED + POP + YEAR"};
   const double exact = 1829.1514646135518;
   const Json refined = FitJson(arguments);
-  EXPECT_NEAR(Parameter(refined, "YEAR").at("estimate"), exact, 1e-11 * exact);
+  EXPECT_NEAR(ParameterOf(refined, "YEAR").at("estimate"), exact, 1e-11 * exact);
   std::vector<std::string> plain = arguments;
   plain.emplace_back("--no-refine");
-  const double estimate = Parameter(FitJson(plain), "YEAR").at("estimate");
+  const double estimate = ParameterOf(FitJson(plain), "YEAR").at("estimate");
   EXPECT_NEAR(estimate, exact, 1e-6 * exact);
   EXPECT_GT(std::abs(estimate - exact), 1e-11 * exact);
 }
@@ -186,13 +171,13 @@ TEST(CommandOptions, LabelsOfEveryKindOfTerm) {
   const Json fit = FitJson({"--data", QVREG_EXAMPLE_DATA "/cars.csv", "--formula",
                             "miles_per_gallon ~ weight + I(weight^2) + origin:C(cylinders) + "
                             "log(horsepower) + origin:weight:I(weight^2)"});
-  const Json& square = Parameter(fit, "I(weight^2)");
+  const Json& square = ParameterOf(fit, "I(weight^2)");
   EXPECT_EQ(square.at("covariates"), (Json{{"weight", 2}}));
   EXPECT_EQ(square.at("levels"), Json::object());
-  EXPECT_EQ(Parameter(fit, "origin=Japan:cylinders=6").at("levels"),
+  EXPECT_EQ(ParameterOf(fit, "origin=Japan:cylinders=6").at("levels"),
             (Json{{"origin", "Japan"}, {"cylinders", "6"}}));
-  EXPECT_EQ(Parameter(fit, "log(horsepower)").at("covariates"), (Json{{"log(horsepower)", 1}}));
-  EXPECT_EQ(Parameter(fit, "origin=USA:I(weight^3)").at("covariates"), (Json{{"weight", 3}}));
+  EXPECT_EQ(ParameterOf(fit, "log(horsepower)").at("covariates"), (Json{{"log(horsepower)", 1}}));
+  EXPECT_EQ(ParameterOf(fit, "origin=USA:I(weight^3)").at("covariates"), (Json{{"weight", 3}}));
 }
 
 // ---- What the command tells of itself ---------------------------------------
@@ -218,11 +203,35 @@ TEST(CommandOptions, HelpOfFitNamesEveryOption) {
   const CommandResult result = RunQvreg({"fit", "--help"});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.err, "");
-  for (const char* text :
-       {"Usage: qvreg fit [OPTIONS]", "--data FILE", "--table NAME", "--sql QUERY",
-        "--formula FORMULA", "--model KIND", "--freq-weight COLUMN", "--regression-weight COLUMN",
-        "--no-intercept", "--tolerance", "--confidence", "--df NUMBER", "--no-refine",
-        "--json FILE", "--spool-dir DIR", "Formulas:", "Examples:", "Exit codes:"}) {
+  for (const char* text : {"Usage: qvreg fit [OPTIONS]",
+                           "--data FILE",
+                           "--table NAME",
+                           "--sql QUERY",
+                           "--formula FORMULA",
+                           "--model KIND",
+                           "--freq-weight COLUMN",
+                           "--regression-weight COLUMN",
+                           "--no-intercept",
+                           "--tolerance",
+                           "--confidence",
+                           "--df NUMBER",
+                           "--no-refine",
+                           "--reference LEVEL",
+                           "--in-memory",
+                           "--no-in-memory",
+                           "--max-iterations N=100",
+                           "--max-step-halving N=5",
+                           "--separation-from N=20",
+                           "--parameter-criterion SHARE=1e-06",
+                           "--absolute-parameter-criterion",
+                           "--ll-criterion SHARE=0",
+                           "--absolute-ll-criterion",
+                           "--json FILE",
+                           "--predictions FILE",
+                           "--spool-dir DIR",
+                           "Formulas:",
+                           "Examples:",
+                           "Exit codes:"}) {
     EXPECT_NE(result.out.find(text), std::string::npos) << text;
   }
 }

@@ -115,5 +115,56 @@ TEST(FitWarnings, NumbersTooLargeToSquare) {
   EXPECT_FALSE(fit.rmse.has_value());
 }
 
+// ---- A logistic model -------------------------------------------------------
+
+std::string WithAnswer(const std::string& columns = "1 AS w") {
+  return From("['u', 'v', 'w'][1 + (x * 11 % 24) // 8] AS answer, " + columns);
+}
+
+TEST(FitWarnings, AreNoneForAnOrdinaryLogisticFit) {
+  EXPECT_EQ(Fit(WithAnswer(), "answer ~ x + C(a)").warnings, Sentences{});
+}
+
+TEST(FitWarnings, LevelsOfTheDependentThatDoNotOccur) {
+  const FitResult fit =
+      Fit(WithAnswer("CASE WHEN (x * 11 % 24) // 8 <> 1 THEN x END AS z"), "answer ~ z");
+  ASSERT_FALSE(fit.warnings.empty());
+  EXPECT_EQ(fit.warnings[0],
+            "1 of the 3 levels of the dependent do not occur in the records used and are left out "
+            "of the model: 'v'.");
+  EXPECT_EQ(fit.logistic->levels.size(), 2U);
+}
+
+TEST(FitWarnings, AParameterOfEachLevelIsWarnedOfOnce) {
+  const FitResult fit = Fit(WithAnswer("2 * x + 1 AS x2, 'only' AS g"), "answer ~ x + x2 + g");
+  EXPECT_EQ(fit.warnings,
+            (Sentences{"The factor 'g' has only one level ('only') in the records used, so it "
+                       "explains nothing.",
+                       "'x2' depends on the terms before, and the model is the same without it."}));
+}
+
+TEST(FitWarnings, EmptyCellsOfALogisticModelCountCells) {
+  const FitResult fit = Fit(
+      "SELECT ['u', 'v', 'w'][1 + (range * 7919) % 23 % 3] AS answer, range % 2 AS a, range % 3 "
+      "AS b FROM range(200) WHERE NOT (range % 2 = 0 AND range % 3 = 0)",
+      "answer ~ C(a)*C(b)");
+  EXPECT_EQ(fit.warnings, Sentences{"1 of the 6 combinations of levels in 'C(a):C(b)' do not occur "
+                                    "in the records used and have no parameter."});
+}
+
+TEST(FitWarnings, NearlyDependentColumnsOfALogisticModel) {
+  const FitResult fit = Fit(WithAnswer("x + 1e-4 * b AS near"), "answer ~ x + near");
+  ASSERT_EQ(fit.warnings.size(), 1U);
+  EXPECT_TRUE(fit.warnings[0].starts_with("Some columns of the design are nearly dependent"));
+}
+
+TEST(FitWarnings, ASaturatedLogisticModelHasNoResidualToMiss) {
+  EXPECT_EQ(Fit("SELECT * FROM (VALUES ('u', 'k'), ('v', 'k'), ('u', 'l'), ('v', 'l')) AS "
+                "t(answer, g)",
+                "answer ~ g")
+                .warnings,
+            Sentences{});
+}
+
 }  // namespace
 }  // namespace qvhost

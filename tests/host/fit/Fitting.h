@@ -26,4 +26,9 @@ struct Failure {
 [[nodiscard]] double Predict(const FitResult& fit, const std::map<std::string, std::string>& levels,
                              const std::map<std::string, double>& covariates);
 
+/// The probability that a logistic fit gives each level of the dependent for a record.
+[[nodiscard]] std::map<std::string, double> Probabilities(
+    const FitResult& fit, const std::map<std::string, std::string>& levels,
+    const std::map<std::string, double>& covariates);
+
 }  // namespace qvhost

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "host/Error.h"
+#include "host/table/CodeTable.h"
 
 namespace qvhost {
 namespace {
@@ -105,15 +106,71 @@ TEST(ModelBinding, PointsAtTheTermThatRaisesAFactor) {
             "          ^");
 }
 
-TEST(ModelBinding, ABooleanDependentAsksForALogisticModel) {
-  EXPECT_EQ(MessageOf("flag ~ x"),
-            "The dependent 'flag' is a boolean, which asks for a logistic model, and that is not "
-            "available yet; name a dependent that is a number.");
+// ---- The dependent and the kind of model ------------------------------------
+
+TEST(ModelBinding, ACategoryAsDependentGivesALogisticModel) {
+  for (const char* formula : {"g ~ x", "flag ~ x", "e ~ x", "C(x) ~ y", "C(day) ~ x"}) {
+    const auto [read, binding] = Bind(formula);
+    EXPECT_EQ(binding.kind, ModelKind::kLogistic) << formula;
+    EXPECT_EQ(binding.columns[0].coding, Coding::kFactor) << formula;
+    EXPECT_FALSE(binding.columns[0].maxLevels.has_value()) << formula;
+  }
+  EXPECT_EQ(Labels(Bind("C(x) ~ y + g").binding), "x g y");
+}
+
+TEST(ModelBinding, ANumberAsDependentGivesALinearModel) {
+  for (const std::optional<ModelKind> asked :
+       {std::optional<ModelKind>(), std::optional(ModelKind::kLinear)}) {
+    const ModelBinding binding = Bind("y ~ x", {asked, "", ""}).binding;
+    EXPECT_EQ(binding.kind, ModelKind::kLinear);
+    EXPECT_EQ(binding.columns[0].coding, Coding::kNumber);
+  }
+}
+
+TEST(ModelBinding, ANumberMayBeTakenAsCategoriesIfTheyAreFew) {
+  const BindingOptions logistic{ModelKind::kLogistic, "", ""};
+  const ModelBinding number = Bind("y ~ x", logistic).binding;
+  EXPECT_EQ(number.kind, ModelKind::kLogistic);
+  EXPECT_EQ(number.columns[0].coding, Coding::kFactor);
+  EXPECT_EQ(number.columns[0].maxLevels, kMostNumericLevels);
+  EXPECT_FALSE(Bind("C(y) ~ x", logistic).binding.columns[0].maxLevels.has_value());
+  EXPECT_FALSE(Bind("g ~ x", logistic).binding.columns[0].maxLevels.has_value());
+}
+
+/// The levels of the dependent of `formula` on a number of so many values.
+std::size_t LevelsOf(const std::string& formula, int values, const BindingOptions& options) {
+  const TableSource source(
+      DataSource{"", "", "SELECT range AS y, 1 AS x FROM range(" + std::to_string(values) + ")"});
+  const ModelBinding binding = BindModel(ParseFormula(formula), source, options);
+  return CodeTable(source, binding.columns).Columns().front().levels.size();
+}
+
+TEST(ModelBinding, AThousandValuesAreFewEnough) {
+  const BindingOptions logistic{ModelKind::kLogistic, "", ""};
+  EXPECT_EQ(LevelsOf("y ~ x", 1000, logistic), 1000U);
+  EXPECT_THROW(LevelsOf("y ~ x", 1001, logistic), Error);
+  EXPECT_EQ(LevelsOf("C(y) ~ x", 1001, logistic), 1001U) << "C() asks for it";
+}
+
+TEST(ModelBinding, ACategoryIsNoDependentOfALinearModel) {
   EXPECT_EQ(MessageOf("flag ~ x", {ModelKind::kLinear, "", ""}),
             "The dependent 'flag' is a boolean, but a linear model needs a number; name a numeric "
             "column.\n"
             "  flag ~ x\n"
             "  ^");
+}
+
+TEST(ModelBinding, ADateIsADependentThroughCOnly) {
+  for (const std::optional<ModelKind> asked :
+       {std::optional<ModelKind>(), std::optional(ModelKind::kLinear),
+        std::optional(ModelKind::kLogistic)}) {
+    EXPECT_EQ(MessageOf("day ~ x", {asked, "", ""}),
+              "The dependent 'day' is a date or time (DATE); a linear model needs a number, and "
+              "for a logistic model write C(day).\n"
+              "  day ~ x\n"
+              "  ^");
+  }
+  EXPECT_EQ(MessageOf("C(day) ~ x"), "");
 }
 
 TEST(ModelBinding, AcceptsAnExpressionAsDependent) {

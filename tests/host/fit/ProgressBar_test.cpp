@@ -45,6 +45,31 @@ TEST_F(ProgressBarTest, AFullShareFillsTheBar) {
             std::string(kErase) + "coding       [" + std::string(30, '=') + "] 100%  10 records");
 }
 
+TEST_F(ProgressBarTest, ALongStageShortensTheBar) {
+  const std::string stage = "iteration 2, log-likelihood -1.09861e+06";
+  ProgressBar bar(stream_.get());
+  bar.Show(stage, 0.5, 500000);
+  const std::string line = Shown().substr(std::string(kErase).size());
+  EXPECT_EQ(line.size(), 79U) << "one less than most terminals have columns";
+  EXPECT_TRUE(line.starts_with(stage + " [=======")) << line;
+  EXPECT_TRUE(line.ends_with("]  50%  500000 records")) << line;
+}
+
+TEST_F(ProgressBarTest, AVeryLongStageLeavesOutTheRecords) {
+  const std::string stage = "iteration 12, log-likelihood -1.09861e+06, 12 step-halvings";
+  ProgressBar bar(stream_.get());
+  bar.Show(stage, 0.5, 500000);
+  EXPECT_EQ(Shown(), kErase + stage + " [=====     ]  50%");
+}
+
+TEST_F(ProgressBarTest, NoLineIsLongerThanATerminal) {
+  for (const double share : {-1.0, 0.5}) {
+    ProgressBar bar(stream_.get());
+    bar.Show(std::string(200, 'x'), share, 1);
+    EXPECT_TRUE(Shown().ends_with(kErase + std::string(79, 'x'))) << Shown();
+  }
+}
+
 TEST_F(ProgressBarTest, ChangesFewTimesASecondButForEveryStage) {
   ProgressBar bar(stream_.get());
   bar.Show("pass 1 of 3", 0.0, 0);

@@ -100,5 +100,57 @@ TEST(CoefficientInference, AnswersNoInfinityAndNoNaN) {
   EXPECT_FALSE(far.confLow || far.confHigh) << "past the largest double";
 }
 
+// ---- Maximum likelihood -----------------------------------------------------
+
+// R: f <- glm(am ~ wt, binomial, mtcars, epsilon = 1e-15); summary(f)$coefficients;
+// confint.default(f, level = 0.9); diag(summary(f)$cov.unscaled)
+TEST(CoefficientInference, NormalAgreesWithALogisticModelOfR) {
+  const CoefficientStatistics wt =
+      CoefficientInference::Normal(0.9).Of(-4.0239699621732017, 2.0636119583891115);
+  ExpectClose(wt.stdError, 1.436527743689314);
+  ExpectClose(wt.statistic, -2.8011780349182649);
+  ASSERT_TRUE(wt.pValue.has_value());
+  EXPECT_NEAR(*wt.pValue, 0.0050916420320824083, 1e-12 * 0.0050916420320824083);
+  ExpectClose(wt.confLow, -6.3868478315969854);
+  ExpectClose(wt.confHigh, -1.6610920927494197);
+}
+
+// R: 2 * pnorm(-z)
+TEST(CoefficientInference, NormalKeepsTheDigitsOfSmallProbabilities) {
+  struct Case {
+    double z;
+    double p;
+  };
+  for (const Case& c : {Case{0.5, 0.61707507745197387}, Case{1.96, 0.049995790296440856},
+                        Case{5, 5.7330314375838782e-07}, Case{12, 3.5529642241553581e-33},
+                        Case{30, 9.8134278542963744e-198}, Case{37, 1.1451142445049154e-299}}) {
+    const auto p = CoefficientInference::Normal(0.95).Of(c.z, 1.0).pValue;
+    ASSERT_TRUE(p.has_value());
+    EXPECT_NEAR(*p, c.p, 1e-12 * c.p) << "z " << c.z;
+    EXPECT_EQ(p, CoefficientInference::Normal(0.95).Of(-c.z, 1.0).pValue);
+  }
+  EXPECT_EQ(CoefficientInference::Normal(0.95).Of(100.0, 1.0).pValue, 0.0);
+}
+
+// R: qnorm((1 - level) / 2, lower.tail = FALSE)
+TEST(CoefficientInference, NormalLimitsStandAQuantileAway) {
+  struct Case {
+    double level;
+    double quantile;
+  };
+  for (const Case& c : {Case{0.95, 1.9599639845400536}, Case{0.9, 1.6448536269514726},
+                        Case{0.5, 0.67448975019608171}, Case{0.999, 3.2905267314918945},
+                        Case{0.9999999, 5.3267238864801447}}) {
+    const CoefficientStatistics at = CoefficientInference::Normal(c.level).Of(0.0, 4.0);
+    ExpectClose(at.confHigh, 2.0 * c.quantile);
+    ExpectClose(at.confLow, -2.0 * c.quantile);
+  }
+}
+
+TEST(CoefficientInference, NormalWithoutAVarianceHasNoTest) {
+  const CoefficientStatistics none = CoefficientInference::Normal(0.95).Of(3.0, -1.0);
+  EXPECT_FALSE(none.stdError || none.statistic || none.pValue || none.confLow || none.confHigh);
+}
+
 }  // namespace
 }  // namespace qvhost

@@ -101,6 +101,19 @@ TEST_F(CodeTableTest, TakesNullAndNanForMissing) {
                 {kMissing, std::numeric_limits<double>::max()});
 }
 
+TEST_F(CodeTableTest, KnowsTheLowestAndTheHighestNumber) {
+  const auto expectRange = [](const std::string& values, double lowest, double highest) {
+    const CodedTable table = CodeOne(List(values));
+    EXPECT_EQ(table.Columns()[0].lowest, lowest) << values;
+    EXPECT_EQ(table.Columns()[0].highest, highest) << values;
+  };
+  expectRange("(3), (NULL), (-7.5), (0)", -7.5, 3);
+  expectRange("(-2::DOUBLE), ('nan'), (-4)", -4, -2);
+  expectRange("(NULL), (5)", 5, 5);
+  constexpr double none = std::numeric_limits<double>::infinity();
+  expectRange("(NULL::DOUBLE)", none, -none);
+}
+
 TEST_F(CodeTableTest, SortsTextByBytes) {
   ExpectFactor(
       CodeOne(List("('b'), ('B'), (NULL), ('é'), (''), ('a'), ('b'), ('Zebra zebra zebra'), "

@@ -13,13 +13,13 @@
 #include "qvreg/component/QvRegFactory.h"
 #include "qvreg/settings/QvRegSettings.h"
 #include "tests/qvreg/support/AllocationHooks.h"
+#include "tests/qvreg/support/FailEveryAllocation.h"
 #include "tests/qvreg/support/LinearSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {
 
 using QvCommon::QvStatus;
-using qvtest::AllocationCount;
 using qvtest::AllocationFault;
 using qvtest::LinearSettings;
 using qvtest::LiveAllocations;
@@ -109,13 +109,6 @@ class AllocationFailure : public ::testing::TestWithParam<Case> {
     if (outcome.code == 0) outcome.code = status.GetCode();
   }
 
-  /// How many allocations a run makes when none fails.
-  long long CountAllocations() {
-    const long long before = AllocationCount();
-    Run();
-    return AllocationCount() - before;
-  }
-
   static void ExpectRightResult(const Outcome& outcome) {
     EXPECT_TRUE(outcome.isBuilt);
     EXPECT_NEAR(outcome.predicted, 67.0, 1e-10);  // 2 x 25 + 10 + 3 + 4
@@ -124,28 +117,8 @@ class AllocationFailure : public ::testing::TestWithParam<Case> {
   }
 
   void FailEveryAllocation(AllocationFault::Extent extent) {
-    const long long total = CountAllocations();
-    ASSERT_GT(total, 100);
-    for (long long n = 1; n <= total; ++n) {
-      SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(total));
-      const long long live = LiveAllocations();
-      Outcome outcome;
-      bool hasStruck = false;
-      {
-        const AllocationFault fault(n, extent);
-        outcome = Run();
-        hasStruck = fault.HasStruck();
-      }
-      EXPECT_EQ(LiveAllocations(), live);
-      EXPECT_TRUE(hasStruck);
-      EXPECT_FALSE(outcome.hasThrown);
-      if (!outcome.hasComponent) continue;
-      if (outcome.code == 0) {
-        ExpectRightResult(outcome);
-      } else {
-        EXPECT_EQ(outcome.code, 305);
-      }
-    }
+    qvtest::FailEveryAllocation(
+        extent, [this] { return Run(); }, ExpectRightResult);
   }
 
   LinearSettings settings_{kY, {{kA, 2}, {kB, 2}}, {kX}};

@@ -108,11 +108,14 @@ TEST(QvRegFactory, AModelTypeWithoutAComponentGivesNullWithSuccess) {
   QvRegFactory factory;
   EXPECT_EQ(factory.CreateRegAlgorithm(settings), nullptr);
   EXPECT_TRUE(factory.GetStatus().IsOK());
+  // 7 is no model at all.
+  OddSettings unknown(7);
+  EXPECT_EQ(factory.CreateRegAlgorithm(unknown), nullptr);
+  EXPECT_TRUE(factory.GetStatus().IsOK());
 }
 
-TEST(QvRegFactory, WhateverAllocationFailsALogisticComponentIsWholeOrNull) {
-  QvLogRegSettings settings;
-  settings.SetDependent(0);
+/// Makes a component once for each of its allocations, which then fails.
+void ExpectAComponentOrNullWhateverAllocationFails(QvRegSettings& settings) {
   QvRegFactory factory;
   bool hasStruck = true;
   for (long long n = 1; hasStruck; ++n) {
@@ -124,8 +127,14 @@ TEST(QvRegFactory, WhateverAllocationFailsALogisticComponentIsWholeOrNull) {
       hasStruck = fault.HasStruck();
     }
     EXPECT_EQ(component == nullptr, hasStruck);
-    EXPECT_TRUE(factory.GetStatus().IsOK());
+    EXPECT_TRUE(factory.GetStatus().IsOK()) << "the status is that of the settings";
   }
+}
+
+TEST(QvRegFactory, WhateverAllocationFailsALogisticComponentIsWholeOrNull) {
+  QvLogRegSettings settings;
+  settings.SetDependent(0);
+  ExpectAComponentOrNullWhateverAllocationFails(settings);
 }
 
 TEST(QvRegFactory, LogisticSettingsAreCheckedAsSuch) {
@@ -135,21 +144,9 @@ TEST(QvRegFactory, LogisticSettingsAreCheckedAsSuch) {
   EXPECT_TRUE(factory.GetStatus() == QvStatus(301, false));
 }
 
-TEST(QvRegFactory, WhateverAllocationFailsTheResultIsNullAndTheStatusThatOfTheSettings) {
+TEST(QvRegFactory, WhateverAllocationFailsALinearComponentIsWholeOrNull) {
   QvRegSettings settings = ValidSettings();
-  QvRegFactory factory;
-  bool hasStruck = true;
-  for (long long n = 1; hasStruck; ++n) {
-    SCOPED_TRACE(n);
-    std::unique_ptr<IQvRegComponent> component;
-    {
-      const AllocationFault fault(n, AllocationFault::Extent::kOnce);
-      component.reset(factory.CreateRegAlgorithm(settings));
-      hasStruck = fault.HasStruck();
-    }
-    EXPECT_EQ(component == nullptr, hasStruck);
-    EXPECT_TRUE(factory.GetStatus().IsOK());
-  }
+  ExpectAComponentOrNullWhateverAllocationFails(settings);
 }
 
 TEST(QvRegFactory, ACopyKeepsTheStatus) {

@@ -1,5 +1,6 @@
 #include "qvreg/design/QvFactorPass.h"
 
+#include <cstddef>
 #include <utility>
 #include <vector>
 
@@ -83,6 +84,42 @@ TEST_F(QvFactorPassTest, AnErrorOfTheValidatorIsTheAnswerAndKeepsTheCounts) {
 
 TEST_F(QvFactorPassTest, AShortRecordAnswers315) {
   EXPECT_TRUE(Fill({{0, 1, 1}, {0, 1}}) == QvStatus(315, false));
+}
+
+/// The covariates of the records that a later pass hands over until one is refused; none is with
+/// `refused` 0.
+class QvLaterPassTest : public QvFactorPassTest {
+ protected:
+  QvStatus Walk(const Rows& rows, std::size_t refused = 0) {
+    VectorRecordIter iter(qvtest::MakeRecords(rows));
+    QvRecordPass pass(iter, cancel_, validator_);
+    return ForEachCountedRecord(pass, tables_, [&](const QvCommon::Record& record) {
+      seen_.push_back(record[kX]);
+      return seen_.size() != refused;
+    });
+  }
+
+  std::vector<double> seen_;
+};
+
+TEST_F(QvLaterPassTest, HandsOverWhatTheFirstPassCounted) {
+  EXPECT_TRUE(Walk({{0, 1.5, 2}, {1, kMissing, 1}, {1, 3, 0}, {2, 3, 1}, {1, 4.5, 1}}).IsOK());
+  EXPECT_EQ(seen_, (std::vector<double>{1.5, 4.5}));
+}
+
+TEST_F(QvLaterPassTest, EndsAtARefusalWith313) {
+  EXPECT_TRUE(Walk({{0, 1, 1}, {0, 2, 1}, {0, 3, 1}}, 2) == QvStatus(313, false));
+  EXPECT_EQ(seen_, (std::vector<double>{1, 2}));
+}
+
+TEST_F(QvLaterPassTest, EndsWith1WhereTheRefusalComesFromAStop) {
+  VectorRecordIter iter(qvtest::MakeRecords({{0, 1, 1}, {0, 2, 1}}));
+  QvRecordPass pass(iter, cancel_, validator_);
+  const QvStatus status = ForEachCountedRecord(pass, tables_, [&](const QvCommon::Record&) {
+    cancel_.SetCancel();
+    return false;
+  });
+  EXPECT_TRUE(status == QvStatus(1, false));
 }
 
 TEST_F(QvFactorPassTest, ACancelledPassAnswers1EvenWithoutAUsedRecord) {

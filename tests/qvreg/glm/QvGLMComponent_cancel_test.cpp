@@ -12,6 +12,7 @@
 #include "qvreg/glm/QvGLMComponent.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CancelAtPoll.h"
+#include "tests/qvreg/support/CancellingIter.h"
 #include "tests/qvreg/support/LinearSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
@@ -19,6 +20,7 @@ namespace {
 
 using QvCommon::QvStatus;
 using qvtest::CancelAtPoll;
+using qvtest::CancellingIter;
 using qvtest::LinearSettings;
 using qvtest::MakeRecord;
 using qvtest::MakeRecords;
@@ -35,27 +37,6 @@ constexpr int kPolls = 3 * kRecords + kParameters;
 std::vector<QvCommon::Record> SmallData() {
   return MakeRecords({{1, 0, 0}, {3, 0, 1}, {6, 1, 1}, {8, 1, 2}, {7, 0, 3}});
 }
-
-/// Cancels a component from another thread when it hands out one record of one pass.
-class CancellingIter : public VectorRecordIter {
- public:
-  CancellingIter(int pass, std::size_t record)
-      : VectorRecordIter(SmallData()), pass_(pass), record_(record) {}
-
-  void CancelOn(IQvRegComponent& component) { component_ = &component; }
-  const QvCommon::Record* Next() override {
-    const QvCommon::Record* record = VectorRecordIter::Next();
-    if (Passes() == pass_ && Position() == record_) {
-      std::thread([this] { component_->Cancel(); }).join();
-    }
-    return record;
-  }
-
- private:
-  int pass_;
-  std::size_t record_;
-  IQvRegComponent* component_ = nullptr;
-};
 
 /// Delivers the same record for ever.
 class EndlessIter : public VectorRecordIter {
@@ -125,7 +106,7 @@ TEST_F(QvGLMCancelTest, CancelFromAnotherThreadStopsAnyPassBeforeTheNextRecord) 
   for (int pass = 1; pass <= 3; ++pass) {
     for (std::size_t record = 1; record < kRecords; ++record) {
       SCOPED_TRACE("pass " + std::to_string(pass) + ", record " + std::to_string(record));
-      CancellingIter data(pass, record);
+      CancellingIter data(SmallData(), pass, record);
       QvGLMComponent component(settings_.Get());
       data.CancelOn(component);
       EXPECT_TRUE(component.BuildModel(data) == QvStatus(1, false));
@@ -151,7 +132,7 @@ TEST_F(QvGLMCancelTest, CancelFromAnotherThreadEndsAPassThatWouldNotEnd) {
 }
 
 TEST_F(QvGLMCancelTest, CancelAtTheLastRecordOfTheSecondPassStopsTheSweep) {
-  CancellingIter data(2, kRecords);
+  CancellingIter data(SmallData(), 2, kRecords);
   QvGLMComponent component(settings_.Get());
   data.CancelOn(component);
   EXPECT_EQ(component.BuildModel(data).GetCode(), 1);

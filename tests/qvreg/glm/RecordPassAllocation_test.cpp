@@ -1,6 +1,5 @@
 // The passes over the data allocate nothing per record: after the first record of a pass, only a
 // level combination that was never seen before costs memory, once.
-#include <array>
 #include <cstddef>
 #include <string>
 #include <utility>
@@ -9,16 +8,15 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/glm/QvGLMComponent.h"
-#include "tests/qvreg/support/AllocationHooks.h"
+#include "tests/qvreg/support/AllocationCountingIter.h"
 #include "tests/qvreg/support/LinearSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {
 
-using qvtest::AllocationCount;
+using qvtest::AllocationCountingIter;
 using qvtest::LinearSettings;
 using qvtest::MakeRecord;
-using qvtest::VectorRecordIter;
 
 constexpr int kY = 0;
 constexpr int kA = 1;
@@ -48,44 +46,11 @@ std::vector<QvCommon::Record> OneCombination(std::size_t n) {
   return records;
 }
 
-/// Reads the allocation counter as the library asks for records.
-class CountingIter : public VectorRecordIter {
+/// Of records in blocks.
+class CountingIter : public AllocationCountingIter {
  public:
-  struct Pass {
-    long long atStart = 0;
-    long long afterFirstRecord = 0;
-    long long afterFirstBlock = 0;
-    long long atEnd = 0;
-  };
-
-  using VectorRecordIter::VectorRecordIter;
-
-  [[nodiscard]] bool HasMore() const override {
-    const bool hasMore = VectorRecordIter::HasMore();
-    if (!hasMore) passes_.at(Current()).atEnd = AllocationCount();
-    return hasMore;
-  }
-  const QvCommon::Record* Next() override {
-    Pass& pass = passes_.at(Current());
-    if (Position() == 1) pass.afterFirstRecord = AllocationCount();
-    if (Position() == kBlock) pass.afterFirstBlock = AllocationCount();
-    return VectorRecordIter::Next();
-  }
-  int NewPass() override {
-    const int reason = VectorRecordIter::NewPass();
-    passes_.at(Current()).atStart = AllocationCount();
-    return reason;
-  }
-
-  /// Counted from 0.
-  [[nodiscard]] const Pass& PassAt(int pass) const {
-    return passes_.at(static_cast<std::size_t>(pass));
-  }
-
- private:
-  [[nodiscard]] std::size_t Current() const { return static_cast<std::size_t>(Passes() - 1); }
-
-  mutable std::array<Pass, kPasses> passes_{};
+  explicit CountingIter(std::vector<QvCommon::Record> records)
+      : AllocationCountingIter(std::move(records), kBlock, kPasses) {}
 };
 
 class RecordPassAllocation : public ::testing::TestWithParam<bool> {

@@ -14,7 +14,9 @@
 #include "qvreg/component/QvRegFactory.h"
 #include "qvreg/logistic/QvLogComponent.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
+#include "tests/qvreg/support/AllocationCountingIter.h"
 #include "tests/qvreg/support/AllocationHooks.h"
+#include "tests/qvreg/support/FailEveryAllocation.h"
 #include "tests/qvreg/support/LogisticSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
@@ -22,6 +24,7 @@ namespace {
 
 using QvCommon::QvStatus;
 using qvtest::AllocationCount;
+using qvtest::AllocationCountingIter;
 using qvtest::AllocationFault;
 using qvtest::LiveAllocations;
 using qvtest::LogisticSettings;
@@ -108,30 +111,8 @@ class LogisticAllocationFailure : public ::testing::TestWithParam<bool> {
   }
 
   void FailEveryAllocation(AllocationFault::Extent extent) {
-    const long long before = AllocationCount();
-    Run();
-    const long long total = AllocationCount() - before;
-    ASSERT_GT(total, 100);
-    for (long long n = 1; n <= total; ++n) {
-      SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(total));
-      const long long live = LiveAllocations();
-      Outcome outcome;
-      bool hasStruck = false;
-      {
-        const AllocationFault fault(n, extent);
-        outcome = Run();
-        hasStruck = fault.HasStruck();
-      }
-      EXPECT_EQ(LiveAllocations(), live);
-      EXPECT_TRUE(hasStruck);
-      EXPECT_FALSE(outcome.hasThrown);
-      if (!outcome.hasComponent) continue;
-      if (outcome.code == 0) {
-        ExpectRightResult(outcome);
-      } else {
-        EXPECT_EQ(outcome.code, 305);
-      }
-    }
+    qvtest::FailEveryAllocation(
+        extent, [this] { return Run(); }, ExpectRightResult);
   }
 
   LogisticSettings settings_{kY, 4, {{kA, 2}}, {kX}};
@@ -214,6 +195,7 @@ INSTANTIATE_TEST_SUITE_P(WithAndWithoutTabulator, LogisticAllocationFailure, ::t
 
 /// The records of a block hold every level of A and every y.
 constexpr std::size_t kBlock = 6;
+constexpr std::size_t kMostPasses = 200;
 
 std::vector<QvCommon::Record> Blocks(std::size_t nBlocks) {
   std::vector<QvCommon::Record> records;
@@ -225,46 +207,11 @@ std::vector<QvCommon::Record> Blocks(std::size_t nBlocks) {
   return records;
 }
 
-/// Reads the allocation counter as the library asks for records.
-class CountingIter : public VectorRecordIter {
+/// Of records in blocks.
+class CountingIter : public AllocationCountingIter {
  public:
-  struct Pass {
-    long long atStart = 0;
-    long long afterFirstRecord = 0;
-    long long afterFirstBlock = 0;
-    long long atEnd = 0;
-  };
-
   explicit CountingIter(std::vector<QvCommon::Record> records)
-      : VectorRecordIter(std::move(records)) {
-    passes_.resize(200);
-  }
-
-  [[nodiscard]] bool HasMore() const override {
-    const bool hasMore = VectorRecordIter::HasMore();
-    if (!hasMore) passes_.at(Current()).atEnd = AllocationCount();
-    return hasMore;
-  }
-  const QvCommon::Record* Next() override {
-    Pass& pass = passes_.at(Current());
-    if (Position() == 1) pass.afterFirstRecord = AllocationCount();
-    if (Position() == kBlock) pass.afterFirstBlock = AllocationCount();
-    return VectorRecordIter::Next();
-  }
-  int NewPass() override {
-    const int reason = VectorRecordIter::NewPass();
-    passes_.at(Current()).atStart = AllocationCount();
-    return reason;
-  }
-  /// Counted from 0.
-  [[nodiscard]] const Pass& PassAt(int pass) const {
-    return passes_.at(static_cast<std::size_t>(pass));
-  }
-
- private:
-  [[nodiscard]] std::size_t Current() const { return static_cast<std::size_t>(Passes() - 1); }
-
-  mutable std::vector<Pass> passes_;
+      : AllocationCountingIter(std::move(records), kBlock, kMostPasses) {}
 };
 
 class LogisticPassAllocation : public ::testing::Test {

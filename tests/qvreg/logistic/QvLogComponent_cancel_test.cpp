@@ -1,7 +1,6 @@
 // The ways to stop a logistic run, and what is left of it, with the tabulator and without.
 #include <cstddef>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -10,6 +9,7 @@
 #include "qvreg/logistic/QvLogOutputStats.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CancelAtPoll.h"
+#include "tests/qvreg/support/CancellingIter.h"
 #include "tests/qvreg/support/LogisticSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
@@ -17,6 +17,7 @@ namespace {
 
 using QvCommon::QvStatus;
 using qvtest::CancelAtPoll;
+using qvtest::CancellingIter;
 using qvtest::LogisticSettings;
 using qvtest::MakeRecord;
 using qvtest::MakeRecords;
@@ -38,27 +39,6 @@ std::vector<QvCommon::Record> SmallData() {
                       {0, 1, 6},
                       {1, 0, 7}});
 }
-
-/// Cancels a component from another thread when it hands out one record of one pass.
-class CancellingIter : public VectorRecordIter {
- public:
-  CancellingIter(int pass, std::size_t record)
-      : VectorRecordIter(SmallData()), pass_(pass), record_(record) {}
-
-  void CancelOn(IQvRegComponent& component) { component_ = &component; }
-  const QvCommon::Record* Next() override {
-    const QvCommon::Record* record = VectorRecordIter::Next();
-    if (Passes() == pass_ && Position() == record_) {
-      std::thread([this] { component_->Cancel(); }).join();
-    }
-    return record;
-  }
-
- private:
-  int pass_;
-  std::size_t record_;
-  IQvRegComponent* component_ = nullptr;
-};
 
 class QvLogCancelTest : public ::testing::TestWithParam<bool> {
  protected:
@@ -126,7 +106,7 @@ TEST_P(QvLogCancelTest, CancelFromAnotherThreadStopsAnyPassBeforeTheNextRecord) 
   for (int pass = 1; pass <= passes; ++pass) {
     for (std::size_t record = 1; record < kRecords; ++record) {
       SCOPED_TRACE("pass " + std::to_string(pass) + ", record " + std::to_string(record));
-      CancellingIter data(pass, record);
+      CancellingIter data(SmallData(), pass, record);
       QvLogComponent component(settings_.Get());
       data.CancelOn(component);
       const QvStatus status = component.BuildModel(data);
@@ -144,7 +124,7 @@ TEST_P(QvLogCancelTest, CancelAtAPassesLastRecordLeavesNoHalfDoneModel) {
   CountRun(polls, passes);
   for (int pass = 1; pass <= passes; ++pass) {
     SCOPED_TRACE("pass " + std::to_string(pass));
-    CancellingIter data(pass, kRecords);
+    CancellingIter data(SmallData(), pass, kRecords);
     QvLogComponent component(settings_.Get());
     data.CancelOn(component);
     const QvStatus status = component.BuildModel(data);

@@ -326,6 +326,17 @@ TEST_F(QvLogModelTest, StartingValuesBeforeInitializeAre303) {
   EXPECT_TRUE(made->model.GetStatus() == QvStatus(303, false));
 }
 
+TEST_F(QvLogModelTest, StartingValuesOfCategoriesWithAWeightOfZeroAre303) {
+  settings_.FrequencyWeight(kFrequency);
+  const auto made = Make({{0, 0, 1, 0, 1}, {1, 2, 3, 0, 1}, {3, 0, 2, 0, 1}});
+  EXPECT_TRUE(made->Initialize() == QvStatus(318, false));
+  QvStatus status;
+  Doubles values;
+  made->model.GetStartingValues(status, values);
+  EXPECT_TRUE(status == QvStatus(303, false));
+  EXPECT_TRUE(values.empty());
+}
+
 TEST_F(QvLogModelTest, StartingValuesOfAFinishedModelAre310) {
   const auto made = Ready();
   Finish(*made);

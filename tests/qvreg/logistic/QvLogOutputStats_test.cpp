@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/common/Constants.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvFactorCounts.h"
 #include "tests/qvreg/support/CapturedDisplay.h"
 #include "tests/qvreg/support/LogisticFit.h"
@@ -110,6 +111,17 @@ TEST_P(QvLogOutputStatsTest, LogLikelihoodsAndPseudoRSquaresAgreeWithTheExactOne
   EXPECT_NEAR(fit.Stats().GetModelFitStat(QvConst::QvFitCoxSnellRSquare), kCoxSnell, 1e-13);
   EXPECT_NEAR(fit.Stats().GetModelFitStat(QvConst::QvFitNagelkerkeRSquare), kNagelkerke, 1e-13);
   EXPECT_NEAR(fit.Stats().GetModelFitStat(QvConst::QvFitMcFaddenRSquare), kMcFadden, 1e-13);
+}
+
+TEST_P(QvLogOutputStatsTest, TellsItsModelTypeAndServesTheValidator) {
+  LogisticFit fit = Fit();
+  IQvRegOutputStats* stats = nullptr;
+  ASSERT_TRUE(fit.Component().GetOutputStats(stats).IsOK());
+  EXPECT_EQ(stats->GetModelType(), QvConst::QvRegModelLogistic);
+  QvCommon::QvStatus status;
+  const QvRegRecordValidator& validator = stats->GetRecordValidator();
+  EXPECT_TRUE(validator.IsValid4Scoring(MakeRecord({kMissing, 0, 1}), status));
+  EXPECT_FALSE(validator.IsValid4Scoring(MakeRecord({0, 0, kMissing}), status));
 }
 
 TEST_P(QvLogOutputStatsTest, StatisticsOfALinearModelAreMissing) {

@@ -68,13 +68,17 @@ class JournalModel : public qvtest::StubRegModel {
   Rows rows;
   std::vector<Ints> parameters;
   std::size_t refused = 0;
+  /// Asked to stop, as if by another thread, just before the refusal.
+  QvCancelInfo* stopped = nullptr;
   /// How many values a row holds.
   std::size_t rowSize = 4;
 
   bool AddRowToXPrimeX(const double* row, const Ints& indices) override {
     rows.emplace_back(row, row + rowSize);
     parameters.push_back(indices);
-    return rows.size() != refused;
+    if (rows.size() != refused) return true;
+    if (stopped != nullptr) stopped->SetCancel();
+    return false;
   }
 };
 
@@ -303,6 +307,14 @@ TEST_F(QvPatternTabulatorTest, AWalkIsCancelledBeforeAnyRow) {
   }
 }
 
+TEST_F(QvPatternTabulatorTest, ARowRefusedByAModelThatIsAskedToStopAnswers1) {
+  const auto bench = Stored();
+  JournalModel journal;
+  journal.refused = 2;
+  journal.stopped = &bench->on.cancel;
+  EXPECT_TRUE(bench->tabulator.AddRowsToXPrimeX(journal) == QvStatus(1, false));
+}
+
 TEST_F(QvPatternTabulatorTest, AccumulatesWhatTheRecordsHold) {
   const auto bench = Stored();
   ASSERT_TRUE(bench->tabulator.AddRowsToXPrimeX(bench->on.model).IsOK());
@@ -457,6 +469,14 @@ TEST_F(QvPatternTabulatorTest, DisplayNamesTheRoleOfEveryVariable) {
              "Variable index", "Type =", "Covariate", "Variable index",
              "Type =", "Frequency Weight", "Variable index", "Type =", "Regression Weight"}))
       << text;
+}
+
+TEST_F(QvPatternTabulatorTest, DisplayTellsThatAVariableHasNoRole) {
+  LogisticSettings gap(kY, 4, {{kA, 2}}, {kX});  // kB, between them, is not in the model
+  LogModelOnTables on(gap.Effect({kA}).Get(), {});
+  const QvPatternTabulator tabulator(gap.Get(), on.tables, on.validator, on.cancel);
+  EXPECT_TRUE(qvtest::HoldsInOrder(qvtest::CapturedDisplay(tabulator),
+                                   {"Factor", "Unspecified", "Covariate"}));
 }
 
 TEST(QvPatternTabulator, DeclaresItsOwnOperationsBehindThoseOfTheHandler) {

@@ -383,6 +383,13 @@ TEST_F(QvRegOptimizerTest, APassThatFailsEndsTheRunWithItsStatusAndNoInverse) {
   }
 }
 
+TEST_F(QvRegOptimizerTest, WithScoresOfAnotherLengthThereIsNoStep) {
+  objective_.scores = [](const Doubles&) { return Doubles{1}; };
+  QvRegOptimizer optimizer = Make(objective_);
+  EXPECT_TRUE(optimizer.Estimate() == QvStatus(305, false));
+  EXPECT_EQ(objective_.beta, (Doubles{0, 4}));
+}
+
 TEST_F(QvRegOptimizerTest, AnotherMethodIsForTheFullPassesOnly) {
   QvRegOptimizer optimizer = Make(objective_);
   optimizer.SetMethod(QvConst::QvMethodFisherScoring, 0);

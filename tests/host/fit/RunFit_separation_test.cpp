@@ -1,0 +1,155 @@
+// What fits without a maximum warn of: which parameters are named, on tables made to deserve it.
+
+#include <algorithm>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/host/fit/Fitting.h"
+
+namespace qvhost {
+namespace {
+
+using Names = std::vector<std::string>;
+
+/// The parameters that the warnings name as drivers, in their order.
+Names DriversOf(const FitResult& fit) {
+  Names names;
+  const std::regex driver("'([^']*: [^']*)' \\(");
+  for (const std::string& warning : fit.warnings) {
+    for (std::sregex_iterator at(warning.begin(), warning.end(), driver), end; at != end; ++at) {
+      names.push_back((*at)[1]);
+    }
+  }
+  return names;
+}
+
+/// The weight tells the levels apart at 3 kilograms; `noise` does nothing.
+std::string Weighed(const std::string& weight) {
+  return "SELECT " + weight +
+         " AS weight, kilos >= 3 AS heavy, noise FROM (SELECT range / 10.0 AS kilos, (range * "
+         "7919) "
+         "% 23 AS noise FROM range(60))";
+}
+
+TEST(RunFitSeparation, CompleteByACovariate) {
+  const FitResult fit = Fit(Weighed("kilos"), "heavy ~ weight");
+  EXPECT_EQ(fit.logistic->outcome, "complete_separation");
+  EXPECT_FALSE(fit.logistic->converged);
+  EXPECT_EQ(DriversOf(fit), Names{"false: weight"});
+}
+
+TEST(RunFitSeparation, GramsOrKilogramsNameTheSameDrivers) {
+  for (const char* formula : {"heavy ~ weight", "heavy ~ weight + noise", "heavy ~ weight*noise",
+                              "heavy ~ weight + I(weight^2)"}) {
+    const FitResult kilos = Fit(Weighed("kilos"), formula);
+    const FitResult grams = Fit(Weighed("1000 * kilos"), formula);
+    const FitResult tons = Fit(Weighed("kilos / 1000"), formula);
+    const Names expected = DriversOf(kilos);
+    EXPECT_FALSE(expected.empty()) << formula;
+    EXPECT_EQ(DriversOf(grams), expected) << formula;
+    EXPECT_EQ(DriversOf(tons), expected) << formula;
+    EXPECT_EQ(grams.logistic->outcome, kilos.logistic->outcome) << formula;
+  }
+}
+
+TEST(RunFitSeparation, ACentredCovariateIsNamedToo) {
+  const FitResult fit = Fit(Weighed("kilos - 2.95"), "heavy ~ weight");
+  EXPECT_EQ(fit.logistic->outcome, "complete_separation");
+  EXPECT_EQ(DriversOf(fit), Names{"false: weight"});
+  EXPECT_EQ(DriversOf(Fit(Weighed("kilos - 2.95 + 1e-9"), "heavy ~ weight")),
+            Names{"false: weight"})
+      << "all but centred";
+}
+
+TEST(RunFitSeparation, ALevelWithOneAnswerOnly) {
+  const std::string rows =
+      "SELECT ['a', 'b', 'c'][1 + i % 3] AS g, i % 7 AS x, CASE WHEN i % 3 = 2 THEN 'yes' WHEN "
+      "(i * 7919) % 11 < 5 THEN 'no' ELSE 'yes' END AS answer FROM (SELECT range AS i FROM "
+      "range(90))";
+  const FitResult fit = Fit(rows, "answer ~ g + x");
+  EXPECT_EQ(fit.logistic->outcome, "quasi_complete_separation");
+  const Names drivers = DriversOf(fit);
+  ASSERT_EQ(drivers.size(), 2U) << "both are compared with c";
+  EXPECT_NE(std::ranges::find(drivers, "no: g=a"), drivers.end());
+  EXPECT_NE(std::ranges::find(drivers, "no: g=b"), drivers.end());
+}
+
+TEST(RunFitSeparation, ACovariateFarFromZeroIsNotNamedForItsMean) {
+  const std::string rows =
+      "SELECT ['a', 'b', 'c'][1 + i % 3] AS g, 2000 + i * 3 % 20 AS year, CASE WHEN i % 3 = 2 THEN "
+      "'yes' WHEN (i * 7919) % 11 < 5 THEN 'no' ELSE 'yes' END AS answer FROM (SELECT range AS i "
+      "FROM range(90))";
+  const Names drivers = DriversOf(Fit(rows, "answer ~ g + year"));
+  EXPECT_EQ(drivers.size(), 2U);
+  for (const std::string& driver : drivers) EXPECT_TRUE(driver.starts_with("no: g=")) << driver;
+}
+
+TEST(RunFitSeparation, OnlyTheLevelThatLiesApartIsNamed) {
+  DataSource iris;
+  iris.data = QVREG_TEST_DATA "/logistic/data/iris.csv";
+  FitOptions options;
+  options.source = iris;
+  options.formula = "species ~ sepal_length + sepal_width + petal_length + petal_width";
+  const Names drivers = DriversOf(Fit(options));
+  EXPECT_EQ(drivers.size(), 4U);
+  for (const std::string& driver : drivers) EXPECT_TRUE(driver.starts_with("setosa: ")) << driver;
+}
+
+TEST(RunFitSeparation, ACopyThatAllButRepeatsAnother) {
+  FitOptions options;
+  options.source.data = QVREG_TEST_DATA "/logistic/data/near_copy.csv";
+  options.formula = "answer ~ x + y";
+  const FitResult fit = Fit(options);
+  EXPECT_EQ(fit.logistic->outcome, "singular_information");
+  EXPECT_EQ(DriversOf(fit), Names{"false: y"});
+  ASSERT_EQ(fit.parameters.size(), 3U);
+  EXPECT_FALSE(fit.parameters[2].statistics.stdError.has_value());
+  EXPECT_FALSE(fit.parameters[2].statistics.confLow.has_value());
+}
+
+TEST(RunFitSeparation, AnOrdinaryFitWarnsOfNothing) {
+  FitOptions options;
+  options.source.data = QVREG_TEST_DATA "/logistic/data/made.csv";
+  options.formula = "three ~ g + x";
+  EXPECT_EQ(Fit(options).warnings, Names{});
+}
+
+TEST(RunFitSeparation, EarlyStopsSayWhatWasNotReached) {
+  FitOptions options;
+  options.source.data = QVREG_TEST_DATA "/logistic/data/made.csv";
+  options.formula = "three ~ g + x";
+  options.logistic.maxIterations = 2;
+  FitResult fit = Fit(options);
+  ASSERT_EQ(fit.warnings.size(), 1U);
+  EXPECT_TRUE(fit.warnings[0].starts_with(
+      "The estimates had not settled after 2 iterations, the most allowed: they still changed by "))
+      << fit.warnings[0];
+  options.logistic.maxIterations = 0;
+  fit = Fit(options);
+  EXPECT_EQ(fit.warnings, Names{"No iteration was allowed, so the estimates are nothing but the "
+                                "starting values. Allow some with --max-iterations."});
+}
+
+TEST(RunFitSeparation, TooFewStepHalvings) {
+  // A rare level that half of a small group has: the first step goes far too far.
+  FitOptions options = OptionsFor(
+      "SELECT * FROM (VALUES ('b', 1, 10), ('a', 1, 10), ('b', 0, 1), ('a', 0, 9979)) AS t(y, x, "
+      "n)",
+      "y ~ x");
+  options.binding.freqWeight = "n";
+  EXPECT_EQ(Fit(options).warnings,
+            Names{"Iteration 1 found no step that raised the log-likelihood in 5 step-halvings, so "
+                  "the estimates may not be the best. Allow more with --max-step-halving, or "
+                  "centre and rescale covariates."});
+  options.logistic.maxStepHalving = 6;
+  const FitResult fit = Fit(options);
+  EXPECT_EQ(fit.logistic->outcome, "parameters_converged");
+  EXPECT_EQ(fit.logistic->stepHalvings, 6);
+  EXPECT_EQ(fit.warnings, Names{});
+}
+
+}  // namespace
+}  // namespace qvhost

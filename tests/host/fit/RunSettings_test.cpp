@@ -1,0 +1,131 @@
+#include "host/fit/RunSettings.h"
+
+#include <cstdint>
+
+#include <gtest/gtest.h>
+
+#include "host/Error.h"
+#include "host/table/CodeTable.h"
+#include "qvreg/settings/QvLogRegSettings.h"
+#include "tests/host/fit/Fitting.h"
+
+namespace qvhost {
+namespace {
+
+constexpr const char* kRows =
+    "SELECT ['u', 'v', 'w'][1 + range % 3] AS y, range % 2 AS x, 1.5 AS z, ['p', 'q'][1 + range % "
+    "2] "
+    "AS g, 2 AS n, 0.5 AS r FROM range(12)";
+
+/// The settings of a run, with what they were made of.
+class MadeSettings {
+ public:
+  explicit MadeSettings(const FitOptions& options) : MadeSettings(options, std::nullopt) {}
+
+  /// The table claims to hold so many records.
+  MadeSettings(const FitOptions& options, std::optional<std::int64_t> records)
+      : formula_(ParseFormula(options.formula)),
+        source_(options.source),
+        binding_(BindModel(formula_, source_, options.binding)),
+        coded_(CodeTable(source_, binding_.columns)),
+        claimed_(SpoolFile(""), coded_.Columns(), records.value_or(coded_.RecordCount())),
+        settings_(formula_, binding_, claimed_, source_, options) {}
+
+  QvRegSettings& Get() { return settings_.Get(); }
+  QvLogRegSettings& Logistic() { return dynamic_cast<QvLogRegSettings&>(settings_.Get()); }
+
+ private:
+  Formula formula_;
+  TableSource source_;
+  ModelBinding binding_;
+  CodedTable coded_;
+  CodedTable claimed_;
+  RunSettings settings_;
+};
+
+TEST(RunSettings, OfALinearModelHaveItsType) {
+  MadeSettings made(OptionsFor(kRows, "x ~ z"));
+  EXPECT_EQ(made.Get().GetModelType(), QvConst::QvRegModelGLM);
+}
+
+TEST(RunSettings, OfALogisticModelHaveTheLibrarysDefaults) {
+  MadeSettings made(OptionsFor(kRows, "y ~ x"));
+  const QvLogRegSettings defaults;
+  QvLogRegSettings& settings = made.Logistic();
+  EXPECT_EQ(settings.GetModelType(), QvConst::QvRegModelLogistic);
+  EXPECT_TRUE(settings.IsValidSettings().IsOK());
+  EXPECT_EQ(settings.GetDependentNCategs(), 3);
+  EXPECT_EQ(settings.GetDependentRefCateg(), defaults.GetDependentRefCateg());
+  EXPECT_EQ(settings.GetMaxIterations(), defaults.GetMaxIterations());
+  EXPECT_EQ(settings.GetMaxStepHalvingValue(), defaults.GetMaxStepHalvingValue());
+  EXPECT_EQ(settings.GetStartingIteration(), defaults.GetStartingIteration());
+  EXPECT_EQ(settings.GetLLConCriterion(), defaults.GetLLConCriterion());
+  EXPECT_EQ(settings.GetLLFuncChange(), defaults.GetLLFuncChange());
+  EXPECT_EQ(settings.GetParamEstConCriterion(), defaults.GetParamEstConCriterion());
+  EXPECT_EQ(settings.GetParamEstChange(), defaults.GetParamEstChange());
+}
+
+TEST(RunSettings, CarryEveryLogisticOption) {
+  FitOptions options = OptionsFor(kRows, "y ~ x");
+  options.logistic = {"v", false, 7, 3, 1e-4, true, 1e-5, true, 11};
+  MadeSettings made(options);
+  QvLogRegSettings& settings = made.Logistic();
+  EXPECT_EQ(settings.GetDependentRefCateg(), 1);
+  EXPECT_FALSE(settings.GetUsePatternTabulator());
+  EXPECT_EQ(settings.GetMaxIterations(), 7);
+  EXPECT_EQ(settings.GetMaxStepHalvingValue(), 3);
+  EXPECT_EQ(settings.GetLLConCriterion(), 1e-4);
+  EXPECT_TRUE(settings.GetLLFuncChange());
+  EXPECT_EQ(settings.GetParamEstConCriterion(), 1e-5);
+  EXPECT_TRUE(settings.GetParamEstChange());
+  EXPECT_EQ(settings.GetStartingIteration(), 11);
+}
+
+TEST(RunSettings, CarryWhatEveryModelHas) {
+  FitOptions options = OptionsFor(kRows, "y ~ x + g");
+  options.binding.freqWeight = "n";
+  options.binding.regressionWeight = "r";
+  options.tolerance = 1e-9;
+  options.confidence = 0.8;
+  options.intercept = false;
+  MadeSettings made(options);
+  QvRegSettings& settings = made.Get();
+  EXPECT_TRUE(settings.IsValidSettings().IsOK());
+  EXPECT_FALSE(settings.GetInterceptUse());
+  EXPECT_EQ(settings.GetTolerance(), 1e-9);
+  EXPECT_EQ(settings.GetConfidenceLevel(), 0.8);
+  EXPECT_EQ(settings.GetFrequencyWeightVar(), 3);
+  EXPECT_EQ(settings.GetRegrWeightVar(), 4);
+}
+
+TEST(RunSettings, RefuseAnUnknownReference) {
+  FitOptions options = OptionsFor(kRows, "y ~ x");
+  options.logistic.reference = "uu";
+  EXPECT_THROW(MadeSettings{options}, Error);
+}
+
+// ---- Where the records are kept ---------------------------------------------
+
+/// A record of two values: 128 MiB hold 8,388,608.
+constexpr std::int64_t kMostRecords = 8388608;
+
+bool IsKept(std::int64_t records, std::optional<bool> asked = std::nullopt) {
+  FitOptions options = OptionsFor(kRows, "y ~ x");
+  options.logistic.inMemory = asked;
+  return MadeSettings(options, records).Logistic().GetUsePatternTabulator();
+}
+
+TEST(RunSettings, TablesUpTo128MiBAreKeptInMemory) {
+  EXPECT_TRUE(IsKept(0));
+  EXPECT_TRUE(IsKept(kMostRecords));
+  EXPECT_FALSE(IsKept(kMostRecords + 1));
+  EXPECT_FALSE(IsKept(INT64_MAX)) << "no overflow on the way";
+}
+
+TEST(RunSettings, TheUserDecidesWhateverTheSize) {
+  EXPECT_FALSE(IsKept(1, false));
+  EXPECT_TRUE(IsKept(100 * kMostRecords, true));
+}
+
+}  // namespace
+}  // namespace qvhost
