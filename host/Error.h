@@ -8,9 +8,9 @@ namespace qvhost {
 /// How the command ends.
 enum class ExitCode : int {
   kFitted = 0,  ///< The model was fitted and reported.
-  kRunFailed =
-      1,          ///< The run failed: the data cannot carry the model, or a file cannot be written.
-  kBadInput = 2,  ///< Wrong usage, or data that cannot be read.
+  /// The run failed: the data cannot carry the model, or a file cannot be written.
+  kRunFailed = 1,
+  kBadInput = 2,    ///< Wrong usage, or data that cannot be read.
   kCancelled = 130  ///< Stopped by Ctrl-C.
 };
 
