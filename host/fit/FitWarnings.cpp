@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "host/fit/EstimateCondition.h"
+#include "host/fit/NameList.h"
 #include "host/formula/Term.h"
 #include "qvreg/design/QvFactorCounts.h"
 
@@ -14,20 +15,11 @@ namespace qvhost {
 
 namespace {
 
-constexpr std::size_t kMostNames = 5;
 // A residual this small beside the dependent's own size is what rounding leaves of none at all.
 constexpr double kRoundingShare = 1e-13;
 constexpr double kPerfectRSquare = 1.0 - 1e-15;
 // Half of a double's digits are gone.
 constexpr double kWorstPivotShare = 1.5e-8;
-
-std::string NameList(const std::vector<std::string>& names) {
-  std::string list;
-  for (std::size_t i = 0; i < std::min(names.size(), kMostNames); ++i) {
-    list += fmt::format("{}'{}'", i == 0 ? "" : ", ", names[i]);
-  }
-  return names.size() > kMostNames ? list + ", …" : list;
-}
 
 }  // namespace
 

@@ -32,9 +32,9 @@ bool OptimizationWarnings::IsDriver(const ParameterResult& parameter) const {
   if (parameter.redundant || parameter.IsIntercept()) return false;
   if (parameter.estimate.value_or(0.0) == 0.0) return false;
   if (!parameter.statistics.stdError) return true;
-  return std::abs(parameter.statistics.statistic.value_or(
-      0.0))<kStalledStatistic&& * parameter.statistics.stdError * UnitOf(parameter)>
-      kHugeStdError;
+  const double size = std::abs(parameter.statistics.statistic.value_or(0.0));
+  const double error = parameter.statistics.stdError.value() * UnitOf(parameter);
+  return size < kStalledStatistic && error > kHugeStdError;
 }
 
 double OptimizationWarnings::UnitOf(const ParameterResult& parameter) const {

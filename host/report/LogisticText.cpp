@@ -20,6 +20,11 @@ namespace {
 constexpr std::size_t kMostColumns = 10;
 constexpr int kDigits = 6;
 
+/// An empty text would not show.
+std::string LevelText(const DependentLevel& level) {
+  return level.level.empty() ? "''" : Printable(level.level);
+}
+
 double Sum(const std::vector<double>& values) {
   return std::accumulate(values.begin(), values.end(), 0.0);
 }
@@ -52,7 +57,7 @@ std::string LevelTable(const FitResult& fit) {
       {Printable(fit.dependent), fit.freqWeight.empty() ? "Records" : "Weight", "Percent", ""});
   for (const DependentLevel& level : levels) {
     const bool isReference = &level == &levels.back();
-    table.AddRow({Printable(level.level), Weight(level.weight), Percent(level.weight, total),
+    table.AddRow({LevelText(level), Weight(level.weight), Percent(level.weight, total),
                   isReference ? "reference" : ""});
   }
   return table.Render();
@@ -66,7 +71,7 @@ std::string LevelParameters(const FitResult& fit) {
     const std::span parameters = std::span(fit.parameters).subspan(block * blockSize, blockSize);
     text +=
         fmt::format("{}{} = {} against {}\n\n", text.empty() ? "" : "\n", Printable(fit.dependent),
-                    Printable(levels[block].level), Printable(levels.back().level));
+                    LevelText(levels[block]), LevelText(levels.back()));
     text += ParameterTable(parameters, fit.kind, fit.confidence);
   }
   return text;
@@ -85,8 +90,12 @@ std::string LikelihoodText(const FitResult& fit) {
     text += fmt::format(" {} step-halving{}.", logistic.stepHalvings,
                         logistic.stepHalvings == 1 ? "" : "s");
   }
-  text += logistic.inMemory ? " The records were kept in memory.\n"
-                            : " The records were read anew for each.\n";
+  if (logistic.inMemory) {
+    text += " The records were kept in memory.";
+  } else if (logistic.iterations > 0) {
+    text += " The records were read anew for each.";
+  }
+  text += "\n";
   return text;
 }
 
@@ -97,7 +106,7 @@ std::string ClassificationText(const FitResult& fit) {
   const bool showsAll = size <= kMostColumns;
   std::vector<std::string> headings = {"Observed"};
   if (showsAll) {
-    for (const DependentLevel& level : logistic.levels) headings.push_back(Printable(level.level));
+    for (const DependentLevel& level : logistic.levels) headings.push_back(LevelText(level));
   }
   headings.emplace_back("Correct");
   TextTable table(headings);
@@ -106,7 +115,7 @@ std::string ClassificationText(const FitResult& fit) {
   double correct = 0.0;
   for (std::size_t i = 0; i < size; ++i) {
     const std::vector<double>& counts = logistic.classification[i];
-    std::vector<std::string> row = {Printable(logistic.levels[i].level)};
+    std::vector<std::string> row = {LevelText(logistic.levels[i])};
     for (std::size_t k = 0; k < size; ++k) {
       predicted[k] += counts[k];
       if (showsAll) row.push_back(Weight(counts[k]));

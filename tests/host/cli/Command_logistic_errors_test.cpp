@@ -39,12 +39,13 @@ TEST(CommandLogisticErrors, UnknownReferenceWithANearOne) {
 TEST(CommandLogisticErrors, UnknownReferenceWithNoneNear) {
   Expect(Fit("answer ~ x", {"--reference", "whatever"}), kBadInput,
          "'answer' has no level 'whatever' to be the --reference; give one of its levels, first or "
-         "last.");
+         "last. Its levels are 'agree', 'deny', 'doubt'.");
 }
 
 TEST(CommandLogisticErrors, UnknownReferenceOfANumber) {
   Expect(Fit("C(x) ~ y", {"--reference", "4"}), kBadInput,
-         "'x' has no level '4' to be the --reference; give one of its levels, first or last.");
+         "'x' has no level '4' to be the --reference; give one of its levels, first or last. Its "
+         "levels are '0', '1', '2', '3'.");
 }
 
 TEST(CommandLogisticErrors, OptionsOfALinearModel) {

@@ -61,7 +61,11 @@ TEST(ReferenceLevel, ALevelThatDoesNotExistIsRefusedWithTheNearest) {
             "'y' has no level 'Agree' to be the --reference; give one of its levels, first or "
             "last. Did you mean 'agree'?");
   EXPECT_EQ(MessageOf("zzz", {"agree", "doubt"}),
-            "'y' has no level 'zzz' to be the --reference; give one of its levels, first or last.");
+            "'y' has no level 'zzz' to be the --reference; give one of its levels, first or last. "
+            "Its levels are 'agree', 'doubt'.");
+  EXPECT_EQ(MessageOf("zzz", {"1", "2", "3", "4", "5", "6"}),
+            "'y' has no level 'zzz' to be the --reference; give one of its levels, first or last. "
+            "Its levels are '1', '2', '3', '4', '5', ….");
 }
 
 TEST(ReferenceLevel, QuotesInALevelDoNoHarm) {

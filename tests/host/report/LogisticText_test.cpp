@@ -76,6 +76,15 @@ TEST(LogisticText, TellsTheStepHalvingsAndWhereTheRecordsWere) {
       "\nConverged. 1 step-halving. The records were read anew for each.\n"));
   fit.logistic->stepHalvings = 0;
   EXPECT_TRUE(LikelihoodText(fit).ends_with("\nConverged. The records were read anew for each.\n"));
+  fit.logistic->iterations = 0;
+  EXPECT_TRUE(LikelihoodText(fit).ends_with("\nConverged.\n")) << "for each of none";
+}
+
+TEST(LogisticText, ALevelThatIsAnEmptyTextShows) {
+  FitResult fit = SampleLogisticFit();
+  fit.logistic->levels[0].level = "";
+  EXPECT_NE(LevelTable(fit).find("\n''  "), std::string::npos) << LevelTable(fit);
+  EXPECT_NE(LevelParameters(fit).find(" = '' against "), std::string::npos);
 }
 
 /// A fit of so many levels, each predicted right but the last, which is taken for the first.

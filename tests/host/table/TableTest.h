@@ -6,6 +6,7 @@
 #include <fstream>
 #include <functional>
 #include <optional>
+#include <random>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -34,7 +35,8 @@ class TableTest : public testing::Test {
   TableTest() {
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
     folder_ = std::filesystem::path(testing::TempDir()) /
-              (std::string("qvreg-") + test->test_suite_name() + "-" + test->name());
+              (std::string("qvreg-") + std::to_string(std::random_device{}()) + "-" +
+               test->test_suite_name() + "-" + test->name());
     std::filesystem::remove_all(folder_);
     std::filesystem::create_directories(folder_);
   }
