@@ -1,7 +1,7 @@
 // What fits without a maximum warn of: which parameters are named, on tables made to deserve it.
 
 #include <algorithm>
-#include <regex>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -17,10 +17,13 @@ using Names = std::vector<std::string>;
 /// The parameters that the warnings name as drivers, in their order.
 Names DriversOf(const FitResult& fit) {
   Names names;
-  const std::regex driver("'([^']*: [^']*)' \\(");
   for (const std::string& warning : fit.warnings) {
-    for (std::sregex_iterator at(warning.begin(), warning.end(), driver), end; at != end; ++at) {
-      names.push_back((*at)[1]);
+    // A driver stands in quotes, with its numbers in brackets behind: 'level: label' (….
+    const std::string behind = "' (";
+    for (std::size_t end = warning.find(behind); end != std::string::npos;
+         end = warning.find(behind, end + behind.size())) {
+      const std::size_t begin = warning.rfind('\'', end - 1) + 1;
+      names.push_back(warning.substr(begin, end - begin));
     }
   }
   return names;
