@@ -14,10 +14,12 @@ void RefuseInfinite(const std::string& label, std::int64_t row) {
 }
 
 void RefuseManyLevels(const std::string& label, std::size_t maxLevels) {
-  throw Error(ExitCode::kBadInput,
-              fmt::format("'{}' has more than {} different values, too many for a factor; use it "
-                          "as a number, or group its values with --sql.",
-                          label, maxLevels));
+  throw Error(
+      ExitCode::kBadInput,
+      fmt::format("'{}' has more than {} different values, too many for a factor; use it "
+                  "as a number (a dependent: with --model linear), or group its values with "
+                  "--sql.",
+                  label, maxLevels));
 }
 
 }  // namespace qvhost

@@ -84,7 +84,8 @@ TEST_F(CodeTableErrors, LimitsTheLevelsOfAFactor) {
   CodingOptions options;
   options.maxLevels = 1000;
   const std::string end =
-      " has more than 1000 different values, too many for a factor; use it as a number, or group "
+      " has more than 1000 different values, too many for a factor; use it as a number (a "
+      "dependent: with --model linear), or group "
       "its values with --sql.";
   const TableSource source = OpenSql("SELECT i, 'l' || i AS g, i / 2 AS f FROM range(1001) t(i)");
   EXPECT_EQ(Refused(source, Ask("g"), options), "'g'" + end);
