@@ -3,15 +3,16 @@
 # which includes this one keeps its own.
 add_library(qvreg_build_options INTERFACE)
 
-target_compile_features(qvreg_build_options INTERFACE cxx_std_20)
+target_compile_features(qvreg_build_options INTERFACE c_std_11 cxx_std_20)
 
 if(MSVC)
   target_compile_options(qvreg_build_options INTERFACE /W4 /permissive-)
 else()
   target_compile_options(qvreg_build_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
-    -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wcast-align
-    -Wdouble-promotion -Wformat=2
+    -Wcast-align -Wdouble-promotion -Wformat=2
+    "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual;-Wold-style-cast>"
+    "$<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes;-Wmissing-prototypes>"
     # GCC 12 warns of overlaps inside std::string that cannot be (its bug 105651).
     $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>)
 endif()

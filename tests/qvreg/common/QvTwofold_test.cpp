@@ -57,6 +57,26 @@ TEST(QvTwofold, ProductKeepsWhatRoundingLoses) {
   EXPECT_EQ(square.fLow, 0x1p-60);
 }
 
+TEST(QvTwofold, ProductErrorNeedsNoFusedOperation) {
+  std::mt19937_64 random(3);
+  std::uniform_real_distribution<double> mantissa(1.0, 2.0);
+  std::uniform_int_distribution<int> exponent(-400, 400);
+  for (int trial = 0; trial < 10000; ++trial) {
+    const double a = std::ldexp(mantissa(random), exponent(random));
+    const double b = -std::ldexp(mantissa(random), exponent(random));
+    const double high = a * b;
+    EXPECT_EQ(QvTwofold::ProductError(a, b, high), QvTwofold::Product(a, b).fLow);
+  }
+}
+
+TEST(QvTwofold, ProductErrorOfTheLargestNumbersIsExact) {
+  const double large = 0x1.fffffffffffffp+1023;  // (2 - 2^-52) 2^1023
+  const double factor = 1.0 - 0x1p-53;
+  // 2^1024 (1 - 2^-53) (1 - 2^-53): the square's last term, 2^-106, is what rounding loses.
+  EXPECT_EQ(QvTwofold::ProductError(large, factor, large * factor), 0x1p+918);
+  EXPECT_EQ(QvTwofold::ProductError(factor, large, large * factor), 0x1p+918);
+}
+
 TEST(QvTwofold, ProductOfRandomNumbersIsExact) {
   // A product has at most 106 bits: the rounded high part and the product modulo 2^64 fix it.
   std::mt19937_64 random(2);

@@ -6,6 +6,10 @@
 #include <limits>
 #include <new>
 
+#if defined(_WIN32)
+#include <malloc.h>
+#endif
+
 namespace {
 
 constexpr long long kNever = std::numeric_limits<long long>::max();
@@ -24,14 +28,29 @@ bool MustFail() noexcept {
   return true;
 }
 
+/// Memory of any alignment, which some systems give back another way than other memory.
+void* GetAligned(std::size_t size, std::size_t alignment) noexcept {
+#if defined(_WIN32)
+  return _aligned_malloc(size, alignment);
+#else
+  // Comes in whole multiples of the alignment.
+  return std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+#endif
+}
+
+void FreeAligned(void* block) noexcept {
+#if defined(_WIN32)
+  _aligned_free(block);
+#else
+  std::free(block);
+#endif
+}
+
+/// `alignment` 0 stands for that of ordinary memory.
 void* Get(std::size_t size, std::size_t alignment) noexcept {
   if (MustFail()) return nullptr;
   const std::size_t wanted = size == 0 ? 1 : size;
-  // Memory of a larger alignment comes in whole multiples of it.
-  void* block =
-      alignment <= alignof(std::max_align_t)
-          ? std::malloc(wanted)
-          : std::aligned_alloc(alignment, (wanted + alignment - 1) / alignment * alignment);
+  void* block = alignment == 0 ? std::malloc(wanted) : GetAligned(wanted, alignment);
   if (block != nullptr) ++liveAllocations;
   return block;
 }
@@ -41,13 +60,15 @@ void* GetOrThrow(std::size_t size, std::size_t alignment) {
   throw std::bad_alloc();
 }
 
-void Release(void* block) noexcept {
+void Release(void* block, void (*give)(void*) = std::free) noexcept {
   if (block == nullptr) return;
   --liveAllocations;
-  std::free(block);
+  give(block);
 }
 
-constexpr std::size_t kPlain = alignof(std::max_align_t);
+void ReleaseAligned(void* block) noexcept { Release(block, FreeAligned); }
+
+constexpr std::size_t kPlain = 0;
 
 constexpr std::size_t Value(std::align_val_t alignment) {
   return static_cast<std::size_t>(alignment);
@@ -78,15 +99,17 @@ void operator delete(void* block, std::size_t) noexcept { Release(block); }
 void operator delete[](void* block, std::size_t) noexcept { Release(block); }
 void operator delete(void* block, const std::nothrow_t&) noexcept { Release(block); }
 void operator delete[](void* block, const std::nothrow_t&) noexcept { Release(block); }
-void operator delete(void* block, std::align_val_t) noexcept { Release(block); }
-void operator delete[](void* block, std::align_val_t) noexcept { Release(block); }
-void operator delete(void* block, std::size_t, std::align_val_t) noexcept { Release(block); }
-void operator delete[](void* block, std::size_t, std::align_val_t) noexcept { Release(block); }
+void operator delete(void* block, std::align_val_t) noexcept { ReleaseAligned(block); }
+void operator delete[](void* block, std::align_val_t) noexcept { ReleaseAligned(block); }
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept { ReleaseAligned(block); }
+void operator delete[](void* block, std::size_t, std::align_val_t) noexcept {
+  ReleaseAligned(block);
+}
 void operator delete(void* block, std::align_val_t, const std::nothrow_t&) noexcept {
-  Release(block);
+  ReleaseAligned(block);
 }
 void operator delete[](void* block, std::align_val_t, const std::nothrow_t&) noexcept {
-  Release(block);
+  ReleaseAligned(block);
 }
 
 namespace qvtest {

@@ -1,0 +1,27 @@
+# GTest::gtest_main and nlohmann_json::nlohmann_json: the installed ones. For a cross-build, which
+# has neither for its target, GoogleTest is built from the sources that Debian's package googletest
+# brings, and nlohmann-json, which is headers only, is taken from this system by a link: the folder
+# that it stands in holds this system's own headers as well.
+if(CMAKE_CROSSCOMPILING)
+  set(QVREG_GOOGLETEST_SOURCES "/usr/src/googletest" CACHE PATH "Sources of GoogleTest")
+  if(NOT EXISTS "${QVREG_GOOGLETEST_SOURCES}/CMakeLists.txt")
+    message(FATAL_ERROR "there are no sources of GoogleTest in ${QVREG_GOOGLETEST_SOURCES}")
+  endif()
+  block()
+    set(BUILD_SHARED_LIBS OFF)
+    set(BUILD_GMOCK OFF)
+    set(INSTALL_GTEST OFF)
+    add_subdirectory("${QVREG_GOOGLETEST_SOURCES}" "${PROJECT_BINARY_DIR}/googletest"
+      EXCLUDE_FROM_ALL SYSTEM)
+  endblock()
+
+  find_path(QVREG_NLOHMANN_JSON_DIR nlohmann/json.hpp REQUIRED NO_CMAKE_FIND_ROOT_PATH)
+  set(links "${PROJECT_BINARY_DIR}/system-headers")
+  file(MAKE_DIRECTORY "${links}")
+  file(CREATE_LINK "${QVREG_NLOHMANN_JSON_DIR}/nlohmann" "${links}/nlohmann" SYMBOLIC)
+  add_library(nlohmann_json::nlohmann_json INTERFACE IMPORTED)
+  target_include_directories(nlohmann_json::nlohmann_json INTERFACE "${links}")
+else()
+  find_package(GTest REQUIRED)
+  find_package(nlohmann_json REQUIRED)
+endif()
