@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <new>
 
+#include "qvreg/common/QvElementary.h"
+
 namespace QvCommon {
 
 namespace {
@@ -86,7 +88,7 @@ bool QvSparseVector::ComputeProbabilities(const std::vector<double>& beta, int K
   double largest = 0.0;
   double sum = 1.0;
   PredictorsToProbabilities(probabilities, probabilities, largest, sum);
-  logReference = -largest - std::log(sum);
+  logReference = -largest - QvElementary::Log(sum);
   return true;
 }
 
@@ -112,7 +114,7 @@ void QvSparseVector::PredictorsToProbabilities(const std::vector<double>& predic
     // One exponential, and no branch on which of the two is the larger, which is anyone's guess.
     const double predictor = predictors[0];
     const std::size_t larger = predictor > 0.0 ? 0 : 1;
-    const double tail = std::exp(-std::fabs(predictor));
+    const double tail = QvElementary::Exp(-std::fabs(predictor));
     sum = 1.0 + tail;
     largest = std::max(predictor, 0.0);
     probabilities[larger] = 1.0 / sum;
@@ -122,7 +124,7 @@ void QvSparseVector::PredictorsToProbabilities(const std::vector<double>& predic
   largest = *std::max_element(predictors.begin(), predictors.end());
   sum = 0.0;
   for (std::size_t c = 0; c < predictors.size(); ++c) {
-    probabilities[c] = std::exp(predictors[c] - largest);
+    probabilities[c] = QvElementary::Exp(predictors[c] - largest);
     sum += probabilities[c];
   }
   for (double& probability : probabilities) probability /= sum;

@@ -1,13 +1,14 @@
 #include "qvreg/logistic/QvAccumStatsLogistic.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <new>
 
 #include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/common/QvElementary.h"
 #include "qvreg/common/QvSparseVector.h"
 
+using QvCommon::QvElementary;
 using QvCommon::QvSparseVector;
 using QvCommon::QvSymMatrix;
 
@@ -100,7 +101,7 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
 
 void QvAccumStatsLogistic::AddToLL(double weight, double shifted, double sum) {
   if (weight != fPendingWeight || fPendingProduct > kEnoughPending) {
-    fLogLikelihood.Add({-fPendingWeight * std::log(fPendingProduct), 0.0});
+    fLogLikelihood.Add({-fPendingWeight * QvElementary::Log(fPendingProduct), 0.0});
     fPendingWeight = weight;
     fPendingProduct = 1.0;
   }
@@ -110,7 +111,7 @@ void QvAccumStatsLogistic::AddToLL(double weight, double shifted, double sum) {
 
 double QvAccumStatsLogistic::GetLL() const {
   QvCommon::QvTwofold sum = fLogLikelihood;
-  sum.Add({-fPendingWeight * std::log(fPendingProduct), 0.0});
+  sum.Add({-fPendingWeight * QvElementary::Log(fPendingProduct), 0.0});
   return sum.Value();
 }
 

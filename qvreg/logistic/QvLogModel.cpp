@@ -1,15 +1,16 @@
 #include "qvreg/logistic/QvLogModel.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 
 #include "qvreg/common/Constants.h"
+#include "qvreg/common/QvElementary.h"
 #include "qvreg/component/QvStatusCodes.h"
 #include "qvreg/design/QvCategory.h"
 #include "qvreg/design/QvModelDesign.h"
 #include "qvreg/design/QvPivotSweep.h"
 
+using QvCommon::QvElementary;
 using QvCommon::QvStatus;
 using QvCommon::QvSymMatrix;
 
@@ -169,7 +170,7 @@ void QvLogModel::GetStartingValues(QvStatus& status, std::vector<double>& values
   }
   if (fNBasicNonRedundant < 1 || !fSettings.GetInterceptUse()) return;
   for (int j = 0; j < NBlocks(); ++j) {
-    values[Index(j * fNBasicNonRedundant)] = std::log(counts[Index(j)] / counts.back());
+    values[Index(j * fNBasicNonRedundant)] = QvElementary::Log(counts[Index(j)] / counts.back());
   }
 }
 
@@ -253,7 +254,7 @@ int QvLogModel::Predict(const QvDesignRow& row, std::vector<double>& probabiliti
   }
   double sum = 0.0;
   for (double& probability : probabilities) {
-    probability = std::exp(probability - largest);
+    probability = QvElementary::Exp(probability - largest);
     sum += probability;
   }
   for (double& probability : probabilities) probability /= sum;

@@ -5,10 +5,12 @@
 #include <cstddef>
 
 #include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/common/QvElementary.h"
 #include "qvreg/common/QvMathFun.h"
 #include "qvreg/component/ProgressListener.h"
 #include "qvreg/component/QvStatusCodes.h"
 
+using QvCommon::QvElementary;
 using QvCommon::QvMathFun;
 using QvCommon::QvStatus;
 
@@ -288,10 +290,11 @@ bool QvRegOptimizer::GetPseudoRSquares(double& coxSnell, double& nagelkerke,
   }
   coxSnell = nagelkerke = mcFadden = QvMV::gMissingValue;
   const double gain = (2.0 * fInitialLL - 2.0 * fCurrentLL) / fWeight;
-  if (gain <= QvPower::gMachineMaxExp) coxSnell = 1.0 - std::exp(gain);
+  if (gain <= QvPower::gMachineMaxExp) coxSnell = 1.0 - QvElementary::Exp(gain);
   const double bound = 2.0 * fInitialLL / fWeight;
-  if (!IsMissing(coxSnell) && bound <= QvPower::gMachineMaxExp && 1.0 - std::exp(bound) != 0.0) {
-    nagelkerke = coxSnell / (1.0 - std::exp(bound));
+  if (!IsMissing(coxSnell) && bound <= QvPower::gMachineMaxExp &&
+      1.0 - QvElementary::Exp(bound) != 0.0) {
+    nagelkerke = coxSnell / (1.0 - QvElementary::Exp(bound));
   }
   if (fInitialLL != 0.0) {
     mcFadden = 1.0 - fCurrentLL / fInitialLL;
