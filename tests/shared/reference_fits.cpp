@@ -1,0 +1,149 @@
+// Fits every reference case of both models through the shared library, as a host would, and writes
+// all numbers to a file, or compares them with such a file that another build wrote:
+//
+//   reference_fits write FILE
+//   reference_fits compare FILE    fails where a number differs by more than 1e-12 of itself
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/qvreg/support/LogisticReferenceCase.h"
+#include "tests/qvreg/support/LogisticReferenceRun.h"
+#include "tests/qvreg/support/ReferenceCase.h"
+#include "tests/qvreg/support/ReferenceModel.h"
+#include "tests/qvreg/support/ReferenceRun.h"
+
+namespace {
+
+constexpr double kTolerance = 1e-12;
+
+/// Numbers by what they are, such as `r/nested refined estimate 3`.
+using Numbers = std::map<std::string, double>;
+
+void AddAll(Numbers& numbers, const std::string& name, const std::vector<double>& values) {
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    numbers[name + ' ' + std::to_string(i)] = values[i];
+  }
+}
+
+void AddLinearFit(Numbers& numbers, const qvtest::ReferenceModel& model, bool refine) {
+  const qvtest::ReferenceFit fit =
+      qvtest::FitReferenceCase(qvtest::LoadReferenceCase(model), refine);
+  const std::string name = model.name + (refine ? " refined" : " plain");
+  AddAll(numbers, name + " estimate", fit.estimates);
+  AddAll(numbers, name + " variance", fit.unscaledVariance);
+  numbers[name + " rmse"] = fit.rmse;
+  numbers[name + " R square"] = fit.rSquare;
+}
+
+void AddLogisticFit(Numbers& numbers, const std::string& caseName, bool inMemory) {
+  const qvtest::LogisticReferenceCase reference = qvtest::LoadLogisticReferenceCase(caseName);
+  const qvtest::LogisticReferenceValues fit =
+      qvtest::LogisticReferenceRun(reference.task, inMemory).Values();
+  const std::string name = "logistic/" + caseName + (inMemory ? " in memory" : " record by record");
+  AddAll(numbers, name + " estimate", fit.estimates);
+  AddAll(numbers, name + " error", fit.standardErrors);
+  numbers[name + " initial log-likelihood"] = fit.loglikInitial;
+  numbers[name + " log-likelihood"] = fit.loglik;
+  numbers[name + " Cox-Snell"] = fit.coxSnell;
+  numbers[name + " Nagelkerke"] = fit.nagelkerke;
+  numbers[name + " McFadden"] = fit.mcFadden;
+}
+
+Numbers FitAll() {
+  Numbers numbers;
+  for (const bool choice : {false, true}) {
+    for (const qvtest::ReferenceModel& model : qvtest::ReferenceModels()) {
+      AddLinearFit(numbers, model, choice);
+    }
+    for (const std::string& name : qvtest::LogisticReferenceNames()) {
+      AddLogisticFit(numbers, name, choice);
+    }
+  }
+  return numbers;
+}
+
+/// One line a number: its name, a tab, its digits in base 16, which lose nothing.
+void Write(const Numbers& numbers, const std::string& path) {
+  std::ofstream file(path);
+  for (const auto& [name, value] : numbers) {
+    char digits[32];
+    std::snprintf(digits, sizeof digits, "%a", value);
+    file << name << '\t' << digits << '\n';
+  }
+  if (!file.flush()) throw std::runtime_error("could not write " + path);
+}
+
+Numbers Read(const std::string& path) {
+  std::ifstream file(path);
+  Numbers numbers;
+  for (std::string line; std::getline(file, line);) {
+    const std::size_t tab = line.find('\t');
+    if (tab == std::string::npos) throw std::runtime_error("not a number: " + line);
+    numbers[line.substr(0, tab)] = std::stod(line.substr(tab + 1));
+  }
+  if (numbers.empty()) throw std::runtime_error("could not read " + path);
+  return numbers;
+}
+
+double RelativeDifference(double a, double b) {
+  if (a == b) return 0.0;
+  const double difference = std::fabs(a - b) / std::max(std::fabs(a), std::fabs(b));
+  return std::isnan(difference) ? 1.0 : difference;
+}
+
+/// True when both have the same numbers, within the tolerance.
+bool Compare(const Numbers& here, const Numbers& there) {
+  std::string worst;
+  double largest = 0.0;
+  std::size_t same = 0;
+  std::size_t beyond = 0;
+  for (const auto& [name, value] : here) {
+    const double difference = RelativeDifference(value, there.at(name));
+    if (difference == 0.0) ++same;
+    if (difference > kTolerance) {
+      ++beyond;
+      std::printf("%.1e  %s: %.17g here, %.17g there\n", difference, name.c_str(), value,
+                  there.at(name));
+    }
+    if (difference >= largest) {
+      largest = difference;
+      worst = name;
+    }
+  }
+  std::printf("%zu numbers, %zu of them the same to the last bit, %zu beyond %.0e\n", here.size(),
+              same, beyond, kTolerance);
+  std::printf("largest relative difference: %.1e (%s)\n", largest, worst.c_str());
+  return beyond == 0 && here.size() == there.size();
+}
+
+int Run(const std::string& verb, const std::string& path) {
+  if (verb == "write") {
+    Write(FitAll(), path);
+    return 0;
+  }
+  if (verb == "compare") return Compare(FitAll(), Read(path)) ? 0 : 1;
+  throw std::runtime_error("write or compare, not " + verb);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  if (count != 3) {
+    std::fprintf(stderr, "usage: reference_fits write|compare FILE\n");
+    return 2;
+  }
+  try {
+    return Run(arguments[1], arguments[2]);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "reference_fits: %s\n", error.what());
+    return 2;
+  }
+}
