@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvElementary.h"
@@ -21,8 +22,9 @@ std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 double WeightAt(const double* row, int position) { return position < 0 ? 1.0 : row[position]; }
 
 QvStatus TooManyParameters(long long nParameters) {
+  constexpr long long kLargest = std::numeric_limits<long>::max();  // 2^31 - 1 on Windows
   QvStatus status(QvStatusCode::kTooManyParameters, false);
-  status.SetDiscreteDatum(0, static_cast<long>(nParameters));
+  status.SetDiscreteDatum(0, static_cast<long>(std::min(nParameters, kLargest)));
   status.SetDiscreteDatum(1, QvLogModel::kMaxParameters);
   return status;
 }

@@ -2,9 +2,11 @@
 // what it answers about single rows is in QvLogModel_rows_test.cpp.
 #include "qvreg/logistic/QvLogModel.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -190,6 +192,15 @@ TEST(QvLogModelSize, With46341ParametersTheStatusIs305) {
   EXPECT_EQ(datum, 46341);
   EXPECT_TRUE(status.GetDiscreteDatum(1, datum));
   EXPECT_EQ(datum, 46340);
+}
+
+TEST(QvLogModelSize, MoreParametersThanALongHoldsAreReportedAsItsLargest) {
+  const QvStatus status = InitializeOfSize(50000, 50001);  // 50001 x 50000
+  EXPECT_TRUE(status == QvStatus(305, false));
+  long datum = 0;
+  EXPECT_TRUE(status.GetDiscreteDatum(0, datum));
+  EXPECT_EQ(datum,
+            std::min(2500050000LL, static_cast<long long>(std::numeric_limits<long>::max())));
 }
 
 TEST_F(QvLogModelTest, AddsWeightedRowsToXPrimeX) {
