@@ -1,26 +1,38 @@
-# What `cmake --install` writes: the library, the headers that qvreg/qvreg.h reaches, the package
-# configuration that find_package(qvreg) finds, and the command. The tree may be moved as a whole.
+# What `cmake --install` writes. The tree may be moved as a whole. Its components are
+#   library          the shared library, as programs load it
+#   development      what building against it takes: the headers that a host includes, the package
+#                    configuration that find_package(qvreg) finds, the one of pkg-config, documents
+#                    and examples; the static library, when that is built
+#   command          the command, and the DuckDB that it brings
+#   command_library  the shared library once more, for an archive that holds all the command needs;
+#                    only cpack asks for it
 include(CMakePackageConfigHelpers)
 include(QvregHeaders)
 
 set(qvreg_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/qvreg")
 
 install(TARGETS qvreg EXPORT qvregTargets
-  RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
-  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+  RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT library
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT library NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
 install(EXPORT qvregTargets
   NAMESPACE qvreg::
-  DESTINATION "${qvreg_package_dir}")
+  DESTINATION "${qvreg_package_dir}"
+  COMPONENT development)
 
 qvreg_reachable_headers(qvreg_headers)
 foreach(header IN LISTS qvreg_headers)
   cmake_path(GET header PARENT_PATH folder)
   install(FILES "${PROJECT_SOURCE_DIR}/${header}"
-    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}")
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}"
+    COMPONENT development)
 endforeach()
-install(FILES "${PROJECT_BINARY_DIR}/include/qvreg/QvExport.h"
-  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/qvreg")
+foreach(header IN LISTS qvreg_generated_headers)
+  cmake_path(GET header PARENT_PATH folder)
+  install(FILES "${PROJECT_BINARY_DIR}/include/${header}"
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}"
+    COMPONENT development)
+endforeach()
 
 configure_package_config_file(cmake/qvregConfig.cmake.in
   "${PROJECT_BINARY_DIR}/cmake/qvregConfig.cmake"
@@ -32,23 +44,71 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/cmake/qvregConfigVersion
 install(FILES
   "${PROJECT_BINARY_DIR}/cmake/qvregConfig.cmake"
   "${PROJECT_BINARY_DIR}/cmake/qvregConfigVersion.cmake"
-  DESTINATION "${qvreg_package_dir}")
+  DESTINATION "${qvreg_package_dir}"
+  COMPONENT development)
+
+# pkg-config's description finds the tree from where it stands itself.
+file(RELATIVE_PATH qvreg_pc_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" qvreg_pc_to_prefix "${qvreg_pc_to_prefix}")
+set(qvreg_pc_defines)
+set(qvreg_pc_private_libs)
+if(NOT BUILD_SHARED_LIBS)
+  set(qvreg_pc_defines " -DQVREG_STATIC_DEFINE")
+  # What a compiler of C does not link by itself.
+  set(libraries ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+  list(REMOVE_ITEM libraries ${CMAKE_C_IMPLICIT_LINK_LIBRARIES})
+  list(REMOVE_DUPLICATES libraries)
+  list(TRANSFORM libraries PREPEND " -l")
+  string(CONCAT qvreg_pc_private_libs ${libraries})
+endif()
+configure_file(cmake/qvreg.pc.in "${PROJECT_BINARY_DIR}/cmake/qvreg.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/cmake/qvreg.pc"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+  COMPONENT development)
+
+install(FILES README.md CHANGELOG.md
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/qvreg"
+  COMPONENT development)
+install(DIRECTORY docs/
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/qvreg/docs"
+  COMPONENT development
+  FILES_MATCHING PATTERN *.md PATTERN *.svg)
+install(DIRECTORY examples/
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/qvreg/examples"
+  COMPONENT development
+  FILES_MATCHING
+  PATTERN build* EXCLUDE
+  PATTERN CMakeLists.txt PATTERN *.cpp PATTERN *.c PATTERN *.h PATTERN *.py
+  PATTERN *.csv PATTERN *.md)
 
 if(QVREG_BUILD_HOST)
+  if(BUILD_SHARED_LIBS)
+    install(TARGETS qvreg
+      RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT command_library EXCLUDE_FROM_ALL
+      LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT command_library EXCLUDE_FROM_ALL
+        NAMELINK_SKIP)
+  endif()
+
   # The command finds the libraries beside it, wherever the tree stands.
   file(RELATIVE_PATH qvreg_bin_to_lib
     "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
-  set_target_properties(qvreg_command PROPERTIES
-    INSTALL_RPATH "$<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>/${qvreg_bin_to_lib}")
+  set(qvreg_rpath "$<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>/${qvreg_bin_to_lib}")
 
-  # DuckDB comes along when it is the copy that ./dev setup keeps: no system would have it.
+  # DuckDB comes along when it is the copy that ./dev setup keeps: no system would have it. It
+  # stands in a folder of our own, out of the way of a DuckDB that the system gets one day.
   cmake_path(IS_PREFIX PROJECT_SOURCE_DIR "${DuckDB_LIBRARY}" NORMALIZE qvreg_brings_duckdb)
   if(qvreg_brings_duckdb)
     cmake_path(GET DuckDB_LIBRARY PARENT_PATH qvreg_duckdb_dir)
-    install(FILES "${DuckDB_LIBRARY}" DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+    install(FILES "${DuckDB_LIBRARY}"
+      DESTINATION "${CMAKE_INSTALL_LIBDIR}/qvreg"
+      COMPONENT command)
     install(FILES "${qvreg_duckdb_dir}/LICENSE"
-      DESTINATION "${CMAKE_INSTALL_DATADIR}/licenses/duckdb")
+      DESTINATION "${CMAKE_INSTALL_DATADIR}/licenses/duckdb"
+      COMPONENT command)
+    list(APPEND qvreg_rpath "${qvreg_rpath}/qvreg")
   else()
     set_target_properties(qvreg_command PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
   endif()
+  set_target_properties(qvreg_command PROPERTIES INSTALL_RPATH "${qvreg_rpath}")
+  install(TARGETS qvreg_command RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT command)
 endif()

@@ -1,6 +1,7 @@
 #pragma once
 
-/// Everything that a host of the library needs.
+/// \file
+/// Everything that a C++ host of the library needs: includes every exported header.
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvBitSet.h"

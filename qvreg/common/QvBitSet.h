@@ -17,6 +17,7 @@ class QVREG_EXPORT QvBitSet {
   /// Makes it `size` bits long; existing bits stay, new ones take `value`. May throw
   /// std::bad_alloc, with the set unchanged.
   void Resize(int size, bool value);
+  /// The number of bits.
   [[nodiscard]] int Size() const { return static_cast<int>(fBits.size()); }
   /// Sets bit `index` to `value`; false when there is no such bit.
   bool Set(int index, bool value);
@@ -26,6 +27,7 @@ class QVREG_EXPORT QvBitSet {
   [[nodiscard]] int Count() const;
   /// Clears every bit; the size stays.
   void Clear();
+  /// Prints the bits to standard output as one line of 0 and 1.
   void Display() const;
 
  private:

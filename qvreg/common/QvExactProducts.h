@@ -15,13 +15,14 @@ class QVREG_EXPORT QvExactProducts {
  public:
   /// Holds nothing.
   QvExactProducts() = default;
-  /// The elements are sums of a high and a low part, both lower triangles row by row and of the
+  /// The elements are sums of a `high` and a `low` part, both lower triangles row by row and of the
   /// same size.
   QvExactProducts(std::vector<double> high, std::vector<double> low);
 
+  /// True when it holds no matrix.
   [[nodiscard]] bool IsEmpty() const { return fHigh.empty(); }
 
-  /// c' A c, rounded once, for the coefficients c of the rows and columns named; 0 for all others.
+  /// c' A c, rounded once, where c holds `coefficients` in the places `rows` and 0 elsewhere.
   /// REQUIRES: increasing rows of the matrix, and as many coefficients.
   [[nodiscard]] double QuadraticForm(const std::vector<int>& rows,
                                      const std::vector<double>& coefficients) const;

@@ -13,14 +13,18 @@ namespace QvCommon {
 /// SetElem answers false.
 class QVREG_EXPORT QvRectMatrixData {
  public:
+  /// `rows` x `columns` zeros; 0 x 0 for a negative count or without memory.
   QvRectMatrixData(int rows, int columns);
 
+  /// The number of rows.
   [[nodiscard]] int GetNRows() const { return fNRows; }
+  /// The number of columns.
   [[nodiscard]] int GetNColumns() const { return fNColumns; }
-  /// Stores element (i, j); false when there is no such element.
+  /// Stores `value` as element (i, j), both from 0; false when there is no such element.
   bool SetElem(int i, int j, double value);
   /// Element (i, j); 0 when there is no such element.
   [[nodiscard]] double GetElem(int i, int j) const;
+  /// Prints the matrix to standard output, a line per row.
   void Display() const;
 
  private:
@@ -40,6 +44,7 @@ class QVREG_EXPORT QvRectMatrixData {
 /// A rectangular matrix. Nothing beyond element access is needed of it so far.
 class QVREG_EXPORT QvRectMatrix : public QvRectMatrixData {
  public:
+  /// As QvRectMatrixData: `rows` x `columns` zeros.
   using QvRectMatrixData::QvRectMatrixData;
 };
 

@@ -21,6 +21,7 @@ class QVREG_EXPORT QvStatus {
   /// A status with a code of `QvStatusCode`; `warning` marks one that does not end the run.
   QvStatus(long code, bool warning) : fCode(code), fbWarning(warning) {}
 
+  /// One of QvStatusCode; 0 is success.
   [[nodiscard]] long GetCode() const { return fCode; }
   /// True for code 0.
   [[nodiscard]] bool IsOK() const { return fCode == 0; }
@@ -29,16 +30,16 @@ class QVREG_EXPORT QvStatus {
   /// True for a code other than 0 with the warning flag.
   [[nodiscard]] bool IsWarning() const { return fCode != 0 && fbWarning; }
 
-  /// Attaches a whole number; false, and nothing attached, for an index of kMaxData or more.
+  /// Attaches `value` as whole number `index`; false, and nothing attached, from kMaxData on.
   bool SetDiscreteDatum(unsigned index, long value);
-  /// Attaches a real number; false, and nothing attached, for an index of kMaxData or more.
+  /// Attaches `value` as real number `index`; false, and nothing attached, from kMaxData on.
   bool SetScaleDatum(unsigned index, double value);
-  /// Reads a whole number that was attached; false, `value` untouched, when there is none.
+  /// Reads whole number `index`; false, `value` untouched, when none was attached there.
   bool GetDiscreteDatum(unsigned index, long& value) const;
-  /// Reads a real number that was attached; false, `value` untouched, when there is none.
+  /// Reads real number `index`; false, `value` untouched, when none was attached there.
   bool GetScaleDatum(unsigned index, double& value) const;
 
-  /// True when the attached numbers are the same too.
+  /// True when `other` is equal and has the same numbers attached.
   [[nodiscard]] bool IsIdenticalTo(const QvStatus& other) const;
 
   /// Same code and same warning flag; the attached numbers are details and are not compared.

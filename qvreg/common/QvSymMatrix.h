@@ -17,13 +17,15 @@ namespace QvCommon {
 /// false for a wrong shape or a failed allocation and then leave the matrix as it was.
 class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
  public:
+  /// An empty matrix, order 0.
   QvSymMatrix() = default;
+  /// As QvSymMatrixData: zeros of the given `order`.
   explicit QvSymMatrix(int order) : QvSymMatrixData(order) {}
 
   /// Adds w x x' for a dense x of GetOrder() values: every element of the triangle is touched.
   bool UpdateXX(const std::vector<double>& x, double w);
-  /// The same for a vector whose first `n` pairs (index, value) are its non-zeros. Costs n^2/2.
-  /// REQUIRES: distinct indices, each below GetOrder().
+  /// Adds w x x' for a sparse x: its non-zeros are the first `n` of `values`, in the places that
+  /// the first `n` of `indices` name. Costs n^2/2. REQUIRES: distinct indices below GetOrder().
   bool UpdateXXSparse(int n, const std::vector<int>& indices, const std::vector<double>& values,
                       double w);
 
@@ -32,7 +34,8 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   bool StartCompensation();
   /// Adds what was kept, and ends the compensation. REQUIRED before anything reads the elements.
   void EndCompensation();
-  /// The same, and hands out the sums before their rounding; nothing where none were kept.
+  /// The same; `products` receives the sums before their rounding, and nothing where none were
+  /// kept. False without memory.
   bool EndCompensation(QvExactProducts& products);
 
   /// Sweeps on pivot k (Goodnight, A Tutorial on the SWEEP Operator, The American Statistician 33,
@@ -49,11 +52,13 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// After the sweep of the first n - 1 pivots: the n - 1 coefficients of the last row on the
   /// swept ones, 0 for a pivot whose bit is clear.
   bool GetRegCoeffs(std::vector<double>& coefficients, const QvBitSet& swept) const;
-  /// Sets to 0 every element in a row or column whose bit is clear, or missing for the last row.
+  /// Sets to 0 every element in a row or column whose bit of `swept` is clear, or missing for the
+  /// last row.
   bool ZeroOutRedundant(const QvBitSet& swept);
 
-  /// Adds weights[k] x x' to matrix k of one order, for a sparse x: the places are looked up once.
-  /// REQUIRES: a weight per matrix, distinct indices below their order, no compensation.
+  /// Adds weights[k] x x' to matrices[k], all of one order, for a sparse x of `values` in the
+  /// places `indices`: the places are looked up once. REQUIRES: a weight per matrix, distinct
+  /// indices below their order, no compensation.
   static void UpdateEachXXSparse(std::vector<QvSymMatrix>& matrices,
                                  const std::vector<double>& weights,
                                  const std::vector<int>& indices,
@@ -61,11 +66,13 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
 
   /// Replaces the matrix by x x' for a dense x of GetOrder() values.
   bool SetOuterProduct(const std::vector<double>& x);
-  /// Adds c times a matrix of the same order.
+  /// Adds c times `other`, a matrix of the same order.
   bool AddMatrix(const QvSymMatrix& other, double c);
   /// Sets every element to 0; the order stays.
   void SetToZero();
+  /// Multiplies every element by c.
   void MultiplyByNumber(double c);
+  /// Multiplies every element by -1.
   void ChangeSign();
   /// Copies the leading block of out's order (at most this matrix's) into `out`.
   void ExtractFirstNRows(QvSymMatrix& out) const;

@@ -28,14 +28,16 @@ class QVREG_EXPORT IQvRegComponent {
   IQvRegComponent& operator=(const IQvRegComponent&) = delete;
 
   virtual ~IQvRegComponent() = default;
+  /// The model that this component estimates.
   virtual QvConst::QvRegModelType GetModelType() = 0;
-  /// Reads the data once and fills `params` with the model's parameters in design order. Optional:
-  /// BuildModel does it where it was not done. The result becomes the component's status: 306 when
-  /// done before, 310 when the model is built, 1 when cancelled, 305, 307, 309, 312, 315, 316.
+  /// Reads the records of `iter` once and fills `params` with the model's parameters in design
+  /// order. Optional: BuildModel does it where it was not done. The result becomes the component's
+  /// status: 306 when done before, 310 when the model is built, 1 when cancelled, 305, 307, 309,
+  /// 312, 315, 316.
   virtual QvCommon::QvStatus CreateParameters(QvCommon::MultiPassRecordIter& iter,
                                               std::vector<QvRegrParameter>& params) = 0;
-  /// Estimates the model. The result becomes the component's status: 310 when it is built, 1 when
-  /// cancelled, otherwise the codes of the passes over the data.
+  /// Estimates the model from the records of `iter`. The result becomes the component's status: 310
+  /// when it is built, 1 when cancelled, otherwise the codes of the passes over the data.
   virtual QvCommon::QvStatus BuildModel(QvCommon::MultiPassRecordIter& iter) = 0;
   /// False, too, while the status is an error.
   [[nodiscard]] virtual bool IsModelBuilt() const = 0;
@@ -44,16 +46,19 @@ class QVREG_EXPORT IQvRegComponent {
   virtual QvCommon::QvStatus GetOutputStats(IQvRegOutputStats*& stats) = 0;
   /// The component's own copy of the settings.
   [[nodiscard]] virtual const QvRegSettings& GetCompSettings() const = 0;
-  /// Scores one record; meaningful only once the model is built (before, it writes nothing). The
-  /// linear model gives the predicted value, the missing value where a level combination was never
-  /// seen, and leaves `values` as it was. The result is not kept as the component's status. The
-  /// record is not validated: see QvRegRecordValidator::IsValid4Scoring.
+  /// Scores one `record`; meaningful only once the model is built (before, it writes nothing). The
+  /// linear model sets `predicted` to the predicted value, or to the missing value where a level
+  /// combination was never seen, and leaves `values` as it was; it does not validate the record:
+  /// see QvRegRecordValidator::IsValid4Scoring. Status 1 after a cancel, 315 for a record too short
+  /// for the design, 305; it is not kept as the component's status.
   virtual QvCommon::QvStatus Score(const QvCommon::Record& record, double& predicted,
                                    std::vector<double>& values) = 0;
   /// Asks a running pass to stop before its next record, with status 1. Any thread.
   virtual void Cancel() = 0;
+  /// The status: that of the settings until the first operation, then as each of them says.
   virtual QvCommon::QvStatus GetStatus() = 0;
   /// The warnings so far, in the order raised.
   virtual std::vector<QvCommon::QvStatus> GetWarnings() = 0;
+  /// Prints settings, model and results to standard output, for a developer's eyes.
   virtual void Display() const = 0;
 };

@@ -26,6 +26,7 @@ class QVREG_EXPORT IQvRegOutputStats {
   IQvRegOutputStats& operator=(const IQvRegOutputStats&) = default;
 
   virtual ~IQvRegOutputStats() = default;
+  /// The model whose results these are.
   virtual QvConst::QvRegModelType GetModelType() = 0;
   /// Records per category of every factor, in the order of the settings.
   [[nodiscard]] virtual const QvFactorCounts& GetFactorCounts() const = 0;
@@ -34,6 +35,7 @@ class QVREG_EXPORT IQvRegOutputStats {
   [[nodiscard]] virtual const std::vector<double>& GetMeanValues() const = 0;
   /// 0 for a redundant parameter.
   [[nodiscard]] virtual const std::vector<double>& GetParamEstimates() const = 0;
+  /// What each parameter stands for.
   [[nodiscard]] virtual const std::vector<QvRegrParameter>& GetParameters() const = 0;
   /// The sum of the frequency weights of the records used.
   [[nodiscard]] virtual double GetTotalFreqWeight() const = 0;
@@ -42,14 +44,16 @@ class QVREG_EXPORT IQvRegOutputStats {
   /// The settings' degrees of freedom, or the total regression weight less the number of
   /// parameters, redundant ones included.
   [[nodiscard]] virtual double GetNDegFreedom() const = 0;
-  /// A fit statistic; the missing value for one that the model does not serve.
+  /// The fit statistic `stat`; the missing value for one that the model does not serve.
   [[nodiscard]] virtual double GetModelFitStat(QvConst::QvModelFitStat stat) const = 0;
   /// The covariance matrix of the estimates, of the order of the parameters, 0 in redundant rows;
   /// for the linear model it is still to be multiplied by the residual variance.
   [[nodiscard]] virtual const QvCommon::QvSymMatrixData* GetCovarianceMatrix() const = 0;
+  /// Estimate, redundancy and effect of each parameter.
   [[nodiscard]] virtual const std::vector<QvRegrParameterStats>& GetParamStats() const = 0;
   /// One bit per parameter, set for one that is kept and clear for a redundant one.
   [[nodiscard]] virtual const QvCommon::QvBitSet& GetRedundancyIndicators() const = 0;
+  /// The checks that records went through, for a host to ask before it scores one.
   [[nodiscard]] virtual const QvRegRecordValidator& GetRecordValidator() const = 0;
   /// The design row of a record, followed by the dependent (the missing value where the record is
   /// too short to hold it). False when a level combination has no parameter, whose columns are then
@@ -57,5 +61,6 @@ class QVREG_EXPORT IQvRegOutputStats {
   virtual bool ExpandRow(const QvCommon::Record& record, std::vector<double>& row) const = 0;
   /// As the component's Cancel.
   virtual void Cancel() = 0;
+  /// Prints the results to standard output, for a developer's eyes.
   virtual void Display() const = 0;
 };

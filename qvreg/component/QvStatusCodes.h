@@ -3,6 +3,7 @@
 /// The codes that a QvStatus of this library carries. Numbers are fixed: hosts keep message tables.
 namespace QvStatusCode {
 
+/// Success.
 inline constexpr long kOK = 0;
 /// The host's cancel query answered yes, or Cancel() was called.
 inline constexpr long kCancelled = 1;

@@ -41,7 +41,7 @@ const Record* BinaryRecordIterator::Next() {
 int BinaryRecordIterator::NewPass() {
   if (fFailReason == kIterNoRewind) return kIterNoRewind;
   if (fFile == nullptr) return fFailReason = kIterReadError;
-  std::fseek(fFile, 0, SEEK_SET);
+  if (std::fseek(fFile, 0, SEEK_SET) != 0) return fFailReason = kIterNoRewind;
   fFailReason = kIterOk;
   return fFailReason = NextRecord();
 }

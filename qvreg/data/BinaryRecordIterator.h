@@ -15,8 +15,8 @@ namespace QvCommon {
 /// one thread at a time.
 class QVREG_EXPORT BinaryRecordIterator : public MultiPassRecordIter {
  public:
-  /// Reads the first record ahead. A null file leaves the fail reason kIterReadError, and so does
-  /// a record size below 1 or a record that cannot be allocated.
+  /// Reads the first record ahead, `recordSize` doubles long. A null `file` leaves the fail reason
+  /// kIterReadError, and so does a record size below 1 or a record that cannot be allocated.
   BinaryRecordIterator(std::FILE* file, int recordSize);
   BinaryRecordIterator(const BinaryRecordIterator&) = default;
   BinaryRecordIterator& operator=(const BinaryRecordIterator&) = default;
@@ -25,12 +25,13 @@ class QVREG_EXPORT BinaryRecordIterator : public MultiPassRecordIter {
   [[nodiscard]] bool HasMore() const override { return fFailReason == kIterOk; }
   const Record* Next() override;
   [[nodiscard]] int GetFailReason() const override { return fFailReason; }
-  /// Goes back to byte 0; refused while the fail reason is kIterNoRewind. On a null file the fail
-  /// reason becomes kIterReadError.
+  /// Goes back to byte 0; refused while the fail reason is kIterNoRewind, which it becomes for a
+  /// stream without a way back, such as a pipe. On a null file it becomes kIterReadError.
   int NewPass() override;
 
  protected:
-  /// For derived iterators that mark their stream as one that cannot be read again.
+  /// Replaces the fail reason by `failReason`, one of the kIter constants: for derived iterators
+  /// that mark their stream as one that cannot be read again.
   void SetFailReason(int failReason) { fFailReason = failReason; }
 
  private:

@@ -11,12 +11,17 @@
 /// SetCancel may be called from any thread; everything else belongs to the thread that runs.
 class QVREG_EXPORT QvCancelInfo {
  public:
+  /// No query, no stop requested.
   QvCancelInfo() = default;
+  /// Borrows `query`, which may be null; no stop requested.
   explicit QvCancelInfo(QvQueryCancel* query) : fpQuery(query) {}
+  /// Borrows the query of `other` and takes its flag as it is now.
   QvCancelInfo(const QvCancelInfo& other);
+  /// As the copy: the query of `other`, and its flag as it is now.
   QvCancelInfo& operator=(const QvCancelInfo& other);
   ~QvCancelInfo() = default;
 
+  /// Requests a stop.
   void SetCancel() { fbCancel.store(true, std::memory_order_relaxed); }
   /// True when a stop was requested, or the host's QueryCancel says so; the flag keeps its yes.
   bool IsCancel();
@@ -32,7 +37,9 @@ class QVREG_EXPORT QvCancelInfo {
   }
   /// True when a stop was requested or seen; the host is not asked.
   [[nodiscard]] bool IsFlagSet() const { return fbCancel.load(std::memory_order_relaxed); }
+  /// Borrows `query` from now on; null for none.
   void SetCancelPtr(QvQueryCancel* query) { fpQuery = query; }
+  /// The host's query; null for none.
   [[nodiscard]] QvQueryCancel* GetCancelPtr() const { return fpQuery; }
 
  private:

@@ -2,6 +2,7 @@
 
 /// How many records the first pass of a run saw, and what became of them.
 struct QvRecordCounts {
+  /// All records that the iterator delivered.
   long long fRead = 0;
   /// Counted and used by the later passes.
   long long fUsed = 0;

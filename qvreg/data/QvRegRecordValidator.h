@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The check that records go through, and what it finds.
+
 #include <vector>
 
 #include "qvreg/QvExport.h"
@@ -9,7 +12,7 @@
 
 /// What a check found of a record.
 enum class QvRecordVerdict {
-  kValid,
+  kValid,      ///< The record takes part.
   kMissing,    ///< A missing value: the record is skipped.
   kBadWeight,  ///< A weight that is not above 0: the record is skipped.
   kError       ///< The status says why the pass must end.
@@ -19,8 +22,8 @@ enum class QvRecordVerdict {
 /// A value; const operations may run on several threads at once.
 class QVREG_EXPORT QvRegRecordValidator {
  public:
-  /// The role of every record variable; the number of categories of each factor; and, when it is 1
-  /// or more, that of a categorical dependent.
+  /// `types` has the role of every record variable; `factorSizes` the number of categories of each
+  /// of the `factorVars`; `nTargetCategories`, 1 or more, makes the dependent a categorical one.
   void SetRecordInfo(const std::vector<QvConst::QvVariableType>& types,
                      const std::vector<int>& factorVars, const std::vector<int>& factorSizes,
                      int nTargetCategories);
@@ -29,14 +32,15 @@ class QVREG_EXPORT QvRegRecordValidator {
   /// 316 (no whole number, or above the number of categories; with the variable and the value);
   /// otherwise it is left as it was.
   QvRecordVerdict CheckRecord(const QvCommon::Record& record, QvCommon::QvStatus& status) const;
-  /// True when CheckRecord finds the record valid.
+  /// True when CheckRecord, which sets the `status`, finds the record valid.
   bool IsValidRecord(const QvCommon::Record& record, QvCommon::QvStatus& status) const {
     return CheckRecord(record, status) == QvRecordVerdict::kValid;
   }
-  /// The check for scoring: factors and covariates only. The status as above, without 315.
+  /// The check for scoring: factors and covariates only. The `status` as above, without 315.
   /// REQUIRES: the record holds every factor and covariate.
   bool IsValid4Scoring(const QvCommon::Record& record, QvCommon::QvStatus& status) const;
 
+  /// Prints the roles and the numbers of categories to standard output.
   void Display() const;
 
  private:

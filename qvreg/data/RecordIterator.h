@@ -3,6 +3,7 @@
 #include "qvreg/QvExport.h"
 #include "qvreg/common/Record.h"
 
+/// Records and how they come in, statuses, matrices and bit sets: what is not tied to one model.
 namespace QvCommon {
 
 /// Why an iterator has no more records; the values of GetFailReason.

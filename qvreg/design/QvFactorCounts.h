@@ -16,15 +16,21 @@ class QVREG_EXPORT QvFactorCounts {
  public:
   /// First the weighted count, second the number of records.
   using CountPair = std::pair<double, double>;
+  /// One pair per category, from 0 on.
   using Counts = std::vector<CountPair>;
 
-  /// `factorVars` and `nCategories` are parallel. `weightVar`, `dependentVar` and `offsetVar` are
-  /// record indices, -1 for none. The dependent is counted when it has at least one category.
+  /// `factorVars` and `nCategories` are parallel; `firstCode` is what codes category 0.
+  /// `weightVar`, `dependentVar` and `offsetVar` are record indices, -1 for none. The dependent is
+  /// counted when `nDependentCategories` is at least 1. `offsetType` says where a record's offset
+  /// comes from: nowhere, `offsetVar`, or `offsetValue` for all.
   QvFactorCounts(const std::vector<int>& factorVars, const std::vector<int>& nCategories,
                  int weightVar, int dependentVar, int nDependentCategories, int firstCode,
                  int offsetVar, double offsetValue, QvConst::QvOffsetType offsetType);
+  /// A deep copy of `other`. May throw std::bad_alloc, as assignment may, which then changes
+  /// nothing.
   QvFactorCounts(const QvFactorCounts& other);
   QvFactorCounts(QvFactorCounts&&) = default;
+  /// Becomes a deep copy of `other`.
   QvFactorCounts& operator=(const QvFactorCounts& other);
   QvFactorCounts& operator=(QvFactorCounts&&) = default;
   ~QvFactorCounts() = default;
@@ -33,6 +39,7 @@ class QVREG_EXPORT QvFactorCounts {
   /// counted all the same. REQUIRES: the record holds every variable named above.
   bool Update(const QvCommon::Record& record);
 
+  /// The number of factors.
   [[nodiscard]] int GetNFactors() const { return static_cast<int>(fFactorVars.size()); }
   /// The factor's number of categories; -1 for no such factor.
   [[nodiscard]] int GetNCategories(int factor) const;
@@ -50,6 +57,7 @@ class QVREG_EXPORT QvFactorCounts {
   /// counts.
   [[nodiscard]] bool IsInRange(const QvCommon::Record& record) const;
 
+  /// Prints every count to standard output.
   void Display() const;
 
  protected:
@@ -70,13 +78,17 @@ class QVREG_EXPORT QvFactorCounts {
   }
   /// Counts the record's dependent with weight w; -1 when it is out of range, else its category.
   int CountDependent(const QvCommon::Record& record, double w);
+  /// True when the dependent is counted.
   [[nodiscard]] bool HasDependentCounts() const { return fpDependCounts != nullptr; }
   /// The record's frequency weight, 1 when there is none.
   [[nodiscard]] double FrequencyWeight(const QvCommon::Record& record) const {
     return fWeightVar >= 0 ? record[fWeightVar] : 1.0;
   }
+  /// Record indices of the factors.
   [[nodiscard]] const std::vector<int>& FactorVars() const { return fFactorVars; }
+  /// The code of category 0.
   [[nodiscard]] int FirstCode() const { return fFirstCode; }
+  /// Record index of the frequency weight, -1 for none.
   [[nodiscard]] int WeightVar() const { return fWeightVar; }
   /// Prints the fields without the opening and closing lines.
   void DisplayFields() const;

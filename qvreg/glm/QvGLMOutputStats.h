@@ -16,7 +16,8 @@ class QvRegSettings;
 /// through the component's algorithm, which it borrows.
 class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
  public:
-  /// Copies the results of a built model. May throw std::bad_alloc: its component turns that into
+  /// Copies the results of `algorithm`, whose model is built, with the degrees of freedom that the
+  /// `settings` may impose. May throw std::bad_alloc: its component turns that into
   /// a status.
   QvGLMOutputStats(const QvRegSettings& settings, QvGLMAlgorithm& algorithm);
   QvGLMOutputStats(const QvGLMOutputStats&) = default;

@@ -8,8 +8,8 @@
 
 /// The report that a logistic estimation hands to the host's progress listener. Measures by name:
 /// "iterNum" (iterations completed), "stepHalving" (step-halvings of the reported iteration),
-/// "loglik" (the log-likelihood after it), "time" (seconds since the start of the estimation) and
-/// "paramEstim" (the current estimates, borrowed from the optimizer).
+/// "loglik" (the log-likelihood after it), "time" (seconds since the start of the estimation, by
+/// std::clock) and "paramEstim" (the current estimates, borrowed from the optimizer).
 class QVREG_EXPORT QvIterationReporter : public ProgressReportVect {
  public:
   int DiscreteMeasure(const std::string& name) override;
@@ -17,8 +17,11 @@ class QVREG_EXPORT QvIterationReporter : public ProgressReportVect {
   const std::vector<double>* VectorMeasure(const std::string& name) override;
   /// Clears every measure.
   virtual void Reset();
+  /// Prints every measure to standard output.
   virtual void Display() const;
 
+  /// Sets "paramEstim" to `estimates` (borrowed, null for none), "iterNum" to `iterNum`,
+  /// "stepHalving" to `stepHalving`, "loglik" to `loglik` and "time" to `time`, in seconds.
   void SetInfo(const std::vector<double>* estimates, int iterNum, int stepHalving, double loglik,
                double time);
 

@@ -15,7 +15,8 @@ class QvLogAlgorithm;
 /// The component of the multinomial logistic model: keeps the status and orders the calls; see
 /// IQvRegComponent. Its GetOutputStats answers 310 before the build and sets the pointer to null;
 /// its Score gives the predicted category's code (-1 where a level combination was never seen) and
-/// the probabilities, the reference category last.
+/// the probabilities, the reference category last. It validates the record: a missing value leaves
+/// both as they were, a bad category code, too, with status 316.
 class QVREG_EXPORT QvLogComponent : public IQvRegComponent {
  public:
   /// Copies the settings; the status tells whether they are valid.

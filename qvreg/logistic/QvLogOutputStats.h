@@ -17,7 +17,8 @@ class QvLogRegSettings;
 /// non-reference category.
 class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
  public:
-  /// Gathers the results of a built model. May throw std::bad_alloc: its component turns that into
+  /// Gathers the results of `algorithm`, whose model is built, with the degrees of freedom that
+  /// the `settings` may impose. May throw std::bad_alloc: its component turns that into
   /// a status.
   QvLogOutputStats(const QvLogRegSettings& settings, QvLogAlgorithm& algorithm);
   QvLogOutputStats(const QvLogOutputStats&) = default;
@@ -41,13 +42,14 @@ class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
     return fRedundancy;
   }
   [[nodiscard]] const QvRegRecordValidator& GetRecordValidator() const override;
-  /// As the interface, sized to all parameters: the values stand in the first P. Without the
+  /// As the interface, `row` sized to all parameters: the values stand in the first P. Without the
   /// dependent; false, too, for a record with a missing or unusable value.
   bool ExpandRow(const QvCommon::Record& record, std::vector<double>& row) const override;
   void Cancel() override;
   void Display() const override;
 
-  /// The record's basic parameter per effect and its design value; false as above.
+  /// `indices` receives the record's basic parameter, below P, of each effect, and `values` its
+  /// design value; false as above.
   bool ExpandRow(const QvCommon::Record& record, std::vector<int>& indices,
                  std::vector<double>& values) const;
   /// The codes of the observed categories, the reference last.

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The outcome of a logistic estimation.
+
 /// How the iterations of a logistic estimation ended. Numeric values are fixed.
 enum QvOptimizationOutcome {
   kOptContinue = 0,            ///< Not converged; iterate again.

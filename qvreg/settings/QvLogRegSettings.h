@@ -13,6 +13,7 @@ class QVREG_EXPORT QvLogRegSettings : public QvRegSettings {
   /// Reference category: the first one observed.
   static constexpr int kFirstObserved = -2;
 
+  /// Two categories, the last observed one the reference, and the defaults named below.
   QvLogRegSettings() = default;
   QvLogRegSettings(const QvLogRegSettings&) = default;
   QvLogRegSettings& operator=(const QvLogRegSettings&) = default;
@@ -20,40 +21,55 @@ class QVREG_EXPORT QvLogRegSettings : public QvRegSettings {
   ~QvLogRegSettings() override = default;
   QvConst::QvRegModelType GetModelType() override;
   QvCommon::QvStatus IsValidSettings() override;
+  /// As QvRegSettings, with what this class adds.
   void Display() const override;
 
-  /// The dependent has nCategories >= 2 categories; the reference is one of them, kLastObserved or
-  /// kFirstObserved.
+  /// The dependent has nCategories >= 2 categories, coded from 0; `refCategory` is one of them,
+  /// kLastObserved or kFirstObserved.
   bool SetDependentRefCat(int refCategory, int nCategories);
-  /// Report the iterations every n-th time, n >= 1.
+  /// Report to the progress listener every n-th iteration, n >= 1 (1 by default).
   bool SetIterationFrequency(int n);
-  /// Converged when the log-likelihood changes by less; 0 switches the criterion off.
+  /// Converged when the log-likelihood changes by less than `criterion` >= 0; 0, the default,
+  /// switches it off.
   bool SetLLConCriterion(double criterion);
-  /// Converged when the estimates change by less; 0 switches the criterion off.
+  /// Converged when the estimates change by less than `criterion` >= 0 (1e-6 by default); 0
+  /// switches it off.
   bool SetParamEstConCriterion(double criterion);
-  /// At most n >= 0 Newton-Raphson iterations.
+  /// At most n >= 0 Newton-Raphson iterations (100 by default).
   bool SetMaxIterations(int n);
-  /// At most n >= 1 step-halvings an iteration.
+  /// At most n >= 1 step-halvings an iteration (5 by default).
   bool SetMaxStepHalvingValue(int n);
-  /// The iteration n >= 0 from which the late checks (such as separation) start.
+  /// The iteration n >= 0 from which the late checks (such as separation) start (20 by default).
   bool SetStartingIteration(int n);
-  /// Whether the log-likelihood criterion is absolute.
+  /// Whether the log-likelihood criterion is `absolute`; relative by default.
   void SetLLFuncChange(bool absolute) { fLLAbsoluteChange = absolute; }
-  /// Whether the estimates' criterion is absolute.
+  /// Whether the estimates' criterion is `absolute`; relative by default.
   void SetParamEstChange(bool absolute) { fParamEstAbsoluteChange = absolute; }
-  /// Whether the data are kept in memory, grouped by covariate pattern.
+  /// Whether to `use` a tabulator, which keeps the data in memory, grouped by covariate pattern;
+  /// not by default.
   void SetUsePatternTabulator(bool use) { fUsePatternTabulator = use; }
 
+  /// The number of categories of the dependent, at least 2.
   [[nodiscard]] int GetDependentNCategs() const { return fDependentNCategs; }
+  /// The reference category as it was asked for: a code, kLastObserved or kFirstObserved.
   [[nodiscard]] int GetDependentRefCateg() const { return fDependentRefCateg; }
+  /// See SetIterationFrequency.
   [[nodiscard]] int GetIterationFrequency() const { return fIterationFrequency; }
+  /// See SetLLConCriterion; 0 when it is off.
   [[nodiscard]] double GetLLConCriterion() const { return fLLConCriterion; }
+  /// True when the log-likelihood criterion is absolute.
   [[nodiscard]] bool GetLLFuncChange() const { return fLLAbsoluteChange; }
+  /// See SetParamEstConCriterion; 0 when it is off.
   [[nodiscard]] double GetParamEstConCriterion() const { return fParamEstConCriterion; }
+  /// True when the estimates' criterion is absolute.
   [[nodiscard]] bool GetParamEstChange() const { return fParamEstAbsoluteChange; }
+  /// The most iterations that may be done.
   [[nodiscard]] int GetMaxIterations() const { return fMaxIterations; }
+  /// The most step-halvings of one iteration.
   [[nodiscard]] int GetMaxStepHalvingValue() const { return fMaxStepHalving; }
+  /// See SetStartingIteration.
   [[nodiscard]] int GetStartingIteration() const { return fStartingIteration; }
+  /// True when the data are kept in memory.
   [[nodiscard]] bool GetUsePatternTabulator() const { return fUsePatternTabulator; }
 
  private:

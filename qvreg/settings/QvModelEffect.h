@@ -12,27 +12,28 @@
 /// used from one thread at a time.
 class QVREG_EXPORT QvModelEffect {
  public:
+  /// An intercept, over no variables.
   QvModelEffect() = default;
-  /// As Setup.
+  /// As Setup with `nModelFactors`, `nModelCovariates` and `varIndices`.
   QvModelEffect(int nModelFactors, int nModelCovariates, const std::vector<int>* varIndices);
 
-  /// Makes it an empty effect over the given list. REQUIRES: the list holds nModelFactors +
-  /// nModelCovariates record indices.
+  /// Makes it an empty effect over the list `varIndices`, which is borrowed. REQUIRES: the list
+  /// holds nModelFactors + nModelCovariates record indices.
   void Setup(int nModelFactors, int nModelCovariates, const std::vector<int>* varIndices);
   /// Takes every factor and covariate out of the effect.
   void Reset();
 
-  /// Adds a factor at nesting level 0; `nested` moves the factors added before one level outward.
-  /// False when `var` is no factor of the model or already in the effect.
+  /// Adds factor `var` at nesting level 0; `nested` moves the factors added before one level
+  /// outward. False when `var` is no factor of the model or already in the effect.
   bool AddNewFactor(int var, bool nested);
-  /// Raises the multiplicity of a covariate by one and returns it; -1 when `var` is no covariate
-  /// of the model.
+  /// Raises the multiplicity of covariate `var` by one and returns it; -1 when `var` is no
+  /// covariate of the model.
   int AddCovariate(int var);
 
-  /// The factor's nesting level; -1 when it is not in the effect.
+  /// The nesting level of factor `var`; -1 when it is not in the effect.
   [[nodiscard]] int ContainsFactor(int var) const;
-  /// The covariate's multiplicity, 0 when it is not in the effect; -1 for no covariate of the
-  /// model.
+  /// The multiplicity of covariate `var`, 0 when it is not in the effect; -1 for no covariate of
+  /// the model.
   [[nodiscard]] int GetCovariateMult(int var) const;
   /// The sum of all multiplicities.
   [[nodiscard]] int GetNCovariateMult() const;
@@ -45,24 +46,33 @@ class QVREG_EXPORT QvModelEffect {
   /// Their multiplicities, in the same order.
   [[nodiscard]] std::vector<int> GetCovMultiplicities() const;
 
+  /// The number of factors in the effect.
   [[nodiscard]] int GetNFactors() const { return fNFactors; }
+  /// The number of distinct covariates in the effect.
   [[nodiscard]] int GetNCovariates() const { return fNCovariates; }
+  /// The depth of nesting: 0 without factors, 1 without nested ones.
   [[nodiscard]] int GetNLevels() const { return fNLevels; }
+  /// The number of factors of the model: entries at the front of the list.
   [[nodiscard]] int GetNModelFactors() const { return fNModelFactors; }
+  /// The number of covariates of the model: entries at the end of the list.
   [[nodiscard]] int GetNModelCovariates() const { return fNModelCovariates; }
   /// The main vector: per factor of the model its nesting level or -1, then per covariate its
   /// multiplicity.
   [[nodiscard]] const std::vector<int>& GetModelEffect() const { return fMainVector; }
+  /// The list of the model's variables, borrowed; null before Setup.
   [[nodiscard]] const std::vector<int>* GetVarIndices() const { return fpVarIndices; }
+  /// Borrows another list, `varIndices`, in the place of the first. REQUIRES: as Setup.
   void SetVarIndices(const std::vector<int>* varIndices) { fpVarIndices = varIndices; }
   /// True for an effect without factors and covariates.
   [[nodiscard]] bool IsIntercept() const { return fNFactors + fNCovariates == 0; }
   /// Marks the factors as standing after the covariates in parentheses; Reset clears the mark.
   void SetFactorsInParens() { fbFactorsInParens = true; }
+  /// True when SetFactorsInParens was called since the last Setup or Reset.
   [[nodiscard]] bool GetFactorsInParens() const { return fbFactorsInParens; }
 
   /// True when `other` has the same covariate part and all of this effect's factors and more.
   [[nodiscard]] bool IsContainedIn(const QvModelEffect& other) const;
+  /// True when `other` is the same effect over the same list, nesting and parentheses included.
   [[nodiscard]] bool operator==(const QvModelEffect& other) const;
 
   /// Removes the slots whose flag in `keep` is false from the main vector and the model's counts
@@ -72,11 +82,13 @@ class QVREG_EXPORT QvModelEffect {
   /// Per slot of the model's list, whether some effect uses it. REQUIRES: effects of one model, at
   /// least one.
   static std::vector<bool> CheckVariableUse(const std::vector<QvModelEffect>& effects);
-  /// Record indices of the variables in use, in the order met; a covariate is listed once for each
-  /// effect that uses it. Nothing changes for an empty list of effects.
+  /// `factors` and `covariates` receive the record indices of the variables that `effects` use, in
+  /// the order met; a covariate is listed once for each effect that uses it. Nothing changes for an
+  /// empty list of effects.
   static void GetUsedVariables(const std::vector<QvModelEffect>& effects, std::vector<int>& factors,
                                std::vector<int>& covariates);
 
+  /// Prints the effect to standard output, for a developer's eyes.
   void Display() const;
 
  protected:

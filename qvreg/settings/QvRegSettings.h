@@ -18,6 +18,7 @@ class QvQueryCancel;
 /// thread at a time. A variable, named by its index in a record, plays one role only.
 class QVREG_EXPORT QvRegSettings {
  public:
+  /// No roles and no effects; an intercept.
   QvRegSettings() = default;
   QvRegSettings(const QvRegSettings&) = default;
   QvRegSettings& operator=(const QvRegSettings&) = default;
@@ -27,53 +28,80 @@ class QVREG_EXPORT QvRegSettings {
   virtual QvConst::QvRegModelType GetModelType();
   /// Success; 301 without a dependent; 302 with neither an intercept nor an effect.
   virtual QvCommon::QvStatus IsValidSettings();
-  /// Names the dependent, once; false when refused.
+  /// Makes `var` the dependent, once; false when refused.
   virtual bool SetDependent(int var);
-  /// Adds a covariate; the number of covariates, or -1 when refused.
+  /// Adds `var` as a covariate; the number of covariates, or -1 when refused.
   virtual int AddCovariate(int var);
-  /// Adds a copy of an effect; false only without memory.
+  /// Adds a copy of `effect`, whose variables are not checked; false only without memory.
   virtual bool AddModelEffect(const QvModelEffect& effect);
+  /// Prints roles, effects and choices to standard output, for a developer's eyes.
   virtual void Display() const;
 
-  /// Adds a factor coded 0 .. nCategories - 1; the number of factors, or -1 when refused.
+  /// Adds `var` as a factor with codes 0 .. nCategories - 1, at least one; the number of factors,
+  /// or -1 when refused.
   int AddFactor(int var, int nCategories);
-  /// Names the frequency weight; a later call replaces it, yet the earlier variable keeps its role.
+  /// Makes `var` the frequency weight; false when refused. A later call replaces it, yet the
+  /// earlier variable keeps its role.
   bool SetFrequencyWeightVar(int var);
-  /// Names the regression weight, with the same rule.
+  /// Makes `var` the regression weight, with the same rule.
   bool SetRegrWeightVar(int var);
+  /// Whether to `use` an intercept; the model has one by default.
   void SetInterceptUse(bool use) { fInterceptUse = use; }
-  /// The share of a diagonal below which a pivot counts as zero; not checked.
+  /// Sets the `tolerance`: the share of a diagonal below which a pivot counts as zero. 1e-12 by
+  /// default; not checked.
   void SetTolerance(double tolerance) { fTolerance = tolerance; }
-  /// 0 <= level < 1; another value is ignored.
+  /// The confidence level, for the host's intervals: 0 <= level < 1, 0.95 by default; another value
+  /// is ignored.
   void SetConfidenceLevel(double level);
-  /// Error degrees of freedom imposed by the host, above 0; another value is ignored.
+  /// Imposes the error degrees of freedom, nDegFreedom > 0; another value is ignored.
   void SetDF(double nDegFreedom);
+  /// Carries the `type` of test for the host.
   void SetTestType(QvConst::QvTestType type) { fTestType = type; }
+  /// Carries the `method` of adjusting p values for the host.
   void SetPAdjustment(QvConst::QvPAdjustMethod method) { fPAdjustment = method; }
+  /// Carries the `type` of covariance matrix for the host.
   void SetCovbType(QvConst::QvCovbType type) { fCovbType = type; }
+  /// Borrows the `listener` that is told of iterations; null, the default, for none.
   void SetProgressListener(ProgressListener* listener) { fProgressListener = listener; }
+  /// Borrows the `query` that can stop a run; null, the default, for none.
   void SetCancelPointer(QvQueryCancel* query) { fCancelPointer = query; }
-  /// Linear model: improve the estimates by one step of iterative refinement, taken from the
-  /// residual pass in twice working precision. Off by default.
+  /// Linear model: whether to `refine` the estimates by one step of iterative refinement, taken
+  /// from the residual pass in twice working precision. Off by default.
   void SetRefineEstimates(bool refine) { fRefineEstimates = refine; }
 
+  /// Record index of the dependent; -1 until it is set.
   [[nodiscard]] int GetDependent() const { return fDependVar; }
+  /// Record indices of the factors, in the order added.
   [[nodiscard]] const std::vector<int>& GetFactors() const { return fFactors; }
+  /// The number of categories of each factor.
   [[nodiscard]] const std::vector<int>& GetFactorSizes() const { return fFactorSizes; }
+  /// Record indices of the covariates, in the order added.
   [[nodiscard]] const std::vector<int>& GetCovariates() const { return fCovariates; }
+  /// Record index of the frequency weight; -1 for none.
   [[nodiscard]] int GetFrequencyWeightVar() const { return fFreqWeightVar; }
+  /// Record index of the regression weight; -1 for none.
   [[nodiscard]] int GetRegrWeightVar() const { return fRegrWeightVar; }
+  /// Whether the model has an intercept.
   [[nodiscard]] bool GetInterceptUse() const { return fInterceptUse; }
+  /// See SetTolerance.
   [[nodiscard]] double GetTolerance() const { return fTolerance; }
+  /// The number of effects, the intercept not among them.
   [[nodiscard]] int GetNModelEffects() const { return static_cast<int>(fModelEffects.size()); }
+  /// The effects, in the order added.
   [[nodiscard]] const std::vector<QvModelEffect>& GetModelEffects() const { return fModelEffects; }
+  /// The confidence level, from 0 to below 1.
   [[nodiscard]] double GetConfidenceLevel() const { return fConfidence; }
   /// The imposed degrees of freedom; not above 0 when the model computes them.
   [[nodiscard]] double GetDF() const { return fNDegFreedom; }
+  /// Carried for the host.
   [[nodiscard]] QvConst::QvTestType GetTestType() const { return fTestType; }
+  /// Carried for the host.
   [[nodiscard]] QvConst::QvPAdjustMethod GetPAdjustment() const { return fPAdjustment; }
+  /// Carried for the host.
   [[nodiscard]] QvConst::QvCovbType GetCovbType() const { return fCovbType; }
+  /// The host's listener; null for none.
   [[nodiscard]] ProgressListener* GetProgressListener() const { return fProgressListener; }
+  /// The host's cancel query; null for none.
   [[nodiscard]] QvQueryCancel* GetCancelPointer() const { return fCancelPointer; }
   /// The role of each record variable, up to the last one that has any.
   [[nodiscard]] const std::vector<QvConst::QvVariableType>& GetVariableTypes() const {
@@ -82,6 +110,7 @@ class QVREG_EXPORT QvRegSettings {
   /// False when a setter that ran out of memory left a variable without its role, which the checks
   /// of records go by.
   [[nodiscard]] bool AreRolesComplete() const;
+  /// See SetRefineEstimates.
   [[nodiscard]] bool GetRefineEstimates() const { return fRefineEstimates; }
 
  private:

@@ -11,27 +11,31 @@ class QvModelEffect;
 /// Without factors and covariates it is the intercept. A value; used from one thread at a time.
 class QVREG_EXPORT QvRegrParameter {
  public:
+  /// An intercept without an effect index.
   QvRegrParameter() = default;
 
   /// Adds a factor behind those of its nesting level or less. False for a negative `var` or
   /// `nestLevel` and for a factor already present; the category is not checked.
   bool AddFactor(int var, int category, int nestLevel);
-  /// The category of a factor, or `notFound` when it is not among the factors.
+  /// The category of factor `var`, or `notFound` when it is not among the factors.
   [[nodiscard]] int ContainsFactor(int var, int notFound) const;
-  /// Adds `multiplicity` to a covariate's multiplicity and returns the total; 0, and nothing
+  /// Adds `multiplicity` to that of covariate `var` and returns the total; 0, and nothing
   /// changed, for a negative `var` or a multiplicity below 1.
   int AddCovariate(int var, int multiplicity);
-  /// The covariate's multiplicity; 0 when it is not a covariate of the parameter.
+  /// The multiplicity of covariate `var`; 0 when it is not a covariate of the parameter.
   [[nodiscard]] int GetCovariateMult(int var) const;
   /// The sum of all multiplicities.
   [[nodiscard]] int GetNCovariateMult() const;
 
+  /// The number of factors.
   [[nodiscard]] int GetNFactors() const { return static_cast<int>(fFactors.size()); }
+  /// The number of distinct covariates.
   [[nodiscard]] int GetNCovariates() const { return static_cast<int>(fCovariates.size()); }
   /// Record indices of the factors, in the order of their nesting levels.
   [[nodiscard]] const std::vector<int>& GetFactors() const { return fFactors; }
   /// The category of each factor.
   [[nodiscard]] const std::vector<int>& GetCategories() const { return fCategories; }
+  /// The same, to be written in place.
   [[nodiscard]] std::vector<int>& GetCategories() { return fCategories; }
   /// The nesting level of each factor, never decreasing.
   [[nodiscard]] const std::vector<int>& GetFactorNestLevels() const { return fFactorNestLevels; }
@@ -41,21 +45,27 @@ class QVREG_EXPORT QvRegrParameter {
   [[nodiscard]] const std::vector<int>& GetCovariateMultiplicities() const {
     return fCovariateMultiplicities;
   }
+  /// True without factors and covariates.
   [[nodiscard]] bool IsIntercept() const { return fFactors.empty() && fCovariates.empty(); }
 
-  /// Position of the parameter's effect, the intercept being effect 0 when the model has one; a
-  /// negative index is ignored.
+  /// `effectIndex` is the position of the parameter's effect, the intercept being effect 0 when the
+  /// model has one; a negative index is ignored.
   void SetEffectIndex(int effectIndex);
+  /// The position of the parameter's effect; -1 when it was not set.
   [[nodiscard]] int GetEffectIndex() const { return fEffectIndex; }
+  /// Logistic model: `category` is the code whose equation the parameter is in.
   void SetTargetCategory(int category) { fTargetCategory = category; }
+  /// The code of the dependent's category; -1 for none, as in a linear model.
   [[nodiscard]] int GetTargetCategory() const { return fTargetCategory; }
 
-  /// Takes the effect's factors, each with `category`, and its covariates. False, and nothing
-  /// changed, for an intercept effect or a negative index.
+  /// Becomes a parameter of `effect` at position `effectIndex`: its factors, each with `category`,
+  /// and its covariates. False, and nothing changed, for an intercept effect or a negative index.
   bool SetupFromEffect(const QvModelEffect& effect, int effectIndex, int category);
 
+  /// True when `other` stands for the same column: all fields agree.
   [[nodiscard]] bool operator==(const QvRegrParameter& other) const = default;
 
+  /// Prints the parameter to standard output, for a developer's eyes.
   void Display() const;
 
  private:

@@ -13,6 +13,10 @@
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
+
 namespace QvCommon {
 namespace {
 
@@ -314,6 +318,25 @@ TEST(BinaryRecordIterator, LeavesTheFileOpen) {
   EXPECT_EQ(std::fread(&value, sizeof(value), 1, file.get()), 1U);
   EXPECT_EQ(value, 1.0);
 }
+
+#if !defined(_WIN32)
+TEST(BinaryRecordIterator, AStreamWithoutAWayBackRefusesAFurtherPass) {
+  int ends[2] = {};
+  ASSERT_EQ(pipe(ends), 0);
+  const File writer(fdopen(ends[1], "wb"));
+  const File reader(fdopen(ends[0], "rb"));
+  for (const double value : {1.0, 2.0, 3.0}) {
+    ASSERT_EQ(std::fwrite(&value, sizeof(value), 1, writer.get()), 1U);
+  }
+  ASSERT_EQ(std::fflush(writer.get()), 0);
+  BinaryRecordIterator iter(reader.get(), 1);
+  EXPECT_TRUE(iter.HasMore());
+  EXPECT_EQ(iter.NewPass(), kIterNoRewind);
+  EXPECT_EQ(iter.GetFailReason(), kIterNoRewind);
+  EXPECT_FALSE(iter.HasMore());
+  EXPECT_EQ(iter.Next(), nullptr);
+}
+#endif
 
 }  // namespace
 }  // namespace QvCommon

@@ -1,0 +1,99 @@
+#include "qvreg/c/QvCOptions.h"
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+#include "qvreg/c/QvCRefusal.h"
+
+namespace {
+
+/// Throws the refusal of a field's value unless it is taken; `rule` says which values are.
+void Require(bool isTaken, const char* field, double value, const char* rule) {
+  if (isTaken) return;
+  std::array<char, QVREG_MESSAGE_SIZE> text{};
+  std::snprintf(text.data(), text.size(), "The settings do not take %s = %.15g; it must be %s.",
+                field, value, rule);
+  throw QvCRefusal(QVREG_SETTING_REFUSED, text.data());
+}
+
+void RequireTakenDF(const QvRegSettings& settings, double df) {
+  Require(!std::isnan(df), "degrees_of_freedom", df, "a number");
+  Require(df > 0.0 || !(settings.GetDF() > 0.0), "degrees_of_freedom", df,
+          "above 0 once it was imposed");
+}
+
+}  // namespace
+
+namespace QvCOptions {
+
+void Read(const QvRegSettings& settings, qvreg_options& options) {
+  options.tolerance = settings.GetTolerance();
+  options.confidence_level = settings.GetConfidenceLevel();
+  options.degrees_of_freedom = settings.GetDF();
+  options.use_intercept = settings.GetInterceptUse() ? 1 : 0;
+  options.refine_estimates = settings.GetRefineEstimates() ? 1 : 0;
+  options.test_type = settings.GetTestType();
+  options.p_adjustment = settings.GetPAdjustment();
+  options.covariance_type = settings.GetCovbType();
+}
+
+void Write(const qvreg_options& options, QvRegSettings& settings) {
+  Require(options.confidence_level >= 0.0 && options.confidence_level < 1.0, "confidence_level",
+          options.confidence_level, "0 or more and below 1");
+  RequireTakenDF(settings, options.degrees_of_freedom);
+  Require(options.test_type == QvConst::QvTestDefault, "test_type", options.test_type, "0");
+  Require(options.p_adjustment == QvConst::QvPAdjustDefault, "p_adjustment", options.p_adjustment,
+          "0");
+  Require(options.covariance_type == QvConst::QvCovbDefault, "covariance_type",
+          options.covariance_type, "0");
+  settings.SetTolerance(options.tolerance);
+  settings.SetConfidenceLevel(options.confidence_level);
+  settings.SetDF(options.degrees_of_freedom);
+  settings.SetInterceptUse(options.use_intercept != 0);
+  settings.SetRefineEstimates(options.refine_estimates != 0);
+  settings.SetTestType(QvConst::QvTestDefault);
+  settings.SetPAdjustment(QvConst::QvPAdjustDefault);
+  settings.SetCovbType(QvConst::QvCovbDefault);
+}
+
+void Read(const QvLogRegSettings& settings, qvreg_logistic_options& options) {
+  options.n_categories = settings.GetDependentNCategs();
+  options.reference_category = settings.GetDependentRefCateg();
+  options.ll_criterion = settings.GetLLConCriterion();
+  options.param_criterion = settings.GetParamEstConCriterion();
+  options.is_ll_change_absolute = settings.GetLLFuncChange() ? 1 : 0;
+  options.is_param_change_absolute = settings.GetParamEstChange() ? 1 : 0;
+  options.max_iterations = settings.GetMaxIterations();
+  options.max_step_halvings = settings.GetMaxStepHalvingValue();
+  options.starting_iteration = settings.GetStartingIteration();
+  options.iteration_frequency = settings.GetIterationFrequency();
+  options.use_pattern_tabulator = settings.GetUsePatternTabulator() ? 1 : 0;
+}
+
+void Write(const qvreg_logistic_options& options, QvLogRegSettings& settings) {
+  // Each setter says itself what it takes: they are tried on a copy.
+  QvLogRegSettings tried = settings;
+  Require(options.n_categories >= 2, "n_categories", options.n_categories, "2 or more");
+  Require(tried.SetDependentRefCat(options.reference_category, options.n_categories),
+          "reference_category", options.reference_category,
+          "a code below n_categories, QVREG_LAST_OBSERVED or QVREG_FIRST_OBSERVED");
+  Require(tried.SetLLConCriterion(options.ll_criterion), "ll_criterion", options.ll_criterion,
+          "0 or more");
+  Require(tried.SetParamEstConCriterion(options.param_criterion), "param_criterion",
+          options.param_criterion, "0 or more");
+  Require(tried.SetMaxIterations(options.max_iterations), "max_iterations", options.max_iterations,
+          "0 or more");
+  Require(tried.SetMaxStepHalvingValue(options.max_step_halvings), "max_step_halvings",
+          options.max_step_halvings, "1 or more");
+  Require(tried.SetStartingIteration(options.starting_iteration), "starting_iteration",
+          options.starting_iteration, "0 or more");
+  Require(tried.SetIterationFrequency(options.iteration_frequency), "iteration_frequency",
+          options.iteration_frequency, "1 or more");
+  tried.SetLLFuncChange(options.is_ll_change_absolute != 0);
+  tried.SetParamEstChange(options.is_param_change_absolute != 0);
+  tried.SetUsePatternTabulator(options.use_pattern_tabulator != 0);
+  settings = tried;
+}
+
+}  // namespace QvCOptions

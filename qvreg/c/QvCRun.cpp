@@ -1,0 +1,102 @@
+#include "qvreg/c/QvCRun.h"
+
+#include <algorithm>
+#include <new>
+#include <string>
+
+#include "qvreg/c/QvCRefusal.h"
+#include "qvreg/c/QvCShortRecord.h"
+#include "qvreg/component/QvRegFactory.h"
+#include "qvreg/glm/QvGLMComponent.h"
+#include "qvreg/logistic/QvLogComponent.h"
+
+using QvCommon::QvStatus;
+
+QvCRun::QvCRun(const QvCSettings& settings) : fSettings(settings) {
+  QvRegFactory factory;
+  fComponent.reset(factory.CreateRegAlgorithm(fSettings.Get()));
+  if (factory.GetStatus().IsError()) throw QvCRefusal(QvCReport(factory.GetStatus()));
+  if (fComponent == nullptr) throw std::bad_alloc();
+  fSettings.RequireWholeRoles();
+  fSettings.RequireKnownVariables();
+}
+
+QvCReport QvCRun::Explain(const QvStatus& status, const QvCSource& source) const {
+  QvCReport report(status);
+  if (!report.IsError()) return report;
+  switch (report.Code()) {
+    case QVREG_NO_FURTHER_PASS:
+    case QVREG_NO_RECORDS:
+    case QVREG_RECORD_MISSING:
+      return source.HasFailed() ? source.Failure() : report;
+    case QVREG_SHORT_RECORD:
+      report = QvCShortRecord(static_cast<std::size_t>(source.RecordSize()), FullRecordSize());
+      [[fallthrough]];
+    case QVREG_BAD_CATEGORY:
+      report.SetDiscrete(0, source.Delivered());
+      report.Prefix("Record " + std::to_string(source.Delivered()) + ": ");
+      return report;
+    default:
+      return report;
+  }
+}
+
+template <typename Operation>
+QvCReport QvCRun::Run(QvCSource& source, Operation&& operation) {
+  const QvCInUse use = Use();
+  const QvCInUse sourceUse = source.Use();
+  if (fComponent->GetStatus().IsError()) return Status();
+  source.StartCall();
+  try {
+    const QvCReport report = Explain(operation(), source);
+    if (report.IsError()) fFailure = report;
+    return report;
+  } catch (const QvCRefusal& refusal) {
+    fFailure = refusal.Report();
+    throw;
+  }
+}
+
+QvCReport QvCRun::CreateParameters(QvCSource& source, std::vector<QvRegrParameter>& parameters) {
+  return Run(source, [&] { return fComponent->CreateParameters(source, parameters); });
+}
+
+QvCReport QvCRun::Build(QvCSource& source) {
+  return Run(source, [&] { return fComponent->BuildModel(source); });
+}
+
+QvCReport QvCRun::Status() {
+  const QvStatus status = fComponent->GetStatus();
+  return status.IsError() && fFailure ? *fFailure : QvCReport(status);
+}
+
+IQvRegOutputStats& QvCRun::Results() {
+  IQvRegOutputStats* stats = nullptr;
+  if (!fComponent->IsModelBuilt()) {
+    const QvCReport status = Status();
+    throw QvCRefusal(status.IsError() ? status : QvCReport(QVREG_NOT_BUILT));
+  }
+  const QvStatus status = fComponent->GetOutputStats(stats);
+  if (status.IsError()) throw QvCRefusal(QvCReport(status));
+  return *stats;
+}
+
+QvRecordCounts QvCRun::RecordCounts() const {
+  if (const auto* linear = dynamic_cast<const QvGLMComponent*>(fComponent.get())) {
+    return linear->GetRecordCounts();
+  }
+  return dynamic_cast<const QvLogComponent&>(*fComponent).GetRecordCounts();
+}
+
+int QvCRun::DesignRecordSize() const {
+  const QvRegSettings& settings = fComponent->GetCompSettings();
+  int size = 0;
+  for (const std::vector<int>* variables : {&settings.GetFactors(), &settings.GetCovariates()}) {
+    for (const int variable : *variables) size = std::max(size, variable + 1);
+  }
+  return size;
+}
+
+int QvCRun::FullRecordSize() const {
+  return static_cast<int>(fComponent->GetCompSettings().GetVariableTypes().size());
+}

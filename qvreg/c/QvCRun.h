@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "qvreg/c/QvCInUse.h"
+#include "qvreg/c/QvCReport.h"
+#include "qvreg/c/QvCSettings.h"
+#include "qvreg/c/QvCSource.h"
+#include "qvreg/component/IQvRegComponent.h"
+#include "qvreg/component/IQvRegOutputStats.h"
+#include "qvreg/data/QvRecordCounts.h"
+#include "qvreg/settings/QvRegrParameter.h"
+
+/// A component together with what it borrows, as its handle and those of its results share it; and
+/// the report of the operation that ended it, which says more than the component's status.
+///
+/// Used from one thread at a time, but Cancel from any.
+class QvCRun {
+ public:
+  /// Copies the settings. Throws the refusal when they are not valid.
+  explicit QvCRun(const QvCSettings& settings);
+  QvCRun(const QvCRun&) = delete;
+  QvCRun& operator=(const QvCRun&) = delete;
+  ~QvCRun() = default;
+
+  [[nodiscard]] IQvRegComponent& Component() { return *fComponent; }
+  [[nodiscard]] const QvCSettings& Settings() const { return fSettings; }
+  void Cancel() { fComponent->Cancel(); }
+  /// Holds the component for the length of a call that may call the host back; throws the refusal
+  /// when another call has it.
+  [[nodiscard]] QvCInUse Use() { return {fbInUse, "component"}; }
+
+  /// The operations of the component that read records. Throw the refusal when the component or
+  /// the source is in use.
+  QvCReport CreateParameters(QvCSource& source, std::vector<QvRegrParameter>& parameters);
+  QvCReport Build(QvCSource& source);
+
+  /// The component's status.
+  [[nodiscard]] QvCReport Status();
+  /// The results. Throws the refusal when there are none.
+  [[nodiscard]] IQvRegOutputStats& Results();
+  [[nodiscard]] QvRecordCounts RecordCounts() const;
+  /// How many values a record must have to be scored.
+  [[nodiscard]] int DesignRecordSize() const;
+  /// How many values a record must have to be estimated from.
+  [[nodiscard]] int FullRecordSize() const;
+
+ private:
+  template <typename Operation>
+  QvCReport Run(QvCSource& source, Operation&& operation);
+  /// What a status that an operation over `source` ended with comes to.
+  [[nodiscard]] QvCReport Explain(const QvCommon::QvStatus& status, const QvCSource& source) const;
+
+  /// Before the component, which borrows from them.
+  QvCSettings fSettings;
+  std::unique_ptr<IQvRegComponent> fComponent;
+  std::optional<QvCReport> fFailure;
+  bool fbInUse = false;
+};

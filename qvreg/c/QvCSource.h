@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "qvreg/c/QvCInUse.h"
+#include "qvreg/c/QvCReport.h"
+#include "qvreg/common/Record.h"
+#include "qvreg/data/MultiPassRecordIter.h"
+
+/// A record source of the C interface: reads one record ahead, so that a failure is known before
+/// the library asks for the record, and remembers it.
+///
+/// A record that could not be read is announced and then not delivered, which ends a run; the data
+/// would otherwise seem to end there. An exception out of a callback is such a failure, and does
+/// not pass through the library. Used from one thread at a time.
+class QvCSource : public QvCommon::MultiPassRecordIter {
+ public:
+  /// Answers of Read.
+  enum class Answer { kRecord, kEnd, kFailed };
+
+  explicit QvCSource(int recordSize);
+  QvCSource(const QvCSource&) = delete;
+  QvCSource& operator=(const QvCSource&) = delete;
+
+  [[nodiscard]] int RecordSize() const { return fRecordSize; }
+  /// Holds the source for the length of a call; throws the refusal when another call has it.
+  [[nodiscard]] QvCInUse Use() { return {fbInUse, "source"}; }
+  /// Passes are counted from here on.
+  void StartCall() { fPass = 0; }
+
+  [[nodiscard]] bool HasMore() const override { return fAhead != Ahead::kNothing; }
+  const QvCommon::Record* Next() override;
+  [[nodiscard]] int GetFailReason() const override { return fFailReason; }
+  int NewPass() override;
+
+  [[nodiscard]] bool WasStarted() const { return fbStarted; }
+  /// How many records this pass has delivered.
+  [[nodiscard]] std::int64_t Delivered() const { return fDelivered; }
+  /// True when a pass could not be started, or a record could not be read.
+  [[nodiscard]] bool HasFailed() const { return fFailure.IsError(); }
+  /// The failure: 304 for a pass that could not be started, 314 for a record, 1012 for an exception
+  /// out of a callback. It stays until the next pass.
+  [[nodiscard]] const QvCReport& Failure() const { return fFailure; }
+
+ protected:
+  /// Goes back to the first record; false when it failed. Called at the start of every pass.
+  virtual bool Rewind() = 0;
+  /// Reads a record of RecordSize() values.
+  virtual Answer Read(QvCommon::Record& record) = 0;
+
+  /// True for the first pass of all.
+  [[nodiscard]] bool IsFirstPass() const { return !fbStarted; }
+  /// Remembers why the present pass, or the present record, failed.
+  void Fail(std::int32_t code, const std::string& message);
+  /// The same, with what a callback of the host returned.
+  void Fail(std::int32_t code, const std::string& message, std::int32_t returned);
+  /// Such as "record 3 of pass 2".
+  [[nodiscard]] std::string Place() const;
+  [[nodiscard]] std::int64_t Pass() const { return fPass; }
+
+ private:
+  enum class Ahead { kNothing, kRecord, kFailure };
+
+  void ReadAhead();
+  /// Runs `step`, one of the above, and answers what it does; an exception out of it becomes the
+  /// failure, and the answer `failed`.
+  template <typename Answered, typename Step>
+  Answered Guard(Answered failed, Step&& step);
+  /// Remembers an exception as the failure.
+  void FailBy(QvCReport report);
+
+  int fRecordSize;
+  QvCommon::Record fCurrent;
+  QvCommon::Record fNext;
+  Ahead fAhead = Ahead::kNothing;
+  int fFailReason = QvCommon::kIterEndOfData;
+  bool fbStarted = false;
+  bool fbInUse = false;
+  std::int64_t fPass = 0;
+  std::int64_t fDelivered = 0;
+  QvCReport fFailure;
+};

@@ -1,0 +1,4 @@
+#pragma once
+
+#include "qvreg/common/Upward.h"
+#include "qvreg/settings/Exported.h"

@@ -1,0 +1,2 @@
+#include "host/Error.h"
+#include "host/fit/Hidden.h"

@@ -1,0 +1,2 @@
+#include "qvreg/common/Upward.h"
+#include "qvreg/settings/Exported.h"

@@ -1,0 +1,4 @@
+#pragma once
+
+#include <boost/version.hpp>
+#include <cstddef>

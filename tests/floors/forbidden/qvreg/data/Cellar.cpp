@@ -1,0 +1,1 @@
+#include "qvreg/cellar/NoRoom.h"

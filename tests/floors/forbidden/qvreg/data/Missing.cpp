@@ -1,0 +1,1 @@
+#include "qvreg/common/Nowhere.h"

@@ -1,0 +1,3 @@
+#pragma once
+
+#include "qvreg/logistic/OneFloor.h"

@@ -1,0 +1,1 @@
+#include <qvreg/component/QvRegFactory.h>

@@ -1,0 +1,21 @@
+# One source for each header, which includes it first and twice; and one in C for those of C.
+set(sources)
+foreach(header IN LISTS headers)
+  string(MAKE_C_IDENTIFIER "${header}" name)
+  set(endings cpp)
+  if(header MATCHES "^qvreg/(c/|QvExport\\.h|QvVersion\\.h)")
+    list(APPEND endings c)
+  endif()
+  foreach(ending IN LISTS endings)
+    set(source "${CMAKE_CURRENT_BINARY_DIR}/headers/${name}.${ending}")
+    # A source of C must declare something.
+    file(CONFIGURE OUTPUT "${source}" @ONLY
+      CONTENT "#include \"@header@\"\n#include \"@header@\"\nextern int @name@;\n")
+    list(APPEND sources "${source}")
+  endforeach()
+endforeach()
+add_library(headers_alone OBJECT ${sources})
+target_link_libraries(headers_alone PRIVATE qvreg::qvreg)
+target_compile_features(headers_alone PRIVATE c_std_11)
+set_target_properties(headers_alone PROPERTIES C_EXTENSIONS OFF)
+target_compile_options(headers_alone PRIVATE -Wall -Wextra -Wpedantic -Werror)

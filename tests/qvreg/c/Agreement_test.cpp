@@ -1,0 +1,248 @@
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+#include <gtest/gtest.h>
+
+#include "qvreg/qvreg.h"
+#include "tests/qvreg/c/CModel.h"
+#include "tests/qvreg/c/CRecordFeed.h"
+#include "tests/qvreg/c/ExpectSameResults.h"
+#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/LogisticReferenceCase.h"
+#include "tests/qvreg/support/LogisticReferenceRun.h"
+#include "tests/qvreg/support/ReferenceCase.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
+
+namespace qvtest {
+namespace {
+
+std::vector<int> Indices(const ReferenceTable& table, const std::vector<std::string>& columns) {
+  std::vector<int> indices;
+  for (const std::string& column : columns) indices.push_back(table.IndexOf(column));
+  return indices;
+}
+
+/// The settings of a linear reference case.
+std::unique_ptr<LinearSettings> SettingsOf(const ReferenceCase& reference) {
+  const ReferenceTable& table = reference.table;
+  std::vector<FactorRole> factors;
+  for (const std::string& factor : reference.model.Factors()) {
+    factors.push_back({table.IndexOf(factor), static_cast<int>(table.levels.at(factor).size())});
+  }
+  auto settings =
+      std::make_unique<LinearSettings>(table.IndexOf(reference.model.dependent), factors,
+                                       Indices(table, reference.model.Covariates()));
+  for (const ReferenceTerm& term : reference.model.terms) {
+    std::vector<int> covariates;
+    for (const CovariatePower& covariate : term.covariates) {
+      covariates.insert(covariates.end(), static_cast<std::size_t>(covariate.power),
+                        table.IndexOf(covariate.column));
+    }
+    const std::vector<int> variables = Indices(table, term.factors);
+    if (term.nested) {
+      settings->NestedEffect(variables);
+    } else {
+      settings->Effect(variables, covariates);
+    }
+  }
+  const ReferenceValues& expected = reference.expected;
+  if (!expected.freqWeight.empty()) settings->FrequencyWeight(table.IndexOf(expected.freqWeight));
+  if (!expected.regrWeight.empty()) settings->RegressionWeight(table.IndexOf(expected.regrWeight));
+  if (!reference.model.intercept) settings->NoIntercept();
+  return settings;
+}
+
+/// Expects the scores of all records to be those of the C++ component, record by record and all at
+/// once.
+void ExpectSameScores(const CFit& fit, IQvRegComponent& expected, const IQvRegOutputStats& stats,
+                      const std::vector<QvCommon::Record>& records) {
+  std::size_t nCategories = 0;
+  if (const auto* logistic = dynamic_cast<const QvLogOutputStats*>(&stats)) {
+    nCategories = logistic->GetDependCategories().size();
+  }
+  const bool isLinear = nCategories == 0;
+  const auto width = static_cast<std::size_t>(records.at(0).Size());
+  std::vector<double> rows;
+  for (const QvCommon::Record& record : records) {
+    rows.insert(rows.end(), record.GetAll(), record.GetAll() + width);
+  }
+  auto strided = Sized<qvreg_rows>();
+  strided.values = rows.data();
+  strided.n_records = records.size();
+  strided.record_size = width;
+  strided.record_stride = static_cast<std::ptrdiff_t>(width);
+  strided.value_stride = 1;
+  std::vector<double> predicted(records.size());
+  std::vector<double> probabilities(records.size() * nCategories);
+  std::vector<std::int32_t> verdicts(records.size());
+  std::size_t nScored = 0;
+  double* room = isLinear ? nullptr : probabilities.data();
+  Require([&](qvreg_error* e) {
+    return qvreg_component_score_rows(fit.component.get(), &strided, predicted.data(), room,
+                                      probabilities.size(), verdicts.data(), &nScored, e);
+  });
+  EXPECT_EQ(nScored, records.size());
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    QvCommon::QvStatus status;
+    double value = QVREG_MISSING_VALUE;
+    std::vector<double> all;
+    const bool isValid = stats.GetRecordValidator().IsValid4Scoring(records[i], status);
+    EXPECT_EQ(isValid, verdicts[i] != QVREG_VERDICT_MISSING);
+    if (isValid) {
+      ASSERT_TRUE(expected.Score(records[i], value, all).IsOK());
+    }
+    const bool isPredicted = value != QVREG_MISSING_VALUE && (isLinear || value >= 0.0);
+    EXPECT_EQ(isPredicted, verdicts[i] == QVREG_VERDICT_VALID);
+    if (!isPredicted) value = QVREG_MISSING_VALUE;
+    EXPECT_EQ(predicted[i], value);
+
+    double one = 0.0;
+    std::vector<double> ones(nCategories);
+    std::int32_t verdict = -1;
+    Require([&](qvreg_error* e) {
+      return qvreg_component_score(fit.component.get(), records[i].GetAll(), width, &one,
+                                   isLinear ? nullptr : ones.data(), ones.size(), &verdict, e);
+    });
+    EXPECT_EQ(one, value);
+    EXPECT_EQ(verdict, verdicts[i]);
+    for (std::size_t k = 0; k < nCategories; ++k) {
+      const double probability = isPredicted ? all[k] : QVREG_MISSING_VALUE;
+      EXPECT_EQ(ones[k], probability);
+      EXPECT_EQ(probabilities[i * nCategories + k], probability);
+    }
+  }
+}
+
+void ExpectSameRows(const CFit& fit, const IQvRegOutputStats& stats,
+                    const std::vector<QvCommon::Record>& records) {
+  for (const QvCommon::Record& record : records) {
+    const auto width = static_cast<std::size_t>(record.Size());
+    QvCommon::QvStatus status;
+    std::vector<double> expected;
+    const bool isExpanded = stats.GetRecordValidator().IsValid4Scoring(record, status) &&
+                            stats.ExpandRow(record, expected);
+    std::int32_t answer = -1;
+    const auto row = ListOf<double>(
+        [&](double* buffer, std::size_t capacity, std::size_t* count, qvreg_error* e) {
+          return qvreg_results_expand_row(fit.results.get(), record.GetAll(), width, buffer,
+                                          capacity, count, &answer, e);
+        });
+    EXPECT_EQ(answer != 0, isExpanded);
+    if (isExpanded) {
+      EXPECT_EQ(row, expected);
+    }
+    const auto* logistic = dynamic_cast<const QvLogOutputStats*>(&stats);
+    if (logistic == nullptr) continue;
+    std::vector<int> places;
+    std::vector<double> numbers;
+    const bool isSparse = logistic->ExpandRow(record, places, numbers);
+    std::vector<std::int32_t> indices(stats.GetParameters().size());
+    std::vector<double> values(indices.size());
+    std::size_t count = 0;
+    Require([&](qvreg_error* e) {
+      return qvreg_logistic_expand_sparse(fit.results.get(), record.GetAll(), width, indices.data(),
+                                          values.data(), indices.size(), &count, &answer, e);
+    });
+    EXPECT_EQ(answer != 0, isSparse);
+    ASSERT_EQ(count, places.size());
+    for (std::size_t k = 0; k < count; ++k) {
+      EXPECT_EQ(indices[k], places[k]);
+      EXPECT_EQ(values[k], numbers[k]);
+    }
+  }
+}
+
+/// The record file of a test, which takes it away again.
+class RecordFile {
+ public:
+  explicit RecordFile(const std::vector<QvCommon::Record>& records)
+      : path_(std::filesystem::temp_directory_path() / u8"qvreg größe 測.bin") {
+    std::ofstream file(path_, std::ios::binary);
+    for (const QvCommon::Record& record : records) {
+      const auto bytes = static_cast<std::streamsize>(sizeof(double)) *
+                         static_cast<std::streamsize>(record.Size());
+      file.write(reinterpret_cast<const char*>(record.GetAll()), bytes);
+    }
+    if (!file.flush()) throw std::runtime_error("could not write a record file");
+  }
+  RecordFile(const RecordFile&) = delete;
+  RecordFile& operator=(const RecordFile&) = delete;
+  ~RecordFile() {
+    std::error_code unused;
+    std::filesystem::remove(path_, unused);
+  }
+
+  [[nodiscard]] CSource Source(std::size_t width) const {
+    const std::u8string path = path_.u8string();
+    return Made<CSource>([&](qvreg_source** source, qvreg_error* e) {
+      return qvreg_source_open_file(reinterpret_cast<const char*>(path.c_str()), width, source, e);
+    });
+  }
+
+ private:
+  std::filesystem::path path_;
+};
+
+class LinearAgreement : public testing::TestWithParam<ReferenceModel> {};
+
+TEST_P(LinearAgreement, IsToTheLastBit) {
+  const ReferenceCase reference = LoadReferenceCase(GetParam());
+  for (const bool refine : {false, true}) {
+    const std::unique_ptr<LinearSettings> settings = SettingsOf(reference);
+    if (refine) settings->Refined();
+    FittedModel expected(settings->Get(), reference.table.records);
+    const CFit fit = CFitOf(settings->Get(), reference.table.records);
+    ExpectSameResults(fit.results, expected.Stats());
+    ExpectSameScores(fit, expected.Component(), expected.Stats(), reference.table.records);
+    ExpectSameRows(fit, expected.Stats(), reference.table.records);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(CInterface, LinearAgreement, testing::ValuesIn(ReferenceModels()),
+                         [](const auto& tested) {
+                           std::string name = tested.param.name;
+                           for (char& c : name) c = c == '/' ? '_' : c;
+                           return name;
+                         });
+
+class LogisticAgreement : public testing::TestWithParam<std::string> {};
+
+TEST_P(LogisticAgreement, IsToTheLastBit) {
+  const LogisticReferenceCase reference = LoadLogisticReferenceCase(GetParam());
+  for (const bool inMemory : {false, true}) {
+    LogisticReferenceRun run(reference.task, inMemory);
+    auto& expected = const_cast<LogisticFit&>(run.Fit());
+    const std::vector<QvCommon::Record>& records = reference.task.table.records;
+    const CFit fit = CFitOf(expected.Component().GetCompSettings(), records);
+    ExpectSameResults(fit.results, expected.Stats());
+    ExpectSameScores(fit, expected.Component(), expected.Stats(), records);
+    ExpectSameRows(fit, expected.Stats(), records);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(CInterface, LogisticAgreement, testing::ValuesIn(LogisticReferenceNames()),
+                         [](const auto& tested) { return tested.param; });
+
+TEST(CInterface, GivesTheSameFromEverySource) {
+  const ReferenceCase reference = LoadReferenceCase([] {
+    for (const ReferenceModel& model : ReferenceModels()) {
+      if (model.name == "r/missing_weights") return model;
+    }
+    throw std::runtime_error("no such case");
+  }());
+  const std::vector<QvCommon::Record>& records = reference.table.records;
+  const std::unique_ptr<LinearSettings> settings = SettingsOf(reference);
+  FittedModel expected(settings->Get(), records);
+  const CSettings told = CSettingsOf(settings->Get());
+  const CColumns columns(records);
+  const RecordFile file(records);
+  ExpectSameResults(CFitOf(told, columns.Source()).results, expected.Stats());
+  const CSource fileSource = file.Source(static_cast<std::size_t>(records.at(0).Size()));
+  ExpectSameResults(CFitOf(told, fileSource).results, expected.Stats());
+  // A source serves one run after the other.
+  ExpectSameResults(CFitOf(told, fileSource).results, expected.Stats());
+}
+
+}  // namespace
+}  // namespace qvtest

@@ -1,0 +1,99 @@
+#include <gtest/gtest.h>
+
+#include "tests/qvreg/c/CEveryKind.h"
+#include "tests/qvreg/support/AllocationHooks.h"
+
+namespace qvtest {
+namespace {
+
+/// A whole run through the interface, given back: the first code that was not success.
+std::int32_t RunAll(const CColumns& columns, bool isLogistic, double& firstEstimate) {
+  struct Handles {
+    qvreg_settings* settings = nullptr;
+    qvreg_effect* effect = nullptr;
+    qvreg_source* source = nullptr;
+    qvreg_component* component = nullptr;
+    qvreg_parameters* parameters = nullptr;
+    qvreg_results* results = nullptr;
+    ~Handles() {
+      qvreg_results_destroy(results);
+      qvreg_parameters_destroy(parameters);
+      qvreg_component_destroy(component);
+      qvreg_source_destroy(source);
+      qvreg_effect_destroy(effect);
+      qvreg_settings_destroy(settings);
+    }
+  } h;
+  const std::int32_t x = CEveryKind::kX;
+  const double record[3] = {0, 1, 2};
+  double estimates[8] = {};
+  double predicted = 0.0;
+  std::int32_t isExpanded = 0;
+  std::int32_t code = qvreg_settings_create(isLogistic ? QVREG_MODEL_LOGISTIC : QVREG_MODEL_LINEAR,
+                                            &h.settings, nullptr);
+  const auto next = [&](auto&& call) {
+    if (code == QVREG_OK) code = call();
+  };
+  next([&] { return qvreg_settings_set_dependent(h.settings, CEveryKind::kY, nullptr); });
+  next([&] { return qvreg_settings_add_factor(h.settings, CEveryKind::kFactor, 3, nullptr); });
+  next([&] { return qvreg_settings_add_covariate(h.settings, x, nullptr); });
+  next([&] { return qvreg_effect_create(nullptr, 0, &x, 1, &h.effect, nullptr); });
+  next([&] { return qvreg_effect_add_covariate(h.effect, x, nullptr, nullptr); });
+  next([&] { return qvreg_settings_add_effect(h.settings, h.effect, nullptr); });
+  next([&] { return columns.TrySource(&h.source); });
+  next([&] { return qvreg_component_create(h.settings, &h.component, nullptr); });
+  next([&] {
+    return qvreg_component_create_parameters(h.component, h.source, &h.parameters, nullptr);
+  });
+  next([&] { return qvreg_component_build(h.component, h.source, nullptr); });
+  next([&] { return qvreg_component_get_results(h.component, &h.results, nullptr); });
+  next([&] { return qvreg_results_get_estimates(h.results, estimates, 8, nullptr, nullptr); });
+  next([&] {
+    return qvreg_component_score(h.component, record, 3, &predicted, nullptr, 0, nullptr, nullptr);
+  });
+  next([&] {
+    return qvreg_results_expand_row(h.results, record, 3, estimates + 2, 6, nullptr, &isExpanded,
+                                    nullptr);
+  });
+  firstEstimate = estimates[0];
+  return code;
+}
+
+class CAllocation : public testing::TestWithParam<bool> {};
+
+INSTANTIATE_TEST_SUITE_P(CInterface, CAllocation, testing::Bool(),
+                         [](const auto& tested) { return tested.param ? "Logistic" : "Linear"; });
+
+/// Every allocation of a run fails once; none is fatal, and nothing is lost.
+TEST_P(CAllocation, ThatFailsIsACode) {
+  const CEveryKind of(GetParam());
+  double expected = 0.0;
+  const long long before = AllocationCount();
+  ASSERT_EQ(RunAll(of.columns, GetParam(), expected), QVREG_OK);
+  const long long total = AllocationCount() - before;
+  ASSERT_GT(total, 50);
+  for (const auto extent : {AllocationFault::Extent::kOnce, AllocationFault::Extent::kEverAfter}) {
+    for (long long n = 1; n <= total; ++n) {
+      SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(total));
+      const long long live = LiveAllocations();
+      double estimate = 0.0;
+      std::int32_t code = -1;
+      bool hasStruck = false;
+      {
+        const AllocationFault fault(n, extent);
+        code = RunAll(of.columns, GetParam(), estimate);
+        hasStruck = fault.HasStruck();
+      }
+      EXPECT_EQ(LiveAllocations(), live);
+      EXPECT_TRUE(hasStruck);
+      if (code == QVREG_OK) {
+        EXPECT_EQ(estimate, expected);
+      } else {
+        EXPECT_TRUE(code == QVREG_OUT_OF_MEMORY || code == QVREG_TOO_MANY_PARAMETERS) << code;
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace qvtest

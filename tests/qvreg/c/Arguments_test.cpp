@@ -1,0 +1,483 @@
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "tests/qvreg/c/CEveryKind.h"
+
+namespace qvtest {
+namespace {
+
+/// What every call may be given besides its handle; the numbers are valid for any of them.
+struct Arguments {
+  std::int32_t i = 0;
+  std::int32_t j = 0;
+  std::size_t n = 0;
+  double x = 0.0;
+  std::vector<double> record{1.0, 1.0, 1.0};
+  qvreg_error other = QVREG_ERROR_INIT;
+  void* user = nullptr;
+};
+
+/// A function of the interface with all its arguments but the handle.
+struct Function {
+  const char* name;
+  const char* kind;
+  /// Takes a handle of the function's kind.
+  std::function<std::int32_t(void* handle, qvreg_error* error)> call;
+};
+
+template <typename T>
+T* As(void* handle) {
+  return static_cast<T*>(handle);
+}
+
+#define QV_CALL(kind, function, ...)                                           \
+  {                                                                            \
+#function, #kind, [](void* h, qvreg_error* e) {                              \
+      [[maybe_unused]] static Arguments a;                                       \
+      [[maybe_unused]] static CEveryKind k(true);                                \
+      return function(As<kind>(h) __VA_OPT__(, ) __VA_ARGS__, e);                \
+    } \
+  }
+
+template <typename Struct>
+Struct* Room() {
+  static Struct structure;
+  structure = Sized<Struct>();
+  return &structure;
+}
+
+/// Every function that takes a handle first, but those that give one back.
+const std::vector<Function>& Functions() {
+  static qvreg_settings* settings = nullptr;
+  static qvreg_effect* effect = nullptr;
+  static qvreg_parameters* parameters = nullptr;
+  static qvreg_results* results = nullptr;
+  static qvreg_progress_callback progress = nullptr;
+  static qvreg_cancel_callback cancel = nullptr;
+  static const std::vector<Function> functions = {
+      QV_CALL(qvreg_settings, qvreg_settings_clone, &settings),
+      QV_CALL(qvreg_settings, qvreg_settings_get_model, &a.i),
+      QV_CALL(qvreg_settings, qvreg_settings_validate),
+      QV_CALL(qvreg_settings, qvreg_settings_set_dependent, 7),
+      QV_CALL(qvreg_settings, qvreg_settings_add_factor, 8, 2),
+      QV_CALL(qvreg_settings, qvreg_settings_add_covariate, 9),
+      QV_CALL(qvreg_settings, qvreg_settings_set_frequency_weight, 10),
+      QV_CALL(qvreg_settings, qvreg_settings_set_regression_weight, 11),
+      QV_CALL(qvreg_settings, qvreg_settings_add_effect, k.effect.get()),
+      QV_CALL(qvreg_settings, qvreg_settings_get_effect, 0, &effect),
+      QV_CALL(qvreg_settings, qvreg_settings_get_roles, Room<qvreg_roles>()),
+      QV_CALL(qvreg_settings, qvreg_settings_get_factors, nullptr, nullptr, 0, &a.n),
+      QV_CALL(qvreg_settings, qvreg_settings_get_covariates, nullptr, 0, &a.n),
+      QV_CALL(qvreg_settings, qvreg_settings_get_variable_roles, nullptr, 0, &a.n),
+      QV_CALL(qvreg_settings, qvreg_settings_get_options, Room<qvreg_options>()),
+      QV_CALL(qvreg_settings, qvreg_settings_set_options, Room<qvreg_options>()),
+      QV_CALL(qvreg_settings, qvreg_settings_get_logistic_options, Room<qvreg_logistic_options>()),
+      QV_CALL(qvreg_settings, qvreg_settings_set_logistic_options, Room<qvreg_logistic_options>()),
+      QV_CALL(qvreg_settings, qvreg_settings_set_progress, nullptr, nullptr),
+      QV_CALL(qvreg_settings, qvreg_settings_get_progress, &progress, &a.user),
+      QV_CALL(qvreg_settings, qvreg_settings_set_cancel, nullptr, nullptr),
+      QV_CALL(qvreg_settings, qvreg_settings_get_cancel, &cancel, &a.user),
+      QV_CALL(qvreg_settings, qvreg_settings_display),
+
+      QV_CALL(qvreg_effect, qvreg_effect_clone, &effect),
+      QV_CALL(qvreg_effect, qvreg_effect_setup, nullptr, 0, nullptr, 0),
+      QV_CALL(qvreg_effect, qvreg_effect_reset),
+      QV_CALL(qvreg_effect, qvreg_effect_add_factor, 1, 0),
+      QV_CALL(qvreg_effect, qvreg_effect_add_covariate, 2, &a.i),
+      QV_CALL(qvreg_effect, qvreg_effect_set_factors_in_parens),
+      QV_CALL(qvreg_effect, qvreg_effect_get_info, Room<qvreg_effect_info>()),
+      QV_CALL(qvreg_effect, qvreg_effect_get_factor_level, 1, &a.i),
+      QV_CALL(qvreg_effect, qvreg_effect_get_covariate_multiplicity, 2, &a.i),
+      QV_CALL(qvreg_effect, qvreg_effect_get_factors, nullptr, nullptr, 0, &a.n),
+      QV_CALL(qvreg_effect, qvreg_effect_get_covariates, nullptr, nullptr, 0, &a.n),
+      QV_CALL(qvreg_effect, qvreg_effect_get_main_vector, nullptr, 0, &a.n),
+      QV_CALL(qvreg_effect, qvreg_effect_get_model_variables, nullptr, 0, &a.n),
+      QV_CALL(qvreg_effect, qvreg_effect_set_model_variables, &a.i, 1),
+      QV_CALL(qvreg_effect, qvreg_effect_is_contained_in, k.effect.get(), &a.i),
+      QV_CALL(qvreg_effect, qvreg_effect_equals, k.effect.get(), &a.i),
+      QV_CALL(qvreg_effect, qvreg_effect_apply_mask, &a.i, 1, &a.j),
+      QV_CALL(qvreg_effect, qvreg_effect_display),
+
+      QV_CALL(qvreg_source, qvreg_source_get_record_size, &a.n),
+      QV_CALL(qvreg_source, qvreg_source_rewind),
+      QV_CALL(qvreg_source, qvreg_source_next, a.record.data(), 3, &a.i),
+
+      QV_CALL(qvreg_component, qvreg_component_get_model, &a.i),
+      QV_CALL(qvreg_component, qvreg_component_get_settings, &settings),
+      QV_CALL(qvreg_component, qvreg_component_create_parameters, k.source.get(), &parameters),
+      QV_CALL(qvreg_component, qvreg_component_build, k.source.get()),
+      QV_CALL(qvreg_component, qvreg_component_is_built, &a.i),
+      QV_CALL(qvreg_component, qvreg_component_cancel),
+      QV_CALL(qvreg_component, qvreg_component_get_status, &a.other),
+      QV_CALL(qvreg_component, qvreg_component_get_warning_count, &a.n),
+      QV_CALL(qvreg_component, qvreg_component_get_warning, 0, &a.other),
+      QV_CALL(qvreg_component, qvreg_component_get_record_counts, Room<qvreg_record_counts>()),
+      QV_CALL(qvreg_component, qvreg_component_get_results, &results),
+      QV_CALL(qvreg_component, qvreg_component_score, a.record.data(), 3, &a.x, nullptr, 0, &a.i),
+      QV_CALL(qvreg_component, qvreg_component_score_rows, Room<qvreg_rows>(), &a.x, nullptr, 0,
+              &a.i, &a.n),
+      QV_CALL(qvreg_component, qvreg_component_display),
+
+      QV_CALL(qvreg_parameters, qvreg_parameters_get_count, &a.n),
+      QV_CALL(qvreg_parameters, qvreg_parameters_get_info, 0, Room<qvreg_parameter_info>()),
+      QV_CALL(qvreg_parameters, qvreg_parameters_get_factors, 0, nullptr, nullptr, nullptr, 0,
+              &a.n),
+      QV_CALL(qvreg_parameters, qvreg_parameters_get_covariates, 0, nullptr, nullptr, 0, &a.n),
+      QV_CALL(qvreg_parameters, qvreg_parameters_get_category, 0, 1, -1, &a.i),
+      QV_CALL(qvreg_parameters, qvreg_parameters_get_covariate_multiplicity, 0, 2, &a.i),
+      QV_CALL(qvreg_parameters, qvreg_parameters_equal, 0, k.parameters.get(), 0, &a.i),
+      QV_CALL(qvreg_parameters, qvreg_parameters_append, &a.n),
+      QV_CALL(qvreg_parameters, qvreg_parameters_setup_from_effect, 0, k.effect.get(), 0, 0),
+      QV_CALL(qvreg_parameters, qvreg_parameters_add_factor, 0, 5, 0, 0),
+      QV_CALL(qvreg_parameters, qvreg_parameters_set_category, 0, 0, 1),
+      QV_CALL(qvreg_parameters, qvreg_parameters_add_covariate, 0, 2, 1),
+      QV_CALL(qvreg_parameters, qvreg_parameters_set_effect_index, 0, 1),
+      QV_CALL(qvreg_parameters, qvreg_parameters_set_target_category, 0, 1),
+      QV_CALL(qvreg_parameters, qvreg_parameters_display, 0),
+
+      QV_CALL(qvreg_results, qvreg_results_get_summary, Room<qvreg_summary>()),
+      QV_CALL(qvreg_results, qvreg_results_get_fit_stat, QVREG_FIT_COX_SNELL_R_SQUARE, &a.x),
+      QV_CALL(qvreg_results, qvreg_results_get_parameters, &parameters),
+      QV_CALL(qvreg_results, qvreg_results_get_estimates, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_results_get_redundant, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_results_get_param_stats, 0, Room<qvreg_param_stats>()),
+      QV_CALL(qvreg_results, qvreg_results_get_means, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_results_get_covariance, 0, 0, &a.x),
+      QV_CALL(qvreg_results, qvreg_results_get_covariance_packed, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_results_get_covariance_full, nullptr, 9, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_results_get_factor_counts, 0, nullptr, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_results_get_active_categories, 0, &a.i),
+      QV_CALL(qvreg_results, qvreg_results_get_dependent_counts, nullptr, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_results_get_dependent_offsets, nullptr, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_results_get_record_counts, Room<qvreg_record_counts>()),
+      QV_CALL(qvreg_results, qvreg_results_check_record, a.record.data(), 3, &a.i),
+      QV_CALL(qvreg_results, qvreg_results_check_scoring, a.record.data(), 3, &a.i),
+      QV_CALL(qvreg_results, qvreg_results_is_in_range, a.record.data(), 3, &a.i),
+      QV_CALL(qvreg_results, qvreg_results_expand_row, a.record.data(), 3, nullptr, 0, &a.n, &a.i),
+      QV_CALL(qvreg_results, qvreg_results_cancel),
+      QV_CALL(qvreg_results, qvreg_results_display),
+
+      QV_CALL(qvreg_results, qvreg_logistic_get_summary, Room<qvreg_logistic_summary>()),
+      QV_CALL(qvreg_results, qvreg_logistic_get_categories, nullptr, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_logistic_get_classification, nullptr, 9, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_logistic_expand_sparse, a.record.data(), 3, nullptr, nullptr, 0,
+              &a.n, &a.i),
+  };
+  return functions;
+}
+
+#undef QV_CALL
+
+/// A handle of each kind, for the functions of another.
+std::vector<std::pair<std::string, void*>> Handles(CEveryKind& of) {
+  return {{"qvreg_settings", of.settings.get()},     {"qvreg_effect", of.effect.get()},
+          {"qvreg_source", of.source.get()},         {"qvreg_component", of.component.get()},
+          {"qvreg_parameters", of.parameters.get()}, {"qvreg_results", of.results.get()}};
+}
+
+class EveryFunction : public testing::TestWithParam<Function> {};
+
+TEST_P(EveryFunction, RefusesANullHandle) {
+  qvreg_error error = QVREG_ERROR_INIT;
+  EXPECT_EQ(GetParam().call(nullptr, &error), QVREG_NULL_HANDLE);
+  EXPECT_EQ(error.code, QVREG_NULL_HANDLE);
+  EXPECT_STRNE(error.message, "");
+  EXPECT_EQ(GetParam().call(nullptr, nullptr), QVREG_NULL_HANDLE);
+}
+
+TEST_P(EveryFunction, RefusesAHandleOfAnotherKind) {
+  CEveryKind of(false);
+  for (const auto& [kind, handle] : Handles(of)) {
+    if (kind == GetParam().kind) continue;
+    qvreg_error error = QVREG_ERROR_INIT;
+    EXPECT_EQ(GetParam().call(handle, &error), QVREG_BAD_HANDLE) << kind;
+    EXPECT_EQ(error.code, QVREG_BAD_HANDLE);
+  }
+}
+
+TEST_P(EveryFunction, RefusesAnErrorWithoutItsSize) {
+  CEveryKind of(false);
+  for (const auto& [kind, handle] : Handles(of)) {
+    if (kind != GetParam().kind) continue;
+    qvreg_error error = QVREG_ERROR_INIT;
+    error.struct_size = sizeof(qvreg_error) - 1;
+    error.code = 12345;
+    EXPECT_EQ(GetParam().call(handle, &error), QVREG_BAD_STRUCT_SIZE);
+    EXPECT_EQ(error.code, 12345);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(CInterface, EveryFunction, testing::ValuesIn(Functions()),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+/// The functions that the headers declare.
+std::set<std::string> DeclaredFunctions() {
+  std::set<std::string> names;
+  const auto folder =
+      std::filesystem::path(QVREG_TEST_DATA).parent_path().parent_path() / "qvreg" / "c";
+  for (const auto& file : std::filesystem::directory_iterator(folder)) {
+    if (file.path().extension() != ".h") continue;
+    std::ostringstream text;
+    text << std::ifstream(file.path()).rdbuf();
+    const std::string all = text.str();
+    const std::regex declaration("QVREG_EXPORT[^;(]*\\b(qvreg_[a-z_]+)\\(");
+    for (std::sregex_iterator found(all.begin(), all.end(), declaration), end; found != end;
+         ++found) {
+      names.insert((*found)[1]);
+    }
+  }
+  return names;
+}
+
+TEST(CInterface, HasNoFunctionThatTheTableLeavesOut) {
+  std::set<std::string> expected;
+  for (const Function& function : Functions()) expected.insert(function.name);
+  const std::set<std::string> elsewhere = {
+      "qvreg_version",           "qvreg_version_string",         "qvreg_code_text",
+      "qvreg_settings_create",   "qvreg_settings_destroy",       "qvreg_effect_create",
+      "qvreg_effect_destroy",    "qvreg_effects_get_use",        "qvreg_effects_get_factors",
+      "qvreg_component_create",  "qvreg_effects_get_covariates", "qvreg_source_create_callbacks",
+      "qvreg_source_open_file",  "qvreg_source_create_columns",  "qvreg_source_destroy",
+      "qvreg_parameters_create", "qvreg_component_destroy",      "qvreg_parameters_destroy",
+      "qvreg_results_destroy"};
+  expected.insert(elsewhere.begin(), elsewhere.end());
+  EXPECT_EQ(DeclaredFunctions(), expected);
+}
+
+TEST(CInterface, GivesNothingBackForANullHandle) {
+  qvreg_settings_destroy(nullptr);
+  qvreg_effect_destroy(nullptr);
+  qvreg_source_destroy(nullptr);
+  qvreg_component_destroy(nullptr);
+  qvreg_parameters_destroy(nullptr);
+  qvreg_results_destroy(nullptr);
+}
+
+TEST(CInterface, LeavesAHandleOfAnotherKindAlone) {
+  CEveryKind of(false);
+  qvreg_effect_destroy(reinterpret_cast<qvreg_effect*>(of.settings.get()));
+  EXPECT_EQ(qvreg_settings_validate(of.settings.get(), nullptr), QVREG_OK);
+}
+
+/// Each lacks one pointer that the function needs.
+TEST(CInterface, RefusesANullPointer) {
+  CEveryKind of(true);
+  const double record[3] = {1.0, 1.0, 1.0};
+  std::int32_t i = 0;
+  double x = 0.0;
+  const auto columns = std::vector<qvreg_column>{{nullptr, 1}};
+  auto callbacks = Sized<qvreg_record_callbacks>();
+  callbacks.record_size = 1;
+  auto rows = Sized<qvreg_rows>();
+  rows.n_records = 1;
+  rows.record_size = 3;
+  qvreg_source* source = nullptr;
+  const std::vector<std::function<std::int32_t(qvreg_error*)>> calls = {
+      [&](qvreg_error* e) { return qvreg_settings_create(QVREG_MODEL_LINEAR, nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_settings_clone(of.settings.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_settings_get_model(of.settings.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_settings_get_effect(of.settings.get(), 0, nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_settings_get_roles(of.settings.get(), nullptr, e); },
+      [&](qvreg_error* e) {
+        return qvreg_settings_get_covariates(of.settings.get(), nullptr, 9, nullptr, e);
+      },
+      [&](qvreg_error* e) { return qvreg_settings_get_options(of.settings.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_settings_set_options(of.settings.get(), nullptr, e); },
+      [&](qvreg_error* e) {
+        return qvreg_settings_get_logistic_options(of.settings.get(), nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_settings_set_logistic_options(of.settings.get(), nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_settings_get_progress(of.settings.get(), nullptr, nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_settings_get_cancel(of.settings.get(), nullptr, nullptr, e);
+      },
+      [&](qvreg_error* e) { return qvreg_effect_create(nullptr, 0, nullptr, 0, nullptr, e); },
+      [&](qvreg_error* e) {
+        return qvreg_effect_setup(of.effect.get(), nullptr, 2, nullptr, 0, e);
+      },
+      [&](qvreg_error* e) { return qvreg_effect_clone(of.effect.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_effect_get_info(of.effect.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_effect_get_factor_level(of.effect.get(), 1, nullptr, e); },
+      [&](qvreg_error* e) {
+        return qvreg_effect_get_covariate_multiplicity(of.effect.get(), 2, nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_effect_set_model_variables(of.effect.get(), nullptr, 2, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_effect_is_contained_in(of.effect.get(), of.effect.get(), nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_effect_equals(of.effect.get(), of.effect.get(), nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_effect_apply_mask(of.effect.get(), nullptr, 2, nullptr, e);
+      },
+      [&](qvreg_error* e) { return qvreg_effects_get_use(nullptr, 1, &i, 1, nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_source_create_callbacks(nullptr, &source, e); },
+      [&](qvreg_error* e) { return qvreg_source_create_callbacks(&callbacks, &source, e); },
+      [&](qvreg_error* e) { return qvreg_source_create_columns(nullptr, 1, 1, &source, e); },
+      [&](qvreg_error* e) { return qvreg_source_create_columns(columns.data(), 1, 1, &source, e); },
+      [&](qvreg_error* e) { return qvreg_source_create_columns(columns.data(), 1, 0, nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_source_open_file(nullptr, 1, &source, e); },
+      [&](qvreg_error* e) { return qvreg_source_get_record_size(of.source.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_source_next(of.source.get(), nullptr, 3, &i, e); },
+      [&](qvreg_error* e) { return qvreg_source_next(of.source.get(), &x, 3, nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_component_create(of.settings.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_component_get_model(of.component.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_component_get_settings(of.component.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_component_is_built(of.component.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_component_get_status(of.component.get(), nullptr, e); },
+      [&](qvreg_error* e) {
+        return qvreg_component_get_warning_count(of.component.get(), nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_component_get_record_counts(of.component.get(), nullptr, e);
+      },
+      [&](qvreg_error* e) { return qvreg_component_get_results(of.component.get(), nullptr, e); },
+      [&](qvreg_error* e) {
+        return qvreg_component_score(of.component.get(), nullptr, 3, &x, nullptr, 0, &i, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_component_score(of.component.get(), record, 3, nullptr, nullptr, 0, &i, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_component_score(of.component.get(), record, 3, &x, nullptr, 2, &i, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_component_score_rows(of.component.get(), nullptr, &x, nullptr, 0, &i, nullptr,
+                                          e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_component_score_rows(of.component.get(), &rows, &x, nullptr, 0, &i, nullptr,
+                                          e);
+      },
+      [&](qvreg_error* e) { return qvreg_parameters_create(nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_parameters_get_count(of.parameters.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_parameters_get_info(of.parameters.get(), 0, nullptr, e); },
+      [&](qvreg_error* e) {
+        return qvreg_parameters_get_category(of.parameters.get(), 0, 1, -1, nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_parameters_get_covariate_multiplicity(of.parameters.get(), 0, 1, nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_parameters_equal(of.parameters.get(), 0, of.parameters.get(), 0, nullptr, e);
+      },
+      [&](qvreg_error* e) { return qvreg_results_get_summary(of.results.get(), nullptr, e); },
+      [&](qvreg_error* e) {
+        return qvreg_results_get_fit_stat(of.results.get(), QVREG_FIT_MCFADDEN_R_SQUARE, nullptr,
+                                          e);
+      },
+      [&](qvreg_error* e) { return qvreg_results_get_parameters(of.results.get(), nullptr, e); },
+      [&](qvreg_error* e) {
+        return qvreg_results_get_param_stats(of.results.get(), 0, nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_results_get_covariance(of.results.get(), 0, 0, nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_results_get_active_categories(of.results.get(), 0, nullptr, e);
+      },
+      [&](qvreg_error* e) { return qvreg_results_get_record_counts(of.results.get(), nullptr, e); },
+      [&](qvreg_error* e) {
+        return qvreg_results_check_record(of.results.get(), nullptr, 3, &i, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_results_check_record(of.results.get(), record, 3, nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_results_check_scoring(of.results.get(), record, 3, nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_results_is_in_range(of.results.get(), record, 3, nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_results_expand_row(of.results.get(), record, 3, &x, 1, nullptr, nullptr, e);
+      },
+      [&](qvreg_error* e) { return qvreg_logistic_get_summary(of.results.get(), nullptr, e); },
+      [&](qvreg_error* e) {
+        return qvreg_logistic_expand_sparse(of.results.get(), record, 3, &i, &x, 1, nullptr,
+                                            nullptr, e);
+      },
+  };
+  for (std::size_t n = 0; n < calls.size(); ++n) {
+    qvreg_error error = QVREG_ERROR_INIT;
+    EXPECT_EQ(calls[n](&error), QVREG_NULL_POINTER) << n << ": " << error.message;
+    EXPECT_STRNE(error.message, "") << n;
+  }
+}
+
+/// `call(structure, error)`.
+template <typename Struct, typename Call>
+void ExpectSizeChecked(Call&& call) {
+  auto structure = Sized<Struct>();
+  for (const std::size_t size : {std::size_t{0}, sizeof(Struct) - 1}) {
+    structure.struct_size = size;
+    EXPECT_EQ(call(&structure, nullptr), QVREG_BAD_STRUCT_SIZE);
+  }
+  // A later version's structure is longer.
+  struct Longer {
+    Struct known;
+    double added;
+  };
+  Longer longer{Sized<Struct>(), 2.5};
+  longer.known.struct_size = sizeof longer;
+  EXPECT_NE(call(&longer.known, nullptr), QVREG_BAD_STRUCT_SIZE);
+  EXPECT_EQ(longer.known.struct_size, sizeof longer);
+  EXPECT_EQ(longer.added, 2.5);
+}
+
+TEST(CInterface, ChecksTheSizesOfStructures) {
+  CEveryKind of(true);
+  qvreg_settings* settings = of.settings.get();
+  qvreg_source* source = nullptr;
+  double x = 0.0;
+  ExpectSizeChecked<qvreg_roles>(
+      [&](auto... rest) { return qvreg_settings_get_roles(settings, rest...); });
+  ExpectSizeChecked<qvreg_options>(
+      [&](auto... rest) { return qvreg_settings_get_options(settings, rest...); });
+  ExpectSizeChecked<qvreg_options>(
+      [&](auto... rest) { return qvreg_settings_set_options(settings, rest...); });
+  ExpectSizeChecked<qvreg_logistic_options>(
+      [&](auto... rest) { return qvreg_settings_get_logistic_options(settings, rest...); });
+  ExpectSizeChecked<qvreg_logistic_options>(
+      [&](auto... rest) { return qvreg_settings_set_logistic_options(settings, rest...); });
+  ExpectSizeChecked<qvreg_effect_info>(
+      [&](auto... rest) { return qvreg_effect_get_info(of.effect.get(), rest...); });
+  ExpectSizeChecked<qvreg_record_callbacks>([&](qvreg_record_callbacks* callbacks, qvreg_error* e) {
+    return qvreg_source_create_callbacks(callbacks, &source, e);
+  });
+  ExpectSizeChecked<qvreg_error>(
+      [&](auto... rest) { return qvreg_component_get_status(of.component.get(), rest...); });
+  ExpectSizeChecked<qvreg_record_counts>(
+      [&](auto... rest) { return qvreg_component_get_record_counts(of.component.get(), rest...); });
+  ExpectSizeChecked<qvreg_rows>([&](qvreg_rows* rows, qvreg_error* e) {
+    return qvreg_component_score_rows(of.component.get(), rows, &x, nullptr, 0, nullptr, nullptr,
+                                      e);
+  });
+  ExpectSizeChecked<qvreg_parameter_info>(
+      [&](auto... rest) { return qvreg_parameters_get_info(of.parameters.get(), 0, rest...); });
+  ExpectSizeChecked<qvreg_summary>(
+      [&](auto... rest) { return qvreg_results_get_summary(of.results.get(), rest...); });
+  ExpectSizeChecked<qvreg_param_stats>(
+      [&](auto... rest) { return qvreg_results_get_param_stats(of.results.get(), 0, rest...); });
+  ExpectSizeChecked<qvreg_record_counts>(
+      [&](auto... rest) { return qvreg_results_get_record_counts(of.results.get(), rest...); });
+  ExpectSizeChecked<qvreg_logistic_summary>(
+      [&](auto... rest) { return qvreg_logistic_get_summary(of.results.get(), rest...); });
+}
+
+}  // namespace
+}  // namespace qvtest
