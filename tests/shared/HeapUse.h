@@ -10,15 +10,18 @@ namespace qvtest {
 [[nodiscard]] std::size_t HeapBytesInUse();
 
 /// Runs something often enough for caches to fill, then again, and returns by how many bytes the
-/// heap grew the second time.
+/// heap grew with each run of the second time. Less than the smallest block is none: what the
+/// allocator's own rounding adds now and then.
 template <typename Run>
 [[nodiscard]] std::size_t HeapGrowth(Run&& run) {
-  constexpr int kRepeats = 20;
+  constexpr int kRepeats = 40;
+  constexpr std::size_t kSmallestBlock = 16;
   for (int i = 0; i < kRepeats; ++i) run();
   const std::size_t before = HeapBytesInUse();
   for (int i = 0; i < kRepeats; ++i) run();
   const std::size_t after = HeapBytesInUse();
-  return after > before ? after - before : 0;
+  const std::size_t growth = after > before ? (after - before) / kRepeats : 0;
+  return growth < kSmallestBlock ? 0 : growth;
 }
 
 }  // namespace qvtest

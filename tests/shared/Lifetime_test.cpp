@@ -76,7 +76,7 @@ TEST(HeapUse, SeesAComponentOfTheLibrarysThatIsKept) {
               SmallModel model(QvConst::QvRegModelGLM);
               kept.push_back(model.MakeComponent());
             }),
-            2000U);
+            100U);
 }
 
 }  // namespace
