@@ -2,7 +2,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -227,10 +226,12 @@ std::set<std::string> DeclaredFunctions() {
     std::ostringstream text;
     text << std::ifstream(file.path()).rdbuf();
     const std::string all = text.str();
-    const std::regex declaration("QVREG_EXPORT[^;(]*\\b(qvreg_[a-z_]+)\\(");
-    for (std::sregex_iterator found(all.begin(), all.end(), declaration), end; found != end;
-         ++found) {
-      names.insert((*found)[1]);
+    // A declaration's name stands before its first parenthesis.
+    for (std::size_t mark = all.find("QVREG_EXPORT "); mark != std::string::npos;
+         mark = all.find("QVREG_EXPORT ", mark + 1)) {
+      const std::size_t end = all.find('(', mark);
+      const std::size_t begin = all.find_last_of(" *\n", end) + 1;
+      names.insert(all.substr(begin, end - begin));
     }
   }
   return names;
