@@ -1,6 +1,7 @@
 #include "qvreg/c/qvreg_c_effect.h"
 
 #include <string>
+#include <vector>
 
 #include "qvreg/c/QvCCall.h"
 #include "qvreg/c/QvCCheck.h"
@@ -34,6 +35,17 @@ std::vector<QvModelEffect> AllOf(const qvreg_effect* const* effects, std::size_t
     all.push_back(effect.OverListOf(first));
   }
   return all;
+}
+
+struct UsedVariables {
+  std::vector<int> factors;
+  std::vector<int> covariates;
+};
+
+UsedVariables UsedIn(const qvreg_effect* const* effects, std::size_t nEffects) {
+  UsedVariables used;
+  QvModelEffect::GetUsedVariables(AllOf(effects, nEffects), used.factors, used.covariates);
+  return used;
 }
 
 }  // namespace
@@ -215,22 +227,15 @@ int32_t qvreg_effects_get_use(const qvreg_effect* const* effects, size_t n_effec
 int32_t qvreg_effects_get_factors(const qvreg_effect* const* effects, size_t n_effects,
                                   int32_t* variables, size_t capacity, size_t* count,
                                   qvreg_error* error) {
-  return QvCCall(error, [&] {
-    std::vector<int> factors;
-    std::vector<int> covariates;
-    QvModelEffect::GetUsedVariables(AllOf(effects, n_effects), factors, covariates);
-    QvCCopyList(factors, variables, capacity, count);
-  });
+  return QvCCall(
+      error, [&] { QvCCopyList(UsedIn(effects, n_effects).factors, variables, capacity, count); });
 }
 
 int32_t qvreg_effects_get_covariates(const qvreg_effect* const* effects, size_t n_effects,
                                      int32_t* variables, size_t capacity, size_t* count,
                                      qvreg_error* error) {
   return QvCCall(error, [&] {
-    std::vector<int> factors;
-    std::vector<int> covariates;
-    QvModelEffect::GetUsedVariables(AllOf(effects, n_effects), factors, covariates);
-    QvCCopyList(covariates, variables, capacity, count);
+    QvCCopyList(UsedIn(effects, n_effects).covariates, variables, capacity, count);
   });
 }
 
