@@ -47,6 +47,10 @@ install(FILES
   DESTINATION "${qvreg_package_dir}"
   COMPONENT development)
 
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+  message(FATAL_ERROR "CMAKE_INSTALL_LIBDIR and CMAKE_INSTALL_INCLUDEDIR must be relative to the "
+    "prefix: the package can be moved as a whole.")
+endif()
 # pkg-config's description finds the tree from where it stands itself.
 file(RELATIVE_PATH qvreg_pc_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 string(REGEX REPLACE "/$" "" qvreg_pc_to_prefix "${qvreg_pc_to_prefix}")
@@ -55,8 +59,13 @@ set(qvreg_pc_private_libs)
 if(NOT BUILD_SHARED_LIBS)
   set(qvreg_pc_defines " -DQVREG_STATIC_DEFINE")
   # What a compiler of C does not link by itself.
-  set(libraries ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
-  list(REMOVE_ITEM libraries ${CMAKE_C_IMPLICIT_LINK_LIBRARIES})
+  if(MINGW)
+    # Asked for static libraries, the compiler does not say which it links, or names their files.
+    set(libraries stdc++)
+  else()
+    set(libraries ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+    list(REMOVE_ITEM libraries ${CMAKE_C_IMPLICIT_LINK_LIBRARIES})
+  endif()
   list(REMOVE_DUPLICATES libraries)
   list(TRANSFORM libraries PREPEND " -l")
   string(CONCAT qvreg_pc_private_libs ${libraries})
@@ -74,7 +83,7 @@ install(DIRECTORY docs/
   COMPONENT development
   FILES_MATCHING PATTERN *.md PATTERN *.svg)
 install(DIRECTORY examples/
-  DESTINATION "${CMAKE_INSTALL_DATADIR}/qvreg/examples"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/qvreg/examples"
   COMPONENT development
   FILES_MATCHING
   PATTERN build* EXCLUDE

@@ -62,7 +62,11 @@ QvCReport QvCRun::CreateParameters(QvCSource& source, std::vector<QvRegrParamete
 }
 
 QvCReport QvCRun::Build(QvCSource& source) {
-  return Run(source, [&] { return fComponent->BuildModel(source); });
+  const QvCReport report = Run(source, [&] { return fComponent->BuildModel(source); });
+  if (report.Code() != QVREG_OK) return report;
+  // A logistic model keeps its warnings out of the status.
+  const std::vector<QvStatus> warnings = fComponent->GetWarnings();
+  return warnings.empty() ? report : QvCReport(warnings.back());
 }
 
 QvCReport QvCRun::Status() {

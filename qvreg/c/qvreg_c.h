@@ -25,9 +25,10 @@
  * - Truth values are an int32_t, 0 or 1; any number but 0 is read as true. Indices count from 0;
  *   records in a message or a status count from 1. Text is UTF-8; what is not, in a path or in the
  *   words of an exception, is shown as '?'.
- * - A missing number is QVREG_MISSING_VALUE. A NaN is not missing: as a covariate or as the
- *   dependent of a linear model it takes part and makes the numbers of the model NaN, so a host
- *   whose missing numbers are NaN turns them into QVREG_MISSING_VALUE.
+ * - A missing number is QVREG_MISSING_VALUE. A NaN or an infinity is not missing: as a covariate
+ *   it makes the covariate's parameters redundant, without an error or a warning; as the dependent
+ *   of a linear model it makes the estimates NaN. A host whose missing numbers are NaN turns them
+ *   into QVREG_MISSING_VALUE; qvreg_results_get_means shows what got in all the same.
  * - A handle is used by one thread at a time, except that qvreg_component_cancel and
  *   qvreg_results_cancel may be called by any. A component and all results made of it count as one
  *   handle here, since they share what they compute with.

@@ -23,7 +23,7 @@ typedef struct qvreg_summary {
   double total_frequency_weight;  /**< The sum of the frequency weights of the records used. */
   double total_regression_weight; /**< The sum of frequency times regression weight. */
   double degrees_of_freedom;      /**< Those of the settings, or the total regression weight less
-                                       the number of parameters. */
+                                       the number of parameters, redundant ones included. */
 } qvreg_summary;
 
 /** Estimate, redundancy and effect of one parameter. */

@@ -50,7 +50,8 @@ typedef struct qvreg_options {
 /** What a logistic model adds to the choices. */
 typedef struct qvreg_logistic_options {
   size_t struct_size;               /**< sizeof(qvreg_logistic_options), set by the host. */
-  int32_t n_categories;             /**< Of the dependent, coded from 0; 2 or more. */
+  int32_t n_categories;             /**< Of the dependent, coded from 0; 2 or more, 2 by
+                                         default. */
   int32_t reference_category;       /**< A code, QVREG_LAST_OBSERVED or QVREG_FIRST_OBSERVED. */
   double ll_criterion;              /**< Converged when the log-likelihood changes by less; 0, the
                                          default, switches it off. */
@@ -75,7 +76,8 @@ typedef struct qvreg_progress {
   int32_t step_halvings;   /**< Of this iteration. */
   double log_likelihood;   /**< After it. */
   double seconds;          /**< Processor time since the start of the estimation. */
-  const double* estimates; /**< The current estimates, during the call only; null for none. */
+  const double* estimates; /**< The current estimates of the parameters that are not redundant, in
+                              the order of the parameters, during the call only; null for none. */
   size_t n_estimates;      /**< How many they are. */
 } qvreg_progress;
 

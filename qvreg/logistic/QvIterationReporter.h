@@ -9,7 +9,8 @@
 /// The report that a logistic estimation hands to the host's progress listener. Measures by name:
 /// "iterNum" (iterations completed), "stepHalving" (step-halvings of the reported iteration),
 /// "loglik" (the log-likelihood after it), "time" (seconds since the start of the estimation, by
-/// std::clock) and "paramEstim" (the current estimates, borrowed from the optimizer).
+/// std::clock) and "paramEstim" (the current estimates of the parameters that are not redundant, in
+/// their order, borrowed from the optimizer).
 class QVREG_EXPORT QvIterationReporter : public ProgressReportVect {
  public:
   int DiscreteMeasure(const std::string& name) override;

@@ -2,7 +2,7 @@
 # may be missing, and nothing may be there that is not listed here.
 #
 #   cmake -DPACKAGE=<file> -DFOLDER=<to unpack in> -DTREE=<where in it the tree begins>
-#         -DCOMPONENTS=<list> -DHEADERS=<list> -DLIBDIR=<lib> -DVERSION=<x.y.z> -DSOVERSION=<x>
+#         -DCOMPONENTS=<list> -DDEVELOPMENT=<list> -DLIBDIR=<lib> -DVERSION=<x.y.z> -DSOVERSION=<x>
 #         -P contents.cmake
 cmake_minimum_required(VERSION 3.25)
 
@@ -23,14 +23,10 @@ set(development
   "${LIBDIR}/cmake/qvreg/qvregTargets-[a-z]+\\.cmake"
   "${LIBDIR}/pkgconfig/qvreg\\.pc"
   "share/doc/qvreg/README\\.md"
-  "share/doc/qvreg/CHANGELOG\\.md"
-  "share/doc/qvreg/docs/[a-z-]+\\.(md|svg)"
-  "share/qvreg/examples/CMakeLists\\.txt"
-  "share/qvreg/examples/[a-z_]+\\.(cpp|c|py)"
-  "share/qvreg/examples/data/(README\\.md|make\\.py|[a-z]+\\.csv)")
-foreach(header IN LISTS HEADERS)
-  string(REPLACE "." "\\." header "${header}")
-  list(APPEND development "include/${header}")
+  "share/doc/qvreg/CHANGELOG\\.md")
+foreach(file IN LISTS DEVELOPMENT)
+  string(REPLACE "." "\\." file "${file}")
+  list(APPEND development "${file}")
 endforeach()
 
 file(REMOVE_RECURSE "${FOLDER}")

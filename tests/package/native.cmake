@@ -1,14 +1,4 @@
 # Tests of the other ways to qvreg, and that all of them state one version.
-set(pkg_config_options
-  "LIBDIR=${CMAKE_INSTALL_LIBDIR}" "EXAMPLES=${PROJECT_SOURCE_DIR}/examples"
-  "TESTS=${example_tests}" "CC=${CMAKE_C_COMPILER}" "CXX=${CMAKE_CXX_COMPILER}")
-add_script_test(package_pkg_config pkgconfig "PREFIX=${prefix}"
-  "FOLDER=${here}/pkg_config" ${pkg_config_options})
-set_tests_properties(package_pkg_config PROPERTIES FIXTURES_REQUIRED package)
-add_script_test(package_static_pkg_config pkgconfig "PREFIX=${static_prefix}"
-  "FOLDER=${here}/static_pkg_config" "ASK=--static" ${pkg_config_options})
-set_tests_properties(package_static_pkg_config PROPERTIES FIXTURES_REQUIRED static_package)
-
 set(outside_options -G "${CMAKE_GENERATOR}" ${compilers}
   "-DPROGRAM=${PROJECT_SOURCE_DIR}/examples/fit_from_vector.cpp")
 add_script_test(package_fetch_content outside

@@ -2,20 +2,31 @@
 set(packs "${here}/packs")
 string(TOLOWER "${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR}" system)
 set(tree "qvreg-${PROJECT_VERSION}-${system}")
-set(all_headers ${qvreg_headers} ${qvreg_generated_headers})
+
+# What hosts read and build from: each file under its name.
+set(development_files ${qvreg_headers} ${qvreg_generated_headers})
+list(TRANSFORM development_files PREPEND "${CMAKE_INSTALL_INCLUDEDIR}/")
+file(GLOB documents RELATIVE "${PROJECT_SOURCE_DIR}" CONFIGURE_DEPENDS
+  "${PROJECT_SOURCE_DIR}/docs/*.md" "${PROJECT_SOURCE_DIR}/docs/*.svg")
+file(GLOB_RECURSE example_files LIST_DIRECTORIES FALSE RELATIVE "${PROJECT_SOURCE_DIR}"
+  CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/examples/*")
+list(FILTER example_files EXCLUDE REGEX "/build[^/]*/")
+foreach(file IN LISTS documents example_files)
+  list(APPEND development_files "${CMAKE_INSTALL_DATADIR}/doc/qvreg/${file}")
+endforeach()
 
 # add_contents_test(NAME PACKAGE TREE COMPONENT...): unpacks it for the tests that require NAME.
 function(add_contents_test name package tree)
   add_script_test(${name} contents
     "PACKAGE=${packs}/${package}" "FOLDER=${here}/${name}" "TREE=${tree}" "COMPONENTS=${ARGN}"
-    "HEADERS=${all_headers}" "LIBDIR=${CMAKE_INSTALL_LIBDIR}" "VERSION=${PROJECT_VERSION}"
+    "DEVELOPMENT=${development_files}" "LIBDIR=${CMAKE_INSTALL_LIBDIR}" "VERSION=${PROJECT_VERSION}"
     "SOVERSION=${soversion}")
   set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED packs FIXTURES_SETUP ${name})
 endfunction()
 
 # add_packed_consumer_test(NAME FIXTURE PREFIX)
 function(add_packed_consumer_test name fixture prefix)
-  add_consumer_test(${name} "${prefix}" "${prefix}/${CMAKE_INSTALL_DATADIR}/qvreg/examples")
+  add_consumer_test(${name} "${prefix}" "${prefix}/${CMAKE_INSTALL_DATADIR}/doc/qvreg/examples")
   set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED "${fixture}")
 endfunction()
 

@@ -17,5 +17,5 @@ set_tests_properties(package_static_build PROPERTIES
   FIXTURES_SETUP static_package
   TIMEOUT 900)
 add_consumer_test(package_static_consumer
-  "${static_prefix}" "${static_prefix}/${CMAKE_INSTALL_DATADIR}/qvreg/examples")
+  "${static_prefix}" "${static_prefix}/${CMAKE_INSTALL_DATADIR}/doc/qvreg/examples")
 set_tests_properties(package_static_consumer PROPERTIES FIXTURES_REQUIRED static_package)

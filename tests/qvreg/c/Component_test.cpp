@@ -285,7 +285,10 @@ TEST(CComponent, WarnsOfAReferenceThatDoesNotOccur) {
   options.reference_category = 2;
   ASSERT_EQ(qvreg_settings_set_logistic_options(of.settings.get(), &options, nullptr), QVREG_OK);
   const CComponent component = CComponentOf(of.settings);
-  ASSERT_EQ(qvreg_component_build(component.get(), of.source.get(), nullptr), QVREG_OK);
+  qvreg_error told = QVREG_ERROR_INIT;
+  ASSERT_EQ(qvreg_component_build(component.get(), of.source.get(), &told), QVREG_OK);
+  EXPECT_EQ(told.code, QVREG_REFERENCE_NOT_OBSERVED);
+  EXPECT_EQ(told.is_warning, 1);
   std::size_t count = 0;
   EXPECT_EQ(qvreg_component_get_warning_count(component.get(), &count, nullptr), QVREG_OK);
   ASSERT_EQ(count, 1U);

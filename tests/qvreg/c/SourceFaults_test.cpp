@@ -1,6 +1,8 @@
 #include <cmath>
 #include <filesystem>
+#include <limits>
 #include <stdexcept>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -73,6 +75,29 @@ TEST(CSourceFaults, AnExceptionEndsARunOfEitherModel) {
       Require(
           [&](qvreg_error* e) { return qvreg_component_get_status(component.get(), &status, e); });
       EXPECT_EQ(status.code, QVREG_CALLBACK_THREW);
+    }
+  }
+}
+
+TEST(CSourceFaults, ANaNOrInfinityMakesItsCovariateRedundant) {
+  for (const bool isLogistic : {false, true}) {
+    const CEveryKind of(isLogistic);
+    for (const double value : {std::nan(""), std::numeric_limits<double>::infinity()}) {
+      std::vector<QvCommon::Record> records = of.records;
+      records[4][CEveryKind::kX] = value;
+      CRecordFeed feed(records);
+      const CFit fit = CFitOf(of.settings, feed.Source());
+      auto summary = Sized<qvreg_summary>();
+      Require([&](qvreg_error* e) {
+        return qvreg_results_get_summary(fit.results.get(), &summary, e);
+      });
+      EXPECT_EQ(summary.n_parameters, 5);  // an intercept, three levels, the covariate
+      EXPECT_EQ(summary.n_kept, 3);
+      std::vector<double> means(isLogistic ? 1 : 2);
+      Require([&](qvreg_error* e) {
+        return qvreg_results_get_means(fit.results.get(), means.data(), means.size(), nullptr, e);
+      });
+      EXPECT_FALSE(std::isfinite(means[0]));
     }
   }
 }

@@ -1,0 +1,3 @@
+#pragma once
+
+#include "qvreg/common/../settings/Exported.h"
