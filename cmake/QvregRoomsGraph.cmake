@@ -3,7 +3,7 @@ include_guard()
 include("${CMAKE_CURRENT_LIST_DIR}/QvregFloors.cmake")
 
 # qvreg_drawn_edges(EDGES RESULT): the edges "a>b" without those whose a reaches b through others
-# too. REQUIRES: no circles, as the floors see to.
+# too, such as every one of a circle.
 function(qvreg_drawn_edges edges result)
   set(implied)
   set(ways ${edges})
@@ -20,6 +20,8 @@ function(qvreg_drawn_edges edges result)
       endforeach()
     endforeach()
     list(REMOVE_DUPLICATES longer)
+    # What is known already leads nowhere new, and in a circle for ever.
+    list(REMOVE_ITEM longer ${implied})
     list(APPEND implied ${longer})
     set(ways ${longer})
   endwhile()
