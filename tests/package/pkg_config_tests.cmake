@@ -5,7 +5,8 @@ if(WIN32)
   set(static_option -static)
 endif()
 
-# add_pkg_config_test(NAME FIXTURE PREFIX ASK)
+# add_pkg_config_test(NAME FIXTURE PREFIX ASK): the examples, built with what pkg-config answers to
+# ASK (--static or nothing) about the package in PREFIX, which FIXTURE installs.
 function(add_pkg_config_test name fixture prefix ask)
   add_script_test(package_${name} pkgconfig "PREFIX=${prefix}" "ASK=${ask}"
     "FOLDER=${here}/${name}" "LIBDIR=${CMAKE_INSTALL_LIBDIR}"
