@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/qvreg.h"
+#include "tests/support/TempFolder.h"
 
 namespace {
 
@@ -44,17 +45,10 @@ bool Seek(std::FILE* file, long long position) {
 #endif
 }
 
-/// A folder of the test's own, removed at its end. Its name holds a space and letters that are not
-/// ASCII.
+/// A folder of the test's own. Its name holds a space and letters that are not ASCII.
 class RecordFiles : public testing::Test {
  protected:
-  void SetUp() override {
-    const std::string test = testing::UnitTest::GetInstance()->current_test_info()->name();
-    folder_ = fs::temp_directory_path() /
-              fs::path(u8"qvreg Größe 数 " + std::u8string(test.begin(), test.end()));
-    fs::create_directories(folder_);
-  }
-  void TearDown() override { fs::remove_all(folder_); }
+  void SetUp() override { fs::create_directory(folder_); }
 
   [[nodiscard]] fs::path PathOf(const std::string& name) const { return folder_ / name; }
 
@@ -73,7 +67,8 @@ class RecordFiles : public testing::Test {
   }
 
  private:
-  fs::path folder_;
+  qvtest::TempFolder temporary_;
+  fs::path folder_ = temporary_.Path() / fs::path(u8"qvreg Größe 数");
 };
 
 TEST_F(RecordFiles, EndOfFileAndLineEndBytesAreNumbersLikeOthers) {

@@ -8,7 +8,7 @@
 
 #include <sys/types.h>
 
-#include "tests/host/cli/TempFolder.h"
+#include "tests/support/TempFolder.h"
 
 namespace qvhost {
 
@@ -63,7 +63,7 @@ class CommandRun {
   std::string smallDisk_;
   bool onTerminal_ = false;
   std::string interruptAt_;
-  TempFolder files_;
+  qvtest::TempFolder files_;
 };
 
 /// Runs `qvreg` with these arguments.

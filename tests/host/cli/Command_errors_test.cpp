@@ -7,7 +7,7 @@
 
 #include "tests/host/cli/CommandRun.h"
 #include "tests/host/cli/SourceFile.h"
-#include "tests/host/cli/TempFolder.h"
+#include "tests/support/TempFolder.h"
 
 namespace qvhost {
 namespace {
@@ -43,7 +43,7 @@ class CommandErrors : public ::testing::Test {
     EXPECT_EQ(result.err, "qvreg: " + message + "\n");
   }
 
-  TempFolder folder_;
+  qvtest::TempFolder folder_;
 };
 
 TEST_F(CommandErrors, MissingFile) {

@@ -11,7 +11,7 @@
 
 #include "tests/host/cli/CommandRun.h"
 #include "tests/host/cli/FiniteText.h"
-#include "tests/host/cli/TempFolder.h"
+#include "tests/support/TempFolder.h"
 
 namespace qvhost {
 namespace {
@@ -197,7 +197,7 @@ TEST(CommandLogisticOutput, OneDegreeOfFreedomIsSingular) {
 class CommandLogisticEndings : public ::testing::TestWithParam<Strings> {};
 
 TEST_P(CommandLogisticEndings, ExitWithFiniteNumbers) {
-  const TempFolder folder;
+  const qvtest::TempFolder folder;
   Strings arguments = {"--json", folder.File("fit.json")};
   arguments.insert(arguments.end(), GetParam().begin(), GetParam().end());
   EXPECT_EQ(NonFiniteWords(Summary(arguments)), Strings{});
@@ -245,7 +245,7 @@ class CommandLogisticProgress : public ::testing::TestWithParam<const char*> {
     return CommandRun(arguments);
   }
 
-  TempFolder folder_;
+  qvtest::TempFolder folder_;
 };
 
 TEST_P(CommandLogisticProgress, NamesEachIterationAndTheLogLikelihood) {
@@ -274,7 +274,7 @@ TEST_P(CommandLogisticProgress, FitsATerminalOfEightyColumns) {
 
 TEST_P(CommandLogisticProgress, CtrlCCancels) {
   for (const char* stage : {"reading", "counting", "iteration 1", "iteration 2"}) {
-    const TempFolder folder;
+    const qvtest::TempFolder folder;
     fs::create_directory(folder.Path() / "spool");
     const CommandResult result =
         Run({"--spool-dir", folder.File("spool"), "--json", folder.File("fit.json"),

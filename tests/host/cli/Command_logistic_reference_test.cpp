@@ -16,7 +16,7 @@
 #include "tests/host/cli/CommandRun.h"
 #include "tests/host/cli/FiniteText.h"
 #include "tests/host/cli/FitJson.h"
-#include "tests/host/cli/TempFolder.h"
+#include "tests/support/TempFolder.h"
 
 namespace qvhost {
 namespace {
@@ -136,7 +136,7 @@ class CommandLogisticNoFit : public ::testing::TestWithParam<Case> {
     return number == 7 ? "complete_separation" : "quasi_complete_separation";
   }
 
-  TempFolder folder_;
+  qvtest::TempFolder folder_;
 };
 
 TEST_P(CommandLogisticNoFit, EndsAsExpectedWithAWarningAndFiniteNumbers) {

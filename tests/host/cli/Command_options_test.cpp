@@ -9,7 +9,7 @@
 
 #include "tests/host/cli/CommandRun.h"
 #include "tests/host/cli/FitJson.h"
-#include "tests/host/cli/TempFolder.h"
+#include "tests/support/TempFolder.h"
 
 namespace qvhost {
 namespace {
@@ -160,7 +160,7 @@ TEST(CommandOptions, NoRefine) {
 }
 
 TEST(CommandOptions, SpoolFolder) {
-  const TempFolder folder;
+  const qvtest::TempFolder folder;
   EXPECT_EQ(FitPenguins({"--spool-dir", folder.Path()}), FitPenguins({}));
   EXPECT_TRUE(folder.IsEmpty());
 }

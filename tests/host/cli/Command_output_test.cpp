@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/cli/CommandRun.h"
-#include "tests/host/cli/TempFolder.h"
+#include "tests/support/TempFolder.h"
 
 namespace qvhost {
 namespace {
@@ -50,7 +50,7 @@ class CommandOutput : public ::testing::Test {
     EXPECT_EQ(result.err, message);
   }
 
-  TempFolder folder_;
+  qvtest::TempFolder folder_;
   std::string rows_;
 };
 

@@ -7,7 +7,7 @@
 
 #include "tests/host/cli/CommandRun.h"
 #include "tests/host/cli/SourceFile.h"
-#include "tests/host/cli/TempFolder.h"
+#include "tests/support/TempFolder.h"
 
 namespace qvhost {
 namespace {
@@ -66,7 +66,7 @@ Notes
     RunSql("ATTACH '" + folder_.File(file) + "' AS made; " + tables + "; DETACH made");
   }
 
-  TempFolder folder_;
+  qvtest::TempFolder folder_;
 };
 
 TEST_F(CommandSources, Csv) {

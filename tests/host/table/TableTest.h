@@ -3,12 +3,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <optional>
-#include <random>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -18,6 +15,7 @@
 #include "host/table/Connection.h"
 #include "host/table/SqlText.h"
 #include "host/table/TableSource.h"
+#include "tests/support/TempFolder.h"
 
 namespace qvhost {
 
@@ -26,29 +24,16 @@ class TableTest : public testing::Test {
  public:
   TableTest(const TableTest&) = delete;
   TableTest& operator=(const TableTest&) = delete;
-  ~TableTest() override {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
-  }
+  ~TableTest() override = default;
 
  protected:
-  TableTest() {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    folder_ = std::filesystem::path(testing::TempDir()) /
-              (std::string("qvreg-") + std::to_string(std::random_device{}()) + "-" +
-               test->test_suite_name() + "-" + test->name());
-    std::filesystem::remove_all(folder_);
-    std::filesystem::create_directories(folder_);
-  }
+  TableTest() = default;
 
-  [[nodiscard]] std::string Path(const std::string& name) const {
-    return (folder_ / name).string();
-  }
+  [[nodiscard]] std::string Path(const std::string& name) const { return temporary_.File(name); }
 
   /// Writes a file as it stands.
   std::string WriteText(const std::string& name, const std::string& text) const {
-    std::ofstream(Path(name), std::ios::binary) << text;
-    return Path(name);
+    return temporary_.Write(name, text);
   }
 
   /// Writes the result of a query, in the format that the name's ending tells DuckDB.
@@ -66,7 +51,8 @@ class TableTest : public testing::Test {
     return Path(name);
   }
 
-  std::filesystem::path folder_;
+  const qvtest::TempFolder temporary_;
+  const std::filesystem::path folder_ = temporary_.Path();
 };
 
 inline TableSource OpenSql(const std::string& sql) { return TableSource({"", "", sql}); }

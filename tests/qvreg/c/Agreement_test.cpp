@@ -13,6 +13,7 @@
 #include "tests/qvreg/support/LogisticReferenceRun.h"
 #include "tests/qvreg/support/ReferenceCase.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
+#include "tests/support/TempFolder.h"
 
 namespace qvtest {
 namespace {
@@ -156,8 +157,7 @@ void ExpectSameRows(const CFit& fit, const IQvRegOutputStats& stats,
 /// The record file of a test, which takes it away again.
 class RecordFile {
  public:
-  explicit RecordFile(const std::vector<QvCommon::Record>& records)
-      : path_(std::filesystem::temp_directory_path() / u8"qvreg größe 測.bin") {
+  explicit RecordFile(const std::vector<QvCommon::Record>& records) {
     std::ofstream file(path_, std::ios::binary);
     for (const QvCommon::Record& record : records) {
       const auto bytes = static_cast<std::streamsize>(sizeof(double)) *
@@ -165,12 +165,6 @@ class RecordFile {
       file.write(reinterpret_cast<const char*>(record.GetAll()), bytes);
     }
     if (!file.flush()) throw std::runtime_error("could not write a record file");
-  }
-  RecordFile(const RecordFile&) = delete;
-  RecordFile& operator=(const RecordFile&) = delete;
-  ~RecordFile() {
-    std::error_code unused;
-    std::filesystem::remove(path_, unused);
   }
 
   [[nodiscard]] CSource Source(std::size_t width) const {
@@ -181,7 +175,8 @@ class RecordFile {
   }
 
  private:
-  std::filesystem::path path_;
+  TempFolder folder_;
+  std::filesystem::path path_ = folder_.Path() / u8"qvreg größe 測.bin";
 };
 
 class LinearAgreement : public testing::TestWithParam<ReferenceModel> {};

@@ -9,6 +9,7 @@
 #include "tests/qvreg/c/CEveryKind.h"
 #include "tests/qvreg/c/CRecordFeed.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
+#include "tests/support/TempFolder.h"
 
 #if !defined(_WIN32)
 #include <sys/stat.h>
@@ -198,12 +199,10 @@ TEST(CSourceFaults, AFolderIsNoRecordFile) {
 
 #if !defined(_WIN32)
 TEST(CSourceFaults, APipeIsRefusedWithoutWaitingForItsWriter) {
-  const std::string path =
-      (std::filesystem::temp_directory_path() / "qvreg source faults pipe").string();
-  std::filesystem::remove(path);
+  const TempFolder folder;
+  const std::string path = folder.File("pipe");
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
   EXPECT_TRUE(Has(Refused(path), "it is no file that can be read several times"));
-  std::filesystem::remove(path);
 }
 
 TEST(CSourceFaults, ADeviceIsNoRecordFile) {

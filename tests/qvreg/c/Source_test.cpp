@@ -8,6 +8,7 @@
 
 #include "tests/qvreg/c/CRecordFeed.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
+#include "tests/support/TempFolder.h"
 
 namespace qvtest {
 namespace {
@@ -158,7 +159,7 @@ TEST(CSource, RefusesAShortBuffer) {
   EXPECT_EQ(feed.Passes(), 0);
 }
 
-/// A file in the folder for temporary ones, with bytes that text files treat in a special way.
+/// A file with bytes that text files treat in a special way.
 class SourceFile : public testing::Test {
  protected:
   void Write(std::size_t bytes) {
@@ -168,17 +169,13 @@ class SourceFile : public testing::Test {
     file.write(all.data(), static_cast<std::streamsize>(bytes));
     ASSERT_TRUE(file.flush());
   }
-  void TearDown() override {
-    std::error_code unused;
-    std::filesystem::remove(path_, unused);
-  }
   [[nodiscard]] std::string Utf8() const {
     const std::u8string path = path_.u8string();
     return {path.begin(), path.end()};
   }
 
-  std::filesystem::path path_ =
-      std::filesystem::temp_directory_path() / u8"qvreg source ünïcödé \u6e2c.bin";
+  TempFolder folder_;
+  std::filesystem::path path_ = folder_.Path() / u8"qvreg source ünïcödé \u6e2c.bin";
 };
 
 TEST_F(SourceFile, IsReadToItsLastByte) {
@@ -218,7 +215,7 @@ TEST_F(SourceFile, ThatIsNotThereIsAnError) {
 }
 
 TEST_F(SourceFile, ThatIsAFolderIsAnError) {
-  const std::u8string folder = std::filesystem::temp_directory_path().u8string();
+  const std::u8string folder = folder_.Path().u8string();
   const std::string path(folder.begin(), folder.end());
   qvreg_source* source = nullptr;
   qvreg_error error = QVREG_ERROR_INIT;

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "qvreg/common/Constants.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedOutput.h"
+#include "tests/support/TempFolder.h"
 
 #if !defined(_WIN32)
 #include <unistd.h>
@@ -267,16 +267,12 @@ TEST(BinaryRecordIterator, AStreamThatCannotBeRewoundIsLeftAlone) {
 }
 
 TEST(BinaryRecordIterator, AFailedReadIsAnError) {
-  const std::string path =
-      (std::filesystem::path(testing::TempDir()) / "qvreg_write_only_records").string();
-  {
-    const File writeOnly(std::fopen(path.c_str(), "wb"));
-    ASSERT_NE(writeOnly, nullptr);
-    BinaryRecordIterator iter(writeOnly.get(), 1);
-    EXPECT_EQ(iter.GetFailReason(), kIterReadError);
-    EXPECT_EQ(iter.Next(), nullptr);
-  }
-  std::filesystem::remove(path);
+  const qvtest::TempFolder folder;
+  const File writeOnly(std::fopen(folder.File("records").c_str(), "wb"));
+  ASSERT_NE(writeOnly, nullptr);
+  BinaryRecordIterator iter(writeOnly.get(), 1);
+  EXPECT_EQ(iter.GetFailReason(), kIterReadError);
+  EXPECT_EQ(iter.Next(), nullptr);
 }
 
 TEST(BinaryRecordIterator, ARecordSizeBelowOneIsAnError) {

@@ -1,22 +1,27 @@
 #pragma once
 
-#include <cstdlib>
+#include <array>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
 
-namespace qvhost {
+namespace qvtest {
 
-/// A new folder for a test's files; removed with all that is in it.
+/// A new folder for a test's files, removed with all that is in it. No two tests share one, though
+/// they run at the same time.
 class TempFolder {
  public:
   TempFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "qvreg-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    path_ = name;
+    std::random_device bits;
+    std::array<char, 40> name{};
+    std::snprintf(name.data(), name.size(), "qvreg-test-%08x%08x", bits(), bits());
+    path_ = std::filesystem::temp_directory_path() / name.data();
+    if (!std::filesystem::create_directory(path_)) throw std::runtime_error("no new folder");
   }
   TempFolder(const TempFolder&) = delete;
   TempFolder& operator=(const TempFolder&) = delete;
@@ -40,4 +45,4 @@ class TempFolder {
   std::filesystem::path path_;
 };
 
-}  // namespace qvhost
+}  // namespace qvtest
