@@ -50,20 +50,21 @@ void AddOuterProduct(int n, double w, const double* QVREG_RESTRICT x, double* ro
   }
 }
 
-/// Adds a term to a sum and what that loses to `lost`.
-inline void AddCompensated(double term, double& sum, double& lost) {
-  const QvTwofold exact = QvTwofold::Sum(sum, term);
+/// Adds a x, where a is a double-double, to a sum, and what that loses to `lost`.
+inline void AddExactProduct(double aHigh, double aLow, double x, double& sum, double& lost) {
+  const QvTwofold product = QvTwofold::Product(aHigh, x);
+  const QvTwofold exact = QvTwofold::Sum(sum, product.fHigh);
   sum = exact.fHigh;
-  lost += exact.fLow;
+  lost += exact.fLow + (product.fLow + aLow * x);
 }
 
-/// As AddOuterProduct, with compensation.
+/// As AddOuterProduct, in double-double.
 QVREG_FMA_CLONES
 void AddOuterProductCompensated(int n, double w, const double* QVREG_RESTRICT x,
                                 double* QVREG_RESTRICT row, double* QVREG_RESTRICT lost) {
   for (int i = 0; i < n; ++i) {
-    const double wx = w * x[i];
-    for (int j = 0; j <= i; ++j) AddCompensated(wx * x[j], row[j], lost[j]);
+    const QvTwofold wx = QvTwofold::Product(w, x[i]);
+    for (int j = 0; j <= i; ++j) AddExactProduct(wx.fHigh, wx.fLow, x[j], row[j], lost[j]);
     row += i + 1;
     lost += i + 1;
   }
@@ -121,13 +122,13 @@ bool QvSymMatrix::UpdateXXSparse(int n, const std::vector<int>& indices,
   double* lost = fLost.empty() ? nullptr : fLost.data();
   for (std::size_t a = 0; a < count; ++a) {
     const int i = indices[a];
-    const double wa = w * values[a];
+    const QvTwofold wa = QvTwofold::Product(w, values[a]);
     for (std::size_t b = 0; b <= a; ++b) {
       const std::size_t place = IndexOf(i, indices[b]);
       if (lost == nullptr) {
-        elements[place] += wa * values[b];
+        elements[place] += wa.fHigh * values[b];
       } else {
-        AddCompensated(wa * values[b], elements[place], lost[place]);
+        AddExactProduct(wa.fHigh, wa.fLow, values[b], elements[place], lost[place]);
       }
     }
   }

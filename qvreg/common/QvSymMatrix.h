@@ -29,8 +29,8 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   bool UpdateXXSparse(int n, const std::vector<int>& indices, const std::vector<double>& values,
                       double w);
 
-  /// From now on the two updates above keep what each sum loses to rounding, in a second matrix, so
-  /// that long sums come out as if added in twice working precision. False without memory.
+  /// From now on the two updates above form exact products and keep what each sum loses to
+  /// rounding, in a second matrix: the sums are double-double. False without memory.
   bool StartCompensation();
   /// Adds what was kept, and ends the compensation. REQUIRED before anything reads the elements.
   void EndCompensation();

@@ -1,6 +1,9 @@
 #include "qvreg/design/QvPivotSweep.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
+#include <limits>
 
 #include "qvreg/component/QvStatusCodes.h"
 
@@ -9,26 +12,139 @@ using QvCommon::QvStatus;
 
 namespace {
 
-/// Less than this of a diagonal may be nothing but rounding error.
+/// Less than this share of a diagonal may be much changed by rounding.
 constexpr double kDoubtfulShare = 1e-4;
+/// A form that refinement changes by no more than this share has settled.
+constexpr double kSettledShare = 1e-6;
+constexpr int kMostRefinements = 10;
+/// Refinement that shrinks the form's change by less does not converge.
+constexpr double kSlowestDecrease = 0.25;
+
+/// Refinement squares the error: after a change as small as this one, coefficients are as right as
+/// doubles can be.
+constexpr double kLastChange = 0x1p-27;
+/// An inverse of more columns would take longer to refine than to find.
+constexpr std::size_t kMostRefinedColumns = 1000;
+
+std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 
 }  // namespace
 
-void QvPivotSweep::LookAgain(int k, double tolerance, const QvBitSet& kept) {
-  const double original = fDiagonal[static_cast<std::size_t>(k)];
-  const double left = fMatrix.GetElem(k, k);
-  const bool isDoubtful = left > tolerance * original && left < kDoubtfulShare * original;
-  if (!isDoubtful || fProducts.IsEmpty()) return;
-  fRows.clear();
+bool QvPivotSweep::IsDoubtful(int k) const {
+  // A comparison that is false for what is not a number: such a column is dropped as it is.
+  return !fProducts.IsEmpty() && fMatrix.GetElem(k, k) < kDoubtfulShare * fDiagonal[Index(k)];
+}
+
+void QvPivotSweep::LoadCoefficients(int row) {
   fCoefficients.clear();
-  for (int j = 0; j < k; ++j) {
-    if (!kept.IsIn(j)) continue;
-    fRows.push_back(j);
-    fCoefficients.push_back(-fMatrix.GetElem(k, j));
+  for (const int j : fKept) fCoefficients.push_back(-fMatrix.GetElem(row, j));
+}
+
+void QvPivotSweep::StoreCoefficients(int row) {
+  for (std::size_t i = 0; i < fKept.size(); ++i) fMatrix.SetElem(row, fKept[i], -fCoefficients[i]);
+}
+
+void QvPivotSweep::RecomputePivot(int k, double tolerance) {
+  LoadCoefficients(k);
+  double form = RefineForm(tolerance * fDiagonal[Index(k)]);
+  if (form <= RoundingOfForm()) form = 0.0;
+  StoreRow(k, form);
+}
+
+double QvPivotSweep::RefineForm(double enough) {
+  double form = fScale * fProducts.QuadraticForm(fCoefficients, fGradient);
+  double last = std::numeric_limits<double>::infinity();
+  // Refinement only lowers the form: a column that depends on the others needs none.
+  for (int step = 0; step < kMostRefinements && form > enough; ++step) {
+    const double decrease = FindCorrection();
+    if (!(decrease < kSlowestDecrease * last)) break;
+    for (std::size_t i = 0; i < fCoefficients.size(); ++i) fCoefficients[i] += fCorrection[i];
+    form = fScale * fProducts.QuadraticForm(fCoefficients, fGradient);
+    if (decrease <= kSettledShare * form) break;
+    last = decrease;
   }
-  fRows.push_back(k);
-  fCoefficients.push_back(1.0);
-  fMatrix.SetElem(k, k, fScale * fProducts.QuadraticForm(fRows, fCoefficients));
+  return form;
+}
+
+double QvPivotSweep::FindCorrection() {
+  const std::size_t n = fKept.size();
+  fCorrection.assign(n, 0.0);
+  for (std::size_t i = 0; i < n; ++i) {
+    const double own = fScale * fGradient[i];
+    for (std::size_t j = 0; j < i; ++j) {
+      const double element = fMatrix.GetElem(fKept[i], fKept[j]);
+      fCorrection[i] -= element * (fScale * fGradient[j]);
+      fCorrection[j] -= element * own;
+    }
+    fCorrection[i] -= fMatrix.GetElem(fKept[i], fKept[i]) * own;
+  }
+  double decrease = 0.0;
+  for (std::size_t i = 0; i < n; ++i) decrease -= fCorrection[i] * (fScale * fGradient[i]);
+  return decrease;
+}
+
+double QvPivotSweep::RoundingOfForm() const {
+  constexpr double kHalfUnit = 0.5 * std::numeric_limits<double>::epsilon();
+  double size = 0.0;
+  for (std::size_t i = 0; i < fKept.size(); ++i) {
+    size += std::abs(fCoefficients[i]) * std::sqrt(fDiagonal[Index(fKept[i])]);
+  }
+  return (kHalfUnit * size) * (kHalfUnit * size);
+}
+
+void QvPivotSweep::StoreRow(int k, double pivot) {
+  fMatrix.SetElem(k, k, pivot);
+  StoreCoefficients(k);
+  if (pivot <= 0.0) return;
+  for (int l = k + 1; l < fMatrix.GetOrder(); ++l) {
+    fMatrix.SetElem(l, k, fScale * fProducts.Product(l, fCoefficients));
+  }
+}
+
+void QvPivotSweep::RefineCoefficients() {
+  double last = std::numeric_limits<double>::infinity();
+  for (int step = 0; step < kMostRefinements; ++step) {
+    fProducts.QuadraticForm(fCoefficients, fGradient);
+    FindCorrection();
+    double change = 0.0;
+    for (std::size_t i = 0; i < fCoefficients.size(); ++i) {
+      if (fCorrection[i] == 0.0) continue;
+      change = std::max(change, std::abs(fCorrection[i] / fCoefficients[i]));
+    }
+    if (!(change < kSlowestDecrease * last)) return;
+    for (std::size_t i = 0; i < fCoefficients.size(); ++i) fCoefficients[i] += fCorrection[i];
+    if (change <= kLastChange) return;
+    last = change;
+  }
+}
+
+void QvPivotSweep::RefineRows(int first) {
+  for (int row = first; row < fMatrix.GetOrder(); ++row) {
+    LoadCoefficients(row);
+    fProducts.SelectRow(row);
+    RefineCoefficients();
+    StoreCoefficients(row);
+  }
+}
+
+bool QvPivotSweep::RefineInverse(QvCancelInfo& cancel) {
+  if (fKept.size() > kMostRefinedColumns) return true;
+  // The inverse that finds the corrections stays as it is until all its columns are refined.
+  std::vector<double> refined;
+  for (std::size_t i = 0; i < fKept.size(); ++i) {
+    if (cancel.IsCancel()) return false;
+    LoadCoefficients(fKept[i]);
+    for (double& coefficient : fCoefficients) coefficient = -coefficient;
+    fProducts.SelectUnit(static_cast<int>(i), -1.0 / fScale);
+    RefineCoefficients();
+    refined.insert(refined.end(), fCoefficients.begin(),
+                   fCoefficients.begin() + static_cast<std::ptrdiff_t>(i) + 1);
+  }
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < fKept.size(); ++i) {
+    for (std::size_t j = 0; j <= i; ++j) fMatrix.SetElem(fKept[i], fKept[j], refined[next++]);
+  }
+  return true;
 }
 
 QvStatus QvPivotSweep::Run(int nPivots, int size, double tolerance, QvBitSet& kept,
@@ -41,8 +157,16 @@ QvStatus QvPivotSweep::Run(int nPivots, int size, double tolerance, QvBitSet& ke
   kept.Clear();
   for (int k = 0; k < nPivots; ++k) {
     if (cancel.IsCancel()) return {QvStatusCode::kCancelled, false};
-    LookAgain(k, tolerance, kept);
+    if (!fProducts.IsEmpty()) fProducts.SelectRow(k);
+    const bool isDoubtful = IsDoubtful(k);
+    if (isDoubtful) RecomputePivot(k, tolerance);
     if (!fMatrix.Sweep(k, tolerance, fDiagonal, kept, true)) return noMemory;
+    if (!kept.IsIn(k)) continue;
+    fKept.push_back(k);
+    fbNearlyDependent = fbNearlyDependent || isDoubtful;
+    if (!fProducts.IsEmpty()) fProducts.KeepRow();
   }
-  return {};
+  if (!fbNearlyDependent) return {};
+  RefineRows(nPivots);
+  return RefineInverse(cancel) ? QvStatus() : QvStatus(QvStatusCode::kCancelled, false);
 }

@@ -31,10 +31,8 @@ QvStatus QvGLMModel::CreateParameters(const std::vector<QvRegrParameter>& effect
     return status;
   }
   QvCommon::QvSymMatrix matrix(nParameters + 1);
-  // The columns of a factor's levels add up to another column: that must survive any number of
-  // records, so their sums keep what they would lose to rounding.
-  const bool hasFactors = !fpFactorTables->GetModelEffectIndices().empty();
-  if (!matrix.IsValidMatrix() || (hasFactors && !matrix.StartCompensation())) {
+  // Columns that depend on each other must do so to the last digit after any number of records.
+  if (!matrix.IsValidMatrix() || !matrix.StartCompensation()) {
     return {QvStatusCode::kTooManyParameters, false};
   }
 

@@ -85,9 +85,8 @@ void QvLogModel::Initialize(QvStatus& status) {
   fDesignRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRowLayout.fCovariates);
   fRecordRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRecordLayout.fCovariates);
   fpXPrimeX = std::make_unique<QvSymMatrix>(fNBasic);
-  // As in the linear model: the columns of a factor's levels must add up to the last digit.
-  const bool hasFactors = !fpFactorTables->GetModelEffectIndices().empty();
-  if (!fpXPrimeX->IsValidMatrix() || (hasFactors && !fpXPrimeX->StartCompensation())) {
+  // As in the linear model: dependent columns must stay dependent to the last digit.
+  if (!fpXPrimeX->IsValidMatrix() || !fpXPrimeX->StartCompensation()) {
     fpXPrimeX.reset();
     fStatus = status = TooManyParameters(nAll);
     return;

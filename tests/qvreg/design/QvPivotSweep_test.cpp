@@ -89,6 +89,91 @@ TEST(QvPivotSweep, KeepsAColumnOfWhichLittleIsLeftWhenThatIsReal) {
   EXPECT_EQ(matrix.GetElem(1, 1), 0x1p34);
 }
 
+TEST(QvPivotSweep, KeepsAColumnThatRoundingPushesBelowTheTolerance) {
+  // Beside the levels a column that is the rare last level's but for two records of the first one:
+  // the squares there are exactly what is left of it.
+  constexpr double kShare = 2e-11;
+  int lost = 0;
+  for (int seed = 0; seed < 30; ++seed) {
+    const double own = std::sqrt(kShare * 3.0 / 2.0);
+    const auto fill = [&](QvSymMatrix& matrix) {
+      for (int level = 0; level < kLevels; ++level) {
+        const double count = std::floor(CountOf(level) * (1.0 + 0.01 * ((seed * 7 + level) % 13)));
+        const double last = level + 1 < kLevels ? 0.0 : 1.0;
+        matrix.UpdateXXSparse(3, {0, level + 1, kLevels + 1}, {1.0, 1.0, last},
+                              last == 1.0 ? 3.0 : count);
+      }
+      matrix.UpdateXXSparse(3, {0, 1, kLevels + 1}, {1.0, 1.0, own}, 1.0);
+      matrix.UpdateXXSparse(3, {0, 1, kLevels + 1}, {1.0, 1.0, -own}, 1.0);
+    };
+    QvSymMatrix plain(kLevels + 2);
+    fill(plain);
+    std::vector<double> diagonal;
+    plain.GetDiagonal(diagonal);
+    QvBitSet swept;
+    swept.Resize(kLevels + 2, false);
+    // The last level is redundant: the rare column comes in its place.
+    for (int k = 0; k < kLevels; ++k) plain.Sweep(k, kTolerance, diagonal, swept, true);
+    if (plain.GetElem(kLevels + 1, kLevels + 1) <= kTolerance * diagonal.back()) ++lost;
+
+    QvSymMatrix matrix(kLevels + 2);
+    ASSERT_TRUE(matrix.StartCompensation());
+    fill(matrix);
+    QvBitSet kept;
+    QvCancelInfo cancel;
+    EXPECT_TRUE(
+        QvPivotSweep(matrix, 1.0).Run(kLevels + 2, kLevels + 2, kTolerance, kept, cancel).IsOK());
+    EXPECT_FALSE(kept.IsIn(kLevels));
+    ASSERT_TRUE(kept.IsIn(kLevels + 1)) << "seed " << seed;
+    EXPECT_NEAR(matrix.GetElem(kLevels + 1, kLevels + 1) * 2.0 * own * own, 1.0, 1e-9);
+  }
+  EXPECT_GT(lost, 0) << "The case is too easy to show anything";
+}
+
+TEST(QvPivotSweep, ComputesTheWholeRowOfADoubtfulPivot) {
+  // (1, 1, y) and (0, d, 1): the regression of y on the second column less the first is 1 / d.
+  constexpr double kOwn = 0x1p-17;
+  QvSymMatrix matrix(3);
+  ASSERT_TRUE(matrix.StartCompensation());
+  matrix.UpdateXX({1.0, 1.0, 3.0}, 1.0);
+  matrix.UpdateXX({0.0, kOwn, 1.0}, 1.0);
+  QvBitSet kept;
+  QvCancelInfo cancel;
+  EXPECT_TRUE(QvPivotSweep(matrix, 1.0).Run(2, 3, kTolerance, kept, cancel).IsOK());
+  EXPECT_EQ(matrix.GetElem(2, 1), 0x1p17);
+  EXPECT_EQ(matrix.GetElem(2, 0), 3.0 - 0x1p17);
+}
+
+TEST(QvPivotSweep, WithToleranceZeroDropsWhatOnlyRoundingLeaves) {
+  // The third column is 0.1 times the first plus 0.3 times the second, rounded nowhere but in the
+  // coefficients that the sweep finds.
+  QvSymMatrix matrix(3);
+  ASSERT_TRUE(matrix.StartCompensation());
+  for (int i = 0; i < 40; ++i) {
+    const double a = 1.0 + i % 7;
+    const double b = 1.0 + (i * i) % 11;
+    matrix.UpdateXX({10.0 * a, 10.0 * b, a + 3.0 * b}, 0.1);
+  }
+  QvBitSet kept;
+  QvCancelInfo cancel;
+  EXPECT_TRUE(QvPivotSweep(matrix, 1.0).Run(3, 3, 0.0, kept, cancel).IsOK());
+  EXPECT_EQ(kept.Count(), 2);
+}
+
+TEST(QvPivotSweep, FindsIndicatorsThatAddUpToTheInterceptWithoutFactors) {
+  qvtest::LinearSettings settings(0, {}, {1, 2, 3});
+  settings.Effect({}, {1}).Effect({}, {2}).Effect({}, {3}).FrequencyWeight(4);
+  std::vector<std::vector<double>> rows;
+  for (int i = 0; i < 50000; ++i) {
+    const int level = i % 97 == 0 ? 2 : i % 3 == 0 ? 1 : 0;
+    rows.push_back({static_cast<double>(i % 11), level == 0 ? 1.0 : 0.0, level == 1 ? 1.0 : 0.0,
+                    level == 2 ? 1.0 : 0.0, 0.1});
+  }
+  const qvtest::FittedModel model(settings.Get(), qvtest::MakeRecords(rows));
+  EXPECT_EQ(model.Stats().GetRedundancyIndicators().Count(), 3);
+  EXPECT_FALSE(IsKept(model.Stats(), 3));
+}
+
 TEST(QvPivotSweep, ScalesOnceBeforeTheFirstPivot) {
   QvSymMatrix matrix(2);
   matrix.UpdateXX({2.0, 0.0}, 1.0);
