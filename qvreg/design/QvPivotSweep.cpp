@@ -23,6 +23,8 @@ constexpr double kSlowestDecrease = 0.25;
 /// Refinement squares the error: after a change as small as this one, coefficients are as right as
 /// doubles can be.
 constexpr double kLastChange = 0x1p-27;
+/// Coefficients that would change by no more than this stay as they are.
+constexpr double kNegligibleChange = 1e-12;
 /// An inverse of more columns would take longer to refine than to find.
 constexpr std::size_t kMostRefinedColumns = 1000;
 
@@ -47,7 +49,7 @@ void QvPivotSweep::StoreCoefficients(int row) {
 void QvPivotSweep::RecomputePivot(int k, double tolerance) {
   LoadCoefficients(k);
   double form = RefineForm(tolerance * fDiagonal[Index(k)]);
-  if (form <= RoundingOfForm()) form = 0.0;
+  if (form <= RoundingOfForm(k)) form = 0.0;
   StoreRow(k, form);
 }
 
@@ -83,13 +85,14 @@ double QvPivotSweep::FindCorrection() {
   return decrease;
 }
 
-double QvPivotSweep::RoundingOfForm() const {
-  constexpr double kHalfUnit = 0.5 * std::numeric_limits<double>::epsilon();
-  double size = 0.0;
+double QvPivotSweep::RoundingOfForm(int k) const {
+  // The coefficients are rounded, and so are columns that are products of covariates.
+  constexpr double kUnit = 2.0 * std::numeric_limits<double>::epsilon();
+  double size = std::sqrt(fDiagonal[Index(k)]);
   for (std::size_t i = 0; i < fKept.size(); ++i) {
     size += std::abs(fCoefficients[i]) * std::sqrt(fDiagonal[Index(fKept[i])]);
   }
-  return (kHalfUnit * size) * (kHalfUnit * size);
+  return (kUnit * size) * (kUnit * size);
 }
 
 void QvPivotSweep::StoreRow(int k, double pivot) {
@@ -101,30 +104,40 @@ void QvPivotSweep::StoreRow(int k, double pivot) {
   }
 }
 
-void QvPivotSweep::RefineCoefficients() {
-  double last = std::numeric_limits<double>::infinity();
-  for (int step = 0; step < kMostRefinements; ++step) {
-    fProducts.QuadraticForm(fCoefficients, fGradient);
-    FindCorrection();
-    double change = 0.0;
-    for (std::size_t i = 0; i < fCoefficients.size(); ++i) {
-      if (fCorrection[i] == 0.0) continue;
-      change = std::max(change, std::abs(fCorrection[i] / fCoefficients[i]));
-    }
-    if (!(change < kSlowestDecrease * last)) return;
-    for (std::size_t i = 0; i < fCoefficients.size(); ++i) fCoefficients[i] += fCorrection[i];
-    if (change <= kLastChange) return;
-    last = change;
+double QvPivotSweep::FindRelativeChange() {
+  fProducts.QuadraticForm(fCoefficients, fGradient);
+  FindCorrection();
+  double change = 0.0;
+  for (std::size_t i = 0; i < fCoefficients.size(); ++i) {
+    if (fCorrection[i] == 0.0) continue;
+    change = std::max(change, std::abs(fCorrection[i] / fCoefficients[i]));
   }
+  return change;
 }
 
-void QvPivotSweep::RefineRows(int first) {
+bool QvPivotSweep::RefineCoefficients(double negligible) {
+  double last = std::numeric_limits<double>::infinity();
+  for (int step = 0; step < kMostRefinements; ++step) {
+    const double change = FindRelativeChange();
+    if (step == 0 && change <= negligible) return false;
+    if (!(change < kSlowestDecrease * last)) break;
+    for (std::size_t i = 0; i < fCoefficients.size(); ++i) fCoefficients[i] += fCorrection[i];
+    if (change <= kLastChange) break;
+    last = change;
+  }
+  return true;
+}
+
+bool QvPivotSweep::RefineRows(int first) {
+  bool refined = false;
   for (int row = first; row < fMatrix.GetOrder(); ++row) {
     LoadCoefficients(row);
     fProducts.SelectRow(row);
-    RefineCoefficients();
+    if (!RefineCoefficients(kNegligibleChange)) continue;
     StoreCoefficients(row);
+    refined = true;
   }
+  return refined;
 }
 
 bool QvPivotSweep::RefineInverse(QvCancelInfo& cancel) {
@@ -136,7 +149,7 @@ bool QvPivotSweep::RefineInverse(QvCancelInfo& cancel) {
     LoadCoefficients(fKept[i]);
     for (double& coefficient : fCoefficients) coefficient = -coefficient;
     fProducts.SelectUnit(static_cast<int>(i), -1.0 / fScale);
-    RefineCoefficients();
+    RefineCoefficients(0.0);
     refined.insert(refined.end(), fCoefficients.begin(),
                    fCoefficients.begin() + static_cast<std::ptrdiff_t>(i) + 1);
   }
@@ -158,15 +171,12 @@ QvStatus QvPivotSweep::Run(int nPivots, int size, double tolerance, QvBitSet& ke
   for (int k = 0; k < nPivots; ++k) {
     if (cancel.IsCancel()) return {QvStatusCode::kCancelled, false};
     if (!fProducts.IsEmpty()) fProducts.SelectRow(k);
-    const bool isDoubtful = IsDoubtful(k);
-    if (isDoubtful) RecomputePivot(k, tolerance);
+    if (IsDoubtful(k)) RecomputePivot(k, tolerance);
     if (!fMatrix.Sweep(k, tolerance, fDiagonal, kept, true)) return noMemory;
     if (!kept.IsIn(k)) continue;
     fKept.push_back(k);
-    fbNearlyDependent = fbNearlyDependent || isDoubtful;
     if (!fProducts.IsEmpty()) fProducts.KeepRow();
   }
-  if (!fbNearlyDependent) return {};
-  RefineRows(nPivots);
+  if (fProducts.IsEmpty() || !RefineRows(nPivots)) return {};
   return RefineInverse(cancel) ? QvStatus() : QvStatus(QvStatusCode::kCancelled, false);
 }

@@ -19,8 +19,8 @@
 /// inverse that the sweep holds, until the form settles. The form is at its minimum there, so that
 /// an error d of c enters as d' A d only.
 ///
-/// Where such a pivot was kept, the columns nearly depend on each other, and the coefficients of
-/// the rows that are no pivots are refined likewise at the end, and so is the inverse of up to 1000
+/// At the end the coefficients of the rows that are no pivots are refined likewise, where that
+/// changes them by more than 1e-12 of themselves, and then the inverse as well, of up to 1000
 /// columns.
 ///
 /// Borrows the matrix, which it changes; at its largest holds two more of its size. One thread at a
@@ -42,11 +42,12 @@ class QvPivotSweep {
   void StoreCoefficients(int row);
   void RecomputePivot(int k, double tolerance);
   [[nodiscard]] double RefineForm(double enough);
-  void RefineCoefficients();
-  void RefineRows(int first);
+  double FindRelativeChange();
+  bool RefineCoefficients(double negligible);
+  bool RefineRows(int first);
   bool RefineInverse(QvCancelInfo& cancel);
   double FindCorrection();
-  [[nodiscard]] double RoundingOfForm() const;
+  [[nodiscard]] double RoundingOfForm(int k) const;
   void StoreRow(int k, double pivot);
 
   QvCommon::QvSymMatrix& fMatrix;
@@ -58,5 +59,4 @@ class QvPivotSweep {
   std::vector<double> fCoefficients;
   std::vector<double> fGradient;
   std::vector<double> fCorrection;
-  bool fbNearlyDependent = false;  ///< A doubtful pivot was kept.
 };

@@ -88,8 +88,13 @@ def read_formula(formula, table):
     terms = []
     for part in right.split(" + "):
         crossed = part.split(" * ")
-        terms += [[name] for name in crossed] if len(crossed) > 1 else []
-        terms.append(crossed if len(crossed) > 1 else part.split(":"))
+        if len(crossed) == 1:
+            terms.append(part.split(":"))
+            continue
+        expanded = []
+        for name in crossed:
+            expanded += [[name]] + [names + [name] for names in expanded]
+        terms += expanded
     return dependent, [Term([n for n in names if n in texts],
                             {n: 1 for n in names if n not in texts}) for names in terms]
 

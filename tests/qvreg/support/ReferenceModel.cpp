@@ -21,6 +21,12 @@ ReferenceTerm Covariate(std::string column, int power = 1) {
   return {{}, {{std::move(column), power}}, false};
 }
 
+ReferenceTerm Product(const std::vector<std::string>& columns) {
+  ReferenceTerm term;
+  for (const std::string& column : columns) term.covariates.push_back({column, 1});
+  return term;
+}
+
 void AppendOnce(std::vector<std::string>& names, const std::string& name) {
   if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
 }
@@ -58,6 +64,18 @@ std::vector<ReferenceModel> ExactModels() {
        {Factor({"A"}), Factor({"B"}), Factor({"A", "B"}), Covariate("x"),
         Factor({"A"}, {{"x", 1}})}},
       {"linear/two_way_freq", "y", kIntercept, {Factor({"A"}), Factor({"B"}), Covariate("x")}},
+      {"linear/petrol", "EP", kIntercept, {Covariate("SG"), Factor({"No"}), Covariate("VP2")}},
+      {"linear/petrol_crossed",
+       "Y",
+       kIntercept,
+       {Covariate("SG"), Covariate("EP"), Product({"SG", "EP"}), Factor({"No"}),
+        Factor({"No"}, {{"SG", 1}}), Factor({"No"}, {{"EP", 1}}),
+        Factor({"No"}, {{"SG", 1}, {"EP", 1}})}},
+      {"linear/txhousing",
+       "inventory",
+       kIntercept,
+       {Covariate("sales"), Covariate("date"), Product({"sales", "date"}), Covariate("year"),
+        Product({"sales", "year"}), Product({"date", "year"}), Product({"sales", "date", "year"})}},
   };
 }
 

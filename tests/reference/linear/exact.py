@@ -1,0 +1,110 @@
+#!/usr/bin/env python3
+"""Writes NAME.json, the exact fit of NAME.csv, for the real tables of this folder.
+
+Rational arithmetic on the decimal data, rounded once to double at the end. Run it in this folder:
+python3 exact.py
+"""
+
+import csv
+import json
+import math
+from fractions import Fraction
+
+# name: dependent, formula, terms (each a list of columns), factors
+CASES = {
+    "petrol": ("EP", "EP ~ SG + No + VP2", [["SG"], ["No"], ["VP2"]], {"No"}),
+    "petrol_crossed": (
+        "Y",
+        "Y ~ SG * EP * No",
+        [["SG"], ["EP"], ["SG", "EP"], ["No"], ["SG", "No"], ["EP", "No"], ["SG", "EP", "No"]],
+        {"No"},
+    ),
+    "txhousing": (
+        "inventory",
+        "inventory ~ sales * date * year",
+        [["sales"], ["date"], ["sales", "date"], ["year"], ["sales", "year"], ["date", "year"],
+         ["sales", "date", "year"]],
+        set(),
+    ),
+}
+
+
+def columns_of(rows, terms, factors):
+    """Labels and columns of the design: the intercept, then every level of every term."""
+    labels, columns = ["(Intercept)"], [[Fraction(1)] * len(rows)]
+    for term in terms:
+        product = [math.prod((Fraction(row[c]) for c in term if c not in factors), start=Fraction(1))
+                   for row in rows]
+        names = [c for c in term if c in factors]
+        if not names:
+            labels.append({"term": ":".join(term), "levels": {}})
+            columns.append(product)
+            continue
+        (factor,) = names
+        for level in sorted({row[factor] for row in rows}):
+            label = ":".join([f"C({factor})"] + [c for c in term if c != factor])
+            labels.append({"term": label, "levels": {factor: level}})
+            columns.append([p if row[factor] == level else Fraction(0)
+                            for p, row in zip(product, rows)])
+    return labels, columns
+
+
+def dot(a, b):
+    return sum((x * y for x, y in zip(a, b) if x and y), start=Fraction(0))
+
+
+def fit(columns, y):
+    """Sweeps exactly: kept columns, estimates, diagonal of the inverse."""
+    p = len(columns)
+    system = columns + [y]
+    m = [[dot(a, b) for b in system] for a in system]
+    kept = []
+    for k in range(p):
+        pivot = m[k][k]
+        if pivot == 0:
+            continue
+        kept.append(k)
+        row = [v / pivot for v in m[k]]
+        for i in range(p + 1):
+            factor = m[i][k]
+            if i == k or factor == 0:
+                continue
+            m[i] = [u - factor * v for u, v in zip(m[i], row)]
+            m[i][k] = -factor / pivot
+        m[k] = row
+        m[k][k] = 1 / pivot
+    estimates = [m[k][p] if k in kept else Fraction(0) for k in range(p)]
+    variance = [m[k][k] if k in kept else Fraction(0) for k in range(p)]
+    return kept, estimates, variance, m[p][p]
+
+
+def main():
+    for name, (dependent, formula, terms, factors) in CASES.items():
+        with open(f"{name}.csv", encoding="utf-8") as file:
+            rows = list(csv.DictReader(file))
+        labels, columns = columns_of(rows, terms, factors)
+        y = [Fraction(row[dependent]) for row in rows]
+        kept, estimates, variance, sse = fit(columns, y)
+        mean = sum(y) / len(y)
+        total = sum((v - mean) ** 2 for v in y)
+        result = {
+            "kind": "linear",
+            "formula": formula,
+            "options": [],
+            "n": len(rows),
+            "labels": labels,
+            "estimates": [float(v) for v in estimates],
+            "redundant": [k not in kept for k in range(len(columns))],
+            "unscaled_variance": [float(v) for v in variance],
+            "rmse": math.sqrt(sse / len(rows)),
+            "r_square": float(1 - sse / total),
+            "sse": float(sse),
+        }
+        with open(f"{name}.json", "w", encoding="utf-8") as file:
+            json.dump(result, file, indent=1)
+            file.write("\n")
+        print(f"{name}: {len(kept)} of {len(columns)} columns kept, R square {result['r_square']}")
+
+
+if __name__ == "__main__":
+    main()
