@@ -149,6 +149,11 @@ TEST_P(ReferenceFitTest, PlainFitHasTheReferenceValues) { Check(false); }
 
 TEST_P(ReferenceFitTest, RefinedFitHasTheReferenceValues) { Check(true); }
 
+TEST_P(ReferenceFitTest, ToleranceZeroKeepsTheSameColumns) {
+  const ReferenceCase reference = qvtest::LoadReferenceCase(GetParam());
+  ExpectSameColumns(qvtest::FitReferenceCase(reference, false, 0.0), reference.expected);
+}
+
 std::string TestName(const testing::TestParamInfo<ReferenceModel>& model) {
   std::string name = model.param.name;
   std::replace(name.begin(), name.end(), '/', '_');

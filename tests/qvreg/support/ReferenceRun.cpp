@@ -142,9 +142,11 @@ ReferenceFit ReadStatistics(const IQvRegOutputStats& statistics, const Reference
 
 }  // namespace
 
-ReferenceFit FitReferenceCase(const ReferenceCase& reference, bool refine) {
+ReferenceFit FitReferenceCase(const ReferenceCase& reference, bool refine,
+                              std::optional<double> tolerance) {
   const std::vector<int> indices = VariableIndices(reference);
   QvRegSettings settings = MakeSettings(reference, indices, refine);
+  if (tolerance) settings.SetTolerance(*tolerance);
   QvRegFactory factory;
   const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings));
   Require(factory.GetStatus(), "factory");

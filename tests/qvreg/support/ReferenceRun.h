@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "tests/qvreg/support/ReferenceCase.h"
@@ -18,7 +19,9 @@ struct ReferenceFit {
 };
 
 /// Fits a case as a host does: settings, factory, component, output statistics. `refine` is the
-/// setting of that name. Throws std::runtime_error with the status code when a step fails.
-[[nodiscard]] ReferenceFit FitReferenceCase(const ReferenceCase& reference, bool refine);
+/// setting of that name, and so is `tolerance` where it is given. Throws std::runtime_error with
+/// the status code when a step fails.
+[[nodiscard]] ReferenceFit FitReferenceCase(const ReferenceCase& reference, bool refine,
+                                            std::optional<double> tolerance = std::nullopt);
 
 }  // namespace qvtest
