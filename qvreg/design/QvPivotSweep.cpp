@@ -100,7 +100,12 @@ void QvPivotSweep::StoreRow(int k, double pivot) {
   StoreCoefficients(k);
   if (pivot <= 0.0) return;
   for (int l = k + 1; l < fMatrix.GetOrder(); ++l) {
-    fMatrix.SetElem(l, k, fScale * fProducts.Product(l, fCoefficients));
+    // The rounding of the coefficients, which the gradient shows, enters here to the first order.
+    double rounding = 0.0;
+    for (std::size_t i = 0; i < fKept.size(); ++i) {
+      rounding += fGradient[i] * fMatrix.GetElem(l, fKept[i]);
+    }
+    fMatrix.SetElem(l, k, fScale * (fProducts.Product(l, fCoefficients) - rounding));
   }
 }
 

@@ -144,6 +144,23 @@ TEST(QvPivotSweep, ComputesTheWholeRowOfADoubtfulPivot) {
   EXPECT_EQ(matrix.GetElem(2, 0), 3.0 - 0x1p17);
 }
 
+TEST(QvPivotSweep, LeavesTheRowsToComeFreeOfTheirRounding) {
+  // Two columns explain three values of which the last follows from the others: nothing is left.
+  constexpr double kOwn = 0x1p-17;
+  QvSymMatrix matrix(3);
+  ASSERT_TRUE(matrix.StartCompensation());
+  for (int i = 0; i < 20; ++i) {
+    const double a = 1.0 / (3.0 + i % 5);
+    const double b = kOwn * (i % 3);
+    matrix.UpdateXX({a, a + b, 3.0 * a + 0x1p17 * b}, 0.1);
+  }
+  QvBitSet kept;
+  QvCancelInfo cancel;
+  EXPECT_TRUE(QvPivotSweep(matrix, 1.0).Run(2, 3, kTolerance, kept, cancel).IsOK());
+  EXPECT_EQ(kept.Count(), 2);
+  EXPECT_NEAR(matrix.GetElem(2, 2), 0.0, 1e-14);
+}
+
 TEST(QvPivotSweep, WithToleranceZeroDropsWhatOnlyRoundingLeaves) {
   // The third column is 0.1 times the first plus 0.3 times the second, rounded nowhere but in the
   // coefficients that the sweep finds.
