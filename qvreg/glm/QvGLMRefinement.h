@@ -23,9 +23,10 @@ class QvGLMRefinement {
                    const std::vector<double>& estimates);
   /// The weighted sum of squared residuals so far.
   [[nodiscard]] double GetResidualSum() const { return fResidualSum.Value(); }
-  /// Corrects the estimates; returns by how much that lowers the residual sum. `inverse` is the
-  /// generalized inverse of X'WX, whose leading rows stand for the parameters.
-  double Apply(const QvCommon::QvSymMatrix& inverse, std::vector<double>& estimates) const;
+  /// Corrects the estimates; returns by how much that lowers the residual sum. `factor` times
+  /// `inverse` is the generalized inverse of X'WX, whose leading rows stand for the parameters.
+  double Apply(const QvCommon::QvSymMatrix& inverse, double factor,
+               std::vector<double>& estimates) const;
 
  private:
   std::vector<QvCommon::QvTwofold> fGradient;

@@ -62,7 +62,7 @@ TEST_F(QvGLMRefinementTest, OneStepSolvesAnOrthogonalProblem) {
   inverse.SetElem(0, 0, 1.0 / 12);
   inverse.SetElem(1, 1, 1.0 / 50);
   Doubles estimates = start;
-  const double decrease = refinement_.Apply(inverse, estimates);
+  const double decrease = refinement_.Apply(inverse, 1.0, estimates);
   EXPECT_NEAR(estimates[0], 3.5, 1e-15);
   EXPECT_NEAR(estimates[1], 4.0, 1e-15);
   EXPECT_NEAR(decrease, refinement_.GetResidualSum(), 1e-13) << "no residual is left";
