@@ -12,6 +12,13 @@
 
 using QvCommon::QvStatus;
 
+namespace {
+
+/// An R square below it, twice the rounding of both sums and of their ratio, is 0.
+constexpr double kLeastRSquare = 4.0 * QvPower::gMachineEpsilon;
+
+}  // namespace
+
 void QvGLMModel::Initialize(const QvFactorTables& tables) {
   fpFactorTables = &tables;
   fCovariateOffsets = fSettings.GetCovariates();
@@ -99,9 +106,8 @@ QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   } else {
     DivideByScale();
   }
+  fSums = fSettings.GetInterceptUse() ? QvGLMFitSums(fDependentMean) : QvGLMFitSums();
   fbSwept = true;
-  fResidualSum = 0.0;
-  fTotalSum = 0.0;
   return {};
 }
 
@@ -118,31 +124,27 @@ void QvGLMModel::ResidualStep(const double* values) {
   const double w = RecordWeight(values);
   const double y = values[fSettings.GetDependent()];
   fDesignRow.Expand(values);
-  if (fRefinement) {
-    fRefinement->AddRecord(fDesignRow, y, w, fEstimates);
-  } else {
-    const double residual = y - fDesignRow.InnerProduct(fEstimates);
-    fResidualSum += w * residual * residual;
-  }
-  const double deviation = fSettings.GetInterceptUse() ? y - fDependentMean : y;
-  fTotalSum += w * deviation * deviation;
+  const double residual = fRefinement ? fRefinement->AddRecord(fDesignRow, y, w, fEstimates)
+                                      : y - fDesignRow.InnerProduct(fEstimates);
+  fSums.Add(w, y, residual);
   if (w * fUnitOverScale != 0.0) ++fWeightedRecordCount;
 }
 
-void QvGLMModel::ApplyRefinement() {
+double QvGLMModel::ApplyRefinement() {
   const double decrease = fRefinement->Apply(*fMatrix, fUnitOverScale, fEstimates);
-  fResidualSum = std::max(fRefinement->GetResidualSum() - decrease, 0.0);
   fRefinement.reset();
   DivideByScale();
+  return decrease;
 }
 
 QvStatus QvGLMModel::Fit() {
-  if (fRefinement) ApplyRefinement();
-  fResidualSum *= fUnitOverScale;
-  fTotalSum *= fUnitOverScale;
+  const double decrease = fRefinement ? ApplyRefinement() : 0.0;
+  fResidualSum = std::max(fSums.GetResidualSum() - decrease, 0.0) * fUnitOverScale;
+  fTotalSum = fSums.GetTotalSum() * fUnitOverScale;
   if (fScale > 0.0) fRootMeanSquareError = std::sqrt(fResidualSum);
   if (fTotalSum > 0.0) {
-    fMultipleRSquare = fTotalSum > fResidualSum ? 1.0 - fResidualSum / fTotalSum : 0.0;
+    const double rSquare = 1.0 - fResidualSum / fTotalSum;
+    fMultipleRSquare = rSquare > kLeastRSquare ? rSquare : 0.0;
   }
   if (fWeightedRecordCount == 0 || fScale <= 0.0) return {QvStatusCode::kNothingToFit, false};
   return {};

@@ -10,6 +10,7 @@
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/design/QvDesignRow.h"
 #include "qvreg/design/QvFactorTables.h"
+#include "qvreg/glm/QvGLMFitSums.h"
 #include "qvreg/glm/QvGLMRefinement.h"
 #include "qvreg/settings/QvRegSettings.h"
 #include "qvreg/settings/QvRegrParameter.h"
@@ -88,7 +89,8 @@ class QvGLMModel {
   [[nodiscard]] double RecordWeight(const double* values) const;
   /// Divides the matrix, swept, by the scale.
   void DivideByScale();
-  void ApplyRefinement();
+  /// Corrects the estimates; by how much that lowers the residual sum.
+  double ApplyRefinement();
 
   const QvRegSettings& fSettings;
   const QvFactorTables* fpFactorTables = nullptr;
@@ -104,6 +106,7 @@ class QvGLMModel {
   /// Zero between records.
   std::vector<double> fDenseRow;
   QvDesignRow fDesignRow;
+  QvGLMFitSums fSums;
   double fResidualSum = 0.0;
   double fTotalSum = 0.0;
   double fDependentMean = 0.0;

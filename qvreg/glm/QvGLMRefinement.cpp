@@ -26,13 +26,9 @@ QvTwofold AccumulateGradient(int n, const int* indices, const double* values, do
 
 double QvGLMRefinement::AddRecord(const QvDesignRow& row, double y, double w,
                                   const std::vector<double>& estimates) {
-  const double residual =
-      AccumulateGradient(row.GetCount(), row.GetIndices().data(), row.GetValues().data(), y, w,
-                         estimates.data(), fGradient.data())
-          .Value();
-  // In this order: the square alone may leave the range of a double.
-  fResidualSum.Add(QvTwofold::Product(w, residual).Times(residual));
-  return residual;
+  return AccumulateGradient(row.GetCount(), row.GetIndices().data(), row.GetValues().data(), y, w,
+                            estimates.data(), fGradient.data())
+      .Value();
 }
 
 double QvGLMRefinement::Apply(const QvCommon::QvSymMatrix& inverse, double factor,
