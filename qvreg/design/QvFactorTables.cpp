@@ -12,9 +12,13 @@
 using QvCommon::QvHashKey;
 using QvCommon::QvHashPair;
 using QvCommon::QvHashtable;
+using QvCommon::QvWeightUnit;
 using QvCommon::Record;
 
 namespace {
+
+/// Means leave no range as long as their weights add up to fewer units.
+constexpr double kManyUnits = 0x1p+64;
 
 std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 
@@ -79,16 +83,16 @@ void QvFactorTables::SetCovariates(const std::vector<int>& covariateVars) {
 }
 
 bool QvFactorTables::UpdateAll(const Record& record) {
-  double w = FrequencyWeight(record);
+  const double w = FrequencyWeight(record);
   const auto keep = [this](int factor, int category) { fFactorValues[Index(factor)] = category; };
   if (!CountFactors(record, w, keep)) return false;
   if (HasDependentCounts() && CountDependent(record, w) < 0) return false;
   const bool isRecorded = RecordCombinations();
   fTotalFreqWeight += w;
   fSampleSize += 1.0;
-  if (fRegrWeightVar >= 0) w *= record[fRegrWeightVar];
-  fTotalRegrWeight += w;
-  UpdateMeans(record, w);
+  const double regression = fRegrWeightVar >= 0 ? record[fRegrWeightVar] : 1.0;
+  fTotalRegrWeight += w * regression;
+  UpdateMeans(record, AddMeanWeight(w, regression));
   return isRecorded;
 }
 
@@ -103,11 +107,28 @@ bool QvFactorTables::RecordCombinations() {
   return isRecorded;
 }
 
+double QvFactorTables::AddMeanWeight(double frequency, double regression) {
+  const bool isFinite = std::isfinite(frequency) && std::isfinite(regression);
+  double w = fMeanUnit.Of(frequency, regression);
+  const bool fits = fMeanWeight > 0.0 && fMeanWeight + w < kManyUnits;
+  if (!fits && isFinite && frequency > 0.0 && regression > 0.0) {
+    const QvWeightUnit unit(frequency, regression);
+    const int larger = unit.GetExponent() - fMeanUnit.GetExponent();
+    if (fMeanWeight == 0.0 || larger > 0) {
+      fMeanWeight = std::ldexp(fMeanWeight, -larger);
+      fMeanUnit = unit;
+      w = unit.Of(frequency, regression);
+    }
+  }
+  fMeanWeight += w;
+  return w;
+}
+
 void QvFactorTables::UpdateMeans(const Record& record, double w) {
-  if (!(fTotalRegrWeight > 0.0)) return;
+  if (!(fMeanWeight > 0.0)) return;
   for (std::size_t j = 0; j < fCovariateVars.size(); ++j) {
     const double mean = fCovariateMeans[j];
-    const double moved = mean + (record[fCovariateVars[j]] - mean) / fTotalRegrWeight * w;
+    const double moved = mean + (record[fCovariateVars[j]] - mean) / fMeanWeight * w;
     // What is left where a mean passes through 0 is cancellation, not data.
     const bool isResidue = std::fabs(moved) < 2.0 * std::fabs(mean) * QvPower::gMachineEpsilon;
     fCovariateMeans[j] = isResidue ? 0.0 : moved;

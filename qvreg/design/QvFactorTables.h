@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "qvreg/common/QvHashKey.h"
+#include "qvreg/common/QvWeightUnit.h"
 #include "qvreg/design/QvFactorCounts.h"
 #include "qvreg/design/QvHashtable.h"
 
@@ -103,6 +104,9 @@ class QvFactorTables : public QvFactorCounts {
   QvCommon::QvHashKey& FillKey(int localEffect, const std::vector<int>& factorValues) const;
   int NumberCombinations(int localEffect, int first);
   bool RecordCombinations();
+  /// Adds a record's weights to the sum that the means are over; returns the product of the two in
+  /// units of fMeanUnit.
+  double AddMeanWeight(double frequency, double regression);
   void UpdateMeans(const QvCommon::Record& record, double w);
   [[nodiscard]] bool IsModelEffect(int effect) const {
     return effect >= 0 && effect < fNModelEffects;
@@ -134,5 +138,8 @@ class QvFactorTables : public QvFactorCounts {
   bool fbMeansComputed = false;
   double fTotalFreqWeight = 0.0;
   double fTotalRegrWeight = 0.0;
+  /// The total regression weight in units that keep it within the range of a double.
+  double fMeanWeight = 0.0;
+  QvCommon::QvWeightUnit fMeanUnit;
   double fSampleSize = 0.0;
 };

@@ -12,6 +12,13 @@
 
 using QvCommon::QvStatus;
 
+namespace {
+
+/// An R square below it, twice the rounding of both sums and of their ratio, is 0.
+constexpr double kLeastRSquare = 4.0 * QvPower::gMachineEpsilon;
+
+}  // namespace
+
 void QvGLMModel::Initialize(const QvFactorTables& tables) {
   fpFactorTables = &tables;
   fCovariateOffsets = fSettings.GetCovariates();
@@ -45,13 +52,16 @@ QvStatus QvGLMModel::CreateParameters(const std::vector<QvRegrParameter>& effect
 
 void QvGLMModel::SetScale(double scale) {
   fScale = scale;
-  fInverseScale = scale > 0.0 ? 1.0 / scale : 0.0;
+  const bool isUsable = scale > 0.0 && std::isfinite(scale);
+  fWeightUnit = isUsable ? QvCommon::QvWeightUnit(scale) : QvCommon::QvWeightUnit();
+  fUnitOverScale = isUsable ? 1.0 / fWeightUnit.Of(scale) : 0.0;
 }
 
 double QvGLMModel::RecordWeight(const double* values) const {
   const int frequency = fSettings.GetFrequencyWeightVar();
   const int regression = fSettings.GetRegrWeightVar();
-  return (frequency >= 0 ? values[frequency] : 1.0) * (regression >= 0 ? values[regression] : 1.0);
+  return fWeightUnit.Of(frequency >= 0 ? values[frequency] : 1.0,
+                        regression >= 0 ? values[regression] : 1.0);
 }
 
 bool QvGLMModel::AddRecord(const double* values) {
@@ -78,8 +88,9 @@ bool QvGLMModel::AddRecord(const double* values) {
 QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
   if (fbSwept) return {QvStatusCode::kAlreadyBuilt, false};
-  // Divided once rather than record by record: whole weights then count without rounding error.
-  QvPivotSweep sweep(*fMatrix, fInverseScale);
+  // Units become shares of the scale once rather than record by record: whole weights then count
+  // without rounding error.
+  QvPivotSweep sweep(*fMatrix, fUnitOverScale);
   const QvStatus status = sweep.Run(GetNParameters(), GetNParameters() + 1,
                                     fSettings.GetTolerance(), fRedundancy, cancel);
   if (status.IsError()) return status;
@@ -87,41 +98,51 @@ QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
     return {QvStatusCode::kTooManyParameters, false};
   }
   fMatrix->ZeroOutRedundant(fRedundancy);
-  fMatrix->MultiplyByNumber(fInverseScale);
-  if (fSettings.GetRefineEstimates()) fRefinement.emplace(GetNParameters());
+  if (fSettings.GetRefineEstimates()) {
+    // Divided after the refinement, whose corrections the quotient may be too small for.
+    fRefinement.emplace(GetNParameters());
+  } else {
+    DivideByScale();
+  }
+  fSums = fSettings.GetInterceptUse() ? QvGLMFitSums(fDependentMean) : QvGLMFitSums();
   fbSwept = true;
-  fResidualSum = 0.0;
-  fTotalSum = 0.0;
   return {};
 }
 
-void QvGLMModel::ResidualStep(const double* values) {
-  const double recordWeight = RecordWeight(values);
-  const double w = fInverseScale * recordWeight;
-  const double y = values[fSettings.GetDependent()];
-  fDesignRow.Expand(values);
-  if (fRefinement) {
-    fRefinement->AddRecord(fDesignRow, y, recordWeight, fEstimates);
-  } else {
-    const double residual = y - fDesignRow.InnerProduct(fEstimates);
-    fResidualSum += w * residual * residual;
-  }
-  const double deviation = fSettings.GetInterceptUse() ? y - fDependentMean : y;
-  fTotalSum += w * deviation * deviation;
-  if (w != 0.0) ++fWeightedRecordCount;
+void QvGLMModel::DivideByScale() {
+  // One over the scale may leave the range of a double: first what the scale lacks of a power of
+  // two, then that in two factors.
+  const int half = fWeightUnit.GetExponent() / 2;
+  fMatrix->MultiplyByNumber(fUnitOverScale);
+  fMatrix->MultiplyByNumber(std::ldexp(1.0, -half));
+  fMatrix->MultiplyByNumber(std::ldexp(1.0, half - fWeightUnit.GetExponent()));
 }
 
-void QvGLMModel::ApplyRefinement() {
-  const double decrease = fRefinement->Apply(*fMatrix, fEstimates);
-  fResidualSum = std::max(fRefinement->GetResidualSum() - decrease, 0.0) * fInverseScale;
+void QvGLMModel::ResidualStep(const double* values) {
+  const double w = RecordWeight(values);
+  const double y = values[fSettings.GetDependent()];
+  fDesignRow.Expand(values);
+  const double residual = fRefinement ? fRefinement->AddRecord(fDesignRow, y, w, fEstimates)
+                                      : y - fDesignRow.InnerProduct(fEstimates);
+  fSums.Add(w, y, residual);
+  if (w * fUnitOverScale != 0.0) ++fWeightedRecordCount;
+}
+
+double QvGLMModel::ApplyRefinement() {
+  const double decrease = fRefinement->Apply(*fMatrix, fUnitOverScale, fEstimates);
   fRefinement.reset();
+  DivideByScale();
+  return decrease;
 }
 
 QvStatus QvGLMModel::Fit() {
-  if (fRefinement) ApplyRefinement();
+  const double decrease = fRefinement ? ApplyRefinement() : 0.0;
+  fResidualSum = std::max(fSums.GetResidualSum() - decrease, 0.0) * fUnitOverScale;
+  fTotalSum = fSums.GetTotalSum() * fUnitOverScale;
   if (fScale > 0.0) fRootMeanSquareError = std::sqrt(fResidualSum);
   if (fTotalSum > 0.0) {
-    fMultipleRSquare = fTotalSum > fResidualSum ? 1.0 - fResidualSum / fTotalSum : 0.0;
+    const double rSquare = 1.0 - fResidualSum / fTotalSum;
+    fMultipleRSquare = rSquare > kLeastRSquare ? rSquare : 0.0;
   }
   if (fWeightedRecordCount == 0 || fScale <= 0.0) return {QvStatusCode::kNothingToFit, false};
   return {};

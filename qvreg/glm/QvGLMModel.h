@@ -6,9 +6,11 @@
 #include "qvreg/common/QvBitSet.h"
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvSymMatrix.h"
+#include "qvreg/common/QvWeightUnit.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/design/QvDesignRow.h"
 #include "qvreg/design/QvFactorTables.h"
+#include "qvreg/glm/QvGLMFitSums.h"
 #include "qvreg/glm/QvGLMRefinement.h"
 #include "qvreg/settings/QvRegSettings.h"
 #include "qvreg/settings/QvRegrParameter.h"
@@ -55,8 +57,10 @@ class QvGLMModel {
   double GetPredictedValue(const double* values);
 
   [[nodiscard]] bool HasMatrix() const { return fMatrix.has_value(); }
-  /// REQUIRES: HasMatrix(). After the sweep: the covariance of the estimates but for the residual
-  /// variance, with a zero row and column for the dependent.
+  /// REQUIRES: HasMatrix(). Before the sweep: the cross-products, times the scale over the largest
+  /// power of two that is not above it. After the fit: the covariance of the estimates but for the
+  /// residual variance, with a zero row and column for the dependent; without refinement so after
+  /// the sweep already.
   [[nodiscard]] const QvCommon::QvSymMatrix& GetMatrix() const { return *fMatrix; }
   [[nodiscard]] bool IsSwept() const { return fbSwept; }
   [[nodiscard]] long long GetRecordsAdded() const { return fRecordsAdded; }
@@ -69,6 +73,7 @@ class QvGLMModel {
   /// p + 1 bits; set for a kept parameter, the dependent's always clear.
   [[nodiscard]] const QvCommon::QvBitSet& GetRedundancy() const { return fRedundancy; }
   [[nodiscard]] const std::vector<double>& GetEstimates() const { return fEstimates; }
+  /// This and the total sum: after the fit.
   [[nodiscard]] double GetResidualSum() const { return fResidualSum; }
   [[nodiscard]] double GetTotalSum() const { return fTotalSum; }
   [[nodiscard]] double GetDependentMean() const { return fDependentMean; }
@@ -80,9 +85,12 @@ class QvGLMModel {
   void Display() const;
 
  private:
-  /// The record's frequency weight times its regression weight.
+  /// The record's frequency weight times its regression weight, in units of fWeightUnit.
   [[nodiscard]] double RecordWeight(const double* values) const;
-  void ApplyRefinement();
+  /// Divides the matrix, swept, by the scale.
+  void DivideByScale();
+  /// Corrects the estimates; by how much that lowers the residual sum.
+  double ApplyRefinement();
 
   const QvRegSettings& fSettings;
   const QvFactorTables* fpFactorTables = nullptr;
@@ -98,11 +106,15 @@ class QvGLMModel {
   /// Zero between records.
   std::vector<double> fDenseRow;
   QvDesignRow fDesignRow;
+  QvGLMFitSums fSums;
   double fResidualSum = 0.0;
   double fTotalSum = 0.0;
   double fDependentMean = 0.0;
   double fScale = 0.0;
-  double fInverseScale = 0.0;
+  /// The power of two next to the scale: what is summed over records is in this unit of weights.
+  QvCommon::QvWeightUnit fWeightUnit;
+  /// What such a sum is multiplied by at its end: the unit over the scale, 0 for no usable scale.
+  double fUnitOverScale = 0.0;
   long long fWeightedRecordCount = 0;
   double fMultipleRSquare = 0.0;
   double fRootMeanSquareError = 0.0;

@@ -26,15 +26,12 @@ QvTwofold AccumulateGradient(int n, const int* indices, const double* values, do
 
 double QvGLMRefinement::AddRecord(const QvDesignRow& row, double y, double w,
                                   const std::vector<double>& estimates) {
-  const double residual =
-      AccumulateGradient(row.GetCount(), row.GetIndices().data(), row.GetValues().data(), y, w,
-                         estimates.data(), fGradient.data())
-          .Value();
-  fResidualSum.Add(QvTwofold::Product(residual, residual).Times(w));
-  return residual;
+  return AccumulateGradient(row.GetCount(), row.GetIndices().data(), row.GetValues().data(), y, w,
+                            estimates.data(), fGradient.data())
+      .Value();
 }
 
-double QvGLMRefinement::Apply(const QvCommon::QvSymMatrix& inverse,
+double QvGLMRefinement::Apply(const QvCommon::QvSymMatrix& inverse, double factor,
                               std::vector<double>& estimates) const {
   double decrease = 0.0;
   for (std::size_t i = 0; i < estimates.size(); ++i) {
@@ -43,8 +40,9 @@ double QvGLMRefinement::Apply(const QvCommon::QvSymMatrix& inverse,
       const double element = inverse.GetElem(static_cast<int>(i), static_cast<int>(j));
       correction.Add(QvTwofold::Product(element, fGradient[j].Value()));
     }
-    estimates[i] += correction.Value();
-    decrease += correction.Value() * fGradient[i].Value();
+    const double change = factor * correction.Value();
+    estimates[i] += change;
+    decrease += change * fGradient[i].Value();
   }
   return decrease;
 }

@@ -7,9 +7,9 @@
 #include "qvreg/design/QvDesignRow.h"
 
 /// One step of iterative refinement of least-squares estimates (Bjorck, Numerical Methods for Least
-/// Squares Problems, 1996, section 2.9): residuals, their gradient and the sum of their squares are
-/// formed in twice working precision during the residual pass, and the generalized inverse at hand
-/// turns the gradient into a correction.
+/// Squares Problems, 1996, section 2.9): residuals and their gradient are formed in twice working
+/// precision during the residual pass, and the generalized inverse at hand turns the gradient into
+/// a correction.
 ///
 /// Holds one number in twice working precision per parameter. Used from one thread at a time.
 class QvGLMRefinement {
@@ -21,13 +21,12 @@ class QvGLMRefinement {
   /// Returns the residual y - row x estimates.
   double AddRecord(const QvDesignRow& row, double y, double w,
                    const std::vector<double>& estimates);
-  /// The weighted sum of squared residuals so far.
-  [[nodiscard]] double GetResidualSum() const { return fResidualSum.Value(); }
-  /// Corrects the estimates; returns by how much that lowers the residual sum. `inverse` is the
-  /// generalized inverse of X'WX, whose leading rows stand for the parameters.
-  double Apply(const QvCommon::QvSymMatrix& inverse, std::vector<double>& estimates) const;
+  /// Corrects the estimates; returns by how much that lowers the weighted sum of squared residuals.
+  /// `factor` times `inverse` is the generalized inverse of X'WX, whose leading rows stand for the
+  /// parameters.
+  double Apply(const QvCommon::QvSymMatrix& inverse, double factor,
+               std::vector<double>& estimates) const;
 
  private:
   std::vector<QvCommon::QvTwofold> fGradient;
-  QvCommon::QvTwofold fResidualSum;
 };

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "qvreg/common/QvTwofold.h"
+
+/// The weighted sums of squares behind the fit statistics of a linear model: of the residuals, and
+/// of the dependent about its mean, or about 0.
+///
+/// The mean at hand is rounded. The sum of the deviations from it tells what that adds to the sum
+/// of their squares (Chan, Golub, LeVeque, Algorithms for computing the sample variance, The
+/// American Statistician 37, 1983); in twice working precision the difference of the two has all
+/// digits, also of a dependent whose spread is a few roundings of its mean. Used from one thread at
+/// a time.
+class QvGLMFitSums {
+ public:
+  /// About 0.
+  QvGLMFitSums() = default;
+  /// About the mean, of which `mean` is the rounded value.
+  explicit QvGLMFitSums(double mean) : fMean(mean), fbCentred(true) {}
+
+  /// Adds a record's weight w, dependent y and residual.
+  void Add(double w, double y, double residual);
+  /// The sum of w times the square of the residual.
+  [[nodiscard]] double GetResidualSum() const { return fResiduals.Value(); }
+  /// The sum of w times the square of the deviation; 0 about the mean of a constant.
+  [[nodiscard]] double GetTotalSum() const;
+
+ private:
+  double fMean = 0.0;
+  bool fbCentred = false;
+  bool fbEmpty = true;
+  bool fbConstant = true;
+  double fFirst = 0.0;
+  QvCommon::QvTwofold fResiduals;
+  QvCommon::QvTwofold fSquares;
+  QvCommon::QvTwofold fDeviations;
+  QvCommon::QvTwofold fWeights;
+};
