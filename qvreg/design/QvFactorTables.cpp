@@ -26,7 +26,8 @@ QvFactorTables::QvFactorTables(const std::vector<int>& factorVars,
                                double offsetValue, QvConst::QvOffsetType offsetType)
     : QvFactorCounts(factorVars, nCategories, weightVar, dependentVar, nDependentCategories,
                      firstCode, offsetVar, offsetValue, offsetType),
-      fFactorValues(factorVars.size(), 0) {}
+      fFactorValues(factorVars.size(), 0),
+      fDependRegrWeights(HasDependentCounts() ? GetDependCountsPtr()->size() : 0, 0.0) {}
 
 void QvFactorTables::SetModelEffectFactors(const std::vector<std::vector<int>>& effectFactors,
                                            const std::vector<int>& factorOffsets) {
@@ -82,12 +83,14 @@ bool QvFactorTables::UpdateAll(const Record& record) {
   double w = FrequencyWeight(record);
   const auto keep = [this](int factor, int category) { fFactorValues[Index(factor)] = category; };
   if (!CountFactors(record, w, keep)) return false;
-  if (HasDependentCounts() && CountDependent(record, w) < 0) return false;
+  const int category = HasDependentCounts() ? CountDependent(record, w) : 0;
+  if (category < 0) return false;
   const bool isRecorded = RecordCombinations();
   fTotalFreqWeight += w;
   fSampleSize += 1.0;
   if (fRegrWeightVar >= 0) w *= record[fRegrWeightVar];
   fTotalRegrWeight += w;
+  if (HasDependentCounts()) fDependRegrWeights[Index(category)] += w;
   UpdateMeans(record, w);
   return isRecorded;
 }

@@ -82,6 +82,10 @@ class QvFactorTables : public QvFactorCounts {
   [[nodiscard]] double GetTotalWeight() const { return fTotalFreqWeight; }
   /// The sum of frequency times regression weights.
   [[nodiscard]] double GetTotalRegrWeight() const { return fTotalRegrWeight; }
+  /// The same by category of the dependent; empty when the dependent is not counted.
+  [[nodiscard]] const std::vector<double>& GetDependRegrWeights() const {
+    return fDependRegrWeights;
+  }
   /// The number of records counted.
   [[nodiscard]] double GetSampleSize() const { return fSampleSize; }
   /// The weighted means; missing values when the total frequency weight is not above 0.
@@ -134,5 +138,6 @@ class QvFactorTables : public QvFactorCounts {
   bool fbMeansComputed = false;
   double fTotalFreqWeight = 0.0;
   double fTotalRegrWeight = 0.0;
+  std::vector<double> fDependRegrWeights;
   double fSampleSize = 0.0;
 };
