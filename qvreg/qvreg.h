@@ -5,6 +5,7 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvBitSet.h"
+#include "qvreg/common/QvDiagnosticDisplay.h"
 #include "qvreg/common/QvRectMatrix.h"
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvSymMatrix.h"

@@ -28,6 +28,7 @@ QvCReport QvCRun::Explain(const QvStatus& status, const QvCSource& source) const
     case QVREG_NO_FURTHER_PASS:
     case QVREG_NO_RECORDS:
     case QVREG_RECORD_MISSING:
+      if (source.Refusal().IsError()) return source.Refusal();
       return source.HasFailed() ? source.Failure() : report;
     case QVREG_SHORT_RECORD:
       report = QvCShortRecord(static_cast<std::size_t>(source.RecordSize()), FullRecordSize());

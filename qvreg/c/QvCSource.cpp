@@ -24,7 +24,10 @@ int QvCSource::NewPass() {
   fFailure = QvCReport();
   fAhead = Ahead::kNothing;
   fFailReason = QvCommon::kIterNoRewind;
-  if (!Guard(false, [this] { return Rewind(); })) return fFailReason;
+  if (!Guard(false, [this] { return Rewind(); })) {
+    if (!fRefusal.IsError()) fRefusal = fFailure;
+    return fFailReason;
+  }
   fbStarted = true;
   ReadAhead();
   return fFailReason;

@@ -26,8 +26,11 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
   [[nodiscard]] int RecordSize() const { return fRecordSize; }
   /// Holds the source for the length of a call; throws the refusal when another call has it.
   [[nodiscard]] QvCInUse Use() { return {fbInUse, "source"}; }
-  /// Passes are counted from here on.
-  void StartCall() { fPass = 0; }
+  /// Passes are counted, and a refusal is remembered, from here on.
+  void StartCall() {
+    fPass = 0;
+    fRefusal = QvCReport();
+  }
 
   [[nodiscard]] bool HasMore() const override { return fAhead != Ahead::kNothing; }
   const QvCommon::Record* Next() override;
@@ -42,6 +45,9 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
   /// The failure: 304 for a pass that could not be started, 314 for a record, 1012 for an exception
   /// out of a callback. It stays until the next pass.
   [[nodiscard]] const QvCReport& Failure() const { return fFailure; }
+  /// The failure of the call's first pass that could not be started, success without one: a run may
+  /// ask for one more pass before it ends.
+  [[nodiscard]] const QvCReport& Refusal() const { return fRefusal; }
 
  protected:
   /// Goes back to the first record; false when it failed. Called at the start of every pass.
@@ -80,4 +86,5 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
   std::int64_t fPass = 0;
   std::int64_t fDelivered = 0;
   QvCReport fFailure;
+  QvCReport fRefusal;
 };

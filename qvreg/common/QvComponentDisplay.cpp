@@ -1,10 +1,14 @@
 #include "qvreg/common/QvComponentDisplay.h"
 
+#include <atomic>
 #include <cstdio>
 
 namespace QvComponentDisplay {
 
 namespace {
+
+/// One switch for the process, which a host sets without an object at hand.
+std::atomic<bool> isDiagnosticDisplay{false};
 
 /// What stands between a label and its value: some labels bring their own.
 const char* ColonAfter(const std::string& label) {
@@ -12,6 +16,12 @@ const char* ColonAfter(const std::string& label) {
 }
 
 }  // namespace
+
+void SetDiagnosticDisplay(bool display) {
+  isDiagnosticDisplay.store(display, std::memory_order_relaxed);
+}
+
+bool IsDiagnosticDisplay() { return isDiagnosticDisplay.load(std::memory_order_relaxed); }
 
 void DisplayB(const std::string& label, bool value) {
   std::printf("%s%s %s\n", label.c_str(), ColonAfter(label), value ? "true" : "false");

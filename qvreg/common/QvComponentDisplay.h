@@ -3,12 +3,17 @@
 #include <string>
 #include <vector>
 
+#include "qvreg/common/QvDiagnosticDisplay.h"
+
 /// Diagnostic output: each function prints one labelled line to standard output. Meant for a
 /// developer's eyes; calls from several threads may mix their lines.
 namespace QvComponentDisplay {
 
 /// The level of a section heading, passed to DisplayText.
 inline constexpr long kHeadingLevel = 2;
+
+/// Whether diagnostic output is switched on. Any thread.
+[[nodiscard]] bool IsDiagnosticDisplay();
 
 void DisplayB(const std::string& label, bool value);
 void DisplayI(const std::string& label, int value);

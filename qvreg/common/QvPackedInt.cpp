@@ -1,5 +1,6 @@
 #include "qvreg/common/QvPackedInt.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <new>
@@ -78,6 +79,20 @@ bool QvPackedInt::Unpack(std::vector<int>& values, const std::vector<int>& packe
     }
   }
   return true;
+}
+
+std::vector<int> QvPackedInt::PackRanges() const {
+  constexpr long long kLargest = std::numeric_limits<int>::max();
+  std::vector<int> packed;
+  std::size_t position = 0;
+  for (const int end : fGroupEnds) {
+    long long digits = 0;
+    for (; position < static_cast<std::size_t>(end); ++position) {
+      digits = std::min(digits * fRanges[position] + fRanges[position], kLargest);
+    }
+    packed.push_back(static_cast<int>(digits));
+  }
+  return packed;
 }
 
 void QvPackedInt::Display() const {

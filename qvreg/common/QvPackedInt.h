@@ -22,6 +22,9 @@ class QvPackedInt {
   bool Pack(const std::vector<int>& values, std::vector<int>& packed, bool append) const;
   /// The inverse of Pack without `append`; false, and `values` unchanged, for a wrong length.
   bool Unpack(std::vector<int>& values, const std::vector<int>& packed) const;
+  /// The ranges packed as values are, though each is one beyond its position's largest. A number
+  /// beyond an int's range reads as the largest int.
+  [[nodiscard]] std::vector<int> PackRanges() const;
   void Display() const;
 
  private:

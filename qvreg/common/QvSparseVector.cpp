@@ -95,6 +95,8 @@ bool QvSparseVector::ComputeProbabilities(const std::vector<double>& beta, int K
 bool QvSparseVector::ComputePredictors(const std::vector<double>& beta, int p, bool isDense,
                                        std::vector<double>& predictors) const {
   const int reference = static_cast<int>(predictors.size()) - 1;
+  double smallest = 0.0;
+  double largest = 0.0;
   for (int c = 0; c < reference; ++c) {
     const double* part = beta.data() + Place(c * p, 0);
     const double predictor = isDense ? SumOfProducts(fValues.size(), fValues.data(),
@@ -102,9 +104,12 @@ bool QvSparseVector::ComputePredictors(const std::vector<double>& beta, int p, b
                                      : InnerProductWithPart(beta, c * p);
     if (!std::isfinite(predictor)) return false;
     predictors[static_cast<std::size_t>(c)] = predictor;
+    smallest = std::min(smallest, predictor);
+    largest = std::max(largest, predictor);
   }
   predictors.back() = 0.0;
-  return true;
+  // Two predictors of opposite signs may be farther apart than a double reaches.
+  return std::isfinite(smallest - largest);
 }
 
 void QvSparseVector::PredictorsToProbabilities(const std::vector<double>& predictors,

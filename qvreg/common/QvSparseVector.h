@@ -29,10 +29,12 @@ class QvSparseVector {
   /// The probabilities of a multinomial logit whose last of K categories is the reference: `beta`
   /// holds K - 1 blocks of p coefficients. `probabilities` is made K long and `logReference` the
   /// logarithm of its last. The predictors are shifted by the largest, so it fails, with false and
-  /// both outputs unspecified, only for a predictor that is not finite or without memory.
+  /// both outputs unspecified, only for a predictor that is not finite, before or after the shift,
+  /// or without memory.
   bool ComputeProbabilities(const std::vector<double>& beta, int K, int p,
                             std::vector<double>& probabilities, double& logReference) const;
-  /// The predictors behind them, the reference's being 0; false for one that is not finite.
+  /// The predictors behind them, the reference's being 0; false for one that is not finite, or not
+  /// once the largest is subtracted.
   /// REQUIRES: K >= 1, `predictors` K long, and `isDense` as IsDense(p) tells, or false.
   bool ComputePredictors(const std::vector<double>& beta, int p, bool isDense,
                          std::vector<double>& predictors) const;

@@ -9,7 +9,7 @@
 
 /// What a record pass answers when it cannot go through; the fields default to the usual answers.
 struct QvRecordPassEnds {
-  /// There is no first record.
+  /// There is no first record, or the iterator cannot start the pass.
   QvCommon::QvStatus fEmpty{QvStatusCode::kNoRecords, false};
   /// A stop was asked for.
   QvCommon::QvStatus fCancelled{QvStatusCode::kCancelled, false};
@@ -33,7 +33,15 @@ class QvRecordPass {
   /// status, or success.
   template <typename OnRecord>
   QvCommon::QvStatus Run(OnRecord&& onRecord) {
-    fNewPassResult = fIter.NewPass();
+    return Start() ? ReadOn(onRecord) : fEnds.fEmpty;
+  }
+
+  /// The two halves of Run, for a caller that reads what an iterator delivers after refusing the
+  /// pass. Start goes to the first record; false when the iterator refuses.
+  [[nodiscard]] bool Start() { return fIter.NewPass() == QvCommon::kIterOk; }
+  /// Reads from there to the end, as Run does.
+  template <typename OnRecord>
+  QvCommon::QvStatus ReadOn(OnRecord&& onRecord) {
     if (!fIter.HasMore()) return fEnds.fEmpty;
     QvCommon::QvStatus status;
     while (fIter.HasMore()) {
@@ -54,13 +62,10 @@ class QvRecordPass {
   }
 
   [[nodiscard]] const QvCancelInfo& GetCancelInfo() const { return fCancel; }
-  /// What the iterator answered when the pass was started.
-  [[nodiscard]] int GetNewPassResult() const { return fNewPassResult; }
 
  private:
   QvCommon::MultiPassRecordIter& fIter;
   QvCancelInfo& fCancel;
   const QvRegRecordValidator& fValidator;
   const QvRecordPassEnds fEnds;
-  int fNewPassResult = QvCommon::kIterOk;
 };

@@ -30,7 +30,8 @@ QvFactorTables::QvFactorTables(const std::vector<int>& factorVars,
                                double offsetValue, QvConst::QvOffsetType offsetType)
     : QvFactorCounts(factorVars, nCategories, weightVar, dependentVar, nDependentCategories,
                      firstCode, offsetVar, offsetValue, offsetType),
-      fFactorValues(factorVars.size(), 0) {}
+      fFactorValues(factorVars.size(), 0),
+      fDependRegrWeights(HasDependentCounts() ? GetDependCountsPtr()->size() : 0, 0.0) {}
 
 void QvFactorTables::SetModelEffectFactors(const std::vector<std::vector<int>>& effectFactors,
                                            const std::vector<int>& factorOffsets) {
@@ -86,12 +87,14 @@ bool QvFactorTables::UpdateAll(const Record& record) {
   const double w = FrequencyWeight(record);
   const auto keep = [this](int factor, int category) { fFactorValues[Index(factor)] = category; };
   if (!CountFactors(record, w, keep)) return false;
-  if (HasDependentCounts() && CountDependent(record, w) < 0) return false;
+  const int category = HasDependentCounts() ? CountDependent(record, w) : 0;
+  if (category < 0) return false;
   const bool isRecorded = RecordCombinations();
   fTotalFreqWeight += w;
   fSampleSize += 1.0;
   const double regression = fRegrWeightVar >= 0 ? record[fRegrWeightVar] : 1.0;
   fTotalRegrWeight += w * regression;
+  if (HasDependentCounts()) fDependRegrWeights[Index(category)] += w * regression;
   UpdateMeans(record, AddMeanWeight(w, regression));
   return isRecorded;
 }

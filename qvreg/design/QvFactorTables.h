@@ -83,6 +83,10 @@ class QvFactorTables : public QvFactorCounts {
   [[nodiscard]] double GetTotalWeight() const { return fTotalFreqWeight; }
   /// The sum of frequency times regression weights.
   [[nodiscard]] double GetTotalRegrWeight() const { return fTotalRegrWeight; }
+  /// The same by category of the dependent; empty when the dependent is not counted.
+  [[nodiscard]] const std::vector<double>& GetDependRegrWeights() const {
+    return fDependRegrWeights;
+  }
   /// The number of records counted.
   [[nodiscard]] double GetSampleSize() const { return fSampleSize; }
   /// The weighted means; missing values when the total frequency weight is not above 0.
@@ -141,5 +145,6 @@ class QvFactorTables : public QvFactorCounts {
   /// The total regression weight in units that keep it within the range of a double.
   double fMeanWeight = 0.0;
   QvCommon::QvWeightUnit fMeanUnit;
+  std::vector<double> fDependRegrWeights;
   double fSampleSize = 0.0;
 };

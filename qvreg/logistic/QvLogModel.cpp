@@ -164,14 +164,18 @@ void QvLogModel::GetStartingValues(QvStatus& status, std::vector<double>& values
   }
   if (fCancel.IsFlagSet()) return;
   values.assign(Index(fNAllNonRedundant), 0.0);
-  const std::vector<double>& counts = fCategories.GetWeightedCounts();
-  if (std::any_of(counts.begin(), counts.end(), [](double count) { return count <= 0.0; })) {
+  // The likelihood weighs a record by both weights, so its maximum over the intercepts does too.
+  const std::vector<double>& all = fpFactorTables->GetDependRegrWeights();
+  std::vector<double> weights;
+  for (const int code : fCategories.GetCodes()) weights.push_back(all[Index(code)]);
+  // Both may be positive and their product too small for a double.
+  if (std::any_of(weights.begin(), weights.end(), [](double weight) { return weight <= 0.0; })) {
     fStatus = status = QvStatus(QvStatusCode::kStageMissing, false);
     return;
   }
   if (fNBasicNonRedundant < 1 || !fSettings.GetInterceptUse()) return;
   for (int j = 0; j < NBlocks(); ++j) {
-    values[Index(j * fNBasicNonRedundant)] = QvElementary::Log(counts[Index(j)] / counts.back());
+    values[Index(j * fNBasicNonRedundant)] = QvElementary::Log(weights[Index(j)] / weights.back());
   }
 }
 

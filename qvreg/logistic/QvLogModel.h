@@ -115,8 +115,9 @@ class QvLogModel : public IQvRegModel {
   /// Chooses the categories and the reference; see QvDependentCategories::Choose.
   virtual void SetDependentCategories(QvCommon::QvStatus& status,
                                       const QvFactorCounts::Counts* counts);
-  /// The compressed starting vector: intercepts at the log ratios of the weighted counts, slopes 0.
-  /// 303 before Initialize or for a count that is not positive, 310 when finished.
+  /// The compressed starting vector: intercepts at the log ratios of the categories' sums of
+  /// frequency times regression weights, slopes 0. 303 before Initialize or for a sum that is not
+  /// positive, 310 when finished.
   virtual void GetStartingValues(QvCommon::QvStatus& status, std::vector<double>& values);
 
   /// As UpdateClassification, for a row of known parameters whose dependent is a local index.

@@ -125,7 +125,12 @@ double QvLogOutputStats::GetInitialLL() const {
   return fpAlgorithm->GetOptimizer()->GetInitialLL();
 }
 
-double QvLogOutputStats::GetFinalLL() const { return fpAlgorithm->GetOptimizer()->GetCurrentLL(); }
+double QvLogOutputStats::GetFinalLL() const {
+  const QvRegOptimizer& optimizer = *fpAlgorithm->GetOptimizer();
+  // Without an iteration the starting values are the estimates.
+  return optimizer.GetOutcome() == kOptNoIterations ? optimizer.GetInitialLL()
+                                                    : optimizer.GetCurrentLL();
+}
 
 double QvLogOutputStats::GetLLChange() const { return fpAlgorithm->GetOptimizer()->GetLLChange(); }
 

@@ -83,10 +83,8 @@ bool QvPatternTabulator::SetUpKeys() {
   for (const int effect : fFactorTables.GetModelEffectIndices()) {
     fBounds.push_back(std::max(fFactorTables.GetNEffectParameters(effect), 1));
   }
-  fPackedBounds = fBounds;
-  const auto nFactorEffects = static_cast<int>(fBounds.size());
-  if (!fPacker.SetForSequence(nFactorEffects, 0, fBounds)) return false;
-  if (nFactorEffects > 0) fPackedBounds.resize(static_cast<std::size_t>(fPacker.GetPackedSize()));
+  if (!fPacker.SetForSequence(static_cast<int>(fBounds.size()), 0, fBounds)) return false;
+  fPackedBounds = fPacker.PackRanges();
   fpKey = std::make_unique<QvHashKey>(static_cast<int>(fPackedBounds.size()));
   fCodes.assign(fBounds.size(), 0);
   fPacked.assign(fPackedBounds.size(), 0);
@@ -132,6 +130,7 @@ bool QvPatternTabulator::AddRecord(const Record& record) {
   for (std::size_t i = 0; i < fPacked.size(); ++i) (*fpKey)[static_cast<int>(i)] = fPacked[i];
 
   double* row = FindOrInsertPattern().AppendRow();
+  ++fRowCount;
   fExtractor.ExtractRecord(row, record.GetAll());
   row[fRowLayout.fDependent] = local;
   return true;
@@ -250,7 +249,8 @@ void QvPatternTabulator::Display() const {
   QvComponentDisplay::DisplayI("fRegrWeightOffset", fRowLayout.fRegressionWeight);
   QvComponentDisplay::DisplayI("fNAnalysVars", fExtractor.GetExtractSize());
   DisplayPatterns();
-  QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead);
+  // Records count when they are read for the factor tables, and once more when they are stored.
+  QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead + fRowCount);
   QvComponentDisplay::DisplayCount("fValidCount", fRecordCounts.fUsed);
   QvComponentDisplay::DisplayB("fbFactorTableFilled", fbFactorTableFilled);
   QvComponentDisplay::DisplayB("fbRowPatternsCreated", fbRowPatternsCreated);

@@ -94,6 +94,7 @@ class QvPatternTabulator : public IQvDataHandler {
   PatternTable fRowPatternTable;
   std::unique_ptr<QvCommon::QvHashKey> fpKey;
   QvRecordCounts fRecordCounts;
+  long long fRowCount = 0;
   bool fbFactorTableFilled = false;
   bool fbRowPatternsCreated = false;
   IQvAccumStats* fpStats = nullptr;

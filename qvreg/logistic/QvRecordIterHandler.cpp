@@ -49,21 +49,19 @@ bool QvRecordIterHandler::AddRecord(const Record& record, bool llOnly) {
 }
 
 QvStatus QvRecordIterHandler::ComputeStatsForOptimizer(bool llOnly) {
-  if (fStatus.IsError()) return fStatus;
+  const QvStatus before = fStatus;
   const QvRecordPassEnds ends{{}, {}, {QvStatusCode::kNoFurtherPass, false}};
   QvRecordPass pass(*fpIter, *fpCancel, *fpValidator, ends);
+  // A refusal is the answer to the next request: this one reads what there is.
+  if (!pass.Start()) fStatus = QvStatus(QvStatusCode::kNoRecords, false);
+  if (before.IsError()) return before;
   const QvFactorTables* tables = fpModel->GetFactorTables();
-  const QvStatus result =
-      pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus& status) {
-        if (verdict != QvRecordVerdict::kValid) return true;
-        // A record that the first pass could not count takes no part.
-        if (tables != nullptr && !tables->IsInRange(record)) return true;
-        if (AddRecord(record, llOnly)) return true;
-        fStatus = status = QvStatus(QvStatusCode::kStageMissing, false);
-        return false;
-      });
-  if (!fStatus.IsError() && pass.GetNewPassResult() != QvCommon::kIterOk) {
-    fStatus = QvStatus(QvStatusCode::kNoRecords, false);
-  }
-  return result;
+  return pass.ReadOn([&](const Record& record, QvRecordVerdict verdict, QvStatus& status) {
+    if (verdict != QvRecordVerdict::kValid) return true;
+    // A record that the first pass could not count takes no part.
+    if (tables != nullptr && !tables->IsInRange(record)) return true;
+    if (AddRecord(record, llOnly)) return true;
+    fStatus = status = QvStatus(QvStatusCode::kStageMissing, false);
+    return false;
+  });
 }

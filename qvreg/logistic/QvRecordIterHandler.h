@@ -23,8 +23,9 @@ class QvRecordIterHandler : public IQvDataHandler {
   void ResetAccumStats(QvConst::QvEstimationMethod method, bool separationCheck) override;
   void CleanStatsModel() override { SetStatsModel(nullptr, nullptr); }
   /// 303 for a row that cannot be accumulated, 304 when a record is announced and not delivered,
-  /// the validator's errors. When the iterator cannot start the pass, 307 is the answer to the next
-  /// request. A cancelled pass ends early without an error: the optimizer reports it.
+  /// the validator's errors. When the iterator refuses the pass, what it delivers is read, and 307
+  /// is the answer to the next request, which starts its pass before it answers. A cancelled pass
+  /// ends early without an error: the optimizer reports it.
   QvCommon::QvStatus ComputeStatsForOptimizer(bool llOnly) override;
   [[nodiscard]] const std::vector<QvCommon::QvStatus>& GetWarnings() const override {
     return fWarnings;

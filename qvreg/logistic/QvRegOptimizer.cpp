@@ -28,10 +28,6 @@ constexpr double kRelativeGuard = 1e-06;
 /// terms.
 constexpr double kRoundingShare = 0x1p-44;
 
-/// Whether a log-likelihood is lower than another by more than rounding: close to the maximum,
-/// where it hardly changes any more, nothing else would decide over a step.
-bool IsLower(double value, double than) { return value < than - kRoundingShare * std::fabs(than); }
-
 bool IsMissing(double value) { return value == QvMV::gMissingValue; }
 
 }  // namespace
@@ -77,12 +73,21 @@ void QvRegOptimizer::FullPass(QvConst::QvEstimationMethod method, bool separatio
   fStatus = fpHandler->ComputeStatsForOptimizer(false);
 }
 
+void QvRegOptimizer::DisplayMatrix(const char* heading) const {
+  if (!QvComponentDisplay::IsDiagnosticDisplay()) return;
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, heading);
+  fpMatrix->Display();
+}
+
+void QvRegOptimizer::DisplayTrial(int stepHalvings, double newLL) const {
+  if (!QvComponentDisplay::IsDiagnosticDisplay()) return;
+  QvComponentDisplay::DisplayI("fLastIter", fLastIter);
+  QvComponentDisplay::DisplayI("stepHalvingCnt", stepHalvings);
+  QvComponentDisplay::DisplayDV("fvBeta", fvBeta, true);
+  QvComponentDisplay::DisplayD("newLL", newLL);
+}
+
 int QvRegOptimizer::Factor(double& measure) {
-  fpStats->GetHessian(*fpMatrix);
-  if (fbDisplay) {
-    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Computed Hessian:");
-    fpMatrix->Display();
-  }
   return fpMatrix->LTChol(fSettings.GetTolerance(), measure, false);
 }
 
@@ -118,10 +123,11 @@ void QvRegOptimizer::StartPass() {
   FullPass(fWorkingMethod, false);
   if (fStatus.IsError()) return;
   if (fpListener != nullptr) Report(0);
-  fInitialLL = fCurrentLL = LogLikelihood();
+  fInitialLL = fHighestLL = LogLikelihood();
   if (!HasParameters()) return;
   // The result is not examined: a singular pivot leaves its parameter where it started.
   double measure = 0.0;
+  fpStats->GetHessian(*fpMatrix);
   Factor(measure);
   SolveStep();
 }
@@ -147,8 +153,15 @@ void QvRegOptimizer::Iterate() {
   }
 }
 
-QvRegOptimizer::Trial QvRegOptimizer::FindStep(int& stepHalvings) {
-  const double previousLL = fCurrentLL;
+bool QvRegOptimizer::IsAccepted(double newLL, double previousLL) const {
+  if (IsMissing(newLL) || std::isnan(newLL)) return false;
+  if (IsMissing(previousLL)) return true;
+  // Close to the maximum nothing but rounding would decide over a step. It is allowed for below the
+  // highest value, so that falls of many steps do not add up.
+  return newLL >= fHighestLL - kRoundingShare * std::fabs(fHighestLL);
+}
+
+QvRegOptimizer::Trial QvRegOptimizer::FindStep(double previousLL, int& stepHalvings) {
   double factor = 1.0;
   while (!IsCancelled()) {
     fpHandler->ResetAccumStats(QvConst::QvMethodNewtonRaphson, false);
@@ -156,15 +169,8 @@ QvRegOptimizer::Trial QvRegOptimizer::FindStep(int& stepHalvings) {
     fStatus = fpHandler->ComputeStatsForOptimizer(true);
     if (fStatus.IsError()) return Trial::kStopped;
     const double newLL = LogLikelihood();
-    if (fbDisplay) {
-      QvComponentDisplay::DisplayI("fLastIter", fLastIter);
-      QvComponentDisplay::DisplayI("stepHalvingCnt", stepHalvings);
-      QvComponentDisplay::DisplayDV("fvBeta", fvBeta, true);
-      QvComponentDisplay::DisplayD("newLL", newLL);
-    }
-    if (!IsMissing(newLL) && (IsMissing(previousLL) || !IsLower(newLL, previousLL))) {
-      return Trial::kAccepted;
-    }
+    DisplayTrial(stepHalvings, newLL);
+    if (IsAccepted(newLL, previousLL)) return Trial::kAccepted;
     fvBeta = fSavedBeta;
     if (stepHalvings >= fSettings.GetMaxStepHalvingValue()) return Trial::kGivenUp;
     factor /= 2.0 * fpStats->GetStepAdjustmentFactor();
@@ -177,9 +183,9 @@ QvRegOptimizer::Trial QvRegOptimizer::FindStep(int& stepHalvings) {
 bool QvRegOptimizer::IterateOnce() {
   ++fLastIter;
   fSavedBeta = fvBeta;
-  const double previousLL = fCurrentLL;
+  const double previousLL = fLastIter > 1 ? fCurrentLL : fInitialLL;
   int stepHalvings = 0;
-  if (FindStep(stepHalvings) == Trial::kGivenUp) {
+  if (FindStep(previousLL, stepHalvings) == Trial::kGivenUp) {
     fOutcome = kOptStepHalvingFailed;
     fLLChange = 0.0;
     fParameterChange = 0.0;
@@ -192,6 +198,10 @@ bool QvRegOptimizer::IterateOnce() {
   FullPass(fWorkingMethod, separationCheck);
   if (fStatus.IsError() || IsCancelled()) return false;
   fCurrentLL = LogLikelihood();
+  // A missing value is below every other.
+  fHighestLL = std::max(fHighestLL, fCurrentLL);
+  fpStats->GetHessian(*fpMatrix);
+  DisplayMatrix("Computed Hessian:");
   double measure = 0.0;
   const int factorResult = Factor(measure);
   if (fOutcome == kOptContinue) {
@@ -220,6 +230,7 @@ bool QvRegOptimizer::SwitchMethod(bool separationCheck) {
   fSwitchIteration = fLastIter;
   FullPass(fWorkingMethod, separationCheck);
   if (fStatus.IsError()) return false;
+  fpStats->GetHessian(*fpMatrix);
   double measure = 0.0;
   if (Factor(measure) < 1) return true;
   fOutcome = kOptHessianSingular;
@@ -264,22 +275,18 @@ QvOptimizationOutcome QvRegOptimizer::CheckConvergence(double previousLL, int fa
 }
 
 void QvRegOptimizer::Invert() {
-  if (fbDisplay) {
+  const bool isDisplayed = QvComponentDisplay::IsDiagnosticDisplay();
+  if (isDisplayed) {
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                     "In QvRegOptimizer::Estimate() ...");
-    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                    "Cholesky factor of the Hessian:");
-    fpMatrix->Display();
   }
+  DisplayMatrix("Cholesky factor of the Hessian:");
   fpMatrix->LTInverse();
   int validRows = 0;
   int invalidCalls = 0;
   fpStats->GetCounts(validRows, invalidCalls, fWeight);
-  if (!fbDisplay) return;
-  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                  "Inverse of Hessian for final parameter estimates:");
-  fpMatrix->Display();
-  fpStats->Display(false);
+  DisplayMatrix("Inverse of Hessian for final parameter estimates:");
+  if (isDisplayed) fpStats->Display(false);
 }
 
 bool QvRegOptimizer::GetPseudoRSquares(double& coxSnell, double& nagelkerke,

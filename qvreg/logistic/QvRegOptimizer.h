@@ -22,7 +22,7 @@ class ProgressListener;
 ///
 /// Borrows everything it is given; updates the estimates in place; owns the matrix. Every
 /// evaluation is one pass that the data handler makes. Runs on the caller's thread; `Estimate` is
-/// called once.
+/// called once. Prints its steps while QvComponentDisplay::IsDiagnosticDisplay.
 class QvRegOptimizer {
  public:
   /// `estimates` are the starting values; they are made as long as there are kept parameters. May
@@ -42,15 +42,13 @@ class QvRegOptimizer {
 
   /// For a hybrid method: starts with method 0 and switches to 1 at the iteration given.
   void SetMethod(QvConst::QvEstimationMethod method, int switchIteration);
-  /// Prints every step of the iterations; off unless switched on.
-  void SetDiagnosticDisplay(bool display) { fbDisplay = display; }
 
   [[nodiscard]] QvOptimizationOutcome GetOutcome() const { return fOutcome; }
   /// The number of iterations done.
   [[nodiscard]] int GetLastIteration() const { return fLastIter; }
   /// The log-likelihood at the starting values; the missing value before the first pass.
   [[nodiscard]] double GetInitialLL() const { return fInitialLL; }
-  /// The log-likelihood after the latest accepted step; the missing value before one.
+  /// The log-likelihood after the latest iteration; the missing value before the first.
   [[nodiscard]] double GetCurrentLL() const { return fCurrentLL; }
   [[nodiscard]] double GetLLChange() const { return fLLChange; }
   [[nodiscard]] double GetParameterChange() const { return fParameterChange; }
@@ -72,9 +70,13 @@ class QvRegOptimizer {
   void Iterate();
   /// One iteration; false when the loop is over.
   bool IterateOnce();
-  Trial FindStep(int& stepHalvings);
+  /// Tries the step, and halves it as long as its log-likelihood is not accepted.
+  Trial FindStep(double previousLL, int& stepHalvings);
+  [[nodiscard]] bool IsAccepted(double newLL, double previousLL) const;
+  void DisplayTrial(int stepHalvings, double newLL) const;
+  void DisplayMatrix(const char* heading) const;
   void FullPass(QvConst::QvEstimationMethod method, bool separationCheck);
-  /// Copies the information matrix and factors it; the factorisation's result.
+  /// Factors the information matrix in place; the factorisation's result.
   int Factor(double& measure);
   void SolveStep();
   /// Moves a hybrid method on; true when the iterations go on.
@@ -100,6 +102,8 @@ class QvRegOptimizer {
   QvOptimizationOutcome fOutcome = kOptNoIterations;
   double fInitialLL = QvMV::gMissingValue;
   double fCurrentLL = QvMV::gMissingValue;
+  /// The highest so far, that of the starting values included.
+  double fHighestLL = QvMV::gMissingValue;
   int fLastIter = 0;
   double fLLChange = 0.0;
   double fParameterChange = 0.0;
@@ -108,7 +112,6 @@ class QvRegOptimizer {
   ProgressListener* fpListener;
   int fIterationFrequency;
   QvCommon::QvStatus fStatus;
-  bool fbDisplay = false;
   int fTotalStepHalvings = 0;
   // The state of the iterations.
   QvConst::QvEstimationMethod fWorkingMethod = QvConst::QvMethodNewtonRaphson;

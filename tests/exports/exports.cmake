@@ -1,6 +1,6 @@
 # Compares what a shared library exports with what it means to: functions, demangled and sorted, with
-# a list kept beside this script; and every name with the classes that the headers mark for export
-# and the functions of the C interface. Both are the same for every system.
+# a list kept beside this script; and every name with the classes and functions that the headers
+# mark for export and the functions of the C interface. Both are the same for every system.
 #
 #   cmake -DLIBRARY=<file> -DLISTER=<nm, or objdump for a DLL> -DFILTER=<c++filt> -DSCRATCH=<folder>
 #         -DROOT=<repository> -DHEADERS=<its exported headers> [-DWRITE=ON] -P exports.cmake
@@ -44,7 +44,8 @@ function(demangle result symbols)
   set(${result} "${names}" PARENT_SCOPE)
 endfunction()
 
-# The classes that the headers mark, and the functions of the C interface.
+# The classes and the functions in a namespace that the headers mark, the latter without parameters,
+# and the functions of the C interface.
 function(read_marked classes functions)
   set(found_classes)
   set(found_functions)
@@ -56,6 +57,11 @@ function(read_marked classes functions)
     string(REGEX MATCHALL "QVREG_EXPORT [a-z0-9_ \n*]*qvreg_[a-z0-9_]+\\(" matches "${text}")
     list(TRANSFORM matches REPLACE "^.*(qvreg_[a-z0-9_]+)\\($" "\\1")
     list(APPEND found_functions ${matches})
+    string(REGEX MATCHALL "QVREG_EXPORT [a-z]+ [A-Z][A-Za-z]+\\(" matches "${text}")
+    if(matches AND text MATCHES "namespace ([A-Za-z]+) {")
+      list(TRANSFORM matches REPLACE "^.* ([A-Za-z]+)\\($" "${CMAKE_MATCH_1}::\\1")
+      list(APPEND found_functions ${matches})
+    endif()
   endforeach()
   set(${classes} "${found_classes}" PARENT_SCOPE)
   set(${functions} "${found_functions}" PARENT_SCOPE)
@@ -79,9 +85,10 @@ read_marked(classes functions)
 
 set(unwritten ${functions})
 foreach(name IN LISTS names)
-  list(REMOVE_ITEM unwritten "${name}")
+  string(REGEX REPLACE "\\(.*$" "" function "${name}")
+  list(REMOVE_ITEM unwritten "${function}")
   class_of(class "${name}")
-  if(NOT class IN_LIST classes AND NOT name IN_LIST functions)
+  if(NOT class IN_LIST classes AND NOT function IN_LIST functions)
     list(APPEND unmarked "${name}")
   endif()
 endforeach()

@@ -139,7 +139,7 @@ TEST_P(CComponent_, SaysThatRecordsCouldNotBeReadAgain) {
     SCOPED_TRACE(badPass);
     component_ = CComponentOf(of_.settings);
     feed_ = CRecordFeed(of_.records);
-    feed_.onRewind = [=](int pass) { return pass == badPass ? 3 : 0; };
+    feed_.onRewind = [=](int pass) { return pass == badPass ? 3 : (pass > badPass ? 4 : 0); };
     const qvreg_error error = Build(feed_.Source());
     EXPECT_EQ(error.code, QVREG_NO_FURTHER_PASS);
     EXPECT_EQ(error.discrete[1], badPass);

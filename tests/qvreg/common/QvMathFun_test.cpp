@@ -1,5 +1,8 @@
 #include "qvreg/common/QvMathFun.h"
 
+#include <cmath>
+#include <cstddef>
+#include <limits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -54,6 +57,17 @@ TEST(QvMathFun, VMaxRelDiffIsRelativeToTheSecondVector) {
 TEST(QvMathFun, VMaxRelDiffDividesSmallElementsByEps) {
   EXPECT_EQ(QvMathFun::VMaxRelDiff({0.5}, {0.0}, 0.25), 2.0);
   EXPECT_EQ(QvMathFun::VMaxRelDiff({0.5}, {0.125}, 0.25), 1.5);
+}
+
+TEST(QvMathFun, VMaxRelDiffWithAnElementThatIsNotANumberIsNotANumber) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const std::vector<double> numbers{1, 2, 3};
+  for (std::size_t place = 0; place < numbers.size(); ++place) {
+    std::vector<double> broken = numbers;
+    broken[place] = nan;
+    EXPECT_TRUE(std::isnan(QvMathFun::VMaxRelDiff(broken, {1, 4, 3}, 1e-6))) << place;
+    EXPECT_TRUE(std::isnan(QvMathFun::VMaxRelDiff({1, 4, 3}, broken, 1e-6))) << place;
+  }
 }
 
 TEST(QvMathFun, VMaxRelDiffOfEqualVectorsIsZero) {

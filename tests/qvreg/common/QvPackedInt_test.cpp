@@ -35,6 +35,21 @@ void ExpectReadsBack(const QvPackedInt& packer, const Ints& values) {
   EXPECT_EQ(unpacked, values);
 }
 
+TEST(QvPackedInt, PacksItsRangesAsValuesArePacked) {
+  EXPECT_EQ(PackerOf({3, 1, 4, 2}).PackRanges(), Ints{((3 * 1 + 1) * 4 + 4) * 2 + 2});
+  EXPECT_EQ(PackerOf({5}).PackRanges(), Ints{5});
+  EXPECT_EQ(PackerOf({}).PackRanges(), Ints{});
+}
+
+TEST(QvPackedInt, RangesThatDoNotShareAnIntArePackedApart) {
+  EXPECT_EQ(PackerOf({100000, 3, 100000}).PackRanges(), (Ints{300003, 100000}));
+}
+
+TEST(QvPackedInt, PackedRangesBeyondAnIntAreTheLargest) {
+  EXPECT_EQ(PackerOf({1, 1, INT_MAX}).PackRanges(), Ints{INT_MAX});
+  EXPECT_EQ(PackerOf({INT_MAX, 1, 1}).PackRanges(), Ints{INT_MAX});
+}
+
 TEST(QvPackedInt, EveryCombinationHasItsOwnPackedValue) {
   const QvPackedInt packer = PackerOf({3, 1, 4, 2});
   std::set<Ints> seen;

@@ -155,10 +155,18 @@ TEST(QvSparseVector, HugePredictorsSucceed) {
 
 TEST(QvSparseVector, TheLargestFinitePredictorsSucceed) {
   constexpr double kMost = std::numeric_limits<double>::max();
-  const Logit logit = LogitOf({kMost, -kMost, kMost});
+  const Logit logit = LogitOf({kMost, 0.0, kMost});
   ASSERT_TRUE(logit.ok);
   EXPECT_EQ(logit.probabilities, (Vector{0.5, 0.0, 0.5, 0.0}));
   EXPECT_EQ(logit.logReference, -kMost);
+  EXPECT_TRUE(LogitOf({-kMost, -kMost}).ok);
+}
+
+TEST(QvSparseVector, PredictorsFartherApartThanADoubleReachesFail) {
+  constexpr double kMost = std::numeric_limits<double>::max();
+  EXPECT_FALSE(LogitOf({kMost, -kMost}).ok);
+  EXPECT_FALSE(LogitOf({-0.6 * kMost, 0.6 * kMost, 0.0}).ok);
+  EXPECT_TRUE(LogitOf({-0.4 * kMost, 0.6 * kMost, 0.0}).ok);
 }
 
 TEST(QvSparseVector, APredictorThatIsNotFiniteFails) {

@@ -19,12 +19,13 @@ constexpr std::size_t kNever = static_cast<std::size_t>(-1);
 /// What was asked of the iterator and of the host, in order.
 using Journal = std::vector<std::string>;
 
-/// Delivers records of one value from memory; announces record `missingAt` but delivers null.
+/// Delivers records of one value from memory; announces record `missingAt` but delivers null, and
+/// delivers records though it answered a new pass with `refusal`.
 class JournalIterator : public QvCommon::MultiPassRecordIter {
  public:
   JournalIterator(Journal& journal, const std::vector<double>& values,
-                  std::size_t missingAt = kNever)
-      : journal_(journal), missingAt_(missingAt) {
+                  std::size_t missingAt = kNever, int refusal = QvCommon::kIterOk)
+      : journal_(journal), missingAt_(missingAt), refusal_(refusal) {
     for (const double value : values) records_.push_back(qvtest::MakeRecord({value}));
   }
 
@@ -43,12 +44,13 @@ class JournalIterator : public QvCommon::MultiPassRecordIter {
   int NewPass() override {
     journal_.emplace_back("new pass");
     position_ = 0;
-    return GetFailReason();
+    return refusal_ == QvCommon::kIterOk ? GetFailReason() : refusal_;
   }
 
  private:
   Journal& journal_;
   std::size_t missingAt_;
+  int refusal_;
   std::vector<Record> records_;
   std::size_t position_ = 0;
 };
@@ -160,7 +162,7 @@ TEST(QvRecordPass, WithoutARecordTheHostIsNotAsked) {
   JournalHost host(journal, 0);
   const Outcome outcome = RunPass(iter, &host, ValidatorFor(QvConst::QvVarCovariate));
   EXPECT_EQ(outcome.status.GetCode(), 307);
-  EXPECT_EQ(journal, (Journal{"new pass", "more?"}));
+  EXPECT_EQ(journal, Journal{"new pass"});
 }
 
 TEST(QvRecordPass, AHostsStopEndsThePassBeforeTheRecord) {
@@ -235,20 +237,34 @@ TEST(QvRecordPass, KeepsTheHostsYesInTheCancelInfo) {
   EXPECT_TRUE(cancel.IsFlagSet()) << "the host said yes once only";
 }
 
-TEST(QvRecordPass, TellsWhatTheIteratorAnsweredToTheNewPass) {
+TEST(QvRecordPass, ARefusedNewPassAnswers307AndReadsNothing) {
+  for (const int refusal :
+       {static_cast<int>(QvCommon::kIterEndOfData), 2, static_cast<int>(QvCommon::kIterReadError),
+        static_cast<int>(QvCommon::kIterNoRewind), -1}) {
+    SCOPED_TRACE(refusal);
+    Journal journal;
+    JournalIterator iter(journal, {1, 2}, kNever, refusal);
+    const Outcome outcome = RunPass(iter, nullptr, ValidatorFor(QvConst::QvVarCovariate));
+    EXPECT_TRUE(outcome.status == QvStatus(307, false));
+    EXPECT_TRUE(outcome.values.empty());
+    EXPECT_EQ(journal, Journal{"new pass"});
+  }
+}
+
+TEST(QvRecordPass, ItsTwoHalvesReadWhatIsDeliveredInSpiteOfARefusal) {
   Journal journal;
-  JournalIterator full(journal, {1});
-  JournalIterator empty(journal, {});
+  JournalIterator iter(journal, {1, 2}, kNever, QvCommon::kIterNoRewind);
   QvCancelInfo cancel;
   const QvRegRecordValidator validator = ValidatorFor(QvConst::QvVarCovariate);
-  const auto ignore = [](const Record&, QvRecordVerdict, QvStatus&) { return true; };
-  QvRecordPass good(full, cancel, validator);
-  EXPECT_EQ(good.GetNewPassResult(), QvCommon::kIterOk) << "before any pass";
-  good.Run(ignore);
-  EXPECT_EQ(good.GetNewPassResult(), QvCommon::kIterOk);
-  QvRecordPass bad(empty, cancel, validator);
-  bad.Run(ignore);
-  EXPECT_EQ(bad.GetNewPassResult(), QvCommon::kIterEndOfData);
+  QvRecordPass pass(iter, cancel, validator);
+  EXPECT_FALSE(pass.Start());
+  std::vector<double> values;
+  const QvStatus status = pass.ReadOn([&values](const Record& record, QvRecordVerdict, QvStatus&) {
+    values.push_back(record[0]);
+    return true;
+  });
+  EXPECT_TRUE(status.IsOK());
+  EXPECT_EQ(values, (std::vector<double>{1, 2}));
 }
 
 TEST(QvRecordPass, AnErrorOfTheValidatorEndsThePass) {

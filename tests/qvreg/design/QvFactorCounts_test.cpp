@@ -80,6 +80,14 @@ TEST(QvFactorCounts, ADependentWithoutCategoriesIsNotCounted) {
   EXPECT_TRUE(counts.Update(MakeRecord({0, 1, 17.25})));
 }
 
+TEST(QvFactorCounts, CategoriesWithoutADependentAreNotCounted) {
+  QvFactorCounts counts = TwoFactors(kNone, -1, 3);
+  EXPECT_EQ(counts.GetDependCountsPtr(), nullptr);
+  EXPECT_EQ(counts.GetDepCountsWithOffsetPtr(), nullptr);
+  EXPECT_TRUE(counts.Update(MakeRecord({2, 1})));
+  EXPECT_EQ((*counts.GetCountsPtr(0))[2].second, 1.0);
+}
+
 TEST(QvFactorCounts, TheOtherFactorsOfARefusedRecordAreCounted) {
   QvFactorCounts counts({0, 1, 2}, {3, 2, 2}, kNone, 3, 2, 0, kNone, 0.0, QvConst::QvOffsetNone);
   EXPECT_FALSE(counts.Update(MakeRecord({1, 2, 1, 0})));

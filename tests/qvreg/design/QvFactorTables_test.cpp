@@ -283,6 +283,26 @@ TEST(QvFactorTables, TotalsTheWeights) {
   EXPECT_EQ(tables.GetSampleSize(), 2.0);
 }
 
+TEST(QvFactorTables, TotalsBothWeightsByCategoryOfTheDependent) {
+  QvFactorTables tables({}, {}, kWeight, 1, 2, 0, kNone, 0.0, QvConst::QvOffsetNone);
+  tables.SetModelEffectFactors({{}}, {});
+  tables.SetRegrWeightVar(kRegrWeight);
+  EXPECT_EQ(tables.GetDependRegrWeights(), (std::vector<double>{0, 0}));
+  ASSERT_TRUE(tables.UpdateAll(MakeRecord({0, 0, 0, 2.0, 0.5})));
+  ASSERT_TRUE(tables.UpdateAll(MakeRecord({0, 1, 0, 3.0, 4.0})));
+  ASSERT_TRUE(tables.UpdateAll(MakeRecord({0, 1, 0, 1.0, 2.0})));
+  EXPECT_FALSE(tables.UpdateAll(MakeRecord({0, 2, 0, 1.0, 2.0})));
+  EXPECT_EQ(tables.GetDependRegrWeights(), (std::vector<double>{1, 14}));
+  EXPECT_EQ((*tables.GetDependCountsPtr())[1], QvFactorCounts::CountPair(4, 2));
+}
+
+TEST(QvFactorTables, WithoutACountedDependentItsWeightsAreNone) {
+  QvFactorTables tables = Means(kWeight);
+  tables.SetModelEffectFactors({{}}, {});
+  ASSERT_TRUE(tables.UpdateAll(MakeRecord({0, 0, 0, 2.0, 0.5})));
+  EXPECT_TRUE(tables.GetDependRegrWeights().empty());
+}
+
 TEST(QvFactorTables, AveragesCovariatesWithBothWeights) {
   QvFactorTables tables = Means(kWeight);
   tables.SetModelEffectFactors({{}}, {});
@@ -312,6 +332,20 @@ TEST(QvFactorTables, TheResidueOfACancelledMeanIsExactlyZero) {
   tables.UpdateAll(MakeRecord({0, 0, 3.0}));
   tables.UpdateAll(MakeRecord({0, 0, -3.0 + std::ldexp(1.0, -50)}));
   EXPECT_EQ(tables.GetCovariateMeans()[0], 0.0);
+}
+
+TEST(QvFactorTables, TheResidueEndsAtTwoRoundingErrorsOfTheMean) {
+  // Mean 1, then 1 + (-2 + d) / 2 = d / 2, on either side of 2^-51.
+  const auto meanAfter = [](double d) {
+    QvFactorTables tables = Means(kNone);
+    tables.SetModelEffectFactors({{}}, {});
+    tables.SetCovariates({kX});
+    tables.UpdateAll(MakeRecord({0, 0, 1.0}));
+    tables.UpdateAll(MakeRecord({0, 0, -1.0 + d}));
+    return tables.GetCovariateMeans()[0];
+  };
+  EXPECT_EQ(meanAfter(std::ldexp(3.0, -52)), 0.0) << "one and a half of them";
+  EXPECT_EQ(meanAfter(std::ldexp(4.0, -52)), std::ldexp(1.0, -51)) << "two of them";
 }
 
 TEST(QvFactorTables, ASmallMeanAboveTheResidueIsKept) {

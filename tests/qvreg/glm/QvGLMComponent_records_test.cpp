@@ -33,9 +33,9 @@ constexpr int kWeight = 3;
 constexpr double kMissing = QvMV::gMissingValue;
 
 /// How an iterator misbehaves.
-enum class Fault { kNoRecord, kNull, kThrow, kShort };
+enum class Fault { kNoRecord, kRefused, kNull, kThrow, kShort };
 
-/// Misbehaves at the second record of one pass, counted from 1.
+/// Misbehaves at the start of one pass, counted from 1, or at its second record.
 class FaultyIter : public VectorRecordIter {
  public:
   FaultyIter(std::vector<Record> records, Fault fault, int pass)
@@ -45,8 +45,13 @@ class FaultyIter : public VectorRecordIter {
     if (fault_ == Fault::kNoRecord && Passes() == pass_) return false;
     return VectorRecordIter::HasMore();
   }
+  int NewPass() override {
+    const int reason = VectorRecordIter::NewPass();
+    return fault_ == Fault::kRefused && Passes() == pass_ ? QvCommon::kIterNoRewind : reason;
+  }
   const Record* Next() override {
-    if (Passes() != pass_ || Position() != 1) return VectorRecordIter::Next();
+    if (fault_ == Fault::kRefused || Passes() != pass_ || Position() != 1)
+      return VectorRecordIter::Next();
     if (fault_ == Fault::kNull) return nullptr;
     if (fault_ == Fault::kShort) return &short_;
     throw std::runtime_error("the host's disk is gone");
@@ -92,6 +97,14 @@ class QvGLMPassTest : public QvGLMRecordsTest, public ::testing::WithParamInterf
 
 TEST_P(QvGLMPassTest, AnEmptyPassGives307) {
   EXPECT_TRUE(BuildWith(Fault::kNoRecord) == QvStatus(307, false));
+  ExpectNoModel(307);
+}
+
+TEST_P(QvGLMPassTest, ARefusedPassGives307ThoughItDeliversRecords) {
+  FaultyIter data(GoodRecords(), Fault::kRefused, GetParam());
+  EXPECT_TRUE(component_.BuildModel(data) == QvStatus(307, false));
+  EXPECT_EQ(data.Passes(), GetParam());
+  EXPECT_EQ(data.Position(), 0U) << "no record is read";
   ExpectNoModel(307);
 }
 

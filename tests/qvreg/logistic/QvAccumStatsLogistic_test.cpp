@@ -189,6 +189,28 @@ TEST_F(QvAccumStatsTest, LargePredictorsDoNotOverflow) {
   EXPECT_EQ(stats_.GetLL(), -4000.0);
 }
 
+TEST_F(QvAccumStatsTest, PredictorsFartherApartThanADoubleReachesAreAnInvalidCall) {
+  // Predictors -0.9, 0.9 and 0 times the largest double: the first minus the second overflows.
+  beta_ = {-0.9 * kLargest, 0, 0.9 * kLargest, 0};
+  for (const int category : {0, 1, 2}) EXPECT_EQ(Update(category, 1.0), -1) << category;
+  EXPECT_EQ(CountsOf(stats_), (Counts{0, 3, 0.0}));
+  EXPECT_EQ(stats_.GetLL(), 0.0);
+  // One sign only: the farthest is within reach.
+  beta_ = {-0.9 * kLargest, 0, -0.5 * kLargest, 0};
+  EXPECT_EQ(Update(0, 1.0, true), 0);
+  EXPECT_EQ(stats_.GetLL(), -0.9 * kLargest);
+}
+
+TEST_F(QvAccumStatsTest, TheLogLikelihoodKeepsTermsBelowItsLastDigit) {
+  // Equal probabilities: the first row adds 2^60 log(1/3), whose last digit is worth 256; every
+  // other far less than that. Weights in turn keep their logarithms apart.
+  beta_ = {0, 0, 0, 0};
+  EXPECT_EQ(Update(0, std::ldexp(1.0, 60), true), 0);
+  const double first = stats_.GetLL();
+  for (int i = 0; i < 1000; ++i) Update(i % 3, i % 2 == 0 ? 1.0 : 2.0, true);
+  EXPECT_NEAR(stats_.GetLL() - first, 1500 * std::log(1.0 / 3.0), 256.0);
+}
+
 TEST_F(QvAccumStatsTest, LogLikelihoodOnlyLeavesScoresAndInformation) {
   stats_.Reset(kNewton, true);
   EXPECT_EQ(Update(1, 1.5, true), 0);

@@ -44,8 +44,8 @@ Rows CellRows() {
   return rows;
 }
 
-/// Misbehaves at the second record of one pass.
-enum class Fault { kNoRecord, kNull, kShort, kThrow };
+/// Misbehaves at the start of one pass, or at its second record.
+enum class Fault { kNoRecord, kRefused, kNull, kShort, kThrow };
 
 class FaultyIter : public VectorRecordIter {
  public:
@@ -56,8 +56,13 @@ class FaultyIter : public VectorRecordIter {
     if (fault_ == Fault::kNoRecord && Passes() == pass_) return false;
     return VectorRecordIter::HasMore();
   }
+  int NewPass() override {
+    const int reason = VectorRecordIter::NewPass();
+    return fault_ == Fault::kRefused && Passes() == pass_ ? QvCommon::kIterNoRewind : reason;
+  }
   const QvCommon::Record* Next() override {
-    if (Passes() != pass_ || Position() != 1) return VectorRecordIter::Next();
+    if (fault_ == Fault::kRefused || Passes() != pass_ || Position() != 1)
+      return VectorRecordIter::Next();
     if (fault_ == Fault::kThrow) throw std::runtime_error("the host's disk is gone");
     return fault_ == Fault::kNull ? nullptr : &short_;
   }
@@ -394,6 +399,23 @@ TEST_P(QvLogComponentTest, APassThatCannotStartEndsTheRunWith307) {
     QvLogComponent component(settings_.Get());
     EXPECT_TRUE(component.BuildModel(data).IsError());
     EXPECT_FALSE(component.IsModelBuilt());
+  }
+}
+
+TEST_P(QvLogComponentTest, ARefusedPassEndsTheRunWith307ThoughItDeliversRecords) {
+  QvLogComponent counting(settings_.Get());
+  ASSERT_TRUE(counting.BuildModel(data_).IsOK());
+  const int last = data_.Passes();
+  for (int pass = 1; pass <= last; ++pass) {
+    SCOPED_TRACE("pass " + std::to_string(pass));
+    FaultyIter data(Fault::kRefused, pass);
+    QvLogComponent component(settings_.Get());
+    EXPECT_TRUE(component.BuildModel(data) == QvStatus(307, false));
+    EXPECT_FALSE(component.IsModelBuilt());
+    // The optimizer's passes answer one late, except its last, which none follows.
+    const bool isLate = !GetParam() && pass > 2 && pass < last - 1;
+    EXPECT_EQ(data.Passes(), isLate ? pass + 1 : pass);
+    EXPECT_EQ(data.Position(), pass < 3 || GetParam() || pass == last || isLate ? 0U : 14U);
   }
 }
 

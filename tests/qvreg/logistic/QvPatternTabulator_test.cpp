@@ -1,4 +1,4 @@
-// The stored rows and the walks over them; the first pass has a file of its own.
+// The stored rows and the walks over them; the first pass and the display have files of their own.
 #include "qvreg/logistic/QvPatternTabulator.h"
 
 #include <algorithm>
@@ -12,7 +12,6 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/logistic/QvAccumStatsLogistic.h"
 #include "tests/qvreg/support/CancelAtPoll.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
 #include "tests/qvreg/support/LogModelOnTables.h"
 #include "tests/qvreg/support/LogisticSettings.h"
 #include "tests/qvreg/support/StubRegModel.h"
@@ -405,78 +404,6 @@ TEST_F(QvPatternTabulatorTest, WholeCodesAreTheSameRoundedAndTruncated) {
   for (const Doubles& row : journal.rows) locals.push_back(row[0]);
   std::sort(locals.begin(), locals.end());
   EXPECT_EQ(locals, (Doubles{0, 0, 0, 1, 1, 2, 2}));
-}
-
-TEST_F(QvPatternTabulatorTest, DisplayBeforeThePatternsTellsThatTheyAreMissing) {
-  const auto bench = Make();
-  const std::string text = qvtest::CapturedDisplay(bench->tabulator);
-  EXPECT_TRUE(qvtest::HoldsInOrder(
-      text, {"QvPatternTabulator display start", "fpRowPatternTable is undefined",
-             "fpKey is undefined", "fbRowPatternsCreated", "QvPatternTabulator display end"}))
-      << text;
-}
-
-TEST_F(QvPatternTabulatorTest, DisplayPrintsItsFieldsInOrder) {
-  const auto bench = Stored();
-  const std::string text = qvtest::CapturedDisplay(bench->tabulator);
-  EXPECT_TRUE(qvtest::HoldsInOrder(
-      text, {"QvPatternTabulator display start",
-             "fNFactorEffects",
-             "2",
-             "fNAllEffects",
-             "4",
-             "List of original indices for model effects with factors",
-             "Vector of indices for local effects",
-             "Vector of parameter offsets for model effects",
-             "Vector of bounds for regression parameter indices",
-             "2",
-             "4",
-             "Vector of packed bounds",
-             "fNPackedKey",
-             "1",
-             "fDependVar",
-             "0",
-             "Dependent categories in data, reference last",
-             "Local indices of the dependent categories in consecutive numeration",
-             "fVariableType in QvPatternTabulator",
-             "fFreqWeightVar",
-             "4",
-             "fRegrWeightVar",
-             "5",
-             "fFreqWeightOffset",
-             "2",
-             "fRegrWeightOffset",
-             "3",
-             "fNAnalysVars",
-             "4",
-             "QvRowPatterns display start",
-             "fRecordData",
-             "QvRowPatterns display end",
-             "fRecordCount",
-             "fValidCount",
-             "fbFactorTableFilled",
-             "fbRowPatternsCreated",
-             "QvPatternTabulator display end"}))
-      << text;
-}
-
-TEST_F(QvPatternTabulatorTest, DisplayNamesTheRoleOfEveryVariable) {
-  const auto bench = Stored();
-  const std::string text = qvtest::CapturedDisplay(bench->tabulator);
-  EXPECT_TRUE(qvtest::HoldsInOrder(
-      text, {"fVariableType in QvPatternTabulator", "Variable index", "Type =", "Dependent",
-             "Variable index", "Type =", "Factor", "Variable index", "Type =", "Factor",
-             "Variable index", "Type =", "Covariate", "Variable index",
-             "Type =", "Frequency Weight", "Variable index", "Type =", "Regression Weight"}))
-      << text;
-}
-
-TEST_F(QvPatternTabulatorTest, DisplayTellsThatAVariableHasNoRole) {
-  LogisticSettings gap(kY, 4, {{kA, 2}}, {kX});  // kB, between them, is not in the model
-  LogModelOnTables on(gap.Effect({kA}).Get(), {});
-  const QvPatternTabulator tabulator(gap.Get(), on.tables, on.validator, on.cancel);
-  EXPECT_TRUE(qvtest::HoldsInOrder(qvtest::CapturedDisplay(tabulator),
-                                   {"Factor", "Unspecified", "Covariate"}));
 }
 
 TEST(QvPatternTabulator, DeclaresItsOwnOperationsBehindThoseOfTheHandler) {

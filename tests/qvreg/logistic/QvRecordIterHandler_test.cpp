@@ -229,8 +229,27 @@ TEST_F(QvRecordIterHandlerTest, AFailedNewPassIsTheAnswerToTheNextRequest) {
   EXPECT_TRUE(handler.ComputeStatsForOptimizer(false).IsOK());
   EXPECT_EQ(stats_.updates.size(), 2U) << "the pass goes on as far as the iterator allows";
   EXPECT_TRUE(handler.ComputeStatsForOptimizer(false) == QvStatus(307, false));
-  EXPECT_EQ(stats_.updates.size(), 2U) << "the next request returns at once";
+  EXPECT_EQ(stats_.updates.size(), 2U) << "the next request reads no record";
+  EXPECT_EQ(iter.Passes(), 2) << "but asks for its pass first";
   EXPECT_TRUE(handler.ComputeStatsForOptimizer(false) == QvStatus(307, false));
+  EXPECT_EQ(iter.Passes(), 3);
+}
+
+TEST_F(QvRecordIterHandlerTest, ARefusedRowAfterARefusedPassIsTheErrorKept) {
+  stats_.refused = 1;
+  RefusedPassIter iter(MakeRecords({{1, 0, 1, 1}}));
+  QvRecordIterHandler handler = Make(iter);
+  handler.SetStatsModel(&stats_, &model_);
+  EXPECT_TRUE(handler.ComputeStatsForOptimizer(false) == QvStatus(303, false));
+  EXPECT_TRUE(handler.GetStatus() == QvStatus(303, false));
+}
+
+TEST_F(QvRecordIterHandlerTest, ADependentBelow0HasNoCategory) {
+  // A validator without target categories lets it pass; the model has categories all the same.
+  SetTypes(0);
+  EXPECT_TRUE(Pass({{-1, 0, 1, 1}, {-1.5, 0, 1, 1}, {-1e300, 0, 1, 1}}).IsOK());
+  ASSERT_EQ(stats_.updates.size(), 3U);
+  for (const Update& update : stats_.updates) EXPECT_EQ(update.category, -1);
 }
 
 TEST_F(QvRecordIterHandlerTest, ARecordAnnouncedButNotDeliveredAnswers304) {
@@ -250,6 +269,7 @@ TEST_F(QvRecordIterHandlerTest, ARefusedRowAnswers303ForGood) {
   EXPECT_EQ(stats_.updates.size(), 2U) << "the pass ends there";
   EXPECT_TRUE(handler.ComputeStatsForOptimizer(false) == QvStatus(303, false));
   EXPECT_EQ(stats_.updates.size(), 2U);
+  EXPECT_EQ(iter.Passes(), 2);
 }
 
 TEST_F(QvRecordIterHandlerTest, ACategoryThatWasNotObservedIsForTheStatisticsToRefuse) {

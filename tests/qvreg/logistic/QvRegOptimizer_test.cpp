@@ -1,5 +1,5 @@
-// How the iterations go and end, on made-up log-likelihoods; pseudo R squares, separation,
-// reports and cancellation have files of their own.
+// How the iterations go and end, on made-up log-likelihoods; the acceptance of steps, pseudo R
+// squares, separation, reports, cancellation and display have files of their own.
 #include "qvreg/logistic/QvRegOptimizer.h"
 
 #include <limits>
@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/common/Constants.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
 #include "tests/qvreg/support/ScriptedObjective.h"
 
 namespace {
@@ -306,6 +305,7 @@ TEST_F(QvRegOptimizerTest, WithoutIterationsOutcome9KeepsTheStartAndInvertsItsIn
   EXPECT_EQ(optimizer.GetOutcome(), kOptNoIterations);
   EXPECT_EQ(optimizer.GetLastIteration(), 0);
   EXPECT_EQ(optimizer.GetInitialLL(), -5.0);
+  EXPECT_EQ(optimizer.GetCurrentLL(), kMissing) << "no step was made";
   EXPECT_EQ(objective_.beta, (Doubles{0, 4}));
   EXPECT_EQ(objective_.calls, (Calls{"set", "reset 0 0", "full", "clean"}));
   EXPECT_NEAR(optimizer.GetMatrix()->GetElem(0, 0), 0.25, 1e-15);
@@ -470,23 +470,6 @@ TEST_F(QvRegOptimizerTest, AHybridWithoutASwitchIterationKeepsItsMethod) {
   EXPECT_TRUE(optimizer.Estimate().IsOK());
   EXPECT_EQ(objective_.calls,
             (Calls{"set", "reset 2 0", "full", "reset 0 0", "ll", "reset 2 0", "full", "clean"}));
-}
-
-TEST_F(QvRegOptimizerTest, PrintsNothingUnlessAsked) {
-  QvRegOptimizer optimizer = Make(objective_);
-  EXPECT_EQ(qvtest::OutputOf([&optimizer] { optimizer.Estimate(); }), "");
-}
-
-TEST_F(QvRegOptimizerTest, PrintsEveryStepWhenAsked) {
-  QvRegOptimizer optimizer = Make(objective_);
-  optimizer.SetDiagnosticDisplay(true);
-  settings_.SetMaxIterations(1);
-  const std::string text = qvtest::OutputOf([&optimizer] { optimizer.Estimate(); });
-  EXPECT_TRUE(qvtest::HoldsInOrder(
-      text, {"fLastIter", "stepHalvingCnt", "fvBeta", "newLL", "Computed Hessian:",
-             "In QvRegOptimizer::Estimate() ...", "Cholesky factor of the Hessian:",
-             "Inverse of Hessian for final parameter estimates:", "scripted statistics 0"}))
-      << text;
 }
 
 }  // namespace

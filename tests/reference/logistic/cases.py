@@ -35,6 +35,7 @@ BINARY = [
     Case("binary_both_weights", "made", "two ~ g * x", freq="n", regr="r"),
     Case("binary_no_intercept", "made", "two ~ 0 + x + z"),
     Case("binary_intercept_only", "made", "two ~ 1"),
+    Case("binary_intercept_only_regr", "made", "two ~ 1", regr="r"),
     Case("binary_missing", "holes", "two ~ g + x + z", freq="n", regr="r"),
 ]
 
@@ -60,6 +61,7 @@ THREE = [
     Case("three_no_intercept_factors", "made", "three ~ 0 + a + g"),
     Case("three_intercept_only", "made", "three ~ 1", reference="first"),
     Case("three_intercept_only_freq", "made", "three ~ 1", freq="n"),
+    Case("three_intercept_only_both", "made", "three ~ 1", freq="n", regr="r"),
     Case("three_unobserved", "holes", "three ~ g + x", freq="n"),
     Case("three_unobserved_reference", "holes", "three ~ g + x", freq="n", reference="deny"),
 ]

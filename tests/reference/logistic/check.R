@@ -112,7 +112,7 @@ against_multinom <- function(x, y, w, expected) {
 }
 
 check_initial <- function(case, y, data) {
-  shares <- tapply(data$.f, y, sum) / sum(data$.f)
+  shares <- tapply(data$.w, y, sum) / sum(data$.w)
   if (!case$intercept) shares[] <- 1 / nlevels(y)
   initial <- sum(data$.w * log(shares[as.integer(y)]))
   change <- 2 * (initial - case$loglik) / sum(data$.w)

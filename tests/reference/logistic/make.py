@@ -31,8 +31,13 @@ def observed_categories(case, model, table, rows):
     return [level for level in levels if level != reference] + [reference]
 
 
+def category_sums(values, codes, categories):
+    return [sum(value for value, code in zip(values, codes) if code == j)
+            for j in range(categories)]
+
+
 def starting_values(model, shares, columns):
-    """The logs of the frequencies' ratios for the intercepts, 0 for the rest."""
+    """The logs of the ratios of the categories' weights for the intercepts, 0 for the rest."""
     start = [newton.ZERO] * ((len(shares) - 1) * columns)
     if model.intercept:
         for j, share in enumerate(shares[:-1]):
@@ -95,10 +100,10 @@ def fit_case(case):
     codes = [categories.index(row[model.dependent]) for row in used]
     frequency = [Decimal(row[case.freq]) if case.freq else newton.ONE for row in used]
     weight = [f * Decimal(row[case.regr]) if case.regr else f for f, row in zip(frequency, used)]
-    shares = [sum(f for f, code in zip(frequency, codes) if code == j)
-              for j in range(len(categories))]
+    shares = category_sums(frequency, codes, len(categories))
+    start_shares = category_sums(weight, codes, len(categories))
     likelihood = newton.Likelihood(zip(rows, codes, weight), len(categories), len(kept))
-    fit = newton.maximise(likelihood, starting_values(model, shares, len(kept)))
+    fit = newton.maximise(likelihood, starting_values(model, start_shares, len(kept)))
     counts = classify(likelihood, fit.estimates, zip(rows, codes, frequency), shares)
 
     blocks = len(categories) - 1

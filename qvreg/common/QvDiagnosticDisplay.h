@@ -1,0 +1,12 @@
+#pragma once
+
+#include "qvreg/QvExport.h"
+
+namespace QvComponentDisplay {
+
+/// Switches the diagnostic output of every logistic estimation in this process on or off; off
+/// unless switched on. While it is on, the iterations print their estimates, log-likelihoods and
+/// matrices to standard output. Any thread; a running estimation follows at its next step.
+QVREG_EXPORT void SetDiagnosticDisplay(bool display);
+
+}  // namespace QvComponentDisplay
