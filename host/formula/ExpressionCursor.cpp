@@ -10,8 +10,8 @@ ExpressionCursor::Level ExpressionCursor::Enter() {
   return Level(level_);
 }
 
-void ExpressionCursor::CheckDepth(std::size_t depth, Place place) const {
-  if (depth >= kMaxLevels) RefuseDepth(place);
+void ExpressionCursor::CheckLevels(std::size_t levels, Place place) const {
+  if (levels > kMaxLevels) RefuseDepth(place);
 }
 
 void ExpressionCursor::RefuseDepth(Place place) const {

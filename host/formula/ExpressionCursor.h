@@ -67,8 +67,8 @@ class ExpressionCursor {
 
   /// Throws when the recursion is too deep.
   [[nodiscard]] Level Enter();
-  /// Throws unless a value that joins others of this depth is allowed.
-  void CheckDepth(std::size_t depth, Place place) const;
+  /// Throws when operators and calls stand too deep inside each other.
+  void CheckLevels(std::size_t levels, Place place) const;
 
   /// Says why the current token does not belong here, behind an operand.
   [[noreturn]] void RefuseToken() const;

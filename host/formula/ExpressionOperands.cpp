@@ -11,10 +11,10 @@
 namespace qvhost {
 namespace {
 
-std::size_t DeepestOf(const std::vector<Value>& values) {
-  std::size_t depth = 0;
-  for (const Value& value : values) depth = std::max(depth, value.depth);
-  return depth;
+Cost CostOf(const std::vector<Value>& values) {
+  Cost cost{0, 1};
+  for (const Value& value : values) cost = Max(cost, value.cost);
+  return cost;
 }
 
 /// A number that DuckDB would read as infinite or as 0 is a slip.
@@ -41,10 +41,10 @@ Value ExpressionReader::Primary() {
         Refuse(token.place, "This number is too large or too small; write one within 1e±308.");
       }
       Take(PieceKind::kOperand);
-      return {std::string(token.text), ValueKind::kNumber, token.place};
+      return {std::string(token.text), ValueKind::kNumber, token.place, {}};
     case TokenKind::kString:
       Take(PieceKind::kOperand);
-      return {std::string(token.text), ValueKind::kText, token.place};
+      return {std::string(token.text), ValueKind::kText, token.place, {}};
     case TokenKind::kQuoted:
       return Column();
     case TokenKind::kName:
@@ -61,7 +61,7 @@ Value ExpressionReader::Named() {
   const Token& token = Current();
   if (AtWord("true") || AtWord("false")) {
     Take(PieceKind::kOperand);
-    return {SameWord(token.text, "true") ? "true" : "false", ValueKind::kBoolean, token.place};
+    return {SameWord(token.text, "true") ? "true" : "false", ValueKind::kBoolean, token.place, {}};
   }
   if (AtWord("case")) return CaseExpression();
   if (IsSqlWord(token.text)) RefuseAsOperand();
@@ -84,7 +84,7 @@ Value ExpressionReader::Column() {
   }
   columns_.push_back(Tokens().ColumnAt(Next()));
   Take(PieceKind::kOperand);
-  return {columns_.back().found.sql, columns_.back().found.kind, columns_.back().place};
+  return {columns_.back().found.sql, columns_.back().found.kind, columns_.back().place, {}};
 }
 
 Value ExpressionReader::Grouped() {
@@ -118,7 +118,9 @@ Value ExpressionReader::TypedText() {
   }
   Take(PieceKind::kOperand);
   return {"CAST(" + std::string(text) + " AS " + std::string(FindCastType(name)->sql) + ")",
-          ValueKind::kDateTime, From(first)};
+          ValueKind::kDateTime,
+          From(first),
+          {}};
 }
 
 Value ExpressionReader::CaseExpression() {
@@ -153,8 +155,11 @@ Value ExpressionReader::CaseExpression() {
   sql += " ELSE " + results.back().sql + " END)";
   if (!AtWord("end")) ExpectWord("end", "case when x > 0 then 1 else 0 end");
   Take(PieceKind::kOperand);
-  return Made(std::move(sql), results.front().kind, From(first),
-              std::max(DeepestOf(parts), DeepestOf(results)));
+  Cost cost = Max(CostOf(parts), CostOf(results));
+  if (!isSearched) {
+    cost.copies = std::max(cost.copies, parts.front().cost.copies * (parts.size() - 1));
+  }
+  return Made(std::move(sql), results.front().kind, From(first), cost);
 }
 
 // ---- Calls and types ---------------------------------------------------------
@@ -186,6 +191,8 @@ std::vector<Value> ExpressionReader::Arguments(const FormulaFunction& function, 
       arguments.push_back(Expression());
       if (arguments.size() > function.MostArguments().value_or(arguments.size())) break;
       check_.Argument(function, arguments.size() - 1, arguments.back());
+      const bool isWhole = function.KindOfArgument(arguments.size() - 1) == ArgumentKind::kWhole;
+      if (isWhole) MakeWhole(arguments.back());
     } while (Accept(",", PieceKind::kComma));
     const bool tooMany = arguments.size() > function.MostArguments().value_or(arguments.size());
     if (!tooMany && !Accept(")", PieceKind::kClose)) RefuseToken();
@@ -196,6 +203,11 @@ std::vector<Value> ExpressionReader::Arguments(const FormulaFunction& function, 
                      " arguments; write " + std::string(function.usage) + ".");
   }
   return arguments;
+}
+
+void ExpressionReader::MakeWhole(Value& value) {
+  if (WholeNumber(value.sql)) return;
+  value.sql = "CAST(" + value.sql + " AS INTEGER)";
 }
 
 Value ExpressionReader::Apply(const FormulaFunction& function, const std::vector<Value>& arguments,
@@ -216,7 +228,9 @@ Value ExpressionReader::Apply(const FormulaFunction& function, const std::vector
     sql = std::string(function.sql) + "(" + Joined(arguments) + ")";
   }
   if (function.makesMissing) gaps_.push_back(sql);
-  return Made(std::move(sql), kind, place, DeepestOf(arguments));
+  Cost cost = CostOf(arguments);
+  if (function.sql == "nullif") cost.copies = std::max(cost.copies, 2 * arguments[0].cost.copies);
+  return Made(std::move(sql), kind, place, cost);
 }
 
 Value ExpressionReader::CastCall() {
@@ -230,7 +244,7 @@ Value ExpressionReader::CastCall() {
   const std::string sql = (tries ? "TRY_CAST(" : "CAST(") + value.sql + " AS " + Type(type) + ")";
   if (!Accept(")", PieceKind::kClose)) RefuseToken();
   if (tries) gaps_.push_back(sql);
-  return Made(sql, type->kind, From(first), value.depth);
+  return Made(sql, type->kind, From(first), value.cost);
 }
 
 std::string ExpressionReader::Type(const CastType*& type) {

@@ -25,6 +25,10 @@ constexpr std::array<Sign, 8> kComparisons = {{{"=", "="},
 
 constexpr std::array<std::string_view, 4> kProducts = {"*", "//", "/", "%"};
 
+/// DuckDB makes of nullif(a, b) a case that holds a twice, and of a case of one value a comparison
+/// with it for each `when`: inside each other they grow beyond all bounds.
+constexpr std::size_t kMostCopies = 256;
+
 constexpr std::string_view kListText =
     "A list after 'in' holds numbers and texts alone, with commas between them.";
 
@@ -79,7 +83,7 @@ Value ExpressionReader::Negation() {
   const Level level = Enter();
   const Value operand = Negation();
   check_.Condition("not", operand);
-  return Made(Enclosed("(NOT ", operand.sql), ValueKind::kBoolean, From(first), operand.depth);
+  return Made(Enclosed("(NOT ", operand.sql), ValueKind::kBoolean, From(first), operand.cost);
 }
 
 Value ExpressionReader::Comparison() {
@@ -124,8 +128,7 @@ Value ExpressionReader::Between(const Value& left, bool negated) {
   check_.Alike(left, high);
   return Made(
       "(" + left.sql + (negated ? " NOT" : "") + " BETWEEN " + low.sql + " AND " + high.sql + ")",
-      ValueKind::kBoolean, Span(left.place, high.place),
-      std::max({left.depth, low.depth, high.depth}));
+      ValueKind::kBoolean, Span(left.place, high.place), Max(left.cost, Max(low.cost, high.cost)));
 }
 
 Value ExpressionReader::In(const Value& left, bool negated) {
@@ -142,7 +145,7 @@ Value ExpressionReader::In(const Value& left, bool negated) {
   } while (Accept(",", PieceKind::kComma));
   if (!Accept(")", PieceKind::kClose)) Refuse(Current().place, std::string(kListText));
   return Made("(" + left.sql + (negated ? " NOT" : "") + " IN (" + list + "))", ValueKind::kBoolean,
-              Span(left.place, Tokens().At(Next() - 1).place), left.depth);
+              Span(left.place, Tokens().At(Next() - 1).place), left.cost);
 }
 
 Value ExpressionReader::Literal() {
@@ -160,7 +163,7 @@ Value ExpressionReader::Literal() {
   }
   Value value = Primary();
   if (!Tokens().At(first).Is("-")) return value;
-  return Made(Enclosed("(- ", value.sql), value.kind, From(first), value.depth);
+  return Made(Enclosed("(- ", value.sql), value.kind, From(first), value.cost);
 }
 
 Value ExpressionReader::Like(const Value& left, bool negated) {
@@ -218,8 +221,8 @@ Value ExpressionReader::Signed() {
   Take(PieceKind::kUnary);
   const Value operand = Signed();
   check_.Number(sign, operand);
-  if (sign == "+") return {operand.sql, operand.kind, From(first), operand.depth};
-  return Made(Enclosed("(- ", operand.sql), ValueKind::kNumber, From(first), operand.depth);
+  if (sign == "+") return {operand.sql, operand.kind, From(first), operand.cost};
+  return Made(Enclosed("(- ", operand.sql), ValueKind::kNumber, From(first), operand.cost);
 }
 
 Value ExpressionReader::Power() {
@@ -232,7 +235,7 @@ Value ExpressionReader::Power() {
   const Value exponent = Signed();
   for (const Value* side : {&base, &exponent}) check_.Number(sign, *side);
   return Made("pow(" + base.sql + ", " + exponent.sql + ")", ValueKind::kNumber,
-              Span(base.place, exponent.place), std::max(base.depth, exponent.depth));
+              Span(base.place, exponent.place), Max(base.cost, exponent.cost));
 }
 
 Value ExpressionReader::Typed() {
@@ -240,7 +243,7 @@ Value ExpressionReader::Typed() {
   while (Accept("::", PieceKind::kTight)) {
     const CastType* type = nullptr;
     const std::string sql = "CAST(" + value.sql + " AS " + Type(type) + ")";
-    value = Made(sql, type->kind, Span(value.place, Tokens().At(Next() - 1).place), value.depth);
+    value = Made(sql, type->kind, Span(value.place, Tokens().At(Next() - 1).place), value.cost);
   }
   return value;
 }
@@ -248,13 +251,17 @@ Value ExpressionReader::Typed() {
 Value ExpressionReader::Binary(const Value& left, std::string_view sign, const Value& right,
                                ValueKind kind) {
   return Made("(" + left.sql + " " + std::string(sign) + " " + right.sql + ")", kind,
-              Span(left.place, right.place), std::max(left.depth, right.depth));
+              Span(left.place, right.place), Max(left.cost, right.cost));
 }
 
-Value ExpressionReader::Made(std::string sql, ValueKind kind, Place place,
-                             std::size_t depth) const {
-  CheckDepth(depth, place);
-  return {std::move(sql), kind, place, depth + 1};
+Value ExpressionReader::Made(std::string sql, ValueKind kind, Place place, Cost operands) const {
+  ++operands.levels;
+  CheckLevels(operands.levels, place);
+  if (operands.copies > kMostCopies) {
+    Refuse(place,
+           "Too many 'nullif' or 'case' stand inside each other; compute a part of this in --sql.");
+  }
+  return {std::move(sql), kind, place, operands};
 }
 
 }  // namespace qvhost

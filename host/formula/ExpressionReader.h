@@ -57,14 +57,16 @@ class ExpressionReader : private ExpressionCursor {
   Value Literal();
 
   std::vector<Value> Arguments(const FormulaFunction& function, Place name);
+  /// DuckDB takes integers alone where it counts characters or digits.
+  static void MakeWhole(Value& value);
   Value Apply(const FormulaFunction& function, const std::vector<Value>& arguments, Place place);
   /// DuckDB's text of the type at the current token, with its width, and the type itself.
   std::string Type(const CastType*& type);
   std::string TypeWidth();
   /// `left sign right`.
   Value Binary(const Value& left, std::string_view sign, const Value& right, ValueKind kind);
-  /// A value whose operands are at most `depth` levels deep.
-  Value Made(std::string sql, ValueKind kind, Place place, std::size_t depth) const;
+  /// A value whose operands cost this much. Throws when it costs too much.
+  Value Made(std::string sql, ValueKind kind, Place place, Cost operands) const;
 
   OperandCheck check_;
   std::vector<ColumnUse> columns_;

@@ -16,7 +16,7 @@ using enum FunctionGroup;
 constexpr auto kFunctions = std::to_array<FormulaFunction>({
     {"abs(x)", "abs", kArithmetic, "n", 'n'},
     {"sign(x)", "sign", kArithmetic, "n", 'n'},
-    {"round(x[, digits])", "round", kArithmetic, "n|n", 'n'},
+    {"round(x[, digits])", "round", kArithmetic, "n|w", 'n'},
     {"floor(x)", "floor", kArithmetic, "n", 'n'},
     {"ceil(x)", "ceil", kArithmetic, "n", 'n'},
     {"ceiling(x)", "ceil", kArithmetic, "n", 'n'},
@@ -59,19 +59,19 @@ constexpr auto kFunctions = std::to_array<FormulaFunction>({
     {"ltrim(s[, characters])", "ltrim", kText, "t|t", 't'},
     {"rtrim(s[, characters])", "rtrim", kText, "t|t", 't'},
     {"length(s)", "length", kText, "t", 'n'},
-    {"left(s, count)", "left", kText, "tn", 't'},
-    {"right(s, count)", "right", kText, "tn", 't'},
-    {"substring(s, start[, count])", "substring", kText, "tn|n", 't'},
-    {"substr(s, start[, count])", "substring", kText, "tn|n", 't'},
+    {"left(s, count)", "left", kText, "tw", 't'},
+    {"right(s, count)", "right", kText, "tw", 't'},
+    {"substring(s, start[, count])", "substring", kText, "tw|w", 't'},
+    {"substr(s, start[, count])", "substring", kText, "tw|w", 't'},
     {"replace(s, from, to)", "replace", kText, "ttt", 't'},
-    {"split_part(s, separator, n)", "split_part", kText, "ttn", 't'},
+    {"split_part(s, separator, n)", "split_part", kText, "ttw", 't'},
     {"concat(s, t, ...)", "concat", kText, "aa+", 't'},
     {"strip_accents(s)", "strip_accents", kText, "t", 't'},
     {"contains(s, part)", "contains", kText, "tt", 'c'},
     {"starts_with(s, part)", "starts_with", kText, "tt", 'c'},
     {"ends_with(s, part)", "ends_with", kText, "tt", 'c'},
     {"regexp_matches(s, pattern)", "regexp_matches", kText, "tt", 'c'},
-    {"regexp_extract(s, pattern[, group])", "regexp_extract", kText, "tt|n", 't'},
+    {"regexp_extract(s, pattern)", "regexp_extract", kText, "tt", 't'},
     {"regexp_replace(s, pattern, to)", "regexp_replace", kText, "ttt", 't'},
 
     {"year(d)", "year", kDateTime, "d", 'n'},
@@ -92,7 +92,7 @@ constexpr auto kFunctions = std::to_array<FormulaFunction>({
     {"date_part(unit, d)", "date_part", kDateTime, "ud", 'n'},
     {"date_trunc(unit, d)", "date_trunc", kDateTime, "ud", 'd'},
     {"date_diff(unit, from, to)", "date_diff", kDateTime, "udd", 'n'},
-    {"make_date(year, month, day)", "make_date", kDateTime, "nnn", 'd'},
+    {"make_date(year, month, day)", "make_date", kDateTime, "www", 'd'},
     {"strftime(d, format)", "strftime", kDateTime, "df", 't'},
     {"strptime(s, format)", "strptime", kDateTime, "tf", 'd'},
     {"try_strptime(s, format)", "try_strptime", kDateTime, "tf", 'd', true},
@@ -189,6 +189,8 @@ ArgumentKind KindOfLetter(char letter) {
   switch (letter) {
     case 'n':
       return ArgumentKind::kNumber;
+    case 'w':
+      return ArgumentKind::kWhole;
     case 't':
       return ArgumentKind::kText;
     case 'd':

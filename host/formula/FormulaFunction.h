@@ -24,6 +24,7 @@ enum class FunctionGroup {
 /// What an argument of a function must be.
 enum class ArgumentKind {
   kNumber,
+  kWhole,  ///< A number, rounded to a whole one.
   kText,
   kDateTime,
   kCondition,  ///< A boolean, or a number, of which 0 is false.
@@ -39,8 +40,8 @@ struct FormulaFunction {
   std::string_view usage;  ///< As documented: `round(x[, digits])`; the name comes first.
   std::string_view sql;    ///< What DuckDB calls it; empty for what has a syntax of its own.
   FunctionGroup group;
-  /// A letter for each argument: n, t, d, c, s, a, f, u for the kinds above; those behind `|` may
-  /// be left out, a `+` at the end lets the last be repeated.
+  /// A letter for each argument: n, w, t, d, c, s, a, f, u for the kinds above; those behind `|`
+  /// may be left out, a `+` at the end lets the last be repeated.
   std::string_view arguments;
   /// A letter as above.
   char result;

@@ -6,6 +6,8 @@
 namespace qvhost {
 namespace {
 
+constexpr std::size_t kLongestShown = 40;  ///< Longer operands are not quoted in an error.
+
 bool IsOneOf(ValueKind kind, std::initializer_list<ValueKind> allowed) {
   return kind == ValueKind::kUnknown || std::ranges::find(allowed, kind) != allowed.end();
 }
@@ -63,6 +65,7 @@ void OperandCheck::Argument(const FormulaFunction& function, std::size_t index,
   const std::string call = CallOf(function);
   switch (function.KindOfArgument(index)) {
     case ArgumentKind::kNumber:
+    case ArgumentKind::kWhole:
       return Number(call, value);
     case ArgumentKind::kText:
       return Text(call, value);
@@ -99,6 +102,7 @@ void OperandCheck::Refuse(std::string_view who, std::string_view wants, const Va
 
 std::string OperandCheck::WayOut(ValueKind kind, const Value& value) const {
   using enum ValueKind;
+  if (value.place.end - value.place.begin > kLongestShown) return "";
   const std::string x(
       tokens_.Text().substr(value.place.begin, value.place.end - value.place.begin));
   if (kind == kNumber && value.kind == kBoolean) return "write if(" + x + ", 1, 0).";
@@ -114,9 +118,8 @@ std::string OperandCheck::WayOut(ValueKind kind, const Value& value) const {
 }
 
 std::string OperandCheck::Written(const Value& value) const {
-  constexpr std::size_t kLongest = 40;
   std::string text(tokens_.Text().substr(value.place.begin, value.place.end - value.place.begin));
-  if (text.size() > kLongest) return "this";
+  if (text.size() > kLongestShown) return "this value";
   return text.front() == '\'' ? text : "'" + text + "'";
 }
 

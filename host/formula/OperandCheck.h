@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -10,12 +11,22 @@
 
 namespace qvhost {
 
+/// What a part of an expression asks of DuckDB.
+struct Cost {
+  std::size_t levels = 1;  ///< Operators and calls inside each other.
+  std::size_t copies = 1;  ///< How often DuckDB's rewriting repeats the innermost part.
+};
+
+[[nodiscard]] constexpr Cost Max(const Cost& a, const Cost& b) noexcept {
+  return {std::max(a.levels, b.levels), std::max(a.copies, b.copies)};
+}
+
 /// A part of an expression that was understood.
 struct Value {
   std::string sql;  ///< Safe to embed.
   ValueKind kind = ValueKind::kUnknown;
   Place place;
-  std::size_t depth = 1;  ///< Levels of operators and calls.
+  Cost cost;
 };
 
 /// Checks the kinds of an operator's or function's operands before DuckDB sees them, so that an
