@@ -36,10 +36,22 @@ Formulas:
   y ~ a/b                a, then b nested in a
   y ~ (a + b + c)^2      crossed up to degree 2
   y ~ x + I(x^2)         a power of a covariate
-  ln(y) ~ C(year)        any scalar function of DuckDB (whose log is to base 10); a number taken
-                         as a factor
+  ln(y) ~ C(year)        a function (log is to base 10); a number taken as a factor
+  y ~ I(x > 1 and b)     any other expression: arithmetic, comparisons, and, or, not, in,
+                         between, like, case, cast(x as double)
   y ~ 0 + a, y ~ a - 1   no intercept
   y ~ `odd name`         a name that is not letters, digits, _ and .
+A variable is missing wherever a column that it reads is missing.
+
+Functions of one record (docs/formula.md tells of each):
+  abs sign round floor ceil ceiling trunc mod least greatest
+  ln log log10 log2 exp sqrt cbrt pow power
+  sin cos tan cot asin acos atan atan2 sinh cosh tanh asinh acosh atanh degrees radians pi
+  lower upper trim ltrim rtrim length left right substring substr replace split_part concat
+  strip_accents contains starts_with ends_with regexp_matches regexp_extract regexp_replace
+  year quarter month week day dayofyear dayofweek isodow hour minute second epoch dayname
+  monthname last_day date_part date_trunc date_diff make_date strftime strptime try_strptime
+  if nullif
 
 Examples:
   qvreg fit --data cars.csv --formula "miles_per_gallon ~ weight + origin"

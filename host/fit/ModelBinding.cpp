@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/fit/FormulaColumns.h"
+#include "host/fit/ValueSql.h"
 #include "host/formula/FormulaError.h"
 #include "host/table/ColumnInfo.h"
 #include "host/table/Connection.h"
@@ -13,11 +15,6 @@
 namespace qvhost {
 
 namespace {
-
-std::string DidYouMean(const TableSource& source, const std::string& name) {
-  const std::optional<std::string> nearest = source.Nearest(name);
-  return nearest ? fmt::format("; did you mean '{}'?", *nearest) : ".";
-}
 
 bool IsCategory(ColumnKind kind) {
   return kind == ColumnKind::kText || kind == ColumnKind::kBoolean ||
@@ -30,8 +27,6 @@ class Binder {
   Binder(const Formula& formula, const TableSource& source) : formula_(formula), source_(source) {}
 
   ModelBinding Bind(const BindingOptions& options) {
-    FindColumns(formula_.response);
-    for (const Variable& variable : formula_.variables) FindColumns(variable);
     DescribeVariables();
     binding_.kind = Kind(options.model);
     for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
@@ -47,14 +42,6 @@ class Binder {
  private:
   [[noreturn]] void FailAt(Place place, const std::string& message) const {
     throw FormulaError::At(formula_.text, place, message);
-  }
-
-  void FindColumns(const Variable& variable) const {
-    for (const ColumnUse& use : variable.columns) {
-      if (source_.Find(use.name) != nullptr) continue;
-      FailAt(use.place, fmt::format("There is no column '{}' in {}{}", use.name, source_.Name(),
-                                    DidYouMean(source_, use.name)));
-    }
   }
 
   ColumnInfo Describe(const Variable& variable) const {
@@ -129,12 +116,14 @@ class Binder {
     return static_cast<int>(binding_.columns.size()) - 1;
   }
 
+  std::string ResponseSql() const { return ValueSql(formula_.response, responseInfo_, source_); }
+
   ColumnRequest Dependent() const {
     const Variable& response = formula_.response;
     if (binding_.kind == ModelKind::kLinear) {
-      return {response.label, response.sql, Coding::kNumber};
+      return {response.label, ResponseSql(), Coding::kNumber};
     }
-    ColumnRequest request{PlainName(response), response.sql, Coding::kFactor};
+    ColumnRequest request{PlainName(response), ResponseSql(), Coding::kFactor};
     const bool isNumber = responseInfo_.kind == ColumnKind::kNumber && !response.asFactor;
     if (isNumber) request.maxLevels = kMostNumericLevels;
     return request;
@@ -152,8 +141,8 @@ class Binder {
     for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
       if (binding_.isFactor[i] != factors) continue;
       const Variable& variable = formula_.variables[i];
-      binding_.positions[i] =
-          Place({factors ? PlainName(variable) : variable.label, variable.sql, coding});
+      binding_.positions[i] = Place({factors ? PlainName(variable) : variable.label,
+                                     ValueSql(variable, infos_[i], source_), coding});
       ++count;
     }
     return count;
@@ -161,13 +150,8 @@ class Binder {
 
   int PlaceWeight(const std::string& name, const char* option) {
     if (name.empty()) return -1;
-    const ColumnInfo* column = source_.Find(name);
-    if (column == nullptr) {
-      throw Error(ExitCode::kBadInput,
-                  fmt::format("There is no column '{}' for {} in {}{}", name, option,
-                              source_.Name(), DidYouMean(source_, name)));
-    }
-    return Place({column->name, QuoteName(column->name), Coding::kNumber});
+    const ColumnInfo& column = ColumnOfOption(source_, name, option);
+    return Place({column.name, QuoteName(column.name), Coding::kNumber});
   }
 
   const Formula& formula_;
@@ -186,9 +170,7 @@ ModelBinding BindModel(const Formula& formula, const TableSource& source,
 
 std::string PlainName(const Variable& factor) {
   if (!factor.asFactor) return factor.label;
-  if (factor.columns.size() == 1 && factor.sql == QuoteName(factor.columns.front().name)) {
-    return factor.columns.front().name;
-  }
+  if (factor.form == Variable::Form::kColumn) return factor.columns.front().name;
   constexpr std::string_view open = "C(";
   if (!factor.label.starts_with(open) || !factor.label.ends_with(')')) return factor.label;
   return factor.label.substr(open.size(), factor.label.size() - open.size() - 1);

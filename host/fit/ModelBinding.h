@@ -44,13 +44,14 @@ struct ModelBinding {
   static constexpr int kDependent = 0;  ///< Its position.
 };
 
-/// Binds a formula to the columns of a table: finds them and settles their roles. Text, booleans
-/// and enumerations are factors, numbers are covariates, C(...) makes a factor of anything.
+/// Binds a formula, which was read with the table's own columns (ColumnsOf), to the table: settles
+/// the roles. Text, booleans and enumerations are factors, numbers are covariates, C(...) makes a
+/// factor of anything.
 ///
-/// Throws FormulaError, which points into the formula, for a column that does not exist (with the
-/// nearest name), an expression that makes no sense, a type that has no role, a power of a factor,
-/// and a dependent that does not suit the model; Error (kBadInput) for a weight column that does
-/// not exist (one that is no number is refused when the table is coded).
+/// Throws FormulaError, which points into the formula, for an expression that makes no sense, a
+/// type that has no role, a power of a factor, and a dependent that does not suit the model; Error
+/// (kBadInput) for a weight column that does not exist (one that is no number is refused when the
+/// table is coded).
 [[nodiscard]] ModelBinding BindModel(const Formula& formula, const TableSource& source,
                                      const BindingOptions& options);
 

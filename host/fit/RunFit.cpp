@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/fit/FormulaColumns.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
 #include "host/fit/Predictions.h"
@@ -19,8 +20,8 @@ namespace qvhost {
 
 namespace {
 
-Formula ReadFormula(const FitOptions& options) {
-  Formula formula = ParseFormula(options.formula);
+Formula ReadFormula(const FitOptions& options, const TableSource& source) {
+  Formula formula = ParseFormula(options.formula, ColumnsOf(source, options.formula));
   formula.intercept = formula.intercept && options.intercept;
   if (!formula.intercept && formula.terms.empty()) {
     throw Error(ExitCode::kBadInput,
@@ -76,8 +77,8 @@ std::string DataText(const TableSource& source, const DataSource& asked) {
 }  // namespace
 
 FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt) {
-  const Formula formula = ReadFormula(options);
   const TableSource source(options.source);
+  const Formula formula = ReadFormula(options, source);
   const ModelBinding binding = BindModel(formula, source, options.binding);
   RefuseOtherKind(options, binding.kind);
   const CodedTable table = Code(source, binding, options, progress, interrupt);

@@ -1,109 +1,267 @@
 #include "host/formula/ExpressionReader.h"
 
+#include <algorithm>
+#include <array>
+#include <utility>
+
 #include "host/formula/SqlWords.h"
-#include "host/table/SqlText.h"
 
 namespace qvhost {
 namespace {
 
-/// Words that end an operand, so that a `-` after them is no sign.
-bool IsValueWord(std::string_view word) {
-  return SameWord(word, "null") || SameWord(word, "true") || SameWord(word, "false") ||
-         SameWord(word, "end");
+struct Sign {
+  std::string_view written;
+  std::string_view sql;
+};
+
+constexpr std::array<Sign, 8> kComparisons = {{{"=", "="},
+                                               {"==", "="},
+                                               {"!=", "<>"},
+                                               {"<>", "<>"},
+                                               {"<", "<"},
+                                               {"<=", "<="},
+                                               {">", ">"},
+                                               {">=", ">="}}};
+
+constexpr std::array<std::string_view, 4> kProducts = {"*", "//", "/", "%"};
+
+/// DuckDB makes of nullif(a, b) a case that holds a twice, and of a case of one value a comparison
+/// with it for each `when`: inside each other they grow beyond all bounds.
+constexpr std::size_t kMostCopies = 256;
+
+constexpr std::string_view kListText =
+    "A list after 'in' holds numbers and texts alone, with commas between them.";
+
+std::string Enclosed(std::string_view open, std::string_view inside) {
+  return std::string(open) + std::string(inside) + ")";
 }
 
 }  // namespace
 
 Variable ExpressionReader::Read() {
-  for (next_ = range_.first; next_ < range_.last;) ReadToken(next_++);
-  const Place place = tokens_.PlaceOf(range_.first, range_.last - 1);
+  const Value value = Expression();
+  if (!AtEnd()) RefuseToken();
+  const Place place = Tokens().PlaceOf(Range().first, Range().last - 1);
   if (columns_.empty()) {
-    throw tokens_.Error(place, "This names no column; a variable is computed from one at least.");
+    Refuse(place, "This names no column; a variable is computed from one at least.");
   }
-  return {label_.Text(), sql_.Text(), false, std::move(columns_), place};
+  Variable variable;
+  variable.label = Label();
+  variable.sql = value.sql;
+  variable.columns = std::move(columns_);
+  variable.gaps = std::move(gaps_);
+  variable.place = place;
+  return variable;
 }
 
-void ExpressionReader::ReadToken(std::size_t index) {
-  const Token& token = tokens_.At(index);
-  switch (token.kind) {
-    case TokenKind::kName:
-      return ReadName(index);
-    case TokenKind::kQuoted:
-      return ReadColumn(index);
-    case TokenKind::kOperator:
-      return ReadOperator(index);
-    case TokenKind::kNumber:
-    case TokenKind::kString:
-    case TokenKind::kEnd:
-      return Append(PieceKind::kOperand, token.text);
+// From the loosest operators to the tightest.
+
+Value ExpressionReader::Expression() {
+  const Level level = Enter();
+  Value left = Conjunction();
+  while (AcceptWord("or")) {
+    const Value right = Conjunction();
+    for (const Value* side : {&std::as_const(left), &right}) check_.Condition("or", *side);
+    left = Binary(left, "OR", right, ValueKind::kBoolean);
   }
+  return left;
 }
 
-void ExpressionReader::ReadName(std::size_t index) {
-  const Token& token = tokens_.At(index);
-  if (IsSqlWord(token.text)) {
-    type_ = SameWord(token.text, "as") ? TypeState::kExpected : TypeState::kNone;
-    return Append(IsValueWord(token.text) ? PieceKind::kOperand : PieceKind::kWord, token.text);
+Value ExpressionReader::Conjunction() {
+  Value left = Negation();
+  while (AcceptWord("and")) {
+    const Value right = Negation();
+    for (const Value* side : {&std::as_const(left), &right}) check_.Condition("and", *side);
+    left = Binary(left, "AND", right, ValueKind::kBoolean);
   }
-  if (type_ != TypeState::kNone) {
-    type_ = TypeState::kInside;
-    return Append(PieceKind::kCallee, token.text);
-  }
-  if (tokens_.IsCall(index)) {
-    if (token.text == "C") {
-      throw tokens_.Error(token.place,
-                          "C() makes a factor of a whole variable; it cannot stand inside a call.");
+  return left;
+}
+
+Value ExpressionReader::Negation() {
+  const std::size_t first = Next();
+  if (!AcceptWord("not")) return Comparison();
+  const Level level = Enter();
+  const Value operand = Negation();
+  check_.Condition("not", operand);
+  return Made(Enclosed("(NOT ", operand.sql), ValueKind::kBoolean, From(first), operand.cost);
+}
+
+Value ExpressionReader::Comparison() {
+  Value left = Concatenation();
+  if (AtEnd()) return left;
+  for (const Sign& sign : kComparisons) {
+    if (!Accept(sign.written, PieceKind::kOperator)) continue;
+    Value right = Concatenation();
+    MakeAlike(left, right);
+    for (const Sign& next : kComparisons) {
+      if (!At(next.written)) continue;
+      Refuse(Current().place,
+             "One comparison follows another; join them with 'and', as in 1 < x and x < 2.");
     }
-    // I() only groups, and the parentheses stay.
-    if (token.text == "I") return label_.Append(PieceKind::kCallee, token.text);
-    return Append(PieceKind::kCallee, token.text);
+    return Binary(left, sign.sql, right, ValueKind::kBoolean);
   }
-  // A literal of a type: DATE '2020-01-31'.
-  if (tokens_.At(index + 1).kind == TokenKind::kString) {
-    return Append(PieceKind::kWord, token.text);
+  const bool negated = AtWord("not") && Next() + 1 < Range().last;
+  const std::size_t word = negated ? Next() + 1 : Next();
+  const bool known = AtWord(word, "between") || AtWord(word, "in") || AtWord(word, "like") ||
+                     AtWord(word, "ilike");
+  if (!known) return left;
+  if (negated) AcceptWord("not");
+  if (AtWord("between")) return Between(left, negated);
+  return AtWord("in") ? In(left, negated) : Like(left, negated);
+}
+
+void ExpressionReader::MakeAlike(Value& left, Value& right) const {
+  const auto asNumber = [](Value& value) { value.sql = "CAST(" + value.sql + " AS TINYINT)"; };
+  const bool leftIs = left.kind == ValueKind::kBoolean && right.kind == ValueKind::kNumber;
+  const bool rightIs = left.kind == ValueKind::kNumber && right.kind == ValueKind::kBoolean;
+  if (leftIs) return asNumber(left);
+  if (rightIs) return asNumber(right);
+  check_.Alike(left, right);
+}
+
+Value ExpressionReader::Between(const Value& left, bool negated) {
+  AcceptWord("between");
+  const Value low = Concatenation();
+  ExpectWord("and", "x between 1 and 2");
+  const Value high = Concatenation();
+  check_.Alike(left, low);
+  check_.Alike(left, high);
+  return Made(
+      "(" + left.sql + (negated ? " NOT" : "") + " BETWEEN " + low.sql + " AND " + high.sql + ")",
+      ValueKind::kBoolean, Span(left.place, high.place), Max(left.cost, Max(low.cost, high.cost)));
+}
+
+Value ExpressionReader::In(const Value& left, bool negated) {
+  const Place word = Current().place;
+  AcceptWord("in");
+  if (!Accept("(", PieceKind::kOpen)) {
+    Refuse(word, "'in' takes a list of numbers or texts in parentheses, as in x in (1, 2).");
   }
-  ReadColumn(index);
+  std::string list;
+  do {
+    const Value value = Literal();
+    check_.Alike(left, value);
+    list += (list.empty() ? "" : ", ") + value.sql;
+  } while (Accept(",", PieceKind::kComma));
+  if (!Accept(")", PieceKind::kClose)) Refuse(Current().place, std::string(kListText));
+  return Made("(" + left.sql + (negated ? " NOT" : "") + " IN (" + list + "))", ValueKind::kBoolean,
+              Span(left.place, Tokens().At(Next() - 1).place), left.cost);
 }
 
-void ExpressionReader::ReadColumn(std::size_t index) {
-  type_ = TypeState::kNone;
-  columns_.push_back(tokens_.ColumnAt(index));
-  label_.Append(PieceKind::kOperand, tokens_.At(index).text);
-  sql_.Append(PieceKind::kOperand, QuoteName(columns_.back().name));
-}
-
-void ExpressionReader::ReadOperator(std::size_t index) {
-  const Token& token = tokens_.At(index);
-  if (token.Is("(") && ReadTypeArguments(index)) return;
-  const bool inArrayType = type_ == TypeState::kInside && (token.Is("[") || token.Is("]"));
-  if (!inArrayType) type_ = token.Is("::") ? TypeState::kExpected : TypeState::kNone;
-  Append(OperatorKind(token), token.text);
-}
-
-bool ExpressionReader::ReadTypeArguments(std::size_t open) {
-  if (type_ != TypeState::kInside) return false;
-  const std::size_t close = tokens_.CloseOf(open);
-  for (std::size_t i = open; i <= close; ++i) {
-    const Token& token = tokens_.At(i);
-    const bool sign = token.kind == TokenKind::kOperator;
-    Append(sign ? OperatorKind(token) : PieceKind::kCallee, token.text);
+Value ExpressionReader::Literal() {
+  const std::size_t first = Next();
+  const bool isSigned = !AtEnd() && (At("-") || At("+"));
+  if (isSigned) Take(PieceKind::kUnary);
+  const Token& token = Current();
+  const bool isNumber = !AtEnd() && token.kind == TokenKind::kNumber;
+  const bool isOther =
+      !isSigned && !AtEnd() &&
+      (token.kind == TokenKind::kString || AtWord("true") || AtWord("false") ||
+       (token.kind == TokenKind::kName && Tokens().At(Next() + 1).kind == TokenKind::kString));
+  if (!isNumber && !isOther) {
+    Refuse(token.place, std::string(kListText));
   }
-  next_ = close + 1;
-  return true;
+  Value value = Primary();
+  if (!Tokens().At(first).Is("-")) return value;
+  return Made(Enclosed("(- ", value.sql), value.kind, From(first), value.cost);
 }
 
-PieceKind ExpressionReader::OperatorKind(const Token& token) const {
-  if (token.Is("(") || token.Is("[")) return PieceKind::kOpen;
-  if (token.Is(")") || token.Is("]")) return PieceKind::kClose;
-  if (token.Is(",")) return PieceKind::kComma;
-  if (token.Is("^") || token.Is("**") || token.Is("::")) return PieceKind::kTight;
-  const bool sign = token.Is("+") || token.Is("-") || token.Is("!");
-  return sign && label_.ExpectsOperand() ? PieceKind::kUnary : PieceKind::kOperator;
+Value ExpressionReader::Like(const Value& left, bool negated) {
+  const std::string word = AtWord("ilike") ? "ILIKE" : "LIKE";
+  Take(PieceKind::kWord);
+  const Value pattern = Concatenation();
+  for (const Value* side : {&left, &pattern}) check_.Text("like", *side);
+  return Binary(left, negated ? "NOT " + word : word, pattern, ValueKind::kBoolean);
 }
 
-void ExpressionReader::Append(PieceKind kind, std::string_view text) {
-  label_.Append(kind, text);
-  sql_.Append(kind, text);
+Value ExpressionReader::Concatenation() {
+  Value left = Sum();
+  while (Accept("||", PieceKind::kOperator)) {
+    left = Binary(left, "||", Sum(), ValueKind::kText);
+  }
+  return left;
+}
+
+Value ExpressionReader::Sum() {
+  Value left = Product();
+  while (At("+") || At("-")) {
+    const std::string_view sign = Current().text;
+    Take(PieceKind::kOperator);
+    const Value right = Product();
+    for (const Value* side : {&std::as_const(left), &right}) check_.Term(sign, *side);
+    const bool dates = left.kind != ValueKind::kNumber || right.kind != ValueKind::kNumber;
+    left = Binary(left, sign, right, dates ? ValueKind::kUnknown : ValueKind::kNumber);
+  }
+  return left;
+}
+
+Value ExpressionReader::Product() {
+  Value left = Signed();
+  const auto atProduct = [&] {
+    return std::ranges::any_of(kProducts, [&](std::string_view sign) { return At(sign); });
+  };
+  while (atProduct()) {
+    const std::string_view sign = Current().text;
+    Take(PieceKind::kOperator);
+    const Value right = Signed();
+    for (const Value* side : {&std::as_const(left), &right}) check_.Number(sign, *side);
+    // DuckDB's own // rounds only when both sides are integers.
+    const bool whole = sign == "//";
+    left = Binary(left, whole ? "/" : sign, right, ValueKind::kNumber);
+    if (whole) left.sql = "trunc" + left.sql;
+  }
+  return left;
+}
+
+Value ExpressionReader::Signed() {
+  if (!At("-") && !At("+")) return Power();
+  const Level level = Enter();
+  const std::size_t first = Next();
+  const std::string_view sign = Current().text;
+  Take(PieceKind::kUnary);
+  const Value operand = Signed();
+  check_.Number(sign, operand);
+  if (sign == "+") return {operand.sql, operand.kind, From(first), operand.cost};
+  return Made(Enclosed("(- ", operand.sql), ValueKind::kNumber, From(first), operand.cost);
+}
+
+Value ExpressionReader::Power() {
+  const Value base = Typed();
+  if (!At("^") && !At("**")) return base;
+  const std::string_view sign = Current().text;
+  Take(PieceKind::kTight);
+  // The exponent may have a sign and be a power itself: 2^-x, 2^3^2.
+  const Level level = Enter();
+  const Value exponent = Signed();
+  for (const Value* side : {&base, &exponent}) check_.Number(sign, *side);
+  return Made("pow(" + base.sql + ", " + exponent.sql + ")", ValueKind::kNumber,
+              Span(base.place, exponent.place), Max(base.cost, exponent.cost));
+}
+
+Value ExpressionReader::Typed() {
+  Value value = Primary();
+  while (Accept("::", PieceKind::kTight)) {
+    const CastType* type = nullptr;
+    const std::string sql = "CAST(" + value.sql + " AS " + Type(type) + ")";
+    value = Made(sql, type->kind, Span(value.place, Tokens().At(Next() - 1).place), value.cost);
+  }
+  return value;
+}
+
+Value ExpressionReader::Binary(const Value& left, std::string_view sign, const Value& right,
+                               ValueKind kind) {
+  return Made("(" + left.sql + " " + std::string(sign) + " " + right.sql + ")", kind,
+              Span(left.place, right.place), Max(left.cost, right.cost));
+}
+
+Value ExpressionReader::Made(std::string sql, ValueKind kind, Place place, Cost operands) const {
+  ++operands.levels;
+  CheckLevels(operands.levels, place);
+  if (operands.copies > kMostCopies) {
+    Refuse(place,
+           "Too many 'nullif' or 'case' stand inside each other; compute a part of this in --sql.");
+  }
+  return {std::move(sql), kind, place, operands};
 }
 
 }  // namespace qvhost

@@ -2,54 +2,75 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "host/formula/SpacedText.h"
+#include "host/formula/CastType.h"
+#include "host/formula/ExpressionCursor.h"
+#include "host/formula/FormulaFunction.h"
+#include "host/formula/OperandCheck.h"
 #include "host/formula/TokenStream.h"
+#include "host/formula/ValueKind.h"
 #include "host/formula/Variable.h"
 
 namespace qvhost {
 
-/// A stretch [first, last) of a token stream.
-struct TokenRange {
-  std::size_t first = 0;
-  std::size_t last = 0;
-
-  [[nodiscard]] std::size_t Size() const noexcept { return last - first; }
-};
-
-/// Reads one expression that DuckDB is to evaluate: tells columns from functions, types and words
-/// of SQL, and writes it out for people and for DuckDB. What it means is left to DuckDB. Used for
-/// one expression, then thrown away.
-class ExpressionReader {
+/// Reads one expression by recursive descent, one function per level of precedence, each giving
+/// SQL made of what it understood. The grammar names what is allowed; anything else is an error
+/// with its place. docs/formula.md describes it. Used for one expression, then thrown away.
+class ExpressionReader : private ExpressionCursor {
  public:
   /// `tokens` must live longer.
-  ExpressionReader(const TokenStream& tokens, TokenRange range) : tokens_(tokens), range_(range) {}
+  ExpressionReader(const TokenStream& tokens, TokenRange range)
+      : ExpressionCursor(tokens, range), check_(tokens) {}
 
   /// The variable with its label, SQL and columns as the range has them and the range as its place.
-  /// Throws FormulaError: nothing there, no column in it, C() inside a call, a `.`.
+  /// Its form is left to the caller. Throws FormulaError.
   [[nodiscard]] Variable Read();
 
  private:
-  /// Where the words that come next belong to a type, as after `::`.
-  enum class TypeState { kNone, kExpected, kInside };
+  Value Expression();
+  Value Conjunction();
+  Value Negation();
+  Value Comparison();
+  /// Makes two values comparable: a boolean beside a number is 0 or 1.
+  void MakeAlike(Value& left, Value& right) const;
+  Value Between(const Value& left, bool negated);
+  Value In(const Value& left, bool negated);
+  Value Like(const Value& left, bool negated);
+  Value Concatenation();
+  Value Sum();
+  Value Product();
+  Value Signed();
+  Value Power();
+  Value Typed();
+  Value Primary();
+  Value Named();
+  Value Column();
+  Value Grouped();
+  /// DATE '2020-01-31'
+  Value TypedText();
+  Value Call();
+  Value CastCall();
+  Value CaseExpression();
+  /// One value of the list of `in`.
+  Value Literal();
 
-  void ReadToken(std::size_t index);
-  void ReadName(std::size_t index);
-  void ReadOperator(std::size_t index);
-  void ReadColumn(std::size_t index);
-  /// The `(...)` of a type, as in DECIMAL(10, 2). Returns false when this is none.
-  bool ReadTypeArguments(std::size_t open);
-  void Append(PieceKind kind, std::string_view text);
-  [[nodiscard]] PieceKind OperatorKind(const Token& token) const;
+  std::vector<Value> Arguments(const FormulaFunction& function, Place name);
+  /// DuckDB takes integers alone where it counts characters or digits.
+  static void MakeWhole(Value& value);
+  Value Apply(const FormulaFunction& function, const std::vector<Value>& arguments, Place place);
+  /// DuckDB's text of the type at the current token, with its width, and the type itself.
+  std::string Type(const CastType*& type);
+  std::string TypeWidth();
+  /// `left sign right`.
+  Value Binary(const Value& left, std::string_view sign, const Value& right, ValueKind kind);
+  /// A value whose operands cost this much. Throws when it costs too much.
+  Value Made(std::string sql, ValueKind kind, Place place, Cost operands) const;
 
-  const TokenStream& tokens_;
-  TokenRange range_;
-  std::size_t next_ = 0;
-  TypeState type_ = TypeState::kNone;
-  SpacedText label_{SpacedText::Style::kReadable};
-  SpacedText sql_{SpacedText::Style::kSafe};
+  OperandCheck check_;
   std::vector<ColumnUse> columns_;
+  std::vector<std::string> gaps_;
 };
 
 }  // namespace qvhost

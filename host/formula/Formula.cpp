@@ -1,6 +1,7 @@
 #include "host/formula/Formula.h"
 
 #include <cstddef>
+#include <utility>
 
 #include "host/formula/FormulaParser.h"
 
@@ -9,14 +10,16 @@ namespace {
 
 std::string PowerLabel(const Variable& variable, int power) {
   // The square of I(x + 1) is I((x + 1)^2).
-  const bool grouped = variable.sql.front() == '(';
+  const bool grouped = variable.form == Variable::Form::kGrouped;
   const std::string base = grouped ? variable.label.substr(1) : variable.label;
   return "I(" + base + "^" + std::to_string(power) + ")";
 }
 
 }  // namespace
 
-Formula ParseFormula(std::string_view text) { return FormulaParser(text).Run(); }
+Formula ParseFormula(std::string_view text, ColumnLookup lookup) {
+  return FormulaParser(text, std::move(lookup)).Run();
+}
 
 std::string TermLabel(const Formula& formula, const Term& term) {
   std::string label;

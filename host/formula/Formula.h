@@ -22,7 +22,7 @@ struct Formula {
 /// Reads a formula. From the tightest to the loosest, operators bind as in R:
 ///
 ///     x            a column: letters, digits, `_`, `.`; any other name in back-quotes
-///     log(x)       any scalar call: one variable, evaluated by DuckDB
+///     log(x)       a call of one of FormulaFunctions(): one variable
 ///     C(x)         a factor whatever the type of x; C(...) takes any expression
 ///     I(x^2)       a power of a covariate; I(...) of other arithmetic is one variable
 ///     (a + b)^2    the terms crossed with each other up to degree 2; `**` is the same
@@ -33,8 +33,10 @@ struct Formula {
 ///     a + b, a - b terms put in, terms taken out; 1 and 0 put the intercept in and out
 ///
 /// Terms stand in the order written, each once (in its first place); crossing a term with itself
-/// changes nothing. Throws FormulaError.
-[[nodiscard]] Formula ParseFormula(std::string_view text);
+/// changes nothing. Names that mean one column are one variable, which is labelled as first
+/// written; `lookup` tells (without one, names are the same if they are spelled so). Throws
+/// FormulaError.
+[[nodiscard]] Formula ParseFormula(std::string_view text, ColumnLookup lookup = {});
 
 /// A term for people, its parts in order: `a:b`, `I(x^2)`, `C(year):log(price)`. `term` must be of
 /// `formula`.

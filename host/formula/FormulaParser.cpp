@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <utility>
 
 #include "host/formula/WholeNumber.h"
 
@@ -21,8 +22,8 @@ bool IsBinary(const Token& token) {
 
 }  // namespace
 
-FormulaParser::FormulaParser(std::string_view text)
-    : text_(text), tokens_(text), operands_(tokens_), algebra_(text) {}
+FormulaParser::FormulaParser(std::string_view text, ColumnLookup lookup)
+    : text_(text), tokens_(text, std::move(lookup)), operands_(tokens_), algebra_(text) {}
 
 Formula FormulaParser::Run() {
   Formula formula;

@@ -20,8 +20,8 @@ class FormulaParser {
   /// The highest degree in (a + b)^k.
   static constexpr int kMaxDegree = 100;
 
-  /// `text` must live longer.
-  explicit FormulaParser(std::string_view text);
+  /// `text` must live longer; `lookup` as for ParseFormula.
+  FormulaParser(std::string_view text, ColumnLookup lookup);
   ~FormulaParser() = default;
   FormulaParser(const FormulaParser&) = delete;
   FormulaParser& operator=(const FormulaParser&) = delete;

@@ -16,6 +16,11 @@ Variable OperandReader::ReadResponse() { return Read(Powers::kKeep).variable; }
 Operand OperandReader::Read(Powers powers) {
   const std::size_t first = tokens_.Position();
   if (!tokens_.IsCall(first)) {
+    const Token& token = tokens_.At(first);
+    if (token.kind == TokenKind::kName && SameWord(token.text, "case") &&
+        tokens_.At(first + 1).IsColumnLike()) {
+      throw tokens_.Error(token.place, "A 'case' expression stands in I(...); put it there.");
+    }
     tokens_.MoveTo(first + 1);
     return {Column(first)};
   }
@@ -25,23 +30,37 @@ Operand OperandReader::Read(Powers powers) {
   tokens_.MoveTo(close + 1);
   if (function == "I") return Grouped(inside, powers);
   if (function == "C") return {Factor(inside)};
-  return {ExpressionReader(tokens_, {first, close + 1}).Read()};
+  return {Call({first, close + 1})};
 }
 
 Variable OperandReader::Column(std::size_t index) const {
-  ColumnUse column = tokens_.ColumnAt(index);
-  const Place place = column.place;
-  const std::string name = column.name;
-  return {name, QuoteName(name), false, {std::move(column)}, place};
+  Variable variable;
+  variable.columns.push_back(tokens_.ColumnAt(index));
+  const ColumnUse& column = variable.columns.front();
+  variable.label = column.name;
+  variable.sql = QuoteName(column.found.name);
+  variable.place = column.place;
+  return variable;
+}
+
+Variable OperandReader::Call(TokenRange range) const {
+  Variable variable = ExpressionReader(tokens_, range).Read();
+  variable.form = Variable::Form::kCall;
+  return variable;
 }
 
 Variable OperandReader::Factor(TokenRange inside) const {
   RefuseEmpty(inside);
   RefuseCommas(inside, "C");
   const TokenRange range = Unwrap(inside);
-  Variable variable = ExpressionReader(tokens_, range).Read();
-  if (!IsSingle(range)) variable.sql = "(" + variable.sql + ")";
-  variable.label = "C(" + variable.label + ")";
+  const bool isColumn = IsColumn(range);
+  // Inside C() a back-quoted name keeps its quotes in the label.
+  const std::string name = isColumn ? std::string(tokens_.At(range.first).text) : "";
+  Variable variable = isColumn ? Column(range.first) : ExpressionReader(tokens_, range).Read();
+  if (!isColumn) {
+    variable.form = IsWholeCall(range) ? Variable::Form::kCall : Variable::Form::kGrouped;
+  }
+  variable.label = "C(" + (isColumn ? name : variable.label) + ")";
   variable.asFactor = true;
   variable.place = tokens_.PlaceOf(inside.first - 2, inside.last);
   return variable;
@@ -62,13 +81,10 @@ Operand OperandReader::Grouped(TokenRange inside, Powers powers) const {
 }
 
 Variable OperandReader::Expression(TokenRange range) const {
-  if (range.Size() == 1 && tokens_.At(range.first).IsColumnLike() &&
-      !IsSqlWord(tokens_.At(range.first).text)) {
-    return Column(range.first);
-  }
+  if (IsColumn(range)) return Column(range.first);
+  if (IsWholeCall(range)) return Call(range);
   Variable variable = ExpressionReader(tokens_, range).Read();
-  if (IsSingle(range)) return variable;
-  variable.sql = "(" + variable.sql + ")";
+  variable.form = Variable::Form::kGrouped;
   variable.label = "I(" + variable.label + ")";
   return variable;
 }
@@ -83,8 +99,9 @@ TokenRange OperandReader::Unwrap(TokenRange range) const {
   }
 }
 
-bool OperandReader::IsSingle(TokenRange range) const {
-  return range.Size() == 1 || IsWholeCall(range);
+bool OperandReader::IsColumn(TokenRange range) const {
+  const Token& token = tokens_.At(range.first);
+  return range.Size() == 1 && token.IsColumnLike() && !IsSqlWord(token.text);
 }
 
 bool OperandReader::IsWholeCall(TokenRange range) const {
@@ -102,8 +119,8 @@ bool OperandReader::IsPower(TokenRange range) const {
   }
   const TokenRange base{range.first, range.last - 2};
   const Token& first = tokens_.At(base.first);
-  if (base.Size() == 1) return first.IsColumnLike() && !IsSqlWord(first.text);
-  return IsWholeCall(base) || (first.Is("(") && tokens_.CloseOf(base.first) + 1 == base.last);
+  return IsColumn(base) || IsWholeCall(base) ||
+         (first.Is("(") && tokens_.CloseOf(base.first) + 1 == base.last);
 }
 
 void OperandReader::RefuseCommas(TokenRange range, std::string_view function) const {

@@ -37,14 +37,14 @@ class OperandReader {
 
   Operand Read(Powers powers);
   [[nodiscard]] Variable Column(std::size_t index) const;
+  [[nodiscard]] Variable Call(TokenRange range) const;
   [[nodiscard]] Variable Factor(TokenRange inside) const;
   [[nodiscard]] Operand Grouped(TokenRange inside, Powers powers) const;
-  /// Any expression, with its SQL in parentheses and its label in I() unless it is a column or
-  /// call.
+  /// Any expression, with its label in I() unless it is a column or call.
   [[nodiscard]] Variable Expression(TokenRange range) const;
   /// Takes off parentheses, and those of I(), that hold the whole range.
   [[nodiscard]] TokenRange Unwrap(TokenRange range) const;
-  [[nodiscard]] bool IsSingle(TokenRange range) const;
+  [[nodiscard]] bool IsColumn(TokenRange range) const;
   [[nodiscard]] bool IsWholeCall(TokenRange range) const;
   [[nodiscard]] bool IsPower(TokenRange range) const;
   void RefuseCommas(TokenRange range, std::string_view function) const;

@@ -21,7 +21,6 @@ bool SpacedText::BlankBefore(PieceKind kind) const noexcept {
   if (last_ == PieceKind::kStart || last_ == PieceKind::kOpen) return false;
   if (kind == PieceKind::kClose || kind == PieceKind::kComma) return false;
   if (kind == PieceKind::kOpen && EndsOperand(last_)) return false;
-  if (style_ == Style::kSafe) return true;
   return kind != PieceKind::kTight && last_ != PieceKind::kTight && last_ != PieceKind::kUnary;
 }
 

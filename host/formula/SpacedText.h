@@ -23,15 +23,6 @@ enum class PieceKind {
 /// `log(x + 1)`, `x^2`, `-x`.
 class SpacedText {
  public:
-  enum class Style {
-    kReadable,
-    /// Blanks around every operator, signs and powers too: two that touch would be read as another
-    /// one (`- -1` as a comment).
-    kSafe
-  };
-
-  explicit SpacedText(Style style) : style_(style) {}
-
   void Append(PieceKind kind, std::string_view text);
   [[nodiscard]] const std::string& Text() const noexcept { return text_; }
   /// Whether an operator here stands before its operand, with none on its left.
@@ -40,7 +31,6 @@ class SpacedText {
  private:
   [[nodiscard]] bool BlankBefore(PieceKind kind) const noexcept;
 
-  Style style_;
   PieceKind last_ = PieceKind::kStart;
   std::string text_;
 };

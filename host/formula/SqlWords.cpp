@@ -10,9 +10,9 @@ constexpr std::array<std::string_view, 20> kWords = {
     "and",   "as", "between", "case", "distinct", "else", "end", "escape", "false", "from",
     "ilike", "in", "is",      "like", "not",      "null", "or",  "then",   "true",  "when"};
 
-char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 }  // namespace
+
+char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool SameWord(std::string_view word, std::string_view lower) {
   return std::equal(lower.begin(), lower.end(), word.begin(), word.end(),

@@ -1,11 +1,15 @@
 #include "host/formula/TokenStream.h"
 
+#include <utility>
+
 #include "host/formula/SqlWords.h"
 #include "host/formula/Tokenizer.h"
+#include "host/table/SqlText.h"
 
 namespace qvhost {
 
-TokenStream::TokenStream(std::string_view text) : text_(text), tokens_(Tokenizer(text).Run()) {
+TokenStream::TokenStream(std::string_view text, ColumnLookup lookup)
+    : text_(text), lookup_(std::move(lookup)), tokens_(Tokenizer(text).Run()) {
   PairParentheses();
 }
 
@@ -48,7 +52,10 @@ ColumnUse TokenStream::ColumnAt(std::size_t index) const {
   if (token.kind == TokenKind::kName && token.text == ".") {
     throw Error(token.place, "'.' does not stand for columns here; name the columns.");
   }
-  return {ColumnName(token), token.place};
+  std::string name = ColumnName(token);
+  FoundColumn found = lookup_ ? lookup_(name, token.place)
+                              : FoundColumn{name, QuoteName(name), ValueKind::kUnknown};
+  return {std::move(name), token.place, std::move(found)};
 }
 
 bool TokenStream::Accept(std::string_view op) {

@@ -18,9 +18,10 @@ class TokenStream {
   /// Parentheses nested deeper than this are refused, so that a parser may recurse on them.
   static constexpr std::size_t kMaxDepth = 200;
 
-  /// Throws FormulaError: what the tokenizer refuses, and parentheses that have no partner, hold a
+  /// `lookup` finds the columns; without one a name is its own column, of an unknown kind. Throws
+  /// FormulaError: what the tokenizer refuses, and parentheses that have no partner, hold a
   /// `~` or nest too deeply.
-  explicit TokenStream(std::string_view text);
+  explicit TokenStream(std::string_view text, ColumnLookup lookup = {});
 
   [[nodiscard]] std::string_view Text() const noexcept { return text_; }
   /// The token at an index; the last one is of kind kEnd.
@@ -33,7 +34,8 @@ class TokenStream {
   /// Whether a function's name and its `(` start at an index. Words of SQL are no functions.
   [[nodiscard]] bool IsCall(std::size_t index) const;
 
-  /// The column that the name at an index means. Throws FormulaError for a `.`.
+  /// The column that the name at an index means. Throws FormulaError for a `.`, and what the lookup
+  /// refuses.
   [[nodiscard]] ColumnUse ColumnAt(std::size_t index) const;
 
   [[nodiscard]] std::size_t Position() const noexcept { return position_; }
@@ -51,6 +53,7 @@ class TokenStream {
   void PairParentheses();
 
   std::string_view text_;
+  ColumnLookup lookup_;
   std::vector<Token> tokens_;
   std::vector<std::size_t> partners_;  ///< For each token; only those of a `(` are set.
   std::size_t position_ = 0;

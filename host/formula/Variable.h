@@ -1,33 +1,59 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "host/formula/Place.h"
+#include "host/formula/ValueKind.h"
 
 namespace qvhost {
+
+/// A column of a table, as a formula needs it.
+struct FoundColumn {
+  std::string name;  ///< As the table spells it.
+  std::string sql;   ///< Its value inside an expression; mostly its quoted name.
+  ValueKind kind = ValueKind::kUnknown;
+};
 
 /// A column that a variable reads, once for each time that the formula names it.
 struct ColumnUse {
   std::string name;  ///< As written; a back-quoted name without its quotes.
   Place place;       ///< Where the name stands in the formula, back-quotes included.
+  FoundColumn found;
 };
 
+/// Finds the column that a name (as written, at its place) means. Throws FormulaError when there is
+/// none or more than one.
+using ColumnLookup = std::function<FoundColumn(const std::string& name, Place place)>;
+
 /// One variable of a model: a column, or an expression of columns that DuckDB evaluates for each
-/// row. A plain value that knows nothing of any table: whether it is a factor or a covariate is
-/// settled when the formula is bound to one (unless asFactor is set).
+/// row. A plain value: whether it is a factor or a covariate is settled when the formula is bound
+/// to a table (unless asFactor is set).
 struct Variable {
+  enum class Form {
+    kColumn,  ///< A column and nothing else.
+    kCall,    ///< One call: its label needs no I().
+    kGrouped  ///< Any other expression: labelled I(...), or C(...) if a factor.
+  };
+
   /// For people: `price`, `log(price + 1)`, `C(year)`, `I(a * b)`, with blanks in their usual
-  /// places; a back-quoted name alone loses its quotes, inside a call it keeps them.
+  /// places and names spelled as written; a back-quoted name alone loses its quotes, inside a call
+  /// it keeps them.
   std::string label;
 
-  /// The SQL expression to select. Column names are double-quoted identifiers; functions, types and
-  /// keywords are as written. Safe to embed: a name, a call, or in parentheses.
+  /// The SQL expression of the value where nothing is missing. Made of what the formula was
+  /// understood to mean, never of its text; columns are spelled as in the table, so that one
+  /// variable has one text. Safe to embed: a name, a call, or in parentheses.
   std::string sql;
 
-  bool asFactor = false;           ///< Wrapped in C(...): a factor whatever its type.
+  bool asFactor = false;  ///< Wrapped in C(...): a factor whatever its type.
+  Form form = Form::kColumn;
   std::vector<ColumnUse> columns;  ///< The columns it reads, in the order written; never empty.
-  Place place;                     ///< Where the formula first names the variable.
+  /// SQL of parts that may be NULL though no column is, as nullif(x, -99): the value is missing
+  /// where one of them is.
+  std::vector<std::string> gaps;
+  Place place;  ///< Where the formula first names the variable.
 };
 
 }  // namespace qvhost

@@ -127,10 +127,19 @@ TableSource::~TableSource() = default;
 TableSource::TableSource(TableSource&&) noexcept = default;
 TableSource& TableSource::operator=(TableSource&&) noexcept = default;
 
-const ColumnInfo* TableSource::Find(std::string_view name) const {
-  const auto found = std::ranges::find_if(
-      columns_, [name](const ColumnInfo& column) { return SameName(column.name, name); });
-  return found == columns_.end() ? nullptr : &*found;
+std::vector<const ColumnInfo*> TableSource::Matches(std::string_view name) const {
+  const auto exact = std::ranges::find(columns_, name, &ColumnInfo::name);
+  if (exact != columns_.end()) return {&*exact};
+  std::vector<const ColumnInfo*> matches;
+  const std::string renamed = fmt::format("{}_1", name);
+  for (const ColumnInfo& column : columns_) {
+    if (SameName(column.name, name)) matches.push_back(&column);
+  }
+  if (matches.empty()) return matches;
+  for (const ColumnInfo& column : columns_) {
+    if (column.name == renamed) matches.push_back(&column);
+  }
+  return matches;
 }
 
 std::optional<std::string> TableSource::Nearest(const std::string& name) const {

@@ -35,9 +35,10 @@ class TableSource {
   /// The columns in their order.
   [[nodiscard]] const std::vector<ColumnInfo>& Columns() const { return columns_; }
 
-  /// The column of this name, upper and lower case being the same as DuckDB has it; null when there
-  /// is none.
-  [[nodiscard]] const ColumnInfo* Find(std::string_view name) const;
+  /// The columns that `name` may mean: the one that is spelled so; otherwise those that differ from
+  /// it in upper and lower case of ASCII letters alone, which DuckDB takes for the same. DuckDB
+  /// calls the second of two such columns `a_1`, which is therefore among them for the name `a`.
+  [[nodiscard]] std::vector<const ColumnInfo*> Matches(std::string_view name) const;
 
   /// The column whose name is nearest to `name`, for "did you mean"; none when none is near.
   [[nodiscard]] std::optional<std::string> Nearest(const std::string& name) const;

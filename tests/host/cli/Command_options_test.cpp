@@ -2,11 +2,13 @@
 
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "host/formula/FormulaFunction.h"
 #include "tests/host/cli/CommandRun.h"
 #include "tests/host/cli/FitJson.h"
 #include "tests/support/TempFolder.h"
@@ -234,6 +236,21 @@ TEST(CommandOptions, HelpOfFitNamesEveryOption) {
                            "Exit codes:"}) {
     EXPECT_NE(result.out.find(text), std::string::npos) << text;
   }
+}
+
+TEST(CommandOptions, TheHelpNamesEveryFunctionOfAFormula) {
+  const std::string help = RunQvreg({"fit", "--help"}).out;
+  const std::size_t from = help.find("\nFunctions of one record");
+  ASSERT_NE(from, std::string::npos) << help;
+  const std::size_t begin = help.find('\n', from + 1);
+  std::istringstream list(help.substr(begin, help.find("\n\n", begin) - begin));
+  std::vector<std::string> names;
+  for (std::string name; list >> name;) names.push_back(name);
+  std::vector<std::string> expected;
+  for (const FormulaFunction& function : FormulaFunctions()) {
+    expected.emplace_back(function.Name());
+  }
+  EXPECT_EQ(names, expected);
 }
 
 }  // namespace

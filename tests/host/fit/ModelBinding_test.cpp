@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "host/Error.h"
+#include "host/fit/FormulaColumns.h"
 #include "host/table/CodeTable.h"
 
 namespace qvhost {
@@ -20,7 +21,7 @@ struct Bound {
 Bound Bind(const std::string& formula, const BindingOptions& options = {}) {
   const TableSource source(DataSource{"", "", kTable});
   Bound bound;
-  bound.formula = ParseFormula(formula);
+  bound.formula = ParseFormula(formula, ColumnsOf(source, formula));
   bound.binding = BindModel(bound.formula, source, options);
   return bound;
 }

@@ -112,14 +112,32 @@ TEST_F(TableSourceTest, TellsTheKindOfEveryType) {
   EXPECT_EQ(source.Columns()[8].type, "ENUM");
 }
 
-TEST_F(TableSourceTest, FindsColumnsWhateverTheirCase) {
-  const TableSource source = OpenSql("SELECT 1 AS \"Body Mass\", 2 AS \"größe\", 3 AS \"a\"\"b\"");
-  ASSERT_NE(source.Find("body mass"), nullptr);
-  EXPECT_EQ(source.Find("body mass")->name, "Body Mass");
-  ASSERT_NE(source.Find("größe"), nullptr);
-  ASSERT_NE(source.Find("A\"B"), nullptr);
-  EXPECT_EQ(source.Find("bodymass"), nullptr);
-  EXPECT_EQ(source.Find(""), nullptr);
+/// The names of the columns that a name may mean, with a blank behind each.
+std::string MatchesOf(const TableSource& source, const std::string& name) {
+  std::string names;
+  for (const ColumnInfo* column : source.Matches(name)) names += column->name + " ";
+  return names;
+}
+
+TEST_F(TableSourceTest, MatchesColumnsByTheirSpellingThenWhateverTheirCase) {
+  const TableSource source = OpenSql("SELECT 1 AS \"Mass\", 2 AS \"größe\", 3 AS \"a\"\"b\"");
+  EXPECT_EQ(MatchesOf(source, "Mass"), "Mass ");
+  EXPECT_EQ(MatchesOf(source, "mass"), "Mass ");
+  EXPECT_EQ(MatchesOf(source, "größe"), "größe ");
+  EXPECT_EQ(MatchesOf(source, "GRößE"), "größe ");
+  EXPECT_EQ(MatchesOf(source, "GRÖßE"), "") << "DuckDB folds the letters of ASCII alone";
+  EXPECT_EQ(MatchesOf(source, "A\"B"), "a\"b ");
+  EXPECT_EQ(MatchesOf(source, "mas"), "");
+  EXPECT_EQ(MatchesOf(source, ""), "");
+}
+
+TEST_F(TableSourceTest, AColumnRenamedForItsCaseMatchesItsOwnSpelling) {
+  const TableSource source{DataSource{WriteText("case.csv", "A,a,B\n1,2,3\n4,5,6\n"), "", ""}};
+  ASSERT_EQ(source.Columns()[1].name, "a_1");
+  EXPECT_EQ(MatchesOf(source, "A"), "A ");
+  EXPECT_EQ(MatchesOf(source, "a"), "A a_1 ");
+  EXPECT_EQ(MatchesOf(source, "a_1"), "a_1 ");
+  EXPECT_EQ(MatchesOf(source, "b"), "B ");
 }
 
 TEST_F(TableSourceTest, SuggestsTheNearestColumn) {

@@ -1,0 +1,287 @@
+// What an ExpressionReader makes of operands: names, texts, numbers, calls, types.
+#include <algorithm>
+#include <charconv>
+#include <system_error>
+#include <utility>
+
+#include "host/formula/ExpressionReader.h"
+#include "host/formula/SqlWords.h"
+#include "host/formula/WholeNumber.h"
+
+namespace qvhost {
+namespace {
+
+Cost CostOf(const std::vector<Value>& values) {
+  Cost cost{0, 1};
+  for (const Value& value : values) cost = Max(cost, value.cost);
+  return cost;
+}
+
+/// A number that DuckDB would read as infinite or as 0 is a slip.
+bool FitsDouble(std::string_view text) {
+  double value = 0;
+  return std::from_chars(text.data(), text.data() + text.size(), value).ec == std::errc();
+}
+
+std::string Joined(const std::vector<Value>& values) {
+  std::string list;
+  for (const Value& value : values) list += (list.empty() ? "" : ", ") + value.sql;
+  return list;
+}
+
+}  // namespace
+
+Value ExpressionReader::Primary() {
+  if (AtEnd()) RefuseAsOperand();
+  const std::size_t first = Next();
+  const Token& token = Tokens().At(first);
+  switch (token.kind) {
+    case TokenKind::kNumber:
+      if (!FitsDouble(token.text)) {
+        Refuse(token.place, "This number is too large or too small; write one within 1e±308.");
+      }
+      Take(PieceKind::kOperand);
+      return {std::string(token.text), ValueKind::kNumber, token.place, {}};
+    case TokenKind::kString:
+      Take(PieceKind::kOperand);
+      return {std::string(token.text), ValueKind::kText, token.place, {}};
+    case TokenKind::kQuoted:
+      return Column();
+    case TokenKind::kName:
+      return Named();
+    case TokenKind::kOperator:
+    case TokenKind::kEnd:
+      break;
+  }
+  if (token.Is("(")) return Grouped();
+  RefuseAsOperand();
+}
+
+Value ExpressionReader::Named() {
+  const Token& token = Current();
+  if (AtWord("true") || AtWord("false")) {
+    Take(PieceKind::kOperand);
+    return {SameWord(token.text, "true") ? "true" : "false", ValueKind::kBoolean, token.place, {}};
+  }
+  if (AtWord("case")) return CaseExpression();
+  if (IsSqlWord(token.text)) RefuseAsOperand();
+  if (Tokens().IsCall(Next())) return Call();
+  if (Next() + 1 < Range().last && Tokens().At(Next() + 1).kind == TokenKind::kString) {
+    return TypedText();
+  }
+  return Column();
+}
+
+Value ExpressionReader::Column() {
+  const Token& token = Current();
+  // A column may well be called "select"; a query goes on with a name, a number or `*`.
+  const Token& after = Tokens().At(Next() + 1);
+  const bool goesOn = Next() + 1 < Range().last &&
+                      (after.IsColumnLike() || after.kind == TokenKind::kNumber || after.Is("*"));
+  if (token.kind == TokenKind::kName && SameWord(token.text, "select") && goesOn) {
+    Refuse(token.place,
+           "A formula holds no query: it computes each value from one record; use --sql.");
+  }
+  columns_.push_back(Tokens().ColumnAt(Next()));
+  Take(PieceKind::kOperand);
+  return {columns_.back().found.sql, columns_.back().found.kind, columns_.back().place, {}};
+}
+
+Value ExpressionReader::Grouped() {
+  const std::size_t first = Next();
+  Take(PieceKind::kOpen);
+  if (At(")")) {
+    Refuse(Tokens().PlaceOf(first, Next()),
+           "There is nothing between these parentheses; name a column.");
+  }
+  Value value = Expression();
+  if (!Accept(")", PieceKind::kClose)) RefuseToken();
+  value.place = From(first);
+  return value;
+}
+
+Value ExpressionReader::TypedText() {
+  const std::size_t first = Next();
+  const std::string_view name = Tokens().At(first).text;
+  const bool known =
+      SameWord(name, "date") || SameWord(name, "time") || SameWord(name, "timestamp");
+  if (!known) {
+    Refuse(Tokens().At(first).place,
+           "Only date, time and timestamp may stand before a text, as in date '2024-01-31'.");
+  }
+  Take(PieceKind::kWord);
+  const std::string_view text = Current().text;
+  if (text[1] < '0' || text[1] > '9') {
+    Refuse(Current().place,
+           "A date is written as '2024-01-31', a time as '23:59:00', a timestamp as '2024-01-31 "
+           "23:59:00'.");
+  }
+  Take(PieceKind::kOperand);
+  return {"CAST(" + std::string(text) + " AS " + std::string(FindCastType(name)->sql) + ")",
+          ValueKind::kDateTime,
+          From(first),
+          {}};
+}
+
+Value ExpressionReader::CaseExpression() {
+  const std::size_t first = Next();
+  AcceptWord("case");
+  std::string sql = "(CASE";
+  std::vector<Value> parts;
+  if (!AtWord("when")) {
+    parts.push_back(Expression());
+    sql += " " + parts.back().sql;
+  }
+  const bool isSearched = parts.empty();
+  std::vector<Value> results;
+  ExpectWord("when", "case when x > 0 then 1 else 0 end");
+  do {
+    const Value when = Expression();
+    if (isSearched) check_.Condition("when", when);
+    if (!isSearched) check_.Alike(parts.front(), when);
+    ExpectWord("then", "case when x > 0 then 1 else 0 end");
+    results.push_back(Expression());
+    check_.Alike(results.front(), results.back());
+    sql += " WHEN " + when.sql + " THEN " + results.back().sql;
+    parts.push_back(when);
+  } while (AcceptWord("when"));
+  if (AtWord("end")) {
+    Refuse(Current().place,
+           "This 'case' says nothing of the other records; put an 'else' before its 'end'.");
+  }
+  ExpectWord("else", "case when x > 0 then 1 else 0 end");
+  results.push_back(Expression());
+  check_.Alike(results.front(), results.back());
+  sql += " ELSE " + results.back().sql + " END)";
+  if (!AtWord("end")) ExpectWord("end", "case when x > 0 then 1 else 0 end");
+  Take(PieceKind::kOperand);
+  Cost cost = Max(CostOf(parts), CostOf(results));
+  if (!isSearched) {
+    cost.copies = std::max(cost.copies, parts.front().cost.copies * (parts.size() - 1));
+  }
+  return Made(std::move(sql), results.front().kind, From(first), cost);
+}
+
+// ---- Calls and types ---------------------------------------------------------
+
+Value ExpressionReader::Call() {
+  const std::size_t first = Next();
+  const Token& name = Tokens().At(first);
+  if (name.text == "C") {
+    Refuse(name.place, "C() makes a factor of a whole variable; it cannot stand inside a call.");
+  }
+  // I() only groups, and its parentheses stay in the label.
+  if (name.text == "I") {
+    Take(PieceKind::kCallee);
+    return Grouped();
+  }
+  if (SameWord(name.text, "cast") || SameWord(name.text, "try_cast")) return CastCall();
+  const FormulaFunction* function = FindFunction(name.text);
+  if (function == nullptr) Refuse(name.place, NoFunctionText(name.text));
+  Take(PieceKind::kCallee);
+  const std::vector<Value> arguments = Arguments(*function, name.place);
+  return Apply(*function, arguments, From(first));
+}
+
+std::vector<Value> ExpressionReader::Arguments(const FormulaFunction& function, Place name) {
+  Take(PieceKind::kOpen);
+  std::vector<Value> arguments;
+  if (!Accept(")", PieceKind::kClose)) {
+    do {
+      arguments.push_back(Expression());
+      if (arguments.size() > function.MostArguments().value_or(arguments.size())) break;
+      check_.Argument(function, arguments.size() - 1, arguments.back());
+      const bool isWhole = function.KindOfArgument(arguments.size() - 1) == ArgumentKind::kWhole;
+      if (isWhole) MakeWhole(arguments.back());
+    } while (Accept(",", PieceKind::kComma));
+    const bool tooMany = arguments.size() > function.MostArguments().value_or(arguments.size());
+    if (!tooMany && !Accept(")", PieceKind::kClose)) RefuseToken();
+  }
+  const std::size_t most = function.MostArguments().value_or(arguments.size());
+  if (arguments.size() < function.FewestArguments() || arguments.size() > most) {
+    Refuse(name, "This call has too " + std::string(arguments.size() > most ? "many" : "few") +
+                     " arguments; write " + std::string(function.usage) + ".");
+  }
+  return arguments;
+}
+
+void ExpressionReader::MakeWhole(Value& value) {
+  if (WholeNumber(value.sql)) return;
+  value.sql = "CAST(" + value.sql + " AS INTEGER)";
+}
+
+Value ExpressionReader::Apply(const FormulaFunction& function, const std::vector<Value>& arguments,
+                              Place place) {
+  const Value* same = nullptr;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    if (function.KindOfArgument(i) != ArgumentKind::kSame) continue;
+    if (same != nullptr) check_.Alike(*same, arguments[i]);
+    if (same == nullptr || same->kind == ValueKind::kUnknown) same = &arguments[i];
+  }
+  ValueKind kind = function.ResultKind();
+  if (kind == ValueKind::kUnknown && same != nullptr) kind = same->kind;
+  std::string sql;
+  if (function.sql.empty()) {
+    sql = "(CASE WHEN " + arguments[0].sql + " THEN " + arguments[1].sql + " ELSE " +
+          arguments[2].sql + " END)";
+  } else {
+    sql = std::string(function.sql) + "(" + Joined(arguments) + ")";
+  }
+  if (function.makesMissing) gaps_.push_back(sql);
+  Cost cost = CostOf(arguments);
+  if (function.sql == "nullif") cost.copies = std::max(cost.copies, 2 * arguments[0].cost.copies);
+  return Made(std::move(sql), kind, place, cost);
+}
+
+Value ExpressionReader::CastCall() {
+  const std::size_t first = Next();
+  const bool tries = SameWord(Tokens().At(first).text, "try_cast");
+  Take(PieceKind::kCallee);
+  Take(PieceKind::kOpen);
+  const Value value = Expression();
+  ExpectWord("as", "cast(x as double)");
+  const CastType* type = nullptr;
+  const std::string sql = (tries ? "TRY_CAST(" : "CAST(") + value.sql + " AS " + Type(type) + ")";
+  if (!Accept(")", PieceKind::kClose)) RefuseToken();
+  if (tries) gaps_.push_back(sql);
+  return Made(sql, type->kind, From(first), value.cost);
+}
+
+std::string ExpressionReader::Type(const CastType*& type) {
+  const std::string sentence = "A type is one of " + std::string(CastTypeList()) + ".";
+  if (AtEnd()) Refuse(Tokens().At(Next() - 1).place, sentence);
+  const Token& token = Current();
+  type = token.kind == TokenKind::kName ? FindCastType(token.text) : nullptr;
+  if (type == nullptr) Refuse(token.place, sentence);
+  Take(PieceKind::kCallee);
+  std::string sql(type->sql);
+  if (type->sql == "DOUBLE" && AtWord("precision")) Take(PieceKind::kCallee);
+  if (type->kind == ValueKind::kDateTime && AtWord("with")) {
+    Refuse(Current().place,
+           "A formula has no type with a time zone, which the machine would settle; write "
+           "timestamp.");
+  }
+  return type->hasWidth && At("(") ? sql + TypeWidth() : sql;
+}
+
+std::string ExpressionReader::TypeWidth() {
+  constexpr int kWidest = 38;
+  const std::size_t open = Next();
+  Take(PieceKind::kOpen);
+  std::vector<int> numbers;
+  do {
+    const bool isNumber = !AtEnd() && Current().kind == TokenKind::kNumber;
+    numbers.push_back(isNumber ? WholeNumber(Current().text).value_or(-1) : -1);
+    if (isNumber) Take(PieceKind::kCallee);
+  } while (numbers.back() >= 0 && Accept(",", PieceKind::kComma));
+  const int width = numbers.front();
+  const int scale = numbers.size() > 1 ? numbers[1] : 0;
+  const bool fits = width >= 1 && width <= kWidest && scale >= 0 && scale <= width;
+  if (!fits || numbers.size() > 2 || !Accept(")", PieceKind::kClose)) {
+    Refuse(Tokens().At(open).place,
+           "A decimal has a width from 1 to 38 and a scale up to it: decimal(10, 2).");
+  }
+  return "(" + std::to_string(width) + ", " + std::to_string(scale) + ")";
+}
+
+}  // namespace qvhost

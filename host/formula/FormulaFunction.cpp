@@ -1,0 +1,304 @@
+#include "host/formula/FormulaFunction.h"
+
+#include <algorithm>
+#include <array>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+#include "host/formula/SqlWords.h"
+
+namespace qvhost {
+namespace {
+
+using enum FunctionGroup;
+
+constexpr auto kFunctions = std::to_array<FormulaFunction>({
+    {"abs(x)", "abs", kArithmetic, "n", 'n'},
+    {"sign(x)", "sign", kArithmetic, "n", 'n'},
+    {"round(x[, digits])", "round", kArithmetic, "n|w", 'n'},
+    {"floor(x)", "floor", kArithmetic, "n", 'n'},
+    {"ceil(x)", "ceil", kArithmetic, "n", 'n'},
+    {"ceiling(x)", "ceil", kArithmetic, "n", 'n'},
+    {"trunc(x)", "trunc", kArithmetic, "n", 'n'},
+    {"mod(x, y)", "mod", kArithmetic, "nn", 'n'},
+    {"least(x, y, ...)", "least", kArithmetic, "ss+", 's'},
+    {"greatest(x, y, ...)", "greatest", kArithmetic, "ss+", 's'},
+
+    {"ln(x)", "ln", kPower, "n", 'n'},
+    {"log(x)", "log", kPower, "n", 'n'},
+    {"log10(x)", "log10", kPower, "n", 'n'},
+    {"log2(x)", "log2", kPower, "n", 'n'},
+    {"exp(x)", "exp", kPower, "n", 'n'},
+    {"sqrt(x)", "sqrt", kPower, "n", 'n'},
+    {"cbrt(x)", "cbrt", kPower, "n", 'n'},
+    {"pow(x, y)", "pow", kPower, "nn", 'n'},
+    {"power(x, y)", "pow", kPower, "nn", 'n'},
+
+    {"sin(x)", "sin", kTrigonometry, "n", 'n'},
+    {"cos(x)", "cos", kTrigonometry, "n", 'n'},
+    {"tan(x)", "tan", kTrigonometry, "n", 'n'},
+    {"cot(x)", "cot", kTrigonometry, "n", 'n'},
+    {"asin(x)", "asin", kTrigonometry, "n", 'n'},
+    {"acos(x)", "acos", kTrigonometry, "n", 'n'},
+    {"atan(x)", "atan", kTrigonometry, "n", 'n'},
+    {"atan2(y, x)", "atan2", kTrigonometry, "nn", 'n'},
+    {"sinh(x)", "sinh", kTrigonometry, "n", 'n'},
+    {"cosh(x)", "cosh", kTrigonometry, "n", 'n'},
+    {"tanh(x)", "tanh", kTrigonometry, "n", 'n'},
+    {"asinh(x)", "asinh", kTrigonometry, "n", 'n'},
+    {"acosh(x)", "acosh", kTrigonometry, "n", 'n'},
+    {"atanh(x)", "atanh", kTrigonometry, "n", 'n'},
+    {"degrees(x)", "degrees", kTrigonometry, "n", 'n'},
+    {"radians(x)", "radians", kTrigonometry, "n", 'n'},
+    {"pi()", "pi", kTrigonometry, "", 'n'},
+
+    {"lower(s)", "lower", kText, "t", 't'},
+    {"upper(s)", "upper", kText, "t", 't'},
+    {"trim(s[, characters])", "trim", kText, "t|t", 't'},
+    {"ltrim(s[, characters])", "ltrim", kText, "t|t", 't'},
+    {"rtrim(s[, characters])", "rtrim", kText, "t|t", 't'},
+    {"length(s)", "length", kText, "t", 'n'},
+    {"left(s, count)", "left", kText, "tw", 't'},
+    {"right(s, count)", "right", kText, "tw", 't'},
+    {"substring(s, start[, count])", "substring", kText, "tw|w", 't'},
+    {"substr(s, start[, count])", "substring", kText, "tw|w", 't'},
+    {"replace(s, from, to)", "replace", kText, "ttt", 't'},
+    {"split_part(s, separator, n)", "split_part", kText, "ttw", 't'},
+    {"concat(s, t, ...)", "concat", kText, "aa+", 't'},
+    {"strip_accents(s)", "strip_accents", kText, "t", 't'},
+    {"contains(s, part)", "contains", kText, "tt", 'c'},
+    {"starts_with(s, part)", "starts_with", kText, "tt", 'c'},
+    {"ends_with(s, part)", "ends_with", kText, "tt", 'c'},
+    {"regexp_matches(s, pattern)", "regexp_matches", kText, "tt", 'c'},
+    {"regexp_extract(s, pattern)", "regexp_extract", kText, "tt", 't'},
+    {"regexp_replace(s, pattern, to)", "regexp_replace", kText, "ttt", 't'},
+
+    {"year(d)", "year", kDateTime, "d", 'n'},
+    {"quarter(d)", "quarter", kDateTime, "d", 'n'},
+    {"month(d)", "month", kDateTime, "d", 'n'},
+    {"week(d)", "week", kDateTime, "d", 'n'},
+    {"day(d)", "day", kDateTime, "d", 'n'},
+    {"dayofyear(d)", "dayofyear", kDateTime, "d", 'n'},
+    {"dayofweek(d)", "dayofweek", kDateTime, "d", 'n'},
+    {"isodow(d)", "isodow", kDateTime, "d", 'n'},
+    {"hour(d)", "hour", kDateTime, "d", 'n'},
+    {"minute(d)", "minute", kDateTime, "d", 'n'},
+    {"second(d)", "second", kDateTime, "d", 'n'},
+    {"epoch(d)", "epoch", kDateTime, "d", 'n'},
+    {"dayname(d)", "dayname", kDateTime, "d", 't'},
+    {"monthname(d)", "monthname", kDateTime, "d", 't'},
+    {"last_day(d)", "last_day", kDateTime, "d", 'd'},
+    {"date_part(unit, d)", "date_part", kDateTime, "ud", 'n'},
+    {"date_trunc(unit, d)", "date_trunc", kDateTime, "ud", 'd'},
+    {"date_diff(unit, from, to)", "date_diff", kDateTime, "udd", 'n'},
+    {"make_date(year, month, day)", "make_date", kDateTime, "www", 'd'},
+    {"strftime(d, format)", "strftime", kDateTime, "df", 't'},
+    {"strptime(s, format)", "strptime", kDateTime, "tf", 'd'},
+    {"try_strptime(s, format)", "try_strptime", kDateTime, "tf", 'd', true},
+
+    {"if(condition, x, y)", "", kConditional, "css", 's'},
+    {"nullif(x, value)", "nullif", kConditional, "ss", 's', true},
+});
+
+constexpr std::array<std::string_view, 8> kUnits = {"year", "quarter", "month",  "week",
+                                                    "day",  "hour",    "minute", "second"};
+
+/// Functions that others have, and why a formula has none of them.
+struct Refused {
+  std::string_view names;  ///< With a blank around each.
+  std::string_view reason;
+};
+
+constexpr auto kRefused = std::to_array<Refused>({
+    {" min max ",
+     "works on many records; of the values of one record, write least() or greatest()."},
+    {" sum avg mean count median mode stddev stddev_samp stddev_pop std sd var variance "
+     "var_samp var_pop quantile first last any_value string_agg list array_agg corr count_star ",
+     "works on many records, but a formula computes each value from one record; compute it in "
+     "--sql."},
+    {" row_number rank dense_rank percent_rank cume_dist ntile lag lead first_value last_value "
+     "nth_value scale cut poly ",
+     "works on many records, but a formula computes each value from one record; compute it in "
+     "--sql."},
+    {" unnest generate_series range generate_subscripts columns ",
+     "makes several values of one, but a formula computes one value for each record; compute it in "
+     "--sql."},
+    {" coalesce ifnull nvl zeroifnull isnull is_null isna ",
+     "fills or finds missing values, but a variable is missing wherever a part of it is; do so in "
+     "--sql."},
+    {" random rand uuid gen_random_uuid now today current_date current_time current_timestamp "
+     "localtime localtimestamp get_current_time get_current_timestamp transaction_timestamp ",
+     "gives another value each time, but a formula computes each value from the record alone."},
+    {" select exists any all some ",
+     "belongs to a query, but a formula computes each value from one record; compute it in "
+     "--sql."},
+    {" ifelse iff iif ", "is called if() here."},
+    {" len nchar char_length strlen ", "is called length() here."},
+    {" tolower lcase ", "is called lower() here."},
+    {" toupper ucase ", "is called upper() here."},
+    {" paste paste0 ", "is called concat() here."},
+    {" factor ", "is called C() here."},
+    {" log1p ", "is written ln(1 + x) here."},
+    {" expm1 ", "is written exp(x) - 1 here."},
+});
+
+std::string Lower(std::string_view word) {
+  std::string lower(word);
+  std::ranges::transform(lower, lower.begin(), LowerAscii);
+  return lower;
+}
+
+/// The edit distance of two words: letters put in, taken out, replaced, or swapped with the next.
+std::size_t EditDistance(std::string_view a, std::string_view b) {
+  std::vector<std::size_t> beforeLast;
+  std::vector<std::size_t> last(b.size() + 1);
+  std::iota(last.begin(), last.end(), std::size_t{0});
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    std::vector<std::size_t> row(b.size() + 1, i);
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      const std::size_t replaced = last[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+      row[j] = std::min({last[j] + 1, row[j - 1] + 1, replaced});
+      const bool swapped = i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1];
+      if (swapped) row[j] = std::min(row[j], beforeLast[j - 2] + 1);
+    }
+    beforeLast = std::exchange(last, std::move(row));
+  }
+  return last.back();
+}
+
+/// The function whose name is nearest; empty when none is near.
+std::string_view NearestFunction(std::string_view name) {
+  constexpr std::size_t kLongestName = 40;
+  if (name.size() > kLongestName) return {};
+  const std::string wanted = Lower(name);
+  std::size_t least = std::max<std::size_t>(1, wanted.size() / 3) + 1;
+  // A name of two letters is one edit away from most others of two.
+  if (wanted.size() < 3) least = 1;
+  std::string_view nearest;
+  for (const FormulaFunction& function : kFunctions) {
+    const std::size_t distance = EditDistance(wanted, function.Name());
+    if (distance >= least) continue;
+    least = distance;
+    nearest = function.Name();
+  }
+  return nearest;
+}
+
+ArgumentKind KindOfLetter(char letter) {
+  switch (letter) {
+    case 'n':
+      return ArgumentKind::kNumber;
+    case 'w':
+      return ArgumentKind::kWhole;
+    case 't':
+      return ArgumentKind::kText;
+    case 'd':
+      return ArgumentKind::kDateTime;
+    case 'c':
+      return ArgumentKind::kCondition;
+    case 's':
+      return ArgumentKind::kSame;
+    case 'f':
+      return ArgumentKind::kFormat;
+    case 'u':
+      return ArgumentKind::kUnit;
+    default:
+      return ArgumentKind::kAny;
+  }
+}
+
+bool IsLetter(char c) { return c != '|' && c != '+'; }
+
+}  // namespace
+
+std::string_view GroupTitle(FunctionGroup group) {
+  switch (group) {
+    case kArithmetic:
+      return "Arithmetic and rounding";
+    case kPower:
+      return "Logarithms, exponentials and powers";
+    case kTrigonometry:
+      return "Trigonometry";
+    case kText:
+      return "Text";
+    case kDateTime:
+      return "Dates and times";
+    case kConditional:
+      return "Conditions";
+  }
+  return "";
+}
+
+std::size_t FormulaFunction::FewestArguments() const {
+  return static_cast<std::size_t>(
+      std::ranges::count_if(arguments.substr(0, arguments.find('|')), IsLetter));
+}
+
+std::optional<std::size_t> FormulaFunction::MostArguments() const {
+  if (arguments.ends_with('+')) return std::nullopt;
+  return static_cast<std::size_t>(std::ranges::count_if(arguments, IsLetter));
+}
+
+ArgumentKind FormulaFunction::KindOfArgument(std::size_t index) const {
+  char letter = 'a';
+  for (const char c : arguments) {
+    if (!IsLetter(c)) continue;
+    letter = c;
+    if (index-- == 0) break;
+  }
+  return KindOfLetter(letter);
+}
+
+ValueKind FormulaFunction::ResultKind() const {
+  switch (result) {
+    case 'n':
+      return ValueKind::kNumber;
+    case 't':
+      return ValueKind::kText;
+    case 'd':
+      return ValueKind::kDateTime;
+    case 'c':
+      return ValueKind::kBoolean;
+    default:
+      return ValueKind::kUnknown;
+  }
+}
+
+std::span<const FormulaFunction> FormulaFunctions() { return kFunctions; }
+
+const FormulaFunction* FindFunction(std::string_view name) {
+  const auto* found = std::ranges::find_if(
+      kFunctions, [&](const FormulaFunction& f) { return SameWord(name, f.Name()); });
+  return found == kFunctions.end() ? nullptr : found;
+}
+
+std::string NoFunctionText(std::string_view name) {
+  const std::string call = std::string(name) + "()";
+  const std::string word = " " + Lower(name) + " ";
+  for (const Refused& refused : kRefused) {
+    if (refused.names.find(word) != std::string_view::npos) {
+      return call + " " + std::string(refused.reason);
+    }
+  }
+  const std::string_view nearest = NearestFunction(name);
+  return "A formula has no function '" + std::string(name) + "'" +
+         (nearest.empty() ? std::string() : "; did you mean '" + std::string(nearest) + "'?") +
+         (nearest.empty() ? "; 'qvreg fit --help' lists those it has."
+                          : " 'qvreg fit --help' lists all.");
+}
+
+bool IsTimeUnit(std::string_view word) {
+  return std::ranges::any_of(kUnits, [&](std::string_view unit) { return SameWord(word, unit); });
+}
+
+std::string TimeUnitList() {
+  std::string list;
+  for (const std::string_view unit : kUnits) {
+    if (!list.empty()) list += unit == kUnits.back() ? " or " : ", ";
+    list += "'" + std::string(unit) + "'";
+  }
+  return list;
+}
+
+}  // namespace qvhost
