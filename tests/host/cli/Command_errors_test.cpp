@@ -226,12 +226,13 @@ TEST_F(CommandErrors, ValuesOutOfRange) {
     std::string message;
   };
   const std::string confidence = "--confidence must be at least 0 and below 1, such as 0.95.";
-  const std::string tolerance = "--tolerance must be a number from 0 on, such as 1e-12.";
+  const std::string tolerance = "--tolerance must be at least 0 and below 1, such as 1e-12.";
   const std::string df = "--df must be a number above 0.";
   for (const Case& c :
        {Case{{"--confidence", "1"}, confidence}, Case{{"--confidence", "-0.1"}, confidence},
         Case{{"--confidence", "nan"}, confidence}, Case{{"--tolerance", "-1e-9"}, tolerance},
         Case{{"--tolerance", "nan"}, tolerance}, Case{{"--tolerance", "inf"}, tolerance},
+        Case{{"--tolerance", "1"}, tolerance}, Case{{"--tolerance", "1.5"}, tolerance},
         Case{{"--df", "0"}, df}, Case{{"--df", "-3"}, df}, Case{{"--df", "inf"}, df},
         Case{{"--df", "nan"}, df},
         Case{{"--confidence", "high"}, "Could not convert: --confidence = high."},
