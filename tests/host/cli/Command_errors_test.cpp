@@ -147,8 +147,8 @@ TEST_F(CommandErrors, EmptyModel) {
 
 TEST_F(CommandErrors, AllRecordsMissing) {
   Expect(Fit("y ~ x + none"), kRunFailed,
-         "None of the 4 records can be used. In 4 a value is missing ('none' in 4); leave the "
-         "emptiest column out of the model, or fill it.");
+         "None of the 4 records can be used. In 4 a value is missing ('none' in 4); leave 'none' "
+         "out of the model, or fill it.");
 }
 
 TEST_F(CommandErrors, Infinity) {
@@ -161,11 +161,11 @@ TEST_F(CommandErrors, Infinity) {
 
 TEST_F(CommandErrors, WeightColumnAllZero) {
   Expect(Fit("y ~ x", {"--freq-weight", "zero"}), kRunFailed,
-         "None of the 4 records can be used. In 4 a weight is missing or not above 0; check the "
-         "weight columns.");
+         "None of the 4 records can be used. In 4 a weight is missing or not above 0; check "
+         "'zero'.");
   Expect(Fit("y ~ x", {"--regression-weight", "minus"}), kRunFailed,
-         "None of the 4 records can be used. In 4 a weight is missing or not above 0; check the "
-         "weight columns.");
+         "None of the 4 records can be used. In 4 a weight is missing or not above 0; check "
+         "'minus'.");
 }
 
 TEST_F(CommandErrors, WeightThatIsNoColumn) {
