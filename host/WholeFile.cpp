@@ -85,9 +85,11 @@ bool IsDeviceOrPipe(const std::string& path) {
 
 void CheckFileWritable(const std::string& path) { const WholeFile file(path); }
 
-void WriteWholeFile(const std::string& path, std::string_view text) {
+void WriteWholeFile(const std::string& path, std::string_view text,
+                    const std::function<void()>& beforeRename) {
   WholeFile file(path);
   WriteAll(file, "wb", text);
+  if (beforeRename) beforeRename();
   file.TakeName();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -56,7 +57,10 @@ class WholeFile {
 /// Leaves nothing behind; throws as WholeFile does.
 void CheckFileWritable(const std::string& path);
 
-/// Writes a text so that the file holds all of it or stays as it was. Throws as WholeFile does.
-void WriteWholeFile(const std::string& path, std::string_view text);
+/// Writes a text so that the file holds all of it or stays as it was. `beforeRename` is called
+/// right before the name is taken, what it throws passes through; may be empty. Throws as WholeFile
+/// does.
+void WriteWholeFile(const std::string& path, std::string_view text,
+                    const std::function<void()>& beforeRename = {});
 
 }  // namespace qvhost

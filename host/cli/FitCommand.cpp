@@ -4,8 +4,6 @@
 #include <CLI/Formatter.hpp>
 #include <CLI/Validators.hpp>
 #include <cmath>
-#include <filesystem>
-#include <system_error>
 
 #include <fmt/format.h>
 
@@ -62,13 +60,6 @@ Examples:
   qvreg fit --sql "SELECT * FROM 'a.csv' JOIN 'b.csv' USING (id)" --formula "y ~ x" --json -
 
 Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data, 130 cancelled by Ctrl-C.)help";
-
-/// An output must not replace its input.
-void CheckNotTheData(const char* option, const std::string& file, const std::string& data) {
-  std::error_code unknown;
-  if (!std::filesystem::equivalent(file, data, unknown)) return;
-  BadUsage(fmt::format("{} would replace the data, '{}'; name another file.", option, file));
-}
 
 }  // namespace
 
@@ -131,7 +122,7 @@ void FitCommand::AddInference() {
   command_
       ->add_option("--tolerance", options_.tolerance,
                    "A column of which the columns before leave no more\n"
-                   "than this share is redundant")
+                   "than this share, at least 0 and below 1, is redundant")
       ->type_name("SHARE")
       ->capture_default_str()
       ->group(group);
@@ -184,8 +175,8 @@ void FitCommand::CheckRanges() const {
   if (!(options_.confidence >= 0.0 && options_.confidence < 1.0)) {
     BadUsage("--confidence must be at least 0 and below 1, such as 0.95.");
   }
-  if (!(options_.tolerance >= 0.0) || !std::isfinite(options_.tolerance)) {
-    BadUsage("--tolerance must be a number from 0 on, such as 1e-12.");
+  if (!(options_.tolerance >= 0.0 && options_.tolerance < 1.0)) {
+    BadUsage("--tolerance must be at least 0 and below 1, such as 1e-12.");
   }
   if (degreesOfFreedomOption_->count() > 0 &&
       !(degreesOfFreedom_ > 0.0 && std::isfinite(degreesOfFreedom_))) {
@@ -193,20 +184,15 @@ void FitCommand::CheckRanges() const {
   }
 }
 
-void FitCommand::CheckJsonFile() const {
-  if (jsonFile_.empty() || JsonOnly()) return;
-  CheckNotTheData("--json", jsonFile_, options_.source.data);
-  CheckFileWritable(jsonFile_);
-}
-
-void FitCommand::CheckPredictionsFile() const {
-  if (options_.predictions.empty()) return;
-  CheckNotTheData("--predictions", options_.predictions, options_.source.data);
-  const std::filesystem::path predictions(options_.predictions);
-  if (predictions.lexically_normal() == std::filesystem::path(jsonFile_).lexically_normal()) {
-    BadUsage("--json and --predictions name the same file; name two.");
+void FitCommand::TakeOutputFiles() {
+  if (!jsonFile_.empty() && !JsonOnly()) {
+    outputs_.Add("--json", jsonFile_);
+    CheckFileWritable(jsonFile_);
   }
-  CheckTableFile(options_.predictions);
+  if (!options_.predictions.empty()) {
+    outputs_.Add("--predictions", options_.predictions);
+    CheckTableFile(options_.predictions);
+  }
 }
 
 void FitCommand::TakeModelKind() {
@@ -231,20 +217,21 @@ void FitCommand::Run() {
   options_.intercept = !noIntercept_;
   options_.refine = !noRefine_;
   if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;
-  CheckJsonFile();
-  CheckPredictionsFile();
+  TakeOutputFiles();
 
   Interrupt interrupt;
   FitResult fit;
   {
     ProgressBar progress;
-    fit = RunFit(options_, progress, interrupt);
+    fit = RunFit(options_, progress, interrupt, outputs_);
   }
   if (JsonOnly()) {
     WriteStandardOutput(JsonReport(fit));
     return;
   }
-  if (!jsonFile_.empty()) WriteWholeFile(jsonFile_, JsonReport(fit));
+  if (!jsonFile_.empty()) {
+    WriteWholeFile(jsonFile_, JsonReport(fit), [this] { outputs_.Check(); });
+  }
   WriteStandardOutput(TextReport(fit));
 }
 

@@ -5,6 +5,7 @@
 
 #include "host/cli/LogisticArguments.h"
 #include "host/fit/FitOptions.h"
+#include "host/fit/OutputFiles.h"
 
 namespace qvhost {
 
@@ -26,8 +27,7 @@ class FitCommand {
   void AddInference();
   void AddOutput();
   void CheckRanges() const;
-  void CheckJsonFile() const;
-  void CheckPredictionsFile() const;
+  void TakeOutputFiles();
   void TakeModelKind();
   void TakeOptionsOfOneKind();
   [[nodiscard]] bool JsonOnly() const { return jsonFile_ == "-"; }
@@ -41,6 +41,7 @@ class FitCommand {
   bool noIntercept_ = false;
   CLI::Option* noRefineOption_ = nullptr;
   bool noRefine_ = false;
+  OutputFiles outputs_;
   std::string jsonFile_;  ///< "-" for standard output; empty for none.
 };
 

@@ -23,7 +23,7 @@ struct FitOptions {
   std::string formula;
   BindingOptions binding;    ///< The kind of model, the weight columns.
   bool intercept = true;     ///< False takes the intercept out whatever the formula says.
-  double tolerance = 1e-12;  ///< Share of a pivot below which a parameter is redundant; >= 0.
+  double tolerance = 1e-12;  ///< Share of a pivot below which a parameter is redundant; in [0, 1).
   double confidence = 0.95;  ///< Of the limits, in [0, 1).
   std::optional<double> degreesOfFreedom;  ///< Above 0; none: computed. Linear models only.
   bool refine = true;    ///< One step of iterative refinement of a linear model's estimates.

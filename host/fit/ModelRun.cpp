@@ -1,6 +1,8 @@
 #include "host/fit/ModelRun.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstddef>
 #include <new>
 #include <string>
 #include <vector>
@@ -9,8 +11,9 @@
 
 #include "host/Error.h"
 #include "host/fit/CountedRecordIterator.h"
-#include "host/fit/ModelBinding.h"
+#include "host/fit/Overflow.h"
 #include "host/fit/StatusText.h"
+#include "host/fit/UnusableRecords.h"
 #include "qvreg/component/QvRegFactory.h"
 #include "qvreg/component/QvStatusCodes.h"
 #include "qvreg/glm/QvGLMComponent.h"
@@ -23,27 +26,6 @@ namespace {
 
 constexpr int kLinearPasses = 3;    // Parameters, cross-products, residuals.
 constexpr int kCountingPasses = 2;  // Of a logistic model, before its first iteration.
-
-std::string NoRecordText(const RecordUse& records) {
-  if (records.read == 0) return kNoRecordText;
-  std::string text = fmt::format("None of the {} records can be used.", records.read);
-  if (records.missing > 0) {
-    std::string columns;
-    for (const ColumnMissing& column : records.missingByColumn) {
-      columns +=
-          fmt::format("{}'{}' in {}", columns.empty() ? " (" : ", ", column.name, column.count);
-    }
-    text += fmt::format(
-        " In {} a value is missing{}; leave the emptiest column out of the model, "
-        "or fill it.",
-        records.missing, columns.empty() ? "" : columns + ")");
-  }
-  if (records.badWeight > 0) {
-    text += fmt::format(" In {} a weight is missing or not above 0; check the weight columns.",
-                        records.badWeight);
-  }
-  return text;
-}
 
 }  // namespace
 
@@ -87,9 +69,23 @@ void ModelRun::Check(const QvCommon::QvStatus& status) const {
 void ModelRun::Fail(const QvCommon::QvStatus& status) const {
   if (status.GetCode() == QvStatusCode::kCancelled) throw Cancelled();
   if (status.GetCode() == QvStatusCode::kNoRecords) {
-    throw Error(ExitCode::kRunFailed, NoRecordText(Records()));
+    throw Error(ExitCode::kRunFailed,
+                UnusableRecordsText(Records(), table_, component_->GetCompSettings()));
+  }
+  if (status.GetCode() == QvStatusCode::kNothingToFit && WeightsOverflow()) {
+    throw Error(ExitCode::kRunFailed, OverflowText({FreqWeight()}));
   }
   throw Error(ExitCode::kRunFailed, StatusText(status));
+}
+
+const CodedColumn& ModelRun::FreqWeight() const {
+  const int position = component_->GetCompSettings().GetFrequencyWeightVar();
+  return table_.Columns()[static_cast<std::size_t>(position)];
+}
+
+bool ModelRun::WeightsOverflow() const {
+  if (component_->GetCompSettings().GetFrequencyWeightVar() < 0) return false;
+  return !std::isfinite(LargestSize(FreqWeight()) * static_cast<double>(Counts().fUsed));
 }
 
 std::string ModelRun::Stage(int pass) const {

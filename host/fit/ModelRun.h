@@ -41,6 +41,10 @@ class ModelRun {
  private:
   [[noreturn]] void Fail(const QvCommon::QvStatus& status) const;
   void Check(const QvCommon::QvStatus& status) const;
+  /// Of a run with frequency weights.
+  [[nodiscard]] const CodedColumn& FreqWeight() const;
+  /// Whether the frequency weights may add up to more than the largest number.
+  [[nodiscard]] bool WeightsOverflow() const;
   [[nodiscard]] std::string Stage(int pass) const;
   [[nodiscard]] QvRecordCounts Counts() const;
 

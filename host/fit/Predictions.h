@@ -27,12 +27,13 @@ struct PredictedCategories {
 /// A record that lacks only its dependent or a weight is scored.
 ///
 /// `component` has built its model, `output` is its statistics. `progress(records)` is called every
-/// few thousand records with those done so far; may be empty. Reads the table from its start and
+/// few thousand records with those done so far; may be empty. `beforeRename` is
+/// WriteTableFile's. Reads the table from its start and
 /// leaves it at its end. Throws Error as WriteTableFile does, and kRunFailed when the table cannot
 /// be read back; Cancelled when interrupted.
 void WritePredictions(const std::string& path, const CodedTable& table, IQvRegComponent& component,
                       const IQvRegOutputStats& output, const PredictedCategories& categories,
                       const std::function<void(long long records)>& progress,
-                      const Interrupt& interrupt);
+                      const Interrupt& interrupt, const std::function<void()>& beforeRename = {});
 
 }  // namespace qvhost

@@ -8,6 +8,7 @@
 #include "host/fit/FitWarnings.h"
 #include "host/fit/LibraryNumber.h"
 #include "host/fit/OptimizationWarnings.h"
+#include "host/fit/Overflow.h"
 #include "host/fit/ParameterNames.h"
 #include "host/fit/StatusText.h"
 #include "host/inference/Finite.h"
@@ -33,6 +34,7 @@ FitResult ResultBuilder::Build(const FitOptions& options) const {
   } else {
     AddLogisticFit(options, result);
   }
+  RefuseOverflow(result, binding_, table_, run_.Output().GetTotalFreqWeight());
   AddWarnings(options, result);
   AddStatus(result);
   return result;

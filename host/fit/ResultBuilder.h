@@ -19,6 +19,7 @@ class ResultBuilder {
                 const ModelRun& run)
       : formula_(formula), binding_(binding), table_(table), run_(run) {}
 
+  /// Throws Error (kRunFailed) when an overflow cost an estimate.
   [[nodiscard]] FitResult Build(const FitOptions& options) const;
 
  private:

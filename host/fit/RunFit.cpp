@@ -37,7 +37,10 @@ CodedTable Code(const TableSource& source, const ModelBinding& binding, const Fi
   coding.progress = [&](const CodingProgress& at) {
     progress.Show(StageName(at.stage), at.share, at.rows);
   };
-  coding.cancelled = [&] { return interrupt.Requested(); };
+  coding.cancelled = [&] {
+    source.NoteInputs();
+    return interrupt.Requested();
+  };
   return CodeTable(source, binding.columns, coding);
 }
 
@@ -59,13 +62,13 @@ PredictedCategories CategoriesOf(const ModelRun& run, const CodedTable& table) {
 }
 
 void Predict(const std::string& file, const CodedTable& table, const ModelRun& run,
-             ProgressBar& progress, const Interrupt& interrupt) {
+             ProgressBar& progress, const Interrupt& interrupt, const OutputFiles& outputs) {
   const auto total = static_cast<double>(table.RecordCount());
   const auto show = [&](long long records) {
     progress.Show("predicting", static_cast<double>(records) / total, records);
   };
   WritePredictions(file, table, run.Component(), run.Output(), CategoriesOf(run, table), show,
-                   interrupt);
+                   interrupt, [&outputs] { outputs.Check(); });
 }
 
 /// The source for a report, with the query that it went through.
@@ -76,17 +79,23 @@ std::string DataText(const TableSource& source, const DataSource& asked) {
 
 }  // namespace
 
-FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt) {
+FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt,
+                 OutputFiles& outputs) {
   const TableSource source(options.source);
   const Formula formula = ReadFormula(options, source);
+  outputs.SetInputs(source.Inputs());
   const ModelBinding binding = BindModel(formula, source, options.binding);
   RefuseOtherKind(options, binding.kind);
   const CodedTable table = Code(source, binding, options, progress, interrupt);
+  // Some files are opened only while others are read.
+  outputs.SetInputs(source.Inputs());
   RunSettings settings(formula, binding, table, source, options);
   ModelRun run(settings.Get(), table, progress, interrupt);
   run.Build();
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);
-  if (!options.predictions.empty()) Predict(options.predictions, table, run, progress, interrupt);
+  if (!options.predictions.empty()) {
+    Predict(options.predictions, table, run, progress, interrupt, outputs);
+  }
   result.data = DataText(source, options.source);
   progress.Erase();
   return result;

@@ -3,6 +3,7 @@
 #include "host/fit/FitOptions.h"
 #include "host/fit/FitResult.h"
 #include "host/fit/Interrupt.h"
+#include "host/fit/OutputFiles.h"
 #include "host/fit/ProgressBar.h"
 
 namespace qvhost {
@@ -11,12 +12,15 @@ namespace qvhost {
 /// (gone when this returns, however it returns), runs the library over it,
 /// and writes the predictions if asked to.
 ///
-/// Progress goes to `progress`, which is erased at the end; `interrupt` stops the run. Both are
+/// `outputs` learns which files are read, and refuses those that would be replaced: before anything
+/// is computed, when all has been read, and right before the predictions take their name.
+///
+/// Progress goes to `progress`, which is erased at the end; `interrupt` stops the run. All are
 /// borrowed. Runs on the calling thread.
 ///
 /// Throws Error: kBadInput for a formula, a column or data that cannot be used, kRunFailed when the
 /// model cannot be fitted, Cancelled when interrupted.
 [[nodiscard]] FitResult RunFit(const FitOptions& options, ProgressBar& progress,
-                               Interrupt& interrupt);
+                               Interrupt& interrupt, OutputFiles& outputs);
 
 }  // namespace qvhost

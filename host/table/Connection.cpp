@@ -65,7 +65,20 @@ Connection::Connection(const std::string& databaseFile) : handles_(std::make_uni
   Execute(kSessionSettings);
 }
 
+Connection::Connection(std::unique_ptr<Handles> handles) : handles_(std::move(handles)) {}
+
+std::unique_ptr<Connection> Connection::Another() const {
+  auto handles = std::make_unique<Handles>();
+  if (duckdb_connect(handles_->database.Get(), handles->connection.Out()) == DuckDBError) {
+    throw Error(ExitCode::kRunFailed, "DuckDB gave no connection.");
+  }
+  return std::unique_ptr<Connection>(new Connection(std::move(handles)));
+}
+
 Connection::~Connection() {
+  // Another connection leaves the threads to the owner of the database.
+  if (!handles_->database) return;
+
   // A thread of DuckDB's that is just ending a task of an unfinished query still looks at the
   // connection, and waits forever for one that is gone (seen with 1.4.4). So its threads end first:
   // fewer are asked for, and the next query sees to it.

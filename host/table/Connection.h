@@ -23,6 +23,10 @@ class Connection {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
+  /// Another connection to the same database, for short queries while the rows of a query of this
+  /// one are being read. Must not outlive this one.
+  [[nodiscard]] std::unique_ptr<Connection> Another() const;
+
   /// Runs statements for their effect.
   void Execute(const std::string& sql);
 
@@ -44,6 +48,8 @@ class Connection {
   [[nodiscard]] const Handles& Raw() const { return *handles_; }
 
  private:
+  explicit Connection(std::unique_ptr<Handles> handles);
+
   std::unique_ptr<Handles> handles_;
   bool hasFolder_ = false;
 };

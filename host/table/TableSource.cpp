@@ -1,6 +1,8 @@
 #include "host/table/TableSource.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -9,7 +11,9 @@
 #include "host/table/Connection.h"
 #include "host/table/DataFile.h"
 #include "host/table/DatabaseTables.h"
+#include "host/table/NamedFiles.h"
 #include "host/table/NearestName.h"
+#include "host/table/OpenedFiles.h"
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
 #include "host/table/SqlText.h"
@@ -91,6 +95,16 @@ void ShowQuery(Connection& connection, const std::string& sql) {
   }
 }
 
+/// A database and its write-ahead log, which lies beside it, or beside the link that names it; a
+/// file put where there is none would be taken for it.
+void AddDatabase(const std::string& data, InputFiles& files) {
+  constexpr const char* kLog = ".wal";
+  std::error_code error;
+  files.Add(data);
+  files.Add(data + kLog);
+  files.Add(std::filesystem::weakly_canonical(data, error).string() + kLog);
+}
+
 bool SameName(std::string_view a, std::string_view b) {
   const auto lower = [](char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -100,10 +114,11 @@ bool SameName(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-TableSource::TableSource(const DataSource& source) {
+TableSource::TableSource(const DataSource& source) : inputs_(std::make_unique<InputFiles>()) {
   CheckOptions(source);
   const bool isDatabase = IsDatabaseName(source.data);
   connection_ = isDatabase ? OpenDatabase(source.data) : std::make_unique<Connection>();
+  opened_ = std::make_unique<OpenedFiles>(*connection_, OpenedFiles::Limits());
   if (!isDatabase && !source.data.empty()) ShowFile(*connection_, source.data);
 
   if (!source.sql.empty()) {
@@ -121,11 +136,44 @@ TableSource::TableSource(const DataSource& source) {
   }
   columns_ = Reading(
       name_, [this] { return connection_->Describe(fmt::format("SELECT * FROM {}", relation_)); });
+  AddNamedInputs(source);
 }
+
+void TableSource::AddNamedInputs(const DataSource& source) {
+  const bool isDatabase = IsDatabaseName(source.data);
+  if (isDatabase) AddDatabase(source.data, *inputs_);
+  // A view of the database has opened no file so far.
+  if (isStored_) connection_->Execute(fmt::format("EXPLAIN SELECT * FROM {}", relation_));
+  std::vector<std::string> relations = {relation_};
+  if (!isDatabase && !source.data.empty()) relations.emplace_back(kFileView);
+  for (const std::string& relation : relations) {
+    for (const std::string& file :
+         NamedFiles(*connection_, fmt::format("SELECT * FROM {}", relation))) {
+      inputs_->Add(file);
+    }
+  }
+}
+
+const InputFiles& TableSource::Inputs() const {
+  opened_->AddTo(*inputs_);
+  return *inputs_;
+}
+
+void TableSource::NoteInputs() const { opened_->AddInTimeTo(*inputs_); }
 
 TableSource::~TableSource() = default;
 TableSource::TableSource(TableSource&&) noexcept = default;
-TableSource& TableSource::operator=(TableSource&&) noexcept = default;
+TableSource& TableSource::operator=(TableSource&& other) noexcept {
+  // What observes a connection goes before it.
+  opened_ = std::move(other.opened_);
+  connection_ = std::move(other.connection_);
+  inputs_ = std::move(other.inputs_);
+  name_ = std::move(other.name_);
+  relation_ = std::move(other.relation_);
+  isStored_ = other.isStored_;
+  columns_ = std::move(other.columns_);
+  return *this;
+}
 
 std::vector<const ColumnInfo*> TableSource::Matches(std::string_view name) const {
   const auto exact = std::ranges::find(columns_, name, &ColumnInfo::name);

@@ -8,10 +8,12 @@
 
 #include "host/table/ColumnInfo.h"
 #include "host/table/DataSource.h"
+#include "host/table/InputFiles.h"
 
 namespace qvhost {
 
 class Connection;
+class OpenedFiles;
 
 /// An open table: a file, a pattern of files, a table of a database file, or a query, read by an
 /// embedded DuckDB that never reaches for a network. Files are only read, never written.
@@ -47,6 +49,15 @@ class TableSource {
   /// (kBadInput) with DuckDB's own sentence when one of them does not make sense.
   [[nodiscard]] std::vector<ColumnInfo> Describe(const std::vector<std::string>& expressions) const;
 
+  /// The files that the source reads, as far as they are known: those that it names, patterns
+  /// expanded (a database with its write-ahead log), and those that DuckDB has opened by now.
+  /// Throws Error. Valid while the source lives; later calls may add to it.
+  [[nodiscard]] const InputFiles& Inputs() const;
+
+  /// To be called often while a query on the source runs, so that what DuckDB notes of the files
+  /// that it opens takes little memory.
+  void NoteInputs() const;
+
   /// For the coder: the connection, the text that follows FROM, and the kind of source.
   [[nodiscard]] Connection& Database() const { return *connection_; }
   [[nodiscard]] const std::string& Relation() const { return relation_; }
@@ -54,7 +65,11 @@ class TableSource {
   [[nodiscard]] bool IsStored() const { return isStored_; }
 
  private:
+  void AddNamedInputs(const DataSource& source);
+
   std::unique_ptr<Connection> connection_;
+  std::unique_ptr<OpenedFiles> opened_;  ///< Goes before the connection.
+  std::unique_ptr<InputFiles> inputs_;
   std::string name_;
   std::string relation_;
   bool isStored_ = false;

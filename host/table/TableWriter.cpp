@@ -192,7 +192,7 @@ void CheckTableFile(const std::string& path) {
 }
 
 void WriteTableFile(const std::string& path, const std::vector<WrittenColumn>& columns,
-                    const NextRow& nextRow) {
+                    const NextRow& nextRow, const std::function<void()>& beforeRename) {
   const TableFormat format = TableFormatOf(path);
   WholeFile file(path);
   RowSource source{columns, nextRow, false, nullptr};
@@ -208,6 +208,7 @@ void WriteTableFile(const std::string& path, const std::vector<WrittenColumn>& c
     }
   }
   if (source.failure) std::rethrow_exception(source.failure);
+  if (beforeRename) beforeRename();
   file.TakeName();
 }
 

@@ -48,9 +48,12 @@ void CheckTableFile(const std::string& path);
 /// line. Names that differ in nothing but capital letters get a number (`p_A`, `p_a_1`), as DuckDB
 /// does not tell them apart; a zero byte ends a name.
 ///
+/// `beforeRename` is called when everything is written, right before a file takes the name; what it
+/// throws leaves the name as it was and passes through. May be empty.
+///
 /// Throws Error: kBadInput for the ending, kRunFailed, with the file and the reason, when it cannot
 /// be written.
 void WriteTableFile(const std::string& path, const std::vector<WrittenColumn>& columns,
-                    const NextRow& nextRow);
+                    const NextRow& nextRow, const std::function<void()>& beforeRename = {});
 
 }  // namespace qvhost

@@ -147,8 +147,8 @@ TEST_F(CommandErrors, EmptyModel) {
 
 TEST_F(CommandErrors, AllRecordsMissing) {
   Expect(Fit("y ~ x + none"), kRunFailed,
-         "None of the 4 records can be used. In 4 a value is missing ('none' in 4); leave the "
-         "emptiest column out of the model, or fill it.");
+         "None of the 4 records can be used. In 4 a value is missing ('none' in 4); leave 'none' "
+         "out of the model, or fill it.");
 }
 
 TEST_F(CommandErrors, Infinity) {
@@ -161,11 +161,11 @@ TEST_F(CommandErrors, Infinity) {
 
 TEST_F(CommandErrors, WeightColumnAllZero) {
   Expect(Fit("y ~ x", {"--freq-weight", "zero"}), kRunFailed,
-         "None of the 4 records can be used. In 4 a weight is missing or not above 0; check the "
-         "weight columns.");
+         "None of the 4 records can be used. In 4 a weight is missing or not above 0; check "
+         "'zero'.");
   Expect(Fit("y ~ x", {"--regression-weight", "minus"}), kRunFailed,
-         "None of the 4 records can be used. In 4 a weight is missing or not above 0; check the "
-         "weight columns.");
+         "None of the 4 records can be used. In 4 a weight is missing or not above 0; check "
+         "'minus'.");
 }
 
 TEST_F(CommandErrors, WeightThatIsNoColumn) {
@@ -226,12 +226,13 @@ TEST_F(CommandErrors, ValuesOutOfRange) {
     std::string message;
   };
   const std::string confidence = "--confidence must be at least 0 and below 1, such as 0.95.";
-  const std::string tolerance = "--tolerance must be a number from 0 on, such as 1e-12.";
+  const std::string tolerance = "--tolerance must be at least 0 and below 1, such as 1e-12.";
   const std::string df = "--df must be a number above 0.";
   for (const Case& c :
        {Case{{"--confidence", "1"}, confidence}, Case{{"--confidence", "-0.1"}, confidence},
         Case{{"--confidence", "nan"}, confidence}, Case{{"--tolerance", "-1e-9"}, tolerance},
         Case{{"--tolerance", "nan"}, tolerance}, Case{{"--tolerance", "inf"}, tolerance},
+        Case{{"--tolerance", "1"}, tolerance}, Case{{"--tolerance", "1.5"}, tolerance},
         Case{{"--df", "0"}, df}, Case{{"--df", "-3"}, df}, Case{{"--df", "inf"}, df},
         Case{{"--df", "nan"}, df},
         Case{{"--confidence", "high"}, "Could not convert: --confidence = high."},

@@ -144,14 +144,14 @@ TEST(CommandLogisticErrors, ADependentOfOneLevel) {
 
 TEST(CommandLogisticErrors, ADependentWithoutAnyValue) {
   Expect(Fit("none ~ x"), kRunFailed,
-         "None of the 40 records can be used. In 40 a value is missing ('none' in 40); leave the "
-         "emptiest column out of the model, or fill it.");
+         "None of the 40 records can be used. In 40 a value is missing ('none' in 40); fill the "
+         "dependent 'none', or choose another.");
 }
 
 TEST(CommandLogisticErrors, WeightsOfZero) {
   Expect(Fit("answer ~ x", {"--freq-weight", "zero"}), kRunFailed,
-         "None of the 40 records can be used. In 40 a weight is missing or not above 0; check the "
-         "weight columns.");
+         "None of the 40 records can be used. In 40 a weight is missing or not above 0; check "
+         "'zero'.");
 }
 
 TEST(CommandLogisticErrors, ADateAsDependent) {

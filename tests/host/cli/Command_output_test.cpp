@@ -98,8 +98,8 @@ TEST_F(CommandOutput, JsonInPlaceOfTheData) {
   const std::string before = ReadAll(rows_);
   const CommandResult result = Fit({"--json", rows_});
   EXPECT_EQ(result.exitCode, 2);
-  EXPECT_EQ(result.err, "qvreg: --json would replace the data, '" + rows_ +
-                            "'; name another file.\nTry 'qvreg fit --help'.\n");
+  EXPECT_EQ(result.err, "qvreg: --json '" + rows_ + "' would replace the input '" + rows_ +
+                            "'; name another file.\n");
   EXPECT_EQ(ReadAll(rows_), before);
 }
 

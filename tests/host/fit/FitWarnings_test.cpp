@@ -108,7 +108,7 @@ TEST(FitWarnings, MostRecordsLeftOut) {
 
 TEST(FitWarnings, NumbersTooLargeToSquare) {
   const FitResult fit =
-      Fit("SELECT range * 1e200 AS x, (range * 3 % 7) * 1e200 AS y FROM range(12)", "y ~ x");
+      Fit("SELECT range AS x, (range * 3 % 7) * 1e200 AS y FROM range(12)", "y ~ x");
   EXPECT_TRUE(std::ranges::any_of(fit.warnings, [](const std::string& warning) {
     return warning == "Numbers of the data are so large that their squares overflow; rescale them.";
   }));

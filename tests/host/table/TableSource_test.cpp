@@ -162,6 +162,40 @@ TEST_F(TableSourceTest, DescribesExpressions) {
   EXPECT_EQ(RefusalOf([&] { (void)source.Describe({"log(g)"}); }).code, ExitCode::kBadInput);
 }
 
+TEST_F(TableSourceTest, KnowsItsFilesBeforeTheyAreRead) {
+  WriteText("a-1.csv", "x\n1\n");
+  WriteText("a-2.csv", "x\n1\n");
+  WriteText("b.csv", "x\n1\n");
+  const TableSource pattern({Path("a-*.csv"), "", ""});
+  EXPECT_TRUE(pattern.Inputs().Find(Path("a-1.csv")));
+  EXPECT_TRUE(pattern.Inputs().Find(Path("a-2.csv")));
+  EXPECT_FALSE(pattern.Inputs().Find(Path("b.csv")));
+  // A pattern that the query leaves out, and a file whose name the query alone knows.
+  const TableSource query(
+      {Path("a-*.csv"), "", "FROM query('FROM ' || " + QuoteText(QuoteText(Path("b.csv"))) + ")"});
+  EXPECT_TRUE(query.Inputs().Find(Path("a-2.csv")));
+  EXPECT_TRUE(query.Inputs().Find(Path("b.csv")));
+}
+
+TEST_F(TableSourceTest, KnowsTheFilesOfADatabase) {
+  WriteText("a.csv", "x\n1\n");
+  const std::string file =
+      WriteDatabase("d.duckdb",
+                    "CREATE MACRO reads(p) AS TABLE FROM read_csv(p || '.csv'); "
+                    "CREATE VIEW v AS FROM reads(" +
+                        QuoteText(Path("a")) +
+                        "); "
+                        "CREATE TABLE t AS SELECT 1 AS x");
+  std::filesystem::create_symlink(file, Path("link.duckdb"));
+  const TableSource view({Path("link.duckdb"), "v", ""});
+  for (const char* name : {"d.duckdb", "d.duckdb.wal", "link.duckdb", "link.duckdb.wal", "a.csv"}) {
+    EXPECT_TRUE(view.Inputs().Find(Path(name))) << name;
+  }
+  const TableSource table({file, "t", ""});
+  EXPECT_TRUE(table.Inputs().Find(file));
+  EXPECT_FALSE(table.Inputs().Find(Path("a.csv")));
+}
+
 TEST_F(TableSourceTest, StaysUsableWhenMoved) {
   TableSource source = OpenSql("SELECT 1 AS x");
   const TableSource moved = std::move(source);

@@ -1,0 +1,156 @@
+#include "host/table/NamedFiles.h"
+
+#include <map>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+
+#include <fmt/format.h>
+
+#include "host/table/QueryError.h"
+#include "host/table/SqlText.h"
+
+namespace qvhost {
+namespace {
+
+using Json = nlohmann::json;
+
+/// A function that takes the names of files first: read_csv, parquet_metadata, sniff_csv, …
+bool ReadsFiles(const std::string& function) {
+  return function.starts_with("read_") || function.starts_with("parquet_") ||
+         function.ends_with("_scan") || function == "sniff_csv";
+}
+
+std::string Lower(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return text;
+}
+
+std::string Text(const Json& node, const char* key) {
+  const auto found = node.find(key);
+  return found != node.end() && found->is_string() ? found->get<std::string>() : std::string();
+}
+
+/// Finds names in queries as DuckDB has parsed them.
+class NameFinder {
+ public:
+  explicit NameFinder(Connection& connection) : connection_(connection) {
+    // The names of what is no file, with what defines it.
+    for (const auto& row :
+         connection_.Rows("SELECT table_name, '' FROM duckdb_tables() UNION ALL "
+                          "SELECT view_name, sql FROM duckdb_views() WHERE NOT internal UNION ALL "
+                          "SELECT function_name, macro_definition FROM duckdb_functions() "
+                          "WHERE function_type IN ('macro', 'table_macro') AND NOT internal")) {
+      definitions_.emplace(Lower(row[0].value()), row[1].value_or(""));
+    }
+  }
+
+  std::vector<std::string> Find(const std::string& query) {
+    Visit(Parse(query));
+    while (!waiting_.empty()) {
+      const std::string name = *waiting_.begin();
+      waiting_.erase(waiting_.begin());
+      visited_.insert(name);
+      const auto [first, last] = definitions_.equal_range(name);
+      for (auto it = first; it != last; ++it) Visit(ParseDefinition(it->second));
+    }
+    return files_;
+  }
+
+ private:
+  /// Null when DuckDB cannot tell the parts of the text.
+  Json Parse(const std::string& query) {
+    const auto rows =
+        connection_.Rows(fmt::format("SELECT json_serialize_sql({})", QuoteText(query)));
+    Json parsed = Json::parse(rows.at(0).at(0).value_or(""), nullptr, false);
+    return parsed.is_object() && parsed.value("error", true) ? Json() : parsed;
+  }
+
+  /// Of a view (CREATE VIEW name AS query) or a macro (a query or an expression).
+  Json ParseDefinition(const std::string& text) {
+    if (text.empty()) return {};
+    if (Json query = Parse(text); !query.is_null()) return query;
+    if (Json expression = Parse("SELECT " + text); !expression.is_null()) return expression;
+    constexpr std::string_view kAs = " AS ";
+    for (std::size_t at = text.find(kAs); at != std::string::npos; at = text.find(kAs, at + 1)) {
+      if (Json query = Parse(text.substr(at + kAs.size())); !query.is_null()) return query;
+    }
+    return {};
+  }
+
+  void Visit(const Json& query) {
+    std::set<std::string> local;
+    std::vector<std::string> tables;
+    std::vector<const Json*> nodes = {&query};
+    while (!nodes.empty()) {
+      const Json& node = *nodes.back();
+      nodes.pop_back();
+      if (node.is_structured()) {
+        for (const Json& child : node) nodes.push_back(&child);
+      }
+      if (!node.is_object()) continue;
+      if (node.contains("cte_map")) AddNamesOf(node["cte_map"], local);
+      const std::string type = Text(node, "type");
+      if (type == "BASE_TABLE") tables.push_back(Text(node, "table_name"));
+      if (type == "TABLE_FUNCTION") AddArgument(node.value("function", Json()));
+      if (type == "FUNCTION") Await(Lower(Text(node, "function_name")));
+    }
+    for (const std::string& table : tables) AddTable(table, local);
+  }
+
+  static void AddNamesOf(const Json& commonTables, std::set<std::string>& names) {
+    for (const Json& entry : commonTables.value("map", Json::array())) {
+      names.insert(Lower(Text(entry, "key")));
+    }
+  }
+
+  void AddTable(const std::string& table, const std::set<std::string>& local) {
+    const std::string name = Lower(table);
+    if (local.contains(name)) return;
+    if (definitions_.contains(name)) return Await(name);
+    AddFiles(fmt::format("SELECT file FROM glob({})", QuoteText(table)));
+  }
+
+  /// DuckDB itself computes the names and finds what they match.
+  void AddArgument(const Json& function) {
+    if (!ReadsFiles(Lower(Text(function, "function_name")))) return;
+    for (const Json& argument : function.value("children", Json::array())) {
+      const bool isNamed =
+          !Text(argument, "alias").empty() || Text(argument, "class") == "COMPARISON";
+      if (isNamed) continue;
+      Json search = Parse("SELECT file FROM glob('')");
+      search["/statements/0/node/from_table/function/children"_json_pointer] = {argument};
+      AddFiles(fmt::format("SELECT * FROM json_execute_serialized_sql({})",
+                           QuoteText(search.dump(-1, ' ', false, Json::error_handler_t::ignore))));
+      return;
+    }
+  }
+
+  void AddFiles(const std::string& search) {
+    try {
+      for (const auto& row : connection_.Rows(search)) files_.push_back(row[0].value());
+    } catch (const QueryError&) {
+      // A parameter of a macro has no value here.
+    }
+  }
+
+  void Await(const std::string& name) {
+    if (definitions_.contains(name) && !visited_.contains(name)) waiting_.insert(name);
+  }
+
+  Connection& connection_;
+  std::multimap<std::string, std::string> definitions_;
+  std::set<std::string> waiting_;
+  std::set<std::string> visited_;
+  std::vector<std::string> files_;
+};
+
+}  // namespace
+
+std::vector<std::string> NamedFiles(Connection& connection, const std::string& query) {
+  return NameFinder(connection).Find(query);
+}
+
+}  // namespace qvhost
