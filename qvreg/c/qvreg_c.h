@@ -27,8 +27,9 @@
  *   words of an exception, is shown as '?'.
  * - A missing number is QVREG_MISSING_VALUE. A NaN or an infinity is not missing: as a covariate
  *   it makes the covariate's parameters redundant, without an error or a warning; as the dependent
- *   of a linear model it makes the estimates NaN. A host whose missing numbers are NaN turns them
- *   into QVREG_MISSING_VALUE; qvreg_results_get_means shows what got in all the same.
+ *   of a linear model it makes the estimates 0 and the fit statistics missing. A host whose missing
+ *   numbers are NaN turns them into QVREG_MISSING_VALUE; qvreg_results_get_means shows what got in
+ *   all the same.
  * - A handle is used by one thread at a time, except that qvreg_component_cancel and
  *   qvreg_results_cancel may be called by any. A component and all results made of it count as one
  *   handle here, since they share what they compute with.

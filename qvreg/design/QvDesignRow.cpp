@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "qvreg/common/QvBitSet.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
@@ -41,6 +42,14 @@ void QvDesignRow::Append(int index, double value) {
   fIndices[static_cast<std::size_t>(fCount)] = index;
   fValues[static_cast<std::size_t>(fCount)] = value;
   ++fCount;
+}
+
+void QvDesignRow::Remove(const QvCommon::QvBitSet& columns) {
+  const auto count = static_cast<std::size_t>(fCount);
+  fCount = 0;
+  for (std::size_t a = 0; a < count; ++a) {
+    if (!columns.IsIn(fIndices[a])) Append(fIndices[a], fValues[a]);
+  }
 }
 
 bool QvDesignRow::Expand(const double* values) {

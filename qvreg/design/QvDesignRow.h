@@ -3,6 +3,9 @@
 #include <cstddef>
 #include <vector>
 
+namespace QvCommon {
+class QvBitSet;
+}
 class QvFactorTables;
 class QvRegrParameter;
 
@@ -32,6 +35,8 @@ class QvDesignRow {
                       std::vector<double>& outValues) const;
   /// The value of an effect's columns for a row. REQUIRES: an effect of Setup.
   [[nodiscard]] double EffectValue(std::size_t effect, const double* values) const;
+  /// Takes the values of the columns whose bit is set out of the row.
+  void Remove(const QvCommon::QvBitSet& columns);
   /// Adds a value behind the others, such as the dependent's. REQUIRES: a larger index; once per
   /// Expand.
   void Append(int index, double value);

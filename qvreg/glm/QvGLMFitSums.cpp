@@ -6,16 +6,31 @@
 
 using QvCommon::QvTwofold;
 
-// Weighted before squared throughout: the square alone may leave the range of a double.
+namespace {
+
+/// A record's share in the sums.
+struct Terms {
+  QvTwofold residual;
+  QvTwofold square;
+  QvTwofold deviation;
+};
+
+/// Weighted before squared: the square alone may leave the range of a double.
 QVREG_FMA_CLONES
+Terms TermsOf(double w, double residual, double deviation) {
+  const QvTwofold weighted = QvTwofold::Product(w, deviation);
+  return {QvTwofold::Product(w, residual).Times(residual), weighted.Times(deviation), weighted};
+}
+
+}  // namespace
+
 void QvGLMFitSums::Add(double w, double y, double residual) {
   if (w == 0.0) return;
-  fResiduals.Add(QvTwofold::Product(w, residual).Times(residual));
-  const double deviation = y - fMean;
-  const QvTwofold weighted = QvTwofold::Product(w, deviation);
-  fSquares.Add(weighted.Times(deviation));
+  const Terms terms = TermsOf(w, residual, y - fMean);
+  fResiduals.Add(terms.residual);
+  fSquares.Add(terms.square);
   if (!fbCentred) return;
-  fDeviations.Add(weighted);
+  fDeviations.Add(terms.deviation);
   fWeights.Add({w, 0.0});
   if (fbEmpty) fFirst = y;
   fbEmpty = false;

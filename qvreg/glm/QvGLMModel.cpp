@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
@@ -67,8 +68,11 @@ double QvGLMModel::RecordWeight(const double* values) const {
 bool QvGLMModel::AddRecord(const double* values) {
   if (!HasMatrix() || fbSwept || values == nullptr) return false;
   const double w = RecordWeight(values);
+  const double y = values[fSettings.GetDependent()];
+  fbWeightsFinite = fbWeightsFinite && std::isfinite(w);
+  fbDependentFinite = fbDependentFinite && std::isfinite(y);
   fDesignRow.Expand(values);
-  fDesignRow.Append(GetNParameters(), values[fSettings.GetDependent()]);
+  fDesignRow.Append(GetNParameters(), y);
   if (fDesignRow.GetCount() == fMatrix->GetOrder()) {
     // Every column is there: the non-zeros are the dense row.
     fMatrix->UpdateXX(fDesignRow.GetValues(), w);
@@ -85,18 +89,41 @@ bool QvGLMModel::AddRecord(const double* values) {
   return true;
 }
 
+void QvGLMModel::FindNonFiniteColumns() {
+  const int p = GetNParameters();
+  fNonFinite.Resize(p, false);
+  fNonFinite.Clear();
+  for (int k = 0; k < p; ++k) {
+    const bool isFinite = fbWeightsFinite && std::isfinite(fMatrix->GetElem(k, k)) &&
+                          (!fbDependentFinite || std::isfinite(fMatrix->GetElem(p, k)));
+    if (isFinite) continue;
+    fNonFinite.Set(k, true);
+    fbHasNonFinite = true;
+    // Such a pivot is never swept, and what is not swept changes its own row and column only.
+    fMatrix->SetElem(k, k, std::numeric_limits<double>::quiet_NaN());
+  }
+}
+
+bool QvGLMModel::ReadEstimates() {
+  if (!fMatrix->GetRegCoeffs(fEstimates, fRedundancy)) return false;
+  const bool areFinite = std::all_of(fEstimates.begin(), fEstimates.end(),
+                                     [](double estimate) { return std::isfinite(estimate); });
+  fbDependentFinite = fbDependentFinite && areFinite;
+  if (!fbDependentFinite) std::fill(fEstimates.begin(), fEstimates.end(), 0.0);
+  return true;
+}
+
 QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
   if (fbSwept) return {QvStatusCode::kAlreadyBuilt, false};
+  FindNonFiniteColumns();
   // Units become shares of the scale once rather than record by record: whole weights then count
   // without rounding error.
   QvPivotSweep sweep(*fMatrix, fUnitOverScale);
   const QvStatus status = sweep.Run(GetNParameters(), GetNParameters() + 1,
                                     fSettings.GetTolerance(), fRedundancy, cancel);
   if (status.IsError()) return status;
-  if (!fMatrix->GetRegCoeffs(fEstimates, fRedundancy)) {
-    return {QvStatusCode::kTooManyParameters, false};
-  }
+  if (!ReadEstimates()) return {QvStatusCode::kTooManyParameters, false};
   fMatrix->ZeroOutRedundant(fRedundancy);
   if (fSettings.GetRefineEstimates()) {
     // Divided after the refinement, whose corrections the quotient may be too small for.
@@ -122,6 +149,7 @@ void QvGLMModel::ResidualStep(const double* values) {
   const double w = RecordWeight(values);
   const double y = values[fSettings.GetDependent()];
   fDesignRow.Expand(values);
+  if (fbHasNonFinite) fDesignRow.Remove(fNonFinite);
   const double residual = fRefinement ? fRefinement->AddRecord(fDesignRow, y, w, fEstimates)
                                       : y - fDesignRow.InnerProduct(fEstimates);
   fSums.Add(w, y, residual);
@@ -129,21 +157,31 @@ void QvGLMModel::ResidualStep(const double* values) {
 }
 
 double QvGLMModel::ApplyRefinement() {
-  const double decrease = fRefinement->Apply(*fMatrix, fUnitOverScale, fEstimates);
+  const double decrease =
+      fbDependentFinite ? fRefinement->Apply(*fMatrix, fUnitOverScale, fEstimates) : 0.0;
   fRefinement.reset();
   DivideByScale();
   return decrease;
+}
+
+void QvGLMModel::ComputeFitStatistics() {
+  if (!std::isfinite(fResidualSum) || !std::isfinite(fTotalSum)) {
+    fbDependentFinite = fbDependentFinite && !fbWeightsFinite;
+    fRootMeanSquareError = fMultipleRSquare = QvMV::gMissingValue;
+    return;
+  }
+  if (fScale > 0.0) fRootMeanSquareError = std::sqrt(fResidualSum);
+  if (fTotalSum > 0.0) {
+    const double rSquare = 1.0 - fResidualSum / fTotalSum;
+    fMultipleRSquare = rSquare > kLeastRSquare ? rSquare : 0.0;
+  }
 }
 
 QvStatus QvGLMModel::Fit() {
   const double decrease = fRefinement ? ApplyRefinement() : 0.0;
   fResidualSum = std::max(fSums.GetResidualSum() - decrease, 0.0) * fUnitOverScale;
   fTotalSum = fSums.GetTotalSum() * fUnitOverScale;
-  if (fScale > 0.0) fRootMeanSquareError = std::sqrt(fResidualSum);
-  if (fTotalSum > 0.0) {
-    const double rSquare = 1.0 - fResidualSum / fTotalSum;
-    fMultipleRSquare = rSquare > kLeastRSquare ? rSquare : 0.0;
-  }
+  ComputeFitStatistics();
   if (fWeightedRecordCount == 0 || fScale <= 0.0) return {QvStatusCode::kNothingToFit, false};
   return {};
 }
@@ -157,7 +195,15 @@ bool QvGLMModel::ExpandRow(const double* values, double dependent, std::vector<d
 }
 
 double QvGLMModel::GetPredictedValue(const double* values) {
-  return fDesignRow.Expand(values) ? fDesignRow.InnerProduct(fEstimates) : QvMV::gMissingValue;
+  if (!fDesignRow.Expand(values)) return QvMV::gMissingValue;
+  double sum = 0.0;
+  for (int a = 0; a < fDesignRow.GetCount(); ++a) {
+    const auto place = static_cast<std::size_t>(a);
+    const double estimate = fEstimates[static_cast<std::size_t>(fDesignRow.GetIndices()[place])];
+    // A column without an estimate may hold anything.
+    if (estimate != 0.0) sum += estimate * fDesignRow.GetValues()[place];
+  }
+  return sum;
 }
 
 void QvGLMModel::Display() const {

@@ -45,8 +45,9 @@ class QvGLMModel {
   QvCommon::QvStatus Sweep(QvCancelInfo& cancel);
   /// Accumulates a record into the residual and total sums. REQUIRES: swept.
   void ResidualStep(const double* values);
-  /// Applies the refinement, when the settings ask for it, and computes the fit statistics. 308
-  /// without a weighted record or a positive scale.
+  /// Applies the refinement, when the settings ask for it, and computes the fit statistics, the
+  /// missing value for one whose sums are not finite. 308 without a weighted record or a positive
+  /// scale.
   QvCommon::QvStatus Fit();
 
   /// The dense design row: p values, then `dependent`. False when a level combination has no
@@ -72,7 +73,14 @@ class QvGLMModel {
   [[nodiscard]] const std::vector<int>& GetNumbersOfParameters() const { return fNParameters; }
   /// p + 1 bits; set for a kept parameter, the dependent's always clear.
   [[nodiscard]] const QvCommon::QvBitSet& GetRedundancy() const { return fRedundancy; }
+  /// Always finite; 0 for a redundant parameter, and for all where the dependent is not finite.
   [[nodiscard]] const std::vector<double>& GetEstimates() const { return fEstimates; }
+  /// p bits, set for a parameter that was left out of the model because a weighted product of its
+  /// column with itself or with the dependent was not finite, or a weight; it is redundant.
+  [[nodiscard]] const QvCommon::QvBitSet& GetNonFinite() const { return fNonFinite; }
+  /// False when a value of the dependent was not finite, or so large that an estimate or a fit
+  /// statistic was not.
+  [[nodiscard]] bool IsDependentFinite() const { return fbDependentFinite; }
   /// This and the total sum: after the fit.
   [[nodiscard]] double GetResidualSum() const { return fResidualSum; }
   [[nodiscard]] double GetTotalSum() const { return fTotalSum; }
@@ -87,10 +95,15 @@ class QvGLMModel {
  private:
   /// The record's frequency weight times its regression weight, in units of fWeightUnit.
   [[nodiscard]] double RecordWeight(const double* values) const;
+  /// Finds the columns to leave out and keeps the sweep from them.
+  void FindNonFiniteColumns();
+  /// Reads the estimates from the swept matrix; false without memory.
+  bool ReadEstimates();
   /// Divides the matrix, swept, by the scale.
   void DivideByScale();
   /// Corrects the estimates; by how much that lowers the residual sum.
   double ApplyRefinement();
+  void ComputeFitStatistics();
 
   const QvRegSettings& fSettings;
   const QvFactorTables* fpFactorTables = nullptr;
@@ -103,6 +116,10 @@ class QvGLMModel {
   long long fRecordsAdded = 0;
   QvCommon::QvBitSet fRedundancy;
   std::vector<double> fEstimates;
+  QvCommon::QvBitSet fNonFinite;
+  bool fbHasNonFinite = false;
+  bool fbWeightsFinite = true;
+  bool fbDependentFinite = true;
   /// Zero between records.
   std::vector<double> fDenseRow;
   QvDesignRow fDesignRow;

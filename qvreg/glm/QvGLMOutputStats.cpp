@@ -21,6 +21,8 @@ QvGLMOutputStats::QvGLMOutputStats(const QvRegSettings& settings, QvGLMAlgorithm
       fRootMeanSquareError(algorithm.GetModel().GetRootMeanSquareError()),
       fMultipleRSquare(algorithm.GetModel().GetMultipleRSquare()),
       fRedundancy(algorithm.GetModel().GetRedundancy()),
+      fNonFinite(algorithm.GetModel().GetNonFinite()),
+      fbDependentFinite(algorithm.GetModel().IsDependentFinite()),
       fCovariance(algorithm.GetModel().GetNParameters()),
       fRecordValidator(algorithm.GetRecordValidator()),
       fRecordCounts(algorithm.GetRecordCounts()),
@@ -52,6 +54,10 @@ double QvGLMOutputStats::GetModelFitStat(QvConst::QvModelFitStat stat) const {
       return QvMV::gMissingValue;
   }
 }
+
+const QvCommon::QvBitSet& QvGLMOutputStats::GetNonFiniteParameters() const { return fNonFinite; }
+
+bool QvGLMOutputStats::IsDependentFinite() const { return fbDependentFinite; }
 
 bool QvGLMOutputStats::ExpandRow(const QvCommon::Record& record, std::vector<double>& row) const {
   try {

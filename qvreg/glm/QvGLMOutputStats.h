@@ -55,6 +55,15 @@ class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
 
   /// How many records the run read, used and left out.
   [[nodiscard]] const QvRecordCounts& GetRecordCounts() const { return fRecordCounts; }
+  /// One bit per parameter, set for one whose column was not finite: some value of it, or a sum of
+  /// its weighted products with itself or with the dependent, is infinite or not a number. Such a
+  /// parameter is redundant, and the fit is that of the model without it. A weight that is not
+  /// finite concerns all; the fit statistics are then the missing value.
+  [[nodiscard]] const QvCommon::QvBitSet& GetNonFiniteParameters() const;
+  /// False when some value of the dependent was not finite, or too large for an estimate or for a
+  /// sum of squares: both fit statistics are then the missing value, and the estimates 0 unless
+  /// only a sum of squares is concerned.
+  [[nodiscard]] bool IsDependentFinite() const;
 
  private:
   void FillParamStats();
@@ -70,6 +79,8 @@ class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
   double fMultipleRSquare;
   std::vector<QvRegrParameterStats> fParamStats;
   QvCommon::QvBitSet fRedundancy;
+  QvCommon::QvBitSet fNonFinite;
+  bool fbDependentFinite;
   QvCommon::QvSymMatrix fCovariance;
   QvRegRecordValidator fRecordValidator;
   QvRecordCounts fRecordCounts;

@@ -1,5 +1,6 @@
 #include "qvreg/glm/QvGLMRefinement.h"
 
+#include <cmath>
 #include <cstddef>
 
 #include "qvreg/common/QvPlatform.h"
@@ -38,9 +39,11 @@ double QvGLMRefinement::Apply(const QvCommon::QvSymMatrix& inverse, double facto
     QvTwofold correction;
     for (std::size_t j = 0; j < estimates.size(); ++j) {
       const double element = inverse.GetElem(static_cast<int>(i), static_cast<int>(j));
-      correction.Add(QvTwofold::Product(element, fGradient[j].Value()));
+      // A gradient that is not finite spoils no correction that it has no part in.
+      if (element != 0.0) correction.Add(QvTwofold::Product(element, fGradient[j].Value()));
     }
     const double change = factor * correction.Value();
+    if (!std::isfinite(change)) continue;
     estimates[i] += change;
     decrease += change * fGradient[i].Value();
   }

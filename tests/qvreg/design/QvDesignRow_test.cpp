@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "qvreg/common/QvBitSet.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/settings/QvRegrParameter.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
@@ -89,6 +90,17 @@ TEST_F(QvDesignRowTest, MultipliesWithCoefficients) {
   Expand({2, 3, 5});
   // 1 x 10 + 1 x 30 + 45 x 2 + 3 x (-1); coefficients of other columns do not matter.
   EXPECT_EQ(row_.InnerProduct({10, 1000, 30, 2, 1000, -1}), 127.0);
+}
+
+TEST_F(QvDesignRowTest, RemovesColumns) {
+  Expand({2, 3, 5});
+  QvCommon::QvBitSet columns(6);
+  columns.Set(1, true);  // Not in the row.
+  columns.Set(2, true);
+  columns.Set(5, true);
+  row_.Remove(columns);
+  EXPECT_EQ(row_.GetCount(), 2);
+  EXPECT_EQ(Dense(), (std::vector<double>{1, 0, 0, 45, 0, 0, 0}));
 }
 
 TEST_F(QvDesignRowTest, UnscatterClearsWhatScatterWrote) {

@@ -67,6 +67,20 @@ TEST_F(QvGLMRefinementTest, OneStepSolvesAnOrthogonalProblem) {
   EXPECT_NEAR(decrease, 3 * 1 + 2 * 25, 1e-13) << "no residual is left";
 }
 
+TEST_F(QvGLMRefinementTest, ACorrectionThatIsNotFiniteIsNotMade) {
+  // The gradient of the first column is 3 x 2^600 x 2^500.
+  const Doubles start{0, 0};
+  AddRecord(0x1p+500, 0, 0x1p+600, 3, start);
+  AddRecord(0, 5, 20, 2, start);
+  QvCommon::QvSymMatrix inverse(2);
+  inverse.SetElem(0, 0, 1);
+  inverse.SetElem(1, 1, 1.0 / 50);
+  Doubles estimates = start;
+  EXPECT_NEAR(refinement_.Apply(inverse, 1.0, estimates), 2 * 20 * 20, 1e-12);
+  EXPECT_EQ(estimates[0], 0.0);
+  EXPECT_NEAR(estimates[1], 4.0, 1e-15);
+}
+
 TEST_F(QvGLMRefinementTest, ResidualsKeepWhatPlainArithmeticLoses) {
   // 1e8 x 1e8 + 1 - 1e16 is 1, which the sum in double would lose.
   EXPECT_EQ(AddRecord(1e8, 1, 1e16, 1, {1e8, 1}), -1.0);
