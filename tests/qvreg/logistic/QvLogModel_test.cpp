@@ -318,19 +318,6 @@ TEST_F(QvLogModelTest, StartingValuesAreLogRatiosOfTheWeightedCounts) {
   for (const std::size_t slope : {1U, 2U, 4U, 5U}) EXPECT_EQ(values[slope], 0.0);
 }
 
-TEST_F(QvLogModelTest, StartingValuesMultiplyFrequencyAndRegressionWeights) {
-  settings_.FrequencyWeight(kFrequency).RegressionWeight(kRegression);
-  const auto made = Ready();
-  QvStatus status;
-  Doubles values;
-  made->model.GetStartingValues(status, values);
-  EXPECT_TRUE(status.IsOK());
-  // Weights 2, 1 + 2 and 0.5 + 4.
-  EXPECT_NEAR(values[0], std::log(2.0 / 4.5), 1e-15);
-  EXPECT_NEAR(values[3], std::log(3.0 / 4.5), 1e-15);
-  EXPECT_EQ(made->model.GetCategories().GetWeightedCounts(), (Doubles{2, 2, 5}));
-}
-
 TEST_F(QvLogModelTest, StartingValuesOfACategoryWithoutWeightAre303) {
   // Frequency and regression weight are positive, and their product is not.
   settings_.FrequencyWeight(kFrequency).RegressionWeight(kRegression);
