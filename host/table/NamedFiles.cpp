@@ -36,16 +36,8 @@ std::string Text(const Json& node, const char* key) {
 /// Finds names in queries as DuckDB has parsed them.
 class NameFinder {
  public:
-  explicit NameFinder(Connection& connection) : connection_(connection) {
-    // The names of what is no file, with what defines it.
-    for (const auto& row :
-         connection_.Rows("SELECT table_name, '' FROM duckdb_tables() UNION ALL "
-                          "SELECT view_name, sql FROM duckdb_views() WHERE NOT internal UNION ALL "
-                          "SELECT function_name, macro_definition FROM duckdb_functions() "
-                          "WHERE function_type IN ('macro', 'table_macro') AND NOT internal")) {
-      definitions_.emplace(Lower(row[0].value()), row[1].value_or(""));
-    }
-  }
+  NameFinder(Connection& connection, const Definitions& definitions)
+      : connection_(connection), definitions_(definitions) {}
 
   std::vector<std::string> Find(const std::string& query) {
     Visit(Parse(query));
@@ -141,7 +133,7 @@ class NameFinder {
   }
 
   Connection& connection_;
-  std::multimap<std::string, std::string> definitions_;
+  const Definitions& definitions_;
   std::set<std::string> waiting_;
   std::set<std::string> visited_;
   std::vector<std::string> files_;
@@ -149,8 +141,21 @@ class NameFinder {
 
 }  // namespace
 
-std::vector<std::string> NamedFiles(Connection& connection, const std::string& query) {
-  return NameFinder(connection).Find(query);
+Definitions DefinitionsOf(Connection& connection) {
+  Definitions definitions;
+  for (const auto& row :
+       connection.Rows("SELECT table_name, '' FROM duckdb_tables() UNION ALL "
+                       "SELECT view_name, sql FROM duckdb_views() WHERE NOT internal UNION ALL "
+                       "SELECT function_name, macro_definition FROM duckdb_functions() "
+                       "WHERE function_type IN ('macro', 'table_macro') AND NOT internal")) {
+    definitions.emplace(Lower(row[0].value()), row[1].value_or(""));
+  }
+  return definitions;
+}
+
+std::vector<std::string> NamedFiles(Connection& connection, const std::string& query,
+                                    const Definitions& definitions) {
+  return NameFinder(connection, definitions).Find(query);
 }
 
 }  // namespace qvhost

@@ -13,7 +13,8 @@ void OpenedFiles::AddTo(InputFiles& files) {
   std::int64_t entries = 0;
   std::int64_t names = 0;
   for (const auto& row : observer_->Rows(
-           "SELECT path, count(*) FROM duckdb_logs_parsed('FileSystem') GROUP BY path")) {
+           "SELECT json_extract_string(message, '$.path') AS path, count(*) FROM duckdb_logs "
+           "WHERE type = 'FileSystem' GROUP BY path")) {
     if (!row[0]) continue;
     files.Add(*row[0]);
     ++names;

@@ -11,7 +11,6 @@
 #include "host/table/Connection.h"
 #include "host/table/DataFile.h"
 #include "host/table/DatabaseTables.h"
-#include "host/table/NamedFiles.h"
 #include "host/table/NearestName.h"
 #include "host/table/OpenedFiles.h"
 #include "host/table/PreparedQuery.h"
@@ -57,13 +56,12 @@ std::unique_ptr<Connection> OpenDatabase(const std::string& data) {
   return Reading(data, [&data] { return std::make_unique<Connection>(data); });
 }
 
-/// Makes a file or pattern visible as a view.
-void ShowFile(Connection& connection, const std::string& data) {
-  const std::string pattern = PatternOf(connection, data);
+/// Makes a file or pattern visible as a view; the view's query.
+std::string ShowFile(Connection& connection, const std::string& data) {
+  const std::string query = fmt::format("SELECT * FROM {}", QuoteText(PatternOf(connection, data)));
   Reading(data, [&] {
     try {
-      connection.Execute(
-          fmt::format("CREATE TEMP VIEW {} AS SELECT * FROM {}", kFileView, QuoteText(pattern)));
+      connection.Execute(fmt::format("CREATE TEMP VIEW {} AS {}", kFileView, query));
     } catch (const QueryError& error) {
       if (!error.IsUnknownFormat()) throw;
       Refuse(
@@ -72,6 +70,7 @@ void ShowFile(Connection& connection, const std::string& data) {
                       data));
     }
   });
+  return query;
 }
 
 void CheckQuery(Connection& connection, const std::string& sql) {
@@ -119,7 +118,15 @@ TableSource::TableSource(const DataSource& source) : inputs_(std::make_unique<In
   const bool isDatabase = IsDatabaseName(source.data);
   connection_ = isDatabase ? OpenDatabase(source.data) : std::make_unique<Connection>();
   opened_ = std::make_unique<OpenedFiles>(*connection_, OpenedFiles::Limits());
-  if (!isDatabase && !source.data.empty()) ShowFile(*connection_, source.data);
+  Definitions definitions;
+  if (isDatabase) {
+    definitions = DefinitionsOf(*connection_);
+    AddDatabase(source.data, *inputs_);
+  } else if (!source.data.empty()) {
+    const std::string query = ShowFile(*connection_, source.data);
+    AddNamed(query, definitions);
+    definitions.emplace(kFileView, query);
+  }
 
   if (!source.sql.empty()) {
     ShowQuery(*connection_, source.sql);
@@ -136,22 +143,14 @@ TableSource::TableSource(const DataSource& source) : inputs_(std::make_unique<In
   }
   columns_ = Reading(
       name_, [this] { return connection_->Describe(fmt::format("SELECT * FROM {}", relation_)); });
-  AddNamedInputs(source);
-}
-
-void TableSource::AddNamedInputs(const DataSource& source) {
-  const bool isDatabase = IsDatabaseName(source.data);
-  if (isDatabase) AddDatabase(source.data, *inputs_);
+  AddNamed(source.sql.empty() ? fmt::format("SELECT * FROM {}", relation_) : source.sql,
+           definitions);
   // A view of the database has opened no file so far.
   if (isStored_) connection_->Execute(fmt::format("EXPLAIN SELECT * FROM {}", relation_));
-  std::vector<std::string> relations = {relation_};
-  if (!isDatabase && !source.data.empty()) relations.emplace_back(kFileView);
-  for (const std::string& relation : relations) {
-    for (const std::string& file :
-         NamedFiles(*connection_, fmt::format("SELECT * FROM {}", relation))) {
-      inputs_->Add(file);
-    }
-  }
+}
+
+void TableSource::AddNamed(const std::string& query, const Definitions& definitions) {
+  for (const std::string& file : NamedFiles(*connection_, query, definitions)) inputs_->Add(file);
 }
 
 const InputFiles& TableSource::Inputs() const {

@@ -9,6 +9,7 @@
 #include "host/table/ColumnInfo.h"
 #include "host/table/DataSource.h"
 #include "host/table/InputFiles.h"
+#include "host/table/NamedFiles.h"
 
 namespace qvhost {
 
@@ -65,7 +66,7 @@ class TableSource {
   [[nodiscard]] bool IsStored() const { return isStored_; }
 
  private:
-  void AddNamedInputs(const DataSource& source);
+  void AddNamed(const std::string& query, const Definitions& definitions);
 
   std::unique_ptr<Connection> connection_;
   std::unique_ptr<OpenedFiles> opened_;  ///< Goes before the connection.

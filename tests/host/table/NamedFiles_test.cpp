@@ -20,7 +20,8 @@ class NamedFilesTest : public TableTest {
   /// The names of the files found, without their folder; FOLDER in the query is that folder.
   [[nodiscard]] std::vector<std::string> Find(std::string query) {
     std::vector<std::string> names;
-    for (const std::string& file : NamedFiles(connection_, Placed(std::move(query)))) {
+    for (const std::string& file :
+         NamedFiles(connection_, Placed(std::move(query)), DefinitionsOf(connection_))) {
       EXPECT_TRUE(file.starts_with(Path(""))) << file;
       names.push_back(file.substr(Path("").size()));
     }
