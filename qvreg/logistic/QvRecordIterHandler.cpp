@@ -53,11 +53,13 @@ QvStatus QvRecordIterHandler::ComputeStatsForOptimizer(bool llOnly) {
   const QvRecordPassEnds ends{{}, {}, {QvStatusCode::kNoFurtherPass, false}};
   QvRecordPass pass(*fpIter, *fpCancel, *fpValidator, ends);
   const QvFactorTables* tables = fpModel->GetFactorTables();
+  long long nUsed = 0;
   const QvStatus result =
       pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus& status) {
         if (verdict != QvRecordVerdict::kValid) return true;
         // A record that the first pass could not count takes no part.
         if (tables != nullptr && !tables->IsInRange(record)) return true;
+        ++nUsed;
         if (AddRecord(record, llOnly)) return true;
         fStatus = status = QvStatus(QvStatusCode::kStageMissing, false);
         return false;
@@ -65,5 +67,7 @@ QvStatus QvRecordIterHandler::ComputeStatsForOptimizer(bool llOnly) {
   if (!fStatus.IsError() && pass.GetNewPassResult() != QvCommon::kIterOk) {
     fStatus = QvStatus(QvStatusCode::kNoRecords, false);
   }
+  const bool isWhole = !result.IsError() && !fpCancel->IsFlagSet();
+  if (isWhole && tables != nullptr) tables->NoteLaterPass(nUsed);
   return result;
 }
