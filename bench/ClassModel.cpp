@@ -1,5 +1,7 @@
 #include "bench/ClassModel.h"
 
+#include "bench/Require.h"
+
 namespace qvbench {
 
 ClassModel::ClassModel(const ClassRecords& shape) {
@@ -10,20 +12,20 @@ ClassModel::ClassModel(const ClassRecords& shape) {
 
   const QvModelEffect empty(nFactors, shape.covariates, &variables_);
   for (int var = 0; var < shape.covariates; ++var) {
-    settings_.AddCovariate(var);
+    Require(settings_.AddCovariate(var) > 0);
     QvModelEffect effect = empty;
-    effect.AddCovariate(var);
-    settings_.AddModelEffect(effect);
+    Require(effect.AddCovariate(var) > 0);
+    Require(settings_.AddModelEffect(effect));
   }
   int var = shape.covariates;
   for (const int count : shape.levels) {
-    settings_.AddFactor(var, count);
+    Require(settings_.AddFactor(var, count) > 0);
     QvModelEffect effect = empty;
-    effect.AddNewFactor(var++, false);
-    settings_.AddModelEffect(effect);
+    Require(effect.AddNewFactor(var++, false));
+    Require(settings_.AddModelEffect(effect));
   }
-  settings_.SetDependent(shape.Dependent());
-  settings_.SetDependentRefCat(QvLogRegSettings::kLastObserved, shape.classes);
+  Require(settings_.SetDependent(shape.Dependent()));
+  Require(settings_.SetDependentRefCat(QvLogRegSettings::kLastObserved, shape.classes));
 }
 
 }  // namespace qvbench

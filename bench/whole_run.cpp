@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bench/Arguments.h"
+#include "bench/Require.h"
 #include "bench/TimedFit.h"
 #include "qvreg/qvreg.h"
 
@@ -17,12 +18,12 @@ namespace {
 QvRegSettings MakeSettings(const std::vector<int>& covariates, bool refine) {
   QvRegSettings settings;
   const auto count = static_cast<int>(covariates.size());
-  settings.SetDependent(count);
+  qvbench::Require(settings.SetDependent(count));
   for (const int var : covariates) {
-    settings.AddCovariate(var);
+    qvbench::Require(settings.AddCovariate(var) > 0);
     QvModelEffect effect(0, count, &covariates);
-    effect.AddCovariate(var);
-    settings.AddModelEffect(effect);
+    qvbench::Require(effect.AddCovariate(var) > 0);
+    qvbench::Require(settings.AddModelEffect(effect));
   }
   settings.SetRefineEstimates(refine);
   return settings;

@@ -182,24 +182,35 @@ int main(int count, char** arguments) {
   Listener listener;
   TimeLimit limit(count == 3 ? std::strtod(arguments[2], nullptr) : 60.0);
 
+  // What is refused is not part of the model: every answer counts.
   QvLogRegSettings settings;
-  settings.SetDependent(kOrigin);
-  settings.SetDependentRefCat(QvLogRegSettings::kLastObserved, static_cast<int>(origins.size()));
+  const auto nOrigins = static_cast<int>(origins.size());
+  bool isTaken = settings.SetDependent(kOrigin) &&
+                 settings.SetDependentRefCat(QvLogRegSettings::kLastObserved, nOrigins);
   settings.SetProgressListener(&listener);
   settings.SetCancelPointer(&limit);
   const std::vector<int> variables{kDisplacement, kHorsepower};  // no factors, two covariates
   for (const int variable : variables) {
-    settings.AddCovariate(variable);
     QvModelEffect effect(0, 2, &variables);
-    effect.AddCovariate(variable);
-    settings.AddModelEffect(effect);
+    isTaken = isTaken && settings.AddCovariate(variable) > 0 && effect.AddCovariate(variable) > 0 &&
+              settings.AddModelEffect(effect);
+  }
+  if (!isTaken) {
+    std::fprintf(stderr, "a part of the model was refused\n");
+    return 1;
   }
 
   QvRegFactory factory;
   const std::unique_ptr<IQvRegComponent> model(factory.CreateRegAlgorithm(settings));
   if (!model) return Fail("the settings were refused", factory.GetStatus());
-  const QvCommon::QvStatus built = model->BuildModel(records);
-  if (records.GetFailReason() == QvCommon::kIterReadError) {
+  // A row that could not be read ended the data early. It must be asked for after each call, since
+  // a new pass forgets it.
+  std::vector<QvRegrParameter> parameters;
+  const QvCommon::QvStatus created = model->CreateParameters(records, parameters);
+  bool isWhole = records.GetFailReason() != QvCommon::kIterReadError;
+  const QvCommon::QvStatus built = created.IsError() ? created : model->BuildModel(records);
+  isWhole = isWhole && records.GetFailReason() != QvCommon::kIterReadError;
+  if (!isWhole) {
     std::fprintf(stderr, "%s: a row could not be read\n", arguments[1]);
     return 1;
   }
@@ -208,5 +219,10 @@ int main(int count, char** arguments) {
   IQvRegOutputStats* stats = nullptr;  // the component keeps it
   const QvCommon::QvStatus given = model->GetOutputStats(stats);
   if (given.IsError()) return Fail("there are no results", given);
-  Print(dynamic_cast<const QvLogOutputStats&>(*stats), origins);
+  const auto& results = dynamic_cast<const QvLogOutputStats&>(*stats);
+  if (results.GetRecordCounts().fUsedLater >= 0) {
+    std::fprintf(stderr, "%s: the rows changed between two passes\n", arguments[1]);
+    return 1;
+  }
+  Print(results, origins);
 }

@@ -67,18 +67,20 @@ int main() {
                               {10.4, 1, 4}, {13.1, 1, 5}, {16.8, 1, 7}, {20.5, 1, 9}};
   VectorIter records(rows);
 
+  // What is refused is not part of the model: every answer counts.
   QvRegSettings settings;
-  settings.SetDependent(kGrowth);
-  settings.AddFactor(kSoil, 2);
-  settings.AddCovariate(kSun);
+  bool isTaken = settings.SetDependent(kGrowth) && settings.AddFactor(kSoil, 2) > 0 &&
+                 settings.AddCovariate(kSun) > 0;
 
   const std::vector<int> variables{kSoil, kSun};  // the factors, then the covariates
   QvModelEffect soil(1, 1, &variables);
-  soil.AddNewFactor(kSoil, false);
-  settings.AddModelEffect(soil);
+  isTaken = isTaken && soil.AddNewFactor(kSoil, false) && settings.AddModelEffect(soil);
   QvModelEffect sun(1, 1, &variables);
-  sun.AddCovariate(kSun);
-  settings.AddModelEffect(sun);
+  isTaken = isTaken && sun.AddCovariate(kSun) > 0 && settings.AddModelEffect(sun);
+  if (!isTaken) {
+    std::fprintf(stderr, "a part of the model was refused\n");
+    return 1;
+  }
 
   QvRegFactory factory;
   const std::unique_ptr<IQvRegComponent> model(factory.CreateRegAlgorithm(settings));

@@ -2,6 +2,7 @@
 
 #include <numeric>
 
+#include "bench/Require.h"
 #include "bench/UniformNumbers.h"
 
 namespace qvbench {
@@ -21,10 +22,10 @@ std::vector<int> Variables(int nCovariates, const std::vector<int>& factorSizes)
 
 QvRegSettings Settings(int nCovariates, const std::vector<int>& factorSizes) {
   QvRegSettings settings;
-  for (int var = 0; var < nCovariates; ++var) settings.AddCovariate(var);
+  for (int var = 0; var < nCovariates; ++var) Require(settings.AddCovariate(var) > 0);
   int var = nCovariates;
-  for (const int size : factorSizes) settings.AddFactor(var++, size);
-  settings.SetDependent(var);
+  for (const int size : factorSizes) Require(settings.AddFactor(var++, size) > 0);
+  Require(settings.SetDependent(var));
   return settings;
 }
 
@@ -44,7 +45,8 @@ ModelCase::ModelCase(int nCovariates, const std::vector<int>& factorSizes)
   for (const QvModelEffect& effect : effects_) {
     const auto index = static_cast<int>(effectParameters.size());
     effectFactors.push_back(effect.GetFactors());
-    effectParameters.emplace_back().SetupFromEffect(effect, index, 0);
+    // Refused for the intercept, which stays as it was made.
+    static_cast<void>(effectParameters.emplace_back().SetupFromEffect(effect, index, 0));
   }
   std::vector<int> averaged = settings_.GetCovariates();
   averaged.push_back(settings_.GetDependent());
@@ -76,11 +78,11 @@ void ModelCase::MakeEffects(const QvRegSettings& settings) {
   effects_.push_back(empty);  // The intercept.
   for (const int var : settings.GetCovariates()) {
     effects_.push_back(empty);
-    effects_.back().AddCovariate(var);
+    Require(effects_.back().AddCovariate(var) > 0);
   }
   if (nFactors == 0) return;
   effects_.push_back(empty);
-  for (const int var : settings.GetFactors()) effects_.back().AddNewFactor(var, false);
+  for (const int var : settings.GetFactors()) Require(effects_.back().AddNewFactor(var, false));
 }
 
 }  // namespace qvbench

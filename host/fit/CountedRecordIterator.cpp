@@ -2,6 +2,10 @@
 
 #include <utility>
 
+#include "host/Error.h"
+#include "host/fit/StatusText.h"
+#include "qvreg/component/QvStatusCodes.h"
+
 namespace qvhost {
 
 namespace {
@@ -11,7 +15,8 @@ constexpr long long kRecordsBetweenReports = 8192;  // A power of two: the test 
 }  // namespace
 
 CountedRecordIterator::CountedRecordIterator(const CodedTable& table, Progress progress)
-    : records_(table.File(), table.RecordSize()),
+    : file_(table.File()),
+      records_(file_, table.RecordSize()),
       progress_(std::move(progress)),
       expected_(table.RecordCount()) {}
 
@@ -27,6 +32,11 @@ int CountedRecordIterator::NewPass() {
   readFailed_ = !AllRecordsRead();
   ++pass_;
   delivered_ = 0;
+  // The library's iterator would go on where the file stands.
+  if (std::fseek(file_, 0, SEEK_SET) != 0) {
+    throw Error(ExitCode::kRunFailed,
+                StatusText(QvCommon::QvStatus(QvStatusCode::kNoFurtherPass, false)));
+  }
   const int reason = records_.NewPass();
   if (progress_) progress_(pass_, delivered_);
   return reason;

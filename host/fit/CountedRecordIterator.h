@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdio>
 #include <functional>
 
 #include "host/table/CodedTable.h"
@@ -24,12 +25,14 @@ class CountedRecordIterator : public QvCommon::MultiPassRecordIter {
   [[nodiscard]] bool HasMore() const override { return records_.HasMore(); }
   const QvCommon::Record* Next() override;
   [[nodiscard]] int GetFailReason() const override { return records_.GetFailReason(); }
+  /// Throws Error (kRunFailed) when the table's file does not go back to its start.
   int NewPass() override;
 
   /// False when a pass ran into a read error, or the data ended before the last record.
   [[nodiscard]] bool AllRecordsRead() const;
 
  private:
+  std::FILE* file_;
   QvCommon::BinaryRecordIterator records_;
   Progress progress_;
   long long expected_;

@@ -57,6 +57,12 @@ void ModelRun::Build() {
     status = QvCommon::QvStatus(QvStatusCode::kUnreadableRecord, false);
   }
   Check(status);
+  if (const QvRecordCounts counts = Counts(); counts.fUsedLater >= 0) {
+    throw Error(ExitCode::kRunFailed,
+                fmt::format("The first pass over the temporary file used {} records, and a later "
+                            "one {}. Check the disk, or name another folder with --spool-dir.",
+                            counts.fUsed, counts.fUsedLater));
+  }
   Check(component_->GetOutputStats(output_));
 }
 

@@ -30,8 +30,8 @@ constexpr std::array kTexts = {
              "The run stopped because one of its stages did not take place. This is a defect of "
              "qvreg; please report it."},
     CodeText{QvStatusCode::kNoFurtherPass,
-             "The temporary file could not be read again. Check the disk, or name another folder "
-             "with --spool-dir."},
+             "The temporary file could not be read again from its start. Check the disk, or name "
+             "another folder with --spool-dir."},
     CodeText{QvStatusCode::kTooManyParameters,
              "The model needs more memory than there is. Leave out factors or crossings with many "
              "levels."},
@@ -43,21 +43,22 @@ constexpr std::array kTexts = {
         QvStatusCode::kNothingToFit,
         "Nothing was left to fit: the weights of the records used add up to nothing. Check the "
         "weight columns."},
-    CodeText{
-        QvStatusCode::kNoParameters,
-        "No record reached the model. Check that the data and the weight columns hold values."},
+    CodeText{QvStatusCode::kNoParameters,
+             "No record of the temporary file reached the model after the first pass. Check the "
+             "disk, or "
+             "name another folder with --spool-dir."},
     CodeText{QvStatusCode::kAlreadyBuilt,
              "The run built its model twice. This is a defect of qvreg; please report it."},
     CodeText{QvStatusCode::kNotBuilt,
              "The run ended without a model. This is a defect of qvreg; please report it."},
     CodeText{QvStatusCode::kRecordMissing,
-             "The temporary file ended too early. Check the disk, or name another folder with "
-             "--spool-dir."},
+             "A record of the temporary file was announced and not delivered. This is a defect of "
+             "qvreg; please report it."},
     CodeText{QvStatusCode::kDataNotProcessed,
              "A record could not be added to the model. This is a defect of qvreg; please report "
              "it."},
     CodeText{QvStatusCode::kUnreadableRecord,
-             "A record of the temporary file could not be read. Check the disk, or name another "
+             "The temporary file could not be read to its end. Check the disk, or name another "
              "folder with --spool-dir."},
     CodeText{
         QvStatusCode::kShortRecord,
@@ -79,8 +80,10 @@ constexpr std::array kTexts = {
 std::string StatusText(const QvCommon::QvStatus& status) {
   long parameters = 0;
   long bound = 0;
+  // Within the bound it was memory that ran out.
   if (status.GetCode() == QvStatusCode::kTooManyParameters &&
-      status.GetDiscreteDatum(0, parameters) && status.GetDiscreteDatum(1, bound)) {
+      status.GetDiscreteDatum(0, parameters) && status.GetDiscreteDatum(1, bound) &&
+      parameters > bound) {
     return fmt::format(
         "The model has {} parameters, and {} is the most it may have. Leave out "
         "factors or crossings with many levels.",

@@ -12,5 +12,6 @@ inline void QvCCopyCounts(const QvRecordCounts& from, qvreg_record_counts* count
     to.missing = from.fMissing;
     to.bad_weight = from.fBadWeight;
     to.out_of_range = from.fOutOfRange;
+    to.used_later = from.fUsedLater;
   });
 }

@@ -43,6 +43,8 @@ std::filesystem::path PathOf(const std::string& utf8) {
   }
 }
 
+bool GoToStart(std::FILE* file) { return std::fseek(file, 0, SEEK_SET) == 0; }
+
 std::FILE* OpenForReading(const std::filesystem::path& path) {
 #if defined(_WIN32)
   return _wfopen(path.c_str(), L"rb");
@@ -60,6 +62,7 @@ QvCFileSource::File QvCFileSource::Open(const std::string& path) {
   RequireFile(place, path);
   File file(OpenForReading(place));
   if (file == nullptr) Refuse(path, QvCText::Utf8(std::generic_category().message(errno)));
+  if (!GoToStart(file.get())) Refuse(path, "it cannot be read again from its start");
   return file;
 }
 
@@ -67,8 +70,12 @@ QvCFileSource::QvCFileSource(const std::string& path, int recordSize)
     : QvCSource(recordSize), fPath(path), fFile(Open(path)), fRecords(fFile.get(), recordSize) {}
 
 bool QvCFileSource::Rewind() {
-  // A file that ends at once, or cannot be read, shows at its first record.
-  if (fRecords.NewPass() != QvCommon::kIterNoRewind) return true;
+  // Looked at here, since the iterator would go on where the file stands.
+  if (GoToStart(fFile.get())) {
+    // A file that ends at once, or cannot be read, shows at its first record.
+    fRecords.NewPass();
+    return true;
+  }
   Fail(QVREG_NO_FURTHER_PASS, Named(fPath) + " could not be read again from its start for pass " +
                                   std::to_string(Pass()) +
                                   "; check that it can be read several times.");

@@ -25,8 +25,8 @@ constexpr std::array kTexts = {
              "The run stopped because one of its stages did not take place; call the functions of "
              "a component in their order."},
     CodeText{QVREG_NO_FURTHER_PASS,
-             "The record source could not be read again; it must deliver the same records in "
-             "every pass."},
+             "The record source could not be read again to its end; it must deliver the same "
+             "records in every pass."},
     CodeText{QVREG_TOO_MANY_PARAMETERS,
              "The model needs more memory than there is; leave out factors or crossings with many "
              "categories."},
@@ -40,8 +40,9 @@ constexpr std::array kTexts = {
              "Nothing was left to fit: the weights of the records used add up to nothing. Check "
              "the weights."},
     CodeText{QVREG_NO_PARAMETERS,
-             "The parameters could not be created: no record reached the model, or an effect names "
-             "a variable without the role. Check the data and the settings."},
+             "The parameters were not created, since an effect names a variable without the role, "
+             "or no record reached the model after the first pass. Check the settings, and that "
+             "every pass delivers the same records."},
     CodeText{QVREG_ALREADY_BUILT,
              "The model of this component is built; the component has ended with this call, and a "
              "new one is needed. Results taken before stay usable."},
@@ -85,6 +86,9 @@ constexpr std::array kTexts = {
     CodeText{QVREG_INTERNAL_ERROR,
              "The call ended in an unexpected way; this is a defect of the library, please report "
              "it."},
+    CodeText{QVREG_RECORDS_CHANGED,
+             "A later pass used another number of records than the first; every pass must deliver "
+             "the same records."},
 };
 
 constexpr const char* kUnknown = "This code is unknown to the library.";
@@ -121,8 +125,9 @@ std::string Text(const QvCommon::QvStatus& status) {
   long first = 0;
   long second = 0;
   double value = 0.0;
+  // Within the bound it was memory that ran out.
   if (code == QVREG_TOO_MANY_PARAMETERS && status.GetDiscreteDatum(0, first) &&
-      status.GetDiscreteDatum(1, second)) {
+      status.GetDiscreteDatum(1, second) && first > second) {
     return TooMany(first, second);
   }
   if (code == QVREG_BAD_CATEGORY && status.GetDiscreteDatum(1, first) &&

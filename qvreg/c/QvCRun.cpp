@@ -17,6 +17,7 @@ QvCRun::QvCRun(const QvCSettings& settings) : fSettings(settings) {
   fComponent.reset(factory.CreateRegAlgorithm(fSettings.Get()));
   if (factory.GetStatus().IsError()) throw QvCRefusal(QvCReport(factory.GetStatus()));
   if (fComponent == nullptr) throw std::bad_alloc();
+  if (fComponent->GetStatus().IsError()) throw QvCRefusal(QvCReport(fComponent->GetStatus()));
   fSettings.RequireWholeRoles();
   fSettings.RequireKnownVariables();
 }
@@ -42,14 +43,30 @@ QvCReport QvCRun::Explain(const QvStatus& status, const QvCSource& source) const
   }
 }
 
+QvCReport QvCRun::CheckPasses() const {
+  const QvRecordCounts counts = RecordCounts();
+  if (counts.fUsedLater < 0) return {};
+  QvCReport report(QVREG_RECORDS_CHANGED,
+                   "The first pass used " + std::to_string(counts.fUsed) +
+                       " records, and a later one " + std::to_string(counts.fUsedLater) +
+                       "; check that the record source delivers the same records in every pass.");
+  report.SetDiscrete(0, counts.fUsedLater);
+  report.SetDiscrete(1, counts.fUsed);
+  return report;
+}
+
 template <typename Operation>
 QvCReport QvCRun::Run(QvCSource& source, Operation&& operation) {
   const QvCInUse use = Use();
   const QvCInUse sourceUse = source.Use();
-  if (fComponent->GetStatus().IsError()) return Status();
+  if (Status().IsError()) return Status();
   source.StartCall();
   try {
-    const QvCReport report = Explain(operation(), source);
+    QvCReport report = Explain(operation(), source);
+    if (!report.IsError()) {
+      const QvCReport changed = CheckPasses();
+      if (changed.IsError()) report = changed;
+    }
     if (report.IsError()) fFailure = report;
     return report;
   } catch (const QvCRefusal& refusal) {
@@ -70,14 +87,11 @@ QvCReport QvCRun::Build(QvCSource& source) {
   return warnings.empty() ? report : QvCReport(warnings.back());
 }
 
-QvCReport QvCRun::Status() {
-  const QvStatus status = fComponent->GetStatus();
-  return status.IsError() && fFailure ? *fFailure : QvCReport(status);
-}
+QvCReport QvCRun::Status() { return fFailure ? *fFailure : QvCReport(fComponent->GetStatus()); }
 
 IQvRegOutputStats& QvCRun::Results() {
   IQvRegOutputStats* stats = nullptr;
-  if (!fComponent->IsModelBuilt()) {
+  if (!IsBuilt()) {
     const QvCReport status = Status();
     throw QvCRefusal(status.IsError() ? status : QvCReport(QVREG_NOT_BUILT));
   }

@@ -28,6 +28,8 @@ class QvCRun {
   ~QvCRun() = default;
 
   [[nodiscard]] IQvRegComponent& Component() { return *fComponent; }
+  /// False, too, when the run has failed.
+  [[nodiscard]] bool IsBuilt() const { return !fFailure && fComponent->IsModelBuilt(); }
   [[nodiscard]] const QvCSettings& Settings() const { return fSettings; }
   void Cancel() { fComponent->Cancel(); }
   /// Holds the component for the length of a call that may call the host back; throws the refusal
@@ -39,7 +41,7 @@ class QvCRun {
   QvCReport CreateParameters(QvCSource& source, std::vector<QvRegrParameter>& parameters);
   QvCReport Build(QvCSource& source);
 
-  /// The component's status.
+  /// The component's status, or what ended the run where that says more.
   [[nodiscard]] QvCReport Status();
   /// The results. Throws the refusal when there are none.
   [[nodiscard]] IQvRegOutputStats& Results();
@@ -54,10 +56,12 @@ class QvCRun {
   QvCReport Run(QvCSource& source, Operation&& operation);
   /// What a status that an operation over `source` ended with comes to.
   [[nodiscard]] QvCReport Explain(const QvCommon::QvStatus& status, const QvCSource& source) const;
+  /// The error of passes that did not use as many records as the first one; otherwise success.
+  [[nodiscard]] QvCReport CheckPasses() const;
 
   /// Before the component, which borrows from them.
   QvCSettings fSettings;
   std::unique_ptr<IQvRegComponent> fComponent;
-  std::optional<QvCReport> fFailure;
+  std::optional<QvCReport> fFailure;  ///< Of the operation that ended the run.
   bool fbInUse = false;
 };

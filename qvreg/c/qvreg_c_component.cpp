@@ -90,7 +90,7 @@ int32_t qvreg_component_build(qvreg_component* component, qvreg_source* source,
 int32_t qvreg_component_is_built(const qvreg_component* component, int32_t* is_built,
                                  qvreg_error* error) {
   return QvCCall(error, [&] {
-    const bool isBuilt = Valid(component).fRun->Component().IsModelBuilt();
+    const bool isBuilt = Valid(component).fRun->IsBuilt();
     NotNull(is_built, "is_built") = isBuilt ? 1 : 0;
   });
 }

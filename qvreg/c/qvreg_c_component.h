@@ -50,8 +50,8 @@ QVREG_EXPORT int32_t qvreg_component_create_parameters(qvreg_component* componen
                                                        qvreg_error* error);
 /** Estimates the model of `component` from the records of `source`. The result becomes the status
  * of the component; a warning goes to `error`, and QVREG_OK is returned. `error`: 1, 303 to 316,
- * 318, 1012; 1007, which leaves the status, when the component or the source is in use; warning
- * 319. */
+ * 318, 1012; 1015 when a later pass used another number of records than the first; 1007, which
+ * leaves the status, when the component or the source is in use; warning 319. */
 QVREG_EXPORT int32_t qvreg_component_build(qvreg_component* component, qvreg_source* source,
                                            qvreg_error* error);
 /** `is_built` becomes 1 when the model of `component` is built and its status no error. `error` as
@@ -74,8 +74,8 @@ QVREG_EXPORT int32_t qvreg_component_get_warning_count(const qvreg_component* co
  * another structure: 1006, 1007 when they are one. */
 QVREG_EXPORT int32_t qvreg_component_get_warning(const qvreg_component* component, size_t index,
                                                  qvreg_error* warning, qvreg_error* error);
-/** `counts` receives how many records the first pass of `component` read, used and left out; also
- * after a run that failed. `error` as ever. */
+/** `counts` receives how many records the first pass of `component` read, used and left out, and
+ * whether the later ones used as many; also after a run that failed. `error` as ever. */
 QVREG_EXPORT int32_t qvreg_component_get_record_counts(const qvreg_component* component,
                                                        qvreg_record_counts* counts,
                                                        qvreg_error* error);

@@ -38,20 +38,22 @@ QVREG_EXPORT void qvreg_effect_destroy(qvreg_effect* effect);
 
 /** Makes `effect` an empty one over other variables: `n_factors` in `factors`, `n_covariates` in
  * `covariates`, as qvreg_effect_create. `error`: 1007 for a negative position. */
-QVREG_EXPORT int32_t qvreg_effect_setup(qvreg_effect* effect, const int32_t* factors,
-                                        size_t n_factors, const int32_t* covariates,
-                                        size_t n_covariates, qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_effect_setup(qvreg_effect* effect, const int32_t* factors,
+                                                      size_t n_factors, const int32_t* covariates,
+                                                      size_t n_covariates, qvreg_error* error);
 /** Takes every factor and covariate out of `effect`. `error` as ever. */
 QVREG_EXPORT int32_t qvreg_effect_reset(qvreg_effect* effect, qvreg_error* error);
 
 /** Adds factor `variable` to `effect` at nesting level 0; `nested` moves the factors added before
  * one level outward. `error`: 1007 for no factor of the model, or one that is in the effect. */
-QVREG_EXPORT int32_t qvreg_effect_add_factor(qvreg_effect* effect, int32_t variable, int32_t nested,
-                                             qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_effect_add_factor(qvreg_effect* effect, int32_t variable,
+                                                           int32_t nested, qvreg_error* error);
 /** Raises the multiplicity of covariate `variable` in `effect` by one; `multiplicity`, which may be
  * null, receives it. `error`: 1007 for no covariate of the model. */
-QVREG_EXPORT int32_t qvreg_effect_add_covariate(qvreg_effect* effect, int32_t variable,
-                                                int32_t* multiplicity, qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_effect_add_covariate(qvreg_effect* effect,
+                                                              int32_t variable,
+                                                              int32_t* multiplicity,
+                                                              qvreg_error* error);
 /** Marks the factors of `effect` as standing after the covariates in parentheses. `error` as ever.
  */
 QVREG_EXPORT int32_t qvreg_effect_set_factors_in_parens(qvreg_effect* effect, qvreg_error* error);
@@ -93,9 +95,10 @@ QVREG_EXPORT int32_t qvreg_effect_get_model_variables(const qvreg_effect* effect
                                                       size_t* count, qvreg_error* error);
 /** Gives `effect` another list in the place of the model's: `n_variables` record positions in
  * `variables`, as many as its main vector has slots. `error`: 1007. */
-QVREG_EXPORT int32_t qvreg_effect_set_model_variables(qvreg_effect* effect,
-                                                      const int32_t* variables, size_t n_variables,
-                                                      qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_effect_set_model_variables(qvreg_effect* effect,
+                                                                    const int32_t* variables,
+                                                                    size_t n_variables,
+                                                                    qvreg_error* error);
 
 /** `answer` becomes 1 when `other` has the covariate part of `effect` and all its factors and more.
  * `error` as ever. */

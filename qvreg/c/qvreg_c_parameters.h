@@ -71,16 +71,16 @@ QVREG_EXPORT int32_t qvreg_parameters_append(qvreg_parameters* parameters, size_
 /** Makes number `index` of the `parameters` one of `effect`, which is at position `effect_index`:
  * its factors, each with `category`, and its covariates. `error`: 1006; 1007 for an intercept
  * effect or a negative position. */
-QVREG_EXPORT int32_t qvreg_parameters_setup_from_effect(qvreg_parameters* parameters, size_t index,
-                                                        const qvreg_effect* effect,
-                                                        int32_t effect_index, int32_t category,
-                                                        qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_parameters_setup_from_effect(
+    qvreg_parameters* parameters, size_t index, const qvreg_effect* effect, int32_t effect_index,
+    int32_t category, qvreg_error* error);
 /** Adds factor `variable` with `category` to number `index` of the `parameters`, behind those of
  * `nest_level` or less. `error`: 1006; 1007 for a negative variable or level, or a factor that is
  * there. */
-QVREG_EXPORT int32_t qvreg_parameters_add_factor(qvreg_parameters* parameters, size_t index,
-                                                 int32_t variable, int32_t category,
-                                                 int32_t nest_level, qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_parameters_add_factor(qvreg_parameters* parameters,
+                                                               size_t index, int32_t variable,
+                                                               int32_t category, int32_t nest_level,
+                                                               qvreg_error* error);
 /** Gives factor number `position` of number `index` of the `parameters` another `category`.
  * `error`: 1006. */
 QVREG_EXPORT int32_t qvreg_parameters_set_category(qvreg_parameters* parameters, size_t index,
@@ -89,9 +89,10 @@ QVREG_EXPORT int32_t qvreg_parameters_set_category(qvreg_parameters* parameters,
 /** Adds `multiplicity` to that of covariate `variable` in number `index` of the `parameters`.
  * `error`: 1006; 1007 for a negative variable, a multiplicity below 1, or one that brings the sum
  * of the parameter above 2^31 - 1. */
-QVREG_EXPORT int32_t qvreg_parameters_add_covariate(qvreg_parameters* parameters, size_t index,
-                                                    int32_t variable, int32_t multiplicity,
-                                                    qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_parameters_add_covariate(qvreg_parameters* parameters,
+                                                                  size_t index, int32_t variable,
+                                                                  int32_t multiplicity,
+                                                                  qvreg_error* error);
 /** Gives number `index` of the `parameters` its `effect_index`, 0 or more. `error`: 1006, 1007. */
 QVREG_EXPORT int32_t qvreg_parameters_set_effect_index(qvreg_parameters* parameters, size_t index,
                                                        int32_t effect_index, qvreg_error* error);

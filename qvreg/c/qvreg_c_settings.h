@@ -50,8 +50,9 @@ typedef struct qvreg_options {
 /** What a logistic model adds to the choices. */
 typedef struct qvreg_logistic_options {
   size_t struct_size;               /**< sizeof(qvreg_logistic_options), set by the host. */
-  int32_t n_categories;             /**< Of the dependent, coded from 0; 2 or more, 2 by
-                                         default. */
+  int32_t n_categories;             /**< Of the dependent, coded from 0; 2 or more, 2 by default. A
+                                         record whose code is this number is left out, a higher
+                                         code ends the run with 316. */
   int32_t reference_category;       /**< A code, QVREG_LAST_OBSERVED or QVREG_FIRST_OBSERVED. */
   double ll_criterion;              /**< Converged when the log-likelihood changes by less; 0, the
                                          default, switches it off. */
@@ -107,26 +108,32 @@ QVREG_EXPORT int32_t qvreg_settings_validate(const qvreg_settings* settings, qvr
 /** Makes `variable` the dependent of `settings`, once. `error`, of this and the other functions
  * that give a role: 1008 when it has one already, is negative or 2^31 - 1; 1013, which leaves the
  * settings as they were. */
-QVREG_EXPORT int32_t qvreg_settings_set_dependent(qvreg_settings* settings, int32_t variable,
-                                                  qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_dependent(qvreg_settings* settings,
+                                                                int32_t variable,
+                                                                qvreg_error* error);
 /** Adds `variable` to `settings` as a factor with codes 0 .. `n_categories` - 1. `error`: 1008 when
  * it has a role already, or for no category. */
-QVREG_EXPORT int32_t qvreg_settings_add_factor(qvreg_settings* settings, int32_t variable,
-                                               int32_t n_categories, qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_add_factor(qvreg_settings* settings,
+                                                             int32_t variable, int32_t n_categories,
+                                                             qvreg_error* error);
 /** Adds `variable` to `settings` as a covariate. `error`: 1008 when it has a role already. */
-QVREG_EXPORT int32_t qvreg_settings_add_covariate(qvreg_settings* settings, int32_t variable,
-                                                  qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_add_covariate(qvreg_settings* settings,
+                                                                int32_t variable,
+                                                                qvreg_error* error);
 /** Makes `variable` the frequency weight of `settings`; a later call replaces it, yet the earlier
  * variable keeps its role. `error`: 1008 when it has a role already. */
-QVREG_EXPORT int32_t qvreg_settings_set_frequency_weight(qvreg_settings* settings, int32_t variable,
-                                                         qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_frequency_weight(qvreg_settings* settings,
+                                                                       int32_t variable,
+                                                                       qvreg_error* error);
 /** Makes `variable` the regression weight of `settings`, with the same rule. `error`: 1008. */
-QVREG_EXPORT int32_t qvreg_settings_set_regression_weight(qvreg_settings* settings,
-                                                          int32_t variable, qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_regression_weight(qvreg_settings* settings,
+                                                                        int32_t variable,
+                                                                        qvreg_error* error);
 /** Adds a copy of `effect` to `settings`. `error`: 1007 for one whose list has another shape than
  * its main vector. */
-QVREG_EXPORT int32_t qvreg_settings_add_effect(qvreg_settings* settings, const qvreg_effect* effect,
-                                               qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_add_effect(qvreg_settings* settings,
+                                                             const qvreg_effect* effect,
+                                                             qvreg_error* error);
 /** Makes `effect`, a copy of number `index` of `settings`. `error`: 1006. */
 QVREG_EXPORT int32_t qvreg_settings_get_effect(const qvreg_settings* settings, int32_t index,
                                                qvreg_effect** effect, qvreg_error* error);
@@ -154,17 +161,17 @@ QVREG_EXPORT int32_t qvreg_settings_get_variable_roles(const qvreg_settings* set
 QVREG_EXPORT int32_t qvreg_settings_get_options(const qvreg_settings* settings,
                                                 qvreg_options* options, qvreg_error* error);
 /** Sets all `options` of `settings`, or none. `error`: 1008 names the first that is refused. */
-QVREG_EXPORT int32_t qvreg_settings_set_options(qvreg_settings* settings,
-                                                const qvreg_options* options, qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_options(qvreg_settings* settings,
+                                                              const qvreg_options* options,
+                                                              qvreg_error* error);
 /** `options` receives the choices of logistic `settings`. `error`: 1009 for linear ones. */
 QVREG_EXPORT int32_t qvreg_settings_get_logistic_options(const qvreg_settings* settings,
                                                          qvreg_logistic_options* options,
                                                          qvreg_error* error);
 /** Sets all `options` of logistic `settings`, or none. `error`: 1008 names the first that is
  * refused, 1009 for linear settings. */
-QVREG_EXPORT int32_t qvreg_settings_set_logistic_options(qvreg_settings* settings,
-                                                         const qvreg_logistic_options* options,
-                                                         qvreg_error* error);
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_logistic_options(
+    qvreg_settings* settings, const qvreg_logistic_options* options, qvreg_error* error);
 
 /** `settings` shall have `callback` called with `user` as an estimation goes on; null for none.
  * Components made before keep theirs. Both must live as long as the settings and any component made

@@ -8,10 +8,39 @@
 #include "qvreg/settings/QvConst.h"
 
 static_assert(QVREG_MISSING_VALUE == QvMV::gMissingValue);
+// The numbers of the classes, which never change: hosts keep tables by them.
+static_assert(QVREG_OK == QvStatusCode::kOK);
+static_assert(QVREG_CANCELLED == QvStatusCode::kCancelled);
 static_assert(QVREG_NO_DEPENDENT == QvStatusCode::kNoDependent);
+static_assert(QVREG_EMPTY_MODEL == QvStatusCode::kEmptyModel);
+static_assert(QVREG_STAGE_MISSING == QvStatusCode::kStageMissing);
+static_assert(QVREG_NO_FURTHER_PASS == QvStatusCode::kNoFurtherPass);
+static_assert(QVREG_TOO_MANY_PARAMETERS == QvStatusCode::kTooManyParameters);
+static_assert(QVREG_DATA_PROCESSED == QvStatusCode::kDataProcessed);
+static_assert(QVREG_NO_RECORDS == QvStatusCode::kNoRecords);
+static_assert(QVREG_NOTHING_TO_FIT == QvStatusCode::kNothingToFit);
+static_assert(QVREG_NO_PARAMETERS == QvStatusCode::kNoParameters);
+static_assert(QVREG_ALREADY_BUILT == QvStatusCode::kAlreadyBuilt);
+static_assert(QVREG_NOT_BUILT == QvStatusCode::kNotBuilt);
+static_assert(QVREG_RECORD_MISSING == QvStatusCode::kRecordMissing);
+static_assert(QVREG_DATA_NOT_PROCESSED == QvStatusCode::kDataNotProcessed);
+static_assert(QVREG_UNREADABLE_RECORD == QvStatusCode::kUnreadableRecord);
+static_assert(QVREG_SHORT_RECORD == QvStatusCode::kShortRecord);
+static_assert(QVREG_BAD_CATEGORY == QvStatusCode::kBadCategory);
+static_assert(QVREG_ONE_CATEGORY == QvStatusCode::kOneCategory);
 static_assert(QVREG_REFERENCE_NOT_OBSERVED == QvStatusCode::kReferenceNotObserved);
+static_assert(static_cast<int>(QVREG_MODEL_LINEAR) == QvConst::QvRegModelGLM);
 static_assert(static_cast<int>(QVREG_MODEL_LOGISTIC) == QvConst::QvRegModelLogistic);
+static_assert(static_cast<int>(QVREG_ROLE_NONE) == QvConst::QvVarNone);
+static_assert(static_cast<int>(QVREG_ROLE_FREQ_WEIGHT) == QvConst::QvVarFreqWeight);
+static_assert(static_cast<int>(QVREG_ROLE_REGR_WEIGHT) == QvConst::QvVarRegrWeight);
+static_assert(static_cast<int>(QVREG_ROLE_FACTOR) == QvConst::QvVarFactor);
+static_assert(static_cast<int>(QVREG_ROLE_COVARIATE) == QvConst::QvVarCovariate);
 static_assert(static_cast<int>(QVREG_ROLE_DEPENDENT) == QvConst::QvVarDependent);
+static_assert(static_cast<int>(QVREG_FIT_RMSE) == QvConst::QvFitRootMeanSquareError);
+static_assert(static_cast<int>(QVREG_FIT_R_SQUARE) == QvConst::QvFitMultipleRSquare);
+static_assert(static_cast<int>(QVREG_FIT_COX_SNELL_R_SQUARE) == QvConst::QvFitCoxSnellRSquare);
+static_assert(static_cast<int>(QVREG_FIT_NAGELKERKE_R_SQUARE) == QvConst::QvFitNagelkerkeRSquare);
 static_assert(static_cast<int>(QVREG_FIT_MCFADDEN_R_SQUARE) == QvConst::QvFitMcFaddenRSquare);
 static_assert(static_cast<int>(QVREG_OUTCOME_NO_ITERATIONS) == kOptNoIterations);
 

@@ -18,6 +18,16 @@ extern "C" {
 /** The value that stands for a missing number in a record: the lowest finite double. */
 #define QVREG_MISSING_VALUE (-1.7976931348623157e308)
 
+/** Marks a function that can refuse what it is asked: a host that does not look at what it returns
+ * goes on without what was refused, such as an effect, and compilers warn of that. */
+#if defined(__cplusplus) && __cplusplus >= 201703L
+#define QVREG_CHECKED [[nodiscard]]
+#elif defined(__GNUC__)
+#define QVREG_CHECKED __attribute__((warn_unused_result))
+#else
+#define QVREG_CHECKED
+#endif
+
 /** Length of a message with its terminating zero. */
 #define QVREG_MESSAGE_SIZE 512
 /** A status has whole numbers and real numbers attached under the indices below this one. */
@@ -32,13 +42,14 @@ enum qvreg_code {
   QVREG_NO_DEPENDENT = 301,           /**< The settings name no dependent. */
   QVREG_EMPTY_MODEL = 302,            /**< Neither an intercept nor an effect. */
   QVREG_STAGE_MISSING = 303,          /**< A stage that must come before is missing. */
-  QVREG_NO_FURTHER_PASS = 304,        /**< The source could not start a further pass. */
-  QVREG_TOO_MANY_PARAMETERS = 305,    /**< Too many parameters (discrete datum 0, of at most datum
-                                           1), or a failed allocation (no data). */
+  QVREG_NO_FURTHER_PASS = 304,        /**< The source could not go through a further pass. */
+  QVREG_TOO_MANY_PARAMETERS = 305,    /**< Too many parameters (discrete datum 0, more than datum
+                                           1), or a failed allocation (other data, or none). */
   QVREG_DATA_PROCESSED = 306,         /**< The data were processed already. */
   QVREG_NO_RECORDS = 307,             /**< No first record, or no record that can be used. */
   QVREG_NOTHING_TO_FIT = 308,         /**< Nothing was accumulated. */
-  QVREG_NO_PARAMETERS = 309,          /**< The parameters were not created. */
+  QVREG_NO_PARAMETERS = 309,          /**< The parameters were not created, or no record reached the
+                                           model after the first pass. */
   QVREG_ALREADY_BUILT = 310,          /**< The model is built. */
   QVREG_NOT_BUILT = 311,              /**< The model is not built. */
   QVREG_RECORD_MISSING = 312,         /**< A record was announced and not delivered. */
@@ -67,7 +78,9 @@ enum qvreg_code {
   QVREG_CANNOT_OPEN = 1011,     /**< A file could not be opened for reading. */
   QVREG_CALLBACK_THREW = 1012,  /**< An exception came out of a callback. */
   QVREG_OUT_OF_MEMORY = 1013,   /**< Memory ran out outside a run. */
-  QVREG_INTERNAL_ERROR = 1014   /**< A defect of the library. */
+  QVREG_INTERNAL_ERROR = 1014,  /**< A defect of the library. */
+  QVREG_RECORDS_CHANGED = 1015  /**< A later pass used another number of records (discrete datum 0)
+                                     than the first (datum 1). */
 };
 
 /** The models. */
@@ -86,7 +99,8 @@ enum qvreg_role {
   QVREG_ROLE_DEPENDENT = 5    /**< A number; for a logistic model a category code. */
 };
 
-/** Fit statistics. */
+/** Fit statistics. The n of Cox and Snell's and of Nagelkerke's is the total regression weight:
+ * frequency times regression weight. */
 enum qvreg_fit_stat {
   QVREG_FIT_RMSE = 0,                /**< Linear: in units of the dependent. */
   QVREG_FIT_R_SQUARE = 1,            /**< Linear: R^2. */
@@ -147,7 +161,8 @@ typedef struct qvreg_error {
 #define QVREG_ERROR_INIT \
   { sizeof(qvreg_error), 0, 0, {0, 0, 0, 0}, {0, 0, 0, 0}, {0, 0, 0, 0}, {0.0, 0.0, 0.0, 0.0}, "" }
 
-/** How many records the first pass of a run saw, and what became of them. */
+/** How many records the first pass of a run saw, what became of them, and whether the later passes
+ * saw as many. */
 typedef struct qvreg_record_counts {
   size_t struct_size;   /**< sizeof(qvreg_record_counts), set by the host. */
   int64_t read;         /**< All records that the source delivered. */
@@ -155,6 +170,8 @@ typedef struct qvreg_record_counts {
   int64_t missing;      /**< Left out for a missing value. */
   int64_t bad_weight;   /**< Left out for a weight that is not above 0. */
   int64_t out_of_range; /**< Left out for a code equal to the number of categories. */
+  int64_t used_later;   /**< What the first later pass used that used another number of records; -1
+                             when all used as many. */
 } qvreg_record_counts;
 
 /** The version of the library that runs: major * 65536 + minor * 256 + patch. That of the headers

@@ -1,16 +1,34 @@
 #include "qvreg/common/QvBitSet.h"
 
 #include <algorithm>
-#include <string>
-
-#include "qvreg/common/QvComponentDisplay.h"
+#include <cstdio>
+#include <exception>
 
 namespace QvCommon {
 
-QvBitSet::QvBitSet(int size) { Resize(size, false); }
+QvBitSet::QvBitSet(int size) { fbValid = Resize(size, false); }
 
-void QvBitSet::Resize(int size, bool value) {
-  fBits.resize(static_cast<std::size_t>(std::max(size, 0)), value);
+QvBitSet::QvBitSet(const QvBitSet& other) { *this = other; }
+
+QvBitSet& QvBitSet::operator=(const QvBitSet& other) {
+  if (this == &other) return *this;
+  try {
+    fBits = other.fBits;
+    fbValid = other.fbValid;
+  } catch (const std::exception&) {
+    fBits.clear();
+    fbValid = false;
+  }
+  return *this;
+}
+
+bool QvBitSet::Resize(int size, bool value) {
+  try {
+    fBits.resize(static_cast<std::size_t>(std::max(size, 0)), value);
+  } catch (const std::exception&) {
+    return false;
+  }
+  return fbValid = true;
 }
 
 bool QvBitSet::Set(int index, bool value) {
@@ -30,10 +48,9 @@ int QvBitSet::Count() const {
 void QvBitSet::Clear() { std::fill(fBits.begin(), fBits.end(), false); }
 
 void QvBitSet::Display() const {
-  std::string bits;
-  bits.reserve(fBits.size());
-  for (const bool bit : fBits) bits.push_back(bit ? '1' : '0');
-  QvComponentDisplay::DisplayS("Bits", bits);
+  std::printf("Bits: ");
+  for (const bool bit : fBits) std::printf("%c", bit ? '1' : '0');
+  std::printf("\n");
 }
 
 }  // namespace QvCommon

@@ -6,17 +6,28 @@
 
 namespace QvCommon {
 
-/// A resizable set of bits indexed from 0. A value; distinct objects may be used from distinct
-/// threads.
+/// A resizable set of bits indexed from 0.
+///
+/// A value; distinct objects may be used from distinct threads. No operation throws: a set that
+/// could not be allocated is empty, and IsValid() is false.
 class QVREG_EXPORT QvBitSet {
  public:
   QvBitSet() = default;
   /// `size` bits, all clear.
   explicit QvBitSet(int size);
+  /// A copy of `other`, its validity included; empty and not valid without memory.
+  QvBitSet(const QvBitSet& other);
+  QvBitSet(QvBitSet&& other) noexcept = default;
+  /// Becomes a copy of `other`, its validity included; empty and not valid without memory.
+  QvBitSet& operator=(const QvBitSet& other);
+  QvBitSet& operator=(QvBitSet&& other) noexcept = default;
+  ~QvBitSet() = default;
 
-  /// Makes it `size` bits long; existing bits stay, new ones take `value`. May throw
-  /// std::bad_alloc, with the set unchanged.
-  void Resize(int size, bool value);
+  /// Makes it `size` bits long, and so valid; existing bits stay, new ones take `value`. False, and
+  /// nothing changed, without memory.
+  bool Resize(int size, bool value);
+  /// False when memory ran out as the set was made or copied.
+  [[nodiscard]] bool IsValid() const { return fbValid; }
   /// The number of bits.
   [[nodiscard]] int Size() const { return static_cast<int>(fBits.size()); }
   /// Sets bit `index` to `value`; false when there is no such bit.
@@ -32,6 +43,7 @@ class QVREG_EXPORT QvBitSet {
 
  private:
   std::vector<bool> fBits;
+  bool fbValid = true;
 };
 
 }  // namespace QvCommon

@@ -10,9 +10,23 @@ namespace {
 /// One switch for the process, which a host sets without an object at hand.
 std::atomic<bool> isDiagnosticDisplay{false};
 
-/// What stands between a label and its value: some labels bring their own.
-const char* ColonAfter(const std::string& label) {
-  return label.ends_with(':') || label.ends_with('=') ? "" : ":";
+constexpr int kShortDigits = 6;
+constexpr int kExactDigits = 17;
+
+void PrintText(std::string_view text) {
+  std::printf("%.*s", static_cast<int>(text.size()), text.data());
+}
+
+/// Prints a label and what stands between it and its value: some labels bring their own colon.
+void PrintLabel(std::string_view label) {
+  PrintText(label);
+  if (!label.ends_with(':') && !label.ends_with('=')) std::printf(":");
+}
+
+void PrintDoubles(std::string_view label, std::span<const double> values, int digits) {
+  PrintLabel(label);
+  for (const double value : values) std::printf(" %.*g", digits, value);
+  std::printf("\n");
 }
 
 }  // namespace
@@ -23,37 +37,39 @@ void SetDiagnosticDisplay(bool display) {
 
 bool IsDiagnosticDisplay() { return isDiagnosticDisplay.load(std::memory_order_relaxed); }
 
-void DisplayB(const std::string& label, bool value) {
-  std::printf("%s%s %s\n", label.c_str(), ColonAfter(label), value ? "true" : "false");
+void DisplayB(std::string_view label, bool value) { DisplayS(label, value ? "true" : "false"); }
+
+void DisplayI(std::string_view label, int value) { DisplayCount(label, value); }
+
+void DisplayCount(std::string_view label, long long value) {
+  PrintLabel(label);
+  std::printf(" %lld\n", value);
 }
 
-void DisplayI(const std::string& label, int value) {
-  std::printf("%s%s %d\n", label.c_str(), ColonAfter(label), value);
+void DisplayD(std::string_view label, double value) {
+  PrintLabel(label);
+  std::printf(" %.17g\n", value);
 }
 
-void DisplayCount(const std::string& label, long long value) {
-  std::printf("%s%s %lld\n", label.c_str(), ColonAfter(label), value);
+void DisplayS(std::string_view label, std::string_view value) {
+  PrintLabel(label);
+  std::printf(" ");
+  PrintText(value);
+  std::printf("\n");
 }
 
-void DisplayD(const std::string& label, double value) {
-  std::printf("%s%s %.17g\n", label.c_str(), ColonAfter(label), value);
-}
-
-void DisplayS(const std::string& label, const std::string& value) {
-  std::printf("%s%s %s\n", label.c_str(), ColonAfter(label), value.c_str());
-}
-
-void DisplayIV(const std::string& label, const std::vector<int>& values) {
-  std::printf("%s%s", label.c_str(), ColonAfter(label));
+void DisplayIV(std::string_view label, const std::vector<int>& values) {
+  PrintLabel(label);
   for (const int value : values) std::printf(" %d", value);
   std::printf("\n");
 }
 
-void DisplayDV(const std::string& label, const std::vector<double>& values, bool exact) {
-  const int digits = exact ? 17 : 6;
-  std::printf("%s%s", label.c_str(), ColonAfter(label));
-  for (const double value : values) std::printf(" %.*g", digits, value);
-  std::printf("\n");
+void DisplayDV(std::string_view label, const std::vector<double>& values, bool exact) {
+  PrintDoubles(label, values, exact ? kExactDigits : kShortDigits);
+}
+
+void DisplayRow(std::string_view label, std::span<const double> values) {
+  PrintDoubles(label, values, kExactDigits);
 }
 
 void DisplayText(const long& level, const char* text) {

@@ -4,8 +4,9 @@
 
 namespace QvCommon {
 
-/// Packs sequences of bounded non-negative ints into fewer ints and back, exactly: neighbouring
-/// positions share an int as the digits of a mixed-radix number while their ranges allow it.
+/// Packs sequences of bounded non-negative ints into as few non-negative ints as can tell them
+/// apart (one at least, unless the sequences are empty), and back: a sequence is a number in mixed
+/// radix, and the packed ints are its digits to the base 2^31, the least significant one first.
 ///
 /// A value; const operations may run on several threads at once.
 class QvPackedInt {
@@ -16,7 +17,7 @@ class QvPackedInt {
   /// False, and nothing changed, when a range is missing or below 1, or without memory.
   bool SetForSequence(int count, int first, const std::vector<int>& ranges);
   /// The number of ints that a packed sequence takes.
-  [[nodiscard]] int GetPackedSize() const { return static_cast<int>(fGroupEnds.size()); }
+  [[nodiscard]] int GetPackedSize() const { return fPackedSize; }
   /// Packs the first `count` of `values`; `append` keeps what `packed` holds and adds to it,
   /// otherwise it is replaced. False, and `packed` unchanged, for a value outside its range.
   bool Pack(const std::vector<int>& values, std::vector<int>& packed, bool append) const;
@@ -30,7 +31,7 @@ class QvPackedInt {
  private:
   std::vector<int> fRanges;
   /// Behind the last position of each packed int.
-  std::vector<int> fGroupEnds;
+  int fPackedSize = 0;
 };
 
 }  // namespace QvCommon

@@ -9,12 +9,21 @@ namespace QvCommon {
 
 /// The elements of a rows x columns matrix of doubles, all zero at construction, kept row by row.
 ///
-/// Owns its storage; a value. When the storage cannot be allocated both counts are 0, and every
-/// SetElem answers false.
+/// Owns its storage; a value: what was moved from is empty. No operation throws: a matrix that
+/// could not be allocated is empty, and IsValidMatrix() is false.
 class QVREG_EXPORT QvRectMatrixData {
  public:
-  /// `rows` x `columns` zeros; 0 x 0 for a negative count or without memory.
+  /// `rows` x `columns` zeros; 0 x 0 and not valid for a negative count or without memory.
   QvRectMatrixData(int rows, int columns);
+  /// A copy of `other`, its validity included; empty and not valid without memory.
+  QvRectMatrixData(const QvRectMatrixData& other);
+  /// Takes the elements of `other`, which becomes empty.
+  QvRectMatrixData(QvRectMatrixData&& other) noexcept;
+  /// Becomes a copy of `other`, its validity included; empty and not valid without memory.
+  QvRectMatrixData& operator=(const QvRectMatrixData& other);
+  /// Takes the elements of `other`, which becomes empty.
+  QvRectMatrixData& operator=(QvRectMatrixData&& other) noexcept;
+  ~QvRectMatrixData() = default;
 
   /// The number of rows.
   [[nodiscard]] int GetNRows() const { return fNRows; }
@@ -24,6 +33,8 @@ class QVREG_EXPORT QvRectMatrixData {
   bool SetElem(int i, int j, double value);
   /// Element (i, j); 0 when there is no such element.
   [[nodiscard]] double GetElem(int i, int j) const;
+  /// False when memory ran out as the matrix was made or copied, or for a negative count.
+  [[nodiscard]] bool IsValidMatrix() const { return fbValid; }
   /// Prints the matrix to standard output, a line per row.
   void Display() const;
 
@@ -39,6 +50,7 @@ class QVREG_EXPORT QvRectMatrixData {
   int fNRows = 0;
   int fNColumns = 0;
   std::vector<double> fElements;
+  bool fbValid = true;
 };
 
 /// A rectangular matrix. Nothing beyond element access is needed of it so far.

@@ -1,22 +1,60 @@
 #include "qvreg/common/QvSymBlockMatrix.h"
 
-#include <new>
-#include <stdexcept>
+#include <algorithm>
+#include <cstdio>
+#include <exception>
 #include <utility>
 
 #include "qvreg/common/QvComponentDisplay.h"
 
 namespace QvCommon {
 
+namespace {
+
+bool AreValid(const std::vector<QvSymMatrix>& blocks) {
+  return std::all_of(blocks.begin(), blocks.end(),
+                     [](const QvSymMatrix& block) { return block.IsValidMatrix(); });
+}
+
+}  // namespace
+
+QvSymBlockMatrix::QvSymBlockMatrix(const QvSymBlockMatrix& other) {
+  try {
+    std::vector<QvSymMatrix> blocks = other.fBlocks;
+    if (!AreValid(blocks)) return;
+    fBlocks = std::move(blocks);
+    fNRows = other.fNRows;
+    fBlockOrder = other.fBlockOrder;
+  } catch (const std::exception&) {
+    return;
+  }
+}
+
+QvSymBlockMatrix::QvSymBlockMatrix(QvSymBlockMatrix&& other) noexcept
+    : fNRows(std::exchange(other.fNRows, 0)),
+      fBlockOrder(std::exchange(other.fBlockOrder, 0)),
+      fBlocks(std::exchange(other.fBlocks, {})) {}
+
+QvSymBlockMatrix& QvSymBlockMatrix::operator=(const QvSymBlockMatrix& other) {
+  if (this != &other) *this = QvSymBlockMatrix(other);
+  return *this;
+}
+
+QvSymBlockMatrix& QvSymBlockMatrix::operator=(QvSymBlockMatrix&& other) noexcept {
+  if (this == &other) return *this;
+  fNRows = std::exchange(other.fNRows, 0);
+  fBlockOrder = std::exchange(other.fBlockOrder, 0);
+  fBlocks = std::exchange(other.fBlocks, {});
+  return *this;
+}
+
 bool QvSymBlockMatrix::SetNRows(int r, int m) {
   if (r < 0 || m < 0) return false;
   try {
-    const QvSymMatrix zero(m);
-    if (!zero.IsValidMatrix()) return false;
-    fBlocks = std::vector<QvSymMatrix>(BlockIndex(r, 0), zero);
-  } catch (const std::bad_alloc&) {
-    return false;
-  } catch (const std::length_error&) {
+    std::vector<QvSymMatrix> blocks(BlockIndex(r, 0), QvSymMatrix(m));
+    if (!AreValid(blocks)) return false;
+    fBlocks = std::move(blocks);
+  } catch (const std::exception&) {
     return false;
   }
   fNRows = r;
@@ -54,7 +92,7 @@ void QvSymBlockMatrix::Display() const {
   QvComponentDisplay::DisplayI("Block order", fBlockOrder);
   for (int i = 0; i < fNRows; ++i) {
     for (int j = 0; j <= i; ++j) {
-      QvComponentDisplay::DisplayIV("Block", {i, j});
+      std::printf("Block: %d %d\n", i, j);
       fBlocks[BlockIndex(i, j)].Display();
     }
   }

@@ -9,10 +9,16 @@ namespace QvCommon {
 /// A symmetric matrix of r x r blocks of order m, of which the blocks (i, j) with j <= i are kept,
 /// each a symmetric matrix: the (r m) x (r m) matrix whose block (j, i) is the transpose of (i, j).
 ///
-/// Owns its blocks; a value. Used from one thread at a time.
+/// Owns its blocks; a value: what was moved from is empty, and so is a copy without memory. Used
+/// from one thread at a time.
 class QvSymBlockMatrix {
  public:
   QvSymBlockMatrix() = default;
+  QvSymBlockMatrix(const QvSymBlockMatrix& other);
+  QvSymBlockMatrix(QvSymBlockMatrix&& other) noexcept;
+  QvSymBlockMatrix& operator=(const QvSymBlockMatrix& other);
+  QvSymBlockMatrix& operator=(QvSymBlockMatrix&& other) noexcept;
+  ~QvSymBlockMatrix() = default;
 
   /// Makes r block rows of m x m zero blocks; false, and nothing changed, for a negative count or
   /// without memory.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -99,6 +100,19 @@ bool IsSoundPivot(double pivot, double tol, double original) {
 }
 
 }  // namespace
+
+QvSymMatrix::QvSymMatrix(const QvSymMatrix& other) : QvSymMatrixData(other) {
+  try {
+    fLost = other.fLost;
+  } catch (const std::exception&) {
+    Invalidate();
+  }
+}
+
+QvSymMatrix& QvSymMatrix::operator=(const QvSymMatrix& other) {
+  if (this != &other) *this = QvSymMatrix(other);
+  return *this;
+}
 
 bool QvSymMatrix::UpdateXX(const std::vector<double>& x, double w) {
   const int n = GetOrder();
@@ -277,7 +291,7 @@ void QvSymMatrix::ExtractFirstNRows(QvSymMatrix& out) const {
 }
 
 bool QvSymMatrix::Expand(const QvBitSet& keep, QvSymMatrix& out) const {
-  if (keep.Count() != GetOrder() || !out.Reset(keep.Size())) return false;
+  if (!IsValidMatrix() || keep.Count() != GetOrder() || !out.Reset(keep.Size())) return false;
   out.fLost = {};
   int row = 0;
   for (int i = 0; i < keep.Size(); ++i) {

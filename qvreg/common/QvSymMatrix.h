@@ -21,6 +21,13 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   QvSymMatrix() = default;
   /// As QvSymMatrixData: zeros of the given `order`.
   explicit QvSymMatrix(int order) : QvSymMatrixData(order) {}
+  /// As QvSymMatrixData, what compensation keeps included.
+  QvSymMatrix(const QvSymMatrix& other);
+  QvSymMatrix(QvSymMatrix&& other) noexcept = default;
+  /// As the copy.
+  QvSymMatrix& operator=(const QvSymMatrix& other);
+  QvSymMatrix& operator=(QvSymMatrix&& other) noexcept = default;
+  ~QvSymMatrix() = default;
 
   /// Adds w x x' for a dense x of GetOrder() values: every element of the triangle is touched.
   bool UpdateXX(const std::vector<double>& x, double w);
@@ -77,7 +84,8 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// Copies the leading block of out's order (at most this matrix's) into `out`.
   void ExtractFirstNRows(QvSymMatrix& out) const;
   /// Scatters this matrix, whose rows stand for the set bits of `keep` in increasing order, into
-  /// `out`, made of order keep.Size() with zeros elsewhere; false when the counts do not fit.
+  /// `out`, made of order keep.Size() with zeros elsewhere, and so valid; false when the counts do
+  /// not fit, when this matrix is not valid, or without memory.
   bool Expand(const QvBitSet& keep, QvSymMatrix& out) const;
 
   /// Factors the matrix as L L', L in the lower triangle. Returns 0 when every pivot is sound.

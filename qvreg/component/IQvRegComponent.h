@@ -18,7 +18,8 @@ class QvRegSettings;
 /// the settings; iterators are borrowed for the length of a call. It keeps a status: once that is
 /// an error, every later operation does nothing and returns it, and a new component is needed.
 /// No exception of the library's own leaves an operation: an allocation that fails gives status
-/// 305. What a host's iterator throws passes through and leaves the component in error.
+/// 305. What a host's iterator, listener or query throws passes through and leaves the component in
+/// error, with status 312.
 ///
 /// All operations belong to one thread at a time, except Cancel, which may come from any.
 class QVREG_EXPORT IQvRegComponent {
@@ -42,7 +43,8 @@ class QVREG_EXPORT IQvRegComponent {
   /// False, too, while the status is an error.
   [[nodiscard]] virtual bool IsModelBuilt() const = 0;
   /// The results, made on the first call and owned by the component. Without a built model an
-  /// error, 311 for the linear model; `stats` is then left as it was.
+  /// error: the linear model's is 311 and leaves `stats` as it was, the logistic model's is 310 and
+  /// makes `stats` null, as any of its errors does.
   virtual QvCommon::QvStatus GetOutputStats(IQvRegOutputStats*& stats) = 0;
   /// The component's own copy of the settings.
   [[nodiscard]] virtual const QvRegSettings& GetCompSettings() const = 0;

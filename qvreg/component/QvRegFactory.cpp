@@ -16,8 +16,8 @@ template <typename Component, typename Settings>
 std::unique_ptr<IQvRegComponent> Make(const Settings& settings) {
   try {
     auto component = std::make_unique<Component>(settings);
-    // The settings were found valid, so an error can only be memory that ran out.
-    if (component->GetStatus().IsError()) return nullptr;
+    // Memory ran out within it. Any other error is what its check of the settings found.
+    if (component->GetStatus().GetCode() == QvStatusCode::kTooManyParameters) return nullptr;
     return component;
   } catch (const std::exception&) {
     return nullptr;

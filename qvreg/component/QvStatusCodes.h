@@ -13,10 +13,11 @@ inline constexpr long kNoDependent = 301;
 inline constexpr long kEmptyModel = 302;
 /// A stage that must come before is missing.
 inline constexpr long kStageMissing = 303;
-/// The record iterator could not start a further pass.
+/// The record iterator could not go through a further pass: an iteration of a logistic model was
+/// announced a record and got none. (An iterator that cannot start a pass gives kNoRecords.)
 inline constexpr long kNoFurtherPass = 304;
-/// More parameters than the matrix can hold (discrete datum 0: parameters, 1: the bound), or, with
-/// no data attached, an allocation that failed.
+/// More parameters than the matrix can hold (discrete datum 0: parameters, 1: the bound, which is
+/// less), or an allocation that failed: then datum 1 is missing, or not less than datum 0.
 inline constexpr long kTooManyParameters = 305;
 /// The data were already processed.
 inline constexpr long kDataProcessed = 306;
@@ -24,17 +25,20 @@ inline constexpr long kDataProcessed = 306;
 inline constexpr long kNoRecords = 307;
 /// No positive degrees of freedom, or nothing was accumulated.
 inline constexpr long kNothingToFit = 308;
-/// The parameters were not created, or no record was added before the sweep.
+/// The parameters were not created: an effect names a variable that has not that role. Or no record
+/// was added before the sweep: the pass after the first used none.
 inline constexpr long kNoParameters = 309;
 /// The model is already built, or the matrix already swept.
 inline constexpr long kAlreadyBuilt = 310;
 /// The model is not built.
 inline constexpr long kNotBuilt = 311;
-/// The iterator announced a record but delivered none.
+/// The iterator announced a record but delivered none. A component in which a host's iterator,
+/// listener or query threw an exception keeps this status, too.
 inline constexpr long kRecordMissing = 312;
 /// The data have not been processed.
 inline constexpr long kDataNotProcessed = 313;
-/// A record's values could not be read.
+/// A record's values could not be read. The library's passes never find this: it is for those who
+/// read records, as the C interface does.
 inline constexpr long kUnreadableRecord = 314;
 /// A record holds fewer values than the settings name variables.
 inline constexpr long kShortRecord = 315;

@@ -10,9 +10,9 @@ namespace QvCommon {
 /// Reads a binary record file: rows of doubles in the machine's byte order, one after the other,
 /// with no header, separators or trailer.
 ///
-/// Borrows the stream: the caller opens it for binary reading at its start and closes it after the
-/// iterator is gone. A copy shares the stream, and so its position, with the original. Used from
-/// one thread at a time.
+/// Borrows the stream: the caller opens it for binary reading at its start, makes sure that fseek
+/// finds the way back there (a pipe has none), and closes it after the iterator is gone. A copy
+/// shares the stream, and so its position, with the original. Used from one thread at a time.
 class QVREG_EXPORT BinaryRecordIterator : public MultiPassRecordIter {
  public:
   /// Reads the first record ahead, `recordSize` doubles long. A null `file` leaves the fail reason
@@ -25,8 +25,10 @@ class QVREG_EXPORT BinaryRecordIterator : public MultiPassRecordIter {
   [[nodiscard]] bool HasMore() const override { return fFailReason == kIterOk; }
   const Record* Next() override;
   [[nodiscard]] int GetFailReason() const override { return fFailReason; }
-  /// Goes back to byte 0; refused while the fail reason is kIterNoRewind, which it becomes for a
-  /// stream without a way back, such as a pipe. On a null file it becomes kIterReadError.
+  /// Goes back to byte 0 and reads the first record ahead; the fail reason. Whether the stream
+  /// could go back is not checked: one without a way back goes on where it stands. Refused while
+  /// the fail reason is kIterNoRewind, which only a derived class gives. A null file gives
+  /// kIterReadError.
   int NewPass() override;
 
  protected:

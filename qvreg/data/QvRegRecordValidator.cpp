@@ -12,9 +12,6 @@ using QvCommon::Record;
 
 namespace {
 
-/// Codes below it stand for a missing category.
-constexpr double kLeastCode = -0.5;
-
 const char* RoleLabel(QvConst::QvVariableType type) {
   switch (type) {
     case QvConst::QvVarFreqWeight:
@@ -70,7 +67,7 @@ void QvRegRecordValidator::SetRecordInfo(const std::vector<QvConst::QvVariableTy
 }
 
 QvRecordVerdict QvRegRecordValidator::CheckCategory(int var, double value, QvStatus& status) const {
-  if (value < kLeastCode) return QvRecordVerdict::kMissing;
+  if (value < QvMV::gLeastCode) return QvRecordVerdict::kMissing;
   // The bound comes first: it refuses what an int cannot hold, and a value that is not a number.
   const bool isCode =
       value <= fNCategories[static_cast<std::size_t>(var)] && static_cast<int>(value) == value;

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/component/QvOperationGuard.h"
 #include "qvreg/design/QvCategory.h"
 
 using QvCommon::Record;
@@ -118,6 +120,8 @@ bool QvFactorCounts::Update(const Record& record) {
 
 bool QvFactorCounts::IsInRange(const Record& record) const {
   const auto isCounted = [&](int var, int nCategories) {
+    // Rounding would take the code -1 of a missing category for 0.
+    if (record[var] < QvMV::gLeastCode) return false;
     const int category = CategoryOf(record, var);
     return category >= 0 && category < nCategories;
   };
@@ -164,8 +168,11 @@ void QvFactorCounts::DisplayFields() const {
 }
 
 void QvFactorCounts::Display() const {
-  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                  "QvFactorCounts display start");
-  DisplayFields();
-  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvFactorCounts display end");
+  GuardDisplay([this] {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvFactorCounts display start");
+    DisplayFields();
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "QvFactorCounts display end");
+  });
 }

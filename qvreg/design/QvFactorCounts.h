@@ -54,7 +54,7 @@ class QVREG_EXPORT QvFactorCounts {
   /// The number of categories with a weighted count above 0; -1 for no such factor.
   [[nodiscard]] int GetNActiveCategories(int factor) const;
   /// True when every code in the record, that of a counted dependent included, is one that Update
-  /// counts.
+  /// counts and does not stand for a missing category. REQUIRES: as Update.
   [[nodiscard]] bool IsInRange(const QvCommon::Record& record) const;
 
   /// Prints every count to standard output.

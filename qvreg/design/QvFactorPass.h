@@ -11,16 +11,21 @@
 QvCommon::QvStatus FillFactorTables(QvRecordPass& pass, QvFactorTables& tables,
                                     QvRecordCounts& counts);
 
-/// A later pass: calls `step(const Record&)` for every record that the first pass counted. The
-/// pass's status; where the step answers false it ends there, as QvRecordPass::RefusedRecord says.
+/// A later pass: calls `step(const Record&)` for every record that the first pass counted, and has
+/// the tables note how many they were. The pass's status; where the step answers false it ends
+/// there, as QvRecordPass::RefusedRecord says.
 template <typename Step>
 QvCommon::QvStatus ForEachCountedRecord(QvRecordPass& pass, const QvFactorTables& tables,
                                         Step&& step) {
-  return pass.Run(
+  long long nUsed = 0;
+  const QvCommon::QvStatus result = pass.Run(
       [&](const QvCommon::Record& record, QvRecordVerdict verdict, QvCommon::QvStatus& status) {
         if (verdict != QvRecordVerdict::kValid || !tables.IsInRange(record)) return true;
+        ++nUsed;
         if (step(record)) return true;
         status = QvRecordPass::RefusedRecord(pass.GetCancelInfo());
         return false;
       });
+  if (!result.IsError()) tables.NoteLaterPass(nUsed);
+  return result;
 }

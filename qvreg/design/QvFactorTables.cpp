@@ -273,6 +273,11 @@ const std::vector<double>& QvFactorTables::GetCovariateMeans() {
   return fCovariateMeans;
 }
 
+void QvFactorTables::NoteLaterPass(long long nRecords) const {
+  const bool isSame = static_cast<double>(nRecords) == fSampleSize;
+  if (!isSame && fUsedLater < 0) fUsedLater = nRecords;
+}
+
 void QvFactorTables::DisplayEffects() const {
   QvComponentDisplay::DisplayI("Total number of model effects", fNModelEffects);
   QvComponentDisplay::DisplayI("Number of model effects containing factors", fNEffects);

@@ -92,6 +92,11 @@ class QvFactorTables : public QvFactorCounts {
   /// The weighted means; missing values when the total frequency weight is not above 0.
   const std::vector<double>& GetCovariateMeans();
 
+  /// Takes note that a pass after the first, which UpdateAll saw, used `nRecords` records.
+  void NoteLaterPass(long long nRecords) const;
+  /// What the first such pass used that did not use GetSampleSize() records; -1 while all did.
+  [[nodiscard]] long long GetUsedLater() const { return fUsedLater; }
+
   void Display() const;
 
  protected:
@@ -147,4 +152,5 @@ class QvFactorTables : public QvFactorCounts {
   QvCommon::QvWeightUnit fMeanUnit;
   std::vector<double> fDependRegrWeights;
   double fSampleSize = 0.0;
+  mutable long long fUsedLater = -1;
 };

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <deque>
 #include <memory>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -107,8 +106,7 @@ class QvHashtable {
     std::printf("Start of Hashtable.\n");
     for (std::size_t bucket = 0; bucket < fBuckets.size(); ++bucket) {
       if (fBuckets[bucket] == nullptr) continue;
-      QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                      "Bucket " + std::to_string(bucket) + " :");
+      std::printf("Bucket %zu :\n", bucket);
       for (const QvHashPair<T>* entry = fBuckets[bucket]; entry != nullptr; entry = entry->fpNext) {
         entry->fpKey->Display();
         QvComponentDisplay::DisplayI("Value", *entry->fpValue);

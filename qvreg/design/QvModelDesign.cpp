@@ -38,7 +38,8 @@ void QvModelDesign::AddEffect(const QvModelEffect& effect) {
   const auto index = static_cast<int>(fEffectParameters.size());
   QvRegrParameter parameter;
   parameter.SetEffectIndex(index);
-  parameter.SetupFromEffect(effect, index, 0);
+  // An intercept is its index alone, and refused here.
+  static_cast<void>(parameter.SetupFromEffect(effect, index, 0));
   fEffectParameters.push_back(std::move(parameter));
   fEffectFactors.push_back(effect.GetFactors());
 }

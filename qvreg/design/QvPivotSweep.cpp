@@ -170,8 +170,7 @@ QvStatus QvPivotSweep::Run(int nPivots, int size, double tolerance, QvBitSet& ke
   const QvStatus noMemory(QvStatusCode::kTooManyParameters, false);
   if (!fMatrix.EndCompensation(fProducts)) return noMemory;
   if (fScale != 1.0) fMatrix.MultiplyByNumber(fScale);
-  fMatrix.GetDiagonal(fDiagonal);
-  kept.Resize(size, false);
+  if (!fMatrix.GetDiagonal(fDiagonal) || !kept.Resize(size, false)) return noMemory;
   kept.Clear();
   for (int k = 0; k < nPivots; ++k) {
     if (cancel.IsCancel()) return {QvStatusCode::kCancelled, false};

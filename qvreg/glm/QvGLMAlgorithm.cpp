@@ -94,6 +94,7 @@ QvStatus QvGLMAlgorithm::BuildModel(MultiPassRecordIter& iter) {
   if (!fModel.HasMatrix()) return fStatus = QvStatus(QvStatusCode::kNoParameters, false);
   if (fbModelBuilt) return {QvStatusCode::kAlreadyBuilt, false};
   fStatus = Estimate(iter);
+  fRecordCounts.fUsedLater = fFactorTables.GetUsedLater();
   if (fStatus.IsError()) return fStatus;
   fbModelBuilt = true;
   if (!fWarnings.empty()) fStatus = fWarnings.back();

@@ -27,8 +27,8 @@ QvGLMOutputStats::QvGLMOutputStats(const QvRegSettings& settings, QvGLMAlgorithm
       fRecordValidator(algorithm.GetRecordValidator()),
       fRecordCounts(algorithm.GetRecordCounts()),
       fpAlgorithm(&algorithm) {
-  if (!fCovariance.IsValidMatrix()) throw std::bad_alloc();
-  fRedundancy.Resize(algorithm.GetModel().GetNParameters(), false);
+  if (!fCovariance.IsValidMatrix() || !fRedundancy.IsValid()) throw std::bad_alloc();
+  if (!fRedundancy.Resize(algorithm.GetModel().GetNParameters(), false)) throw std::bad_alloc();
   algorithm.GetModel().GetMatrix().ExtractFirstNRows(fCovariance);
   FillParamStats();
 }

@@ -175,6 +175,7 @@ QvStatus QvLogAlgorithm::BuildModel(MultiPassRecordIter& iter) {
   if (MayGoOn()) Note(Classify(iter));
   fModel.DeleteXPrimeXMatrix();
   fpStats.reset();
+  fRecordCounts.fUsedLater = fFactorTables.GetUsedLater();
   // A stop that came with the last record left that record out.
   fbModelBuilt = MayGoOn();
   return fStatus;

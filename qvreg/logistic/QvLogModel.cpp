@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <limits>
+#include <new>
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvElementary.h"
@@ -138,7 +139,7 @@ QvStatus QvLogModel::SweepXPrimeX() {
 void QvLogModel::SetRedundancy() {
   fNBasicNonRedundant = 0;
   fNAllNonRedundant = 0;
-  fAllRedundancy.Resize(NBlocks() * fNBasic, false);
+  if (!fAllRedundancy.Resize(NBlocks() * fNBasic, false)) throw std::bad_alloc();
   fAllRedundancy.Clear();
   fLocalIndices.assign(Index(fNBasic), -1);
   for (int k = 0; k < fNBasic; ++k) {

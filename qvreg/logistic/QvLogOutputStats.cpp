@@ -28,7 +28,7 @@ void QvLogOutputStats::FillParamStats() {
   const QvLogModel& model = fpAlgorithm->GetModel();
   const int nParameters = model.GetNumAllParameters();
   fParamStats.resize(static_cast<std::size_t>(nParameters));
-  fRedundancy.Resize(nParameters, false);
+  if (!fRedundancy.Resize(nParameters, false)) throw std::bad_alloc();
   if (model.GetAllRedundancy().Size() != nParameters) return;
   for (int i = 0; i < nParameters; ++i) {
     const auto k = static_cast<std::size_t>(i);

@@ -64,7 +64,9 @@ class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
   [[nodiscard]] int GetStepHalvings() const;
   /// How the iterations ended.
   [[nodiscard]] QvOptimizationOutcome GetOutcome() const;
-  /// The log-likelihood at the starting values, those of the intercept-only model.
+  /// The log-likelihood at the starting values: intercepts that fit the categories' sums of
+  /// frequency weights, which are those of the model without terms unless there is a regression
+  /// weight; zeros without an intercept.
   [[nodiscard]] double GetInitialLL() const;
   /// The log-likelihood at the estimates.
   [[nodiscard]] double GetFinalLL() const;

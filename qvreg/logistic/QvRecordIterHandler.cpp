@@ -56,12 +56,18 @@ QvStatus QvRecordIterHandler::ComputeStatsForOptimizer(bool llOnly) {
   if (!pass.Start()) fStatus = QvStatus(QvStatusCode::kNoRecords, false);
   if (before.IsError()) return before;
   const QvFactorTables* tables = fpModel->GetFactorTables();
-  return pass.ReadOn([&](const Record& record, QvRecordVerdict verdict, QvStatus& status) {
-    if (verdict != QvRecordVerdict::kValid) return true;
-    // A record that the first pass could not count takes no part.
-    if (tables != nullptr && !tables->IsInRange(record)) return true;
-    if (AddRecord(record, llOnly)) return true;
-    fStatus = status = QvStatus(QvStatusCode::kStageMissing, false);
-    return false;
-  });
+  long long nUsed = 0;
+  const QvStatus result =
+      pass.ReadOn([&](const Record& record, QvRecordVerdict verdict, QvStatus& status) {
+        if (verdict != QvRecordVerdict::kValid) return true;
+        // A record that the first pass could not count takes no part.
+        if (tables != nullptr && !tables->IsInRange(record)) return true;
+        ++nUsed;
+        if (AddRecord(record, llOnly)) return true;
+        fStatus = status = QvStatus(QvStatusCode::kStageMissing, false);
+        return false;
+      });
+  const bool isWhole = !result.IsError() && !fpCancel->IsFlagSet();
+  if (isWhole && tables != nullptr) tables->NoteLaterPass(nUsed);
+  return result;
 }

@@ -19,7 +19,9 @@ enum QvVariableType : int {
   QvVarDependent = 5    ///< A number; for a logistic model a category code.
 };
 
-/// Fit statistics; a model answers the missing value for those that it does not serve.
+/// Fit statistics; a model answers the missing value for those that it does not serve. The n of Cox
+/// and Snell's and of Nagelkerke's is the total regression weight: frequency times regression
+/// weight.
 enum QvModelFitStat : int {
   QvFitRootMeanSquareError = 0,  ///< Linear: in units of the dependent.
   QvFitMultipleRSquare = 1,      ///< Linear: R^2.
@@ -40,6 +42,9 @@ enum QvPAdjustMethod : int {
 enum QvCovbType : int {
   QvCovbDefault = 0  ///< The host's own choice.
 };
+
+static_assert(QvTestDefault == 0 && QvPAdjustDefault == 0 && QvCovbDefault == 0,
+              "settings of hosts that carry no choice hold 0");
 
 /// Where a record's offset comes from.
 enum QvOffsetType : int {

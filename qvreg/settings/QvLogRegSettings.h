@@ -25,22 +25,23 @@ class QVREG_EXPORT QvLogRegSettings : public QvRegSettings {
   void Display() const override;
 
   /// The dependent has nCategories >= 2 categories, coded from 0; `refCategory` is one of them,
-  /// kLastObserved or kFirstObserved.
-  bool SetDependentRefCat(int refCategory, int nCategories);
+  /// kLastObserved or kFirstObserved. Where it is not called there are two: a record with code 2 is
+  /// then left out, and a higher code ends the run with 316.
+  [[nodiscard]] bool SetDependentRefCat(int refCategory, int nCategories);
   /// Report to the progress listener every n-th iteration, n >= 1 (1 by default).
-  bool SetIterationFrequency(int n);
+  [[nodiscard]] bool SetIterationFrequency(int n);
   /// Converged when the log-likelihood changes by less than `criterion` >= 0; 0, the default,
   /// switches it off.
-  bool SetLLConCriterion(double criterion);
+  [[nodiscard]] bool SetLLConCriterion(double criterion);
   /// Converged when the estimates change by less than `criterion` >= 0 (1e-6 by default); 0
   /// switches it off.
-  bool SetParamEstConCriterion(double criterion);
+  [[nodiscard]] bool SetParamEstConCriterion(double criterion);
   /// At most n >= 0 Newton-Raphson iterations (100 by default).
-  bool SetMaxIterations(int n);
+  [[nodiscard]] bool SetMaxIterations(int n);
   /// At most n >= 1 step-halvings an iteration (5 by default).
-  bool SetMaxStepHalvingValue(int n);
+  [[nodiscard]] bool SetMaxStepHalvingValue(int n);
   /// The iteration n >= 0 from which the late checks (such as separation) start (20 by default).
-  bool SetStartingIteration(int n);
+  [[nodiscard]] bool SetStartingIteration(int n);
   /// Whether the log-likelihood criterion is `absolute`; relative by default.
   void SetLLFuncChange(bool absolute) { fLLAbsoluteChange = absolute; }
   /// Whether the estimates' criterion is `absolute`; relative by default.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <numeric>
+#include <utility>
 
 #include "qvreg/common/QvComponentDisplay.h"
 
@@ -19,11 +20,44 @@ QvModelEffect::QvModelEffect(int nModelFactors, int nModelCovariates,
   Setup(nModelFactors, nModelCovariates, varIndices);
 }
 
+QvModelEffect::QvModelEffect(const QvModelEffect& other)
+    : fpVarIndices(other.fpVarIndices),
+      fOwnVariables(other.VariablesOfACopy()),
+      fMainVector(other.fMainVector),
+      fNModelFactors(other.fNModelFactors),
+      fNModelCovariates(other.fNModelCovariates),
+      fNFactors(other.fNFactors),
+      fNCovariates(other.fNCovariates),
+      fNLevels(other.fNLevels),
+      fbFactorsInParens(other.fbFactorsInParens) {}
+
+QvModelEffect& QvModelEffect::operator=(const QvModelEffect& other) {
+  if (this == &other) return *this;
+  std::vector<int> variables = other.VariablesOfACopy();
+  fMainVector = std::vector<int>(other.fMainVector);
+  fOwnVariables = std::move(variables);
+  fpVarIndices = other.fpVarIndices;
+  fNModelFactors = other.fNModelFactors;
+  fNModelCovariates = other.fNModelCovariates;
+  fNFactors = other.fNFactors;
+  fNCovariates = other.fNCovariates;
+  fNLevels = other.fNLevels;
+  fbFactorsInParens = other.fbFactorsInParens;
+  return *this;
+}
+
+std::vector<int> QvModelEffect::VariablesOfACopy() const {
+  // An effect that uses no variable asks none of the list, which a host may fill later.
+  if (!fOwnVariables.empty() || fpVarIndices == nullptr || IsIntercept()) return fOwnVariables;
+  const std::size_t size = std::min(fpVarIndices->size(), static_cast<std::size_t>(NSlots()));
+  return {fpVarIndices->begin(), fpVarIndices->begin() + static_cast<std::ptrdiff_t>(size)};
+}
+
 void QvModelEffect::Setup(int nModelFactors, int nModelCovariates,
                           const std::vector<int>* varIndices) {
   fNModelFactors = std::max(nModelFactors, 0);
   fNModelCovariates = std::max(nModelCovariates, 0);
-  fpVarIndices = varIndices;
+  SetVarIndices(varIndices);
   Reset();
 }
 
@@ -37,7 +71,9 @@ void QvModelEffect::Reset() {
 }
 
 int QvModelEffect::FindInVector(const std::vector<int>& v, int start, int count, int value) {
-  const int end = std::min(start + count, static_cast<int>(v.size()));
+  // A sum of two ints may be more than an int holds.
+  const long long end =
+      std::min(static_cast<long long>(start) + count, static_cast<long long>(v.size()));
   for (int p = start; p < end; ++p) {
     if (v[static_cast<std::size_t>(p)] == value) return p;
   }
@@ -45,13 +81,13 @@ int QvModelEffect::FindInVector(const std::vector<int>& v, int start, int count,
 }
 
 int QvModelEffect::FactorSlot(int var) const {
-  return fpVarIndices == nullptr ? -1 : FindInVector(*fpVarIndices, 0, fNModelFactors, var);
+  return Variables() == nullptr ? -1 : FindInVector(*Variables(), 0, fNModelFactors, var);
 }
 
 int QvModelEffect::CovariateSlot(int var) const {
-  return fpVarIndices == nullptr
+  return Variables() == nullptr
              ? -1
-             : FindInVector(*fpVarIndices, fNModelFactors, fNModelCovariates, var);
+             : FindInVector(*Variables(), fNModelFactors, fNModelCovariates, var);
 }
 
 bool QvModelEffect::AddNewFactor(int var, bool nested) {
@@ -94,7 +130,7 @@ int QvModelEffect::GetNCovariateMult() const {
 std::vector<int> QvModelEffect::GetFactors() const {
   std::vector<int> factors;
   for (int slot = 0; slot < fNModelFactors; ++slot) {
-    if (IsFactorUsed(slot)) factors.push_back((*fpVarIndices)[static_cast<std::size_t>(slot)]);
+    if (IsFactorUsed(slot)) factors.push_back(VariableAt(slot));
   }
   return factors;
 }
@@ -110,8 +146,7 @@ std::vector<int> QvModelEffect::GetFactorLevels() const {
 std::vector<int> QvModelEffect::GetCovariates() const {
   std::vector<int> covariates;
   for (int slot = fNModelFactors; slot < NSlots(); ++slot) {
-    if (IsCovariateUsed(slot))
-      covariates.push_back((*fpVarIndices)[static_cast<std::size_t>(slot)]);
+    if (IsCovariateUsed(slot)) covariates.push_back(VariableAt(slot));
   }
   return covariates;
 }
@@ -173,7 +208,7 @@ void QvModelEffect::GetUsedVariables(const std::vector<QvModelEffect>& effects,
   if (effects.empty()) return;
   factors.clear();
   covariates.clear();
-  const std::vector<int>* variables = effects.front().fpVarIndices;
+  const std::vector<int>* variables = effects.front().Variables();
   if (variables == nullptr) return;
   for (const QvModelEffect& effect : effects) {
     for (int slot = 0; slot < effect.NSlots(); ++slot) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "qvreg/QvExport.h"
@@ -8,14 +9,20 @@
 /// which of its covariates, each with a multiplicity (its power).
 ///
 /// Defined against an ordered list of the model's variables (record indices of the factors, then of
-/// the covariates) which the effect points to but does not own: the caller keeps it alive. A value;
-/// used from one thread at a time.
+/// the covariates) which the effect points to but does not own: the caller keeps it alive. A copy
+/// of an effect that uses variables keeps their record indices itself and does without the list;
+/// lists are still told apart by their place. A value; used from one thread at a time.
 class QVREG_EXPORT QvModelEffect {
  public:
   /// An intercept, over no variables.
   QvModelEffect() = default;
   /// As Setup with `nModelFactors`, `nModelCovariates` and `varIndices`.
   QvModelEffect(int nModelFactors, int nModelCovariates, const std::vector<int>* varIndices);
+  /// REQUIRES: the list of `other`, unless that is a copy itself. May throw std::bad_alloc.
+  QvModelEffect(const QvModelEffect& other);
+  /// As the copy; nothing is changed when it throws.
+  QvModelEffect& operator=(const QvModelEffect& other);
+  ~QvModelEffect() = default;
 
   /// Makes it an empty effect over the list `varIndices`, which is borrowed. REQUIRES: the list
   /// holds nModelFactors + nModelCovariates record indices.
@@ -25,10 +32,10 @@ class QVREG_EXPORT QvModelEffect {
 
   /// Adds factor `var` at nesting level 0; `nested` moves the factors added before one level
   /// outward. False when `var` is no factor of the model or already in the effect.
-  bool AddNewFactor(int var, bool nested);
+  [[nodiscard]] bool AddNewFactor(int var, bool nested);
   /// Raises the multiplicity of covariate `var` by one and returns it; -1 when `var` is no
   /// covariate of the model.
-  int AddCovariate(int var);
+  [[nodiscard]] int AddCovariate(int var);
 
   /// The nesting level of factor `var`; -1 when it is not in the effect.
   [[nodiscard]] int ContainsFactor(int var) const;
@@ -59,10 +66,13 @@ class QVREG_EXPORT QvModelEffect {
   /// The main vector: per factor of the model its nesting level or -1, then per covariate its
   /// multiplicity.
   [[nodiscard]] const std::vector<int>& GetModelEffect() const { return fMainVector; }
-  /// The list of the model's variables, borrowed; null before Setup.
+  /// The list of the model's variables, borrowed; null before Setup. That of a copy may be gone.
   [[nodiscard]] const std::vector<int>* GetVarIndices() const { return fpVarIndices; }
   /// Borrows another list, `varIndices`, in the place of the first. REQUIRES: as Setup.
-  void SetVarIndices(const std::vector<int>* varIndices) { fpVarIndices = varIndices; }
+  void SetVarIndices(const std::vector<int>* varIndices) {
+    fpVarIndices = varIndices;
+    fOwnVariables.clear();
+  }
   /// True for an effect without factors and covariates.
   [[nodiscard]] bool IsIntercept() const { return fNFactors + fNCovariates == 0; }
   /// Marks the factors as standing after the covariates in parentheses; Reset clears the mark.
@@ -96,6 +106,16 @@ class QVREG_EXPORT QvModelEffect {
   [[nodiscard]] static int FindInVector(const std::vector<int>& v, int start, int count, int value);
 
  private:
+  /// The record indices of the slots; null before Setup.
+  [[nodiscard]] const std::vector<int>* Variables() const {
+    return fOwnVariables.empty() ? fpVarIndices : &fOwnVariables;
+  }
+  /// What a copy of this effect keeps of them.
+  [[nodiscard]] std::vector<int> VariablesOfACopy() const;
+  /// The record index of a slot.
+  [[nodiscard]] int VariableAt(int slot) const {
+    return (*Variables())[static_cast<std::size_t>(slot)];
+  }
   [[nodiscard]] int FactorSlot(int var) const;
   [[nodiscard]] int CovariateSlot(int var) const;
   [[nodiscard]] int NSlots() const { return fNModelFactors + fNModelCovariates; }
@@ -108,6 +128,7 @@ class QVREG_EXPORT QvModelEffect {
   [[nodiscard]] int& At(int slot) { return fMainVector[static_cast<std::size_t>(slot)]; }
 
   const std::vector<int>* fpVarIndices = nullptr;
+  std::vector<int> fOwnVariables;  ///< Of a copy; empty where the list is read.
   std::vector<int> fMainVector;
   int fNModelFactors = 0;
   int fNModelCovariates = 0;

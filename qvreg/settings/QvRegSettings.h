@@ -15,7 +15,8 @@ class QvQueryCancel;
 ///
 /// A value that a host fills and hands to the factory, which copies it. The progress listener and
 /// the cancel query are borrowed: the host keeps them alive as long as any component. Used from one
-/// thread at a time. A variable, named by its index in a record, plays one role only.
+/// thread at a time. A variable, named by its index in a record, plays one role only. A host looks
+/// at the answer of every setter that has one: what was refused is not part of the model.
 class QVREG_EXPORT QvRegSettings {
  public:
   /// No roles and no effects; an intercept.
@@ -29,22 +30,23 @@ class QVREG_EXPORT QvRegSettings {
   /// Success; 301 without a dependent; 302 with neither an intercept nor an effect.
   virtual QvCommon::QvStatus IsValidSettings();
   /// Makes `var` the dependent, once; false when refused.
-  virtual bool SetDependent(int var);
+  [[nodiscard]] virtual bool SetDependent(int var);
   /// Adds `var` as a covariate; the number of covariates, or -1 when refused.
-  virtual int AddCovariate(int var);
-  /// Adds a copy of `effect`, whose variables are not checked; false only without memory.
-  virtual bool AddModelEffect(const QvModelEffect& effect);
+  [[nodiscard]] virtual int AddCovariate(int var);
+  /// Adds a copy of `effect`, whose variables are not checked; false only without memory. The copy
+  /// does not need the effect's list of variables any more.
+  [[nodiscard]] virtual bool AddModelEffect(const QvModelEffect& effect);
   /// Prints roles, effects and choices to standard output, for a developer's eyes.
   virtual void Display() const;
 
   /// Adds `var` as a factor with codes 0 .. nCategories - 1, at least one; the number of factors,
   /// or -1 when refused.
-  int AddFactor(int var, int nCategories);
+  [[nodiscard]] int AddFactor(int var, int nCategories);
   /// Makes `var` the frequency weight; false when refused. A later call replaces it, yet the
   /// earlier variable keeps its role.
-  bool SetFrequencyWeightVar(int var);
+  [[nodiscard]] bool SetFrequencyWeightVar(int var);
   /// Makes `var` the regression weight, with the same rule.
-  bool SetRegrWeightVar(int var);
+  [[nodiscard]] bool SetRegrWeightVar(int var);
   /// Whether to `use` an intercept; the model has one by default.
   void SetInterceptUse(bool use) { fInterceptUse = use; }
   /// Sets the `tolerance`: the share of a diagonal below which a pivot counts as zero. 1e-12 by

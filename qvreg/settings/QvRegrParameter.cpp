@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <initializer_list>
 #include <numeric>
+#include <utility>
 
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/settings/QvModelEffect.h"
@@ -14,6 +16,11 @@ std::size_t IndexIn(const std::vector<int>& v, int value) {
   return static_cast<std::size_t>(std::find(v.begin(), v.end(), value) - v.begin());
 }
 
+/// Makes room for one more element in each list, so that adding to all of them cannot fail midway.
+void ReserveOneMore(std::initializer_list<std::vector<int>*> lists) {
+  for (std::vector<int>* list : lists) list->reserve(list->size() + 1);
+}
+
 }  // namespace
 
 bool QvRegrParameter::AddFactor(int var, int category, int nestLevel) {
@@ -21,6 +28,7 @@ bool QvRegrParameter::AddFactor(int var, int category, int nestLevel) {
   const auto place =
       std::upper_bound(fFactorNestLevels.begin(), fFactorNestLevels.end(), nestLevel) -
       fFactorNestLevels.begin();
+  ReserveOneMore({&fFactors, &fCategories, &fFactorNestLevels});
   fFactors.insert(fFactors.begin() + place, var);
   fCategories.insert(fCategories.begin() + place, category);
   fFactorNestLevels.insert(fFactorNestLevels.begin() + place, nestLevel);
@@ -36,6 +44,7 @@ int QvRegrParameter::AddCovariate(int var, int multiplicity) {
   if (var < 0 || multiplicity < 1) return 0;
   const std::size_t index = IndexIn(fCovariates, var);
   if (index < fCovariates.size()) return fCovariateMultiplicities[index] += multiplicity;
+  ReserveOneMore({&fCovariates, &fCovariateMultiplicities});
   fCovariates.push_back(var);
   fCovariateMultiplicities.push_back(multiplicity);
   return multiplicity;
@@ -56,15 +65,18 @@ void QvRegrParameter::SetEffectIndex(int effectIndex) {
 
 bool QvRegrParameter::SetupFromEffect(const QvModelEffect& effect, int effectIndex, int category) {
   if (effect.IsIntercept() || effectIndex < 0) return false;
-  fEffectIndex = effectIndex;
-  fFactors.clear();
-  fCategories.clear();
-  fFactorNestLevels.clear();
+  QvRegrParameter made;
+  made.fEffectIndex = effectIndex;
+  made.fTargetCategory = fTargetCategory;
   const std::vector<int> factors = effect.GetFactors();
   const std::vector<int> levels = effect.GetFactorLevels();
-  for (std::size_t i = 0; i < factors.size(); ++i) AddFactor(factors[i], category, levels[i]);
-  fCovariates = effect.GetCovariates();
-  fCovariateMultiplicities = effect.GetCovMultiplicities();
+  for (std::size_t i = 0; i < factors.size(); ++i) {
+    // Refused for a factor that the model lists twice: the parameter has it once.
+    static_cast<void>(made.AddFactor(factors[i], category, levels[i]));
+  }
+  made.fCovariates = effect.GetCovariates();
+  made.fCovariateMultiplicities = effect.GetCovMultiplicities();
+  *this = std::move(made);
   return true;
 }
 

@@ -15,13 +15,15 @@ class QVREG_EXPORT QvRegrParameter {
   QvRegrParameter() = default;
 
   /// Adds a factor behind those of its nesting level or less. False for a negative `var` or
-  /// `nestLevel` and for a factor already present; the category is not checked.
-  bool AddFactor(int var, int category, int nestLevel);
+  /// `nestLevel` and for a factor already present; the category is not checked. May throw
+  /// std::bad_alloc, with nothing changed.
+  [[nodiscard]] bool AddFactor(int var, int category, int nestLevel);
   /// The category of factor `var`, or `notFound` when it is not among the factors.
   [[nodiscard]] int ContainsFactor(int var, int notFound) const;
   /// Adds `multiplicity` to that of covariate `var` and returns the total; 0, and nothing
-  /// changed, for a negative `var` or a multiplicity below 1.
-  int AddCovariate(int var, int multiplicity);
+  /// changed, for a negative `var` or a multiplicity below 1. May throw std::bad_alloc, with
+  /// nothing changed.
+  [[nodiscard]] int AddCovariate(int var, int multiplicity);
   /// The multiplicity of covariate `var`; 0 when it is not a covariate of the parameter.
   [[nodiscard]] int GetCovariateMult(int var) const;
   /// The sum of all multiplicities.
@@ -60,7 +62,8 @@ class QVREG_EXPORT QvRegrParameter {
 
   /// Becomes a parameter of `effect` at position `effectIndex`: its factors, each with `category`,
   /// and its covariates. False, and nothing changed, for an intercept effect or a negative index.
-  bool SetupFromEffect(const QvModelEffect& effect, int effectIndex, int category);
+  /// May throw std::bad_alloc, with nothing changed.
+  [[nodiscard]] bool SetupFromEffect(const QvModelEffect& effect, int effectIndex, int category);
 
   /// True when `other` stands for the same column: all fields agree.
   [[nodiscard]] bool operator==(const QvRegrParameter& other) const = default;

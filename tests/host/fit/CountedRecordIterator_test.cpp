@@ -5,6 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include "host/Error.h"
+
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
+
 namespace qvhost {
 namespace {
 
@@ -90,6 +96,29 @@ TEST(CountedRecordIterator, AnEmptyTableHasNoRecord) {
   EXPECT_EQ(ReadPass(records), 0);
   EXPECT_TRUE(records.AllRecordsRead());
 }
+
+#if !defined(_WIN32)
+TEST(CountedRecordIterator, RefusesAFileThatDoesNotGoBack) {
+  const CodedTable table = MakeTable(5, 5);
+  CountedRecordIterator records(table, {});
+  EXPECT_EQ(ReadPass(records), 5);
+  // A pipe takes the file's place.
+  int ends[2] = {};
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_GE(dup2(ends[0], fileno(table.File())), 0);
+  close(ends[0]);
+  close(ends[1]);
+  try {
+    records.NewPass();
+    FAIL() << "a pass was started";
+  } catch (const Error& error) {
+    EXPECT_STREQ(
+        error.what(),
+        "The temporary file could not be read again from its start. Check the disk, or name "
+        "another folder with --spool-dir.");
+  }
+}
+#endif
 
 }  // namespace
 }  // namespace qvhost

@@ -62,5 +62,12 @@ TEST(StatusText, NamesACodeItDoesNotKnow) {
             "it.");
 }
 
+TEST(StatusText, MemoryThatRanOutWithinTheBoundIsNoMatterOfTheBound) {
+  QvStatus status(QvStatusCode::kTooManyParameters, false);
+  status.SetDiscreteDatum(0, 46339);
+  status.SetDiscreteDatum(1, 46339);
+  EXPECT_EQ(StatusText(status), StatusText(QvStatus(QvStatusCode::kTooManyParameters, false)));
+}
+
 }  // namespace
 }  // namespace qvhost

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "qvreg/c/QvCStruct.h"
 #include "tests/qvreg/c/CEveryKind.h"
 
 namespace qvtest {
@@ -424,7 +425,7 @@ TEST(CInterface, RefusesANullPointer) {
 template <typename Struct, typename Call>
 void ExpectSizeChecked(Call&& call) {
   auto structure = Sized<Struct>();
-  for (const std::size_t size : {std::size_t{0}, sizeof(Struct) - 1}) {
+  for (const std::size_t size : {std::size_t{0}, QvCStruct::kFirstSize<Struct> - 1}) {
     structure.struct_size = size;
     EXPECT_EQ(call(&structure, nullptr), QVREG_BAD_STRUCT_SIZE);
   }

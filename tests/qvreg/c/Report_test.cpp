@@ -33,7 +33,7 @@ TEST(CMessages, ExplainEveryCode) {
   for (std::int32_t code = QVREG_NO_DEPENDENT; code <= QVREG_REFERENCE_NOT_OBSERVED; ++code) {
     EXPECT_EQ(isExplained(code), code != 317) << code;
   }
-  for (std::int32_t code = QVREG_NULL_HANDLE; code <= QVREG_INTERNAL_ERROR; ++code) {
+  for (std::int32_t code = QVREG_NULL_HANDLE; code <= QVREG_RECORDS_CHANGED; ++code) {
     EXPECT_TRUE(isExplained(code)) << code;
   }
   EXPECT_EQ(unknown, qvreg_code_text(317));
@@ -128,6 +128,13 @@ TEST(CHandle, LosesItsMark) {
   EXPECT_TRUE(HoldsMark(place));
   std::destroy_at(marked);
   EXPECT_FALSE(HoldsMark(place));
+}
+
+TEST(CMessages, MemoryThatRanOutWithinTheBoundIsNoMatterOfTheBound) {
+  QvCommon::QvStatus status(QvStatusCode::kTooManyParameters, false);
+  status.SetDiscreteDatum(0, 46340);
+  status.SetDiscreteDatum(1, 46340);
+  EXPECT_EQ(QvCMessages::Text(status), qvreg_code_text(QVREG_TOO_MANY_PARAMETERS));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <limits>
 #include <stdexcept>
 #include <vector>
@@ -13,6 +14,7 @@
 
 #if !defined(_WIN32)
 #include <sys/stat.h>
+#include <unistd.h>
 #endif
 
 namespace qvtest {
@@ -224,6 +226,42 @@ TEST(CSourceFaults, ALongPathLeavesRoomForReasonAndAdvice) {
 TEST(CSourceFaults, APathThatIsNotUtf8IsShownAsSuch) {
   EXPECT_TRUE(Has(Refused("no such \xff\xc3\xa9 file"), "'no such ?\xc3\xa9 file'"));
 }
+
+#if !defined(_WIN32)
+/// The descriptor that the next file to be opened will get.
+int NextDescriptor() {
+  const int descriptor = dup(STDIN_FILENO);
+  EXPECT_GE(descriptor, 0);
+  close(descriptor);
+  return descriptor;
+}
+
+TEST(CSourceFaults, AFileThatCannotGoBackIsNoEndOfData) {
+  const TempFolder folder;
+  const std::string path = folder.File("records");
+  {
+    std::ofstream file(path, std::ios::binary);
+    const double values[4] = {1, 2, 3, 4};
+    file.write(reinterpret_cast<const char*>(values), sizeof values);
+  }
+  const int descriptor = NextDescriptor();
+  const CSource source = Made<CSource>([&](qvreg_source** made, qvreg_error* error) {
+    return qvreg_source_open_file(path.c_str(), 2, made, error);
+  });
+  EXPECT_EQ(Reading(source).hasRecord, 1);
+  // A pipe takes the file's place.
+  int ends[2] = {};
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(dup2(ends[0], descriptor), descriptor);
+  close(ends[0]);
+  close(ends[1]);
+  qvreg_error error = QVREG_ERROR_INIT;
+  EXPECT_EQ(qvreg_source_rewind(source.get(), &error), QVREG_NO_FURTHER_PASS);
+  EXPECT_EQ(error.message, "The record file '" + path +
+                               "' could not be read again from its start for pass 1; check that it "
+                               "can be read several times.");
+}
+#endif
 
 }  // namespace
 }  // namespace qvtest

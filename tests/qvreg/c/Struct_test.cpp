@@ -20,7 +20,7 @@ namespace {
   static_assert(QvCStruct::kFirstSize<type> <= sizeof(type))
 
 QVREG_EXPECT_NO_PADDING(qvreg_error, message);
-QVREG_EXPECT_NO_PADDING(qvreg_record_counts, out_of_range);
+QVREG_EXPECT_NO_PADDING(qvreg_record_counts, used_later);
 QVREG_EXPECT_NO_PADDING(qvreg_record_callbacks, rewind);
 QVREG_EXPECT_NO_PADDING(qvreg_rows, value_stride);
 QVREG_EXPECT_NO_PADDING(qvreg_roles, are_complete);

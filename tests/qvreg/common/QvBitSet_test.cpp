@@ -1,7 +1,10 @@
 #include "qvreg/common/QvBitSet.h"
 
+#include <string>
+
 #include <gtest/gtest.h>
 
+#include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 
 namespace QvCommon {
@@ -92,6 +95,78 @@ TEST(QvBitSet, DisplayPrintsOneDigitABit) {
   bits.Set(1, true);
   bits.Set(2, true);
   EXPECT_EQ(qvtest::OutputOf([&] { bits.Display(); }), "Bits: 0110\n");
+}
+
+using qvtest::AllocationFault;
+
+QvBitSet ThreeBits() {
+  QvBitSet bits(3);
+  bits.Set(1, true);
+  return bits;
+}
+
+TEST(QvBitSet, WithoutMemoryIsEmptyAndNotValid) {
+  const AllocationFault fault(1, AllocationFault::Extent::kOnce);
+  const QvBitSet bits(70);
+  EXPECT_TRUE(fault.HasStruck());
+  EXPECT_FALSE(bits.IsValid());
+  EXPECT_EQ(bits.Size(), 0);
+}
+
+TEST(QvBitSet, ResizeWithoutMemoryAnswersFalseAndChangesNothing) {
+  QvBitSet bits = ThreeBits();
+  {
+    const AllocationFault fault(1, AllocationFault::Extent::kOnce);
+    EXPECT_FALSE(bits.Resize(1000, true));
+  }
+  EXPECT_TRUE(bits.IsValid());
+  EXPECT_EQ(bits.Size(), 3);
+  EXPECT_TRUE(bits.IsIn(1));
+}
+
+TEST(QvBitSet, ACopyWithoutMemoryIsEmptyAndNotValid) {
+  const QvBitSet original = ThreeBits();
+  QvBitSet assigned(1);
+  {
+    const AllocationFault fault(1, AllocationFault::Extent::kEverAfter);
+    const QvBitSet copy(original);
+    EXPECT_FALSE(copy.IsValid());
+    EXPECT_EQ(copy.Size(), 0);
+    const QvBitSet large = copy;
+    EXPECT_FALSE(large.IsValid()) << "a copy of what is not valid is not valid";
+  }
+  QvBitSet many;
+  ASSERT_TRUE(many.Resize(1000, true));
+  {
+    const AllocationFault fault(1, AllocationFault::Extent::kOnce);
+    assigned = many;
+  }
+  EXPECT_FALSE(assigned.IsValid());
+  EXPECT_EQ(assigned.Size(), 0);
+  assigned = many;
+  EXPECT_TRUE(assigned.IsValid());
+  EXPECT_EQ(assigned.Count(), 1000);
+}
+
+TEST(QvBitSet, ResizeMakesASetValidAgain) {
+  QvBitSet bits;
+  {
+    const AllocationFault fault(1, AllocationFault::Extent::kOnce);
+    bits = QvBitSet(70);
+  }
+  ASSERT_FALSE(bits.IsValid());
+  EXPECT_TRUE(bits.Resize(2, true));
+  EXPECT_TRUE(bits.IsValid());
+  EXPECT_EQ(bits.Count(), 2);
+}
+
+TEST(QvBitSet, DisplayNeedsNoMemory) {
+  const QvBitSet bits(100);
+  EXPECT_EQ(qvtest::OutputOf([&] {
+              const AllocationFault fault(1, AllocationFault::Extent::kEverAfter);
+              bits.Display();
+            }),
+            "Bits: " + std::string(100, '0') + "\n");
 }
 
 }  // namespace

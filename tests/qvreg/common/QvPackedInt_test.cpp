@@ -84,6 +84,24 @@ TEST(QvPackedInt, ARangeOfOneBesideTheLargestSharesItsInt) {
   ExpectReadsBack(packer, {0, INT_MAX - 1, 0});
 }
 
+TEST(QvPackedInt, TakesNoMoreIntsThanTellTheSequencesApart) {
+  // 2^31 sequences: the numbers from 0 to the largest int.
+  const QvPackedInt full = PackerOf({1 << 16, 1 << 15});
+  EXPECT_EQ(full.GetPackedSize(), 1);
+  EXPECT_EQ(PackedOf(full, {(1 << 16) - 1, (1 << 15) - 1}), (Ints{INT_MAX}));
+  ExpectReadsBack(full, {(1 << 16) - 1, (1 << 15) - 1});
+  ExpectReadsBack(full, {1, 0});
+  EXPECT_EQ(PackerOf({1 << 16, (1 << 15) + 1}).GetPackedSize(), 2);
+
+  // Fewer than 2^62 sequences in two ints, although no two neighbours fit in one.
+  const QvPackedInt across = PackerOf({1 << 20, 1 << 20, 1 << 20, 3});
+  EXPECT_EQ(across.GetPackedSize(), 2);
+  ExpectReadsBack(across, {(1 << 20) - 1, 0, (1 << 20) - 1, 2});
+  EXPECT_EQ(PackerOf({2, INT_MAX, INT_MAX / 2}).GetPackedSize(), 2);
+  EXPECT_EQ(PackerOf(Ints(62, 2)).GetPackedSize(), 2);
+  EXPECT_EQ(PackerOf(Ints(63, 2)).GetPackedSize(), 3);
+}
+
 TEST(QvPackedInt, RandomSequencesReadBack) {
   std::mt19937 random(7);
   std::uniform_int_distribution<int> count(1, 40);
@@ -191,8 +209,7 @@ TEST(QvPackedInt, WithoutMemoryWritesNothing) {
 
 TEST(QvPackedInt, DisplayPrintsTheRanges) {
   const QvPackedInt packer = PackerOf({3, INT_MAX});
-  EXPECT_EQ(qvtest::OutputOf([&] { packer.Display(); }),
-            "Ranges: 3 2147483647\nEnds of the packed ints: 1 2\n");
+  EXPECT_EQ(qvtest::OutputOf([&] { packer.Display(); }), "Ranges: 3 2147483647\nPacked ints: 2\n");
 }
 
 }  // namespace

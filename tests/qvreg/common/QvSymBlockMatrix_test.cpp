@@ -1,6 +1,7 @@
 #include "qvreg/common/QvSymBlockMatrix.h"
 
 #include <climits>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -118,6 +119,44 @@ TEST(QvSymBlockMatrix, DisplayPrintsEveryBlock) {
             "Block: 0 0\nOrder: 1\nRow: 0\n"
             "Block: 1 0\nOrder: 1\nRow: 0.5\n"
             "Block: 1 1\nOrder: 1\nRow: 0\n");
+}
+
+TEST(QvSymBlockMatrix, ACopyWithoutMemoryIsEmpty) {
+  const QvSymBlockMatrix original = TwoByTwo();
+  for (long long n = 1; n <= 4; ++n) {  // the list and its three blocks
+    QvSymBlockMatrix copy;
+    {
+      const AllocationFault fault(n, AllocationFault::Extent::kOnce);
+      copy = original;
+      EXPECT_TRUE(fault.HasStruck()) << n;
+    }
+    EXPECT_EQ(WholeOf(copy), Rows{}) << n;
+  }
+}
+
+TEST(QvSymBlockMatrix, WithoutMemoryForABlockTheShapeStays) {
+  QvSymBlockMatrix blocks = TwoByTwo();
+  for (long long n = 1; n <= 5; ++n) {
+    const AllocationFault fault(n, AllocationFault::Extent::kOnce);
+    EXPECT_FALSE(blocks.SetNRows(2, 3)) << n;
+    EXPECT_TRUE(fault.HasStruck()) << n;
+  }
+  EXPECT_EQ(WholeOf(blocks), WholeOf(TwoByTwo()));
+}
+
+TEST(QvSymBlockMatrix, WhatWasMovedFromIsEmptyAndMayBeUsed) {
+  QvSymBlockMatrix first = TwoByTwo();
+  const QvSymBlockMatrix taken(std::move(first));
+  QvSymBlockMatrix second = TwoByTwo();
+  QvSymBlockMatrix assigned;
+  assigned = std::move(second);
+  for (QvSymBlockMatrix* moved : {&first, &second}) {  // NOLINT(bugprone-use-after-move)
+    moved->Clear();
+    EXPECT_EQ(WholeOf(*moved), Rows{});
+    EXPECT_EQ(qvtest::OutputOf([&] { moved->Display(); }), "Block rows: 0\nBlock order: 0\n");
+  }
+  EXPECT_EQ(WholeOf(taken), WholeOf(TwoByTwo()));
+  EXPECT_EQ(WholeOf(assigned), WholeOf(TwoByTwo()));
 }
 
 }  // namespace

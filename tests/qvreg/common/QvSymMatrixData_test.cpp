@@ -1,6 +1,7 @@
 #include "qvreg/common/QvSymMatrixData.h"
 
 #include <climits>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -52,7 +53,7 @@ TEST(QvSymMatrixData, GetDiagonalReplacesTheVector) {
   for (int i = 0; i < 3; ++i) matrix.SetElem(i, i, i + 1);
   matrix.SetElem(2, 0, 9.0);
   std::vector<double> diagonal(7, -1.0);
-  matrix.GetDiagonal(diagonal);
+  EXPECT_TRUE(matrix.GetDiagonal(diagonal));
   EXPECT_EQ(diagonal, (std::vector<double>{1, 2, 3}));
 }
 
@@ -90,6 +91,74 @@ TEST(QvSymMatrixData, DisplayPrintsTheLowerTriangle) {
   matrix.SetElem(1, 0, -0.5);
   matrix.SetElem(1, 1, 2.0);
   EXPECT_EQ(qvtest::OutputOf([&] { matrix.Display(); }), "Order: 2\nRow: 1\nRow: -0.5 2\n");
+}
+
+using qvtest::AllocationFault;
+
+QvSymMatrixData TwoByTwo() {
+  QvSymMatrixData matrix(2);
+  matrix.SetElem(1, 0, 4.0);
+  return matrix;
+}
+
+TEST(QvSymMatrixData, AnElementThatDoesNotExistIsZero) {
+  const QvSymMatrixData matrix = TwoByTwo();
+  EXPECT_EQ(matrix.GetElem(2, 0), 0.0);
+  EXPECT_EQ(matrix.GetElem(0, -1), 0.0);
+  EXPECT_EQ(QvSymMatrixData().GetElem(0, 0), 0.0);
+}
+
+TEST(QvSymMatrixData, GetDiagonalWithoutMemoryAnswersFalseAndChangesNothing) {
+  const QvSymMatrixData matrix = TwoByTwo();
+  std::vector<double> diagonal{7.0};
+  const AllocationFault fault(1, AllocationFault::Extent::kOnce);
+  EXPECT_FALSE(matrix.GetDiagonal(diagonal));
+  EXPECT_EQ(diagonal, (std::vector<double>{7.0}));
+}
+
+TEST(QvSymMatrixData, ACopyWithoutMemoryIsEmptyAndNotValid) {
+  const QvSymMatrixData original = TwoByTwo();
+  QvSymMatrixData assigned(1);
+  {
+    const AllocationFault fault(1, AllocationFault::Extent::kEverAfter);
+    const QvSymMatrixData copy(original);
+    EXPECT_FALSE(copy.IsValidMatrix());
+    EXPECT_EQ(copy.GetOrder(), 0);
+    assigned = original;
+  }
+  EXPECT_FALSE(assigned.IsValidMatrix());
+  EXPECT_EQ(assigned.GetOrder(), 0);
+  EXPECT_FALSE(QvSymMatrixData(assigned).IsValidMatrix()) << "a copy of what is not valid";
+  assigned = original;
+  EXPECT_TRUE(assigned.IsValidMatrix());
+  EXPECT_EQ(assigned.GetElem(0, 1), 4.0);
+}
+
+TEST(QvSymMatrixData, WhatWasMovedFromIsEmptyAndMayBeUsed) {
+  QvSymMatrixData first = TwoByTwo();
+  const QvSymMatrixData taken(std::move(first));
+  QvSymMatrixData second = TwoByTwo();
+  QvSymMatrixData assigned;
+  assigned = std::move(second);
+  for (const QvSymMatrixData* moved : {&first, &second}) {  // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(moved->GetOrder(), 0);
+    EXPECT_TRUE(moved->IsValidMatrix());
+    EXPECT_EQ(moved->GetElem(1, 0), 0.0);
+    EXPECT_EQ(qvtest::OutputOf([&] { moved->Display(); }), "Order: 0\n");
+  }
+  for (const QvSymMatrixData* target : {&taken, static_cast<const QvSymMatrixData*>(&assigned)}) {
+    EXPECT_EQ(target->GetOrder(), 2);
+    EXPECT_EQ(target->GetElem(1, 0), 4.0);
+  }
+}
+
+TEST(QvSymMatrixData, DisplayNeedsNoMemory) {
+  const QvSymMatrixData matrix = TwoByTwo();
+  EXPECT_EQ(qvtest::OutputOf([&] {
+              const AllocationFault fault(1, AllocationFault::Extent::kEverAfter);
+              matrix.Display();
+            }),
+            "Order: 2\nRow: 0\nRow: 4 0\n");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <climits>
 #include <numeric>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -295,6 +296,59 @@ TEST(QvSymMatrix, AnOuterProductAddedIsADenseUpdate) {
     ASSERT_TRUE(sum.AddMatrix(product, 0.75));
     EXPECT_LE(DenseMatrix(sum).LargestDifference(DenseMatrix(direct)), 1e-14) << order;
   }
+}
+
+TEST(QvSymMatrix, ExpandMakesATargetValidWhoseConstructionFailed) {
+  const QvSymMatrix matrix = SymMatrixOf({{5}});
+  QvBitSet keep(2);
+  keep.Set(1, true);
+  QvSymMatrix out(-1);
+  ASSERT_FALSE(out.IsValidMatrix());
+  EXPECT_TRUE(matrix.Expand(keep, out));
+  EXPECT_TRUE(out.IsValidMatrix());
+  EXPECT_EQ(LowerRows(out), (Rows{{0}, {0, 5}}));
+}
+
+TEST(QvSymMatrix, WhatIsNotValidIsNotExpanded) {
+  QvSymMatrix out;
+  EXPECT_FALSE(QvSymMatrix(-1).Expand(QvBitSet(2), out));
+  EXPECT_EQ(out.GetOrder(), 0);
+}
+
+TEST(QvSymMatrix, ACopyWhoseCompensationHasNoMemoryIsEmptyAndNotValid) {
+  QvSymMatrix original(3);
+  ASSERT_TRUE(original.StartCompensation());
+  for (const long long n : {1, 2}) {
+    const qvtest::AllocationFault fault(n, qvtest::AllocationFault::Extent::kOnce);
+    const QvSymMatrix copy(original);
+    EXPECT_TRUE(fault.HasStruck());
+    EXPECT_FALSE(copy.IsValidMatrix());
+    EXPECT_EQ(copy.GetOrder(), 0);
+  }
+  EXPECT_TRUE(QvSymMatrix(original).IsValidMatrix());
+}
+
+TEST(QvSymMatrix, WhatWasMovedFromTakesNoPartInAnything) {
+  QvSymMatrix moved = SymMatrixOf({{4}, {2, 3}});
+  ASSERT_TRUE(moved.StartCompensation());
+  const QvSymMatrix taken(std::move(moved));
+  // NOLINTBEGIN(bugprone-use-after-move): what that leaves is the matter of this test
+  double measure = -1.0;
+  QvBitSet swept(2);
+  QvSymMatrix out(1);
+  EXPECT_EQ(moved.GetOrder(), 0);
+  EXPECT_FALSE(moved.UpdateXX({1, 2}, 1.0));
+  EXPECT_FALSE(moved.UpdateXXSparse(1, {1}, {2}, 1.0));
+  EXPECT_FALSE(moved.Sweep(0, 1e-12, {4, 3}, swept, true));
+  moved.EndCompensation();
+  moved.SetToZero();
+  moved.ChangeSign();
+  moved.ExtractFirstNRows(out);
+  EXPECT_EQ(moved.LTChol(1e-12, measure, false), 0);
+  moved.LTInverse();
+  EXPECT_TRUE(moved.IsValidMatrix());
+  // NOLINTEND(bugprone-use-after-move)
+  EXPECT_EQ(taken.GetOrder(), 2);
 }
 
 }  // namespace

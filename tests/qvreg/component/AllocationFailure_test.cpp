@@ -197,9 +197,9 @@ INSTANTIATE_TEST_SUITE_P(Models, AllocationFailure,
 /// What a host does that does not look at the setters' answers: y, a factor of two categories and a
 /// frequency weight.
 void FillCarelessly(QvRegSettings& settings, int weightVar) {
-  settings.SetDependent(kY);
-  settings.AddFactor(kA, 2);
-  settings.SetFrequencyWeightVar(weightVar);
+  static_cast<void>(settings.SetDependent(kY));
+  static_cast<void>(settings.AddFactor(kA, 2));
+  static_cast<void>(settings.SetFrequencyWeightVar(weightVar));
 }
 
 TEST(SettingsAllocationFailure, SettingsThatASetterLeftIncompleteCrashNoRun) {

@@ -1,6 +1,7 @@
 #include "qvreg/component/QvRegFactory.h"
 
 #include <memory>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -10,15 +11,18 @@
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvRegSettings.h"
 #include "tests/qvreg/support/AllocationHooks.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {
 
 using QvCommon::QvStatus;
 using qvtest::AllocationFault;
+using qvtest::MakeRecord;
+using qvtest::VectorRecordIter;
 
 QvRegSettings ValidSettings() {
   QvRegSettings settings;
-  settings.SetDependent(0);
+  EXPECT_TRUE(settings.SetDependent(0));
   return settings;
 }
 
@@ -53,7 +57,7 @@ TEST(QvRegFactory, TheStatusIsThatOfTheLastCall) {
   QvRegSettings settings;
   QvRegFactory factory;
   EXPECT_EQ(factory.CreateRegAlgorithm(settings), nullptr);
-  settings.SetDependent(0);
+  EXPECT_TRUE(settings.SetDependent(0));
   const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings));
   EXPECT_NE(component, nullptr);
   EXPECT_TRUE(factory.GetStatus().IsOK());
@@ -61,7 +65,7 @@ TEST(QvRegFactory, TheStatusIsThatOfTheLastCall) {
 
 TEST(QvRegFactory, MakesALogisticComponent) {
   QvLogRegSettings settings;
-  settings.SetDependent(0);
+  EXPECT_TRUE(settings.SetDependent(0));
   QvRegFactory factory;
   const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings));
   ASSERT_NE(component, nullptr);
@@ -73,13 +77,13 @@ TEST(QvRegFactory, MakesALogisticComponent) {
 
 TEST(QvRegFactory, TheLogisticComponentKeepsItsOwnCopyOfAllSettings) {
   QvLogRegSettings settings;
-  settings.SetDependent(3);
-  settings.SetDependentRefCat(4, 6);
-  settings.SetMaxIterations(17);
+  EXPECT_TRUE(settings.SetDependent(3));
+  EXPECT_TRUE(settings.SetDependentRefCat(4, 6));
+  EXPECT_TRUE(settings.SetMaxIterations(17));
   QvRegFactory factory;
   const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings));
   ASSERT_NE(component, nullptr);
-  settings.SetMaxIterations(1);
+  EXPECT_TRUE(settings.SetMaxIterations(1));
   const auto* copy = dynamic_cast<const QvLogRegSettings*>(&component->GetCompSettings());
   ASSERT_NE(copy, nullptr);
   EXPECT_NE(copy, &settings);
@@ -93,7 +97,7 @@ TEST(QvRegFactory, TheLogisticComponentKeepsItsOwnCopyOfAllSettings) {
 class OddSettings : public QvRegSettings {
  public:
   explicit OddSettings(int type) : type_(static_cast<QvConst::QvRegModelType>(type)) {
-    SetDependent(0);
+    EXPECT_TRUE(SetDependent(0));
   }
 
   QvConst::QvRegModelType GetModelType() override { return type_; }
@@ -133,7 +137,7 @@ void ExpectAComponentOrNullWhateverAllocationFails(QvRegSettings& settings) {
 
 TEST(QvRegFactory, WhateverAllocationFailsALogisticComponentIsWholeOrNull) {
   QvLogRegSettings settings;
-  settings.SetDependent(0);
+  EXPECT_TRUE(settings.SetDependent(0));
   ExpectAComponentOrNullWhateverAllocationFails(settings);
 }
 
@@ -166,6 +170,57 @@ TEST(QvRegFactory, ItsComponentsOutliveIt) {
   }
   ASSERT_NE(component, nullptr);
   EXPECT_EQ(component->GetCompSettings().GetDependent(), 0);
+}
+
+/// A host's own settings that find themselves valid, whatever they hold.
+template <typename Base>
+class TrustingSettings : public Base {
+ public:
+  QvStatus IsValidSettings() override { return {}; }
+};
+
+template <typename Settings>
+void ExpectTheComponentsOwnCheckToHold() {
+  Settings settings;  // no dependent
+  QvRegFactory factory;
+  const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings));
+  EXPECT_TRUE(factory.GetStatus().IsOK());
+  ASSERT_NE(component, nullptr);
+  EXPECT_TRUE(component->GetStatus() == QvStatus(301, false));
+  VectorRecordIter data({MakeRecord({1.0}), MakeRecord({2.0})});
+  std::vector<QvRegrParameter> parameters;
+  EXPECT_EQ(component->CreateParameters(data, parameters).GetCode(), 301);
+  EXPECT_EQ(component->BuildModel(data).GetCode(), 301);
+  EXPECT_EQ(data.Passes(), 0);
+  IQvRegOutputStats* stats = nullptr;
+  EXPECT_EQ(component->GetOutputStats(stats).GetCode(), 301);
+  EXPECT_EQ(stats, nullptr);
+  double predicted = 7.0;
+  std::vector<double> values;
+  EXPECT_EQ(component->Score(MakeRecord({1.0}), predicted, values).GetCode(), 301);
+  EXPECT_EQ(predicted, 7.0);
+  EXPECT_FALSE(component->IsModelBuilt());
+  EXPECT_TRUE(component->GetWarnings().empty());
+  component->Cancel();
+}
+
+TEST(QvRegFactory, AComponentKeepsWhatItsOwnCheckFound) {
+  ExpectTheComponentsOwnCheckToHold<TrustingSettings<QvRegSettings>>();
+  ExpectTheComponentsOwnCheckToHold<TrustingSettings<QvLogRegSettings>>();
+}
+
+/// A host's own settings that are never content.
+class DistrustfulSettings : public QvRegSettings {
+ public:
+  QvStatus IsValidSettings() override { return {42, false}; }
+};
+
+TEST(QvRegFactory, AsksTheHostsOwnCheck) {
+  DistrustfulSettings settings;
+  ASSERT_TRUE(settings.SetDependent(0));
+  QvRegFactory factory;
+  EXPECT_EQ(factory.CreateRegAlgorithm(settings), nullptr);
+  EXPECT_EQ(factory.GetStatus().GetCode(), 42);
 }
 
 }  // namespace

@@ -99,4 +99,16 @@ TEST(QvRecordExtractor, DisplayPrintsEveryField) {
             "QvRecordExtractor display end\n");
 }
 
+TEST(QvRecordExtractor, AFrequencyWeightMayBeTheFirstVariableOfARecord) {
+  const QvRecordExtractor extractor(1, {}, {2}, 0, -1);
+  EXPECT_EQ(extractor.GetAllRecordIndices(), (Ints{1, 2, 0}));
+  EXPECT_EQ(extractor.GetFreqWeightOffset(), 2);
+}
+
+TEST(QvRecordExtractor, ARegressionWeightMayBeTheFirstVariableOfARecord) {
+  const QvRecordExtractor extractor(1, {}, {2}, -1, 0);
+  EXPECT_EQ(extractor.GetAllRecordIndices(), (Ints{1, 2, 0}));
+  EXPECT_EQ(extractor.GetRegrWeightOffset(), 2);
+}
+
 }  // namespace

@@ -30,4 +30,17 @@ TEST(QvCategory, OfAValueThatNoIntHoldsIsMinusOne) {
   EXPECT_EQ(CategoryIndex(std::numeric_limits<double>::quiet_NaN(), 0), -1);
 }
 
+TEST(QvCategory, NearTheEndsOfIntDoesNotOverflow) {
+  constexpr int kMost = std::numeric_limits<int>::max();
+  constexpr int kLeast = std::numeric_limits<int>::min();
+  EXPECT_EQ(CategoryIndex(2147483647.0, 0), kMost);
+  EXPECT_EQ(CategoryIndex(2147483647.0, kMost - 2), 2);
+  EXPECT_EQ(CategoryIndex(-2147483648.0, kLeast), 1) << "half is added before it is truncated";
+  EXPECT_EQ(CategoryIndex(-2147483649.0, kLeast), 0);
+  // No int holds the difference.
+  EXPECT_EQ(CategoryIndex(2147483647.0, -1), -1);
+  EXPECT_EQ(CategoryIndex(2e9, -2000000000), -1);
+  EXPECT_EQ(CategoryIndex(-2e9, 2000000000), -1);
+}
+
 }  // namespace

@@ -23,7 +23,8 @@ constexpr int kNone = -1;
 
 QvRegrParameter Covariates(const std::vector<std::pair<int, int>>& powers) {
   QvRegrParameter parameter;
-  for (const auto& [variable, power] : powers) parameter.AddCovariate(variable, power);
+  for (const auto& [variable, power] : powers)
+    EXPECT_GT(parameter.AddCovariate(variable, power), 0);
   return parameter;
 }
 

@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {
@@ -220,6 +222,69 @@ TEST(QvFactorCounts, DisplaySaysWhenTheDependentIsNotCounted) {
                    {"Index of the dependent categorical variable: -1\n",
                     "Vector of case counts for categories of the dependent variable undefined\n",
                     "QvFactorCounts display end\n"}));
+}
+
+TEST(QvFactorCounts, AMissingCodeIsNotInRange) {
+  const QvFactorCounts counts = TwoFactors(kNone, 2, 2);
+  for (const double missing : {-1.0, -0.6, -1e300}) {
+    EXPECT_FALSE(counts.IsInRange(MakeRecord({missing, 1, 1}))) << missing;
+    EXPECT_FALSE(counts.IsInRange(MakeRecord({2, missing, 1}))) << missing;
+    EXPECT_FALSE(counts.IsInRange(MakeRecord({2, 1, missing}))) << missing;
+  }
+  EXPECT_TRUE(counts.IsInRange(MakeRecord({0, 0, 0})));
+}
+
+/// Becomes a copy of the counts by `assign`, or by construction.
+QvFactorCounts CopyOf(const QvFactorCounts& counts, bool assign) {
+  if (!assign) return QvFactorCounts(counts);
+  QvFactorCounts copy({0}, {9}, kNone, kNone, 0, 7, kNone, 0.0, QvConst::QvOffsetNone);
+  copy = counts;
+  return copy;
+}
+
+TEST(QvFactorCounts, ACopyCountsWithTheWeightVariable) {
+  for (const bool assign : {false, true}) {
+    QvFactorCounts copy = CopyOf(TwoFactors(2), assign);
+    ASSERT_TRUE(copy.Update(MakeRecord({1, 0, 2.5})));
+    EXPECT_EQ((*copy.GetCountsPtr(0))[1], QvFactorCounts::CountPair(2.5, 1.0));
+  }
+}
+
+TEST(QvFactorCounts, ACopyCountsFromTheFirstCode) {
+  const QvFactorCounts fromThree({0}, {2}, kNone, kNone, 0, 3, kNone, 0.0, QvConst::QvOffsetNone);
+  for (const bool assign : {false, true}) {
+    QvFactorCounts copy = CopyOf(fromThree, assign);
+    EXPECT_TRUE(copy.Update(MakeRecord({3})));
+    EXPECT_FALSE(copy.Update(MakeRecord({1})));
+    EXPECT_EQ(*copy.GetCountsPtr(0), (Counts{{1, 1}, {0, 0}}));
+  }
+}
+
+TEST(QvFactorCounts, ACopyTakesTheOffsetFromWhereTheOriginalDid) {
+  const QvFactorCounts variable = TwoFactors(kNone, 2, 2, 3, 100.0, QvConst::QvOffsetVariable);
+  const QvFactorCounts fixed = TwoFactors(kNone, 2, 2, 3, 100.0, QvConst::QvOffsetFixed);
+  for (const bool assign : {false, true}) {
+    QvFactorCounts ofVariable = CopyOf(variable, assign);
+    QvFactorCounts ofFixed = CopyOf(fixed, assign);
+    ASSERT_TRUE(ofVariable.Update(MakeRecord({0, 0, 1, 0.25})));
+    ASSERT_TRUE(ofFixed.Update(MakeRecord({0, 0, 1, 0.25})));
+    EXPECT_EQ((*ofVariable.GetDepCountsWithOffsetPtr())[1], QvFactorCounts::CountPair(0.25, 1.0));
+    EXPECT_EQ((*ofFixed.GetDepCountsWithOffsetPtr())[1], QvFactorCounts::CountPair(100.0, 1.0));
+  }
+}
+
+TEST(QvFactorCounts, AWeightMayBeTheFirstVariableOfARecord) {
+  QvFactorCounts counts({1}, {2}, 0, kNone, 0, 0, kNone, 0.0, QvConst::QvOffsetNone);
+  ASSERT_TRUE(counts.Update(MakeRecord({2.5, 1})));
+  EXPECT_EQ((*counts.GetCountsPtr(0))[1], QvFactorCounts::CountPair(2.5, 1.0));
+}
+
+TEST(QvFactorCounts, DisplayWithoutMemoryThrowsNothing) {
+  const QvFactorCounts counts = TwoFactors(2, 3, 2);
+  EXPECT_NO_THROW(qvtest::OutputOf([&] {
+    const qvtest::AllocationFault fault(1, qvtest::AllocationFault::Extent::kEverAfter);
+    counts.Display();
+  }));
 }
 
 }  // namespace

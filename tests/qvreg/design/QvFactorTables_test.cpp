@@ -1,6 +1,7 @@
 #include "qvreg/design/QvFactorTables.h"
 
 #include <cmath>
+#include <cstddef>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 #include "qvreg/common/Constants.h"
 #include "tests/qvreg/support/CapturedDisplay.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
+#include "tests/qvreg/support/VirtualSlot.h"
 
 namespace {
 
@@ -439,6 +441,80 @@ TEST_F(QvFactorTablesTest, DisplayPrintsEveryFieldUnderItsLabel) {
                           "Total regression weighted count: 1\n",
                           "Sample size for all valid records: 1\n",
                           "QvFactorTables display end\n"}));
+}
+
+TEST(QvFactorTables, TheIncompleteEffectIsFoundByRecordIndices) {
+  // Factors at record positions 5 and 2, of which 2 stands second in the list of factors.
+  QvFactorTables tables({5, 2}, {2, 3}, kNone, kNone, 0, 0, kNone, 0.0, QvConst::QvOffsetNone);
+  tables.SetModelEffectFactors({{}, {5}, {2}, {5, 2}}, {5, 2});
+  for (const Ints& cell : {Ints{0, 0}, Ints{0, 1}, Ints{0, 2}, Ints{1, 0}}) {
+    ASSERT_TRUE(tables.UpdateAll(
+        MakeRecord({0, 0, static_cast<double>(cell[1]), 0, 0, static_cast<double>(cell[0])})));
+  }
+  tables.CreateParameterIndices();
+  ASSERT_EQ(tables.GetNEffectParameters(3), 4);
+  EXPECT_EQ(tables.GetIncompleteEffectIndex(), 3);  // 4 of 2 x 3
+}
+
+TEST(QvFactorTables, BothWeightsMayBeTheFirstVariableOfARecord) {
+  QvFactorTables byFrequency = Means(0);
+  byFrequency.SetModelEffectFactors({{}}, {});
+  ASSERT_TRUE(byFrequency.UpdateAll(MakeRecord({2.5})));
+  EXPECT_EQ(byFrequency.GetTotalWeight(), 2.5);
+
+  QvFactorTables byRegression = Means(kNone);
+  byRegression.SetModelEffectFactors({{}}, {});
+  byRegression.SetRegrWeightVar(0);
+  ASSERT_TRUE(byRegression.UpdateAll(MakeRecord({2.5})));
+  EXPECT_EQ(byRegression.GetTotalWeight(), 1.0);
+  EXPECT_EQ(byRegression.GetTotalRegrWeight(), 2.5);
+}
+
+TEST_F(QvFactorTablesTest, NewEffectsLeaveNothingOfTheOld) {
+  const std::vector<Ints> cells{{2, 1}, {0, 0}, {1, 1}};
+  SetEffects({{kA}, {}, {kB, kA}, {kB}, {kA}});
+  AddCells(cells);
+  tables_.CreateParameterIndices();
+  bool ok = false;
+  const std::vector<double> row{1, 1};
+  tables_.GetRowLocalParamIndices(row.data(), ok);
+  ASSERT_TRUE(ok);
+
+  // The same records without effects, so that the counts agree.
+  OpenTables fresh({kA, kB}, {3, 2}, kNone, kNone, 0, 0, kNone, 0.0, QvConst::QvOffsetNone);
+  for (const Ints& cell : cells) {
+    ASSERT_TRUE(
+        fresh.UpdateAll(MakeRecord({static_cast<double>(cell[0]), static_cast<double>(cell[1])})));
+  }
+  const std::vector<Ints> effects{{}, {kB}, {kA, kB}};
+  SetEffects(effects);
+  fresh.SetModelEffectFactors(effects, {kA, kB});
+  EXPECT_EQ(CapturedDisplay(tables_), CapturedDisplay(fresh));
+
+  for (OpenTables* tables : {&tables_, &fresh}) {
+    ASSERT_TRUE(tables->UpdateAll(MakeRecord({1, 0})));
+    EXPECT_EQ(tables->CreateParameterIndices(), 3);
+  }
+  EXPECT_EQ(CapturedDisplay(tables_), CapturedDisplay(fresh));
+}
+
+TEST(QvFactorTables, DeclaresItsOperationsInSlotOrder) {
+  if (!qvtest::kKnowsVirtualSlots) GTEST_SKIP() << "the compiler's tables are not known";
+  std::size_t slot = qvtest::kSlotAfterDestructor;
+  EXPECT_EQ(qvtest::VirtualSlot(&QvFactorTables::UpdateAll), slot++);
+  EXPECT_EQ(qvtest::VirtualSlot(&QvFactorTables::CreateParameterIndices), slot++);
+}
+
+TEST(QvFactorTables, NotesTheFirstLaterPassThatUsesAnotherNumberOfRecords) {
+  QvFactorTables tables = Means(kNone);
+  tables.SetModelEffectFactors({{}}, {});
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(tables.UpdateAll(MakeRecord({0})));
+  tables.NoteLaterPass(3);
+  EXPECT_EQ(tables.GetUsedLater(), -1);
+  tables.NoteLaterPass(2);
+  tables.NoteLaterPass(5);
+  tables.NoteLaterPass(3);
+  EXPECT_EQ(tables.GetUsedLater(), 2);
 }
 
 }  // namespace

@@ -70,14 +70,14 @@ TEST_F(QvModelDesignTest, KnowsItsVariables) {
 TEST(QvModelDesign, AnEffectOfAVariableThatTheSettingsDoNotNameIsNoticed) {
   const Ints strange{kA, kX};
   QvRegSettings withFactor;
-  withFactor.SetDependent(kY);
+  EXPECT_TRUE(withFactor.SetDependent(kY));
   QvModelEffect factor(1, 1, &strange);
   ASSERT_TRUE(factor.AddNewFactor(kA, false));
   ASSERT_TRUE(withFactor.AddModelEffect(factor));
   EXPECT_FALSE(QvModelDesign(withFactor).AreVariablesKnown());
 
   QvRegSettings withCovariate;
-  withCovariate.SetDependent(kY);
+  EXPECT_TRUE(withCovariate.SetDependent(kY));
   QvModelEffect covariate(1, 1, &strange);
   ASSERT_GT(covariate.AddCovariate(kX), 0);
   ASSERT_TRUE(withCovariate.AddModelEffect(covariate));

@@ -65,7 +65,7 @@ TEST(QvGLMComponent, WithoutADependentEveryOperationAnswers301) {
 
 TEST(QvGLMComponent, WithoutATermTheStatusIs302) {
   QvRegSettings settings;
-  settings.SetDependent(0);
+  EXPECT_TRUE(settings.SetDependent(0));
   settings.SetInterceptUse(false);
   EXPECT_EQ(QvGLMComponent(settings).GetStatus().GetCode(), 302);
 }
@@ -212,7 +212,7 @@ TEST_F(QvGLMComponentTest, AnEffectWithAnUnknownFactorGives309) {
   const std::vector<int> variables{kA, 9};
   QvModelEffect effect(2, 0, &variables);
   ASSERT_TRUE(effect.AddNewFactor(9, false));
-  settings_.Get().AddModelEffect(effect);
+  EXPECT_TRUE(settings_.Get().AddModelEffect(effect));
   QvGLMComponent component(settings_.Get());
   EXPECT_TRUE(component.GetStatus().IsOK()) << "the settings are not checked for it";
   EXPECT_TRUE(component.CreateParameters(data_, parameters_) == QvStatus(309, false));
@@ -224,7 +224,7 @@ TEST_F(QvGLMComponentTest, AnEffectWithAnUnknownCovariateGives309) {
   const std::vector<int> variables{kX, kY};
   QvModelEffect effect(0, 2, &variables);
   ASSERT_EQ(effect.AddCovariate(kY), 1);  // the dependent is no covariate
-  settings_.Get().AddModelEffect(effect);
+  EXPECT_TRUE(settings_.Get().AddModelEffect(effect));
   QvGLMComponent component(settings_.Get());
   EXPECT_EQ(component.BuildModel(data_).GetCode(), 309);
 }
@@ -233,7 +233,7 @@ TEST_F(QvGLMComponentTest, AnEffectThatUsesACovariateAsAFactorGives309) {
   const std::vector<int> variables{kX};
   QvModelEffect effect(1, 0, &variables);
   ASSERT_TRUE(effect.AddNewFactor(kX, false));
-  settings_.Get().AddModelEffect(effect);
+  EXPECT_TRUE(settings_.Get().AddModelEffect(effect));
   QvGLMComponent component(settings_.Get());
   EXPECT_EQ(component.BuildModel(data_).GetCode(), 309);
 }

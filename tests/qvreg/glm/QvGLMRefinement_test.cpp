@@ -30,8 +30,8 @@ class QvGLMRefinementTest : public ::testing::Test {
     tables_.SetModelEffectFactors({{}, {}}, {});
     tables_.CreateParameterIndices();
     std::vector<QvRegrParameter> covariates(2);
-    covariates[0].AddCovariate(0, 1);
-    covariates[1].AddCovariate(1, 1);
+    EXPECT_GT(covariates[0].AddCovariate(0, 1), 0);
+    EXPECT_GT(covariates[1].AddCovariate(1, 1), 0);
     row_.Setup(tables_, covariates, {0, 1}, {0, 1});
   }
 

@@ -218,7 +218,7 @@ class LogisticPassAllocation : public ::testing::Test {
  protected:
   LogisticPassAllocation() {
     settings_.Effect({kA}).Effect({}, {kX}).Effect({kA}, {kX, kX}).FrequencyWeight(kFrequency);
-    settings_.Get().SetMaxIterations(3);
+    EXPECT_TRUE(settings_.Get().SetMaxIterations(3));
   }
 
   /// A whole run; how many allocations it took.

@@ -41,7 +41,7 @@ class LogisticFitTest : public ::testing::TestWithParam<bool> {
   /// y over two covariates.
   LogisticFitTest() : settings_(kY, 3, {}, {kX, kZ}) {
     settings_.Effect({}, {kX}).Effect({}, {kZ}).InMemory(GetParam());
-    settings_.Get().SetStartingIteration(5);
+    EXPECT_TRUE(settings_.Get().SetStartingIteration(5));
   }
 
   LogisticSettings settings_;
@@ -113,7 +113,8 @@ TEST(LogisticRounding, OrdinaryFitsWithDefaultSettingsConverge) {
   for (unsigned seed = 1; seed <= 100; ++seed) {
     LogisticSettings settings(kY, 4, {}, {kX, kZ});
     settings.Effect({}, {kX}).Effect({}, {kZ});
-    settings.Get().SetParamEstConCriterion(QvLogRegSettings().GetParamEstConCriterion());
+    EXPECT_TRUE(
+        settings.Get().SetParamEstConCriterion(QvLogRegSettings().GetParamEstConCriterion()));
     const LogisticFit fit(settings.Get(), MakeRecords(RandomRows(seed, 300, 4)));
     failures += fit.Stats().GetOutcome() == kOptParamConverged ? 0 : 1;
   }
@@ -133,7 +134,7 @@ TEST_P(LogisticFitTest, CompleteSeparationIsNoticed) {
 }
 
 TEST_P(LogisticFitTest, WithoutTheTestSeparationRunsToAnotherEndAndStaysFinite) {
-  settings_.Get().SetStartingIteration(0);
+  EXPECT_TRUE(settings_.Get().SetStartingIteration(0));
   Rows rows;
   for (int i = 0; i < 20; ++i) rows.push_back({i < 10 ? 0.0 : 2.0, 1.0 * i, 1.0 * (i % 4)});
   const LogisticFit fit(settings_.Get(), MakeRecords(rows));
@@ -153,7 +154,7 @@ TEST_P(LogisticFitTest, QuasiCompleteSeparationIsNoticed) {
   rows.push_back({1, 5, 2});
   LogisticSettings binary(kY, 2, {}, {kX, kZ});
   binary.Effect({}, {kX}).Effect({}, {kZ}).InMemory(GetParam());
-  binary.Get().SetStartingIteration(5);
+  EXPECT_TRUE(binary.Get().SetStartingIteration(5));
   const LogisticFit fit(binary.Get(), MakeRecords(rows));
   EXPECT_EQ(fit.Stats().GetOutcome(), kOptQuasiSeparation);
   ExpectAllFinite(fit);
@@ -162,7 +163,7 @@ TEST_P(LogisticFitTest, QuasiCompleteSeparationIsNoticed) {
 TEST_P(LogisticFitTest, ALevelThatHoldsOneCategoryOnlyIsQuasiCompleteSeparation) {
   LogisticSettings cells(kY, 2, {{kX, 3}}, {});
   cells.Effect({kX}).InMemory(GetParam());
-  cells.Get().SetStartingIteration(5);
+  EXPECT_TRUE(cells.Get().SetStartingIteration(5));
   Rows rows;
   for (int i = 0; i < 24; ++i) {
     const int level = i % 3;
@@ -204,7 +205,7 @@ TEST_P(LogisticFitTest, HugeCovariatesStayFinite) {
 }
 
 TEST_P(LogisticFitTest, ExhaustedIterationsAreToldAndTheRestIsThere) {
-  settings_.Get().SetMaxIterations(1);
+  EXPECT_TRUE(settings_.Get().SetMaxIterations(1));
   const LogisticFit fit(settings_.Get(), MakeRecords(RandomRows(3, 200, 3)));
   EXPECT_EQ(fit.Stats().GetOutcome(), kOptMaxIterations);
   EXPECT_EQ(fit.Stats().GetIterations(), 1);
@@ -254,7 +255,7 @@ class RareCategoryTest : public LogisticFitTest {
 };
 
 TEST_P(RareCategoryTest, ANewtonStepTooFarIsHalvedAndReported) {
-  rare_.Get().SetMaxStepHalvingValue(20);
+  EXPECT_TRUE(rare_.Get().SetMaxStepHalvingValue(20));
   const LogisticFit fit = Fit();
   EXPECT_GE(fit.Stats().GetStepHalvings(), 6);
   EXPECT_EQ(listener_.halvings, fit.Stats().GetStepHalvings());
@@ -268,7 +269,7 @@ TEST_P(RareCategoryTest, ANewtonStepTooFarIsHalvedAndReported) {
 }
 
 TEST_P(RareCategoryTest, WithTooFewHalvingsTheStartIsTheResult) {
-  rare_.Get().SetMaxStepHalvingValue(5);
+  EXPECT_TRUE(rare_.Get().SetMaxStepHalvingValue(5));
   const LogisticFit fit = Fit();
   EXPECT_EQ(fit.Stats().GetOutcome(), kOptStepHalvingFailed);
   EXPECT_EQ(fit.Stats().GetIterations(), 1);

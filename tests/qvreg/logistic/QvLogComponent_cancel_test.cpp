@@ -44,7 +44,7 @@ class QvLogCancelTest : public ::testing::TestWithParam<bool> {
  protected:
   QvLogCancelTest() {
     settings_.Effect({kA}).Effect({}, {kX}).InMemory(GetParam());
-    settings_.Get().SetMaxIterations(4);
+    EXPECT_TRUE(settings_.Get().SetMaxIterations(4));
   }
 
   /// The questions and passes of a run that nobody stops.

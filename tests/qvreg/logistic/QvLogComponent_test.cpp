@@ -106,7 +106,7 @@ TEST_P(QvLogComponentTest, WithoutADependentEveryOperationAnswers301) {
 
 TEST_P(QvLogComponentTest, WithoutATermEveryOperationAnswers302) {
   QvLogRegSettings settings;
-  settings.SetDependent(0);
+  EXPECT_TRUE(settings.SetDependent(0));
   settings.SetInterceptUse(false);
   QvLogComponent component(settings);
   EXPECT_EQ(component.GetStatus().GetCode(), 302);
@@ -357,7 +357,7 @@ TEST_P(QvLogComponentTest, ABadCategoryAnswers316WithItsPlaceAndValue) {
 TEST_P(QvLogComponentTest, AnEffectOfUnknownVariablesAnswers309) {
   const std::vector<int> strange{8};
   QvLogRegSettings settings;
-  settings.SetDependent(kY);
+  EXPECT_TRUE(settings.SetDependent(kY));
   settings.SetUsePatternTabulator(GetParam());
   QvModelEffect effect(0, 1, &strange);
   ASSERT_GT(effect.AddCovariate(8), 0);

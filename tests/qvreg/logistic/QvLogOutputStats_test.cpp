@@ -274,7 +274,7 @@ TEST_P(QvLogOutputStatsTest, ACovariateThatTellsNothingHasPseudoRSquaresOfZero) 
 }
 
 TEST_P(QvLogOutputStatsTest, WithoutIterationsTheStartIsTheResult) {
-  settings_.Get().SetMaxIterations(0);
+  EXPECT_TRUE(settings_.Get().SetMaxIterations(0));
   const LogisticFit fit = Fit();
   EXPECT_EQ(fit.Stats().GetOutcome(), kOptNoIterations);
   EXPECT_EQ(fit.Stats().GetParamEstimates(), Doubles(8, 0.0)) << "equal counts";

@@ -54,9 +54,9 @@ class JournalListener final : public ProgressListener {
 class OptimizerReportTest : public ::testing::Test {
  protected:
   OptimizerReportTest() {
-    settings_.SetLLConCriterion(0.0);
-    settings_.SetParamEstConCriterion(0.0);
-    settings_.SetMaxIterations(5);
+    EXPECT_TRUE(settings_.SetLLConCriterion(0.0));
+    EXPECT_TRUE(settings_.SetParamEstConCriterion(0.0));
+    EXPECT_TRUE(settings_.SetMaxIterations(5));
   }
 
   QvStatus Run(int frequency) {
@@ -90,7 +90,7 @@ TEST_F(OptimizerReportTest, AtAnotherFrequencyTheLastIterationIsReportedToo) {
 }
 
 TEST_F(OptimizerReportTest, ALastIterationThatWasDueIsNotReportedTwice) {
-  settings_.SetMaxIterations(4);
+  EXPECT_TRUE(settings_.SetMaxIterations(4));
   EXPECT_TRUE(Run(2).IsOK());
   EXPECT_EQ(listener_.Iterations(), (std::vector<int>{0, 2, 4}));
 }
@@ -101,27 +101,27 @@ TEST_F(OptimizerReportTest, ARareReportIsOfTheStartAndTheEnd) {
 }
 
 TEST_F(OptimizerReportTest, WithoutIterationsOnlyTheStartIsReported) {
-  settings_.SetMaxIterations(0);
+  EXPECT_TRUE(settings_.SetMaxIterations(0));
   EXPECT_TRUE(Run(1).IsOK());
   EXPECT_EQ(listener_.Iterations(), (std::vector<int>{0}));
 }
 
 TEST_F(OptimizerReportTest, ReportsTheStepHalvingsOfTheIteration) {
   objective_.trialLL = [](const Doubles& b) { return b[0] > 0.6 ? -100.0 : -5.0 + b[0]; };
-  settings_.SetMaxIterations(1);
+  EXPECT_TRUE(settings_.SetMaxIterations(1));
   EXPECT_TRUE(Run(1).IsOK());
   EXPECT_EQ(listener_.reports.back(), (Report{1, 2, -4.5, {0.5, 3.5}}));
 }
 
 TEST_F(OptimizerReportTest, TheExtraReportAtTheEndKeepsTheStepHalvings) {
   objective_.trialLL = [](const Doubles& b) { return b[0] > 0.6 ? -100.0 : -5.0 + b[0]; };
-  settings_.SetMaxIterations(1);
+  EXPECT_TRUE(settings_.SetMaxIterations(1));
   EXPECT_TRUE(Run(10).IsOK());
   EXPECT_EQ(listener_.reports.back(), (Report{1, 2, -4.5, {0.5, 3.5}}));
 }
 
 TEST_F(OptimizerReportTest, AStepThatFailedIsReportedWithAllItsHalvings) {
-  settings_.SetMaxStepHalvingValue(4);
+  EXPECT_TRUE(settings_.SetMaxStepHalvingValue(4));
   objective_.trialLL = [](const Doubles& b) { return b[0] == 0.0 ? -5.0 : -6.0; };
   EXPECT_TRUE(Run(1).IsOK());
   EXPECT_EQ(listener_.reports.back(), (Report{1, 4, -5.0, {0, 4}}));
@@ -151,7 +151,7 @@ TEST_F(OptimizerReportTest, TimeIsInSecondsAndDoesNotGoBack) {
     while (std::clock() < until) {
     }
   };
-  settings_.SetMaxIterations(2);
+  EXPECT_TRUE(settings_.SetMaxIterations(2));
   EXPECT_TRUE(Run(1).IsOK());
   const double total = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
   ASSERT_EQ(listener_.times.size(), 3U);
@@ -163,7 +163,7 @@ TEST_F(OptimizerReportTest, TimeIsInSecondsAndDoesNotGoBack) {
 
 class OptimizerCancelTest : public OptimizerReportTest {
  protected:
-  OptimizerCancelTest() { settings_.SetMaxIterations(3); }
+  OptimizerCancelTest() { EXPECT_TRUE(settings_.SetMaxIterations(3)); }
 
   /// A run whose host says yes at one question; the optimizer's status.
   QvStatus RunUntil(int poll, int& polls) {
@@ -226,7 +226,7 @@ TEST_F(OptimizerCancelTest, ACancelWithinAnyPassEndsTheRunWithStatus1) {
 }
 
 TEST_F(OptimizerCancelTest, WithoutIterationsACancelCountsAllTheSame) {
-  settings_.SetMaxIterations(0);
+  EXPECT_TRUE(settings_.SetMaxIterations(0));
   int polls = 0;
   EXPECT_TRUE(RunUntil(1, polls) == QvStatus(1, false));
 }

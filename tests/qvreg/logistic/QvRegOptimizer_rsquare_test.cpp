@@ -19,9 +19,9 @@ constexpr double kMissing = QvMV::gMissingValue;
 class PseudoRSquareTest : public ::testing::Test {
  protected:
   PseudoRSquareTest() {
-    settings_.SetLLConCriterion(0.0);
-    settings_.SetParamEstConCriterion(0.0);
-    settings_.SetMaxIterations(1);
+    EXPECT_TRUE(settings_.SetLLConCriterion(0.0));
+    EXPECT_TRUE(settings_.SetParamEstConCriterion(0.0));
+    EXPECT_TRUE(settings_.SetMaxIterations(1));
   }
 
   QvRegOptimizer Make(ScriptedObjective& objective) {
@@ -57,7 +57,7 @@ TEST_F(PseudoRSquareTest, AreZeroBeforeTheRun) {
 }
 
 TEST_F(PseudoRSquareTest, AreZeroWithoutIterations) {
-  settings_.SetMaxIterations(0);
+  EXPECT_TRUE(settings_.SetMaxIterations(0));
   EXPECT_TRUE(Run(-20, -10, 50));
   EXPECT_EQ(coxSnell_ + nagelkerke_ + mcFadden_, 0.0);
 }

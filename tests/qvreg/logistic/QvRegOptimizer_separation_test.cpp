@@ -32,10 +32,10 @@ void PrintTo(const Diagnosis& d, std::ostream* out) {
 class OptimizerSeparationTest : public ::testing::TestWithParam<Diagnosis> {
  protected:
   OptimizerSeparationTest() {
-    settings_.SetLLConCriterion(0.0);
-    settings_.SetParamEstConCriterion(0.0);
-    settings_.SetMaxIterations(3);
-    settings_.SetStartingIteration(1);
+    EXPECT_TRUE(settings_.SetLLConCriterion(0.0));
+    EXPECT_TRUE(settings_.SetParamEstConCriterion(0.0));
+    EXPECT_TRUE(settings_.SetMaxIterations(3));
+    EXPECT_TRUE(settings_.SetStartingIteration(1));
   }
 
   void Script(const Diagnosis& diagnosis) {
@@ -74,7 +74,7 @@ TEST_P(OptimizerSeparationTest, FollowsFromExtremesAndPivots) {
 }
 
 TEST_P(OptimizerSeparationTest, WithoutTheTestOnlyASingularMatrixIsNoticed) {
-  settings_.SetStartingIteration(0);
+  EXPECT_TRUE(settings_.SetStartingIteration(0));
   Script(GetParam());
   Run();
   EXPECT_EQ(outcome_, GetParam().secondPivot > 0.0 ? kOptMaxIterations : kOptHessianSingular);
@@ -102,8 +102,8 @@ INSTANTIATE_TEST_SUITE_P(Diagnoses, OptimizerSeparationTest,
 class OptimizerSeparationStartTest : public OptimizerSeparationTest {};
 
 TEST_P(OptimizerSeparationStartTest, StartsAtItsIteration) {
-  settings_.SetMaxIterations(9);
-  settings_.SetStartingIteration(4);
+  EXPECT_TRUE(settings_.SetMaxIterations(9));
+  EXPECT_TRUE(settings_.SetStartingIteration(4));
   Script(GetParam());
   EXPECT_EQ(Run(), 4);
   EXPECT_EQ(outcome_, kOptCompleteSeparation);
@@ -117,22 +117,22 @@ TEST_P(OptimizerSeparationStartTest, StartsAtItsIteration) {
 }
 
 TEST_P(OptimizerSeparationStartTest, TakesPrecedenceOverConvergence) {
-  settings_.SetLLConCriterion(kHuge);
-  settings_.SetParamEstConCriterion(kHuge);
+  EXPECT_TRUE(settings_.SetLLConCriterion(kHuge));
+  EXPECT_TRUE(settings_.SetParamEstConCriterion(kHuge));
   Script(GetParam());
   EXPECT_EQ(Run(), 1);
   EXPECT_EQ(outcome_, kOptCompleteSeparation);
 }
 
 TEST_P(OptimizerSeparationStartTest, TakesPrecedenceOverTheLastIteration) {
-  settings_.SetMaxIterations(1);
+  EXPECT_TRUE(settings_.SetMaxIterations(1));
   Script(GetParam());
   EXPECT_EQ(Run(), 1);
   EXPECT_EQ(outcome_, kOptCompleteSeparation);
 }
 
 TEST_P(OptimizerSeparationStartTest, DoesNotHideAStepThatFailed) {
-  settings_.SetMaxStepHalvingValue(1);
+  EXPECT_TRUE(settings_.SetMaxStepHalvingValue(1));
   Script(GetParam());
   objective_.trialLL = [](const std::vector<double>& b) { return b[0] == 0.0 ? -1.0 : -2.0; };
   EXPECT_EQ(Run(), 1);

@@ -35,10 +35,10 @@ QvSymMatrix Diagonal(const Doubles& elements) {
 class QvRegOptimizerTest : public ::testing::Test {
  protected:
   QvRegOptimizerTest() {
-    settings_.SetLLConCriterion(0.0);
-    settings_.SetParamEstConCriterion(0.0);
-    settings_.SetMaxIterations(2);
-    settings_.SetStartingIteration(0);
+    EXPECT_TRUE(settings_.SetLLConCriterion(0.0));
+    EXPECT_TRUE(settings_.SetParamEstConCriterion(0.0));
+    EXPECT_TRUE(settings_.SetMaxIterations(2));
+    EXPECT_TRUE(settings_.SetStartingIteration(0));
   }
 
   QvRegOptimizer Make(ScriptedObjective& objective) {
@@ -53,8 +53,8 @@ class QvRegOptimizerTest : public ::testing::Test {
   /// Criteria as wide as the change of the first step, which goes from (0, 4) to (2, 2): the
   /// log-likelihood from -5 to -1, the estimates by 4 in all.
   void Criteria(double logLikelihood, double parameters, bool areAbsolute) {
-    settings_.SetLLConCriterion(logLikelihood);
-    settings_.SetParamEstConCriterion(parameters);
+    EXPECT_TRUE(settings_.SetLLConCriterion(logLikelihood));
+    EXPECT_TRUE(settings_.SetParamEstConCriterion(parameters));
     settings_.SetLLFuncChange(areAbsolute);
     settings_.SetParamEstChange(areAbsolute);
   }
@@ -214,7 +214,7 @@ TEST_F(QvRegOptimizerTest, ASingularMatrixAtTheStartLeavesThatParameterInPlace) 
 }
 
 TEST_F(QvRegOptimizerTest, OutcomeStepHalvingFailedRestoresTheEstimates) {
-  settings_.SetMaxStepHalvingValue(3);
+  EXPECT_TRUE(settings_.SetMaxStepHalvingValue(3));
   objective_.trialLL = [](const Doubles& b) { return b == Doubles{0, 4} ? -5.0 : -6.0; };
   QvRegOptimizer optimizer = Make(objective_);
   EXPECT_TRUE(optimizer.Estimate().IsOK());
@@ -232,7 +232,7 @@ TEST_F(QvRegOptimizerTest, OutcomeStepHalvingFailedRestoresTheEstimates) {
 
 TEST_F(QvRegOptimizerTest, ASmallerStepIsAcceptedOnceItIsNotWorse) {
   objective_.trialLL = [](const Doubles& b) { return b[0] > 0.6 ? -100.0 : -5.0 + b[0]; };
-  settings_.SetMaxIterations(1);
+  EXPECT_TRUE(settings_.SetMaxIterations(1));
   QvRegOptimizer optimizer = Make(objective_);
   EXPECT_TRUE(optimizer.Estimate().IsOK());
   EXPECT_EQ(objective_.beta, (Doubles{0.5, 3.5}));
@@ -246,7 +246,7 @@ TEST_F(QvRegOptimizerTest, HalvingsOfAllIterationsAddUp) {
     if (b[0] > 1.9) return -100.0;
     return b[0] > 1.1 && b[0] < 1.6 ? -4.0 : -5.0 + b[0];
   };
-  settings_.SetMaxIterations(3);
+  EXPECT_TRUE(settings_.SetMaxIterations(3));
   QvRegOptimizer optimizer = Make(objective_);
   EXPECT_TRUE(optimizer.Estimate().IsOK());
   // Iteration 1 goes from 0 by 2 and by 1; iteration 2 from 1 by 1 (to 2) and by 0.5, which has
@@ -277,14 +277,14 @@ TEST_F(QvRegOptimizerTest, OneStepHalvingIsTheLeastThatSettingsAllow) {
 TEST_F(QvRegOptimizerTest, TheStatisticsSayHowFastAStepShrinks) {
   objective_.stepAdjustment = 2.0;
   objective_.trialLL = [](const Doubles& b) { return b[0] > 0.3 ? -100.0 : -5.0; };
-  settings_.SetMaxIterations(1);
+  EXPECT_TRUE(settings_.SetMaxIterations(1));
   OutcomeOf(objective_);
   EXPECT_EQ(objective_.visited[2], (Doubles{0.5, 3.5})) << "a quarter of the step";
   EXPECT_EQ(objective_.visited[3], (Doubles{0.125, 3.875}));
 }
 
 TEST_F(QvRegOptimizerTest, OutcomeMaxIterations) {
-  settings_.SetMaxIterations(7);
+  EXPECT_TRUE(settings_.SetMaxIterations(7));
   QvRegOptimizer optimizer = Make(objective_);
   EXPECT_TRUE(optimizer.Estimate().IsOK());
   EXPECT_EQ(optimizer.GetOutcome(), kOptMaxIterations);
@@ -292,13 +292,13 @@ TEST_F(QvRegOptimizerTest, OutcomeMaxIterations) {
 }
 
 TEST_F(QvRegOptimizerTest, ConvergingInTheLastAllowedIterationIsConvergence) {
-  settings_.SetMaxIterations(1);
+  EXPECT_TRUE(settings_.SetMaxIterations(1));
   Criteria(4.1, 0.0, true);
   EXPECT_EQ(OutcomeOf(objective_), kOptLLConverged);
 }
 
 TEST_F(QvRegOptimizerTest, WithoutIterationsOutcome9KeepsTheStartAndInvertsItsInformation) {
-  settings_.SetMaxIterations(0);
+  EXPECT_TRUE(settings_.SetMaxIterations(0));
   objective_.information = [](const Doubles&) { return Diagonal({4, 2}); };
   QvRegOptimizer optimizer = Make(objective_);
   EXPECT_TRUE(optimizer.Estimate().IsOK());
@@ -339,7 +339,7 @@ TEST_F(QvRegOptimizerTest, WithoutParametersThereIsOnePassAndNoInverse) {
 }
 
 TEST_F(QvRegOptimizerTest, AMissingNewLogLikelihoodIsNeverAccepted) {
-  settings_.SetMaxStepHalvingValue(2);
+  EXPECT_TRUE(settings_.SetMaxStepHalvingValue(2));
   objective_.trialLL = [](const Doubles& b) { return b == Doubles{0, 4} ? -5.0 : kMissing; };
   EXPECT_EQ(OutcomeOf(objective_), kOptStepHalvingFailed);
   EXPECT_EQ(objective_.beta, (Doubles{0, 4}));
@@ -393,7 +393,7 @@ TEST_F(QvRegOptimizerTest, WithScoresOfAnotherLengthThereIsNoStep) {
 TEST_F(QvRegOptimizerTest, AnotherMethodIsForTheFullPassesOnly) {
   QvRegOptimizer optimizer = Make(objective_);
   optimizer.SetMethod(QvConst::QvMethodFisherScoring, 0);
-  settings_.SetMaxIterations(1);
+  EXPECT_TRUE(settings_.SetMaxIterations(1));
   EXPECT_TRUE(optimizer.Estimate().IsOK());
   EXPECT_EQ(objective_.calls,
             (Calls{"set", "reset 1 0", "full", "reset 0 0", "ll", "reset 1 0", "full", "clean"}));
@@ -402,7 +402,7 @@ TEST_F(QvRegOptimizerTest, AnotherMethodIsForTheFullPassesOnly) {
 TEST_F(QvRegOptimizerTest, AHybridSwitchesAtItsIteration) {
   QvRegOptimizer optimizer = Make(objective_);
   optimizer.SetMethod(QvConst::QvMethodHybrid, 2);
-  settings_.SetMaxIterations(3);
+  EXPECT_TRUE(settings_.SetMaxIterations(3));
   EXPECT_TRUE(optimizer.Estimate().IsOK());
   EXPECT_EQ(objective_.calls,
             (Calls{"set", "reset 0 0", "full",                                   //
@@ -417,7 +417,7 @@ TEST_F(QvRegOptimizerTest, AHybridSwitchesAtItsIteration) {
 TEST_F(QvRegOptimizerTest, AHybridThatConvergesGoesOnWithTheOtherMethod) {
   QvRegOptimizer optimizer = Make(objective_);
   optimizer.SetMethod(QvConst::QvMethodHybrid, 50);
-  settings_.SetMaxIterations(60);
+  EXPECT_TRUE(settings_.SetMaxIterations(60));
   Criteria(4.1, 4.1, true);
   EXPECT_TRUE(optimizer.Estimate().IsOK());
   EXPECT_EQ(objective_.calls,
@@ -436,7 +436,7 @@ TEST_F(QvRegOptimizerTest, AHybridWhoseOtherMatrixIsSingularEndsWithOutcome4) {
   };
   QvRegOptimizer optimizer = Make(objective_);
   optimizer.SetMethod(QvConst::QvMethodHybrid, 1);
-  settings_.SetMaxIterations(9);
+  EXPECT_TRUE(settings_.SetMaxIterations(9));
   EXPECT_TRUE(optimizer.Estimate().IsOK());
   EXPECT_EQ(optimizer.GetOutcome(), kOptHessianSingular);
   EXPECT_EQ(optimizer.GetLastIteration(), 1);
@@ -466,7 +466,7 @@ TEST_F(QvRegOptimizerTest, APassThatFailsAtTheSwitchEndsTheRun) {
 TEST_F(QvRegOptimizerTest, AHybridWithoutASwitchIterationKeepsItsMethod) {
   QvRegOptimizer optimizer = Make(objective_);
   optimizer.SetMethod(QvConst::QvMethodHybrid, 0);
-  settings_.SetMaxIterations(1);
+  EXPECT_TRUE(settings_.SetMaxIterations(1));
   EXPECT_TRUE(optimizer.Estimate().IsOK());
   EXPECT_EQ(objective_.calls,
             (Calls{"set", "reset 2 0", "full", "reset 0 0", "ll", "reset 2 0", "full", "clean"}));

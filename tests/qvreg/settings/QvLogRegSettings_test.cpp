@@ -14,18 +14,18 @@ namespace {
 /// Settings with nothing of the logistic part left at its default.
 QvLogRegSettings FullSettings() {
   QvLogRegSettings settings;
-  settings.SetDependent(3);
+  EXPECT_TRUE(settings.SetDependent(3));
   settings.SetTolerance(1e-8);
-  settings.SetDependentRefCat(2, 4);
-  settings.SetLLConCriterion(0.25);
-  settings.SetParamEstConCriterion(0.125);
-  settings.SetMaxIterations(50);
-  settings.SetMaxStepHalvingValue(9);
-  settings.SetStartingIteration(7);
+  EXPECT_TRUE(settings.SetDependentRefCat(2, 4));
+  EXPECT_TRUE(settings.SetLLConCriterion(0.25));
+  EXPECT_TRUE(settings.SetParamEstConCriterion(0.125));
+  EXPECT_TRUE(settings.SetMaxIterations(50));
+  EXPECT_TRUE(settings.SetMaxStepHalvingValue(9));
+  EXPECT_TRUE(settings.SetStartingIteration(7));
   settings.SetLLFuncChange(true);
   settings.SetParamEstChange(true);
   settings.SetUsePatternTabulator(true);
-  settings.SetIterationFrequency(3);
+  EXPECT_TRUE(settings.SetIterationFrequency(3));
   return settings;
 }
 
@@ -151,7 +151,7 @@ TEST(QvLogRegSettings, CopiesCarryBothParts) {
 TEST(QvLogRegSettings, AreValidAsTheBaseIs) {
   QvLogRegSettings settings;
   EXPECT_TRUE(settings.IsValidSettings() == QvCommon::QvStatus(301, false));
-  settings.SetDependent(0);
+  EXPECT_TRUE(settings.SetDependent(0));
   EXPECT_TRUE(settings.IsValidSettings().IsOK());
   settings.SetInterceptUse(false);
   EXPECT_TRUE(settings.IsValidSettings() == QvCommon::QvStatus(302, false));

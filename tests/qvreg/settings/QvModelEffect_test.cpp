@@ -1,10 +1,14 @@
 #include "qvreg/settings/QvModelEffect.h"
 
+#include <limits>
+#include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 
 namespace {
@@ -122,8 +126,8 @@ TEST(QvModelEffect, CrossedFactorsShareALevel) {
 
 TEST(QvModelEffect, AFactorCrossedAfterANestedOneStandsInside) {
   QvModelEffect effect = EffectOf({kA}, {});
-  effect.AddNewFactor(kB, true);
-  effect.AddNewFactor(kC, false);
+  EXPECT_TRUE(effect.AddNewFactor(kB, true));
+  EXPECT_TRUE(effect.AddNewFactor(kC, false));
   EXPECT_EQ(effect.GetModelEffect(), (Ints{1, 0, 0, 0, 0}));
   EXPECT_EQ(effect.GetNLevels(), 2);
 }
@@ -186,7 +190,7 @@ TEST(QvModelEffect, TellsAFreeSlotFromAnUnknownVariable) {
 
 TEST(QvModelEffect, ListsVariablesInTheOrderOfTheModel) {
   QvModelEffect effect = EffectOf({kC}, {kY, kX, kY});
-  effect.AddNewFactor(kA, true);
+  EXPECT_TRUE(effect.AddNewFactor(kA, true));
   EXPECT_EQ(effect.GetFactors(), (Ints{kA, kC}));
   EXPECT_EQ(effect.GetFactorLevels(), (Ints{0, 1}));
   EXPECT_EQ(effect.GetCovariates(), (Ints{kX, kY}));
@@ -217,15 +221,15 @@ TEST(QvModelEffect, ContainmentNeedsTheSameCovariatePart) {
 
 TEST(QvModelEffect, ContainmentIgnoresNestingLevels) {
   QvModelEffect nested = EffectOf({kA}, {});
-  nested.AddNewFactor(kB, true);
+  EXPECT_TRUE(nested.AddNewFactor(kB, true));
   EXPECT_TRUE(EffectOf({kA}, {}).IsContainedIn(nested));
 }
 
 TEST(QvModelEffect, ContainmentNeedsTheSameModel) {
   const Ints sameValues = kVariables;
   QvModelEffect elsewhere(3, 2, &sameValues);
-  elsewhere.AddNewFactor(kA, false);
-  elsewhere.AddNewFactor(kB, false);
+  EXPECT_TRUE(elsewhere.AddNewFactor(kA, false));
+  EXPECT_TRUE(elsewhere.AddNewFactor(kB, false));
   EXPECT_FALSE(EffectOf({kA}, {}).IsContainedIn(elsewhere));
   const QvModelEffect narrower(3, 1, &kVariables);
   EXPECT_FALSE(narrower.IsContainedIn(EffectOf({kA}, {})));
@@ -251,10 +255,10 @@ TEST(QvModelEffect, EqualityComparesEveryField) {
 
 TEST(QvModelEffect, EqualityComparesNesting) {
   QvModelEffect nested = EffectOf({kA}, {});
-  nested.AddNewFactor(kB, true);
+  EXPECT_TRUE(nested.AddNewFactor(kB, true));
   EXPECT_FALSE(nested == EffectOf({kA, kB}, {}));
   QvModelEffect otherWay = EffectOf({kB}, {});
-  otherWay.AddNewFactor(kA, true);
+  EXPECT_TRUE(otherWay.AddNewFactor(kA, true));
   EXPECT_FALSE(nested == otherWay);
 }
 
@@ -266,7 +270,7 @@ TEST(QvModelEffect, CopiesAreIndependentAndShareTheList) {
   assigned = original;
   EXPECT_TRUE(copy == original);
   EXPECT_TRUE(assigned == original);
-  original.AddNewFactor(kB, false);
+  EXPECT_TRUE(original.AddNewFactor(kB, false));
   EXPECT_EQ(copy.GetNFactors(), 1);
   EXPECT_EQ(assigned.GetModelEffect(), (Ints{0, -1, -1, 1, 0}));
   EXPECT_EQ(copy.GetVarIndices(), &kVariables);
@@ -321,7 +325,7 @@ TEST(QvModelEffect, MaskedEffectsWorkOverTheReducedList) {
 
 TEST(QvModelEffect, CheckVariableUseMarksWhatSomeEffectUses) {
   QvModelEffect nested = EffectOf({kA}, {});
-  nested.AddNewFactor(kC, true);
+  EXPECT_TRUE(nested.AddNewFactor(kC, true));
   EXPECT_EQ(QvModelEffect::CheckVariableUse({nested, EffectOf({}, {kY})}),
             (Bits{true, false, true, false, true}));
   EXPECT_EQ(QvModelEffect::CheckVariableUse({EmptyEffect()}), Bits(5, false));
@@ -347,8 +351,8 @@ TEST(QvModelEffect, GetUsedVariablesListsAFactorOnceInTheOrderMet) {
 TEST(QvModelEffect, GetUsedVariablesSkipsACovariateThatIsAlsoAFactor) {
   const Ints shared = {kA, kA};
   QvModelEffect both(1, 1, &shared);
-  both.AddNewFactor(kA, false);
-  both.AddCovariate(kA);
+  EXPECT_TRUE(both.AddNewFactor(kA, false));
+  EXPECT_GT(both.AddCovariate(kA), 0);
   Ints factors;
   Ints covariates;
   QvModelEffect::GetUsedVariables({both}, factors, covariates);
@@ -384,7 +388,7 @@ TEST(QvModelEffect, FindInVectorAnswersTheFirstPlaceOfTheRange) {
 
 TEST(QvModelEffect, DisplayPrintsEveryField) {
   QvModelEffect effect = EffectOf({kA}, {kX, kX});
-  effect.AddNewFactor(kB, true);
+  EXPECT_TRUE(effect.AddNewFactor(kB, true));
   effect.SetFactorsInParens();
   EXPECT_EQ(qvtest::OutputOf([&] { effect.Display(); }),
             "Begin QvModelEffect object display.\n"
@@ -396,6 +400,123 @@ TEST(QvModelEffect, DisplayPrintsEveryField) {
             "Covariates in effect: 1\n"
             "The main vector: 1 0 -1 2 0\n"
             "End QvModelEffect object display.\n");
+}
+
+TEST(QvModelEffect, ACopyOutlivesTheList) {
+  auto variables = std::make_unique<Ints>(kVariables);
+  QvModelEffect original(3, 2, variables.get());
+  ASSERT_TRUE(original.AddNewFactor(kA, false));
+  QvModelEffect copy(original);
+  QvModelEffect assigned;
+  assigned = original;
+  EXPECT_EQ(copy.GetVarIndices(), variables.get());
+  variables.reset();
+  for (QvModelEffect* effect : {&copy, &assigned}) {
+    const QvModelEffect copyOfACopy = *effect;
+    EXPECT_EQ(copyOfACopy.GetFactors(), (Ints{kA}));
+    EXPECT_TRUE(effect->AddNewFactor(kB, true));
+    EXPECT_EQ(effect->AddCovariate(kY), 1);
+    EXPECT_EQ(effect->GetFactors(), (Ints{kA, kB}));
+    EXPECT_EQ(effect->GetFactorLevels(), (Ints{1, 0}));
+    EXPECT_EQ(effect->GetCovariates(), (Ints{kY}));
+    EXPECT_EQ(effect->ContainsFactor(kB), 0);
+    EXPECT_EQ(effect->GetCovariateMult(kY), 1);
+    Ints factors;
+    Ints covariates;
+    QvModelEffect::GetUsedVariables({*effect}, factors, covariates);
+    EXPECT_EQ(factors, (Ints{kA, kB}));
+    EXPECT_EQ(covariates, (Ints{kY}));
+  }
+}
+
+TEST(QvModelEffect, ACopyWithoutVariablesGoesOnReadingTheList) {
+  Ints variables;
+  const QvModelEffect original(1, 0, &variables);
+  QvModelEffect copy(original);
+  variables = {kC};
+  EXPECT_TRUE(copy.AddNewFactor(kC, false));
+}
+
+TEST(QvModelEffect, ACopyThatIsGivenAnotherListReadsThat) {
+  const QvModelEffect original = EffectOf({kA}, {kX});
+  QvModelEffect copy(original);
+  const Ints others = {50, 51, 52, 53, 54};
+  copy.SetVarIndices(&others);
+  EXPECT_EQ(copy.GetFactors(), (Ints{50}));
+  EXPECT_EQ(copy.GetCovariates(), (Ints{53}));
+  copy.Setup(3, 2, &kVariables);
+  EXPECT_TRUE(copy.AddNewFactor(kA, false));
+}
+
+TEST(QvModelEffect, AnAssignmentWithoutMemoryChangesNothing) {
+  const QvModelEffect original = EffectOf({kA}, {kX});
+  for (const long long n : {1, 2}) {
+    QvModelEffect target = EffectOf({kB}, {});
+    {
+      const qvtest::AllocationFault fault(n, qvtest::AllocationFault::Extent::kOnce);
+      EXPECT_THROW(target = original, std::bad_alloc);
+    }
+    EXPECT_TRUE(target == EffectOf({kB}, {})) << n;
+    EXPECT_EQ(target.GetFactors(), (Ints{kB})) << n;
+  }
+}
+
+TEST(QvModelEffect, GetUsedVariablesGoesByTheListOfTheFirstEffect) {
+  const Ints others = {50, 51, 52, 53, 54};
+  QvModelEffect elsewhere(3, 2, &others);
+  ASSERT_TRUE(elsewhere.AddNewFactor(51, false));
+  ASSERT_EQ(elsewhere.AddCovariate(54), 1);
+  Ints factors;
+  Ints covariates;
+  QvModelEffect::GetUsedVariables({EffectOf({kA}, {}), elsewhere}, factors, covariates);
+  EXPECT_EQ(factors, (Ints{kA, kB}));
+  EXPECT_EQ(covariates, (Ints{kY}));
+}
+
+/// The effect without the slots of A and X; what it counts of itself stays.
+QvModelEffect WithoutAAndX(QvModelEffect effect) {
+  effect.ApplyMask({false, true, true, false, true});
+  return effect;
+}
+
+TEST(QvModelEffect, EqualityComparesTheNumberOfFactors) {
+  const QvModelEffect two = WithoutAAndX(EffectOf({kA, kB}, {}));
+  const QvModelEffect one = WithoutAAndX(EffectOf({kB}, {}));
+  ASSERT_EQ(two.GetModelEffect(), one.GetModelEffect());
+  ASSERT_EQ(two.GetNLevels(), one.GetNLevels());
+  EXPECT_FALSE(two == one);
+}
+
+TEST(QvModelEffect, EqualityComparesTheNumberOfCovariates) {
+  const QvModelEffect two = WithoutAAndX(EffectOf({}, {kX, kY}));
+  const QvModelEffect one = WithoutAAndX(EffectOf({}, {kY}));
+  ASSERT_EQ(two.GetModelEffect(), one.GetModelEffect());
+  EXPECT_FALSE(two == one);
+}
+
+TEST(QvModelEffect, EqualityComparesTheNumberOfLevels) {
+  QvModelEffect nested = EffectOf({kA}, {});
+  ASSERT_TRUE(nested.AddNewFactor(kB, true));
+  const QvModelEffect two = WithoutAAndX(nested);
+  const QvModelEffect one = WithoutAAndX(EffectOf({kA, kB}, {}));
+  ASSERT_EQ(two.GetModelEffect(), one.GetModelEffect());
+  ASSERT_EQ(two.GetNFactors(), one.GetNFactors());
+  EXPECT_FALSE(two == one);
+}
+
+TEST(QvModelEffect, ContainmentNeedsAsManyFactorsOfTheModel) {
+  // Read by the places of two factors, the third one's level looks like a free covariate.
+  const QvModelEffect ofTwoFactors(2, 2, &kVariables);
+  EXPECT_FALSE(ofTwoFactors.IsContainedIn(EffectOf({kC}, {})));
+}
+
+TEST(QvModelEffect, ContainmentNeedsAsManyCovariatesOfTheModel) {
+  const QvModelEffect ofOneCovariate(3, 1, &kVariables);
+  EXPECT_FALSE(ofOneCovariate.IsContainedIn(EffectOf({kA}, {})));
+}
+
+TEST(QvModelEffect, FindInVectorTakesAnyCount) {
+  EXPECT_EQ(SearchingEffect::FindInVector({5, 6, 5}, 2, std::numeric_limits<int>::max(), 5), 2);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -73,7 +74,7 @@ TEST(QvRegSettings, TheDependentIsSetOnce) {
 
 TEST(QvRegSettings, ARefusedDependentLeavesRoomForAnother) {
   QvRegSettings settings;
-  settings.AddCovariate(0);
+  EXPECT_GT(settings.AddCovariate(0), 0);
   EXPECT_FALSE(settings.SetDependent(-1));
   EXPECT_FALSE(settings.SetDependent(0));
   EXPECT_EQ(settings.GetDependent(), -1);
@@ -93,13 +94,13 @@ TEST(QvRegSettings, AddersAnswerTheNewCount) {
 
 TEST(QvRegSettings, TheRoleTableGrowsToTheVariable) {
   QvRegSettings settings;
-  settings.AddFactor(3, 2);
+  EXPECT_GT(settings.AddFactor(3, 2), 0);
   EXPECT_EQ(settings.GetVariableTypes(), (Types{QvConst::QvVarNone, QvConst::QvVarNone,
                                                 QvConst::QvVarNone, QvConst::QvVarFactor}));
-  settings.SetDependent(0);
-  settings.AddCovariate(1);
-  settings.SetFrequencyWeightVar(4);
-  settings.SetRegrWeightVar(5);
+  EXPECT_TRUE(settings.SetDependent(0));
+  EXPECT_GT(settings.AddCovariate(1), 0);
+  EXPECT_TRUE(settings.SetFrequencyWeightVar(4));
+  EXPECT_TRUE(settings.SetRegrWeightVar(5));
   EXPECT_EQ(settings.GetVariableTypes(),
             (Types{QvConst::QvVarDependent, QvConst::QvVarCovariate, QvConst::QvVarNone,
                    QvConst::QvVarFactor, QvConst::QvVarFreqWeight, QvConst::QvVarRegrWeight}));
@@ -125,7 +126,7 @@ TEST(QvRegSettings, ANegativeVariableIsRefusedForEveryRole) {
 
 TEST(QvRegSettings, AFactorIsRefusedAsACovariate) {
   QvRegSettings settings;
-  settings.AddFactor(2, 3);
+  EXPECT_GT(settings.AddFactor(2, 3), 0);
   EXPECT_EQ(settings.AddCovariate(2), -1);
   EXPECT_TRUE(settings.GetCovariates().empty());
 }
@@ -162,10 +163,10 @@ TEST(QvRegSettings, ASecondRegressionWeightReplacesTheFirstWhichKeepsItsRole) {
 TEST(QvRegSettings, ModelEffectsAreCopiedInTheOrderAdded) {
   const Ints variables = {2, 5};
   QvModelEffect effect(1, 1, &variables);
-  effect.AddNewFactor(2, false);
+  EXPECT_TRUE(effect.AddNewFactor(2, false));
   QvRegSettings settings;
   EXPECT_TRUE(settings.AddModelEffect(effect));
-  effect.AddCovariate(5);
+  EXPECT_GT(effect.AddCovariate(5), 0);
   EXPECT_TRUE(settings.AddModelEffect(effect));
   ASSERT_EQ(settings.GetNModelEffects(), 2);
   EXPECT_EQ(settings.GetModelEffects()[0].GetNCovariates(), 0);
@@ -175,7 +176,7 @@ TEST(QvRegSettings, ModelEffectsAreCopiedInTheOrderAdded) {
 TEST(QvRegSettings, ModelEffectsOfUnknownVariablesAreTaken) {
   const Ints variables = {77};
   QvModelEffect effect(0, 1, &variables);
-  effect.AddCovariate(77);
+  EXPECT_GT(effect.AddCovariate(77), 0);
   QvRegSettings settings;
   EXPECT_TRUE(settings.AddModelEffect(effect));
   EXPECT_TRUE(settings.GetVariableTypes().empty());
@@ -228,8 +229,8 @@ TEST(QvRegSettings, StoresTheSwitchesAndThePointers) {
 
 TEST(QvRegSettings, WithoutADependentAreInvalidWhateverElseIsSet) {
   QvRegSettings settings;
-  settings.AddCovariate(1);
-  settings.AddModelEffect(QvModelEffect());
+  EXPECT_GT(settings.AddCovariate(1), 0);
+  EXPECT_TRUE(settings.AddModelEffect(QvModelEffect()));
   EXPECT_TRUE(settings.IsValidSettings() == QvCommon::QvStatus(301, false));
   settings.SetInterceptUse(false);
   EXPECT_EQ(settings.IsValidSettings().GetCode(), 301);
@@ -238,30 +239,30 @@ TEST(QvRegSettings, WithoutADependentAreInvalidWhateverElseIsSet) {
 
 TEST(QvRegSettings, WithoutInterceptAndEffectsAreInvalid) {
   QvRegSettings settings;
-  settings.SetDependent(0);
+  EXPECT_TRUE(settings.SetDependent(0));
   settings.SetInterceptUse(false);
   EXPECT_TRUE(settings.IsValidSettings() == QvCommon::QvStatus(302, false));
-  settings.AddModelEffect(QvModelEffect());
+  EXPECT_TRUE(settings.AddModelEffect(QvModelEffect()));
   EXPECT_TRUE(settings.IsValidSettings().IsOK());
 }
 
 TEST(QvRegSettings, WithADependentAndAnInterceptAreValid) {
   QvRegSettings settings;
-  settings.SetDependent(0);
+  EXPECT_TRUE(settings.SetDependent(0));
   EXPECT_TRUE(settings.IsValidSettings() == QvCommon::QvStatus());
 }
 
 /// Settings with nothing left at its default.
 QvRegSettings FullSettings(ProgressListener* listener, QvQueryCancel* cancel) {
   QvRegSettings settings;
-  settings.SetDependent(0);
-  settings.AddFactor(1, 4);
-  settings.AddCovariate(2);
-  settings.SetFrequencyWeightVar(3);
-  settings.SetRegrWeightVar(4);
+  EXPECT_TRUE(settings.SetDependent(0));
+  EXPECT_GT(settings.AddFactor(1, 4), 0);
+  EXPECT_GT(settings.AddCovariate(2), 0);
+  EXPECT_TRUE(settings.SetFrequencyWeightVar(3));
+  EXPECT_TRUE(settings.SetRegrWeightVar(4));
   settings.SetInterceptUse(false);
   settings.SetTolerance(1e-8);
-  settings.AddModelEffect(QvModelEffect());
+  EXPECT_TRUE(settings.AddModelEffect(QvModelEffect()));
   settings.SetConfidenceLevel(0.5);
   settings.SetDF(12.0);
   settings.SetProgressListener(listener);
@@ -295,7 +296,7 @@ TEST(QvRegSettings, CopiesCarryEveryField) {
   const QvRegSettings original = FullSettings(&listener, &cancel);
   const QvRegSettings copy(original);
   QvRegSettings assigned;
-  assigned.AddCovariate(9);
+  EXPECT_GT(assigned.AddCovariate(9), 0);
   assigned = original;
   ExpectFullSettings(copy, &listener, &cancel);
   ExpectFullSettings(assigned, &listener, &cancel);
@@ -306,9 +307,9 @@ TEST(QvRegSettings, CopiesAreIndependent) {
   NeverCancel cancel;
   QvRegSettings original = FullSettings(&listener, &cancel);
   const QvRegSettings copy(original);
-  original.AddFactor(8, 2);
-  original.AddCovariate(9);
-  original.AddModelEffect(QvModelEffect());
+  EXPECT_GT(original.AddFactor(8, 2), 0);
+  EXPECT_GT(original.AddCovariate(9), 0);
+  EXPECT_TRUE(original.AddModelEffect(QvModelEffect()));
   original.SetTolerance(0.5);
   ExpectFullSettings(copy, &listener, &cancel);
 }
@@ -316,7 +317,7 @@ TEST(QvRegSettings, CopiesAreIndependent) {
 /// Settings whose table of roles has room for variables up to 9, of which 9 is a covariate.
 QvRegSettings SettingsWithRoom() {
   QvRegSettings settings;
-  settings.AddCovariate(9);
+  EXPECT_GT(settings.AddCovariate(9), 0);
   return settings;
 }
 
@@ -455,6 +456,83 @@ TEST(QvRegSettings, DisplayPrintsTheFieldsAndTheEffects) {
             std::string::npos);
   EXPECT_NE(output.find("Intercept use: false\nConfidence: 0.5\nDegrees of freedom: 12\n"),
             std::string::npos);
+}
+
+TEST(QvRegSettings, StoresAndCopiesTheChoicesCarriedForTheHost) {
+  constexpr auto kTest = static_cast<QvConst::QvTestType>(3);
+  constexpr auto kAdjustment = static_cast<QvConst::QvPAdjustMethod>(5);
+  constexpr auto kCovariance = static_cast<QvConst::QvCovbType>(7);
+  QvRegSettings settings;
+  settings.SetTestType(kTest);
+  settings.SetPAdjustment(kAdjustment);
+  settings.SetCovbType(kCovariance);
+  QvRegSettings assigned;
+  assigned = settings;
+  for (const QvRegSettings& each : {settings, assigned}) {
+    EXPECT_EQ(each.GetTestType(), kTest);
+    EXPECT_EQ(each.GetPAdjustment(), kAdjustment);
+    EXPECT_EQ(each.GetCovbType(), kCovariance);
+  }
+}
+
+TEST(QvRegSettings, CopiesOutliveTheListThatTheirEffectsPointTo) {
+  QvRegSettings settings;
+  {
+    const auto variables = std::make_unique<const Ints>(Ints{4, 2, 9});
+    QvModelEffect effect(2, 1, variables.get());
+    ASSERT_TRUE(effect.AddNewFactor(4, false));
+    ASSERT_TRUE(effect.AddNewFactor(2, true));
+    ASSERT_EQ(effect.AddCovariate(9), 1);
+    ASSERT_TRUE(settings.AddModelEffect(effect));
+  }
+  const QvRegSettings copy(settings);
+  QvRegSettings assigned;
+  assigned = copy;
+  for (const QvRegSettings& each : {settings, copy, assigned}) {
+    const QvModelEffect& effect = each.GetModelEffects().front();
+    EXPECT_EQ(effect.GetFactors(), (Ints{4, 2}));
+    EXPECT_EQ(effect.GetCovariates(), (Ints{9}));
+    EXPECT_EQ(effect.ContainsFactor(4), 1);
+    EXPECT_EQ(effect.GetCovariateMult(9), 1);
+  }
+}
+
+TEST(QvRegSettings, DisplayPrintsEveryValueUnderItsLabel) {
+  QvRegSettings settings;
+  ASSERT_TRUE(settings.SetDependent(10));
+  ASSERT_EQ(settings.AddFactor(11, 20), 1);
+  ASSERT_EQ(settings.AddFactor(12, 21), 2);
+  ASSERT_EQ(settings.AddCovariate(13), 1);
+  ASSERT_EQ(settings.AddCovariate(14), 2);
+  ASSERT_TRUE(settings.SetFrequencyWeightVar(15));
+  ASSERT_TRUE(settings.SetRegrWeightVar(16));
+  settings.SetTolerance(0.125);
+  settings.SetConfidenceLevel(0.75);
+  settings.SetDF(17.0);
+  EXPECT_EQ(qvtest::OutputOf([&] { settings.Display(); }),
+            "QvRegSettings display start\n"
+            "fFreqWeightVar: 15\n"
+            "fRegrWeightVar: 16\n"
+            "Dependent Var: 10\n"
+            "Factors: 11 12\n"
+            "Factor Sizes: 20 21\n"
+            "Covariates: 13 14\n"
+            "Tolerance: 0.125\n"
+            "Intercept use: true\n"
+            "Confidence: 0.75\n"
+            "Degrees of freedom: 17\n"
+            "\nModel Effects:\n"
+            "QvRegSettings display end\n");
+}
+
+TEST(QvRegSettings, DisplayNeedsNoMemory) {
+  const QvRegSettings settings = FullSettings(nullptr, nullptr);
+  const std::string output = qvtest::OutputOf([&] { settings.Display(); });
+  EXPECT_EQ(qvtest::OutputOf([&] {
+              const AllocationFault fault(1, AllocationFault::Extent::kEverAfter);
+              settings.Display();
+            }),
+            output);
 }
 
 }  // namespace

@@ -1,11 +1,13 @@
 #include "qvreg/settings/QvRegrParameter.h"
 
+#include <new>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "qvreg/settings/QvModelEffect.h"
+#include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 
 namespace {
@@ -23,8 +25,8 @@ const Ints kVariables = {kA, kB, kC, kX, kY};
 
 QvRegrParameter SomeParameter() {
   QvRegrParameter parameter;
-  parameter.AddFactor(5, 2, 0);
-  parameter.AddCovariate(4, 1);
+  EXPECT_TRUE(parameter.AddFactor(5, 2, 0));
+  EXPECT_GT(parameter.AddCovariate(4, 1), 0);
   parameter.SetEffectIndex(3);
   parameter.SetTargetCategory(1);
   return parameter;
@@ -53,7 +55,7 @@ TEST(QvRegrParameter, FactorsStandInTheOrderOfTheirNestingLevels) {
 
 TEST(QvRegrParameter, AFactorAlreadyPresentIsRefused) {
   QvRegrParameter parameter;
-  parameter.AddFactor(5, 2, 0);
+  EXPECT_TRUE(parameter.AddFactor(5, 2, 0));
   const QvRegrParameter before = parameter;
   EXPECT_FALSE(parameter.AddFactor(5, 1, 1));
   EXPECT_TRUE(parameter == before);
@@ -75,8 +77,8 @@ TEST(QvRegrParameter, CategoriesAreNotChecked) {
 
 TEST(QvRegrParameter, ContainsFactorAnswersTheCategoryOrTheValueForNone) {
   QvRegrParameter parameter;
-  parameter.AddFactor(5, 2, 0);
-  parameter.AddFactor(6, -1, 0);
+  EXPECT_TRUE(parameter.AddFactor(5, 2, 0));
+  EXPECT_TRUE(parameter.AddFactor(6, -1, 0));
   EXPECT_EQ(parameter.ContainsFactor(5, -1), 2);
   EXPECT_EQ(parameter.ContainsFactor(6, 99), -1);
   EXPECT_EQ(parameter.ContainsFactor(8, -1), -1);
@@ -103,8 +105,8 @@ TEST(QvRegrParameter, ACovariateWithoutMultiplicityIsRefused) {
 
 TEST(QvRegrParameter, CovariatesStandInTheOrderAdded) {
   QvRegrParameter parameter;
-  parameter.AddCovariate(9, 2);
-  parameter.AddCovariate(3, 1);
+  EXPECT_GT(parameter.AddCovariate(9, 2), 0);
+  EXPECT_GT(parameter.AddCovariate(3, 1), 0);
   EXPECT_EQ(parameter.GetCovariates(), (Ints{9, 3}));
   EXPECT_EQ(parameter.GetCovariateMultiplicities(), (Ints{2, 1}));
   EXPECT_EQ(parameter.GetNCovariateMult(), 3);
@@ -113,16 +115,16 @@ TEST(QvRegrParameter, CovariatesStandInTheOrderAdded) {
 
 TEST(QvRegrParameter, WithAFactorOrACovariateIsNoIntercept) {
   QvRegrParameter byFactor;
-  byFactor.AddFactor(0, 0, 0);
+  EXPECT_TRUE(byFactor.AddFactor(0, 0, 0));
   QvRegrParameter byCovariate;
-  byCovariate.AddCovariate(0, 1);
+  EXPECT_GT(byCovariate.AddCovariate(0, 1), 0);
   EXPECT_FALSE(byFactor.IsIntercept());
   EXPECT_FALSE(byCovariate.IsIntercept());
 }
 
 TEST(QvRegrParameter, CategoriesAreWrittenInPlace) {
   QvRegrParameter parameter;
-  parameter.AddFactor(5, 0, 0);
+  EXPECT_TRUE(parameter.AddFactor(5, 0, 0));
   parameter.GetCategories()[0] = 3;
   EXPECT_EQ(parameter.ContainsFactor(5, -1), 3);
 }
@@ -147,12 +149,12 @@ TEST(QvRegrParameter, AnyTargetCategoryIsStored) {
 
 TEST(QvRegrParameter, SetupFromEffectTakesFactorsByLevelAndCovariates) {
   QvModelEffect effect(3, 2, &kVariables);
-  effect.AddNewFactor(kA, false);
-  effect.AddNewFactor(kC, false);
-  effect.AddNewFactor(kB, true);  // Levels: A 1, B 0, C 1.
-  effect.AddCovariate(kY);
-  effect.AddCovariate(kX);
-  effect.AddCovariate(kY);
+  EXPECT_TRUE(effect.AddNewFactor(kA, false));
+  EXPECT_TRUE(effect.AddNewFactor(kC, false));
+  EXPECT_TRUE(effect.AddNewFactor(kB, true));  // Levels: A 1, B 0, C 1.
+  EXPECT_GT(effect.AddCovariate(kY), 0);
+  EXPECT_GT(effect.AddCovariate(kX), 0);
+  EXPECT_GT(effect.AddCovariate(kY), 0);
   QvRegrParameter parameter;
   EXPECT_TRUE(parameter.SetupFromEffect(effect, 2, 6));
   EXPECT_EQ(parameter.GetFactors(), (Ints{kB, kA, kC}));
@@ -165,7 +167,7 @@ TEST(QvRegrParameter, SetupFromEffectTakesFactorsByLevelAndCovariates) {
 
 TEST(QvRegrParameter, SetupFromEffectReplacesEverythingButTheTarget) {
   QvModelEffect effect(3, 2, &kVariables);
-  effect.AddCovariate(kX);
+  EXPECT_GT(effect.AddCovariate(kX), 0);
   QvRegrParameter parameter = SomeParameter();
   EXPECT_TRUE(parameter.SetupFromEffect(effect, 0, 0));
   EXPECT_EQ(parameter.GetNFactors(), 0);
@@ -184,7 +186,7 @@ TEST(QvRegrParameter, SetupFromEffectRefusesTheIntercept) {
 
 TEST(QvRegrParameter, SetupFromEffectRefusesANegativeIndex) {
   QvModelEffect effect(3, 2, &kVariables);
-  effect.AddNewFactor(kA, false);
+  EXPECT_TRUE(effect.AddNewFactor(kA, false));
   QvRegrParameter parameter = SomeParameter();
   EXPECT_FALSE(parameter.SetupFromEffect(effect, -1, 0));
   EXPECT_TRUE(parameter == SomeParameter());
@@ -198,13 +200,13 @@ TEST(QvRegrParameter, EqualityComparesEveryField) {
   other.GetCategories()[0] = 0;
   EXPECT_FALSE(parameter == other);
   other = parameter;
-  other.AddFactor(8, 0, 0);
+  EXPECT_TRUE(other.AddFactor(8, 0, 0));
   EXPECT_FALSE(parameter == other);
   other = parameter;
-  other.AddCovariate(4, 1);
+  EXPECT_GT(other.AddCovariate(4, 1), 0);
   EXPECT_FALSE(parameter == other);
   other = parameter;
-  other.AddCovariate(8, 1);
+  EXPECT_GT(other.AddCovariate(8, 1), 0);
   EXPECT_FALSE(parameter == other);
   other = parameter;
   other.SetEffectIndex(4);
@@ -214,9 +216,9 @@ TEST(QvRegrParameter, EqualityComparesEveryField) {
   EXPECT_FALSE(parameter == other);
 
   QvRegrParameter atLevelOne;
-  atLevelOne.AddFactor(5, 2, 1);
+  EXPECT_TRUE(atLevelOne.AddFactor(5, 2, 1));
   QvRegrParameter atLevelZero;
-  atLevelZero.AddFactor(5, 2, 0);
+  EXPECT_TRUE(atLevelZero.AddFactor(5, 2, 0));
   EXPECT_FALSE(atLevelOne == atLevelZero);
 }
 
@@ -225,8 +227,8 @@ TEST(QvRegrParameter, CopiesAreIndependent) {
   const QvRegrParameter copy(original);
   QvRegrParameter assigned;
   assigned = original;
-  original.AddFactor(8, 1, 1);
-  original.AddCovariate(4, 1);
+  EXPECT_TRUE(original.AddFactor(8, 1, 1));
+  EXPECT_GT(original.AddCovariate(4, 1), 0);
   EXPECT_TRUE(copy == SomeParameter());
   EXPECT_TRUE(assigned == SomeParameter());
 }
@@ -259,6 +261,73 @@ TEST(QvRegrParameter, DisplayPrintsTargetCategoryZeroAndHidesNegativeOnes) {
   parameter.SetTargetCategory(-2);
   EXPECT_EQ(qvtest::OutputOf([&] { parameter.Display(); }).find("Target category"),
             std::string::npos);
+}
+
+TEST(QvRegrParameter, DisplayPrintsEveryValueUnderItsLabel) {
+  QvRegrParameter parameter;
+  ASSERT_TRUE(parameter.AddFactor(11, 21, 1));
+  ASSERT_TRUE(parameter.AddFactor(12, 22, 2));
+  ASSERT_EQ(parameter.AddCovariate(13, 5), 5);
+  ASSERT_EQ(parameter.AddCovariate(14, 6), 6);
+  parameter.SetEffectIndex(7);
+  parameter.SetTargetCategory(8);
+  EXPECT_EQ(qvtest::OutputOf([&] { parameter.Display(); }),
+            "Begin QvRegrParameter object display.\n"
+            "The factors: 11 12\n"
+            "Categories: 21 22\n"
+            "Factor nesting levels: 1 2\n"
+            "Covariates: 13 14\n"
+            "Covariate multiplicities: 5 6\n"
+            "Index of the effect: 7\n"
+            "Target category: 8\n"
+            "End QvRegrParameter object display.\n\n");
+}
+
+TEST(QvRegrParameter, AddFactorWithoutMemoryLeavesAllListsAsTheyWere) {
+  for (const long long n : {1, 2, 3}) {
+    QvRegrParameter parameter = SomeParameter();
+    const QvRegrParameter before = parameter;
+    {
+      const qvtest::AllocationFault fault(n, qvtest::AllocationFault::Extent::kOnce);
+      EXPECT_THROW(static_cast<void>(parameter.AddFactor(8, 1, 0)), std::bad_alloc) << n;
+    }
+    EXPECT_TRUE(parameter == before) << n;
+    EXPECT_TRUE(parameter.AddFactor(8, 1, 0));
+    EXPECT_EQ(parameter.GetFactors(), (Ints{5, 8}));
+    EXPECT_EQ(parameter.GetCategories(), (Ints{2, 1}));
+    EXPECT_EQ(parameter.GetFactorNestLevels(), (Ints{0, 0}));
+  }
+}
+
+TEST(QvRegrParameter, AddCovariateWithoutMemoryLeavesBothListsAsTheyWere) {
+  for (const long long n : {1, 2}) {
+    QvRegrParameter parameter = SomeParameter();
+    const QvRegrParameter before = parameter;
+    {
+      const qvtest::AllocationFault fault(n, qvtest::AllocationFault::Extent::kOnce);
+      EXPECT_THROW(static_cast<void>(parameter.AddCovariate(8, 2)), std::bad_alloc) << n;
+    }
+    EXPECT_TRUE(parameter == before) << n;
+  }
+}
+
+TEST(QvRegrParameter, SetupFromEffectWithoutMemoryChangesNothing) {
+  QvModelEffect effect(3, 2, &kVariables);
+  ASSERT_TRUE(effect.AddNewFactor(kA, false));
+  ASSERT_EQ(effect.AddCovariate(kX), 1);
+  bool hasStruck = true;
+  for (long long n = 1; hasStruck; ++n) {
+    QvRegrParameter parameter = SomeParameter();
+    {
+      const qvtest::AllocationFault fault(n, qvtest::AllocationFault::Extent::kOnce);
+      try {
+        static_cast<void>(parameter.SetupFromEffect(effect, 1, 0));
+      } catch (const std::bad_alloc&) {
+      }
+      hasStruck = fault.HasStruck();
+    }
+    EXPECT_EQ(parameter == SomeParameter(), hasStruck) << n;
+  }
 }
 
 }  // namespace

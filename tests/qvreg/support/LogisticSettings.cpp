@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include <gtest/gtest.h>
+
 namespace qvtest {
 
 LogisticSettings::LogisticSettings(int dependent, int nCategories,
@@ -10,7 +12,7 @@ LogisticSettings::LogisticSettings(int dependent, int nCategories,
     : model_(dependent, factors, covariates), nCategories_(nCategories) {
   Adopt();
   Reference(QvLogRegSettings::kLastObserved);
-  settings_.SetParamEstConCriterion(1e-10);
+  EXPECT_TRUE(settings_.SetParamEstConCriterion(1e-10));
 }
 
 LogisticSettings& LogisticSettings::Adopt() {

@@ -32,7 +32,9 @@ ModelOnTables::ModelOnTables(const QvRegSettings& settings,
   for (const QvModelEffect& effect : EffectsOf(settings)) {
     effectFactors.push_back(effect.GetFactors());
     QvRegrParameter& parameter = effectParameters.emplace_back();
-    parameter.SetupFromEffect(effect, static_cast<int>(effectFactors.size()) - 1, 0);
+    // Refused for an intercept, which stays as it was made.
+    static_cast<void>(
+        parameter.SetupFromEffect(effect, static_cast<int>(effectFactors.size()) - 1, 0));
   }
   tables.SetModelEffectFactors(effectFactors, settings.GetFactors());
   tables.SetCovariates({settings.GetDependent()});
