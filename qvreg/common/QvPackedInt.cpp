@@ -1,9 +1,9 @@
 #include "qvreg/common/QvPackedInt.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <limits>
 #include <utility>
 
 #include "qvreg/common/QvComponentDisplay.h"
@@ -100,15 +100,11 @@ bool QvPackedInt::Unpack(std::vector<int>& values, const std::vector<int>& packe
 }
 
 std::vector<int> QvPackedInt::PackRanges() const {
-  constexpr long long kLargest = std::numeric_limits<int>::max();
-  std::vector<int> packed;
-  std::size_t position = 0;
-  for (const int end : fGroupEnds) {
-    long long digits = 0;
-    for (; position < static_cast<std::size_t>(end); ++position) {
-      digits = std::min(digits * fRanges[position] + fRanges[position], kLargest);
-    }
-    packed.push_back(static_cast<int>(digits));
+  std::vector<int> packed(static_cast<std::size_t>(fPackedSize), 0);
+  for (const int range : fRanges) {
+    if (MultiplyAdd(packed.data(), packed.size(), range, range) == 0) continue;
+    packed.assign(packed.size(), std::numeric_limits<int>::max());
+    break;
   }
   return packed;
 }

@@ -27,10 +27,10 @@ class OptimizerAcceptanceTest : public ::testing::Test {
  protected:
   OptimizerAcceptanceTest() {
     settings_.SetInterceptUse(false);
-    settings_.SetLLConCriterion(0.0);
-    settings_.SetParamEstConCriterion(0.0);
-    settings_.SetStartingIteration(0);
-    settings_.SetMaxStepHalvingValue(1);
+    EXPECT_TRUE(settings_.SetLLConCriterion(0.0));
+    EXPECT_TRUE(settings_.SetParamEstConCriterion(0.0));
+    EXPECT_TRUE(settings_.SetStartingIteration(0));
+    EXPECT_TRUE(settings_.SetMaxStepHalvingValue(1));
     objective_.scores = [](const Doubles&) { return Doubles{1}; };
   }
 
@@ -40,7 +40,7 @@ class OptimizerAcceptanceTest : public ::testing::Test {
       const double whole = std::floor(b[0]);
       return b[0] == whole ? logLikelihoods.at(static_cast<std::size_t>(whole)) : between;
     };
-    settings_.SetMaxIterations(static_cast<int>(logLikelihoods.size()) - 1);
+    EXPECT_TRUE(settings_.SetMaxIterations(static_cast<int>(logLikelihoods.size()) - 1));
     optimizer_ =
         std::make_unique<QvRegOptimizer>(settings_, &objective_.model, &objective_.Handler(),
                                          &objective_.Stats(), objective_.beta, cancel_, nullptr, 1);
@@ -123,7 +123,7 @@ TEST_F(OptimizerAcceptanceTest, FallsAreMeasuredFromTheHighestOfAllIterations) {
 }
 
 TEST_F(OptimizerAcceptanceTest, TheFirstIterationChangesFromTheInitialLogLikelihood) {
-  settings_.SetLLConCriterion(0.5000001);
+  EXPECT_TRUE(settings_.SetLLConCriterion(0.5000001));
   settings_.SetLLFuncChange(false);
   QvRegOptimizer& optimizer = Run({-8.0, -4.0, -1.0});
   EXPECT_EQ(optimizer.GetOutcome(), kOptLLConverged);
@@ -157,10 +157,10 @@ TEST_F(OptimizerAcceptanceTest, AChangeFrom0IsRelativeToOneMillionth) {
   objective_.scores = [](const Doubles&) { return Doubles{1e-9}; };
   objective_.trialLL = [](const Doubles&) { return -1.0; };
   settings_.SetParamEstChange(false);
-  settings_.SetMaxIterations(1);
+  EXPECT_TRUE(settings_.SetMaxIterations(1));
   for (const bool isAbove : {true, false}) {
     objective_.beta = {0};
-    settings_.SetParamEstConCriterion(isAbove ? 1.001e-3 : 0.999e-3);
+    EXPECT_TRUE(settings_.SetParamEstConCriterion(isAbove ? 1.001e-3 : 0.999e-3));
     QvRegOptimizer optimizer(settings_, &objective_.model, &objective_.Handler(),
                              &objective_.Stats(), objective_.beta, cancel_, nullptr, 1);
     EXPECT_TRUE(optimizer.Estimate().IsOK());

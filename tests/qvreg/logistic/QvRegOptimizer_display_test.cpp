@@ -24,9 +24,9 @@ std::size_t CountOf(const std::string& part, const std::string& text) {
 class OptimizerDisplayTest : public ::testing::Test {
  protected:
   OptimizerDisplayTest() {
-    settings_.SetLLConCriterion(0.0);
-    settings_.SetParamEstConCriterion(0.0);
-    settings_.SetMaxIterations(1);
+    EXPECT_TRUE(settings_.SetLLConCriterion(0.0));
+    EXPECT_TRUE(settings_.SetParamEstConCriterion(0.0));
+    EXPECT_TRUE(settings_.SetMaxIterations(1));
   }
   ~OptimizerDisplayTest() override { QvComponentDisplay::SetDiagnosticDisplay(false); }
 
@@ -68,11 +68,11 @@ TEST_F(OptimizerDisplayTest, TheSwitchIsForEveryEstimationAndBothWays) {
 
 TEST_F(OptimizerDisplayTest, PrintsTheMatrixOfEveryIterationAndNoOther) {
   QvComponentDisplay::SetDiagnosticDisplay(true);
-  settings_.SetMaxIterations(3);
+  EXPECT_TRUE(settings_.SetMaxIterations(3));
   EXPECT_EQ(CountOf("Computed Hessian:", Run()), 3U) << "not that of the starting values";
   EXPECT_EQ(CountOf("Computed Hessian:", Run(QvConst::QvMethodHybrid, 2)), 3U)
       << "not that of the method switched to";
-  settings_.SetMaxIterations(0);
+  EXPECT_TRUE(settings_.SetMaxIterations(0));
   const std::string text = Run();
   EXPECT_EQ(CountOf("Computed Hessian:", text), 0U);
   EXPECT_EQ(CountOf("Cholesky factor of the Hessian:", text), 1U);
