@@ -1,5 +1,6 @@
 #include "host/table/NamedFiles.h"
 
+#include <algorithm>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -29,8 +30,15 @@ std::string Lower(std::string text) {
 }
 
 std::string Text(const Json& node, const char* key) {
+  if (!node.is_object()) return {};
   const auto found = node.find(key);
   return found != node.end() && found->is_string() ? found->get<std::string>() : std::string();
+}
+
+/// DuckDB takes the name of a column, such as a macro's parameter, for a text in an argument.
+bool NamesColumn(const Json& node) {
+  return Text(node, "class") == "COLUMN_REF" ||
+         (node.is_structured() && std::ranges::any_of(node, NamesColumn));
 }
 
 /// Finds names in queries as DuckDB has parsed them.
@@ -46,7 +54,10 @@ class NameFinder {
       waiting_.erase(waiting_.begin());
       visited_.insert(name);
       const auto [first, last] = definitions_.equal_range(name);
-      for (auto it = first; it != last; ++it) Visit(ParseDefinition(it->second));
+      for (auto it = first; it != last; ++it) {
+        hasParameters_ = !it->second.starts_with("CREATE ");
+        Visit(ParseDefinition(it->second));
+      }
     }
     return files_;
   }
@@ -112,6 +123,7 @@ class NameFinder {
       const bool isNamed =
           !Text(argument, "alias").empty() || Text(argument, "class") == "COMPARISON";
       if (isNamed) continue;
+      if (hasParameters_ && NamesColumn(argument)) return;
       Json search = Parse("SELECT file FROM glob('')");
       search["/statements/0/node/from_table/function/children"_json_pointer] = {argument};
       AddFiles(fmt::format("SELECT * FROM json_execute_serialized_sql({})",
@@ -124,7 +136,7 @@ class NameFinder {
     try {
       for (const auto& row : connection_.Rows(search)) files_.push_back(row[0].value());
     } catch (const QueryError&) {
-      // A parameter of a macro has no value here.
+      // What the name is computed from has no value here.
     }
   }
 
@@ -134,6 +146,7 @@ class NameFinder {
 
   Connection& connection_;
   const Definitions& definitions_;
+  bool hasParameters_ = false;  ///< Whether a macro is visited, not a query or a view.
   std::set<std::string> waiting_;
   std::set<std::string> visited_;
   std::vector<std::string> files_;

@@ -72,9 +72,11 @@ TEST_F(NamedFilesTest, WhereverTheyStand) {
 TEST_F(NamedFilesTest, InViewsAndMacros) {
   Execute("CREATE VIEW \"one AS view\" AS SELECT * FROM 'FOLDER/a-*.csv'");
   Execute("CREATE VIEW outer_view(p, q) AS SELECT * FROM \"one AS view\"");
+  Execute("CREATE VIEW listed AS FROM read_csv(['FOLDER/a-*.csv'])");
   Execute("CREATE MACRO reads() AS TABLE FROM read_csv(['FOLDER/b.csv'])");
   Execute("CREATE MACRO highest() AS (SELECT max(x) FROM 'FOLDER/b.csv')");
   EXPECT_EQ(Find("FROM OUTER_VIEW"), both_);
+  EXPECT_EQ(Find("FROM main.listed"), both_);
   EXPECT_EQ(Find("FROM reads()"), b_);
   EXPECT_EQ(Find("SELECT highest() AS y"), b_);
   EXPECT_EQ(Find("SELECT 1 AS y"), none_);
@@ -87,6 +89,7 @@ TEST_F(NamedFilesTest, AMacroThatNamesItself) {
 }
 
 TEST_F(NamedFilesTest, AComputedNameWithoutAValue) {
+  WriteText("p", "x\n1\n");
   Execute("CREATE MACRO reads(p) AS TABLE FROM read_csv('FOLDER/' || p)");
   EXPECT_EQ(Find("FROM reads('b.csv')"), none_);
 }

@@ -163,17 +163,17 @@ TEST_F(TableSourceTest, DescribesExpressions) {
 }
 
 TEST_F(TableSourceTest, KnowsItsFilesBeforeTheyAreRead) {
-  WriteText("a-1.csv", "x\n1\n");
-  WriteText("a-2.csv", "x\n1\n");
+  // So many that DuckDB does not look into all to learn the columns.
+  for (int i = 10; i < 40; ++i) WriteText("a-" + std::to_string(i) + ".csv", "x\n1\n");
   WriteText("b.csv", "x\n1\n");
   const TableSource pattern({Path("a-*.csv"), "", ""});
-  EXPECT_TRUE(pattern.Inputs().Find(Path("a-1.csv")));
-  EXPECT_TRUE(pattern.Inputs().Find(Path("a-2.csv")));
+  EXPECT_TRUE(pattern.Inputs().Find(Path("a-10.csv")));
+  EXPECT_TRUE(pattern.Inputs().Find(Path("a-39.csv")));
   EXPECT_FALSE(pattern.Inputs().Find(Path("b.csv")));
   // A pattern that the query leaves out, and a file whose name the query alone knows.
   const TableSource query(
       {Path("a-*.csv"), "", "FROM query('FROM ' || " + QuoteText(QuoteText(Path("b.csv"))) + ")"});
-  EXPECT_TRUE(query.Inputs().Find(Path("a-2.csv")));
+  EXPECT_TRUE(query.Inputs().Find(Path("a-39.csv")));
   EXPECT_TRUE(query.Inputs().Find(Path("b.csv")));
 }
 
