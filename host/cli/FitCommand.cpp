@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "host/WholeFile.h"
 #include "host/cli/BadUsage.h"
@@ -17,6 +18,7 @@
 #include "host/fit/RunFit.h"
 #include "host/report/JsonReport.h"
 #include "host/report/TextReport.h"
+#include "host/table/MissingStrings.h"
 #include "host/table/TableWriter.h"
 
 namespace qvhost {
@@ -58,12 +60,22 @@ void CheckNotTheData(const char* option, const std::string& file, const std::str
   BadUsage(fmt::format("{} would replace the data, '{}'; name another file.", option, file));
 }
 
+/// The default missing strings in lines of a help text.
+std::string DefaultStrings() {
+  constexpr std::size_t kInFirstLine = 5;
+  const std::vector<std::string>& strings = MissingStrings::Default();
+  const auto rest = strings.begin() + kInFirstLine;
+  return fmt::format("{}\n{}; empty ones always are.", fmt::join(strings.begin(), rest, " "),
+                     fmt::join(rest, strings.end(), " "));
+}
+
 }  // namespace
 
 FitCommand::FitCommand(CLI::App& app)
     : command_(app.add_subcommand("fit", kDescription)), logistic_(*command_, options_.logistic) {
   command_->footer(kFooter);
   AddData();
+  AddMissing();
   AddModel();
   AddInference();
   logistic_.Add();
@@ -86,6 +98,22 @@ void FitCommand::AddData() {
                    "database named by --data, or another file as 'data'")
       ->type_name("QUERY")
       ->group(group);
+}
+
+void FitCommand::AddMissing() {
+  command_
+      ->add_option_function<std::string>(
+          "--na", [this](const std::string& text) { options_.source.na.push_back(text); },
+          fmt::format("A text that stands for a missing value, such as -999;\n"
+                      "again for each. In place of the default for text files\n"
+                      "(CSV, TSV, JSON), which is {}\n"
+                      "Where NA is a category: --na '' takes but empty values.\n"
+                      "Text columns of queries, databases and Parquet have\n"
+                      "missing texts only if they are given here",
+                      DefaultStrings()))
+      ->type_name("STRING")
+      ->trigger_on_parse()
+      ->group("Data");
 }
 
 void FitCommand::AddModel() {

@@ -22,6 +22,7 @@ class FitCommand {
 
  private:
   void AddData();
+  void AddMissing();
   void AddModel();
   void AddInference();
   void AddOutput();

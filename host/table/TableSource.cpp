@@ -13,6 +13,7 @@
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
 #include "host/table/SqlText.h"
+#include "host/table/TextFile.h"
 
 namespace qvhost {
 namespace {
@@ -21,6 +22,7 @@ namespace {
 constexpr const char* kFileView = "data";
 /// A name that no table of a user's database has.
 constexpr const char* kQueryView = "\"result of --sql\"";
+constexpr const char* kTypedView = "\"table with missing values\"";
 
 [[noreturn]] void Refuse(const std::string& message) { throw Error(ExitCode::kBadInput, message); }
 
@@ -53,9 +55,8 @@ std::unique_ptr<Connection> OpenDatabase(const std::string& data) {
   return Reading(data, [&data] { return std::make_unique<Connection>(data); });
 }
 
-/// Makes a file or pattern visible as a view.
-void ShowFile(Connection& connection, const std::string& data) {
-  const std::string pattern = PatternOf(connection, data);
+/// Makes a file or pattern of no text visible as a view.
+void ShowFile(Connection& connection, const std::string& data, const std::string& pattern) {
   Reading(data, [&] {
     try {
       connection.Execute(
@@ -85,7 +86,7 @@ void CheckQuery(Connection& connection, const std::string& sql) {
 void ShowQuery(Connection& connection, const std::string& sql) {
   try {
     CheckQuery(connection, sql);
-    connection.Execute(fmt::format("CREATE TEMP VIEW {} AS {}", kQueryView, sql));
+    connection.Execute(fmt::format("CREATE OR REPLACE TEMP VIEW {} AS {}", kQueryView, sql));
   } catch (const QueryError& error) {
     throw Error(error.Code(), fmt::format("--sql: {}", error.what()));
   }
@@ -100,14 +101,16 @@ bool SameName(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-TableSource::TableSource(const DataSource& source) {
+TableSource::TableSource(const DataSource& source) : sql_(source.sql) {
   CheckOptions(source);
   const bool isDatabase = IsDatabaseName(source.data);
   connection_ = isDatabase ? OpenDatabase(source.data) : std::make_unique<Connection>();
-  if (!isDatabase && !source.data.empty()) ShowFile(*connection_, source.data);
+  const MissingStrings strings(source.na.empty() ? MissingStrings::Default() : source.na);
+  missing_ = std::make_unique<MissingFunction>(*connection_, strings);
+  if (!isDatabase && !source.data.empty()) OpenFile(source.data, strings);
 
-  if (!source.sql.empty()) {
-    ShowQuery(*connection_, source.sql);
+  if (!sql_.empty()) {
+    ShowQuery(*connection_, sql_);
     relation_ = kQueryView;
     name_ = "query";
   } else if (isDatabase) {
@@ -119,8 +122,74 @@ TableSource::TableSource(const DataSource& source) {
     relation_ = kFileView;
     name_ = source.data;
   }
+  const bool isRead = file_ && sql_.empty();
+  if (!source.na.empty() && !isRead) ShowTyped();
+  LearnColumns();
+}
+
+void TableSource::OpenFile(const std::string& data, const MissingStrings& strings) {
+  const std::string pattern = PatternOf(*connection_, data);
+  if (!IsTextFile(data)) {
+    ShowFile(*connection_, data, pattern);
+    return;
+  }
+  file_ = Reading(data, [&] {
+    return ShowTextFile(*connection_, *missing_, strings, kFileView, data, QuoteText(pattern));
+  });
+}
+
+/// Puts a view over the table in which the missing strings of its text columns are NULL.
+void TableSource::ShowTyped() {
+  Reading(name_, [this] {
+    std::vector<RawColumn> columns;
+    for (const ColumnInfo& info : connection_->Describe("SELECT * FROM " + relation_)) {
+      RawColumn column;
+      column.name = info.name;
+      column.isText = info.type == "VARCHAR";
+      column.isOpen = column.isText;
+      columns.push_back(std::move(column));
+    }
+    typed_ = std::make_unique<TypedView>(
+        *connection_, *missing_, kTypedView,
+        [table = relation_](const auto&, const auto&) { return table; }, std::move(columns));
+    typed_->Create();
+  });
+  relation_ = kTypedView;
+}
+
+void TableSource::LearnColumns() {
   columns_ = Reading(
       name_, [this] { return connection_->Describe(fmt::format("SELECT * FROM {}", relation_)); });
+}
+
+void TableSource::ShowViews() const {
+  if (file_) file_->Create();
+  if (!sql_.empty()) ShowQuery(*connection_, sql_);
+  if (typed_) typed_->Create();
+}
+
+void TableSource::SettleTypes(const std::vector<std::string>& columns) {
+  const bool changed = Reading(name_, [&] {
+    bool fileChanged = false;
+    if (file_) fileChanged = sql_.empty() ? file_->Settle(columns) : file_->SettleAll();
+    if (fileChanged) ShowViews();
+    return (typed_ && typed_->Settle(columns)) || fileChanged;
+  });
+  if (!changed) return;
+  ShowViews();
+  LearnColumns();
+}
+
+bool TableSource::MendTypes(const QueryError& error) const {
+  if (!file_) return false;
+  try {
+    if (!file_->Mend(error)) return false;
+    ShowViews();
+    return true;
+  } catch (const QueryError&) {
+    // The first error says more than one of looking for its cause.
+    return false;
+  }
 }
 
 TableSource::~TableSource() = default;
