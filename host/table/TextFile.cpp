@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "host/table/QueryError.h"
 #include "host/table/SqlText.h"
 
 namespace qvhost {
@@ -99,10 +100,33 @@ TypedView::Relation Reader(std::string call) {
 /// How the first of the files is written, as far as the missing strings tell more than DuckDB
 /// would see by itself, and its formats of dates.
 struct Dialect {
-  std::string options;  ///< SQL, for every further reading.
+  std::string types;    ///< Options in SQL for learning the types,
+  std::string options;  ///< and for every further reading.
   std::string dateFormat;
   std::string timestampFormat;
 };
+
+/// What DuckDB tells of how one file is written: whether it sees comments, and the columns.
+std::vector<std::optional<std::string>> Sniffed(Connection& connection, const std::string& call) {
+  return connection
+      .Rows(fmt::format("SELECT Comment NOT IN ('', '(empty)'), CAST(Columns AS VARCHAR) FROM {}",
+                        call))
+      .front();
+}
+
+/// A row that begins with #N/A is no comment: without comments the file has the same columns. One
+/// with comments has not, as they are not written in columns.
+bool HasNoComments(Connection& connection, const std::string& file,
+                   const std::string& nullStrings) {
+  const auto any = Sniffed(connection, fmt::format("sniff_csv({}, {})", file, nullStrings));
+  if (any[0] != "true") return true;
+  try {
+    return any[1] == Sniffed(connection,
+                             fmt::format("sniff_csv({}, {}, comment = '')", file, nullStrings))[1];
+  } catch (const QueryError&) {
+    return false;
+  }
+}
 
 /// ISO dates are read without a format.
 std::string FormatOf(const std::optional<std::string>& format) {
@@ -113,15 +137,21 @@ Dialect DialectOf(Connection& connection, const std::string& files,
                   const std::string& nullStrings) {
   const std::vector<std::string> names = FilesOf(connection, files);
   if (names.empty()) return {};
+  std::string sniffing = nullStrings;
+  Dialect dialect;
+  if (HasNoComments(connection, QuoteText(names.front()), nullStrings)) {
+    dialect.options = ", comment = ''";
+    sniffing += dialect.options;
+  }
   const auto row =
       connection
           .Rows(fmt::format("SELECT HasHeader, Delimiter, DateFormat, TimestampFormat, "
                             "Quote IN ('', '(empty)') "
                             "FROM sniff_csv({}, {})",
-                            QuoteText(names.front()), nullStrings))
+                            QuoteText(names.front()), sniffing))
           .front();
-  Dialect dialect;
-  dialect.options = ", header = " + row[0].value_or("true");
+  dialect.types = dialect.options;
+  dialect.options += ", header = " + row[0].value_or("true");
   // Files of one pattern may differ in it.
   const bool isOne = names.size() == 1;
   if (isOne && row[1]) dialect.options += ", delim = " + QuoteText(*row[1]);
@@ -149,8 +179,9 @@ std::unique_ptr<TypedView> ShowDelimited(Connection& connection, MissingFunction
                                          const std::string& files) {
   const std::string nullStrings = NullStrings(strings);
   const bool mayBeNumbers = !AnyIsNumber(connection, strings);
-  const Rows described = Described(connection, fmt::format("read_csv({}, {})", files, nullStrings));
   const Dialect dialect = DialectOf(connection, files, nullStrings);
+  const Rows described =
+      Described(connection, fmt::format("read_csv({}, {}{})", files, nullStrings, dialect.types));
   std::vector<RawColumn> columns;
   for (const auto& row : described) {
     columns.push_back(

@@ -150,6 +150,14 @@ TEST_F(MissingValues, InOneFileOfAPattern) {
   ExpectNumbers(Code(Path("p*.csv")), "x: NA 1", kRows + 3);
 }
 
+TEST_F(MissingValues, ARowThatBeginsWithOneIsNoComment) {
+  const CodedTable table = Code(WriteText("a.csv", "x,y\n1,2\n#N/A,3\n3,4\n"));
+  EXPECT_EQ(Values(table), (std::vector<double>{1, QvMV::gMissingValue, 3}));
+  EXPECT_EQ(Counted(table), "x: #N/A 1");
+  EXPECT_EQ(Values(Code(WriteText("b.csv", "x,y\n1,2\n# a note\n3,4\n"))),
+            (std::vector<double>{1, 3}));
+}
+
 TEST_F(MissingValues, AFileWithoutAHeadingKeepsItsFirstRow) {
   TableSource source({WriteText("a.csv", "1,NA\n2,3\n4,5\n"), "", ""});
   ASSERT_EQ(source.Columns().size(), 2U);
