@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "host/WholeFile.h"
 #include "host/cli/BadUsage.h"
@@ -15,6 +16,7 @@
 #include "host/fit/RunFit.h"
 #include "host/report/JsonReport.h"
 #include "host/report/TextReport.h"
+#include "host/table/MissingStrings.h"
 #include "host/table/TableWriter.h"
 
 namespace qvhost {
@@ -61,12 +63,22 @@ Examples:
 
 Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data, 130 cancelled by Ctrl-C.)help";
 
+/// The default missing strings in lines of a help text.
+std::string DefaultStrings() {
+  constexpr std::size_t kInFirstLine = 5;
+  const std::vector<std::string>& strings = MissingStrings::Default();
+  const auto rest = strings.begin() + kInFirstLine;
+  return fmt::format("{}\n{}; empty ones always are.", fmt::join(strings.begin(), rest, " "),
+                     fmt::join(rest, strings.end(), " "));
+}
+
 }  // namespace
 
 FitCommand::FitCommand(CLI::App& app)
     : command_(app.add_subcommand("fit", kDescription)), logistic_(*command_, options_.logistic) {
   command_->footer(kFooter);
   AddData();
+  AddMissing();
   AddModel();
   AddInference();
   logistic_.Add();
@@ -89,6 +101,22 @@ void FitCommand::AddData() {
                    "database named by --data, or another file as 'data'")
       ->type_name("QUERY")
       ->group(group);
+}
+
+void FitCommand::AddMissing() {
+  command_
+      ->add_option_function<std::string>(
+          "--na", [this](const std::string& text) { options_.source.na.push_back(text); },
+          fmt::format("A text that stands for a missing value, such as -999;\n"
+                      "again for each. In place of the default for text files\n"
+                      "(CSV, TSV, JSON), which is {}\n"
+                      "Where NA is a category: --na '' takes but empty values.\n"
+                      "Text columns of queries, databases and Parquet have\n"
+                      "missing texts only if they are given here",
+                      DefaultStrings()))
+      ->type_name("STRING")
+      ->trigger_on_parse()
+      ->group("Data");
 }
 
 void FitCommand::AddModel() {

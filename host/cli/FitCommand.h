@@ -23,6 +23,7 @@ class FitCommand {
 
  private:
   void AddData();
+  void AddMissing();
   void AddModel();
   void AddInference();
   void AddOutput();

@@ -16,6 +16,13 @@ struct ColumnMissing {
   long long count = 0;
 };
 
+/// How often a column of the data held a text that was read as missing.
+struct StringMissing {
+  std::string column;
+  std::string text;
+  long long count = 0;
+};
+
 /// Which records took part.
 struct RecordUse {
   long long read = 0;
@@ -23,6 +30,8 @@ struct RecordUse {
   long long missing = 0;    ///< Left out: a value that the model needs is missing.
   long long badWeight = 0;  ///< Left out: a weight is missing or not above 0.
   std::vector<ColumnMissing> missingByColumn;  ///< Columns with a missing value only.
+  std::vector<StringMissing> missingStrings =
+      {};  ///< In columns of the data, however they are used.
 };
 
 /// One factor of a parameter, at one of its levels.

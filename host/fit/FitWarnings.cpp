@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 #include <fmt/format.h>
 
 #include "host/fit/EstimateCondition.h"
+#include "host/fit/LevelWarnings.h"
 #include "host/fit/NameList.h"
 #include "host/formula/Term.h"
 #include "qvreg/design/QvFactorCounts.h"
@@ -28,6 +30,9 @@ std::vector<std::string> FitWarnings::Find() const {
   FindRecords(found);
   FindDependentLevels(found);
   FindFactors(found);
+  for (std::string& warning : LevelWarnings(formula_, binding_, table_)) {
+    found.push_back(std::move(warning));
+  }
   FindEmptyCells(found);
   FindRedundantCovariates(found);
   if (result_.kind == ModelKind::kLinear) FindResidual(found);

@@ -33,7 +33,7 @@ class Binder {
       binding_.isFactor.push_back(IsFactor(formula_.variables[i], infos_[i]));
     }
     CheckPowers();
-    PlaceColumns();
+    PlaceColumns(!options.model);
     binding_.freqWeight = PlaceWeight(options.freqWeight, "--freq-weight");
     binding_.regressionWeight = PlaceWeight(options.regressionWeight, "--regression-weight");
     return std::move(binding_);
@@ -118,7 +118,7 @@ class Binder {
 
   std::string ResponseSql() const { return ValueSql(formula_.response, responseInfo_, source_); }
 
-  ColumnRequest Dependent() const {
+  ColumnRequest Dependent(bool isKindByType) const {
     const Variable& response = formula_.response;
     if (binding_.kind == ModelKind::kLinear) {
       return {response.label, ResponseSql(), Coding::kNumber};
@@ -126,11 +126,16 @@ class Binder {
     ColumnRequest request{PlainName(response), ResponseSql(), Coding::kFactor};
     const bool isNumber = responseInfo_.kind == ColumnKind::kNumber && !response.asFactor;
     if (isNumber) request.maxLevels = kMostNumericLevels;
+    const bool isText = responseInfo_.kind == ColumnKind::kText && !response.asFactor;
+    if (isText && isKindByType) {
+      request.maxLevels = kMostTextLevels;
+      request.isByTypeOnly = true;
+    }
     return request;
   }
 
-  void PlaceColumns() {
-    Place(Dependent());
+  void PlaceColumns(bool isKindByType) {
+    Place(Dependent(isKindByType));
     binding_.positions.assign(formula_.variables.size(), -1);
     binding_.factorCount = PlaceVariables(true, Coding::kFactor);
     binding_.covariateCount = PlaceVariables(false, Coding::kNumber);

@@ -19,6 +19,9 @@ inline constexpr const char* kNoRecordText =
 /// How many values a number may have to be the dependent of a logistic model, unless C() asks.
 inline constexpr std::size_t kMostNumericLevels = 1000;
 
+/// How many values a text may have to be the dependent of a model that nobody asked to be logistic.
+inline constexpr std::size_t kMostTextLevels = 50;
+
 /// What binding needs besides the formula. Empty texts and options are "not given".
 struct BindingOptions {
   std::optional<ModelKind> model;  ///< None: by the type of the dependent.

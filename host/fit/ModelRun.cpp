@@ -119,6 +119,9 @@ RecordUse ModelRun::Records() const {
     if (column.missing == 0 || std::ranges::any_of(use.missingByColumn, listed)) continue;
     use.missingByColumn.push_back({column.label, column.missing});
   }
+  for (const MissingString& string : table_.MissingStrings()) {
+    use.missingStrings.push_back({string.column, string.text, string.count});
+  }
   const QvRecordCounts counts = Counts();
   use.read = counts.fRead;
   use.used = counts.fUsed;

@@ -55,6 +55,15 @@ void RefuseOtherKind(const FitOptions& options, ModelKind kind) {
   }
 }
 
+std::vector<std::string> ColumnsOf(const Formula& formula, const BindingOptions& options) {
+  std::vector<std::string> columns = {options.freqWeight, options.regressionWeight};
+  for (const ColumnUse& use : formula.response.columns) columns.push_back(use.name);
+  for (const Variable& variable : formula.variables) {
+    for (const ColumnUse& use : variable.columns) columns.push_back(use.name);
+  }
+  return columns;
+}
+
 PredictedCategories CategoriesOf(const ModelRun& run, const CodedTable& table) {
   const auto* logistic = dynamic_cast<const QvLogOutputStats*>(&run.Output());
   if (logistic == nullptr) return {};
@@ -81,9 +90,10 @@ std::string DataText(const TableSource& source, const DataSource& asked) {
 
 FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt,
                  OutputFiles& outputs) {
-  const TableSource source(options.source);
+  TableSource source(options.source);
   const Formula formula = ReadFormula(options, source);
   outputs.SetInputs(source.Inputs());
+  source.SettleTypes(ColumnsOf(formula, options.binding));
   const ModelBinding binding = BindModel(formula, source, options.binding);
   RefuseOtherKind(options, binding.kind);
   const CodedTable table = Code(source, binding, options, progress, interrupt);

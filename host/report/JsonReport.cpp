@@ -45,11 +45,17 @@ Json Records(const RecordUse& records) {
   for (const ColumnMissing& column : records.missingByColumn) {
     byColumn[column.name] = column.count;
   }
+  Json strings = Json::array();
+  for (const StringMissing& string : records.missingStrings) {
+    strings.push_back(
+        {{"column", string.column}, {"string", string.text}, {"count", string.count}});
+  }
   return {{"read", records.read},
           {"used", records.used},
           {"missing", records.missing},
           {"bad_weight", records.badWeight},
-          {"missing_by_column", std::move(byColumn)}};
+          {"missing_by_column", std::move(byColumn)},
+          {"missing_strings", std::move(strings)}};
 }
 
 Json Parameters(const FitResult& fit) {

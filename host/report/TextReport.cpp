@@ -37,6 +37,21 @@ std::string MissingColumns(const std::vector<ColumnMissing>& columns) {
   return text.empty() ? text : text + ")";
 }
 
+/// A line for each: `3 values 'NA' in x read as missing`.
+std::string MissingStringLines(const std::vector<StringMissing>& strings) {
+  std::string text;
+  for (std::size_t i = 0; i < std::min(strings.size(), kMostColumns); ++i) {
+    const StringMissing& string = strings[i];
+    text += Line("", fmt::format("{} value{} '{}' in {} read as missing", CountText(string.count),
+                                 string.count == 1 ? "" : "s", Printable(string.text),
+                                 Printable(string.column)));
+  }
+  if (strings.size() > kMostColumns) {
+    text += Line("", fmt::format("{} more such strings", strings.size() - kMostColumns));
+  }
+  return text;
+}
+
 std::string RecordLines(const RecordUse& records) {
   std::string text = Line(
       "Records", fmt::format("{} read, {} used", CountText(records.read), CountText(records.used)));
@@ -44,6 +59,7 @@ std::string RecordLines(const RecordUse& records) {
     text += Line("", fmt::format("{} left out for a missing value{}", CountText(records.missing),
                                  MissingColumns(records.missingByColumn)));
   }
+  text += MissingStringLines(records.missingStrings);
   if (records.badWeight > 0) {
     text += Line("", fmt::format("{} left out for a weight that is missing or not above 0",
                                  CountText(records.badWeight)));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "host/table/DuckDb.h"
 
@@ -19,5 +20,13 @@ class CellMask {
  private:
   const std::uint64_t* bits_;  ///< Null when every value is there.
 };
+
+/// A text in a DuckDB vector. Valid as long as the value stays where it is: a short text is inside
+/// it.
+inline std::string_view ViewOf(const duckdb_string_t& text) {
+  const std::size_t length = text.value.inlined.length;
+  constexpr std::size_t kInlined = sizeof text.value.inlined.inlined;
+  return {length <= kInlined ? text.value.inlined.inlined : text.value.pointer.ptr, length};
+}
 
 }  // namespace qvhost

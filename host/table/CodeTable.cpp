@@ -6,6 +6,7 @@
 
 #include "host/Error.h"
 #include "host/table/CodeSorter.h"
+#include "host/table/CodingErrors.h"
 #include "host/table/CodingPlan.h"
 #include "host/table/Connection.h"
 #include "host/table/QueryError.h"
@@ -30,7 +31,7 @@ class Coder {
     for (const PlannedColumn& column : plan_) columns.push_back(column.coder->Finish());
     SortLevels();
     file_.Rewind();
-    return {std::move(file_), std::move(columns), rows_};
+    return {std::move(file_), std::move(columns), rows_, std::move(missingStrings_)};
   }
 
  private:
@@ -51,15 +52,15 @@ class Coder {
 
   void ReadRows() {
     LimitMemory();
-    try {
+    source_.StartCounting();
+    {
       RowStream stream(source_.Database(), Query(), options_.cancelled);
       while (duckdb_data_chunk chunk = stream.Next()) {
         Spool(chunk);
         Report(CodingProgress::Stage::kReading, stream.Share(), rows_);
       }
-    } catch (const QueryError& error) {
-      throw Error(error.Code(), fmt::format("{}: {}", source_.Name(), error.what()));
     }
+    missingStrings_ = source_.MissingStringsRead();
     file_.Flush();
   }
 
@@ -98,6 +99,7 @@ class Coder {
   SpoolFile file_;
   std::vector<double> block_;
   std::int64_t rows_ = 0;
+  std::vector<MissingString> missingStrings_;
 };
 
 }  // namespace
@@ -108,7 +110,20 @@ const char* StageName(CodingProgress::Stage stage) {
 
 CodedTable CodeTable(const TableSource& source, const std::vector<ColumnRequest>& requests,
                      const CodingOptions& options) {
-  return Coder(source, requests, options).Run();
+  for (;;) {
+    Coder coder(source, requests, options);
+    try {
+      return coder.Run();
+    } catch (const TooManyLevels& error) {
+      for (const ColumnRequest& request : requests) {
+        if (request.isByTypeOnly && request.label == error.Label()) RefuseCategory(source, request);
+      }
+      throw;
+    } catch (const QueryError& error) {
+      if (source.MendTypes(error)) continue;
+      throw Error(error.Code(), fmt::format("{}: {}", source.Name(), error.what()));
+    }
+  }
 }
 
 }  // namespace qvhost

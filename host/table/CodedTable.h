@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/table/MissingFunction.h"
 #include "host/table/SpoolFile.h"
 
 namespace qvhost {
@@ -21,6 +22,7 @@ struct CodedColumn {
 
   std::string label;
   Kind kind = Kind::kNumber;
+  bool isText = false;  ///< A factor whose values are text, and not a number taken as a factor.
   std::vector<std::string>
       levels;  ///< A factor's levels for people, by code. Only those that occur.
   /// Of a number that is not always missing: the lowest and the highest value.
@@ -36,13 +38,20 @@ struct CodedColumn {
 /// gone with the table. Movable, not assignable. One thread at a time.
 class CodedTable {
  public:
-  CodedTable(SpoolFile file, std::vector<CodedColumn> columns, std::int64_t recordCount)
-      : file_(std::move(file)), columns_(std::move(columns)), recordCount_(recordCount) {}
+  CodedTable(SpoolFile file, std::vector<CodedColumn> columns, std::int64_t recordCount,
+             std::vector<MissingString> missingStrings = {})
+      : file_(std::move(file)),
+        columns_(std::move(columns)),
+        recordCount_(recordCount),
+        missingStrings_(std::move(missingStrings)) {}
 
   [[nodiscard]] std::int64_t RecordCount() const { return recordCount_; }
   /// Doubles in a record.
   [[nodiscard]] int RecordSize() const { return static_cast<int>(columns_.size()); }
   [[nodiscard]] const std::vector<CodedColumn>& Columns() const { return columns_; }
+
+  /// Which strings in the columns that were read stood for a missing value, and how often.
+  [[nodiscard]] const std::vector<MissingString>& MissingStrings() const { return missingStrings_; }
 
   /// The records, opened for reading in binary and positioned at the first one when the table is
   /// made. Valid while the table lives (moving it included); never to be closed by the caller. A
@@ -53,6 +62,7 @@ class CodedTable {
   SpoolFile file_;
   std::vector<CodedColumn> columns_;
   std::int64_t recordCount_;
+  std::vector<MissingString> missingStrings_;
 };
 
 }  // namespace qvhost

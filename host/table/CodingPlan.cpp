@@ -80,9 +80,8 @@ PlannedColumn PlanFactor(const ColumnRequest& request, const TypeInfo& type,
         fmt::format("CAST(({}) AS DOUBLE)", request.sql),
         std::make_unique<FloatFactorCoder>(request.label, type.id == DUCKDB_TYPE_FLOAT, maxLevels)};
   }
-  return {AsText(request.sql),
-          std::make_unique<TextFactorCoder>(request.label, OrderOf(type, raw),
-                                            type.kind == ColumnKind::kNumber, maxLevels)};
+  return {AsText(request.sql), std::make_unique<TextFactorCoder>(request.label, OrderOf(type, raw),
+                                                                 type.kind, maxLevels)};
 }
 
 PlannedColumn Plan(const TableSource& source, const ColumnRequest& request, duckdb_logical_type raw,

@@ -20,6 +20,8 @@ struct ColumnRequest {
   Coding coding = Coding::kByType;
   /// Of a factor; none: as many as the coding allows.
   std::optional<std::size_t> maxLevels = std::nullopt;
+  /// A factor for no other reason than that it is text: more levels are hardly meant.
+  bool isByTypeOnly = false;
 };
 
 }  // namespace qvhost

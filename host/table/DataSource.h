@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace qvhost {
 
@@ -16,6 +17,10 @@ struct DataSource {
   /// One SELECT whose result is the table. What `data` names is visible to it: the tables of a
   /// database file by their names, any other file or pattern as the view `data`.
   std::string sql;
+
+  /// What stands for a missing value besides nothing at all. Empty: MissingStrings::Default(), in
+  /// text files only. Given: in text files, and in the text columns of any other table.
+  std::vector<std::string> na = {};
 };
 
 }  // namespace qvhost

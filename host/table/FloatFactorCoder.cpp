@@ -38,7 +38,7 @@ double FloatFactorCoder::CodeOf(double value) {
   const auto next = static_cast<std::uint32_t>(levels_.size());
   const auto [place, isNew] = codes_.try_emplace(key, next);
   if (isNew) {
-    if (levels_.size() == maxLevels_) RefuseManyLevels(column_.label, maxLevels_);
+    if (levels_.size() == maxLevels_) throw TooManyLevels(column_.label, maxLevels_);
     levels_.push_back(key);
   }
   return static_cast<double>(place->second);

@@ -53,7 +53,8 @@ QueryError::QueryError(std::string_view message)
     : Error(CodeOf(message), ShortMessage(message)),
       isUnknownFormat_(KindOf(message) == "Catalog" ||
                        message.find("No extension found that is capable") !=
-                           std::string_view::npos) {}
+                           std::string_view::npos),
+      isConversion_(KindOf(message) == "Conversion") {}
 
 std::string ShortMessage(std::string_view message) {
   const std::string_view kind = KindOf(message);

@@ -17,8 +17,12 @@ class QueryError : public Error {
   /// Whether DuckDB took the name of a file for that of a table, or did not know its ending.
   [[nodiscard]] bool IsUnknownFormat() const noexcept { return isUnknownFormat_; }
 
+  /// Whether a value could not be converted to another type.
+  [[nodiscard]] bool IsConversion() const noexcept { return isConversion_; }
+
  private:
   bool isUnknownFormat_;
+  bool isConversion_;
 };
 
 /// DuckDB's message without its kind, the quoted statement and its advice for programmers: one or

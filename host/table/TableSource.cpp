@@ -16,6 +16,7 @@
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
 #include "host/table/SqlText.h"
+#include "host/table/TextFile.h"
 
 namespace qvhost {
 namespace {
@@ -24,6 +25,7 @@ namespace {
 constexpr const char* kFileView = "data";
 /// A name that no table of a user's database has.
 constexpr const char* kQueryView = "\"result of --sql\"";
+constexpr const char* kTypedView = "\"table with missing values\"";
 
 [[noreturn]] void Refuse(const std::string& message) { throw Error(ExitCode::kBadInput, message); }
 
@@ -56,9 +58,8 @@ std::unique_ptr<Connection> OpenDatabase(const std::string& data) {
   return Reading(data, [&data] { return std::make_unique<Connection>(data); });
 }
 
-/// Makes a file or pattern visible as a view; the view's query.
-std::string ShowFile(Connection& connection, const std::string& data) {
-  const std::string query = fmt::format("SELECT * FROM {}", QuoteText(PatternOf(connection, data)));
+/// Makes a file or pattern of no text visible as a view.
+void ShowFile(Connection& connection, const std::string& data, const std::string& query) {
   Reading(data, [&] {
     try {
       connection.Execute(fmt::format("CREATE TEMP VIEW {} AS {}", kFileView, query));
@@ -70,7 +71,6 @@ std::string ShowFile(Connection& connection, const std::string& data) {
                       data));
     }
   });
-  return query;
 }
 
 void CheckQuery(Connection& connection, const std::string& sql) {
@@ -88,7 +88,7 @@ void CheckQuery(Connection& connection, const std::string& sql) {
 void ShowQuery(Connection& connection, const std::string& sql) {
   try {
     CheckQuery(connection, sql);
-    connection.Execute(fmt::format("CREATE TEMP VIEW {} AS {}", kQueryView, sql));
+    connection.Execute(fmt::format("CREATE OR REPLACE TEMP VIEW {} AS {}", kQueryView, sql));
   } catch (const QueryError& error) {
     throw Error(error.Code(), fmt::format("--sql: {}", error.what()));
   }
@@ -113,23 +113,26 @@ bool SameName(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-TableSource::TableSource(const DataSource& source) : inputs_(std::make_unique<InputFiles>()) {
+TableSource::TableSource(const DataSource& source)
+    : inputs_(std::make_unique<InputFiles>()), sql_(source.sql) {
   CheckOptions(source);
   const bool isDatabase = IsDatabaseName(source.data);
   connection_ = isDatabase ? OpenDatabase(source.data) : std::make_unique<Connection>();
   opened_ = std::make_unique<OpenedFiles>(*connection_, OpenedFiles::Limits());
+  const MissingStrings strings(source.na.empty() ? MissingStrings::Default() : source.na);
+  missing_ = std::make_unique<MissingFunction>(*connection_, strings);
   Definitions definitions;
   if (isDatabase) {
     definitions = DefinitionsOf(*connection_);
     AddDatabase(source.data, *inputs_);
   } else if (!source.data.empty()) {
-    const std::string query = ShowFile(*connection_, source.data);
+    const std::string query = OpenFile(source.data, strings);
     AddNamed(query, definitions);
     definitions.emplace(kFileView, query);
   }
 
-  if (!source.sql.empty()) {
-    ShowQuery(*connection_, source.sql);
+  if (!sql_.empty()) {
+    ShowQuery(*connection_, sql_);
     relation_ = kQueryView;
     name_ = "query";
   } else if (isDatabase) {
@@ -141,12 +144,50 @@ TableSource::TableSource(const DataSource& source) : inputs_(std::make_unique<In
     relation_ = kFileView;
     name_ = source.data;
   }
-  columns_ = Reading(
-      name_, [this] { return connection_->Describe(fmt::format("SELECT * FROM {}", relation_)); });
-  AddNamed(source.sql.empty() ? fmt::format("SELECT * FROM {}", relation_) : source.sql,
-           definitions);
+  const std::string query = sql_.empty() ? "SELECT * FROM " + relation_ : sql_;
+  const bool isRead = file_ && sql_.empty();
+  if (!source.na.empty() && !isRead) ShowTyped();
+  LearnColumns();
+  AddNamed(query, definitions);
   // A view of the database has opened no file so far.
   if (isStored_) connection_->Execute(fmt::format("EXPLAIN SELECT * FROM {}", relation_));
+}
+
+std::string TableSource::OpenFile(const std::string& data, const MissingStrings& strings) {
+  const std::string pattern = PatternOf(*connection_, data);
+  std::string query = "SELECT * FROM " + QuoteText(pattern);
+  if (!IsTextFile(data)) {
+    ShowFile(*connection_, data, query);
+    return query;
+  }
+  file_ = Reading(data, [&] {
+    return ShowTextFile(*connection_, *missing_, strings, kFileView, data, QuoteText(pattern));
+  });
+  return query;
+}
+
+/// Puts a view over the table in which the missing strings of its text columns are NULL.
+void TableSource::ShowTyped() {
+  Reading(name_, [this] {
+    std::vector<RawColumn> columns;
+    for (const ColumnInfo& info : connection_->Describe("SELECT * FROM " + relation_)) {
+      RawColumn column;
+      column.name = info.name;
+      column.isText = info.type == "VARCHAR";
+      column.isOpen = column.isText;
+      columns.push_back(std::move(column));
+    }
+    typed_ = std::make_unique<TypedView>(
+        *connection_, *missing_, kTypedView,
+        [table = relation_](const auto&, const auto&) { return table; }, std::move(columns));
+    typed_->Create();
+  });
+  relation_ = kTypedView;
+}
+
+void TableSource::LearnColumns() {
+  columns_ = Reading(
+      name_, [this] { return connection_->Describe(fmt::format("SELECT * FROM {}", relation_)); });
 }
 
 void TableSource::AddNamed(const std::string& query, const Definitions& definitions) {
@@ -160,20 +201,38 @@ const InputFiles& TableSource::Inputs() const {
 
 void TableSource::NoteInputs() const { opened_->AddInTimeTo(*inputs_); }
 
-TableSource::~TableSource() = default;
-TableSource::TableSource(TableSource&&) noexcept = default;
-TableSource& TableSource::operator=(TableSource&& other) noexcept {
-  // What observes a connection goes before it.
-  opened_ = std::move(other.opened_);
-  connection_ = std::move(other.connection_);
-  inputs_ = std::move(other.inputs_);
-  name_ = std::move(other.name_);
-  relation_ = std::move(other.relation_);
-  isStored_ = other.isStored_;
-  columns_ = std::move(other.columns_);
-  return *this;
+void TableSource::ShowViews() const {
+  if (file_) file_->Create();
+  if (!sql_.empty()) ShowQuery(*connection_, sql_);
+  if (typed_) typed_->Create();
 }
 
+void TableSource::SettleTypes(const std::vector<std::string>& columns) {
+  const bool changed = Reading(name_, [&] {
+    bool fileChanged = false;
+    if (file_) fileChanged = sql_.empty() ? file_->Settle(columns) : file_->SettleAll();
+    if (fileChanged) ShowViews();
+    return (typed_ && typed_->Settle(columns)) || fileChanged;
+  });
+  if (!changed) return;
+  ShowViews();
+  LearnColumns();
+}
+
+bool TableSource::MendTypes(const QueryError& error) const {
+  if (!file_) return false;
+  try {
+    if (!file_->Mend(error)) return false;
+    ShowViews();
+    return true;
+  } catch (const QueryError&) {
+    // The first error says more than one of looking for its cause.
+    return false;
+  }
+}
+
+TableSource::~TableSource() = default;
+TableSource::TableSource(TableSource&&) noexcept = default;
 std::vector<const ColumnInfo*> TableSource::Matches(std::string_view name) const {
   const auto exact = std::ranges::find(columns_, name, &ColumnInfo::name);
   if (exact != columns_.end()) return {&*exact};

@@ -9,12 +9,15 @@
 #include "host/table/ColumnInfo.h"
 #include "host/table/DataSource.h"
 #include "host/table/InputFiles.h"
+#include "host/table/MissingFunction.h"
 #include "host/table/NamedFiles.h"
+#include "host/table/TypedView.h"
 
 namespace qvhost {
 
 class Connection;
 class OpenedFiles;
+class QueryError;
 
 /// An open table: a file, a pattern of files, a table of a database file, or a query, read by an
 /// embedded DuckDB that never reaches for a network. Files are only read, never written.
@@ -30,7 +33,7 @@ class TableSource {
   TableSource(const TableSource&) = delete;
   TableSource& operator=(const TableSource&) = delete;
   TableSource(TableSource&&) noexcept;
-  TableSource& operator=(TableSource&&) noexcept;
+  TableSource& operator=(TableSource&&) = delete;
 
   /// What to call the source in a report: the file or pattern, `table of file`, or `query`.
   [[nodiscard]] const std::string& Name() const { return name_; }
@@ -59,6 +62,20 @@ class TableSource {
   /// that it opens takes little memory.
   void NoteInputs() const;
 
+  /// Settles the types of columns that no value was seen of, by reading all of them: of these
+  /// columns of the table, or of all columns that a query may use. Before the columns are
+  /// described. Throws Error (kBadInput).
+  void SettleTypes(const std::vector<std::string>& columns);
+
+  /// For the coder: starts and ends counting what is read as missing.
+  void StartCounting() const { missing_->Reset(); }
+  [[nodiscard]] std::vector<MissingString> MissingStringsRead() const { return missing_->Counts(); }
+
+  /// For the coder, after DuckDB refused a value: true when the column has got a type that holds
+  /// all its values, so that reading may start again; false when no value of a file is to blame.
+  /// Throws Error (kBadInput) that names file, row, column and value.
+  [[nodiscard]] bool MendTypes(const QueryError& error) const;
+
   /// For the coder: the connection, the text that follows FROM, and the kind of source.
   [[nodiscard]] Connection& Database() const { return *connection_; }
   [[nodiscard]] const std::string& Relation() const { return relation_; }
@@ -66,11 +83,20 @@ class TableSource {
   [[nodiscard]] bool IsStored() const { return isStored_; }
 
  private:
+  /// Shows a file or pattern as a view; the query that names it.
+  std::string OpenFile(const std::string& data, const MissingStrings& strings);
+  void ShowTyped();
+  void ShowViews() const;
+  void LearnColumns();
   void AddNamed(const std::string& query, const Definitions& definitions);
 
   std::unique_ptr<Connection> connection_;
-  std::unique_ptr<OpenedFiles> opened_;  ///< Goes before the connection.
+  std::unique_ptr<OpenedFiles> opened_;  ///< This and what follows go before the connection.
   std::unique_ptr<InputFiles> inputs_;
+  std::unique_ptr<MissingFunction> missing_;
+  std::unique_ptr<TypedView> file_;   ///< Of text files; else null.
+  std::unique_ptr<TypedView> typed_;  ///< Of another table or a query, with --na only.
+  std::string sql_;                   ///< The query; empty for none.
   std::string name_;
   std::string relation_;
   bool isStored_ = false;

@@ -7,22 +7,13 @@
 #include "host/table/FinalCodes.h"
 
 namespace qvhost {
-namespace {
 
-/// Valid as long as the value stays where it is: a short text is inside it.
-std::string_view ViewOf(const duckdb_string_t& text) {
-  const std::size_t length = text.value.inlined.length;
-  constexpr std::size_t kInlined = sizeof text.value.inlined.inlined;
-  return {length <= kInlined ? text.value.inlined.inlined : text.value.pointer.ptr, length};
-}
-
-}  // namespace
-
-TextFactorCoder::TextFactorCoder(const std::string& label, LevelOrder order, bool areNumbers,
+TextFactorCoder::TextFactorCoder(const std::string& label, LevelOrder order, ColumnKind kind,
                                  std::size_t maxLevels)
-    : order_(std::move(order)), areNumbers_(areNumbers), maxLevels_(maxLevels) {
+    : order_(std::move(order)), areNumbers_(kind == ColumnKind::kNumber), maxLevels_(maxLevels) {
   column_.label = label;
   column_.kind = CodedColumn::Kind::kFactor;
+  column_.isText = kind == ColumnKind::kText;
 }
 
 void TextFactorCoder::Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) {
@@ -42,7 +33,7 @@ void TextFactorCoder::Code(duckdb_vector values, idx_t rows, const RecordSlot& s
 double TextFactorCoder::CodeOf(std::string_view text) {
   const auto known = codes_.find(text);
   if (known != codes_.end()) return static_cast<double>(known->second);
-  if (levels_.size() == maxLevels_) RefuseManyLevels(column_.label, maxLevels_);
+  if (levels_.size() == maxLevels_) throw TooManyLevels(column_.label, maxLevels_);
   const auto next = static_cast<std::uint32_t>(levels_.size());
   levels_.push_back(&codes_.emplace(text, next).first->first);
   return static_cast<double>(next);

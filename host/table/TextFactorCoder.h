@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/table/ColumnCoder.h"
+#include "host/table/ColumnInfo.h"
 #include "host/table/LevelOrder.h"
 
 namespace qvhost {
@@ -16,8 +17,9 @@ namespace qvhost {
 /// one look-up and no allocation.
 class TextFactorCoder final : public ColumnCoder {
  public:
-  /// `areNumbers`: the texts are decimal numbers, and levels are written without idle zeros.
-  TextFactorCoder(const std::string& label, LevelOrder order, bool areNumbers,
+  /// `kind`, of the values before they were made text: the levels of numbers, which are decimal
+  /// ones, are written without idle zeros.
+  TextFactorCoder(const std::string& label, LevelOrder order, ColumnKind kind,
                   std::size_t maxLevels);
 
   void Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) override;

@@ -72,8 +72,12 @@ TEST(FitWarnings, RedundantCovariates) {
 
 TEST(FitWarnings, SaturatedModel) {
   const FitResult fit = Fit(kPlain, "y ~ C(x)");
-  ASSERT_EQ(fit.warnings.size(), 1U);
-  EXPECT_TRUE(fit.warnings[0].starts_with("The model has as many parameters as the data"));
+  ASSERT_EQ(fit.warnings.size(), 2U);
+  EXPECT_TRUE(
+      fit.warnings[0].ends_with(", fewer than two records for a level. Leave it out, or "
+                                "group its values with --sql."))
+      << fit.warnings[0];
+  EXPECT_TRUE(fit.warnings[1].starts_with("The model has as many parameters as the data"));
   EXPECT_EQ(fit.degreesOfFreedom, 0.0);
   EXPECT_FALSE(fit.residualStdError.has_value());
   for (const ParameterResult& parameter : fit.parameters) {

@@ -114,7 +114,10 @@ TEST(ModelBinding, ACategoryAsDependentGivesALogisticModel) {
     const auto [read, binding] = Bind(formula);
     EXPECT_EQ(binding.kind, ModelKind::kLogistic) << formula;
     EXPECT_EQ(binding.columns[0].coding, Coding::kFactor) << formula;
-    EXPECT_FALSE(binding.columns[0].maxLevels.has_value()) << formula;
+    const bool isText = std::string(formula) == "g ~ x";
+    EXPECT_EQ(binding.columns[0].maxLevels, isText ? std::optional(kMostTextLevels) : std::nullopt)
+        << formula;
+    EXPECT_EQ(binding.columns[0].isByTypeOnly, isText) << formula;
   }
   EXPECT_EQ(Labels(Bind("C(x) ~ y + g").binding), "x g y");
 }

@@ -26,8 +26,8 @@ TEST(JsonReport, HasTheseNames) {
             (Texts{"model", "formula", "data", "dependent", "freq_weight", "regression_weight",
                    "confidence", "records", "degrees_of_freedom", "library_degrees_of_freedom",
                    "parameters", "fit", "warnings", "status"}));
-  EXPECT_EQ(Names(report["records"]),
-            (Texts{"read", "used", "missing", "bad_weight", "missing_by_column"}));
+  EXPECT_EQ(Names(report["records"]), (Texts{"read", "used", "missing", "bad_weight",
+                                             "missing_by_column", "missing_strings"}));
   EXPECT_EQ(Names(report["parameters"][0]),
             (Texts{"label", "levels", "covariates", "estimate", "std_error", "statistic", "p_value",
                    "conf_low", "conf_high", "redundant"}));
@@ -47,6 +47,9 @@ TEST(JsonReport, CarriesEveryValue) {
   EXPECT_EQ(report["records"]["missing"], 90);
   EXPECT_EQ(report["records"]["bad_weight"], 10);
   EXPECT_EQ(report["records"]["missing_by_column"], (Json{{"g", 40}, {"x", 60}}));
+  EXPECT_EQ(report["records"]["missing_strings"],
+            Json::parse(R"([{"column": "x", "string": "N/A", "count": 1},
+                            {"column": "g", "string": "?", "count": 1234}])"));
   EXPECT_EQ(report["degrees_of_freedom"], 1097.0);
   EXPECT_EQ(report["library_degrees_of_freedom"], 1096.0);
   const Json& cell = report["parameters"][1];

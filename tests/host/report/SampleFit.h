@@ -12,7 +12,7 @@ inline FitResult SampleFit() {
   fit.dependent = "y";
   fit.freqWeight = "n";
   fit.confidence = 0.9;
-  fit.records = {1200, 1100, 90, 10, {{"g", 40}, {"x", 60}}};
+  fit.records = {1200, 1100, 90, 10, {{"g", 40}, {"x", 60}}, {{"x", "N/A", 1}, {"g", "?", 1234}}};
   fit.degreesOfFreedom = 1097;
   fit.libraryDegreesOfFreedom = 1096;
   ParameterResult intercept;

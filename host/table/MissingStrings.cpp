@@ -1,0 +1,42 @@
+#include "host/table/MissingStrings.h"
+
+#include <algorithm>
+
+namespace qvhost {
+namespace {
+
+bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+
+}  // namespace
+
+const std::vector<std::string>& MissingStrings::Default() {
+  static const std::vector<std::string> strings = {"NA",  "N/A", "n/a", "NULL", "null", "None",
+                                                   "NaN", "nan", ".",   "?",    "-",    "#N/A"};
+  return strings;
+}
+
+MissingStrings::MissingStrings(const std::vector<std::string>& strings) {
+  for (const std::string& given : strings) {
+    const std::string text(WithoutBlanks(given));
+    if (text.empty() || std::ranges::find(strings_, text) != strings_.end()) continue;
+    strings_.push_back(text);
+    longest_ = std::max(longest_, text.size());
+    isFirst_[static_cast<unsigned char>(text.front())] = true;
+  }
+}
+
+int MissingStrings::Find(std::string_view text) const {
+  text = WithoutBlanks(text);
+  if (text.empty()) return kEmpty;
+  if (text.size() > longest_ || !isFirst_[static_cast<unsigned char>(text.front())]) return kValue;
+  const auto found = std::ranges::find(strings_, text);
+  return found == strings_.end() ? kValue : static_cast<int>(found - strings_.begin());
+}
+
+std::string_view WithoutBlanks(std::string_view text) {
+  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+}  // namespace qvhost

@@ -1,0 +1,259 @@
+#include "host/table/TypedView.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "host/Error.h"
+#include "host/table/QueryError.h"
+#include "host/table/SqlText.h"
+
+namespace qvhost {
+namespace {
+
+constexpr const char* kText = "VARCHAR";
+constexpr const char* kWhole = "BIGINT";
+constexpr const char* kNumber = "DOUBLE";
+/// What a query fails with at a number that the text of a missing value was read as.
+constexpr const char* kNaNText = "NaN is to be read as a missing value";
+constexpr std::size_t kLongestValue = 40;
+/// A name that no column has.
+constexpr const char* kFileColumn = "file of the row";
+
+bool IsTrue(const std::optional<std::string>& value) { return value == "true"; }
+
+std::string Lower(std::string_view text) {
+  std::string lower(text);
+  std::ranges::transform(lower, lower.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  return lower;
+}
+
+/// Whether a text is a whole number, in SQL; NULL for NULL.
+std::string IsWhole(const std::string& text) {
+  return fmt::format("regexp_full_match(trim({}, ' \t'), '[+-]?[0-9]+')", text);
+}
+
+}  // namespace
+
+TypedView::TypedView(Connection& connection, MissingFunction& missing, std::string name,
+                     Relation relation, std::vector<RawColumn> columns)
+    : connection_(connection),
+      missing_(missing),
+      name_(std::move(name)),
+      relation_(std::move(relation)),
+      columns_(std::move(columns)) {
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    const std::size_t number = missing_.AddColumn(columns_[i].name);
+    if (i == 0) first_ = number;
+    missing_.SetWholeNumbers(number, columns_[i].type == kWhole);
+  }
+}
+
+std::string TypedView::TextOf(std::size_t column) const { return QuoteName(columns_[column].name); }
+
+std::string TypedView::IsMissing(std::size_t column) const {
+  return MissingFunction::Call(TextOf(column), first_ + column);
+}
+
+std::string TypedView::Value(std::size_t column) const {
+  const RawColumn& raw = columns_[column];
+  const std::string text = TextOf(column);
+  if (raw.mayBeNumbers && !raw.isText && raw.type == kNumber && missing_.HasNaN()) {
+    return fmt::format("CASE WHEN isnan({0}) THEN CAST(error({1}) AS DOUBLE) ELSE {0} END", text,
+                       QuoteText(kNaNText));
+  }
+  if (!raw.isText) return text;
+  std::string value = text;
+  if (!raw.dateFormat.empty())
+    value = fmt::format("strptime({}, {})", text, QuoteText(raw.dateFormat));
+  if (raw.type != kText) value = fmt::format("CAST({} AS {})", value, raw.type);
+  return fmt::format("CASE WHEN {} THEN NULL ELSE {} END", IsMissing(column), value);
+}
+
+void TypedView::Create() const {
+  std::string list;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    list += fmt::format("{}{} AS {}", list.empty() ? "" : ", ", Value(i), TextOf(i));
+  }
+  connection_.Execute(
+      fmt::format("CREATE OR REPLACE TEMP VIEW {} AS SELECT {} FROM {}", name_, list, From()));
+}
+
+void TypedView::SetType(std::size_t column, const std::string& type) {
+  columns_[column].type = type;
+  columns_[column].isOpen = false;
+  missing_.SetWholeNumbers(first_ + column, type == kWhole);
+}
+
+bool TypedView::Decide(const std::vector<std::size_t>& columns, const std::string& relation) {
+  if (columns.empty()) return false;
+  std::string list;
+  for (const std::size_t i : columns) {
+    const std::string text = TextOf(i);
+    const std::string missing = IsMissing(i);
+    // Any missing, any value, all values numbers, all values whole.
+    list += fmt::format(
+        "{0}coalesce(bool_or({1}), false), coalesce(bool_or({2} IS NOT NULL AND NOT {1}), false), "
+        "coalesce(bool_and({2} IS NULL OR {1} OR TRY_CAST({2} AS DOUBLE) IS NOT NULL), true), "
+        "coalesce(bool_and({2} IS NULL OR {1} OR ({3} AND TRY_CAST({2} AS BIGINT) IS NOT NULL)), "
+        "true)",
+        list.empty() ? "" : ", ", missing, text, IsWhole(text));
+  }
+  const auto row = connection_.Rows(fmt::format("SELECT {} FROM {}", list, relation)).front();
+  bool changed = false;
+  for (std::size_t k = 0; k < columns.size(); ++k) {
+    const auto* const answers = &row[4 * k];
+    const bool anyValue = IsTrue(answers[1]);
+    if (!anyValue) continue;
+    const bool mayChange = IsTrue(answers[0]) || !columns_[columns[k]].isChosen;
+    const bool isNumber = mayChange && IsTrue(answers[2]);
+    SetType(columns[k], !isNumber ? kText : IsTrue(answers[3]) ? kWhole : kNumber);
+    changed = changed || isNumber;
+  }
+  return changed;
+}
+
+void TypedView::Learn(std::int64_t rows) {
+  std::vector<std::size_t> open;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (columns_[i].isOpen) open.push_back(i);
+  }
+  const std::string sample = fmt::format("(SELECT * FROM {} LIMIT {})", From(), rows);
+  Decide(open, sample);
+  TakeNumbers(sample);
+  for (RawColumn& column : columns_) column.isChosen = column.isChosen && !column.isOpen;
+}
+
+void TypedView::TakeNumbers(const std::string& relation) {
+  std::vector<std::size_t> numbers;
+  std::string list;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (!columns_[i].mayBeNumbers) continue;
+    numbers.push_back(i);
+    list += fmt::format("{}coalesce(bool_or({}), false)", list.empty() ? "" : ", ", IsMissing(i));
+  }
+  if (numbers.empty()) return;
+  const auto row = connection_.Rows(fmt::format("SELECT {} FROM {}", list, relation)).front();
+  for (std::size_t k = 0; k < numbers.size(); ++k) columns_[numbers[k]].isText = IsTrue(row[k]);
+}
+
+bool TypedView::ReadAsText() {
+  bool changed = false;
+  for (RawColumn& column : columns_) {
+    if (!column.mayBeNumbers || column.isText) continue;
+    column.isText = true;
+    changed = true;
+  }
+  return changed;
+}
+
+bool TypedView::Settle(const std::vector<std::string>& names) {
+  std::vector<std::size_t> open;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    const auto isThis = [&](const std::string& name) {
+      return Lower(name) == Lower(columns_[i].name);
+    };
+    if (columns_[i].isOpen && std::ranges::any_of(names, isThis)) open.push_back(i);
+  }
+  return Decide(open, From());
+}
+
+bool TypedView::SettleAll() {
+  std::vector<std::string> names;
+  for (const RawColumn& column : columns_) names.push_back(column.name);
+  return Settle(names);
+}
+
+std::string TypedView::IsUnreadable(std::size_t column, const std::string& type) const {
+  const RawColumn& raw = columns_[column];
+  const std::string text = TextOf(column);
+  const std::string value =
+      raw.dateFormat.empty() ? text
+                             : fmt::format("try_strptime({}, {})", text, QuoteText(raw.dateFormat));
+  return fmt::format("({} IS NOT NULL AND NOT {} AND TRY_CAST({} AS {}) IS NULL)", text,
+                     IsMissing(column), value, type);
+}
+
+std::vector<std::size_t> TypedView::TypedColumnsRead() const {
+  std::vector<std::size_t> columns;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    const bool isTyped = columns_[i].isText && columns_[i].type != kText;
+    if (isTyped && missing_.WasRead(first_ + i)) columns.push_back(i);
+  }
+  return columns;
+}
+
+std::optional<std::size_t> TypedView::FindUnreadable(const std::vector<std::size_t>& columns,
+                                                     std::vector<std::size_t>& fractional) {
+  std::string list;
+  for (const std::size_t i : columns) {
+    const bool isWhole = columns_[i].type == kWhole;
+    missing_.SetWholeNumbers(first_ + i, false);
+    list +=
+        fmt::format("{}bool_or({}), {}", list.empty() ? "" : ", ",
+                    IsUnreadable(i, isWhole ? kNumber : columns_[i].type),
+                    isWhole ? fmt::format("bool_or({} OR coalesce(NOT {} AND NOT {}, false))",
+                                          IsUnreadable(i, kWhole), IsMissing(i), IsWhole(TextOf(i)))
+                            : "false");
+  }
+  const auto row = connection_.Rows(fmt::format("SELECT {} FROM {}", list, From())).front();
+  std::optional<std::size_t> unreadable;
+  for (std::size_t k = 0; k < columns.size(); ++k) {
+    const std::size_t i = columns[k];
+    missing_.SetWholeNumbers(first_ + i, columns_[i].type == kWhole);
+    if (IsTrue(row[2 * k]) && !unreadable) unreadable = i;
+    if (IsTrue(row[2 * k + 1])) fractional.push_back(i);
+  }
+  return unreadable;
+}
+
+void TypedView::RefuseValue(std::size_t column) {
+  const bool isWhole = columns_[column].type == kWhole;
+  missing_.SetWholeNumbers(first_ + column, false);
+  const std::string numbered =
+      fmt::format("(SELECT row_number() OVER () AS qvreg_row, {0} AS qvreg_file, {1} FROM {2})",
+                  QuoteName(kFileColumn), TextOf(column), relation_(columns_, kFileColumn));
+  const auto found =
+      connection_
+          .Rows(fmt::format("SELECT qvreg_row, qvreg_file, left({0}, {1}) FROM {2} WHERE {3} "
+                            "LIMIT 1",
+                            TextOf(column), kLongestValue, numbered,
+                            IsUnreadable(column, isWhole ? kNumber : columns_[column].type)))
+          .front();
+  const std::string& row = *found[0];
+  const std::string& file = *found[1];
+  const std::string rowInFile =
+      *connection_
+           .Rows(fmt::format("SELECT count(*) FROM {} WHERE qvreg_row <= {} AND qvreg_file = {}",
+                             numbered, row, QuoteText(file)))
+           .front()
+           .front();
+  const bool isNumber = isWhole || columns_[column].type == kNumber;
+  throw Error(
+      ExitCode::kBadInput,
+      fmt::format("{0}: the value '{1}' of '{2}' in row {3} is not {4}, as those before it are. If "
+                  "it stands for a missing value, name it with --na {5}; else read the column as "
+                  "text with --sql.",
+                  file, *found[2], columns_[column].name, rowInFile,
+                  isNumber ? "a number" : fmt::format("of the type {}", columns_[column].type),
+                  QuoteText(*found[2])));
+}
+
+bool TypedView::Mend(const QueryError& error) {
+  const bool isNaN = std::string_view(error.what()).find(kNaNText) != std::string_view::npos;
+  if (!isNaN && !error.IsConversion() && !missing_.MetFraction()) return false;
+  if (ReadAsText()) return true;
+  const std::vector<std::size_t> columns = TypedColumnsRead();
+  if (columns.empty()) return false;
+  std::vector<std::size_t> fractional;
+  if (const auto unreadable = FindUnreadable(columns, fractional)) RefuseValue(*unreadable);
+  for (const std::size_t column : fractional) SetType(column, kNumber);
+  return !fractional.empty();
+}
+
+}  // namespace qvhost

@@ -1,0 +1,154 @@
+// What the command makes of missing strings in text files, and of columns that are text because of
+// one.
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/host/cli/CommandRun.h"
+#include "tests/host/cli/FitJson.h"
+#include "tests/support/TempFolder.h"
+
+namespace qvhost {
+namespace {
+
+using nlohmann::json;
+
+class CommandMissing : public ::testing::Test {
+ protected:
+  /// 200 records: y, x and g, and s, which has `text` in place of one of its 200 numbers.
+  std::string Rows(const std::string& text) const {
+    std::string lines = "y,x,g,s,id\n";
+    for (int i = 0; i < 200; ++i) {
+      const std::string number = std::to_string(i * 37 % 200) + ".5";
+      lines += std::to_string(i * 7 % 31) + "," + (i == 3 ? "NA" : std::to_string(i)) + "," +
+               (i % 10 == 4  ? "?"
+                : i % 2 == 0 ? "a"
+                             : "b") +
+               "," + (i == 9 ? text : number) + ",k" + std::to_string(i) + "\n";
+    }
+    return folder_.Write("rows.csv", lines);
+  }
+
+  static void ExpectHas(const std::string& report, const std::string& line) {
+    EXPECT_NE(report.find(line), std::string::npos) << line << "\n" << report;
+  }
+
+  qvtest::TempFolder folder_;
+};
+
+TEST_F(CommandMissing, TheSummaryCountsWhatWasReadAsMissing) {
+  const CommandResult run = RunQvreg({"fit", "--data", Rows("1"), "--formula", "y ~ x + g"});
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  ExpectHas(run.out,
+            "Records    200 read, 179 used\n"
+            "           21 left out for a missing value (g 20, x 1)\n"
+            "           1 value 'NA' in x read as missing\n"
+            "           20 values '?' in g read as missing\n");
+}
+
+TEST_F(CommandMissing, JsonCountsThemToo) {
+  const json fit = FitJson({"--data", Rows("1"), "--formula", "y ~ x + g"});
+  EXPECT_EQ(fit["records"]["missing_strings"],
+            json::parse(R"([{"column": "x", "string": "NA", "count": 1},
+                            {"column": "g", "string": "?", "count": 20}])"));
+}
+
+TEST_F(CommandMissing, InTheDependentOfEitherModel) {
+  const std::string rows = Rows("N/A");
+  const json linear = FitJson({"--data", rows, "--formula", "s ~ y"});
+  EXPECT_EQ(linear["model"], "linear");
+  EXPECT_EQ(linear["records"]["used"], 199);
+  const json logistic = FitJson({"--data", rows, "--formula", "g ~ y"});
+  EXPECT_EQ(logistic["model"], "logistic");
+  EXPECT_EQ(logistic["records"]["used"], 180);
+  EXPECT_EQ(logistic["classification"]["categories"], json({"a", "b"}));
+}
+
+TEST_F(CommandMissing, RecordsWithThemHaveNoPrediction) {
+  const std::string file = folder_.File("p.csv");
+  const CommandResult run =
+      RunQvreg({"fit", "--data", Rows("1"), "--formula", "y ~ x", "--predictions", file});
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  std::ifstream predictions(file);
+  std::string line;
+  for (int row = -1; std::getline(predictions, line); ++row) {
+    EXPECT_EQ(line.empty() || line == "\"\"", row == 3) << row << ": " << line;
+  }
+}
+
+TEST_F(CommandMissing, TheListMayBeReplaced) {
+  const std::string rows = Rows("none");
+  const json named =
+      FitJson({"--data", rows, "--formula", "y ~ s + g", "--na", "none", "--na", "?"});
+  EXPECT_EQ(named["records"]["used"], 179);
+  EXPECT_EQ(named["records"]["missing_strings"],
+            json::parse(R"([{"column": "g", "string": "?", "count": 20},
+                            {"column": "s", "string": "none", "count": 1}])"));
+  const json none = FitJson({"--data", rows, "--formula", "y ~ g", "--na", ""});
+  EXPECT_EQ(none["records"]["used"], 200);
+  EXPECT_EQ(ParameterOf(none, "g=?")["levels"]["g"], "?");
+}
+
+TEST_F(CommandMissing, ADependentOfManyTextsIsRefused) {
+  const std::string rows = Rows("none");
+  const CommandResult numbers = RunQvreg({"fit", "--data", rows, "--formula", "s ~ y"});
+  EXPECT_EQ(numbers.exitCode, 2);
+  EXPECT_EQ(numbers.out, "");
+  ExpectHas(numbers.err, "The dependent 's' is text with more than 50 different values, such as '");
+  ExpectHas(numbers.err,
+            ", so it is hardly meant as a category. Values of it read as numbers, but not 'none': "
+            "if that stands for a missing value, name it with --na 'none'. To take it as one "
+            "nevertheless, write --model logistic or C(s); for another model, name another "
+            "dependent.\n");
+  const CommandResult texts = RunQvreg({"fit", "--data", rows, "--formula", "id ~ y"});
+  EXPECT_EQ(texts.exitCode, 2);
+  ExpectHas(texts.err, "hardly meant as a category. To take it as one");
+}
+
+TEST_F(CommandMissing, AManyLevelledDependentMayBeAskedFor) {
+  std::string lines = "x,g\n";
+  for (int i = 0; i < 600; ++i) {
+    lines += std::to_string(i * 7 % 13) + ",l" + std::to_string(i % 51) + "\n";
+  }
+  const std::string rows = folder_.Write("levels.csv", lines);
+  EXPECT_EQ(RunQvreg({"fit", "--data", rows, "--formula", "g ~ 1"}).exitCode, 2);
+  for (const char* formula : {"g ~ 1", "C(g) ~ 1"}) {
+    std::vector<std::string> arguments = {"--data", rows, "--formula", formula};
+    if (formula[0] == 'g') arguments.insert(arguments.end(), {"--model", "logistic"});
+    EXPECT_EQ(FitJson(arguments)["dependent_levels"].size(), 51U);
+  }
+}
+
+TEST_F(CommandMissing, AFactorOfNearlyAsManyLevelsAsRecordsIsNamed) {
+  const std::string rows = Rows("none");
+  const json ids = FitJson({"--data", rows, "--formula", "y ~ id"});
+  EXPECT_EQ(ids["warnings"][0],
+            "'id' has 200 levels in 200 records, fewer than two records for a level. Leave it out, "
+            "or group its values with --sql.");
+  const json numbers = FitJson({"--data", rows, "--formula", "y ~ s"});
+  EXPECT_EQ(numbers["warnings"][0],
+            "'s' has 200 levels in 200 records, fewer than two records for a level. Most of its "
+            "values read as numbers, but not 'none': if that stands for a missing value, name it "
+            "with --na 'none', and the column is a number.");
+}
+
+TEST_F(CommandMissing, NumbersMadeTextByAMissingStringAreNamed) {
+  const std::string query =
+      "SELECT range % 7 AS y, CASE WHEN range % 9 = 0 THEN 'NA' ELSE (range % 4)::VARCHAR END AS x "
+      "FROM range(100)";
+  const json text = FitJson({"--sql", query, "--formula", "y ~ x"});
+  EXPECT_EQ(text["warnings"][0],
+            "'x' is text and so a factor. All its other values read as numbers, but not 'NA': if "
+            "that stands for a missing value, name it with --na 'NA', and the column is a number.");
+  const json number = FitJson({"--sql", query, "--formula", "y ~ x", "--na", "NA"});
+  EXPECT_EQ(number["parameters"].size(), 2U);
+  EXPECT_EQ(number["records"]["missing"], 12);
+  EXPECT_TRUE(number["warnings"].empty());
+}
+
+}  // namespace
+}  // namespace qvhost
