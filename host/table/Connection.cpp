@@ -2,7 +2,6 @@
 
 #include <array>
 #include <filesystem>
-#include <random>
 #include <utility>
 
 #include <fmt/format.h>
@@ -18,10 +17,12 @@ namespace {
 
 using Setting = std::pair<const char*, const char*>;
 
-constexpr std::array<Setting, 6> kSettings = {{
+constexpr std::array<Setting, 7> kSettings = {{
     {"threads", "2"},
     {"memory_limit", "1GB"},
     {"preserve_insertion_order", "true"},
+    // Otherwise DuckDB would choose a folder beside the data, and make it for everyone to read.
+    {"temp_directory", ""},
     // A source is read once, from start to end: what was read is of no further use.
     {"enable_external_file_cache", "false"},
     // Without these two a missing extension is looked for on a server.
@@ -99,13 +100,17 @@ std::vector<std::vector<std::optional<std::string>>> Connection::Rows(const std:
   return rows;
 }
 
-void Connection::PutAsideIn(const std::string& folder) {
-  if (std::exchange(hasFolder_, true)) return;
-  // DuckDB's names for its files are the same in every process: each needs a folder of its own.
-  std::random_device random;
-  const std::filesystem::path own =
-      std::filesystem::path(folder) / fmt::format("qvreg-{:08x}{:08x}", random(), random());
-  Execute(fmt::format("SET temp_directory = {}", QuoteText(own.string())));
+void Connection::SetTempDirectory(const std::string& folder) {
+  if (tempDirectory_) return;
+  std::error_code error;
+  tempDirectory_ = TemporaryFolder::Make(folder, error);
+  if (error) {
+    throw Error(ExitCode::kRunFailed,
+                fmt::format("No temporary folder can be made in the folder '{}' ({}); name another "
+                            "folder with --spool-dir.",
+                            folder, std::generic_category().message(error.value())));
+  }
+  Execute(fmt::format("SET temp_directory = {}", QuoteText(tempDirectory_->Path().string())));
 }
 
 std::size_t Connection::CountStatements(const std::string& sql) {
