@@ -9,7 +9,7 @@
 
 #include <fmt/format.h>
 
-#include "host/WholeFile.h"
+#include "host/OutputFiles.h"
 #include "host/cli/BadUsage.h"
 #include "host/cli/StandardStreams.h"
 #include "host/fit/Interrupt.h"
@@ -17,7 +17,7 @@
 #include "host/fit/RunFit.h"
 #include "host/report/JsonReport.h"
 #include "host/report/TextReport.h"
-#include "host/table/TableWriter.h"
+#include "host/table/TableFormat.h"
 
 namespace qvhost {
 
@@ -49,7 +49,8 @@ Examples:
   qvreg fit --data penguins.csv --formula "species ~ flipper_length" --predictions p.parquet
   qvreg fit --sql "SELECT * FROM 'a.csv' JOIN 'b.csv' USING (id)" --formula "y ~ x" --json -
 
-Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data, 130 cancelled by Ctrl-C.)help";
+Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data, 130 cancelled by Ctrl-C.
+Files are written and replaced only when the run succeeds.)help";
 
 /// An output must not replace its input.
 void CheckNotTheData(const char* option, const std::string& file, const std::string& data) {
@@ -184,7 +185,6 @@ void FitCommand::CheckRanges() const {
 void FitCommand::CheckJsonFile() const {
   if (jsonFile_.empty() || JsonOnly()) return;
   CheckNotTheData("--json", jsonFile_, options_.source.data);
-  CheckFileWritable(jsonFile_);
 }
 
 void FitCommand::CheckPredictionsFile() const {
@@ -194,7 +194,7 @@ void FitCommand::CheckPredictionsFile() const {
   if (predictions.lexically_normal() == std::filesystem::path(jsonFile_).lexically_normal()) {
     BadUsage("--json and --predictions name the same file; name two.");
   }
-  CheckTableFile(options_.predictions);
+  static_cast<void>(TableFormatOf(options_.predictions));
 }
 
 void FitCommand::TakeModelKind() {
@@ -211,7 +211,7 @@ void FitCommand::TakeOptionsOfOneKind() {
   }
 }
 
-void FitCommand::Run() {
+void FitCommand::TakeOptions() {
   CheckRanges();
   logistic_.Take();
   TakeModelKind();
@@ -221,19 +221,25 @@ void FitCommand::Run() {
   if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;
   CheckJsonFile();
   CheckPredictionsFile();
+}
 
+void FitCommand::Run() {
+  TakeOptions();
   Interrupt interrupt;
+  const bool writesJson = !jsonFile_.empty() && !JsonOnly();
+  OutputFiles outputs;
+  if (writesJson) outputs.Open(jsonFile_);
+  if (!options_.predictions.empty()) outputs.Open(options_.predictions);
   FitResult fit;
   {
     ProgressBar progress;
-    fit = RunFit(options_, progress, interrupt);
+    fit = RunFit(options_, progress, interrupt, outputs);
   }
-  if (JsonOnly()) {
-    WriteStandardOutput(JsonReport(fit));
-    return;
-  }
-  if (!jsonFile_.empty()) WriteWholeFile(jsonFile_, JsonReport(fit));
-  WriteStandardOutput(TextReport(fit));
+  if (writesJson) outputs.Open(jsonFile_).Write(JsonReport(fit));
+  outputs.Finish();
+  // Before the files are replaced, so that a run that fails has replaced none.
+  WriteStandardOutput(JsonOnly() ? JsonReport(fit) : TextReport(fit));
+  outputs.Commit();
 }
 
 }  // namespace qvhost

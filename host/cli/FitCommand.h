@@ -28,6 +28,7 @@ class FitCommand {
   void CheckRanges() const;
   void CheckJsonFile() const;
   void CheckPredictionsFile() const;
+  void TakeOptions();
   void TakeModelKind();
   void TakeOptionsOfOneKind();
   [[nodiscard]] bool JsonOnly() const { return jsonFile_ == "-"; }

@@ -86,7 +86,7 @@ class RowScorer {
 
 }  // namespace
 
-void WritePredictions(const std::string& path, const CodedTable& table, IQvRegComponent& component,
+void WritePredictions(const WholeFile& file, const CodedTable& table, IQvRegComponent& component,
                       const IQvRegOutputStats& output, const PredictedCategories& categories,
                       const std::function<void(long long records)>& progress,
                       const Interrupt& interrupt) {
@@ -95,7 +95,7 @@ void WritePredictions(const std::string& path, const CodedTable& table, IQvRegCo
     if (progress) progress(done);
   });
   records.NewPass();
-  WriteTableFile(path, scorer.Columns(), [&](RowCells& cells) {
+  WriteTable(file, scorer.Columns(), [&](RowCells& cells) {
     if (interrupt.Requested()) throw Cancelled();
     const QvCommon::Record* record = records.Next();
     if (record != nullptr) {

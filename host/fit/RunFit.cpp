@@ -57,7 +57,7 @@ PredictedCategories CategoriesOf(const ModelRun& run, const CodedTable& table) {
   return {logistic->GetDependCategories(), table.Columns()[ModelBinding::kDependent].levels};
 }
 
-void Predict(const std::string& file, const CodedTable& table, const ModelRun& run,
+void Predict(const WholeFile& file, const CodedTable& table, const ModelRun& run,
              ProgressBar& progress, const Interrupt& interrupt) {
   const auto total = static_cast<double>(table.RecordCount());
   const auto show = [&](long long records) {
@@ -75,7 +75,8 @@ std::string DataText(const TableSource& source, const DataSource& asked) {
 
 }  // namespace
 
-FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt) {
+FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt,
+                 OutputFiles& outputs) {
   const Formula formula = ReadFormula(options);
   const TableSource source(options.source);
   const ModelBinding binding = BindModel(formula, source, options.binding);
@@ -85,7 +86,9 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   ModelRun run(settings.Get(), table, progress, interrupt);
   run.Build();
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);
-  if (!options.predictions.empty()) Predict(options.predictions, table, run, progress, interrupt);
+  if (!options.predictions.empty()) {
+    Predict(outputs.Open(options.predictions), table, run, progress, interrupt);
+  }
   result.data = DataText(source, options.source);
   progress.Erase();
   return result;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/OutputFiles.h"
 #include "host/fit/FitOptions.h"
 #include "host/fit/FitResult.h"
 #include "host/fit/Interrupt.h"
@@ -9,14 +10,15 @@ namespace qvhost {
 
 /// Fits a model: reads the formula, binds it to the table, codes the table into a temporary file
 /// (gone when this returns, however it returns), runs the library over it,
-/// and writes the predictions if asked to.
+/// and writes the predictions if asked to, to the file of `outputs` that the options name; the
+/// caller commits it.
 ///
-/// Progress goes to `progress`, which is erased at the end; `interrupt` stops the run. Both are
+/// Progress goes to `progress`, which is erased at the end; `interrupt` stops the run. All are
 /// borrowed. Runs on the calling thread.
 ///
 /// Throws Error: kBadInput for a formula, a column or data that cannot be used, kRunFailed when the
 /// model cannot be fitted, Cancelled when interrupted.
 [[nodiscard]] FitResult RunFit(const FitOptions& options, ProgressBar& progress,
-                               Interrupt& interrupt);
+                               Interrupt& interrupt, OutputFiles& outputs);
 
 }  // namespace qvhost

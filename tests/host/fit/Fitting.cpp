@@ -20,7 +20,8 @@ FitOptions OptionsFor(const std::string& sql, const std::string& formula) {
 FitResult Fit(const FitOptions& options) {
   ProgressBar none(nullptr);
   Interrupt interrupt;
-  return RunFit(options, none, interrupt);
+  OutputFiles outputs;
+  return RunFit(options, none, interrupt, outputs);
 }
 
 FitResult Fit(const std::string& sql, const std::string& formula) {

@@ -53,11 +53,12 @@ TEST(Interrupt, AnIgnoredCtrlCStaysIgnored) {
 
 TEST(Interrupt, StopsAFit) {
   ProgressBar none(nullptr);
+  OutputFiles outputs;
   Interrupt interrupt;
   std::raise(SIGINT);
   try {
     static_cast<void>(
-        RunFit(OptionsFor("SELECT range AS y FROM range(100)", "y ~ 1"), none, interrupt));
+        RunFit(OptionsFor("SELECT range AS y FROM range(100)", "y ~ 1"), none, interrupt, outputs));
     FAIL() << "the fit ran to its end";
   } catch (const Error& error) {
     EXPECT_EQ(error.Code(), ExitCode::kCancelled);
