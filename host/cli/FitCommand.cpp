@@ -9,10 +9,12 @@
 
 #include <fmt/format.h>
 
+#include "host/Error.h"
 #include "host/OutputFiles.h"
 #include "host/cli/BadUsage.h"
 #include "host/cli/StandardStreams.h"
 #include "host/fit/Interrupt.h"
+#include "host/fit/InterruptWatch.h"
 #include "host/fit/ProgressBar.h"
 #include "host/fit/RunFit.h"
 #include "host/report/JsonReport.h"
@@ -49,8 +51,8 @@ Examples:
   qvreg fit --data penguins.csv --formula "species ~ flipper_length" --predictions p.parquet
   qvreg fit --sql "SELECT * FROM 'a.csv' JOIN 'b.csv' USING (id)" --formula "y ~ x" --json -
 
-Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data, 130 cancelled by Ctrl-C.
-Files are written and replaced only when the run succeeds.)help";
+Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data; cancelled: 130 by Ctrl-C,
+143 by SIGTERM, 129 by SIGHUP. Files are written and replaced only when the run succeeds.)help";
 
 /// An output must not replace its input.
 void CheckNotTheData(const char* option, const std::string& file, const std::string& data) {
@@ -224,8 +226,19 @@ void FitCommand::TakeOptions() {
 }
 
 void FitCommand::Run() {
-  TakeOptions();
   Interrupt interrupt;
+  InterruptWatch watch(interrupt);
+  try {
+    TakeOptions();
+    FitAndReport(interrupt, watch);
+  } catch (...) {
+    // Whatever failed may have failed because it was stopped.
+    if (interrupt.Requested()) throw Cancelled(interrupt.Signal());
+    throw;
+  }
+}
+
+void FitCommand::FitAndReport(Interrupt& interrupt, InterruptWatch& watch) {
   const bool writesJson = !jsonFile_.empty() && !JsonOnly();
   OutputFiles outputs;
   if (writesJson) outputs.Open(jsonFile_);
@@ -239,7 +252,7 @@ void FitCommand::Run() {
   outputs.Finish();
   // Before the files are replaced, so that a run that fails has replaced none.
   WriteStandardOutput(JsonOnly() ? JsonReport(fit) : TextReport(fit));
-  outputs.Commit();
+  watch.RunLastStep([&outputs] { outputs.Commit(); });
 }
 
 }  // namespace qvhost

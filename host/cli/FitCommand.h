@@ -5,6 +5,7 @@
 
 #include "host/cli/LogisticArguments.h"
 #include "host/fit/FitOptions.h"
+#include "host/fit/InterruptWatch.h"
 
 namespace qvhost {
 
@@ -29,6 +30,7 @@ class FitCommand {
   void CheckJsonFile() const;
   void CheckPredictionsFile() const;
   void TakeOptions();
+  void FitAndReport(Interrupt& interrupt, InterruptWatch& watch);
   void TakeModelKind();
   void TakeOptionsOfOneKind();
   [[nodiscard]] bool JsonOnly() const { return jsonFile_ == "-"; }

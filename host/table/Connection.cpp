@@ -2,7 +2,9 @@
 
 #include <array>
 #include <filesystem>
+#include <mutex>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -51,6 +53,17 @@ ConfigHandle MakeConfig(bool readOnly) {
   return config;
 }
 
+/// The connections of this process that may run a query.
+struct Registry {
+  std::mutex mutex;
+  std::vector<duckdb_connection> connections;
+};
+
+Registry& Living() {
+  static Registry registry;
+  return registry;
+}
+
 }  // namespace
 
 Connection::Connection(const std::string& databaseFile) : handles_(std::make_unique<Handles>()) {
@@ -64,9 +77,16 @@ Connection::Connection(const std::string& databaseFile) : handles_(std::make_uni
     throw Error(ExitCode::kRunFailed, "DuckDB gave no connection.");
   }
   Execute(kSessionSettings);
+  // The last step: a constructor that throws would leave it there.
+  const std::lock_guard lock(Living().mutex);
+  Living().connections.push_back(handles_->connection.Get());
 }
 
 Connection::~Connection() {
+  {
+    const std::lock_guard lock(Living().mutex);
+    std::erase(Living().connections, handles_->connection.Get());
+  }
   // A thread of DuckDB's that is just ending a task of an unfinished query still looks at the
   // connection, and waits forever for one that is gone (seen with 1.4.4). So its threads end first:
   // fewer are asked for, and the next query sees to it.
@@ -111,6 +131,11 @@ void Connection::SetTempDirectory(const std::string& folder) {
                             folder, std::generic_category().message(error.value())));
   }
   Execute(fmt::format("SET temp_directory = {}", QuoteText(tempDirectory_->Path().string())));
+}
+
+void Connection::InterruptAll() noexcept {
+  const std::lock_guard lock(Living().mutex);
+  for (const duckdb_connection connection : Living().connections) duckdb_interrupt(connection);
 }
 
 std::size_t Connection::CountStatements(const std::string& sql) {

@@ -41,6 +41,10 @@ class Connection {
   /// (kRunFailed) when the folder cannot be made.
   void SetTempDirectory(const std::string& folder);
 
+  /// Makes the queries that run on any connection of this process fail. Any thread may call it. A
+  /// query that starts at the same moment may miss it.
+  static void InterruptAll() noexcept;
+
   /// DuckDB's own handles, for the sources of this folder.
   struct Handles;
   [[nodiscard]] const Handles& Raw() const { return *handles_; }

@@ -1,8 +1,11 @@
 #include "host/table/Connection.h"
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <thread>
 
 #ifdef __linux__
 #include <sys/stat.h>
@@ -54,6 +57,26 @@ TEST_F(ConnectionTest, NamesAFolderThatCannotHoldATempDirectory) {
   EXPECT_EQ(refusal.text, "No temporary folder can be made in the folder '" + Path("missing") +
                               "' (No such file or directory); name another folder with "
                               "--spool-dir.");
+}
+
+TEST_F(ConnectionTest, AnotherThreadEndsItsQuery) {
+  Connection connection;
+  std::atomic<bool> isOver{false};
+  std::thread other([&isOver] {
+    while (!isOver) {
+      Connection::InterruptAll();
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+  });
+  const Refusal refusal = RefusalOf([&] {
+    connection.Execute(
+        "SELECT count(*) FROM range(1000000) a, range(1000000) b WHERE (a.range * b.range) % 7 = "
+        "3");
+  });
+  isOver = true;
+  other.join();
+  EXPECT_NE(refusal.text, Refusal().text);
+  EXPECT_EQ(connection.Rows("SELECT 42")[0][0], "42") << "it is as good as before";
 }
 
 #ifdef __linux__
