@@ -1,17 +1,25 @@
 #pragma once
 
+#include <csignal>
 #include <stdexcept>
 #include <string>
 
 namespace qvhost {
+
+/// What shells add to the number of the signal that ended a command.
+constexpr int kSignalBase = 128;
 
 /// How the command ends.
 enum class ExitCode : int {
   kFitted = 0,  ///< The model was fitted and reported.
   /// The run failed: the data cannot carry the model, or a file cannot be written.
   kRunFailed = 1,
-  kBadInput = 2,    ///< Wrong usage, or data that cannot be read.
-  kCancelled = 130  ///< Stopped by Ctrl-C.
+  kBadInput = 2,  ///< Wrong usage, or data that cannot be read.
+#ifdef SIGHUP
+  kHungUp = kSignalBase + SIGHUP,  ///< The terminal was closed.
+#endif
+  kCancelled = kSignalBase + SIGINT,   ///< Stopped by Ctrl-C.
+  kTerminated = kSignalBase + SIGTERM  ///< Told to end.
 };
 
 /// The host's only exception: one or two sentences for the user (what was wrong, where, what to do)
@@ -26,10 +34,18 @@ class Error : public std::runtime_error {
   ExitCode code_;
 };
 
-/// Thrown where the user's Ctrl-C is noticed; carries no message worth more than "Cancelled".
+/// Thrown where a signal that ends the run is noticed. Who does not know the signal leaves it out:
+/// the command knows it.
 class Cancelled : public Error {
  public:
-  Cancelled() : Error(ExitCode::kCancelled, "Cancelled.") {}
+  explicit Cancelled(int signal = SIGINT)
+      : Error(static_cast<ExitCode>(kSignalBase + signal), TextOf(signal)) {}
+
+ private:
+  static std::string TextOf(int signal) {
+    if (signal == SIGINT) return "Cancelled.";
+    return signal == SIGTERM ? "Cancelled by SIGTERM." : "Cancelled by SIGHUP.";
+  }
 };
 
 }  // namespace qvhost

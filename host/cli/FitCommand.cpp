@@ -8,16 +8,18 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "host/WholeFile.h"
+#include "host/Error.h"
 #include "host/cli/BadUsage.h"
 #include "host/cli/StandardStreams.h"
 #include "host/fit/Interrupt.h"
+#include "host/fit/InterruptWatch.h"
+#include "host/fit/OutputFiles.h"
 #include "host/fit/ProgressBar.h"
 #include "host/fit/RunFit.h"
 #include "host/report/JsonReport.h"
 #include "host/report/TextReport.h"
 #include "host/table/MissingStrings.h"
-#include "host/table/TableWriter.h"
+#include "host/table/TableFormat.h"
 
 namespace qvhost {
 
@@ -61,7 +63,8 @@ Examples:
   qvreg fit --data penguins.csv --formula "species ~ flipper_length" --predictions p.parquet
   qvreg fit --sql "SELECT * FROM 'a.csv' JOIN 'b.csv' USING (id)" --formula "y ~ x" --json -
 
-Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data, 130 cancelled by Ctrl-C.)help";
+Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data; cancelled: 130 by Ctrl-C,
+143 by SIGTERM, 129 by SIGHUP. Files are written and replaced only when the run succeeds.)help";
 
 /// The default missing strings in lines of a help text.
 std::string DefaultStrings() {
@@ -212,17 +215,6 @@ void FitCommand::CheckRanges() const {
   }
 }
 
-void FitCommand::TakeOutputFiles() {
-  if (!jsonFile_.empty() && !JsonOnly()) {
-    outputs_.Add("--json", jsonFile_);
-    CheckFileWritable(jsonFile_);
-  }
-  if (!options_.predictions.empty()) {
-    outputs_.Add("--predictions", options_.predictions);
-    CheckTableFile(options_.predictions);
-  }
-}
-
 void FitCommand::TakeModelKind() {
   if (model_ == "linear") options_.binding.model = ModelKind::kLinear;
   if (model_ == "logistic") options_.binding.model = ModelKind::kLogistic;
@@ -237,7 +229,7 @@ void FitCommand::TakeOptionsOfOneKind() {
   }
 }
 
-void FitCommand::Run() {
+void FitCommand::TakeOptions() {
   CheckRanges();
   logistic_.Take();
   TakeModelKind();
@@ -245,22 +237,38 @@ void FitCommand::Run() {
   options_.intercept = !noIntercept_;
   options_.refine = !noRefine_;
   if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;
-  TakeOutputFiles();
+  // The ending is wrong usage, whatever becomes of the run.
+  if (!options_.predictions.empty()) static_cast<void>(TableFormatOf(options_.predictions));
+}
 
+void FitCommand::Run() {
   Interrupt interrupt;
+  InterruptWatch watch(interrupt);
+  try {
+    TakeOptions();
+    FitAndReport(interrupt, watch);
+  } catch (...) {
+    // Whatever failed may have failed because it was stopped.
+    if (interrupt.Requested()) throw Cancelled(interrupt.Signal());
+    throw;
+  }
+}
+
+void FitCommand::FitAndReport(Interrupt& interrupt, InterruptWatch& watch) {
+  const bool writesJson = !jsonFile_.empty() && !JsonOnly();
+  OutputFiles outputs;
+  if (writesJson) outputs.Open("--json", jsonFile_);
+  if (!options_.predictions.empty()) outputs.Open("--predictions", options_.predictions);
   FitResult fit;
   {
     ProgressBar progress;
-    fit = RunFit(options_, progress, interrupt, outputs_);
+    fit = RunFit(options_, progress, interrupt, outputs);
   }
-  if (JsonOnly()) {
-    WriteStandardOutput(JsonReport(fit));
-    return;
-  }
-  if (!jsonFile_.empty()) {
-    WriteWholeFile(jsonFile_, JsonReport(fit), [this] { outputs_.Check(); });
-  }
-  WriteStandardOutput(TextReport(fit));
+  if (writesJson) outputs.Get(jsonFile_).Write(JsonReport(fit));
+  outputs.Finish();
+  // Before the files are replaced, so that a run that fails has replaced none.
+  WriteStandardOutput(JsonOnly() ? JsonReport(fit) : TextReport(fit));
+  watch.RunLastStep([&outputs] { outputs.Commit(); });
 }
 
 }  // namespace qvhost

@@ -5,7 +5,7 @@
 
 #include "host/cli/LogisticArguments.h"
 #include "host/fit/FitOptions.h"
-#include "host/fit/OutputFiles.h"
+#include "host/fit/InterruptWatch.h"
 
 namespace qvhost {
 
@@ -28,7 +28,8 @@ class FitCommand {
   void AddInference();
   void AddOutput();
   void CheckRanges() const;
-  void TakeOutputFiles();
+  void TakeOptions();
+  void FitAndReport(Interrupt& interrupt, InterruptWatch& watch);
   void TakeModelKind();
   void TakeOptionsOfOneKind();
   [[nodiscard]] bool JsonOnly() const { return jsonFile_ == "-"; }
@@ -42,7 +43,6 @@ class FitCommand {
   bool noIntercept_ = false;
   CLI::Option* noRefineOption_ = nullptr;
   bool noRefine_ = false;
-  OutputFiles outputs_;
   std::string jsonFile_;  ///< "-" for standard output; empty for none.
 };
 

@@ -1,18 +1,26 @@
 #pragma once
 
+#include <deque>
 #include <string>
-#include <vector>
 
+#include "host/WholeFile.h"
 #include "host/table/InputFiles.h"
 
 namespace qvhost {
 
-/// The files that a run writes. None of them may be a file that the run reads, by whatever name,
-/// and no two of them may be one file. One thread at a time.
+/// The files that a run writes: all are begun before the work, so that one that cannot be written
+/// stops the run early, and committed together after it. Destroyed before that, they leave every
+/// file as it was; a device or a pipe is written at once. None of them may be a file that the run
+/// reads, by whatever name, and no two of them may be one file.
+///
+/// Owns the files. One thread at a time. Throws Error as WholeFile does, and as Check does.
 class OutputFiles {
  public:
-  /// Adds the file that an option names. Throws Error (kBadInput) when another option names it.
-  void Add(const std::string& option, const std::string& file);
+  /// Begins the file that an option names. Throws Error (kBadInput) when another option names it.
+  void Open(const std::string& option, const std::string& path);
+
+  /// The file of this path, which was begun; valid as long as this object.
+  [[nodiscard]] const WholeFile& Get(const std::string& path) const;
 
   /// Sets which files the run reads, as far as they are known, and checks.
   void SetInputs(InputFiles inputs);
@@ -21,14 +29,23 @@ class OutputFiles {
   /// and the input, or the other output.
   void Check() const;
 
+  /// Does everything but the renaming, which takes no time and hardly ever fails. Whoever wrote the
+  /// files has closed them.
+  void Finish();
+
+  /// Checks once more and renames the files into place, one straight after another, and waits until
+  /// that is on the disk; after Finish. The first failure ends it, and files renamed until then
+  /// stay.
+  void Commit();
+
  private:
   struct Output {
     std::string option;
-    std::string file;
+    WholeFile file;
   };
   static void CheckTwo(const Output& one, const Output& other);
 
-  std::vector<Output> outputs_;
+  std::deque<Output> outputs_;
   InputFiles inputs_;
 };
 

@@ -86,16 +86,16 @@ class RowScorer {
 
 }  // namespace
 
-void WritePredictions(const std::string& path, const CodedTable& table, IQvRegComponent& component,
+void WritePredictions(const WholeFile& file, const CodedTable& table, IQvRegComponent& component,
                       const IQvRegOutputStats& output, const PredictedCategories& categories,
                       const std::function<void(long long records)>& progress,
-                      const Interrupt& interrupt, const std::function<void()>& beforeRename) {
+                      const Interrupt& interrupt) {
   RowScorer scorer(component, output, categories);
   CountedRecordIterator records(table, [&](int /*pass*/, long long done) {
     if (progress) progress(done);
   });
   records.NewPass();
-  const auto scoreNext = [&](RowCells& cells) {
+  WriteTable(file, scorer.Columns(), [&](RowCells& cells) {
     if (interrupt.Requested()) throw Cancelled();
     const QvCommon::Record* record = records.Next();
     if (record != nullptr) {
@@ -105,8 +105,7 @@ void WritePredictions(const std::string& path, const CodedTable& table, IQvRegCo
     if (records.AllRecordsRead()) return false;
     throw Error(ExitCode::kRunFailed,
                 StatusText(QvCommon::QvStatus(QvStatusCode::kUnreadableRecord, false)));
-  };
-  WriteTableFile(path, scorer.Columns(), scoreNext, beforeRename);
+  });
 }
 
 }  // namespace qvhost

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/WholeFile.h"
 #include "host/fit/Interrupt.h"
 #include "host/table/CodedTable.h"
 #include "qvreg/component/IQvRegComponent.h"
@@ -18,22 +19,21 @@ struct PredictedCategories {
 };
 
 /// Scores every record of a table and writes a row for each, in their order, to a .csv, .tsv or
-/// .parquet file (see WriteTableFile). A linear model gives one column, `predicted`, of numbers. A
-/// logistic one gives `predicted`, the text of the most probable level, and for each level that was
-/// observed `p_LEVEL`, its probability, in the order of the codes.
+/// .parquet file (see WriteTable), which the caller commits. A linear model gives one column,
+/// `predicted`, of numbers. A logistic one gives `predicted`, the text of the most probable level,
+/// and for each level that was observed `p_LEVEL`, its probability, in the order of the codes.
 ///
 /// All columns of a record that cannot be scored are NULL: a factor or a covariate is missing, a
 /// combination of levels never occurred in the records used, or the prediction is no finite number.
 /// A record that lacks only its dependent or a weight is scored.
 ///
 /// `component` has built its model, `output` is its statistics. `progress(records)` is called every
-/// few thousand records with those done so far; may be empty. `beforeRename` is
-/// WriteTableFile's. Reads the table from its start and
-/// leaves it at its end. Throws Error as WriteTableFile does, and kRunFailed when the table cannot
+/// few thousand records with those done so far; may be empty. Reads the table from its start and
+/// leaves it at its end. Throws Error as WriteTable does, and kRunFailed when the table cannot
 /// be read back; Cancelled when interrupted.
-void WritePredictions(const std::string& path, const CodedTable& table, IQvRegComponent& component,
+void WritePredictions(const WholeFile& file, const CodedTable& table, IQvRegComponent& component,
                       const IQvRegOutputStats& output, const PredictedCategories& categories,
                       const std::function<void(long long records)>& progress,
-                      const Interrupt& interrupt, const std::function<void()>& beforeRename = {});
+                      const Interrupt& interrupt);
 
 }  // namespace qvhost

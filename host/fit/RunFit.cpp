@@ -70,14 +70,14 @@ PredictedCategories CategoriesOf(const ModelRun& run, const CodedTable& table) {
   return {logistic->GetDependCategories(), table.Columns()[ModelBinding::kDependent].levels};
 }
 
-void Predict(const std::string& file, const CodedTable& table, const ModelRun& run,
-             ProgressBar& progress, const Interrupt& interrupt, const OutputFiles& outputs) {
+void Predict(const WholeFile& file, const CodedTable& table, const ModelRun& run,
+             ProgressBar& progress, const Interrupt& interrupt) {
   const auto total = static_cast<double>(table.RecordCount());
   const auto show = [&](long long records) {
     progress.Show("predicting", static_cast<double>(records) / total, records);
   };
   WritePredictions(file, table, run.Component(), run.Output(), CategoriesOf(run, table), show,
-                   interrupt, [&outputs] { outputs.Check(); });
+                   interrupt);
 }
 
 /// The source for a report, with the query that it went through.
@@ -104,7 +104,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   run.Build();
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);
   if (!options.predictions.empty()) {
-    Predict(options.predictions, table, run, progress, interrupt, outputs);
+    Predict(outputs.Get(options.predictions), table, run, progress, interrupt);
   }
   result.data = DataText(source, options.source);
   progress.Erase();

@@ -10,10 +10,11 @@ namespace qvhost {
 
 /// Fits a model: reads the formula, binds it to the table, codes the table into a temporary file
 /// (gone when this returns, however it returns), runs the library over it,
-/// and writes the predictions if asked to.
+/// and writes the predictions if asked to, to the file of `outputs` that the options name; the
+/// caller commits it.
 ///
 /// `outputs` learns which files are read, and refuses those that would be replaced: before anything
-/// is computed, when all has been read, and right before the predictions take their name.
+/// is computed, and when all has been read.
 ///
 /// Progress goes to `progress`, which is erased at the end; `interrupt` stops the run. All are
 /// borrowed. Runs on the calling thread.

@@ -47,7 +47,7 @@ class Coder {
     const std::size_t columns = plan_.size();
     const std::size_t megabytes = source_.IsStored() ? 128 + 4 * columns : 1024 + 16 * columns;
     source_.Database().Execute(fmt::format("SET memory_limit = '{}MB'", megabytes));
-    source_.Database().PutAsideIn(file_.Folder());
+    source_.Database().SetTempDirectory(file_.Folder());
   }
 
   void ReadRows() {

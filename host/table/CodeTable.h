@@ -51,7 +51,7 @@ struct CodingOptions {
 /// `requests` must not be empty. Throws Error: kBadInput for an infinite number (row and column are
 /// named), a type that the request refuses, a factor of too many levels, an expression
 /// or a row that DuckDB cannot read; kRunFailed when the temporary file cannot be made or filled;
-/// Cancelled when asked to stop. No temporary file is left in any case.
+/// Cancelled when asked to stop. No temporary file is left in any case once the source is gone.
 [[nodiscard]] CodedTable CodeTable(const TableSource& source,
                                    const std::vector<ColumnRequest>& requests,
                                    const CodingOptions& options = {});

@@ -2,8 +2,9 @@
 
 #include <array>
 #include <filesystem>
-#include <random>
+#include <mutex>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -18,10 +19,12 @@ namespace {
 
 using Setting = std::pair<const char*, const char*>;
 
-constexpr std::array<Setting, 6> kSettings = {{
+constexpr std::array<Setting, 7> kSettings = {{
     {"threads", "2"},
     {"memory_limit", "1GB"},
     {"preserve_insertion_order", "true"},
+    // Otherwise DuckDB would choose a folder beside the data, and make it for everyone to read.
+    {"temp_directory", ""},
     // A source is read once, from start to end: what was read is of no further use.
     {"enable_external_file_cache", "false"},
     // Without these two a missing extension is looked for on a server.
@@ -50,6 +53,17 @@ ConfigHandle MakeConfig(bool readOnly) {
   return config;
 }
 
+/// The connections of this process that may run a query.
+struct Registry {
+  std::mutex mutex;
+  std::vector<duckdb_connection> connections;
+};
+
+Registry& Living() {
+  static Registry registry;
+  return registry;
+}
+
 }  // namespace
 
 Connection::Connection(const std::string& databaseFile) : handles_(std::make_unique<Handles>()) {
@@ -63,6 +77,9 @@ Connection::Connection(const std::string& databaseFile) : handles_(std::make_uni
     throw Error(ExitCode::kRunFailed, "DuckDB gave no connection.");
   }
   Execute(kSessionSettings);
+  // The last step: a constructor that throws would leave it there.
+  const std::lock_guard lock(Living().mutex);
+  Living().connections.push_back(handles_->connection.Get());
 }
 
 Connection::Connection(std::unique_ptr<Handles> handles) : handles_(std::move(handles)) {}
@@ -76,6 +93,10 @@ std::unique_ptr<Connection> Connection::Another() const {
 }
 
 Connection::~Connection() {
+  {
+    const std::lock_guard lock(Living().mutex);
+    std::erase(Living().connections, handles_->connection.Get());
+  }
   // Another connection leaves the threads to the owner of the database.
   if (!handles_->database) return;
 
@@ -112,13 +133,22 @@ std::vector<std::vector<std::optional<std::string>>> Connection::Rows(const std:
   return rows;
 }
 
-void Connection::PutAsideIn(const std::string& folder) {
-  if (std::exchange(hasFolder_, true)) return;
-  // DuckDB's names for its files are the same in every process: each needs a folder of its own.
-  std::random_device random;
-  const std::filesystem::path own =
-      std::filesystem::path(folder) / fmt::format("qvreg-{:08x}{:08x}", random(), random());
-  Execute(fmt::format("SET temp_directory = {}", QuoteText(own.string())));
+void Connection::SetTempDirectory(const std::string& folder) {
+  if (tempDirectory_) return;
+  std::error_code error;
+  tempDirectory_ = TemporaryFolder::Make(folder, error);
+  if (error) {
+    throw Error(ExitCode::kRunFailed,
+                fmt::format("No temporary folder can be made in the folder '{}' ({}); name another "
+                            "folder with --spool-dir.",
+                            folder, std::generic_category().message(error.value())));
+  }
+  Execute(fmt::format("SET temp_directory = {}", QuoteText(tempDirectory_->Path().string())));
+}
+
+void Connection::InterruptAll() noexcept {
+  const std::lock_guard lock(Living().mutex);
+  for (const duckdb_connection connection : Living().connections) duckdb_interrupt(connection);
 }
 
 std::size_t Connection::CountStatements(const std::string& sql) {

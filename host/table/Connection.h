@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/TemporaryFolder.h"
 #include "host/table/ColumnInfo.h"
 
 namespace qvhost {
@@ -39,9 +40,14 @@ class Connection {
   /// Names and types of a query's columns, without running it.
   [[nodiscard]] std::vector<ColumnInfo> Describe(const std::string& query);
 
-  /// Lets DuckDB put aside what exceeds its memory, in a folder of its own inside this one. It
-  /// makes the folder when it needs it and removes it with the connection. The first call decides.
-  void PutAsideIn(const std::string& folder);
+  /// Lets DuckDB write what exceeds its memory to a TemporaryFolder inside this one, which is gone
+  /// with the connection. The first call decides; before it nothing is written. Throws Error
+  /// (kRunFailed) when the folder cannot be made.
+  void SetTempDirectory(const std::string& folder);
+
+  /// Makes the queries that run on any connection of this process fail. Any thread may call it. A
+  /// query that starts at the same moment may miss it.
+  static void InterruptAll() noexcept;
 
   /// DuckDB's own handles, for the sources of this folder.
   struct Handles;
@@ -50,8 +56,9 @@ class Connection {
  private:
   explicit Connection(std::unique_ptr<Handles> handles);
 
+  /// DuckDB's names for its files are the same in every process: each needs a folder of its own.
+  std::optional<TemporaryFolder> tempDirectory_;  ///< Outlives the database.
   std::unique_ptr<Handles> handles_;
-  bool hasFolder_ = false;
 };
 
 }  // namespace qvhost

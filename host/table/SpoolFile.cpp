@@ -4,22 +4,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <random>
 #include <system_error>
 
 #include <fmt/format.h>
 
-#ifdef _WIN32
-#include <fcntl.h>
-#include <io.h>
-#include <share.h>
-#include <sys/stat.h>
-#else
-#include <fcntl.h>
-#include <unistd.h>
-#endif
-
 #include "host/Error.h"
+#include "host/FileSystem.h"
 
 namespace qvhost {
 namespace {
@@ -35,47 +25,13 @@ std::string FolderOrDefault(const std::string& folder) {
   return error ? std::string(".") : system.string();
 }
 
+int SeekStream(std::FILE* stream, std::int64_t offset) {
 #ifdef _WIN32
-
-constexpr int kMostNames = 100;
-
-/// A stream on a new file that the system deletes when it is closed; null with errno set.
-std::FILE* CreateNameless(const std::string& folder) {
-  std::random_device random;
-  int descriptor = -1;
-  for (int i = 0; i < kMostNames && descriptor < 0; ++i) {
-    const fs::path path = fs::path(folder) / fmt::format("qvreg-{:08x}{:08x}", random(), random());
-    const errno_t failed = _wsopen_s(
-        &descriptor, path.c_str(),
-        _O_CREAT | _O_EXCL | _O_RDWR | _O_BINARY | _O_TEMPORARY | _O_SHORT_LIVED | _O_NOINHERIT,
-        _SH_DENYRW, _S_IREAD | _S_IWRITE);
-    if (failed != 0 && failed != EEXIST) return nullptr;
-  }
-  return descriptor < 0 ? nullptr : _fdopen(descriptor, "w+b");
-}
-
-int SeekStream(std::FILE* stream, std::int64_t offset) {
   return _fseeki64(stream, offset, SEEK_SET);
-}
-
 #else
-
-/// A stream on a new file whose name is gone at once; null with errno set.
-std::FILE* CreateNameless(const std::string& folder) {
-  std::string path = (fs::path(folder) / "qvreg-XXXXXX").string();
-  const int descriptor = mkostemp(path.data(), O_CLOEXEC);
-  if (descriptor < 0) return nullptr;
-  unlink(path.c_str());
-  std::FILE* const stream = fdopen(descriptor, "w+b");
-  if (stream == nullptr) close(descriptor);
-  return stream;
-}
-
-int SeekStream(std::FILE* stream, std::int64_t offset) {
   return fseeko(stream, static_cast<off_t>(offset), SEEK_SET);
-}
-
 #endif
+}
 
 std::string SizeText(std::int64_t values) {
   const double bytes = static_cast<double>(values) * static_cast<double>(sizeof(double));
@@ -89,14 +45,23 @@ constexpr std::int64_t kValueSize = sizeof(double);
 }  // namespace
 
 SpoolFile::SpoolFile(const std::string& folder)
-    : folder_(FolderOrDefault(folder)), buffer_(kStreamBuffer), stream_(CreateNameless(folder_)) {
-  if (stream_ == nullptr) {
+    : folder_(FolderOrDefault(folder)), buffer_(kStreamBuffer) {
+  std::error_code error;
+  home_ = TemporaryFolder::Make(folder_, error);
+  if (home_) {
+    stream_.reset(OpenTransient(home_->Path() / "records"));
+    if (stream_ == nullptr) error.assign(errno, std::generic_category());
+  }
+  if (error) {
     throw Error(ExitCode::kRunFailed,
                 fmt::format("No temporary file can be made in the folder '{}' ({}); name another "
                             "folder with --spool-dir.",
-                            folder_, std::strerror(errno)));
+                            folder_, std::generic_category().message(error.value())));
   }
   std::setvbuf(stream_.get(), buffer_.data(), _IOFBF, buffer_.size());
+#ifndef _WIN32
+  home_.reset();  // The file has no name any more.
+#endif
 }
 
 void SpoolFile::Append(std::span<const double> values) {

@@ -4,16 +4,18 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "host/TemporaryFolder.h"
+
 namespace qvhost {
 
-/// A temporary file of doubles that nobody else can open and that never outlives the process: the
-/// host's one place that knows how a platform makes such a file.
+/// A temporary file of doubles that nobody else can open and that never outlives the process.
 ///
-/// Created exclusively, readable by the owner alone, and without a name from the start where the
+/// Made in a TemporaryFolder, readable by the owner alone, and without a name at once where the
 /// platform allows it (otherwise removed by the system when it is closed), so that nothing is left
 /// behind however the process ends. Owns the stream. Movable. One thread at a time.
 ///
@@ -65,7 +67,8 @@ class SpoolFile {
   [[noreturn]] void ThrowWriteError(int error) const;
 
   std::string folder_;
-  std::int64_t written_ = 0;  ///< Values appended so far, the failed ones included.
+  std::int64_t written_ = 0;             ///< Values appended so far, the failed ones included.
+  std::optional<TemporaryFolder> home_;  ///< Where the file needs a name; outlives the stream.
   std::vector<char> buffer_;  ///< The stream's; declared before it, so that it goes after it.
   std::unique_ptr<std::FILE, Closer> stream_;
 };

@@ -186,15 +186,9 @@ std::string ReasonIn(const QueryError& error, const std::filesystem::path& path)
 
 }  // namespace
 
-void CheckTableFile(const std::string& path) {
-  static_cast<void>(TableFormatOf(path));
-  CheckFileWritable(path);
-}
-
-void WriteTableFile(const std::string& path, const std::vector<WrittenColumn>& columns,
-                    const NextRow& nextRow, const std::function<void()>& beforeRename) {
-  const TableFormat format = TableFormatOf(path);
-  WholeFile file(path);
+void WriteTable(const WholeFile& file, const std::vector<WrittenColumn>& columns,
+                const NextRow& nextRow) {
+  const TableFormat format = TableFormatOf(file.Path());
   RowSource source{columns, nextRow, false, nullptr};
   {
     Connection connection;
@@ -208,8 +202,6 @@ void WriteTableFile(const std::string& path, const std::vector<WrittenColumn>& c
     }
   }
   if (source.failure) std::rethrow_exception(source.failure);
-  if (beforeRename) beforeRename();
-  file.TakeName();
 }
 
 }  // namespace qvhost

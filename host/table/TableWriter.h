@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/WholeFile.h"
+
 namespace qvhost {
 
 /// A column of a table to write.
@@ -33,13 +35,9 @@ class RowCells {
 /// Gives a table row by row: fills the cells of the next one; false when there is none more.
 using NextRow = std::function<bool(RowCells& cells)>;
 
-/// Checks, before a long run, that WriteTableFile has a chance with this path: its ending and its
-/// folder. Leaves nothing behind; throws as WriteTableFile does.
-void CheckTableFile(const std::string& path);
-
 /// Writes a table of one column or more in the format that the path's ending asks for (see
-/// TableFormatOf), all of it or none: an existing file is replaced when everything is written, and
-/// stays as it was otherwise. Rows keep their order. Memory does not grow with their number.
+/// TableFormatOf); the caller commits the file. Rows keep their order. Memory does not grow with
+/// their number.
 /// `nextRow` is called on the calling thread; what it throws ends the writing and passes through.
 ///
 /// Finite numbers read back as the same doubles from every format. In CSV a NULL is an empty value;
@@ -48,12 +46,9 @@ void CheckTableFile(const std::string& path);
 /// line. Names that differ in nothing but capital letters get a number (`p_A`, `p_a_1`), as DuckDB
 /// does not tell them apart; a zero byte ends a name.
 ///
-/// `beforeRename` is called when everything is written, right before a file takes the name; what it
-/// throws leaves the name as it was and passes through. May be empty.
-///
 /// Throws Error: kBadInput for the ending, kRunFailed, with the file and the reason, when it cannot
 /// be written.
-void WriteTableFile(const std::string& path, const std::vector<WrittenColumn>& columns,
-                    const NextRow& nextRow, const std::function<void()>& beforeRename = {});
+void WriteTable(const WholeFile& file, const std::vector<WrittenColumn>& columns,
+                const NextRow& nextRow);
 
 }  // namespace qvhost

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <thread>
 
 #include <fcntl.h>
 #include <linux/capability.h>
@@ -13,6 +14,7 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -82,8 +84,33 @@ CommandRun& CommandRun::OnTerminal() {
 }
 
 CommandRun& CommandRun::InterruptWhenShown(std::string text) {
-  interruptAt_ = std::move(text);
+  return SignalWhenShown(std::move(text), SIGINT);
+}
+
+CommandRun& CommandRun::SignalWhenShown(std::string text, int signal) {
+  signalAt_ = std::move(text);
+  signal_ = signal;
   return OnTerminal();
+}
+
+CommandRun& CommandRun::SignalAfter(std::chrono::milliseconds delay, int signal) {
+  timed_.emplace_back(delay, signal);
+  return *this;
+}
+
+CommandRun& CommandRun::IgnoringHangUp() {
+  ignoringHangUp_ = true;
+  return *this;
+}
+
+CommandRun& CommandRun::Umask(mode_t mask) {
+  umask_ = mask;
+  return *this;
+}
+
+void CommandRun::Send(pid_t child, int signal) {
+  if (!signalled_) signalled_ = std::chrono::steady_clock::now();
+  kill(child, signal);
 }
 
 void CommandRun::RedirectOutput() const {
@@ -125,6 +152,8 @@ void CommandRun::Exec() const {
     const rlimit limit{*fileSizeLimit_, *fileSizeLimit_};
     if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(kCannotRun);
   }
+  if (ignoringHangUp_) std::signal(SIGHUP, SIG_IGN);
+  if (umask_) umask(*umask_);
   LimitPowers();
   std::vector<std::string> words = {QVREG_COMMAND};
   words.insert(words.end(), arguments_.begin(), arguments_.end());
@@ -137,14 +166,14 @@ void CommandRun::Exec() const {
 }
 
 /// In the parent: collects what the terminal shows until the command ends.
-void CommandRun::WatchTerminal(int terminal, pid_t child, std::string& shown) const {
-  bool pressed = interruptAt_.empty();
+void CommandRun::WatchTerminal(int terminal, pid_t child, std::string& shown) {
+  bool sent = signalAt_.empty();
   std::array<char, 4096> buffer{};
   for (ssize_t count = 0; (count = read(terminal, buffer.data(), buffer.size())) > 0;) {
     shown.append(buffer.data(), static_cast<std::size_t>(count));
-    if (!pressed && shown.find(interruptAt_) != std::string::npos) {
-      kill(child, SIGINT);
-      pressed = true;
+    if (!sent && shown.find(signalAt_) != std::string::npos) {
+      Send(child, signal_);
+      sent = true;
     }
   }
 }
@@ -156,8 +185,16 @@ CommandResult CommandRun::Run() {
   if (child == 0) Exec();
 
   CommandResult result;
+  for (const auto& [delay, signal] : timed_) {
+    std::this_thread::sleep_for(delay);
+    Send(child, signal);
+  }
   if (onTerminal_) WatchTerminal(terminal, child, result.err);
   result.exitCode = WaitFor(child);
+  if (signalled_) {
+    result.secondsAfterSignal =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - *signalled_).count();
+  }
   if (onTerminal_) {
     close(terminal);
   } else {

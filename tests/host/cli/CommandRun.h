@@ -1,9 +1,12 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <sys/types.h>
@@ -17,6 +20,7 @@ struct CommandResult {
   int exitCode = -1;  ///< 128 + the signal's number when a signal ended it.
   std::string out;
   std::string err;
+  double secondsAfterSignal = -1.0;  ///< From the first signal that the test sent to the end.
 };
 
 /// The command `qvreg` as a process of its own: its output, its errors and its exit code.
@@ -43,6 +47,14 @@ class CommandRun {
   /// Makes standard error a terminal; presses Ctrl-C once it shows `text`.
   CommandRun& OnTerminal();
   CommandRun& InterruptWhenShown(std::string text);
+  /// The same with any signal.
+  CommandRun& SignalWhenShown(std::string text, int signal);
+  /// Sends a signal after a while; may be called again for one that follows it.
+  CommandRun& SignalAfter(std::chrono::milliseconds delay, int signal);
+  /// Starts with SIGHUP ignored, as nohup does.
+  CommandRun& IgnoringHangUp();
+  /// Starts with this umask.
+  CommandRun& Umask(mode_t mask);
 
   /// Runs to the end.
   [[nodiscard]] CommandResult Run();
@@ -51,7 +63,8 @@ class CommandRun {
   void Exec() const;
   void RedirectOutput() const;
   void LimitPowers() const;
-  void WatchTerminal(int terminal, pid_t child, std::string& shown) const;
+  void WatchTerminal(int terminal, pid_t child, std::string& shown);
+  void Send(pid_t child, int signal);
 
   std::vector<std::string> arguments_;
   std::filesystem::path folder_;
@@ -62,7 +75,12 @@ class CommandRun {
   bool unprivileged_ = false;
   std::string smallDisk_;
   bool onTerminal_ = false;
-  std::string interruptAt_;
+  std::string signalAt_;
+  int signal_ = 0;
+  std::vector<std::pair<std::chrono::milliseconds, int>> timed_;
+  bool ignoringHangUp_ = false;
+  std::optional<mode_t> umask_;
+  std::optional<std::chrono::steady_clock::time_point> signalled_;
   qvtest::TempFolder files_;
 };
 

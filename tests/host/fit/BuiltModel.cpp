@@ -29,7 +29,10 @@ PredictedCategories BuiltModel::Categories() const {
 }
 
 void BuiltModel::Predict(const std::string& path, const std::function<void(long long)>& progress) {
-  WritePredictions(path, table_, Component(), run_.Output(), Categories(), progress, interrupt_);
+  WholeFile file(path);
+  WritePredictions(file, table_, Component(), run_.Output(), Categories(), progress, interrupt_);
+  file.Finish();
+  file.Commit();
 }
 
 std::vector<BuiltModel::Answer> BuiltModel::Answers() const {

@@ -31,7 +31,7 @@ class BuiltModel {
   /// Those of a logistic model; empty for a linear one.
   [[nodiscard]] PredictedCategories Categories() const;
 
-  /// Writes the predictions.
+  /// Writes the predictions to a file.
   void Predict(const std::string& path, const std::function<void(long long)>& progress = {});
 
   /// What the component answers for each record of the table.

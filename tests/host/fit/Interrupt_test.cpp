@@ -12,47 +12,74 @@
 namespace qvhost {
 namespace {
 
-TEST(Interrupt, AnswersYesOnceCtrlCWasPressed) {
+using Handler = void (*)(int);
+
+class InterruptSignals : public ::testing::TestWithParam<int> {};
+
+#ifdef SIGHUP
+INSTANTIATE_TEST_SUITE_P(, InterruptSignals, ::testing::Values(SIGINT, SIGTERM, SIGHUP));
+#else
+INSTANTIATE_TEST_SUITE_P(, InterruptSignals, ::testing::Values(SIGINT, SIGTERM));
+#endif
+
+TEST_P(InterruptSignals, AreNoticed) {
   Interrupt interrupt;
   EXPECT_FALSE(interrupt.Requested());
+  EXPECT_EQ(interrupt.Signal(), 0);
   EXPECT_FALSE(interrupt.QueryCancel());
-  std::raise(SIGINT);
+  std::raise(GetParam());
   EXPECT_TRUE(interrupt.Requested());
+  EXPECT_EQ(interrupt.Signal(), GetParam());
   EXPECT_TRUE(interrupt.QueryCancel());
   EXPECT_TRUE(interrupt.QueryWillCancel());
-  std::raise(SIGINT);
-  EXPECT_TRUE(interrupt.Requested());
+  EXPECT_FALSE(interrupt.Repeated());
+  std::raise(SIGTERM);
+  EXPECT_EQ(interrupt.Signal(), GetParam()) << "the first";
+  EXPECT_TRUE(interrupt.Repeated());
 }
 
-TEST(Interrupt, StartsAnew) {
+TEST_P(InterruptSignals, AreForgottenByTheNext) {
   {
     const Interrupt first;
-    std::raise(SIGINT);
+    std::raise(GetParam());
+    std::raise(GetParam());
   }
-  EXPECT_FALSE(Interrupt().Requested());
+  const Interrupt second;
+  EXPECT_FALSE(second.Requested());
+  EXPECT_FALSE(second.Repeated());
 }
 
-TEST(Interrupt, PutsTheFormerHandlerBack) {
-  using Handler = void (*)(int);
+TEST_P(InterruptSignals, GoToTheFormerHandlerAgain) {
   const Handler handler = [](int) {};
-  const Handler before = std::signal(SIGINT, handler);
+  const Handler before = std::signal(GetParam(), handler);
   { const Interrupt interrupt; }
-  EXPECT_EQ(std::signal(SIGINT, before), handler);
+  EXPECT_EQ(std::signal(GetParam(), before), handler);
 }
 
-TEST(Interrupt, AnIgnoredCtrlCStaysIgnored) {
-  using Handler = void (*)(int);
-  const Handler before = std::signal(SIGINT, SIG_IGN);
+TEST_P(InterruptSignals, StayIgnored) {
+  const Handler before = std::signal(GetParam(), SIG_IGN);
   {
     const Interrupt interrupt;
-    std::raise(SIGINT);
+    std::raise(GetParam());
     EXPECT_FALSE(interrupt.Requested());
   }
-  EXPECT_EQ(std::signal(SIGINT, before), SIG_IGN);
+  EXPECT_EQ(std::signal(GetParam(), before), SIG_IGN);
+}
+
+TEST(Interrupt, ASignalHasItsCodeAndSentence) {
+  EXPECT_EQ(Cancelled().Code(), ExitCode::kCancelled);
+  EXPECT_STREQ(Cancelled(SIGINT).what(), "Cancelled.");
+  EXPECT_EQ(Cancelled(SIGTERM).Code(), ExitCode::kTerminated);
+  EXPECT_STREQ(Cancelled(SIGTERM).what(), "Cancelled by SIGTERM.");
+#ifdef SIGHUP
+  EXPECT_EQ(Cancelled(SIGHUP).Code(), ExitCode::kHungUp);
+  EXPECT_STREQ(Cancelled(SIGHUP).what(), "Cancelled by SIGHUP.");
+#endif
 }
 
 TEST(Interrupt, StopsAFit) {
   ProgressBar none(nullptr);
+  OutputFiles outputs;
   Interrupt interrupt;
   OutputFiles outputs;
   std::raise(SIGINT);

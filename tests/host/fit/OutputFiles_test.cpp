@@ -1,16 +1,23 @@
 #include "host/fit/OutputFiles.h"
 
 #include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
 #include <string>
 
-#include "host/WholeFile.h"
-#include "host/table/TableWriter.h"
+#include "host/Error.h"
 #include "tests/host/table/TableTest.h"
 
 namespace qvhost {
 namespace {
 
 namespace fs = std::filesystem;
+
+std::string TextOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
 
 class OutputFilesTest : public TableTest {
  protected:
@@ -32,15 +39,15 @@ class OutputFilesTest : public TableTest {
 
 TEST_F(OutputFilesTest, AnOutputThatIsAnInput) {
   fs::create_hard_link(data_, Path("hard.csv"));
-  outputs_.Add("--json", Path("new.json"));
-  outputs_.Add("--predictions", Path("hard.csv"));
+  outputs_.Open("--json", Path("new.json"));
+  outputs_.Open("--predictions", Path("hard.csv"));
   ExpectRefusal([this] { outputs_.SetInputs(Inputs()); }, "--predictions '" + Path("hard.csv") +
                                                               "' would replace the input '" +
                                                               data_ + "'; name another file.");
 }
 
 TEST_F(OutputFilesTest, AnOutputThatBecomesAnInput) {
-  outputs_.Add("--json", Path("fit.json"));
+  outputs_.Open("--json", Path("fit.json"));
   EXPECT_NO_THROW(outputs_.SetInputs(Inputs()));
   EXPECT_NO_THROW(outputs_.Check());
   fs::create_hard_link(data_, Path("fit.json"));
@@ -50,16 +57,16 @@ TEST_F(OutputFilesTest, AnOutputThatBecomesAnInput) {
 }
 
 TEST_F(OutputFilesTest, TwoOutputsThatAreOneFile) {
-  outputs_.Add("--json", Path("new.csv"));
+  outputs_.Open("--json", Path("new.csv"));
   fs::create_symlink("new.csv", Path("link.csv"));
-  ExpectRefusal([this] { outputs_.Add("--predictions", Path("link.csv")); },
+  ExpectRefusal([this] { outputs_.Open("--predictions", Path("link.csv")); },
                 "--json '" + Path("new.csv") + "' and --predictions '" + Path("link.csv") +
                     "' are the same file; name two.");
 }
 
 TEST_F(OutputFilesTest, TwoOutputsThatBecomeOneFile) {
-  outputs_.Add("--json", Path("a.csv"));
-  outputs_.Add("--predictions", Path("b.csv"));
+  outputs_.Open("--json", Path("a.csv"));
+  outputs_.Open("--predictions", Path("b.csv"));
   EXPECT_NO_THROW(outputs_.Check());
   fs::create_symlink("a.csv", Path("b.csv"));
   ExpectRefusal([this] { outputs_.Check(); }, "--json '" + Path("a.csv") + "' and --predictions '" +
@@ -67,24 +74,73 @@ TEST_F(OutputFilesTest, TwoOutputsThatBecomeOneFile) {
 }
 
 TEST_F(OutputFilesTest, AFileThatIsNotReadMayBeReplaced) {
-  outputs_.Add("--json", WriteText("old.json", "old"));
-  outputs_.Add("--predictions", Path("new.csv"));
+  outputs_.Open("--json", WriteText("old.json", "old"));
+  outputs_.Open("--predictions", Path("new.csv"));
   EXPECT_NO_THROW(outputs_.SetInputs(Inputs()));
 }
 
-TEST_F(OutputFilesTest, TheCheckBeforeTheRenameLeavesTheFileAsItWas) {
-  const std::string text = WriteText("old.json", "old");
-  const std::string table = WriteText("old.csv", "old");
-  const auto refuse = [] { throw Error(ExitCode::kBadInput, "refused"); };
-  EXPECT_EQ(RefusalOf([&] { WriteWholeFile(text, "new", refuse); }).text, "refused");
-  const auto noRow = [](RowCells&) { return false; };
-  const WrittenColumn column{"x", WrittenColumn::Type::kNumber};
-  EXPECT_EQ(RefusalOf([&] { WriteTableFile(table, {column}, noRow, refuse); }).text, "refused");
-  for (const std::string& file : {text, table}) {
-    std::ifstream stream(file);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(stream), {}), "old");
+TEST_F(OutputFilesTest, TheCheckBeforeTheRenameLeavesTheFilesAsTheyWere) {
+  const std::string a = WriteText("a", "old a");
+  const std::string b = WriteText("b", "old b");
+  outputs_.Open("--json", a);
+  outputs_.Open("--predictions", b);
+  outputs_.SetInputs(Inputs());
+  outputs_.Get(a).Write("new a");
+  outputs_.Get(b).Write("new b");
+  outputs_.Finish();
+  fs::remove(b);
+  fs::create_hard_link(data_, b);
+  ExpectRefusal(
+      [this] { outputs_.Commit(); },
+      "--predictions '" + b + "' would replace the input '" + data_ + "'; name another file.");
+  EXPECT_EQ(TextOf(a), "old a");
+  EXPECT_EQ(TextOf(data_), "x\n1\n");
+}
+
+TEST_F(OutputFilesTest, AreCommittedTogether) {
+  const std::string a = WriteText("a", "old a");
+  const std::string b = Path("b");
+  outputs_.Open("--json", a);
+  outputs_.Open("--predictions", b);
+  outputs_.Get(b).Write("new b");
+  outputs_.Get(a).Write("new a");
+  outputs_.Finish();
+  EXPECT_EQ(TextOf(a), "old a");
+  EXPECT_FALSE(fs::exists(b));
+  outputs_.Commit();
+  EXPECT_EQ(TextOf(a), "new a");
+  EXPECT_EQ(TextOf(b), "new b");
+}
+
+TEST_F(OutputFilesTest, LeaveEveryFileAsItWasUnlessCommitted) {
+  const std::string a = WriteText("a", "old a");
+  {
+    OutputFiles outputs;
+    outputs.Open("--json", a);
+    outputs.Open("--predictions", Path("b"));
+    outputs.Get(a).Write("new a");
+    outputs.Get(Path("b")).Write("new b");
+    outputs.Finish();
   }
-  EXPECT_EQ(std::distance(fs::directory_iterator(folder_), {}), 3) << "a temporary file is left";
+  EXPECT_EQ(TextOf(a), "old a");
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder_), {}), 2);
+}
+
+TEST_F(OutputFilesTest, OtherNamesOfOneFileAreNotTwoOutputs) {
+  fs::create_directory(Path("folder"));
+  fs::create_symlink("a", Path("link"));
+  for (const std::string& other : {Path("a"), Path("link"), Path("folder/../a"), Path("./a")}) {
+    OutputFiles outputs;
+    outputs.Open("--json", Path("a"));
+    ExpectRefusal([&] { outputs.Open("--predictions", other); },
+                  "--json '" + Path("a") + "' and --predictions '" + other +
+                      "' are the same file; name two.");
+  }
+}
+
+TEST_F(OutputFilesTest, OneDeviceMayTakeTwoOutputs) {
+  outputs_.Open("--json", "/dev/null");
+  EXPECT_NO_THROW(outputs_.Open("--predictions", "/dev/null"));
 }
 
 }  // namespace

@@ -253,7 +253,8 @@ TEST_F(PredictionsTest, ATableThatCannotBeReadBackIsNoEndOfTheRows) {
   IQvRegOutputStats* output = nullptr;
   ASSERT_TRUE(model.Component().GetOutputStats(output).IsOK());
   const Refusal refusal = RefusalOf([&] {
-    WritePredictions(Path("out.csv"), cut, model.Component(), *output, {}, {}, model.CtrlC());
+    WritePredictions(WholeFile(Path("out.csv")), cut, model.Component(), *output, {}, {},
+                     model.CtrlC());
   });
   EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
   EXPECT_EQ(FilesInFolder(), 0);

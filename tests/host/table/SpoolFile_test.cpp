@@ -87,13 +87,15 @@ TEST_F(SpoolFileTest, LeavesNothingBehindWhenCancelled) {
   std::int64_t rows = 0;
   options.cancelled = [&asked] { return ++asked > 50; };
   options.progress = [&rows](const CodingProgress& progress) { rows = progress.rows; };
-  const TableSource source = OpenSql("SELECT i FROM range(10000000) t(i)");
-  EXPECT_THROW((void)CodeTable(source, {Ask("i")}, options), Cancelled);
-  EXPECT_GT(rows, 0);
-  EXPECT_LT(rows, 1000000);
+  {
+    const TableSource source = OpenSql("SELECT i FROM range(10000000) t(i)");
+    EXPECT_THROW((void)CodeTable(source, {Ask("i")}, options), Cancelled);
+    EXPECT_GT(rows, 0);
+    EXPECT_LT(rows, 1000000);
+    // The source is as good as before.
+    EXPECT_EQ(CodeTable(source, {Ask("i")}).RecordCount(), 10000000);
+  }
   EXPECT_EQ(FilesInFolder(), 0U);
-  // The source is as good as before.
-  EXPECT_EQ(CodeTable(source, {Ask("i")}).RecordCount(), 10000000);
 }
 
 TEST_F(SpoolFileTest, LeavesNothingBehindOfAQueryLargerThanMemory) {
@@ -102,9 +104,14 @@ TEST_F(SpoolFileTest, LeavesNothingBehindOfAQueryLargerThanMemory) {
   CodingOptions options;
   options.spoolDir = Path("spool");
   std::filesystem::create_directory(options.spoolDir);
-  bool putAside = false;
-  options.progress = [&](const CodingProgress&) {
-    putAside = putAside || !std::filesystem::is_empty(options.spoolDir);
+  bool spilled = false;
+  // Asked while the rows are sorted, when progress is not told yet.
+  options.cancelled = [&] {
+    for (const auto& entry : std::filesystem::directory_iterator(options.spoolDir)) {
+      EXPECT_EQ(entry.status().permissions(), std::filesystem::perms::owner_all);
+      spilled = spilled || !std::filesystem::is_empty(entry);
+    }
+    return false;
   };
   {
     const TableSource source({base, "", ""});
@@ -112,7 +119,7 @@ TEST_F(SpoolFileTest, LeavesNothingBehindOfAQueryLargerThanMemory) {
     EXPECT_EQ(CodeTable(source, {Ask("i"), rank}, options).RecordCount(), 6000000);
     EXPECT_EQ(CodeTable(source, {Ask("i")}, options).RecordCount(), 6000000);
   }
-  EXPECT_TRUE(putAside);
+  EXPECT_TRUE(spilled);
   EXPECT_TRUE(std::filesystem::is_empty(options.spoolDir));
 }
 
@@ -137,11 +144,17 @@ TEST_F(SpoolFileTest, CancelsAQueryBeforeItsFirstRow) {
 #ifdef __linux__
 
 TEST_F(SpoolFileTest, IsForNobodyElse) {
-  const SpoolFile file(folder_.string());
-  struct stat status {};
-  ASSERT_EQ(fstat(fileno(file.Stream()), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777U, 0600U);
-  EXPECT_EQ(status.st_nlink, 0U);
+  const mode_t before = umask(0);
+  const SpoolFile open(folder_.string());
+  umask(S_IRWXU);
+  const SpoolFile closed(folder_.string());
+  umask(before);
+  for (const SpoolFile* file : {&open, &closed}) {
+    struct stat status {};
+    ASSERT_EQ(fstat(fileno(file->Stream()), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    EXPECT_EQ(status.st_nlink, 0U);
+  }
   EXPECT_EQ(FilesInFolder(), 0U);
 }
 

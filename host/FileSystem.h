@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+// What the standard library does not offer about files: locks, owners, attributes, durability. The
+// only declarations of the host whose definitions depend on the platform's file system.
+
+namespace qvhost {
+
+/// An open folder, which can be locked against other processes. Owns the handle; closing it, or the
+/// end of the process however it comes, unlocks the folder. Movable.
+class OpenFolder {
+ public:
+  enum class LockResult {
+    kLocked,      ///< No other process can lock it now.
+    kTaken,       ///< Another process has locked it.
+    kUnsupported  ///< Its file system has no locks: no process can lock it.
+  };
+
+  OpenFolder() = default;
+  /// Opens a folder. IsOpen() is false where there is none, or a symbolic link.
+  explicit OpenFolder(const std::filesystem::path& path);
+  OpenFolder(OpenFolder&& other) noexcept;
+  OpenFolder& operator=(OpenFolder&& other) noexcept;
+  OpenFolder(const OpenFolder&) = delete;
+  OpenFolder& operator=(const OpenFolder&) = delete;
+  ~OpenFolder();
+
+  [[nodiscard]] bool IsOpen() const { return handle_ >= 0; }
+  /// Whether the effective user owns it.
+  [[nodiscard]] bool IsOwn() const;
+  /// Whether `path` still leads to it.
+  [[nodiscard]] bool IsAt(const std::filesystem::path& path) const;
+  /// Does not wait.
+  [[nodiscard]] LockResult Lock() const;
+  /// Removes the files in this folder and then `path`, if that is an empty folder. Follows no
+  /// symbolic link and enters no folder. Failures are ignored.
+  void Remove(const std::filesystem::path& path) noexcept;
+
+ private:
+  int handle_ = -1;
+};
+
+/// Makes a folder that only the effective user can use, whatever the umask. Fails when there is
+/// something of this name.
+[[nodiscard]] std::error_code MakePrivateFolder(const std::filesystem::path& path);
+
+/// Whether the effective user may write to an existing file, without opening it.
+[[nodiscard]] std::error_code CheckWritable(const std::filesystem::path& path);
+
+/// Makes an empty file that only the effective user can use, whatever the umask. `mode` becomes the
+/// permissions that the umask, or the folder's access list, gives a new file at this place.
+[[nodiscard]] std::error_code CreatePrivateFile(const std::filesystem::path& path,
+                                                std::filesystem::perms& mode);
+
+/// Gives `file` the owner, the group, the access list and the user's extended attributes of
+/// `model`, and the other attributes as far as the system allows. The permissions stay as they are.
+[[nodiscard]] std::error_code CopyOwner(const std::filesystem::path& model,
+                                        const std::filesystem::path& file);
+[[nodiscard]] std::error_code CopyAttributes(const std::filesystem::path& model,
+                                             const std::filesystem::path& file);
+
+/// Gives a file its permissions and waits until all of it is on the disk.
+[[nodiscard]] std::error_code FinishFile(const std::filesystem::path& path,
+                                         std::filesystem::perms mode);
+
+/// Waits until the names in a folder are on the disk. Failures are ignored.
+void SyncFolder(const std::filesystem::path& path) noexcept;
+
+/// A stream on a new file that only this process can open and that the system removes when it is
+/// closed; null with errno set. Where the platform allows it, the name is gone at once.
+[[nodiscard]] std::FILE* OpenTransient(const std::filesystem::path& path);
+
+}  // namespace qvhost
