@@ -126,6 +126,7 @@ OpenFolder::LockResult OpenFolder::Lock() const {
   return errno == EWOULDBLOCK ? LockResult::kTaken : LockResult::kUnsupported;
 }
 
+// NOLINTNEXTLINE(*-make-member-function-const): on Windows it closes the handle.
 void OpenFolder::Remove(const fs::path& path) noexcept {
   // Another thread may still be adding files.
   while (rmdir(path.c_str()) != 0 && (errno == ENOTEMPTY || errno == EEXIST)) {

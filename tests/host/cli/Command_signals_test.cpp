@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -39,6 +40,8 @@ struct SignalCase {
   int signal;
   const char* sentence;
 };
+
+void PrintTo(const SignalCase& of, std::ostream* out) { *out << of.name; }
 
 class CommandSignals : public ::testing::Test {
  protected:

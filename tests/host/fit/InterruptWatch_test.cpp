@@ -11,6 +11,8 @@
 
 #include "host/Error.h"
 #include "host/TemporaryFolder.h"
+#include "host/table/Connection.h"
+#include "host/table/QueryError.h"
 #include "tests/support/TempFolder.h"
 
 #ifdef __linux__
@@ -95,6 +97,24 @@ TEST(InterruptWatch, GivesARunTimeToEndByItself) {
     const InterruptWatch watch(interrupt);
     std::raise(SIGINT);
     std::this_thread::sleep_for(milliseconds(250));
+  });
+  EXPECT_EQ(end, kRanToItsEnd);
+}
+
+TEST(InterruptWatch, StopsTheQueryThatRuns) {
+  const int end = EndOf([] {
+    const Interrupt interrupt;
+    const InterruptWatch watch(interrupt);
+    Connection connection;
+    std::signal(SIGALRM, [](int) { std::raise(SIGINT); });
+    alarm(1);
+    try {
+      connection.Execute(
+          "SELECT count(*) FROM range(1000000) a, range(1000000) b "
+          "WHERE (a.range * b.range) % 7 = 3");
+    } catch (const QueryError&) {
+      return;
+    }
   });
   EXPECT_EQ(end, kRanToItsEnd);
 }
