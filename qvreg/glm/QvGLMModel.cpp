@@ -208,6 +208,7 @@ double QvGLMModel::GetPredictedValue(const double* values) {
 
 void QvGLMModel::Display() const {
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvGLMModel display start");
+  fSettings.Display();
   if (fpFactorTables != nullptr) {
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                     "Factor Tables pointer is non-zero");
@@ -224,6 +225,7 @@ void QvGLMModel::Display() const {
   QvComponentDisplay::DisplayCount("Records added to matrix", fRecordsAdded);
   fRedundancy.Display();
   QvComponentDisplay::DisplayDV("Parameter estimates", fEstimates, true);
+  QvComponentDisplay::DisplayDV("Design row", fDenseRow, true);
   QvComponentDisplay::DisplayD("Residual sum", fResidualSum);
   QvComponentDisplay::DisplayD("Total sum", fTotalSum);
   QvComponentDisplay::DisplayD("Dependent mean", fDependentMean);

@@ -326,6 +326,24 @@ TEST(QvFactorTables, MeansAreMissingWhenAllFrequencyWeightsAreZero) {
   EXPECT_EQ(tables.GetCovariateMeans()[0], QvMV::gMissingValue) << "asking again changes nothing";
 }
 
+TEST(QvFactorTables, MeansAreComputedOnce) {
+  const std::string flag = "True if covariate means computed: ";
+  QvFactorTables tables = Means(kWeight);
+  tables.SetModelEffectFactors({{}}, {});
+  tables.SetCovariates({kX});
+  ASSERT_TRUE(tables.UpdateAll(MakeRecord({0, 0, 8.0, 1.0})));
+  EXPECT_TRUE(HoldsInOrder(CapturedDisplay(tables), {flag + "false\n"}));
+  EXPECT_EQ(tables.GetCovariateMeans()[0], 8.0);
+  EXPECT_TRUE(HoldsInOrder(CapturedDisplay(tables), {flag + "true\n"}));
+  // The total weight falls to 0: means once computed stay, those of new covariates are missing.
+  ASSERT_TRUE(tables.UpdateAll(MakeRecord({0, 0, 5.0, -1.0})));
+  EXPECT_EQ(tables.GetTotalWeight(), 0.0);
+  EXPECT_EQ(tables.GetCovariateMeans()[0], 8.0);
+  tables.SetCovariates({kX});
+  EXPECT_TRUE(HoldsInOrder(CapturedDisplay(tables), {flag + "false\n"}));
+  EXPECT_EQ(tables.GetCovariateMeans()[0], QvMV::gMissingValue);
+}
+
 TEST(QvFactorTables, TheResidueOfACancelledMeanIsExactlyZero) {
   // Mean 3, then 3 + (-6 + 2^-50) / 2 = 2^-51, less than 2 x 3 x 2^-52.
   QvFactorTables tables = Means(kNone);

@@ -9,6 +9,7 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/component/IQvRegOutputStats.h"
+#include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedDisplay.h"
 #include "tests/qvreg/support/LinearSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
@@ -265,6 +266,30 @@ TEST_F(QvGLMComponentTest, TooManyParametersGive305WithTheirNumberAndTheBound) {
   EXPECT_EQ(bound, 46339);
   EXPECT_TRUE(parameters_.empty());
   EXPECT_EQ(component.BuildModel(data).GetCode(), 305);
+}
+
+TEST_F(QvGLMComponentTest, StatisticsWithoutMemoryGive305WithoutDataUntilThereIsSome) {
+  QvGLMComponent component(settings_.Get());
+  ASSERT_TRUE(component.BuildModel(data_).IsOK());
+  IQvRegOutputStats* stats = nullptr;
+  int failures = 0;
+  for (bool hasStruck = true; hasStruck;) {
+    const qvtest::AllocationFault fault(failures + 1, qvtest::AllocationFault::Extent::kOnce);
+    const QvStatus status = component.GetOutputStats(stats);
+    hasStruck = fault.HasStruck();
+    if (!hasStruck) break;
+    ++failures;
+    long datum = 0;
+    EXPECT_EQ(status.GetCode(), 305) << failures;
+    EXPECT_FALSE(status.GetDiscreteDatum(0, datum)) << failures;
+    EXPECT_FALSE(status.GetDiscreteDatum(1, datum)) << failures;
+    EXPECT_EQ(stats, nullptr);
+    EXPECT_TRUE(component.GetStatus().IsOK()) << "a result that is not kept";
+  }
+  EXPECT_GT(failures, 5);
+  ASSERT_NE(stats, nullptr);
+  EXPECT_EQ(stats->GetCovarianceMatrix()->GetOrder(),
+            static_cast<int>(stats->GetParamEstimates().size()));
 }
 
 TEST_F(QvGLMComponentTest, DisplayShowsSettingsAlgorithmAndStatistics) {

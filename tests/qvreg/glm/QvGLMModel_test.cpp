@@ -1,7 +1,9 @@
 #include "qvreg/glm/QvGLMModel.h"
 
+#include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -233,18 +235,47 @@ TEST_F(QvGLMModelOrder, ThePivotToleranceComesFromTheSettings) {
   EXPECT_FALSE(dropped.model.GetRedundancy().IsIn(1));
 }
 
-TEST_F(QvGLMModelOrder, DisplayPrintsEveryFieldUnderItsLabel) {
-  ModelOnTables run(settings_.Get(), {{1, 0}, {3, 1}});
-  EXPECT_TRUE(HoldsInOrder(CapturedDisplay(run.model),
-                           {"QvGLMModel display start\n", "ZPrimeZMatrix:\n",
-                            "Records added to matrix: 0\n", "QvGLMModel display end\n"}));
+std::string Line(const std::string& label, const Doubles& values) {
+  std::string line = label + ':';
+  for (const double value : values) {
+    std::array<char, 32> digits{};
+    std::snprintf(digits.data(), digits.size(), " %.17g", value);
+    line += digits.data();
+  }
+  return line + '\n';
+}
+
+/// What a fitted model of 5 records, one of weight 0, and parameters "110" prints from the sweep
+/// on.
+std::string ResultLines(const QvGLMModel& model) {
+  return "Swept: true\nRecords added to matrix: 5\nBits: 1100\n" +
+         Line("Parameter estimates", model.GetEstimates()) + Line("Design row", {0, 0, 0, 0}) +
+         Line("Residual sum", {model.GetResidualSum()}) + Line("Total sum", {model.GetTotalSum()}) +
+         Line("Dependent mean", {5.875}) + Line("Scale", {8}) + Line("Weighted record count", {4}) +
+         Line("MultipleRSquare", {model.GetMultipleRSquare()}) +
+         Line("RootMeanSquareError", {model.GetRootMeanSquareError()}) + "QvGLMModel display end\n";
+}
+
+TEST(QvGLMModelDisplay, PrintsEveryFieldInOrder) {
+  // The factor has one level, which is redundant. Mean (1 + 4 + 2 x 3 + 4 x 9) / 8.
+  LinearSettings settings(kY, {{3, 2}}, {kX});
+  settings.Effect({}, {kX}).Effect({3}).FrequencyWeight(kZ);
+  ModelOnTables run(settings.Get(),
+                    {{1, 2, 1, 1}, {4, 4, 1, 1}, {3, 6, 2, 1}, {7, 5, 0, 1}, {9, 8, 4, 1}});
+  EXPECT_TRUE(
+      HoldsInOrder(CapturedDisplay(run.model),
+                   {"ZPrimeZMatrix:\nOrder: 4\n", "\nSwept: false\n",
+                    "Records added to matrix: 0\n", "\nScale: 8\n", "Weighted record count: 0\n"}));
   ASSERT_TRUE(run.Fit().IsOK());
+  const std::string parameter = "Begin QvRegrParameter object display.\n";
+  const std::string text = CapturedDisplay(run.model);
   EXPECT_TRUE(HoldsInOrder(
-      CapturedDisplay(run.model),
-      {"QvGLMModel display start\n", "Factor Tables pointer is non-zero\n",
-       "Covariate offsets:", "Begin QvRegrParameter object display.\n", "ZPrimeZMatrix:\n",
-       "Order: 3\n", "Records added to matrix: 2\n", "Parameter estimates:", "MultipleRSquare: 1\n",
-       "RootMeanSquareError: 0\n", "QvGLMModel display end\n"}));
+      text,
+      {"QvGLMModel display start\n", "QvRegSettings display start\n", "QvRegSettings display end\n",
+       "Factor Tables pointer is non-zero\n", "Covariate offsets: 1\n",
+       "First parameter indices: 0 1 2\n", "Numbers of parameters: 1 1 1\n", parameter, parameter,
+       parameter, "ZPrimeZMatrix:\nOrder: 4\n" + Line("Row", {run.model.GetMatrix().GetElem(0, 0)}),
+       ResultLines(run.model)}));
 }
 
 TEST_F(QvGLMModelOrder, DisplayOfAnEmptyModelShowsNoMatrix) {
