@@ -58,7 +58,7 @@ std::unique_ptr<Connection> OpenDatabase(const std::string& data) {
 
 /// Makes a file or pattern visible as a view; the view's query.
 std::string ShowFile(Connection& connection, const std::string& data) {
-  const std::string query = fmt::format("SELECT * FROM {}", QuoteText(PatternOf(connection, data)));
+  std::string query = fmt::format("SELECT * FROM {}", QuoteText(PatternOf(connection, data)));
   Reading(data, [&] {
     try {
       connection.Execute(fmt::format("CREATE TEMP VIEW {} AS {}", kFileView, query));
