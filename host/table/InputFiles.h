@@ -1,11 +1,11 @@
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace qvhost {
 
@@ -28,12 +28,8 @@ class InputFiles {
   [[nodiscard]] std::optional<std::string> Find(const std::string& path) const;
 
  private:
-  /// What a system knows a file by.
-  struct Identity {
-    std::uintmax_t device = 0;
-    std::uintmax_t number = 0;
-    auto operator<=>(const Identity&) const = default;
-  };
+  /// What a system knows a file by: its device and its number there.
+  using Identity = std::pair<std::uintmax_t, std::uintmax_t>;
   static std::optional<Identity> IdentityOf(const std::string& path);
 
   std::map<Identity, std::string> existing_;
