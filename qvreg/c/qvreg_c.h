@@ -27,7 +27,8 @@
  *   words of an exception, is shown as '?'.
  * - A missing number is QVREG_MISSING_VALUE. A NaN or an infinity is not missing: as a covariate
  *   it makes the covariate's parameters redundant, without an error or a warning; as the dependent
- *   of a linear model it makes the estimates 0 and the fit statistics missing. A host whose missing
+ *   of a linear model it makes the estimates 0 and the fit statistics missing. An infinite weight
+ *   is above 0 and makes all parameters redundant; a NaN is no weight above 0. A host whose missing
  *   numbers are NaN turns them into QVREG_MISSING_VALUE; qvreg_results_get_means shows what got in
  *   all the same.
  * - A handle is used by one thread at a time, except that qvreg_component_cancel and

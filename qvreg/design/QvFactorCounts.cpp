@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <new>
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
-#include "qvreg/component/QvOperationGuard.h"
 #include "qvreg/design/QvCategory.h"
 
 using QvCommon::Record;
@@ -168,11 +168,12 @@ void QvFactorCounts::DisplayFields() const {
 }
 
 void QvFactorCounts::Display() const {
-  GuardDisplay([this] {
-    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                    "QvFactorCounts display start");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "QvFactorCounts display start");
+  try {
     DisplayFields();
-    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                    "QvFactorCounts display end");
-  });
+  } catch (const std::bad_alloc&) {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "(memory ran out)");
+  }
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvFactorCounts display end");
 }

@@ -64,9 +64,8 @@ class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
   [[nodiscard]] int GetStepHalvings() const;
   /// How the iterations ended.
   [[nodiscard]] QvOptimizationOutcome GetOutcome() const;
-  /// The log-likelihood at the starting values: intercepts that fit the categories' sums of
-  /// frequency weights, which are those of the model without terms unless there is a regression
-  /// weight; zeros without an intercept.
+  /// The log-likelihood at the starting values: the intercepts of the model without terms, or zeros
+  /// where the model has no intercept.
   [[nodiscard]] double GetInitialLL() const;
   /// The log-likelihood at the estimates.
   [[nodiscard]] double GetFinalLL() const;

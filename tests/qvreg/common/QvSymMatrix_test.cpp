@@ -320,6 +320,7 @@ TEST(QvSymMatrix, ACopyWhoseCompensationHasNoMemoryIsEmptyAndNotValid) {
   ASSERT_TRUE(original.StartCompensation());
   for (const long long n : {1, 2}) {
     const qvtest::AllocationFault fault(n, qvtest::AllocationFault::Extent::kOnce);
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is what is tested
     const QvSymMatrix copy(original);
     EXPECT_TRUE(fault.HasStruck());
     EXPECT_FALSE(copy.IsValidMatrix());

@@ -33,6 +33,7 @@ class ForgetfulIter : public qvtest::VectorRecordIter {
  private:
   static std::vector<QvCommon::Record> Rows() {
     std::vector<std::vector<double>> rows;
+    rows.reserve(kRecords + 2);
     for (int i = 0; i < kRecords; ++i) {
       rows.push_back(
           {static_cast<double>((i * 7) % 3 % 2), static_cast<double>(i % 2), (i * 11) % 8 - 3.5});

@@ -2,8 +2,6 @@
 
 #include <stdexcept>
 
-#include <gtest/gtest.h>
-
 namespace qvtest {
 
 LogisticSettings::LogisticSettings(int dependent, int nCategories,
@@ -12,7 +10,8 @@ LogisticSettings::LogisticSettings(int dependent, int nCategories,
     : model_(dependent, factors, covariates), nCategories_(nCategories) {
   Adopt();
   Reference(QvLogRegSettings::kLastObserved);
-  EXPECT_TRUE(settings_.SetParamEstConCriterion(1e-10));
+  if (settings_.SetParamEstConCriterion(1e-10)) return;
+  throw std::invalid_argument("refused: criterion of the estimates");
 }
 
 LogisticSettings& LogisticSettings::Adopt() {
