@@ -257,8 +257,8 @@ void FitCommand::Run() {
 void FitCommand::FitAndReport(Interrupt& interrupt, InterruptWatch& watch) {
   const bool writesJson = !jsonFile_.empty() && !JsonOnly();
   OutputFiles outputs;
-  if (writesJson) outputs.Open("--json", jsonFile_);
-  if (!options_.predictions.empty()) outputs.Open("--predictions", options_.predictions);
+  if (writesJson) outputs.Add("--json", jsonFile_);
+  if (!options_.predictions.empty()) outputs.Add("--predictions", options_.predictions);
   FitResult fit;
   {
     ProgressBar progress;

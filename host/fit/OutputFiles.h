@@ -1,25 +1,31 @@
 #pragma once
 
-#include <deque>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "host/WholeFile.h"
 #include "host/table/InputFiles.h"
 
 namespace qvhost {
 
-/// The files that a run writes: all are begun before the work, so that one that cannot be written
-/// stops the run early, and committed together after it. Destroyed before that, they leave every
-/// file as it was; a device or a pipe is written at once. None of them may be a file that the run
-/// reads, by whatever name, and no two of them may be one file.
+/// The files that a run writes: all are tried before the work, so that one that cannot be written
+/// stops the run early, begun when the data have been read, which a file beside them might be taken
+/// for, and committed together at the end. Destroyed before that, they leave every file as it was;
+/// a device or a pipe is written at once. None of them may be a file that the run reads, by
+/// whatever name, and no two of them may be one file.
 ///
 /// Owns the files. One thread at a time. Throws Error as WholeFile does, and as Check does.
 class OutputFiles {
  public:
-  /// Begins the file that an option names. Throws Error (kBadInput) when another option names it.
-  void Open(const std::string& option, const std::string& path);
+  /// Adds the file that an option names, and tries whether it can be written. Throws Error
+  /// (kBadInput) when another option names it.
+  void Add(const std::string& option, const std::string& path);
 
-  /// The file of this path, which was begun; valid as long as this object.
+  /// Begins all files.
+  void Begin();
+
+  /// The file of this path; valid as long as this object. After Begin.
   [[nodiscard]] const WholeFile& Get(const std::string& path) const;
 
   /// Sets which files the run reads, as far as they are known, and checks.
@@ -41,11 +47,12 @@ class OutputFiles {
  private:
   struct Output {
     std::string option;
-    WholeFile file;
+    std::string path;
+    std::optional<WholeFile> file;
   };
   static void CheckTwo(const Output& one, const Output& other);
 
-  std::deque<Output> outputs_;
+  std::vector<Output> outputs_;
   InputFiles inputs_;
 };
 

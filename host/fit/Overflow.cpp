@@ -51,7 +51,7 @@ class OverflowSearch {
   [[nodiscard]] bool IsLost(const ParameterResult& parameter) const {
     if (!parameter.redundant) return !parameter.estimate;
     const double size = SizeOf(parameter);
-    return !std::isfinite(size * size * weight_);
+    return !std::isfinite(size * std::max(size, SizeAt(ModelBinding::kDependent)) * weight_);
   }
 
   /// A bound of the design's column.

@@ -18,7 +18,8 @@ namespace qvhost {
 [[nodiscard]] std::string OverflowText(const std::vector<CodedColumn>& columns);
 
 /// Throws Error (kRunFailed) when an overflow cost the fit an estimate: it is no finite number, or
-/// its column was taken for a redundant one as its sum of squares cannot be told. Names the columns
+/// its column was taken for a redundant one as the sum of its squares, or of its products with the
+/// dependent, cannot be told. Names the columns
 /// of the table that can cause it. `totalWeight` is the sum of the frequency weights.
 void RefuseOverflow(const FitResult& fit, const ModelBinding& binding, const CodedTable& table,
                     double totalWeight);

@@ -99,6 +99,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   const CodedTable table = Code(source, binding, options, progress, interrupt);
   // Some files are opened only while others are read.
   outputs.SetInputs(source.Inputs());
+  outputs.Begin();
   RunSettings settings(formula, binding, table, source, options);
   ModelRun run(settings.Get(), table, progress, interrupt);
   run.Build();

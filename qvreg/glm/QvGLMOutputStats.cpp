@@ -27,7 +27,8 @@ QvGLMOutputStats::QvGLMOutputStats(const QvRegSettings& settings, QvGLMAlgorithm
       fRecordValidator(algorithm.GetRecordValidator()),
       fRecordCounts(algorithm.GetRecordCounts()),
       fpAlgorithm(&algorithm) {
-  if (!fCovariance.IsValidMatrix() || !fRedundancy.IsValid()) throw std::bad_alloc();
+  const bool areCopied = fRedundancy.IsValid() && fNonFinite.IsValid();
+  if (!fCovariance.IsValidMatrix() || !areCopied) throw std::bad_alloc();
   if (!fRedundancy.Resize(algorithm.GetModel().GetNParameters(), false)) throw std::bad_alloc();
   algorithm.GetModel().GetMatrix().ExtractFirstNRows(fCovariance);
   FillParamStats();

@@ -81,7 +81,6 @@ TEST(Interrupt, StopsAFit) {
   ProgressBar none(nullptr);
   OutputFiles outputs;
   Interrupt interrupt;
-  OutputFiles outputs;
   std::raise(SIGINT);
   try {
     static_cast<void>(

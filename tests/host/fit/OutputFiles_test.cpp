@@ -39,15 +39,15 @@ class OutputFilesTest : public TableTest {
 
 TEST_F(OutputFilesTest, AnOutputThatIsAnInput) {
   fs::create_hard_link(data_, Path("hard.csv"));
-  outputs_.Open("--json", Path("new.json"));
-  outputs_.Open("--predictions", Path("hard.csv"));
+  outputs_.Add("--json", Path("new.json"));
+  outputs_.Add("--predictions", Path("hard.csv"));
   ExpectRefusal([this] { outputs_.SetInputs(Inputs()); }, "--predictions '" + Path("hard.csv") +
                                                               "' would replace the input '" +
                                                               data_ + "'; name another file.");
 }
 
 TEST_F(OutputFilesTest, AnOutputThatBecomesAnInput) {
-  outputs_.Open("--json", Path("fit.json"));
+  outputs_.Add("--json", Path("fit.json"));
   EXPECT_NO_THROW(outputs_.SetInputs(Inputs()));
   EXPECT_NO_THROW(outputs_.Check());
   fs::create_hard_link(data_, Path("fit.json"));
@@ -57,16 +57,16 @@ TEST_F(OutputFilesTest, AnOutputThatBecomesAnInput) {
 }
 
 TEST_F(OutputFilesTest, TwoOutputsThatAreOneFile) {
-  outputs_.Open("--json", Path("new.csv"));
+  outputs_.Add("--json", Path("new.csv"));
   fs::create_symlink("new.csv", Path("link.csv"));
-  ExpectRefusal([this] { outputs_.Open("--predictions", Path("link.csv")); },
+  ExpectRefusal([this] { outputs_.Add("--predictions", Path("link.csv")); },
                 "--json '" + Path("new.csv") + "' and --predictions '" + Path("link.csv") +
                     "' are the same file; name two.");
 }
 
 TEST_F(OutputFilesTest, TwoOutputsThatBecomeOneFile) {
-  outputs_.Open("--json", Path("a.csv"));
-  outputs_.Open("--predictions", Path("b.csv"));
+  outputs_.Add("--json", Path("a.csv"));
+  outputs_.Add("--predictions", Path("b.csv"));
   EXPECT_NO_THROW(outputs_.Check());
   fs::create_symlink("a.csv", Path("b.csv"));
   ExpectRefusal([this] { outputs_.Check(); }, "--json '" + Path("a.csv") + "' and --predictions '" +
@@ -74,17 +74,18 @@ TEST_F(OutputFilesTest, TwoOutputsThatBecomeOneFile) {
 }
 
 TEST_F(OutputFilesTest, AFileThatIsNotReadMayBeReplaced) {
-  outputs_.Open("--json", WriteText("old.json", "old"));
-  outputs_.Open("--predictions", Path("new.csv"));
+  outputs_.Add("--json", WriteText("old.json", "old"));
+  outputs_.Add("--predictions", Path("new.csv"));
   EXPECT_NO_THROW(outputs_.SetInputs(Inputs()));
 }
 
 TEST_F(OutputFilesTest, TheCheckBeforeTheRenameLeavesTheFilesAsTheyWere) {
   const std::string a = WriteText("a", "old a");
   const std::string b = WriteText("b", "old b");
-  outputs_.Open("--json", a);
-  outputs_.Open("--predictions", b);
+  outputs_.Add("--json", a);
+  outputs_.Add("--predictions", b);
   outputs_.SetInputs(Inputs());
+  outputs_.Begin();
   outputs_.Get(a).Write("new a");
   outputs_.Get(b).Write("new b");
   outputs_.Finish();
@@ -97,11 +98,20 @@ TEST_F(OutputFilesTest, TheCheckBeforeTheRenameLeavesTheFilesAsTheyWere) {
   EXPECT_EQ(TextOf(data_), "x\n1\n");
 }
 
+TEST_F(OutputFilesTest, NothingStandsBesideTheDataBeforeTheyAreRead) {
+  outputs_.Add("--json", Path("fit.json"));
+  outputs_.SetInputs(Inputs());
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder_), {}), 1);
+  outputs_.Begin();
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder_), {}), 2);
+}
+
 TEST_F(OutputFilesTest, AreCommittedTogether) {
   const std::string a = WriteText("a", "old a");
   const std::string b = Path("b");
-  outputs_.Open("--json", a);
-  outputs_.Open("--predictions", b);
+  outputs_.Add("--json", a);
+  outputs_.Add("--predictions", b);
+  outputs_.Begin();
   outputs_.Get(b).Write("new b");
   outputs_.Get(a).Write("new a");
   outputs_.Finish();
@@ -116,8 +126,9 @@ TEST_F(OutputFilesTest, LeaveEveryFileAsItWasUnlessCommitted) {
   const std::string a = WriteText("a", "old a");
   {
     OutputFiles outputs;
-    outputs.Open("--json", a);
-    outputs.Open("--predictions", Path("b"));
+    outputs.Add("--json", a);
+    outputs.Add("--predictions", Path("b"));
+    outputs.Begin();
     outputs.Get(a).Write("new a");
     outputs.Get(Path("b")).Write("new b");
     outputs.Finish();
@@ -131,16 +142,16 @@ TEST_F(OutputFilesTest, OtherNamesOfOneFileAreNotTwoOutputs) {
   fs::create_symlink("a", Path("link"));
   for (const std::string& other : {Path("a"), Path("link"), Path("folder/../a"), Path("./a")}) {
     OutputFiles outputs;
-    outputs.Open("--json", Path("a"));
-    ExpectRefusal([&] { outputs.Open("--predictions", other); },
+    outputs.Add("--json", Path("a"));
+    ExpectRefusal([&] { outputs.Add("--predictions", other); },
                   "--json '" + Path("a") + "' and --predictions '" + other +
                       "' are the same file; name two.");
   }
 }
 
 TEST_F(OutputFilesTest, OneDeviceMayTakeTwoOutputs) {
-  outputs_.Open("--json", "/dev/null");
-  EXPECT_NO_THROW(outputs_.Open("--predictions", "/dev/null"));
+  outputs_.Add("--json", "/dev/null");
+  EXPECT_NO_THROW(outputs_.Add("--predictions", "/dev/null"));
 }
 
 }  // namespace

@@ -55,8 +55,14 @@ TEST(Overflow, OfTheDependent) {
   ExpectOverflow(Options("i AS x, (i + i % 3) * 1e307 AS y"), "'y' (up to 1.6e+308)");
 }
 
-TEST(Overflow, OfTheDependentWithoutCovariates) {
-  ExpectOverflow(Options("i AS x, (i + i % 3) * 1e307 AS y", "y ~ 1"), "'y' (up to 1.6e+308)");
+TEST(Overflow, OfTheSquaresOfTheDependentLeavesTheMean) {
+  const FitOptions options = Options("i AS x, (i + i % 3) * 1e307 AS y", "y ~ 1");
+  ExpectEstimates(options);
+  const FitResult fit = Fit(options);
+  EXPECT_FALSE(fit.rSquare);
+  EXPECT_FALSE(fit.rmse);
+  EXPECT_EQ(fit.warnings.back(),
+            "Numbers of the data are so large that their squares overflow; rescale them.");
 }
 
 TEST(Overflow, OfWeights) {

@@ -94,8 +94,8 @@ TEST_F(MissingValues, InBooleansAndDates) {
   std::string lines = "b,d\nNA,?\n";
   for (int i = 0; i < 30; ++i) lines += i % 2 == 0 ? "true,2020-01-02\n" : "false,2020-01-01\n";
   TableSource source({WriteText("b.csv", lines), "", ""});
-  EXPECT_EQ(source.Find("b")->kind, ColumnKind::kBoolean);
-  EXPECT_EQ(source.Find("d")->kind, ColumnKind::kDateTime);
+  EXPECT_EQ(source.Matches("b").at(0)->kind, ColumnKind::kBoolean);
+  EXPECT_EQ(source.Matches("d").at(0)->kind, ColumnKind::kDateTime);
   const CodedTable table = CodeTable(source, {Ask("b"), Ask("d", Coding::kFactor)});
   EXPECT_EQ(table.Columns()[0].levels, (Texts{"false", "true"}));
   EXPECT_EQ(table.Columns()[1].levels, (Texts{"2020-01-01", "2020-01-02"}));

@@ -41,8 +41,9 @@ TEST(QvPackedInt, PacksItsRangesAsValuesArePacked) {
   EXPECT_EQ(PackerOf({}).PackRanges(), Ints{});
 }
 
-TEST(QvPackedInt, RangesThatDoNotShareAnIntArePackedApart) {
-  EXPECT_EQ(PackerOf({100000, 3, 100000}).PackRanges(), (Ints{300003, 100000}));
+TEST(QvPackedInt, RangesBeyondAnIntTakeTheDigitsThatTheyNeed) {
+  // 300003 * 100000 + 100000 in digits of 31 bits, the last one first.
+  EXPECT_EQ(PackerOf({100000, 3, 100000}).PackRanges(), (Ints{2083112576, 13}));
 }
 
 TEST(QvPackedInt, PackedRangesBeyondAnIntAreTheLargest) {
