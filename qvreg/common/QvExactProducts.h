@@ -41,7 +41,8 @@ class QVREG_EXPORT QvExactProducts {
   /// A c in the kept rows, rounded once each. May throw std::bad_alloc unless the gradient has
   /// room.
   double QuadraticForm(const std::vector<double>& coefficients, std::vector<double>& gradient);
-  /// The element of A c in a row `l` that was not selected yet, rounded once.
+  /// The element of A c, with `coefficients` of the kept rows, in a row `l` that was not selected
+  /// yet, rounded once.
   [[nodiscard]] double Product(int l, const std::vector<double>& coefficients) const;
 
  private:

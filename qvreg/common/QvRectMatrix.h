@@ -56,7 +56,7 @@ class QVREG_EXPORT QvRectMatrixData {
 /// A rectangular matrix. Nothing beyond element access is needed of it so far.
 class QVREG_EXPORT QvRectMatrix : public QvRectMatrixData {
  public:
-  /// As QvRectMatrixData: `rows` x `columns` zeros.
+  /// As QvRectMatrixData: `rows` x `columns` zeros, or a copy of `other`.
   using QvRectMatrixData::QvRectMatrixData;
 };
 

@@ -21,10 +21,10 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   QvSymMatrix() = default;
   /// As QvSymMatrixData: zeros of the given `order`.
   explicit QvSymMatrix(int order) : QvSymMatrixData(order) {}
-  /// As QvSymMatrixData, what compensation keeps included.
+  /// As QvSymMatrixData: a copy of `other`, what compensation keeps included.
   QvSymMatrix(const QvSymMatrix& other);
   QvSymMatrix(QvSymMatrix&& other) noexcept = default;
-  /// As the copy.
+  /// As the copy of `other`.
   QvSymMatrix& operator=(const QvSymMatrix& other);
   QvSymMatrix& operator=(QvSymMatrix&& other) noexcept = default;
   ~QvSymMatrix() = default;

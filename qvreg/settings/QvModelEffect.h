@@ -20,7 +20,7 @@ class QVREG_EXPORT QvModelEffect {
   QvModelEffect(int nModelFactors, int nModelCovariates, const std::vector<int>* varIndices);
   /// REQUIRES: the list of `other`, unless that is a copy itself. May throw std::bad_alloc.
   QvModelEffect(const QvModelEffect& other);
-  /// As the copy; nothing is changed when it throws.
+  /// As the copy of `other`; nothing is changed when it throws.
   QvModelEffect& operator=(const QvModelEffect& other);
   ~QvModelEffect() = default;
 

@@ -161,7 +161,7 @@ TEST_P(NonFiniteValues, ALevelsSlopeIsLeftOutAlone) {
 
 TEST_P(NonFiniteValues, AnInfiniteWeightConcernsAllParameters) {
   // Two of the six records have z = 0: those products count as well.
-  for (const std::size_t record : {0UL, kRecord}) {
+  for (const std::size_t record : {std::size_t{0}, kRecord}) {
     Rows rows = kRows;
     rows[record][kWeight] = kInfinity;
     const FittedModel model = Fit({{kX}, {kZ}}, rows);
