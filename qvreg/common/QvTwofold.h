@@ -31,6 +31,8 @@ struct QvTwofold {
   /// What `high`, the rounded product of a and b, lacks of the exact one; without std::fma (Dekker,
   /// A floating-point technique for extending the available precision, Numer. Math. 18, 1971).
   static double ProductError(double a, double b, double high) {
+    // Not a number, as from std::fma.
+    if (!std::isfinite(a) || !std::isfinite(b)) return a * b - high;
     // Halves of the largest numbers would overflow; the product of their scaled selves does not.
     if (std::abs(a) > 0x1p+990) return 0x1p+60 * ProductError(0x1p-60 * a, b, 0x1p-60 * high);
     if (std::abs(b) > 0x1p+990) return ProductError(b, a, high);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <random>
 #include <utility>
 #include <vector>
@@ -67,6 +68,14 @@ TEST(QvTwofold, ProductErrorNeedsNoFusedOperation) {
     const double high = a * b;
     EXPECT_EQ(QvTwofold::ProductError(a, b, high), QvTwofold::Product(a, b).fLow);
   }
+}
+
+TEST(QvTwofold, ProductErrorOfWhatIsNotFiniteIsNotANumber) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  const double notANumber = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_TRUE(std::isnan(QvTwofold::ProductError(infinity, 2.0, infinity)));
+  EXPECT_TRUE(std::isnan(QvTwofold::ProductError(2.0, -infinity, -infinity)));
+  EXPECT_TRUE(std::isnan(QvTwofold::ProductError(notANumber, 2.0, notANumber)));
 }
 
 TEST(QvTwofold, ProductErrorOfTheLargestNumbersIsExact) {
