@@ -7,32 +7,19 @@
 #   command_library  the shared library once more, for an archive that holds all the command needs;
 #                    only cpack asks for it
 include(CMakePackageConfigHelpers)
-include(QvregHeaders)
 
 set(qvreg_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/qvreg")
 
 install(TARGETS qvreg EXPORT qvregTargets
   RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT library
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT library NAMELINK_COMPONENT development
-  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development
+  FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT development
+  FILE_SET generated DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT development)
 install(EXPORT qvregTargets
   NAMESPACE qvreg::
   DESTINATION "${qvreg_package_dir}"
   COMPONENT development)
-
-qvreg_reachable_headers(qvreg_headers)
-foreach(header IN LISTS qvreg_headers)
-  cmake_path(GET header PARENT_PATH folder)
-  install(FILES "${PROJECT_SOURCE_DIR}/${header}"
-    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}"
-    COMPONENT development)
-endforeach()
-foreach(header IN LISTS qvreg_generated_headers)
-  cmake_path(GET header PARENT_PATH folder)
-  install(FILES "${PROJECT_BINARY_DIR}/include/${header}"
-    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}"
-    COMPONENT development)
-endforeach()
 
 configure_package_config_file(cmake/qvregConfig.cmake.in
   "${PROJECT_BINARY_DIR}/cmake/qvregConfig.cmake"
@@ -78,6 +65,25 @@ install(FILES "${PROJECT_BINARY_DIR}/cmake/qvreg.pc"
 install(FILES README.md CHANGELOG.md
   DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/qvreg"
   COMPONENT development)
+# Each package that does not depend on another carries the licence.
+set(qvreg_licence_components development)
+if(BUILD_SHARED_LIBS)
+  set(qvreg_licence_components library)
+  if(QVREG_BUILD_HOST)
+    list(APPEND qvreg_licence_components command_library)
+  endif()
+elseif(QVREG_BUILD_HOST)
+  list(APPEND qvreg_licence_components command)
+endif()
+foreach(component IN LISTS qvreg_licence_components)
+  set(rarely)
+  if(component STREQUAL "command_library")
+    set(rarely EXCLUDE_FROM_ALL)
+  endif()
+  install(FILES LICENSE
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/licenses/qvreg"
+    COMPONENT ${component} ${rarely})
+endforeach()
 install(DIRECTORY docs/
   DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/qvreg/docs"
   COMPONENT development

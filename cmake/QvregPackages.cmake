@@ -4,11 +4,11 @@
 #            libfmt of the system; both unpack into one folder
 #   Debian   as well, when made on Debian: libqvreg<N>, libqvreg-dev and qvreg (the command), each
 #            with its dependencies
-set(QVREG_PACKAGE_CONTACT "qvreg maintainers <maintainers@qvreg.example>" CACHE STRING
+set(QVREG_PACKAGE_CONTACT "The qvreg authors <authors@qvreg.example>" CACHE STRING
   "Who answers for the packages")
 
 set(CPACK_PACKAGE_NAME qvreg)
-set(CPACK_PACKAGE_VENDOR "qvreg maintainers")
+set(CPACK_PACKAGE_VENDOR "The qvreg authors")
 set(CPACK_PACKAGE_CONTACT "${QVREG_PACKAGE_CONTACT}")
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")

@@ -25,3 +25,16 @@ else()
   find_package(GTest REQUIRED)
   find_package(nlohmann_json REQUIRED)
 endif()
+
+# qvreg_add_test_program(PROGRAM SHARDS): a program of GoogleTest runs whole, in SHARDS processes that
+# divide its tests. Only what fails is printed, and how many ran.
+function(qvreg_add_test_program program shards)
+  # GoogleTest's header takes longer to read than most tests to compile.
+  target_precompile_headers(${program} PRIVATE <gtest/gtest.h>)
+  math(EXPR last "${shards} - 1")
+  foreach(shard RANGE ${last})
+    add_test(NAME ${program}_${shard} COMMAND ${program} --gtest_brief=1)
+    set_tests_properties(${program}_${shard} PROPERTIES
+      ENVIRONMENT "GTEST_TOTAL_SHARDS=${shards};GTEST_SHARD_INDEX=${shard}")
+  endforeach()
+endfunction()

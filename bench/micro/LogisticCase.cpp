@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "bench/UniformNumbers.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/data/QvRecordCounts.h"
 #include "qvreg/data/QvRecordPass.h"
 #include "qvreg/design/QvFactorPass.h"

@@ -4,7 +4,7 @@
 
 #include "host/Error.h"
 #include "host/fit/StatusText.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 
 namespace qvhost {
 

@@ -14,7 +14,7 @@
 #include "host/table/TableWriter.h"
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvStatus.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 
 namespace qvhost {

@@ -13,7 +13,7 @@
 #include "host/formula/Formula.h"
 #include "host/table/CodeTable.h"
 #include "host/table/TableSource.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 
 namespace qvhost {

@@ -6,7 +6,7 @@
 
 #include <fmt/format.h>
 
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 
 namespace qvhost {
 

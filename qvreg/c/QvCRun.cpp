@@ -6,7 +6,7 @@
 
 #include "qvreg/c/QvCRefusal.h"
 #include "qvreg/c/QvCShortRecord.h"
-#include "qvreg/component/QvRegFactory.h"
+#include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/glm/QvGLMComponent.h"
 #include "qvreg/logistic/QvLogComponent.h"
 

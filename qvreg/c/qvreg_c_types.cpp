@@ -3,7 +3,7 @@
 #include "qvreg/QvVersion.h"
 #include "qvreg/c/QvCMessages.h"
 #include "qvreg/common/Constants.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/logistic/QvOptimizationOutcome.h"
 #include "qvreg/settings/QvConst.h"
 

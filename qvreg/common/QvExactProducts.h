@@ -3,8 +3,6 @@
 #include <cstddef>
 #include <vector>
 
-#include "qvreg/QvExport.h"
-
 namespace QvCommon {
 
 /// A symmetric matrix A of cross-products in double-double, kept while its rounded sum is swept, so
@@ -16,7 +14,7 @@ namespace QvCommon {
 /// regression on the kept ones: c' A c is what is left of its diagonal.
 ///
 /// Owns its elements; a value. Const operations may run together.
-class QVREG_EXPORT QvExactProducts {
+class QvExactProducts {
  public:
   /// Holds nothing.
   QvExactProducts() = default;

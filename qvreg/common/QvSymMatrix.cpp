@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "qvreg/common/QvExactProducts.h"
 #include "qvreg/common/QvPlatform.h"
 #include "qvreg/common/QvTwofold.h"
 

@@ -4,10 +4,11 @@
 
 #include "qvreg/QvExport.h"
 #include "qvreg/common/QvBitSet.h"
-#include "qvreg/common/QvExactProducts.h"
 #include "qvreg/common/QvSymMatrixData.h"
 
 namespace QvCommon {
+
+class QvExactProducts;
 
 /// A symmetric matrix with the operations that estimation needs: weighted rank-one updates, the
 /// sweep operator and the Cholesky factorisation, all in place.

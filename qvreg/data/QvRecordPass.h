@@ -1,8 +1,8 @@
 #pragma once
 
 #include "qvreg/common/QvStatus.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/common/Record.h"
-#include "qvreg/component/QvStatusCodes.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/data/QvRegRecordValidator.h"

@@ -5,7 +5,7 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 
 using QvCommon::QvStatus;
 using QvCommon::Record;

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <limits>
 
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 
 using QvCommon::QvBitSet;
 using QvCommon::QvStatus;

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "qvreg/common/QvBitSet.h"
+#include "qvreg/common/QvExactProducts.h"
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/data/QvCancelInfo.h"

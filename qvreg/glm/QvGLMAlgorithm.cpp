@@ -4,7 +4,7 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/data/QvRecordPass.h"
 #include "qvreg/design/QvFactorPass.h"
 

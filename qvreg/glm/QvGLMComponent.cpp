@@ -1,8 +1,8 @@
 #include "qvreg/glm/QvGLMComponent.h"
 
 #include "qvreg/common/QvComponentDisplay.h"
-#include "qvreg/component/QvOperationGuard.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvOperationGuard.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/glm/QvGLMAlgorithm.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
 

@@ -58,7 +58,7 @@ class QvAccumStatsLogistic : public IQvAccumStats {
   /// Fills fBlockWeights: what the row's outer product is multiplied by in every block.
   void ComputeBlockWeights(double weight);
 
-  const QvRegSettings* fpSettings;
+  [[maybe_unused]] const QvRegSettings* fpSettings;
   int fNParameters;
   int fNCategories;
   const std::vector<double>* fpEstimates;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 
 using QvCommon::QvStatus;

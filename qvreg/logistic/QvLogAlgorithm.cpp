@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "qvreg/common/QvComponentDisplay.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/data/QvRecordPass.h"
 #include "qvreg/design/QvFactorPass.h"
 

@@ -3,8 +3,8 @@
 #include <optional>
 
 #include "qvreg/common/QvComponentDisplay.h"
-#include "qvreg/component/QvOperationGuard.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvOperationGuard.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/logistic/QvLogAlgorithm.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 

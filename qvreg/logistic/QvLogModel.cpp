@@ -7,7 +7,7 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvElementary.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/design/QvCategory.h"
 #include "qvreg/design/QvModelDesign.h"
 #include "qvreg/design/QvPivotSweep.h"

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "qvreg/common/QvComponentDisplay.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/data/QvRecordPass.h"
 #include "qvreg/design/QvCategory.h"
 #include "qvreg/design/QvFactorPass.h"

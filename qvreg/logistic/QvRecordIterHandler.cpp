@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/data/QvRecordPass.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/logistic/IQvAccumStats.h"

@@ -7,8 +7,8 @@
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvElementary.h"
 #include "qvreg/common/QvMathFun.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/component/ProgressListener.h"
-#include "qvreg/component/QvStatusCodes.h"
 
 using QvCommon::QvElementary;
 using QvCommon::QvMathFun;

@@ -5,7 +5,7 @@
 #include <exception>
 
 #include "qvreg/common/QvComponentDisplay.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 
 using QvCommon::QvStatus;
 

@@ -10,8 +10,10 @@ string(REPLACE "." "\\." version "${VERSION}")
 string(REPLACE "." "\\." soversion "${SOVERSION}")
 
 # Every entry is an expression for one file or more.
-set(library "${LIBDIR}/libqvreg\\.so\\.${soversion}" "${LIBDIR}/libqvreg\\.so\\.${version}")
-set(dll "bin/qvreg\\.dll")
+set(licence "share/licenses/qvreg/LICENSE")
+set(library "${LIBDIR}/libqvreg\\.so\\.${soversion}" "${LIBDIR}/libqvreg\\.so\\.${version}"
+  "${licence}")
+set(dll "bin/qvreg\\.dll" "${licence}")
 set(namelink "${LIBDIR}/libqvreg\\.so")
 set(import_library "${LIBDIR}/libqvreg\\.dll\\.a")
 set(command "bin/qvreg")

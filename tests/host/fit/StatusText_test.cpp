@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 
 namespace qvhost {
 namespace {

@@ -10,7 +10,7 @@
 #include "qvreg/c/QvCMessages.h"
 #include "qvreg/c/QvCReport.h"
 #include "qvreg/c/qvreg_c.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 
 namespace qvtest {
 namespace {

@@ -10,7 +10,7 @@
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/component/IQvRegOutputStats.h"
-#include "qvreg/component/QvRegFactory.h"
+#include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/settings/QvRegSettings.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/FailEveryAllocation.h"

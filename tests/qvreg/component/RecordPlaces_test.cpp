@@ -7,7 +7,7 @@
 
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/component/IQvRegOutputStats.h"
-#include "qvreg/component/QvRegFactory.h"
+#include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 

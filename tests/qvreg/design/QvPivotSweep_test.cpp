@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "tests/qvreg/support/CancelAtPoll.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/LinearSettings.h"

@@ -4,8 +4,8 @@
 
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/component/IQvRegOutputStats.h"
-#include "qvreg/component/QvRegFactory.h"
 #include "qvreg/data/MultiPassRecordIter.h"
+#include "qvreg/factory/QvRegFactory.h"
 #include "tests/qvreg/support/LinearSettings.h"
 
 namespace {

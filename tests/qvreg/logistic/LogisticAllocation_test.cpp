@@ -11,7 +11,7 @@
 
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/component/IQvRegComponent.h"
-#include "qvreg/component/QvRegFactory.h"
+#include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/logistic/QvLogComponent.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 #include "tests/qvreg/support/AllocationCountingIter.h"

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "qvreg/common/QvStatus.h"
-#include "qvreg/component/QvRegFactory.h"
+#include "qvreg/factory/QvRegFactory.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace qvtest {

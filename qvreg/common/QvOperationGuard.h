@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "qvreg/common/QvStatus.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/QvStatusCodes.h"
 
 /// Runs an operation of a component and returns its status; an allocation that fails inside it
 /// becomes status 305. What a host's code throws passes through.

@@ -1,10 +1,10 @@
-#include "qvreg/component/QvRegFactory.h"
+#include "qvreg/factory/QvRegFactory.h"
 
 #include <exception>
 #include <memory>
 
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/component/IQvRegComponent.h"
-#include "qvreg/component/QvStatusCodes.h"
 #include "qvreg/glm/QvGLMComponent.h"
 #include "qvreg/logistic/QvLogComponent.h"
 #include "qvreg/settings/QvLogRegSettings.h"

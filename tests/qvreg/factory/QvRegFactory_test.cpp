@@ -1,4 +1,4 @@
-#include "qvreg/component/QvRegFactory.h"
+#include "qvreg/factory/QvRegFactory.h"
 
 #include <memory>
 #include <vector>

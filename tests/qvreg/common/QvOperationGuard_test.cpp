@@ -1,4 +1,4 @@
-#include "qvreg/component/QvOperationGuard.h"
+#include "qvreg/common/QvOperationGuard.h"
 
 #include <new>
 #include <stdexcept>

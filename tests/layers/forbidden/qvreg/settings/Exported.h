@@ -3,4 +3,4 @@
 #include <vector>
 
 #include "qvreg/QvExport.h"
-#include "qvreg/component/QvStatusCodes.h"
+#include "qvreg/common/Low.h"

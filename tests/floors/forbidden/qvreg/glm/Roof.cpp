@@ -1,1 +1,0 @@
-#include <qvreg/component/QvRegFactory.h>

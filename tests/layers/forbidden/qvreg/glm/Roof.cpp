@@ -1,0 +1,1 @@
+#include <qvreg/factory/QvRegFactory.h>
