@@ -19,7 +19,7 @@
 #include "host/report/JsonReport.h"
 #include "host/report/TextReport.h"
 #include "host/table/MissingStrings.h"
-#include "host/table/TableFormat.h"
+#include "host/table/TableWriter.h"
 
 namespace qvhost {
 

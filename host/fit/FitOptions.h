@@ -6,7 +6,7 @@
 
 #include "host/fit/LogisticOptions.h"
 #include "host/fit/ModelBinding.h"
-#include "host/table/DataSource.h"
+#include "host/table/TableSource.h"
 
 namespace qvhost {
 

@@ -7,10 +7,10 @@
 
 #include <fmt/format.h>
 
+#include "host/Text.h"
 #include "host/fit/EstimateCondition.h"
 #include "host/fit/LevelWarnings.h"
-#include "host/fit/NameList.h"
-#include "host/formula/Term.h"
+#include "host/formula/Terms.h"
 #include "qvreg/design/QvFactorCounts.h"
 
 namespace qvhost {

@@ -5,8 +5,8 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/Text.h"
 #include "host/formula/FormulaError.h"
-#include "host/table/SqlText.h"
 
 namespace qvhost {
 namespace {

@@ -9,7 +9,7 @@
 
 #include <fmt/format.h>
 
-#include "host/fit/NameList.h"
+#include "host/Text.h"
 #include "host/table/MissingStrings.h"
 
 namespace qvhost {

@@ -5,12 +5,12 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/Text.h"
 #include "host/fit/FormulaColumns.h"
 #include "host/fit/ValueSql.h"
 #include "host/formula/FormulaError.h"
 #include "host/table/ColumnInfo.h"
 #include "host/table/Connection.h"
-#include "host/table/SqlText.h"
 
 namespace qvhost {
 

@@ -7,7 +7,7 @@
 
 #include "host/fit/ModelKind.h"
 #include "host/formula/Formula.h"
-#include "host/table/ColumnRequest.h"
+#include "host/table/ColumnInfo.h"
 #include "host/table/TableSource.h"
 
 namespace qvhost {

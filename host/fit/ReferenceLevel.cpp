@@ -5,7 +5,7 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
-#include "host/fit/NameList.h"
+#include "host/Text.h"
 #include "host/table/NearestName.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 

@@ -6,7 +6,7 @@
 #include <numeric>
 
 #include "host/fit/ReferenceLevel.h"
-#include "host/formula/Term.h"
+#include "host/formula/Terms.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvModelEffect.h"
 

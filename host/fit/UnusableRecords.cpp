@@ -6,8 +6,8 @@
 
 #include <fmt/format.h>
 
+#include "host/Text.h"
 #include "host/fit/ModelBinding.h"
-#include "host/fit/NameList.h"
 
 namespace qvhost {
 

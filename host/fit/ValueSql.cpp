@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "host/table/SqlText.h"
+#include "host/Text.h"
 #include "qvreg/common/Constants.h"
 
 namespace qvhost {

@@ -4,9 +4,9 @@
 #include <system_error>
 #include <utility>
 
+#include "host/Text.h"
 #include "host/formula/ExpressionReader.h"
-#include "host/formula/SqlWords.h"
-#include "host/formula/WholeNumber.h"
+#include "host/formula/Tokenizer.h"
 
 namespace qvhost {
 namespace {

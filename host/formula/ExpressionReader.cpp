@@ -4,7 +4,7 @@
 #include <array>
 #include <utility>
 
-#include "host/formula/SqlWords.h"
+#include "host/Text.h"
 
 namespace qvhost {
 namespace {

@@ -5,11 +5,10 @@
 #include <string_view>
 #include <vector>
 
-#include "host/formula/CastType.h"
 #include "host/formula/ExpressionCursor.h"
 #include "host/formula/FormulaFunction.h"
 #include "host/formula/OperandCheck.h"
-#include "host/formula/TokenStream.h"
+#include "host/formula/Tokenizer.h"
 #include "host/formula/ValueKind.h"
 #include "host/formula/Variable.h"
 

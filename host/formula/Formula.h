@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "host/formula/FormulaError.h"
-#include "host/formula/Term.h"
+#include "host/formula/Terms.h"
 #include "host/formula/Variable.h"
 
 namespace qvhost {

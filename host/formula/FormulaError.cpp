@@ -4,9 +4,10 @@
 #include <cstddef>
 #include <vector>
 
-#include "host/formula/Utf8.h"
+#include "host/Text.h"
 
 namespace qvhost {
+
 namespace {
 
 constexpr std::size_t kShownWidth = 70;  ///< Longer formulas are cut to this many code points.

@@ -1,12 +1,25 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 #include "host/Error.h"
-#include "host/formula/Place.h"
 
 namespace qvhost {
+
+/// A stretch [begin, end) of a formula's text, counted in bytes.
+struct Place {
+  std::size_t begin = 0;
+  std::size_t end = 0;
+
+  bool operator==(const Place&) const = default;
+};
+
+/// The smallest stretch that holds both.
+[[nodiscard]] constexpr Place Span(const Place& a, const Place& b) noexcept {
+  return {a.begin < b.begin ? a.begin : b.begin, a.end > b.end ? a.end : b.end};
+}
 
 /// What is wrong with a formula, and where. The message has three lines: the sentence, the formula
 /// (indented by two blanks), and a caret under the first character of the place:

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/formula/SqlWords.h"
+#include "host/Text.h"
 
 namespace qvhost {
 namespace {
@@ -142,30 +142,6 @@ constexpr auto kRefused = std::to_array<Refused>({
     {" log1p ", "is written ln(1 + x) here."},
     {" expm1 ", "is written exp(x) - 1 here."},
 });
-
-std::string Lower(std::string_view word) {
-  std::string lower(word);
-  std::ranges::transform(lower, lower.begin(), LowerAscii);
-  return lower;
-}
-
-/// The edit distance of two words: letters put in, taken out, replaced, or swapped with the next.
-std::size_t EditDistance(std::string_view a, std::string_view b) {
-  std::vector<std::size_t> beforeLast;
-  std::vector<std::size_t> last(b.size() + 1);
-  std::iota(last.begin(), last.end(), std::size_t{0});
-  for (std::size_t i = 1; i <= a.size(); ++i) {
-    std::vector<std::size_t> row(b.size() + 1, i);
-    for (std::size_t j = 1; j <= b.size(); ++j) {
-      const std::size_t replaced = last[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
-      row[j] = std::min({last[j] + 1, row[j - 1] + 1, replaced});
-      const bool swapped = i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1];
-      if (swapped) row[j] = std::min(row[j], beforeLast[j - 2] + 1);
-    }
-    beforeLast = std::exchange(last, std::move(row));
-  }
-  return last.back();
-}
 
 /// The function whose name is nearest; empty when none is near.
 std::string_view NearestFunction(std::string_view name) {

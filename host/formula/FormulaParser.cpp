@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "host/formula/WholeNumber.h"
+#include "host/Text.h"
 
 namespace qvhost {
 namespace {

@@ -8,8 +8,8 @@
 
 #include "host/formula/Formula.h"
 #include "host/formula/OperandReader.h"
-#include "host/formula/TermAlgebra.h"
-#include "host/formula/TokenStream.h"
+#include "host/formula/Terms.h"
+#include "host/formula/Tokenizer.h"
 
 namespace qvhost {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "host/formula/FormulaFunction.h"
-#include "host/formula/TokenStream.h"
+#include "host/formula/Tokenizer.h"
 #include "host/formula/ValueKind.h"
 
 namespace qvhost {

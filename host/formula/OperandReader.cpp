@@ -3,9 +3,8 @@
 #include <string>
 #include <utility>
 
-#include "host/formula/SqlWords.h"
-#include "host/formula/WholeNumber.h"
-#include "host/table/SqlText.h"
+#include "host/Text.h"
+#include "host/formula/Tokenizer.h"
 
 namespace qvhost {
 

@@ -3,7 +3,7 @@
 #include <cstddef>
 
 #include "host/formula/ExpressionReader.h"
-#include "host/formula/TokenStream.h"
+#include "host/formula/Tokenizer.h"
 #include "host/formula/Variable.h"
 
 namespace qvhost {

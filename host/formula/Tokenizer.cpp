@@ -3,12 +3,18 @@
 #include <algorithm>
 #include <array>
 #include <string>
+#include <utility>
 
+#include "host/Text.h"
 #include "host/formula/FormulaError.h"
-#include "host/formula/Utf8.h"
 
 namespace qvhost {
+
 namespace {
+
+constexpr std::array<std::string_view, 20> kSqlWords = {
+    "and",   "as", "between", "case", "distinct", "else", "end", "escape", "false", "from",
+    "ilike", "in", "is",      "like", "not",      "null", "or",  "then",   "true",  "when"};
 
 /// Longer operators first, so that the longest one that fits is taken.
 constexpr std::array<std::string_view, 34> kOperators = {
@@ -68,6 +74,11 @@ std::string CharacterName(std::string_view bytes, char32_t value) {
 }
 
 }  // namespace
+
+bool IsSqlWord(std::string_view word) {
+  return std::ranges::any_of(kSqlWords,
+                             [&](std::string_view known) { return SameWord(word, known); });
+}
 
 std::string ColumnName(const Token& token) {
   if (token.kind != TokenKind::kQuoted) return std::string(token.text);
@@ -200,6 +211,62 @@ Token Tokenizer::Operator() {
                          CharacterName(rest.substr(0, point.length), point.value) +
                              " has no meaning in a formula; put a name that holds it in "
                              "back-quotes.");
+}
+
+TokenStream::TokenStream(std::string_view text, ColumnLookup lookup)
+    : text_(text), lookup_(std::move(lookup)), tokens_(Tokenizer(text).Run()) {
+  PairParentheses();
+}
+
+void TokenStream::PairParentheses() {
+  partners_.resize(tokens_.size());
+  std::vector<std::size_t> open;
+  for (std::size_t i = 0; i < tokens_.size(); ++i) {
+    const Token& token = tokens_[i];
+    if (token.Is("(")) {
+      open.push_back(i);
+      if (open.size() > kMaxDepth) {
+        throw Error(token.place, "More than " + std::to_string(kMaxDepth) +
+                                     " parentheses stand inside each other; write it flatter.");
+      }
+    } else if (token.Is(")")) {
+      if (open.empty()) throw Error(token.place, "This ')' closes nothing; take it out.");
+      partners_[open.back()] = i;
+      open.pop_back();
+    } else if (token.Is("~") && !open.empty()) {
+      throw Error(tokens_[open.back()].place,
+                  "This '(' is not closed before the '~'; add the ')'.");
+    }
+  }
+  if (!open.empty()) {
+    throw Error(tokens_[open.back()].place, "This '(' is not closed; add the ')'.");
+  }
+}
+
+Place TokenStream::PlaceOf(std::size_t first, std::size_t last) const {
+  return Span(tokens_[first].place, tokens_[last].place);
+}
+
+bool TokenStream::IsCall(std::size_t index) const {
+  const Token& token = tokens_[index];
+  return token.kind == TokenKind::kName && !IsSqlWord(token.text) && tokens_[index + 1].Is("(");
+}
+
+ColumnUse TokenStream::ColumnAt(std::size_t index) const {
+  const Token& token = tokens_[index];
+  if (token.kind == TokenKind::kName && token.text == ".") {
+    throw Error(token.place, "'.' does not stand for columns here; name the columns.");
+  }
+  std::string name = ColumnName(token);
+  FoundColumn found = lookup_ ? lookup_(name, token.place)
+                              : FoundColumn{name, QuoteName(name), ValueKind::kUnknown};
+  return {std::move(name), token.place, std::move(found)};
+}
+
+bool TokenStream::Accept(std::string_view op) {
+  if (!Peek().Is(op)) return false;
+  ++position_;
+  return true;
 }
 
 }  // namespace qvhost

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host/formula/Place.h"
+#include "host/formula/FormulaError.h"
 #include "host/formula/ValueKind.h"
 
 namespace qvhost {

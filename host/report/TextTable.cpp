@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
-#include "host/formula/Utf8.h"
+#include "host/Text.h"
 
 namespace qvhost {
 

@@ -1,16 +1,17 @@
 #include "host/table/CodeTable.h"
 
+#include <algorithm>
+#include <span>
 #include <utility>
 
 #include <fmt/format.h>
 
 #include "host/Error.h"
-#include "host/table/CodeSorter.h"
-#include "host/table/CodingErrors.h"
 #include "host/table/CodingPlan.h"
+#include "host/table/ColumnCoders.h"
 #include "host/table/Connection.h"
+#include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
-#include "host/table/RowStream.h"
 
 namespace qvhost {
 namespace {
@@ -102,6 +103,15 @@ class Coder {
   std::vector<MissingString> missingStrings_;
 };
 
+constexpr std::size_t kBlockValues = std::size_t{1} << 18;  // 2 MB
+
+void Change(std::span<double> block, std::size_t recordSize, const CodeChange& change) {
+  const std::vector<double>& codes = *change.codes;
+  for (std::size_t at = change.position; at < block.size(); at += recordSize) {
+    if (block[at] >= 0.0) block[at] = codes[static_cast<std::size_t>(block[at])];
+  }
+}
+
 }  // namespace
 
 const char* StageName(CodingProgress::Stage stage) {
@@ -124,6 +134,24 @@ CodedTable CodeTable(const TableSource& source, const std::vector<ColumnRequest>
       throw Error(error.Code(), fmt::format("{}: {}", source.Name(), error.what()));
     }
   }
+}
+
+void SortCodes(SpoolFile& file, std::int64_t records, std::size_t recordSize,
+               const std::vector<CodeChange>& changes,
+               const std::function<void(std::int64_t)>& afterBlock) {
+  const auto size = static_cast<std::int64_t>(recordSize);
+  const auto blockRecords =
+      static_cast<std::int64_t>(std::max<std::size_t>(1, kBlockValues / recordSize));
+  std::vector<double> block(static_cast<std::size_t>(std::min(blockRecords, records)) * recordSize);
+  for (std::int64_t first = 0; first < records; first += blockRecords) {
+    const std::int64_t count = std::min(blockRecords, records - first);
+    const std::span<double> used(block.data(), static_cast<std::size_t>(count * size));
+    file.Read(first * size, used);
+    for (const CodeChange& change : changes) Change(used, recordSize, change);
+    file.Overwrite(first * size, used);
+    afterBlock(first + count);
+  }
+  file.Flush();
 }
 
 }  // namespace qvhost

@@ -5,14 +5,10 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/table/ColumnCoders.h"
 #include "host/table/Connection.h"
-#include "host/table/FloatFactorCoder.h"
-#include "host/table/LevelOrder.h"
-#include "host/table/NumberCoder.h"
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
-#include "host/table/TextFactorCoder.h"
-#include "host/table/TypeInfo.h"
 
 namespace qvhost {
 namespace {

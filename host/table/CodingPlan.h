@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "host/table/ColumnCoder.h"
-#include "host/table/ColumnRequest.h"
+#include "host/table/ColumnCoders.h"
+#include "host/table/ColumnInfo.h"
 #include "host/table/TableSource.h"
 
 namespace qvhost {

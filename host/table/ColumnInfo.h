@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -24,5 +26,23 @@ struct ColumnInfo {
 
 /// What to call a kind in a sentence: "a number", "text", "a boolean", …
 [[nodiscard]] std::string_view KindText(ColumnKind kind);
+
+/// How a requested column becomes doubles.
+enum class Coding {
+  kByType,  ///< Numbers as numbers; text, booleans and enumerations as factors; others are refused.
+  kFactor,  ///< A factor, whatever the type.
+  kNumber   ///< A number; any other type is refused. For weights.
+};
+
+/// One column of the coded records. A plain value.
+struct ColumnRequest {
+  std::string label;  ///< For people: errors and reports call the column by it.
+  std::string sql;    ///< A scalar SQL expression over the source's columns.
+  Coding coding = Coding::kByType;
+  /// Of a factor; none: as many as the coding allows.
+  std::optional<std::size_t> maxLevels = std::nullopt;
+  /// A factor for no other reason than that it is text: more levels are hardly meant.
+  bool isByTypeOnly = false;
+};
 
 }  // namespace qvhost

@@ -8,11 +8,10 @@
 
 #include <fmt/format.h>
 
-#include "host/table/ConnectionHandles.h"
+#include "host/Text.h"
 #include "host/table/DuckDb.h"
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
-#include "host/table/SqlText.h"
 
 namespace qvhost {
 namespace {

@@ -2,11 +2,21 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+#include <string>
 #include <string_view>
 #include <system_error>
 
-#ifndef _WIN32
+#include <fmt/format.h>
 #include <sys/stat.h>
+
+#include "host/Text.h"
+#include "host/table/QueryError.h"
+
+#ifndef _WIN32
 #endif
 
 namespace qvhost {
@@ -28,6 +38,137 @@ std::string LocalPath(const std::string& name) {
 bool CannotBeReplaced(const fs::file_status& status) {
   return fs::is_character_file(status) || fs::is_socket(status);
 }
+
+using Json = nlohmann::json;
+
+/// A function that takes the names of files first: read_csv, parquet_metadata, sniff_csv, …
+bool ReadsFiles(const std::string& function) {
+  return function.starts_with("read_") || function.starts_with("parquet_") ||
+         function.ends_with("_scan") || function == "sniff_csv";
+}
+
+std::string Text(const Json& node, const char* key) {
+  if (!node.is_object()) return {};
+  const auto found = node.find(key);
+  return found != node.end() && found->is_string() ? found->get<std::string>() : std::string();
+}
+
+/// DuckDB takes the name of a column, such as a macro's parameter, for a text in an argument.
+bool NamesColumn(const Json& node) {
+  return Text(node, "class") == "COLUMN_REF" ||
+         (node.is_structured() && std::ranges::any_of(node, NamesColumn));
+}
+
+/// Finds names in queries as DuckDB has parsed them.
+class NameFinder {
+ public:
+  NameFinder(Connection& connection, const Definitions& definitions)
+      : connection_(connection), definitions_(definitions) {}
+
+  std::vector<std::string> Find(const std::string& query) {
+    Visit(Parse(query));
+    while (!waiting_.empty()) {
+      const std::string name = *waiting_.begin();
+      waiting_.erase(waiting_.begin());
+      visited_.insert(name);
+      const auto [first, last] = definitions_.equal_range(name);
+      for (auto it = first; it != last; ++it) {
+        hasParameters_ = !it->second.starts_with("CREATE ");
+        Visit(ParseDefinition(it->second));
+      }
+    }
+    return files_;
+  }
+
+ private:
+  /// Null when DuckDB cannot tell the parts of the text.
+  Json Parse(const std::string& query) {
+    const auto rows =
+        connection_.Rows(fmt::format("SELECT json_serialize_sql({})", QuoteText(query)));
+    Json parsed = Json::parse(rows.at(0).at(0).value_or(""), nullptr, false);
+    return parsed.is_object() && parsed.value("error", true) ? Json() : parsed;
+  }
+
+  /// Of a view (CREATE VIEW name AS query) or a macro (a query or an expression).
+  Json ParseDefinition(const std::string& text) {
+    if (text.empty()) return {};
+    if (Json query = Parse(text); !query.is_null()) return query;
+    if (Json expression = Parse("SELECT " + text); !expression.is_null()) return expression;
+    constexpr std::string_view kAs = " AS ";
+    for (std::size_t at = text.find(kAs); at != std::string::npos; at = text.find(kAs, at + 1)) {
+      if (Json query = Parse(text.substr(at + kAs.size())); !query.is_null()) return query;
+    }
+    return {};
+  }
+
+  void Visit(const Json& query) {
+    std::set<std::string> local;
+    std::vector<std::string> tables;
+    std::vector<const Json*> nodes = {&query};
+    while (!nodes.empty()) {
+      const Json& node = *nodes.back();
+      nodes.pop_back();
+      if (node.is_structured()) {
+        for (const Json& child : node) nodes.push_back(&child);
+      }
+      if (!node.is_object()) continue;
+      if (node.contains("cte_map")) AddNamesOf(node["cte_map"], local);
+      const std::string type = Text(node, "type");
+      if (type == "BASE_TABLE") tables.push_back(Text(node, "table_name"));
+      if (type == "TABLE_FUNCTION") AddArgument(node.value("function", Json()));
+      if (type == "FUNCTION") Await(Lower(Text(node, "function_name")));
+    }
+    for (const std::string& table : tables) AddTable(table, local);
+  }
+
+  static void AddNamesOf(const Json& commonTables, std::set<std::string>& names) {
+    for (const Json& entry : commonTables.value("map", Json::array())) {
+      names.insert(Lower(Text(entry, "key")));
+    }
+  }
+
+  void AddTable(const std::string& table, const std::set<std::string>& local) {
+    const std::string name = Lower(table);
+    if (local.contains(name)) return;
+    if (definitions_.contains(name)) return Await(name);
+    AddFiles(fmt::format("SELECT file FROM glob({})", QuoteText(table)));
+  }
+
+  /// DuckDB itself computes the names and finds what they match.
+  void AddArgument(const Json& function) {
+    if (!ReadsFiles(Lower(Text(function, "function_name")))) return;
+    for (const Json& argument : function.value("children", Json::array())) {
+      const bool isNamed =
+          !Text(argument, "alias").empty() || Text(argument, "class") == "COMPARISON";
+      if (isNamed) continue;
+      if (hasParameters_ && NamesColumn(argument)) return;
+      Json search = Parse("SELECT file FROM glob('')");
+      search["/statements/0/node/from_table/function/children"_json_pointer] = {argument};
+      AddFiles(fmt::format("SELECT * FROM json_execute_serialized_sql({})",
+                           QuoteText(search.dump(-1, ' ', false, Json::error_handler_t::ignore))));
+      return;
+    }
+  }
+
+  void AddFiles(const std::string& search) {
+    try {
+      for (const auto& row : connection_.Rows(search)) files_.push_back(row[0].value());
+    } catch (const QueryError&) {
+      // What the name is computed from has no value here.
+    }
+  }
+
+  void Await(const std::string& name) {
+    if (definitions_.contains(name) && !visited_.contains(name)) waiting_.insert(name);
+  }
+
+  Connection& connection_;
+  const Definitions& definitions_;
+  bool hasParameters_ = false;  ///< Whether a macro is visited, not a query or a view.
+  std::set<std::string> waiting_;
+  std::set<std::string> visited_;
+  std::vector<std::string> files_;
+};
 
 }  // namespace
 
@@ -92,6 +233,49 @@ std::optional<std::string> InputFiles::Find(const std::string& path) const {
   }
 #endif
   return std::nullopt;
+}
+
+Definitions DefinitionsOf(Connection& connection) {
+  Definitions definitions;
+  for (const auto& row :
+       connection.Rows("SELECT table_name, '' FROM duckdb_tables() UNION ALL "
+                       "SELECT view_name, sql FROM duckdb_views() WHERE NOT internal UNION ALL "
+                       "SELECT function_name, macro_definition FROM duckdb_functions() "
+                       "WHERE function_type IN ('macro', 'table_macro') AND NOT internal")) {
+    definitions.emplace(Lower(row[0].value()), row[1].value_or(""));
+  }
+  return definitions;
+}
+
+std::vector<std::string> NamedFiles(Connection& connection, const std::string& query,
+                                    const Definitions& definitions) {
+  return NameFinder(connection, definitions).Find(query);
+}
+
+OpenedFiles::OpenedFiles(Connection& connection, const Limits& limits)
+    : observer_(connection.Another()), limits_(limits), last_(std::chrono::steady_clock::now()) {
+  connection.Execute("CALL enable_logging('FileSystem')");
+}
+
+void OpenedFiles::AddTo(InputFiles& files) {
+  std::int64_t entries = 0;
+  std::int64_t names = 0;
+  for (const auto& row : observer_->Rows(
+           "SELECT json_extract_string(message, '$.path') AS path, count(*) FROM duckdb_logs "
+           "WHERE type = 'FileSystem' GROUP BY path")) {
+    if (!row[0]) continue;
+    files.Add(*row[0]);
+    ++names;
+    entries += std::stoll(row[1].value());
+  }
+  if (entries > limits_.entries && entries > names * limits_.entriesOfFile) {
+    observer_->Execute("CALL truncate_duckdb_logs()");
+  }
+  last_ = std::chrono::steady_clock::now();
+}
+
+void OpenedFiles::AddInTimeTo(InputFiles& files) {
+  if (std::chrono::steady_clock::now() - last_ >= limits_.interval) AddTo(files);
 }
 
 }  // namespace qvhost

@@ -10,9 +10,8 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
-#include "host/table/CellMask.h"
-#include "host/table/ConnectionHandles.h"
 #include "host/table/DuckDb.h"
+#include "host/table/PreparedQuery.h"
 
 namespace qvhost {
 

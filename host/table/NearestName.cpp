@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "host/table/SqlText.h"
+#include "host/Text.h"
 
 namespace qvhost {
 

@@ -1,5 +1,7 @@
 #include "host/table/QueryError.h"
 
+#include "host/Text.h"
+
 #include <algorithm>
 #include <array>
 
@@ -39,14 +41,6 @@ void AppendLine(std::string& text, std::string_view line) {
   while (text.back() == ' ' || text.back() == '\r') text.pop_back();
 }
 
-/// Cuts a text without cutting a UTF-8 character.
-void Cut(std::string& text, std::size_t length) {
-  if (text.size() <= length) return;
-  while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) --length;
-  text.resize(length);
-  text += "…";
-}
-
 }  // namespace
 
 QueryError::QueryError(std::string_view message)
@@ -70,7 +64,7 @@ std::string ShortMessage(std::string_view message) {
     message = end == std::string_view::npos ? std::string_view() : message.substr(end + 1);
   }
   if (text.empty()) text = "DuckDB gave no reason";
-  Cut(text, kLongestMessage);
+  CutText(text, kLongestMessage);
   if (std::string_view(".!?").find(text.back()) == std::string_view::npos) text += '.';
   return text;
 }

@@ -1,33 +1,101 @@
 #include "host/table/TableSource.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
+#include <vector>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include "host/Error.h"
+#include "host/Text.h"
 #include "host/table/Connection.h"
-#include "host/table/DataFile.h"
-#include "host/table/DatabaseTables.h"
+#include "host/table/InputFiles.h"
 #include "host/table/NearestName.h"
-#include "host/table/OpenedFiles.h"
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
-#include "host/table/SqlText.h"
 #include "host/table/TextFile.h"
 
 namespace qvhost {
 namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kPatternCharacters = "*?[";
+constexpr std::size_t kMostNamesToCompare = 1000;
+
+[[noreturn]] void Refuse(const std::string& message) { throw Error(ExitCode::kBadInput, message); }
+
+/// The neighbours of a file that does not exist.
+std::vector<std::string> NamesBeside(const fs::path& file) {
+  const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
+  std::vector<std::string> names;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    if (names.size() == kMostNamesToCompare) break;
+    names.push_back(entry->path().filename().string());
+  }
+  return names;
+}
+
+/// The same name with what DuckDB would take for a pattern made plain.
+std::string Escaped(const std::string& name) {
+  std::string escaped;
+  for (const char c : name) {
+    const bool special = kPatternCharacters.find(c) != std::string_view::npos;
+    escaped += special ? std::string{'[', c, ']'} : std::string(1, c);
+  }
+  return escaped;
+}
+
+void RefuseMissing(const std::string& data) {
+  std::string hint;
+  const fs::path path(data);
+  Connection connection;
+  hint = DidYouMean(connection, path.filename().string(), NamesBeside(path));
+  Refuse(fmt::format("The file '{}' does not exist.{}", data, hint));
+}
+
+constexpr std::size_t kMostNamesToList = 20;
+
+/// Tables and views in the order of their names; those that `wanted` may mean, or all when it is
+/// empty.
+std::vector<DatabaseTable> Tables(Connection& connection, const std::string& wanted) {
+  const auto rows = connection.Rows(fmt::format(
+      "SELECT schema_name, name FROM ("
+      "SELECT schema_name, table_name AS name FROM duckdb_tables() "
+      "WHERE NOT internal AND NOT temporary UNION ALL "
+      "SELECT schema_name, view_name FROM duckdb_views() WHERE NOT internal AND NOT temporary) "
+      "WHERE {0} = '' OR lower(name) = lower({0}) OR lower(schema_name || '.' || name) = "
+      "lower({0}) "
+      "ORDER BY schema_name <> 'main', schema_name, name",
+      QuoteText(wanted)));
+  std::vector<DatabaseTable> tables;
+  for (const auto& row : rows) {
+    const std::string& schema = *row[0];
+    const std::string& name = *row[1];
+    tables.push_back({schema == "main" ? name : fmt::format("{}.{}", schema, name),
+                      fmt::format("{}.{}", QuoteName(schema), QuoteName(name))});
+  }
+  return tables;
+}
+
+std::string Listed(const std::vector<std::string>& names) {
+  const std::size_t shown = std::min(names.size(), kMostNamesToList);
+  return fmt::format("{}{}",
+                     fmt::join(names.begin(), names.begin() + static_cast<long>(shown), ", "),
+                     shown < names.size() ? ", …" : "");
+}
 
 /// The name under which a query sees the file.
 constexpr const char* kFileView = "data";
 /// A name that no table of a user's database has.
 constexpr const char* kQueryView = "\"result of --sql\"";
 constexpr const char* kTypedView = "\"table with missing values\"";
-
-[[noreturn]] void Refuse(const std::string& message) { throw Error(ExitCode::kBadInput, message); }
 
 void CheckOptions(const DataSource& source) {
   if (source.data.empty() && source.sql.empty()) {
@@ -104,14 +172,63 @@ void AddDatabase(const std::string& data, InputFiles& files) {
   files.Add(std::filesystem::weakly_canonical(data, error).string() + kLog);
 }
 
-bool SameName(std::string_view a, std::string_view b) {
-  const auto lower = [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  };
-  return std::ranges::equal(a, b, {}, lower, lower);
+}  // namespace
+
+bool IsDatabaseName(const std::string& data) {
+  constexpr std::array<std::string_view, 3> kEndings = {".duckdb", ".ddb", ".db"};
+  return std::ranges::find(kEndings, Lower(fs::path(data).extension().string())) != kEndings.end();
 }
 
-}  // namespace
+void CheckFile(const std::string& data) {
+  std::error_code error;
+  const fs::file_status status = fs::status(data, error);
+  if (status.type() == fs::file_type::not_found) RefuseMissing(data);
+  if (fs::is_directory(status)) {
+    Refuse(fmt::format("'{}' is a folder; name a file in it, or a pattern such as '{}'.", data,
+                       (fs::path(data) / "*.csv").string()));
+  }
+  if (fs::is_regular_file(status) && fs::file_size(data, error) == 0 && !error) {
+    Refuse(fmt::format("The file '{}' is empty.", data));
+  }
+  if (!std::ifstream(data).is_open()) {
+    Refuse(fmt::format("The file '{}' cannot be opened; check that you may read it.", data));
+  }
+}
+
+std::string PatternOf(Connection& connection, const std::string& data) {
+  if (data.find("://") != std::string::npos) {
+    Refuse(fmt::format("'{}' is not on this computer; download it and name the file.", data));
+  }
+  std::error_code error;
+  const bool isPattern =
+      data.find_first_of(kPatternCharacters) != std::string::npos && !fs::exists(data, error);
+  if (!isPattern) {
+    CheckFile(data);
+    return Escaped(data);
+  }
+  if (connection.Rows(fmt::format("SELECT 1 FROM glob({}) LIMIT 1", QuoteText(data))).empty()) {
+    Refuse(fmt::format("No file matches the pattern '{}'.", data));
+  }
+  return data;
+}
+
+DatabaseTable FindTable(Connection& connection, const std::string& data,
+                        const std::string& wanted) {
+  const std::vector<DatabaseTable> found = Tables(connection, wanted);
+  // A name in the main schema comes first and hides the same name in others.
+  if (!wanted.empty() && !found.empty()) return found.front();
+  if (found.size() == 1) return found.front();
+
+  std::vector<std::string> names;
+  for (const DatabaseTable& table : Tables(connection, "")) names.push_back(table.name);
+  if (names.empty()) Refuse(fmt::format("The database '{}' has no table.", data));
+  if (wanted.empty()) {
+    Refuse(fmt::format("The database '{}' has {} tables; choose one with --table: {}.", data,
+                       names.size(), Listed(names)));
+  }
+  Refuse(fmt::format("The database '{}' has no table '{}'.{} It has: {}.", data, wanted,
+                     DidYouMean(connection, wanted, names), Listed(names)));
+}
 
 TableSource::TableSource(const DataSource& source)
     : inputs_(std::make_unique<InputFiles>()), sql_(source.sql) {
@@ -239,7 +356,7 @@ std::vector<const ColumnInfo*> TableSource::Matches(std::string_view name) const
   std::vector<const ColumnInfo*> matches;
   const std::string renamed = fmt::format("{}_1", name);
   for (const ColumnInfo& column : columns_) {
-    if (SameName(column.name, name)) matches.push_back(&column);
+    if (SameWord(column.name, name)) matches.push_back(&column);
   }
   if (matches.empty()) return matches;
   for (const ColumnInfo& column : columns_) {

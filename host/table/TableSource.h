@@ -7,13 +7,52 @@
 #include <vector>
 
 #include "host/table/ColumnInfo.h"
-#include "host/table/DataSource.h"
+#include "host/table/Connection.h"
 #include "host/table/InputFiles.h"
 #include "host/table/MissingFunction.h"
-#include "host/table/NamedFiles.h"
 #include "host/table/TypedView.h"
 
 namespace qvhost {
+
+/// Where a table comes from, as the user said it. A plain value; an empty text is "not given".
+struct DataSource {
+  /// A file, a pattern of files (`part-*.csv`) or a database file (`.duckdb`, `.ddb`, `.db`).
+  std::string data;
+
+  /// A table or view of the database file, `name` or `schema.name`. Not needed when the file holds
+  /// only one.
+  std::string table;
+
+  /// One SELECT whose result is the table. What `data` names is visible to it: the tables of a
+  /// database file by their names, any other file or pattern as the view `data`.
+  std::string sql;
+
+  /// What stands for a missing value besides nothing at all. Empty: MissingStrings::Default(), in
+  /// text files only. Given: in text files, and in the text columns of any other table.
+  std::vector<std::string> na = {};
+};
+
+/// Whether the name is a database file's, by its ending: `.duckdb`, `.ddb` or `.db`.
+[[nodiscard]] bool IsDatabaseName(const std::string& data);
+
+/// Throws Error (kBadInput) unless `data` is one existing, readable file with something in it.
+void CheckFile(const std::string& data);
+
+/// Checks a file, or a pattern that must match at least one, and gives the pattern that makes
+/// DuckDB read just that. Throws Error (kBadInput) when there is nothing to read.
+[[nodiscard]] std::string PatternOf(Connection& connection, const std::string& data);
+
+/// A table or view of a database file. A plain value.
+struct DatabaseTable {
+  std::string name;  ///< For people: `name`, or `schema.name` outside the main schema.
+  std::string sql;   ///< The same, quoted.
+};
+
+/// The table of the open database file `data` that `wanted` names, upper and lower case being the
+/// same; with an empty `wanted` the only one. Throws Error (kBadInput) that lists what there is, or
+/// suggests the nearest name, when there is no such table or the choice is open.
+[[nodiscard]] DatabaseTable FindTable(Connection& connection, const std::string& data,
+                                      const std::string& wanted);
 
 class Connection;
 class OpenedFiles;

@@ -8,17 +8,20 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/Text.h"
 #include "host/WholeFile.h"
 #include "host/table/Connection.h"
-#include "host/table/ConnectionHandles.h"
 #include "host/table/DuckDb.h"
+#include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
-#include "host/table/SqlText.h"
-#include "host/table/TableFormat.h"
 
 namespace qvhost {
-
 namespace {
+
+/// Of a file's name, in lower case.
+std::string EndingOf(const std::string& path) {
+  return Lower(std::filesystem::path(path).extension().string());
+}
 
 using TableFunctionHandle = DuckDbHandle<duckdb_table_function, &duckdb_destroy_table_function>;
 
@@ -185,6 +188,18 @@ std::string ReasonIn(const QueryError& error, const std::filesystem::path& path)
 }
 
 }  // namespace
+
+TableFormat TableFormatOf(const std::string& path) {
+  const std::string ending = EndingOf(path);
+  if (ending == ".csv") return TableFormat::kCsv;
+  if (ending == ".tsv") return TableFormat::kTsv;
+  if (ending == ".parquet") return TableFormat::kParquet;
+  if (ending.empty() && IsDeviceOrPipe(path)) return TableFormat::kCsv;
+  throw Error(ExitCode::kBadInput,
+              fmt::format("A table cannot be written to '{}': the format follows from the ending "
+                          "of the name, which must be .csv, .tsv or .parquet.",
+                          path));
+}
 
 void WriteTable(const WholeFile& file, const std::vector<WrittenColumn>& columns,
                 const NextRow& nextRow) {

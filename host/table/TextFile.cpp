@@ -11,8 +11,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "host/Text.h"
 #include "host/table/QueryError.h"
-#include "host/table/SqlText.h"
 
 namespace qvhost {
 namespace {
@@ -22,10 +22,8 @@ constexpr std::int64_t kSampleRows = 20480;
 
 using Rows = std::vector<std::vector<std::optional<std::string>>>;
 
-std::string LowerName(std::string data) {
-  std::ranges::transform(data, data.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
+std::string LowerName(const std::string& name) {
+  std::string data = Lower(name);
   for (const std::string_view packed : {".gz", ".zst"}) {
     if (data.ends_with(packed)) data.resize(data.size() - packed.size());
   }

@@ -8,8 +8,8 @@
 #include <fmt/ranges.h>
 
 #include "host/Error.h"
+#include "host/Text.h"
 #include "host/table/QueryError.h"
-#include "host/table/SqlText.h"
 
 namespace qvhost {
 namespace {
@@ -24,14 +24,6 @@ constexpr std::size_t kLongestValue = 40;
 constexpr const char* kFileColumn = "file of the row";
 
 bool IsTrue(const std::optional<std::string>& value) { return value == "true"; }
-
-std::string Lower(std::string_view text) {
-  std::string lower(text);
-  std::ranges::transform(lower, lower.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
-  return lower;
-}
 
 /// Whether a text is a whole number, in SQL; NULL for NULL.
 std::string IsWhole(const std::string& text) {
@@ -155,9 +147,7 @@ bool TypedView::ReadAsText() {
 bool TypedView::Settle(const std::vector<std::string>& names) {
   std::vector<std::size_t> open;
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    const auto isThis = [&](const std::string& name) {
-      return Lower(name) == Lower(columns_[i].name);
-    };
+    const auto isThis = [&](const std::string& name) { return SameWord(name, columns_[i].name); };
     if (columns_[i].isOpen && std::ranges::any_of(names, isThis)) open.push_back(i);
   }
   return Decide(open, From());

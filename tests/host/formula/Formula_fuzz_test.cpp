@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/formula/Utf8.h"
+#include "host/Text.h"
 #include "tests/host/formula/FormulaText.h"
 
 namespace qvhost {

@@ -1,6 +1,4 @@
 // Nesting: what a caller adds to an effect, and in which order.
-#include "host/formula/Term.h"
-
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "host/formula/Formula.h"
+#include "host/formula/Terms.h"
 
 namespace qvhost {
 namespace {

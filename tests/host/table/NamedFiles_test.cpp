@@ -1,11 +1,10 @@
-#include "host/table/NamedFiles.h"
-
 #include <algorithm>
 #include <string>
 #include <vector>
 
 #include <fmt/format.h>
 
+#include "host/table/InputFiles.h"
 #include "tests/host/table/TableTest.h"
 
 namespace qvhost {

@@ -1,11 +1,10 @@
-#include "host/table/OpenedFiles.h"
-
 #include <chrono>
 #include <cstdint>
 #include <string>
 
 #include <fmt/format.h>
 
+#include "host/table/InputFiles.h"
 #include "tests/host/table/TableTest.h"
 
 namespace qvhost {

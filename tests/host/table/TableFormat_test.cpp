@@ -1,5 +1,4 @@
-#include "host/table/TableFormat.h"
-
+#include "host/table/TableWriter.h"
 #include "tests/host/table/TableTest.h"
 
 namespace qvhost {

@@ -11,9 +11,9 @@
 #include <gtest/gtest.h>
 
 #include "host/Error.h"
+#include "host/Text.h"
 #include "host/table/CodeTable.h"
 #include "host/table/Connection.h"
-#include "host/table/SqlText.h"
 #include "host/table/TableSource.h"
 #include "tests/support/TempFolder.h"
 

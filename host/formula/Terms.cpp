@@ -1,12 +1,17 @@
-#include "host/formula/TermAlgebra.h"
+#include "host/formula/Terms.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "host/formula/FormulaError.h"
 
 namespace qvhost {
 namespace {
+
+bool IsFactor(const std::vector<bool>& isFactor, int variable) {
+  return isFactor.at(static_cast<std::size_t>(variable));
+}
 
 /// Comparisons of parts that the merging of terms may cost in one formula.
 constexpr std::size_t kMaxWork = 10'000'000;
@@ -26,6 +31,58 @@ void SortByDepth(std::vector<TermPart>& parts) {
 int DeepestOf(const Term& term) { return term.parts.back().depth; }
 
 }  // namespace
+
+std::vector<FactorStep> FactorSteps(const Term& term, const std::vector<bool>& isFactor) {
+  std::vector<FactorStep> steps;
+  int depth = 0;
+  for (const TermPart& part : term.parts) {
+    if (!IsFactor(isFactor, part.variable)) continue;
+    const bool nested = !steps.empty() && part.depth > depth;
+    steps.push_back({part.variable, nested});
+    depth = part.depth;
+  }
+  return steps;
+}
+
+std::vector<CovariateStep> CovariateSteps(const Term& term, const std::vector<bool>& isFactor) {
+  std::vector<CovariateStep> steps;
+  for (const TermPart& part : term.parts) {
+    if (IsFactor(isFactor, part.variable)) continue;
+    const auto same = [&](const CovariateStep& step) { return step.variable == part.variable; };
+    const auto found = std::find_if(steps.begin(), steps.end(), same);
+    if (found == steps.end()) {
+      steps.push_back({part.variable, part.power});
+    } else {
+      found->multiplicity += part.power;
+    }
+  }
+  return steps;
+}
+
+bool TermSet::Put(Term term) {
+  if (!atoms_.insert(AtomsOf(term)).second) return false;
+  terms_.push_back(std::move(term));
+  return true;
+}
+
+std::size_t TermSet::Remove(const TermSet& other) {
+  const auto isOut = [&](const Term& term) { return other.Contains(term); };
+  const auto kept = std::remove_if(terms_.begin(), terms_.end(), isOut);
+  const auto count = static_cast<std::size_t>(terms_.end() - kept);
+  terms_.erase(kept, terms_.end());
+  for (const Atoms& atoms : other.atoms_) atoms_.erase(atoms);
+  return count;
+}
+
+bool TermSet::Contains(const Term& term) const { return atoms_.contains(AtomsOf(term)); }
+
+TermSet::Atoms TermSet::AtomsOf(const Term& term) {
+  Atoms atoms;
+  atoms.reserve(term.parts.size());
+  for (const TermPart& part : term.parts) atoms.emplace_back(part.variable, part.power);
+  std::sort(atoms.begin(), atoms.end());
+  return atoms;
+}
 
 void TermAlgebra::Add(TermSet& left, const TermSet& right, Place sign) {
   PutAll(left, right, sign);

@@ -1,0 +1,121 @@
+#include "host/Text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <numeric>
+#include <system_error>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace qvhost {
+namespace {
+
+constexpr std::size_t kMostNames = 5;
+constexpr unsigned kContinuationBits = 6;
+constexpr unsigned kContinuationMask = 0x3F;
+
+struct Lead {
+  std::size_t length;
+  unsigned bits;      ///< The lead byte's share of the value.
+  char32_t smallest;  ///< A smaller value is an overlong form.
+};
+
+Lead ReadLead(unsigned char byte) {
+  if ((byte & 0xE0U) == 0xC0U) return {2, byte & 0x1FU, 0x80};
+  if ((byte & 0xF0U) == 0xE0U) return {3, byte & 0x0FU, 0x800};
+  if ((byte & 0xF8U) == 0xF0U) return {4, byte & 0x07U, 0x10000};
+  return {0, 0, 0};
+}
+
+bool IsScalarValue(char32_t value) {
+  return value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF);
+}
+
+std::string Quote(std::string_view text, char quote) {
+  std::string quoted(1, quote);
+  for (const char c : text) {
+    if (c == quote) quoted += quote;
+    quoted += c;
+  }
+  return quoted += quote;
+}
+
+}  // namespace
+
+char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+std::string Lower(std::string_view text) {
+  std::string lower(text);
+  std::ranges::transform(lower, lower.begin(), LowerAscii);
+  return lower;
+}
+
+bool SameWord(std::string_view a, std::string_view b) {
+  return std::ranges::equal(a, b, {}, LowerAscii, LowerAscii);
+}
+
+std::size_t EditDistance(std::string_view a, std::string_view b) {
+  std::vector<std::size_t> beforeLast;
+  std::vector<std::size_t> last(b.size() + 1);
+  std::iota(last.begin(), last.end(), std::size_t{0});
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    std::vector<std::size_t> row(b.size() + 1, i);
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      const std::size_t replaced = last[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+      row[j] = std::min({last[j] + 1, row[j - 1] + 1, replaced});
+      const bool swapped = i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1];
+      if (swapped) row[j] = std::min(row[j], beforeLast[j - 2] + 1);
+    }
+    beforeLast = std::exchange(last, std::move(row));
+  }
+  return last.back();
+}
+
+std::string NameList(const std::vector<std::string>& names) {
+  std::string list;
+  for (std::size_t i = 0; i < std::min(names.size(), kMostNames); ++i) {
+    list += fmt::format("{}'{}'", i == 0 ? "" : ", ", names[i]);
+  }
+  return names.size() > kMostNames ? list + ", …" : list;
+}
+
+
+void CutText(std::string& text, std::size_t length) {
+  if (text.size() <= length) return;
+  while (length > 0 && (static_cast<unsigned char>(text[length]) & ~kContinuationMask) == 0x80U) {
+    --length;
+  }
+  text.resize(length);
+  text += "…";
+}
+
+CodePoint DecodeUtf8(std::string_view text, std::size_t at) {
+  const auto first = static_cast<unsigned char>(text[at]);
+  if (first < 0x80) return {first, 1, true};
+  const Lead lead = ReadLead(first);
+  if (lead.length == 0 || text.size() - at < lead.length) return {};
+  char32_t value = lead.bits;
+  for (std::size_t i = 1; i < lead.length; ++i) {
+    const auto byte = static_cast<unsigned char>(text[at + i]);
+    if ((byte & ~kContinuationMask) != 0x80U) return {};
+    value = (value << kContinuationBits) | (byte & kContinuationMask);
+  }
+  if (value < lead.smallest || !IsScalarValue(value)) return {};
+  return {value, lead.length, true};
+}
+
+std::optional<int> WholeNumber(std::string_view text) {
+  if (text.empty() || text.find_first_not_of("0123456789") != std::string_view::npos) return {};
+  int value = 0;
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (result.ec == std::errc::result_out_of_range) return std::numeric_limits<int>::max();
+  return value;
+}
+
+std::string QuoteName(std::string_view name) { return Quote(name, '"'); }
+
+std::string QuoteText(std::string_view text) { return Quote(text, '\''); }
+
+}  // namespace qvhost

@@ -1,0 +1,223 @@
+#include "host/table/ColumnCoders.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <utility>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "host/table/Connection.h"
+#include "host/table/DuckDb.h"
+#include "qvreg/common/Constants.h"
+
+namespace qvhost {
+namespace {
+
+constexpr std::size_t kExamples = 3;
+constexpr std::size_t kLongestExample = 40;
+
+/// The first few different values of a text for which the condition holds; {0} in it stands for the
+/// value as a number, NULL when it is none.
+std::vector<std::string> FirstValues(const TableSource& source, const ColumnRequest& request,
+                                     const std::string& condition) {
+  const std::string number = fmt::format("TRY_CAST(CAST(({}) AS VARCHAR) AS DOUBLE)", request.sql);
+  const auto rows = source.Database().Rows(fmt::format(
+      "SELECT DISTINCT value FROM (SELECT left(({0}), {1}) AS value FROM {2} WHERE ({0}) IS NOT "
+      "NULL AND {3} LIMIT {4})",
+      request.sql, kLongestExample, source.Relation(), fmt::format(fmt::runtime(condition), number),
+      kExamples));
+  std::vector<std::string> values;
+  for (const auto& row : rows) values.push_back(row.front().value_or(""));
+  return values;
+}
+
+/// For numbers without a sign: as many digits after the point in both, so more characters means
+/// more digits before it.
+bool SmallerMagnitude(std::string_view a, std::string_view b) {
+  return a.size() != b.size() ? a.size() < b.size() : a < b;
+}
+
+bool SmallerNumber(std::string_view a, std::string_view b) {
+  const bool aIsNegative = a.starts_with('-');
+  const bool bIsNegative = b.starts_with('-');
+  if (aIsNegative != bIsNegative) return aIsNegative;
+  return aIsNegative ? SmallerMagnitude(b, a) : SmallerMagnitude(a, b);
+}
+
+}  // namespace
+
+void RefuseInfinite(const std::string& label, std::int64_t row) {
+  throw Error(ExitCode::kBadInput,
+              fmt::format("The value of '{}' in row {} is infinite; leave such rows out, or make "
+                          "the values NULL, with --sql.",
+                          label, row + 1));
+}
+
+TooManyLevels::TooManyLevels(const std::string& label, std::size_t maxLevels)
+    : Error(ExitCode::kBadInput,
+            fmt::format("'{}' has more than {} different values, too many for a factor; use it "
+                        "as a number (a dependent: with --model linear), or group its values with "
+                        "--sql.",
+                        label, maxLevels)),
+      label_(label) {}
+
+void RefuseCategory(const TableSource& source, const ColumnRequest& request) {
+  const std::vector<std::string> values = FirstValues(source, request, "true");
+  const std::vector<std::string> texts = FirstValues(source, request, "{0} IS NULL");
+  const std::size_t numbers = FirstValues(source, request, "{0} IS NOT NULL").size();
+  std::string remedy;
+  if (texts.empty()) {
+    remedy = fmt::format(
+        " All of them read as numbers: make it a number with --sql, such as "
+        "CAST({} AS DOUBLE).",
+        request.label);
+  } else if (numbers == kExamples) {
+    remedy = fmt::format(
+        " Values of it read as numbers, but not '{0}': if that stands for a "
+        "missing value, name it with --na '{0}'.",
+        texts.front());
+  }
+  throw Error(
+      ExitCode::kBadInput,
+      fmt::format("The dependent '{0}' is text with more than {1} different values, such "
+                  "as '{2}', so it is hardly meant as a category.{3} To take it as one "
+                  "nevertheless, write --model logistic or C({0}); for another model, "
+                  "name another dependent.",
+                  request.label, request.maxLevels.value_or(0), fmt::join(values, "', '"), remedy));
+}
+
+LevelOrder ByBytes() { return std::less<>(); }
+
+LevelOrder ByValue() { return SmallerNumber; }
+
+LevelOrder ByList(const std::vector<std::string>& list) {
+  auto places = std::make_shared<std::unordered_map<std::string, std::size_t>>();
+  for (std::size_t place = 0; place < list.size(); ++place) places->emplace(list[place], place);
+  return [places](const std::string& a, const std::string& b) {
+    return places->at(a) < places->at(b);
+  };
+}
+
+std::string PlainNumber(std::string text) {
+  if (text.find('.') == std::string::npos) return text;
+  text.erase(text.find_last_not_of('0') + 1);
+  if (text.back() == '.') text.pop_back();
+  return text;
+}
+
+NumberCoder::NumberCoder(const std::string& label) {
+  column_.label = label;
+  column_.kind = CodedColumn::Kind::kNumber;
+}
+
+void NumberCoder::Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) {
+  const CellMask mask(values);
+  const auto* const numbers = static_cast<const double*>(duckdb_vector_get_data(values));
+  double* target = slot.first;
+  for (idx_t row = 0; row < rows; ++row, target += slot.stride) {
+    const double number = mask.Has(row) ? numbers[row] : QvMV::gMissingValue;
+    if (std::isinf(number)) {
+      RefuseInfinite(column_.label, slot.firstRow + static_cast<std::int64_t>(row));
+    }
+    const bool isMissing = std::isnan(number) || number == QvMV::gMissingValue;
+    column_.missing += isMissing ? 1 : 0;
+    *target = isMissing ? QvMV::gMissingValue : number;
+    if (isMissing) continue;
+    column_.lowest = std::min(column_.lowest, number);
+    column_.highest = std::max(column_.highest, number);
+  }
+}
+
+CodedColumn NumberCoder::Finish() { return std::move(column_); }
+
+FloatFactorCoder::FloatFactorCoder(const std::string& label, bool isSingle, std::size_t maxLevels)
+    : isSingle_(isSingle), maxLevels_(maxLevels) {
+  column_.label = label;
+  column_.kind = CodedColumn::Kind::kFactor;
+}
+
+void FloatFactorCoder::Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) {
+  const CellMask mask(values);
+  const auto* const numbers = static_cast<const double*>(duckdb_vector_get_data(values));
+  double* target = slot.first;
+  for (idx_t row = 0; row < rows; ++row, target += slot.stride) {
+    if (!mask.Has(row) || std::isnan(numbers[row])) {
+      *target = kMissingCategory;
+      ++column_.missing;
+      continue;
+    }
+    if (std::isinf(numbers[row])) {
+      RefuseInfinite(column_.label, slot.firstRow + static_cast<std::int64_t>(row));
+    }
+    *target = CodeOf(numbers[row]);
+  }
+}
+
+double FloatFactorCoder::CodeOf(double value) {
+  const double key = value == 0.0 ? 0.0 : value;  // -0 is 0
+  const auto next = static_cast<std::uint32_t>(levels_.size());
+  const auto [place, isNew] = codes_.try_emplace(key, next);
+  if (isNew) {
+    if (levels_.size() == maxLevels_) throw TooManyLevels(column_.label, maxLevels_);
+    levels_.push_back(key);
+  }
+  return static_cast<double>(place->second);
+}
+
+CodedColumn FloatFactorCoder::Finish() {
+  const auto order = SortedOrder(
+      levels_.size(), [this](std::uint32_t a, std::uint32_t b) { return levels_[a] < levels_[b]; });
+  finalCodes_ = FinalCodesOf(order);
+  for (const std::uint32_t code : order) {
+    const double level = levels_[code];
+    column_.levels.push_back(isSingle_ ? fmt::format("{}", static_cast<float>(level))
+                                       : fmt::format("{}", level));
+  }
+  return std::move(column_);
+}
+
+TextFactorCoder::TextFactorCoder(const std::string& label, LevelOrder order, ColumnKind kind,
+                                 std::size_t maxLevels)
+    : order_(std::move(order)), areNumbers_(kind == ColumnKind::kNumber), maxLevels_(maxLevels) {
+  column_.label = label;
+  column_.kind = CodedColumn::Kind::kFactor;
+  column_.isText = kind == ColumnKind::kText;
+}
+
+void TextFactorCoder::Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) {
+  const CellMask mask(values);
+  const auto* const texts = static_cast<const duckdb_string_t*>(duckdb_vector_get_data(values));
+  double* target = slot.first;
+  for (idx_t row = 0; row < rows; ++row, target += slot.stride) {
+    if (mask.Has(row)) {
+      *target = CodeOf(ViewOf(texts[row]));
+    } else {
+      *target = kMissingCategory;
+      ++column_.missing;
+    }
+  }
+}
+
+double TextFactorCoder::CodeOf(std::string_view text) {
+  const auto known = codes_.find(text);
+  if (known != codes_.end()) return static_cast<double>(known->second);
+  if (levels_.size() == maxLevels_) throw TooManyLevels(column_.label, maxLevels_);
+  const auto next = static_cast<std::uint32_t>(levels_.size());
+  levels_.push_back(&codes_.emplace(text, next).first->first);
+  return static_cast<double>(next);
+}
+
+CodedColumn TextFactorCoder::Finish() {
+  const auto order = SortedOrder(levels_.size(), [this](std::uint32_t a, std::uint32_t b) {
+    return order_(*levels_[a], *levels_[b]);
+  });
+  finalCodes_ = FinalCodesOf(order);
+  for (const std::uint32_t code : order) {
+    column_.levels.push_back(areNumbers_ ? PlainNumber(*levels_[code]) : *levels_[code]);
+  }
+  return std::move(column_);
+}
+
+}  // namespace qvhost
