@@ -12,6 +12,7 @@
 #include "qvreg/logistic/IQvDataHandler.h"
 #include "qvreg/logistic/IQvRegModel.h"
 #include "qvreg/logistic/QvIterationReporter.h"
+#include "qvreg/logistic/QvNewtonSystem.h"
 #include "qvreg/logistic/QvOptimizationOutcome.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 
@@ -76,15 +77,13 @@ class QvRegOptimizer {
   void DisplayTrial(int stepHalvings, double newLL) const;
   void DisplayMatrix(const char* heading) const;
   void FullPass(QvConst::QvEstimationMethod method, bool separationCheck);
-  /// Factors the information matrix in place; the factorisation's result.
-  int Factor(double& measure);
+  /// Factors the information matrix of the latest pass; the factorisation's result.
+  int Factor();
   void SolveStep();
   /// Moves a hybrid method on; true when the iterations go on.
   bool SwitchMethod(bool separationCheck);
-  QvOptimizationOutcome CheckSeparation(int factorResult, double measure,
-                                        bool separationCheck) const;
-  QvOptimizationOutcome CheckConvergence(double previousLL, int factorResult, double measure,
-                                         bool separationCheck);
+  [[nodiscard]] QvOptimizationOutcome CheckSeparation(int factorResult, bool separationCheck) const;
+  QvOptimizationOutcome CheckConvergence(double previousLL, int factorResult, bool separationCheck);
   void Invert();
   void Report(int stepHalvings);
   void ReportWhenDue(int stepHalvings);
@@ -97,6 +96,7 @@ class QvRegOptimizer {
   int fNCategories;
   std::vector<double>& fvBeta;
   std::unique_ptr<QvCommon::QvSymMatrix> fpMatrix;
+  QvNewtonSystem fSystem;
   QvConst::QvEstimationMethod fMethod = QvConst::QvMethodNewtonRaphson;
   int fSwitchIteration = 0;
   QvOptimizationOutcome fOutcome = kOptNoIterations;
