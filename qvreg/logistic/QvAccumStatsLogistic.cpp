@@ -30,7 +30,9 @@ double SumOfOthers(const std::vector<double>& probabilities, std::size_t categor
   return sum;
 }
 
-/// log(1 - rest) of a rest below kDecidedShare: three terms of its series are all of it.
+/// Below it three terms of the series of log(1 - rest) are all of it.
+constexpr double kSmallRest = 1e-5;
+
 double LogOfRest(double rest) { return -rest * (1.0 + rest * (1.0 / 2.0 + rest / 3.0)); }
 
 }  // namespace
@@ -133,17 +135,18 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
   fCategoryWeights[static_cast<std::size_t>(category)] += weight;
   if (fbSeparationCheck) TrackExtremes(category);
 
-  const std::size_t observed = static_cast<std::size_t>(category);
+  const auto observed = static_cast<std::size_t>(category);
   const int nDecided = FindDecided(category);
-  const double rest = nDecided > 0 ? SumOfOthers(fProbabilities, observed) : 0.0;
-  if (nDecided + 1 == fNCategories) {
+  double rest = 1.0 - fProbabilities[observed];
+  if (rest < kSmallRest) rest = SumOfOthers(fProbabilities, observed);
+  // Of a probability close to 1 the weight of many records would show the rounding.
+  if (rest < kSmallRest) {
     fLogLikelihood.Add({weight * LogOfRest(rest), 0.0});
   } else {
     AddToLL(weight, fPredictors[observed] - largest, sum);
   }
   if (llOnly || fNParameters < 1) return 0;
-  const double residual = nDecided > 0 ? rest : 1.0 - fProbabilities[observed];
-  AddScores(indices, values, category, residual, weight);
+  AddScores(indices, values, category, rest, weight);
   if (nDecided > 0) {
     AddPartlyDecided(indices, values, category, weight);
   } else {
