@@ -122,6 +122,18 @@ TEST(QvNewtonSystem, ARareBaseIsSeenBesideAnyOtherGroup) {
   }
 }
 
+TEST(QvNewtonSystem, TheScoresOfOthersDoNotMoveARareBase) {
+  // They are 0 along its direction but for their rounding.
+  Sums sums = RareBase(1e-15, 1.5e-15);
+  sums.scores = {sums.scores[0] + 4e-9, 3e-9};
+  System system(sums, 2, 1);
+  QvSymMatrix matrix;
+  EXPECT_EQ(system.Factor(kTolerance, matrix), 0);
+  Doubles step;
+  EXPECT_EQ(system.Solve(matrix, step), 0);
+  EXPECT_NEAR(step[0], 1.5, 1e-3);
+}
+
 TEST(QvNewtonSystem, WhatDecidedPairsDoNotInformEitherIsSingular) {
   Sums sums = RareBase(1e-9, 1e-9);
   sums.decided = {{0}, {0, 0}};
