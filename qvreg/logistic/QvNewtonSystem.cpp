@@ -69,10 +69,11 @@ QvNewtonSystem::QvNewtonSystem(const IQvAccumStats& stats, int order, int nInter
     : fStats(stats),
       fpDecided(dynamic_cast<const IQvDecidedStats*>(&stats)),
       fNIntercepts(nIntercepts) {
-  const int length = nIntercepts > 0 ? order / nIntercepts : 0;
+  const int length = order / std::max(1, nIntercepts);
   for (int i = 0; i < nIntercepts; ++i) fOrder.push_back(i * length);
   for (int k = 0; k < order; ++k) {
-    if (nIntercepts == 0 || k % length != 0) fOrder.push_back(k);
+    const bool isIntercept = nIntercepts > 0 && length > 0 && k % length == 0;
+    if (!isIntercept) fOrder.push_back(k);
   }
 }
 

@@ -40,7 +40,7 @@ class QvNewtonSystem {
   struct Elimination {
     QvCommon::QvSymMatrix matrix;
     QvCommon::QvSymMatrix factor;
-    double roundingShare;
+    double roundingShare = 0.0;
 
     [[nodiscard]] bool IsOpen(int k) const { return !(factor.GetElem(k, k) > 0.0); }
     /// Column k of the matrix without what its first `limit` columns tell of it, as a direction.
