@@ -16,8 +16,9 @@ namespace {
 constexpr double kRoundings = 4.0;
 /// A sum over a direction that is less than this part of its terms is rounding.
 constexpr double kCancelled = 1e-10;
-/// Undecided pairs that act with less than this part of what decided ones do leave them alone.
-constexpr double kHardly = 0.01;
+/// The undecided pairs' score along a separated direction is at most this part of the decided
+/// ones'.
+constexpr double kUndecidedPart = 0.01;
 
 std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 
@@ -252,13 +253,13 @@ void QvNewtonSystem::Invert(QvSymMatrix& factor) const {
   factor = std::move(inverse);
 }
 
-bool QvNewtonSystem::IsPushedOnly(const Elimination& undecided, const Vector& direction) const {
+bool QvNewtonSystem::IsScoreDecided(const Elimination& undecided, const Vector& direction) const {
   if (fpDecided == nullptr) return true;
   const Vector decided = Ordered(fpDecided->GetDecidedScores());
   Vector rest = Ordered(fStats.GetScores());
   for (std::size_t i = 0; i < rest.size(); ++i) rest[i] -= decided[i];
-  const double push = std::fabs(Dot(direction, decided));
-  if (!(push > kCancelled * DotOfSizes(direction, decided))) return false;
+  const double score = std::fabs(Dot(direction, decided));
+  if (!(score > kCancelled * DotOfSizes(direction, decided))) return false;
   // The scores' own rounding: a sum of weighted residuals is at most the root of the information
   // times the weight.
   int nRows = 0;
@@ -271,7 +272,7 @@ bool QvNewtonSystem::IsPushedOnly(const Elimination& undecided, const Vector& di
     rounding += std::fabs(direction[i]) * std::sqrt(undecided.matrix.GetElem(k, k) * weight);
   }
   return std::fabs(Dot(direction, rest)) <=
-         kHardly * push + kRoundings * QvPower::gMachineEpsilon * rounding;
+         kUndecidedPart * score + kRoundings * QvPower::gMachineEpsilon * rounding;
 }
 
 double QvNewtonSystem::SeparationMeasure(double tol) const {
@@ -283,5 +284,5 @@ double QvNewtonSystem::SeparationMeasure(double tol) const {
   const int result = centred.LTChol(tol, measure, false);
   if (centred.GetOrder() == 0) return 1.0;
   const int worst = fNIntercepts + WorstPivot(centred, diagonal, result);
-  return IsPushedOnly(undecided, undecided.Direction(worst, worst)) ? measure : 1.0;
+  return IsScoreDecided(undecided, undecided.Direction(worst, worst)) ? measure : 1.0;
 }

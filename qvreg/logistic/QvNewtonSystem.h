@@ -29,8 +29,9 @@ class QvNewtonSystem {
   void Invert(QvCommon::QvSymMatrix& factor) const;
 
   /// LTChol's measure of the undecided information, centred by the intercepts: towards 0 when data
-  /// are separated. 1 when what is nearly open there is not what decided pairs push and undecided
-  /// ones leave alone: few records may say little, but they hold a maximum in place.
+  /// are separated. But 1 when the direction of its smallest pivot has a score of undecided pairs
+  /// beside that of the decided ones: few records may inform little and yet balance all others,
+  /// which makes the maximum finite.
   [[nodiscard]] double SeparationMeasure(double tol) const;
 
  private:
@@ -55,8 +56,8 @@ class QvNewtonSystem {
   /// The information matrix in the coordinates fDirections, which it makes.
   [[nodiscard]] QvCommon::QvSymMatrix Transformed(double tol);
   void AddDecided(double tol, const std::vector<bool>& isOpen, QvCommon::QvSymMatrix& out) const;
-  /// True when decided pairs push along `direction` and the undecided ones hardly act.
-  [[nodiscard]] bool IsPushedOnly(const Elimination& undecided, const Vector& direction) const;
+  /// True when the score along `direction` is that of decided pairs.
+  [[nodiscard]] bool IsScoreDecided(const Elimination& undecided, const Vector& direction) const;
 
   const IQvAccumStats& fStats;
   const IQvDecidedStats* fpDecided;

@@ -74,13 +74,13 @@ class System : private StatsHolder, public QvNewtonSystem {
 };
 
 /// An intercept and the indicator of a group of information 24; the base group has `base`, all of
-/// it decided, and its score is `pull`.
-Sums RareBase(double base, double pull) {
+/// it decided, and its score is `score`.
+Sums RareBase(double base, double score) {
   Sums sums;
   sums.undecided = {{24}, {24, 24}};
   sums.decided = {{base}, {0, 0}};
-  sums.scores = {pull, 0};
-  sums.decidedScores = {pull, 0};
+  sums.scores = {score, 0};
+  sums.decidedScores = {score, 0};
   return sums;
 }
 
@@ -103,7 +103,7 @@ TEST(QvNewtonSystem, ASoundMatrixIsFactoredAsItIs) {
 }
 
 TEST(QvNewtonSystem, ARareBaseIsSeenBesideAnyOtherGroup) {
-  // The base's logit moves by pull / base, and the group's not at all, so that the indicator moves
+  // The base's logit moves by score / base, and the group's not at all, so that the indicator moves
   // back; below 1e-16 of the group's the base is not in the sum of both any more.
   for (const double base : {1e-9, 1e-12, 1e-15, 1e-20, 1e-100}) {
     SCOPED_TRACE(base);
@@ -207,7 +207,7 @@ TEST(QvNewtonSystem, TheMeasureOfASeparatedGroupIsZeroWhicheverIsTheBase) {
   EXPECT_EQ(System(sums, 2, 1).SeparationMeasure(kTolerance), 0.0);
 }
 
-TEST(QvNewtonSystem, UndecidedRecordsThatPullBackHoldTheMaximum) {
+TEST(QvNewtonSystem, UndecidedRecordsThatBalanceTheScoreAreNoSeparation) {
   // The few records of the base that say otherwise have next to no information.
   Sums sums = RareBase(1e-9, 3.0);
   sums.scores = {3.0 - 2.0, 0};
@@ -216,10 +216,10 @@ TEST(QvNewtonSystem, UndecidedRecordsThatPullBackHoldTheMaximum) {
   EXPECT_EQ(System(sums, 2, 1).SeparationMeasure(kTolerance), 0.0);
   sums.scores = {0, 0};
   sums.decidedScores = {0, 0};
-  EXPECT_EQ(System(sums, 2, 1).SeparationMeasure(kTolerance), 1.0) << "nothing pushes";
+  EXPECT_EQ(System(sums, 2, 1).SeparationMeasure(kTolerance), 1.0) << "no score at all";
 }
 
-TEST(QvNewtonSystem, RoundingOfTheScoresDoesNotPullBack) {
+TEST(QvNewtonSystem, RoundingOfTheScoresDoesNotBalanceThem) {
   Sums sums = RareBase(3e-9, 3e-9);
   sums.undecided = {{2.4e7}, {2.4e7, 2.4e7}};
   sums.weight = 1e8;
