@@ -222,7 +222,7 @@ bool QvLogModel::ExpandRow(const double* record, std::vector<int>& indices,
   values.assign(indices.size(), 0.0);
   if (!ok) return false;
   for (std::size_t e = 0; e < indices.size(); ++e) {
-    if (indices[e] >= 0) values[e] = fRecordRow.EffectValue(e, record);
+    if (indices[e] >= 0) values[e] = fRecordRow.HostValue(e, record);
   }
   return true;
 }
