@@ -7,13 +7,14 @@
 #include "qvreg/common/QvScaledProduct.h"
 
 using QvCommon::QvScaledProduct;
-using QvCommon::Record;
 
 namespace {
 
 /// Columns of these magnitudes stay as they are.
 constexpr long long kLeastMagnitude = -20;
 constexpr long long kLargestMagnitude = 19;
+
+constexpr double kLeastNormal = std::numeric_limits<double>::min();
 
 int ExponentOf(long long magnitude) {
   const bool isUsual = magnitude >= kLeastMagnitude && magnitude <= kLargestMagnitude;
@@ -41,21 +42,28 @@ void QvColumnSizes::SetEffects(const std::vector<QvRegrParameter>& effects) {
   }
 }
 
-void QvColumnSizes::Add(const Record& record) {
-  for (std::size_t j = 0; j < fVariables.size(); ++j) {
-    const double size = std::fabs(record[fVariables[j]]);
-    const bool isLarger = size > fLargest[j] && size <= std::numeric_limits<double>::max();
-    fLargest[j] = isLarger ? size : fLargest[j];
+void QvColumnSizes::Measure(Product& product, const double* record) {
+  const int* variable = product.fVariables.data();
+  const int* const last = variable + product.fVariables.size() - 1;
+  double plain = record[*variable];
+  double least = kLeastNormal;
+  for (++variable; variable != last; ++variable) {
+    plain *= record[*variable];
+    least = std::min(least, std::fabs(plain));
   }
-  for (const std::size_t effect : fMeasuredProducts) Measure(fProducts[effect], record);
+  plain *= record[*last];
+  // What overflowed is larger than enough or not a number; what underflowed on the way is seen.
+  if (std::fabs(plain) <= product.fEnough && least >= kLeastNormal) return;
+  MeasureCarefully(product, record);
 }
 
-void QvColumnSizes::Measure(Product& product, const Record& record) {
+void QvColumnSizes::MeasureCarefully(Product& product, const double* record) {
   QvScaledProduct value;
   for (const int variable : product.fVariables) value.Multiply(record[variable]);
   if (!value.HasMagnitude()) return;
   if (value.IsPlain()) {
     product.fLargest = std::max(product.fLargest, std::fabs(value.InUnitsOf(0)));
+    if (product.fLargest >= kLeastNormal) product.fEnough = product.fLargest;
     return;
   }
   const long long magnitude = value.GetMagnitude();

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <cmath>
 #include <cstddef>
 #include <vector>
 
-#include "qvreg/common/Record.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
 /// How large the numbers of a design are, learnt in the first pass, and the power of two that each
@@ -24,8 +24,16 @@ class QvColumnSizes {
   /// Per model effect a parameter that tells the covariates that multiply its columns, which must
   /// be among the variables. Forgets what was measured of other effects.
   void SetEffects(const std::vector<QvRegrParameter>& effects);
-  /// Measures a record.
-  void Add(const QvCommon::Record& record);
+  /// Measures a value of the variable in this place of SetVariables' list.
+  void MeasureVariable(std::size_t place, double value) {
+    const double size = std::fabs(value);
+    // False for most values, and for what is not a number.
+    if (size > fLargest[place] && std::isfinite(size)) fLargest[place] = size;
+  }
+  /// Measures the products of a record.
+  void MeasureProducts(const double* record) {
+    for (const std::size_t effect : fMeasuredProducts) Measure(fProducts[effect], record);
+  }
 
   /// The exponent of a variable; 0 for one that is not measured.
   [[nodiscard]] int GetVariableExponent(int variable) const;
@@ -46,9 +54,12 @@ class QvColumnSizes {
     double fLargest = 0.0;
     long long fMagnitude = 0;
     bool fbPlain = true;
+    /// A plain product that is not larger tells nothing new; below 0 while there is none such.
+    double fEnough = -1.0;
   };
 
-  static void Measure(Product& product, const QvCommon::Record& record);
+  static void Measure(Product& product, const double* record);
+  static void MeasureCarefully(Product& product, const double* record);
 
   std::vector<int> fVariables;
   std::vector<double> fLargest;  ///< Parallel to the variables.

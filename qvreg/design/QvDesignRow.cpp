@@ -23,6 +23,7 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
   fMultiplierOffsets.assign(1, 0);
   fSingles.clear();
   fFactors.clear();
+  fbDivided = false;
   fExponents.clear();
   fCareful.clear();
   for (const QvRegrParameter& parameter : effectParameters) {
@@ -39,6 +40,7 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
                           std::abs(exponent) <= kLargestFactorExponent;
     fSingles.push_back(isSingle ? fMultipliers.back() : -1);
     fFactors.push_back(isSingle ? std::ldexp(1.0, -exponent) : 1.0);
+    fbDivided = fbDivided || fFactors.back() != 1.0;
     fExponents.push_back(exponent);
     fCareful.push_back(exponent != 0 || !tables.GetColumnSizes().IsPlainProduct(effect) ? 1 : 0);
     fMultiplierOffsets.push_back(fMultipliers.size());
@@ -123,13 +125,23 @@ std::size_t QvDesignRow::Fill(Value&& value, const std::vector<int>& parameterIn
   return hasZero ? CloseUp(nEffects, outIndices, outValues) : nEffects;
 }
 
-auto QvDesignRow::EstimationValue(const double* values) const {
+template <typename Number>
+std::size_t QvDesignRow::FillForEstimation(const double* values,
+                                           const std::vector<int>& parameterIndices,
+                                           Number&& number, int* outIndices,
+                                           double* outValues) const {
   const int* singles = fSingles.data();
   const double* factors = fFactors.data();
-  return [this, values, singles, factors](std::size_t effect) {
+  const auto plain = [this, values, singles](std::size_t effect) {
+    const int position = singles[effect];
+    return position >= 0 ? values[position] : ProductValue(effect, values);
+  };
+  const auto divided = [this, values, singles, factors](std::size_t effect) {
     const int position = singles[effect];
     return position >= 0 ? values[position] * factors[effect] : ProductValue(effect, values);
   };
+  return fbDivided ? Fill(divided, parameterIndices, number, outIndices, outValues)
+                   : Fill(plain, parameterIndices, number, outIndices, outValues);
 }
 
 bool QvDesignRow::Expand(const double* values) {
@@ -147,8 +159,8 @@ bool QvDesignRow::ExpandInHostUnits(const double* values) {
 }
 
 void QvDesignRow::ExpandIndices(const double* values, const std::vector<int>& parameterIndices) {
-  fCount = static_cast<int>(Fill(EstimationValue(values), parameterIndices, kSameNumber,
-                                 fIndices.data(), fValues.data()));
+  fCount = static_cast<int>(
+      FillForEstimation(values, parameterIndices, kSameNumber, fIndices.data(), fValues.data()));
 }
 
 void QvDesignRow::ExpandNumbered(const double* values, const std::vector<int>& parameterIndices,
@@ -159,7 +171,7 @@ void QvDesignRow::ExpandNumbered(const double* values, const std::vector<int>& p
   outIndices.resize(parameterIndices.size());
   outValues.resize(parameterIndices.size());
   const std::size_t count =
-      Fill(EstimationValue(values), parameterIndices, number, outIndices.data(), outValues.data());
+      FillForEstimation(values, parameterIndices, number, outIndices.data(), outValues.data());
   outIndices.resize(count);
   outValues.resize(count);
 }

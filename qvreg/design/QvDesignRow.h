@@ -63,8 +63,10 @@ class QvDesignRow {
   template <typename Value, typename Number>
   static std::size_t Fill(Value&& value, const std::vector<int>& parameterIndices, Number&& number,
                           int* outIndices, double* outValues);
-  /// What gives Fill the values of the estimation.
-  [[nodiscard]] auto EstimationValue(const double* values) const;
+  /// Fill with the values of the estimation.
+  template <typename Number>
+  std::size_t FillForEstimation(const double* values, const std::vector<int>& parameterIndices,
+                                Number&& number, int* outIndices, double* outValues) const;
   /// Such a value that is not a single covariate times a factor.
   [[nodiscard]] double ProductValue(std::size_t effect, const double* values) const;
   [[nodiscard]] double PlainProduct(std::size_t effect, const double* values) const;
@@ -80,6 +82,7 @@ class QvDesignRow {
   /// for any other effect.
   std::vector<int> fSingles;
   std::vector<double> fFactors;
+  bool fbDivided = false;  ///< Whether some factor is not 1.
   std::vector<int> fExponents;
   /// Per effect whether its product takes care of the range of a double.
   std::vector<char> fCareful;

@@ -60,9 +60,9 @@ class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
   /// parameter is redundant, and the fit is that of the model without it. A weight that is not
   /// finite concerns all; the fit statistics are then the missing value.
   [[nodiscard]] const QvCommon::QvBitSet& GetNonFiniteParameters() const;
-  /// False when some value of the dependent was not finite, or too large for an estimate or for a
-  /// sum of squares: both fit statistics are then the missing value, and the estimates 0 unless
-  /// only a sum of squares is concerned.
+  /// False when some value of the dependent was not finite, or when weights made an estimate or a
+  /// sum of squares too large: both fit statistics are then the missing value, and the estimates 0
+  /// unless only a sum of squares is concerned.
   [[nodiscard]] bool IsDependentFinite() const;
 
   /// Numbers of unusual size go through the estimation divided by powers of two, which rounds
@@ -80,7 +80,7 @@ class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
   [[nodiscard]] const std::vector<double>& GetScaledEstimates() const;
   /// The covariance matrix with the element in row i and column j times 2^(e_i + e_j).
   [[nodiscard]] const QvCommon::QvSymMatrixData* GetScaledCovarianceMatrix() const;
-  /// The root mean square error times 2^-f.
+  /// The root mean square error times 2^-f; its plain form is missing where no double holds it.
   [[nodiscard]] double GetScaledRootMeanSquareError() const;
 
  private:

@@ -71,7 +71,7 @@ class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
   [[nodiscard]] double GetFinalLL() const;
   /// The last change of the log-likelihood, relative or absolute as the settings say.
   [[nodiscard]] double GetLLChange() const;
-  /// The last change of the estimates, relative or absolute as the settings say.
+  /// The last change of the scaled estimates, relative or absolute as the settings say.
   [[nodiscard]] double GetParameterChange() const;
   /// How many records the run read, used and left out.
   [[nodiscard]] const QvRecordCounts& GetRecordCounts() const;

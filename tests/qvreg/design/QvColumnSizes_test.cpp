@@ -6,11 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/qvreg/support/VectorRecordIter.h"
-
 namespace {
-
-using qvtest::MakeRecord;
 
 constexpr int kX = 1;
 constexpr int kZ = 2;
@@ -31,11 +27,18 @@ std::vector<QvRegrParameter> Effects() {
   return {Effect(0, {}), Effect(1, {{kX, 1}}), Effect(2, {{kX, 1}, {kZ, 1}}), Effect(3, {{kZ, 3}})};
 }
 
+void Add(QvColumnSizes& sizes, double x, double z) {
+  const std::vector<double> record{-1e300, x, z};
+  sizes.MeasureVariable(0, x);
+  sizes.MeasureVariable(1, z);
+  sizes.MeasureProducts(record.data());
+}
+
 QvColumnSizes SizesOf(const std::vector<std::pair<double, double>>& pairs) {
   QvColumnSizes sizes;
   sizes.SetVariables({kX, kZ});
   sizes.SetEffects(Effects());
-  for (const auto& [x, z] : pairs) sizes.Add(MakeRecord({-1e300, x, z}));
+  for (const auto& [x, z] : pairs) Add(sizes, x, z);
   return sizes;
 }
 
@@ -73,6 +76,19 @@ TEST(QvColumnSizes, AProductsSizeIsThatOfTheLargestProduct) {
             (std::vector<int>{0, -500, -1200, -2100}));
 }
 
+TEST(QvColumnSizes, AProductThatUnderflowsOnTheWayCountsBesideASmallOne) {
+  QvColumnSizes sizes;
+  sizes.SetVariables({0, 1, 2});
+  sizes.SetEffects({Effect(0, {{0, 1}, {1, 1}, {2, 1}})});
+  for (const std::vector<double>& record :
+       {std::vector<double>{0x1p-300, 1.0, 1.0}, std::vector<double>{0x1p-900, 0x1p-300, 0x1p+950},
+        std::vector<double>{0x1p-310, 1.0, 1.0}}) {
+    sizes.MeasureProducts(record.data());
+  }
+  EXPECT_EQ(sizes.GetEffectExponent(0), -250);
+  EXPECT_FALSE(sizes.IsPlainProduct(0));
+}
+
 TEST(QvColumnSizes, WhatHasNoMagnitudeHasNoSize) {
   EXPECT_EQ(ExponentsOf(SizesOf({{kInfinity, 1.0}, {kNaN, -kInfinity}, {0x1p+30, 1.0}})),
             (std::vector<int>{0, 30, 30, 0}));
@@ -90,7 +106,8 @@ TEST(QvColumnSizes, OfVariablesAreToldApart) {
 TEST(QvColumnSizes, WithoutEffectsEveryColumnIsAsItIs) {
   QvColumnSizes sizes;
   sizes.SetVariables({kX});
-  sizes.Add(MakeRecord({0, 1e300}));
+  sizes.MeasureVariable(0, 1e300);
+  sizes.MeasureProducts(nullptr);
   EXPECT_EQ(sizes.GetEffectExponent(0), 0);
   EXPECT_TRUE(sizes.IsPlainProduct(7));
 }
