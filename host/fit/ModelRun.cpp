@@ -79,7 +79,7 @@ void ModelRun::Fail(const QvCommon::QvStatus& status) const {
                 UnusableRecordsText(Records(), table_, component_->GetCompSettings()));
   }
   if (status.GetCode() == QvStatusCode::kNothingToFit && WeightsOverflow()) {
-    throw Error(ExitCode::kRunFailed, OverflowText({FreqWeight()}));
+    throw Error(ExitCode::kRunFailed, WeightOverflowText({FreqWeight()}));
   }
   throw Error(ExitCode::kRunFailed, StatusText(status));
 }

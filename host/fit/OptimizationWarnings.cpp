@@ -33,17 +33,17 @@ bool OptimizationWarnings::IsDriver(const ParameterResult& parameter) const {
   if (parameter.estimate.value_or(0.0) == 0.0) return false;
   if (!parameter.statistics.stdError) return true;
   const double size = std::abs(parameter.statistics.statistic.value_or(0.0));
-  const double error = parameter.statistics.stdError.value() * UnitOf(parameter);
-  return size < kStalledStatistic && error > kHugeStdError;
+  const double error = std::log(parameter.statistics.stdError.value()) + LogUnitOf(parameter);
+  return size < kStalledStatistic && error > std::log(kHugeStdError);
 }
 
-double OptimizationWarnings::UnitOf(const ParameterResult& parameter) const {
-  double size = 1.0;
+double OptimizationWarnings::LogUnitOf(const ParameterResult& parameter) const {
+  double size = 0.0;
   for (const CovariatePower& covariate : parameter.covariates) {
     const auto found = std::ranges::find(covariates_, covariate.covariate);
     if (found == covariates_.end()) continue;
     const double span = spans_.at(static_cast<std::size_t>(found - covariates_.begin()));
-    if (span > 0.0) size *= std::pow(span, covariate.power);
+    if (span > 0.0) size += covariate.power * std::log(span);
   }
   return size;
 }
@@ -55,7 +55,7 @@ std::string OptimizationWarnings::Drivers() const {
   }
   if (drivers.empty()) return {};
   std::ranges::stable_sort(drivers, std::ranges::greater(), [this](const ParameterResult* driver) {
-    return std::abs(driver->estimate.value_or(0.0)) * UnitOf(*driver);
+    return std::log(std::abs(driver->estimate.value_or(0.0))) + LogUnitOf(*driver);
   });
   const std::size_t listed = std::min(drivers.size(), kMostDrivers);
   std::string text = drivers.size() == 1 ? " The estimate that drives it is "

@@ -28,9 +28,9 @@ class OptimizationWarnings {
  private:
   [[nodiscard]] std::string Drivers() const;
   [[nodiscard]] bool IsDriver(const ParameterResult& parameter) const;
-  /// The product of its covariates' spans: times it, an estimate's size depends neither on the
-  /// covariates' units nor on where their zero lies.
-  [[nodiscard]] double UnitOf(const ParameterResult& parameter) const;
+  /// The logarithm of the product of its covariates' spans: times that product, an estimate's size
+  /// depends neither on the covariates' units nor on where their zero lies.
+  [[nodiscard]] double LogUnitOf(const ParameterResult& parameter) const;
 
   const FitResult& result_;
   const LogisticOptions& options_;

@@ -1,6 +1,9 @@
 #include "host/fit/ResultBuilder.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <limits>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -10,6 +13,7 @@
 #include "host/fit/OptimizationWarnings.h"
 #include "host/fit/Overflow.h"
 #include "host/fit/ParameterNames.h"
+#include "host/fit/ScaledEstimates.h"
 #include "host/fit/StatusText.h"
 #include "host/inference/Finite.h"
 #include "host/inference/ResidualVariance.h"
@@ -34,7 +38,8 @@ FitResult ResultBuilder::Build(const FitOptions& options) const {
   } else {
     AddLogisticFit(options, result);
   }
-  RefuseOverflow(result, binding_, table_, run_.Output().GetTotalFreqWeight());
+  RefuseOverflow(result, ScaledEstimatesOf(run_.Output()), binding_, table_,
+                 run_.Output().GetTotalFreqWeight());
   AddWarnings(options, result);
   AddStatus(result);
   return result;
@@ -42,16 +47,19 @@ FitResult ResultBuilder::Build(const FitOptions& options) const {
 
 void ResultBuilder::AddLinearFit(const FitOptions& options, FitResult& result) const {
   const IQvRegOutputStats& output = run_.Output();
-  result.rmse = LibraryNumber(output.GetModelFitStat(QvConst::QvFitRootMeanSquareError));
+  const ScaledEstimates scaled = ScaledEstimatesOf(output);
+  const auto inDataUnits = [&scaled](std::optional<double> error) {
+    return error ? TimesPowerOf2(*error, scaled.dependentExponent) : std::nullopt;
+  };
+  result.rmse = inDataUnits(scaled.rmse);
   result.rSquare = LibraryNumber(output.GetModelFitStat(QvConst::QvFitMultipleRSquare));
   const int kept = output.GetRedundancyIndicators().Count();
   const ResidualVariance residual = ComputeResidualVariance(
-      result.rmse, output.GetTotalFreqWeight(), kept, options.degreesOfFreedom);
+      scaled.rmse, output.GetTotalFreqWeight(), kept, options.degreesOfFreedom);
   result.degreesOfFreedom = residual.degreesOfFreedom;
-  result.residualStdError = residual.stdError;
+  result.residualStdError = inDataUnits(residual.stdError);
   AddParameters(
-      options,
-      CoefficientInference(result.residualStdError, result.degreesOfFreedom, options.confidence),
+      options, CoefficientInference(residual.stdError, result.degreesOfFreedom, options.confidence),
       result);
 }
 
@@ -75,18 +83,18 @@ void ResultBuilder::AddLogisticFit(const FitOptions& options, FitResult& result)
 void ResultBuilder::AddParameters(const FitOptions& options, const CoefficientInference& inference,
                                   FitResult& result) const {
   const IQvRegOutputStats& output = run_.Output();
-  const std::vector<double>& estimates = output.GetParamEstimates();
+  const ScaledEstimates scaled = ScaledEstimatesOf(output);
   const ParameterNames names(formula_, binding_, table_, options.intercept && formula_.intercept);
-  for (std::size_t i = 0; i < estimates.size(); ++i) {
+  for (std::size_t i = 0; i < scaled.estimates.size(); ++i) {
     const int index = static_cast<int>(i);
     ParameterResult parameter = names.Name(output.GetParameters()[i]);
-    parameter.estimate = Finite(estimates[i]);
+    parameter.estimate = TimesPowerOf2(scaled.estimates[i], scaled.PowerOf(i));
     parameter.redundant = !output.GetRedundancyIndicators().IsIn(index);
-    const double variance = output.GetCovarianceMatrix()->GetElem(index, index);
+    const double variance = scaled.covariance.GetElem(index, index);
     // A likelihood that determines an estimate leaves it a variance; a singular one does not.
     const bool isDetermined = binding_.kind == ModelKind::kLinear || variance > 0.0;
     if (!parameter.redundant && isDetermined) {
-      parameter.statistics = inference.Of(estimates[i], variance);
+      parameter.statistics = inference.Of(scaled.estimates[i], variance, scaled.PowerOf(i));
     }
     result.parameters.push_back(std::move(parameter));
   }
@@ -101,7 +109,7 @@ void ResultBuilder::AddWarnings(const FitOptions& options, FitResult& result) co
     const int position = ModelBinding::kDependent + 1 + binding_.factorCount + i;
     const CodedColumn& column = table_.Columns()[static_cast<std::size_t>(position)];
     covariates.push_back(column.label);
-    spans.push_back(column.highest - column.lowest);
+    spans.push_back(std::min(column.highest - column.lowest, std::numeric_limits<double>::max()));
   }
   const OptimizationWarnings endings(result, options.logistic, std::move(covariates),
                                      std::move(spans));

@@ -19,7 +19,7 @@ class ResultBuilder {
                 const ModelRun& run)
       : formula_(formula), binding_(binding), table_(table), run_(run) {}
 
-  /// Throws Error (kRunFailed) when an overflow cost an estimate.
+  /// Throws Error (kRunFailed) when the fit found what no number can tell.
   [[nodiscard]] FitResult Build(const FitOptions& options) const;
 
  private:

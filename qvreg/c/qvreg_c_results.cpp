@@ -19,10 +19,7 @@ using QvCCheck::Valid;
 namespace {
 
 const QvCommon::QvSymMatrixData& CovarianceOf(const qvreg_results* results) {
-  const QvCommon::QvSymMatrixData* covariance = Valid(results).fStats.GetCovarianceMatrix();
-  if (covariance != nullptr) return *covariance;
-  throw QvCRefusal(QVREG_NOT_SERVED,
-                   "The model has no covariance matrix; look at how its iterations ended.");
+  return QvCRequireCovariance(Valid(results).fStats.GetCovarianceMatrix());
 }
 
 double Element(const QvCommon::QvSymMatrixData& matrix, size_t i, size_t j) {
@@ -176,12 +173,8 @@ int32_t qvreg_results_get_covariance_packed(const qvreg_results* results, double
                                             size_t capacity, size_t* count, qvreg_error* error) {
   return QvCCall(error, [&] {
     const QvCommon::QvSymMatrixData& from = CovarianceOf(results);
-    const auto n = static_cast<size_t>(from.GetOrder());
-    const QvCList list(n * (n + 1) / 2, capacity, count);
-    if (!list.IsWanted(elements)) return;
-    for (size_t i = 0; i < n; ++i) {
-      for (size_t j = 0; j <= i; ++j) *elements++ = Element(from, i, j);
-    }
+    QvCCopyPacked(static_cast<size_t>(from.GetOrder()), elements, capacity, count,
+                  [&](size_t i, size_t j) { return Element(from, i, j); });
   });
 }
 

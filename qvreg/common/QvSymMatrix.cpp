@@ -280,6 +280,15 @@ void QvSymMatrix::MultiplyByNumber(double c) {
   for (double& element : fLost) element *= c;
 }
 
+void QvSymMatrix::MultiplyByPowersOf2(const std::vector<int>& exponents) {
+  for (int i = 0; i < GetOrder(); ++i) {
+    const int own = exponents[static_cast<std::size_t>(i)];
+    for (int j = 0; j <= i; ++j) {
+      Row(i)[j] = std::ldexp(Row(i)[j], own + exponents[static_cast<std::size_t>(j)]);
+    }
+  }
+}
+
 void QvSymMatrix::ChangeSign() {
   for (double& element : fElements) element = -element;
   for (double& element : fLost) element = -element;

@@ -79,6 +79,9 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   void SetToZero();
   /// Multiplies every element by c.
   void MultiplyByNumber(double c);
+  /// Multiplies every element (i, j) by 2 to the power of exponents[i] + exponents[j]; an element
+  /// that no double holds becomes infinite or 0. REQUIRES: an exponent per row.
+  void MultiplyByPowersOf2(const std::vector<int>& exponents);
   /// Multiplies every element by -1.
   void ChangeSign();
   /// Copies the leading block of out's order (at most this matrix's) into `out`.

@@ -36,6 +36,7 @@ void QvGLMAlgorithm::SetUpFactorTables() {
   std::vector<int> averaged = fSettings.GetCovariates();
   averaged.push_back(fSettings.GetDependent());
   fFactorTables.SetCovariates(averaged);
+  fFactorTables.SetEffectCovariates(fDesign.GetEffectParameters());
   fFactorTables.SetRegrWeightVar(fSettings.GetRegrWeightVar());
 }
 

@@ -62,6 +62,7 @@ QvStatus QvLogAlgorithm::FirstPass(MultiPassRecordIter& iter) {
 void QvLogAlgorithm::ProcessData(MultiPassRecordIter& iter) {
   fFactorTables.SetModelEffectFactors(fDesign.GetEffectFactors(), fSettings.GetFactors());
   fFactorTables.SetCovariates(fSettings.GetCovariates());
+  fFactorTables.SetEffectCovariates(fDesign.GetEffectParameters());
   fFactorTables.SetRegrWeightVar(fSettings.GetRegrWeightVar());
   Note(FirstPass(iter));
   if (fStatus.IsError()) return;
@@ -154,6 +155,7 @@ void QvLogAlgorithm::RunOptimizer(MultiPassRecordIter& iter) {
   fpOptimizer = std::make_unique<QvRegOptimizer>(fSettings, &fModel, handler, fpStats.get(), fBeta,
                                                  fCancelInfo, fSettings.GetProgressListener(),
                                                  fSettings.GetIterationFrequency());
+  fpOptimizer->SetReportExponents(fModel.GetKeptExponents());
   Note(fpOptimizer->Estimate());
   // A pass that could not start shows there one pass late, and after the last one never.
   Note(recordHandler.GetStatus());

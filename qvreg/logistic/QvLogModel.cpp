@@ -1,6 +1,7 @@
 #include "qvreg/logistic/QvLogModel.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <limits>
 #include <new>
@@ -92,7 +93,9 @@ void QvLogModel::Initialize(QvStatus& status) {
     fStatus = status = TooManyParameters(nAll);
     return;
   }
+  fExponents = fpFactorTables->GetColumnSizes().GetParameterExponents(fAllParameters);
   fEstimates.assign(fAllParameters.size(), 0.0);
+  fHostEstimates = fEstimates;
   fDenseRow.assign(Index(fNBasic), 0.0);
   fProbabilities.assign(Index(fCategories.GetCount()), 0.0);
   fpClassificationTable =
@@ -180,6 +183,25 @@ void QvLogModel::GetStartingValues(QvStatus& status, std::vector<double>& values
   }
 }
 
+bool QvLogModel::IsScaled() const {
+  return std::any_of(fExponents.begin(), fExponents.end(), [](int e) { return e != 0; });
+}
+
+std::vector<int> QvLogModel::GetKeptExponents() const {
+  std::vector<int> kept;
+  if (!IsScaled()) return kept;
+  for (int i = 0; i < GetNumAllParameters(); ++i) {
+    if (fAllRedundancy.IsIn(i)) kept.push_back(fExponents[Index(i)]);
+  }
+  return kept;
+}
+
+void QvLogModel::SetHostEstimates() {
+  for (std::size_t i = 0; i < fEstimates.size(); ++i) {
+    fHostEstimates[i] = std::ldexp(fEstimates[i], -fExponents[i]);
+  }
+}
+
 QvStatus QvLogModel::SetEstimates(const std::vector<double>& estimates,
                                   const QvSymMatrix& inverseHessian) {
   if (fCancel.IsFlagSet()) return fStatus = QvStatus(QvStatusCode::kCancelled, false);
@@ -187,11 +209,23 @@ QvStatus QvLogModel::SetEstimates(const std::vector<double>& estimates,
   if (!inverseHessian.Expand(fAllRedundancy, *covariance)) {
     return fStatus = QvStatus(QvStatusCode::kTooManyParameters, false);
   }
+  std::unique_ptr<QvSymMatrix> scaled;
+  if (IsScaled()) {
+    scaled = std::make_unique<QvSymMatrix>(*covariance);
+    if (!scaled->IsValidMatrix()) {
+      return fStatus = QvStatus(QvStatusCode::kTooManyParameters, false);
+    }
+    std::vector<int> back = fExponents;
+    for (int& exponent : back) exponent = -exponent;
+    covariance->MultiplyByPowersOf2(back);
+  }
   std::size_t next = 0;
   for (int i = 0; i < GetNumAllParameters(); ++i) {
     if (fAllRedundancy.IsIn(i)) fEstimates[Index(i)] = estimates[next++];
   }
+  SetHostEstimates();
   fpHessianGI = std::move(covariance);
+  fpScaledHessianGI = std::move(scaled);
   return {};
 }
 
@@ -222,14 +256,14 @@ bool QvLogModel::ExpandRow(const double* record, std::vector<int>& indices,
   values.assign(indices.size(), 0.0);
   if (!ok) return false;
   for (std::size_t e = 0; e < indices.size(); ++e) {
-    if (indices[e] >= 0) values[e] = fRecordRow.EffectValue(e, record);
+    if (indices[e] >= 0) values[e] = fRecordRow.HostValue(e, record);
   }
   return true;
 }
 
 bool QvLogModel::ExpandRow(std::vector<double>& values, const double* record) const {
   std::fill(values.begin(), values.end(), 0.0);
-  if (!fRecordRow.Expand(record)) return false;
+  if (!fRecordRow.ExpandInHostUnits(record)) return false;
   fRecordRow.Scatter(values);
   return true;
 }

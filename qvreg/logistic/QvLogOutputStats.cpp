@@ -142,6 +142,18 @@ const QvRecordCounts& QvLogOutputStats::GetRecordCounts() const {
   return fpAlgorithm->GetRecordCounts();
 }
 
+const std::vector<int>& QvLogOutputStats::GetParameterExponents() const {
+  return fpAlgorithm->GetModel().GetExponents();
+}
+
+const std::vector<double>& QvLogOutputStats::GetScaledEstimates() const {
+  return fpAlgorithm->GetModel().GetScaledEstimates();
+}
+
+const QvCommon::QvSymMatrixData* QvLogOutputStats::GetScaledCovarianceMatrix() const {
+  return fpAlgorithm->GetModel().GetScaledHessianGI();
+}
+
 void QvLogOutputStats::Display() const {
   GuardDisplay([this] {
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,

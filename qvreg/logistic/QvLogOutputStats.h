@@ -71,10 +71,24 @@ class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
   [[nodiscard]] double GetFinalLL() const;
   /// The last change of the log-likelihood, relative or absolute as the settings say.
   [[nodiscard]] double GetLLChange() const;
-  /// The last change of the estimates, relative or absolute as the settings say.
+  /// The last change of the scaled estimates, relative or absolute as the settings say.
   [[nodiscard]] double GetParameterChange() const;
   /// How many records the run read, used and left out.
   [[nodiscard]] const QvRecordCounts& GetRecordCounts() const;
+
+  /// Columns of unusual size go through the estimation divided by powers of two, which rounds
+  /// nothing: those whose largest absolute value in the records used is not from 2^-20 to 2^20. All
+  /// else that these statistics report is in the host's units, where an estimate or an element of
+  /// the covariance matrix that no double holds is infinite or 0. The following tell it all the
+  /// same, and equal the others where every exponent is 0.
+  ///
+  /// Per parameter the exponent e of the power of two that its column was divided by. All columns
+  /// of an effect share it.
+  [[nodiscard]] const std::vector<int>& GetParameterExponents() const;
+  /// The estimates times 2^e.
+  [[nodiscard]] const std::vector<double>& GetScaledEstimates() const;
+  /// The covariance matrix with the element in row i and column j times 2^(e_i + e_j); may be null.
+  [[nodiscard]] const QvCommon::QvSymMatrixData* GetScaledCovarianceMatrix() const;
 
  private:
   void FillParamStats();

@@ -107,7 +107,12 @@ void QvRegOptimizer::SolveStep() {
 
 void QvRegOptimizer::Report(int stepHalvings) {
   const double seconds = static_cast<double>(std::clock() - fStart) / CLOCKS_PER_SEC;
-  fReporter.SetInfo(&fvBeta, fLastIter, stepHalvings, LogLikelihood(), seconds);
+  if (!fExponents.empty()) fReportedBeta = fvBeta;
+  for (std::size_t i = 0; i < fExponents.size(); ++i) {
+    fReportedBeta[i] = std::ldexp(fReportedBeta[i], -fExponents[i]);
+  }
+  fReporter.SetInfo(fExponents.empty() ? &fvBeta : &fReportedBeta, fLastIter, stepHalvings,
+                    LogLikelihood(), seconds);
   fpListener->ReportProgress(&fReporter);
 }
 

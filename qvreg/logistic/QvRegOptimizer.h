@@ -2,6 +2,7 @@
 
 #include <ctime>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "qvreg/common/Constants.h"
@@ -43,6 +44,10 @@ class QvRegOptimizer {
 
   /// For a hybrid method: starts with method 0 and switches to 1 at the iteration given.
   void SetMethod(QvConst::QvEstimationMethod method, int switchIteration);
+
+  /// Reports tell each estimate divided by 2 to the power of its exponent; without exponents as it
+  /// is. REQUIRES: one per kept parameter.
+  void SetReportExponents(std::vector<int> exponents) { fExponents = std::move(exponents); }
 
   [[nodiscard]] QvOptimizationOutcome GetOutcome() const { return fOutcome; }
   /// The number of iterations done.
@@ -122,4 +127,6 @@ class QvRegOptimizer {
   int fLastStepHalvings = 0;
   std::clock_t fStart = 0;
   QvIterationReporter fReporter;
+  std::vector<int> fExponents;
+  std::vector<double> fReportedBeta;
 };

@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 """Random linear models through the C interface against exact rational arithmetic.
 
-    python3 tests/study/linear.py LIBRARY [COUNT [SEED]]
+    python3 tests/study/linear.py LIBRARY [COUNT [SEED [SCALES]]]
 
 Each model draws factors, covariates with powers and products, columns that depend on others exactly
-or nearly, both weights, and scales of columns and weights. Design columns are taken as the library
-forms them, in double; everything after is compared with fractions: which columns are kept (what is
-left of a column's weighted sum of squares after those before it, against the tolerance), estimates,
-unscaled variances, R square. Columns of which a share within a factor of 1.01 of the tolerance is
+or nearly, both weights, and scales of columns and weights, from 10^-SCALES to 10^SCALES. Design
+columns are taken as the library forms them, to 53 bits, if need be beyond the range of a double;
+everything after is compared with fractions: which columns are kept (what is left of a column's
+weighted sum of squares after those before it, against the tolerance), estimates, unscaled
+variances, R square. Columns of which a share within a factor of 1.01 of the tolerance is
 left may go either way. Prints a line for each model that differs and a summary; exits with 1 when a
 kept column differs.
 """
@@ -21,7 +22,9 @@ from ctypes import c_double, c_int32, c_size_t
 from fractions import Fraction
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "python"))
+sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "reference" / "linear"))
 import qvreg  # noqa: E402
+from scales import rounded  # noqa: E402
 
 TOLERANCE = 1e-12
 
@@ -85,7 +88,9 @@ class Model:
             own = 10.0 ** rng.uniform(-8, -1) * (max(map(abs, a)) or 1.0)
             column = [x + own * rng.gauss(0, 1) for x in a]
         scale = self.scale(rng, scales)
-        self.values.append([scale * x for x in column])
+        scaled = [scale * x for x in column]
+        # A column that depends on one of extreme size may leave the range itself.
+        self.values.append(scaled if all(map(math.isfinite, scaled)) else column)
         self.covariates.append(len(self.values) - 1)
 
     def add_terms(self, rng):
@@ -113,10 +118,11 @@ class Model:
         """The columns of the design in the library's order."""
         columns = [[1.0] * self.n] if self.intercept else []
         for factors, covariates in self.terms:
-            product = [1.0] * self.n
+            product = [Fraction(1)] * self.n
             for position in sorted(set(covariates), key=covariates.index):
                 for _ in range(covariates.count(position)):
-                    product = [p * x for p, x in zip(product, self.values[position])]
+                    product = [rounded(p * Fraction(x))
+                               for p, x in zip(product, self.values[position])]
             # Parameters are ordered by the factors in the order of the settings.
             names = sorted(factors)
             cells = sorted({tuple(self.values[f][i] for f in names) for i in range(self.n)})
@@ -210,11 +216,19 @@ def library_fit(library, model):
     library.call("component_build", component, source)
     results = library.made("results", "component_get_results", component)
     redundant = library.list(c_int32, "results_get_redundant", results)
+    # In the units of the estimation, where all are within range, and exactly back from there.
+    exponents = library.list(c_int32, "scaled_get_exponents", results)
+    own = qvreg.ScaledSummary()
+    library.call("scaled_get_summary", results, ctypes.byref(own))
+    estimates = library.list(c_double, "scaled_get_estimates", results)
+    packed = library.list(c_double, "scaled_get_covariance_packed", results)
+    two = Fraction(2)
     return {
         "kept": [k for k, r in enumerate(redundant) if not r],
-        "estimates": library.list(c_double, "results_get_estimates", results),
-        "variances": [library.value(c_double, "results_get_covariance", results, c_size_t(k),
-                                    c_size_t(k)) for k in range(len(redundant))],
+        "estimates": [Fraction(b) * two ** (own.dependent_exponent - e)
+                      for b, e in zip(estimates, exponents)],
+        "variances": [Fraction(packed[k * (k + 3) // 2]) * two ** (-2 * e)
+                      for k, e in enumerate(exponents)],
         "r_square": library.value(c_double, "results_get_fit_stat", results, qvreg.R_SQUARE),
     }
 
@@ -222,7 +236,7 @@ def library_fit(library, model):
 def right_digits(value, expected, scale=None):
     """The digits in which a double agrees with a fraction, relative to it or to a scale."""
     size = abs(expected) if scale is None else scale
-    if not math.isfinite(value):
+    if isinstance(value, float) and not math.isfinite(value):
         return 0.0
     difference = abs(Fraction(value) - expected)
     if difference == 0:

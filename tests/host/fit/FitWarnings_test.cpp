@@ -110,13 +110,18 @@ TEST(FitWarnings, MostRecordsLeftOut) {
             "More than half of the records were left out; the fit speaks only for the rest.");
 }
 
-TEST(FitWarnings, NumbersTooLargeToSquare) {
-  const FitResult fit =
-      Fit("SELECT range AS x, (range * 3 % 7) * 1e200 AS y FROM range(12)", "y ~ x");
-  EXPECT_TRUE(std::ranges::any_of(fit.warnings, [](const std::string& warning) {
-    return warning == "Numbers of the data are so large that their squares overflow; rescale them.";
-  }));
+TEST(FitWarnings, AnErrorOutsideTheRangeOfNumbers) {
+  FitOptions options = OptionsFor(
+      "SELECT range AS x, (range * 3 % 7) * 1e305 AS y, 1e10 AS w FROM range(12)", "y ~ x");
+  options.binding.regressionWeight = "w";
+  const FitResult fit = Fit(options);
+  EXPECT_EQ(std::ranges::count(fit.warnings,
+                               "The root mean square error is outside the range of floating-point "
+                               "numbers; rescale the dependent."),
+            1);
   EXPECT_FALSE(fit.rmse.has_value());
+  EXPECT_TRUE(fit.rSquare.has_value());
+  EXPECT_TRUE(fit.parameters[1].statistics.stdError.has_value());
 }
 
 // ---- A logistic model -------------------------------------------------------

@@ -152,6 +152,10 @@ const std::vector<Function>& Functions() {
       QV_CALL(qvreg_results, qvreg_results_get_covariance, 0, 0, &a.x),
       QV_CALL(qvreg_results, qvreg_results_get_covariance_packed, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_results_get_covariance_full, nullptr, 9, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_scaled_get_summary, Room<qvreg_scaled_summary>()),
+      QV_CALL(qvreg_results, qvreg_scaled_get_exponents, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_scaled_get_estimates, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_scaled_get_covariance_packed, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_results_get_factor_counts, 0, nullptr, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_results_get_active_categories, 0, &a.i),
       QV_CALL(qvreg_results, qvreg_results_get_dependent_counts, nullptr, nullptr, 0, &a.n),
@@ -479,6 +483,8 @@ TEST(CInterface, ChecksTheSizesOfStructures) {
       [&](auto... rest) { return qvreg_results_get_record_counts(of.results.get(), rest...); });
   ExpectSizeChecked<qvreg_logistic_summary>(
       [&](auto... rest) { return qvreg_logistic_get_summary(of.results.get(), rest...); });
+  ExpectSizeChecked<qvreg_scaled_summary>(
+      [&](auto... rest) { return qvreg_scaled_get_summary(of.results.get(), rest...); });
 }
 
 }  // namespace

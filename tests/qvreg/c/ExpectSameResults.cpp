@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "qvreg/common/Constants.h"
 #include "qvreg/design/QvFactorCounts.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
@@ -107,6 +108,31 @@ void ExpectSameCovariance(const CResults& results, const IQvRegOutputStats& expe
       EXPECT_EQ(one, element);
     }
   }
+}
+
+/// What the statistics of either model tell of numbers of extreme size.
+template <typename Stats>
+void ExpectSameScaled(const CResults& results, const Stats& expected, int dependentExponent,
+                      double rmse) {
+  auto summary = Sized<qvreg_scaled_summary>();
+  Require([&](qvreg_error* e) { return qvreg_scaled_get_summary(results.get(), &summary, e); });
+  EXPECT_EQ(summary.dependent_exponent, dependentExponent);
+  EXPECT_EQ(summary.rmse, rmse);
+  EXPECT_EQ(ListOf<std::int32_t>(
+                [&](auto... rest) { return qvreg_scaled_get_exponents(results.get(), rest...); }),
+            expected.GetParameterExponents());
+  EXPECT_EQ(ListOf<double>(
+                [&](auto... rest) { return qvreg_scaled_get_estimates(results.get(), rest...); }),
+            expected.GetScaledEstimates());
+  const QvCommon::QvSymMatrixData* matrix = expected.GetScaledCovarianceMatrix();
+  if (matrix == nullptr) return;
+  const auto packed = ListOf<double>(
+      [&](auto... rest) { return qvreg_scaled_get_covariance_packed(results.get(), rest...); });
+  std::vector<double> elements;
+  for (int i = 0; i < matrix->GetOrder(); ++i) {
+    for (int j = 0; j <= i; ++j) elements.push_back(matrix->GetElem(i, j));
+  }
+  EXPECT_EQ(packed, elements);
 }
 
 /// `call(weighted, unweighted, capacity, count, error)`.
@@ -228,7 +254,13 @@ void ExpectSameResults(const CResults& results, const IQvRegOutputStats& expecte
       [&](qvreg_error* e) { return qvreg_results_get_record_counts(results.get(), &counts, e); });
   ExpectSameCounts(counts,
                    linear != nullptr ? linear->GetRecordCounts() : logistic->GetRecordCounts());
-  if (logistic != nullptr) ExpectSameLogistic(results, *logistic);
+  if (logistic != nullptr) {
+    ExpectSameLogistic(results, *logistic);
+    ExpectSameScaled(results, *logistic, 0, QvMV::gMissingValue);
+  } else {
+    ExpectSameScaled(results, *linear, linear->GetDependentExponent(),
+                     linear->GetScaledRootMeanSquareError());
+  }
 }
 
 }  // namespace qvtest

@@ -32,6 +32,7 @@ QVREG_EXPECT_NO_PADDING(qvreg_parameter_info, target_category);
 QVREG_EXPECT_NO_PADDING(qvreg_summary, degrees_of_freedom);
 QVREG_EXPECT_NO_PADDING(qvreg_param_stats, reserved);
 QVREG_EXPECT_NO_PADDING(qvreg_logistic_summary, param_change);
+QVREG_EXPECT_NO_PADDING(qvreg_scaled_summary, rmse);
 #undef QVREG_EXPECT_NO_PADDING
 
 }  // namespace

@@ -53,11 +53,12 @@ def dot(a, b):
     return sum((x * y for x, y in zip(a, b) if x and y), start=Fraction(0))
 
 
-def fit(columns, y):
-    """Sweeps exactly: kept columns, estimates, diagonal of the inverse."""
+def fit(columns, y, weights=None):
+    """Sweeps exactly: kept columns, estimates, diagonal of the inverse, residual sum."""
     p = len(columns)
     system = columns + [y]
-    m = [[dot(a, b) for b in system] for a in system]
+    weighted = [[w * v for w, v in zip(weights, c)] for c in system] if weights else system
+    m = [[dot(a, b) for b in system] for a in weighted]
     kept = []
     for k in range(p):
         pivot = m[k][k]
