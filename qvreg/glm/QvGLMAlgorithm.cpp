@@ -82,11 +82,14 @@ QvStatus QvGLMAlgorithm::Estimate(MultiPassRecordIter& iter) {
   if (status.IsError()) return status;
 
   if (!fModel.IsSwept()) return {QvStatusCode::kStageMissing, false};
-  status = ForEachRecord(iter, [this](const double* values) {
-    fModel.ResidualStep(values);
-    return true;
-  });
-  return status.IsError() ? status : fModel.Fit();
+  do {
+    status = ForEachRecord(iter, [this](const double* values) {
+      fModel.ResidualStep(values);
+      return true;
+    });
+    if (status.IsError()) return status;
+  } while (fModel.Refine());
+  return fModel.Fit();
 }
 
 QvStatus QvGLMAlgorithm::BuildModel(MultiPassRecordIter& iter) {
