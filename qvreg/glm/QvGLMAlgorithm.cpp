@@ -69,7 +69,7 @@ template <typename Step>
 QvStatus QvGLMAlgorithm::ForEachRecord(MultiPassRecordIter& iter, Step&& step) {
   if (!fbDataProcessed) return {QvStatusCode::kDataNotProcessed, false};
   QvRecordPass pass(iter, fCancelInfo, fValidator);
-  return ForEachCountedRecord(pass, fFactorTables,
+  return ForEachCountedRecord(pass, fFactorTables, fRecordCounts,
                               [&](const Record& record) { return step(record.GetAll()); });
 }
 
@@ -97,7 +97,6 @@ QvStatus QvGLMAlgorithm::BuildModel(MultiPassRecordIter& iter) {
   if (!fModel.HasMatrix()) return fStatus = QvStatus(QvStatusCode::kNoParameters, false);
   if (fbModelBuilt) return {QvStatusCode::kAlreadyBuilt, false};
   fStatus = Estimate(iter);
-  fRecordCounts.fUsedLater = fFactorTables.GetUsedLater();
   if (fStatus.IsError()) return fStatus;
   fbModelBuilt = true;
   if (!fWarnings.empty()) fStatus = fWarnings.back();
