@@ -16,7 +16,6 @@
 namespace {
 
 using qvtest::LinearSettings;
-using qvtest::MakeRecord;
 using qvtest::MakeRecords;
 using qvtest::VectorRecordIter;
 using Doubles = std::vector<double>;

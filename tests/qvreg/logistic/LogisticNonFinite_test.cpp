@@ -42,7 +42,7 @@ Rows PlainRows() {
     const double x = (i * 7 % 20) / 10.0 - 0.9;
     const double z = i * 11 % 13 - 5.5;
     const int y = (i * 5 % 7 + (x > 0 ? 1 : 0) + (z > 2 ? 1 : 0)) % 3;
-    rows.push_back({static_cast<double>(y), x, z, 1.0 + i % 3, static_cast<double>(i % 2)});
+    rows.push_back({static_cast<double>(y), x, z, 1.0 + i % 3, static_cast<double>(i % 6)});
   }
   return rows;
 }
@@ -97,11 +97,11 @@ TEST_P(LogisticNonFinite, AColumnThatIsNotFiniteIsLeftOut) {
 }
 
 TEST_P(LogisticNonFinite, AWeightThatIsNotFiniteConcernsAllParameters) {
-  LogisticSettings settings(kY, 3, {{kLevel, 2}}, {kX});
+  LogisticSettings settings(kY, 3, {{kLevel, 6}}, {kX});
   settings.Effect({kLevel}).Effect({}, {kX}).RegressionWeight(kWeight).InMemory(GetParam());
   const FittedModel model(settings.Get(), MakeRecords(With(kWeight, kInfinity)));
-  EXPECT_EQ(NonFiniteOf(model), std::vector<bool>(8, true));
-  EXPECT_EQ(model.Stats().GetParamEstimates(), Doubles(8, 0.0));
+  EXPECT_EQ(NonFiniteOf(model), std::vector<bool>(16, true));
+  EXPECT_EQ(model.Stats().GetParamEstimates(), Doubles(16, 0.0));
   EXPECT_EQ(model.Stats().GetTotalRegrWeight(), kInfinity);
 }
 
