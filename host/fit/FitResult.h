@@ -55,6 +55,8 @@ struct ParameterResult {
   std::optional<double> estimate;
   bool redundant = false;            ///< Depends on the columns before it; its estimate is 0.
   CoefficientStatistics statistics;  ///< Empty when redundant.
+  /// Redundant since its column was not finite, or a sum of its products.
+  bool nonFinite = false;
 
   [[nodiscard]] bool IsIntercept() const { return levels.empty() && covariates.empty(); }
 };

@@ -35,6 +35,7 @@ std::vector<std::string> FitWarnings::Find() const {
     found.push_back(std::move(warning));
   }
   FindEmptyCells(found);
+  FindNonFinite(found);
   FindRedundantCovariates(found);
   if (result_.kind == ModelKind::kLinear) FindResidual(found);
   FindNearlyDependent(found);
@@ -127,10 +128,24 @@ void FitWarnings::FindEmptyCells(Sentences& found) const {
   }
 }
 
+void FitWarnings::FindNonFinite(Sentences& found) const {
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < PredictorSize(); ++i) {
+    if (result_.parameters[i].nonFinite) names.push_back(result_.parameters[i].label);
+  }
+  if (names.empty()) return;
+  const bool isOne = names.size() == 1;
+  found.push_back(fmt::format(
+      "{} {} left out of the model, because {} values, the products of {} values or "
+      "the weights are too large for a number. Rescale the columns.",
+      NameList(names), isOne ? "is" : "are", isOne ? "its" : "their", isOne ? "its" : "their"));
+}
+
 void FitWarnings::FindRedundantCovariates(Sentences& found) const {
   std::vector<std::string> names;
   for (std::size_t i = 0; i < PredictorSize(); ++i) {
     const ParameterResult& parameter = result_.parameters[i];
+    if (parameter.nonFinite) continue;
     if (parameter.redundant && parameter.levels.empty()) names.push_back(parameter.label);
   }
   if (names.empty()) return;

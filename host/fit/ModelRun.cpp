@@ -96,7 +96,9 @@ bool ModelRun::WeightsOverflow() const {
 
 std::string ModelRun::Stage(int pass) const {
   if (component_->GetModelType() == QvConst::QvRegModelGLM) {
-    return fmt::format("pass {} of {}", pass, kLinearPasses);
+    // Further passes refine the estimates; the last pass of all fits has done so once.
+    return pass <= kLinearPasses ? fmt::format("pass {} of {}", pass, kLinearPasses)
+                                 : fmt::format("refinement {}", pass - kLinearPasses + 1);
   }
   return pass <= kCountingPasses ? "counting" : iterations_.Stage();
 }

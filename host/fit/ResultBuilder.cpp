@@ -17,10 +17,22 @@
 #include "host/fit/StatusText.h"
 #include "host/inference/Finite.h"
 #include "host/inference/ResidualVariance.h"
+#include "qvreg/glm/QvGLMOutputStats.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 
 namespace qvhost {
+
+namespace {
+
+const QvCommon::QvBitSet& NonFiniteParameters(const IQvRegOutputStats& output) {
+  if (const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&output)) {
+    return linear->GetNonFiniteParameters();
+  }
+  return dynamic_cast<const QvLogOutputStats&>(output).GetNonFiniteParameters();
+}
+
+}  // namespace
 
 FitResult ResultBuilder::Build(const FitOptions& options) const {
   FitResult result;
@@ -90,6 +102,7 @@ void ResultBuilder::AddParameters(const FitOptions& options, const CoefficientIn
     ParameterResult parameter = names.Name(output.GetParameters()[i]);
     parameter.estimate = TimesPowerOf2(scaled.estimates[i], scaled.PowerOf(i));
     parameter.redundant = !output.GetRedundancyIndicators().IsIn(index);
+    parameter.nonFinite = NonFiniteParameters(output).IsIn(index);
     const double variance = scaled.covariance.GetElem(index, index);
     // A likelihood that determines an estimate leaves it a variance; a singular one does not.
     const bool isDetermined = binding_.kind == ModelKind::kLinear || variance > 0.0;

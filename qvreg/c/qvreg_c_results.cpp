@@ -12,6 +12,8 @@
 #include "qvreg/c/QvCStruct.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvFactorCounts.h"
+#include "qvreg/glm/QvGLMOutputStats.h"
+#include "qvreg/logistic/QvLogOutputStats.h"
 
 using QvCCheck::NotNull;
 using QvCCheck::Valid;
@@ -65,6 +67,13 @@ int32_t VerdictOf(QvRecordVerdict verdict, const QvCommon::QvStatus& status) {
       break;
   }
   throw QvCRefusal(QvCReport(status));
+}
+
+const QvCommon::QvBitSet& NonFiniteOf(const IQvRegOutputStats& stats) {
+  if (const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&stats)) {
+    return linear->GetNonFiniteParameters();
+  }
+  return dynamic_cast<const QvLogOutputStats&>(stats).GetNonFiniteParameters();
 }
 
 /// The length of a design row: a linear model's ends with the dependent.
@@ -135,6 +144,24 @@ int32_t qvreg_results_get_redundant(const qvreg_results* results, int32_t* redun
     const QvCList list(static_cast<size_t>(kept.Size()), capacity, count);
     if (!list.IsWanted(redundant)) return;
     for (int i = 0; i < kept.Size(); ++i) redundant[i] = kept.IsIn(i) ? 0 : 1;
+  });
+}
+
+int32_t qvreg_results_get_non_finite(const qvreg_results* results, int32_t* non_finite,
+                                     size_t capacity, size_t* count, qvreg_error* error) {
+  return QvCCall(error, [&] {
+    const QvCommon::QvBitSet& concerned = NonFiniteOf(Valid(results).fStats);
+    const QvCList list(static_cast<size_t>(concerned.Size()), capacity, count);
+    if (!list.IsWanted(non_finite)) return;
+    for (int i = 0; i < concerned.Size(); ++i) non_finite[i] = concerned.IsIn(i) ? 1 : 0;
+  });
+}
+
+int32_t qvreg_results_is_dependent_finite(const qvreg_results* results, int32_t* answer,
+                                          qvreg_error* error) {
+  return QvCCall(error, [&] {
+    const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&Valid(results).fStats);
+    NotNull(answer, "answer") = linear == nullptr || linear->IsDependentFinite() ? 1 : 0;
   });
 }
 

@@ -34,12 +34,17 @@ typedef struct qvreg_options {
   double degrees_of_freedom; /**< Imposed when above 0; otherwise the model computes them. Once
                                   imposed they can be changed, but not taken back. */
   int32_t use_intercept;     /**< Whether the model has an intercept; it has by default. */
-  int32_t refine_estimates;  /**< Linear: whether to refine the estimates by one step, from
-                                  residuals in twice working precision; not by default. */
+  int32_t refine_estimates;  /**< Linear: whether to refine the estimates, from residuals in
+                                  double-double; not by default. */
   int32_t test_type;         /**< Carried for the host; 0 is the only one. */
   int32_t p_adjustment;      /**< Carried for the host; 0 is the only one. */
   int32_t covariance_type;   /**< Carried for the host; 0 is the only one. */
   int32_t reserved;          /**< 0. */
+  int32_t max_refinements;   /**< Linear, where refine_estimates is set: the most steps of it, 0 or
+                                  more; 1 by default. Each step beyond the first reads the records
+                                  again, and is taken only while the last one changed an estimate by
+                                  more than 1e-11 of it and steps shrink. */
+  int32_t reserved2;         /**< 0. */
 } qvreg_options;
 
 /** The reference category of a dependent: the last one that occurs. */

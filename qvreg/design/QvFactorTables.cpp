@@ -280,13 +280,11 @@ const std::vector<double>& QvFactorTables::GetCovariateMeans() {
   if (!fbMeansComputed && !(fTotalFreqWeight > 0.0)) {
     std::fill(fCovariateMeans.begin(), fCovariateMeans.end(), QvMV::gMissingValue);
   }
+  for (double& mean : fCovariateMeans) {
+    if (!std::isfinite(mean)) mean = QvMV::gMissingValue;
+  }
   fbMeansComputed = true;
   return fCovariateMeans;
-}
-
-void QvFactorTables::NoteLaterPass(long long nRecords) const {
-  const bool isSame = static_cast<double>(nRecords) == fSampleSize;
-  if (!isSame && fUsedLater < 0) fUsedLater = nRecords;
 }
 
 void QvFactorTables::DisplayEffects() const {

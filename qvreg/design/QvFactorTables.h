@@ -96,16 +96,12 @@ class QvFactorTables : public QvFactorCounts {
   }
   /// The number of records counted.
   [[nodiscard]] double GetSampleSize() const { return fSampleSize; }
-  /// The weighted means; missing values when the total frequency weight is not above 0.
+  /// The weighted means; the missing value for one with a value that is not finite, and for all
+  /// when the total frequency weight is not above 0.
   const std::vector<double>& GetCovariateMeans();
 
   /// What each column is divided by for the estimation.
   [[nodiscard]] const QvColumnSizes& GetColumnSizes() const { return fColumnSizes; }
-
-  /// Takes note that a pass after the first, which UpdateAll saw, used `nRecords` records.
-  void NoteLaterPass(long long nRecords) const;
-  /// What the first such pass used that did not use GetSampleSize() records; -1 while all did.
-  [[nodiscard]] long long GetUsedLater() const { return fUsedLater; }
 
   void Display() const;
 
@@ -163,5 +159,4 @@ class QvFactorTables : public QvFactorCounts {
   QvCommon::QvWeightUnit fMeanUnit;
   std::vector<double> fDependRegrWeights;
   double fSampleSize = 0.0;
-  mutable long long fUsedLater = -1;
 };

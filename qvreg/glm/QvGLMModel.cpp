@@ -146,14 +146,19 @@ QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   fMatrix->ZeroOutRedundant(fRedundancy);
   if (fSettings.GetRefineEstimates()) {
     // Divided after the refinement, whose corrections the quotient may be too small for.
-    fRefinement.emplace(GetNParameters());
+    fRefinement.emplace(GetNParameters(), fSettings.GetMaxRefinements());
   } else {
     DivideByScale();
   }
-  const double mean = std::ldexp(fDependentMean, -fDependentExponent);
-  fSums = fSettings.GetInterceptUse() ? QvGLMFitSums(mean) : QvGLMFitSums();
+  StartSums();
   fbSwept = true;
   return {};
+}
+
+void QvGLMModel::StartSums() {
+  const double mean = std::ldexp(fDependentMean, -fDependentExponent);
+  fSums = fSettings.GetInterceptUse() ? QvGLMFitSums(mean) : QvGLMFitSums();
+  fWeightedRecordCount = 0;
 }
 
 void QvGLMModel::DivideByScale() {
@@ -198,12 +203,12 @@ void QvGLMModel::ResidualStep(const double* values) {
   if (w * fUnitOverScale != 0.0) ++fWeightedRecordCount;
 }
 
-double QvGLMModel::ApplyRefinement() {
-  const double decrease =
-      fbDependentFinite ? fRefinement->Apply(*fMatrix, fUnitOverScale, fEstimates) : 0.0;
-  fRefinement.reset();
-  DivideByScale();
-  return decrease;
+bool QvGLMModel::Refine() {
+  if (!fRefinement || !fbDependentFinite) return false;
+  if (!fRefinement->Step(*fMatrix, fUnitOverScale, fSums.GetResidualSum(), fEstimates))
+    return false;
+  StartSums();
+  return true;
 }
 
 void QvGLMModel::ComputeFitStatistics() {
@@ -228,9 +233,12 @@ double QvGLMModel::SquareInHostUnits(double sum) const {
 }
 
 QvStatus QvGLMModel::Fit() {
-  const double decrease = fRefinement ? ApplyRefinement() : 0.0;
+  const bool isRefined = fRefinement && fbDependentFinite;
+  const double sum = isRefined ? fRefinement->GetResidualSum() : fSums.GetResidualSum();
+  if (fRefinement) DivideByScale();
+  fRefinement.reset();
   SetHostEstimates();
-  fResidualSum = std::max(fSums.GetResidualSum() - decrease, 0.0) * fUnitOverScale;
+  fResidualSum = std::max(sum, 0.0) * fUnitOverScale;
   fTotalSum = fSums.GetTotalSum() * fUnitOverScale;
   ComputeFitStatistics();
   if (fWeightedRecordCount == 0 || fScale <= 0.0) return {QvStatusCode::kNothingToFit, false};

@@ -21,7 +21,8 @@
 /// Within, columns and dependent of unusual size are divided by powers of two (see QvColumnSizes);
 /// estimates, sums, mean and root mean square error are answered in the host's units.
 ///
-/// Life: Initialize, CreateParameters, AddRecord per record, Sweep, ResidualStep per record, Fit.
+/// Life: Initialize, CreateParameters, AddRecord per record, Sweep, ResidualStep per record, again
+/// while Refine says so, Fit.
 /// Borrows the settings and the factor tables, which must outlive it; owns the matrix. Used from
 /// one thread at a time.
 class QvGLMModel {
@@ -48,9 +49,11 @@ class QvGLMModel {
   QvCommon::QvStatus Sweep(QvCancelInfo& cancel);
   /// Accumulates a record into the residual and total sums. REQUIRES: swept.
   void ResidualStep(const double* values);
-  /// Applies the refinement, when the settings ask for it, and computes the fit statistics, the
-  /// missing value for one whose sums are not finite. 308 without a weighted record or a positive
-  /// scale.
+  /// After a residual step for each record: refines the estimates, when the settings ask for it.
+  /// True when the records are worth another residual step each.
+  bool Refine();
+  /// Computes the fit statistics, the missing value for one whose sums are not finite. 308 without
+  /// a weighted record or a positive scale.
   QvCommon::QvStatus Fit();
 
   /// The dense design row: p values, then `dependent`. False when a level combination has no
@@ -125,8 +128,8 @@ class QvGLMModel {
   [[nodiscard]] bool IsScaled() const;
   /// The end of DivideByScale where some column was divided: makes two matrices of the one.
   void MakeScaledCovariance();
-  /// Corrects the estimates; by how much that lowers the residual sum.
-  double ApplyRefinement();
+  /// Begins the sums of a residual pass.
+  void StartSums();
   void ComputeFitStatistics();
 
   const QvRegSettings& fSettings;

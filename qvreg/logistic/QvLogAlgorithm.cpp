@@ -114,11 +114,12 @@ QvStatus QvLogAlgorithm::CreateParameters(MultiPassRecordIter& iter,
 QvStatus QvLogAlgorithm::AccumulateXPrimeX(MultiPassRecordIter& iter) {
   if (fPatternExtractor == nullptr) {
     QvRecordPass pass(iter, fCancelInfo, fValidator);
-    return ForEachCountedRecord(pass, fFactorTables, [this](const Record& record) {
+    return ForEachCountedRecord(pass, fFactorTables, fRecordCounts, [this](const Record& record) {
       return fModel.AddRecordToXPrimeX(record.GetAll());
     });
   }
   const QvStatus status = fPatternExtractor->CreateRowPatterns(iter, fModel);
+  fRecordCounts = fPatternExtractor->GetRecordCounts();
   return status.IsError() ? status : fPatternExtractor->AddRowsToXPrimeX(fModel);
 }
 
@@ -126,7 +127,7 @@ QvStatus QvLogAlgorithm::ClassifyRecords(MultiPassRecordIter& iter) {
   if (fPatternExtractor != nullptr) return fPatternExtractor->ClassifyRows(fModel);
   std::vector<double> noResiduals;
   QvRecordPass pass(iter, fCancelInfo, fValidator);
-  return ForEachCountedRecord(pass, fFactorTables, [&](const Record& record) {
+  return ForEachCountedRecord(pass, fFactorTables, fRecordCounts, [&](const Record& record) {
     fModel.UpdateClassification(noResiduals, record.GetAll());
     return true;
   });
@@ -148,8 +149,8 @@ void QvLogAlgorithm::CreateStatistics() {
 
 void QvLogAlgorithm::RunOptimizer(MultiPassRecordIter& iter) {
   QvRecordIterHandler recordHandler(iter, fCancelInfo, fValidator, fSettings.GetDependent(),
-                                    fSettings.GetFrequencyWeightVar(),
-                                    fSettings.GetRegrWeightVar());
+                                    fSettings.GetFrequencyWeightVar(), fSettings.GetRegrWeightVar(),
+                                    &fRecordCounts);
   IQvDataHandler* handler = fPatternExtractor.get();
   if (handler == nullptr) handler = &recordHandler;
   fpOptimizer = std::make_unique<QvRegOptimizer>(fSettings, &fModel, handler, fpStats.get(), fBeta,
@@ -177,7 +178,6 @@ QvStatus QvLogAlgorithm::BuildModel(MultiPassRecordIter& iter) {
   if (MayGoOn()) Note(Classify(iter));
   fModel.DeleteXPrimeXMatrix();
   fpStats.reset();
-  fRecordCounts.fUsedLater = fFactorTables.GetUsedLater();
   // A stop that came with the last record left that record out.
   fbModelBuilt = MayGoOn();
   return fStatus;

@@ -21,6 +21,9 @@ namespace {
 
 std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 
+/// A product of two doubles times its square is in their range.
+constexpr double kFarUnit = 0x1p-550;
+
 double WeightAt(const double* row, int position) { return position < 0 ? 1.0 : row[position]; }
 
 QvStatus TooManyParameters(long long nParameters) {
@@ -116,6 +119,7 @@ bool QvLogModel::AddRowToXPrimeX(const double* row, const std::vector<int>& para
   fDesignRow.ExpandIndices(row, parameterIndices);
   const double weight =
       WeightAt(row, fRowLayout.fFrequencyWeight) * WeightAt(row, fRowLayout.fRegressionWeight);
+  fbWeightsFinite = fbWeightsFinite && std::isfinite(weight);
   if (2 * fDesignRow.GetCount() > fNBasic) {
     // A row that fills half of its columns is added faster without looking up places.
     fDesignRow.Scatter(fDenseRow);
@@ -129,10 +133,22 @@ bool QvLogModel::AddRowToXPrimeX(const double* row, const std::vector<int>& para
   return true;
 }
 
+void QvLogModel::FindNonFiniteColumns() {
+  if (!fNonFinite.Resize(fNBasic, false)) throw std::bad_alloc();
+  fNonFinite.Clear();
+  for (int k = 0; k < fNBasic; ++k) {
+    if (fbWeightsFinite && std::isfinite(fpXPrimeX->GetElem(k, k))) continue;
+    fNonFinite.Set(k, true);
+    // Such a pivot is never swept, and what is not swept changes its own row and column only.
+    fpXPrimeX->SetElem(k, k, std::numeric_limits<double>::quiet_NaN());
+  }
+}
+
 QvStatus QvLogModel::SweepXPrimeX() {
   if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
   if (fbFinished) return {QvStatusCode::kAlreadyBuilt, false};
   if (fpXPrimeX == nullptr) return {QvStatusCode::kStageMissing, false};
+  FindNonFiniteColumns();
   QvPivotSweep sweep(*fpXPrimeX, 1.0);
   const QvStatus status =
       sweep.Run(fNBasic, fNBasic, fSettings.GetTolerance(), fBasicRedundancy, fCancel);
@@ -276,14 +292,44 @@ bool QvLogModel::GetEffectParameterRange(int effect, int& first, int& count) con
   return true;
 }
 
+double QvLogModel::PredictorOf(const QvDesignRow& row, int category, double unit) const {
+  double sum = 0.0;
+  for (std::size_t a = 0; a < Index(row.GetCount()); ++a) {
+    const double estimate = fEstimates[Index(category * fNBasic + row.GetIndices()[a])];
+    // A column without an estimate may hold anything.
+    if (estimate != 0.0) sum += (estimate * unit) * (row.GetValues()[a] * unit);
+  }
+  return sum;
+}
+
+bool QvLogModel::FindPredictors(const QvDesignRow& row, std::vector<double>& predictors) const {
+  const auto areFinite = [&] {
+    return std::all_of(predictors.begin(), predictors.end(),
+                       [](double predictor) { return std::isfinite(predictor); });
+  };
+  predictors[Index(NBlocks())] = 0.0;
+  for (int j = 0; j < NBlocks(); ++j) {
+    predictors[Index(j)] = row.InnerProduct(fEstimates, j * fNBasic);
+  }
+  for (const double unit : {1.0, kFarUnit}) {
+    if (areFinite()) return true;
+    for (int j = 0; j < NBlocks(); ++j) predictors[Index(j)] = PredictorOf(row, j, unit);
+  }
+  if (!areFinite()) return false;
+  const double largest = *std::max_element(predictors.begin(), predictors.end());
+  for (double& predictor : predictors) {
+    predictor = predictor == largest ? 0.0 : -std::numeric_limits<double>::infinity();
+  }
+  return true;
+}
+
 int QvLogModel::Predict(const QvDesignRow& row, std::vector<double>& probabilities) const {
+  if (!FindPredictors(row, probabilities)) return -1;
   const int reference = NBlocks();
-  probabilities[Index(reference)] = 0.0;
-  double largest = 0.0;
+  double largest = probabilities[Index(reference)];
   int predicted = reference;
   for (int j = 0; j < reference; ++j) {
-    const double predictor = row.InnerProduct(fEstimates, j * fNBasic);
-    probabilities[Index(j)] = predictor;
+    const double predictor = probabilities[Index(j)];
     if (predictor > largest + QvPower::gMachineEpsilon) {
       largest = predictor;
       predicted = j;
@@ -305,18 +351,16 @@ void QvLogModel::ComputeCategoryProbabilities(QvStatus& /*status*/, const double
                                               std::vector<double>& probabilities,
                                               int& predicted) const {
   probabilities.resize(Index(fCategories.GetCount()));
-  if (!fRecordRow.Expand(record)) {
-    predicted = -1;
-    std::fill(probabilities.begin(), probabilities.end(), QvMV::gMissingValue);
-    return;
-  }
-  predicted = fCategories.CodeOf(Predict(fRecordRow, probabilities));
+  const int local = fRecordRow.Expand(record) ? Predict(fRecordRow, probabilities) : -1;
+  predicted = local < 0 ? -1 : fCategories.CodeOf(local);
+  if (local < 0) std::fill(probabilities.begin(), probabilities.end(), QvMV::gMissingValue);
 }
 
 void QvLogModel::Classify(const QvDesignRow& row, int observed, double weight,
                           std::vector<double>& residuals) {
   if (observed < 0) return;
   const int predicted = Predict(row, fProbabilities);
+  if (predicted < 0) return;
   if (residuals.size() >= fAllParameters.size()) {
     std::fill(residuals.begin(), residuals.end(), 0.0);
     for (int j = 0; j < NBlocks(); ++j) {

@@ -96,7 +96,9 @@ class QvLogModel : public IQvRegModel {
   }
   bool GetEffectParameterRange(int effect, int& first, int& count) const override;
   /// The K probabilities in local order and the predicted code; missing values and -1 for a record
-  /// whose level combination has no parameter. The status stays as it is.
+  /// whose level combination has no parameter, or with a value that is not finite in a column that
+  /// has an estimate. A predictor out of the range of a double makes probabilities of 0 and 1. The
+  /// status stays as it is.
   void ComputeCategoryProbabilities(QvCommon::QvStatus& status, const double* record,
                                     std::vector<double>& probabilities,
                                     int& predicted) const override;
@@ -139,6 +141,9 @@ class QvLogModel : public IQvRegModel {
   [[nodiscard]] const QvCommon::QvSymMatrix* GetScaledHessianGI() const {
     return fpScaledHessianGI != nullptr ? fpScaledHessianGI.get() : fpHessianGI.get();
   }
+  /// One bit per basic parameter, set for a redundant one whose column was not finite: some value
+  /// of it, the weighted sum of its squares, or a weight.
+  [[nodiscard]] const QvCommon::QvBitSet& GetNonFinite() const { return fNonFinite; }
   /// Rows observed, columns predicted, local order, sums of frequency weights; may be null.
   [[nodiscard]] const QvCommon::QvRectMatrix* GetClassificationTable() const {
     return fpClassificationTable.get();
@@ -150,7 +155,16 @@ class QvLogModel : public IQvRegModel {
   [[nodiscard]] bool IsScaled() const;
   void SetHostEstimates();
   QvCommon::QvStatus SweepXPrimeX();
-  /// Predicts from a filled design row: probabilities and the predicted local category.
+  /// Finds the columns to leave out and keeps the sweep from them.
+  void FindNonFiniteColumns();
+  /// The predictors of a filled design row, the reference's last; where one is out of the range of
+  /// a double 0 for the largest and minus infinity for the others. False when that cannot be told,
+  /// since a value with an estimate is not finite.
+  bool FindPredictors(const QvDesignRow& row, std::vector<double>& predictors) const;
+  /// A category's predictor times the square of `unit`.
+  [[nodiscard]] double PredictorOf(const QvDesignRow& row, int category, double unit) const;
+  /// Predicts from a filled design row: probabilities and the predicted local category; -1 when
+  /// there is none.
   int Predict(const QvDesignRow& row, std::vector<double>& probabilities) const;
   void Classify(const QvDesignRow& row, int observed, double weight,
                 std::vector<double>& residuals);
@@ -178,6 +192,8 @@ class QvLogModel : public IQvRegModel {
   long long fRecordsAdded = 0;
   QvCommon::QvBitSet fBasicRedundancy;
   QvCommon::QvBitSet fAllRedundancy;
+  QvCommon::QvBitSet fNonFinite;
+  bool fbWeightsFinite = true;
   std::vector<int> fExponents;
   /// Of the columns as divided, and as the host knows them.
   std::vector<double> fEstimates;

@@ -73,6 +73,10 @@ class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
   [[nodiscard]] double GetLLChange() const;
   /// The last change of the scaled estimates, relative or absolute as the settings say.
   [[nodiscard]] double GetParameterChange() const;
+  /// One bit per parameter, set for one whose column was not finite: some value of it, or the
+  /// weighted sum of its squares, is infinite or not a number. Such a parameter is redundant, and
+  /// the fit is that of the model without it. A weight that is not finite concerns all.
+  [[nodiscard]] const QvCommon::QvBitSet& GetNonFiniteParameters() const;
   /// How many records the run read, used and left out.
   [[nodiscard]] const QvRecordCounts& GetRecordCounts() const;
 
@@ -102,4 +106,5 @@ class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
   double fMcFaddenRSquare;
   std::vector<QvRegrParameterStats> fParamStats;
   QvCommon::QvBitSet fRedundancy;
+  QvCommon::QvBitSet fNonFinite;
 };

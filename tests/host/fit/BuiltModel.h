@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "host/fit/FitOptions.h"
+#include "host/fit/FitResult.h"
 #include "host/fit/Interrupt.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
@@ -30,6 +31,9 @@ class BuiltModel {
   [[nodiscard]] Interrupt& CtrlC() { return interrupt_; }
   /// Those of a logistic model; empty for a linear one.
   [[nodiscard]] PredictedCategories Categories() const;
+
+  /// What the fit warns of, were this its result.
+  [[nodiscard]] std::vector<std::string> WarningsOf(const FitResult& result) const;
 
   /// Writes the predictions to a file.
   void Predict(const std::string& path, const std::function<void(long long)>& progress = {});

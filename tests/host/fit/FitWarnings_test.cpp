@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/host/fit/BuiltModel.h"
 #include "tests/host/fit/Fitting.h"
 
 namespace qvhost {
@@ -54,6 +55,21 @@ TEST(FitWarnings, EmptyCellsOfACrossing) {
 
 TEST(FitWarnings, NestedFactorsHaveNoEmptyCells) {
   EXPECT_EQ(Fit(From("a * 10 + b // 2 AS inner_"), "y ~ C(a)/C(inner_)").warnings, Sentences{});
+}
+
+TEST(FitWarnings, ColumnsThatWereNotFinite) {
+  const BuiltModel model(From("x % 5 AS z"), "y ~ x + z");
+  FitResult result = Fit(From("x % 5 AS z"), "y ~ x + z");
+  ASSERT_EQ(result.parameters.size(), 3U);
+  result.parameters[2].redundant = result.parameters[2].nonFinite = true;
+  EXPECT_EQ(model.WarningsOf(result),
+            Sentences{"'z' is left out of the model, because its values, the products of its "
+                      "values or the weights are too large for a number. Rescale the columns."});
+  result.parameters[1].redundant = result.parameters[1].nonFinite = true;
+  EXPECT_EQ(
+      model.WarningsOf(result),
+      Sentences{"'x', 'z' are left out of the model, because their values, the products of their "
+                "values or the weights are too large for a number. Rescale the columns."});
 }
 
 TEST(FitWarnings, RedundantCovariates) {

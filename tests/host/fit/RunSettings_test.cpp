@@ -48,6 +48,16 @@ TEST(RunSettings, OfALinearModelHaveItsType) {
   EXPECT_EQ(made.Get().GetModelType(), QvConst::QvRegModelGLM);
 }
 
+TEST(RunSettings, OfALinearModelRefineAsFarAsItHelps) {
+  FitOptions options = OptionsFor(kRows, "x ~ z");
+  MadeSettings refined(options);
+  EXPECT_TRUE(refined.Get().GetRefineEstimates());
+  EXPECT_EQ(refined.Get().GetMaxRefinements(), 5);
+  options.refine = false;
+  MadeSettings plain(options);
+  EXPECT_FALSE(plain.Get().GetRefineEstimates());
+}
+
 TEST(RunSettings, OfALogisticModelHaveTheLibrarysDefaults) {
   MadeSettings made(OptionsFor(kRows, "y ~ x"));
   const QvLogRegSettings defaults;

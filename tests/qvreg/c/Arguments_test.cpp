@@ -147,6 +147,8 @@ const std::vector<Function>& Functions() {
       QV_CALL(qvreg_results, qvreg_results_get_parameters, &parameters),
       QV_CALL(qvreg_results, qvreg_results_get_estimates, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_results_get_redundant, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_results_get_non_finite, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_results_is_dependent_finite, &a.i),
       QV_CALL(qvreg_results, qvreg_results_get_param_stats, 0, Room<qvreg_param_stats>()),
       QV_CALL(qvreg_results, qvreg_results_get_means, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_results_get_covariance, 0, 0, &a.x),
@@ -389,6 +391,9 @@ TEST(CInterface, RefusesANullPointer) {
       [&](qvreg_error* e) { return qvreg_results_get_parameters(of.results.get(), nullptr, e); },
       [&](qvreg_error* e) {
         return qvreg_results_get_param_stats(of.results.get(), 0, nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_results_is_dependent_finite(of.results.get(), nullptr, e);
       },
       [&](qvreg_error* e) {
         return qvreg_results_get_covariance(of.results.get(), 0, 0, nullptr, e);

@@ -76,6 +76,28 @@ void ExpectSameLists(const CResults& results, const IQvRegOutputStats& expected)
   }
 }
 
+const QvCommon::QvBitSet& NonFiniteOf(const IQvRegOutputStats& stats) {
+  if (const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&stats)) {
+    return linear->GetNonFiniteParameters();
+  }
+  return dynamic_cast<const QvLogOutputStats&>(stats).GetNonFiniteParameters();
+}
+
+void ExpectSameFiniteness(const CResults& results, const IQvRegOutputStats& expected) {
+  const auto nonFinite = ListOf<std::int32_t>(
+      [&](auto... rest) { return qvreg_results_get_non_finite(results.get(), rest...); });
+  ASSERT_EQ(nonFinite.size(), expected.GetParameters().size());
+  for (std::size_t i = 0; i < nonFinite.size(); ++i) {
+    EXPECT_EQ(nonFinite[i] == 1, NonFiniteOf(expected).IsIn(static_cast<int>(i))) << i;
+  }
+  std::int32_t isFinite = -1;
+  Require([&](qvreg_error* e) {
+    return qvreg_results_is_dependent_finite(results.get(), &isFinite, e);
+  });
+  const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&expected);
+  EXPECT_EQ(isFinite, linear == nullptr || linear->IsDependentFinite() ? 1 : 0);
+}
+
 void ExpectSameCovariance(const CResults& results, const IQvRegOutputStats& expected) {
   const QvCommon::QvSymMatrixData* matrix = expected.GetCovarianceMatrix();
   if (matrix == nullptr) {
@@ -247,6 +269,7 @@ void ExpectSameResults(const CResults& results, const IQvRegOutputStats& expecte
   ExpectSameNumbers(results, expected, linear != nullptr);
   ExpectSameParameters(results, expected);
   ExpectSameLists(results, expected);
+  ExpectSameFiniteness(results, expected);
   ExpectSameCovariance(results, expected);
   ExpectSameFactorCounts(results, expected.GetFactorCounts());
   auto counts = Sized<qvreg_record_counts>();

@@ -106,6 +106,7 @@ TEST(CResults, RefuseShortBuffersAndSayHowLong) {
   };
   expectTooSmall(qvreg_results_get_estimates(results, numbers, 4, &count, nullptr), 5);
   expectTooSmall(qvreg_results_get_redundant(results, whole, 4, &count, nullptr), 5);
+  expectTooSmall(qvreg_results_get_non_finite(results, whole, 4, &count, nullptr), 5);
   expectTooSmall(qvreg_results_get_means(results, numbers, 0, &count, nullptr), 1);
   expectTooSmall(qvreg_results_get_covariance_packed(results, numbers, 14, &count, nullptr), 15);
   expectTooSmall(qvreg_results_get_covariance_full(results, numbers, 6, 28, &count, nullptr), 29);

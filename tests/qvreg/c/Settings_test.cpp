@@ -1,3 +1,5 @@
+#include <cstddef>
+
 #include <gtest/gtest.h>
 
 #include "tests/qvreg/c/CEveryKind.h"
@@ -154,11 +156,13 @@ TEST(CSettings, TakeOptions) {
   EXPECT_LE(options.degrees_of_freedom, 0.0);
   EXPECT_EQ(options.use_intercept, 1);
   EXPECT_EQ(options.refine_estimates, 0);
+  EXPECT_EQ(options.max_refinements, 1);
   options.tolerance = 1e-9;
   options.confidence_level = 0.5;
   options.degrees_of_freedom = 7.5;
   options.use_intercept = 0;
   options.refine_estimates = 3;
+  options.max_refinements = 4;
   ASSERT_EQ(qvreg_settings_set_options(settings.get(), &options, nullptr), QVREG_OK);
   const qvreg_options now = OptionsOf(settings.get());
   EXPECT_EQ(now.tolerance, 1e-9);
@@ -166,6 +170,34 @@ TEST(CSettings, TakeOptions) {
   EXPECT_EQ(now.degrees_of_freedom, 7.5);
   EXPECT_EQ(now.use_intercept, 0);
   EXPECT_EQ(now.refine_estimates, 1);
+  EXPECT_EQ(now.max_refinements, 4);
+}
+
+TEST(CSettings, RefineOnlyWhereBothOptionsSayIt) {
+  const CSettings settings = Make(QVREG_MODEL_LINEAR);
+  qvreg_options options = OptionsOf(settings.get());
+  options.max_refinements = 4;
+  ASSERT_EQ(qvreg_settings_set_options(settings.get(), &options, nullptr), QVREG_OK);
+  EXPECT_EQ(OptionsOf(settings.get()).refine_estimates, 0);
+  EXPECT_EQ(OptionsOf(settings.get()).max_refinements, 4);
+  options.refine_estimates = 1;
+  options.max_refinements = 0;
+  ASSERT_EQ(qvreg_settings_set_options(settings.get(), &options, nullptr), QVREG_OK);
+  EXPECT_EQ(OptionsOf(settings.get()).refine_estimates, 0);
+  EXPECT_EQ(OptionsOf(settings.get()).max_refinements, 0);
+}
+
+TEST(CSettings, OfAnOlderHostKeepTheMostRefinements) {
+  const CSettings settings = Make(QVREG_MODEL_LINEAR);
+  qvreg_options options = OptionsOf(settings.get());
+  options.max_refinements = 4;
+  ASSERT_EQ(qvreg_settings_set_options(settings.get(), &options, nullptr), QVREG_OK);
+  options.struct_size = offsetof(qvreg_options, max_refinements);
+  options.refine_estimates = 1;
+  options.max_refinements = -7;  // To that host, somebody else's.
+  ASSERT_EQ(qvreg_settings_set_options(settings.get(), &options, nullptr), QVREG_OK);
+  EXPECT_EQ(OptionsOf(settings.get()).refine_estimates, 1);
+  EXPECT_EQ(OptionsOf(settings.get()).max_refinements, 4);
 }
 
 TEST(CSettings, RefuseOptionsAndKeepTheOldOnes) {
@@ -184,6 +216,14 @@ TEST(CSettings, RefuseOptionsAndKeepTheOldOnes) {
     other.*field = 1;
     EXPECT_EQ(qvreg_settings_set_options(settings.get(), &other, nullptr), QVREG_SETTING_REFUSED);
   }
+  qvreg_options negative = OptionsOf(settings.get());
+  negative.tolerance = 0.25;
+  negative.max_refinements = -1;
+  EXPECT_EQ(qvreg_settings_set_options(settings.get(), &negative, &error), QVREG_SETTING_REFUSED);
+  EXPECT_STREQ(error.message,
+               "The settings do not take max_refinements = -1; it must be 0 or more.");
+  EXPECT_EQ(OptionsOf(settings.get()).tolerance, 1e-12);
+  EXPECT_EQ(OptionsOf(settings.get()).max_refinements, 1);
 }
 
 TEST(CSettings, KeepImposedDegreesOfFreedom) {
