@@ -180,6 +180,15 @@ void QvLogModel::GetStartingValues(QvStatus& status, std::vector<double>& values
   }
 }
 
+std::vector<double> QvLogModel::CompressEstimates(const std::vector<double>& all) const {
+  std::vector<double> kept;
+  kept.reserve(Index(fNAllNonRedundant));
+  for (int i = 0; i < GetNumAllParameters(); ++i) {
+    if (fAllRedundancy.IsIn(i)) kept.push_back(all[Index(i)]);
+  }
+  return kept;
+}
+
 QvStatus QvLogModel::SetEstimates(const std::vector<double>& estimates,
                                   const QvSymMatrix& inverseHessian) {
   if (fCancel.IsFlagSet()) return fStatus = QvStatus(QvStatusCode::kCancelled, false);
