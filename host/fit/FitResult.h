@@ -55,6 +55,7 @@ struct ParameterResult {
   std::optional<double> estimate;
   bool redundant = false;            ///< Depends on the columns before it; its estimate is 0.
   CoefficientStatistics statistics;  ///< Empty when redundant.
+  double growth = 0.0;  ///< Of separated levels: what the estimate still gains in an iteration.
 
   [[nodiscard]] bool IsIntercept() const { return levels.empty() && covariates.empty(); }
 };

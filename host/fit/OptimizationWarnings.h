@@ -20,7 +20,8 @@ class OptimizationWarnings {
       : result_(result),
         options_(options),
         covariates_(std::move(covariates)),
-        spans_(std::move(spans)) {}
+        spans_(std::move(spans)),
+        largestGrowth_(LargestGrowth()) {}
 
   /// None when the iterations ended well.
   [[nodiscard]] std::vector<std::string> Find() const;
@@ -28,6 +29,8 @@ class OptimizationWarnings {
  private:
   [[nodiscard]] std::string Drivers() const;
   [[nodiscard]] bool IsDriver(const ParameterResult& parameter) const;
+  /// The largest gain that an estimate still makes, in the unit of UnitOf; 0 when none was seen.
+  [[nodiscard]] double LargestGrowth() const;
   /// The product of its covariates' spans: times it, an estimate's size depends neither on the
   /// covariates' units nor on where their zero lies.
   [[nodiscard]] double UnitOf(const ParameterResult& parameter) const;
@@ -36,6 +39,7 @@ class OptimizationWarnings {
   const LogisticOptions& options_;
   std::vector<std::string> covariates_;
   std::vector<double> spans_;
+  double largestGrowth_;
 };
 
 }  // namespace qvhost

@@ -57,7 +57,7 @@ void ResultBuilder::AddLinearFit(const FitOptions& options, FitResult& result) c
 
 LogisticFitBuilder ResultBuilder::Logistic() const {
   return {dynamic_cast<const QvLogOutputStats&>(run_.Output()),
-          dynamic_cast<const QvLogRegSettings&>(run_.Component().GetCompSettings()),
+          dynamic_cast<const QvLogRegSettings&>(run_.Component().GetCompSettings()), run_.Ending(),
           table_.Columns()[ModelBinding::kDependent]};
 }
 
@@ -72,6 +72,15 @@ void ResultBuilder::AddLogisticFit(const FitOptions& options, FitResult& result)
   }
 }
 
+bool ResultBuilder::IsDetermined(const ParameterResult& parameter, double variance) const {
+  const auto* logistic = dynamic_cast<const QvLogOutputStats*>(&run_.Output());
+  if (logistic == nullptr) return true;
+  // A singular information matrix leaves no variance to one of the estimates that grow together,
+  // and too small a one to the others.
+  const bool isFixed = parameter.growth != 0.0 && logistic->GetOutcome() == kOptHessianSingular;
+  return variance > 0.0 && !isFixed;
+}
+
 void ResultBuilder::AddParameters(const FitOptions& options, const CoefficientInference& inference,
                                   FitResult& result) const {
   const IQvRegOutputStats& output = run_.Output();
@@ -83,9 +92,8 @@ void ResultBuilder::AddParameters(const FitOptions& options, const CoefficientIn
     parameter.estimate = Finite(estimates[i]);
     parameter.redundant = !output.GetRedundancyIndicators().IsIn(index);
     const double variance = output.GetCovarianceMatrix()->GetElem(index, index);
-    // A likelihood that determines an estimate leaves it a variance; a singular one does not.
-    const bool isDetermined = binding_.kind == ModelKind::kLinear || variance > 0.0;
-    if (!parameter.redundant && isDetermined) {
+    if (!run_.Ending().growth.empty()) parameter.growth = run_.Ending().growth.at(i);
+    if (!parameter.redundant && IsDetermined(parameter, variance)) {
       parameter.statistics = inference.Of(estimates[i], variance);
     }
     result.parameters.push_back(std::move(parameter));
