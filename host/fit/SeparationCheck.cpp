@@ -71,8 +71,8 @@ class RecordWatch {
   }
 
   bool Moves(std::size_t own) {
-    for (std::size_t j = 0; j < gains_.size(); ++j) {
-      const double gain = gains_[own] - gains_[j];
+    for (const double other : gains_) {
+      const double gain = gains_[own] - other;
       if (gain < -kSettled) return false;
       isGrowing_ = isGrowing_ || gain > kGrowing;
     }

@@ -177,6 +177,10 @@ TEST(Continuation, ARareBaseLevelIsSeparated) {
   const FitResult fit = Fit(options);
   EXPECT_EQ(fit.logistic->outcome, "quasi_complete_separation");
   EXPECT_NEAR(fit.parameters[1].growth, 1.0, 1e-3);
+  // A singular matrix leaves the intercept the error that it would have beside a known level.
+  for (const ParameterResult& parameter : {fit.parameters[0], fit.parameters[1]}) {
+    EXPECT_GT(parameter.statistics.stdError.value_or(1e9), 100.0) << parameter.label;
+  }
 }
 
 TEST(Continuation, NothingIsClaimedThatWasNotLookedFor) {
