@@ -77,7 +77,7 @@ void ResultBuilder::AddLinearFit(const FitOptions& options, FitResult& result) c
 
 LogisticFitBuilder ResultBuilder::Logistic() const {
   return {dynamic_cast<const QvLogOutputStats&>(run_.Output()),
-          dynamic_cast<const QvLogRegSettings&>(run_.Component().GetCompSettings()),
+          dynamic_cast<const QvLogRegSettings&>(run_.Component().GetCompSettings()), run_.Ending(),
           table_.Columns()[ModelBinding::kDependent]};
 }
 
@@ -92,6 +92,15 @@ void ResultBuilder::AddLogisticFit(const FitOptions& options, FitResult& result)
   }
 }
 
+bool ResultBuilder::IsDetermined(const ParameterResult& parameter, double variance) const {
+  const auto* logistic = dynamic_cast<const QvLogOutputStats*>(&run_.Output());
+  if (logistic == nullptr) return true;
+  // A singular information matrix leaves no variance to one of the estimates that grow together,
+  // and too small a one to the others.
+  const bool isFixed = parameter.growth != 0.0 && logistic->GetOutcome() == kOptHessianSingular;
+  return variance > 0.0 && !isFixed;
+}
+
 void ResultBuilder::AddParameters(const FitOptions& options, const CoefficientInference& inference,
                                   FitResult& result) const {
   const IQvRegOutputStats& output = run_.Output();
@@ -103,10 +112,9 @@ void ResultBuilder::AddParameters(const FitOptions& options, const CoefficientIn
     parameter.estimate = TimesPowerOf2(scaled.estimates[i], scaled.PowerOf(i));
     parameter.redundant = !output.GetRedundancyIndicators().IsIn(index);
     parameter.nonFinite = NonFiniteParameters(output).IsIn(index);
+    if (!run_.Ending().growth.empty()) parameter.growth = run_.Ending().growth.at(i);
     const double variance = scaled.covariance.GetElem(index, index);
-    // A likelihood that determines an estimate leaves it a variance; a singular one does not.
-    const bool isDetermined = binding_.kind == ModelKind::kLinear || variance > 0.0;
-    if (!parameter.redundant && isDetermined) {
+    if (!parameter.redundant && IsDetermined(parameter, variance)) {
       parameter.statistics = inference.Of(scaled.estimates[i], variance, scaled.PowerOf(i));
     }
     result.parameters.push_back(std::move(parameter));

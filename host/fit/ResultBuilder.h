@@ -25,6 +25,8 @@ class ResultBuilder {
  private:
   void AddParameters(const FitOptions& options, const CoefficientInference& inference,
                      FitResult& result) const;
+  /// Whether the likelihood determines an estimate, so that its variance means something.
+  [[nodiscard]] bool IsDetermined(const ParameterResult& parameter, double variance) const;
   void AddLinearFit(const FitOptions& options, FitResult& result) const;
   void AddLogisticFit(const FitOptions& options, FitResult& result) const;
   void AddWarnings(const FitOptions& options, FitResult& result) const;

@@ -178,6 +178,21 @@ QVREG_EXPORT int32_t qvreg_settings_get_logistic_options(const qvreg_settings* s
 QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_logistic_options(
     qvreg_settings* settings, const qvreg_logistic_options* options, qvreg_error* error);
 
+/** Logistic `settings` shall start the iterations from `values`, finite, `count` of them: one per
+ * parameter, in the order of qvreg_results_get_estimates, those of redundant ones not used; 0 for
+ * none. Another number than there are parameters ends qvreg_component_create_parameters with 309.
+ * The initial log-likelihood stays that of the default start. `error`: 1008 for a value that is not
+ * finite, 1009 for linear settings. */
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_starting_values(qvreg_settings* settings,
+                                                                      const double* values,
+                                                                      size_t count,
+                                                                      qvreg_error* error);
+/** The starting values of logistic `settings` go to `values`, a buffer of `capacity`; `count` is
+ * how many they are, 0 for none. `error`: 1005, 1009 for linear settings. */
+QVREG_EXPORT int32_t qvreg_settings_get_starting_values(const qvreg_settings* settings,
+                                                        double* values, size_t capacity,
+                                                        size_t* count, qvreg_error* error);
+
 /** `settings` shall have `callback` called with `user` as an estimation goes on; null for none.
  * Components made before keep theirs. Both must live as long as the settings and any component made
  * of them. `error` as ever. */

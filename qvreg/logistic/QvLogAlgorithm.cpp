@@ -94,6 +94,17 @@ void QvLogAlgorithm::SetUpModel(std::vector<QvRegrParameter>& params) {
   Note(status);
   params = fModel.GetAllParameters();
   fbParametersCreated = !params.empty();
+  if (!fStatus.IsError()) Note(CheckStartingValues());
+}
+
+QvStatus QvLogAlgorithm::CheckStartingValues() const {
+  const std::size_t nValues = fSettings.GetStartingValues().size();
+  const std::size_t nParameters = fModel.GetAllParameters().size();
+  if (nValues == 0 || nValues == nParameters) return {};
+  QvStatus status(QvStatusCode::kNoParameters, false);
+  status.SetDiscreteDatum(0, static_cast<long>(nValues));
+  status.SetDiscreteDatum(1, static_cast<long>(nParameters));
+  return status;
 }
 
 QvStatus QvLogAlgorithm::CreateParameters(MultiPassRecordIter& iter,
@@ -157,11 +168,20 @@ void QvLogAlgorithm::RunOptimizer(MultiPassRecordIter& iter) {
                                                  fCancelInfo, fSettings.GetProgressListener(),
                                                  fSettings.GetIterationFrequency());
   fpOptimizer->SetReportExponents(fModel.GetKeptExponents());
-  Note(fpOptimizer->Estimate());
+  ApplyStartingValues();
+  if (MayGoOn()) Note(fpOptimizer->Estimate());
   // A pass that could not start shows there one pass late, and after the last one never.
   Note(recordHandler.GetStatus());
   if (MayGoOn()) Note(fModel.SetEstimates(fBeta, *fpOptimizer->GetMatrix()));
   fpOptimizer->DeleteMatrix();
+}
+
+void QvLogAlgorithm::ApplyStartingValues() {
+  const bool isInterceptAlone =
+      fSettings.GetInterceptUse() && fModel.GetNumBasicNonRedundant() <= 1;
+  if (fSettings.GetStartingValues().empty() || isInterceptAlone) return;
+  Note(fpOptimizer->MeasureBaseline());
+  if (MayGoOn()) fBeta = fModel.CompressEstimates(fSettings.GetStartingValues());
 }
 
 QvStatus QvLogAlgorithm::BuildModel(MultiPassRecordIter& iter) {

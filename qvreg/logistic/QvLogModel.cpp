@@ -212,6 +212,15 @@ std::vector<int> QvLogModel::GetKeptExponents() const {
   return kept;
 }
 
+std::vector<double> QvLogModel::CompressEstimates(const std::vector<double>& all) const {
+  std::vector<double> kept;
+  kept.reserve(Index(fNAllNonRedundant));
+  for (int i = 0; i < GetNumAllParameters(); ++i) {
+    if (fAllRedundancy.IsIn(i)) kept.push_back(std::ldexp(all[Index(i)], fExponents[Index(i)]));
+  }
+  return kept;
+}
+
 void QvLogModel::SetHostEstimates() {
   for (std::size_t i = 0; i < fEstimates.size(); ++i) {
     fHostEstimates[i] = std::ldexp(fEstimates[i], -fExponents[i]);

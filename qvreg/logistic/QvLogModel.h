@@ -127,6 +127,8 @@ class QvLogModel : public IQvRegModel {
   /// positive, 310 when finished.
   virtual void GetStartingValues(QvCommon::QvStatus& status, std::vector<double>& values);
 
+  /// The kept ones of values in the all-parameter layout, such as a host's starting values.
+  [[nodiscard]] std::vector<double> CompressEstimates(const std::vector<double>& all) const;
   /// As UpdateClassification, for a row of known parameters whose dependent is a local index.
   void UpdateClassificationFromIndices(std::vector<double>& residuals, const double* row,
                                        const std::vector<int>& parameterIndices);

@@ -125,7 +125,7 @@ QvOptimizationOutcome QvLogOutputStats::GetOutcome() const {
 }
 
 double QvLogOutputStats::GetInitialLL() const {
-  return fpAlgorithm->GetOptimizer()->GetInitialLL();
+  return fpAlgorithm->GetOptimizer()->GetBaselineLL();
 }
 
 double QvLogOutputStats::GetFinalLL() const {

@@ -64,8 +64,8 @@ class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
   [[nodiscard]] int GetStepHalvings() const;
   /// How the iterations ended.
   [[nodiscard]] QvOptimizationOutcome GetOutcome() const;
-  /// The log-likelihood at the starting values: the intercepts of the model without terms, or zeros
-  /// where the model has no intercept.
+  /// The log-likelihood at the default starting values: the intercepts of the model without terms,
+  /// or zeros where the model has no intercept.
   [[nodiscard]] double GetInitialLL() const;
   /// The log-likelihood at the estimates.
   [[nodiscard]] double GetFinalLL() const;

@@ -143,6 +143,20 @@ void QvRegOptimizer::StartPass() {
   SolveStep();
 }
 
+QvStatus QvRegOptimizer::MeasureBaseline() {
+  if (fStatus.IsError()) return fStatus;
+  fpHandler->SetStatsModel(fpStats, fpModel);
+  fpHandler->ResetAccumStats(QvConst::QvMethodNewtonRaphson, false);
+  fStatus = fpHandler->ComputeStatsForOptimizer(true);
+  if (!fStatus.IsError()) fBaselineLL = LogLikelihood();
+  fpHandler->CleanStatsModel();
+  return fStatus;
+}
+
+double QvRegOptimizer::GetBaselineLL() const {
+  return IsMissing(fBaselineLL) ? fInitialLL : fBaselineLL;
+}
+
 QvStatus QvRegOptimizer::Estimate() {
   StartPass();
   if (!fStatus.IsError() && IsNothingToIterate()) {
@@ -302,19 +316,20 @@ void QvRegOptimizer::Invert() {
 bool QvRegOptimizer::GetPseudoRSquares(double& coxSnell, double& nagelkerke,
                                        double& mcFadden) const {
   coxSnell = nagelkerke = mcFadden = 0.0;
-  if (fLastIter < 1 || !(fWeight > 0.0) || IsMissing(fInitialLL) || IsMissing(fCurrentLL)) {
+  const double baseline = GetBaselineLL();
+  if (fLastIter < 1 || !(fWeight > 0.0) || IsMissing(baseline) || IsMissing(fCurrentLL)) {
     return true;
   }
   coxSnell = nagelkerke = mcFadden = QvMV::gMissingValue;
-  const double gain = (2.0 * fInitialLL - 2.0 * fCurrentLL) / fWeight;
+  const double gain = (2.0 * baseline - 2.0 * fCurrentLL) / fWeight;
   if (gain <= QvPower::gMachineMaxExp) coxSnell = 1.0 - QvElementary::Exp(gain);
-  const double bound = 2.0 * fInitialLL / fWeight;
+  const double bound = 2.0 * baseline / fWeight;
   if (!IsMissing(coxSnell) && bound <= QvPower::gMachineMaxExp &&
       1.0 - QvElementary::Exp(bound) != 0.0) {
     nagelkerke = coxSnell / (1.0 - QvElementary::Exp(bound));
   }
-  if (fInitialLL != 0.0) {
-    mcFadden = 1.0 - fCurrentLL / fInitialLL;
+  if (baseline != 0.0) {
+    mcFadden = 1.0 - fCurrentLL / baseline;
   } else if (fCurrentLL == 0.0) {
     mcFadden = 0.0;
   }

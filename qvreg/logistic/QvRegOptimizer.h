@@ -39,6 +39,9 @@ class QvRegOptimizer {
   /// Runs the iterations. 1 when cancelled, an error of a pass, 305 without memory for the matrix;
   /// otherwise success, and the outcome tells how they ended.
   QvCommon::QvStatus Estimate();
+  /// Makes a pass at the estimates, and the pseudo R squares compare with its log-likelihood from
+  /// then on: for a run whose host lets it start elsewhere. Before Estimate; errors as there.
+  QvCommon::QvStatus MeasureBaseline();
   /// The pseudo R squares of the estimates; false, with missing values, where one does not exist.
   bool GetPseudoRSquares(double& coxSnell, double& nagelkerke, double& mcFadden) const;
 
@@ -54,6 +57,8 @@ class QvRegOptimizer {
   [[nodiscard]] int GetLastIteration() const { return fLastIter; }
   /// The log-likelihood at the starting values; the missing value before the first pass.
   [[nodiscard]] double GetInitialLL() const { return fInitialLL; }
+  /// That of MeasureBaseline where it was called, otherwise as GetInitialLL.
+  [[nodiscard]] double GetBaselineLL() const;
   /// The log-likelihood after the latest iteration; the missing value before the first.
   [[nodiscard]] double GetCurrentLL() const { return fCurrentLL; }
   [[nodiscard]] double GetLLChange() const { return fLLChange; }
@@ -106,6 +111,7 @@ class QvRegOptimizer {
   int fSwitchIteration = 0;
   QvOptimizationOutcome fOutcome = kOptNoIterations;
   double fInitialLL = QvMV::gMissingValue;
+  double fBaselineLL = QvMV::gMissingValue;
   double fCurrentLL = QvMV::gMissingValue;
   /// The highest so far, that of the starting values included.
   double fHighestLL = QvMV::gMissingValue;

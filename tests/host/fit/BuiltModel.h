@@ -28,6 +28,7 @@ class BuiltModel {
 
   [[nodiscard]] const CodedTable& Table() const { return table_; }
   [[nodiscard]] IQvRegComponent& Component() const { return run_.Component(); }
+  [[nodiscard]] const IQvRegOutputStats& Output() const { return run_.Output(); }
   [[nodiscard]] Interrupt& CtrlC() { return interrupt_; }
   /// Those of a logistic model; empty for a linear one.
   [[nodiscard]] PredictedCategories Categories() const;

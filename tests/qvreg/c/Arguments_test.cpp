@@ -80,6 +80,8 @@ const std::vector<Function>& Functions() {
       QV_CALL(qvreg_settings, qvreg_settings_set_options, Room<qvreg_options>()),
       QV_CALL(qvreg_settings, qvreg_settings_get_logistic_options, Room<qvreg_logistic_options>()),
       QV_CALL(qvreg_settings, qvreg_settings_set_logistic_options, Room<qvreg_logistic_options>()),
+      QV_CALL(qvreg_settings, qvreg_settings_set_starting_values, nullptr, 0),
+      QV_CALL(qvreg_settings, qvreg_settings_get_starting_values, nullptr, 0, &a.n),
       QV_CALL(qvreg_settings, qvreg_settings_set_progress, nullptr, nullptr),
       QV_CALL(qvreg_settings, qvreg_settings_get_progress, &progress, &a.user),
       QV_CALL(qvreg_settings, qvreg_settings_set_cancel, nullptr, nullptr),

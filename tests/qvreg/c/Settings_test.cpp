@@ -1,4 +1,6 @@
+#include <cmath>
 #include <cstddef>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -300,6 +302,39 @@ TEST(CSettings, RefuseLogisticOptionsByName) {
   ExpectRefused(&Options::max_step_halvings, 0, "max_step_halvings = 0; it must be 1 or more");
   ExpectRefused(&Options::starting_iteration, -1, "starting_iteration = -1; it must be 0 or more");
   ExpectRefused(&Options::iteration_frequency, 0, "iteration_frequency = 0; it must be 1 or more");
+}
+
+std::vector<double> StartingValuesOf(const qvreg_settings* settings) {
+  return ListOf<double>(
+      [&](auto... rest) { return qvreg_settings_get_starting_values(settings, rest...); });
+}
+
+TEST(CSettings, TakeStartingValues) {
+  const CSettings settings = Make(QVREG_MODEL_LOGISTIC);
+  qvreg_settings* s = settings.get();
+  EXPECT_EQ(StartingValuesOf(s), std::vector<double>{});
+  const std::vector<double> values{0.5, -2.0, 0.0};
+  EXPECT_EQ(qvreg_settings_set_starting_values(s, values.data(), values.size(), nullptr), QVREG_OK);
+  EXPECT_EQ(StartingValuesOf(s), values);
+  EXPECT_EQ(qvreg_settings_set_starting_values(s, nullptr, 0, nullptr), QVREG_OK);
+  EXPECT_EQ(StartingValuesOf(s), std::vector<double>{});
+}
+
+TEST(CSettings, RefuseStartingValuesAndKeepTheOldOnes) {
+  const CSettings settings = Make(QVREG_MODEL_LOGISTIC);
+  qvreg_settings* s = settings.get();
+  const std::vector<double> values{0.5, -2.0, 0.0};
+  ASSERT_EQ(qvreg_settings_set_starting_values(s, values.data(), values.size(), nullptr), QVREG_OK);
+  const std::vector<double> bad{1.0, std::nan("")};
+  const qvreg_error error = ErrorOf(
+      [&](qvreg_error* e) { return qvreg_settings_set_starting_values(s, bad.data(), 2, e); });
+  EXPECT_EQ(error.code, QVREG_SETTING_REFUSED);
+  EXPECT_STREQ(error.message, "The starting value of index 1 is not finite; pass finite numbers.");
+  EXPECT_EQ(qvreg_settings_set_starting_values(s, nullptr, 2, nullptr), QVREG_NULL_POINTER);
+  EXPECT_EQ(StartingValuesOf(s), values);
+  const CSettings linear = Make(QVREG_MODEL_LINEAR);
+  EXPECT_EQ(qvreg_settings_set_starting_values(linear.get(), values.data(), 3, nullptr),
+            QVREG_WRONG_MODEL);
 }
 
 void Progress(void* /*user*/, const qvreg_progress* /*progress*/) {}
