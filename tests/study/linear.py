@@ -3,14 +3,14 @@
 
     python3 tests/study/linear.py LIBRARY [COUNT [SEED [SCALES]]]
 
-Each model draws factors, crossed or nested, covariates with powers and products, columns that depend
-on others exactly or nearly, both weights, some of them 0, and scales of columns and weights from 10
-to the power of -SCALES to SCALES (150; 0 for none). Design columns are taken as the library forms
-them, in double; everything after is compared with fractions: which columns are kept (what is left of
-a column's weighted sum of squares after those before it, against the tolerance), estimates, unscaled
-variances, R square. Columns of which a share within a factor of 1.01 of the tolerance is left may go
-either way; numbers that no double holds are not compared. Prints a line for each model that differs
-and a summary; exits with 1 when a kept column differs or a model was not fitted.
+Each model draws factors, crossed or nested, covariates with powers and products, columns that
+depend on others exactly or nearly, both weights, some of them 0, and scales of columns and weights
+from 10 to the power of -SCALES to SCALES (150; 0 for none). Design columns are taken as the library
+forms them, in double; everything after is compared with fractions: which columns are kept (what is
+left of a column's weighted sum of squares after those before it, against the tolerance), estimates,
+unscaled variances, R square. Columns of which a share within a factor of 1.01 of the tolerance is
+left may go either way; numbers that no double holds are not compared. Prints a line for each model
+that differs and a summary; exits with 1 when a kept column differs or a model was not fitted.
 """
 
 import random

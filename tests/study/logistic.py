@@ -7,15 +7,16 @@ Models are drawn as in linear.py, with 2 to 5 categories of the dependent, any o
 reference, and with or without the covariate pattern tabulator. Which columns are kept is computed
 with fractions, as there. On these, Newton's iteration in 60 digits goes on from the library's
 estimates to its fixed point: there is a maximum then, and what the library tells is compared with
-it: the estimates in their standard errors, the covariances in those of their two, log-likelihoods
-and pseudo R squares, the classification table unless two categories are predicted alike. Models with
-nearly dependent columns are told apart, as the information matrix has few right digits there. Where
-the iteration reaches no fixed point its last step is taken for the direction in which the likelihood
-rises for ever; that it is one is then shown with fractions: no record's observed category gains less
-than another, some gain more. Those models are counted apart, with the outcomes of the library.
+it, the estimates in their standard errors, the covariances in those of their two, log-likelihoods
+and pseudo R squares, the classification table unless two categories are predicted alike. Models
+whose information matrix is nearly singular are told apart, as it has few right digits in double.
+Where the iteration reaches no fixed point its last step is taken for the direction in which the
+likelihood rises for ever; that it is one is then shown with fractions: no record's observed
+category gains less than another, some gain more. Those models are counted apart, with the outcomes
+of the library.
 
-Prints a line for each model that differs and a summary; exits with 1 when a kept column differs or a
-model that has a maximum was not fitted, or one that has none was called converged.
+Prints a line for each model that differs and a summary; exits with 1 when a kept column differs or
+a model that has a maximum was not fitted, or one that has none was called converged.
 """
 
 import random
@@ -40,7 +41,7 @@ MOST_PARAMETERS = 60  # What 60 digits take a second for.
 ALIKE = Decimal("1e-9")
 NO_CHANGE = Decimal("1e-6")
 MOST_ITERATIONS = 40
-NEARLY_DEPENDENT = 1e-6  # Less of some kept column is left after those before it.
+NEARLY_SINGULAR = Decimal("1e-6")  # Less of some parameter's information is left beside the others.
 
 
 class LogisticModel(models.Model):
@@ -96,7 +97,6 @@ class Problem:
         matrix = rational.cross_products([c.numbers for c in columns], self.weights)
         self.kept, shares = rational.sweep(matrix, self.width, Fraction(models.TOLERANCE))
         self.is_doubtful = models.is_doubtful(shares)
-        self.least_share = min((shares[k] for k in self.kept), default=Fraction(1))
         observed = model.observed()
         self.codes = [observed.index(model.values[0][i]) for i in model.used()]
         self.others = len(observed) - 1
@@ -183,7 +183,7 @@ class Logistic(models.Fit):
         super().__init__(library, model, qvreg.LOGISTIC,
                          {"use_intercept": int(model.intercept), "tolerance": models.TOLERANCE},
                          {"n_categories": model.categories, "reference_category": model.reference,
-                          "param_criterion": 1e-10, "max_step_halvings": 10,
+                          "param_criterion": 1e-8, "max_step_halvings": 10,
                           "use_pattern_tabulator": int(model.has_tabulator)})
         self.summary = library.value(qvreg.LogisticSummary, "logistic_get_summary", self.results)
 
@@ -286,12 +286,12 @@ def examine(path, number, scales):
         return f"separated: {outcome}", text, {}
     if not is_converged:
         return f"regular: {outcome}", (f"{outcome} at {fit.summary.iterations} iterations, least "
-                                       f"share {float(problem.least_share):.0e}"), {}
+                                       f"share of information {min(exact.shares):.0e}"), {}
     alike = is_classified_alike(problem, likelihood, exact, fit)
     found = {None: "compared, predictions alike", True: "compared", False: "misclassified"}[alike]
     digits = compare(problem, likelihood, exact, fit)
-    if problem.least_share < NEARLY_DEPENDENT:
-        digits = {f"{what}, columns nearly dependent": value for what, value in digits.items()}
+    if min(exact.shares, default=newton.ONE) < NEARLY_SINGULAR:
+        digits = {f"{what}, nearly singular": value for what, value in digits.items()}
     return found, "" if alike in (None, True) else found, digits
 
 

@@ -1,4 +1,4 @@
-"""Random models for the studies: records and terms, their design in exact numbers, the library's fit.
+"""Random models for the studies: records, terms, their design in exact numbers, the library's fit.
 
 Design columns are formed as the library forms them: covariates, brought to magnitudes near 1 by
 powers of two, are multiplied in double. A column is kept as whole numbers and one exponent.

@@ -16,6 +16,7 @@ class Fit:
 
     estimates: list
     covariance: list  # rows of the lower triangle
+    shares: list      # of each parameter's information, what is left beside all others
     loglik_initial: Decimal
     loglik: Decimal
     iterations: int
@@ -134,7 +135,9 @@ def maximise(likelihood, start, most_iterations=60):
         factor = cholesky(information)
         step = solve(factor, gradient)
         if max(map(abs, step)) <= ZERO_STEP * max(ONE, *map(abs, beta)):
-            return Fit(beta, inverse(factor), initial, value, iteration)
+            covariance = inverse(factor)
+            shares = [1 / (c[-1] * i[-1]) for c, i in zip(covariance, information)]
+            return Fit(beta, covariance, shares, initial, value, iteration)
         trial = [b + s for b, s in zip(beta, step)]
         while likelihood.value(trial) < value - abs(value) * ZERO_STEP:
             step = [s / 2 for s in step]
