@@ -7,13 +7,13 @@ Models are drawn as in linear.py, with 2 to 5 categories of the dependent, any o
 reference, and with or without the covariate pattern tabulator. Which columns are kept is computed
 with fractions, as there. On these, Newton's iteration in 60 digits goes on from the library's
 estimates to its fixed point: there is a maximum then, and what the library tells is compared with
-it, the estimates in their standard errors, the covariances in those of their two, log-likelihoods
-and pseudo R squares, the classification table unless two categories are predicted alike. Models
-whose information matrix is nearly singular are told apart, as it has few right digits in double.
-Where the iteration reaches no fixed point its last step is taken for the direction in which the
-likelihood rises for ever; that it is one is then shown with fractions: no record's observed
-category gains less than another, some gain more. Those models are counted apart, with the outcomes
-of the library.
+it: the estimates in the standard errors that they would have with weights of mean 1, the
+covariances in those of their two, log-likelihoods and pseudo R squares, the classification table
+unless two categories are predicted alike. Models whose information matrix is nearly singular are
+told apart, as it has few right digits in double. Where the iteration reaches no fixed point its
+last step is taken for the direction in which the likelihood rises for ever; that it is one is then
+shown with fractions: no record's observed category gains less than another, some gain more. Those
+models are counted apart, with the outcomes of the library.
 
 Prints a line for each model that differs and a summary; exits with 1 when a kept column differs or
 a model that has a maximum was not fitted, or one that has none was called converged.
@@ -234,6 +234,7 @@ def compare(problem, likelihood, exact, fit):
     """Right digits of each quantity."""
     places = problem.places()
     deviations = [v.sqrt() for v in exact.variances]
+    a_record = to_decimal(sum(problem.weights) / len(problem.weights)).sqrt()
     digits = {"estimates": 16.0, "covariances": 16.0}
 
     def note(what, value, expected, size):
@@ -243,7 +244,7 @@ def compare(problem, likelihood, exact, fit):
     exact_units = [models.power_of_two(unit) for _, unit in places]
     for i, (place, _) in enumerate(places):
         note("estimates", fit.estimates[place], Fraction(exact.estimates[i]) / exact_units[i],
-             Fraction(deviations[i]) / exact_units[i])
+             Fraction(deviations[i] * a_record) / exact_units[i])
         for j in range(i + 1):
             unit = exact_units[i] * exact_units[j]
             note("covariances", fit.covariance(place, places[j][0]),
