@@ -39,9 +39,6 @@ class Column:
     numbers: list
     exponent: int = 0
 
-    def fractions(self):
-        return [n * power_of_two(self.exponent) for n in self.numbers]
-
 
 def power_of_two(exponent):
     return Fraction(2) ** exponent
