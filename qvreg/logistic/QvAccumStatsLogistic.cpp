@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <new>
 
-#include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvElementary.h"
 #include "qvreg/common/QvSparseVector.h"
@@ -90,7 +89,6 @@ void QvAccumStatsLogistic::Reset(QvConst::QvEstimationMethod method, bool separa
     fDecidedHessian.Clear();
   }
   fbAnyDecided = false;
-  fbUnknownLL = false;
   fValidRows = 0;
   fInvalidCalls = 0;
   fWeight = 0.0;
@@ -127,8 +125,7 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
   double sum = 1.0;
   if (!ComputeProbabilities(indices, values, largest, sum)) {
     ++fInvalidCalls;
-    fbUnknownLL = fbUnknownLL || llOnly;
-    return llOnly ? 0 : -1;
+    return -1;
   }
   ++fValidRows;
   fWeight += weight;
@@ -167,7 +164,6 @@ void QvAccumStatsLogistic::AddToLL(double weight, double shifted, double sum) {
 }
 
 double QvAccumStatsLogistic::GetLL() const {
-  if (fbUnknownLL) return QvMV::gMissingValue;
   QvCommon::QvTwofold sum = fLogLikelihood;
   sum.Add({-fPendingWeight * QvElementary::Log(fPendingProduct), 0.0});
   return sum.Value();

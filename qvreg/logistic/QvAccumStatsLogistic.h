@@ -28,8 +28,7 @@ class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats {
   ~QvAccumStatsLogistic() override = default;
   void Reset(QvConst::QvEstimationMethod method, bool separationCheck) override;
   bool CheckConstraints() override { return true; }
-  /// A row whose probabilities cannot be computed is an invalid call: -1; with `llOnly` 0, and the
-  /// log-likelihood of the pass is missing, so that the step on trial is not accepted.
+  /// A row whose probabilities cannot be computed is an invalid call: -1.
   int UpdateForRow(const std::vector<int>& indices, const std::vector<double>& values, int category,
                    double weight, bool llOnly) override;
   [[nodiscard]] double GetLL() const override;
@@ -101,8 +100,6 @@ class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats {
   double fWeight = 0.0;
   QvConst::QvEstimationMethod fMethod = QvConst::QvMethodNewtonRaphson;
   bool fbSeparationCheck = false;
-  /// Whether a call of this pass for the log-likelihood only was invalid.
-  bool fbUnknownLL = false;
   /// Sums of weights by category in this pass, and the probability below which a category that was
   /// not observed is decided: 0 up to the end of the first pass.
   std::vector<double> fCategoryWeights;

@@ -215,22 +215,4 @@ TEST_F(DecidedStatsTest, SparseRowsArePartedAsDenseOnes) {
   ExpectNear(LowerRows(one), LowerRows(other));
 }
 
-TEST_F(DecidedStatsTest, AnInvalidCallInATrialMakesItsLogLikelihoodMissing) {
-  beta_ = {std::numeric_limits<double>::infinity(), 0.0};
-  Add(0, 1.0, true);
-  EXPECT_EQ(stats_.GetLL(), QvMV::gMissingValue);
-  beta_ = {0.0, 0.0};
-  Add(0, 1.0, true);
-  EXPECT_EQ(stats_.GetLL(), QvMV::gMissingValue) << "whatever the rest of the pass adds";
-  int valid = 0;
-  int invalid = 0;
-  double weight = 0.0;
-  stats_.GetCounts(valid, invalid, weight);
-  EXPECT_EQ(valid, 1);
-  EXPECT_EQ(invalid, 1);
-  stats_.Reset(kNewton, false);
-  Add(0, 1.0, true);
-  EXPECT_NEAR(stats_.GetLL(), -std::log(3.0), 1e-15);
-}
-
 }  // namespace

@@ -3,17 +3,13 @@
 #include <cstddef>
 #include <limits>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "qvreg/common/Constants.h"
-#include "qvreg/component/QvStatusCodes.h"
-#include "qvreg/logistic/QvAccumStatsLogistic.h"
 #include "qvreg/logistic/QvRegOptimizer.h"
 #include "tests/qvreg/support/ScriptedObjective.h"
-#include "tests/qvreg/support/StubRegModel.h"
 
 namespace {
 
@@ -171,70 +167,6 @@ TEST_F(OptimizerAcceptanceTest, AChangeFrom0IsRelativeToOneMillionth) {
     EXPECT_DOUBLE_EQ(optimizer.GetParameterChange(), 1e-3);
     EXPECT_EQ(optimizer.GetOutcome(), isAbove ? kOptParamConverged : kOptMaxIterations);
   }
-}
-
-/// Logistic statistics whose first scores point far beyond the range of a double.
-class FarScores final : public QvAccumStatsLogistic {
- public:
-  using QvAccumStatsLogistic::QvAccumStatsLogistic;
-
-  [[nodiscard]] const Doubles& GetScores() const override {
-    return std::exchange(isFirst_, false) ? far_ : QvAccumStatsLogistic::GetScores();
-  }
-
- private:
-  Doubles far_{0.9 * std::numeric_limits<double>::max()};
-  mutable bool isFirst_ = true;
-};
-
-/// One covariate of 1 and 2, either answer at each; a row that is refused ends the pass.
-class FourRows final : public IQvDataHandler {
- public:
-  /// Makes the information 1, so that the step is the scores.
-  static constexpr double kWeight = 0.4;
-
-  void SetStatsModel(IQvAccumStats* stats, const IQvRegModel* /*model*/) override {
-    stats_ = stats;
-  }
-  void ResetAccumStats(QvConst::QvEstimationMethod method, bool separationCheck) override {
-    stats_->Reset(method, separationCheck);
-  }
-  void CleanStatsModel() override {}
-  QvCommon::QvStatus ComputeStatsForOptimizer(bool llOnly) override {
-    for (const double x : {1.0, 2.0}) {
-      for (const int category : {0, 1}) {
-        if (stats_->UpdateForRow({0}, {x}, category, kWeight, llOnly) != -1) continue;
-        return {QvStatusCode::kStageMissing, false};
-      }
-    }
-    return {};
-  }
-  [[nodiscard]] const std::vector<QvCommon::QvStatus>& GetWarnings() const override {
-    return warnings_;
-  }
-  void Display() const override {}
-
- private:
-  IQvAccumStats* stats_ = nullptr;
-  std::vector<QvCommon::QvStatus> warnings_;
-};
-
-TEST(OptimizerOverflow, AStepWhosePredictorsOverflowIsHalved) {
-  QvLogRegSettings settings;
-  settings.SetInterceptUse(false);
-  EXPECT_TRUE(settings.SetMaxStepHalvingValue(2000));
-  EXPECT_TRUE(settings.SetMaxIterations(2));
-  QvCancelInfo cancel;
-  qvtest::StubRegModel model;
-  model.nAllNonRedundant = model.nBasicNonRedundant = 1;
-  model.categories = {0, 1};
-  Doubles beta{0.0};
-  FarScores stats(settings, 1, 2, beta);
-  FourRows handler;
-  QvRegOptimizer optimizer(settings, &model, &handler, &stats, beta, cancel, nullptr, 1);
-  EXPECT_TRUE(optimizer.Estimate().IsOK());
-  EXPECT_GT(optimizer.GetTotalStepHalvings(), 1000);
-  EXPECT_TRUE(std::isfinite(beta[0]));
 }
 
 }  // namespace
