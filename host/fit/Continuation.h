@@ -17,7 +17,7 @@ namespace qvhost {
 ///
 /// What looks like separation from the probabilities and the information matrix of one iteration
 /// may still have a largest likelihood far away. So it is claimed only when it was seen: estimates
-/// keep growing while the log-likelihood stands still, and no record speaks against it. Until then,
+/// keep growing while the log-likelihood stands still, and no record contradicts it. Until then,
 /// or until the estimates settle or the user's limits are reached, the model is built again from
 /// where it stopped, without the library's test; a build costs five passes beside those of its
 /// iterations, of which it has a few at least where they are not spent.
@@ -25,7 +25,7 @@ namespace qvhost {
 /// Borrows what it is made of. One thread at a time.
 class Continuation {
  public:
-  /// `settings` are those of the first build; `history` hears of the iterations of all.
+  /// `settings` are those of the first build; `history` receives the iterations of all.
   Continuation(QvLogRegSettings& settings, const CodedTable& table, IterationHistory& history,
                const Interrupt& interrupt, std::function<void(long long)> progress);
 

@@ -32,7 +32,7 @@ class RecordWatch {
         gains_(categories_.size()),
         predictors_(categories_.size()) {}
 
-  /// False when the record speaks against separation.
+  /// False when the record contradicts separation.
   bool Accepts(const QvCommon::Record& record) {
     QvCommon::QvStatus status;
     if (!output_.GetRecordValidator().IsValidRecord(record, status)) return true;

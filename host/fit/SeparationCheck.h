@@ -12,7 +12,7 @@ namespace qvhost {
 /// How the records tell the levels of the dependent apart.
 enum class Separation {
   kNone,           ///< Records overlap, along the direction that was looked at.
-  kQuasiComplete,  ///< Some records are told apart for certain, and no record speaks against it.
+  kQuasiComplete,  ///< Some records are told apart for certain, and no record contradicts it.
   kComplete        ///< Each record is, by the estimates too.
 };
 

@@ -47,7 +47,7 @@ class SeparationCheckTest : public ::testing::Test {
   BuiltModel model_{Weighted()};
 };
 
-TEST_F(SeparationCheckTest, SeesWhatNoRecordSpeaksAgainst) {
+TEST_F(SeparationCheckTest, SeesWhatNoRecordContradicts) {
   EXPECT_EQ(Check(model_, {1.0, -1.0}), Separation::kQuasiComplete);
   EXPECT_EQ(Check(model_, {0.25, -0.25}), Separation::kQuasiComplete);
 }
