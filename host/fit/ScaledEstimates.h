@@ -16,7 +16,7 @@ namespace qvhost {
 struct ScaledEstimates {
   const std::vector<double>& estimates;
   const std::vector<int>& exponents;  ///< Per parameter, of its column.
-  int dependentExponent;              ///< 0 for a logistic model.
+  int dependentExponent = 0;          ///< 0 for a logistic model.
   const QvCommon::QvSymMatrixData& covariance;
   std::optional<double> rmse;  ///< Of a linear model.
 

@@ -72,7 +72,8 @@ class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
   /// following tell it all the same, and equal the others where every exponent is 0.
   ///
   /// Per parameter the exponent e of the power of two that its column was divided by. All columns
-  /// of an effect share it.
+  /// of an effect share it: those of a factor's level whose numbers are smaller than another's by a
+  /// factor of 2^500 or more may still underflow, and count as redundant.
   [[nodiscard]] const std::vector<int>& GetParameterExponents() const;
   /// The exponent f of the power of two that the dependent was divided by.
   [[nodiscard]] int GetDependentExponent() const;

@@ -21,10 +21,11 @@
 ///
 /// K observed categories of the dependent, the reference last; P basic parameters, of which Pn are
 /// kept; all-parameter index of basic parameter k of category j: j P + k. Columns of unusual size
-/// are divided by powers of two (see QvColumnSizes) in X'X, sparse rows, starting values and what
-/// SetEstimates is given; whatever else it answers is in the host's units. Borrows settings, factor
-/// tables and cancel information; owns its matrices. Row operations never change the status and
-/// answer false for what they refuse. Used from one thread at a time.
+/// are divided by powers of two (see QvColumnSizes) in X'X, sparse rows, starting values, the
+/// residuals of the classification and what SetEstimates is given; whatever else it answers is in
+/// the host's units. Borrows settings, factor tables and cancel information; owns its matrices. Row
+/// operations never change the status and answer false for what they refuse. Used from one thread
+/// at a time.
 class QvLogModel : public IQvRegModel {
  public:
   /// The whole part of the square root of 2147483647.
