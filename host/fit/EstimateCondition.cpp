@@ -38,9 +38,10 @@ std::optional<double> SmallestPivotShare(const QvCommon::QvSymMatrixData& covari
       correlation.SetElem(i, j, covariance.GetElem(row, column) / scale);
     }
   }
-  double share = 0.0;
-  correlation.LTChol(0.0, share, true);
-  return share;
+  // The root of the smallest pivot, since the diagonal is 1 and the first pivot the largest.
+  double smallest = 0.0;
+  correlation.LTChol(0.0, smallest, true);
+  return smallest * smallest;
 }
 
 }  // namespace qvhost

@@ -26,8 +26,8 @@ struct FitOptions {
   double tolerance = 1e-12;  ///< Share of a pivot below which a parameter is redundant; in [0, 1).
   double confidence = 0.95;  ///< Of the limits, in [0, 1).
   std::optional<double> degreesOfFreedom;  ///< Above 0; none: computed. Linear models only.
-  bool refine = true;    ///< One step of iterative refinement of a linear model's estimates.
-  std::string spoolDir;  ///< Folder of the temporary file; empty: the system's.
+  bool refine = true;                      ///< Iterative refinement of a linear model's estimates.
+  std::string spoolDir;                    ///< Folder of the temporary file; empty: the system's.
   LogisticOptions logistic;
   std::string predictions;           ///< File for the predicted values; empty for none.
   std::vector<OfOneKind> ofOneKind;  ///< Those given, to refuse them for the other kind.

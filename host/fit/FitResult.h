@@ -55,6 +55,9 @@ struct ParameterResult {
   std::optional<double> estimate;
   bool redundant = false;            ///< Depends on the columns before it; its estimate is 0.
   CoefficientStatistics statistics;  ///< Empty when redundant.
+  /// Redundant since its column was not finite, or a sum of its products.
+  bool nonFinite = false;
+  double growth = 0.0;  ///< Of separated levels: what the estimate still gains in an iteration.
 
   [[nodiscard]] bool IsIntercept() const { return levels.empty() && covariates.empty(); }
 };

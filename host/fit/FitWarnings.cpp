@@ -10,6 +10,7 @@
 #include "host/Text.h"
 #include "host/fit/EstimateCondition.h"
 #include "host/fit/LevelWarnings.h"
+#include "host/fit/ScaledEstimates.h"
 #include "host/formula/Terms.h"
 #include "qvreg/design/QvFactorCounts.h"
 
@@ -34,6 +35,7 @@ std::vector<std::string> FitWarnings::Find() const {
     found.push_back(std::move(warning));
   }
   FindEmptyCells(found);
+  FindNonFinite(found);
   FindRedundantCovariates(found);
   if (result_.kind == ModelKind::kLinear) FindResidual(found);
   FindNearlyDependent(found);
@@ -126,10 +128,24 @@ void FitWarnings::FindEmptyCells(Sentences& found) const {
   }
 }
 
+void FitWarnings::FindNonFinite(Sentences& found) const {
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < PredictorSize(); ++i) {
+    if (result_.parameters[i].nonFinite) names.push_back(result_.parameters[i].label);
+  }
+  if (names.empty()) return;
+  const bool isOne = names.size() == 1;
+  found.push_back(fmt::format(
+      "{} {} left out of the model, because {} values, the products of {} values or "
+      "the weights are too large for a number. Rescale the columns.",
+      NameList(names), isOne ? "is" : "are", isOne ? "its" : "their", isOne ? "its" : "their"));
+}
+
 void FitWarnings::FindRedundantCovariates(Sentences& found) const {
   std::vector<std::string> names;
   for (std::size_t i = 0; i < PredictorSize(); ++i) {
     const ParameterResult& parameter = result_.parameters[i];
+    if (parameter.nonFinite) continue;
     if (parameter.redundant && parameter.levels.empty()) names.push_back(parameter.label);
   }
   if (names.empty()) return;
@@ -146,16 +162,20 @@ void FitWarnings::FindResidual(Sentences& found) const {
         "terms, or impose degrees of freedom with --df.");
     return;
   }
-  if (!result_.rmse) {
-    found.push_back("Numbers of the data are so large that their squares overflow; rescale them.");
+  const ScaledEstimates scaled = ScaledEstimatesOf(output_);
+  if (!result_.rmse || !scaled.rmse) {
+    found.push_back(
+        "The root mean square error is outside the range of floating-point numbers; rescale the "
+        "dependent.");
     return;
   }
-  const double meanSize = std::abs(output_.GetMeanValues().back());
+  const double meanSize =
+      std::ldexp(std::abs(output_.GetMeanValues().back()), -scaled.dependentExponent);
   const double rSquare = result_.rSquare.value_or(0.0);
-  const bool tiny = *result_.rmse <= kRoundingShare * meanSize;
+  const bool tiny = *scaled.rmse <= kRoundingShare * meanSize;
   if (tiny && rSquare == 0.0) {
     found.push_back("The dependent is the same in all records used; there is nothing to explain.");
-  } else if (*result_.rmse == 0.0) {
+  } else if (*scaled.rmse == 0.0) {
     found.push_back(
         "The fit is perfect: no residual is left, so standard errors are 0 and t and p do not "
         "exist.");
@@ -170,7 +190,7 @@ void FitWarnings::FindNearlyDependent(Sentences& found) const {
   // Estimates without a maximum are as good as dependent, and said to be without one.
   if (result_.logistic && !result_.logistic->converged) return;
   const auto share =
-      SmallestPivotShare(*output_.GetCovarianceMatrix(), output_.GetRedundancyIndicators());
+      SmallestPivotShare(ScaledEstimatesOf(output_).covariance, output_.GetRedundancyIndicators());
   if (!share || *share > kWorstPivotShare) return;
   found.push_back(
       "Some columns of the design are nearly dependent, which costs the estimates digits and makes "

@@ -30,6 +30,7 @@ class FitWarnings {
   void FindRecords(Sentences& found) const;
   void FindFactors(Sentences& found) const;
   void FindEmptyCells(Sentences& found) const;
+  void FindNonFinite(Sentences& found) const;
   void FindRedundantCovariates(Sentences& found) const;
   void FindResidual(Sentences& found) const;
   void FindNearlyDependent(Sentences& found) const;

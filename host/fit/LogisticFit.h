@@ -18,7 +18,7 @@ struct LogisticFit {
   bool inMemory = false;               ///< Whether the records were kept in memory.
   int iterations = 0;
   int stepHalvings = 0;    ///< Of all iterations together.
-  int outcomeCode = 0;     ///< The library's number for how the iterations ended.
+  int outcomeCode = 0;     ///< The number of the library's outcome for how they all ended.
   bool converged = false;  ///< Whether the estimates are the best there are.
   std::string outcome;     ///< The same as a word: `parameters_converged`.
   std::string ending;      ///< The same as a sentence.

@@ -4,7 +4,6 @@
 #include <cstddef>
 
 #include "host/fit/LibraryNumber.h"
-#include "host/fit/OptimizationEnding.h"
 #include "host/inference/ChiSquare.h"
 
 namespace qvhost {
@@ -39,9 +38,9 @@ void LogisticFitBuilder::AddLevels(LogisticFit& fit) const {
 }
 
 void LogisticFitBuilder::AddEnding(LogisticFit& fit) const {
-  const QvOptimizationOutcome outcome = output_.GetOutcome();
-  fit.iterations = output_.GetIterations();
-  fit.stepHalvings = output_.GetStepHalvings();
+  const QvOptimizationOutcome outcome = ending_.outcome;
+  fit.iterations = ending_.iterations;
+  fit.stepHalvings = ending_.stepHalvings;
   fit.outcomeCode = outcome;
   fit.outcome = OutcomeName(outcome);
   const bool settled =

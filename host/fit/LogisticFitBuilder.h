@@ -4,6 +4,7 @@
 
 #include "host/fit/FitOptions.h"
 #include "host/fit/FitResult.h"
+#include "host/fit/OptimizationEnding.h"
 #include "host/table/CodedTable.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 #include "qvreg/settings/QvLogRegSettings.h"
@@ -15,8 +16,8 @@ namespace qvhost {
 class LogisticFitBuilder {
  public:
   LogisticFitBuilder(const QvLogOutputStats& output, const QvLogRegSettings& settings,
-                     const CodedColumn& dependent)
-      : output_(output), settings_(settings), dependent_(dependent) {}
+                     const OptimizationEnding& ending, const CodedColumn& dependent)
+      : output_(output), settings_(settings), ending_(ending), dependent_(dependent) {}
 
   /// All but the parameters.
   [[nodiscard]] LogisticFit Build() const;
@@ -33,6 +34,7 @@ class LogisticFitBuilder {
 
   const QvLogOutputStats& output_;
   const QvLogRegSettings& settings_;
+  const OptimizationEnding& ending_;
   const CodedColumn& dependent_;
 };
 

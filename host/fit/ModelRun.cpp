@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/fit/Continuation.h"
 #include "host/fit/CountedRecordIterator.h"
 #include "host/fit/Overflow.h"
 #include "host/fit/StatusText.h"
@@ -18,6 +19,7 @@
 #include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/glm/QvGLMComponent.h"
 #include "qvreg/logistic/QvLogComponent.h"
+#include "qvreg/logistic/QvLogOutputStats.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
 namespace qvhost {
@@ -31,20 +33,47 @@ constexpr int kCountingPasses = 2;  // Of a logistic model, before its first ite
 
 ModelRun::ModelRun(QvRegSettings& settings, const CodedTable& table, ProgressBar& progress,
                    Interrupt& interrupt)
-    : table_(table),
+    : settings_(settings),
+      table_(table),
       progress_(progress),
       interrupt_(interrupt),
       // Iterations over records kept in memory make no passes that would show.
       iterations_([this] { progress_.Show(iterations_.Stage(), -1.0, table_.RecordCount()); }) {
   settings.SetCancelPointer(&interrupt_);
   settings.SetProgressListener(&iterations_);
+  CreateComponent();
+}
+
+void ModelRun::CreateComponent() {
+  // What the one before holds may be much.
+  output_ = nullptr;
+  component_.reset();
   QvRegFactory factory;
-  component_.reset(factory.CreateRegAlgorithm(settings));
+  component_.reset(factory.CreateRegAlgorithm(settings_));
   if (factory.GetStatus().IsError()) Fail(factory.GetStatus());
   if (!component_) throw std::bad_alloc();
 }
 
 void ModelRun::Build() {
+  BuildComponent();
+  if (auto* logistic = dynamic_cast<QvLogRegSettings*>(&settings_)) GoOn(*logistic);
+}
+
+void ModelRun::GoOn(QvLogRegSettings& settings) {
+  const auto total = static_cast<double>(table_.RecordCount());
+  Continuation continuation(
+      settings, table_, iterations_.History(), interrupt_, [&](long long records) {
+        progress_.Show("checking separation", static_cast<double>(records) / total, records);
+      });
+  while (continuation.GoesOn(dynamic_cast<const QvLogOutputStats&>(*output_))) {
+    iterations_.GoOnFrom(continuation.Ending().iterations);
+    CreateComponent();
+    BuildComponent();
+  }
+  ending_ = continuation.Ending();
+}
+
+void ModelRun::BuildComponent() {
   const auto total = static_cast<double>(table_.RecordCount());
   CountedRecordIterator records(table_, [&](int pass, long long delivered) {
     progress_.Show(Stage(pass), total > 0.0 ? static_cast<double>(delivered) / total : 1.0,
@@ -79,7 +108,7 @@ void ModelRun::Fail(const QvCommon::QvStatus& status) const {
                 UnusableRecordsText(Records(), table_, component_->GetCompSettings()));
   }
   if (status.GetCode() == QvStatusCode::kNothingToFit && WeightsOverflow()) {
-    throw Error(ExitCode::kRunFailed, OverflowText({FreqWeight()}));
+    throw Error(ExitCode::kRunFailed, WeightOverflowText({FreqWeight()}));
   }
   throw Error(ExitCode::kRunFailed, StatusText(status));
 }
@@ -96,7 +125,9 @@ bool ModelRun::WeightsOverflow() const {
 
 std::string ModelRun::Stage(int pass) const {
   if (component_->GetModelType() == QvConst::QvRegModelGLM) {
-    return fmt::format("pass {} of {}", pass, kLinearPasses);
+    // Further passes refine the estimates; the last pass of all fits has done so once.
+    return pass <= kLinearPasses ? fmt::format("pass {} of {}", pass, kLinearPasses)
+                                 : fmt::format("refinement {}", pass - kLinearPasses + 1);
   }
   return pass <= kCountingPasses ? "counting" : iterations_.Stage();
 }

@@ -6,22 +6,26 @@
 #include "host/fit/FitResult.h"
 #include "host/fit/Interrupt.h"
 #include "host/fit/IterationListener.h"
+#include "host/fit/OptimizationEnding.h"
 #include "host/fit/ProgressBar.h"
 #include "host/table/CodedTable.h"
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/component/IQvRegOutputStats.h"
 #include "qvreg/data/QvRecordCounts.h"
+#include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvRegSettings.h"
 
 namespace qvhost {
 
 /// One run of the library over a coded table: creates the component that the settings ask for,
-/// makes its passes, and hands out what it found.
+/// makes its passes, and hands out what it found. Where the estimation of a logistic model stopped
+/// short of a maximum, another component goes on from there; see Continuation.
 ///
 /// Owns the component; borrows the rest, which must outlive it. One thread at a time.
 class ModelRun {
  public:
-  /// `settings` is copied by the component, the list of variables that its effects point to is not.
+  /// `settings` are changed by a continuation. Components copy them, but not the list of variables
+  /// that their effects point to.
   ModelRun(QvRegSettings& settings, const CodedTable& table, ProgressBar& progress,
            Interrupt& interrupt);
   ModelRun(const ModelRun&) = delete;
@@ -34,11 +38,16 @@ class ModelRun {
   /// After Build: what was found. Owned by the component, valid while this object lives.
   [[nodiscard]] const IQvRegOutputStats& Output() const { return *output_; }
   [[nodiscard]] IQvRegComponent& Component() const { return *component_; }
+  /// How the estimation of a logistic model ended.
+  [[nodiscard]] const OptimizationEnding& Ending() const { return ending_; }
 
   /// Which records took part, as far as the run came.
   [[nodiscard]] RecordUse Records() const;
 
  private:
+  void CreateComponent();
+  void BuildComponent();
+  void GoOn(QvLogRegSettings& settings);
   [[noreturn]] void Fail(const QvCommon::QvStatus& status) const;
   void Check(const QvCommon::QvStatus& status) const;
   /// Of a run with frequency weights.
@@ -48,12 +57,14 @@ class ModelRun {
   [[nodiscard]] std::string Stage(int pass) const;
   [[nodiscard]] QvRecordCounts Counts() const;
 
+  QvRegSettings& settings_;
   const CodedTable& table_;
   ProgressBar& progress_;
   Interrupt& interrupt_;
   IterationListener iterations_;
   std::unique_ptr<IQvRegComponent> component_;
   IQvRegOutputStats* output_ = nullptr;
+  OptimizationEnding ending_;
 };
 
 }  // namespace qvhost

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 
 #include <fmt/format.h>
 
@@ -13,12 +14,18 @@ namespace qvhost {
 namespace {
 
 constexpr std::size_t kMostDrivers = 4;
+// Beside the estimate that grows most, one that grows by less is carried along.
+constexpr double kLeastGrowth = 1e-3;
 // An estimate that grows without bound does so ever more slowly, while its standard error explodes.
 constexpr double kStalledStatistic = 0.5;
 // Logarithm of odds: an uncertainty by a factor of 20,000 is no longer one of a usual estimate.
 constexpr double kHugeStdError = 10.0;
 
 std::string DriverText(const ParameterResult& parameter) {
+  if (parameter.growth != 0.0) {
+    return fmt::format("'{}: {}' ({:.3g}, by {:.2g} an iteration)", parameter.category.value_or(""),
+                       parameter.label, parameter.estimate.value_or(0.0), parameter.growth);
+  }
   return fmt::format("'{}: {}' ({:.3g}, {})", parameter.category.value_or(""), parameter.label,
                      parameter.estimate.value_or(0.0),
                      parameter.statistics.stdError
@@ -28,22 +35,37 @@ std::string DriverText(const ParameterResult& parameter) {
 
 }  // namespace
 
+double OptimizationWarnings::LogGrowthOf(const ParameterResult& parameter) const {
+  return std::log(std::abs(parameter.growth)) + LogUnitOf(parameter);
+}
+
+double OptimizationWarnings::LargestLogGrowth() const {
+  double largest = -std::numeric_limits<double>::infinity();
+  for (const ParameterResult& parameter : result_.parameters) {
+    largest = std::max(largest, LogGrowthOf(parameter));
+  }
+  return largest;
+}
+
 bool OptimizationWarnings::IsDriver(const ParameterResult& parameter) const {
   if (parameter.redundant || parameter.IsIntercept()) return false;
+  if (std::isfinite(largestLogGrowth_)) {
+    return LogGrowthOf(parameter) >= std::log(kLeastGrowth) + largestLogGrowth_;
+  }
   if (parameter.estimate.value_or(0.0) == 0.0) return false;
   if (!parameter.statistics.stdError) return true;
   const double size = std::abs(parameter.statistics.statistic.value_or(0.0));
-  const double error = parameter.statistics.stdError.value() * UnitOf(parameter);
-  return size < kStalledStatistic && error > kHugeStdError;
+  const double error = std::log(parameter.statistics.stdError.value()) + LogUnitOf(parameter);
+  return size < kStalledStatistic && error > std::log(kHugeStdError);
 }
 
-double OptimizationWarnings::UnitOf(const ParameterResult& parameter) const {
-  double size = 1.0;
+double OptimizationWarnings::LogUnitOf(const ParameterResult& parameter) const {
+  double size = 0.0;
   for (const CovariatePower& covariate : parameter.covariates) {
     const auto found = std::ranges::find(covariates_, covariate.covariate);
     if (found == covariates_.end()) continue;
     const double span = spans_.at(static_cast<std::size_t>(found - covariates_.begin()));
-    if (span > 0.0) size *= std::pow(span, covariate.power);
+    if (span > 0.0) size += covariate.power * std::log(span);
   }
   return size;
 }
@@ -55,11 +77,16 @@ std::string OptimizationWarnings::Drivers() const {
   }
   if (drivers.empty()) return {};
   std::ranges::stable_sort(drivers, std::ranges::greater(), [this](const ParameterResult* driver) {
-    return std::abs(driver->estimate.value_or(0.0)) * UnitOf(*driver);
+    return std::log(std::abs(driver->estimate.value_or(0.0))) + LogUnitOf(*driver);
   });
   const std::size_t listed = std::min(drivers.size(), kMostDrivers);
-  std::string text = drivers.size() == 1 ? " The estimate that drives it is "
-                                         : " The largest estimates with huge standard errors are ";
+  const bool isSingle = drivers.size() == 1;
+  std::string text = isSingle ? " The estimate that drives it is "
+                              : " The largest estimates with huge standard errors are ";
+  if (std::isfinite(largestLogGrowth_)) {
+    text =
+        isSingle ? " The estimate that keeps growing is " : " The estimates that keep growing are ";
+  }
   for (std::size_t i = 0; i < listed; ++i) {
     text += (i == 0 ? "" : ", ") + DriverText(*drivers[i]);
   }

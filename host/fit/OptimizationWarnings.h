@@ -20,7 +20,8 @@ class OptimizationWarnings {
       : result_(result),
         options_(options),
         covariates_(std::move(covariates)),
-        spans_(std::move(spans)) {}
+        spans_(std::move(spans)),
+        largestLogGrowth_(LargestLogGrowth()) {}
 
   /// None when the iterations ended well.
   [[nodiscard]] std::vector<std::string> Find() const;
@@ -28,14 +29,19 @@ class OptimizationWarnings {
  private:
   [[nodiscard]] std::string Drivers() const;
   [[nodiscard]] bool IsDriver(const ParameterResult& parameter) const;
-  /// The product of its covariates' spans: times it, an estimate's size depends neither on the
-  /// covariates' units nor on where their zero lies.
-  [[nodiscard]] double UnitOf(const ParameterResult& parameter) const;
+  /// The logarithm of the product of its covariates' spans: times that product, an estimate's size
+  /// depends neither on the covariates' units nor on where their zero lies.
+  [[nodiscard]] double LogUnitOf(const ParameterResult& parameter) const;
+  /// The logarithm of what an estimate gains in an iteration, in the unit of LogUnitOf.
+  [[nodiscard]] double LogGrowthOf(const ParameterResult& parameter) const;
+  /// The largest of these; minus infinity when no estimate was seen to grow.
+  [[nodiscard]] double LargestLogGrowth() const;
 
   const FitResult& result_;
   const LogisticOptions& options_;
   std::vector<std::string> covariates_;
   std::vector<double> spans_;
+  double largestLogGrowth_;
 };
 
 }  // namespace qvhost

@@ -5,6 +5,7 @@
 
 #include "host/fit/FitResult.h"
 #include "host/fit/ModelBinding.h"
+#include "host/fit/ScaledEstimates.h"
 #include "host/table/CodedTable.h"
 
 namespace qvhost {
@@ -13,15 +14,15 @@ namespace qvhost {
 /// that is always missing.
 [[nodiscard]] double LargestSize(const CodedColumn& column);
 
-/// Says that sums over the records exceed the largest number there is, because of these columns,
-/// and to rescale them. REQUIRES: at least one.
-[[nodiscard]] std::string OverflowText(const std::vector<CodedColumn>& columns);
+/// Says that sums of weights exceed the largest number there is, because of these columns, and to
+/// rescale them. REQUIRES: at least one.
+[[nodiscard]] std::string WeightOverflowText(const std::vector<CodedColumn>& columns);
 
-/// Throws Error (kRunFailed) when an overflow cost the fit an estimate: it is no finite number, or
-/// its column was taken for a redundant one as the sum of its squares, or of its products with the
-/// dependent, cannot be told. Names the columns
-/// of the table that can cause it. `totalWeight` is the sum of the frequency weights.
-void RefuseOverflow(const FitResult& fit, const ModelBinding& binding, const CodedTable& table,
-                    double totalWeight);
+/// Throws Error (kRunFailed) when the fit found what cannot be told: sums of weights overflowed and
+/// cost the estimates, or an estimate or a standard error, which `scaled` has, is too large or too
+/// small for any double. Names the columns of the table that are to be rescaled. `totalWeight` is
+/// the sum of the frequency weights.
+void RefuseOverflow(const FitResult& fit, const ScaledEstimates& scaled,
+                    const ModelBinding& binding, const CodedTable& table, double totalWeight);
 
 }  // namespace qvhost

@@ -19,12 +19,14 @@ class ResultBuilder {
                 const ModelRun& run)
       : formula_(formula), binding_(binding), table_(table), run_(run) {}
 
-  /// Throws Error (kRunFailed) when an overflow cost an estimate.
+  /// Throws Error (kRunFailed) when the fit found what no number can tell.
   [[nodiscard]] FitResult Build(const FitOptions& options) const;
 
  private:
   void AddParameters(const FitOptions& options, const CoefficientInference& inference,
                      FitResult& result) const;
+  /// Whether the likelihood determines an estimate, so that its variance means something.
+  [[nodiscard]] bool IsDetermined(const ParameterResult& parameter, double variance) const;
   void AddLinearFit(const FitOptions& options, FitResult& result) const;
   void AddLogisticFit(const FitOptions& options, FitResult& result) const;
   void AddWarnings(const FitOptions& options, FitResult& result) const;

@@ -27,6 +27,9 @@ int PositionOf(const ModelBinding& binding, int variable) {
 /// file again costs more than the memory does.
 constexpr std::int64_t kMostBytesInMemory = std::int64_t{128} << 20;
 
+/// Further ones take a pass each, and are made only where columns nearly depend on each other.
+constexpr int kMaxRefinements = 5;
+
 bool FitsInMemory(const CodedTable& table) {
   const auto recordBytes = static_cast<std::int64_t>(sizeof(double)) * table.RecordSize();
   return table.RecordCount() <= kMostBytesInMemory / recordBytes;
@@ -69,7 +72,7 @@ RunSettings::RunSettings(const Formula& formula, const ModelBinding& binding,
   settings_->SetTolerance(options.tolerance);
   settings_->SetConfidenceLevel(options.confidence);
   if (options.degreesOfFreedom) settings_->SetDF(*options.degreesOfFreedom);
-  settings_->SetRefineEstimates(options.refine);
+  Require(settings_->SetMaxRefinements(options.refine ? kMaxRefinements : 0));
 }
 
 void RunSettings::AddRoles(const ModelBinding& binding, const CodedTable& table) {

@@ -33,20 +33,22 @@ CoefficientInference::CoefficientInference(std::optional<double> residualStdErro
   }
 }
 
-CoefficientStatistics CoefficientInference::Of(double estimate, double unscaledVariance) const {
+CoefficientStatistics CoefficientInference::Of(double estimate, double unscaledVariance,
+                                               int exponent) const {
   CoefficientStatistics result;
   if (!residualStdError_) {
     return result;
   }
-  result.stdError = Finite(*residualStdError_ * std::sqrt(unscaledVariance));
-  if (!result.stdError) {
+  const double stdError = *residualStdError_ * std::sqrt(unscaledVariance);
+  if (!Finite(stdError)) {
     return result;
   }
+  result.stdError = TimesPowerOf2(stdError, exponent);
   if (quantile_) {
-    result.confLow = Finite(estimate - *quantile_ * *result.stdError);
-    result.confHigh = Finite(estimate + *quantile_ * *result.stdError);
+    result.confLow = TimesPowerOf2(estimate - *quantile_ * stdError, exponent);
+    result.confHigh = TimesPowerOf2(estimate + *quantile_ * stdError, exponent);
   }
-  result.statistic = Finite(estimate / *result.stdError);
+  result.statistic = Finite(estimate / stdError);
   if (result.statistic) {
     result.pValue = TwoSidedP(degreesOfFreedom_, *result.statistic);
   }

@@ -22,7 +22,8 @@ struct CoefficientStatistics {
 /// Immutable after construction; any thread may use one.
 class CoefficientInference {
  public:
-  /// `residualStdError`: square root of the residual variance, none when it does not exist.
+  /// `residualStdError`: square root of the residual variance, none when it does not exist, in the
+  /// unit of the estimates.
   /// `degreesOfFreedom`: those of the residual variance, above 0 when it exists; may be infinite.
   /// `confidence`: probability that the limits hold the coefficient, in [0, 1).
   CoefficientInference(std::optional<double> residualStdError, double degreesOfFreedom,
@@ -34,8 +35,10 @@ class CoefficientInference {
   }
 
   /// The statistics of a coefficient that the model kept. `unscaledVariance` is its diagonal
-  /// element of the (generalized) inverse of X'WX.
-  [[nodiscard]] CoefficientStatistics Of(double estimate, double unscaledVariance) const;
+  /// element of the (generalized) inverse of X'WX. Standard error and limits are answered times 2
+  /// to the power of `exponent`, and absent where no double holds that.
+  [[nodiscard]] CoefficientStatistics Of(double estimate, double unscaledVariance,
+                                         int exponent = 0) const;
 
  private:
   std::optional<double> residualStdError_;

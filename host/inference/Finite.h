@@ -11,4 +11,11 @@ namespace qvhost {
   return std::isfinite(value) ? std::optional(value) : std::nullopt;
 }
 
+/// The value times 2 to the power of `exponent`, or none when no double holds that: it is too
+/// large, or it is not 0 and too small.
+[[nodiscard]] inline std::optional<double> TimesPowerOf2(double value, int exponent) {
+  const double result = std::ldexp(value, exponent);
+  return (result == 0.0) == (value == 0.0) ? Finite(result) : std::nullopt;
+}
+
 }  // namespace qvhost

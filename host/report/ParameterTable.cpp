@@ -82,7 +82,7 @@ std::string ParameterTable(Parameters parameters, ModelKind kind, double confide
   for (std::size_t i = 0; i < parameters.size(); ++i) {
     const ParameterResult& parameter = parameters[i];
     const CoefficientStatistics& statistics = parameter.statistics;
-    Texts row = {Printable(parameter.label), "0", "redundant"};
+    Texts row = {Printable(parameter.label), "0", parameter.nonFinite ? "left out" : "redundant"};
     if (!parameter.redundant) {
       row = {row.front(),
              estimates[i],

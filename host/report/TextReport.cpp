@@ -119,8 +119,8 @@ std::string Note(const std::string& sentence) {
 
 /// What "redundant" in the table means; empty when there is none.
 std::string RedundantNote(const FitResult& fit) {
-  const auto redundant = [](const ParameterResult& p) { return p.redundant; };
-  const auto factor = [](const ParameterResult& p) { return p.redundant && !p.levels.empty(); };
+  const auto redundant = [](const ParameterResult& p) { return p.redundant && !p.nonFinite; };
+  const auto factor = [&](const ParameterResult& p) { return redundant(p) && !p.levels.empty(); };
   const auto count = std::ranges::count_if(fit.parameters, redundant);
   if (count == 0) return {};
   std::string note = fmt::format(

@@ -6,6 +6,15 @@
 
 #include "qvreg/c/QvCList.h"
 #include "qvreg/c/QvCRefusal.h"
+#include "qvreg/common/QvSymMatrixData.h"
+
+/// The covariance matrix at hand, or the refusal of one that the model does not have.
+inline const QvCommon::QvSymMatrixData& QvCRequireCovariance(
+    const QvCommon::QvSymMatrixData* covariance) {
+  if (covariance != nullptr) return *covariance;
+  throw QvCRefusal(QVREG_NOT_SERVED,
+                   "The model has no covariance matrix; look at how its iterations ended.");
+}
 
 /// Copies an n x n matrix to a host's buffer whose rows begin `rowStride` elements apart, at least
 /// n; throws the refusal for a smaller or an endless stride or a buffer that is too short. `count`,
@@ -27,5 +36,16 @@ void QvCCopyMatrix(std::size_t n, std::size_t rowStride, double* elements, std::
   if (!list.IsWanted(elements)) return;
   for (std::size_t i = 0; i < n; ++i) {
     for (std::size_t j = 0; j < n; ++j) elements[i * rowStride + j] = element(i, j);
+  }
+}
+
+/// Copies the lower triangle of an n x n matrix row by row to a host's buffer, as QvCCopyMatrix.
+template <typename Element>
+void QvCCopyPacked(std::size_t n, double* elements, std::size_t capacity, std::size_t* count,
+                   Element&& element) {
+  const QvCList list(n * (n + 1) / 2, capacity, count);
+  if (!list.IsWanted(elements)) return;
+  for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t j = 0; j <= i; ++j) *elements++ = element(i, j);
   }
 }

@@ -101,6 +101,12 @@ std::string TooMany(long parameters, long bound) {
          " is the most it may have; leave out factors or crossings with many categories.";
 }
 
+std::string OtherStart(long values, long parameters) {
+  return "The settings have " + std::to_string(values) + " starting values, and the model has " +
+         std::to_string(parameters) +
+         " parameters; pass one for each, in the order of the estimates.";
+}
+
 std::string BadCategory(long variable, double value) {
   std::array<char, kLongest> text{};
   std::snprintf(text.data(), text.size(),
@@ -129,6 +135,10 @@ std::string Text(const QvCommon::QvStatus& status) {
   if (code == QVREG_TOO_MANY_PARAMETERS && status.GetDiscreteDatum(0, first) &&
       status.GetDiscreteDatum(1, second) && first > second) {
     return TooMany(first, second);
+  }
+  if (code == QVREG_NO_PARAMETERS && status.GetDiscreteDatum(0, first) &&
+      status.GetDiscreteDatum(1, second)) {
+    return OtherStart(first, second);
   }
   if (code == QVREG_BAD_CATEGORY && status.GetDiscreteDatum(1, first) &&
       status.GetScaleDatum(1, value)) {

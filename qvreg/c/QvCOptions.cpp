@@ -36,6 +36,7 @@ void Read(const QvRegSettings& settings, qvreg_options& options) {
   options.test_type = settings.GetTestType();
   options.p_adjustment = settings.GetPAdjustment();
   options.covariance_type = settings.GetCovbType();
+  options.max_refinements = settings.GetMaxRefinements();
 }
 
 void Write(const qvreg_options& options, QvRegSettings& settings) {
@@ -47,11 +48,13 @@ void Write(const qvreg_options& options, QvRegSettings& settings) {
           "0");
   Require(options.covariance_type == QvConst::QvCovbDefault, "covariance_type",
           options.covariance_type, "0");
+  Require(settings.SetMaxRefinements(options.max_refinements), "max_refinements",
+          options.max_refinements, "0 or more");
   settings.SetTolerance(options.tolerance);
   settings.SetConfidenceLevel(options.confidence_level);
   settings.SetDF(options.degrees_of_freedom);
   settings.SetInterceptUse(options.use_intercept != 0);
-  settings.SetRefineEstimates(options.refine_estimates != 0);
+  settings.SetRefineEstimates(options.refine_estimates != 0 && options.max_refinements > 0);
   settings.SetTestType(QvConst::QvTestDefault);
   settings.SetPAdjustment(QvConst::QvPAdjustDefault);
   settings.SetCovbType(QvConst::QvCovbDefault);

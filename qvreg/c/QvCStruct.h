@@ -41,6 +41,8 @@ template <>
 inline constexpr std::size_t kFirstSize<qvreg_param_stats> = 32;
 template <>
 inline constexpr std::size_t kFirstSize<qvreg_logistic_summary> = 56;
+template <>
+inline constexpr std::size_t kFirstSize<qvreg_scaled_summary> = 24;
 
 /// A host's structure, or the refusal of one without a proper size; `name` is the argument's.
 template <typename T>

@@ -52,6 +52,7 @@
 #include "qvreg/c/qvreg_c_logistic.h"
 #include "qvreg/c/qvreg_c_parameters.h"
 #include "qvreg/c/qvreg_c_results.h"
+#include "qvreg/c/qvreg_c_scaled.h"
 #include "qvreg/c/qvreg_c_settings.h"
 #include "qvreg/c/qvreg_c_source.h"
 #include "qvreg/c/qvreg_c_types.h"

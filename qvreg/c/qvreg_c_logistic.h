@@ -22,8 +22,8 @@ typedef struct qvreg_logistic_summary {
   int32_t outcome;               /**< A qvreg_outcome. */
   int32_t iterations;            /**< Iterations done. */
   int32_t step_halvings;         /**< Of all iterations together. */
-  double initial_log_likelihood; /**< At the starting values: the intercepts of the model without
-                                      terms, or zeros where the model has no intercept. */
+  double initial_log_likelihood; /**< At the default starting values: the intercepts of the model
+                                      without terms, or zeros where it has no intercept. */
   double final_log_likelihood;   /**< At the estimates. */
   double ll_change;              /**< The last change of the log-likelihood, as the settings say. */
   double param_change;           /**< The last change of the estimates, as the settings say. */

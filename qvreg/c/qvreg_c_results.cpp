@@ -12,6 +12,8 @@
 #include "qvreg/c/QvCStruct.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvFactorCounts.h"
+#include "qvreg/glm/QvGLMOutputStats.h"
+#include "qvreg/logistic/QvLogOutputStats.h"
 
 using QvCCheck::NotNull;
 using QvCCheck::Valid;
@@ -19,10 +21,7 @@ using QvCCheck::Valid;
 namespace {
 
 const QvCommon::QvSymMatrixData& CovarianceOf(const qvreg_results* results) {
-  const QvCommon::QvSymMatrixData* covariance = Valid(results).fStats.GetCovarianceMatrix();
-  if (covariance != nullptr) return *covariance;
-  throw QvCRefusal(QVREG_NOT_SERVED,
-                   "The model has no covariance matrix; look at how its iterations ended.");
+  return QvCRequireCovariance(Valid(results).fStats.GetCovarianceMatrix());
 }
 
 double Element(const QvCommon::QvSymMatrixData& matrix, size_t i, size_t j) {
@@ -68,6 +67,13 @@ int32_t VerdictOf(QvRecordVerdict verdict, const QvCommon::QvStatus& status) {
       break;
   }
   throw QvCRefusal(QvCReport(status));
+}
+
+const QvCommon::QvBitSet& NonFiniteOf(const IQvRegOutputStats& stats) {
+  if (const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&stats)) {
+    return linear->GetNonFiniteParameters();
+  }
+  return dynamic_cast<const QvLogOutputStats&>(stats).GetNonFiniteParameters();
 }
 
 /// The length of a design row: a linear model's ends with the dependent.
@@ -141,6 +147,24 @@ int32_t qvreg_results_get_redundant(const qvreg_results* results, int32_t* redun
   });
 }
 
+int32_t qvreg_results_get_non_finite(const qvreg_results* results, int32_t* non_finite,
+                                     size_t capacity, size_t* count, qvreg_error* error) {
+  return QvCCall(error, [&] {
+    const QvCommon::QvBitSet& concerned = NonFiniteOf(Valid(results).fStats);
+    const QvCList list(static_cast<size_t>(concerned.Size()), capacity, count);
+    if (!list.IsWanted(non_finite)) return;
+    for (int i = 0; i < concerned.Size(); ++i) non_finite[i] = concerned.IsIn(i) ? 1 : 0;
+  });
+}
+
+int32_t qvreg_results_is_dependent_finite(const qvreg_results* results, int32_t* answer,
+                                          qvreg_error* error) {
+  return QvCCall(error, [&] {
+    const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&Valid(results).fStats);
+    NotNull(answer, "answer") = linear == nullptr || linear->IsDependentFinite() ? 1 : 0;
+  });
+}
+
 int32_t qvreg_results_get_param_stats(const qvreg_results* results, size_t index,
                                       qvreg_param_stats* stats, qvreg_error* error) {
   return QvCCall(error, [&] {
@@ -176,12 +200,8 @@ int32_t qvreg_results_get_covariance_packed(const qvreg_results* results, double
                                             size_t capacity, size_t* count, qvreg_error* error) {
   return QvCCall(error, [&] {
     const QvCommon::QvSymMatrixData& from = CovarianceOf(results);
-    const auto n = static_cast<size_t>(from.GetOrder());
-    const QvCList list(n * (n + 1) / 2, capacity, count);
-    if (!list.IsWanted(elements)) return;
-    for (size_t i = 0; i < n; ++i) {
-      for (size_t j = 0; j <= i; ++j) *elements++ = Element(from, i, j);
-    }
+    QvCCopyPacked(static_cast<size_t>(from.GetOrder()), elements, capacity, count,
+                  [&](size_t i, size_t j) { return Element(from, i, j); });
   });
 }
 

@@ -21,9 +21,11 @@ typedef struct qvreg_summary {
   int32_t n_kept;                 /**< Parameters that are not redundant. */
   int32_t n_factors;              /**< Factors of the model. */
   double total_frequency_weight;  /**< The sum of the frequency weights of the records used. */
-  double total_regression_weight; /**< The sum of frequency times regression weight. */
+  double total_regression_weight; /**< The sum of frequency times regression weight; infinite
+                                       where no double is as large. */
   double degrees_of_freedom;      /**< Those of the settings, or the total regression weight less
-                                       the number of parameters, redundant ones included. */
+                                       the number of parameters, redundant ones included; infinite
+                                       where that weight is. */
 } qvreg_summary;
 
 /** Estimate, redundancy and effect of one parameter. */
@@ -61,12 +63,25 @@ QVREG_EXPORT int32_t qvreg_results_get_estimates(const qvreg_results* results, d
 QVREG_EXPORT int32_t qvreg_results_get_redundant(const qvreg_results* results, int32_t* redundant,
                                                  size_t capacity, size_t* count,
                                                  qvreg_error* error);
+/** Per parameter of `results` 1 when its column was not finite goes to `non_finite`, a buffer of
+ * `capacity`; `count` is how many parameters there are. Some value of such a column, or a sum of
+ * its weighted products, is infinite or not a number; the parameter is redundant, and the fit is
+ * that of the model without it. A weight that is not finite concerns all. `error`: 1005. */
+QVREG_EXPORT int32_t qvreg_results_get_non_finite(const qvreg_results* results, int32_t* non_finite,
+                                                  size_t capacity, size_t* count,
+                                                  qvreg_error* error);
+/** `answer` becomes 0 when some value of the dependent of `results` was not finite, or too large
+ * for an estimate or for a sum of squares: the fit statistics are then QVREG_MISSING_VALUE, and the
+ * estimates 0 unless only a sum of squares is concerned. It is 1 for a logistic model, whose
+ * dependent is a category. `error` as ever. */
+QVREG_EXPORT int32_t qvreg_results_is_dependent_finite(const qvreg_results* results,
+                                                       int32_t* answer, qvreg_error* error);
 /** `stats` receives what `results` tell of parameter `index`. `error`: 1006. */
 QVREG_EXPORT int32_t qvreg_results_get_param_stats(const qvreg_results* results, size_t index,
                                                    qvreg_param_stats* stats, qvreg_error* error);
 /** The weighted means of `results` go to `means`, a buffer of `capacity`: of the covariates in the
- * order of the settings, and for the linear model last of the dependent. `count` is how many.
- * `error`: 1005. */
+ * order of the settings, and for the linear model last of the dependent; QVREG_MISSING_VALUE for
+ * one with a value that is not finite. `count` is how many. `error`: 1005. */
 QVREG_EXPORT int32_t qvreg_results_get_means(const qvreg_results* results, double* means,
                                              size_t capacity, size_t* count, qvreg_error* error);
 

@@ -1,7 +1,10 @@
 #include "qvreg/c/qvreg_c_settings.h"
 
 #include <climits>
+#include <cmath>
+#include <new>
 #include <string>
+#include <vector>
 
 #include "qvreg/c/QvCCall.h"
 #include "qvreg/c/QvCCheck.h"
@@ -217,6 +220,31 @@ int32_t qvreg_settings_set_logistic_options(qvreg_settings* settings,
     qvreg_logistic_options present{};
     QvCOptions::Read(to, present);
     QvCOptions::Write(QvCStruct::Take(options, "options", present), to);
+  });
+}
+
+int32_t qvreg_settings_set_starting_values(qvreg_settings* settings, const double* values,
+                                           size_t count, qvreg_error* error) {
+  return QvCCall(error, [&] {
+    QvLogRegSettings& to = Valid(settings).fSettings.GetLogistic();
+    std::vector<double> given;
+    if (QvCCheck::Size(count, "count") > 0) {
+      given.assign(&NotNull(values, "values"), values + count);
+    }
+    for (size_t i = 0; i < count; ++i) {
+      if (std::isfinite(given[i])) continue;
+      throw QvCRefusal(QVREG_SETTING_REFUSED, "The starting value of index " + std::to_string(i) +
+                                                  " is not finite; pass finite numbers.");
+    }
+    if (!to.SetStartingValues(given)) throw std::bad_alloc();
+  });
+}
+
+int32_t qvreg_settings_get_starting_values(const qvreg_settings* settings, double* values,
+                                           size_t capacity, size_t* count, qvreg_error* error) {
+  return QvCCall(error, [&] {
+    QvCCopyList(Valid(settings).fSettings.GetLogistic().GetStartingValues(), values, capacity,
+                count);
   });
 }
 

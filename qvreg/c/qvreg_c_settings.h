@@ -34,12 +34,17 @@ typedef struct qvreg_options {
   double degrees_of_freedom; /**< Imposed when above 0; otherwise the model computes them. Once
                                   imposed they can be changed, but not taken back. */
   int32_t use_intercept;     /**< Whether the model has an intercept; it has by default. */
-  int32_t refine_estimates;  /**< Linear: whether to refine the estimates by one step, from
-                                  residuals in twice working precision; not by default. */
+  int32_t refine_estimates;  /**< Linear: whether to refine the estimates, from residuals in
+                                  double-double; not by default. */
   int32_t test_type;         /**< Carried for the host; 0 is the only one. */
   int32_t p_adjustment;      /**< Carried for the host; 0 is the only one. */
   int32_t covariance_type;   /**< Carried for the host; 0 is the only one. */
   int32_t reserved;          /**< 0. */
+  int32_t max_refinements;   /**< Linear, where refine_estimates is set: the most steps of it, 0 or
+                                  more; 1 by default. Each step beyond the first reads the records
+                                  again, and is taken only while the last one changed an estimate by
+                                  more than 1e-11 of it and steps shrink. */
+  int32_t reserved2;         /**< 0. */
 } qvreg_options;
 
 /** The reference category of a dependent: the last one that occurs. */
@@ -172,6 +177,21 @@ QVREG_EXPORT int32_t qvreg_settings_get_logistic_options(const qvreg_settings* s
  * refused, 1009 for linear settings. */
 QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_logistic_options(
     qvreg_settings* settings, const qvreg_logistic_options* options, qvreg_error* error);
+
+/** Logistic `settings` shall start the iterations from `values`, finite, `count` of them: one per
+ * parameter, in the order of qvreg_results_get_estimates, those of redundant ones not used; 0 for
+ * none. Another number than there are parameters ends qvreg_component_create_parameters with 309.
+ * The initial log-likelihood stays that of the default start. `error`: 1008 for a value that is not
+ * finite, 1009 for linear settings. */
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_starting_values(qvreg_settings* settings,
+                                                                      const double* values,
+                                                                      size_t count,
+                                                                      qvreg_error* error);
+/** The starting values of logistic `settings` go to `values`, a buffer of `capacity`; `count` is
+ * how many they are, 0 for none. `error`: 1005, 1009 for linear settings. */
+QVREG_EXPORT int32_t qvreg_settings_get_starting_values(const qvreg_settings* settings,
+                                                        double* values, size_t capacity,
+                                                        size_t* count, qvreg_error* error);
 
 /** `settings` shall have `callback` called with `user` as an estimation goes on; null for none.
  * Components made before keep theirs. Both must live as long as the settings and any component made

@@ -114,7 +114,8 @@ enum qvreg_verdict {
   QVREG_VERDICT_VALID = 0,      /**< The record takes part. */
   QVREG_VERDICT_MISSING = 1,    /**< A value is missing: the record is skipped. */
   QVREG_VERDICT_BAD_WEIGHT = 2, /**< A weight is not above 0: the record is skipped. */
-  QVREG_VERDICT_UNSEEN = 3      /**< Scoring: a level combination has no parameter. */
+  QVREG_VERDICT_UNSEEN = 3      /**< Scoring: a level combination has no parameter; or, of a
+                                     logistic model, a value that has an estimate is not finite. */
 };
 
 /** How the iterations of a logistic estimation ended. */

@@ -25,8 +25,9 @@ inline constexpr long kDataProcessed = 306;
 inline constexpr long kNoRecords = 307;
 /// No positive degrees of freedom, or nothing was accumulated.
 inline constexpr long kNothingToFit = 308;
-/// The parameters were not created: an effect names a variable that has not that role. Or no record
-/// was added before the sweep: the pass after the first used none.
+/// The parameters were not created: an effect names a variable that has not that role, or the
+/// settings' starting values are not as many as the parameters (discrete datum 0: values, 1:
+/// parameters). Or no record was added before the sweep: the pass after the first used none.
 inline constexpr long kNoParameters = 309;
 /// The model is already built, or the matrix already swept.
 inline constexpr long kAlreadyBuilt = 310;

@@ -66,6 +66,21 @@ void QvSymBlockMatrix::Clear() {
   for (QvSymMatrix& block : fBlocks) block.SetToZero();
 }
 
+template <typename Visit>
+void QvSymBlockMatrix::ForEachElem(Visit&& visit) const {
+  for (int i = 0; i < fNRows; ++i) {
+    for (int j = 0; j <= i; ++j) {
+      const QvSymMatrix& block = fBlocks[BlockIndex(i, j)];
+      for (int a = 0; a < fBlockOrder; ++a) {
+        const int last = i == j ? a + 1 : fBlockOrder;
+        for (int b = 0; b < last; ++b) {
+          visit(i * fBlockOrder + a, j * fBlockOrder + b, block.GetElem(a, b));
+        }
+      }
+    }
+  }
+}
+
 int QvSymBlockMatrix::CopyToSymMatrix(QvSymMatrix& out) const {
   // A matrix of the right order is filled where it is: that cannot fail.
   const int order = fNRows * fBlockOrder;
@@ -74,17 +89,14 @@ int QvSymBlockMatrix::CopyToSymMatrix(QvSymMatrix& out) const {
     if (!whole.IsValidMatrix()) return 1;
     out = std::move(whole);
   }
-  for (int i = 0; i < fNRows; ++i) {
-    for (int j = 0; j <= i; ++j) {
-      const QvSymMatrix& block = fBlocks[BlockIndex(i, j)];
-      for (int a = 0; a < fBlockOrder; ++a) {
-        for (int b = 0; b < fBlockOrder; ++b) {
-          out.SetElem(i * fBlockOrder + a, j * fBlockOrder + b, block.GetElem(a, b));
-        }
-      }
-    }
-  }
+  ForEachElem([&out](int i, int j, double value) { out.SetElem(i, j, value); });
   return 0;
+}
+
+bool QvSymBlockMatrix::AddToSymMatrix(QvSymMatrix& out) const {
+  if (out.GetOrder() != fNRows * fBlockOrder) return false;
+  ForEachElem([&out](int i, int j, double value) { out.SetElem(i, j, out.GetElem(i, j) + value); });
+  return true;
 }
 
 void QvSymBlockMatrix::Display() const {

@@ -30,11 +30,18 @@ class QvSymBlockMatrix {
   /// Block after block in the order (0, 0), (1, 0), (1, 1), (2, 0), ..., to be updated in place; as
   /// many as there are must stay.
   [[nodiscard]] std::vector<QvSymMatrix>& GetBlocks() { return fBlocks; }
+  [[nodiscard]] const std::vector<QvSymMatrix>& GetBlocks() const { return fBlocks; }
   /// Writes the whole matrix into `out`, block row i at rows i m and on; 0, or 1 without memory.
   int CopyToSymMatrix(QvSymMatrix& out) const;
+  /// Adds the whole matrix to `out`, laid out the same; false, and nothing changed, for another
+  /// order.
+  bool AddToSymMatrix(QvSymMatrix& out) const;
   void Display() const;
 
  private:
+  /// Calls visit(i, j, element) for every element that is kept.
+  template <typename Visit>
+  void ForEachElem(Visit&& visit) const;
   static std::size_t BlockIndex(int i, int j) {
     const auto row = static_cast<std::size_t>(i);
     return row * (row + 1) / 2 + static_cast<std::size_t>(j);

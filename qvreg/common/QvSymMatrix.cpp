@@ -281,6 +281,15 @@ void QvSymMatrix::MultiplyByNumber(double c) {
   for (double& element : fLost) element *= c;
 }
 
+void QvSymMatrix::MultiplyByPowersOf2(const std::vector<int>& exponents) {
+  for (int i = 0; i < GetOrder(); ++i) {
+    const int own = exponents[static_cast<std::size_t>(i)];
+    for (int j = 0; j <= i; ++j) {
+      Row(i)[j] = std::ldexp(Row(i)[j], own + exponents[static_cast<std::size_t>(j)]);
+    }
+  }
+}
+
 void QvSymMatrix::ChangeSign() {
   for (double& element : fElements) element = -element;
   for (double& element : fLost) element = -element;
@@ -309,26 +318,25 @@ bool QvSymMatrix::Expand(const QvBitSet& keep, QvSymMatrix& out) const {
 int QvSymMatrix::LTChol(double tol, double& measure, bool stopAtSingular) {
   const int n = GetOrder();
   int result = 0;
-  double smallest = 0.0;
-  double largest = 0.0;
+  double smallest = 1.0;
   for (int i = 0; i < n; ++i) {
     double* row = Row(i);
+    const double original = row[i];
     for (int j = 0; j < i; ++j) {
       const double* other = Row(j);
       row[j] = other[j] > 0.0 ? (row[j] - Dot(j, row, other)) / other[j] : 0.0;
     }
-    const double pivot = row[i] - Dot(i, row, row);
-    if (!IsSoundPivot(pivot, tol, row[i])) {
+    const double pivot = original - Dot(i, row, row);
+    if (!IsSoundPivot(pivot, tol, original)) {
       std::fill_n(row, i + 1, 0.0);
       if (result == 0) result = i + 1;
       if (stopAtSingular) break;
       continue;
     }
     row[i] = std::sqrt(pivot);
-    smallest = largest > 0.0 ? std::min(smallest, pivot) : pivot;
-    largest = std::max(largest, pivot);
+    smallest = std::min(smallest, row[i] / std::sqrt(original));
   }
-  measure = result == 0 && largest > 0.0 ? smallest / largest : 0.0;
+  measure = result == 0 && n > 0 ? smallest : 0.0;
   return result;
 }
 

@@ -80,6 +80,9 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   void SetToZero();
   /// Multiplies every element by c.
   void MultiplyByNumber(double c);
+  /// Multiplies every element (i, j) by 2 to the power of exponents[i] + exponents[j]; an element
+  /// that no double holds becomes infinite or 0. REQUIRES: an exponent per row.
+  void MultiplyByPowersOf2(const std::vector<int>& exponents);
   /// Multiplies every element by -1.
   void ChangeSign();
   /// Copies the leading block of out's order (at most this matrix's) into `out`.
@@ -94,7 +97,8 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// A pivot not greater than tol times its original diagonal (or not finite) is singular: the
   /// first one gives the return value 1 + its index, and its row and column of L are treated as
   /// zero, so that the operations below stay finite and give 0 in that place. `measure` becomes the
-  /// smallest pivot over the largest, 0 when one is singular. `stopAtSingular` leaves the rest of
+  /// smallest L(k,k) / sqrt(a(k,k)), a(k,k) being the original diagonal: between 0 and 1 whatever
+  /// the units of rows and columns, 0 when a pivot is singular. `stopAtSingular` leaves the rest of
   /// the matrix unfactored after the first singular pivot.
   int LTChol(double tol, double& measure, bool stopAtSingular);
   /// With the factor L in place: solves L L' x = b; 0, or 1 for a wrong shape or without memory.

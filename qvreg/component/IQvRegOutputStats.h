@@ -31,7 +31,7 @@ class QVREG_EXPORT IQvRegOutputStats {
   /// Records per category of every factor, in the order of the settings.
   [[nodiscard]] virtual const QvFactorCounts& GetFactorCounts() const = 0;
   /// Weighted means of the covariates in the order of the settings (the linear model: and last
-  /// that of the dependent).
+  /// that of the dependent); the missing value for one with a value that is not finite.
   [[nodiscard]] virtual const std::vector<double>& GetMeanValues() const = 0;
   /// 0 for a redundant parameter.
   [[nodiscard]] virtual const std::vector<double>& GetParamEstimates() const = 0;
@@ -39,10 +39,11 @@ class QVREG_EXPORT IQvRegOutputStats {
   [[nodiscard]] virtual const std::vector<QvRegrParameter>& GetParameters() const = 0;
   /// The sum of the frequency weights of the records used.
   [[nodiscard]] virtual double GetTotalFreqWeight() const = 0;
-  /// The sum of frequency times regression weight of the records used.
+  /// The sum of frequency times regression weight of the records used; infinite where no double is
+  /// as large.
   [[nodiscard]] virtual double GetTotalRegrWeight() const = 0;
   /// The settings' degrees of freedom, or the total regression weight less the number of
-  /// parameters, redundant ones included.
+  /// parameters, redundant ones included; infinite where that weight is.
   [[nodiscard]] virtual double GetNDegFreedom() const = 0;
   /// The fit statistic `stat`; the missing value for one that the model does not serve.
   [[nodiscard]] virtual double GetModelFitStat(QvConst::QvModelFitStat stat) const = 0;

@@ -16,4 +16,9 @@ struct QvRecordCounts {
   /// What the first later pass that did not use fUsed records used: an iterator that does not
   /// deliver the same records in every pass gives a wrong model. -1 when all used as many.
   long long fUsedLater = -1;
+
+  /// Takes note that a later pass used `nRecords` records.
+  void NoteLaterPass(long long nRecords) {
+    if (nRecords != fUsed && fUsedLater < 0) fUsedLater = nRecords;
+  }
 };

@@ -1,10 +1,19 @@
 #include "qvreg/design/QvDesignRow.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "qvreg/common/QvBitSet.h"
+#include "qvreg/common/QvScaledProduct.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/settings/QvRegrParameter.h"
+
+namespace {
+
+/// Powers of two within it have an inverse that is a normal double.
+constexpr int kLargestFactorExponent = 1022;
+
+}  // namespace
 
 void QvDesignRow::Setup(const QvFactorTables& tables,
                         const std::vector<QvRegrParameter>& effectParameters,
@@ -13,6 +22,10 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
   fMultipliers.clear();
   fMultiplierOffsets.assign(1, 0);
   fSingles.clear();
+  fFactors.clear();
+  fbDivided = false;
+  fExponents.clear();
+  fCareful.clear();
   for (const QvRegrParameter& parameter : effectParameters) {
     for (std::size_t i = 0; i < parameter.GetCovariates().size(); ++i) {
       const auto place =
@@ -21,8 +34,15 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
       fMultipliers.insert(fMultipliers.end(), power,
                           positions[static_cast<std::size_t>(place - covariateVars.begin())]);
     }
-    const bool isSingle = fMultipliers.size() == fMultiplierOffsets.back() + 1;
+    const std::size_t effect = fExponents.size();
+    const int exponent = tables.GetColumnSizes().GetEffectExponent(effect);
+    const bool isSingle = fMultipliers.size() == fMultiplierOffsets.back() + 1 &&
+                          std::abs(exponent) <= kLargestFactorExponent;
     fSingles.push_back(isSingle ? fMultipliers.back() : -1);
+    fFactors.push_back(isSingle ? std::ldexp(1.0, -exponent) : 1.0);
+    fbDivided = fbDivided || fFactors.back() != 1.0;
+    fExponents.push_back(exponent);
+    fCareful.push_back(exponent != 0 || !tables.GetColumnSizes().IsPlainProduct(effect) ? 1 : 0);
     fMultiplierOffsets.push_back(fMultipliers.size());
   }
   fIndices.assign(effectParameters.size() + 1, 0);
@@ -30,12 +50,29 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
   fCount = 0;
 }
 
-double QvDesignRow::EffectValue(std::size_t effect, const double* values) const {
+double QvDesignRow::PlainProduct(std::size_t effect, const double* values) const {
   double product = 1.0;
   for (std::size_t i = fMultiplierOffsets[effect]; i < fMultiplierOffsets[effect + 1]; ++i) {
     product *= values[fMultipliers[i]];
   }
   return product;
+}
+
+double QvDesignRow::CarefulProduct(std::size_t effect, const double* values, int exponent) const {
+  QvCommon::QvScaledProduct product;
+  for (std::size_t i = fMultiplierOffsets[effect]; i < fMultiplierOffsets[effect + 1]; ++i) {
+    product.Multiply(values[fMultipliers[i]]);
+  }
+  return product.InUnitsOf(exponent);
+}
+
+double QvDesignRow::ProductValue(std::size_t effect, const double* values) const {
+  return fCareful[effect] != 0 ? CarefulProduct(effect, values, fExponents[effect])
+                               : PlainProduct(effect, values);
+}
+
+double QvDesignRow::HostValue(std::size_t effect, const double* values) const {
+  return fCareful[effect] != 0 ? CarefulProduct(effect, values, 0) : PlainProduct(effect, values);
 }
 
 void QvDesignRow::Append(int index, double value) {
@@ -50,12 +87,6 @@ void QvDesignRow::Remove(const QvCommon::QvBitSet& columns) {
   for (std::size_t a = 0; a < count; ++a) {
     if (!columns.IsIn(fIndices[a])) Append(fIndices[a], fValues[a]);
   }
-}
-
-bool QvDesignRow::Expand(const double* values) {
-  bool ok = true;
-  ExpandIndices(values, fpFactorTables->GetRowParameterIndices(values, ok));
-  return ok;
 }
 
 namespace {
@@ -74,29 +105,62 @@ std::size_t CloseUp(std::size_t n, int* indices, double* values) {
   return count;
 }
 
+constexpr auto kSameNumber = [](int column) { return column; };
+
 }  // namespace
 
-template <typename Number>
-std::size_t QvDesignRow::Fill(const double* values, const std::vector<int>& parameterIndices,
-                              Number&& number, int* outIndices, double* outValues) const {
-  const int* singles = fSingles.data();
+template <typename Value, typename Number>
+std::size_t QvDesignRow::Fill(Value&& value, const std::vector<int>& parameterIndices,
+                              Number&& number, int* outIndices, double* outValues) {
   const int* columns = parameterIndices.data();
   const std::size_t nEffects = parameterIndices.size();
   bool hasZero = false;
   for (std::size_t effect = 0; effect < nEffects; ++effect) {
-    const int position = singles[effect];
-    const double value = position >= 0 ? values[position] : EffectValue(effect, values);
+    const double design = value(effect);
     const int index = number(columns[effect]);
     outIndices[effect] = index;
-    outValues[effect] = value;
-    hasZero |= (index < 0) | (value == 0.0);
+    outValues[effect] = design;
+    hasZero |= (index < 0) | (design == 0.0);
   }
   return hasZero ? CloseUp(nEffects, outIndices, outValues) : nEffects;
 }
 
+template <typename Number>
+std::size_t QvDesignRow::FillForEstimation(const double* values,
+                                           const std::vector<int>& parameterIndices,
+                                           Number&& number, int* outIndices,
+                                           double* outValues) const {
+  const int* singles = fSingles.data();
+  const double* factors = fFactors.data();
+  const auto plain = [this, values, singles](std::size_t effect) {
+    const int position = singles[effect];
+    return position >= 0 ? values[position] : ProductValue(effect, values);
+  };
+  const auto divided = [this, values, singles, factors](std::size_t effect) {
+    const int position = singles[effect];
+    return position >= 0 ? values[position] * factors[effect] : ProductValue(effect, values);
+  };
+  return fbDivided ? Fill(divided, parameterIndices, number, outIndices, outValues)
+                   : Fill(plain, parameterIndices, number, outIndices, outValues);
+}
+
+bool QvDesignRow::Expand(const double* values) {
+  bool ok = true;
+  ExpandIndices(values, fpFactorTables->GetRowParameterIndices(values, ok));
+  return ok;
+}
+
+bool QvDesignRow::ExpandInHostUnits(const double* values) {
+  bool ok = true;
+  const std::vector<int>& indices = fpFactorTables->GetRowParameterIndices(values, ok);
+  const auto value = [&](std::size_t effect) { return HostValue(effect, values); };
+  fCount = static_cast<int>(Fill(value, indices, kSameNumber, fIndices.data(), fValues.data()));
+  return ok;
+}
+
 void QvDesignRow::ExpandIndices(const double* values, const std::vector<int>& parameterIndices) {
-  const auto same = [](int column) { return column; };
-  fCount = static_cast<int>(Fill(values, parameterIndices, same, fIndices.data(), fValues.data()));
+  fCount = static_cast<int>(
+      FillForEstimation(values, parameterIndices, kSameNumber, fIndices.data(), fValues.data()));
 }
 
 void QvDesignRow::ExpandNumbered(const double* values, const std::vector<int>& parameterIndices,
@@ -107,7 +171,7 @@ void QvDesignRow::ExpandNumbered(const double* values, const std::vector<int>& p
   outIndices.resize(parameterIndices.size());
   outValues.resize(parameterIndices.size());
   const std::size_t count =
-      Fill(values, parameterIndices, number, outIndices.data(), outValues.data());
+      FillForEstimation(values, parameterIndices, number, outIndices.data(), outValues.data());
   outIndices.resize(count);
   outValues.resize(count);
 }

@@ -12,6 +12,9 @@ class QvRegrParameter;
 /// The design row of one record in sparse form: the parameters whose column is not zero, in
 /// ascending order, with their values. Refilled for every record without allocation.
 ///
+/// The values are those that the estimation works with: each effect's divided by 2 to the power of
+/// the exponent that the factor tables' column sizes give it, which is 0 for numbers of usual size.
+///
 /// Borrows the factor tables, which must outlive it. Used from one thread at a time.
 class QvDesignRow {
  public:
@@ -33,8 +36,10 @@ class QvDesignRow {
   void ExpandNumbered(const double* values, const std::vector<int>& parameterIndices,
                       const std::vector<int>& numbers, std::vector<int>& outIndices,
                       std::vector<double>& outValues) const;
-  /// The value of an effect's columns for a row. REQUIRES: an effect of Setup.
-  [[nodiscard]] double EffectValue(std::size_t effect, const double* values) const;
+  /// As Expand, with the values as the host knows them.
+  bool ExpandInHostUnits(const double* values);
+  /// The value of an effect's columns as the host knows it. REQUIRES: an effect of Setup.
+  [[nodiscard]] double HostValue(std::size_t effect, const double* values) const;
   /// Takes the values of the columns whose bit is set out of the row.
   void Remove(const QvCommon::QvBitSet& columns);
   /// Adds a value behind the others, such as the dependent's. REQUIRES: a larger index; once per
@@ -55,17 +60,32 @@ class QvDesignRow {
   void Unscatter(std::vector<double>& row) const;
 
  private:
+  template <typename Value, typename Number>
+  static std::size_t Fill(Value&& value, const std::vector<int>& parameterIndices, Number&& number,
+                          int* outIndices, double* outValues);
+  /// Fill with the values of the estimation.
   template <typename Number>
-  std::size_t Fill(const double* values, const std::vector<int>& parameterIndices, Number&& number,
-                   int* outIndices, double* outValues) const;
+  std::size_t FillForEstimation(const double* values, const std::vector<int>& parameterIndices,
+                                Number&& number, int* outIndices, double* outValues) const;
+  /// Such a value that is not a single covariate times a factor.
+  [[nodiscard]] double ProductValue(std::size_t effect, const double* values) const;
+  [[nodiscard]] double PlainProduct(std::size_t effect, const double* values) const;
+  /// The product of an effect whose numbers are of unusual size, in units of 2^`exponent`.
+  [[nodiscard]] double CarefulProduct(std::size_t effect, const double* values, int exponent) const;
 
   const QvFactorTables* fpFactorTables = nullptr;
   /// Effect after effect the positions to multiply, each as often as its power says.
   std::vector<int> fMultipliers;
   /// Where each effect's multipliers start; one entry more than there are effects.
   std::vector<std::size_t> fMultiplierOffsets;
-  /// Per effect the covariate that alone, once, multiplies it; -1 for any other effect.
+  /// Per effect the covariate that alone, once, multiplies it, and what that is multiplied by; -1
+  /// for any other effect.
   std::vector<int> fSingles;
+  std::vector<double> fFactors;
+  bool fbDivided = false;  ///< Whether some factor is not 1.
+  std::vector<int> fExponents;
+  /// Per effect whether its product takes care of the range of a double.
+  std::vector<char> fCareful;
   std::vector<int> fIndices;
   std::vector<double> fValues;
   int fCount = 0;

@@ -11,12 +11,12 @@
 QvCommon::QvStatus FillFactorTables(QvRecordPass& pass, QvFactorTables& tables,
                                     QvRecordCounts& counts);
 
-/// A later pass: calls `step(const Record&)` for every record that the first pass counted, and has
-/// the tables note how many they were. The pass's status; where the step answers false it ends
+/// A later pass: calls `step(const Record&)` for every record that the first pass counted, and
+/// notes in `counts` how many they were. The pass's status; where the step answers false it ends
 /// there, as QvRecordPass::RefusedRecord says.
 template <typename Step>
 QvCommon::QvStatus ForEachCountedRecord(QvRecordPass& pass, const QvFactorTables& tables,
-                                        Step&& step) {
+                                        QvRecordCounts& counts, Step&& step) {
   long long nUsed = 0;
   const QvCommon::QvStatus result = pass.Run(
       [&](const QvCommon::Record& record, QvRecordVerdict verdict, QvCommon::QvStatus& status) {
@@ -26,6 +26,6 @@ QvCommon::QvStatus ForEachCountedRecord(QvRecordPass& pass, const QvFactorTables
         status = QvRecordPass::RefusedRecord(pass.GetCancelInfo());
         return false;
       });
-  if (!result.IsError()) tables.NoteLaterPass(nUsed);
+  if (!result.IsError()) counts.NoteLaterPass(nUsed);
   return result;
 }

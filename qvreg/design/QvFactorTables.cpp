@@ -22,6 +22,12 @@ constexpr double kManyUnits = 0x1p+64;
 
 std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 
+/// The mean of values of total weight `total` once value x, of weight w, is among them, where the
+/// difference of the two leaves the range of a double: a quarter of it does not.
+double MovedLargeMean(double mean, double x, double total, double w) {
+  return 4.0 * (mean / 4.0 + (x / 4.0 - mean / 4.0) / total * w);
+}
+
 }  // namespace
 
 QvFactorTables::QvFactorTables(const std::vector<int>& factorVars,
@@ -80,6 +86,7 @@ void QvFactorTables::SetFactorTables() {
 void QvFactorTables::SetCovariates(const std::vector<int>& covariateVars) {
   fCovariateVars = covariateVars;
   fCovariateMeans.assign(covariateVars.size(), 0.0);
+  fColumnSizes.SetVariables(covariateVars);
   fbMeansComputed = false;
 }
 
@@ -95,6 +102,7 @@ bool QvFactorTables::UpdateAll(const Record& record) {
   const double regression = fRegrWeightVar >= 0 ? record[fRegrWeightVar] : 1.0;
   fTotalRegrWeight += w * regression;
   if (HasDependentCounts()) fDependRegrWeights[Index(category)] += w * regression;
+  fColumnSizes.MeasureProducts(record.GetAll());
   UpdateMeans(record, AddMeanWeight(w, regression));
   return isRecorded;
 }
@@ -131,7 +139,10 @@ void QvFactorTables::UpdateMeans(const Record& record, double w) {
   if (!(fMeanWeight > 0.0)) return;
   for (std::size_t j = 0; j < fCovariateVars.size(); ++j) {
     const double mean = fCovariateMeans[j];
-    const double moved = mean + (record[fCovariateVars[j]] - mean) / fMeanWeight * w;
+    const double x = record[fCovariateVars[j]];
+    fColumnSizes.MeasureVariable(j, x);
+    double moved = mean + (x - mean) / fMeanWeight * w;
+    if (std::isinf(moved) && std::isfinite(x)) moved = MovedLargeMean(mean, x, fMeanWeight, w);
     // What is left where a mean passes through 0 is cancellation, not data.
     const bool isResidue = std::fabs(moved) < 2.0 * std::fabs(mean) * QvPower::gMachineEpsilon;
     fCovariateMeans[j] = isResidue ? 0.0 : moved;
@@ -269,13 +280,11 @@ const std::vector<double>& QvFactorTables::GetCovariateMeans() {
   if (!fbMeansComputed && !(fTotalFreqWeight > 0.0)) {
     std::fill(fCovariateMeans.begin(), fCovariateMeans.end(), QvMV::gMissingValue);
   }
+  for (double& mean : fCovariateMeans) {
+    if (!std::isfinite(mean)) mean = QvMV::gMissingValue;
+  }
   fbMeansComputed = true;
   return fCovariateMeans;
-}
-
-void QvFactorTables::NoteLaterPass(long long nRecords) const {
-  const bool isSame = static_cast<double>(nRecords) == fSampleSize;
-  if (!isSame && fUsedLater < 0) fUsedLater = nRecords;
 }
 
 void QvFactorTables::DisplayEffects() const {

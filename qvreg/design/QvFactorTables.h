@@ -5,6 +5,7 @@
 
 #include "qvreg/common/QvHashKey.h"
 #include "qvreg/common/QvWeightUnit.h"
+#include "qvreg/design/QvColumnSizes.h"
 #include "qvreg/design/QvFactorCounts.h"
 #include "qvreg/design/QvHashtable.h"
 
@@ -14,9 +15,10 @@
 /// one per combination seen of every other, in lexicographic order of the codes, the effect's first
 /// factor most significant.
 ///
-/// Calling order: SetModelEffectFactors, SetCovariates, SetRegrWeightVar, UpdateAll per valid
-/// record, CreateParameterIndices, look-ups. Owns its tables. Used from one thread at a time: even
-/// const look-ups share scratch space, and a returned reference lives until the next look-up.
+/// Calling order: SetModelEffectFactors, SetCovariates, SetEffectCovariates, SetRegrWeightVar,
+/// UpdateAll per valid record, CreateParameterIndices, look-ups. Owns its tables. Used from one
+/// thread at a time: even const look-ups share scratch space, and a returned reference lives until
+/// the next look-up.
 class QvFactorTables : public QvFactorCounts {
  public:
   using PairList = std::vector<QvCommon::QvHashPair<int>*>;
@@ -40,8 +42,13 @@ class QvFactorTables : public QvFactorCounts {
   /// afresh.
   void SetModelEffectFactors(const std::vector<std::vector<int>>& effectFactors,
                              const std::vector<int>& factorOffsets);
-  /// Record indices of the variables to average.
+  /// Record indices of the variables to average, and to measure.
   void SetCovariates(const std::vector<int>& covariateVars);
+  /// Per model effect a parameter that tells the covariates, which must be among those variables,
+  /// that multiply its columns: without it every column counts as one of usual size.
+  void SetEffectCovariates(const std::vector<QvRegrParameter>& effects) {
+    fColumnSizes.SetEffects(effects);
+  }
   /// Record index of the regression weight, -1 for none.
   void SetRegrWeightVar(int var) { fRegrWeightVar = var; }
 
@@ -89,13 +96,12 @@ class QvFactorTables : public QvFactorCounts {
   }
   /// The number of records counted.
   [[nodiscard]] double GetSampleSize() const { return fSampleSize; }
-  /// The weighted means; missing values when the total frequency weight is not above 0.
+  /// The weighted means; the missing value for one with a value that is not finite, and for all
+  /// when the total frequency weight is not above 0.
   const std::vector<double>& GetCovariateMeans();
 
-  /// Takes note that a pass after the first, which UpdateAll saw, used `nRecords` records.
-  void NoteLaterPass(long long nRecords) const;
-  /// What the first such pass used that did not use GetSampleSize() records; -1 while all did.
-  [[nodiscard]] long long GetUsedLater() const { return fUsedLater; }
+  /// What each column is divided by for the estimation.
+  [[nodiscard]] const QvColumnSizes& GetColumnSizes() const { return fColumnSizes; }
 
   void Display() const;
 
@@ -144,6 +150,7 @@ class QvFactorTables : public QvFactorCounts {
   std::vector<int> fCovariateVars;
   int fRegrWeightVar = -1;
   std::vector<double> fCovariateMeans;
+  QvColumnSizes fColumnSizes;
   bool fbMeansComputed = false;
   double fTotalFreqWeight = 0.0;
   double fTotalRegrWeight = 0.0;
@@ -152,5 +159,4 @@ class QvFactorTables : public QvFactorCounts {
   QvCommon::QvWeightUnit fMeanUnit;
   std::vector<double> fDependRegrWeights;
   double fSampleSize = 0.0;
-  mutable long long fUsedLater = -1;
 };

@@ -36,6 +36,7 @@ void QvGLMAlgorithm::SetUpFactorTables() {
   std::vector<int> averaged = fSettings.GetCovariates();
   averaged.push_back(fSettings.GetDependent());
   fFactorTables.SetCovariates(averaged);
+  fFactorTables.SetEffectCovariates(fDesign.GetEffectParameters());
   fFactorTables.SetRegrWeightVar(fSettings.GetRegrWeightVar());
 }
 
@@ -69,7 +70,7 @@ template <typename Step>
 QvStatus QvGLMAlgorithm::ForEachRecord(MultiPassRecordIter& iter, Step&& step) {
   if (!fbDataProcessed) return {QvStatusCode::kDataNotProcessed, false};
   QvRecordPass pass(iter, fCancelInfo, fValidator);
-  return ForEachCountedRecord(pass, fFactorTables,
+  return ForEachCountedRecord(pass, fFactorTables, fRecordCounts,
                               [&](const Record& record) { return step(record.GetAll()); });
 }
 
@@ -82,11 +83,14 @@ QvStatus QvGLMAlgorithm::Estimate(MultiPassRecordIter& iter) {
   if (status.IsError()) return status;
 
   if (!fModel.IsSwept()) return {QvStatusCode::kStageMissing, false};
-  status = ForEachRecord(iter, [this](const double* values) {
-    fModel.ResidualStep(values);
-    return true;
-  });
-  return status.IsError() ? status : fModel.Fit();
+  do {
+    status = ForEachRecord(iter, [this](const double* values) {
+      fModel.ResidualStep(values);
+      return true;
+    });
+    if (status.IsError()) return status;
+  } while (fModel.Refine());
+  return fModel.Fit();
 }
 
 QvStatus QvGLMAlgorithm::BuildModel(MultiPassRecordIter& iter) {
@@ -94,7 +98,6 @@ QvStatus QvGLMAlgorithm::BuildModel(MultiPassRecordIter& iter) {
   if (!fModel.HasMatrix()) return fStatus = QvStatus(QvStatusCode::kNoParameters, false);
   if (fbModelBuilt) return {QvStatusCode::kAlreadyBuilt, false};
   fStatus = Estimate(iter);
-  fRecordCounts.fUsedLater = fFactorTables.GetUsedLater();
   if (fStatus.IsError()) return fStatus;
   fbModelBuilt = true;
   if (!fWarnings.empty()) fStatus = fWarnings.back();

@@ -15,8 +15,9 @@
 #include "qvreg/settings/QvRegSettings.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
-/// The three passes of a linear model over a host's records: level combinations and means;
-/// cross-products, then their sweep; residuals, then the fit.
+/// The passes of a linear model over a host's records: level combinations and means;
+/// cross-products, then their sweep; residuals, again for each further step of refinement, then
+/// the fit.
 ///
 /// Borrows the settings, which must outlive it; owns validator, factor tables and model. The
 /// effects' variable lists are read during construction only. May throw std::bad_alloc from any
@@ -32,7 +33,7 @@ class QvGLMAlgorithm {
   /// effect names a variable that the settings do not.
   QvCommon::QvStatus CreateParameters(QvCommon::MultiPassRecordIter& iter,
                                       std::vector<QvRegrParameter>& params);
-  /// The second and third pass. 309 without parameters, 310 when built.
+  /// The second pass and those of the residuals. 309 without parameters, 310 when built.
   QvCommon::QvStatus BuildModel(QvCommon::MultiPassRecordIter& iter);
   /// The predicted value of a record; 1 when cancelled, 311 when not built, 315 when the record is
   /// too short. The result is not kept.

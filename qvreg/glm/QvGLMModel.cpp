@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <new>
+#include <utility>
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
@@ -45,6 +47,9 @@ QvStatus QvGLMModel::CreateParameters(const std::vector<QvRegrParameter>& effect
   }
 
   fParameters = CreateEffectParameters(*fpFactorTables, effectParameters);
+  const QvColumnSizes& sizes = fpFactorTables->GetColumnSizes();
+  fExponents = sizes.GetParameterExponents(fParameters);
+  fDependentExponent = sizes.GetVariableExponent(fSettings.GetDependent());
   fDesignRow.Setup(*fpFactorTables, effectParameters, fCovariateOffsets, fCovariateOffsets);
   fDenseRow.assign(static_cast<std::size_t>(nParameters) + 1, 0.0);
   fMatrix = std::move(matrix);
@@ -65,10 +70,15 @@ double QvGLMModel::RecordWeight(const double* values) const {
                         regression >= 0 ? values[regression] : 1.0);
 }
 
+double QvGLMModel::Dependent(const double* values) const {
+  const double y = values[fSettings.GetDependent()];
+  return fDependentExponent == 0 ? y : std::ldexp(y, -fDependentExponent);
+}
+
 bool QvGLMModel::AddRecord(const double* values) {
   if (!HasMatrix() || fbSwept || values == nullptr) return false;
   const double w = RecordWeight(values);
-  const double y = values[fSettings.GetDependent()];
+  const double y = Dependent(values);
   fbWeightsFinite = fbWeightsFinite && std::isfinite(w);
   fbDependentFinite = fbDependentFinite && std::isfinite(y);
   fDesignRow.Expand(values);
@@ -113,6 +123,14 @@ bool QvGLMModel::ReadEstimates() {
   return true;
 }
 
+void QvGLMModel::SetHostEstimates() {
+  fHostEstimates = fEstimates;
+  for (std::size_t k = 0; k < fEstimates.size(); ++k) {
+    const int exponent = fDependentExponent - fExponents[k];
+    if (exponent != 0) fHostEstimates[k] = std::ldexp(fEstimates[k], exponent);
+  }
+}
+
 QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
   if (fbSwept) return {QvStatusCode::kAlreadyBuilt, false};
@@ -124,16 +142,23 @@ QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
                                     fSettings.GetTolerance(), fRedundancy, cancel);
   if (status.IsError()) return status;
   if (!ReadEstimates()) return {QvStatusCode::kTooManyParameters, false};
+  SetHostEstimates();
   fMatrix->ZeroOutRedundant(fRedundancy);
   if (fSettings.GetRefineEstimates()) {
     // Divided after the refinement, whose corrections the quotient may be too small for.
-    fRefinement.emplace(GetNParameters());
+    fRefinement.emplace(GetNParameters(), fSettings.GetMaxRefinements());
   } else {
     DivideByScale();
   }
-  fSums = fSettings.GetInterceptUse() ? QvGLMFitSums(fDependentMean) : QvGLMFitSums();
+  StartSums();
   fbSwept = true;
   return {};
+}
+
+void QvGLMModel::StartSums() {
+  const double mean = std::ldexp(fDependentMean, -fDependentExponent);
+  fSums = fSettings.GetInterceptUse() ? QvGLMFitSums(mean) : QvGLMFitSums();
+  fWeightedRecordCount = 0;
 }
 
 void QvGLMModel::DivideByScale() {
@@ -141,13 +166,35 @@ void QvGLMModel::DivideByScale() {
   // two, then that in two factors.
   const int half = fWeightUnit.GetExponent() / 2;
   fMatrix->MultiplyByNumber(fUnitOverScale);
+  if (IsScaled()) {
+    MakeScaledCovariance();
+    return;
+  }
   fMatrix->MultiplyByNumber(std::ldexp(1.0, -half));
   fMatrix->MultiplyByNumber(std::ldexp(1.0, half - fWeightUnit.GetExponent()));
 }
 
+bool QvGLMModel::IsScaled() const {
+  return std::any_of(fExponents.begin(), fExponents.end(), [](int e) { return e != 0; });
+}
+
+void QvGLMModel::MakeScaledCovariance() {
+  // Either may be in range where the other is not: each is made of what they have in common.
+  const int half = fWeightUnit.GetExponent() / 2;
+  fMatrix->MultiplyByNumber(std::ldexp(1.0, 2 * half - fWeightUnit.GetExponent()));
+  QvCommon::QvSymMatrix scaled(GetNParameters());
+  if (!scaled.IsValidMatrix()) throw std::bad_alloc();
+  fMatrix->ExtractFirstNRows(scaled);
+  std::vector<int> powers(fExponents.size() + 1, -half);
+  scaled.MultiplyByPowersOf2(powers);
+  for (std::size_t k = 0; k < fExponents.size(); ++k) powers[k] -= fExponents[k];
+  fMatrix->MultiplyByPowersOf2(powers);
+  fScaledCovariance = std::move(scaled);
+}
+
 void QvGLMModel::ResidualStep(const double* values) {
   const double w = RecordWeight(values);
-  const double y = values[fSettings.GetDependent()];
+  const double y = Dependent(values);
   fDesignRow.Expand(values);
   if (fbHasNonFinite) fDesignRow.Remove(fNonFinite);
   const double residual = fRefinement ? fRefinement->AddRecord(fDesignRow, y, w, fEstimates)
@@ -156,30 +203,42 @@ void QvGLMModel::ResidualStep(const double* values) {
   if (w * fUnitOverScale != 0.0) ++fWeightedRecordCount;
 }
 
-double QvGLMModel::ApplyRefinement() {
-  const double decrease =
-      fbDependentFinite ? fRefinement->Apply(*fMatrix, fUnitOverScale, fEstimates) : 0.0;
-  fRefinement.reset();
-  DivideByScale();
-  return decrease;
+bool QvGLMModel::Refine() {
+  if (!fRefinement || !fbDependentFinite) return false;
+  if (!fRefinement->Step(*fMatrix, fUnitOverScale, fSums.GetResidualSum(), fEstimates))
+    return false;
+  StartSums();
+  return true;
 }
 
 void QvGLMModel::ComputeFitStatistics() {
   if (!std::isfinite(fResidualSum) || !std::isfinite(fTotalSum)) {
     fbDependentFinite = fbDependentFinite && !fbWeightsFinite;
-    fRootMeanSquareError = fMultipleRSquare = QvMV::gMissingValue;
+    fRootMeanSquareError = fScaledError = fMultipleRSquare = QvMV::gMissingValue;
     return;
   }
-  if (fScale > 0.0) fRootMeanSquareError = std::sqrt(fResidualSum);
+  if (fScale > 0.0) {
+    fScaledError = std::sqrt(fResidualSum);
+    const double error = std::ldexp(fScaledError, fDependentExponent);
+    fRootMeanSquareError = std::isfinite(error) ? error : QvMV::gMissingValue;
+  }
   if (fTotalSum > 0.0) {
     const double rSquare = 1.0 - fResidualSum / fTotalSum;
     fMultipleRSquare = rSquare > kLeastRSquare ? rSquare : 0.0;
   }
 }
 
+double QvGLMModel::SquareInHostUnits(double sum) const {
+  return std::ldexp(sum, 2 * fDependentExponent);
+}
+
 QvStatus QvGLMModel::Fit() {
-  const double decrease = fRefinement ? ApplyRefinement() : 0.0;
-  fResidualSum = std::max(fSums.GetResidualSum() - decrease, 0.0) * fUnitOverScale;
+  const bool isRefined = fRefinement && fbDependentFinite;
+  const double sum = isRefined ? fRefinement->GetResidualSum() : fSums.GetResidualSum();
+  if (fRefinement) DivideByScale();
+  fRefinement.reset();
+  SetHostEstimates();
+  fResidualSum = std::max(sum, 0.0) * fUnitOverScale;
   fTotalSum = fSums.GetTotalSum() * fUnitOverScale;
   ComputeFitStatistics();
   if (fWeightedRecordCount == 0 || fScale <= 0.0) return {QvStatusCode::kNothingToFit, false};
@@ -187,7 +246,7 @@ QvStatus QvGLMModel::Fit() {
 }
 
 bool QvGLMModel::ExpandRow(const double* values, double dependent, std::vector<double>& row) {
-  const bool ok = fDesignRow.Expand(values);
+  const bool ok = fDesignRow.ExpandInHostUnits(values);
   row.assign(static_cast<std::size_t>(GetNParameters()) + 1, 0.0);
   fDesignRow.Scatter(row);
   row.back() = dependent;
@@ -203,7 +262,7 @@ double QvGLMModel::GetPredictedValue(const double* values) {
     // A column without an estimate may hold anything.
     if (estimate != 0.0) sum += estimate * fDesignRow.GetValues()[place];
   }
-  return sum;
+  return std::ldexp(sum, fDependentExponent);
 }
 
 void QvGLMModel::Display() const {
@@ -224,10 +283,10 @@ void QvGLMModel::Display() const {
   QvComponentDisplay::DisplayB("Swept", fbSwept);
   QvComponentDisplay::DisplayCount("Records added to matrix", fRecordsAdded);
   fRedundancy.Display();
-  QvComponentDisplay::DisplayDV("Parameter estimates", fEstimates, true);
+  QvComponentDisplay::DisplayDV("Parameter estimates", fHostEstimates, true);
   QvComponentDisplay::DisplayDV("Design row", fDenseRow, true);
-  QvComponentDisplay::DisplayD("Residual sum", fResidualSum);
-  QvComponentDisplay::DisplayD("Total sum", fTotalSum);
+  QvComponentDisplay::DisplayD("Residual sum", GetResidualSum());
+  QvComponentDisplay::DisplayD("Total sum", GetTotalSum());
   QvComponentDisplay::DisplayD("Dependent mean", fDependentMean);
   QvComponentDisplay::DisplayD("Scale", fScale);
   QvComponentDisplay::DisplayCount("Weighted record count", fWeightedRecordCount);

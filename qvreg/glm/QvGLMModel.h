@@ -18,7 +18,11 @@
 /// The numerical state of a linear model: parameters, the weighted mean cross-products of the
 /// design row and the dependent, their sweep, the estimates and two fit statistics.
 ///
-/// Life: Initialize, CreateParameters, AddRecord per record, Sweep, ResidualStep per record, Fit.
+/// Within, columns and dependent of unusual size are divided by powers of two (see QvColumnSizes);
+/// estimates, sums, mean and root mean square error are answered in the host's units.
+///
+/// Life: Initialize, CreateParameters, AddRecord per record, Sweep, ResidualStep per record, again
+/// while Refine says so, Fit.
 /// Borrows the settings and the factor tables, which must outlive it; owns the matrix. Used from
 /// one thread at a time.
 class QvGLMModel {
@@ -45,9 +49,11 @@ class QvGLMModel {
   QvCommon::QvStatus Sweep(QvCancelInfo& cancel);
   /// Accumulates a record into the residual and total sums. REQUIRES: swept.
   void ResidualStep(const double* values);
-  /// Applies the refinement, when the settings ask for it, and computes the fit statistics, the
-  /// missing value for one whose sums are not finite. 308 without a weighted record or a positive
-  /// scale.
+  /// After a residual step for each record: refines the estimates, when the settings ask for it.
+  /// True when the records are worth another residual step each.
+  bool Refine();
+  /// Computes the fit statistics, the missing value for one whose sums are not finite. 308 without
+  /// a weighted record or a positive scale.
   QvCommon::QvStatus Fit();
 
   /// The dense design row: p values, then `dependent`. False when a level combination has no
@@ -58,11 +64,16 @@ class QvGLMModel {
   double GetPredictedValue(const double* values);
 
   [[nodiscard]] bool HasMatrix() const { return fMatrix.has_value(); }
-  /// REQUIRES: HasMatrix(). Before the sweep: the cross-products, times the scale over the largest
-  /// power of two that is not above it. After the fit: the covariance of the estimates but for the
-  /// residual variance, with a zero row and column for the dependent; without refinement so after
-  /// the sweep already.
+  /// REQUIRES: HasMatrix(). Before the sweep, of the columns and the dependent as divided: the
+  /// cross-products, times the scale over the largest power of two that is not above it. After the
+  /// fit: the covariance of the estimates but for the residual variance, with a zero row and column
+  /// for the dependent; without refinement so after the sweep already.
   [[nodiscard]] const QvCommon::QvSymMatrix& GetMatrix() const { return *fMatrix; }
+  /// The covariance, after the fit, of the estimates of columns as divided; none where every
+  /// exponent is 0.
+  [[nodiscard]] const std::optional<QvCommon::QvSymMatrix>& GetScaledCovariance() const {
+    return fScaledCovariance;
+  }
   [[nodiscard]] bool IsSwept() const { return fbSwept; }
   [[nodiscard]] long long GetRecordsAdded() const { return fRecordsAdded; }
   [[nodiscard]] int GetNParameters() const { return static_cast<int>(fParameters.size()); }
@@ -73,8 +84,15 @@ class QvGLMModel {
   [[nodiscard]] const std::vector<int>& GetNumbersOfParameters() const { return fNParameters; }
   /// p + 1 bits; set for a kept parameter, the dependent's always clear.
   [[nodiscard]] const QvCommon::QvBitSet& GetRedundancy() const { return fRedundancy; }
-  /// Always finite; 0 for a redundant parameter, and for all where the dependent is not finite.
-  [[nodiscard]] const std::vector<double>& GetEstimates() const { return fEstimates; }
+  /// 0 for a redundant parameter, and for all where the dependent is not finite; infinite or 0 for
+  /// one that no double holds.
+  [[nodiscard]] const std::vector<double>& GetEstimates() const { return fHostEstimates; }
+  /// Always finite: those of the columns and the dependent as divided.
+  [[nodiscard]] const std::vector<double>& GetScaledEstimates() const { return fEstimates; }
+  /// Per parameter the exponent of the power of two that its column is divided by.
+  [[nodiscard]] const std::vector<int>& GetExponents() const { return fExponents; }
+  /// The same of the dependent.
+  [[nodiscard]] int GetDependentExponent() const { return fDependentExponent; }
   /// p bits, set for a parameter that was left out of the model because a weighted product of its
   /// column with itself or with the dependent was not finite, or a weight; it is redundant.
   [[nodiscard]] const QvCommon::QvBitSet& GetNonFinite() const { return fNonFinite; }
@@ -82,17 +100,23 @@ class QvGLMModel {
   /// statistic was not.
   [[nodiscard]] bool IsDependentFinite() const { return fbDependentFinite; }
   /// This and the total sum: after the fit.
-  [[nodiscard]] double GetResidualSum() const { return fResidualSum; }
-  [[nodiscard]] double GetTotalSum() const { return fTotalSum; }
+  [[nodiscard]] double GetResidualSum() const { return SquareInHostUnits(fResidualSum); }
+  [[nodiscard]] double GetTotalSum() const { return SquareInHostUnits(fTotalSum); }
   [[nodiscard]] double GetDependentMean() const { return fDependentMean; }
   [[nodiscard]] double GetScale() const { return fScale; }
   [[nodiscard]] long long GetWeightedRecordCount() const { return fWeightedRecordCount; }
   [[nodiscard]] double GetMultipleRSquare() const { return fMultipleRSquare; }
   [[nodiscard]] double GetRootMeanSquareError() const { return fRootMeanSquareError; }
+  /// The same of the dependent as divided.
+  [[nodiscard]] double GetScaledRootMeanSquareError() const { return fScaledError; }
 
   void Display() const;
 
  private:
+  /// The dependent as divided.
+  [[nodiscard]] double Dependent(const double* values) const;
+  [[nodiscard]] double SquareInHostUnits(double sum) const;
+  void SetHostEstimates();
   /// The record's frequency weight times its regression weight, in units of fWeightUnit.
   [[nodiscard]] double RecordWeight(const double* values) const;
   /// Finds the columns to leave out and keeps the sweep from them.
@@ -101,8 +125,11 @@ class QvGLMModel {
   bool ReadEstimates();
   /// Divides the matrix, swept, by the scale.
   void DivideByScale();
-  /// Corrects the estimates; by how much that lowers the residual sum.
-  double ApplyRefinement();
+  [[nodiscard]] bool IsScaled() const;
+  /// The end of DivideByScale where some column was divided: makes two matrices of the one.
+  void MakeScaledCovariance();
+  /// Begins the sums of a residual pass.
+  void StartSums();
   void ComputeFitStatistics();
 
   const QvRegSettings& fSettings;
@@ -112,10 +139,14 @@ class QvGLMModel {
   std::vector<int> fNParameters;
   std::vector<QvRegrParameter> fParameters;
   std::optional<QvCommon::QvSymMatrix> fMatrix;
+  std::optional<QvCommon::QvSymMatrix> fScaledCovariance;
   bool fbSwept = false;
   long long fRecordsAdded = 0;
   QvCommon::QvBitSet fRedundancy;
+  std::vector<int> fExponents;
+  int fDependentExponent = 0;
   std::vector<double> fEstimates;
+  std::vector<double> fHostEstimates;
   QvCommon::QvBitSet fNonFinite;
   bool fbHasNonFinite = false;
   bool fbWeightsFinite = true;
@@ -135,5 +166,6 @@ class QvGLMModel {
   long long fWeightedRecordCount = 0;
   double fMultipleRSquare = 0.0;
   double fRootMeanSquareError = 0.0;
+  double fScaledError = 0.0;
   std::optional<QvGLMRefinement> fRefinement;
 };

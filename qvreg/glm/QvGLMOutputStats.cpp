@@ -24,6 +24,10 @@ QvGLMOutputStats::QvGLMOutputStats(const QvRegSettings& settings, QvGLMAlgorithm
       fNonFinite(algorithm.GetModel().GetNonFinite()),
       fbDependentFinite(algorithm.GetModel().IsDependentFinite()),
       fCovariance(algorithm.GetModel().GetNParameters()),
+      fExponents(algorithm.GetModel().GetExponents()),
+      fDependentExponent(algorithm.GetModel().GetDependentExponent()),
+      fScaledEstimates(algorithm.GetModel().GetScaledEstimates()),
+      fScaledError(algorithm.GetModel().GetScaledRootMeanSquareError()),
       fRecordValidator(algorithm.GetRecordValidator()),
       fRecordCounts(algorithm.GetRecordCounts()),
       fpAlgorithm(&algorithm) {
@@ -31,6 +35,10 @@ QvGLMOutputStats::QvGLMOutputStats(const QvRegSettings& settings, QvGLMAlgorithm
   if (!fCovariance.IsValidMatrix() || !areCopied) throw std::bad_alloc();
   if (!fRedundancy.Resize(algorithm.GetModel().GetNParameters(), false)) throw std::bad_alloc();
   algorithm.GetModel().GetMatrix().ExtractFirstNRows(fCovariance);
+  if (algorithm.GetModel().GetScaledCovariance()) {
+    fScaledCovariance = *algorithm.GetModel().GetScaledCovariance();
+    if (!fScaledCovariance.IsValidMatrix()) throw std::bad_alloc();
+  }
   FillParamStats();
 }
 
@@ -59,6 +67,18 @@ double QvGLMOutputStats::GetModelFitStat(QvConst::QvModelFitStat stat) const {
 const QvCommon::QvBitSet& QvGLMOutputStats::GetNonFiniteParameters() const { return fNonFinite; }
 
 bool QvGLMOutputStats::IsDependentFinite() const { return fbDependentFinite; }
+
+const std::vector<int>& QvGLMOutputStats::GetParameterExponents() const { return fExponents; }
+
+int QvGLMOutputStats::GetDependentExponent() const { return fDependentExponent; }
+
+const std::vector<double>& QvGLMOutputStats::GetScaledEstimates() const { return fScaledEstimates; }
+
+const QvCommon::QvSymMatrixData* QvGLMOutputStats::GetScaledCovarianceMatrix() const {
+  return fScaledCovariance.GetOrder() > 0 ? &fScaledCovariance : &fCovariance;
+}
+
+double QvGLMOutputStats::GetScaledRootMeanSquareError() const { return fScaledError; }
 
 bool QvGLMOutputStats::ExpandRow(const QvCommon::Record& record, std::vector<double>& row) const {
   try {

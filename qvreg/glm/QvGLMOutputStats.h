@@ -60,10 +60,29 @@ class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
   /// parameter is redundant, and the fit is that of the model without it. A weight that is not
   /// finite concerns all; the fit statistics are then the missing value.
   [[nodiscard]] const QvCommon::QvBitSet& GetNonFiniteParameters() const;
-  /// False when some value of the dependent was not finite, or too large for an estimate or for a
-  /// sum of squares: both fit statistics are then the missing value, and the estimates 0 unless
-  /// only a sum of squares is concerned.
+  /// False when some value of the dependent was not finite, or when weights made an estimate or a
+  /// sum of squares too large: both fit statistics are then the missing value, and the estimates 0
+  /// unless only a sum of squares is concerned.
   [[nodiscard]] bool IsDependentFinite() const;
+
+  /// Numbers of unusual size go through the estimation divided by powers of two, which rounds
+  /// nothing: a column, or the dependent, whose largest absolute value in the records used is not
+  /// from 2^-20 to 2^20. All else that these statistics report is in the host's units, where an
+  /// estimate or an element of the covariance matrix that no double holds is infinite or 0. The
+  /// following tell it all the same, and equal the others where every exponent is 0.
+  ///
+  /// Per parameter the exponent e of the power of two that its column was divided by. All columns
+  /// of an effect share it: those of a factor's level whose numbers are smaller than another's by a
+  /// factor of 2^500 or more may still underflow, and count as redundant.
+  [[nodiscard]] const std::vector<int>& GetParameterExponents() const;
+  /// The exponent f of the power of two that the dependent was divided by.
+  [[nodiscard]] int GetDependentExponent() const;
+  /// The estimates times 2^(e - f); always finite.
+  [[nodiscard]] const std::vector<double>& GetScaledEstimates() const;
+  /// The covariance matrix with the element in row i and column j times 2^(e_i + e_j).
+  [[nodiscard]] const QvCommon::QvSymMatrixData* GetScaledCovarianceMatrix() const;
+  /// The root mean square error times 2^-f; its plain form is missing where no double holds it.
+  [[nodiscard]] double GetScaledRootMeanSquareError() const;
 
  private:
   void FillParamStats();
@@ -82,6 +101,12 @@ class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
   QvCommon::QvBitSet fNonFinite;
   bool fbDependentFinite;
   QvCommon::QvSymMatrix fCovariance;
+  std::vector<int> fExponents;
+  int fDependentExponent;
+  std::vector<double> fScaledEstimates;
+  /// Empty where every exponent is 0.
+  QvCommon::QvSymMatrix fScaledCovariance;
+  double fScaledError;
   QvRegRecordValidator fRecordValidator;
   QvRecordCounts fRecordCounts;
   QvGLMAlgorithm* fpAlgorithm;

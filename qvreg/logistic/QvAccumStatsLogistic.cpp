@@ -16,6 +16,23 @@ namespace {
 
 /// The product may grow to this: another sum, of at most 46341 terms up to 1, keeps it finite.
 constexpr double kEnoughPending = 1e100;
+/// A category is decided when its probability has fallen below this part of its share. It is
+/// reached after some 16 iterations of a separated fit, each of which divides it by e or more.
+constexpr double kDecidedShare = 1e-7;
+
+/// What is left of 1 by the other probabilities, without the rounding of 1 minus almost 1.
+double SumOfOthers(const std::vector<double>& probabilities, std::size_t category) {
+  double sum = 0.0;
+  for (std::size_t c = 0; c < probabilities.size(); ++c) {
+    if (c != category) sum += probabilities[c];
+  }
+  return sum;
+}
+
+/// Below it three terms of the series of log(1 - rest) are all of it.
+constexpr double kSmallRest = 1e-5;
+
+double LogOfRest(double rest) { return -rest * (1.0 + rest * (1.0 / 2.0 + rest / 3.0)); }
 
 }  // namespace
 
@@ -31,25 +48,47 @@ bool QvAccumStatsLogistic::Allocate() {
   const auto p = static_cast<std::size_t>(fNParameters);
   try {
     fScores.assign(static_cast<std::size_t>(fNCategories - 1) * p, 0.0);
+    fDecidedScores = fScores;
     fProbabilities.assign(static_cast<std::size_t>(fNCategories), 0.0);
     fPredictors = fProbabilities;
+    fCategoryWeights = fProbabilities;
+    fDecidedBelow = fProbabilities;
+    fIsDecided.assign(static_cast<std::size_t>(fNCategories), 0);
     fBlockWeights.assign(
         static_cast<std::size_t>(fNCategories) * static_cast<std::size_t>(fNCategories - 1) / 2,
         0.0);
+    fDecidedWeights = fBlockWeights;
     fDenseRow.assign(p, 0.0);
   } catch (const std::bad_alloc&) {
     return false;
   }
   fOuterProduct = QvSymMatrix(fNParameters);
-  return fOuterProduct.IsValidMatrix() && fHessian.SetNRows(fNCategories - 1, fNParameters);
+  return fOuterProduct.IsValidMatrix() && fHessian.SetNRows(fNCategories - 1, fNParameters) &&
+         fDecidedHessian.SetNRows(fNCategories - 1, fNParameters);
+}
+
+void QvAccumStatsLogistic::KeepShares() {
+  if (!fbHasShares && fWeight > 0.0) {
+    for (std::size_t c = 0; c < fCategoryWeights.size(); ++c) {
+      fDecidedBelow[c] = kDecidedShare * (fCategoryWeights[c] / fWeight);
+    }
+    fbHasShares = true;
+  }
+  std::fill(fCategoryWeights.begin(), fCategoryWeights.end(), 0.0);
 }
 
 void QvAccumStatsLogistic::Reset(QvConst::QvEstimationMethod method, bool separationCheck) {
+  KeepShares();
   fLogLikelihood = {};
   fPendingWeight = 0.0;
   fPendingProduct = 1.0;
   std::fill(fScores.begin(), fScores.end(), 0.0);
   fHessian.Clear();
+  if (fbAnyDecided) {
+    std::fill(fDecidedScores.begin(), fDecidedScores.end(), 0.0);
+    fDecidedHessian.Clear();
+  }
+  fbAnyDecided = false;
   fValidRows = 0;
   fInvalidCalls = 0;
   fWeight = 0.0;
@@ -90,12 +129,27 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
   }
   ++fValidRows;
   fWeight += weight;
+  fCategoryWeights[static_cast<std::size_t>(category)] += weight;
   if (fbSeparationCheck) TrackExtremes(category);
 
-  AddToLL(weight, fPredictors[static_cast<std::size_t>(category)] - largest, sum);
+  const auto observed = static_cast<std::size_t>(category);
+  const int nDecided = FindDecided(category);
+  double rest = 1.0 - fProbabilities[observed];
+  if (rest < kSmallRest) rest = SumOfOthers(fProbabilities, observed);
+  // Of a probability close to 1 the weight of many records would show the rounding.
+  if (rest < kSmallRest) {
+    fLogLikelihood.Add({weight * LogOfRest(rest), 0.0});
+  } else {
+    AddToLL(weight, fPredictors[observed] - largest, sum);
+  }
   if (llOnly || fNParameters < 1) return 0;
-  AddScores(indices, values, category, weight);
-  AddInformation(indices, values, weight);
+  AddScores(indices, values, category, rest, weight);
+  if (nDecided > 0) {
+    AddPartlyDecided(indices, values, category, weight);
+  } else {
+    ComputeBlockWeights(weight);
+    AddInformation(fHessian, fBlockWeights, indices, values);
+  }
   return 0;
 }
 
@@ -126,12 +180,12 @@ void QvAccumStatsLogistic::TrackExtremes(int category) {
 
 void QvAccumStatsLogistic::AddScores(const std::vector<int>& indices,
                                      const std::vector<double>& values, int category,
-                                     double weight) {
+                                     double residual, double weight) {
   const auto p = static_cast<std::size_t>(fNParameters);
   double* scores = fScores.data();
   for (int c = 0; c + 1 < fNCategories; ++c) {
-    const double observed = c == category ? 1.0 : 0.0;
-    const double factor = (observed - fProbabilities[static_cast<std::size_t>(c)]) * weight;
+    const double factor =
+        (c == category ? residual : -fProbabilities[static_cast<std::size_t>(c)]) * weight;
     if (fbDense) {
       for (std::size_t a = 0; a < p; ++a) scores[a] += factor * values[a];
     } else {
@@ -152,38 +206,118 @@ void QvAccumStatsLogistic::ComputeBlockWeights(double weight) {
   }
 }
 
-void QvAccumStatsLogistic::AddInformation(const std::vector<int>& indices,
-                                          const std::vector<double>& values, double weight) {
-  ComputeBlockWeights(weight);
+int QvAccumStatsLogistic::FindDecided(int category) {
+  int nDecided = 0;
+  for (std::size_t c = 0; c < fProbabilities.size(); ++c) {
+    fIsDecided[c] = fProbabilities[c] < fDecidedBelow[c] ? 1 : 0;
+    nDecided += fIsDecided[c];
+  }
+  // The observed one never is: a row that is not predicted is undecided.
+  const auto observed = static_cast<std::size_t>(category);
+  nDecided -= fIsDecided[observed];
+  fIsDecided[observed] = 0;
+  return nDecided;
+}
+
+void QvAccumStatsLogistic::AddPartlyDecided(const std::vector<int>& indices,
+                                            const std::vector<double>& values, int category,
+                                            double weight) {
+  fbAnyDecided = true;
+  ComputePartedWeights(weight);
+  AddDecidedScores(indices, values, category, weight);
+  AddInformation(fDecidedHessian, fDecidedWeights, indices, values);
+  const bool isWhole = std::all_of(fBlockWeights.begin(), fBlockWeights.end(),
+                                   [](double blockWeight) { return blockWeight == 0.0; });
+  if (!isWhole) AddInformation(fHessian, fBlockWeights, indices, values);
+}
+
+void QvAccumStatsLogistic::ComputePartedWeights(double weight) {
+  std::size_t block = 0;
+  for (std::size_t r = 0; r + 1 < fProbabilities.size(); ++r) {
+    const double weighted = weight * fProbabilities[r];
+    double undecided = 0.0;
+    double decided = 0.0;
+    for (std::size_t s = 0; s < fProbabilities.size(); ++s) {
+      if (s == r) continue;
+      const bool isDecided = fIsDecided[r] != 0 || fIsDecided[s] != 0;
+      const double pair = weighted * fProbabilities[s];
+      (isDecided ? decided : undecided) += pair;
+      if (s > r) continue;
+      fBlockWeights[block] = isDecided ? 0.0 : -pair;
+      fDecidedWeights[block] = isDecided ? -pair : 0.0;
+      ++block;
+    }
+    fBlockWeights[block] = undecided;
+    fDecidedWeights[block] = decided;
+    ++block;
+  }
+}
+
+void QvAccumStatsLogistic::AddDecidedScores(const std::vector<int>& indices,
+                                            const std::vector<double>& values, int category,
+                                            double weight) {
+  const auto observed = static_cast<std::size_t>(category);
+  const std::size_t reference = fProbabilities.size() - 1;
+  const QvSparseVector row(indices, values);
+  double sum = 0.0;
+  for (std::size_t c = 0; c < fProbabilities.size(); ++c) {
+    if (fIsDecided[c] == 0) continue;
+    sum += fProbabilities[c];
+    if (c == reference) continue;
+    row.IncrementPart(fDecidedScores, static_cast<int>(c) * fNParameters,
+                      -weight * fProbabilities[c]);
+  }
+  if (observed != reference) {
+    row.IncrementPart(fDecidedScores, category * fNParameters, weight * sum);
+  }
+}
+
+void QvAccumStatsLogistic::AddInformation(QvCommon::QvSymBlockMatrix& target,
+                                          const std::vector<double>& blockWeights,
+                                          const std::vector<int>& indices,
+                                          const std::vector<double>& values) {
   if (fbDense) {
-    AddDenseInformation(values);
+    AddDenseInformation(target, blockWeights, values);
     return;
   }
   // As in the linear model: a row that fills half of its columns is added densely.
   if (2 * indices.size() <= fDenseRow.size()) {
-    QvSymMatrix::UpdateEachXXSparse(fHessian.GetBlocks(), fBlockWeights, indices, values);
+    QvSymMatrix::UpdateEachXXSparse(target.GetBlocks(), blockWeights, indices, values);
     return;
   }
   for (std::size_t a = 0; a < indices.size(); ++a) {
     fDenseRow[static_cast<std::size_t>(indices[a])] = values[a];
   }
-  AddDenseInformation(fDenseRow);
+  AddDenseInformation(target, blockWeights, fDenseRow);
   for (const int index : indices) fDenseRow[static_cast<std::size_t>(index)] = 0.0;
 }
 
-void QvAccumStatsLogistic::AddDenseInformation(const std::vector<double>& row) {
-  std::vector<QvSymMatrix>& blocks = fHessian.GetBlocks();
+void QvAccumStatsLogistic::AddDenseInformation(QvCommon::QvSymBlockMatrix& target,
+                                               const std::vector<double>& blockWeights,
+                                               const std::vector<double>& row) {
+  std::vector<QvSymMatrix>& blocks = target.GetBlocks();
   if (blocks.size() == 1) {
-    blocks[0].UpdateXX(row, fBlockWeights[0]);
+    blocks[0].UpdateXX(row, blockWeights[0]);
     return;
   }
   fOuterProduct.SetOuterProduct(row);
   for (std::size_t block = 0; block < blocks.size(); ++block) {
-    blocks[block].AddMatrix(fOuterProduct, fBlockWeights[block]);
+    if (blockWeights[block] != 0.0) blocks[block].AddMatrix(fOuterProduct, blockWeights[block]);
   }
 }
 
-void QvAccumStatsLogistic::GetHessian(QvSymMatrix& out) const { fHessian.CopyToSymMatrix(out); }
+void QvAccumStatsLogistic::GetHessian(QvSymMatrix& out) const {
+  fHessian.CopyToSymMatrix(out);
+  if (fbAnyDecided) fDecidedHessian.AddToSymMatrix(out);
+}
+
+void QvAccumStatsLogistic::GetUndecidedInformation(QvSymMatrix& out) const {
+  fHessian.CopyToSymMatrix(out);
+}
+
+void QvAccumStatsLogistic::GetDecidedInformation(QvSymMatrix& out) const {
+  fDecidedHessian.CopyToSymMatrix(out);
+}
 
 void QvAccumStatsLogistic::GetCounts(int& validRows, int& invalidCalls, double& weight) const {
   constexpr long long kLargestInt = std::numeric_limits<int>::max();
@@ -211,7 +345,13 @@ void QvAccumStatsLogistic::Display(bool llOnly) const {
     QvComponentDisplay::DisplayD("Accumulated log-likelihood", GetLL());
     QvComponentDisplay::DisplayDV("Accumulated vector of scores", fScores, true);
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Accumulated Hessian:");
-    fHessian.Display();
+    QvCommon::QvSymBlockMatrix whole = fHessian;
+    std::vector<QvSymMatrix>& blocks = whole.GetBlocks();
+    const std::vector<QvSymMatrix>& decided = fDecidedHessian.GetBlocks();
+    for (std::size_t block = 0; block < blocks.size(); ++block) {
+      blocks[block].AddMatrix(decided[block], 1.0);
+    }
+    whole.Display();
     QvComponentDisplay::DisplayCount("Number of valid rows processed", fValidRows);
     QvComponentDisplay::DisplayCount("Number of invalid calls to UpdateForRow()", fInvalidCalls);
     QvComponentDisplay::DisplayD("Accumulated weight", fWeight);

@@ -7,6 +7,7 @@
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/common/QvTwofold.h"
 #include "qvreg/logistic/IQvAccumStats.h"
+#include "qvreg/logistic/IQvDecidedStats.h"
 
 class QvRegSettings;
 
@@ -17,8 +18,9 @@ class QvRegSettings;
 /// K categories, the last one the reference; p compressed parameters per other category, in K - 1
 /// consecutive blocks. Borrows settings and estimates, which must outlive it. A row with E
 /// non-zeros costs about K E for the predictors and K^2/2 E^2/2 for the information; nothing is
-/// allocated per row. Used from one thread at a time.
-class QvAccumStatsLogistic : public IQvAccumStats {
+/// allocated per row. What decided pairs of categories add is summed apart from the first pass's
+/// end on, so that it is not lost beside the rest. Used from one thread at a time.
+class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats {
  public:
   QvAccumStatsLogistic(const QvRegSettings& settings, int p, int K,
                        const std::vector<double>& estimates);
@@ -26,6 +28,7 @@ class QvAccumStatsLogistic : public IQvAccumStats {
   ~QvAccumStatsLogistic() override = default;
   void Reset(QvConst::QvEstimationMethod method, bool separationCheck) override;
   bool CheckConstraints() override { return true; }
+  /// A row whose probabilities cannot be computed is an invalid call: -1.
   int UpdateForRow(const std::vector<int>& indices, const std::vector<double>& values, int category,
                    double weight, bool llOnly) override;
   [[nodiscard]] double GetLL() const override;
@@ -37,6 +40,11 @@ class QvAccumStatsLogistic : public IQvAccumStats {
                               double& minComputed) const override;
   [[nodiscard]] double GetStepAdjustmentFactor() const override { return 1.0; }
   void Display(bool llOnly) const override;
+  void GetUndecidedInformation(QvCommon::QvSymMatrix& out) const override;
+  void GetDecidedInformation(QvCommon::QvSymMatrix& out) const override;
+  [[nodiscard]] const std::vector<double>& GetDecidedScores() const override {
+    return fDecidedScores;
+  }
 
   /// False for p < 0, K < 2, too few estimates, or without memory: the object is then unusable.
   [[nodiscard]] bool IsValid() const { return fbValid; }
@@ -50,13 +58,27 @@ class QvAccumStatsLogistic : public IQvAccumStats {
   bool ComputeProbabilities(const std::vector<int>& indices, const std::vector<double>& values,
                             double& largest, double& sum);
   void TrackExtremes(int category);
+  /// `residual` is 1 minus the probability of the observed category.
   void AddScores(const std::vector<int>& indices, const std::vector<double>& values, int category,
-                 double weight);
-  void AddInformation(const std::vector<int>& indices, const std::vector<double>& values,
-                      double weight);
-  void AddDenseInformation(const std::vector<double>& row);
+                 double residual, double weight);
+  /// Adds the row's outer product times `blockWeights` to the blocks of `target`.
+  void AddInformation(QvCommon::QvSymBlockMatrix& target, const std::vector<double>& blockWeights,
+                      const std::vector<int>& indices, const std::vector<double>& values);
+  void AddDenseInformation(QvCommon::QvSymBlockMatrix& target,
+                           const std::vector<double>& blockWeights, const std::vector<double>& row);
   /// Fills fBlockWeights: what the row's outer product is multiplied by in every block.
   void ComputeBlockWeights(double weight);
+  /// Takes the categories' shares from the first pass, for good.
+  void KeepShares();
+  /// Finds the row's decided categories; how many there are.
+  int FindDecided(int category);
+  void AddPartlyDecided(const std::vector<int>& indices, const std::vector<double>& values,
+                        int category, double weight);
+  /// As ComputeBlockWeights, in two parts: the undecided pairs in fBlockWeights, the others in
+  /// fDecidedWeights.
+  void ComputePartedWeights(double weight);
+  void AddDecidedScores(const std::vector<int>& indices, const std::vector<double>& values,
+                        int category, double weight);
 
   [[maybe_unused]] const QvRegSettings* fpSettings;
   int fNParameters;
@@ -69,12 +91,20 @@ class QvAccumStatsLogistic : public IQvAccumStats {
   double fPendingWeight = 0.0;
   double fPendingProduct = 1.0;
   std::vector<double> fScores;
-  QvCommon::QvSymBlockMatrix fHessian;
+  QvCommon::QvSymBlockMatrix fHessian;  ///< Of the undecided pairs.
+  QvCommon::QvSymBlockMatrix fDecidedHessian;
+  std::vector<double> fDecidedScores;
+  bool fbAnyDecided = false;
   long long fValidRows = 0;
   long long fInvalidCalls = 0;
   double fWeight = 0.0;
   QvConst::QvEstimationMethod fMethod = QvConst::QvMethodNewtonRaphson;
   bool fbSeparationCheck = false;
+  /// Sums of weights by category in this pass, and the probability below which a category that was
+  /// not observed is decided: 0 up to the end of the first pass.
+  std::vector<double> fCategoryWeights;
+  std::vector<double> fDecidedBelow;
+  bool fbHasShares = false;
   double fMinObserved = kLargest;
   double fMaxObserved = -kLargest;
   double fMinComputed = kLargest;
@@ -83,6 +113,8 @@ class QvAccumStatsLogistic : public IQvAccumStats {
   std::vector<double> fPredictors;
   std::vector<double> fProbabilities;
   std::vector<double> fBlockWeights;
+  std::vector<double> fDecidedWeights;
+  std::vector<char> fIsDecided;  ///< By category.
   /// Whether the row's non-zeros are the dense row.
   bool fbDense = false;
   std::vector<double> fDenseRow;

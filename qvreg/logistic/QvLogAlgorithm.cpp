@@ -62,6 +62,7 @@ QvStatus QvLogAlgorithm::FirstPass(MultiPassRecordIter& iter) {
 void QvLogAlgorithm::ProcessData(MultiPassRecordIter& iter) {
   fFactorTables.SetModelEffectFactors(fDesign.GetEffectFactors(), fSettings.GetFactors());
   fFactorTables.SetCovariates(fSettings.GetCovariates());
+  fFactorTables.SetEffectCovariates(fDesign.GetEffectParameters());
   fFactorTables.SetRegrWeightVar(fSettings.GetRegrWeightVar());
   Note(FirstPass(iter));
   if (fStatus.IsError()) return;
@@ -93,6 +94,17 @@ void QvLogAlgorithm::SetUpModel(std::vector<QvRegrParameter>& params) {
   Note(status);
   params = fModel.GetAllParameters();
   fbParametersCreated = !params.empty();
+  if (!fStatus.IsError()) Note(CheckStartingValues());
+}
+
+QvStatus QvLogAlgorithm::CheckStartingValues() const {
+  const std::size_t nValues = fSettings.GetStartingValues().size();
+  const std::size_t nParameters = fModel.GetAllParameters().size();
+  if (nValues == 0 || nValues == nParameters) return {};
+  QvStatus status(QvStatusCode::kNoParameters, false);
+  status.SetDiscreteDatum(0, static_cast<long>(nValues));
+  status.SetDiscreteDatum(1, static_cast<long>(nParameters));
+  return status;
 }
 
 QvStatus QvLogAlgorithm::CreateParameters(MultiPassRecordIter& iter,
@@ -113,11 +125,12 @@ QvStatus QvLogAlgorithm::CreateParameters(MultiPassRecordIter& iter,
 QvStatus QvLogAlgorithm::AccumulateXPrimeX(MultiPassRecordIter& iter) {
   if (fPatternExtractor == nullptr) {
     QvRecordPass pass(iter, fCancelInfo, fValidator);
-    return ForEachCountedRecord(pass, fFactorTables, [this](const Record& record) {
+    return ForEachCountedRecord(pass, fFactorTables, fRecordCounts, [this](const Record& record) {
       return fModel.AddRecordToXPrimeX(record.GetAll());
     });
   }
   const QvStatus status = fPatternExtractor->CreateRowPatterns(iter, fModel);
+  fRecordCounts = fPatternExtractor->GetRecordCounts();
   return status.IsError() ? status : fPatternExtractor->AddRowsToXPrimeX(fModel);
 }
 
@@ -125,7 +138,7 @@ QvStatus QvLogAlgorithm::ClassifyRecords(MultiPassRecordIter& iter) {
   if (fPatternExtractor != nullptr) return fPatternExtractor->ClassifyRows(fModel);
   std::vector<double> noResiduals;
   QvRecordPass pass(iter, fCancelInfo, fValidator);
-  return ForEachCountedRecord(pass, fFactorTables, [&](const Record& record) {
+  return ForEachCountedRecord(pass, fFactorTables, fRecordCounts, [&](const Record& record) {
     fModel.UpdateClassification(noResiduals, record.GetAll());
     return true;
   });
@@ -147,18 +160,28 @@ void QvLogAlgorithm::CreateStatistics() {
 
 void QvLogAlgorithm::RunOptimizer(MultiPassRecordIter& iter) {
   QvRecordIterHandler recordHandler(iter, fCancelInfo, fValidator, fSettings.GetDependent(),
-                                    fSettings.GetFrequencyWeightVar(),
-                                    fSettings.GetRegrWeightVar());
+                                    fSettings.GetFrequencyWeightVar(), fSettings.GetRegrWeightVar(),
+                                    &fRecordCounts);
   IQvDataHandler* handler = fPatternExtractor.get();
   if (handler == nullptr) handler = &recordHandler;
   fpOptimizer = std::make_unique<QvRegOptimizer>(fSettings, &fModel, handler, fpStats.get(), fBeta,
                                                  fCancelInfo, fSettings.GetProgressListener(),
                                                  fSettings.GetIterationFrequency());
-  Note(fpOptimizer->Estimate());
+  fpOptimizer->SetReportExponents(fModel.GetKeptExponents());
+  ApplyStartingValues();
+  if (MayGoOn()) Note(fpOptimizer->Estimate());
   // A pass that could not start shows there one pass late, and after the last one never.
   Note(recordHandler.GetStatus());
   if (MayGoOn()) Note(fModel.SetEstimates(fBeta, *fpOptimizer->GetMatrix()));
   fpOptimizer->DeleteMatrix();
+}
+
+void QvLogAlgorithm::ApplyStartingValues() {
+  const bool isInterceptAlone =
+      fSettings.GetInterceptUse() && fModel.GetNumBasicNonRedundant() <= 1;
+  if (fSettings.GetStartingValues().empty() || isInterceptAlone) return;
+  Note(fpOptimizer->MeasureBaseline());
+  if (MayGoOn()) fBeta = fModel.CompressEstimates(fSettings.GetStartingValues());
 }
 
 QvStatus QvLogAlgorithm::BuildModel(MultiPassRecordIter& iter) {
@@ -175,7 +198,6 @@ QvStatus QvLogAlgorithm::BuildModel(MultiPassRecordIter& iter) {
   if (MayGoOn()) Note(Classify(iter));
   fModel.DeleteXPrimeXMatrix();
   fpStats.reset();
-  fRecordCounts.fUsedLater = fFactorTables.GetUsedLater();
   // A stop that came with the last record left that record out.
   fbModelBuilt = MayGoOn();
   return fStatus;

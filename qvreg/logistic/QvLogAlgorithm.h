@@ -72,6 +72,8 @@ class QvLogAlgorithm {
   void ProcessData(QvCommon::MultiPassRecordIter& iter);
   QvCommon::QvStatus FirstPass(QvCommon::MultiPassRecordIter& iter);
   void SetUpModel(std::vector<QvRegrParameter>& params);
+  /// kNoParameters unless there is a starting value for each parameter, or none.
+  [[nodiscard]] QvCommon::QvStatus CheckStartingValues() const;
   [[nodiscard]] QvRowLayout RecordLayout() const;
   QvCommon::QvStatus AccumulateXPrimeX(QvCommon::MultiPassRecordIter& iter);
   /// The classification pass, and its closing.
@@ -79,6 +81,8 @@ class QvLogAlgorithm {
   QvCommon::QvStatus ClassifyRecords(QvCommon::MultiPassRecordIter& iter);
   void CreateStatistics();
   void RunOptimizer(QvCommon::MultiPassRecordIter& iter);
+  /// Lets the optimizer start from the settings' values.
+  void ApplyStartingValues();
   [[nodiscard]] bool MayBeScored(const QvCommon::Record& record, QvCommon::QvStatus& status) const;
 
   const QvLogRegSettings& fSettings;

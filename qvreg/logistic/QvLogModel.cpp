@@ -1,6 +1,7 @@
 #include "qvreg/logistic/QvLogModel.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <limits>
 #include <new>
@@ -19,6 +20,9 @@ using QvCommon::QvSymMatrix;
 namespace {
 
 std::size_t Index(int i) { return static_cast<std::size_t>(i); }
+
+/// A product of two doubles times its square is in their range.
+constexpr double kFarUnit = 0x1p-550;
 
 double WeightAt(const double* row, int position) { return position < 0 ? 1.0 : row[position]; }
 
@@ -92,7 +96,9 @@ void QvLogModel::Initialize(QvStatus& status) {
     fStatus = status = TooManyParameters(nAll);
     return;
   }
+  fExponents = fpFactorTables->GetColumnSizes().GetParameterExponents(fAllParameters);
   fEstimates.assign(fAllParameters.size(), 0.0);
+  fHostEstimates = fEstimates;
   fDenseRow.assign(Index(fNBasic), 0.0);
   fProbabilities.assign(Index(fCategories.GetCount()), 0.0);
   fpClassificationTable =
@@ -113,6 +119,7 @@ bool QvLogModel::AddRowToXPrimeX(const double* row, const std::vector<int>& para
   fDesignRow.ExpandIndices(row, parameterIndices);
   const double weight =
       WeightAt(row, fRowLayout.fFrequencyWeight) * WeightAt(row, fRowLayout.fRegressionWeight);
+  fbWeightsFinite = fbWeightsFinite && std::isfinite(weight);
   if (2 * fDesignRow.GetCount() > fNBasic) {
     // A row that fills half of its columns is added faster without looking up places.
     fDesignRow.Scatter(fDenseRow);
@@ -126,10 +133,22 @@ bool QvLogModel::AddRowToXPrimeX(const double* row, const std::vector<int>& para
   return true;
 }
 
+void QvLogModel::FindNonFiniteColumns() {
+  if (!fNonFinite.Resize(fNBasic, false)) throw std::bad_alloc();
+  fNonFinite.Clear();
+  for (int k = 0; k < fNBasic; ++k) {
+    if (fbWeightsFinite && std::isfinite(fpXPrimeX->GetElem(k, k))) continue;
+    fNonFinite.Set(k, true);
+    // Such a pivot is never swept, and what is not swept changes its own row and column only.
+    fpXPrimeX->SetElem(k, k, std::numeric_limits<double>::quiet_NaN());
+  }
+}
+
 QvStatus QvLogModel::SweepXPrimeX() {
   if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
   if (fbFinished) return {QvStatusCode::kAlreadyBuilt, false};
   if (fpXPrimeX == nullptr) return {QvStatusCode::kStageMissing, false};
+  FindNonFiniteColumns();
   QvPivotSweep sweep(*fpXPrimeX, 1.0);
   const QvStatus status =
       sweep.Run(fNBasic, fNBasic, fSettings.GetTolerance(), fBasicRedundancy, fCancel);
@@ -180,6 +199,34 @@ void QvLogModel::GetStartingValues(QvStatus& status, std::vector<double>& values
   }
 }
 
+bool QvLogModel::IsScaled() const {
+  return std::any_of(fExponents.begin(), fExponents.end(), [](int e) { return e != 0; });
+}
+
+std::vector<int> QvLogModel::GetKeptExponents() const {
+  std::vector<int> kept;
+  if (!IsScaled()) return kept;
+  for (int i = 0; i < GetNumAllParameters(); ++i) {
+    if (fAllRedundancy.IsIn(i)) kept.push_back(fExponents[Index(i)]);
+  }
+  return kept;
+}
+
+std::vector<double> QvLogModel::CompressEstimates(const std::vector<double>& all) const {
+  std::vector<double> kept;
+  kept.reserve(Index(fNAllNonRedundant));
+  for (int i = 0; i < GetNumAllParameters(); ++i) {
+    if (fAllRedundancy.IsIn(i)) kept.push_back(std::ldexp(all[Index(i)], fExponents[Index(i)]));
+  }
+  return kept;
+}
+
+void QvLogModel::SetHostEstimates() {
+  for (std::size_t i = 0; i < fEstimates.size(); ++i) {
+    fHostEstimates[i] = std::ldexp(fEstimates[i], -fExponents[i]);
+  }
+}
+
 QvStatus QvLogModel::SetEstimates(const std::vector<double>& estimates,
                                   const QvSymMatrix& inverseHessian) {
   if (fCancel.IsFlagSet()) return fStatus = QvStatus(QvStatusCode::kCancelled, false);
@@ -187,11 +234,23 @@ QvStatus QvLogModel::SetEstimates(const std::vector<double>& estimates,
   if (!inverseHessian.Expand(fAllRedundancy, *covariance)) {
     return fStatus = QvStatus(QvStatusCode::kTooManyParameters, false);
   }
+  std::unique_ptr<QvSymMatrix> scaled;
+  if (IsScaled()) {
+    scaled = std::make_unique<QvSymMatrix>(*covariance);
+    if (!scaled->IsValidMatrix()) {
+      return fStatus = QvStatus(QvStatusCode::kTooManyParameters, false);
+    }
+    std::vector<int> back = fExponents;
+    for (int& exponent : back) exponent = -exponent;
+    covariance->MultiplyByPowersOf2(back);
+  }
   std::size_t next = 0;
   for (int i = 0; i < GetNumAllParameters(); ++i) {
     if (fAllRedundancy.IsIn(i)) fEstimates[Index(i)] = estimates[next++];
   }
+  SetHostEstimates();
   fpHessianGI = std::move(covariance);
+  fpScaledHessianGI = std::move(scaled);
   return {};
 }
 
@@ -222,14 +281,14 @@ bool QvLogModel::ExpandRow(const double* record, std::vector<int>& indices,
   values.assign(indices.size(), 0.0);
   if (!ok) return false;
   for (std::size_t e = 0; e < indices.size(); ++e) {
-    if (indices[e] >= 0) values[e] = fRecordRow.EffectValue(e, record);
+    if (indices[e] >= 0) values[e] = fRecordRow.HostValue(e, record);
   }
   return true;
 }
 
 bool QvLogModel::ExpandRow(std::vector<double>& values, const double* record) const {
   std::fill(values.begin(), values.end(), 0.0);
-  if (!fRecordRow.Expand(record)) return false;
+  if (!fRecordRow.ExpandInHostUnits(record)) return false;
   fRecordRow.Scatter(values);
   return true;
 }
@@ -242,14 +301,44 @@ bool QvLogModel::GetEffectParameterRange(int effect, int& first, int& count) con
   return true;
 }
 
+double QvLogModel::PredictorOf(const QvDesignRow& row, int category, double unit) const {
+  double sum = 0.0;
+  for (std::size_t a = 0; a < Index(row.GetCount()); ++a) {
+    const double estimate = fEstimates[Index(category * fNBasic + row.GetIndices()[a])];
+    // A column without an estimate may hold anything.
+    if (estimate != 0.0) sum += (estimate * unit) * (row.GetValues()[a] * unit);
+  }
+  return sum;
+}
+
+bool QvLogModel::FindPredictors(const QvDesignRow& row, std::vector<double>& predictors) const {
+  const auto areFinite = [&] {
+    return std::all_of(predictors.begin(), predictors.end(),
+                       [](double predictor) { return std::isfinite(predictor); });
+  };
+  predictors[Index(NBlocks())] = 0.0;
+  for (int j = 0; j < NBlocks(); ++j) {
+    predictors[Index(j)] = row.InnerProduct(fEstimates, j * fNBasic);
+  }
+  for (const double unit : {1.0, kFarUnit}) {
+    if (areFinite()) return true;
+    for (int j = 0; j < NBlocks(); ++j) predictors[Index(j)] = PredictorOf(row, j, unit);
+  }
+  if (!areFinite()) return false;
+  const double largest = *std::max_element(predictors.begin(), predictors.end());
+  for (double& predictor : predictors) {
+    predictor = predictor == largest ? 0.0 : -std::numeric_limits<double>::infinity();
+  }
+  return true;
+}
+
 int QvLogModel::Predict(const QvDesignRow& row, std::vector<double>& probabilities) const {
+  if (!FindPredictors(row, probabilities)) return -1;
   const int reference = NBlocks();
-  probabilities[Index(reference)] = 0.0;
-  double largest = 0.0;
+  double largest = probabilities[Index(reference)];
   int predicted = reference;
   for (int j = 0; j < reference; ++j) {
-    const double predictor = row.InnerProduct(fEstimates, j * fNBasic);
-    probabilities[Index(j)] = predictor;
+    const double predictor = probabilities[Index(j)];
     if (predictor > largest + QvPower::gMachineEpsilon) {
       largest = predictor;
       predicted = j;
@@ -271,18 +360,16 @@ void QvLogModel::ComputeCategoryProbabilities(QvStatus& /*status*/, const double
                                               std::vector<double>& probabilities,
                                               int& predicted) const {
   probabilities.resize(Index(fCategories.GetCount()));
-  if (!fRecordRow.Expand(record)) {
-    predicted = -1;
-    std::fill(probabilities.begin(), probabilities.end(), QvMV::gMissingValue);
-    return;
-  }
-  predicted = fCategories.CodeOf(Predict(fRecordRow, probabilities));
+  const int local = fRecordRow.Expand(record) ? Predict(fRecordRow, probabilities) : -1;
+  predicted = local < 0 ? -1 : fCategories.CodeOf(local);
+  if (local < 0) std::fill(probabilities.begin(), probabilities.end(), QvMV::gMissingValue);
 }
 
 void QvLogModel::Classify(const QvDesignRow& row, int observed, double weight,
                           std::vector<double>& residuals) {
   if (observed < 0) return;
   const int predicted = Predict(row, fProbabilities);
+  if (predicted < 0) return;
   if (residuals.size() >= fAllParameters.size()) {
     std::fill(residuals.begin(), residuals.end(), 0.0);
     for (int j = 0; j < NBlocks(); ++j) {

@@ -20,9 +20,12 @@
 /// classification.
 ///
 /// K observed categories of the dependent, the reference last; P basic parameters, of which Pn are
-/// kept; all-parameter index of basic parameter k of category j: j P + k. Borrows settings, factor
-/// tables and cancel information; owns its matrices. Row operations never change the status and
-/// answer false for what they refuse. Used from one thread at a time.
+/// kept; all-parameter index of basic parameter k of category j: j P + k. Columns of unusual size
+/// are divided by powers of two (see QvColumnSizes) in X'X, sparse rows, starting values, the
+/// residuals of the classification and what SetEstimates is given; whatever else it answers is in
+/// the host's units. Borrows settings, factor tables and cancel information; owns its matrices. Row
+/// operations never change the status and answer false for what they refuse. Used from one thread
+/// at a time.
 class QvLogModel : public IQvRegModel {
  public:
   /// The whole part of the square root of 2147483647.
@@ -72,7 +75,7 @@ class QvLogModel : public IQvRegModel {
   [[nodiscard]] int GetNumBasicParameters() const override { return fNBasic; }
   [[nodiscard]] int GetNumBasicNonRedundant() const override { return fNBasicNonRedundant; }
   [[nodiscard]] const std::vector<double>& GetParameterEstimates() const override {
-    return fEstimates;
+    return fHostEstimates;
   }
   [[nodiscard]] const QvCommon::QvBitSet& GetBasicRedundancy() const override {
     return fBasicRedundancy;
@@ -88,15 +91,20 @@ class QvLogModel : public IQvRegModel {
     return fCategories.GetLocalIndices();
   }
   void DeleteXPrimeXMatrix() override { fpXPrimeX.reset(); }
-  void DeleteHessianGI() override { fpHessianGI.reset(); }
+  void DeleteHessianGI() override {
+    fpHessianGI.reset();
+    fpScaledHessianGI.reset();
+  }
   bool GetEffectParameterRange(int effect, int& first, int& count) const override;
   /// The K probabilities in local order and the predicted code; missing values and -1 for a record
-  /// whose level combination has no parameter. The status stays as it is.
+  /// whose level combination has no parameter, or with a value that is not finite in a column that
+  /// has an estimate. A predictor out of the range of a double makes probabilities of 0 and 1. The
+  /// status stays as it is.
   void ComputeCategoryProbabilities(QvCommon::QvStatus& status, const double* record,
                                     std::vector<double>& probabilities,
                                     int& predicted) const override;
-  /// Stores compressed estimates and inverse in the all-parameter layout; 1 when cancelled, 305
-  /// without memory.
+  /// Stores compressed estimates and inverse, of the columns as divided, in the all-parameter
+  /// layout; 1 when cancelled, 305 without memory.
   QvCommon::QvStatus SetEstimates(const std::vector<double>& estimates,
                                   const QvCommon::QvSymMatrix& inverseHessian) override;
   /// The record's basic parameter per effect, -1 for none, and its design value, then 0.
@@ -120,10 +128,25 @@ class QvLogModel : public IQvRegModel {
   /// positive, 310 when finished.
   virtual void GetStartingValues(QvCommon::QvStatus& status, std::vector<double>& values);
 
+  /// The kept ones of values in the all-parameter layout, such as a host's starting values.
+  [[nodiscard]] std::vector<double> CompressEstimates(const std::vector<double>& all) const;
   /// As UpdateClassification, for a row of known parameters whose dependent is a local index.
   void UpdateClassificationFromIndices(std::vector<double>& residuals, const double* row,
                                        const std::vector<int>& parameterIndices);
   [[nodiscard]] const QvDependentCategories& GetCategories() const { return fCategories; }
+  /// Per parameter the exponent of the power of two that its column is divided by.
+  [[nodiscard]] const std::vector<int>& GetExponents() const { return fExponents; }
+  /// The same of the kept parameters, in the compressed layout; none where all are 0.
+  [[nodiscard]] std::vector<int> GetKeptExponents() const;
+  /// The estimates of the columns as divided.
+  [[nodiscard]] const std::vector<double>& GetScaledEstimates() const { return fEstimates; }
+  /// As GetHessianGI, of the columns as divided.
+  [[nodiscard]] const QvCommon::QvSymMatrix* GetScaledHessianGI() const {
+    return fpScaledHessianGI != nullptr ? fpScaledHessianGI.get() : fpHessianGI.get();
+  }
+  /// One bit per basic parameter, set for a redundant one whose column was not finite: some value
+  /// of it, the weighted sum of its squares, or a weight.
+  [[nodiscard]] const QvCommon::QvBitSet& GetNonFinite() const { return fNonFinite; }
   /// Rows observed, columns predicted, local order, sums of frequency weights; may be null.
   [[nodiscard]] const QvCommon::QvRectMatrix* GetClassificationTable() const {
     return fpClassificationTable.get();
@@ -132,8 +155,19 @@ class QvLogModel : public IQvRegModel {
  private:
   void CreateParameters();
   void SetRedundancy();
+  [[nodiscard]] bool IsScaled() const;
+  void SetHostEstimates();
   QvCommon::QvStatus SweepXPrimeX();
-  /// Predicts from a filled design row: probabilities and the predicted local category.
+  /// Finds the columns to leave out and keeps the sweep from them.
+  void FindNonFiniteColumns();
+  /// The predictors of a filled design row, the reference's last; where one is out of the range of
+  /// a double 0 for the largest and minus infinity for the others. False when that cannot be told,
+  /// since a value with an estimate is not finite.
+  bool FindPredictors(const QvDesignRow& row, std::vector<double>& predictors) const;
+  /// A category's predictor times the square of `unit`.
+  [[nodiscard]] double PredictorOf(const QvDesignRow& row, int category, double unit) const;
+  /// Predicts from a filled design row: probabilities and the predicted local category; -1 when
+  /// there is none.
   int Predict(const QvDesignRow& row, std::vector<double>& probabilities) const;
   void Classify(const QvDesignRow& row, int observed, double weight,
                 std::vector<double>& residuals);
@@ -161,8 +195,15 @@ class QvLogModel : public IQvRegModel {
   long long fRecordsAdded = 0;
   QvCommon::QvBitSet fBasicRedundancy;
   QvCommon::QvBitSet fAllRedundancy;
+  QvCommon::QvBitSet fNonFinite;
+  bool fbWeightsFinite = true;
+  std::vector<int> fExponents;
+  /// Of the columns as divided, and as the host knows them.
   std::vector<double> fEstimates;
+  std::vector<double> fHostEstimates;
   std::unique_ptr<QvCommon::QvSymMatrix> fpHessianGI;
+  /// None where every exponent is 0.
+  std::unique_ptr<QvCommon::QvSymMatrix> fpScaledHessianGI;
   /// Scratch of a row: by the layout of records, by that of the estimation passes.
   mutable QvDesignRow fRecordRow;
   mutable QvDesignRow fDesignRow;

@@ -56,7 +56,7 @@ void QvLogModel::DisplayResults() const {
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                   "Redundancy indicators for all parameters");
   fAllRedundancy.Display();
-  QvComponentDisplay::DisplayDV("Parameter estimates", fEstimates, true);
+  QvComponentDisplay::DisplayDV("Parameter estimates", fHostEstimates, true);
   if (fpHessianGI != nullptr) {
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                     "Pointer to the generalized inverse of Hessian (uncompressed)");

@@ -28,7 +28,9 @@ void QvLogOutputStats::FillParamStats() {
   const QvLogModel& model = fpAlgorithm->GetModel();
   const int nParameters = model.GetNumAllParameters();
   fParamStats.resize(static_cast<std::size_t>(nParameters));
-  if (!fRedundancy.Resize(nParameters, false)) throw std::bad_alloc();
+  const bool isRoom =
+      fRedundancy.Resize(nParameters, false) && fNonFinite.Resize(nParameters, false);
+  if (!isRoom) throw std::bad_alloc();
   if (model.GetAllRedundancy().Size() != nParameters) return;
   for (int i = 0; i < nParameters; ++i) {
     const auto k = static_cast<std::size_t>(i);
@@ -38,6 +40,7 @@ void QvLogOutputStats::FillParamStats() {
     fParamStats[k].fbRedundant = !isKept;
     fParamStats[k].fEffectIndex = model.GetAllParameters()[k].GetEffectIndex();
     fRedundancy.Set(i, isKept);
+    fNonFinite.Set(i, model.GetNonFinite().IsIn(i % model.GetNumBasicParameters()));
   }
 }
 
@@ -122,7 +125,7 @@ QvOptimizationOutcome QvLogOutputStats::GetOutcome() const {
 }
 
 double QvLogOutputStats::GetInitialLL() const {
-  return fpAlgorithm->GetOptimizer()->GetInitialLL();
+  return fpAlgorithm->GetOptimizer()->GetBaselineLL();
 }
 
 double QvLogOutputStats::GetFinalLL() const {
@@ -138,8 +141,22 @@ double QvLogOutputStats::GetParameterChange() const {
   return fpAlgorithm->GetOptimizer()->GetParameterChange();
 }
 
+const QvCommon::QvBitSet& QvLogOutputStats::GetNonFiniteParameters() const { return fNonFinite; }
+
 const QvRecordCounts& QvLogOutputStats::GetRecordCounts() const {
   return fpAlgorithm->GetRecordCounts();
+}
+
+const std::vector<int>& QvLogOutputStats::GetParameterExponents() const {
+  return fpAlgorithm->GetModel().GetExponents();
+}
+
+const std::vector<double>& QvLogOutputStats::GetScaledEstimates() const {
+  return fpAlgorithm->GetModel().GetScaledEstimates();
+}
+
+const QvCommon::QvSymMatrixData* QvLogOutputStats::GetScaledCovarianceMatrix() const {
+  return fpAlgorithm->GetModel().GetScaledHessianGI();
 }
 
 void QvLogOutputStats::Display() const {

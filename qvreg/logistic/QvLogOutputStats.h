@@ -64,17 +64,36 @@ class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
   [[nodiscard]] int GetStepHalvings() const;
   /// How the iterations ended.
   [[nodiscard]] QvOptimizationOutcome GetOutcome() const;
-  /// The log-likelihood at the starting values: the intercepts of the model without terms, or zeros
-  /// where the model has no intercept.
+  /// The log-likelihood at the default starting values: the intercepts of the model without terms,
+  /// or zeros where the model has no intercept.
   [[nodiscard]] double GetInitialLL() const;
   /// The log-likelihood at the estimates.
   [[nodiscard]] double GetFinalLL() const;
   /// The last change of the log-likelihood, relative or absolute as the settings say.
   [[nodiscard]] double GetLLChange() const;
-  /// The last change of the estimates, relative or absolute as the settings say.
+  /// The last change of the scaled estimates, relative or absolute as the settings say.
   [[nodiscard]] double GetParameterChange() const;
+  /// One bit per parameter, set for one whose column was not finite: some value of it, or the
+  /// weighted sum of its squares, is infinite or not a number. Such a parameter is redundant, and
+  /// the fit is that of the model without it. A weight that is not finite concerns all.
+  [[nodiscard]] const QvCommon::QvBitSet& GetNonFiniteParameters() const;
   /// How many records the run read, used and left out.
   [[nodiscard]] const QvRecordCounts& GetRecordCounts() const;
+
+  /// Columns of unusual size go through the estimation divided by powers of two, which rounds
+  /// nothing: those whose largest absolute value in the records used is not from 2^-20 to 2^20. All
+  /// else that these statistics report is in the host's units, where an estimate or an element of
+  /// the covariance matrix that no double holds is infinite or 0. The following tell it all the
+  /// same, and equal the others where every exponent is 0.
+  ///
+  /// Per parameter the exponent e of the power of two that its column was divided by. All columns
+  /// of an effect share it: those of a factor's level whose numbers are smaller than another's by a
+  /// factor of 2^500 or more may still underflow, and count as redundant.
+  [[nodiscard]] const std::vector<int>& GetParameterExponents() const;
+  /// The estimates times 2^e.
+  [[nodiscard]] const std::vector<double>& GetScaledEstimates() const;
+  /// The covariance matrix with the element in row i and column j times 2^(e_i + e_j); may be null.
+  [[nodiscard]] const QvCommon::QvSymMatrixData* GetScaledCovarianceMatrix() const;
 
  private:
   void FillParamStats();
@@ -88,4 +107,5 @@ class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
   double fMcFaddenRSquare;
   std::vector<QvRegrParameterStats> fParamStats;
   QvCommon::QvBitSet fRedundancy;
+  QvCommon::QvBitSet fNonFinite;
 };

@@ -99,8 +99,9 @@ QvStatus QvPatternTabulator::CreateRowPatterns(QvCommon::MultiPassRecordIter& it
   fLocalCategories = model.GetDependCategoryLocalIndices();
   if (!SetUpKeys()) return Keep({QvStatusCode::kTooManyParameters, false});
   QvRecordPass pass(iter, fCancel, fValidator);
-  const QvStatus status = ForEachCountedRecord(
-      pass, fFactorTables, [this](const Record& record) { return AddRecord(record); });
+  const QvStatus status =
+      ForEachCountedRecord(pass, fFactorTables, fRecordCounts,
+                           [this](const Record& record) { return AddRecord(record); });
   if (status.IsError()) return Keep(status);
   fbRowPatternsCreated = true;
   return fStatus;

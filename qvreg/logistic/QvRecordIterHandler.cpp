@@ -13,13 +13,15 @@ using QvCommon::Record;
 
 QvRecordIterHandler::QvRecordIterHandler(QvCommon::MultiPassRecordIter& iter, QvCancelInfo& cancel,
                                          const QvRegRecordValidator& validator, int dependentIndex,
-                                         int frequencyWeightIndex, int regressionWeightIndex)
+                                         int frequencyWeightIndex, int regressionWeightIndex,
+                                         QvRecordCounts* counts)
     : fpIter(&iter),
       fpCancel(&cancel),
       fDependentIndex(dependentIndex),
       fFrequencyWeightIndex(frequencyWeightIndex),
       fRegressionWeightIndex(regressionWeightIndex),
-      fpValidator(&validator) {}
+      fpValidator(&validator),
+      fpCounts(counts) {}
 
 void QvRecordIterHandler::SetStatsModel(IQvAccumStats* stats, const IQvRegModel* model) {
   fpStats = stats;
@@ -68,6 +70,6 @@ QvStatus QvRecordIterHandler::ComputeStatsForOptimizer(bool llOnly) {
         return false;
       });
   const bool isWhole = !result.IsError() && !fpCancel->IsFlagSet();
-  if (isWhole && tables != nullptr) tables->NoteLaterPass(nUsed);
+  if (isWhole && fpCounts != nullptr) fpCounts->NoteLaterPass(nUsed);
   return result;
 }

@@ -5,6 +5,7 @@
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/data/QvCancelInfo.h"
+#include "qvreg/data/QvRecordCounts.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/logistic/IQvDataHandler.h"
 
@@ -13,10 +14,12 @@
 /// Borrows everything it is given. Used from one thread at a time.
 class QvRecordIterHandler : public IQvDataHandler {
  public:
-  /// The indices are positions in a record, negative for no such weight.
+  /// The indices are positions in a record, negative for no such weight. `counts`, which may be
+  /// null, takes note of how many records each pass used.
   QvRecordIterHandler(QvCommon::MultiPassRecordIter& iter, QvCancelInfo& cancel,
                       const QvRegRecordValidator& validator, int dependentIndex,
-                      int frequencyWeightIndex, int regressionWeightIndex);
+                      int frequencyWeightIndex, int regressionWeightIndex,
+                      QvRecordCounts* counts = nullptr);
 
   ~QvRecordIterHandler() override = default;
   void SetStatsModel(IQvAccumStats* stats, const IQvRegModel* model) override;
@@ -51,6 +54,7 @@ class QvRecordIterHandler : public IQvDataHandler {
   int fFrequencyWeightIndex;
   int fRegressionWeightIndex;
   const QvRegRecordValidator* fpValidator;
+  QvRecordCounts* fpCounts;
   /// Scratch of a row.
   std::vector<int> fIndices;
   std::vector<double> fValues;

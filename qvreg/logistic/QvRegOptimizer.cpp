@@ -18,7 +18,7 @@ namespace {
 
 /// An observed response predicted with a probability within it of 1 is as good as certain.
 constexpr double kCertaintyGap = 0.01;
-/// An information matrix whose pivots spread beyond it is close to singular.
+/// An information matrix whose smallest share of a pivot's root is below it is close to singular.
 constexpr double kNearSingular = 0.000316;
 constexpr double kTinyProbability = 0.001;
 /// Guards the relative change of estimates near 0.
@@ -29,6 +29,15 @@ constexpr double kRelativeGuard = 1e-06;
 constexpr double kRoundingShare = 0x1p-44;
 
 bool IsMissing(double value) { return value == QvMV::gMissingValue; }
+
+/// How many of the kept parameters are intercepts, one for each category but the reference.
+int CountIntercepts(const QvLogRegSettings& settings, const IQvRegModel& model) {
+  const int nBlocks = model.GetNumDependCategories() - 1;
+  const int nBasic = model.GetNumBasicNonRedundant();
+  const bool haveIntercepts = settings.GetInterceptUse() && nBlocks > 0 && nBasic > 0 &&
+                              nBlocks * nBasic == model.GetNumAllNonRedundant();
+  return haveIntercepts ? nBlocks : 0;
+}
 
 }  // namespace
 
@@ -44,6 +53,7 @@ QvRegOptimizer::QvRegOptimizer(const QvLogRegSettings& settings, IQvRegModel* mo
       fNCategories(model->GetNumDependCategories()),
       fvBeta(estimates),
       fpMatrix(std::make_unique<QvCommon::QvSymMatrix>(fNParameters)),
+      fSystem(*stats, fNParameters, CountIntercepts(settings, *model)),
       fCancel(cancel),
       fpListener(listener),
       fIterationFrequency(iterationFrequency) {
@@ -87,19 +97,22 @@ void QvRegOptimizer::DisplayTrial(int stepHalvings, double newLL) const {
   QvComponentDisplay::DisplayD("newLL", newLL);
 }
 
-int QvRegOptimizer::Factor(double& measure) {
-  return fpMatrix->LTChol(fSettings.GetTolerance(), measure, false);
-}
+int QvRegOptimizer::Factor() { return fSystem.Factor(fSettings.GetTolerance(), *fpMatrix); }
 
 void QvRegOptimizer::SolveStep() {
-  if (fpMatrix->LTSubstitute(fpStats->GetScores(), fStep) != 0) {
+  if (fSystem.Solve(*fpMatrix, fStep) != 0) {
     fStatus = QvStatus(QvStatusCode::kTooManyParameters, false);
   }
 }
 
 void QvRegOptimizer::Report(int stepHalvings) {
   const double seconds = static_cast<double>(std::clock() - fStart) / CLOCKS_PER_SEC;
-  fReporter.SetInfo(&fvBeta, fLastIter, stepHalvings, LogLikelihood(), seconds);
+  if (!fExponents.empty()) fReportedBeta = fvBeta;
+  for (std::size_t i = 0; i < fExponents.size(); ++i) {
+    fReportedBeta[i] = std::ldexp(fReportedBeta[i], -fExponents[i]);
+  }
+  fReporter.SetInfo(fExponents.empty() ? &fvBeta : &fReportedBeta, fLastIter, stepHalvings,
+                    LogLikelihood(), seconds);
   fpListener->ReportProgress(&fReporter);
 }
 
@@ -126,10 +139,22 @@ void QvRegOptimizer::StartPass() {
   fInitialLL = fHighestLL = LogLikelihood();
   if (!HasParameters()) return;
   // The result is not examined: a singular pivot leaves its parameter where it started.
-  double measure = 0.0;
-  fpStats->GetHessian(*fpMatrix);
-  Factor(measure);
+  Factor();
   SolveStep();
+}
+
+QvStatus QvRegOptimizer::MeasureBaseline() {
+  if (fStatus.IsError()) return fStatus;
+  fpHandler->SetStatsModel(fpStats, fpModel);
+  fpHandler->ResetAccumStats(QvConst::QvMethodNewtonRaphson, false);
+  fStatus = fpHandler->ComputeStatsForOptimizer(true);
+  if (!fStatus.IsError()) fBaselineLL = LogLikelihood();
+  fpHandler->CleanStatsModel();
+  return fStatus;
+}
+
+double QvRegOptimizer::GetBaselineLL() const {
+  return IsMissing(fBaselineLL) ? fInitialLL : fBaselineLL;
 }
 
 QvStatus QvRegOptimizer::Estimate() {
@@ -200,12 +225,13 @@ bool QvRegOptimizer::IterateOnce() {
   fCurrentLL = LogLikelihood();
   // A missing value is below every other.
   fHighestLL = std::max(fHighestLL, fCurrentLL);
-  fpStats->GetHessian(*fpMatrix);
-  DisplayMatrix("Computed Hessian:");
-  double measure = 0.0;
-  const int factorResult = Factor(measure);
+  if (QvComponentDisplay::IsDiagnosticDisplay()) {
+    fpStats->GetHessian(*fpMatrix);
+    DisplayMatrix("Computed Hessian:");
+  }
+  const int factorResult = Factor();
   if (fOutcome == kOptContinue) {
-    fOutcome = CheckConvergence(previousLL, factorResult, measure, separationCheck);
+    fOutcome = CheckConvergence(previousLL, factorResult, separationCheck);
   }
   const bool isHybrid = fMethod == QvConst::QvMethodHybrid && fSwitchIteration > 0 &&
                         fWorkingMethod == QvConst::QvMethodNewtonRaphson;
@@ -230,14 +256,12 @@ bool QvRegOptimizer::SwitchMethod(bool separationCheck) {
   fSwitchIteration = fLastIter;
   FullPass(fWorkingMethod, separationCheck);
   if (fStatus.IsError()) return false;
-  fpStats->GetHessian(*fpMatrix);
-  double measure = 0.0;
-  if (Factor(measure) < 1) return true;
+  if (Factor() < 1) return true;
   fOutcome = kOptHessianSingular;
   return false;
 }
 
-QvOptimizationOutcome QvRegOptimizer::CheckSeparation(int factorResult, double measure,
+QvOptimizationOutcome QvRegOptimizer::CheckSeparation(int factorResult,
                                                       bool separationCheck) const {
   const QvOptimizationOutcome regular = factorResult > 0 ? kOptHessianSingular : kOptContinue;
   if (!separationCheck) return regular;
@@ -248,14 +272,14 @@ QvOptimizationOutcome QvRegOptimizer::CheckSeparation(int factorResult, double m
   if (1.0 - minObserved <= kCertaintyGap && 1.0 - maxObserved <= kCertaintyGap) {
     return kOptCompleteSeparation;
   }
-  if (measure > kNearSingular) return regular;
+  if (fSystem.SeparationMeasure(fSettings.GetTolerance()) > kNearSingular) return regular;
   const bool isQuasi = maxObserved > 1.0 - kCertaintyGap || minComputed < kTinyProbability;
   return isQuasi ? kOptQuasiSeparation : kOptHessianSingular;
 }
 
 QvOptimizationOutcome QvRegOptimizer::CheckConvergence(double previousLL, int factorResult,
-                                                       double measure, bool separationCheck) {
-  QvOptimizationOutcome outcome = CheckSeparation(factorResult, measure, separationCheck);
+                                                       bool separationCheck) {
+  QvOptimizationOutcome outcome = CheckSeparation(factorResult, separationCheck);
   fLLChange = std::fabs(previousLL - fCurrentLL);
   if (!fSettings.GetLLFuncChange()) fLLChange /= std::fabs(previousLL);
   if (outcome == kOptContinue && fSettings.GetLLConCriterion() > fLLChange) {
@@ -281,7 +305,7 @@ void QvRegOptimizer::Invert() {
                                     "In QvRegOptimizer::Estimate() ...");
   }
   DisplayMatrix("Cholesky factor of the Hessian:");
-  fpMatrix->LTInverse();
+  fSystem.Invert(*fpMatrix);
   int validRows = 0;
   int invalidCalls = 0;
   fpStats->GetCounts(validRows, invalidCalls, fWeight);
@@ -292,19 +316,20 @@ void QvRegOptimizer::Invert() {
 bool QvRegOptimizer::GetPseudoRSquares(double& coxSnell, double& nagelkerke,
                                        double& mcFadden) const {
   coxSnell = nagelkerke = mcFadden = 0.0;
-  if (fLastIter < 1 || !(fWeight > 0.0) || IsMissing(fInitialLL) || IsMissing(fCurrentLL)) {
+  const double baseline = GetBaselineLL();
+  if (fLastIter < 1 || !(fWeight > 0.0) || IsMissing(baseline) || IsMissing(fCurrentLL)) {
     return true;
   }
   coxSnell = nagelkerke = mcFadden = QvMV::gMissingValue;
-  const double gain = (2.0 * fInitialLL - 2.0 * fCurrentLL) / fWeight;
+  const double gain = (2.0 * baseline - 2.0 * fCurrentLL) / fWeight;
   if (gain <= QvPower::gMachineMaxExp) coxSnell = 1.0 - QvElementary::Exp(gain);
-  const double bound = 2.0 * fInitialLL / fWeight;
+  const double bound = 2.0 * baseline / fWeight;
   if (!IsMissing(coxSnell) && bound <= QvPower::gMachineMaxExp &&
       1.0 - QvElementary::Exp(bound) != 0.0) {
     nagelkerke = coxSnell / (1.0 - QvElementary::Exp(bound));
   }
-  if (fInitialLL != 0.0) {
-    mcFadden = 1.0 - fCurrentLL / fInitialLL;
+  if (baseline != 0.0) {
+    mcFadden = 1.0 - fCurrentLL / baseline;
   } else if (fCurrentLL == 0.0) {
     mcFadden = 0.0;
   }

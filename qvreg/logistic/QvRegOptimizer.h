@@ -2,6 +2,7 @@
 
 #include <ctime>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "qvreg/common/Constants.h"
@@ -12,6 +13,7 @@
 #include "qvreg/logistic/IQvDataHandler.h"
 #include "qvreg/logistic/IQvRegModel.h"
 #include "qvreg/logistic/QvIterationReporter.h"
+#include "qvreg/logistic/QvNewtonSystem.h"
 #include "qvreg/logistic/QvOptimizationOutcome.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 
@@ -37,17 +39,26 @@ class QvRegOptimizer {
   /// Runs the iterations. 1 when cancelled, an error of a pass, 305 without memory for the matrix;
   /// otherwise success, and the outcome tells how they ended.
   QvCommon::QvStatus Estimate();
+  /// Makes a pass at the estimates, and the pseudo R squares compare with its log-likelihood from
+  /// then on: for a run whose host lets it start elsewhere. Before Estimate; errors as there.
+  QvCommon::QvStatus MeasureBaseline();
   /// The pseudo R squares of the estimates; false, with missing values, where one does not exist.
   bool GetPseudoRSquares(double& coxSnell, double& nagelkerke, double& mcFadden) const;
 
   /// For a hybrid method: starts with method 0 and switches to 1 at the iteration given.
   void SetMethod(QvConst::QvEstimationMethod method, int switchIteration);
 
+  /// Reports tell each estimate divided by 2 to the power of its exponent; without exponents as it
+  /// is. REQUIRES: one per kept parameter.
+  void SetReportExponents(std::vector<int> exponents) { fExponents = std::move(exponents); }
+
   [[nodiscard]] QvOptimizationOutcome GetOutcome() const { return fOutcome; }
   /// The number of iterations done.
   [[nodiscard]] int GetLastIteration() const { return fLastIter; }
   /// The log-likelihood at the starting values; the missing value before the first pass.
   [[nodiscard]] double GetInitialLL() const { return fInitialLL; }
+  /// That of MeasureBaseline where it was called, otherwise as GetInitialLL.
+  [[nodiscard]] double GetBaselineLL() const;
   /// The log-likelihood after the latest iteration; the missing value before the first.
   [[nodiscard]] double GetCurrentLL() const { return fCurrentLL; }
   [[nodiscard]] double GetLLChange() const { return fLLChange; }
@@ -76,15 +87,13 @@ class QvRegOptimizer {
   void DisplayTrial(int stepHalvings, double newLL) const;
   void DisplayMatrix(const char* heading) const;
   void FullPass(QvConst::QvEstimationMethod method, bool separationCheck);
-  /// Factors the information matrix in place; the factorisation's result.
-  int Factor(double& measure);
+  /// Factors the information matrix of the latest pass; the factorisation's result.
+  int Factor();
   void SolveStep();
   /// Moves a hybrid method on; true when the iterations go on.
   bool SwitchMethod(bool separationCheck);
-  QvOptimizationOutcome CheckSeparation(int factorResult, double measure,
-                                        bool separationCheck) const;
-  QvOptimizationOutcome CheckConvergence(double previousLL, int factorResult, double measure,
-                                         bool separationCheck);
+  [[nodiscard]] QvOptimizationOutcome CheckSeparation(int factorResult, bool separationCheck) const;
+  QvOptimizationOutcome CheckConvergence(double previousLL, int factorResult, bool separationCheck);
   void Invert();
   void Report(int stepHalvings);
   void ReportWhenDue(int stepHalvings);
@@ -97,10 +106,12 @@ class QvRegOptimizer {
   int fNCategories;
   std::vector<double>& fvBeta;
   std::unique_ptr<QvCommon::QvSymMatrix> fpMatrix;
+  QvNewtonSystem fSystem;
   QvConst::QvEstimationMethod fMethod = QvConst::QvMethodNewtonRaphson;
   int fSwitchIteration = 0;
   QvOptimizationOutcome fOutcome = kOptNoIterations;
   double fInitialLL = QvMV::gMissingValue;
+  double fBaselineLL = QvMV::gMissingValue;
   double fCurrentLL = QvMV::gMissingValue;
   /// The highest so far, that of the starting values included.
   double fHighestLL = QvMV::gMissingValue;
@@ -122,4 +133,6 @@ class QvRegOptimizer {
   int fLastStepHalvings = 0;
   std::clock_t fStart = 0;
   QvIterationReporter fReporter;
+  std::vector<int> fExponents;
+  std::vector<double> fReportedBeta;
 };

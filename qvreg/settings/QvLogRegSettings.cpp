@@ -1,5 +1,9 @@
 #include "qvreg/settings/QvLogRegSettings.h"
 
+#include <algorithm>
+#include <cmath>
+#include <new>
+
 #include "qvreg/common/QvComponentDisplay.h"
 
 namespace {
@@ -45,6 +49,18 @@ bool QvLogRegSettings::SetStartingIteration(int n) {
   return StoreAtLeast(fStartingIteration, n, 0);
 }
 
+bool QvLogRegSettings::SetStartingValues(const std::vector<double>& values) {
+  if (!std::all_of(values.begin(), values.end(), [](double v) { return std::isfinite(v); })) {
+    return false;
+  }
+  try {
+    fStartingValues = std::vector<double>(values);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
 void QvLogRegSettings::Display() const {
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                   "QvLogRegSettings display start");
@@ -59,6 +75,9 @@ void QvLogRegSettings::Display() const {
   QvComponentDisplay::DisplayB("Log-Likelihood Function absolute change", fLLAbsoluteChange);
   QvComponentDisplay::DisplayB("Parameter Estimates absolute change", fParamEstAbsoluteChange);
   QvComponentDisplay::DisplayI("Show Iteration history frequency", fIterationFrequency);
+  if (!fStartingValues.empty()) {
+    QvComponentDisplay::DisplayDV("Starting values", fStartingValues, true);
+  }
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                   "QvLogRegSettings display end");
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "qvreg/QvExport.h"
 #include "qvreg/settings/QvRegSettings.h"
 
@@ -42,6 +44,14 @@ class QVREG_EXPORT QvLogRegSettings : public QvRegSettings {
   [[nodiscard]] bool SetMaxStepHalvingValue(int n);
   /// The iteration n >= 0 from which the late checks (such as separation) start (20 by default).
   [[nodiscard]] bool SetStartingIteration(int n);
+  /// Starts the iterations from `values` instead of the estimates of the model without terms: a
+  /// finite one per parameter, in the order of the output statistics' estimates; those of redundant
+  /// parameters are not used. Empty, the default: none. False, too, without memory. Whether their
+  /// number is that of the parameters shows in CreateParameters: kNoParameters (discrete datum 0:
+  /// how many values there are, 1: how many parameters). The initial log-likelihood, with which the
+  /// pseudo R squares compare, stays that of the default start, for one more pass. Intercepts alone
+  /// have their estimates there already and ignore the values.
+  [[nodiscard]] bool SetStartingValues(const std::vector<double>& values);
   /// Whether the log-likelihood criterion is `absolute`; relative by default.
   void SetLLFuncChange(bool absolute) { fLLAbsoluteChange = absolute; }
   /// Whether the estimates' criterion is `absolute`; relative by default.
@@ -70,6 +80,8 @@ class QVREG_EXPORT QvLogRegSettings : public QvRegSettings {
   [[nodiscard]] int GetMaxStepHalvingValue() const { return fMaxStepHalving; }
   /// See SetStartingIteration.
   [[nodiscard]] int GetStartingIteration() const { return fStartingIteration; }
+  /// See SetStartingValues; empty for none.
+  [[nodiscard]] const std::vector<double>& GetStartingValues() const { return fStartingValues; }
   /// True when the data are kept in memory.
   [[nodiscard]] bool GetUsePatternTabulator() const { return fUsePatternTabulator; }
 
@@ -85,4 +97,5 @@ class QVREG_EXPORT QvLogRegSettings : public QvRegSettings {
   bool fParamEstAbsoluteChange = false;
   bool fUsePatternTabulator = false;
   int fIterationFrequency = 1;
+  std::vector<double> fStartingValues;
 };

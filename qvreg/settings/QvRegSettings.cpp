@@ -112,6 +112,18 @@ void QvRegSettings::SetDF(double nDegFreedom) {
   if (nDegFreedom > 0.0) fNDegFreedom = nDegFreedom;
 }
 
+void QvRegSettings::SetRefineEstimates(bool refine) {
+  fRefineEstimates = refine;
+  if (refine) fMaxRefinements = std::max(fMaxRefinements, 1);
+}
+
+bool QvRegSettings::SetMaxRefinements(int n) {
+  if (n < 0) return false;
+  fMaxRefinements = n;
+  fRefineEstimates = n > 0;
+  return true;
+}
+
 void QvRegSettings::Display() const {
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvRegSettings display start");
   QvComponentDisplay::DisplayI("fFreqWeightVar", fFreqWeightVar);

@@ -67,9 +67,14 @@ class QVREG_EXPORT QvRegSettings {
   void SetProgressListener(ProgressListener* listener) { fProgressListener = listener; }
   /// Borrows the `query` that can stop a run; null, the default, for none.
   void SetCancelPointer(QvQueryCancel* query) { fCancelPointer = query; }
-  /// Linear model: whether to `refine` the estimates by one step of iterative refinement, taken
-  /// from the residual pass in twice working precision. Off by default.
-  void SetRefineEstimates(bool refine) { fRefineEstimates = refine; }
+  /// Linear model: whether to `refine` the estimates by iterative refinement in double-double, the
+  /// first step of which is taken from the residual pass. Off by default.
+  void SetRefineEstimates(bool refine);
+  /// Linear model: has the estimates refined by at most `n` steps, or for 0 not at all; false for a
+  /// negative n. Each step beyond the first reads the records again, and is taken only while the
+  /// last one changed an estimate by more than 1e-11 of it and steps shrink. 1, the default, is in
+  /// force once SetRefineEstimates asks for refinement.
+  [[nodiscard]] bool SetMaxRefinements(int n);
 
   /// Record index of the dependent; -1 until it is set.
   [[nodiscard]] int GetDependent() const { return fDependVar; }
@@ -114,6 +119,8 @@ class QVREG_EXPORT QvRegSettings {
   [[nodiscard]] bool AreRolesComplete() const;
   /// See SetRefineEstimates.
   [[nodiscard]] bool GetRefineEstimates() const { return fRefineEstimates; }
+  /// The most steps of refinement, if GetRefineEstimates; see SetMaxRefinements.
+  [[nodiscard]] int GetMaxRefinements() const { return fMaxRefinements; }
 
  private:
   [[nodiscard]] bool HasRole(int var, QvConst::QvVariableType role) const;
@@ -140,4 +147,5 @@ class QVREG_EXPORT QvRegSettings {
   std::vector<QvConst::QvVariableType> fVariableType;
   QvConst::QvCovbType fCovbType = QvConst::QvCovbDefault;
   bool fRefineEstimates = false;
+  int fMaxRefinements = 1;
 };

@@ -86,6 +86,11 @@ class LogisticSummary(Sized):
                 ("ll_change", c_double), ("param_change", c_double)]
 
 
+class ScaledSummary(Sized):
+    _fields_ = [("struct_size", c_size_t), ("dependent_exponent", c_int32), ("reserved", c_int32),
+                ("rmse", c_double)]
+
+
 class Error(Exception):
     """A code that is not success."""
 

@@ -35,7 +35,7 @@ void AddAll(Numbers& numbers, const std::string& name, const std::vector<double>
 
 void AddLinearFit(Numbers& numbers, const qvtest::ReferenceModel& model, bool refine) {
   const qvtest::ReferenceFit fit =
-      qvtest::FitReferenceCase(qvtest::LoadReferenceCase(model), refine);
+      qvtest::FitReferenceCase(qvtest::LoadReferenceCase(model), refine ? 1 : 0);
   const std::string name = model.name + (refine ? " refined" : " plain");
   AddAll(numbers, name + " estimate", fit.estimates);
   AddAll(numbers, name + " variance", fit.unscaledVariance);

@@ -189,7 +189,7 @@ TEST(CommandLogisticOptions, AnInterceptAloneNeedsNoIteration) {
 }
 
 TEST(CommandLogisticOptions, MaxStepHalving) {
-  const Json short5 = FitRare({}).at("fit");
+  const Json short5 = FitRare({"--max-step-halving", "5"}).at("fit");
   EXPECT_EQ(short5.at("outcome"), "step_halving_failed");
   EXPECT_EQ(short5.at("step_halvings"), 5);
   EXPECT_EQ(short5.at("iterations"), 1);
@@ -199,11 +199,27 @@ TEST(CommandLogisticOptions, MaxStepHalving) {
   const Json enough = FitRare({"--max-step-halving", "20"});
   EXPECT_EQ(enough.at("fit").at("outcome"), "parameters_converged");
   EXPECT_GE(enough.at("fit").at("step_halvings"), 6);
+  EXPECT_EQ(FitRare({}), enough) << "10 by default";
+  EXPECT_EQ(FitRare({}), FitRare({"--max-step-halving", "10"}));
   // One of 9980 where x is 0, ten of 20 where it is 1.
   EXPECT_NEAR(ParameterOf(enough, "(Intercept)", "1").at("estimate"), -std::log(9979.0), 1e-7);
   EXPECT_NEAR(ParameterOf(enough, "x", "1").at("estimate"), std::log(9979.0), 1e-7);
   EXPECT_NEAR(ParameterOf(enough, "x", "1").at("std_error"),
               std::sqrt(1.0 / 10 + 1.0 / 10 + 1.0 + 1.0 / 9979), 1e-7);
+}
+
+// 30 of 1,000 against 70 of 999,000: log odds and sums of 1 / count.
+TEST(CommandLogisticOptions, RareEventsConvergeByDefault) {
+  const Json fit = FitSql(
+      "SELECT * FROM (VALUES (1, 1, 30), (0, 1, 970), (1, 0, 70), (0, 0, 998930)) AS t(y, x, n)",
+      "y ~ x", {"--model", "logistic", "--reference", "first", "--freq-weight", "n"});
+  EXPECT_EQ(fit.at("fit").at("outcome"), "parameters_converged");
+  EXPECT_EQ(fit.at("warnings"), Json::array());
+  EXPECT_NEAR(ParameterOf(fit, "(Intercept)", "1").at("estimate"), std::log(70.0 / 998930), 1e-9);
+  EXPECT_NEAR(ParameterOf(fit, "x", "1").at("estimate"),
+              std::log(30.0 / 970) - std::log(70.0 / 998930), 1e-9);
+  EXPECT_NEAR(ParameterOf(fit, "x", "1").at("std_error"),
+              std::sqrt(1.0 / 30 + 1.0 / 970 + 1.0 / 70 + 1.0 / 998930), 1e-9);
 }
 
 TEST(CommandLogisticOptions, SeparationFrom) {

@@ -224,7 +224,7 @@ TEST(CommandOptions, HelpOfFitNamesEveryOption) {
                            "--in-memory",
                            "--no-in-memory",
                            "--max-iterations N=100",
-                           "--max-step-halving N=5",
+                           "--max-step-halving N=10",
                            "--separation-from N=20",
                            "--parameter-criterion SHARE=1e-06",
                            "--absolute-parameter-criterion",

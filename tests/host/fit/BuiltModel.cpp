@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "host/fit/CountedRecordIterator.h"
+#include "host/fit/FitWarnings.h"
 #include "host/table/CodeTable.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 #include "tests/host/fit/Fitting.h"
@@ -26,6 +27,10 @@ PredictedCategories BuiltModel::Categories() const {
   const auto* logistic = dynamic_cast<const QvLogOutputStats*>(&run_.Output());
   if (logistic == nullptr) return {};
   return {logistic->GetDependCategories(), table_.Columns().front().levels};
+}
+
+std::vector<std::string> BuiltModel::WarningsOf(const FitResult& result) const {
+  return FitWarnings(formula_, binding_, table_, run_.Output(), result).Find();
 }
 
 void BuiltModel::Predict(const std::string& path, const std::function<void(long long)>& progress) {

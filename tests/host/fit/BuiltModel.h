@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "host/fit/FitOptions.h"
+#include "host/fit/FitResult.h"
 #include "host/fit/Interrupt.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
@@ -27,9 +28,13 @@ class BuiltModel {
 
   [[nodiscard]] const CodedTable& Table() const { return table_; }
   [[nodiscard]] IQvRegComponent& Component() const { return run_.Component(); }
+  [[nodiscard]] const IQvRegOutputStats& Output() const { return run_.Output(); }
   [[nodiscard]] Interrupt& CtrlC() { return interrupt_; }
   /// Those of a logistic model; empty for a linear one.
   [[nodiscard]] PredictedCategories Categories() const;
+
+  /// What the fit warns of, were this its result.
+  [[nodiscard]] std::vector<std::string> WarningsOf(const FitResult& result) const;
 
   /// Writes the predictions to a file.
   void Predict(const std::string& path, const std::function<void(long long)>& progress = {});

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/host/fit/BuiltModel.h"
 #include "tests/host/fit/Fitting.h"
 
 namespace qvhost {
@@ -54,6 +55,21 @@ TEST(FitWarnings, EmptyCellsOfACrossing) {
 
 TEST(FitWarnings, NestedFactorsHaveNoEmptyCells) {
   EXPECT_EQ(Fit(From("a * 10 + b // 2 AS inner_"), "y ~ C(a)/C(inner_)").warnings, Sentences{});
+}
+
+TEST(FitWarnings, ColumnsThatWereNotFinite) {
+  const BuiltModel model(From("x % 5 AS z"), "y ~ x + z");
+  FitResult result = Fit(From("x % 5 AS z"), "y ~ x + z");
+  ASSERT_EQ(result.parameters.size(), 3U);
+  result.parameters[2].redundant = result.parameters[2].nonFinite = true;
+  EXPECT_EQ(model.WarningsOf(result),
+            Sentences{"'z' is left out of the model, because its values, the products of its "
+                      "values or the weights are too large for a number. Rescale the columns."});
+  result.parameters[1].redundant = result.parameters[1].nonFinite = true;
+  EXPECT_EQ(
+      model.WarningsOf(result),
+      Sentences{"'x', 'z' are left out of the model, because their values, the products of their "
+                "values or the weights are too large for a number. Rescale the columns."});
 }
 
 TEST(FitWarnings, RedundantCovariates) {
@@ -110,13 +126,18 @@ TEST(FitWarnings, MostRecordsLeftOut) {
             "More than half of the records were left out; the fit speaks only for the rest.");
 }
 
-TEST(FitWarnings, NumbersTooLargeToSquare) {
-  const FitResult fit =
-      Fit("SELECT range AS x, (range * 3 % 7) * 1e200 AS y FROM range(12)", "y ~ x");
-  EXPECT_TRUE(std::ranges::any_of(fit.warnings, [](const std::string& warning) {
-    return warning == "Numbers of the data are so large that their squares overflow; rescale them.";
-  }));
+TEST(FitWarnings, AnErrorOutsideTheRangeOfNumbers) {
+  FitOptions options = OptionsFor(
+      "SELECT range AS x, (range * 3 % 7) * 1e305 AS y, 1e10 AS w FROM range(12)", "y ~ x");
+  options.binding.regressionWeight = "w";
+  const FitResult fit = Fit(options);
+  EXPECT_EQ(std::ranges::count(fit.warnings,
+                               "The root mean square error is outside the range of floating-point "
+                               "numbers; rescale the dependent."),
+            1);
   EXPECT_FALSE(fit.rmse.has_value());
+  EXPECT_TRUE(fit.rSquare.has_value());
+  EXPECT_TRUE(fit.parameters[1].statistics.stdError.has_value());
 }
 
 // ---- A logistic model -------------------------------------------------------

@@ -1,5 +1,8 @@
 #include "host/fit/IterationListener.h"
 
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "qvreg/component/ProgressReport.h"
@@ -27,6 +30,24 @@ class FixedReport : public ProgressReport {
   double logLikelihood_;
 };
 
+/// The same with an estimate.
+class VectorReport : public ProgressReportVect {
+ public:
+  VectorReport(int iteration, double estimate) : iteration_(iteration), estimates_{estimate} {}
+
+  int DiscreteMeasure(const std::string& name) override {
+    return name == "iterNum" ? iteration_ : 0;
+  }
+  double ScaleMeasure(const std::string& name) override { return name == "loglik" ? -2.5 : 0.0; }
+  const std::vector<double>* VectorMeasure(const std::string& name) override {
+    return name == "paramEstim" ? &estimates_ : nullptr;
+  }
+
+ private:
+  int iteration_;
+  std::vector<double> estimates_;
+};
+
 std::string StageAfter(FixedReport report) {
   IterationListener listener([] {});
   listener.ReportProgress(&report);
@@ -45,6 +66,34 @@ TEST(IterationListener, NamesTheIterationThatBegins) {
 TEST(IterationListener, CountsTheStepHalvings) {
   EXPECT_EQ(StageAfter({3, 1, -2.5}), "iteration 4, log-likelihood -2.5, 1 step-halving");
   EXPECT_EQ(StageAfter({3, 4, -2.5}), "iteration 4, log-likelihood -2.5, 4 step-halvings");
+}
+
+TEST(IterationListener, CountsOnWhereAnotherBuildEnded) {
+  IterationListener listener([] {});
+  listener.GoOnFrom(20);
+  FixedReport start(0, 0, -2.5);
+  listener.ReportProgress(&start);
+  EXPECT_EQ(listener.Stage(), "iteration 21, log-likelihood -2.5");
+  FixedReport next(3, 0, -2.5);
+  listener.ReportProgress(&next);
+  EXPECT_EQ(listener.Stage(), "iteration 24, log-likelihood -2.5");
+}
+
+TEST(IterationListener, KeepsTheIterationsOfAllBuilds) {
+  IterationListener listener([] {});
+  EXPECT_TRUE(listener.History().IsEmpty());
+  for (int i = 0; i <= 2; ++i) {
+    VectorReport report(i, 1.0 * i);
+    listener.ReportProgress(&report);
+  }
+  EXPECT_FALSE(listener.History().IsGrowing());
+  listener.GoOnFrom(2);
+  for (int i = 0; i <= 1; ++i) {
+    VectorReport report(i, 2.0 + i);
+    listener.ReportProgress(&report);
+  }
+  EXPECT_EQ(listener.History().LastStep(), std::vector<double>{1.0});
+  EXPECT_TRUE(listener.History().IsGrowing()) << "three steps, two of them before";
 }
 
 TEST(IterationListener, TellsThatTheStageChanged) {

@@ -58,6 +58,8 @@ std::string DriversIn(const Sentences& warnings) {
   const std::string& text = warnings.front();
   std::size_t from = text.find("The estimate that drives it is ");
   if (from == std::string::npos) from = text.find("The largest estimates with");
+  if (from == std::string::npos) from = text.find("The estimate that keeps growing is ");
+  if (from == std::string::npos) from = text.find("The estimates that keep growing are ");
   if (from == std::string::npos) return "";
   const std::size_t end = std::min(text.find(" Leave out"), text.size());
   return text.substr(from, end - from);
@@ -161,6 +163,34 @@ TEST(OptimizationWarnings, TheLargestComeFirstAndEqualOnesInTheirOrder) {
   EXPECT_EQ(DriversOf({Level("a", 4.0, 900.0), Level("b", -9.0, 900.0), Level("c", -4.0, 900.0)}),
             "The largest estimates with huge standard errors are 'yes: g=b' (-9, standard error "
             "9e+02), 'yes: g=a' (4, standard error 9e+02), 'yes: g=c' (-4, standard error 9e+02).");
+}
+
+ParameterResult GrowingBy(double growth, ParameterResult parameter) {
+  parameter.growth = growth;
+  return parameter;
+}
+
+TEST(OptimizationWarnings, WhereGrowthWasSeenTheGrowingOnesAreNamed) {
+  const ParameterResult intercept = GrowingBy(-1.0, Parameter("yes", "(Intercept)", -20.0, 900.0));
+  EXPECT_EQ(DriversOf({intercept, GrowingBy(1.0, Level("a", 21.0, std::nullopt)),
+                       Level("b", 3.0, 5000.0)}),
+            "The estimate that keeps growing is 'yes: g=a' (21, by 1 an iteration).");
+  EXPECT_EQ(DriversOf({GrowingBy(-1.0, Level("a", -21.0, 0.5)),
+                       GrowingBy(0.125, Slope("x", 30.0, 900.0))}),
+            "The estimates that keep growing are 'yes: x' (30, by 0.12 an iteration), 'yes: g=a' "
+            "(-21, by -1 an iteration).");
+}
+
+TEST(OptimizationWarnings, AnEstimateThatIsCarriedAlongIsNotNamed) {
+  EXPECT_EQ(DriversOf({GrowingBy(1.0, Level("a", 21.0, 900.0)),
+                       GrowingBy(0.9e-3, Level("b", 0.01, 900.0))}),
+            "The estimate that keeps growing is 'yes: g=a' (21, by 1 an iteration).");
+  // Over a span of 2000, 1e-6 is 0.002.
+  EXPECT_EQ(DriversOf({GrowingBy(1.0, Level("a", 21.0, 900.0)),
+                       GrowingBy(1e-6, Slope("grams", 2e-5, 0.1))},
+                      {"grams"}, {2000.0}),
+            "The estimates that keep growing are 'yes: g=a' (21, by 1 an iteration), 'yes: grams' "
+            "(2e-05, by 1e-06 an iteration).");
 }
 
 TEST(OptimizationWarnings, AtMostFourAreNamed) {

@@ -143,6 +143,7 @@ TEST(RunFitSeparation, TooFewStepHalvings) {
       "n)",
       "y ~ x");
   options.binding.freqWeight = "n";
+  options.logistic.maxStepHalving = 5;
   EXPECT_EQ(Fit(options).warnings,
             Names{"Iteration 1 found no step that raised the log-likelihood in 5 step-halvings, so "
                   "the estimates may not be the best. Allow more with --max-step-halving, or "

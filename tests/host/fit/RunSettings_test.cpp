@@ -48,6 +48,16 @@ TEST(RunSettings, OfALinearModelHaveItsType) {
   EXPECT_EQ(made.Get().GetModelType(), QvConst::QvRegModelGLM);
 }
 
+TEST(RunSettings, OfALinearModelRefineAsFarAsItHelps) {
+  FitOptions options = OptionsFor(kRows, "x ~ z");
+  MadeSettings refined(options);
+  EXPECT_TRUE(refined.Get().GetRefineEstimates());
+  EXPECT_EQ(refined.Get().GetMaxRefinements(), 5);
+  options.refine = false;
+  MadeSettings plain(options);
+  EXPECT_FALSE(plain.Get().GetRefineEstimates());
+}
+
 TEST(RunSettings, OfALogisticModelHaveTheLibrarysDefaults) {
   MadeSettings made(OptionsFor(kRows, "y ~ x"));
   const QvLogRegSettings defaults;
@@ -57,7 +67,7 @@ TEST(RunSettings, OfALogisticModelHaveTheLibrarysDefaults) {
   EXPECT_EQ(settings.GetDependentNCategs(), 3);
   EXPECT_EQ(settings.GetDependentRefCateg(), defaults.GetDependentRefCateg());
   EXPECT_EQ(settings.GetMaxIterations(), defaults.GetMaxIterations());
-  EXPECT_EQ(settings.GetMaxStepHalvingValue(), defaults.GetMaxStepHalvingValue());
+  EXPECT_EQ(settings.GetMaxStepHalvingValue(), 10) << "as many as rare levels need";
   EXPECT_EQ(settings.GetStartingIteration(), defaults.GetStartingIteration());
   EXPECT_EQ(settings.GetLLConCriterion(), defaults.GetLLConCriterion());
   EXPECT_EQ(settings.GetLLFuncChange(), defaults.GetLLFuncChange());

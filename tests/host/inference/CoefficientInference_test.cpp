@@ -152,5 +152,30 @@ TEST(CoefficientInference, NormalWithoutAVarianceHasNoTest) {
   EXPECT_FALSE(none.stdError || none.statistic || none.pValue || none.confLow || none.confHigh);
 }
 
+TEST(CoefficientInference, AnswersInUnitsOfAPowerOfTwo) {
+  const CoefficientInference inference(kSigma, kResidualDf, 0.9);
+  const CoefficientStatistics plain = inference.Of(-3.9, 0.06);
+  const CoefficientStatistics large = inference.Of(-3.9, 0.06, 1000);
+  EXPECT_EQ(large.stdError, std::ldexp(*plain.stdError, 1000));
+  EXPECT_EQ(large.confLow, std::ldexp(*plain.confLow, 1000));
+  EXPECT_EQ(large.confHigh, std::ldexp(*plain.confHigh, 1000));
+  EXPECT_EQ(large.statistic, plain.statistic);
+  EXPECT_EQ(large.pValue, plain.pValue);
+}
+
+TEST(CoefficientInference, WhatNoDoubleHoldsIsAbsentButTested) {
+  const CoefficientInference inference(kSigma, kResidualDf, 0.9);
+  for (const int exponent : {1100, -1100}) {
+    const CoefficientStatistics beyond = inference.Of(-3.9, 0.06, exponent);
+    EXPECT_FALSE(beyond.stdError);
+    EXPECT_FALSE(beyond.confLow);
+    EXPECT_FALSE(beyond.confHigh);
+    EXPECT_EQ(beyond.statistic, inference.Of(-3.9, 0.06).statistic);
+    EXPECT_EQ(beyond.pValue, inference.Of(-3.9, 0.06).pValue);
+  }
+  // A standard error of 0 is one in any unit.
+  EXPECT_EQ(inference.Of(1.0, 0.0, -1100).stdError, 0.0);
+}
+
 }  // namespace
 }  // namespace qvhost

@@ -7,6 +7,14 @@
 namespace qvhost {
 namespace {
 
+TEST(TextReport, TellsWhatWasLeftOutFromWhatDependsOnOthers) {
+  FitResult fit = SampleFit();
+  fit.parameters.back().nonFinite = true;
+  const std::string text = TextReport(fit);
+  EXPECT_NE(text.find("g=b:I(x^2)           0    left out\n"), std::string::npos) << text;
+  EXPECT_EQ(text.find("redundant"), std::string::npos) << text;
+}
+
 TEST(TextReport, TellsTheWholeFitInOneTable) {
   EXPECT_EQ(TextReport(SampleFit()),
             R"(Linear model

@@ -9,8 +9,10 @@
 #include "tests/qvreg/c/CRecordFeed.h"
 #include "tests/qvreg/c/ExpectSameResults.h"
 #include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/LogisticFit.h"
 #include "tests/qvreg/support/LogisticReferenceCase.h"
 #include "tests/qvreg/support/LogisticReferenceRun.h"
+#include "tests/qvreg/support/LogisticSettings.h"
 #include "tests/qvreg/support/ReferenceCase.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 #include "tests/support/TempFolder.h"
@@ -237,6 +239,32 @@ TEST(CInterface, GivesTheSameFromEverySource) {
   ExpectSameResults(CFitOf(told, fileSource).results, expected.Stats());
   // A source serves one run after the other.
   ExpectSameResults(CFitOf(told, fileSource).results, expected.Stats());
+}
+
+TEST(CInterface, TellsNumbersOfExtremeSize) {
+  std::vector<std::vector<double>> rows;
+  for (int i = 0; i < 12; ++i) {
+    rows.push_back(
+        {(3.0 * i + i % 4) * 1e-170, (i + 1) * 1e200, 1e160 * (i % 5), i % 3 == 0 ? 1.0 : 0.0});
+  }
+  const std::vector<QvCommon::Record> records = MakeRecords(rows);
+  LinearSettings linear(0, {}, {1, 2});
+  linear.Effect({}, {1}).Effect({}, {2}).Effect({}, {1, 2});
+  FittedModel expected(linear.Get(), records);
+  const CFit fit = CFitOf(linear.Get(), records);
+  ExpectSameResults(fit.results, expected.Stats());
+  ExpectSameScores(fit, expected.Component(), expected.Stats(), records);
+  ExpectSameRows(fit, expected.Stats(), records);
+  const auto exponents = ListOf<std::int32_t>(
+      [&](auto... rest) { return qvreg_scaled_get_exponents(fit.results.get(), rest...); });
+  EXPECT_EQ(exponents, (std::vector<std::int32_t>{0, 667, 533, 1201}));
+
+  LogisticSettings logistic(3, 2, {}, {1, 2});
+  logistic.Effect({}, {1}).Effect({}, {2});
+  LogisticFit expectedLogistic(logistic.Get(), records);
+  const CFit logisticFit = CFitOf(logistic.Get(), records);
+  ExpectSameResults(logisticFit.results, expectedLogistic.Stats());
+  ExpectSameScores(logisticFit, expectedLogistic.Component(), expectedLogistic.Stats(), records);
 }
 
 }  // namespace

@@ -80,6 +80,8 @@ const std::vector<Function>& Functions() {
       QV_CALL(qvreg_settings, qvreg_settings_set_options, Room<qvreg_options>()),
       QV_CALL(qvreg_settings, qvreg_settings_get_logistic_options, Room<qvreg_logistic_options>()),
       QV_CALL(qvreg_settings, qvreg_settings_set_logistic_options, Room<qvreg_logistic_options>()),
+      QV_CALL(qvreg_settings, qvreg_settings_set_starting_values, nullptr, 0),
+      QV_CALL(qvreg_settings, qvreg_settings_get_starting_values, nullptr, 0, &a.n),
       QV_CALL(qvreg_settings, qvreg_settings_set_progress, nullptr, nullptr),
       QV_CALL(qvreg_settings, qvreg_settings_get_progress, &progress, &a.user),
       QV_CALL(qvreg_settings, qvreg_settings_set_cancel, nullptr, nullptr),
@@ -147,11 +149,17 @@ const std::vector<Function>& Functions() {
       QV_CALL(qvreg_results, qvreg_results_get_parameters, &parameters),
       QV_CALL(qvreg_results, qvreg_results_get_estimates, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_results_get_redundant, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_results_get_non_finite, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_results_is_dependent_finite, &a.i),
       QV_CALL(qvreg_results, qvreg_results_get_param_stats, 0, Room<qvreg_param_stats>()),
       QV_CALL(qvreg_results, qvreg_results_get_means, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_results_get_covariance, 0, 0, &a.x),
       QV_CALL(qvreg_results, qvreg_results_get_covariance_packed, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_results_get_covariance_full, nullptr, 9, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_scaled_get_summary, Room<qvreg_scaled_summary>()),
+      QV_CALL(qvreg_results, qvreg_scaled_get_exponents, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_scaled_get_estimates, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_scaled_get_covariance_packed, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_results_get_factor_counts, 0, nullptr, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_results_get_active_categories, 0, &a.i),
       QV_CALL(qvreg_results, qvreg_results_get_dependent_counts, nullptr, nullptr, 0, &a.n),
@@ -387,6 +395,9 @@ TEST(CInterface, RefusesANullPointer) {
         return qvreg_results_get_param_stats(of.results.get(), 0, nullptr, e);
       },
       [&](qvreg_error* e) {
+        return qvreg_results_is_dependent_finite(of.results.get(), nullptr, e);
+      },
+      [&](qvreg_error* e) {
         return qvreg_results_get_covariance(of.results.get(), 0, 0, nullptr, e);
       },
       [&](qvreg_error* e) {
@@ -479,6 +490,8 @@ TEST(CInterface, ChecksTheSizesOfStructures) {
       [&](auto... rest) { return qvreg_results_get_record_counts(of.results.get(), rest...); });
   ExpectSizeChecked<qvreg_logistic_summary>(
       [&](auto... rest) { return qvreg_logistic_get_summary(of.results.get(), rest...); });
+  ExpectSizeChecked<qvreg_scaled_summary>(
+      [&](auto... rest) { return qvreg_scaled_get_summary(of.results.get(), rest...); });
 }
 
 }  // namespace

@@ -70,6 +70,7 @@ void SetOptions(const QvRegSettings& from, qvreg_settings* to) {
   options.degrees_of_freedom = from.GetDF();
   options.use_intercept = from.GetInterceptUse() ? 1 : 0;
   options.refine_estimates = from.GetRefineEstimates() ? 1 : 0;
+  options.max_refinements = from.GetMaxRefinements();
   Require([&](qvreg_error* e) { return qvreg_settings_set_options(to, &options, e); });
 }
 

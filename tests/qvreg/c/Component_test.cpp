@@ -309,6 +309,36 @@ TEST(CComponent, SaysThatThereIsNothingToTellApart) {
             QVREG_ONE_CATEGORY);
 }
 
+TEST(CComponent, SaysHowManyStartingValuesTheModelTakes) {
+  CEveryKind of(true);
+  const double value = 0.0;
+  ASSERT_EQ(qvreg_settings_set_starting_values(of.settings.get(), &value, 1, nullptr), QVREG_OK);
+  const CComponent component = CComponentOf(of.settings);
+  const qvreg_error error = ErrorOf(
+      [&](qvreg_error* e) { return qvreg_component_build(component.get(), of.source.get(), e); });
+  EXPECT_EQ(error.code, QVREG_NO_PARAMETERS);
+  std::size_t count = 0;
+  ASSERT_EQ(qvreg_results_get_estimates(of.results.get(), nullptr, 0, &count, nullptr), QVREG_OK);
+  EXPECT_EQ(error.message, "The settings have 1 starting values, and the model has " +
+                               std::to_string(count) +
+                               " parameters; pass one for each, in the order of the estimates.");
+}
+
+TEST(CComponent, GoesOnFromTheEstimatesOfAnother) {
+  const CEveryKind of(true);
+  const auto estimates = ListOf<double>(
+      [&](auto... rest) { return qvreg_results_get_estimates(of.results.get(), rest...); });
+  ASSERT_EQ(qvreg_settings_set_starting_values(of.settings.get(), estimates.data(),
+                                               estimates.size(), nullptr),
+            QVREG_OK);
+  const CFit fit = CFitOf(of.settings, of.source);
+  const auto further = ListOf<double>(
+      [&](auto... rest) { return qvreg_results_get_estimates(fit.results.get(), rest...); });
+  // The data are separated: an estimate gains 1 an iteration for ever, and each run makes 20.
+  ASSERT_EQ(further.size(), estimates.size());
+  EXPECT_NEAR(further[1], estimates[1] + 20.0, 0.01);
+}
+
 /// What a progress callback was told.
 struct Told {
   std::vector<std::int32_t> iterations;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "qvreg/common/Constants.h"
 #include "qvreg/design/QvFactorCounts.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
@@ -75,6 +76,28 @@ void ExpectSameLists(const CResults& results, const IQvRegOutputStats& expected)
   }
 }
 
+const QvCommon::QvBitSet& NonFiniteOf(const IQvRegOutputStats& stats) {
+  if (const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&stats)) {
+    return linear->GetNonFiniteParameters();
+  }
+  return dynamic_cast<const QvLogOutputStats&>(stats).GetNonFiniteParameters();
+}
+
+void ExpectSameFiniteness(const CResults& results, const IQvRegOutputStats& expected) {
+  const auto nonFinite = ListOf<std::int32_t>(
+      [&](auto... rest) { return qvreg_results_get_non_finite(results.get(), rest...); });
+  ASSERT_EQ(nonFinite.size(), expected.GetParameters().size());
+  for (std::size_t i = 0; i < nonFinite.size(); ++i) {
+    EXPECT_EQ(nonFinite[i] == 1, NonFiniteOf(expected).IsIn(static_cast<int>(i))) << i;
+  }
+  std::int32_t isFinite = -1;
+  Require([&](qvreg_error* e) {
+    return qvreg_results_is_dependent_finite(results.get(), &isFinite, e);
+  });
+  const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&expected);
+  EXPECT_EQ(isFinite, linear == nullptr || linear->IsDependentFinite() ? 1 : 0);
+}
+
 void ExpectSameCovariance(const CResults& results, const IQvRegOutputStats& expected) {
   const QvCommon::QvSymMatrixData* matrix = expected.GetCovarianceMatrix();
   if (matrix == nullptr) {
@@ -107,6 +130,31 @@ void ExpectSameCovariance(const CResults& results, const IQvRegOutputStats& expe
       EXPECT_EQ(one, element);
     }
   }
+}
+
+/// What the statistics of either model tell of numbers of extreme size.
+template <typename Stats>
+void ExpectSameScaled(const CResults& results, const Stats& expected, int dependentExponent,
+                      double rmse) {
+  auto summary = Sized<qvreg_scaled_summary>();
+  Require([&](qvreg_error* e) { return qvreg_scaled_get_summary(results.get(), &summary, e); });
+  EXPECT_EQ(summary.dependent_exponent, dependentExponent);
+  EXPECT_EQ(summary.rmse, rmse);
+  EXPECT_EQ(ListOf<std::int32_t>(
+                [&](auto... rest) { return qvreg_scaled_get_exponents(results.get(), rest...); }),
+            expected.GetParameterExponents());
+  EXPECT_EQ(ListOf<double>(
+                [&](auto... rest) { return qvreg_scaled_get_estimates(results.get(), rest...); }),
+            expected.GetScaledEstimates());
+  const QvCommon::QvSymMatrixData* matrix = expected.GetScaledCovarianceMatrix();
+  if (matrix == nullptr) return;
+  const auto packed = ListOf<double>(
+      [&](auto... rest) { return qvreg_scaled_get_covariance_packed(results.get(), rest...); });
+  std::vector<double> elements;
+  for (int i = 0; i < matrix->GetOrder(); ++i) {
+    for (int j = 0; j <= i; ++j) elements.push_back(matrix->GetElem(i, j));
+  }
+  EXPECT_EQ(packed, elements);
 }
 
 /// `call(weighted, unweighted, capacity, count, error)`.
@@ -221,6 +269,7 @@ void ExpectSameResults(const CResults& results, const IQvRegOutputStats& expecte
   ExpectSameNumbers(results, expected, linear != nullptr);
   ExpectSameParameters(results, expected);
   ExpectSameLists(results, expected);
+  ExpectSameFiniteness(results, expected);
   ExpectSameCovariance(results, expected);
   ExpectSameFactorCounts(results, expected.GetFactorCounts());
   auto counts = Sized<qvreg_record_counts>();
@@ -228,7 +277,13 @@ void ExpectSameResults(const CResults& results, const IQvRegOutputStats& expecte
       [&](qvreg_error* e) { return qvreg_results_get_record_counts(results.get(), &counts, e); });
   ExpectSameCounts(counts,
                    linear != nullptr ? linear->GetRecordCounts() : logistic->GetRecordCounts());
-  if (logistic != nullptr) ExpectSameLogistic(results, *logistic);
+  if (logistic != nullptr) {
+    ExpectSameLogistic(results, *logistic);
+    ExpectSameScaled(results, *logistic, 0, QvMV::gMissingValue);
+  } else {
+    ExpectSameScaled(results, *linear, linear->GetDependentExponent(),
+                     linear->GetScaledRootMeanSquareError());
+  }
 }
 
 }  // namespace qvtest

@@ -106,9 +106,13 @@ TEST(CResults, RefuseShortBuffersAndSayHowLong) {
   };
   expectTooSmall(qvreg_results_get_estimates(results, numbers, 4, &count, nullptr), 5);
   expectTooSmall(qvreg_results_get_redundant(results, whole, 4, &count, nullptr), 5);
+  expectTooSmall(qvreg_results_get_non_finite(results, whole, 4, &count, nullptr), 5);
   expectTooSmall(qvreg_results_get_means(results, numbers, 0, &count, nullptr), 1);
   expectTooSmall(qvreg_results_get_covariance_packed(results, numbers, 14, &count, nullptr), 15);
   expectTooSmall(qvreg_results_get_covariance_full(results, numbers, 6, 28, &count, nullptr), 29);
+  expectTooSmall(qvreg_scaled_get_exponents(results, whole, 4, &count, nullptr), 5);
+  expectTooSmall(qvreg_scaled_get_estimates(results, numbers, 4, &count, nullptr), 5);
+  expectTooSmall(qvreg_scaled_get_covariance_packed(results, numbers, 14, &count, nullptr), 15);
   expectTooSmall(qvreg_results_get_factor_counts(results, 0, numbers, nullptr, 2, &count, nullptr),
                  3);
   expectTooSmall(qvreg_results_get_dependent_counts(results, nullptr, numbers, 1, &count, nullptr),

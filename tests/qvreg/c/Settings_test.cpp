@@ -1,3 +1,7 @@
+#include <cmath>
+#include <cstddef>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "tests/qvreg/c/CEveryKind.h"
@@ -154,11 +158,13 @@ TEST(CSettings, TakeOptions) {
   EXPECT_LE(options.degrees_of_freedom, 0.0);
   EXPECT_EQ(options.use_intercept, 1);
   EXPECT_EQ(options.refine_estimates, 0);
+  EXPECT_EQ(options.max_refinements, 1);
   options.tolerance = 1e-9;
   options.confidence_level = 0.5;
   options.degrees_of_freedom = 7.5;
   options.use_intercept = 0;
   options.refine_estimates = 3;
+  options.max_refinements = 4;
   ASSERT_EQ(qvreg_settings_set_options(settings.get(), &options, nullptr), QVREG_OK);
   const qvreg_options now = OptionsOf(settings.get());
   EXPECT_EQ(now.tolerance, 1e-9);
@@ -166,6 +172,34 @@ TEST(CSettings, TakeOptions) {
   EXPECT_EQ(now.degrees_of_freedom, 7.5);
   EXPECT_EQ(now.use_intercept, 0);
   EXPECT_EQ(now.refine_estimates, 1);
+  EXPECT_EQ(now.max_refinements, 4);
+}
+
+TEST(CSettings, RefineOnlyWhereBothOptionsSayIt) {
+  const CSettings settings = Make(QVREG_MODEL_LINEAR);
+  qvreg_options options = OptionsOf(settings.get());
+  options.max_refinements = 4;
+  ASSERT_EQ(qvreg_settings_set_options(settings.get(), &options, nullptr), QVREG_OK);
+  EXPECT_EQ(OptionsOf(settings.get()).refine_estimates, 0);
+  EXPECT_EQ(OptionsOf(settings.get()).max_refinements, 4);
+  options.refine_estimates = 1;
+  options.max_refinements = 0;
+  ASSERT_EQ(qvreg_settings_set_options(settings.get(), &options, nullptr), QVREG_OK);
+  EXPECT_EQ(OptionsOf(settings.get()).refine_estimates, 0);
+  EXPECT_EQ(OptionsOf(settings.get()).max_refinements, 0);
+}
+
+TEST(CSettings, OfAnOlderHostKeepTheMostRefinements) {
+  const CSettings settings = Make(QVREG_MODEL_LINEAR);
+  qvreg_options options = OptionsOf(settings.get());
+  options.max_refinements = 4;
+  ASSERT_EQ(qvreg_settings_set_options(settings.get(), &options, nullptr), QVREG_OK);
+  options.struct_size = offsetof(qvreg_options, max_refinements);
+  options.refine_estimates = 1;
+  options.max_refinements = -7;  // To that host, somebody else's.
+  ASSERT_EQ(qvreg_settings_set_options(settings.get(), &options, nullptr), QVREG_OK);
+  EXPECT_EQ(OptionsOf(settings.get()).refine_estimates, 1);
+  EXPECT_EQ(OptionsOf(settings.get()).max_refinements, 4);
 }
 
 TEST(CSettings, RefuseOptionsAndKeepTheOldOnes) {
@@ -184,6 +218,14 @@ TEST(CSettings, RefuseOptionsAndKeepTheOldOnes) {
     other.*field = 1;
     EXPECT_EQ(qvreg_settings_set_options(settings.get(), &other, nullptr), QVREG_SETTING_REFUSED);
   }
+  qvreg_options negative = OptionsOf(settings.get());
+  negative.tolerance = 0.25;
+  negative.max_refinements = -1;
+  EXPECT_EQ(qvreg_settings_set_options(settings.get(), &negative, &error), QVREG_SETTING_REFUSED);
+  EXPECT_STREQ(error.message,
+               "The settings do not take max_refinements = -1; it must be 0 or more.");
+  EXPECT_EQ(OptionsOf(settings.get()).tolerance, 1e-12);
+  EXPECT_EQ(OptionsOf(settings.get()).max_refinements, 1);
 }
 
 TEST(CSettings, KeepImposedDegreesOfFreedom) {
@@ -260,6 +302,39 @@ TEST(CSettings, RefuseLogisticOptionsByName) {
   ExpectRefused(&Options::max_step_halvings, 0, "max_step_halvings = 0; it must be 1 or more");
   ExpectRefused(&Options::starting_iteration, -1, "starting_iteration = -1; it must be 0 or more");
   ExpectRefused(&Options::iteration_frequency, 0, "iteration_frequency = 0; it must be 1 or more");
+}
+
+std::vector<double> StartingValuesOf(const qvreg_settings* settings) {
+  return ListOf<double>(
+      [&](auto... rest) { return qvreg_settings_get_starting_values(settings, rest...); });
+}
+
+TEST(CSettings, TakeStartingValues) {
+  const CSettings settings = Make(QVREG_MODEL_LOGISTIC);
+  qvreg_settings* s = settings.get();
+  EXPECT_EQ(StartingValuesOf(s), std::vector<double>{});
+  const std::vector<double> values{0.5, -2.0, 0.0};
+  EXPECT_EQ(qvreg_settings_set_starting_values(s, values.data(), values.size(), nullptr), QVREG_OK);
+  EXPECT_EQ(StartingValuesOf(s), values);
+  EXPECT_EQ(qvreg_settings_set_starting_values(s, nullptr, 0, nullptr), QVREG_OK);
+  EXPECT_EQ(StartingValuesOf(s), std::vector<double>{});
+}
+
+TEST(CSettings, RefuseStartingValuesAndKeepTheOldOnes) {
+  const CSettings settings = Make(QVREG_MODEL_LOGISTIC);
+  qvreg_settings* s = settings.get();
+  const std::vector<double> values{0.5, -2.0, 0.0};
+  ASSERT_EQ(qvreg_settings_set_starting_values(s, values.data(), values.size(), nullptr), QVREG_OK);
+  const std::vector<double> bad{1.0, std::nan("")};
+  const qvreg_error error = ErrorOf(
+      [&](qvreg_error* e) { return qvreg_settings_set_starting_values(s, bad.data(), 2, e); });
+  EXPECT_EQ(error.code, QVREG_SETTING_REFUSED);
+  EXPECT_STREQ(error.message, "The starting value of index 1 is not finite; pass finite numbers.");
+  EXPECT_EQ(qvreg_settings_set_starting_values(s, nullptr, 2, nullptr), QVREG_NULL_POINTER);
+  EXPECT_EQ(StartingValuesOf(s), values);
+  const CSettings linear = Make(QVREG_MODEL_LINEAR);
+  EXPECT_EQ(qvreg_settings_set_starting_values(linear.get(), values.data(), 3, nullptr),
+            QVREG_WRONG_MODEL);
 }
 
 void Progress(void* /*user*/, const qvreg_progress* /*progress*/) {}

@@ -24,7 +24,7 @@ QVREG_EXPECT_NO_PADDING(qvreg_record_counts, used_later);
 QVREG_EXPECT_NO_PADDING(qvreg_record_callbacks, rewind);
 QVREG_EXPECT_NO_PADDING(qvreg_rows, value_stride);
 QVREG_EXPECT_NO_PADDING(qvreg_roles, are_complete);
-QVREG_EXPECT_NO_PADDING(qvreg_options, reserved);
+QVREG_EXPECT_NO_PADDING(qvreg_options, reserved2);
 QVREG_EXPECT_NO_PADDING(qvreg_logistic_options, reserved);
 QVREG_EXPECT_NO_PADDING(qvreg_progress, n_estimates);
 QVREG_EXPECT_NO_PADDING(qvreg_effect_info, factors_in_parens);
@@ -32,6 +32,7 @@ QVREG_EXPECT_NO_PADDING(qvreg_parameter_info, target_category);
 QVREG_EXPECT_NO_PADDING(qvreg_summary, degrees_of_freedom);
 QVREG_EXPECT_NO_PADDING(qvreg_param_stats, reserved);
 QVREG_EXPECT_NO_PADDING(qvreg_logistic_summary, param_change);
+QVREG_EXPECT_NO_PADDING(qvreg_scaled_summary, rmse);
 #undef QVREG_EXPECT_NO_PADDING
 
 }  // namespace

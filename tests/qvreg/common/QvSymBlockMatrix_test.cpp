@@ -55,6 +55,18 @@ TEST(QvSymBlockMatrix, CopyPutsEveryBlockInItsPlace) {
   EXPECT_EQ(WholeOf(TwoByTwo()), (Rows{{1}, {2, 3}, {4, 5, 7}, {5, 6, 8, 9}}));
 }
 
+TEST(QvSymBlockMatrix, AddAddsEveryBlockInItsPlace) {
+  QvSymMatrix sum = qvtest::SymMatrixOf({{10}, {20, 30}, {40, 50, 60}, {70, 80, 90, 100}});
+  EXPECT_TRUE(TwoByTwo().AddToSymMatrix(sum));
+  EXPECT_EQ(LowerRows(sum), (Rows{{11}, {22, 33}, {44, 55, 67}, {75, 86, 98, 109}}));
+}
+
+TEST(QvSymBlockMatrix, AddRefusesAnotherOrder) {
+  QvSymMatrix other = qvtest::SymMatrixOf({{1}, {2, 3}});
+  EXPECT_FALSE(TwoByTwo().AddToSymMatrix(other));
+  EXPECT_EQ(LowerRows(other), (Rows{{1}, {2, 3}}));
+}
+
 TEST(QvSymBlockMatrix, CopyReplacesAMatrixOfAnotherOrder) {
   QvSymMatrix whole(9);
   whole.SetElem(8, 8, 1.0);

@@ -64,11 +64,22 @@ TEST(QvSymMatrixCholesky, KeepsTheFactorInTheLowerTriangle) {
   EXPECT_EQ(LowerRows(matrix), (Rows{{2}, {1, 3}, {-1, 1, 2}}));
 }
 
-TEST(QvSymMatrixCholesky, MeasureIsTheSmallestPivotOverTheLargest) {
-  EXPECT_DOUBLE_EQ(MeasureOf(kDefinite), 4.0 / 9.0);
+TEST(QvSymMatrixCholesky, MeasureIsTheSmallestRootOfAPivotOverItsDiagonal) {
+  // Roots of pivots 2, 3 and 2 of diagonals 4, 10 and 6.
+  EXPECT_DOUBLE_EQ(MeasureOf(kDefinite), 2.0 / std::sqrt(6.0));
   EXPECT_EQ(MeasureOf({{5}}), 1.0);
-  EXPECT_EQ(MeasureOf({{1}, {0, 8}, {0, 0, 4}}), 0.125);
-  EXPECT_EQ(MeasureOf({{8}, {0, 1}, {0, 0, 4}}), 0.125);
+  // The second of two columns that share three quarters of their squares.
+  EXPECT_DOUBLE_EQ(MeasureOf({{4}, {6, 12}}), 0.5);
+  EXPECT_DOUBLE_EQ(MeasureOf({{4}, {6, 12}, {0, 0, 1}}), 0.5);
+}
+
+TEST(QvSymMatrixCholesky, MeasureDoesNotDependOnUnits) {
+  EXPECT_EQ(MeasureOf({{1}, {0, 8}, {0, 0, 4}}), 1.0);
+  EXPECT_EQ(MeasureOf({{1e-200}, {0, 1e200}}), 1.0);
+  for (const double unit : {1e-9, 0.3, 1e9}) {
+    EXPECT_DOUBLE_EQ(MeasureOf({{4}, {6 * unit, 12 * unit * unit}}), 0.5) << unit;
+    EXPECT_DOUBLE_EQ(MeasureOf({{4 * unit * unit}, {6 * unit, 12}}), 0.5) << unit;
+  }
 }
 
 TEST(QvSymMatrixCholesky, SolvesASystemByHand) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <limits>
 #include <numeric>
 #include <random>
 #include <utility>
@@ -353,4 +354,15 @@ TEST(QvSymMatrix, WhatWasMovedFromTakesNoPartInAnything) {
 }
 
 }  // namespace
+TEST(QvSymMatrix, IsMultipliedByPowersOfTwoOfRowsAndColumns) {
+  QvSymMatrix matrix(2);
+  matrix.SetElem(0, 0, 3.0);
+  matrix.SetElem(1, 0, -5.0);
+  matrix.SetElem(1, 1, 7.0);
+  matrix.MultiplyByPowersOf2({600, -599});
+  EXPECT_EQ(matrix.GetElem(0, 0), std::numeric_limits<double>::infinity());
+  EXPECT_EQ(matrix.GetElem(0, 1), -10.0);
+  EXPECT_EQ(matrix.GetElem(1, 1), 0.0);
+}
+
 }  // namespace QvCommon

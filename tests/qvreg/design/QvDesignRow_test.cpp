@@ -145,10 +145,10 @@ TEST_F(QvDesignRowTest, AZeroIsLeftOutOfAKnownRowAndANaNIsNot) {
 
 TEST_F(QvDesignRowTest, TellsTheValueOfOneEffect) {
   const std::vector<double> values{0, 3, 5};
-  EXPECT_EQ(row_.EffectValue(0, values.data()), 1.0);
-  EXPECT_EQ(row_.EffectValue(1, values.data()), 1.0);
-  EXPECT_EQ(row_.EffectValue(2, values.data()), 45.0);
-  EXPECT_EQ(row_.EffectValue(3, values.data()), 3.0);
+  EXPECT_EQ(row_.HostValue(0, values.data()), 1.0);
+  EXPECT_EQ(row_.HostValue(1, values.data()), 1.0);
+  EXPECT_EQ(row_.HostValue(2, values.data()), 45.0);
+  EXPECT_EQ(row_.HostValue(3, values.data()), 3.0);
 }
 
 TEST_F(QvDesignRowTest, MultipliesWithOneOfSeveralBlocksOfCoefficients) {
@@ -162,6 +162,55 @@ TEST_F(QvDesignRowTest, ANewRecordReplacesTheRow) {
   row_.Append(6, 1.0);
   Expand({0, 1, 1});
   EXPECT_EQ(Dense(), (std::vector<double>{1, 1, 0, 1, 1, 0, 0}));
+}
+
+/// The same effects, in a first pass over which x and z are of the given sizes.
+class QvDesignRowScaleTest : public QvDesignRowTest {
+ protected:
+  void Measure(double x, double z) {
+    tables_.SetCovariates({kX, kZ});
+    tables_.SetEffectCovariates(Effects());
+    tables_.UpdateAll(MakeRecord({0, x, z}));
+    row_.Setup(tables_, Effects(), {kX, kZ}, {kX, kZ});
+  }
+};
+
+TEST_F(QvDesignRowScaleTest, DividesColumnsOfUnusualSize) {
+  Measure(0x1p+600, 0x1p-400);
+  EXPECT_TRUE(Expand({2, 0x1.8p+600, 0x1p-401}));
+  EXPECT_EQ(Dense(), (std::vector<double>{1, 0, 1, 0x1.2p+0, 0, 1.5, 0}));
+  // A number that is not the largest keeps its digits as far as it can.
+  EXPECT_TRUE(Expand({0, 0x1.123p+0, 0x1p-400}));
+  EXPECT_EQ(Dense(), (std::vector<double>{1, 1, 0, 0, 0x1.123p-600, 0, 0}));
+}
+
+TEST_F(QvDesignRowScaleTest, DividesByPowersThatAreNoDoubles) {
+  Measure(0x1p-1074, 0x1p+1000);
+  EXPECT_TRUE(Expand({2, 0x1.8p-1073, 1.0}));
+  EXPECT_EQ(Dense()[5], 3.0);
+  Measure(0x1p+1023, 1.0);
+  EXPECT_TRUE(Expand({2, 0x1.8p+1023, 1.0}));
+  EXPECT_EQ(Dense()[5], 1.5);
+}
+
+TEST_F(QvDesignRowScaleTest, TellsTheHostsValues) {
+  Measure(0x1p+600, 0x1p-400);
+  const std::vector<double> values{2, 0x1.8p+600, 0x1p-900};
+  EXPECT_EQ(row_.HostValue(0, values.data()), 1.0);
+  EXPECT_EQ(row_.HostValue(2, values.data()), 0x1.2p+301);
+  EXPECT_EQ(row_.HostValue(3, values.data()), 0x1.8p+600);
+  EXPECT_TRUE(row_.ExpandInHostUnits(values.data()));
+  EXPECT_EQ(Dense(), (std::vector<double>{1, 0, 1, 0x1.2p+301, 0, 0x1.8p+600, 0}));
+}
+
+TEST_F(QvDesignRowScaleTest, NumbersColumnsOfUnusualSize) {
+  Measure(0x1p+600, 0x1p-400);
+  std::vector<int> indices;
+  std::vector<double> values;
+  row_.ExpandNumbered(std::vector<double>{2, 0x1.8p+600, 0x1p-401}.data(), {0, 2, 3, 5},
+                      {0, -1, 1, 2, -1, 3}, indices, values);
+  EXPECT_EQ(indices, (std::vector<int>{0, 1, 2, 3}));
+  EXPECT_EQ(values, (std::vector<double>{1, 1, 0x1.2p+0, 1.5}));
 }
 
 }  // namespace

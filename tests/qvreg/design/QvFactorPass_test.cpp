@@ -93,7 +93,7 @@ class QvLaterPassTest : public QvFactorPassTest {
   QvStatus Walk(const Rows& rows, std::size_t refused = 0) {
     VectorRecordIter iter(qvtest::MakeRecords(rows));
     QvRecordPass pass(iter, cancel_, validator_);
-    return ForEachCountedRecord(pass, tables_, [&](const QvCommon::Record& record) {
+    return ForEachCountedRecord(pass, tables_, counts_, [&](const QvCommon::Record& record) {
       seen_.push_back(record[kX]);
       return seen_.size() != refused;
     });
@@ -107,6 +107,18 @@ TEST_F(QvLaterPassTest, HandsOverWhatTheFirstPassCounted) {
   EXPECT_EQ(seen_, (std::vector<double>{1.5, 4.5}));
 }
 
+TEST_F(QvLaterPassTest, NotesTheFirstThatUsesAnotherNumberOfRecords) {
+  EXPECT_TRUE(Fill({{0, 1, 1}, {1, 2, 1}}).IsOK());
+  EXPECT_TRUE(Walk({{0, 1, 1}, {1, kMissing, 1}, {1, 2, 1}}).IsOK());
+  EXPECT_EQ(counts_.fUsedLater, -1);
+  EXPECT_FALSE(Walk({{0, 1, 1}, {1, 2, 1}, {1, 3, 1}}, 5).IsOK()) << "and so is no whole pass";
+  EXPECT_EQ(counts_.fUsedLater, -1);
+  for (const Rows& rows : {Rows{{0, 1, 1}}, Rows{{0, 1, 1}, {0, 1, 1}, {0, 1, 1}}}) {
+    EXPECT_TRUE(Walk(rows).IsOK());
+    EXPECT_EQ(counts_.fUsedLater, 1);
+  }
+}
+
 TEST_F(QvLaterPassTest, EndsAtARefusalWith313) {
   EXPECT_TRUE(Walk({{0, 1, 1}, {0, 2, 1}, {0, 3, 1}}, 2) == QvStatus(313, false));
   EXPECT_EQ(seen_, (std::vector<double>{1, 2}));
@@ -115,10 +127,11 @@ TEST_F(QvLaterPassTest, EndsAtARefusalWith313) {
 TEST_F(QvLaterPassTest, EndsWith1WhereTheRefusalComesFromAStop) {
   VectorRecordIter iter(qvtest::MakeRecords({{0, 1, 1}, {0, 2, 1}}));
   QvRecordPass pass(iter, cancel_, validator_);
-  const QvStatus status = ForEachCountedRecord(pass, tables_, [&](const QvCommon::Record&) {
-    cancel_.SetCancel();
-    return false;
-  });
+  const QvStatus status =
+      ForEachCountedRecord(pass, tables_, counts_, [&](const QvCommon::Record&) {
+        cancel_.SetCancel();
+        return false;
+      });
   EXPECT_TRUE(status == QvStatus(1, false));
 }
 

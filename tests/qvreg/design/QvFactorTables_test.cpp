@@ -523,16 +523,4 @@ TEST(QvFactorTables, DeclaresItsOperationsInSlotOrder) {
   EXPECT_EQ(qvtest::VirtualSlot(&QvFactorTables::CreateParameterIndices), slot++);
 }
 
-TEST(QvFactorTables, NotesTheFirstLaterPassThatUsesAnotherNumberOfRecords) {
-  QvFactorTables tables = Means(kNone);
-  tables.SetModelEffectFactors({{}}, {});
-  for (int i = 0; i < 3; ++i) ASSERT_TRUE(tables.UpdateAll(MakeRecord({0})));
-  tables.NoteLaterPass(3);
-  EXPECT_EQ(tables.GetUsedLater(), -1);
-  tables.NoteLaterPass(2);
-  tables.NoteLaterPass(5);
-  tables.NoteLaterPass(3);
-  EXPECT_EQ(tables.GetUsedLater(), 2);
-}
-
 }  // namespace

@@ -43,7 +43,7 @@ class QvGLMRefinementTest : public ::testing::Test {
 
   QvFactorTables tables_{{}, {}, -1, -1, 0, 0, -1, 0.0, QvConst::QvOffsetNone};
   QvDesignRow row_;
-  QvGLMRefinement refinement_{2};
+  QvGLMRefinement refinement_{2, 3};
 };
 
 TEST_F(QvGLMRefinementTest, ReturnsTheResiduals) {
@@ -61,10 +61,48 @@ TEST_F(QvGLMRefinementTest, OneStepSolvesAnOrthogonalProblem) {
   inverse.SetElem(0, 0, 1.0 / 12);
   inverse.SetElem(1, 1, 1.0 / 50);
   Doubles estimates = start;
-  const double decrease = refinement_.Apply(inverse, 1.0, estimates);
+  EXPECT_TRUE(refinement_.Step(inverse, 1.0, 3 * 1 + 2 * 25, estimates)) << "it changed much";
   EXPECT_NEAR(estimates[0], 3.5, 1e-15);
   EXPECT_NEAR(estimates[1], 4.0, 1e-15);
-  EXPECT_NEAR(decrease, 3 * 1 + 2 * 25, 1e-13) << "no residual is left";
+  EXPECT_NEAR(refinement_.GetResidualSum(), 0.0, 1e-13) << "no residual is left";
+}
+
+TEST_F(QvGLMRefinementTest, EachStepBeginsItsGradientAnew) {
+  QvCommon::QvSymMatrix inverse(2);
+  inverse.SetElem(0, 0, 1.0 / 4);
+  inverse.SetElem(1, 1, 1.0 / 25);
+  Doubles estimates{3, 3};
+  AddRecord(2, 0, 7, 1, estimates);
+  EXPECT_TRUE(refinement_.Step(inverse, 1.0, 1, estimates));
+  EXPECT_EQ(estimates, (Doubles{3.5, 3}));
+  AddRecord(2, 0, 7, 1, estimates);
+  EXPECT_FALSE(refinement_.Step(inverse, 1.0, 0, estimates)) << "nothing is left to change";
+  EXPECT_EQ(estimates, (Doubles{3.5, 3}));
+}
+
+TEST_F(QvGLMRefinementTest, AStepThatRaisesTheSumIsNotMade) {
+  QvCommon::QvSymMatrix inverse(2);
+  inverse.SetElem(0, 0, -1.0 / 4);
+  Doubles estimates{3, 3};
+  AddRecord(2, 0, 7, 1, estimates);
+  EXPECT_FALSE(refinement_.Step(inverse, 1.0, 1, estimates));
+  EXPECT_EQ(estimates, (Doubles{3, 3}));
+  EXPECT_EQ(refinement_.GetResidualSum(), 1.0);
+}
+
+TEST_F(QvGLMRefinementTest, AStepThatDoesNotShrinkEndsAtTheCloserEstimates) {
+  // The second step of the same size would take less off the sum, which is kept as it was found.
+  QvCommon::QvSymMatrix inverse(2);
+  inverse.SetElem(0, 0, 1.0 / 4);
+  Doubles estimates{3, 0};
+  AddRecord(2, 0, 7, 1, estimates);
+  EXPECT_TRUE(refinement_.Step(inverse, 1.0, 5, estimates));
+  EXPECT_EQ(estimates[0], 3.5);
+  inverse.SetElem(0, 0, 1.0);
+  AddRecord(2, 0, 7.5, 1, estimates);  // a gradient of 1, a change of 1, and 1 off the sum
+  EXPECT_FALSE(refinement_.Step(inverse, 1.0, 4, estimates));
+  EXPECT_EQ(estimates[0], 3.5);
+  EXPECT_EQ(refinement_.GetResidualSum(), 4.0);
 }
 
 TEST_F(QvGLMRefinementTest, ACorrectionThatIsNotFiniteIsNotMade) {
@@ -76,7 +114,9 @@ TEST_F(QvGLMRefinementTest, ACorrectionThatIsNotFiniteIsNotMade) {
   inverse.SetElem(0, 0, 1);
   inverse.SetElem(1, 1, 1.0 / 50);
   Doubles estimates = start;
-  EXPECT_NEAR(refinement_.Apply(inverse, 1.0, estimates), 2 * 20 * 20, 1e-12);
+  const double sum = 2 * 20 * 20;
+  refinement_.Step(inverse, 1.0, sum, estimates);
+  EXPECT_NEAR(refinement_.GetResidualSum(), 0.0, 1e-12);
   EXPECT_EQ(estimates[0], 0.0);
   EXPECT_NEAR(estimates[1], 4.0, 1e-15);
 }

@@ -129,7 +129,7 @@ class ReferenceFitTest : public testing::TestWithParam<ReferenceModel> {
  protected:
   void Check(bool refine) {
     const ReferenceCase reference = qvtest::LoadReferenceCase(GetParam());
-    const ReferenceFit fit = qvtest::FitReferenceCase(reference, refine);
+    const ReferenceFit fit = qvtest::FitReferenceCase(reference, refine ? 1 : 0);
     ExpectSameColumns(fit, reference.expected);
     if (HasFatalFailure()) return;
 
@@ -149,9 +149,18 @@ TEST_P(ReferenceFitTest, PlainFitHasTheReferenceValues) { Check(false); }
 
 TEST_P(ReferenceFitTest, RefinedFitHasTheReferenceValues) { Check(true); }
 
+TEST_P(ReferenceFitTest, NeedsNoFurtherRefinement) {
+  const ReferenceCase reference = qvtest::LoadReferenceCase(GetParam());
+  const ReferenceFit one = qvtest::FitReferenceCase(reference, 1);
+  const ReferenceFit five = qvtest::FitReferenceCase(reference, 5);
+  EXPECT_EQ(five.passes, 3);
+  EXPECT_EQ(five.estimates, one.estimates);
+  EXPECT_EQ(five.rSquare, one.rSquare);
+}
+
 TEST_P(ReferenceFitTest, ToleranceZeroKeepsTheSameColumns) {
   const ReferenceCase reference = qvtest::LoadReferenceCase(GetParam());
-  ExpectSameColumns(qvtest::FitReferenceCase(reference, false, 0.0), reference.expected);
+  ExpectSameColumns(qvtest::FitReferenceCase(reference, 0, 0.0), reference.expected);
 }
 
 std::string TestName(const testing::TestParamInfo<ReferenceModel>& model) {

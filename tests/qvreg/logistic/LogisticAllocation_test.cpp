@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/common/QvStatus.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/logistic/QvLogComponent.h"
@@ -151,6 +152,26 @@ TEST_P(LogisticAllocationFailure, AFailureOfGetOutputStatsIsNotKept) {
   EXPECT_TRUE(component.IsModelBuilt());
   EXPECT_TRUE(component.GetOutputStats(stats).IsOK());
   EXPECT_NE(stats, nullptr);
+}
+
+TEST_P(LogisticAllocationFailure, StatisticsWithoutMemoryTellHowManyParametersTheyAreOf) {
+  // Two equations, each with an intercept and the first level of A; all parameters are 8.
+  constexpr long kEstimated = 4;
+  const auto datumWithFault = [this](long long n) {
+    const AllocationFault fault(n, AllocationFault::Extent::kOnce);
+    QvRegFactory factory;
+    const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings_.Get()));
+    long datum = 0;
+    const QvStatus status = component == nullptr ? QvStatus() : component->BuildModel(data_);
+    const bool hasDatum = status.GetDiscreteDatum(0, datum);
+    return hasDatum && status.GetCode() == QvStatusCode::kTooManyParameters ? datum : 0;
+  };
+  const long long before = AllocationCount();
+  Run();
+  const long long total = AllocationCount() - before;
+  bool isTold = false;
+  for (long long n = 1; n <= total && !isTold; ++n) isTold = datumWithFault(n) == kEstimated;
+  EXPECT_TRUE(isTold);
 }
 
 TEST_P(LogisticAllocationFailure, ScoresAndExpansionsWithoutMemoryFailAndLeaveTheModel) {

@@ -211,6 +211,16 @@ TEST_F(QvAccumStatsTest, TheLogLikelihoodKeepsTermsBelowItsLastDigit) {
   EXPECT_NEAR(stats_.GetLL() - first, 1500 * std::log(1.0 / 3.0), 256.0);
 }
 
+TEST_F(QvAccumStatsTest, TheLogLikelihoodKeepsPredictorsBelowItsLastDigit) {
+  // The predictors 40, 0, 0: of category 1 the log-likelihood is -40 but for 2 exp(-40), of
+  // category 0 next to nothing. The first row adds -40 times 2^60, whose last digit is worth 8192.
+  beta_ = {40, 0, 0, 0};
+  EXPECT_EQ(Update(1, std::ldexp(1.0, 60), true), 0);
+  const double first = stats_.GetLL();
+  for (int i = 0; i < 1000; ++i) Update(1, i % 2 == 0 ? 1.0 : 2.0, true);
+  EXPECT_NEAR(stats_.GetLL() - first, -60000.0, 8192.0);
+}
+
 TEST_F(QvAccumStatsTest, LogLikelihoodOnlyLeavesScoresAndInformation) {
   stats_.Reset(kNewton, true);
   EXPECT_EQ(Update(1, 1.5, true), 0);

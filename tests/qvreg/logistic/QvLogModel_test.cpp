@@ -213,6 +213,20 @@ TEST_F(QvLogModelTest, AddsWeightedRowsToXPrimeX) {
             (Rows{{4.5}, {0.5, 0.5}, {4, 0, 4}, {21, 1, 20, 102}}));
 }
 
+TEST(QvLogModelWeights, MayStandFirstInARecord) {
+  constexpr int kWeight = 0;
+  for (const bool isFrequency : {true, false}) {
+    LogisticSettings settings(1, 2, {}, {2});
+    settings.Effect({}, {2});
+    isFrequency ? settings.FrequencyWeight(kWeight) : settings.RegressionWeight(kWeight);
+    const Rows rows{{3, 0, 2}, {0.5, 1, 4}};
+    LogModelOnTables made(settings.Get(), rows);
+    made.Initialize();
+    for (const Doubles& row : rows) ASSERT_TRUE(made.model.AddRecordToXPrimeX(row.data()));
+    EXPECT_EQ(qvtest::LowerRows(*made.model.GetXPrimeXMatrix()), (Rows{{3.5}, {8, 20}}));
+  }
+}
+
 TEST_F(QvLogModelTest, RefusesRowsBeforeItIsInitialized) {
   const auto made = Make();
   EXPECT_FALSE(made->model.AddRecordToXPrimeX(kRows[0].data()));

@@ -1,6 +1,8 @@
 // The diagnosis of separated data, on made-up log-likelihoods.
+#include <cmath>
 #include <limits>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -15,18 +17,28 @@ using qvtest::ScriptedObjective;
 
 constexpr double kHuge = std::numeric_limits<double>::max();
 
-/// The extreme probabilities and the second pivot of an information matrix whose first is 1.
+/// The extreme probabilities, and the measure of an information matrix of two columns.
 struct Diagnosis {
   double minObserved;
   double maxObserved;
   double minComputed;
-  double secondPivot;
+  double measure;
   QvOptimizationOutcome outcome;
 };
 
+/// Two columns in units of their own; what is left of the second without the first is `measure` of
+/// its length.
+QvSymMatrix InformationOf(double measure, double firstUnit = 1.0, double secondUnit = 1.0) {
+  QvSymMatrix matrix(2);
+  matrix.SetElem(0, 0, firstUnit * firstUnit);
+  matrix.SetElem(1, 0, std::sqrt(1.0 - measure * measure) * firstUnit * secondUnit);
+  matrix.SetElem(1, 1, secondUnit * secondUnit);
+  return matrix;
+}
+
 void PrintTo(const Diagnosis& d, std::ostream* out) {
   *out << "observed " << d.minObserved << " to " << d.maxObserved << ", computed from "
-       << d.minComputed << ", pivot " << d.secondPivot << ": outcome " << d.outcome;
+       << d.minComputed << ", measure " << d.measure << ": outcome " << d.outcome;
 }
 
 class OptimizerSeparationTest : public ::testing::TestWithParam<Diagnosis> {
@@ -42,11 +54,8 @@ class OptimizerSeparationTest : public ::testing::TestWithParam<Diagnosis> {
     objective_.minObserved = diagnosis.minObserved;
     objective_.maxObserved = diagnosis.maxObserved;
     objective_.minComputed = diagnosis.minComputed;
-    objective_.information = [pivot = diagnosis.secondPivot](const std::vector<double>&) {
-      QvSymMatrix matrix(2);
-      matrix.SetElem(0, 0, 1.0);
-      matrix.SetElem(1, 1, pivot);
-      return matrix;
+    objective_.information = [measure = diagnosis.measure](const std::vector<double>&) {
+      return InformationOf(measure);
     };
     // Flat, so that every step is accepted.
     objective_.trialLL = [](const std::vector<double>&) { return -1.0; };
@@ -66,21 +75,36 @@ class OptimizerSeparationTest : public ::testing::TestWithParam<Diagnosis> {
   QvOptimizationOutcome outcome_ = kOptContinue;
 };
 
-TEST_P(OptimizerSeparationTest, FollowsFromExtremesAndPivots) {
+TEST_P(OptimizerSeparationTest, FollowsFromExtremesAndMeasure) {
   Script(GetParam());
   const int iterations = Run();
   EXPECT_EQ(outcome_, GetParam().outcome);
   EXPECT_EQ(iterations, GetParam().outcome == kOptMaxIterations ? 3 : 1);
 }
 
+TEST_P(OptimizerSeparationTest, DoesNotDependOnUnits) {
+  for (const double unit : {1e-9, 1e-3, 1e3, 1e9}) {
+    SCOPED_TRACE(unit);
+    for (const bool isFirst : {true, false}) {
+      objective_.beta = {0, 0};
+      Script(GetParam());
+      objective_.information = [this, unit, isFirst](const std::vector<double>&) {
+        return InformationOf(GetParam().measure, isFirst ? unit : 1.0, isFirst ? 1.0 : unit);
+      };
+      Run();
+      EXPECT_EQ(outcome_, GetParam().outcome);
+    }
+  }
+}
+
 TEST_P(OptimizerSeparationTest, WithoutTheTestOnlyASingularMatrixIsNoticed) {
   EXPECT_TRUE(settings_.SetStartingIteration(0));
   Script(GetParam());
   Run();
-  EXPECT_EQ(outcome_, GetParam().secondPivot > 0.0 ? kOptMaxIterations : kOptHessianSingular);
+  EXPECT_EQ(outcome_, GetParam().measure > 0.0 ? kOptMaxIterations : kOptHessianSingular);
 }
 
-// The certainty is 0.99; pivots are close to singular up to a ratio of 0.000316.
+// The certainty is 0.99; a matrix is close to singular up to a measure of 0.000316.
 INSTANTIATE_TEST_SUITE_P(Diagnoses, OptimizerSeparationTest,
                          ::testing::Values(
                              // Every observed response is as good as certain, whatever the matrix.
@@ -98,6 +122,44 @@ INSTANTIATE_TEST_SUITE_P(Diagnoses, OptimizerSeparationTest,
                              // Close to singular, and nothing to blame.
                              Diagnosis{0.2, 0.9899, 0.0011, 0.00031, kOptHessianSingular},
                              Diagnosis{0.2, 0.5, 0.5, 0.0, kOptHessianSingular}));
+
+/// With an intercept and a slope whose column is `mean` plus something of deviation 1.
+class OptimizerCentringTest : public OptimizerSeparationTest {
+ protected:
+  void ScriptMean(double mean) {
+    Script({0.2, 0.9999, 0.0001, 1.0, kOptMaxIterations});
+    objective_.model.nBasicNonRedundant = 2;
+    objective_.information = [mean](const std::vector<double>&) {
+      QvSymMatrix matrix(2);
+      matrix.SetElem(0, 0, 1.0);
+      matrix.SetElem(1, 0, mean);
+      matrix.SetElem(1, 1, mean * mean + 1.0);
+      return matrix;
+    };
+  }
+};
+
+TEST_F(OptimizerCentringTest, AMeanIsNotNearlySingular) {
+  for (const double mean : {1.0, 1e4, 1e5, -2e6}) {
+    SCOPED_TRACE(mean);
+    ScriptMean(mean);
+    Run();
+    EXPECT_EQ(outcome_, kOptMaxIterations);
+  }
+}
+
+TEST_F(OptimizerCentringTest, WithoutAnInterceptItIs) {
+  settings_.SetInterceptUse(false);
+  ScriptMean(1e4);
+  Run();
+  EXPECT_EQ(outcome_, kOptQuasiSeparation);
+}
+
+TEST_F(OptimizerCentringTest, AMeanThatHidesTheRestInRoundingIsSingular) {
+  ScriptMean(1e8);
+  Run();
+  EXPECT_EQ(outcome_, kOptQuasiSeparation);
+}
 
 class OptimizerSeparationStartTest : public OptimizerSeparationTest {};
 

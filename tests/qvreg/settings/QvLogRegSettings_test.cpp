@@ -1,6 +1,7 @@
 #include "qvreg/settings/QvLogRegSettings.h"
 
 #include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,7 @@ QvLogRegSettings FullSettings() {
   settings.SetParamEstChange(true);
   settings.SetUsePatternTabulator(true);
   EXPECT_TRUE(settings.SetIterationFrequency(3));
+  EXPECT_TRUE(settings.SetStartingValues({0.5, -2.0}));
   return settings;
 }
 
@@ -43,6 +45,7 @@ void ExpectFullSettings(const QvLogRegSettings& settings) {
   EXPECT_TRUE(settings.GetParamEstChange());
   EXPECT_TRUE(settings.GetUsePatternTabulator());
   EXPECT_EQ(settings.GetIterationFrequency(), 3);
+  EXPECT_EQ(settings.GetStartingValues(), (std::vector<double>{0.5, -2.0}));
 }
 
 TEST(QvLogRegSettings, HasItsDefaults) {
@@ -59,6 +62,7 @@ TEST(QvLogRegSettings, HasItsDefaults) {
   EXPECT_FALSE(settings.GetParamEstChange());
   EXPECT_FALSE(settings.GetUsePatternTabulator());
   EXPECT_EQ(settings.GetIterationFrequency(), 1);
+  EXPECT_TRUE(settings.GetStartingValues().empty());
   EXPECT_EQ(settings.GetDependent(), -1);
   EXPECT_TRUE(settings.GetInterceptUse());
 }
@@ -129,6 +133,17 @@ TEST(QvLogRegSettings, CriteriaAreNumbersFromZeroOn) {
   EXPECT_EQ(settings.GetParamEstConCriterion(), 0.0);
 }
 
+TEST(QvLogRegSettings, StartingValuesAreFinite) {
+  QvLogRegSettings settings = FullSettings();
+  const double infinity = std::numeric_limits<double>::infinity();
+  for (const double refused : {std::nan(""), infinity, -infinity}) {
+    EXPECT_FALSE(settings.SetStartingValues({1.0, refused}));
+  }
+  EXPECT_EQ(settings.GetStartingValues(), (std::vector<double>{0.5, -2.0}));
+  EXPECT_TRUE(settings.SetStartingValues({}));
+  EXPECT_TRUE(settings.GetStartingValues().empty());
+}
+
 TEST(QvLogRegSettings, SwitchesGoBothWays) {
   QvLogRegSettings settings = FullSettings();
   settings.SetLLFuncChange(false);
@@ -176,7 +191,8 @@ TEST(QvLogRegSettings, VirtualOperationsAddNoSlots) {
 }
 
 TEST(QvLogRegSettings, DisplayWrapsTheBaseAndAddsItsOwnFields) {
-  const QvLogRegSettings settings = FullSettings();
+  QvLogRegSettings settings = FullSettings();
+  EXPECT_TRUE(settings.SetStartingValues({}));
   const std::string base = qvtest::OutputOf([&] { settings.QvRegSettings::Display(); });
   EXPECT_EQ(qvtest::OutputOf([&] { settings.Display(); }),
             "QvLogRegSettings display start\n" + base +
@@ -191,6 +207,14 @@ TEST(QvLogRegSettings, DisplayWrapsTheBaseAndAddsItsOwnFields) {
                 "Parameter Estimates absolute change: true\n"
                 "Show Iteration history frequency: 3\n"
                 "QvLogRegSettings display end\n");
+}
+
+TEST(QvLogRegSettings, DisplayShowsStartingValuesWhenThereAreSome) {
+  const QvLogRegSettings settings = FullSettings();
+  const std::string text = qvtest::OutputOf([&] { settings.Display(); });
+  EXPECT_NE(text.find("Show Iteration history frequency: 3\nStarting values"), std::string::npos)
+      << text;
+  EXPECT_NE(text.find("-2"), std::string::npos) << text;
 }
 
 }  // namespace

@@ -451,6 +451,13 @@ TEST(QvModelEffect, ContainmentNeedsAsManyCovariatesOfTheModel) {
   EXPECT_FALSE(ofOneCovariate.IsContainedIn(EffectOf({kA}, {})));
 }
 
+TEST(QvModelEffect, ContainmentNeedsTheSameDivisionIntoFactorsAndCovariates) {
+  // Two factors and three covariates take as many slots as three and two; factor C stands where the
+  // other model has its first covariate, unused.
+  const QvModelEffect ofThreeCovariates(2, 3, &kVariables);
+  EXPECT_FALSE(ofThreeCovariates.IsContainedIn(EffectOf({kC}, {})));
+}
+
 TEST(QvModelEffect, FindInVectorTakesAnyCount) {
   EXPECT_EQ(SearchingEffect::FindInVector({5, 6, 5}, 2, std::numeric_limits<int>::max(), 5), 2);
 }

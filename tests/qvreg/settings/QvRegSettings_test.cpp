@@ -61,6 +61,33 @@ TEST(QvRegSettings, HasItsDefaults) {
   EXPECT_EQ(settings.GetCancelPointer(), nullptr);
   EXPECT_TRUE(settings.GetVariableTypes().empty());
   EXPECT_FALSE(settings.GetRefineEstimates());
+  EXPECT_EQ(settings.GetMaxRefinements(), 1);
+}
+
+TEST(QvRegSettings, RefinesByAsManyStepsAsAllowed) {
+  QvRegSettings settings;
+  EXPECT_TRUE(settings.SetMaxRefinements(5));
+  EXPECT_TRUE(settings.GetRefineEstimates());
+  EXPECT_EQ(settings.GetMaxRefinements(), 5);
+  EXPECT_FALSE(settings.SetMaxRefinements(-1));
+  EXPECT_EQ(settings.GetMaxRefinements(), 5);
+  settings.SetRefineEstimates(false);
+  EXPECT_EQ(settings.GetMaxRefinements(), 5);
+  EXPECT_FALSE(settings.SetMaxRefinements(-1));
+  EXPECT_FALSE(settings.GetRefineEstimates());
+  settings.SetRefineEstimates(true);
+  EXPECT_EQ(settings.GetMaxRefinements(), 5);
+}
+
+TEST(QvRegSettings, NoStepsAreNoRefinement) {
+  QvRegSettings settings;
+  settings.SetRefineEstimates(true);
+  EXPECT_TRUE(settings.SetMaxRefinements(0));
+  EXPECT_FALSE(settings.GetRefineEstimates());
+  EXPECT_EQ(settings.GetMaxRefinements(), 0);
+  settings.SetRefineEstimates(true);
+  EXPECT_TRUE(settings.GetRefineEstimates());
+  EXPECT_EQ(settings.GetMaxRefinements(), 1);
 }
 
 TEST(QvRegSettings, TheDependentIsSetOnce) {
@@ -267,7 +294,7 @@ QvRegSettings FullSettings(ProgressListener* listener, QvQueryCancel* cancel) {
   settings.SetDF(12.0);
   settings.SetProgressListener(listener);
   settings.SetCancelPointer(cancel);
-  settings.SetRefineEstimates(true);
+  EXPECT_TRUE(settings.SetMaxRefinements(4));
   return settings;
 }
 
@@ -288,6 +315,7 @@ void ExpectFullSettings(const QvRegSettings& settings, const ProgressListener* l
   EXPECT_EQ(settings.GetCancelPointer(), cancel);
   EXPECT_EQ(settings.GetVariableTypes().size(), 5U);
   EXPECT_TRUE(settings.GetRefineEstimates());
+  EXPECT_EQ(settings.GetMaxRefinements(), 4);
 }
 
 TEST(QvRegSettings, CopiesCarryEveryField) {

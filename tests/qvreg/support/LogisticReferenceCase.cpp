@@ -17,6 +17,7 @@ using nlohmann::json;
 
 constexpr const char* kFits = "fits";
 constexpr const char* kNoFits = "separation";
+constexpr const char* kExtremes = "extremes";
 
 std::filesystem::path Folder() { return std::filesystem::path(QVREG_TEST_DATA) / "logistic"; }
 
@@ -116,8 +117,21 @@ LogisticReferenceNoFit LoadLogisticReferenceNoFit(const std::string& name) {
   return {ReadTask(name, value), value.at("outcome").get<int>()};
 }
 
+LogisticReferenceExtreme LoadLogisticReferenceExtreme(const std::string& name) {
+  const json value = ReadJson(kExtremes, name);
+  LogisticReferenceExtreme extreme{ReadTask(name, value), std::nullopt, 0};
+  if (value.contains("outcome")) {
+    value.at("outcome").get_to(extreme.outcome);
+  } else {
+    extreme.expected = ReadValues(value);
+  }
+  return extreme;
+}
+
 std::vector<std::string> LogisticReferenceNames() { return NamesIn(kFits); }
 
 std::vector<std::string> LogisticReferenceNoFitNames() { return NamesIn(kNoFits); }
+
+std::vector<std::string> LogisticReferenceExtremeNames() { return NamesIn(kExtremes); }
 
 }  // namespace qvtest

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -58,13 +59,22 @@ struct LogisticReferenceNoFit {
   int outcome = 0;  ///< A QvOptimizationOutcome.
 };
 
+/// One extreme case: a fit, or data that are separated. A value.
+struct LogisticReferenceExtreme {
+  LogisticReferenceTask task;
+  std::optional<LogisticReferenceValues> expected;  ///< None where the data are separated.
+  int outcome = 0;                                  ///< Then a QvOptimizationOutcome.
+};
+
 /// Read a case by its file's name without ending. Throw std::runtime_error, or what the JSON reader
 /// throws, for a file that is missing or not as described.
 [[nodiscard]] LogisticReferenceCase LoadLogisticReferenceCase(const std::string& name);
 [[nodiscard]] LogisticReferenceNoFit LoadLogisticReferenceNoFit(const std::string& name);
+[[nodiscard]] LogisticReferenceExtreme LoadLogisticReferenceExtreme(const std::string& name);
 
-/// Names of all cases on disk with a fit, and of those without, sorted.
+/// Names of all cases on disk with a fit, of those without, and of the extreme ones, sorted.
 [[nodiscard]] std::vector<std::string> LogisticReferenceNames();
 [[nodiscard]] std::vector<std::string> LogisticReferenceNoFitNames();
+[[nodiscard]] std::vector<std::string> LogisticReferenceExtremeNames();
 
 }  // namespace qvtest

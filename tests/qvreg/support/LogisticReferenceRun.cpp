@@ -54,7 +54,8 @@ std::string CovariateText(const std::string& name, int power) {
 
 }  // namespace
 
-LogisticReferenceRun::LogisticReferenceRun(const LogisticReferenceTask& task, bool inMemory)
+LogisticReferenceRun::LogisticReferenceRun(const LogisticReferenceTask& task, bool inMemory,
+                                           const Change& change)
     : task_(task),
       settings_(task.table.IndexOf(task.model.dependent),
                 static_cast<int>(task.DependentLevels().size()), FactorRoles(task),
@@ -64,6 +65,7 @@ LogisticReferenceRun::LogisticReferenceRun(const LogisticReferenceTask& task, bo
   if (!task.regrWeight.empty()) settings_.RegressionWeight(task.table.IndexOf(task.regrWeight));
   if (!task.model.intercept) settings_.NoIntercept();
   settings_.Reference(ReferenceOf(task)).InMemory(inMemory);
+  change(settings_.Get());
   fit_ = std::make_unique<LogisticFit>(settings_.Get(), task.table.records);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "tests/qvreg/support/LogisticFit.h"
@@ -12,8 +13,12 @@ namespace qvtest {
 /// Owns them. An operation that fails throws. `task` must outlive it.
 class LogisticReferenceRun {
  public:
-  /// `inMemory`: with the pattern tabulator.
-  LogisticReferenceRun(const LogisticReferenceTask& task, bool inMemory);
+  using Change = std::function<void(QvLogRegSettings&)>;
+
+  /// `inMemory`: with the pattern tabulator. `change` is applied to the settings last.
+  LogisticReferenceRun(
+      const LogisticReferenceTask& task, bool inMemory,
+      const Change& change = [](QvLogRegSettings&) {});
 
   [[nodiscard]] const LogisticFit& Fit() const { return *fit_; }
   /// The results in the shape of the expected values.

@@ -29,12 +29,15 @@ class TableIterator final : public QvCommon::MultiPassRecordIter {
   [[nodiscard]] int GetFailReason() const override { return HasMore() ? 0 : 1; }
   int NewPass() override {
     next_ = 0;
+    ++passes_;
     return GetFailReason();
   }
+  [[nodiscard]] int Passes() const { return passes_; }
 
  private:
   const std::vector<QvCommon::Record>* records_;
   std::size_t next_ = 0;
+  int passes_ = 0;
 };
 
 void Require(bool accepted, const std::string& what) {
@@ -75,7 +78,7 @@ QvModelEffect MakeEffect(const ReferenceTerm& term, const ReferenceCase& referen
 
 /// `indices` stays where it is as long as a component made of the settings lives.
 QvRegSettings MakeSettings(const ReferenceCase& reference, const std::vector<int>& indices,
-                           bool refine) {
+                           int refinements) {
   const ReferenceTable& table = reference.table;
   QvRegSettings settings;
   Require(settings.SetDependent(table.IndexOf(reference.model.dependent)), "dependent");
@@ -97,7 +100,7 @@ QvRegSettings MakeSettings(const ReferenceCase& reference, const std::vector<int
     Require(settings.AddModelEffect(MakeEffect(term, reference, indices)), "effect");
   }
   settings.SetInterceptUse(reference.model.intercept);
-  settings.SetRefineEstimates(refine);
+  Require(settings.SetMaxRefinements(refinements), "refinements");
   return settings;
 }
 
@@ -142,10 +145,10 @@ ReferenceFit ReadStatistics(const IQvRegOutputStats& statistics, const Reference
 
 }  // namespace
 
-ReferenceFit FitReferenceCase(const ReferenceCase& reference, bool refine,
+ReferenceFit FitReferenceCase(const ReferenceCase& reference, int refinements,
                               std::optional<double> tolerance) {
   const std::vector<int> indices = VariableIndices(reference);
-  QvRegSettings settings = MakeSettings(reference, indices, refine);
+  QvRegSettings settings = MakeSettings(reference, indices, refinements);
   if (tolerance) settings.SetTolerance(*tolerance);
   QvRegFactory factory;
   const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings));
@@ -159,7 +162,9 @@ ReferenceFit FitReferenceCase(const ReferenceCase& reference, bool refine,
   IQvRegOutputStats* statistics = nullptr;
   Require(component->GetOutputStats(statistics), "GetOutputStats");
   Require(statistics->GetParameters() == parameters, "parameters as created");
-  return ReadStatistics(*statistics, reference);
+  ReferenceFit fit = ReadStatistics(*statistics, reference);
+  fit.passes = records.Passes();
+  return fit;
 }
 
 }  // namespace qvtest

@@ -16,12 +16,13 @@ struct ReferenceFit {
   double rmse = 0.0;
   double rSquare = 0.0;
   double totalFreqWeight = 0.0;
+  int passes = 0;  ///< Over the records.
 };
 
-/// Fits a case as a host does: settings, factory, component, output statistics. `refine` is the
-/// setting of that name, and so is `tolerance` where it is given. Throws std::runtime_error with
+/// Fits a case as a host does: settings, factory, component, output statistics, with at most
+/// `refinements` steps of it and the `tolerance` where it is given. Throws std::runtime_error with
 /// the status code when a step fails.
-[[nodiscard]] ReferenceFit FitReferenceCase(const ReferenceCase& reference, bool refine,
+[[nodiscard]] ReferenceFit FitReferenceCase(const ReferenceCase& reference, int refinements,
                                             std::optional<double> tolerance = std::nullopt);
 
 }  // namespace qvtest

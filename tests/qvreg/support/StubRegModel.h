@@ -11,6 +11,7 @@ namespace qvtest {
 class StubRegModel : public IQvRegModel {
  public:
   int nAllNonRedundant = 0;
+  int nBasicNonRedundant = 0;
   std::vector<int> categories;
   std::vector<int> localIndices;
 
@@ -36,7 +37,7 @@ class StubRegModel : public IQvRegModel {
   [[nodiscard]] int GetNumAllParameters() const override { return nAllNonRedundant; }
   [[nodiscard]] int GetNumAllNonRedundant() const override { return nAllNonRedundant; }
   [[nodiscard]] int GetNumBasicParameters() const override { return 0; }
-  [[nodiscard]] int GetNumBasicNonRedundant() const override { return 0; }
+  [[nodiscard]] int GetNumBasicNonRedundant() const override { return nBasicNonRedundant; }
   [[nodiscard]] const std::vector<double>& GetParameterEstimates() const override {
     return noValues_;
   }

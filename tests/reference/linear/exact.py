@@ -8,7 +8,12 @@ python3 exact.py
 import csv
 import json
 import math
+import pathlib
+import sys
 from fractions import Fraction
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
+import rational  # noqa: E402
 
 # name: dependent, formula, terms (each a list of columns), factors
 CASES = {
@@ -49,30 +54,11 @@ def columns_of(rows, terms, factors):
     return labels, columns
 
 
-def dot(a, b):
-    return sum((x * y for x, y in zip(a, b) if x and y), start=Fraction(0))
-
-
-def fit(columns, y):
-    """Sweeps exactly: kept columns, estimates, diagonal of the inverse."""
+def fit(columns, y, weights=None):
+    """Kept columns, estimates, diagonal of the inverse, residual sum of squares."""
     p = len(columns)
-    system = columns + [y]
-    m = [[dot(a, b) for b in system] for a in system]
-    kept = []
-    for k in range(p):
-        pivot = m[k][k]
-        if pivot == 0:
-            continue
-        kept.append(k)
-        row = [v / pivot for v in m[k]]
-        for i in range(p + 1):
-            factor = m[i][k]
-            if i == k or factor == 0:
-                continue
-            m[i] = [u - factor * v for u, v in zip(m[i], row)]
-            m[i][k] = -factor / pivot
-        m[k] = row
-        m[k][k] = 1 / pivot
+    m = rational.cross_products(columns + [y], weights)
+    kept, _ = rational.sweep(m, p)
     estimates = [m[k][p] if k in kept else Fraction(0) for k in range(p)]
     variance = [m[k][k] if k in kept else Fraction(0) for k in range(p)]
     return kept, estimates, variance, m[p][p]

@@ -131,3 +131,44 @@ NO_FITS = [
     NoFit("near_copy", "near_copy", "answer ~ x + y", SINGULAR,
           "y differs from x only where the answer is all but certain"),
 ]
+
+
+# Fits that a test of separation or singularity must let alone, and data that it must not: far from
+# 0, in odd units, with rare cells. `outcome` is 0 where there is a maximum.
+@dataclass
+class Extreme(Case):
+    outcome: int = 0
+
+
+def both_groups(name, **rest):
+    """The case with either group as base."""
+    return [Extreme(f"{name}_{group}", "cells", f"answer ~ {group}", **rest) for group in "gh"]
+
+
+EXTREMES = [
+    Extreme("incomes", "far", "answer ~ income"),
+    Extreme("incomes_z", "far", "answer ~ income + z"),
+    Extreme("mean", "far", "answer ~ mean"),
+    Extreme("mean_z", "far", "answer ~ z + mean"),
+    Extreme("outlier_with", "far", "with ~ outlier"),
+    Extreme("outlier_with_z", "far", "with ~ outlier + z"),
+    Extreme("outlier_against", "far", "against ~ outlier"),
+    Extreme("outlier_against_z", "far", "against ~ outlier + z"),
+    *both_groups("cells_third", freq="third"),
+    *both_groups("cells_rare", freq="rare"),
+    *both_groups("cells_opposite", freq="opposite"),
+    *both_groups("cells_one", freq="one"),
+    Extreme("levels_last", "levels", "answer ~ g", freq="last"),
+    Extreme("levels_steps", "levels", "answer ~ g", freq="steps"),
+    Extreme("apart_mixed", "apart", "mixed ~ x + z + g"),
+    Extreme("shuttle", "shuttle", "Class ~ V1 + V2 + V3 + V4"),
+    Extreme("shuttle_part", "shuttle", "Part ~ V1 + V2 + V3 + V4", outcome=QUASI),
+    *both_groups("cells_all", freq="all", outcome=QUASI),
+    *both_groups("cells_none", freq="none", outcome=QUASI),
+    *both_groups("cells_few", freq="few", outcome=QUASI),
+    *[Extreme(f"touching_{x}{'_z' * z}", "touching", f"answer ~ {x}{' + z' * z}", outcome=QUASI)
+      for x in ("x", "bytes", "small", "shifted") for z in (False, True)],
+    *[Extreme(f"apart_{name}_{base}", "apart", f"{name} ~ x + z + g", reference=base,
+              outcome=QUASI)
+      for name in ("one", "level", "whole") for base in ("ape", "bee", "cat")],
+]

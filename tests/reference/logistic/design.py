@@ -2,10 +2,15 @@
 
 import csv
 import itertools
+import pathlib
 import re
+import sys
 from dataclasses import dataclass, field
 from decimal import Decimal
 from fractions import Fraction
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
+import rational  # noqa: E402
 
 
 @dataclass
@@ -144,14 +149,5 @@ def kept_columns(design, count):
         for i, x in exact:
             for j, y in exact:
                 cross[i][j] += x * y
-    kept = []
-    for k in range(count):
-        pivot = cross[k][k]
-        if pivot == 0:
-            continue
-        kept.append(k)
-        for i in range(k + 1, count):
-            factor = cross[i][k] / pivot
-            if factor != 0:
-                cross[i] = [a - factor * b for a, b in zip(cross[i], cross[k])]
+    kept, _ = rational.sweep(cross, count)
     return kept

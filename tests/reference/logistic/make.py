@@ -4,7 +4,8 @@
     tests/reference/logistic/make.py [NAME...]
 
 reads data/*.csv and writes fits/NAME.json for every case in cases.py, or for those named, and
-separation/NAME.json for those without a fit. The README one folder up explains the keys. Python's
+separation/NAME.json for those without a fit; extremes/NAME.json for the extreme ones of either
+kind. The README one folder up explains the keys. Python's
 own library only.
 """
 
@@ -145,15 +146,26 @@ def write_no_fit(case):
     (FOLDER / "separation" / f"{case.name}.json").write_text(text, encoding="ascii")
 
 
+def write_separated(case):
+    table = design.read_table(FOLDER / "data" / f"{case.data}.csv")
+    model = design.parse(case.formula, design.text_columns(table))
+    text = to_text(describe(case, model) | {"outcome": case.outcome})
+    (FOLDER / "extremes" / f"{case.name}.json").write_text(text, encoding="ascii")
+
+
 def main():
     wanted = sys.argv[1:]
     for case in cases.NO_FITS:
         write_no_fit(case)
-    for case in cases.CASES:
+    for case in cases.CASES + cases.EXTREMES:
         if wanted and case.name not in wanted:
             continue
+        if getattr(case, "outcome", 0) != 0:
+            write_separated(case)
+            continue
         fit, iterations = fit_case(case)
-        path = FOLDER / "fits" / f"{case.name}.json"
+        folder = "extremes" if isinstance(case, cases.Extreme) else "fits"
+        path = FOLDER / folder / f"{case.name}.json"
         path.write_text(to_text(fit), encoding="ascii")
         print(f"{case.name:28} n {fit['n']:5}  K {len(fit['categories'])}  "
               f"parameters {len(fit['estimates']):3}  redundant {sum(fit['redundant']):3}  "

@@ -1,6 +1,6 @@
 """Newton's iteration for the multinomial logit in 60 decimal digits, taken to a zero step."""
 
-from collections import Counter
+from collections import defaultdict
 from dataclasses import dataclass
 from decimal import Decimal, getcontext
 
@@ -15,10 +15,24 @@ class Fit:
     """In blocks of one non-reference category each, kept columns only."""
 
     estimates: list
-    variances: list
+    covariance: list  # rows of the lower triangle
+    shares: list      # of each parameter's information, what is left beside all others
     loglik_initial: Decimal
     loglik: Decimal
     iterations: int
+
+    @property
+    def variances(self):
+        return [row[-1] for row in self.covariance]
+
+
+class NoMaximum(ArithmeticError):
+    """Where the iterations stood, and the step that they would have gone on with."""
+
+    def __init__(self, estimates, step):
+        super().__init__("no maximum: the categories are separated")
+        self.estimates = estimates
+        self.step = step
 
 
 class Likelihood:
@@ -28,9 +42,9 @@ class Likelihood:
     def __init__(self, rows, categories, columns):
         self.others = categories - 1
         self.columns = columns
-        self.weights = Counter()
+        self.weights = defaultdict(lambda: [ZERO] * categories)
         for design, category, weight in rows:
-            self.weights[design, category] += weight
+            self.weights[design][category] += weight
 
     def predictors(self, beta, design):
         return [sum((beta[j * self.columns + k] * x for k, x in design), ZERO)
@@ -38,10 +52,11 @@ class Likelihood:
 
     def value(self, beta):
         total = ZERO
-        for (design, category), weight in self.weights.items():
+        for design, weights in self.weights.items():
             eta = self.predictors(beta, design)
             top = max(eta)
-            total += weight * (eta[category] - top - sum((e - top).exp() for e in eta).ln())
+            log_sum = sum((e - top).exp() for e in eta).ln()
+            total += sum(w * (e - top - log_sum) for w, e in zip(weights, eta) if w)
         return total
 
     def derivatives(self, beta):
@@ -49,13 +64,14 @@ class Likelihood:
         size = self.others * self.columns
         gradient = [ZERO] * size
         information = [[ZERO] * (i + 1) for i in range(size)]
-        for (design, category), weight in self.weights.items():
+        for design, weights in self.weights.items():
             eta = self.predictors(beta, design)
             top = max(eta)
             parts = [(e - top).exp() for e in eta]
-            shares = [part / sum(parts) for part in parts]
+            whole, weight = sum(parts), sum(weights)
+            shares = [part / whole for part in parts]
             for j in range(self.others):
-                rest = weight * ((ONE if j == category else ZERO) - shares[j])
+                rest = weights[j] - weight * shares[j]
                 for k, x in design:
                     gradient[j * self.columns + k] += rest * x
                 for i in range(j + 1):
@@ -102,29 +118,29 @@ def solve(factor, right):
     return solved
 
 
-def inverse_diagonal(factor):
+def inverse(factor):
+    """The lower triangle of the inverse of the factored matrix."""
     size = len(factor)
-    diagonal = [ZERO] * size
-    for column in range(size):
-        unit = [ONE if i == column else ZERO for i in range(size)]
-        for i, value in enumerate(forward(factor, unit)):
-            if i >= column:
-                diagonal[column] += value * value
-    return diagonal
+    columns = [forward(factor, [ONE if i == k else ZERO for i in range(size)])
+               for k in range(size)]
+    return [[sum((x * y for x, y in zip(columns[i][i:], columns[j][i:])), ZERO)
+             for j in range(i + 1)] for i in range(size)]
 
 
-def maximise(likelihood, start):
+def maximise(likelihood, start, most_iterations=60):
     beta = list(start)
     value = initial = likelihood.value(beta)
-    for iteration in range(1, 60):
+    for iteration in range(1, most_iterations):
         gradient, information = likelihood.derivatives(beta)
         factor = cholesky(information)
         step = solve(factor, gradient)
         if max(map(abs, step)) <= ZERO_STEP * max(ONE, *map(abs, beta)):
-            return Fit(beta, inverse_diagonal(factor), initial, value, iteration)
+            covariance = inverse(factor)
+            shares = [1 / (c[-1] * i[-1]) for c, i in zip(covariance, information)]
+            return Fit(beta, covariance, shares, initial, value, iteration)
         trial = [b + s for b, s in zip(beta, step)]
         while likelihood.value(trial) < value - abs(value) * ZERO_STEP:
             step = [s / 2 for s in step]
             trial = [b + s for b, s in zip(beta, step)]
         beta, value = trial, likelihood.value(trial)
-    raise ArithmeticError("no maximum: the categories are separated")
+    raise NoMaximum(beta, step)

@@ -28,3 +28,15 @@ flowers <- iris
 names(flowers) <- gsub(".", "_", tolower(names(iris)), fixed = TRUE)
 write_table("iris", flowers)
 write_table("iris_two", subset(flowers, species != "setosa"))
+
+# Every 20th record of the space shuttle's radiator positions, all records of the four classes that
+# are rare, and those with V2 or V4 far out, where the classes overlap. `Part` leaves these last
+# ones out: without them some classes lie apart.
+if (requireNamespace("mlbench", quietly = TRUE)) {
+  data(Shuttle, package = "mlbench")
+  rare <- names(which(table(Shuttle$Class) < 200))
+  part <- seq_len(nrow(Shuttle)) %% 20 == 1 | Shuttle$Class %in% rare
+  far <- abs(Shuttle$V2) > 30 | abs(Shuttle$V4) > 30
+  Shuttle$Part <- replace(as.character(Shuttle$Class), !part, NA)
+  write_table("shuttle", Shuttle[part | far, c("Class", "Part", "V1", "V2", "V3", "V4")])
+}

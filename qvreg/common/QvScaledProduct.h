@@ -1,0 +1,53 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+
+namespace QvCommon {
+
+/// A product of many numbers as a double times a power of two. Its digits are those of the product
+/// of the doubles, multiplied one after the other; its size, and that of every product on the way,
+/// may be far beyond the range of a double.
+///
+/// A value; 1 to begin with.
+class QvScaledProduct {
+ public:
+  void Multiply(double value) {
+    fFactor *= Reduce(value);
+    fFactor = Reduce(fFactor);
+  }
+  /// False for 0 and for what is infinite or not a number.
+  [[nodiscard]] bool HasMagnitude() const { return fFactor != 0.0 && std::isfinite(fFactor); }
+  /// The exponent of the largest power of two that is not above the absolute value. REQUIRES:
+  /// HasMagnitude().
+  [[nodiscard]] long long GetMagnitude() const { return fExponent + std::ilogb(fFactor); }
+  /// True when neither a number nor a product on the way came near the ends of a double's range.
+  [[nodiscard]] bool IsPlain() const { return fbPlain; }
+  /// The product divided by 2 to the power of `exponent`, which may overflow or underflow.
+  [[nodiscard]] double InUnitsOf(long long exponent) const {
+    constexpr long long kBeyondAnyDouble = 10000;
+    const long long shift = fExponent - exponent;
+    if (shift == 0) return fFactor;
+    return std::ldexp(fFactor,
+                      static_cast<int>(std::clamp(shift, -kBeyondAnyDouble, kBeyondAnyDouble)));
+  }
+
+ private:
+  /// The number, or its mantissa when another of its size might take the product out of range.
+  double Reduce(double value) {
+    const double size = std::fabs(value);
+    const bool isUsual = size < 0x1p+500 && size > 0x1p-500;
+    if (isUsual || value == 0.0 || !std::isfinite(value)) return value;
+    fbPlain = false;
+    int exponent = 0;
+    const double mantissa = std::frexp(value, &exponent);
+    fExponent += exponent;
+    return mantissa;
+  }
+
+  double fFactor = 1.0;
+  long long fExponent = 0;
+  bool fbPlain = true;
+};
+
+}  // namespace QvCommon

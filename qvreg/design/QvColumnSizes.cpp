@@ -1,0 +1,103 @@
+#include "qvreg/design/QvColumnSizes.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "qvreg/common/QvScaledProduct.h"
+
+using QvCommon::QvScaledProduct;
+
+namespace {
+
+/// Columns of these magnitudes stay as they are.
+constexpr long long kLeastMagnitude = -20;
+constexpr long long kLargestMagnitude = 19;
+
+constexpr double kLeastNormal = std::numeric_limits<double>::min();
+
+int ExponentOf(long long magnitude) {
+  const bool isUsual = magnitude >= kLeastMagnitude && magnitude <= kLargestMagnitude;
+  return isUsual ? 0 : static_cast<int>(magnitude);
+}
+
+}  // namespace
+
+void QvColumnSizes::SetVariables(const std::vector<int>& variables) {
+  fVariables = variables;
+  fLargest.assign(variables.size(), 0.0);
+}
+
+void QvColumnSizes::SetEffects(const std::vector<QvRegrParameter>& effects) {
+  fProducts.clear();
+  fMeasuredProducts.clear();
+  for (const QvRegrParameter& effect : effects) {
+    Product product;
+    for (std::size_t i = 0; i < effect.GetCovariates().size(); ++i) {
+      const auto power = static_cast<std::size_t>(effect.GetCovariateMultiplicities()[i]);
+      product.fVariables.insert(product.fVariables.end(), power, effect.GetCovariates()[i]);
+    }
+    if (product.fVariables.size() > 1) fMeasuredProducts.push_back(fProducts.size());
+    fProducts.push_back(std::move(product));
+  }
+}
+
+void QvColumnSizes::Measure(Product& product, const double* record) {
+  const int* variable = product.fVariables.data();
+  const int* const last = variable + product.fVariables.size() - 1;
+  double plain = record[*variable];
+  double least = kLeastNormal;
+  for (++variable; variable != last; ++variable) {
+    plain *= record[*variable];
+    least = std::min(least, std::fabs(plain));
+  }
+  plain *= record[*last];
+  // What overflowed is larger than enough or not a number; what underflowed on the way is seen.
+  if (std::fabs(plain) <= product.fEnough && least >= kLeastNormal) return;
+  MeasureCarefully(product, record);
+}
+
+void QvColumnSizes::MeasureCarefully(Product& product, const double* record) {
+  QvScaledProduct value;
+  for (const int variable : product.fVariables) value.Multiply(record[variable]);
+  if (!value.HasMagnitude()) return;
+  if (value.IsPlain()) {
+    product.fLargest = std::max(product.fLargest, std::fabs(value.InUnitsOf(0)));
+    if (product.fLargest >= kLeastNormal) product.fEnough = product.fLargest;
+    return;
+  }
+  const long long magnitude = value.GetMagnitude();
+  product.fMagnitude = product.fbPlain ? magnitude : std::max(product.fMagnitude, magnitude);
+  product.fbPlain = false;
+}
+
+int QvColumnSizes::GetVariableExponent(int variable) const {
+  const auto place = std::find(fVariables.begin(), fVariables.end(), variable);
+  if (place == fVariables.end()) return 0;
+  const double largest = fLargest[static_cast<std::size_t>(place - fVariables.begin())];
+  return largest > 0.0 ? ExponentOf(std::ilogb(largest)) : 0;
+}
+
+int QvColumnSizes::GetEffectExponent(std::size_t effect) const {
+  if (effect >= fProducts.size() || fProducts[effect].fVariables.empty()) return 0;
+  const Product& product = fProducts[effect];
+  if (product.fVariables.size() == 1) return GetVariableExponent(product.fVariables.front());
+  if (product.fbPlain && product.fLargest == 0.0) return 0;
+  if (product.fLargest == 0.0) return ExponentOf(product.fMagnitude);
+  const long long magnitude = std::ilogb(product.fLargest);
+  return ExponentOf(product.fbPlain ? magnitude : std::max(magnitude, product.fMagnitude));
+}
+
+bool QvColumnSizes::IsPlainProduct(std::size_t effect) const {
+  return effect >= fProducts.size() || fProducts[effect].fbPlain;
+}
+
+std::vector<int> QvColumnSizes::GetParameterExponents(
+    const std::vector<QvRegrParameter>& parameters) const {
+  std::vector<int> exponents;
+  exponents.reserve(parameters.size());
+  for (const QvRegrParameter& parameter : parameters) {
+    exponents.push_back(GetEffectExponent(static_cast<std::size_t>(parameter.GetEffectIndex())));
+  }
+  return exponents;
+}

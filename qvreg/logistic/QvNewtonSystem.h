@@ -1,0 +1,70 @@
+#pragma once
+
+#include <vector>
+
+#include "qvreg/common/QvSymMatrix.h"
+#include "qvreg/logistic/IQvAccumStats.h"
+#include "qvreg/logistic/IQvDecidedStats.h"
+
+/// Newton's equations for the latest pass of accumulated statistics: factors the information
+/// matrix, solves for the step, inverts, and measures how near the data are to being separated.
+///
+/// A matrix that the plain factorisation calls singular is factored again in other coordinates,
+/// another basis of the parameters: columns centred by the intercepts, and directions that only
+/// decided pairs inform with the undecided ones left out, whose sums would bury them in rounding.
+/// Borrows the statistics; the matrix is the caller's. Operations throw std::bad_alloc. Used from
+/// one thread at a time.
+class QvNewtonSystem {
+ public:
+  /// Of `order` parameters in as many blocks of one length as there are intercepts, each block led
+  /// by its intercept; `nIntercepts` is 0 for a model without.
+  QvNewtonSystem(const IQvAccumStats& stats, int order, int nIntercepts);
+
+  /// Fills `matrix` with the information of the latest pass and factors it; what LTChol returns:
+  /// 0 when every pivot is sound by the tolerance `tol`.
+  int Factor(double tol, QvCommon::QvSymMatrix& matrix);
+  /// With the factor in place: the Newton step; 0, or 1 for scores of another length.
+  int Solve(const QvCommon::QvSymMatrix& factor, std::vector<double>& step) const;
+  /// With the factor in place: replaces it by the inverse of the information matrix.
+  void Invert(QvCommon::QvSymMatrix& factor) const;
+
+  /// LTChol's measure of the undecided information, centred by the intercepts: towards 0 when data
+  /// are separated. But 1 when the direction of its smallest pivot has a score of undecided pairs
+  /// beside that of the decided ones: few records may inform little and yet balance all others,
+  /// which makes the maximum finite.
+  [[nodiscard]] double SeparationMeasure(double tol) const;
+
+ private:
+  using Vector = std::vector<double>;
+
+  /// A matrix in the order of fOrder, with its factor at the tolerance of rounding.
+  struct Elimination {
+    QvCommon::QvSymMatrix matrix;
+    QvCommon::QvSymMatrix factor;
+    double roundingShare = 0.0;
+
+    [[nodiscard]] bool IsOpen(int k) const { return !(factor.GetElem(k, k) > 0.0); }
+    /// Column k of the matrix without what its first `limit` columns tell of it, as a direction.
+    [[nodiscard]] Vector Direction(int k, int limit) const;
+    /// The columns from `first` on, without what those before tell of them.
+    [[nodiscard]] QvCommon::QvSymMatrix Centred(int first) const;
+  };
+
+  [[nodiscard]] QvCommon::QvSymMatrix Ordered(const QvCommon::QvSymMatrix& matrix) const;
+  [[nodiscard]] Vector Ordered(const Vector& values) const;
+  [[nodiscard]] Elimination Eliminate() const;
+  /// The information matrix in the coordinates fDirections, which it makes.
+  [[nodiscard]] QvCommon::QvSymMatrix Transformed(double tol);
+  void AddDecided(double tol, const std::vector<bool>& isOpen, QvCommon::QvSymMatrix& out) const;
+  /// True when the score along `direction` is that of decided pairs.
+  [[nodiscard]] bool IsScoreDecided(const Elimination& undecided, const Vector& direction) const;
+
+  const IQvAccumStats& fStats;
+  const IQvDecidedStats* fpDecided;
+  int fNIntercepts;
+  /// The parameters, intercepts first.
+  std::vector<int> fOrder;
+  /// The coordinates of the latest factor; empty for the parameters themselves.
+  std::vector<Vector> fDirections;
+  std::vector<bool> fIsOpen;
+};

@@ -1,0 +1,122 @@
+#include "qvreg/design/QvColumnSizes.h"
+
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr int kX = 1;
+constexpr int kZ = 2;
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+QvRegrParameter Effect(int index, const std::vector<std::pair<int, int>>& powers) {
+  QvRegrParameter parameter;
+  parameter.SetEffectIndex(index);
+  for (const auto& [variable, power] : powers) {
+    EXPECT_GT(parameter.AddCovariate(variable, power), 0);
+  }
+  return parameter;
+}
+
+/// The effects intercept, x, x z, z^3.
+std::vector<QvRegrParameter> Effects() {
+  return {Effect(0, {}), Effect(1, {{kX, 1}}), Effect(2, {{kX, 1}, {kZ, 1}}), Effect(3, {{kZ, 3}})};
+}
+
+void Add(QvColumnSizes& sizes, double x, double z) {
+  const std::vector<double> record{-1e300, x, z};
+  sizes.MeasureVariable(0, x);
+  sizes.MeasureVariable(1, z);
+  sizes.MeasureProducts(record.data());
+}
+
+QvColumnSizes SizesOf(const std::vector<std::pair<double, double>>& pairs) {
+  QvColumnSizes sizes;
+  sizes.SetVariables({kX, kZ});
+  sizes.SetEffects(Effects());
+  for (const auto& [x, z] : pairs) Add(sizes, x, z);
+  return sizes;
+}
+
+std::vector<int> ExponentsOf(const QvColumnSizes& sizes) {
+  return sizes.GetParameterExponents(Effects());
+}
+
+TEST(QvColumnSizes, OfUsualNumbersHaveTheExponent0) {
+  EXPECT_EQ(ExponentsOf(SizesOf({{3.0, -7.0}, {0.0, 1e-300}})), (std::vector<int>{0, 0, 0, 0}));
+  EXPECT_EQ(ExponentsOf(SizesOf({{0x1p-20, 1.0}})), (std::vector<int>{0, 0, 0, 0}));
+  EXPECT_EQ(ExponentsOf(SizesOf({{-0x1.fp+19, 1.0}})), (std::vector<int>{0, 0, 0, 0}));
+}
+
+TEST(QvColumnSizes, TheLargestSizeCounts) {
+  EXPECT_EQ(ExponentsOf(SizesOf({{0x1p+20, 1.0}})), (std::vector<int>{0, 20, 20, 0}));
+  EXPECT_EQ(ExponentsOf(SizesOf({{1.0, 1.0}, {-0x1.8p+30, 1.0}, {2.0, 1.0}})),
+            (std::vector<int>{0, 30, 30, 0}));
+  EXPECT_EQ(ExponentsOf(SizesOf({{-0x1.8p-30, 1.0}, {0x1p-31, 1.0}})),
+            (std::vector<int>{0, -30, -30, 0}));
+  EXPECT_EQ(ExponentsOf(SizesOf({{std::numeric_limits<double>::denorm_min(), 1.0}})),
+            (std::vector<int>{0, -1074, -1074, 0}));
+}
+
+TEST(QvColumnSizes, AProductsSizeIsThatOfTheLargestProduct) {
+  // The largest of each are in different records.
+  const QvColumnSizes sizes = SizesOf({{0x1p+600, 0x1p-580}, {0x1p-580, 0x1p+600}});
+  EXPECT_EQ(ExponentsOf(sizes), (std::vector<int>{0, 600, 20, 1800}));
+  const QvColumnSizes usual = SizesOf({{0x1p+600, 0x1p-600}, {0x1p-600, 0x1p+600}});
+  EXPECT_EQ(ExponentsOf(usual), (std::vector<int>{0, 600, 0, 1800}));
+  EXPECT_FALSE(usual.IsPlainProduct(2));
+  EXPECT_TRUE(usual.IsPlainProduct(1));
+  const QvColumnSizes mixed = SizesOf({{0x1p+30, 0x1p+2}, {0x1p-600, 0x1p-3}});
+  EXPECT_EQ(ExponentsOf(mixed), (std::vector<int>{0, 30, 32, 0}));
+  EXPECT_EQ(ExponentsOf(SizesOf({{0x1p-700, 0x1p-700}, {0x1p-500, 0x1p-700}})),
+            (std::vector<int>{0, -500, -1200, -2100}));
+}
+
+TEST(QvColumnSizes, AProductThatUnderflowsOnTheWayCountsBesideASmallOne) {
+  QvColumnSizes sizes;
+  sizes.SetVariables({0, 1, 2});
+  sizes.SetEffects({Effect(0, {{0, 1}, {1, 1}, {2, 1}})});
+  for (const std::vector<double>& record :
+       {std::vector<double>{0x1p-300, 1.0, 1.0}, std::vector<double>{0x1p-900, 0x1p-300, 0x1p+950},
+        std::vector<double>{0x1p-310, 1.0, 1.0}}) {
+    sizes.MeasureProducts(record.data());
+  }
+  EXPECT_EQ(sizes.GetEffectExponent(0), -250);
+  EXPECT_FALSE(sizes.IsPlainProduct(0));
+}
+
+TEST(QvColumnSizes, WhatHasNoMagnitudeHasNoSize) {
+  EXPECT_EQ(ExponentsOf(SizesOf({{kInfinity, 1.0}, {kNaN, -kInfinity}, {0x1p+30, 1.0}})),
+            (std::vector<int>{0, 30, 30, 0}));
+  EXPECT_EQ(ExponentsOf(SizesOf({{0.0, 0.0}})), (std::vector<int>{0, 0, 0, 0}));
+  EXPECT_EQ(ExponentsOf(SizesOf({})), (std::vector<int>{0, 0, 0, 0}));
+}
+
+TEST(QvColumnSizes, OfVariablesAreToldApart) {
+  const QvColumnSizes sizes = SizesOf({{0x1p+30, 0x1p-30}});
+  EXPECT_EQ(sizes.GetVariableExponent(kX), 30);
+  EXPECT_EQ(sizes.GetVariableExponent(kZ), -30);
+  EXPECT_EQ(sizes.GetVariableExponent(0), 0) << "it is not measured";
+}
+
+TEST(QvColumnSizes, WithoutEffectsEveryColumnIsAsItIs) {
+  QvColumnSizes sizes;
+  sizes.SetVariables({kX});
+  sizes.MeasureVariable(0, 1e300);
+  sizes.MeasureProducts(nullptr);
+  EXPECT_EQ(sizes.GetEffectExponent(0), 0);
+  EXPECT_TRUE(sizes.IsPlainProduct(7));
+}
+
+TEST(QvColumnSizes, NewVariablesAndEffectsAreMeasuredAfresh) {
+  QvColumnSizes sizes = SizesOf({{0x1p+30, 0x1p+30}});
+  sizes.SetVariables({kX, kZ});
+  sizes.SetEffects(Effects());
+  EXPECT_EQ(ExponentsOf(sizes), (std::vector<int>{0, 0, 0, 0}));
+}
+
+}  // namespace
