@@ -81,7 +81,6 @@ std::string NameList(const std::vector<std::string>& names) {
   return names.size() > kMostNames ? list + ", …" : list;
 }
 
-
 void CutText(std::string& text, std::size_t length) {
   if (text.size() <= length) return;
   while (length > 0 && (static_cast<unsigned char>(text[length]) & ~kContinuationMask) == 0x80U) {

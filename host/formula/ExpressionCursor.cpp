@@ -1,7 +1,6 @@
 #include "host/formula/ExpressionCursor.h"
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 
 #include "host/Text.h"

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <numeric>
-#include <utility>
 #include <vector>
 
 #include "host/Text.h"

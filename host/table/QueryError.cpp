@@ -1,9 +1,9 @@
 #include "host/table/QueryError.h"
 
-#include "host/Text.h"
-
 #include <algorithm>
 #include <array>
+
+#include "host/Text.h"
 
 namespace qvhost {
 namespace {
