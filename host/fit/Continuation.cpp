@@ -1,6 +1,7 @@
 #include "host/fit/Continuation.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <new>
 #include <utility>
@@ -18,8 +19,13 @@ void Require(bool accepted) {
   if (!accepted) throw std::bad_alloc();
 }
 
-/// In the layout of all parameters, from that of those which are not redundant.
+bool AreFinite(const std::vector<double>& values) {
+  return std::ranges::all_of(values, [](double value) { return std::isfinite(value); });
+}
+
+/// In the layout of all parameters, from that of those which are not redundant; nothing of nothing.
 std::vector<double> Expand(const std::vector<double>& kept, const QvCommon::QvBitSet& indicators) {
+  if (kept.empty()) return {};
   std::vector<double> all(static_cast<std::size_t>(indicators.Size()), 0.0);
   std::size_t next = 0;
   for (int i = 0; i < indicators.Size(); ++i) {
@@ -101,6 +107,8 @@ bool Continuation::GoesOn(const QvLogOutputStats& output) {
     if (ending_.outcome == kOptQuasiSeparation) ending_.outcome = kOptMaxIterations;
     return false;
   }
+  // From estimates beyond the range of a double, which the report names, nothing goes on.
+  if (!AreFinite(output.GetParamEstimates())) return false;
   PrepareBuild(output);
   return true;
 }

@@ -73,7 +73,8 @@ class RecordWatch {
   bool Moves(std::size_t own) {
     for (const double other : gains_) {
       const double gain = gains_[own] - other;
-      if (gain < -kSettled) return false;
+      // A gain that is not a number shows nothing.
+      if (!(gain >= -kSettled)) return false;
       isGrowing_ = isGrowing_ || gain > kGrowing;
     }
     return true;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>

@@ -60,6 +60,8 @@ void QvColumnSizes::Measure(Product& product, const double* record) {
 void QvColumnSizes::MeasureCarefully(Product& product, const double* record) {
   QvScaledProduct value;
   for (const int variable : product.fVariables) value.Multiply(record[variable]);
+  // What is 0 in the end may have overflowed on the way.
+  product.fbPlain = product.fbPlain && value.IsPlain();
   if (!value.HasMagnitude()) return;
   if (value.IsPlain()) {
     product.fLargest = std::max(product.fLargest, std::fabs(value.InUnitsOf(0)));
@@ -67,8 +69,8 @@ void QvColumnSizes::MeasureCarefully(Product& product, const double* record) {
     return;
   }
   const long long magnitude = value.GetMagnitude();
-  product.fMagnitude = product.fbPlain ? magnitude : std::max(product.fMagnitude, magnitude);
-  product.fbPlain = false;
+  product.fMagnitude = product.fbLarge ? std::max(product.fMagnitude, magnitude) : magnitude;
+  product.fbLarge = true;
 }
 
 int QvColumnSizes::GetVariableExponent(int variable) const {
@@ -82,10 +84,9 @@ int QvColumnSizes::GetEffectExponent(std::size_t effect) const {
   if (effect >= fProducts.size() || fProducts[effect].fVariables.empty()) return 0;
   const Product& product = fProducts[effect];
   if (product.fVariables.size() == 1) return GetVariableExponent(product.fVariables.front());
-  if (product.fbPlain && product.fLargest == 0.0) return 0;
-  if (product.fLargest == 0.0) return ExponentOf(product.fMagnitude);
+  if (product.fLargest == 0.0) return product.fbLarge ? ExponentOf(product.fMagnitude) : 0;
   const long long magnitude = std::ilogb(product.fLargest);
-  return ExponentOf(product.fbPlain ? magnitude : std::max(magnitude, product.fMagnitude));
+  return ExponentOf(product.fbLarge ? std::max(magnitude, product.fMagnitude) : magnitude);
 }
 
 bool QvColumnSizes::IsPlainProduct(std::size_t effect) const {

@@ -39,8 +39,9 @@ class QvColumnSizes {
   [[nodiscard]] int GetVariableExponent(int variable) const;
   /// The exponent of an effect's columns; 0 for one that is not known, or without covariates.
   [[nodiscard]] int GetEffectExponent(std::size_t effect) const;
-  /// False when the product of an effect's covariates left the range of a double in some record,
-  /// if only on the way.
+  /// False when the product of an effect's covariates may leave the range of a double in some
+  /// record, if only on the way: when it, a factor or a part of it was beyond 2^500 or below
+  /// 2^-500.
   [[nodiscard]] bool IsPlainProduct(std::size_t effect) const;
   /// Per parameter the exponent of its effect.
   [[nodiscard]] std::vector<int> GetParameterExponents(
@@ -50,9 +51,10 @@ class QvColumnSizes {
   /// The covariates that multiply one effect's columns, each as often as its power says.
   struct Product {
     std::vector<int> fVariables;
-    /// The largest product that is plain, and the magnitude of the largest that is not.
+    /// The largest product that is plain, and the magnitude of the largest that is not, if any.
     double fLargest = 0.0;
     long long fMagnitude = 0;
+    bool fbLarge = false;
     bool fbPlain = true;
     /// A plain product that is not larger tells nothing new; below 0 while there is none such.
     double fEnough = -1.0;

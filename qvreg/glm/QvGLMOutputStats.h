@@ -81,7 +81,8 @@ class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
   [[nodiscard]] const std::vector<double>& GetScaledEstimates() const;
   /// The covariance matrix with the element in row i and column j times 2^(e_i + e_j).
   [[nodiscard]] const QvCommon::QvSymMatrixData* GetScaledCovarianceMatrix() const;
-  /// The root mean square error times 2^-f; its plain form is missing where no double holds it.
+  /// The root mean square error times 2^-f; its plain form is missing where it is too large for a
+  /// double, and 0 where it is too small.
   [[nodiscard]] double GetScaledRootMeanSquareError() const;
 
  private:

@@ -28,6 +28,9 @@ class QvNewtonSystem {
   /// With the factor in place: replaces it by the inverse of the information matrix.
   void Invert(QvCommon::QvSymMatrix& factor) const;
 
+  /// Gives back what the latest factor took besides the caller's matrix.
+  void Clear() { fDirections = {}; }
+
   /// LTChol's measure of the undecided information, centred by the intercepts: towards 0 when data
   /// are separated. But 1 when the direction of its smallest pivot has a score of undecided pairs
   /// beside that of the decided ones: few records may inform little and yet balance all others,

@@ -36,8 +36,8 @@ class QvRegOptimizer {
   QvRegOptimizer& operator=(const QvRegOptimizer&) = delete;
   ~QvRegOptimizer() = default;
 
-  /// Runs the iterations. 1 when cancelled, an error of a pass, 305 without memory for the matrix;
-  /// otherwise success, and the outcome tells how they ended.
+  /// Runs the iterations. kCancelled, an error of a pass, kTooManyParameters without memory for the
+  /// matrix; otherwise success, and the outcome tells how they ended. May throw std::bad_alloc.
   QvCommon::QvStatus Estimate();
   /// Makes a pass at the estimates, and the pseudo R squares compare with its log-likelihood from
   /// then on: for a run whose host lets it start elsewhere. Before Estimate; errors as there.
@@ -67,7 +67,10 @@ class QvRegOptimizer {
   [[nodiscard]] int GetTotalStepHalvings() const { return fTotalStepHalvings; }
   /// The inverse of the information matrix after a successful Estimate; null once deleted.
   [[nodiscard]] const QvCommon::QvSymMatrix* GetMatrix() const { return fpMatrix.get(); }
-  void DeleteMatrix() { fpMatrix.reset(); }
+  void DeleteMatrix() {
+    fpMatrix.reset();
+    fSystem.Clear();
+  }
 
  private:
   /// What of a step trial comes out.

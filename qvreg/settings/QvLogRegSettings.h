@@ -50,7 +50,8 @@ class QVREG_EXPORT QvLogRegSettings : public QvRegSettings {
   /// number is that of the parameters shows in CreateParameters: kNoParameters (discrete datum 0:
   /// how many values there are, 1: how many parameters). The initial log-likelihood, with which the
   /// pseudo R squares compare, stays that of the default start, for one more pass. Intercepts alone
-  /// have their estimates there already and ignore the values.
+  /// have their estimates there already and ignore the values. Values from which a record's
+  /// predictor leaves the range of a double end BuildModel with kStageMissing.
   [[nodiscard]] bool SetStartingValues(const std::vector<double>& values);
   /// Whether the log-likelihood criterion is `absolute`; relative by default.
   void SetLLFuncChange(bool absolute) { fLLAbsoluteChange = absolute; }

@@ -168,6 +168,30 @@ TEST(Continuation, CompleteSeparationIsSeenBeforeTheLibraryLooksForIt) {
   EXPECT_EQ(fit.logistic->iterations, 60);
 }
 
+/// What the run of separated data fails with.
+std::string FailureOf(const char* query, const char* formula) {
+  FitOptions options = OptionsFor(query, formula);
+  options.binding.model = ModelKind::kLogistic;
+  try {
+    static_cast<void>(Fit(options));
+  } catch (const Error& error) {
+    return error.what();
+  }
+  return "nothing";
+}
+
+TEST(Continuation, EndsWhereEstimatesLeaveTheRangeOfADouble) {
+  const std::string tiny = FailureOf(
+      "SELECT (1 + range % 9) * 1e-310 AS x, range % 9 > 4 OR range = 4 AS y FROM range(90)",
+      "y ~ x");
+  EXPECT_NE(tiny.find("The estimate of 'x'"), std::string::npos) << tiny;
+  const std::string huge = FailureOf(
+      "SELECT (range % 9 + 1) * (CASE WHEN range % 2 = 0 THEN -1e200 ELSE 1e200 END) AS x, "
+      "(range % 5 + 1) * 1e200 AS z, range % 2 = 0 AS y FROM range(90)",
+      "y ~ 0 + x:z");
+  EXPECT_NE(huge.find("The estimate of 'x:z'"), std::string::npos) << huge;
+}
+
 TEST(Continuation, ARareBaseLevelIsSeparated) {
   FitOptions options = OptionsFor(
       "SELECT * FROM (VALUES ('a', 'no', 40000), ('a', 'yes', 59997), ('b', 'yes', 3)) AS t(g, y, "

@@ -89,6 +89,17 @@ TEST(QvColumnSizes, AProductThatUnderflowsOnTheWayCountsBesideASmallOne) {
   EXPECT_FALSE(sizes.IsPlainProduct(0));
 }
 
+TEST(QvColumnSizes, AProductThatOverflowsOnTheWayToZeroIsNotPlain) {
+  QvColumnSizes sizes;
+  sizes.SetVariables({0, 1});
+  sizes.SetEffects({Effect(0, {{0, 2}, {1, 1}})});
+  for (const std::vector<double>& record : {std::vector<double>{7.0, 1.0}, {1e200, 0.0}}) {
+    sizes.MeasureProducts(record.data());
+  }
+  EXPECT_FALSE(sizes.IsPlainProduct(0));
+  EXPECT_EQ(sizes.GetEffectExponent(0), 0) << "49 is the largest";
+}
+
 TEST(QvColumnSizes, WhatHasNoMagnitudeHasNoSize) {
   EXPECT_EQ(ExponentsOf(SizesOf({{kInfinity, 1.0}, {kNaN, -kInfinity}, {0x1p+30, 1.0}})),
             (std::vector<int>{0, 30, 30, 0}));
