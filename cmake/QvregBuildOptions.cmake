@@ -24,13 +24,7 @@ endif()
 if(QVREG_SANITIZE)
   target_compile_options(qvreg_build_options INTERFACE
     -fsanitize=${QVREG_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
-  # Programs in C load a library in C++ here, whose checks need more of Clang's run-time library.
-  set(QVREG_SANITIZE_LINK -fsanitize=${QVREG_SANITIZE})
-  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    list(APPEND QVREG_SANITIZE_LINK -fsanitize-link-c++-runtime)
-    target_link_libraries(qvreg_build_options INTERFACE $<$<LINK_LANGUAGE:C>:stdc++>)
-  endif()
-  target_link_options(qvreg_build_options INTERFACE ${QVREG_SANITIZE_LINK})
+  target_link_options(qvreg_build_options INTERFACE -fsanitize=${QVREG_SANITIZE})
 endif()
 
 if(QVREG_COVERAGE)
