@@ -226,7 +226,7 @@ Value ExpressionReader::Signed() {
 }
 
 Value ExpressionReader::Power() {
-  const Value base = Typed();
+  Value base = Typed();
   if (!At("^") && !At("**")) return base;
   const std::string_view sign = Current().text;
   Take(PieceKind::kTight);

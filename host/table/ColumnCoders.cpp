@@ -29,6 +29,7 @@ std::vector<std::string> FirstValues(const TableSource& source, const ColumnRequ
       request.sql, kLongestExample, source.Relation(), fmt::format(fmt::runtime(condition), number),
       kExamples));
   std::vector<std::string> values;
+  values.reserve(rows.size());
   for (const auto& row : rows) values.push_back(row.front().value_or(""));
   return values;
 }

@@ -54,7 +54,7 @@ std::string TypedView::IsMissing(std::size_t column) const {
 
 std::string TypedView::Value(std::size_t column) const {
   const RawColumn& raw = columns_[column];
-  const std::string text = TextOf(column);
+  std::string text = TextOf(column);
   if (raw.mayBeNumbers && !raw.isText && raw.type == kNumber && missing_.HasNaN()) {
     return fmt::format("CASE WHEN isnan({0}) THEN CAST(error({1}) AS DOUBLE) ELSE {0} END", text,
                        QuoteText(kNaNText));
