@@ -232,7 +232,7 @@ Value ExpressionReader::Power() {
   Take(PieceKind::kTight);
   // The exponent may have a sign and be a power itself: 2^-x, 2^3^2.
   const Level level = Enter();
-  const Value exponent = Signed();
+  Value exponent = Signed();
   for (const Value* side : {&base, &exponent}) check_.Number(sign, *side);
   return Made("pow(" + base.sql + ", " + exponent.sql + ")", ValueKind::kNumber,
               Span(base.place, exponent.place), Max(base.cost, exponent.cost));
