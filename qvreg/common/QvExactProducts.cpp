@@ -4,8 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "qvreg/common/QvDoubleDouble.h"
 #include "qvreg/common/QvPlatform.h"
-#include "qvreg/common/QvTwofold.h"
 
 namespace QvCommon {
 
@@ -20,8 +20,8 @@ struct Lanes {
 
 /// Adds c times the double-double x to a double-double sum.
 inline void AddProduct(double c, double xHigh, double xLow, double& high, double& low) {
-  const QvTwofold product = QvTwofold::Product(c, xHigh);
-  const QvTwofold sum = QvTwofold::Sum(high, product.fHigh);
+  const QvDoubleDouble product = QvDoubleDouble::Product(c, xHigh);
+  const QvDoubleDouble sum = QvDoubleDouble::Sum(high, product.fHigh);
   high = sum.fHigh;
   low += sum.fLow + (product.fLow + c * xLow);
 }
@@ -48,8 +48,8 @@ void AddRow(int n, double own, const double* QVREG_RESTRICT c, const double* QVR
   }
 }
 
-QvTwofold Total(const Lanes& lanes) {
-  QvTwofold total;
+QvDoubleDouble Total(const Lanes& lanes) {
+  QvDoubleDouble total;
   for (std::size_t lane = 0; lane < kLanes; ++lane) {
     total.Add({lanes.fHigh[lane], lanes.fLow[lane]});
   }
@@ -102,11 +102,11 @@ double QvExactProducts::QuadraticForm(const std::vector<double>& coefficients,
     AddRow(static_cast<int>(i), coefficients[i], coefficients.data(), fHigh.data() + start,
            fLow.data() + start, fSumHigh.data(), fSumLow.data(), dot);
     AddProduct(coefficients[i], fHigh[start + i], fLow[start + i], fSumHigh[i], fSumLow[i]);
-    const QvTwofold own = Total(dot);
+    const QvDoubleDouble own = Total(dot);
     AddProduct(1.0, own.fHigh, own.fLow, fSumHigh[i], fSumLow[i]);
   }
   gradient.resize(n);
-  QvTwofold form{fRowHigh[n], fRowLow[n]};
+  QvDoubleDouble form{fRowHigh[n], fRowLow[n]};
   for (std::size_t i = 0; i < n; ++i) {
     gradient[i] = fSumHigh[i] + fSumLow[i];
     AddProduct(coefficients[i], fSumHigh[i], fSumLow[i], form.fHigh, form.fLow);
@@ -117,7 +117,7 @@ double QvExactProducts::QuadraticForm(const std::vector<double>& coefficients,
 
 double QvExactProducts::Product(int l, const std::vector<double>& coefficients) const {
   const std::size_t own = Place(l, fSelected);
-  QvTwofold sum{fHigh[own], fLow[own]};
+  QvDoubleDouble sum{fHigh[own], fLow[own]};
   for (std::size_t i = 0; i < fKept.size(); ++i) {
     const std::size_t place = Place(l, fKept[i]);
     AddProduct(coefficients[i], fHigh[place], fLow[place], sum.fHigh, sum.fLow);

@@ -6,9 +6,9 @@
 #include <new>
 #include <utility>
 
+#include "qvreg/common/QvDoubleDouble.h"
 #include "qvreg/common/QvExactProducts.h"
 #include "qvreg/common/QvPlatform.h"
-#include "qvreg/common/QvTwofold.h"
 
 namespace QvCommon {
 
@@ -54,8 +54,8 @@ void AddOuterProduct(int n, double w, const double* QVREG_RESTRICT x, double* ro
 
 /// Adds a x, where a is a double-double, to a sum, and what that loses to `lost`.
 inline void AddExactProduct(double aHigh, double aLow, double x, double& sum, double& lost) {
-  const QvTwofold product = QvTwofold::Product(aHigh, x);
-  const QvTwofold exact = QvTwofold::Sum(sum, product.fHigh);
+  const QvDoubleDouble product = QvDoubleDouble::Product(aHigh, x);
+  const QvDoubleDouble exact = QvDoubleDouble::Sum(sum, product.fHigh);
   sum = exact.fHigh;
   lost += exact.fLow + (product.fLow + aLow * x);
 }
@@ -65,7 +65,7 @@ QVREG_FMA_CLONES
 void AddOuterProductCompensated(int n, double w, const double* QVREG_RESTRICT x,
                                 double* QVREG_RESTRICT row, double* QVREG_RESTRICT lost) {
   for (int i = 0; i < n; ++i) {
-    const QvTwofold wx = QvTwofold::Product(w, x[i]);
+    const QvDoubleDouble wx = QvDoubleDouble::Product(w, x[i]);
     for (int j = 0; j <= i; ++j) AddExactProduct(wx.fHigh, wx.fLow, x[j], row[j], lost[j]);
     row += i + 1;
     lost += i + 1;
@@ -94,7 +94,7 @@ inline double Dot(int n, const double* x, const double* y) {
   return sum;
 }
 
-/// One rule for every factorisation: what is left of a diagonal must be worth dividing by.
+/// The one rule of every factorisation: what is left of a diagonal element is above the tolerance.
 bool IsSoundPivot(double pivot, double tol, double original) {
   return std::isfinite(pivot) && pivot > 0.0 && pivot > tol * original &&
          std::isfinite(1.0 / pivot);
@@ -137,7 +137,7 @@ bool QvSymMatrix::UpdateXXSparse(int n, const std::vector<int>& indices,
   double* lost = fLost.empty() ? nullptr : fLost.data();
   for (std::size_t a = 0; a < count; ++a) {
     const int i = indices[a];
-    const QvTwofold wa = QvTwofold::Product(w, values[a]);
+    const QvDoubleDouble wa = QvDoubleDouble::Product(w, values[a]);
     for (std::size_t b = 0; b <= a; ++b) {
       const std::size_t place = IndexOf(i, indices[b]);
       if (lost == nullptr) {

@@ -93,7 +93,7 @@ namespace {
 
 /// Takes the zeros out of a row of n values; how many stay. Written without a branch, since which
 /// are zero is anyone's guess: a zero is overwritten by the next value.
-std::size_t CloseUp(std::size_t n, int* indices, double* values) {
+std::size_t RemoveZeros(std::size_t n, int* indices, double* values) {
   std::size_t count = 0;
   for (std::size_t k = 0; k < n; ++k) {
     const int index = indices[k];
@@ -122,7 +122,7 @@ std::size_t QvDesignRow::Fill(Value&& value, const std::vector<int>& parameterIn
     outValues[effect] = design;
     hasZero |= (index < 0) | (design == 0.0);
   }
-  return hasZero ? CloseUp(nEffects, outIndices, outValues) : nEffects;
+  return hasZero ? RemoveZeros(nEffects, outIndices, outValues) : nEffects;
 }
 
 template <typename Number>

@@ -4,22 +4,23 @@
 
 #include "qvreg/common/QvPlatform.h"
 
-using QvCommon::QvTwofold;
+using QvCommon::QvDoubleDouble;
 
 namespace {
 
 /// A record's share in the sums.
 struct Terms {
-  QvTwofold residual;
-  QvTwofold square;
-  QvTwofold deviation;
+  QvDoubleDouble residual;
+  QvDoubleDouble square;
+  QvDoubleDouble deviation;
 };
 
 /// Weighted before squared: the square alone may leave the range of a double.
 QVREG_FMA_CLONES
 Terms TermsOf(double w, double residual, double deviation) {
-  const QvTwofold weighted = QvTwofold::Product(w, deviation);
-  return {QvTwofold::Product(w, residual).Times(residual), weighted.Times(deviation), weighted};
+  const QvDoubleDouble weighted = QvDoubleDouble::Product(w, deviation);
+  return {QvDoubleDouble::Product(w, residual).Times(residual), weighted.Times(deviation),
+          weighted};
 }
 
 }  // namespace
@@ -43,10 +44,10 @@ double QvGLMFitSums::GetTotalSum() const {
   if (fbConstant) return 0.0;
   // What the mean lacks, in two parts.
   const double lacks = fDeviations.Value() / fWeights.Value();
-  QvTwofold rest = fDeviations;
+  QvDoubleDouble rest = fDeviations;
   rest.Add(fWeights.Times(-lacks));
   const double lacksToo = rest.Value() / fWeights.Value();
-  QvTwofold total = fSquares;
+  QvDoubleDouble total = fSquares;
   total.Add(fDeviations.Times(-lacks));
   total.Add(fDeviations.Times(-lacksToo));
   return std::max(total.Value(), 0.0);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qvreg/common/QvTwofold.h"
+#include "qvreg/common/QvDoubleDouble.h"
 
 /// The weighted sums of squares behind the fit statistics of a linear model: of the residuals, and
 /// of the dependent about its mean, or about 0.
@@ -30,8 +30,8 @@ class QvGLMFitSums {
   bool fbEmpty = true;
   bool fbConstant = true;
   double fFirst = 0.0;
-  QvCommon::QvTwofold fResiduals;
-  QvCommon::QvTwofold fSquares;
-  QvCommon::QvTwofold fDeviations;
-  QvCommon::QvTwofold fWeights;
+  QvCommon::QvDoubleDouble fResiduals;
+  QvCommon::QvDoubleDouble fSquares;
+  QvCommon::QvDoubleDouble fDeviations;
+  QvCommon::QvDoubleDouble fWeights;
 };

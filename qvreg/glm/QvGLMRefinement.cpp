@@ -7,7 +7,7 @@
 
 #include "qvreg/common/QvPlatform.h"
 
-using QvCommon::QvTwofold;
+using QvCommon::QvDoubleDouble;
 
 namespace {
 
@@ -21,13 +21,13 @@ constexpr double kRounding = std::numeric_limits<double>::epsilon();
 /// The residual y - sum of coefficients[indices[a]] values[a] over n non-zeros; adds w times the
 /// residual times each value to the gradient.
 QVREG_FMA_CLONES
-QvTwofold AccumulateGradient(int n, const int* indices, const double* values, double y, double w,
-                             const double* coefficients, QvTwofold* gradient) {
-  QvTwofold residual{y, 0.0};
+QvDoubleDouble AccumulateGradient(int n, const int* indices, const double* values, double y,
+                                  double w, const double* coefficients, QvDoubleDouble* gradient) {
+  QvDoubleDouble residual{y, 0.0};
   for (int a = 0; a < n; ++a) {
-    residual.Add(QvTwofold::Product(-coefficients[indices[a]], values[a]));
+    residual.Add(QvDoubleDouble::Product(-coefficients[indices[a]], values[a]));
   }
-  const QvTwofold weighted = QvTwofold::Sum(residual.fHigh, residual.fLow).Times(w);
+  const QvDoubleDouble weighted = QvDoubleDouble::Sum(residual.fHigh, residual.fLow).Times(w);
   for (int a = 0; a < n; ++a) gradient[indices[a]].Add(weighted.Times(values[a]));
   return residual;
 }
@@ -45,11 +45,11 @@ double QvGLMRefinement::FindChanges(const QvCommon::QvSymMatrix& inverse, double
                                     const std::vector<double>& estimates) {
   double decrease = 0.0;
   for (std::size_t i = 0; i < estimates.size(); ++i) {
-    QvTwofold correction;
+    QvDoubleDouble correction;
     for (std::size_t j = 0; j < estimates.size(); ++j) {
       const double element = inverse.GetElem(static_cast<int>(i), static_cast<int>(j));
       // A gradient that is not finite spoils no correction that it has no part in.
-      if (element != 0.0) correction.Add(QvTwofold::Product(element, fGradient[j].Value()));
+      if (element != 0.0) correction.Add(QvDoubleDouble::Product(element, fGradient[j].Value()));
     }
     const double change = factor * correction.Value();
     fChanges[i] = std::isfinite(estimates[i] + change) ? change : 0.0;
@@ -89,7 +89,7 @@ void QvGLMRefinement::Correct(double residualSum, std::vector<double>& estimates
 bool QvGLMRefinement::Step(const QvCommon::QvSymMatrix& inverse, double factor, double residualSum,
                            std::vector<double>& estimates) {
   const double decrease = FindChanges(inverse, factor, estimates);
-  std::fill(fGradient.begin(), fGradient.end(), QvTwofold());
+  std::fill(fGradient.begin(), fGradient.end(), QvDoubleDouble());
   // A correction that would raise the sum, or lower it by more than there is, comes from an inverse
   // too inaccurate for it.
   const bool isSound = decrease >= 0.0 && decrease <= kMostDecrease * residualSum;

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "qvreg/common/QvDoubleDouble.h"
 #include "qvreg/common/QvSymMatrix.h"
-#include "qvreg/common/QvTwofold.h"
 #include "qvreg/design/QvDesignRow.h"
 
 /// Iterative refinement of least-squares estimates (Bjorck, Numerical Methods for Least Squares
@@ -51,7 +51,7 @@ class QvGLMRefinement {
   /// Makes the changes, and keeps what was before.
   void Correct(double residualSum, std::vector<double>& estimates);
 
-  std::vector<QvCommon::QvTwofold> fGradient;
+  std::vector<QvCommon::QvDoubleDouble> fGradient;
   std::vector<double> fChanges;  ///< To the estimates, of the step at hand.
   std::vector<double> fBefore;   ///< The estimates before the last step.
   int fMostSteps;

@@ -164,7 +164,7 @@ void QvAccumStatsLogistic::AddToLL(double weight, double shifted, double sum) {
 }
 
 double QvAccumStatsLogistic::GetLL() const {
-  QvCommon::QvTwofold sum = fLogLikelihood;
+  QvCommon::QvDoubleDouble sum = fLogLikelihood;
   sum.Add({-fPendingWeight * QvElementary::Log(fPendingProduct), 0.0});
   return sum.Value();
 }

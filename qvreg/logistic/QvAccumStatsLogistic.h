@@ -3,9 +3,9 @@
 #include <limits>
 #include <vector>
 
+#include "qvreg/common/QvDoubleDouble.h"
 #include "qvreg/common/QvSymBlockMatrix.h"
 #include "qvreg/common/QvSymMatrix.h"
-#include "qvreg/common/QvTwofold.h"
 #include "qvreg/logistic/IQvAccumStats.h"
 #include "qvreg/logistic/IQvDecidedStats.h"
 
@@ -85,7 +85,7 @@ class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats {
   int fNCategories;
   const std::vector<double>* fpEstimates;
   /// Steps near the maximum change its last digits only, which a long plain sum would lose.
-  QvCommon::QvTwofold fLogLikelihood;
+  QvCommon::QvDoubleDouble fLogLikelihood;
   /// Not yet in it: minus the weight times the logarithm of the product, which holds the sums of
   /// exponentials of the latest rows of one weight, so that they share one logarithm.
   double fPendingWeight = 0.0;

@@ -6,11 +6,11 @@
 
 namespace QvCommon {
 
-/// A number in twice working precision: the unevaluated sum of a double and a small correction.
+/// A double-double number: the unevaluated sum of a double and a small correction.
 ///
 /// Built from error-free transformations (Ogita, Rump, Oishi, Accurate sum and dot product, SIAM J.
 /// Sci. Comput. 26, 2005), which need round-to-nearest and no contraction or reassociation.
-struct QvTwofold {
+struct QvDoubleDouble {
   double fHigh = 0.0;
   double fLow = 0.0;
 
@@ -18,13 +18,13 @@ struct QvTwofold {
   [[nodiscard]] double Value() const { return fHigh + fLow; }
 
   /// The exact sum of two doubles.
-  static QvTwofold Sum(double a, double b) {
+  static QvDoubleDouble Sum(double a, double b) {
     const double high = a + b;
     const double part = high - a;
     return {high, (a - (high - part)) + (b - part)};
   }
   /// The exact product of two doubles, underflow aside.
-  static QvTwofold Product(double a, double b) {
+  static QvDoubleDouble Product(double a, double b) {
     const double high = a * b;
     return {high, QVREG_EXACT_FMA ? std::fma(a, b, -high) : ProductError(a, b, high)};
   }
@@ -43,14 +43,14 @@ struct QvTwofold {
     return a2 * b2 - (((high - a1 * b1) - a2 * b1) - a1 * b2);
   }
   /// This number times a double.
-  [[nodiscard]] QvTwofold Times(double b) const {
-    QvTwofold product = Product(fHigh, b);
+  [[nodiscard]] QvDoubleDouble Times(double b) const {
+    QvDoubleDouble product = Product(fHigh, b);
     product.fLow += fLow * b;
     return product;
   }
   /// Adds a number, as one term of a long sum: corrections are summed apart.
-  void Add(const QvTwofold& term) {
-    const QvTwofold sum = Sum(fHigh, term.fHigh);
+  void Add(const QvDoubleDouble& term) {
+    const QvDoubleDouble sum = Sum(fHigh, term.fHigh);
     fHigh = sum.fHigh;
     fLow += sum.fLow + term.fLow;
   }
