@@ -29,8 +29,10 @@ endif()
 # qvreg_add_test_program(PROGRAM SHARDS): a program of GoogleTest runs whole, in SHARDS processes that
 # divide its tests. Only what fails is printed, and how many ran.
 function(qvreg_add_test_program program shards)
-  # GoogleTest's header takes longer to read than most tests to compile.
-  target_precompile_headers(${program} PRIVATE <gtest/gtest.h>)
+  # Headers that take longer to read than most tests to compile.
+  target_precompile_headers(${program} PRIVATE <gtest/gtest.h> <nlohmann/json.hpp>)
+  # What is tested is optimized fully, its tests need not be.
+  target_compile_options(${program} PRIVATE $<$<AND:$<CONFIG:Release>,$<NOT:$<CXX_COMPILER_ID:MSVC>>>:-O1>)
   # GCC 12 warns of std::string where it comes from a precompiled header (its bug 105651).
   target_compile_options(${program} PRIVATE
     $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-array-bounds$<SEMICOLON>-Wno-stringop-overflow>)

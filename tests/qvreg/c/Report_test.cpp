@@ -115,7 +115,7 @@ struct Marked : QvCHandle {
 };
 
 /// Reads as the library does that a destroyed handle is passed to: without knowing its history.
-[[gnu::noipa]] bool HoldsMark(void* place) {
+[[gnu::noinline]] bool HoldsMark(void* place) {
   std::uint64_t mark = 0;
   std::memcpy(&mark, place, sizeof mark);
   return mark == Marked::kKind;

@@ -281,10 +281,10 @@ TEST(QvFactorCounts, AWeightMayBeTheFirstVariableOfARecord) {
 
 TEST(QvFactorCounts, DisplayWithoutMemoryThrowsNothing) {
   const QvFactorCounts counts = TwoFactors(2, 3, 2);
-  EXPECT_NO_THROW(qvtest::OutputOf([&] {
+  EXPECT_NO_THROW(static_cast<void>(qvtest::OutputOf([&] {
     const qvtest::AllocationFault fault(1, qvtest::AllocationFault::Extent::kEverAfter);
     counts.Display();
-  }));
+  })));
 }
 
 }  // namespace

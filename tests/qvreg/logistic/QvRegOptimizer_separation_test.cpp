@@ -88,7 +88,7 @@ TEST_P(OptimizerSeparationTest, DoesNotDependOnUnits) {
     for (const bool isFirst : {true, false}) {
       objective_.beta = {0, 0};
       Script(GetParam());
-      objective_.information = [this, unit, isFirst](const std::vector<double>&) {
+      objective_.information = [unit, isFirst](const std::vector<double>&) {
         return InformationOf(GetParam().measure, isFirst ? unit : 1.0, isFirst ? 1.0 : unit);
       };
       Run();
