@@ -7,7 +7,6 @@
 #include "qvreg/common/QvSymBlockMatrix.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/logistic/IQvAccumStats.h"
-#include "qvreg/logistic/IQvDecidedStats.h"
 
 class QvRegSettings;
 

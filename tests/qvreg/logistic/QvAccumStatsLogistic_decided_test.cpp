@@ -9,7 +9,7 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/logistic/QvAccumStatsLogistic.h"
 #include "qvreg/settings/QvLogRegSettings.h"
-#include "tests/qvreg/support/SymMatrices.h"
+#include "tests/qvreg/support/DenseMatrix.h"
 
 namespace {
 
