@@ -5,9 +5,9 @@
 
 #include "bench/UniformNumbers.h"
 #include "qvreg/common/QvStatusCodes.h"
-#include "qvreg/data/QvRecordCounts.h"
 #include "qvreg/data/QvRecordPass.h"
-#include "qvreg/design/QvFactorPass.h"
+#include "qvreg/data/QvRegRecordValidator.h"
+#include "qvreg/design/QvFactorTables.h"
 
 using QvCommon::QvStatus;
 using QvCommon::Record;

@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "qvreg/common/QvBitSet.h"
-#include "qvreg/common/QvSymMatrixData.h"
+#include "qvreg/common/QvSymMatrix.h"
 
 namespace qvhost {
 

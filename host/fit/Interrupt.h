@@ -3,7 +3,7 @@
 #include <array>
 #include <cstddef>
 
-#include "qvreg/data/QvQueryCancel.h"
+#include "qvreg/data/QvCancelInfo.h"
 
 namespace qvhost {
 

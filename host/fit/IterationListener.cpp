@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "qvreg/component/ProgressReport.h"
+#include "qvreg/component/ProgressListener.h"
 
 namespace qvhost {
 

@@ -11,7 +11,7 @@
 #include "host/table/CodedTable.h"
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/component/IQvRegOutputStats.h"
-#include "qvreg/data/QvRecordCounts.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvRegSettings.h"
 

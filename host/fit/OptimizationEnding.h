@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "qvreg/logistic/QvOptimizationOutcome.h"
+#include "qvreg/logistic/QvIterationReporter.h"
 
 namespace qvhost {
 

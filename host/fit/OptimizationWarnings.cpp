@@ -7,7 +7,7 @@
 
 #include <fmt/format.h>
 
-#include "qvreg/logistic/QvOptimizationOutcome.h"
+#include "qvreg/logistic/QvIterationReporter.h"
 
 namespace qvhost {
 

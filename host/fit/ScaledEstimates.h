@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "qvreg/common/QvSymMatrixData.h"
+#include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/component/IQvRegOutputStats.h"
 
 namespace qvhost {

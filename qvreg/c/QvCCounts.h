@@ -2,7 +2,7 @@
 
 #include "qvreg/c/QvCStruct.h"
 #include "qvreg/c/qvreg_c_types.h"
-#include "qvreg/data/QvRecordCounts.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 
 /// Writes the library's counts of records to a host's structure, which it checks.
 inline void QvCCopyCounts(const QvRecordCounts& from, qvreg_record_counts* counts) {

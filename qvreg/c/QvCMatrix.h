@@ -6,7 +6,7 @@
 
 #include "qvreg/c/QvCList.h"
 #include "qvreg/c/QvCRefusal.h"
-#include "qvreg/common/QvSymMatrixData.h"
+#include "qvreg/common/QvSymMatrix.h"
 
 /// The covariance matrix at hand, or the refusal of one that the model does not have.
 inline const QvCommon::QvSymMatrixData& QvCRequireCovariance(

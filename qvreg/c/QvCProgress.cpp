@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "qvreg/component/ProgressReport.h"
+#include "qvreg/component/ProgressListener.h"
 
 qvreg_progress QvCProgressOf(ProgressReport& report) {
   qvreg_progress progress{};

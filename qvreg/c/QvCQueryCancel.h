@@ -2,7 +2,7 @@
 
 #include "qvreg/c/QvCHostCall.h"
 #include "qvreg/c/qvreg_c_settings.h"
-#include "qvreg/data/QvQueryCancel.h"
+#include "qvreg/data/QvCancelInfo.h"
 
 /// Asks a host's callback whether a run goes on.
 class QvCQueryCancel : public QvQueryCancel {

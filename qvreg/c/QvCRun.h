@@ -12,7 +12,7 @@
 #include "qvreg/c/QvCSource.h"
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/component/IQvRegOutputStats.h"
-#include "qvreg/data/QvRecordCounts.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
 /// A component together with what it borrows, as its handle and those of its results share it; and

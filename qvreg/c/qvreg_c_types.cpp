@@ -4,7 +4,7 @@
 #include "qvreg/c/QvCMessages.h"
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvStatusCodes.h"
-#include "qvreg/logistic/QvOptimizationOutcome.h"
+#include "qvreg/logistic/QvIterationReporter.h"
 #include "qvreg/settings/QvConst.h"
 
 static_assert(QVREG_MISSING_VALUE == QvMV::gMissingValue);

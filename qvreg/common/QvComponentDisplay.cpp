@@ -1,14 +1,10 @@
 #include "qvreg/common/QvComponentDisplay.h"
 
-#include <atomic>
 #include <cstdio>
 
 namespace QvComponentDisplay {
 
 namespace {
-
-/// One switch for the process, which a host sets without an object at hand.
-std::atomic<bool> isDiagnosticDisplay{false};
 
 constexpr int kShortDigits = 6;
 constexpr int kExactDigits = 17;
@@ -30,12 +26,6 @@ void PrintDoubles(std::string_view label, std::span<const double> values, int di
 }
 
 }  // namespace
-
-void SetDiagnosticDisplay(bool display) {
-  isDiagnosticDisplay.store(display, std::memory_order_relaxed);
-}
-
-bool IsDiagnosticDisplay() { return isDiagnosticDisplay.load(std::memory_order_relaxed); }
 
 void DisplayB(std::string_view label, bool value) { DisplayS(label, value ? "true" : "false"); }
 

@@ -5,17 +5,12 @@
 #include <string_view>
 #include <vector>
 
-#include "qvreg/common/QvDiagnosticDisplay.h"
-
-/// Diagnostic output: each function prints one labelled line to standard output. Meant for a
-/// developer's eyes; calls from several threads may mix their lines. None of them allocates memory.
+/// Diagnostic output: each function prints one labelled line to standard output. Calls from several
+/// threads may mix their lines. None of them allocates memory.
 namespace QvComponentDisplay {
 
 /// The level of a section heading, passed to DisplayText.
 inline constexpr long kHeadingLevel = 2;
-
-/// Whether diagnostic output is switched on. Any thread.
-[[nodiscard]] bool IsDiagnosticDisplay();
 
 void DisplayB(std::string_view label, bool value);
 void DisplayI(std::string_view label, int value);

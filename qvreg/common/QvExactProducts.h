@@ -36,8 +36,8 @@ class QvExactProducts {
   void SelectUnit(int i, double value);
 
   /// c' A c rounded once, with `coefficients` of the kept rows; `gradient` receives the elements of
-  /// A c in the kept rows, rounded once each. May throw std::bad_alloc unless the gradient has
-  /// room.
+  /// A c in the kept rows, rounded once each. May throw std::bad_alloc unless the gradient's
+  /// capacity suffices.
   double QuadraticForm(const std::vector<double>& coefficients, std::vector<double>& gradient);
   /// The element of A c, with `coefficients` of the kept rows, in a row `l` that was not selected
   /// yet, rounded once.

@@ -15,7 +15,7 @@ namespace {
 constexpr int kDigitBits = 31;
 constexpr std::uint64_t kDigitMask = (std::uint64_t{1} << kDigitBits) - 1;
 
-/// Replaces the number by number * range + value; what has no room among its digits.
+/// Replaces the number by number * range + value; what its digits cannot hold.
 std::uint64_t MultiplyAdd(int* digits, std::size_t n, int range, int value) {
   auto carry = static_cast<std::uint64_t>(value);
   for (std::size_t d = 0; d < n; ++d) {

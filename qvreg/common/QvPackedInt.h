@@ -4,9 +4,9 @@
 
 namespace QvCommon {
 
-/// Packs sequences of bounded non-negative ints into as few non-negative ints as can tell them
-/// apart (one at least, unless the sequences are empty), and back: a sequence is a number in mixed
-/// radix, and the packed ints are its digits to the base 2^31, the least significant one first.
+/// Packs sequences of bounded non-negative ints into as few non-negative ints as distinguish them
+/// (one at least, unless the sequences are empty), and back: a sequence is a number in mixed radix,
+/// and the packed ints are its digits to the base 2^31, the least significant one first.
 ///
 /// A value; const operations may run on several threads at once.
 class QvPackedInt {

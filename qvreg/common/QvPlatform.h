@@ -1,6 +1,6 @@
 #pragma once
 
-/// What compilers spell differently.
+/// What differs between compilers and platforms.
 
 #if defined(_MSC_VER)
 #define QVREG_RESTRICT __restrict
@@ -16,8 +16,8 @@
 #define QVREG_FREAD std::fread
 #endif
 
-/// Whether std::fma rounds once, as the standard asks. That of mingw-w64's run-time library goes by
-/// way of a longer format and rounds twice.
+/// Whether std::fma rounds once, as the standard asks. That of mingw-w64's run-time library
+/// computes in a longer format and rounds twice.
 #if defined(__MINGW32__) && !defined(__FMA__)
 #define QVREG_EXACT_FMA false
 #else

@@ -39,7 +39,7 @@ bool QvSparseVector::IsValid() const {
 }
 
 bool QvSparseVector::IsValidBelow(int bound) const {
-  // Without a branch per index, since all of them are as good as always right.
+  // Without a branch per index, since nearly all of them are in range.
   bool isOutside = fIndices.size() != fValues.size();
   for (const int index : fIndices) isOutside |= (index < 0) | (index >= bound);
   return !isOutside;
@@ -116,7 +116,7 @@ void QvSparseVector::PredictorsToProbabilities(const std::vector<double>& predic
                                                std::vector<double>& probabilities, double& largest,
                                                double& sum) {
   if (predictors.size() == 2) {
-    // One exponential, and no branch on which of the two is the larger, which is anyone's guess.
+    // One exponential, and no branch on which of the two is the larger, which cannot be predicted.
     const double predictor = predictors[0];
     const std::size_t larger = predictor > 0.0 ? 0 : 1;
     const double tail = QvElementary::Exp(-std::fabs(predictor));

@@ -33,9 +33,9 @@ class QvSparseVector {
   /// or without memory.
   bool ComputeProbabilities(const std::vector<double>& beta, int K, int p,
                             std::vector<double>& probabilities, double& logReference) const;
-  /// The predictors behind them, the reference's being 0; false for one that is not finite, or not
-  /// once the largest is subtracted.
-  /// REQUIRES: K >= 1, `predictors` K long, and `isDense` as IsDense(p) tells, or false.
+  /// The predictors of these probabilities, the reference's being 0; false for one that is not
+  /// finite, or not once the largest is subtracted. REQUIRES: K >= 1, `predictors` K long, and
+  /// `isDense` as IsDense(p) answers, or false.
   bool ComputePredictors(const std::vector<double>& beta, int p, bool isDense,
                          std::vector<double>& predictors) const;
   /// The probabilities of finite predictors, the last one 0: exponentials of what each is below the

@@ -4,11 +4,10 @@
 
 #include "qvreg/QvExport.h"
 #include "qvreg/common/QvBitSet.h"
-#include "qvreg/common/QvSymMatrixData.h"
+#include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/common/Record.h"
 #include "qvreg/settings/QvConst.h"
 #include "qvreg/settings/QvRegrParameter.h"
-#include "qvreg/settings/QvRegrParameterStats.h"
 
 class QvFactorCounts;
 class QvRegRecordValidator;
@@ -62,6 +61,6 @@ class QVREG_EXPORT IQvRegOutputStats {
   virtual bool ExpandRow(const QvCommon::Record& record, std::vector<double>& row) const = 0;
   /// As the component's Cancel.
   virtual void Cancel() = 0;
-  /// Prints the results to standard output, for a developer's eyes.
+  /// Prints the results to standard output, for diagnostics.
   virtual void Display() const = 0;
 };

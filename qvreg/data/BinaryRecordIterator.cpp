@@ -18,7 +18,7 @@ BinaryRecordIterator::BinaryRecordIterator(std::FILE* file, int recordSize)
 }
 
 int BinaryRecordIterator::NextRecord() {
-  // The record handed out last is not wanted any more: its storage takes the next one.
+  // The record handed out last is no longer in use: its storage takes the next one.
   std::swap(fCurrent, fLookAhead);
   if (fFailReason != kIterOk) return fFailReason;
   if (fRecordSize < 1 || fCurrent.Size() != fRecordSize || fLookAhead.Size() != fRecordSize) {
@@ -41,7 +41,8 @@ const Record* BinaryRecordIterator::Next() {
 int BinaryRecordIterator::NewPass() {
   if (fFailReason == kIterNoRewind) return kIterNoRewind;
   if (fFile == nullptr) return fFailReason = kIterReadError;
-  // Whoever opens a stream sees to it that it has a way back; without one it goes on where it is.
+  // The caller guarantees that the stream can be rewound; one that cannot be goes on at its
+  // position.
   static_cast<void>(std::fseek(fFile, 0, SEEK_SET));
   fFailReason = kIterOk;
   return fFailReason = NextRecord();

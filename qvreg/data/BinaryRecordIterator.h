@@ -11,8 +11,8 @@ namespace QvCommon {
 /// with no header, separators or trailer.
 ///
 /// Borrows the stream: the caller opens it for binary reading at its start, makes sure that fseek
-/// finds the way back there (a pipe has none), and closes it after the iterator is gone. A copy
-/// shares the stream, and so its position, with the original. Used from one thread at a time.
+/// can return there (it cannot in a pipe), and closes it after the iterator is gone. A copy shares
+/// the stream, and so its position, with the original. Used from one thread at a time.
 class QVREG_EXPORT BinaryRecordIterator : public MultiPassRecordIter {
  public:
   /// Reads the first record ahead, `recordSize` doubles long. A null `file` leaves the fail reason
@@ -26,8 +26,8 @@ class QVREG_EXPORT BinaryRecordIterator : public MultiPassRecordIter {
   const Record* Next() override;
   [[nodiscard]] int GetFailReason() const override { return fFailReason; }
   /// Goes back to byte 0 and reads the first record ahead; the fail reason. Whether the stream
-  /// could go back is not checked: one without a way back goes on where it stands. Refused while
-  /// the fail reason is kIterNoRewind, which only a derived class gives. A null file gives
+  /// could be rewound is not checked: one that cannot be goes on at its position. Refused while the
+  /// fail reason is kIterNoRewind, which only a derived class gives. A null file gives
   /// kIterReadError.
   int NewPass() override;
 

@@ -1,9 +1,37 @@
 #pragma once
 
 #include "qvreg/QvExport.h"
-#include "qvreg/data/RecordIterator.h"
+#include "qvreg/common/Record.h"
 
+/// \file
+/// Where records come from: the streams that a host implements.
+
+/// Records and their sources, statuses, matrices and bit sets: what is not tied to one model.
 namespace QvCommon {
+
+/// Why an iterator has no more records; the values of GetFailReason.
+inline constexpr int kIterOk = 0;         ///< Records remain.
+inline constexpr int kIterEndOfData = 1;  ///< The end of the data was reached.
+inline constexpr int kIterReadError = 3;  ///< A read failed or met a truncated record.
+inline constexpr int kIterNoRewind = 4;   ///< The stream cannot be read again.
+
+/// A stream of records read once. Hosts derive from it; the library borrows it and calls it on the
+/// thread that called the library.
+class QVREG_EXPORT RecordIterator {
+ public:
+  RecordIterator() = default;
+  RecordIterator(const RecordIterator&) = default;
+  RecordIterator& operator=(const RecordIterator&) = default;
+
+  virtual ~RecordIterator() = default;
+  /// True when Next has a record to give.
+  [[nodiscard]] virtual bool HasMore() const = 0;
+  /// The next record, or null. Owned by the iterator; valid and unchanged until the next call of
+  /// Next or NewPass.
+  virtual const Record* Next() = 0;
+  /// kIterOk while records remain, otherwise why they ended.
+  [[nodiscard]] virtual int GetFailReason() const = 0;
+};
 
 /// A stream of records that can be read again from its start, as estimation needs: the host's data
 /// source. Every pass must deliver the same records; their order does not matter.

@@ -3,7 +3,18 @@
 #include <atomic>
 
 #include "qvreg/QvExport.h"
-#include "qvreg/data/QvQueryCancel.h"
+
+/// What a host implements to stop a run. The host owns it; it must outlive every component whose
+/// settings name it. Called on the thread that runs the estimation, once per record and pivot, so
+/// an answer should cost little.
+class QVREG_EXPORT QvQueryCancel {
+ public:
+  virtual ~QvQueryCancel() = default;
+  /// True to stop; the host is then not asked again.
+  virtual bool QueryCancel() = 0;
+  /// True to stop; asked before every record.
+  virtual bool QueryWillCancel() = 0;
+};
 
 /// Joins the two ways to stop a run: the host's cancel query, borrowed, and a flag that SetCancel
 /// sets. Nothing clears the flag.
@@ -23,14 +34,14 @@ class QVREG_EXPORT QvCancelInfo {
 
   /// Requests a stop.
   void SetCancel() { fbCancel.store(true, std::memory_order_relaxed); }
-  /// True when a stop was requested, or the host's QueryCancel says so; the flag keeps its yes.
+  /// True when a stop was requested or the host's QueryCancel answers true, which sets the flag.
   bool IsCancel();
-  /// True when a stop was requested, or the host's QueryWillCancel says so now.
+  /// True when a stop was requested or the host's QueryWillCancel answers true now.
   [[nodiscard]] bool WillCancel() const {
     if (IsFlagSet()) return true;
     return fpQuery != nullptr && fpQuery->QueryWillCancel();
   }
-  /// As WillCancel, and a yes is kept: what a loop asks before it goes on.
+  /// As WillCancel, and true sets the flag: for a loop, before each step.
   bool StopRequested() {
     if (WillCancel()) SetCancel();
     return IsFlagSet();

@@ -29,7 +29,7 @@ class QvRecordExtractor {
   /// Position of the regression weight; -1 for none.
   [[nodiscard]] int GetRegrWeightOffset() const { return fRegrWeightOffset; }
 
-  /// Copies the values as they are. REQUIRES: room for GetExtractSize() values in `out`, and a
+  /// Copies the values as they are. REQUIRES: storage for GetExtractSize() values in `out`, and a
   /// record that holds every index.
   void ExtractRecord(double* out, const double* record) const;
   void ExtractRecord(std::vector<double>& out, const double* record) const {

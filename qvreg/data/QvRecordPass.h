@@ -17,7 +17,7 @@ struct QvRecordPassEnds {
   QvCommon::QvStatus fMissingRecord{QvStatusCode::kRecordMissing, false};
 };
 
-/// The one loop over a host's records: more? cancelled? next, valid?
+/// The loop over a host's records: is there one more, is the run cancelled, is the next one valid.
 ///
 /// Borrows the iterator, the cancel information and the validator for its lifetime. Runs on the
 /// thread that called the library; allocates nothing.
@@ -55,8 +55,8 @@ class QvRecordPass {
     return status;
   }
 
-  /// The status of a record or stored row that a model refused: 313, or 1 once a stop was asked
-  /// for, since a model that is asked to stop refuses too.
+  /// The status of a record or stored row that a model refused: kDataNotProcessed, or kCancelled
+  /// once a stop was requested, since a model refuses then too.
   static QvCommon::QvStatus RefusedRecord(const QvCancelInfo& cancel) {
     return {cancel.IsFlagSet() ? QvStatusCode::kCancelled : QvStatusCode::kDataNotProcessed, false};
   }

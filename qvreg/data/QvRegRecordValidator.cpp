@@ -83,7 +83,7 @@ QvRecordVerdict QvRegRecordValidator::CheckRecord(const Record& record, QvStatus
     status = QvStatus(QvStatusCode::kShortRecord, false);
     return QvRecordVerdict::kError;
   }
-  // Covariates are many and seldom missing: they are looked at without a branch each.
+  // Covariates are many and seldom missing: they are checked without a branch each.
   const double* values = record.GetAll();
   bool mayBeMissing = false;
   for (const int var : fCovariates) mayBeMissing |= values[var] <= QvMV::gMissingValue;

@@ -1,14 +1,37 @@
 #pragma once
 
-/// \file
-/// The check that records go through, and what it finds.
-
 #include <vector>
 
 #include "qvreg/QvExport.h"
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/Record.h"
 #include "qvreg/settings/QvConst.h"
+
+/// \file
+/// The check that records go through, what it finds, and how many records it found what of.
+
+/// How many records the first pass of a run read, and what became of them; and whether the later
+/// passes used as many.
+struct QvRecordCounts {
+  /// All records that the iterator delivered.
+  long long fRead = 0;
+  /// Counted and used by the later passes.
+  long long fUsed = 0;
+  /// Left out for a missing number, a missing category or a missing dependent.
+  long long fMissing = 0;
+  /// Left out for a weight that is not above 0.
+  long long fBadWeight = 0;
+  /// Left out for a category code equal to the variable's number of categories.
+  long long fOutOfRange = 0;
+  /// What the first later pass that did not use fUsed records used: an iterator that does not
+  /// deliver the same records in every pass gives a wrong model. -1 when all used as many.
+  long long fUsedLater = -1;
+
+  /// Records that a later pass used `nRecords` records.
+  void NoteLaterPass(long long nRecords) {
+    if (nRecords != fUsed && fUsedLater < 0) fUsedLater = nRecords;
+  }
+};
 
 /// What a check found of a record.
 enum class QvRecordVerdict {
@@ -28,16 +51,16 @@ class QVREG_EXPORT QvRegRecordValidator {
                      const std::vector<int>& factorVars, const std::vector<int>& factorSizes,
                      int nTargetCategories);
 
-  /// The check for estimation. On kError the status becomes 315 (record shorter than the roles) or
-  /// 316 (no whole number, or above the number of categories; with the variable and the value);
-  /// otherwise it is left as it was.
+  /// The check for estimation. On kError the status becomes kShortRecord (record shorter than the
+  /// roles) or kBadCategory (no whole number, or above the number of categories; with the variable
+  /// and the value); otherwise it is left as it was.
   QvRecordVerdict CheckRecord(const QvCommon::Record& record, QvCommon::QvStatus& status) const;
   /// True when CheckRecord, which sets the `status`, finds the record valid.
   bool IsValidRecord(const QvCommon::Record& record, QvCommon::QvStatus& status) const {
     return CheckRecord(record, status) == QvRecordVerdict::kValid;
   }
-  /// The check for scoring: factors and covariates only. The `status` as above, without 315.
-  /// REQUIRES: the record holds every factor and covariate.
+  /// The check for scoring: factors and covariates only. The `status` as above, without
+  /// kShortRecord. REQUIRES: the record holds every factor and covariate.
   bool IsValid4Scoring(const QvCommon::Record& record, QvCommon::QvStatus& status) const;
 
   /// Prints the roles and the numbers of categories to standard output.

@@ -52,12 +52,12 @@ void QvColumnSizes::Measure(Product& product, const double* record) {
     least = std::min(least, std::fabs(plain));
   }
   plain *= record[*last];
-  // What overflowed is larger than enough or not a number; what underflowed on the way is seen.
+  // An overflow is larger than fEnough or not a number; an underflow on the way shows in `least`.
   if (std::fabs(plain) <= product.fEnough && least >= kLeastNormal) return;
-  MeasureCarefully(product, record);
+  MeasureScaled(product, record);
 }
 
-void QvColumnSizes::MeasureCarefully(Product& product, const double* record) {
+void QvColumnSizes::MeasureScaled(Product& product, const double* record) {
   QvScaledProduct value;
   for (const int variable : product.fVariables) value.Multiply(record[variable]);
   // What is 0 in the end may have overflowed on the way.

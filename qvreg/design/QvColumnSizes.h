@@ -6,7 +6,7 @@
 
 #include "qvreg/settings/QvRegrParameter.h"
 
-/// How large the numbers of a design are, learnt in the first pass, and the power of two that each
+/// How large the numbers of a design are, found in the first pass, and the power of two that each
 /// column is divided by for the estimation, so that squares and products of columns stay within the
 /// range of a double.
 ///
@@ -21,7 +21,7 @@ class QvColumnSizes {
  public:
   /// The record indices of single variables to measure. Forgets what was measured of others.
   void SetVariables(const std::vector<int>& variables);
-  /// Per model effect a parameter that tells the covariates that multiply its columns, which must
+  /// Per model effect a parameter that holds the covariates that multiply its columns, which must
   /// be among the variables. Forgets what was measured of other effects.
   void SetEffects(const std::vector<QvRegrParameter>& effects);
   /// Measures a value of the variable in this place of SetVariables' list.
@@ -56,12 +56,12 @@ class QvColumnSizes {
     long long fMagnitude = 0;
     bool fbLarge = false;
     bool fbPlain = true;
-    /// A plain product that is not larger tells nothing new; below 0 while there is none such.
+    /// A plain product that is not larger changes nothing; below 0 while there is none.
     double fEnough = -1.0;
   };
 
   static void Measure(Product& product, const double* record);
-  static void MeasureCarefully(Product& product, const double* record);
+  static void MeasureScaled(Product& product, const double* record);
 
   std::vector<int> fVariables;
   std::vector<double> fLargest;  ///< Parallel to the variables.

@@ -25,7 +25,7 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
   fFactors.clear();
   fbDivided = false;
   fExponents.clear();
-  fCareful.clear();
+  fNeedsScaling.clear();
   for (const QvRegrParameter& parameter : effectParameters) {
     for (std::size_t i = 0; i < parameter.GetCovariates().size(); ++i) {
       const auto place =
@@ -42,7 +42,8 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
     fFactors.push_back(isSingle ? std::ldexp(1.0, -exponent) : 1.0);
     fbDivided = fbDivided || fFactors.back() != 1.0;
     fExponents.push_back(exponent);
-    fCareful.push_back(exponent != 0 || !tables.GetColumnSizes().IsPlainProduct(effect) ? 1 : 0);
+    fNeedsScaling.push_back(exponent != 0 || !tables.GetColumnSizes().IsPlainProduct(effect) ? 1
+                                                                                             : 0);
     fMultiplierOffsets.push_back(fMultipliers.size());
   }
   fIndices.assign(effectParameters.size() + 1, 0);
@@ -58,7 +59,7 @@ double QvDesignRow::PlainProduct(std::size_t effect, const double* values) const
   return product;
 }
 
-double QvDesignRow::CarefulProduct(std::size_t effect, const double* values, int exponent) const {
+double QvDesignRow::ScaledProduct(std::size_t effect, const double* values, int exponent) const {
   QvCommon::QvScaledProduct product;
   for (std::size_t i = fMultiplierOffsets[effect]; i < fMultiplierOffsets[effect + 1]; ++i) {
     product.Multiply(values[fMultipliers[i]]);
@@ -67,12 +68,13 @@ double QvDesignRow::CarefulProduct(std::size_t effect, const double* values, int
 }
 
 double QvDesignRow::ProductValue(std::size_t effect, const double* values) const {
-  return fCareful[effect] != 0 ? CarefulProduct(effect, values, fExponents[effect])
-                               : PlainProduct(effect, values);
+  return fNeedsScaling[effect] != 0 ? ScaledProduct(effect, values, fExponents[effect])
+                                    : PlainProduct(effect, values);
 }
 
 double QvDesignRow::HostValue(std::size_t effect, const double* values) const {
-  return fCareful[effect] != 0 ? CarefulProduct(effect, values, 0) : PlainProduct(effect, values);
+  return fNeedsScaling[effect] != 0 ? ScaledProduct(effect, values, 0)
+                                    : PlainProduct(effect, values);
 }
 
 void QvDesignRow::Append(int index, double value) {
@@ -92,7 +94,7 @@ void QvDesignRow::Remove(const QvCommon::QvBitSet& columns) {
 namespace {
 
 /// Takes the zeros out of a row of n values; how many stay. Written without a branch, since which
-/// are zero is anyone's guess: a zero is overwritten by the next value.
+/// are zero cannot be predicted: a zero is overwritten by the next value.
 std::size_t RemoveZeros(std::size_t n, int* indices, double* values) {
   std::size_t count = 0;
   for (std::size_t k = 0; k < n; ++k) {

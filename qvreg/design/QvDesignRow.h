@@ -18,9 +18,9 @@ class QvRegrParameter;
 /// Borrows the factor tables, which must outlive it. Used from one thread at a time.
 class QvDesignRow {
  public:
-  /// One parameter per model effect tells the covariates that multiply the effect's columns.
-  /// `covariateVars` and `positions` are parallel: where a row holds each covariate. Room is kept
-  /// for one value more than there are effects. REQUIRES: every covariate has a position.
+  /// One parameter per model effect holds the covariates that multiply the effect's columns.
+  /// `covariateVars` and `positions` are parallel: where a row holds each covariate. Storage is
+  /// kept for one value more than there are effects. REQUIRES: every covariate has a position.
   void Setup(const QvFactorTables& tables, const std::vector<QvRegrParameter>& effectParameters,
              const std::vector<int>& covariateVars, const std::vector<int>& positions);
 
@@ -36,9 +36,9 @@ class QvDesignRow {
   void ExpandNumbered(const double* values, const std::vector<int>& parameterIndices,
                       const std::vector<int>& numbers, std::vector<int>& outIndices,
                       std::vector<double>& outValues) const;
-  /// As Expand, with the values as the host knows them.
+  /// As Expand, with the values in the host's units.
   bool ExpandInHostUnits(const double* values);
-  /// The value of an effect's columns as the host knows it. REQUIRES: an effect of Setup.
+  /// The value of an effect's columns in the host's units. REQUIRES: an effect of Setup.
   [[nodiscard]] double HostValue(std::size_t effect, const double* values) const;
   /// Takes the values of the columns whose bit is set out of the row.
   void Remove(const QvCommon::QvBitSet& columns);
@@ -71,7 +71,7 @@ class QvDesignRow {
   [[nodiscard]] double ProductValue(std::size_t effect, const double* values) const;
   [[nodiscard]] double PlainProduct(std::size_t effect, const double* values) const;
   /// The product of an effect whose numbers are of unusual size, in units of 2^`exponent`.
-  [[nodiscard]] double CarefulProduct(std::size_t effect, const double* values, int exponent) const;
+  [[nodiscard]] double ScaledProduct(std::size_t effect, const double* values, int exponent) const;
 
   const QvFactorTables* fpFactorTables = nullptr;
   /// Effect after effect the positions to multiply, each as often as its power says.
@@ -84,8 +84,8 @@ class QvDesignRow {
   std::vector<double> fFactors;
   bool fbDivided = false;  ///< Whether some factor is not 1.
   std::vector<int> fExponents;
-  /// Per effect whether its product takes care of the range of a double.
-  std::vector<char> fCareful;
+  /// Per effect whether its product is formed as a QvScaledProduct, within any range.
+  std::vector<char> fNeedsScaling;
   std::vector<int> fIndices;
   std::vector<double> fValues;
   int fCount = 0;

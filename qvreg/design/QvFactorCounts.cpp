@@ -6,7 +6,6 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
-#include "qvreg/design/QvCategory.h"
 
 using QvCommon::Record;
 
@@ -120,7 +119,7 @@ bool QvFactorCounts::Update(const Record& record) {
 
 bool QvFactorCounts::IsInRange(const Record& record) const {
   const auto isCounted = [&](int var, int nCategories) {
-    // Rounding would take the code -1 of a missing category for 0.
+    // Rounding would make 0 of the code -1 of a missing category.
     if (record[var] < QvMV::gLeastCode) return false;
     const int category = CategoryOf(record, var);
     return category >= 0 && category < nCategories;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -35,6 +36,19 @@ class QVREG_EXPORT QvFactorCounts {
   QvFactorCounts& operator=(QvFactorCounts&&) = default;
   ~QvFactorCounts() = default;
 
+  /// The category index of a coded `value`: (value + 0.5) truncated toward zero, less `firstCode`,
+  /// the code of category 0. A value that is not a number, or a code or an index that no int can
+  /// hold, gives -1.
+  [[nodiscard]] static int CategoryIndex(double value, int firstCode) {
+    constexpr double kBehindLargest = 2147483648.0;
+    const double rounded = value + 0.5;
+    if (!(rounded > -kBehindLargest - 1.0 && rounded < kBehindLargest)) return -1;
+    const long long index = static_cast<long long>(rounded) - firstCode;
+    const bool fits =
+        index >= std::numeric_limits<int>::min() && index <= std::numeric_limits<int>::max();
+    return fits ? static_cast<int>(index) : -1;
+  }
+
   /// Adds a record. False when some category is out of range; the record's other factors are
   /// counted all the same. REQUIRES: the record holds every variable named above.
   bool Update(const QvCommon::Record& record);
@@ -61,7 +75,7 @@ class QVREG_EXPORT QvFactorCounts {
   void Display() const;
 
  protected:
-  /// Counts the record's factors with weight w; `onCategory(factor, category)` is told each
+  /// Counts the record's factors with weight w; calls `onCategory(factor, category)` for each
   /// category in range. False when one is out of range.
   template <typename OnCategory>
   bool CountFactors(const QvCommon::Record& record, double w, OnCategory&& onCategory) {

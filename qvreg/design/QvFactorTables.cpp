@@ -7,11 +7,11 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
-#include "qvreg/design/QvCategory.h"
 
 using QvCommon::QvHashKey;
 using QvCommon::QvHashPair;
 using QvCommon::QvHashtable;
+using QvCommon::QvStatus;
 using QvCommon::QvWeightUnit;
 using QvCommon::Record;
 
@@ -337,4 +337,22 @@ void QvFactorTables::Display() const {
   DisplayEffects();
   DisplayTotals();
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvFactorTables display end");
+}
+
+QvStatus FillFactorTables(QvRecordPass& pass, QvFactorTables& tables, QvRecordCounts& counts) {
+  const QvStatus status = pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus&) {
+    ++counts.fRead;
+    if (verdict == QvRecordVerdict::kMissing) {
+      ++counts.fMissing;
+    } else if (verdict == QvRecordVerdict::kBadWeight) {
+      ++counts.fBadWeight;
+    } else if (!tables.UpdateAll(record)) {
+      ++counts.fOutOfRange;
+    } else {
+      ++counts.fUsed;
+    }
+    return true;
+  });
+  if (!status.IsError() && counts.fUsed == 0) return {QvStatusCode::kNoRecords, false};
+  return status;
 }

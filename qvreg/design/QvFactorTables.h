@@ -3,8 +3,11 @@
 #include <memory>
 #include <vector>
 
-#include "qvreg/common/QvHashKey.h"
-#include "qvreg/common/QvWeightUnit.h"
+#include "qvreg/common/QvScaledProduct.h"
+#include "qvreg/common/QvStatus.h"
+#include "qvreg/common/Record.h"
+#include "qvreg/data/QvRecordPass.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvColumnSizes.h"
 #include "qvreg/design/QvFactorCounts.h"
 #include "qvreg/design/QvHashtable.h"
@@ -17,8 +20,8 @@
 ///
 /// Calling order: SetModelEffectFactors, SetCovariates, SetEffectCovariates, SetRegrWeightVar,
 /// UpdateAll per valid record, CreateParameterIndices, look-ups. Owns its tables. Used from one
-/// thread at a time: even const look-ups share scratch space, and a returned reference lives until
-/// the next look-up.
+/// thread at a time: even const look-ups share scratch space, and a returned reference is valid
+/// until the next look-up.
 class QvFactorTables : public QvFactorCounts {
  public:
   using PairList = std::vector<QvCommon::QvHashPair<int>*>;
@@ -37,14 +40,13 @@ class QvFactorTables : public QvFactorCounts {
   /// Numbers the parameters and returns how many there are.
   virtual int CreateParameterIndices();
 
-  /// Per model effect the record indices of its factors, which must be among this object's
-  /// factors; and per factor its position in the rows that look-ups are given. Starts the tables
-  /// afresh.
+  /// Per model effect the record indices of its factors, which must be among this object's factors;
+  /// and per factor its position in the rows that look-ups are given. Empties the tables.
   void SetModelEffectFactors(const std::vector<std::vector<int>>& effectFactors,
                              const std::vector<int>& factorOffsets);
   /// Record indices of the variables to average, and to measure.
   void SetCovariates(const std::vector<int>& covariateVars);
-  /// Per model effect a parameter that tells the covariates, which must be among those variables,
+  /// Per model effect a parameter that holds the covariates, which must be among those variables,
   /// that multiply its columns: without it every column counts as one of usual size.
   void SetEffectCovariates(const std::vector<QvRegrParameter>& effects) {
     fColumnSizes.SetEffects(effects);
@@ -160,3 +162,27 @@ class QvFactorTables : public QvFactorCounts {
   std::vector<double> fDependRegrWeights;
   double fSampleSize = 0.0;
 };
+
+/// The first pass of every model: gives each valid record to the factor tables and counts what
+/// became of the records. The pass's status; kNoRecords when no record was used.
+QvCommon::QvStatus FillFactorTables(QvRecordPass& pass, QvFactorTables& tables,
+                                    QvRecordCounts& counts);
+
+/// A later pass: calls `step(const Record&)` for every record that the first pass counted, and
+/// notes in `counts` how many they were. The pass's status; where the step answers false it ends
+/// there, as QvRecordPass::RefusedRecord says.
+template <typename Step>
+QvCommon::QvStatus ForEachCountedRecord(QvRecordPass& pass, const QvFactorTables& tables,
+                                        QvRecordCounts& counts, Step&& step) {
+  long long nUsed = 0;
+  const QvCommon::QvStatus result = pass.Run(
+      [&](const QvCommon::Record& record, QvRecordVerdict verdict, QvCommon::QvStatus& status) {
+        if (verdict != QvRecordVerdict::kValid || !tables.IsInRange(record)) return true;
+        ++nUsed;
+        if (step(record)) return true;
+        status = QvRecordPass::RefusedRecord(pass.GetCancelInfo());
+        return false;
+      });
+  if (!result.IsError()) counts.NoteLaterPass(nUsed);
+  return result;
+}

@@ -53,6 +53,14 @@ bool QvModelDesign::AreVariablesKnown() const {
                      });
 }
 
+void QvModelDesign::SetUpTables(QvFactorTables& tables,
+                                const std::vector<int>& averagedVars) const {
+  tables.SetModelEffectFactors(fEffectFactors, fSettings.GetFactors());
+  tables.SetCovariates(averagedVars);
+  tables.SetEffectCovariates(fEffectParameters);
+  tables.SetRegrWeightVar(fSettings.GetRegrWeightVar());
+}
+
 std::vector<QvRegrParameter> CreateEffectParameters(
     const QvFactorTables& tables, const std::vector<QvRegrParameter>& effectParameters) {
   std::vector<QvRegrParameter> parameters;

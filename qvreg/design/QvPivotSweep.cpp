@@ -20,8 +20,8 @@ constexpr int kMostRefinements = 10;
 /// Refinement that shrinks the form's change by less does not converge.
 constexpr double kSlowestDecrease = 0.25;
 
-/// Refinement squares the error: after a change as small as this one, coefficients are as right as
-/// doubles can be.
+/// Refinement squares the error: after a change as small as this one, coefficients are as accurate
+/// as doubles allow.
 constexpr double kLastChange = 0x1p-27;
 /// Coefficients that would change by no more than this stay as they are.
 constexpr double kNegligibleChange = 1e-12;

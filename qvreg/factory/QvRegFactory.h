@@ -13,8 +13,8 @@ class QVREG_EXPORT QvRegFactory {
   /// A new component of the settings' model type, or null: the settings are not valid (GetStatus
   /// says why), the model type is not known or not that of such settings, or memory ran out. The
   /// component checks its own copy of the settings too, and keeps that status: a host's own class,
-  /// of which it copies the library's part only, may have thought better of itself. The caller owns
-  /// it and deletes it through its virtual destructor.
+  /// of which it copies the library's part only, may override the check. The caller owns it and
+  /// deletes it through its virtual destructor.
   IQvRegComponent* CreateRegAlgorithm(QvRegSettings& settings);
   /// The status of the last call: that of the settings. Each component has its own.
   [[nodiscard]] const QvCommon::QvStatus& GetStatus() const { return fStatus; }

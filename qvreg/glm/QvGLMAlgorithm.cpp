@@ -5,8 +5,7 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvStatusCodes.h"
-#include "qvreg/data/QvRecordPass.h"
-#include "qvreg/design/QvFactorPass.h"
+#include "qvreg/glm/QvGLMOutputStats.h"
 
 using QvCommon::MultiPassRecordIter;
 using QvCommon::QvStatus;
@@ -20,8 +19,8 @@ constexpr int kFirstCode = 0;
 }  // namespace
 
 QvGLMAlgorithm::QvGLMAlgorithm(const QvRegSettings& settings)
-    : fSettings(settings),
-      fCancelInfo(settings.GetCancelPointer()),
+    : QvRegAlgorithm(settings.GetCancelPointer()),
+      fSettings(settings),
       fFactorTables(settings.GetFactors(), settings.GetFactorSizes(),
                     settings.GetFrequencyWeightVar(), kNone, 0, kFirstCode, kNone, 0.0,
                     QvConst::QvOffsetNone),
@@ -31,17 +30,10 @@ QvGLMAlgorithm::QvGLMAlgorithm(const QvRegSettings& settings)
                            settings.GetFactorSizes(), 0);
 }
 
-void QvGLMAlgorithm::SetUpFactorTables() {
-  fFactorTables.SetModelEffectFactors(fDesign.GetEffectFactors(), fSettings.GetFactors());
+QvStatus QvGLMAlgorithm::ProcessData(MultiPassRecordIter& iter) {
   std::vector<int> averaged = fSettings.GetCovariates();
   averaged.push_back(fSettings.GetDependent());
-  fFactorTables.SetCovariates(averaged);
-  fFactorTables.SetEffectCovariates(fDesign.GetEffectParameters());
-  fFactorTables.SetRegrWeightVar(fSettings.GetRegrWeightVar());
-}
-
-QvStatus QvGLMAlgorithm::ProcessData(MultiPassRecordIter& iter) {
-  SetUpFactorTables();
+  fDesign.SetUpTables(fFactorTables, averaged);
   QvRecordPass pass(iter, fCancelInfo, fValidator);
   const QvStatus status = FillFactorTables(pass, fFactorTables, fRecordCounts);
   if (status.IsError()) return status;
@@ -108,13 +100,18 @@ bool QvGLMAlgorithm::HoldsDesign(const Record& record) const {
   return record.Size() >= fDesign.GetRecordSize();
 }
 
-QvStatus QvGLMAlgorithm::Score(const Record& record, double& predicted) {
+QvStatus QvGLMAlgorithm::Score(const Record& record, double& predicted,
+                               std::vector<double>& /*values*/) {
   if (fStatus.IsError()) return fStatus;
   if (fCancelInfo.WillCancel()) return {QvStatusCode::kCancelled, false};
   if (!fbModelBuilt) return {QvStatusCode::kNotBuilt, false};
   if (!HoldsDesign(record)) return {QvStatusCode::kShortRecord, false};
   predicted = fModel.GetPredictedValue(record.GetAll());
   return fStatus;
+}
+
+std::unique_ptr<IQvRegOutputStats> QvGLMAlgorithm::MakeOutputStats() {
+  return std::make_unique<QvGLMOutputStats>(fSettings, *this);
 }
 
 bool QvGLMAlgorithm::ExpandRow(const Record& record, std::vector<double>& row) {

@@ -42,13 +42,13 @@ double QvGLMFitSums::GetTotalSum() const {
   if (!fbCentred) return fSquares.Value();
   // Nothing but rounding would be left of it.
   if (fbConstant) return 0.0;
-  // What the mean lacks, in two parts.
-  const double lacks = fDeviations.Value() / fWeights.Value();
+  // What the mean is off by, in two parts.
+  const double error = fDeviations.Value() / fWeights.Value();
   QvDoubleDouble rest = fDeviations;
-  rest.Add(fWeights.Times(-lacks));
-  const double lacksToo = rest.Value() / fWeights.Value();
+  rest.Add(fWeights.Times(-error));
+  const double remainder = rest.Value() / fWeights.Value();
   QvDoubleDouble total = fSquares;
-  total.Add(fDeviations.Times(-lacks));
-  total.Add(fDeviations.Times(-lacksToo));
+  total.Add(fDeviations.Times(-error));
+  total.Add(fDeviations.Times(-remainder));
   return std::max(total.Value(), 0.0);
 }

@@ -5,11 +5,10 @@
 /// The weighted sums of squares behind the fit statistics of a linear model: of the residuals, and
 /// of the dependent about its mean, or about 0.
 ///
-/// The mean at hand is rounded. The sum of the deviations from it tells what that adds to the sum
+/// The mean at hand is rounded. The sum of the deviations from it gives what that adds to the sum
 /// of their squares (Chan, Golub, LeVeque, Algorithms for computing the sample variance, The
-/// American Statistician 37, 1983); in double-double the difference of the two has all
-/// digits, also of a dependent whose spread is a few roundings of its mean. Used from one thread at
-/// a time.
+/// American Statistician 37, 1983); in double-double the difference of the two has all digits, also
+/// of a dependent whose spread is a few roundings of its mean. Used from one thread at a time.
 class QvGLMFitSums {
  public:
   /// About 0.

@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "qvreg/common/QvBitSet.h"
+#include "qvreg/common/QvScaledProduct.h"
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvSymMatrix.h"
-#include "qvreg/common/QvWeightUnit.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/design/QvDesignRow.h"
 #include "qvreg/design/QvFactorTables.h"
@@ -21,10 +21,9 @@
 /// Within, columns and dependent of unusual size are divided by powers of two (see QvColumnSizes);
 /// estimates, sums, mean and root mean square error are answered in the host's units.
 ///
-/// Life: Initialize, CreateParameters, AddRecord per record, Sweep, ResidualStep per record, again
-/// while Refine says so, Fit.
-/// Borrows the settings and the factor tables, which must outlive it; owns the matrix. Used from
-/// one thread at a time.
+/// Calling order: Initialize, CreateParameters, AddRecord per record, Sweep, ResidualStep per
+/// record, again while Refine answers true, Fit. Borrows the settings and the factor tables, which
+/// must outlive it; owns the matrix. Used from one thread at a time.
 class QvGLMModel {
  public:
   /// The whole part of the square root of 2147483647, less 1: with more parameters the number of
@@ -35,25 +34,25 @@ class QvGLMModel {
 
   /// Names the factor tables; no data yet.
   void Initialize(const QvFactorTables& tables);
-  /// Builds the parameters and the matrix, one parameter per model effect telling its factors and
-  /// covariates. 305 for too many parameters or without memory. REQUIRES: parameter indices
-  /// created in the factor tables.
+  /// Builds the parameters and the matrix, one parameter per model effect with its factors and
+  /// covariates. kTooManyParameters for too many of them or without memory. REQUIRES: parameter
+  /// indices created in the factor tables.
   QvCommon::QvStatus CreateParameters(const std::vector<QvRegrParameter>& effectParameters);
   /// The total frequency weight, by which cross-products are divided.
   void SetScale(double scale);
   void SetDependentMean(double mean) { fDependentMean = mean; }
   /// Accumulates a record; false without a matrix, after the sweep, or for null.
   bool AddRecord(const double* values);
-  /// Sweeps the matrix and reads estimates, redundancy and covariance. 309 without a record, 310
-  /// when done before, 1 when cancelled, 305 without memory.
+  /// Sweeps the matrix and reads estimates, redundancy and covariance. kNoParameters without a
+  /// record, kAlreadyBuilt when done before, kCancelled, kTooManyParameters without memory.
   QvCommon::QvStatus Sweep(QvCancelInfo& cancel);
   /// Accumulates a record into the residual and total sums. REQUIRES: swept.
   void ResidualStep(const double* values);
   /// After a residual step for each record: refines the estimates, when the settings ask for it.
-  /// True when the records are worth another residual step each.
+  /// True when every record is to go through another residual step.
   bool Refine();
-  /// Computes the fit statistics, the missing value for one whose sums are not finite. 308 without
-  /// a weighted record or a positive scale.
+  /// Computes the fit statistics, the missing value for one whose sums are not finite.
+  /// kNothingToFit without a weighted record or a positive scale.
   QvCommon::QvStatus Fit();
 
   /// The dense design row: p values, then `dependent`. False when a level combination has no
@@ -102,8 +101,6 @@ class QvGLMModel {
   /// This and the total sum: after the fit.
   [[nodiscard]] double GetResidualSum() const { return SquareInHostUnits(fResidualSum); }
   [[nodiscard]] double GetTotalSum() const { return SquareInHostUnits(fTotalSum); }
-  [[nodiscard]] double GetDependentMean() const { return fDependentMean; }
-  [[nodiscard]] double GetScale() const { return fScale; }
   [[nodiscard]] long long GetWeightedRecordCount() const { return fWeightedRecordCount; }
   [[nodiscard]] double GetMultipleRSquare() const { return fMultipleRSquare; }
   [[nodiscard]] double GetRootMeanSquareError() const { return fRootMeanSquareError; }
@@ -119,7 +116,7 @@ class QvGLMModel {
   void SetHostEstimates();
   /// The record's frequency weight times its regression weight, in units of fWeightUnit.
   [[nodiscard]] double RecordWeight(const double* values) const;
-  /// Finds the columns to leave out and keeps the sweep from them.
+  /// Finds the columns to leave out and excludes them from the sweep.
   void FindNonFiniteColumns();
   /// Reads the estimates from the swept matrix; false without memory.
   bool ReadEstimates();

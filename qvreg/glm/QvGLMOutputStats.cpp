@@ -5,7 +5,7 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
-#include "qvreg/common/QvOperationGuard.h"
+#include "qvreg/component/QvRegAlgorithm.h"
 #include "qvreg/glm/QvGLMAlgorithm.h"
 
 QvGLMOutputStats::QvGLMOutputStats(const QvRegSettings& settings, QvGLMAlgorithm& algorithm)

@@ -5,7 +5,6 @@
 #include "qvreg/QvExport.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/component/IQvRegOutputStats.h"
-#include "qvreg/data/QvRecordCounts.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvFactorCounts.h"
 
@@ -69,7 +68,7 @@ class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
   /// nothing: a column, or the dependent, whose largest absolute value in the records used is not
   /// from 2^-20 to 2^20. All else that these statistics report is in the host's units, where an
   /// estimate or an element of the covariance matrix that no double holds is infinite or 0. The
-  /// following tell it all the same, and equal the others where every exponent is 0.
+  /// following hold it in every case, and equal the others where every exponent is 0.
   ///
   /// Per parameter the exponent e of the power of two that its column was divided by. All columns
   /// of an effect share it: those of a factor's level whose numbers are smaller than another's by a

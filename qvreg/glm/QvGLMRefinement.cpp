@@ -48,7 +48,7 @@ double QvGLMRefinement::FindChanges(const QvCommon::QvSymMatrix& inverse, double
     QvDoubleDouble correction;
     for (std::size_t j = 0; j < estimates.size(); ++j) {
       const double element = inverse.GetElem(static_cast<int>(i), static_cast<int>(j));
-      // A gradient that is not finite spoils no correction that it has no part in.
+      // A gradient that is not finite changes only the corrections that it is part of.
       if (element != 0.0) correction.Add(QvDoubleDouble::Product(element, fGradient[j].Value()));
     }
     const double change = factor * correction.Value();
@@ -94,7 +94,7 @@ bool QvGLMRefinement::Step(const QvCommon::QvSymMatrix& inverse, double factor, 
   // too inaccurate for it.
   const bool isSound = decrease >= 0.0 && decrease <= kMostDecrease * residualSum;
   const bool isFirst = fSteps++ == 0;
-  // What a correction takes off the sum tells how far it is from its minimum.
+  // What a correction takes off the sum measures its distance from its minimum.
   if (isSound && (isFirst || decrease < fDecrease)) {
     const double change = LargestChange(inverse, estimates);
     Correct(residualSum, estimates);

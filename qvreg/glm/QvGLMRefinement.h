@@ -11,12 +11,12 @@
 /// Problems, 1996, section 2.9): residuals and their gradient are formed in double-double during a
 /// pass over the records, and the generalized inverse at hand turns the gradient into a correction.
 ///
-/// A step is a pass of AddRecord and then Step, which says whether another one is worth its pass:
-/// while a correction still changes an estimate by more than 1e-11 of it, and corrections shrink. A
-/// change counts as none that rounding another estimate to a double may cause as well. Corrections
-/// shrink when each takes less off the residual sum. One that does not, or that would change the
-/// sum as none can, comes from an inverse too inaccurate for it and is not made; of the estimates
-/// before and after the last one those stay that are closer to the minimum.
+/// A step is a pass of AddRecord and then Step, which says whether another pass follows: while a
+/// correction still changes an estimate by more than 1e-11 of it, and corrections shrink. A change
+/// counts as none that rounding another estimate to a double may cause as well. Corrections shrink
+/// when each takes less off the residual sum. One that does not, or that would change the sum as
+/// none can, comes from an inverse too inaccurate for it and is not made; of the estimates before
+/// and after the last one those stay that are closer to the minimum.
 ///
 /// Holds a number in double-double and three doubles per parameter. Used from one thread at a time.
 class QvGLMRefinement {

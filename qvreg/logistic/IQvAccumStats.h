@@ -2,8 +2,11 @@
 
 #include <vector>
 
+#include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/settings/QvConst.h"
+
+class IQvRegModel;
 
 /// What one pass over the data accumulates for the optimizer: log-likelihood, score vector and
 /// information matrix at the current estimates. Used from one thread at a time.
@@ -19,12 +22,14 @@ class IQvAccumStats {
   /// True when the estimates satisfy the model's constraints.
   virtual bool CheckConstraints() = 0;
   /// Adds a sparse design row with its local category (reference last) and weight; `llOnly` leaves
-  /// score and information alone. 0, or -1 for a row that cannot be added.
+  /// score and information alone. 0, or -1 for a row that cannot be added. May throw
+  /// std::bad_alloc.
   virtual int UpdateForRow(const std::vector<int>& indices, const std::vector<double>& values,
                            int category, double weight, bool llOnly) = 0;
   [[nodiscard]] virtual double GetLL() const = 0;
   [[nodiscard]] virtual const std::vector<double>& GetScores() const = 0;
-  /// Writes the information matrix, the negative Hessian of the log-likelihood.
+  /// Writes the information matrix, the negative Hessian of the log-likelihood. May throw
+  /// std::bad_alloc when `out` is of another order.
   virtual void GetHessian(QvCommon::QvSymMatrix& out) const = 0;
   virtual void GetCounts(int& validRows, int& invalidCalls, double& weight) const = 0;
   /// The extreme probabilities of the observed category, and the smallest one computed.
@@ -33,4 +38,47 @@ class IQvAccumStats {
   /// Half of what a step is divided by at each step-halving.
   [[nodiscard]] virtual double GetStepAdjustmentFactor() const = 0;
   virtual void Display(bool llOnly) const = 0;
+};
+
+/// Accumulated statistics of decided categories, beside IQvAccumStats.
+///
+/// A category is decided for a row when it was not observed there and its probability has fallen to
+/// next to nothing of what it is over all rows. The information matrix and the scores are sums over
+/// pairs of a row's categories; a pair with a decided category is decided. Data are separated when
+/// the undecided pairs alone leave a direction of the parameters open (Albert and Anderson, On the
+/// existence of maximum likelihood estimates in logistic regression models, Biometrika 71, 1984).
+/// Used from one thread at a time.
+class IQvDecidedStats {
+ public:
+  IQvDecidedStats() = default;
+  IQvDecidedStats(const IQvDecidedStats&) = delete;
+  IQvDecidedStats& operator=(const IQvDecidedStats&) = delete;
+
+  virtual ~IQvDecidedStats() = default;
+  /// Writes what the undecided pairs, and what the decided ones, add to the information matrix. May
+  /// throw std::bad_alloc when `out` is of another order.
+  virtual void GetUndecidedInformation(QvCommon::QvSymMatrix& out) const = 0;
+  virtual void GetDecidedInformation(QvCommon::QvSymMatrix& out) const = 0;
+  /// What the decided pairs add to the scores.
+  [[nodiscard]] virtual const std::vector<double>& GetDecidedScores() const = 0;
+};
+
+/// Makes one pass of accumulated statistics at the optimizer's request, wherever the rows come
+/// from. Borrows statistics and model between SetStatsModel and CleanStatsModel.
+class IQvDataHandler {
+ public:
+  IQvDataHandler() = default;
+  IQvDataHandler(const IQvDataHandler&) = delete;
+  IQvDataHandler& operator=(const IQvDataHandler&) = delete;
+
+  virtual ~IQvDataHandler() = default;
+  virtual void SetStatsModel(IQvAccumStats* stats, const IQvRegModel* model) = 0;
+  /// As the statistics' Reset. REQUIRES: SetStatsModel.
+  virtual void ResetAccumStats(QvConst::QvEstimationMethod method, bool separationCheck) = 0;
+  virtual void CleanStatsModel() = 0;
+  /// One pass over all rows. REQUIRES: SetStatsModel.
+  virtual QvCommon::QvStatus ComputeStatsForOptimizer(bool llOnly) = 0;
+  [[nodiscard]] virtual const std::vector<QvCommon::QvStatus>& GetWarnings() const = 0;
+  /// Diagnostic output, where a handler has any.
+  virtual void Display() const = 0;
 };

@@ -7,10 +7,19 @@
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
+/// Where a row holds a model's variables; -1 for one that it does not hold.
+struct QvRowLayout {
+  /// Parallel to the settings' covariates.
+  std::vector<int> fCovariates;
+  int fFrequencyWeight = -1;
+  int fRegressionWeight = -1;
+  int fDependent = -1;
+};
+
 class QvFactorTables;
 
-/// A model as the optimizer and the data handlers see it: its parameter layout, and every question
-/// about a single row.
+/// A model as the optimizer and the data handlers use it: its parameter layout, and every operation
+/// on a single row.
 ///
 /// Layouts: a basic parameter is a column of one category's predictor; the all-parameter vectors
 /// hold one block of basic parameters per non-reference category; compressed ones hold the kept

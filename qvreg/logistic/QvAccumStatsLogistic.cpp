@@ -29,8 +29,12 @@ double SumOfOthers(const std::vector<double>& probabilities, std::size_t categor
   return sum;
 }
 
-/// Below it three terms of the series of log(1 - rest) are all of it.
+/// Below it three terms of the series of log(1 - rest) suffice.
 constexpr double kSmallRest = 1e-5;
+
+void Copy(const QvCommon::QvSymBlockMatrix& blocks, QvSymMatrix& out) {
+  if (blocks.CopyToSymMatrix(out) != 0) throw std::bad_alloc();
+}
 
 double LogOfRest(double rest) { return -rest * (1.0 + rest * (1.0 / 2.0 + rest / 3.0)); }
 
@@ -63,8 +67,7 @@ bool QvAccumStatsLogistic::Allocate() {
     return false;
   }
   fOuterProduct = QvSymMatrix(fNParameters);
-  return fOuterProduct.IsValidMatrix() && fHessian.SetNRows(fNCategories - 1, fNParameters) &&
-         fDecidedHessian.SetNRows(fNCategories - 1, fNParameters);
+  return fOuterProduct.IsValidMatrix() && fHessian.SetNRows(fNCategories - 1, fNParameters);
 }
 
 void QvAccumStatsLogistic::KeepShares() {
@@ -222,6 +225,7 @@ int QvAccumStatsLogistic::FindDecided(int category) {
 void QvAccumStatsLogistic::AddPartlyDecided(const std::vector<int>& indices,
                                             const std::vector<double>& values, int category,
                                             double weight) {
+  RequireDecidedHessian();
   fbAnyDecided = true;
   ComputePartedWeights(weight);
   AddDecidedScores(indices, values, category, weight);
@@ -229,6 +233,11 @@ void QvAccumStatsLogistic::AddPartlyDecided(const std::vector<int>& indices,
   const bool isWhole = std::all_of(fBlockWeights.begin(), fBlockWeights.end(),
                                    [](double blockWeight) { return blockWeight == 0.0; });
   if (!isWhole) AddInformation(fHessian, fBlockWeights, indices, values);
+}
+
+void QvAccumStatsLogistic::RequireDecidedHessian() {
+  if (!fDecidedHessian.GetBlocks().empty()) return;
+  if (!fDecidedHessian.SetNRows(fNCategories - 1, fNParameters)) throw std::bad_alloc();
 }
 
 void QvAccumStatsLogistic::ComputePartedWeights(double weight) {
@@ -307,16 +316,17 @@ void QvAccumStatsLogistic::AddDenseInformation(QvCommon::QvSymBlockMatrix& targe
 }
 
 void QvAccumStatsLogistic::GetHessian(QvSymMatrix& out) const {
-  fHessian.CopyToSymMatrix(out);
+  Copy(fHessian, out);
   if (fbAnyDecided) fDecidedHessian.AddToSymMatrix(out);
 }
 
-void QvAccumStatsLogistic::GetUndecidedInformation(QvSymMatrix& out) const {
-  fHessian.CopyToSymMatrix(out);
-}
+void QvAccumStatsLogistic::GetUndecidedInformation(QvSymMatrix& out) const { Copy(fHessian, out); }
 
 void QvAccumStatsLogistic::GetDecidedInformation(QvSymMatrix& out) const {
-  fDecidedHessian.CopyToSymMatrix(out);
+  // One that was never needed stands for zeros.
+  const bool isMade = !fDecidedHessian.GetBlocks().empty();
+  Copy(isMade ? fDecidedHessian : fHessian, out);
+  if (!isMade) out.SetToZero();
 }
 
 void QvAccumStatsLogistic::GetCounts(int& validRows, int& invalidCalls, double& weight) const {
@@ -348,7 +358,7 @@ void QvAccumStatsLogistic::Display(bool llOnly) const {
     QvCommon::QvSymBlockMatrix whole = fHessian;
     std::vector<QvSymMatrix>& blocks = whole.GetBlocks();
     const std::vector<QvSymMatrix>& decided = fDecidedHessian.GetBlocks();
-    for (std::size_t block = 0; block < blocks.size(); ++block) {
+    for (std::size_t block = 0; block < decided.size(); ++block) {
       blocks[block].AddMatrix(decided[block], 1.0);
     }
     whole.Display();

@@ -7,7 +7,6 @@
 #include "qvreg/common/QvSymBlockMatrix.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/logistic/IQvAccumStats.h"
-#include "qvreg/logistic/IQvDecidedStats.h"
 
 class QvRegSettings;
 
@@ -18,8 +17,9 @@ class QvRegSettings;
 /// K categories, the last one the reference; p compressed parameters per other category, in K - 1
 /// consecutive blocks. Borrows settings and estimates, which must outlive it. A row with E
 /// non-zeros costs about K E for the predictors and K^2/2 E^2/2 for the information; nothing is
-/// allocated per row. What decided pairs of categories add is summed apart from the first pass's
-/// end on, so that it is not lost beside the rest. Used from one thread at a time.
+/// allocated per row, but a second matrix for the first row with a decided pair. What decided pairs
+/// of categories add is summed apart from the first pass's end on, so that it is not lost beside
+/// the rest. Used from one thread at a time.
 class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats {
  public:
   QvAccumStatsLogistic(const QvRegSettings& settings, int p, int K,
@@ -28,7 +28,8 @@ class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats {
   ~QvAccumStatsLogistic() override = default;
   void Reset(QvConst::QvEstimationMethod method, bool separationCheck) override;
   bool CheckConstraints() override { return true; }
-  /// A row whose probabilities cannot be computed is an invalid call: -1.
+  /// A row whose probabilities cannot be computed is an invalid call: -1. May throw std::bad_alloc
+  /// at the first row with a decided pair.
   int UpdateForRow(const std::vector<int>& indices, const std::vector<double>& values, int category,
                    double weight, bool llOnly) override;
   [[nodiscard]] double GetLL() const override;
@@ -68,10 +69,12 @@ class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats {
                            const std::vector<double>& blockWeights, const std::vector<double>& row);
   /// Fills fBlockWeights: what the row's outer product is multiplied by in every block.
   void ComputeBlockWeights(double weight);
-  /// Takes the categories' shares from the first pass, for good.
+  /// Takes the categories' shares from the first pass; later passes do not change them.
   void KeepShares();
   /// Finds the row's decided categories; how many there are.
   int FindDecided(int category);
+  /// Makes the matrix of the decided pairs, which most fits do not need; throws without memory.
+  void RequireDecidedHessian();
   void AddPartlyDecided(const std::vector<int>& indices, const std::vector<double>& values,
                         int category, double weight);
   /// As ComputeBlockWeights, in two parts: the undecided pairs in fBlockWeights, the others in
@@ -91,8 +94,8 @@ class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats {
   double fPendingWeight = 0.0;
   double fPendingProduct = 1.0;
   std::vector<double> fScores;
-  QvCommon::QvSymBlockMatrix fHessian;  ///< Of the undecided pairs.
-  QvCommon::QvSymBlockMatrix fDecidedHessian;
+  QvCommon::QvSymBlockMatrix fHessian;         ///< Of the undecided pairs.
+  QvCommon::QvSymBlockMatrix fDecidedHessian;  ///< Empty up to the first such pair.
   std::vector<double> fDecidedScores;
   bool fbAnyDecided = false;
   long long fValidRows = 0;

@@ -11,8 +11,8 @@ class QvDependentCategories {
  public:
   /// Keeps the categories with a positive weighted count, in order, and moves the reference to the
   /// end: `reference` when it was observed, the first one for QvLogRegSettings::kFirstObserved, the
-  /// last one otherwise. 318, and nothing changed, for fewer than two; the warning 319 when a
-  /// category was asked for that was not observed.
+  /// last one otherwise. kOneCategory, and nothing changed, for fewer than two; the warning
+  /// kReferenceNotObserved when a category was asked for that was not observed.
   QvCommon::QvStatus Choose(const QvFactorCounts::Counts* counts, int reference);
 
   /// How many: K.

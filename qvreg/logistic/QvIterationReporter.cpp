@@ -1,6 +1,23 @@
 #include "qvreg/logistic/QvIterationReporter.h"
 
+#include <atomic>
+
 #include "qvreg/common/QvComponentDisplay.h"
+
+namespace {
+
+/// One switch for the process, which a host sets without an object at hand.
+std::atomic<bool> isDiagnosticDisplay{false};
+
+}  // namespace
+
+void QvComponentDisplay::SetDiagnosticDisplay(bool display) {
+  isDiagnosticDisplay.store(display, std::memory_order_relaxed);
+}
+
+bool QvComponentDisplay::IsDiagnosticDisplay() {
+  return isDiagnosticDisplay.load(std::memory_order_relaxed);
+}
 
 int QvIterationReporter::DiscreteMeasure(const std::string& name) {
   if (name == "iterNum") return fIterNum;

@@ -4,7 +4,38 @@
 #include <vector>
 
 #include "qvreg/QvExport.h"
-#include "qvreg/component/ProgressReport.h"
+#include "qvreg/component/ProgressListener.h"
+
+/// \file
+/// The iterations of a logistic estimation as reported to a host: how they ended, the report for
+/// its progress listener, and the switch that prints them.
+
+/// How the iterations of a logistic estimation ended. Numeric values are fixed.
+enum QvOptimizationOutcome {
+  kOptContinue = 0,            ///< Not converged; iterate again.
+  kOptLLConverged = 1,         ///< The log-likelihood change fell below its criterion.
+  kOptParamConverged = 2,      ///< The parameter change fell below its criterion.
+  kOptBothConverged = 3,       ///< Both.
+  kOptHessianSingular = 4,     ///< The information matrix is not positive definite.
+  kOptStepHalvingFailed = 5,   ///< No step-halving kept the log-likelihood from falling.
+  kOptMaxIterations = 6,       ///< The maximum number of iterations was reached.
+  kOptCompleteSeparation = 7,  ///< The data are completely separated.
+  kOptQuasiSeparation = 8,     ///< The data are quasi-completely separated.
+  kOptNoIterations = 9         ///< There was nothing to iterate.
+};
+
+/// Diagnostic output to standard output, for diagnostics.
+namespace QvComponentDisplay {
+
+/// Switches the diagnostic output of every logistic estimation in this process on or off; off
+/// unless switched on. While it is on, the iterations print their estimates, log-likelihoods and
+/// matrices to standard output. `display`: whether it is on. Any thread; a running estimation
+/// follows at its next step.
+QVREG_EXPORT void SetDiagnosticDisplay(bool display);
+/// Whether it is on. Any thread.
+[[nodiscard]] QVREG_EXPORT bool IsDiagnosticDisplay();
+
+}  // namespace QvComponentDisplay
 
 /// The report that a logistic estimation hands to the host's progress listener. Measures by name:
 /// "iterNum" (iterations completed), "stepHalving" (step-halvings of the reported iteration),

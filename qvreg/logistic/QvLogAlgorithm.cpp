@@ -4,8 +4,8 @@
 
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvStatusCodes.h"
-#include "qvreg/data/QvRecordPass.h"
-#include "qvreg/design/QvFactorPass.h"
+#include "qvreg/logistic/QvLogOutputStats.h"
+#include "qvreg/logistic/QvRecordIterHandler.h"
 
 using QvCommon::MultiPassRecordIter;
 using QvCommon::QvStatus;
@@ -19,8 +19,8 @@ constexpr int kFirstCode = 0;
 }  // namespace
 
 QvLogAlgorithm::QvLogAlgorithm(const QvLogRegSettings& settings)
-    : fSettings(settings),
-      fCancelInfo(settings.GetCancelPointer()),
+    : QvRegAlgorithm(settings.GetCancelPointer()),
+      fSettings(settings),
       fFactorTables(settings.GetFactors(), settings.GetFactorSizes(),
                     settings.GetFrequencyWeightVar(), settings.GetDependent(),
                     settings.GetDependentNCategs(), kFirstCode, kNone, 0.0, QvConst::QvOffsetNone),
@@ -42,7 +42,7 @@ void QvLogAlgorithm::Note(const QvStatus& status) {
   if (!isListed) fWarnings.push_back(status);
 }
 
-bool QvLogAlgorithm::MayGoOn() {
+bool QvLogAlgorithm::CanContinue() {
   if (!fStatus.IsError() && fCancelInfo.StopRequested()) Note({QvStatusCode::kCancelled, false});
   return !fStatus.IsError();
 }
@@ -60,10 +60,7 @@ QvStatus QvLogAlgorithm::FirstPass(MultiPassRecordIter& iter) {
 }
 
 void QvLogAlgorithm::ProcessData(MultiPassRecordIter& iter) {
-  fFactorTables.SetModelEffectFactors(fDesign.GetEffectFactors(), fSettings.GetFactors());
-  fFactorTables.SetCovariates(fSettings.GetCovariates());
-  fFactorTables.SetEffectCovariates(fDesign.GetEffectParameters());
-  fFactorTables.SetRegrWeightVar(fSettings.GetRegrWeightVar());
+  fDesign.SetUpTables(fFactorTables, fSettings.GetCovariates());
   Note(FirstPass(iter));
   if (fStatus.IsError()) return;
   fMeanValues = fFactorTables.GetCovariateMeans();
@@ -88,7 +85,7 @@ void QvLogAlgorithm::SetUpModel(std::vector<QvRegrParameter>& params) {
   QvStatus status;
   fModel.SetDependentCategories(status, fFactorTables.GetDependCountsPtr());
   Note(status);
-  if (!MayGoOn()) return;
+  if (!CanContinue()) return;
   status = QvStatus();
   fModel.Initialize(status);
   Note(status);
@@ -109,7 +106,7 @@ QvStatus QvLogAlgorithm::CheckStartingValues() const {
 
 QvStatus QvLogAlgorithm::CreateParameters(MultiPassRecordIter& iter,
                                           std::vector<QvRegrParameter>& params) {
-  if (!MayGoOn()) return fStatus;
+  if (!CanContinue()) return fStatus;
   if (fbModelBuilt) {
     Note({QvStatusCode::kAlreadyBuilt, false});
   } else if (fbFactorTableFilled) {
@@ -118,7 +115,7 @@ QvStatus QvLogAlgorithm::CreateParameters(MultiPassRecordIter& iter,
     Note({QvStatusCode::kNoParameters, false});
   }
   if (!fStatus.IsError()) ProcessData(iter);
-  if (MayGoOn()) SetUpModel(params);
+  if (CanContinue()) SetUpModel(params);
   return fStatus;
 }
 
@@ -169,10 +166,10 @@ void QvLogAlgorithm::RunOptimizer(MultiPassRecordIter& iter) {
                                                  fSettings.GetIterationFrequency());
   fpOptimizer->SetReportExponents(fModel.GetKeptExponents());
   ApplyStartingValues();
-  if (MayGoOn()) Note(fpOptimizer->Estimate());
+  if (CanContinue()) Note(fpOptimizer->Estimate());
   // A pass that could not start shows there one pass late, and after the last one never.
   Note(recordHandler.GetStatus());
-  if (MayGoOn()) Note(fModel.SetEstimates(fBeta, *fpOptimizer->GetMatrix()));
+  if (CanContinue()) Note(fModel.SetEstimates(fBeta, *fpOptimizer->GetMatrix()));
   fpOptimizer->DeleteMatrix();
 }
 
@@ -181,25 +178,25 @@ void QvLogAlgorithm::ApplyStartingValues() {
       fSettings.GetInterceptUse() && fModel.GetNumBasicNonRedundant() <= 1;
   if (fSettings.GetStartingValues().empty() || isInterceptAlone) return;
   Note(fpOptimizer->MeasureBaseline());
-  if (MayGoOn()) fBeta = fModel.CompressEstimates(fSettings.GetStartingValues());
+  if (CanContinue()) fBeta = fModel.CompressEstimates(fSettings.GetStartingValues());
 }
 
 QvStatus QvLogAlgorithm::BuildModel(MultiPassRecordIter& iter) {
   if (!fbParametersCreated) return fStatus;
-  if (MayGoOn()) Note(AccumulateXPrimeX(iter));
-  if (MayGoOn()) Note(fModel.FindRedundancy());
-  if (MayGoOn()) {
+  if (CanContinue()) Note(AccumulateXPrimeX(iter));
+  if (CanContinue()) Note(fModel.FindRedundancy());
+  if (CanContinue()) {
     QvStatus status;
     fModel.GetStartingValues(status, fBeta);
     Note(status);
   }
-  if (MayGoOn()) CreateStatistics();
-  if (MayGoOn()) RunOptimizer(iter);
-  if (MayGoOn()) Note(Classify(iter));
+  if (CanContinue()) CreateStatistics();
+  if (CanContinue()) RunOptimizer(iter);
+  if (CanContinue()) Note(Classify(iter));
   fModel.DeleteXPrimeXMatrix();
   fpStats.reset();
   // A stop that came with the last record left that record out.
-  fbModelBuilt = MayGoOn();
+  fbModelBuilt = CanContinue();
   return fStatus;
 }
 
@@ -211,8 +208,8 @@ bool QvLogAlgorithm::MayBeScored(const Record& record, QvStatus& status) const {
   return fValidator.IsValid4Scoring(record, status);
 }
 
-QvStatus QvLogAlgorithm::Score(const Record& record, std::vector<double>& probabilities,
-                               std::optional<int>& predicted) {
+QvStatus QvLogAlgorithm::Score(const Record& record, double& predicted,
+                               std::vector<double>& probabilities) {
   QvStatus status = fStatus;
   if (status.IsError()) return status;
   if (fCancelInfo.WillCancel()) return {QvStatusCode::kCancelled, false};
@@ -223,6 +220,10 @@ QvStatus QvLogAlgorithm::Score(const Record& record, std::vector<double>& probab
   fModel.ComputeCategoryProbabilities(status, record.GetAll(), probabilities, code);
   predicted = code;
   return status;
+}
+
+std::unique_ptr<IQvRegOutputStats> QvLogAlgorithm::MakeOutputStats() {
+  return std::make_unique<QvLogOutputStats>(fSettings, *this);
 }
 
 bool QvLogAlgorithm::ExpandRow(const Record& record, std::vector<double>& row) const {

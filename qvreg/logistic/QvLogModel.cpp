@@ -7,9 +7,9 @@
 #include <new>
 
 #include "qvreg/common/Constants.h"
+#include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvElementary.h"
 #include "qvreg/common/QvStatusCodes.h"
-#include "qvreg/design/QvCategory.h"
 #include "qvreg/design/QvModelDesign.h"
 #include "qvreg/design/QvPivotSweep.h"
 
@@ -389,7 +389,7 @@ void QvLogModel::Classify(const QvDesignRow& row, int observed, double weight,
 
 void QvLogModel::UpdateClassification(std::vector<double>& residuals, const double* record) {
   if (fCancel.IsFlagSet() || !fRecordRow.Expand(record)) return;
-  const int code = CategoryIndex(record[fRecordLayout.fDependent], 0);
+  const int code = QvFactorCounts::CategoryIndex(record[fRecordLayout.fDependent], 0);
   Classify(fRecordRow, fCategories.LocalIndexOf(code),
            WeightAt(record, fRecordLayout.fFrequencyWeight), residuals);
 }
@@ -398,7 +398,7 @@ void QvLogModel::UpdateClassificationFromIndices(std::vector<double>& residuals,
                                                  const std::vector<int>& parameterIndices) {
   if (fCancel.IsFlagSet()) return;
   fDesignRow.ExpandIndices(row, parameterIndices);
-  Classify(fDesignRow, CategoryIndex(row[fRowLayout.fDependent], 0),
+  Classify(fDesignRow, QvFactorCounts::CategoryIndex(row[fRowLayout.fDependent], 0),
            WeightAt(row, fRowLayout.fFrequencyWeight), residuals);
 }
 
@@ -407,4 +407,82 @@ QvStatus QvLogModel::FinishClassification() {
   if (!isClosed) return fStatus = QvStatus(QvStatusCode::kNothingToFit, false);
   if (!fStatus.IsError()) fbFinished = true;
   return fStatus;
+}
+
+void QvLogModel::DisplayCategories() const {
+  QvComponentDisplay::DisplayI("Total number of model effects", static_cast<int>(fEffects.size()));
+  QvComponentDisplay::DisplayIV("Covariate pattern offsets:", fRowLayout.fCovariates);
+  QvComponentDisplay::DisplayIV("Covariate offsets:", fRecordLayout.fCovariates);
+  QvComponentDisplay::DisplayIV("Dependent categories in subpopulation, reference last",
+                                fCategories.GetCodes());
+  QvComponentDisplay::DisplayIV(
+      "Local indices of the dependent categories in subpopulation in consecutive numeration",
+      fCategories.GetLocalIndices());
+  if (fCategories.GetCount() > 0) {
+    QvComponentDisplay::DisplayI("Reference category for dependent variable in subpopulation",
+                                 fCategories.GetCodes().back());
+  }
+  QvComponentDisplay::DisplayDV(
+      "Weighted counts of dependent categories in subpopulation, reference last",
+      fCategories.GetWeightedCounts(), true);
+  QvComponentDisplay::DisplayDV(
+      "Unweighted counts of dependent categories in subpopulation, reference last",
+      fCategories.GetUnweightedCounts(), true);
+}
+
+void QvLogModel::DisplayParameters() const {
+  if (fpFactorTables != nullptr) {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "Factor Tables pointer is non-zero");
+  }
+  QvComponentDisplay::DisplayIV("Vector of first parameter indices", fFirstParameters);
+  QvComponentDisplay::DisplayIV("Vector of numbers of parameters for each effect", fNParameters);
+  QvComponentDisplay::DisplayI("Number of basic regression parameters", fNBasic);
+  for (const QvRegrParameter& parameter : fBasicParameters) parameter.Display();
+  QvComponentDisplay::DisplayI("Number of all regression parameters", GetNumAllParameters());
+  for (const QvRegrParameter& parameter : fAllParameters) parameter.Display();
+  QvComponentDisplay::DisplayI("Number of basic non-redundand parameters", fNBasicNonRedundant);
+  QvComponentDisplay::DisplayI("Number of all non-redundand parameters", fNAllNonRedundant);
+  QvComponentDisplay::DisplayIV("Vector of basic non-redundant parameter local indices",
+                                fLocalIndices);
+}
+
+void QvLogModel::DisplayResults() const {
+  if (fpXPrimeX != nullptr) {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "XPrimeXMatrix:");
+    fpXPrimeX->Display();
+  } else {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "XPrimeXMatrix pointer is 0");
+  }
+  QvComponentDisplay::DisplayCount("Records added to matrix", fRecordsAdded);
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "Redundancy indicators for basic parameters");
+  fBasicRedundancy.Display();
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "Redundancy indicators for all parameters");
+  fAllRedundancy.Display();
+  QvComponentDisplay::DisplayDV("Parameter estimates", fHostEstimates, true);
+  if (fpHessianGI != nullptr) {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "Pointer to the generalized inverse of Hessian (uncompressed)");
+    fpHessianGI->Display();
+  } else {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpHessianGI is 0");
+  }
+  if (fpClassificationTable != nullptr) {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Misclassification matrix");
+    fpClassificationTable->Display();
+  } else {
+    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                    "fpClassificationTable is 0");
+  }
+}
+
+void QvLogModel::Display() const {
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvLogModel display start");
+  DisplayCategories();
+  DisplayParameters();
+  DisplayResults();
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvLogModel display end");
 }

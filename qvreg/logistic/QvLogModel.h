@@ -12,7 +12,6 @@
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/logistic/IQvRegModel.h"
 #include "qvreg/logistic/QvDependentCategories.h"
-#include "qvreg/logistic/QvRowLayout.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
@@ -34,27 +33,28 @@ class QvLogModel : public IQvRegModel {
   QvLogModel(const QvLogRegSettings& settings, QvCancelInfo& cancel);
 
   /// Names the factor tables and, per model effect with the intercept first when it is used, a
-  /// parameter that tells its factors and covariates.
+  /// parameter that holds its factors and covariates.
   void SetDesign(const QvFactorTables& tables, const std::vector<QvRegrParameter>& effects);
   /// Where records and the rows of the estimation passes hold the variables.
   void SetLayouts(const QvRowLayout& record, const QvRowLayout& row);
 
   ~QvLogModel() override = default;
   [[nodiscard]] const QvFactorTables* GetFactorTables() const override { return fpFactorTables; }
-  /// Builds parameters and matrices. The status becomes 305 for too many parameters (data: how
-  /// many, the bound) or without memory. REQUIRES: categories chosen, parameter indices created.
+  /// Builds parameters and matrices. The status becomes kTooManyParameters for too many of them
+  /// (data: how many, the bound) or without memory. REQUIRES: categories chosen, parameter indices
+  /// created.
   void Initialize(QvCommon::QvStatus& status) override;
   [[nodiscard]] bool IsInitialized() const override { return fbInitialized; }
   bool AddRecordToXPrimeX(const double* row) override;
   bool AddRowToXPrimeX(const double* row, const std::vector<int>& parameterIndices) override;
-  /// Sweeps X'X and finds the redundant parameters: 309 without a row, 310 when finished, 1 when
-  /// cancelled.
+  /// Sweeps X'X and finds the redundant parameters: kNoParameters without a row, kAlreadyBuilt when
+  /// finished, kCancelled.
   QvCommon::QvStatus FindRedundancy() override;
   [[nodiscard]] bool IsFinished() const override { return fbFinished; }
   /// Adds a record to the classification table. `residuals`, when it holds (K-1) P values, receives
   /// the record's weighted residual times design row; a shorter one is left as it is.
   void UpdateClassification(std::vector<double>& residuals, const double* record) override;
-  /// Closes the classification: 308 when nothing of positive weight was classified.
+  /// Closes the classification: kNothingToFit when nothing of positive weight was classified.
   QvCommon::QvStatus FinishClassification() override;
   [[nodiscard]] const QvCommon::QvSymMatrix* GetXPrimeXMatrix() const override {
     return fpXPrimeX.get();
@@ -104,7 +104,7 @@ class QvLogModel : public IQvRegModel {
                                     std::vector<double>& probabilities,
                                     int& predicted) const override;
   /// Stores compressed estimates and inverse, of the columns as divided, in the all-parameter
-  /// layout; 1 when cancelled, 305 without memory.
+  /// layout; kCancelled, kTooManyParameters without memory.
   QvCommon::QvStatus SetEstimates(const std::vector<double>& estimates,
                                   const QvCommon::QvSymMatrix& inverseHessian) override;
   /// The record's basic parameter per effect, -1 for none, and its design value, then 0.
@@ -124,8 +124,8 @@ class QvLogModel : public IQvRegModel {
   virtual void SetDependentCategories(QvCommon::QvStatus& status,
                                       const QvFactorCounts::Counts* counts);
   /// The compressed starting vector: intercepts at the log ratios of the categories' sums of
-  /// frequency times regression weights, slopes 0. 303 before Initialize or for a sum that is not
-  /// positive, 310 when finished.
+  /// frequency times regression weights, slopes 0. kStageMissing before Initialize or for a sum
+  /// that is not positive, kAlreadyBuilt when finished.
   virtual void GetStartingValues(QvCommon::QvStatus& status, std::vector<double>& values);
 
   /// The kept ones of values in the all-parameter layout, such as a host's starting values.
@@ -158,11 +158,11 @@ class QvLogModel : public IQvRegModel {
   [[nodiscard]] bool IsScaled() const;
   void SetHostEstimates();
   QvCommon::QvStatus SweepXPrimeX();
-  /// Finds the columns to leave out and keeps the sweep from them.
+  /// Finds the columns to leave out and excludes them from the sweep.
   void FindNonFiniteColumns();
   /// The predictors of a filled design row, the reference's last; where one is out of the range of
-  /// a double 0 for the largest and minus infinity for the others. False when that cannot be told,
-  /// since a value with an estimate is not finite.
+  /// a double 0 for the largest and minus infinity for the others. False when that cannot be
+  /// decided, since a value with an estimate is not finite.
   bool FindPredictors(const QvDesignRow& row, std::vector<double>& predictors) const;
   /// A category's predictor times the square of `unit`.
   [[nodiscard]] double PredictorOf(const QvDesignRow& row, int category, double unit) const;
@@ -198,7 +198,7 @@ class QvLogModel : public IQvRegModel {
   QvCommon::QvBitSet fNonFinite;
   bool fbWeightsFinite = true;
   std::vector<int> fExponents;
-  /// Of the columns as divided, and as the host knows them.
+  /// Of the columns as divided, and in the host's units.
   std::vector<double> fEstimates;
   std::vector<double> fHostEstimates;
   std::unique_ptr<QvCommon::QvSymMatrix> fpHessianGI;

@@ -5,8 +5,8 @@
 #include "qvreg/QvExport.h"
 #include "qvreg/common/QvRectMatrix.h"
 #include "qvreg/component/IQvRegOutputStats.h"
-#include "qvreg/data/QvRecordCounts.h"
-#include "qvreg/logistic/QvOptimizationOutcome.h"
+#include "qvreg/data/QvRegRecordValidator.h"
+#include "qvreg/logistic/QvIterationReporter.h"
 
 class QvLogAlgorithm;
 class QvLogRegSettings;
@@ -83,8 +83,8 @@ class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
   /// Columns of unusual size go through the estimation divided by powers of two, which rounds
   /// nothing: those whose largest absolute value in the records used is not from 2^-20 to 2^20. All
   /// else that these statistics report is in the host's units, where an estimate or an element of
-  /// the covariance matrix that no double holds is infinite or 0. The following tell it all the
-  /// same, and equal the others where every exponent is 0.
+  /// the covariance matrix that no double holds is infinite or 0. The following hold it in every
+  /// case, and equal the others where every exponent is 0.
   ///
   /// Per parameter the exponent e of the power of two that its column was divided by. All columns
   /// of an effect share it: those of a factor's level whose numbers are smaller than another's by a

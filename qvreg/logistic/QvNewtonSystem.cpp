@@ -136,13 +136,13 @@ QvNewtonSystem::Vector QvNewtonSystem::Elimination::Direction(int k, int limit) 
 QvSymMatrix QvNewtonSystem::Elimination::Centred(int first) const {
   const int order = matrix.GetOrder() - first;
   // The first columns' part of the factor; that of an open row is not in it.
-  std::vector<Vector> told(Index(order), Vector(Index(first), 0.0));
+  std::vector<Vector> leading(Index(order), Vector(Index(first), 0.0));
   for (int k = 0; k < order; ++k) {
     for (int j = 0; j < first; ++j) {
       if (IsOpen(j)) continue;
       double rest = matrix.GetElem(first + k, j);
-      for (int i = 0; i < j; ++i) rest -= factor.GetElem(j, i) * told[Index(k)][Index(i)];
-      told[Index(k)][Index(j)] = rest / factor.GetElem(j, j);
+      for (int i = 0; i < j; ++i) rest -= factor.GetElem(j, i) * leading[Index(k)][Index(i)];
+      leading[Index(k)][Index(j)] = rest / factor.GetElem(j, j);
     }
   }
   QvSymMatrix centred(order);
@@ -150,7 +150,7 @@ QvSymMatrix QvNewtonSystem::Elimination::Centred(int first) const {
   for (int k = 0; k < order; ++k) {
     for (int l = 0; l <= k; ++l) {
       const double whole = matrix.GetElem(first + k, first + l);
-      const double rest = whole - Dot(told[Index(k)], told[Index(l)]);
+      const double rest = whole - Dot(leading[Index(k)], leading[Index(l)]);
       centred.SetElem(k, l, k == l && rest <= roundingShare * whole ? 0.0 : rest);
     }
   }
@@ -186,8 +186,8 @@ QvSymMatrix QvNewtonSystem::Transformed(double tol) {
     fIsOpen[Index(k)] = undecided.IsOpen(k);
     const int limit = fIsOpen[Index(k)] ? k : k < fNIntercepts ? 0 : fNIntercepts;
     fDirections.push_back(undecided.Direction(k, limit));
-    // Undecided pairs say nothing along an open direction, and nothing of a column together with
-    // the intercepts that centre it.
+    // Undecided pairs carry no information along an open direction, and none on a column together
+    // with the intercepts that centre it.
     for (int l = 0; l <= k; ++l) {
       if (fIsOpen[Index(k)] || fIsOpen[Index(l)]) continue;
       if (k < fNIntercepts) out.SetElem(k, l, undecided.matrix.GetElem(k, l));

@@ -4,16 +4,15 @@
 
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/logistic/IQvAccumStats.h"
-#include "qvreg/logistic/IQvDecidedStats.h"
 
 /// Newton's equations for the latest pass of accumulated statistics: factors the information
 /// matrix, solves for the step, inverts, and measures how near the data are to being separated.
 ///
-/// A matrix that the plain factorisation calls singular is factored again in other coordinates,
-/// another basis of the parameters: columns centred by the intercepts, and directions that only
-/// decided pairs inform with the undecided ones left out, whose sums would bury them in rounding.
-/// Borrows the statistics; the matrix is the caller's. Operations throw std::bad_alloc. Used from
-/// one thread at a time.
+/// A matrix that the plain factorisation finds singular is factored again in other coordinates,
+/// another basis of the parameters: columns centred by the intercepts, and directions on which only
+/// decided pairs carry information, without the undecided ones, whose rounding errors would exceed
+/// it. Borrows the statistics; the matrix is the caller's. Operations throw std::bad_alloc. Used
+/// from one thread at a time.
 class QvNewtonSystem {
  public:
   /// Of `order` parameters in as many blocks of one length as there are intercepts, each block led
@@ -28,13 +27,13 @@ class QvNewtonSystem {
   /// With the factor in place: replaces it by the inverse of the information matrix.
   void Invert(QvCommon::QvSymMatrix& factor) const;
 
-  /// Gives back what the latest factor took besides the caller's matrix.
+  /// Frees what the latest factor holds besides the caller's matrix.
   void Clear() { fDirections = {}; }
 
   /// LTChol's measure of the undecided information, centred by the intercepts: towards 0 when data
   /// are separated. But 1 when the direction of its smallest pivot has a score of undecided pairs
-  /// beside that of the decided ones: few records may inform little and yet balance all others,
-  /// which makes the maximum finite.
+  /// beside that of the decided ones: few records may carry little information and yet balance all
+  /// others, which makes the maximum finite.
   [[nodiscard]] double SeparationMeasure(double tol) const;
 
  private:
@@ -47,9 +46,9 @@ class QvNewtonSystem {
     double roundingShare = 0.0;
 
     [[nodiscard]] bool IsOpen(int k) const { return !(factor.GetElem(k, k) > 0.0); }
-    /// Column k of the matrix without what its first `limit` columns tell of it, as a direction.
+    /// Column k of the matrix less its regression on its first `limit` columns, as a direction.
     [[nodiscard]] Vector Direction(int k, int limit) const;
-    /// The columns from `first` on, without what those before tell of them.
+    /// The columns from `first` on, less their regression on those before.
     [[nodiscard]] QvCommon::QvSymMatrix Centred(int first) const;
   };
 
@@ -59,7 +58,7 @@ class QvNewtonSystem {
   /// The information matrix in the coordinates fDirections, which it makes.
   [[nodiscard]] QvCommon::QvSymMatrix Transformed(double tol);
   void AddDecided(double tol, const std::vector<bool>& isOpen, QvCommon::QvSymMatrix& out) const;
-  /// True when the score along `direction` is that of decided pairs.
+  /// True when the score along `direction` is that of the decided pairs.
   [[nodiscard]] bool IsScoreDecided(const Elimination& undecided, const Vector& direction) const;
 
   const IQvAccumStats& fStats;

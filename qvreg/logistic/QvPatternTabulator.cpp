@@ -7,8 +7,7 @@
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/data/QvRecordPass.h"
-#include "qvreg/design/QvCategory.h"
-#include "qvreg/design/QvFactorPass.h"
+#include "qvreg/design/QvFactorTables.h"
 #include "qvreg/logistic/IQvAccumStats.h"
 #include "qvreg/logistic/QvLogModel.h"
 
@@ -17,6 +16,10 @@ using QvCommon::QvStatus;
 using QvCommon::Record;
 
 namespace {
+
+/// Rows of the first block, and of the largest.
+constexpr std::size_t kFirstRows = 2;
+constexpr std::size_t kMostRows = 4096;
 
 const char* RoleName(QvConst::QvVariableType type) {
   switch (type) {
@@ -38,13 +41,32 @@ const char* RoleName(QvConst::QvVariableType type) {
 
 }  // namespace
 
+double* QvRowPatterns::AppendRow() {
+  if (fBlocks.empty() || fBlocks.back().fUsed == fBlocks.back().fCapacity) {
+    const std::size_t capacity = std::clamp(fRowCount, kFirstRows, kMostRows);
+    fBlocks.push_back({std::vector<double>(capacity * fRowSize), capacity, 0});
+  }
+  Block& block = fBlocks.back();
+  ++fRowCount;
+  return block.fValues.data() + block.fUsed++ * fRowSize;
+}
+
+void QvRowPatterns::Display() const {
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvRowPatterns display start");
+  ForEachRow([this](const double* row) {
+    QvComponentDisplay::DisplayDV("fRecordData", std::vector<double>(row, row + fRowSize), true);
+    return true;
+  });
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvRowPatterns display end");
+}
+
 QvPatternTabulator::QvPatternTabulator(const QvLogRegSettings& settings, QvFactorTables& tables,
                                        const QvRegRecordValidator& validator, QvCancelInfo& cancel)
     : fSettings(settings),
       fFactorTables(tables),
       fValidator(validator),
       fCancel(cancel),
-      // The pattern tells the factors' levels, so a row need not hold them.
+      // The pattern's key holds the factors' levels, so a row need not.
       fExtractor(settings.GetDependent(), {}, settings.GetCovariates(),
                  settings.GetFrequencyWeightVar(), settings.GetRegrWeightVar()) {
   fRowLayout.fDependent = fExtractor.GetDependentOffset();
@@ -125,7 +147,7 @@ bool QvPatternTabulator::AddRecord(const Record& record) {
     fCodes[e] = indices[effect] - fFactorTables.GetParameterOffsets()[effect];
   }
   if (!ok || !fPacker.Pack(fCodes, fPacked, false)) return false;
-  const int code = CategoryIndex(record[fSettings.GetDependent()], 0);
+  const int code = QvFactorCounts::CategoryIndex(record[fSettings.GetDependent()], 0);
   const int local = fLocalCategories[static_cast<std::size_t>(code)];
   if (local < 0) return false;
   for (std::size_t i = 0; i < fPacked.size(); ++i) (*fpKey)[static_cast<int>(i)] = fPacked[i];
@@ -193,7 +215,7 @@ QvStatus QvPatternTabulator::ComputeStatsForOptimizer(bool llOnly) {
   return Walk([&](const double* row) {
     int count = 0;
     fpModel->GetSparseRowFromIndices(row, fIndices, count, fSparseIndices, fSparseValues);
-    const int category = CategoryIndex(row[fRowLayout.fDependent], 0);
+    const int category = QvFactorCounts::CategoryIndex(row[fRowLayout.fDependent], 0);
     return fpStats->UpdateForRow(fSparseIndices, fSparseValues, category, RowWeight(row), llOnly) >=
            0;
   });

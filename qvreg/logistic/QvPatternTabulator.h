@@ -1,27 +1,61 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <vector>
 
-#include "qvreg/common/QvHashKey.h"
 #include "qvreg/common/QvPackedInt.h"
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/data/QvCancelInfo.h"
-#include "qvreg/data/QvRecordCounts.h"
 #include "qvreg/data/QvRecordExtractor.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/design/QvHashtable.h"
-#include "qvreg/logistic/IQvDataHandler.h"
-#include "qvreg/logistic/QvRowLayout.h"
-#include "qvreg/logistic/QvRowPatterns.h"
+#include "qvreg/logistic/IQvAccumStats.h"
+#include "qvreg/logistic/IQvRegModel.h"
 #include "qvreg/settings/QvLogRegSettings.h"
+
+/// The rows of one covariate pattern, each of the same number of values, in the order appended.
+/// Kept in contiguous blocks that grow by doubling and are never moved.
+///
+/// Owns its rows. Const operations may run on several threads at once.
+class QvRowPatterns {
+ public:
+  explicit QvRowPatterns(int rowSize) : fRowSize(static_cast<std::size_t>(rowSize)) {}
+
+  /// Storage for one more row, which the caller fills at once. May throw std::bad_alloc.
+  double* AppendRow();
+  [[nodiscard]] std::size_t GetRowCount() const { return fRowCount; }
+  /// Calls `visit(const double*)` for every row in order until it answers false; its last answer.
+  template <typename Visit>
+  bool ForEachRow(Visit&& visit) const {
+    for (const Block& block : fBlocks) {
+      for (std::size_t r = 0; r < block.fUsed; ++r) {
+        if (!visit(static_cast<const double*>(block.fValues.data() + r * fRowSize))) return false;
+      }
+    }
+    return true;
+  }
+  void Display() const;
+
+ private:
+  struct Block {
+    std::vector<double> fValues;
+    std::size_t fCapacity = 0;  ///< In rows, as fUsed.
+    std::size_t fUsed = 0;
+  };
+
+  std::size_t fRowSize;
+  std::size_t fRowCount = 0;
+  std::vector<Block> fBlocks;
+};
 
 class QvLogModel;
 
 /// Keeps the analysis values of every valid record in memory, grouped by its pattern of level
-/// combinations, and feeds the optimizer from there: the host's data are read twice in all.
+/// combinations, from which the passes of the optimizer are made: the host's data are read twice in
+/// all.
 ///
 /// A stored row holds the dependent's local index, the covariates and the weights. Borrows
 /// settings, factor tables, validator and cancel information; owns the rows. It keeps its first
@@ -35,26 +69,27 @@ class QvPatternTabulator : public IQvDataHandler {
   void SetStatsModel(IQvAccumStats* stats, const IQvRegModel* model) override;
   void ResetAccumStats(QvConst::QvEstimationMethod method, bool separationCheck) override;
   void CleanStatsModel() override { SetStatsModel(nullptr, nullptr); }
-  /// 313 before the patterns exist or for a row that cannot be accumulated, 1 when cancelled.
+  /// kDataNotProcessed before the patterns exist or for a row that cannot be accumulated,
+  /// kCancelled.
   QvCommon::QvStatus ComputeStatsForOptimizer(bool llOnly) override;
   [[nodiscard]] const std::vector<QvCommon::QvStatus>& GetWarnings() const override {
     return fWarnings;
   }
   void Display() const override;
 
-  /// The first pass over the host's data: fills the factor tables. 303 when done before, 307
-  /// without a valid record, 308 without positive weight.
+  /// The first pass over the host's data: fills the factor tables. kStageMissing when done before,
+  /// kNoRecords without a valid record, kNothingToFit without positive weight.
   virtual QvCommon::QvStatus FillFactorTables(QvCommon::MultiPassRecordIter& iter);
   /// The second: stores the rows. REQUIRES: categories chosen in the model, parameter indices
-  /// created. 313 when done before.
+  /// created. kDataNotProcessed when done before.
   virtual QvCommon::QvStatus CreateRowPatterns(QvCommon::MultiPassRecordIter& iter,
                                                const IQvRegModel& model);
-  /// Gives every row to the model's cross-products; 303 before the patterns exist.
+  /// Gives every row to the model's cross-products; kStageMissing before the patterns exist.
   virtual QvCommon::QvStatus AddRowsToXPrimeX(IQvRegModel& model);
   /// Stores one valid record; false for a level combination that the factor tables do not hold.
   virtual bool AddRecord(const QvCommon::Record& record);
 
-  /// Gives every row to the model's classification; 303 before the patterns exist.
+  /// Gives every row to the model's classification; kStageMissing before the patterns exist.
   QvCommon::QvStatus ClassifyRows(QvLogModel& model);
   /// Where a stored row holds the model's variables.
   [[nodiscard]] const QvRowLayout& GetRowLayout() const { return fRowLayout; }
@@ -70,8 +105,8 @@ class QvPatternTabulator : public IQvDataHandler {
   /// Fills fIndices from a pattern's key.
   void RebuildIndices(const QvCommon::QvHashKey& key);
   QvRowPatterns& FindOrInsertPattern();
-  /// Calls `visit(const double* row)` for every row, with fIndices those of its pattern; 313 where
-  /// it answers false, 1 when cancelled.
+  /// Calls `visit(const double* row)` for every row, with fIndices those of its pattern;
+  /// kDataNotProcessed where it answers false, kCancelled.
   template <typename Visit>
   QvCommon::QvStatus Walk(Visit&& visit);
   QvCommon::QvStatus Keep(const QvCommon::QvStatus& status);

@@ -54,7 +54,7 @@ QvStatus QvRecordIterHandler::ComputeStatsForOptimizer(bool llOnly) {
   const QvStatus before = fStatus;
   const QvRecordPassEnds ends{{}, {}, {QvStatusCode::kNoFurtherPass, false}};
   QvRecordPass pass(*fpIter, *fpCancel, *fpValidator, ends);
-  // A refusal is the answer to the next request: this one reads what there is.
+  // A refusal is reported at the next request: this one reads what the iterator delivers.
   if (!pass.Start()) fStatus = QvStatus(QvStatusCode::kNoRecords, false);
   if (before.IsError()) return before;
   const QvFactorTables* tables = fpModel->GetFactorTables();

@@ -5,17 +5,16 @@
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/data/QvCancelInfo.h"
-#include "qvreg/data/QvRecordCounts.h"
 #include "qvreg/data/QvRegRecordValidator.h"
-#include "qvreg/logistic/IQvDataHandler.h"
+#include "qvreg/logistic/IQvAccumStats.h"
 
-/// Feeds the optimizer from a host's records: one pass over the iterator per request.
+/// Makes the optimizer's passes over a host's records: one pass over the iterator per request.
 ///
 /// Borrows everything it is given. Used from one thread at a time.
 class QvRecordIterHandler : public IQvDataHandler {
  public:
   /// The indices are positions in a record, negative for no such weight. `counts`, which may be
-  /// null, takes note of how many records each pass used.
+  /// null, records how many records each pass used.
   QvRecordIterHandler(QvCommon::MultiPassRecordIter& iter, QvCancelInfo& cancel,
                       const QvRegRecordValidator& validator, int dependentIndex,
                       int frequencyWeightIndex, int regressionWeightIndex,
@@ -25,10 +24,10 @@ class QvRecordIterHandler : public IQvDataHandler {
   void SetStatsModel(IQvAccumStats* stats, const IQvRegModel* model) override;
   void ResetAccumStats(QvConst::QvEstimationMethod method, bool separationCheck) override;
   void CleanStatsModel() override { SetStatsModel(nullptr, nullptr); }
-  /// 303 for a row that cannot be accumulated, 304 when a record is announced and not delivered,
-  /// the validator's errors. When the iterator refuses the pass, what it delivers is read, and 307
-  /// is the answer to the next request, which starts its pass before it answers. A cancelled pass
-  /// ends early without an error: the optimizer reports it.
+  /// kStageMissing for a row that cannot be accumulated, kNoFurtherPass when a record is announced
+  /// and not delivered, the validator's errors. When the iterator refuses the pass, what it
+  /// delivers is read, and kNoRecords is the answer to the next request, which starts its pass
+  /// before it answers. A cancelled pass ends early without an error: the optimizer reports it.
   QvCommon::QvStatus ComputeStatsForOptimizer(bool llOnly) override;
   [[nodiscard]] const std::vector<QvCommon::QvStatus>& GetWarnings() const override {
     return fWarnings;

@@ -181,8 +181,8 @@ void QvRegOptimizer::Iterate() {
 bool QvRegOptimizer::IsAccepted(double newLL, double previousLL) const {
   if (IsMissing(newLL) || std::isnan(newLL)) return false;
   if (IsMissing(previousLL)) return true;
-  // Close to the maximum nothing but rounding would decide over a step. It is allowed for below the
-  // highest value, so that falls of many steps do not add up.
+  // Close to the maximum a step changes the value by rounding alone. That much is tolerated below
+  // the highest value so far, so that the falls of many steps do not add up.
   return newLL >= fHighestLL - kRoundingShare * std::fabs(fHighestLL);
 }
 

@@ -10,11 +10,9 @@
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/logistic/IQvAccumStats.h"
-#include "qvreg/logistic/IQvDataHandler.h"
 #include "qvreg/logistic/IQvRegModel.h"
 #include "qvreg/logistic/QvIterationReporter.h"
 #include "qvreg/logistic/QvNewtonSystem.h"
-#include "qvreg/logistic/QvOptimizationOutcome.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 
 class ProgressListener;
@@ -48,7 +46,7 @@ class QvRegOptimizer {
   /// For a hybrid method: starts with method 0 and switches to 1 at the iteration given.
   void SetMethod(QvConst::QvEstimationMethod method, int switchIteration);
 
-  /// Reports tell each estimate divided by 2 to the power of its exponent; without exponents as it
+  /// Reports give each estimate divided by 2 to the power of its exponent; without exponents as it
   /// is. REQUIRES: one per kept parameter.
   void SetReportExponents(std::vector<int> exponents) { fExponents = std::move(exponents); }
 
@@ -73,7 +71,7 @@ class QvRegOptimizer {
   }
 
  private:
-  /// What of a step trial comes out.
+  /// How the trial of a step ends.
   enum class Trial { kAccepted, kGivenUp, kStopped };
 
   [[nodiscard]] bool HasParameters() const { return fNParameters > 0; }

@@ -30,7 +30,7 @@ enum QvModelFitStat : int {
   QvFitMcFaddenRSquare = 4       ///< Logistic: McFadden's pseudo R^2.
 };
 
-/// Which test a host makes of a parameter: carried for the host.
+/// Which test a host makes of a parameter: stored for the host.
 enum QvTestType : int {
   QvTestDefault = 0  ///< The host's own choice.
 };

@@ -28,7 +28,7 @@ class QVREG_EXPORT QvLogRegSettings : public QvRegSettings {
 
   /// The dependent has nCategories >= 2 categories, coded from 0; `refCategory` is one of them,
   /// kLastObserved or kFirstObserved. Where it is not called there are two: a record with code 2 is
-  /// then left out, and a higher code ends the run with 316.
+  /// then left out, and a higher code ends the run with kBadCategory.
   [[nodiscard]] bool SetDependentRefCat(int refCategory, int nCategories);
   /// Report to the progress listener every n-th iteration, n >= 1 (1 by default).
   [[nodiscard]] bool SetIterationFrequency(int n);

@@ -47,7 +47,7 @@ QvModelEffect& QvModelEffect::operator=(const QvModelEffect& other) {
 }
 
 std::vector<int> QvModelEffect::VariablesOfACopy() const {
-  // An effect that uses no variable asks none of the list, which a host may fill later.
+  // An effect that uses no variable does not read the list, which a host may fill later.
   if (!fOwnVariables.empty() || fpVarIndices == nullptr || IsIntercept()) return fOwnVariables;
   const std::size_t size = std::min(fpVarIndices->size(), static_cast<std::size_t>(NSlots()));
   return {fpVarIndices->begin(), fpVarIndices->begin() + static_cast<std::ptrdiff_t>(size)};

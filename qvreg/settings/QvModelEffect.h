@@ -11,7 +11,7 @@
 /// Defined against an ordered list of the model's variables (record indices of the factors, then of
 /// the covariates) which the effect points to but does not own: the caller keeps it alive. A copy
 /// of an effect that uses variables keeps their record indices itself and does without the list;
-/// lists are still told apart by their place. A value; used from one thread at a time.
+/// lists are still compared by their address. A value; used from one thread at a time.
 class QVREG_EXPORT QvModelEffect {
  public:
   /// An intercept, over no variables.
@@ -98,7 +98,7 @@ class QVREG_EXPORT QvModelEffect {
   static void GetUsedVariables(const std::vector<QvModelEffect>& effects, std::vector<int>& factors,
                                std::vector<int>& covariates);
 
-  /// Prints the effect to standard output, for a developer's eyes.
+  /// Prints the effect to standard output, for diagnostics.
   void Display() const;
 
  protected:

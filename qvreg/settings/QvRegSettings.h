@@ -15,8 +15,8 @@ class QvQueryCancel;
 ///
 /// A value that a host fills and hands to the factory, which copies it. The progress listener and
 /// the cancel query are borrowed: the host keeps them alive as long as any component. Used from one
-/// thread at a time. A variable, named by its index in a record, plays one role only. A host looks
-/// at the answer of every setter that has one: what was refused is not part of the model.
+/// thread at a time. A variable, named by its index in a record, plays one role only. A host checks
+/// the result of every setter that has one: what was refused is not part of the model.
 class QVREG_EXPORT QvRegSettings {
  public:
   /// No roles and no effects; an intercept.
@@ -27,7 +27,8 @@ class QVREG_EXPORT QvRegSettings {
   virtual ~QvRegSettings() = default;
   /// The model that the factory makes of these settings.
   virtual QvConst::QvRegModelType GetModelType();
-  /// Success; 301 without a dependent; 302 with neither an intercept nor an effect.
+  /// Success; kNoDependent without a dependent; kEmptyModel with neither an intercept nor an
+  /// effect.
   virtual QvCommon::QvStatus IsValidSettings();
   /// Makes `var` the dependent, once; false when refused.
   [[nodiscard]] virtual bool SetDependent(int var);
@@ -36,7 +37,7 @@ class QVREG_EXPORT QvRegSettings {
   /// Adds a copy of `effect`, whose variables are not checked; false only without memory. The copy
   /// does not need the effect's list of variables any more.
   [[nodiscard]] virtual bool AddModelEffect(const QvModelEffect& effect);
-  /// Prints roles, effects and choices to standard output, for a developer's eyes.
+  /// Prints roles, effects and choices to standard output, for diagnostics.
   virtual void Display() const;
 
   /// Adds `var` as a factor with codes 0 .. nCategories - 1, at least one; the number of factors,
@@ -63,7 +64,7 @@ class QVREG_EXPORT QvRegSettings {
   void SetPAdjustment(QvConst::QvPAdjustMethod method) { fPAdjustment = method; }
   /// Carries the `type` of covariance matrix for the host.
   void SetCovbType(QvConst::QvCovbType type) { fCovbType = type; }
-  /// Borrows the `listener` that is told of iterations; null, the default, for none.
+  /// Borrows the `listener` that is notified of iterations; null, the default, for none.
   void SetProgressListener(ProgressListener* listener) { fProgressListener = listener; }
   /// Borrows the `query` that can stop a run; null, the default, for none.
   void SetCancelPointer(QvQueryCancel* query) { fCancelPointer = query; }
@@ -72,8 +73,8 @@ class QVREG_EXPORT QvRegSettings {
   void SetRefineEstimates(bool refine);
   /// Linear model: has the estimates refined by at most `n` steps, or for 0 not at all; false for a
   /// negative n. Each step beyond the first reads the records again, and is taken only while the
-  /// last one changed an estimate by more than 1e-11 of it and steps shrink. 1, the default, is in
-  /// force once SetRefineEstimates asks for refinement.
+  /// last one changed an estimate by more than 1e-11 of it and steps shrink. 1, the default,
+  /// applies once SetRefineEstimates switches refinement on.
   [[nodiscard]] bool SetMaxRefinements(int n);
 
   /// Record index of the dependent; -1 until it is set.

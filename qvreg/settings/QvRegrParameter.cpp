@@ -1,6 +1,7 @@
 #include "qvreg/settings/QvRegrParameter.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <initializer_list>
 #include <numeric>
@@ -16,7 +17,8 @@ std::size_t IndexIn(const std::vector<int>& v, int value) {
   return static_cast<std::size_t>(std::find(v.begin(), v.end(), value) - v.begin());
 }
 
-/// Makes room for one more element in each list, so that adding to all of them cannot fail midway.
+/// Reserves storage for one more element in each list, so that adding to all of them cannot fail
+/// midway.
 void ReserveOneMore(std::initializer_list<std::vector<int>*> lists) {
   for (std::vector<int>* list : lists) list->reserve(list->size() + 1);
 }
@@ -101,4 +103,8 @@ void QvRegrParameter::Display() const {
   if (fTargetCategory >= 0) QvComponentDisplay::DisplayI("Target category", fTargetCategory);
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                   "End QvRegrParameter object display.\n");
+}
+
+double QvRegrParameterStats::GetSqrtDeff() const {
+  return fDesignEffect < 0.0 ? QvMV::gMissingValue : std::sqrt(fDesignEffect);
 }

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
 #include <vector>
 
 #include "qvreg/QvExport.h"
+#include "qvreg/common/Constants.h"
 
 class QvModelEffect;
 
@@ -68,7 +70,7 @@ class QVREG_EXPORT QvRegrParameter {
   /// True when `other` stands for the same column: all fields agree.
   [[nodiscard]] bool operator==(const QvRegrParameter& other) const = default;
 
-  /// Prints the parameter to standard output, for a developer's eyes.
+  /// Prints the parameter to standard output, for diagnostics.
   void Display() const;
 
  private:
@@ -79,4 +81,32 @@ class QVREG_EXPORT QvRegrParameter {
   std::vector<int> fCovariateMultiplicities;
   int fEffectIndex = -1;
   int fTargetCategory = -1;
+};
+
+/// What the output statistics report of one parameter: a plain record, in the parameters' order.
+/// The library fills the parameter index, the estimate, the redundant flag and the effect index;
+/// the other fields are the host's.
+struct QVREG_EXPORT QvRegrParameterStats {
+  /// Position among the parameters, from 0; -1 before it is filled.
+  int fParameterIndex = -1;
+  /// The estimate; 0 for a redundant parameter.
+  double fEstimate = QvMV::gMissingValue;
+  /// True for a parameter that depends on earlier ones and was dropped.
+  bool fbRedundant = true;
+  /// The host's: four statistics.
+  std::array<double, 4> fStatistics{QvMV::gMissingValue, QvMV::gMissingValue, QvMV::gMissingValue,
+                                    QvMV::gMissingValue};
+  /// The host's: a count or a sum.
+  double fCount = 0.0;
+  /// The host's: a statistic.
+  double fStatistic = QvMV::gMissingValue;
+  /// The host's: the design effect, a ratio of variances.
+  double fDesignEffect = QvMV::gMissingValue;
+  /// Position of the parameter's effect, as QvRegrParameter::GetEffectIndex.
+  int fEffectIndex = -1;
+  /// The host's: one more statistic.
+  double fLastStatistic = QvMV::gMissingValue;
+
+  /// The square root of the design effect; the missing value when that is missing or negative.
+  [[nodiscard]] double GetSqrtDeff() const;
 };

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "qvreg/component/ProgressReport.h"
+#include "qvreg/component/ProgressListener.h"
 
 namespace qvhost {
 namespace {

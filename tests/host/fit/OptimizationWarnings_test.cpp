@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "qvreg/logistic/QvOptimizationOutcome.h"
+#include "qvreg/logistic/QvIterationReporter.h"
 
 namespace qvhost {
 namespace {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "qvreg/component/IQvRegOutputStats.h"
-#include "qvreg/data/QvRecordCounts.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 #include "tests/qvreg/c/CHandles.h"
 
 namespace qvtest {

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include "qvreg/common/Constants.h"
+
 namespace QvCommon {
 namespace {
 
@@ -80,6 +82,11 @@ TEST(QvElementary, ExpAtItsEnds) {
   EXPECT_EQ(QvElementary::Exp(-745.14), 0.0);
   EXPECT_EQ(QvElementary::Exp(-kInfinity), 0.0);
   EXPECT_TRUE(std::isnan(QvElementary::Exp(kNaN)));
+}
+
+TEST(QvElementary, MachineMaxExpIsTheLargestArgumentWithAFiniteExponential) {
+  EXPECT_LT(std::exp(QvPower::gMachineMaxExp), kInfinity);
+  EXPECT_EQ(std::exp(std::nextafter(QvPower::gMachineMaxExp, kInfinity)), kInfinity);
 }
 
 TEST(QvElementary, ExpOfASubnormalResultIsWithinOneOfItsUnits) {

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/qvreg/support/AllocationHooks.h"
-#include "tests/qvreg/support/SymMatrices.h"
+#include "tests/qvreg/support/DenseMatrix.h"
 
 namespace QvCommon {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedOutput.h"
-#include "tests/qvreg/support/SymMatrices.h"
+#include "tests/qvreg/support/DenseMatrix.h"
 
 namespace QvCommon {
 namespace {

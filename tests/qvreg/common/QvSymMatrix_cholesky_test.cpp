@@ -8,7 +8,6 @@
 #include "qvreg/common/QvSymMatrix.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/DenseMatrix.h"
-#include "tests/qvreg/support/SymMatrices.h"
 
 namespace QvCommon {
 namespace {

@@ -13,7 +13,6 @@
 
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/DenseMatrix.h"
-#include "tests/qvreg/support/SymMatrices.h"
 
 namespace QvCommon {
 namespace {

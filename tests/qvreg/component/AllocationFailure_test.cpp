@@ -23,6 +23,7 @@ using QvCommon::QvStatus;
 using qvtest::AllocationFault;
 using qvtest::LinearSettings;
 using qvtest::LiveAllocations;
+using qvtest::RunOutcome;
 using qvtest::VectorRecordIter;
 
 constexpr int kY = 0;
@@ -40,18 +41,6 @@ struct Case {
 void PrintTo(const Case& c, std::ostream* out) {
   *out << (c.intercept ? "intercept" : "no intercept") << (c.refined ? ", refined" : "");
 }
-
-/// What a run came to; holds no memory of its own.
-struct Outcome {
-  bool hasThrown = false;
-  bool hasComponent = false;
-  /// The first error of the run, 0 when every operation succeeded.
-  long code = 0;
-  bool isBuilt = false;
-  double predicted = 0.0;
-  double slope = 0.0;
-  double rSquare = 0.0;
-};
 
 /// y = 2 x + 10 a + 3 b + 4 a b exactly, in every cell of two factors of two levels each.
 VectorRecordIter ExactData() {
@@ -76,44 +65,19 @@ class AllocationFailure : public ::testing::TestWithParam<Case> {
     if (GetParam().refined) settings_.Refined();
   }
 
-  Outcome Run() {
-    Outcome outcome;
-    try {
-      QvRegFactory factory;
-      const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings_.Get()));
-      outcome.hasComponent = component != nullptr;
-      if (component != nullptr) Drive(*component, outcome);
-    } catch (...) {
-      outcome.hasThrown = true;
-    }
-    return outcome;
+  RunOutcome Run() {
+    return qvtest::RunComponent(
+        settings_.Get(), data_, fresh_, [](const IQvRegOutputStats& stats, RunOutcome& outcome) {
+          outcome.estimate = stats.GetParamEstimates().back();
+          outcome.fit = stats.GetModelFitStat(QvConst::QvFitMultipleRSquare);
+        });
   }
 
-  /// Calls every operation, whether or not those before failed.
-  void Drive(IQvRegComponent& component, Outcome& outcome) {
-    std::vector<QvRegrParameter> parameters;
-    IQvRegOutputStats* stats = nullptr;
-    std::vector<double> values;
-    Note(component.CreateParameters(data_, parameters), outcome);
-    Note(component.BuildModel(data_), outcome);
-    Note(component.GetOutputStats(stats), outcome);
-    Note(component.Score(fresh_, outcome.predicted, values), outcome);
-    component.GetWarnings();
-    outcome.isBuilt = component.IsModelBuilt();
-    if (stats == nullptr) return;
-    outcome.slope = stats->GetParamEstimates().back();
-    outcome.rSquare = stats->GetModelFitStat(QvConst::QvFitMultipleRSquare);
-  }
-
-  static void Note(const QvStatus& status, Outcome& outcome) {
-    if (outcome.code == 0) outcome.code = status.GetCode();
-  }
-
-  static void ExpectRightResult(const Outcome& outcome) {
+  static void ExpectRightResult(const RunOutcome& outcome) {
     EXPECT_TRUE(outcome.isBuilt);
     EXPECT_NEAR(outcome.predicted, 67.0, 1e-10);  // 2 x 25 + 10 + 3 + 4
-    EXPECT_NEAR(outcome.slope, 2.0, 1e-10);
-    EXPECT_NEAR(outcome.rSquare, 1.0, 1e-12);
+    EXPECT_NEAR(outcome.estimate, 2.0, 1e-10);
+    EXPECT_NEAR(outcome.fit, 1.0, 1e-12);
   }
 
   void FailEveryAllocation(AllocationFault::Extent extent) {
@@ -128,7 +92,7 @@ class AllocationFailure : public ::testing::TestWithParam<Case> {
 
 TEST_P(AllocationFailure, ARunWithEnoughMemoryIsRightAndLeaksNothing) {
   const long long live = LiveAllocations();
-  const Outcome outcome = Run();
+  const RunOutcome outcome = Run();
   EXPECT_EQ(LiveAllocations(), live);
   EXPECT_EQ(outcome.code, 0);
   ExpectRightResult(outcome);

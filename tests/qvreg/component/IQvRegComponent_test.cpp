@@ -12,6 +12,10 @@ namespace {
 using qvtest::kSlotAfterDestructor;
 using qvtest::VirtualSlot;
 
+static_assert(!std::is_copy_constructible_v<IQvRegComponent> &&
+              !std::is_move_assignable_v<IQvRegComponent> &&
+              std::has_virtual_destructor_v<IQvRegComponent>);
+
 TEST(IQvRegComponent, DeclaresItsOperationsInSlotOrder) {
   std::size_t slot = kSlotAfterDestructor;
   EXPECT_EQ(VirtualSlot(&IQvRegComponent::GetModelType), slot++);
@@ -25,12 +29,6 @@ TEST(IQvRegComponent, DeclaresItsOperationsInSlotOrder) {
   EXPECT_EQ(VirtualSlot(&IQvRegComponent::GetStatus), slot++);
   EXPECT_EQ(VirtualSlot(&IQvRegComponent::GetWarnings), slot++);
   EXPECT_EQ(VirtualSlot(&IQvRegComponent::Display), slot++);
-}
-
-TEST(IQvRegComponent, IsNeitherCopiedNorMoved) {
-  EXPECT_FALSE(std::is_copy_constructible_v<IQvRegComponent>);
-  EXPECT_FALSE(std::is_move_assignable_v<IQvRegComponent>);
-  EXPECT_TRUE(std::has_virtual_destructor_v<IQvRegComponent>);
 }
 
 }  // namespace

@@ -6,12 +6,19 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/glm/QvGLMOutputStats.h"
+#include "qvreg/logistic/QvLogOutputStats.h"
 #include "tests/qvreg/support/VirtualSlot.h"
 
 namespace {
 
 using qvtest::kSlotAfterDestructor;
 using qvtest::VirtualSlot;
+
+static_assert(std::is_copy_constructible_v<QvGLMOutputStats> &&
+              std::is_copy_assignable_v<QvGLMOutputStats> &&
+              std::is_copy_constructible_v<QvLogOutputStats> &&
+              std::is_copy_assignable_v<QvLogOutputStats> &&
+              std::has_virtual_destructor_v<IQvRegOutputStats>);
 
 TEST(IQvRegOutputStats, DeclaresItsOperationsInSlotOrder) {
   std::size_t slot = kSlotAfterDestructor;
@@ -31,12 +38,6 @@ TEST(IQvRegOutputStats, DeclaresItsOperationsInSlotOrder) {
   EXPECT_EQ(VirtualSlot(&IQvRegOutputStats::ExpandRow), slot++);
   EXPECT_EQ(VirtualSlot(&IQvRegOutputStats::Cancel), slot++);
   EXPECT_EQ(VirtualSlot(&IQvRegOutputStats::Display), slot++);
-}
-
-TEST(IQvRegOutputStats, IsCopyableThroughItsClasses) {
-  EXPECT_TRUE(std::is_copy_constructible_v<QvGLMOutputStats>);
-  EXPECT_TRUE(std::is_copy_assignable_v<QvGLMOutputStats>);
-  EXPECT_TRUE(std::has_virtual_destructor_v<IQvRegOutputStats>);
 }
 
 }  // namespace

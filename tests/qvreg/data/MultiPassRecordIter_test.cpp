@@ -10,6 +10,11 @@
 namespace QvCommon {
 namespace {
 
+// Hosts answer them by number.
+static_assert(kIterOk == 0 && kIterEndOfData == 1 && kIterReadError == 3 && kIterNoRewind == 4);
+static_assert(std::is_abstract_v<RecordIterator> && std::is_abstract_v<MultiPassRecordIter> &&
+              std::is_base_of_v<RecordIterator, MultiPassRecordIter>);
+
 /// The smallest host iterator: one record, which tells when it is destroyed.
 class OneRecord : public MultiPassRecordIter {
  public:
@@ -34,19 +39,6 @@ class OneRecord : public MultiPassRecordIter {
   bool read_ = false;
   Record record_{1};
 };
-
-TEST(MultiPassRecordIter, FailReasonsHaveTheirNumbers) {
-  EXPECT_EQ(kIterOk, 0);
-  EXPECT_EQ(kIterEndOfData, 1);
-  EXPECT_EQ(kIterReadError, 3);
-  EXPECT_EQ(kIterNoRewind, 4);
-}
-
-TEST(MultiPassRecordIter, IsAnInterfaceOverTheOnePassIterator) {
-  EXPECT_TRUE(std::is_abstract_v<RecordIterator>);
-  EXPECT_TRUE(std::is_abstract_v<MultiPassRecordIter>);
-  EXPECT_TRUE((std::is_base_of_v<RecordIterator, MultiPassRecordIter>));
-}
 
 TEST(MultiPassRecordIter, AHostsIteratorIsUsedAndDestroyedThroughTheBase) {
   bool destroyed = false;

@@ -1,12 +1,12 @@
 #include "qvreg/design/QvFactorCounts.h"
 
+#include <limits>
 #include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "tests/qvreg/support/AllocationHooks.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
@@ -285,6 +285,44 @@ TEST(QvFactorCounts, DisplayWithoutMemoryThrowsNothing) {
     const qvtest::AllocationFault fault(1, qvtest::AllocationFault::Extent::kEverAfter);
     counts.Display();
   })));
+}
+
+TEST(QvFactorCountsCategory, AddsOneHalfAndTruncatesTowardZero) {
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(2.0, 0), 2);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(1.6, 0), 2);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(1.4, 0), 1);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(-0.4, 0), 0);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(-3.0, 0), -2);
+}
+
+TEST(QvFactorCountsCategory, IsCountedFromTheFirstCode) {
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(1.0, 1), 0);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(7.0, 5), 2);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(4.0, 5), -1);
+}
+
+TEST(QvFactorCountsCategory, OfAValueThatNoIntHoldsIsMinusOne) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(1e300, 0), -1);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(-1e300, 0), -1);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(2147483648.0, 0), -1);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(kInfinity, 0), -1);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(-kInfinity, 0), -1);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(std::numeric_limits<double>::quiet_NaN(), 0), -1);
+}
+
+TEST(QvFactorCountsCategory, NearTheEndsOfIntDoesNotOverflow) {
+  constexpr int kMost = std::numeric_limits<int>::max();
+  constexpr int kLeast = std::numeric_limits<int>::min();
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(2147483647.0, 0), kMost);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(2147483647.0, kMost - 2), 2);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(-2147483648.0, kLeast), 1)
+      << "half is added before it is truncated";
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(-2147483649.0, kLeast), 0);
+  // No int holds the difference.
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(2147483647.0, -1), -1);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(2e9, -2000000000), -1);
+  EXPECT_EQ(QvFactorCounts::CategoryIndex(-2e9, 2000000000), -1);
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/common/Constants.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 #include "tests/qvreg/support/VirtualSlot.h"
 
@@ -303,79 +303,6 @@ TEST(QvFactorTables, WithoutACountedDependentItsWeightsAreNone) {
   tables.SetModelEffectFactors({{}}, {});
   ASSERT_TRUE(tables.UpdateAll(MakeRecord({0, 0, 0, 2.0, 0.5})));
   EXPECT_TRUE(tables.GetDependRegrWeights().empty());
-}
-
-TEST(QvFactorTables, AveragesCovariatesWithBothWeights) {
-  QvFactorTables tables = Means(kWeight);
-  tables.SetModelEffectFactors({{}}, {});
-  tables.SetCovariates({kX});
-  tables.SetRegrWeightVar(kRegrWeight);
-  tables.UpdateAll(MakeRecord({0, 0, 8.0, 1.0, 2.0}));
-  tables.UpdateAll(MakeRecord({0, 0, 2.0, 2.0, 3.0}));
-  ASSERT_EQ(tables.GetNCovariates(), 1);
-  EXPECT_DOUBLE_EQ(tables.GetCovariateMeans()[0], 3.5);  // (2 x 8 + 6 x 2) / 8
-}
-
-TEST(QvFactorTables, MeansAreMissingWhenAllFrequencyWeightsAreZero) {
-  QvFactorTables tables = Means(kWeight);
-  tables.SetModelEffectFactors({{}}, {});
-  tables.SetCovariates({kX, kX});
-  ASSERT_TRUE(tables.UpdateAll(MakeRecord({0, 0, 8.0, 0.0})));
-  EXPECT_EQ(tables.GetCovariateMeans(),
-            (std::vector<double>{QvMV::gMissingValue, QvMV::gMissingValue}));
-  EXPECT_EQ(tables.GetCovariateMeans()[0], QvMV::gMissingValue) << "asking again changes nothing";
-}
-
-TEST(QvFactorTables, MeansAreComputedOnce) {
-  const std::string flag = "True if covariate means computed: ";
-  QvFactorTables tables = Means(kWeight);
-  tables.SetModelEffectFactors({{}}, {});
-  tables.SetCovariates({kX});
-  ASSERT_TRUE(tables.UpdateAll(MakeRecord({0, 0, 8.0, 1.0})));
-  EXPECT_TRUE(HoldsInOrder(CapturedDisplay(tables), {flag + "false\n"}));
-  EXPECT_EQ(tables.GetCovariateMeans()[0], 8.0);
-  EXPECT_TRUE(HoldsInOrder(CapturedDisplay(tables), {flag + "true\n"}));
-  // The total weight falls to 0: means once computed stay, those of new covariates are missing.
-  ASSERT_TRUE(tables.UpdateAll(MakeRecord({0, 0, 5.0, -1.0})));
-  EXPECT_EQ(tables.GetTotalWeight(), 0.0);
-  EXPECT_EQ(tables.GetCovariateMeans()[0], 8.0);
-  tables.SetCovariates({kX});
-  EXPECT_TRUE(HoldsInOrder(CapturedDisplay(tables), {flag + "false\n"}));
-  EXPECT_EQ(tables.GetCovariateMeans()[0], QvMV::gMissingValue);
-}
-
-TEST(QvFactorTables, TheResidueOfACancelledMeanIsExactlyZero) {
-  // Mean 3, then 3 + (-6 + 2^-50) / 2 = 2^-51, less than 2 x 3 x 2^-52.
-  QvFactorTables tables = Means(kNone);
-  tables.SetModelEffectFactors({{}}, {});
-  tables.SetCovariates({kX});
-  tables.UpdateAll(MakeRecord({0, 0, 3.0}));
-  tables.UpdateAll(MakeRecord({0, 0, -3.0 + std::ldexp(1.0, -50)}));
-  EXPECT_EQ(tables.GetCovariateMeans()[0], 0.0);
-}
-
-TEST(QvFactorTables, TheResidueEndsAtTwoRoundingErrorsOfTheMean) {
-  // Mean 1, then 1 + (-2 + d) / 2 = d / 2, on either side of 2^-51.
-  const auto meanAfter = [](double d) {
-    QvFactorTables tables = Means(kNone);
-    tables.SetModelEffectFactors({{}}, {});
-    tables.SetCovariates({kX});
-    tables.UpdateAll(MakeRecord({0, 0, 1.0}));
-    tables.UpdateAll(MakeRecord({0, 0, -1.0 + d}));
-    return tables.GetCovariateMeans()[0];
-  };
-  EXPECT_EQ(meanAfter(std::ldexp(3.0, -52)), 0.0) << "one and a half of them";
-  EXPECT_EQ(meanAfter(std::ldexp(4.0, -52)), std::ldexp(1.0, -51)) << "two of them";
-}
-
-TEST(QvFactorTables, ASmallMeanAboveTheResidueIsKept) {
-  // Mean 3, then 3 + (-6 + 2^-46) / 2 = 2^-47, more than 2 x 3 x 2^-52.
-  QvFactorTables tables = Means(kNone);
-  tables.SetModelEffectFactors({{}}, {});
-  tables.SetCovariates({kX});
-  tables.UpdateAll(MakeRecord({0, 0, 3.0}));
-  tables.UpdateAll(MakeRecord({0, 0, -3.0 + std::ldexp(1.0, -46)}));
-  EXPECT_EQ(tables.GetCovariateMeans()[0], std::ldexp(1.0, -47));
 }
 
 TEST_F(QvFactorTablesTest, NewEffectsStartTheTablesAfreshAndKeepTheCounts) {

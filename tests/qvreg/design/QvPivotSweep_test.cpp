@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/common/QvStatusCodes.h"
-#include "tests/qvreg/support/CancelAtPoll.h"
+#include "tests/qvreg/support/Cancellation.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/LinearSettings.h"
 #include "tests/qvreg/support/LogisticFit.h"

@@ -6,8 +6,8 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvStatus.h"
-#include "tests/qvreg/support/CancelAtPoll.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/Cancellation.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/LinearSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
@@ -41,6 +41,7 @@ class QvGLMAlgorithmTest : public ::testing::Test {
   VectorRecordIter data_{
       MakeRecords({{0, 0, 9, 1}, {0, 1, 9, 3}, {1, 1, 9, 6}, {1, 2, 9, 8}, {0, 6, 9, 13}})};
   std::vector<QvRegrParameter> parameters_;
+  Doubles values_;  ///< Untouched by a score.
 };
 
 TEST_F(QvGLMAlgorithmTest, AnEmptyIteratorGives307AtParameterCreation) {
@@ -48,7 +49,7 @@ TEST_F(QvGLMAlgorithmTest, AnEmptyIteratorGives307AtParameterCreation) {
   VectorRecordIter empty({});
   EXPECT_TRUE(algorithm.CreateParameters(empty, parameters_) == QvStatus(307, false));
   EXPECT_EQ(algorithm.GetStatus().GetCode(), 307);
-  EXPECT_FALSE(algorithm.IsDataProcessed());
+  EXPECT_FALSE(algorithm.AreParametersCreated());
 }
 
 TEST_F(QvGLMAlgorithmTest, BuildingWithoutParametersGives309) {
@@ -60,7 +61,6 @@ TEST_F(QvGLMAlgorithmTest, BuildingWithoutParametersGives309) {
 TEST_F(QvGLMAlgorithmTest, ProcessingTheDataTwiceGives306) {
   QvGLMAlgorithm algorithm(settings_.Get());
   algorithm.CreateParameters(data_, parameters_);
-  EXPECT_TRUE(algorithm.IsDataProcessed());
   EXPECT_TRUE(algorithm.AreParametersCreated());
   EXPECT_TRUE(algorithm.CreateParameters(data_, parameters_) == QvStatus(306, false));
 }
@@ -73,7 +73,7 @@ TEST_F(QvGLMAlgorithmTest, BuildingTwiceGives310AndLeavesTheModelIntact) {
   EXPECT_TRUE(algorithm.IsModelBuilt());
   EXPECT_EQ(algorithm.GetModel().GetEstimates(), estimates);
   double predicted = 0.0;
-  EXPECT_TRUE(algorithm.Score(MakeRecord({1, 10}), predicted).IsOK());
+  EXPECT_TRUE(algorithm.Score(MakeRecord({1, 10}), predicted, values_).IsOK());
   EXPECT_NEAR(predicted, 24.0, 1e-12);
 }
 
@@ -97,7 +97,7 @@ TEST_F(QvGLMAlgorithmTest, CancellingDuringTheSecondPassGivesStatus1AndNoModel) 
 TEST_F(QvGLMAlgorithmTest, ScoringBeforeTheBuildGives311) {
   QvGLMAlgorithm algorithm(settings_.Get());
   double predicted = 5.0;
-  EXPECT_TRUE(algorithm.Score(MakeRecord({0, 0}), predicted) == QvStatus(311, false));
+  EXPECT_TRUE(algorithm.Score(MakeRecord({0, 0}), predicted, values_) == QvStatus(311, false));
   EXPECT_EQ(predicted, 5.0);
   EXPECT_TRUE(algorithm.GetStatus().IsOK()) << "a score's status is not kept";
 }
@@ -106,14 +106,14 @@ TEST_F(QvGLMAlgorithmTest, ACancelledScoreComesBeforeAMissingModel) {
   QvGLMAlgorithm algorithm(settings_.Get());
   algorithm.Cancel();
   double predicted = 5.0;
-  EXPECT_TRUE(algorithm.Score(MakeRecord({0, 0}), predicted) == QvStatus(1, false));
+  EXPECT_TRUE(algorithm.Score(MakeRecord({0, 0}), predicted, values_) == QvStatus(1, false));
 }
 
 TEST_F(QvGLMAlgorithmTest, ScoringALevelCombinationNeverSeenGivesTheMissingValue) {
   QvGLMAlgorithm algorithm(settings_.Get());
   Fit(algorithm);
   double predicted = 5.0;
-  EXPECT_TRUE(algorithm.Score(MakeRecord({2, 1}), predicted).IsOK());
+  EXPECT_TRUE(algorithm.Score(MakeRecord({2, 1}), predicted, values_).IsOK());
   EXPECT_EQ(predicted, QvMV::gMissingValue);
 }
 
@@ -122,7 +122,7 @@ TEST_F(QvGLMAlgorithmTest, ScoringReturnsAnErrorThatIsKept) {
   VectorRecordIter empty({});
   algorithm.CreateParameters(empty, parameters_);
   double predicted = 5.0;
-  EXPECT_EQ(algorithm.Score(MakeRecord({0, 0}), predicted).GetCode(), 307);
+  EXPECT_EQ(algorithm.Score(MakeRecord({0, 0}), predicted, values_).GetCode(), 307);
 }
 
 TEST_F(QvGLMAlgorithmTest, MeansAreThoseOfTheCovariatesThenOfTheDependent) {

@@ -8,10 +8,11 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/component/IQvRegOutputStats.h"
-#include "qvreg/data/QvRecordCounts.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvFactorCounts.h"
 #include "qvreg/glm/QvGLMComponent.h"
 #include "tests/qvreg/support/AllocationHooks.h"
+#include "tests/qvreg/support/FaultyIter.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/LinearSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
@@ -20,6 +21,8 @@ namespace {
 
 using QvCommon::QvStatus;
 using QvCommon::Record;
+using qvtest::Fault;
+using qvtest::FaultyIter;
 using qvtest::FittedModel;
 using qvtest::LinearSettings;
 using qvtest::MakeRecord;
@@ -33,36 +36,6 @@ constexpr int kWeight = 3;
 constexpr double kMissing = QvMV::gMissingValue;
 
 /// How an iterator misbehaves.
-enum class Fault { kNoRecord, kRefused, kNull, kThrow, kShort };
-
-/// Misbehaves at the start of one pass, counted from 1, or at its second record.
-class FaultyIter : public VectorRecordIter {
- public:
-  FaultyIter(std::vector<Record> records, Fault fault, int pass)
-      : VectorRecordIter(std::move(records)), fault_(fault), pass_(pass) {}
-
-  [[nodiscard]] bool HasMore() const override {
-    if (fault_ == Fault::kNoRecord && Passes() == pass_) return false;
-    return VectorRecordIter::HasMore();
-  }
-  int NewPass() override {
-    const int reason = VectorRecordIter::NewPass();
-    return fault_ == Fault::kRefused && Passes() == pass_ ? QvCommon::kIterNoRewind : reason;
-  }
-  const Record* Next() override {
-    if (fault_ == Fault::kRefused || Passes() != pass_ || Position() != 1)
-      return VectorRecordIter::Next();
-    if (fault_ == Fault::kNull) return nullptr;
-    if (fault_ == Fault::kShort) return &short_;
-    throw std::runtime_error("the host's disk is gone");
-  }
-
- private:
-  Fault fault_;
-  int pass_;
-  Record short_{2};
-};
-
 std::vector<Record> GoodRecords() {
   return MakeRecords({{1, 0, 0, 1}, {3, 0, 1, 1}, {6, 1, 1, 2}, {8, 1, 2, 1}});
 }

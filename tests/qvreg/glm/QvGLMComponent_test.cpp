@@ -10,7 +10,7 @@
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/component/IQvRegOutputStats.h"
 #include "tests/qvreg/support/AllocationHooks.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/LinearSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 

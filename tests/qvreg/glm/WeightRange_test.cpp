@@ -156,7 +156,7 @@ void ExpectMeanCrossProducts(double total, double factor) {
                                      {3, 1, total * 0.125, 2},
                                      {4, 2, total * 0.375, 2},
                                      {2, 1, total * 0.25, 1}});
-  ASSERT_EQ(run.model.GetScale(), total);
+  ASSERT_EQ(run.tables.GetTotalWeight(), total);
   run.AddRecords();
   const QvCommon::QvSymMatrix& matrix = run.model.GetMatrix();
   const Doubles expected{12, 16, 28, 36, 58, 124};

@@ -30,6 +30,7 @@ using qvtest::AllocationFault;
 using qvtest::LiveAllocations;
 using qvtest::LogisticSettings;
 using qvtest::MakeRecord;
+using qvtest::RunOutcome;
 using qvtest::VectorRecordIter;
 using Doubles = std::vector<double>;
 
@@ -37,18 +38,6 @@ constexpr int kY = 0;
 constexpr int kA = 1;
 constexpr int kX = 2;
 constexpr int kFrequency = 3;
-
-/// What a run came to; holds no memory of its own.
-struct Outcome {
-  bool hasThrown = false;
-  bool hasComponent = false;
-  /// The first error of the run, 0 when every operation succeeded.
-  long code = 0;
-  bool isBuilt = false;
-  double predicted = -9.0;
-  double intercept = 0.0;
-  double mcFadden = -9.0;
-};
 
 /// A saturated table: y counts of A 0 are 1, 2, 3, of A 1 they are 4, 2, 2. x is 0.
 std::vector<QvCommon::Record> TableRecords() {
@@ -70,45 +59,20 @@ class LogisticAllocationFailure : public ::testing::TestWithParam<bool> {
     settings_.Reference(3);
   }
 
-  Outcome Run() {
-    Outcome outcome;
-    try {
-      QvRegFactory factory;
-      const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings_.Get()));
-      outcome.hasComponent = component != nullptr;
-      if (component != nullptr) Drive(*component, outcome);
-    } catch (...) {
-      outcome.hasThrown = true;
-    }
-    return outcome;
+  RunOutcome Run() {
+    return qvtest::RunComponent(
+        settings_.Get(), data_, fresh_, [](const IQvRegOutputStats& stats, RunOutcome& outcome) {
+          outcome.estimate = stats.GetParamEstimates().at(0);
+          outcome.fit = stats.GetModelFitStat(QvConst::QvFitMcFaddenRSquare);
+        });
   }
 
-  /// Calls every operation, whether or not those before failed.
-  void Drive(IQvRegComponent& component, Outcome& outcome) {
-    std::vector<QvRegrParameter> parameters;
-    IQvRegOutputStats* stats = nullptr;
-    Doubles values;
-    Note(component.CreateParameters(data_, parameters), outcome);
-    Note(component.BuildModel(data_), outcome);
-    Note(component.GetOutputStats(stats), outcome);
-    Note(component.Score(fresh_, outcome.predicted, values), outcome);
-    component.GetWarnings();
-    outcome.isBuilt = component.IsModelBuilt();
-    if (stats == nullptr) return;
-    outcome.intercept = stats->GetParamEstimates().at(0);
-    outcome.mcFadden = stats->GetModelFitStat(QvConst::QvFitMcFaddenRSquare);
-  }
-
-  static void Note(const QvStatus& status, Outcome& outcome) {
-    if (outcome.code == 0) outcome.code = status.GetCode();
-  }
-
-  static void ExpectRightResult(const Outcome& outcome) {
+  static void ExpectRightResult(const RunOutcome& outcome) {
     EXPECT_TRUE(outcome.isBuilt);
     EXPECT_EQ(outcome.predicted, 0.0);
-    EXPECT_NEAR(outcome.intercept, std::log(4.0 / 2.0), 1e-7);
+    EXPECT_NEAR(outcome.estimate, std::log(4.0 / 2.0), 1e-7);
     // 1 - L1 / L0 with L0 = 5 log 5/14 + 4 log 4/14 + 5 log 5/14 and L1 the cells' own.
-    EXPECT_NEAR(outcome.mcFadden, 0.060171129939, 1e-9);
+    EXPECT_NEAR(outcome.fit, 0.060171129939, 1e-9);
   }
 
   void FailEveryAllocation(AllocationFault::Extent extent) {
@@ -124,7 +88,7 @@ class LogisticAllocationFailure : public ::testing::TestWithParam<bool> {
 TEST_P(LogisticAllocationFailure, ARunWithEnoughMemoryIsRightAndLeaksNothing) {
   Run();
   const long long live = LiveAllocations();
-  const Outcome outcome = Run();
+  const RunOutcome outcome = Run();
   EXPECT_EQ(LiveAllocations(), live);
   EXPECT_EQ(outcome.code, 0);
   ExpectRightResult(outcome);
@@ -136,6 +100,20 @@ TEST_P(LogisticAllocationFailure, ASingleFailureEndsInAnErrorOrARightResult) {
 
 TEST_P(LogisticAllocationFailure, MemoryThatRunsOutForGoodEndsInAnErrorOrARightResult) {
   FailEveryAllocation(AllocationFault::Extent::kEverAfter);
+}
+
+TEST_P(LogisticAllocationFailure, ASingleFailureInASeparatedFitEndsLikewise) {
+  LogisticSettings settings(kY, 2, {}, {kX});
+  settings.Effect({}, {kX}).InMemory(GetParam());
+  VectorRecordIter data(
+      qvtest::MakeRecords({{0, 0, 1}, {0, 0, 2}, {1, 0, 4}, {1, 0, 5}, {0, 0, 1}}));
+  const auto read = [](const IQvRegOutputStats& stats, RunOutcome& outcome) {
+    outcome.fit = dynamic_cast<const QvLogOutputStats&>(stats).GetOutcome();
+  };
+  qvtest::FailEveryAllocation(
+      AllocationFault::Extent::kOnce,
+      [&] { return qvtest::RunComponent(settings.Get(), data, fresh_, read); },
+      [](const RunOutcome& outcome) { EXPECT_EQ(outcome.fit, kOptCompleteSeparation); });
 }
 
 TEST_P(LogisticAllocationFailure, AFailureOfGetOutputStatsIsNotKept) {

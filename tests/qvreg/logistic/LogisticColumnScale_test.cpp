@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/component/ProgressListener.h"
-#include "qvreg/component/ProgressReport.h"
 #include "tests/qvreg/support/LogisticFit.h"
 #include "tests/qvreg/support/LogisticSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"

@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/component/ProgressListener.h"
-#include "qvreg/component/ProgressReport.h"
 #include "tests/qvreg/support/DenseMatrix.h"
 #include "tests/qvreg/support/LogisticSettings.h"
 #include "tests/qvreg/support/MultinomialSums.h"

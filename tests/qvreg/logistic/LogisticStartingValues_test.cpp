@@ -8,7 +8,7 @@
 
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/logistic/QvLogComponent.h"
-#include "tests/qvreg/support/CancelAtPoll.h"
+#include "tests/qvreg/support/Cancellation.h"
 #include "tests/qvreg/support/LogisticFit.h"
 #include "tests/qvreg/support/LogisticSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <new>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -9,7 +10,8 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/logistic/QvAccumStatsLogistic.h"
 #include "qvreg/settings/QvLogRegSettings.h"
-#include "tests/qvreg/support/SymMatrices.h"
+#include "tests/qvreg/support/AllocationHooks.h"
+#include "tests/qvreg/support/DenseMatrix.h"
 
 namespace {
 
@@ -95,6 +97,40 @@ TEST_F(DecidedStatsTest, ACategoryIsOnceItFallsBelowItsShareTimesOneTenMillionth
   Add(2, 1.0);
   EXPECT_LT(Decided()[0][0], 1e-13);
   EXPECT_GT(Decided()[1][1], kAlmostAll * 0.3e-7);
+}
+
+TEST_F(DecidedStatsTest, TheirMatrixIsMadeForTheFirstDecidedPair) {
+  const std::vector<int> indices{0};
+  const Doubles values{1.0};
+  const auto allocationsOfARow = [&] {
+    const long long before = qvtest::AllocationCount();
+    EXPECT_EQ(stats_.UpdateForRow(indices, values, 2, 1.0, false), 0);
+    return qvtest::AllocationCount() - before;
+  };
+  EXPECT_EQ(allocationsOfARow(), 0);
+  SetOdds(1e-9, 1.0);
+  EXPECT_GT(allocationsOfARow(), 0);
+  EXPECT_EQ(allocationsOfARow(), 0);
+  stats_.Reset(kNewton, false);
+  EXPECT_EQ(allocationsOfARow(), 0);
+}
+
+TEST_F(DecidedStatsTest, WithoutMemoryForTheirMatrixARowThrows) {
+  const std::vector<int> indices{0};
+  const Doubles values{1.0};
+  SetOdds(1e-9, 1.0);
+  const qvtest::AllocationFault fault(1, qvtest::AllocationFault::Extent::kOnce);
+  EXPECT_THROW(stats_.UpdateForRow(indices, values, 2, 1.0, false), std::bad_alloc);
+}
+
+TEST_F(DecidedStatsTest, AMatrixWithoutMemoryThrows) {
+  for (const auto get :
+       {&QvAccumStatsLogistic::GetHessian, &QvAccumStatsLogistic::GetUndecidedInformation,
+        &QvAccumStatsLogistic::GetDecidedInformation}) {
+    QvSymMatrix matrix;
+    const qvtest::AllocationFault fault(1, qvtest::AllocationFault::Extent::kOnce);
+    EXPECT_THROW((stats_.*get)(matrix), std::bad_alloc);
+  }
 }
 
 TEST_F(DecidedStatsTest, TheSharesAreThoseOfTheFirstPass) {

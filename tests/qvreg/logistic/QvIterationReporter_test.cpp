@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/component/ProgressListener.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/VirtualSlot.h"
 
 namespace {
@@ -15,6 +15,10 @@ using qvtest::CapturedDisplay;
 using qvtest::kSlotAfterDestructor;
 using qvtest::VirtualSlot;
 using Doubles = std::vector<double>;
+
+static_assert(std::is_base_of_v<ProgressReport, QvIterationReporter> &&
+              std::is_base_of_v<ProgressReportVect, QvIterationReporter> &&
+              std::has_virtual_destructor_v<ProgressReport>);
 
 void ExpectEmpty(QvIterationReporter& reporter) {
   EXPECT_EQ(reporter.DiscreteMeasure("iterNum"), 0);
@@ -109,12 +113,6 @@ TEST(ProgressReport, VirtualOperationsStandInTheirOrder) {
   EXPECT_EQ(VirtualSlot(&QvIterationReporter::Reset), slot++);
   EXPECT_EQ(VirtualSlot(&QvIterationReporter::Display), slot++);
   EXPECT_EQ(VirtualSlot(&ProgressListener::ReportProgress), kSlotAfterDestructor);
-}
-
-TEST(ProgressReport, IsWhatAListenerIsHanded) {
-  EXPECT_TRUE((std::is_base_of_v<ProgressReport, QvIterationReporter>));
-  EXPECT_TRUE((std::is_base_of_v<ProgressReportVect, QvIterationReporter>));
-  EXPECT_TRUE(std::has_virtual_destructor_v<ProgressReport>);
 }
 
 }  // namespace

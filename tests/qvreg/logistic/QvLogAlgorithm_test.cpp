@@ -1,13 +1,12 @@
-// The algorithm behind the component, where the component does not let one look.
+// The algorithm behind the component, where the component hides it.
 #include "qvreg/logistic/QvLogAlgorithm.h"
 
-#include <optional>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/LogisticSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
@@ -63,14 +62,14 @@ TEST_P(QvLogAlgorithmTest, BuildModelWithoutParametersDoesNothing) {
 TEST_P(QvLogAlgorithmTest, ScoringBeforeTheBuildAnswers311) {
   QvLogAlgorithm algorithm(settings_.Get());
   Doubles probabilities{7};
-  std::optional<int> predicted;
-  EXPECT_TRUE(algorithm.Score(MakeRecord({0, 1}), probabilities, predicted) ==
+  double predicted = 5.0;
+  EXPECT_TRUE(algorithm.Score(MakeRecord({0, 1}), predicted, probabilities) ==
               QvStatus(311, false));
   algorithm.CreateParameters(data_, parameters_);
-  EXPECT_TRUE(algorithm.Score(MakeRecord({0, 1}), probabilities, predicted) ==
+  EXPECT_TRUE(algorithm.Score(MakeRecord({0, 1}), predicted, probabilities) ==
               QvStatus(311, false));
   EXPECT_EQ(probabilities, Doubles{7});
-  EXPECT_FALSE(predicted.has_value());
+  EXPECT_EQ(predicted, 5.0);
 }
 
 TEST_P(QvLogAlgorithmTest, AnErrorStaysWhateverIsAskedNext) {
@@ -80,8 +79,8 @@ TEST_P(QvLogAlgorithmTest, AnErrorStaysWhateverIsAskedNext) {
   EXPECT_TRUE(algorithm.CreateParameters(data_, parameters_) == QvStatus(307, false));
   EXPECT_TRUE(algorithm.BuildModel(data_) == QvStatus(307, false));
   Doubles probabilities;
-  std::optional<int> predicted;
-  EXPECT_TRUE(algorithm.Score(MakeRecord({0, 1}), probabilities, predicted) ==
+  double predicted = 5.0;
+  EXPECT_TRUE(algorithm.Score(MakeRecord({0, 1}), predicted, probabilities) ==
               QvStatus(307, false));
   EXPECT_EQ(data_.Passes(), 0);
 }

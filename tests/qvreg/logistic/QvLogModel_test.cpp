@@ -13,10 +13,10 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/CapturedOutput.h"
+#include "tests/qvreg/support/DenseMatrix.h"
 #include "tests/qvreg/support/LogModelOnTables.h"
 #include "tests/qvreg/support/LogisticSettings.h"
-#include "tests/qvreg/support/SymMatrices.h"
 
 namespace {
 
@@ -77,13 +77,6 @@ TEST_F(QvLogModelTest, OnlyOneCategoryOfPositiveWeightGives318) {
   EXPECT_TRUE(made->Initialize() == QvStatus(318, false));
   EXPECT_TRUE(made->model.GetStatus() == QvStatus(318, false));
   EXPECT_FALSE(made->model.IsInitialized());
-}
-
-TEST_F(QvLogModelTest, WithoutCountsThereIs318) {
-  const auto made = Make();
-  QvStatus status;
-  made->model.SetDependentCategories(status, nullptr);
-  EXPECT_TRUE(status == QvStatus(318, false));
 }
 
 TEST_F(QvLogModelTest, AnAbsentReferenceGivesWarning319AndTheLastCategory) {

@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstddef>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -11,7 +10,7 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvFactorCounts.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/LogisticFit.h"
 #include "tests/qvreg/support/LogisticSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
@@ -311,10 +310,5 @@ TEST_P(QvLogOutputStatsTest, DisplayPrintsItsFieldsInOrder) {
 }
 
 INSTANTIATE_TEST_SUITE_P(WithAndWithoutTabulator, QvLogOutputStatsTest, ::testing::Bool());
-
-TEST(QvLogOutputStats, IsCopyable) {
-  EXPECT_TRUE(std::is_copy_constructible_v<QvLogOutputStats>);
-  EXPECT_TRUE(std::is_copy_assignable_v<QvLogOutputStats>);
-}
 
 }  // namespace

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/qvreg/support/SymMatrices.h"
+#include "tests/qvreg/support/DenseMatrix.h"
 
 namespace {
 

@@ -1,4 +1,5 @@
-// The stored rows and the walks over them; the first pass and the display have files of their own.
+// The stored rows and the walks over them; QvPatternTabulator_fill_test.cpp has the first pass and
+// the display.
 #include "qvreg/logistic/QvPatternTabulator.h"
 
 #include <algorithm>
@@ -11,11 +12,12 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/logistic/QvAccumStatsLogistic.h"
-#include "tests/qvreg/support/CancelAtPoll.h"
+#include "tests/qvreg/support/Cancellation.h"
+#include "tests/qvreg/support/DenseMatrix.h"
+#include "tests/qvreg/support/FaultyIter.h"
 #include "tests/qvreg/support/LogModelOnTables.h"
 #include "tests/qvreg/support/LogisticSettings.h"
 #include "tests/qvreg/support/StubRegModel.h"
-#include "tests/qvreg/support/SymMatrices.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 #include "tests/qvreg/support/VirtualSlot.h"
 
@@ -46,20 +48,6 @@ const Rows kRows{{0, 0, 0, 1.5, 2, 1},  {2, 0, 1, -1, 1, 0.5}, {3, 1, 1, 0, 3, 1
                  {0, 0, 0, 2.5, 1, 1},  {3, 1, 2, 4, 1, 2},    {2, 1, 1, 1, 1, 1},
                  {0, 0, 1, 0.5, 1, 0.5}};
 constexpr int kRecords = 7;
-
-/// Misbehaves in one pass: announces its second record and delivers none.
-class MissingRecordIter : public VectorRecordIter {
- public:
-  MissingRecordIter(std::vector<QvCommon::Record> records, int pass)
-      : VectorRecordIter(std::move(records)), pass_(pass) {}
-
-  const QvCommon::Record* Next() override {
-    return Passes() == pass_ && Position() == 1 ? nullptr : VectorRecordIter::Next();
-  }
-
- private:
-  int pass_;
-};
 
 /// Refuses or writes down what the tabulator gives it.
 class JournalModel : public qvtest::StubRegModel {
@@ -254,7 +242,7 @@ TEST_F(QvPatternTabulatorTest, StoringFromAnEmptyIteratorAnswers307) {
 TEST_F(QvPatternTabulatorTest, StoringAnswersTheErrorsOfAPass) {
   const auto missing = Make();
   missing->on.Initialize();
-  MissingRecordIter iter(MakeRecords(kRows), 1);
+  qvtest::FaultyIter iter(MakeRecords(kRows), qvtest::Fault::kNull, 1);
   EXPECT_TRUE(missing->tabulator.CreateRowPatterns(iter, missing->on.model) ==
               QvStatus(312, false));
 

@@ -8,8 +8,9 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/logistic/IQvAccumStats.h"
-#include "tests/qvreg/support/CancelAtPoll.h"
+#include "tests/qvreg/support/Cancellation.h"
 #include "tests/qvreg/support/CapturedOutput.h"
+#include "tests/qvreg/support/FaultyIter.h"
 #include "tests/qvreg/support/StubRegModel.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 #include "tests/qvreg/support/VirtualSlot.h"
@@ -97,15 +98,6 @@ class RefusedPassIter : public VectorRecordIter {
   int NewPass() override {
     VectorRecordIter::NewPass();
     return QvCommon::kIterEndOfData;
-  }
-};
-
-class MissingRecordIter : public VectorRecordIter {
- public:
-  using VectorRecordIter::VectorRecordIter;
-
-  const QvCommon::Record* Next() override {
-    return Position() == 1 ? nullptr : VectorRecordIter::Next();
   }
 };
 
@@ -253,7 +245,7 @@ TEST_F(QvRecordIterHandlerTest, ADependentBelow0HasNoCategory) {
 }
 
 TEST_F(QvRecordIterHandlerTest, ARecordAnnouncedButNotDeliveredAnswers304) {
-  MissingRecordIter iter(MakeRecords({{1, 0, 1, 1}, {2, 0, 1, 1}}));
+  qvtest::FaultyIter iter(MakeRecords({{1, 0, 1, 1}, {2, 0, 1, 1}}), qvtest::Fault::kNull, 1);
   QvRecordIterHandler handler = Make(iter);
   handler.SetStatsModel(&stats_, &model_);
   EXPECT_TRUE(handler.ComputeStatsForOptimizer(false) == QvStatus(304, false));

@@ -6,9 +6,8 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/component/ProgressListener.h"
-#include "qvreg/component/ProgressReport.h"
 #include "qvreg/logistic/QvRegOptimizer.h"
-#include "tests/qvreg/support/CancelAtPoll.h"
+#include "tests/qvreg/support/Cancellation.h"
 #include "tests/qvreg/support/ScriptedObjective.h"
 
 namespace {

@@ -30,6 +30,12 @@ QvSymMatrix Diagonal(const Doubles& elements) {
   return matrix;
 }
 
+// Hosts keep the outcomes by number.
+static_assert(kOptContinue == 0 && kOptLLConverged == 1 && kOptParamConverged == 2 &&
+              kOptBothConverged == 3 && kOptHessianSingular == 4 && kOptStepHalvingFailed == 5 &&
+              kOptMaxIterations == 6 && kOptCompleteSeparation == 7 && kOptQuasiSeparation == 8 &&
+              kOptNoIterations == 9);
+
 /// Two parameters and two categories, criteria of 0 and two iterations unless a test says more.
 /// The objective is -1 - sum (beta - 2)^2 / 2, which the first step solves.
 class QvRegOptimizerTest : public ::testing::Test {
@@ -75,19 +81,6 @@ TEST_F(QvRegOptimizerTest, StartsWithOutcome9AndNothingMeasured) {
   EXPECT_EQ(optimizer.GetTotalStepHalvings(), 0);
   ASSERT_NE(optimizer.GetMatrix(), nullptr);
   EXPECT_EQ(optimizer.GetMatrix()->GetOrder(), 2);
-}
-
-TEST_F(QvRegOptimizerTest, TheOutcomeCodesHaveTheirNumbers) {
-  EXPECT_EQ(kOptContinue, 0);
-  EXPECT_EQ(kOptLLConverged, 1);
-  EXPECT_EQ(kOptParamConverged, 2);
-  EXPECT_EQ(kOptBothConverged, 3);
-  EXPECT_EQ(kOptHessianSingular, 4);
-  EXPECT_EQ(kOptStepHalvingFailed, 5);
-  EXPECT_EQ(kOptMaxIterations, 6);
-  EXPECT_EQ(kOptCompleteSeparation, 7);
-  EXPECT_EQ(kOptQuasiSeparation, 8);
-  EXPECT_EQ(kOptNoIterations, 9);
 }
 
 TEST_F(QvRegOptimizerTest, MakesTheEstimatesAsLongAsThereAreParameters) {

@@ -6,29 +6,19 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/settings/QvModelEffect.h"
+#include "tests/qvreg/settings/ModelEffects.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 
 namespace {
 
+using qvtest::EffectOf;
+using qvtest::kA;
+using qvtest::kB;
+using qvtest::kC;
+using qvtest::kVariables;
+using qvtest::kX;
+using qvtest::kY;
 using Ints = std::vector<int>;
-
-// Record indices of the model's variables: three factors, two covariates.
-constexpr int kA = 4;
-constexpr int kB = 2;
-constexpr int kC = 9;
-constexpr int kX = 1;
-constexpr int kY = 7;
-const Ints kVariables = {kA, kB, kC, kX, kY};
-
-QvModelEffect EmptyEffect() { return {3, 2, &kVariables}; }
-
-/// The crossing of factors and covariates.
-QvModelEffect EffectOf(const Ints& factors, const Ints& covariates) {
-  QvModelEffect effect = EmptyEffect();
-  for (const int factor : factors) EXPECT_TRUE(effect.AddNewFactor(factor, false));
-  for (const int covariate : covariates) EXPECT_GT(effect.AddCovariate(covariate), 0);
-  return effect;
-}
 
 TEST(QvModelEffect, CopiesAreIndependentAndShareTheList) {
   QvModelEffect original = EffectOf({kA}, {kX});

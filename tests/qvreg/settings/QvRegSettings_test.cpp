@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/component/ProgressListener.h"
-#include "qvreg/data/QvQueryCancel.h"
+#include "qvreg/data/QvCancelInfo.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/VirtualSlot.h"

@@ -17,9 +17,7 @@ LogModelOnTables::LogModelOnTables(const QvLogRegSettings& runSettings,
       records_(MakeRecords(rows)) {
   validator.SetRecordInfo(settings.GetVariableTypes(), settings.GetFactors(),
                           settings.GetFactorSizes(), settings.GetDependentNCategs());
-  tables.SetModelEffectFactors(design.GetEffectFactors(), settings.GetFactors());
-  tables.SetCovariates(settings.GetCovariates());
-  tables.SetRegrWeightVar(settings.GetRegrWeightVar());
+  design.SetUpTables(tables, settings.GetCovariates());
   for (const QvCommon::Record& record : records_) tables.UpdateAll(record);
   tables.CreateParameterIndices();
   model.SetDesign(tables, design.GetEffectParameters());

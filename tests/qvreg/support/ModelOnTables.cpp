@@ -3,21 +3,13 @@
 #include <stdexcept>
 
 #include "qvreg/data/QvCancelInfo.h"
-#include "qvreg/settings/QvModelEffect.h"
-#include "qvreg/settings/QvRegrParameter.h"
+#include "qvreg/design/QvModelDesign.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace qvtest {
 namespace {
 
 constexpr int kNone = -1;
-
-/// The model's effects, the intercept first when it is used.
-std::vector<QvModelEffect> EffectsOf(const QvRegSettings& settings) {
-  std::vector<QvModelEffect> effects = settings.GetModelEffects();
-  if (settings.GetInterceptUse()) effects.insert(effects.begin(), QvModelEffect());
-  return effects;
-}
 
 }  // namespace
 
@@ -27,22 +19,15 @@ ModelOnTables::ModelOnTables(const QvRegSettings& settings,
              kNone, 0, 0, kNone, 0.0, QvConst::QvOffsetNone),
       model(settings),
       records_(MakeRecords(rows)) {
-  std::vector<std::vector<int>> effectFactors;
-  std::vector<QvRegrParameter> effectParameters;
-  for (const QvModelEffect& effect : EffectsOf(settings)) {
-    effectFactors.push_back(effect.GetFactors());
-    QvRegrParameter& parameter = effectParameters.emplace_back();
-    // Refused for an intercept, which stays as it was made.
-    static_cast<void>(
-        parameter.SetupFromEffect(effect, static_cast<int>(effectFactors.size()) - 1, 0));
-  }
-  tables.SetModelEffectFactors(effectFactors, settings.GetFactors());
-  tables.SetCovariates({settings.GetDependent()});
-  tables.SetRegrWeightVar(settings.GetRegrWeightVar());
+  const QvModelDesign design(settings);
+  std::vector<int> averaged = settings.GetCovariates();
+  averaged.push_back(settings.GetDependent());
+  design.SetUpTables(tables, averaged);
   for (const QvCommon::Record& record : records_) tables.UpdateAll(record);
   tables.CreateParameterIndices();
   model.Initialize(tables);
-  if (!model.CreateParameters(effectParameters).IsOK()) throw std::runtime_error("no parameters");
+  if (!model.CreateParameters(design.GetEffectParameters()).IsOK())
+    throw std::runtime_error("no parameters");
   model.SetScale(tables.GetTotalWeight());
   model.SetDependentMean(tables.GetCovariateMeans().back());
 }

@@ -7,7 +7,7 @@
 
 #include "qvreg/common/QvBitSet.h"
 #include "qvreg/common/QvStatus.h"
-#include "qvreg/common/QvSymMatrixData.h"
+#include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/component/IQvRegOutputStats.h"
 #include "qvreg/data/MultiPassRecordIter.h"

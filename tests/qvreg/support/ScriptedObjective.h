@@ -8,7 +8,6 @@
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/logistic/IQvAccumStats.h"
-#include "qvreg/logistic/IQvDataHandler.h"
 #include "tests/qvreg/support/StubRegModel.h"
 
 namespace qvtest {

@@ -2,7 +2,7 @@
 exp looks up:
 
     python3 make.py values > values.csv
-    python3 make.py table > ../../../qvreg/common/QvExpTable.h
+    python3 make.py table, for qvreg/common/QvElementary.cpp
 
 Computed with mpmath (https://mpmath.org) to 60 digits. Doubles are written in base 16.
 """
@@ -49,17 +49,15 @@ def values():
 
 
 def table():
-    print("#pragma once\n\n#include <array>\n")
-    print("namespace QvCommon {\n")
     print("/// 2^(j/64) for j = 0 .. 63: rounded, and what the rounding leaves. Written by")
     print("/// tests/reference/elementary/make.py.")
-    print("struct QvExpTableRow {\n  double fHigh;\n  double fLow;\n};")
-    print("inline constexpr std::array<QvExpTableRow, 64> kExpTable = {{")
+    print("struct ExpTableRow {\n  double fHigh;\n  double fLow;\n};")
+    print("constexpr std::array<ExpTableRow, 64> kExpTable = {{")
     for j in range(64):
         exact = mpmath.mpf(2) ** (mpmath.mpf(j) / 64)
         high = nearest(exact)
         print(f"    {{{high.hex()}, {nearest(exact - mpmath.mpf(high)).hex()}}},")
-    print("}};\n\n}  // namespace QvCommon")
+    print("}};")
 
 
 {"values": values, "table": table}[sys.argv[1]]()

@@ -1,4 +1,4 @@
-#include "qvreg/common/QvOperationGuard.h"
+#include "qvreg/component/QvRegAlgorithm.h"
 
 #include <new>
 #include <stdexcept>
@@ -20,12 +20,13 @@ QvStatus FailAsAHost() { throw std::runtime_error("the host's own"); }
 
 TEST(QvOperationGuard, PassesTheResultOn) {
   EXPECT_TRUE(GuardOperation([] { return QvStatus(); }).IsOK());
-  EXPECT_TRUE(GuardOperation([] { return QvStatus(309, false); }) == QvStatus(309, false));
+  EXPECT_TRUE(GuardOperation([] { return QvStatus(QvStatusCode::kNoParameters, false); }) ==
+              QvStatus(QvStatusCode::kNoParameters, false));
 }
 
-TEST(QvOperationGuard, TurnsAFailedAllocationIntoStatus305) {
-  EXPECT_TRUE(GuardOperation(RunOutOfMemory) == QvStatus(305, false));
-  EXPECT_TRUE(GuardOperation(AskForTooMuch) == QvStatus(305, false));
+TEST(QvOperationGuard, TurnsAFailedAllocationIntoTooManyParameters) {
+  EXPECT_TRUE(GuardOperation(RunOutOfMemory) == QvStatus(QvStatusCode::kTooManyParameters, false));
+  EXPECT_TRUE(GuardOperation(AskForTooMuch) == QvStatus(QvStatusCode::kTooManyParameters, false));
 }
 
 TEST(QvOperationGuard, LetsTheHostsExceptionsThrough) {
@@ -34,12 +35,14 @@ TEST(QvOperationGuard, LetsTheHostsExceptionsThrough) {
 
 TEST(QvOperationGuard, RunStoresTheResult) {
   QvStatus status;
-  EXPECT_EQ(RunOperation(status, [] { return QvStatus(307, false); }).GetCode(), 307);
-  EXPECT_EQ(status.GetCode(), 307);
+  EXPECT_EQ(
+      RunOperation(status, [] { return QvStatus(QvStatusCode::kNoRecords, false); }).GetCode(),
+      QvStatusCode::kNoRecords);
+  EXPECT_EQ(status.GetCode(), QvStatusCode::kNoRecords);
 }
 
 TEST(QvOperationGuard, RunDoesNothingWhileTheStatusIsAnError) {
-  QvStatus status(301, false);
+  QvStatus status(QvStatusCode::kNoDependent, false);
   bool wasCalled = false;
   EXPECT_EQ(RunOperation(status,
                          [&wasCalled] {
@@ -47,12 +50,12 @@ TEST(QvOperationGuard, RunDoesNothingWhileTheStatusIsAnError) {
                            return QvStatus();
                          })
                 .GetCode(),
-            301);
+            QvStatusCode::kNoDependent);
   EXPECT_FALSE(wasCalled);
 }
 
 TEST(QvOperationGuard, RunGoesOnAfterAWarning) {
-  QvStatus status(319, true);
+  QvStatus status(QvStatusCode::kReferenceNotObserved, true);
   EXPECT_TRUE(RunOperation(status, [] { return QvStatus(); }).IsOK());
   EXPECT_TRUE(status.IsOK());
 }

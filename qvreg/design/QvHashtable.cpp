@@ -1,4 +1,4 @@
-#include "qvreg/common/QvHashKey.h"
+#include "qvreg/design/QvHashtable.h"
 
 #include <cstdint>
 

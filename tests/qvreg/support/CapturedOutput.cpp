@@ -1,4 +1,4 @@
-#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 
 #include <cstddef>
 

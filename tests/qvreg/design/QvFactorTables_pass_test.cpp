@@ -1,5 +1,3 @@
-#include "qvreg/design/QvFactorPass.h"
-
 #include <cstddef>
 #include <utility>
 #include <vector>
@@ -7,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/common/Constants.h"
+#include "qvreg/design/QvFactorTables.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -1,5 +1,3 @@
-#include "qvreg/common/QvHashKey.h"
-
 #include <algorithm>
 #include <climits>
 #include <random>
@@ -8,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "qvreg/design/QvHashtable.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 
 namespace QvCommon {

@@ -1,4 +1,4 @@
-// What a DLL with a standard library of its own gives back when its host unloads it.
+// Frees what a DLL with its own copy of the standard library would leak when its host unloads it.
 
 #if defined(_WIN32) && defined(__GNUC__) && defined(qvreg_EXPORTS)
 

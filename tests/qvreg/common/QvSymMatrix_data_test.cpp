@@ -1,11 +1,10 @@
-#include "qvreg/common/QvSymMatrixData.h"
-
 #include <climits>
 #include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "qvreg/common/QvSymMatrix.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 

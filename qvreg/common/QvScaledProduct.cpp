@@ -1,4 +1,4 @@
-#include "qvreg/common/QvWeightUnit.h"
+#include "qvreg/common/QvScaledProduct.h"
 
 namespace QvCommon {
 

@@ -1,12 +1,11 @@
-#include "qvreg/logistic/QvRowPatterns.h"
-
 #include <new>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "qvreg/logistic/QvPatternTabulator.h"
 #include "tests/qvreg/support/AllocationHooks.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 
 namespace {
 

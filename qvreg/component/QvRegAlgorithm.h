@@ -1,0 +1,103 @@
+#pragma once
+
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <vector>
+
+#include "qvreg/common/QvStatus.h"
+#include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/common/Record.h"
+#include "qvreg/component/IQvRegOutputStats.h"
+#include "qvreg/data/MultiPassRecordIter.h"
+#include "qvreg/data/QvCancelInfo.h"
+#include "qvreg/data/QvRegRecordValidator.h"
+#include "qvreg/settings/QvRegrParameter.h"
+
+/// The estimation and scoring behind a component: what QvRegComponent requires of either model.
+///
+/// May throw std::bad_alloc from any operation: the component turns that into a status. One thread
+/// at a time, except Cancel.
+class QvRegAlgorithm {
+ public:
+  explicit QvRegAlgorithm(QvQueryCancel* query) : fCancelInfo(query) {}
+  QvRegAlgorithm(const QvRegAlgorithm&) = delete;
+  QvRegAlgorithm& operator=(const QvRegAlgorithm&) = delete;
+
+  virtual ~QvRegAlgorithm() = default;
+  /// The first pass and the model's set-up: kAlreadyBuilt when built, kDataProcessed when done
+  /// before, kNoParameters when an effect names a variable that the settings do not.
+  virtual QvCommon::QvStatus CreateParameters(QvCommon::MultiPassRecordIter& iter,
+                                              std::vector<QvRegrParameter>& params) = 0;
+  /// The later passes.
+  virtual QvCommon::QvStatus BuildModel(QvCommon::MultiPassRecordIter& iter) = 0;
+  [[nodiscard]] virtual bool AreParametersCreated() const = 0;
+  [[nodiscard]] virtual bool IsModelBuilt() const = 0;
+  /// Scores a record, as IQvRegComponent::Score: kCancelled, kNotBuilt, kShortRecord when the
+  /// record does not hold the design. The result is not kept as the status.
+  virtual QvCommon::QvStatus Score(const QvCommon::Record& record, double& predicted,
+                                   std::vector<double>& values) = 0;
+  /// The results of the built model; they borrow this object.
+  virtual std::unique_ptr<IQvRegOutputStats> MakeOutputStats() = 0;
+  virtual void Display() const = 0;
+
+  void Cancel() { fCancelInfo.SetCancel(); }
+  [[nodiscard]] const QvCommon::QvStatus& GetStatus() const { return fStatus; }
+  [[nodiscard]] const std::vector<QvCommon::QvStatus>& GetWarnings() const { return fWarnings; }
+  [[nodiscard]] const QvRecordCounts& GetRecordCounts() const { return fRecordCounts; }
+
+ protected:
+  QvCancelInfo fCancelInfo;
+  QvRecordCounts fRecordCounts;
+  QvCommon::QvStatus fStatus;
+  std::vector<QvCommon::QvStatus> fWarnings;
+};
+
+/// Runs an operation of a component and returns its status; an allocation that fails inside it
+/// becomes kTooManyParameters. What a host's code throws passes through.
+template <typename Operation>
+QvCommon::QvStatus GuardOperation(Operation&& operation) {
+  try {
+    return operation();
+  } catch (const std::bad_alloc&) {
+    return {QvStatusCode::kTooManyParameters, false};
+  } catch (const std::length_error&) {
+    return {QvStatusCode::kTooManyParameters, false};
+  }
+}
+
+/// Runs a diagnostic display; what memory that ran out leaves unprinted is lost.
+template <typename Print>
+void GuardDisplay(Print&& print) {
+  GuardOperation([&] {
+    print();
+    return QvCommon::QvStatus();
+  });
+}
+
+/// As GuardOperation, for an operation whose result becomes the component's status: nothing is done
+/// while that is an error, and an exception of the host's code leaves kRecordMissing.
+template <typename Operation>
+QvCommon::QvStatus RunOperation(QvCommon::QvStatus& status, Operation&& operation) {
+  if (status.IsError()) return status;
+  try {
+    status = GuardOperation(operation);
+  } catch (...) {
+    status = QvCommon::QvStatus(QvStatusCode::kRecordMissing, false);
+    throw;
+  }
+  return status;
+}
+
+/// Copies the settings `given` to a component's `own` and makes the algorithm that borrows the
+/// copy; none where the copy's own check fails. The status of that check.
+template <typename Algorithm, typename Settings>
+QvCommon::QvStatus StartAlgorithm(const Settings& given, Settings& own,
+                                  std::unique_ptr<QvRegAlgorithm>& algorithm) {
+  return GuardOperation([&] {
+    own = given;
+    const QvCommon::QvStatus status = own.IsValidSettings();
+    if (!status.IsError()) algorithm = std::make_unique<Algorithm>(own);
+    return status;
+  });
+}

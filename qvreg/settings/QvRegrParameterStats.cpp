@@ -1,7 +1,0 @@
-#include "qvreg/settings/QvRegrParameterStats.h"
-
-#include <cmath>
-
-double QvRegrParameterStats::GetSqrtDeff() const {
-  return fDesignEffect < 0.0 ? QvMV::gMissingValue : std::sqrt(fDesignEffect);
-}
