@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <fstream>
@@ -14,10 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/qvreg/support/LogisticReferenceCase.h"
-#include "tests/qvreg/support/LogisticReferenceRun.h"
 #include "tests/qvreg/support/ReferenceCase.h"
-#include "tests/qvreg/support/ReferenceModel.h"
 #include "tests/qvreg/support/ReferenceRun.h"
 
 namespace {
@@ -33,21 +31,18 @@ void AddAll(Numbers& numbers, const std::string& name, const std::vector<double>
   }
 }
 
-void AddLinearFit(Numbers& numbers, const qvtest::ReferenceModel& model, bool refine) {
-  const qvtest::ReferenceFit fit =
-      qvtest::FitReferenceCase(qvtest::LoadReferenceCase(model), refine ? 1 : 0);
-  const std::string name = model.name + (refine ? " refined" : " plain");
+void AddLinearFit(Numbers& numbers, const qvtest::ReferenceCase& reference, bool refine) {
+  const qvtest::ReferenceValues fit = qvtest::FitLinearCase(reference, refine ? 1 : 0).values;
+  const std::string name = reference.name + (refine ? " refined" : " plain");
   AddAll(numbers, name + " estimate", fit.estimates);
   AddAll(numbers, name + " variance", fit.unscaledVariance);
   numbers[name + " rmse"] = fit.rmse;
   numbers[name + " R square"] = fit.rSquare;
 }
 
-void AddLogisticFit(Numbers& numbers, const std::string& caseName, bool inMemory) {
-  const qvtest::LogisticReferenceCase reference = qvtest::LoadLogisticReferenceCase(caseName);
-  const qvtest::LogisticReferenceValues fit =
-      qvtest::LogisticReferenceRun(reference.task, inMemory).Values();
-  const std::string name = "logistic/" + caseName + (inMemory ? " in memory" : " record by record");
+void AddLogisticFit(Numbers& numbers, const qvtest::ReferenceCase& reference, bool inMemory) {
+  const qvtest::ReferenceValues fit = qvtest::LogisticReferenceRun(reference, inMemory).Values();
+  const std::string name = reference.name + (inMemory ? " in memory" : " record by record");
   AddAll(numbers, name + " estimate", fit.estimates);
   AddAll(numbers, name + " error", fit.standardErrors);
   numbers[name + " initial log-likelihood"] = fit.loglikInitial;
@@ -59,12 +54,16 @@ void AddLogisticFit(Numbers& numbers, const std::string& caseName, bool inMemory
 
 Numbers FitAll() {
   Numbers numbers;
-  for (const bool choice : {false, true}) {
-    for (const qvtest::ReferenceModel& model : qvtest::ReferenceModels()) {
-      AddLinearFit(numbers, model, choice);
-    }
-    for (const std::string& name : qvtest::LogisticReferenceNames()) {
-      AddLogisticFit(numbers, name, choice);
+  for (const char* folder : {"linear", "r", "logistic/fits"}) {
+    for (const std::string& name : qvtest::ReferenceNames(folder)) {
+      const qvtest::ReferenceCase reference = qvtest::LoadReferenceCase(name);
+      for (const bool choice : {false, true}) {
+        if (reference.model.IsLogistic()) {
+          AddLogisticFit(numbers, reference, choice);
+        } else {
+          AddLinearFit(numbers, reference, choice);
+        }
+      }
     }
   }
   return numbers;

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/qvreg/support/AllocationHooks.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 

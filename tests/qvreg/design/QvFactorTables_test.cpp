@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/common/Constants.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 #include "tests/qvreg/support/VirtualSlot.h"
 

@@ -7,8 +7,8 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvStatus.h"
 #include "tests/qvreg/support/CancelAtPoll.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/CapturedOutput.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

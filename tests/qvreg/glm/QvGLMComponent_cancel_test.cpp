@@ -12,8 +12,7 @@
 #include "qvreg/glm/QvGLMComponent.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CancelAtPoll.h"
-#include "tests/qvreg/support/CancellingIter.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

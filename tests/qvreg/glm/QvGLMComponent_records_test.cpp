@@ -13,7 +13,7 @@
 #include "qvreg/glm/QvGLMComponent.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/FittedModel.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

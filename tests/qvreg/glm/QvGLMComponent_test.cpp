@@ -10,8 +10,8 @@
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/component/IQvRegOutputStats.h"
 #include "tests/qvreg/support/AllocationHooks.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/CapturedOutput.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

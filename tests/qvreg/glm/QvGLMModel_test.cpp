@@ -13,9 +13,9 @@
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "tests/qvreg/support/CancelAtPoll.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/ModelOnTables.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

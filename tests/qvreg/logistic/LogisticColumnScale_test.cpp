@@ -11,8 +11,8 @@
 
 #include "qvreg/component/ProgressListener.h"
 #include "qvreg/component/ProgressReport.h"
-#include "tests/qvreg/support/LogisticFit.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/FittedModel.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

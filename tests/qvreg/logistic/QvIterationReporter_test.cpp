@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/component/ProgressListener.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/VirtualSlot.h"
 
 namespace {

@@ -9,8 +9,7 @@
 #include "qvreg/logistic/QvLogOutputStats.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CancelAtPoll.h"
-#include "tests/qvreg/support/CancellingIter.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -10,8 +10,8 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/CapturedOutput.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -13,9 +13,9 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/qvreg/support/CapturedDisplay.h"
-#include "tests/qvreg/support/LogModelOnTables.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/CapturedOutput.h"
+#include "tests/qvreg/support/ModelOnTables.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/SymMatrices.h"
 
 namespace {

@@ -6,9 +6,9 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/logistic/QvPatternTabulator.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
-#include "tests/qvreg/support/LogModelOnTables.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/CapturedOutput.h"
+#include "tests/qvreg/support/ModelOnTables.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/logistic/QvPatternTabulator.h"
 #include "tests/qvreg/support/CancelAtPoll.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/StubRegModel.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 

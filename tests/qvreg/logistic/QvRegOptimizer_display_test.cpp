@@ -6,7 +6,7 @@
 
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/logistic/QvRegOptimizer.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/ScriptedObjective.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/qvreg/support/AllocationHooks.h"
-#include "tests/qvreg/support/CapturedDisplay.h"
+#include "tests/qvreg/support/CapturedOutput.h"
 
 namespace {
 

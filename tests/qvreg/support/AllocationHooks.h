@@ -1,5 +1,15 @@
 #pragma once
 
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "qvreg/common/QvStatusCodes.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
+
 namespace qvtest {
 
 /// The executable's operator new and delete count what they hand out and take back, on all threads.
@@ -25,6 +35,82 @@ class AllocationFault {
 
   /// True once an allocation was made to fail.
   [[nodiscard]] bool HasStruck() const;
+};
+
+/// Repeats a run once for each of its allocations, which then fails. A run must not throw or leak;
+/// it ends without a component, with kTooManyParameters, or with the right result.
+///
+/// `run()` answers an object with `hasThrown`, `hasComponent` and `code`, the first status that was
+/// not success; `expectRightResult(outcome)` checks one that met none.
+template <typename Run, typename Check>
+void FailEveryAllocation(AllocationFault::Extent extent, Run&& run, Check&& expectRightResult) {
+  const long long before = AllocationCount();
+  auto outcome = run();
+  const long long total = AllocationCount() - before;
+  ASSERT_GT(total, 100);
+  for (long long n = 1; n <= total; ++n) {
+    SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(total));
+    const long long live = LiveAllocations();
+    bool hasStruck = false;
+    {
+      const AllocationFault fault(n, extent);
+      outcome = run();
+      hasStruck = fault.HasStruck();
+    }
+    EXPECT_EQ(LiveAllocations(), live);
+    EXPECT_TRUE(hasStruck);
+    EXPECT_FALSE(outcome.hasThrown);
+    if (!outcome.hasComponent) continue;
+    if (outcome.code == 0) {
+      expectRightResult(outcome);
+    } else {
+      EXPECT_EQ(outcome.code, QvStatusCode::kTooManyParameters);
+    }
+  }
+}
+
+/// Reads the allocation counter as the library asks for records. Its own notes are reserved before.
+class AllocationCountingIter : public VectorRecordIter {
+ public:
+  struct Pass {
+    long long atStart = 0;
+    long long afterFirstRecord = 0;
+    long long afterFirstBlock = 0;
+    long long atEnd = 0;
+  };
+
+  /// `block` is how many records a block holds; no more than `mostPasses` passes may be made.
+  AllocationCountingIter(std::vector<QvCommon::Record> records, std::size_t block,
+                         std::size_t mostPasses)
+      : VectorRecordIter(std::move(records)), block_(block), passes_(mostPasses) {}
+
+  [[nodiscard]] bool HasMore() const override {
+    const bool hasMore = VectorRecordIter::HasMore();
+    if (!hasMore) passes_.at(Current()).atEnd = AllocationCount();
+    return hasMore;
+  }
+  const QvCommon::Record* Next() override {
+    Pass& pass = passes_.at(Current());
+    if (Position() == 1) pass.afterFirstRecord = AllocationCount();
+    if (Position() == block_) pass.afterFirstBlock = AllocationCount();
+    return VectorRecordIter::Next();
+  }
+  int NewPass() override {
+    const int reason = VectorRecordIter::NewPass();
+    passes_.at(Current()).atStart = AllocationCount();
+    return reason;
+  }
+
+  /// Counted from 0.
+  [[nodiscard]] const Pass& PassAt(int pass) const {
+    return passes_.at(static_cast<std::size_t>(pass));
+  }
+
+ private:
+  [[nodiscard]] std::size_t Current() const { return static_cast<std::size_t>(Passes() - 1); }
+
+  std::size_t block_;
+  mutable std::vector<Pass> passes_;
 };
 
 }  // namespace qvtest

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -24,6 +25,27 @@ template <typename Action>
   for (std::string line; std::getline(lines, line);)
     labels.push_back(line.substr(0, line.find(':')));
   return labels;
+}
+
+/// What an object's Display prints to standard output.
+template <typename Displayed>
+std::string CapturedDisplay(const Displayed& object) {
+  return OutputOf([&object] { object.Display(); });
+}
+
+/// Succeeds when `text` holds every one of `parts`, each behind the one before it.
+[[nodiscard]] inline ::testing::AssertionResult HoldsInOrder(
+    const std::string& text, const std::vector<std::string>& parts) {
+  std::size_t from = 0;
+  for (const std::string& part : parts) {
+    const std::size_t place = text.find(part, from);
+    if (place == std::string::npos) {
+      return ::testing::AssertionFailure() << "\"" << part << "\" is missing from here on:\n"
+                                           << text.substr(from);
+    }
+    from = place + part.size();
+  }
+  return ::testing::AssertionSuccess();
 }
 
 }  // namespace qvtest
