@@ -2,6 +2,7 @@
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 
 void must(int32_t code, const qvreg_error* error, const char* what) {
   if (code == QVREG_OK) return;
@@ -23,12 +24,10 @@ static void add_once(variables* to, int32_t position) {
 }
 
 static void collect(const model* of, const table* over, variables* factors, variables* covariates) {
-  for (const term* t = of->terms; t->factors[0] != NULL || t->covariates[0] != NULL; ++t) {
-    for (const char* const* name = t->factors; *name != NULL; ++name) {
-      add_once(factors, column_of(over, *name));
-    }
-    for (const char* const* name = t->covariates; *name != NULL; ++name) {
-      add_once(covariates, column_of(over, *name));
+  for (const term* t = of->terms; t < of->terms + of->n_terms; ++t) {
+    for (size_t i = 0; i < t->n_factors; ++i) add_once(factors, column_of(over, t->factors[i]));
+    for (size_t i = 0; i < t->n_covariates; ++i) {
+      add_once(covariates, column_of(over, t->covariates[i]));
     }
   }
 }
@@ -46,11 +45,11 @@ static void add_roles(qvreg_settings* to, const model* of, const table* over,
   for (size_t i = 0; i < covariates->count; ++i) {
     must(qvreg_settings_add_covariate(to, covariates->positions[i], &error), &error, "covariate");
   }
-  if (of->frequency_weight != NULL) {
+  if (of->frequency_weight[0] != '\0') {
     must(qvreg_settings_set_frequency_weight(to, column_of(over, of->frequency_weight), &error),
          &error, "frequency weight");
   }
-  if (of->regression_weight != NULL) {
+  if (of->regression_weight[0] != '\0') {
     must(qvreg_settings_set_regression_weight(to, column_of(over, of->regression_weight), &error),
          &error, "regression weight");
   }
@@ -63,30 +62,42 @@ static void add_terms(qvreg_settings* to, const model* of, const table* over,
   must(qvreg_effect_create(factors->positions, factors->count, covariates->positions,
                            covariates->count, &effect, &error),
        &error, "effect");
-  for (const term* t = of->terms; t->factors[0] != NULL || t->covariates[0] != NULL; ++t) {
+  for (const term* t = of->terms; t < of->terms + of->n_terms; ++t) {
     must(qvreg_effect_reset(effect, &error), &error, "effect");
-    for (const char* const* name = t->factors; *name != NULL; ++name) {
-      must(qvreg_effect_add_factor(effect, column_of(over, *name), 0, &error), &error, *name);
+    for (size_t i = 0; i < t->n_factors; ++i) {
+      const char* name = t->factors[i];
+      must(qvreg_effect_add_factor(effect, column_of(over, name), t->is_nested && i > 0, &error),
+           &error, name);
     }
-    for (const char* const* name = t->covariates; *name != NULL; ++name) {
-      must(qvreg_effect_add_covariate(effect, column_of(over, *name), NULL, &error), &error, *name);
+    for (size_t i = 0; i < t->n_covariates; ++i) {
+      const char* name = t->covariates[i];
+      must(qvreg_effect_add_covariate(effect, column_of(over, name), NULL, &error), &error, name);
     }
     must(qvreg_settings_add_effect(to, effect, &error), &error, "effect of the settings");
   }
   qvreg_effect_destroy(effect);
 }
 
+static int32_t reference_category(const model* of, const table* over) {
+  if (strcmp(of->reference_category, "first") == 0) return QVREG_FIRST_OBSERVED;
+  if (strcmp(of->reference_category, "last") == 0) return QVREG_LAST_OBSERVED;
+  const int32_t level = level_of(over, column_of(over, of->dependent), of->reference_category);
+  if (level < 0) give_up("there is no level", of->reference_category);
+  return level;
+}
+
 static void set_options(qvreg_settings* to, const model* of, const table* over) {
   qvreg_error error = QVREG_ERROR_INIT;
   qvreg_options options = {.struct_size = sizeof options};
   must(qvreg_settings_get_options(to, &options, &error), &error, "options");
+  options.use_intercept = of->has_intercept;
   options.refine_estimates = 1;
   must(qvreg_settings_set_options(to, &options, &error), &error, "options");
   if (of->kind != QVREG_MODEL_LOGISTIC) return;
   qvreg_logistic_options logistic = {.struct_size = sizeof logistic};
   must(qvreg_settings_get_logistic_options(to, &logistic, &error), &error, "logistic options");
   logistic.n_categories = over->n_levels[column_of(over, of->dependent)];
-  logistic.reference_category = of->reference_category;
+  logistic.reference_category = reference_category(of, over);
   logistic.param_criterion = 1e-10;
   must(qvreg_settings_set_logistic_options(to, &logistic, &error), &error, "logistic options");
 }

@@ -56,7 +56,7 @@ static size_t count_lines(const char* text) {
   return lines;
 }
 
-static int level_of(const table* in, size_t column, const char* cell) {
+int level_of(const table* in, int column, const char* cell) {
   for (int level = 0; level < in->n_levels[column]; ++level) {
     if (strcmp(in->levels[column][level], cell) == 0) return level;
   }
@@ -64,7 +64,7 @@ static int level_of(const table* in, size_t column, const char* cell) {
 }
 
 // Puts a level in its place among the others.
-static void add_level(table* into, size_t column, const char* cell) {
+static void add_level(table* into, int column, const char* cell) {
   if (level_of(into, column, cell) >= 0) return;
   int place = into->n_levels[column]++;
   if (place == MOST_LEVELS) give_up("too many levels", into->names[column]);
@@ -91,10 +91,10 @@ static void read_cells(const char* text, table* into) {
       if (*text != '\0') ++text;
       const int is_text = cell[0] != '\0' && !is_number(cell, &number);
       if (into->values == NULL) {
-        if (is_text) add_level(into, j, cell);
+        if (is_text) add_level(into, (int)j, cell);
         continue;
       }
-      double value = into->n_levels[j] > 0 ? level_of(into, j, cell) : number;
+      double value = into->n_levels[j] > 0 ? level_of(into, (int)j, cell) : number;
       if (cell[0] == '\0') value = into->n_levels[j] > 0 ? -1.0 : QVREG_MISSING_VALUE;
       into->values[j * into->n_records + i] = value;
     }

@@ -22,6 +22,9 @@ table read_table(const char* path);
 // The position of a column; ends the program when there is none.
 int column_of(const table* of, const char* name);
 
+// The code of a level in a text column; -1 when there is none.
+int level_of(const table* in, int column, const char* cell);
+
 // The whole text of a file, or the end of the program. The caller frees it.
 char* read_text(const char* path);
 

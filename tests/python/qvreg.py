@@ -1,7 +1,8 @@
-"""The C interface of the library as these tests need it, told to ctypes."""
+"""The C interface of the library for ctypes, as far as these tests need it."""
 
 import ctypes
 from ctypes import c_char, c_double, c_int32, c_int64, c_size_t, c_ssize_t, c_void_p
+from dataclasses import dataclass
 
 MISSING = -1.7976931348623157e308
 
@@ -150,3 +151,76 @@ class Handle:
 
 def int32s(values):
     return (c_int32 * len(values))(*values)
+
+
+@dataclass
+class Effect:
+    """Positions of its factors, each nested in those before it or all crossed, and of its
+    covariates, repeated for powers."""
+
+    factors: list
+    covariates: list
+    is_nested: bool = False
+
+
+@dataclass
+class Model:
+    """Positions in a record; of factors with their numbers of levels."""
+
+    kind: int
+    dependent: int
+    factors: dict
+    covariates: list
+    effects: list
+    frequency: int = None
+    regression: int = None
+
+
+def make_settings(library, model):
+    settings = library.made("settings", "settings_create", model.kind)
+    library.call("settings_set_dependent", settings, model.dependent)
+    for position, levels in model.factors.items():
+        library.call("settings_add_factor", settings, position, levels)
+    for position in model.covariates:
+        library.call("settings_add_covariate", settings, position)
+    if model.frequency is not None:
+        library.call("settings_set_frequency_weight", settings, model.frequency)
+    if model.regression is not None:
+        library.call("settings_set_regression_weight", settings, model.regression)
+    for effect in model.effects:
+        library.call("settings_add_effect", settings, make_effect(library, model, effect))
+    return settings
+
+
+def make_effect(library, model, effect):
+    factors, covariates = int32s(list(model.factors)), int32s(model.covariates)
+    made = library.made("effect", "effect_create", factors, c_size_t(len(factors)), covariates,
+                        c_size_t(len(covariates)))
+    for position in effect.factors:
+        library.call("effect_add_factor", made, position, int(effect.is_nested))
+    for position in effect.covariates:
+        library.call("effect_add_covariate", made, position, None)
+    return made
+
+
+def change(library, settings, what, structure, choices):
+    """Changes some of the `options` or `logistic_options`."""
+    library.call(f"settings_get_{what}", settings, ctypes.byref(structure))
+    for name, value in choices.items():
+        setattr(structure, name, value)
+    library.call(f"settings_set_{what}", settings, ctypes.byref(structure))
+
+
+class Columns:
+    """Records in memory, one array per variable."""
+
+    def __init__(self, values):
+        self.n_records = len(values[0])
+        self.arrays = [(c_double * self.n_records)(*column) for column in values]
+        pointer = ctypes.POINTER(c_double)
+        self.columns = (Column * len(self.arrays))(
+            *[Column(ctypes.cast(array, pointer), 1) for array in self.arrays])
+
+    def source(self, library):
+        return library.made("source", "source_create_columns", self.columns,
+                            c_size_t(len(self.arrays)), c_size_t(self.n_records))

@@ -20,67 +20,14 @@ cases = references.all_cases(sys.argv.pop(1))
 
 
 def settings_of(case):
-    settings = library.made("settings", "settings_create", case.kind)
-    library.call("settings_set_dependent", settings, case.position(case.dependent))
-    for factor in case.factors:
-        library.call("settings_add_factor", settings, case.position(factor),
-                     len(case.levels[factor]))
-    for covariate in case.covariates:
-        library.call("settings_add_covariate", settings, case.position(covariate))
-    if "--freq-weight" in case.options:
-        library.call("settings_set_frequency_weight", settings,
-                     case.position(case.options["--freq-weight"]))
-    if "--regression-weight" in case.options:
-        library.call("settings_set_regression_weight", settings,
-                     case.position(case.options["--regression-weight"]))
-    add_terms(case, settings)
-    set_options(case, settings)
+    settings = qvreg.make_settings(library, case.model())
+    qvreg.change(library, settings, "options", qvreg.Options(),
+                 {"use_intercept": int(case.formula.intercept), "refine_estimates": 1})
+    if case.is_logistic:
+        qvreg.change(library, settings, "logistic_options", qvreg.LogisticOptions(),
+                     {"n_categories": len(case.dependent_levels()),
+                      "reference_category": case.reference_category(), "param_criterion": 1e-10})
     return settings
-
-
-def add_terms(case, settings):
-    factors = qvreg.int32s([case.position(name) for name in case.factors])
-    covariates = qvreg.int32s([case.position(name) for name in case.covariates])
-    for term in case.terms:
-        effect = library.made("effect", "effect_create", factors, c_size_t(len(factors)),
-                              covariates, c_size_t(len(covariates)))
-        for name in term.factors:
-            library.call("effect_add_factor", effect, case.position(name), 0)
-        for name, power in term.covariates.items():
-            for _ in range(power):
-                library.call("effect_add_covariate", effect, case.position(name), None)
-        library.call("settings_add_effect", settings, effect)
-
-
-def set_options(case, settings):
-    options = qvreg.Options()
-    library.call("settings_get_options", settings, ctypes.byref(options))
-    options.use_intercept = int(case.intercept)
-    options.refine_estimates = 1
-    library.call("settings_set_options", settings, ctypes.byref(options))
-    if case.kind == qvreg.LINEAR:
-        return
-    logistic = qvreg.LogisticOptions()
-    library.call("settings_get_logistic_options", settings, ctypes.byref(logistic))
-    logistic.n_categories = len(case.levels[case.dependent])
-    logistic.reference_category = case.reference_category()
-    logistic.param_criterion = 1e-10
-    library.call("settings_set_logistic_options", settings, ctypes.byref(logistic))
-
-
-class Columns:
-    """A case's records in memory, one array per variable."""
-
-    def __init__(self, case):
-        self.n_records = len(case.values[0])
-        self.arrays = [(c_double * self.n_records)(*values) for values in case.values]
-        pointer = ctypes.POINTER(c_double)
-        self.columns = (qvreg.Column * len(self.arrays))(
-            *[qvreg.Column(ctypes.cast(array, pointer), 1) for array in self.arrays])
-
-    def source(self):
-        return library.made("source", "source_create_columns", self.columns,
-                            c_size_t(len(self.arrays)), c_size_t(self.n_records))
 
 
 class Feed:
@@ -172,26 +119,26 @@ class References(unittest.TestCase):
                          1e-12)
         codes = (c_int32 * n)()
         library.call("logistic_get_categories", results, codes, None, c_size_t(n), None)
-        self.assertEqual([case.levels[case.dependent][code] for code in codes],
+        self.assertEqual([case.dependent_levels()[code] for code in codes],
                          expected["categories"])
 
     def test_every_case(self):
         self.assertGreater(len(cases), 40)
         for case in cases:
             with self.subTest(case.name):
-                columns = Columns(case)
-                _, results = fit(settings_of(case), columns.source())
+                columns = qvreg.Columns(case.values)
+                _, results = fit(settings_of(case), columns.source(library))
                 self.check_both(case, results)
-                if case.kind == qvreg.LINEAR:
+                if not case.is_logistic:
                     self.check_linear(case, results)
                 else:
                     self.check_logistic(case, results)
 
     def test_callbacks_give_the_same_as_columns(self):
-        for name in ("linear/two_way_freq", "fits/binary_both_weights"):
+        for name in ("linear/two_way_freq", "logistic/fits/binary_both_weights"):
             case = case_named(name)
-            columns, feed = Columns(case), Feed(case)
-            _, one = fit(settings_of(case), columns.source())
+            columns, feed = qvreg.Columns(case.values), Feed(case)
+            _, one = fit(settings_of(case), columns.source(library))
             _, other = fit(settings_of(case), feed.source())
             for function in ("results_get_estimates", "results_get_covariance_packed",
                              "results_get_means"):
@@ -208,8 +155,8 @@ class Hosts(unittest.TestCase):
         return raised.exception
 
     def setUp(self):
-        self.case = case_named("fits/binary")
-        self.columns = Columns(self.case)
+        self.case = case_named("logistic/fits/binary")
+        self.columns = qvreg.Columns(self.case.values)
         self.settings = settings_of(self.case)
 
     def component(self):
@@ -231,7 +178,7 @@ class Hosts(unittest.TestCase):
         stop = qvreg.CancelCallback(lambda _user: 1)
         library.call("settings_set_cancel", self.settings, stop, None)
         self.assert_code(qvreg.CANCELLED, "component_build", self.component(),
-                         self.columns.source())
+                         self.columns.source(library))
 
     def test_progress_is_told(self):
         told = []
@@ -242,14 +189,14 @@ class Hosts(unittest.TestCase):
 
         callback = qvreg.ProgressCallback(hear)
         library.call("settings_set_progress", self.settings, callback, None)
-        _, results = fit(self.settings, self.columns.source())
+        _, results = fit(self.settings, self.columns.source(library))
         summary = library.value(qvreg.LogisticSummary, "logistic_get_summary", results)
         self.assertEqual(told[-1][0], summary.iterations)
         self.assertEqual(told[-1][1], summary.final_log_likelihood)
         self.assertEqual(len(told[-1][2]), 3)
 
     def test_scores_are_probabilities(self):
-        component, results = fit(self.settings, self.columns.source())
+        component, results = fit(self.settings, self.columns.source(library))
         record = (c_double * len(self.case.values))(*[v[0] for v in self.case.values])
         predicted, verdict = c_double(), c_int32()
         probabilities = (c_double * 2)()
@@ -272,7 +219,7 @@ class Hosts(unittest.TestCase):
             source = library.made("source", "source_open_file", path.encode("utf-8"),
                                   c_size_t(len(self.case.values)))
             _, from_file = fit(self.settings, source)
-            _, from_memory = fit(self.settings, self.columns.source())
+            _, from_memory = fit(self.settings, self.columns.source(library))
             self.assertEqual(library.list(c_double, "results_get_estimates", from_file),
                              library.list(c_double, "results_get_estimates", from_memory))
         error = self.assert_code(qvreg.CANNOT_OPEN, "source_open_file", path.encode("utf-8"),
@@ -284,12 +231,12 @@ class Hosts(unittest.TestCase):
         self.assert_code(qvreg.NULL_HANDLE, "settings_validate", None)
         self.assert_code(qvreg.BAD_HANDLE, "effect_reset", self.settings)
         self.assert_code(qvreg.SETTING_REFUSED, "settings_set_dependent", self.settings, 0)
-        _, results = fit(self.settings, self.columns.source())
+        _, results = fit(self.settings, self.columns.source(library))
         self.assert_code(qvreg.NOT_SERVED, "results_get_fit_stat", results, qvreg.RMSE,
                          ctypes.byref(value))
         linear = case_named("linear/norris")
-        columns = Columns(linear)
-        _, results = fit(settings_of(linear), columns.source())
+        columns = qvreg.Columns(linear.values)
+        _, results = fit(settings_of(linear), columns.source(library))
         self.assert_code(qvreg.WRONG_MODEL, "logistic_get_summary", results,
                          ctypes.byref(qvreg.LogisticSummary()))
 

@@ -1,6 +1,14 @@
-"""Least squares in fractions: what the exact reference fits of both models are computed with."""
+"""Least squares in fractions: what the exact fits of both models are computed with."""
 
+from dataclasses import dataclass
+from decimal import Context, Decimal
 from fractions import Fraction
+
+
+def square_root(value):
+    """The square root of a fraction, taken to 60 digits and rounded to double."""
+    exact = Context(prec=60)
+    return float(exact.sqrt(exact.divide(Decimal(value.numerator), Decimal(value.denominator))))
 
 
 def dot(a, b):
@@ -39,3 +47,32 @@ def sweep(matrix, pivots, tolerance=0):
         row[k] = 1 / pivot
         matrix[k] = row
     return kept, shares
+
+
+@dataclass
+class Fit:
+    """A weighted least squares fit: `estimates` and `variances` (unscaled) are 0 where a column is
+    not kept, `shares` is what is left of each column beside those kept before it."""
+
+    kept: list
+    shares: list
+    estimates: list
+    variances: list
+    residual: Fraction  # weighted sums of squares
+    total: Fraction     # about the weighted mean where there is an intercept
+
+    @property
+    def r_square(self):
+        return 1 - self.residual / self.total if self.total else Fraction(0)
+
+
+def least_squares(columns, y, intercept, weights=None, tolerance=0):
+    p = len(columns)
+    m = cross_products(columns + [y], weights)
+    kept, shares = sweep(m, p, tolerance)
+    w = weights if weights is not None else [Fraction(1)] * len(y)
+    mean = dot(w, y) / sum(w) if intercept else 0
+    return Fit(kept, shares,
+               [m[k][p] if k in kept else Fraction(0) for k in range(p)],
+               [m[k][k] if k in kept else Fraction(0) for k in range(p)],
+               m[p][p], sum(v * (x - mean) ** 2 for v, x in zip(w, y)))

@@ -2,10 +2,11 @@
 // all numbers to a file, or compares them with such a file that another build wrote:
 //
 //   reference_fits write FILE
-//   reference_fits compare FILE    fails where a number differs by more than 1e-12 of itself
+//   reference_fits compare FILE    fails where a number differs in any bit
 
-#include <algorithm>
-#include <cmath>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <fstream>
@@ -14,15 +15,10 @@
 #include <string>
 #include <vector>
 
-#include "tests/qvreg/support/LogisticReferenceCase.h"
-#include "tests/qvreg/support/LogisticReferenceRun.h"
 #include "tests/qvreg/support/ReferenceCase.h"
-#include "tests/qvreg/support/ReferenceModel.h"
 #include "tests/qvreg/support/ReferenceRun.h"
 
 namespace {
-
-constexpr double kTolerance = 1e-12;
 
 /// Numbers by what they are, such as `r/nested refined estimate 3`.
 using Numbers = std::map<std::string, double>;
@@ -33,21 +29,18 @@ void AddAll(Numbers& numbers, const std::string& name, const std::vector<double>
   }
 }
 
-void AddLinearFit(Numbers& numbers, const qvtest::ReferenceModel& model, bool refine) {
-  const qvtest::ReferenceFit fit =
-      qvtest::FitReferenceCase(qvtest::LoadReferenceCase(model), refine ? 1 : 0);
-  const std::string name = model.name + (refine ? " refined" : " plain");
+void AddLinearFit(Numbers& numbers, const qvtest::ReferenceCase& reference, bool refine) {
+  const qvtest::ReferenceValues fit = qvtest::FitLinearCase(reference, refine ? 1 : 0).values;
+  const std::string name = reference.name + (refine ? " refined" : " plain");
   AddAll(numbers, name + " estimate", fit.estimates);
   AddAll(numbers, name + " variance", fit.unscaledVariance);
   numbers[name + " rmse"] = fit.rmse;
   numbers[name + " R square"] = fit.rSquare;
 }
 
-void AddLogisticFit(Numbers& numbers, const std::string& caseName, bool inMemory) {
-  const qvtest::LogisticReferenceCase reference = qvtest::LoadLogisticReferenceCase(caseName);
-  const qvtest::LogisticReferenceValues fit =
-      qvtest::LogisticReferenceRun(reference.task, inMemory).Values();
-  const std::string name = "logistic/" + caseName + (inMemory ? " in memory" : " record by record");
+void AddLogisticFit(Numbers& numbers, const qvtest::ReferenceCase& reference, bool inMemory) {
+  const qvtest::ReferenceValues fit = qvtest::LogisticReferenceRun(reference, inMemory).Values();
+  const std::string name = reference.name + (inMemory ? " in memory" : " record by record");
   AddAll(numbers, name + " estimate", fit.estimates);
   AddAll(numbers, name + " error", fit.standardErrors);
   numbers[name + " initial log-likelihood"] = fit.loglikInitial;
@@ -59,12 +52,16 @@ void AddLogisticFit(Numbers& numbers, const std::string& caseName, bool inMemory
 
 Numbers FitAll() {
   Numbers numbers;
-  for (const bool choice : {false, true}) {
-    for (const qvtest::ReferenceModel& model : qvtest::ReferenceModels()) {
-      AddLinearFit(numbers, model, choice);
-    }
-    for (const std::string& name : qvtest::LogisticReferenceNames()) {
-      AddLogisticFit(numbers, name, choice);
+  for (const char* folder : {"linear", "r", "logistic/fits"}) {
+    for (const std::string& name : qvtest::ReferenceNames(folder)) {
+      const qvtest::ReferenceCase reference = qvtest::LoadReferenceCase(name);
+      for (const bool choice : {false, true}) {
+        if (reference.model.IsLogistic()) {
+          AddLogisticFit(numbers, reference, choice);
+        } else {
+          AddLinearFit(numbers, reference, choice);
+        }
+      }
     }
   }
   return numbers;
@@ -93,35 +90,26 @@ Numbers Read(const std::string& path) {
   return numbers;
 }
 
-double RelativeDifference(double a, double b) {
-  if (a == b) return 0.0;
-  const double difference = std::fabs(a - b) / std::max(std::fabs(a), std::fabs(b));
-  return std::isnan(difference) ? 1.0 : difference;
+bool AreSame(double a, double b) {
+  return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
 }
 
-/// True when both have the same numbers, within the tolerance.
+/// True when both have the same numbers, to the last bit.
 bool Compare(const Numbers& here, const Numbers& there) {
-  std::string worst;
-  double largest = 0.0;
-  std::size_t same = 0;
-  std::size_t beyond = 0;
+  std::size_t nDifferent = 0;
   for (const auto& [name, value] : here) {
-    const double difference = RelativeDifference(value, there.at(name));
-    if (difference == 0.0) ++same;
-    if (difference > kTolerance) {
-      ++beyond;
-      std::printf("%.1e  %s: %.17g here, %.17g there\n", difference, name.c_str(), value,
-                  there.at(name));
-    }
-    if (difference >= largest) {
-      largest = difference;
-      worst = name;
+    const auto found = there.find(name);
+    if (found == there.end()) {
+      ++nDifferent;
+      std::printf("%s: %.17g here, none there\n", name.c_str(), value);
+    } else if (!AreSame(value, found->second)) {
+      ++nDifferent;
+      std::printf("%s: %.17g here, %.17g there\n", name.c_str(), value, found->second);
     }
   }
-  std::printf("%zu numbers, %zu of them the same to the last bit, %zu beyond %.0e\n", here.size(),
-              same, beyond, kTolerance);
-  std::printf("largest relative difference: %.1e (%s)\n", largest, worst.c_str());
-  return beyond == 0 && here.size() == there.size();
+  std::printf("%zu numbers here, %zu there, %zu of these different\n", here.size(), there.size(),
+              nDifferent);
+  return nDifferent == 0 && here.size() == there.size();
 }
 
 int Run(const std::string& verb, const std::string& path) {

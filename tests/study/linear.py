@@ -33,31 +33,23 @@ class LinearModel(models.Model):
 
 
 def exact_fit(model):
-    """Kept columns, whether one is doubtful, estimates, variances, R square."""
+    """The fit in the units of the records, and whether a column is doubtful."""
     columns = model.design()
     y = models.exact_column([model.values[0][i] for i in model.used()])
-    weights = model.record_weights()
-    p = len(columns)
-    m = rational.cross_products([c.numbers for c in columns] + [y.numbers], weights)
-    kept, shares = rational.sweep(m, p, Fraction(models.TOLERANCE))
+    fit = rational.least_squares([c.numbers for c in columns], y.numbers, model.intercept,
+                                 model.record_weights(), Fraction(models.TOLERANCE))
     unit = [models.power_of_two(c.exponent) for c in columns]
     y_unit = models.power_of_two(y.exponent)
-    mean = rational.dot(weights, y.numbers) / sum(weights) if model.intercept else 0
-    total = sum(w * (v - mean) ** 2 for w, v in zip(weights, y.numbers))
-    return {
-        "kept": kept,
-        "doubtful": models.is_doubtful(shares),
-        "estimates": [m[k][p] * y_unit / unit[k] if k in kept else Fraction(0) for k in range(p)],
-        "variances": [m[k][k] / unit[k] ** 2 if k in kept else Fraction(0) for k in range(p)],
-        "r_square": 1 - m[p][p] / total if total else Fraction(0),
-    }
+    fit.estimates = [v * y_unit / u for v, u in zip(fit.estimates, unit)]
+    fit.variances = [v / u ** 2 for v, u in zip(fit.variances, unit)]
+    return fit, models.is_doubtful(fit.shares)
 
 
 def compare(exact, fit):
-    digits = {"r_square": models.right_digits(fit.statistic(qvreg.R_SQUARE), exact["r_square"], 1)}
+    digits = {"r_square": models.right_digits(fit.statistic(qvreg.R_SQUARE), exact.r_square, 1)}
     variances = [fit.covariance(k, k) for k in range(len(fit.estimates))]
     for what, got in (("estimates", fit.estimates), ("variances", variances)):
-        digits[what] = min((models.right_digits(g, e) for g, e in zip(got, exact[what])
+        digits[what] = min((models.right_digits(g, e) for g, e in zip(got, getattr(exact, what))
                             if e != 0 and models.is_representable(e)), default=16.0)
     return digits
 
@@ -65,17 +57,17 @@ def compare(exact, fit):
 def examine(path, number, scales):
     """What became of a model, what there is to say, right digits."""
     model = LinearModel(random.Random(number), scales)
-    exact = exact_fit(model)
+    exact, is_doubtful = exact_fit(model)
     try:
         fit = models.Fit(qvreg.Library(path), model, qvreg.LINEAR, {
             "use_intercept": int(model.intercept), "refine_estimates": 1,
             "tolerance": models.TOLERANCE})
     except qvreg.Error as error:
         return "failed", str(error), {}
-    if exact["doubtful"]:
+    if is_doubtful:
         return "doubtful", "", {}
-    if fit.kept != exact["kept"]:
-        return "different", f"kept {fit.kept}, exactly {exact['kept']}", {}
+    if fit.kept != exact.kept:
+        return "different", f"kept {fit.kept}, exactly {exact.kept}", {}
     return "compared", "", compare(exact, fit)
 
 

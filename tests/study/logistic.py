@@ -117,18 +117,11 @@ class Problem:
         return newton.Likelihood(zip(self.design, self.codes, weights), self.others + 1,
                                  len(self.kept))
 
-    def category_sums(self, values):
-        return [sum((v for v, code in zip(values, self.codes) if code == j), Fraction(0))
-                for j in range(self.others + 1)]
-
     def starting_values(self):
-        sums = self.category_sums(self.weights)
-        start = [newton.ZERO] * (self.others * len(self.kept))
-        if self.has_intercept:
-            for j in range(self.others):
-                start[j * len(self.kept)] = (to_decimal(sums[j] / sums[-1]).ln()
-                                             * Decimal(2) ** self.units[0])
-        return start
+        sums = newton.category_sums([to_decimal(w) for w in self.weights], self.codes,
+                                    self.others + 1)
+        start = newton.starting_values(sums, len(self.kept), self.has_intercept)
+        return [v * Decimal(2) ** unit for v, (_, unit) in zip(start, self.places())]
 
     def places(self):
         """Of each parameter that is estimated: its number in the library, and its unit."""
@@ -209,23 +202,14 @@ def continue_from(problem, likelihood, fit):
         return None, False
 
 
-def pseudo_squares(initial, final, total):
-    if initial == final:
-        return [newton.ZERO] * 3
-    cox_snell = 1 - (2 * (initial - final) / total).exp()
-    return [cox_snell, cox_snell / (1 - (2 * initial / total).exp()), 1 - final / initial]
-
-
 def is_classified_alike(problem, likelihood, exact, fit):
     """Whether the classification table agrees; None where categories are predicted alike."""
     size = problem.others + 1
-    table = [[Fraction(0)] * size for _ in range(size)]
-    for row, code, frequency in zip(problem.design, problem.codes, problem.frequencies):
-        predictors = likelihood.predictors(exact.estimates, row)
-        ranked = sorted(predictors)
-        if ranked[-1] - ranked[-2] < ALIKE:
-            return None
-        table[code][predictors.index(ranked[-1])] += frequency
+    table = newton.classification(likelihood, exact.estimates,
+                                  zip(problem.design, problem.codes, problem.frequencies),
+                                  [newton.ZERO] * size, ALIKE, Fraction(0))
+    if table is None:
+        return None
     got = fit.classification(size)
     return all(models.right_digits(g, e) > 14 for a, b in zip(got, table) for g, e in zip(a, b))
 
@@ -254,7 +238,7 @@ def compare(problem, likelihood, exact, fit):
     digits["log-likelihood"] = models.right_digits(fit.summary.final_log_likelihood, exact.loglik)
     digits["initial log-likelihood"] = models.right_digits(fit.summary.initial_log_likelihood,
                                                            initial)
-    squares = pseudo_squares(initial, exact.loglik, to_decimal(sum(problem.weights)))
+    squares = newton.pseudo_r_squares(initial, exact.loglik, to_decimal(sum(problem.weights)))
     for name, stat, square in zip(("Cox and Snell", "Nagelkerke", "McFadden"),
                                   (qvreg.COX_SNELL, qvreg.NAGELKERKE, qvreg.MCFADDEN), squares):
         digits[name] = models.right_digits(fit.statistic(stat), square, 1)

@@ -4,7 +4,6 @@ Design columns are formed as the library forms them: covariates, brought to magn
 powers of two, are multiplied in double. A column is kept as whole numbers and one exponent.
 """
 
-import ctypes
 import math
 import os
 import pathlib
@@ -21,15 +20,6 @@ import rational  # noqa: E402
 
 TOLERANCE = 1e-12
 SCALES = 150.0  # Columns and weights from 1e-150 to 1e150.
-
-
-@dataclass
-class Term:
-    """An effect: positions of its factors, and of its covariates, repeated for powers."""
-
-    factors: list
-    covariates: list
-    is_nested: bool = False
 
 
 @dataclass
@@ -74,8 +64,8 @@ class Model:
         for _ in range(rng.randint(1, 4)):
             self.add_covariate()
         self.scale_covariates()
-        self.terms += [Term([position], []) for position in self.factors]
-        self.terms += [Term([], [position]) for position in self.covariates]
+        self.terms += [qvreg.Effect([position], []) for position in self.factors]
+        self.terms += [qvreg.Effect([], [position]) for position in self.covariates]
         self.add_products()
         rng.shuffle(self.terms)
         self.intercept = rng.random() < 0.8
@@ -129,12 +119,12 @@ class Model:
         rng = self.rng
         if rng.random() < 0.4:
             power = rng.choice([2, 2, 3])
-            self.terms.append(Term([], rng.choices(self.covariates, k=power)))
+            self.terms.append(qvreg.Effect([], rng.choices(self.covariates, k=power)))
         if self.factors and rng.random() < 0.4:
-            self.terms.append(Term([rng.choice(self.factors)],
+            self.terms.append(qvreg.Effect([rng.choice(self.factors)],
                                    rng.choices(self.covariates, k=rng.randint(1, 2))))
         if len(self.factors) == 2 and rng.random() < 0.5:
-            self.terms.append(Term(rng.sample(self.factors, 2), [], rng.random() < 0.5))
+            self.terms.append(qvreg.Effect(rng.sample(self.factors, 2), [], rng.random() < 0.5))
 
     def add_weights(self):
         """Frequency and regression weights: none, either or both, with a 0 now and then."""
@@ -153,6 +143,10 @@ class Model:
             column = [rng.uniform(0.1, 3.0) for _ in range(self.n)]
         zeros = rng.choice([0.0, 0.0, 0.05])
         return [0.0 if rng.random() < zeros else scale * x for x in column]
+
+    def roles(self, kind):
+        return qvreg.Model(kind, 0, {position: self.sizes[position] for position in self.factors},
+                           self.covariates, self.terms, self.frequency, self.regression)
 
     def weight_columns(self):
         return [self.values[p] for p in (self.frequency, self.regression) if p is not None]
@@ -207,20 +201,13 @@ class Fit:
     def __init__(self, library, model, kind, options, logistic=None):
         """`options`, `logistic`: choices that differ from the defaults."""
         self.library = library
-        settings = library.made("settings", "settings_create", kind)
-        set_roles(library, settings, model)
-        add_terms(library, settings, model)
-        change(library, settings, "options", qvreg.Options(), options)
+        settings = qvreg.make_settings(library, model.roles(kind))
+        qvreg.change(library, settings, "options", qvreg.Options(), options)
         if logistic is not None:
-            change(library, settings, "logistic_options", qvreg.LogisticOptions(), logistic)
-        arrays = [(c_double * model.n)(*values) for values in model.values]
-        pointer = ctypes.POINTER(c_double)
-        columns = (qvreg.Column * len(arrays))(
-            *[qvreg.Column(ctypes.cast(array, pointer), 1) for array in arrays])
-        source = library.made("source", "source_create_columns", columns, c_size_t(len(arrays)),
-                              c_size_t(model.n))
+            qvreg.change(library, settings, "logistic_options", qvreg.LogisticOptions(), logistic)
+        columns = qvreg.Columns(model.values)
         component = library.made("component", "component_create", settings)
-        library.call("component_build", component, source)
+        library.call("component_build", component, columns.source(library))
         self.results = library.made("results", "component_get_results", component)
         redundant = library.list(c_int32, "results_get_redundant", self.results)
         self.kept = [k for k, r in enumerate(redundant) if not r]
@@ -232,37 +219,6 @@ class Fit:
 
     def statistic(self, stat):
         return self.library.value(c_double, "results_get_fit_stat", self.results, stat)
-
-
-def set_roles(library, settings, model):
-    library.call("settings_set_dependent", settings, 0)
-    for position in model.factors:
-        library.call("settings_add_factor", settings, position, model.sizes[position])
-    for position in model.covariates:
-        library.call("settings_add_covariate", settings, position)
-    if model.frequency is not None:
-        library.call("settings_set_frequency_weight", settings, model.frequency)
-    if model.regression is not None:
-        library.call("settings_set_regression_weight", settings, model.regression)
-
-
-def add_terms(library, settings, model):
-    factors, covariates = qvreg.int32s(model.factors), qvreg.int32s(model.covariates)
-    for term in model.terms:
-        effect = library.made("effect", "effect_create", factors, c_size_t(len(factors)),
-                              covariates, c_size_t(len(covariates)))
-        for position in term.factors:
-            library.call("effect_add_factor", effect, position, int(term.is_nested))
-        for position in term.covariates:
-            library.call("effect_add_covariate", effect, position, None)
-        library.call("settings_add_effect", settings, effect)
-
-
-def change(library, settings, what, structure, choices):
-    library.call(f"settings_get_{what}", settings, ctypes.byref(structure))
-    for name, value in choices.items():
-        setattr(structure, name, value)
-    library.call(f"settings_set_{what}", settings, ctypes.byref(structure))
 
 
 def is_representable(value):

@@ -44,7 +44,7 @@ using Case = std::tuple<fs::path, bool>;
 Json ReadExpected(const fs::path& file) { return Json::parse(std::ifstream(file)); }
 
 std::vector<std::string> Arguments(const Json& expected, bool inMemory) {
-  const fs::path data = fs::path(QVREG_TEST_DATA) / "logistic" / expected.at("data");
+  const fs::path data = fs::path(QVREG_TEST_DATA) / expected.at("data");
   std::vector<std::string> arguments = {"--data", data.string(), "--formula",
                                         expected.at("formula")};
   for (const std::string option : expected.at("options")) arguments.push_back(option);

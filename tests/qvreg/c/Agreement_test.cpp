@@ -8,53 +8,15 @@
 #include "tests/qvreg/c/CModel.h"
 #include "tests/qvreg/c/CRecordFeed.h"
 #include "tests/qvreg/c/ExpectSameResults.h"
-#include "tests/qvreg/support/LinearSettings.h"
-#include "tests/qvreg/support/LogisticFit.h"
-#include "tests/qvreg/support/LogisticReferenceCase.h"
-#include "tests/qvreg/support/LogisticReferenceRun.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/FittedModel.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/ReferenceCase.h"
+#include "tests/qvreg/support/ReferenceRun.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvtest {
 namespace {
-
-std::vector<int> Indices(const ReferenceTable& table, const std::vector<std::string>& columns) {
-  std::vector<int> indices;
-  for (const std::string& column : columns) indices.push_back(table.IndexOf(column));
-  return indices;
-}
-
-/// The settings of a linear reference case.
-std::unique_ptr<LinearSettings> SettingsOf(const ReferenceCase& reference) {
-  const ReferenceTable& table = reference.table;
-  std::vector<FactorRole> factors;
-  for (const std::string& factor : reference.model.Factors()) {
-    factors.push_back({table.IndexOf(factor), static_cast<int>(table.levels.at(factor).size())});
-  }
-  auto settings =
-      std::make_unique<LinearSettings>(table.IndexOf(reference.model.dependent), factors,
-                                       Indices(table, reference.model.Covariates()));
-  for (const ReferenceTerm& term : reference.model.terms) {
-    std::vector<int> covariates;
-    for (const CovariatePower& covariate : term.covariates) {
-      covariates.insert(covariates.end(), static_cast<std::size_t>(covariate.power),
-                        table.IndexOf(covariate.column));
-    }
-    const std::vector<int> variables = Indices(table, term.factors);
-    if (term.nested) {
-      settings->NestedEffect(variables);
-    } else {
-      settings->Effect(variables, covariates);
-    }
-  }
-  const ReferenceValues& expected = reference.expected;
-  if (!expected.freqWeight.empty()) settings->FrequencyWeight(table.IndexOf(expected.freqWeight));
-  if (!expected.regrWeight.empty()) settings->RegressionWeight(table.IndexOf(expected.regrWeight));
-  if (!reference.model.intercept) settings->NoIntercept();
-  return settings;
-}
 
 /// Expects the scores of all records to be those of the C++ component, record by record and all at
 /// once.
@@ -181,12 +143,12 @@ class RecordFile {
   std::filesystem::path path_ = folder_.Path() / u8"qvreg größe 測.bin";
 };
 
-class LinearAgreement : public testing::TestWithParam<ReferenceModel> {};
+class LinearAgreement : public testing::TestWithParam<std::string> {};
 
 TEST_P(LinearAgreement, IsToTheLastBit) {
   const ReferenceCase reference = LoadReferenceCase(GetParam());
   for (const bool refine : {false, true}) {
-    const std::unique_ptr<LinearSettings> settings = SettingsOf(reference);
+    const std::unique_ptr<LinearSettings> settings = LinearSettingsOf(reference);
     if (refine) settings->Refined();
     FittedModel expected(settings->Get(), reference.table.records);
     const CFit fit = CFitOf(settings->Get(), reference.table.records);
@@ -196,21 +158,22 @@ TEST_P(LinearAgreement, IsToTheLastBit) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(CInterface, LinearAgreement, testing::ValuesIn(ReferenceModels()),
-                         [](const auto& tested) {
-                           std::string name = tested.param.name;
-                           for (char& c : name) c = c == '/' ? '_' : c;
-                           return name;
-                         });
+std::string TestName(const testing::TestParamInfo<std::string>& info) {
+  return NameInFolder(info.param);
+}
+
+INSTANTIATE_TEST_SUITE_P(Exact, LinearAgreement, testing::ValuesIn(ReferenceNames("linear")),
+                         TestName);
+INSTANTIATE_TEST_SUITE_P(R, LinearAgreement, testing::ValuesIn(ReferenceNames("r")), TestName);
 
 class LogisticAgreement : public testing::TestWithParam<std::string> {};
 
 TEST_P(LogisticAgreement, IsToTheLastBit) {
-  const LogisticReferenceCase reference = LoadLogisticReferenceCase(GetParam());
+  const ReferenceCase reference = LoadReferenceCase(GetParam());
   for (const bool inMemory : {false, true}) {
-    LogisticReferenceRun run(reference.task, inMemory);
-    auto& expected = const_cast<LogisticFit&>(run.Fit());
-    const std::vector<QvCommon::Record>& records = reference.task.table.records;
+    LogisticReferenceRun run(reference, inMemory);
+    LogisticFit& expected = run.Fit();
+    const std::vector<QvCommon::Record>& records = reference.table.records;
     const CFit fit = CFitOf(expected.Component().GetCompSettings(), records);
     ExpectSameResults(fit.results, expected.Stats());
     ExpectSameScores(fit, expected.Component(), expected.Stats(), records);
@@ -218,18 +181,13 @@ TEST_P(LogisticAgreement, IsToTheLastBit) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(CInterface, LogisticAgreement, testing::ValuesIn(LogisticReferenceNames()),
-                         [](const auto& tested) { return tested.param; });
+INSTANTIATE_TEST_SUITE_P(CInterface, LogisticAgreement,
+                         testing::ValuesIn(ReferenceNames("logistic/fits")), TestName);
 
 TEST(CInterface, GivesTheSameFromEverySource) {
-  const ReferenceCase reference = LoadReferenceCase([] {
-    for (const ReferenceModel& model : ReferenceModels()) {
-      if (model.name == "r/missing_weights") return model;
-    }
-    throw std::runtime_error("no such case");
-  }());
+  const ReferenceCase reference = LoadReferenceCase("r/missing_weights");
   const std::vector<QvCommon::Record>& records = reference.table.records;
-  const std::unique_ptr<LinearSettings> settings = SettingsOf(reference);
+  const std::unique_ptr<LinearSettings> settings = LinearSettingsOf(reference);
   FittedModel expected(settings->Get(), records);
   const CSettings told = CSettingsOf(settings->Get());
   const CColumns columns(records);

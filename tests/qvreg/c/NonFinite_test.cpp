@@ -9,8 +9,7 @@
 #include "tests/qvreg/c/CModel.h"
 #include "tests/qvreg/c/ExpectSameResults.h"
 #include "tests/qvreg/support/FittedModel.h"
-#include "tests/qvreg/support/LinearSettings.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace qvtest {

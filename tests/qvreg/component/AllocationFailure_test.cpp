@@ -14,7 +14,7 @@
 #include "qvreg/settings/QvRegSettings.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/FailEveryAllocation.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -17,8 +17,7 @@
 #include "qvreg/logistic/QvLogOutputStats.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/Cancellation.h"
-#include "tests/qvreg/support/LinearSettings.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -9,8 +9,7 @@
 #include "qvreg/glm/QvGLMOutputStats.h"
 #include "qvreg/logistic/QvLogComponent.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
-#include "tests/qvreg/support/LinearSettings.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/design/QvFactorTables.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

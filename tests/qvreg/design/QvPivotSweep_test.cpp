@@ -8,9 +8,7 @@
 #include "qvreg/common/QvStatusCodes.h"
 #include "tests/qvreg/support/Cancellation.h"
 #include "tests/qvreg/support/FittedModel.h"
-#include "tests/qvreg/support/LinearSettings.h"
-#include "tests/qvreg/support/LogisticFit.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -14,7 +14,7 @@
 #include "qvreg/glm/QvGLMOutputStats.h"
 #include "tests/qvreg/glm/ScaledCases.h"
 #include "tests/qvreg/support/FittedModel.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

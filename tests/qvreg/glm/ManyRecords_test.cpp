@@ -6,7 +6,7 @@
 #include "qvreg/component/IQvRegOutputStats.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/factory/QvRegFactory.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
 #include "tests/qvreg/support/FittedModel.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

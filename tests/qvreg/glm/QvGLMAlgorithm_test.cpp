@@ -8,7 +8,7 @@
 #include "qvreg/common/QvStatus.h"
 #include "tests/qvreg/support/Cancellation.h"
 #include "tests/qvreg/support/CapturedOutput.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

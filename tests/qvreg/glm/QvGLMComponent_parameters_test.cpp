@@ -8,7 +8,7 @@
 #include "qvreg/component/IQvRegOutputStats.h"
 #include "qvreg/glm/QvGLMComponent.h"
 #include "tests/qvreg/support/FittedModel.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

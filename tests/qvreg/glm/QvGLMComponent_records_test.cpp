@@ -14,7 +14,7 @@
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/FaultyIter.h"
 #include "tests/qvreg/support/FittedModel.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -9,8 +9,8 @@
 
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/glm/QvGLMModel.h"
-#include "tests/qvreg/support/LinearSettings.h"
 #include "tests/qvreg/support/ModelOnTables.h"
+#include "tests/qvreg/support/ModelSettings.h"
 
 namespace {
 

@@ -14,8 +14,8 @@
 #include "qvreg/data/QvCancelInfo.h"
 #include "tests/qvreg/support/Cancellation.h"
 #include "tests/qvreg/support/CapturedOutput.h"
-#include "tests/qvreg/support/LinearSettings.h"
 #include "tests/qvreg/support/ModelOnTables.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

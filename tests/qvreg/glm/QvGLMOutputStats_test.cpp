@@ -10,7 +10,7 @@
 #include "qvreg/common/Constants.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/FittedModel.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

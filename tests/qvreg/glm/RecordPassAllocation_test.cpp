@@ -8,8 +8,8 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/glm/QvGLMComponent.h"
-#include "tests/qvreg/support/AllocationCountingIter.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/AllocationHooks.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/component/IQvRegOutputStats.h"
 #include "qvreg/glm/QvGLMComponent.h"
-#include "tests/qvreg/support/LinearSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -12,8 +12,8 @@
 
 #include "qvreg/common/QvSymMatrix.h"
 #include "tests/qvreg/support/FittedModel.h"
-#include "tests/qvreg/support/LinearSettings.h"
 #include "tests/qvreg/support/ModelOnTables.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

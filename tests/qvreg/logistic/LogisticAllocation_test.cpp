@@ -15,10 +15,9 @@
 #include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/logistic/QvLogComponent.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
-#include "tests/qvreg/support/AllocationCountingIter.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/FailEveryAllocation.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -1,7 +1,5 @@
 // Fits as a host sees them: that the estimates solve the likelihood equations, separated and
 // singular data, step-halving, and models without an intercept.
-#include "tests/qvreg/support/LogisticFit.h"
-
 #include <cmath>
 #include <cstddef>
 #include <random>
@@ -12,8 +10,8 @@
 
 #include "qvreg/component/ProgressListener.h"
 #include "tests/qvreg/support/DenseMatrix.h"
-#include "tests/qvreg/support/LogisticSettings.h"
-#include "tests/qvreg/support/MultinomialSums.h"
+#include "tests/qvreg/support/FittedModel.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

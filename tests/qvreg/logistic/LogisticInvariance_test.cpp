@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/qvreg/support/LogisticFit.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/FittedModel.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

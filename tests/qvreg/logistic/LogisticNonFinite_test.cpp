@@ -12,7 +12,7 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 #include "tests/qvreg/support/FittedModel.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -12,86 +12,20 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/qvreg.h"
-#include "tests/qvreg/support/LogisticReferenceCase.h"
-#include "tests/qvreg/support/LogisticReferenceRun.h"
+#include "tests/qvreg/support/ReferenceCase.h"
+#include "tests/qvreg/support/ReferenceRun.h"
 
 namespace {
 
-using qvtest::LogisticReferenceCase;
-using qvtest::LogisticReferenceNoFit;
+using qvtest::DigitsOf;
+using qvtest::kAllDigits;
 using qvtest::LogisticReferenceRun;
-using qvtest::LogisticReferenceValues;
+using qvtest::ReferenceCase;
+using qvtest::ReferenceNames;
+using qvtest::ReferenceValues;
 
-/// As many right digits as a double can show.
-constexpr double kAllDigits = 16.0;
 /// The least right digits asked of any value of any case.
 constexpr double kLeastDigits = 8.0;
-
-/// The cases with a fit, by file name.
-const std::vector<std::string> kFits = {"binary",
-                                        "binary_first",
-                                        "binary_factor",
-                                        "binary_crossing",
-                                        "binary_freq",
-                                        "binary_regr",
-                                        "binary_both_weights",
-                                        "binary_no_intercept",
-                                        "binary_intercept_only",
-                                        "binary_intercept_only_regr",
-                                        "binary_missing",
-                                        "three",
-                                        "three_first",
-                                        "three_middle",
-                                        "three_crossing",
-                                        "three_nested",
-                                        "three_crossing_alone",
-                                        "three_powers",
-                                        "three_slopes",
-                                        "three_slopes_only",
-                                        "three_square_by_factor",
-                                        "three_products",
-                                        "three_redundant",
-                                        "three_redundant_sum",
-                                        "three_freq",
-                                        "three_regr",
-                                        "three_both_weights",
-                                        "three_both_no_intercept",
-                                        "three_no_intercept",
-                                        "three_no_intercept_factors",
-                                        "three_intercept_only",
-                                        "three_intercept_only_freq",
-                                        "three_intercept_only_both",
-                                        "three_unobserved",
-                                        "three_unobserved_reference",
-                                        "seven",
-                                        "seven_first",
-                                        "seven_middle",
-                                        "seven_slopes",
-                                        "seven_freq",
-                                        "seven_both_weights",
-                                        "seven_no_intercept",
-                                        "seven_redundant",
-                                        "seven_intercept_only",
-                                        "seven_unobserved",
-                                        "seven_unobserved_middle",
-                                        "birthwt",
-                                        "birthwt_powers",
-                                        "birthwt_race",
-                                        "housing",
-                                        "housing_crossings",
-                                        "infert",
-                                        "infert_factors",
-                                        "infert_education",
-                                        "esoph",
-                                        "esoph_crossing",
-                                        "iris_two",
-                                        "flights",
-                                        "flights_square",
-                                        "flights_arrival"};
-
-/// The cases without one.
-const std::vector<std::string> kNoFits = {"complete", "complete_three", "iris", "near_copy",
-                                          "one_group"};
 
 /// Right decimal digits of the worst value of each kind.
 struct RightDigits {
@@ -103,14 +37,7 @@ struct RightDigits {
   [[nodiscard]] double Worst() const { return std::min({estimates, errors, loglik, rSquares}); }
 };
 
-/// -log10 of the relative error; of the error itself where the value should be 0.
-double DigitsOf(double got, double expected) {
-  if (!std::isfinite(got)) return 0.0;
-  const double error = std::fabs(got - expected) / (expected == 0.0 ? 1.0 : std::fabs(expected));
-  return error == 0.0 ? kAllDigits : std::min(kAllDigits, -std::log10(error));
-}
-
-RightDigits Compare(const LogisticReferenceValues& got, const LogisticReferenceValues& expected) {
+RightDigits Compare(const ReferenceValues& got, const ReferenceValues& expected) {
   RightDigits digits;
   for (std::size_t i = 0; i < expected.estimates.size(); ++i) {
     digits.estimates =
@@ -127,7 +54,7 @@ RightDigits Compare(const LogisticReferenceValues& got, const LogisticReferenceV
 }
 
 /// Everything that has to be the same to the letter.
-void ExpectSameLayout(const LogisticReferenceValues& got, const LogisticReferenceValues& expected) {
+void ExpectSameLayout(const ReferenceValues& got, const ReferenceValues& expected) {
   EXPECT_EQ(got.categories, expected.categories);
   EXPECT_EQ(got.recordsUsed, expected.recordsUsed);
   EXPECT_EQ(got.redundant, expected.redundant);
@@ -148,7 +75,8 @@ void ExpectSameLayout(const LogisticReferenceValues& got, const LogisticReferenc
 using Fitted = std::tuple<std::string, bool>;
 
 std::string NameOf(const testing::TestParamInfo<Fitted>& info) {
-  return std::get<0>(info.param) + (std::get<1>(info.param) ? "_in_memory" : "_record_by_record");
+  return qvtest::NameInFolder(std::get<0>(info.param)) +
+         (std::get<1>(info.param) ? "_in_memory" : "_record_by_record");
 }
 
 /// The table of right digits, printed worst first after the last case.
@@ -190,16 +118,17 @@ DigitsTable LogisticReferenceFitTest::table_;
 
 TEST_P(LogisticReferenceFitTest, HasTheReferenceValues) {
   const auto& [name, inMemory] = GetParam();
-  const LogisticReferenceCase reference = qvtest::LoadLogisticReferenceCase(name);
-  const LogisticReferenceRun run(reference.task, inMemory);
-  const LogisticReferenceValues got = run.Values();
-  ExpectSameLayout(got, reference.expected);
+  const ReferenceCase reference = qvtest::LoadReferenceCase(name);
+  const LogisticReferenceRun run(reference, inMemory);
+  const ReferenceValues got = run.Values();
+  ExpectSameLayout(got, *reference.expected);
   if (HasFatalFailure()) return;
 
   const QvOptimizationOutcome outcome = run.Fit().Stats().GetOutcome();
   EXPECT_TRUE(outcome == kOptParamConverged || outcome == kOptNoIterations) << "ended " << outcome;
-  const RightDigits digits = Compare(got, reference.expected);
-  table_.Add(name + (inMemory ? ", in memory" : ""), digits, run.Fit().Stats().GetIterations());
+  const RightDigits digits = Compare(got, *reference.expected);
+  table_.Add(qvtest::NameInFolder(name) + (inMemory ? ", in memory" : ""), digits,
+             run.Fit().Stats().GetIterations());
   EXPECT_GE(digits.estimates, kLeastDigits) << "right digits of the worst estimate";
   EXPECT_GE(digits.errors, kLeastDigits) << "right digits of the worst standard error";
   EXPECT_GE(digits.loglik, kLeastDigits) << "right digits of the log-likelihoods";
@@ -207,27 +136,30 @@ TEST_P(LogisticReferenceFitTest, HasTheReferenceValues) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, LogisticReferenceFitTest,
-                         testing::Combine(testing::ValuesIn(kFits), testing::Bool()), NameOf);
+                         testing::Combine(testing::ValuesIn(ReferenceNames("logistic/fits")),
+                                          testing::Bool()),
+                         NameOf);
 
 class LogisticReferenceNoFitTest : public testing::TestWithParam<Fitted> {};
 
 TEST_P(LogisticReferenceNoFitTest, EndsAsExpectedWithFiniteNumbersOnly) {
   const auto& [name, inMemory] = GetParam();
-  const LogisticReferenceNoFit reference = qvtest::LoadLogisticReferenceNoFit(name);
-  const LogisticReferenceRun run(reference.task, inMemory);
+  const ReferenceCase reference = qvtest::LoadReferenceCase(name);
+  ASSERT_FALSE(reference.expected.has_value());
+  const LogisticReferenceRun run(reference, inMemory);
 
   EXPECT_EQ(static_cast<int>(run.Fit().Stats().GetOutcome()), reference.outcome);
   for (const double number : run.Fit().AllNumbers()) EXPECT_TRUE(std::isfinite(number));
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, LogisticReferenceNoFitTest,
-                         testing::Combine(testing::ValuesIn(kNoFits), testing::Bool()), NameOf);
+                         testing::Combine(testing::ValuesIn(ReferenceNames("logistic/separation")),
+                                          testing::Bool()),
+                         NameOf);
 
-TEST(LogisticReferenceCasesTest, EveryCaseOnDiskIsFitted) {
-  std::vector<std::string> fits = kFits;
-  std::sort(fits.begin(), fits.end());
-  EXPECT_EQ(fits, qvtest::LogisticReferenceNames());
-  EXPECT_EQ(kNoFits, qvtest::LogisticReferenceNoFitNames());
+TEST(LogisticReferenceCasesTest, NoCaseIsLost) {
+  EXPECT_EQ(ReferenceNames("logistic/fits").size(), 60U);
+  EXPECT_EQ(ReferenceNames("logistic/separation").size(), 5U);
 }
 
 }  // namespace

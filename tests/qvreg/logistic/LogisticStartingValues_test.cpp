@@ -9,8 +9,8 @@
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/logistic/QvLogComponent.h"
 #include "tests/qvreg/support/Cancellation.h"
-#include "tests/qvreg/support/LogisticFit.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/FittedModel.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -15,7 +15,6 @@
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/DenseMatrix.h"
-#include "tests/qvreg/support/MultinomialSums.h"
 #include "tests/qvreg/support/VirtualSlot.h"
 
 namespace {

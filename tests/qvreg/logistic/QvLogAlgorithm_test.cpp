@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/qvreg/support/CapturedOutput.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include "qvreg/logistic/QvLogOutputStats.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/FaultyIter.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

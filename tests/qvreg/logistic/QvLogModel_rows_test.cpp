@@ -11,8 +11,8 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/logistic/QvLogModel.h"
 #include "tests/qvreg/support/AllocationHooks.h"
-#include "tests/qvreg/support/LogModelOnTables.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/ModelOnTables.h"
+#include "tests/qvreg/support/ModelSettings.h"
 
 namespace {
 

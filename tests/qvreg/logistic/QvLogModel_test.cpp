@@ -15,8 +15,8 @@
 
 #include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/DenseMatrix.h"
-#include "tests/qvreg/support/LogModelOnTables.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/ModelOnTables.h"
+#include "tests/qvreg/support/ModelSettings.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvFactorCounts.h"
 #include "tests/qvreg/support/CapturedOutput.h"
-#include "tests/qvreg/support/LogisticFit.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/FittedModel.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {

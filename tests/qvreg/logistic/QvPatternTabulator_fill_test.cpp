@@ -9,8 +9,8 @@
 #include "tests/qvreg/support/Cancellation.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/FaultyIter.h"
-#include "tests/qvreg/support/LogModelOnTables.h"
-#include "tests/qvreg/support/LogisticSettings.h"
+#include "tests/qvreg/support/ModelOnTables.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/StubRegModel.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -33,7 +34,18 @@ std::string CapturedDisplay(const Displayed& object) {
 }
 
 /// Succeeds when `text` holds every one of `parts`, each behind the one before it.
-[[nodiscard]] ::testing::AssertionResult HoldsInOrder(const std::string& text,
-                                                      const std::vector<std::string>& parts);
+[[nodiscard]] inline ::testing::AssertionResult HoldsInOrder(
+    const std::string& text, const std::vector<std::string>& parts) {
+  std::size_t from = 0;
+  for (const std::string& part : parts) {
+    const std::size_t place = text.find(part, from);
+    if (place == std::string::npos) {
+      return ::testing::AssertionFailure() << "\"" << part << "\" is missing from here on:\n"
+                                           << text.substr(from);
+    }
+    from = place + part.size();
+  }
+  return ::testing::AssertionSuccess();
+}
 
 }  // namespace qvtest

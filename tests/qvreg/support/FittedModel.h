@@ -3,9 +3,13 @@
 #include <memory>
 #include <vector>
 
+#include "qvreg/common/QvStatus.h"
 #include "qvreg/common/Record.h"
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/component/IQvRegOutputStats.h"
+#include "qvreg/data/MultiPassRecordIter.h"
+#include "qvreg/logistic/QvLogOutputStats.h"
+#include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvRegSettings.h"
 
 namespace qvtest {
@@ -15,6 +19,8 @@ namespace qvtest {
 class FittedModel {
  public:
   FittedModel(QvRegSettings& settings, const std::vector<QvCommon::Record>& records);
+  /// Creates the parameters before the model is built, which must have the same.
+  FittedModel(QvRegSettings& settings, QvCommon::MultiPassRecordIter& records);
 
   [[nodiscard]] IQvRegComponent& Component() { return *component_; }
   [[nodiscard]] const IQvRegOutputStats& Stats() const { return *stats_; }
@@ -24,8 +30,40 @@ class FittedModel {
   [[nodiscard]] std::vector<double> Predict(const std::vector<QvCommon::Record>& records);
 
  private:
+  void Build(QvCommon::MultiPassRecordIter& records);
+
   std::unique_ptr<IQvRegComponent> component_;
   IQvRegOutputStats* stats_ = nullptr;
+};
+
+/// What Score answers for a record.
+struct LogisticScore {
+  QvCommon::QvStatus status;
+  /// The value from before the call where Score wrote none.
+  double predicted = -99.0;
+  std::vector<double> probabilities;
+};
+
+/// A logistic model fitted to records through the factory. An operation that fails throws.
+class LogisticFit {
+ public:
+  LogisticFit(QvLogRegSettings& settings, const std::vector<QvCommon::Record>& records);
+
+  [[nodiscard]] IQvRegComponent& Component() { return model_.Component(); }
+  [[nodiscard]] const QvLogOutputStats& Stats() const { return *stats_; }
+  [[nodiscard]] LogisticScore Score(const QvCommon::Record& record);
+
+  /// The probabilities of a record by category code, 0 for one that was not observed.
+  [[nodiscard]] std::vector<double> ProbabilitiesByCode(const QvCommon::Record& record,
+                                                        int nCategories);
+  /// The classification table by category codes, row after row; 0 for those not observed.
+  [[nodiscard]] std::vector<double> TableByCode(int nCategories) const;
+  /// Every number that the statistics answer, to look for one that is not finite.
+  [[nodiscard]] std::vector<double> AllNumbers() const;
+
+ private:
+  FittedModel model_;
+  const QvLogOutputStats* stats_;
 };
 
 }  // namespace qvtest

@@ -1,107 +1,68 @@
 #include "tests/qvreg/support/ReferenceRun.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
-#include <memory>
 #include <stdexcept>
 #include <string>
 
-#include "qvreg/common/QvBitSet.h"
-#include "qvreg/common/QvStatus.h"
-#include "qvreg/common/QvSymMatrix.h"
-#include "qvreg/component/IQvRegComponent.h"
-#include "qvreg/component/IQvRegOutputStats.h"
-#include "qvreg/data/MultiPassRecordIter.h"
-#include "qvreg/factory/QvRegFactory.h"
-#include "qvreg/settings/QvModelEffect.h"
-#include "qvreg/settings/QvRegSettings.h"
-#include "qvreg/settings/QvRegrParameter.h"
+#include "qvreg/qvreg.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace qvtest {
 namespace {
 
-/// Hands out the records of a table that outlives it.
-class TableIterator final : public QvCommon::MultiPassRecordIter {
- public:
-  explicit TableIterator(const std::vector<QvCommon::Record>& records) : records_(&records) {}
-
-  [[nodiscard]] bool HasMore() const override { return next_ < records_->size(); }
-  const QvCommon::Record* Next() override { return HasMore() ? &(*records_)[next_++] : nullptr; }
-  [[nodiscard]] int GetFailReason() const override { return HasMore() ? 0 : 1; }
-  int NewPass() override {
-    next_ = 0;
-    ++passes_;
-    return GetFailReason();
-  }
-  [[nodiscard]] int Passes() const { return passes_; }
-
- private:
-  const std::vector<QvCommon::Record>* records_;
-  std::size_t next_ = 0;
-  int passes_ = 0;
-};
-
-void Require(bool accepted, const std::string& what) {
-  if (!accepted) throw std::runtime_error("refused: " + what);
-}
-
-void Require(const QvCommon::QvStatus& status, const std::string& what) {
-  if (!status.IsOK()) {
-    throw std::runtime_error(what + " ended with status " + std::to_string(status.GetCode()));
-  }
-}
-
-/// Record indices of the model's factors, then of its covariates.
-std::vector<int> VariableIndices(const ReferenceCase& reference) {
+std::vector<int> Indices(const ReferenceTable& table, const std::vector<std::string>& columns) {
   std::vector<int> indices;
-  for (const auto& names : {reference.model.Factors(), reference.model.Covariates()}) {
-    for (const std::string& name : names) indices.push_back(reference.table.IndexOf(name));
-  }
+  indices.reserve(columns.size());
+  for (const std::string& column : columns) indices.push_back(table.IndexOf(column));
   return indices;
 }
 
-QvModelEffect MakeEffect(const ReferenceTerm& term, const ReferenceCase& reference,
-                         const std::vector<int>& indices) {
-  QvModelEffect effect(static_cast<int>(reference.model.Factors().size()),
-                       static_cast<int>(reference.model.Covariates().size()), &indices);
-  for (std::size_t i = 0; i < term.factors.size(); ++i) {
-    const int variable = reference.table.IndexOf(term.factors[i]);
-    Require(effect.AddNewFactor(variable, term.nested && i > 0), "factor " + term.factors[i]);
+std::vector<FactorRole> FactorRoles(const ReferenceCase& reference) {
+  std::vector<FactorRole> roles;
+  for (const std::string& factor : reference.model.Factors()) {
+    const std::size_t nLevels = reference.table.levels.at(factor).size();
+    roles.push_back({reference.table.IndexOf(factor), static_cast<int>(nLevels)});
   }
-  for (const CovariatePower& covariate : term.covariates) {
-    for (int power = 1; power <= covariate.power; ++power) {
-      const int got = effect.AddCovariate(reference.table.IndexOf(covariate.column));
-      Require(got == power, "covariate " + covariate.column);
-    }
-  }
-  return effect;
+  return roles;
 }
 
-/// `indices` stays where it is as long as a component made of the settings lives.
-QvRegSettings MakeSettings(const ReferenceCase& reference, const std::vector<int>& indices,
-                           int refinements) {
+/// Adds effects, weights and the choice of an intercept to the settings of either model.
+template <typename Settings>
+void AddModel(const ReferenceCase& reference, Settings& settings) {
+  const ReferenceModel& model = reference.model;
   const ReferenceTable& table = reference.table;
-  QvRegSettings settings;
-  Require(settings.SetDependent(table.IndexOf(reference.model.dependent)), "dependent");
-  for (const std::string& factor : reference.model.Factors()) {
-    const auto nLevels = static_cast<int>(table.levels.at(factor).size());
-    Require(settings.AddFactor(table.IndexOf(factor), nLevels) > 0, "factor " + factor);
+  for (const ReferenceTerm& term : model.terms) {
+    const std::vector<int> factors = Indices(table, term.factors);
+    if (term.nested) {
+      settings.NestedEffect(factors);
+      continue;
+    }
+    std::vector<int> covariates;
+    for (const CovariatePower& covariate : term.covariates) {
+      covariates.insert(covariates.end(), static_cast<std::size_t>(covariate.power),
+                        table.IndexOf(covariate.column));
+    }
+    settings.Effect(factors, covariates);
   }
-  for (const std::string& covariate : reference.model.Covariates()) {
-    Require(settings.AddCovariate(table.IndexOf(covariate)) > 0, "covariate " + covariate);
-  }
-  const ReferenceValues& expected = reference.expected;
-  if (!expected.freqWeight.empty()) {
-    Require(settings.SetFrequencyWeightVar(table.IndexOf(expected.freqWeight)), "frequency weight");
-  }
-  if (!expected.regrWeight.empty()) {
-    Require(settings.SetRegrWeightVar(table.IndexOf(expected.regrWeight)), "regression weight");
-  }
-  for (const ReferenceTerm& term : reference.model.terms) {
-    Require(settings.AddModelEffect(MakeEffect(term, reference, indices)), "effect");
-  }
-  settings.SetInterceptUse(reference.model.intercept);
-  Require(settings.SetMaxRefinements(refinements), "refinements");
-  return settings;
+  if (!model.freqWeight.empty()) settings.FrequencyWeight(table.IndexOf(model.freqWeight));
+  if (!model.regrWeight.empty()) settings.RegressionWeight(table.IndexOf(model.regrWeight));
+  if (!model.intercept) settings.NoIntercept();
+}
+
+int ReferenceCategory(const ReferenceCase& reference) {
+  const std::string& asked = reference.model.reference;
+  if (asked == "first") return QvLogRegSettings::kFirstObserved;
+  if (asked == "last") return QvLogRegSettings::kLastObserved;
+  const std::vector<std::string>& levels = reference.DependentLevels();
+  const auto place = std::find(levels.begin(), levels.end(), asked);
+  if (place == levels.end()) throw std::runtime_error("no such level: " + asked);
+  return static_cast<int>(place - levels.begin());
+}
+
+void RequireKind(bool isRight, const ReferenceCase& reference) {
+  if (!isRight) throw std::runtime_error(reference.name + " is a case of the other model");
 }
 
 std::string CovariateText(const std::string& name, int power) {
@@ -110,61 +71,129 @@ std::string CovariateText(const std::string& name, int power) {
 
 ReferenceLabel LabelOf(const QvRegrParameter& parameter, const ReferenceCase& reference) {
   constexpr int kAbsent = -1;
+  const ReferenceTable& table = reference.table;
   ReferenceLabel label;
-  std::vector<std::string> parts;
+  if (reference.model.IsLogistic()) {
+    const auto category = static_cast<std::size_t>(parameter.GetTargetCategory());
+    label.category = reference.DependentLevels().at(category);
+  }
+  std::string& term = label.term;
   for (const std::string& factor : reference.model.Factors()) {
-    const int category = parameter.ContainsFactor(reference.table.IndexOf(factor), kAbsent);
+    const int category = parameter.ContainsFactor(table.IndexOf(factor), kAbsent);
     if (category == kAbsent) continue;
-    parts.push_back("C(" + factor + ")");
-    label.levels[factor] = reference.table.levels.at(factor).at(static_cast<std::size_t>(category));
+    term += (term.empty() ? "C(" : ":C(") + factor + ")";
+    label.levels[factor] = table.levels.at(factor).at(static_cast<std::size_t>(category));
   }
   for (const std::string& covariate : reference.model.Covariates()) {
-    const int power = parameter.GetCovariateMult(reference.table.IndexOf(covariate));
-    if (power > 0) parts.push_back(CovariateText(covariate, power));
+    const int power = parameter.GetCovariateMult(table.IndexOf(covariate));
+    if (power > 0) term += (term.empty() ? "" : ":") + CovariateText(covariate, power);
   }
-  for (const std::string& part : parts) label.term += (label.term.empty() ? "" : ":") + part;
-  if (parameter.IsIntercept()) label.term = "(Intercept)";
+  if (parameter.IsIntercept()) term = "(Intercept)";
   return label;
 }
 
-ReferenceFit ReadStatistics(const IQvRegOutputStats& statistics, const ReferenceCase& reference) {
-  ReferenceFit fit;
-  fit.estimates = statistics.GetParamEstimates();
+/// What both models answer.
+ReferenceValues ParameterValues(const IQvRegOutputStats& statistics,
+                                const ReferenceCase& reference) {
+  ReferenceValues values;
+  values.estimates = statistics.GetParamEstimates();
   int index = 0;
   for (const QvRegrParameter& parameter : statistics.GetParameters()) {
-    fit.labels.push_back(LabelOf(parameter, reference));
-    fit.redundant.push_back(!statistics.GetRedundancyIndicators().IsIn(index));
-    fit.unscaledVariance.push_back(statistics.GetCovarianceMatrix()->GetElem(index, index));
-    ++index;
+    values.labels.push_back(LabelOf(parameter, reference));
+    values.redundant.push_back(!statistics.GetRedundancyIndicators().IsIn(index++));
   }
-  fit.rmse = statistics.GetModelFitStat(QvConst::QvFitRootMeanSquareError);
-  fit.rSquare = statistics.GetModelFitStat(QvConst::QvFitMultipleRSquare);
-  fit.totalFreqWeight = statistics.GetTotalFreqWeight();
-  return fit;
+  return values;
+}
+
+std::vector<double> Variances(const IQvRegOutputStats& statistics) {
+  const QvCommon::QvSymMatrixData& covariance = *statistics.GetCovarianceMatrix();
+  std::vector<double> variances;
+  variances.reserve(static_cast<std::size_t>(covariance.GetOrder()));
+  for (int i = 0; i < covariance.GetOrder(); ++i) variances.push_back(covariance.GetElem(i, i));
+  return variances;
+}
+
+std::vector<std::vector<double>> Classification(const QvLogOutputStats& statistics) {
+  const int size = static_cast<int>(statistics.GetDependCategories().size());
+  std::vector<std::vector<double>> rows(static_cast<std::size_t>(size));
+  for (int i = 0; i < size; ++i) {
+    for (int j = 0; j < size; ++j) {
+      rows[static_cast<std::size_t>(i)].push_back(
+          statistics.GetClassificationTable()->GetElem(i, j));
+    }
+  }
+  return rows;
 }
 
 }  // namespace
 
-ReferenceFit FitReferenceCase(const ReferenceCase& reference, int refinements,
-                              std::optional<double> tolerance) {
-  const std::vector<int> indices = VariableIndices(reference);
-  QvRegSettings settings = MakeSettings(reference, indices, refinements);
-  if (tolerance) settings.SetTolerance(*tolerance);
-  QvRegFactory factory;
-  const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings));
-  Require(factory.GetStatus(), "factory");
-  Require(component != nullptr, "component");
+std::unique_ptr<LinearSettings> LinearSettingsOf(const ReferenceCase& reference) {
+  RequireKind(!reference.model.IsLogistic(), reference);
+  const ReferenceTable& table = reference.table;
+  auto settings = std::make_unique<LinearSettings>(table.IndexOf(reference.model.dependent),
+                                                   FactorRoles(reference),
+                                                   Indices(table, reference.model.Covariates()));
+  AddModel(reference, *settings);
+  return settings;
+}
 
-  TableIterator records(reference.table.records);
-  std::vector<QvRegrParameter> parameters;
-  Require(component->CreateParameters(records, parameters), "CreateParameters");
-  Require(component->BuildModel(records), "BuildModel");
-  IQvRegOutputStats* statistics = nullptr;
-  Require(component->GetOutputStats(statistics), "GetOutputStats");
-  Require(statistics->GetParameters() == parameters, "parameters as created");
-  ReferenceFit fit = ReadStatistics(*statistics, reference);
+std::unique_ptr<LogisticSettings> LogisticSettingsOf(const ReferenceCase& reference) {
+  RequireKind(reference.model.IsLogistic(), reference);
+  const ReferenceTable& table = reference.table;
+  auto settings = std::make_unique<LogisticSettings>(
+      table.IndexOf(reference.model.dependent),
+      static_cast<int>(reference.DependentLevels().size()), FactorRoles(reference),
+      Indices(table, reference.model.Covariates()));
+  AddModel(reference, *settings);
+  settings->Reference(ReferenceCategory(reference));
+  return settings;
+}
+
+LinearReferenceFit FitLinearCase(const ReferenceCase& reference, int refinements,
+                                 std::optional<double> tolerance) {
+  const std::unique_ptr<LinearSettings> settings = LinearSettingsOf(reference);
+  if (!settings->Get().SetMaxRefinements(refinements)) throw std::runtime_error("refinements");
+  if (tolerance) settings->Get().SetTolerance(*tolerance);
+  VectorRecordIter records(reference.table.records);
+  const FittedModel model(settings->Get(), records);
+  const auto& statistics = dynamic_cast<const QvGLMOutputStats&>(model.Stats());
+
+  LinearReferenceFit fit;
+  fit.values = ParameterValues(statistics, reference);
+  fit.values.recordsUsed = static_cast<int>(statistics.GetRecordCounts().fUsed);
+  fit.values.unscaledVariance = Variances(statistics);
+  fit.values.rmse = statistics.GetModelFitStat(QvConst::QvFitRootMeanSquareError);
+  fit.values.rSquare = statistics.GetModelFitStat(QvConst::QvFitMultipleRSquare);
+  fit.totalFreqWeight = statistics.GetTotalFreqWeight();
   fit.passes = records.Passes();
   return fit;
+}
+
+LogisticReferenceRun::LogisticReferenceRun(const ReferenceCase& reference, bool inMemory,
+                                           const Change& change)
+    : reference_(reference), settings_(LogisticSettingsOf(reference)) {
+  settings_->InMemory(inMemory);
+  change(settings_->Get());
+  fit_ = std::make_unique<LogisticFit>(settings_->Get(), reference.table.records);
+}
+
+ReferenceValues LogisticReferenceRun::Values() const {
+  const QvLogOutputStats& statistics = Fit().Stats();
+  ReferenceValues values = ParameterValues(statistics, reference_);
+  values.recordsUsed = static_cast<int>(statistics.GetRecordCounts().fUsed);
+  for (const double variance : Variances(statistics)) {
+    values.standardErrors.push_back(std::sqrt(variance));
+  }
+  for (const int code : statistics.GetDependCategories()) {
+    values.categories.push_back(reference_.DependentLevels().at(static_cast<std::size_t>(code)));
+  }
+  values.loglikInitial = statistics.GetInitialLL();
+  values.loglik = statistics.GetFinalLL();
+  values.coxSnell = statistics.GetModelFitStat(QvConst::QvFitCoxSnellRSquare);
+  values.nagelkerke = statistics.GetModelFitStat(QvConst::QvFitNagelkerkeRSquare);
+  values.mcFadden = statistics.GetModelFitStat(QvConst::QvFitMcFaddenRSquare);
+  values.classification = Classification(statistics);
+  return values;
 }
 
 }  // namespace qvtest

@@ -1,95 +1,73 @@
 #!/usr/bin/env python3
-"""Writes NAME.json, the exact fit of NAME.csv, for the real tables of this folder.
+"""Exact reference fits of the linear model.
 
-Rational arithmetic on the decimal data, rounded once to double at the end. Run it in this folder:
-python3 exact.py
+    tests/reference/linear/exact.py
+
+reads NAME.csv and writes NAME.json for every case below, beside this script: rational arithmetic on
+the decimal data, rounded once to double at the end. The README one folder up explains the keys.
 """
 
-import csv
-import json
-import math
 import pathlib
 import sys
 from fractions import Fraction
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
+FOLDER = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(FOLDER.parent))
+import case_file  # noqa: E402
+import design  # noqa: E402
 import rational  # noqa: E402
 
-# name: dependent, formula, terms (each a list of columns), factors
+# name: table, formula, column of the frequencies
 CASES = {
-    "petrol": ("EP", "EP ~ SG + No + VP2", [["SG"], ["No"], ["VP2"]], {"No"}),
-    "petrol_crossed": (
-        "Y",
-        "Y ~ SG * EP * No",
-        [["SG"], ["EP"], ["SG", "EP"], ["No"], ["SG", "No"], ["EP", "No"], ["SG", "EP", "No"]],
-        {"No"},
-    ),
-    "txhousing": (
-        "inventory",
-        "inventory ~ sales * date * year",
-        [["sales"], ["date"], ["sales", "date"], ["year"], ["sales", "year"], ["date", "year"],
-         ["sales", "date", "year"]],
-        set(),
-    ),
+    "leading_digits": ("leading_digits", "y ~ g", ""),
+    "longley": ("longley", "TOTEMP ~ GNPDEFL + GNP + UNEMP + ARMED + POP + YEAR", ""),
+    "norris": ("norris", "y ~ x", ""),
+    "petrol": ("petrol", "EP ~ SG + No + VP2", ""),
+    "petrol_crossed": ("petrol_crossed", "Y ~ SG * EP * No", ""),
+    "two_way_empty_cell": ("two_way", "y ~ A * B + x + A:x", ""),
+    "two_way_freq": ("two_way", "y ~ A + B + x", "n"),
+    "txhousing": ("txhousing", "inventory ~ sales * date * year", ""),
+    "wampler2": ("wampler2", "y ~ x + x2 + x3 + x4 + x5", ""),
+    "wampler4": ("wampler4", "y ~ x + x2 + x3 + x4 + x5", ""),
 }
 
 
-def columns_of(rows, terms, factors):
-    """Labels and columns of the design: the intercept, then every level of every term."""
-    labels, columns = ["(Intercept)"], [[Fraction(1)] * len(rows)]
-    for term in terms:
-        product = [math.prod((Fraction(row[c]) for c in term if c not in factors), start=Fraction(1))
-                   for row in rows]
-        names = [c for c in term if c in factors]
-        if not names:
-            labels.append({"term": ":".join(term), "levels": {}})
-            columns.append(product)
-            continue
-        (factor,) = names
-        for level in sorted({row[factor] for row in rows}):
-            label = ":".join([f"C({factor})"] + [c for c in term if c != factor])
-            labels.append({"term": label, "levels": {factor: level}})
-            columns.append([p if row[factor] == level else Fraction(0)
-                            for p, row in zip(product, rows)])
-    return labels, columns
+def dense_columns(columns, rows):
+    dense = [[Fraction(0)] * len(rows) for _ in columns]
+    for i, row in enumerate(rows):
+        for k, value in design.design_row(columns, row, Fraction):
+            dense[k][i] = value
+    return dense
 
 
-def fit(columns, y, weights=None):
-    """Kept columns, estimates, diagonal of the inverse, residual sum of squares."""
-    p = len(columns)
-    m = rational.cross_products(columns + [y], weights)
-    kept, _ = rational.sweep(m, p)
-    estimates = [m[k][p] if k in kept else Fraction(0) for k in range(p)]
-    variance = [m[k][k] if k in kept else Fraction(0) for k in range(p)]
-    return kept, estimates, variance, m[p][p]
+def fit_case(table, formula, frequency):
+    rows = design.read_table(FOLDER / f"{table}.csv")
+    model = design.parse(formula, design.text_columns(rows))
+    columns = design.columns_of(model, rows)
+    weights = [Fraction(row[frequency]) if frequency else Fraction(1) for row in rows]
+    y = [Fraction(row[model.dependent]) for row in rows]
+    fit = rational.least_squares(dense_columns(columns, rows), y, model.intercept, weights)
+    options = ["--freq-weight", frequency] if frequency else []
+    return {
+        **case_file.describe("linear", f"linear/{table}.csv", formula, options, model),
+        "n": len(rows),
+        "labels": [{"term": term.text() or "(Intercept)", "levels": cell}
+                   for term, cell in columns],
+        "estimates": [float(v) for v in fit.estimates],
+        "redundant": [k not in fit.kept for k in range(len(columns))],
+        "unscaled_variance": [float(v) for v in fit.variances],
+        "rmse": rational.square_root(fit.residual / sum(weights)),
+        "r_square": float(fit.r_square),
+        "sse": float(fit.residual),
+    }
 
 
 def main():
-    for name, (dependent, formula, terms, factors) in CASES.items():
-        with open(f"{name}.csv", encoding="utf-8") as file:
-            rows = list(csv.DictReader(file))
-        labels, columns = columns_of(rows, terms, factors)
-        y = [Fraction(row[dependent]) for row in rows]
-        kept, estimates, variance, sse = fit(columns, y)
-        mean = sum(y) / len(y)
-        total = sum((v - mean) ** 2 for v in y)
-        result = {
-            "kind": "linear",
-            "formula": formula,
-            "options": [],
-            "n": len(rows),
-            "labels": labels,
-            "estimates": [float(v) for v in estimates],
-            "redundant": [k not in kept for k in range(len(columns))],
-            "unscaled_variance": [float(v) for v in variance],
-            "rmse": math.sqrt(sse / len(rows)),
-            "r_square": float(1 - sse / total),
-            "sse": float(sse),
-        }
-        with open(f"{name}.json", "w", encoding="utf-8") as file:
-            json.dump(result, file, indent=1)
-            file.write("\n")
-        print(f"{name}: {len(kept)} of {len(columns)} columns kept, R square {result['r_square']}")
+    for name, case in CASES.items():
+        fit = fit_case(*case)
+        case_file.write(FOLDER / f"{name}.json", fit)
+        print(f"{name}: {fit['redundant'].count(False)} of {len(fit['labels'])} columns kept, "
+              f"R square {fit['r_square']}")
 
 
 if __name__ == "__main__":

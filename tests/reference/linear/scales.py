@@ -3,15 +3,19 @@
 
 Rational arithmetic on the doubles of the table, rounded once at the end; a column that is a product
 of covariates is rounded to 53 bits after each of its multiplications, whatever its size. Exponents
-are those of the largest powers of two that are not above the largest value of a column, 0 from 2^-20
-to 2^20; estimates, variances and the root mean square error are in the units that they leave.
-Run it in this folder: python3 scales.py
+are those of the largest powers of two that are not above the largest value of a column, 0 from
+2^-20 to 2^20; estimates, variances and the root mean square error are in the units that they leave.
+
+    tests/reference/linear/scales.py
 """
 
 import math
+import pathlib
+import sys
 from fractions import Fraction
 
-from exact import fit
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
+import rational  # noqa: E402
 
 # y, x, z, level, frequency weight, regression weight
 ROWS = [
@@ -106,16 +110,14 @@ def main():
         target = [v / Fraction(2) ** own for v in y]
         frequency = [Fraction(row[4]) if weighted else Fraction(1) for row in ROWS]
         weights = [f * (Fraction(row[5]) if weighted else 1) for f, row in zip(frequency, ROWS)]
-        kept, estimates, variances, residual = fit(scaled, target, weights)
-        mean = sum(w * v for w, v in zip(weights, target)) / sum(weights) if intercept else 0
-        total = sum(w * (v - mean) ** 2 for w, v in zip(weights, target))
+        fit = rational.least_squares(scaled, target, intercept, weights)
         print(f'    {{"{case}",')
         print(f"     {listed(map(str, exponents))},")
         print(f"     {own},")
-        print(f"     {listed(map(double, estimates))},")
-        print(f"     {listed(map(double, variances))},")
-        print(f"     {double(1 - residual / total)},")
-        print(f"     {math.sqrt(residual / sum(frequency)).hex()}}},")
+        print(f"     {listed(map(double, fit.estimates))},")
+        print(f"     {listed(map(double, fit.variances))},")
+        print(f"     {double(fit.r_square)},")
+        print(f"     {math.sqrt(fit.residual / sum(frequency)).hex()}}},")
 
 
 if __name__ == "__main__":

@@ -11,27 +11,12 @@ options(stringsAsFactors = FALSE, warn = 1)
 
 script <- sub("^--file=", "", grep("^--file=", commandArgs(FALSE), value = TRUE))
 folder <- dirname(script)
-
-# The files hold no bracket and no `": ` inside a string, so that they read as R once those are
-# replaced.
-read_json <- function(path) {
-  text <- paste(readLines(path), collapse = "\n")
-  for (pair in list(c("\": ", "\"="), c("[{[]", "list("), c("[]}]", ")"), c("true", "TRUE"),
-                    c("false", "FALSE"))) {
-    text <- gsub(pair[1], pair[2], text)
-  }
-  eval(parse(text = text))
-}
-
-option_of <- function(case, name) {
-  options <- unlist(case$options)
-  place <- match(name, options)
-  if (is.na(place)) NULL else options[place + 1]
-}
+root <- file.path(folder, "..")
+source(file.path(root, "case_file.R"))
 
 # Every cell as text; R's own coding of factors and numbers plays no part.
 read_data <- function(case) {
-  data <- read.csv(file.path(folder, case$data), colClasses = "character", na.strings = "")
+  data <- read.csv(file.path(root, case$data), colClasses = "character", na.strings = "")
   terms <- case$terms
   freq <- option_of(case, "--freq-weight")
   regr <- option_of(case, "--regression-weight")
@@ -136,7 +121,7 @@ check_classification <- function(case, x, y, data, expected) {
 }
 
 check_case <- function(name) {
-  case <- read_json(file.path(folder, "fits", paste0(name, ".json")))
+  case <- read_case_file(file.path(folder, "fits", paste0(name, ".json")))
   data <- read_data(case)
   y <- factor(data[[case$dependent]], levels = unlist(case$categories))
   blocks <- nlevels(y) - 1

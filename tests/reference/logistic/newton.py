@@ -1,4 +1,5 @@
-"""Newton's iteration for the multinomial logit in 60 decimal digits, taken to a zero step."""
+"""The multinomial logit in 60 decimal digits: Newton's iteration, taken to a zero step, and what
+follows from its maximum."""
 
 from collections import defaultdict
 from dataclasses import dataclass
@@ -144,3 +145,39 @@ def maximise(likelihood, start, most_iterations=60):
             trial = [b + s for b, s in zip(beta, step)]
         beta, value = trial, likelihood.value(trial)
     raise NoMaximum(beta, step)
+
+
+def category_sums(values, codes, categories):
+    return [sum((value for value, code in zip(values, codes) if code == j), ZERO)
+            for j in range(categories)]
+
+
+def starting_values(weights, columns, intercept):
+    """The logs of the ratios of the categories' weights for the intercepts, 0 for the rest."""
+    start = [ZERO] * ((len(weights) - 1) * columns)
+    if intercept:
+        for j, weight in enumerate(weights[:-1]):
+            start[j * columns] = (weight / weights[-1]).ln()
+    return start
+
+
+def pseudo_r_squares(initial, final, total):
+    """Cox and Snell's, Nagelkerke's and McFadden's; `total` is the sum of the weights."""
+    if initial == final:
+        return [ZERO] * 3
+    cox_snell = 1 - (2 * (initial - final) / total).exp()
+    return [cox_snell, cox_snell / (1 - (2 * initial / total).exp()), 1 - final / initial]
+
+
+def classification(likelihood, beta, rows, sums, close, zero=ZERO):
+    """Rows observed, columns predicted, sums of the frequencies; None where two categories are
+    predicted so nearly alike that rounding could decide. A record whose design values are all 0 is
+    predicted by no parameter and goes to the category with the largest of `sums`."""
+    table = [[zero] * len(sums) for _ in sums]
+    for row, category, frequency in rows:
+        choice = likelihood.predictors(beta, row) if row else sums
+        ranked = sorted(choice)
+        if ranked[-1] - ranked[-2] < close:
+            return None
+        table[category][choice.index(ranked[-1])] += frequency
+    return table

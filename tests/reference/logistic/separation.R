@@ -12,18 +12,8 @@ options(stringsAsFactors = FALSE, warn = 1)
 
 script <- sub("^--file=", "", grep("^--file=", commandArgs(FALSE), value = TRUE))
 folder <- dirname(script)
-
-value_of <- function(text, key) {
-  line <- grep(paste0("^ \"", key, "\":"), text, value = TRUE)
-  if (length(line) == 0) return(NULL)
-  gsub("[\",]", "", sub("^[^:]*: ", "", line))
-}
-
-option_of <- function(text, name) {
-  place <- grep(name, text)
-  if (length(place) == 0) return(NULL)
-  gsub("[\", ]", "", text[place[1] + 1])
-}
+root <- file.path(folder, "..")
+source(file.path(root, "case_file.R"))
 
 # Columns without a mean and of deviation 1: separation does not depend on either.
 design_of <- function(formula, data) {
@@ -55,18 +45,19 @@ largest_sum <- function(margins) {
 }
 
 check_case <- function(path) {
-  text <- readLines(path)
-  data <- read.csv(file.path(folder, value_of(text, "data")), na.strings = "")
-  freq <- option_of(text, "--freq-weight")
+  case <- read_case_file(path)
+  data <- read.csv(file.path(root, case$data), na.strings = "")
+  freq <- option_of(case, "--freq-weight")
   if (!is.null(freq)) data <- data[data[[freq]] > 0, ]
-  formula <- as.formula(value_of(text, "formula"))
+  formula <- as.formula(case$formula)
   data <- data[complete.cases(data[all.vars(formula)]), ]
-  y <- factor(data[[all.vars(formula)[1]]])
+  y <- factor(data[[case$dependent]])
   sum <- largest_sum(margins_of(design_of(formula, data), as.integer(y), nlevels(y)))
-  is_separated <- !is.null(value_of(text, "outcome"))
+  is_separated <- !is.null(case$outcome)
   cat(sprintf("%-22s %s, largest sum of margins %g\n", sub("[.]json$", "", basename(path)),
               if (is_separated) "separated" else "has a maximum", sum))
   stopifnot((sum > 0.5) == is_separated)
 }
 
-for (path in list.files(file.path(folder, "extremes"), full.names = TRUE)) check_case(path)
+paths <- list.files(file.path(folder, "extremes"), full.names = TRUE, recursive = TRUE)
+for (path in paths) check_case(path)
