@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <utility>
 
-#include "qvreg/c/QvCInUse.h"
-#include "qvreg/c/QvCReport.h"
+#include "qvreg/c/QvCCall.h"
+#include "qvreg/c/qvreg_c.h"
 #include "qvreg/common/Record.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 
@@ -16,7 +18,7 @@
 /// not pass through the library. Used from one thread at a time.
 class QvCSource : public QvCommon::MultiPassRecordIter {
  public:
-  /// Answers of Read.
+  /// What Read returns.
   enum class Answer { kRecord, kEnd, kFailed };
 
   explicit QvCSource(int recordSize);
@@ -37,13 +39,15 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
   [[nodiscard]] int GetFailReason() const override { return fFailReason; }
   int NewPass() override;
 
+  /// True after the start of the first pass.
   [[nodiscard]] bool WasStarted() const { return fbStarted; }
   /// How many records this pass has delivered.
   [[nodiscard]] std::int64_t Delivered() const { return fDelivered; }
   /// True when a pass could not be started, or a record could not be read.
   [[nodiscard]] bool HasFailed() const { return fFailure.IsError(); }
-  /// The failure: 304 for a pass that could not be started, 314 for a record, 1012 for an exception
-  /// out of a callback. It stays until the next pass.
+  /// The failure: QVREG_NO_FURTHER_PASS for a pass that could not be started,
+  /// QVREG_UNREADABLE_RECORD for a record, QVREG_CALLBACK_THREW for an exception out of a callback.
+  /// It stays until the next pass.
   [[nodiscard]] const QvCReport& Failure() const { return fFailure; }
   /// The failure of the call's first pass that could not be started, success without one: a run may
   /// ask for one more pass before it ends.
@@ -55,8 +59,6 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
   /// Reads a record of RecordSize() values.
   virtual Answer Read(QvCommon::Record& record) = 0;
 
-  /// True for the first pass of all.
-  [[nodiscard]] bool IsFirstPass() const { return !fbStarted; }
   /// Remembers why the present pass, or the present record, failed.
   void Fail(std::int32_t code, const std::string& message);
   /// The same, with what a callback of the host returned.
@@ -69,8 +71,8 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
   enum class Ahead { kNothing, kRecord, kFailure };
 
   void ReadAhead();
-  /// Runs `step`, one of the above, and answers what it does; an exception out of it becomes the
-  /// failure, and the answer `failed`.
+  /// Runs `step`, one of the above, and returns what it does; an exception out of it becomes the
+  /// failure, and the result `failed`.
   template <typename Answered, typename Step>
   Answered Guard(Answered failed, Step&& step);
   /// Remembers an exception as the failure.
@@ -87,4 +89,13 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
   std::int64_t fDelivered = 0;
   QvCReport fFailure;
   QvCReport fRefusal;
+};
+
+struct qvreg_source final : QvCHandle<0x7176736f75720003> {
+  static constexpr const char* kName = "a source";
+
+  explicit qvreg_source(std::shared_ptr<QvCSource> source) : fSource(std::move(source)) {}
+
+  /// A call holds it by value, so that a host that destroys the handle meanwhile leaves it whole.
+  std::shared_ptr<QvCSource> fSource;
 };
