@@ -108,7 +108,8 @@ void QvCDestroy(Handle* handle) {
 }
 
 /// Structures between a host and the library, which may have been compiled with different versions
-/// of them: both begin with the size that their side knows, and later versions grow at the end.
+/// of them: both begin with the size that their side was compiled with, and later versions grow at
+/// the end.
 namespace QvCStruct {
 
 /// The size of a structure in the first version that had it: a host's is never shorter. One that
@@ -212,7 +213,7 @@ void QvCCopyList(const Source& source, Target* buffer, std::size_t capacity, std
 
 /// Copies an n x n matrix to a host's buffer whose rows begin `rowStride` elements apart, at least
 /// n; throws the refusal for a smaller or an endless stride or a buffer that is too short. `count`,
-/// which may be null, receives what the buffer must hold. `element(i, j)` answers an element.
+/// which may be null, receives what the buffer must hold. `element(i, j)` returns an element.
 template <typename Element>
 void QvCCopyMatrix(std::size_t n, std::size_t rowStride, double* elements, std::size_t capacity,
                    std::size_t* count, Element&& element) {

@@ -59,7 +59,7 @@ class QvCRun {
   [[nodiscard]] QvRecordCounts RecordCounts() const;
   template <typename Operation>
   QvCReport Run(QvCSource& source, Operation&& operation);
-  /// What a status that an operation over `source` ended with comes to.
+  /// The report of a status that an operation over `source` ended with.
   [[nodiscard]] QvCReport Explain(const QvCommon::QvStatus& status, const QvCSource& source) const;
   /// The error of passes that did not use as many records as the first one; otherwise success.
   [[nodiscard]] QvCReport CheckPasses() const;
@@ -76,8 +76,7 @@ struct qvreg_component final : QvCHandle<0x7176636f6d700004> {
 
   explicit qvreg_component(std::shared_ptr<QvCRun> run) : fRun(std::move(run)) {}
 
-  /// A call that may call the host back holds it by value, so that a host that destroys the handle
-  /// meanwhile leaves it whole.
+  /// A call that may call the host back holds a copy, so that a callback may destroy the handle.
   std::shared_ptr<QvCRun> fRun;
 };
 

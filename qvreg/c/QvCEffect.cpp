@@ -33,7 +33,7 @@ void Append(std::vector<int>& list, const std::int32_t* variables, std::size_t c
 int32_t qvreg_effect_create(const int32_t* factors, size_t n_factors, const int32_t* covariates,
                             size_t n_covariates, qvreg_effect** effect, qvreg_error* error) {
   return QvCCall(error, [&] {
-    // Before a list is read, whose length may be a host's mistake.
+    // Before a list is read: its length may be wrong.
     const int nFactors = QvCCheck::Size(n_factors, "n_factors");
     const int nCovariates = QvCCheck::Size(n_covariates, "n_covariates");
     QvCCheck::Size(n_factors + n_covariates, "n_factors + n_covariates");

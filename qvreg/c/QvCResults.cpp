@@ -33,8 +33,17 @@ const QvCommon::QvSymMatrixData& Require(const QvCommon::QvSymMatrixData* covari
                    "The model has no covariance matrix; look at how its iterations ended.");
 }
 
-double Element(const QvCommon::QvSymMatrixData& matrix, size_t i, size_t j) {
+template <typename Matrix>
+double Element(const Matrix& matrix, size_t i, size_t j) {
   return matrix.GetElem(static_cast<int>(i), static_cast<int>(j));
+}
+
+/// Copies the lower triangle of the covariance matrix to a host's buffer.
+void CopyPacked(const QvCommon::QvSymMatrixData* covariance, double* elements, size_t capacity,
+                size_t* count) {
+  const QvCommon::QvSymMatrixData& from = Require(covariance);
+  QvCCopyPacked(static_cast<size_t>(from.GetOrder()), elements, capacity, count,
+                [&](size_t i, size_t j) { return Element(from, i, j); });
 }
 
 bool IsServed(IQvRegOutputStats& stats, int32_t stat) {
@@ -196,9 +205,7 @@ int32_t qvreg_results_get_covariance(const qvreg_results* results, size_t row, s
 int32_t qvreg_results_get_covariance_packed(const qvreg_results* results, double* elements,
                                             size_t capacity, size_t* count, qvreg_error* error) {
   return QvCCall(error, [&] {
-    const QvCommon::QvSymMatrixData& from = Require(Valid(results).fStats.GetCovarianceMatrix());
-    QvCCopyPacked(static_cast<size_t>(from.GetOrder()), elements, capacity, count,
-                  [&](size_t i, size_t j) { return Element(from, i, j); });
+    CopyPacked(Valid(results).fStats.GetCovarianceMatrix(), elements, capacity, count);
   });
 }
 
@@ -250,14 +257,14 @@ int32_t qvreg_results_expand_row(const qvreg_results* results, const double* rec
     IQvRegOutputStats& stats = Valid(results).fStats;
     const std::shared_ptr<QvCRun> run = results->fRun;
     const QvCInUse use = run->Use();
-    const QvCommon::Record expanded = QvCMakeRecord(record, record_size, run->DesignRecordSize());
+    const QvCommon::Record given = QvCMakeRecord(record, record_size, run->DesignRecordSize());
     int32_t& answer = NotNull(is_expanded, "is_expanded");
     const QvCList list(RowLength(stats), capacity, count);
     const bool isWanted = list.IsWanted(row);
     QvCommon::QvStatus unused;
     std::vector<double> design(RowLength(stats), 0.0);
-    const bool isExpanded = stats.GetRecordValidator().IsValid4Scoring(expanded, unused) &&
-                            stats.ExpandRow(expanded, design);
+    const bool isExpanded =
+        stats.GetRecordValidator().IsValid4Scoring(given, unused) && stats.ExpandRow(given, design);
     if (isWanted) list.Copy(design, row);
     answer = isExpanded ? 1 : 0;
   });
@@ -300,9 +307,7 @@ int32_t qvreg_logistic_get_classification(const qvreg_results* results, double* 
       throw QvCRefusal(QVREG_NOT_SERVED, "The model has no classification table.");
     }
     QvCCopyMatrix(static_cast<size_t>(table->GetNRows()), row_stride, elements, capacity, count,
-                  [&](size_t i, size_t j) {
-                    return table->GetElem(static_cast<int>(i), static_cast<int>(j));
-                  });
+                  [&](size_t i, size_t j) { return Element(*table, i, j); });
   });
 }
 
@@ -314,11 +319,11 @@ int32_t qvreg_logistic_expand_sparse(const qvreg_results* results, const double*
     const QvLogOutputStats& stats = LogisticOf(results);
     const std::shared_ptr<QvCRun> run = results->fRun;
     const QvCInUse use = run->Use();
-    const QvCommon::Record expanded = QvCMakeRecord(record, record_size, run->DesignRecordSize());
+    const QvCommon::Record given = QvCMakeRecord(record, record_size, run->DesignRecordSize());
     int32_t& answer = NotNull(is_expanded, "is_expanded");
     std::vector<int> places;
     std::vector<double> numbers;
-    const bool isExpanded = stats.ExpandRow(expanded, places, numbers);
+    const bool isExpanded = stats.ExpandRow(given, places, numbers);
     const QvCList list(places.size(), capacity, count);
     if (list.IsWanted(indices, values)) {
       list.Copy(places, indices);
@@ -360,10 +365,8 @@ int32_t qvreg_scaled_get_estimates(const qvreg_results* results, double* estimat
 int32_t qvreg_scaled_get_covariance_packed(const qvreg_results* results, double* elements,
                                            size_t capacity, size_t* count, qvreg_error* error) {
   return QvCCall(error, [&] {
-    const QvCommon::QvSymMatrixData& from = Require(
-        Visited(results, [](const auto& stats) { return stats.GetScaledCovarianceMatrix(); }));
-    QvCCopyPacked(
-        static_cast<size_t>(from.GetOrder()), elements, capacity, count,
-        [&](size_t i, size_t j) { return from.GetElem(static_cast<int>(i), static_cast<int>(j)); });
+    CopyPacked(
+        Visited(results, [](const auto& stats) { return stats.GetScaledCovarianceMatrix(); }),
+        elements, capacity, count);
   });
 }

@@ -48,7 +48,7 @@ class QvCSettings {
   /// Throws the refusal for linear settings.
   [[nodiscard]] QvLogRegSettings& GetLogistic() const;
 
-  /// Changes the settings by `change`, which answers whether it could. Throws std::bad_alloc when
+  /// Changes the settings by `change`, which returns whether it could. Throws std::bad_alloc when
   /// it could not, and leaves them as they were then: it works on a copy.
   template <typename Change>
   void Update(Change&& change) {

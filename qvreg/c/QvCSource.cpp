@@ -31,7 +31,7 @@ int QvCSource::NewPass() {
   ++fPass;
   fDelivered = 0;
   fFailure = QvCReport();
-  fAhead = Ahead::kNothing;
+  fAhead = Ahead::kEnd;
   fFailReason = QvCommon::kIterNoRewind;
   if (!Guard(false, [this] { return Rewind(); })) {
     if (!fRefusal.IsError()) fRefusal = fFailure;
@@ -43,24 +43,22 @@ int QvCSource::NewPass() {
 }
 
 void QvCSource::ReadAhead() {
-  switch (Guard(Answer::kFailed, [this] { return Read(fNext); })) {
-    case Answer::kRecord:
-      fAhead = Ahead::kRecord;
+  fAhead = Guard(Ahead::kFailure, [this] { return Read(fNext); });
+  switch (fAhead) {
+    case Ahead::kRecord:
       fFailReason = QvCommon::kIterOk;
       return;
-    case Answer::kEnd:
-      fAhead = Ahead::kNothing;
+    case Ahead::kEnd:
       fFailReason = QvCommon::kIterEndOfData;
       return;
-    case Answer::kFailed:
-      fAhead = Ahead::kFailure;
+    case Ahead::kFailure:
       fFailReason = QvCommon::kIterReadError;
       return;
   }
 }
 
-template <typename Answered, typename Step>
-Answered QvCSource::Guard(Answered failed, Step&& step) {
+template <typename Result, typename Step>
+Result QvCSource::Guard(Result failed, Step&& step) {
   try {
     return step();
   } catch (const QvCRefusal& refusal) {
@@ -117,17 +115,17 @@ class CallbackSource : public QvCSource {
          returned);
     return false;
   }
-  Answer Read(QvCommon::Record& record) override {
+  Ahead Read(QvCommon::Record& record) override {
     const std::int32_t returned = QvCHostCall("next", [&] {
       return fCallbacks.next(fCallbacks.user, record.GetAll(), fCallbacks.record_size);
     });
-    if (returned == QVREG_NEXT_RECORD) return Answer::kRecord;
-    if (returned == QVREG_NEXT_END) return Answer::kEnd;
+    if (returned == QVREG_NEXT_RECORD) return Ahead::kRecord;
+    if (returned == QVREG_NEXT_END) return Ahead::kEnd;
     Fail(QVREG_UNREADABLE_RECORD,
          "The record source failed at " + Place() + ": its next callback returned " +
              std::to_string(returned) + "; check the host's data.",
          returned);
-    return Answer::kFailed;
+    return Ahead::kFailure;
   }
 
  private:
@@ -148,13 +146,13 @@ class ColumnSource : public QvCSource {
     fPosition = 0;
     return true;
   }
-  Answer Read(QvCommon::Record& record) override {
-    if (fPosition == fNRecords) return Answer::kEnd;
+  Ahead Read(QvCommon::Record& record) override {
+    if (fPosition == fNRecords) return Ahead::kEnd;
     double* value = record.GetAll();
     const auto position = static_cast<std::ptrdiff_t>(fPosition);
     for (const qvreg_column& column : fColumns) *value++ = column.values[position * column.stride];
     ++fPosition;
-    return Answer::kRecord;
+    return Ahead::kRecord;
   }
 
  private:
@@ -240,17 +238,17 @@ class FileSource : public QvCSource {
                                     "; check that it can be read several times.");
     return false;
   }
-  Answer Read(QvCommon::Record& record) override {
+  Ahead Read(QvCommon::Record& record) override {
     if (const QvCommon::Record* read = fRecords.Next(); read != nullptr) {
       std::copy_n(read->GetAll(), RecordSize(), record.GetAll());
-      return Answer::kRecord;
+      return Ahead::kRecord;
     }
-    if (fRecords.GetFailReason() == QvCommon::kIterEndOfData) return Answer::kEnd;
+    if (fRecords.GetFailReason() == QvCommon::kIterEndOfData) return Ahead::kEnd;
     Fail(QVREG_UNREADABLE_RECORD, Named(fPath) + " ends within " + Place() +
                                       ", or could not be read there; check that each record has " +
                                       std::to_string(RecordSize()) +
                                       " values and that the file is whole.");
-    return Answer::kFailed;
+    return Ahead::kFailure;
   }
 
  private:

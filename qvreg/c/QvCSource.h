@@ -11,15 +11,15 @@
 #include "qvreg/data/MultiPassRecordIter.h"
 
 /// A record source of the C interface: reads one record ahead, so that a failure is known before
-/// the library asks for the record, and remembers it.
+/// the library asks for the record, and keeps that failure.
 ///
 /// A record that could not be read is announced and then not delivered, which ends a run; the data
 /// would otherwise seem to end there. An exception out of a callback is such a failure, and does
 /// not pass through the library. Used from one thread at a time.
 class QvCSource : public QvCommon::MultiPassRecordIter {
  public:
-  /// What Read returns.
-  enum class Answer { kRecord, kEnd, kFailed };
+  /// What follows the present record.
+  enum class Ahead { kRecord, kEnd, kFailure };
 
   explicit QvCSource(int recordSize);
   QvCSource(const QvCSource&) = delete;
@@ -28,13 +28,13 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
   [[nodiscard]] int RecordSize() const { return fRecordSize; }
   /// Holds the source for the length of a call; throws the refusal when another call has it.
   [[nodiscard]] QvCInUse Use() { return {fbInUse, "source"}; }
-  /// Passes are counted, and a refusal is remembered, from here on.
+  /// Counts passes, and keeps a refusal, from here on.
   void StartCall() {
     fPass = 0;
     fRefusal = QvCReport();
   }
 
-  [[nodiscard]] bool HasMore() const override { return fAhead != Ahead::kNothing; }
+  [[nodiscard]] bool HasMore() const override { return fAhead != Ahead::kEnd; }
   const QvCommon::Record* Next() override;
   [[nodiscard]] int GetFailReason() const override { return fFailReason; }
   int NewPass() override;
@@ -57,9 +57,9 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
   /// Goes back to the first record; false when it failed. Called at the start of every pass.
   virtual bool Rewind() = 0;
   /// Reads a record of RecordSize() values.
-  virtual Answer Read(QvCommon::Record& record) = 0;
+  virtual Ahead Read(QvCommon::Record& record) = 0;
 
-  /// Remembers why the present pass, or the present record, failed.
+  /// Keeps why the present pass, or the next record, failed.
   void Fail(std::int32_t code, const std::string& message);
   /// The same, with what a callback of the host returned.
   void Fail(std::int32_t code, const std::string& message, std::int32_t returned);
@@ -68,20 +68,18 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
   [[nodiscard]] std::int64_t Pass() const { return fPass; }
 
  private:
-  enum class Ahead { kNothing, kRecord, kFailure };
-
   void ReadAhead();
-  /// Runs `step`, one of the above, and returns what it does; an exception out of it becomes the
-  /// failure, and the result `failed`.
-  template <typename Answered, typename Step>
-  Answered Guard(Answered failed, Step&& step);
-  /// Remembers an exception as the failure.
+  /// Returns the result of `step`, Rewind or Read; an exception out of it becomes the failure, and
+  /// the result `failed`.
+  template <typename Result, typename Step>
+  Result Guard(Result failed, Step&& step);
+  /// Keeps the report of the failure, with its place.
   void FailBy(QvCReport report);
 
   int fRecordSize;
   QvCommon::Record fCurrent;
   QvCommon::Record fNext;
-  Ahead fAhead = Ahead::kNothing;
+  Ahead fAhead = Ahead::kEnd;
   int fFailReason = QvCommon::kIterEndOfData;
   bool fbStarted = false;
   bool fbInUse = false;
@@ -96,6 +94,6 @@ struct qvreg_source final : QvCHandle<0x7176736f75720003> {
 
   explicit qvreg_source(std::shared_ptr<QvCSource> source) : fSource(std::move(source)) {}
 
-  /// A call holds it by value, so that a host that destroys the handle meanwhile leaves it whole.
+  /// A call holds a copy, so that a callback may destroy the handle during the call.
   std::shared_ptr<QvCSource> fSource;
 };

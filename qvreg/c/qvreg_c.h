@@ -62,6 +62,8 @@ extern "C" {
 #define QVREG_CHECKED
 #endif
 
+/* ---- Version, codes and errors */
+
 /** The version of the library that runs: major * 65536 + minor * 256 + patch. That of the headers
  * is QVREG_VERSION_MAJOR, QVREG_VERSION_MINOR and QVREG_VERSION_PATCH; a library of the same major
  * version, before 1.0 of the same minor one, that is no older serves them. */
@@ -145,6 +147,8 @@ typedef struct qvreg_error {
 #define QVREG_ERROR_INIT \
   { sizeof(qvreg_error), 0, 0, {0, 0, 0, 0}, {0, 0, 0, 0}, {0, 0, 0, 0}, {0.0, 0.0, 0.0, 0.0}, "" }
 
+/* ---- Records */
+
 /** Where records come from. A record is a row of doubles, one per variable. A run reads its records
  * several times, and every pass must deliver the same ones; their order does not matter. A source
  * that fails ends the run with QVREG_UNREADABLE_RECORD, QVREG_NO_FURTHER_PASS or
@@ -215,6 +219,8 @@ QVREG_EXPORT int32_t qvreg_source_rewind(qvreg_source* source, qvreg_error* erro
  * started. A failure is returned again until the next pass. Codes as qvreg_source_rewind. */
 QVREG_EXPORT int32_t qvreg_source_next(qvreg_source* source, double* record, size_t capacity,
                                        int32_t* has_record, qvreg_error* error);
+
+/* ---- Settings */
 
 /** Settings of a run: the role of each variable, the effects, the options of a fit. A variable is a
  * position in a record; it has one role. */
@@ -393,6 +399,8 @@ QVREG_EXPORT int32_t qvreg_settings_set_cancel(qvreg_settings* settings,
                                                qvreg_cancel_callback callback, void* user,
                                                qvreg_error* error);
 
+/* ---- Effects */
+
 /** One term of a model: factors, each at a nesting level, and covariates, each with a multiplicity
  * (its power). */
 typedef struct qvreg_effect qvreg_effect;
@@ -434,6 +442,8 @@ QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_add_effect(qvreg_settings* set
 /** Makes `effect`, a copy of number `index` of `settings`. */
 QVREG_EXPORT int32_t qvreg_settings_get_effect(const qvreg_settings* settings, int32_t index,
                                                qvreg_effect** effect, qvreg_error* error);
+
+/* ---- A run */
 
 /** One model, estimated over records and then used to score others. A component keeps a status:
  * once that is an error, every later operation does nothing and returns it, and a new component is
@@ -513,6 +523,8 @@ QVREG_EXPORT int32_t qvreg_component_get_results(const qvreg_component* componen
 /** Prints settings, model and results of `component` to standard output, for debugging. */
 QVREG_EXPORT int32_t qvreg_component_display(const qvreg_component* component, qvreg_error* error);
 
+/* ---- Parameters */
+
 /** What a parameter stands for. */
 typedef struct qvreg_parameter_info {
   size_t struct_size;             /**< sizeof(qvreg_parameter_info), set by the host. */
@@ -544,6 +556,8 @@ QVREG_EXPORT int32_t qvreg_parameters_get_covariates(const qvreg_parameters* par
                                                      size_t index, int32_t* variables,
                                                      int32_t* multiplicities, size_t capacity,
                                                      size_t* count, qvreg_error* error);
+
+/* ---- Results of both models */
 
 /** The numbers that stand for a whole model. */
 typedef struct qvreg_summary {
@@ -647,6 +661,8 @@ QVREG_EXPORT int32_t qvreg_results_get_dependent_counts(const qvreg_results* res
                                                         size_t capacity, size_t* count,
                                                         qvreg_error* error);
 
+/* ---- Results of a logistic model */
+
 /** How the iterations of a logistic estimation ended. */
 enum qvreg_outcome {
   QVREG_OUTCOME_CONTINUE = 0,            /**< Not converged. */
@@ -694,6 +710,8 @@ QVREG_EXPORT int32_t qvreg_logistic_get_classification(const qvreg_results* resu
                                                        size_t capacity, size_t* count,
                                                        qvreg_error* error);
 
+/* ---- Scaled results */
+
 /** What a linear model's dependent was divided by, and an error in that unit.
  *
  * A column of the design, or the dependent of a linear model, whose largest absolute value in the
@@ -725,6 +743,8 @@ QVREG_EXPORT int32_t qvreg_scaled_get_estimates(const qvreg_results* results, do
 QVREG_EXPORT int32_t qvreg_scaled_get_covariance_packed(const qvreg_results* results,
                                                         double* elements, size_t capacity,
                                                         size_t* count, qvreg_error* error);
+
+/* ---- Records against a model, and scoring */
 
 /** What a check found of a record. */
 enum qvreg_verdict {
