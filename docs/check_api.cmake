@@ -1,6 +1,7 @@
 # What Doxygen does not ask for, of the documents that it wrote to XML: an enumerator without a
-# word, a parameter that its function's words do not name, a file or a namespace that says nothing
-# and whose members are then left out of the pages.
+# word, a parameter that neither its function's words name nor, as code, the description of its file
+# (for a parameter that all functions of the file share), a file or a namespace that says nothing and
+# whose members are then left out of the pages.
 cmake_minimum_required(VERSION 3.25)
 
 # described(TEXT RESULT): the words of the first descriptions in an element, without its marks.
@@ -23,8 +24,9 @@ function(contents_of text tag result)
   set(${result} "${found}" PARENT_SCOPE)
 endfunction()
 
-# faults_of_member(MEMBER RESULT): of one memberdef.
-function(faults_of_member member result)
+# faults_of_member(MEMBER SHARED RESULT): of one memberdef; SHARED are the parameters that its file
+# explains.
+function(faults_of_member member shared result)
   set(faults)
   string(REGEX MATCH "<location file=\"([^\"]*)\" line=\"([0-9]*)\"" unused "${member}")
   set(place "${CMAKE_MATCH_1}:${CMAKE_MATCH_2}")
@@ -43,6 +45,9 @@ function(faults_of_member member result)
     contents_of("${member}" name name)
     contents_of("${member}" declname parameters)
     described("${member}" words)
+    if(shared)
+      list(REMOVE_ITEM parameters ${shared})
+    endif()
     foreach(parameter IN LISTS parameters)
       if(NOT words STREQUAL ""
           AND NOT " ${words} " MATCHES "[^A-Za-z0-9_]${parameter}[^A-Za-z0-9_]")
@@ -65,10 +70,14 @@ foreach(page IN LISTS pages)
   list(POP_BACK members compound)
   list(LENGTH members n)
   math(EXPR count "${count} + ${n}")
+  set(shared)
+  if(text MATCHES "<compounddef [^>]*kind=\"file\"")
+    contents_of("${compound}" computeroutput shared)
+  endif()
   foreach(member IN LISTS members)
     if(NOT member MATCHES "<memberdef [^>]*prot=\"private\"")
       string(REGEX REPLACE ".*<memberdef" "<memberdef" member "${member}")
-      faults_of_member("${member}" found)
+      faults_of_member("${member}" "${shared}" found)
       list(APPEND faults ${found})
     endif()
   endforeach()

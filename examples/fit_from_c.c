@@ -47,7 +47,7 @@ static int32_t print(const qvreg_results* results, qvreg_error* error) {
     qvreg_parameter_info info = {.struct_size = sizeof info};
     int32_t soil = 0;
     failed = qvreg_parameters_get_info(parameters, i, &info, error) ||
-             qvreg_parameters_get_category(parameters, i, SOIL, -1, &soil, error);
+             qvreg_parameters_get_factors(parameters, i, NULL, &soil, NULL, 1, NULL, error);
     if (info.is_intercept) printf("intercept ");
     if (info.n_factors > 0) printf("soil=%d    ", (int)soil);
     if (info.n_covariates > 0) printf("sun       ");

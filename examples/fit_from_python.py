@@ -90,8 +90,8 @@ def print_results(results):
         info = ParameterInfo(struct_size=ctypes.sizeof(ParameterInfo))
         call("parameters_get_info", parameters, ctypes.c_size_t(i), ctypes.byref(info))
         soil = ctypes.c_int32()
-        call("parameters_get_category", parameters, ctypes.c_size_t(i), SOIL, -1,
-             ctypes.byref(soil))
+        call("parameters_get_factors", parameters, ctypes.c_size_t(i), None, ctypes.byref(soil),
+             None, ctypes.c_size_t(1), None)
         name = ("intercept " if info.is_intercept else
                 f"soil={soil.value}    " if info.n_factors else "sun       ")
         print(f"{name}{estimates[i]:8.4f}{'  (redundant)' if redundant[i] else ''}")

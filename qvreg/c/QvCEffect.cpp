@@ -1,15 +1,22 @@
-#include "qvreg/c/QvCEffect.h"
-
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <string>
+#include <vector>
 
-#include "qvreg/c/QvCCheck.h"
+#include "qvreg/c/QvCSettings.h"
+#include "qvreg/c/qvreg_c.h"
+
+using QvCCheck::NotNull;
+using QvCCheck::Valid;
 
 namespace {
 
+/// Appends a host's variables; `name` is the argument's.
 void Append(std::vector<int>& list, const std::int32_t* variables, std::size_t count,
             const char* name) {
   if (count == 0) return;
-  QvCCheck::NotNull(variables, name);
+  NotNull(variables, name);
   for (std::size_t i = 0; i < count; ++i) {
     if (variables[i] < 0) {
       throw QvCRefusal(QVREG_BAD_ARGUMENT,
@@ -21,51 +28,72 @@ void Append(std::vector<int>& list, const std::int32_t* variables, std::size_t c
   }
 }
 
-QvCEffect::Variables ListOf(const std::int32_t* factors, std::size_t nFactors,
-                            const std::int32_t* covariates, std::size_t nCovariates) {
-  // Before a list is read, whose length may be a host's mistake.
-  QvCCheck::Size(nFactors, "n_factors");
-  QvCCheck::Size(nCovariates, "n_covariates");
-  QvCCheck::Size(nFactors + nCovariates, "n_factors + n_covariates");
-  auto list = std::make_shared<std::vector<int>>();
-  Append(*list, factors, nFactors, "factors");
-  Append(*list, covariates, nCovariates, "covariates");
-  return list;
-}
-
 }  // namespace
 
-QvCEffect::QvCEffect(const std::int32_t* factors, std::size_t nFactors,
-                     const std::int32_t* covariates, std::size_t nCovariates)
-    : fVariables(ListOf(factors, nFactors, covariates, nCovariates)),
-      fEffect(static_cast<int>(nFactors), static_cast<int>(nCovariates), fVariables.get()) {}
-
-void QvCEffect::SetVariables(const std::int32_t* variables, std::size_t count) {
-  if (count != fEffect.GetModelEffect().size()) {
-    throw QvCRefusal(QVREG_BAD_ARGUMENT, "The list has " + std::to_string(count) +
-                                             " variables, and the main vector of the effect " +
-                                             std::to_string(fEffect.GetModelEffect().size()) +
-                                             " slots; pass as many.");
-  }
-  auto list = std::make_shared<std::vector<int>>();
-  Append(*list, variables, count, "variables");
-  Share(list);
+int32_t qvreg_effect_create(const int32_t* factors, size_t n_factors, const int32_t* covariates,
+                            size_t n_covariates, qvreg_effect** effect, qvreg_error* error) {
+  return QvCCall(error, [&] {
+    // Before a list is read: its length may be wrong.
+    const int nFactors = QvCCheck::Size(n_factors, "n_factors");
+    const int nCovariates = QvCCheck::Size(n_covariates, "n_covariates");
+    QvCCheck::Size(n_factors + n_covariates, "n_factors + n_covariates");
+    const auto variables = std::make_shared<std::vector<int>>();
+    Append(*variables, factors, n_factors, "factors");
+    Append(*variables, covariates, n_covariates, "covariates");
+    QvCMake(effect, "effect", variables, QvModelEffect(nFactors, nCovariates, variables.get()));
+  });
 }
 
-void QvCEffect::Share(const Variables& variables) {
-  fVariables = variables;
-  fEffect.SetVarIndices(fVariables.get());
+void qvreg_effect_destroy(qvreg_effect* effect) { QvCDestroy(effect); }
+
+int32_t qvreg_effect_add_factor(qvreg_effect* effect, int32_t variable, int32_t nested,
+                                qvreg_error* error) {
+  return QvCCall(error, [&] {
+    if (Valid(effect).fEffect.AddNewFactor(variable, nested != 0)) return;
+    throw QvCRefusal(QVREG_BAD_ARGUMENT,
+                     "Variable " + std::to_string(variable) +
+                         " is no factor of the effect's model, or is in the effect already; name "
+                         "the model's factors when the effect is made.");
+  });
 }
 
-void QvCEffect::RequireWholeList() const {
-  if (fVariables->size() == fEffect.GetModelEffect().size()) return;
-  throw QvCRefusal(QVREG_BAD_ARGUMENT,
-                   "The effect has lost slots to a mask and still has its old list; give it "
-                   "another with qvreg_effect_set_model_variables.");
+int32_t qvreg_effect_add_covariate(qvreg_effect* effect, int32_t variable, int32_t* multiplicity,
+                                   qvreg_error* error) {
+  return QvCCall(error, [&] {
+    const int now = Valid(effect).fEffect.AddCovariate(variable);
+    if (now < 0) {
+      throw QvCRefusal(QVREG_BAD_ARGUMENT,
+                       "Variable " + std::to_string(variable) +
+                           " is no covariate of the effect's model; name the model's covariates "
+                           "when the effect is made.");
+    }
+    if (multiplicity != nullptr) *multiplicity = now;
+  });
 }
 
-QvModelEffect QvCEffect::OverListOf(const QvCEffect& other) const {
-  QvModelEffect effect = fEffect;
-  if (*fVariables == *other.fVariables) effect.SetVarIndices(other.fVariables.get());
-  return effect;
+int32_t qvreg_effect_reset(qvreg_effect* effect, qvreg_error* error) {
+  return QvCCall(error, [&] { Valid(effect).fEffect.Reset(); });
+}
+
+int32_t qvreg_effect_get_factors(const qvreg_effect* effect, int32_t* variables, int32_t* levels,
+                                 size_t capacity, size_t* count, qvreg_error* error) {
+  return QvCCall(error, [&] {
+    const QvModelEffect& from = Valid(effect).fEffect;
+    const QvCList list(static_cast<size_t>(from.GetNFactors()), capacity, count);
+    if (!list.IsWanted(variables, levels)) return;
+    list.Copy(from.GetFactors(), variables);
+    list.Copy(from.GetFactorLevels(), levels);
+  });
+}
+
+int32_t qvreg_effect_get_covariates(const qvreg_effect* effect, int32_t* variables,
+                                    int32_t* multiplicities, size_t capacity, size_t* count,
+                                    qvreg_error* error) {
+  return QvCCall(error, [&] {
+    const QvModelEffect& from = Valid(effect).fEffect;
+    const QvCList list(static_cast<size_t>(from.GetNCovariates()), capacity, count);
+    if (!list.IsWanted(variables, multiplicities)) return;
+    list.Copy(from.GetCovariates(), variables);
+    list.Copy(from.GetCovMultiplicities(), multiplicities);
+  });
 }

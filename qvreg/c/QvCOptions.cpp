@@ -1,10 +1,15 @@
-#include "qvreg/c/QvCOptions.h"
-
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <new>
+#include <string>
+#include <vector>
 
-#include "qvreg/c/QvCRefusal.h"
+#include "qvreg/c/QvCSettings.h"
+#include "qvreg/c/qvreg_c.h"
+
+using QvCCheck::NotNull;
+using QvCCheck::Valid;
 
 namespace {
 
@@ -22,10 +27,6 @@ void RequireTakenDF(const QvRegSettings& settings, double df) {
   Require(df > 0.0 || !(settings.GetDF() > 0.0), "degrees_of_freedom", df,
           "above 0 once it was imposed");
 }
-
-}  // namespace
-
-namespace QvCOptions {
 
 void Read(const QvRegSettings& settings, qvreg_options& options) {
   options.tolerance = settings.GetTolerance();
@@ -99,4 +100,58 @@ void Write(const qvreg_logistic_options& options, QvLogRegSettings& settings) {
   settings = tried;
 }
 
-}  // namespace QvCOptions
+}  // namespace
+
+int32_t qvreg_settings_get_options(const qvreg_settings* settings, qvreg_options* options,
+                                   qvreg_error* error) {
+  return QvCCall(error, [&] {
+    const QvRegSettings& from = Valid(settings).fSettings.Get();
+    QvCStruct::Fill(options, "options", [&](qvreg_options& to) { Read(from, to); });
+  });
+}
+
+int32_t qvreg_settings_set_options(qvreg_settings* settings, const qvreg_options* options,
+                                   qvreg_error* error) {
+  return QvCCall(error, [&] {
+    QvRegSettings& to = Valid(settings).fSettings.Get();
+    qvreg_options present{};
+    Read(to, present);
+    Write(QvCStruct::Take(options, "options", present), to);
+  });
+}
+
+int32_t qvreg_settings_get_logistic_options(const qvreg_settings* settings,
+                                            qvreg_logistic_options* options, qvreg_error* error) {
+  return QvCCall(error, [&] {
+    const QvLogRegSettings& from = Valid(settings).fSettings.GetLogistic();
+    QvCStruct::Fill(options, "options", [&](qvreg_logistic_options& to) { Read(from, to); });
+  });
+}
+
+int32_t qvreg_settings_set_logistic_options(qvreg_settings* settings,
+                                            const qvreg_logistic_options* options,
+                                            qvreg_error* error) {
+  return QvCCall(error, [&] {
+    QvLogRegSettings& to = Valid(settings).fSettings.GetLogistic();
+    qvreg_logistic_options present{};
+    Read(to, present);
+    Write(QvCStruct::Take(options, "options", present), to);
+  });
+}
+
+int32_t qvreg_settings_set_starting_values(qvreg_settings* settings, const double* values,
+                                           size_t count, qvreg_error* error) {
+  return QvCCall(error, [&] {
+    QvLogRegSettings& to = Valid(settings).fSettings.GetLogistic();
+    std::vector<double> given;
+    if (QvCCheck::Size(count, "count") > 0) {
+      given.assign(&NotNull(values, "values"), values + count);
+    }
+    for (size_t i = 0; i < count; ++i) {
+      if (std::isfinite(given[i])) continue;
+      throw QvCRefusal(QVREG_SETTING_REFUSED, "The starting value of index " + std::to_string(i) +
+                                                  " is not finite; pass finite numbers.");
+    }
+    if (!to.SetStartingValues(given)) throw std::bad_alloc();
+  });
+}

@@ -1,19 +1,39 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <new>
 #include <utility>
 #include <vector>
 
-#include "qvreg/c/QvCEffect.h"
-#include "qvreg/c/QvCProgressListener.h"
-#include "qvreg/c/QvCQueryCancel.h"
+#include "qvreg/c/QvCCall.h"
+#include "qvreg/c/qvreg_c.h"
+#include "qvreg/component/ProgressListener.h"
+#include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/settings/QvLogRegSettings.h"
+#include "qvreg/settings/QvModelEffect.h"
 #include "qvreg/settings/QvRegSettings.h"
 
-/// Settings together with what they borrow: the lists that their effects point to, and the
-/// callbacks. A copy shares those, which never change. Used from one thread at a time.
+/// The variables of a model that an effect is defined over. They never change and are shared by the
+/// effect and its copies.
+using QvCVariables = std::shared_ptr<const std::vector<int>>;
+
+struct qvreg_effect final : QvCHandle<0x7176656666650002> {
+  static constexpr const char* kName = "an effect";
+
+  /// A copy of `effect`, which borrows the variables.
+  qvreg_effect(QvCVariables variables, const QvModelEffect& effect)
+      : fVariables(std::move(variables)), fEffect(effect) {
+    fEffect.SetVarIndices(fVariables.get());
+  }
+
+  QvCVariables fVariables;
+  QvModelEffect fEffect;
+};
+
+/// Settings together with what they borrow: the variables of their effects, and the callbacks. A
+/// copy shares those, which never change. Used from one thread at a time.
 class QvCSettings {
  public:
   /// Settings of a qvreg_model. Throws the refusal for an unknown one.
@@ -25,11 +45,10 @@ class QvCSettings {
   ~QvCSettings() = default;
 
   [[nodiscard]] QvRegSettings& Get() const { return *fSettings; }
-  [[nodiscard]] bool IsLogistic() const;
   /// Throws the refusal for linear settings.
   [[nodiscard]] QvLogRegSettings& GetLogistic() const;
 
-  /// Changes the settings by `change`, which answers whether it could. Throws std::bad_alloc when
+  /// Changes the settings by `change`, which returns whether it could. Throws std::bad_alloc when
   /// it could not, and leaves them as they were then: it works on a copy.
   template <typename Change>
   void Update(Change&& change) {
@@ -37,28 +56,31 @@ class QvCSettings {
     if (!change(*changed)) throw std::bad_alloc();
     fSettings = std::move(changed);
   }
-  /// Adds a copy. Effects over equal lists come to point to one.
-  void AddEffect(QvCEffect effect);
-  /// A copy of an effect. REQUIRES: there is one of this index.
-  [[nodiscard]] QvCEffect Effect(std::size_t index) const;
+  /// Adds a copy.
+  void AddEffect(const qvreg_effect& effect);
+  /// The variables of an effect. REQUIRES: there is one of this index.
+  [[nodiscard]] const QvCVariables& VariablesOf(std::size_t index) const {
+    return fVariables[index];
+  }
   /// Throws the refusal when an effect uses a variable in a role that it does not have here.
   void RequireKnownVariables() const;
 
-  /// Throws the refusal when the settings name a variable for a role that it does not have.
-  void RequireWholeRoles() const;
-
   void SetProgress(qvreg_progress_callback callback, void* user);
   void SetCancel(qvreg_cancel_callback callback, void* user);
-  /// Null for none.
-  [[nodiscard]] const QvCProgressListener* Progress() const { return fProgress.get(); }
-  [[nodiscard]] const QvCQueryCancel* Cancel() const { return fCancel.get(); }
 
  private:
   [[nodiscard]] static std::unique_ptr<QvRegSettings> Copy(const QvRegSettings& settings);
-  [[nodiscard]] QvCEffect::Variables KnownList(const QvCEffect::Variables& variables);
 
   std::unique_ptr<QvRegSettings> fSettings;
-  std::vector<QvCEffect::Variables> fLists;
-  std::shared_ptr<QvCProgressListener> fProgress;
-  std::shared_ptr<QvCQueryCancel> fCancel;
+  std::vector<QvCVariables> fVariables;  ///< Per effect.
+  std::shared_ptr<ProgressListener> fProgress;
+  std::shared_ptr<QvQueryCancel> fCancel;
+};
+
+struct qvreg_settings final : QvCHandle<0x7176736574740001> {
+  static constexpr const char* kName = "settings";
+
+  explicit qvreg_settings(QvCSettings settings) : fSettings(std::move(settings)) {}
+
+  QvCSettings fSettings;
 };

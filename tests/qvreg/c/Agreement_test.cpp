@@ -5,8 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/qvreg.h"
-#include "tests/qvreg/c/CModel.h"
-#include "tests/qvreg/c/CRecordFeed.h"
+#include "tests/qvreg/c/CHost.h"
 #include "tests/qvreg/c/ExpectSameResults.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/ModelSettings.h"

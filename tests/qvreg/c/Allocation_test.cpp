@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tests/qvreg/c/CEveryKind.h"
+#include "tests/qvreg/c/CHost.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 
 namespace qvtest {

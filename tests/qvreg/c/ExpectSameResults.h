@@ -2,7 +2,7 @@
 
 #include "qvreg/component/IQvRegOutputStats.h"
 #include "qvreg/data/QvRegRecordValidator.h"
-#include "tests/qvreg/c/CHandles.h"
+#include "tests/qvreg/c/CHost.h"
 
 namespace qvtest {
 

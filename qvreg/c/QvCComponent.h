@@ -1,0 +1,101 @@
+#pragma once
+
+/// \file
+/// A component and what is made of it: its parameters and its results.
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "qvreg/c/QvCCall.h"
+#include "qvreg/c/QvCSettings.h"
+#include "qvreg/c/QvCSource.h"
+#include "qvreg/common/Record.h"
+#include "qvreg/component/IQvRegComponent.h"
+#include "qvreg/component/IQvRegOutputStats.h"
+#include "qvreg/data/QvRegRecordValidator.h"
+#include "qvreg/settings/QvRegrParameter.h"
+
+/// A component together with what it borrows, as its handle and those of its results share it; and
+/// the report of the operation that ended it, which says more than the component's status.
+///
+/// Used from one thread at a time, but Cancel from any.
+class QvCRun {
+ public:
+  /// Copies the settings. Throws the refusal when they are not valid.
+  explicit QvCRun(const QvCSettings& settings);
+  QvCRun(const QvCRun&) = delete;
+  QvCRun& operator=(const QvCRun&) = delete;
+  ~QvCRun() = default;
+
+  [[nodiscard]] IQvRegComponent& Component() { return *fComponent; }
+  /// False, too, when the run has failed.
+  [[nodiscard]] bool IsBuilt() const { return !fFailure && fComponent->IsModelBuilt(); }
+  [[nodiscard]] const QvCSettings& Settings() const { return fSettings; }
+  void Cancel() { fComponent->Cancel(); }
+  /// Holds the component for the length of a call that may call the host back; throws the refusal
+  /// when another call has it.
+  [[nodiscard]] QvCInUse Use() { return {fbInUse, "component"}; }
+
+  /// The operations of the component that read records. Throw the refusal when the component or
+  /// the source is in use.
+  QvCReport CreateParameters(QvCSource& source, std::vector<QvRegrParameter>& parameters);
+  QvCReport Build(QvCSource& source);
+
+  /// The component's status, or what ended the run where that says more.
+  [[nodiscard]] QvCReport Status();
+  /// The results. Throws the refusal when there are none.
+  [[nodiscard]] IQvRegOutputStats& Results();
+  /// Writes the counts of records to a host's structure, which it checks.
+  void CopyRecordCounts(qvreg_record_counts* counts) const;
+  /// How many values a record must have to be scored.
+  [[nodiscard]] int DesignRecordSize() const;
+  /// How many values a record must have to be estimated from.
+  [[nodiscard]] int FullRecordSize() const;
+
+ private:
+  [[nodiscard]] QvRecordCounts RecordCounts() const;
+  template <typename Operation>
+  QvCReport Run(QvCSource& source, Operation&& operation);
+  /// The report of a status that an operation over `source` ended with.
+  [[nodiscard]] QvCReport Explain(const QvCommon::QvStatus& status, const QvCSource& source) const;
+  /// The error of passes that did not use as many records as the first one; otherwise success.
+  [[nodiscard]] QvCReport CheckPasses() const;
+
+  /// Before the component, which borrows from them.
+  QvCSettings fSettings;
+  std::unique_ptr<IQvRegComponent> fComponent;
+  std::optional<QvCReport> fFailure;  ///< Of the operation that ended the run.
+  bool fbInUse = false;
+};
+
+struct qvreg_component final : QvCHandle<0x7176636f6d700004> {
+  static constexpr const char* kName = "a component";
+
+  explicit qvreg_component(std::shared_ptr<QvCRun> run) : fRun(std::move(run)) {}
+
+  /// A call that may call the host back holds a copy, so that a callback may destroy the handle.
+  std::shared_ptr<QvCRun> fRun;
+};
+
+struct qvreg_parameters final : QvCHandle<0x7176706172610005> {
+  static constexpr const char* kName = "parameters";
+
+  std::vector<QvRegrParameter> fParameters;
+};
+
+struct qvreg_results final : QvCHandle<0x7176726573750006> {
+  static constexpr const char* kName = "results";
+
+  qvreg_results(std::shared_ptr<QvCRun> run, IQvRegOutputStats& stats)
+      : fRun(std::move(run)), fStats(stats) {}
+
+  std::shared_ptr<QvCRun> fRun;
+  IQvRegOutputStats& fStats;  ///< The run's.
+};
+
+/// A host's record as one of the library. Throws the refusal for a record that is too long, or
+/// shorter than `needed`.
+[[nodiscard]] QvCommon::Record QvCMakeRecord(const double* values, std::size_t size, int needed);
