@@ -4,6 +4,7 @@
 //   reference_fits write FILE
 //   reference_fits compare FILE    fails where a number differs in any bit
 
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -71,9 +72,9 @@ Numbers FitAll() {
 void Write(const Numbers& numbers, const std::string& path) {
   std::ofstream file(path);
   for (const auto& [name, value] : numbers) {
-    char digits[32];
-    std::snprintf(digits, sizeof digits, "%a", value);
-    file << name << '\t' << digits << '\n';
+    std::array<char, 32> digits{};
+    std::snprintf(digits.data(), digits.size(), "%a", value);
+    file << name << '\t' << digits.data() << '\n';
   }
   if (!file.flush()) throw std::runtime_error("could not write " + path);
 }

@@ -102,7 +102,11 @@ ReferenceValues ReadValues(const Json& json, bool isLogistic) {
   for (const Json& label : json.at("labels")) values.labels.push_back(ReadLabel(label));
   json.at("estimates").get_to(values.estimates);
   values.redundant = json.at("redundant").get<std::vector<bool>>();
-  isLogistic ? ReadLogisticValues(json, values) : ReadLinearValues(json, values);
+  if (isLogistic) {
+    ReadLogisticValues(json, values);
+  } else {
+    ReadLinearValues(json, values);
+  }
   return values;
 }
 
