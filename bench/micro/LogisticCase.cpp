@@ -1,6 +1,5 @@
 #include "bench/micro/LogisticCase.h"
 
-#include <cstddef>
 #include <utility>
 
 #include "bench/UniformNumbers.h"

@@ -30,9 +30,10 @@ class QVREG_EXPORT QvRegComponent : public IQvRegComponent {
   [[nodiscard]] QvRecordCounts GetRecordCounts() const;
 
  protected:
+  /// Without an algorithm; the derived class starts one.
   QvRegComponent();
 
-  /// GetOutputStats of a built model: makes them on the first call.
+  /// GetOutputStats of a built model: `stats` receives the results, made on the first call.
   QvCommon::QvStatus GetBuiltStats(IQvRegOutputStats*& stats);
   /// Prints settings, algorithm and results.
   void DisplayParts() const;

@@ -1,5 +1,4 @@
 #include <cstddef>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>

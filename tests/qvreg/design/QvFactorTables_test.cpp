@@ -1,6 +1,5 @@
 #include "qvreg/design/QvFactorTables.h"
 
-#include <cmath>
 #include <cstddef>
 #include <vector>
 

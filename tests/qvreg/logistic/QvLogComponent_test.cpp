@@ -3,7 +3,6 @@
 #include <cmath>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>

@@ -73,6 +73,14 @@ class System : private StatsHolder, public QvNewtonSystem {
       : StatsHolder(std::move(sums)), QvNewtonSystem(stats, order, nIntercepts) {}
 };
 
+/// The step of a system that can be factored; `matrix` receives the factor.
+Doubles StepOf(QvNewtonSystem& system, QvSymMatrix& matrix) {
+  EXPECT_EQ(system.Factor(kTolerance, matrix), 0);
+  Doubles step;
+  EXPECT_EQ(system.Solve(matrix, step), 0);
+  return step;
+}
+
 /// An intercept and the indicator of a group of information 24; the base group has `base`, all of
 /// it decided, and its score is `score`.
 Sums RareBase(double base, double score) {
@@ -110,9 +118,7 @@ TEST(QvNewtonSystem, ARareBaseIsSeenBesideAnyOtherGroup) {
     const Sums sums = RareBase(base, 1.5 * base);
     System system(sums, 2, 1);
     QvSymMatrix matrix;
-    EXPECT_EQ(system.Factor(kTolerance, matrix), 0);
-    Doubles step;
-    EXPECT_EQ(system.Solve(matrix, step), 0);
+    const Doubles step = StepOf(system, matrix);
     EXPECT_NEAR(step[0], 1.5, 1e-3);
     EXPECT_NEAR(step[1], -1.5, 1e-3);
     system.Invert(matrix);
@@ -128,9 +134,7 @@ TEST(QvNewtonSystem, TheScoresOfOthersDoNotMoveARareBase) {
   sums.scores = {sums.scores[0] + 4e-9, 3e-9};
   System system(sums, 2, 1);
   QvSymMatrix matrix;
-  EXPECT_EQ(system.Factor(kTolerance, matrix), 0);
-  Doubles step;
-  EXPECT_EQ(system.Solve(matrix, step), 0);
+  const Doubles step = StepOf(system, matrix);
   EXPECT_NEAR(step[0], 1.5, 1e-3);
 }
 
@@ -168,9 +172,7 @@ TEST(QvNewtonSystem, AMeanIsTakenOff) {
   sums.decidedScores = {0, 0};
   System system(sums, 2, 1);
   QvSymMatrix matrix;
-  EXPECT_EQ(system.Factor(kTolerance, matrix), 0);
-  Doubles step;
-  EXPECT_EQ(system.Solve(matrix, step), 0);
+  const Doubles step = StepOf(system, matrix);
   EXPECT_NEAR(step[1], 1.0, 1e-3);
   EXPECT_NEAR(step[0], 2.0 - step[1] * mean, 1e-6 * mean);
   EXPECT_EQ(system.SeparationMeasure(kTolerance), 1.0);
@@ -191,9 +193,7 @@ TEST(QvNewtonSystem, EveryBlockIsCentredByAllIntercepts) {
   sums.decidedScores = {0, 0, 0, 0};
   System system(sums, 4, 2);
   QvSymMatrix matrix;
-  EXPECT_EQ(system.Factor(kTolerance, matrix), 0);
-  Doubles step;
-  EXPECT_EQ(system.Solve(matrix, step), 0);
+  const Doubles step = StepOf(system, matrix);
   EXPECT_NEAR(step[1], 1.0, 1e-2);
   EXPECT_NEAR(step[3], -1.0, 1e-2);
 }
