@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "host/fit/FitOptions.h"
 #include "host/fit/FitResult.h"
-#include "host/fit/LogisticOptions.h"
 
 namespace qvhost {
 
