@@ -86,7 +86,7 @@ struct CovariatePower {
 
 /// One column of the design and what was found for it.
 struct ParameterResult {
-  std::optional<std::string> category;  ///< The dependent's level it speaks of; logistic only.
+  std::optional<std::string> category;  ///< The dependent's level; logistic models only.
   std::string label;                    ///< `(Intercept)`, `species=Gentoo:sex=male`, `I(x^2)`.
   std::vector<FactorLevel> levels;
   std::vector<CovariatePower> covariates;
@@ -95,12 +95,12 @@ struct ParameterResult {
   CoefficientStatistics statistics;  ///< Empty when redundant.
   /// Redundant since its column was not finite, or a sum of its products.
   bool nonFinite = false;
-  double growth = 0.0;  ///< Of separated levels: what the estimate still gains in an iteration.
+  double growth = 0.0;  ///< Of separated levels: its change in the last iteration.
 
   [[nodiscard]] bool IsIntercept() const { return levels.empty() && covariates.empty(); }
 };
 
-/// Everything that a report tells about one fit. A plain value, independent of the library
+/// Everything that a report says about one fit. A plain value, independent of the library
 /// and of the data; numbers that do not exist are absent, all others are finite.
 struct FitResult {
   ModelKind kind = ModelKind::kLinear;

@@ -10,7 +10,7 @@
 namespace qvhost {
 
 /// What the user of a logistic model should know about how its estimation ended: what it means,
-/// which parameters drive it, and what to do. Borrows the result, whose parameters and logistic
+/// which parameters cause it, and what to do. Borrows the result, whose parameters and logistic
 /// part are filled in.
 class OptimizationWarnings {
  public:

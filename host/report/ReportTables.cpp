@@ -20,7 +20,7 @@ namespace {
 using Parameters = std::span<const ParameterResult>;
 using Texts = std::vector<std::string>;
 
-/// One entry of every parameter, written alike.
+/// One entry of every parameter, in one format.
 template <typename Entry>
 Texts Column(Parameters parameters, Entry entry) {
   std::vector<std::optional<double>> values;
@@ -30,7 +30,7 @@ Texts Column(Parameters parameters, Entry entry) {
   return ColumnText(values);
 }
 
-/// The texts of two columns that were written alike, one after the other for each row.
+/// The texts of two columns in one format, one after the other for each row.
 std::pair<Texts, Texts> Split(const Texts& texts) {
   std::pair<Texts, Texts> columns;
   for (std::size_t i = 0; i < texts.size(); i += 2) {
@@ -40,7 +40,7 @@ std::pair<Texts, Texts> Split(const Texts& texts) {
   return columns;
 }
 
-/// Both limits, written alike.
+/// Both limits, in one format.
 std::pair<Texts, Texts> LimitColumns(Parameters parameters) {
   std::vector<std::optional<double>> values;
   for (const ParameterResult& parameter : parameters) {
@@ -54,7 +54,7 @@ std::optional<double> Exp(const std::optional<double>& value) {
   return value ? Finite(std::exp(*value)) : std::nullopt;
 }
 
-/// A factor of the odds by itself: such factors lie too far apart to be written alike.
+/// An odds ratio in a format of its own: odds ratios differ too much in size for one.
 std::string OddsText(const std::optional<double>& logarithm) {
   constexpr int digits = 4;
   const std::optional<double> odds = Exp(logarithm);

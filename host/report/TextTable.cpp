@@ -66,7 +66,7 @@ std::vector<std::string> ColumnText(const std::vector<std::optional<double>>& va
     decimals = std::max(decimals, DecimalsFor(*value));
     largest = std::max(largest, std::abs(*value));
   }
-  const bool alike = decimals <= kMostDecimals && largest < kLargestFixed;
+  const bool isOneFormat = decimals <= kMostDecimals && largest < kLargestFixed;
 
   std::vector<std::string> texts;
   texts.reserve(values.size());
@@ -74,7 +74,7 @@ std::vector<std::string> ColumnText(const std::vector<std::optional<double>>& va
     if (!value) {
       texts.emplace_back();
     } else {
-      texts.push_back(alike ? fmt::format("{:.{}f}", *value, decimals) : OwnText(*value));
+      texts.push_back(isOneFormat ? fmt::format("{:.{}f}", *value, decimals) : OwnText(*value));
     }
   }
   return texts;

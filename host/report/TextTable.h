@@ -8,7 +8,7 @@
 
 namespace qvhost {
 
-/// The numbers of one column of a table, written alike so that the eye can compare them: with as
+/// The numbers of one column of a table, in one format so that they can be compared: with as
 /// many decimals as the smallest needs for five significant digits, or all with an exponent when
 /// their sizes lie too far apart. A value that does not exist is an empty text.
 [[nodiscard]] std::vector<std::string> ColumnText(const std::vector<std::optional<double>>& values);
