@@ -22,7 +22,8 @@ TEST(NearestName, IsOneEditAway) {
   EXPECT_EQ(Nearest("incom", names), "income");
   EXPECT_EQ(Nearest("incomme", names), "income");
   EXPECT_EQ(Nearest("inkome", names), "income");
-  EXPECT_EQ(Nearest("icnome", names), "income") << "two letters swapped";
+  EXPECT_EQ(Nearest("icnome", names), "income");
+  EXPECT_EQ(Nearest("nl", {"ln"}), "ln") << "a swap is one edit";
   EXPECT_EQ(Nearest("INCOME", names), "income");
 }
 
@@ -37,7 +38,7 @@ TEST(NearestName, MayHaveAThirdOfItsLettersWrong) {
 
 TEST(NearestName, IsTheBestOfSeveral) {
   EXPECT_EQ(Nearest("weigth", {"height", "weights", "weight"}), "weight");
-  EXPECT_EQ(Nearest("ag", {"a", "Age"}), "Age") << "the longer common start";
+  EXPECT_EQ(Nearest("ag", {"A", "Age"}), "Age") << "the longer common start";
   EXPECT_EQ(Nearest("x1", {"x3", "x2", "y"}), "x2") << "the alphabet";
 }
 
@@ -49,6 +50,8 @@ TEST(NearestName, BeginsAlike) {
   EXPECT_EQ(Nearest("fl", {"flow"}), "flow");
   EXPECT_EQ(Nearest("fl", {"flipper_length_mm"}), "none") << "two letters are too few";
   EXPECT_EQ(Nearest("f", {"f1"}), "none");
+  EXPECT_EQ(Nearest("year", {"year_of_the_data"}), "year_of_the_data");
+  EXPECT_EQ(Nearest("years", {"years_of_the_long_survey"}), "none") << "over four times as long";
   EXPECT_EQ(Nearest("length", {"flipper_length_mm"}), "none");
   EXPECT_EQ(Nearest("age of the vessel", {"age"}), "none") << "too short for so long a name";
   EXPECT_EQ(Nearest("age", {"age of the vessel"}), "none");
