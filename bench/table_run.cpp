@@ -25,7 +25,7 @@ bool Run(const qvhost::FitOptions& options) {
   const qvhost::CodedTable table = qvhost::CodeTable(source, binding.columns);
   qvbench::PrintStep("reading and coding", watch.Now(), static_cast<double>(table.RecordCount()));
 
-  qvhost::RunSettings settings(formula, binding, table, source, options);
+  qvhost::RunSettings settings(formula, binding, table, options);
   qvbench::PassClock clock;
   qvbench::TimedIterator<qvhost::CountedRecordIterator> records(
       clock, table, qvhost::CountedRecordIterator::Progress());

@@ -5,6 +5,7 @@
 #include <limits>
 #include <numeric>
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 #include <fmt/format.h>
@@ -13,6 +14,10 @@ namespace qvhost {
 namespace {
 
 constexpr std::size_t kMostNames = 5;
+/// Longer names are not compared letter by letter.
+constexpr std::size_t kLongestName = 100;
+constexpr std::size_t kMostTimesLonger = 4;
+constexpr std::size_t kFar = std::numeric_limits<std::size_t>::max();
 constexpr unsigned kContinuationBits = 6;
 constexpr unsigned kContinuationMask = 0x3F;
 
@@ -42,20 +47,6 @@ std::string Quote(std::string_view text, char quote) {
   return quoted += quote;
 }
 
-}  // namespace
-
-char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-std::string Lower(std::string_view text) {
-  std::string lower(text);
-  std::ranges::transform(lower, lower.begin(), LowerAscii);
-  return lower;
-}
-
-bool SameWord(std::string_view a, std::string_view b) {
-  return std::ranges::equal(a, b, {}, LowerAscii, LowerAscii);
-}
-
 std::size_t EditDistance(std::string_view a, std::string_view b) {
   std::vector<std::size_t> beforeLast;
   std::vector<std::size_t> last(b.size() + 1);
@@ -73,12 +64,80 @@ std::size_t EditDistance(std::string_view a, std::string_view b) {
   return last.back();
 }
 
+/// Of two lower-case names; kFar when they have little in common.
+std::size_t NameDistance(std::string_view wanted, std::string_view name) {
+  const std::size_t shorter = std::min(wanted.size(), name.size());
+  const std::size_t difference = std::max(wanted.size(), name.size()) - shorter;
+  // A third of the letters may be wrong, but not all.
+  const std::size_t limit =
+      std::min(wanted.size(), std::max<std::size_t>(1, wanted.size() / 3) + 1);
+  // Every byte of the difference is an edit.
+  if (difference < limit && wanted.size() <= kLongestName) {
+    const std::size_t distance = EditDistance(wanted, name);
+    if (distance < limit) return distance;
+  }
+  const bool isStart = wanted.starts_with(name) || name.starts_with(wanted);
+  // A few letters are the beginning of too many long names.
+  const std::size_t longest = shorter * std::min(shorter, kMostTimesLonger);
+  if (!isStart || wanted.empty() || shorter + difference > longest) return kFar;
+  return kLongestName + difference;
+}
+
+std::size_t CommonStart(std::string_view a, std::string_view b) {
+  return static_cast<std::size_t>(std::ranges::mismatch(a, b).in1 - a.begin());
+}
+
+}  // namespace
+
+char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+std::string Lower(std::string_view text) {
+  std::string lower(text);
+  std::ranges::transform(lower, lower.begin(), LowerAscii);
+  return lower;
+}
+
+bool SameWord(std::string_view a, std::string_view b) {
+  return std::ranges::equal(a, b, {}, LowerAscii, LowerAscii);
+}
+
+std::optional<std::string> NearestName(std::string_view wanted,
+                                       const std::vector<std::string>& names) {
+  const std::string lowerWanted = Lower(wanted);
+  // By the distance, the letters behind a common start, and the alphabet.
+  std::optional<std::tuple<std::size_t, std::size_t, std::string>> nearest;
+  for (const std::string& name : names) {
+    const std::string lower = Lower(name);
+    const std::size_t distance = NameDistance(lowerWanted, lower);
+    if (distance == kFar) continue;
+    const std::size_t rest = wanted.size() - CommonStart(lowerWanted, lower);
+    const std::tuple found(distance, rest, name);
+    if (!nearest || found < *nearest) nearest = found;
+  }
+  if (!nearest) return std::nullopt;
+  return std::get<std::string>(*nearest);
+}
+
+std::string DidYouMean(std::string_view wanted, const std::vector<std::string>& names) {
+  const std::optional<std::string> nearest = NearestName(wanted, names);
+  return nearest ? fmt::format(" Did you mean '{}'?", *nearest) : "";
+}
+
 std::string NameList(const std::vector<std::string>& names) {
   std::string list;
   for (std::size_t i = 0; i < std::min(names.size(), kMostNames); ++i) {
     list += fmt::format("{}'{}'", i == 0 ? "" : ", ", names[i]);
   }
   return names.size() > kMostNames ? list + ", …" : list;
+}
+
+std::string ChoiceText(const std::vector<std::string>& names) {
+  std::string text;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const std::string_view separator = i == 0 ? "" : i + 1 == names.size() ? " or " : ", ";
+    text += fmt::format("{}'{}'", separator, names[i]);
+  }
+  return text;
 }
 
 void CutText(std::string& text, std::size_t length) {
@@ -103,6 +162,25 @@ CodePoint DecodeUtf8(std::string_view text, std::size_t at) {
   }
   if (value < lead.smallest || !IsScalarValue(value)) return {};
   return {value, lead.length, true};
+}
+
+std::size_t TextWidth(std::string_view text) {
+  std::size_t width = 0;
+  for (std::size_t at = 0; at < text.size(); at += DecodeUtf8(text, at).length) {
+    ++width;
+  }
+  return width;
+}
+
+std::string Printable(std::string_view text) {
+  std::string printable;
+  for (std::size_t at = 0; at < text.size();) {
+    const CodePoint point = DecodeUtf8(text, at);
+    const bool control = point.value < 0x20 || (point.value >= 0x7F && point.value < 0xA0);
+    printable += point.valid && control ? " " : text.substr(at, point.length);
+    at += point.length;
+  }
+  return printable;
 }
 
 std::optional<int> WholeNumber(std::string_view text) {

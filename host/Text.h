@@ -17,11 +17,22 @@ namespace qvhost {
 /// Whether two texts differ at most in the case of letters of ASCII.
 [[nodiscard]] bool SameWord(std::string_view a, std::string_view b);
 
-/// The edit distance of two texts: bytes inserted, deleted, replaced, or swapped with the next.
-[[nodiscard]] std::size_t EditDistance(std::string_view a, std::string_view b);
+/// The valid name that was probably meant by `wanted`, letters of ASCII in either case: the one at
+/// the smallest edit distance (bytes inserted, deleted, replaced, or swapped with the next), which
+/// must be small for the length of `wanted`; otherwise the nearest in length that begins with
+/// `wanted`, or that `wanted` begins with. None when none is near.
+[[nodiscard]] std::optional<std::string> NearestName(std::string_view wanted,
+                                                     const std::vector<std::string>& names);
+
+/// " Did you mean 'x'?" for the nearest name, nothing when there is none: the end of a message.
+[[nodiscard]] std::string DidYouMean(std::string_view wanted,
+                                     const std::vector<std::string>& names);
 
 /// The first few names in quotes, for a sentence: `'a', 'b'`, with `, …` when there are more.
 [[nodiscard]] std::string NameList(const std::vector<std::string>& names);
+
+/// Names in quotes as a choice: `'a', 'b' or 'c'`.
+[[nodiscard]] std::string ChoiceText(const std::vector<std::string>& names);
 
 /// Cuts a text of UTF-8 that is longer than `length` bytes after a whole character, and adds `…`.
 void CutText(std::string& text, std::size_t length);
@@ -36,6 +47,14 @@ struct CodePoint {
 /// The code point that starts at byte `at` of the text, which must be inside it. Overlong forms,
 /// surrogates, values past U+10FFFF and cut-off sequences are not valid.
 [[nodiscard]] CodePoint DecodeUtf8(std::string_view text, std::size_t at);
+
+/// Columns a text takes on a terminal, one for each code point (a byte that is not UTF-8 counts as
+/// one too).
+[[nodiscard]] std::size_t TextWidth(std::string_view text);
+
+/// The text with blanks in place of control characters, which would break a line or command a
+/// terminal.
+[[nodiscard]] std::string Printable(std::string_view text);
 
 /// The value of a text of digits alone; nothing when it holds anything else. One too large for an
 /// int is given as the largest int.

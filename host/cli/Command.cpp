@@ -7,10 +7,11 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "host/Error.h"
 #include "host/cli/FitCommand.h"
-#include "host/cli/HelpFormatter.h"
 #include "host/cli/StandardStreams.h"
 
 namespace qvhost {
@@ -27,6 +28,31 @@ constexpr const char* kFooter = R"help(Example:
 
 'qvreg fit --help' tells all options and how to write a formula.)help";
 
+/// The layout of --help: a narrow first column, one empty line between groups of options.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  HelpFormatter() {
+    constexpr std::size_t kColumnWidth = 32;
+    column_width(kColumnWidth);
+    label("REQUIRED", "(required)");
+  }
+
+  std::string make_description(const CLI::App* app) const override {
+    return Formatter::make_description(app) + "\n";
+  }
+
+  std::string make_help(const CLI::App* app, std::string name,
+                        CLI::AppFormatMode mode) const override {
+    std::string text = Formatter::make_help(app, std::move(name), mode);
+    constexpr std::string_view kTwoEmptyLines = "\n\n\n";
+    for (std::size_t at = text.find(kTwoEmptyLines); at != std::string::npos;
+         at = text.find(kTwoEmptyLines, at)) {
+      text.erase(at, 1);
+    }
+    return text;
+  }
+};
+
 int Code(ExitCode code) { return static_cast<int>(code); }
 
 int Fail(ExitCode code, const std::string& message) {
@@ -34,7 +60,7 @@ int Fail(ExitCode code, const std::string& message) {
   return Code(code);
 }
 
-/// What the reader of the command line found wrong, as a sentence with a hint.
+/// The command line's fault as a sentence with a hint.
 std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
   std::string message = error.what();
   message.erase(message.find_last_not_of(" \n.") + 1);

@@ -1,25 +1,11 @@
 #include "host/cli/FitCommand.h"
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
-#include <CLI/Validators.hpp>
-#include <cmath>
-
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
 #include "host/Error.h"
-#include "host/cli/BadUsage.h"
 #include "host/cli/StandardStreams.h"
-#include "host/fit/Interrupt.h"
-#include "host/fit/InterruptWatch.h"
 #include "host/fit/OutputFiles.h"
 #include "host/fit/ProgressBar.h"
 #include "host/fit/RunFit.h"
-#include "host/report/JsonReport.h"
-#include "host/report/TextReport.h"
-#include "host/table/MissingStrings.h"
-#include "host/table/TableWriter.h"
+#include "host/report/Report.h"
 
 namespace qvhost {
 
@@ -66,208 +52,43 @@ Examples:
 Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data; cancelled: 130 by Ctrl-C,
 143 by SIGTERM, 129 by SIGHUP. Files are written and replaced only when the run succeeds.)help";
 
-/// The default missing strings in lines of a help text.
-std::string DefaultStrings() {
-  constexpr std::size_t kInFirstLine = 5;
-  const std::vector<std::string>& strings = MissingStrings::Default();
-  const auto rest = strings.begin() + kInFirstLine;
-  return fmt::format("{}\n{}; empty ones always are.", fmt::join(strings.begin(), rest, " "),
-                     fmt::join(rest, strings.end(), " "));
-}
-
 }  // namespace
 
 FitCommand::FitCommand(CLI::App& app)
-    : command_(app.add_subcommand("fit", kDescription)), logistic_(*command_, options_.logistic) {
+    : command_(app.add_subcommand("fit", kDescription)), arguments_(*command_) {
   command_->footer(kFooter);
-  AddData();
-  AddMissing();
-  AddModel();
-  AddInference();
-  logistic_.Add();
-  AddOutput();
-}
-
-void FitCommand::AddData() {
-  constexpr const char* group = "Data";
-  command_
-      ->add_option("--data", options_.source.data,
-                   "CSV, TSV, Parquet or JSON file, a pattern of files,\nor a DuckDB database")
-      ->type_name("FILE")
-      ->group(group);
-  command_->add_option("--table", options_.source.table, "Table of the database named by --data")
-      ->type_name("NAME")
-      ->group(group);
-  command_
-      ->add_option("--sql", options_.source.sql,
-                   "Query whose result is the table; it sees the tables of a\n"
-                   "database named by --data, or another file as 'data'")
-      ->type_name("QUERY")
-      ->group(group);
-}
-
-void FitCommand::AddMissing() {
-  command_
-      ->add_option_function<std::string>(
-          "--na", [this](const std::string& text) { options_.source.na.push_back(text); },
-          fmt::format("A text that stands for a missing value, such as -999;\n"
-                      "again for each. In place of the default for text files\n"
-                      "(CSV, TSV, JSON), which is {}\n"
-                      "Where NA is a category: --na '' takes but empty values.\n"
-                      "Text columns of queries, databases and Parquet have\n"
-                      "missing texts only if they are given here",
-                      DefaultStrings()))
-      ->type_name("STRING")
-      ->trigger_on_parse()
-      ->group("Data");
-}
-
-void FitCommand::AddModel() {
-  constexpr const char* group = "Model";
-  command_->add_option("--formula", options_.formula, "dependent ~ terms, see below")
-      ->type_name("FORMULA")
-      ->required()
-      ->group(group);
-  command_
-      ->add_option("--model", model_,
-                   "linear or logistic; by default linear for a dependent\n"
-                   "that is a number, logistic for a category")
-      ->type_name("KIND")
-      ->check(CLI::IsMember({"linear", "logistic"}).description(""))
-      ->group(group);
-  command_
-      ->add_option("--freq-weight", options_.binding.freqWeight,
-                   "How many records each record stands for")
-      ->type_name("COLUMN")
-      ->group(group);
-  command_
-      ->add_option("--regression-weight", options_.binding.regressionWeight,
-                   "How precise each record is (its inverse variance)")
-      ->type_name("COLUMN")
-      ->group(group);
-  command_->add_flag("--no-intercept", noIntercept_, "Leave the intercept out")->group(group);
-}
-
-void FitCommand::AddInference() {
-  constexpr const char* group = "Estimation";
-  command_
-      ->add_option("--tolerance", options_.tolerance,
-                   "A column of which the columns before leave no more\n"
-                   "than this share, at least 0 and below 1, is redundant")
-      ->type_name("SHARE")
-      ->capture_default_str()
-      ->group(group);
-  command_
-      ->add_option("--confidence", options_.confidence,
-                   "Confidence of the limits, at least 0 and below 1")
-      ->type_name("LEVEL")
-      ->capture_default_str()
-      ->group(group);
-  degreesOfFreedomOption_ =
-      command_
-          ->add_option(
-              "--df", degreesOfFreedom_,
-              "Of a linear model: degrees of freedom of the error, in\nplace of the computed ones")
-          ->type_name("NUMBER")
-          ->group(group);
-  noRefineOption_ = command_
-                        ->add_flag("--no-refine", noRefine_,
-                                   "Of a linear model: skip the refinement of the estimates")
-                        ->group(group);
-}
-
-void FitCommand::AddOutput() {
-  constexpr const char* group = "Output";
-  command_
-      ->add_option("--json", jsonFile_,
-                   "Write the fit to this file as JSON, too; - prints JSON\n"
-                   "in place of the summary")
-      ->type_name("FILE")
-      ->group(group);
-  command_
-      ->add_option("--predictions", options_.predictions,
-                   "Write what the model predicts for each row of the data\n"
-                   "to this .csv, .tsv or .parquet file")
-      ->type_name("FILE")
-      ->group(group);
-  command_
-      ->add_option("--spool-dir", options_.spoolDir,
-                   "Folder for the temporary file, which takes 8 bytes for\n"
-                   "each value of a column of the model")
-      ->type_name("DIR")
-      ->group(group);
-}
-
-void FitCommand::CheckRanges() const {
-  if (options_.formula.empty()) BadUsage("--formula is empty; write 'dependent ~ terms'.");
-  if (options_.source.data.empty() && options_.source.sql.empty()) {
-    BadUsage("No data are named; give a file with --data or a query with --sql.");
-  }
-  if (!(options_.confidence >= 0.0 && options_.confidence < 1.0)) {
-    BadUsage("--confidence must be at least 0 and below 1, such as 0.95.");
-  }
-  if (!(options_.tolerance >= 0.0 && options_.tolerance < 1.0)) {
-    BadUsage("--tolerance must be at least 0 and below 1, such as 1e-12.");
-  }
-  if (degreesOfFreedomOption_->count() > 0 &&
-      !(degreesOfFreedom_ > 0.0 && std::isfinite(degreesOfFreedom_))) {
-    BadUsage("--df must be a number above 0.");
-  }
-}
-
-void FitCommand::TakeModelKind() {
-  if (model_ == "linear") options_.binding.model = ModelKind::kLinear;
-  if (model_ == "logistic") options_.binding.model = ModelKind::kLogistic;
-}
-
-void FitCommand::TakeOptionsOfOneKind() {
-  for (const std::string& name : logistic_.Given()) {
-    options_.ofOneKind.push_back({name, ModelKind::kLogistic});
-  }
-  for (const CLI::Option* option : {degreesOfFreedomOption_, noRefineOption_}) {
-    if (option->count() > 0) options_.ofOneKind.push_back({option->get_name(), ModelKind::kLinear});
-  }
-}
-
-void FitCommand::TakeOptions() {
-  CheckRanges();
-  logistic_.Take();
-  TakeModelKind();
-  TakeOptionsOfOneKind();
-  options_.intercept = !noIntercept_;
-  options_.refine = !noRefine_;
-  if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;
-  // The ending is wrong usage, whatever becomes of the run.
-  if (!options_.predictions.empty()) static_cast<void>(TableFormatOf(options_.predictions));
 }
 
 void FitCommand::Run() {
   Interrupt interrupt;
   InterruptWatch watch(interrupt);
   try {
-    TakeOptions();
+    arguments_.Take();
     FitAndReport(interrupt, watch);
   } catch (...) {
-    // Whatever failed may have failed because it was stopped.
+    // The failure may be a consequence of the signal.
     if (interrupt.Requested()) throw Cancelled(interrupt.Signal());
     throw;
   }
 }
 
 void FitCommand::FitAndReport(Interrupt& interrupt, InterruptWatch& watch) {
-  const bool writesJson = !jsonFile_.empty() && !JsonOnly();
+  const FitOptions& options = arguments_.Options();
+  const std::string& jsonFile = arguments_.JsonFile();
+  const bool printsJson = jsonFile == "-";
+  const bool writesJson = !jsonFile.empty() && !printsJson;
   OutputFiles outputs;
-  if (writesJson) outputs.Add("--json", jsonFile_);
-  if (!options_.predictions.empty()) outputs.Add("--predictions", options_.predictions);
+  if (writesJson) outputs.Add("--json", jsonFile);
+  if (!options.predictions.empty()) outputs.Add("--predictions", options.predictions);
   FitResult fit;
   {
     ProgressBar progress;
-    fit = RunFit(options_, progress, interrupt, outputs);
+    fit = RunFit(options, progress, interrupt, outputs);
   }
-  if (writesJson) outputs.Get(jsonFile_).Write(JsonReport(fit));
+  if (writesJson) outputs.Get(jsonFile).Write(JsonReport(fit));
   outputs.Finish();
   // Before the files are replaced, so that a run that fails has replaced none.
-  WriteStandardOutput(JsonOnly() ? JsonReport(fit) : TextReport(fit));
+  WriteStandardOutput(printsJson ? JsonReport(fit) : TextReport(fit));
   watch.RunLastStep([&outputs] { outputs.Commit(); });
 }
 

@@ -1,11 +1,9 @@
 #pragma once
 
 #include <CLI/App.hpp>
-#include <string>
 
-#include "host/cli/LogisticArguments.h"
-#include "host/fit/FitOptions.h"
-#include "host/fit/InterruptWatch.h"
+#include "host/cli/FitArguments.h"
+#include "host/fit/Interrupt.h"
 
 namespace qvhost {
 
@@ -22,28 +20,10 @@ class FitCommand {
   void Run();
 
  private:
-  void AddData();
-  void AddMissing();
-  void AddModel();
-  void AddInference();
-  void AddOutput();
-  void CheckRanges() const;
-  void TakeOptions();
   void FitAndReport(Interrupt& interrupt, InterruptWatch& watch);
-  void TakeModelKind();
-  void TakeOptionsOfOneKind();
-  [[nodiscard]] bool JsonOnly() const { return jsonFile_ == "-"; }
 
   CLI::App* command_;  ///< Owned by the application.
-  FitOptions options_;
-  LogisticArguments logistic_;
-  std::string model_;
-  double degreesOfFreedom_ = 0.0;
-  CLI::Option* degreesOfFreedomOption_ = nullptr;
-  bool noIntercept_ = false;
-  CLI::Option* noRefineOption_ = nullptr;
-  bool noRefine_ = false;
-  std::string jsonFile_;  ///< "-" for standard output; empty for none.
+  FitArguments arguments_;
 };
 
 }  // namespace qvhost

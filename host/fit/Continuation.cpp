@@ -6,14 +6,92 @@
 #include <new>
 #include <utility>
 
-#include "host/fit/SeparationCheck.h"
+#include "host/fit/CountedRecordIterator.h"
+#include "host/fit/ModelBinding.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 
 namespace qvhost {
 
 namespace {
 
-// Enough for separation to show after the library suspected it, and no more than a look is worth.
-constexpr int kIterationsOfABuild = 10;
+// A decrease of log odds in an iteration up to this is due to rounding.
+constexpr double kSettled = 1e-6;
+// Log odds that increase by more keep growing.
+constexpr double kGrowing = 0.1;
+constexpr double kCertainty = 0.99;
+// Enough for separation to show after the library suspected it, at little cost.
+constexpr int kIterationsPerBuild = 10;
+
+/// Compares one record after the other with the direction.
+class SeparationTest {
+ public:
+  SeparationTest(const QvLogOutputStats& output, const std::vector<double>& direction)
+      : output_(output),
+        direction_(direction),
+        categories_(output.GetDependCategories()),
+        blockSize_(direction.size() / (categories_.size() - 1)),
+        changes_(categories_.size()),
+        predictors_(categories_.size()) {}
+
+  /// False when the record contradicts separation.
+  bool Accepts(const QvCommon::Record& record) {
+    QvCommon::QvStatus status;
+    if (!output_.GetRecordValidator().IsValidRecord(record, status)) return true;
+    if (!output_.ExpandRow(record, indices_, values_)) return true;
+    for (std::size_t j = 0; j + 1 < categories_.size(); ++j) {
+      changes_[j] = Predictor(direction_, j);
+      predictors_[j] = Predictor(output_.GetParamEstimates(), j);
+    }
+    const auto code = static_cast<int>(record[ModelBinding::kDependent]);
+    const auto own =
+        static_cast<std::size_t>(std::ranges::find(categories_, code) - categories_.begin());
+    isCertain_ = isCertain_ && Probability(own) >= kCertainty;
+    return MovesTowards(own);
+  }
+
+  [[nodiscard]] Separation Result() const {
+    if (!isGrowing_) return Separation::kNone;
+    return isCertain_ ? Separation::kComplete : Separation::kQuasiComplete;
+  }
+
+ private:
+  /// Of the category at this place; that of the reference is 0.
+  [[nodiscard]] double Predictor(const std::vector<double>& parameters, std::size_t place) const {
+    double sum = 0.0;
+    for (std::size_t i = 0; i < indices_.size(); ++i) {
+      if (indices_[i] < 0) continue;
+      sum += values_[i] * parameters[place * blockSize_ + static_cast<std::size_t>(indices_[i])];
+    }
+    return sum;
+  }
+
+  [[nodiscard]] double Probability(std::size_t own) const {
+    double odds = 0.0;
+    for (const double predictor : predictors_) odds += std::exp(predictor - predictors_[own]);
+    return 1.0 / odds;
+  }
+
+  bool MovesTowards(std::size_t own) {
+    for (const double other : changes_) {
+      const double change = changes_[own] - other;
+      // NaN is no evidence.
+      if (!(change >= -kSettled)) return false;
+      isGrowing_ = isGrowing_ || change > kGrowing;
+    }
+    return true;
+  }
+
+  const QvLogOutputStats& output_;
+  const std::vector<double>& direction_;
+  const std::vector<int>& categories_;
+  std::size_t blockSize_;
+  std::vector<int> indices_;
+  std::vector<double> values_;
+  std::vector<double> changes_;     ///< Of the predictors, along the direction.
+  std::vector<double> predictors_;  ///< By the estimates.
+  bool isGrowing_ = false;
+  bool isCertain_ = true;
+};
 
 void Require(bool accepted) {
   if (!accepted) throw std::bad_alloc();
@@ -23,7 +101,7 @@ bool AreFinite(const std::vector<double>& values) {
   return std::ranges::all_of(values, [](double value) { return std::isfinite(value); });
 }
 
-/// In the layout of all parameters, from that of those which are not redundant; nothing of nothing.
+/// In the layout of all parameters, from that of those which are not redundant; empty from empty.
 std::vector<double> Expand(const std::vector<double>& kept, const QvCommon::QvBitSet& indicators) {
   if (kept.empty()) return {};
   std::vector<double> all(static_cast<std::size_t>(indicators.Size()), 0.0);
@@ -36,6 +114,21 @@ std::vector<double> Expand(const std::vector<double>& kept, const QvCommon::QvBi
 
 }  // namespace
 
+Separation CheckSeparation(const CodedTable& table, const QvLogOutputStats& output,
+                           const std::vector<double>& direction,
+                           const std::function<void(long long)>& progress,
+                           const Interrupt& interrupt) {
+  CountedRecordIterator records(table, [&](int /*pass*/, long long delivered) {
+    if (progress) progress(delivered);
+  });
+  SeparationTest test(output, direction);
+  records.NewPass();
+  while (const QvCommon::Record* record = records.Fetch(interrupt)) {
+    if (!test.Accepts(*record)) return Separation::kNone;
+  }
+  return test.Result();
+}
+
 Continuation::Continuation(QvLogRegSettings& settings, const CodedTable& table,
                            IterationHistory& history, const Interrupt& interrupt,
                            std::function<void(long long)> progress)
@@ -45,7 +138,7 @@ Continuation::Continuation(QvLogRegSettings& settings, const CodedTable& table,
       interrupt_(interrupt),
       progress_(std::move(progress)),
       maxIterations_(settings.GetMaxIterations()),
-      isSeparationLookedFor_(settings.GetStartingIteration() > 0),
+      checksSeparation_(settings.GetStartingIteration() > 0),
       logLikelihoodCriterion_(settings.GetLLConCriterion()) {}
 
 void Continuation::Count(const QvLogOutputStats& output) {
@@ -55,18 +148,18 @@ void Continuation::Count(const QvLogOutputStats& output) {
   ending_.stepHalvings += output.GetStepHalvings();
 }
 
-bool Continuation::IsSeparationSeen(const QvLogOutputStats& output) {
-  if (!isSeparationLookedFor_) return false;
+bool Continuation::IsSeparated(const QvLogOutputStats& output) {
+  if (!checksSeparation_) return false;
   const QvCommon::QvBitSet& kept = output.GetRedundancyIndicators();
-  for (const IterationHistory::Sight& sight : history_.Sights()) {
+  for (const IterationHistory::Candidate& candidate : history_.Candidates()) {
     const Separation found =
-        CheckSeparation(table_, output, Expand(sight.step, kept), progress_, interrupt_);
+        CheckSeparation(table_, output, Expand(candidate.step, kept), progress_, interrupt_);
     if (found == Separation::kNone) continue;
     ending_.outcome = found == Separation::kComplete ? kOptCompleteSeparation : kOptQuasiSeparation;
-    ending_.growth = Expand(sight.growth, kept);
+    ending_.growth = Expand(candidate.growth, kept);
     return true;
   }
-  history_.Forget();
+  history_.ClearCandidates();
   return false;
 }
 
@@ -74,7 +167,7 @@ bool Continuation::IsStuck(const QvLogOutputStats& output) const {
   // From the same estimates the same step is taken, and no more halvings are allowed.
   if (ending_.outcome == kOptStepHalvingFailed) return true;
   if (ending_.outcome != kOptHessianSingular || builds_ < 2) return false;
-  return history_.IsNothing(output.GetFinalLL() - logLikelihoodBefore_);
+  return history_.IsNegligible(output.GetFinalLL() - logLikelihoodBefore_);
 }
 
 void Continuation::PrepareBuild(const QvLogOutputStats& output) {
@@ -82,12 +175,12 @@ void Continuation::PrepareBuild(const QvLogOutputStats& output) {
   Require(settings_.SetStartingValues(output.GetParamEstimates()));
   Require(settings_.SetStartingIteration(0));
   Require(settings_.SetMaxIterations(
-      std::min(maxIterations_ - ending_.iterations, kIterationsOfABuild)));
+      std::min(maxIterations_ - ending_.iterations, kIterationsPerBuild)));
   // A log-likelihood that changes little is no maximum as long as estimates grow.
   Require(settings_.SetLLConCriterion(history_.IsGrowing() ? 0.0 : logLikelihoodCriterion_));
 }
 
-bool Continuation::GoesOn(const QvLogOutputStats& output) {
+bool Continuation::IsNeededAfter(const QvLogOutputStats& output) {
   Count(output);
   switch (ending_.outcome) {
     case kOptHessianSingular:
@@ -96,18 +189,18 @@ bool Continuation::GoesOn(const QvLogOutputStats& output) {
     case kOptQuasiSeparation:
       break;
     case kOptCompleteSeparation:
-      // Every record was predicted with certainty: along the estimates themselves they lie apart.
+      // Every record was predicted with certainty: the estimates themselves separate them.
       ending_.growth = Expand(history_.Growth(), output.GetRedundancyIndicators());
       return false;
     default:
       return false;
   }
-  if (IsSeparationSeen(output) || IsStuck(output)) return false;
+  if (IsSeparated(output) || IsStuck(output)) return false;
   if (ending_.iterations >= maxIterations_) {
     if (ending_.outcome == kOptQuasiSeparation) ending_.outcome = kOptMaxIterations;
     return false;
   }
-  // From estimates beyond the range of a double, which the report names, nothing goes on.
+  // Estimates beyond the range of a double, which the report names, are no starting values.
   if (!AreFinite(output.GetParamEstimates())) return false;
   PrepareBuild(output);
   return true;

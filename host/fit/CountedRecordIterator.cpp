@@ -28,11 +28,21 @@ const QvCommon::Record* CountedRecordIterator::Next() {
   return record;
 }
 
+const QvCommon::Record* CountedRecordIterator::Fetch(const Interrupt& interrupt) {
+  if (interrupt.Requested()) throw Cancelled();
+  const QvCommon::Record* record = Next();
+  if (record == nullptr && !AllRecordsRead()) {
+    throw Error(ExitCode::kRunFailed,
+                StatusText(QvCommon::QvStatus(QvStatusCode::kUnreadableRecord, false)));
+  }
+  return record;
+}
+
 int CountedRecordIterator::NewPass() {
   readFailed_ = !AllRecordsRead();
   ++pass_;
   delivered_ = 0;
-  // The library's iterator would go on where the file stands.
+  // The library's iterator reads on from the position of the file.
   if (std::fseek(file_, 0, SEEK_SET) != 0) {
     throw Error(ExitCode::kRunFailed,
                 StatusText(QvCommon::QvStatus(QvStatusCode::kNoFurtherPass, false)));
@@ -44,7 +54,7 @@ int CountedRecordIterator::NewPass() {
 
 bool CountedRecordIterator::AllRecordsRead() const {
   if (readFailed_ || records_.GetFailReason() == QvCommon::kIterReadError) return false;
-  // A pass that the library itself ended early still has records to give.
+  // A pass that the library itself ended early still has records.
   return pass_ == 0 || records_.HasMore() || delivered_ == expected_;
 }
 

@@ -3,14 +3,15 @@
 #include <cstdio>
 #include <functional>
 
+#include "host/fit/Interrupt.h"
 #include "host/table/CodedTable.h"
 #include "qvreg/data/BinaryRecordIterator.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 
 namespace qvhost {
 
-/// The records of a coded table, as the library reads them, counted: tells how far each pass is,
-/// and makes sure that a pass which ends has seen every record (a failing disk must not look like
+/// The records of a coded table, as the library reads them, counted: reports the progress of each
+/// pass, and checks that a pass which ends has read every record (a failing disk must not look like
 /// the end of the data).
 ///
 /// Borrows the table, which must outlive it. One thread at a time.
@@ -24,11 +25,14 @@ class CountedRecordIterator : public QvCommon::MultiPassRecordIter {
 
   [[nodiscard]] bool HasMore() const override { return records_.HasMore(); }
   const QvCommon::Record* Next() override;
+  /// The next record for a pass of the host's own; null at the end. Throws Cancelled when
+  /// interrupted, Error (kRunFailed) when the file ends before the last record.
+  const QvCommon::Record* Fetch(const Interrupt& interrupt);
   [[nodiscard]] int GetFailReason() const override { return records_.GetFailReason(); }
-  /// Throws Error (kRunFailed) when the table's file does not go back to its start.
+  /// Throws Error (kRunFailed) when the table's file cannot be read from its start again.
   int NewPass() override;
 
-  /// False when a pass ran into a read error, or the data ended before the last record.
+  /// False when a pass met a read error, or the data ended before the last record.
   [[nodiscard]] bool AllRecordsRead() const;
 
  private:

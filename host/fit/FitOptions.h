@@ -4,11 +4,28 @@
 #include <string>
 #include <vector>
 
-#include "host/fit/LogisticOptions.h"
 #include "host/fit/ModelBinding.h"
 #include "host/table/TableSource.h"
 
 namespace qvhost {
+
+/// How to estimate a logistic model. The defaults are the library's own, but for the step-halvings:
+/// rare levels need more of them.
+struct LogisticOptions {
+  /// The level that the others are compared with: its text, "first" or "last" (of those that
+  /// occur; a level of that name takes precedence). Empty: the last.
+  std::string reference;
+  std::optional<bool> inMemory;  ///< Keep the records in memory; none: by their size.
+  int maxIterations = 100;       ///< 0 or more.
+  int maxStepHalving = 10;       ///< Of one iteration, 1 or more.
+  /// Converged when the log-likelihood changes by less; 0: not checked.
+  double logLikelihoodCriterion = 0.0;
+  bool absoluteLogLikelihood = false;  ///< The change itself, not its share.
+  /// Converged when the estimates change by less; 0: not checked.
+  double parameterCriterion = 1e-6;
+  bool absoluteParameter = false;  ///< The changes themselves, not their shares.
+  int separationFrom = 20;         ///< The first iteration that checks for separation; 0: none.
+};
 
 /// What to fit to what, and how. Every field but the source and the formula has a default that
 /// suits most; empty texts and options are "not given".

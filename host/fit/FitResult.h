@@ -4,11 +4,49 @@
 #include <string>
 #include <vector>
 
-#include "host/fit/LogisticFit.h"
-#include "host/fit/ModelKind.h"
-#include "host/inference/CoefficientInference.h"
+#include "host/inference/Inference.h"
 
 namespace qvhost {
+
+/// The kinds of model that the command knows.
+enum class ModelKind { kLinear, kLogistic };
+
+/// As in `--model`.
+[[nodiscard]] constexpr const char* ModelName(ModelKind kind) {
+  return kind == ModelKind::kLinear ? "linear" : "logistic";
+}
+
+/// A level of the dependent that occurs in the records used.
+struct DependentLevel {
+  std::string level;
+  double weight = 0.0;  ///< Sum of its records' frequency weights.
+};
+
+/// What a logistic model has beyond its parameters. A plain value; numbers are finite or absent.
+struct LogisticFit {
+  std::vector<DependentLevel> levels;  ///< In the library's order: the reference last.
+  bool inMemory = false;               ///< Whether the records were kept in memory.
+  int iterations = 0;
+  int stepHalvings = 0;    ///< Of all iterations together.
+  int outcomeCode = 0;     ///< The number of the library's outcome for how they all ended.
+  bool converged = false;  ///< Whether the estimates are the best there are.
+  std::string outcome;     ///< The same as a word: `parameters_converged`.
+  std::string ending;      ///< The same as a sentence.
+  std::optional<double> initialLogLikelihood;  ///< Of the intercepts alone.
+  std::optional<double> logLikelihood;
+  std::optional<double> logLikelihoodChange;  ///< The last one, a share or not as asked.
+  std::optional<double> parameterChange;
+  std::optional<double> chiSquare;  ///< Likelihood ratio against the intercepts alone.
+  int chiSquareDegrees = 0;
+  std::optional<double> chiSquareP;
+  std::optional<double> coxSnell;
+  std::optional<double> nagelkerke;
+  std::optional<double> mcFadden;
+  std::optional<double> aic;
+  std::optional<double> bic;  ///< With the total frequency weight as the number of records.
+  /// Sums of frequency weights: rows observed, columns predicted, in the order of `levels`.
+  std::vector<std::vector<double>> classification;
+};
 
 /// In how many of all records a column of the model has no value.
 struct ColumnMissing {
@@ -48,7 +86,7 @@ struct CovariatePower {
 
 /// One column of the design and what was found for it.
 struct ParameterResult {
-  std::optional<std::string> category;  ///< The dependent's level it speaks of; logistic only.
+  std::optional<std::string> category;  ///< The dependent's level; logistic models only.
   std::string label;                    ///< `(Intercept)`, `species=Gentoo:sex=male`, `I(x^2)`.
   std::vector<FactorLevel> levels;
   std::vector<CovariatePower> covariates;
@@ -57,12 +95,12 @@ struct ParameterResult {
   CoefficientStatistics statistics;  ///< Empty when redundant.
   /// Redundant since its column was not finite, or a sum of its products.
   bool nonFinite = false;
-  double growth = 0.0;  ///< Of separated levels: what the estimate still gains in an iteration.
+  double growth = 0.0;  ///< Of separated levels: its change in the last iteration.
 
   [[nodiscard]] bool IsIntercept() const { return levels.empty() && covariates.empty(); }
 };
 
-/// Everything that a report tells about one fit. A plain value, independent of the library
+/// Everything that a report says about one fit. A plain value, independent of the library
 /// and of the data; numbers that do not exist are absent, all others are finite.
 struct FitResult {
   ModelKind kind = ModelKind::kLinear;

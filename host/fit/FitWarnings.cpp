@@ -1,24 +1,103 @@
 #include "host/fit/FitWarnings.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <system_error>
 #include <utility>
 
 #include <fmt/format.h>
 
 #include "host/Text.h"
-#include "host/fit/EstimateCondition.h"
-#include "host/fit/LevelWarnings.h"
 #include "host/fit/ScaledEstimates.h"
 #include "host/formula/Terms.h"
+#include "host/table/MissingStrings.h"
 #include "qvreg/design/QvFactorCounts.h"
 
 namespace qvhost {
-
 namespace {
 
-// A residual this small beside the dependent's own size is what rounding leaves of none at all.
+/// With fewer records, many distinct values are no evidence.
+constexpr std::int64_t kFewestRecords = 20;
+
+bool ReadsAsNumber(std::string_view text) {
+  text = WithoutBlanks(text);
+  if (text.starts_with('+')) text.remove_prefix(1);
+  double number = 0.0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+/// The levels of a factor, divided into numbers and other texts.
+struct TextLevels {
+  explicit TextLevels(const CodedColumn& column) {
+    for (const std::string& level : column.levels) {
+      if (!ReadsAsNumber(level)) texts.push_back(level);
+    }
+    numbers = column.levels.size() - texts.size();
+  }
+
+  [[nodiscard]] bool AreMostlyNumbers() const { return !texts.empty() && numbers > texts.size(); }
+
+  [[nodiscard]] bool AreNumbersAndMissing() const {
+    const auto& missing = MissingStrings::Default();
+    return numbers > 1 && !texts.empty() &&
+           std::ranges::all_of(texts, [&](const std::string& text) {
+             return std::ranges::find(missing, WithoutBlanks(text)) != missing.end();
+           });
+  }
+
+  std::vector<std::string> texts;
+  std::size_t numbers = 0;
+};
+
+std::string NumbersText(const TextLevels& levels) {
+  return fmt::format(
+      "{} read as numbers, but not {}: if that stands for a missing value, name it "
+      "with --na '{}', and the column is a number.",
+      levels.AreNumbersAndMissing() ? "All its other values" : "Most of its values",
+      NameList(levels.texts), levels.texts.front());
+}
+
+std::string WarningOf(const CodedColumn& column, std::int64_t records, bool isByType) {
+  const std::int64_t values = records - column.missing;
+  const auto levelCount = static_cast<std::int64_t>(column.levels.size());
+  const bool isNearlyUnique = values >= kFewestRecords && 2 * levelCount > values;
+  const TextLevels levels(column);
+  const bool mayBeNumbers =
+      isByType && column.isText && (levels.AreMostlyNumbers() || levels.AreNumbersAndMissing());
+  if (isNearlyUnique) {
+    return fmt::format(
+        "'{}' has {} levels in {} records, fewer than two records for a level. {}", column.label,
+        levelCount, values,
+        mayBeNumbers ? NumbersText(levels) : "Leave it out, or group its values with --sql.");
+  }
+  if (!mayBeNumbers || !levels.AreNumbersAndMissing()) return {};
+  return fmt::format("'{}' is text and so a factor. {}", column.label, NumbersText(levels));
+}
+
+/// Which factors, the dependent included, are probably none: nearly every record has a level of its
+/// own, or the levels are numbers but for a string that stands for a missing value.
+std::vector<std::string> LevelWarnings(const Formula& formula, const ModelBinding& binding,
+                                       const CodedTable& table) {
+  std::vector<std::string> warnings;
+  const auto add = [&](int position, bool asFactor) {
+    const CodedColumn& column = table.Columns()[static_cast<std::size_t>(position)];
+    if (column.kind != CodedColumn::Kind::kFactor) return;
+    std::string warning = WarningOf(column, table.RecordCount(), !asFactor);
+    if (!warning.empty()) warnings.push_back(std::move(warning));
+  };
+  add(ModelBinding::kDependent, formula.response.asFactor);
+  for (std::size_t i = 0; i < formula.variables.size(); ++i) {
+    add(binding.positions[i], formula.variables[i].asFactor);
+  }
+  return warnings;
+}
+
+// Relative to the dependent's size, a residual this small is rounding error.
 constexpr double kRoundingShare = 1e-13;
 constexpr double kPerfectRSquare = 1.0 - 1e-15;
 // Half of a double's digits are gone.
@@ -187,7 +266,7 @@ void FitWarnings::FindResidual(Sentences& found) const {
 }
 
 void FitWarnings::FindNearlyDependent(Sentences& found) const {
-  // Estimates without a maximum are as good as dependent, and said to be without one.
+  // Estimates without a maximum look dependent, and OptimizationWarnings reports them.
   if (result_.logistic && !result_.logistic->converged) return;
   const auto share =
       SmallestPivotShare(ScaledEstimatesOf(output_).covariance, output_.GetRedundancyIndicators());

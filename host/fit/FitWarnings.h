@@ -11,10 +11,10 @@
 
 namespace qvhost {
 
-/// Looks over a fit for what its user should know before trusting it: factors without a choice of
-/// levels, empty cells, redundant covariates, no residual left, nearly dependent columns. How a
-/// logistic model's estimation ended is OptimizationWarnings' part.
-/// Borrows everything it is made of.
+/// Finds what the user should know before trusting a fit: factors of one level or of levels that
+/// look like numbers, empty cells, redundant covariates, no residual left, nearly dependent
+/// columns. How a logistic model's estimation ended is reported by OptimizationWarnings. Borrows
+/// everything it is made of.
 class FitWarnings {
  public:
   FitWarnings(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
@@ -34,10 +34,10 @@ class FitWarnings {
   void FindRedundantCovariates(Sentences& found) const;
   void FindResidual(Sentences& found) const;
   void FindNearlyDependent(Sentences& found) const;
-
   void FindDependentLevels(Sentences& found) const;
 
-  /// How many parameters a linear predictor has: all, or one level's of a logistic model.
+  /// The number of parameters of a linear predictor: all, or those of one level of a logistic
+  /// model.
   [[nodiscard]] std::size_t PredictorSize() const;
   [[nodiscard]] int ActiveLevels(int variable) const;
   [[nodiscard]] long long ParametersOf(std::size_t term) const;

@@ -4,20 +4,24 @@
 #include <cmath>
 #include <cstddef>
 
+#include <fmt/format.h>
+
+#include "qvreg/component/ProgressListener.h"
+
 namespace qvhost {
 
 namespace {
 
-// Estimates that settle gain less and less: by the square near a maximum, and by a factor of e
-// beside others that grow for ever.
-constexpr double kSameGain = 0.7;
-// A gain of a smaller share is one of rounding.
+// Steps of estimates that settle shrink: quadratically near a maximum, and by a factor of e beside
+// others that grow without bound.
+constexpr double kSameStep = 0.7;
+// A change of a smaller share of the estimate is due to rounding.
 constexpr double kLeastShare = 1e-6;
 
-bool AreAbout(double gain, double before) {
-  if (gain * before <= 0.0) return false;
-  const double ratio = gain / before;
-  return ratio >= kSameGain && ratio <= 1.0 / kSameGain;
+bool AreAboutEqual(double step, double before) {
+  if (step * before <= 0.0) return false;
+  const double ratio = step / before;
+  return ratio >= kSameStep && ratio <= 1.0 / kSameStep;
 }
 
 }  // namespace
@@ -30,24 +34,24 @@ void IterationHistory::Add(double logLikelihood, const std::vector<double>& esti
   }
   if (HasSteps()) points_.pop_front();
   points_.push_back({logLikelihood, estimates});
-  if (!IsStill() || !IsGrowing()) return;
-  if (sights_.size() > 1) sights_.pop_back();
-  sights_.push_back({LastStep(), Growth()});
+  if (!IsStationary() || !IsGrowing()) return;
+  if (candidates_.size() > 1) candidates_.pop_back();
+  candidates_.push_back({LastStep(), Growth()});
 }
 
-bool IterationHistory::IsNothing(double gain) const {
-  return std::abs(gain) <= kStill * std::abs(firstLogLikelihood_);
+bool IterationHistory::IsNegligible(double change) const {
+  return std::abs(change) <= kNegligible * std::abs(firstLogLikelihood_);
 }
 
-bool IterationHistory::IsStill() const {
+bool IterationHistory::IsStationary() const {
   if (!HasSteps()) return false;
   for (std::size_t i = 1; i < points_.size(); ++i) {
-    if (!IsNothing(points_[i].logLikelihood - points_[i - 1].logLikelihood)) return false;
+    if (!IsNegligible(points_[i].logLikelihood - points_[i - 1].logLikelihood)) return false;
   }
   return true;
 }
 
-double IterationHistory::Gain(std::size_t parameter, int stepsBack) const {
+double IterationHistory::Change(std::size_t parameter, int stepsBack) const {
   const std::size_t to = points_.size() - static_cast<std::size_t>(stepsBack);
   return points_[to].estimates.at(parameter) - points_[to - 1].estimates.at(parameter);
 }
@@ -55,7 +59,7 @@ double IterationHistory::Gain(std::size_t parameter, int stepsBack) const {
 std::vector<double> IterationHistory::LastStep() const {
   std::vector<double> step;
   if (points_.size() < 2) return step;
-  for (std::size_t i = 0; i < points_.back().estimates.size(); ++i) step.push_back(Gain(i, 1));
+  for (std::size_t i = 0; i < points_.back().estimates.size(); ++i) step.push_back(Change(i, 1));
   return step;
 }
 
@@ -64,7 +68,7 @@ std::vector<double> IterationHistory::Growth() const {
   for (std::size_t i = 0; i < growth.size(); ++i) {
     bool isGrowing = HasSteps();
     for (int back = 1; isGrowing && back < kSteps; ++back) {
-      isGrowing = AreAbout(Gain(i, back), Gain(i, back + 1));
+      isGrowing = AreAboutEqual(Change(i, back), Change(i, back + 1));
     }
     const double size = std::abs(points_.back().estimates[i]);
     if (!isGrowing || std::abs(growth[i]) <= kLeastShare * size) growth[i] = 0.0;
@@ -74,7 +78,21 @@ std::vector<double> IterationHistory::Growth() const {
 
 bool IterationHistory::IsGrowing() const {
   const std::vector<double> growth = Growth();
-  return std::ranges::any_of(growth, [](double gain) { return gain != 0.0; });
+  return std::ranges::any_of(growth, [](double change) { return change != 0.0; });
+}
+
+void IterationListener::ReportProgress(ProgressReport* report) {
+  const int halvings = report->DiscreteMeasure("stepHalving");
+  stage_ = fmt::format("iteration {}, log-likelihood {:.6g}",
+                       iterationsBefore_ + report->DiscreteMeasure("iterNum") + 1,
+                       report->ScaleMeasure("loglik"));
+  if (halvings > 0) {
+    stage_ += fmt::format(", {} step-halving{}", halvings, halvings == 1 ? "" : "s");
+  }
+  if (auto* vectors = dynamic_cast<ProgressReportVect*>(report); vectors != nullptr) {
+    history_.Add(report->ScaleMeasure("loglik"), *vectors->VectorMeasure("paramEstim"));
+  }
+  onChange_();
 }
 
 }  // namespace qvhost

@@ -1,20 +1,87 @@
 #include "host/fit/ModelBinding.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <vector>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "host/Error.h"
 #include "host/Text.h"
-#include "host/fit/FormulaColumns.h"
-#include "host/fit/ValueSql.h"
 #include "host/formula/FormulaError.h"
 #include "host/table/ColumnInfo.h"
 #include "host/table/Connection.h"
+#include "qvreg/common/Constants.h"
 
 namespace qvhost {
-
 namespace {
+
+std::string DidYouMean(const TableSource& source, const std::string& name) {
+  const std::optional<std::string> nearest = source.Nearest(name);
+  return nearest ? fmt::format("; did you mean '{}'?", *nearest) : ".";
+}
+
+std::string AmbiguousText(const std::string& name, const std::vector<const ColumnInfo*>& columns) {
+  std::vector<std::string> names;
+  for (const ColumnInfo* column : columns) names.push_back(column->name);
+  return fmt::format("'{}' may mean {}; spell the name as the data do.", name, ChoiceText(names));
+}
+
+/// The value of a column inside an expression. A time with a zone is converted to UTC: DuckDB would
+/// convert it to the machine's own zone.
+std::string ValueOf(const ColumnInfo& column) {
+  const std::string name = QuoteName(column.name);
+  return column.type == "TIMESTAMP WITH TIME ZONE" ? "timezone('UTC', " + name + ")" : name;
+}
+
+constexpr std::size_t kMostExamples = 3;
+constexpr std::size_t kLongestExample = 40;
+
+bool IsFloating(const std::string& type) { return type == "DOUBLE" || type == "FLOAT"; }
+
+/// The columns that the variable reads, each once.
+std::vector<FoundColumn> DistinctColumns(const Variable& variable) {
+  std::vector<FoundColumn> columns;
+  for (const ColumnUse& use : variable.columns) {
+    const bool known = std::ranges::any_of(
+        columns, [&](const FoundColumn& column) { return column.name == use.found.name; });
+    if (!known) columns.push_back(use.found);
+  }
+  return columns;
+}
+
+/// The SQL condition that no column is missing, by the coder's rules for the column itself.
+std::string Presence(const Variable& variable, const TableSource& source) {
+  std::vector<std::string> conditions;
+  for (const FoundColumn& column : DistinctColumns(variable)) {
+    const std::string name = QuoteName(column.name);
+    conditions.push_back(name + " IS NOT NULL");
+    for (const ColumnInfo* info : source.Matches(column.name)) {
+      if (!IsFloating(info->type)) continue;
+      conditions.push_back(fmt::format("NOT isnan({0}) AND {0} <> {1}", name, QvMV::gMissingValue));
+    }
+  }
+  for (const std::string& gap : variable.gaps) {
+    // A gap that cannot be computed is none: the error belongs to the whole expression.
+    conditions.push_back(fmt::format("TRY(({}) IS NOT NULL) IS DISTINCT FROM FALSE", gap));
+  }
+  return fmt::format("{}", fmt::join(conditions, " AND "));
+}
+
+/// An SQL expression of the sentence that says where the variable has no value.
+std::string FaultText(const Variable& variable) {
+  const std::vector<FoundColumn> columns = DistinctColumns(variable);
+  std::string text = QuoteText("'" + variable.label + "' cannot be computed where ");
+  for (std::size_t i = 0; i < columns.size() && i < kMostExamples; ++i) {
+    const std::string_view quote = columns[i].kind == ValueKind::kNumber ? "" : "'";
+    text += fmt::format(
+        " || {} || left(CAST({} AS VARCHAR), {}) || {}",
+        QuoteText(fmt::format("{}{} is {}", i == 0 ? "" : " and ", columns[i].name, quote)),
+        QuoteName(columns[i].name), kLongestExample, QuoteText(quote));
+  }
+  return text + " || " + QuoteText("; leave such rows out with --sql, or change the expression.");
+}
 
 bool IsCategory(ColumnKind kind) {
   return kind == ColumnKind::kText || kind == ColumnKind::kBoolean ||
@@ -167,6 +234,43 @@ class Binder {
 };
 
 }  // namespace
+
+ColumnLookup ColumnsOf(const TableSource& source, std::string_view formula) {
+  return [&source, formula](const std::string& name, Place place) -> FoundColumn {
+    const std::vector<const ColumnInfo*> columns = source.Matches(name);
+    if (columns.empty()) {
+      throw FormulaError::At(formula, place,
+                             fmt::format("There is no column '{}' in {}{}", name, source.Name(),
+                                         DidYouMean(source, name)));
+    }
+    if (columns.size() > 1) throw FormulaError::At(formula, place, AmbiguousText(name, columns));
+    const ColumnInfo& column = *columns.front();
+    return {column.name, ValueOf(column), ValueKindOf(column.kind)};
+  };
+}
+
+const ColumnInfo& ColumnOfOption(const TableSource& source, const std::string& name,
+                                 std::string_view option) {
+  const std::vector<const ColumnInfo*> columns = source.Matches(name);
+  if (columns.empty()) {
+    throw Error(ExitCode::kBadInput, fmt::format("There is no column '{}' for {} in {}{}", name,
+                                                 option, source.Name(), DidYouMean(source, name)));
+  }
+  if (columns.size() > 1) {
+    throw Error(ExitCode::kBadInput, fmt::format("{}: {}", option, AmbiguousText(name, columns)));
+  }
+  return *columns.front();
+}
+
+std::string ValueSql(const Variable& variable, const ColumnInfo& info, const TableSource& source) {
+  if (variable.form == Variable::Form::kColumn) return variable.sql;
+  // 0/0 is no number, and DuckDB has NaN equal to itself.
+  const std::string value =
+      IsFloating(info.type) ? fmt::format("nullif({}, CAST('nan' AS {}))", variable.sql, info.type)
+                            : variable.sql;
+  return fmt::format("CASE WHEN {} THEN coalesce(TRY({}), error({})) END",
+                     Presence(variable, source), value, FaultText(variable));
+}
 
 ModelBinding BindModel(const Formula& formula, const TableSource& source,
                        const BindingOptions& options) {

@@ -3,23 +3,43 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "host/fit/ModelKind.h"
+#include "host/fit/FitResult.h"
 #include "host/formula/Formula.h"
+#include "host/formula/Variable.h"
 #include "host/table/ColumnInfo.h"
 #include "host/table/TableSource.h"
 
 namespace qvhost {
 
-/// What to say of a table without records.
+/// Finds the columns of `formula` in a table. A name means the column that is spelled so, or else
+/// the one that differs from it in upper and lower case alone. The lookup throws FormulaError when
+/// there is none (with the nearest name) or several; `source` and `formula` must outlive it.
+[[nodiscard]] ColumnLookup ColumnsOf(const TableSource& source, std::string_view formula);
+
+/// The column that an option of the command names; found the same way. Throws Error (kBadInput).
+[[nodiscard]] const ColumnInfo& ColumnOfOption(const TableSource& source, const std::string& name,
+                                               std::string_view option);
+
+/// The SQL of a variable's values for the coder; `info` is the type of the variable's own SQL.
+///
+/// A column is its name. An expression is missing (NULL) where one of its columns is, or one of its
+/// gaps, whatever its operators make of missing values. Anywhere else it has a value, or the query
+/// ends with an error that names the expression and the values of its columns: the logarithm of a
+/// negative number does not count as a missing value.
+[[nodiscard]] std::string ValueSql(const Variable& variable, const ColumnInfo& info,
+                                   const TableSource& source);
+
+/// The error message for a table without records.
 inline constexpr const char* kNoRecordText =
     "The data hold no record. Check that the file, the pattern or the query gives rows.";
 
-/// How many values a number may have to be the dependent of a logistic model, unless C() asks.
+/// The most values of a number that is the dependent of a logistic model, unless C() is written.
 inline constexpr std::size_t kMostNumericLevels = 1000;
 
-/// How many values a text may have to be the dependent of a model that nobody asked to be logistic.
+/// The most values of a text that is the dependent of a model not requested to be logistic.
 inline constexpr std::size_t kMostTextLevels = 50;
 
 /// What binding needs besides the formula. Empty texts and options are "not given".
@@ -29,11 +49,11 @@ struct BindingOptions {
   std::string regressionWeight;
 };
 
-/// Where a formula's variables stand in the coded records. A plain value.
+/// The positions of a formula's variables in the coded records. A plain value.
 ///
 /// A record holds the dependent (a number, or for a logistic model the code of its level), the
 /// factors, the covariates, the frequency weight and the regression weight, in this order. A column
-/// that plays several parts stands there once for each.
+/// with several roles stands there once for each.
 struct ModelBinding {
   ModelKind kind = ModelKind::kLinear;
   std::vector<ColumnRequest> columns;  ///< One for each position of a record.
@@ -47,9 +67,9 @@ struct ModelBinding {
   static constexpr int kDependent = 0;  ///< Its position.
 };
 
-/// Binds a formula, which was read with the table's own columns (ColumnsOf), to the table: settles
-/// the roles. Text, booleans and enumerations are factors, numbers are covariates, C(...) makes a
-/// factor of anything.
+/// Binds a formula, which was read with the table's own columns (ColumnsOf), to the table:
+/// determines the roles. Text, booleans and enumerations are factors, numbers are covariates,
+/// C(...) makes a factor of anything.
 ///
 /// Throws FormulaError, which points into the formula, for an expression that makes no sense, a
 /// type that has no role, a power of a factor, and a dependent that does not suit the model; Error

@@ -10,11 +10,11 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
-#include "host/fit/Continuation.h"
+#include "host/Text.h"
 #include "host/fit/CountedRecordIterator.h"
+#include "host/fit/ModelBinding.h"
 #include "host/fit/Overflow.h"
 #include "host/fit/StatusText.h"
-#include "host/fit/UnusableRecords.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/glm/QvGLMComponent.h"
@@ -23,8 +23,84 @@
 #include "qvreg/settings/QvRegrParameter.h"
 
 namespace qvhost {
-
 namespace {
+
+/// Borrows everything it is made of.
+class UnusableRecords {
+ public:
+  UnusableRecords(const RecordUse& records, const CodedTable& table, const QvRegSettings& settings)
+      : records_(records), columns_(table.Columns()) {
+    for (std::size_t position = 0; position < columns_.size(); ++position) {
+      const int index = static_cast<int>(position);
+      const bool isWeight =
+          index == settings.GetFrequencyWeightVar() || index == settings.GetRegrWeightVar();
+      if (isWeight) {
+        AddOnce(columns_[position].label, weights_);
+      } else if (columns_[position].missing > 0) {
+        AddOnce(columns_[position], missing_);
+      }
+    }
+  }
+
+  [[nodiscard]] std::string Text() const {
+    if (records_.read == 0) return kNoRecordText;
+    std::string text = records_.read == 1
+                           ? "The only record cannot be used."
+                           : fmt::format("None of the {} records can be used.", records_.read);
+    if (records_.missing > 0) text += MissingText();
+    if (records_.badWeight > 0) {
+      text += fmt::format(" In {} a weight is missing or not above 0; check {}.",
+                          records_.badWeight, NameList(weights_));
+    }
+    return text;
+  }
+
+ private:
+  static void AddOnce(const std::string& name, std::vector<std::string>& names) {
+    if (std::ranges::find(names, name) == names.end()) names.push_back(name);
+  }
+  static void AddOnce(const CodedColumn& column, std::vector<CodedColumn>& columns) {
+    // A column with several roles is listed once.
+    if (std::ranges::find(columns, column.label, &CodedColumn::label) == columns.end()) {
+      columns.push_back(column);
+    }
+  }
+
+  [[nodiscard]] std::string MissingText() const {
+    std::string list;
+    for (const CodedColumn& column : missing_) {
+      list += fmt::format("{}'{}' in {}", list.empty() ? " (" : ", ", column.label, column.missing);
+    }
+    return fmt::format(" In {} a value is missing{}; {}.", records_.missing,
+                       list.empty() ? "" : list + ")", Advice());
+  }
+
+  [[nodiscard]] std::string Advice() const {
+    const CodedColumn& dependent = columns_[ModelBinding::kDependent];
+    if (dependent.missing == records_.read) {
+      return fmt::format("fill the dependent '{}', or choose another", dependent.label);
+    }
+    const CodedColumn* emptiest = nullptr;
+    for (const CodedColumn& column : missing_) {
+      if (column.label == dependent.label) continue;
+      if (emptiest == nullptr || column.missing > emptiest->missing) emptiest = &column;
+    }
+    if (emptiest == nullptr) return "fill it";
+    return fmt::format("leave '{}' out of the model, or fill it", emptiest->label);
+  }
+
+  const RecordUse& records_;
+  const std::vector<CodedColumn>& columns_;
+  std::vector<CodedColumn> missing_;  ///< Weights apart.
+  std::vector<std::string> weights_;
+};
+
+/// Why every record was left out, and what to do: which columns have no value in how many of them,
+/// and in how many a weight cannot be used.
+std::string UnusableRecordsText(const RecordUse& records, const CodedTable& table,
+                                const QvRegSettings& settings) {
+  return UnusableRecords(records, table, settings).Text();
+}
 
 constexpr int kLinearPasses = 3;    // Parameters, cross-products, residuals.
 constexpr int kCountingPasses = 2;  // Of a logistic model, before its first iteration.
@@ -37,7 +113,7 @@ ModelRun::ModelRun(QvRegSettings& settings, const CodedTable& table, ProgressBar
       table_(table),
       progress_(progress),
       interrupt_(interrupt),
-      // Iterations over records kept in memory make no passes that would show.
+      // Iterations over records kept in memory make no passes that would report progress.
       iterations_([this] { progress_.Show(iterations_.Stage(), -1.0, table_.RecordCount()); }) {
   settings.SetCancelPointer(&interrupt_);
   settings.SetProgressListener(&iterations_);
@@ -45,7 +121,7 @@ ModelRun::ModelRun(QvRegSettings& settings, const CodedTable& table, ProgressBar
 }
 
 void ModelRun::CreateComponent() {
-  // What the one before holds may be much.
+  // Frees the memory of the one before.
   output_ = nullptr;
   component_.reset();
   QvRegFactory factory;
@@ -56,17 +132,17 @@ void ModelRun::CreateComponent() {
 
 void ModelRun::Build() {
   BuildComponent();
-  if (auto* logistic = dynamic_cast<QvLogRegSettings*>(&settings_)) GoOn(*logistic);
+  if (auto* logistic = dynamic_cast<QvLogRegSettings*>(&settings_)) Continue(*logistic);
 }
 
-void ModelRun::GoOn(QvLogRegSettings& settings) {
+void ModelRun::Continue(QvLogRegSettings& settings) {
   const auto total = static_cast<double>(table_.RecordCount());
   Continuation continuation(
       settings, table_, iterations_.History(), interrupt_, [&](long long records) {
         progress_.Show("checking separation", static_cast<double>(records) / total, records);
       });
-  while (continuation.GoesOn(dynamic_cast<const QvLogOutputStats&>(*output_))) {
-    iterations_.GoOnFrom(continuation.Ending().iterations);
+  while (continuation.IsNeededAfter(dynamic_cast<const QvLogOutputStats&>(*output_))) {
+    iterations_.ContinueFrom(continuation.Ending().iterations);
     CreateComponent();
     BuildComponent();
   }
@@ -96,7 +172,7 @@ void ModelRun::BuildComponent() {
 }
 
 void ModelRun::Check(const QvCommon::QvStatus& status) const {
-  // A run that Ctrl-C met at its very end is cancelled too.
+  // A run that Ctrl-C interrupts at its very end is cancelled too.
   if (interrupt_.Requested()) throw Cancelled();
   if (status.IsError()) Fail(status);
 }
@@ -146,7 +222,7 @@ RecordUse ModelRun::Records() const {
   RecordUse use;
   for (const CodedColumn& column : table_.Columns()) {
     const auto listed = [&](const ColumnMissing& other) { return other.name == column.label; };
-    // A column that plays several parts is listed once.
+    // A column with several roles is listed once.
     if (column.missing == 0 || std::ranges::any_of(use.missingByColumn, listed)) continue;
     use.missingByColumn.push_back({column.label, column.missing});
   }

@@ -3,10 +3,10 @@
 #include <memory>
 #include <string>
 
+#include "host/fit/Continuation.h"
 #include "host/fit/FitResult.h"
 #include "host/fit/Interrupt.h"
-#include "host/fit/IterationListener.h"
-#include "host/fit/OptimizationEnding.h"
+#include "host/fit/IterationHistory.h"
 #include "host/fit/ProgressBar.h"
 #include "host/table/CodedTable.h"
 #include "qvreg/component/IQvRegComponent.h"
@@ -18,8 +18,8 @@
 namespace qvhost {
 
 /// One run of the library over a coded table: creates the component that the settings ask for,
-/// makes its passes, and hands out what it found. Where the estimation of a logistic model stopped
-/// short of a maximum, another component goes on from there; see Continuation.
+/// makes its passes, and gives what it found. Where the estimation of a logistic model stopped
+/// short of a maximum, another component continues from there; see Continuation.
 ///
 /// Owns the component; borrows the rest, which must outlive it. One thread at a time.
 class ModelRun {
@@ -41,13 +41,13 @@ class ModelRun {
   /// How the estimation of a logistic model ended.
   [[nodiscard]] const OptimizationEnding& Ending() const { return ending_; }
 
-  /// Which records took part, as far as the run came.
+  /// Which records were used, as far as the run came.
   [[nodiscard]] RecordUse Records() const;
 
  private:
   void CreateComponent();
   void BuildComponent();
-  void GoOn(QvLogRegSettings& settings);
+  void Continue(QvLogRegSettings& settings);
   [[noreturn]] void Fail(const QvCommon::QvStatus& status) const;
   void Check(const QvCommon::QvStatus& status) const;
   /// Of a run with frequency weights.

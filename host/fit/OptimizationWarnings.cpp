@@ -14,11 +14,11 @@ namespace qvhost {
 namespace {
 
 constexpr std::size_t kMostDrivers = 4;
-// Beside the estimate that grows most, one that grows by less is carried along.
+// An estimate that grows by a smaller share of the largest growth is not a cause.
 constexpr double kLeastGrowth = 1e-3;
-// An estimate that grows without bound does so ever more slowly, while its standard error explodes.
+// An estimate that grows without bound does so ever more slowly, but its standard error rapidly.
 constexpr double kStalledStatistic = 0.5;
-// Logarithm of odds: an uncertainty by a factor of 20,000 is no longer one of a usual estimate.
+// Of log odds: an uncertainty by a factor of 20,000 is not one of a usual estimate.
 constexpr double kHugeStdError = 10.0;
 
 std::string DriverText(const ParameterResult& parameter) {

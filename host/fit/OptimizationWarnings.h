@@ -4,13 +4,13 @@
 #include <utility>
 #include <vector>
 
+#include "host/fit/FitOptions.h"
 #include "host/fit/FitResult.h"
-#include "host/fit/LogisticOptions.h"
 
 namespace qvhost {
 
 /// What the user of a logistic model should know about how its estimation ended: what it means,
-/// which parameters drive it, and what to do. Borrows the result, whose parameters and logistic
+/// which parameters cause it, and what to do. Borrows the result, whose parameters and logistic
 /// part are filled in.
 class OptimizationWarnings {
  public:

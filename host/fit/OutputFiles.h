@@ -10,8 +10,8 @@
 namespace qvhost {
 
 /// The files that a run writes: all are tried before the work, so that one that cannot be written
-/// stops the run early, begun when the data have been read, which a file beside them might be taken
-/// for, and committed together at the end. Destroyed before that, they leave every file as it was;
+/// stops the run early, begun when the data have been read, as a pattern of data files might match
+/// them, and committed together at the end. Destroyed before that, they leave every file as it was;
 /// a device or a pipe is written at once. None of them may be a file that the run reads, by
 /// whatever name, and no two of them may be one file.
 ///
@@ -31,7 +31,7 @@ class OutputFiles {
   /// Sets which files the run reads, as far as they are known, and checks.
   void SetInputs(InputFiles inputs);
 
-  /// Looks at the files as they are now. Throws Error (kBadInput) that names the option, the file
+  /// Checks the files as they are now. Throws Error (kBadInput) that names the option, the file
   /// and the input, or the other output.
   void Check() const;
 

@@ -13,7 +13,7 @@ namespace qvhost {
 
 namespace {
 
-/// Numbers between the fourth root of the largest number and its inverse are above suspicion.
+/// Numbers between the fourth root of the largest double and its inverse cannot overflow.
 constexpr double kSuspectSize = 1e77;
 /// A bound for what the estimation squares.
 constexpr double kScaledSquare = 4.0;
@@ -40,7 +40,7 @@ std::string DecimalText(double number, int power) {
                      std::pow(10.0, logarithm - exponent), exponent);
 }
 
-/// Finds what cannot be told, and the columns that it is due to. Borrows everything it is made of.
+/// Finds what overflowed, and the columns that caused it. Borrows everything it is made of.
 class OverflowSearch {
  public:
   OverflowSearch(const FitResult& fit, const ScaledEstimates& scaled, const ModelBinding& binding,

@@ -14,11 +14,11 @@ namespace qvhost {
 /// that is always missing.
 [[nodiscard]] double LargestSize(const CodedColumn& column);
 
-/// Says that sums of weights exceed the largest number there is, because of these columns, and to
-/// rescale them. REQUIRES: at least one.
+/// The error message that sums of weights exceed the largest double because of these columns, and
+/// that they are to be rescaled. REQUIRES: at least one.
 [[nodiscard]] std::string WeightOverflowText(const std::vector<CodedColumn>& columns);
 
-/// Throws Error (kRunFailed) when the fit found what cannot be told: sums of weights overflowed and
+/// Throws Error (kRunFailed) when a result cannot be represented: sums of weights overflowed and
 /// cost the estimates, or an estimate or a standard error, which `scaled` has, is too large or too
 /// small for any double. Names the columns of the table that are to be rescaled. `totalWeight` is
 /// the sum of the frequency weights.

@@ -9,8 +9,7 @@
 
 #include "host/Error.h"
 #include "host/fit/CountedRecordIterator.h"
-#include "host/fit/LibraryNumber.h"
-#include "host/fit/StatusText.h"
+#include "host/fit/ScaledEstimates.h"
 #include "host/table/TableWriter.h"
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvStatus.h"
@@ -96,15 +95,9 @@ void WritePredictions(const WholeFile& file, const CodedTable& table, IQvRegComp
   });
   records.NewPass();
   WriteTable(file, scorer.Columns(), [&](RowCells& cells) {
-    if (interrupt.Requested()) throw Cancelled();
-    const QvCommon::Record* record = records.Next();
-    if (record != nullptr) {
-      scorer.Score(*record, cells);
-      return true;
-    }
-    if (records.AllRecordsRead()) return false;
-    throw Error(ExitCode::kRunFailed,
-                StatusText(QvCommon::QvStatus(QvStatusCode::kUnreadableRecord, false)));
+    const QvCommon::Record* record = records.Fetch(interrupt);
+    if (record != nullptr) scorer.Score(*record, cells);
+    return record != nullptr;
   });
 }
 

@@ -7,9 +7,10 @@
 
 namespace qvhost {
 
-/// One line on a terminal that shows how far a long run is: the stage, a bar, the share. Nothing is
-/// shown of a run that takes less than a moment, and nothing at all when the stream is no terminal.
-/// The line is erased when the bar is destroyed or asked to, so that it never mixes with a report.
+/// One line on a terminal that shows the progress of a long run: the stage, a bar, the share.
+/// Nothing is shown of a run that takes less than a moment, and nothing at all when the stream is
+/// no terminal. The line is erased when the bar is destroyed or asked to, so that it never mixes
+/// with a report.
 ///
 /// Borrows the stream. One thread at a time.
 class ProgressBar {
@@ -27,7 +28,7 @@ class ProgressBar {
   /// many `rows`. May be called as often as wished: the line changes a few times a second.
   void Show(std::string_view stage, double share, long long rows);
 
-  /// Takes the line off the terminal.
+  /// Erases the line.
   void Erase();
 
  private:

@@ -1,6 +1,7 @@
 #include "host/fit/ResultBuilder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <limits>
 #include <optional>
@@ -8,22 +9,168 @@
 #include <utility>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include "host/fit/FitWarnings.h"
-#include "host/fit/LibraryNumber.h"
 #include "host/fit/OptimizationWarnings.h"
 #include "host/fit/Overflow.h"
-#include "host/fit/ParameterNames.h"
 #include "host/fit/ScaledEstimates.h"
 #include "host/fit/StatusText.h"
-#include "host/inference/Finite.h"
-#include "host/inference/ResidualVariance.h"
+#include "host/inference/Inference.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 
 namespace qvhost {
-
 namespace {
+
+void Extend(std::string& label, const std::string& part) {
+  if (!label.empty()) label += ':';
+  label += part;
+}
+
+/// Names the library's parameters: labels, levels and covariates. Borrows everything it is made of.
+/// `intercept`: whether the model has one, which then is effect 0.
+class ParameterNames {
+ public:
+  ParameterNames(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
+                 bool intercept)
+      : formula_(formula), binding_(binding), table_(table), intercept_(intercept) {}
+
+  /// A result with its names filled in and the rest at its defaults.
+  [[nodiscard]] ParameterResult Name(const QvRegrParameter& parameter) const {
+    ParameterResult result;
+    if (parameter.IsIntercept()) {
+      result.label = "(Intercept)";
+      return result;
+    }
+    const int term = parameter.GetEffectIndex() - (intercept_ ? 1 : 0);
+    for (const TermPart& part : formula_.terms.at(static_cast<std::size_t>(term)).parts) {
+      const auto variable = static_cast<std::size_t>(part.variable);
+      const auto add =
+          binding_.isFactor[variable] ? &ParameterNames::AddFactor : &ParameterNames::AddCovariate;
+      (this->*add)(formula_.variables[variable], binding_.positions[variable], parameter, result);
+    }
+    return result;
+  }
+
+ private:
+  void AddFactor(const Variable& variable, int position, const QvRegrParameter& parameter,
+                 ParameterResult& result) const {
+    const auto category = static_cast<std::size_t>(parameter.ContainsFactor(position, -1));
+    const CodedColumn& column = table_.Columns()[static_cast<std::size_t>(position)];
+    result.levels.push_back({PlainName(variable), column.levels.at(category)});
+    Extend(result.label, result.levels.back().factor + "=" + result.levels.back().level);
+  }
+
+  void AddCovariate(const Variable& variable, int position, const QvRegrParameter& parameter,
+                    ParameterResult& result) const {
+    const auto named = [&](const CovariatePower& power) {
+      return power.covariate == variable.label;
+    };
+    // A term such as x:I(x^2) names x twice; its power is that of both.
+    if (std::any_of(result.covariates.begin(), result.covariates.end(), named)) return;
+    const int power = parameter.GetCovariateMult(position);
+    result.covariates.push_back({variable.label, power});
+    Extend(result.label,
+           power == 1 ? variable.label : fmt::format("I({}^{})", variable.label, power));
+  }
+
+  const Formula& formula_;
+  const ModelBinding& binding_;
+  const CodedTable& table_;
+  bool intercept_;
+};
+
+/// Makes the part of the result that only a logistic model has. Borrows everything it is made of.
+class LogisticFitBuilder {
+ public:
+  LogisticFitBuilder(const QvLogOutputStats& output, const QvLogRegSettings& settings,
+                     const OptimizationEnding& ending, const CodedColumn& dependent)
+      : output_(output), settings_(settings), ending_(ending), dependent_(dependent) {}
+
+  /// All but the parameters.
+  [[nodiscard]] LogisticFit Build() const {
+    LogisticFit fit;
+    fit.inMemory = settings_.GetUsePatternTabulator();
+    AddLevels(fit);
+    AddEnding(fit);
+    AddQuality(fit);
+    AddClassification(fit);
+    return fit;
+  }
+
+  /// The level whose linear predictor has the parameter at this position of all parameters.
+  [[nodiscard]] const std::string& CategoryOf(int parameter) const {
+    const std::vector<int>& categories = output_.GetDependCategories();
+    const std::size_t blocks = categories.size() - 1;
+    const std::size_t blockSize = output_.GetParamEstimates().size() / blocks;
+    return LevelText(categories.at(static_cast<std::size_t>(parameter) / blockSize));
+  }
+
+ private:
+  void AddLevels(LogisticFit& fit) const {
+    const std::vector<int>& categories = output_.GetDependCategories();
+    const std::vector<double>& weights = output_.GetDependCategoryWeights();
+    for (std::size_t i = 0; i < categories.size(); ++i) {
+      fit.levels.push_back({LevelText(categories[i]), weights[i]});
+    }
+  }
+
+  void AddEnding(LogisticFit& fit) const {
+    const QvOptimizationOutcome outcome = ending_.outcome;
+    fit.iterations = ending_.iterations;
+    fit.stepHalvings = ending_.stepHalvings;
+    fit.outcomeCode = outcome;
+    fit.outcome = OutcomeName(outcome);
+    const bool settled =
+        outcome == kOptLLConverged || outcome == kOptParamConverged || outcome == kOptBothConverged;
+    const bool nothingToIterate = outcome == kOptNoIterations && settings_.GetMaxIterations() > 0;
+    fit.converged = settled || nothingToIterate;
+    fit.ending = EndingText(outcome, fit.iterations);
+    fit.logLikelihoodChange = LibraryNumber(output_.GetLLChange());
+    fit.parameterChange = LibraryNumber(output_.GetParameterChange());
+  }
+
+  void AddQuality(LogisticFit& fit) const {
+    fit.initialLogLikelihood = LibraryNumber(output_.GetInitialLL());
+    fit.logLikelihood = LibraryNumber(output_.GetFinalLL());
+    fit.coxSnell = LibraryNumber(output_.GetModelFitStat(QvConst::QvFitCoxSnellRSquare));
+    fit.nagelkerke = LibraryNumber(output_.GetModelFitStat(QvConst::QvFitNagelkerkeRSquare));
+    fit.mcFadden = LibraryNumber(output_.GetModelFitStat(QvConst::QvFitMcFaddenRSquare));
+    if (!fit.logLikelihood || !fit.initialLogLikelihood) return;
+
+    const int kept = output_.GetRedundancyIndicators().Count();
+    const int intercepts =
+        settings_.GetInterceptUse() ? static_cast<int>(fit.levels.size()) - 1 : 0;
+    const double deviance = -2.0 * *fit.logLikelihood;
+    fit.chiSquare = Finite(-2.0 * *fit.initialLogLikelihood - deviance);
+    fit.chiSquareDegrees = kept - intercepts;
+    fit.chiSquareP = UpperChiSquare(fit.chiSquare, fit.chiSquareDegrees);
+    fit.aic = Finite(deviance + 2.0 * kept);
+    fit.bic = Finite(deviance + kept * std::log(output_.GetTotalFreqWeight()));
+  }
+
+  void AddClassification(LogisticFit& fit) const {
+    const QvCommon::QvRectMatrix* table = output_.GetClassificationTable();
+    if (table == nullptr) return;
+    for (int row = 0; row < table->GetNRows(); ++row) {
+      std::vector<double>& counts = fit.classification.emplace_back();
+      for (int column = 0; column < table->GetNColumns(); ++column) {
+        counts.push_back(table->GetElem(row, column));
+      }
+    }
+  }
+
+  [[nodiscard]] const std::string& LevelText(int category) const {
+    return dependent_.levels.at(static_cast<std::size_t>(category));
+  }
+
+  const QvLogOutputStats& output_;
+  const QvLogRegSettings& settings_;
+  const OptimizationEnding& ending_;
+  const CodedColumn& dependent_;
+};
 
 const QvCommon::QvBitSet& NonFiniteParameters(const IQvRegOutputStats& output) {
   if (const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&output)) {
@@ -75,16 +222,13 @@ void ResultBuilder::AddLinearFit(const FitOptions& options, FitResult& result) c
       result);
 }
 
-LogisticFitBuilder ResultBuilder::Logistic() const {
-  return {dynamic_cast<const QvLogOutputStats&>(run_.Output()),
-          dynamic_cast<const QvLogRegSettings&>(run_.Component().GetCompSettings()), run_.Ending(),
-          table_.Columns()[ModelBinding::kDependent]};
-}
-
 void ResultBuilder::AddLogisticFit(const FitOptions& options, FitResult& result) const {
   const IQvRegOutputStats& output = run_.Output();
   result.degreesOfFreedom = output.GetTotalFreqWeight() - output.GetRedundancyIndicators().Count();
-  const LogisticFitBuilder logistic = Logistic();
+  const LogisticFitBuilder logistic(
+      dynamic_cast<const QvLogOutputStats&>(output),
+      dynamic_cast<const QvLogRegSettings&>(run_.Component().GetCompSettings()), run_.Ending(),
+      table_.Columns()[ModelBinding::kDependent]);
   result.logistic = logistic.Build();
   AddParameters(options, CoefficientInference::Normal(options.confidence), result);
   for (std::size_t i = 0; i < result.parameters.size(); ++i) {

@@ -2,16 +2,15 @@
 
 #include "host/fit/FitOptions.h"
 #include "host/fit/FitResult.h"
-#include "host/fit/LogisticFitBuilder.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
 #include "host/formula/Formula.h"
-#include "host/inference/CoefficientInference.h"
+#include "host/inference/Inference.h"
 #include "host/table/CodedTable.h"
 
 namespace qvhost {
 
-/// Turns what the library found into what a report tells: names, inference, warnings. Borrows
+/// Makes the result of a fit from what the library found: names, inference, warnings. Borrows
 /// everything it is made of; `run` must be built.
 class ResultBuilder {
  public:
@@ -19,7 +18,8 @@ class ResultBuilder {
                 const ModelRun& run)
       : formula_(formula), binding_(binding), table_(table), run_(run) {}
 
-  /// Throws Error (kRunFailed) when the fit found what no number can tell.
+  /// Throws Error (kRunFailed) when an estimate or a standard error is outside the range of a
+  /// double.
   [[nodiscard]] FitResult Build(const FitOptions& options) const;
 
  private:
@@ -31,9 +31,6 @@ class ResultBuilder {
   void AddLogisticFit(const FitOptions& options, FitResult& result) const;
   void AddWarnings(const FitOptions& options, FitResult& result) const;
   void AddStatus(FitResult& result) const;
-
-  /// Of a logistic run.
-  [[nodiscard]] LogisticFitBuilder Logistic() const;
 
   const Formula& formula_;
   const ModelBinding& binding_;

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
-#include "host/fit/FormulaColumns.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
 #include "host/fit/Predictions.h"
@@ -100,7 +99,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   // Some files are opened only while others are read.
   outputs.SetInputs(source.Inputs());
   outputs.Begin();
-  RunSettings settings(formula, binding, table, source, options);
+  RunSettings settings(formula, binding, table, options);
   ModelRun run(settings.Get(), table, progress, interrupt);
   run.Build();
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);

@@ -13,8 +13,8 @@ namespace qvhost {
 /// and writes the predictions if asked to, to the file of `outputs` that the options name; the
 /// caller commits it.
 ///
-/// `outputs` learns which files are read, and refuses those that would be replaced: before anything
-/// is computed, and when all has been read.
+/// `outputs` receives the files that are read, and refuses to replace them: before anything is
+/// computed, and when all has been read.
 ///
 /// Progress goes to `progress`, which is erased at the end; `interrupt` stops the run. All are
 /// borrowed. Runs on the calling thread.

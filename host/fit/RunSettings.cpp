@@ -5,16 +5,18 @@
 #include <new>
 #include <numeric>
 
-#include "host/fit/ReferenceLevel.h"
+#include <fmt/format.h>
+
+#include "host/Error.h"
+#include "host/Text.h"
 #include "host/formula/Terms.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvModelEffect.h"
 
 namespace qvhost {
-
 namespace {
 
-/// The settings refuse a role, an effect or a checked number only when memory runs out.
+/// The settings reject a role, an effect or a checked number only when memory runs out.
 void Require(bool accepted) {
   if (!accepted) throw std::bad_alloc();
 }
@@ -35,14 +37,13 @@ bool FitsInMemory(const CodedTable& table) {
   return table.RecordCount() <= kMostBytesInMemory / recordBytes;
 }
 
-std::unique_ptr<QvRegSettings> LogisticSettings(const CodedTable& table, const TableSource& source,
+std::unique_ptr<QvRegSettings> LogisticSettings(const CodedTable& table,
                                                 const LogisticOptions& options) {
   auto settings = std::make_unique<QvLogRegSettings>();
   const CodedColumn& dependent = table.Columns()[ModelBinding::kDependent];
-  // The library says itself that one category is too few.
+  // The library itself reports that one category is too few.
   const int levels = std::max(2, static_cast<int>(dependent.levels.size()));
-  Require(settings->SetDependentRefCat(FindReferenceLevel(options.reference, dependent, source),
-                                       levels));
+  Require(settings->SetDependentRefCat(FindReferenceLevel(options.reference, dependent), levels));
   Require(settings->SetMaxIterations(options.maxIterations));
   Require(settings->SetMaxStepHalvingValue(options.maxStepHalving));
   Require(settings->SetLLConCriterion(options.logLikelihoodCriterion));
@@ -56,13 +57,27 @@ std::unique_ptr<QvRegSettings> LogisticSettings(const CodedTable& table, const T
 
 }  // namespace
 
+int FindReferenceLevel(const std::string& reference, const CodedColumn& dependent) {
+  if (reference.empty()) return QvLogRegSettings::kLastObserved;
+  const auto found = std::ranges::find(dependent.levels, reference);
+  if (found != dependent.levels.end()) return static_cast<int>(found - dependent.levels.begin());
+  if (reference == "last") return QvLogRegSettings::kLastObserved;
+  if (reference == "first") return QvLogRegSettings::kFirstObserved;
+  std::string hint = DidYouMean(reference, dependent.levels);
+  if (hint.empty() && !dependent.levels.empty()) {
+    hint = " Its levels are " + NameList(dependent.levels) + ".";
+  }
+  throw Error(ExitCode::kBadInput,
+              fmt::format("'{}' has no level '{}' to be the --reference; give one of its levels, "
+                          "first or last.{}",
+                          dependent.label, reference, hint));
+}
+
 RunSettings::RunSettings(const Formula& formula, const ModelBinding& binding,
-                         const CodedTable& table, const TableSource& source,
-                         const FitOptions& options)
+                         const CodedTable& table, const FitOptions& options)
     : variables_(static_cast<std::size_t>(binding.factorCount + binding.covariateCount)),
-      settings_(binding.kind == ModelKind::kLogistic
-                    ? LogisticSettings(table, source, options.logistic)
-                    : std::make_unique<QvRegSettings>()) {
+      settings_(binding.kind == ModelKind::kLogistic ? LogisticSettings(table, options.logistic)
+                                                     : std::make_unique<QvRegSettings>()) {
   std::iota(variables_.begin(), variables_.end(), ModelBinding::kDependent + 1);
   AddRoles(binding, table);
   for (const Term& term : formula.terms) {

@@ -1,26 +1,31 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "host/fit/FitOptions.h"
 #include "host/fit/ModelBinding.h"
 #include "host/formula/Formula.h"
 #include "host/table/CodedTable.h"
-#include "host/table/TableSource.h"
 #include "qvreg/settings/QvRegSettings.h"
 
 namespace qvhost {
 
-/// A bound formula as the library wants it: roles of the record's positions, one effect for each
-/// term, and what the kind of model needs besides. Owns the list of variables that the effects
+/// The library's code of the reference level of a logistic model: that of the level `reference`, or
+/// one of the library's own codes for `first`, `last` and an empty text (the last). Throws Error
+/// (kBadInput) when the dependent has no such level, with the nearest one.
+[[nodiscard]] int FindReferenceLevel(const std::string& reference, const CodedColumn& dependent);
+
+/// The library's settings for a bound formula: roles of the record's positions, one effect for each
+/// term, and the options of the kind of model. Owns the list of variables that the effects
 /// (copies inside the library included) point to, so it must outlive every component made of its
 /// settings.
 class RunSettings {
  public:
   /// Throws Error (kBadInput) for a reference level that the dependent does not have.
   RunSettings(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
-              const TableSource& source, const FitOptions& options);
+              const FitOptions& options);
   RunSettings(const RunSettings&) = delete;
   RunSettings& operator=(const RunSettings&) = delete;
 

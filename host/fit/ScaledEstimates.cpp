@@ -1,10 +1,27 @@
 #include "host/fit/ScaledEstimates.h"
 
-#include "host/fit/LibraryNumber.h"
+#include <cmath>
+#include <cstddef>
+#include <vector>
+
+#include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 
 namespace qvhost {
+namespace {
+
+constexpr int kMostColumns = 1000;
+
+std::vector<int> Positions(const QvCommon::QvBitSet& kept) {
+  std::vector<int> positions;
+  for (int i = 0; i < kept.Size(); ++i) {
+    if (kept.IsIn(i)) positions.push_back(i);
+  }
+  return positions;
+}
+
+}  // namespace
 
 ScaledEstimates ScaledEstimatesOf(const IQvRegOutputStats& output) {
   if (const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&output)) {
@@ -15,6 +32,28 @@ ScaledEstimates ScaledEstimatesOf(const IQvRegOutputStats& output) {
   const auto& logistic = dynamic_cast<const QvLogOutputStats&>(output);
   return {logistic.GetScaledEstimates(), logistic.GetParameterExponents(), 0,
           *logistic.GetScaledCovarianceMatrix(), std::nullopt};
+}
+
+std::optional<double> SmallestPivotShare(const QvCommon::QvSymMatrixData& covariance,
+                                         const QvCommon::QvBitSet& kept) {
+  const std::vector<int> positions = Positions(kept);
+  const int order = static_cast<int>(positions.size());
+  if (order < 2 || order > kMostColumns) return std::nullopt;
+
+  QvCommon::QvSymMatrix correlation(order);
+  for (int i = 0; i < order; ++i) {
+    const int row = positions[static_cast<std::size_t>(i)];
+    for (int j = 0; j <= i; ++j) {
+      const int column = positions[static_cast<std::size_t>(j)];
+      const double scale =
+          std::sqrt(covariance.GetElem(row, row)) * std::sqrt(covariance.GetElem(column, column));
+      correlation.SetElem(i, j, covariance.GetElem(row, column) / scale);
+    }
+  }
+  // The root of the smallest pivot, since the diagonal is 1 and the first pivot the largest.
+  double smallest = 0.0;
+  correlation.LTChol(0.0, smallest, true);
+  return smallest * smallest;
 }
 
 }  // namespace qvhost

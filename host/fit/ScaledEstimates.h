@@ -4,14 +4,22 @@
 #include <optional>
 #include <vector>
 
+#include "host/inference/Inference.h"
+#include "qvreg/common/Constants.h"
+#include "qvreg/common/QvBitSet.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/component/IQvRegOutputStats.h"
 
 namespace qvhost {
 
+/// A number of the library: none when it is the missing value, infinite or not a number.
+[[nodiscard]] inline std::optional<double> LibraryNumber(double value) {
+  return value == QvMV::gMissingValue ? std::nullopt : Finite(value);
+}
+
 /// What the library found in the units that its estimation worked with, in which everything is in
 /// the range of a double: numbers of extreme size are divided there by powers of two, of which
-/// these are the exponents. Inference starts from them, and goes over to the data's units at the
+/// these are the exponents. Inference computes with them and converts to the data's units at the
 /// end. Borrows from the statistics.
 struct ScaledEstimates {
   const std::vector<double>& estimates;
@@ -20,13 +28,22 @@ struct ScaledEstimates {
   const QvCommon::QvSymMatrixData& covariance;
   std::optional<double> rmse;  ///< Of a linear model.
 
-  /// An estimate, or its standard error, is to be multiplied by 2 to this power.
+  /// An estimate or its standard error times 2 to this power is in the data's units.
   [[nodiscard]] int PowerOf(std::size_t parameter) const {
     return dependentExponent - exponents[parameter];
   }
 };
 
-/// Those of a model of either kind that has a covariance matrix.
+/// Those of a model of either kind; REQUIRES: it has a covariance matrix.
 [[nodiscard]] ScaledEstimates ScaledEstimatesOf(const IQvRegOutputStats& output);
+
+/// How close the kept columns of a design are to linear dependence: the smallest over the
+/// largest pivot of the Cholesky factorisation of the correlation matrix of their estimates. 1 for
+/// orthogonal columns, towards 0 for dependent ones, whatever the columns' units.
+///
+/// `covariance` is that of all parameters, `kept` tells which of them are not redundant. None when
+/// fewer than two are kept, or more than 1000, for which the factorisation would take too long.
+[[nodiscard]] std::optional<double> SmallestPivotShare(const QvCommon::QvSymMatrixData& covariance,
+                                                       const QvCommon::QvBitSet& kept);
 
 }  // namespace qvhost

@@ -52,8 +52,6 @@ constexpr auto kReasons = std::to_array<Reason>({
     {"from", "A formula holds no query: it computes each value from one record; use --sql."},
 });
 
-std::string Quoted(const Token& token) { return "'" + std::string(token.text) + "'"; }
-
 std::string ReasonOf(const Token& token) {
   if (token.kind != TokenKind::kOperator && token.kind != TokenKind::kName) return "";
   const auto* found = std::ranges::find_if(

@@ -20,18 +20,12 @@ struct Columns {
   std::size_t caret = 0;
 };
 
-std::string Cell(std::string_view text, std::size_t at, const CodePoint& point) {
-  if (!point.valid) return "?";
-  if (point.value < 0x20 || (point.value >= 0x7F && point.value < 0xA0)) return " ";
-  return std::string(text.substr(at, point.length));
-}
-
 Columns SplitColumns(std::string_view text, std::size_t at) {
   Columns columns;
   std::size_t position = 0;
   while (position < text.size()) {
     const CodePoint point = DecodeUtf8(text, position);
-    columns.cells.push_back(Cell(text, position, point));
+    columns.cells.push_back(point.valid ? Printable(text.substr(position, point.length)) : "?");
     position += point.length;
     if (position <= at) ++columns.caret;
   }

@@ -141,24 +141,6 @@ constexpr auto kRefused = std::to_array<Refused>({
     {" expm1 ", "is written exp(x) - 1 here."},
 });
 
-/// The function whose name is nearest; empty when none is near.
-std::string_view NearestFunction(std::string_view name) {
-  constexpr std::size_t kLongestName = 40;
-  if (name.size() > kLongestName) return {};
-  const std::string wanted = Lower(name);
-  std::size_t least = std::max<std::size_t>(1, wanted.size() / 3) + 1;
-  // A name of two letters is one edit away from most others of two.
-  if (wanted.size() < 3) least = 1;
-  std::string_view nearest;
-  for (const FormulaFunction& function : kFunctions) {
-    const std::size_t distance = EditDistance(wanted, function.Name());
-    if (distance >= least) continue;
-    least = distance;
-    nearest = function.Name();
-  }
-  return nearest;
-}
-
 ArgumentKind KindOfLetter(char letter) {
   switch (letter) {
     case 'n':
@@ -255,24 +237,18 @@ std::string NoFunctionText(std::string_view name) {
       return call + " " + std::string(refused.reason);
     }
   }
-  const std::string_view nearest = NearestFunction(name);
-  return "A formula has no function '" + std::string(name) + "'" +
-         (nearest.empty() ? std::string() : "; did you mean '" + std::string(nearest) + "'?") +
-         (nearest.empty() ? "; 'qvreg fit --help' lists those it has."
-                          : " 'qvreg fit --help' lists all.");
+  std::vector<std::string> names;
+  for (const FormulaFunction& function : kFunctions) names.emplace_back(function.Name());
+  const std::optional<std::string> nearest = NearestName(name, names);
+  return "A formula has no function '" + std::string(name) + "'; " +
+         (nearest ? "did you mean '" + *nearest + "'? 'qvreg fit --help' lists all."
+                  : "'qvreg fit --help' lists those it has.");
 }
 
 bool IsTimeUnit(std::string_view word) {
   return std::ranges::any_of(kUnits, [&](std::string_view unit) { return SameWord(word, unit); });
 }
 
-std::string TimeUnitList() {
-  std::string list;
-  for (const std::string_view unit : kUnits) {
-    if (!list.empty()) list += unit == kUnits.back() ? " or " : ", ";
-    list += "'" + std::string(unit) + "'";
-  }
-  return list;
-}
+std::string TimeUnitList() { return ChoiceText({kUnits.begin(), kUnits.end()}); }
 
 }  // namespace qvhost

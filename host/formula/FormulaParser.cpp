@@ -12,8 +12,6 @@ namespace {
 
 constexpr std::string_view kOneTilde = "A formula has one '~'; take this one out.";
 
-std::string Quoted(const Token& token) { return "'" + std::string(token.text) + "'"; }
-
 bool IsBinary(const Token& token) {
   constexpr std::array<std::string_view, 8> kSigns = {"+", "-", "*", "**", "/", "^", ":", "%in%"};
   return std::any_of(std::begin(kSigns), std::end(kSigns),

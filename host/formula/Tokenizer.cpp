@@ -80,6 +80,8 @@ bool IsSqlWord(std::string_view word) {
                              [&](std::string_view known) { return SameWord(word, known); });
 }
 
+std::string Quoted(const Token& token) { return "'" + std::string(token.text) + "'"; }
+
 std::string ColumnName(const Token& token) {
   if (token.kind != TokenKind::kQuoted) return std::string(token.text);
   std::string name;

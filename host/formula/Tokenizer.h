@@ -35,6 +35,9 @@ struct Token {
   }
 };
 
+/// The token in single quotes, for a message.
+[[nodiscard]] std::string Quoted(const Token& token);
+
 /// The column that a name or a name in back-quotes means: without the quotes, doubled ones single.
 [[nodiscard]] std::string ColumnName(const Token& token);
 

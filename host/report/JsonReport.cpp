@@ -1,9 +1,8 @@
-#include "host/report/JsonReport.h"
-
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "host/inference/Finite.h"
+#include "host/inference/Inference.h"
+#include "host/report/Report.h"
 
 namespace qvhost {
 

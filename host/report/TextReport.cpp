@@ -1,5 +1,3 @@
-#include "host/report/TextReport.h"
-
 #include <algorithm>
 #include <cstddef>
 #include <string_view>
@@ -8,9 +6,9 @@
 
 #include <fmt/format.h>
 
-#include "host/report/LogisticText.h"
-#include "host/report/NumberText.h"
-#include "host/report/ParameterTable.h"
+#include "host/Text.h"
+#include "host/report/Report.h"
+#include "host/report/ReportTables.h"
 #include "host/report/TextTable.h"
 
 namespace qvhost {

@@ -14,7 +14,6 @@
 #include "host/Text.h"
 #include "host/table/Connection.h"
 #include "host/table/InputFiles.h"
-#include "host/table/NearestName.h"
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
 #include "host/table/TextFile.h"
@@ -53,11 +52,9 @@ std::string Escaped(const std::string& name) {
 }
 
 void RefuseMissing(const std::string& data) {
-  std::string hint;
   const fs::path path(data);
-  Connection connection;
-  hint = DidYouMean(connection, path.filename().string(), NamesBeside(path));
-  Refuse(fmt::format("The file '{}' does not exist.{}", data, hint));
+  Refuse(fmt::format("The file '{}' does not exist.{}", data,
+                     DidYouMean(path.filename().string(), NamesBeside(path))));
 }
 
 constexpr std::size_t kMostNamesToList = 20;
@@ -227,7 +224,7 @@ DatabaseTable FindTable(Connection& connection, const std::string& data,
                        names.size(), Listed(names)));
   }
   Refuse(fmt::format("The database '{}' has no table '{}'.{} It has: {}.", data, wanted,
-                     DidYouMean(connection, wanted, names), Listed(names)));
+                     DidYouMean(wanted, names), Listed(names)));
 }
 
 TableSource::TableSource(const DataSource& source)
@@ -368,7 +365,7 @@ std::vector<const ColumnInfo*> TableSource::Matches(std::string_view name) const
 std::optional<std::string> TableSource::Nearest(const std::string& name) const {
   std::vector<std::string> names;
   for (const ColumnInfo& column : columns_) names.push_back(column.name);
-  return NearestName(*connection_, name, names);
+  return NearestName(name, names);
 }
 
 std::vector<ColumnInfo> TableSource::Describe(const std::vector<std::string>& expressions) const {

@@ -17,7 +17,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/host/table/PlainUser.h"
+#include "tests/host/ProcessLimits.h"
 #endif
 
 namespace qvhost {

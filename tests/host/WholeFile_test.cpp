@@ -6,7 +6,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #ifdef __linux__
 #include <future>
@@ -17,8 +16,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
-#include "tests/host/table/FileSizeLimit.h"
-#include "tests/host/table/PlainUser.h"
+#include "tests/host/ProcessLimits.h"
 #endif
 
 #include "tests/host/table/TableTest.h"
@@ -27,11 +25,6 @@ namespace qvhost {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string TextOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 /// Writes a text and commits it.
 void WriteWholeFile(const std::string& path, const std::string& text) {
@@ -46,10 +39,6 @@ void BeginWholeFile(const std::string& path) { const WholeFile file(path); }
 
 class WholeFileTest : public TableTest {
  protected:
-  [[nodiscard]] long FilesInFolder() const {
-    return std::distance(fs::directory_iterator(folder_), fs::directory_iterator());
-  }
-
   static std::string FailureText(const std::string& path, const std::string& reason) {
     return "The file '" + path + "' could not be written: " + reason +
            ". Name a file in an existing folder that you may write to and that has room.";
@@ -66,9 +55,9 @@ class WholeFileTest : public TableTest {
 TEST_F(WholeFileTest, MakesAFileAndReplacesOne) {
   const std::string path = Path("a.txt");
   WriteWholeFile(path, "first, and longer");
-  EXPECT_EQ(TextOf(path), "first, and longer");
+  EXPECT_EQ(qvtest::ReadFile(path), "first, and longer");
   WriteWholeFile(path, "second");
-  EXPECT_EQ(TextOf(path), "second");
+  EXPECT_EQ(qvtest::ReadFile(path), "second");
   EXPECT_EQ(FilesInFolder(), 1);
 }
 
@@ -78,17 +67,17 @@ TEST_F(WholeFileTest, LeavesTheOldFileUntilItIsCommitted) {
     WholeFile file(path);
     std::ofstream(file.WritePath()) << "the new";
     file.Finish();
-    EXPECT_EQ(TextOf(path), "old");
+    EXPECT_EQ(qvtest::ReadFile(path), "old");
     EXPECT_EQ(FilesInFolder(), 2);
   }
-  EXPECT_EQ(TextOf(path), "old");
+  EXPECT_EQ(qvtest::ReadFile(path), "old");
   EXPECT_EQ(FilesInFolder(), 1);
 
   WholeFile file(path);
   std::ofstream(file.WritePath()) << "new";
   file.Finish();
   file.Commit();
-  EXPECT_EQ(TextOf(path), "new");
+  EXPECT_EQ(qvtest::ReadFile(path), "new");
 }
 
 TEST_F(WholeFileTest, BeginningLeavesEverythingAsItWas) {
@@ -96,14 +85,14 @@ TEST_F(WholeFileTest, BeginningLeavesEverythingAsItWas) {
   EXPECT_EQ(FilesInFolder(), 0);
   const std::string path = WriteText("old.txt", "old");
   BeginWholeFile(path);
-  EXPECT_EQ(TextOf(path), "old");
+  EXPECT_EQ(qvtest::ReadFile(path), "old");
   EXPECT_EQ(FilesInFolder(), 1);
 }
 
 TEST_F(WholeFileTest, TakesANameOfAnyLength) {
   const std::string path = Path(std::string(255, 'n'));
   WriteWholeFile(path, "text");
-  EXPECT_EQ(TextOf(path), "text");
+  EXPECT_EQ(qvtest::ReadFile(path), "text");
 }
 
 TEST_F(WholeFileTest, RefusesAFolder) { ExpectRefused(folder_.string(), "it is a folder"); }
@@ -130,7 +119,7 @@ TEST_F(WholeFileTest, ALinkKeepsPointingAtTheFile) {
   fs::create_symlink("file.txt", Path("link.txt"));
   WriteWholeFile(Path("link.txt"), "new");
   EXPECT_TRUE(fs::is_symlink(Path("link.txt")));
-  EXPECT_EQ(TextOf(path), "new");
+  EXPECT_EQ(qvtest::ReadFile(path), "new");
 }
 
 TEST_F(WholeFileTest, AChainOfLinksIsFollowedThroughFolders) {
@@ -145,7 +134,7 @@ TEST_F(WholeFileTest, AChainOfLinksIsFollowedThroughFolders) {
     EXPECT_TRUE(fs::is_symlink(Path(link))) << link;
   }
   EXPECT_FALSE(fs::is_symlink(path));
-  EXPECT_EQ(TextOf(path), "new");
+  EXPECT_EQ(qvtest::ReadFile(path), "new");
 }
 
 TEST_F(WholeFileTest, ALinkThatLeadsNowhereGetsItsFile) {
@@ -156,7 +145,7 @@ TEST_F(WholeFileTest, ALinkThatLeadsNowhereGetsItsFile) {
   EXPECT_TRUE(fs::is_symlink(Path("first.txt")));
   EXPECT_TRUE(fs::is_symlink(Path("a/second.txt")));
   EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(Path("a/file.txt"))));
-  EXPECT_EQ(TextOf(Path("a/file.txt")), "new");
+  EXPECT_EQ(qvtest::ReadFile(Path("a/file.txt")), "new");
 
   fs::create_symlink("missing/file.txt", Path("lost.txt"));
   ExpectRefused(Path("lost.txt"), std::strerror(ENOENT));
@@ -288,7 +277,7 @@ TEST_F(WholeFileTest, RefusesAFileThatMayNotBeWritten) {
     if (geteuid() == 0) GTEST_SKIP() << "root may write everywhere, and cannot be left";
     ExpectRefused(path, std::strerror(EACCES));
   }
-  EXPECT_EQ(TextOf(path), "old");
+  EXPECT_EQ(qvtest::ReadFile(path), "old");
   EXPECT_EQ(FilesInFolder(), 1);
 }
 
@@ -305,7 +294,7 @@ TEST_F(WholeFileTest, RefusesAFileWhoseOwnerCouldNotBeKept) {
       ExpectRefused(path, "it belongs to another user or group, and what replaces it would not");
     }
   }
-  EXPECT_EQ(TextOf(others), "old");
+  EXPECT_EQ(qvtest::ReadFile(others), "old");
   EXPECT_EQ(FilesInFolder(), 2);
 }
 
@@ -331,7 +320,7 @@ TEST_F(WholeFileTest, KeepsTheOldFileWhenThereIsNoRoom) {
   }
   EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
   EXPECT_EQ(refusal.text, FailureText(path, std::strerror(EFBIG)));
-  EXPECT_EQ(TextOf(path), "old");
+  EXPECT_EQ(qvtest::ReadFile(path), "old");
   EXPECT_EQ(FilesInFolder(), 1);
 }
 
@@ -346,7 +335,7 @@ TEST_F(WholeFileTest, AKilledProcessLeavesTheOldFileAndTheNextOneCleansUp) {
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFSIGNALED(status));
-  EXPECT_EQ(TextOf(path), "old");
+  EXPECT_EQ(qvtest::ReadFile(path), "old");
   EXPECT_EQ(FilesInFolder(), 2);
   WriteWholeFile(Path("b.txt"), "other");
   EXPECT_EQ(FilesInFolder(), 2) << "a.txt, b.txt";
@@ -358,7 +347,7 @@ TEST_F(WholeFileTest, AReaderSeesTheOldOrTheNewFileOnly) {
   std::future<bool> sound = std::async(std::launch::async, [&] {
     bool isSound = true;
     while (!isOver) {
-      const std::string text = TextOf(path);
+      const std::string text = qvtest::ReadFile(path);
       isSound = isSound && text == std::string(100000, text.empty() ? '?' : text.front());
     }
     return isSound;
@@ -388,7 +377,7 @@ TEST_F(WholeFileTest, WritesAPipeDirectly) {
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
   fs::create_symlink("pipe", Path("link"));
   for (const std::string& name : {path, Path("link")}) {
-    std::future<std::string> read = std::async(std::launch::async, TextOf, path);
+    std::future<std::string> read = std::async(std::launch::async, qvtest::ReadFile, path);
     WriteWholeFile(name, "through");
     EXPECT_EQ(read.get(), "through");
     EXPECT_TRUE(fs::is_fifo(path));

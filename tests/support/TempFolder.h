@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -11,6 +12,12 @@
 #include <system_error>
 
 namespace qvtest {
+
+/// All bytes of a file; empty when there is none.
+inline std::string ReadFile(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
 
 /// A new folder for a test's files, removed with all that is in it. No two tests share one, though
 /// they run at the same time.

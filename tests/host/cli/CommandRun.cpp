@@ -1,13 +1,14 @@
 #include "tests/host/cli/CommandRun.h"
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <csignal>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <thread>
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <pty.h>
 #include <sched.h>
@@ -18,16 +19,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "host/table/Connection.h"
+
 namespace qvhost {
 
 namespace {
 
 constexpr int kCannotRun = 125;
-
-std::string ReadAll(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 void Redirect(int stream, const char* path) {
   const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -198,14 +196,60 @@ CommandResult CommandRun::Run() {
   if (onTerminal_) {
     close(terminal);
   } else {
-    result.err = ReadAll(files_.File("err"));
+    result.err = qvtest::ReadFile(files_.File("err"));
   }
-  result.out = ReadAll(files_.File("out"));
+  result.out = qvtest::ReadFile(files_.File("out"));
   return result;
 }
 
 CommandResult RunQvreg(std::vector<std::string> arguments) {
   return CommandRun(std::move(arguments)).Run();
 }
+
+nlohmann::json FitJson(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), "fit");
+  arguments.insert(arguments.end(), {"--json", "-"});
+  const CommandResult result = RunQvreg(arguments);
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  return nlohmann::json::parse(result.out);
+}
+
+const nlohmann::json& ParameterOf(const nlohmann::json& fit, const std::string& label,
+                                  const std::string& category) {
+  for (const nlohmann::json& parameter : fit.at("parameters")) {
+    if (parameter.at("label") != label) continue;
+    if (category.empty() || parameter.at("category") == category) return parameter;
+  }
+  throw std::runtime_error("no parameter " + label + " " + category);
+}
+
+void ExpectFailure(const CommandResult& result, int exitCode, const std::string& message) {
+  EXPECT_EQ(result.exitCode, exitCode);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "qvreg: " + message + "\n");
+}
+
+std::vector<std::string> NonFiniteWords(std::string_view text) {
+  constexpr std::array<std::string_view, 4> kNonFinite = {"nan", "inf", "infinity", "ind"};
+  std::vector<std::string> found;
+  std::string word;
+  const auto finish = [&] {
+    if (std::ranges::find(kNonFinite, word) != kNonFinite.end()) found.push_back(word);
+    word.clear();
+  };
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (std::isalpha(byte) != 0) {
+      word += static_cast<char>(std::tolower(byte));
+    } else {
+      finish();
+    }
+  }
+  finish();
+  return found;
+}
+
+void RunSql(const std::string& statements) { Connection().Execute(statements); }
 
 }  // namespace qvhost

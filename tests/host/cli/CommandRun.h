@@ -3,9 +3,10 @@
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
-#include <functional>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -86,5 +87,25 @@ class CommandRun {
 
 /// Runs `qvreg` with these arguments.
 [[nodiscard]] CommandResult RunQvreg(std::vector<std::string> arguments);
+
+/// The JSON that `qvreg fit` with these arguments prints. Fails the test when the command fails or
+/// prints anything on standard error.
+[[nodiscard]] nlohmann::json FitJson(std::vector<std::string> arguments);
+
+/// The parameter of this label; of a logistic model the one for the level `category`. Throws
+/// std::runtime_error when there is none.
+[[nodiscard]] const nlohmann::json& ParameterOf(const nlohmann::json& fit, const std::string& label,
+                                                const std::string& category = "");
+
+/// A failed run prints nothing on standard output, and `qvreg: ` with this message on the other.
+void ExpectFailure(const CommandResult& result, int exitCode, const std::string& message);
+
+/// The words of a text for numbers that are not finite: `nan`, `inf` and their variants, in any
+/// case of letters, but not as part of another word. Empty when all its numbers are finite.
+[[nodiscard]] std::vector<std::string> NonFiniteWords(std::string_view text);
+
+/// Runs SQL in a database of its own, to make the files that a test reads: `COPY … TO 'x.parquet'`,
+/// `ATTACH 'x.duckdb' AS …`.
+void RunSql(const std::string& statements);
 
 }  // namespace qvhost

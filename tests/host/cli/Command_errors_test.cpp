@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/cli/CommandRun.h"
-#include "tests/host/cli/SourceFile.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvhost {
@@ -36,77 +35,73 @@ class CommandErrors : public ::testing::Test {
     return CommandRun(arguments).In(folder_.Path()).Run();
   }
 
-  /// A failed run prints nothing on standard output.
-  static void Expect(const CommandResult& result, int exitCode, const std::string& message) {
-    EXPECT_EQ(result.exitCode, exitCode);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "qvreg: " + message + "\n");
-  }
-
   qvtest::TempFolder folder_;
 };
 
 TEST_F(CommandErrors, MissingFile) {
-  Expect(Run({"fit", "--data", "nowhere.csv", "--formula", "y ~ x"}), kBadInput,
-         "The file 'nowhere.csv' does not exist.");
+  ExpectFailure(Run({"fit", "--data", "nowhere.csv", "--formula", "y ~ x"}), kBadInput,
+                "The file 'nowhere.csv' does not exist.");
 }
 
 TEST_F(CommandErrors, EmptyFile) {
   folder_.Write("empty.csv", "");
-  Expect(Run({"fit", "--data", "empty.csv", "--formula", "y ~ x"}), kBadInput,
-         "The file 'empty.csv' is empty.");
+  ExpectFailure(Run({"fit", "--data", "empty.csv", "--formula", "y ~ x"}), kBadInput,
+                "The file 'empty.csv' is empty.");
 }
 
 TEST_F(CommandErrors, FileOfAHeaderOnly) {
   folder_.Write("head.csv", "y,x\n");
-  Expect(Run({"fit", "--data", "head.csv", "--formula", "y ~ x"}), kRunFailed,
-         "The data hold no record. Check that the file, the pattern or the query gives rows.");
+  ExpectFailure(
+      Run({"fit", "--data", "head.csv", "--formula", "y ~ x"}), kRunFailed,
+      "The data hold no record. Check that the file, the pattern or the query gives rows.");
 }
 
 TEST_F(CommandErrors, QueryWithoutRows) {
-  Expect(Run({"fit", "--sql", "SELECT 1 AS y, 2 AS x WHERE false", "--formula", "y ~ x"}),
-         kRunFailed,
-         "The data hold no record. Check that the file, the pattern or the query gives rows.");
+  ExpectFailure(
+      Run({"fit", "--sql", "SELECT 1 AS y, 2 AS x WHERE false", "--formula", "y ~ x"}), kRunFailed,
+      "The data hold no record. Check that the file, the pattern or the query gives rows.");
 }
 
 TEST_F(CommandErrors, NoSuchColumn) {
-  Expect(Fit("y ~ x + txt"), kBadInput,
-         "There is no column 'txt' in rows.csv; did you mean 'text'?\n"
-         "  y ~ x + txt\n"
-         "          ^");
+  ExpectFailure(Fit("y ~ x + txt"), kBadInput,
+                "There is no column 'txt' in rows.csv; did you mean 'text'?\n"
+                "  y ~ x + txt\n"
+                "          ^");
 }
 
 TEST_F(CommandErrors, NoSuchColumnAndNoneNear) {
-  Expect(Fit("somethingelse ~ x"), kBadInput,
-         "There is no column 'somethingelse' in rows.csv.\n"
-         "  somethingelse ~ x\n"
-         "  ^");
+  ExpectFailure(Fit("somethingelse ~ x"), kBadInput,
+                "There is no column 'somethingelse' in rows.csv.\n"
+                "  somethingelse ~ x\n"
+                "  ^");
 }
 
 TEST_F(CommandErrors, TextWhereANumberIsNeeded) {
-  Expect(Fit("y ~ x + log(text)"), kBadInput,
-         "log() takes a number here, but 'text' is text; if it holds numbers, write cast(text as "
-         "double).\n"
-         "  y ~ x + log(text)\n"
-         "              ^");
+  ExpectFailure(
+      Fit("y ~ x + log(text)"), kBadInput,
+      "log() takes a number here, but 'text' is text; if it holds numbers, write cast(text as "
+      "double).\n"
+      "  y ~ x + log(text)\n"
+      "              ^");
 }
 
 TEST_F(CommandErrors, PowerOfAFactor) {
-  Expect(Fit("y ~ x + I(g^2)"), kBadInput,
-         "'g' is a factor and has no powers; write 'g' alone.\n"
-         "  y ~ x + I(g^2)\n"
-         "          ^");
+  ExpectFailure(Fit("y ~ x + I(g^2)"), kBadInput,
+                "'g' is a factor and has no powers; write 'g' alone.\n"
+                "  y ~ x + I(g^2)\n"
+                "          ^");
 }
 
 TEST_F(CommandErrors, FactorAsDependent) {
-  Expect(Fit("text ~ x", {"--model", "linear"}), kBadInput,
-         "The dependent 'text' is text, but a linear model needs a number; name a numeric column.\n"
-         "  text ~ x\n"
-         "  ^");
+  ExpectFailure(
+      Fit("text ~ x", {"--model", "linear"}), kBadInput,
+      "The dependent 'text' is text, but a linear model needs a number; name a numeric column.\n"
+      "  text ~ x\n"
+      "  ^");
 }
 
 TEST_F(CommandErrors, NumberMadeAFactorAsDependent) {
-  Expect(
+  ExpectFailure(
       Fit("C(y) ~ x", {"--model", "linear"}), kBadInput,
       "The dependent 'C(y)' is made a factor by C(...), but a linear model needs a number; name a "
       "numeric column.\n"
@@ -115,74 +110,78 @@ TEST_F(CommandErrors, NumberMadeAFactorAsDependent) {
 }
 
 TEST_F(CommandErrors, DateAsACovariate) {
-  Expect(Run({"fit", "--sql", "SELECT 1 AS y, DATE '2020-02-02' AS day", "--formula", "y ~ day"}),
-         kBadInput,
-         "'day' is a date or time (DATE); write C(day) to take its values as the levels of a "
-         "factor.\n"
-         "  y ~ day\n"
-         "      ^");
+  ExpectFailure(
+      Run({"fit", "--sql", "SELECT 1 AS y, DATE '2020-02-02' AS day", "--formula", "y ~ day"}),
+      kBadInput,
+      "'day' is a date or time (DATE); write C(day) to take its values as the levels of a "
+      "factor.\n"
+      "  y ~ day\n"
+      "      ^");
 }
 
 TEST_F(CommandErrors, DateAsDependent) {
-  Expect(Run({"fit", "--sql", "SELECT 1 AS x, DATE '2020-02-02' AS day", "--formula", "day ~ x"}),
-         kBadInput,
-         "The dependent 'day' is a date or time (DATE); a linear model needs a number, and for a "
-         "logistic model write C(day).\n"
-         "  day ~ x\n"
-         "  ^");
+  ExpectFailure(
+      Run({"fit", "--sql", "SELECT 1 AS x, DATE '2020-02-02' AS day", "--formula", "day ~ x"}),
+      kBadInput,
+      "The dependent 'day' is a date or time (DATE); a linear model needs a number, and for a "
+      "logistic model write C(day).\n"
+      "  day ~ x\n"
+      "  ^");
 }
 
 TEST_F(CommandErrors, ErrorInTheMiddleOfAFormula) {
-  Expect(Fit("y ~ x +* g + one"), kBadInput,
-         "'*' has no term before it; write one there.\n"
-         "  y ~ x +* g + one\n"
-         "         ^");
+  ExpectFailure(Fit("y ~ x +* g + one"), kBadInput,
+                "'*' has no term before it; write one there.\n"
+                "  y ~ x +* g + one\n"
+                "         ^");
 }
 
 TEST_F(CommandErrors, EmptyModel) {
-  Expect(Fit("y ~ 1", {"--no-intercept"}), kBadInput,
-         "The model is empty: it has neither an intercept nor a term. Add a term to the formula or "
-         "keep the intercept.");
+  ExpectFailure(
+      Fit("y ~ 1", {"--no-intercept"}), kBadInput,
+      "The model is empty: it has neither an intercept nor a term. Add a term to the formula or "
+      "keep the intercept.");
 }
 
 TEST_F(CommandErrors, AllRecordsMissing) {
-  Expect(Fit("y ~ x + none"), kRunFailed,
-         "None of the 4 records can be used. In 4 a value is missing ('none' in 4); leave 'none' "
-         "out of the model, or fill it.");
+  ExpectFailure(
+      Fit("y ~ x + none"), kRunFailed,
+      "None of the 4 records can be used. In 4 a value is missing ('none' in 4); leave 'none' "
+      "out of the model, or fill it.");
 }
 
 TEST_F(CommandErrors, Infinity) {
   folder_.Write("inf.csv", "y,x\n1,2\n2,inf\n3,4\n");
-  Expect(
+  ExpectFailure(
       Run({"fit", "--data", "inf.csv", "--formula", "y ~ x"}), kBadInput,
       "The value of 'x' in row 2 is infinite; leave such rows out, or make the values NULL, with "
       "--sql.");
 }
 
 TEST_F(CommandErrors, WeightColumnAllZero) {
-  Expect(Fit("y ~ x", {"--freq-weight", "zero"}), kRunFailed,
-         "None of the 4 records can be used. In 4 a weight is missing or not above 0; check "
-         "'zero'.");
-  Expect(Fit("y ~ x", {"--regression-weight", "minus"}), kRunFailed,
-         "None of the 4 records can be used. In 4 a weight is missing or not above 0; check "
-         "'minus'.");
+  ExpectFailure(Fit("y ~ x", {"--freq-weight", "zero"}), kRunFailed,
+                "None of the 4 records can be used. In 4 a weight is missing or not above 0; check "
+                "'zero'.");
+  ExpectFailure(Fit("y ~ x", {"--regression-weight", "minus"}), kRunFailed,
+                "None of the 4 records can be used. In 4 a weight is missing or not above 0; check "
+                "'minus'.");
 }
 
 TEST_F(CommandErrors, WeightThatIsNoColumn) {
-  Expect(Fit("y ~ x", {"--freq-weight", "zeros"}), kBadInput,
-         "There is no column 'zeros' for --freq-weight in rows.csv; did you mean 'zero'?");
+  ExpectFailure(Fit("y ~ x", {"--freq-weight", "zeros"}), kBadInput,
+                "There is no column 'zeros' for --freq-weight in rows.csv; did you mean 'zero'?");
 }
 
 TEST_F(CommandErrors, WeightThatIsText) {
-  Expect(
+  ExpectFailure(
       Fit("y ~ x", {"--regression-weight", "text"}), kBadInput,
       "'text' must be a number, but it is text (VARCHAR), such as 'p'; use another column, or make "
       "a number of it with --sql.");
 }
 
 TEST_F(CommandErrors, NoSuchTable) {
-  Expect(Fit("y ~ x", {"--table", "orders"}), kBadInput,
-         "--table is for a database file (.duckdb or .db), which 'rows.csv' is not.");
+  ExpectFailure(Fit("y ~ x", {"--table", "orders"}), kBadInput,
+                "--table is for a database file (.duckdb or .db), which 'rows.csv' is not.");
   RunSql("ATTACH '" + folder_.File("shop.duckdb") +
          "' AS made; CREATE TABLE made.orders AS SELECT 1 AS y; CREATE TABLE made.users AS SELECT "
          "2 AS "
@@ -194,30 +193,31 @@ TEST_F(CommandErrors, NoSuchTable) {
 }
 
 TEST_F(CommandErrors, BrokenQuery) {
-  Expect(Run({"fit", "--sql", "SELEC 1", "--formula", "y ~ x"}), kBadInput,
-         "--sql: syntax error at or near \"SELEC\".");
+  ExpectFailure(Run({"fit", "--sql", "SELEC 1", "--formula", "y ~ x"}), kBadInput,
+                "--sql: syntax error at or near \"SELEC\".");
 }
 
 // ---- The command line -------------------------------------------------------
 
 TEST_F(CommandErrors, NoSubcommand) {
-  Expect(Run({}), kBadInput, "A subcommand is required.\nTry 'qvreg --help'.");
+  ExpectFailure(Run({}), kBadInput, "A subcommand is required.\nTry 'qvreg --help'.");
 }
 
 TEST_F(CommandErrors, NoFormula) {
-  Expect(Run({"fit", "--data", "rows.csv"}), kBadInput,
-         "--formula is required.\nTry 'qvreg fit --help'.");
+  ExpectFailure(Run({"fit", "--data", "rows.csv"}), kBadInput,
+                "--formula is required.\nTry 'qvreg fit --help'.");
 }
 
 TEST_F(CommandErrors, NoData) {
-  Expect(Run({"fit", "--formula", "y ~ x"}), kBadInput,
-         "No data are named; give a file with --data or a query with --sql.\n"
-         "Try 'qvreg fit --help'.");
+  ExpectFailure(Run({"fit", "--formula", "y ~ x"}), kBadInput,
+                "No data are named; give a file with --data or a query with --sql.\n"
+                "Try 'qvreg fit --help'.");
 }
 
 TEST_F(CommandErrors, UnknownOption) {
-  Expect(Fit("y ~ x", {"--freqweight", "zero"}), kBadInput,
-         "The following arguments were not expected: zero --freqweight.\nTry 'qvreg fit --help'.");
+  ExpectFailure(
+      Fit("y ~ x", {"--freqweight", "zero"}), kBadInput,
+      "The following arguments were not expected: zero --freqweight.\nTry 'qvreg fit --help'.");
 }
 
 TEST_F(CommandErrors, ValuesOutOfRange) {
@@ -237,7 +237,7 @@ TEST_F(CommandErrors, ValuesOutOfRange) {
         Case{{"--df", "nan"}, df},
         Case{{"--confidence", "high"}, "Could not convert: --confidence = high."},
         Case{{"--model", "cubic"}, "--model: cubic not in {linear,logistic}."}}) {
-    Expect(Fit("y ~ x", c.options), kBadInput, c.message + "\nTry 'qvreg fit --help'.");
+    ExpectFailure(Fit("y ~ x", c.options), kBadInput, c.message + "\nTry 'qvreg fit --help'.");
   }
 }
 

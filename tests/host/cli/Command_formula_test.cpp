@@ -24,12 +24,6 @@ class CommandFormula : public ::testing::Test {
     return CommandRun(arguments).In(folder_.Path()).Run();
   }
 
-  static void ExpectRefused(const CommandResult& result, const std::string& message) {
-    EXPECT_EQ(result.exitCode, kBadInput);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "qvreg: " + message + "\n");
-  }
-
   static std::string RecordsOf(const CommandResult& result) {
     EXPECT_EQ(result.exitCode, 0) << result.err;
     const std::size_t from = result.out.find("\nRecords    ");
@@ -49,18 +43,19 @@ class CommandFormula : public ::testing::Test {
 };
 
 TEST_F(CommandFormula, AFormulaReadsNoFile) {
-  ExpectRefused(Fit("y ~ I(age + length((select content from read_text('secret.txt'))))"),
+  ExpectFailure(Fit("y ~ I(age + length((select content from read_text('secret.txt'))))"),
+                kBadInput,
                 "A formula holds no query: it computes each value from one record; use --sql.\n"
                 "  y ~ I(age + length((select content from read_text('secret.txt'))))\n"
                 "                      ^");
-  ExpectRefused(Fit("y ~ I(age + length(read_text('secret.txt')))"),
+  ExpectFailure(Fit("y ~ I(age + length(read_text('secret.txt')))"), kBadInput,
                 "A formula has no function 'read_text'; 'qvreg fit --help' lists those it has.\n"
                 "  y ~ I(age + length(read_text('secret.txt')))\n"
                 "                     ^");
 }
 
 TEST_F(CommandFormula, AFormulaKeepsTheNumberOfRecords) {
-  ExpectRefused(Fit("y ~ unnest([y,y,y])"),
+  ExpectFailure(Fit("y ~ unnest([y,y,y])"), kBadInput,
                 "unnest() makes several values of one, but a formula computes one value for each "
                 "record; compute it in --sql.\n"
                 "  y ~ unnest([y,y,y])\n"
@@ -79,14 +74,14 @@ TEST_F(CommandFormula, AMissingColumnMakesTheRecordMissing) {
 }
 
 TEST_F(CommandFormula, TheResponseInAnotherSpellingIsNoTerm) {
-  ExpectRefused(Fit("body_mass ~ age + BODY_MASS"),
+  ExpectFailure(Fit("body_mass ~ age + BODY_MASS"), kBadInput,
                 "'body_mass' is the response and cannot be a term too; take it out on this side.\n"
                 "  body_mass ~ age + BODY_MASS\n"
                 "                    ^");
 }
 
 TEST_F(CommandFormula, AnExpressionWithoutAValueEndsTheRun) {
-  ExpectRefused(Fit("y ~ ln(age - 8)"),
+  ExpectFailure(Fit("y ~ ln(age - 8)"), kBadInput,
                 "t.csv: 'ln(age - 8)' cannot be computed where age is 8; leave such rows out with "
                 "--sql, or change the expression.");
 }
@@ -94,7 +89,7 @@ TEST_F(CommandFormula, AnExpressionWithoutAValueEndsTheRun) {
 // A hostile text stays a text, and a hostile name a name.
 TEST_F(CommandFormula, NothingOfTheFormulaIsRead) {
   EXPECT_EQ(RecordsOf(Fit("y ~ I(sex = '''); DROP TABLE data; --')")), "7 read, 7 used");
-  ExpectRefused(Fit("y ~ `age\"); DROP TABLE data; --`"),
+  ExpectFailure(Fit("y ~ `age\"); DROP TABLE data; --`"), kBadInput,
                 "There is no column 'age\"); DROP TABLE data; --' in t.csv.\n"
                 "  y ~ `age\"); DROP TABLE data; --`\n"
                 "      ^");

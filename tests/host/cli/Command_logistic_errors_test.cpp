@@ -23,38 +23,35 @@ CommandResult Fit(const std::string& formula, const std::vector<std::string>& mo
   return RunQvreg(arguments);
 }
 
-/// A failed run prints nothing on standard output.
-void Expect(const CommandResult& result, int exitCode, const std::string& message) {
-  EXPECT_EQ(result.exitCode, exitCode);
-  EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err, "qvreg: " + message + "\n");
-}
-
 TEST(CommandLogisticErrors, UnknownReferenceWithANearOne) {
-  Expect(Fit("answer ~ x", {"--reference", "dney"}), kBadInput,
-         "'answer' has no level 'dney' to be the --reference; give one of its levels, first or "
-         "last. Did you mean 'deny'?");
+  ExpectFailure(
+      Fit("answer ~ x", {"--reference", "dney"}), kBadInput,
+      "'answer' has no level 'dney' to be the --reference; give one of its levels, first or "
+      "last. Did you mean 'deny'?");
 }
 
 TEST(CommandLogisticErrors, UnknownReferenceWithNoneNear) {
-  Expect(Fit("answer ~ x", {"--reference", "whatever"}), kBadInput,
-         "'answer' has no level 'whatever' to be the --reference; give one of its levels, first or "
-         "last. Its levels are 'agree', 'deny', 'doubt'.");
+  ExpectFailure(
+      Fit("answer ~ x", {"--reference", "whatever"}), kBadInput,
+      "'answer' has no level 'whatever' to be the --reference; give one of its levels, first or "
+      "last. Its levels are 'agree', 'deny', 'doubt'.");
 }
 
 TEST(CommandLogisticErrors, UnknownReferenceOfANumber) {
-  Expect(Fit("C(x) ~ y", {"--reference", "4"}), kBadInput,
-         "'x' has no level '4' to be the --reference; give one of its levels, first or last. Its "
-         "levels are '0', '1', '2', '3'.");
+  ExpectFailure(
+      Fit("C(x) ~ y", {"--reference", "4"}), kBadInput,
+      "'x' has no level '4' to be the --reference; give one of its levels, first or last. Its "
+      "levels are '0', '1', '2', '3'.");
 }
 
 TEST(CommandLogisticErrors, OptionsOfALinearModel) {
   for (const std::vector<std::string>& option :
        {std::vector<std::string>{"--df", "3"}, std::vector<std::string>{"--no-refine"}}) {
-    Expect(Fit("answer ~ x", option), kBadInput,
-           option.front() +
-               " belongs to a linear model, but this one is logistic; leave it out, or choose the "
-               "model with --model.");
+    ExpectFailure(
+        Fit("answer ~ x", option), kBadInput,
+        option.front() +
+            " belongs to a linear model, but this one is logistic; leave it out, or choose the "
+            "model with --model.");
   }
 }
 
@@ -69,10 +66,11 @@ TEST(CommandLogisticErrors, OptionsOfALogisticModelForALinearOne) {
         std::vector<std::string>{"--absolute-parameter-criterion"},
         std::vector<std::string>{"--ll-criterion", "1e-6"},
         std::vector<std::string>{"--absolute-ll-criterion"}}) {
-    Expect(Fit("y ~ x", option), kBadInput,
-           option.front() +
-               " belongs to a logistic model, but this one is linear; leave it out, or choose the "
-               "model with --model.");
+    ExpectFailure(
+        Fit("y ~ x", option), kBadInput,
+        option.front() +
+            " belongs to a logistic model, but this one is linear; leave it out, or choose the "
+            "model with --model.");
   }
 }
 
@@ -101,13 +99,13 @@ TEST(CommandLogisticErrors, ValuesOutOfRange) {
         Case{{"--parameter-criterion", "inf"}, parameter},
         Case{{"--parameter-criterion", "small"},
              "Could not convert: --parameter-criterion = small."}}) {
-    Expect(Fit("answer ~ x", c.options), kBadInput, c.message + "\nTry 'qvreg fit --help'.");
+    ExpectFailure(Fit("answer ~ x", c.options), kBadInput, c.message + "\nTry 'qvreg fit --help'.");
   }
 }
 
 TEST(CommandLogisticErrors, ReferenceWithoutALevel) {
-  Expect(Fit("answer ~ x", {"--reference"}), kBadInput,
-         "--reference: 1 required LEVEL missing.\nTry 'qvreg fit --help'.");
+  ExpectFailure(Fit("answer ~ x", {"--reference"}), kBadInput,
+                "--reference: 1 required LEVEL missing.\nTry 'qvreg fit --help'.");
 }
 
 TEST(CommandLogisticErrors, InMemoryAndNot) {
@@ -131,10 +129,11 @@ TEST(CommandLogisticErrors, ANumberOfTooManyValues) {
 }
 
 TEST(CommandLogisticErrors, ADependentOfOneLevel) {
-  Expect(Fit("one ~ x"), kRunFailed,
-         "The dependent has fewer than two categories in the records used; there is nothing to "
-         "tell apart.");
-  Expect(
+  ExpectFailure(
+      Fit("one ~ x"), kRunFailed,
+      "The dependent has fewer than two categories in the records used; there is nothing to "
+      "tell apart.");
+  ExpectFailure(
       RunQvreg({"fit", "--sql", "SELECT * FROM (VALUES ('a', 1), ('a', 2), ('b', NULL)) AS t(y, x)",
                 "--formula", "y ~ x"}),
       kRunFailed,
@@ -143,35 +142,40 @@ TEST(CommandLogisticErrors, ADependentOfOneLevel) {
 }
 
 TEST(CommandLogisticErrors, ADependentWithoutAnyValue) {
-  Expect(Fit("none ~ x"), kRunFailed,
-         "None of the 40 records can be used. In 40 a value is missing ('none' in 40); fill the "
-         "dependent 'none', or choose another.");
+  ExpectFailure(
+      Fit("none ~ x"), kRunFailed,
+      "None of the 40 records can be used. In 40 a value is missing ('none' in 40); fill the "
+      "dependent 'none', or choose another.");
 }
 
 TEST(CommandLogisticErrors, WeightsOfZero) {
-  Expect(Fit("answer ~ x", {"--freq-weight", "zero"}), kRunFailed,
-         "None of the 40 records can be used. In 40 a weight is missing or not above 0; check "
-         "'zero'.");
+  ExpectFailure(
+      Fit("answer ~ x", {"--freq-weight", "zero"}), kRunFailed,
+      "None of the 40 records can be used. In 40 a weight is missing or not above 0; check "
+      "'zero'.");
 }
 
 TEST(CommandLogisticErrors, ADateAsDependent) {
-  Expect(Fit("day ~ x", {"--model", "logistic"}), kBadInput,
-         "The dependent 'day' is a date or time (DATE); a linear model needs a number, and for a "
-         "logistic model write C(day).\n"
-         "  day ~ x\n"
-         "  ^");
+  ExpectFailure(
+      Fit("day ~ x", {"--model", "logistic"}), kBadInput,
+      "The dependent 'day' is a date or time (DATE); a linear model needs a number, and for a "
+      "logistic model write C(day).\n"
+      "  day ~ x\n"
+      "  ^");
 }
 
 TEST(CommandLogisticErrors, AnEmptyModel) {
-  Expect(Fit("answer ~ 1", {"--no-intercept"}), kBadInput,
-         "The model is empty: it has neither an intercept nor a term. Add a term to the formula or "
-         "keep the intercept.");
+  ExpectFailure(
+      Fit("answer ~ 1", {"--no-intercept"}), kBadInput,
+      "The model is empty: it has neither an intercept nor a term. Add a term to the formula or "
+      "keep the intercept.");
 }
 
 TEST(CommandLogisticErrors, NoRecords) {
-  Expect(RunQvreg({"fit", "--sql", "SELECT 'a' AS y, 1 AS x WHERE false", "--formula", "y ~ x"}),
-         kRunFailed,
-         "The data hold no record. Check that the file, the pattern or the query gives rows.");
+  ExpectFailure(
+      RunQvreg({"fit", "--sql", "SELECT 'a' AS y, 1 AS x WHERE false", "--formula", "y ~ x"}),
+      kRunFailed,
+      "The data hold no record. Check that the file, the pattern or the query gives rows.");
 }
 
 }  // namespace

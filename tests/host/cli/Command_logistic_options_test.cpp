@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/host/cli/FitJson.h"
+#include "tests/host/cli/CommandRun.h"
 
 namespace qvhost {
 namespace {

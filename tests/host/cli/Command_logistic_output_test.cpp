@@ -1,8 +1,6 @@
 // What the command prints of a logistic model, and what it shows on the way.
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -10,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/cli/CommandRun.h"
-#include "tests/host/cli/FiniteText.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvhost {
@@ -201,8 +198,7 @@ TEST_P(CommandLogisticEndings, ExitWithFiniteNumbers) {
   Strings arguments = {"--json", folder.File("fit.json")};
   arguments.insert(arguments.end(), GetParam().begin(), GetParam().end());
   EXPECT_EQ(NonFiniteWords(Summary(arguments)), Strings{});
-  std::ifstream file(folder.File("fit.json"));
-  EXPECT_EQ(NonFiniteWords(std::string(std::istreambuf_iterator<char>(file), {})), Strings{});
+  EXPECT_EQ(NonFiniteWords(qvtest::ReadFile(folder.File("fit.json"))), Strings{});
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -14,8 +14,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/cli/CommandRun.h"
-#include "tests/host/cli/FiniteText.h"
-#include "tests/host/cli/FitJson.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvhost {
@@ -150,8 +148,7 @@ TEST_P(CommandLogisticNoFit, EndsAsExpectedWithAWarningAndFiniteNumbers) {
   EXPECT_EQ(result.err, "");
   EXPECT_EQ(NonFiniteWords(result.out), std::vector<std::string>{});
 
-  std::ifstream stream(folder_.File("fit.json"));
-  const std::string json{std::istreambuf_iterator<char>(stream), {}};
+  const std::string json = qvtest::ReadFile(folder_.File("fit.json"));
   EXPECT_EQ(NonFiniteWords(json), std::vector<std::string>{});
   const Json report = Json::parse(json);
   EXPECT_EQ(report.at("fit").at("outcome_code"), expected.at("outcome"));

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/cli/CommandRun.h"
-#include "tests/host/cli/FitJson.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvhost {

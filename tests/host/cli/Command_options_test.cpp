@@ -10,7 +10,6 @@
 
 #include "host/formula/FormulaFunction.h"
 #include "tests/host/cli/CommandRun.h"
-#include "tests/host/cli/FitJson.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvhost {

@@ -1,7 +1,6 @@
 // Where the command's output goes, and what happens when it cannot go there.
 
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -26,11 +25,6 @@ constexpr const char* kFileAdvice =
 constexpr const char* kLongQuery =
     "SELECT range AS x, range % 7 AS y, range % 5 AS g FROM range(5000000)";
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 class CommandOutput : public ::testing::Test {
  protected:
   void SetUp() override { rows_ = folder_.Write("rows.csv", "y,x\n1,1\n2,2\n4,3\n5,4.5\n"); }
@@ -45,7 +39,7 @@ class CommandOutput : public ::testing::Test {
     return RunQvreg(Arguments(more));
   }
 
-  static void ExpectFailure(const CommandResult& result, const std::string& message) {
+  static void ExpectRunFailure(const CommandResult& result, const std::string& message) {
     EXPECT_EQ(result.exitCode, kRunFailed);
     EXPECT_EQ(result.err, message);
   }
@@ -67,13 +61,13 @@ TEST_F(CommandOutput, JsonBesideTheSummary) {
   const CommandResult result = Fit({"--json", file});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_TRUE(result.out.starts_with("Linear model\n")) << result.out;
-  EXPECT_EQ(ReadAll(file), Fit({"--json", "-"}).out);
+  EXPECT_EQ(qvtest::ReadFile(file), Fit({"--json", "-"}).out);
 }
 
 TEST_F(CommandOutput, JsonReplacesAFileWholly) {
   const std::string file = folder_.Write("fit.json", std::string(100000, 'x'));
   EXPECT_EQ(Fit({"--json", file}).exitCode, 0);
-  EXPECT_EQ(ReadAll(file), Fit({"--json", "-"}).out);
+  EXPECT_EQ(qvtest::ReadFile(file), Fit({"--json", "-"}).out);
   EXPECT_EQ(std::distance(fs::directory_iterator(folder_.Path()), {}), 2) << "rows.csv, fit.json";
 }
 
@@ -82,41 +76,41 @@ TEST_F(CommandOutput, JsonThroughALink) {
   fs::create_symlink("real.json", folder_.Path() / "link.json");
   EXPECT_EQ(Fit({"--json", folder_.File("link.json")}).exitCode, 0);
   EXPECT_TRUE(fs::is_symlink(folder_.Path() / "link.json"));
-  EXPECT_TRUE(ReadAll(file).starts_with("{"));
+  EXPECT_TRUE(qvtest::ReadFile(file).starts_with("{"));
 }
 
 TEST_F(CommandOutput, AFailedRunLeavesTheJsonFileAlone) {
   const std::string file = folder_.Write("fit.json", "old");
   const CommandResult result = Fit({"--json", file, "--freq-weight", "nothing"});
   EXPECT_EQ(result.exitCode, 2);
-  EXPECT_EQ(ReadAll(file), "old");
+  EXPECT_EQ(qvtest::ReadFile(file), "old");
   EXPECT_EQ(Fit({"--json", folder_.File("new.json"), "--freq-weight", "nothing"}).exitCode, 2);
   EXPECT_FALSE(fs::exists(folder_.Path() / "new.json"));
 }
 
 TEST_F(CommandOutput, JsonInPlaceOfTheData) {
-  const std::string before = ReadAll(rows_);
+  const std::string before = qvtest::ReadFile(rows_);
   const CommandResult result = Fit({"--json", rows_});
   EXPECT_EQ(result.exitCode, 2);
   EXPECT_EQ(result.err, "qvreg: --json '" + rows_ + "' would replace the input '" + rows_ +
                             "'; name another file.\n");
-  EXPECT_EQ(ReadAll(rows_), before);
+  EXPECT_EQ(qvtest::ReadFile(rows_), before);
 }
 
 TEST_F(CommandOutput, JsonThatCannotBeWritten) {
   const std::string nowhere = folder_.File("nowhere/fit.json");
   const CommandResult missing = Fit({"--json", nowhere});
-  ExpectFailure(missing, "qvreg: The file '" + nowhere +
-                             "' could not be written: No such file or directory" + kFileAdvice);
+  ExpectRunFailure(missing, "qvreg: The file '" + nowhere +
+                                "' could not be written: No such file or directory" + kFileAdvice);
   EXPECT_EQ(missing.out, "");
 
-  ExpectFailure(Fit({"--json", folder_.Path()}), "qvreg: The file '" + folder_.Path().string() +
-                                                     "' could not be written: it is a folder" +
-                                                     kFileAdvice);
-  ExpectFailure(Fit({"--json", "/dev/full"}),
-                std::string("qvreg: The file '/dev/full' could not be written: No space left on "
-                            "device") +
-                    kFileAdvice);
+  ExpectRunFailure(Fit({"--json", folder_.Path()}), "qvreg: The file '" + folder_.Path().string() +
+                                                        "' could not be written: it is a folder" +
+                                                        kFileAdvice);
+  ExpectRunFailure(Fit({"--json", "/dev/full"}),
+                   std::string("qvreg: The file '/dev/full' could not be written: No space left on "
+                               "device") +
+                       kFileAdvice);
 }
 
 TEST_F(CommandOutput, JsonIntoAFolderWithoutWritePermission) {
@@ -124,33 +118,33 @@ TEST_F(CommandOutput, JsonIntoAFolderWithoutWritePermission) {
   fs::permissions(folder_.Path() / "locked", fs::perms::owner_read | fs::perms::owner_exec);
   const std::string file = folder_.File("locked/fit.json");
   const CommandResult result = CommandRun(Arguments({"--json", file})).Unprivileged().Run();
-  ExpectFailure(result, "qvreg: The file '" + file + "' could not be written: Permission denied" +
-                            kFileAdvice);
+  ExpectRunFailure(result, "qvreg: The file '" + file +
+                               "' could not be written: Permission denied" + kFileAdvice);
   EXPECT_EQ(result.out, "");
   fs::permissions(folder_.Path() / "locked", fs::perms::owner_all);
 }
 
 TEST_F(CommandOutput, FullDevice) {
-  ExpectFailure(
+  ExpectRunFailure(
       CommandRun(Arguments()).OutputTo("/dev/full").Run(),
       std::string("qvreg: Standard output could not be written: No space left on device") +
           kOutputAdvice);
-  ExpectFailure(
+  ExpectRunFailure(
       CommandRun({"--help"}).OutputTo("/dev/full").Run(),
       std::string("qvreg: Standard output could not be written: No space left on device") +
           kOutputAdvice);
 }
 
 TEST_F(CommandOutput, PipeThatNobodyReads) {
-  ExpectFailure(
+  ExpectRunFailure(
       CommandRun(Arguments()).OutputToBrokenPipe().Run(),
       std::string("qvreg: Standard output could not be written: Broken pipe") + kOutputAdvice);
 }
 
 TEST_F(CommandOutput, ClosedOutput) {
-  ExpectFailure(CommandRun(Arguments()).OutputClosed().Run(),
-                std::string("qvreg: Standard output could not be written: Bad file descriptor") +
-                    kOutputAdvice);
+  ExpectRunFailure(CommandRun(Arguments()).OutputClosed().Run(),
+                   std::string("qvreg: Standard output could not be written: Bad file descriptor") +
+                       kOutputAdvice);
 }
 
 // ---- The temporary file -----------------------------------------------------
@@ -163,18 +157,18 @@ TEST_F(CommandOutput, SpoolFolderIsLeftEmpty) {
 
 TEST_F(CommandOutput, SpoolFolderThatDoesNotExist) {
   const std::string nowhere = folder_.File("nowhere");
-  ExpectFailure(Fit({"--spool-dir", nowhere}),
-                "qvreg: No temporary file can be made in the folder '" + nowhere +
-                    "' (No such file or directory); name another folder with --spool-dir.\n");
+  ExpectRunFailure(Fit({"--spool-dir", nowhere}),
+                   "qvreg: No temporary file can be made in the folder '" + nowhere +
+                       "' (No such file or directory); name another folder with --spool-dir.\n");
 }
 
 TEST_F(CommandOutput, SpoolFolderWithoutWritePermission) {
   fs::create_directory(folder_.Path() / "locked");
   fs::permissions(folder_.Path() / "locked", fs::perms::owner_read | fs::perms::owner_exec);
   const std::string locked = folder_.File("locked");
-  ExpectFailure(CommandRun(Arguments({"--spool-dir", locked})).Unprivileged().Run(),
-                "qvreg: No temporary file can be made in the folder '" + locked +
-                    "' (Permission denied); name another folder with --spool-dir.\n");
+  ExpectRunFailure(CommandRun(Arguments({"--spool-dir", locked})).Unprivileged().Run(),
+                   "qvreg: No temporary file can be made in the folder '" + locked +
+                       "' (Permission denied); name another folder with --spool-dir.\n");
   fs::permissions(locked, fs::perms::owner_all);
 }
 

@@ -14,7 +14,6 @@
 #include <sys/stat.h>
 
 #include "tests/host/cli/CommandRun.h"
-#include "tests/host/cli/SourceFile.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvhost {
@@ -24,11 +23,6 @@ namespace fs = std::filesystem;
 using Strings = std::vector<std::string>;
 
 constexpr const char* kRows = "x,y\n1,2\n2,3\n3,5.5\n4,6\n5,8\n";
-
-std::string ReadAll(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 /// A folder of data in all forms.
 void MakeData(const qvtest::TempFolder& folder) {
@@ -70,7 +64,8 @@ class CommandOverwrite : public ::testing::TestWithParam<Way> {
   static std::map<std::string, std::string> Bytes() {
     std::map<std::string, std::string> bytes;
     for (const auto& entry : fs::directory_iterator(folder_->Path())) {
-      if (entry.is_regular_file()) bytes[entry.path().filename().string()] = ReadAll(entry.path());
+      if (entry.is_regular_file())
+        bytes[entry.path().filename().string()] = qvtest::ReadFile(entry.path());
     }
     return bytes;
   }
@@ -193,8 +188,8 @@ class CommandOutputs : public ::testing::Test {
 
 TEST_F(CommandOutputs, AFileThatIsNotReadIsReplaced) {
   ExpectFit({"--data", "keep.csv", "--json", "p-1.csv", "--predictions", "p-2.csv"});
-  EXPECT_TRUE(ReadAll(folder_.File("p-1.csv")).starts_with("{"));
-  EXPECT_TRUE(ReadAll(folder_.File("p-2.csv")).starts_with("predicted\n"));
+  EXPECT_TRUE(qvtest::ReadFile(folder_.File("p-1.csv")).starts_with("{"));
+  EXPECT_TRUE(qvtest::ReadFile(folder_.File("p-2.csv")).starts_with("predicted\n"));
 }
 
 TEST_F(CommandOutputs, ANameElsewhereIsNoInput) {
@@ -242,7 +237,7 @@ TEST_F(CommandOutputs, TwoOutputsThatAreOneFile) {
     EXPECT_EQ(result.err, "qvreg: --json '" + json + "' and --predictions '" + predictions +
                               "' are the same file; name two.\n");
     EXPECT_FALSE(fs::exists(folder_.File("new.csv")));
-    EXPECT_EQ(ReadAll(folder_.File("p-1.csv")), kRows);
+    EXPECT_EQ(qvtest::ReadFile(folder_.File("p-1.csv")), kRows);
   }
 }
 
@@ -261,7 +256,7 @@ TEST_F(CommandOutputs, AnOutputThatBecomesAnInputDuringTheRun) {
   EXPECT_EQ(result.exitCode, 2);
   EXPECT_EQ(result.err,
             "qvreg: --json 'fit.json' would replace the input 'keep.csv'; name another file.\n");
-  EXPECT_EQ(ReadAll(folder_.File("fit.json")), kRows);
+  EXPECT_EQ(qvtest::ReadFile(folder_.File("fit.json")), kRows);
 }
 
 }  // namespace

@@ -30,11 +30,6 @@ constexpr milliseconds kStart{300};
 constexpr const char* kLongQuery =
     "SELECT range AS x, range % 7 AS y, 'g' || 4 - range % 5 AS g FROM range(2000000)";
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 struct SignalCase {
   const char* name;
   int signal;
@@ -78,8 +73,8 @@ class CommandSignals : public ::testing::Test {
 
   void ExpectOldOutputs() const {
     // Not EXPECT_EQ, which would show a long new one.
-    EXPECT_TRUE(ReadAll(folder_.File("out/fit.json")) == "old fit");
-    EXPECT_TRUE(ReadAll(folder_.File("out/p.csv")) == "old predictions");
+    EXPECT_TRUE(qvtest::ReadFile(folder_.File("out/fit.json")) == "old fit");
+    EXPECT_TRUE(qvtest::ReadFile(folder_.File("out/p.csv")) == "old predictions");
   }
 
   void ExpectEnded(const CommandResult& result, const SignalCase& by,
@@ -176,8 +171,8 @@ TEST_F(CommandSignals, AnIgnoredHangUpIsIgnored) {
   const CommandResult result =
       Run({"--sql", kLongQuery}).IgnoringHangUp().SignalWhenShown("pass 1", SIGHUP).Run();
   EXPECT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_TRUE(ReadAll(folder_.File("out/fit.json")).starts_with("{"));
-  EXPECT_TRUE(ReadAll(folder_.File("out/p.csv")).starts_with("predicted"));
+  EXPECT_TRUE(qvtest::ReadFile(folder_.File("out/fit.json")).starts_with("{"));
+  EXPECT_TRUE(qvtest::ReadFile(folder_.File("out/p.csv")).starts_with("predicted"));
   EXPECT_TRUE(fs::is_empty(Spool()));
 }
 
@@ -200,7 +195,7 @@ TEST_F(CommandSignals, AKilledRunIsCleanedUpByTheNextAndALivingOneIsLeftAlone) {
   EXPECT_EQ(next.exitCode, 0) << next.err;
   EXPECT_TRUE(fs::is_empty(Spool()));
   EXPECT_EQ(FilesIn(folder_.Path() / "out"), 3);
-  EXPECT_EQ(ReadAll((living->Path() / "whole").string()), "in use");
+  EXPECT_EQ(qvtest::ReadFile((living->Path() / "whole").string()), "in use");
 }
 
 TEST_F(CommandSignals, NothingIsReadableByOthersOnTheWay) {

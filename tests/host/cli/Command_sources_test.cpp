@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/cli/CommandRun.h"
-#include "tests/host/cli/SourceFile.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvhost {

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/host/fit/BuiltModel.h"
 #include "tests/host/fit/Fitting.h"
 
 namespace qvhost {

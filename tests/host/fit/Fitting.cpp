@@ -2,13 +2,34 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 
 #include "host/Error.h"
-#include "host/fit/Interrupt.h"
-#include "host/fit/ProgressBar.h"
+#include "host/fit/CountedRecordIterator.h"
+#include "host/fit/FitWarnings.h"
 #include "host/fit/RunFit.h"
+#include "host/table/CodeTable.h"
+#include "qvreg/logistic/QvLogOutputStats.h"
 
 namespace qvhost {
+namespace {
+
+/// What a parameter adds to its linear predictor for a record.
+double Contribution(const ParameterResult& parameter,
+                    const std::map<std::string, std::string>& levels,
+                    const std::map<std::string, double>& covariates) {
+  const bool applies = std::ranges::all_of(parameter.levels, [&](const FactorLevel& level) {
+    return levels.at(level.factor) == level.level;
+  });
+  if (!applies) return 0.0;
+  double product = parameter.estimate.value();
+  for (const CovariatePower& factor : parameter.covariates) {
+    product *= std::pow(covariates.at(factor.covariate), factor.power);
+  }
+  return product;
+}
+
+}  // namespace
 
 FitOptions OptionsFor(const std::string& sql, const std::string& formula) {
   FitOptions options;
@@ -37,25 +58,6 @@ Failure FailureOf(const FitOptions& options) {
   return {};
 }
 
-namespace {
-
-/// What a parameter adds to its linear predictor for a record.
-double Contribution(const ParameterResult& parameter,
-                    const std::map<std::string, std::string>& levels,
-                    const std::map<std::string, double>& covariates) {
-  const bool applies = std::ranges::all_of(parameter.levels, [&](const FactorLevel& level) {
-    return levels.at(level.factor) == level.level;
-  });
-  if (!applies) return 0.0;
-  double product = parameter.estimate.value();
-  for (const CovariatePower& factor : parameter.covariates) {
-    product *= std::pow(covariates.at(factor.covariate), factor.power);
-  }
-  return product;
-}
-
-}  // namespace
-
 double Predict(const FitResult& fit, const std::map<std::string, std::string>& levels,
                const std::map<std::string, double>& covariates) {
   double sum = 0.0;
@@ -77,6 +79,50 @@ std::map<std::string, double> Probabilities(const FitResult& fit,
   for (auto& [level, value] : values) total += value = std::exp(value);
   for (auto& [level, value] : values) value /= total;
   return values;
+}
+
+BuiltModel::BuiltModel(const FitOptions& options)
+    : formula_(ParseFormula(options.formula)),
+      source_(options.source),
+      binding_(BindModel(formula_, source_, options.binding)),
+      table_(CodeTable(source_, binding_.columns)),
+      settings_(formula_, binding_, table_, options),
+      run_(settings_.Get(), table_, progress_, interrupt_) {
+  run_.Build();
+}
+
+BuiltModel::BuiltModel(const std::string& sql, const std::string& formula)
+    : BuiltModel(OptionsFor(sql, formula)) {}
+
+PredictedCategories BuiltModel::Categories() const {
+  const auto* logistic = dynamic_cast<const QvLogOutputStats*>(&run_.Output());
+  if (logistic == nullptr) return {};
+  return {logistic->GetDependCategories(), table_.Columns().front().levels};
+}
+
+std::vector<std::string> BuiltModel::WarningsOf(const FitResult& result) const {
+  return FitWarnings(formula_, binding_, table_, run_.Output(), result).Find();
+}
+
+void BuiltModel::Predict(const std::string& path, const std::function<void(long long)>& progress) {
+  WholeFile file(path);
+  WritePredictions(file, table_, Component(), run_.Output(), Categories(), progress, interrupt_);
+  file.Finish();
+  file.Commit();
+}
+
+std::vector<BuiltModel::Answer> BuiltModel::Answers() const {
+  std::vector<Answer> answers;
+  CountedRecordIterator records(table_, {});
+  records.NewPass();
+  while (const QvCommon::Record* record = records.Next()) {
+    Answer answer{};
+    if (Component().Score(*record, answer.predicted, answer.values).IsError()) {
+      throw std::runtime_error("a record could not be scored");
+    }
+    answers.push_back(answer);
+  }
+  return answers;
 }
 
 }  // namespace qvhost

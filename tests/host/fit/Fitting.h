@@ -1,10 +1,22 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "host/fit/FitOptions.h"
 #include "host/fit/FitResult.h"
+#include "host/fit/Interrupt.h"
+#include "host/fit/ModelBinding.h"
+#include "host/fit/ModelRun.h"
+#include "host/fit/Predictions.h"
+#include "host/fit/ProgressBar.h"
+#include "host/fit/RunSettings.h"
+#include "host/formula/Formula.h"
+#include "host/table/CodedTable.h"
+#include "host/table/TableSource.h"
+#include "qvreg/common/Record.h"
 
 namespace qvhost {
 
@@ -30,5 +42,44 @@ struct Failure {
 [[nodiscard]] std::map<std::string, double> Probabilities(
     const FitResult& fit, const std::map<std::string, std::string>& levels,
     const std::map<std::string, double>& covariates);
+
+/// A model fitted to the result of a query, with everything that it took. Throws as RunFit does.
+class BuiltModel {
+ public:
+  explicit BuiltModel(const FitOptions& options);
+  BuiltModel(const std::string& sql, const std::string& formula);
+  BuiltModel(const BuiltModel&) = delete;
+  BuiltModel& operator=(const BuiltModel&) = delete;
+
+  [[nodiscard]] const CodedTable& Table() const { return table_; }
+  [[nodiscard]] IQvRegComponent& Component() const { return run_.Component(); }
+  [[nodiscard]] const IQvRegOutputStats& Output() const { return run_.Output(); }
+  [[nodiscard]] Interrupt& CtrlC() { return interrupt_; }
+  /// Those of a logistic model; empty for a linear one.
+  [[nodiscard]] PredictedCategories Categories() const;
+
+  /// What the fit warns of, were this its result.
+  [[nodiscard]] std::vector<std::string> WarningsOf(const FitResult& result) const;
+
+  /// Writes the predictions to a file.
+  void Predict(const std::string& path, const std::function<void(long long)>& progress = {});
+
+  /// What the component answers for each record of the table.
+  struct Answer {
+    double predicted;
+    std::vector<double> values;
+  };
+  [[nodiscard]] std::vector<Answer> Answers() const;
+
+ private:
+  Formula formula_;
+  TableSource source_;
+  ModelBinding binding_;
+  CodedTable table_;
+  RunSettings settings_;
+  ProgressBar progress_{nullptr};
+  Interrupt interrupt_;
+  ModelRun run_;
+};
 
 }  // namespace qvhost

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "host/Error.h"
-#include "host/fit/FormulaColumns.h"
 #include "host/table/CodeTable.h"
 
 namespace qvhost {

@@ -1,9 +1,7 @@
 #include "host/fit/OutputFiles.h"
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 
 #include "host/Error.h"
@@ -13,11 +11,6 @@ namespace qvhost {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string TextOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 class OutputFilesTest : public TableTest {
  protected:
@@ -94,8 +87,8 @@ TEST_F(OutputFilesTest, TheCheckBeforeTheRenameLeavesTheFilesAsTheyWere) {
   ExpectRefusal(
       [this] { outputs_.Commit(); },
       "--predictions '" + b + "' would replace the input '" + data_ + "'; name another file.");
-  EXPECT_EQ(TextOf(a), "old a");
-  EXPECT_EQ(TextOf(data_), "x\n1\n");
+  EXPECT_EQ(qvtest::ReadFile(a), "old a");
+  EXPECT_EQ(qvtest::ReadFile(data_), "x\n1\n");
 }
 
 TEST_F(OutputFilesTest, NothingStandsBesideTheDataBeforeTheyAreRead) {
@@ -115,11 +108,11 @@ TEST_F(OutputFilesTest, AreCommittedTogether) {
   outputs_.Get(b).Write("new b");
   outputs_.Get(a).Write("new a");
   outputs_.Finish();
-  EXPECT_EQ(TextOf(a), "old a");
+  EXPECT_EQ(qvtest::ReadFile(a), "old a");
   EXPECT_FALSE(fs::exists(b));
   outputs_.Commit();
-  EXPECT_EQ(TextOf(a), "new a");
-  EXPECT_EQ(TextOf(b), "new b");
+  EXPECT_EQ(qvtest::ReadFile(a), "new a");
+  EXPECT_EQ(qvtest::ReadFile(b), "new b");
 }
 
 TEST_F(OutputFilesTest, LeaveEveryFileAsItWasUnlessCommitted) {
@@ -133,7 +126,7 @@ TEST_F(OutputFilesTest, LeaveEveryFileAsItWasUnlessCommitted) {
     outputs.Get(Path("b")).Write("new b");
     outputs.Finish();
   }
-  EXPECT_EQ(TextOf(a), "old a");
+  EXPECT_EQ(qvtest::ReadFile(a), "old a");
   EXPECT_EQ(std::distance(fs::directory_iterator(folder_), {}), 2);
 }
 

@@ -5,9 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
-#include "tests/host/fit/BuiltModel.h"
 #include "tests/host/fit/Fitting.h"
 #include "tests/host/table/TableTest.h"
 
@@ -38,11 +36,6 @@ class PredictionsTest : public TableTest {
       names.push_back(column.name);
     }
     return names;
-  }
-
-  [[nodiscard]] long FilesInFolder() const {
-    return std::distance(std::filesystem::directory_iterator(folder_),
-                         std::filesystem::directory_iterator());
   }
 };
 
@@ -239,8 +232,7 @@ TEST_P(PredictionsFormats, CtrlCLeavesTheOldFile) {
   EXPECT_THROW(model.Predict(Out(), press), Cancelled);
   EXPECT_GE(reached, 150000);
   EXPECT_LT(reached, 170000);
-  std::ifstream file(Out());
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "old");
+  EXPECT_EQ(qvtest::ReadFile(Out()), "old");
   EXPECT_EQ(FilesInFolder(), 1);
 }
 

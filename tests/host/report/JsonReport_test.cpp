@@ -1,10 +1,11 @@
-#include "host/report/JsonReport.h"
-
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "host/report/Report.h"
 #include "tests/host/report/SampleFit.h"
 
 namespace qvhost {
@@ -99,6 +100,99 @@ TEST(JsonReport, BytesThatAreNoTextAreReplaced) {
   fit.parameters[1].levels[0].level = "a\xFF";
   const Json report = Json::parse(JsonReport(fit));
   EXPECT_EQ(report["parameters"][1]["levels"]["g"], "a\xEF\xBF\xBD");
+}
+
+// ---- A logistic model -------------------------------------------------------
+
+TEST(JsonReportLogistic, HasTheseNames) {
+  const Json report = Json::parse(JsonReport(SampleLogisticFit()));
+  EXPECT_EQ(Names(report),
+            (Texts{"model", "formula", "data", "dependent", "freq_weight", "regression_weight",
+                   "confidence", "records", "degrees_of_freedom", "library_degrees_of_freedom",
+                   "reference", "dependent_levels", "parameters", "fit", "classification",
+                   "warnings", "status"}));
+  EXPECT_EQ(Names(report["dependent_levels"][0]), (Texts{"level", "weight"}));
+  EXPECT_EQ(Names(report["parameters"][0]),
+            (Texts{"category", "label", "levels", "covariates", "estimate", "std_error",
+                   "statistic", "p_value", "conf_low", "conf_high", "redundant"}));
+  EXPECT_EQ(
+      Names(report["fit"]),
+      (Texts{"iterations", "step_halvings", "outcome", "outcome_code", "converged", "in_memory",
+             "loglik_initial", "loglik", "loglik_change", "parameter_change", "chi_square",
+             "chi_square_df", "p_value", "cox_snell", "nagelkerke", "mcfadden", "aic", "bic"}));
+  EXPECT_EQ(Names(report["classification"]), (Texts{"categories", "table"}));
+}
+
+TEST(JsonReportLogistic, CarriesEveryValue) {
+  const Json report = Json::parse(JsonReport(SampleLogisticFit()));
+  EXPECT_EQ(report["model"], "logistic");
+  EXPECT_EQ(report["reference"], "mid");
+  EXPECT_EQ(report["dependent_levels"], (Json{{{"level", "high"}, {"weight", 500.0}},
+                                              {{"level", "low"}, {"weight", 1000.0}},
+                                              {{"level", "mid"}, {"weight", 500.5}}}));
+  const Json expected = {
+      {"iterations", 7},           {"step_halvings", 2},  {"outcome", "both_converged"},
+      {"outcome_code", 3},         {"converged", true},   {"in_memory", true},
+      {"loglik_initial", -2197.5}, {"loglik", -2000.25},  {"loglik_change", 1e-9},
+      {"parameter_change", 1e-7},  {"chi_square", 394.5}, {"chi_square_df", 4},
+      {"p_value", 4e-85},          {"cox_snell", 0.125},  {"nagelkerke", 0.25},
+      {"mcfadden", 0.1},           {"aic", 4012.5},       {"bic", 4046.0}};
+  EXPECT_EQ(report["fit"], expected);
+  EXPECT_EQ(report["classification"]["categories"], (Json{"high", "low", "mid"}));
+  EXPECT_EQ(report["classification"]["table"],
+            (Json{{400.0, 100.0, 0.0}, {0.0, 750.0, 250.0}, {500.5, 0.0, 0.0}}));
+}
+
+TEST(JsonReportLogistic, ParametersKeepTheirOrderAndCategory) {
+  const Json report = Json::parse(JsonReport(SampleLogisticFit()));
+  Texts names;
+  for (const Json& parameter : report["parameters"]) {
+    names.push_back(parameter["category"].get<std::string>() + " " +
+                    parameter["label"].get<std::string>());
+  }
+  EXPECT_EQ(names, (Texts{"high (Intercept)", "high g=a", "high g=b", "high x", "low (Intercept)",
+                          "low g=a", "low g=b", "low x"}));
+}
+
+TEST(JsonReportLogistic, WritesNullForWhatDoesNotExist) {
+  FitResult fit = SampleLogisticFit();
+  LogisticFit& logistic = *fit.logistic;
+  for (std::optional<double>* value :
+       {&logistic.initialLogLikelihood, &logistic.logLikelihood, &logistic.logLikelihoodChange,
+        &logistic.parameterChange, &logistic.chiSquare, &logistic.chiSquareP, &logistic.coxSnell,
+        &logistic.nagelkerke, &logistic.mcFadden, &logistic.aic, &logistic.bic}) {
+    value->reset();
+  }
+  const Json report = Json::parse(JsonReport(fit));
+  for (const char* name :
+       {"loglik_initial", "loglik", "loglik_change", "parameter_change", "chi_square", "p_value",
+        "cox_snell", "nagelkerke", "mcfadden", "aic", "bic"}) {
+    EXPECT_TRUE(report["fit"][name].is_null()) << name;
+  }
+  EXPECT_TRUE(report["parameters"][3]["std_error"].is_null());
+}
+
+TEST(JsonReportLogistic, NumbersReadBackToTheSameDouble) {
+  for (const double value : {1.0 / 3.0, 0.1 + 0.2, 5e-324, std::numeric_limits<double>::max()}) {
+    FitResult fit = SampleLogisticFit();
+    fit.logistic->logLikelihood = -value;
+    fit.logistic->levels[0].weight = value;
+    fit.logistic->classification[1][2] = value;
+    const Json report = Json::parse(JsonReport(fit));
+    EXPECT_EQ(report["fit"]["loglik"].get<double>(), -value);
+    EXPECT_EQ(report["dependent_levels"][0]["weight"].get<double>(), value);
+    EXPECT_EQ(report["classification"]["table"][1][2].get<double>(), value);
+  }
+}
+
+TEST(JsonReportLogistic, ALevelThatIsAnEmptyTextIsNamed) {
+  FitResult fit = SampleLogisticFit();
+  fit.logistic->levels[0].level.clear();
+  for (std::size_t i = 0; i < 4; ++i) fit.parameters[i].category = "";
+  const Json report = Json::parse(JsonReport(fit));
+  EXPECT_EQ(report["classification"]["categories"][0], "");
+  ASSERT_TRUE(report["parameters"][0].contains("category"));
+  EXPECT_EQ(report["parameters"][0]["category"], "");
 }
 
 }  // namespace

@@ -5,8 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tests/host/table/FileSizeLimit.h"
-#include "tests/host/table/PlainUser.h"
+#include "tests/host/ProcessLimits.h"
 #endif
 
 #include <cerrno>
@@ -20,15 +19,6 @@ namespace {
 
 class SpoolFileTest : public TableTest {
  protected:
-  [[nodiscard]] std::size_t FilesInFolder() const {
-    std::size_t files = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
-      (void)entry;
-      ++files;
-    }
-    return files;
-  }
-
   /// A coding that fills `folder` with 80 MB of records.
   static Refusal FillFolder(const std::string& folder) {
     CodingOptions options;
@@ -95,7 +85,7 @@ TEST_F(SpoolFileTest, LeavesNothingBehindWhenCancelled) {
     // The source is as good as before.
     EXPECT_EQ(CodeTable(source, {Ask("i")}).RecordCount(), 10000000);
   }
-  EXPECT_EQ(FilesInFolder(), 0U);
+  EXPECT_EQ(FilesInFolder(), 0);
 }
 
 TEST_F(SpoolFileTest, LeavesNothingBehindOfAQueryLargerThanMemory) {
@@ -155,7 +145,7 @@ TEST_F(SpoolFileTest, IsForNobodyElse) {
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
     EXPECT_EQ(status.st_nlink, 0U);
   }
-  EXPECT_EQ(FilesInFolder(), 0U);
+  EXPECT_EQ(FilesInFolder(), 0);
 }
 
 TEST_F(SpoolFileTest, GoesToTheFolderOfTheEnvironment) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,6 +50,10 @@ class TableTest : public testing::Test {
     connection.Execute("ATTACH " + QuoteText(Path(name)) + " AS made; USE made; " + statements);
     connection.Execute("USE memory; DETACH made");
     return Path(name);
+  }
+
+  [[nodiscard]] long FilesInFolder() const {
+    return std::distance(std::filesystem::directory_iterator(folder_), {});
   }
 
   const qvtest::TempFolder temporary_;

@@ -15,14 +15,43 @@
 
 #include <sys/stat.h>
 
-#include "tests/host/table/FileSizeLimit.h"
-#include "tests/host/table/PlainUser.h"
+#include "tests/host/ProcessLimits.h"
 #endif
 
 #include "tests/host/table/TableTest.h"
 
 namespace qvhost {
 namespace {
+
+class TableFormatTest : public TableTest {};
+
+TEST_F(TableFormatTest, FollowsTheEnding) {
+  EXPECT_EQ(TableFormatOf("out.csv"), TableFormat::kCsv);
+  EXPECT_EQ(TableFormatOf("a.parquet/b.CSV"), TableFormat::kCsv);
+  EXPECT_EQ(TableFormatOf("out.Tsv"), TableFormat::kTsv);
+  EXPECT_EQ(TableFormatOf("/x/out.v2.PARQUET"), TableFormat::kParquet);
+}
+
+TEST_F(TableFormatTest, RefusesOtherEndings) {
+  const std::string plain = WriteText("plain", "a file without an ending");
+  for (const std::string& path :
+       {std::string("out.txt"), std::string("csv"), std::string("out.csv.gz"), std::string(".csv"),
+        std::string("out."), std::string(""), plain, folder_.string()}) {
+    const Refusal refusal = RefusalOf([&] { (void)TableFormatOf(path); });
+    EXPECT_EQ(refusal.code, ExitCode::kBadInput) << path;
+    EXPECT_EQ(refusal.text, "A table cannot be written to '" + path +
+                                "': the format follows from the ending of the name, which must be "
+                                ".csv, .tsv or .parquet.");
+  }
+}
+
+#ifdef __linux__
+
+TEST_F(TableFormatTest, GivesADeviceCsv) {
+  EXPECT_EQ(TableFormatOf("/dev/null"), TableFormat::kCsv);
+}
+
+#endif
 
 namespace fs = std::filesystem;
 
@@ -51,11 +80,6 @@ NextRow Counting(long rows) {
   };
 }
 
-std::string TextOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 /// Writes a table and commits it.
 void WriteTableFile(const std::string& path, const std::vector<WrittenColumn>& columns,
                     const NextRow& nextRow) {
@@ -67,10 +91,6 @@ void WriteTableFile(const std::string& path, const std::vector<WrittenColumn>& c
 
 class TableWriterTest : public TableTest {
  protected:
-  [[nodiscard]] long FilesInFolder() const {
-    return std::distance(fs::directory_iterator(folder_), fs::directory_iterator());
-  }
-
   /// The rows of a file as DuckDB reads it by itself, each value as text.
   static std::vector<std::vector<std::optional<std::string>>> Read(const std::string& path) {
     return Connection().Rows("FROM " + QuoteText(path));
@@ -187,7 +207,7 @@ TEST_P(TableWriterFormats, OneColumnKeepsItsNulls) {
 TEST_P(TableWriterFormats, WritesATableWithoutRows) {
   WriteTableFile(Out(), kTextAndNumber, [](RowCells&) { return false; });
   if (!Out().ends_with(".parquet")) {
-    EXPECT_EQ(TextOf(Out()), Out().ends_with(".csv") ? "t,x\n" : "t\tx\n");
+    EXPECT_EQ(qvtest::ReadFile(Out()), Out().ends_with(".csv") ? "t,x\n" : "t\tx\n");
     return;
   }
   EXPECT_TRUE(Read(Out()).empty());
@@ -263,7 +283,7 @@ TEST_P(TableWriterFormats, AFailureOfTheRowsPassesThroughAndLeavesTheOldFile) {
   };
   EXPECT_THROW(WriteTableFile(Out(), {{"x", Type::kNumber}}, throwing), Cancelled);
   EXPECT_EQ(next, 250000);
-  EXPECT_EQ(TextOf(Out()), "old");
+  EXPECT_EQ(qvtest::ReadFile(Out()), "old");
   EXPECT_EQ(FilesInFolder(), 1);
 
   WriteTableFile(Out(), {{"x", Type::kNumber}}, Counting(1));
@@ -307,9 +327,9 @@ TEST_P(TableWriterFormats, NamesAFolderThatIsMissing) {
 TEST_F(TableWriterTest, SeparatesTheValuesAsTheEndingSays) {
   const std::vector<Row> rows = {{"a,b", 1.5}, {"", 2.0}, {{}, {}}};
   WriteTableFile(Path("a.csv"), kTextAndNumber, RowsOf(rows));
-  EXPECT_EQ(TextOf(Path("a.csv")), "t,x\n\"a,b\",1.5\n\"\",2.0\n,\n");
+  EXPECT_EQ(qvtest::ReadFile(Path("a.csv")), "t,x\n\"a,b\",1.5\n\"\",2.0\n,\n");
   WriteTableFile(Path("a.TSV"), kTextAndNumber, RowsOf(rows));
-  EXPECT_EQ(TextOf(Path("a.TSV")), "t\tx\na,b\t1.5\n\"\"\t2.0\n\t\n");
+  EXPECT_EQ(qvtest::ReadFile(Path("a.TSV")), "t\tx\na,b\t1.5\n\"\"\t2.0\n\t\n");
 }
 
 TEST_F(TableWriterTest, AnEmptyTextIsNoNull) {
@@ -331,7 +351,7 @@ TEST_F(TableWriterTest, ANullAloneInItsLineIsNoEmptyLine) {
     if (row != 1) cells.SetNumber(0, 1.0 / 3.0);
     return row++ < 3;
   });
-  EXPECT_EQ(TextOf(Path("a.csv")), "x\n0.3333333333333333\n\"\"\n0.3333333333333333\n");
+  EXPECT_EQ(qvtest::ReadFile(Path("a.csv")), "x\n0.3333333333333333\n\"\"\n0.3333333333333333\n");
 }
 
 TEST_F(TableWriterTest, RefusesOtherEndingsBeforeAnyRow) {
@@ -362,7 +382,7 @@ TEST_F(TableWriterTest, ARelativeNameIsOfTheWorkingFolder) {
   });
   fs::current_path(before);
   EXPECT_EQ(refusal.text, Refusal().text);
-  EXPECT_EQ(TextOf(Path("~x.csv")), "x\n0.0\n");
+  EXPECT_EQ(qvtest::ReadFile(Path("~x.csv")), "x\n0.0\n");
 }
 
 #ifdef __linux__
@@ -378,7 +398,7 @@ TEST_P(TableWriterFormats, KeepsTheOldFileWhenThereIsNoRoom) {
   EXPECT_EQ(refusal.text, "The file '" + Out() + "' could not be written: " + std::strerror(EFBIG) +
                               ". Name a file in an existing folder that you may write to and "
                               "that has room.");
-  EXPECT_EQ(TextOf(Out()), "old");
+  EXPECT_EQ(qvtest::ReadFile(Out()), "old");
   EXPECT_EQ(FilesInFolder(), 1);
 }
 
@@ -411,7 +431,7 @@ TEST_F(TableWriterTest, TellsOfAFullDevice) {
 
 TEST_P(TableWriterFormats, WritesAPipeDirectly) {
   ASSERT_EQ(mkfifo(Out().c_str(), 0600), 0);
-  std::future<std::string> read = std::async(std::launch::async, TextOf, Out());
+  std::future<std::string> read = std::async(std::launch::async, qvtest::ReadFile, Out());
   WriteTableFile(Out(), {{"i", Type::kNumber}}, Counting(50000));
   EXPECT_TRUE(fs::is_fifo(Out()));
   const std::string copy = WriteText(std::string("copy") + GetParam(), read.get());

@@ -1,0 +1,273 @@
+#include "host/cli/FitArguments.h"
+
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <CLI/Validators.hpp>
+#include <cmath>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "host/Error.h"
+#include "host/table/MissingStrings.h"
+#include "host/table/TableWriter.h"
+
+namespace qvhost {
+
+namespace {
+
+/// Throws for an option with a value that it cannot have; refers to the help.
+[[noreturn]] void RefuseUsage(const std::string& message) {
+  throw Error(ExitCode::kBadInput, message + "\nTry 'qvreg fit --help'.");
+}
+
+void CheckCriterion(const char* name, double criterion) {
+  if (criterion >= 0.0 && std::isfinite(criterion)) return;
+  RefuseUsage(fmt::format("{} must be a number from 0 on, such as 1e-8; 0 switches it off.", name));
+}
+
+void CheckAtLeast(const char* name, int value, int least) {
+  if (value >= least) return;
+  RefuseUsage(fmt::format("{} must be a whole number from {} on.", name, least));
+}
+
+/// The default missing strings in lines of a help text.
+std::string DefaultStrings() {
+  constexpr std::size_t kInFirstLine = 5;
+  const std::vector<std::string>& strings = MissingStrings::Default();
+  const auto rest = strings.begin() + kInFirstLine;
+  return fmt::format("{}\n{}; empty ones always are.", fmt::join(strings.begin(), rest, " "),
+                     fmt::join(rest, strings.end(), " "));
+}
+
+}  // namespace
+
+FitArguments::FitArguments(CLI::App& command) : command_(&command) {
+  AddData();
+  AddMissing();
+  AddModel();
+  AddInference();
+  AddLevels();
+  AddIterations();
+  AddConvergence();
+  AddOutput();
+}
+
+void FitArguments::AddData() {
+  constexpr const char* group = "Data";
+  command_
+      ->add_option("--data", options_.source.data,
+                   "CSV, TSV, Parquet or JSON file, a pattern of files,\nor a DuckDB database")
+      ->type_name("FILE")
+      ->group(group);
+  command_->add_option("--table", options_.source.table, "Table of the database named by --data")
+      ->type_name("NAME")
+      ->group(group);
+  command_
+      ->add_option("--sql", options_.source.sql,
+                   "Query whose result is the table; it sees the tables of a\n"
+                   "database named by --data, or another file as 'data'")
+      ->type_name("QUERY")
+      ->group(group);
+}
+
+void FitArguments::AddMissing() {
+  command_
+      ->add_option_function<std::string>(
+          "--na", [this](const std::string& text) { options_.source.na.push_back(text); },
+          fmt::format("A text that stands for a missing value, such as -999;\n"
+                      "again for each. In place of the default for text files\n"
+                      "(CSV, TSV, JSON), which is {}\n"
+                      "Where NA is a category: --na '' takes but empty values.\n"
+                      "Text columns of queries, databases and Parquet have\n"
+                      "missing texts only if they are given here",
+                      DefaultStrings()))
+      ->type_name("STRING")
+      ->trigger_on_parse()
+      ->group("Data");
+}
+
+void FitArguments::AddModel() {
+  constexpr const char* group = "Model";
+  command_->add_option("--formula", options_.formula, "dependent ~ terms, see below")
+      ->type_name("FORMULA")
+      ->required()
+      ->group(group);
+  command_
+      ->add_option("--model", model_,
+                   "linear or logistic; by default linear for a dependent\n"
+                   "that is a number, logistic for a category")
+      ->type_name("KIND")
+      ->check(CLI::IsMember({"linear", "logistic"}).description(""))
+      ->group(group);
+  command_
+      ->add_option("--freq-weight", options_.binding.freqWeight,
+                   "How many records each record stands for")
+      ->type_name("COLUMN")
+      ->group(group);
+  command_
+      ->add_option("--regression-weight", options_.binding.regressionWeight,
+                   "How precise each record is (its inverse variance)")
+      ->type_name("COLUMN")
+      ->group(group);
+  command_->add_flag("--no-intercept", noIntercept_, "Leave the intercept out")->group(group);
+}
+
+void FitArguments::AddInference() {
+  constexpr const char* group = "Estimation";
+  command_
+      ->add_option("--tolerance", options_.tolerance,
+                   "A column of which the columns before leave no more\n"
+                   "than this share, at least 0 and below 1, is redundant")
+      ->type_name("SHARE")
+      ->capture_default_str()
+      ->group(group);
+  command_
+      ->add_option("--confidence", options_.confidence,
+                   "Confidence of the limits, at least 0 and below 1")
+      ->type_name("LEVEL")
+      ->capture_default_str()
+      ->group(group);
+  degreesOfFreedomOption_ =
+      command_
+          ->add_option(
+              "--df", degreesOfFreedom_,
+              "Of a linear model: degrees of freedom of the error, in\nplace of the computed ones")
+          ->type_name("NUMBER")
+          ->group(group);
+  noRefineOption_ = command_
+                        ->add_flag("--no-refine", noRefine_,
+                                   "Of a linear model: skip the refinement of the estimates")
+                        ->group(group);
+}
+
+void FitArguments::AddOutput() {
+  constexpr const char* group = "Output";
+  command_
+      ->add_option("--json", jsonFile_,
+                   "Write the fit to this file as JSON, too; - prints JSON\n"
+                   "in place of the summary")
+      ->type_name("FILE")
+      ->group(group);
+  command_
+      ->add_option("--predictions", options_.predictions,
+                   "Write what the model predicts for each row of the data\n"
+                   "to this .csv, .tsv or .parquet file")
+      ->type_name("FILE")
+      ->group(group);
+  command_
+      ->add_option("--spool-dir", options_.spoolDir,
+                   "Folder for the temporary file, which takes 8 bytes for\n"
+                   "each value of a column of the model")
+      ->type_name("DIR")
+      ->group(group);
+}
+
+CLI::Option* FitArguments::OfLogistic(CLI::Option* option) {
+  logistic_.push_back(option->group("Logistic model"));
+  return option;
+}
+
+void FitArguments::AddLevels() {
+  OfLogistic(command_
+                 ->add_option("--reference", options_.logistic.reference,
+                              "Level of the dependent that the others are compared\n"
+                              "with, first or last [last]")
+                 ->type_name("LEVEL"));
+  CLI::Option* const inMemory = OfLogistic(command_->add_flag(
+      "--in-memory", inMemory_, "Keep the records in memory [up to 128 MiB of values]"));
+  OfLogistic(command_->add_flag("--no-in-memory", notInMemory_,
+                                "Read the records again for each iteration"))
+      ->excludes(inMemory);
+}
+
+void FitArguments::AddIterations() {
+  OfLogistic(
+      command_->add_option("--max-iterations", options_.logistic.maxIterations, "Most iterations")
+          ->type_name("N")
+          ->capture_default_str());
+  OfLogistic(command_
+                 ->add_option("--max-step-halving", options_.logistic.maxStepHalving,
+                              "How often an iteration may halve its step")
+                 ->type_name("N")
+                 ->capture_default_str());
+  OfLogistic(command_
+                 ->add_option("--separation-from", options_.logistic.separationFrom,
+                              "Iteration from which separated levels are looked for;\n0 for never")
+                 ->type_name("N")
+                 ->capture_default_str());
+}
+
+void FitArguments::AddConvergence() {
+  OfLogistic(command_
+                 ->add_option("--parameter-criterion", options_.logistic.parameterCriterion,
+                              "Converged when no estimate changes by a larger share;\n0 for off")
+                 ->type_name("SHARE")
+                 ->capture_default_str());
+  OfLogistic(command_->add_flag("--absolute-parameter-criterion",
+                                options_.logistic.absoluteParameter,
+                                "That criterion is the sum of the changes, not a share"));
+  OfLogistic(command_
+                 ->add_option("--ll-criterion", options_.logistic.logLikelihoodCriterion,
+                              "Converged when the log-likelihood changes by a smaller\n"
+                              "share; 0 for off")
+                 ->type_name("SHARE")
+                 ->capture_default_str());
+  OfLogistic(command_->add_flag("--absolute-ll-criterion", options_.logistic.absoluteLogLikelihood,
+                                "That criterion is the change itself, not a share"));
+}
+
+void FitArguments::CheckRanges() const {
+  if (options_.formula.empty()) RefuseUsage("--formula is empty; write 'dependent ~ terms'.");
+  if (options_.source.data.empty() && options_.source.sql.empty()) {
+    RefuseUsage("No data are named; give a file with --data or a query with --sql.");
+  }
+  if (!(options_.confidence >= 0.0 && options_.confidence < 1.0)) {
+    RefuseUsage("--confidence must be at least 0 and below 1, such as 0.95.");
+  }
+  if (!(options_.tolerance >= 0.0 && options_.tolerance < 1.0)) {
+    RefuseUsage("--tolerance must be at least 0 and below 1, such as 1e-12.");
+  }
+  if (degreesOfFreedomOption_->count() > 0 &&
+      !(degreesOfFreedom_ > 0.0 && std::isfinite(degreesOfFreedom_))) {
+    RefuseUsage("--df must be a number above 0.");
+  }
+}
+
+void FitArguments::TakeModelKind() {
+  if (model_ == "linear") options_.binding.model = ModelKind::kLinear;
+  if (model_ == "logistic") options_.binding.model = ModelKind::kLogistic;
+}
+
+void FitArguments::TakeOptionsOfOneKind() {
+  const auto add = [this](const CLI::Option* option, ModelKind kind) {
+    if (option->count() > 0) options_.ofOneKind.push_back({option->get_name(), kind});
+  };
+  for (const CLI::Option* option : logistic_) add(option, ModelKind::kLogistic);
+  for (const CLI::Option* option : {degreesOfFreedomOption_, noRefineOption_}) {
+    add(option, ModelKind::kLinear);
+  }
+}
+
+void FitArguments::TakeLogistic() {
+  if (inMemory_ || notInMemory_) options_.logistic.inMemory = inMemory_;
+  CheckAtLeast("--max-iterations", options_.logistic.maxIterations, 0);
+  CheckAtLeast("--max-step-halving", options_.logistic.maxStepHalving, 1);
+  CheckAtLeast("--separation-from", options_.logistic.separationFrom, 0);
+  CheckCriterion("--parameter-criterion", options_.logistic.parameterCriterion);
+  CheckCriterion("--ll-criterion", options_.logistic.logLikelihoodCriterion);
+}
+
+void FitArguments::Take() {
+  CheckRanges();
+  TakeLogistic();
+  TakeModelKind();
+  TakeOptionsOfOneKind();
+  options_.intercept = !noIntercept_;
+  options_.refine = !noRefine_;
+  if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;
+  // The ending is wrong usage, whatever becomes of the run.
+  if (!options_.predictions.empty()) static_cast<void>(TableFormatOf(options_.predictions));
+}
+
+}  // namespace qvhost

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <CLI/App.hpp>
+#include <string>
+#include <vector>
+
+#include "host/fit/FitOptions.h"
+
+namespace qvhost {
+
+/// The options of `qvreg fit`. Lives as long as the command line's reader, which writes into it.
+class FitArguments {
+ public:
+  /// Adds the options to `command`, which must outlive this object.
+  explicit FitArguments(CLI::App& command);
+  FitArguments(const FitArguments&) = delete;
+  FitArguments& operator=(const FitArguments&) = delete;
+
+  /// After reading: checks the values and completes the options. Throws Error (kBadInput) for a
+  /// value that an option cannot have.
+  void Take();
+
+  /// After Take.
+  [[nodiscard]] const FitOptions& Options() const { return options_; }
+  /// Of `--json`: `-` for standard output; empty for none.
+  [[nodiscard]] const std::string& JsonFile() const { return jsonFile_; }
+
+ private:
+  void AddData();
+  void AddMissing();
+  void AddModel();
+  void AddInference();
+  void AddLevels();
+  void AddIterations();
+  void AddConvergence();
+  void AddOutput();
+  /// Adds the option to those that only a logistic model has.
+  CLI::Option* OfLogistic(CLI::Option* option);
+  void CheckRanges() const;
+  void TakeLogistic();
+  void TakeModelKind();
+  void TakeOptionsOfOneKind();
+
+  CLI::App* command_;
+  FitOptions options_;
+  std::string model_;
+  double degreesOfFreedom_ = 0.0;
+  CLI::Option* degreesOfFreedomOption_ = nullptr;
+  CLI::Option* noRefineOption_ = nullptr;
+  std::vector<CLI::Option*> logistic_;  ///< Owned by the command, like those above.
+  bool noIntercept_ = false;
+  bool noRefine_ = false;
+  bool inMemory_ = false;
+  bool notInMemory_ = false;
+  std::string jsonFile_;
+};
+
+}  // namespace qvhost
