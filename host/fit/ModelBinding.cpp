@@ -24,6 +24,7 @@ std::string DidYouMean(const TableSource& source, const std::string& name) {
 
 std::string AmbiguousText(const std::string& name, const std::vector<const ColumnInfo*>& columns) {
   std::vector<std::string> names;
+  names.reserve(columns.size());
   for (const ColumnInfo* column : columns) names.push_back(column->name);
   return fmt::format("'{}' may mean {}; spell the name as the data do.", name, ChoiceText(names));
 }

@@ -238,6 +238,7 @@ std::string NoFunctionText(std::string_view name) {
     }
   }
   std::vector<std::string> names;
+  names.reserve(kFunctions.size());
   for (const FormulaFunction& function : kFunctions) names.emplace_back(function.Name());
   const std::optional<std::string> nearest = NearestName(name, names);
   return "A formula has no function '" + std::string(name) + "'; " +
