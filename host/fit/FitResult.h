@@ -112,7 +112,8 @@ struct FitResult {
   double confidence = 0.95;
   RecordUse records;
   double degreesOfFreedom = 0.0;            ///< Total frequency weight less the parameters kept.
-  double libraryDegreesOfFreedom = 0.0;     ///< As the library counts: less all parameters.
+  double libraryDegreesOfFreedom = 0.0;     ///< As the library counts: total regression
+                                            ///< weight less all parameters.
   bool imposedDegreesOfFreedom = false;     ///< Both are the user's --df.
   std::vector<ParameterResult> parameters;  ///< In the library's order.
   std::optional<LogisticFit> logistic;      ///< Of a logistic model only.

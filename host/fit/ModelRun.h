@@ -24,8 +24,7 @@ namespace qvhost {
 /// Owns the component; borrows the rest, which must outlive it. One thread at a time.
 class ModelRun {
  public:
-  /// `settings` are changed by a continuation. Components copy them, but not the list of variables
-  /// that their effects point to.
+  /// `settings` are changed by a continuation; components copy them.
   ModelRun(QvRegSettings& settings, const CodedTable& table, ProgressBar& progress,
            Interrupt& interrupt);
   ModelRun(const ModelRun&) = delete;

@@ -19,8 +19,7 @@ namespace qvhost {
 
 /// The library's settings for a bound formula: roles of the record's positions, one effect for each
 /// term, and the options of the kind of model. Owns the list of variables that the effects
-/// (copies inside the library included) point to, so it must outlive every component made of its
-/// settings.
+/// are built over; the copies in the settings and in components do without it.
 class RunSettings {
  public:
   /// Throws Error (kBadInput) for a reference level that the dependent does not have.

@@ -115,7 +115,8 @@ enum qvreg_code {
   QVREG_NOT_SERVED = 1010,      /**< The model has no such number. */
   QVREG_CANNOT_OPEN = 1011,     /**< A file could not be opened for reading. */
   QVREG_CALLBACK_THREW = 1012,  /**< An exception came out of a callback. */
-  QVREG_OUT_OF_MEMORY = 1013,   /**< Memory ran out outside a run. */
+  QVREG_OUT_OF_MEMORY = 1013,   /**< Memory ran out outside a run; in a run:
+                                     QVREG_TOO_MANY_PARAMETERS. */
   QVREG_INTERNAL_ERROR = 1014,  /**< A defect of the library. */
   QVREG_RECORDS_CHANGED = 1015  /**< A later pass used another number of records (discrete datum 0)
                                      than the first (datum 1). */
@@ -307,9 +308,9 @@ typedef struct qvreg_options {
   int32_t use_intercept;     /**< Whether the model has an intercept; it has by default. */
   int32_t refine_estimates;  /**< Linear: whether to refine the estimates, from residuals in
                                   double-double; not by default. */
-  int32_t test_type;         /**< Carried for the host; 0 is the only one. */
-  int32_t p_adjustment;      /**< Carried for the host; 0 is the only one. */
-  int32_t covariance_type;   /**< Carried for the host; 0 is the only one. */
+  int32_t test_type;         /**< Not used: 0. */
+  int32_t p_adjustment;      /**< Not used: 0. */
+  int32_t covariance_type;   /**< Not used: 0. */
   int32_t reserved;          /**< 0. */
   int32_t max_refinements;   /**< Linear, where refine_estimates is set: the most steps of it, 0 or
                                   more; 1 by default. Each step beyond the first reads the records
@@ -337,8 +338,8 @@ typedef struct qvreg_logistic_options {
   int32_t is_param_change_absolute; /**< 1 for an absolute change; 0, relative, by default. */
   int32_t max_iterations;           /**< 0 or more; 100 by default. */
   int32_t max_step_halvings;        /**< Of one iteration, 1 or more; 5 by default. */
-  int32_t starting_iteration;       /**< From which the late checks start, 0 or more; 20 by
-                                         default. */
+  int32_t starting_iteration;       /**< The first iteration that tests for separation, 0 or
+                                         more; 20 by default. */
   int32_t iteration_frequency;      /**< Every n-th iteration is reported, n >= 1; 1 by default. */
   int32_t use_pattern_tabulator;    /**< Whether the data are kept in memory, grouped by covariate
                                          pattern; not by default. */
@@ -413,8 +414,9 @@ QVREG_EXPORT int32_t qvreg_effect_create(const int32_t* factors, size_t n_factor
                                          qvreg_effect** effect, qvreg_error* error);
 /** Gives `effect` back; settings that took a copy keep it. */
 QVREG_EXPORT void qvreg_effect_destroy(qvreg_effect* effect);
-/** Adds factor `variable` to `effect` at nesting level 0; `nested` moves the factors added before
- * one level outward. QVREG_BAD_ARGUMENT for no factor of the model, or one that is in the effect.
+/** Adds factor `variable` to `effect` at nesting level 0. With `nested` 1 it is nested in the
+ * factors added before it: for b within a, add a with 0, then b with 1. QVREG_BAD_ARGUMENT for no
+ * factor of the model, or one that is in the effect.
  */
 QVREG_CHECKED QVREG_EXPORT int32_t qvreg_effect_add_factor(qvreg_effect* effect, int32_t variable,
                                                            int32_t nested, qvreg_error* error);
@@ -571,7 +573,8 @@ typedef struct qvreg_summary {
                                        where no double is as large. */
   double degrees_of_freedom;      /**< Those of the settings, or the total regression weight less
                                        the number of parameters, redundant ones included; infinite
-                                       where that weight is. */
+                                       where that weight is. Not those of the residual variance,
+                                       for which see qvreg_results_get_covariance. */
 } qvreg_summary;
 
 /** Fit statistics. The n of Cox and Snell's and of Nagelkerke's is the total regression weight. */
@@ -630,7 +633,9 @@ QVREG_EXPORT int32_t qvreg_results_get_means(const qvreg_results* results, doubl
                                              size_t capacity, size_t* count, qvreg_error* error);
 
 /** `value` receives element (`row`, `column`) of the covariance matrix of `results`, 0 in redundant
- * rows; for the linear model it is still to be multiplied by the residual variance. This and the
+ * rows. For the linear model it is still to be multiplied by the residual variance: the square of
+ * QVREG_FIT_RMSE times W / (W - n), where W is `total_frequency_weight` of the summary and n the
+ * number of parameters that are not redundant. This and the
  * other functions of the matrix return QVREG_NOT_SERVED when there is none. */
 QVREG_EXPORT int32_t qvreg_results_get_covariance(const qvreg_results* results, size_t row,
                                                   size_t column, double* value, qvreg_error* error);

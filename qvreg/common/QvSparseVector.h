@@ -16,7 +16,7 @@ class QvSparseVector {
   /// True when both vectors have one length and no index is negative. The operations below require
   /// it, and that offset plus every index lies within their arguments.
   [[nodiscard]] bool IsValid() const;
-  /// True when, moreover, every index is below `bound`.
+  /// True when also every index is below `bound`.
   [[nodiscard]] bool IsValidBelow(int bound) const;
   /// True when it is dense: its indices are 0 .. n - 1 in order, with a value each.
   [[nodiscard]] bool IsDense(int n) const;

@@ -23,7 +23,7 @@ inline constexpr long kTooManyParameters = 305;
 inline constexpr long kDataProcessed = 306;
 /// The record iterator could not be positioned at a first record, or no record was valid.
 inline constexpr long kNoRecords = 307;
-/// No positive degrees of freedom, or nothing was accumulated.
+/// Nothing was accumulated, or the weights of the records used add up to nothing.
 inline constexpr long kNothingToFit = 308;
 /// The parameters were not created: an effect names a variable that has not that role, or the
 /// settings' starting values are not as many as the parameters (discrete datum 0: values, 1:

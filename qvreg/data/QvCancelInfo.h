@@ -5,8 +5,9 @@
 #include "qvreg/QvExport.h"
 
 /// What a host implements to stop a run. The host owns it; it must outlive every component whose
-/// settings name it. Called on the thread that runs the estimation, once per record and pivot, so
-/// an answer should cost little.
+/// settings name it. Both questions may have the same answer: loops over records ask
+/// QueryWillCancel, pivots QueryCancel. Called on the thread that runs the estimation, once per
+/// record and pivot, so an answer should cost little.
 class QVREG_EXPORT QvQueryCancel {
  public:
   virtual ~QvQueryCancel() = default;

@@ -35,7 +35,7 @@ class IQvAccumStats {
   /// The extreme probabilities of the observed category, and the smallest one computed.
   virtual void GetMinMaxProbabilities(double& minObserved, double& maxObserved,
                                       double& minComputed) const = 0;
-  /// Half of what a step is divided by at each step-halving.
+  /// A step-halving divides the step by twice this number: 1 halves it.
   [[nodiscard]] virtual double GetStepAdjustmentFactor() const = 0;
   virtual void Display(bool llOnly) const = 0;
 };

@@ -24,7 +24,7 @@ enum QvOptimizationOutcome {
   kOptNoIterations = 9         ///< There was nothing to iterate.
 };
 
-/// Diagnostic output to standard output, for diagnostics.
+/// What a developer may print to standard output.
 namespace QvComponentDisplay {
 
 /// Switches the diagnostic output of every logistic estimation in this process on or off; off

@@ -21,16 +21,16 @@ class QvLogAlgorithm : public QvRegAlgorithm {
  public:
   explicit QvLogAlgorithm(const QvLogRegSettings& settings);
 
-  /// Moreover kOneCategory for a dependent of one category.
+  /// Also kOneCategory for a dependent of one category.
   QvCommon::QvStatus CreateParameters(QvCommon::MultiPassRecordIter& iter,
                                       std::vector<QvRegrParameter>& params) override;
-  /// Everything after; nothing without parameters.
+  /// Redundancy, iterations and classification; does nothing without parameters.
   QvCommon::QvStatus BuildModel(QvCommon::MultiPassRecordIter& iter) override;
   [[nodiscard]] bool AreParametersCreated() const override { return fbParametersCreated; }
   [[nodiscard]] bool IsModelBuilt() const override { return fbModelBuilt; }
   /// The predicted code, -1 where a level combination was never seen, and the category
   /// probabilities in local order; both are left as they are for a record with a missing value.
-  /// Moreover kBadCategory.
+  /// Also kBadCategory.
   QvCommon::QvStatus Score(const QvCommon::Record& record, double& predicted,
                            std::vector<double>& probabilities) override;
   std::unique_ptr<IQvRegOutputStats> MakeOutputStats() override;

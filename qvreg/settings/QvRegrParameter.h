@@ -85,7 +85,7 @@ class QVREG_EXPORT QvRegrParameter {
 
 /// What the output statistics report of one parameter: a plain record, in the parameters' order.
 /// The library fills the parameter index, the estimate, the redundant flag and the effect index;
-/// the other fields are the host's.
+/// the other fields are not used here, and are there for hosts to fill.
 struct QVREG_EXPORT QvRegrParameterStats {
   /// Position among the parameters, from 0; -1 before it is filled.
   int fParameterIndex = -1;

@@ -14,8 +14,8 @@ struct FactorRole {
   int categories;
 };
 
-/// Builds the settings of a linear model. Owns the list of variables that the effects point to, so
-/// it must outlive every component made of its settings. A refused setting throws.
+/// Builds the settings of a linear model. Owns the list of variables that the effects are built
+/// over; the copies in the settings do without it. A refused setting throws.
 class LinearSettings {
  public:
   LinearSettings(int dependent, const std::vector<FactorRole>& factors,
