@@ -78,7 +78,9 @@ std::string DefaultStrings() {
 }  // namespace
 
 FitCommand::FitCommand(CLI::App& app)
-    : command_(app.add_subcommand("fit", kDescription)), logistic_(*command_, options_.logistic) {
+    : command_(app.add_subcommand("fit", kDescription)),
+      data_(*command_, options_),
+      logistic_(*command_, options_.logistic) {
   command_->footer(kFooter);
   AddData();
   AddMissing();
@@ -90,11 +92,7 @@ FitCommand::FitCommand(CLI::App& app)
 
 void FitCommand::AddData() {
   constexpr const char* group = "Data";
-  command_
-      ->add_option("--data", options_.source.data,
-                   "CSV, TSV, Parquet or JSON file, a pattern of files,\nor a DuckDB database")
-      ->type_name("FILE")
-      ->group(group);
+  data_.Add();
   command_->add_option("--table", options_.source.table, "Table of the database named by --data")
       ->type_name("NAME")
       ->group(group);
@@ -230,6 +228,7 @@ void FitCommand::TakeOptionsOfOneKind() {
 }
 
 void FitCommand::TakeOptions() {
+  data_.Take();
   CheckRanges();
   logistic_.Take();
   TakeModelKind();

@@ -3,6 +3,7 @@
 #include <CLI/App.hpp>
 #include <string>
 
+#include "host/cli/DataArguments.h"
 #include "host/cli/LogisticArguments.h"
 #include "host/fit/FitOptions.h"
 #include "host/fit/InterruptWatch.h"
@@ -36,6 +37,7 @@ class FitCommand {
 
   CLI::App* command_;  ///< Owned by the application.
   FitOptions options_;
+  DataArguments data_;
   LogisticArguments logistic_;
   std::string model_;
   double degreesOfFreedom_ = 0.0;

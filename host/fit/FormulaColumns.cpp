@@ -39,8 +39,8 @@ ColumnLookup ColumnsOf(const TableSource& source, std::string_view formula) {
     const std::vector<const ColumnInfo*> columns = source.Matches(name);
     if (columns.empty()) {
       throw FormulaError::At(formula, place,
-                             fmt::format("There is no column '{}' in {}{}", name, source.Name(),
-                                         DidYouMean(source, name)));
+                             fmt::format("There is no column '{}' in {}{}{}", name, source.Name(),
+                                         DidYouMean(source, name), source.HeaderHint()));
     }
     if (columns.size() > 1) throw FormulaError::At(formula, place, AmbiguousText(name, columns));
     const ColumnInfo& column = *columns.front();
@@ -52,8 +52,9 @@ const ColumnInfo& ColumnOfOption(const TableSource& source, const std::string& n
                                  std::string_view option) {
   const std::vector<const ColumnInfo*> columns = source.Matches(name);
   if (columns.empty()) {
-    throw Error(ExitCode::kBadInput, fmt::format("There is no column '{}' for {} in {}{}", name,
-                                                 option, source.Name(), DidYouMean(source, name)));
+    throw Error(ExitCode::kBadInput,
+                fmt::format("There is no column '{}' for {} in {}{}{}", name, option, source.Name(),
+                            DidYouMean(source, name), source.HeaderHint()));
   }
   if (columns.size() > 1) {
     throw Error(ExitCode::kBadInput, fmt::format("{}: {}", option, AmbiguousText(name, columns)));

@@ -72,4 +72,10 @@ std::string ValueSql(const Variable& variable, const ColumnInfo& info, const Tab
                      Presence(variable, source), value, FaultText(variable));
 }
 
+std::string ConditionSql(const Variable& condition) {
+  return fmt::format(
+      "CASE WHEN TRY(({0}) IS NULL) IS NULL THEN CAST(error({1}) AS BOOLEAN) ELSE {0} END",
+      condition.sql, FaultText(condition));
+}
+
 }  // namespace qvhost

@@ -17,4 +17,8 @@ namespace qvhost {
 [[nodiscard]] std::string ValueSql(const Variable& variable, const ColumnInfo& info,
                                    const TableSource& source);
 
+/// The SQL expression of a condition: true, false, or NULL where missing values leave it open. An
+/// error where it cannot be computed, as that of ValueSql.
+[[nodiscard]] std::string ConditionSql(const Variable& condition);
+
 }  // namespace qvhost

@@ -25,10 +25,10 @@ Texts Names(const Json& object) {
 TEST(JsonReportLogistic, HasTheseNames) {
   const Json report = Json::parse(JsonReport(SampleLogisticFit()));
   EXPECT_EQ(Names(report),
-            (Texts{"model", "formula", "data", "dependent", "freq_weight", "regression_weight",
-                   "confidence", "records", "degrees_of_freedom", "library_degrees_of_freedom",
-                   "reference", "dependent_levels", "parameters", "fit", "classification",
-                   "warnings", "status"}));
+            (Texts{"model", "formula", "data", "where", "dependent", "freq_weight",
+                   "regression_weight", "confidence", "records", "degrees_of_freedom",
+                   "library_degrees_of_freedom", "reference", "dependent_levels", "parameters",
+                   "fit", "classification", "warnings", "status"}));
   EXPECT_EQ(Names(report["dependent_levels"][0]), (Texts{"level", "weight"}));
   EXPECT_EQ(Names(report["parameters"][0]),
             (Texts{"category", "label", "levels", "covariates", "estimate", "std_error",

@@ -23,10 +23,10 @@ using Texts = std::vector<std::string>;
 TEST(JsonReport, HasTheseNames) {
   const Json report = Json::parse(JsonReport(SampleFit()));
   EXPECT_EQ(Names(report),
-            (Texts{"model", "formula", "data", "dependent", "freq_weight", "regression_weight",
-                   "confidence", "records", "degrees_of_freedom", "library_degrees_of_freedom",
-                   "parameters", "fit", "warnings", "status"}));
-  EXPECT_EQ(Names(report["records"]), (Texts{"read", "used", "missing", "bad_weight",
+            (Texts{"model", "formula", "data", "where", "dependent", "freq_weight",
+                   "regression_weight", "confidence", "records", "degrees_of_freedom",
+                   "library_degrees_of_freedom", "parameters", "fit", "warnings", "status"}));
+  EXPECT_EQ(Names(report["records"]), (Texts{"read", "used", "left_out", "missing", "bad_weight",
                                              "missing_by_column", "missing_strings"}));
   EXPECT_EQ(Names(report["parameters"][0]),
             (Texts{"label", "levels", "covariates", "estimate", "std_error", "statistic", "p_value",
