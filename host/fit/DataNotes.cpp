@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -40,6 +41,15 @@ std::string DateText(std::string text) {
     }
   }
   return text;
+}
+
+/// Some of many levels, from all over the list.
+std::vector<std::string> Sample(const std::vector<std::string>& levels) {
+  constexpr std::size_t kMost = 20000;
+  const std::size_t step = levels.size() / kMost + 1;
+  std::vector<std::string> sample;
+  for (std::size_t i = 0; i < levels.size(); i += step) sample.push_back(levels[i]);
+  return sample;
 }
 
 /// Finds the notes. Borrows everything it is made of.
@@ -104,7 +114,7 @@ class Notes {
     const CodedColumn& column = table_.Columns()[static_cast<std::size_t>(position)];
     if (!column.isText || variable.asFactor || variable.form != Variable::Form::kColumn) return;
     const std::vector<std::string>& levels = column.levels;
-    if (const auto reading = FindReading(levels)) {
+    if (const auto reading = FindReading(Sample(levels))) {
       notes_.push_back(fmt::format("'{}' is text and so a factor, but {}", column.label,
                                    DisguiseText(*reading, source_, column.label)));
       return;
@@ -140,11 +150,12 @@ class Notes {
   }
 
   void AddGaps() {
-    for (const std::string& column : columns_) {
-      const std::vector<std::string> files = source_.FilesWithout(column);
-      if (files.empty()) continue;
-      notes_.push_back(fmt::format("'{}' is no column of {} and missing in all {} rows.", column,
-                                   NameList(files), files.size() == 1 ? "its" : "their"));
+    const std::vector<std::vector<std::string>> without = source_.FilesWithout(columns_);
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      if (without[i].empty()) continue;
+      notes_.push_back(fmt::format("'{}' is no column of {} and missing in all {} rows.",
+                                   columns_[i], NameList(without[i]),
+                                   without[i].size() == 1 ? "its" : "their"));
     }
   }
 

@@ -234,6 +234,7 @@ std::string TableSource::ShowFiles(const ReadingOptions& options) {
       [&] { return ShowTextFile(*connection_, *missing_, strings_, kFileView, text, options); });
   file_ = std::move(shown.view);
   layout_ = std::move(shown.layout);
+  delimiter_ = options.delimiter;
   return fmt::format("SELECT * FROM read_csv({})", files);
 }
 
@@ -377,23 +378,35 @@ std::string TableSource::HeaderHint() const {
                     columns_.front().name);
 }
 
-std::vector<std::string> TableSource::FilesWithout(const std::string& column) const {
-  if (!data_ || !data_->AreSeveral() || !sql_.empty()) return {};
+std::vector<std::vector<std::string>> TableSource::FilesWithout(
+    const std::vector<std::string>& columns) const {
+  std::vector<std::vector<std::string>> without(columns.size());
+  const bool areNamed = !file_ || layout_.hasHeader;
+  if (!data_ || !data_->AreSeveral() || !sql_.empty() || !areNamed) return without;
   const auto files = connection_->Rows(fmt::format(
       "SELECT regexp_replace(file, '([*?[])', '[\\1]', 'g'), file FROM glob({})", data_->Sql()));
-  if (files.size() > kMostFilesToCompare) return {};
-  const char* const reader = data_->Format() == FileFormat::kParquet ? "read_parquet({})"
-                             : data_->Format() == FileFormat::kJson  ? "read_json({})"
-                                                                    : "read_csv({}, header = true)";
-  std::vector<std::string> without;
+  if (files.size() > kMostFilesToCompare) return without;
   for (const auto& row : files) {
-    const std::string call = fmt::format(fmt::runtime(reader), QuoteText(row[0].value_or("")));
-    const auto columns = Reading([&] { return connection_->Describe("SELECT * FROM " + call); });
-    const auto isThis = [&](const ColumnInfo& info) { return SameWord(info.name, column); };
-    if (std::ranges::any_of(columns, isThis)) continue;
-    without.push_back(data_->WithNames(row[1].value_or("")));
+    const std::string query = ReaderOf(row[0].value_or(""));
+    const auto found = Reading([&] { return connection_->Describe("SELECT * FROM " + query); });
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      const auto isThis = [&](const ColumnInfo& info) { return SameWord(info.name, columns[i]); };
+      if (std::ranges::none_of(found, isThis)) {
+        without[i].push_back(data_->WithNames(row[1].value_or("")));
+      }
+    }
   }
   return without;
+}
+
+std::string TableSource::ReaderOf(const std::string& file) const {
+  const std::string name = QuoteText(file);
+  if (data_->Format() == FileFormat::kParquet) return fmt::format("read_parquet({})", name);
+  if (data_->Format() == FileFormat::kJson) return fmt::format("read_json({})", name);
+  const std::string delimiter =
+      delimiter_.empty() ? "" : fmt::format(", delim = {}", QuoteText(delimiter_));
+  const std::string padding = layout_.hasShortRows ? ", null_padding = true" : "";
+  return fmt::format("read_csv({}, header = true{}{})", name, delimiter, padding);
 }
 
 void TableSource::SetCondition(const std::string& condition) {

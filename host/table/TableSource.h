@@ -87,9 +87,10 @@ class TableSource {
   /// How the text files are written that are the table; null for any other source.
   [[nodiscard]] const TextLayout* Layout() const;
 
-  /// Those of several files that do not have the column, which is missing in their rows. Throws
-  /// Error (kBadInput).
-  [[nodiscard]] std::vector<std::string> FilesWithout(const std::string& column) const;
+  /// For each of these columns, those of several files that do not have it: it is missing in their
+  /// rows. Throws Error (kBadInput).
+  [[nodiscard]] std::vector<std::vector<std::string>> FilesWithout(
+      const std::vector<std::string>& columns) const;
 
   /// From now on the table is made of the rows for which a condition, an SQL expression over the
   /// columns, is true. Once.
@@ -141,6 +142,8 @@ class TableSource {
   [[nodiscard]] std::string ReasonOf(const QueryError& error) const;
   /// Shows files as a view; the query that names them.
   std::string ShowFiles(const ReadingOptions& options);
+  /// The call of a function that reads one of several files.
+  [[nodiscard]] std::string ReaderOf(const std::string& file) const;
   void ShowSqlite(const DataSource& source);
   void ChooseTable(const DataSource& source);
   void ShowTyped();
@@ -158,6 +161,7 @@ class TableSource {
   std::unique_ptr<RowFilter> filter_;   ///< With a condition only.
   std::unique_ptr<TypedView> file_;     ///< Of text files; else null.
   TextLayout layout_;
+  std::string delimiter_;             ///< That the user named; else empty.
   std::unique_ptr<TypedView> typed_;  ///< Of another table or a query, with --na only.
   std::string sql_;                   ///< The query; empty for none.
   std::string name_;

@@ -2,6 +2,7 @@
 // misread.
 
 #include <filesystem>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -161,6 +162,19 @@ TEST_F(CommandData, StandardInput) {
   EXPECT_EQ(empty.err, "qvreg: Standard input is empty.\n");
   EXPECT_EQ(CommandRun({"fit", "--data", "-", "-", "--formula", "y ~ x"}).InputFrom(rows).Run().err,
             "qvreg: --data names standard input twice; name it once.\n");
+}
+
+TEST_F(CommandData, StandardInputThatIsTooLongForTheDisk) {
+  std::string rows = "y,x\n";
+  for (int i = 0; i < 5000; ++i) rows += std::to_string(i * 7 % 31) + ",1\n";
+  const CommandResult result =
+      CommandRun({"fit", "--data", "-", "--formula", "y ~ x", "--spool-dir", folder_.File("")})
+          .InputFrom(folder_.Write("rows.csv", rows))
+          .FileSizeLimit(1000)
+          .Run();
+  EXPECT_EQ(result.exitCode, 1);
+  ExpectHas(result.err, "cannot be written (File too large); name a folder with more room with");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.Path()), {}), 1);
 }
 
 TEST_F(CommandData, ASqliteDatabase) {
