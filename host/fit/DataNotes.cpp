@@ -97,7 +97,7 @@ class Notes {
                       source_.Columns().front().name));
     }
     if (layout->hasShortRows) {
-      notes_.push_back(
+      notes_.emplace_back(
           "Some rows of the data have fewer values than the header has names; what they lack at "
           "their end is missing.");
     }

@@ -117,7 +117,7 @@ bool HasByteOrderMark(std::string_view bytes) {
 /// Writes the copy of a file, in UTF-8.
 class CopyWriter {
  public:
-  CopyWriter(std::string path, std::string folder, TextEncoding encoding)
+  CopyWriter(const std::string& path, std::string folder, TextEncoding encoding)
       : folder_(std::move(folder)), to_(std::fopen(path.c_str(), "wb")), converter_(encoding) {
     if (!to_) Fail();
   }

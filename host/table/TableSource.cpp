@@ -223,8 +223,8 @@ TableSource::TableSource(const DataSource& source)
 std::string TableSource::ShowFiles(const ReadingOptions& options) {
   const std::string files = data_->Sql();
   if (data_->Format() == FileFormat::kParquet) {
-    const std::string query = fmt::format("SELECT * FROM read_parquet({}{})", files,
-                                          data_->AreSeveral() ? ", union_by_name = true" : "");
+    std::string query = fmt::format("SELECT * FROM read_parquet({}{})", files,
+                                    data_->AreSeveral() ? ", union_by_name = true" : "");
     Reading(
         [&] { connection_->Execute(fmt::format("CREATE TEMP VIEW {} AS {}", kFileView, query)); });
     return query;

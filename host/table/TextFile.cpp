@@ -176,6 +176,7 @@ const ColumnType* GivenType(const ReadingOptions& given, const std::string& colu
 
 std::vector<ColumnInfo> InfosOf(const std::vector<RawColumn>& columns) {
   std::vector<ColumnInfo> infos;
+  infos.reserve(columns.size());
   for (const RawColumn& column : columns) infos.push_back({column.name, ColumnKind::kOther, ""});
   return infos;
 }
@@ -389,6 +390,7 @@ TextView ShowJson(Connection& connection, MissingFunction& missing, const std::s
 void CheckTypes(Connection& connection, const std::string& source,
                 const std::vector<ColumnType>& types, const std::vector<ColumnInfo>& columns) {
   std::vector<std::string> names;
+  names.reserve(columns.size());
   for (const ColumnInfo& column : columns) names.push_back(column.name);
   for (const ColumnType& type : types) {
     const auto isThis = [&](const std::string& name) { return SameWord(name, type.column); };
