@@ -70,7 +70,7 @@ TooManyLevels::TooManyLevels(const std::string& label, std::size_t maxLevels)
 std::string DisguiseText(const TableSource& source, const ColumnRequest& request) {
   const auto rows = source.Database().Rows(
       fmt::format("SELECT DISTINCT value FROM (SELECT CAST(({0}) AS VARCHAR) AS value FROM {1} "
-                  "WHERE ({0}) IS NOT NULL LIMIT {2})",
+                  "WHERE ({0}) IS NOT NULL LIMIT {2}) ORDER BY value",
                   request.sql, source.Relation(), kSampleValues));
   std::vector<std::string> values;
   values.reserve(rows.size());
