@@ -21,7 +21,7 @@ namespace {
 constexpr const char* kDescription =
     "qvreg fits regression models to tables of any length: CSV, TSV, Parquet and JSON files, "
     "DuckDB\n"
-    "databases and SQL queries.";
+    "and SQLite databases and SQL queries.";
 
 constexpr const char* kFooter = R"help(Example:
   qvreg fit --data penguins.csv --formula "body_mass ~ species*sex + flipper_length"

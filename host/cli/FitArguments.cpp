@@ -8,18 +8,12 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "host/Error.h"
 #include "host/table/MissingStrings.h"
 #include "host/table/TableWriter.h"
 
 namespace qvhost {
 
 namespace {
-
-/// Throws for an option with a value that it cannot have; refers to the help.
-[[noreturn]] void RefuseUsage(const std::string& message) {
-  throw Error(ExitCode::kBadInput, message + "\nTry 'qvreg fit --help'.");
-}
 
 void CheckCriterion(const char* name, double criterion) {
   if (criterion >= 0.0 && std::isfinite(criterion)) return;
@@ -42,7 +36,7 @@ std::string DefaultStrings() {
 
 }  // namespace
 
-FitArguments::FitArguments(CLI::App& command) : command_(&command) {
+FitArguments::FitArguments(CLI::App& command) : command_(&command), data_(command, options_) {
   AddData();
   AddMissing();
   AddModel();
@@ -55,11 +49,7 @@ FitArguments::FitArguments(CLI::App& command) : command_(&command) {
 
 void FitArguments::AddData() {
   constexpr const char* group = "Data";
-  command_
-      ->add_option("--data", options_.source.data,
-                   "CSV, TSV, Parquet or JSON file, a pattern of files,\nor a DuckDB database")
-      ->type_name("FILE")
-      ->group(group);
+  data_.Add();
   command_->add_option("--table", options_.source.table, "Table of the database named by --data")
       ->type_name("NAME")
       ->group(group);
@@ -259,6 +249,7 @@ void FitArguments::TakeLogistic() {
 }
 
 void FitArguments::Take() {
+  data_.Take();
   CheckRanges();
   TakeLogistic();
   TakeModelKind();

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/cli/DataArguments.h"
 #include "host/fit/FitOptions.h"
 
 namespace qvhost {
@@ -43,6 +44,7 @@ class FitArguments {
 
   CLI::App* command_;
   FitOptions options_;
+  DataArguments data_;
   std::string model_;
   double degreesOfFreedom_ = 0.0;
   CLI::Option* degreesOfFreedomOption_ = nullptr;

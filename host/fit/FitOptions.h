@@ -38,6 +38,7 @@ struct FitOptions {
 
   DataSource source;
   std::string formula;
+  std::string where;         ///< A condition on the rows that are used; empty for all.
   BindingOptions binding;    ///< The kind of model, the weight columns.
   bool intercept = true;     ///< False takes the intercept out whatever the formula says.
   double tolerance = 1e-12;  ///< Share of a pivot below which a parameter is redundant; in [0, 1).

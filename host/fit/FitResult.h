@@ -69,7 +69,8 @@ struct RecordUse {
   long long badWeight = 0;  ///< Left out: a weight is missing or not above 0.
   std::vector<ColumnMissing> missingByColumn;  ///< Columns with a missing value only.
   std::vector<StringMissing> missingStrings =
-      {};  ///< In columns of the data, however they are used.
+      {};                 ///< In columns of the data, however they are used.
+  long long leftOut = 0;  ///< Rows for which the condition is not true; none of those read.
 };
 
 /// One factor of a parameter, at one of its levels.
@@ -105,7 +106,8 @@ struct ParameterResult {
 struct FitResult {
   ModelKind kind = ModelKind::kLinear;
   std::string formula;
-  std::string data;  ///< The source, for people: a file, a table of a file, a query.
+  std::string data;   ///< The source, for people: a file, a table of a file, a query.
+  std::string where;  ///< The condition on the rows; empty for none.
   std::string dependent;
   std::string freqWeight;  ///< Column names; empty for none.
   std::string regressionWeight;

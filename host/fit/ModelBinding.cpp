@@ -84,6 +84,43 @@ std::string FaultText(const Variable& variable) {
   return text + " || " + QuoteText("; leave such rows out with --sql, or change the expression.");
 }
 
+/// The SQL expression of a condition: true, false, or NULL where missing values leave it open. An
+/// error where it cannot be computed, as that of ValueSql.
+std::string ConditionSql(const Variable& condition) {
+  return fmt::format(
+      "CASE WHEN TRY(({0}) IS NULL) IS NULL THEN CAST(error({1}) AS BOOLEAN) ELSE {0} END",
+      condition.sql, FaultText(condition));
+}
+
+/// Finds the columns of a condition as those of a formula; NaN is missing in them.
+ColumnLookup ColumnsOfCondition(const TableSource& source, const std::string& text) {
+  return [&source, columns = ColumnsOf(source, text)](const std::string& name, Place place) {
+    FoundColumn found = columns(name, place);
+    for (const ColumnInfo* info : source.Matches(found.name)) {
+      if (!IsFloating(info->type)) continue;
+      found.sql = fmt::format("nullif({}, CAST('nan' AS {}))", found.sql, info->type);
+    }
+    return found;
+  };
+}
+
+Variable BindCondition(const std::string& text, const TableSource& source) {
+  Variable condition = ParseCondition(text, ColumnsOfCondition(source, text));
+  ColumnInfo info;
+  try {
+    info = source.Describe({condition.sql}).front();
+  } catch (const FormulaError&) {
+    throw;
+  } catch (const Error& error) {
+    throw FormulaError::At(text, condition.place,
+                           fmt::format("This cannot be computed: {}", error.what()));
+  }
+  if (info.kind == ColumnKind::kBoolean) return condition;
+  throw FormulaError::At(
+      text, condition.place,
+      fmt::format("This is {}; a condition is true or false, as in x > 5.", KindText(info.kind)));
+}
+
 bool IsCategory(ColumnKind kind) {
   return kind == ColumnKind::kText || kind == ColumnKind::kBoolean ||
          kind == ColumnKind::kEnumeration;
@@ -241,8 +278,8 @@ ColumnLookup ColumnsOf(const TableSource& source, std::string_view formula) {
     const std::vector<const ColumnInfo*> columns = source.Matches(name);
     if (columns.empty()) {
       throw FormulaError::At(formula, place,
-                             fmt::format("There is no column '{}' in {}{}", name, source.Name(),
-                                         DidYouMean(source, name)));
+                             fmt::format("There is no column '{}' in {}{}{}", name, source.Name(),
+                                         DidYouMean(source, name), source.HeaderHint()));
     }
     if (columns.size() > 1) throw FormulaError::At(formula, place, AmbiguousText(name, columns));
     const ColumnInfo& column = *columns.front();
@@ -254,8 +291,9 @@ const ColumnInfo& ColumnOfOption(const TableSource& source, const std::string& n
                                  std::string_view option) {
   const std::vector<const ColumnInfo*> columns = source.Matches(name);
   if (columns.empty()) {
-    throw Error(ExitCode::kBadInput, fmt::format("There is no column '{}' for {} in {}{}", name,
-                                                 option, source.Name(), DidYouMean(source, name)));
+    throw Error(ExitCode::kBadInput,
+                fmt::format("There is no column '{}' for {} in {}{}{}", name, option, source.Name(),
+                            DidYouMean(source, name), source.HeaderHint()));
   }
   if (columns.size() > 1) {
     throw Error(ExitCode::kBadInput, fmt::format("{}: {}", option, AmbiguousText(name, columns)));
@@ -271,6 +309,18 @@ std::string ValueSql(const Variable& variable, const ColumnInfo& info, const Tab
                             : variable.sql;
   return fmt::format("CASE WHEN {} THEN coalesce(TRY({}), error({})) END",
                      Presence(variable, source), value, FaultText(variable));
+}
+
+RowCondition ReadCondition(const std::string& text, const TableSource& source) {
+  try {
+    const Variable condition = BindCondition(text, source);
+    RowCondition rows;
+    rows.sql = ConditionSql(condition);
+    for (const ColumnUse& use : condition.columns) rows.columns.push_back(use.name);
+    return rows;
+  } catch (const FormulaError& error) {
+    throw Error(error.Code(), std::string("--where: ") + error.what());
+  }
 }
 
 ModelBinding BindModel(const Formula& formula, const TableSource& source,

@@ -32,6 +32,18 @@ namespace qvhost {
 [[nodiscard]] std::string ValueSql(const Variable& variable, const ColumnInfo& info,
                                    const TableSource& source);
 
+/// Which rows of a table are used. A plain value.
+struct RowCondition {
+  std::string sql;                   ///< An expression over the table's columns.
+  std::vector<std::string> columns;  ///< Those that it reads.
+};
+
+/// Reads the condition of --where: an expression as a formula has it, and `is null`. As in SQL, a
+/// row is used where it is true, and not where it is neither true nor false because a value is
+/// missing; a value that is missing for a model (NaN) is so here. Throws Error (kBadInput), with a
+/// caret where the text is to blame.
+[[nodiscard]] RowCondition ReadCondition(const std::string& text, const TableSource& source);
+
 /// The error message for a table without records.
 inline constexpr const char* kNoRecordText =
     "The data hold no record. Check that the file, the pattern or the query gives rows.";

@@ -1,8 +1,12 @@
 #include "host/fit/RunFit.h"
 
+#include <optional>
+#include <utility>
+
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/fit/DataNotes.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
 #include "host/fit/Predictions.h"
@@ -54,8 +58,11 @@ void RefuseOtherKind(const FitOptions& options, ModelKind kind) {
   }
 }
 
-std::vector<std::string> ColumnsOf(const Formula& formula, const BindingOptions& options) {
+std::vector<std::string> ColumnsOf(const Formula& formula, const BindingOptions& options,
+                                   const std::optional<RowCondition>& condition) {
   std::vector<std::string> columns = {options.freqWeight, options.regressionWeight};
+  if (condition)
+    columns.insert(columns.end(), condition->columns.begin(), condition->columns.end());
   for (const ColumnUse& use : formula.response.columns) columns.push_back(use.name);
   for (const Variable& variable : formula.variables) {
     for (const ColumnUse& use : variable.columns) columns.push_back(use.name);
@@ -85,17 +92,39 @@ std::string DataText(const TableSource& source, const DataSource& asked) {
   return (asked.data.empty() ? "query " : asked.data + ", query ") + asked.sql;
 }
 
+DataSource SourceOf(const FitOptions& options) {
+  DataSource source = options.source;
+  source.spoolDir = options.spoolDir;
+  return source;
+}
+
+std::optional<RowCondition> ConditionOf(const FitOptions& options, const TableSource& source) {
+  if (options.where.empty()) return std::nullopt;
+  return ReadCondition(options.where, source);
+}
+
+/// Throws when the condition left nothing.
+void CheckRows(const CodedTable& table, const TableSource& source) {
+  if (table.RecordCount() > 0 || source.RowsLeftOut() == 0) return;
+  throw Error(ExitCode::kRunFailed,
+              fmt::format("The condition of --where is true for none of the {} rows.",
+                          source.RowsLeftOut()));
+}
+
 }  // namespace
 
 FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt,
                  OutputFiles& outputs) {
-  TableSource source(options.source);
+  TableSource source(SourceOf(options));
   const Formula formula = ReadFormula(options, source);
+  const std::optional<RowCondition> condition = ConditionOf(options, source);
   outputs.SetInputs(source.Inputs());
-  source.SettleTypes(ColumnsOf(formula, options.binding));
+  source.SettleTypes(ColumnsOf(formula, options.binding, condition));
   const ModelBinding binding = BindModel(formula, source, options.binding);
   RefuseOtherKind(options, binding.kind);
+  if (condition) source.SetCondition(condition->sql);
   const CodedTable table = Code(source, binding, options, progress, interrupt);
+  CheckRows(table, source);
   // Some files are opened only while others are read.
   outputs.SetInputs(source.Inputs());
   outputs.Begin();
@@ -103,6 +132,11 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   ModelRun run(settings.Get(), table, progress, interrupt);
   run.Build();
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);
+  result.where = options.where;
+  result.records.leftOut = source.RowsLeftOut();
+  for (std::string& note : DataNotes(formula, binding, table, source)) {
+    result.warnings.push_back(std::move(note));
+  }
   if (!options.predictions.empty()) {
     Predict(outputs.Get(options.predictions), table, run, progress, interrupt);
   }

@@ -38,8 +38,20 @@ std::string Enclosed(std::string_view open, std::string_view inside) {
 
 }  // namespace
 
-Variable ExpressionReader::Read() {
+Variable ExpressionReader::Read() { return MakeVariable(Expression()); }
+
+Variable ExpressionReader::ReadCondition() {
+  isCondition_ = true;
   const Value value = Expression();
+  Variable variable = MakeVariable(value);
+  if (value.kind != ValueKind::kBoolean && value.kind != ValueKind::kUnknown) {
+    Refuse(variable.place, "This is " + std::string(KindText(value.kind)) +
+                               "; a condition is true or false, as in x > 5.");
+  }
+  return variable;
+}
+
+Variable ExpressionReader::MakeVariable(const Value& value) {
   if (!AtEnd()) RefuseToken();
   const Place place = Tokens().PlaceOf(Range().first, Range().last - 1);
   if (columns_.empty()) {
@@ -89,6 +101,7 @@ Value ExpressionReader::Negation() {
 Value ExpressionReader::Comparison() {
   Value left = Concatenation();
   if (AtEnd()) return left;
+  if (isCondition_ && AtWord("is")) return IsNull(left);
   for (const Sign& sign : kComparisons) {
     if (!Accept(sign.written, PieceKind::kOperator)) continue;
     Value right = Concatenation();
@@ -172,6 +185,14 @@ Value ExpressionReader::Like(const Value& left, bool negated) {
   const Value pattern = Concatenation();
   for (const Value* side : {&left, &pattern}) check_.Text("like", *side);
   return Binary(left, negated ? "NOT " + word : word, pattern, ValueKind::kBoolean);
+}
+
+Value ExpressionReader::IsNull(const Value& left) {
+  AcceptWord("is");
+  const bool negated = AcceptWord("not");
+  ExpectWord("null", "x is null");
+  return Made("(" + left.sql + " IS" + (negated ? " NOT" : "") + " NULL)", ValueKind::kBoolean,
+              Span(left.place, Tokens().At(Next() - 1).place), left.cost);
 }
 
 Value ExpressionReader::Concatenation() {

@@ -27,7 +27,12 @@ class ExpressionReader : private ExpressionCursor {
   /// Its form is left to the caller. Throws FormulaError.
   [[nodiscard]] Variable Read();
 
+  /// The same of a condition, which may ask besides whether a value is missing (`is null`). Throws
+  /// FormulaError for an expression that is neither true nor false.
+  [[nodiscard]] Variable ReadCondition();
+
  private:
+  Variable MakeVariable(const Value& value);
   Value Expression();
   Value Conjunction();
   Value Negation();
@@ -37,6 +42,7 @@ class ExpressionReader : private ExpressionCursor {
   Value Between(const Value& left, bool negated);
   Value In(const Value& left, bool negated);
   Value Like(const Value& left, bool negated);
+  Value IsNull(const Value& left);
   Value Concatenation();
   Value Sum();
   Value Product();
@@ -68,6 +74,7 @@ class ExpressionReader : private ExpressionCursor {
   Value Made(std::string sql, ValueKind kind, Place place, Cost operands) const;
 
   OperandCheck check_;
+  bool isCondition_ = false;
   std::vector<ColumnUse> columns_;
   std::vector<std::string> gaps_;
 };

@@ -3,7 +3,9 @@
 #include <cstddef>
 #include <utility>
 
+#include "host/formula/ExpressionReader.h"
 #include "host/formula/FormulaParser.h"
+#include "host/formula/Tokenizer.h"
 
 namespace qvhost {
 namespace {
@@ -19,6 +21,15 @@ std::string PowerLabel(const Variable& variable, int power) {
 
 Formula ParseFormula(std::string_view text, ColumnLookup lookup) {
   return FormulaParser(text, std::move(lookup)).Run();
+}
+
+Variable ParseCondition(std::string_view text, ColumnLookup lookup) {
+  const TokenStream tokens(text, std::move(lookup));
+  const std::size_t end = tokens.Size() - 1;
+  if (end == 0) {
+    throw tokens.Error(tokens.At(0).place, "The condition is empty; write one such as x > 5.");
+  }
+  return ExpressionReader(tokens, {0, end}).ReadCondition();
 }
 
 std::string TermLabel(const Formula& formula, const Term& term) {

@@ -38,6 +38,11 @@ struct Formula {
 /// FormulaError.
 [[nodiscard]] Formula ParseFormula(std::string_view text, ColumnLookup lookup = {});
 
+/// Reads a condition on a record, such as `x > 5 and g in ('a', 'b')`: an expression as in I(...)
+/// that is true or false; `is null` asks whether a value is missing. `text` must outlive the call
+/// alone. Throws FormulaError.
+[[nodiscard]] Variable ParseCondition(std::string_view text, ColumnLookup lookup);
+
 /// A term for people, its parts in order: `a:b`, `I(x^2)`, `C(year):log(price)`. `term` must be of
 /// `formula`.
 [[nodiscard]] std::string TermLabel(const Formula& formula, const Term& term);

@@ -51,6 +51,7 @@ Json Records(const RecordUse& records) {
   }
   return {{"read", records.read},
           {"used", records.used},
+          {"left_out", records.leftOut},
           {"missing", records.missing},
           {"bad_weight", records.badWeight},
           {"missing_by_column", std::move(byColumn)},
@@ -113,6 +114,7 @@ std::string JsonReport(const FitResult& fit) {
   Json report = {{"model", ModelName(fit.kind)},
                  {"formula", fit.formula},
                  {"data", fit.data},
+                 {"where", Text(fit.where)},
                  {"dependent", fit.dependent},
                  {"freq_weight", Text(fit.freqWeight)},
                  {"regression_weight", Text(fit.regressionWeight)},

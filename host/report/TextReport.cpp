@@ -74,6 +74,11 @@ std::string Heading(const FitResult& fit) {
   std::string text = Title(fit) + "\n\n";
   text += Line("Formula", Printable(fit.formula));
   text += Line("Data", Printable(fit.data));
+  if (!fit.where.empty()) {
+    text += Line("Where",
+                 fmt::format("{} ({} row{} left out)", Printable(fit.where),
+                             CountText(fit.records.leftOut), fit.records.leftOut == 1 ? "" : "s"));
+  }
   text += Line("Dependent", Printable(fit.dependent));
   std::string weights;
   if (!fit.freqWeight.empty()) weights = "frequency " + Printable(fit.freqWeight);

@@ -131,7 +131,7 @@ CodedTable CodeTable(const TableSource& source, const std::vector<ColumnRequest>
       throw;
     } catch (const QueryError& error) {
       if (source.MendTypes(error)) continue;
-      throw Error(error.Code(), fmt::format("{}: {}", source.Name(), error.what()));
+      throw Error(error.Code(), source.ReadingText(error));
     }
   }
 }

@@ -28,11 +28,15 @@ std::string ExampleOf(const TableSource& source, const ColumnRequest& request) {
 [[noreturn]] void RefuseAsNumber(const TableSource& source, const ColumnRequest& request,
                                  const TypeInfo& type) {
   const std::string example = ExampleOf(source, request);
-  throw Error(ExitCode::kBadInput,
-              fmt::format("'{}' must be a number, but it is {} ({}){}; use another column, or make "
-                          "a number of it with --sql.",
-                          request.label, KindText(type.kind), type.name,
-                          example.empty() ? "" : fmt::format(", such as '{}'", example)));
+  const std::string disguise =
+      type.kind == ColumnKind::kText ? DisguiseText(source, request) : std::string();
+  throw Error(
+      ExitCode::kBadInput,
+      fmt::format("'{}' must be a number, but it is {} ({}){}{}", request.label,
+                  KindText(type.kind), type.name,
+                  example.empty() ? "" : fmt::format(", such as '{}'", example),
+                  disguise.empty() ? "; use another column, or make a number of it with --sql."
+                                   : ". " + disguise));
 }
 
 [[noreturn]] void RefuseByType(const ColumnRequest& request, const TypeInfo& type) {

@@ -10,6 +10,7 @@
 
 #include "host/table/Connection.h"
 #include "host/table/DuckDb.h"
+#include "host/table/NumberFormat.h"
 #include "qvreg/common/Constants.h"
 
 namespace qvhost {
@@ -17,6 +18,8 @@ namespace {
 
 constexpr std::size_t kExamples = 3;
 constexpr std::size_t kLongestExample = 40;
+/// So many values tell whether a text is a number in another format.
+constexpr std::size_t kSampleValues = 2000;
 
 /// The first few different values of a text for which the condition holds; {0} in it stands for the
 /// value as a number, NULL when it is none.
@@ -64,12 +67,40 @@ TooManyLevels::TooManyLevels(const std::string& label, std::size_t maxLevels)
                         label, maxLevels)),
       label_(label) {}
 
+std::string DisguiseText(const TableSource& source, const ColumnRequest& request) {
+  const auto rows = source.Database().Rows(
+      fmt::format("SELECT DISTINCT value FROM (SELECT CAST(({0}) AS VARCHAR) AS value FROM {1} "
+                  "WHERE ({0}) IS NOT NULL LIMIT {2}) ORDER BY value",
+                  request.sql, source.Relation(), kSampleValues));
+  std::vector<std::string> values;
+  values.reserve(rows.size());
+  for (const auto& row : rows) values.push_back(row.front().value_or(""));
+  const std::optional<NumberReading> reading = FindReading(values);
+  return reading ? DisguiseText(*reading, source, request.label) : "";
+}
+
+std::string DisguiseText(const NumberReading& reading, const TableSource& source,
+                         const std::string& column) {
+  const std::string what =
+      fmt::format("{} % of its values read as {}", reading.share, ReadingText(reading));
+  if (source.Layout() == nullptr) {
+    return fmt::format(
+        "{}: make numbers of them in --sql, such as CAST(replace({}, ',', '.') AS "
+        "DOUBLE).",
+        what, column);
+  }
+  return fmt::format("{}: add {} to read them as such.", what, ReadingOptionsText(reading, column));
+}
+
 void RefuseCategory(const TableSource& source, const ColumnRequest& request) {
   const std::vector<std::string> values = FirstValues(source, request, "true");
   const std::vector<std::string> texts = FirstValues(source, request, "{0} IS NULL");
   const std::size_t numbers = FirstValues(source, request, "{0} IS NOT NULL").size();
+  const std::string disguise = DisguiseText(source, request);
   std::string remedy;
-  if (texts.empty()) {
+  if (!disguise.empty()) {
+    remedy = " " + disguise;
+  } else if (texts.empty()) {
     remedy = fmt::format(
         " All of them read as numbers: make it a number with --sql, such as "
         "CAST({} AS DOUBLE).",

@@ -14,6 +14,7 @@
 #include "host/table/CodedTable.h"
 #include "host/table/ColumnInfo.h"
 #include "host/table/DuckDb.h"
+#include "host/table/NumberFormat.h"
 #include "host/table/TableSource.h"
 
 namespace qvhost {
@@ -32,6 +33,12 @@ class TooManyLevels : public Error {
 
 /// Throws Error (kBadInput): the value of a column in a row, counted from 0, is infinite.
 [[noreturn]] void RefuseInfinite(const std::string& label, std::int64_t row);
+
+/// That the values of a text read as numbers in another format, and which option takes them so: a
+/// sentence. The second form looks into the source, and is empty when they do not.
+[[nodiscard]] std::string DisguiseText(const NumberReading& reading, const TableSource& source,
+                                       const std::string& column);
+[[nodiscard]] std::string DisguiseText(const TableSource& source, const ColumnRequest& request);
 
 /// Throws Error (kBadInput): a column that is a factor because it is text has more levels than are
 /// likely to be meant. Looks into the source for values that say why.

@@ -29,6 +29,7 @@ struct MissingFunction::State {
   explicit State(const MissingStrings& list) : strings(list) {}
 
   const MissingStrings strings;
+  NumberFormat format;         ///< Changes between queries only.
   std::deque<Column> columns;  ///< Does not move them.
   std::mutex mutex;
   std::atomic<bool> metFraction = false;
@@ -41,10 +42,16 @@ constexpr const char* kName = "qvreg_is_missing";
 using FunctionHandle = DuckDbHandle<duckdb_scalar_function, &duckdb_destroy_scalar_function>;
 using State = MissingFunction::State;
 
-bool IsWholeNumber(std::string_view text) {
+bool AreDigits(std::string_view text) {
   text = WithoutBlanks(text);
   if (text.starts_with('-') || text.starts_with('+')) text.remove_prefix(1);
   return std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+}
+
+bool IsWholeNumber(std::string_view text, const NumberFormat& format) {
+  if (format.IsPlain() && AreDigits(text)) return true;
+  const auto plain = ParseNumber(text, format, NumberSigns::kDropped);
+  return plain && AreDigits(*plain);
 }
 
 /// One chunk of texts of one column. False when a value is not the whole number that it must be.
@@ -58,7 +65,9 @@ bool Examine(State& state, State::Column& column, duckdb_vector texts, idx_t row
     const std::string_view text = ViewOf(cells[row]);
     const int found = state.strings.Find(text);
     missing[row] = found != MissingStrings::kValue;
-    if (found == MissingStrings::kValue && column.areWhole && !IsWholeNumber(text)) return false;
+    if (found == MissingStrings::kValue && column.areWhole && !IsWholeNumber(text, state.format)) {
+      return false;
+    }
     if (found < 0) continue;
     if (!lock.owns_lock()) lock.lock();
     ++column.counts[static_cast<std::size_t>(found)];
@@ -119,6 +128,19 @@ std::size_t MissingFunction::AddColumn(const std::string& name) {
 
 void MissingFunction::SetWholeNumbers(std::size_t column, bool areWhole) {
   state_->columns[column].areWhole = areWhole;
+}
+
+void MissingFunction::SetNumberFormat(const NumberFormat& format) { state_->format = format; }
+
+std::function<bool(std::size_t column, std::string_view text)> MissingFunction::Taker() const {
+  return [state = state_](std::size_t column, std::string_view text) {
+    const int found = state->strings.Find(text);
+    if (found >= 0) {
+      const std::scoped_lock lock(state->mutex);
+      ++state->columns[column].counts[static_cast<std::size_t>(found)];
+    }
+    return found != MissingStrings::kValue;
+  };
 }
 
 std::string MissingFunction::Call(const std::string& text, std::size_t column) {

@@ -2,12 +2,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/table/Connection.h"
 #include "host/table/MissingStrings.h"
+#include "host/table/NumberFormat.h"
 
 namespace qvhost {
 
@@ -37,9 +40,16 @@ class MissingFunction {
   /// From now on every value of the column must be a whole number: the query fails at another one.
   void SetWholeNumbers(std::size_t column, bool areWhole);
 
+  /// From now on whole numbers are written in this format.
+  void SetNumberFormat(const NumberFormat& format);
+
   /// A call in SQL: whether the text, an SQL expression, is missing. False or
   /// NULL for NULL.
   [[nodiscard]] static std::string Call(const std::string& text, std::size_t column);
+
+  /// What tells a value of a column outside DuckDB, on any thread: whether the text is missing,
+  /// which is counted. Keeps what it needs.
+  [[nodiscard]] std::function<bool(std::size_t column, std::string_view text)> Taker() const;
 
   /// Whether a missing string is one that DuckDB reads as the number NaN.
   [[nodiscard]] bool HasNaN() const;

@@ -45,10 +45,9 @@ void AppendLine(std::string& text, std::string_view line) {
 
 QueryError::QueryError(std::string_view message)
     : Error(CodeOf(message), ShortMessage(message)),
-      isUnknownFormat_(KindOf(message) == "Catalog" ||
-                       message.find("No extension found that is capable") !=
-                           std::string_view::npos),
-      isConversion_(KindOf(message) == "Conversion") {}
+      isConversion_(KindOf(message) == "Conversion"),
+      isEncoding_(message.find("not utf-8 encoded") != std::string_view::npos),
+      isForm_(message.find("Error when sniffing file") != std::string_view::npos) {}
 
 std::string ShortMessage(std::string_view message) {
   const std::string_view kind = KindOf(message);

@@ -14,15 +14,19 @@ class QueryError : public Error {
   /// memory or disk is a failed run, anything else bad input.
   explicit QueryError(std::string_view message);
 
-  /// Whether DuckDB took the name of a file for that of a table, or did not know its ending.
-  [[nodiscard]] bool IsUnknownFormat() const noexcept { return isUnknownFormat_; }
+  /// Whether a file is not in UTF-8.
+  [[nodiscard]] bool IsEncoding() const noexcept { return isEncoding_; }
+
+  /// Whether no form was found that all rows of a text file have.
+  [[nodiscard]] bool IsForm() const noexcept { return isForm_; }
 
   /// Whether a value could not be converted to another type.
   [[nodiscard]] bool IsConversion() const noexcept { return isConversion_; }
 
  private:
-  bool isUnknownFormat_;
   bool isConversion_;
+  bool isEncoding_;
+  bool isForm_;
 };
 
 /// DuckDB's message without its kind, the quoted statement and its advice for programmers: one or

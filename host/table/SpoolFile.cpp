@@ -18,13 +18,6 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kStreamBuffer = std::size_t{1} << 18;
 
-std::string FolderOrDefault(const std::string& folder) {
-  if (!folder.empty()) return folder;
-  std::error_code error;
-  const fs::path system = fs::temp_directory_path(error);
-  return error ? std::string(".") : system.string();
-}
-
 int SeekStream(std::FILE* stream, std::int64_t offset) {
 #ifdef _WIN32
   return _fseeki64(stream, offset, SEEK_SET);
@@ -44,8 +37,15 @@ constexpr std::int64_t kValueSize = sizeof(double);
 
 }  // namespace
 
+std::string FolderForSpool(const std::string& folder) {
+  if (!folder.empty()) return folder;
+  std::error_code error;
+  const fs::path system = fs::temp_directory_path(error);
+  return error ? std::string(".") : system.string();
+}
+
 SpoolFile::SpoolFile(const std::string& folder)
-    : folder_(FolderOrDefault(folder)), buffer_(kStreamBuffer) {
+    : folder_(FolderForSpool(folder)), buffer_(kStreamBuffer) {
   std::error_code error;
   home_ = TemporaryFolder::Make(folder_, error);
   if (home_) {

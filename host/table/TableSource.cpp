@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -13,51 +13,28 @@
 #include "host/Error.h"
 #include "host/Text.h"
 #include "host/table/Connection.h"
+#include "host/table/DataFiles.h"
 #include "host/table/InputFiles.h"
+#include "host/table/NumberFormat.h"
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
-#include "host/table/TextFile.h"
+#include "host/table/ScalarFunctions.h"
+#include "host/table/SqliteFile.h"
 
 namespace qvhost {
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr std::string_view kPatternCharacters = "*?[";
-constexpr std::size_t kMostNamesToCompare = 1000;
-
 [[noreturn]] void Refuse(const std::string& message) { throw Error(ExitCode::kBadInput, message); }
 
-/// The neighbours of a file that does not exist.
-std::vector<std::string> NamesBeside(const fs::path& file) {
-  const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
-  std::vector<std::string> names;
-  std::error_code error;
-  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
-       entry.increment(error)) {
-    if (names.size() == kMostNamesToCompare) break;
-    names.push_back(entry->path().filename().string());
-  }
-  return names;
-}
-
-/// The same name with what DuckDB would take for a pattern made plain.
-std::string Escaped(const std::string& name) {
-  std::string escaped;
-  for (const char c : name) {
-    const bool special = kPatternCharacters.find(c) != std::string_view::npos;
-    escaped += special ? std::string{'[', c, ']'} : std::string(1, c);
-  }
-  return escaped;
-}
-
-void RefuseMissing(const std::string& data) {
-  const fs::path path(data);
-  Refuse(fmt::format("The file '{}' does not exist.{}", data,
-                     DidYouMean(path.filename().string(), NamesBeside(path))));
-}
-
 constexpr std::size_t kMostNamesToList = 20;
+/// Of more files it is not looked up which have a column.
+constexpr std::size_t kMostFilesToCompare = 200;
+
+/// A table or view of a database file. A plain value.
+struct DatabaseTable {
+  std::string name;  ///< For people: `name`, or `schema.name` outside the main schema.
+  std::string sql;   ///< The same, quoted.
+};
 
 /// Tables and views in the order of their names; those that `wanted` may mean, or all when it is
 /// empty.
@@ -94,6 +71,15 @@ constexpr const char* kFileView = "data";
 constexpr const char* kQueryView = "\"result of --sql\"";
 constexpr const char* kTypedView = "\"table with missing values\"";
 
+bool IsDatabase(FileFormat format) {
+  return format == FileFormat::kDatabase || format == FileFormat::kSqlite;
+}
+
+void RefuseTable(const std::string& data) {
+  Refuse(fmt::format("--table is for a database file (.duckdb, .sqlite or .db), which '{}' is not.",
+                     data));
+}
+
 void CheckOptions(const DataSource& source) {
   if (source.data.empty() && source.sql.empty()) {
     Refuse("There is no data: name a file with --data, or write a query with --sql.");
@@ -102,40 +88,16 @@ void CheckOptions(const DataSource& source) {
   if (!source.sql.empty()) {
     Refuse("--table and --sql cannot go together; name the table in the query.");
   }
-  if (!IsDatabaseName(source.data)) {
-    Refuse(fmt::format("--table is for a database file (.duckdb or .db), which '{}' is not.",
-                       source.data));
+  const FileFormat format = FormatOfName(source.data);
+  if (format != FileFormat::kUnknown && !IsDatabase(format) && !source.reading.format) {
+    RefuseTable(source.data);
   }
 }
 
-/// Runs something that reads a file; an error of DuckDB's is told with the file in front.
-template <typename Action>
-auto Reading(const std::string& data, Action action) {
-  try {
-    return action();
-  } catch (const QueryError& error) {
-    throw Error(error.Code(), fmt::format("'{}' cannot be read: {}", data, error.what()));
-  }
-}
-
-std::unique_ptr<Connection> OpenDatabase(const std::string& data) {
-  CheckFile(data);
-  return Reading(data, [&data] { return std::make_unique<Connection>(data); });
-}
-
-/// Makes a file or pattern of no text visible as a view.
-void ShowFile(Connection& connection, const std::string& data, const std::string& query) {
-  Reading(data, [&] {
-    try {
-      connection.Execute(fmt::format("CREATE TEMP VIEW {} AS {}", kFileView, query));
-    } catch (const QueryError& error) {
-      if (!error.IsUnknownFormat()) throw;
-      Refuse(
-          fmt::format("The kind of '{0}' is not known from its name; say how to read it, such as "
-                      "--sql \"SELECT * FROM read_csv('{0}')\".",
-                      data));
-    }
-  });
+/// Whether reading options were given that need files to be read.
+bool HasOptions(const ReadingOptions& options) {
+  return options.format || options.encoding || !options.delimiter.empty() || options.header ||
+         options.decimal || !options.thousands.empty() || !options.types.empty();
 }
 
 void CheckQuery(Connection& connection, const std::string& sql) {
@@ -169,120 +131,161 @@ void AddDatabase(const std::string& data, InputFiles& files) {
   files.Add(std::filesystem::weakly_canonical(data, error).string() + kLog);
 }
 
-}  // namespace
-
-bool IsDatabaseName(const std::string& data) {
-  constexpr std::array<std::string_view, 3> kEndings = {".duckdb", ".ddb", ".db"};
-  return std::ranges::find(kEndings, Lower(fs::path(data).extension().string())) != kEndings.end();
-}
-
-void CheckFile(const std::string& data) {
-  std::error_code error;
-  const fs::file_status status = fs::status(data, error);
-  if (status.type() == fs::file_type::not_found) RefuseMissing(data);
-  if (fs::is_directory(status)) {
-    Refuse(fmt::format("'{}' is a folder; name a file in it, or a pattern such as '{}'.", data,
-                       (fs::path(data) / "*.csv").string()));
-  }
-  if (fs::is_regular_file(status) && fs::file_size(data, error) == 0 && !error) {
-    Refuse(fmt::format("The file '{}' is empty.", data));
-  }
-  if (!std::ifstream(data).is_open()) {
-    Refuse(fmt::format("The file '{}' cannot be opened; check that you may read it.", data));
-  }
-}
-
-std::string PatternOf(Connection& connection, const std::string& data) {
-  if (data.find("://") != std::string::npos) {
-    Refuse(fmt::format("'{}' is not on this computer; download it and name the file.", data));
-  }
-  std::error_code error;
-  const bool isPattern =
-      data.find_first_of(kPatternCharacters) != std::string::npos && !fs::exists(data, error);
-  if (!isPattern) {
-    CheckFile(data);
-    return Escaped(data);
-  }
-  if (connection.Rows(fmt::format("SELECT 1 FROM glob({}) LIMIT 1", QuoteText(data))).empty()) {
-    Refuse(fmt::format("No file matches the pattern '{}'.", data));
-  }
-  return data;
-}
-
-DatabaseTable FindTable(Connection& connection, const std::string& data,
-                        const std::string& wanted) {
-  const std::vector<DatabaseTable> found = Tables(connection, wanted);
+/// The only one of the tables found, or the one asked for. Throws Error (kBadInput) that lists what
+/// there is, or suggests the nearest name.
+DatabaseTable OneOf(const DataSource& source, const std::string& file,
+                    const std::vector<DatabaseTable>& found, const std::vector<std::string>& all) {
+  const std::string& wanted = source.table;
   // A name in the main schema comes first and hides the same name in others.
   if (!wanted.empty() && !found.empty()) return found.front();
   if (found.size() == 1) return found.front();
-
-  std::vector<std::string> names;
-  for (const DatabaseTable& table : Tables(connection, "")) names.push_back(table.name);
-  if (names.empty()) Refuse(fmt::format("The database '{}' has no table.", data));
+  if (all.empty()) Refuse(fmt::format("The database '{}' has no table.", file));
   if (wanted.empty()) {
-    Refuse(fmt::format("The database '{}' has {} tables; choose one with --table: {}.", data,
-                       names.size(), Listed(names)));
+    Refuse(fmt::format("The database '{}' has {} tables; choose one with --table: {}.", file,
+                       all.size(), Listed(all)));
   }
-  Refuse(fmt::format("The database '{}' has no table '{}'.{} It has: {}.", data, wanted,
-                     DidYouMean(wanted, names), Listed(names)));
+  Refuse(fmt::format("The database '{}' has no table '{}'.{} It has: {}.", file, wanted,
+                     DidYouMean(wanted, all), Listed(all)));
+}
+
+}  // namespace
+
+template <typename Action>
+auto TableSource::Reading(Action action) const {
+  try {
+    return action();
+  } catch (const QueryError& error) {
+    throw Error(error.Code(), fmt::format("'{}' cannot be read: {}", name_, ReasonOf(error)));
+  }
+}
+
+std::string TableSource::ReasonOf(const QueryError& error) const {
+  if (error.IsEncoding()) {
+    return "it is not in UTF-8. Name its encoding with --encoding, such as windows-1252 (what "
+           "Excel writes in western Europe), latin-1 or utf-16.";
+  }
+  if (error.IsForm()) {
+    return "its rows have no form in common, as many values separated by one character. Name the "
+           "character with --delim, or mend the rows.";
+  }
+  return data_ ? data_->WithNames(error.what()) : error.what();
+}
+
+std::string TableSource::ReadingText(const QueryError& error) const {
+  return fmt::format("{}: {}", name_, ReasonOf(error));
 }
 
 TableSource::TableSource(const DataSource& source)
-    : inputs_(std::make_unique<InputFiles>()), sql_(source.sql) {
+    : strings_(source.na.empty() ? MissingStrings::Default() : source.na),
+      inputs_(std::make_unique<InputFiles>()),
+      sql_(source.sql) {
   CheckOptions(source);
-  const bool isDatabase = IsDatabaseName(source.data);
-  connection_ = isDatabase ? OpenDatabase(source.data) : std::make_unique<Connection>();
+  if (!source.data.empty()) {
+    std::vector<std::string> names = {source.data};
+    names.insert(names.end(), source.moreData.begin(), source.moreData.end());
+    data_ = std::make_unique<DataFiles>(names, source.reading, source.spoolDir);
+    name_ = data_->Name();
+    data_->AddTo(*inputs_);
+    if (!source.table.empty() && !IsDatabase(data_->Format())) RefuseTable(name_);
+  } else if (HasOptions(source.reading)) {
+    Refuse(
+        "The options that say how files are to be read need files named with --data; in --sql "
+        "write them with read_csv(...).");
+  }
+  const bool isStored = data_ && data_->Format() == FileFormat::kDatabase;
+  connection_ = Reading(
+      [&] { return std::make_unique<Connection>(isStored ? data_->Path() : std::string()); });
   opened_ = std::make_unique<OpenedFiles>(*connection_, OpenedFiles::Limits());
-  const MissingStrings strings(source.na.empty() ? MissingStrings::Default() : source.na);
-  missing_ = std::make_unique<MissingFunction>(*connection_, strings);
+  missing_ = std::make_unique<MissingFunction>(*connection_, strings_);
   Definitions definitions;
-  if (isDatabase) {
+  if (isStored) {
     definitions = DefinitionsOf(*connection_);
-    AddDatabase(source.data, *inputs_);
-  } else if (!source.data.empty()) {
-    const std::string query = OpenFile(source.data, strings);
+    AddDatabase(data_->Path(), *inputs_);
+  } else if (data_ && data_->Format() == FileFormat::kSqlite) {
+    ShowSqlite(source);
+  } else if (data_) {
+    const std::string query = ShowFiles(source.reading);
     AddNamed(query, definitions);
     definitions.emplace(kFileView, query);
   }
-
-  if (!sql_.empty()) {
-    ShowQuery(*connection_, sql_);
-    relation_ = kQueryView;
-    name_ = "query";
-  } else if (isDatabase) {
-    const DatabaseTable table = FindTable(*connection_, source.data, source.table);
-    relation_ = table.sql;
-    isStored_ = true;
-    name_ = fmt::format("{} of {}", table.name, source.data);
-  } else {
-    relation_ = kFileView;
-    name_ = source.data;
-  }
+  ChooseTable(source);
   const std::string query = sql_.empty() ? "SELECT * FROM " + relation_ : sql_;
   const bool isRead = file_ && sql_.empty();
   if (!source.na.empty() && !isRead) ShowTyped();
   LearnColumns();
+  if (sqlite_ && sql_.empty()) CheckTypes(name_, source.reading.types, columns_);
   AddNamed(query, definitions);
   // A view of the database has opened no file so far.
   if (isStored_) connection_->Execute(fmt::format("EXPLAIN SELECT * FROM {}", relation_));
 }
 
-std::string TableSource::OpenFile(const std::string& data, const MissingStrings& strings) {
-  const std::string pattern = PatternOf(*connection_, data);
-  std::string query = "SELECT * FROM " + QuoteText(pattern);
-  if (!IsTextFile(data)) {
-    ShowFile(*connection_, data, query);
+std::string TableSource::ShowFiles(const ReadingOptions& options) {
+  const std::string files = data_->Sql();
+  if (data_->Format() == FileFormat::kParquet) {
+    std::string query = fmt::format("SELECT * FROM read_parquet({}{})", files,
+                                    data_->AreSeveral() ? ", union_by_name = true" : "");
+    Reading(
+        [&] { connection_->Execute(fmt::format("CREATE TEMP VIEW {} AS {}", kFileView, query)); });
     return query;
   }
-  file_ = Reading(data, [&] {
-    return ShowTextFile(*connection_, *missing_, strings, kFileView, data, QuoteText(pattern));
-  });
-  return query;
+  const TextFiles text{data_->Format(), files, name_, data_->AreSeveral()};
+  TextView shown = Reading(
+      [&] { return ShowTextFile(*connection_, *missing_, strings_, kFileView, text, options); });
+  file_ = std::move(shown.view);
+  layout_ = std::move(shown.layout);
+  delimiter_ = options.delimiter;
+  return fmt::format("SELECT * FROM read_csv({})", files);
+}
+
+void TableSource::ShowSqlite(const DataSource& source) {
+  SqliteFile::AddTo(data_->Path(), *inputs_);
+  sqlite_ = std::make_unique<SqliteFile>(*connection_, *missing_, data_->Path(), name_);
+  if (sql_.empty()) return;
+  for (const std::string& table : sqlite_->Tables()) {
+    try {
+      sqlite_->Show(table, source.reading.types);
+    } catch (const Error&) {
+      // One that needs a module of the program that made it, say. The query may do without it.
+      continue;
+    }
+  }
+}
+
+void TableSource::ChooseTable(const DataSource& source) {
+  if (!sql_.empty()) {
+    ShowQuery(*connection_, sql_);
+    relation_ = kQueryView;
+    name_ = "query";
+    return;
+  }
+  if (!IsDatabase(data_->Format())) {
+    relation_ = kFileView;
+    return;
+  }
+  std::vector<DatabaseTable> found;
+  std::vector<std::string> all;
+  if (sqlite_) {
+    all = sqlite_->Tables();
+    for (const std::string& name : all) {
+      const bool isWanted = source.table.empty() || SameWord(name, source.table);
+      if (isWanted) found.push_back({name, QuoteName(name)});
+    }
+  } else {
+    found = Tables(*connection_, source.table);
+    for (const DatabaseTable& table : Tables(*connection_, "")) all.push_back(table.name);
+  }
+  const DatabaseTable table = OneOf(source, name_, found, all);
+  if (sqlite_) {
+    sqlite_->Show(table.name, source.reading.types);
+  }
+  relation_ = table.sql;
+  isStored_ = !sqlite_;
+  name_ = fmt::format("{} of {}", table.name, name_);
 }
 
 /// Puts a view over the table in which the missing strings of its text columns are NULL.
 void TableSource::ShowTyped() {
-  Reading(name_, [this] {
+  Reading([this] {
     std::vector<RawColumn> columns;
     for (const ColumnInfo& info : connection_->Describe("SELECT * FROM " + relation_)) {
       RawColumn column;
@@ -300,8 +303,8 @@ void TableSource::ShowTyped() {
 }
 
 void TableSource::LearnColumns() {
-  columns_ = Reading(
-      name_, [this] { return connection_->Describe(fmt::format("SELECT * FROM {}", relation_)); });
+  columns_ =
+      Reading([this] { return connection_->Describe(fmt::format("SELECT * FROM {}", relation_)); });
 }
 
 void TableSource::AddNamed(const std::string& query, const Definitions& definitions) {
@@ -322,7 +325,7 @@ void TableSource::ShowViews() const {
 }
 
 void TableSource::SettleTypes(const std::vector<std::string>& columns) {
-  const bool changed = Reading(name_, [&] {
+  const bool changed = Reading([&] {
     bool fileChanged = false;
     if (file_) fileChanged = sql_.empty() ? file_->Settle(columns) : file_->SettleAll();
     if (fileChanged) ShowViews();
@@ -334,15 +337,87 @@ void TableSource::SettleTypes(const std::vector<std::string>& columns) {
 }
 
 bool TableSource::MendTypes(const QueryError& error) const {
-  if (!file_) return false;
   try {
-    if (!file_->Mend(error)) return false;
-    ShowViews();
-    return true;
+    const bool isMended = sqlite_ ? sqlite_->Mend() : file_ && file_->Mend(error);
+    if (isMended) ShowViews();
+    return isMended;
   } catch (const QueryError&) {
     // The first error says more than one of looking for its cause.
     return false;
+  } catch (const Error& refused) {
+    throw Error(refused.Code(), data_->WithNames(refused.what()));
   }
+}
+
+const TextLayout* TableSource::Layout() const { return file_ && sql_.empty() ? &layout_ : nullptr; }
+
+std::string TableSource::HeaderHint() const {
+  const TextLayout* const layout = Layout();
+  if (layout == nullptr) return {};
+  std::string hint;
+  if (layout->skippedRows > 0) {
+    hint =
+        fmt::format(" Its first {} lines were skipped, as they do not look like rows of a table.",
+                    layout->skippedRows);
+  }
+  if (!layout->hasHeader) {
+    return hint + fmt::format(
+                      " It seems to have no header, so its columns are called {}{}; if its "
+                      "first row holds the names, add --header yes.",
+                      columns_.front().name,
+                      columns_.size() > 1 ? ", " + columns_[1].name + ", ..." : "");
+  }
+  const auto isNumber = [](const ColumnInfo& column) {
+    return ParseNumber(column.name, {}, NumberSigns::kRefused).has_value();
+  };
+  if (!std::ranges::all_of(columns_, isNumber)) return hint;
+  return hint + fmt::format(
+                    " Its header holds nothing but numbers, such as '{}'; if it has none, "
+                    "add --header no.",
+                    columns_.front().name);
+}
+
+std::vector<std::vector<std::string>> TableSource::FilesWithout(
+    const std::vector<std::string>& columns) const {
+  std::vector<std::vector<std::string>> without(columns.size());
+  const bool areNamed = !file_ || layout_.hasHeader;
+  if (!data_ || !data_->AreSeveral() || !sql_.empty() || !areNamed) return without;
+  const auto files = connection_->Rows(fmt::format(
+      "SELECT regexp_replace(file, '([*?[])', '[\\1]', 'g'), file FROM glob({})", data_->Sql()));
+  if (files.size() > kMostFilesToCompare) return without;
+  for (const auto& row : files) {
+    const std::string query = ReaderOf(row[0].value_or(""));
+    const auto found = Reading([&] { return connection_->Describe("SELECT * FROM " + query); });
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      const auto isThis = [&](const ColumnInfo& info) { return SameWord(info.name, columns[i]); };
+      if (std::ranges::none_of(found, isThis)) {
+        without[i].push_back(data_->WithNames(row[1].value_or("")));
+      }
+    }
+  }
+  return without;
+}
+
+std::string TableSource::ReaderOf(const std::string& file) const {
+  const std::string name = QuoteText(file);
+  if (data_->Format() == FileFormat::kParquet) return fmt::format("read_parquet({})", name);
+  if (data_->Format() == FileFormat::kJson) return fmt::format("read_json({})", name);
+  const std::string delimiter =
+      delimiter_.empty() ? "" : fmt::format(", delim = {}", QuoteText(delimiter_));
+  const std::string padding = layout_.hasShortRows ? ", null_padding = true" : "";
+  return fmt::format("read_csv({}, header = true{}{})", name, delimiter, padding);
+}
+
+void TableSource::SetCondition(const std::string& condition) {
+  filter_ = std::make_unique<RowFilter>(*connection_);
+  relation_ = fmt::format("(SELECT * FROM {} WHERE {})", relation_, RowFilter::Call(condition));
+}
+
+std::int64_t TableSource::RowsLeftOut() const { return filter_ ? filter_->LeftOut() : 0; }
+
+void TableSource::StartCounting() const {
+  missing_->Reset();
+  if (filter_) filter_->Reset();
 }
 
 TableSource::~TableSource() = default;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,13 +11,15 @@
 #include "host/table/Connection.h"
 #include "host/table/InputFiles.h"
 #include "host/table/MissingFunction.h"
+#include "host/table/ReadingOptions.h"
+#include "host/table/TextFile.h"
 #include "host/table/TypedView.h"
 
 namespace qvhost {
 
 /// Where a table comes from, as the user said it. A plain value; an empty text is "not given".
 struct DataSource {
-  /// A file, a pattern of files (`part-*.csv`) or a database file (`.duckdb`, `.ddb`, `.db`).
+  /// A file, a pattern of files (`part-*.csv`), a database file, or `-` for standard input.
   std::string data;
 
   /// A table or view of the database file, `name` or `schema.name`. Not needed when the file holds
@@ -24,39 +27,29 @@ struct DataSource {
   std::string table;
 
   /// One SELECT whose result is the table. What `data` names is visible to it: the tables of a
-  /// database file by their names, any other file or pattern as the view `data`.
+  /// database file by their names, any other files as the view `data`.
   std::string sql;
 
   /// What stands for a missing value besides nothing at all. Empty: MissingStrings::Default(), in
   /// text files only. Given: in text files, and in the text columns of any other table.
   std::vector<std::string> na = {};
+
+  /// More files and patterns, whose rows follow; columns are matched by name, and one that a file
+  /// does not have is missing in its rows.
+  std::vector<std::string> moreData = {};
+
+  ReadingOptions reading = {};
+
+  /// Where what cannot be read again is copied to; empty for the system's folder.
+  std::string spoolDir = {};
 };
-
-/// Whether the name is a database file's, by its ending: `.duckdb`, `.ddb` or `.db`.
-[[nodiscard]] bool IsDatabaseName(const std::string& data);
-
-/// Throws Error (kBadInput) unless `data` is one existing, readable file with something in it.
-void CheckFile(const std::string& data);
-
-/// Checks a file, or a pattern that must match at least one, and gives the pattern that makes
-/// DuckDB read just that. Throws Error (kBadInput) when there is nothing to read.
-[[nodiscard]] std::string PatternOf(Connection& connection, const std::string& data);
-
-/// A table or view of a database file. A plain value.
-struct DatabaseTable {
-  std::string name;  ///< For people: `name`, or `schema.name` outside the main schema.
-  std::string sql;   ///< The same, quoted.
-};
-
-/// The table of the open database file `data` that `wanted` names, upper and lower case being the
-/// same; with an empty `wanted` the only one. Throws Error (kBadInput) that lists what there is, or
-/// suggests the nearest name, when there is no such table or the choice is open.
-[[nodiscard]] DatabaseTable FindTable(Connection& connection, const std::string& data,
-                                      const std::string& wanted);
 
 class Connection;
+class DataFiles;
 class OpenedFiles;
 class QueryError;
+class RowFilter;
+class SqliteFile;
 
 /// An open table: a file, a pattern of files, a table of a database file, or a query, read by an
 /// embedded DuckDB that never reaches for a network. Files are only read, never written.
@@ -74,7 +67,7 @@ class TableSource {
   TableSource(TableSource&&) noexcept;
   TableSource& operator=(TableSource&&) = delete;
 
-  /// What to call the source in a report: the file or pattern, `table of file`, or `query`.
+  /// What to call the source in a report: the files or patterns, `table of file`, or `query`.
   [[nodiscard]] const std::string& Name() const { return name_; }
 
   /// The columns in their order.
@@ -87,6 +80,24 @@ class TableSource {
 
   /// The column whose name is nearest to `name`, for "did you mean"; none when none is near.
   [[nodiscard]] std::optional<std::string> Nearest(const std::string& name) const;
+
+  /// What to add to "there is no such column" where the first row of a file may be why; else empty.
+  [[nodiscard]] std::string HeaderHint() const;
+
+  /// How the text files are written that are the table; null for any other source.
+  [[nodiscard]] const TextLayout* Layout() const;
+
+  /// For each of these columns, those of several files that do not have it: it is missing in their
+  /// rows. Throws Error (kBadInput).
+  [[nodiscard]] std::vector<std::vector<std::string>> FilesWithout(
+      const std::vector<std::string>& columns) const;
+
+  /// From now on the table is made of the rows for which a condition, an SQL expression over the
+  /// columns, is true. Once.
+  void SetCondition(const std::string& condition);
+
+  /// How many rows the condition left out of the last coding.
+  [[nodiscard]] std::int64_t RowsLeftOut() const;
 
   /// Names and types of expressions over the columns, without reading the data. Throws Error
   /// (kBadInput) with DuckDB's own sentence when one of them does not make sense.
@@ -107,13 +118,16 @@ class TableSource {
   void SettleTypes(const std::vector<std::string>& columns);
 
   /// For the coder: starts and ends counting what is read as missing.
-  void StartCounting() const { missing_->Reset(); }
+  void StartCounting() const;
   [[nodiscard]] std::vector<MissingString> MissingStringsRead() const { return missing_->Counts(); }
 
   /// For the coder, after DuckDB refused a value: true when the column has got a type that holds
   /// all its values, so that reading may start again; false when no value of a file is to blame.
   /// Throws Error (kBadInput) that names file, row, column and value.
   [[nodiscard]] bool MendTypes(const QueryError& error) const;
+
+  /// For the coder: what to say when DuckDB failed while it read the table.
+  [[nodiscard]] std::string ReadingText(const QueryError& error) const;
 
   /// For the coder: the connection, the text that follows FROM, and the kind of source.
   [[nodiscard]] Connection& Database() const { return *connection_; }
@@ -122,18 +136,32 @@ class TableSource {
   [[nodiscard]] bool IsStored() const { return isStored_; }
 
  private:
-  /// Shows a file or pattern as a view; the query that names it.
-  std::string OpenFile(const std::string& data, const MissingStrings& strings);
+  /// Runs something that reads the source; an error of DuckDB's is told with its name in front.
+  template <typename Action>
+  auto Reading(Action action) const;
+  [[nodiscard]] std::string ReasonOf(const QueryError& error) const;
+  /// Shows files as a view; the query that names them.
+  std::string ShowFiles(const ReadingOptions& options);
+  /// The call of a function that reads one of several files.
+  [[nodiscard]] std::string ReaderOf(const std::string& file) const;
+  void ShowSqlite(const DataSource& source);
+  void ChooseTable(const DataSource& source);
   void ShowTyped();
   void ShowViews() const;
   void LearnColumns();
   void AddNamed(const std::string& query, const Definitions& definitions);
 
+  MissingStrings strings_;
+  std::unique_ptr<DataFiles> data_;  ///< Null without any; outlives the connection.
   std::unique_ptr<Connection> connection_;
   std::unique_ptr<OpenedFiles> opened_;  ///< This and what follows go before the connection.
   std::unique_ptr<InputFiles> inputs_;
   std::unique_ptr<MissingFunction> missing_;
-  std::unique_ptr<TypedView> file_;   ///< Of text files; else null.
+  std::unique_ptr<SqliteFile> sqlite_;  ///< Of a SQLite database; else null.
+  std::unique_ptr<RowFilter> filter_;   ///< With a condition only.
+  std::unique_ptr<TypedView> file_;     ///< Of text files; else null.
+  TextLayout layout_;
+  std::string delimiter_;             ///< That the user named; else empty.
   std::unique_ptr<TypedView> typed_;  ///< Of another table or a query, with --na only.
   std::string sql_;                   ///< The query; empty for none.
   std::string name_;

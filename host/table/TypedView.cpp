@@ -10,6 +10,7 @@
 #include "host/Error.h"
 #include "host/Text.h"
 #include "host/table/QueryError.h"
+#include "host/table/ScalarFunctions.h"
 
 namespace qvhost {
 namespace {
@@ -20,6 +21,11 @@ constexpr const char* kNumber = "DOUBLE";
 /// What a query fails with at a number that the text of a missing value was read as.
 constexpr const char* kNaNText = "NaN is to be read as a missing value";
 constexpr std::size_t kLongestValue = 40;
+/// What a text must not begin with to be taken for a number in a format of its own: 01234 is a
+/// code.
+constexpr const char* kLeadingZero = "'[+-]?0[0-9].*'";
+/// A whole number with points between thousands.
+constexpr const char* kGrouped = "'[+-]?[1-9][0-9]{0,2}([.][0-9]{3})+'";
 /// A name that no column has.
 constexpr const char* kFileColumn = "file of the row";
 
@@ -48,6 +54,18 @@ TypedView::TypedView(Connection& connection, MissingFunction& missing, std::stri
 
 std::string TypedView::TextOf(std::size_t column) const { return QuoteName(columns_[column].name); }
 
+std::string TypedView::NumberOf(std::size_t column) const {
+  const RawColumn& raw = columns_[column];
+  return raw.isFormatted ? NumberFunction::Call(TextOf(column), raw.signs) : TextOf(column);
+}
+
+std::string TypedView::CastText(std::size_t column, const std::string& type) const {
+  const RawColumn& raw = columns_[column];
+  if (!raw.dateFormat.empty()) return TextOf(column);
+  const bool isNumber = type == kWhole || type == kNumber || type.starts_with("DECIMAL");
+  return isNumber ? NumberOf(column) : TextOf(column);
+}
+
 std::string TypedView::IsMissing(std::size_t column) const {
   return MissingFunction::Call(TextOf(column), first_ + column);
 }
@@ -60,7 +78,7 @@ std::string TypedView::Value(std::size_t column) const {
                        QuoteText(kNaNText));
   }
   if (!raw.isText) return text;
-  std::string value = text;
+  std::string value = CastText(column, raw.type);
   if (!raw.dateFormat.empty())
     value = fmt::format("strptime({}, {})", text, QuoteText(raw.dateFormat));
   if (raw.type != kText) value = fmt::format("CAST({} AS {})", value, raw.type);
@@ -86,15 +104,21 @@ bool TypedView::Decide(const std::vector<std::size_t>& columns, const std::strin
   if (columns.empty()) return false;
   std::string list;
   for (const std::size_t i : columns) {
-    const std::string text = TextOf(i);
+    const std::string text = NumberOf(i);
     const std::string missing = IsMissing(i);
+    const std::string isCode =
+        columns_[i].isFormatted
+            ? fmt::format("regexp_full_match(trim({}, ' \t'), {})", TextOf(i), kLeadingZero)
+            : "false";
     // Any missing, any value, all values numbers, all values whole.
     list += fmt::format(
         "{0}coalesce(bool_or({1}), false), coalesce(bool_or({2} IS NOT NULL AND NOT {1}), false), "
-        "coalesce(bool_and({2} IS NULL OR {1} OR TRY_CAST({2} AS DOUBLE) IS NOT NULL), true), "
+        "coalesce(bool_and({2} IS NULL OR {1} OR (NOT {4} AND TRY_CAST({2} AS DOUBLE) IS NOT "
+        "NULL)), "
+        "true), "
         "coalesce(bool_and({2} IS NULL OR {1} OR ({3} AND TRY_CAST({2} AS BIGINT) IS NOT NULL)), "
         "true)",
-        list.empty() ? "" : ", ", missing, text, IsWhole(text));
+        list.empty() ? "" : ", ", missing, text, IsWhole(text), isCode);
   }
   const auto row = connection_.Rows(fmt::format("SELECT {} FROM {}", list, relation)).front();
   bool changed = false;
@@ -134,6 +158,33 @@ void TypedView::TakeNumbers(const std::string& relation) {
   for (std::size_t k = 0; k < numbers.size(); ++k) columns_[numbers[k]].isText = IsTrue(row[k]);
 }
 
+std::vector<std::pair<std::string, std::string>> TypedView::GroupedColumns(
+    std::int64_t rows) const {
+  std::vector<RawColumn> asText = columns_;
+  std::vector<std::size_t> decimals;
+  std::string list;
+  for (std::size_t i = 0; i < asText.size(); ++i) {
+    asText[i].isText = true;
+    if (columns_[i].type != kNumber || columns_[i].isFormatted) continue;
+    decimals.push_back(i);
+    const std::string text = fmt::format("trim({}, ' \t')", TextOf(i));
+    list += fmt::format(
+        "{0}CASE WHEN bool_and({1} IS NULL OR NOT contains({1}, '.') OR {3} OR "
+        "regexp_full_match({1}, {2})) THEN any_value({1}) FILTER (regexp_full_match({1}, {2})) END",
+        list.empty() ? "" : ", ", text, kGrouped, IsMissing(i));
+  }
+  if (decimals.empty()) return {};
+  const auto row = connection_
+                       .Rows(fmt::format("SELECT {} FROM (SELECT * FROM {} LIMIT {})", list,
+                                         relation_(asText, ""), rows))
+                       .front();
+  std::vector<std::pair<std::string, std::string>> grouped;
+  for (std::size_t k = 0; k < decimals.size(); ++k) {
+    if (row[k]) grouped.emplace_back(columns_[decimals[k]].name, *row[k]);
+  }
+  return grouped;
+}
+
 bool TypedView::ReadAsText() {
   bool changed = false;
   for (RawColumn& column : columns_) {
@@ -163,7 +214,7 @@ std::string TypedView::IsUnreadable(std::size_t column, const std::string& type)
   const RawColumn& raw = columns_[column];
   const std::string text = TextOf(column);
   const std::string value =
-      raw.dateFormat.empty() ? text
+      raw.dateFormat.empty() ? CastText(column, type)
                              : fmt::format("try_strptime({}, {})", text, QuoteText(raw.dateFormat));
   return fmt::format("({} IS NOT NULL AND NOT {} AND TRY_CAST({} AS {}) IS NULL)", text,
                      IsMissing(column), value, type);
@@ -184,12 +235,12 @@ std::optional<std::size_t> TypedView::FindUnreadable(const std::vector<std::size
   for (const std::size_t i : columns) {
     const bool isWhole = columns_[i].type == kWhole;
     missing_.SetWholeNumbers(first_ + i, false);
-    list +=
-        fmt::format("{}bool_or({}), {}", list.empty() ? "" : ", ",
-                    IsUnreadable(i, isWhole ? kNumber : columns_[i].type),
-                    isWhole ? fmt::format("bool_or({} OR coalesce(NOT {} AND NOT {}, false))",
-                                          IsUnreadable(i, kWhole), IsMissing(i), IsWhole(TextOf(i)))
-                            : "false");
+    list += fmt::format(
+        "{}bool_or({}), {}", list.empty() ? "" : ", ",
+        IsUnreadable(i, isWhole ? kNumber : columns_[i].type),
+        isWhole ? fmt::format("bool_or({} OR coalesce(NOT {} AND NOT {}, false))",
+                              IsUnreadable(i, kWhole), IsMissing(i), IsWhole(NumberOf(i)))
+                : "false");
   }
   const auto row = connection_.Rows(fmt::format("SELECT {} FROM {}", list, From())).front();
   std::optional<std::size_t> unreadable;
@@ -223,15 +274,17 @@ void TypedView::RefuseValue(std::size_t column) {
                              numbered, row, QuoteText(file)))
            .front()
            .front();
-  const bool isNumber = isWhole || columns_[column].type == kNumber;
+  const RawColumn& raw = columns_[column];
+  const bool isNumber = isWhole || raw.type == kNumber;
   throw Error(
       ExitCode::kBadInput,
-      fmt::format("{0}: the value '{1}' of '{2}' in row {3} is not {4}, as those before it are. If "
-                  "it stands for a missing value, name it with --na {5}; else read the column as "
-                  "text with --sql.",
-                  file, *found[2], columns_[column].name, rowInFile,
-                  isNumber ? "a number" : fmt::format("of the type {}", columns_[column].type),
-                  QuoteText(*found[2])));
+      fmt::format("{0}: the value '{1}' of '{2}' in row {3} is not {4}, {6}. If it stands for a "
+                  "missing value, name it with --na {5}; else read the column as text with --types "
+                  "{2}=varchar.",
+                  file, *found[2], raw.name, rowInFile,
+                  isNumber ? "a number" : fmt::format("of the type {}", raw.type),
+                  QuoteText(*found[2]),
+                  raw.isDeclared ? "as --types demands" : "as those before it are"));
 }
 
 bool TypedView::Mend(const QueryError& error) {

@@ -5,10 +5,12 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/table/Connection.h"
 #include "host/table/MissingFunction.h"
+#include "host/table/NumberFormat.h"
 
 namespace qvhost {
 
@@ -30,6 +32,11 @@ struct RawColumn {
   /// A text of which it is not known yet whether all values are numbers once the missing strings
   /// are taken out.
   bool isOpen = false;
+  /// Whether its numbers are written in the format of the file, and not as DuckDB casts them.
+  bool isFormatted = false;
+  bool isDeclared = false;  ///< The user said what it is.
+  /// What becomes of signs of currency and percent in a formatted column.
+  NumberSigns signs = NumberSigns::kRefused;
   /// Whether somebody or something chose text for an open column: it becomes a number only if it
   /// has a missing string.
   bool isChosen = true;
@@ -68,6 +75,11 @@ class TypedView {
   /// Lets every column that comes as numbers come as text from now on; false when there is none.
   bool ReadAsText();
 
+  /// Columns of decimal numbers all of which, in the first `rows` rows, look like whole numbers
+  /// with points between thousands: 1.000, 12.500. Each with such a text.
+  [[nodiscard]] std::vector<std::pair<std::string, std::string>> GroupedColumns(
+      std::int64_t rows) const;
+
   /// After a query over the view that met a value which its column's type cannot hold, among the
   /// columns that it read: changes how or as what they are read if that mends it, and returns true.
   /// Else throws Error (kBadInput) that names file, row, column and value, or returns false when
@@ -80,6 +92,9 @@ class TypedView {
   void TakeNumbers(const std::string& relation);
   [[nodiscard]] std::string From() const { return relation_(columns_, ""); }
   [[nodiscard]] std::string TextOf(std::size_t column) const;
+  /// Its text as DuckDB casts numbers from it.
+  [[nodiscard]] std::string NumberOf(std::size_t column) const;
+  [[nodiscard]] std::string CastText(std::size_t column, const std::string& type) const;
   [[nodiscard]] std::string IsMissing(std::size_t column) const;
   [[nodiscard]] std::string Value(std::size_t column) const;
   [[nodiscard]] std::string IsUnreadable(std::size_t column, const std::string& type) const;

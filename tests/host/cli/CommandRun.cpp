@@ -51,6 +51,11 @@ CommandRun& CommandRun::OutputTo(std::string path) {
   return *this;
 }
 
+CommandRun& CommandRun::InputFrom(std::string path) {
+  inputPath_ = std::move(path);
+  return *this;
+}
+
 CommandRun& CommandRun::OutputClosed() {
   outputClosed_ = true;
   return *this;
@@ -143,6 +148,11 @@ void CommandRun::LimitPowers() const {
 /// In the child: becomes the command.
 void CommandRun::Exec() const {
   RedirectOutput();
+  if (!inputPath_.empty()) {
+    const int file = open(inputPath_.c_str(), O_RDONLY);
+    if (file < 0 || dup2(file, STDIN_FILENO) < 0) _exit(kCannotRun);
+    close(file);
+  }
   if (!onTerminal_) Redirect(STDERR_FILENO, files_.File("err").c_str());
   if (!folder_.empty() && chdir(folder_.c_str()) != 0) _exit(kCannotRun);
   if (fileSizeLimit_) {

@@ -33,6 +33,8 @@ class CommandRun {
   CommandRun& In(const std::filesystem::path& folder);
   /// Sends standard output to a file or device; CommandResult::out stays empty.
   CommandRun& OutputTo(std::string path);
+  /// Starts with standard input from a file.
+  CommandRun& InputFrom(std::string path);
   /// Starts with standard output closed.
   CommandRun& OutputClosed();
   /// Sends standard output to a pipe that nobody reads.
@@ -69,6 +71,7 @@ class CommandRun {
 
   std::vector<std::string> arguments_;
   std::filesystem::path folder_;
+  std::string inputPath_;
   std::string outputPath_;
   bool outputClosed_ = false;
   bool brokenPipe_ = false;

@@ -180,8 +180,9 @@ TEST_F(CommandErrors, WeightThatIsText) {
 }
 
 TEST_F(CommandErrors, NoSuchTable) {
-  ExpectFailure(Fit("y ~ x", {"--table", "orders"}), kBadInput,
-                "--table is for a database file (.duckdb or .db), which 'rows.csv' is not.");
+  ExpectFailure(
+      Fit("y ~ x", {"--table", "orders"}), kBadInput,
+      "--table is for a database file (.duckdb, .sqlite or .db), which 'rows.csv' is not.");
   RunSql("ATTACH '" + folder_.File("shop.duckdb") +
          "' AS made; CREATE TABLE made.orders AS SELECT 1 AS y; CREATE TABLE made.users AS SELECT "
          "2 AS "

@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 
 #include "tests/host/cli/CommandRun.h"
+#include "tests/host/table/SqliteMaker.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvhost {
@@ -33,8 +34,13 @@ void MakeData(const qvtest::TempFolder& folder) {
   fs::create_hard_link(path / "keep.csv", path / "hard.csv");
   fs::create_directory_symlink(".", path / "here");
   fs::create_directory(path / "sub");
+  folder.Write("rows.bin", kRows);
+  WriteSqlite(
+      folder.File("shop.sqlite"),
+      "CREATE TABLE t(x INT, y REAL); INSERT INTO t VALUES (1, 2), (2, 3), (3, 5.5), (4, 6)");
   const std::string rows = "FROM '" + folder.File("keep.csv") + "'";
   const std::string prefix = folder.File("p-");
+  RunSql("COPY (" + rows + ") TO '" + folder.File("packed") + "' (FORMAT csv, COMPRESSION gzip)");
   RunSql("COPY (" + rows + ") TO '" + folder.File("rows.parquet") + "'; COPY (" + rows + ") TO '" +
          folder.File("rows.json") + "'; COPY (" + rows + ") TO '" + folder.File("rows.csv.gz") +
          "'; ATTACH '" + folder.File("shop.duckdb") + "' AS made; USE made; CREATE TABLE t AS " +
@@ -93,7 +99,8 @@ TEST_P(CommandOverwrite, IsRefused) {
     if (option == "--predictions" && !isTable) continue;
     Strings arguments = {"fit", "--formula", "y ~ x", option, output};
     for (const std::string& argument : GetParam().source) arguments.push_back(Placed(argument));
-    const CommandResult result = CommandRun(arguments).In(folder_->Path()).Run();
+    const CommandResult result =
+        CommandRun(arguments).In(folder_->Path()).InputFrom(folder_->File("keep.csv")).Run();
     EXPECT_EQ(result.exitCode, 2) << option;
     EXPECT_EQ(result.out, "") << option;
     EXPECT_TRUE(
@@ -158,6 +165,17 @@ const std::vector<Way>& Ways() {
       {"ViewOfAView", {"--data", "shop.duckdb", "--sql", "FROM vv"}, "keep.csv"},
       {"ViewOfAPattern", {"--data", "shop.duckdb", "--table", "several"}, "p-3.csv"},
       {"ViewOfAMacro", {"--data", "shop.duckdb", "--table", "computed"}, "p-1.csv"},
+      {"SecondOfSeveral", {"--data", "keep.csv", "p-2.csv"}, "p-2.csv"},
+      {"RepeatedOption", {"--data", "keep.csv", "--data", "p-*.csv"}, "p-3.csv"},
+      {"StandardInput", {"--data", "-"}, "keep.csv"},
+      {"StandardInputByPath", {"--data", "/dev/stdin"}, "hard.csv"},
+      {"Converted", {"--data", "keep.csv", "--encoding", "latin-1"}, "keep.csv"},
+      {"NamedFormat", {"--data", "rows.bin", "--format", "csv"}, "rows.bin"},
+      {"CompressedWithoutItsEnding", {"--data", "packed"}, "packed"},
+      {"Sqlite", {"--data", "shop.sqlite"}, "shop.sqlite"},
+      {"LogOfSqlite", {"--data", "shop.sqlite"}, "shop.sqlite-wal"},
+      {"JournalOfSqlite", {"--data", "shop.sqlite"}, "shop.sqlite-journal"},
+      {"QueryOfSqlite", {"--data", "shop.sqlite", "--sql", "FROM t"}, "shop.sqlite"},
       {"MacroOfAPattern", {"--data", "shop.duckdb", "--sql", "FROM reads('p-')"}, "p-3.csv"},
   };
   return kWays;

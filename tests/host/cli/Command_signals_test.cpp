@@ -107,6 +107,15 @@ TEST_P(CommandSignalsEach, EndAWaitForAPipeWithoutAWriter) {
   EXPECT_EQ(result.err, std::string(GetParam().sentence) + "\n");
 }
 
+TEST_P(CommandSignalsEach, EndAPipeWhoseWriterWaits) {
+  const std::string pipe = folder_.File("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  std::fstream writer(pipe);
+  writer << "y,x,g\n1,2,a\n" << std::flush;
+  const CommandResult result = Run({"--data", pipe}).SignalAfter(kStart, GetParam().signal).Run();
+  ExpectEnded(result, GetParam());
+}
+
 TEST_P(CommandSignalsEach, EndAPass) {
   ExpectEnded(Run({"--sql", kLongQuery}).SignalWhenShown("pass 1", GetParam().signal).Run(),
               GetParam());

@@ -24,10 +24,10 @@ using Texts = std::vector<std::string>;
 TEST(JsonReport, HasTheseNames) {
   const Json report = Json::parse(JsonReport(SampleFit()));
   EXPECT_EQ(Names(report),
-            (Texts{"model", "formula", "data", "dependent", "freq_weight", "regression_weight",
-                   "confidence", "records", "degrees_of_freedom", "library_degrees_of_freedom",
-                   "parameters", "fit", "warnings", "status"}));
-  EXPECT_EQ(Names(report["records"]), (Texts{"read", "used", "missing", "bad_weight",
+            (Texts{"model", "formula", "data", "where", "dependent", "freq_weight",
+                   "regression_weight", "confidence", "records", "degrees_of_freedom",
+                   "library_degrees_of_freedom", "parameters", "fit", "warnings", "status"}));
+  EXPECT_EQ(Names(report["records"]), (Texts{"read", "used", "left_out", "missing", "bad_weight",
                                              "missing_by_column", "missing_strings"}));
   EXPECT_EQ(Names(report["parameters"][0]),
             (Texts{"label", "levels", "covariates", "estimate", "std_error", "statistic", "p_value",
@@ -107,10 +107,10 @@ TEST(JsonReport, BytesThatAreNoTextAreReplaced) {
 TEST(JsonReportLogistic, HasTheseNames) {
   const Json report = Json::parse(JsonReport(SampleLogisticFit()));
   EXPECT_EQ(Names(report),
-            (Texts{"model", "formula", "data", "dependent", "freq_weight", "regression_weight",
-                   "confidence", "records", "degrees_of_freedom", "library_degrees_of_freedom",
-                   "reference", "dependent_levels", "parameters", "fit", "classification",
-                   "warnings", "status"}));
+            (Texts{"model", "formula", "data", "where", "dependent", "freq_weight",
+                   "regression_weight", "confidence", "records", "degrees_of_freedom",
+                   "library_degrees_of_freedom", "reference", "dependent_levels", "parameters",
+                   "fit", "classification", "warnings", "status"}));
   EXPECT_EQ(Names(report["dependent_levels"][0]), (Texts{"level", "weight"}));
   EXPECT_EQ(Names(report["parameters"][0]),
             (Texts{"category", "label", "levels", "covariates", "estimate", "std_error",

@@ -77,7 +77,7 @@ TEST_F(CodeTableErrors, TellsWhereReadingStopped) {
   EXPECT_EQ(refused, file +
                          ": the value 'oops' of 'x' in row 60001 is not a number, as those before "
                          "it are. If it stands for a missing value, name it with --na 'oops'; else "
-                         "read the column as text with --sql.");
+                         "read the column as text with --types x=varchar.");
   EXPECT_EQ(Refused(OpenSql("SELECT (-1)::BIGINT AS x"), Ask("sqrt(x)")),
             "query: cannot take square root of a negative number.");
 }

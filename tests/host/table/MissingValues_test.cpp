@@ -198,7 +198,7 @@ TEST_F(MissingValues, ALateTextIsAnErrorThatSaysWhere) {
   EXPECT_EQ(refusal.text.substr(refusal.text.find("p2.csv")),
             "p2.csv: the value 'abc' of 'x' in row 50001 is not a number, as those before it are. "
             "If it stands for a missing value, name it with --na 'abc'; else read the column as "
-            "text with --sql.");
+            "text with --types x=varchar.");
   ExpectNumbers(Code(Path("p*.csv"), {"abc"}), "x: abc 1", kRows + kLateRow);
 }
 

@@ -29,8 +29,8 @@ TEST(QueryErrorTest, KnowsBadInputFromAFailedRun) {
   EXPECT_EQ(QueryError("Binder Error: x").Code(), ExitCode::kBadInput);
   EXPECT_EQ(QueryError("IO Error: x").Code(), ExitCode::kBadInput);
   EXPECT_EQ(QueryError("Out of Memory Error: x").Code(), ExitCode::kRunFailed);
-  EXPECT_TRUE(QueryError("Catalog Error: x").IsUnknownFormat());
-  EXPECT_FALSE(QueryError("Binder Error: x").IsUnknownFormat());
+  EXPECT_TRUE(QueryError("Invalid Input Error: This file is not utf-8 encoded.").IsEncoding());
+  EXPECT_FALSE(QueryError("Binder Error: x").IsEncoding());
 }
 
 }  // namespace

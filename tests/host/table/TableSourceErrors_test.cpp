@@ -51,12 +51,15 @@ TEST_F(TableSourceErrors, RefusesWhatCannotHoldATable) {
 
 TEST_F(TableSourceErrors, RefusesAnUnknownKindOfFile) {
   for (const char* name : {"x.dat", "x"}) {
-    const std::string file = WriteText(name, "x\n1\n");
+    const std::string file = WriteText(name, "\x01\x02\x03 no text");
     EXPECT_EQ(Refused({file, "", ""}),
-              fmt::format("The kind of '{0}' is not known from its name; say how to read it, such "
-                          "as --sql \"SELECT * FROM read_csv('{0}')\".",
+              fmt::format("The kind of '{0}' is known neither from its name nor from its first "
+                          "bytes; name it with --format csv, tsv, json, parquet, sqlite or duckdb.",
                           file));
   }
+  const std::string book = WriteText("x.xlsx", "PK\x03\x04 and so on");
+  EXPECT_EQ(Refused({book, "", ""}),
+            "'" + book + "' is a workbook of a spreadsheet program; save its sheet as CSV.");
 }
 
 TEST_F(TableSourceErrors, TellsWhyAFileCannotBeRead) {
@@ -103,7 +106,7 @@ TEST_F(TableSourceErrors, RefusesOptionsThatCannotGoTogether) {
   EXPECT_EQ(Refused({"x.duckdb", "t", "SELECT 1"}),
             "--table and --sql cannot go together; name the table in the query.");
   EXPECT_EQ(Refused({"x.csv", "t", ""}),
-            "--table is for a database file (.duckdb or .db), which 'x.csv' is not.");
+            "--table is for a database file (.duckdb, .sqlite or .db), which 'x.csv' is not.");
 }
 
 TEST_F(TableSourceErrors, QuotesDuckDbOnAWrongQuery) {

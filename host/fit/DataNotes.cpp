@@ -1,0 +1,177 @@
+#include "host/fit/DataNotes.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "host/Text.h"
+#include "host/table/ColumnCoders.h"
+#include "host/table/NumberFormat.h"
+
+namespace qvhost {
+namespace {
+
+bool IsCode(std::string_view text) {
+  return !text.empty() && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+}
+
+/// A number of which leading zeros are a part: 01234.
+bool HasLeadingZero(std::string_view text) { return text.size() > 1 && text.front() == '0'; }
+
+/// "DD.MM.YYYY" for "%d.%m.%Y".
+std::string DateText(std::string text) {
+  using Name = std::pair<std::string_view, std::string_view>;
+  constexpr std::array<Name, 9> kNames = {{{"%d", "DD"},
+                                           {"%m", "MM"},
+                                           {"%Y", "YYYY"},
+                                           {"%y", "YY"},
+                                           {"%H", "hh"},
+                                           {"%I", "hh"},
+                                           {"%M", "mm"},
+                                           {"%S", "ss"},
+                                           {"%p", "AM"}}};
+  for (const auto& [sign, name] : kNames) {
+    for (std::size_t at = text.find(sign); at != std::string::npos; at = text.find(sign)) {
+      text.replace(at, sign.size(), name);
+    }
+  }
+  return text;
+}
+
+/// Some of many levels, from all over the list.
+std::vector<std::string> Sample(const std::vector<std::string>& levels) {
+  constexpr std::size_t kMost = 20000;
+  const std::size_t step = levels.size() / kMost + 1;
+  std::vector<std::string> sample;
+  for (std::size_t i = 0; i < levels.size(); i += step) sample.push_back(levels[i]);
+  return sample;
+}
+
+/// Finds the notes. Borrows everything it is made of.
+class Notes {
+ public:
+  Notes(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
+        const TableSource& source)
+      : formula_(formula), binding_(binding), table_(table), source_(source) {}
+
+  std::vector<std::string> Find() {
+    FindColumns();
+    FindFile();
+    AddFactor(ModelBinding::kDependent, formula_.response);
+    for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
+      AddFactor(binding_.positions[i], formula_.variables[i]);
+    }
+    AddFormats();
+    AddGaps();
+    return std::move(notes_);
+  }
+
+ private:
+  void FindColumns() {
+    const auto add = [this](const Variable& variable) {
+      for (const ColumnUse& use : variable.columns) {
+        const std::string& name = use.found.name;
+        if (std::ranges::find(columns_, name) == columns_.end()) columns_.push_back(name);
+      }
+    };
+    add(formula_.response);
+    for (const Variable& variable : formula_.variables) add(variable);
+  }
+
+  [[nodiscard]] bool IsUsed(const std::string& column) const {
+    return std::ranges::find(columns_, column) != columns_.end();
+  }
+
+  void FindFile() {
+    const TextLayout* const layout = source_.Layout();
+    if (layout == nullptr) return;
+    if (!layout->hasHeader) {
+      notes_.push_back(
+          fmt::format("The data have no header, so their columns are called {} and so on. If the "
+                      "first row holds the names, add --header yes.",
+                      source_.Columns().front().name));
+    }
+    if (layout->hasShortRows) {
+      notes_.emplace_back(
+          "Some rows of the data have fewer values than the header has names; what they lack at "
+          "their end is missing.");
+    }
+    if (layout->skippedRows > 0) {
+      notes_.push_back(fmt::format(
+          "The first {} lines of the data were skipped, as they do not look like rows of "
+          "a table.",
+          layout->skippedRows));
+    }
+  }
+
+  /// A text that is a factor for no other reason.
+  void AddFactor(int position, const Variable& variable) {
+    const CodedColumn& column = table_.Columns()[static_cast<std::size_t>(position)];
+    if (!column.isText || variable.asFactor || variable.form != Variable::Form::kColumn) return;
+    const std::vector<std::string>& levels = column.levels;
+    if (const auto reading = FindReading(Sample(levels))) {
+      notes_.push_back(fmt::format("'{}' is text and so a factor, but {}", column.label,
+                                   DisguiseText(*reading, source_, column.label)));
+      return;
+    }
+    const auto code = std::ranges::find_if(levels, HasLeadingZero);
+    if (levels.size() < 2 || code == levels.end() || !std::ranges::all_of(levels, IsCode)) return;
+    notes_.push_back(
+        fmt::format("'{0}' is taken as codes and so as a factor, since values such as '{1}' begin "
+                    "with a zero.{2}",
+                    column.label, *code,
+                    source_.Layout() == nullptr
+                        ? ""
+                        : fmt::format(" For numbers, add --types {}=integer.", column.label)));
+  }
+
+  void AddFormats() {
+    const TextLayout* const layout = source_.Layout();
+    if (layout == nullptr) return;
+    for (const TextLayout::Dates& dates : layout->dates) {
+      if (!IsUsed(dates.column)) continue;
+      notes_.push_back(
+          fmt::format("The dates of '{0}' are read as {1}. If they are otherwise, add --types "
+                      "{0}=varchar and write strptime({0}, ...) in the formula.",
+                      dates.column, DateText(dates.format)));
+    }
+    for (const TextLayout::Grouped& grouped : layout->grouped) {
+      if (!IsUsed(grouped.column)) continue;
+      notes_.push_back(
+          fmt::format("The values of '{}', such as '{}', are read with a decimal point. If points "
+                      "separate thousands in them, add --decimal , --thousands .",
+                      grouped.column, grouped.example));
+    }
+  }
+
+  void AddGaps() {
+    const std::vector<std::vector<std::string>> without = source_.FilesWithout(columns_);
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      if (without[i].empty()) continue;
+      notes_.push_back(fmt::format("'{}' is no column of {} and missing in all {} rows.",
+                                   columns_[i], NameList(without[i]),
+                                   without[i].size() == 1 ? "its" : "their"));
+    }
+  }
+
+  const Formula& formula_;
+  const ModelBinding& binding_;
+  const CodedTable& table_;
+  const TableSource& source_;
+  std::vector<std::string> columns_;
+  std::vector<std::string> notes_;
+};
+
+}  // namespace
+
+std::vector<std::string> DataNotes(const Formula& formula, const ModelBinding& binding,
+                                   const CodedTable& table, const TableSource& source) {
+  return Notes(formula, binding, table, source).Find();
+}
+
+}  // namespace qvhost

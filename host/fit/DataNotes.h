@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/fit/ModelBinding.h"
+#include "host/formula/Formula.h"
+#include "host/table/CodedTable.h"
+#include "host/table/TableSource.h"
+
+namespace qvhost {
+
+/// What was made of the data where that is easily not what was meant: numbers in disguise, codes
+/// with leading zeros, dates of an order of their own, a missing header, skipped lines, columns
+/// that not all files have. A sentence each, of the columns of the model alone. Throws Error
+/// (kBadInput) when a file cannot be looked at again.
+[[nodiscard]] std::vector<std::string> DataNotes(const Formula& formula,
+                                                 const ModelBinding& binding,
+                                                 const CodedTable& table,
+                                                 const TableSource& source);
+
+}  // namespace qvhost

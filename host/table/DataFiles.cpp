@@ -1,0 +1,375 @@
+#include "host/table/DataFiles.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <system_error>
+
+#include <fmt/format.h>
+
+#include "host/Error.h"
+#include "host/Text.h"
+#include "host/WholeFile.h"
+#include "host/table/Connection.h"
+#include "host/table/SpoolFile.h"
+
+namespace qvhost {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kMostNamesToCompare = 1000;
+constexpr std::size_t kMostNamesToShow = 3;
+constexpr std::size_t kChunk = std::size_t{1} << 20;
+constexpr const char* kStandardInput = "standard input";
+
+[[noreturn]] void Refuse(const std::string& message) { throw Error(ExitCode::kBadInput, message); }
+
+/// The neighbours of a file that does not exist.
+std::vector<std::string> NamesBeside(const fs::path& file) {
+  const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
+  std::vector<std::string> names;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    if (names.size() == kMostNamesToCompare) break;
+    names.push_back(entry->path().filename().string());
+  }
+  return names;
+}
+
+[[noreturn]] void RefuseMissing(const std::string& data) {
+  const fs::path path(data);
+  Refuse(fmt::format("The file '{}' does not exist.{}", data,
+                     DidYouMean(path.filename().string(), NamesBeside(path))));
+}
+
+bool IsStandardInput(const std::string& name) { return name == "-" || name == "/dev/stdin"; }
+
+bool IsPattern(const std::string& name) {
+  std::error_code error;
+  return name.find_first_of(kPatternCharacters) != std::string::npos && !fs::exists(name, error);
+}
+
+/// The files that a pattern matches, in DuckDB's order.
+std::vector<std::string> Matches(const std::string& pattern) {
+  Connection connection;
+  std::vector<std::string> files;
+  for (const auto& row :
+       connection.Rows(fmt::format("SELECT file FROM glob({})", QuoteText(pattern)))) {
+    files.push_back(row[0].value_or(""));
+  }
+  return files;
+}
+
+struct Closer {
+  void operator()(std::FILE* file) const noexcept {
+    std::fclose(file);  // NOLINT(*-owning-memory): this is what owns it
+  }
+};
+using Stream = std::unique_ptr<std::FILE, Closer>;
+
+Stream Open(const std::string& path, const std::string& name) {
+  Stream stream(std::fopen(path.c_str(), "rb"));
+  if (!stream) Refuse(fmt::format("'{}' cannot be opened ({}).", name, std::strerror(errno)));
+  return stream;
+}
+
+/// Reads what there is, until the chunk is full or the file ends.
+std::string ReadChunk(std::FILE* from, const std::string& name) {
+  std::string chunk(kChunk, '\0');
+  errno = 0;
+  chunk.resize(std::fread(chunk.data(), 1, chunk.size(), from));
+  if (std::ferror(from) != 0) {
+    Refuse(fmt::format("'{}' cannot be read ({}).", name, std::strerror(errno)));
+  }
+  return chunk;
+}
+
+bool HasByteOrderMark(std::string_view bytes) {
+  return bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
+}
+
+[[noreturn]] void RefuseCompressed(const std::string& name) {
+  Refuse(
+      fmt::format("'{0}' is compressed and in another encoding than UTF-8; unpack it first, as in "
+                  "gunzip -c '{0}' | qvreg fit --data - with the same options.",
+                  name));
+}
+
+[[noreturn]] void RefuseUnknown(const std::string& name, const FileKind& kind) {
+  if (kind.isWorkbook) {
+    Refuse(
+        fmt::format("'{}' is a workbook of a spreadsheet program; save its sheet as CSV.", name));
+  }
+  Refuse(
+      fmt::format("The kind of '{}' is known neither from its name nor from its first bytes; "
+                  "name it with --format csv, tsv, json, parquet, sqlite or duckdb.",
+                  name));
+}
+
+/// Writes the copy of a file, in UTF-8.
+class CopyWriter {
+ public:
+  CopyWriter(const std::string& path, std::string folder, TextEncoding encoding)
+      : folder_(std::move(folder)), to_(std::fopen(path.c_str(), "wb")), converter_(encoding) {
+    if (!to_) Fail();
+  }
+
+  void Write(std::string_view bytes, const std::string& name) {
+    text_.clear();
+    if (!converter_.Convert(bytes, text_)) {
+      Refuse(
+          fmt::format("The byte {} of '{}' is no character in the encoding that --encoding "
+                      "names; name another one.",
+                      converter_.Position() + 1, name));
+    }
+    if (std::fwrite(text_.data(), 1, text_.size(), to_.get()) != text_.size()) Fail();
+  }
+
+  void Finish(const std::string& name) {
+    if (!converter_.IsWhole()) Refuse(fmt::format("'{}' ends within a character.", name));
+    if (std::fflush(to_.get()) != 0) Fail();
+  }
+
+ private:
+  [[noreturn]] void Fail() const {
+    throw Error(ExitCode::kRunFailed,
+                fmt::format("The temporary file in the folder '{}' cannot be written ({}); name "
+                            "a folder with more room with --spool-dir.",
+                            folder_, std::strerror(errno)));
+  }
+
+  std::string folder_;
+  Stream to_;
+  Utf8Converter converter_;
+  std::string text_;
+};
+
+struct Use {
+  const char* option;
+  bool isGiven;
+  bool isAllowed;
+};
+
+}  // namespace
+
+void CheckFile(const std::string& data) {
+  std::error_code error;
+  const fs::file_status status = fs::status(data, error);
+  if (status.type() == fs::file_type::not_found) RefuseMissing(data);
+  if (fs::is_directory(status)) {
+    Refuse(fmt::format("'{}' is a folder; name a file in it, or a pattern such as '{}'.", data,
+                       (fs::path(data) / "*.csv").string()));
+  }
+  if (fs::is_regular_file(status) && fs::file_size(data, error) == 0 && !error) {
+    Refuse(fmt::format("The file '{}' is empty.", data));
+  }
+  if (!std::ifstream(data).is_open()) {
+    Refuse(fmt::format("The file '{}' cannot be opened; check that you may read it.", data));
+  }
+}
+
+DataFiles::DataFiles(const std::vector<std::string>& names, const ReadingOptions& options,
+                     const std::string& spoolDir)
+    : options_(options), spoolDir_(FolderForSpool(spoolDir)) {
+  for (const std::string& name : names) Add(name);
+  CheckOptions();
+}
+
+void DataFiles::Add(const std::string& name) {
+  if (name.find("://") != std::string::npos) {
+    Refuse(fmt::format("'{}' is not on this computer; download it and name the file.", name));
+  }
+  if (IsStandardInput(name) || IsDeviceOrPipe(name)) return AddPipe(name);
+  if (IsPattern(name)) return AddPattern(name);
+  AddPath(name);
+}
+
+void DataFiles::AddPipe(const std::string& name) {
+  if (!IsStandardInput(name)) {
+    const Stream from = Open(name, name);
+    return Copy(from.get(), name, name);
+  }
+  for (const File& file : files_) {
+    if (file.name == kStandardInput) Refuse("--data names standard input twice; name it once.");
+  }
+  Copy(stdin, kStandardInput, "/dev/stdin");
+}
+
+void DataFiles::AddPattern(const std::string& pattern) {
+  const std::vector<std::string> matches = Matches(pattern);
+  if (matches.empty()) Refuse(fmt::format("No file matches the pattern '{}'.", pattern));
+  const bool isConverted = options_.encoding && *options_.encoding != TextEncoding::kUtf8;
+  const FileFormat format = options_.format.value_or(FormatOfName(pattern));
+  const bool isPlain = format == FileFormat::kDelimited || format == FileFormat::kJson ||
+                       format == FileFormat::kParquet;
+  if (isConverted || !isPlain) {
+    for (const std::string& match : matches) AddPath(match);
+    return;
+  }
+  AgreeOn(format, pattern);
+  files_.push_back({pattern, pattern, "", pattern, true});
+}
+
+void DataFiles::AddPath(const std::string& name) {
+  CheckFile(name);
+  const bool isConverted = options_.encoding && *options_.encoding != TextEncoding::kUtf8;
+  const FileKind kind = LookAtFile(name, isConverted);
+  const FileFormat format = FormatOf(name, kind);
+  const bool isText = format == FileFormat::kDelimited || format == FileFormat::kJson;
+  if (isText && (isConverted || kind.isUtf16)) {
+    if (!kind.compression.empty()) RefuseCompressed(name);
+    const Stream from = Open(name, name);
+    return Copy(from.get(), name, name);
+  }
+  if (format == FileFormat::kUnknown) RefuseUnknown(name, kind);
+  AgreeOn(format, name);
+  if (!isText || kind.compression.empty() || IsCompressedName(name)) {
+    files_.push_back({name, PlainPattern(name), "", name});
+    return;
+  }
+  // DuckDB tells from the name that a file is compressed.
+  const std::string link = NewPath(kind.compression == "gzip" ? ".gz" : ".zst");
+  std::error_code error;
+  fs::create_symlink(fs::absolute(name, error), link, error);
+  if (error) Refuse(fmt::format("'{}' is compressed; rename it so that it ends in .gz.", name));
+  files_.push_back({name, PlainPattern(link), link, name});
+}
+
+void DataFiles::Copy(std::FILE* from, const std::string& name, const std::string& written) {
+  std::string chunk = ReadChunk(from, name);
+  if (chunk.empty()) {
+    const bool isStandard = name == kStandardInput;
+    Refuse(isStandard ? "Standard input is empty." : fmt::format("The pipe '{}' is empty.", name));
+  }
+  const bool hasMark = HasByteOrderMark(chunk);
+  const TextEncoding encoding =
+      options_.encoding.value_or(hasMark ? TextEncoding::kUtf16 : TextEncoding::kUtf8);
+  std::string path = NewPath("");
+  {
+    CopyWriter to(path, spoolDir_, encoding);
+    for (; !chunk.empty(); chunk = ReadChunk(from, name)) to.Write(chunk, name);
+    to.Finish(name);
+  }
+  const FileKind kind = LookAtFile(path, false);
+  if (!kind.compression.empty()) {
+    if (encoding != TextEncoding::kUtf8) RefuseCompressed(name);
+    const std::string packed = path + (kind.compression == "gzip" ? ".gz" : ".zst");
+    std::error_code error;
+    fs::rename(path, packed, error);
+    path = packed;
+  }
+  const FileFormat format = FormatOf(name, kind);
+  if (format == FileFormat::kUnknown) RefuseUnknown(name, kind);
+  AgreeOn(format, name);
+  files_.push_back({name, PlainPattern(path), path, written});
+}
+
+FileFormat DataFiles::FormatOf(const std::string& name, const FileKind& kind) const {
+  if (options_.format) return *options_.format;
+  if (kind.format == FileFormat::kSqlite) return kind.format;
+  const bool mayBeDatabase = Lower(fs::path(name).extension().string()) == ".db";
+  if (mayBeDatabase) return FileFormat::kDatabase;
+  const FileFormat named = FormatOfName(name);
+  return named == FileFormat::kUnknown ? kind.format : named;
+}
+
+void DataFiles::AgreeOn(FileFormat format, const std::string& name) {
+  const bool isFirst = files_.empty();
+  if (!isFirst && format != format_) {
+    Refuse(
+        fmt::format("--data names files of two formats: '{}' is {}, and '{}' is {}. Name files "
+                    "of one format, or join them with --sql.",
+                    files_.front().name, FormatText(format_), name, FormatText(format)));
+  }
+  format_ = format;
+  const bool isDatabase = format == FileFormat::kDatabase || format == FileFormat::kSqlite;
+  if (!isFirst && isDatabase) {
+    Refuse(fmt::format("A database is read alone, and --data names '{}' and '{}'; name one.",
+                       files_.front().name, name));
+  }
+}
+
+void DataFiles::CheckOptions() const {
+  const bool isDelimited = format_ == FileFormat::kDelimited;
+  const bool isText = isDelimited || format_ == FileFormat::kJson;
+  for (const Use& use : {Use{"--delim", !options_.delimiter.empty(), isDelimited},
+                         Use{"--header", options_.header.has_value(), isDelimited},
+                         Use{"--decimal", options_.decimal.has_value(), isDelimited},
+                         Use{"--thousands", !options_.thousands.empty(), isDelimited},
+                         Use{"--encoding", options_.encoding.has_value(), isText}}) {
+    if (!use.isGiven || use.isAllowed) continue;
+    Refuse(fmt::format("{} is for {} files; '{}' is {}.", use.option,
+                       std::string_view(use.option) == "--encoding" ? "text" : "CSV and TSV",
+                       files_.front().name, FormatText(format_)));
+  }
+  if (options_.types.empty() || isText || format_ == FileFormat::kSqlite) return;
+  Refuse(
+      fmt::format("--types is for text files and SQLite databases; '{}' is {}, whose columns "
+                  "have types. Write cast(x as double) in the formula.",
+                  files_.front().name, FormatText(format_)));
+}
+
+std::string DataFiles::NewPath(const std::string& ending) {
+  if (!folder_) {
+    std::error_code error;
+    folder_ = TemporaryFolder::Make(spoolDir_, error);
+    if (error) {
+      throw Error(ExitCode::kRunFailed,
+                  fmt::format("No temporary file can be made in the folder '{}' ({}); name another "
+                              "folder with --spool-dir.",
+                              spoolDir_, std::generic_category().message(error.value())));
+    }
+  }
+  ++copies_;
+  return (folder_->Path() / fmt::format("input-{}{}", copies_, ending)).string();
+}
+
+std::string DataFiles::Name() const {
+  std::string text;
+  for (std::size_t i = 0; i < std::min(files_.size(), kMostNamesToShow); ++i) {
+    text += (i == 0 ? "" : ", ") + files_[i].name;
+  }
+  if (files_.size() > kMostNamesToShow) {
+    text += fmt::format(" and {} more", files_.size() - kMostNamesToShow);
+  }
+  return text;
+}
+
+std::string DataFiles::Sql() const {
+  if (files_.size() == 1) return QuoteText(files_.front().path);
+  std::string list;
+  for (const File& file : files_) list += (list.empty() ? "" : ", ") + QuoteText(file.path);
+  return "[" + list + "]";
+}
+
+const std::string& DataFiles::Path() const {
+  const File& file = files_.front();
+  return file.copy.empty() ? file.name : file.copy;
+}
+
+bool DataFiles::AreSeveral() const { return files_.size() > 1 || files_.front().isPattern; }
+
+std::string DataFiles::WithNames(std::string text) const {
+  for (const File& file : files_) {
+    if (file.copy.empty()) continue;
+    for (std::size_t at = text.find(file.copy); at != std::string::npos;
+         at = text.find(file.copy, at + file.name.size())) {
+      text.replace(at, file.copy.size(), file.name);
+    }
+  }
+  return text;
+}
+
+void DataFiles::AddTo(InputFiles& inputs) const {
+  for (const File& file : files_) {
+    if (!file.isPattern) inputs.Add(file.written);
+  }
+}
+
+}  // namespace qvhost

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "host/table/ReadingOptions.h"
+
+namespace qvhost {
+
+/// What makes a pattern of a name.
+inline constexpr std::string_view kPatternCharacters = "*?[";
+
+/// The pattern of DuckDB's that matches the file of this name alone.
+[[nodiscard]] std::string PlainPattern(std::string_view path);
+
+/// Whether a name says that the file is compressed: `.gz` or `.zst`.
+[[nodiscard]] bool IsCompressedName(std::string_view name);
+
+/// The format that the ending of a name tells, compressed or not; kUnknown for any other ending.
+[[nodiscard]] FileFormat FormatOfName(std::string_view name);
+
+/// What the first bytes of a file tell. A plain value.
+struct FileKind {
+  FileFormat format = FileFormat::kUnknown;
+  std::string compression;  ///< `gzip` or `zstd`; then the format is that of what is inside.
+  bool isUtf16 = false;     ///< A mark of the byte order says so.
+  bool isWorkbook = false;  ///< Of a spreadsheet program.
+};
+
+/// Looks at the first bytes of a file; a text that is not JSON is taken for a delimited one. A file
+/// that cannot be read is of an unknown format. With `mayHoldZeros`, zero bytes are text, as in
+/// UTF-16.
+[[nodiscard]] FileKind LookAtFile(const std::string& path, bool mayHoldZeros);
+
+/// "a CSV file", "a Parquet file", ... for a sentence.
+[[nodiscard]] std::string_view FormatText(FileFormat format);
+
+}  // namespace qvhost

@@ -1,0 +1,228 @@
+// The options that say how data are read, and what the command says of data that are easily
+// misread.
+
+#include <filesystem>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/host/cli/CommandRun.h"
+#include "tests/host/table/SqliteMaker.h"
+#include "tests/support/TempFolder.h"
+
+namespace qvhost {
+namespace {
+
+using nlohmann::json;
+using Strings = std::vector<std::string>;
+
+/// 40 rows of a dependent `y` and another column, whose value in row i `value(i)` is.
+template <typename Value>
+std::string RowsOf(const std::string& header, const std::string& separator, Value value) {
+  std::string rows = header + "\n";
+  for (int i = 0; i < 40; ++i) {
+    rows += std::to_string(i * 7 % 31) + separator + value(i) + "\n";
+  }
+  return rows;
+}
+
+class CommandData : public ::testing::Test {
+ protected:
+  /// The notes of a fit, all of them in one text.
+  [[nodiscard]] std::string Notes(const std::string& rows, const Strings& options,
+                                  const std::string& formula = "y ~ x") const {
+    Strings arguments = {"--data", folder_.Write("rows.csv", rows), "--formula", formula};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    std::string notes;
+    const json fit = FitJson(arguments);
+    for (const json& note : fit["warnings"]) notes += note.get<std::string>() + "\n";
+    return notes;
+  }
+
+  /// The sentence that the command is refused with.
+  [[nodiscard]] std::string Refused(const Strings& options) const {
+    Strings arguments = {"fit", "--formula", "y ~ x"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const CommandResult result = CommandRun(arguments).In(folder_.Path()).Run();
+    EXPECT_EQ(result.exitCode, 2) << result.err;
+    EXPECT_EQ(result.out, "");
+    return result.err.substr(0, result.err.find('\n'));
+  }
+
+  static void ExpectHas(const std::string& text, const std::string& part) {
+    EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+  }
+
+  qvtest::TempFolder folder_;
+};
+
+TEST_F(CommandData, AGermanExport) {
+  const std::string file = QVREG_TEST_DATA "/../host/table/data/german.csv";
+  const Strings read = {
+      "--data", file,          "--encoding", "windows-1252", "--decimal",
+      ",",      "--thousands", ".",          "--types",      "Kosten (€)=double,Anteil=double"};
+  Strings arguments = read;
+  arguments.insert(arguments.end(), {"--formula", "Umsatz ~ `Kosten (€)` + Anteil + `Stück`"});
+  const json fit = FitJson(arguments);
+  EXPECT_EQ(fit["records"]["used"], 60);
+  // lm() of R 4.2.2.
+  EXPECT_NEAR(ParameterOf(fit, "Kosten (€)")["estimate"].get<double>(), 2.9810792892084268, 1e-12);
+  EXPECT_NEAR(ParameterOf(fit, "Stück")["estimate"].get<double>(), 0.9090777664082033, 1e-11);
+}
+
+TEST_F(CommandData, NumbersInDisguiseAreNamed) {
+  const auto value = [](int i) { return std::to_string(i % 9) + "," + std::to_string(i % 10); };
+  const std::string rows = RowsOf("y;x", ";", value);
+  ExpectHas(Notes(rows, {}),
+            "'x' is text and so a factor, but 100 % of its values read as numbers "
+            "with a decimal comma, such as '0,0': add --decimal , to read them as "
+            "such.\n");
+  EXPECT_EQ(Notes(rows, {"--decimal", ","}), "");
+  ExpectHas(Notes(RowsOf("y,x", ",", [](int i) { return "$" + std::to_string(i % 9); }), {}),
+            "numbers with a sign of currency, such as '$0': add --types x=double");
+}
+
+TEST_F(CommandData, ADependentInDisguiseIsRefusedWithTheOption) {
+  std::string rows = "y;x\n";
+  for (int i = 0; i < 60; ++i)
+    rows += std::to_string(i) + ",5;" + std::to_string(i * 7 % 31) + "\n";
+  folder_.Write("rows.csv", rows);
+  ExpectHas(Refused({"--data", "rows.csv"}),
+            "hardly meant as a category. 100 % of its values read as numbers with a decimal comma, "
+            "such as '0,5': add --decimal , to read them as such.");
+  folder_.Write("weights.csv", RowsOf("y;x", ";", [](int i) { return std::to_string(i) + ",5"; }));
+  ExpectHas(Refused({"--data", "weights.csv", "--freq-weight", "x"}),
+            "'x' must be a number, but it is text (VARCHAR), such as '0,5'. 100 % of its values");
+}
+
+TEST_F(CommandData, InAQueryNumbersInDisguiseNeedAnExpression) {
+  const json fit =
+      FitJson({"--sql", "SELECT range % 7 AS y, (range % 5) || ',5' AS x FROM range(40)",
+               "--formula", "y ~ x"});
+  ExpectHas(fit["warnings"].dump(),
+            "make numbers of them in --sql, such as CAST(replace(x, ',', '.')");
+}
+
+TEST_F(CommandData, CodesDatesAndThousandsAreNamed) {
+  const auto zip = [](int i) { return std::string(i % 2 == 0 ? "01234" : "10115"); };
+  ExpectHas(Notes(RowsOf("y,x", ",", zip), {}),
+            "'x' is taken as codes and so as a factor, since values such as '01234' begin with a "
+            "zero. For numbers, add --types x=integer.\n");
+  EXPECT_EQ(Notes(RowsOf("y,x", ",", zip), {"--types", "x=integer"}), "");
+  const auto date = [](int i) { return "0" + std::to_string(1 + i % 9) + "/02/2024"; };
+  ExpectHas(Notes(RowsOf("y,d", ",", date), {}, "y ~ day(d)"), "The dates of 'd' are read as ");
+  const auto grouped = [](int i) { return std::to_string(1 + i % 9) + ".000"; };
+  ExpectHas(Notes(RowsOf("y;x", ";", grouped), {}),
+            "The values of 'x', such as '1.000', are read with a decimal point. If points separate "
+            "thousands in them, add --decimal , --thousands .\n");
+}
+
+TEST_F(CommandData, TheFormOfTheFileIsNamed) {
+  const auto number = [](int i) { return std::to_string(i); };
+  ExpectHas(Notes(RowsOf("1", ",", number).substr(2), {}, "column0 ~ column1"),
+            "The data have no header, so their columns are called column0 and so on.");
+  ExpectHas(Notes("made by me\n\n" + RowsOf("y,x", ",", number), {}),
+            "The first 2 lines of the data were skipped");
+  ExpectHas(Notes(RowsOf("y,x", ",", number) + "5\n", {}), "have fewer values than the header");
+}
+
+TEST_F(CommandData, AColumnThatAFileLacksIsNamed) {
+  folder_.Write("a.csv", RowsOf("y,x", ",", [](int i) { return std::to_string(i); }));
+  folder_.Write("b.csv", "y\n1\n2\n");
+  for (const Strings& data :
+       {Strings{"--data", folder_.File("a.csv"), folder_.File("b.csv")},
+        Strings{"--data", folder_.File("a.csv"), "--data", folder_.File("b.csv")},
+        Strings{"--data", folder_.File("[ab].csv")}}) {
+    Strings arguments = data;
+    arguments.insert(arguments.end(), {"--formula", "y ~ x"});
+    const json fit = FitJson(arguments);
+    EXPECT_EQ(fit["records"]["used"], 40);
+    EXPECT_EQ(fit["warnings"][0],
+              "'x' is no column of '" + folder_.File("b.csv") + "' and missing in all its rows.");
+  }
+}
+
+TEST_F(CommandData, StandardInput) {
+  const std::string rows =
+      folder_.Write("rows.csv", RowsOf("y,x", ",", [](int i) { return std::to_string(i); }));
+  for (const char* name : {"-", "/dev/stdin"}) {
+    const CommandResult result =
+        CommandRun({"fit", "--data", name, "--formula", "y ~ x"}).InputFrom(rows).Run();
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    ExpectHas(result.out, "Data       standard input\n");
+    ExpectHas(result.out, "40 read, 40 used");
+  }
+  const CommandResult empty =
+      CommandRun({"fit", "--data", "-", "--formula", "y ~ x"}).InputFrom("/dev/null").Run();
+  EXPECT_EQ(empty.exitCode, 2);
+  EXPECT_EQ(empty.err, "qvreg: Standard input is empty.\n");
+  EXPECT_EQ(CommandRun({"fit", "--data", "-", "-", "--formula", "y ~ x"}).InputFrom(rows).Run().err,
+            "qvreg: --data names standard input twice; name it once.\n");
+}
+
+TEST_F(CommandData, StandardInputThatIsTooLongForTheDisk) {
+  std::string rows = "y,x\n";
+  for (int i = 0; i < 5000; ++i) rows += std::to_string(i * 7 % 31) + ",1\n";
+  const CommandResult result =
+      CommandRun({"fit", "--data", "-", "--formula", "y ~ x", "--spool-dir", folder_.File("")})
+          .InputFrom(folder_.Write("rows.csv", rows))
+          .FileSizeLimit(1000)
+          .Run();
+  EXPECT_EQ(result.exitCode, 1);
+  ExpectHas(result.err, "cannot be written (File too large); name a folder with more room with");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.Path()), {}), 1);
+}
+
+TEST_F(CommandData, ASqliteDatabase) {
+  WriteSqlite(
+      folder_.File("shop.sqlite"),
+      "CREATE TABLE t(y REAL, x INT); INSERT INTO t VALUES (1, 2), (2, 3), (2.5, 4), (4, 5); "
+      "CREATE TABLE u(z)");
+  EXPECT_EQ(Refused({"--data", "shop.sqlite"}),
+            "qvreg: The database 'shop.sqlite' has 2 tables; choose one with --table: t, u.");
+  const json fit = FitJson({"--data", folder_.File("shop.sqlite"), "--table", "t", "--where",
+                            "x < 5", "--formula", "y ~ x"});
+  EXPECT_EQ(fit["records"]["used"], 3);
+  EXPECT_EQ(ParameterOf(fit, "x")["estimate"], 0.75);
+}
+
+TEST_F(CommandData, WrongOptions) {
+  folder_.Write("r.csv", "y,x\n1,2\n");
+  struct Case {
+    Strings options;
+    std::string sentence;
+  };
+  for (const Case& wrong : std::vector<Case>{
+           {{"--encoding", "ebcdic"},
+            "--encoding 'ebcdic' is not known; it may be utf-8, latin-1, windows-1252 or utf-16."},
+           {{"--delim", ";;"}, "--delim takes one character, or tab; ';;' has 2."},
+           {{"--header", "maybe"}, "--header is yes or no, not 'maybe'."},
+           {{"--decimal", "x"}, "--decimal is a comma or a point, not 'x'."},
+           {{"--thousands", ".."},
+            "--thousands takes one character that is no digit or sign, such as . or a blank, not "
+            "'..'."},
+           {{"--thousands", "."},
+            "--thousands '.' is the decimal separator, too; name another one with --decimal ,."},
+           {{"--format", "xlsx"},
+            "--format 'xlsx' is none of csv, tsv, json, parquet, sqlite and duckdb."},
+           {{"--types", "z=double"}, "--types: there is no column 'z' in r.csv."},
+           {{"--types", "x"},
+            "--types is a list such as zip=varchar,price=double; 'x' is none of it."},
+           {{"--types", "x=quux"},
+            "--types: 'quux' of 'x' is no type; there are double, float, decimal(width, scale), "
+            "integer, bigint, text, boolean, date, time and timestamp."},
+           {{"--types", "x=double,X=date"}, "--types names 'X' twice; give it one type."},
+           {{"--delim", ""}, "--delim is empty; give it a value, or leave it out."}}) {
+    Strings options = {"--data", "r.csv"};
+    options.insert(options.end(), wrong.options.begin(), wrong.options.end());
+    EXPECT_EQ(Refused(options), "qvreg: " + wrong.sentence);
+  }
+  EXPECT_EQ(Refused({"--data", "r.csv", "."}),
+            "qvreg: '.' is a folder; name a file in it, or a pattern such as './*.csv'.");
+}
+
+}  // namespace
+}  // namespace qvhost
