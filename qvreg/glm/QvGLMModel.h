@@ -21,9 +21,10 @@
 /// Within, columns and dependent of unusual size are divided by powers of two (see QvColumnSizes);
 /// estimates, sums, mean and root mean square error are answered in the host's units.
 ///
-/// Calling order: Initialize, CreateParameters, SetScale and SetDependentMean, AddRecord per record,
-/// Sweep, ResidualStep per record, again while Refine answers true, Fit. Borrows the settings and the factor tables, which
-/// must outlive it; owns the matrix. Used from one thread at a time.
+/// Calling order: Initialize, CreateParameters, SetScale and SetDependentMean, AddRecord per
+/// record, Sweep, ResidualStep per record, again while Refine answers true, Fit. Borrows the
+/// settings and the factor tables, which must outlive it; owns the matrix. Used from one thread at
+/// a time.
 class QvGLMModel {
  public:
   /// The whole part of the square root of 2147483647, less 1: with more parameters the number of

@@ -1,4 +1,6 @@
 // Nesting: what a caller adds to an effect, and in which order.
+#include "host/formula/Terms.h"
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -6,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include "host/formula/Formula.h"
-#include "host/formula/Terms.h"
 
 namespace qvhost {
 namespace {
