@@ -90,7 +90,8 @@ TEST_P(CommandScale, PrintsTheirTestsInTheTable) {
 TEST_P(CommandScale, PredictsInTheUnitsOfTheData) {
   const auto& [formula, x, z, y] = GetParam();
   const qvtest::TempFolder folder;
-  const auto predictions = [&](const std::string& name, const std::string& query) {
+  const auto predictions = [&, &formula = formula](const std::string& name,
+                                                   const std::string& query) {
     const std::string path = (folder.Path() / name).string();
     std::vector<std::string> arguments = Arguments(query, formula);
     arguments.insert(arguments.end(), {"--predictions", path});

@@ -52,19 +52,19 @@ void ScriptedObjective::Stats_::GetCounts(int& validRows, int& invalidCalls, dou
   w = owner_.weight;
 }
 
-void ScriptedObjective::Stats_::GetMinMaxProbabilities(double& minObserved, double& maxObserved,
-                                                       double& minComputed) const {
-  minObserved = owner_.minObserved;
-  maxObserved = owner_.maxObserved;
-  minComputed = owner_.minComputed;
+void ScriptedObjective::Stats_::GetMinMaxProbabilities(double& lowest, double& highest,
+                                                       double& lowestOfAll) const {
+  lowest = owner_.minObserved;
+  highest = owner_.maxObserved;
+  lowestOfAll = owner_.minComputed;
 }
 
 void ScriptedObjective::Stats_::Display(bool llOnly) const {
   std::printf("scripted statistics %d\n", llOnly ? 1 : 0);
 }
 
-void ScriptedObjective::Handler_::SetStatsModel(IQvAccumStats* stats, const IQvRegModel* model) {
-  const bool areThose = stats == &owner_.stats_ && model == &owner_.model;
+void ScriptedObjective::Handler_::SetStatsModel(IQvAccumStats* stats, const IQvRegModel* ofModel) {
+  const bool areThose = stats == &owner_.stats_ && ofModel == &owner_.model;
   owner_.calls.emplace_back(areThose ? "set" : "set others");
 }
 

@@ -65,8 +65,8 @@ class ScriptedObjective {
     [[nodiscard]] const Doubles& GetScores() const override { return scores; }
     void GetHessian(QvCommon::QvSymMatrix& out) const override { out = information; }
     void GetCounts(int& validRows, int& invalidCalls, double& weight) const override;
-    void GetMinMaxProbabilities(double& minObserved, double& maxObserved,
-                                double& minComputed) const override;
+    void GetMinMaxProbabilities(double& lowest, double& highest,
+                                double& lowestOfAll) const override;
     [[nodiscard]] double GetStepAdjustmentFactor() const override { return owner_.stepAdjustment; }
     void Display(bool llOnly) const override;
 
@@ -82,7 +82,7 @@ class ScriptedObjective {
    public:
     explicit Handler_(ScriptedObjective& owner) : owner_(owner) {}
 
-    void SetStatsModel(IQvAccumStats* stats, const IQvRegModel* model) override;
+    void SetStatsModel(IQvAccumStats* stats, const IQvRegModel* ofModel) override;
     void ResetAccumStats(QvConst::QvEstimationMethod method, bool separationCheck) override;
     void CleanStatsModel() override { owner_.calls.emplace_back("clean"); }
     QvCommon::QvStatus ComputeStatsForOptimizer(bool llOnly) override;
