@@ -142,7 +142,8 @@ class NameFinder {
       if (isNamed) continue;
       if (hasParameters_ && NamesColumn(argument)) return;
       Json search = Parse("SELECT file FROM glob('')");
-      search["/statements/0/node/from_table/function/children"_json_pointer] = {argument};
+      search["/statements/0/node/from_table/function/children"_json_pointer] =
+          Json::array({argument});
       AddFiles(fmt::format("SELECT * FROM json_execute_serialized_sql({})",
                            QuoteText(search.dump(-1, ' ', false, Json::error_handler_t::ignore))));
       return;

@@ -26,10 +26,16 @@ template <std::size_t kPadding>
   return qvtest::FitSmallModel(type);
 }
 
-/// How many multiples of 16, the calling conventions' alignment, a cache line has; the sanitizer
-/// aligns its frames to 32.
+/// How many multiples of 16, the calling conventions' alignment, a cache line has; GCC's
+/// sanitizer aligns frames to 32, Clang's to 64.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr std::size_t kOffsets = 2;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr std::size_t kOffsets = 1;
+#else
+constexpr std::size_t kOffsets = 4;
+#endif
 #else
 constexpr std::size_t kOffsets = 4;
 #endif
