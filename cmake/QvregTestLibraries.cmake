@@ -30,6 +30,7 @@ endif()
 # divide its tests. Only what fails is printed, and how many ran.
 function(qvreg_add_test_program program shards)
   # Headers that take longer to read than most tests to compile.
+  target_link_libraries(${program} PRIVATE nlohmann_json::nlohmann_json)
   target_precompile_headers(${program} PRIVATE <gtest/gtest.h> <nlohmann/json.hpp>)
   # What is tested is optimized fully, its tests need not be.
   target_compile_options(${program} PRIVATE $<$<AND:$<CONFIG:Release>,$<NOT:$<CXX_COMPILER_ID:MSVC>>>:-O1>)
