@@ -26,7 +26,7 @@ struct Registry {
   std::vector<fs::path> paths;
 };
 
-Registry& Living() {
+Registry& ExistingFolders() {
   static Registry registry;
   return registry;
 }
@@ -77,7 +77,7 @@ void RemoveAbandoned(const fs::path& parent) noexcept try {
 std::optional<TemporaryFolder> TemporaryFolder::Make(const fs::path& parent,
                                                      std::error_code& error) {
   RemoveAbandoned(parent);
-  const std::lock_guard lock(Living().mutex);
+  const std::lock_guard lock(ExistingFolders().mutex);
   for (int i = 0; i < kMostNames; ++i) {
     const fs::path path = NewName(parent);
     error = MakePrivateFolder(path);
@@ -92,7 +92,7 @@ std::optional<TemporaryFolder> TemporaryFolder::Make(const fs::path& parent,
 
 TemporaryFolder::TemporaryFolder(fs::path path, OpenFolder folder)
     : path_(std::move(path)), folder_(std::move(folder)) {
-  Living().paths.push_back(path_);
+  ExistingFolders().paths.push_back(path_);
 }
 
 TemporaryFolder& TemporaryFolder::operator=(TemporaryFolder&& other) noexcept {
@@ -103,15 +103,15 @@ TemporaryFolder& TemporaryFolder::operator=(TemporaryFolder&& other) noexcept {
 
 TemporaryFolder::~TemporaryFolder() {
   if (!folder_.IsOpen()) return;
-  const std::lock_guard lock(Living().mutex);
+  const std::lock_guard lock(ExistingFolders().mutex);
   folder_.Remove(path_);
-  std::erase(Living().paths, path_);
+  std::erase(ExistingFolders().paths, path_);
 }
 
 void ExitWithoutTemporaries(int code) noexcept {
   // Stays locked: whoever wants another folder waits for the end.
-  Living().mutex.lock();
-  std::ranges::for_each(Living().paths, Remove);
+  ExistingFolders().mutex.lock();
+  std::ranges::for_each(ExistingFolders().paths, Remove);
   std::_Exit(code);
 }
 

@@ -68,7 +68,8 @@ void FitArguments::AddMissing() {
           fmt::format("A text that stands for a missing value, such as -999;\n"
                       "again for each. In place of the default for text files\n"
                       "(CSV, TSV, JSON), which is {}\n"
-                      "Where NA is a category: --na '' takes but empty values.\n"
+                      "Where NA is a category: with --na '' only empty values\n"
+                      "are missing.\n"
                       "Text columns of queries, databases and Parquet have\n"
                       "missing texts only if they are given here",
                       DefaultStrings()))

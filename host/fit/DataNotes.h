@@ -10,10 +10,10 @@
 
 namespace qvhost {
 
-/// What was made of the data where that is easily not what was meant: numbers in disguise, codes
+/// How the data were read, where a user may have meant something else: numbers in disguise, codes
 /// with leading zeros, dates of an order of their own, a missing header, skipped lines, columns
 /// that not all files have. A sentence each, of the columns of the model alone. Throws Error
-/// (kBadInput) when a file cannot be looked at again.
+/// (kBadInput) when a file cannot be read again.
 [[nodiscard]] std::vector<std::string> DataNotes(const Formula& formula,
                                                  const ModelBinding& binding,
                                                  const CodedTable& table,

@@ -130,7 +130,7 @@ CodedTable CodeTable(const TableSource& source, const std::vector<ColumnRequest>
       }
       throw;
     } catch (const QueryError& error) {
-      if (source.MendTypes(error)) continue;
+      if (source.CorrectTypes(error)) continue;
       throw Error(error.Code(), source.ReadingText(error));
     }
   }

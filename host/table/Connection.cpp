@@ -58,7 +58,7 @@ struct Registry {
   std::vector<duckdb_connection> connections;
 };
 
-Registry& Living() {
+Registry& OpenConnections() {
   static Registry registry;
   return registry;
 }
@@ -77,24 +77,30 @@ Connection::Connection(const std::string& databaseFile) : handles_(std::make_uni
   }
   Execute(kSessionSettings);
   // The last step: a constructor that throws would leave it there.
-  const std::lock_guard lock(Living().mutex);
-  Living().connections.push_back(handles_->connection.Get());
+  Register();
 }
 
-Connection::Connection(std::unique_ptr<Handles> handles) : handles_(std::move(handles)) {}
+Connection::Connection(std::unique_ptr<Handles> handles) : handles_(std::move(handles)) {
+  Register();
+}
+
+void Connection::Register() const {
+  const std::lock_guard lock(OpenConnections().mutex);
+  OpenConnections().connections.push_back(handles_->connection.Get());
+}
 
 std::unique_ptr<Connection> Connection::Another() const {
   auto handles = std::make_unique<Handles>();
   if (duckdb_connect(handles_->database.Get(), handles->connection.Out()) == DuckDBError) {
     throw Error(ExitCode::kRunFailed, "DuckDB gave no connection.");
   }
-  return std::unique_ptr<Connection>(new Connection(std::move(handles)));
+  return std::make_unique<Connection>(std::move(handles));
 }
 
 Connection::~Connection() {
   {
-    const std::lock_guard lock(Living().mutex);
-    std::erase(Living().connections, handles_->connection.Get());
+    const std::lock_guard lock(OpenConnections().mutex);
+    std::erase(OpenConnections().connections, handles_->connection.Get());
   }
   // Another connection leaves the threads to the owner of the database.
   if (!handles_->database) return;
@@ -146,8 +152,9 @@ void Connection::SetTempDirectory(const std::string& folder) {
 }
 
 void Connection::InterruptAll() noexcept {
-  const std::lock_guard lock(Living().mutex);
-  for (const duckdb_connection connection : Living().connections) duckdb_interrupt(connection);
+  const std::lock_guard lock(OpenConnections().mutex);
+  for (const duckdb_connection connection : OpenConnections().connections)
+    duckdb_interrupt(connection);
 }
 
 std::size_t Connection::CountStatements(const std::string& sql) {

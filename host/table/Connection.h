@@ -20,6 +20,12 @@ class Connection {
   /// Opens a database file for reading only, or an empty database in memory when `databaseFile` is
   /// empty.
   explicit Connection(const std::string& databaseFile = {});
+
+  /// DuckDB's own handles, for the sources of this folder.
+  struct Handles;
+  /// Takes over handles of a connection to another one's database, which must outlive this.
+  explicit Connection(std::unique_ptr<Handles> handles);
+
   ~Connection();
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -49,12 +55,11 @@ class Connection {
   /// query that starts at the same moment may miss it.
   static void InterruptAll() noexcept;
 
-  /// DuckDB's own handles, for the sources of this folder.
-  struct Handles;
   [[nodiscard]] const Handles& Raw() const { return *handles_; }
 
  private:
-  explicit Connection(std::unique_ptr<Handles> handles);
+  /// From now on InterruptAll reaches this connection.
+  void Register() const;
 
   /// DuckDB's names for its files are the same in every process: each needs a folder of its own.
   std::optional<TemporaryFolder> tempDirectory_;  ///< Outlives the database.

@@ -219,7 +219,7 @@ void DataFiles::AddPattern(const std::string& pattern) {
 void DataFiles::AddPath(const std::string& name) {
   CheckFile(name);
   const bool isConverted = options_.encoding && *options_.encoding != TextEncoding::kUtf8;
-  const FileKind kind = LookAtFile(name, isConverted);
+  const FileKind kind = InspectFile(name, isConverted);
   const FileFormat format = FormatOf(name, kind);
   const bool isText = format == FileFormat::kDelimited || format == FileFormat::kJson;
   if (isText && (isConverted || kind.isUtf16)) {
@@ -256,7 +256,7 @@ void DataFiles::Copy(std::FILE* from, const std::string& name, const std::string
     for (; !chunk.empty(); chunk = ReadChunk(from, name)) to.Write(chunk, name);
     to.Finish(name);
   }
-  const FileKind kind = LookAtFile(path, false);
+  const FileKind kind = InspectFile(path, false);
   if (!kind.compression.empty()) {
     if (encoding != TextEncoding::kUtf8) RefuseCompressed(name);
     const std::string packed = path + (kind.compression == "gzip" ? ".gz" : ".zst");

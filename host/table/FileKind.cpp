@@ -106,7 +106,7 @@ FileFormat FormatOfName(std::string_view name) {
   return found == kEndings.end() ? FileFormat::kUnknown : found->format;
 }
 
-FileKind LookAtFile(const std::string& path, bool mayHoldZeros) {
+FileKind InspectFile(const std::string& path, bool mayHoldZeros) {
   constexpr std::size_t kDuckDbMark = 8;
   const std::string bytes = FirstBytes(path);
   const std::string_view text = bytes;

@@ -7,7 +7,7 @@
 
 namespace qvhost {
 
-/// What makes a pattern of a name.
+/// Any of these makes a name a pattern of names.
 inline constexpr std::string_view kPatternCharacters = "*?[";
 
 /// The pattern of DuckDB's that matches the file of this name alone.
@@ -23,14 +23,14 @@ inline constexpr std::string_view kPatternCharacters = "*?[";
 struct FileKind {
   FileFormat format = FileFormat::kUnknown;
   std::string compression;  ///< `gzip` or `zstd`; then the format is that of what is inside.
-  bool isUtf16 = false;     ///< A mark of the byte order says so.
+  bool isUtf16 = false;     ///< It begins with a byte order mark of UTF-16.
   bool isWorkbook = false;  ///< Of a spreadsheet program.
 };
 
-/// Looks at the first bytes of a file; a text that is not JSON is taken for a delimited one. A file
+/// Inspects the first bytes of a file; a text that is not JSON is taken for a delimited one. A file
 /// that cannot be read is of an unknown format. With `mayHoldZeros`, zero bytes are text, as in
 /// UTF-16.
-[[nodiscard]] FileKind LookAtFile(const std::string& path, bool mayHoldZeros);
+[[nodiscard]] FileKind InspectFile(const std::string& path, bool mayHoldZeros);
 
 /// "a CSV file", "a Parquet file", ... for a sentence.
 [[nodiscard]] std::string_view FormatText(FileFormat format);

@@ -336,7 +336,7 @@ void TableSource::SettleTypes(const std::vector<std::string>& columns) {
   LearnColumns();
 }
 
-bool TableSource::MendTypes(const QueryError& error) const {
+bool TableSource::CorrectTypes(const QueryError& error) const {
   try {
     const bool isMended = sqlite_ ? sqlite_->Mend() : file_ && file_->Mend(error);
     if (isMended) ShowViews();

@@ -124,7 +124,7 @@ class TableSource {
   /// For the coder, after DuckDB refused a value: true when the column has got a type that holds
   /// all its values, so that reading may start again; false when no value of a file is to blame.
   /// Throws Error (kBadInput) that names file, row, column and value.
-  [[nodiscard]] bool MendTypes(const QueryError& error) const;
+  [[nodiscard]] bool CorrectTypes(const QueryError& error) const;
 
   /// For the coder: what to say when DuckDB failed while it read the table.
   [[nodiscard]] std::string ReadingText(const QueryError& error) const;

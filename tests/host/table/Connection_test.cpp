@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
@@ -59,24 +60,27 @@ TEST_F(ConnectionTest, NamesAFolderThatCannotHoldATempDirectory) {
                               "--spool-dir.");
 }
 
-TEST_F(ConnectionTest, AnotherThreadEndsItsQuery) {
+TEST_F(ConnectionTest, AnotherThreadEndsItsQueryAndThoseOfFurtherConnections) {
   Connection connection;
-  std::atomic<bool> isOver{false};
-  std::thread other([&isOver] {
-    while (!isOver) {
-      Connection::InterruptAll();
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-  });
-  const Refusal refusal = RefusalOf([&] {
-    connection.Execute(
-        "SELECT count(*) FROM range(1000000) a, range(1000000) b WHERE (a.range * b.range) % 7 = "
-        "3");
-  });
-  isOver = true;
-  other.join();
-  EXPECT_NE(refusal.text, Refusal().text);
-  EXPECT_EQ(connection.Rows("SELECT 42")[0][0], "42") << "it is as good as before";
+  const std::unique_ptr<Connection> further = connection.Another();
+  for (Connection* const queried : {&connection, further.get()}) {
+    std::atomic<bool> isOver{false};
+    std::thread other([&isOver] {
+      while (!isOver) {
+        Connection::InterruptAll();
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+      }
+    });
+    const Refusal refusal = RefusalOf([&] {
+      queried->Execute(
+          "SELECT count(*) FROM range(1000000) a, range(1000000) b WHERE (a.range * b.range) % 7 = "
+          "3");
+    });
+    isOver = true;
+    other.join();
+    EXPECT_NE(refusal.text, Refusal().text);
+    EXPECT_EQ(queried->Rows("SELECT 42")[0][0], "42") << "it is as good as before";
+  }
 }
 
 #ifdef __linux__
