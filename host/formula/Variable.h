@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,8 @@ struct Variable {
   std::string sql;
 
   bool asFactor = false;  ///< Wrapped in C(...): a factor whatever its type.
+  /// The level that the others are compared with, as in C(x, Treatment('a')); none: the usual one.
+  std::optional<std::string> base;
   Form form = Form::kColumn;
   std::vector<ColumnUse> columns;  ///< The columns it reads, in the order written; never empty.
   /// SQL of parts that may be NULL though no column is, as nullif(x, -99): the value is missing
