@@ -14,7 +14,8 @@ enum class ExitCode : int {
   kFitted = 0,  ///< The model was fitted and reported.
   /// The run failed: the data cannot carry the model, or a file cannot be written.
   kRunFailed = 1,
-  kBadInput = 2,  ///< Wrong usage, or data that cannot be read.
+  kBadInput = 2,      ///< Wrong usage, or data that cannot be read.
+  kNotConverged = 3,  ///< All was written, but the estimation did not converge (--strict).
 #ifdef SIGHUP
   kHungUp = kSignalBase + SIGHUP,  ///< The terminal was closed.
 #endif

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "host/fit/LevelOptions.h"
 #include "host/table/MissingStrings.h"
 #include "host/table/TableWriter.h"
 
@@ -102,6 +103,27 @@ void FitArguments::AddModel() {
       ->type_name("COLUMN")
       ->group(group);
   command_->add_flag("--no-intercept", noIntercept_, "Leave the intercept out")->group(group);
+  AddFactorLevels();
+}
+
+void FitArguments::AddFactorLevels() {
+  const auto add = [this](const char* name, std::vector<std::string>& texts, const char* help) {
+    return command_
+        ->add_option_function<std::string>(
+            name, [&texts](const std::string& text) { texts.push_back(text); }, help)
+        ->trigger_on_parse()
+        ->group("Model");
+  };
+  add("--base", options_.binding.bases,
+      "Level of a factor that its others are compared with,\n"
+      "such as species=Gentoo [the last]; again for each factor")
+      ->type_name("FACTOR=LEVEL");
+  add("--levels", options_.binding.levels,
+      "Order of a factor's levels, such as size=S,M,L; others\n"
+      "follow in their usual order, by value or by letters. A\n"
+      "level with a comma goes in double quotes. Again for each\n"
+      "factor; the dependent may be one")
+      ->type_name("FACTOR=LEVEL,...");
 }
 
 void FitArguments::AddInference() {
@@ -147,6 +169,11 @@ void FitArguments::AddOutput() {
       ->type_name("FILE")
       ->group(group);
   command_
+      ->add_flag("--strict", options_.strict,
+                 "Exit with 3 when the estimation does not converge; all\n"
+                 "output is written nevertheless")
+      ->group(group);
+  command_
       ->add_option("--spool-dir", options_.spoolDir,
                    "Folder for the temporary file, which takes 8 bytes for\n"
                    "each value of a column of the model")
@@ -163,7 +190,8 @@ void FitArguments::AddLevels() {
   OfLogistic(command_
                  ->add_option("--reference", options_.logistic.reference,
                               "Level of the dependent that the others are compared\n"
-                              "with, first or last [last]")
+                              "with, first or last [the first of two, so that 1 is\n"
+                              "compared with 0; the last of more]")
                  ->type_name("LEVEL"));
   CLI::Option* const inMemory = OfLogistic(command_->add_flag(
       "--in-memory", inMemory_, "Keep the records in memory [up to 128 MiB of values]"));
@@ -225,6 +253,14 @@ void FitArguments::CheckRanges() const {
   }
 }
 
+void FitArguments::CheckLevelOptions() const {
+  const auto check = [](const char* option, const std::vector<std::string>& texts) {
+    for (const std::string& text : texts) CheckLevelOption(option, text);
+  };
+  check("--base", options_.binding.bases);
+  check("--levels", options_.binding.levels);
+}
+
 void FitArguments::TakeModelKind() {
   if (model_ == "linear") options_.binding.model = ModelKind::kLinear;
   if (model_ == "logistic") options_.binding.model = ModelKind::kLogistic;
@@ -252,6 +288,7 @@ void FitArguments::TakeLogistic() {
 void FitArguments::Take() {
   data_.Take();
   CheckRanges();
+  CheckLevelOptions();
   TakeLogistic();
   TakeModelKind();
   TakeOptionsOfOneKind();

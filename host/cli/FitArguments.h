@@ -30,6 +30,7 @@ class FitArguments {
   void AddData();
   void AddMissing();
   void AddModel();
+  void AddFactorLevels();
   void AddInference();
   void AddLevels();
   void AddIterations();
@@ -38,6 +39,7 @@ class FitArguments {
   /// Adds the option to those that only a logistic model has.
   CLI::Option* OfLogistic(CLI::Option* option);
   void CheckRanges() const;
+  void CheckLevelOptions() const;
   void TakeLogistic();
   void TakeModelKind();
   void TakeOptionsOfOneKind();

@@ -1,5 +1,7 @@
 #include "host/cli/FitCommand.h"
 
+#include <fmt/format.h>
+
 #include "host/Error.h"
 #include "host/cli/StandardStreams.h"
 #include "host/fit/OutputFiles.h"
@@ -49,8 +51,16 @@ Examples:
   qvreg fit --data penguins.csv --formula "species ~ flipper_length" --predictions p.parquet
   qvreg fit --sql "SELECT * FROM 'a.csv' JOIN 'b.csv' USING (id)" --formula "y ~ x" --json -
 
-Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data; cancelled: 130 by Ctrl-C,
-143 by SIGTERM, 129 by SIGHUP. Files are written and replaced only when the run succeeds.)help";
+Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data, 3 fitted with --strict, but
+the estimation did not converge; cancelled: 130 by Ctrl-C, 143 by SIGTERM, 129 by SIGHUP. Files are
+written and replaced only when the exit code is 0 or 3.)help";
+
+void RequireConvergence(const FitResult& fit) {
+  if (!fit.logistic || fit.logistic->converged) return;
+  throw Error(ExitCode::kNotConverged,
+              fmt::format("The estimation did not converge: {} All output is written.",
+                          fit.logistic->ending));
+}
 
 }  // namespace
 
@@ -90,6 +100,7 @@ void FitCommand::FitAndReport(Interrupt& interrupt, InterruptWatch& watch) {
   // Before the files are replaced, so that a run that fails has replaced none.
   WriteStandardOutput(printsJson ? JsonReport(fit) : TextReport(fit));
   watch.RunLastStep([&outputs] { outputs.Commit(); });
+  if (options.strict) RequireConvergence(fit);
 }
 
 }  // namespace qvhost

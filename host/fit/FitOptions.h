@@ -9,11 +9,11 @@
 
 namespace qvhost {
 
-/// How to estimate a logistic model. The defaults are the library's own, but for the step-halvings:
-/// rare levels need more of them.
+/// How to estimate a logistic model. The defaults are the library's own, but for the reference and
+/// the step-halvings: rare levels need more of them.
 struct LogisticOptions {
   /// The level that the others are compared with: its text, "first" or "last" (of those that
-  /// occur; a level of that name takes precedence). Empty: the last.
+  /// occur; a level of that name takes precedence). Empty: the first of two, else the last.
   std::string reference;
   std::optional<bool> inMemory;  ///< Keep the records in memory; none: by their size.
   int maxIterations = 100;       ///< 0 or more.
@@ -48,6 +48,7 @@ struct FitOptions {
   std::string spoolDir;                    ///< Folder of the temporary file; empty: the system's.
   LogisticOptions logistic;
   std::string predictions;           ///< File for the predicted values; empty for none.
+  bool strict = false;               ///< An estimation that does not converge is a failure.
   std::vector<OfOneKind> ofOneKind;  ///< Those given, to refuse them for the other kind.
 };
 

@@ -27,11 +27,12 @@ struct LogisticFit {
   std::vector<DependentLevel> levels;  ///< In the library's order: the reference last.
   bool inMemory = false;               ///< Whether the records were kept in memory.
   int iterations = 0;
-  int stepHalvings = 0;    ///< Of all iterations together.
-  int outcomeCode = 0;     ///< The number of the library's outcome for how they all ended.
-  bool converged = false;  ///< Whether the estimates are the best there are.
-  std::string outcome;     ///< The same as a word: `parameters_converged`.
-  std::string ending;      ///< The same as a sentence.
+  int stepHalvings = 0;             ///< Of all iterations together.
+  int outcomeCode = 0;              ///< The number of the library's outcome for how they all ended.
+  bool converged = false;           ///< Whether the estimates are the best there are.
+  std::string outcome;              ///< The same as a word: `parameters_converged`.
+  std::string separation = "none";  ///< Found of the levels: `none`, `quasi` or `complete`.
+  std::string ending;               ///< The same as a sentence.
   std::optional<double> initialLogLikelihood;  ///< Of the intercepts alone.
   std::optional<double> logLikelihood;
   std::optional<double> logLikelihoodChange;  ///< The last one, a share or not as asked.

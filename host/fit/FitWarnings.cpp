@@ -109,7 +109,9 @@ std::vector<std::string> FitWarnings::Find() const {
   Sentences found;
   FindRecords(found);
   FindDependentLevels(found);
+  FindZerosAndOnes(found);
   FindFactors(found);
+  FindBases(found);
   for (std::string& warning : LevelWarnings(formula_, binding_, table_)) {
     found.push_back(std::move(warning));
   }
@@ -180,6 +182,32 @@ void FitWarnings::FindFactors(Sentences& found) const {
   }
 }
 
+void FitWarnings::FindBases(Sentences& found) const {
+  for (int factor = 0; factor < binding_.factorCount; ++factor) {
+    const auto position = static_cast<std::size_t>(factor + ModelBinding::kDependent + 1);
+    const std::vector<std::string>& levels = table_.Columns()[position].levels;
+    if (!binding_.columns[position].levels.base || levels.empty()) continue;
+    const QvFactorCounts::Counts& counts = *output_.GetFactorCounts().GetCountsPtr(factor);
+    std::size_t last = levels.size();
+    while (last > 0 && counts[last - 1].first <= 0.0) --last;
+    if (last == levels.size() || last == 0) continue;
+    found.push_back(fmt::format(
+        "The base '{}' of '{}' does not occur in the records used; '{}' takes its place.",
+        levels.back(), table_.Columns()[position].label, levels[last - 1]));
+  }
+}
+
+void FitWarnings::FindZerosAndOnes(Sentences& found) const {
+  if (result_.kind != ModelKind::kLinear || !binding_.isKindByType) return;
+  const CodedColumn& dependent = table_.Columns()[ModelBinding::kDependent];
+  const bool areBoth = dependent.lowest == 0.0 && dependent.highest == 1.0;
+  if (!areBoth || !dependent.areZerosAndOnes) return;
+  found.push_back(fmt::format(
+      "The dependent '{}' is 0 or 1 throughout and was taken as a number; for a logistic model of "
+      "it, add --model logistic.",
+      dependent.label));
+}
+
 long long FitWarnings::ParametersOf(std::size_t term) const {
   const bool intercept = !result_.parameters.empty() && result_.parameters.front().IsIntercept();
   const int effect = static_cast<int>(term) + (intercept ? 1 : 0);
@@ -234,31 +262,31 @@ void FitWarnings::FindRedundantCovariates(Sentences& found) const {
 }
 
 void FitWarnings::FindResidual(Sentences& found) const {
+  const ScaledEstimates scaled = ScaledEstimatesOf(output_);
+  const double meanSize =
+      std::ldexp(std::abs(output_.GetMeanValues().back()), -scaled.dependentExponent);
+  const double rSquare = result_.rSquare.value_or(0.0);
+  const bool isTiny = scaled.rmse && *scaled.rmse <= kRoundingShare * meanSize;
+  const bool isConstant = isTiny && rSquare == 0.0 && result_.records.used > 1;
+  if (isConstant) {
+    found.push_back("The dependent is the same in all records used; there is nothing to explain.");
+  }
   if (!(result_.degreesOfFreedom > 0.0)) {
     found.push_back(
         "The model has as many parameters as the data have records, so nothing is left to tell the "
         "error from: standard errors, t, p and limits do not exist. Give more records, leave out "
         "terms, or impose degrees of freedom with --df.");
-    return;
-  }
-  const ScaledEstimates scaled = ScaledEstimatesOf(output_);
-  if (!result_.rmse || !scaled.rmse) {
+  } else if (!result_.rmse || !scaled.rmse) {
     found.push_back(
         "The root mean square error is outside the range of floating-point numbers; rescale the "
         "dependent.");
+  } else if (isConstant) {
     return;
-  }
-  const double meanSize =
-      std::ldexp(std::abs(output_.GetMeanValues().back()), -scaled.dependentExponent);
-  const double rSquare = result_.rSquare.value_or(0.0);
-  const bool tiny = *scaled.rmse <= kRoundingShare * meanSize;
-  if (tiny && rSquare == 0.0) {
-    found.push_back("The dependent is the same in all records used; there is nothing to explain.");
   } else if (*scaled.rmse == 0.0) {
     found.push_back(
         "The fit is perfect: no residual is left, so standard errors are 0 and t and p do not "
         "exist.");
-  } else if (tiny || rSquare >= kPerfectRSquare) {
+  } else if (isTiny || rSquare >= kPerfectRSquare) {
     found.push_back(
         "The fit is essentially perfect; its standard errors, t and p may show nothing but "
         "rounding.");

@@ -35,6 +35,8 @@ class FitWarnings {
   void FindResidual(Sentences& found) const;
   void FindNearlyDependent(Sentences& found) const;
   void FindDependentLevels(Sentences& found) const;
+  void FindBases(Sentences& found) const;
+  void FindZerosAndOnes(Sentences& found) const;
 
   /// The number of parameters of a linear predictor: all, or those of one level of a logistic
   /// model.

@@ -9,6 +9,7 @@
 
 #include "host/Error.h"
 #include "host/Text.h"
+#include "host/fit/LevelOptions.h"
 #include "host/formula/FormulaError.h"
 #include "host/table/ColumnInfo.h"
 #include "host/table/Connection.h"
@@ -138,7 +139,10 @@ class Binder {
       binding_.isFactor.push_back(IsFactor(formula_.variables[i], infos_[i]));
     }
     CheckPowers();
-    PlaceColumns(!options.model);
+    binding_.isKindByType = !options.model;
+    const LevelOptions levels(options.bases, options.levels, formula_, binding_.isFactor,
+                              binding_.kind == ModelKind::kLogistic);
+    PlaceColumns(levels);
     binding_.freqWeight = PlaceWeight(options.freqWeight, "--freq-weight");
     binding_.regressionWeight = PlaceWeight(options.regressionWeight, "--regression-weight");
     return std::move(binding_);
@@ -223,7 +227,13 @@ class Binder {
 
   std::string ResponseSql() const { return ValueSql(formula_.response, responseInfo_, source_); }
 
-  ColumnRequest Dependent(bool isKindByType) const {
+  /// As the data write the values of a column of booleans.
+  BooleanTexts BooleansOf(const Variable& variable, const ColumnInfo& info) const {
+    if (info.kind != ColumnKind::kBoolean || variable.form != Variable::Form::kColumn) return {};
+    return source_.BooleansOf(variable.columns.front().found.name);
+  }
+
+  ColumnRequest Dependent(const LevelOptions& levels) const {
     const Variable& response = formula_.response;
     if (binding_.kind == ModelKind::kLinear) {
       return {response.label, ResponseSql(), Coding::kNumber};
@@ -232,30 +242,41 @@ class Binder {
     const bool isNumber = responseInfo_.kind == ColumnKind::kNumber && !response.asFactor;
     if (isNumber) request.maxLevels = kMostNumericLevels;
     const bool isText = responseInfo_.kind == ColumnKind::kText && !response.asFactor;
-    if (isText && isKindByType) {
+    if (isText && binding_.isKindByType) {
       request.maxLevels = kMostTextLevels;
       request.isByTypeOnly = true;
     }
+    request.levels = levels.OfDependent();
+    request.booleans = BooleansOf(response, responseInfo_);
     return request;
   }
 
-  void PlaceColumns(bool isKindByType) {
-    Place(Dependent(isKindByType));
+  void PlaceColumns(const LevelOptions& levels) {
+    Place(Dependent(levels));
     binding_.positions.assign(formula_.variables.size(), -1);
-    binding_.factorCount = PlaceVariables(true, Coding::kFactor);
-    binding_.covariateCount = PlaceVariables(false, Coding::kNumber);
+    for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
+      if (binding_.isFactor[i]) PlaceFactor(i, levels);
+    }
+    for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
+      if (!binding_.isFactor[i]) PlaceCovariate(i);
+    }
   }
 
-  int PlaceVariables(bool factors, Coding coding) {
-    int count = 0;
-    for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
-      if (binding_.isFactor[i] != factors) continue;
-      const Variable& variable = formula_.variables[i];
-      binding_.positions[i] = Place({factors ? PlainName(variable) : variable.label,
-                                     ValueSql(variable, infos_[i], source_), coding});
-      ++count;
-    }
-    return count;
+  void PlaceFactor(std::size_t i, const LevelOptions& levels) {
+    const Variable& variable = formula_.variables[i];
+    ColumnRequest request{PlainName(variable), ValueSql(variable, infos_[i], source_),
+                          Coding::kFactor};
+    request.levels = levels.Of(variable);
+    request.booleans = BooleansOf(variable, infos_[i]);
+    binding_.positions[i] = Place(std::move(request));
+    ++binding_.factorCount;
+  }
+
+  void PlaceCovariate(std::size_t i) {
+    const Variable& variable = formula_.variables[i];
+    binding_.positions[i] =
+        Place({variable.label, ValueSql(variable, infos_[i], source_), Coding::kNumber});
+    ++binding_.covariateCount;
   }
 
   int PlaceWeight(const std::string& name, const char* option) {

@@ -59,6 +59,9 @@ struct BindingOptions {
   std::optional<ModelKind> model;  ///< None: by the type of the dependent.
   std::string freqWeight;          ///< Column names.
   std::string regressionWeight;
+  std::vector<std::string> bases =
+      {};  ///< Each FACTOR=LEVEL: the level the others are compared with.
+  std::vector<std::string> levels = {};  ///< Each FACTOR=LEVEL,LEVEL,...: their order.
 };
 
 /// The positions of a formula's variables in the coded records. A plain value.
@@ -68,6 +71,7 @@ struct BindingOptions {
 /// with several roles stands there once for each.
 struct ModelBinding {
   ModelKind kind = ModelKind::kLinear;
+  bool isKindByType = true;            ///< And not asked for.
   std::vector<ColumnRequest> columns;  ///< One for each position of a record.
   std::vector<bool> isFactor;          ///< For each of Formula::variables.
   std::vector<int> positions;          ///< For each of Formula::variables.
@@ -85,8 +89,8 @@ struct ModelBinding {
 ///
 /// Throws FormulaError, which points into the formula, for an expression that makes no sense, a
 /// type that has no role, a power of a factor, and a dependent that does not suit the model; Error
-/// (kBadInput) for a weight column that does not exist (one that is no number is refused when the
-/// table is coded).
+/// (kBadInput) for a weight column or a factor of the options that does not exist (a weight that is
+/// no number, and a level that does not exist, are refused when the table is coded).
 [[nodiscard]] ModelBinding BindModel(const Formula& formula, const TableSource& source,
                                      const BindingOptions& options);
 

@@ -11,6 +11,7 @@
 
 #include <fmt/format.h>
 
+#include "host/Error.h"
 #include "host/fit/FitWarnings.h"
 #include "host/fit/OptimizationWarnings.h"
 #include "host/fit/Overflow.h"
@@ -123,6 +124,8 @@ class LogisticFitBuilder {
     fit.stepHalvings = ending_.stepHalvings;
     fit.outcomeCode = outcome;
     fit.outcome = OutcomeName(outcome);
+    if (outcome == kOptQuasiSeparation) fit.separation = "quasi";
+    if (outcome == kOptCompleteSeparation) fit.separation = "complete";
     const bool settled =
         outcome == kOptLLConverged || outcome == kOptParamConverged || outcome == kOptBothConverged;
     const bool nothingToIterate = outcome == kOptNoIterations && settings_.GetMaxIterations() > 0;
@@ -279,6 +282,11 @@ void ResultBuilder::AddWarnings(const FitOptions& options, FitResult& result) co
   const OptimizationWarnings endings(result, options.logistic, std::move(covariates),
                                      std::move(spans));
   for (std::string& warning : endings.Find()) result.warnings.push_back(std::move(warning));
+  if (!options.strict || result.logistic->converged) return;
+  result.warnings.push_back(
+      fmt::format("The estimation did not converge, so the command ends with exit code {}, as "
+                  "--strict demands.",
+                  static_cast<int>(ExitCode::kNotConverged)));
 }
 
 void ResultBuilder::AddStatus(FitResult& result) const {

@@ -129,6 +129,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   outputs.SetInputs(source.Inputs());
   outputs.Begin();
   RunSettings settings(formula, binding, table, options);
+  settings.SettleReference(table, interrupt);
   ModelRun run(settings.Get(), table, progress, interrupt);
   run.Build();
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);

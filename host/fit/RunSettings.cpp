@@ -1,15 +1,19 @@
 #include "host/fit/RunSettings.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <new>
 #include <numeric>
+#include <optional>
 
 #include <fmt/format.h>
 
 #include "host/Error.h"
-#include "host/Text.h"
+#include "host/fit/CountedRecordIterator.h"
 #include "host/formula/Terms.h"
+#include "host/table/LevelChoice.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvModelEffect.h"
 
@@ -37,13 +41,50 @@ bool FitsInMemory(const CodedTable& table) {
   return table.RecordCount() <= kMostBytesInMemory / recordBytes;
 }
 
-std::unique_ptr<QvRegSettings> LogisticSettings(const CodedTable& table,
+/// What the user chose of the reference, in the options or in the formula; empty for nothing.
+std::string ReferenceOf(const Formula& formula, const LogisticOptions& options) {
+  const std::optional<std::string>& base = formula.response.base;
+  if (!base || *base == options.reference) return options.reference;
+  if (options.reference.empty()) return *base;
+  throw Error(ExitCode::kBadInput,
+              fmt::format("The reference of '{}' is '{}' in the formula and '{}' in --reference; "
+                          "leave one of them out.",
+                          PlainName(formula.response), *base, options.reference));
+}
+
+/// How many levels of the dependent occur in the records used, 3 for more. Where the data have no
+/// more than two, all of them.
+std::size_t CountObserved(const CodedTable& table, const QvLogRegSettings& settings,
+                          const Interrupt& interrupt) {
+  constexpr std::size_t kMost = 3;
+  const std::size_t levels = table.Columns()[ModelBinding::kDependent].levels.size();
+  if (levels < kMost) return levels;
+  QvRegRecordValidator validator;
+  validator.SetRecordInfo(settings.GetVariableTypes(), settings.GetFactors(),
+                          settings.GetFactorSizes(), settings.GetDependentNCategs());
+  CountedRecordIterator records(table, {});
+  records.NewPass();
+  std::vector<bool> isObserved(levels, false);
+  std::size_t observed = 0;
+  while (const QvCommon::Record* record = records.Fetch(interrupt)) {
+    QvCommon::QvStatus status;
+    if (!validator.IsValidRecord(*record, status)) continue;
+    const auto level = static_cast<std::size_t>((*record)[ModelBinding::kDependent]);
+    if (isObserved[level]) continue;
+    isObserved[level] = true;
+    if (++observed == kMost) break;
+  }
+  return observed;
+}
+
+std::unique_ptr<QvRegSettings> LogisticSettings(const CodedTable& table, const Formula& formula,
                                                 const LogisticOptions& options) {
   auto settings = std::make_unique<QvLogRegSettings>();
   const CodedColumn& dependent = table.Columns()[ModelBinding::kDependent];
   // The library itself reports that one category is too few.
   const int levels = std::max(2, static_cast<int>(dependent.levels.size()));
-  Require(settings->SetDependentRefCat(FindReferenceLevel(options.reference, dependent), levels));
+  const std::string reference = ReferenceOf(formula, options);
+  Require(settings->SetDependentRefCat(FindReferenceLevel(reference, dependent), levels));
   Require(settings->SetMaxIterations(options.maxIterations));
   Require(settings->SetMaxStepHalvingValue(options.maxStepHalving));
   Require(settings->SetLLConCriterion(options.logLikelihoodCriterion));
@@ -59,25 +100,22 @@ std::unique_ptr<QvRegSettings> LogisticSettings(const CodedTable& table,
 
 int FindReferenceLevel(const std::string& reference, const CodedColumn& dependent) {
   if (reference.empty()) return QvLogRegSettings::kLastObserved;
-  const auto found = std::ranges::find(dependent.levels, reference);
-  if (found != dependent.levels.end()) return static_cast<int>(found - dependent.levels.begin());
+  if (const auto level = FindLevel(dependent.levels, reference)) return static_cast<int>(*level);
   if (reference == "last") return QvLogRegSettings::kLastObserved;
   if (reference == "first") return QvLogRegSettings::kFirstObserved;
-  std::string hint = DidYouMean(reference, dependent.levels);
-  if (hint.empty() && !dependent.levels.empty()) {
-    hint = " Its levels are " + NameList(dependent.levels) + ".";
-  }
   throw Error(ExitCode::kBadInput,
               fmt::format("'{}' has no level '{}' to be the --reference; give one of its levels, "
                           "first or last.{}",
-                          dependent.label, reference, hint));
+                          dependent.label, reference, LevelHint(dependent.levels, reference)));
 }
 
 RunSettings::RunSettings(const Formula& formula, const ModelBinding& binding,
                          const CodedTable& table, const FitOptions& options)
     : variables_(static_cast<std::size_t>(binding.factorCount + binding.covariateCount)),
-      settings_(binding.kind == ModelKind::kLogistic ? LogisticSettings(table, options.logistic)
-                                                     : std::make_unique<QvRegSettings>()) {
+      isReferenceChosen_(!options.logistic.reference.empty() || formula.response.base),
+      settings_(binding.kind == ModelKind::kLogistic
+                    ? LogisticSettings(table, formula, options.logistic)
+                    : std::make_unique<QvRegSettings>()) {
   std::iota(variables_.begin(), variables_.end(), ModelBinding::kDependent + 1);
   AddRoles(binding, table);
   for (const Term& term : formula.terms) {
@@ -88,6 +126,14 @@ RunSettings::RunSettings(const Formula& formula, const ModelBinding& binding,
   settings_->SetConfidenceLevel(options.confidence);
   if (options.degreesOfFreedom) settings_->SetDF(*options.degreesOfFreedom);
   Require(settings_->SetMaxRefinements(options.refine ? kMaxRefinements : 0));
+}
+
+void RunSettings::SettleReference(const CodedTable& table, const Interrupt& interrupt) {
+  auto* const logistic = dynamic_cast<QvLogRegSettings*>(settings_.get());
+  if (logistic == nullptr || isReferenceChosen_) return;
+  if (CountObserved(table, *logistic, interrupt) != 2) return;
+  Require(logistic->SetDependentRefCat(QvLogRegSettings::kFirstObserved,
+                                       logistic->GetDependentNCategs()));
 }
 
 void RunSettings::AddRoles(const ModelBinding& binding, const CodedTable& table) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/fit/FitOptions.h"
+#include "host/fit/Interrupt.h"
 #include "host/fit/ModelBinding.h"
 #include "host/formula/Formula.h"
 #include "host/table/CodedTable.h"
@@ -12,9 +13,9 @@
 
 namespace qvhost {
 
-/// The library's code of the reference level of a logistic model: that of the level `reference`, or
-/// one of the library's own codes for `first`, `last` and an empty text (the last). Throws Error
-/// (kBadInput) when the dependent has no such level, with the nearest one.
+/// The library's code of the reference level of a logistic model: that of the level `reference`
+/// (see FindLevel), or one of the library's own codes for `first`, `last` and an empty text (the
+/// last). Throws Error (kBadInput) when the dependent has no such level, with those that it has.
 [[nodiscard]] int FindReferenceLevel(const std::string& reference, const CodedColumn& dependent);
 
 /// The library's settings for a bound formula: roles of the record's positions, one effect for each
@@ -22,11 +23,18 @@ namespace qvhost {
 /// are built over; the copies in the settings and in components do without it.
 class RunSettings {
  public:
-  /// Throws Error (kBadInput) for a reference level that the dependent does not have.
+  /// Throws Error (kBadInput) for a reference level that the dependent does not have, and for one
+  /// in the options that differs from that in the formula.
   RunSettings(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
               const FitOptions& options);
   RunSettings(const RunSettings&) = delete;
   RunSettings& operator=(const RunSettings&) = delete;
+
+  /// Makes the first level of the dependent the reference of a logistic model when the user chose
+  /// none and two levels occur in the records used: so a model of 0 and 1 is one of 1. Reads the
+  /// table until a third level is met. Throws Cancelled when interrupted, Error (kRunFailed) when
+  /// the table cannot be read to its end.
+  void SettleReference(const CodedTable& table, const Interrupt& interrupt);
 
   [[nodiscard]] QvRegSettings& Get() { return *settings_; }
 
@@ -35,6 +43,7 @@ class RunSettings {
   void AddEffect(const Term& term, const ModelBinding& binding);
 
   std::vector<int> variables_;  ///< Positions of the factors, then of the covariates.
+  bool isReferenceChosen_;      ///< By the user.
   std::unique_ptr<QvRegSettings> settings_;
 };
 

@@ -77,6 +77,7 @@ Json LogisticFitJson(const LogisticFit& fit) {
           {"step_halvings", fit.stepHalvings},
           {"outcome", fit.outcome},
           {"outcome_code", fit.outcomeCode},
+          {"separation", fit.separation},
           {"converged", fit.converged},
           {"in_memory", fit.inMemory},
           {"loglik_initial", Number(fit.initialLogLikelihood)},

@@ -93,11 +93,10 @@ std::string Heading(const FitResult& fit) {
 std::string FitText(const FitResult& fit) {
   std::string text = fmt::format("R square {}, root mean square error {}\n",
                                  NumberText(fit.rSquare), NumberText(fit.rmse));
-  const std::string df = NumberText(fit.degreesOfFreedom, 12);
-  if (!fit.residualStdError) {
-    return text + fmt::format("No residual standard error on {} degrees of freedom\n", df);
-  }
-  return text + fmt::format("Residual standard error {} on {} degrees of freedom{}\n",
+  const std::string df = fmt::format("{} degree{} of freedom", NumberText(fit.degreesOfFreedom, 12),
+                                     fit.degreesOfFreedom == 1.0 ? "" : "s");
+  if (!fit.residualStdError) return text + fmt::format("No residual standard error on {}\n", df);
+  return text + fmt::format("Residual standard error {} on {}{}\n",
                             NumberText(fit.residualStdError), df,
                             fit.imposedDegreesOfFreedom ? " (imposed)" : "");
 }

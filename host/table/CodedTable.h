@@ -28,7 +28,8 @@ struct CodedColumn {
   /// Of a number that is not always missing: the lowest and the highest value.
   double lowest = std::numeric_limits<double>::infinity();
   double highest = -std::numeric_limits<double>::infinity();
-  std::int64_t missing = 0;  ///< Records in which the value is NULL or not a number (NaN).
+  bool areZerosAndOnes = true;  ///< Of a number: whether it has no other value.
+  std::int64_t missing = 0;     ///< Records in which the value is NULL or not a number (NaN).
 };
 
 /// A table as coded records in a temporary file, and what their positions mean.

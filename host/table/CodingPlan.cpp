@@ -76,12 +76,11 @@ LevelOrder OrderOf(const TypeInfo& type, duckdb_logical_type raw) {
 PlannedColumn PlanFactor(const ColumnRequest& request, const TypeInfo& type,
                          duckdb_logical_type raw, std::size_t maxLevels) {
   if (type.isFloating) {
-    return {
-        fmt::format("CAST(({}) AS DOUBLE)", request.sql),
-        std::make_unique<FloatFactorCoder>(request.label, type.id == DUCKDB_TYPE_FLOAT, maxLevels)};
+    return {fmt::format("CAST(({}) AS DOUBLE)", request.sql),
+            std::make_unique<FloatFactorCoder>(request, type.id == DUCKDB_TYPE_FLOAT, maxLevels)};
   }
-  return {AsText(request.sql), std::make_unique<TextFactorCoder>(request.label, OrderOf(type, raw),
-                                                                 type.kind, maxLevels)};
+  return {AsText(request.sql),
+          std::make_unique<TextFactorCoder>(request, OrderOf(type, raw), type.kind, maxLevels)};
 }
 
 PlannedColumn Plan(const TableSource& source, const ColumnRequest& request, duckdb_logical_type raw,

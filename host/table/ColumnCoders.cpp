@@ -132,6 +132,19 @@ LevelOrder ByList(const std::vector<std::string>& list) {
   };
 }
 
+void Arrange(const LevelChoice& choice, const std::string& label, std::vector<std::uint32_t>& order,
+             std::vector<std::string>& levels) {
+  if (choice.order.empty() && !choice.base) return;
+  std::vector<std::uint32_t> codes;
+  std::vector<std::string> texts;
+  for (const std::size_t place : ChosenOrder(choice, label, levels)) {
+    codes.push_back(order[place]);
+    texts.push_back(levels[place]);
+  }
+  order = std::move(codes);
+  levels = std::move(texts);
+}
+
 std::string PlainNumber(std::string text) {
   if (text.find('.') == std::string::npos) return text;
   text.erase(text.find_last_not_of('0') + 1);
@@ -157,6 +170,7 @@ void NumberCoder::Code(duckdb_vector values, idx_t rows, const RecordSlot& slot)
     column_.missing += isMissing ? 1 : 0;
     *target = isMissing ? QvMV::gMissingValue : number;
     if (isMissing) continue;
+    column_.areZerosAndOnes = column_.areZerosAndOnes && (number == 0.0 || number == 1.0);
     column_.lowest = std::min(column_.lowest, number);
     column_.highest = std::max(column_.highest, number);
   }
@@ -164,9 +178,10 @@ void NumberCoder::Code(duckdb_vector values, idx_t rows, const RecordSlot& slot)
 
 CodedColumn NumberCoder::Finish() { return std::move(column_); }
 
-FloatFactorCoder::FloatFactorCoder(const std::string& label, bool isSingle, std::size_t maxLevels)
-    : isSingle_(isSingle), maxLevels_(maxLevels) {
-  column_.label = label;
+FloatFactorCoder::FloatFactorCoder(const ColumnRequest& request, bool isSingle,
+                                   std::size_t maxLevels)
+    : choice_(request.levels), isSingle_(isSingle), maxLevels_(maxLevels) {
+  column_.label = request.label;
   column_.kind = CodedColumn::Kind::kFactor;
 }
 
@@ -199,21 +214,26 @@ double FloatFactorCoder::CodeOf(double value) {
 }
 
 CodedColumn FloatFactorCoder::Finish() {
-  const auto order = SortedOrder(
+  auto order = SortedOrder(
       levels_.size(), [this](std::uint32_t a, std::uint32_t b) { return levels_[a] < levels_[b]; });
-  finalCodes_ = FinalCodesOf(order);
   for (const std::uint32_t code : order) {
     const double level = levels_[code];
     column_.levels.push_back(isSingle_ ? fmt::format("{}", static_cast<float>(level))
                                        : fmt::format("{}", level));
   }
+  Arrange(choice_, column_.label, order, column_.levels);
+  finalCodes_ = FinalCodesOf(order);
   return std::move(column_);
 }
 
-TextFactorCoder::TextFactorCoder(const std::string& label, LevelOrder order, ColumnKind kind,
+TextFactorCoder::TextFactorCoder(const ColumnRequest& request, LevelOrder order, ColumnKind kind,
                                  std::size_t maxLevels)
-    : order_(std::move(order)), areNumbers_(kind == ColumnKind::kNumber), maxLevels_(maxLevels) {
-  column_.label = label;
+    : order_(std::move(order)),
+      choice_(request.levels),
+      booleans_(request.booleans),
+      kind_(kind),
+      maxLevels_(maxLevels) {
+  column_.label = request.label;
   column_.kind = CodedColumn::Kind::kFactor;
   column_.isText = kind == ColumnKind::kText;
 }
@@ -241,14 +261,19 @@ double TextFactorCoder::CodeOf(std::string_view text) {
   return static_cast<double>(next);
 }
 
+std::string TextFactorCoder::LevelText(const std::string& value) const {
+  if (kind_ == ColumnKind::kNumber) return PlainNumber(value);
+  if (kind_ != ColumnKind::kBoolean) return value;
+  return TruthOf(value) == true ? booleans_.yes : booleans_.no;
+}
+
 CodedColumn TextFactorCoder::Finish() {
-  const auto order = SortedOrder(levels_.size(), [this](std::uint32_t a, std::uint32_t b) {
+  auto order = SortedOrder(levels_.size(), [this](std::uint32_t a, std::uint32_t b) {
     return order_(*levels_[a], *levels_[b]);
   });
+  for (const std::uint32_t code : order) column_.levels.push_back(LevelText(*levels_[code]));
+  Arrange(choice_, column_.label, order, column_.levels);
   finalCodes_ = FinalCodesOf(order);
-  for (const std::uint32_t code : order) {
-    column_.levels.push_back(areNumbers_ ? PlainNumber(*levels_[code]) : *levels_[code]);
-  }
   return std::move(column_);
 }
 

@@ -93,6 +93,11 @@ template <typename Before>
   return codes;
 }
 
+/// Puts sorted levels, `order` by their provisional codes and `levels` for people, into the order
+/// that was chosen. Throws Error (kBadInput) as ChosenOrder does.
+void Arrange(const LevelChoice& choice, const std::string& label, std::vector<std::uint32_t>& order,
+             std::vector<std::string>& levels);
+
 /// Says which of two level texts comes first.
 using LevelOrder = std::function<bool(const std::string&, const std::string&)>;
 
@@ -128,7 +133,7 @@ class NumberCoder final : public ColumnCoder {
 class FloatFactorCoder final : public ColumnCoder {
  public:
   /// `isSingle`: the values were floats, and levels are written as such.
-  FloatFactorCoder(const std::string& label, bool isSingle, std::size_t maxLevels);
+  FloatFactorCoder(const ColumnRequest& request, bool isSingle, std::size_t maxLevels);
 
   void Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) override;
   [[nodiscard]] CodedColumn Finish() override;
@@ -138,6 +143,7 @@ class FloatFactorCoder final : public ColumnCoder {
   double CodeOf(double value);
 
   CodedColumn column_;
+  LevelChoice choice_;
   bool isSingle_;
   std::size_t maxLevels_;
   std::unordered_map<double, std::uint32_t> codes_;
@@ -150,8 +156,8 @@ class FloatFactorCoder final : public ColumnCoder {
 class TextFactorCoder final : public ColumnCoder {
  public:
   /// `kind`, of the values before they were made text: the levels of numbers, which are decimal
-  /// ones, are written without idle zeros.
-  TextFactorCoder(const std::string& label, LevelOrder order, ColumnKind kind,
+  /// ones, are written without idle zeros, those of booleans as the request says.
+  TextFactorCoder(const ColumnRequest& request, LevelOrder order, ColumnKind kind,
                   std::size_t maxLevels);
 
   void Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) override;
@@ -168,10 +174,14 @@ class TextFactorCoder final : public ColumnCoder {
   };
 
   double CodeOf(std::string_view text);
+  /// A value as a level for people.
+  [[nodiscard]] std::string LevelText(const std::string& value) const;
 
   CodedColumn column_;
   LevelOrder order_;
-  bool areNumbers_;
+  LevelChoice choice_;
+  BooleanTexts booleans_;
+  ColumnKind kind_;
   std::size_t maxLevels_;
   std::unordered_map<std::string, std::uint32_t, ViewHash, std::equal_to<>> codes_;
   std::vector<const std::string*> levels_;  ///< Keys of `codes_` by provisional code.

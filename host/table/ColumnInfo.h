@@ -5,6 +5,9 @@
 #include <string>
 #include <string_view>
 
+#include "host/table/Booleans.h"
+#include "host/table/LevelChoice.h"
+
 namespace qvhost {
 
 /// What the values of a column are, as far as coding them is concerned.
@@ -43,6 +46,8 @@ struct ColumnRequest {
   std::optional<std::size_t> maxLevels = std::nullopt;
   /// A factor for no other reason than that it is text: more levels are hardly meant.
   bool isByTypeOnly = false;
+  LevelChoice levels = {};     ///< Of a factor.
+  BooleanTexts booleans = {};  ///< Of a factor of booleans: what its levels are called.
 };
 
 }  // namespace qvhost

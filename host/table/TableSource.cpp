@@ -351,6 +351,12 @@ bool TableSource::CorrectTypes(const QueryError& error) const {
 
 const TextLayout* TableSource::Layout() const { return file_ && sql_.empty() ? &layout_ : nullptr; }
 
+BooleanTexts TableSource::BooleansOf(const std::string& column) const {
+  constexpr std::int64_t kSampleRows = 20480;
+  if (!file_ || !sql_.empty()) return {};
+  return Reading([&] { return file_->BooleansOf(column, kSampleRows); });
+}
+
 std::string TableSource::HeaderHint() const {
   const TextLayout* const layout = Layout();
   if (layout == nullptr) return {};

@@ -92,6 +92,10 @@ class TableSource {
   [[nodiscard]] std::vector<std::vector<std::string>> FilesWithout(
       const std::vector<std::string>& columns) const;
 
+  /// What the levels of a column of booleans are called: as most of the first 20,480 rows of a text
+  /// file have them, else `false` and `true`. Throws Error (kBadInput).
+  [[nodiscard]] BooleanTexts BooleansOf(const std::string& column) const;
+
   /// From now on the table is made of the rows for which a condition, an SQL expression over the
   /// columns, is true. Once.
   void SetCondition(const std::string& condition);

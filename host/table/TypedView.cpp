@@ -18,6 +18,7 @@ namespace {
 constexpr const char* kText = "VARCHAR";
 constexpr const char* kWhole = "BIGINT";
 constexpr const char* kNumber = "DOUBLE";
+constexpr const char* kBoolean = "BOOLEAN";
 /// What a query fails with at a number that the text of a missing value was read as.
 constexpr const char* kNaNText = "NaN is to be read as a missing value";
 constexpr std::size_t kLongestValue = 40;
@@ -183,6 +184,18 @@ std::vector<std::pair<std::string, std::string>> TypedView::GroupedColumns(
     if (row[k]) grouped.emplace_back(columns_[decimals[k]].name, *row[k]);
   }
   return grouped;
+}
+
+BooleanTexts TypedView::BooleansOf(const std::string& name, std::int64_t rows) const {
+  const auto column = std::ranges::find(columns_, name, &RawColumn::name);
+  if (column == columns_.end() || !column->isText || column->type != kBoolean) return {};
+  const auto found = connection_.Rows(
+      fmt::format("SELECT value, CAST(count(*) AS VARCHAR) FROM (SELECT {} AS value FROM {} LIMIT "
+                  "{}) WHERE value IS NOT NULL GROUP BY value",
+                  QuoteName(name), From(), rows));
+  std::vector<std::pair<std::string, std::int64_t>> counts;
+  for (const auto& row : found) counts.emplace_back(*row[0], std::stoll(*row[1]));
+  return UsualSpelling(counts);
 }
 
 bool TypedView::ReadAsText() {

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/table/Booleans.h"
 #include "host/table/Connection.h"
 #include "host/table/MissingFunction.h"
 #include "host/table/NumberFormat.h"
@@ -79,6 +80,10 @@ class TypedView {
   /// with points between thousands: 1.000, 12.500. Each with such a text.
   [[nodiscard]] std::vector<std::pair<std::string, std::string>> GroupedColumns(
       std::int64_t rows) const;
+
+  /// How a column of booleans is mostly written in the first `rows` rows; `false` and `true` for
+  /// any other column.
+  [[nodiscard]] BooleanTexts BooleansOf(const std::string& name, std::int64_t rows) const;
 
   /// After a query over the view that met a value which its column's type cannot hold, among the
   /// columns that it read: changes how or as what they are read if that mends it, and returns true.

@@ -27,7 +27,7 @@ TEST(CommandLogisticErrors, UnknownReferenceWithANearOne) {
   ExpectFailure(
       Fit("answer ~ x", {"--reference", "dney"}), kBadInput,
       "'answer' has no level 'dney' to be the --reference; give one of its levels, first or "
-      "last. Did you mean 'deny'?");
+      "last. Did you mean 'deny'? Its levels are 'agree', 'deny', 'doubt'.");
 }
 
 TEST(CommandLogisticErrors, UnknownReferenceWithNoneNear) {

@@ -64,7 +64,7 @@ TEST_F(CommandMissing, InTheDependentOfEitherModel) {
   const json logistic = FitJson({"--data", rows, "--formula", "g ~ y"});
   EXPECT_EQ(logistic["model"], "logistic");
   EXPECT_EQ(logistic["records"]["used"], 180);
-  EXPECT_EQ(logistic["classification"]["categories"], json({"a", "b"}));
+  EXPECT_EQ(logistic["classification"]["categories"], json({"b", "a"}));
 }
 
 TEST_F(CommandMissing, RecordsWithThemHaveNoPrediction) {

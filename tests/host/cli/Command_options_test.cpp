@@ -215,6 +215,8 @@ TEST(CommandOptions, HelpOfFitNamesEveryOption) {
                            "--freq-weight COLUMN",
                            "--regression-weight COLUMN",
                            "--no-intercept",
+                           "--base FACTOR=LEVEL",
+                           "--levels FACTOR=LEVEL,...",
                            "--tolerance",
                            "--confidence",
                            "--df NUMBER",
@@ -232,6 +234,7 @@ TEST(CommandOptions, HelpOfFitNamesEveryOption) {
                            "--json FILE",
                            "--predictions FILE",
                            "--spool-dir DIR",
+                           "--strict",
                            "Formulas:",
                            "Examples:",
                            "Exit codes:"}) {

@@ -63,7 +63,7 @@ TEST(Continuation, ReachesAMaximumThatIsFarAway) {
     EXPECT_EQ(logistic.outcome, "parameters_converged");
     EXPECT_TRUE(logistic.converged);
     EXPECT_EQ(fit.warnings, Names{});
-    EXPECT_NEAR(*fit.parameters[1].estimate, -std::log(kMost), 1e-6);
+    EXPECT_NEAR(*fit.parameters[1].estimate, std::log(kMost), 1e-6);
     // Those of the model without terms and of the counts.
     const double all = 2 * kMost + 1;
     const double initial = Share(kHalf + 1, all) + Share(kHalf + kMost, all);
@@ -134,12 +134,12 @@ TEST(Continuation, GoesOnUntilSeparationIsSeen) {
   EXPECT_GT(fit.logistic->iterations, 20);
   EXPECT_NEAR(*fit.logistic->logLikelihood, -2 * std::log(2.0), 1e-7) << "of the two at 3";
   ASSERT_EQ(fit.warnings.size(), 1U);
-  EXPECT_NE(fit.warnings[0].find("The estimate that keeps growing is 'false: x' (-"),
+  EXPECT_NE(fit.warnings[0].find("The estimate that keeps growing is 'true: x' ("),
             std::string::npos)
       << fit.warnings[0];
   // Records at 2.9 and 3.1 gain 1 each.
-  EXPECT_NEAR(fit.parameters[0].growth, 30.0, 0.1);
-  EXPECT_NEAR(fit.parameters[1].growth, -10.0, 0.05);
+  EXPECT_NEAR(fit.parameters[0].growth, -30.0, 0.1);
+  EXPECT_NEAR(fit.parameters[1].growth, 10.0, 0.05);
   EXPECT_FALSE(fit.parameters[1].statistics.stdError.has_value() &&
                *fit.parameters[1].statistics.stdError < 1000)
       << "no small error of an estimate that does not exist";
@@ -149,9 +149,9 @@ TEST(Continuation, OnlyWhatGrowsIsNamed) {
   const FitResult fit = Fit(OneAnswer());
   EXPECT_EQ(fit.logistic->outcome, "quasi_complete_separation");
   ASSERT_EQ(fit.parameters.size(), 5U);
-  EXPECT_NEAR(fit.parameters[0].growth, -1.0, 1e-6);
-  EXPECT_NEAR(fit.parameters[1].growth, 1.0, 1e-6);
-  EXPECT_NEAR(fit.parameters[2].growth, 1.0, 1e-6);
+  EXPECT_NEAR(fit.parameters[0].growth, 1.0, 1e-6);
+  EXPECT_NEAR(fit.parameters[1].growth, -1.0, 1e-6);
+  EXPECT_NEAR(fit.parameters[2].growth, -1.0, 1e-6);
   EXPECT_EQ(fit.parameters[3].growth, 0.0) << "redundant";
   EXPECT_EQ(fit.parameters[4].growth, 0.0) << "x";
   ASSERT_TRUE(fit.parameters[4].statistics.stdError.has_value());
@@ -200,7 +200,7 @@ TEST(Continuation, ARareBaseLevelIsSeparated) {
   options.binding.freqWeight = "n";
   const FitResult fit = Fit(options);
   EXPECT_EQ(fit.logistic->outcome, "quasi_complete_separation");
-  EXPECT_NEAR(fit.parameters[1].growth, 1.0, 1e-3);
+  EXPECT_NEAR(fit.parameters[1].growth, -1.0, 1e-3);
   // A singular matrix leaves the intercept the error that it would have beside a known level.
   for (const ParameterResult& parameter : {fit.parameters[0], fit.parameters[1]}) {
     EXPECT_GT(parameter.statistics.stdError.value_or(1e9), 100.0) << parameter.label;

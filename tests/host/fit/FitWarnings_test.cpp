@@ -112,6 +112,16 @@ TEST(FitWarnings, ConstantDependent) {
                                     "nothing to explain."});
 }
 
+TEST(FitWarnings, ConstantDependentWithoutDegreesOfFreedom) {
+  const FitResult fit = Fit("SELECT range AS x, 4 AS y FROM range(2)", "y ~ x");
+  ASSERT_EQ(fit.warnings.size(), 2U);
+  EXPECT_TRUE(fit.warnings[0].starts_with("The dependent is the same in all records used;"));
+  EXPECT_TRUE(fit.warnings[1].starts_with("The model has as many parameters as the data"));
+  const FitResult one = Fit("SELECT 3 AS x, 4 AS y", "y ~ 1");
+  ASSERT_EQ(one.warnings.size(), 1U) << "one record tells nothing of the dependent";
+  EXPECT_TRUE(one.warnings[0].starts_with("The model has as many parameters as the data"));
+}
+
 TEST(FitWarnings, NearlyDependentColumns) {
   const FitResult fit = Fit(From("x + 1e-4 * b AS near"), "y ~ x + near");
   ASSERT_EQ(fit.warnings.size(), 1U);

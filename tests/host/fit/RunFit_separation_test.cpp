@@ -41,7 +41,7 @@ TEST(RunFitSeparation, CompleteByACovariate) {
   const FitResult fit = Fit(Weighed("kilos"), "heavy ~ weight");
   EXPECT_EQ(fit.logistic->outcome, "complete_separation");
   EXPECT_FALSE(fit.logistic->converged);
-  EXPECT_EQ(DriversOf(fit), Names{"false: weight"});
+  EXPECT_EQ(DriversOf(fit), Names{"true: weight"});
 }
 
 TEST(RunFitSeparation, GramsOrKilogramsNameTheSameDrivers) {
@@ -61,9 +61,8 @@ TEST(RunFitSeparation, GramsOrKilogramsNameTheSameDrivers) {
 TEST(RunFitSeparation, ACentredCovariateIsNamedToo) {
   const FitResult fit = Fit(Weighed("kilos - 2.95"), "heavy ~ weight");
   EXPECT_EQ(fit.logistic->outcome, "complete_separation");
-  EXPECT_EQ(DriversOf(fit), Names{"false: weight"});
-  EXPECT_EQ(DriversOf(Fit(Weighed("kilos - 2.95 + 1e-9"), "heavy ~ weight")),
-            Names{"false: weight"})
+  EXPECT_EQ(DriversOf(fit), Names{"true: weight"});
+  EXPECT_EQ(DriversOf(Fit(Weighed("kilos - 2.95 + 1e-9"), "heavy ~ weight")), Names{"true: weight"})
       << "all but centred";
 }
 
@@ -76,8 +75,8 @@ TEST(RunFitSeparation, ALevelWithOneAnswerOnly) {
   EXPECT_EQ(fit.logistic->outcome, "quasi_complete_separation");
   const Names drivers = DriversOf(fit);
   ASSERT_EQ(drivers.size(), 2U) << "both are compared with c";
-  EXPECT_NE(std::ranges::find(drivers, "no: g=a"), drivers.end());
-  EXPECT_NE(std::ranges::find(drivers, "no: g=b"), drivers.end());
+  EXPECT_NE(std::ranges::find(drivers, "yes: g=a"), drivers.end());
+  EXPECT_NE(std::ranges::find(drivers, "yes: g=b"), drivers.end());
 }
 
 TEST(RunFitSeparation, ACovariateFarFromZeroIsNotNamedForItsMean) {
@@ -87,7 +86,7 @@ TEST(RunFitSeparation, ACovariateFarFromZeroIsNotNamedForItsMean) {
       "FROM range(90))";
   const Names drivers = DriversOf(Fit(rows, "answer ~ g + year"));
   EXPECT_EQ(drivers.size(), 2U);
-  for (const std::string& driver : drivers) EXPECT_TRUE(driver.starts_with("no: g=")) << driver;
+  for (const std::string& driver : drivers) EXPECT_TRUE(driver.starts_with("yes: g=")) << driver;
 }
 
 TEST(RunFitSeparation, OnlyTheLevelThatLiesApartIsNamed) {
@@ -107,7 +106,7 @@ TEST(RunFitSeparation, ACopyThatAllButRepeatsAnother) {
   options.formula = "answer ~ x + y";
   const FitResult fit = Fit(options);
   EXPECT_EQ(fit.logistic->outcome, "singular_information");
-  EXPECT_EQ(DriversOf(fit), Names{"false: y"});
+  EXPECT_EQ(DriversOf(fit), Names{"yes: y"});
   ASSERT_EQ(fit.parameters.size(), 3U);
   EXPECT_FALSE(fit.parameters[2].statistics.stdError.has_value());
   EXPECT_FALSE(fit.parameters[2].statistics.confLow.has_value());

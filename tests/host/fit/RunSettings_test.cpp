@@ -1,7 +1,9 @@
 #include "host/fit/RunSettings.h"
 
 #include <cstdint>
+#include <utility>
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "host/Error.h"
@@ -24,17 +26,30 @@ class MadeSettings {
 
   /// The table claims to hold so many records.
   MadeSettings(const FitOptions& options, std::optional<std::int64_t> records)
-      : formula_(ParseFormula(options.formula)),
+      : MadeSettings(ParseFormula(options.formula), options, records) {}
+
+  /// The formula names this base of the dependent.
+  MadeSettings(const FitOptions& options, const std::string& base)
+      : MadeSettings(WithBase(ParseFormula(options.formula), base), options, std::nullopt) {}
+
+  void Settle() { settings_.SettleReference(coded_, Interrupt()); }
+  QvRegSettings& Get() { return settings_.Get(); }
+  QvLogRegSettings& Logistic() { return dynamic_cast<QvLogRegSettings&>(settings_.Get()); }
+
+ private:
+  MadeSettings(Formula formula, const FitOptions& options, std::optional<std::int64_t> records)
+      : formula_(std::move(formula)),
         source_(options.source),
         binding_(BindModel(formula_, source_, options.binding)),
         coded_(CodeTable(source_, binding_.columns)),
         claimed_(SpoolFile(""), coded_.Columns(), records.value_or(coded_.RecordCount())),
         settings_(formula_, binding_, claimed_, options) {}
 
-  QvRegSettings& Get() { return settings_.Get(); }
-  QvLogRegSettings& Logistic() { return dynamic_cast<QvLogRegSettings&>(settings_.Get()); }
+  static Formula WithBase(Formula formula, const std::string& base) {
+    formula.response.base = base;
+    return formula;
+  }
 
- private:
   Formula formula_;
   TableSource source_;
   ModelBinding binding_;
@@ -114,6 +129,67 @@ TEST(RunSettings, RefuseAnUnknownReference) {
   EXPECT_THROW(MadeSettings{options}, Error);
 }
 
+// ---- The reference of two levels --------------------------------------------
+
+/// The library's code of the reference, when the dependent's levels occur in these rows.
+int Settled(const std::string& rows, const std::string& reference = "",
+            const std::string& formula = "y ~ x") {
+  FitOptions options = OptionsFor(rows, formula);
+  options.logistic.reference = reference;
+  MadeSettings made(options);
+  made.Settle();
+  return made.Logistic().GetDependentRefCateg();
+}
+
+TEST(RunSettings, OfTwoLevelsTheFirstIsTheReference) {
+  const std::string two = "SELECT range % 2 = 0 AS y, range % 3 AS x FROM range(12)";
+  EXPECT_EQ(Settled(two), QvLogRegSettings::kFirstObserved);
+  EXPECT_EQ(Settled(kRows), QvLogRegSettings::kLastObserved);
+  EXPECT_EQ(Settled(two, "last"), QvLogRegSettings::kLastObserved);
+  EXPECT_EQ(Settled(two, "true"), 1);
+}
+
+TEST(RunSettings, LevelsOfRecordsThatAreLeftOutDoNotCount) {
+  const std::string rows =
+      "SELECT ['u', 'v', 'w'][1 + range % 3] AS y, nullif(range % 3, {}) AS x FROM range(12)";
+  for (const char* missing : {"0", "1", "2"}) {
+    EXPECT_EQ(Settled(fmt::format(fmt::runtime(rows), missing)), QvLogRegSettings::kFirstObserved);
+  }
+  EXPECT_EQ(Settled(fmt::format(fmt::runtime(rows), 3)), QvLogRegSettings::kLastObserved);
+  EXPECT_EQ(Settled(fmt::format(fmt::runtime(rows), 0), "last"), QvLogRegSettings::kLastObserved);
+}
+
+TEST(RunSettings, TheThirdLevelMayComeLast) {
+  EXPECT_EQ(Settled("SELECT 'abc'[1 + range % 2] AS y, 1 AS x FROM range(50000) UNION ALL SELECT "
+                    "'c', 1 ORDER BY y"),
+            QvLogRegSettings::kLastObserved);
+}
+
+TEST(RunSettings, ALinearModelHasNoReference) {
+  MadeSettings made(OptionsFor(kRows, "x ~ z"));
+  EXPECT_NO_THROW(made.Settle());
+}
+
+TEST(RunSettings, TheFormulaMayNameTheReference) {
+  const auto settled = [](const std::string& base, const std::string& reference) {
+    FitOptions options = OptionsFor(kRows, "C(y) ~ x");
+    options.logistic.reference = reference;
+    MadeSettings made(options, base);
+    made.Settle();
+    return made.Logistic().GetDependentRefCateg();
+  };
+  EXPECT_EQ(settled("v", ""), 1);
+  EXPECT_EQ(settled("v", "v"), 1);
+  try {
+    settled("v", "u");
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const Error& error) {
+    EXPECT_STREQ(error.what(),
+                 "The reference of 'y' is 'v' in the formula and 'u' in --reference; leave one "
+                 "of them out.");
+  }
+}
+
 // ---- Where the records are kept ---------------------------------------------
 
 /// A record of two values: 128 MiB hold 8,388,608.
@@ -184,23 +260,23 @@ TEST(ReferenceLevel, ALevelOfThatNameGoesBefore) {
 TEST(ReferenceLevel, ALevelThatDoesNotExistIsRefusedWithTheNearest) {
   EXPECT_EQ(MessageOf("agreee", {"agree", "doubt"}),
             "'y' has no level 'agreee' to be the --reference; give one of its levels, first or "
-            "last. Did you mean 'agree'?");
+            "last. Did you mean 'agree'? Its levels are 'agree', 'doubt'.");
   EXPECT_EQ(MessageOf("Agree", {"agree", "doubt"}),
             "'y' has no level 'Agree' to be the --reference; give one of its levels, first or "
-            "last. Did you mean 'agree'?");
+            "last. Did you mean 'agree'? Its levels are 'agree', 'doubt'.");
   EXPECT_EQ(MessageOf("zzz", {"agree", "doubt"}),
             "'y' has no level 'zzz' to be the --reference; give one of its levels, first or last. "
             "Its levels are 'agree', 'doubt'.");
   EXPECT_EQ(MessageOf("zzz", {"1", "2", "3", "4", "5", "6"}),
             "'y' has no level 'zzz' to be the --reference; give one of its levels, first or last. "
-            "Its levels are '1', '2', '3', '4', '5', ….");
+            "Its levels are '1', '2', '3', '4', '5', '6'.");
 }
 
 TEST(ReferenceLevel, QuotesInALevelDoNoHarm) {
   EXPECT_EQ(Find("it's", {"it's", "\"so\""}), 0);
   EXPECT_EQ(MessageOf("it'", {"it's", "\"so\""}),
             "'y' has no level 'it'' to be the --reference; give one of its levels, first or last. "
-            "Did you mean 'it's'?");
+            "Did you mean 'it's'? Its levels are 'it's', '\"so\"'.");
 }
 
 TEST(ReferenceLevel, ADependentWithoutAnyLevelHasNone) {

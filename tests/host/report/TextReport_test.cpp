@@ -106,6 +106,14 @@ TEST(TextReport, MarksImposedDegreesOfFreedom) {
   EXPECT_NE(TextReport(fit).find("on 1097 degrees of freedom (imposed)\n"), std::string::npos);
 }
 
+TEST(TextReport, OneDegreeOfFreedomIsSingular) {
+  FitResult fit = SampleFit();
+  fit.degreesOfFreedom = 1;
+  EXPECT_NE(TextReport(fit).find("error 0.334 on 1 degree of freedom\n"), std::string::npos);
+  fit.residualStdError.reset();
+  EXPECT_NE(TextReport(fit).find("error on 1 degree of freedom\n"), std::string::npos);
+}
+
 // The summary of a logistic model, as the printed whole.
 
 TEST(TextReportLogistic, TellsTheWholeFit) {

@@ -1,0 +1,180 @@
+#include "host/fit/LevelOptions.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "host/Error.h"
+#include "host/Text.h"
+#include "host/fit/ModelBinding.h"
+
+namespace qvhost {
+namespace {
+
+constexpr const char* kBase = "--base";
+constexpr const char* kLevels = "--levels";
+
+[[noreturn]] void Refuse(const std::string& message) { throw Error(ExitCode::kBadInput, message); }
+
+/// What a variable may be called.
+std::vector<std::string> Names(const Variable& variable) {
+  return {variable.label, PlainName(variable)};
+}
+
+bool IsCalled(const Variable& variable, const std::string& name) {
+  const std::vector<std::string> names = Names(variable);
+  return std::ranges::find(names, name) != names.end();
+}
+
+/// What follows `name`, possibly in back-quotes, and the sign in an option; nothing when it begins
+/// otherwise.
+std::optional<std::string_view> TextAfter(std::string_view option, const std::string& name,
+                                          bool isCaseKept) {
+  const bool isQuoted = option.starts_with('`');
+  const std::string start = isQuoted ? "`" + name + "`" : name;
+  const std::string_view begin = option.substr(0, start.size());
+  if (isCaseKept ? begin != start : !SameWord(begin, start)) return std::nullopt;
+  option.remove_prefix(begin.size());
+  option.remove_prefix(std::min(option.find_first_not_of(" \t"), option.size()));
+  if (!option.starts_with('=')) return std::nullopt;
+  return option.substr(1);
+}
+
+/// A level in double quotes without them; any other text as it is.
+std::string Unquoted(std::string_view text) {
+  if (text.size() < 2 || !text.starts_with('"') || !text.ends_with('"')) return std::string(text);
+  std::string level;
+  for (std::size_t i = 1; i + 1 < text.size(); ++i) {
+    level += text[i];
+    if (text[i] == '"' && text[i + 1] == '"' && i + 2 < text.size()) ++i;
+  }
+  return level;
+}
+
+}  // namespace
+
+std::vector<std::string> ReadLevelList(std::string_view list) {
+  std::vector<std::string> levels;
+  bool isQuoted = false;
+  std::size_t start = 0;
+  for (std::size_t i = 0; i <= list.size(); ++i) {
+    if (i < list.size() && list[i] == '"') isQuoted = !isQuoted;
+    if (i < list.size() && (list[i] != ',' || isQuoted)) continue;
+    if (isQuoted) {
+      Refuse(fmt::format("{}: a quote in '{}' has no end; write \"\" for a quote in a level.",
+                         kLevels, list));
+    }
+    const std::string_view level = WithoutBlanks(list.substr(start, i - start));
+    if (level.empty()) {
+      Refuse(
+          fmt::format("{}: a level is missing in '{}'; write \"\" for one that is an empty text.",
+                      kLevels, list));
+    }
+    levels.push_back(Unquoted(level));
+    start = i + 1;
+  }
+  return levels;
+}
+
+void CheckLevelOption(const char* option, const std::string& written) {
+  if (written.find('=', 1) != std::string::npos) return;
+  const std::string_view form = option == std::string_view(kBase) ? "a factor and a level, such as "
+                                                                    "b=0"
+                                                                  : "a factor and its levels, such "
+                                                                    "as size=small,medium,large";
+  Refuse(fmt::format("{} takes {}, not '{}'.", option, form, written));
+}
+
+LevelOptions::LevelOptions(const std::vector<std::string>& bases,
+                           const std::vector<std::string>& lists, const Formula& formula,
+                           std::vector<bool> isFactor, bool isCategory)
+    : formula_(formula), isFactor_(std::move(isFactor)), isCategory_(isCategory) {
+  for (const std::string& written : bases) bases_.push_back(Read(kBase, written));
+  for (const std::string& written : lists) lists_.push_back(Read(kLevels, written));
+}
+
+std::string LevelOptions::FactorList(std::string_view wanted) const {
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
+    if (isFactor_[i]) names.push_back(PlainName(formula_.variables[i]));
+  }
+  if (names.empty()) return " The model has no factor.";
+  return DidYouMean(wanted, names) + " The factors of the model are " + NameList(names) + ".";
+}
+
+LevelOptions::Choice LevelOptions::Find(const char* option, const std::string& written) const {
+  std::vector<std::string> names = Names(formula_.response);
+  for (const Variable& variable : formula_.variables) {
+    for (std::string& name : Names(variable)) names.push_back(std::move(name));
+  }
+  // A name may begin with another one: `C(x) = 1` with `C(x`, or in another case of letters.
+  std::ranges::stable_sort(names, std::ranges::greater(), &std::string::size);
+  for (const bool isCaseKept : {true, false}) {
+    for (const std::string& name : names) {
+      const auto text = TextAfter(written, name, isCaseKept);
+      if (text) return {name, std::string(WithoutBlanks(*text))};
+    }
+  }
+  const std::string_view name =
+      WithoutBlanks(std::string_view(written).substr(0, written.find('=', 1)));
+  Refuse(fmt::format("There is no factor '{}' for {}.{}", name, option, FactorList(name)));
+}
+
+LevelOptions::Choice LevelOptions::Read(const char* option, const std::string& written) const {
+  CheckLevelOption(option, written);
+  Choice choice = Find(option, written);
+  for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
+    if (isFactor_[i] && IsCalled(formula_.variables[i], choice.name)) return choice;
+  }
+  const bool isDependent = IsCalled(formula_.response, choice.name);
+  if (isDependent && isCategory_) {
+    if (option == kLevels) return choice;
+    Refuse(
+        fmt::format("'{}' is the dependent; choose the level that the others are compared with "
+                    "by --reference.",
+                    choice.name));
+  }
+  Refuse(
+      fmt::format("'{}' is a number in this model and has no levels for {}; to make a factor "
+                  "of it, write C({}) in the formula.",
+                  choice.name, option, choice.name));
+}
+
+void LevelOptions::AddOrder(const Variable& factor, LevelChoice& choice) const {
+  bool isGiven = false;
+  for (const Choice& list : lists_) {
+    if (!IsCalled(factor, list.name)) continue;
+    if (isGiven) Refuse(fmt::format("--levels is given twice for '{}'.", list.name));
+    choice.order = ReadLevelList(list.text);
+    isGiven = true;
+  }
+}
+
+LevelChoice LevelOptions::Of(const Variable& factor) const {
+  LevelChoice choice;
+  choice.base = factor.base;
+  for (const Choice& base : bases_) {
+    if (!IsCalled(factor, base.name)) continue;
+    const std::string level = Unquoted(base.text);
+    if (choice.base && *choice.base != level) {
+      Refuse(fmt::format("The base of '{}' is '{}' in {} and '{}' in {}; leave one of them out.",
+                         PlainName(factor), *choice.base,
+                         factor.base ? "the formula" : "one --base", level,
+                         factor.base ? "--base" : "another"));
+    }
+    choice.base = level;
+  }
+  AddOrder(factor, choice);
+  return choice;
+}
+
+LevelChoice LevelOptions::OfDependent() const {
+  LevelChoice choice;
+  AddOrder(formula_.response, choice);
+  return choice;
+}
+
+}  // namespace qvhost

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/formula/Formula.h"
+#include "host/formula/Variable.h"
+#include "host/table/LevelChoice.h"
+
+namespace qvhost {
+
+/// The levels that --base and --levels choose: which option belongs to which factor of a formula. A
+/// factor is called by its column or expression, or as the formula has it: `b` and `C(b)` both.
+/// Borrows the formula.
+class LevelOptions {
+ public:
+  /// `bases` and `lists` are the options as written. `isFactor`: of each of the formula's
+  /// variables; `isCategory`: whether the dependent is one. Throws Error (kBadInput) for an option
+  /// that cannot be read, or names no factor.
+  LevelOptions(const std::vector<std::string>& bases, const std::vector<std::string>& lists,
+               const Formula& formula, std::vector<bool> isFactor, bool isCategory);
+
+  /// What was chosen for a factor of the formula, by the options or in the formula. Throws Error
+  /// (kBadInput) when two choices differ.
+  [[nodiscard]] LevelChoice Of(const Variable& factor) const;
+  /// The order of the dependent's levels.
+  [[nodiscard]] LevelChoice OfDependent() const;
+
+ private:
+  /// One option: a factor and a text that says something of it.
+  struct Choice {
+    std::string name;  ///< As one of Names spells it.
+    std::string text;
+  };
+  using Choices = std::vector<Choice>;
+
+  [[nodiscard]] Choice Read(const char* option, const std::string& written) const;
+  [[nodiscard]] Choice Find(const char* option, const std::string& written) const;
+  [[nodiscard]] std::string FactorList(std::string_view wanted) const;
+  void AddOrder(const Variable& factor, LevelChoice& choice) const;
+
+  const Formula& formula_;
+  std::vector<bool> isFactor_;
+  bool isCategory_;
+  Choices bases_;
+  Choices lists_;
+};
+
+/// The levels of a list with commas between them. One in double quotes may hold commas and blanks;
+/// a quote in it is doubled. Throws Error (kBadInput) for a quote without an end and for nothing
+/// between two commas.
+[[nodiscard]] std::vector<std::string> ReadLevelList(std::string_view list);
+
+/// Throws Error (kBadInput) for an option that is not of the form FACTOR=....
+void CheckLevelOption(const char* option, const std::string& written);
+
+}  // namespace qvhost

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qvhost {
+
+/// What the user chose of the order of a factor's levels. A plain value.
+struct LevelChoice {
+  std::vector<std::string> order;   ///< The first levels; all others follow in their usual order.
+  std::optional<std::string> base;  ///< The level that stands last; none: the last of that order.
+};
+
+/// The place of the level that a user means: the one of this text; else the only one that is the
+/// same number (1950.0 for 1950); else, where all levels are booleans, the one of the same truth
+/// (true for yes). Nothing when there is none.
+[[nodiscard]] std::optional<std::size_t> FindLevel(const std::vector<std::string>& levels,
+                                                   std::string_view wanted);
+
+/// The end of a message that says that there is no such level: the nearest one and the first 20.
+[[nodiscard]] std::string LevelHint(const std::vector<std::string>& levels,
+                                    std::string_view wanted);
+
+/// The order that was chosen for `levels`, which are in their usual one: entry k is the place in
+/// `levels` of the level that comes k-th. Throws Error (kBadInput), which calls the factor `label`,
+/// for a level that does not exist or is listed twice.
+[[nodiscard]] std::vector<std::size_t> ChosenOrder(const LevelChoice& choice,
+                                                   const std::string& label,
+                                                   const std::vector<std::string>& levels);
+
+}  // namespace qvhost
