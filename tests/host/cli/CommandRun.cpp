@@ -20,6 +20,7 @@
 #include <unistd.h>
 
 #include "host/table/Connection.h"
+#include "tests/host/report/JsonSchema.h"
 
 namespace qvhost {
 
@@ -209,7 +210,22 @@ CommandResult CommandRun::Run() {
     result.err = qvtest::ReadFile(files_.File("err"));
   }
   result.out = qvtest::ReadFile(files_.File("out"));
+  CheckJson(result);
   return result;
+}
+
+void CommandRun::CheckJson(const CommandResult& result) const {
+  constexpr int kNotConverged = 3;
+  if (result.exitCode != 0 && result.exitCode != kNotConverged) return;
+  const auto option = std::ranges::find(arguments_, "--json");
+  if (option == arguments_.end() || option + 1 == arguments_.end()) return;
+  const std::string& name = *(option + 1);
+  if (name != "-") {
+    const std::filesystem::path file = folder_ / name;
+    if (std::filesystem::is_regular_file(file)) ExpectFitJson(qvtest::ReadFile(file));
+  } else if (!outputClosed_ && !brokenPipe_ && outputPath_.empty()) {
+    ExpectFitJson(result.out);
+  }
 }
 
 CommandResult RunQvreg(std::vector<std::string> arguments) {

@@ -59,13 +59,15 @@ class CommandRun {
   /// Starts with this umask.
   CommandRun& Umask(mode_t mask);
 
-  /// Runs to the end.
+  /// Runs to the end. Fails the test when the run wrote JSON that docs/fit.schema.json does not
+  /// describe.
   [[nodiscard]] CommandResult Run();
 
  private:
   void Exec() const;
   void RedirectOutput() const;
   void LimitPowers() const;
+  void CheckJson(const CommandResult& result) const;
   void WatchTerminal(int terminal, pid_t child, std::string& shown);
   void Send(pid_t child, int signal);
 
