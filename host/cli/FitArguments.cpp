@@ -115,7 +115,7 @@ void FitArguments::AddFactorLevels() {
         ->group("Model");
   };
   add("--base", options_.binding.bases,
-      "Level of a factor that its others are compared with,\n"
+      "Level of a factor that the others are compared with,\n"
       "such as species=Gentoo [the last]; again for each factor")
       ->type_name("FACTOR=LEVEL");
   add("--levels", options_.binding.levels,

@@ -29,18 +29,32 @@ bool IsCalled(const Variable& variable, const std::string& name) {
   return std::ranges::find(names, name) != names.end();
 }
 
-/// What follows `name`, possibly in back-quotes, and the sign in an option; nothing when it begins
+/// What follows a name at the beginning of an option. With `isExact` it must be spelled so;
+/// otherwise blanks and the case of letters do not matter.
+std::optional<std::string_view> TextAfterName(std::string_view option, std::string_view name,
+                                              bool isExact) {
+  if (isExact) {
+    if (!option.starts_with(name)) return std::nullopt;
+    return option.substr(name.size());
+  }
+  for (const char c : name) {
+    if (c == ' ') continue;
+    option.remove_prefix(std::min(option.find_first_not_of(' '), option.size()));
+    if (option.empty() || LowerAscii(option.front()) != LowerAscii(c)) return std::nullopt;
+    option.remove_prefix(1);
+  }
+  return option;
+}
+
+/// What follows `name`, possibly in back-quotes, and the sign; nothing when the option begins
 /// otherwise.
 std::optional<std::string_view> TextAfter(std::string_view option, const std::string& name,
-                                          bool isCaseKept) {
-  const bool isQuoted = option.starts_with('`');
-  const std::string start = isQuoted ? "`" + name + "`" : name;
-  const std::string_view begin = option.substr(0, start.size());
-  if (isCaseKept ? begin != start : !SameWord(begin, start)) return std::nullopt;
-  option.remove_prefix(begin.size());
-  option.remove_prefix(std::min(option.find_first_not_of(" \t"), option.size()));
-  if (!option.starts_with('=')) return std::nullopt;
-  return option.substr(1);
+                                          bool isExact) {
+  auto text = TextAfterName(option, option.starts_with('`') ? "`" + name + "`" : name, isExact);
+  if (!text) return std::nullopt;
+  text->remove_prefix(std::min(text->find_first_not_of(" \t"), text->size()));
+  if (!text->starts_with('=')) return std::nullopt;
+  return text->substr(1);
 }
 
 /// A level in double quotes without them; any other text as it is.
@@ -110,11 +124,11 @@ LevelOptions::Choice LevelOptions::Find(const char* option, const std::string& w
   for (const Variable& variable : formula_.variables) {
     for (std::string& name : Names(variable)) names.push_back(std::move(name));
   }
-  // A name may begin with another one: `C(x) = 1` with `C(x`, or in another case of letters.
+  // The name of an expression may begin with another one and a sign: `a = b` with `a`.
   std::ranges::stable_sort(names, std::ranges::greater(), &std::string::size);
-  for (const bool isCaseKept : {true, false}) {
+  for (const bool isExact : {true, false}) {
     for (const std::string& name : names) {
-      const auto text = TextAfter(written, name, isCaseKept);
+      const auto text = TextAfter(written, name, isExact);
       if (text) return {name, std::string(WithoutBlanks(*text))};
     }
   }

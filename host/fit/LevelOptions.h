@@ -11,8 +11,8 @@
 namespace qvhost {
 
 /// The levels that --base and --levels choose: which option belongs to which factor of a formula. A
-/// factor is called by its column or expression, or as the formula has it: `b` and `C(b)` both.
-/// Borrows the formula.
+/// factor is called by its column or expression, or as the formula has it: `b` and `C(b)` both,
+/// with blanks and in a case of letters as one likes. Borrows the formula.
 class LevelOptions {
  public:
   /// `bases` and `lists` are the options as written. `isFactor`: of each of the formula's

@@ -86,6 +86,15 @@ void Predict(const WholeFile& file, const CodedTable& table, const ModelRun& run
                    interrupt);
 }
 
+void SettleReference(RunSettings& settings, const CodedTable& table, ProgressBar& progress,
+                     const Interrupt& interrupt) {
+  const auto total = static_cast<double>(table.RecordCount());
+  const auto show = [&](long long records) {
+    progress.Show("counting", static_cast<double>(records) / total, records);
+  };
+  settings.SettleReference(table, show, interrupt);
+}
+
 /// The source for a report, with the query that it went through.
 std::string DataText(const TableSource& source, const DataSource& asked) {
   if (asked.sql.empty()) return source.Name();
@@ -129,7 +138,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   outputs.SetInputs(source.Inputs());
   outputs.Begin();
   RunSettings settings(formula, binding, table, options);
-  settings.SettleReference(table, interrupt);
+  SettleReference(settings, table, progress, interrupt);
   ModelRun run(settings.Get(), table, progress, interrupt);
   run.Build();
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);

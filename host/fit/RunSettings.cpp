@@ -55,6 +55,7 @@ std::string ReferenceOf(const Formula& formula, const LogisticOptions& options) 
 /// How many levels of the dependent occur in the records used, 3 for more. Where the data have no
 /// more than two, all of them.
 std::size_t CountObserved(const CodedTable& table, const QvLogRegSettings& settings,
+                          const std::function<void(long long)>& progress,
                           const Interrupt& interrupt) {
   constexpr std::size_t kMost = 3;
   const std::size_t levels = table.Columns()[ModelBinding::kDependent].levels.size();
@@ -62,7 +63,9 @@ std::size_t CountObserved(const CodedTable& table, const QvLogRegSettings& setti
   QvRegRecordValidator validator;
   validator.SetRecordInfo(settings.GetVariableTypes(), settings.GetFactors(),
                           settings.GetFactorSizes(), settings.GetDependentNCategs());
-  CountedRecordIterator records(table, {});
+  CountedRecordIterator records(table, [&](int /*pass*/, long long delivered) {
+    if (progress) progress(delivered);
+  });
   records.NewPass();
   std::vector<bool> isObserved(levels, false);
   std::size_t observed = 0;
@@ -128,10 +131,12 @@ RunSettings::RunSettings(const Formula& formula, const ModelBinding& binding,
   Require(settings_->SetMaxRefinements(options.refine ? kMaxRefinements : 0));
 }
 
-void RunSettings::SettleReference(const CodedTable& table, const Interrupt& interrupt) {
+void RunSettings::SettleReference(const CodedTable& table,
+                                  const std::function<void(long long)>& progress,
+                                  const Interrupt& interrupt) {
   auto* const logistic = dynamic_cast<QvLogRegSettings*>(settings_.get());
   if (logistic == nullptr || isReferenceChosen_) return;
-  if (CountObserved(table, *logistic, interrupt) != 2) return;
+  if (CountObserved(table, *logistic, progress, interrupt) != 2) return;
   Require(logistic->SetDependentRefCat(QvLogRegSettings::kFirstObserved,
                                        logistic->GetDependentNCategs()));
 }

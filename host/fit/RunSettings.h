@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -32,9 +33,11 @@ class RunSettings {
 
   /// Makes the first level of the dependent the reference of a logistic model when the user chose
   /// none and two levels occur in the records used: so a model of 0 and 1 is one of 1. Reads the
-  /// table until a third level is met. Throws Cancelled when interrupted, Error (kRunFailed) when
-  /// the table cannot be read to its end.
-  void SettleReference(const CodedTable& table, const Interrupt& interrupt);
+  /// table until a third level is met; `progress` is called every few thousand records with the
+  /// number read, and may be empty. Throws Cancelled when interrupted, Error (kRunFailed) when the
+  /// table cannot be read to its end.
+  void SettleReference(const CodedTable& table, const std::function<void(long long)>& progress,
+                       const Interrupt& interrupt);
 
   [[nodiscard]] QvRegSettings& Get() { return *settings_; }
 

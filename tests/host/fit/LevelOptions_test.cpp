@@ -45,6 +45,7 @@ TEST_F(LevelOptionsTest, AFactorIsCalledByItsColumnOrAsTheFormulaHasIt) {
   EXPECT_EQ(BaseOf(3, "odd name=a"), "a");
   EXPECT_EQ(BaseOf(3, "`odd name`=a"), "a");
   EXPECT_EQ(BaseOf(0, "B = 0"), "0") << "as columns, in either case of letters";
+  EXPECT_EQ(BaseOf(1, "c( X )=0"), "0") << "blanks do not matter";
   EXPECT_EQ(BaseOf(0, "x=1"), std::nullopt) << "that is another factor";
 }
 
@@ -57,10 +58,11 @@ TEST_F(LevelOptionsTest, ALevelMayHoldAnything) {
 }
 
 TEST_F(LevelOptionsTest, ALongerNameGoesBefore) {
-  formula_ = ParseFormula("y ~ a + C(I(a = b) and c) + z + d");
-  ASSERT_EQ(formula_.variables[1].label.substr(0, 2), "C(");
-  EXPECT_EQ(BaseOf(1, formula_.variables[1].label + "=true"), "true");
-  EXPECT_EQ(BaseOf(0, "a=true"), "true");
+  formula_ = ParseFormula("y ~ a + C(a = b) + z + d");
+  EXPECT_EQ(BaseOf(1, "a = b=true"), "true");
+  EXPECT_EQ(BaseOf(1, "C(a = b)=true"), "true");
+  EXPECT_EQ(BaseOf(0, "a = c=true"), "c=true");
+  EXPECT_EQ(BaseOf(0, "a=b=true"), "b=true") << "a is spelled so";
 }
 
 TEST_F(LevelOptionsTest, RefuseAFactorThatDoesNotExist) {

@@ -32,7 +32,7 @@ class MadeSettings {
   MadeSettings(const FitOptions& options, const std::string& base)
       : MadeSettings(WithBase(ParseFormula(options.formula), base), options, std::nullopt) {}
 
-  void Settle() { settings_.SettleReference(coded_, Interrupt()); }
+  void Settle() { settings_.SettleReference(coded_, {}, Interrupt()); }
   QvRegSettings& Get() { return settings_.Get(); }
   QvLogRegSettings& Logistic() { return dynamic_cast<QvLogRegSettings&>(settings_.Get()); }
 
@@ -171,6 +171,10 @@ TEST(RunSettings, ALinearModelHasNoReference) {
 }
 
 TEST(RunSettings, TheFormulaMayNameTheReference) {
+  const std::string two = "SELECT range % 2 = 0 AS y, range % 3 AS x FROM range(12)";
+  MadeSettings ofTwo(OptionsFor(two, "C(y) ~ x"), std::string("true"));
+  ofTwo.Settle();
+  EXPECT_EQ(ofTwo.Logistic().GetDependentRefCateg(), 1);
   const auto settled = [](const std::string& base, const std::string& reference) {
     FitOptions options = OptionsFor(kRows, "C(y) ~ x");
     options.logistic.reference = reference;

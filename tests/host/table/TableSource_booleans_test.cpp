@@ -37,6 +37,7 @@ TEST_F(TableSourceBooleans, AreFalseAndTrueInAnyOtherTable) {
   const std::string csv = WriteText("b.csv", "x,n\nyes,1\nno,2\n");
   EXPECT_EQ(TableSource({csv, "", "SELECT * FROM data"}).BooleansOf("x"), BooleanTexts{});
   EXPECT_EQ(TableSource({csv, "", ""}).BooleansOf("n"), BooleanTexts{}) << "a number";
+  EXPECT_EQ(InCsv("y,1\nn,2\n"), BooleanTexts{}) << "a text";
 }
 
 }  // namespace
