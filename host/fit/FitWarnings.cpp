@@ -184,7 +184,7 @@ void FitWarnings::FindFactors(Sentences& found) const {
 
 void FitWarnings::FindBases(Sentences& found) const {
   for (int factor = 0; factor < binding_.factorCount; ++factor) {
-    const auto position = static_cast<std::size_t>(factor + ModelBinding::kDependent + 1);
+    const auto position = static_cast<std::size_t>(factor) + ModelBinding::kDependent + 1;
     const std::vector<std::string>& levels = table_.Columns()[position].levels;
     if (!binding_.columns[position].levels.base || levels.empty()) continue;
     const QvFactorCounts::Counts& counts = *output_.GetFactorCounts().GetCountsPtr(factor);

@@ -194,6 +194,7 @@ BooleanTexts TypedView::BooleansOf(const std::string& name, std::int64_t rows) c
                   "{}) WHERE value IS NOT NULL GROUP BY value",
                   QuoteName(name), From(), rows));
   std::vector<std::pair<std::string, std::int64_t>> counts;
+  counts.reserve(found.size());
   for (const auto& row : found) counts.emplace_back(*row[0], std::stoll(*row[1]));
   return UsualSpelling(counts);
 }
