@@ -167,6 +167,7 @@ void CommandRun::Exec() const {
   std::vector<std::string> words = {QVREG_COMMAND};
   words.insert(words.end(), arguments_.begin(), arguments_.end());
   std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
   if (onTerminal_) setenv("QVREG_PROGRESS_DELAY_MS", "0", 1);

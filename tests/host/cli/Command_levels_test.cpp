@@ -112,10 +112,10 @@ TEST(CommandLevels, TwoLevelsAreThoseOfTheRecordsUsed) {
 }
 
 TEST(CommandLevels, WeightsOfZeroUseNoRecord) {
-  const Json fit = FitJson({"--sql",
-                            "SELECT ['a', 'b', 'c'][1 + range % 3] AS y, range * 7 % 11 AS x, "
-                            "range % 3 AS n FROM range(60)",
-                            "--formula", "y ~ x", "--freq-weight", "n"});
+  const std::string sql =
+      "SELECT ['a', 'b', 'c'][1 + range % 3] AS y, range * 7 % 11 AS x, range % 3 AS n FROM "
+      "range(60)";
+  const Json fit = FitJson({"--sql", sql, "--formula", "y ~ x", "--freq-weight", "n"});
   EXPECT_EQ(DependentLevels(fit), (Strings{"c", "b"}));
 }
 

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 namespace qvhost {
@@ -133,13 +134,13 @@ class Check {
   Faults OfObject(const Json& schema, const Json& value, const std::string& place) const {
     Faults faults;
     for (const std::string name : schema.value("required", Json::array())) {
-      if (!value.contains(name)) faults.push_back(place + ": lacks " + name);
+      if (!value.contains(name)) faults.push_back(fmt::format("{}: lacks {}", place, name));
     }
     const Json properties = schema.value("properties", Json::object());
     const Json others = schema.value("additionalProperties", Json(true));
     for (const auto& [name, entry] : value.items()) {
       const Json& of = properties.contains(name) ? properties.at(name) : others;
-      Append(Run(of, entry, place + "/" + name), faults);
+      Append(Run(of, entry, fmt::format("{}/{}", place, name)), faults);
     }
     return faults;
   }
@@ -151,7 +152,7 @@ class Check {
     }
     const Json items = schema.value("items", Json(true));
     for (std::size_t i = 0; i < value.size(); ++i) {
-      Append(Run(items, value[i], place + "/" + std::to_string(i)), faults);
+      Append(Run(items, value[i], fmt::format("{}/{}", place, i)), faults);
     }
     return faults;
   }
