@@ -69,13 +69,13 @@ QvStatus ReadRequest(std::span<const unsigned char> bytes, QvPassRequest& reques
   return reader.IsAtEnd() && isComputed ? QvStatus() : Unreadable();
 }
 
-QvBytes WriteAnswer(const QvPassRequest& request, const QvStatus& status, const IQvPassSums& sums) {
+QvBytes WriteAnswer(const QvPassRequest& request, const QvStatus& status, const IQvPassSums* sums) {
   QvByteWriter writer;
   writer.PutWord(request.fDigest);
   WriteStatus(status, writer);
   if (!status.IsError()) {
-    writer.PutInt(sums.fNUsed);
-    sums.Write(writer);
+    writer.PutInt(sums->fNUsed);
+    sums->Write(writer);
   }
   return writer.TakeMessage(QvMessageType::kAnswer);
 }

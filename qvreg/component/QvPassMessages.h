@@ -28,10 +28,10 @@ struct QvPassRequest {
 /// compute.
 QvCommon::QvStatus ReadRequest(std::span<const unsigned char> bytes, QvPassRequest& request);
 
-/// Writes what came of a request: an error, or else the sums.
+/// Writes what came of a request: an error, or else the sums, which may be null for an error.
 [[nodiscard]] QvCommon::QvBytes WriteAnswer(const QvPassRequest& request,
                                             const QvCommon::QvStatus& status,
-                                            const IQvPassSums& sums);
+                                            const IQvPassSums* sums);
 /// Reads an answer to the request into sums that were started alike. The error that the answer
 /// reports; kUnreadableMessage for bytes that are no answer to it.
 QvCommon::QvStatus ReadAnswer(std::span<const unsigned char> answer, const QvPassRequest& request,

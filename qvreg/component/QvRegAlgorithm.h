@@ -75,13 +75,13 @@ class QvRegAlgorithm {
     if (fBaseSettings.GetPassRunner() == nullptr) return local();
     const std::unique_ptr<IQvPassSums> sums = MakeSums(kind);
     const QvCommon::QvStatus status = RequestPass(kind, *sums);
-    if (!status.IsError()) TakeSums(kind, *sums);
-    return status;
+    return status.IsError() ? status : TakeSums(kind, *sums);
   }
   /// Has the runner make a pass, whose sums replace `sums`. REQUIRES: a runner.
   QvCommon::QvStatus RequestPass(QvPassKind kind, IQvPassSums& sums);
-  /// Takes the sums of a whole pass, made by MakeSums, as if its records had been added here.
-  virtual void TakeSums(QvPassKind kind, IQvPassSums& sums) = 0;
+  /// Takes the sums of a whole pass, made by MakeSums, as if its records had been added here; the
+  /// status that this would have had.
+  virtual QvCommon::QvStatus TakeSums(QvPassKind kind, IQvPassSums& sums) = 0;
   /// Forgets what was counted: after a further pass fUsedLater tells how many records it used.
   void CountAnew() {
     fRecordCounts = {};

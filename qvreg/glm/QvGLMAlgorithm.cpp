@@ -117,12 +117,12 @@ std::unique_ptr<IQvPassSums> QvGLMAlgorithm::MakeSums(QvPassKind kind) {
   }
 }
 
-void QvGLMAlgorithm::TakeSums(QvPassKind kind, IQvPassSums& sums) {
+QvStatus QvGLMAlgorithm::TakeSums(QvPassKind kind, IQvPassSums& sums) {
   if (kind == QvPassKind::kTables) {
     const auto& tables = dynamic_cast<QvTableSums&>(sums);
     fFactorTables.Merge(tables.fTables);
     fRecordCounts = tables.fCounts;
-    return;
+    return fRecordCounts.fUsed > 0 ? QvStatus() : QvStatus(QvStatusCode::kNoRecords, false);
   }
   fRecordCounts.NoteLaterPass(sums.fNUsed);
   if (kind == QvPassKind::kProducts) {
@@ -130,6 +130,7 @@ void QvGLMAlgorithm::TakeSums(QvPassKind kind, IQvPassSums& sums) {
   } else {
     fModel.SwapResiduals(dynamic_cast<QvGLMResiduals&>(sums));
   }
+  return {};
 }
 
 void QvGLMAlgorithm::WriteTables(QvCommon::QvByteWriter& writer) const {

@@ -48,7 +48,7 @@ class QvGLMAlgorithm : public QvRegAlgorithm {
   [[nodiscard]] const QvGLMModel& GetModel() const { return fModel; }
 
  protected:
-  void TakeSums(QvPassKind kind, IQvPassSums& sums) override;
+  QvCommon::QvStatus TakeSums(QvPassKind kind, IQvPassSums& sums) override;
 
  private:
   /// Tells tables the effects and the variables to average.

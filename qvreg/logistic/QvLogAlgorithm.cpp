@@ -277,12 +277,17 @@ std::unique_ptr<IQvPassSums> QvLogAlgorithm::MakeSums(QvPassKind kind) {
   return stats;
 }
 
-void QvLogAlgorithm::TakeSums(QvPassKind kind, IQvPassSums& sums) {
+QvStatus QvLogAlgorithm::TakeSums(QvPassKind kind, IQvPassSums& sums) {
   if (kind == QvPassKind::kTables) {
     const auto& tables = dynamic_cast<QvTableSums&>(sums);
     fFactorTables.Merge(tables.fTables);
     fRecordCounts = tables.fCounts;
-    return;
+    if (fRecordCounts.fUsed == 0) return {QvStatusCode::kNoRecords, false};
+    const bool isWeighed = fFactorTables.GetTotalWeight() > 0.0;
+    if (fSettings.GetUsePatternTabulator() && !isWeighed) {
+      return {QvStatusCode::kNothingToFit, false};
+    }
+    return {};
   }
   fRecordCounts.NoteLaterPass(sums.fNUsed);
   if (kind == QvPassKind::kProducts) {
@@ -290,6 +295,7 @@ void QvLogAlgorithm::TakeSums(QvPassKind kind, IQvPassSums& sums) {
   } else if (kind == QvPassKind::kClassification) {
     fModel.SwapClassification(dynamic_cast<QvClassification&>(sums));
   }
+  return {};
 }
 
 void QvLogAlgorithm::WriteTables(QvCommon::QvByteWriter& writer) const {

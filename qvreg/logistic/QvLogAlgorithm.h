@@ -58,7 +58,7 @@ class QvLogAlgorithm : public QvRegAlgorithm {
   [[nodiscard]] const QvRegOptimizer* GetOptimizer() const { return fpOptimizer.get(); }
 
  protected:
-  void TakeSums(QvPassKind kind, IQvPassSums& sums) override;
+  QvCommon::QvStatus TakeSums(QvPassKind kind, IQvPassSums& sums) override;
 
  private:
   /// Makes the optimizer's passes by the settings' runner.

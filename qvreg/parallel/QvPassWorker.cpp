@@ -45,7 +45,7 @@ QvStatus QvPassWorker::Run(const std::vector<unsigned char>& request, int part,
     }
     const std::unique_ptr<IQvPassSums> sums = fpState->processor.MakeSums();
     status = RunPart(fpState->processor, iter, *sums, fpState->rows[part]);
-    answer = WriteAnswer(unpacked, status, *sums);
+    answer = WriteAnswer(unpacked, status, sums.get());
     return {};
   });
 }
@@ -70,7 +70,7 @@ QvStatus QvPassWorker::Merge(const std::vector<unsigned char>& request,
     if (!found.IsError() && !MergeSums(*sums, *others)) {
       return {QvStatusCode::kUnreadableMessage, false};
     }
-    merged = WriteAnswer(unpacked, found, *sums);
+    merged = WriteAnswer(unpacked, found, sums.get());
     return {};
   });
 }

@@ -246,10 +246,9 @@ QvStatus QvThreadRunner::Pool::Run(const QvBytes& request, QvCancelInfo& cancel,
     if (first.exception != nullptr) std::rethrow_exception(first.exception);
     status = first.status;
   }
-  const Sums sums =
-      fReady.empty() ? fWorkers.front()->fProcessor.MakeSums() : std::move(fReady.begin()->second);
+  // Whole where nothing failed: the root of the tree.
+  answer = WriteAnswer(unpacked, status, status.IsError() ? nullptr : fReady.begin()->second.get());
   fReady.clear();
-  answer = WriteAnswer(unpacked, status, *sums);
   return {};
 }
 

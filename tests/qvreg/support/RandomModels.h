@@ -16,7 +16,7 @@ namespace qvtest {
 enum RandomVariable { kY = 0, kCategory = 1, kF = 2, kG = 3, kX = 4, kZ = 5, kFreq = 6, kRegr = 7 };
 
 /// Records of a number, a category of 3, factors of 4 and 3 levels, two covariates (the second
-/// far from zero) and two weights; a few have a missing value or a weight that is not positive.
+/// away from zero) and two weights; a few have a missing value or a weight that is not positive.
 [[nodiscard]] inline std::vector<QvCommon::Record> RandomRecords(int count, unsigned seed = 1) {
   std::mt19937 random(seed);
   std::normal_distribution<double> normal;
@@ -26,7 +26,7 @@ enum RandomVariable { kY = 0, kCategory = 1, kF = 2, kG = 3, kX = 4, kZ = 5, kFr
     const int f = pick(4);
     const int g = f == 3 ? pick(2) : pick(3);  // one combination is empty
     const double x = normal(random);
-    const double z = 1000.0 + normal(random);
+    const double z = 10.0 + normal(random);
     const double signal = 0.3 * f - 0.2 * g + 0.5 * x;
     const int category = signal + normal(random) > 1.0 ? 0 : 1 + pick(2);
     rows.push_back({signal + normal(random), 1.0 * category, 1.0 * f, 1.0 * g, x, z, 1.0 + pick(3),
