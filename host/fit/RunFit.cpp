@@ -129,7 +129,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   outputs.SetInputs(source.Inputs());
   outputs.Begin();
   RunSettings settings(formula, binding, table, options);
-  ModelRun run(settings.Get(), table, progress, interrupt);
+  ModelRun run(settings.Get(), table, options.threads, progress, interrupt);
   run.Build();
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);
   result.where = options.where;
