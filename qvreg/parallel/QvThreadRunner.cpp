@@ -8,6 +8,7 @@
 #include <exception>
 #include <map>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -23,8 +24,9 @@ constexpr std::chrono::milliseconds kPause(10);
 
 std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 
-/// Why a part was not finished; the one of the lowest part number is the pass's.
+/// Why a part was not finished; of several, that of the lowest part number is kept.
 struct Failure {
+  int part = -1;  ///< -1 for none.
   QvStatus status;
   std::exception_ptr exception;
 };
@@ -76,7 +78,10 @@ class QvThreadRunner::Pool {
   void RunPart(Worker& worker, int part);
   /// Merges the sums with those of neighbours that are there, up the tree.
   void Join(int part, Sums sums);
-  void Fail(int part, Failure failure);
+  /// Allocates nothing.
+  void Fail(const Failure& failure) noexcept;
+  /// Starts the threads of a pass, as many as can be; runs it here where that is none.
+  void StartThreads(std::vector<std::thread>& threads, const QvPassRequest& request);
   /// Waits for the threads, asking whether to stop.
   void WaitForThreads(QvCancelInfo& cancel);
 
@@ -97,7 +102,7 @@ class QvThreadRunner::Pool {
   int fNSums = 0;
   int fNThreadsLeft = 0;
   std::map<Node, Sums> fReady;
-  std::map<int, Failure> fFailures;
+  Failure fFailure;
   std::atomic<int> fFirstUnwanted = 0;
 };
 
@@ -123,7 +128,7 @@ void QvThreadRunner::Pool::Start(const QvPassRequest& request) {
   fNSums = 0;
   fNThreadsLeft = 0;
   fReady.clear();
-  fFailures.clear();
+  fFailure = {};
 }
 
 int QvThreadRunner::Pool::ClaimPart() {
@@ -136,10 +141,10 @@ int QvThreadRunner::Pool::ClaimPart() {
   return fNextPart++;
 }
 
-void QvThreadRunner::Pool::Fail(int part, Failure failure) {
+void QvThreadRunner::Pool::Fail(const Failure& failure) noexcept {
   const std::lock_guard lock(fLock);
-  fFailures.emplace(part, std::move(failure));
-  fFirstUnwanted = std::min(fFirstUnwanted.load(), part);
+  if (fFailure.part < 0 || failure.part < fFailure.part) fFailure = failure;
+  fFirstUnwanted = std::min(fFirstUnwanted.load(), failure.part);
   --fNSums;
   fChanged.notify_all();
 }
@@ -184,20 +189,22 @@ void QvThreadRunner::Pool::RunPart(Worker& worker, int part) {
     if (!found.IsError()) Join(part, std::move(sums));
     return found;
   });
-  if (status.IsError()) Fail(part, {status, nullptr});
+  if (status.IsError()) Fail({part, status, nullptr});
 }
 
 void QvThreadRunner::Pool::Work(Worker& worker, const QvPassRequest& request) {
-  const QvStatus ready = GuardOperation([&] { return worker.fProcessor.Prepare(request); });
+  QvStatus ready = GuardOperation([&] { return worker.fProcessor.Prepare(request); });
+  // This process wrote the request: what cannot be read of it is for want of memory.
+  if (ready.IsError()) ready = QvStatus(QvStatusCode::kTooManyParameters, false);
   for (int part = ClaimPart(); part >= 0; part = ClaimPart()) {
     if (ready.IsError()) {
-      Fail(part, {ready, nullptr});
+      Fail({part, ready, nullptr});
       continue;
     }
     try {
       RunPart(worker, part);
     } catch (...) {
-      Fail(part, {{QvStatusCode::kRecordMissing, false}, std::current_exception()});
+      Fail({part, {QvStatusCode::kRecordMissing, false}, std::current_exception()});
     }
   }
   const std::lock_guard lock(fLock);
@@ -214,6 +221,25 @@ void QvThreadRunner::Pool::WaitForThreads(QvCancelInfo& cancel) {
   }
 }
 
+void QvThreadRunner::Pool::StartThreads(std::vector<std::thread>& threads,
+                                        const QvPassRequest& request) {
+  threads.reserve(Index(fNRunning));
+  fNThreadsLeft = fNRunning;
+  try {
+    for (int i = 0; i < fNRunning; ++i) {
+      Worker& worker = *fWorkers[Index(i)];
+      threads.emplace_back([this, &worker, &request] { Work(worker, request); });
+    }
+  } catch (const std::system_error&) {
+    const std::lock_guard lock(fLock);
+    fNThreadsLeft -= fNRunning - static_cast<int>(threads.size());
+    fNRunning = std::max(static_cast<int>(threads.size()), 1);
+  }
+  if (!threads.empty()) return;
+  fNThreadsLeft = 1;
+  Work(*fWorkers.front(), request);
+}
+
 QvStatus QvThreadRunner::Pool::Run(const QvBytes& request, QvCancelInfo& cancel, QvBytes& answer) {
   QvPassRequest unpacked;
   QvStatus status = ReadRequest(request, unpacked);
@@ -223,17 +249,10 @@ QvStatus QvThreadRunner::Pool::Run(const QvBytes& request, QvCancelInfo& cancel,
   std::vector<std::thread> threads;
   std::exception_ptr thrown;
   try {
-    for (int i = 0; i < fNRunning; ++i) {
-      {
-        const std::lock_guard lock(fLock);
-        ++fNThreadsLeft;
-      }
-      Worker& worker = *fWorkers[Index(i)];
-      threads.emplace_back([this, &worker, &unpacked] { Work(worker, unpacked); });
-    }
+    StartThreads(threads, unpacked);
     WaitForThreads(cancel);
   } catch (...) {
-    // What the host's query throws, or a thread that could not be started.
+    // What the host's query throws, or no memory for another thread.
     thrown = std::current_exception();
     fFirstUnwanted = 0;
   }
@@ -241,11 +260,8 @@ QvStatus QvThreadRunner::Pool::Run(const QvBytes& request, QvCancelInfo& cancel,
   if (thrown != nullptr) std::rethrow_exception(thrown);
 
   if (cancel.IsFlagSet()) return {QvStatusCode::kCancelled, false};
-  if (!fFailures.empty()) {
-    const Failure& first = fFailures.begin()->second;
-    if (first.exception != nullptr) std::rethrow_exception(first.exception);
-    status = first.status;
-  }
+  if (fFailure.exception != nullptr) std::rethrow_exception(std::exchange(fFailure.exception, {}));
+  status = fFailure.status;
   // Whole where nothing failed: the root of the tree.
   answer = WriteAnswer(unpacked, status, status.IsError() ? nullptr : fReady.begin()->second.get());
   fReady.clear();

@@ -16,6 +16,7 @@
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
+#include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/RandomModels.h"
 #include "tests/qvreg/support/VectorParts.h"
@@ -289,6 +290,44 @@ TEST_P(QvThreadRunnerTest, LittleMemoryMeansOneThreadAndTheSameBits) {
   const Doubles numbers = FitWith(GetParam(), runner);
   EXPECT_EQ(runner.GetThreadCount(), 1);
   EXPECT_EQ(numbers, FitOnThreads(GetParam(), parts, 3));
+}
+
+TEST_P(QvThreadRunnerTest, AFailedAllocationEndsTheRunAsOnOneThread) {
+  const Records records = RandomRecords(60);
+  VectorParts parts(records, 4);
+  const Doubles expected = FitOnThreads(GetParam(), parts, 2);
+  bool hasStruck = true;
+  for (long long n = 1; hasStruck; n += 1 + n / 20) {
+    QvThreadRunner runner(parts, 2);
+    Settings settings(GetParam());
+    settings.Get().SetPassRunner(&runner);
+    QvRegFactory factory;
+    const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings.Get()));
+    UntouchedIter iter;
+    QvCommon::QvStatus status;
+    bool hasThrown = false;
+    {
+      const qvtest::AllocationFault fault(n, qvtest::AllocationFault::Extent::kOnce);
+      try {
+        status = component->BuildModel(iter);
+      } catch (...) {
+        hasThrown = true;
+      }
+      hasStruck = fault.HasStruck();
+    }
+    EXPECT_FALSE(hasThrown) << n;
+    if (hasStruck && status.IsError()) {
+      // A record that could not be copied is empty, which is found as it is checked.
+      EXPECT_TRUE(status.GetCode() == QvStatusCode::kTooManyParameters ||
+                  status.GetCode() == QvStatusCode::kShortRecord)
+          << n << ": " << status.GetCode();
+      continue;
+    }
+    ASSERT_FALSE(status.IsError()) << n;
+    IQvRegOutputStats* stats = nullptr;
+    ASSERT_FALSE(component->GetOutputStats(stats).IsError());
+    EXPECT_EQ(NumbersOf(*stats), expected) << n;
+  }
 }
 
 TEST(QvThreadRunner, CountsRecordsAsOneThreadDoes) {
