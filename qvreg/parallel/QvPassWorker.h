@@ -45,6 +45,6 @@ class QVREG_EXPORT QvPassWorker {
                            std::vector<unsigned char>& merged);
 
  private:
-  struct State;
+  struct QVREG_NO_EXPORT State;
   std::unique_ptr<State> fpState;
 };

@@ -39,7 +39,7 @@ class QvThreadRunner::Pool {
   Pool(IQvRecordParts& parts, int threads) : fParts(parts), fNThreads(threads) {}
 
   QvStatus Run(const QvBytes& request, QvCancelInfo& cancel, QvBytes& answer);
-  void SetMemoryBound(std::size_t bytes) { fMemoryBound = bytes; }
+  void SetMemoryBound(long long bytes) { fMemoryBound = bytes; }
   [[nodiscard]] int GetThreadCount() const { return fNRunning > 0 ? fNRunning : fNThreads; }
 
  private:
@@ -87,7 +87,7 @@ class QvThreadRunner::Pool {
 
   IQvRecordParts& fParts;
   const int fNThreads;
-  std::size_t fMemoryBound = kMemoryBound;
+  long long fMemoryBound = kMemoryBound;
   std::vector<std::unique_ptr<Worker>> fWorkers;
   /// By part, of the run of this digest. A part is used by one thread at a time.
   std::vector<std::unique_ptr<IQvKeptRows>> fRows;
@@ -110,9 +110,10 @@ int QvThreadRunner::Pool::ThreadsWithinMemory(const QvPassRequest& request) {
   const int wanted = std::min(fNThreads, fNParts);
   QvPassProcessor& processor = fWorkers.front()->fProcessor;
   if (processor.Prepare(request).IsError()) return 1;
-  const std::size_t size = std::max(processor.MakeSums()->GetSize(), std::size_t{1});
+  const auto size =
+      static_cast<long long>(std::max(processor.MakeSums()->GetSize(), std::size_t{1}));
   int threads = wanted;
-  while (threads > 1 && fMemoryBound / size < Index(MostSums(threads))) --threads;
+  while (threads > 1 && fMemoryBound / size < MostSums(threads)) --threads;
   return threads;
 }
 
@@ -275,7 +276,7 @@ QvThreadRunner::QvThreadRunner(IQvRecordParts& parts, int threads) {
 
 QvThreadRunner::~QvThreadRunner() = default;
 
-void QvThreadRunner::SetMemoryBound(std::size_t bytes) { fpPool->SetMemoryBound(bytes); }
+void QvThreadRunner::SetMemoryBound(long long bytes) { fpPool->SetMemoryBound(bytes); }
 
 int QvThreadRunner::GetThreadCount() const { return fpPool->GetThreadCount(); }
 

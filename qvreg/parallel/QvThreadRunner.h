@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -19,7 +18,7 @@ class QVREG_EXPORT QvThreadRunner : public IQvPassRunner {
  public:
   /// The memory that sums of concurrent passes may take unless SetMemoryBound says otherwise: 1
   /// GiB.
-  static constexpr std::size_t kMemoryBound = std::size_t{1} << 30;
+  static constexpr long long kMemoryBound = 1LL << 30;
 
   /// For `threads` of them, at least 1; 0 for as many as the machine has cores. May throw
   /// std::bad_alloc.
@@ -30,7 +29,7 @@ class QVREG_EXPORT QvThreadRunner : public IQvPassRunner {
 
   /// At most threads + log2(parts) + 2 sums of a pass exist at once. Where so many would be larger
   /// than this number of bytes, fewer threads run; one always does.
-  void SetMemoryBound(std::size_t bytes);
+  void SetMemoryBound(long long bytes);
   /// The threads of the last pass; those asked for before the first.
   [[nodiscard]] int GetThreadCount() const;
 
@@ -38,11 +37,11 @@ class QVREG_EXPORT QvThreadRunner : public IQvPassRunner {
                          std::vector<unsigned char>& answer) override;
 
  private:
-  class Pool;
+  class QVREG_NO_EXPORT Pool;
   std::unique_ptr<Pool> fpPool;
 };
 
 /// How many parts to divide records into for a model of so many parameters (those of all categories
 /// of a logistic model together), or about so many: enough for many threads, unless merging would
 /// cost more than the records do. At least 1; a function of these numbers only.
-[[nodiscard]] QVREG_EXPORT int QvPartCount(long long records, long long parameters);
+QVREG_EXPORT int QvPartCount(long long records, long long parameters);
