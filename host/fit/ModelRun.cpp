@@ -180,6 +180,11 @@ bool ModelRun::Watch::QueryWillCancel() {
 }
 
 void ModelRun::ShowPass(int pass, long long delivered) const {
+  const auto* logistic = dynamic_cast<const QvLogRegSettings*>(&settings_);
+  if (logistic != nullptr && logistic->GetUsePatternTabulator() && pass > kCountingPasses) {
+    // Rows kept in memory are not delivered again.
+    return progress_.Show(Stage(pass), -1.0, table_.RecordCount());
+  }
   const auto total = static_cast<double>(table_.RecordCount());
   progress_.Show(Stage(pass), total > 0.0 ? static_cast<double>(delivered) / total : 1.0,
                  delivered);
