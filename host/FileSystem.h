@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -72,5 +74,12 @@ void SyncFolder(const std::filesystem::path& path) noexcept;
 /// A stream on a new file that only this process can open and that the system removes when it is
 /// closed; null with errno set. Where the platform allows it, the name is gone at once.
 [[nodiscard]] std::FILE* OpenTransient(const std::filesystem::path& path);
+
+/// Reads up to `size` bytes of a stream's file from byte `offset` on, wherever the stream stands;
+/// what the stream has not handed to the system yet is not seen. How many bytes there were, fewer
+/// at the end of the file; below 0 with errno set for a failure. Any number of threads may read one
+/// file at the same time.
+[[nodiscard]] long long ReadAt(std::FILE* stream, std::int64_t offset, void* data,
+                               std::size_t size);
 
 }  // namespace qvhost

@@ -201,6 +201,21 @@ std::FILE* OpenTransient(const fs::path& path) {
   return stream;
 }
 
+long long ReadAt(std::FILE* stream, std::int64_t offset, void* data, std::size_t size) {
+  const int file = fileno(stream);
+  auto* bytes = static_cast<unsigned char*>(data);
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t read = pread(file, bytes + done, size - done,
+                               static_cast<off_t>(offset) + static_cast<off_t>(done));
+    if (read < 0 && errno == EINTR) continue;
+    if (read < 0) return -1;
+    if (read == 0) break;
+    done += static_cast<std::size_t>(read);
+  }
+  return static_cast<long long>(done);
+}
+
 }  // namespace qvhost
 
 #endif

@@ -1,5 +1,6 @@
 #ifdef _WIN32
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -7,6 +8,7 @@
 #include <io.h>
 #include <share.h>
 #include <sys/stat.h>
+#include <windows.h>
 
 #include "host/FileSystem.h"
 
@@ -97,6 +99,29 @@ void SyncFolder(const fs::path& /*path*/) noexcept {}
 std::FILE* OpenTransient(const fs::path& path) {
   const int file = OpenAlone(path, _O_CREAT | _O_EXCL | _O_TEMPORARY | _O_SHORT_LIVED);
   return file < 0 ? nullptr : _fdopen(file, "w+b");
+}
+
+long long ReadAt(std::FILE* stream, std::int64_t offset, void* data, std::size_t size) {
+  auto* const file = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+  auto* bytes = static_cast<unsigned char*>(data);
+  constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;
+  std::size_t done = 0;
+  while (done < size) {
+    const auto place = static_cast<std::uint64_t>(offset) + done;
+    OVERLAPPED at = {};
+    at.Offset = static_cast<DWORD>(place);
+    at.OffsetHigh = static_cast<DWORD>(place >> 32);
+    DWORD read = 0;
+    const auto wanted = static_cast<DWORD>(std::min(size - done, kMostAtOnce));
+    if (ReadFile(file, bytes + done, wanted, &read, &at) == 0) {
+      if (GetLastError() == ERROR_HANDLE_EOF) break;
+      errno = EIO;
+      return -1;
+    }
+    if (read == 0) break;
+    done += read;
+  }
+  return static_cast<long long>(done);
 }
 
 }  // namespace qvhost

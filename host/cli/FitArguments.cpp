@@ -16,6 +16,8 @@ namespace qvhost {
 
 namespace {
 
+constexpr int kMostThreads = 1024;
+
 void CheckCriterion(const char* name, double criterion) {
   if (criterion >= 0.0 && std::isfinite(criterion)) return;
   RefuseUsage(fmt::format("{} must be a number from 0 on, such as 1e-8; 0 switches it off.", name));
@@ -148,6 +150,13 @@ void FitArguments::AddInference() {
               "Of a linear model: degrees of freedom of the error, in\nplace of the computed ones")
           ->type_name("NUMBER")
           ->group(group);
+  command_
+      ->add_option("--threads", options_.threads,
+                   "Threads that make the passes over the records, 0 for one\n"
+                   "per core; the results do not depend on it")
+      ->type_name("N")
+      ->check(CLI::Range(0, kMostThreads).description(""))
+      ->group(group);
   noRefineOption_ = command_
                         ->add_flag("--no-refine", noRefine_,
                                    "Of a linear model: skip the refinement of the estimates")

@@ -46,6 +46,7 @@ struct FitOptions {
   std::optional<double> degreesOfFreedom;  ///< Above 0; none: computed. Linear models only.
   bool refine = true;                      ///< Iterative refinement of a linear model's estimates.
   std::string spoolDir;                    ///< Folder of the temporary file; empty: the system's.
+  int threads = 0;                         ///< 0: as many as the machine has cores.
   LogisticOptions logistic;
   std::string predictions;           ///< File for the predicted values; empty for none.
   bool strict = false;               ///< An estimation that does not converge is a failure.

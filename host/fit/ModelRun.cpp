@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <new>
 #include <string>
 #include <vector>
@@ -11,11 +12,11 @@
 
 #include "host/Error.h"
 #include "host/Text.h"
-#include "host/fit/CountedRecordIterator.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/Overflow.h"
 #include "host/fit/StatusText.h"
 #include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/data/BinaryRecordIterator.h"
 #include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/glm/QvGLMComponent.h"
 #include "qvreg/logistic/QvLogComponent.h"
@@ -102,20 +103,44 @@ std::string UnusableRecordsText(const RecordUse& records, const CodedTable& tabl
   return UnusableRecords(records, table, settings).Text();
 }
 
+/// At least about as many parameters as the model has: for each of its effects the number of its
+/// factors' level combinations, as far as there are records.
+long long ParameterBound(const QvRegSettings& settings, const CodedTable& table) {
+  const auto most = static_cast<double>(std::max<std::int64_t>(table.RecordCount(), 1));
+  double bound = 1.0;
+  for (const QvModelEffect& effect : settings.GetModelEffects()) {
+    double combinations = 1.0;
+    for (const int factor : effect.GetFactors()) {
+      combinations *=
+          static_cast<double>(table.Columns()[static_cast<std::size_t>(factor)].levels.size());
+    }
+    bound += std::clamp(combinations, 1.0, most);
+  }
+  if (const auto* logistic = dynamic_cast<const QvLogRegSettings*>(&settings)) {
+    bound *= logistic->GetDependentNCategs() - 1;
+  }
+  constexpr double kLargest = 1e9;
+  return static_cast<long long>(std::min(bound, kLargest));
+}
+
 constexpr int kLinearPasses = 3;    // Parameters, cross-products, residuals.
 constexpr int kCountingPasses = 2;  // Of a logistic model, before its first iteration.
 
 }  // namespace
 
-ModelRun::ModelRun(QvRegSettings& settings, const CodedTable& table, ProgressBar& progress,
-                   Interrupt& interrupt)
+ModelRun::ModelRun(QvRegSettings& settings, const CodedTable& table, int threads,
+                   ProgressBar& progress, Interrupt& interrupt)
     : settings_(settings),
       table_(table),
       progress_(progress),
       interrupt_(interrupt),
       // Iterations over records kept in memory make no passes that would report progress.
-      iterations_([this] { progress_.Show(iterations_.Stage(), -1.0, table_.RecordCount()); }) {
-  settings.SetCancelPointer(&interrupt_);
+      iterations_([this] { progress_.Show(iterations_.Stage(), -1.0, table_.RecordCount()); }),
+      runner_(table, ParameterBound(settings, table), threads,
+              [this](int pass, long long delivered) { ShowPass(pass, delivered); }),
+      watch_(*this) {
+  settings.SetCancelPointer(&watch_);
+  settings.SetPassRunner(&runner_);
   settings.SetProgressListener(&iterations_);
   CreateComponent();
 }
@@ -149,18 +174,29 @@ void ModelRun::Continue(QvLogRegSettings& settings) {
   ending_ = continuation.Ending();
 }
 
-void ModelRun::BuildComponent() {
-  const auto total = static_cast<double>(table_.RecordCount());
-  CountedRecordIterator records(table_, [&](int pass, long long delivered) {
-    progress_.Show(Stage(pass), total > 0.0 ? static_cast<double>(delivered) / total : 1.0,
-                   delivered);
-  });
-  std::vector<QvRegrParameter> parameters;
-  QvCommon::QvStatus status = component_->CreateParameters(records, parameters);
-  if (!status.IsError()) status = component_->BuildModel(records);
-  if (!records.AllRecordsRead()) {
-    status = QvCommon::QvStatus(QvStatusCode::kUnreadableRecord, false);
+bool ModelRun::Watch::QueryWillCancel() {
+  run_.runner_.Report();
+  return run_.interrupt_.Requested();
+}
+
+void ModelRun::ShowPass(int pass, long long delivered) const {
+  const auto* logistic = dynamic_cast<const QvLogRegSettings*>(&settings_);
+  if (logistic != nullptr && logistic->GetUsePatternTabulator() && pass > kCountingPasses) {
+    // Rows kept in memory are not delivered again.
+    return progress_.Show(Stage(pass), -1.0, table_.RecordCount());
   }
+  const auto total = static_cast<double>(table_.RecordCount());
+  progress_.Show(Stage(pass), total > 0.0 ? static_cast<double>(delivered) / total : 1.0,
+                 delivered);
+}
+
+void ModelRun::BuildComponent() {
+  runner_.StartRun();
+  // The runner's parts take the place of an iterator.
+  QvCommon::BinaryRecordIterator unused(table_.File(), table_.RecordSize());
+  std::vector<QvRegrParameter> parameters;
+  QvCommon::QvStatus status = component_->CreateParameters(unused, parameters);
+  if (!status.IsError()) status = component_->BuildModel(unused);
   Check(status);
   if (const QvRecordCounts counts = Counts(); counts.fUsedLater >= 0) {
     throw Error(ExitCode::kRunFailed,

@@ -8,9 +8,11 @@
 #include "host/fit/Interrupt.h"
 #include "host/fit/IterationHistory.h"
 #include "host/fit/ProgressBar.h"
+#include "host/fit/SpoolRunner.h"
 #include "host/table/CodedTable.h"
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/component/IQvRegOutputStats.h"
+#include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvRegSettings.h"
@@ -24,8 +26,9 @@ namespace qvhost {
 /// Owns the component; borrows the rest, which must outlive it. One thread at a time.
 class ModelRun {
  public:
-  /// `settings` are changed by a continuation; components copy them.
-  ModelRun(QvRegSettings& settings, const CodedTable& table, ProgressBar& progress,
+  /// `settings` are changed by a continuation; components copy them. `threads` of 0 means as many
+  /// as the machine has cores.
+  ModelRun(QvRegSettings& settings, const CodedTable& table, int threads, ProgressBar& progress,
            Interrupt& interrupt);
   ModelRun(const ModelRun&) = delete;
   ModelRun& operator=(const ModelRun&) = delete;
@@ -44,7 +47,19 @@ class ModelRun {
   [[nodiscard]] RecordUse Records() const;
 
  private:
+  /// Shows how far a pass is whenever the library asks whether to stop.
+  class Watch : public QvQueryCancel {
+   public:
+    explicit Watch(const ModelRun& run) : run_(run) {}
+    bool QueryCancel() override { return QueryWillCancel(); }
+    bool QueryWillCancel() override;
+
+   private:
+    const ModelRun& run_;
+  };
+
   void CreateComponent();
+  void ShowPass(int pass, long long delivered) const;
   void BuildComponent();
   void Continue(QvLogRegSettings& settings);
   [[noreturn]] void Fail(const QvCommon::QvStatus& status) const;
@@ -61,6 +76,8 @@ class ModelRun {
   ProgressBar& progress_;
   Interrupt& interrupt_;
   IterationListener iterations_;
+  SpoolRunner runner_;
+  Watch watch_;
   std::unique_ptr<IQvRegComponent> component_;
   IQvRegOutputStats* output_ = nullptr;
   OptimizationEnding ending_;

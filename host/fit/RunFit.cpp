@@ -139,7 +139,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   outputs.Begin();
   RunSettings settings(formula, binding, table, options);
   SettleReference(settings, table, progress, interrupt);
-  ModelRun run(settings.Get(), table, progress, interrupt);
+  ModelRun run(settings.Get(), table, options.threads, progress, interrupt);
   run.Build();
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);
   result.where = options.where;

@@ -73,6 +73,8 @@ constexpr std::array kTexts = {
     CodeText{QvStatusCode::kReferenceNotObserved,
              "The reference category does not occur in the records used; the last one that occurs "
              "takes its place."},
+    CodeText{QvStatusCode::kUnreadableMessage,
+             "The sums of a pass cannot be read. This is a defect of qvreg; please report it."},
 };
 
 struct OutcomeWords {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <limits>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -53,6 +54,12 @@ class CodedTable {
 
   /// Which strings in the columns that were read stood for a missing value, and how often.
   [[nodiscard]] const std::vector<MissingString>& MissingStrings() const { return missingStrings_; }
+
+  /// Fills `values` with whole records from record number `first` on. Any number of threads may
+  /// read at the same time. Throws Error (kRunFailed) when the file cannot be read.
+  void ReadRecords(std::int64_t first, std::span<double> values) const {
+    file_.ReadAt(first * RecordSize(), values);
+  }
 
   /// The records, opened for reading in binary and positioned at the first one when the table is
   /// made. Valid while the table lives (moving it included); never to be closed by the caller. A

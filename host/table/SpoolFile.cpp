@@ -79,9 +79,13 @@ void SpoolFile::Read(std::int64_t offset, std::span<double> values) {
   if (std::fread(values.data(), sizeof(double), values.size(), stream_.get()) == values.size()) {
     return;
   }
-  throw Error(ExitCode::kRunFailed,
-              fmt::format("The temporary file in the folder '{}' cannot be read back ({}).",
-                          folder_, errno == 0 ? "it is too short" : std::strerror(errno)));
+  ThrowReadError(errno);
+}
+
+void SpoolFile::ReadAt(std::int64_t offset, std::span<double> values) const {
+  const std::size_t wanted = values.size_bytes();
+  const long long read = qvhost::ReadAt(stream_.get(), offset * kValueSize, values.data(), wanted);
+  if (read != static_cast<long long>(wanted)) ThrowReadError(read < 0 ? errno : 0);
 }
 
 void SpoolFile::Overwrite(std::int64_t offset, std::span<const double> values) {
@@ -100,6 +104,12 @@ void SpoolFile::Write(std::span<const double> values) {
   if (std::fwrite(values.data(), sizeof(double), values.size(), stream_.get()) != values.size()) {
     ThrowWriteError(errno);
   }
+}
+
+void SpoolFile::ThrowReadError(int error) const {
+  throw Error(ExitCode::kRunFailed,
+              fmt::format("The temporary file in the folder '{}' cannot be read back ({}).",
+                          folder_, error == 0 ? "it is too short" : std::strerror(error)));
 }
 
 void SpoolFile::ThrowWriteError(int error) const {

@@ -45,6 +45,10 @@ class SpoolFile {
   /// Fills `values` from position `offset`, counted in doubles; they must have been written.
   void Read(std::int64_t offset, std::span<double> values);
 
+  /// As Read, after Flush, wherever the stream stands: any number of threads may read at the same
+  /// time.
+  void ReadAt(std::int64_t offset, std::span<double> values) const;
+
   /// Replaces the values from position `offset`, counted in doubles.
   void Overwrite(std::int64_t offset, std::span<const double> values);
 
@@ -68,6 +72,8 @@ class SpoolFile {
   void Seek(std::int64_t offset);
   void Write(std::span<const double> values);
   [[noreturn]] void ThrowWriteError(int error) const;
+  /// `error` of 0: the file is too short.
+  [[noreturn]] void ThrowReadError(int error) const;
 
   std::string folder_;
   std::int64_t written_ = 0;             ///< Values appended so far, the failed ones included.

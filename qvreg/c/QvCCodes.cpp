@@ -34,6 +34,7 @@ static_assert(QVREG_SHORT_RECORD == QvStatusCode::kShortRecord);
 static_assert(QVREG_BAD_CATEGORY == QvStatusCode::kBadCategory);
 static_assert(QVREG_ONE_CATEGORY == QvStatusCode::kOneCategory);
 static_assert(QVREG_REFERENCE_NOT_OBSERVED == QvStatusCode::kReferenceNotObserved);
+static_assert(QVREG_UNREADABLE_MESSAGE == QvStatusCode::kUnreadableMessage);
 static_assert(static_cast<int>(QVREG_MODEL_LINEAR) == QvConst::QvRegModelGLM);
 static_assert(static_cast<int>(QVREG_MODEL_LOGISTIC) == QvConst::QvRegModelLogistic);
 static_assert(static_cast<int>(QVREG_FIT_RMSE) == QvConst::QvFitRootMeanSquareError);
@@ -108,6 +109,9 @@ constexpr std::array kTexts = {
     CodeText{QVREG_REFERENCE_NOT_OBSERVED,
              "The reference category does not occur in the records used; the last one that occurs "
              "takes its place."},
+    CodeText{QVREG_UNREADABLE_MESSAGE,
+             "The bytes of a pass are damaged, or of another version or another run; compute them "
+             "again, with the same version of the library everywhere."},
     CodeText{QVREG_NULL_HANDLE, "A handle is null; pass one that a function handed out."},
     CodeText{QVREG_BAD_HANDLE,
              "A handle is of another kind, or was destroyed; pass one that a function handed out."},

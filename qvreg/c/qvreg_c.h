@@ -101,6 +101,8 @@ enum qvreg_code {
   QVREG_ONE_CATEGORY = 318,           /**< Fewer than two categories of the dependent occur. */
   QVREG_REFERENCE_NOT_OBSERVED = 319, /**< Warning: the last category that occurs is the
                                            reference. */
+  QVREG_UNREADABLE_MESSAGE = 320,     /**< Bytes of a pass that are damaged, of another version or
+                                           of another run. */
 
   QVREG_NULL_HANDLE = 1001,     /**< A handle is null. */
   QVREG_BAD_HANDLE = 1002,      /**< A handle of another kind, or one that was destroyed. */

@@ -29,7 +29,7 @@
 /// compiled without contraction of products and sums, and std::fma is exact on either. Not on
 /// Windows, where GCC does not align the stack for vectors of 32 bytes (its bug 54412).
 #if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__ELF__) && \
-    !defined(__SANITIZE_ADDRESS__)
+    !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 #define QVREG_FMA_CLONES __attribute__((target_clones("default", "arch=x86-64-v3")))
 #else
 #define QVREG_FMA_CLONES

@@ -63,6 +63,10 @@ class QvWeightUnit {
   /// be a double. REQUIRES: positive finite weights.
   explicit QvWeightUnit(double frequency, double regression = 1.0);
 
+  /// The unit 2 to the power of `exponent`, which must be that of a unit.
+  [[nodiscard]] static QvWeightUnit FromExponent(int exponent) {
+    return QvWeightUnit(std::ldexp(1.0, exponent / 2), std::ldexp(1.0, exponent - exponent / 2));
+  }
   /// The product of two weights in units: rounded once, or a second time where the result is below
   /// the least normal double. What is not finite stays so.
   [[nodiscard]] double Of(double frequency, double regression = 1.0) const {

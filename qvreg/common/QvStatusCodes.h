@@ -50,5 +50,8 @@ inline constexpr long kBadCategory = 316;
 inline constexpr long kOneCategory = 318;
 /// Warning: the requested reference category was not observed; the last observed one is used.
 inline constexpr long kReferenceNotObserved = 319;
+/// Bytes that are not what they should be: damaged or cut, of another version or another run, or a
+/// pass request whose arithmetic this library does not compute.
+inline constexpr long kUnreadableMessage = 320;
 
 }  // namespace QvStatusCode

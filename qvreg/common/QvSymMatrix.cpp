@@ -7,6 +7,7 @@
 #include <span>
 #include <utility>
 
+#include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvDoubleDouble.h"
 #include "qvreg/common/QvExactProducts.h"
@@ -263,6 +264,27 @@ bool QvSymMatrix::EndCompensation(QvExactProducts& products) {
   products = QvExactProducts(std::move(high), std::move(fLost));
   fLost = {};
   return true;
+}
+
+bool QvSymMatrix::AddCompensated(const QvSymMatrix& other) {
+  if (other.GetOrder() != GetOrder() || other.fLost.size() != fLost.size()) return false;
+  if (fLost.empty()) return AddMatrix(other, 1.0);
+  for (std::size_t i = 0; i < fElements.size(); ++i) {
+    const QvDoubleDouble sum = QvDoubleDouble::Sum(fElements[i], other.fElements[i]);
+    fElements[i] = sum.fHigh;
+    fLost[i] += sum.fLow + other.fLost[i];
+  }
+  return true;
+}
+
+void QvSymMatrix::Write(QvByteWriter& writer) const {
+  writer.PutDoubles(fElements);
+  writer.PutDoubles(fLost);
+}
+
+void QvSymMatrix::Read(QvByteReader& reader) {
+  reader.GetDoublesInto(fElements);
+  reader.GetDoublesInto(fLost);
 }
 
 bool QvSymMatrix::SetOuterProduct(const std::vector<double>& x) {

@@ -78,6 +78,8 @@ class QVREG_EXPORT QvSymMatrixData {
   bool fbValid = true;
 };
 
+class QvByteReader;
+class QvByteWriter;
 class QvExactProducts;
 
 /// A symmetric matrix with the operations that estimation needs: weighted rank-one updates, the
@@ -115,6 +117,14 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// The same; `products` receives the sums before their rounding, and nothing where none were
   /// kept. False without memory.
   bool EndCompensation(QvExactProducts& products);
+  /// Adds `other`, a matrix of the same order, both with compensation or both without it: what the
+  /// sums lose is kept as well. False, and nothing changed, for any other.
+  bool AddCompensated(const QvSymMatrix& other);
+  /// Appends the elements, and what compensation keeps, to the `writer`. May throw std::bad_alloc.
+  void Write(QvByteWriter& writer) const;
+  /// Replaces them by those of a matrix of the same order, with compensation or without it alike;
+  /// the `reader` fails for any other, and the elements are then undefined.
+  void Read(QvByteReader& reader);
 
   /// Sweeps on pivot k (Goodnight, A Tutorial on the SWEEP Operator, The American Statistician 33,
   /// 1979) and sets bit k of `swept`. The pivot is skipped, and its bit stays clear, when its

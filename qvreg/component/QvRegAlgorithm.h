@@ -8,19 +8,22 @@
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/common/Record.h"
+#include "qvreg/component/IQvPassSums.h"
 #include "qvreg/component/IQvRegOutputStats.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/data/QvRegRecordValidator.h"
+#include "qvreg/settings/QvRegSettings.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
 /// The estimation and scoring behind a component: what QvRegComponent requires of either model.
 ///
-/// May throw std::bad_alloc from any operation: the component turns that into a status. One thread
-/// at a time, except Cancel.
+/// Borrows the settings, which must outlive it. May throw std::bad_alloc from any operation: the
+/// component turns that into a status. One thread at a time, except Cancel.
 class QvRegAlgorithm {
  public:
-  explicit QvRegAlgorithm(QvQueryCancel* query) : fCancelInfo(query) {}
+  explicit QvRegAlgorithm(const QvRegSettings& settings)
+      : fCancelInfo(settings.GetCancelPointer()), fBaseSettings(settings) {}
   QvRegAlgorithm(const QvRegAlgorithm&) = delete;
   QvRegAlgorithm& operator=(const QvRegAlgorithm&) = delete;
 
@@ -41,16 +44,58 @@ class QvRegAlgorithm {
   virtual std::unique_ptr<IQvRegOutputStats> MakeOutputStats() = 0;
   virtual void Display() const = 0;
 
+  // For workers, which run passes for the algorithm of another process or thread. The kinds of pass
+  // must be ones of the model, and those after the first need ReadTables.
+
+  /// Empty sums of a pass.
+  virtual std::unique_ptr<IQvPassSums> MakeSums(QvPassKind kind) = 0;
+  /// Writes what the first pass learned, and sets another algorithm of the same settings up by it:
+  /// the `reader` fails for other settings.
+  virtual void WriteTables(QvCommon::QvByteWriter& writer) const = 0;
+  virtual void ReadTables(QvCommon::QvByteReader& reader) = 0;
+  /// Writes and reads what else a pass needs, such as the estimates, in the same way.
+  virtual void WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const = 0;
+  virtual void ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) = 0;
+  /// Adds the records to empty sums. REQUIRES: ReadState, and that there is a record.
+  virtual QvCommon::QvStatus RunPart(QvPassKind kind, QvCommon::MultiPassRecordIter& iter,
+                                     IQvPassSums& sums) = 0;
+  /// Exchanges what is kept of a part's records, null for nothing, for that of another part.
+  virtual void SwapKeptRows(std::unique_ptr<IQvKeptRows>& rows) { rows.reset(); }
+
   void Cancel() { fCancelInfo.SetCancel(); }
   [[nodiscard]] const QvCommon::QvStatus& GetStatus() const { return fStatus; }
   [[nodiscard]] const std::vector<QvCommon::QvStatus>& GetWarnings() const { return fWarnings; }
   [[nodiscard]] const QvRecordCounts& GetRecordCounts() const { return fRecordCounts; }
 
  protected:
+  /// Makes a pass: by the settings' runner, whose sums TakeSums then receives, or without one by
+  /// `local()`, which reads the iterator at hand. The status of either.
+  template <typename Local>
+  QvCommon::QvStatus RunPass(QvPassKind kind, Local&& local) {
+    if (fBaseSettings.GetPassRunner() == nullptr) return local();
+    const std::unique_ptr<IQvPassSums> sums = MakeSums(kind);
+    const QvCommon::QvStatus status = RequestPass(kind, *sums);
+    return status.IsError() ? status : TakeSums(kind, *sums);
+  }
+  /// Has the runner make a pass, whose sums replace `sums`. REQUIRES: a runner.
+  QvCommon::QvStatus RequestPass(QvPassKind kind, IQvPassSums& sums);
+  /// Takes the sums of a whole pass, made by MakeSums, as if its records had been added here; the
+  /// status that this would have had.
+  virtual QvCommon::QvStatus TakeSums(QvPassKind kind, IQvPassSums& sums) = 0;
+  /// Forgets what was counted: after a further pass fUsedLater tells how many records it used.
+  void CountAnew() {
+    fRecordCounts = {};
+    fRecordCounts.fUsed = -1;
+  }
+
   QvCancelInfo fCancelInfo;
   QvRecordCounts fRecordCounts;
   QvCommon::QvStatus fStatus;
   std::vector<QvCommon::QvStatus> fWarnings;
+
+ private:
+  const QvRegSettings& fBaseSettings;
+  QvCommon::QvBytes fBase;  ///< Of the requests after the first.
 };
 
 /// Runs an operation of a component and returns its status; an allocation that fails inside it

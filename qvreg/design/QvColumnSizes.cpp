@@ -73,6 +73,55 @@ void QvColumnSizes::MeasureScaled(Product& product, const double* record) {
   product.fbLarge = true;
 }
 
+void QvColumnSizes::Merge(const QvColumnSizes& other) {
+  for (std::size_t i = 0; i < fLargest.size(); ++i) {
+    fLargest[i] = std::max(fLargest[i], other.fLargest[i]);
+  }
+  for (const std::size_t effect : fMeasuredProducts) {
+    Product& product = fProducts[effect];
+    const Product& added = other.fProducts[effect];
+    product.fLargest = std::max(product.fLargest, added.fLargest);
+    product.fEnough = std::max(product.fEnough, added.fEnough);
+    product.fbPlain = product.fbPlain && added.fbPlain;
+    if (!added.fbLarge) continue;
+    product.fMagnitude =
+        product.fbLarge ? std::max(product.fMagnitude, added.fMagnitude) : added.fMagnitude;
+    product.fbLarge = true;
+  }
+}
+
+void QvColumnSizes::Write(QvCommon::QvByteWriter& writer) const {
+  writer.PutDoubles(fLargest);
+  writer.PutWord(fMeasuredProducts.size());
+  for (const std::size_t effect : fMeasuredProducts) {
+    const Product& product = fProducts[effect];
+    writer.PutDouble(product.fLargest);
+    writer.PutDouble(product.fEnough);
+    writer.PutBool(product.fbPlain);
+    writer.PutBool(product.fbLarge);
+    writer.PutInt(product.fMagnitude);
+  }
+}
+
+void QvColumnSizes::Read(QvCommon::QvByteReader& reader) {
+  // A product of many numbers, each within 2^-1100 and 2^1100, has a magnitude far within these.
+  constexpr int kFarthest = 1 << 30;
+  reader.GetDoublesInto(fLargest);
+  if (reader.GetWord() != fMeasuredProducts.size()) return reader.Fail();
+  for (const std::size_t effect : fMeasuredProducts) {
+    Product& product = fProducts[effect];
+    product.fLargest = reader.GetDouble();
+    product.fEnough = reader.GetDouble();
+    product.fbPlain = reader.GetBool();
+    product.fbLarge = reader.GetBool();
+    product.fMagnitude = reader.GetIntWithin(-kFarthest, kFarthest);
+    if (!(product.fLargest >= 0.0) || std::isinf(product.fLargest)) return reader.Fail();
+  }
+  for (const double largest : fLargest) {
+    if (!(largest >= 0.0) || std::isinf(largest)) return reader.Fail();
+  }
+}
+
 int QvColumnSizes::GetVariableExponent(int variable) const {
   const auto place = std::find(fVariables.begin(), fVariables.end(), variable);
   if (place == fVariables.end()) return 0;

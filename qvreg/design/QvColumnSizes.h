@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "qvreg/common/QvBytes.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
 /// How large the numbers of a design are, found in the first pass, and the power of two that each
@@ -34,6 +35,13 @@ class QvColumnSizes {
   void MeasureProducts(const double* record) {
     for (const std::size_t effect : fMeasuredProducts) Measure(fProducts[effect], record);
   }
+
+  /// Adds what was measured of further records, of the same variables and effects.
+  void Merge(const QvColumnSizes& other);
+  /// Writes what was measured; reads it where the variables and effects are as many, or the
+  /// `reader` fails.
+  void Write(QvCommon::QvByteWriter& writer) const;
+  void Read(QvCommon::QvByteReader& reader);
 
   /// The exponent of a variable; 0 for one that is not measured.
   [[nodiscard]] int GetVariableExponent(int variable) const;

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "qvreg/common/Constants.h"
+#include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvComponentDisplay.h"
 
 using QvCommon::Record;
@@ -115,6 +116,55 @@ bool QvFactorCounts::Update(const Record& record) {
   withOffset.first += OffsetOf(record) * w;
   withOffset.second += w;
   return true;
+}
+
+template <typename Self, typename Visit>
+void QvFactorCounts::ForEachList(Self& self, Visit&& visit) {
+  for (const auto& counts : self.fFactorCounts) visit(*counts);
+  if (!self.HasDependentCounts()) return;
+  visit(*self.fpDependCounts);
+  visit(*self.fpDepCountsWithOffset);
+}
+
+bool QvFactorCounts::MergeCounts(const QvFactorCounts& other) {
+  std::vector<const Counts*> added;
+  ForEachList(other, [&](const Counts& counts) { added.push_back(&counts); });
+  std::size_t list = 0;
+  bool isAlike = true;
+  ForEachList(*this, [&](const Counts& counts) {
+    isAlike = isAlike && list < added.size() && added[list]->size() == counts.size();
+    ++list;
+  });
+  if (!isAlike || list != added.size()) return false;
+  list = 0;
+  ForEachList(*this, [&](Counts& counts) {
+    for (std::size_t c = 0; c < counts.size(); ++c) {
+      counts[c].first += (*added[list])[c].first;
+      counts[c].second += (*added[list])[c].second;
+    }
+    ++list;
+  });
+  return true;
+}
+
+void QvFactorCounts::WriteCounts(QvCommon::QvByteWriter& writer) const {
+  ForEachList(*this, [&](const Counts& counts) {
+    writer.PutWord(counts.size());
+    for (const auto& [weight, count] : counts) {
+      writer.PutDouble(weight);
+      writer.PutDouble(count);
+    }
+  });
+}
+
+void QvFactorCounts::ReadCounts(QvCommon::QvByteReader& reader) {
+  ForEachList(*this, [&](Counts& counts) {
+    if (reader.GetWord() != counts.size()) reader.Fail();
+    for (auto& [weight, count] : counts) {
+      weight = reader.GetDouble();
+      count = reader.GetDouble();
+    }
+  });
 }
 
 bool QvFactorCounts::IsInRange(const Record& record) const {

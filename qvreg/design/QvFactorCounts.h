@@ -9,6 +9,11 @@
 #include "qvreg/common/Record.h"
 #include "qvreg/settings/QvConst.h"
 
+namespace QvCommon {
+class QvByteReader;
+class QvByteWriter;
+}  // namespace QvCommon
+
 /// Counts how many records fall in each category of every factor, and of a categorical dependent:
 /// weighted by the frequency weight and unweighted.
 ///
@@ -75,6 +80,13 @@ class QVREG_EXPORT QvFactorCounts {
   void Display() const;
 
  protected:
+  /// Adds the counts of further records by the same factors and dependent; false, and nothing
+  /// changed, for any other.
+  bool MergeCounts(const QvFactorCounts& other);
+  /// Appends the counts to the `writer`, and replaces them by those written: the `reader` fails
+  /// for counts of other factors or another dependent.
+  void WriteCounts(QvCommon::QvByteWriter& writer) const;
+  void ReadCounts(QvCommon::QvByteReader& reader);
   /// Counts the record's factors with weight w; calls `onCategory(factor, category)` for each
   /// category in range. False when one is out of range.
   template <typename OnCategory>
@@ -108,6 +120,9 @@ class QVREG_EXPORT QvFactorCounts {
   void DisplayFields() const;
 
  private:
+  /// Calls visit(counts) for every list of counts of `self`, in one order.
+  template <typename Self, typename Visit>
+  static void ForEachList(Self& self, Visit&& visit);
   static bool AddCount(Counts& counts, int category, double w);
   [[nodiscard]] int CategoryOf(const QvCommon::Record& record, int var) const;
   [[nodiscard]] double OffsetOf(const QvCommon::Record& record) const;

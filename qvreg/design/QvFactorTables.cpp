@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "qvreg/common/Constants.h"
+#include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvComponentDisplay.h"
 
 using QvCommon::QvHashKey;
@@ -25,6 +26,21 @@ std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 /// difference of the two leaves the range of a double: a quarter of it does not.
 double MovedLargeMean(double mean, double x, double total, double w) {
   return 4.0 * (mean / 4.0 + (x / 4.0 - mean / 4.0) / total * w);
+}
+
+/// The mean of values of total weight `total` once value x, of weight w, is among them.
+double MovedMean(double mean, double x, double total, double w) {
+  double moved = mean + (x - mean) / total * w;
+  if (std::isinf(moved) && std::isfinite(x)) moved = MovedLargeMean(mean, x, total, w);
+  // What is left where a mean passes through 0 is cancellation, not data.
+  const bool isResidue = std::fabs(moved) < 2.0 * std::fabs(mean) * QvPower::gMachineEpsilon;
+  return isResidue ? 0.0 : moved;
+}
+
+void SortByKey(QvFactorTables::PairList& pairs) {
+  std::sort(pairs.begin(), pairs.end(), [](const QvHashPair<int>* a, const QvHashPair<int>* b) {
+    return a->GetKey() < b->GetKey();
+  });
 }
 
 }  // namespace
@@ -137,15 +153,109 @@ double QvFactorTables::AddMeanWeight(double frequency, double regression) {
 void QvFactorTables::UpdateMeans(const Record& record, double w) {
   if (!(fMeanWeight > 0.0)) return;
   for (std::size_t j = 0; j < fCovariateVars.size(); ++j) {
-    const double mean = fCovariateMeans[j];
     const double x = record[fCovariateVars[j]];
     fColumnSizes.MeasureVariable(j, x);
-    double moved = mean + (x - mean) / fMeanWeight * w;
-    if (std::isinf(moved) && std::isfinite(x)) moved = MovedLargeMean(mean, x, fMeanWeight, w);
-    // What is left where a mean passes through 0 is cancellation, not data.
-    const bool isResidue = std::fabs(moved) < 2.0 * std::fabs(mean) * QvPower::gMachineEpsilon;
-    fCovariateMeans[j] = isResidue ? 0.0 : moved;
+    fCovariateMeans[j] = MovedMean(fCovariateMeans[j], x, fMeanWeight, w);
   }
+}
+
+void QvFactorTables::MergeMeans(const QvFactorTables& other) {
+  if (!(other.fMeanWeight > 0.0)) return;
+  double w = other.fMeanWeight;
+  const int larger = other.fMeanUnit.GetExponent() - fMeanUnit.GetExponent();
+  if (!(fMeanWeight > 0.0)) {
+    fMeanUnit = other.fMeanUnit;
+    fCovariateMeans = other.fCovariateMeans;
+    fMeanWeight = w;
+    return;
+  }
+  if (larger > 0) {
+    fMeanWeight = std::ldexp(fMeanWeight, -larger);
+    fMeanUnit = other.fMeanUnit;
+  } else {
+    w = std::ldexp(w, larger);
+  }
+  fMeanWeight += w;
+  for (std::size_t j = 0; j < fCovariateMeans.size(); ++j) {
+    fCovariateMeans[j] = MovedMean(fCovariateMeans[j], other.fCovariateMeans[j], fMeanWeight, w);
+  }
+}
+
+bool QvFactorTables::Merge(const QvFactorTables& other) {
+  const bool isAlike =
+      other.fModelEffectFactors == fModelEffectFactors && other.fCovariateVars == fCovariateVars;
+  if (!isAlike || !MergeCounts(other)) return false;
+  for (std::size_t e = 0; e < fEffectTables.size(); ++e) {
+    for (const QvHashPair<int>* pair : *other.fEffectPairs[e]) {
+      QvHashKey key = pair->GetKey();
+      UpdateHashtable(fEffectTables[e].get(), fEffectPairs[e].get(), key);
+    }
+  }
+  fTotalFreqWeight += other.fTotalFreqWeight;
+  fTotalRegrWeight += other.fTotalRegrWeight;
+  fSampleSize += other.fSampleSize;
+  for (std::size_t c = 0; c < fDependRegrWeights.size(); ++c) {
+    fDependRegrWeights[c] += other.fDependRegrWeights[c];
+  }
+  fColumnSizes.Merge(other.fColumnSizes);
+  MergeMeans(other);
+  return true;
+}
+
+void QvFactorTables::WriteCombinations(QvCommon::QvByteWriter& writer,
+                                       std::size_t localEffect) const {
+  PairList pairs = *fEffectPairs[localEffect];
+  SortByKey(pairs);
+  std::vector<int> codes;
+  for (const QvHashPair<int>* pair : pairs) {
+    for (int i = 0; i < pair->GetKey().GetLength(); ++i) codes.push_back(pair->GetKey()[i]);
+  }
+  writer.PutInts(codes);
+}
+
+void QvFactorTables::ReadCombinations(QvCommon::QvByteReader& reader, std::size_t localEffect) {
+  const std::vector<int> codes = reader.GetInts();
+  QvHashKey& key = fEffectKeys[localEffect];
+  const auto length = Index(key.GetLength());
+  if (codes.size() % length != 0) return reader.Fail();
+  const std::size_t first = Index(fCumulativeFactors[localEffect]);
+  for (std::size_t begin = 0; begin < codes.size(); begin += length) {
+    for (std::size_t i = 0; i < length; ++i) {
+      const int code = codes[begin + i];
+      if (code < 0 || code >= GetNCategories(fConcatenatedFactors[first + i])) {
+        return reader.Fail();
+      }
+      key[static_cast<int>(i)] = code;
+    }
+    UpdateHashtable(fEffectTables[localEffect].get(), fEffectPairs[localEffect].get(), key);
+  }
+}
+
+void QvFactorTables::Write(QvCommon::QvByteWriter& writer) const {
+  WriteCounts(writer);
+  for (std::size_t e = 0; e < fEffectTables.size(); ++e) WriteCombinations(writer, e);
+  for (const double total : {fTotalFreqWeight, fTotalRegrWeight, fSampleSize, fMeanWeight}) {
+    writer.PutDouble(total);
+  }
+  writer.PutInt(fMeanUnit.GetExponent());
+  writer.PutDoubles(fCovariateMeans);
+  writer.PutDoubles(fDependRegrWeights);
+  fColumnSizes.Write(writer);
+}
+
+void QvFactorTables::Read(QvCommon::QvByteReader& reader) {
+  // No product of two positive weights is beyond these.
+  constexpr int kLeastUnit = -2148;
+  constexpr int kLargestUnit = 2046;
+  ReadCounts(reader);
+  for (std::size_t e = 0; e < fEffectTables.size(); ++e) ReadCombinations(reader, e);
+  for (double* total : {&fTotalFreqWeight, &fTotalRegrWeight, &fSampleSize, &fMeanWeight}) {
+    *total = reader.GetDouble();
+  }
+  fMeanUnit = QvWeightUnit::FromExponent(reader.GetIntWithin(kLeastUnit, kLargestUnit));
+  reader.GetDoublesInto(fCovariateMeans);
+  reader.GetDoublesInto(fDependRegrWeights);
+  fColumnSizes.Read(reader);
 }
 
 bool QvFactorTables::UpdateHashtable(QvHashtable<int>* table, PairList* pairs, QvHashKey& key) {
@@ -161,9 +271,7 @@ bool QvFactorTables::UpdateHashtable(QvHashtable<int>* table, PairList* pairs, Q
 
 int QvFactorTables::NumberCombinations(int localEffect, int first) {
   PairList& pairs = *fEffectPairs[Index(localEffect)];
-  std::sort(pairs.begin(), pairs.end(), [](const QvHashPair<int>* a, const QvHashPair<int>* b) {
-    return a->GetKey() < b->GetKey();
-  });
+  SortByKey(pairs);
   int next = first;
   for (QvHashPair<int>* pair : pairs) pair->GetValue() = next++;
   fParametersPerEffect[Index(localEffect)] = next - first;

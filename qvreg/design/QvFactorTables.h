@@ -102,6 +102,15 @@ class QvFactorTables : public QvFactorCounts {
   /// when the total frequency weight is not above 0.
   const std::vector<double>& GetCovariateMeans();
 
+  /// Adds what was recorded of further records, for the same effects and variables; false, with
+  /// nothing changed, for any other. Parameters are to be numbered anew. May throw std::bad_alloc.
+  bool Merge(const QvFactorTables& other);
+  /// Writes everything recorded, level combinations in lexicographic order.
+  void Write(QvCommon::QvByteWriter& writer) const;
+  /// Records what was written, into tables that hold nothing yet; the `reader` fails for other
+  /// effects and variables. May throw std::bad_alloc.
+  void Read(QvCommon::QvByteReader& reader);
+
   /// What each column is divided by for the estimation.
   [[nodiscard]] const QvColumnSizes& GetColumnSizes() const { return fColumnSizes; }
 
@@ -128,6 +137,9 @@ class QvFactorTables : public QvFactorCounts {
   [[nodiscard]] bool IsModelEffect(int effect) const {
     return effect >= 0 && effect < fNModelEffects;
   }
+  void MergeMeans(const QvFactorTables& other);
+  void WriteCombinations(QvCommon::QvByteWriter& writer, std::size_t localEffect) const;
+  void ReadCombinations(QvCommon::QvByteReader& reader, std::size_t localEffect);
   void DisplayEffects() const;
   void DisplayTotals() const;
 

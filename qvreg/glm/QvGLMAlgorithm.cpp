@@ -5,6 +5,7 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/design/QvTableSums.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
 
 using QvCommon::MultiPassRecordIter;
@@ -19,7 +20,7 @@ constexpr int kFirstCode = 0;
 }  // namespace
 
 QvGLMAlgorithm::QvGLMAlgorithm(const QvRegSettings& settings)
-    : QvRegAlgorithm(settings.GetCancelPointer()),
+    : QvRegAlgorithm(settings),
       fSettings(settings),
       fFactorTables(settings.GetFactors(), settings.GetFactorSizes(),
                     settings.GetFrequencyWeightVar(), kNone, 0, kFirstCode, kNone, 0.0,
@@ -30,12 +31,18 @@ QvGLMAlgorithm::QvGLMAlgorithm(const QvRegSettings& settings)
                            settings.GetFactorSizes(), 0);
 }
 
-QvStatus QvGLMAlgorithm::ProcessData(MultiPassRecordIter& iter) {
+void QvGLMAlgorithm::SetUpTables(QvFactorTables& tables) const {
   std::vector<int> averaged = fSettings.GetCovariates();
   averaged.push_back(fSettings.GetDependent());
-  fDesign.SetUpTables(fFactorTables, averaged);
-  QvRecordPass pass(iter, fCancelInfo, fValidator);
-  const QvStatus status = FillFactorTables(pass, fFactorTables, fRecordCounts);
+  fDesign.SetUpTables(tables, averaged);
+}
+
+QvStatus QvGLMAlgorithm::ProcessData(MultiPassRecordIter& iter) {
+  SetUpTables(fFactorTables);
+  const QvStatus status = RunPass(QvPassKind::kTables, [&] {
+    QvRecordPass pass(iter, fCancelInfo, fValidator);
+    return FillFactorTables(pass, fFactorTables, fRecordCounts);
+  });
   if (status.IsError()) return status;
   fMeanValues = fFactorTables.GetCovariateMeans();
   fbDataProcessed = true;
@@ -66,23 +73,112 @@ QvStatus QvGLMAlgorithm::ForEachRecord(MultiPassRecordIter& iter, Step&& step) {
                               [&](const Record& record) { return step(record.GetAll()); });
 }
 
-QvStatus QvGLMAlgorithm::Estimate(MultiPassRecordIter& iter) {
+void QvGLMAlgorithm::SetWeightAndMean() {
   fModel.SetScale(fFactorTables.GetTotalWeight());
   fModel.SetDependentMean(fMeanValues.back());
-  QvStatus status =
-      ForEachRecord(iter, [this](const double* values) { return fModel.AddRecord(values); });
+}
+
+QvStatus QvGLMAlgorithm::AddProducts(MultiPassRecordIter& iter) {
+  return ForEachRecord(iter, [this](const double* values) { return fModel.AddRecord(values); });
+}
+
+QvStatus QvGLMAlgorithm::AddResiduals(MultiPassRecordIter& iter) {
+  return ForEachRecord(iter, [this](const double* values) {
+    fModel.ResidualStep(values);
+    return true;
+  });
+}
+
+QvStatus QvGLMAlgorithm::Estimate(MultiPassRecordIter& iter) {
+  SetWeightAndMean();
+  QvStatus status = RunPass(QvPassKind::kProducts, [&] { return AddProducts(iter); });
   if (!status.IsError()) status = fModel.Sweep(fCancelInfo);
   if (status.IsError()) return status;
 
   if (!fModel.IsSwept()) return {QvStatusCode::kStageMissing, false};
   do {
-    status = ForEachRecord(iter, [this](const double* values) {
-      fModel.ResidualStep(values);
-      return true;
-    });
+    status = RunPass(QvPassKind::kResiduals, [&] { return AddResiduals(iter); });
     if (status.IsError()) return status;
   } while (fModel.Refine());
   return fModel.Fit();
+}
+
+std::unique_ptr<IQvPassSums> QvGLMAlgorithm::MakeSums(QvPassKind kind) {
+  switch (kind) {
+    case QvPassKind::kTables: {
+      auto sums = std::make_unique<QvTableSums>(fSettings, 0);
+      SetUpTables(sums->fTables);
+      return sums;
+    }
+    case QvPassKind::kProducts:
+      return fModel.MakeProducts();
+    default:
+      return fModel.MakeResiduals();
+  }
+}
+
+QvStatus QvGLMAlgorithm::TakeSums(QvPassKind kind, IQvPassSums& sums) {
+  if (kind == QvPassKind::kTables) {
+    const auto& tables = dynamic_cast<QvTableSums&>(sums);
+    fFactorTables.Merge(tables.fTables);
+    fRecordCounts = tables.fCounts;
+    return fRecordCounts.fUsed > 0 ? QvStatus() : QvStatus(QvStatusCode::kNoRecords, false);
+  }
+  fRecordCounts.NoteLaterPass(sums.fNUsed);
+  if (kind == QvPassKind::kProducts) {
+    fModel.SwapProducts(dynamic_cast<QvCrossProducts&>(sums));
+  } else {
+    fModel.SwapResiduals(dynamic_cast<QvGLMResiduals&>(sums));
+  }
+  return {};
+}
+
+void QvGLMAlgorithm::WriteTables(QvCommon::QvByteWriter& writer) const {
+  fFactorTables.Write(writer);
+}
+
+void QvGLMAlgorithm::ReadTables(QvCommon::QvByteReader& reader) {
+  if (!fDesign.AreVariablesKnown()) return reader.Fail();
+  SetUpTables(fFactorTables);
+  fFactorTables.Read(reader);
+  fMeanValues = fFactorTables.GetCovariateMeans();
+  fbDataProcessed = true;
+  fModel.Initialize(fFactorTables);
+  fFactorTables.CreateParameterIndices();
+  if (fModel.SetUpDesign(fDesign.GetEffectParameters()).IsError()) reader.Fail();
+  SetWeightAndMean();
+}
+
+void QvGLMAlgorithm::WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const {
+  if (kind == QvPassKind::kResiduals) fModel.WriteEstimates(writer);
+}
+
+void QvGLMAlgorithm::ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) {
+  if (kind == QvPassKind::kResiduals) {
+    fModel.ReadEstimates(reader);
+  } else if (kind != QvPassKind::kTables && kind != QvPassKind::kProducts) {
+    reader.Fail();
+  }
+}
+
+QvStatus QvGLMAlgorithm::RunPart(QvPassKind kind, MultiPassRecordIter& iter, IQvPassSums& sums) {
+  if (kind == QvPassKind::kTables) {
+    auto& tables = dynamic_cast<QvTableSums&>(sums);
+    QvRecordPass pass(iter, fCancelInfo, fValidator);
+    return FillFactorTables(pass, tables.fTables, tables.fCounts);
+  }
+  CountAnew();
+  // The sums take the place of the model's for the time of the pass.
+  const auto swap = [&] {
+    if (kind == QvPassKind::kProducts)
+      return fModel.SwapProducts(dynamic_cast<QvCrossProducts&>(sums));
+    fModel.SwapResiduals(dynamic_cast<QvGLMResiduals&>(sums));
+  };
+  swap();
+  const QvStatus status = kind == QvPassKind::kProducts ? AddProducts(iter) : AddResiduals(iter);
+  swap();
+  sums.fNUsed = fRecordCounts.fUsedLater;
+  return status;
 }
 
 QvStatus QvGLMAlgorithm::BuildModel(MultiPassRecordIter& iter) {

@@ -31,6 +31,13 @@ class QvGLMAlgorithm : public QvRegAlgorithm {
                            std::vector<double>& values) override;
   std::unique_ptr<IQvRegOutputStats> MakeOutputStats() override;
   void Display() const override;
+  std::unique_ptr<IQvPassSums> MakeSums(QvPassKind kind) override;
+  void WriteTables(QvCommon::QvByteWriter& writer) const override;
+  void ReadTables(QvCommon::QvByteReader& reader) override;
+  void WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const override;
+  void ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) override;
+  QvCommon::QvStatus RunPart(QvPassKind kind, QvCommon::MultiPassRecordIter& iter,
+                             IQvPassSums& sums) override;
 
   /// The design row of a record; false as QvGLMModel::ExpandRow, or for a record too short.
   bool ExpandRow(const QvCommon::Record& record, std::vector<double>& row);
@@ -40,7 +47,16 @@ class QvGLMAlgorithm : public QvRegAlgorithm {
   [[nodiscard]] const std::vector<double>& GetMeanValues() const { return fMeanValues; }
   [[nodiscard]] const QvGLMModel& GetModel() const { return fModel; }
 
+ protected:
+  QvCommon::QvStatus TakeSums(QvPassKind kind, IQvPassSums& sums) override;
+
  private:
+  /// Tells tables the effects and the variables to average.
+  void SetUpTables(QvFactorTables& tables) const;
+  /// Gives the model what it takes from the first pass for the later ones.
+  void SetWeightAndMean();
+  QvCommon::QvStatus AddProducts(QvCommon::MultiPassRecordIter& iter);
+  QvCommon::QvStatus AddResiduals(QvCommon::MultiPassRecordIter& iter);
   /// The first pass.
   QvCommon::QvStatus ProcessData(QvCommon::MultiPassRecordIter& iter);
   /// The later passes: calls `step(const double*)` for every record that the first pass counted;

@@ -52,3 +52,38 @@ double QvGLMFitSums::GetTotalSum() const {
   total.Add(fDeviations.Times(-remainder));
   return std::max(total.Value(), 0.0);
 }
+
+void QvGLMFitSums::Merge(const QvGLMFitSums& other) {
+  fResiduals.Add(other.fResiduals);
+  fSquares.Add(other.fSquares);
+  fDeviations.Add(other.fDeviations);
+  fWeights.Add(other.fWeights);
+  if (other.fbEmpty) return;
+  if (fbEmpty) fFirst = other.fFirst;
+  fbEmpty = false;
+  fbConstant = fbConstant && other.fbConstant && fFirst == other.fFirst;
+}
+
+void QvGLMFitSums::Write(QvCommon::QvByteWriter& writer) const {
+  writer.PutDouble(fMean);
+  writer.PutBool(fbCentred);
+  writer.PutBool(fbEmpty);
+  writer.PutBool(fbConstant);
+  writer.PutDouble(fFirst);
+  for (const QvDoubleDouble& sum : {fResiduals, fSquares, fDeviations, fWeights}) {
+    writer.PutDouble(sum.fHigh);
+    writer.PutDouble(sum.fLow);
+  }
+}
+
+void QvGLMFitSums::Read(QvCommon::QvByteReader& reader) {
+  const bool isSameMean = reader.GetDouble() == fMean;
+  if (reader.GetBool() != fbCentred || !isSameMean) return reader.Fail();
+  fbEmpty = reader.GetBool();
+  fbConstant = reader.GetBool();
+  fFirst = reader.GetDouble();
+  for (QvDoubleDouble* sum : {&fResiduals, &fSquares, &fDeviations, &fWeights}) {
+    sum->fHigh = reader.GetDouble();
+    sum->fLow = reader.GetDouble();
+  }
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvDoubleDouble.h"
 
 /// The weighted sums of squares behind the fit statistics of a linear model: of the residuals, and
@@ -18,6 +19,11 @@ class QvGLMFitSums {
 
   /// Adds a record's weight w, dependent y and residual.
   void Add(double w, double y, double residual);
+  /// Adds the sums of further records about the same mean.
+  void Merge(const QvGLMFitSums& other);
+  /// Appends the sums to the `writer`; reads sums about the same mean, or the `reader` fails.
+  void Write(QvCommon::QvByteWriter& writer) const;
+  void Read(QvCommon::QvByteReader& reader);
   /// The sum of w times the square of the residual.
   [[nodiscard]] double GetResidualSum() const { return fResiduals.Value(); }
   /// The sum of w times the square of the deviation; 0 about the mean of a constant.

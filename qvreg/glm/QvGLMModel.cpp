@@ -27,7 +27,7 @@ void QvGLMModel::Initialize(const QvFactorTables& tables) {
   fCovariateOffsets = fSettings.GetCovariates();
 }
 
-QvStatus QvGLMModel::CreateParameters(const std::vector<QvRegrParameter>& effectParameters) {
+QvStatus QvGLMModel::SetUpDesign(const std::vector<QvRegrParameter>& effectParameters) {
   int nParameters = 0;
   for (int e = 0; e < fpFactorTables->GetNModelEffects(); ++e) {
     fFirstParameters.push_back(nParameters);
@@ -40,20 +40,25 @@ QvStatus QvGLMModel::CreateParameters(const std::vector<QvRegrParameter>& effect
     status.SetDiscreteDatum(1, kMaxParameters);
     return status;
   }
-  QvCommon::QvSymMatrix matrix(nParameters + 1);
-  // Columns that depend on each other must do so to the last digit after any number of records.
-  if (!matrix.IsValidMatrix() || !matrix.StartCompensation()) {
-    return {QvStatusCode::kTooManyParameters, false};
-  }
-
   fParameters = CreateEffectParameters(*fpFactorTables, effectParameters);
   const QvColumnSizes& sizes = fpFactorTables->GetColumnSizes();
   fExponents = sizes.GetParameterExponents(fParameters);
   fDependentExponent = sizes.GetVariableExponent(fSettings.GetDependent());
   fDesignRow.Setup(*fpFactorTables, effectParameters, fCovariateOffsets, fCovariateOffsets);
-  fDenseRow.assign(static_cast<std::size_t>(nParameters) + 1, 0.0);
-  fMatrix = std::move(matrix);
   return {};
+}
+
+QvStatus QvGLMModel::CreateParameters(const std::vector<QvRegrParameter>& effectParameters) {
+  const QvStatus status = SetUpDesign(effectParameters);
+  if (status.IsError()) return status;
+  std::unique_ptr<QvCrossProducts> products = MakeProducts();
+  if (!products->IsValid()) return {QvStatusCode::kTooManyParameters, false};
+  fpProducts = std::move(products);
+  return {};
+}
+
+std::unique_ptr<QvCrossProducts> QvGLMModel::MakeProducts() const {
+  return std::make_unique<QvCrossProducts>(GetNParameters() + 1);
 }
 
 void QvGLMModel::SetScale(double scale) {
@@ -75,27 +80,18 @@ double QvGLMModel::Dependent(const double* values) const {
   return fDependentExponent == 0 ? y : std::ldexp(y, -fDependentExponent);
 }
 
+void QvGLMModel::SwapProducts(QvCrossProducts& products) {
+  // That of a worker has none of its own.
+  if (!HasMatrix()) fpProducts = std::make_unique<QvCrossProducts>(0);
+  std::swap(*fpProducts, products);
+}
+
 bool QvGLMModel::AddRecord(const double* values) {
   if (!HasMatrix() || fbSwept || values == nullptr) return false;
-  const double w = RecordWeight(values);
   const double y = Dependent(values);
-  fbWeightsFinite = fbWeightsFinite && std::isfinite(w);
-  fbDependentFinite = fbDependentFinite && std::isfinite(y);
   fDesignRow.Expand(values);
   fDesignRow.Append(GetNParameters(), y);
-  if (fDesignRow.GetCount() == fMatrix->GetOrder()) {
-    // Every column is there: the non-zeros are the dense row.
-    fMatrix->UpdateXX(fDesignRow.GetValues(), w);
-  } else if (2 * fDesignRow.GetCount() > fMatrix->GetOrder()) {
-    // A row that fills half of its columns is added faster without looking up places.
-    fDesignRow.Scatter(fDenseRow);
-    fMatrix->UpdateXX(fDenseRow, w);
-    fDesignRow.Unscatter(fDenseRow);
-  } else {
-    fMatrix->UpdateXXSparse(fDesignRow.GetCount(), fDesignRow.GetIndices(), fDesignRow.GetValues(),
-                            w);
-  }
-  ++fRecordsAdded;
+  fpProducts->Add(fDesignRow, RecordWeight(values), y);
   return true;
 }
 
@@ -104,18 +100,19 @@ void QvGLMModel::FindNonFiniteColumns() {
   fNonFinite.Resize(p, false);
   fNonFinite.Clear();
   for (int k = 0; k < p; ++k) {
-    const bool isFinite = fbWeightsFinite && std::isfinite(fMatrix->GetElem(k, k)) &&
-                          (!fbDependentFinite || std::isfinite(fMatrix->GetElem(p, k)));
+    const bool isFinite =
+        fbWeightsFinite && std::isfinite(fpProducts->GetMatrix().GetElem(k, k)) &&
+        (!fbDependentFinite || std::isfinite(fpProducts->GetMatrix().GetElem(p, k)));
     if (isFinite) continue;
     fNonFinite.Set(k, true);
     fbHasNonFinite = true;
     // Such a pivot is never swept, and what is not swept changes its own row and column only.
-    fMatrix->SetElem(k, k, std::numeric_limits<double>::quiet_NaN());
+    fpProducts->GetMatrix().SetElem(k, k, std::numeric_limits<double>::quiet_NaN());
   }
 }
 
-bool QvGLMModel::ReadEstimates() {
-  if (!fMatrix->GetRegCoeffs(fEstimates, fRedundancy)) return false;
+bool QvGLMModel::TakeEstimates() {
+  if (!fpProducts->GetMatrix().GetRegCoeffs(fEstimates, fRedundancy)) return false;
   const bool areFinite = std::all_of(fEstimates.begin(), fEstimates.end(),
                                      [](double estimate) { return std::isfinite(estimate); });
   fbDependentFinite = fbDependentFinite && areFinite;
@@ -132,18 +129,20 @@ void QvGLMModel::SetHostEstimates() {
 }
 
 QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
-  if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
+  if (GetRecordsAdded() == 0) return {QvStatusCode::kNoParameters, false};
   if (fbSwept) return {QvStatusCode::kAlreadyBuilt, false};
+  fbWeightsFinite = fpProducts->AreWeightsFinite();
+  fbDependentFinite = fpProducts->IsDependentFinite();
   FindNonFiniteColumns();
   // Units become shares of the scale once rather than record by record: whole weights then count
   // without rounding error.
-  QvPivotSweep sweep(*fMatrix, fUnitOverScale);
+  QvPivotSweep sweep(fpProducts->GetMatrix(), fUnitOverScale);
   const QvStatus status = sweep.Run(GetNParameters(), GetNParameters() + 1,
                                     fSettings.GetTolerance(), fRedundancy, cancel);
   if (status.IsError()) return status;
-  if (!ReadEstimates()) return {QvStatusCode::kTooManyParameters, false};
+  if (!TakeEstimates()) return {QvStatusCode::kTooManyParameters, false};
   SetHostEstimates();
-  fMatrix->ZeroOutRedundant(fRedundancy);
+  fpProducts->GetMatrix().ZeroOutRedundant(fRedundancy);
   if (fSettings.GetRefineEstimates()) {
     // Divided after the refinement, whose corrections the quotient may be too small for.
     fRefinement.emplace(GetNParameters(), fSettings.GetMaxRefinements());
@@ -155,23 +154,58 @@ QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   return {};
 }
 
+QvGLMFitSums QvGLMModel::EmptyFitSums() const {
+  if (!fSettings.GetInterceptUse()) return {};
+  return QvGLMFitSums(std::ldexp(fDependentMean, -fDependentExponent));
+}
+
 void QvGLMModel::StartSums() {
-  const double mean = std::ldexp(fDependentMean, -fDependentExponent);
-  fSums = fSettings.GetInterceptUse() ? QvGLMFitSums(mean) : QvGLMFitSums();
-  fWeightedRecordCount = 0;
+  fSums.fFit = EmptyFitSums();
+  fSums.fWeightedRecords = 0;
+}
+
+std::unique_ptr<QvGLMResiduals> QvGLMModel::MakeResiduals() const {
+  auto residuals = std::make_unique<QvGLMResiduals>();
+  residuals->fFit = EmptyFitSums();
+  if (fRefinement) residuals->fGradient.resize(fEstimates.size());
+  return residuals;
+}
+
+void QvGLMModel::SwapResiduals(QvGLMResiduals& residuals) {
+  std::swap(fSums.fFit, residuals.fFit);
+  std::swap(fSums.fWeightedRecords, residuals.fWeightedRecords);
+  if (fRefinement) fRefinement->SwapGradient(residuals.fGradient);
+}
+
+void QvGLMModel::WriteEstimates(QvCommon::QvByteWriter& writer) const {
+  writer.PutDoubles(fEstimates);
+  writer.PutBool(fbHasNonFinite);
+  if (!fbHasNonFinite) return;
+  for (int k = 0; k < GetNParameters(); ++k) writer.PutBool(fNonFinite.IsIn(k));
+}
+
+void QvGLMModel::ReadEstimates(QvCommon::QvByteReader& reader) {
+  fEstimates.resize(fParameters.size());
+  reader.GetDoublesInto(fEstimates);
+  fbHasNonFinite = reader.GetBool();
+  if (!fNonFinite.Resize(GetNParameters(), false)) throw std::bad_alloc();
+  fNonFinite.Clear();
+  for (int k = 0; fbHasNonFinite && k < GetNParameters(); ++k) fNonFinite.Set(k, reader.GetBool());
+  fRefinement.reset();
+  if (fSettings.GetRefineEstimates()) fRefinement.emplace(GetNParameters(), 1);
 }
 
 void QvGLMModel::DivideByScale() {
   // One over the scale may leave the range of a double: first what the scale lacks of a power of
   // two, then that in two factors.
   const int half = fWeightUnit.GetExponent() / 2;
-  fMatrix->MultiplyByNumber(fUnitOverScale);
+  fpProducts->GetMatrix().MultiplyByNumber(fUnitOverScale);
   if (IsScaled()) {
     MakeScaledCovariance();
     return;
   }
-  fMatrix->MultiplyByNumber(std::ldexp(1.0, -half));
-  fMatrix->MultiplyByNumber(std::ldexp(1.0, half - fWeightUnit.GetExponent()));
+  fpProducts->GetMatrix().MultiplyByNumber(std::ldexp(1.0, -half));
+  fpProducts->GetMatrix().MultiplyByNumber(std::ldexp(1.0, half - fWeightUnit.GetExponent()));
 }
 
 bool QvGLMModel::IsScaled() const {
@@ -181,14 +215,14 @@ bool QvGLMModel::IsScaled() const {
 void QvGLMModel::MakeScaledCovariance() {
   // Either may be in range where the other is not: each is made of what they have in common.
   const int half = fWeightUnit.GetExponent() / 2;
-  fMatrix->MultiplyByNumber(std::ldexp(1.0, 2 * half - fWeightUnit.GetExponent()));
+  fpProducts->GetMatrix().MultiplyByNumber(std::ldexp(1.0, 2 * half - fWeightUnit.GetExponent()));
   QvCommon::QvSymMatrix scaled(GetNParameters());
   if (!scaled.IsValidMatrix()) throw std::bad_alloc();
-  fMatrix->ExtractFirstNRows(scaled);
+  fpProducts->GetMatrix().ExtractFirstNRows(scaled);
   std::vector<int> powers(fExponents.size() + 1, -half);
   scaled.MultiplyByPowersOf2(powers);
   for (std::size_t k = 0; k < fExponents.size(); ++k) powers[k] -= fExponents[k];
-  fMatrix->MultiplyByPowersOf2(powers);
+  fpProducts->GetMatrix().MultiplyByPowersOf2(powers);
   fScaledCovariance = std::move(scaled);
 }
 
@@ -199,13 +233,14 @@ void QvGLMModel::ResidualStep(const double* values) {
   if (fbHasNonFinite) fDesignRow.Remove(fNonFinite);
   const double residual = fRefinement ? fRefinement->AddRecord(fDesignRow, y, w, fEstimates)
                                       : y - fDesignRow.InnerProduct(fEstimates);
-  fSums.Add(w, y, residual);
-  if (w * fUnitOverScale != 0.0) ++fWeightedRecordCount;
+  fSums.fFit.Add(w, y, residual);
+  if (w * fUnitOverScale != 0.0) ++fSums.fWeightedRecords;
 }
 
 bool QvGLMModel::Refine() {
   if (!fRefinement || !fbDependentFinite) return false;
-  if (!fRefinement->Step(*fMatrix, fUnitOverScale, fSums.GetResidualSum(), fEstimates))
+  if (!fRefinement->Step(fpProducts->GetMatrix(), fUnitOverScale, fSums.fFit.GetResidualSum(),
+                         fEstimates))
     return false;
   StartSums();
   return true;
@@ -234,14 +269,14 @@ double QvGLMModel::SquareInHostUnits(double sum) const {
 
 QvStatus QvGLMModel::Fit() {
   const bool isRefined = fRefinement && fbDependentFinite;
-  const double sum = isRefined ? fRefinement->GetResidualSum() : fSums.GetResidualSum();
+  const double sum = isRefined ? fRefinement->GetResidualSum() : fSums.fFit.GetResidualSum();
   if (fRefinement) DivideByScale();
   fRefinement.reset();
   SetHostEstimates();
   fResidualSum = std::max(sum, 0.0) * fUnitOverScale;
-  fTotalSum = fSums.GetTotalSum() * fUnitOverScale;
+  fTotalSum = fSums.fFit.GetTotalSum() * fUnitOverScale;
   ComputeFitStatistics();
-  if (fWeightedRecordCount == 0 || fScale <= 0.0) return {QvStatusCode::kNothingToFit, false};
+  if (fSums.fWeightedRecords == 0 || fScale <= 0.0) return {QvStatusCode::kNothingToFit, false};
   return {};
 }
 
@@ -278,18 +313,20 @@ void QvGLMModel::Display() const {
   for (const QvRegrParameter& parameter : fParameters) parameter.Display();
   if (HasMatrix()) {
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "ZPrimeZMatrix:");
-    fMatrix->Display();
+    fpProducts->GetMatrix().Display();
   }
   QvComponentDisplay::DisplayB("Swept", fbSwept);
-  QvComponentDisplay::DisplayCount("Records added to matrix", fRecordsAdded);
+  QvComponentDisplay::DisplayCount("Records added to matrix", GetRecordsAdded());
   fRedundancy.Display();
   QvComponentDisplay::DisplayDV("Parameter estimates", fHostEstimates, true);
-  QvComponentDisplay::DisplayDV("Design row", fDenseRow, true);
+  // Zero between records.
+  const std::vector<double> row(HasMatrix() ? fParameters.size() + 1 : 0);
+  QvComponentDisplay::DisplayDV("Design row", row, true);
   QvComponentDisplay::DisplayD("Residual sum", GetResidualSum());
   QvComponentDisplay::DisplayD("Total sum", GetTotalSum());
   QvComponentDisplay::DisplayD("Dependent mean", fDependentMean);
   QvComponentDisplay::DisplayD("Scale", fScale);
-  QvComponentDisplay::DisplayCount("Weighted record count", fWeightedRecordCount);
+  QvComponentDisplay::DisplayCount("Weighted record count", fSums.fWeightedRecords);
   QvComponentDisplay::DisplayD("MultipleRSquare", fMultipleRSquare);
   QvComponentDisplay::DisplayD("RootMeanSquareError", fRootMeanSquareError);
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvGLMModel display end");

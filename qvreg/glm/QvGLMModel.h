@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -8,10 +9,11 @@
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/data/QvCancelInfo.h"
+#include "qvreg/design/QvCrossProducts.h"
 #include "qvreg/design/QvDesignRow.h"
 #include "qvreg/design/QvFactorTables.h"
-#include "qvreg/glm/QvGLMFitSums.h"
 #include "qvreg/glm/QvGLMRefinement.h"
+#include "qvreg/glm/QvGLMResiduals.h"
 #include "qvreg/settings/QvRegSettings.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
@@ -39,6 +41,8 @@ class QvGLMModel {
   /// covariates. kTooManyParameters for too many of them or without memory. REQUIRES: parameter
   /// indices created in the factor tables.
   QvCommon::QvStatus CreateParameters(const std::vector<QvRegrParameter>& effectParameters);
+  /// The same without the matrix: enough for the passes of a worker, which brings its own sums.
+  QvCommon::QvStatus SetUpDesign(const std::vector<QvRegrParameter>& effectParameters);
   /// The total frequency weight, by which cross-products are divided.
   void SetScale(double scale);
   void SetDependentMean(double mean) { fDependentMean = mean; }
@@ -63,19 +67,33 @@ class QvGLMModel {
   /// The missing value when a level combination has no parameter.
   double GetPredictedValue(const double* values);
 
-  [[nodiscard]] bool HasMatrix() const { return fMatrix.has_value(); }
+  /// The sums of the cross-products pass and of a residual pass, empty, for this model's design.
+  /// May throw std::bad_alloc.
+  [[nodiscard]] std::unique_ptr<QvCrossProducts> MakeProducts() const;
+  [[nodiscard]] std::unique_ptr<QvGLMResiduals> MakeResiduals() const;
+  /// Exchanges this model's sums for others. REQUIRES: sums for this model's design.
+  void SwapProducts(QvCrossProducts& products);
+  void SwapResiduals(QvGLMResiduals& residuals);
+  /// Writes what ResidualStep reads of the swept model, and prepares another model for the step by
+  /// it: the `reader` fails where that is not for as many parameters.
+  void WriteEstimates(QvCommon::QvByteWriter& writer) const;
+  void ReadEstimates(QvCommon::QvByteReader& reader);
+
+  [[nodiscard]] bool HasMatrix() const { return fpProducts != nullptr; }
   /// REQUIRES: HasMatrix(). Before the sweep, of the columns and the dependent as divided: the
   /// cross-products, times the scale over the largest power of two that is not above it. After the
   /// fit: the covariance of the estimates but for the residual variance, with a zero row and column
   /// for the dependent; without refinement so after the sweep already.
-  [[nodiscard]] const QvCommon::QvSymMatrix& GetMatrix() const { return *fMatrix; }
+  [[nodiscard]] const QvCommon::QvSymMatrix& GetMatrix() const { return fpProducts->GetMatrix(); }
   /// The covariance, after the fit, of the estimates of columns as divided; none where every
   /// exponent is 0.
   [[nodiscard]] const std::optional<QvCommon::QvSymMatrix>& GetScaledCovariance() const {
     return fScaledCovariance;
   }
   [[nodiscard]] bool IsSwept() const { return fbSwept; }
-  [[nodiscard]] long long GetRecordsAdded() const { return fRecordsAdded; }
+  [[nodiscard]] long long GetRecordsAdded() const {
+    return HasMatrix() ? fpProducts->GetRecordsAdded() : 0;
+  }
   [[nodiscard]] int GetNParameters() const { return static_cast<int>(fParameters.size()); }
   [[nodiscard]] const std::vector<QvRegrParameter>& GetParameters() const { return fParameters; }
   [[nodiscard]] const std::vector<int>& GetFirstParameterIndices() const {
@@ -102,7 +120,7 @@ class QvGLMModel {
   /// This and the total sum: after the fit.
   [[nodiscard]] double GetResidualSum() const { return SquareInHostUnits(fResidualSum); }
   [[nodiscard]] double GetTotalSum() const { return SquareInHostUnits(fTotalSum); }
-  [[nodiscard]] long long GetWeightedRecordCount() const { return fWeightedRecordCount; }
+  [[nodiscard]] long long GetWeightedRecordCount() const { return fSums.fWeightedRecords; }
   [[nodiscard]] double GetMultipleRSquare() const { return fMultipleRSquare; }
   [[nodiscard]] double GetRootMeanSquareError() const { return fRootMeanSquareError; }
   /// The same of the dependent as divided.
@@ -120,7 +138,7 @@ class QvGLMModel {
   /// Finds the columns to leave out and excludes them from the sweep.
   void FindNonFiniteColumns();
   /// Reads the estimates from the swept matrix; false without memory.
-  bool ReadEstimates();
+  bool TakeEstimates();
   /// Divides the matrix, swept, by the scale.
   void DivideByScale();
   [[nodiscard]] bool IsScaled() const;
@@ -128,6 +146,7 @@ class QvGLMModel {
   void MakeScaledCovariance();
   /// Begins the sums of a residual pass.
   void StartSums();
+  [[nodiscard]] QvGLMFitSums EmptyFitSums() const;
   void ComputeFitStatistics();
 
   const QvRegSettings& fSettings;
@@ -136,10 +155,9 @@ class QvGLMModel {
   std::vector<int> fFirstParameters;
   std::vector<int> fNParameters;
   std::vector<QvRegrParameter> fParameters;
-  std::optional<QvCommon::QvSymMatrix> fMatrix;
+  std::unique_ptr<QvCrossProducts> fpProducts;
   std::optional<QvCommon::QvSymMatrix> fScaledCovariance;
   bool fbSwept = false;
-  long long fRecordsAdded = 0;
   QvCommon::QvBitSet fRedundancy;
   std::vector<int> fExponents;
   int fDependentExponent = 0;
@@ -149,10 +167,8 @@ class QvGLMModel {
   bool fbHasNonFinite = false;
   bool fbWeightsFinite = true;
   bool fbDependentFinite = true;
-  /// Zero between records.
-  std::vector<double> fDenseRow;
   QvDesignRow fDesignRow;
-  QvGLMFitSums fSums;
+  QvGLMResiduals fSums;
   double fResidualSum = 0.0;
   double fTotalSum = 0.0;
   double fDependentMean = 0.0;
@@ -161,7 +177,6 @@ class QvGLMModel {
   QvCommon::QvWeightUnit fWeightUnit;
   /// What such a sum is multiplied by at its end: the unit over the scale, 0 for no usable scale.
   double fUnitOverScale = 0.0;
-  long long fWeightedRecordCount = 0;
   double fMultipleRSquare = 0.0;
   double fRootMeanSquareError = 0.0;
   double fScaledError = 0.0;

@@ -32,6 +32,8 @@ class QvGLMRefinement {
   /// Returns the residual y - row x estimates.
   double AddRecord(const QvDesignRow& row, double y, double w,
                    const std::vector<double>& estimates);
+  /// Exchanges the gradient that AddRecord sums for another of as many parameters.
+  void SwapGradient(std::vector<QvCommon::QvDoubleDouble>& gradient) { fGradient.swap(gradient); }
   /// Ends a pass: corrects the estimates. True when another pass and step may improve them.
   /// `residualSum` is the weighted sum of squared residuals of this pass. `factor` times `inverse`
   /// is the generalized inverse of X'WX, whose leading rows stand for the parameters.

@@ -36,19 +36,30 @@ void Copy(const QvCommon::QvSymBlockMatrix& blocks, QvSymMatrix& out) {
   if (blocks.CopyToSymMatrix(out) != 0) throw std::bad_alloc();
 }
 
+void AddTo(std::vector<double>& sums, const std::vector<double>& others) {
+  for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += others[i];
+}
+
+void AddTo(QvCommon::QvSymBlockMatrix& sums, const QvCommon::QvSymBlockMatrix& others) {
+  for (std::size_t block = 0; block < sums.GetBlocks().size(); ++block) {
+    sums.GetBlocks()[block].AddCompensated(others.GetBlocks()[block]);
+  }
+}
+
 double LogOfRest(double rest) { return -rest * (1.0 + rest * (1.0 / 2.0 + rest / 3.0)); }
 
 }  // namespace
 
 QvAccumStatsLogistic::QvAccumStatsLogistic(const QvRegSettings& settings, int p, int K,
-                                           const std::vector<double>& estimates)
+                                           const std::vector<double>& estimates,
+                                           bool withInformation)
     : fpSettings(&settings), fNParameters(p), fNCategories(K), fpEstimates(&estimates) {
   if (p < 0 || K < 2) return;
   const std::size_t needed = static_cast<std::size_t>(K - 1) * static_cast<std::size_t>(p);
-  fbValid = estimates.size() >= needed && Allocate();
+  fbValid = estimates.size() >= needed && Allocate(withInformation);
 }
 
-bool QvAccumStatsLogistic::Allocate() {
+bool QvAccumStatsLogistic::Allocate(bool withInformation) {
   const auto p = static_cast<std::size_t>(fNParameters);
   try {
     fScores.assign(static_cast<std::size_t>(fNCategories - 1) * p, 0.0);
@@ -66,6 +77,7 @@ bool QvAccumStatsLogistic::Allocate() {
   } catch (const std::bad_alloc&) {
     return false;
   }
+  if (!withInformation) return true;
   fOuterProduct = QvSymMatrix(fNParameters);
   return fOuterProduct.IsValidMatrix() && fHessian.SetNRows(fNCategories - 1, fNParameters);
 }
@@ -92,6 +104,7 @@ void QvAccumStatsLogistic::Reset(QvConst::QvEstimationMethod method, bool separa
     fDecidedHessian.Clear();
   }
   fbAnyDecided = false;
+  fbAnyInformation = false;
   fValidRows = 0;
   fInvalidCalls = 0;
   fWeight = 0.0;
@@ -146,6 +159,7 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
     AddToLL(weight, fPredictors[observed] - largest, sum);
   }
   if (llOnly || fNParameters < 1) return 0;
+  fbAnyInformation = true;
   AddScores(indices, values, category, rest, weight);
   if (nDecided > 0) {
     AddPartlyDecided(indices, values, category, weight);
@@ -166,11 +180,13 @@ void QvAccumStatsLogistic::AddToLL(double weight, double shifted, double sum) {
   fLogLikelihood.Add({weight * shifted, 0.0});
 }
 
-double QvAccumStatsLogistic::GetLL() const {
+QvCommon::QvDoubleDouble QvAccumStatsLogistic::WholeLL() const {
   QvCommon::QvDoubleDouble sum = fLogLikelihood;
   sum.Add({-fPendingWeight * QvElementary::Log(fPendingProduct), 0.0});
-  return sum.Value();
+  return sum;
 }
+
+double QvAccumStatsLogistic::GetLL() const { return WholeLL().Value(); }
 
 void QvAccumStatsLogistic::TrackExtremes(int category) {
   const double observed = fProbabilities[static_cast<std::size_t>(category)];
@@ -327,6 +343,103 @@ void QvAccumStatsLogistic::GetDecidedInformation(QvSymMatrix& out) const {
   const bool isMade = !fDecidedHessian.GetBlocks().empty();
   Copy(isMade ? fDecidedHessian : fHessian, out);
   if (!isMade) out.SetToZero();
+}
+
+bool QvAccumStatsLogistic::Merge(const IQvPassSums& other) {
+  const auto* added = dynamic_cast<const QvAccumStatsLogistic*>(&other);
+  const bool isAlike = added != nullptr && added->fNParameters == fNParameters &&
+                       added->fNCategories == fNCategories;
+  if (!isAlike) return false;
+  if (added->fbAnyDecided) RequireDecidedHessian();
+  fLogLikelihood = WholeLL();
+  fPendingWeight = 0.0;
+  fPendingProduct = 1.0;
+  fLogLikelihood.Add(added->WholeLL());
+  if (added->fbAnyInformation) {
+    AddTo(fScores, added->fScores);
+    AddTo(fHessian, added->fHessian);
+  }
+  if (added->fbAnyDecided) {
+    AddTo(fDecidedScores, added->fDecidedScores);
+    AddTo(fDecidedHessian, added->fDecidedHessian);
+  }
+  fbAnyInformation = fbAnyInformation || added->fbAnyInformation;
+  fbAnyDecided = fbAnyDecided || added->fbAnyDecided;
+  fValidRows += added->fValidRows;
+  fInvalidCalls += added->fInvalidCalls;
+  fWeight += added->fWeight;
+  AddTo(fCategoryWeights, added->fCategoryWeights);
+  fMinObserved = std::min(fMinObserved, added->fMinObserved);
+  fMaxObserved = std::max(fMaxObserved, added->fMaxObserved);
+  fMinComputed = std::min(fMinComputed, added->fMinComputed);
+  return true;
+}
+
+void QvAccumStatsLogistic::Write(QvCommon::QvByteWriter& writer) const {
+  const QvCommon::QvDoubleDouble sum = WholeLL();
+  for (const double value :
+       {sum.fHigh, sum.fLow, fWeight, fMinObserved, fMaxObserved, fMinComputed}) {
+    writer.PutDouble(value);
+  }
+  writer.PutInt(fValidRows);
+  writer.PutInt(fInvalidCalls);
+  writer.PutDoubles(fCategoryWeights);
+  writer.PutBool(fbAnyInformation);
+  if (fbAnyInformation) {
+    writer.PutDoubles(fScores);
+    for (const QvSymMatrix& block : fHessian.GetBlocks()) block.Write(writer);
+  }
+  writer.PutBool(fbAnyDecided);
+  if (fbAnyDecided) {
+    writer.PutDoubles(fDecidedScores);
+    for (const QvSymMatrix& block : fDecidedHessian.GetBlocks()) block.Write(writer);
+  }
+}
+
+void QvAccumStatsLogistic::Read(QvCommon::QvByteReader& reader) {
+  Reset(fMethod, fbSeparationCheck);
+  for (double* value : {&fLogLikelihood.fHigh, &fLogLikelihood.fLow, &fWeight, &fMinObserved,
+                        &fMaxObserved, &fMinComputed}) {
+    *value = reader.GetDouble();
+  }
+  fValidRows = reader.GetInt();
+  fInvalidCalls = reader.GetInt();
+  reader.GetDoublesInto(fCategoryWeights);
+  fbAnyInformation = reader.GetBool();
+  if (fbAnyInformation) {
+    if (fHessian.GetBlocks().empty()) return reader.Fail();
+    reader.GetDoublesInto(fScores);
+    for (QvSymMatrix& block : fHessian.GetBlocks()) block.Read(reader);
+  }
+  fbAnyDecided = reader.GetBool();
+  if (fbAnyDecided && fbAnyInformation) {
+    RequireDecidedHessian();
+    reader.GetDoublesInto(fDecidedScores);
+    for (QvSymMatrix& block : fDecidedHessian.GetBlocks()) block.Read(reader);
+  }
+  if ((fbAnyDecided && !fbAnyInformation) || fValidRows < 0 || fInvalidCalls < 0) reader.Fail();
+}
+
+std::size_t QvAccumStatsLogistic::GetSize() const {
+  const std::size_t p = fDenseRow.size();
+  // A second matrix for decided pairs may follow.
+  const std::size_t blocks = 2 * fHessian.GetBlocks().size() + 1;
+  return (blocks * (p * (p + 1) / 2) + 2 * fScores.size()) * sizeof(double);
+}
+
+void QvAccumStatsLogistic::WriteStart(QvCommon::QvByteWriter& writer) const {
+  writer.PutInt(fMethod);
+  writer.PutBool(fbSeparationCheck);
+  writer.PutBool(fbHasShares);
+  writer.PutDoubles(fDecidedBelow);
+}
+
+void QvAccumStatsLogistic::ReadStart(QvCommon::QvByteReader& reader) {
+  const int method = reader.GetIntWithin(QvConst::QvMethodNewtonRaphson, QvConst::QvMethodHybrid);
+  const bool separationCheck = reader.GetBool();
+  fbHasShares = reader.GetBool();
+  reader.GetDoublesInto(fDecidedBelow);
+  Reset(static_cast<QvConst::QvEstimationMethod>(method), separationCheck);
 }
 
 void QvAccumStatsLogistic::GetCounts(int& validRows, int& invalidCalls, double& weight) const {

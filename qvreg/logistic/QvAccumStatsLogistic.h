@@ -6,6 +6,7 @@
 #include "qvreg/common/QvDoubleDouble.h"
 #include "qvreg/common/QvSymBlockMatrix.h"
 #include "qvreg/common/QvSymMatrix.h"
+#include "qvreg/component/IQvPassSums.h"
 #include "qvreg/logistic/IQvAccumStats.h"
 
 class QvRegSettings;
@@ -20,10 +21,11 @@ class QvRegSettings;
 /// allocated per row, but a second matrix for the first row with a decided pair. What decided pairs
 /// of categories add is summed apart from the first pass's end on, so that it is not lost beside
 /// the rest. Used from one thread at a time.
-class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats {
+class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats, public IQvPassSums {
  public:
+  /// `withInformation` false makes one that adds log-likelihoods only, without memory for matrices.
   QvAccumStatsLogistic(const QvRegSettings& settings, int p, int K,
-                       const std::vector<double>& estimates);
+                       const std::vector<double>& estimates, bool withInformation = true);
 
   ~QvAccumStatsLogistic() override = default;
   void Reset(QvConst::QvEstimationMethod method, bool separationCheck) override;
@@ -47,13 +49,23 @@ class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats {
     return fDecidedScores;
   }
 
+  bool Merge(const IQvPassSums& other) override;
+  void Write(QvCommon::QvByteWriter& writer) const override;
+  void Read(QvCommon::QvByteReader& reader) override;
+  [[nodiscard]] std::size_t GetSize() const override;
+  /// Writes how the pass that Reset began is to be made, and begins the same in another object; the
+  /// `reader` fails for another number of categories.
+  void WriteStart(QvCommon::QvByteWriter& writer) const;
+  void ReadStart(QvCommon::QvByteReader& reader);
   /// False for p < 0, K < 2, too few estimates, or without memory: the object is then unusable.
   [[nodiscard]] bool IsValid() const { return fbValid; }
 
  private:
   static constexpr double kLargest = std::numeric_limits<double>::max();
 
-  [[nodiscard]] bool Allocate();
+  [[nodiscard]] bool Allocate(bool withInformation);
+  /// The log-likelihood with what is pending.
+  [[nodiscard]] QvCommon::QvDoubleDouble WholeLL() const;
   /// Adds weight (shifted - log(sum)).
   void AddToLL(double weight, double shifted, double sum);
   bool ComputeProbabilities(const std::vector<int>& indices, const std::vector<double>& values,
@@ -98,6 +110,7 @@ class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats {
   QvCommon::QvSymBlockMatrix fDecidedHessian;  ///< Empty up to the first such pair.
   std::vector<double> fDecidedScores;
   bool fbAnyDecided = false;
+  bool fbAnyInformation = false;  ///< Whether some row was added to scores and information.
   long long fValidRows = 0;
   long long fInvalidCalls = 0;
   double fWeight = 0.0;

@@ -1,11 +1,14 @@
 #include "qvreg/logistic/QvLogAlgorithm.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <new>
+#include <span>
 
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/design/QvTableSums.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
-#include "qvreg/logistic/QvRecordIterHandler.h"
 
 using QvCommon::MultiPassRecordIter;
 using QvCommon::QvStatus;
@@ -18,8 +21,34 @@ constexpr int kFirstCode = 0;
 
 }  // namespace
 
+/// The handler without rows of its own: a runner's workers have them.
+class QvLogAlgorithm::RunnerHandler : public IQvDataHandler {
+ public:
+  explicit RunnerHandler(QvLogAlgorithm& algorithm) : fAlgorithm(algorithm) {}
+
+  ~RunnerHandler() override = default;
+  void SetStatsModel(IQvAccumStats* /*stats*/, const IQvRegModel* /*model*/) override {}
+  void ResetAccumStats(QvConst::QvEstimationMethod method, bool separationCheck) override {
+    fAlgorithm.fpStats->Reset(method, separationCheck);
+  }
+  void CleanStatsModel() override {}
+  QvStatus ComputeStatsForOptimizer(bool llOnly) override {
+    const QvPassKind kind = llOnly ? QvPassKind::kLikelihood : QvPassKind::kDerivatives;
+    QvAccumStatsLogistic& stats = *fAlgorithm.fpStats;
+    const QvStatus status = fAlgorithm.RequestPass(kind, stats);
+    if (!status.IsError()) fAlgorithm.fRecordCounts.NoteLaterPass(stats.fNUsed);
+    return status;
+  }
+  [[nodiscard]] const std::vector<QvStatus>& GetWarnings() const override { return fWarnings; }
+  void Display() const override {}
+
+ private:
+  QvLogAlgorithm& fAlgorithm;
+  std::vector<QvStatus> fWarnings;
+};
+
 QvLogAlgorithm::QvLogAlgorithm(const QvLogRegSettings& settings)
-    : QvRegAlgorithm(settings.GetCancelPointer()),
+    : QvRegAlgorithm(settings),
       fSettings(settings),
       fFactorTables(settings.GetFactors(), settings.GetFactorSizes(),
                     settings.GetFrequencyWeightVar(), settings.GetDependent(),
@@ -47,10 +76,13 @@ bool QvLogAlgorithm::CanContinue() {
   return !fStatus.IsError();
 }
 
+std::unique_ptr<QvPatternTabulator> QvLogAlgorithm::MakeTabulator() {
+  return std::make_unique<QvPatternTabulator>(fSettings, fFactorTables, fValidator, fCancelInfo);
+}
+
 QvStatus QvLogAlgorithm::FirstPass(MultiPassRecordIter& iter) {
   if (fSettings.GetUsePatternTabulator()) {
-    fPatternExtractor =
-        std::make_unique<QvPatternTabulator>(fSettings, fFactorTables, fValidator, fCancelInfo);
+    fPatternExtractor = MakeTabulator();
     const QvStatus status = fPatternExtractor->FillFactorTables(iter);
     fRecordCounts = fPatternExtractor->GetRecordCounts();
     return status;
@@ -61,7 +93,7 @@ QvStatus QvLogAlgorithm::FirstPass(MultiPassRecordIter& iter) {
 
 void QvLogAlgorithm::ProcessData(MultiPassRecordIter& iter) {
   fDesign.SetUpTables(fFactorTables, fSettings.GetCovariates());
-  Note(FirstPass(iter));
+  Note(RunPass(QvPassKind::kTables, [&] { return FirstPass(iter); }));
   if (fStatus.IsError()) return;
   fMeanValues = fFactorTables.GetCovariateMeans();
   fbFactorTableFilled = true;
@@ -76,12 +108,16 @@ QvRowLayout QvLogAlgorithm::RecordLayout() const {
   return layout;
 }
 
-void QvLogAlgorithm::SetUpModel(std::vector<QvRegrParameter>& params) {
+void QvLogAlgorithm::SetUpDesign() {
   const QvRowLayout records = RecordLayout();
   fModel.SetLayouts(records,
                     fPatternExtractor != nullptr ? fPatternExtractor->GetRowLayout() : records);
   fModel.SetDesign(fFactorTables, fDesign.GetEffectParameters());
   fFactorTables.CreateParameterIndices();
+}
+
+void QvLogAlgorithm::SetUpModel(std::vector<QvRegrParameter>& params) {
+  SetUpDesign();
   QvStatus status;
   fModel.SetDependentCategories(status, fFactorTables.GetDependCountsPtr());
   Note(status);
@@ -119,16 +155,21 @@ QvStatus QvLogAlgorithm::CreateParameters(MultiPassRecordIter& iter,
   return fStatus;
 }
 
+QvStatus QvLogAlgorithm::AddProducts(MultiPassRecordIter& iter) {
+  if (fPatternExtractor != nullptr) return fPatternExtractor->AddRowsToXPrimeX(fModel);
+  QvRecordPass pass(iter, fCancelInfo, fValidator);
+  return ForEachCountedRecord(pass, fFactorTables, fRecordCounts, [this](const Record& record) {
+    return fModel.AddRecordToXPrimeX(record.GetAll());
+  });
+}
+
 QvStatus QvLogAlgorithm::AccumulateXPrimeX(MultiPassRecordIter& iter) {
-  if (fPatternExtractor == nullptr) {
-    QvRecordPass pass(iter, fCancelInfo, fValidator);
-    return ForEachCountedRecord(pass, fFactorTables, fRecordCounts, [this](const Record& record) {
-      return fModel.AddRecordToXPrimeX(record.GetAll());
-    });
+  if (fPatternExtractor != nullptr) {
+    const QvStatus status = fPatternExtractor->CreateRowPatterns(iter, fModel);
+    fRecordCounts = fPatternExtractor->GetRecordCounts();
+    if (status.IsError()) return status;
   }
-  const QvStatus status = fPatternExtractor->CreateRowPatterns(iter, fModel);
-  fRecordCounts = fPatternExtractor->GetRecordCounts();
-  return status.IsError() ? status : fPatternExtractor->AddRowsToXPrimeX(fModel);
+  return AddProducts(iter);
 }
 
 QvStatus QvLogAlgorithm::ClassifyRecords(MultiPassRecordIter& iter) {
@@ -142,7 +183,8 @@ QvStatus QvLogAlgorithm::ClassifyRecords(MultiPassRecordIter& iter) {
 }
 
 QvStatus QvLogAlgorithm::Classify(MultiPassRecordIter& iter) {
-  const QvStatus status = ClassifyRecords(iter);
+  const QvStatus status =
+      RunPass(QvPassKind::kClassification, [&] { return ClassifyRecords(iter); });
   return status.IsError() ? status : fModel.FinishClassification();
 }
 
@@ -155,12 +197,22 @@ void QvLogAlgorithm::CreateStatistics() {
   Note(status);
 }
 
+QvRecordIterHandler QvLogAlgorithm::RecordHandler(MultiPassRecordIter& iter) {
+  return {iter,
+          fCancelInfo,
+          fValidator,
+          fSettings.GetDependent(),
+          fSettings.GetFrequencyWeightVar(),
+          fSettings.GetRegrWeightVar(),
+          &fRecordCounts};
+}
+
 void QvLogAlgorithm::RunOptimizer(MultiPassRecordIter& iter) {
-  QvRecordIterHandler recordHandler(iter, fCancelInfo, fValidator, fSettings.GetDependent(),
-                                    fSettings.GetFrequencyWeightVar(), fSettings.GetRegrWeightVar(),
-                                    &fRecordCounts);
-  IQvDataHandler* handler = fPatternExtractor.get();
-  if (handler == nullptr) handler = &recordHandler;
+  QvRecordIterHandler recordHandler = RecordHandler(iter);
+  RunnerHandler runnerHandler(*this);
+  IQvDataHandler* handler = &recordHandler;
+  if (fPatternExtractor != nullptr) handler = fPatternExtractor.get();
+  if (HasRunner()) handler = &runnerHandler;
   fpOptimizer = std::make_unique<QvRegOptimizer>(fSettings, &fModel, handler, fpStats.get(), fBeta,
                                                  fCancelInfo, fSettings.GetProgressListener(),
                                                  fSettings.GetIterationFrequency());
@@ -183,7 +235,9 @@ void QvLogAlgorithm::ApplyStartingValues() {
 
 QvStatus QvLogAlgorithm::BuildModel(MultiPassRecordIter& iter) {
   if (!fbParametersCreated) return fStatus;
-  if (CanContinue()) Note(AccumulateXPrimeX(iter));
+  if (CanContinue()) {
+    Note(RunPass(QvPassKind::kProducts, [&] { return AccumulateXPrimeX(iter); }));
+  }
   if (CanContinue()) Note(fModel.FindRedundancy());
   if (CanContinue()) {
     QvStatus status;
@@ -198,6 +252,143 @@ QvStatus QvLogAlgorithm::BuildModel(MultiPassRecordIter& iter) {
   // A stop that came with the last record left that record out.
   fbModelBuilt = CanContinue();
   return fStatus;
+}
+
+std::unique_ptr<IQvPassSums> QvLogAlgorithm::MakeSums(QvPassKind kind) {
+  switch (kind) {
+    case QvPassKind::kTables: {
+      auto sums = std::make_unique<QvTableSums>(fSettings, fSettings.GetDependentNCategs());
+      fDesign.SetUpTables(sums->fTables, fSettings.GetCovariates());
+      return sums;
+    }
+    case QvPassKind::kProducts:
+      return fModel.MakeProducts();
+    case QvPassKind::kClassification:
+      return fModel.MakeClassification();
+    default:
+      break;
+  }
+  auto stats = std::make_unique<QvAccumStatsLogistic>(fSettings, fModel.GetNumBasicNonRedundant(),
+                                                      fModel.GetNumDependCategories(), fBeta,
+                                                      kind == QvPassKind::kDerivatives);
+  if (!stats->IsValid()) throw std::bad_alloc();
+  QvCommon::QvByteReader start(fStatisticsStart);
+  stats->ReadStart(start);
+  return stats;
+}
+
+QvStatus QvLogAlgorithm::TakeSums(QvPassKind kind, IQvPassSums& sums) {
+  if (kind == QvPassKind::kTables) {
+    const auto& tables = dynamic_cast<QvTableSums&>(sums);
+    fFactorTables.Merge(tables.fTables);
+    fRecordCounts = tables.fCounts;
+    if (fRecordCounts.fUsed == 0) return {QvStatusCode::kNoRecords, false};
+    const bool isWeighed = fFactorTables.GetTotalWeight() > 0.0;
+    if (fSettings.GetUsePatternTabulator() && !isWeighed) {
+      return {QvStatusCode::kNothingToFit, false};
+    }
+    return {};
+  }
+  fRecordCounts.NoteLaterPass(sums.fNUsed);
+  if (kind == QvPassKind::kProducts) {
+    fModel.SwapProducts(dynamic_cast<QvCrossProducts&>(sums));
+  } else if (kind == QvPassKind::kClassification) {
+    fModel.SwapClassification(dynamic_cast<QvClassification&>(sums));
+  }
+  return {};
+}
+
+void QvLogAlgorithm::WriteTables(QvCommon::QvByteWriter& writer) const {
+  fFactorTables.Write(writer);
+}
+
+void QvLogAlgorithm::ReadTables(QvCommon::QvByteReader& reader) {
+  if (!fDesign.AreVariablesKnown()) return reader.Fail();
+  fDesign.SetUpTables(fFactorTables, fSettings.GetCovariates());
+  fFactorTables.Read(reader);
+  fbFactorTableFilled = true;
+  if (fSettings.GetUsePatternTabulator()) fPatternExtractor = MakeTabulator();
+  SetUpDesign();
+  QvStatus status;
+  fModel.SetDependentCategories(status, fFactorTables.GetDependCountsPtr());
+  if (!status.IsError()) fModel.SetUpDesign(status);
+  if (status.IsError()) reader.Fail();
+}
+
+void QvLogAlgorithm::WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const {
+  if (kind == QvPassKind::kProducts) return;
+  fModel.WriteEstimates(writer);
+  if (kind == QvPassKind::kClassification) return;
+  writer.PutDoubles(fBeta);
+  QvCommon::QvByteWriter start;
+  fpStats->WriteStart(start);
+  writer.PutBytes(start.GetBytes());
+}
+
+void QvLogAlgorithm::ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) {
+  if (kind == QvPassKind::kResiduals) return reader.Fail();
+  if (kind == QvPassKind::kTables || kind == QvPassKind::kProducts) return;
+  fModel.ReadEstimates(reader);
+  if (kind == QvPassKind::kClassification) return;
+  fBeta = reader.GetDoubles();
+  const std::span<const unsigned char> start = reader.GetBytes();
+  fStatisticsStart.assign(start.begin(), start.end());
+  if (fBeta.size() != static_cast<std::size_t>(fModel.GetNumAllNonRedundant())) reader.Fail();
+}
+
+QvStatus QvLogAlgorithm::RequireRows(MultiPassRecordIter& iter) {
+  if (fPatternExtractor == nullptr || fPatternExtractor->HasRows()) return {};
+  return fPatternExtractor->CreateRowPatterns(iter, fModel);
+}
+
+QvStatus QvLogAlgorithm::AddToStatistics(MultiPassRecordIter& iter, QvAccumStatsLogistic& stats,
+                                         bool llOnly) {
+  QvRecordIterHandler recordHandler = RecordHandler(iter);
+  IQvDataHandler* handler = &recordHandler;
+  if (fPatternExtractor != nullptr) handler = fPatternExtractor.get();
+  handler->SetStatsModel(&stats, &fModel);
+  const QvStatus status = handler->ComputeStatsForOptimizer(llOnly);
+  handler->CleanStatsModel();
+  return status.IsError() ? status : recordHandler.GetStatus();
+}
+
+QvStatus QvLogAlgorithm::RunPart(QvPassKind kind, MultiPassRecordIter& iter, IQvPassSums& sums) {
+  if (kind == QvPassKind::kTables) {
+    auto& tables = dynamic_cast<QvTableSums&>(sums);
+    QvRecordPass pass(iter, fCancelInfo, fValidator);
+    return FillFactorTables(pass, tables.fTables, tables.fCounts);
+  }
+  CountAnew();
+  QvStatus status = RequireRows(iter);
+  if (status.IsError()) return status;
+  // The sums take the place of the model's for the time of the pass.
+  if (kind == QvPassKind::kProducts) {
+    auto& products = dynamic_cast<QvCrossProducts&>(sums);
+    fModel.SwapProducts(products);
+    status = AddProducts(iter);
+    fModel.SwapProducts(products);
+  } else if (kind == QvPassKind::kClassification) {
+    auto& classification = dynamic_cast<QvClassification&>(sums);
+    fModel.SwapClassification(classification);
+    status = ClassifyRecords(iter);
+    fModel.SwapClassification(classification);
+  } else {
+    status = AddToStatistics(iter, dynamic_cast<QvAccumStatsLogistic&>(sums),
+                             kind == QvPassKind::kLikelihood);
+  }
+  sums.fNUsed =
+      fPatternExtractor != nullptr ? fPatternExtractor->GetRowCount() : fRecordCounts.fUsedLater;
+  return status;
+}
+
+void QvLogAlgorithm::SwapKeptRows(std::unique_ptr<IQvKeptRows>& rows) {
+  if (fPatternExtractor == nullptr) return rows.reset();
+  std::unique_ptr<IQvKeptRows> own = fPatternExtractor->TakeRows();
+  if (auto* table = dynamic_cast<QvPatternTable*>(rows.get()); table != nullptr) {
+    rows.release();
+    fPatternExtractor->SetRows(std::unique_ptr<QvPatternTable>(table));
+  }
+  rows = std::move(own);
 }
 
 bool QvLogAlgorithm::MayBeScored(const Record& record, QvStatus& status) const {

@@ -9,6 +9,7 @@
 #include "qvreg/logistic/QvAccumStatsLogistic.h"
 #include "qvreg/logistic/QvLogModel.h"
 #include "qvreg/logistic/QvPatternTabulator.h"
+#include "qvreg/logistic/QvRecordIterHandler.h"
 #include "qvreg/logistic/QvRegOptimizer.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 
@@ -35,6 +36,14 @@ class QvLogAlgorithm : public QvRegAlgorithm {
                            std::vector<double>& probabilities) override;
   std::unique_ptr<IQvRegOutputStats> MakeOutputStats() override;
   void Display() const override;
+  std::unique_ptr<IQvPassSums> MakeSums(QvPassKind kind) override;
+  void WriteTables(QvCommon::QvByteWriter& writer) const override;
+  void ReadTables(QvCommon::QvByteReader& reader) override;
+  void WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const override;
+  void ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) override;
+  QvCommon::QvStatus RunPart(QvPassKind kind, QvCommon::MultiPassRecordIter& iter,
+                             IQvPassSums& sums) override;
+  void SwapKeptRows(std::unique_ptr<IQvKeptRows>& rows) override;
 
   /// As QvLogModel::ExpandRow, for a record that may be scored; false for any other.
   bool ExpandRow(const QvCommon::Record& record, std::vector<double>& row) const;
@@ -48,7 +57,13 @@ class QvLogAlgorithm : public QvRegAlgorithm {
   /// Null before the iterations.
   [[nodiscard]] const QvRegOptimizer* GetOptimizer() const { return fpOptimizer.get(); }
 
+ protected:
+  QvCommon::QvStatus TakeSums(QvPassKind kind, IQvPassSums& sums) override;
+
  private:
+  /// Makes the optimizer's passes by the settings' runner.
+  class RunnerHandler;
+
   /// Records what a step answered: the first error stays, a warning is listed once.
   void Note(const QvCommon::QvStatus& status);
   /// False after an error or when a stop was asked for, which is then the status.
@@ -59,7 +74,17 @@ class QvLogAlgorithm : public QvRegAlgorithm {
   /// kNoParameters unless there is a starting value for each parameter, or none.
   [[nodiscard]] QvCommon::QvStatus CheckStartingValues() const;
   [[nodiscard]] QvRowLayout RecordLayout() const;
+  [[nodiscard]] bool HasRunner() const { return fSettings.GetPassRunner() != nullptr; }
+  [[nodiscard]] std::unique_ptr<QvPatternTabulator> MakeTabulator();
+  /// Tells the model the tables, the effects and where rows hold the variables.
+  void SetUpDesign();
+  [[nodiscard]] QvRecordIterHandler RecordHandler(QvCommon::MultiPassRecordIter& iter);
+  QvCommon::QvStatus AddToStatistics(QvCommon::MultiPassRecordIter& iter,
+                                     QvAccumStatsLogistic& stats, bool llOnly);
+  /// Stores a part's rows, where rows are kept and these are not.
+  QvCommon::QvStatus RequireRows(QvCommon::MultiPassRecordIter& iter);
   QvCommon::QvStatus AccumulateXPrimeX(QvCommon::MultiPassRecordIter& iter);
+  QvCommon::QvStatus AddProducts(QvCommon::MultiPassRecordIter& iter);
   /// The classification pass, and its closing.
   QvCommon::QvStatus Classify(QvCommon::MultiPassRecordIter& iter);
   QvCommon::QvStatus ClassifyRecords(QvCommon::MultiPassRecordIter& iter);
@@ -77,6 +102,8 @@ class QvLogAlgorithm : public QvRegAlgorithm {
   QvModelDesign fDesign;
   std::vector<double> fMeanValues;
   std::vector<double> fBeta;
+  /// Of a worker: how the optimizer's pass begins.
+  QvCommon::QvBytes fStatisticsStart;
   std::unique_ptr<QvAccumStatsLogistic> fpStats;
   std::unique_ptr<QvRegOptimizer> fpOptimizer;
   bool fbFactorTableFilled = false;

@@ -37,7 +37,7 @@ QvStatus TooManyParameters(long long nParameters) {
 }  // namespace
 
 QvLogModel::QvLogModel(const QvLogRegSettings& settings, QvCancelInfo& cancel)
-    : fSettings(settings), fClassifiedWeight(QvMV::gMissingValue), fCancel(cancel) {}
+    : fSettings(settings), fCancel(cancel) {}
 
 void QvLogModel::SetDesign(const QvFactorTables& tables,
                            const std::vector<QvRegrParameter>& effects) {
@@ -76,7 +76,7 @@ void QvLogModel::CreateParameters() {
   }
 }
 
-void QvLogModel::Initialize(QvStatus& status) {
+void QvLogModel::SetUpDesign(QvStatus& status) {
   fNBasic = 0;
   for (int e = 0; e < fpFactorTables->GetNModelEffects(); ++e) {
     fNBasic += fpFactorTables->GetNEffectParameters(e);
@@ -89,21 +89,36 @@ void QvLogModel::Initialize(QvStatus& status) {
   CreateParameters();
   fDesignRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRowLayout.fCovariates);
   fRecordRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRecordLayout.fCovariates);
-  fpXPrimeX = std::make_unique<QvSymMatrix>(fNBasic);
-  // As in the linear model: dependent columns must stay dependent to the last digit.
-  if (!fpXPrimeX->IsValidMatrix() || !fpXPrimeX->StartCompensation()) {
-    fpXPrimeX.reset();
-    fStatus = status = TooManyParameters(nAll);
-    return;
-  }
   fExponents = fpFactorTables->GetColumnSizes().GetParameterExponents(fAllParameters);
   fEstimates.assign(fAllParameters.size(), 0.0);
   fHostEstimates = fEstimates;
-  fDenseRow.assign(Index(fNBasic), 0.0);
   fProbabilities.assign(Index(fCategories.GetCount()), 0.0);
-  fpClassificationTable =
-      std::make_unique<QvCommon::QvRectMatrix>(fCategories.GetCount(), fCategories.GetCount());
+  fpClassification = MakeClassification();
   fbInitialized = true;
+}
+
+void QvLogModel::Initialize(QvStatus& status) {
+  SetUpDesign(status);
+  if (!fbInitialized) return;
+  fpProducts = MakeProducts();
+  if (fpProducts->IsValid()) return;
+  fbInitialized = false;
+  fpProducts.reset();
+  fStatus = status = TooManyParameters(static_cast<long long>(NBlocks()) * fNBasic);
+}
+
+std::unique_ptr<QvCrossProducts> QvLogModel::MakeProducts() const {
+  return std::make_unique<QvCrossProducts>(fNBasic);
+}
+
+std::unique_ptr<QvClassification> QvLogModel::MakeClassification() const {
+  return std::make_unique<QvClassification>(fCategories.GetCount());
+}
+
+void QvLogModel::SwapProducts(QvCrossProducts& products) {
+  // That of a worker has none of its own.
+  if (fpProducts == nullptr) fpProducts = std::make_unique<QvCrossProducts>(0);
+  std::swap(*fpProducts, products);
 }
 
 bool QvLogModel::AddRecordToXPrimeX(const double* row) {
@@ -114,42 +129,32 @@ bool QvLogModel::AddRecordToXPrimeX(const double* row) {
 }
 
 bool QvLogModel::AddRowToXPrimeX(const double* row, const std::vector<int>& parameterIndices) {
-  if (!fbInitialized || fbFinished || row == nullptr || fpXPrimeX == nullptr) return false;
+  if (!fbInitialized || fbFinished || row == nullptr || fpProducts == nullptr) return false;
   if (fCancel.IsFlagSet()) return false;
   fDesignRow.ExpandIndices(row, parameterIndices);
-  const double weight =
-      WeightAt(row, fRowLayout.fFrequencyWeight) * WeightAt(row, fRowLayout.fRegressionWeight);
-  fbWeightsFinite = fbWeightsFinite && std::isfinite(weight);
-  if (2 * fDesignRow.GetCount() > fNBasic) {
-    // A row that fills half of its columns is added faster without looking up places.
-    fDesignRow.Scatter(fDenseRow);
-    fpXPrimeX->UpdateXX(fDenseRow, weight);
-    fDesignRow.Unscatter(fDenseRow);
-  } else {
-    fpXPrimeX->UpdateXXSparse(fDesignRow.GetCount(), fDesignRow.GetIndices(),
-                              fDesignRow.GetValues(), weight);
-  }
-  ++fRecordsAdded;
+  fpProducts->Add(fDesignRow, WeightAt(row, fRowLayout.fFrequencyWeight) *
+                                  WeightAt(row, fRowLayout.fRegressionWeight));
   return true;
 }
 
 void QvLogModel::FindNonFiniteColumns() {
   if (!fNonFinite.Resize(fNBasic, false)) throw std::bad_alloc();
   fNonFinite.Clear();
+  QvSymMatrix& matrix = fpProducts->GetMatrix();
   for (int k = 0; k < fNBasic; ++k) {
-    if (fbWeightsFinite && std::isfinite(fpXPrimeX->GetElem(k, k))) continue;
+    if (fpProducts->AreWeightsFinite() && std::isfinite(matrix.GetElem(k, k))) continue;
     fNonFinite.Set(k, true);
     // Such a pivot is never swept, and what is not swept changes its own row and column only.
-    fpXPrimeX->SetElem(k, k, std::numeric_limits<double>::quiet_NaN());
+    matrix.SetElem(k, k, std::numeric_limits<double>::quiet_NaN());
   }
 }
 
 QvStatus QvLogModel::SweepXPrimeX() {
-  if (fRecordsAdded == 0) return {QvStatusCode::kNoParameters, false};
+  if (GetRecordsAdded() == 0) return {QvStatusCode::kNoParameters, false};
   if (fbFinished) return {QvStatusCode::kAlreadyBuilt, false};
-  if (fpXPrimeX == nullptr) return {QvStatusCode::kStageMissing, false};
+  if (fpProducts == nullptr) return {QvStatusCode::kStageMissing, false};
   FindNonFiniteColumns();
-  QvPivotSweep sweep(*fpXPrimeX, 1.0);
+  QvPivotSweep sweep(fpProducts->GetMatrix(), 1.0);
   const QvStatus status =
       sweep.Run(fNBasic, fNBasic, fSettings.GetTolerance(), fBasicRedundancy, fCancel);
   return status.IsError() ? status : fStatus;
@@ -197,6 +202,20 @@ void QvLogModel::GetStartingValues(QvStatus& status, std::vector<double>& values
   for (int j = 0; j < NBlocks(); ++j) {
     values[Index(j * fNBasicNonRedundant)] = QvElementary::Log(weights[Index(j)] / weights.back());
   }
+}
+
+void QvLogModel::WriteEstimates(QvCommon::QvByteWriter& writer) const {
+  writer.PutInt(fNBasic);
+  for (int k = 0; k < fNBasic; ++k) writer.PutBool(fBasicRedundancy.IsIn(k));
+  writer.PutDoubles(fEstimates);
+}
+
+void QvLogModel::ReadEstimates(QvCommon::QvByteReader& reader) {
+  if (reader.GetInt() != fNBasic) return reader.Fail();
+  if (!fBasicRedundancy.Resize(fNBasic, false)) throw std::bad_alloc();
+  for (int k = 0; k < fNBasic; ++k) fBasicRedundancy.Set(k, reader.GetBool());
+  SetRedundancy();
+  reader.GetDoublesInto(fEstimates);
 }
 
 bool QvLogModel::IsScaled() const {
@@ -380,11 +399,7 @@ void QvLogModel::Classify(const QvDesignRow& row, int observed, double weight,
       }
     }
   }
-  if (weight != 0.0) ++fClassifiedRows;
-  fTotalClassified += weight;
-  fClassifiedWeight = fTotalClassified;
-  const double cell = fpClassificationTable->GetElem(observed, predicted);
-  fpClassificationTable->SetElem(observed, predicted, cell + weight);
+  fpClassification->Add(observed, predicted, weight);
 }
 
 void QvLogModel::UpdateClassification(std::vector<double>& residuals, const double* record) {
@@ -403,7 +418,7 @@ void QvLogModel::UpdateClassificationFromIndices(std::vector<double>& residuals,
 }
 
 QvStatus QvLogModel::FinishClassification() {
-  const bool isClosed = fClassifiedRows != 0 && fTotalClassified != 0.0 && fClassifiedWeight > 0.0;
+  const bool isClosed = fpClassification != nullptr && fpClassification->HasWeight();
   if (!isClosed) return fStatus = QvStatus(QvStatusCode::kNothingToFit, false);
   if (!fStatus.IsError()) fbFinished = true;
   return fStatus;
@@ -448,14 +463,14 @@ void QvLogModel::DisplayParameters() const {
 }
 
 void QvLogModel::DisplayResults() const {
-  if (fpXPrimeX != nullptr) {
+  if (fpProducts != nullptr) {
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "XPrimeXMatrix:");
-    fpXPrimeX->Display();
+    fpProducts->GetMatrix().Display();
   } else {
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                     "XPrimeXMatrix pointer is 0");
   }
-  QvComponentDisplay::DisplayCount("Records added to matrix", fRecordsAdded);
+  QvComponentDisplay::DisplayCount("Records added to matrix", GetRecordsAdded());
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                   "Redundancy indicators for basic parameters");
   fBasicRedundancy.Display();
@@ -470,9 +485,9 @@ void QvLogModel::DisplayResults() const {
   } else {
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpHessianGI is 0");
   }
-  if (fpClassificationTable != nullptr) {
+  if (fpClassification != nullptr) {
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Misclassification matrix");
-    fpClassificationTable->Display();
+    fpClassification->GetTable().Display();
   } else {
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                     "fpClassificationTable is 0");

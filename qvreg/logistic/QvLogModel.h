@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "qvreg/common/QvBitSet.h"
@@ -8,9 +9,11 @@
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/data/QvCancelInfo.h"
+#include "qvreg/design/QvCrossProducts.h"
 #include "qvreg/design/QvDesignRow.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/logistic/IQvRegModel.h"
+#include "qvreg/logistic/QvClassification.h"
 #include "qvreg/logistic/QvDependentCategories.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvRegrParameter.h"
@@ -57,7 +60,7 @@ class QvLogModel : public IQvRegModel {
   /// Closes the classification: kNothingToFit when nothing of positive weight was classified.
   QvCommon::QvStatus FinishClassification() override;
   [[nodiscard]] const QvCommon::QvSymMatrix* GetXPrimeXMatrix() const override {
-    return fpXPrimeX.get();
+    return fpProducts == nullptr ? nullptr : &fpProducts->GetMatrix();
   }
   [[nodiscard]] const QvCommon::QvSymMatrix* GetHessianGI() const override {
     return fpHessianGI.get();
@@ -90,7 +93,10 @@ class QvLogModel : public IQvRegModel {
   [[nodiscard]] const std::vector<int>& GetDependCategoryLocalIndices() const override {
     return fCategories.GetLocalIndices();
   }
-  void DeleteXPrimeXMatrix() override { fpXPrimeX.reset(); }
+  void DeleteXPrimeXMatrix() override {
+    fRecordsAdded = GetRecordsAdded();
+    fpProducts.reset();
+  }
   void DeleteHessianGI() override {
     fpHessianGI.reset();
     fpScaledHessianGI.reset();
@@ -128,6 +134,22 @@ class QvLogModel : public IQvRegModel {
   /// that is not positive, kAlreadyBuilt when finished.
   virtual void GetStartingValues(QvCommon::QvStatus& status, std::vector<double>& values);
 
+  /// As Initialize, without the cross-products: enough for the passes of a worker, which brings its
+  /// own sums.
+  void SetUpDesign(QvCommon::QvStatus& status);
+  /// The sums of the cross-products pass and of the classification, empty, for this model's design.
+  /// May throw std::bad_alloc.
+  [[nodiscard]] std::unique_ptr<QvCrossProducts> MakeProducts() const;
+  [[nodiscard]] std::unique_ptr<QvClassification> MakeClassification() const;
+  /// Exchanges this model's sums for others. REQUIRES: sums for this model's design.
+  void SwapProducts(QvCrossProducts& products);
+  void SwapClassification(QvClassification& classification) {
+    std::swap(*fpClassification, classification);
+  }
+  /// Writes which parameters are kept, and the estimates of all; prepares another model for the
+  /// later passes by them: the `reader` fails where they are not for as many parameters.
+  void WriteEstimates(QvCommon::QvByteWriter& writer) const;
+  void ReadEstimates(QvCommon::QvByteReader& reader);
   /// The kept ones of values in the all-parameter layout, such as a host's starting values.
   [[nodiscard]] std::vector<double> CompressEstimates(const std::vector<double>& all) const;
   /// As UpdateClassification, for a row of known parameters whose dependent is a local index.
@@ -149,10 +171,13 @@ class QvLogModel : public IQvRegModel {
   [[nodiscard]] const QvCommon::QvBitSet& GetNonFinite() const { return fNonFinite; }
   /// Rows observed, columns predicted, local order, sums of frequency weights; may be null.
   [[nodiscard]] const QvCommon::QvRectMatrix* GetClassificationTable() const {
-    return fpClassificationTable.get();
+    return fpClassification == nullptr ? nullptr : &fpClassification->GetTable();
   }
 
  private:
+  [[nodiscard]] long long GetRecordsAdded() const {
+    return fpProducts == nullptr ? fRecordsAdded : fpProducts->GetRecordsAdded();
+  }
   void CreateParameters();
   void SetRedundancy();
   [[nodiscard]] bool IsScaled() const;
@@ -191,12 +216,11 @@ class QvLogModel : public IQvRegModel {
   int fNBasicNonRedundant = 0;
   int fNAllNonRedundant = 0;
   std::vector<int> fLocalIndices;
-  std::unique_ptr<QvCommon::QvSymMatrix> fpXPrimeX;
-  long long fRecordsAdded = 0;
+  std::unique_ptr<QvCrossProducts> fpProducts;
+  long long fRecordsAdded = 0;  ///< To products that are gone.
   QvCommon::QvBitSet fBasicRedundancy;
   QvCommon::QvBitSet fAllRedundancy;
   QvCommon::QvBitSet fNonFinite;
-  bool fbWeightsFinite = true;
   std::vector<int> fExponents;
   /// Of the columns as divided, and in the host's units.
   std::vector<double> fEstimates;
@@ -207,12 +231,8 @@ class QvLogModel : public IQvRegModel {
   /// Scratch of a row: by the layout of records, by that of the estimation passes.
   mutable QvDesignRow fRecordRow;
   mutable QvDesignRow fDesignRow;
-  std::vector<double> fDenseRow;
   std::vector<double> fProbabilities;
-  double fClassifiedWeight;
-  double fTotalClassified = 0.0;
-  long long fClassifiedRows = 0;
-  std::unique_ptr<QvCommon::QvRectMatrix> fpClassificationTable;
+  std::unique_ptr<QvClassification> fpClassification;
   QvCancelInfo& fCancel;
   QvCommon::QvStatus fStatus;
   bool fbInitialized = false;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvStatusCodes.h"
@@ -100,15 +101,16 @@ QvStatus QvPatternTabulator::FillFactorTables(QvCommon::MultiPassRecordIter& ite
 }
 
 bool QvPatternTabulator::SetUpKeys() {
-  fBounds.clear();
+  fpRows->fBounds.clear();
   for (const int effect : fFactorTables.GetModelEffectIndices()) {
-    fBounds.push_back(std::max(fFactorTables.GetNEffectParameters(effect), 1));
+    fpRows->fBounds.push_back(std::max(fFactorTables.GetNEffectParameters(effect), 1));
   }
-  if (!fPacker.SetForSequence(static_cast<int>(fBounds.size()), 0, fBounds)) return false;
-  fPackedBounds = fPacker.PackRanges();
-  fpKey = std::make_unique<QvHashKey>(static_cast<int>(fPackedBounds.size()));
-  fCodes.assign(fBounds.size(), 0);
-  fPacked.assign(fPackedBounds.size(), 0);
+  if (!fpRows->fPacker.SetForSequence(static_cast<int>(fpRows->fBounds.size()), 0, fpRows->fBounds))
+    return false;
+  fpRows->fPackedBounds = fpRows->fPacker.PackRanges();
+  fpKey = std::make_unique<QvHashKey>(static_cast<int>(fpRows->fPackedBounds.size()));
+  fCodes.assign(fpRows->fBounds.size(), 0);
+  fPacked.assign(fpRows->fPackedBounds.size(), 0);
   return true;
 }
 
@@ -128,13 +130,26 @@ QvStatus QvPatternTabulator::CreateRowPatterns(QvCommon::MultiPassRecordIter& it
   return fStatus;
 }
 
+void QvPatternTabulator::SetRows(std::unique_ptr<QvPatternTable> rows) {
+  fpRows = std::move(rows);
+  fCodes.assign(fpRows->fBounds.size(), 0);
+  fPacked.assign(fpRows->fPackedBounds.size(), 0);
+  fbRowPatternsCreated = true;
+}
+
+std::unique_ptr<QvPatternTable> QvPatternTabulator::TakeRows() {
+  if (!fbRowPatternsCreated) return nullptr;
+  fbRowPatternsCreated = false;
+  return std::exchange(fpRows, std::make_unique<QvPatternTable>());
+}
+
 QvRowPatterns& QvPatternTabulator::FindOrInsertPattern() {
   fpKey->SetHashCode(fpKey->ComputeHashCode());
-  if (auto* pair = fRowPatternTable.Find(*fpKey); pair != nullptr) return pair->GetValue();
+  if (auto* pair = fpRows->fPatterns.Find(*fpKey); pair != nullptr) return pair->GetValue();
   auto key = std::make_unique<QvHashKey>(*fpKey);
   auto patterns = std::make_unique<QvRowPatterns>(fExtractor.GetExtractSize());
-  fRowPatternTable.Insert(key, patterns);
-  return fRowPatternTable.Find(*fpKey)->GetValue();
+  fpRows->fPatterns.Insert(key, patterns);
+  return fpRows->fPatterns.Find(*fpKey)->GetValue();
 }
 
 bool QvPatternTabulator::AddRecord(const Record& record) {
@@ -145,14 +160,14 @@ bool QvPatternTabulator::AddRecord(const Record& record) {
     const auto effect = static_cast<std::size_t>(effects[e]);
     fCodes[e] = indices[effect] - fFactorTables.GetParameterOffsets()[effect];
   }
-  if (!ok || !fPacker.Pack(fCodes, fPacked, false)) return false;
+  if (!ok || !fpRows->fPacker.Pack(fCodes, fPacked, false)) return false;
   const int code = QvFactorCounts::CategoryIndex(record[fSettings.GetDependent()], 0);
   const int local = fLocalCategories[static_cast<std::size_t>(code)];
   if (local < 0) return false;
   for (std::size_t i = 0; i < fPacked.size(); ++i) (*fpKey)[static_cast<int>(i)] = fPacked[i];
 
   double* row = FindOrInsertPattern().AppendRow();
-  ++fRowCount;
+  ++fpRows->fRowCount;
   fExtractor.ExtractRecord(row, record.GetAll());
   row[fRowLayout.fDependent] = local;
   return true;
@@ -160,7 +175,7 @@ bool QvPatternTabulator::AddRecord(const Record& record) {
 
 void QvPatternTabulator::RebuildIndices(const QvHashKey& key) {
   for (int i = 0; i < key.GetLength(); ++i) fPacked[static_cast<std::size_t>(i)] = key[i];
-  fPacker.Unpack(fCodes, fPacked);
+  fpRows->fPacker.Unpack(fCodes, fPacked);
   fIndices = fFactorTables.GetParameterOffsets();
   const std::vector<int>& effects = fFactorTables.GetModelEffectIndices();
   for (std::size_t e = 0; e < effects.size(); ++e) {
@@ -171,7 +186,7 @@ void QvPatternTabulator::RebuildIndices(const QvHashKey& key) {
 template <typename Visit>
 QvStatus QvPatternTabulator::Walk(Visit&& visit) {
   QvStatus status;
-  fRowPatternTable.ForEach([&](const QvCommon::QvHashPair<QvRowPatterns>& pair) {
+  fpRows->fPatterns.ForEach([&](const QvCommon::QvHashPair<QvRowPatterns>& pair) {
     RebuildIndices(pair.GetKey());
     return pair.GetValue().ForEachRow([&](const double* row) {
       if (fCancel.StopRequested()) {
@@ -237,7 +252,7 @@ void QvPatternTabulator::DisplayPatterns() const {
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpKey is undefined");
     return;
   }
-  fRowPatternTable.ForEach([](const QvCommon::QvHashPair<QvRowPatterns>& pair) {
+  fpRows->fPatterns.ForEach([](const QvCommon::QvHashPair<QvRowPatterns>& pair) {
     pair.GetKey().Display();
     pair.GetValue().Display();
     return true;
@@ -257,9 +272,10 @@ void QvPatternTabulator::Display() const {
                                 fFactorTables.GetLocalEffectIndices());
   QvComponentDisplay::DisplayIV("Vector of parameter offsets for model effects",
                                 fFactorTables.GetParameterOffsets());
-  QvComponentDisplay::DisplayIV("Vector of bounds for regression parameter indices", fBounds);
-  QvComponentDisplay::DisplayIV("Vector of packed bounds", fPackedBounds);
-  QvComponentDisplay::DisplayI("fNPackedKey", static_cast<int>(fPackedBounds.size()));
+  QvComponentDisplay::DisplayIV("Vector of bounds for regression parameter indices",
+                                fpRows->fBounds);
+  QvComponentDisplay::DisplayIV("Vector of packed bounds", fpRows->fPackedBounds);
+  QvComponentDisplay::DisplayI("fNPackedKey", static_cast<int>(fpRows->fPackedBounds.size()));
   QvComponentDisplay::DisplayI("fDependVar", fSettings.GetDependent());
   QvComponentDisplay::DisplayIV("Dependent categories in data, reference last", fCategories);
   QvComponentDisplay::DisplayIV(
@@ -272,7 +288,7 @@ void QvPatternTabulator::Display() const {
   QvComponentDisplay::DisplayI("fNAnalysVars", fExtractor.GetExtractSize());
   DisplayPatterns();
   // Records count when they are read for the factor tables, and once more when they are stored.
-  QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead + fRowCount);
+  QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead + fpRows->fRowCount);
   QvComponentDisplay::DisplayCount("fValidCount", fRecordCounts.fUsed);
   QvComponentDisplay::DisplayB("fbFactorTableFilled", fbFactorTableFilled);
   QvComponentDisplay::DisplayB("fbRowPatternsCreated", fbRowPatternsCreated);

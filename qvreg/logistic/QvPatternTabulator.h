@@ -6,6 +6,7 @@
 
 #include "qvreg/common/QvPackedInt.h"
 #include "qvreg/common/QvStatus.h"
+#include "qvreg/component/IQvPassSums.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/data/QvRecordExtractor.h"
@@ -49,6 +50,16 @@ class QvRowPatterns {
   std::size_t fRowSize;
   std::size_t fRowCount = 0;
   std::vector<Block> fBlocks;
+};
+
+/// The rows of some records by covariate pattern, and how the patterns' keys are packed.
+class QvPatternTable : public IQvKeptRows {
+ public:
+  std::vector<int> fBounds;
+  std::vector<int> fPackedBounds;
+  QvCommon::QvPackedInt fPacker;
+  QvCommon::QvHashtable<QvRowPatterns> fPatterns;
+  long long fRowCount = 0;
 };
 
 class QvLogModel;
@@ -95,11 +106,15 @@ class QvPatternTabulator : public IQvDataHandler {
   [[nodiscard]] const QvRowLayout& GetRowLayout() const { return fRowLayout; }
   [[nodiscard]] const QvRecordCounts& GetRecordCounts() const { return fRecordCounts; }
   /// The number of distinct patterns.
-  [[nodiscard]] int GetPatternCount() const { return fRowPatternTable.GetCount(); }
+  [[nodiscard]] int GetPatternCount() const { return fpRows->fPatterns.GetCount(); }
+  [[nodiscard]] bool HasRows() const { return fbRowPatternsCreated; }
+  [[nodiscard]] long long GetRowCount() const { return fpRows->fRowCount; }
+  /// Takes the stored rows of other records, kept from a tabulator of the same settings and tables.
+  void SetRows(std::unique_ptr<QvPatternTable> rows);
+  /// Gives the stored rows away; null before they exist.
+  std::unique_ptr<QvPatternTable> TakeRows();
 
  private:
-  using PatternTable = QvCommon::QvHashtable<QvRowPatterns>;
-
   /// False without memory.
   bool SetUpKeys();
   /// Fills fIndices from a pattern's key.
@@ -120,16 +135,12 @@ class QvPatternTabulator : public IQvDataHandler {
   QvCancelInfo& fCancel;
   /// Copies a record's analysis values into a stored row.
   QvRecordExtractor fExtractor;
-  std::vector<int> fBounds;
-  std::vector<int> fPackedBounds;
-  QvCommon::QvPackedInt fPacker;
   std::vector<int> fCategories;
   std::vector<int> fLocalCategories;
   QvRowLayout fRowLayout;
-  PatternTable fRowPatternTable;
+  std::unique_ptr<QvPatternTable> fpRows = std::make_unique<QvPatternTable>();
   std::unique_ptr<QvCommon::QvHashKey> fpKey;
   QvRecordCounts fRecordCounts;
-  long long fRowCount = 0;
   bool fbFactorTableFilled = false;
   bool fbRowPatternsCreated = false;
   IQvAccumStats* fpStats = nullptr;

@@ -7,16 +7,18 @@
 #include "qvreg/settings/QvConst.h"
 #include "qvreg/settings/QvModelEffect.h"
 
+class IQvPassRunner;
 class ProgressListener;
 class QvQueryCancel;
 
 /// A regression run described: the role of each record variable, the model effects, and the
 /// choices of a fit. The class decides the model: this one is the linear model.
 ///
-/// A value that a host fills and hands to the factory, which copies it. The progress listener and
-/// the cancel query are borrowed: the host keeps them alive as long as any component. Used from one
-/// thread at a time. A variable, named by its index in a record, plays one role only. A host checks
-/// the result of every setter that has one: what was refused is not part of the model.
+/// A value that a host fills and hands to the factory, which copies it. The progress
+/// listener, the cancel query and the pass runner are borrowed: the host keeps them alive as long
+/// as any component. Used from one thread at a time. A variable, named by its index in a record,
+/// plays one role only. A host checks the result of every setter that has one: what was refused is
+/// not part of the model.
 class QVREG_EXPORT QvRegSettings {
  public:
   /// No roles and no effects; an intercept.
@@ -68,6 +70,9 @@ class QVREG_EXPORT QvRegSettings {
   void SetProgressListener(ProgressListener* listener) { fProgressListener = listener; }
   /// Borrows the `query` that can stop a run; null, the default, for none.
   void SetCancelPointer(QvQueryCancel* query) { fCancelPointer = query; }
+  /// Borrows the `runner` that makes the passes; null, the default, for none: the component then
+  /// reads the iterator that it is given, on the calling thread. With one the iterator is not used.
+  void SetPassRunner(IQvPassRunner* runner) { fPassRunner = runner; }
   /// Linear model: whether to `refine` the estimates by iterative refinement in double-double, the
   /// first step of which is taken from the residual pass. Off by default.
   void SetRefineEstimates(bool refine);
@@ -111,6 +116,8 @@ class QVREG_EXPORT QvRegSettings {
   [[nodiscard]] ProgressListener* GetProgressListener() const { return fProgressListener; }
   /// The host's cancel query; null for none.
   [[nodiscard]] QvQueryCancel* GetCancelPointer() const { return fCancelPointer; }
+  /// The runner of the passes; null for none.
+  [[nodiscard]] IQvPassRunner* GetPassRunner() const { return fPassRunner; }
   /// The role of each record variable, up to the last one that has any.
   [[nodiscard]] const std::vector<QvConst::QvVariableType>& GetVariableTypes() const {
     return fVariableType;
@@ -145,6 +152,7 @@ class QVREG_EXPORT QvRegSettings {
   QvConst::QvPAdjustMethod fPAdjustment = QvConst::QvPAdjustDefault;
   ProgressListener* fProgressListener = nullptr;
   QvQueryCancel* fCancelPointer = nullptr;
+  IQvPassRunner* fPassRunner = nullptr;
   std::vector<QvConst::QvVariableType> fVariableType;
   QvConst::QvCovbType fCovbType = QvConst::QvCovbDefault;
   bool fRefineEstimates = false;

@@ -31,23 +31,20 @@ CodedTable MakeTable() {
   return {std::move(file), std::vector<CodedColumn>(2), kRecords};
 }
 
-/// Makes a number of the file a missing one before the last record of the first pass is read.
+/// Makes a number of the first record a missing one, after the first pass has read it.
 class Meddler : public Interrupt {
  public:
   explicit Meddler(const CodedTable& table) : descriptor_(fileno(table.File())) {}
 
   bool QueryWillCancel() override {
-    if (++asked_ == kRecords) {
-      const double missing = QvMV::gMissingValue;
-      EXPECT_EQ(pwrite(descriptor_, &missing, sizeof missing, kX * sizeof(double)),
-                static_cast<ssize_t>(sizeof missing));
-    }
+    const double missing = QvMV::gMissingValue;
+    EXPECT_EQ(pwrite(descriptor_, &missing, sizeof missing, kX * sizeof(double)),
+              static_cast<ssize_t>(sizeof missing));
     return false;
   }
 
  private:
   int descriptor_;
-  int asked_ = 0;
 };
 
 TEST(ModelRun, ATemporaryFileThatChangesBetweenThePassesEndsTheRun) {

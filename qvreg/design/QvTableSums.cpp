@@ -1,0 +1,29 @@
+#include "qvreg/design/QvTableSums.h"
+
+bool QvTableSums::Merge(const IQvPassSums& other) {
+  const auto* added = dynamic_cast<const QvTableSums*>(&other);
+  if (added == nullptr || !fTables.Merge(added->fTables)) return false;
+  fCounts.fRead += added->fCounts.fRead;
+  fCounts.fUsed += added->fCounts.fUsed;
+  fCounts.fMissing += added->fCounts.fMissing;
+  fCounts.fBadWeight += added->fCounts.fBadWeight;
+  fCounts.fOutOfRange += added->fCounts.fOutOfRange;
+  return true;
+}
+
+void QvTableSums::Write(QvCommon::QvByteWriter& writer) const {
+  fTables.Write(writer);
+  for (const long long count :
+       {fCounts.fRead, fCounts.fUsed, fCounts.fMissing, fCounts.fBadWeight, fCounts.fOutOfRange}) {
+    writer.PutInt(count);
+  }
+}
+
+void QvTableSums::Read(QvCommon::QvByteReader& reader) {
+  fTables.Read(reader);
+  for (long long* count : {&fCounts.fRead, &fCounts.fUsed, &fCounts.fMissing, &fCounts.fBadWeight,
+                           &fCounts.fOutOfRange}) {
+    *count = reader.GetInt();
+    if (*count < 0) reader.Fail();
+  }
+}

@@ -1,0 +1,80 @@
+#include "qvreg/parallel/QvPassProcessor.h"
+
+#include <utility>
+
+#include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/glm/QvGLMAlgorithm.h"
+#include "qvreg/logistic/QvLogAlgorithm.h"
+#include "qvreg/settings/QvLogRegSettings.h"
+#include "qvreg/settings/QvSettingsBytes.h"
+
+using QvCommon::QvByteReader;
+using QvCommon::QvStatus;
+
+namespace {
+
+QvStatus Unreadable() { return {QvStatusCode::kUnreadableMessage, false}; }
+
+std::unique_ptr<QvRegAlgorithm> MakeAlgorithm(const QvRegSettings& settings) {
+  const auto* logistic = dynamic_cast<const QvLogRegSettings*>(&settings);
+  if (logistic != nullptr) return std::make_unique<QvLogAlgorithm>(*logistic);
+  return std::make_unique<QvGLMAlgorithm>(settings);
+}
+
+}  // namespace
+
+QvStatus QvPassProcessor::SetUp(const QvPassRequest& request) {
+  fpAlgorithm.reset();
+  QvByteReader reader(request.fBase);
+  fpSettings = ReadSettings(reader);
+  if (fpSettings == nullptr) return Unreadable();
+  fpSettings->SetCancelPointer(fpQuery);
+  std::unique_ptr<QvRegAlgorithm> algorithm = MakeAlgorithm(*fpSettings);
+  if (request.fKind != QvPassKind::kTables) algorithm->ReadTables(reader);
+  if (!reader.IsAtEnd()) return Unreadable();
+  fpAlgorithm = std::move(algorithm);
+  fBaseDigest = request.fBaseDigest;
+  return {};
+}
+
+QvStatus QvPassProcessor::Prepare(const QvPassRequest& request) {
+  if (fpAlgorithm == nullptr || request.fBaseDigest != fBaseDigest) {
+    const QvStatus status = SetUp(request);
+    if (status.IsError()) return status;
+  }
+  fKind = request.fKind;
+  QvByteReader state(request.fState);
+  fpAlgorithm->ReadState(fKind, state);
+  if (state.IsAtEnd()) return {};
+  fpAlgorithm.reset();
+  return Unreadable();
+}
+
+std::unique_ptr<IQvPassSums> QvPassProcessor::MakeSums() { return fpAlgorithm->MakeSums(fKind); }
+
+QvStatus QvPassProcessor::RunPart(QvCommon::MultiPassRecordIter& iter, IQvPassSums& sums,
+                                  std::unique_ptr<IQvKeptRows>& rows) {
+  const int reason = iter.NewPass();
+  if (reason == QvCommon::kIterEndOfData || (reason == QvCommon::kIterOk && !iter.HasMore())) {
+    return {};
+  }
+  if (reason != QvCommon::kIterOk) return {QvStatusCode::kNoRecords, false};
+  // An algorithm that an exception left halfway, or that stopped, is of no further use.
+  std::unique_ptr<QvRegAlgorithm> algorithm = std::move(fpAlgorithm);
+  algorithm->SwapKeptRows(rows);
+  const QvStatus status = algorithm->RunPart(fKind, iter, sums);
+  algorithm->SwapKeptRows(rows);
+  if (fpQuery != nullptr && fpQuery->QueryWillCancel()) return {QvStatusCode::kCancelled, false};
+  // A part may be without a record that can be used.
+  const bool isUnused =
+      fKind == QvPassKind::kTables && status.GetCode() == QvStatusCode::kNoRecords;
+  if (status.IsError() && !isUnused) return status;
+  fpAlgorithm = std::move(algorithm);
+  return {};
+}
+
+bool MergeSums(IQvPassSums& sums, const IQvPassSums& others) {
+  if (!sums.Merge(others)) return false;
+  sums.fNUsed += others.fNUsed;
+  return true;
+}

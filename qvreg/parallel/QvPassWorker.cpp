@@ -1,0 +1,76 @@
+#include "qvreg/parallel/QvPassWorker.h"
+
+#include <map>
+#include <utility>
+
+#include "qvreg/common/QvBytes.h"
+#include "qvreg/parallel/QvPassProcessor.h"
+
+using QvCommon::QvBytes;
+using QvCommon::QvStatus;
+
+struct QvPassWorker::State {
+  explicit State(QvQueryCancel* query) : processor(query) {}
+
+  QvPassProcessor processor;
+  /// By part, of the run of this digest.
+  std::map<int, std::unique_ptr<IQvKeptRows>> rows;
+  std::uint64_t rowsDigest = 0;
+};
+
+namespace {
+
+/// What a pass over a part comes to; without memory in its middle that is the answer.
+QvStatus RunPart(QvPassProcessor& processor, QvCommon::MultiPassRecordIter& iter, IQvPassSums& sums,
+                 std::unique_ptr<IQvKeptRows>& rows) {
+  return GuardOperation([&] { return processor.RunPart(iter, sums, rows); });
+}
+
+}  // namespace
+
+QvPassWorker::QvPassWorker(QvQueryCancel* query) : fpState(std::make_unique<State>(query)) {}
+
+QvPassWorker::~QvPassWorker() = default;
+
+QvStatus QvPassWorker::Run(const std::vector<unsigned char>& request, int part,
+                           QvCommon::MultiPassRecordIter& iter,
+                           std::vector<unsigned char>& answer) {
+  return GuardOperation([&]() -> QvStatus {
+    QvPassRequest unpacked;
+    QvStatus status = ReadRequest(request, unpacked);
+    if (!status.IsError()) status = fpState->processor.Prepare(unpacked);
+    if (status.IsError()) return status;
+    if (std::exchange(fpState->rowsDigest, unpacked.fBaseDigest) != unpacked.fBaseDigest) {
+      fpState->rows.clear();
+    }
+    const std::unique_ptr<IQvPassSums> sums = fpState->processor.MakeSums();
+    status = RunPart(fpState->processor, iter, *sums, fpState->rows[part]);
+    answer = WriteAnswer(unpacked, status, sums.get());
+    return {};
+  });
+}
+
+QvStatus QvPassWorker::Merge(const std::vector<unsigned char>& request,
+                             const std::vector<unsigned char>& first,
+                             const std::vector<unsigned char>& second,
+                             std::vector<unsigned char>& merged) {
+  return GuardOperation([&]() -> QvStatus {
+    QvPassRequest unpacked;
+    QvStatus status = ReadRequest(request, unpacked);
+    if (!status.IsError()) status = fpState->processor.Prepare(unpacked);
+    if (status.IsError()) return status;
+    const std::unique_ptr<IQvPassSums> sums = fpState->processor.MakeSums();
+    const std::unique_ptr<IQvPassSums> others = fpState->processor.MakeSums();
+    QvStatus found = ReadAnswer(first, unpacked, *sums);
+    const QvStatus foundSecond = ReadAnswer(second, unpacked, *others);
+    for (const QvStatus& each : {found, foundSecond}) {
+      if (each.GetCode() == QvStatusCode::kUnreadableMessage) return each;
+    }
+    if (!found.IsError()) found = foundSecond;
+    if (!found.IsError() && !MergeSums(*sums, *others)) {
+      return {QvStatusCode::kUnreadableMessage, false};
+    }
+    merged = WriteAnswer(unpacked, found, sums.get());
+    return {};
+  });
+}

@@ -1,0 +1,163 @@
+#include "qvreg/common/QvBytes.h"
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/qvreg/support/AllocationHooks.h"
+
+namespace {
+
+using QvCommon::QvByteReader;
+using QvCommon::QvBytes;
+using QvCommon::QvByteWriter;
+using QvCommon::QvMessageType;
+
+constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
+
+QvBytes Message() {
+  QvByteWriter writer;
+  writer.PutInts(std::vector<int>{1, -2, 3});
+  writer.PutDouble(0.1);
+  return writer.TakeMessage(QvMessageType::kAnswer);
+}
+
+TEST(QvByteWriter, IsLittleEndian) {
+  QvByteWriter writer;
+  writer.PutInt(-2);
+  writer.PutDouble(1.0);
+  writer.PutInts(std::vector<int>{0x01020304});
+  EXPECT_EQ(writer.GetBytes(), (QvBytes{0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,  // -2
+                                        0,    0,    0,    0,    0,    0,    0xF0, 0x3F,  // 1.0
+                                        1,    0,    0,    0,    0,    0,    0,    0,     // one int
+                                        4,    3,    2,    1}));
+}
+
+TEST(QvByteReader, ReadsWhatWasWritten) {
+  QvByteWriter writer;
+  writer.PutInt(kLeast);
+  writer.PutBool(true);
+  writer.PutDouble(-0.0);
+  writer.PutDouble(std::numeric_limits<double>::infinity());
+  writer.PutInts(std::vector<int>{std::numeric_limits<int>::min(), 7});
+  writer.PutDoubles(std::vector<double>{0.1, 5e-324});
+  writer.PutBytes(QvBytes{9, 8});
+  QvByteReader reader(writer.GetBytes());
+  EXPECT_EQ(reader.GetInt(), kLeast);
+  EXPECT_TRUE(reader.GetBool());
+  EXPECT_TRUE(std::signbit(reader.GetDouble()));
+  EXPECT_TRUE(std::isinf(reader.GetDouble()));
+  EXPECT_EQ(reader.GetInts(), (std::vector<int>{std::numeric_limits<int>::min(), 7}));
+  EXPECT_EQ(reader.GetDoubles(), (std::vector<double>{0.1, 5e-324}));
+  EXPECT_EQ(reader.GetBytes().size(), 2U);
+  EXPECT_TRUE(reader.IsAtEnd());
+}
+
+TEST(QvByteReader, KeepsTheBitsOfWhatIsNotANumber) {
+  const double payload = std::nan("0x123");
+  QvByteWriter writer;
+  writer.PutDouble(payload);
+  QvByteReader reader(writer.GetBytes());
+  const double read = reader.GetDouble();
+  QvByteWriter again;
+  again.PutDouble(read);
+  EXPECT_EQ(again.GetBytes(), writer.GetBytes());
+}
+
+TEST(QvByteReader, AnswersZerosOnceItHasFailed) {
+  QvByteWriter writer;
+  writer.PutBool(true);
+  writer.PutInt(5);
+  const QvBytes bytes = writer.TakeBytes();
+  QvByteReader reader(std::span<const unsigned char>(bytes).first(4));
+  EXPECT_TRUE(reader.GetBool());
+  EXPECT_EQ(reader.GetInt(), 0);
+  EXPECT_TRUE(reader.HasFailed());
+  EXPECT_FALSE(reader.GetBool());
+  EXPECT_TRUE(reader.GetDoubles().empty());
+  EXPECT_FALSE(reader.IsAtEnd());
+}
+
+TEST(QvByteReader, RefusesNumbersOutOfRange) {
+  QvByteWriter writer;
+  writer.PutInt(11);
+  QvByteReader reader(writer.GetBytes());
+  EXPECT_EQ(reader.GetIntWithin(0, 10), 0);
+  EXPECT_TRUE(reader.HasFailed());
+  QvByteReader booleans(QvBytes{2});
+  EXPECT_FALSE(booleans.GetBool() && !booleans.HasFailed());
+}
+
+TEST(QvByteReader, AllocatesNoMoreThanThereAreBytes) {
+  for (const std::uint64_t count : {std::uint64_t{4}, std::uint64_t{1} << 40, ~std::uint64_t{0}}) {
+    QvByteWriter writer;
+    writer.PutWord(count);
+    writer.PutInt(0);
+    const QvBytes bytes = writer.TakeBytes();
+    const long long before = qvtest::AllocationCount();
+    QvByteReader ints(bytes);
+    QvByteReader doubles(bytes);
+    QvByteReader parts(bytes);
+    EXPECT_TRUE(ints.GetInts().empty());
+    EXPECT_TRUE(doubles.GetDoubles().empty());
+    EXPECT_EQ(parts.GetBytes().empty(), count != 4);
+    EXPECT_EQ(qvtest::AllocationCount(), before);
+    EXPECT_TRUE(ints.HasFailed() && doubles.HasFailed());
+  }
+}
+
+TEST(QvByteReader, ReadsAMessage) {
+  const QvBytes message = Message();
+  QvByteReader reader(message, QvMessageType::kAnswer);
+  EXPECT_EQ(reader.GetInts(), (std::vector<int>{1, -2, 3}));
+  EXPECT_EQ(reader.GetDouble(), 0.1);
+  EXPECT_TRUE(reader.IsAtEnd());
+}
+
+TEST(QvByteReader, RefusesAMessageOfAnotherTypeOrVersion) {
+  QvBytes message = Message();
+  EXPECT_TRUE(QvByteReader(message, QvMessageType::kRequest).HasFailed());
+  message[12] ^= 1;
+  EXPECT_TRUE(QvByteReader(message, QvMessageType::kAnswer).HasFailed());
+}
+
+TEST(QvByteReader, RefusesAMessageWithAnyByteChanged) {
+  const QvBytes whole = Message();
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    QvBytes message = whole;
+    message[i] ^= 0x40;
+    EXPECT_TRUE(QvByteReader(message, QvMessageType::kAnswer).HasFailed()) << i;
+  }
+}
+
+TEST(QvByteReader, RefusesAMessageThatIsCutOrLonger) {
+  const QvBytes whole = Message();
+  for (std::size_t size = 0; size < whole.size(); ++size) {
+    const QvBytes message(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+    EXPECT_TRUE(QvByteReader(message, QvMessageType::kAnswer).HasFailed()) << size;
+  }
+  QvBytes longer = whole;
+  longer.push_back(0);
+  EXPECT_TRUE(QvByteReader(longer, QvMessageType::kAnswer).HasFailed());
+}
+
+TEST(DigestOf, DependsOnEveryByteAndOnTheLength) {
+  const QvBytes bytes{1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+  const std::uint64_t digest = QvCommon::DigestOf(bytes);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    QvBytes other = bytes;
+    ++other[i];
+    EXPECT_NE(QvCommon::DigestOf(other), digest) << i;
+  }
+  QvBytes longer = bytes;
+  longer.push_back(0);
+  EXPECT_NE(QvCommon::DigestOf(longer), digest);
+  EXPECT_NE(QvCommon::DigestOf({}), QvCommon::DigestOf(QvBytes{0}));
+}
+
+}  // namespace

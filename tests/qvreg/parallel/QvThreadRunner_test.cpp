@@ -1,0 +1,362 @@
+#include "qvreg/parallel/QvThreadRunner.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstddef>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/factory/QvRegFactory.h"
+#include "qvreg/glm/QvGLMOutputStats.h"
+#include "tests/qvreg/support/AllocationHooks.h"
+#include "tests/qvreg/support/FittedModel.h"
+#include "tests/qvreg/support/RandomModels.h"
+#include "tests/qvreg/support/VectorParts.h"
+
+namespace {
+
+using qvtest::FittedModel;
+using qvtest::MakeRecord;
+using qvtest::NumbersOf;
+using qvtest::RandomLinear;
+using qvtest::RandomLogistic;
+using qvtest::RandomRecords;
+using qvtest::UntouchedIter;
+using qvtest::VectorParts;
+using qvtest::VectorRecordIter;
+using Doubles = std::vector<double>;
+using Records = std::vector<QvCommon::Record>;
+
+/// The kinds of model that every promise is tried on.
+enum class Model { kLinear, kLogistic, kInMemory };
+
+/// Settings of a model of RandomRecords, and whatever they borrow.
+class Settings {
+ public:
+  explicit Settings(Model model) {
+    if (model == Model::kLinear) {
+      linear_ = RandomLinear();
+    } else {
+      logistic_ = RandomLogistic();
+      logistic_->InMemory(model == Model::kInMemory);
+    }
+  }
+  [[nodiscard]] QvRegSettings& Get() {
+    return linear_ != nullptr ? linear_->Get() : logistic_->Get();
+  }
+
+ private:
+  std::unique_ptr<qvtest::LinearSettings> linear_;
+  std::unique_ptr<qvtest::LogisticSettings> logistic_;
+};
+
+Doubles FitPlainly(Model model, const Records& records) {
+  Settings settings(model);
+  VectorRecordIter iter(records);
+  return NumbersOf(FittedModel(settings.Get(), iter).Stats());
+}
+
+Doubles FitWith(Model model, IQvPassRunner& runner) {
+  Settings settings(model);
+  settings.Get().SetPassRunner(&runner);
+  UntouchedIter iter;
+  const Doubles numbers = NumbersOf(FittedModel(settings.Get(), iter).Stats());
+  EXPECT_EQ(iter.Touches(), 0) << "the iterator is not needed";
+  return numbers;
+}
+
+Doubles FitOnThreads(Model model, IQvRecordParts& parts, int threads) {
+  QvThreadRunner runner(parts, threads);
+  return FitWith(model, runner);
+}
+
+/// The status of building a model with the runner.
+QvCommon::QvStatus StatusWith(Model model, IQvPassRunner& runner, QvQueryCancel* query = nullptr) {
+  Settings settings(model);
+  settings.Get().SetPassRunner(&runner);
+  settings.Get().SetCancelPointer(query);
+  QvRegFactory factory;
+  const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings.Get()));
+  UntouchedIter iter;
+  return component->BuildModel(iter);
+}
+
+void ExpectNear(const Doubles& actual, const Doubles& expected, double share) {
+  ASSERT_EQ(actual.size(), expected.size());
+  for (std::size_t i = 0; i < actual.size(); ++i) {
+    EXPECT_NEAR(actual[i], expected[i], share * std::abs(expected[i]) + share * 1e-3) << i;
+  }
+}
+
+class QvThreadRunnerTest : public ::testing::TestWithParam<Model> {
+ protected:
+  const Records records_ = RandomRecords(600);
+};
+
+std::string NameOf(const ::testing::TestParamInfo<Model>& info) {
+  if (info.param == Model::kLinear) return "linear";
+  return info.param == Model::kLogistic ? "logistic" : "in_memory";
+}
+
+INSTANTIATE_TEST_SUITE_P(Models, QvThreadRunnerTest,
+                         ::testing::Values(Model::kLinear, Model::kLogistic, Model::kInMemory),
+                         NameOf);
+
+TEST_P(QvThreadRunnerTest, OnePartGivesTheBitsOfARunWithoutRunner) {
+  VectorParts parts(records_, 1);
+  EXPECT_EQ(FitOnThreads(GetParam(), parts, 1), FitPlainly(GetParam(), records_));
+}
+
+TEST_P(QvThreadRunnerTest, SeveralPartsDifferByRoundingOnly) {
+  VectorParts parts(records_, 5);
+  ExpectNear(FitOnThreads(GetParam(), parts, 2), FitPlainly(GetParam(), records_), 1e-9);
+}
+
+TEST_P(QvThreadRunnerTest, TheNumberOfThreadsDoesNotShow) {
+  VectorParts parts(records_, 13);
+  const Doubles one = FitOnThreads(GetParam(), parts, 1);
+  for (const int threads : {2, 3, 7, 64}) {
+    EXPECT_EQ(FitOnThreads(GetParam(), parts, threads), one) << threads;
+  }
+}
+
+TEST_P(QvThreadRunnerTest, ARunnerServesSeveralRuns) {
+  VectorParts parts(records_, 4);
+  QvThreadRunner runner(parts, 2);
+  const Doubles first = FitWith(GetParam(), runner);
+  FitWith(Model::kLinear, runner);
+  EXPECT_EQ(FitWith(GetParam(), runner), first);
+}
+
+TEST_P(QvThreadRunnerTest, PartsMayBeEmptyOrOfMissingRecords) {
+  const Records missing(3, MakeRecord({1, 1, -1, -1, 0, 10, 1, 1}));
+  const auto half = static_cast<std::ptrdiff_t>(records_.size() / 2);
+  VectorParts parts({{},
+                     missing,
+                     Records(records_.begin(), records_.begin() + half),
+                     {},
+                     Records(records_.begin() + half, records_.end()),
+                     {}});
+  ExpectNear(FitOnThreads(GetParam(), parts, 3), FitPlainly(GetParam(), records_), 1e-9);
+}
+
+TEST_P(QvThreadRunnerTest, NoRecordAtAllIsAnError) {
+  VectorParts parts({{}, {}, {}});
+  QvThreadRunner runner(parts, 2);
+  EXPECT_EQ(StatusWith(GetParam(), runner).GetCode(), QvStatusCode::kNoRecords);
+}
+
+TEST_P(QvThreadRunnerTest, TheFirstBadRecordOfSeveralIsReported) {
+  Records records = records_;
+  records[100][qvtest::kF] = 77.0;  // in part 0 of 3, read last of it
+  records[250][qvtest::kG] = 88.5;
+  records[599][qvtest::kF] = 99.0;
+  VectorParts parts(records, 3);
+  for (const int threads : {1, 3}) {
+    QvThreadRunner runner(parts, threads);
+    const QvCommon::QvStatus status = StatusWith(GetParam(), runner);
+    EXPECT_EQ(status.GetCode(), QvStatusCode::kBadCategory);
+    double value = 0.0;
+    long variable = -1;
+    EXPECT_TRUE(status.GetScaleDatum(1, value));
+    EXPECT_TRUE(status.GetDiscreteDatum(1, variable));
+    EXPECT_EQ(value, 77.0);
+    EXPECT_EQ(variable, qvtest::kF);
+  }
+}
+
+TEST_P(QvThreadRunnerTest, ACategoryThatOnePartHoldsIsThere) {
+  Records sorted = records_;
+  std::stable_sort(sorted.begin(), sorted.end(),
+                   [](const auto& a, const auto& b) { return a[qvtest::kF] < b[qvtest::kF]; });
+  VectorParts parts(sorted, 4);
+  ExpectNear(FitOnThreads(GetParam(), parts, 2), FitPlainly(GetParam(), sorted), 1e-9);
+}
+
+/// Parts that throw, or cannot be opened.
+class FailingParts : public VectorParts {
+ public:
+  struct Exception : std::runtime_error {
+    using std::runtime_error::runtime_error;
+  };
+
+  using VectorParts::VectorParts;
+  [[nodiscard]] std::unique_ptr<QvCommon::MultiPassRecordIter> OpenPart(int part) override {
+    if (part == throwing_ && opened_[static_cast<std::size_t>(part)]++ >= from_) {
+      throw Exception("part " + std::to_string(part));
+    }
+    if (part == missing_) return nullptr;
+    return VectorParts::OpenPart(part);
+  }
+
+  int throwing_ = -1;
+  int from_ = 0;
+  int missing_ = -1;
+
+ private:
+  std::array<int, 8> opened_{};
+};
+
+TEST_P(QvThreadRunnerTest, WhatAPartThrowsArrivesOnTheCallingThread) {
+  for (const int from : {0, 1, 2}) {
+    FailingParts parts(records_, 5);
+    parts.throwing_ = 3;
+    parts.from_ = from;
+    QvThreadRunner runner(parts, 2);
+    EXPECT_THROW(StatusWith(GetParam(), runner), FailingParts::Exception) << from;
+  }
+}
+
+TEST_P(QvThreadRunnerTest, APartThatCannotBeOpenedEndsTheRun) {
+  FailingParts parts(records_, 5);
+  parts.missing_ = 2;
+  QvThreadRunner runner(parts, 2);
+  EXPECT_EQ(StatusWith(GetParam(), runner).GetCode(), QvStatusCode::kNoRecords);
+}
+
+/// Parts whose records never end: they start again.
+class EndlessParts : public VectorParts {
+ public:
+  using VectorParts::VectorParts;
+  [[nodiscard]] std::unique_ptr<QvCommon::MultiPassRecordIter> OpenPart(int part) override {
+    class Iter : public VectorRecordIter {
+     public:
+      using VectorRecordIter::VectorRecordIter;
+      const QvCommon::Record* Next() override {
+        const QvCommon::Record* record = VectorRecordIter::Next();
+        if (!HasMore()) NewPass();
+        return record;
+      }
+    };
+    return std::make_unique<Iter>(Part(part));
+  }
+};
+
+/// A query that answers yes from the n-th question on, and knows who asks.
+class CountingQuery : public QvQueryCancel {
+ public:
+  explicit CountingQuery(int from) : from_(from) {}
+  bool QueryCancel() override { return QueryWillCancel(); }
+  bool QueryWillCancel() override {
+    isOwnThread_ = isOwnThread_ && std::this_thread::get_id() == owner_;
+    return ++questions_ >= from_;
+  }
+  [[nodiscard]] bool IsOwnThread() const { return isOwnThread_; }
+
+ private:
+  const std::thread::id owner_ = std::this_thread::get_id();
+  bool isOwnThread_ = true;
+  int from_;
+  int questions_ = 0;
+};
+
+TEST_P(QvThreadRunnerTest, TheQueryIsAskedOnTheCallingThreadAndStopsARun) {
+  EndlessParts parts(records_, 3);
+  QvThreadRunner runner(parts, 2);
+  CountingQuery query(5);
+  EXPECT_EQ(StatusWith(GetParam(), runner, &query).GetCode(), QvStatusCode::kCancelled);
+  EXPECT_TRUE(query.IsOwnThread());
+}
+
+TEST_P(QvThreadRunnerTest, CancelFromAnotherThreadStopsARun) {
+  EndlessParts parts(records_, 3);
+  QvThreadRunner runner(parts, 2);
+  Settings settings(GetParam());
+  settings.Get().SetPassRunner(&runner);
+  QvRegFactory factory;
+  const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings.Get()));
+  std::thread other([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    component->Cancel();
+  });
+  UntouchedIter iter;
+  EXPECT_EQ(component->BuildModel(iter).GetCode(), QvStatusCode::kCancelled);
+  other.join();
+}
+
+TEST_P(QvThreadRunnerTest, LittleMemoryMeansOneThreadAndTheSameBits) {
+  VectorParts parts(records_, 6);
+  QvThreadRunner runner(parts, 3);
+  EXPECT_EQ(runner.GetThreadCount(), 3);
+  runner.SetMemoryBound(1);
+  const Doubles numbers = FitWith(GetParam(), runner);
+  EXPECT_EQ(runner.GetThreadCount(), 1);
+  EXPECT_EQ(numbers, FitOnThreads(GetParam(), parts, 3));
+}
+
+TEST_P(QvThreadRunnerTest, AFailedAllocationEndsTheRunAsOnOneThread) {
+  const Records records = RandomRecords(60);
+  VectorParts parts(records, 4);
+  const Doubles expected = FitOnThreads(GetParam(), parts, 2);
+  bool hasStruck = true;
+  for (long long n = 1; hasStruck; n += 1 + n / 20) {
+    QvThreadRunner runner(parts, 2);
+    Settings settings(GetParam());
+    settings.Get().SetPassRunner(&runner);
+    QvRegFactory factory;
+    const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings.Get()));
+    UntouchedIter iter;
+    QvCommon::QvStatus status;
+    bool hasThrown = false;
+    {
+      const qvtest::AllocationFault fault(n, qvtest::AllocationFault::Extent::kOnce);
+      try {
+        status = component->BuildModel(iter);
+      } catch (...) {
+        hasThrown = true;
+      }
+      hasStruck = fault.HasStruck();
+    }
+    EXPECT_FALSE(hasThrown) << n;
+    if (hasStruck && status.IsError()) {
+      // A record that could not be copied is empty, which is found as it is checked.
+      EXPECT_TRUE(status.GetCode() == QvStatusCode::kTooManyParameters ||
+                  status.GetCode() == QvStatusCode::kShortRecord)
+          << n << ": " << status.GetCode();
+      continue;
+    }
+    ASSERT_FALSE(status.IsError()) << n;
+    IQvRegOutputStats* stats = nullptr;
+    ASSERT_FALSE(component->GetOutputStats(stats).IsError());
+    EXPECT_EQ(NumbersOf(*stats), expected) << n;
+  }
+}
+
+TEST(QvThreadRunner, CountsRecordsAsOneThreadDoes) {
+  Settings plain(Model::kLinear);
+  Settings threaded(Model::kLinear);
+  const Records records = RandomRecords(300);
+  VectorParts parts(records, 7);
+  QvThreadRunner runner(parts, 2);
+  threaded.Get().SetPassRunner(&runner);
+  UntouchedIter untouched;
+  VectorRecordIter iter(records);
+  FittedModel expectedFit(plain.Get(), iter);
+  FittedModel fit(threaded.Get(), untouched);
+  const auto& expected = dynamic_cast<const QvGLMOutputStats&>(expectedFit.Stats());
+  const auto& actual = dynamic_cast<const QvGLMOutputStats&>(fit.Stats());
+  EXPECT_EQ(actual.GetRecordCounts().fRead, expected.GetRecordCounts().fRead);
+  EXPECT_EQ(actual.GetRecordCounts().fUsed, expected.GetRecordCounts().fUsed);
+  EXPECT_EQ(actual.GetRecordCounts().fMissing, expected.GetRecordCounts().fMissing);
+  EXPECT_EQ(actual.GetRecordCounts().fBadWeight, expected.GetRecordCounts().fBadWeight);
+  EXPECT_EQ(actual.GetRecordCounts().fUsedLater, -1);
+}
+
+TEST(QvPartCount, GrowsWithTheRecordsUnlessMergingCostsMore) {
+  EXPECT_EQ(QvPartCount(0, 10), 1);
+  EXPECT_EQ(QvPartCount(2047, 10), 1);
+  EXPECT_EQ(QvPartCount(20480, 10), 10);
+  EXPECT_EQ(QvPartCount(1000000, 11), 128);
+  EXPECT_EQ(QvPartCount(3000000, 4500), 18);
+  EXPECT_EQ(QvPartCount(100000, 46339), 16) << "dense rows cost more than a merge";
+}
+
+}  // namespace

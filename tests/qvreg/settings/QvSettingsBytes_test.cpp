@@ -1,0 +1,118 @@
+#include "qvreg/settings/QvSettingsBytes.h"
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "qvreg/settings/QvLogRegSettings.h"
+#include "tests/qvreg/support/ModelSettings.h"
+#include "tests/qvreg/support/RandomModels.h"
+
+namespace {
+
+using QvCommon::QvByteReader;
+using QvCommon::QvBytes;
+using QvCommon::QvByteWriter;
+
+QvBytes BytesOf(const QvRegSettings& settings) {
+  QvByteWriter writer;
+  WriteSettings(settings, writer);
+  return writer.TakeBytes();
+}
+
+std::unique_ptr<QvRegSettings> SettingsOf(const QvBytes& bytes) {
+  QvByteReader reader(bytes);
+  std::unique_ptr<QvRegSettings> settings = ReadSettings(reader);
+  EXPECT_EQ(settings != nullptr, reader.IsAtEnd());
+  return settings;
+}
+
+void ExpectSame(QvRegSettings& settings) {
+  const std::unique_ptr<QvRegSettings> read = SettingsOf(BytesOf(settings));
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(read->GetModelType(), settings.GetModelType());
+  EXPECT_EQ(BytesOf(*read), BytesOf(settings));
+}
+
+TEST(SettingsBytes, AreThoseOfTheSettingsThatTheyAreReadTo) {
+  ExpectSame(qvtest::RandomLinear()->Get());
+  ExpectSame(qvtest::RandomLogistic()->Get());
+}
+
+TEST(SettingsBytes, HoldEveryChoice) {
+  qvtest::LogisticSettings model(0, 4, {{1, 3}, {2, 2}, {5, 9}}, {3, 4});
+  model.NestedEffect({5, 1, 2}).Effect({1}, {3, 3, 4}).NoIntercept().Reference(2).InMemory();
+  model.FrequencyWeight(6).RegressionWeight(8);
+  QvLogRegSettings& settings = model.Get();
+  settings.SetTolerance(1e-9);
+  settings.SetConfidenceLevel(0.5);
+  settings.SetDF(12.5);
+  settings.SetLLFuncChange(true);
+  settings.SetParamEstChange(true);
+  ASSERT_TRUE(settings.SetLLConCriterion(1e-3) && settings.SetParamEstConCriterion(0.25));
+  ASSERT_TRUE(settings.SetMaxIterations(7) && settings.SetMaxStepHalvingValue(3));
+  ASSERT_TRUE(settings.SetStartingIteration(2) && settings.SetIterationFrequency(5));
+  ASSERT_TRUE(settings.SetStartingValues({0.5, -0.25}));
+  ExpectSame(settings);
+  const auto read = SettingsOf(BytesOf(settings));
+  const auto& logistic = dynamic_cast<const QvLogRegSettings&>(*read);
+  EXPECT_EQ(logistic.GetTolerance(), 1e-9);
+  EXPECT_EQ(logistic.GetConfidenceLevel(), 0.5);
+  EXPECT_EQ(logistic.GetDF(), 12.5);
+  EXPECT_FALSE(logistic.GetInterceptUse());
+  EXPECT_TRUE(logistic.GetLLFuncChange() && logistic.GetParamEstChange());
+  EXPECT_TRUE(logistic.GetUsePatternTabulator());
+  EXPECT_EQ(logistic.GetLLConCriterion(), 1e-3);
+  EXPECT_EQ(logistic.GetParamEstConCriterion(), 0.25);
+  EXPECT_EQ(logistic.GetMaxStepHalvingValue(), 3);
+  EXPECT_EQ(logistic.GetStartingIteration(), 2);
+  EXPECT_EQ(logistic.GetIterationFrequency(), 5);
+  EXPECT_EQ(logistic.GetDependentNCategs(), 4);
+  EXPECT_EQ(logistic.GetVariableTypes(), settings.GetVariableTypes());
+  EXPECT_EQ(logistic.GetFactorSizes(), settings.GetFactorSizes());
+  EXPECT_EQ(logistic.GetDependentRefCateg(), 2);
+  EXPECT_EQ(logistic.GetMaxIterations(), 7);
+  EXPECT_EQ(logistic.GetStartingValues(), (std::vector<double>{0.5, -0.25}));
+  EXPECT_EQ(logistic.GetModelEffects()[0].GetFactorLevels(),
+            settings.GetModelEffects()[0].GetFactorLevels());
+  EXPECT_EQ(logistic.GetModelEffects()[1].GetCovMultiplicities(), (std::vector<int>{2, 1}));
+}
+
+TEST(SettingsBytes, KeepTheRoleOfAWeightThatWasReplaced) {
+  QvRegSettings settings;
+  ASSERT_TRUE(settings.SetDependent(0));
+  ASSERT_TRUE(settings.SetFrequencyWeightVar(3));
+  ASSERT_TRUE(settings.SetFrequencyWeightVar(1));
+  const auto read = SettingsOf(BytesOf(settings));
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(read->GetFrequencyWeightVar(), 1);
+  EXPECT_EQ(read->GetVariableTypes(), settings.GetVariableTypes());
+}
+
+TEST(SettingsBytes, ThatAreCutAreRefused) {
+  const QvBytes whole = BytesOf(qvtest::RandomLogistic()->Get());
+  for (std::size_t size = 0; size < whole.size(); ++size) {
+    QvByteReader reader(std::span<const unsigned char>(whole).first(size));
+    EXPECT_EQ(ReadSettings(reader), nullptr) << size;
+  }
+}
+
+TEST(SettingsBytes, WithAnyByteChangedAreRefusedOrOtherSettings) {
+  const QvBytes whole = BytesOf(qvtest::RandomLogistic()->Get());
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    for (const int change : {0x01, 0x80, 0xFF}) {
+      QvBytes bytes = whole;
+      bytes[i] = static_cast<unsigned char>(bytes[i] ^ change);
+      QvByteReader reader(bytes);
+      const std::unique_ptr<QvRegSettings> read = ReadSettings(reader);
+      if (read == nullptr) continue;
+      EXPECT_FALSE(read->IsValidSettings().IsError());
+      EXPECT_TRUE(read->AreRolesComplete());
+    }
+  }
+}
+
+}  // namespace
