@@ -9,7 +9,10 @@
 
 #include "host/Error.h"
 #include "host/Text.h"
+#include "host/fit/DotColumns.h"
 #include "host/formula/FormulaError.h"
+#include "host/formula/Tokenizer.h"
+#include "host/table/ColumnCoders.h"
 #include "host/table/ColumnInfo.h"
 #include "host/table/Connection.h"
 #include "qvreg/common/Constants.h"
@@ -20,6 +23,24 @@ namespace {
 std::string DidYouMean(const TableSource& source, const std::string& name) {
   const std::optional<std::string> nearest = source.Nearest(name);
   return nearest ? fmt::format("; did you mean '{}'?", *nearest) : ".";
+}
+
+/// The same as a formula takes the name, and what columns there are.
+std::string ColumnHint(const TableSource& source, const std::string& name) {
+  constexpr std::size_t kMostShown = 20;
+  const std::optional<std::string> nearest = source.Nearest(name);
+  std::string hint = ".";
+  if (nearest) {
+    const std::string written = WrittenName(*nearest);
+    hint = fmt::format("; did you mean {}?", written == *nearest ? "'" + written + "'" : written);
+  }
+  const std::vector<ColumnInfo>& columns = source.Columns();
+  hint += columns.size() == 1 ? " Its column is " : " Its columns are ";
+  for (std::size_t i = 0; i < std::min(columns.size(), kMostShown); ++i) {
+    hint += (i == 0 ? "" : ", ") + Printable(WrittenName(columns[i].name));
+  }
+  if (columns.size() <= kMostShown) return hint + ".";
+  return hint + fmt::format(" and {} more.", columns.size() - kMostShown);
 }
 
 std::string AmbiguousText(const std::string& name, const std::vector<const ColumnInfo*>& columns) {
@@ -197,11 +218,17 @@ class Binder {
   }
 
   bool IsFactor(const Variable& variable, const ColumnInfo& info) const {
+    if (info.kind != ColumnKind::kNumber && variable.standardizing != Standardizing::kNone) {
+      FailAt(variable.place, fmt::format("'{}' takes a number, but this is {} ({}).",
+                                         variable.label, KindText(info.kind), info.type));
+    }
     if (variable.asFactor || IsCategory(info.kind)) return true;
     if (info.kind == ColumnKind::kNumber) return false;
+    const bool isColumn = variable.form == Variable::Form::kColumn;
     FailAt(variable.place,
            fmt::format("'{}' is {} ({}); write C({}) to take its values as the levels of a factor.",
-                       variable.label, KindText(info.kind), info.type, variable.label));
+                       variable.label, KindText(info.kind), info.type,
+                       isColumn ? WrittenName(variable.label) : variable.label));
   }
 
   void CheckPowers() const {
@@ -251,8 +278,12 @@ class Binder {
     for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
       if (binding_.isFactor[i] != factors) continue;
       const Variable& variable = formula_.variables[i];
-      binding_.positions[i] = Place({factors ? PlainName(variable) : variable.label,
-                                     ValueSql(variable, infos_[i], source_), coding});
+      ColumnRequest request{factors ? PlainName(variable) : variable.label,
+                            ValueSql(variable, infos_[i], source_), coding};
+      if (variable.isOfDot && infos_[i].kind == ColumnKind::kText) {
+        request.maxLevels = kMostDotLevels;
+      }
+      binding_.positions[i] = Place(std::move(request));
       ++count;
     }
     return count;
@@ -279,11 +310,17 @@ ColumnLookup ColumnsOf(const TableSource& source, std::string_view formula) {
     if (columns.empty()) {
       throw FormulaError::At(formula, place,
                              fmt::format("There is no column '{}' in {}{}{}", name, source.Name(),
-                                         DidYouMean(source, name), source.HeaderHint()));
+                                         ColumnHint(source, name), source.HeaderHint()));
     }
     if (columns.size() > 1) throw FormulaError::At(formula, place, AmbiguousText(name, columns));
     const ColumnInfo& column = *columns.front();
-    return {column.name, ValueOf(column), ValueKindOf(column.kind)};
+    FoundColumn found{column.name, ValueOf(column), ValueKindOf(column.kind)};
+    if (column.kind == ColumnKind::kText) {
+      found.numberHint = [&source, name = column.name] {
+        return DisguiseText(source, {name, QuoteName(name)});
+      };
+    }
+    return found;
   };
 }
 
@@ -317,6 +354,7 @@ RowCondition ReadCondition(const std::string& text, const TableSource& source) {
     RowCondition rows;
     rows.sql = ConditionSql(condition);
     for (const ColumnUse& use : condition.columns) rows.columns.push_back(use.name);
+    rows.notes = condition.notes;
     return rows;
   } catch (const FormulaError& error) {
     throw Error(error.Code(), std::string("--where: ") + error.what());
