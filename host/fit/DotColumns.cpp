@@ -25,6 +25,28 @@ const ColumnInfo* ColumnOf(const TableSource& source, const Variable& variable) 
   return found == source.Columns().end() ? nullptr : &*found;
 }
 
+/// Whether a variable that is not of `.` reads a column: log(x), C(day).
+bool IsReadOtherwise(const Formula& formula, const std::string& column) {
+  return std::ranges::any_of(formula.variables, [&](const Variable& variable) {
+    return !variable.isOfDot && std::ranges::any_of(variable.columns, [&](const ColumnUse& use) {
+      return use.found.name == column;
+    });
+  });
+}
+
+std::string WithoutRoleText(const std::vector<ColumnInfo>& columns) {
+  std::string list;
+  for (std::size_t i = 0; i < std::min(columns.size(), kMostShown); ++i) {
+    list += fmt::format("{}{} ({})", i == 0 ? "" : ", ", Printable(WrittenName(columns[i].name)),
+                        columns[i].type);
+  }
+  if (columns.size() > kMostShown) list += ", …";
+  return fmt::format(
+      "'.' leaves out {}, as dates, times, lists and structures are neither numbers nor "
+      "categories; write C({}) to take its values as the levels of a factor.",
+      list, Printable(WrittenName(columns.front().name)));
+}
+
 }  // namespace
 
 DotColumns DotColumnsOf(const TableSource& source, const BindingOptions& options) {
@@ -42,51 +64,40 @@ DotColumns DotColumnsOf(const TableSource& source, const BindingOptions& options
 
 std::vector<std::string> RemoveColumnsWithoutRole(Formula& formula, const TableSource& source) {
   std::vector<bool> isOut;
-  std::vector<std::string> names;
-  std::string first;
+  std::vector<ColumnInfo> noted;
   Place place;
   for (const Variable& variable : formula.variables) {
     const ColumnInfo* const column = variable.isOfDot ? ColumnOf(source, variable) : nullptr;
     isOut.push_back(column != nullptr && !HasRole(column->kind));
     if (!isOut.back()) continue;
-    if (names.empty()) {
-      first = WrittenName(column->name);
-      place = variable.place;
-    }
-    names.push_back(fmt::format("{} ({})", WrittenName(column->name), column->type));
+    place = variable.place;
+    if (!IsReadOtherwise(formula, column->name)) noted.push_back(*column);
   }
-  if (names.empty()) return {};
   std::erase_if(formula.terms, [&](const Term& term) {
     return std::ranges::any_of(term.parts, [&](const TermPart& part) {
       return isOut[static_cast<std::size_t>(part.variable)];
     });
   });
-  std::string list;
-  for (std::size_t i = 0; i < std::min(names.size(), kMostShown); ++i) {
-    list += (i == 0 ? "" : ", ") + names[i];
-  }
-  if (names.size() > kMostShown) list += ", …";
-  const std::string sentence = fmt::format(
-      "'.' leaves out {}, as dates, times, lists and structures are neither numbers nor "
-      "categories; write C({}) to take its values as the levels of a factor.",
-      list, first);
-  if (formula.terms.empty() && !formula.intercept) {
-    throw FormulaError::At(formula.text, place, sentence);
-  }
   RemoveUnusedVariables(formula);
-  return {sentence};
+  if (noted.empty()) return {};
+  const std::string sentence = WithoutRoleText(noted);
+  if (!formula.terms.empty() || formula.intercept) return {sentence};
+  throw FormulaError::At(formula.text, place, sentence);
 }
 
-void RefuseLevelsOfDot(const Formula& formula, const TooManyLevels& error) {
+void RefuseLevelsOfDot(const Formula& formula, const TableSource& source,
+                       const TooManyLevels& error) {
   for (const Variable& variable : formula.variables) {
     if (!variable.isOfDot || variable.label != error.Label()) continue;
-    const std::string name = WrittenName(variable.columns.front().name);
+    const std::string& column = variable.columns.front().name;
+    const std::string name = WrittenName(column);
+    const std::string disguise = DisguiseText(source, {column, QuoteName(column)});
     throw FormulaError::At(
         formula.text, variable.place,
-        fmt::format("'.' stands for {0}, too, a text with more than {1} different values, as an "
-                    "identifier has. Take it out with '. - {0}', or write '. + {0}' if it is "
-                    "meant as a factor.",
-                    name, kMostDotLevels));
+        fmt::format(
+            "'.' stands for {0}, too, a text with more than {1} different values{2} Take it "
+            "out with '. - {0}', or write '. + {0}' if it is meant as a factor.",
+            name, kMostDotLevels, disguise.empty() ? ", as an identifier has." : ". " + disguise));
   }
 }
 

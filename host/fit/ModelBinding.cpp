@@ -25,15 +25,17 @@ std::string DidYouMean(const TableSource& source, const std::string& name) {
   return nearest ? fmt::format("; did you mean '{}'?", *nearest) : ".";
 }
 
+/// In quotes, unless it stands in back-quotes.
+std::string Quoted(const std::string& written) {
+  return written.starts_with('`') ? written : "'" + written + "'";
+}
+
 /// The same as a formula takes the name, and what columns there are.
 std::string ColumnHint(const TableSource& source, const std::string& name) {
   constexpr std::size_t kMostShown = 20;
   const std::optional<std::string> nearest = source.Nearest(name);
   std::string hint = ".";
-  if (nearest) {
-    const std::string written = WrittenName(*nearest);
-    hint = fmt::format("; did you mean {}?", written == *nearest ? "'" + written + "'" : written);
-  }
+  if (nearest) hint = fmt::format("; did you mean {}?", Quoted(WrittenName(*nearest)));
   const std::vector<ColumnInfo>& columns = source.Columns();
   hint += columns.size() == 1 ? " Its column is " : " Its columns are ";
   for (std::size_t i = 0; i < std::min(columns.size(), kMostShown); ++i) {
@@ -142,6 +144,12 @@ Variable BindCondition(const std::string& text, const TableSource& source) {
       fmt::format("This is {}; a condition is true or false, as in x > 5.", KindText(info.kind)));
 }
 
+/// A variable as a formula takes it.
+std::string Written(const Variable& variable) {
+  const bool isName = variable.form == Variable::Form::kColumn && !variable.asFactor;
+  return isName ? WrittenName(variable.label) : variable.label;
+}
+
 bool IsCategory(ColumnKind kind) {
   return kind == ColumnKind::kText || kind == ColumnKind::kBoolean ||
          kind == ColumnKind::kEnumeration;
@@ -181,7 +189,21 @@ class Binder {
 
   void DescribeVariables() {
     responseInfo_ = Describe(formula_.response);
+    infos_ = DescribeTogether();
+    if (!infos_.empty()) return;
     for (const Variable& variable : formula_.variables) infos_.push_back(Describe(variable));
+  }
+
+  /// All variables in one query, since each reads the beginning of a file; none when one of them
+  /// cannot be computed.
+  std::vector<ColumnInfo> DescribeTogether() const {
+    std::vector<std::string> expressions;
+    for (const Variable& variable : formula_.variables) expressions.push_back(variable.sql);
+    try {
+      return source_.Describe(expressions);
+    } catch (const Error&) {
+      return {};
+    }
   }
 
   /// A table without records, such as a CSV of a heading only, has no types to complain about.
@@ -204,9 +226,10 @@ class Binder {
     if (!number) CheckRecords();
     if (!number && !category) {
       FailAt(response.place,
-             fmt::format("The dependent '{0}' is {1} ({2}); a linear model needs a number, and for "
-                         "a logistic model write C({0}).",
-                         response.label, KindText(responseInfo_.kind), responseInfo_.type));
+             fmt::format("The dependent '{}' is {} ({}); a linear model needs a number, and for a "
+                         "logistic model write C({}).",
+                         response.label, KindText(responseInfo_.kind), responseInfo_.type,
+                         Written(response)));
     }
     if (category && asked == ModelKind::kLinear) {
       FailAt(response.place,
@@ -224,11 +247,9 @@ class Binder {
     }
     if (variable.asFactor || IsCategory(info.kind)) return true;
     if (info.kind == ColumnKind::kNumber) return false;
-    const bool isColumn = variable.form == Variable::Form::kColumn;
     FailAt(variable.place,
            fmt::format("'{}' is {} ({}); write C({}) to take its values as the levels of a factor.",
-                       variable.label, KindText(info.kind), info.type,
-                       isColumn ? WrittenName(variable.label) : variable.label));
+                       variable.label, KindText(info.kind), info.type, Written(variable)));
   }
 
   void CheckPowers() const {
@@ -236,9 +257,9 @@ class Binder {
       for (const TermPart& part : term.parts) {
         const auto variable = static_cast<std::size_t>(part.variable);
         if (part.power == 1 || !binding_.isFactor[variable]) continue;
-        FailAt(term.place,
-               fmt::format("'{}' is a factor and has no powers; write '{}' alone.",
-                           formula_.variables[variable].label, formula_.variables[variable].label));
+        FailAt(term.place, fmt::format("'{}' is a factor and has no powers; write {} alone.",
+                                       formula_.variables[variable].label,
+                                       Quoted(Written(formula_.variables[variable]))));
       }
     }
   }

@@ -52,7 +52,7 @@ CodedTable Code(const TableSource& source, const Formula& formula, const ModelBi
   try {
     return CodeTable(source, binding.columns, coding);
   } catch (const TooManyLevels& error) {
-    RefuseLevelsOfDot(formula, error);
+    RefuseLevelsOfDot(formula, source, error);
     throw;
   }
 }

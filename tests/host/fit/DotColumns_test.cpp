@@ -54,6 +54,12 @@ TEST(DotColumns, CrossingsWithAColumnWithoutARoleAreLeftOut) {
             (Strings{"(Intercept)", "x"}));
 }
 
+TEST(DotColumns, AColumnWithoutARoleThatIsUsedOtherwiseIsNotNoted) {
+  const FitResult fit = Fit(kTable, "y ~ . - list - w - g - flag - `odd name` + epoch(day)");
+  EXPECT_EQ(LabelsOf(fit), (Strings{"(Intercept)", "x", "epoch(day)"}));
+  for (const std::string& warning : fit.warnings) EXPECT_NE(warning.substr(0, 3), "'.'");
+}
+
 TEST(DotColumns, AColumnWithoutARoleThatIsNamedIsRefused) {
   EXPECT_EQ(FailureOf(OptionsFor(kTable, "y ~ . + day")).message,
             "'day' is a date or time (DATE); write C(day) to take its values as the levels of a "
@@ -95,6 +101,12 @@ TEST(DotColumns, ATextOfManyValuesEndsTheRun) {
             "'.' stands for `the id`, too, a text with more than 1000 different values, as an "
             "identifier has. Take it out with '. - `the id`', or write '. + `the id`' if it is "
             "meant as a factor.\n  y ~ .\n      ^");
+  const std::string numbers = "SELECT range AS y, range || ',5' AS preis FROM range(1001)";
+  EXPECT_EQ(FailureOf(OptionsFor(numbers, "y ~ .")).message,
+            "'.' stands for preis, too, a text with more than 1000 different values. 100 % of its "
+            "values read as numbers with a decimal comma, such as '0,5': make numbers of them in "
+            "--sql, such as CAST(replace(preis, ',', '.') AS DOUBLE). Take it out with '. - "
+            "preis', or write '. + preis' if it is meant as a factor.\n  y ~ .\n      ^");
   EXPECT_EQ(LabelsOf(Fit(Identified(1001), "y ~ . - `the id`")), (Strings{"(Intercept)", "x"}));
   EXPECT_EQ(LabelsOf(Fit(Identified(1001), "y ~ . + `the id`")).size(), 1003U);
 }
