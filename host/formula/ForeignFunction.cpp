@@ -104,6 +104,7 @@ constexpr auto kRefused = std::to_array<Refused>({
      "--freq-weight."},
     {" ordered as.ordered ",
      "makes contrasts that are polynomials, which a formula does not; write C(x) for a factor."},
+    {" q ", "takes the name of a column in quotes: Q('odd name')."},
     {" interaction ", "is written a:b here."},
     {" standardize standardise zscore ",
      "is called scale() here; it divides by the standard deviation with n - 1."},

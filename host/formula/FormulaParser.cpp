@@ -255,8 +255,8 @@ TermSet FormulaParser::InterceptTerm() {
   const Token& token = tokens_.Peek();
   if (token.text != "0" && token.text != "1") {
     throw tokens_.Error(token.place,
-                        "A number other than 1 and 0 is no term; put a column of this name in "
-                        "back-quotes.");
+                        "A number other than 1 and 0 is no term; put arithmetic into I(...), a "
+                        "column of this name into back-quotes.");
   }
   tokens_.MoveTo(tokens_.Position() + 1);
   return TermSet(InterceptMark{token.text == "1", token.place});

@@ -101,6 +101,7 @@ TEST(ForeignFunction, WhatAFormulaHasNotSaysWhatToWrite) {
   expect("y ~ if(is.na(x), 0, x)", 7,
          "is.na() fills or finds missing values, but a variable is missing wherever a part of it "
          "is; do so in --sql.");
+  expect("y ~ Q(x)", 4, "Q() takes the name of a column in quotes: Q('odd name').");
   expect("y ~ as.numeric(x)", 4, "as.numeric() is written cast(x as double) here.");
   expect("y ~ standardize(x)", 4,
          "standardize() is called scale() here; it divides by the standard deviation with n - 1.");

@@ -199,7 +199,8 @@ TEST(FormulaErrors, TheInterceptInACrossing) {
 
 TEST(FormulaErrors, OtherNumbers) {
   const std::string sentence =
-      "A number other than 1 and 0 is no term; put a column of this name in back-quotes.";
+      "A number other than 1 and 0 is no term; put arithmetic into I(...), a column of this name "
+      "into back-quotes.";
   ExpectError("y ~ a + 2019",  //
               "        ^", sentence);
   ExpectError("y ~ 2*a",  //
