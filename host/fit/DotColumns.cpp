@@ -68,8 +68,9 @@ std::vector<std::string> RemoveColumnsWithoutRole(Formula& formula, const TableS
   Place place;
   for (const Variable& variable : formula.variables) {
     const ColumnInfo* const column = variable.isOfDot ? ColumnOf(source, variable) : nullptr;
-    isOut.push_back(column != nullptr && !HasRole(column->kind));
-    if (!isOut.back()) continue;
+    const bool hasRole = column == nullptr || HasRole(column->kind);
+    isOut.push_back(!hasRole);
+    if (hasRole) continue;
     place = variable.place;
     if (!IsReadOtherwise(formula, column->name)) noted.push_back(*column);
   }

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <span>
 
 #include <fmt/format.h>
@@ -42,9 +41,6 @@ struct Target {
   const Variable* variable = nullptr;
   std::size_t position = 0;
   int exponent = 0;  ///< Of the largest value.
-  /// Of the records used.
-  double lowest = std::numeric_limits<double>::infinity();
-  double highest = -std::numeric_limits<double>::infinity();
   Sum sum;
   Sum deviations;  ///< From the mean; 0 but for rounding.
   Sum squares;
@@ -82,8 +78,6 @@ class Standardizer {
     std::int64_t used = 0;
     eachUsed([&](Target& target, double value) {
       target.sum.Add(value);
-      target.lowest = std::min(target.lowest, value);
-      target.highest = std::max(target.highest, value);
       used += &target == &targets_.front() ? 1 : 0;
     });
     // The run ends without any record, with a sentence of its own.
@@ -127,7 +121,8 @@ class Standardizer {
     throw FormulaError::At(formula_.text, variable.place, message);
   }
 
-  /// Calls `visit` for each record; what it changes is written back if `writes`.
+  /// Calls `visit` for each record; what it changes is written back if `writes`. Leaves the file at
+  /// its first record.
   void Sweep(bool writes, const std::function<void(std::span<double>)>& visit) {
     const auto size = static_cast<std::size_t>(table_.RecordSize());
     const auto blockRecords =
@@ -144,6 +139,8 @@ class Standardizer {
       if (writes) table_.Spool().Overwrite(offset, used);
       if (progress_) progress_(first + static_cast<std::int64_t>(count));
     }
+    // What is left to write is written first, so that a full disk shows here.
+    table_.Spool().Rewind();
   }
 
   [[nodiscard]] bool IsUsed(std::span<const double> record) const {
@@ -158,12 +155,11 @@ class Standardizer {
     return true;
   }
 
-  /// The mean and the deviation, corrected for what rounding the mean cost.
+  /// The mean and the deviation, corrected for what rounding the mean cost. Of equal numbers they
+  /// are that number and 0 exactly: the mean is off by a last digit at most.
   void Settle(Target& target, double used) const {
     const double rest = target.deviations.Value();
     target.mean += rest / used;
-    // Rounding makes no constant of the differences from the mean.
-    if (target.lowest == target.highest) target.mean = target.lowest;
     if (target.variable->standardizing != Standardizing::kScale) return;
     if (used < 2.0) {
       Fail(*target.variable, fmt::format("'{}' needs at least two records, and one is used.",
@@ -171,7 +167,7 @@ class Standardizer {
     }
     const double squares = target.squares.Value() - rest * rest / used;
     target.deviation = std::sqrt(std::max(squares, 0.0) / (used - 1.0));
-    if (target.lowest < target.highest && target.deviation > 0.0) return;
+    if (target.deviation > 0.0) return;
     Fail(*target.variable,
          fmt::format("'{}' has no value, as {} is {} in all records used and its standard "
                      "deviation 0; take the term out.",
@@ -186,8 +182,6 @@ class Standardizer {
         if (value != QvMV::gMissingValue) value = target.Standardized(value);
       }
     });
-    table_.Spool().Flush();
-    table_.Spool().Rewind();
     for (const Target& target : targets_) {
       CodedColumn& column = table_.Column(static_cast<int>(target.position));
       column.lowest = target.Standardized(column.lowest);

@@ -69,7 +69,7 @@ Polynomial OperandReader::ReadPolynomial() {
   Polynomial polynomial{Expression(Unwrapped(tokens_, base)), *degree};
   tokens_.MoveTo(close + 1);
   if (!isRaw && *degree > 1) {
-    polynomial.variable.notes.push_back(
+    polynomial.variable.notes.emplace_back(
         "poly() stands for plain powers, x + I(x^2) and so on, not for R's orthogonal polynomials: "
         "estimates differ from R's, predictions do not.");
   }
