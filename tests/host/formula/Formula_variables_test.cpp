@@ -52,6 +52,14 @@ TEST(FormulaVariables, ABackQuotedNameIsTakenAsItStands) {
   ExpectVariable("`.`", ".", "\".\"", "[.]");
 }
 
+TEST(FormulaVariables, ANameInQIsTakenAsItStands) {
+  ExpectVariable("Q('a b')", "a b", "\"a b\"", "[a b]");
+  ExpectVariable("Q( \"it's `so`\" )", "it's `so`", "\"it's `so`\"", "[it's `so`]");
+  ExpectVariable("sqrt(Q(\"a `b`\"))", "sqrt(`a ``b```)", "sqrt(\"a `b`\")", "[a `b`]");
+  ExpectVariable("C(Q('a b'))", "C(`a b`)", "\"a b\"", "[a b]");
+  EXPECT_EQ(Only("Q('a b')").place, (Place{4, 12}));
+}
+
 TEST(FormulaVariables, ACallIsOneVariable) {
   ExpectVariable("log(price)", "log(price)", "ln(\"price\")", "[price]");
   ExpectVariable("log ( price+1 )", "log(price + 1)", "ln((\"price\" + 1))", "[price]");
