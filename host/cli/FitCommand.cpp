@@ -25,8 +25,11 @@ Formulas:
   y ~ a*b                a + b + a:b, where a:b is a crossed with b
   y ~ a/b                a, then b nested in a
   y ~ (a + b + c)^2      crossed up to degree 2
-  y ~ x + I(x^2)         a power of a covariate
-  ln(y) ~ C(year)        a function (log is to base 10); a number taken as a factor
+  y ~ ., y ~ . - a       all other columns; all but a
+  y ~ x + I(x^2)         a power of a covariate; poly(x, 3) for x + I(x^2) + I(x^3)
+  log(y) ~ C(year)       a function (log is natural); a number taken as a factor
+  y ~ C(g, Treatment('a'))  a factor whose levels are compared with a
+  y ~ scale(x)           x less its mean, divided by its standard deviation; center(x)
   y ~ I(x > 1 and b)     any other expression: arithmetic, comparisons, and, or, not, in,
                          between, like, case, cast(x as double)
   y ~ 0 + a, y ~ a - 1   no intercept
@@ -35,7 +38,7 @@ A variable is missing wherever a column that it reads is missing.
 
 Functions of one record (docs/formula.md tells of each):
   abs sign round floor ceil ceiling trunc mod least greatest
-  ln log log10 log2 exp sqrt cbrt pow power
+  ln log log10 log2 log1p exp expm1 sqrt cbrt pow power
   sin cos tan cot asin acos atan atan2 sinh cosh tanh asinh acosh atanh degrees radians pi
   lower upper trim ltrim rtrim length left right substring substr replace split_part concat
   strip_accents contains starts_with ends_with regexp_matches regexp_extract regexp_replace

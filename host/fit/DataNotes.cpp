@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "host/Text.h"
+#include "host/formula/Tokenizer.h"
 #include "host/table/ColumnCoders.h"
 #include "host/table/NumberFormat.h"
 
@@ -137,8 +138,8 @@ class Notes {
       if (!IsUsed(dates.column)) continue;
       notes_.push_back(
           fmt::format("The dates of '{0}' are read as {1}. If they are otherwise, add --types "
-                      "{0}=varchar and write strptime({0}, ...) in the formula.",
-                      dates.column, DateText(dates.format)));
+                      "{0}=varchar and write strptime({2}, ...) in the formula.",
+                      dates.column, DateText(dates.format), WrittenName(dates.column)));
     }
     for (const TextLayout::Grouped& grouped : layout->grouped) {
       if (!IsUsed(grouped.column)) continue;

@@ -102,6 +102,14 @@ struct ParameterResult {
   [[nodiscard]] bool IsIntercept() const { return levels.empty() && covariates.empty(); }
 };
 
+/// A covariate whose values were standardized over the records used. A plain value.
+struct StandardizedCovariate {
+  std::string label;                               ///< As in the parameters: `scale(mass)`.
+  std::string argument;                            ///< `mass`
+  double centre = 0.0;                             ///< The mean, which was subtracted.
+  std::optional<double> deviation = std::nullopt;  ///< What the rest was divided by.
+};
+
 /// Everything that a report says about one fit. A plain value, independent of the library
 /// and of the data; numbers that do not exist are absent, all others are finite.
 struct FitResult {
@@ -119,8 +127,9 @@ struct FitResult {
                                             ///< weight less all parameters.
   bool imposedDegreesOfFreedom = false;     ///< Both are the user's --df.
   std::vector<ParameterResult> parameters;  ///< In the library's order.
-  std::optional<LogisticFit> logistic;      ///< Of a logistic model only.
-  std::optional<double> rSquare;            ///< This and the next two: of a linear model only.
+  std::vector<StandardizedCovariate> standardized = {};
+  std::optional<LogisticFit> logistic;  ///< Of a logistic model only.
+  std::optional<double> rSquare;        ///< This and the next two: of a linear model only.
   std::optional<double> rmse;  ///< Root of the mean squared residual, over the frequency weights.
   std::optional<double> residualStdError;
   std::vector<std::string> warnings;  ///< Sentences about anything suspicious.

@@ -9,8 +9,11 @@
 
 #include "host/Error.h"
 #include "host/Text.h"
+#include "host/fit/DotColumns.h"
 #include "host/fit/LevelOptions.h"
 #include "host/formula/FormulaError.h"
+#include "host/formula/Tokenizer.h"
+#include "host/table/ColumnCoders.h"
 #include "host/table/ColumnInfo.h"
 #include "host/table/Connection.h"
 #include "qvreg/common/Constants.h"
@@ -21,6 +24,26 @@ namespace {
 std::string DidYouMean(const TableSource& source, const std::string& name) {
   const std::optional<std::string> nearest = source.Nearest(name);
   return nearest ? fmt::format("; did you mean '{}'?", *nearest) : ".";
+}
+
+/// In quotes, unless it stands in back-quotes.
+std::string Quoted(const std::string& written) {
+  return written.starts_with('`') ? written : "'" + written + "'";
+}
+
+/// The same as a formula takes the name, and what columns there are.
+std::string ColumnHint(const TableSource& source, const std::string& name) {
+  constexpr std::size_t kMostShown = 20;
+  const std::optional<std::string> nearest = source.Nearest(name);
+  std::string hint = ".";
+  if (nearest) hint = fmt::format("; did you mean {}?", Quoted(WrittenName(*nearest)));
+  const std::vector<ColumnInfo>& columns = source.Columns();
+  hint += columns.size() == 1 ? " Its column is " : " Its columns are ";
+  for (std::size_t i = 0; i < std::min(columns.size(), kMostShown); ++i) {
+    hint += (i == 0 ? "" : ", ") + Printable(WrittenName(columns[i].name));
+  }
+  if (columns.size() <= kMostShown) return hint + ".";
+  return hint + fmt::format(" and {} more.", columns.size() - kMostShown);
 }
 
 std::string AmbiguousText(const std::string& name, const std::vector<const ColumnInfo*>& columns) {
@@ -122,6 +145,12 @@ Variable BindCondition(const std::string& text, const TableSource& source) {
       fmt::format("This is {}; a condition is true or false, as in x > 5.", KindText(info.kind)));
 }
 
+/// A variable as a formula takes it.
+std::string Written(const Variable& variable) {
+  const bool isName = variable.form == Variable::Form::kColumn && !variable.asFactor;
+  return isName ? WrittenName(variable.label) : variable.label;
+}
+
 bool IsCategory(ColumnKind kind) {
   return kind == ColumnKind::kText || kind == ColumnKind::kBoolean ||
          kind == ColumnKind::kEnumeration;
@@ -164,7 +193,21 @@ class Binder {
 
   void DescribeVariables() {
     responseInfo_ = Describe(formula_.response);
+    infos_ = DescribeTogether();
+    if (!infos_.empty()) return;
     for (const Variable& variable : formula_.variables) infos_.push_back(Describe(variable));
+  }
+
+  /// All variables in one query, since each reads the beginning of a file; none when one of them
+  /// cannot be computed.
+  std::vector<ColumnInfo> DescribeTogether() const {
+    std::vector<std::string> expressions;
+    for (const Variable& variable : formula_.variables) expressions.push_back(variable.sql);
+    try {
+      return source_.Describe(expressions);
+    } catch (const Error&) {
+      return {};
+    }
   }
 
   /// A table without records, such as a CSV of a heading only, has no types to complain about.
@@ -187,9 +230,10 @@ class Binder {
     if (!number) CheckRecords();
     if (!number && !category) {
       FailAt(response.place,
-             fmt::format("The dependent '{0}' is {1} ({2}); a linear model needs a number, and for "
-                         "a logistic model write C({0}).",
-                         response.label, KindText(responseInfo_.kind), responseInfo_.type));
+             fmt::format("The dependent '{}' is {} ({}); a linear model needs a number, and for a "
+                         "logistic model write C({}).",
+                         response.label, KindText(responseInfo_.kind), responseInfo_.type,
+                         Written(response)));
     }
     if (category && asked == ModelKind::kLinear) {
       FailAt(response.place,
@@ -201,11 +245,15 @@ class Binder {
   }
 
   bool IsFactor(const Variable& variable, const ColumnInfo& info) const {
+    if (info.kind != ColumnKind::kNumber && variable.standardizing != Standardizing::kNone) {
+      FailAt(variable.place, fmt::format("'{}' takes a number, but this is {} ({}).",
+                                         variable.label, KindText(info.kind), info.type));
+    }
     if (variable.asFactor || IsCategory(info.kind)) return true;
     if (info.kind == ColumnKind::kNumber) return false;
     FailAt(variable.place,
            fmt::format("'{}' is {} ({}); write C({}) to take its values as the levels of a factor.",
-                       variable.label, KindText(info.kind), info.type, variable.label));
+                       variable.label, KindText(info.kind), info.type, Written(variable)));
   }
 
   void CheckPowers() const {
@@ -213,9 +261,9 @@ class Binder {
       for (const TermPart& part : term.parts) {
         const auto variable = static_cast<std::size_t>(part.variable);
         if (part.power == 1 || !binding_.isFactor[variable]) continue;
-        FailAt(term.place,
-               fmt::format("'{}' is a factor and has no powers; write '{}' alone.",
-                           formula_.variables[variable].label, formula_.variables[variable].label));
+        FailAt(term.place, fmt::format("'{}' is a factor and has no powers; write {} alone.",
+                                       formula_.variables[variable].label,
+                                       Quoted(Written(formula_.variables[variable]))));
       }
     }
   }
@@ -268,6 +316,7 @@ class Binder {
                           Coding::kFactor};
     request.levels = levels.Of(variable);
     request.booleans = BooleansOf(variable, infos_[i]);
+    if (variable.isOfDot && infos_[i].kind == ColumnKind::kText) request.maxLevels = kMostDotLevels;
     binding_.positions[i] = Place(std::move(request));
     ++binding_.factorCount;
   }
@@ -300,11 +349,17 @@ ColumnLookup ColumnsOf(const TableSource& source, std::string_view formula) {
     if (columns.empty()) {
       throw FormulaError::At(formula, place,
                              fmt::format("There is no column '{}' in {}{}{}", name, source.Name(),
-                                         DidYouMean(source, name), source.HeaderHint()));
+                                         ColumnHint(source, name), source.HeaderHint()));
     }
     if (columns.size() > 1) throw FormulaError::At(formula, place, AmbiguousText(name, columns));
     const ColumnInfo& column = *columns.front();
-    return {column.name, ValueOf(column), ValueKindOf(column.kind)};
+    FoundColumn found{column.name, ValueOf(column), ValueKindOf(column.kind)};
+    if (column.kind == ColumnKind::kText) {
+      found.numberHint = [&source, name = column.name] {
+        return DisguiseText(source, {name, QuoteName(name)});
+      };
+    }
+    return found;
   };
 }
 
@@ -338,6 +393,7 @@ RowCondition ReadCondition(const std::string& text, const TableSource& source) {
     RowCondition rows;
     rows.sql = ConditionSql(condition);
     for (const ColumnUse& use : condition.columns) rows.columns.push_back(use.name);
+    rows.notes = condition.notes;
     return rows;
   } catch (const FormulaError& error) {
     throw Error(error.Code(), std::string("--where: ") + error.what());

@@ -36,6 +36,7 @@ namespace qvhost {
 struct RowCondition {
   std::string sql;                   ///< An expression over the table's columns.
   std::vector<std::string> columns;  ///< Those that it reads.
+  std::vector<std::string> notes;    ///< As those of Variable.
 };
 
 /// Reads the condition of --where: an expression as a formula has it, and `is null`. As in SQL, a

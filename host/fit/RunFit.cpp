@@ -1,5 +1,6 @@
 #include "host/fit/RunFit.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -7,14 +8,17 @@
 
 #include "host/Error.h"
 #include "host/fit/DataNotes.h"
+#include "host/fit/DotColumns.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
 #include "host/fit/Predictions.h"
 #include "host/fit/ResultBuilder.h"
 #include "host/fit/RunSettings.h"
+#include "host/fit/Standardization.h"
 #include "host/fit/StatusText.h"
 #include "host/formula/Formula.h"
 #include "host/table/CodeTable.h"
+#include "host/table/ColumnCoders.h"
 #include "host/table/TableSource.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
@@ -24,7 +28,8 @@ namespace qvhost {
 namespace {
 
 Formula ReadFormula(const FitOptions& options, const TableSource& source) {
-  Formula formula = ParseFormula(options.formula, ColumnsOf(source, options.formula));
+  Formula formula = ParseFormula(options.formula, ColumnsOf(source, options.formula),
+                                 DotColumnsOf(source, options.binding));
   formula.intercept = formula.intercept && options.intercept;
   if (!formula.intercept && formula.terms.empty()) {
     throw Error(ExitCode::kBadInput,
@@ -33,8 +38,8 @@ Formula ReadFormula(const FitOptions& options, const TableSource& source) {
   return formula;
 }
 
-CodedTable Code(const TableSource& source, const ModelBinding& binding, const FitOptions& options,
-                ProgressBar& progress, const Interrupt& interrupt) {
+CodedTable Code(const TableSource& source, const Formula& formula, const ModelBinding& binding,
+                const FitOptions& options, ProgressBar& progress, const Interrupt& interrupt) {
   CodingOptions coding;
   coding.spoolDir = options.spoolDir;
   coding.progress = [&](const CodingProgress& at) {
@@ -44,7 +49,12 @@ CodedTable Code(const TableSource& source, const ModelBinding& binding, const Fi
     source.NoteInputs();
     return interrupt.Requested();
   };
-  return CodeTable(source, binding.columns, coding);
+  try {
+    return CodeTable(source, binding.columns, coding);
+  } catch (const TooManyLevels& error) {
+    RefuseLevelsOfDot(formula, source, error);
+    throw;
+  }
 }
 
 /// Throws for an option that the kind of model does not have.
@@ -120,23 +130,49 @@ void CheckRows(const CodedTable& table, const TableSource& source) {
                           source.RowsLeftOut()));
 }
 
+/// How the formula and the condition were understood, each sentence once, and what standardizing
+/// did.
+void AddNotes(const Formula& formula, const std::optional<RowCondition>& condition,
+              FitResult& result) {
+  const auto add = [&](const std::vector<std::string>& notes) {
+    for (const std::string& note : notes) {
+      if (std::ranges::find(result.warnings, note) == result.warnings.end()) {
+        result.warnings.push_back(note);
+      }
+    }
+  };
+  add(formula.response.notes);
+  for (const Variable& variable : formula.variables) add(variable.notes);
+  if (condition) add(condition->notes);
+  for (const StandardizedCovariate& covariate : result.standardized) {
+    result.warnings.push_back(StandardizedText(covariate));
+  }
+}
+
 }  // namespace
 
 FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt,
                  OutputFiles& outputs) {
   TableSource source(SourceOf(options));
-  const Formula formula = ReadFormula(options, source);
+  Formula formula = ReadFormula(options, source);
   const std::optional<RowCondition> condition = ConditionOf(options, source);
   outputs.SetInputs(source.Inputs());
   source.SettleTypes(ColumnsOf(formula, options.binding, condition));
+  const std::vector<std::string> withoutRole = RemoveColumnsWithoutRole(formula, source);
   const ModelBinding binding = BindModel(formula, source, options.binding);
   RefuseOtherKind(options, binding.kind);
   if (condition) source.SetCondition(condition->sql);
-  const CodedTable table = Code(source, binding, options, progress, interrupt);
+  CodedTable table = Code(source, formula, binding, options, progress, interrupt);
   CheckRows(table, source);
   // Some files are opened only while others are read.
   outputs.SetInputs(source.Inputs());
   outputs.Begin();
+  const std::vector<StandardizedCovariate> standardized =
+      Standardize(formula, binding, table, interrupt, [&](std::int64_t records) {
+        progress.Show("standardizing",
+                      static_cast<double>(records) / static_cast<double>(table.RecordCount()),
+                      records);
+      });
   RunSettings settings(formula, binding, table, options);
   SettleReference(settings, table, progress, interrupt);
   ModelRun run(settings.Get(), table, options.threads, progress, interrupt);
@@ -144,6 +180,9 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);
   result.where = options.where;
   result.records.leftOut = source.RowsLeftOut();
+  result.standardized = standardized;
+  AddNotes(formula, condition, result);
+  for (const std::string& note : withoutRole) result.warnings.push_back(note);
   for (std::string& note : DataNotes(formula, binding, table, source)) {
     result.warnings.push_back(std::move(note));
   }

@@ -95,6 +95,7 @@ std::string BehindOperandText(const Token& token) {
 std::string AsOperandText(const Token& token) {
   std::string reason = ReasonOf(token);
   if (!reason.empty()) return reason;
+  if (token.kind == TokenKind::kDoubleQuoted) return DoubleQuotesText(token);
   if (token.kind == TokenKind::kName) {
     return Quoted(token) + " has no meaning here; put a column of this name in back-quotes.";
   }
@@ -127,7 +128,7 @@ bool ExpressionCursor::AtWord(std::size_t index, std::string_view lower) const {
          SameWord(tokens_.At(index).text, lower);
 }
 
-void ExpressionCursor::Take(PieceKind kind) { label_.Append(kind, tokens_.At(next_++).text); }
+void ExpressionCursor::Take(PieceKind kind) { label_.Append(kind, LabelOf(tokens_.At(next_++))); }
 
 bool ExpressionCursor::Accept(std::string_view op, PieceKind kind) {
   if (!At(op)) return false;

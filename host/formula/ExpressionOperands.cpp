@@ -6,6 +6,8 @@
 
 #include "host/Text.h"
 #include "host/formula/ExpressionReader.h"
+#include "host/formula/ForeignFunction.h"
+#include "host/formula/TermFunction.h"
 #include "host/formula/Tokenizer.h"
 
 namespace qvhost {
@@ -21,6 +23,13 @@ Cost CostOf(const std::vector<Value>& values) {
 bool FitsDouble(std::string_view text) {
   double value = 0;
   return std::from_chars(text.data(), text.data() + text.size(), value).ec == std::errc();
+}
+
+/// What to write instead of a call of a wrong number of arguments.
+std::string UsageText(const FormulaFunction& function) {
+  // Elsewhere the base is the second argument.
+  if (function.Name() == "log") return "log2(x), log10(x), or ln(x) / ln(b) for another base b";
+  return std::string(function.usage);
 }
 
 std::string Joined(const std::vector<Value>& values) {
@@ -49,6 +58,7 @@ Value ExpressionReader::Primary() {
       return Column();
     case TokenKind::kName:
       return Named();
+    case TokenKind::kDoubleQuoted:
     case TokenKind::kOperator:
     case TokenKind::kEnd:
       break;
@@ -84,7 +94,8 @@ Value ExpressionReader::Column() {
   }
   columns_.push_back(Tokens().ColumnAt(Next()));
   Take(PieceKind::kOperand);
-  return {columns_.back().found.sql, columns_.back().found.kind, columns_.back().place, {}};
+  const ColumnUse& use = columns_.back();
+  return {use.found.sql, use.found.kind, use.place, {}, use.found.numberHint};
 }
 
 Value ExpressionReader::Grouped() {
@@ -167,20 +178,34 @@ Value ExpressionReader::CaseExpression() {
 Value ExpressionReader::Call() {
   const std::size_t first = Next();
   const Token& name = Tokens().At(first);
-  if (name.text == "C") {
-    Refuse(name.place, "C() makes a factor of a whole variable; it cannot stand inside a call.");
-  }
   // I() only groups, and its parentheses stay in the label.
   if (name.text == "I") {
     Take(PieceKind::kCallee);
     return Grouped();
   }
   if (SameWord(name.text, "cast") || SameWord(name.text, "try_cast")) return CastCall();
-  const FormulaFunction* function = FindFunction(name.text);
-  if (function == nullptr) Refuse(name.place, NoFunctionText(name.text));
+  const FormulaFunction& function = Function();
+  if (!function.note.empty() && SameWord(name.text, function.Name())) {
+    notes_.emplace_back(function.note);
+  }
   Take(PieceKind::kCallee);
-  const std::vector<Value> arguments = Arguments(*function, name.place);
-  return Apply(*function, arguments, From(first));
+  const std::vector<Value> arguments = Arguments(function, name.place);
+  return Apply(function, arguments, From(first));
+}
+
+const FormulaFunction& ExpressionReader::Function() const {
+  const Token& name = Current();
+  if (FindTermFunction(name.text)) Refuse(name.place, InsideText(name.text));
+  const FormulaFunction* const function = FindFunction(OwnFunctionName(name.text));
+  if (function != nullptr) return *function;
+  if (isCondition_ && IsMissingTest(name.text)) {
+    const Place inside = {Tokens().At(Next() + 1).place.end,
+                          Tokens().At(Tokens().CloseOf(Next() + 1)).place.begin};
+    const std::string value(Tokens().Text().substr(inside.begin, inside.end - inside.begin));
+    Refuse(name.place,
+           "Write " + value + " is null, or " + value + " is not null for the opposite.");
+  }
+  Refuse(name.place, NoFunctionText(name.text));
 }
 
 std::vector<Value> ExpressionReader::Arguments(const FormulaFunction& function, Place name) {
@@ -200,7 +225,7 @@ std::vector<Value> ExpressionReader::Arguments(const FormulaFunction& function, 
   const std::size_t most = function.MostArguments().value_or(arguments.size());
   if (arguments.size() < function.FewestArguments() || arguments.size() > most) {
     Refuse(name, "This call has too " + std::string(arguments.size() > most ? "many" : "few") +
-                     " arguments; write " + std::string(function.usage) + ".");
+                     " arguments; write " + UsageText(function) + ".");
   }
   return arguments;
 }

@@ -40,6 +40,12 @@ std::string Enclosed(std::string_view open, std::string_view inside) {
 
 Variable ExpressionReader::Read() { return MakeVariable(Expression()); }
 
+Variable ExpressionReader::ReadNumber(std::string_view call) {
+  const Value value = Expression();
+  check_.Number(call, value);
+  return MakeVariable(value);
+}
+
 Variable ExpressionReader::ReadCondition() {
   isCondition_ = true;
   const Value value = Expression();
@@ -62,6 +68,7 @@ Variable ExpressionReader::MakeVariable(const Value& value) {
   variable.sql = value.sql;
   variable.columns = std::move(columns_);
   variable.gaps = std::move(gaps_);
+  variable.notes = std::move(notes_);
   variable.place = place;
   return variable;
 }

@@ -27,6 +27,9 @@ class ExpressionReader : private ExpressionCursor {
   /// Its form is left to the caller. Throws FormulaError.
   [[nodiscard]] Variable Read();
 
+  /// The same of an expression that must be a number, for the function `call`.
+  [[nodiscard]] Variable ReadNumber(std::string_view call);
+
   /// The same of a condition, which may ask besides whether a value is missing (`is null`). Throws
   /// FormulaError for an expression that is neither true nor false.
   [[nodiscard]] Variable ReadCondition();
@@ -56,6 +59,8 @@ class ExpressionReader : private ExpressionCursor {
   /// DATE '2020-01-31'
   Value TypedText();
   Value Call();
+  /// The function that is called at the current token. Throws for one that a formula has not.
+  [[nodiscard]] const FormulaFunction& Function() const;
   Value CastCall();
   Value CaseExpression();
   /// One value of the list of `in`.
@@ -77,6 +82,7 @@ class ExpressionReader : private ExpressionCursor {
   bool isCondition_ = false;
   std::vector<ColumnUse> columns_;
   std::vector<std::string> gaps_;
+  std::vector<std::string> notes_;
 };
 
 }  // namespace qvhost

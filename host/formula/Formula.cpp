@@ -19,8 +19,8 @@ std::string PowerLabel(const Variable& variable, int power) {
 
 }  // namespace
 
-Formula ParseFormula(std::string_view text, ColumnLookup lookup) {
-  return FormulaParser(text, std::move(lookup)).Run();
+Formula ParseFormula(std::string_view text, ColumnLookup lookup, std::optional<DotColumns> dot) {
+  return FormulaParser(text, std::move(lookup), std::move(dot)).Run();
 }
 
 Variable ParseCondition(std::string_view text, ColumnLookup lookup) {
@@ -32,11 +32,34 @@ Variable ParseCondition(std::string_view text, ColumnLookup lookup) {
   return ExpressionReader(tokens, {0, end}).ReadCondition();
 }
 
+void RemoveUnusedVariables(Formula& formula) {
+  std::vector<int> newIndex(formula.variables.size(), -1);
+  for (const Term& term : formula.terms) {
+    for (const TermPart& part : term.parts) newIndex[static_cast<std::size_t>(part.variable)] = 0;
+  }
+  std::vector<Variable> used;
+  for (std::size_t i = 0; i < newIndex.size(); ++i) {
+    if (newIndex[i] < 0) continue;
+    newIndex[i] = static_cast<int>(used.size());
+    used.push_back(std::move(formula.variables[i]));
+  }
+  formula.variables = std::move(used);
+  for (Term& term : formula.terms) {
+    for (TermPart& part : term.parts) {
+      part.variable = newIndex[static_cast<std::size_t>(part.variable)];
+    }
+  }
+}
+
 std::string TermLabel(const Formula& formula, const Term& term) {
+  return TermLabel(formula.variables, term);
+}
+
+std::string TermLabel(const std::vector<Variable>& variables, const Term& term) {
   std::string label;
   for (const TermPart& part : term.parts) {
     if (!label.empty()) label += ':';
-    const Variable& variable = formula.variables.at(static_cast<std::size_t>(part.variable));
+    const Variable& variable = variables.at(static_cast<std::size_t>(part.variable));
     label += part.power == 1 ? variable.label : PowerLabel(variable, part.power);
   }
   return label;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,12 +20,21 @@ struct Formula {
   bool intercept = true;
 };
 
+/// What `.` stands for in a formula. A plain value.
+struct DotColumns {
+  std::vector<FoundColumn> columns;  ///< Of the table, in its order; the dependent's are left out.
+  std::vector<std::string> apart;    ///< Others of its columns, which are no terms: weights.
+};
+
 /// Reads a formula. From the tightest to the loosest, operators bind as in R:
 ///
 ///     x            a column: letters, digits, `_`, `.`; any other name in back-quotes
 ///     log(x)       a call of one of FormulaFunctions(): one variable
 ///     C(x)         a factor whatever the type of x; C(...) takes any expression
+///     scale(x)     standardized over the records used, as center(x)
 ///     I(x^2)       a power of a covariate; I(...) of other arithmetic is one variable
+///     poly(x, 3)   x + I(x^2) + I(x^3)
+///     .            all of `dot` but the columns of the response
 ///     (a + b)^2    the terms crossed with each other up to degree 2; `**` is the same
 ///     a:b          a crossed with b
 ///     b %in% a     a:b with b nested in a
@@ -34,17 +44,23 @@ struct Formula {
 ///
 /// Terms stand in the order written, each once (in its first place); crossing a term with itself
 /// changes nothing. Names that mean one column are one variable, which is labelled as first
-/// written; `lookup` tells (without one, names are the same if they are spelled so). Throws
-/// FormulaError.
-[[nodiscard]] Formula ParseFormula(std::string_view text, ColumnLookup lookup = {});
+/// written; `lookup` tells (without one, names are the same if they are spelled so). Without `dot`,
+/// a `.` is refused. Throws FormulaError.
+[[nodiscard]] Formula ParseFormula(std::string_view text, ColumnLookup lookup = {},
+                                   std::optional<DotColumns> dot = std::nullopt);
 
 /// Reads a condition on a record, such as `x > 5 and g in ('a', 'b')`: an expression as in I(...)
 /// that is true or false; `is null` asks whether a value is missing. `text` must outlive the call
 /// alone. Throws FormulaError.
 [[nodiscard]] Variable ParseCondition(std::string_view text, ColumnLookup lookup);
 
+/// Takes out the variables that no term uses, and numbers the others anew.
+void RemoveUnusedVariables(Formula& formula);
+
 /// A term for people, its parts in order: `a:b`, `I(x^2)`, `C(year):log(price)`. `term` must be of
 /// `formula`.
 [[nodiscard]] std::string TermLabel(const Formula& formula, const Term& term);
+/// The same; `variables` are those that the term's parts count in.
+[[nodiscard]] std::string TermLabel(const std::vector<Variable>& variables, const Term& term);
 
 }  // namespace qvhost

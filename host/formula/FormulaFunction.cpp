@@ -11,6 +11,9 @@ namespace {
 
 using enum FunctionGroup;
 
+constexpr std::string_view kNaturalLogarithm =
+    "log is the natural logarithm; log10 and log2 are those to base 10 and 2.";
+
 constexpr auto kFunctions = std::to_array<FormulaFunction>({
     {"abs(x)", "abs", kArithmetic, "n", 'n'},
     {"sign(x)", "sign", kArithmetic, "n", 'n'},
@@ -24,10 +27,12 @@ constexpr auto kFunctions = std::to_array<FormulaFunction>({
     {"greatest(x, y, ...)", "greatest", kArithmetic, "ss+", 's'},
 
     {"ln(x)", "ln", kPower, "n", 'n'},
-    {"log(x)", "log", kPower, "n", 'n'},
+    {"log(x)", "ln", kPower, "n", 'n', false, kNaturalLogarithm},
     {"log10(x)", "log10", kPower, "n", 'n'},
     {"log2(x)", "log2", kPower, "n", 'n'},
+    {"log1p(x)", "qvreg_log1p", kPower, "n", 'n'},
     {"exp(x)", "exp", kPower, "n", 'n'},
+    {"expm1(x)", "qvreg_expm1", kPower, "n", 'n'},
     {"sqrt(x)", "sqrt", kPower, "n", 'n'},
     {"cbrt(x)", "cbrt", kPower, "n", 'n'},
     {"pow(x, y)", "pow", kPower, "nn", 'n'},
@@ -101,45 +106,6 @@ constexpr auto kFunctions = std::to_array<FormulaFunction>({
 
 constexpr std::array<std::string_view, 8> kUnits = {"year", "quarter", "month",  "week",
                                                     "day",  "hour",    "minute", "second"};
-
-/// Functions that others have, and why a formula has none of them.
-struct Refused {
-  std::string_view names;  ///< With a blank around each.
-  std::string_view reason;
-};
-
-constexpr auto kRefused = std::to_array<Refused>({
-    {" min max ",
-     "works on many records; of the values of one record, write least() or greatest()."},
-    {" sum avg mean count median mode stddev stddev_samp stddev_pop std sd var variance "
-     "var_samp var_pop quantile first last any_value string_agg list array_agg corr count_star ",
-     "works on many records, but a formula computes each value from one record; compute it in "
-     "--sql."},
-    {" row_number rank dense_rank percent_rank cume_dist ntile lag lead first_value last_value "
-     "nth_value scale cut poly ",
-     "works on many records, but a formula computes each value from one record; compute it in "
-     "--sql."},
-    {" unnest generate_series range generate_subscripts columns ",
-     "makes several values of one, but a formula computes one value for each record; compute it in "
-     "--sql."},
-    {" coalesce ifnull nvl zeroifnull isnull is_null isna ",
-     "fills or finds missing values, but a variable is missing wherever a part of it is; do so in "
-     "--sql."},
-    {" random rand uuid gen_random_uuid now today current_date current_time current_timestamp "
-     "localtime localtimestamp get_current_time get_current_timestamp transaction_timestamp ",
-     "gives another value each time, but a formula computes each value from the record alone."},
-    {" select exists any all some ",
-     "belongs to a query, but a formula computes each value from one record; compute it in "
-     "--sql."},
-    {" ifelse iff iif ", "is called if() here."},
-    {" len nchar char_length strlen ", "is called length() here."},
-    {" tolower lcase ", "is called lower() here."},
-    {" toupper ucase ", "is called upper() here."},
-    {" paste paste0 ", "is called concat() here."},
-    {" factor ", "is called C() here."},
-    {" log1p ", "is written ln(1 + x) here."},
-    {" expm1 ", "is written exp(x) - 1 here."},
-});
 
 ArgumentKind KindOfLetter(char letter) {
   switch (letter) {
@@ -227,23 +193,6 @@ const FormulaFunction* FindFunction(std::string_view name) {
   const auto* found = std::ranges::find_if(
       kFunctions, [&](const FormulaFunction& f) { return SameWord(name, f.Name()); });
   return found == kFunctions.end() ? nullptr : found;
-}
-
-std::string NoFunctionText(std::string_view name) {
-  const std::string call = std::string(name) + "()";
-  const std::string word = " " + Lower(name) + " ";
-  for (const Refused& refused : kRefused) {
-    if (refused.names.find(word) != std::string_view::npos) {
-      return call + " " + std::string(refused.reason);
-    }
-  }
-  std::vector<std::string> names;
-  names.reserve(kFunctions.size());
-  for (const FormulaFunction& function : kFunctions) names.emplace_back(function.Name());
-  const std::optional<std::string> nearest = NearestName(name, names);
-  return "A formula has no function '" + std::string(name) + "'; " +
-         (nearest ? "did you mean '" + *nearest + "'? 'qvreg fit --help' lists all."
-                  : "'qvreg fit --help' lists those it has.");
 }
 
 bool IsTimeUnit(std::string_view word) {

@@ -47,6 +47,8 @@ struct FormulaFunction {
   char result;
   /// Whether the value may be missing where no argument is.
   bool makesMissing = false;
+  /// A sentence on what it does, where elsewhere the name does something else; empty for none.
+  std::string_view note = {};
 
   [[nodiscard]] std::string_view Name() const { return usage.substr(0, usage.find('(')); }
   [[nodiscard]] std::size_t FewestArguments() const;
@@ -62,9 +64,6 @@ struct FormulaFunction {
 
 /// The function of this name, in any case of letters; null when there is none.
 [[nodiscard]] const FormulaFunction* FindFunction(std::string_view name);
-
-/// Why a name is no function of a formula, and what to do: a sentence.
-[[nodiscard]] std::string NoFunctionText(std::string_view name);
 
 /// Whether a word, in any case of letters, names a unit of time: `year`, `month`, ...
 [[nodiscard]] bool IsTimeUnit(std::string_view word);

@@ -1,9 +1,10 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
+#include <tuple>
 #include <vector>
 
 #include "host/formula/Formula.h"
@@ -20,8 +21,8 @@ class FormulaParser {
   /// The highest degree in (a + b)^k.
   static constexpr int kMaxDegree = 100;
 
-  /// `text` must live longer; `lookup` as for ParseFormula.
-  FormulaParser(std::string_view text, ColumnLookup lookup);
+  /// `text` must live longer; `lookup` and `dot` as for ParseFormula.
+  FormulaParser(std::string_view text, ColumnLookup lookup, std::optional<DotColumns> dot);
   ~FormulaParser() = default;
   FormulaParser(const FormulaParser&) = delete;
   FormulaParser& operator=(const FormulaParser&) = delete;
@@ -39,18 +40,28 @@ class FormulaParser {
   TermSet Primary();
   TermSet Parenthesised();
   TermSet VariableTerm();
+  TermSet PolynomialTerm();
+  /// `.`
+  TermSet DotTerm();
   TermSet InterceptTerm();
   /// Adds or takes out the product that follows a sign.
   void SumOperand(TermSet& sum);
+  /// Takes out what stands at a place. Throws when none of it is there.
+  void TakeOut(TermSet& sum, const TermSet& operand, Place place) const;
+  /// Whether a term is a column that `.` does not stand for: the response, a weight.
+  [[nodiscard]] bool IsApart(const Term& term) const;
+  /// Notes what a power of one term is.
+  void NotePower(const TermSet& base, int degree);
 
   int Degree(Place sign);
   /// The index of a variable among those of the formula; a new one is put behind the others.
   int IndexOf(Variable variable);
+  /// A known variable, named once more.
+  void Merge(Variable& known, Variable& again) const;
+  [[nodiscard]] bool IsOfResponse(const std::string& column) const;
   /// Throws unless the current token may follow a whole sum.
   void CheckAfterSum() const;
   [[noreturn]] void RefuseAsOperand() const;
-  /// Keeps the variables that the terms use, and renumbers the terms.
-  void DropUnusedVariables(Formula& formula) const;
 
   std::string_view text_;
   TokenStream tokens_;
@@ -58,7 +69,11 @@ class FormulaParser {
   TermAlgebra algebra_;
   Variable response_;
   std::vector<Variable> variables_;
-  std::map<std::pair<std::string, bool>, int> indices_;  ///< By SQL and whether a factor.
+  /// By SQL, whether a factor, and what is done to the values.
+  std::map<std::tuple<std::string, bool, Standardizing>, int> indices_;
+  std::optional<DotColumns> dot_;
+  bool usesDot_ = false;
+  bool takesOut_ = false;  ///< What is read now is to be taken out.
 };
 
 }  // namespace qvhost

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -27,6 +28,8 @@ struct Value {
   ValueKind kind = ValueKind::kUnknown;
   Place place;
   Cost cost;
+  /// Of a column, that of FoundColumn.
+  std::function<std::string()> numberHint = {};
 };
 
 /// Checks the kinds of an operator's or function's operands before DuckDB sees them, so that an

@@ -1,9 +1,14 @@
 #include "host/formula/OperandReader.h"
 
+#include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "host/Text.h"
+#include "host/formula/CallArguments.h"
+#include "host/formula/FactorCall.h"
+#include "host/formula/TermFunction.h"
 #include "host/formula/Tokenizer.h"
 
 namespace qvhost {
@@ -28,8 +33,47 @@ Operand OperandReader::Read(Powers powers) {
   const std::string_view function = tokens_.At(first).text;
   tokens_.MoveTo(close + 1);
   if (function == "I") return Grouped(inside, powers);
-  if (function == "C") return {Factor(inside)};
+  if (FindTermFunction(function) == TermFunction::kFactor) return {Factor(first)};
   return {Call({first, close + 1})};
+}
+
+bool OperandReader::AtPolynomial() const {
+  return tokens_.IsCall(tokens_.Position()) &&
+         FindTermFunction(tokens_.Peek().text) == TermFunction::kPolynomial;
+}
+
+Polynomial OperandReader::ReadPolynomial() {
+  const std::size_t first = tokens_.Position();
+  const std::size_t close = tokens_.CloseOf(first + 1);
+  const std::vector<CallArgument> arguments = ArgumentsOf(tokens_, {first + 2, close});
+  const TokenRange base{first + 2, arguments.front().value.last};
+  std::optional<int> degree;
+  bool isRaw = false;
+  for (std::size_t i = 1; i < arguments.size(); ++i) {
+    const CallArgument& argument = arguments[i];
+    const std::string value = LiteralOf(tokens_, argument.value).value_or("");
+    if (argument.name == "raw") {
+      isRaw = value == "true";
+    } else if (!degree && (argument.name.empty() || argument.name == "degree")) {
+      degree = WholeNumber(value).value_or(0);
+    } else {
+      throw tokens_.Error(PlaceOf(tokens_, argument),
+                          "poly() takes a column or expression and a degree: poly(x, 2).");
+    }
+  }
+  const Place place = tokens_.PlaceOf(first, close);
+  if (!degree || *degree < 1 || *degree > kMaxDegree) {
+    throw tokens_.Error(place, "poly() takes a degree, a whole number from 1 to " +
+                                   std::to_string(kMaxDegree) + ", as in poly(x, 2).");
+  }
+  Polynomial polynomial{Expression(Unwrapped(tokens_, base)), *degree};
+  tokens_.MoveTo(close + 1);
+  if (!isRaw && *degree > 1) {
+    polynomial.variable.notes.emplace_back(
+        "poly() stands for plain powers, x + I(x^2) and so on, not for R's orthogonal polynomials: "
+        "estimates differ from R's, predictions do not.");
+  }
+  return polynomial;
 }
 
 Variable OperandReader::Column(std::size_t index) const {
@@ -43,32 +87,54 @@ Variable OperandReader::Column(std::size_t index) const {
 }
 
 Variable OperandReader::Call(TokenRange range) const {
+  const std::optional<TermFunction> function = FindTermFunction(tokens_.At(range.first).text);
+  if (function == TermFunction::kScale) return Standardized(range, Standardizing::kScale);
+  if (function == TermFunction::kCentre) return Standardized(range, Standardizing::kCentre);
   Variable variable = ExpressionReader(tokens_, range).Read();
   variable.form = Variable::Form::kCall;
   return variable;
 }
 
-Variable OperandReader::Factor(TokenRange inside) const {
-  RefuseEmpty(inside);
-  RefuseCommas(inside, "C");
-  const TokenRange range = Unwrap(inside);
-  const bool isColumn = IsColumn(range);
-  // Inside C() a back-quoted name keeps its quotes in the label.
-  const std::string name = isColumn ? std::string(tokens_.At(range.first).text) : "";
+Variable OperandReader::Standardized(TokenRange range, Standardizing standardizing) const {
+  const std::string function(tokens_.At(range.first).text);
+  const TokenRange inside{range.first + 2, range.last - 1};
+  const std::vector<CallArgument> arguments = ArgumentsOf(tokens_, inside);
+  if (arguments.size() > 1) {
+    throw tokens_.Error(PlaceOf(tokens_, arguments[1]),
+                        function +
+                            "() takes one column or expression; scale(x) subtracts the mean "
+                            "and divides, center(x) subtracts it alone.");
+  }
+  Variable variable = ExpressionReader(tokens_, inside).ReadNumber(function + "()");
+  variable.label = function + "(" + variable.label + ")";
+  variable.form = Variable::Form::kCall;
+  variable.standardizing = standardizing;
+  variable.place = tokens_.PlaceOf(range.first, range.last - 1);
+  return variable;
+}
+
+Variable OperandReader::Factor(std::size_t name) const {
+  const FactorCall call = ReadFactorCall(tokens_, name);
+  const TokenRange range = call.value;
+  const bool isColumn = IsColumn(tokens_, range);
+  // Inside C() a quoted name keeps its quotes in the label.
+  const std::string column = isColumn ? LabelOf(tokens_.At(range.first)) : "";
   Variable variable = isColumn ? Column(range.first) : ExpressionReader(tokens_, range).Read();
   if (!isColumn) {
-    variable.form = IsWholeCall(range) ? Variable::Form::kCall : Variable::Form::kGrouped;
+    const bool isCall = IsWholeCall(tokens_, range);
+    variable.form = isCall ? Variable::Form::kCall : Variable::Form::kGrouped;
   }
-  variable.label = "C(" + (isColumn ? name : variable.label) + ")";
+  variable.label = "C(" + (isColumn ? column : variable.label) + ")";
   variable.asFactor = true;
-  variable.place = tokens_.PlaceOf(inside.first - 2, inside.last);
+  variable.base = call.base;
+  variable.place = tokens_.PlaceOf(name, tokens_.CloseOf(name + 1));
   return variable;
 }
 
 Operand OperandReader::Grouped(TokenRange inside, Powers powers) const {
-  RefuseEmpty(inside);
+  RefuseEmpty(tokens_, inside);
   RefuseCommas(inside, "I");
-  const TokenRange range = Unwrap(inside);
+  const TokenRange range = Unwrapped(tokens_, inside);
   if (powers == Powers::kKeep || !IsPower(range)) return {Expression(range)};
   const Token& exponent = tokens_.At(range.last - 1);
   const int power = WholeNumber(exponent.text).value_or(0);
@@ -76,36 +142,16 @@ Operand OperandReader::Grouped(TokenRange inside, Powers powers) const {
     throw tokens_.Error(exponent.place, "A power is a whole number from 1 to " +
                                             std::to_string(kMaxPower) + "; write a smaller one.");
   }
-  return {Expression(Unwrap({range.first, range.last - 2})), power};
+  return {Expression(Unwrapped(tokens_, {range.first, range.last - 2})), power};
 }
 
 Variable OperandReader::Expression(TokenRange range) const {
-  if (IsColumn(range)) return Column(range.first);
-  if (IsWholeCall(range)) return Call(range);
+  if (IsColumn(tokens_, range)) return Column(range.first);
+  if (IsWholeCall(tokens_, range)) return Call(range);
   Variable variable = ExpressionReader(tokens_, range).Read();
   variable.form = Variable::Form::kGrouped;
   variable.label = "I(" + variable.label + ")";
   return variable;
-}
-
-TokenRange OperandReader::Unwrap(TokenRange range) const {
-  for (;;) {
-    const bool named = tokens_.IsCall(range.first) && tokens_.At(range.first).text == "I";
-    const std::size_t open = named ? range.first + 1 : range.first;
-    if (!tokens_.At(open).Is("(") || tokens_.CloseOf(open) + 1 != range.last) return range;
-    range = {open + 1, range.last - 1};
-    RefuseEmpty(range);
-  }
-}
-
-bool OperandReader::IsColumn(TokenRange range) const {
-  const Token& token = tokens_.At(range.first);
-  return range.Size() == 1 && token.IsColumnLike() && !IsSqlWord(token.text);
-}
-
-bool OperandReader::IsWholeCall(TokenRange range) const {
-  return range.Size() > 2 && tokens_.IsCall(range.first) &&
-         tokens_.CloseOf(range.first + 1) + 1 == range.last;
 }
 
 bool OperandReader::IsPower(TokenRange range) const {
@@ -118,7 +164,7 @@ bool OperandReader::IsPower(TokenRange range) const {
   }
   const TokenRange base{range.first, range.last - 2};
   const Token& first = tokens_.At(base.first);
-  return IsColumn(base) || IsWholeCall(base) ||
+  return IsColumn(tokens_, base) || IsWholeCall(tokens_, base) ||
          (first.Is("(") && tokens_.CloseOf(base.first) + 1 == base.last);
 }
 
@@ -131,12 +177,6 @@ void OperandReader::RefuseCommas(TokenRange range, std::string_view function) co
                                          "() takes one column or expression; take out what "
                                          "follows the comma.");
   }
-}
-
-void OperandReader::RefuseEmpty(TokenRange range) const {
-  if (range.Size() > 0) return;
-  throw tokens_.Error(tokens_.PlaceOf(range.first - 1, range.last),
-                      "There is nothing between these parentheses; name a column.");
 }
 
 }  // namespace qvhost

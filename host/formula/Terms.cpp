@@ -89,15 +89,11 @@ void TermAlgebra::Add(TermSet& left, const TermSet& right, Place sign) {
   if (right.Intercept()) left.SetIntercept(right.Intercept());
 }
 
-void TermAlgebra::TakeOut(TermSet& left, const TermSet& right, Place operand) const {
-  const std::size_t count = left.Remove(right);
-  if (count == 0 && !right.Terms().empty()) {
-    throw FormulaError::At(text_, operand,
-                           "No such term stands before this, so it cannot be taken out; check its "
-                           "name.");
+std::size_t TermAlgebra::TakeOut(TermSet& left, const TermSet& right) {
+  if (right.Intercept()) {
+    left.SetIntercept(InterceptMark{!right.Intercept()->in, right.Intercept()->place});
   }
-  if (!right.Intercept()) return;
-  left.SetIntercept(InterceptMark{!right.Intercept()->in, right.Intercept()->place});
+  return left.Remove(right);
 }
 
 TermSet TermAlgebra::Cross(const TermSet& left, const TermSet& right, Place sign) {

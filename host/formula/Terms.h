@@ -101,9 +101,8 @@ class TermAlgebra {
 
   /// `left + right`; what the right side says of the intercept counts.
   void Add(TermSet& left, const TermSet& right, Place sign);
-  /// `left - right`, where the right side stands at `operand`. Throws FormulaError when none of the
-  /// right side's terms is there.
-  void TakeOut(TermSet& left, const TermSet& right, Place operand) const;
+  /// `left - right`; returns how many terms it takes out.
+  static std::size_t TakeOut(TermSet& left, const TermSet& right);
   /// `left:right`
   [[nodiscard]] TermSet Cross(const TermSet& left, const TermSet& right, Place sign);
   /// `left*right`: left + right + left:right.

@@ -22,6 +22,8 @@ constexpr std::array<std::string_view, 34> kOperators = {
     ">>",   "//",  "->", "+",  "-",  "*",  "/",  "%",  "^",  ":",  "~",  "(",
     ")",    "[",   "]",  ",",  "<",  ">",  "=",  "!",  "&",  "|"};
 
+constexpr std::size_t kLongestShown = 40;  ///< Longer texts are cut in an error.
+
 struct CodeRange {
   char32_t first;
   char32_t last;
@@ -73,6 +75,12 @@ std::string CharacterName(std::string_view bytes, char32_t value) {
   return "'" + std::string(bytes) + "' (" + HexName(value) + ")";
 }
 
+std::string InBackQuotes(std::string_view name) {
+  std::string quoted = "`";
+  for (const char c : name) quoted += c == '`' ? std::string(2, c) : std::string(1, c);
+  return quoted + '`';
+}
+
 }  // namespace
 
 bool IsSqlWord(std::string_view word) {
@@ -82,14 +90,42 @@ bool IsSqlWord(std::string_view word) {
 
 std::string Quoted(const Token& token) { return "'" + std::string(token.text) + "'"; }
 
-std::string ColumnName(const Token& token) {
-  if (token.kind != TokenKind::kQuoted) return std::string(token.text);
-  std::string name;
-  for (std::size_t i = 1; i + 1 < token.text.size(); ++i) {
-    name += token.text[i];
-    if (token.text[i] == '`') ++i;
+std::string WithoutQuotes(std::string_view quoted) {
+  const char quote = quoted.front();
+  std::string text;
+  for (std::size_t i = 1; i + 1 < quoted.size(); ++i) {
+    text += quoted[i];
+    if (quoted[i] == quote) ++i;
   }
-  return name;
+  return text;
+}
+
+std::string ColumnName(const Token& token) {
+  return token.kind == TokenKind::kQuoted ? WithoutQuotes(token.text) : std::string(token.text);
+}
+
+std::string WrittenName(const std::string& column) {
+  try {
+    const std::vector<Token> tokens = Tokenizer(column).Run();
+    const Token& first = tokens.front();
+    const bool isBare = first.kind == TokenKind::kName && first.text == column && column != ".";
+    if (isBare && !IsSqlWord(column)) return column;
+  } catch (const FormulaError&) {
+    // Its characters need the quotes.
+  }
+  return InBackQuotes(column);
+}
+
+std::string LabelOf(const Token& token) {
+  const bool isOtherwise = token.kind == TokenKind::kQuoted && token.text.front() != '`';
+  return isOtherwise ? InBackQuotes(ColumnName(token)) : std::string(token.text);
+}
+
+std::string DoubleQuotesText(const Token& token) {
+  std::string inside = Printable(WithoutQuotes(token.text));
+  CutText(inside, kLongestShown);
+  return "A formula has no double quotes; write " + QuoteText(inside) + " for a text, " +
+         InBackQuotes(inside) + " for a column.";
 }
 
 std::vector<Token> Tokenizer::Run() {
@@ -124,6 +160,7 @@ Token Tokenizer::Next() {
   const char c = text_[position_];
   if (c == '`') return BackQuoted();
   if (c == '\'') return String();
+  if (c == '"') return DoubleQuoted();
   if (IsDigit(c) || (c == '.' && IsDigit(CharAt(position_ + 1)))) return Number();
   if (IsNameChar(DecodeUtf8(text_, position_).value)) return Name();
   return Operator();
@@ -197,6 +234,16 @@ Token Tokenizer::String() {
   return Make(TokenKind::kString, end);
 }
 
+Token Tokenizer::DoubleQuoted() {
+  const std::size_t end = AfterClosingQuote();
+  if (end == std::string_view::npos) {
+    throw FormulaError::At(text_, {position_, position_ + 1},
+                           "A formula has no double quotes; put a name in back-quotes and a text "
+                           "in single quotes.");
+  }
+  return Make(TokenKind::kDoubleQuoted, end);
+}
+
 Token Tokenizer::Operator() {
   const std::string_view rest = text_.substr(position_);
   for (const std::string_view op : kOperators) {
@@ -204,11 +251,6 @@ Token Tokenizer::Operator() {
   }
   const CodePoint point = DecodeUtf8(text_, position_);
   const Place place{position_, position_ + point.length};
-  if (point.value == '"') {
-    throw FormulaError::At(text_, place,
-                           "A formula has no double quotes; put a name in back-quotes and a text "
-                           "in single quotes.");
-  }
   throw FormulaError::At(text_, place,
                          CharacterName(rest.substr(0, point.length), point.value) +
                              " has no meaning in a formula; put a name that holds it in "
@@ -217,7 +259,33 @@ Token Tokenizer::Operator() {
 
 TokenStream::TokenStream(std::string_view text, ColumnLookup lookup)
     : text_(text), lookup_(std::move(lookup)), tokens_(Tokenizer(text).Run()) {
+  JoinNames();
   PairParentheses();
+}
+
+void TokenStream::JoinNames() {
+  for (std::size_t i = 0; i + 3 < tokens_.size(); ++i) {
+    const Token& name = tokens_[i + 2];
+    const bool isName = tokens_[i].kind == TokenKind::kName && tokens_[i].text == "Q" &&
+                        tokens_[i + 1].Is("(") && name.IsText() && tokens_[i + 3].Is(")");
+    if (!isName) continue;
+    const Place place = PlaceOf(i, i + 3);
+    if (name.text.size() == 2) {
+      throw Error(place, "The name between these quotes is empty; write a column's name.");
+    }
+    tokens_[i] = {TokenKind::kQuoted, name.text, place};
+    const auto next = tokens_.begin() + static_cast<std::ptrdiff_t>(i) + 1;
+    tokens_.erase(next, next + 3);
+  }
+}
+
+void TokenStream::CheckDoubleQuotes(const Token& text, const std::vector<std::size_t>& open) const {
+  constexpr std::array<std::string_view, 2> kTakers = {"Treatment", "relevel"};
+  const bool isTaken =
+      !open.empty() && open.back() > 0 && std::ranges::any_of(kTakers, [&](std::string_view name) {
+        return tokens_[open.back() - 1].text == name;
+      });
+  if (!isTaken) throw Error(text.place, DoubleQuotesText(text));
 }
 
 void TokenStream::PairParentheses() {
@@ -235,6 +303,8 @@ void TokenStream::PairParentheses() {
       if (open.empty()) throw Error(token.place, "This ')' closes nothing; take it out.");
       partners_[open.back()] = i;
       open.pop_back();
+    } else if (token.kind == TokenKind::kDoubleQuoted) {
+      CheckDoubleQuotes(token, open);
     } else if (token.Is("~") && !open.empty()) {
       throw Error(tokens_[open.back()].place,
                   "This '(' is not closed before the '~'; add the ')'.");
@@ -257,7 +327,8 @@ bool TokenStream::IsCall(std::size_t index) const {
 ColumnUse TokenStream::ColumnAt(std::size_t index) const {
   const Token& token = tokens_[index];
   if (token.kind == TokenKind::kName && token.text == ".") {
-    throw Error(token.place, "'.' does not stand for columns here; name the columns.");
+    throw Error(token.place,
+                "'.' stands for the other columns among the terms alone; name the columns here.");
   }
   std::string name = ColumnName(token);
   FoundColumn found = lookup_ ? lookup_(name, token.place)

@@ -12,11 +12,12 @@ namespace qvhost {
 
 enum class TokenKind {
   kName,    ///< A bare name, or a word of SQL inside a call.
-  kQuoted,  ///< A name in back-quotes.
+  kQuoted,  ///< A name in back-quotes, or Q('a name').
   kNumber,
-  kString,    ///< A text in single quotes.
-  kOperator,  ///< Everything else: operators, parentheses, commas.
-  kEnd        ///< Stands after the last token; its text is empty.
+  kString,        ///< A text in single quotes.
+  kDoubleQuoted,  ///< A text in double quotes, which few calls take: Q("a"), Treatment("a").
+  kOperator,      ///< Everything else: operators, parentheses, commas.
+  kEnd            ///< Stands after the last token; its text is empty.
 };
 
 /// One word of a formula. Its text is a view of the formula's, which must live longer.
@@ -33,13 +34,29 @@ struct Token {
   [[nodiscard]] bool IsColumnLike() const noexcept {
     return kind == TokenKind::kName || kind == TokenKind::kQuoted;
   }
+
+  [[nodiscard]] bool IsText() const noexcept {
+    return kind == TokenKind::kString || kind == TokenKind::kDoubleQuoted;
+  }
 };
 
 /// The token in single quotes, for a message.
 [[nodiscard]] std::string Quoted(const Token& token);
 
-/// The column that a name or a name in back-quotes means: without the quotes, doubled ones single.
+/// What stands between quotes of any kind, doubled ones single.
+[[nodiscard]] std::string WithoutQuotes(std::string_view quoted);
+
+/// The column that a name or a name in quotes means.
 [[nodiscard]] std::string ColumnName(const Token& token);
+
+/// The name of a column as a formula takes it: in back-quotes unless it is a bare name.
+[[nodiscard]] std::string WrittenName(const std::string& column);
+
+/// A token as a label shows it: names in quotes of any kind in back-quotes.
+[[nodiscard]] std::string LabelOf(const Token& token);
+
+/// Why a text in double quotes does not belong where it stands, and what to write.
+[[nodiscard]] std::string DoubleQuotesText(const Token& token);
 
 /// Whether a bare word inside a call is a word of SQL (`and`, `case`, `null`, ...) in any case of
 /// letters, and so neither a column nor a function. A column of such a name needs back-quotes.
@@ -62,6 +79,7 @@ class Tokenizer {
   Token Number();
   Token BackQuoted();
   Token String();
+  Token DoubleQuoted();
   Token Operator();
   /// The position after the quote that closes the one at the current position, or npos.
   [[nodiscard]] std::size_t AfterClosingQuote() const;
@@ -113,7 +131,11 @@ class TokenStream {
   }
 
  private:
+  /// Makes one name of each Q('a name').
+  void JoinNames();
   void PairParentheses();
+  /// Throws unless the call whose parenthesis is open takes a text in double quotes.
+  void CheckDoubleQuotes(const Token& text, const std::vector<std::size_t>& open) const;
 
   std::string_view text_;
   ColumnLookup lookup_;

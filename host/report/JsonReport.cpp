@@ -66,6 +66,17 @@ Json Parameters(const FitResult& fit) {
   return parameters;
 }
 
+Json Transformations(const FitResult& fit) {
+  Json transformations = Json::array();
+  for (const StandardizedCovariate& covariate : fit.standardized) {
+    transformations.push_back({{"label", covariate.label},
+                               {"argument", covariate.argument},
+                               {"centre", covariate.centre},
+                               {"deviation", Number(covariate.deviation)}});
+  }
+  return transformations;
+}
+
 Json LinearFitJson(const FitResult& fit) {
   return {{"r_square", Number(fit.rSquare)},
           {"rmse", Number(fit.rmse)},
@@ -127,6 +138,7 @@ std::string JsonReport(const FitResult& fit) {
     report["reference"] = fit.logistic->levels.back().level;
     report["dependent_levels"] = Levels(*fit.logistic);
   }
+  report["transformations"] = Transformations(fit);
   report["parameters"] = Parameters(fit);
   report["fit"] = fit.logistic ? LogisticFitJson(*fit.logistic) : LinearFitJson(fit);
   if (fit.logistic) report["classification"] = Classification(*fit.logistic);

@@ -52,6 +52,13 @@ class CodedTable {
   [[nodiscard]] int RecordSize() const { return static_cast<int>(columns_.size()); }
   [[nodiscard]] const std::vector<CodedColumn>& Columns() const { return columns_; }
 
+  /// The records and what is known of a column, to change the values of a number in place: the
+  /// caller keeps both in step, and leaves the file at its first record (SpoolFile::Rewind).
+  [[nodiscard]] SpoolFile& Spool() { return file_; }
+  [[nodiscard]] CodedColumn& Column(int position) {
+    return columns_.at(static_cast<std::size_t>(position));
+  }
+
   /// Which strings in the columns that were read stood for a missing value, and how often.
   [[nodiscard]] const std::vector<MissingString>& MissingStrings() const { return missingStrings_; }
 

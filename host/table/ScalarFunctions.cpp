@@ -1,6 +1,7 @@
 #include "host/table/ScalarFunctions.h"
 
 #include <atomic>
+#include <cmath>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -101,7 +102,52 @@ extern "C" void Keep(duckdb_function_info info, duckdb_data_chunk chunk, duckdb_
   state.leftOut += leftOut;
 }
 
+/// Computes a function of each number of a vector; an infinite value ends the query.
+void Compute(duckdb_function_info info, duckdb_data_chunk chunk, duckdb_vector output,
+             double (*function)(double), const char* reason) {
+  const idx_t rows = duckdb_data_chunk_get_size(chunk);
+  if (rows == 0) return;
+  duckdb_vector arguments = duckdb_data_chunk_get_vector(chunk, 0);
+  const CellMask mask(arguments);
+  const auto* const numbers = static_cast<const double*>(duckdb_vector_get_data(arguments));
+  auto* const values = static_cast<double*>(duckdb_vector_get_data(output));
+  for (idx_t row = 0; row < rows; ++row) {
+    if (!mask.Has(row)) {
+      duckdb_vector_ensure_validity_writable(output);
+      duckdb_validity_set_row_invalid(duckdb_vector_get_validity(output), row);
+      continue;
+    }
+    values[row] = function(numbers[row]);
+    const bool isLost = std::isnan(values[row]) && !std::isnan(numbers[row]);
+    if (!std::isinf(values[row]) && !isLost) continue;
+    return duckdb_scalar_function_set_error(info, reason);
+  }
+}
+
+extern "C" void ComputeLog1p(duckdb_function_info info, duckdb_data_chunk chunk,
+                             duckdb_vector output) {
+  Compute(
+      info, chunk, output, [](double x) { return std::log1p(x); },
+      "log1p() takes a number above -1.");
+}
+
+extern "C" void ComputeExpm1(duckdb_function_info info, duckdb_data_chunk chunk,
+                             duckdb_vector output) {
+  Compute(
+      info, chunk, output, [](double x) { return std::expm1(x); },
+      "The value of expm1() is too large.");
+}
+
 }  // namespace
+
+void RegisterMathFunctions(Connection& connection) {
+  const std::vector<duckdb_type> number = {DUCKDB_TYPE_DOUBLE};
+  for (const Function& function :
+       {Function{"qvreg_log1p", number, DUCKDB_TYPE_DOUBLE, ComputeLog1p},
+        Function{"qvreg_expm1", number, DUCKDB_TYPE_DOUBLE, ComputeExpm1}}) {
+    Register(connection, function, std::make_unique<char>(), false);
+  }
+}
 
 void NumberFunction::Register(Connection& connection, const NumberFormat& format) {
   qvhost::Register(

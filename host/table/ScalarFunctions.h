@@ -47,4 +47,11 @@ class RowFilter {
   std::shared_ptr<State> state_;
 };
 
+/// The functions of a formula that DuckDB lacks, from double to double: `qvreg_log1p`, the natural
+/// logarithm of 1 + x, which fails where that is not positive, and `qvreg_expm1`, e^x - 1, which
+/// fails where it is too large. Both are exact to the last digits near 0.
+///
+/// Makes them known to a connection, once for each connection.
+void RegisterMathFunctions(Connection& connection);
+
 }  // namespace qvhost

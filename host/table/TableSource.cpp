@@ -197,6 +197,7 @@ TableSource::TableSource(const DataSource& source)
       [&] { return std::make_unique<Connection>(isStored ? data_->Path() : std::string()); });
   opened_ = std::make_unique<OpenedFiles>(*connection_, OpenedFiles::Limits());
   missing_ = std::make_unique<MissingFunction>(*connection_, strings_);
+  RegisterMathFunctions(*connection_);
   Definitions definitions;
   if (isStored) {
     definitions = DefinitionsOf(*connection_);

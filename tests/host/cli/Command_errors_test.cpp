@@ -63,17 +63,21 @@ TEST_F(CommandErrors, QueryWithoutRows) {
 }
 
 TEST_F(CommandErrors, NoSuchColumn) {
-  ExpectFailure(Fit("y ~ x + txt"), kBadInput,
-                "There is no column 'txt' in rows.csv; did you mean 'text'?\n"
-                "  y ~ x + txt\n"
-                "          ^");
+  ExpectFailure(
+      Fit("y ~ x + txt"), kBadInput,
+      "There is no column 'txt' in rows.csv; did you mean 'text'? Its columns are y, x, g, "
+      "one, none, zero, minus, text.\n"
+      "  y ~ x + txt\n"
+      "          ^");
 }
 
 TEST_F(CommandErrors, NoSuchColumnAndNoneNear) {
-  ExpectFailure(Fit("somethingelse ~ x"), kBadInput,
-                "There is no column 'somethingelse' in rows.csv.\n"
-                "  somethingelse ~ x\n"
-                "  ^");
+  ExpectFailure(
+      Fit("somethingelse ~ x"), kBadInput,
+      "There is no column 'somethingelse' in rows.csv. Its columns are y, x, g, one, none, "
+      "zero, minus, text.\n"
+      "  somethingelse ~ x\n"
+      "  ^");
 }
 
 TEST_F(CommandErrors, TextWhereANumberIsNeeded) {

@@ -89,10 +89,12 @@ TEST_F(CommandFormula, AnExpressionWithoutAValueEndsTheRun) {
 // A hostile text stays a text, and a hostile name a name.
 TEST_F(CommandFormula, NothingOfTheFormulaIsRead) {
   EXPECT_EQ(RecordsOf(Fit("y ~ I(sex = '''); DROP TABLE data; --')")), "7 read, 7 used");
-  ExpectFailure(Fit("y ~ `age\"); DROP TABLE data; --`"), kBadInput,
-                "There is no column 'age\"); DROP TABLE data; --' in t.csv.\n"
-                "  y ~ `age\"); DROP TABLE data; --`\n"
-                "      ^");
+  ExpectFailure(
+      Fit("y ~ `age\"); DROP TABLE data; --`"), kBadInput,
+      "There is no column 'age\"); DROP TABLE data; --' in t.csv. Its columns are y, age, "
+      "sex, body_mass.\n"
+      "  y ~ `age\"); DROP TABLE data; --`\n"
+      "      ^");
 }
 
 /// The words of a command line; double quotes hold one together.

@@ -115,7 +115,9 @@ TEST_F(CommandWhere, WhatIsNoCondition) {
             "fit --help'.\n");
   EXPECT_EQ(Refused(" "),
             "qvreg: --where: The condition is empty; write one such as x > 5.\n   \n   ^\n");
-  EXPECT_EQ(Refused("w > 1"), "qvreg: --where: There is no column 'w' in r.csv.\n  w > 1\n  ^\n");
+  EXPECT_EQ(Refused("w > 1"),
+            "qvreg: --where: There is no column 'w' in r.csv. Its columns are y, x, g, z.\n  w > "
+            "1\n  ^\n");
 }
 
 TEST_F(CommandWhere, FunctionsThatReadFilesAreRefused) {

@@ -85,10 +85,12 @@ TEST(ModelBinding, NamesFactorsPlainly) {
 }
 
 TEST(ModelBinding, PointsAtAnUnknownColumnInsideACall) {
-  EXPECT_EQ(MessageOf("y ~ x + log(xx + 1)"),
-            "There is no column 'xx' in query; did you mean 'x'?\n"
-            "  y ~ x + log(xx + 1)\n"
-            "              ^");
+  EXPECT_EQ(
+      MessageOf("y ~ x + log(xx + 1)"),
+      "There is no column 'xx' in query; did you mean 'x'? Its columns are y, x, g, flag, e, n, w, "
+      "day, list, `odd name`.\n"
+      "  y ~ x + log(xx + 1)\n"
+      "              ^");
 }
 
 TEST(ModelBinding, PointsAtAVariableOfAnUnfitType) {

@@ -48,28 +48,6 @@ TEST(FormulaFunction, IsFoundInAnyCase) {
   EXPECT_EQ(FindFunction("main.sqrt"), nullptr);
 }
 
-TEST(FormulaFunction, SuggestsTheNearestName) {
-  const auto nearest = [](std::string_view name) {
-    const std::string text = NoFunctionText(name);
-    const std::size_t from = text.find("did you mean '");
-    if (from == std::string::npos) return std::string();
-    const std::size_t begin = from + std::string_view("did you mean '").size();
-    return text.substr(begin, text.find('\'', begin) - begin);
-  };
-  EXPECT_EQ(nearest("sqr"), "sqrt");
-  EXPECT_EQ(nearest("SQTR"), "sqrt");
-  EXPECT_EQ(nearest("lenght"), "length");
-  EXPECT_EQ(nearest("raound"), "round");
-  EXPECT_EQ(nearest("date_trunk"), "date_trunc");
-  EXPECT_EQ(nearest("read_text"), "");
-  EXPECT_EQ(nearest("f"), "");
-  EXPECT_EQ(nearest(std::string(100'000, 'x')), "");
-  EXPECT_EQ(NoFunctionText("read_text"),
-            "A formula has no function 'read_text'; 'qvreg fit --help' lists those it has.");
-  EXPECT_EQ(NoFunctionText("sqr"),
-            "A formula has no function 'sqr'; did you mean 'sqrt'? 'qvreg fit --help' lists all.");
-}
-
 // Whatever sees other records, the machine or the moment stays out.
 TEST(FormulaFunction, HoldsNoFunctionOfAnythingButTheRecord) {
   for (const char* const name : {"sum",

@@ -199,7 +199,8 @@ TEST(FormulaErrors, TheInterceptInACrossing) {
 
 TEST(FormulaErrors, OtherNumbers) {
   const std::string sentence =
-      "A number other than 1 and 0 is no term; put a column of this name in back-quotes.";
+      "A number other than 1 and 0 is no term; put arithmetic into I(...), a column of this name "
+      "into back-quotes.";
   ExpectError("y ~ a + 2019",  //
               "        ^", sentence);
   ExpectError("y ~ 2*a",  //
@@ -221,14 +222,19 @@ TEST(FormulaErrors, NeitherTermNorIntercept) {
 }
 
 TEST(FormulaErrors, TakingOutWhatIsNotThere) {
-  const std::string sentence =
-      "No such term stands before this, so it cannot be taken out; check its name.";
+  const std::string sentence = "No such term stands before this, so it cannot be taken out; ";
   ExpectError("y ~ a*b - a:c",  //
-              "          ^", sentence);
+              "          ^", sentence + "before it are a, b, a:b.");
   ExpectError("y ~ -a + b",  //
-              "     ^", sentence);
+              "     ^", sentence + "check its name.");
   ExpectError("y ~ a + (b - a)",  //
-              "             ^", sentence);
+              "             ^", sentence + "before it are b.");
+  std::string many = "y ~ x0";
+  std::string list = "x0";
+  for (int i = 1; i < 25; ++i) many += " + x" + std::to_string(i);
+  for (int i = 1; i < 20; ++i) list += ", x" + std::to_string(i);
+  const std::string message = ErrorOf(many + " - z");
+  EXPECT_EQ(message.substr(0, message.find('\n')), sentence + "before it are " + list + ", ….");
 }
 
 TEST(FormulaErrors, QuotesAndTexts) {
@@ -244,8 +250,16 @@ TEST(FormulaErrors, QuotesAndTexts) {
               "    ^", "A text is no term; put a name in back-quotes, not quotes.");
   ExpectError("y ~ \"a b\"",  //
               "    ^",
+              "A formula has no double quotes; write 'a b' for a text, `a b` for a column.");
+  ExpectError("y ~ I(s == \"it's\")",  //
+              "           ^",
+              "A formula has no double quotes; write 'it''s' for a text, `it's` for a column.");
+  ExpectError("y ~ a + \"b",  //
+              "        ^",
               "A formula has no double quotes; put a name in back-quotes and a text in single "
               "quotes.");
+  ExpectError("y ~ a + Q('')",  //
+              "        ^", "The name between these quotes is empty; write a column's name.");
 }
 
 TEST(FormulaErrors, UnknownCharacters) {
@@ -269,7 +283,8 @@ TEST(FormulaErrors, UnknownCharacters) {
 }
 
 TEST(FormulaErrors, ADot) {
-  const std::string sentence = "'.' does not stand for columns here; name the columns.";
+  const std::string sentence =
+      "'.' stands for the other columns among the terms alone; name the columns here.";
   ExpectError("y ~ .",  //
               "    ^", sentence);
   ExpectError("y ~ a + log(.)",  //
@@ -289,7 +304,9 @@ TEST(FormulaErrors, Calls) {
               "        ^",
               "C() makes a factor of a whole variable; it cannot stand inside a call.");
   ExpectError("y ~ C(x, 2)",  //
-              "       ^", "C() takes one column or expression; take out what follows the comma.");
+              "         ^",
+              "C() takes one column or expression; only C(x, Treatment('a')), with the level that "
+              "the others are compared with, has more.");
   ExpectError("y ~ I(f(a, b), b)",  //
               "             ^",
               "I() takes one column or expression; take out what follows the comma.");

@@ -19,12 +19,70 @@ namespace {
 
 constexpr unsigned kSeed = 20240229;
 
-constexpr std::array<std::string_view, 54> kWords = {
-    "a",      "b",    "c",   "d", "x", "größe", "`q r`", "``",  "`",  "y",   "~",
-    "~",      "+",    "+",   "-", "*", "*",     "/",     ":",   ":",  "^",   "**",
-    "%in%",   "(",    "(",   "(", ")", ")",     ")",     "I(",  "C(", "log", "log(x)",
-    "I(x^2)", "C(d)", "0",   "1", "2", "3.5",   "1e9",   "'s'", "'",  ",",   "::",
-    "as",     "and",  "INT", ".", "$", "\xFF",  "−",     "[",   "]",  "<="};
+constexpr std::array<std::string_view, 64> kWords = {"a",
+                                                     "b",
+                                                     "c",
+                                                     "d",
+                                                     "x",
+                                                     "größe",
+                                                     "`q r`",
+                                                     "``",
+                                                     "`",
+                                                     "y",
+                                                     "~",
+                                                     "~",
+                                                     "+",
+                                                     "+",
+                                                     "-",
+                                                     "*",
+                                                     "*",
+                                                     "/",
+                                                     ":",
+                                                     ":",
+                                                     "^",
+                                                     "**",
+                                                     "%in%",
+                                                     "(",
+                                                     "(",
+                                                     "(",
+                                                     ")",
+                                                     ")",
+                                                     ")",
+                                                     "I(",
+                                                     "C(",
+                                                     "log",
+                                                     "log(x)",
+                                                     "I(x^2)",
+                                                     "C(d)",
+                                                     "0",
+                                                     "1",
+                                                     "2",
+                                                     "3.5",
+                                                     "1e9",
+                                                     "'s'",
+                                                     "'",
+                                                     ",",
+                                                     "::",
+                                                     "as",
+                                                     "and",
+                                                     "INT",
+                                                     ".",
+                                                     "$",
+                                                     "\xFF",
+                                                     "−",
+                                                     "[",
+                                                     "]",
+                                                     "<=",
+                                                     "Q('q r')",
+                                                     "\"q\"",
+                                                     "poly(",
+                                                     "scale(",
+                                                     "relevel(",
+                                                     "Treatment(",
+                                                     "C(d, Treatment('a'))",
+                                                     "- .",
+                                                     "w",
+                                                     "poly(x, 2)"};
 
 class Soup {
  public:
@@ -117,11 +175,21 @@ void CheckFormula(const Formula& formula) {
   }
 }
 
+/// The columns y, a, b and x, and the weight w.
+DotColumns Dot() {
+  DotColumns dot;
+  for (const char* const name : {"y", "a", "b", "x"}) {
+    dot.columns.push_back({name, QuoteName(name)});
+  }
+  dot.apart = {"w"};
+  return dot;
+}
+
 /// Returns whether the text is a formula.
 bool Check(const std::string& text) {
   SCOPED_TRACE(text);
   try {
-    CheckFormula(ParseFormula(text));
+    CheckFormula(ParseFormula(text, {}, Dot()));
     return true;
   } catch (const FormulaError& error) {
     CheckError(text, error);

@@ -52,18 +52,26 @@ TEST(FormulaVariables, ABackQuotedNameIsTakenAsItStands) {
   ExpectVariable("`.`", ".", "\".\"", "[.]");
 }
 
+TEST(FormulaVariables, ANameInQIsTakenAsItStands) {
+  ExpectVariable("Q('a b')", "a b", "\"a b\"", "[a b]");
+  ExpectVariable("Q( \"it's `so`\" )", "it's `so`", "\"it's `so`\"", "[it's `so`]");
+  ExpectVariable("sqrt(Q(\"a `b`\"))", "sqrt(`a ``b```)", "sqrt(\"a `b`\")", "[a `b`]");
+  ExpectVariable("C(Q('a b'))", "C(`a b`)", "\"a b\"", "[a b]");
+  EXPECT_EQ(Only("Q('a b')").place, (Place{4, 12}));
+}
+
 TEST(FormulaVariables, ACallIsOneVariable) {
-  ExpectVariable("log(price)", "log(price)", "log(\"price\")", "[price]");
-  ExpectVariable("log ( price+1 )", "log(price + 1)", "log((\"price\" + 1))", "[price]");
+  ExpectVariable("log(price)", "log(price)", "ln(\"price\")", "[price]");
+  ExpectVariable("log ( price+1 )", "log(price + 1)", "ln((\"price\" + 1))", "[price]");
   ExpectVariable("greatest(a,b , 0)", "greatest(a, b, 0)", "greatest(\"a\", \"b\", 0)", "[a][b]");
   ExpectVariable("round(sqrt(abs(x)), 2)", "round(sqrt(abs(x)), 2)", "round(sqrt(abs(\"x\")), 2)",
                  "[x]");
-  ExpectVariable("log(`my col`)", "log(`my col`)", "log(\"my col\")", "[my col]");
+  ExpectVariable("log(`my col`)", "log(`my col`)", "ln(\"my col\")", "[my col]");
   ExpectVariable("strftime(d, '%Y, ''%m'')')", "strftime(d, '%Y, ''%m'')')",
                  "strftime(\"d\", '%Y, ''%m'')')", "[d]");
   ExpectVariable("pow(x, -1.5e-3)", "pow(x, -1.5e-3)", "pow(\"x\", (- 1.5e-3))", "[x]");
   ExpectVariable("pow(x, .5)", "pow(x, .5)", "pow(\"x\", .5)", "[x]");
-  ExpectVariable("LoG(x)", "LoG(x)", "log(\"x\")", "[x]");
+  ExpectVariable("LoG(x)", "LoG(x)", "ln(\"x\")", "[x]");
 }
 
 TEST(FormulaVariables, SignsThatMeetDoNotBecomeAComment) {
@@ -185,8 +193,8 @@ TEST(FormulaVariables, IOfOtherArithmeticIsOneVariable) {
   ExpectVariable("I(a*x^2)", "I(a * x^2)", "(\"a\" * pow(\"x\", 2))", "[a][x]");
   ExpectVariable("I((a)+(b))", "I((a) + (b))", "(\"a\" + \"b\")", "[a][b]");
   ExpectVariable("I(x)", "x", "\"x\"", "[x]");
-  ExpectVariable("I(I(log(x)))", "log(x)", "log(\"x\")", "[x]");
-  ExpectVariable("log(I(x + 1))", "log(I(x + 1))", "log((\"x\" + 1))", "[x]");
+  ExpectVariable("I(I(log(x)))", "log(x)", "ln(\"x\")", "[x]");
+  ExpectVariable("log(I(x + 1))", "log(I(x + 1))", "ln((\"x\" + 1))", "[x]");
 }
 
 TEST(FormulaVariables, SpellingsOfOneVariableAreOne) {
@@ -199,7 +207,7 @@ TEST(FormulaVariables, SpellingsOfOneVariableAreOne) {
 TEST(FormulaVariables, TheResponse) {
   const Formula call = ParseFormula("log(price) ~ price");
   EXPECT_EQ(call.response.label, "log(price)");
-  EXPECT_EQ(call.response.sql, "log(\"price\")");
+  EXPECT_EQ(call.response.sql, "ln(\"price\")");
   EXPECT_EQ(call.response.place, (Place{0, 10}));
   const Formula factor = ParseFormula("C(grade) ~ x");
   EXPECT_TRUE(factor.response.asFactor);

@@ -23,10 +23,10 @@ using Texts = std::vector<std::string>;
 
 TEST(JsonReport, HasTheseNames) {
   const Json report = Json::parse(JsonReport(SampleFit()));
-  EXPECT_EQ(Names(report),
-            (Texts{"model", "formula", "data", "where", "dependent", "freq_weight",
-                   "regression_weight", "confidence", "records", "degrees_of_freedom",
-                   "library_degrees_of_freedom", "parameters", "fit", "warnings", "status"}));
+  EXPECT_EQ(Names(report), (Texts{"model", "formula", "data", "where", "dependent", "freq_weight",
+                                  "regression_weight", "confidence", "records",
+                                  "degrees_of_freedom", "library_degrees_of_freedom",
+                                  "transformations", "parameters", "fit", "warnings", "status"}));
   EXPECT_EQ(Names(report["records"]), (Texts{"read", "used", "left_out", "missing", "bad_weight",
                                              "missing_by_column", "missing_strings"}));
   EXPECT_EQ(Names(report["parameters"][0]),
@@ -104,13 +104,24 @@ TEST(JsonReport, BytesThatAreNoTextAreReplaced) {
 
 // ---- A logistic model -------------------------------------------------------
 
+TEST(JsonReport, TellsWhatWasStandardized) {
+  FitResult fit = SampleFit();
+  EXPECT_EQ(Json::parse(JsonReport(fit))["transformations"], Json::array());
+  fit.standardized = {{"scale(log(m))", "log(m)", 4.25, 0.5}, {"center(x)", "x", -1.0, {}}};
+  const Json scaled = {
+      {"label", "scale(log(m))"}, {"argument", "log(m)"}, {"centre", 4.25}, {"deviation", 0.5}};
+  const Json centred = {
+      {"label", "center(x)"}, {"argument", "x"}, {"centre", -1.0}, {"deviation", nullptr}};
+  EXPECT_EQ(Json::parse(JsonReport(fit))["transformations"], (Json{scaled, centred}));
+}
+
 TEST(JsonReportLogistic, HasTheseNames) {
   const Json report = Json::parse(JsonReport(SampleLogisticFit()));
   EXPECT_EQ(Names(report),
             (Texts{"model", "formula", "data", "where", "dependent", "freq_weight",
                    "regression_weight", "confidence", "records", "degrees_of_freedom",
-                   "library_degrees_of_freedom", "reference", "dependent_levels", "parameters",
-                   "fit", "classification", "warnings", "status"}));
+                   "library_degrees_of_freedom", "reference", "dependent_levels", "transformations",
+                   "parameters", "fit", "classification", "warnings", "status"}));
   EXPECT_EQ(Names(report["dependent_levels"][0]), (Texts{"level", "weight"}));
   EXPECT_EQ(Names(report["parameters"][0]),
             (Texts{"category", "label", "levels", "covariates", "estimate", "std_error",

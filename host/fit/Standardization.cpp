@@ -1,0 +1,233 @@
+#include "host/fit/Standardization.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+
+#include <fmt/format.h>
+
+#include "host/Error.h"
+#include "host/formula/FormulaError.h"
+#include "qvreg/common/Constants.h"
+
+namespace qvhost {
+namespace {
+
+constexpr std::size_t kBlockValues = std::size_t{1} << 18;  // 2 MB
+
+/// A sum with the error of each addition carried along (Neumaier, Rundungsfehleranalyse einiger
+/// Verfahren zur Summation endlicher Summen, ZAMM 54, 1974).
+class Sum {
+ public:
+  void Add(double value) {
+    const double total = total_ + value;
+    const bool isLarger = std::abs(total_) >= std::abs(value);
+    lost_ += isLarger ? (total_ - total) + value : (value - total) + total_;
+    total_ = total;
+  }
+  [[nodiscard]] double Value() const { return total_ + lost_; }
+
+ private:
+  double total_ = 0.0;
+  double lost_ = 0.0;
+};
+
+/// One variable to be standardized. Its values are divided by a power of two, so that no sum or
+/// difference of any numbers overflows.
+struct Target {
+  const Variable* variable = nullptr;
+  std::size_t position = 0;
+  int exponent = 0;  ///< Of the largest value.
+  Sum sum;
+  Sum deviations;  ///< From the mean; 0 but for rounding.
+  Sum squares;
+  double mean = 0.0;
+  double deviation = 1.0;
+
+  [[nodiscard]] double Scaled(double value) const { return std::ldexp(value, -exponent); }
+  [[nodiscard]] double Standardized(double value) const {
+    const double difference = Scaled(value) - mean;
+    return variable->standardizing == Standardizing::kScale ? difference / deviation
+                                                            : std::ldexp(difference, exponent);
+  }
+};
+
+/// Makes the passes. Borrows everything it is made of.
+class Standardizer {
+ public:
+  Standardizer(const Formula& formula, const ModelBinding& binding, CodedTable& table,
+               const Interrupt& interrupt, const StandardizingProgress& progress)
+      : formula_(formula),
+        binding_(binding),
+        table_(table),
+        interrupt_(interrupt),
+        progress_(progress) {}
+
+  std::vector<StandardizedCovariate> Run() {
+    FindTargets();
+    if (targets_.empty()) return {};
+    const auto eachUsed = [this](const std::function<void(Target&, double)>& visit) {
+      Sweep(false, [&](std::span<double> record) {
+        if (!IsUsed(record)) return;
+        for (Target& target : targets_) visit(target, target.Scaled(record[target.position]));
+      });
+    };
+    std::int64_t used = 0;
+    eachUsed([&](Target& target, double value) {
+      target.sum.Add(value);
+      used += &target == &targets_.front() ? 1 : 0;
+    });
+    // The run ends without any record, with a sentence of its own.
+    if (used == 0) return {};
+    for (Target& target : targets_) target.mean = target.sum.Value() / static_cast<double>(used);
+    eachUsed([](Target& target, double value) {
+      target.deviations.Add(value - target.mean);
+      target.squares.Add((value - target.mean) * (value - target.mean));
+    });
+    for (Target& target : targets_) Settle(target, static_cast<double>(used));
+    Apply();
+    return Results();
+  }
+
+ private:
+  void FindTargets() {
+    Add(formula_.response, ModelBinding::kDependent);
+    for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
+      Add(formula_.variables[i], binding_.positions[i]);
+    }
+    std::ranges::sort(targets_, {}, &Target::position);
+  }
+
+  void Add(const Variable& variable, int position) {
+    if (variable.standardizing == Standardizing::kNone) return;
+    const CodedColumn& column = table_.Columns()[static_cast<std::size_t>(position)];
+    if (column.kind == CodedColumn::Kind::kFactor) {
+      Fail(variable,
+           "The dependent of a logistic model is a category and cannot be standardized; "
+           "name the column alone.");
+    }
+    Target target;
+    target.variable = &variable;
+    target.position = static_cast<std::size_t>(position);
+    const double largest = std::max(std::abs(column.lowest), std::abs(column.highest));
+    if (largest > 0.0 && std::isfinite(largest)) target.exponent = std::ilogb(largest) + 1;
+    targets_.push_back(target);
+  }
+
+  [[noreturn]] void Fail(const Variable& variable, const std::string& message) const {
+    throw FormulaError::At(formula_.text, variable.place, message);
+  }
+
+  /// Calls `visit` for each record; what it changes is written back if `writes`. Leaves the file at
+  /// its first record.
+  void Sweep(bool writes, const std::function<void(std::span<double>)>& visit) {
+    const auto size = static_cast<std::size_t>(table_.RecordSize());
+    const auto blockRecords =
+        static_cast<std::int64_t>(std::max<std::size_t>(1, kBlockValues / size));
+    const std::int64_t records = table_.RecordCount();
+    std::vector<double> block(static_cast<std::size_t>(std::min(blockRecords, records)) * size);
+    for (std::int64_t first = 0; first < records; first += blockRecords) {
+      if (interrupt_.Requested()) throw Cancelled();
+      const auto count = static_cast<std::size_t>(std::min(blockRecords, records - first));
+      const std::span<double> used(block.data(), count * size);
+      const std::int64_t offset = first * static_cast<std::int64_t>(size);
+      table_.Spool().Read(offset, used);
+      for (std::size_t at = 0; at < used.size(); at += size) visit(used.subspan(at, size));
+      if (writes) table_.Spool().Overwrite(offset, used);
+      if (progress_) progress_(first + static_cast<std::int64_t>(count));
+    }
+    // What is left to write is written first, so that a full disk shows here.
+    table_.Spool().Rewind();
+  }
+
+  [[nodiscard]] bool IsUsed(std::span<const double> record) const {
+    for (std::size_t i = 0; i < record.size(); ++i) {
+      const int position = static_cast<int>(i);
+      const bool isWeight =
+          position == binding_.freqWeight || position == binding_.regressionWeight;
+      const bool isFactor = table_.Columns()[i].kind == CodedColumn::Kind::kFactor;
+      const bool isMissing = isFactor ? record[i] < 0.0 : record[i] == QvMV::gMissingValue;
+      if (isMissing || (isWeight && !(record[i] > 0.0))) return false;
+    }
+    return true;
+  }
+
+  /// The mean and the deviation, corrected for what rounding the mean cost. Of equal numbers they
+  /// are that number and 0 exactly: the mean is off by a last digit at most.
+  void Settle(Target& target, double used) const {
+    const double rest = target.deviations.Value();
+    target.mean += rest / used;
+    if (target.variable->standardizing != Standardizing::kScale) return;
+    if (used < 2.0) {
+      Fail(*target.variable, fmt::format("'{}' needs at least two records, and one is used.",
+                                         target.variable->label));
+    }
+    const double squares = target.squares.Value() - rest * rest / used;
+    target.deviation = std::sqrt(std::max(squares, 0.0) / (used - 1.0));
+    if (target.deviation > 0.0) return;
+    Fail(*target.variable,
+         fmt::format("'{}' has no value, as {} is {} in all records used and its standard "
+                     "deviation 0; take the term out.",
+                     target.variable->label, ArgumentOf(*target.variable),
+                     std::ldexp(target.mean, target.exponent)));
+  }
+
+  void Apply() {
+    Sweep(true, [this](std::span<double> record) {
+      for (const Target& target : targets_) {
+        double& value = record[target.position];
+        if (value != QvMV::gMissingValue) value = target.Standardized(value);
+      }
+    });
+    for (const Target& target : targets_) {
+      CodedColumn& column = table_.Column(static_cast<int>(target.position));
+      column.lowest = target.Standardized(column.lowest);
+      column.highest = target.Standardized(column.highest);
+    }
+  }
+
+  static std::string ArgumentOf(const Variable& variable) {
+    const std::size_t open = variable.label.find('(');
+    return variable.label.substr(open + 1, variable.label.size() - open - 2);
+  }
+
+  [[nodiscard]] std::vector<StandardizedCovariate> Results() const {
+    std::vector<StandardizedCovariate> results;
+    for (const Target& target : targets_) {
+      StandardizedCovariate& result = results.emplace_back();
+      result.label = target.variable->label;
+      result.argument = ArgumentOf(*target.variable);
+      result.centre = std::ldexp(target.mean, target.exponent);
+      if (target.variable->standardizing == Standardizing::kScale) {
+        result.deviation = std::ldexp(target.deviation, target.exponent);
+      }
+    }
+    return results;
+  }
+
+  const Formula& formula_;
+  const ModelBinding& binding_;
+  CodedTable& table_;
+  const Interrupt& interrupt_;
+  const StandardizingProgress& progress_;
+  std::vector<Target> targets_;
+};
+
+}  // namespace
+
+std::vector<StandardizedCovariate> Standardize(const Formula& formula, const ModelBinding& binding,
+                                               CodedTable& table, const Interrupt& interrupt,
+                                               const StandardizingProgress& progress) {
+  return Standardizer(formula, binding, table, interrupt, progress).Run();
+}
+
+std::string StandardizedText(const StandardizedCovariate& covariate) {
+  return fmt::format(
+      "{}: centre {:.6g}{}, of the records used.", covariate.label, covariate.centre,
+      covariate.deviation ? fmt::format(", deviation {:.6g}", *covariate.deviation) : "");
+}
+
+}  // namespace qvhost

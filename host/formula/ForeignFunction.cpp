@@ -1,0 +1,153 @@
+#include "host/formula/ForeignFunction.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <vector>
+
+#include "host/Text.h"
+#include "host/formula/FormulaFunction.h"
+
+namespace qvhost {
+namespace {
+
+struct Alias {
+  std::string_view name;
+  std::string_view own;
+};
+
+constexpr auto kAliases = std::to_array<Alias>({
+    {"ifelse", "if"},
+    {"if_else", "if"},
+    {"iif", "if"},
+    {"iff", "if"},
+    {"pmin", "least"},
+    {"pmax", "greatest"},
+});
+
+/// Functions of numpy and of Python's math that give the same values. Not round(), which rounds
+/// halves otherwise, nor mod(), whose sign differs.
+constexpr auto kOfPython = std::to_array<Alias>({
+    {"abs", "abs"},       {"absolute", "abs"},     {"fabs", "abs"},        {"sign", "sign"},
+    {"floor", "floor"},   {"ceil", "ceil"},        {"trunc", "trunc"},     {"exp", "exp"},
+    {"expm1", "expm1"},   {"log", "log"},          {"log2", "log2"},       {"log10", "log10"},
+    {"log1p", "log1p"},   {"sqrt", "sqrt"},        {"cbrt", "cbrt"},       {"power", "pow"},
+    {"pow", "pow"},       {"sin", "sin"},          {"cos", "cos"},         {"tan", "tan"},
+    {"arcsin", "asin"},   {"arccos", "acos"},      {"arctan", "atan"},     {"arctan2", "atan2"},
+    {"asin", "asin"},     {"acos", "acos"},        {"atan", "atan"},       {"atan2", "atan2"},
+    {"sinh", "sinh"},     {"cosh", "cosh"},        {"tanh", "tanh"},       {"arcsinh", "asinh"},
+    {"arccosh", "acosh"}, {"arctanh", "atanh"},    {"degrees", "degrees"}, {"radians", "radians"},
+    {"minimum", "least"}, {"maximum", "greatest"}, {"where", "if"},
+});
+
+constexpr std::array<std::string_view, 3> kModules = {"np.", "numpy.", "math."};
+
+template <std::size_t Size>
+std::optional<std::string_view> Find(const std::array<Alias, Size>& aliases,
+                                     std::string_view name) {
+  const auto* found =
+      std::ranges::find_if(aliases, [&](const Alias& alias) { return SameWord(name, alias.name); });
+  if (found == aliases.end()) return std::nullopt;
+  return found->own;
+}
+
+/// What follows the name of a module of Python; empty when there is none.
+std::string_view NameInModule(std::string_view name) {
+  for (const std::string_view module : kModules) {
+    if (name.starts_with(module)) return name.substr(module.size());
+  }
+  return {};
+}
+
+/// Functions that others have, and why a formula has none of them.
+struct Refused {
+  std::string_view names;  ///< With a blank around each.
+  std::string_view reason;
+};
+
+constexpr auto kRefused = std::to_array<Refused>({
+    {" min max ",
+     "works on many records; of the values of one record, write least() or greatest()."},
+    {" mean sd std stddev ",
+     "works on many records; center(x) is x less its mean, scale(x) divides that by the standard "
+     "deviation. Compute anything else in --sql."},
+    {" sum avg count median mode stddev_samp stddev_pop var variance var_samp var_pop quantile "
+     "first last any_value string_agg list array_agg corr count_star ",
+     "works on many records, but a formula computes each value from one record; compute it in "
+     "--sql."},
+    {" row_number rank dense_rank percent_rank cume_dist ntile lag lead first_value last_value "
+     "nth_value ",
+     "works on many records, but a formula computes each value from one record; compute it in "
+     "--sql."},
+    {" cut qcut findinterval ",
+     "is written with its limits here, as in I(case when x < 10 then 'low' else 'high' end)."},
+    {" unnest generate_series range generate_subscripts columns ",
+     "makes several values of one, but a formula computes one value for each record; compute it in "
+     "--sql."},
+    {" coalesce ifnull nvl zeroifnull isnull is_null isna is.na is_na complete.cases ",
+     "fills or finds missing values, but a variable is missing wherever a part of it is; do so in "
+     "--sql."},
+    {" random rand uuid gen_random_uuid now today current_date current_time current_timestamp "
+     "localtime localtimestamp get_current_time get_current_timestamp transaction_timestamp ",
+     "gives another value each time, but a formula computes each value from the record alone."},
+    {" select exists any all some ",
+     "belongs to a query, but a formula computes each value from one record; compute it in "
+     "--sql."},
+    {" offset ",
+     "is no term here; in a linear model subtract it from the dependent, as in I(y - x) ~ a. A "
+     "logistic model has no offset."},
+    {" ns bs cr cc rcs s te ti lo ",
+     "makes a curve of several pieces, which a formula does not; write poly(x, 3), or "
+     "x + greatest(x - 40, 0) for a line that bends at 40."},
+    {" cbind ",
+     "joins columns, but the dependent is one column: that of the outcome, with the counts in "
+     "--freq-weight."},
+    {" ordered as.ordered ",
+     "makes contrasts that are polynomials, which a formula does not; write C(x) for a factor."},
+    {" q ", "takes the name of a column in quotes: Q('odd name')."},
+    {" interaction ", "is written a:b here."},
+    {" standardize standardise zscore ",
+     "is called scale() here; it divides by the standard deviation with n - 1."},
+    {" c ", "makes no list here; a list stands behind 'in', as in x in (1, 2)."},
+    {" as.numeric as.double ", "is written cast(x as double) here."},
+    {" as.integer ", "is written cast(trunc(x) as integer) here."},
+    {" as.character ", "is written cast(x as text) here."},
+    {" as.date ", "is written cast(x as date) here."},
+    {" len nchar char_length strlen ", "is called length() here."},
+    {" tolower lcase ", "is called lower() here."},
+    {" toupper ucase ", "is called upper() here."},
+    {" paste paste0 ", "is called concat() here."},
+});
+
+}  // namespace
+
+std::string_view OwnFunctionName(std::string_view name) {
+  const std::string_view inModule = NameInModule(name);
+  if (!inModule.empty()) return Find(kOfPython, inModule).value_or(name);
+  return Find(kAliases, name).value_or(name);
+}
+
+std::string NoFunctionText(std::string_view name) {
+  const std::string call = std::string(name) + "()";
+  const std::string word = " " + Lower(name) + " ";
+  for (const Refused& refused : kRefused) {
+    if (refused.names.find(word) != std::string_view::npos) {
+      return call + " " + std::string(refused.reason);
+    }
+  }
+  const std::string_view inModule = NameInModule(name);
+  std::vector<std::string> names;
+  for (const FormulaFunction& function : FormulaFunctions()) names.emplace_back(function.Name());
+  const std::optional<std::string> nearest = NearestName(inModule.empty() ? name : inModule, names);
+  return "A formula has no function '" + std::string(name) + "'; " +
+         (nearest ? "did you mean '" + *nearest + "'? 'qvreg fit --help' lists all."
+                  : "'qvreg fit --help' lists those it has.");
+}
+
+bool IsMissingTest(std::string_view name) {
+  constexpr std::array<std::string_view, 5> kNames = {"is.na", "isna", "is_na", "isnull",
+                                                      "is_null"};
+  return std::ranges::any_of(kNames, [&](std::string_view own) { return SameWord(name, own); });
+}
+
+}  // namespace qvhost

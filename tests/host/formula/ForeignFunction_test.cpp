@@ -1,0 +1,134 @@
+// Functions as R and Python call them: what they mean here, or what to write instead.
+#include "host/formula/ForeignFunction.h"
+
+#include <string>
+#include <string_view>
+
+#include <gtest/gtest.h>
+
+#include "host/formula/FormulaFunction.h"
+#include "tests/host/formula/FormulaText.h"
+
+namespace qvhost {
+namespace {
+
+/// The SQL of the only variable on the right of "y ~ ...".
+std::string SqlOf(std::string_view right) {
+  return ParseFormula("y ~ " + std::string(right)).variables.at(0).sql;
+}
+
+TEST(ForeignFunction, NamesOfROnesMeanOurs) {
+  EXPECT_EQ(SqlOf("ifelse(x > 1, 1, 0)"), SqlOf("if(x > 1, 1, 0)"));
+  EXPECT_EQ(SqlOf("if_else(x > 1, 1, 0)"), SqlOf("if(x > 1, 1, 0)"));
+  EXPECT_EQ(SqlOf("pmin(x, 3)"), SqlOf("least(x, 3)"));
+  EXPECT_EQ(SqlOf("PMAX(x, 3)"), SqlOf("greatest(x, 3)"));
+  EXPECT_EQ(ParseFormula("y ~ pmax(x, 3)").variables.at(0).label, "pmax(x, 3)");
+}
+
+TEST(ForeignFunction, NamesOfPythonModulesMeanOurs) {
+  for (const std::string name : {"log", "exp", "sqrt", "log10", "log2", "log1p", "expm1", "abs"}) {
+    EXPECT_EQ(SqlOf("np." + name + "(x)"), SqlOf(name + "(x)")) << name;
+    EXPECT_EQ(OwnFunctionName("numpy." + name), name);
+  }
+  EXPECT_EQ(SqlOf("math.log(x)"), SqlOf("ln(x)"));
+  EXPECT_EQ(SqlOf("np.arctan2(x, z)"), SqlOf("atan2(x, z)"));
+  EXPECT_EQ(SqlOf("np.maximum(x, z)"), SqlOf("greatest(x, z)"));
+  EXPECT_EQ(SqlOf("np.where(x > z, 1, 0)"), SqlOf("if(x > z, 1, 0)"));
+  EXPECT_EQ(ParseFormula("y ~ np.log(x) + log(x) + ln(x)").variables.size(), 1U);
+}
+
+// numpy rounds halves to even, and its remainder has the sign of the divisor.
+TEST(ForeignFunction, APythonFunctionOfOtherValuesIsNone) {
+  EXPECT_EQ(OwnFunctionName("np.round"), "np.round");
+  EXPECT_EQ(OwnFunctionName("np.mod"), "np.mod");
+  EXPECT_EQ(FindFunction(OwnFunctionName("np.left")), nullptr);
+  EXPECT_EQ(FindFunction(OwnFunctionName("pd.log")), nullptr);
+  EXPECT_EQ(NoFunctionText("np.round"),
+            "A formula has no function 'np.round'; did you mean 'round'? 'qvreg fit --help' lists "
+            "all.");
+}
+
+TEST(ForeignFunction, SuggestsTheNearestName) {
+  const auto nearest = [](std::string_view name) {
+    const std::string text = NoFunctionText(name);
+    const std::size_t from = text.find("did you mean '");
+    if (from == std::string::npos) return std::string();
+    const std::size_t begin = from + std::string_view("did you mean '").size();
+    return text.substr(begin, text.find('\'', begin) - begin);
+  };
+  EXPECT_EQ(nearest("sqr"), "sqrt");
+  EXPECT_EQ(nearest("SQTR"), "sqrt");
+  EXPECT_EQ(nearest("lenght"), "length");
+  EXPECT_EQ(nearest("raound"), "round");
+  EXPECT_EQ(nearest("date_trunk"), "date_trunc");
+  EXPECT_EQ(nearest("read_text"), "");
+  EXPECT_EQ(nearest("f"), "");
+  EXPECT_EQ(nearest(std::string(100'000, 'x')), "");
+  EXPECT_EQ(NoFunctionText("read_text"),
+            "A formula has no function 'read_text'; 'qvreg fit --help' lists those it has.");
+  EXPECT_EQ(NoFunctionText("sqr"),
+            "A formula has no function 'sqr'; did you mean 'sqrt'? 'qvreg fit --help' lists all.");
+}
+
+TEST(ForeignFunction, WhatAFormulaHasNotSaysWhatToWrite) {
+  const auto expect = [](const std::string& formula, std::size_t column,
+                         const std::string& sentence) {
+    EXPECT_EQ(ErrorOf(formula), Expected(sentence, formula, column));
+  };
+  expect("y ~ a + offset(x)", 8,
+         "offset() is no term here; in a linear model subtract it from the dependent, as in "
+         "I(y - x) ~ a. A logistic model has no offset.");
+  const std::string curve =
+      "() makes a curve of several pieces, which a formula does not; write poly(x, 3), or "
+      "x + greatest(x - 40, 0) for a line that bends at 40.";
+  for (const std::string name : {"ns", "bs", "cr", "s", "te"}) {
+    expect("y ~ a + " + name + "(x, df=3)", 8, name + curve);
+  }
+  expect("cbind(n, m) ~ x", 0,
+         "cbind() joins columns, but the dependent is one column: that of the outcome, with the "
+         "counts in --freq-weight.");
+  expect("y ~ cut(x, 4)", 4,
+         "cut() is written with its limits here, as in I(case when x < 10 then 'low' else 'high' "
+         "end).");
+  expect("y ~ I(x - mean(x))", 10,
+         "mean() works on many records; center(x) is x less its mean, scale(x) divides that by the "
+         "standard deviation. Compute anything else in --sql.");
+  expect("y ~ ordered(x)", 4,
+         "ordered() makes contrasts that are polynomials, which a formula does not; write C(x) for "
+         "a factor.");
+  expect("y ~ I(x in c(1, 2))", 8,
+         "'in' takes a list of numbers or texts in parentheses, as in x in (1, 2).");
+  expect("y ~ if(is.na(x), 0, x)", 7,
+         "is.na() fills or finds missing values, but a variable is missing wherever a part of it "
+         "is; do so in --sql.");
+  expect("y ~ Q(x)", 4, "Q() takes the name of a column in quotes: Q('odd name').");
+  expect("y ~ as.numeric(x)", 4, "as.numeric() is written cast(x as double) here.");
+  expect("y ~ standardize(x)", 4,
+         "standardize() is called scale() here; it divides by the standard deviation with n - 1.");
+}
+
+TEST(ForeignFunction, RandomEffectsAreNotFitted) {
+  const std::string sentence =
+      "Random effects are not fitted; in place of this write C(g), an effect of each group.";
+  EXPECT_EQ(ErrorOf("y ~ x + (1|g)"), Expected(sentence, "y ~ x + (1|g)", 10));
+  EXPECT_EQ(ErrorOf("y ~ x + 1 | g"), Expected(sentence, "y ~ x + 1 | g", 10));
+  EXPECT_EQ(ErrorOf("y ~ (x || g)"), Expected(sentence, "y ~ (x || g)", 7));
+}
+
+TEST(ForeignFunction, ATestForMissingValuesInACondition) {
+  const auto message = [](std::string_view text) {
+    try {
+      static_cast<void>(ParseCondition(text, {}));
+    } catch (const FormulaError& error) {
+      return std::string(error.what());
+    }
+    return std::string("no error");
+  };
+  EXPECT_EQ(
+      message("not is.na(age)"),
+      Expected("Write age is null, or age is not null for the opposite.", "not is.na(age)", 4));
+  EXPECT_EQ(message("age is null"), "no error");
+}
+
+}  // namespace
+}  // namespace qvhost
