@@ -59,6 +59,10 @@ class CommandRun {
   /// Starts with this umask.
   CommandRun& Umask(mode_t mask);
 
+  /// Starts with a variable of the environment. Without it, nothing there sets the width or colours
+  /// of what is printed.
+  CommandRun& With(std::string name, std::string value);
+
   /// Runs to the end.
   [[nodiscard]] CommandResult Run();
 
@@ -66,10 +70,12 @@ class CommandRun {
   void Exec() const;
   void RedirectOutput() const;
   void LimitPowers() const;
+  void SetEnvironment() const;
   void WatchTerminal(int terminal, pid_t child, std::string& shown);
   void Send(pid_t child, int signal);
 
   std::vector<std::string> arguments_;
+  std::vector<std::pair<std::string, std::string>> environment_;
   std::filesystem::path folder_;
   std::string inputPath_;
   std::string outputPath_;
