@@ -99,6 +99,17 @@ std::FILE* OpenTransient(const fs::path& path) {
   return file < 0 ? nullptr : _fdopen(file, "w+b");
 }
 
+std::optional<std::size_t> ReadArrived(std::FILE* stream, std::span<char> buffer,
+                                       std::chrono::milliseconds /*wait*/) {
+  const int file = _fileno(stream);
+  // Standard input is a text otherwise.
+  static_cast<void>(_setmode(file, _O_BINARY));
+  errno = 0;
+  const int size = _read(file, buffer.data(), static_cast<unsigned>(buffer.size()));
+  if (size < 0) return std::nullopt;
+  return static_cast<std::size_t>(size);
+}
+
 }  // namespace qvhost
 
 #endif

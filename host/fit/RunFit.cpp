@@ -1,5 +1,6 @@
 #include "host/fit/RunFit.h"
 
+#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -115,7 +116,10 @@ void CheckRows(const CodedTable& table, const TableSource& source) {
 
 FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt,
                  OutputFiles& outputs) {
-  TableSource source(SourceOf(options));
+  TableSource source(SourceOf(options), [&](std::uint64_t bytes) {
+    if (interrupt.Requested()) throw Cancelled(interrupt.Signal());
+    progress.ShowBytes("receiving", bytes);
+  });
   const Formula formula = ReadFormula(options, source);
   const std::optional<RowCondition> condition = ConditionOf(options, source);
   outputs.SetInputs(source.Inputs());

@@ -1,14 +1,18 @@
 // Where the command's output goes, and what happens when it cannot go there.
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "host/TextLayout.h"
 #include "tests/host/cli/CommandRun.h"
@@ -328,6 +332,23 @@ TEST_F(CommandOutput, ProgressOnATerminalIsErasedAtTheEnd) {
   }
   EXPECT_NE(result.err.find("%"), std::string::npos);
   EXPECT_TRUE(result.err.ends_with("\r\x1b[2K")) << "the line is left empty";
+}
+
+TEST_F(CommandOutput, ProgressWhileAPipeIsFilled) {
+  const std::string pipe = folder_.File("pipe.csv");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  std::thread writer([&pipe] {
+    std::ofstream to(pipe);
+    to << "y,x\n1,1\n2,2\n" << std::flush;
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    to << "4,3\n5,4.5\n";
+  });
+  const CommandResult result =
+      CommandRun({"fit", "--data", pipe, "--formula", "y ~ x"}).OnTerminal().Run();
+  writer.join();
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_NE(result.err.find("receiving    12 bytes"), std::string::npos) << result.err;
+  EXPECT_TRUE(result.err.ends_with("\r\x1b[2K"));
 }
 
 TEST_F(CommandOutput, NoProgressInAPipe) {
