@@ -61,6 +61,12 @@ bool TakesValue(const CLI::Option& option) { return option.get_items_expected_ma
 
 std::string NameOf(const CLI::Option& option) { return option.get_name(); }
 
+/// The option with a value of its kind.
+std::string ExampleOf(const CLI::Option& option) {
+  return NameOf(option) + " " +
+         (option.check_name("--formula") ? "'dependent ~ terms'" : option.get_type_name());
+}
+
 /// All long names of a command's options.
 Names LongNames(const CLI::App& command) {
   Names names;
@@ -189,7 +195,9 @@ class CommandWords {
   }
 
   [[noreturn]] void RefuseNoValue(const CLI::Option& option) const {
-    Refuse(fmt::format("{0} has no value; write {0} {1}.", NameOf(option), option.get_type_name()));
+    // Only a missing value may be an empty text.
+    const char* const empty = option.check_name("--na") ? ", or --na '' for an empty one" : "";
+    Refuse(fmt::format("{} has no value; write {}{}.", NameOf(option), ExampleOf(option), empty));
   }
 
   [[noreturn]] void RefuseMissing(const CLI::Option& option) const {
@@ -197,9 +205,7 @@ class CommandWords {
       Refuse(fmt::format("{0} is missing, and {1} is no file; write {0} {1}.", NameOf(option),
                          ShellWord(formula_)));
     }
-    Refuse(fmt::format(
-        "{0} is missing; write {0} {1}.", NameOf(option),
-        option.check_name("--formula") ? "'dependent ~ terms'" : option.get_type_name()));
+    Refuse(fmt::format("{} is missing; write {}.", NameOf(option), ExampleOf(option)));
   }
 
   [[noreturn]] void RefuseStray(const std::string& word) const {
@@ -222,6 +228,9 @@ class CommandWords {
     const CLI::App* const parent = command_.get_parent();
     if (parent != nullptr && IsKnownOption(*parent, written)) {
       Refuse(fmt::format("{0} goes without a command: qvreg {0}.", written));
+    }
+    if (!isShort && name.size() == 1 && ShortOption(command_, name.front()) != nullptr) {
+      Refuse(fmt::format("'{}' needs one dash: -{}.", word, word.substr(2)));
     }
     // One letter is near to nothing.
     const std::optional<std::string> nearest =
@@ -272,6 +281,7 @@ class CommandWords {
     names.push_back(command->get_name());
   }
   std::string hint = DidYouMean(word, names);
+  if (SameWord(word, "version")) hint = " Write 'qvreg --version'.";
   if (SameWord(word, "predict") || SameWord(word, "score")) {
     hint = " 'qvreg fit' with --predictions FILE writes what the model predicts.";
   } else if (word.find_first_of(".~/") != std::string::npos) {

@@ -19,6 +19,8 @@ namespace {
 constexpr std::size_t kMostColumns = 6;
 constexpr std::size_t kNameWidth = 11;
 constexpr std::size_t kIndent = 2;
+/// A blank at which no line is broken. Names hold no control character once they are printable.
+constexpr char kNoBreak = '\x1F';
 
 /// What is told before the tables, in two columns.
 class HeadingLines {
@@ -26,8 +28,9 @@ class HeadingLines {
   explicit HeadingLines(const TextStyle& style) : style_(style) {}
 
   void Add(std::string_view name, const std::string& value) {
-    text_ += fmt::format("{:<{}}{}\n", name, kNameWidth,
-                         Wrap(value, style_.width, kNameWidth, kNameWidth));
+    std::string lines = Wrap(value, style_.width, kNameWidth, kNameWidth);
+    std::ranges::replace(lines, kNoBreak, ' ');
+    text_ += fmt::format("{:<{}}{}\n", name, kNameWidth, lines);
   }
   [[nodiscard]] const std::string& Text() const { return text_; }
 
@@ -40,7 +43,7 @@ class HeadingLines {
 std::string MissingColumns(const std::vector<ColumnMissing>& columns) {
   std::string text;
   for (std::size_t i = 0; i < std::min(columns.size(), kMostColumns); ++i) {
-    text += fmt::format("{}{} {}", i == 0 ? " (" : ", ", Printable(columns[i].name),
+    text += fmt::format("{}{}{}{}", i == 0 ? " (" : ", ", Printable(columns[i].name), kNoBreak,
                         CountText(columns[i].count));
   }
   if (columns.size() > kMostColumns) {

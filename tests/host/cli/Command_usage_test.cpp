@@ -58,6 +58,7 @@ TEST_F(CommandUsage, AnUnknownCommand) {
         Mistake{{"y ~ x"},
                 "There is no command 'y ~ x'. Write 'qvreg fit' and --formula before "
                 "it."},
+        Mistake{{"version"}, "There is no command 'version'. Write 'qvreg --version'."},
         Mistake{{"regress"}, "There is no command 'regress'. Write 'qvreg fit' to fit a model."},
         Mistake{{"help", "fti"}, "There is no command 'fti'. Did you mean 'fit'?"}}) {
     ExpectRefused(mistake, "qvreg --help");
@@ -110,6 +111,7 @@ TEST_F(CommandUsage, AnUnknownOptionWithoutANearOne) {
 
 TEST_F(CommandUsage, OneDashForTwo) {
   ExpectFitRefused({"-model", "linear"}, "'-model' needs two dashes: --model.");
+  ExpectFitRefused({"--q"}, "'--q' needs one dash: -q.");
   ExpectRefused({{"fit", "-formula=y ~ x"}, "'-formula=y ~ x' needs two dashes: --formula=y ~ x."},
                 "qvreg fit --help");
 }
@@ -123,13 +125,13 @@ TEST_F(CommandUsage, AnOptionOfTheProgram) {
 TEST_F(CommandUsage, AMissingValue) {
   ExpectFitRefused({"--json"}, "--json has no value; write --json FILE.");
   ExpectFitRefused({"-o"}, "--predictions has no value; write --predictions FILE.");
-  ExpectFitRefused({"--na="}, "--na has no value; write --na STRING.");
+  ExpectFitRefused({"--na="}, "--na has no value; write --na STRING, or --na '' for an empty one.");
   ExpectRefused({{"fit", "--formula", "--data", "rows.csv"},
-                 "--formula has no value; write --formula FORMULA."},
+                 "--formula has no value; write --formula 'dependent ~ terms'."},
                 "qvreg fit --help");
-  ExpectRefused(
-      {{"fit", "-f", "-d", "rows.csv"}, "--formula has no value; write --formula FORMULA."},
-      "qvreg fit --help");
+  ExpectRefused({{"fit", "-f", "-d", "rows.csv"},
+                 "--formula has no value; write --formula 'dependent ~ terms'."},
+                "qvreg fit --help");
   ExpectRefused({{"fit", "-f", "y ~ x", "-d"}, "--data has no value; write --data FILE."},
                 "qvreg fit --help");
 }

@@ -143,6 +143,14 @@ TEST(TextReport, IndentsWhatContinuesALine) {
       << TextReport(fit, style);
 }
 
+TEST(TextReport, KeepsACountWithItsColumn) {
+  FitResult fit = SampleFit();
+  fit.records.missingByColumn = {{"body_mass", 2}, {"sex", 11}, {"flipper_length", 2}};
+  EXPECT_NE(TextReport(fit).find("value (body_mass 2, sex 11,\n           flipper_length 2)\n"),
+            std::string::npos)
+      << TextReport(fit);
+}
+
 TEST(TextReport, ColoursHeadingsAndWarnings) {
   TextStyle style;
   style.color = true;
