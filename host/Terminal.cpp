@@ -51,14 +51,14 @@ bool IsTerminal(std::FILE* stream) {
 }
 
 bool TakesEscapes(std::FILE* stream) {
-  if (!IsTerminal(stream) || Variable("TERM") == "dumb") return false;
+  const bool canTake = IsTerminal(stream) && Variable("TERM") != "dumb";
 #ifdef _WIN32
   // A console takes them only when it is told to.
   DWORD mode = 0;
-  return GetConsoleMode(ConsoleOf(stream), &mode) != 0 &&
+  return canTake && GetConsoleMode(ConsoleOf(stream), &mode) != 0 &&
          SetConsoleMode(ConsoleOf(stream), mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
 #else
-  return true;
+  return canTake;
 #endif
 }
 

@@ -64,7 +64,7 @@ int Fail(ExitCode code, const std::string& message, const TextStyle& style = {})
 /// `qvreg help fit` is `qvreg fit --help`.
 Words WithoutHelpCommand(Words words) {
   if (words.empty() || words.front() != "help") return words;
-  std::ranges::rotate(words, words.begin() + 1);
+  std::rotate(words.begin(), words.begin() + 1, words.end());
   words.back() = "--help";
   return words;
 }

@@ -161,28 +161,27 @@ std::string ChiSquareLine(const LogisticFit& fit, const TextStyle& style) {
 
 }  // namespace
 
-std::string ParameterTable(Parameters all, ModelKind kind, double confidence,
+std::string ParameterTable(Parameters parameters, ModelKind kind, double confidence,
                            const TextStyle& style) {
   const Texts headings = Headings(kind, confidence);
   TextTable table(headings);
   for (const std::size_t first : kGroups) {
     if (first < headings.size()) table.StartGroup(first);
   }
-  const Shown shown(all.size(), kRows, style);
-  std::vector<ParameterResult> parameters;
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    if (shown.Contains(i)) parameters.push_back(all[i]);
+  const Shown shown(parameters.size(), kRows, style);
+  std::vector<ParameterResult> printed;
+  for (std::size_t i = 0; i < parameters.size(); ++i) {
+    if (shown.Contains(i)) printed.push_back(parameters[i]);
   }
   const int digits = style.digits.value_or(kEstimateDigits);
   const int oddsDigits = style.digits.value_or(kOddsDigits);
-  const auto estimates = Column(parameters, digits, [](const auto& p) { return p.estimate; });
-  const auto errors =
-      Column(parameters, digits, [](const auto& p) { return p.statistics.stdError; });
-  const auto [lows, highs] = LimitColumns(parameters, digits);
-  const std::size_t hidden = all.size() - parameters.size();
-  for (std::size_t i = 0; i < parameters.size(); ++i) {
+  const auto estimates = Column(printed, digits, [](const auto& p) { return p.estimate; });
+  const auto errors = Column(printed, digits, [](const auto& p) { return p.statistics.stdError; });
+  const auto [lows, highs] = LimitColumns(printed, digits);
+  const std::size_t hidden = parameters.size() - printed.size();
+  for (std::size_t i = 0; i < printed.size(); ++i) {
     if (shown.HasNoteBefore(i + hidden)) table.AddLine(shown.Note("parameters"));
-    const ParameterResult& parameter = parameters[i];
+    const ParameterResult& parameter = printed[i];
     const CoefficientStatistics& statistics = parameter.statistics;
     Texts row = {Printable(parameter.label), "0", parameter.nonFinite ? "left out" : "redundant"};
     if (!parameter.redundant) {

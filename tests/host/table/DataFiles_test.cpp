@@ -183,6 +183,21 @@ TEST_F(DataFilesTest, TellsHowMuchOfAPipeHasCome) {
   EXPECT_GE(std::ranges::count(told, 17U), 1);
 }
 
+TEST_F(DataFilesTest, TheMarkOfAnEncodingMayComeByteByByte) {
+  const std::string pipe = Path("slow");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  std::ifstream from(WriteUtf16(), std::ios::binary);
+  const std::string bytes(std::istreambuf_iterator<char>(from), {});
+  std::thread writer([&] {
+    std::ofstream to(pipe, std::ios::binary);
+    to << bytes.front() << std::flush;
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    to << bytes.substr(1);
+  });
+  ExpectRows(From(pipe));
+  writer.join();
+}
+
 TEST_F(DataFilesTest, WhoIsToldMayEndIt) {
   const std::string pipe = Path("endless");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
