@@ -163,7 +163,7 @@ TEST_F(DataFilesTest, AFileThatIsNotThereHasANeighbour) {
 TEST_F(DataFilesTest, TellsHowMuchOfAPipeHasCome) {
   const std::string pipe = Path("slow");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  std::thread writer([&] {
+  std::jthread writer([&] {
     std::ofstream to(pipe, std::ios::binary);
     for (const char* part : {"x", ",g\n1.5,ü\n", "2.5,a\n"}) {
       to << part << std::flush;
@@ -175,7 +175,6 @@ TEST_F(DataFilesTest, TellsHowMuchOfAPipeHasCome) {
     const TableSource source(From(pipe), [&](std::uint64_t bytes) { told.push_back(bytes); });
     EXPECT_EQ(Values(CodeTable(source, {Ask("x")})), (std::vector<double>{1.5, 2.5}));
   }
-  writer.join();
   EXPECT_TRUE(std::ranges::is_sorted(told));
   EXPECT_GE(std::ranges::count(told, 0U), 1);
   EXPECT_GE(std::ranges::count(told, 1U), 2) << "also while nothing comes";
@@ -188,23 +187,21 @@ TEST_F(DataFilesTest, TheMarkOfAnEncodingMayComeByteByByte) {
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   std::ifstream from(WriteUtf16(), std::ios::binary);
   const std::string bytes(std::istreambuf_iterator<char>(from), {});
-  std::thread writer([&] {
+  std::jthread writer([&] {
     std::ofstream to(pipe, std::ios::binary);
     to << bytes.front() << std::flush;
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     to << bytes.substr(1);
   });
   ExpectRows(From(pipe));
-  writer.join();
 }
 
 TEST_F(DataFilesTest, WhoIsToldMayEndIt) {
   const std::string pipe = Path("endless");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   std::ofstream to;
-  std::thread writer([&] { to.open(pipe); });
+  std::jthread writer([&] { to.open(pipe); });
   EXPECT_THROW(TableSource(From(pipe), [](std::uint64_t) { throw Cancelled(); }), Cancelled);
-  writer.join();
   EXPECT_TRUE(std::filesystem::is_empty(Path("spool")));
 }
 
