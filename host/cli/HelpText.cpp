@@ -29,10 +29,15 @@ std::string WrapCommand(std::string_view line, std::size_t width) {
   std::string text(indent, ' ');
   std::size_t column = indent;
   std::size_t start = indent;
-  bool isQuoted = false;
+  char quote = '\0';
   for (std::size_t i = indent; i <= line.size(); ++i) {
-    if (i < line.size() && line[i] == '\'') isQuoted = !isQuoted;
-    if (i < line.size() && (isQuoted || line[i] != ' ')) continue;
+    const char c = i < line.size() ? line[i] : ' ';
+    if (quote == '\0' && (c == '\'' || c == '"')) {
+      quote = c;
+    } else if (c == quote) {
+      quote = '\0';
+    }
+    if (i < line.size() && (quote != '\0' || c != ' ')) continue;
     const std::string_view word = line.substr(start, i - start);
     // An option stays with its value.
     const bool hasValue = i + 1 < line.size() && line[i + 1] != '-' && word.starts_with('-') &&
@@ -54,7 +59,7 @@ std::string WrapCommand(std::string_view line, std::size_t width) {
 
 std::string WrapLine(std::string_view line, std::size_t width) {
   const std::size_t indent = IndentOf(line);
-  const bool isCommand = indent > 0 && line.substr(indent).starts_with("qvreg ");
+  const bool isCommand = indent > 0 && line.find("qvreg fit -") != std::string_view::npos;
   if (isCommand) return WrapCommand(line, width);
   if (TextWidth(line) <= width) return std::string(line);
   const std::size_t second = SecondColumnOf(line);

@@ -34,6 +34,11 @@ TEST(Reflow, IndentsTheRestOfALine) {
   EXPECT_EQ(Reflow("  abs sign round floor", 14), "  abs sign\n    round\n    floor\n");
 }
 
+TEST(Reflow, BreaksACommandBehindAnotherOutsideDoubleQuotes) {
+  EXPECT_EQ(Reflow("  gunzip -c a.gz | qvreg fit -d - --sql \"SELECT 'a' FROM b\"", 40),
+            "  gunzip -c a.gz | qvreg fit -d - \\\n    --sql \"SELECT 'a' FROM b\"\n");
+}
+
 TEST(Reflow, BreaksACommandSoThatItCanBePasted) {
   EXPECT_EQ(Reflow("  qvreg fit -d cars.csv -f 'a ~ b + c' --model linear", 38),
             "  qvreg fit -d cars.csv \\\n    -f 'a ~ b + c' --model linear\n");
