@@ -19,8 +19,11 @@ enum class ExitCode : int {
 #ifdef SIGHUP
   kHungUp = kSignalBase + SIGHUP,  ///< The terminal was closed.
 #endif
-  kCancelled = kSignalBase + SIGINT,   ///< Stopped by Ctrl-C.
-  kTerminated = kSignalBase + SIGTERM  ///< Told to end.
+  kCancelled = kSignalBase + SIGINT,    ///< Stopped by Ctrl-C.
+  kTerminated = kSignalBase + SIGTERM,  ///< Told to end.
+  /// Nobody reads standard output any more, as behind `| head`: the code of SIGPIPE, which not
+  /// every platform has.
+  kPipeClosed = kSignalBase + 13
 };
 
 /// The host's only exception: one or two sentences for the user (what was wrong, where, what to do)

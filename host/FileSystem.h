@@ -1,12 +1,16 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
+#include <span>
 #include <system_error>
 
-// What the standard library does not offer about files: locks, owners, attributes, durability. The
+// What the standard library does not offer about files: locks, owners, attributes, durability, and
+// pipes that are read as they are filled. The
 // only declarations of the host whose definitions depend on the platform's file system.
 
 namespace qvhost {
@@ -81,5 +85,11 @@ void SyncFolder(const std::filesystem::path& path) noexcept;
 /// file at the same time.
 [[nodiscard]] long long ReadAt(std::FILE* stream, std::int64_t offset, void* data,
                                std::size_t size);
+
+/// Reads what has arrived in a stream that nothing else reads: the number of bytes, 0 at the end.
+/// None, with errno 0, when nothing has arrived after `wait` (some platforms wait for ever); none,
+/// with errno set, when reading failed.
+[[nodiscard]] std::optional<std::size_t> ReadArrived(std::FILE* stream, std::span<char> buffer,
+                                                     std::chrono::milliseconds wait);
 
 }  // namespace qvhost

@@ -11,6 +11,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -214,6 +215,19 @@ long long ReadAt(std::FILE* stream, std::int64_t offset, void* data, std::size_t
     done += static_cast<std::size_t>(read);
   }
   return static_cast<long long>(done);
+}
+
+std::optional<std::size_t> ReadArrived(std::FILE* stream, std::span<char> buffer,
+                                       std::chrono::milliseconds wait) {
+  pollfd input{fileno(stream), POLLIN, 0};
+  errno = 0;
+  const int ready = poll(&input, 1, static_cast<int>(wait.count()));
+  // What cannot be polled is read.
+  if (ready == 0) return std::nullopt;
+  const ssize_t size = read(input.fd, buffer.data(), buffer.size());
+  if (size >= 0) return static_cast<std::size_t>(size);
+  if (errno == EINTR || errno == EAGAIN) errno = 0;
+  return std::nullopt;
 }
 
 }  // namespace qvhost

@@ -124,6 +124,17 @@ long long ReadAt(std::FILE* stream, std::int64_t offset, void* data, std::size_t
   return static_cast<long long>(done);
 }
 
+std::optional<std::size_t> ReadArrived(std::FILE* stream, std::span<char> buffer,
+                                       std::chrono::milliseconds /*wait*/) {
+  const int file = _fileno(stream);
+  // Standard input is a text otherwise.
+  static_cast<void>(_setmode(file, _O_BINARY));
+  errno = 0;
+  const int size = _read(file, buffer.data(), static_cast<unsigned>(buffer.size()));
+  if (size < 0) return std::nullopt;
+  return static_cast<std::size_t>(size);
+}
+
 }  // namespace qvhost
 
 #endif

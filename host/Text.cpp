@@ -164,14 +164,6 @@ CodePoint DecodeUtf8(std::string_view text, std::size_t at) {
   return {value, lead.length, true};
 }
 
-std::size_t TextWidth(std::string_view text) {
-  std::size_t width = 0;
-  for (std::size_t at = 0; at < text.size(); at += DecodeUtf8(text, at).length) {
-    ++width;
-  }
-  return width;
-}
-
 std::string Printable(std::string_view text) {
   std::string printable;
   for (std::size_t at = 0; at < text.size();) {
@@ -194,5 +186,19 @@ std::optional<int> WholeNumber(std::string_view text) {
 std::string QuoteName(std::string_view name) { return Quote(name, '"'); }
 
 std::string QuoteText(std::string_view text) { return Quote(text, '\''); }
+
+std::string ShellText(std::string_view text) {
+  std::string quoted = "'";
+  for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted += '\'';
+}
+
+std::string ShellWord(std::string_view text) {
+  constexpr std::string_view kPlain = "+,-./0123456789:=@_%";
+  const bool isPlain = !text.empty() && std::ranges::all_of(text, [&](char c) {
+    return (LowerAscii(c) >= 'a' && LowerAscii(c) <= 'z') || kPlain.find(c) != kPlain.npos;
+  });
+  return isPlain ? std::string(text) : ShellText(text);
+}
 
 }  // namespace qvhost

@@ -48,10 +48,6 @@ struct CodePoint {
 /// surrogates, values past U+10FFFF and cut-off sequences are not valid.
 [[nodiscard]] CodePoint DecodeUtf8(std::string_view text, std::size_t at);
 
-/// Columns a text takes on a terminal, one for each code point (a byte that is not UTF-8 counts as
-/// one too).
-[[nodiscard]] std::size_t TextWidth(std::string_view text);
-
 /// The text with blanks in place of control characters, which would break a line or command a
 /// terminal.
 [[nodiscard]] std::string Printable(std::string_view text);
@@ -65,5 +61,11 @@ struct CodePoint {
 
 /// A text as an SQL literal: in single quotes, with those inside it doubled.
 [[nodiscard]] std::string QuoteText(std::string_view text);
+
+/// A text in single quotes, where nothing has a meaning to a shell: to paste as one word.
+[[nodiscard]] std::string ShellText(std::string_view text);
+
+/// The same without quotes when the text is made of letters, digits and other plain characters.
+[[nodiscard]] std::string ShellWord(std::string_view text);
 
 }  // namespace qvhost

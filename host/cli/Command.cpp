@@ -3,16 +3,23 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
 #include <exception>
 #include <memory>
 #include <new>
 #include <string>
 #include <string_view>
-#include <utility>
+#include <vector>
 
 #include "host/Error.h"
+#include "host/Terminal.h"
 #include "host/cli/FitCommand.h"
+#include "host/cli/HelpFormatter.h"
 #include "host/cli/StandardStreams.h"
+#include "host/cli/Usage.h"
+#include "host/report/TextStyle.h"
 
 namespace qvhost {
 
@@ -20,91 +27,107 @@ namespace {
 
 constexpr const char* kDescription =
     "qvreg fits regression models to tables of any length: CSV, TSV, Parquet and JSON files, "
-    "DuckDB\n"
+    "DuckDB "
     "and SQLite databases and SQL queries.";
 
 constexpr const char* kFooter = R"help(Example:
-  qvreg fit --data penguins.csv --formula "body_mass ~ species*sex + flipper_length"
+  qvreg fit --data penguins.csv --formula 'body_mass ~ species*sex'
 
-'qvreg fit --help' tells all options and how to write a formula.)help";
+'qvreg help fit' prints all options of 'qvreg fit' and how to write a formula.)help";
 
-/// The layout of --help: a narrow first column, one empty line between groups of options.
-class HelpFormatter : public CLI::Formatter {
- public:
-  HelpFormatter() {
-    constexpr std::size_t kColumnWidth = 32;
-    column_width(kColumnWidth);
-    label("REQUIRED", "(required)");
-  }
-
-  std::string make_description(const CLI::App* app) const override {
-    return Formatter::make_description(app) + "\n";
-  }
-
-  std::string make_help(const CLI::App* app, std::string name,
-                        CLI::AppFormatMode mode) const override {
-    std::string text = Formatter::make_help(app, std::move(name), mode);
-    constexpr std::string_view kTwoEmptyLines = "\n\n\n";
-    for (std::size_t at = text.find(kTwoEmptyLines); at != std::string::npos;
-         at = text.find(kTwoEmptyLines, at)) {
-      text.erase(at, 1);
-    }
-    return text;
-  }
-};
+using Words = std::vector<std::string>;
 
 int Code(ExitCode code) { return static_cast<int>(code); }
 
-int Fail(ExitCode code, const std::string& message) {
-  WriteStandardError("qvreg: " + message);
+/// The style of text for a stream before its options are read: `--color` counts wherever it stands.
+TextStyle StyleOf(const Words& words, std::FILE* stream) {
+  TextStyle style;
+  style.width = OutputWidth(stream);
+  ColorChoice choice = ColorChoice::kAuto;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    constexpr std::string_view kName = "--color";
+    const std::string_view word = words[i];
+    if (word == kName && i + 1 < words.size()) choice = ColorOf(words[i + 1]).value_or(choice);
+    if (word.starts_with(kName) && word.substr(kName.size()).starts_with('=')) {
+      choice = ColorOf(word.substr(kName.size() + 1)).value_or(choice);
+    }
+  }
+  style.color = UsesColor(choice, stream);
+  return style;
+}
+
+int Fail(ExitCode code, const std::string& message, const TextStyle& style = {}) {
+  WriteStandardError(style.Failure("qvreg:") + " " + message);
   return Code(code);
 }
 
-/// The command line's fault as a sentence with a hint.
-std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
-  std::string message = error.what();
-  message.erase(message.find_last_not_of(" \n.") + 1);
-  const bool inFit = !app.get_subcommands().empty();
-  return message + (inFit ? ".\nTry 'qvreg fit --help'." : ".\nTry 'qvreg --help'.");
+/// `qvreg help fit` is `qvreg fit --help`.
+Words WithoutHelpCommand(Words words) {
+  if (words.empty() || words.front() != "help") return words;
+  std::rotate(words.begin(), words.begin() + 1, words.end());
+  words.back() = "--help";
+  return words;
 }
 
-int Run(int argc, const char* const* argv) {
-  PrepareStandardStreams();
+int Print(const std::string& text) {
+  return Code(WriteStandardOutput(text) ? ExitCode::kFitted : ExitCode::kPipeClosed);
+}
+
+int Run(const Words& words) {
   CLI::App app(kDescription, "qvreg");
-  app.formatter(std::make_shared<HelpFormatter>());
+  app.allow_windows_style_options(false);
+  app.formatter(std::make_shared<HelpFormatter>(StyleOf(words, words.empty() ? stderr : stdout)));
   app.set_help_flag("-h,--help", "Print this help and exit");
   app.footer(kFooter);
   app.set_version_flag("--version", "qvreg " QVREG_VERSION, "Print the version and exit");
   app.require_subcommand(1);
   FitCommand fit(app);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForVersion& version) {
-    WriteStandardOutput(std::string(version.what()) + "\n");
-    return Code(ExitCode::kFitted);
-  } catch (const CLI::CallForHelp&) {
-    WriteStandardOutput(app.help());
-    return Code(ExitCode::kFitted);
-  } catch (const CLI::ParseError& error) {
-    return Fail(ExitCode::kBadInput, UsageText(app, error));
+  if (words.empty()) {
+    std::string help = app.help();
+    help.pop_back();
+    WriteStandardError(help);
+    return Code(ExitCode::kBadInput);
   }
-  fit.Run();
-  return Code(ExitCode::kFitted);
+  try {
+    CheckUsage(app, words);
+    app.parse(Words(words.rbegin(), words.rend()));
+  } catch (const CLI::CallForVersion& version) {
+    return Print(std::string(version.what()) + "\n");
+  } catch (const CLI::CallForHelp&) {
+    return Print(app.help());
+  } catch (const CLI::ParseError& error) {
+    throw Error(ExitCode::kBadInput, UsageText(app, error));
+  }
+  return Code(fit.Run());
+}
+
+int RunWords(const Words& words) noexcept {
+  TextStyle style;
+  try {
+    style = StyleOf(words, stderr);
+    return Run(words);
+  } catch (const Error& error) {
+    return Fail(error.Code(), error.what(), style);
+  } catch (const std::bad_alloc&) {
+    return Fail(ExitCode::kRunFailed,
+                "Out of memory. Leave out factors or crossings with many levels, or use a larger "
+                "machine.",
+                style);
+  } catch (const std::exception& error) {
+    return Fail(ExitCode::kRunFailed,
+                std::string("Unexpected error: ") + error.what() + ". Please report it.", style);
+  } catch (...) {
+    return Fail(ExitCode::kRunFailed, "Unexpected error. Please report it.", style);
+  }
 }
 
 }  // namespace
 
 int RunCommand(int argc, const char* const* argv) noexcept try {
-  return Run(argc, argv);
-} catch (const Error& error) {
-  return Fail(error.Code(), error.what());
-} catch (const std::bad_alloc&) {
-  return Fail(ExitCode::kRunFailed,
-              "Out of memory. Leave out factors or crossings with many levels, or use a larger "
-              "machine.");
+  PrepareStandardStreams();
+  return RunWords(WithoutHelpCommand(Words(argv + std::min(argc, 1), argv + argc)));
 } catch (const std::exception& error) {
-  return Fail(ExitCode::kRunFailed,
-              std::string("Unexpected error: ") + error.what() + ". Please report it.");
+  return Fail(ExitCode::kRunFailed, error.what());
 } catch (...) {
   return Fail(ExitCode::kRunFailed, "Unexpected error. Please report it.");
 }

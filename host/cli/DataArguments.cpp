@@ -111,7 +111,7 @@ CLI::Option* DataArguments::AddText(const std::string& name, std::string& text,
 
 void DataArguments::Add() {
   command_
-      .add_option("--data", data_,
+      .add_option("-d,--data", data_,
                   "CSV, TSV, Parquet or JSON files, patterns of files, a\n"
                   "DuckDB or SQLite database, or - for standard input.\n"
                   "The columns of several files are matched by name")

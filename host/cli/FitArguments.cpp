@@ -4,10 +4,12 @@
 #include <CLI/Formatter.hpp>
 #include <CLI/Validators.hpp>
 #include <cmath>
+#include <cstdio>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "host/Terminal.h"
 #include "host/fit/LevelOptions.h"
 #include "host/table/MissingStrings.h"
 #include "host/table/TableWriter.h"
@@ -48,6 +50,7 @@ FitArguments::FitArguments(CLI::App& command) : command_(&command), data_(comman
   AddIterations();
   AddConvergence();
   AddOutput();
+  AddSummary();
 }
 
 void FitArguments::AddData() {
@@ -83,7 +86,7 @@ void FitArguments::AddMissing() {
 
 void FitArguments::AddModel() {
   constexpr const char* group = "Model";
-  command_->add_option("--formula", options_.formula, "dependent ~ terms, see below")
+  command_->add_option("-f,--formula", options_.formula, "dependent ~ terms, see below")
       ->type_name("FORMULA")
       ->required()
       ->group(group);
@@ -172,7 +175,7 @@ void FitArguments::AddOutput() {
       ->type_name("FILE")
       ->group(group);
   command_
-      ->add_option("--predictions", options_.predictions,
+      ->add_option("-o,--predictions", options_.predictions,
                    "Write what the model predicts for each row of the data\n"
                    "to this .csv, .tsv or .parquet file")
       ->type_name("FILE")
@@ -187,6 +190,29 @@ void FitArguments::AddOutput() {
                    "Folder for the temporary file, which takes 8 bytes for\n"
                    "each value of a column of the model")
       ->type_name("DIR")
+      ->group(group);
+}
+
+void FitArguments::AddSummary() {
+  constexpr const char* group = "Summary";
+  digitsOption_ = command_
+                      ->add_option("--digits", digits_,
+                                   "Significant digits of estimates, their errors, limits\n"
+                                   "and odds ratios, 1 to 17 [5 of the smallest in a column]")
+                      ->type_name("N")
+                      ->group(group);
+  command_->add_flag("--all", style_.all, "Print all rows of tables of more than 60")->group(group);
+  command_
+      ->add_option("--color", color_,
+                   "auto, always or never; auto colours on a terminal,\n"
+                   "unless NO_COLOR is set")
+      ->type_name("WHEN")
+      ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
+      ->capture_default_str()
+      ->group(group);
+  command_
+      ->add_flag("-q,--quiet", isQuiet_,
+                 "Print no summary and no progress bar; files and --json -\nare written")
       ->group(group);
 }
 
@@ -294,6 +320,18 @@ void FitArguments::TakeLogistic() {
   CheckCriterion("--ll-criterion", options_.logistic.logLikelihoodCriterion);
 }
 
+void FitArguments::TakeStyle() {
+  constexpr int kMostDigits = 17;
+  if (digitsOption_->count() > 0) {
+    if (digits_ < 1 || digits_ > kMostDigits) {
+      RefuseUsage(fmt::format("--digits must be a whole number from 1 to {}.", kMostDigits));
+    }
+    style_.digits = digits_;
+  }
+  style_.width = OutputWidth(stdout);
+  style_.color = UsesColor(ColorOf(color_).value_or(ColorChoice::kAuto), stdout);
+}
+
 void FitArguments::Take() {
   data_.Take();
   CheckRanges();
@@ -301,6 +339,7 @@ void FitArguments::Take() {
   TakeLogistic();
   TakeModelKind();
   TakeOptionsOfOneKind();
+  TakeStyle();
   options_.intercept = !noIntercept_;
   options_.refine = !noRefine_;
   if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;

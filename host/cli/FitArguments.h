@@ -6,6 +6,7 @@
 
 #include "host/cli/DataArguments.h"
 #include "host/fit/FitOptions.h"
+#include "host/report/TextStyle.h"
 
 namespace qvhost {
 
@@ -25,6 +26,10 @@ class FitArguments {
   [[nodiscard]] const FitOptions& Options() const { return options_; }
   /// Of `--json`: `-` for standard output; empty for none.
   [[nodiscard]] const std::string& JsonFile() const { return jsonFile_; }
+  /// Of `--quiet`: no summary and no progress bar.
+  [[nodiscard]] bool IsQuiet() const { return isQuiet_; }
+  /// After Take: of the summary on standard output.
+  [[nodiscard]] const TextStyle& Style() const { return style_; }
 
  private:
   void AddData();
@@ -36,6 +41,7 @@ class FitArguments {
   void AddIterations();
   void AddConvergence();
   void AddOutput();
+  void AddSummary();
   /// Adds the option to those that only a logistic model has.
   CLI::Option* OfLogistic(CLI::Option* option);
   void CheckRanges() const;
@@ -43,6 +49,7 @@ class FitArguments {
   void TakeLogistic();
   void TakeModelKind();
   void TakeOptionsOfOneKind();
+  void TakeStyle();
 
   CLI::App* command_;
   FitOptions options_;
@@ -57,6 +64,11 @@ class FitArguments {
   bool inMemory_ = false;
   bool notInMemory_ = false;
   std::string jsonFile_;
+  std::string color_ = "auto";
+  int digits_ = 0;
+  CLI::Option* digitsOption_ = nullptr;
+  bool isQuiet_ = false;
+  TextStyle style_;
 };
 
 }  // namespace qvhost

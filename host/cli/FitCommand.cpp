@@ -47,16 +47,17 @@ Functions of one record (docs/formula.md tells of each):
   if nullif
 
 Examples:
-  qvreg fit --data cars.csv --formula "miles_per_gallon ~ weight + origin"
-  qvreg fit --data "sales-*.parquet" --formula "log(price) ~ region*size" --json fit.json
-  qvreg fit --data shop.duckdb --table orders --formula "total ~ items" --freq-weight times
-  qvreg fit --data titanic.csv --formula "survived ~ class*sex + age" --model logistic
-  qvreg fit --data penguins.csv --formula "species ~ flipper_length" --predictions p.parquet
-  qvreg fit --sql "SELECT * FROM 'a.csv' JOIN 'b.csv' USING (id)" --formula "y ~ x" --json -
+  qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight + origin'
+  qvreg fit -d 'sales-*.parquet' -f 'log(price) ~ region*size' --json fit.json
+  qvreg fit -d shop.duckdb --table orders -f 'total ~ items' --freq-weight n
+  qvreg fit -d titanic.csv -f 'survived ~ class*sex + age' --model logistic
+  qvreg fit -d penguins.csv -f 'species ~ flipper_length' -o predicted.csv
+  qvreg fit --sql "SELECT * FROM 'a.csv' JOIN 'b.csv' USING (id)" -f 'y ~ x'
+  gunzip -c old.csv.gz | qvreg fit -d - --encoding latin-1 -f 'y ~ x' --json -
 
 Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data, 3 fitted with --strict, but
-the estimation did not converge; cancelled: 130 by Ctrl-C, 143 by SIGTERM, 129 by SIGHUP. Files are
-written and replaced only when the exit code is 0 or 3.)help";
+the estimation did not converge; cancelled: 130 by Ctrl-C, 143 by SIGTERM, 129 by SIGHUP; 141 when
+standard output is closed, as by head. Files are written and replaced only when the run succeeds.)help";
 
 void RequireConvergence(const FitResult& fit) {
   if (!fit.logistic || fit.logistic->converged) return;
@@ -68,16 +69,16 @@ void RequireConvergence(const FitResult& fit) {
 }  // namespace
 
 FitCommand::FitCommand(CLI::App& app)
-    : command_(app.add_subcommand("fit", kDescription)), arguments_(*command_) {
+    : command_(app.add_subcommand("fit", kDescription)->group("Commands")), arguments_(*command_) {
   command_->footer(kFooter);
 }
 
-void FitCommand::Run() {
+ExitCode FitCommand::Run() {
   Interrupt interrupt;
   InterruptWatch watch(interrupt);
   try {
     arguments_.Take();
-    FitAndReport(interrupt, watch);
+    return FitAndReport(interrupt, watch);
   } catch (...) {
     // The failure may be a consequence of the signal.
     if (interrupt.Requested()) throw Cancelled(interrupt.Signal());
@@ -85,7 +86,7 @@ void FitCommand::Run() {
   }
 }
 
-void FitCommand::FitAndReport(Interrupt& interrupt, InterruptWatch& watch) {
+ExitCode FitCommand::FitAndReport(Interrupt& interrupt, InterruptWatch& watch) {
   const FitOptions& options = arguments_.Options();
   const std::string& jsonFile = arguments_.JsonFile();
   const bool printsJson = jsonFile == "-";
@@ -95,15 +96,21 @@ void FitCommand::FitAndReport(Interrupt& interrupt, InterruptWatch& watch) {
   if (!options.predictions.empty()) outputs.Add("--predictions", options.predictions);
   FitResult fit;
   {
-    ProgressBar progress;
+    ProgressBar progress = arguments_.IsQuiet() ? ProgressBar(nullptr) : ProgressBar();
     fit = RunFit(options, progress, interrupt, outputs);
   }
   if (writesJson) outputs.Get(jsonFile).Write(JsonReport(fit));
   outputs.Finish();
   // Before the files are replaced, so that a run that fails has replaced none.
-  WriteStandardOutput(printsJson ? JsonReport(fit) : TextReport(fit));
+  bool isRead = true;
+  if (printsJson) {
+    isRead = WriteStandardOutput(JsonReport(fit));
+  } else if (!arguments_.IsQuiet()) {
+    isRead = WriteStandardOutput(TextReport(fit, arguments_.Style()));
+  }
   watch.RunLastStep([&outputs] { outputs.Commit(); });
   if (options.strict) RequireConvergence(fit);
+  return isRead ? ExitCode::kFitted : ExitCode::kPipeClosed;
 }
 
 }  // namespace qvhost

@@ -2,6 +2,7 @@
 
 #include <CLI/App.hpp>
 
+#include "host/Error.h"
 #include "host/cli/FitArguments.h"
 #include "host/fit/Interrupt.h"
 
@@ -16,11 +17,12 @@ class FitCommand {
   FitCommand(const FitCommand&) = delete;
   FitCommand& operator=(const FitCommand&) = delete;
 
-  /// Fits and reports. Throws Error.
-  void Run();
+  /// Fits and reports: kFitted, or kPipeClosed when the report was written but not read to its end.
+  /// Throws Error.
+  [[nodiscard]] ExitCode Run();
 
  private:
-  void FitAndReport(Interrupt& interrupt, InterruptWatch& watch);
+  ExitCode FitAndReport(Interrupt& interrupt, InterruptWatch& watch);
 
   CLI::App* command_;  ///< Owned by the application.
   FitArguments arguments_;

@@ -28,10 +28,11 @@ void PrepareStandardStreams() {
 #endif
 }
 
-void WriteStandardOutput(std::string_view text) {
+bool WriteStandardOutput(std::string_view text) {
   const bool written =
       std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-  if (written) return;
+  if (written) return true;
+  if (errno == EPIPE) return false;
   throw Error(ExitCode::kRunFailed,
               fmt::format("Standard output could not be written: {}. Check where it is sent to.",
                           std::generic_category().message(errno)));

@@ -44,6 +44,16 @@ std::string DateText(std::string text) {
   return text;
 }
 
+/// A column's name as a formula takes it. Back-quotes are never wrong.
+std::string FormulaName(std::string_view column) {
+  const bool isPlain = std::ranges::all_of(
+      column, [](char c) { return c == '_' || (LowerAscii(c) >= 'a' && LowerAscii(c) <= 'z'); });
+  if (isPlain) return std::string(column);
+  std::string name = "`";
+  for (const char c : column) name.append(c == '`' ? 2 : 1, c);
+  return name += '`';
+}
+
 /// Some of many levels, from all over the list.
 std::vector<std::string> Sample(const std::vector<std::string>& levels) {
   constexpr std::size_t kMost = 20000;
@@ -122,13 +132,13 @@ class Notes {
     }
     const auto code = std::ranges::find_if(levels, HasLeadingZero);
     if (levels.size() < 2 || code == levels.end() || !std::ranges::all_of(levels, IsCode)) return;
-    notes_.push_back(
-        fmt::format("'{0}' is taken as codes and so as a factor, since values such as '{1}' begin "
-                    "with a zero.{2}",
-                    column.label, *code,
-                    source_.Layout() == nullptr
-                        ? ""
-                        : fmt::format(" For numbers, add --types {}=integer.", column.label)));
+    notes_.push_back(fmt::format(
+        "'{0}' is taken as codes and so as a factor, since values such as '{1}' begin "
+        "with a zero.{2}",
+        column.label, *code,
+        source_.Layout() == nullptr
+            ? ""
+            : fmt::format(" For numbers, add {}.", TypesText(column.label, "integer"))));
   }
 
   void AddFormats() {
@@ -137,9 +147,10 @@ class Notes {
     for (const TextLayout::Dates& dates : layout->dates) {
       if (!IsUsed(dates.column)) continue;
       notes_.push_back(
-          fmt::format("The dates of '{0}' are read as {1}. If they are otherwise, add --types "
-                      "{0}=varchar and write strptime({2}, ...) in the formula.",
-                      dates.column, DateText(dates.format), WrittenName(dates.column)));
+          fmt::format("The dates of '{}' are read as {}. If they are otherwise, add {} and write "
+                      "strptime({}, ...) in the formula.",
+                      dates.column, DateText(dates.format), TypesText(dates.column, "varchar"),
+                      FormulaName(dates.column)));
     }
     for (const TextLayout::Grouped& grouped : layout->grouped) {
       if (!IsUsed(grouped.column)) continue;

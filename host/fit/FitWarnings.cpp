@@ -57,9 +57,9 @@ struct TextLevels {
 std::string NumbersText(const TextLevels& levels) {
   return fmt::format(
       "{} read as numbers, but not {}: if that stands for a missing value, name it "
-      "with --na '{}', and the column is a number.",
+      "with --na {}, and the column is a number.",
       levels.AreNumbersAndMissing() ? "All its other values" : "Most of its values",
-      NameList(levels.texts), levels.texts.front());
+      NameList(levels.texts), ShellText(levels.texts.front()));
 }
 
 std::string WarningOf(const CodedColumn& column, std::int64_t records, bool isByType) {

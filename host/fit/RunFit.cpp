@@ -1,6 +1,7 @@
 #include "host/fit/RunFit.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -153,7 +154,10 @@ void AddNotes(const Formula& formula, const std::optional<RowCondition>& conditi
 
 FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt,
                  OutputFiles& outputs) {
-  TableSource source(SourceOf(options));
+  TableSource source(SourceOf(options), [&](std::uint64_t bytes) {
+    if (interrupt.Requested()) throw Cancelled(interrupt.Signal());
+    progress.ShowBytes("receiving", bytes);
+  });
   Formula formula = ReadFormula(options, source);
   const std::optional<RowCondition> condition = ConditionOf(options, source);
   outputs.SetInputs(source.Inputs());

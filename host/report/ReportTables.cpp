@@ -1,16 +1,19 @@
 #include "host/report/ReportTables.h"
 
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <numeric>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 
 #include "host/Text.h"
+#include "host/TextLayout.h"
 #include "host/inference/Inference.h"
 #include "host/report/TextTable.h"
 
@@ -20,14 +23,50 @@ namespace {
 using Parameters = std::span<const ParameterResult>;
 using Texts = std::vector<std::string>;
 
+/// Which of a long list of things are printed: those at its two ends.
+class Shown {
+ public:
+  /// At most `most` of `count` are all shown, otherwise the `first` and the `last`.
+  struct Limits {
+    std::size_t most;
+    std::size_t first;
+    std::size_t last;
+  };
+
+  Shown(std::size_t count, const Limits& limits, const TextStyle& style)
+      : count_(count), limits_(limits), isWhole_(style.all || count <= limits.most) {}
+
+  /// Whether the thing at this place is printed.
+  [[nodiscard]] bool Contains(std::size_t index) const {
+    return isWhole_ || index < limits_.first || index + limits_.last >= count_;
+  }
+  /// Whether the note stands before the thing at this place.
+  [[nodiscard]] bool HasNoteBefore(std::size_t index) const {
+    return !isWhole_ && index + limits_.last == count_;
+  }
+  /// What stands for the others.
+  [[nodiscard]] std::string Note(std::string_view things) const {
+    return fmt::format("… {} more {}; --all prints them", count_ - limits_.first - limits_.last,
+                       things);
+  }
+
+ private:
+  std::size_t count_;
+  Limits limits_;
+  bool isWhole_;
+};
+
+constexpr Shown::Limits kRows = {60, 40, 10};
+constexpr Shown::Limits kTables = {12, 8, 2};
+
 /// One entry of every parameter, in one format.
 template <typename Entry>
-Texts Column(Parameters parameters, Entry entry) {
+Texts Column(Parameters parameters, int digits, Entry entry) {
   std::vector<std::optional<double>> values;
   for (const ParameterResult& parameter : parameters) {
     values.push_back(parameter.redundant ? std::nullopt : entry(parameter));
   }
-  return ColumnText(values);
+  return ColumnText(values, digits);
 }
 
 /// The texts of two columns in one format, one after the other for each row.
@@ -41,13 +80,13 @@ std::pair<Texts, Texts> Split(const Texts& texts) {
 }
 
 /// Both limits, in one format.
-std::pair<Texts, Texts> LimitColumns(Parameters parameters) {
+std::pair<Texts, Texts> LimitColumns(Parameters parameters, int digits) {
   std::vector<std::optional<double>> values;
   for (const ParameterResult& parameter : parameters) {
     values.push_back(parameter.statistics.confLow);
     values.push_back(parameter.statistics.confHigh);
   }
-  return Split(ColumnText(values));
+  return Split(ColumnText(values, digits));
 }
 
 std::optional<double> Exp(const std::optional<double>& value) {
@@ -55,8 +94,7 @@ std::optional<double> Exp(const std::optional<double>& value) {
 }
 
 /// An odds ratio in a format of its own: odds ratios differ too much in size for one.
-std::string OddsText(const std::optional<double>& logarithm) {
-  constexpr int digits = 4;
+std::string OddsText(const std::optional<double>& logarithm, int digits) {
   const std::optional<double> odds = Exp(logarithm);
   return odds ? NumberText(odds, digits) : "";
 }
@@ -72,9 +110,17 @@ Texts Headings(ModelKind kind, double confidence) {
   return headings;
 }
 
+/// Where the columns of estimates and tests, of limits, and of odds ratios begin.
+constexpr std::array<std::size_t, 3> kGroups = {1, 5, 7};
+
 /// A wider table of levels by levels is of no use on a terminal.
 constexpr std::size_t kMostColumns = 10;
+/// Of what continues a line.
+constexpr std::size_t kIndent = 2;
 constexpr int kDigits = 6;
+constexpr int kEstimateDigits = 5;
+constexpr int kOddsDigits = 4;
+constexpr int kLogLikelihoodDigits = 10;
 
 /// An empty text would not show.
 std::string LevelText(const DependentLevel& level) {
@@ -91,28 +137,51 @@ std::string Percent(double part, double whole) {
 
 std::string Weight(double weight) { return NumberText(weight, 12); }
 
-std::string LogLikelihoodLine(const LogisticFit& fit) {
-  return fmt::format("Log-likelihood {}, of the starting values {}\n",
-                     NumberText(fit.logLikelihood, 10), NumberText(fit.initialLogLikelihood, 10));
+/// Text of its own, continued below its beginning.
+std::string Paragraph(std::string_view text, const TextStyle& style) {
+  return Wrap(text, style.width, 0, kIndent) + "\n";
 }
 
-std::string ChiSquareLine(const LogisticFit& fit) {
+std::string LogLikelihoodLine(const LogisticFit& fit, const TextStyle& style) {
+  const int digits = style.DigitsOf(kLogLikelihoodDigits);
+  return Paragraph(fmt::format("Log-likelihood {}, of the starting values {}",
+                               NumberText(fit.logLikelihood, digits),
+                               NumberText(fit.initialLogLikelihood, digits)),
+                   style);
+}
+
+std::string ChiSquareLine(const LogisticFit& fit, const TextStyle& style) {
   if (!fit.chiSquareP) return {};
-  return fmt::format("Likelihood-ratio chi-square {} on {} degree{} of freedom, p {}\n",
-                     NumberText(fit.chiSquare), fit.chiSquareDegrees,
-                     fit.chiSquareDegrees == 1 ? "" : "s", ProbabilityText(fit.chiSquareP));
+  return Paragraph(
+      fmt::format("Likelihood-ratio chi-square {} on {} degree{} of freedom, p {}",
+                  NumberText(fit.chiSquare, style.DigitsOf(kDigits)), fit.chiSquareDegrees,
+                  fit.chiSquareDegrees == 1 ? "" : "s", ProbabilityText(fit.chiSquareP)),
+      style);
 }
 
 }  // namespace
 
-std::string ParameterTable(Parameters parameters, ModelKind kind, double confidence) {
+std::string ParameterTable(Parameters parameters, ModelKind kind, double confidence,
+                           const TextStyle& style) {
   const Texts headings = Headings(kind, confidence);
   TextTable table(headings);
-  const auto estimates = Column(parameters, [](const auto& p) { return p.estimate; });
-  const auto errors = Column(parameters, [](const auto& p) { return p.statistics.stdError; });
-  const auto [lows, highs] = LimitColumns(parameters);
+  for (const std::size_t first : kGroups) {
+    if (first < headings.size()) table.StartGroup(first);
+  }
+  const Shown shown(parameters.size(), kRows, style);
+  std::vector<ParameterResult> printed;
   for (std::size_t i = 0; i < parameters.size(); ++i) {
-    const ParameterResult& parameter = parameters[i];
+    if (shown.Contains(i)) printed.push_back(parameters[i]);
+  }
+  const int digits = style.digits.value_or(kEstimateDigits);
+  const int oddsDigits = style.digits.value_or(kOddsDigits);
+  const auto estimates = Column(printed, digits, [](const auto& p) { return p.estimate; });
+  const auto errors = Column(printed, digits, [](const auto& p) { return p.statistics.stdError; });
+  const auto [lows, highs] = LimitColumns(printed, digits);
+  const std::size_t hidden = parameters.size() - printed.size();
+  for (std::size_t i = 0; i < printed.size(); ++i) {
+    if (shown.HasNoteBefore(i + hidden)) table.AddLine(shown.Note("parameters"));
+    const ParameterResult& parameter = printed[i];
     const CoefficientStatistics& statistics = parameter.statistics;
     Texts row = {Printable(parameter.label), "0", parameter.nonFinite ? "left out" : "redundant"};
     if (!parameter.redundant) {
@@ -123,67 +192,77 @@ std::string ParameterTable(Parameters parameters, ModelKind kind, double confide
              ProbabilityText(statistics.pValue),
              lows[i],
              highs[i],
-             OddsText(parameter.estimate),
-             OddsText(statistics.confLow),
-             OddsText(statistics.confHigh)};
+             OddsText(parameter.estimate, oddsDigits),
+             OddsText(statistics.confLow, oddsDigits),
+             OddsText(statistics.confHigh, oddsDigits)};
     }
     row.resize(headings.size());
     table.AddRow(std::move(row));
   }
-  return table.Render();
+  return table.Render(style);
 }
 
-std::string LevelTable(const FitResult& fit) {
+std::string LevelTable(const FitResult& fit, const TextStyle& style) {
   const std::vector<DependentLevel>& levels = fit.logistic->levels;
   double total = 0.0;
   for (const DependentLevel& level : levels) total += level.weight;
   TextTable table(
       {Printable(fit.dependent), fit.freqWeight.empty() ? "Records" : "Weight", "Percent", ""});
-  for (const DependentLevel& level : levels) {
-    const bool isReference = &level == &levels.back();
+  const Shown shown(levels.size(), kRows, style);
+  for (std::size_t i = 0; i < levels.size(); ++i) {
+    if (!shown.Contains(i)) continue;
+    if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("levels"));
+    const DependentLevel& level = levels[i];
+    const bool isReference = i + 1 == levels.size();
     table.AddRow({LevelText(level), Weight(level.weight), Percent(level.weight, total),
                   isReference ? "reference" : ""});
   }
-  return table.Render();
+  return table.Render(style);
 }
 
-std::string LevelParameters(const FitResult& fit) {
+std::string LevelParameters(const FitResult& fit, const TextStyle& style) {
   const std::vector<DependentLevel>& levels = fit.logistic->levels;
   const std::size_t blockSize = fit.parameters.size() / (levels.size() - 1);
+  const Shown shown(levels.size() - 1, kTables, style);
   std::string text;
   for (std::size_t block = 0; block + 1 < levels.size(); ++block) {
+    if (!shown.Contains(block)) continue;
+    if (shown.HasNoteBefore(block)) text += "\n" + Paragraph(shown.Note("tables"), style);
     const std::span parameters = std::span(fit.parameters).subspan(block * blockSize, blockSize);
-    text +=
-        fmt::format("{}{} = {} against {}\n\n", text.empty() ? "" : "\n", Printable(fit.dependent),
-                    LevelText(levels[block]), LevelText(levels.back()));
-    text += ParameterTable(parameters, fit.kind, fit.confidence);
+    const std::string heading = fmt::format("{} = {} against {}", Printable(fit.dependent),
+                                            LevelText(levels[block]), LevelText(levels.back()));
+    text += text.empty() ? "" : "\n";
+    text += style.Heading(Wrap(heading, style.width, 0, kIndent)) + "\n\n";
+    text += ParameterTable(parameters, fit.kind, fit.confidence, style);
   }
   return text;
 }
 
-std::string LikelihoodText(const FitResult& fit) {
+std::string LikelihoodText(const FitResult& fit, const TextStyle& style) {
   const LogisticFit& logistic = *fit.logistic;
-  std::string text = LogLikelihoodLine(logistic) + ChiSquareLine(logistic);
-  text += fmt::format("Pseudo R square: Cox and Snell {}, Nagelkerke {}, McFadden {}\n",
-                      NumberText(logistic.coxSnell), NumberText(logistic.nagelkerke),
-                      NumberText(logistic.mcFadden));
-  text += fmt::format("AIC {}, BIC {}\n", NumberText(logistic.aic, kDigits),
-                      NumberText(logistic.bic, kDigits));
-  text += logistic.ending;
+  const auto number = [&](const std::optional<double>& value) {
+    return NumberText(value, style.DigitsOf(kDigits));
+  };
+  std::string text = LogLikelihoodLine(logistic, style) + ChiSquareLine(logistic, style);
+  text += Paragraph(fmt::format("Pseudo R square: Cox and Snell {}, Nagelkerke {}, McFadden {}",
+                                number(logistic.coxSnell), number(logistic.nagelkerke),
+                                number(logistic.mcFadden)),
+                    style);
+  text += fmt::format("AIC {}, BIC {}\n", number(logistic.aic), number(logistic.bic));
+  std::string ending = logistic.ending;
   if (logistic.stepHalvings > 0) {
-    text += fmt::format(" {} step-halving{}.", logistic.stepHalvings,
-                        logistic.stepHalvings == 1 ? "" : "s");
+    ending += fmt::format(" {} step-halving{}.", logistic.stepHalvings,
+                          logistic.stepHalvings == 1 ? "" : "s");
   }
   if (logistic.inMemory) {
-    text += " The records were kept in memory.";
+    ending += " The records were kept in memory.";
   } else if (logistic.iterations > 0) {
-    text += " The records were read anew for each.";
+    ending += " The records were read anew for each.";
   }
-  text += "\n";
-  return text;
+  return text + Paragraph(ending, style);
 }
 
-std::string ClassificationText(const FitResult& fit) {
+std::string ClassificationText(const FitResult& fit, const TextStyle& style) {
   const LogisticFit& logistic = *fit.logistic;
   const std::size_t size = logistic.levels.size();
   if (logistic.classification.size() != size) return {};
@@ -194,7 +273,9 @@ std::string ClassificationText(const FitResult& fit) {
   }
   headings.emplace_back("Correct");
   TextTable table(headings);
+  for (std::size_t column = 1; column < headings.size(); ++column) table.StartGroup(column);
 
+  const Shown shown(size, kRows, style);
   std::vector<double> predicted(size, 0.0);
   double correct = 0.0;
   for (std::size_t i = 0; i < size; ++i) {
@@ -206,7 +287,8 @@ std::string ClassificationText(const FitResult& fit) {
     }
     correct += counts[i];
     row.push_back(Percent(counts[i], Sum(counts)));
-    table.AddRow(std::move(row));
+    if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("levels"));
+    if (shown.Contains(i)) table.AddRow(std::move(row));
   }
   const double total = Sum(predicted);
   std::vector<std::string> last = {"Overall"};
@@ -215,9 +297,9 @@ std::string ClassificationText(const FitResult& fit) {
   }
   last.push_back(Percent(correct, total));
   table.AddRow(std::move(last));
-  return (showsAll ? "Classification: rows observed, columns predicted\n\n"
-                   : "Classification\n\n") +
-         table.Render();
+  const std::string heading =
+      showsAll ? "Classification: rows observed, columns predicted" : "Classification";
+  return style.Heading(Wrap(heading, style.width, 0, kIndent)) + "\n\n" + table.Render(style);
 }
 
 }  // namespace qvhost

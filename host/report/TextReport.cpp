@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "host/Text.h"
+#include "host/TextLayout.h"
 #include "host/report/Report.h"
 #include "host/report/ReportTables.h"
 #include "host/report/TextTable.h"
@@ -15,18 +16,34 @@ namespace qvhost {
 
 namespace {
 
-constexpr std::size_t kNoteWidth = 88;
 constexpr std::size_t kMostColumns = 6;
+constexpr std::size_t kNameWidth = 11;
+constexpr std::size_t kIndent = 2;
+/// A blank at which no line is broken. Names hold no control character once they are printable.
+constexpr char kNoBreak = '\x1F';
 
-std::string Line(std::string_view name, const std::string& value) {
-  return fmt::format("{:<11}{}\n", name, value);
-}
+/// What is told before the tables, in two columns.
+class HeadingLines {
+ public:
+  explicit HeadingLines(const TextStyle& style) : style_(style) {}
+
+  void Add(std::string_view name, const std::string& value) {
+    std::string lines = Wrap(value, style_.width, kNameWidth, kNameWidth);
+    std::ranges::replace(lines, kNoBreak, ' ');
+    text_ += fmt::format("{:<{}}{}\n", name, kNameWidth, lines);
+  }
+  [[nodiscard]] const std::string& Text() const { return text_; }
+
+ private:
+  const TextStyle& style_;
+  std::string text_;
+};
 
 /// The columns with missing values: ` (g 40, x 60)`.
 std::string MissingColumns(const std::vector<ColumnMissing>& columns) {
   std::string text;
   for (std::size_t i = 0; i < std::min(columns.size(), kMostColumns); ++i) {
-    text += fmt::format("{}{} {}", i == 0 ? " (" : ", ", Printable(columns[i].name),
+    text += fmt::format("{}{}{}{}", i == 0 ? " (" : ", ", Printable(columns[i].name), kNoBreak,
                         CountText(columns[i].count));
   }
   if (columns.size() > kMostColumns) {
@@ -36,33 +53,30 @@ std::string MissingColumns(const std::vector<ColumnMissing>& columns) {
 }
 
 /// A line for each: `3 values 'NA' in x read as missing`.
-std::string MissingStringLines(const std::vector<StringMissing>& strings) {
-  std::string text;
+void AddMissingStrings(HeadingLines& lines, const std::vector<StringMissing>& strings) {
   for (std::size_t i = 0; i < std::min(strings.size(), kMostColumns); ++i) {
     const StringMissing& string = strings[i];
-    text += Line("", fmt::format("{} value{} '{}' in {} read as missing", CountText(string.count),
-                                 string.count == 1 ? "" : "s", Printable(string.text),
-                                 Printable(string.column)));
+    lines.Add("", fmt::format("{} value{} '{}' in {} read as missing", CountText(string.count),
+                              string.count == 1 ? "" : "s", Printable(string.text),
+                              Printable(string.column)));
   }
   if (strings.size() > kMostColumns) {
-    text += Line("", fmt::format("{} more such strings", strings.size() - kMostColumns));
+    lines.Add("", fmt::format("{} more such strings", strings.size() - kMostColumns));
   }
-  return text;
 }
 
-std::string RecordLines(const RecordUse& records) {
-  std::string text = Line(
-      "Records", fmt::format("{} read, {} used", CountText(records.read), CountText(records.used)));
+void AddRecords(HeadingLines& lines, const RecordUse& records) {
+  lines.Add("Records",
+            fmt::format("{} read, {} used", CountText(records.read), CountText(records.used)));
   if (records.missing > 0) {
-    text += Line("", fmt::format("{} left out for a missing value{}", CountText(records.missing),
-                                 MissingColumns(records.missingByColumn)));
+    lines.Add("", fmt::format("{} left out for a missing value{}", CountText(records.missing),
+                              MissingColumns(records.missingByColumn)));
   }
-  text += MissingStringLines(records.missingStrings);
+  AddMissingStrings(lines, records.missingStrings);
   if (records.badWeight > 0) {
-    text += Line("", fmt::format("{} left out for a weight that is missing or not above 0",
-                                 CountText(records.badWeight)));
+    lines.Add("", fmt::format("{} left out for a weight that is missing or not above 0",
+                              CountText(records.badWeight)));
   }
-  return text;
 }
 
 std::string Title(const FitResult& fit) {
@@ -70,53 +84,51 @@ std::string Title(const FitResult& fit) {
   return fit.logistic->levels.size() == 2 ? "Binary logistic model" : "Multinomial logistic model";
 }
 
-std::string Heading(const FitResult& fit) {
-  std::string text = Title(fit) + "\n\n";
-  text += Line("Formula", Printable(fit.formula));
-  text += Line("Data", Printable(fit.data));
+std::string Heading(const FitResult& fit, const TextStyle& style) {
+  HeadingLines lines(style);
+  lines.Add("Formula", Printable(fit.formula));
+  lines.Add("Data", Printable(fit.data));
   if (!fit.where.empty()) {
-    text += Line("Where",
-                 fmt::format("{} ({} row{} left out)", Printable(fit.where),
-                             CountText(fit.records.leftOut), fit.records.leftOut == 1 ? "" : "s"));
+    lines.Add("Where",
+              fmt::format("{} ({} row{} left out)", Printable(fit.where),
+                          CountText(fit.records.leftOut), fit.records.leftOut == 1 ? "" : "s"));
   }
-  text += Line("Dependent", Printable(fit.dependent));
+  lines.Add("Dependent", Printable(fit.dependent));
   std::string weights;
   if (!fit.freqWeight.empty()) weights = "frequency " + Printable(fit.freqWeight);
   if (!fit.regressionWeight.empty()) {
     weights +=
         (weights.empty() ? "regression " : ", regression ") + Printable(fit.regressionWeight);
   }
-  if (!weights.empty()) text += Line("Weights", weights);
-  return text + RecordLines(fit.records);
+  if (!weights.empty()) lines.Add("Weights", weights);
+  AddRecords(lines, fit.records);
+  return style.Heading(Title(fit)) + "\n\n" + lines.Text();
 }
 
-std::string FitText(const FitResult& fit) {
-  std::string text = fmt::format("R square {}, root mean square error {}\n",
-                                 NumberText(fit.rSquare), NumberText(fit.rmse));
-  const std::string df = fmt::format("{} degree{} of freedom", NumberText(fit.degreesOfFreedom, 12),
-                                     fit.degreesOfFreedom == 1.0 ? "" : "s");
-  if (!fit.residualStdError) return text + fmt::format("No residual standard error on {}\n", df);
-  return text + fmt::format("Residual standard error {} on {}{}\n",
-                            NumberText(fit.residualStdError), df,
-                            fit.imposedDegreesOfFreedom ? " (imposed)" : "");
+std::string FitText(const FitResult& fit, const TextStyle& style) {
+  constexpr int kDigits = 6;
+  constexpr int kDegreesDigits = 12;
+  const auto number = [&](const std::optional<double>& value) {
+    return NumberText(value, style.DigitsOf(kDigits));
+  };
+  const std::string df = NumberText(fit.degreesOfFreedom, kDegreesDigits);
+  const std::string error = fit.residualStdError
+                                ? "Residual standard error " + number(fit.residualStdError)
+                                : "No residual standard error";
+  const std::string imposed =
+      fit.residualStdError && fit.imposedDegreesOfFreedom ? " (imposed)" : "";
+  return Wrap(fmt::format("R square {}, root mean square error {}", number(fit.rSquare),
+                          number(fit.rmse)),
+              style.width, 0, kIndent) +
+         "\n" +
+         Wrap(fmt::format("{} on {} degrees of freedom{}", error, df, imposed), style.width, 0,
+              kIndent) +
+         "\n";
 }
 
-/// A note as a list item, broken between words.
-std::string Note(const std::string& sentence) {
-  std::string text;
-  std::string line = "-";
-  std::string_view rest = sentence;
-  while (!rest.empty()) {
-    const std::size_t end = std::min(rest.find(' '), rest.size());
-    const std::string word(rest.substr(0, end));
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-    if (TextWidth(line) + 1 + TextWidth(word) > kNoteWidth && line.size() > 1) {
-      text += line + "\n";
-      line = " ";
-    }
-    line += " " + word;
-  }
-  return text + line + "\n";
+/// A note as a list item.
+std::string Note(const std::string& sentence, const TextStyle& style) {
+  return "- " + Wrap(sentence, style.width, kIndent, kIndent);
 }
 
 /// What "redundant" in the table means; empty when there is none.
@@ -136,26 +148,29 @@ std::string RedundantNote(const FitResult& fit) {
   return note;
 }
 
-std::string Notes(const FitResult& fit) {
+std::string Notes(const FitResult& fit, const TextStyle& style) {
   std::string notes;
   if (const std::string redundant = RedundantNote(fit); !redundant.empty()) {
-    notes += Note(redundant);
+    notes += Note(redundant, style) + "\n";
   }
   for (const std::string& warning : fit.warnings) {
-    notes += Note(Printable(warning));
+    notes += style.Warning(Note(Printable(warning), style)) + "\n";
   }
-  return notes.empty() ? notes : "\nNotes\n" + notes;
+  return notes.empty() ? notes : "\n" + style.Heading("Notes") + "\n" + notes;
 }
 
 }  // namespace
 
-std::string TextReport(const FitResult& fit) {
+std::string TextReport(const FitResult& fit, const TextStyle& style) {
+  std::string text = Heading(fit, style) + "\n";
   if (!fit.logistic) {
-    return Heading(fit) + "\n" + ParameterTable(fit.parameters, fit.kind, fit.confidence) + "\n" +
-           FitText(fit) + Notes(fit);
+    text += ParameterTable(fit.parameters, fit.kind, fit.confidence, style) + "\n" +
+            FitText(fit, style);
+  } else {
+    text += LevelTable(fit, style) + "\n" + LevelParameters(fit, style) + "\n" +
+            LikelihoodText(fit, style) + "\n" + ClassificationText(fit, style);
   }
-  return Heading(fit) + "\n" + LevelTable(fit) + "\n" + LevelParameters(fit) + "\n" +
-         LikelihoodText(fit) + "\n" + ClassificationText(fit) + Notes(fit);
+  return text + Notes(fit, style);
 }
 
 }  // namespace qvhost

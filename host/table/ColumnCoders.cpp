@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "host/Text.h"
 #include "host/table/Connection.h"
 #include "host/table/DuckDb.h"
 #include "host/table/NumberFormat.h"
@@ -84,10 +85,8 @@ std::string DisguiseText(const NumberReading& reading, const TableSource& source
   const std::string what =
       fmt::format("{} % of its values read as {}", reading.share, ReadingText(reading));
   if (source.Layout() == nullptr) {
-    return fmt::format(
-        "{}: make numbers of them in --sql, such as CAST(replace({}, ',', '.') AS "
-        "DOUBLE).",
-        what, column);
+    return fmt::format("{}: make numbers of them in --sql, such as {}.", what,
+                       ReadingSql(reading, column));
   }
   return fmt::format("{}: add {} to read them as such.", what, ReadingOptionsText(reading, column));
 }
@@ -107,9 +106,9 @@ void RefuseCategory(const TableSource& source, const ColumnRequest& request) {
         request.label);
   } else if (numbers == kExamples) {
     remedy = fmt::format(
-        " Values of it read as numbers, but not '{0}': if that stands for a "
-        "missing value, name it with --na '{0}'.",
-        texts.front());
+        " Values of it read as numbers, but not '{}': if that stands for a "
+        "missing value, name it with --na {}.",
+        texts.front(), ShellText(texts.front()));
   }
   throw Error(
       ExitCode::kBadInput,

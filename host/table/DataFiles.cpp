@@ -2,16 +2,21 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <span>
+#include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/FileSystem.h"
 #include "host/Text.h"
 #include "host/WholeFile.h"
 #include "host/table/Connection.h"
@@ -29,7 +34,7 @@ constexpr const char* kStandardInput = "standard input";
 
 [[noreturn]] void Refuse(const std::string& message) { throw Error(ExitCode::kBadInput, message); }
 
-/// The neighbours of a file that does not exist.
+/// The files beside one that does not exist.
 std::vector<std::string> NamesBeside(const fs::path& file) {
   const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
   std::vector<std::string> names;
@@ -37,15 +42,18 @@ std::vector<std::string> NamesBeside(const fs::path& file) {
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
        entry.increment(error)) {
     if (names.size() == kMostNamesToCompare) break;
-    names.push_back(entry->path().filename().string());
+    std::error_code unknown;
+    if (!entry->is_directory(unknown)) names.push_back(entry->path().filename().string());
   }
   return names;
 }
 
 [[noreturn]] void RefuseMissing(const std::string& data) {
   const fs::path path(data);
-  Refuse(fmt::format("The file '{}' does not exist.{}", data,
-                     DidYouMean(path.filename().string(), NamesBeside(path))));
+  const auto nearest = NearestName(path.filename().string(), NamesBeside(path));
+  if (!nearest) Refuse(fmt::format("The file '{}' does not exist.", data));
+  Refuse(fmt::format("The file '{}' does not exist. Did you mean '{}'?", data,
+                     (path.parent_path() / *nearest).string()));
 }
 
 bool IsStandardInput(const std::string& name) { return name == "-" || name == "/dev/stdin"; }
@@ -79,26 +87,66 @@ Stream Open(const std::string& path, const std::string& name) {
   return stream;
 }
 
-/// Reads what there is, until the chunk is full or the file ends.
-std::string ReadChunk(std::FILE* from, const std::string& name) {
-  std::string chunk(kChunk, '\0');
-  errno = 0;
-  chunk.resize(std::fread(chunk.data(), 1, chunk.size(), from));
-  if (std::ferror(from) != 0) {
-    Refuse(fmt::format("'{}' cannot be read ({}).", name, std::strerror(errno)));
+/// Reads a stream from where it is to its end, in chunks of what has arrived.
+class ChunkReader {
+ public:
+  ChunkReader(std::FILE* from, std::string name, const CopyProgress& progress)
+      : from_(from), name_(std::move(name)), progress_(progress), chunk_(kChunk, '\0') {}
+
+  /// The next bytes; empty at the end. Valid until the next call.
+  std::string_view Next(std::size_t keep = 0) {
+    for (;;) {
+      if (progress_) progress_(bytes_);
+      const std::span<char> room = std::span(chunk_).subspan(keep);
+      const std::optional<std::size_t> size = ReadArrived(from_, room, kWait);
+      if (!size && errno != 0) {
+        Refuse(fmt::format("'{}' cannot be read ({}).", name_, std::strerror(errno)));
+      }
+      if (!size) continue;
+      bytes_ += *size;
+      return std::string_view(chunk_).substr(0, keep + *size);
+    }
   }
-  return chunk;
-}
+
+  /// The first bytes, as many as tell the encoding unless there are fewer in all.
+  std::string_view First() {
+    std::string_view bytes = Next();
+    while (bytes.size() < kMark) {
+      const std::size_t before = bytes.size();
+      bytes = Next(before);
+      if (bytes.size() == before) break;
+    }
+    return bytes;
+  }
+
+ private:
+  static constexpr std::chrono::milliseconds kWait{100};
+  static constexpr std::size_t kMark = 2;
+
+  std::FILE* from_;
+  std::string name_;
+  const CopyProgress& progress_;
+  std::string chunk_;
+  std::uint64_t bytes_ = 0;
+};
 
 bool HasByteOrderMark(std::string_view bytes) {
   return bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
 }
 
-[[noreturn]] void RefuseCompressed(const std::string& name) {
+/// `compression`: gzip or zstd.
+[[noreturn]] void RefuseCompressed(const std::string& name, const std::string& compression) {
+  const char* const unpack = compression == "gzip" ? "gunzip -c" : "zstd -dc";
+  if (name == kStandardInput) {
+    Refuse(
+        fmt::format("Standard input is compressed and in another encoding than UTF-8; unpack it "
+                    "first: {} | qvreg fit --data - with the same options.",
+                    unpack));
+  }
   Refuse(
-      fmt::format("'{0}' is compressed and in another encoding than UTF-8; unpack it first, as in "
-                  "gunzip -c '{0}' | qvreg fit --data - with the same options.",
-                  name));
+      fmt::format("'{}' is compressed and in another encoding than UTF-8; unpack it first: {} {} "
+                  "| qvreg fit --data - with the same options.",
+                  name, unpack, ShellWord(name)));
 }
 
 [[noreturn]] void RefuseUnknown(const std::string& name, const FileKind& kind) {
@@ -175,30 +223,30 @@ void CheckFile(const std::string& data) {
 }
 
 DataFiles::DataFiles(const std::vector<std::string>& names, const ReadingOptions& options,
-                     const std::string& spoolDir)
+                     const std::string& spoolDir, const CopyProgress& progress)
     : options_(options), spoolDir_(FolderForSpool(spoolDir)) {
-  for (const std::string& name : names) Add(name);
+  for (const std::string& name : names) Add(name, progress);
   CheckOptions();
 }
 
-void DataFiles::Add(const std::string& name) {
+void DataFiles::Add(const std::string& name, const CopyProgress& progress) {
   if (name.find("://") != std::string::npos) {
     Refuse(fmt::format("'{}' is not on this computer; download it and name the file.", name));
   }
-  if (IsStandardInput(name) || IsDeviceOrPipe(name)) return AddPipe(name);
+  if (IsStandardInput(name) || IsDeviceOrPipe(name)) return AddPipe(name, progress);
   if (IsPattern(name)) return AddPattern(name);
   AddPath(name);
 }
 
-void DataFiles::AddPipe(const std::string& name) {
+void DataFiles::AddPipe(const std::string& name, const CopyProgress& progress) {
   if (!IsStandardInput(name)) {
     const Stream from = Open(name, name);
-    return Copy(from.get(), name, name);
+    return Copy(from.get(), name, name, progress);
   }
   for (const File& file : files_) {
     if (file.name == kStandardInput) Refuse("--data names standard input twice; name it once.");
   }
-  Copy(stdin, kStandardInput, "/dev/stdin");
+  Copy(stdin, kStandardInput, "/dev/stdin", progress);
 }
 
 void DataFiles::AddPattern(const std::string& pattern) {
@@ -223,9 +271,9 @@ void DataFiles::AddPath(const std::string& name) {
   const FileFormat format = FormatOf(name, kind);
   const bool isText = format == FileFormat::kDelimited || format == FileFormat::kJson;
   if (isText && (isConverted || kind.isUtf16)) {
-    if (!kind.compression.empty()) RefuseCompressed(name);
+    if (!kind.compression.empty()) RefuseCompressed(name, kind.compression);
     const Stream from = Open(name, name);
-    return Copy(from.get(), name, name);
+    return Copy(from.get(), name, name, {});
   }
   if (format == FileFormat::kUnknown) RefuseUnknown(name, kind);
   AgreeOn(format, name);
@@ -241,8 +289,10 @@ void DataFiles::AddPath(const std::string& name) {
   files_.push_back({name, PlainPattern(link), link, name});
 }
 
-void DataFiles::Copy(std::FILE* from, const std::string& name, const std::string& written) {
-  std::string chunk = ReadChunk(from, name);
+void DataFiles::Copy(std::FILE* from, const std::string& name, const std::string& written,
+                     const CopyProgress& progress) {
+  ChunkReader reader(from, name, progress);
+  std::string_view chunk = reader.First();
   if (chunk.empty()) {
     const bool isStandard = name == kStandardInput;
     Refuse(isStandard ? "Standard input is empty." : fmt::format("The pipe '{}' is empty.", name));
@@ -253,12 +303,12 @@ void DataFiles::Copy(std::FILE* from, const std::string& name, const std::string
   std::string path = NewPath("");
   {
     CopyWriter to(path, spoolDir_, encoding);
-    for (; !chunk.empty(); chunk = ReadChunk(from, name)) to.Write(chunk, name);
+    for (; !chunk.empty(); chunk = reader.Next()) to.Write(chunk, name);
     to.Finish(name);
   }
   const FileKind kind = InspectFile(path, false);
   if (!kind.compression.empty()) {
-    if (encoding != TextEncoding::kUtf8) RefuseCompressed(name);
+    if (encoding != TextEncoding::kUtf8) RefuseCompressed(name, kind.compression);
     const std::string packed = path + (kind.compression == "gzip" ? ".gz" : ".zst");
     std::error_code error;
     fs::rename(path, packed, error);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,6 +13,10 @@
 #include "host/table/ReadingOptions.h"
 
 namespace qvhost {
+
+/// Called often while a pipe is copied, also while nothing comes, with the bytes so far. May throw
+/// to end it.
+using CopyProgress = std::function<void(std::uint64_t bytes)>;
 
 /// Throws Error (kBadInput) unless `data` is one existing, readable file with something in it.
 void CheckFile(const std::string& data);
@@ -25,9 +31,9 @@ class DataFiles {
   /// Checks that everything named is there, reads the pipes, and settles the format. Throws Error:
   /// kBadInput where there is nothing to read, the formats differ or an option does not go with the
   /// format, kRunFailed where the temporary folder cannot be written. `spoolDir` is its parent;
-  /// empty for the system's.
+  /// empty for the system's. `progress` is not kept.
   DataFiles(const std::vector<std::string>& names, const ReadingOptions& options,
-            const std::string& spoolDir);
+            const std::string& spoolDir, const CopyProgress& progress = {});
 
   [[nodiscard]] FileFormat Format() const { return format_; }
 
@@ -58,12 +64,13 @@ class DataFiles {
     bool isPattern = false;
   };
 
-  void Add(const std::string& name);
-  void AddPipe(const std::string& name);
+  void Add(const std::string& name, const CopyProgress& progress);
+  void AddPipe(const std::string& name, const CopyProgress& progress);
   void AddPath(const std::string& name);
   void AddPattern(const std::string& pattern);
   void AddFile(const std::string& path);
-  void Copy(std::FILE* from, const std::string& name, const std::string& written);
+  void Copy(std::FILE* from, const std::string& name, const std::string& written,
+            const CopyProgress& progress);
   void AgreeOn(FileFormat format, const std::string& name);
   void CheckOptions() const;
   [[nodiscard]] FileFormat FormatOf(const std::string& name, const FileKind& kind) const;

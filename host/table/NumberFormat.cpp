@@ -261,6 +261,27 @@ std::string ReadingText(const NumberReading& reading) {
   return text + fmt::format(", such as '{}'", reading.example);
 }
 
+std::string TypesText(const std::string& column, const std::string& type) {
+  const bool isOdd = column.find_first_of(",=") != std::string::npos;
+  const std::string name = isOdd ? "`" + column + "`" : column;
+  return "--types " + ShellWord(name + "=" + type);
+}
+
+std::string ReadingSql(const NumberReading& reading, const std::string& column) {
+  const bool isPlain = std::ranges::all_of(
+      column, [](char c) { return c == '_' || (LowerAscii(c) >= 'a' && LowerAscii(c) <= 'z'); });
+  std::string sql = isPlain ? column : QuoteName(column);
+  const auto replace = [&sql](const std::string& mark, const char* by) {
+    sql = fmt::format("replace({}, {}, '{}')", sql, QuoteText(mark), by);
+  };
+  if (!reading.format.thousands.empty()) replace(reading.format.thousands, "");
+  if (reading.format.decimal == ',') replace(",", ".");
+  if (reading.hasCurrency || reading.hasPercent) {
+    sql = fmt::format("regexp_replace({}, '[^-+0-9.]', '', 'g')", sql);
+  }
+  return fmt::format("CAST({} AS DOUBLE)", sql);
+}
+
 std::string ReadingOptionsText(const NumberReading& reading, const std::string& column) {
   if (reading.isAmbiguous) return "--decimal , or --thousands ,";
   std::vector<std::string> options;
@@ -271,7 +292,7 @@ std::string ReadingOptionsText(const NumberReading& reading, const std::string& 
     options.push_back("--thousands " + (isPlain ? thousands : "\"" + thousands + "\""));
   }
   if (reading.hasCurrency || reading.hasPercent) {
-    options.push_back(fmt::format("--types {}=double", column));
+    options.push_back(TypesText(column, "double"));
   }
   std::string text;
   for (const std::string& option : options) text += (text.empty() ? "" : " ") + option;

@@ -44,6 +44,13 @@ struct NumberReading {
 /// "numbers with a decimal comma and points between thousands, such as '1.234,5'".
 [[nodiscard]] std::string ReadingText(const NumberReading& reading);
 
+/// The option that gives a column a type, as it can be pasted: `--types x=double`,
+/// `--types 'odd name=double'`.
+[[nodiscard]] std::string TypesText(const std::string& column, const std::string& type);
+
+/// The SQL expression that makes numbers of the texts of a column.
+[[nodiscard]] std::string ReadingSql(const NumberReading& reading, const std::string& column);
+
 /// The options that make numbers of the texts of a column: `--decimal , --thousands .`.
 [[nodiscard]] std::string ReadingOptionsText(const NumberReading& reading,
                                              const std::string& column);

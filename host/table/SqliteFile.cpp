@@ -13,6 +13,7 @@
 #include "host/Error.h"
 #include "host/Text.h"
 #include "host/table/DuckDb.h"
+#include "host/table/NumberFormat.h"
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
 #include "host/table/SqliteDatabase.h"
@@ -327,8 +328,8 @@ std::string FaultText(const Fault& fault) {
                                  : fmt::format("as the column is declared ({})", fault.declared);
   return fmt::format(
       "the value '{0}' {1} is not a number, {2}. If it stands for a missing value, "
-      "name it with --na {3}; else read the column as text with --types {4}=varchar.",
-      fault.value, place, reason, QuoteText(fault.value), fault.column);
+      "name it with --na {3}; else read the column as text with {4}.",
+      fault.value, place, reason, ShellText(fault.value), TypesText(fault.column, "varchar"));
 }
 
 }  // namespace

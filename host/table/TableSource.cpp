@@ -175,7 +175,8 @@ std::string TableSource::ReadingText(const QueryError& error) const {
   return fmt::format("{}: {}", name_, ReasonOf(error));
 }
 
-TableSource::TableSource(const DataSource& source)
+TableSource::TableSource(const DataSource& source,
+                         const std::function<void(std::uint64_t bytes)>& progress)
     : strings_(source.na.empty() ? MissingStrings::Default() : source.na),
       inputs_(std::make_unique<InputFiles>()),
       sql_(source.sql) {
@@ -183,7 +184,7 @@ TableSource::TableSource(const DataSource& source)
   if (!source.data.empty()) {
     std::vector<std::string> names = {source.data};
     names.insert(names.end(), source.moreData.begin(), source.moreData.end());
-    data_ = std::make_unique<DataFiles>(names, source.reading, source.spoolDir);
+    data_ = std::make_unique<DataFiles>(names, source.reading, source.spoolDir, progress);
     name_ = data_->Name();
     data_->AddTo(*inputs_);
     if (!source.table.empty() && !IsDatabase(data_->Format())) RefuseTable(name_);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -59,8 +60,10 @@ class SqliteFile;
 class TableSource {
  public:
   /// Opens the source and learns its columns; reads no more of the data than DuckDB needs to tell
-  /// their types. Throws Error (kBadInput) with the reason when there is nothing to read.
-  explicit TableSource(const DataSource& source);
+  /// their types. Throws Error (kBadInput) with the reason when there is nothing to read. A pipe is
+  /// read to its end; `progress` is called with the bytes so far, and may throw to end that.
+  explicit TableSource(const DataSource& source,
+                       const std::function<void(std::uint64_t bytes)>& progress = {});
   ~TableSource();
   TableSource(const TableSource&) = delete;
   TableSource& operator=(const TableSource&) = delete;

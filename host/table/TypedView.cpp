@@ -9,6 +9,7 @@
 
 #include "host/Error.h"
 #include "host/Text.h"
+#include "host/table/NumberFormat.h"
 #include "host/table/QueryError.h"
 #include "host/table/ScalarFunctions.h"
 
@@ -293,12 +294,12 @@ void TypedView::RefuseValue(std::size_t column) {
   throw Error(
       ExitCode::kBadInput,
       fmt::format("{0}: the value '{1}' of '{2}' in row {3} is not {4}, {6}. If it stands for a "
-                  "missing value, name it with --na {5}; else read the column as text with --types "
-                  "{2}=varchar.",
+                  "missing value, name it with --na {5}; else read the column as text with {7}.",
                   file, *found[2], raw.name, rowInFile,
                   isNumber ? "a number" : fmt::format("of the type {}", raw.type),
-                  QuoteText(*found[2]),
-                  raw.isDeclared ? "as --types demands" : "as those before it are"));
+                  ShellText(*found[2]),
+                  raw.isDeclared ? "as --types demands" : "as those before it are",
+                  TypesText(raw.name, "varchar")));
 }
 
 bool TypedView::Mend(const QueryError& error) {

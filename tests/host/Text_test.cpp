@@ -96,10 +96,13 @@ TEST(CutText, CutsAfterAWholeCharacter) {
   EXPECT_EQ(text, "…");
 }
 
-TEST(TextWidth, TakesABrokenByteAsOneColumn) {
-  EXPECT_EQ(TextWidth("日本"), 2U);
-  EXPECT_EQ(TextWidth("a\xFFz"), 3U);
-  EXPECT_EQ(TextWidth(""), 0U);
+TEST(ShellWord, IsQuotedWhereAShellWouldReadIt) {
+  EXPECT_EQ(ShellWord("data/a-b_1.csv"), "data/a-b_1.csv");
+  EXPECT_EQ(ShellWord("y ~ x"), "'y ~ x'");
+  EXPECT_EQ(ShellWord("y~`odd name`"), "'y~`odd name`'");
+  EXPECT_EQ(ShellWord("it's"), "'it'\\''s'");
+  EXPECT_EQ(ShellWord("$HOME"), "'$HOME'");
+  EXPECT_EQ(ShellWord(""), "''");
 }
 
 TEST(Printable, ReplacesControlCharactersOnly) {

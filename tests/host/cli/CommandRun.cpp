@@ -112,6 +112,11 @@ CommandRun& CommandRun::Umask(mode_t mask) {
   return *this;
 }
 
+CommandRun& CommandRun::With(std::string name, std::string value) {
+  environment_.emplace_back(std::move(name), std::move(value));
+  return *this;
+}
+
 void CommandRun::Send(pid_t child, int signal) {
   if (!signalled_) signalled_ = std::chrono::steady_clock::now();
   kill(child, signal);
@@ -146,6 +151,14 @@ void CommandRun::LimitPowers() const {
   }
 }
 
+/// In the child: what the terminal of whoever runs the tests says is not the command's.
+void CommandRun::SetEnvironment() const {
+  unsetenv("COLUMNS");
+  setenv("TERM", "xterm", 1);
+  setenv("NO_COLOR", "1", 1);
+  for (const auto& [name, value] : environment_) setenv(name.c_str(), value.c_str(), 1);
+}
+
 /// In the child: becomes the command.
 void CommandRun::Exec() const {
   RedirectOutput();
@@ -171,6 +184,7 @@ void CommandRun::Exec() const {
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
   if (onTerminal_) setenv("QVREG_PROGRESS_DELAY_MS", "0", 1);
+  SetEnvironment();
   execv(QVREG_COMMAND, pointers.data());
   _exit(kCannotRun);
 }

@@ -59,6 +59,10 @@ class CommandRun {
   /// Starts with this umask.
   CommandRun& Umask(mode_t mask);
 
+  /// Starts with a variable of the environment. Without it, nothing there sets the width or colours
+  /// of what is printed.
+  CommandRun& With(std::string name, std::string value);
+
   /// Runs to the end. Fails the test when the run wrote JSON that docs/fit.schema.json does not
   /// describe.
   [[nodiscard]] CommandResult Run();
@@ -68,10 +72,12 @@ class CommandRun {
   void RedirectOutput() const;
   void LimitPowers() const;
   void CheckJson(const CommandResult& result) const;
+  void SetEnvironment() const;
   void WatchTerminal(int terminal, pid_t child, std::string& shown);
   void Send(pid_t child, int signal);
 
   std::vector<std::string> arguments_;
+  std::vector<std::pair<std::string, std::string>> environment_;
   std::filesystem::path folder_;
   std::string inputPath_;
   std::string outputPath_;

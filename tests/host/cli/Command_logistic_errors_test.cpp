@@ -88,9 +88,9 @@ TEST(CommandLogisticErrors, ValuesOutOfRange) {
       "--parameter-criterion must be a number from 0 on, such as 1e-8; 0 switches it off.";
   for (const Case& c :
        {Case{{"--max-iterations", "-1"}, iterations},
-        Case{{"--max-iterations", "1.5"}, "Could not convert: --max-iterations = 1.5."},
+        Case{{"--max-iterations", "1.5"}, "--max-iterations takes a whole number, not '1.5'."},
         Case{{"--max-iterations", "99999999999"},
-             "Could not convert: --max-iterations = 99999999999."},
+             "--max-iterations takes a smaller number than 99999999999."},
         Case{{"--max-step-halving", "0"}, halving}, Case{{"--max-step-halving", "-2"}, halving},
         Case{{"--separation-from", "-1"}, separation}, Case{{"--ll-criterion", "-1e-9"}, ll},
         Case{{"--ll-criterion", "nan"}, ll}, Case{{"--ll-criterion", "inf"}, ll},
@@ -98,21 +98,22 @@ TEST(CommandLogisticErrors, ValuesOutOfRange) {
         Case{{"--parameter-criterion", "nan"}, parameter},
         Case{{"--parameter-criterion", "inf"}, parameter},
         Case{{"--parameter-criterion", "small"},
-             "Could not convert: --parameter-criterion = small."}}) {
+             "--parameter-criterion takes a number, not 'small'."}}) {
     ExpectFailure(Fit("answer ~ x", c.options), kBadInput, c.message + "\nTry 'qvreg fit --help'.");
   }
 }
 
 TEST(CommandLogisticErrors, ReferenceWithoutALevel) {
   ExpectFailure(Fit("answer ~ x", {"--reference"}), kBadInput,
-                "--reference: 1 required LEVEL missing.\nTry 'qvreg fit --help'.");
+                "--reference has no value; write --reference LEVEL.\nTry 'qvreg fit --help'.");
 }
 
 TEST(CommandLogisticErrors, InMemoryAndNot) {
   const CommandResult result = Fit("answer ~ x", {"--in-memory", "--no-in-memory"});
   EXPECT_EQ(result.exitCode, kBadInput);
   EXPECT_EQ(result.out, "");
-  EXPECT_NE(result.err.find("--in-memory excludes --no-in-memory"), std::string::npos)
+  EXPECT_NE(result.err.find("--no-in-memory and --in-memory exclude one another"),
+            std::string::npos)
       << result.err;
 }
 

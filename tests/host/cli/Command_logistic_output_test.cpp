@@ -23,7 +23,7 @@ const fs::path kData = fs::path(QVREG_TEST_DATA) / "logistic" / "data";
 std::string Summary(const Strings& more) {
   Strings arguments = {"fit"};
   arguments.insert(arguments.end(), more.begin(), more.end());
-  const CommandResult result = CommandRun(arguments).In(kData).Run();
+  const CommandResult result = CommandRun(arguments).In(kData).With("COLUMNS", "110").Run();
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.err, "");
   return result.out;
@@ -80,8 +80,8 @@ Observed     1      0  Correct
 Overall   5.8%  94.2%    69.3%
 
 Notes
-- 1 of 6 parameters is redundant and set to 0, because its column depends on the columns
-  before. The other levels of a factor are compared with its redundant ones.
+- 1 of 6 parameters is redundant and set to 0, because its column depends on the columns before. The other
+  levels of a factor are compared with its redundant ones.
 )");
 }
 
@@ -136,8 +136,8 @@ Low          567       0     0     0.0%
 Overall   100.0%    0.0%  0.0%    39.7%
 
 Notes
-- 2 of 6 parameters are redundant and set to 0, because their columns depend on the
-  columns before. The other levels of a factor are compared with its redundant ones.
+- 2 of 6 parameters are redundant and set to 0, because their columns depend on the columns before. The other
+  levels of a factor are compared with its redundant ones.
 )");
 }
 

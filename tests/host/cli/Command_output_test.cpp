@@ -1,13 +1,20 @@
 // Where the command's output goes, and what happens when it cannot go there.
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include "host/TextLayout.h"
 #include "tests/host/cli/CommandRun.h"
 #include "tests/support/TempFolder.h"
 
@@ -18,12 +25,21 @@ namespace fs = std::filesystem;
 
 constexpr int kRunFailed = 1;
 constexpr int kCancelled = 130;
+constexpr int kPipeClosed = 141;
 constexpr const char* kOutputAdvice = ". Check where it is sent to.\n";
 constexpr const char* kFileAdvice =
     ". Name a file in an existing folder that you may write to and that has room.\n";
 // Millions of records: enough to still be at work when a test looks.
 constexpr const char* kLongQuery =
     "SELECT range AS x, range % 7 AS y, range % 5 AS g FROM range(5000000)";
+
+/// The widest line, in columns.
+std::size_t WidthOf(const std::string& text) {
+  std::size_t widest = 0;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) widest = std::max(widest, TextWidth(line));
+  return widest;
+}
 
 class CommandOutput : public ::testing::Test {
  protected:
@@ -135,10 +151,112 @@ TEST_F(CommandOutput, FullDevice) {
           kOutputAdvice);
 }
 
-TEST_F(CommandOutput, PipeThatNobodyReads) {
-  ExpectRunFailure(
-      CommandRun(Arguments()).OutputToBrokenPipe().Run(),
-      std::string("qvreg: Standard output could not be written: Broken pipe") + kOutputAdvice);
+TEST_F(CommandOutput, PipeThatNobodyReadsEndsTheRunQuietly) {
+  for (const std::vector<std::string>& arguments :
+       {Arguments(), Arguments({"--json", "-"}), {"fit", "--help"}, {"--version"}}) {
+    const CommandResult result = CommandRun(arguments).OutputToBrokenPipe().Run();
+    EXPECT_EQ(result.exitCode, kPipeClosed);
+    EXPECT_EQ(result.err, "");
+  }
+}
+
+TEST_F(CommandOutput, FilesAreWholeThoughNobodyReadsTheSummary) {
+  const std::string json = folder_.File("fit.json");
+  const std::string rows = folder_.File("p.csv");
+  EXPECT_EQ(CommandRun(Arguments({"--json", json, "-o", rows})).OutputToBrokenPipe().Run().exitCode,
+            kPipeClosed);
+  EXPECT_EQ(qvtest::ReadFile(json), Fit({"--json", "-"}).out);
+  EXPECT_TRUE(qvtest::ReadFile(rows).ends_with("\n"));
+}
+
+TEST_F(CommandOutput, QuietWritesFilesAndErrorsOnly) {
+  const std::string json = folder_.File("fit.json");
+  for (const char* quiet : {"-q", "--quiet"}) {
+    fs::remove(json);
+    const CommandResult result = CommandRun(Arguments({quiet, "--json", json})).OnTerminal().Run();
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(qvtest::ReadFile(json), Fit({"--json", "-"}).out);
+  }
+  EXPECT_EQ(Fit({"-q", "--json", "-"}).out, Fit({"--json", "-"}).out);
+  EXPECT_NE(Fit({"-q", "--freq-weight", "none"}).err, "");
+}
+
+TEST_F(CommandOutput, QuietShowsNoProgress) {
+  const CommandResult result =
+      CommandRun({"fit", "--sql", kLongQuery, "--formula", "y ~ x", "-q"}).OnTerminal().Run();
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+}
+
+TEST_F(CommandOutput, ColoursWhenAsked) {
+  EXPECT_EQ(Fit({}).out.find('\x1b'), std::string::npos) << "no terminal";
+  EXPECT_EQ(Fit({"--color", "never"}).out, Fit({}).out);
+  EXPECT_TRUE(Fit({"--color", "always"}).out.starts_with("\x1b[1mLinear model\x1b[0m\n"));
+  EXPECT_TRUE(Fit({"--color=always", "--freq-weight", "none"})
+                  .err.starts_with("\x1b[31mqvreg:\x1b[0m There is no column 'none'"));
+  EXPECT_TRUE(RunQvreg({"fit", "--help", "--color", "always"}).out.find("\x1b[1mData:\x1b[0m\n") !=
+              std::string::npos);
+}
+
+TEST_F(CommandOutput, PrintsTheDigitsAskedFor) {
+  EXPECT_NE(
+      Fit({"--digits", "3"})
+          .out.find("\nx               1.196       0.179   6.67  0.0217    0.425     1.968\n"),
+      std::string::npos)
+      << Fit({"--digits", "3"}).out;
+}
+
+TEST_F(CommandOutput, PrintsAllRowsWhenAsked) {
+  const std::vector<std::string> arguments = {
+      "fit", "--sql", "SELECT range AS y, (range % 100)::VARCHAR AS g FROM range(1000)",
+      "--formula", "y ~ g"};
+  EXPECT_NE(RunQvreg(arguments).out.find("\n… 51 more parameters; --all prints them\n"),
+            std::string::npos);
+  std::vector<std::string> all = arguments;
+  all.emplace_back("--all");
+  const std::string out = RunQvreg(all).out;
+  EXPECT_EQ(out.find("…"), std::string::npos);
+  EXPECT_NE(out.find("\ng=55 "), std::string::npos);
+}
+
+TEST_F(CommandOutput, FitsTheWidthOfTheEnvironment) {
+  const auto outOf = [](const std::vector<std::string>& arguments, const char* width) {
+    return CommandRun(arguments).With("COLUMNS", width).Run().out;
+  };
+  const std::string narrow = outOf(Arguments(), "60");
+  EXPECT_LE(WidthOf(narrow), 60U) << narrow;
+  EXPECT_GT(WidthOf(outOf(Arguments(), "120")), 60U);
+  const std::string help = outOf({"fit", "--help"}, "60");
+  EXPECT_LE(WidthOf(help), 60U) << help;
+}
+
+TEST_F(CommandOutput, HelpFitsTheUsualWidth) {
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"--help"}, std::vector<std::string>{"fit", "--help"}}) {
+    const std::string help = RunQvreg(arguments).out;
+    EXPECT_LE(WidthOf(help), 80U) << help;
+    EXPECT_GT(WidthOf(help), 70U) << help;
+  }
+}
+
+TEST_F(CommandOutput, ColoursErrorsOnATerminal) {
+  const std::vector<std::string> arguments = Arguments({"--freq-weight", "none"});
+  const std::string red = "\x1b[31mqvreg:\x1b[0m There is no column 'none'";
+  EXPECT_NE(CommandRun(arguments).OnTerminal().With("NO_COLOR", "").Run().err.find(red),
+            std::string::npos);
+  EXPECT_EQ(CommandRun(arguments).OnTerminal().Run().err.find("[31m"), std::string::npos);
+  EXPECT_EQ(CommandRun(arguments)
+                .OnTerminal()
+                .With("NO_COLOR", "")
+                .With("TERM", "dumb")
+                .Run()
+                .err.find('\x1b'),
+            std::string::npos)
+      << "neither colours nor a bar that cannot be erased";
+  EXPECT_EQ(CommandRun(arguments).With("NO_COLOR", "").Run().err.find('\x1b'), std::string::npos)
+      << "no terminal";
 }
 
 TEST_F(CommandOutput, ClosedOutput) {
@@ -214,6 +332,23 @@ TEST_F(CommandOutput, ProgressOnATerminalIsErasedAtTheEnd) {
   }
   EXPECT_NE(result.err.find("%"), std::string::npos);
   EXPECT_TRUE(result.err.ends_with("\r\x1b[2K")) << "the line is left empty";
+}
+
+TEST_F(CommandOutput, ProgressWhileAPipeIsFilled) {
+  const std::string pipe = folder_.File("pipe.csv");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  std::thread writer([&pipe] {
+    std::ofstream to(pipe);
+    to << "y,x\n1,1\n2,2\n" << std::flush;
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    to << "4,3\n5,4.5\n";
+  });
+  const CommandResult result =
+      CommandRun({"fit", "--data", pipe, "--formula", "y ~ x"}).OnTerminal().Run();
+  writer.join();
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_NE(result.err.find("receiving    12 bytes"), std::string::npos) << result.err;
+  EXPECT_TRUE(result.err.ends_with("\r\x1b[2K"));
 }
 
 TEST_F(CommandOutput, NoProgressInAPipe) {

@@ -71,8 +71,10 @@ TEST_P(CommandScale, TellsTheTestsOfUsualNumbersInJson) {
 
 TEST_P(CommandScale, PrintsTheirTestsInTheTable) {
   const auto& [formula, x, z, y] = GetParam();
-  const CommandResult extreme = RunQvreg(Arguments(Query(x, z, y), formula));
-  const CommandResult usual = RunQvreg(Arguments(Query(0, 0, 0), formula));
+  const CommandResult extreme =
+      CommandRun(Arguments(Query(x, z, y), formula)).With("COLUMNS", "200").Run();
+  const CommandResult usual =
+      CommandRun(Arguments(Query(0, 0, 0), formula)).With("COLUMNS", "200").Run();
   EXPECT_EQ(extreme.exitCode, 0) << extreme.err;
   EXPECT_EQ(extreme.err, usual.err);
   // Label, estimate, standard error, statistic, p.

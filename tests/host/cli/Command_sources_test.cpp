@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/TextLayout.h"
 #include "tests/host/cli/CommandRun.h"
 #include "tests/support/TempFolder.h"
 
@@ -37,8 +38,9 @@ R square 0.995204, root mean square error 0.802694
 Residual standard error 0.870644 on 17 degrees of freedom
 
 Notes
-- 1 of 4 parameters is redundant and set to 0, because its column depends on the columns
-  before. The other levels of a factor are compared with its redundant ones.
+- 1 of 4 parameters is redundant and set to 0, because its column depends on the
+  columns before. The other levels of a factor are compared with its redundant
+  ones.
 )";
 
   /// Fits to what these options name.
@@ -52,7 +54,8 @@ Notes
     const CommandResult result = Fit(source);
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_EQ(result.err, "");
-    EXPECT_NE(result.out.find("Data       " + name + "\n"), std::string::npos) << result.out;
+    const std::string data = "Data       " + Wrap(name, 80, 11, 11) + "\n";
+    EXPECT_NE(result.out.find(data), std::string::npos) << result.out;
     EXPECT_NE(result.out.find("Records    20 read, 20 used\n"), std::string::npos) << result.out;
     EXPECT_EQ(Parameters(result.out), kExpected);
   }

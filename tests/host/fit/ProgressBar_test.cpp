@@ -1,9 +1,13 @@
 #include "host/fit/ProgressBar.h"
 
 #include <array>
+#include <cstdint>
 #include <memory>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "host/TextLayout.h"
 
 namespace qvhost {
 namespace {
@@ -63,10 +67,39 @@ TEST_F(ProgressBarTest, AVeryLongStageLeavesOutTheRecords) {
 }
 
 TEST_F(ProgressBarTest, NoLineIsLongerThanATerminal) {
-  for (const double share : {-1.0, 0.5}) {
+  for (const std::size_t width : {20U, 30U, 45U, 60U, 80U, 200U}) {
+    for (const char* stage : {"pass 1 of 3", "iteration 2, log-likelihood -1.09861e+06"}) {
+      for (const double share : {-1.0, 0.5}) {
+        std::rewind(stream_.get());
+        ASSERT_EQ(ftruncate(fileno(stream_.get()), 0), 0);
+        ProgressBar bar(stream_.get(), width);
+        bar.Show(stage, share, 123456);
+        const std::string line = Shown().substr(std::string(kErase).size());
+        EXPECT_LT(TextWidth(line), width) << line;
+        EXPECT_GE(TextWidth(line), std::size_t{15}) << line;
+      }
+    }
+  }
+}
+
+TEST_F(ProgressBarTest, ANarrowLineKeepsTheShare) {
+  ProgressBar bar(stream_.get(), 20);
+  bar.Show("iteration 2, log-likelihood -1.09861e+06", 0.5, 1);
+  EXPECT_EQ(Shown(), std::string(kErase) + "iterati…61e+06  50%");
+}
+
+TEST_F(ProgressBarTest, ShowsBytes) {
+  struct Case {
+    std::uint64_t bytes;
+    const char* text;
+  };
+  for (const Case& c : {Case{0, "0 bytes"}, Case{999, "999 bytes"}, Case{12345, "12.3 kB"},
+                        Case{5'000'000'000, "5.0 GB"}, Case{7'000'000'000'000'000, "7000.0 TB"}}) {
+    std::rewind(stream_.get());
+    ASSERT_EQ(ftruncate(fileno(stream_.get()), 0), 0);
     ProgressBar bar(stream_.get());
-    bar.Show(std::string(200, 'x'), share, 1);
-    EXPECT_TRUE(Shown().ends_with(kErase + std::string(79, 'x'))) << Shown();
+    bar.ShowBytes("receiving", c.bytes);
+    EXPECT_EQ(Shown(), std::string(kErase) + "receiving    " + c.text);
   }
 }
 

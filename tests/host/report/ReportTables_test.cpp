@@ -1,11 +1,21 @@
 #include "host/report/ReportTables.h"
 
+#include <algorithm>
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "tests/host/report/SampleFit.h"
 
 namespace qvhost {
 namespace {
+
+TextStyle Wide() {
+  TextStyle style;
+  style.width = 120;
+  return style;
+}
 
 TEST(ParameterTable, OfALinearModelHasT) {
   const FitResult fit = SampleFit();
@@ -20,7 +30,7 @@ TEST(ParameterTable, OfALinearModelHasT) {
 TEST(ParameterTable, OfALogisticModelHasZAndTheOdds) {
   const FitResult fit = SampleLogisticFit();
   const std::string table =
-      ParameterTable(std::span(fit.parameters).first(2), ModelKind::kLogistic, 0.95);
+      ParameterTable(std::span(fit.parameters).first(2), ModelKind::kLogistic, 0.95, Wide());
   // exp(0.5), exp(0.08875), exp(0.91125); exp(-1.5), exp(-2.325), exp(-0.675)
   EXPECT_EQ(
       table,
@@ -40,7 +50,7 @@ TEST(ParameterTable, OddsPastTheLargestDoubleAreLeftOut) {
   parameter.estimate = 710.0;
   parameter.statistics = {1.0, 710.0, 0.0, -800.0, 709.0};
   EXPECT_EQ(
-      ParameterTable({&parameter, 1}, ModelKind::kLogistic, 0.95),
+      ParameterTable({&parameter, 1}, ModelKind::kLogistic, 0.95, Wide()),
       "Parameter  Estimate  Std. error       z       p  95% low  95% high  exp(est.)  95% low    "
       "95% high\n"
       "-----------------------------------------------------------------------------------------"
@@ -53,6 +63,52 @@ TEST(ParameterTable, WithoutParametersHasAHeading) {
   EXPECT_EQ(ParameterTable({}, ModelKind::kLinear, 0.999),
             "Parameter  Estimate  Std. error  t  p  99.9% low  99.9% high\n"
             "------------------------------------------------------------\n");
+}
+
+/// Parameters g=1, g=2, ... with their numbers as estimates.
+std::vector<ParameterResult> ManyParameters(int count) {
+  std::vector<ParameterResult> parameters;
+  for (int i = 1; i <= count; ++i) {
+    ParameterResult& parameter = parameters.emplace_back();
+    parameter.label = "g=" + std::to_string(i);
+    parameter.estimate = i;
+  }
+  return parameters;
+}
+
+TEST(ParameterTable, OfSixtyRowsIsWhole) {
+  const std::string table = ParameterTable(ManyParameters(60), ModelKind::kLinear, 0.95);
+  EXPECT_EQ(std::ranges::count(table, '\n'), 62);
+  EXPECT_EQ(table.find("…"), std::string::npos);
+}
+
+TEST(ParameterTable, OfMoreRowsHasTheFirstAndTheLast) {
+  const std::string table = ParameterTable(ManyParameters(61), ModelKind::kLinear, 0.95);
+  EXPECT_EQ(std::ranges::count(table, '\n'), 2 + 40 + 1 + 10);
+  EXPECT_NE(table.find("\ng=40        40.0000\n… 11 more parameters; --all prints them\n"
+                       "g=52        52.0000\n"),
+            std::string::npos)
+      << table;
+  EXPECT_TRUE(table.ends_with("\ng=61        61.0000\n")) << table;
+}
+
+TEST(ParameterTable, HasAllRowsWhenAsked) {
+  TextStyle style;
+  style.all = true;
+  const std::string table = ParameterTable(ManyParameters(361), ModelKind::kLinear, 0.95, style);
+  EXPECT_EQ(std::ranges::count(table, '\n'), 363);
+}
+
+TEST(ParameterTable, HasTheDigitsAskedFor) {
+  FitResult fit = SampleLogisticFit();
+  TextStyle style;
+  style.digits = 3;
+  const std::string table =
+      ParameterTable(std::span(fit.parameters).first(1), ModelKind::kLogistic, 0.95, style);
+  EXPECT_NE(table.find("(Intercept)     0.500       0.250  2.00  0.0455   0.0887    0.9113\n"),
+            std::string::npos)
+      << table;
+  EXPECT_NE(table.find("       1.65     1.09      2.49\n"), std::string::npos) << table;
 }
 
 TEST(LogisticText, LevelsCountRecordsWithoutAFrequencyWeight) {
@@ -149,7 +205,7 @@ FitResult FitOfLevels(std::size_t count) {
 }
 
 TEST(LogisticText, TenLevelsHaveTheFullTable) {
-  const std::string text = ClassificationText(FitOfLevels(10));
+  const std::string text = ClassificationText(FitOfLevels(10), Wide());
   EXPECT_TRUE(text.starts_with("Classification: rows observed, columns predicted\n\nObserved  "))
       << text;
   EXPECT_NE(text.find("   l8    l9  Correct\n"), std::string::npos) << text;
@@ -185,6 +241,29 @@ TEST(LogisticText, ALevelWithoutAClassifiedRecordHasNoShare) {
             "l0            10     0   100.0%\n"
             "l1             0     0\n"
             "Overall   100.0%  0.0%   100.0%\n");
+}
+
+TEST(LogisticText, OfManyLevelsHasSomeTables) {
+  FitResult fit = FitOfLevels(14);
+  fit.parameters = ManyParameters(13);
+  const std::string text = LevelParameters(fit, {});
+  EXPECT_NE(text.find("\ny = l7 against l13\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\n\n… 3 more tables; --all prints them\n\ny = l11 against l13\n"),
+            std::string::npos)
+      << text;
+  EXPECT_EQ(text.find("y = l8 against"), std::string::npos);
+  TextStyle style;
+  style.all = true;
+  EXPECT_NE(LevelParameters(fit, style).find("y = l8 against"), std::string::npos);
+}
+
+TEST(LogisticText, OfManyLevelsHasSomeRows) {
+  const FitResult fit = FitOfLevels(100);
+  for (const std::string& text : {LevelTable(fit), ClassificationText(fit)}) {
+    EXPECT_NE(text.find("… 50 more levels; --all prints them\nl90 "), std::string::npos) << text;
+    EXPECT_EQ(text.find("l40 "), std::string::npos) << text;
+  }
+  EXPECT_TRUE(ClassificationText(fit).ends_with("\nOverall     99.0%\n"));
 }
 
 TEST(LogisticText, WithoutAClassificationThereIsNoText) {

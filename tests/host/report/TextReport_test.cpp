@@ -1,7 +1,10 @@
-
+#include <algorithm>
+#include <sstream>
+#include <string>
 
 #include <gtest/gtest.h>
 
+#include "host/TextLayout.h"
 #include "host/report/Report.h"
 #include "tests/host/report/SampleFit.h"
 
@@ -40,8 +43,9 @@ R square 0.75, root mean square error 0.333333
 Residual standard error 0.334 on 1097 degrees of freedom
 
 Notes
-- 1 of 3 parameters is redundant and set to 0, because its column depends on the columns
-  before. The other levels of a factor are compared with its redundant ones.
+- 1 of 3 parameters is redundant and set to 0, because its column depends on the
+  columns before. The other levels of a factor are compared with its redundant
+  ones.
 - Something is odd.
 )");
 }
@@ -77,10 +81,10 @@ No residual standard error on 0 degrees of freedom
 TEST(TextReport, BreaksLongNotesBetweenWords) {
   FitResult fit = SampleFit();
   fit.parameters.pop_back();
-  fit.warnings = {std::string("word ") + std::string(90, 'x') + " and " + std::string(82, 'y')};
+  fit.warnings = {std::string("word ") + std::string(90, 'x') + " and " + std::string(74, 'y')};
   const std::string report = TextReport(fit);
   EXPECT_EQ(report.substr(report.find("Notes")),
-            "Notes\n- word\n  " + std::string(90, 'x') + "\n  and " + std::string(82, 'y') + "\n");
+            "Notes\n- word\n  " + std::string(90, 'x') + "\n  and " + std::string(74, 'y') + "\n");
 }
 
 TEST(TextReport, CountsTheColumnsItDoesNotName) {
@@ -89,9 +93,10 @@ TEST(TextReport, CountsTheColumnsItDoesNotName) {
   for (const char* name : {"a", "b", "c", "d", "e", "f", "g", "h"}) {
     fit.records.missingByColumn.push_back({name, 1000});
   }
-  EXPECT_NE(TextReport(fit).find("(a 1,000, b 1,000, c 1,000, d 1,000, e 1,000, f 1,000, 2 more "
-                                 "columns)\n"),
-            std::string::npos);
+  EXPECT_NE(TextReport(fit).find("(a 1,000, b 1,000, c 1,000, d 1,000,\n           e 1,000, f "
+                                 "1,000, 2 more columns)\n"),
+            std::string::npos)
+      << TextReport(fit);
 }
 
 TEST(TextReport, NamesBothWeights) {
@@ -114,10 +119,74 @@ TEST(TextReport, OneDegreeOfFreedomIsSingular) {
   EXPECT_NE(TextReport(fit).find("error on 1 degree of freedom\n"), std::string::npos);
 }
 
+/// The widest line, in columns.
+std::size_t WidthOf(const std::string& text) {
+  std::size_t widest = 0;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) widest = std::max(widest, TextWidth(line));
+  return widest;
+}
+
+TEST(TextReport, FitsEveryWidth) {
+  FitResult linear = SampleFit();
+  linear.formula = "y ~ g*x + another + and_another + yet_another_one";
+  linear.parameters[1].label = "一二三四五六七八九十=ä:I(x^2):and=a_rather_long_level";
+  linear.warnings = {"A longer note that has to be broken into several lines to be read."};
+  for (std::size_t width = 40; width <= 120; ++width) {
+    TextStyle style;
+    style.width = width;
+    for (const FitResult& fit : {linear, SampleLogisticFit()}) {
+      EXPECT_LE(WidthOf(TextReport(fit, style)), width) << TextReport(fit, style);
+    }
+  }
+}
+
+TEST(TextReport, IndentsWhatContinuesALine) {
+  FitResult fit = SampleFit();
+  fit.formula = "y ~ g*x + another + and_another";
+  TextStyle style;
+  style.width = 40;
+  EXPECT_NE(TextReport(fit, style).find("Formula    y ~ g*x + another +\n           and_another\n"),
+            std::string::npos)
+      << TextReport(fit, style);
+}
+
+TEST(TextReport, KeepsACountWithItsColumn) {
+  FitResult fit = SampleFit();
+  fit.records.missingByColumn = {{"body_mass", 2}, {"sex", 11}, {"flipper_length", 2}};
+  EXPECT_NE(TextReport(fit).find("value (body_mass 2, sex 11,\n           flipper_length 2)\n"),
+            std::string::npos)
+      << TextReport(fit);
+}
+
+TEST(TextReport, ColoursHeadingsAndWarnings) {
+  TextStyle style;
+  style.color = true;
+  const std::string text = TextReport(SampleFit(), style);
+  EXPECT_TRUE(text.starts_with("\x1b[1mLinear model\x1b[0m\n")) << text;
+  EXPECT_NE(text.find("\x1b[1mParameter "), std::string::npos) << text;
+  EXPECT_NE(text.find("\x1b[1mNotes\x1b[0m\n- 1 of 3"), std::string::npos) << text;
+  EXPECT_NE(text.find("\x1b[33m- Something is odd.\x1b[0m\n"), std::string::npos) << text;
+  EXPECT_EQ(TextReport(SampleFit()).find('\x1b'), std::string::npos);
+}
+
+TEST(TextReport, HasMoreDigitsWhenAskedForMore) {
+  TextStyle style;
+  style.digits = 3;
+  EXPECT_NE(TextReport(SampleFit(), style).find("root mean square error 0.333333\n"),
+            std::string::npos)
+      << "no fewer than usual";
+  style.digits = 9;
+  EXPECT_NE(TextReport(SampleFit(), style).find("root mean square error 0.333333333\n"),
+            std::string::npos);
+}
+
 // The summary of a logistic model, as the printed whole.
 
 TEST(TextReportLogistic, TellsTheWholeFit) {
-  EXPECT_EQ(TextReport(SampleLogisticFit()),
+  TextStyle style;
+  style.width = 101;
+  EXPECT_EQ(TextReport(SampleLogisticFit(), style),
             R"(Multinomial logistic model
 
 Formula    y ~ g + x
@@ -168,8 +237,8 @@ mid       500.5      0      0     0.0%
 Overall   45.0%  42.5%  12.5%    57.5%
 
 Notes
-- 2 of 8 parameters are redundant and set to 0, because their columns depend on the
-  columns before. The other levels of a factor are compared with its redundant ones.
+- 2 of 8 parameters are redundant and set to 0, because their columns depend on the columns before.
+  The other levels of a factor are compared with its redundant ones.
 - Something is odd.
 )");
 }

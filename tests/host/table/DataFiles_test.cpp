@@ -1,12 +1,17 @@
 #include "host/table/DataFiles.h"
 
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <thread>
+#include <vector>
 
 #include <fmt/format.h>
 #include <sys/stat.h>
 
+#include "host/Error.h"
 #include "tests/host/table/TableTest.h"
 
 namespace qvhost {
@@ -136,7 +141,68 @@ TEST_F(DataFilesTest, OtherEncodingsAreConverted) {
                                "' is no character in the encoding that --encoding names; name "
                                "another one.");
   from.data = WriteTable("t.csv.gz", "SELECT 1 AS x");
-  EXPECT_TRUE(Refused(from).starts_with("'" + from.data + "' is compressed and in another"));
+  EXPECT_EQ(Refused(from), "'" + from.data +
+                               "' is compressed and in another encoding than UTF-8; unpack it "
+                               "first: gunzip -c " +
+                               from.data + " | qvreg fit --data - with the same options.");
+  from.data = WriteTable("t.csv.zst", "SELECT 1 AS x");
+  EXPECT_NE(Refused(from).find("first: zstd -dc " + from.data + " | "), std::string::npos);
+  from.data = WriteTable("it's.csv.gz", "SELECT 1 AS x");
+  EXPECT_NE(Refused(from).find("/it'\\''s.csv.gz' | "), std::string::npos) << Refused(from);
+}
+
+TEST_F(DataFilesTest, AFileThatIsNotThereHasANeighbour) {
+  std::filesystem::create_directory(Path("rows.csw"));
+  WriteText("rows.tsv", kRows);
+  EXPECT_EQ(Refused(From(Path("rows.csv"))), "The file '" + Path("rows.csv") +
+                                                 "' does not exist. Did you mean '" +
+                                                 Path("rows.tsv") + "'?")
+      << "no folder, and with the path";
+}
+
+TEST_F(DataFilesTest, TellsHowMuchOfAPipeHasCome) {
+  const std::string pipe = Path("slow");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  std::jthread writer([&] {
+    std::ofstream to(pipe, std::ios::binary);
+    for (const char* part : {"x", ",g\n1.5,ü\n", "2.5,a\n"}) {
+      to << part << std::flush;
+      std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    }
+  });
+  std::vector<std::uint64_t> told;
+  {
+    const TableSource source(From(pipe), [&](std::uint64_t bytes) { told.push_back(bytes); });
+    EXPECT_EQ(Values(CodeTable(source, {Ask("x")})), (std::vector<double>{1.5, 2.5}));
+  }
+  EXPECT_TRUE(std::ranges::is_sorted(told));
+  EXPECT_GE(std::ranges::count(told, 0U), 1);
+  EXPECT_GE(std::ranges::count(told, 1U), 2) << "also while nothing comes";
+  EXPECT_GE(std::ranges::count(told, 11U), 2);
+  EXPECT_GE(std::ranges::count(told, 17U), 1);
+}
+
+TEST_F(DataFilesTest, TheMarkOfAnEncodingMayComeByteByByte) {
+  const std::string pipe = Path("slow");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  std::ifstream from(WriteUtf16(), std::ios::binary);
+  const std::string bytes(std::istreambuf_iterator<char>(from), {});
+  std::jthread writer([&] {
+    std::ofstream to(pipe, std::ios::binary);
+    to << bytes.front() << std::flush;
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    to << bytes.substr(1);
+  });
+  ExpectRows(From(pipe));
+}
+
+TEST_F(DataFilesTest, WhoIsToldMayEndIt) {
+  const std::string pipe = Path("endless");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  std::ofstream to;
+  std::jthread writer([&] { to.open(pipe); });
+  EXPECT_THROW(TableSource(From(pipe), [](std::uint64_t) { throw Cancelled(); }), Cancelled);
+  EXPECT_TRUE(std::filesystem::is_empty(Path("spool")));
 }
 
 TEST_F(DataFilesTest, SeveralFilesAreOneTable) {

@@ -1,6 +1,13 @@
 #include "host/table/NumberFormat.h"
 
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
 #include <gtest/gtest.h>
+
+#include "host/Text.h"
+#include "host/table/Connection.h"
 
 namespace qvhost {
 namespace {
@@ -86,6 +93,34 @@ TEST(FindReading, NamesBothReadingsOfACommaThatMayBeEither) {
   EXPECT_TRUE(either->isAmbiguous);
   EXPECT_EQ(ReadingOptionsText(*either, "x"), "--decimal , or --thousands ,");
   EXPECT_FALSE(FindReading({"1,234", "12,5"})->isAmbiguous);
+}
+
+TEST(TypesText, CanBePasted) {
+  EXPECT_EQ(TypesText("x", "double"), "--types x=double");
+  EXPECT_EQ(TypesText("odd name", "double"), "--types 'odd name=double'");
+  EXPECT_EQ(TypesText("a,b", "varchar"), "--types '`a,b`=varchar'");
+}
+
+TEST(ReadingSql, MakesTheNumbers) {
+  Connection connection;
+  for (const Texts& texts :
+       {Texts{"1.234,5", "12,25"}, Texts{"1,234.50 €", "$3.00"}, Texts{"1 234,5", "-7,5"},
+        Texts{"5 %", "12.5%"}, Texts{"1'234,5", "2,5"}}) {
+    const auto reading = FindReading(texts);
+    ASSERT_TRUE(reading) << texts.front();
+    for (const std::string& text : texts) {
+      const auto rows =
+          connection.Rows(fmt::format("SELECT {} FROM (SELECT {} AS \"odd name\")",
+                                      ReadingSql(*reading, "odd name"), QuoteText(text)));
+      EXPECT_EQ(std::stod(rows.front().front().value_or("nan")),
+                std::stod(*ParseNumber(text, reading->format, NumberSigns::kDropped)))
+          << text;
+    }
+  }
+}
+
+TEST(ReadingSql, IsPlainWhereItCanBe) {
+  EXPECT_EQ(ReadingSql(*FindReading({"1,5", "2,25"}), "x"), "CAST(replace(x, ',', '.') AS DOUBLE)");
 }
 
 TEST(FindReading, TakesNinetyFiveInAHundred) {

@@ -22,8 +22,9 @@ bool Contains(const std::string& text, const std::string& part) {
 
 TEST_F(TableSourceErrors, NamesAMissingFile) {
   WriteText("penguins.csv", "x\n1\n");
-  EXPECT_EQ(Refused({Path("penguns.csv"), "", ""}),
-            "The file '" + Path("penguns.csv") + "' does not exist. Did you mean 'penguins.csv'?");
+  EXPECT_EQ(Refused({Path("penguns.csv"), "", ""}), "The file '" + Path("penguns.csv") +
+                                                        "' does not exist. Did you mean '" +
+                                                        Path("penguins.csv") + "'?");
   EXPECT_EQ(Refused({Path("zzz.parquet"), "", ""}),
             "The file '" + Path("zzz.parquet") + "' does not exist.");
   EXPECT_EQ(Refused({Path("no/folder/x.csv"), "", ""}),

@@ -1,0 +1,261 @@
+// What the command answers to a command line that it cannot take, and to a call for help.
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/host/cli/CommandRun.h"
+#include "tests/support/TempFolder.h"
+
+namespace qvhost {
+namespace {
+
+using Words = std::vector<std::string>;
+
+constexpr int kBadInput = 2;
+
+struct Mistake {
+  Words words;
+  std::string message;
+};
+
+class CommandUsage : public ::testing::Test {
+ protected:
+  CommandUsage() { folder_.Write("rows.csv", "y,x,g\n1,1,a\n2,2,b\n4,3,a\n5,4.5,b\n"); }
+
+  [[nodiscard]] CommandResult Run(const Words& words) const {
+    return CommandRun(words).In(folder_.Path()).Run();
+  }
+
+  /// Refused with the message, and a hint that help is there.
+  void ExpectRefused(const Mistake& mistake, const std::string& help) const {
+    ExpectFailure(Run(mistake.words), kBadInput, mistake.message + "\nTry '" + help + "'.");
+  }
+
+  /// The same behind `qvreg fit -d rows.csv -f 'y ~ x'`.
+  void ExpectFitRefused(const Words& more, const std::string& message) const {
+    Words words = {"fit", "-d", "rows.csv", "-f", "y ~ x"};
+    words.insert(words.end(), more.begin(), more.end());
+    ExpectRefused({words, message}, "qvreg fit --help");
+  }
+
+  qvtest::TempFolder folder_;
+};
+
+// ---- The command ------------------------------------------------------------
+
+TEST_F(CommandUsage, AnUnknownCommand) {
+  for (const Mistake& mistake :
+       {Mistake{{"fti"}, "There is no command 'fti'. Did you mean 'fit'?"},
+        Mistake{
+            {"predict", "--data", "rows.csv"},
+            "There is no command 'predict'. 'qvreg fit' with --predictions FILE writes what the "
+            "model predicts."},
+        Mistake{{"rows.csv"},
+                "There is no command 'rows.csv'. Write 'qvreg fit' and --data before "
+                "it."},
+        Mistake{{"y ~ x"},
+                "There is no command 'y ~ x'. Write 'qvreg fit' and --formula before "
+                "it."},
+        Mistake{{"version"}, "There is no command 'version'. Write 'qvreg --version'."},
+        Mistake{{"regress"}, "There is no command 'regress'. Write 'qvreg fit' to fit a model."},
+        Mistake{{"help", "fti"}, "There is no command 'fti'. Did you mean 'fit'?"}}) {
+    ExpectRefused(mistake, "qvreg --help");
+  }
+}
+
+TEST_F(CommandUsage, AMissingCommand) {
+  for (const Mistake& mistake :
+       {Mistake{{"--formula", "y ~ x"},
+                "The command is missing: write 'qvreg fit' before --formula."},
+        Mistake{{"-d", "rows.csv"}, "The command is missing: write 'qvreg fit' before -d."},
+        Mistake{{"--json=-"}, "The command is missing: write 'qvreg fit' before --json."},
+        Mistake{{"--versoin"}, "There is no option --versoin. Did you mean --version?"},
+        Mistake{{"--nonsense"}, "There is no option --nonsense."}}) {
+    ExpectRefused(mistake, "qvreg --help");
+  }
+}
+
+// ---- Names of options -------------------------------------------------------
+
+TEST_F(CommandUsage, AnUnknownOptionWithANearOne) {
+  ExpectFitRefused({"--formulla", "y ~ x"},
+                   "There is no option --formulla. Did you mean --formula?");
+  ExpectFitRefused({"--prediction", "p.csv"},
+                   "There is no option --prediction. Did you mean --predictions?");
+  ExpectFitRefused({"--predict=p.csv"},
+                   "There is no option --predict. Did you mean --predictions?");
+  ExpectFitRefused({"--freqweight", "x"},
+                   "There is no option --freqweight. Did you mean --freq-weight?");
+  ExpectFitRefused({"--delimiter", ";"}, "There is no option --delimiter. Did you mean --delim?");
+}
+
+TEST_F(CommandUsage, AnOptionOfOtherPrograms) {
+  ExpectFitRefused(
+      {"--output", "p.csv"},
+      "There is no option --output; --predictions FILE writes what the model predicts, "
+      "--json FILE the fit.");
+  ExpectFitRefused({"--weights", "x"},
+                   "There is no option --weights; --freq-weight and --regression-weight name a "
+                   "column.");
+  ExpectFitRefused({"--sep", ";"},
+                   "There is no option --sep; --delim CHARACTER names what separates columns.");
+}
+
+TEST_F(CommandUsage, AnUnknownOptionWithoutANearOne) {
+  ExpectFitRefused({"--xyzzy"}, "There is no option --xyzzy.");
+  ExpectFitRefused({"-x"}, "There is no option -x; the short ones are -h, -d, -f, -o, -q.");
+  ExpectFitRefused({"-qx"}, "There is no option -x; the short ones are -h, -d, -f, -o, -q.");
+}
+
+TEST_F(CommandUsage, OneDashForTwo) {
+  ExpectFitRefused({"-model", "linear"}, "'-model' needs two dashes: --model.");
+  ExpectFitRefused({"--q"}, "'--q' needs one dash: -q.");
+  ExpectRefused({{"fit", "-formula=y ~ x"}, "'-formula=y ~ x' needs two dashes: --formula=y ~ x."},
+                "qvreg fit --help");
+}
+
+TEST_F(CommandUsage, AnOptionOfTheProgram) {
+  ExpectFitRefused({"--version"}, "--version goes without a command: qvreg --version.");
+}
+
+// ---- Values -----------------------------------------------------------------
+
+TEST_F(CommandUsage, AMissingValue) {
+  ExpectFitRefused({"--json"}, "--json has no value; write --json FILE.");
+  ExpectFitRefused({"-o"}, "--predictions has no value; write --predictions FILE.");
+  ExpectFitRefused({"--na="}, "--na has no value; write --na STRING, or --na '' for an empty one.");
+  ExpectRefused({{"fit", "--formula", "--data", "rows.csv"},
+                 "--formula has no value; write --formula 'dependent ~ terms'."},
+                "qvreg fit --help");
+  ExpectRefused({{"fit", "-f", "-d", "rows.csv"},
+                 "--formula has no value; write --formula 'dependent ~ terms'."},
+                "qvreg fit --help");
+  ExpectRefused({{"fit", "-f", "y ~ x", "-d"}, "--data has no value; write --data FILE."},
+                "qvreg fit --help");
+}
+
+TEST_F(CommandUsage, AValueOfAFlag) {
+  ExpectFitRefused({"--no-intercept=yes"}, "--no-intercept takes no value; leave '=yes' out.");
+  ExpectRefused({{"fit", "-f=y ~ x"}, "Write -f without '=': -f 'y ~ x'."}, "qvreg fit --help");
+}
+
+TEST_F(CommandUsage, AnOptionGivenTwice) {
+  ExpectFitRefused({"--confidence", "0.9", "--confidence=0.8"},
+                   "--confidence is given twice; give it once.");
+  ExpectFitRefused({"--formula", "y ~ g"}, "--formula is given twice; give it once.");
+}
+
+TEST_F(CommandUsage, WhatMayBeRepeated) {
+  const CommandResult result = Run({"fit", "-d", "rows.csv", "-d", "rows.csv", "-f", "y ~ x",
+                                    "--na", "?", "--na", "-9", "--types", "x=double", "--types",
+                                    "g=varchar", "-q", "-q", "--no-intercept", "--no-intercept"});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+}
+
+TEST_F(CommandUsage, AValueOfTheWrongKind) {
+  ExpectFitRefused({"--confidence", "abc"}, "--confidence takes a number, not 'abc'.");
+  ExpectFitRefused({"--confidence", "0,9"}, "--confidence takes a number, not '0,9'; write 0.9.");
+  ExpectFitRefused({"--confidence", "a,b"}, "--confidence takes a number, not 'a,b'.");
+  ExpectFitRefused({"--digits", "2.5"}, "--digits takes a whole number, not '2.5'.");
+  ExpectFitRefused({"--digits", "99999999999"},
+                   "--digits takes a smaller number than 99999999999.");
+  ExpectFitRefused({"--model", "cubic"}, "--model takes 'linear' or 'logistic', not 'cubic'.");
+  ExpectFitRefused(
+      {"--model", "logistik"},
+      "--model takes 'linear' or 'logistic', not 'logistik'. Did you mean 'logistic'?");
+  ExpectFitRefused({"--color", "yes"}, "--color takes 'auto', 'always' or 'never', not 'yes'.");
+}
+
+TEST_F(CommandUsage, OptionsThatExcludeOneAnother) {
+  ExpectFitRefused({"--in-memory", "--no-in-memory"},
+                   "--no-in-memory and --in-memory exclude one another; give one of them.");
+}
+
+// ---- Words that belong to no option -----------------------------------------
+
+TEST_F(CommandUsage, AWordThatBelongsToNothing) {
+  ExpectRefused({{"fit", "rows.csv", "-f", "y ~ x"},
+                 "'rows.csv' belongs to no option; write --data rows.csv."},
+                "qvreg fit --help");
+  ExpectRefused(
+      {{"fit", "my rows.csv"}, "'my rows.csv' belongs to no option; write --data 'my rows.csv'."},
+      "qvreg fit --help");
+  ExpectRefused({{"fit", "y ~ `odd name`", "-d", "rows.csv"},
+                 "'y ~ `odd name`' belongs to no option; write --formula 'y ~ `odd name`'."},
+                "qvreg fit --help");
+}
+
+TEST_F(CommandUsage, AValueThatABlankTore) {
+  ExpectRefused({{"fit", "-d", "rows.csv", "-f", "y", "~", "x"},
+                 "'~' follows the value of --formula and belongs to no option; write a value that "
+                 "has blanks in single quotes."},
+                "qvreg fit --help");
+  ExpectFitRefused({"--where=x", ">", "2"},
+                   "'>' follows the value of --where and belongs to no option; write a value that "
+                   "has blanks in single quotes.");
+}
+
+TEST_F(CommandUsage, NoFormula) {
+  ExpectRefused(
+      {{"fit", "--data", "rows.csv"}, "--formula is missing; write --formula 'dependent ~ terms'."},
+      "qvreg fit --help");
+  ExpectRefused({{"fit", "--data", "rows.csv", "y ~ x"},
+                 "--formula is missing, and 'y ~ x' is no file; write --formula 'y ~ x'."},
+                "qvreg fit --help");
+}
+
+// ---- What works -------------------------------------------------------------
+
+TEST_F(CommandUsage, ShortOptions) {
+  const CommandResult result = Run({"fit", "-drows.csv", "-fy ~ x", "-qo", "p.csv"});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(result.out, "");
+  EXPECT_TRUE(qvtest::ReadFile(folder_.File("p.csv")).starts_with("predicted\n"));
+}
+
+TEST_F(CommandUsage, ValuesThatBeginWithADash) {
+  const CommandResult result = Run({"fit", "-f", "-1 * y ~ x", "-d", "rows.csv"});
+  EXPECT_NE(result.err.find("-1 * y ~ x"), std::string::npos) << result.err;
+  EXPECT_EQ(CommandRun({"fit", "-f", "y ~ x", "-d", "-", "--na", "-9"})
+                .InputFrom(folder_.File("rows.csv"))
+                .Run()
+                .exitCode,
+            0);
+}
+
+TEST_F(CommandUsage, HelpIsPrintedWhateverElseIsThere) {
+  const std::string fit = Run({"fit", "--help"}).out;
+  EXPECT_TRUE(fit.starts_with("Fit a regression model")) << fit;
+  for (const Words& words :
+       {Words{"help", "fit"}, Words{"fit", "-h"}, Words{"fit", "--formulla", "y ~ x", "--help"}}) {
+    const CommandResult result = Run(words);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.out, fit);
+  }
+  const std::string program = Run({"--help"}).out;
+  EXPECT_TRUE(program.starts_with("qvreg fits regression models")) << program;
+  EXPECT_EQ(Run({"help"}).out, program);
+  EXPECT_EQ(Run({"-h"}).out, program);
+}
+
+TEST_F(CommandUsage, WithoutAWordTheHelpIsAnError) {
+  const CommandResult result = Run({});
+  EXPECT_EQ(result.exitCode, kBadInput);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, Run({"--help"}).out);
+}
+
+TEST_F(CommandUsage, ExamplesOfTheHelpUseSingleQuotes) {
+  const std::string help = Run({"fit", "--help"}).out;
+  EXPECT_NE(help.find("\n  qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight + origin'\n"),
+            std::string::npos)
+      << help;
+  EXPECT_EQ(help.find("-f \""), std::string::npos);
+  EXPECT_EQ(help.find("--formula \""), std::string::npos);
+  EXPECT_EQ(help.find("Excludes"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace qvhost
