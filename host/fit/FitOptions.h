@@ -47,7 +47,10 @@ struct FitOptions {
   bool refine = true;                      ///< Iterative refinement of a linear model's estimates.
   std::string spoolDir;                    ///< Folder of the temporary file; empty: the system's.
   LogisticOptions logistic;
-  std::string predictions;           ///< File for the predicted values; empty for none.
+  std::string predictions;  ///< File for the predicted values; empty for none.
+  /// Names of columns of the data that stand beside the predictions; of all of them with `keepAll`.
+  std::vector<std::string> keep;
+  bool keepAll = false;
   std::vector<OfOneKind> ofOneKind;  ///< Those given, to refuse them for the other kind.
 };
 

@@ -21,7 +21,8 @@ enum class ColumnKind {
 struct ColumnInfo {
   std::string name;  ///< As the table spells it; for an expression, its text.
   ColumnKind kind = ColumnKind::kOther;
-  std::string type;  ///< DuckDB's name of the type, such as `BIGINT` or `DECIMAL(18,3)`.
+  std::string type;      ///< DuckDB's name of the type, such as `BIGINT` or `DECIMAL(18,3)`.
+  bool isField = false;  ///< Inside a column of objects, see NestedField.
 };
 
 /// What to call a kind in a sentence: "a number", "text", "a boolean", …
@@ -43,6 +44,12 @@ struct ColumnRequest {
   std::optional<std::size_t> maxLevels = std::nullopt;
   /// A factor for no other reason than that it is text: more levels are hardly meant.
   bool isByTypeOnly = false;
+};
+
+/// A column of the source that is kept beside what a run computes. A plain value.
+struct KeptColumn {
+  std::string name;  ///< As the table spells it.
+  std::string sql;   ///< Its values, over the source's columns.
 };
 
 }  // namespace qvhost

@@ -70,7 +70,7 @@ class TableSource {
   /// What to call the source in a report: the files or patterns, `table of file`, or `query`.
   [[nodiscard]] const std::string& Name() const { return name_; }
 
-  /// The columns in their order.
+  /// The columns in their order, then the fields of columns of objects: `car.weight`.
   [[nodiscard]] const std::vector<ColumnInfo>& Columns() const { return columns_; }
 
   /// The columns that `name` may mean: the one that is spelled so; otherwise those that differ from
@@ -91,6 +91,11 @@ class TableSource {
   /// rows. Throws Error (kBadInput).
   [[nodiscard]] std::vector<std::vector<std::string>> FilesWithout(
       const std::vector<std::string>& columns) const;
+
+  /// These columns of the table, to be kept: their values, or with `asWritten` their texts as text
+  /// files have them, where the table is of CSV files. Once; after SettleTypes. Throws Error
+  /// (kBadInput).
+  [[nodiscard]] std::vector<KeptColumn> Keep(const std::vector<std::string>& names, bool asWritten);
 
   /// From now on the table is made of the rows for which a condition, an SQL expression over the
   /// columns, is true. Once.
@@ -146,6 +151,8 @@ class TableSource {
   [[nodiscard]] std::string ReaderOf(const std::string& file) const;
   void ShowSqlite(const DataSource& source);
   void ChooseTable(const DataSource& source);
+  /// Puts a view over the table that shows the fields of its columns of objects, if it has any.
+  void ShowFields();
   void ShowTyped();
   void ShowViews() const;
   void LearnColumns();
@@ -166,6 +173,8 @@ class TableSource {
   std::string sql_;                   ///< The query; empty for none.
   std::string name_;
   std::string relation_;
+  std::string fieldsView_;  ///< The statement that makes it; empty for none.
+  std::vector<std::string> fields_;
   bool isStored_ = false;
   std::vector<ColumnInfo> columns_;
 };

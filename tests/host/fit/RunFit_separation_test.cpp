@@ -107,7 +107,7 @@ TEST(RunFitSeparation, ACopyThatAllButRepeatsAnother) {
   options.formula = "answer ~ x + y";
   const FitResult fit = Fit(options);
   EXPECT_EQ(fit.logistic->outcome, "singular_information");
-  EXPECT_EQ(DriversOf(fit), Names{"false: y"});
+  EXPECT_EQ(DriversOf(fit), Names{"no: y"});
   ASSERT_EQ(fit.parameters.size(), 3U);
   EXPECT_FALSE(fit.parameters[2].statistics.stdError.has_value());
   EXPECT_FALSE(fit.parameters[2].statistics.confLow.has_value());
