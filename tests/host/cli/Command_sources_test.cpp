@@ -148,6 +148,9 @@ TEST_F(CommandSources, FieldsOfObjectsInJson) {
                                       "car.type,y", "--predictions", folder_.File("p.csv")});
   EXPECT_NEAR(ParameterOf(fit, "car.weight")["estimate"].get<double>(), 2.0, 1e-12);
   EXPECT_TRUE(qvtest::ReadFile(folder_.File("p.csv")).starts_with("car.type,y,observed"));
+  static_cast<void>(FitJson({"--data", file, "--formula", "y ~ car.weight", "--keep", "all",
+                             "--predictions", folder_.File("p.csv")}));
+  EXPECT_TRUE(qvtest::ReadFile(folder_.File("p.csv")).starts_with("y,car,tags,observed"));
 }
 
 TEST_F(CommandSources, ColumnsWithOddNames) {
