@@ -147,7 +147,8 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   const std::vector<std::string> kept = NamesToKeep(options, source);
   outputs.SetInputs(source.Inputs());
   std::vector<std::string> read = ColumnsOf(formula, options.binding, condition);
-  read.insert(read.end(), kept.begin(), kept.end());
+  // As text it needs no type.
+  if (!IsText(options.predictions)) read.insert(read.end(), kept.begin(), kept.end());
   source.SettleTypes(read);
   const ModelBinding binding = BindModel(formula, source, options.binding);
   RefuseOtherKind(options, binding.kind);

@@ -441,6 +441,13 @@ std::vector<KeptColumn> TableSource::Keep(const std::vector<std::string>& names,
   }
   std::vector<KeptColumn> columns;
   for (std::size_t i = 0; i < names.size(); ++i) columns.push_back({names[i], QuoteName(shown[i])});
+  if (asWritten) return columns;
+  for (KeptColumn& column : columns) {
+    const auto info = std::ranges::find(columns_, column.name, &ColumnInfo::name);
+    const bool isWide = info->type == "HUGEINT" || info->type == "UHUGEINT";
+    // DuckDB would write them to Parquet as doubles.
+    if (isWide) column.sql = fmt::format("CAST({} AS DECIMAL(38,0))", column.sql);
+  }
   return columns;
 }
 

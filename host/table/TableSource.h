@@ -93,8 +93,8 @@ class TableSource {
       const std::vector<std::string>& columns) const;
 
   /// These columns of the table, to be kept: their values, or with `asWritten` their texts as text
-  /// files have them, where the table is of CSV files. Once; after SettleTypes. Throws Error
-  /// (kBadInput).
+  /// files have them, where the table is of CSV files; wider integers than 64 bits are decimals
+  /// otherwise. Once; after SettleTypes. REQUIRES: names of columns. Throws Error (kBadInput).
   [[nodiscard]] std::vector<KeptColumn> Keep(const std::vector<std::string>& names, bool asWritten);
 
   /// From now on the table is made of the rows for which a condition, an SQL expression over the

@@ -227,6 +227,15 @@ std::string CopyStatement(TableFormat format, const std::vector<std::string>& na
                      QuoteText(std::filesystem::absolute(path).string()), options);
 }
 
+/// Otherwise times with a zone would be written in the machine's.
+void UseUtc(Connection& connection) {
+  try {
+    connection.Execute("SET TimeZone = 'UTC'");
+  } catch (const QueryError&) {
+    // A DuckDB that knows no zones has no other.
+  }
+}
+
 /// The system's reason in a message of DuckDB's, which names the temporary file: what follows it.
 std::string ReasonIn(const QueryError& error, const std::filesystem::path& path) {
   std::string reason = error.what();
@@ -283,6 +292,7 @@ void WriteTable(const WholeFile& file, const std::vector<WrittenColumn>& columns
     Connection connection;
     // With one thread DuckDB does all its work, and so calls for the rows, on this one.
     connection.Execute("SET threads = 1");
+    UseUtc(connection);
     Register(connection, source);
     try {
       connection.Execute(CopyStatement(format, names, file.WritePath()));

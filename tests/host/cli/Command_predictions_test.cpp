@@ -1,6 +1,6 @@
 // What --predictions writes beside the columns of the data that --keep names.
 
-#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -206,6 +206,20 @@ TEST_F(CommandPredictions, AColumnThatIsCalledAllStandsInQuotes) {
 
 constexpr const char* kLongQuery =
     "SELECT i AS y, i % 3 AS x, hash(i) AS h, 'text ' || hash(i + 1) AS t FROM range(3000000) t(i)";
+
+TEST_F(CommandPredictions, TimesWithAZoneAreInUtcWhereverTheMachineIs) {
+  setenv("TZ", "America/New_York", 1);
+  const CommandResult result =
+      CommandRun(
+          {"fit", "--sql",
+           "SELECT i AS y, i AS x, TIMESTAMPTZ '2020-01-01 12:00:00+02' AS t FROM range(3) t(i)",
+           "--formula", "y ~ x", "--keep", "t", "--predictions", folder_.File("out.csv")})
+          .Run();
+  unsetenv("TZ");
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(qvtest::ReadFile(folder_.File("out.csv")).find("\n2020-01-01 10:00:00+00,0"),
+            std::string::npos);
+}
 
 TEST_F(CommandPredictions, AnInterruptLeavesNoFile) {
   fs::create_directory(folder_.Path() / "spool");

@@ -62,8 +62,9 @@ TEST_F(KeptRowsTest, TypesStayAsTheyAreInParquet) {
   TableSource source = OpenSql(
       "SELECT 1 AS y, 9007199254740993 AS big, DATE '2024-02-29' AS d, TIMESTAMP '2024-02-29 "
       "12:00:01' AS t, 1.50::DECIMAL(9,2) AS m, true AS b, 'x'::ENUM('w', 'x') AS e, {'a': [1, 2]} "
-      "AS s, NULL AS n, '007' AS v");
-  const CodedTable table = CodeAndKeep(source, {"big", "d", "t", "m", "b", "e", "s", "n", "v"});
+      "AS s, NULL AS n, '007' AS v, 123456789012345678901::HUGEINT AS h");
+  const CodedTable table =
+      CodeAndKeep(source, {"big", "d", "t", "m", "b", "e", "s", "n", "v", "h"});
   const std::string file = Written(table, "out.parquet");
   std::string types;
   for (const auto& row :
@@ -73,9 +74,10 @@ TEST_F(KeptRowsTest, TypesStayAsTheyAreInParquet) {
   EXPECT_EQ(
       types,
       "BIGINT DATE TIMESTAMP DECIMAL(9,2) BOOLEAN VARCHAR STRUCT(a INTEGER[]) INTEGER VARCHAR "
-      "DOUBLE ");
-  EXPECT_EQ(Single("SELECT concat_ws('|', big, d, t, m, b, e, s, n, v) FROM " + QuoteText(file)),
-            "9007199254740993|2024-02-29|2024-02-29 12:00:01|1.50|true|x|{'a': [1, 2]}|007");
+      "DECIMAL(38,0) DOUBLE ");
+  EXPECT_EQ(Single("SELECT concat_ws('|', big, d, t, m, b, e, s, n, v, h) FROM " + QuoteText(file)),
+            "9007199254740993|2024-02-29|2024-02-29 12:00:01|1.50|true|x|{'a': [1, "
+            "2]}|007|123456789012345678901");
 }
 
 TEST_F(KeptRowsTest, RowsThatAreReadTwiceAreKeptOnce) {
