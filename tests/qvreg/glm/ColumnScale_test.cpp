@@ -307,9 +307,9 @@ TEST(ColumnScaleLimits, TheScaledRowIsDividedByThePowersOfItsColumns) {
   std::vector<int> indices;
   Doubles values;
   ASSERT_TRUE(
-      model.Stats().ExpandScaledRow(MakeRecord({2e300, 3e200, 5e-300, 1}), indices, values));
+      StatsOf(model).ExpandScaledRow(MakeRecord({2e300, 3e200, 5e-300, 1}), indices, values));
   ASSERT_EQ(indices, (std::vector<int>{0, 1, 2}));
-  const std::vector<int>& exponents = model.Stats().GetParameterExponents();
+  const std::vector<int>& exponents = StatsOf(model).GetParameterExponents();
   ASSERT_GT(exponents[1], 500);
   EXPECT_EQ(values[0], 1.0);
   EXPECT_EQ(values[1], std::ldexp(3e200, -exponents[1]));
