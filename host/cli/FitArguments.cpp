@@ -5,12 +5,14 @@
 #include <CLI/Validators.hpp>
 #include <cmath>
 #include <cstdio>
+#include <utility>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include "host/Terminal.h"
 #include "host/fit/LevelOptions.h"
+#include "host/cli/ReadNames.h"
 #include "host/table/MissingStrings.h"
 #include "host/table/TableWriter.h"
 
@@ -180,6 +182,12 @@ void FitArguments::AddOutput() {
                    "to this .csv, .tsv or .parquet file")
       ->type_name("FILE")
       ->group(group);
+  keepOption_ = command_
+                    ->add_option("--keep", keep_,
+                                 "Columns of the data to write beside the predictions: names\n"
+                                 "with commas between them, or all")
+                    ->type_name("COLUMN,...")
+                    ->group(group);
   command_
       ->add_flag("--strict", options_.strict,
                  "Exit with 3 when the estimation does not converge; all\n"
@@ -332,6 +340,20 @@ void FitArguments::TakeStyle() {
   style_.color = UsesColor(ColorOf(color_).value_or(ColorChoice::kAuto), stdout);
 }
 
+void FitArguments::TakeKept() {
+  if (keepOption_->count() == 0) return;
+  if (options_.predictions.empty()) {
+    RefuseUsage("--keep needs --predictions, which names the file to write.");
+  }
+  for (const std::string& list : keep_) {
+    if (list == "all") {
+      options_.keepAll = true;
+      continue;
+    }
+    for (std::string& name : ReadNames("--keep", list)) options_.keep.push_back(std::move(name));
+  }
+}
+
 void FitArguments::Take() {
   data_.Take();
   CheckRanges();
@@ -345,6 +367,7 @@ void FitArguments::Take() {
   if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;
   // The ending is wrong usage, whatever becomes of the run.
   if (!options_.predictions.empty()) static_cast<void>(TableFormatOf(options_.predictions));
+  TakeKept();
 }
 
 }  // namespace qvhost

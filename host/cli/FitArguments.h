@@ -47,6 +47,7 @@ class FitArguments {
   void CheckRanges() const;
   void CheckLevelOptions() const;
   void TakeLogistic();
+  void TakeKept();
   void TakeModelKind();
   void TakeOptionsOfOneKind();
   void TakeStyle();
@@ -58,6 +59,8 @@ class FitArguments {
   double degreesOfFreedom_ = 0.0;
   CLI::Option* degreesOfFreedomOption_ = nullptr;
   CLI::Option* noRefineOption_ = nullptr;
+  CLI::Option* keepOption_ = nullptr;
+  std::vector<std::string> keep_;
   std::vector<CLI::Option*> logistic_;  ///< Owned by the command, like those above.
   bool noIntercept_ = false;
   bool noRefine_ = false;

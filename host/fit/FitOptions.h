@@ -50,6 +50,10 @@ struct FitOptions {
   LogisticOptions logistic;
   std::string predictions;           ///< File for the predicted values; empty for none.
   bool strict = false;               ///< An estimation that does not converge is a failure.
+  std::string predictions;  ///< File for the predicted values; empty for none.
+  /// Names of columns of the data that stand beside the predictions; of all of them with `keepAll`.
+  std::vector<std::string> keep;
+  bool keepAll = false;
   std::vector<OfOneKind> ofOneKind;  ///< Those given, to refuse them for the other kind.
 };
 

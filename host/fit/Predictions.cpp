@@ -1,104 +1,173 @@
 #include "host/fit/Predictions.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
+#include <memory>
 #include <numeric>
 #include <optional>
-#include <string_view>
+
+#include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/Text.h"
 #include "host/fit/CountedRecordIterator.h"
+#include "host/fit/MeanError.h"
+#include "host/fit/ModelBinding.h"
 #include "host/fit/ScaledEstimates.h"
 #include "host/table/TableWriter.h"
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/data/QvRegRecordValidator.h"
+#include "qvreg/glm/QvGLMOutputStats.h"
 
 namespace qvhost {
 
 namespace {
 
-constexpr std::size_t kPredicted = 0;
-constexpr std::size_t kFirstProbability = 1;
+using Type = WrittenColumn::Type;
 
-/// Scores records into the cells of rows. Borrows everything it is made of.
+constexpr std::size_t kObserved = 0;
+constexpr std::size_t kPredicted = 1;
+constexpr std::size_t kResidual = 2;  // Of a linear model,
+constexpr std::size_t kStdError = 3;
+constexpr std::size_t kFirstProbability = 2;  // and of a logistic one.
+
+/// Scores records into the cells of rows.
 class RowScorer {
  public:
-  RowScorer(IQvRegComponent& component, const IQvRegOutputStats& output,
-            const PredictedCategories& categories)
-      : component_(component),
-        validator_(output.GetRecordValidator()),
-        categories_(categories),
-        order_(categories.codes.size()) {
-    std::iota(order_.begin(), order_.end(), std::size_t{0});
-    std::ranges::sort(order_, {}, [&](std::size_t place) { return categories.codes[place]; });
+  RowScorer() = default;
+  RowScorer(const RowScorer&) = delete;
+  RowScorer& operator=(const RowScorer&) = delete;
+  virtual ~RowScorer() = default;
+
+  [[nodiscard]] virtual std::vector<WrittenColumn> Columns() const = 0;
+  /// Sets no cell but the observed one for a record that cannot be scored.
+  virtual void Score(const QvCommon::Record& record, RowCells& cells) = 0;
+};
+
+/// What the component predicts for a record, none where it cannot; `values` as it leaves them.
+std::optional<double> PredictedBy(const BuiltPredictor& model, const QvCommon::Record& record,
+                                  std::vector<double>& values) {
+  QvCommon::QvStatus status;
+  if (!model.output.GetRecordValidator().IsValid4Scoring(record, status)) return std::nullopt;
+  double predicted = QvMV::gMissingValue;
+  status = model.component.Score(record, predicted, values);
+  if (status.GetCode() == QvStatusCode::kCancelled) throw Cancelled();
+  return status.IsError() ? std::nullopt : LibraryNumber(predicted);
+}
+
+/// Borrows what it is made of.
+class LinearScorer final : public RowScorer {
+ public:
+  LinearScorer(const BuiltPredictor& model, const QvGLMOutputStats& output)
+      : model_(model), error_(output, model.residualStdError) {}
+
+  [[nodiscard]] std::vector<WrittenColumn> Columns() const override {
+    return {{"observed", Type::kNumber},
+            {"predicted", Type::kNumber},
+            {"residual", Type::kNumber},
+            {"std_error", Type::kNumber}};
   }
 
-  [[nodiscard]] std::vector<WrittenColumn> Columns() const {
-    using Type = WrittenColumn::Type;
-    std::vector<WrittenColumn> columns = {{"predicted", IsLinear() ? Type::kNumber : Type::kText}};
+  void Score(const QvCommon::Record& record, RowCells& cells) override {
+    const std::optional<double> observed = LibraryNumber(record[ModelBinding::kDependent]);
+    Set(kObserved, observed, cells);
+    const std::optional<double> predicted = PredictedBy(model_, record, unused_);
+    if (!predicted) return;
+    Set(kPredicted, predicted, cells);
+    if (observed) Set(kResidual, Finite(*observed - *predicted), cells);
+    Set(kStdError, error_.Of(record), cells);
+  }
+
+ private:
+  static void Set(std::size_t column, std::optional<double> number, RowCells& cells) {
+    if (number) cells.SetNumber(column, *number);
+  }
+
+  const BuiltPredictor& model_;
+  MeanError error_;
+  std::vector<double> unused_;
+};
+
+/// Borrows what it is made of.
+class LogisticScorer final : public RowScorer {
+ public:
+  explicit LogisticScorer(const BuiltPredictor& model)
+      : model_(model), order_(model.categories.codes.size()) {
+    std::iota(order_.begin(), order_.end(), std::size_t{0});
+    std::ranges::sort(order_, {}, [&](std::size_t place) { return model.categories.codes[place]; });
+  }
+
+  [[nodiscard]] std::vector<WrittenColumn> Columns() const override {
+    std::vector<WrittenColumn> columns = {{"observed", Type::kText}, {"predicted", Type::kText}};
     for (const std::size_t place : order_) {
-      columns.push_back({"p_" + LevelOf(categories_.codes[place]), Type::kNumber});
+      columns.push_back({"p_" + LevelOf(model_.categories.codes[place]), Type::kNumber});
     }
     return columns;
   }
 
-  /// Sets no cell for a record that cannot be scored.
-  void Score(const QvCommon::Record& record, RowCells& cells) {
-    QvCommon::QvStatus status;
-    if (!validator_.IsValid4Scoring(record, status)) return;
-    double predicted = QvMV::gMissingValue;
-    status = component_.Score(record, predicted, probabilities_);
-    if (status.GetCode() == QvStatusCode::kCancelled) throw Cancelled();
-    const std::optional<double> number = LibraryNumber(predicted);
-    if (status.IsError() || !number) return;
-    if (IsLinear()) {
-      cells.SetNumber(kPredicted, *number);
-    } else {
-      SetCategories(*number, cells);
-    }
-  }
-
- private:
-  [[nodiscard]] bool IsLinear() const { return categories_.codes.empty(); }
-  [[nodiscard]] const std::string& LevelOf(int code) const {
-    return categories_.levels.at(static_cast<std::size_t>(code));
-  }
-
-  void SetCategories(double code, RowCells& cells) const {
+  void Score(const QvCommon::Record& record, RowCells& cells) override {
+    const double observed = record[ModelBinding::kDependent];
+    if (observed >= 0.0) cells.SetText(kObserved, LevelOf(static_cast<int>(observed)));
+    const std::optional<double> code = PredictedBy(model_, record, probabilities_);
     const auto isNumber = [](double p) { return LibraryNumber(p).has_value(); };
-    if (code < 0.0 || !std::ranges::all_of(probabilities_, isNumber)) return;
-    cells.SetText(kPredicted, LevelOf(static_cast<int>(code)));
+    if (!code || *code < 0.0 || !std::ranges::all_of(probabilities_, isNumber)) return;
+    cells.SetText(kPredicted, LevelOf(static_cast<int>(*code)));
     for (std::size_t i = 0; i < order_.size(); ++i) {
       cells.SetNumber(kFirstProbability + i, probabilities_.at(order_[i]));
     }
   }
 
-  IQvRegComponent& component_;
-  const QvRegRecordValidator& validator_;
-  const PredictedCategories& categories_;
+ private:
+  [[nodiscard]] const std::string& LevelOf(int code) const {
+    return model_.categories.levels.at(static_cast<std::size_t>(code));
+  }
+
+  const BuiltPredictor& model_;
   std::vector<std::size_t> order_;  ///< Places in the library's order, by the codes.
   std::vector<double> probabilities_;
 };
 
+std::unique_ptr<RowScorer> ScorerOf(const BuiltPredictor& model) {
+  const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&model.output);
+  if (linear != nullptr) return std::make_unique<LinearScorer>(model, *linear);
+  return std::make_unique<LogisticScorer>(model);
+}
+
+std::string RenamingNote(const CodedTable& table, const std::vector<WrittenColumn>& columns) {
+  if (table.Kept() == nullptr) return {};
+  const std::vector<std::string>& names = KeptNames(*table.Kept());
+  const std::vector<std::string> beside = NamesBeside(names, columns);
+  std::vector<std::string> renamed;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (names[i] != beside[i]) renamed.push_back(beside[i]);
+  }
+  if (renamed.empty()) return {};
+  return fmt::format(
+      "Columns of the data with a name of the predictions' own have '_data' at its end there: {}.",
+      NameList(renamed));
+}
+
 }  // namespace
 
-void WritePredictions(const WholeFile& file, const CodedTable& table, IQvRegComponent& component,
-                      const IQvRegOutputStats& output, const PredictedCategories& categories,
-                      const std::function<void(long long records)>& progress,
-                      const Interrupt& interrupt) {
-  RowScorer scorer(component, output, categories);
+std::string WritePredictions(const WholeFile& file, const CodedTable& table,
+                             const BuiltPredictor& model,
+                             const std::function<void(long long records)>& progress,
+                             const Interrupt& interrupt) {
+  const std::unique_ptr<RowScorer> scorer = ScorerOf(model);
+  const std::vector<WrittenColumn> columns = scorer->Columns();
   CountedRecordIterator records(table, [&](int /*pass*/, long long done) {
     if (progress) progress(done);
   });
   records.NewPass();
-  WriteTable(file, scorer.Columns(), [&](RowCells& cells) {
+  const auto nextRow = [&](RowCells& cells) {
     const QvCommon::Record* record = records.Fetch(interrupt);
-    if (record != nullptr) scorer.Score(*record, cells);
+    if (record != nullptr) scorer->Score(*record, cells);
     return record != nullptr;
-  });
+  };
+  WriteTable(file, columns, nextRow, table.Kept());
+  return RenamingNote(table, columns);
 }
 
 }  // namespace qvhost

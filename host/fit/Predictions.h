@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,22 +19,32 @@ struct PredictedCategories {
   std::vector<std::string> levels;  ///< The text of every code of the dependent, observed or not.
 };
 
+/// A model that was built, and what its predictions need of the fit. Borrows component and output.
+struct BuiltPredictor {
+  IQvRegComponent& component;
+  const IQvRegOutputStats& output;
+  PredictedCategories categories;
+  std::optional<double> residualStdError;  ///< Of a linear model.
+};
+
 /// Scores every record of a table and writes a row for each, in their order, to a .csv, .tsv or
-/// .parquet file (see WriteTable), which the caller commits. A linear model gives one column,
-/// `predicted`, of numbers. A logistic one gives `predicted`, the text of the most probable level,
-/// and for each level that was observed `p_LEVEL`, its probability, in the order of the codes.
+/// .parquet file (see WriteTable), which the caller commits. The columns that the table kept stand
+/// first, see NamesBeside. A linear model then gives numbers: `observed`, the dependent;
+/// `predicted`; `residual`, their difference; `std_error`, see MeanError. A logistic one gives
+/// texts `observed` and `predicted`, the most probable level, and for each level that was observed
+/// `p_LEVEL`, its probability, in the order of the codes.
 ///
-/// All columns of a record that cannot be scored are NULL: a factor or a covariate is missing, a
-/// combination of levels never occurred in the records used, or the prediction is no finite number.
-/// A record that lacks only its dependent or a weight is scored.
+/// What is predicted is NULL for a record that cannot be scored: a factor or a covariate is
+/// missing, a combination of levels never occurred in the records used, or the prediction is no
+/// finite number. A record that lacks only its dependent or a weight is scored.
 ///
-/// `component` has built its model, `output` is its statistics. `progress(records)` is called every
-/// few thousand records with those done so far; may be empty. Reads the table from its start and
-/// leaves it at its end. Throws Error as WriteTable does, and kRunFailed when the table cannot
-/// be read back; Cancelled when interrupted.
-void WritePredictions(const WholeFile& file, const CodedTable& table, IQvRegComponent& component,
-                      const IQvRegOutputStats& output, const PredictedCategories& categories,
-                      const std::function<void(long long records)>& progress,
-                      const Interrupt& interrupt);
+/// `progress(records)` is called every few thousand records with those done so far; may be empty.
+/// Reads the table from its start and leaves it at its end. Returns a sentence about kept columns
+/// that were renamed, empty for none. Throws Error as WriteTable does, and kRunFailed when the
+/// table cannot be read back; Cancelled when interrupted.
+std::string WritePredictions(const WholeFile& file, const CodedTable& table,
+                             const BuiltPredictor& model,
+                             const std::function<void(long long records)>& progress,
+                             const Interrupt& interrupt);
 
 }  // namespace qvhost

@@ -21,6 +21,7 @@
 #include "host/table/CodeTable.h"
 #include "host/table/ColumnCoders.h"
 #include "host/table/TableSource.h"
+#include "host/table/TableWriter.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 
@@ -40,8 +41,10 @@ Formula ReadFormula(const FitOptions& options, const TableSource& source) {
 }
 
 CodedTable Code(const TableSource& source, const Formula& formula, const ModelBinding& binding,
-                const FitOptions& options, ProgressBar& progress, const Interrupt& interrupt) {
+                const FitOptions& options, std::vector<KeptColumn> keep, ProgressBar& progress,
+                const Interrupt& interrupt) {
   CodingOptions coding;
+  coding.keep = std::move(keep);
   coding.spoolDir = options.spoolDir;
   coding.progress = [&](const CodingProgress& at) {
     progress.Show(StageName(at.stage), at.share, at.rows);
@@ -87,14 +90,32 @@ PredictedCategories CategoriesOf(const ModelRun& run, const CodedTable& table) {
   return {logistic->GetDependCategories(), table.Columns()[ModelBinding::kDependent].levels};
 }
 
-void Predict(const WholeFile& file, const CodedTable& table, const ModelRun& run,
-             ProgressBar& progress, const Interrupt& interrupt) {
+/// What the notes say of the predictions.
+std::string Predict(const WholeFile& file, const CodedTable& table, const ModelRun& run,
+                    const FitResult& fit, ProgressBar& progress, const Interrupt& interrupt) {
   const auto total = static_cast<double>(table.RecordCount());
   const auto show = [&](long long records) {
     progress.Show("predicting", static_cast<double>(records) / total, records);
   };
-  WritePredictions(file, table, run.Component(), run.Output(), CategoriesOf(run, table), show,
-                   interrupt);
+  const BuiltPredictor model{run.Component(), run.Output(), CategoriesOf(run, table),
+                             fit.residualStdError};
+  return WritePredictions(file, table, model, show, interrupt);
+}
+
+/// The columns that --keep names, each once. Throws Error (kBadInput) for one that does not exist.
+std::vector<std::string> NamesToKeep(const FitOptions& options, const TableSource& source) {
+  std::vector<std::string> names;
+  const auto add = [&names](const std::string& name) {
+    if (std::ranges::find(names, name) == names.end()) names.push_back(name);
+  };
+  for (const std::string& name : options.keep) {
+    add(ColumnOfOption(source, name, "--keep").name);
+  }
+  if (!options.keepAll) return names;
+  for (const ColumnInfo& column : source.Columns()) {
+    if (!column.isField) add(column.name);
+  }
+  return names;
 }
 
 void SettleReference(RunSettings& settings, const CodedTable& table, ProgressBar& progress,
@@ -110,6 +131,11 @@ void SettleReference(RunSettings& settings, const CodedTable& table, ProgressBar
 std::string DataText(const TableSource& source, const DataSource& asked) {
   if (asked.sql.empty()) return source.Name();
   return (asked.data.empty() ? "query " : asked.data + ", query ") + asked.sql;
+}
+
+/// Whether a table is written as text.
+bool IsText(const std::string& path) {
+  return !path.empty() && TableFormatOf(path) != TableFormat::kParquet;
 }
 
 DataSource SourceOf(const FitOptions& options) {
@@ -160,13 +186,18 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   });
   Formula formula = ReadFormula(options, source);
   const std::optional<RowCondition> condition = ConditionOf(options, source);
+  const std::vector<std::string> kept = NamesToKeep(options, source);
   outputs.SetInputs(source.Inputs());
-  source.SettleTypes(ColumnsOf(formula, options.binding, condition));
+  std::vector<std::string> read = ColumnsOf(formula, options.binding, condition);
+  // As text it needs no type.
+  if (!IsText(options.predictions)) read.insert(read.end(), kept.begin(), kept.end());
+  source.SettleTypes(read);
   const std::vector<std::string> withoutRole = RemoveColumnsWithoutRole(formula, source);
   const ModelBinding binding = BindModel(formula, source, options.binding);
   RefuseOtherKind(options, binding.kind);
   if (condition) source.SetCondition(condition->sql);
-  CodedTable table = Code(source, formula, binding, options, progress, interrupt);
+  CodedTable table = Code(source, formula, binding, options,
+                          source.Keep(kept, IsText(options.predictions)), progress, interrupt);
   CheckRows(table, source);
   // Some files are opened only while others are read.
   outputs.SetInputs(source.Inputs());
@@ -191,7 +222,9 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
     result.warnings.push_back(std::move(note));
   }
   if (!options.predictions.empty()) {
-    Predict(outputs.Get(options.predictions), table, run, progress, interrupt);
+    std::string note =
+        Predict(outputs.Get(options.predictions), table, run, result, progress, interrupt);
+    if (!note.empty()) result.warnings.push_back(std::move(note));
   }
   result.data = DataText(source, options.source);
   progress.Erase();

@@ -1,6 +1,7 @@
 #include "host/table/CodeTable.h"
 
 #include <algorithm>
+#include <memory>
 #include <span>
 #include <utility>
 
@@ -10,6 +11,7 @@
 #include "host/table/CodingPlan.h"
 #include "host/table/ColumnCoders.h"
 #include "host/table/Connection.h"
+#include "host/table/KeptRows.h"
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
 
@@ -24,7 +26,10 @@ class Coder {
       : source_(source),
         options_(options),
         plan_(PlanCoding(source, requests, options.maxLevels)),
-        file_(options.spoolDir) {}
+        file_(options.spoolDir) {
+    if (options.keep.empty()) return;
+    kept_ = std::make_shared<KeptRows>(source, options.keep, options.spoolDir);
+  }
 
   CodedTable Run() {
     ReadRows();
@@ -32,20 +37,22 @@ class Coder {
     for (const PlannedColumn& column : plan_) columns.push_back(column.coder->Finish());
     SortLevels();
     file_.Rewind();
-    return {std::move(file_), std::move(columns), rows_, std::move(missingStrings_)};
+    return {std::move(file_), std::move(columns), rows_, std::move(missingStrings_),
+            std::move(kept_)};
   }
 
  private:
   std::string Query() const {
     std::string list;
     for (const PlannedColumn& column : plan_) list += (list.empty() ? "" : ", ") + column.sql;
+    for (const KeptColumn& column : options_.keep) list += ", " + column.sql;
     return fmt::format("SELECT {} FROM {}", list, source_.Relation());
   }
 
   /// Files need buffers by the column, far below the limit. A stored table is cached up to the
   /// limit, to no use as it is read once: a low one keeps memory flat.
   void LimitMemory() const {
-    const std::size_t columns = plan_.size();
+    const std::size_t columns = plan_.size() + options_.keep.size();
     const std::size_t megabytes = source_.IsStored() ? 128 + 4 * columns : 1024 + 16 * columns;
     source_.Database().Execute(fmt::format("SET memory_limit = '{}MB'", megabytes));
     source_.Database().SetTempDirectory(file_.Folder());
@@ -63,6 +70,7 @@ class Coder {
     }
     missingStrings_ = source_.MissingStringsRead();
     file_.Flush();
+    if (kept_) kept_->Finish();
   }
 
   void Spool(duckdb_data_chunk chunk) {
@@ -73,6 +81,7 @@ class Coder {
                            {block_.data() + i, plan_.size(), rows_});
     }
     file_.Append(block_);
+    if (kept_) kept_->Append(chunk, plan_.size());
     rows_ += static_cast<std::int64_t>(rows);
   }
 
@@ -98,6 +107,7 @@ class Coder {
   const CodingOptions& options_;
   std::vector<PlannedColumn> plan_;
   SpoolFile file_;
+  std::shared_ptr<KeptRows> kept_;  ///< Null when nothing is kept.
   std::vector<double> block_;
   std::int64_t rows_ = 0;
   std::vector<MissingString> missingStrings_;

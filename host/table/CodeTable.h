@@ -39,6 +39,9 @@ struct CodingOptions {
   std::function<bool()> cancelled;
   /// How many levels a factor may have.
   std::size_t maxLevels = 10000000;
+  /// Columns that are kept beside the records, see CodedTable::Kept; from the same query, as
+  /// another one may give the rows in another order.
+  std::vector<KeptColumn> keep;
 };
 
 /// Runs one query for the requested columns and codes its rows, in their order, into a temporary

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <limits>
+#include <memory>
 #include <span>
 #include <string>
 #include <utility>
@@ -33,6 +34,8 @@ struct CodedColumn {
   std::int64_t missing = 0;     ///< Records in which the value is NULL or not a number (NaN).
 };
 
+class KeptRows;
+
 /// A table as coded records in a temporary file, and what their positions mean.
 ///
 /// The file has no header; a record is RecordSize() doubles in the machine's byte order, in the
@@ -41,11 +44,13 @@ struct CodedColumn {
 class CodedTable {
  public:
   CodedTable(SpoolFile file, std::vector<CodedColumn> columns, std::int64_t recordCount,
-             std::vector<MissingString> missingStrings = {})
+             std::vector<MissingString> missingStrings = {},
+             std::shared_ptr<const KeptRows> kept = nullptr)
       : file_(std::move(file)),
         columns_(std::move(columns)),
         recordCount_(recordCount),
-        missingStrings_(std::move(missingStrings)) {}
+        missingStrings_(std::move(missingStrings)),
+        kept_(std::move(kept)) {}
 
   [[nodiscard]] std::int64_t RecordCount() const { return recordCount_; }
   /// Doubles in a record.
@@ -73,11 +78,16 @@ class CodedTable {
   /// `QvCommon::BinaryRecordIterator(table.File(), table.RecordSize())` reads it.
   [[nodiscard]] std::FILE* File() const { return file_.Stream(); }
 
+  /// The columns of the source that were kept, a row for each record; null for none. Valid while
+  /// the table lives.
+  [[nodiscard]] const KeptRows* Kept() const { return kept_.get(); }
+
  private:
   SpoolFile file_;
   std::vector<CodedColumn> columns_;
   std::int64_t recordCount_;
   std::vector<MissingString> missingStrings_;
+  std::shared_ptr<const KeptRows> kept_;  ///< Not shared but with what moves the table.
 };
 
 }  // namespace qvhost

@@ -24,7 +24,8 @@ enum class ColumnKind {
 struct ColumnInfo {
   std::string name;  ///< As the table spells it; for an expression, its text.
   ColumnKind kind = ColumnKind::kOther;
-  std::string type;  ///< DuckDB's name of the type, such as `BIGINT` or `DECIMAL(18,3)`.
+  std::string type;      ///< DuckDB's name of the type, such as `BIGINT` or `DECIMAL(18,3)`.
+  bool isField = false;  ///< Inside a column of objects, see NestedField.
 };
 
 /// What to call a kind in a sentence: "a number", "text", "a boolean", …
@@ -48,6 +49,12 @@ struct ColumnRequest {
   bool isByTypeOnly = false;
   LevelChoice levels = {};     ///< Of a factor.
   BooleanTexts booleans = {};  ///< Of a factor of booleans: what its levels are called.
+};
+
+/// A column of the source that is kept beside what a run computes. A plain value.
+struct KeptColumn {
+  std::string name;  ///< As the table spells it.
+  std::string sql;   ///< Its values, over the source's columns.
 };
 
 }  // namespace qvhost

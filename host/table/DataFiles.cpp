@@ -20,6 +20,7 @@
 #include "host/Text.h"
 #include "host/WholeFile.h"
 #include "host/table/Connection.h"
+#include "host/table/GzipFile.h"
 #include "host/table/SpoolFile.h"
 
 namespace qvhost {
@@ -150,10 +151,7 @@ bool HasByteOrderMark(std::string_view bytes) {
 }
 
 [[noreturn]] void RefuseUnknown(const std::string& name, const FileKind& kind) {
-  if (kind.isWorkbook) {
-    Refuse(
-        fmt::format("'{}' is a workbook of a spreadsheet program; save its sheet as CSV.", name));
-  }
+  if (!kind.foreign.empty()) Refuse(fmt::format("'{}' is {}.", name, kind.foreign));
   Refuse(
       fmt::format("The kind of '{}' is known neither from its name nor from its first bytes; "
                   "name it with --format csv, tsv, json, parquet, sqlite or duckdb.",
@@ -261,6 +259,9 @@ void DataFiles::AddPattern(const std::string& pattern) {
     return;
   }
   AgreeOn(format, pattern);
+  for (const std::string& match : matches) {
+    if (format != FileFormat::kParquet && Lower(match).ends_with(".gz")) CheckGzip(match, match);
+  }
   files_.push_back({pattern, pattern, "", pattern, true});
 }
 
@@ -276,7 +277,12 @@ void DataFiles::AddPath(const std::string& name) {
     return Copy(from.get(), name, name, {});
   }
   if (format == FileFormat::kUnknown) RefuseUnknown(name, kind);
+  if (isText && kind.holdsZeros) {
+    Refuse(fmt::format(
+        "Every other byte of '{}' is 0, as in a text in UTF-16; add --encoding utf-16.", name));
+  }
   AgreeOn(format, name);
+  if (isText && kind.compression == "gzip") CheckGzip(name, name);
   if (!isText || kind.compression.empty() || IsCompressedName(name)) {
     files_.push_back({name, PlainPattern(name), "", name});
     return;
@@ -309,6 +315,7 @@ void DataFiles::Copy(std::FILE* from, const std::string& name, const std::string
   const FileKind kind = InspectFile(path, false);
   if (!kind.compression.empty()) {
     if (encoding != TextEncoding::kUtf8) RefuseCompressed(name, kind.compression);
+    if (kind.compression == "gzip") CheckGzip(path, name);
     const std::string packed = path + (kind.compression == "gzip" ? ".gz" : ".zst");
     std::error_code error;
     fs::rename(path, packed, error);
@@ -366,16 +373,7 @@ void DataFiles::CheckOptions() const {
 }
 
 std::string DataFiles::NewPath(const std::string& ending) {
-  if (!folder_) {
-    std::error_code error;
-    folder_ = TemporaryFolder::Make(spoolDir_, error);
-    if (error) {
-      throw Error(ExitCode::kRunFailed,
-                  fmt::format("No temporary file can be made in the folder '{}' ({}); name another "
-                              "folder with --spool-dir.",
-                              spoolDir_, std::generic_category().message(error.value())));
-    }
-  }
+  if (!folder_) folder_ = MakeSpoolFolder(spoolDir_);
   ++copies_;
   return (folder_->Path() / fmt::format("input-{}{}", copies_, ending)).string();
 }

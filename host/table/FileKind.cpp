@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 #include <fmt/format.h>
 
@@ -37,6 +38,49 @@ constexpr std::array<Ending, 11> kEndings = {{{".csv", FileFormat::kDelimited},
                                               {".db3", FileFormat::kSqlite}}};
 
 constexpr std::array<std::string_view, 2> kCompressed = {".gz", ".zst"};
+
+constexpr const char* kWorkbook = "a workbook of a spreadsheet program; save its sheet as CSV";
+
+struct ForeignEnding {
+  std::string_view text;
+  const char* advice;
+};
+
+constexpr const char* kOfR =
+    "a file of R, which R alone reads; write CSV there: write.csv(x, \"x.csv\", row.names = FALSE)";
+constexpr const char* kOfSpss = "a file of SPSS; export it as CSV";
+constexpr const char* kOfSas = "a file of SAS; export it as CSV";
+constexpr const char* kPickle =
+    "a pickle of Python; write Parquet or CSV there: x.to_csv(\"x.csv\", index=False)";
+constexpr const char* kArrow = "a file of Arrow; write it as Parquet";
+
+constexpr std::array<ForeignEnding, 12> kForeignEndings = {
+    {{".rds", kOfR},
+     {".rda", kOfR},
+     {".rdata", kOfR},
+     {".dta", "a file of Stata; export it as CSV"},
+     {".sav", kOfSpss},
+     {".por", kOfSpss},
+     {".sas7bdat", kOfSas},
+     {".xpt", kOfSas},
+     {".pkl", kPickle},
+     {".pickle", kPickle},
+     {".feather", kArrow},
+     {".arrow", kArrow}}};
+
+/// What a file is that other programs alone read, and what to do; empty for any other.
+std::string ForeignText(const std::string& path, std::string_view bytes) {
+  if (bytes.starts_with("\xD0\xCF\x11\xE0"sv)) return kWorkbook;
+  const std::string ending = Lower(std::filesystem::path(path).extension().string());
+  if (bytes.starts_with("PK\x03\x04"sv)) {
+    constexpr std::array<std::string_view, 3> kWorkbooks = {".xlsx", ".xlsm", ".ods"};
+    const bool isWorkbook = std::ranges::find(kWorkbooks, ending) != kWorkbooks.end() ||
+                            bytes.find("[Content_Types].xml"sv) != std::string_view::npos;
+    return isWorkbook ? kWorkbook : "a ZIP archive; unpack it first";
+  }
+  const auto* const found = std::ranges::find(kForeignEndings, ending, &ForeignEnding::text);
+  return found == kForeignEndings.end() ? "" : found->advice;
+}
 
 std::string FirstBytes(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -112,19 +156,20 @@ FileKind InspectFile(const std::string& path, bool mayHoldZeros) {
   const std::string_view text = bytes;
   FileKind kind;
   if (text.empty()) return kind;
+  kind.foreign = ForeignText(path, text);
+  if (!kind.foreign.empty()) return kind;
   if (text.starts_with("PAR1"sv)) {
     kind.format = FileFormat::kParquet;
   } else if (text.starts_with("SQLite format 3\0"sv)) {
     kind.format = FileFormat::kSqlite;
   } else if (text.substr(std::min(kDuckDbMark, text.size())).starts_with("DUCK"sv)) {
     kind.format = FileFormat::kDatabase;
-  } else if (text.starts_with("PK\x03\x04"sv) || text.starts_with("\xD0\xCF\x11\xE0"sv)) {
-    kind.isWorkbook = true;
   } else if (text.starts_with("\x1F\x8B"sv) || text.starts_with("\x28\xB5\x2F\xFD"sv)) {
     kind.compression = text.front() == '\x1F' ? "gzip" : "zstd";
     kind.format = FormatInside(path, kind.compression);
   } else {
     kind.isUtf16 = text.starts_with("\xFF\xFE"sv) || text.starts_with("\xFE\xFF"sv);
+    kind.holdsZeros = !kind.isUtf16 && std::ranges::count(text, '\0') * 4 > std::ssize(text);
     const bool isText = kind.isUtf16 || mayHoldZeros || !IsBinary(text);
     if (isText) kind.format = kind.isUtf16 ? FileFormat::kDelimited : FormatOfText(text);
   }

@@ -24,12 +24,14 @@ struct FileKind {
   FileFormat format = FileFormat::kUnknown;
   std::string compression;  ///< `gzip` or `zstd`; then the format is that of what is inside.
   bool isUtf16 = false;     ///< It begins with a byte order mark of UTF-16.
-  bool isWorkbook = false;  ///< Of a spreadsheet program.
+  bool holdsZeros = false;  ///< As text in UTF-16 without such a mark does.
+  /// What another program's file is, and what to do, for a sentence; empty for any other.
+  std::string foreign;
 };
 
-/// Inspects the first bytes of a file; a text that is not JSON is taken for a delimited one. A file
-/// that cannot be read is of an unknown format. With `mayHoldZeros`, zero bytes are text, as in
-/// UTF-16.
+/// Inspects the name and the first bytes of a file; a text that is not JSON is taken for a
+/// delimited one. A file that cannot be read is of an unknown format. With `mayHoldZeros`, zero
+/// bytes are text, as in UTF-16.
 [[nodiscard]] FileKind InspectFile(const std::string& path, bool mayHoldZeros);
 
 /// "a CSV file", "a Parquet file", ... for a sentence.

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -35,6 +36,13 @@ std::string SizeText(std::int64_t values) {
 
 constexpr std::int64_t kValueSize = sizeof(double);
 
+[[noreturn]] void RefuseFolder(const std::string& folder, const std::error_code& error) {
+  throw Error(ExitCode::kRunFailed,
+              fmt::format("No temporary file can be made in the folder '{}' ({}); name another "
+                          "folder with --spool-dir.",
+                          folder, std::generic_category().message(error.value())));
+}
+
 }  // namespace
 
 std::string FolderForSpool(const std::string& folder) {
@@ -44,20 +52,18 @@ std::string FolderForSpool(const std::string& folder) {
   return error ? std::string(".") : system.string();
 }
 
+TemporaryFolder MakeSpoolFolder(const std::string& folder) {
+  std::error_code error;
+  std::optional<TemporaryFolder> made = TemporaryFolder::Make(folder, error);
+  if (!made) RefuseFolder(folder, error);
+  return std::move(*made);
+}
+
 SpoolFile::SpoolFile(const std::string& folder)
     : folder_(FolderForSpool(folder)), buffer_(kStreamBuffer) {
-  std::error_code error;
-  home_ = TemporaryFolder::Make(folder_, error);
-  if (home_) {
-    stream_.reset(OpenTransient(home_->Path() / "records"));
-    if (stream_ == nullptr) error.assign(errno, std::generic_category());
-  }
-  if (error) {
-    throw Error(ExitCode::kRunFailed,
-                fmt::format("No temporary file can be made in the folder '{}' ({}); name another "
-                            "folder with --spool-dir.",
-                            folder_, std::generic_category().message(error.value())));
-  }
+  home_ = MakeSpoolFolder(folder_);
+  stream_.reset(OpenTransient(home_->Path() / "records"));
+  if (stream_ == nullptr) RefuseFolder(folder_, {errno, std::generic_category()});
   std::setvbuf(stream_.get(), buffer_.data(), _IOFBF, buffer_.size());
 #ifndef _WIN32
   home_.reset();  // The file has no name any more.

@@ -16,6 +16,9 @@ namespace qvhost {
 /// The folder for temporary files: `folder`, or the system's when it is empty.
 [[nodiscard]] std::string FolderForSpool(const std::string& folder);
 
+/// A TemporaryFolder in such a folder. Throws Error (kRunFailed), which names the folder.
+[[nodiscard]] TemporaryFolder MakeSpoolFolder(const std::string& folder);
+
 /// A temporary file of doubles that nobody else can open and that never outlives the process.
 ///
 /// Made in a TemporaryFolder, readable by the owner alone, and without a name at once where the

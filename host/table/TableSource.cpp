@@ -15,6 +15,7 @@
 #include "host/table/Connection.h"
 #include "host/table/DataFiles.h"
 #include "host/table/InputFiles.h"
+#include "host/table/NestedFields.h"
 #include "host/table/NumberFormat.h"
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
@@ -70,6 +71,7 @@ constexpr const char* kFileView = "data";
 /// A name that no table of a user's database has.
 constexpr const char* kQueryView = "\"result of --sql\"";
 constexpr const char* kTypedView = "\"table with missing values\"";
+constexpr const char* kFieldsView = "\"table with fields\"";
 
 bool IsDatabase(FileFormat format) {
   return format == FileFormat::kDatabase || format == FileFormat::kSqlite;
@@ -212,8 +214,10 @@ TableSource::TableSource(const DataSource& source,
   }
   ChooseTable(source);
   const std::string query = sql_.empty() ? "SELECT * FROM " + relation_ : sql_;
-  const bool isRead = file_ && sql_.empty();
-  if (!source.na.empty() && !isRead) ShowTyped();
+  ShowFields();
+  const bool isFile = file_ && sql_.empty();
+  // The view of a text file knows its columns, but not what is inside them.
+  if (isFile ? !fields_.empty() : !source.na.empty()) ShowTyped();
   LearnColumns();
   if (sqlite_ && sql_.empty()) CheckTypes(name_, source.reading.types, columns_);
   AddNamed(query, definitions);
@@ -285,6 +289,21 @@ void TableSource::ChooseTable(const DataSource& source) {
   name_ = fmt::format("{} of {}", table.name, name_);
 }
 
+void TableSource::ShowFields() {
+  const std::vector<NestedField> fields =
+      Reading([this] { return NestedFields(*connection_, relation_); });
+  if (fields.empty()) return;
+  std::string list;
+  for (const NestedField& field : fields) {
+    fields_.push_back(field.name);
+    list += fmt::format(", {} AS {}", field.sql, QuoteName(field.name));
+  }
+  fieldsView_ = fmt::format("CREATE OR REPLACE TEMP VIEW {} AS SELECT *{} FROM {}", kFieldsView,
+                            list, relation_);
+  Reading([this] { connection_->Execute(fieldsView_); });
+  relation_ = kFieldsView;
+}
+
 /// Puts a view over the table in which the missing strings of its text columns are NULL.
 void TableSource::ShowTyped() {
   Reading([this] {
@@ -307,6 +326,9 @@ void TableSource::ShowTyped() {
 void TableSource::LearnColumns() {
   columns_ =
       Reading([this] { return connection_->Describe(fmt::format("SELECT * FROM {}", relation_)); });
+  for (ColumnInfo& column : columns_) {
+    column.isField = std::ranges::find(fields_, column.name) != fields_.end();
+  }
 }
 
 void TableSource::AddNamed(const std::string& query, const Definitions& definitions) {
@@ -323,6 +345,7 @@ void TableSource::NoteInputs() const { opened_->AddInTimeTo(*inputs_); }
 void TableSource::ShowViews() const {
   if (file_) file_->Create();
   if (!sql_.empty()) ShowQuery(*connection_, sql_);
+  if (!fieldsView_.empty()) connection_->Execute(fieldsView_);
   if (typed_) typed_->Create();
 }
 
@@ -414,6 +437,26 @@ std::string TableSource::ReaderOf(const std::string& file) const {
       delimiter_.empty() ? "" : fmt::format(", delim = {}", QuoteText(delimiter_));
   const std::string padding = layout_.hasShortRows ? ", null_padding = true" : "";
   return fmt::format("read_csv({}, header = true{}{})", name, delimiter, padding);
+}
+
+std::vector<KeptColumn> TableSource::Keep(const std::vector<std::string>& names, bool asWritten) {
+  if (names.empty()) return {};
+  std::vector<std::string> shown = names;
+  const bool isDelimited = data_ && data_->Format() == FileFormat::kDelimited;
+  if (asWritten && isDelimited && file_ && sql_.empty()) {
+    shown = file_->ShowWritten(names);
+    Reading([this] { ShowViews(); });
+  }
+  std::vector<KeptColumn> columns;
+  for (std::size_t i = 0; i < names.size(); ++i) columns.push_back({names[i], QuoteName(shown[i])});
+  if (asWritten) return columns;
+  for (KeptColumn& column : columns) {
+    const auto info = std::ranges::find(columns_, column.name, &ColumnInfo::name);
+    const bool isWide = info->type == "HUGEINT" || info->type == "UHUGEINT";
+    // DuckDB would write them to Parquet as doubles.
+    if (isWide) column.sql = fmt::format("CAST({} AS DECIMAL(38,0))", column.sql);
+  }
+  return columns;
 }
 
 void TableSource::SetCondition(const std::string& condition) {

@@ -73,7 +73,7 @@ class TableSource {
   /// What to call the source in a report: the files or patterns, `table of file`, or `query`.
   [[nodiscard]] const std::string& Name() const { return name_; }
 
-  /// The columns in their order.
+  /// The columns in their order, then the fields of columns of objects: `car.weight`.
   [[nodiscard]] const std::vector<ColumnInfo>& Columns() const { return columns_; }
 
   /// The columns that `name` may mean: the one that is spelled so; otherwise those that differ from
@@ -98,6 +98,11 @@ class TableSource {
   /// What the levels of a column of booleans are called: as most of the first 20,480 rows of a text
   /// file have them, else `false` and `true`. Throws Error (kBadInput).
   [[nodiscard]] BooleanTexts BooleansOf(const std::string& column) const;
+
+  /// These columns of the table, to be kept: their values, or with `asWritten` their texts as text
+  /// files have them, where the table is of CSV files; wider integers than 64 bits are decimals
+  /// otherwise. Once; after SettleTypes. REQUIRES: names of columns. Throws Error (kBadInput).
+  [[nodiscard]] std::vector<KeptColumn> Keep(const std::vector<std::string>& names, bool asWritten);
 
   /// From now on the table is made of the rows for which a condition, an SQL expression over the
   /// columns, is true. Once.
@@ -153,6 +158,8 @@ class TableSource {
   [[nodiscard]] std::string ReaderOf(const std::string& file) const;
   void ShowSqlite(const DataSource& source);
   void ChooseTable(const DataSource& source);
+  /// Puts a view over the table that shows the fields of its columns of objects, if it has any.
+  void ShowFields();
   void ShowTyped();
   void ShowViews() const;
   void LearnColumns();
@@ -173,6 +180,8 @@ class TableSource {
   std::string sql_;                   ///< The query; empty for none.
   std::string name_;
   std::string relation_;
+  std::string fieldsView_;  ///< The statement that makes it; empty for none.
+  std::vector<std::string> fields_;
   bool isStored_ = false;
   std::vector<ColumnInfo> columns_;
 };

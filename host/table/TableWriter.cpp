@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <exception>
 #include <filesystem>
+#include <optional>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -12,6 +14,7 @@
 #include "host/WholeFile.h"
 #include "host/table/Connection.h"
 #include "host/table/DuckDb.h"
+#include "host/table/KeptRows.h"
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
 
@@ -27,22 +30,16 @@ using TableFunctionHandle = DuckDbHandle<duckdb_table_function, &duckdb_destroy_
 
 constexpr const char* kFunction = "qvreg_rows";
 
-/// DuckDB keeps the rows of a Parquet group in memory: about so many values, but not so few rows
-/// that groups are of no use, and not more rows than its default.
-constexpr std::size_t kValuesInGroup = std::size_t{1} << 20;
-constexpr std::size_t kLeastRowsInGroup = 2048;
-constexpr std::size_t kMostRowsInGroup = 122880;
-
 /// What the function calls a column: the real names may be the same to DuckDB.
 std::string PlaceName(std::size_t column) { return fmt::format("c{}", column); }
 
-/// The cells of a chunk, row after row, in DuckDB's vectors.
+/// The cells of a chunk, row after row, in DuckDB's vectors from position `first` on.
 class ChunkCells final : public RowCells {
  public:
-  ChunkCells(duckdb_data_chunk chunk, std::size_t columnCount) {
+  ChunkCells(duckdb_data_chunk chunk, std::size_t first, std::size_t columnCount) {
     columns_.reserve(columnCount);
     for (idx_t column = 0; column < columnCount; ++column) {
-      const duckdb_vector values = duckdb_data_chunk_get_vector(chunk, column);
+      const duckdb_vector values = duckdb_data_chunk_get_vector(chunk, first + column);
       duckdb_vector_ensure_validity_writable(values);
       std::uint64_t* const present = duckdb_vector_get_validity(values);
       std::fill_n(present, (duckdb_vector_size() + kBits - 1) / kBits, std::uint64_t{0});
@@ -79,29 +76,88 @@ class ChunkCells final : public RowCells {
   idx_t row_ = 0;
 };
 
+/// The kept rows while they are read back.
+class KeptStream {
+ public:
+  explicit KeptStream(const KeptRows& kept) : types_(kept.Types()), rows_(kept.Read()) {}
+
+  [[nodiscard]] std::size_t ColumnCount() const { return types_.size(); }
+
+  void Declare(duckdb_bind_info info) const {
+    std::size_t column = 0;
+    for (const TypeHandle& type : types_) {
+      duckdb_bind_add_result_column(info, PlaceName(column).c_str(), type.Get());
+      ++column;
+    }
+  }
+
+  /// Puts the next rows into the first vectors of a chunk; how many, 0 at the end.
+  idx_t Fill(duckdb_data_chunk chunk) {
+    const duckdb_data_chunk rows = Next();
+    if (rows == nullptr) return 0;
+    for (idx_t column = 0; column < ColumnCount(); ++column) {
+      duckdb_vector_reference_vector(duckdb_data_chunk_get_vector(chunk, column),
+                                     duckdb_data_chunk_get_vector(rows, column));
+    }
+    return duckdb_data_chunk_get_size(rows);
+  }
+
+ private:
+  duckdb_data_chunk Next() {
+    try {
+      return rows_.Next();
+    } catch (const QueryError& error) {
+      throw Error(ExitCode::kRunFailed,
+                  fmt::format("The temporary file of the kept columns cannot be read back ({}).",
+                              error.what()));
+    }
+  }
+
+  std::vector<TypeHandle> types_;  ///< Learnt first: another query would end the stream.
+  RowStream rows_;
+};
+
 /// What DuckDB's callbacks work on.
 struct RowSource {
   const std::vector<WrittenColumn>& columns;
   const NextRow& nextRow;
+  std::optional<KeptStream> kept = std::nullopt;
   bool ended = false;
-  std::exception_ptr failure;  ///< No exception may pass through DuckDB: it is kept here.
+  std::exception_ptr failure = nullptr;  ///< No exception may pass through DuckDB: it is kept here.
+
+  [[nodiscard]] std::size_t KeptCount() const { return kept ? kept->ColumnCount() : 0; }
 
   void Declare(duckdb_bind_info info) const {
+    if (kept) kept->Declare(info);
     for (std::size_t column = 0; column < columns.size(); ++column) {
       const bool isText = columns[column].type == WrittenColumn::Type::kText;
       const TypeHandle type(
           duckdb_create_logical_type(isText ? DUCKDB_TYPE_VARCHAR : DUCKDB_TYPE_DOUBLE));
-      duckdb_bind_add_result_column(info, PlaceName(column).c_str(), type.Get());
+      duckdb_bind_add_result_column(info, PlaceName(KeptCount() + column).c_str(), type.Get());
     }
   }
 
   void Fill(duckdb_data_chunk chunk) {
-    ChunkCells cells(chunk, columns.size());
-    while (!ended && cells.CompleteRows() < duckdb_vector_size()) {
+    const idx_t most = kept ? kept->Fill(chunk) : duckdb_vector_size();
+    ChunkCells cells(chunk, KeptCount(), columns.size());
+    while (!ended && cells.CompleteRows() < most) {
       ended = !nextRow(cells);
       if (!ended) cells.GoToNextRow();
     }
+    if (kept) CheckCount(most, cells);
     duckdb_data_chunk_set_size(chunk, cells.CompleteRows());
+  }
+
+ private:
+  /// There are as many kept rows as others.
+  void CheckCount(idx_t keptRows, ChunkCells& cells) {
+    const bool isAnyMissing = cells.CompleteRows() < keptRows;
+    const bool isAnyLeft = keptRows == 0 && !ended && nextRow(cells);
+    ended = ended || keptRows == 0;
+    if (!isAnyMissing && !isAnyLeft) return;
+    throw Error(ExitCode::kRunFailed,
+                "The kept columns and the records are not equally many. Check the disk, or name "
+                "another folder with --spool-dir.");
   }
 };
 
@@ -143,38 +199,41 @@ void Register(const Connection& connection, RowSource& source) {
   }
 }
 
-std::string ParquetOptions(std::size_t columnCount) {
-  const std::size_t rows =
-      std::clamp(kValuesInGroup / columnCount, kLeastRowsInGroup, kMostRowsInGroup);
-  return fmt::format("FORMAT parquet, ROW_GROUP_SIZE {}", rows);
-}
-
-std::string SelectList(TableFormat format, const std::vector<WrittenColumn>& columns) {
+std::string SelectList(TableFormat format, const std::vector<std::string>& names) {
   // Many readers skip an empty line, but not an empty text in quotes.
-  const bool avoidEmptyLines = format != TableFormat::kParquet && columns.size() == 1;
+  const bool avoidEmptyLines = format != TableFormat::kParquet && names.size() == 1;
   std::string list;
-  for (std::size_t column = 0; column < columns.size(); ++column) {
+  for (std::size_t column = 0; column < names.size(); ++column) {
     std::string value = PlaceName(column);
     if (avoidEmptyLines) value = fmt::format("coalesce({}::VARCHAR, '')", value);
     // A statement would end at a zero byte: the name does.
-    const std::string& name = columns[column].name;
+    const std::string& name = names[column];
     list += fmt::format("{}{} AS {}", list.empty() ? "" : ", ", value,
                         QuoteName(name.substr(0, name.find('\0'))));
   }
   return list;
 }
 
-std::string CopyStatement(TableFormat format, const std::vector<WrittenColumn>& columns,
+std::string CopyStatement(TableFormat format, const std::vector<std::string>& names,
                           const std::filesystem::path& path) {
   const std::string options =
       format == TableFormat::kParquet
-          ? ParquetOptions(columns.size())
+          ? fmt::format("FORMAT parquet, ROW_GROUP_SIZE {}", RowsInGroup(names.size()))
           : fmt::format("FORMAT csv, HEADER true, COMPRESSION none, DELIMITER '{}'",
                         format == TableFormat::kTsv ? '\t' : ',');
   // An absolute path, as DuckDB gives a meaning to the beginnings of others.
   return fmt::format("COPY (SELECT {} FROM {}()) TO {} ({}, USE_TMP_FILE false)",
-                     SelectList(format, columns), kFunction,
+                     SelectList(format, names), kFunction,
                      QuoteText(std::filesystem::absolute(path).string()), options);
+}
+
+/// Otherwise times with a zone would be written in the machine's.
+void UseUtc(Connection& connection) {
+  try {
+    connection.Execute("SET TimeZone = 'UTC'");
+  } catch (const QueryError&) {
+    // A DuckDB that knows no zones has no other.
+  }
 }
 
 /// The system's reason in a message of DuckDB's, which names the temporary file: what follows it.
@@ -201,17 +260,42 @@ TableFormat TableFormatOf(const std::string& path) {
                           path));
 }
 
+const std::vector<std::string>& KeptNames(const KeptRows& kept) { return kept.Names(); }
+
+std::vector<std::string> NamesBeside(const std::vector<std::string>& kept,
+                                     const std::vector<WrittenColumn>& columns) {
+  std::vector<std::string> names;
+  for (const std::string& plain : kept) {
+    std::string name = plain;
+    const auto isThis = [&name](const std::string& other) { return SameWord(other, name); };
+    const auto isTaken = [&] {
+      return std::ranges::any_of(columns, isThis, &WrittenColumn::name) ||
+             (name != plain && std::ranges::any_of(kept, isThis));
+    };
+    while (isTaken()) name += "_data";
+    names.push_back(std::move(name));
+  }
+  return names;
+}
+
 void WriteTable(const WholeFile& file, const std::vector<WrittenColumn>& columns,
-                const NextRow& nextRow) {
+                const NextRow& nextRow, const KeptRows* kept) {
   const TableFormat format = TableFormatOf(file.Path());
-  RowSource source{columns, nextRow, false, nullptr};
+  RowSource source{columns, nextRow};
+  std::vector<std::string> names;
+  if (kept != nullptr) {
+    source.kept.emplace(*kept);
+    names = NamesBeside(kept->Names(), columns);
+  }
+  for (const WrittenColumn& column : columns) names.push_back(column.name);
   {
     Connection connection;
     // With one thread DuckDB does all its work, and so calls for the rows, on this one.
     connection.Execute("SET threads = 1");
+    UseUtc(connection);
     Register(connection, source);
     try {
-      connection.Execute(CopyStatement(format, columns, file.WritePath()));
+      connection.Execute(CopyStatement(format, names, file.WritePath()));
     } catch (const QueryError& error) {
       if (!source.failure) file.Fail(ReasonIn(error, file.WritePath()));
     }

@@ -26,6 +26,16 @@ struct WrittenColumn {
   Type type = Type::kNumber;
 };
 
+class KeptRows;
+
+/// What the kept columns are called in the data.
+[[nodiscard]] const std::vector<std::string>& KeptNames(const KeptRows& kept);
+
+/// What kept columns are called beside `columns`: as in the data, with `_data` at its end, as often
+/// as needed, where a name is taken, in whatever case of letters.
+[[nodiscard]] std::vector<std::string> NamesBeside(const std::vector<std::string>& kept,
+                                                   const std::vector<WrittenColumn>& columns);
+
 /// The cells of one row to write, by column; each is NULL until it is set.
 class RowCells {
  public:
@@ -54,9 +64,13 @@ using NextRow = std::function<bool(RowCells& cells)>;
 /// line. Names that differ in nothing but capital letters get a number (`p_A`, `p_a_1`), as DuckDB
 /// does not tell them apart; a zero byte ends a name.
 ///
+/// `kept`, null for none, are columns that stand before the others, called as NamesBeside says and
+/// with the types that they have; in CSV as DuckDB writes them, times with a zone in UTC. `nextRow`
+/// gives as many rows as they have.
+///
 /// Throws Error: kBadInput for the ending, kRunFailed, with the file and the reason, when it cannot
-/// be written.
+/// be written, or when the kept rows cannot be read back or are not as many.
 void WriteTable(const WholeFile& file, const std::vector<WrittenColumn>& columns,
-                const NextRow& nextRow);
+                const NextRow& nextRow, const KeptRows* kept = nullptr);
 
 }  // namespace qvhost

@@ -92,8 +92,31 @@ void TypedView::Create() const {
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     list += fmt::format("{}{} AS {}", list.empty() ? "" : ", ", Value(i), TextOf(i));
   }
+  for (const std::size_t i : written_) {
+    list += fmt::format(", {} AS {}", TextOf(i), QuoteName(WrittenName(i)));
+  }
   connection_.Execute(
       fmt::format("CREATE OR REPLACE TEMP VIEW {} AS SELECT {} FROM {}", name_, list, From()));
+}
+
+std::string TypedView::WrittenName(std::size_t column) const {
+  std::string name = columns_[column].name + " as written";
+  const auto isTaken = [&name](const RawColumn& other) { return SameWord(other.name, name); };
+  while (std::ranges::any_of(columns_, isTaken)) name += " in the file";
+  return name;
+}
+
+std::vector<std::string> TypedView::ShowWritten(const std::vector<std::string>& names) {
+  written_.clear();
+  std::vector<std::string> shown;
+  for (const std::string& name : names) {
+    const auto place = std::ranges::find(columns_, name, &RawColumn::name);
+    const auto column = static_cast<std::size_t>(place - columns_.begin());
+    columns_.at(column).isText = true;
+    written_.push_back(column);
+    shown.push_back(WrittenName(column));
+  }
+  return shown;
 }
 
 void TypedView::SetType(std::size_t column, const std::string& type) {
@@ -109,9 +132,7 @@ bool TypedView::Decide(const std::vector<std::size_t>& columns, const std::strin
     const std::string text = NumberOf(i);
     const std::string missing = IsMissing(i);
     const std::string isCode =
-        columns_[i].isFormatted
-            ? fmt::format("regexp_full_match(trim({}, ' \t'), {})", TextOf(i), kLeadingZero)
-            : "false";
+        fmt::format("regexp_full_match(trim({}, ' \t'), {})", TextOf(i), kLeadingZero);
     // Any missing, any value, all values numbers, all values whole.
     list += fmt::format(
         "{0}coalesce(bool_or({1}), false), coalesce(bool_or({2} IS NOT NULL AND NOT {1}), false), "

@@ -76,6 +76,11 @@ class TypedView {
   /// Lets every column that comes as numbers come as text from now on; false when there is none.
   bool ReadAsText();
 
+  /// From now on the view shows, at its end, the texts of these columns as the file has them,
+  /// missing strings included: what each of those columns is called. After a change of types:
+  /// Create. REQUIRES: a relation of text files, and names as they are spelled.
+  std::vector<std::string> ShowWritten(const std::vector<std::string>& names);
+
   /// Columns of decimal numbers all of which, in the first `rows` rows, look like whole numbers
   /// with points between thousands: 1.000, 12.500. Each with such a text.
   [[nodiscard]] std::vector<std::pair<std::string, std::string>> GroupedColumns(
@@ -97,6 +102,8 @@ class TypedView {
   void TakeNumbers(const std::string& relation);
   [[nodiscard]] std::string From() const { return relation_(columns_, ""); }
   [[nodiscard]] std::string TextOf(std::size_t column) const;
+  /// What the view calls it.
+  [[nodiscard]] std::string WrittenName(std::size_t column) const;
   /// Its text as DuckDB casts numbers from it.
   [[nodiscard]] std::string NumberOf(std::size_t column) const;
   [[nodiscard]] std::string CastText(std::size_t column, const std::string& type) const;
@@ -113,7 +120,8 @@ class TypedView {
   std::string name_;
   Relation relation_;
   std::vector<RawColumn> columns_;
-  std::size_t first_ = 0;  ///< The function's number of the first column.
+  std::vector<std::size_t> written_;  ///< Those whose texts are shown.
+  std::size_t first_ = 0;             ///< The function's number of the first column.
 };
 
 }  // namespace qvhost

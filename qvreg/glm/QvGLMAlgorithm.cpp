@@ -217,6 +217,12 @@ bool QvGLMAlgorithm::ExpandRow(const Record& record, std::vector<double>& row) {
   return fModel.ExpandRow(record.GetAll(), dependent, row);
 }
 
+bool QvGLMAlgorithm::ExpandScaledRow(const Record& record, std::vector<int>& indices,
+                                     std::vector<double>& values) {
+  if (!fModel.HasMatrix() || !HoldsDesign(record)) return false;
+  return fModel.ExpandScaledRow(record.GetAll(), indices, values);
+}
+
 void QvGLMAlgorithm::Display() const {
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                   "QvGLMAlgorithm display start");

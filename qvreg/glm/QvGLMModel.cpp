@@ -288,6 +288,15 @@ bool QvGLMModel::ExpandRow(const double* values, double dependent, std::vector<d
   return ok;
 }
 
+bool QvGLMModel::ExpandScaledRow(const double* values, std::vector<int>& indices,
+                                 std::vector<double>& numbers) {
+  const bool ok = fDesignRow.Expand(values);
+  const int count = fDesignRow.GetCount();
+  indices.assign(fDesignRow.GetIndices().begin(), fDesignRow.GetIndices().begin() + count);
+  numbers.assign(fDesignRow.GetValues().begin(), fDesignRow.GetValues().begin() + count);
+  return ok;
+}
+
 double QvGLMModel::GetPredictedValue(const double* values) {
   if (!fDesignRow.Expand(values)) return QvMV::gMissingValue;
   double sum = 0.0;

@@ -64,6 +64,11 @@ class QvGLMModel {
   /// parameter; its effect's columns are then 0. REQUIRES: values that hold every factor and
   /// covariate.
   bool ExpandRow(const double* values, double dependent, std::vector<double>& row);
+  /// The non-zeros of the design row as the estimation works with them: `indices` receives their
+  /// parameters in ascending order, `numbers` the values divided by 2^exponent. The rest as
+  /// ExpandRow, without a dependent.
+  bool ExpandScaledRow(const double* values, std::vector<int>& indices,
+                       std::vector<double>& numbers);
   /// The missing value when a level combination has no parameter.
   double GetPredictedValue(const double* values);
 

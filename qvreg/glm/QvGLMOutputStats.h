@@ -83,6 +83,11 @@ class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
   /// The root mean square error times 2^-f; its plain form is missing where it is too large for a
   /// double, and 0 where it is too small.
   [[nodiscard]] double GetScaledRootMeanSquareError() const;
+  /// The non-zeros of the design row of `record`: `indices` receives their parameters in ascending
+  /// order, `values` each times 2^-e. False as ExpandRow, with which it shares the scratch space.
+  /// Allocates nothing once the vectors are large enough.
+  bool ExpandScaledRow(const QvCommon::Record& record, std::vector<int>& indices,
+                       std::vector<double>& values) const;
 
  private:
   void FillParamStats();

@@ -129,6 +129,25 @@ TEST_F(CommandData, TheFormOfTheFileIsNamed) {
   ExpectHas(Notes(RowsOf("y,x", ",", number) + "5\n", {}), "have fewer values than the header");
 }
 
+TEST_F(CommandData, CodesWithAMissingOneAmongThemAreCodes) {
+  const std::string notes = Notes(
+      RowsOf("y,zip", ",", [](int i) { return i == 3       ? "NA"
+                                              : i % 2 == 0 ? "01067"
+                                                           : "04109"; }),
+      {}, "y ~ zip");
+  EXPECT_NE(notes.find("'zip' is taken as codes"), std::string::npos) << notes;
+}
+
+TEST_F(CommandData, YesAndNoAreCalledSo) {
+  const std::string rows =
+      RowsOf("y,answer,flag", ",", [](int i) { return i % 2 == 0 ? "Yes,TRUE" : "No,FALSE"; });
+  const json fit =
+      FitJson({"--data", folder_.Write("in.csv", rows), "--formula", "y ~ answer + flag"});
+  EXPECT_EQ(fit["parameters"][1]["label"], "answer=No");
+  EXPECT_EQ(fit["parameters"][2]["label"], "answer=Yes");
+  EXPECT_EQ(fit["parameters"][3]["label"], "flag=false");
+}
+
 TEST_F(CommandData, AColumnThatAFileLacksIsNamed) {
   folder_.Write("a.csv", RowsOf("y,x", ",", [](int i) { return std::to_string(i); }));
   folder_.Write("b.csv", "y\n1\n2\n");

@@ -207,7 +207,7 @@ class CommandOutputs : public ::testing::Test {
 TEST_F(CommandOutputs, AFileThatIsNotReadIsReplaced) {
   ExpectFit({"--data", "keep.csv", "--json", "p-1.csv", "--predictions", "p-2.csv"});
   EXPECT_TRUE(qvtest::ReadFile(folder_.File("p-1.csv")).starts_with("{"));
-  EXPECT_TRUE(qvtest::ReadFile(folder_.File("p-2.csv")).starts_with("predicted\n"));
+  EXPECT_TRUE(qvtest::ReadFile(folder_.File("p-2.csv")).starts_with("observed,predicted,"));
 }
 
 TEST_F(CommandOutputs, ANameElsewhereIsNoInput) {
@@ -266,7 +266,7 @@ TEST_F(CommandOutputs, AnOutputThatBecomesAnInputDuringTheRun) {
     std::ifstream pipe(folder_.File("pipe.csv"));
     fs::create_hard_link(folder_.File("keep.csv"), folder_.File("fit.json"));
     const std::string read(std::istreambuf_iterator<char>(pipe), {});
-    EXPECT_TRUE(read.starts_with("predicted\n")) << read;
+    EXPECT_TRUE(read.starts_with("observed,predicted,")) << read;
   });
   const CommandResult result =
       Fit({"--data", "keep.csv", "--predictions", "pipe.csv", "--json", "fit.json"});

@@ -181,7 +181,7 @@ TEST_F(CommandSignals, AnIgnoredHangUpIsIgnored) {
       Run({"--sql", kLongQuery}).IgnoringHangUp().SignalWhenShown("pass 1", SIGHUP).Run();
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_TRUE(qvtest::ReadFile(folder_.File("out/fit.json")).starts_with("{"));
-  EXPECT_TRUE(qvtest::ReadFile(folder_.File("out/p.csv")).starts_with("predicted"));
+  EXPECT_TRUE(qvtest::ReadFile(folder_.File("out/p.csv")).starts_with("observed"));
   EXPECT_TRUE(fs::is_empty(Spool()));
 }
 

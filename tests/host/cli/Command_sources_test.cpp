@@ -141,6 +141,21 @@ TEST_F(CommandSources, QueryOverADatabase) {
             "shop.duckdb, query SELECT * FROM orders");
 }
 
+TEST_F(CommandSources, FieldsOfObjectsInJson) {
+  const std::string file =
+      folder_.Write("cars.jsonl",
+                    "{\"y\": 1, \"car\": {\"weight\": 1, \"type\": \"a\"}, \"tags\": [1]}\n"
+                    "{\"y\": 3, \"car\": {\"weight\": 2, \"type\": \"b\"}, \"tags\": []}\n"
+                    "{\"y\": 5, \"car\": {\"weight\": 3, \"type\": \"a\"}, \"tags\": [2]}\n");
+  const nlohmann::json fit = FitJson({"--data", file, "--formula", "y ~ car.weight", "--keep",
+                                      "car.type,y", "--predictions", folder_.File("p.csv")});
+  EXPECT_NEAR(ParameterOf(fit, "car.weight")["estimate"].get<double>(), 2.0, 1e-12);
+  EXPECT_TRUE(qvtest::ReadFile(folder_.File("p.csv")).starts_with("car.type,y,observed"));
+  static_cast<void>(FitJson({"--data", file, "--formula", "y ~ car.weight", "--keep", "all",
+                             "--predictions", folder_.File("p.csv")}));
+  EXPECT_TRUE(qvtest::ReadFile(folder_.File("p.csv")).starts_with("y,car,tags,observed"));
+}
+
 TEST_F(CommandSources, ColumnsWithOddNames) {
   folder_.Write("odd.csv", "my y,\"a \"\"b\"\"\",größe\n1,1,p\n2,2,q\n4,3,p\n4,4,q\n6,5,q\n");
   const CommandResult result =

@@ -7,6 +7,7 @@
 #include "host/Error.h"
 #include "host/fit/CountedRecordIterator.h"
 #include "host/fit/FitWarnings.h"
+#include "host/fit/ResultBuilder.h"
 #include "host/fit/RunFit.h"
 #include "host/table/CodeTable.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
@@ -82,7 +83,8 @@ std::map<std::string, double> Probabilities(const FitResult& fit,
 }
 
 BuiltModel::BuiltModel(const FitOptions& options)
-    : formula_(ParseFormula(options.formula)),
+    : options_(options),
+      formula_(ParseFormula(options.formula)),
       source_(options.source),
       binding_(BindModel(formula_, source_, options.binding)),
       table_(CodeTable(source_, binding_.columns)),
@@ -104,9 +106,15 @@ std::vector<std::string> BuiltModel::WarningsOf(const FitResult& result) const {
   return FitWarnings(formula_, binding_, table_, run_.Output(), result).Find();
 }
 
+BuiltPredictor BuiltModel::Predictor() const {
+  const FitResult fit = ResultBuilder(formula_, binding_, table_, run_).Build(options_);
+  return {Component(), run_.Output(), Categories(), fit.residualStdError};
+}
+
 void BuiltModel::Predict(const std::string& path, const std::function<void(long long)>& progress) {
   WholeFile file(path);
-  WritePredictions(file, table_, Component(), run_.Output(), Categories(), progress, interrupt_);
+  const std::string note = WritePredictions(file, table_, Predictor(), progress, interrupt_);
+  if (!note.empty()) throw std::runtime_error("nothing was kept, but renamed");
   file.Finish();
   file.Commit();
 }

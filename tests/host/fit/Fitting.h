@@ -61,6 +61,9 @@ class BuiltModel {
   /// What the fit warns of, were this its result.
   [[nodiscard]] std::vector<std::string> WarningsOf(const FitResult& result) const;
 
+  /// What writing predictions takes.
+  [[nodiscard]] BuiltPredictor Predictor() const;
+
   /// Writes the predictions to a file.
   void Predict(const std::string& path, const std::function<void(long long)>& progress = {});
 
@@ -72,6 +75,7 @@ class BuiltModel {
   [[nodiscard]] std::vector<Answer> Answers() const;
 
  private:
+  FitOptions options_;
   Formula formula_;
   TableSource source_;
   ModelBinding binding_;

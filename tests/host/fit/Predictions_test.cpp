@@ -50,7 +50,8 @@ INSTANTIATE_TEST_SUITE_P(, PredictionsFormats, testing::Values(".csv", ".tsv", "
 TEST_P(PredictionsFormats, ALinearModelKeepsTheOrderOfManyRows) {
   BuiltModel model(kManyRows, "y ~ x + g");
   model.Predict(Out());
-  EXPECT_EQ(NamesIn(Out()), std::vector<std::string>{"predicted"});
+  EXPECT_EQ(NamesIn(Out()),
+            (std::vector<std::string>{"observed", "predicted", "residual", "std_error"}));
   const std::vector<double> read = Values(CodeOne("FROM " + QuoteText(Out()), "predicted"));
   ASSERT_EQ(read.size(), 300000U);
   for (std::size_t i = 0; i < read.size(); ++i) {
@@ -75,9 +76,10 @@ TEST_P(PredictionsFormats, ALogisticModelGivesTheSharesOfItsCells) {
   options.binding.freqWeight = "w";
   BuiltModel model(options);
   model.Predict(Out());
-  EXPECT_EQ(NamesIn(Out()), (std::vector<std::string>{"predicted", "p_may", "p_no", "p_yes"}));
+  EXPECT_EQ(NamesIn(Out()),
+            (std::vector<std::string>{"observed", "predicted", "p_may", "p_no", "p_yes"}));
 
-  const auto read = Read(Out());
+  const auto read = Read(Out(), "predicted, p_may, p_no, p_yes");
   ASSERT_EQ(read.size(), 6U);
   for (std::size_t i = 0; i < 6; ++i) {
     const bool left = i < 3;
@@ -97,7 +99,7 @@ TEST_P(PredictionsFormats, ARowThatCannotBeScoredIsNull) {
   FitOptions options = OptionsFor(rows, "y ~ x + g");
   options.binding.freqWeight = "w";
   BuiltModel(options).Predict(Out());
-  const auto read = Read(Out());
+  const auto read = Read(Out(), "predicted");
   const std::vector<std::optional<double>> expected = {1, 2, 4, 5, 7, {}, {}, 8, 9, 6};
   ASSERT_EQ(read.size(), expected.size());
   for (std::size_t i = 0; i < expected.size(); ++i) {
@@ -113,13 +115,13 @@ TEST_P(PredictionsFormats, ACombinationThatWasNeverSeenIsNull) {
       "SELECT * FROM (VALUES (1.0, 'no', 'a'), (2, 'yes', 'a'), (3, 'no', 'b'), (5, 'yes', 'b'), "
       "(NULL, NULL, 'c'), (NULL, NULL, 'b')) t(y, z, g)";
   BuiltModel(rows, "y ~ g").Predict(Out());
-  const auto linear = Read(Out());
+  const auto linear = Read(Out(), "predicted");
   ASSERT_EQ(linear.size(), 6U);
   EXPECT_EQ(linear[4], Cells{std::nullopt});
   EXPECT_NEAR(std::atof(linear[5][0]->c_str()), 4.0, 1e-12);
 
   BuiltModel(rows, "z ~ g").Predict(Out());
-  const auto logistic = Read(Out());
+  const auto logistic = Read(Out(), "predicted, p_no, p_yes");
   ASSERT_EQ(logistic.size(), 6U);
   EXPECT_EQ(logistic[4], (Cells{std::nullopt, std::nullopt, std::nullopt}));
   EXPECT_NEAR(std::atof(logistic[5][1]->c_str()), 0.5, 1e-9);
@@ -133,11 +135,11 @@ TEST_P(PredictionsFormats, OddLevelsReadBack) {
   model.Predict(Out());
   const std::vector<std::string>& levels = model.Categories().levels;
   ASSERT_EQ(levels.size(), 7U);
-  std::vector<std::string> names = {"predicted"};
+  std::vector<std::string> names = {"observed", "predicted"};
   for (const std::string& level : levels) names.push_back("p_" + level);
   EXPECT_EQ(NamesIn(Out()), names);
 
-  const auto read = Read(Out());
+  const auto read = Read(Out(), "predicted");
   const auto answers = model.Answers();
   ASSERT_EQ(read.size(), answers.size());
   for (std::size_t i = 0; i < read.size(); ++i) {
@@ -157,7 +159,7 @@ TEST_F(PredictionsTest, ProbabilitiesStandInTheOrderOfTheCodesForEveryReference)
         reference);
     model.Predict(Path("out.parquet"));
     EXPECT_EQ(NamesIn(Path("out.parquet")),
-              (std::vector<std::string>{"predicted", "p_may", "p_no", "p_yes"}));
+              (std::vector<std::string>{"observed", "predicted", "p_may", "p_no", "p_yes"}));
     found.push_back(
         Read(Path("out.parquet"), "predicted, round(p_may, 6), round(p_no, 6), round(p_yes, 6)"));
   }
@@ -171,7 +173,8 @@ TEST_F(PredictionsTest, ALevelThatWasNotObservedHasNoColumn) {
       "SELECT * FROM (VALUES ('low', 1.0), ('up', 2.0), ('mid', NULL), ('low', 3.0), ('up', 4.0), "
       "('up', 1.5)) t(y, x)";
   BuiltModel(rows, "y ~ x").Predict(Path("out.parquet"));
-  EXPECT_EQ(NamesIn(Path("out.parquet")), (std::vector<std::string>{"predicted", "p_low", "p_up"}));
+  EXPECT_EQ(NamesIn(Path("out.parquet")),
+            (std::vector<std::string>{"observed", "predicted", "p_low", "p_up"}));
   const auto read = Read(Path("out.parquet"), "predicted, round(p_low + p_up, 12)");
   EXPECT_EQ(read[2], (Cells{std::nullopt, std::nullopt}));
   EXPECT_EQ(read[5][1], "1.0");
@@ -200,7 +203,7 @@ TEST_F(PredictionsTest, APredictionThatIsNoFiniteNumberIsNull) {
       "SELECT * FROM (VALUES (1e10, 1.0), (NULL, 1e300), (2e10, 2.0), (3e10, 3.0), (NULL, -1e300)) "
       "t(y, x)";
   BuiltModel(rows, "y ~ x").Predict(Path("out.parquet"));
-  const auto read = Read(Path("out.parquet"));
+  const auto read = Read(Path("out.parquet"), "predicted");
   ASSERT_EQ(read.size(), 5U);
   EXPECT_TRUE(read[0][0]);
   EXPECT_FALSE(read[1][0]);
@@ -242,11 +245,8 @@ TEST_F(PredictionsTest, ATableThatCannotBeReadBackIsNoEndOfTheRows) {
   file.Append(std::vector<double>{1.0, 2.0, 3.0, 4.0});
   file.Flush();
   const CodedTable cut(std::move(file), model.Table().Columns(), 3);
-  IQvRegOutputStats* output = nullptr;
-  ASSERT_TRUE(model.Component().GetOutputStats(output).IsOK());
   const Refusal refusal = RefusalOf([&] {
-    WritePredictions(WholeFile(Path("out.csv")), cut, model.Component(), *output, {}, {},
-                     model.CtrlC());
+    WritePredictions(WholeFile(Path("out.csv")), cut, model.Predictor(), {}, model.CtrlC());
   });
   EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
   EXPECT_EQ(FilesInFolder(), 0);

@@ -63,6 +63,54 @@ TEST_F(TableSourceErrors, RefusesAnUnknownKindOfFile) {
             "'" + book + "' is a workbook of a spreadsheet program; save its sheet as CSV.");
 }
 
+TEST_F(TableSourceErrors, TellsWhatAnotherProgramsFileIs) {
+  const std::string zip = "PK\x03\x04 x.csv and so on";
+  const auto refused = [&](const char* name, const std::string& bytes) {
+    return Refused({WriteText(name, bytes), "", ""});
+  };
+  EXPECT_TRUE(refused("x.zip", zip).ends_with("' is a ZIP archive; unpack it first."));
+  EXPECT_NE(refused("x", zip + "[Content_Types].xml").find("a workbook"), std::string::npos);
+  EXPECT_NE(refused("x.RDS", "RDX3\n \x01").find("row.names = FALSE"), std::string::npos);
+  EXPECT_NE(refused("x.dta", "<stata_dta> \x01").find("a file of Stata; export"),
+            std::string::npos);
+}
+
+TEST_F(TableSourceErrors, TextInUtf16WithoutAMarkNeedsItsName) {
+  const std::string file = WriteText("x.csv", std::string("y\0,\0x\0\n\0"
+                                                          "1\0,\0"
+                                                          "2\0\n\0",
+                                                          16));
+  EXPECT_EQ(Refused({file, "", ""}), "Every other byte of '" + file +
+                                         "' is 0, as in a text in UTF-16; add --encoding utf-16.");
+  DataSource source{file, "", ""};
+  source.reading.encoding = TextEncoding::kUtf16;
+  EXPECT_EQ(TableSource(source).Columns().size(), 2U);
+}
+
+TEST_F(TableSourceErrors, AGzipFileThatEndsEarlyIsRefused) {
+  const std::string whole = WriteTable("whole.csv.gz", "SELECT i, hash(i) FROM range(20000) t(i)");
+  EXPECT_EQ(TableSource({whole, "", ""}).Columns().size(), 2U);
+  const auto size = std::filesystem::file_size(whole);
+  for (const auto left : {size - 1, size - 8, size - 9, size / 2, std::uintmax_t{30}}) {
+    const std::string cut = Path("cut.csv.gz");
+    std::filesystem::copy_file(whole, cut, std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::resize_file(cut, left);
+    EXPECT_EQ(Refused({cut, "", ""}),
+              "'" + cut + "' ends before its compressed data do; copy or download it again.")
+        << left;
+    EXPECT_NE(Refused({Path("cut.*.gz"), "", ""}).find("ends before"), std::string::npos) << left;
+  }
+}
+
+TEST_F(TableSourceErrors, AGzipFileOfSeveralPartsIsWhole) {
+  const std::string part = WriteTable("part.csv.gz", "SELECT i FROM range(2000) t(i)");
+  const std::string bytes = qvtest::ReadFile(part);
+  const std::string file = WriteText("all.csv.gz", bytes + bytes);
+  EXPECT_EQ(TableSource({file, "", ""}).Columns().size(), 1U);
+  const std::string cut = WriteText("cut.csv.gz", bytes + bytes.substr(0, bytes.size() / 2));
+  EXPECT_NE(Refused({cut, "", ""}).find("ends before"), std::string::npos);
+}
+
 TEST_F(TableSourceErrors, TellsWhyAFileCannotBeRead) {
   const std::string corrupt = WriteText("x.parquet", "this is no parquet file, by no means");
   const std::string text = Refused({corrupt, "", ""});

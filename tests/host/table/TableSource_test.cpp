@@ -107,7 +107,8 @@ TEST_F(TableSourceTest, TellsTheKindOfEveryType) {
   const std::string time = "a date or time";
   EXPECT_EQ(kinds, (Texts{"a number", "a number", "a number", "a number", "a number", "text",
                           "text", "a boolean", "an enumeration", time, time, time, time, other,
-                          other, other, other, other}));
+                          other, other, other, other, "a number"}))
+      << "the last one is the field of the object";
   EXPECT_EQ(source.Columns()[3].type, "DECIMAL(18,3)");
   EXPECT_EQ(source.Columns()[8].type, "ENUM");
 }
@@ -200,6 +201,35 @@ TEST_F(TableSourceTest, StaysUsableWhenMoved) {
   TableSource source = OpenSql("SELECT 1 AS x");
   const TableSource moved = std::move(source);
   EXPECT_EQ(Values(CodeTable(moved, {Ask("x")})), Numbers{1});
+}
+
+TEST_F(TableSourceTest, ShowsTheFieldsOfObjects) {
+  const std::string lines =
+      "{\"y\": 1, \"car\": {\"weight\": 1.5, \"engine\": {\"kind\": \"NA\", \"cc\": [1]}}}\n"
+      "{\"y\": 2, \"car\": {\"weight\": 2.5, \"engine\": {\"kind\": \"diesel\", \"cc\": []}}}\n";
+  const std::string json = WriteText("cars.jsonl", lines);
+  const std::string parquet = WriteTable("cars.parquet", "FROM read_json(" + QuoteText(json) + ")");
+  for (const DataSource& from : {DataSource{json, "", ""}, DataSource{parquet, "", ""},
+                                 DataSource{"", "", "SELECT * FROM " + QuoteText(parquet)}}) {
+    const TableSource source(from);
+    std::vector<std::string> names;
+    for (const ColumnInfo& column : source.Columns()) {
+      names.push_back(column.name);
+      EXPECT_EQ(column.isField, names.size() > 2);
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"y", "car", "car.weight", "car.engine.kind"}));
+    EXPECT_EQ(source.Columns()[2].kind, ColumnKind::kNumber);
+    EXPECT_EQ(Values(CodeTable(source, {Ask("\"car.weight\"")})), (std::vector<double>{1.5, 2.5}));
+  }
+  const CodedTable kinds = CodeTable(TableSource({json, "", ""}), {Ask("\"car.engine.kind\"")});
+  EXPECT_EQ(kinds.Columns()[0].levels, std::vector<std::string>{"diesel"}) << "NA is missing";
+}
+
+TEST_F(TableSourceTest, AFieldGivesWayToAColumnOfItsName) {
+  const TableSource source = OpenSql("SELECT 7 AS \"a.B\", {'b': 1, 'c': 2} AS a");
+  ASSERT_EQ(source.Columns().size(), 3U);
+  EXPECT_EQ(source.Columns()[2].name, "a.c");
+  EXPECT_EQ(Values(CodeTable(source, {Ask("\"a.B\"")})), std::vector<double>{7.0});
 }
 
 TEST_F(TableSourceTest, OffersNamesAfterTheirKind) {

@@ -300,6 +300,22 @@ TEST(ColumnScaleLimits, TheExpandedRowIsTheHosts) {
   EXPECT_EQ(row, (Doubles{1, 0.3, 0.3, 1, 0, 0.1}));
 }
 
+TEST(ColumnScaleLimits, TheScaledRowIsDividedByThePowersOfItsColumns) {
+  LinearSettings settings(kY, {}, {kX, kZ});
+  settings.Effect({}, {kX}).Effect({}, {kZ});
+  const FittedModel model(settings.Get(), MakeRecords(Multiplied(1e300, 1e200, 1e-300)));
+  std::vector<int> indices;
+  Doubles values;
+  ASSERT_TRUE(
+      StatsOf(model).ExpandScaledRow(MakeRecord({2e300, 3e200, 5e-300, 1}), indices, values));
+  ASSERT_EQ(indices, (std::vector<int>{0, 1, 2}));
+  const std::vector<int>& exponents = StatsOf(model).GetParameterExponents();
+  ASSERT_GT(exponents[1], 500);
+  EXPECT_EQ(values[0], 1.0);
+  EXPECT_EQ(values[1], std::ldexp(3e200, -exponents[1]));
+  EXPECT_EQ(values[2], std::ldexp(5e-300, -exponents[2]));
+}
+
 TEST(ColumnScaleLimits, UsualSizesStayAsTheyAre) {
   LinearSettings settings(kY, {}, {kX, kZ});
   settings.Effect({}, {kX}).Effect({}, {kZ});

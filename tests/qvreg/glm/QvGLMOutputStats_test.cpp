@@ -167,6 +167,19 @@ TEST_F(QvGLMOutputStatsTest, ExpandsARecordIntoItsDesignRow) {
   EXPECT_EQ(row, (Doubles{1, 0, 0, 5}));
 }
 
+TEST_F(QvGLMOutputStatsTest, ListsTheNonZerosOfADesignRow) {
+  const FittedModel model(settings_.Get(), records_);
+  const auto& stats = dynamic_cast<const QvGLMOutputStats&>(model.Stats());
+  std::vector<int> indices;
+  Doubles values;
+  EXPECT_TRUE(stats.ExpandScaledRow(MakeRecord({5, 1, 1, 1}), indices, values));
+  EXPECT_EQ(indices, (std::vector<int>{0, 2}));
+  EXPECT_EQ(values, (Doubles{1, 1}));
+  EXPECT_FALSE(stats.ExpandScaledRow(MakeRecord({5, 2, 1, 1}), indices, values));
+  EXPECT_EQ(indices, std::vector<int>{0});
+  EXPECT_FALSE(stats.ExpandScaledRow(MakeRecord({5}), indices, values));
+}
+
 TEST_F(QvGLMOutputStatsTest, DoesNotExpandARecordWithoutItsFactor) {
   FittedModel model(settings_.Get(), records_);
   Doubles row;

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "host/fit/ScaledEstimates.h"
+#include "qvreg/common/Record.h"
+#include "qvreg/glm/QvGLMOutputStats.h"
+
+namespace qvhost {
+
+/// The standard error of what a linear model predicts: of the mean of records like this one,
+/// sqrt(x' V x) for the design row x and the covariance matrix V of the estimates. Costs the square
+/// of the row's non-zeros. Borrows the statistics. One thread at a time.
+class MeanError {
+ public:
+  /// `residualStdError` is that of the fit; without one there are no standard errors.
+  MeanError(const QvGLMOutputStats& output, std::optional<double> residualStdError);
+
+  /// None for a level combination that has no parameter, and for one that is not finite. REQUIRES:
+  /// a record that is valid for scoring.
+  [[nodiscard]] std::optional<double> Of(const QvCommon::Record& record);
+
+ private:
+  /// Leaves the parameters that are not redundant: a column without an estimate may hold anything.
+  void RemoveRedundant();
+
+  const QvGLMOutputStats& output_;
+  std::optional<double> residualStdError_;
+  std::vector<int> places_;  ///< Of the row's non-zeros.
+  std::vector<double> values_;
+};
+
+}  // namespace qvhost
