@@ -11,8 +11,8 @@
 #include <fmt/ranges.h>
 
 #include "host/Terminal.h"
-#include "host/fit/LevelOptions.h"
 #include "host/cli/ReadNames.h"
+#include "host/fit/LevelOptions.h"
 #include "host/table/MissingStrings.h"
 #include "host/table/TableWriter.h"
 

@@ -48,8 +48,7 @@ struct FitOptions {
   std::string spoolDir;                    ///< Folder of the temporary file; empty: the system's.
   int threads = 0;                         ///< 0: as many as the machine has cores.
   LogisticOptions logistic;
-  std::string predictions;           ///< File for the predicted values; empty for none.
-  bool strict = false;               ///< An estimation that does not converge is a failure.
+  bool strict = false;      ///< An estimation that does not converge is a failure.
   std::string predictions;  ///< File for the predicted values; empty for none.
   /// Names of columns of the data that stand beside the predictions; of all of them with `keepAll`.
   std::vector<std::string> keep;
