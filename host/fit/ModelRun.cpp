@@ -176,7 +176,7 @@ void ModelRun::Continue(QvLogRegSettings& settings) {
 
 bool ModelRun::Watch::QueryWillCancel() {
   run_.runner_.Report();
-  return run_.interrupt_.Requested();
+  return run_.interrupt_.QueryWillCancel();
 }
 
 void ModelRun::ShowPass(int pass, long long delivered) const {

@@ -121,8 +121,9 @@ std::string FitText(const FitResult& fit, const TextStyle& style) {
                           number(fit.rmse)),
               style.width, 0, kIndent) +
          "\n" +
-         Wrap(fmt::format("{} on {} degrees of freedom{}", error, df, imposed), style.width, 0,
-              kIndent) +
+         Wrap(fmt::format("{} on {} degree{} of freedom{}", error, df,
+                          fit.degreesOfFreedom == 1.0 ? "" : "s", imposed),
+              style.width, 0, kIndent) +
          "\n";
 }
 

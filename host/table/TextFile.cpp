@@ -277,28 +277,6 @@ void CheckLongRows(Connection& connection, const TextFiles& files, const Learned
                   files.name, *row[0], named));
 }
 
-/// DuckDB takes yes and no for booleans; as levels they are to be called as in the file.
-void TakeWordsAsText(Connection& connection, const TextFiles& files, Learned& learned) {
-  std::string list;
-  std::vector<std::size_t> booleans;
-  for (std::size_t i = 0; i < learned.columns.size(); ++i) {
-    if (learned.columns[i][1] != "BOOLEAN") continue;
-    booleans.push_back(i);
-    list += fmt::format("{}coalesce(bool_or(lower(trim({})) IN ('yes', 'no')), false)",
-                        list.empty() ? "" : ", ", QuoteName(learned.columns[i][0].value_or("")));
-  }
-  if (booleans.empty()) return;
-  const auto row =
-      connection
-          .Rows(fmt::format("SELECT {} FROM (SELECT * FROM read_csv({}{}, all_varchar = true) "
-                            "LIMIT {})",
-                            list, files.sql, learned.dialect.options, kSampleRows))
-          .front();
-  for (std::size_t k = 0; k < booleans.size(); ++k) {
-    if (row[k] == "true") learned.columns[booleans[k]][1] = "VARCHAR";
-  }
-}
-
 TextLayout LayoutOf(const Learned& learned, const std::vector<RawColumn>& columns) {
   TextLayout layout;
   layout.hasHeader = learned.dialect.hasHeader;
@@ -315,8 +293,7 @@ TextView ShowDelimited(Connection& connection, MissingFunction& missing,
                        const TextFiles& files, const ReadingOptions& given) {
   const std::string nullStrings = NullStrings(strings);
   const bool mayBeNumbers = !AnyIsNumber(connection, strings);
-  Learned learned = LearnPadding(connection, files, nullStrings, given);
-  TakeWordsAsText(connection, files, learned);
+  const Learned learned = LearnPadding(connection, files, nullStrings, given);
   const Dialect& dialect = learned.dialect;
   CheckLongRows(connection, files, learned);
   std::vector<RawColumn> columns;

@@ -145,7 +145,7 @@ TEST_F(CommandData, YesAndNoAreCalledSo) {
       FitJson({"--data", folder_.Write("in.csv", rows), "--formula", "y ~ answer + flag"});
   EXPECT_EQ(fit["parameters"][1]["label"], "answer=No");
   EXPECT_EQ(fit["parameters"][2]["label"], "answer=Yes");
-  EXPECT_EQ(fit["parameters"][3]["label"], "flag=false");
+  EXPECT_EQ(fit["parameters"][3]["label"], "flag=FALSE");
 }
 
 TEST_F(CommandData, AColumnThatAFileLacksIsNamed) {

@@ -89,7 +89,7 @@ BuiltModel::BuiltModel(const FitOptions& options)
       binding_(BindModel(formula_, source_, options.binding)),
       table_(CodeTable(source_, binding_.columns)),
       settings_(formula_, binding_, table_, options),
-      run_(settings_.Get(), table_, progress_, interrupt_) {
+      run_(settings_.Get(), table_, options.threads, progress_, interrupt_) {
   run_.Build();
 }
 

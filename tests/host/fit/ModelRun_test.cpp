@@ -58,7 +58,7 @@ TEST(ModelRun, ATemporaryFileThatChangesBetweenThePassesEndsTheRun) {
   ASSERT_TRUE(settings.AddModelEffect(effect));
   ProgressBar progress;
   Meddler meddler(table);
-  ModelRun run(settings, table, progress, meddler);
+  ModelRun run(settings, table, 2, progress, meddler);
   try {
     run.Build();
     FAIL() << "the model was built";
