@@ -263,7 +263,8 @@ TEST_F(CommandBooleans, AreCalledAsTheFileHasThem) {
     EXPECT_EQ(DependentLevels(fit), (Strings{yes, no}));
     EXPECT_EQ(fit.at("classification").at("categories"), (Json{yes, no}));
     const std::string predictions = qvtest::ReadFile(folder_.File("p.csv"));
-    EXPECT_TRUE(predictions.starts_with(std::string("predicted,p_") + no + ",p_" + yes + "\n"))
+    EXPECT_TRUE(
+        predictions.starts_with(std::string("observed,predicted,p_") + no + ",p_" + yes + "\n"))
         << predictions.substr(0, 60);
     EXPECT_NE(predictions.find(std::string("\n") + yes + ","), std::string::npos);
   }

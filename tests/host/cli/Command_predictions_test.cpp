@@ -173,7 +173,7 @@ TEST_F(CommandPredictions, ALogisticModelKeepsColumnsAndTellsOfANameThatIsTaken)
       "answer,x,predicted_data,P_yes_data,observed,predicted,p_no,p_yes\nyes,1,old,1,yes,yes,"))
       << written;
   EXPECT_NE(written.find("\n,1,,5,,yes,"), std::string::npos) << written;
-  EXPECT_NE(result.out.find("end there:\n  'predicted_data', 'P_yes_data'."), std::string::npos)
+  EXPECT_NE(result.out.find("end there: 'predicted_data', 'P_yes_data'."), std::string::npos)
       << result.out;
 }
 

@@ -212,7 +212,7 @@ TEST_F(CommandUsage, ShortOptions) {
   const CommandResult result = Run({"fit", "-drows.csv", "-fy ~ x", "-qo", "p.csv"});
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.out, "");
-  EXPECT_TRUE(qvtest::ReadFile(folder_.File("p.csv")).starts_with("predicted\n"));
+  EXPECT_TRUE(qvtest::ReadFile(folder_.File("p.csv")).starts_with("observed,predicted,"));
 }
 
 TEST_F(CommandUsage, ValuesThatBeginWithADash) {
