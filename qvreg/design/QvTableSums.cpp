@@ -1,5 +1,7 @@
 #include "qvreg/design/QvTableSums.h"
 
+#include "qvreg/common/QvStatusCodes.h"
+
 bool QvTableSums::Merge(const IQvPassSums& other) {
   const auto* added = dynamic_cast<const QvTableSums*>(&other);
   if (added == nullptr || !fTables.Merge(added->fTables)) return false;
@@ -26,4 +28,11 @@ void QvTableSums::Read(QvCommon::QvByteReader& reader) {
     *count = reader.GetInt();
     if (*count < 0) reader.Fail();
   }
+}
+
+QvCommon::QvStatus QvTableSums::GiveTo(QvFactorTables& tables, QvRecordCounts& counts) const {
+  tables.Merge(fTables);
+  counts = fCounts;
+  if (fCounts.fUsed == 0) return {QvStatusCode::kNoRecords, false};
+  return {};
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "qvreg/component/IQvPassSums.h"
+#include "qvreg/data/QvRecordPass.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/settings/QvRegSettings.h"
@@ -20,6 +21,14 @@ class QvTableSums : public IQvPassSums {
   void Write(QvCommon::QvByteWriter& writer) const override;
   void Read(QvCommon::QvByteReader& reader) override;
   [[nodiscard]] std::size_t GetSize() const override { return sizeof(*this); }
+
+  /// Adds the records of a pass; its status, kNoRecords where none was used.
+  QvCommon::QvStatus AddRecords(QvRecordPass& pass) {
+    return FillFactorTables(pass, fTables, fCounts);
+  }
+  /// Adds all to a model's own tables, which hold nothing yet, and replaces its counts; kNoRecords
+  /// where no record was used. May throw std::bad_alloc.
+  QvCommon::QvStatus GiveTo(QvFactorTables& tables, QvRecordCounts& counts) const;
 
   QvFactorTables fTables;
   QvRecordCounts fCounts;

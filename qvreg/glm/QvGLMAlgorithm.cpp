@@ -119,10 +119,7 @@ std::unique_ptr<IQvPassSums> QvGLMAlgorithm::MakeSums(QvPassKind kind) {
 
 QvStatus QvGLMAlgorithm::TakeSums(QvPassKind kind, IQvPassSums& sums) {
   if (kind == QvPassKind::kTables) {
-    const auto& tables = dynamic_cast<QvTableSums&>(sums);
-    fFactorTables.Merge(tables.fTables);
-    fRecordCounts = tables.fCounts;
-    return fRecordCounts.fUsed > 0 ? QvStatus() : QvStatus(QvStatusCode::kNoRecords, false);
+    return dynamic_cast<QvTableSums&>(sums).GiveTo(fFactorTables, fRecordCounts);
   }
   fRecordCounts.NoteLaterPass(sums.fNUsed);
   if (kind == QvPassKind::kProducts) {
@@ -163,9 +160,8 @@ void QvGLMAlgorithm::ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) 
 
 QvStatus QvGLMAlgorithm::RunPart(QvPassKind kind, MultiPassRecordIter& iter, IQvPassSums& sums) {
   if (kind == QvPassKind::kTables) {
-    auto& tables = dynamic_cast<QvTableSums&>(sums);
     QvRecordPass pass(iter, fCancelInfo, fValidator);
-    return FillFactorTables(pass, tables.fTables, tables.fCounts);
+    return dynamic_cast<QvTableSums&>(sums).AddRecords(pass);
   }
   CountAnew();
   // The sums take the place of the model's for the time of the pass.

@@ -279,15 +279,11 @@ std::unique_ptr<IQvPassSums> QvLogAlgorithm::MakeSums(QvPassKind kind) {
 
 QvStatus QvLogAlgorithm::TakeSums(QvPassKind kind, IQvPassSums& sums) {
   if (kind == QvPassKind::kTables) {
-    const auto& tables = dynamic_cast<QvTableSums&>(sums);
-    fFactorTables.Merge(tables.fTables);
-    fRecordCounts = tables.fCounts;
-    if (fRecordCounts.fUsed == 0) return {QvStatusCode::kNoRecords, false};
+    const QvStatus status = dynamic_cast<QvTableSums&>(sums).GiveTo(fFactorTables, fRecordCounts);
     const bool isWeighed = fFactorTables.GetTotalWeight() > 0.0;
-    if (fSettings.GetUsePatternTabulator() && !isWeighed) {
-      return {QvStatusCode::kNothingToFit, false};
-    }
-    return {};
+    const bool isRefused = fSettings.GetUsePatternTabulator() && !isWeighed;
+    if (status.IsError() || !isRefused) return status;
+    return {QvStatusCode::kNothingToFit, false};
   }
   fRecordCounts.NoteLaterPass(sums.fNUsed);
   if (kind == QvPassKind::kProducts) {
@@ -354,9 +350,8 @@ QvStatus QvLogAlgorithm::AddToStatistics(MultiPassRecordIter& iter, QvAccumStats
 
 QvStatus QvLogAlgorithm::RunPart(QvPassKind kind, MultiPassRecordIter& iter, IQvPassSums& sums) {
   if (kind == QvPassKind::kTables) {
-    auto& tables = dynamic_cast<QvTableSums&>(sums);
     QvRecordPass pass(iter, fCancelInfo, fValidator);
-    return FillFactorTables(pass, tables.fTables, tables.fCounts);
+    return dynamic_cast<QvTableSums&>(sums).AddRecords(pass);
   }
   CountAnew();
   QvStatus status = RequireRows(iter);
