@@ -60,8 +60,9 @@ Rows Described(Connection& connection, const std::string& relation) {
 std::string TypesOf(const std::vector<RawColumn>& columns) {
   std::string list;
   for (const RawColumn& column : columns) {
+    const std::string read = column.ComesAsDouble() ? "DOUBLE" : column.type;
     list += fmt::format("{}{}: {}", list.empty() ? "" : ", ", QuoteText(column.name),
-                        QuoteText(column.isText ? "VARCHAR" : column.type));
+                        QuoteText(column.isText ? "VARCHAR" : read));
   }
   return "{" + list + "}";
 }

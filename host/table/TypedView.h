@@ -41,6 +41,9 @@ struct RawColumn {
   /// Whether somebody or something chose text for an open column: it becomes a number only if it
   /// has a missing string.
   bool isChosen = true;
+
+  /// Whether its whole numbers are read as doubles, so that none is rounded to a whole one.
+  [[nodiscard]] bool ComesAsDouble() const { return mayBeNumbers && !isText && type == "BIGINT"; }
 };
 
 /// A view over a relation whose values come as text: missing strings are NULL in it and counted,
@@ -109,6 +112,8 @@ class TypedView {
   [[nodiscard]] std::string CastText(std::size_t column, const std::string& type) const;
   [[nodiscard]] std::string IsMissing(std::size_t column) const;
   [[nodiscard]] std::string Value(std::size_t column) const;
+  /// Whether a date's text has a time of day that is not midnight, in SQL.
+  [[nodiscard]] std::string HasTimeOfDay(std::size_t column) const;
   [[nodiscard]] std::string IsUnreadable(std::size_t column, const std::string& type) const;
   [[nodiscard]] std::vector<std::size_t> TypedColumnsRead() const;
   [[nodiscard]] std::optional<std::size_t> FindUnreadable(const std::vector<std::size_t>& columns,

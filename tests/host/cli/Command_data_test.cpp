@@ -138,6 +138,47 @@ TEST_F(CommandData, CodesWithAMissingOneAmongThemAreCodes) {
   EXPECT_NE(notes.find("'zip' is taken as codes"), std::string::npos) << notes;
 }
 
+/// Rows of y and x, where x is `first` up to the row numbered `change` and then `later`.
+std::string ChangingRows(int change, const std::string& first, const std::string& later) {
+  std::string rows = "y,x\n";
+  for (int i = 0; i < change + 500; ++i) {
+    rows +=
+        std::to_string(i % 7 + (i < change ? 0 : 5)) + "," + (i < change ? first : later) + "\n";
+  }
+  return rows;
+}
+
+TEST_F(CommandData, AFractionBehindManyWholeNumbersIsNotRounded) {
+  for (const int change : {20478, 20479, 20480, 30000}) {
+    const std::string file = folder_.Write("in.csv", ChangingRows(change, "0", "0.25"));
+    const json plain = FitJson({"--data", file, "--formula", "y ~ x"});
+    const json typed = FitJson({"--data", file, "--formula", "y ~ x", "--types", "x=double"});
+    EXPECT_EQ(plain["parameters"], typed["parameters"]) << change;
+    EXPECT_FALSE(plain["parameters"][1]["redundant"]) << change;
+    const json levels = FitJson({"--data", file, "--formula", "y ~ C(x)"});
+    EXPECT_EQ(levels["parameters"][2]["label"], "x=0.25") << change;
+  }
+}
+
+TEST_F(CommandData, WholeNumbersLargerThanADoubleHoldsStayApart) {
+  std::string rows = "y,id\n";
+  for (int i = 0; i < 40; ++i) {
+    rows += std::to_string(i % 5) + ",90071992547409" + (i % 2 == 0 ? "92" : "93") + "\n";
+  }
+  const json fit = FitJson({"--data", folder_.Write("in.csv", rows), "--formula", "y ~ C(id)"});
+  EXPECT_EQ(fit["parameters"][1]["label"], "id=9007199254740992");
+  EXPECT_EQ(fit["parameters"][2]["label"], "id=9007199254740993");
+}
+
+TEST_F(CommandData, ATimeOfDayBehindManyDatesIsNotDropped) {
+  folder_.Write("in.csv", ChangingRows(25000, "2024-01-01", "2024-01-01 13:00:00"));
+  const CommandResult result =
+      CommandRun({"fit", "--data", "in.csv", "--formula", "y ~ C(x)"}).In(folder_.Path()).Run();
+  EXPECT_EQ(result.exitCode, 2);
+  ExpectHas(result.err,
+            "the value '2024-01-01 13:00:00' of 'x' in row 25001 is not of the type DATE");
+}
+
 TEST_F(CommandData, YesAndNoAreCalledSo) {
   const std::string rows =
       RowsOf("y,answer,flag", ",", [](int i) { return i % 2 == 0 ? "Yes,TRUE" : "No,FALSE"; });
