@@ -36,6 +36,7 @@ class CRecordFile {
     file << std::string(rest, 'x');
     if (!file.flush()) throw std::runtime_error("could not write a record file");
   }
+  [[nodiscard]] const std::filesystem::path& Path() const { return path_; }
   void Remove() const { std::filesystem::remove(path_); }
 
   [[nodiscard]] CSource Source(std::size_t width) const {

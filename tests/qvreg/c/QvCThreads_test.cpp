@@ -1,11 +1,13 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -248,6 +250,21 @@ TEST_P(CThreads, ReportAFileThatIsGone) {
   EXPECT_EQ(none, nullptr);
 }
 
+TEST_P(CThreads, OpenTheFileOfARelativePathFromAnyFolder) {
+  const TempFolder folder;
+  const CRecordFile file(records_);
+  std::filesystem::copy_file(file.Path(), folder.Path() / "relative.bin");
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.Path());
+  const CSource source = Made<CSource>([&](qvreg_source** made, qvreg_error* e) {
+    return qvreg_source_open_file("relative.bin", kWidth, made, e);
+  });
+  std::filesystem::current_path(before);
+  const CSettings settings = Settings();
+  SetThreads(settings, source, 2);
+  EXPECT_EQ(BuildError(settings).code, QVREG_OK);
+}
+
 TEST_P(CThreads, AskTheHostsCallbackOnItsOwnThread) {
   struct Host {
     std::thread::id id = std::this_thread::get_id();
@@ -286,6 +303,37 @@ TEST_P(CThreads, StopForACancelledComponent) {
   const CComponent component = CComponentOf(settings);
   Require([&](qvreg_error* e) { return qvreg_component_cancel(component.get(), e); });
   EXPECT_EQ(qvreg_component_build(component.get(), nullptr, nullptr), QVREG_CANCELLED);
+}
+
+TEST(CSettingsThreads, CountThePassesOfACallAsOneThreadDoes) {
+  struct Host {
+    Records records = RandomRecords(9000);
+    CRecordFile file{records};
+    bool isCut = false;
+  } host;
+  const CSettings settings = CSettingsOf(CRandomModel(CModel::kLogistic).Get());
+  const qvreg_progress_callback cut = [](void* user, const qvreg_progress* /*progress*/) {
+    auto& self = *static_cast<Host*>(user);
+    if (std::exchange(self.isCut, true)) return;
+    self.file.Write(Records(self.records.begin(), self.records.begin() + 3000), 1);
+  };
+  Require(
+      [&](qvreg_error* e) { return qvreg_settings_set_progress(settings.get(), cut, &host, e); });
+  const auto run = [&](const CSource& source) {
+    host.file.Write(host.records);
+    host.isCut = false;
+    return BuildError(settings, source);
+  };
+  const CSource source = host.file.Source(8);
+  const qvreg_error expected = run(source);
+  EXPECT_EQ(expected.code, QVREG_UNREADABLE_RECORD);
+  EXPECT_GT(expected.discrete[1], 2);
+  SetThreads(settings, source, 2);
+  const qvreg_error error = run(CSource());
+  EXPECT_EQ(error.code, QVREG_UNREADABLE_RECORD);
+  EXPECT_EQ(error.discrete[0], 3001);
+  EXPECT_EQ(error.discrete[1], expected.discrete[1]);
+  EXPECT_STREQ(error.message, expected.message);
 }
 
 TEST(CSettingsThreads, RefuseWhatTheyCannotDo) {
