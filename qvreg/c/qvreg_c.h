@@ -859,7 +859,7 @@ QVREG_EXPORT int32_t qvreg_bytes_get_data(const qvreg_bytes* bytes, const uint8_
 QVREG_EXPORT int32_t qvreg_settings_write(const qvreg_settings* settings, qvreg_bytes** bytes,
                                           qvreg_error* error);
 /** Makes `settings`, those that qvreg_settings_write made `bytes` of, in any process and on any
- * machine. Their effects know the variables that they use, and no others. QVREG_UNREADABLE_MESSAGE
+ * machine. Their effects are defined over the variables that they use. QVREG_UNREADABLE_MESSAGE
  * for bytes that are damaged, of another version or no settings; without memory that, too, or
  * QVREG_TOO_MANY_PARAMETERS. */
 QVREG_EXPORT int32_t qvreg_settings_read(const qvreg_bytes* bytes, qvreg_settings** settings,

@@ -15,7 +15,7 @@ class QVREG_EXPORT QvSettingsMessage {
   /// REQUIRES: valid settings (IsValidSettings). kTooManyParameters without memory, with `bytes` as
   /// they were.
   static QvCommon::QvStatus Write(const QvRegSettings& settings, std::vector<unsigned char>& bytes);
-  /// `settings` receive those that were written, of the class that they were; their effects are
+  /// `settings` receive those that `bytes` were written of, of their class; their effects are
   /// defined over the variables that they use. kUnreadableMessage for bytes that are damaged, of
   /// another version or no settings; without memory that, too, or kTooManyParameters. On an error
   /// the settings stay as they were.

@@ -284,7 +284,7 @@ struct Misbehaving {
 
 TEST_P(CPasses, AFailureOfTheCallbackEndsTheRun) {
   Misbehaving runner(records_);
-  // What it stored is destroyed; a tool for leaks would say if not.
+  // What it stored is destroyed, or a leak is reported.
   runner.inside = [](const qvreg_bytes* request, qvreg_bytes** answer) {
     *answer = CBytesOf(DataOf(request)).release();
     return -7;
