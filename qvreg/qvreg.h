@@ -33,3 +33,4 @@
 #include "qvreg/settings/QvModelEffect.h"
 #include "qvreg/settings/QvRegSettings.h"
 #include "qvreg/settings/QvRegrParameter.h"
+#include "qvreg/settings/QvSettingsMessage.h"

@@ -21,11 +21,23 @@ void RequireApart(const qvreg_error* filled, const qvreg_error* error, const cha
                                            " and error are one structure; pass two.");
 }
 
+/// What a component reads whose passes a runner makes.
+class NoRecords : public QvCommon::MultiPassRecordIter {
+ public:
+  [[nodiscard]] bool HasMore() const override { return false; }
+  const QvCommon::Record* Next() override { return nullptr; }
+  [[nodiscard]] int GetFailReason() const override { return QvCommon::kIterEndOfData; }
+  int NewPass() override { return QvCommon::kIterEndOfData; }
+};
+
 }  // namespace
 
-QvCRun::QvCRun(const QvCSettings& settings) : fSettings(settings) {
+QvCRun::QvCRun(const QvCSettings& settings) : fSettings(settings), fRunner(fSettings.MakeRunner()) {
+  // Copies of the settings have runners of their own.
+  const QvCSettings given = fSettings;
+  given.Get().SetPassRunner(fRunner.get());
   QvRegFactory factory;
-  fComponent.reset(factory.CreateRegAlgorithm(fSettings.Get()));
+  fComponent.reset(factory.CreateRegAlgorithm(given.Get()));
   if (factory.GetStatus().IsError()) throw QvCRefusal(QvCReport(factory.GetStatus()));
   if (fComponent == nullptr) throw std::bad_alloc();
   if (fComponent->GetStatus().IsError()) throw QvCRefusal(QvCReport(fComponent->GetStatus()));
@@ -41,17 +53,18 @@ QvCReport QvCRun::Explain(const QvStatus& status, const QvCSource& source) const
     case QVREG_RECORD_MISSING:
       if (source.Refusal().IsError()) return source.Refusal();
       return source.HasFailed() ? source.Failure() : report;
-    case QVREG_SHORT_RECORD:
-      report =
-          QvCReport::OfShortRecord(static_cast<std::size_t>(source.RecordSize()), FullRecordSize());
-      [[fallthrough]];
-    case QVREG_BAD_CATEGORY:
-      report.SetDiscrete(0, source.Delivered());
-      report.Prefix("Record " + std::to_string(source.Delivered()) + ": ");
-      return report;
     default:
-      return report;
+      return AtRecord(report, source.Position(), source.RecordSize());
   }
+}
+
+QvCReport QvCRun::AtRecord(QvCReport report, std::int64_t record, int size) const {
+  const bool isShort = report.Code() == QVREG_SHORT_RECORD;
+  if (record == 0 || (!isShort && report.Code() != QVREG_BAD_CATEGORY)) return report;
+  if (isShort) report = QvCReport::OfShortRecord(static_cast<std::size_t>(size), FullRecordSize());
+  report.SetDiscrete(0, record);
+  report.Prefix("Record " + std::to_string(record) + ": ");
+  return report;
 }
 
 QvCReport QvCRun::CheckPasses() const {
@@ -66,14 +79,11 @@ QvCReport QvCRun::CheckPasses() const {
   return report;
 }
 
-template <typename Operation>
-QvCReport QvCRun::Run(QvCSource& source, Operation&& operation) {
-  const QvCInUse use = Use();
-  const QvCInUse sourceUse = source.Use();
+template <typename Step>
+QvCReport QvCRun::Settle(Step&& step) {
   if (Status().IsError()) return Status();
-  source.StartCall();
   try {
-    QvCReport report = Explain(operation(), source);
+    QvCReport report = step();
     if (!report.IsError()) {
       const QvCReport changed = CheckPasses();
       if (changed.IsError()) report = changed;
@@ -86,12 +96,43 @@ QvCReport QvCRun::Run(QvCSource& source, Operation&& operation) {
   }
 }
 
-QvCReport QvCRun::CreateParameters(QvCSource& source, std::vector<QvRegrParameter>& parameters) {
-  return Run(source, [&] { return fComponent->CreateParameters(source, parameters); });
+template <typename Operation>
+QvCReport QvCRun::Run(QvCSource* source, Operation&& operation) {
+  const QvCInUse use = Use();
+  if (source == nullptr) {
+    return Settle([&] {
+      NoRecords none;
+      fRunner->StartCall();
+      const QvCReport report(operation(none));
+      return AtRecord(report, fRunner->StoppedAt(), fRunner->RecordSize());
+    });
+  }
+  const QvCInUse sourceUse = source->Use();
+  return Settle([&] {
+    source->StartCall();
+    return Explain(operation(*source), *source);
+  });
 }
 
-QvCReport QvCRun::Build(QvCSource& source) {
-  const QvCReport report = Run(source, [&] { return fComponent->BuildModel(source); });
+std::shared_ptr<QvCSource> QvCRun::SourceOf(qvreg_source* source) const {
+  const bool isNeeded = fRunner == nullptr;
+  if (isNeeded || source != nullptr) {
+    const qvreg_source& handle = Valid(source);
+    if (isNeeded) return handle.fSource;
+  }
+  return nullptr;
+}
+
+QvCReport QvCRun::CreateParameters(QvCSource* source, std::vector<QvRegrParameter>& parameters) {
+  return Run(source, [&](QvCommon::MultiPassRecordIter& records) {
+    return fComponent->CreateParameters(records, parameters);
+  });
+}
+
+QvCReport QvCRun::Build(QvCSource* source) {
+  const QvCReport report = Run(source, [&](QvCommon::MultiPassRecordIter& records) {
+    return fComponent->BuildModel(records);
+  });
   if (report.Code() != QVREG_OK) return report;
   // A logistic model keeps its warnings out of the status.
   const std::vector<QvStatus> warnings = fComponent->GetWarnings();
@@ -172,10 +213,10 @@ int32_t qvreg_component_create_parameters(qvreg_component* component, qvreg_sour
                                           qvreg_parameters** parameters, qvreg_error* error) {
   return QvCCall(error, [&] {
     const std::shared_ptr<QvCRun> run = Valid(component).fRun;
-    const std::shared_ptr<QvCSource> records = Valid(source).fSource;
+    const std::shared_ptr<QvCSource> records = run->SourceOf(source);
     // Before the operation, which cannot be done again.
     auto made = std::make_unique<qvreg_parameters>();
-    const QvCReport report = run->CreateParameters(*records, made->fParameters);
+    const QvCReport report = run->CreateParameters(records.get(), made->fParameters);
     if (!report.IsError() && parameters != nullptr) *parameters = made.release();
     return report;
   });
@@ -185,8 +226,8 @@ int32_t qvreg_component_build(qvreg_component* component, qvreg_source* source,
                               qvreg_error* error) {
   return QvCCall(error, [&] {
     const std::shared_ptr<QvCRun> run = Valid(component).fRun;
-    const std::shared_ptr<QvCSource> records = Valid(source).fSource;
-    return run->Build(*records);
+    const std::shared_ptr<QvCSource> records = run->SourceOf(source);
+    return run->Build(records.get());
   });
 }
 

@@ -4,12 +4,14 @@
 /// A component and what is made of it: its parameters and its results.
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <utility>
 #include <vector>
 
 #include "qvreg/c/QvCCall.h"
+#include "qvreg/c/QvCPasses.h"
 #include "qvreg/c/QvCSettings.h"
 #include "qvreg/c/QvCSource.h"
 #include "qvreg/common/Record.h"
@@ -24,7 +26,8 @@
 /// Used from one thread at a time, but Cancel from any.
 class QvCRun {
  public:
-  /// Copies the settings. Throws the refusal when they are not valid.
+  /// Copies the settings. Throws the refusal when they are not valid, or their runner cannot be
+  /// made.
   explicit QvCRun(const QvCSettings& settings);
   QvCRun(const QvCRun&) = delete;
   QvCRun& operator=(const QvCRun&) = delete;
@@ -39,10 +42,13 @@ class QvCRun {
   /// when another call has it.
   [[nodiscard]] QvCInUse Use() { return {fbInUse, "component"}; }
 
-  /// The operations of the component that read records. Throw the refusal when the component or
-  /// the source is in use.
-  QvCReport CreateParameters(QvCSource& source, std::vector<QvRegrParameter>& parameters);
-  QvCReport Build(QvCSource& source);
+  /// The source that a host passed to an operation; null where a runner makes the passes instead.
+  /// Throws the refusal of a handle that is none, of a null one only where it is needed.
+  [[nodiscard]] std::shared_ptr<QvCSource> SourceOf(qvreg_source* source) const;
+  /// The operations of the component that read records: the source of SourceOf. Throw the refusal
+  /// when the component or the source is in use.
+  QvCReport CreateParameters(QvCSource* source, std::vector<QvRegrParameter>& parameters);
+  QvCReport Build(QvCSource* source);
 
   /// The component's status, or what ended the run where that says more.
   [[nodiscard]] QvCReport Status();
@@ -58,14 +64,21 @@ class QvCRun {
  private:
   [[nodiscard]] QvRecordCounts RecordCounts() const;
   template <typename Operation>
-  QvCReport Run(QvCSource& source, Operation&& operation);
+  QvCReport Run(QvCSource* source, Operation&& operation);
+  /// Takes the report of a step that reads records for the component's; none after an error.
+  template <typename Step>
+  QvCReport Settle(Step&& step);
   /// The report of a status that an operation over `source` ended with.
   [[nodiscard]] QvCReport Explain(const QvCommon::QvStatus& status, const QvCSource& source) const;
+  /// The report of an error with the number of the record that it is about; `size` is how many
+  /// values the records have.
+  [[nodiscard]] QvCReport AtRecord(QvCReport report, std::int64_t record, int size) const;
   /// The error of passes that did not use as many records as the first one; otherwise success.
   [[nodiscard]] QvCReport CheckPasses() const;
 
   /// Before the component, which borrows from them.
   QvCSettings fSettings;
+  std::unique_ptr<QvCRunner> fRunner;  ///< Null for none.
   std::unique_ptr<IQvRegComponent> fComponent;
   std::optional<QvCReport> fFailure;  ///< Of the operation that ended the run.
   bool fbInUse = false;

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <climits>
 #include <string>
+#include <utility>
 
+#include "qvreg/c/QvCPasses.h"
 #include "qvreg/component/ProgressListener.h"
 
 using QvCCheck::NotNull;
@@ -118,11 +120,20 @@ std::unique_ptr<QvRegSettings> QvCSettings::Copy(const QvRegSettings& settings) 
 
 QvCSettings::QvCSettings(std::int32_t model) : fSettings(Make(model)) {}
 
+QvCSettings::QvCSettings(std::unique_ptr<QvRegSettings> settings) : fSettings(std::move(settings)) {
+  for (const QvModelEffect& effect : fSettings->GetModelEffects()) {
+    auto variables = std::make_shared<std::vector<int>>(effect.GetFactors());
+    for (const int variable : effect.GetCovariates()) variables->push_back(variable);
+    fVariables.push_back(std::move(variables));
+  }
+}
+
 QvCSettings::QvCSettings(const QvCSettings& other)
     : fSettings(Copy(*other.fSettings)),
       fVariables(other.fVariables),
       fProgress(other.fProgress),
-      fCancel(other.fCancel) {}
+      fCancel(other.fCancel),
+      fPlan(other.fPlan) {}
 
 QvLogRegSettings& QvCSettings::GetLogistic() const {
   if (auto* logistic = dynamic_cast<QvLogRegSettings*>(fSettings.get())) return *logistic;
@@ -153,6 +164,10 @@ void QvCSettings::SetProgress(qvreg_progress_callback callback, void* user) {
 void QvCSettings::SetCancel(qvreg_cancel_callback callback, void* user) {
   fCancel = callback == nullptr ? nullptr : std::make_shared<CallbackCancel>(callback, user);
   fSettings->SetCancelPointer(fCancel.get());
+}
+
+std::unique_ptr<QvCRunner> QvCSettings::MakeRunner() const {
+  return fPlan == nullptr ? nullptr : fPlan->Make(*fSettings);
 }
 
 int32_t qvreg_settings_create(int32_t model, qvreg_settings** settings, qvreg_error* error) {

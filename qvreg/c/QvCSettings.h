@@ -32,12 +32,18 @@ struct qvreg_effect final : QvCHandle<0x7176656666650002> {
   QvModelEffect fEffect;
 };
 
-/// Settings together with what they borrow: the variables of their effects, and the callbacks. A
-/// copy shares those, which never change. Used from one thread at a time.
+class QvCRunner;
+class QvCRunnerPlan;
+
+/// Settings together with what they borrow: the variables of their effects, and the callbacks; and
+/// the plan of the runner, which each component makes for itself. A copy shares those, which never
+/// change. Used from one thread at a time.
 class QvCSettings {
  public:
   /// Settings of a qvreg_model. Throws the refusal for an unknown one.
   explicit QvCSettings(std::int32_t model);
+  /// Takes settings over. REQUIRES: effects that are defined over the variables that they use.
+  explicit QvCSettings(std::unique_ptr<QvRegSettings> settings);
   QvCSettings(const QvCSettings& other);
   QvCSettings(QvCSettings&&) = default;
   QvCSettings& operator=(const QvCSettings&) = delete;
@@ -67,6 +73,11 @@ class QvCSettings {
 
   void SetProgress(qvreg_progress_callback callback, void* user);
   void SetCancel(qvreg_cancel_callback callback, void* user);
+  /// Null for none.
+  void SetRunner(std::shared_ptr<const QvCRunnerPlan> plan) { fPlan = std::move(plan); }
+  /// The runner of a component of these settings, null for none. Throws the refusal when it cannot
+  /// be made.
+  [[nodiscard]] std::unique_ptr<QvCRunner> MakeRunner() const;
 
  private:
   [[nodiscard]] static std::unique_ptr<QvRegSettings> Copy(const QvRegSettings& settings);
@@ -75,6 +86,7 @@ class QvCSettings {
   std::vector<QvCVariables> fVariables;  ///< Per effect.
   std::shared_ptr<ProgressListener> fProgress;
   std::shared_ptr<QvQueryCancel> fCancel;
+  std::shared_ptr<const QvCRunnerPlan> fPlan;
 };
 
 struct qvreg_settings final : QvCHandle<0x7176736574740001> {

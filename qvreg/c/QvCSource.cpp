@@ -1,14 +1,9 @@
 #include "qvreg/c/QvCSource.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <filesystem>
 #include <new>
-#include <system_error>
+#include <utility>
 #include <vector>
-
-#include "qvreg/data/BinaryRecordIterator.h"
 
 using QvCCheck::NotNull;
 using QvCCheck::PositiveSize;
@@ -22,14 +17,14 @@ QvCSource::QvCSource(int recordSize)
 const QvCommon::Record* QvCSource::Next() {
   if (fAhead != Ahead::kRecord) return nullptr;
   std::swap(fCurrent, fNext);
-  ++fDelivered;
+  ++fPosition;
   ReadAhead();
   return &fCurrent;
 }
 
 int QvCSource::NewPass() {
   ++fPass;
-  fDelivered = 0;
+  fPosition = fBefore;
   fFailure = QvCReport();
   fAhead = Ahead::kEnd;
   fFailReason = QvCommon::kIterNoRewind;
@@ -70,13 +65,13 @@ Result QvCSource::Guard(Result failed, Step&& step) {
 }
 
 void QvCSource::FailBy(QvCReport report) {
-  report.SetDiscrete(0, fDelivered + 1);
+  report.SetDiscrete(0, fPosition + 1);
   report.SetDiscrete(1, fPass);
   fFailure = report;
 }
 
 std::string QvCSource::Place() const {
-  return "record " + std::to_string(fDelivered + 1) + " of pass " + std::to_string(fPass);
+  return "record " + std::to_string(fPosition + 1) + " of pass " + std::to_string(fPass);
 }
 
 void QvCSource::Fail(std::int32_t code, const std::string& message) {
@@ -86,6 +81,20 @@ void QvCSource::Fail(std::int32_t code, const std::string& message) {
 void QvCSource::Fail(std::int32_t code, const std::string& message, std::int32_t returned) {
   Fail(code, message);
   fFailure.SetDiscrete(2, returned);
+}
+
+const QvCommon::Record* QvCThrowingIter::Next() {
+  const QvCommon::Record* next = fSource.Next();
+  // Not before the records that were read ahead of the failure.
+  if (next == nullptr && fSource.HasFailed()) throw QvCRefusal(fSource.Failure());
+  return next;
+}
+
+int QvCThrowingIter::NewPass() {
+  fSource.StartRange(fPass, fBefore);
+  const int reason = fSource.NewPass();
+  if (fSource.HasFailed()) throw QvCRefusal(fSource.Failure());
+  return reason;
 }
 
 namespace {
@@ -132,130 +141,63 @@ class CallbackSource : public QvCSource {
   qvreg_record_callbacks fCallbacks;
 };
 
+using Columns = std::shared_ptr<const std::vector<qvreg_column>>;
+
 /// Records from columns in the host's memory, which it borrows.
 class ColumnSource : public QvCSource {
  public:
-  /// REQUIRES: at least one column, none with null values unless there are no records.
-  ColumnSource(std::vector<qvreg_column> columns, std::size_t nRecords)
-      : QvCSource(static_cast<int>(columns.size())),
+  /// The records from `begin` to before `end`. REQUIRES: at least one column, none with null values
+  /// unless there are no records.
+  ColumnSource(Columns columns, std::size_t begin, std::size_t end)
+      : QvCSource(static_cast<int>(columns->size())),
         fColumns(std::move(columns)),
-        fNRecords(nRecords) {}
+        fBegin(begin),
+        fEnd(end) {}
+
+  [[nodiscard]] std::shared_ptr<const QvCRanges> Ranges() const override;
 
  protected:
   bool Rewind() override {
-    fPosition = 0;
+    fNext = fBegin;
     return true;
   }
   Ahead Read(QvCommon::Record& record) override {
-    if (fPosition == fNRecords) return Ahead::kEnd;
+    if (fNext == fEnd) return Ahead::kEnd;
     double* value = record.GetAll();
-    const auto position = static_cast<std::ptrdiff_t>(fPosition);
-    for (const qvreg_column& column : fColumns) *value++ = column.values[position * column.stride];
-    ++fPosition;
+    const auto next = static_cast<std::ptrdiff_t>(fNext);
+    for (const qvreg_column& column : *fColumns) *value++ = column.values[next * column.stride];
+    ++fNext;
     return Ahead::kRecord;
   }
 
  private:
-  std::vector<qvreg_column> fColumns;
-  std::size_t fNRecords;
-  std::size_t fPosition = 0;
+  Columns fColumns;
+  std::size_t fBegin;
+  std::size_t fEnd;
+  std::size_t fNext = 0;
 };
 
-/// What a message shows of a path at most, in bytes: reason and advice need the rest.
-constexpr std::size_t kLongestPath = 240;
-
-std::string Named(const std::string& path) {
-  return "The record file '" + QvCText::Shortened(path, kLongestPath) + "'";
-}
-
-[[noreturn]] void Refuse(const std::string& path, const std::string& why) {
-  throw QvCRefusal(QVREG_CANNOT_OPEN,
-                   Named(path) + " could not be opened for reading (" + why + "); check its path.");
-}
-
-/// Throws the refusal for a folder, a pipe or a device. Before it is opened, since opening a pipe
-/// waits for its writer.
-void RequireFile(const std::filesystem::path& place, const std::string& path) {
-  std::error_code unused;
-  const std::filesystem::file_status found = std::filesystem::status(place, unused);
-  // Opening it reports what is not there, or not known.
-  if (!std::filesystem::status_known(found) || !std::filesystem::exists(found)) return;
-  if (std::filesystem::is_regular_file(found)) return;
-  const bool isFolder = std::filesystem::is_directory(found);
-  Refuse(path, std::string("it is no file that can be read several times: it is a ") +
-                   (isFolder ? "folder" : "pipe or a device"));
-}
-
-std::filesystem::path PathOf(const std::string& utf8) {
-  try {
-    return std::u8string(utf8.begin(), utf8.end());
-  } catch (const std::system_error&) {
-    Refuse(utf8, "the path is not UTF-8");
-  }
-}
-
-bool GoToStart(std::FILE* file) { return std::fseek(file, 0, SEEK_SET) == 0; }
-
-std::FILE* OpenForReading(const std::filesystem::path& path) {
-#if defined(_WIN32)
-  return _wfopen(path.c_str(), L"rb");
-#else
-  return std::fopen(path.c_str(), "rb");
-#endif
-}
-
-struct Close {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, Close>;
-
-File Open(const std::string& path) {
-  const std::filesystem::path place = PathOf(path);
-  RequireFile(place, path);
-  File file(OpenForReading(place));
-  if (file == nullptr) Refuse(path, QvCText::Utf8(std::generic_category().message(errno)));
-  if (!GoToStart(file.get())) Refuse(path, "it cannot be read again from its start");
-  return file;
-}
-
-/// Records from a record file, which it opens and owns.
-class FileSource : public QvCSource {
+class ColumnRanges : public QvCRanges {
  public:
-  /// `path` is UTF-8 on every system. Throws the refusal when the file cannot be opened.
-  FileSource(const std::string& path, int recordSize)
-      : QvCSource(recordSize), fPath(path), fFile(Open(path)), fRecords(fFile.get(), recordSize) {}
+  ColumnRanges(Columns columns, std::size_t nRecords)
+      : fColumns(std::move(columns)), fNRecords(nRecords) {}
 
- protected:
-  bool Rewind() override {
-    // Checked here, since the iterator would go on from where the file is.
-    if (GoToStart(fFile.get())) {
-      // A file that ends at once, or cannot be read, shows at its first record.
-      fRecords.NewPass();
-      return true;
-    }
-    Fail(QVREG_NO_FURTHER_PASS, Named(fPath) + " could not be read again from its start for pass " +
-                                    std::to_string(Pass()) +
-                                    "; check that it can be read several times.");
-    return false;
-  }
-  Ahead Read(QvCommon::Record& record) override {
-    if (const QvCommon::Record* read = fRecords.Next(); read != nullptr) {
-      std::copy_n(read->GetAll(), RecordSize(), record.GetAll());
-      return Ahead::kRecord;
-    }
-    if (fRecords.GetFailReason() == QvCommon::kIterEndOfData) return Ahead::kEnd;
-    Fail(QVREG_UNREADABLE_RECORD, Named(fPath) + " ends within " + Place() +
-                                      ", or could not be read there; check that each record has " +
-                                      std::to_string(RecordSize()) +
-                                      " values and that the file is whole.");
-    return Ahead::kFailure;
+  [[nodiscard]] int RecordSize() const override { return static_cast<int>(fColumns->size()); }
+  [[nodiscard]] std::int64_t Count() const override { return static_cast<std::int64_t>(fNRecords); }
+  [[nodiscard]] std::unique_ptr<QvCSource> Open(std::int64_t begin,
+                                                std::int64_t end) const override {
+    return std::make_unique<ColumnSource>(fColumns, static_cast<std::size_t>(begin),
+                                          static_cast<std::size_t>(std::min(end, Count())));
   }
 
  private:
-  std::string fPath;
-  File fFile;
-  QvCommon::BinaryRecordIterator fRecords;
+  Columns fColumns;
+  std::size_t fNRecords;
 };
+
+std::shared_ptr<const QvCRanges> ColumnSource::Ranges() const {
+  return std::make_shared<ColumnRanges>(fColumns, fEnd);
+}
 
 void StartPass(QvCSource& source) {
   source.StartCall();
@@ -283,15 +225,15 @@ int32_t qvreg_source_create_columns(const qvreg_column* columns, size_t n_column
   return QvCCall(error, [&] {
     NotNull(columns, "columns");
     PositiveSize(n_columns, "n_columns");
-    std::vector<qvreg_column> all(columns, columns + n_columns);
-    const auto empty = std::find_if(all.begin(), all.end(), [](const qvreg_column& column) {
+    const auto all = std::make_shared<std::vector<qvreg_column>>(columns, columns + n_columns);
+    const auto empty = std::find_if(all->begin(), all->end(), [](const qvreg_column& column) {
       return column.values == nullptr;
     });
-    if (n_records > 0 && empty != all.end()) {
-      throw QvCRefusal(QVREG_NULL_POINTER, "Column " + std::to_string(empty - all.begin()) +
+    if (n_records > 0 && empty != all->end()) {
+      throw QvCRefusal(QVREG_NULL_POINTER, "Column " + std::to_string(empty - all->begin()) +
                                                " has null values; point it to its first one.");
     }
-    QvCMake(source, "source", std::make_unique<ColumnSource>(std::move(all), n_records));
+    QvCMake(source, "source", std::make_unique<ColumnSource>(all, 0, n_records));
   });
 }
 
@@ -300,7 +242,7 @@ int32_t qvreg_source_open_file(const char* path, size_t record_size, qvreg_sourc
   return QvCCall(error, [&] {
     NotNull(path, "path");
     const int size = PositiveSize(record_size, "record_size");
-    QvCMake(source, "source", std::make_unique<FileSource>(path, size));
+    QvCMake(source, "source", QvCOpenFile(path, size));
   });
 }
 

@@ -10,6 +10,8 @@
 #include "qvreg/common/Record.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 
+class QvCRanges;
+
 /// A record source of the C interface: reads one record ahead, so that a failure is known before
 /// the library asks for the record, and keeps that failure.
 ///
@@ -28,9 +30,14 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
   [[nodiscard]] int RecordSize() const { return fRecordSize; }
   /// Holds the source for the length of a call; throws the refusal when another call has it.
   [[nodiscard]] QvCInUse Use() { return {fbInUse, "source"}; }
+  /// The ranges of its records; null where these come one after the other only.
+  [[nodiscard]] virtual std::shared_ptr<const QvCRanges> Ranges() const { return nullptr; }
   /// Counts passes, and keeps a refusal, from here on.
-  void StartCall() {
-    fPass = 0;
+  void StartCall() { StartRange(1, 0); }
+  /// The same for a range of a larger source, as QvCThrowingIter has it.
+  void StartRange(std::int64_t pass, std::int64_t before) {
+    fPass = pass - 1;
+    fBefore = before;
     fRefusal = QvCReport();
   }
 
@@ -41,8 +48,8 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
 
   /// True after the start of the first pass.
   [[nodiscard]] bool WasStarted() const { return fbStarted; }
-  /// How many records this pass has delivered.
-  [[nodiscard]] std::int64_t Delivered() const { return fDelivered; }
+  /// The number of the record that was delivered last, counted from 1.
+  [[nodiscard]] std::int64_t Position() const { return fPosition; }
   /// True when a pass could not be started, or a record could not be read.
   [[nodiscard]] bool HasFailed() const { return fFailure.IsError(); }
   /// The failure: QVREG_NO_FURTHER_PASS for a pass that could not be started,
@@ -84,9 +91,54 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
   bool fbStarted = false;
   bool fbInUse = false;
   std::int64_t fPass = 0;
-  std::int64_t fDelivered = 0;
+  std::int64_t fBefore = 0;
+  std::int64_t fPosition = 0;
   QvCReport fFailure;
   QvCReport fRefusal;
+};
+
+/// The records of a source by ranges: what settings and components keep of it. It does not change;
+/// several threads may open ranges at once, and each reads its own.
+class QvCRanges {
+ public:
+  /// An end behind all records, however many there are.
+  static constexpr std::int64_t kToTheLast = INT64_MAX;
+
+  QvCRanges() = default;
+  QvCRanges(const QvCRanges&) = delete;
+  QvCRanges& operator=(const QvCRanges&) = delete;
+  virtual ~QvCRanges() = default;
+  [[nodiscard]] virtual int RecordSize() const = 0;
+  /// How many records there are now. Throws the refusal when that cannot be told.
+  [[nodiscard]] virtual std::int64_t Count() const = 0;
+  /// The records from `begin`, counted from 0, to before `end`, in a source that does not need this
+  /// object. Throws the refusal when they cannot be opened.
+  [[nodiscard]] virtual std::unique_ptr<QvCSource> Open(std::int64_t begin,
+                                                        std::int64_t end) const = 0;
+};
+
+/// Opens a record file, whose `path` is UTF-8 on every system, as a source that owns it. Throws the
+/// refusal when it cannot be opened.
+[[nodiscard]] std::unique_ptr<QvCSource> QvCOpenFile(const char* path, int recordSize);
+
+/// Passes a source on for one pass, and throws its failure as the refusal: where the pass ends with
+/// an answer which has no room for it. Borrows the source.
+class QvCThrowingIter : public QvCommon::MultiPassRecordIter {
+ public:
+  /// A range of a larger source: its pass is number `pass` of that, however often it is started,
+  /// and `before` records precede it there.
+  QvCThrowingIter(QvCSource& source, std::int64_t pass, std::int64_t before)
+      : fSource(source), fPass(pass), fBefore(before) {}
+
+  [[nodiscard]] bool HasMore() const override { return fSource.HasMore(); }
+  const QvCommon::Record* Next() override;
+  [[nodiscard]] int GetFailReason() const override { return fSource.GetFailReason(); }
+  int NewPass() override;
+
+ private:
+  QvCSource& fSource;
+  std::int64_t fPass;
+  std::int64_t fBefore;
 };
 
 struct qvreg_source final : QvCHandle<0x7176736f75720003> {

@@ -28,9 +28,9 @@
  * - Truth values are an int32_t, 0 or 1; any number but 0 is read as true. Indices count from 0;
  *   records in a message or a status count from 1. Text is UTF-8; what is not, in a path or in the
  *   message of an exception, is shown as '?'.
- * - Threads: a handle is used by one thread at a time, except that qvreg_component_cancel may be
- *   called by any. A component and all results made of it count as one handle here, since they
- *   share a model.
+ * - Threads: a handle is used by one thread at a time, except that qvreg_component_cancel and
+ *   qvreg_worker_cancel may be called by any, and that bytes never change. A component and all
+ *   results made of it count as one handle here, since they share a model.
  * - Callbacks are called by the thread that called the library, during that call only, and must
  *   return to it: neither longjmp nor an exception; an exception that a C++ host throws all the
  *   same becomes QVREG_CALLBACK_THREW. On the handles of the call that it is made from, a callback
@@ -94,15 +94,15 @@ enum qvreg_code {
   QVREG_DATA_NOT_PROCESSED = 313,     /**< The data were not processed. */
   QVREG_UNREADABLE_RECORD = 314,      /**< The source failed: discrete datum 0 is the record, from 1
                                            on, datum 1 the pass, from 1 on, datum 2 what a callback
-                                           returned. */
+                                           returned. Or a runner did: without datum 0. */
   QVREG_SHORT_RECORD = 315,           /**< A record has fewer values than the model needs. */
   QVREG_BAD_CATEGORY = 316,           /**< A value is no category code (discrete datum 1: the
                                            variable, scale datum 1: the value). */
   QVREG_ONE_CATEGORY = 318,           /**< Fewer than two categories of the dependent occur. */
   QVREG_REFERENCE_NOT_OBSERVED = 319, /**< Warning: the last category that occurs is the
                                            reference. */
-  QVREG_UNREADABLE_MESSAGE = 320,     /**< Bytes of a pass that are damaged, of another version or
-                                           of another run. */
+  QVREG_UNREADABLE_MESSAGE = 320,     /**< Bytes of a pass or of settings that are damaged, of
+                                           another version or of another run. */
 
   QVREG_NULL_HANDLE = 1001,     /**< A handle is null. */
   QVREG_BAD_HANDLE = 1002,      /**< A handle of another kind, or one that was destroyed. */
@@ -201,7 +201,8 @@ QVREG_EXPORT int32_t qvreg_source_create_callbacks(const qvreg_record_callbacks*
                                                    qvreg_source** source, qvreg_error* error);
 /** Makes a `source` of `n_columns` variables in memory, `columns`, with `n_records` records. The
  * array of columns is copied, their values are not: they stay as they are until the source is
- * destroyed and no run reads it. QVREG_BAD_ARGUMENT for no column or above 2^31 - 1 of them. */
+ * destroyed and no run reads it, nor threads of settings (qvreg_settings_set_threads).
+ * QVREG_BAD_ARGUMENT for no column or above 2^31 - 1 of them. */
 QVREG_EXPORT int32_t qvreg_source_create_columns(const qvreg_column* columns, size_t n_columns,
                                                  size_t n_records, qvreg_source** source,
                                                  qvreg_error* error);
@@ -482,17 +483,19 @@ QVREG_EXPORT void qvreg_component_destroy(qvreg_component* component);
 QVREG_EXPORT int32_t qvreg_component_get_settings(const qvreg_component* component,
                                                   qvreg_settings** settings, qvreg_error* error);
 /** Reads the records of `source` once and makes `parameters`, in design order; null when they are
- * not wanted. Optional: qvreg_component_build does it where it was not done. The result becomes the
- * status of `component`: QVREG_CANCELLED, QVREG_NO_FURTHER_PASS, QVREG_TOO_MANY_PARAMETERS,
+ * not wanted. The source, too, may be null where the settings have threads or a runner. Optional:
+ * qvreg_component_build does it where it was not done. The result becomes the status of
+ * `component`: QVREG_CANCELLED, QVREG_NO_FURTHER_PASS, QVREG_TOO_MANY_PARAMETERS,
  * QVREG_DATA_PROCESSED, QVREG_NO_RECORDS, QVREG_NO_PARAMETERS, QVREG_ALREADY_BUILT,
  * QVREG_RECORD_MISSING, QVREG_UNREADABLE_RECORD, QVREG_SHORT_RECORD, QVREG_BAD_CATEGORY,
- * QVREG_CALLBACK_THREW. QVREG_BAD_ARGUMENT, which leaves the status, when the component or the
- * source is in use. */
+ * QVREG_CALLBACK_THREW; with threads or a runner QVREG_CANNOT_OPEN and QVREG_UNREADABLE_MESSAGE.
+ * QVREG_BAD_ARGUMENT, which leaves the status, when the component or the source is in use. */
 QVREG_EXPORT int32_t qvreg_component_create_parameters(qvreg_component* component,
                                                        qvreg_source* source,
                                                        qvreg_parameters** parameters,
                                                        qvreg_error* error);
-/** Estimates the model of `component` from the records of `source`. The result becomes the status
+/** Estimates the model of `component` from the records of `source`, which may be null where the
+ * settings have threads or a runner. The result becomes the status
  * of the component, unless it is the warning QVREG_REFERENCE_NOT_OBSERVED. Codes as
  * qvreg_component_create_parameters, and QVREG_STAGE_MISSING, QVREG_NOTHING_TO_FIT,
  * QVREG_NOT_BUILT, QVREG_DATA_NOT_PROCESSED, QVREG_ONE_CATEGORY, QVREG_RECORDS_CHANGED. */
@@ -823,6 +826,117 @@ QVREG_EXPORT int32_t qvreg_component_score_rows(const qvreg_component* component
                                                 double* probabilities, size_t capacity,
                                                 int32_t* verdicts, size_t* n_scored,
                                                 qvreg_error* error);
+
+/* ---- Passes on threads, processes and machines */
+
+/* Every pass over the records is a request and an answer, both bytes. The answer of many records is
+ * merged from those of their parts, so the parts can be anywhere. Three ways:
+ *
+ * - threads of this process: qvreg_settings_set_threads, and nothing else changes;
+ * - processes and machines of the host: qvreg_settings_set_runner gives the requests to a callback,
+ *   which carries them to workers and their answers back;
+ * - settings as bytes, for another process that is to fit the same model.
+ *
+ * Results depend on the division into parts, to the last digits, and on nothing else: neither on
+ * how many threads or workers there are, nor on who is ready first. One part gives the results of a
+ * run without threads and runner, to the last bit. */
+
+/** Bytes that travel: settings, a request or an answer. They never change: several threads may use
+ * a handle of them at once. */
+typedef struct qvreg_bytes qvreg_bytes;
+
+/** Makes `bytes`, a copy of `size` bytes at `data`, which may be null for none. */
+QVREG_EXPORT int32_t qvreg_bytes_create(const uint8_t* data, size_t size, qvreg_bytes** bytes,
+                                        qvreg_error* error);
+/** Gives `bytes` back. */
+QVREG_EXPORT void qvreg_bytes_destroy(qvreg_bytes* bytes);
+/** `data` receives where `bytes` begin, until they are destroyed, and `size` how many they are. */
+QVREG_EXPORT int32_t qvreg_bytes_get_data(const qvreg_bytes* bytes, const uint8_t** data,
+                                          size_t* size, qvreg_error* error);
+
+/** Makes `bytes` of `settings`, of either model, but for callbacks and threads. Codes as
+ * qvreg_settings_validate; QVREG_TOO_MANY_PARAMETERS without memory. */
+QVREG_EXPORT int32_t qvreg_settings_write(const qvreg_settings* settings, qvreg_bytes** bytes,
+                                          qvreg_error* error);
+/** Makes `settings`, those that qvreg_settings_write made `bytes` of, in any process and on any
+ * machine. Their effects are defined over the variables that they use. QVREG_UNREADABLE_MESSAGE
+ * for bytes that are damaged, of another version or no settings; without memory that, too, or
+ * QVREG_TOO_MANY_PARAMETERS. */
+QVREG_EXPORT int32_t qvreg_settings_read(const qvreg_bytes* bytes, qvreg_settings** settings,
+                                         qvreg_error* error);
+
+/** Computes answers to the requests of components, in the process that has the records. Any worker
+ * can answer any request. It keeps what it unpacked of a run, and the rows of each part where a
+ * logistic model uses the pattern tabulator, until a request of another run comes. */
+typedef struct qvreg_worker qvreg_worker;
+
+/** Makes a `worker`. */
+QVREG_EXPORT int32_t qvreg_worker_create(qvreg_worker** worker, qvreg_error* error);
+/** Gives `worker` back. */
+QVREG_EXPORT void qvreg_worker_destroy(qvreg_worker* worker);
+/** Has `worker` make the pass of `request` over all records of `source`, which may have none; they
+ * are those of part number `part`, from 0 on, and the same in every pass. `answer` receives what
+ * they come to. What a run over the part would end with (QVREG_CANCELLED, QVREG_BAD_CATEGORY,
+ * QVREG_SHORT_RECORD, QVREG_TOO_MANY_PARAMETERS) is an answer too, which ends the run of the
+ * component. QVREG_UNREADABLE_MESSAGE for bytes that are no request, QVREG_TOO_MANY_PARAMETERS
+ * without memory for an answer; QVREG_NO_FURTHER_PASS, QVREG_UNREADABLE_RECORD and
+ * QVREG_CALLBACK_THREW of a source that failed; QVREG_BAD_ARGUMENT for a part below 0, or when the
+ * worker or the source is in use. */
+QVREG_EXPORT int32_t qvreg_worker_run(qvreg_worker* worker, const qvreg_bytes* request,
+                                      int32_t part, qvreg_source* source, qvreg_bytes** answer,
+                                      qvreg_error* error);
+/** Has `worker` merge two answers to `request`: `first`, of the lower part numbers, and `second`.
+ * `merged` receives the answer of both; an error among them is the result, the first of two. For
+ * the same results on any number of workers the answers are merged in pairs of neighbours: parts 0
+ * and 1, 2 and 3, ..., then these pairs, and so on, one without a neighbour as it is.
+ * QVREG_UNREADABLE_MESSAGE for bytes that are no answers to the request, QVREG_TOO_MANY_PARAMETERS
+ * without memory, QVREG_BAD_ARGUMENT when the worker is in use. */
+QVREG_EXPORT int32_t qvreg_worker_merge(qvreg_worker* worker, const qvreg_bytes* request,
+                                        const qvreg_bytes* first, const qvreg_bytes* second,
+                                        qvreg_bytes** merged, qvreg_error* error);
+/** Asks a running pass of `worker` to stop before its next record; its answer is then
+ * QVREG_CANCELLED. It is kept: every later pass of the worker answers that. Any thread, with an
+ * `error` of its own. */
+QVREG_EXPORT int32_t qvreg_worker_cancel(qvreg_worker* worker, qvreg_error* error);
+
+/** Called with `user` for every pass of a component: has workers answer `request` for every part,
+ * merges the answers, stores the bytes of the last one at `answer`, for the library to destroy, and
+ * returns 0. Any other number is a failure, which ends the run with QVREG_UNREADABLE_RECORD
+ * (discrete datum 1 the pass, from 1 on, datum 2 the number), or with QVREG_CANCELLED where the
+ * component is to stop; 0 without an answer ends it with QVREG_UNREADABLE_MESSAGE. The request is
+ * the library's, until the callback returns. */
+typedef int32_t (*qvreg_runner_callback)(void* user, const qvreg_bytes* request,
+                                         qvreg_bytes** answer);
+
+/** Components made of `settings` from now on have `callback` with `user` make their passes; null
+ * for none, and for no threads. The source that such a component is given is not read and may be
+ * null. A bad answer ends the run with QVREG_UNREADABLE_MESSAGE; the error of a record comes
+ * without its number. */
+QVREG_EXPORT int32_t qvreg_settings_set_runner(qvreg_settings* settings,
+                                               qvreg_runner_callback callback, void* user,
+                                               qvreg_error* error);
+/** Components made of `settings` from now on read the records of `source` on `threads`; 0 for as
+ * many as the machine has cores. It takes the place of a runner, and qvreg_settings_set_runner
+ * takes it back. The source that such a component is given is not read and may be null.
+ *
+ * The records are those of a record file or of columns, divided into ranges. Into how many is
+ * settled when a component is made, by the number of records and the model; results are the same,
+ * to the last bit, for any number of threads. Every thread opens the file for itself, by the path
+ * that it had when the source was made. `source` may be destroyed; the values of its columns stay
+ * until the settings and the components made of them are destroyed or have run. Callbacks are still
+ * called by the thread that called the library; that of qvreg_settings_set_cancel every 10 ms.
+ *
+ * `memory_bytes` bounds what the sums of a pass may take: where those of all threads would take
+ * more, fewer threads run, and always one; 0 for 1 GiB.
+ *
+ * Errors are those of a run on one thread, with the number of the record in the whole source; and
+ * QVREG_CANNOT_OPEN, of qvreg_component_create too, when the file cannot be opened again.
+ * QVREG_BAD_ARGUMENT for a source of callbacks, whose records come one after the other, and for a
+ * number below 0. */
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_threads(qvreg_settings* settings,
+                                                              const qvreg_source* source,
+                                                              int32_t threads, int64_t memory_bytes,
+                                                              qvreg_error* error);
 
 #ifdef __cplusplus
 }

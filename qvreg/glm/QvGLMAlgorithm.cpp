@@ -1,6 +1,7 @@
 #include "qvreg/glm/QvGLMAlgorithm.h"
 
 #include <algorithm>
+#include <new>
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
@@ -110,8 +111,11 @@ std::unique_ptr<IQvPassSums> QvGLMAlgorithm::MakeSums(QvPassKind kind) {
       SetUpTables(sums->fTables);
       return sums;
     }
-    case QvPassKind::kProducts:
-      return fModel.MakeProducts();
+    case QvPassKind::kProducts: {
+      auto products = fModel.MakeProducts();
+      if (!products->IsValid()) throw std::bad_alloc();
+      return products;
+    }
     default:
       return fModel.MakeResiduals();
   }

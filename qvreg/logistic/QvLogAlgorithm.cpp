@@ -261,8 +261,11 @@ std::unique_ptr<IQvPassSums> QvLogAlgorithm::MakeSums(QvPassKind kind) {
       fDesign.SetUpTables(sums->fTables, fSettings.GetCovariates());
       return sums;
     }
-    case QvPassKind::kProducts:
-      return fModel.MakeProducts();
+    case QvPassKind::kProducts: {
+      auto products = fModel.MakeProducts();
+      if (!products->IsValid()) throw std::bad_alloc();
+      return products;
+    }
     case QvPassKind::kClassification:
       return fModel.MakeClassification();
     default:

@@ -14,6 +14,7 @@
 
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/parallel/QvPassProcessor.h"
+#include "qvreg/settings/QvLogRegSettings.h"
 
 using QvCommon::QvBytes;
 using QvCommon::QvStatus;
@@ -298,4 +299,24 @@ int QvPartCount(long long records, long long parameters) {
       parts > static_cast<double>(kMostParts) ? kMostParts : static_cast<long long>(parts);
   const long long bySize = std::max(records / kLeastRecords, 1LL);
   return static_cast<int>(std::min({std::max(byCost, kAlwaysParts), bySize, kMostParts}));
+}
+
+int QvPartCount(long long records, const QvRegSettings& settings) {
+  constexpr double kLargest = 1e9;
+  const std::vector<int>& factors = settings.GetFactors();
+  const auto most = static_cast<double>(std::max(records, 1LL));
+  double bound = 1.0;
+  for (const QvModelEffect& effect : settings.GetModelEffects()) {
+    double combinations = 1.0;
+    for (const int factor : effect.GetFactors()) {
+      const auto found = std::find(factors.begin(), factors.end(), factor);
+      if (found == factors.end()) continue;
+      combinations *= settings.GetFactorSizes()[Index(static_cast<int>(found - factors.begin()))];
+    }
+    bound += std::clamp(combinations, 1.0, most);
+  }
+  if (const auto* logistic = dynamic_cast<const QvLogRegSettings*>(&settings)) {
+    bound *= logistic->GetDependentNCategs() - 1;
+  }
+  return QvPartCount(records, static_cast<long long>(std::min(bound, kLargest)));
 }

@@ -5,6 +5,7 @@
 
 #include "qvreg/QvExport.h"
 #include "qvreg/component/IQvPassRunner.h"
+#include "qvreg/settings/QvRegSettings.h"
 
 /// Makes the passes of runs on threads of this process, over records that are divided into parts.
 ///
@@ -45,3 +46,6 @@ class QVREG_EXPORT QvThreadRunner : public IQvPassRunner {
 /// of a logistic model together), or about so many: enough for many threads, unless merging would
 /// cost more than the records do. At least 1; a function of these numbers only.
 QVREG_EXPORT int QvPartCount(long long records, long long parameters);
+/// The same for a model of these `settings`, whose parameters are estimated from above: for each
+/// effect the level combinations of its factors, as far as there are `records`.
+QVREG_EXPORT int QvPartCount(long long records, const QvRegSettings& settings);

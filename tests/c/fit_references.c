@@ -15,6 +15,7 @@
 
 #include "qvreg/c/qvreg_c.h"
 #include "tests/c/model.h"
+#include "tests/c/passes.h"
 #include "tests/c/reference.h"
 #include "tests/c/sources.h"
 #include "tests/c/table.h"
@@ -173,6 +174,25 @@ static void check_same(const qvreg_settings* settings, qvreg_source* source, con
   qvreg_source_destroy(source);
 }
 
+// The same settings and records by way of bytes: on threads, and by a worker of the host's.
+static void check_passes(const qvreg_settings* settings, const table* data, const char* record_file,
+                         const fit* expected) {
+  qvreg_error error = QVREG_ERROR_INIT;
+  qvreg_settings* read = settings_by_bytes(settings);
+  qvreg_source* file = source_of_file(data, record_file);
+  must(qvreg_settings_set_threads(read, file, 2, 0, &error), &error, "threads");
+  check_same(read, file, expected, "the same on threads");
+
+  lone_worker alone = {NULL, source_of_columns(data), 0};
+  must(qvreg_worker_create(&alone.worker, &error), &error, "worker");
+  must(qvreg_settings_set_runner(read, run_alone, &alone, &error), &error, "runner");
+  check_same(read, NULL, expected, "the same from a worker");
+  check(alone.passes > 1, "the passes of the runner");
+  qvreg_worker_destroy(alone.worker);
+  qvreg_source_destroy(alone.source);
+  qvreg_settings_destroy(read);
+}
+
 // A record that cannot be read ends the run, and the error says which one.
 static void check_failing_source(const qvreg_settings* settings, const table* data) {
   qvreg_error error = QVREG_ERROR_INIT;
@@ -239,6 +259,7 @@ static void fit_reference(const char* name, const char* references, const char* 
 
   check_same(settings, source_of_columns(&data), &got, "the same from columns");
   check_same(settings, source_of_file(&data, record_file), &got, "the same from a record file");
+  check_passes(settings, &data, record_file, &got);
   check_failing_source(settings, &data);
   check_cancel(settings, &data);
   remove(record_file);
@@ -271,6 +292,14 @@ static void check_refusals(void) {
         "an error without its size");
   qvreg_settings_destroy(settings);
   qvreg_settings_destroy(NULL);
+  error.struct_size = sizeof error;
+  const uint8_t noise[] = {1, 2, 3};
+  qvreg_bytes* bytes = NULL;
+  must(qvreg_bytes_create(noise, sizeof noise, &bytes, &error), &error, "bytes");
+  check(qvreg_settings_read(bytes, &settings, &error) == QVREG_UNREADABLE_MESSAGE,
+        "bytes that are no settings");
+  printf("  refused: %s\n", error.message);
+  qvreg_bytes_destroy(bytes);
 }
 
 int main(int argc, char** argv) {

@@ -1,18 +1,16 @@
-#include <filesystem>
-#include <fstream>
 #include <memory>
 
 #include <gtest/gtest.h>
 
 #include "qvreg/qvreg.h"
 #include "tests/qvreg/c/CHost.h"
+#include "tests/qvreg/c/CPasses.h"
 #include "tests/qvreg/c/ExpectSameResults.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/ReferenceCase.h"
 #include "tests/qvreg/support/ReferenceRun.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
-#include "tests/support/TempFolder.h"
 
 namespace qvtest {
 namespace {
@@ -117,31 +115,6 @@ void ExpectSameRows(const CFit& fit, const IQvRegOutputStats& stats,
   }
 }
 
-/// The record file of a test, which takes it away again.
-class RecordFile {
- public:
-  explicit RecordFile(const std::vector<QvCommon::Record>& records) {
-    std::ofstream file(path_, std::ios::binary);
-    for (const QvCommon::Record& record : records) {
-      const auto bytes = static_cast<std::streamsize>(sizeof(double)) *
-                         static_cast<std::streamsize>(record.Size());
-      file.write(reinterpret_cast<const char*>(record.GetAll()), bytes);
-    }
-    if (!file.flush()) throw std::runtime_error("could not write a record file");
-  }
-
-  [[nodiscard]] CSource Source(std::size_t width) const {
-    const std::u8string path = path_.u8string();
-    return Made<CSource>([&](qvreg_source** source, qvreg_error* e) {
-      return qvreg_source_open_file(reinterpret_cast<const char*>(path.c_str()), width, source, e);
-    });
-  }
-
- private:
-  TempFolder folder_;
-  std::filesystem::path path_ = folder_.Path() / u8"qvreg größe 測.bin";
-};
-
 class LinearAgreement : public testing::TestWithParam<std::string> {};
 
 TEST_P(LinearAgreement, IsToTheLastBit) {
@@ -190,7 +163,7 @@ TEST(CInterface, GivesTheSameFromEverySource) {
   FittedModel expected(settings->Get(), records);
   const CSettings told = CSettingsOf(settings->Get());
   const CColumns columns(records);
-  const RecordFile file(records);
+  const CRecordFile file(records);
   ExpectSameResults(CFitOf(told, columns.Source()).results, expected.Stats());
   const CSource fileSource = file.Source(static_cast<std::size_t>(records.at(0).Size()));
   ExpectSameResults(CFitOf(told, fileSource).results, expected.Stats());

@@ -95,5 +95,103 @@ TEST_P(CAllocation, ThatFailsIsACode) {
   }
 }
 
+/// A worker over all records, and what it and its runner need.
+struct LoneWorker {
+  qvreg_worker* worker = nullptr;
+  qvreg_source* source = nullptr;
+
+  static std::int32_t Run(void* user, const qvreg_bytes* request, qvreg_bytes** answer) {
+    const auto& self = *static_cast<LoneWorker*>(user);
+    qvreg_bytes* whole = nullptr;
+    qvreg_bytes* none = nullptr;
+    std::int32_t code = qvreg_worker_run(self.worker, request, 0, self.source, &whole, nullptr);
+    if (code == QVREG_OK) {
+      // Merging is another step that may fail; its result is not needed.
+      code = qvreg_worker_merge(self.worker, request, whole, whole, &none, nullptr);
+    }
+    qvreg_bytes_destroy(none);
+    *answer = whole;
+    return code;
+  }
+};
+
+/// Settings by way of their bytes, then a run on a thread or by a worker: the first code that was
+/// not success, and a sum of results.
+std::int32_t RunInParts(const CEveryKind& of, bool isLogistic, bool isOnThreads, double& sum) {
+  struct Handles {
+    qvreg_settings* settings = nullptr;
+    qvreg_bytes* bytes = nullptr;
+    qvreg_component* component = nullptr;
+    qvreg_results* results = nullptr;
+    LoneWorker alone;
+    ~Handles() {
+      qvreg_results_destroy(results);
+      qvreg_component_destroy(component);
+      qvreg_bytes_destroy(bytes);
+      qvreg_settings_destroy(settings);
+      qvreg_source_destroy(alone.source);
+      qvreg_worker_destroy(alone.worker);
+    }
+  } h;
+  double estimates[8] = {};
+  std::int32_t code = qvreg_settings_write(of.settings.get(), &h.bytes, nullptr);
+  const auto next = [&](auto&& call) {
+    if (code == QVREG_OK) code = call();
+  };
+  next([&] { return qvreg_settings_read(h.bytes, &h.settings, nullptr); });
+  next([&] { return of.columns.TrySource(&h.alone.source); });
+  if (isOnThreads) {
+    next([&] { return qvreg_settings_set_threads(h.settings, h.alone.source, 1, 0, nullptr); });
+  } else {
+    next([&] { return qvreg_worker_create(&h.alone.worker, nullptr); });
+    next(
+        [&] { return qvreg_settings_set_runner(h.settings, &LoneWorker::Run, &h.alone, nullptr); });
+  }
+  next([&] { return qvreg_component_create(h.settings, &h.component, nullptr); });
+  next([&] { return qvreg_component_build(h.component, nullptr, nullptr); });
+  next([&] { return qvreg_component_get_results(h.component, &h.results, nullptr); });
+  next([&] { return qvreg_results_get_estimates(h.results, estimates, 8, nullptr, nullptr); });
+  sum = estimates[0];
+  if (isLogistic) {
+    next([&] {
+      return qvreg_logistic_get_classification(h.results, estimates, 2, 8, nullptr, nullptr);
+    });
+    sum += estimates[0];
+  }
+  return code;
+}
+
+TEST_P(CAllocation, ThatFailsInPartsIsACode) {
+  const CEveryKind of(GetParam());
+  for (const bool isOnThreads : {false, true}) {
+    double expected = 0.0;
+    const long long before = AllocationCount();
+    ASSERT_EQ(RunInParts(of, GetParam(), isOnThreads, expected), QVREG_OK);
+    const long long total = AllocationCount() - before;
+    for (const auto extent :
+         {AllocationFault::Extent::kOnce, AllocationFault::Extent::kEverAfter}) {
+      // Fewer of the many that iterations make.
+      for (long long n = 1; n <= total; n += 1 + n / 400) {
+        SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(total));
+        const long long live = LiveAllocations();
+        double estimate = 0.0;
+        std::int32_t code = -1;
+        {
+          const AllocationFault fault(n, extent);
+          code = RunInParts(of, GetParam(), isOnThreads, estimate);
+        }
+        EXPECT_EQ(LiveAllocations(), live);
+        if (code == QVREG_OK) {
+          EXPECT_EQ(estimate, expected);
+        } else {
+          EXPECT_TRUE(code == QVREG_OUT_OF_MEMORY || code == QVREG_TOO_MANY_PARAMETERS ||
+                      code == QVREG_UNREADABLE_MESSAGE || code == QVREG_UNREADABLE_RECORD)
+              << code;
+        }
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace qvtest

@@ -18,6 +18,7 @@ struct Arguments {
   std::int32_t i = 0;
   std::size_t n = 0;
   double x = 0.0;
+  const std::uint8_t* data = nullptr;
   std::vector<double> record{1.0, 1.0, 1.0};
   qvreg_error other = QVREG_ERROR_INIT;
 };
@@ -57,6 +58,7 @@ const std::vector<Function>& Functions() {
   static qvreg_effect* effect = nullptr;
   static qvreg_parameters* parameters = nullptr;
   static qvreg_results* results = nullptr;
+  static qvreg_bytes* bytes = nullptr;
   static const std::vector<Function> functions = {
       QV_CALL(qvreg_settings, qvreg_settings_get_model, &a.i),
       QV_CALL(qvreg_settings, qvreg_settings_validate),
@@ -77,6 +79,18 @@ const std::vector<Function>& Functions() {
       QV_CALL(qvreg_settings, qvreg_settings_set_starting_values, nullptr, 0),
       QV_CALL(qvreg_settings, qvreg_settings_set_progress, nullptr, nullptr),
       QV_CALL(qvreg_settings, qvreg_settings_set_cancel, nullptr, nullptr),
+
+      QV_CALL(qvreg_settings, qvreg_settings_set_runner, nullptr, nullptr),
+      QV_CALL(qvreg_settings, qvreg_settings_set_threads, k.source.get(), 1, 0),
+      QV_CALL(qvreg_settings, qvreg_settings_write, &bytes),
+
+      QV_CALL(qvreg_bytes, qvreg_bytes_get_data, &a.data, &a.n),
+      QV_CALL(qvreg_bytes, qvreg_settings_read, &settings),
+
+      QV_CALL(qvreg_worker, qvreg_worker_run, k.bytes.get(), 0, k.source.get(), &bytes),
+      QV_CALL(qvreg_worker, qvreg_worker_merge, k.bytes.get(), k.bytes.get(), k.bytes.get(),
+              &bytes),
+      QV_CALL(qvreg_worker, qvreg_worker_cancel),
 
       QV_CALL(qvreg_effect, qvreg_effect_reset),
       QV_CALL(qvreg_effect, qvreg_effect_add_factor, 1, 0),
@@ -144,7 +158,8 @@ const std::vector<Function>& Functions() {
 std::vector<std::pair<std::string, void*>> Handles(CEveryKind& of) {
   return {{"qvreg_settings", of.settings.get()},     {"qvreg_effect", of.effect.get()},
           {"qvreg_source", of.source.get()},         {"qvreg_component", of.component.get()},
-          {"qvreg_parameters", of.parameters.get()}, {"qvreg_results", of.results.get()}};
+          {"qvreg_parameters", of.parameters.get()}, {"qvreg_results", of.results.get()},
+          {"qvreg_bytes", of.bytes.get()},           {"qvreg_worker", of.worker.get()}};
 }
 
 class EveryFunction : public testing::TestWithParam<Function> {};
@@ -208,7 +223,9 @@ TEST(CInterface, HasNoFunctionThatTheTableLeavesOut) {
       "qvreg_settings_create",   "qvreg_settings_destroy",        "qvreg_effect_create",
       "qvreg_effect_destroy",    "qvreg_source_create_callbacks", "qvreg_source_create_columns",
       "qvreg_source_open_file",  "qvreg_source_destroy",          "qvreg_component_create",
-      "qvreg_component_destroy", "qvreg_parameters_destroy",      "qvreg_results_destroy"};
+      "qvreg_component_destroy", "qvreg_parameters_destroy",      "qvreg_results_destroy",
+      "qvreg_bytes_create",      "qvreg_bytes_destroy",           "qvreg_worker_create",
+      "qvreg_worker_destroy"};
   expected.insert(elsewhere.begin(), elsewhere.end());
   EXPECT_EQ(DeclaredFunctions(), expected);
 }
@@ -220,6 +237,8 @@ TEST(CInterface, GivesNothingBackForANullHandle) {
   qvreg_component_destroy(nullptr);
   qvreg_parameters_destroy(nullptr);
   qvreg_results_destroy(nullptr);
+  qvreg_bytes_destroy(nullptr);
+  qvreg_worker_destroy(nullptr);
 }
 
 TEST(CInterface, LeavesAHandleOfAnotherKindAlone) {
@@ -241,7 +260,24 @@ TEST(CInterface, RefusesANullPointer) {
   rows.n_records = 1;
   rows.record_size = 3;
   qvreg_source* source = nullptr;
+  qvreg_bytes* bytes = nullptr;
+  const std::uint8_t* data = nullptr;
+  std::size_t size = 0;
   const std::vector<std::function<std::int32_t(qvreg_error*)>> calls = {
+      [&](qvreg_error* e) { return qvreg_bytes_create(nullptr, 1, &bytes, e); },
+      [&](qvreg_error* e) { return qvreg_bytes_create(nullptr, 0, nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_bytes_get_data(of.bytes.get(), nullptr, &size, e); },
+      [&](qvreg_error* e) { return qvreg_bytes_get_data(of.bytes.get(), &data, nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_settings_write(of.settings.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_settings_read(of.bytes.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_worker_create(nullptr, e); },
+      [&](qvreg_error* e) {
+        return qvreg_worker_run(of.worker.get(), of.bytes.get(), 0, of.source.get(), nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_worker_merge(of.worker.get(), of.bytes.get(), of.bytes.get(), of.bytes.get(),
+                                  nullptr, e);
+      },
       [&](qvreg_error* e) { return qvreg_settings_create(QVREG_MODEL_LINEAR, nullptr, e); },
       [&](qvreg_error* e) { return qvreg_settings_get_model(of.settings.get(), nullptr, e); },
       [&](qvreg_error* e) { return qvreg_settings_get_effect(of.settings.get(), 0, nullptr, e); },
@@ -329,6 +365,36 @@ TEST(CInterface, RefusesANullPointer) {
     EXPECT_EQ(calls[n](&error), QVREG_NULL_POINTER) << n << ": " << error.message;
     EXPECT_STRNE(error.message, "") << n;
   }
+}
+
+/// Each lacks one handle other than its first.
+TEST(CInterface, RefusesAFurtherHandleThatIsNull) {
+  CEveryKind of(false);
+  qvreg_bytes* out = nullptr;
+  const qvreg_bytes* bytes = of.bytes.get();
+  qvreg_worker* worker = of.worker.get();
+  const std::vector<std::function<std::int32_t(qvreg_error*)>> calls = {
+      [&](qvreg_error* e) { return qvreg_settings_add_effect(of.settings.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_component_build(of.component.get(), nullptr, e); },
+      [&](qvreg_error* e) {
+        return qvreg_component_create_parameters(of.component.get(), nullptr, nullptr, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_settings_set_threads(of.settings.get(), nullptr, 1, 0, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_worker_run(worker, nullptr, 0, of.source.get(), &out, e);
+      },
+      [&](qvreg_error* e) { return qvreg_worker_run(worker, bytes, 0, nullptr, &out, e); },
+      [&](qvreg_error* e) { return qvreg_worker_merge(worker, nullptr, bytes, bytes, &out, e); },
+      [&](qvreg_error* e) { return qvreg_worker_merge(worker, bytes, nullptr, bytes, &out, e); },
+      [&](qvreg_error* e) { return qvreg_worker_merge(worker, bytes, bytes, nullptr, &out, e); },
+  };
+  for (std::size_t n = 0; n < calls.size(); ++n) {
+    qvreg_error error = QVREG_ERROR_INIT;
+    EXPECT_EQ(calls[n](&error), QVREG_NULL_HANDLE) << n << ": " << error.message;
+  }
+  EXPECT_EQ(out, nullptr);
 }
 
 /// `call(structure, error)`.

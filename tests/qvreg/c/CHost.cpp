@@ -248,6 +248,10 @@ CEveryKind::CEveryKind(bool isLogistic)
   parameters = Made<CParameters>([&](qvreg_parameters** made, qvreg_error* e) {
     return qvreg_results_get_parameters(results.get(), made, e);
   });
+  bytes = Made<CBytes>([&](qvreg_bytes** made, qvreg_error* e) {
+    return qvreg_settings_write(settings.get(), made, e);
+  });
+  worker = Made<CWorker>([](auto... rest) { return qvreg_worker_create(rest...); });
 }
 
 }  // namespace qvtest

@@ -33,6 +33,8 @@ using CSource = std::unique_ptr<qvreg_source, GiveBack<&qvreg_source_destroy>>;
 using CComponent = std::unique_ptr<qvreg_component, GiveBack<&qvreg_component_destroy>>;
 using CParameters = std::unique_ptr<qvreg_parameters, GiveBack<&qvreg_parameters_destroy>>;
 using CResults = std::unique_ptr<qvreg_results, GiveBack<&qvreg_results_destroy>>;
+using CBytes = std::unique_ptr<qvreg_bytes, GiveBack<&qvreg_bytes_destroy>>;
+using CWorker = std::unique_ptr<qvreg_worker, GiveBack<&qvreg_worker_destroy>>;
 
 /// A structure of the C interface with its size set.
 template <typename Struct>
@@ -211,6 +213,8 @@ struct CEveryKind {
   CComponent component;
   CParameters parameters;
   CResults results;
+  CBytes bytes;  ///< The settings.
+  CWorker worker;
 };
 
 }  // namespace qvtest

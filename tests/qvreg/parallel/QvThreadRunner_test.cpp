@@ -350,6 +350,19 @@ TEST(QvThreadRunner, CountsRecordsAsOneThreadDoes) {
   EXPECT_EQ(actual.GetRecordCounts().fUsedLater, -1);
 }
 
+TEST(QvPartCount, EstimatesTheParametersOfSettings) {
+  qvtest::LogisticSettings logistic(0, 4, {{1, 100}, {2, 50}}, {3});
+  logistic.Effect({1, 2}).Effect({1}).Effect({}, {3, 3});
+  qvtest::LinearSettings linear(0, {{1, 100}, {2, 50}}, {3});
+  linear.Effect({1, 2}).Effect({1}).Effect({}, {3, 3});
+  constexpr long long kMany = 3000000;
+  constexpr long long kBound = 1 + 5000 + 100 + 1;
+  EXPECT_LT(QvPartCount(kMany, linear.Get()), 128);
+  EXPECT_EQ(QvPartCount(kMany, linear.Get()), QvPartCount(kMany, kBound));
+  EXPECT_EQ(QvPartCount(kMany, logistic.Get()), QvPartCount(kMany, 3 * kBound));
+  EXPECT_EQ(QvPartCount(0, linear.Get()), 1);
+}
+
 TEST(QvPartCount, GrowsWithTheRecordsUnlessMergingCostsMore) {
   EXPECT_EQ(QvPartCount(0, 10), 1);
   EXPECT_EQ(QvPartCount(2047, 10), 1);
