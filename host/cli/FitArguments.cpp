@@ -123,7 +123,8 @@ void FitArguments::AddFactorLevels() {
   };
   add("--base", options_.binding.bases,
       "Level of a factor that the others are compared with,\n"
-      "such as species=Gentoo [the last]; again for each factor")
+      "such as species=Gentoo [the last]; again for each factor.\n"
+      "first: the first level of each factor without --base")
       ->type_name("FACTOR=LEVEL");
   add("--levels", options_.binding.levels,
       "Order of a factor's levels, such as size=S,M,L; others\n"
@@ -138,9 +139,9 @@ void FitArguments::AddInference() {
   command_
       ->add_option("--tolerance", options_.tolerance,
                    "A column of which the columns before leave no more\n"
-                   "than this share, at least 0 and below 1, is redundant")
+                   "than this share, at least 0 and below 1, is redundant\n"
+                   "[1e-14 of a linear model, 1e-12 of a logistic one]")
       ->type_name("SHARE")
-      ->capture_default_str()
       ->group(group);
   command_
       ->add_option("--confidence", options_.confidence,
@@ -287,7 +288,7 @@ void FitArguments::CheckRanges() const {
   if (!(options_.confidence >= 0.0 && options_.confidence < 1.0)) {
     RefuseUsage("--confidence must be at least 0 and below 1, such as 0.95.");
   }
-  if (!(options_.tolerance >= 0.0 && options_.tolerance < 1.0)) {
+  if (options_.tolerance && !(*options_.tolerance >= 0.0 && *options_.tolerance < 1.0)) {
     RefuseUsage("--tolerance must be at least 0 and below 1, such as 1e-12.");
   }
   if (degreesOfFreedomOption_->count() > 0 &&

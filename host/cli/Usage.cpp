@@ -28,15 +28,29 @@ struct OtherName {
   std::string_view hint;  ///< Behind "There is no option --name"; names options that there are.
 };
 
-constexpr std::array<OtherName, 13> kOtherNames = {{
+constexpr std::string_view kWeightHint =
+    "--freq-weight COLUMN says how many records each stands for, --regression-weight COLUMN how "
+    "precise each is, as the weights of lm in R do";
+constexpr std::string_view kNewDataHint =
+    "give --data a second time: its rows without a dependent take no part in the fit and are "
+    "predicted by --predictions FILE";
+
+constexpr std::array<OtherName, 20> kOtherNames = {{
     {"output", "--predictions FILE writes what the model predicts, --json FILE the fit"},
     {"out", "--predictions FILE writes what the model predicts, --json FILE the fit"},
     {"input", "--data FILE names the data"},
     {"file", "--data FILE names the data"},
     {"csv", "--data FILE names the data"},
-    {"family", "--model KIND chooses the model"},
-    {"weight", "--freq-weight and --regression-weight name a column"},
-    {"weights", "--freq-weight and --regression-weight name a column"},
+    {"family", "for binomial write --model logistic, for gaussian --model linear"},
+    {"link", "--model logistic has the logit link, --model linear none"},
+    {"weight", kWeightHint},
+    {"weights", kWeightHint},
+    {"subset", "--where CONDITION chooses rows"},
+    {"newdata", kNewDataHint},
+    {"new-data", kNewDataHint},
+    {"new_data", kNewDataHint},
+    {"test", kNewDataHint},
+    {"contrasts", "--base FACTOR=LEVEL chooses the level that the others are compared with"},
     {"level", "--confidence LEVEL sets that of the limits"},
     {"alpha", "--confidence LEVEL sets that of the limits"},
     {"sep", "--delim CHARACTER names what separates columns"},
@@ -322,6 +336,17 @@ std::string KindText(const CLI::Option& option, const std::string& value) {
   return text + (isNumber ? "; write " + withPoint + "." : ".");
 }
 
+/// What other programs call a kind of model.
+std::string KindHint(const std::string& value) {
+  constexpr auto kLogistic = std::to_array<std::string_view>(
+      {"logit", "binomial", "multinomial", "multinom", "glm", "quasibinomial"});
+  constexpr auto kLinear = std::to_array<std::string_view>({"lm", "ols", "gaussian", "regression"});
+  const auto isThis = [&](std::string_view name) { return SameWord(name, value); };
+  if (std::ranges::any_of(kLogistic, isThis)) return " Write --model logistic.";
+  if (std::ranges::any_of(kLinear, isThis)) return " Write --model linear.";
+  return {};
+}
+
 /// The names in braces that a message lists: `x not in {a,b}`.
 Names ChoicesIn(const std::string& message) {
   const std::size_t open = message.rfind('{');
@@ -367,8 +392,9 @@ std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
     return KindText(*option, value) + help;
   }
   if (const Names choices = ChoicesIn(message); !choices.empty()) {
+    const std::string kind = option->check_name("--model") ? KindHint(value) : std::string();
     return fmt::format("{} takes {}, not '{}'.{}{}", name, ChoiceText(choices), value,
-                       DidYouMean(value, choices), help);
+                       kind.empty() ? DidYouMean(value, choices) : kind, help);
   }
   return fmt::format("{} cannot be '{}'.{}", name, value, help);
 }

@@ -27,6 +27,13 @@ struct LogisticOptions {
   int separationFrom = 20;         ///< The first iteration that checks for separation; 0: none.
 };
 
+/// The share of a pivot below which a parameter is redundant. Of a linear model the square of the
+/// 1e-7 by which R's lm compares norms; it keeps a year beside its square. The information matrix
+/// of a logistic model is known to fewer digits.
+[[nodiscard]] constexpr double DefaultTolerance(ModelKind kind) {
+  return kind == ModelKind::kLinear ? 1e-14 : 1e-12;
+}
+
 /// What to fit to what, and how. Every field but the source and the formula has a default that
 /// suits most; empty texts and options are "not given".
 struct FitOptions {
@@ -38,11 +45,12 @@ struct FitOptions {
 
   DataSource source;
   std::string formula;
-  std::string where;         ///< A condition on the rows that are used; empty for all.
-  BindingOptions binding;    ///< The kind of model, the weight columns.
-  bool intercept = true;     ///< False takes the intercept out whatever the formula says.
-  double tolerance = 1e-12;  ///< Share of a pivot below which a parameter is redundant; in [0, 1).
-  double confidence = 0.95;  ///< Of the limits, in [0, 1).
+  std::string where;       ///< A condition on the rows that are used; empty for all.
+  BindingOptions binding;  ///< The kind of model, the weight columns.
+  bool intercept = true;   ///< False takes the intercept out whatever the formula says.
+  /// Share of a pivot below which a parameter is redundant, in [0, 1); none: DefaultTolerance.
+  std::optional<double> tolerance;
+  double confidence = 0.95;                ///< Of the limits, in [0, 1).
   std::optional<double> degreesOfFreedom;  ///< Above 0; none: computed. Linear models only.
   bool refine = true;                      ///< Iterative refinement of a linear model's estimates.
   std::string spoolDir;                    ///< Folder of the temporary file; empty: the system's.

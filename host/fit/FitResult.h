@@ -121,6 +121,7 @@ struct FitResult {
   std::string freqWeight;  ///< Column names; empty for none.
   std::string regressionWeight;
   double confidence = 0.95;
+  double tolerance = 0.0;  ///< The share of a column below which it is redundant.
   RecordUse records;
   double degreesOfFreedom = 0.0;            ///< Total frequency weight less the parameters kept.
   double libraryDegreesOfFreedom = 0.0;     ///< As the library counts: total regression

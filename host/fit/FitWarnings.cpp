@@ -147,9 +147,10 @@ void FitWarnings::FindDependentLevels(Sentences& found) const {
   }
   if (unseen.empty()) return;
   found.push_back(
-      fmt::format("{} of the {} levels of the dependent do not occur in the records used and are "
+      fmt::format("{} of the {} levels of the dependent {} not occur in the records used and {} "
                   "left out of the model: {}.",
-                  unseen.size(), levels.size(), NameList(unseen)));
+                  unseen.size(), levels.size(), unseen.size() == 1 ? "does" : "do",
+                  unseen.size() == 1 ? "is" : "are", NameList(unseen)));
 }
 
 int FitWarnings::ActiveLevels(int variable) const {
@@ -174,10 +175,11 @@ void FitWarnings::FindFactors(Sentences& found) const {
                       column.label, NameList(seen)));
     }
     if (!unseen.empty()) {
-      found.push_back(
-          fmt::format("{} of the {} levels of '{}' do not occur in the records used and "
-                      "have no parameter: {}.",
-                      unseen.size(), column.levels.size(), column.label, NameList(unseen)));
+      found.push_back(fmt::format(
+          "{} of the {} levels of '{}' {} not occur in the records used and "
+          "{} no parameter: {}.",
+          unseen.size(), column.levels.size(), column.label, unseen.size() == 1 ? "does" : "do",
+          unseen.size() == 1 ? "has" : "have", NameList(unseen)));
     }
   }
 }
@@ -186,7 +188,8 @@ void FitWarnings::FindBases(Sentences& found) const {
   for (int factor = 0; factor < binding_.factorCount; ++factor) {
     const auto position = static_cast<std::size_t>(factor) + ModelBinding::kDependent + 1;
     const std::vector<std::string>& levels = table_.Columns()[position].levels;
-    if (!binding_.columns[position].levels.base || levels.empty()) continue;
+    const LevelChoice& choice = binding_.columns[position].levels;
+    if ((!choice.base && !choice.isFirstBase) || levels.empty()) continue;
     const QvFactorCounts::Counts& counts = *output_.GetFactorCounts().GetCountsPtr(factor);
     std::size_t last = levels.size();
     while (last > 0 && counts[last - 1].first <= 0.0) --last;
@@ -229,9 +232,10 @@ void FitWarnings::FindEmptyCells(Sentences& found) const {
     const double empty = cells - static_cast<double>(ParametersOf(i));
     if (empty <= 0.0) continue;
     found.push_back(
-        fmt::format("{:.0f} of the {:.0f} combinations of levels in '{}' do not occur "
-                    "in the records used and have no parameter.",
-                    empty, cells, TermLabel(formula_, formula_.terms[i])));
+        fmt::format("{:.0f} of the {:.0f} combinations of levels in '{}' {} not occur "
+                    "in the records used and {} no parameter.",
+                    empty, cells, TermLabel(formula_, formula_.terms[i]),
+                    empty == 1.0 ? "does" : "do", empty == 1.0 ? "has" : "have"));
   }
 }
 
@@ -256,9 +260,19 @@ void FitWarnings::FindRedundantCovariates(Sentences& found) const {
     if (parameter.redundant && parameter.levels.empty()) names.push_back(parameter.label);
   }
   if (names.empty()) return;
-  found.push_back(fmt::format("{} {} on the terms before, and the model is the same without {}.",
-                              NameList(names), names.size() == 1 ? "depends" : "depend",
-                              names.size() == 1 ? "it" : "them"));
+  const bool isOne = names.size() == 1;
+  const std::string depends =
+      fmt::format("{} {} on the terms before", NameList(names), isOne ? "depends" : "depend");
+  if (result_.tolerance == 0.0) {
+    found.push_back(
+        fmt::format("{}, and the model is the same without {}.", depends, isOne ? "it" : "them"));
+    return;
+  }
+  // The library does not tell what was left.
+  found.push_back(fmt::format(
+      "{}: they leave no more of {} than the share of --tolerance ({:g}). Unless this is exact, "
+      "centre the variables, as center(x), or lower --tolerance.",
+      depends, isOne ? "it" : "each", result_.tolerance));
 }
 
 void FitWarnings::FindResidual(Sentences& found) const {

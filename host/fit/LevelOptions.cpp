@@ -16,6 +16,7 @@ namespace {
 
 constexpr const char* kBase = "--base";
 constexpr const char* kLevels = "--levels";
+constexpr std::string_view kFirst = "first";
 
 [[noreturn]] void Refuse(const std::string& message) { throw Error(ExitCode::kBadInput, message); }
 
@@ -95,6 +96,7 @@ std::vector<std::string> ReadLevelList(std::string_view list) {
 
 void CheckLevelOption(const char* option, const std::string& written) {
   if (written.find('=', 1) != std::string::npos) return;
+  if (option == std::string_view(kBase) && written == kFirst) return;
   const std::string_view form = option == std::string_view(kBase) ? "a factor and a level, such as "
                                                                     "b=0"
                                                                   : "a factor and its levels, such "
@@ -106,7 +108,13 @@ LevelOptions::LevelOptions(const std::vector<std::string>& bases,
                            const std::vector<std::string>& lists, const Formula& formula,
                            std::vector<bool> isFactor, bool isCategory)
     : formula_(formula), isFactor_(std::move(isFactor)), isCategory_(isCategory) {
-  for (const std::string& written : bases) bases_.push_back(Read(kBase, written));
+  for (const std::string& written : bases) {
+    if (written == kFirst) {
+      isFirstBase_ = true;
+    } else {
+      bases_.push_back(Read(kBase, written));
+    }
+  }
   for (const std::string& written : lists) lists_.push_back(Read(kLevels, written));
 }
 
@@ -170,6 +178,7 @@ void LevelOptions::AddOrder(const Variable& factor, LevelChoice& choice) const {
 LevelChoice LevelOptions::Of(const Variable& factor) const {
   LevelChoice choice;
   choice.base = factor.base;
+  choice.isFirstBase = isFirstBase_;
   for (const Choice& base : bases_) {
     if (!IsCalled(factor, base.name)) continue;
     const std::string level = Unquoted(base.text);

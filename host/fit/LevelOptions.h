@@ -44,6 +44,7 @@ class LevelOptions {
   std::vector<bool> isFactor_;
   bool isCategory_;
   Choices bases_;
+  bool isFirstBase_ = false;  ///< Of every factor that has no base of its own.
   Choices lists_;
 };
 

@@ -94,8 +94,23 @@ std::string Presence(const Variable& variable, const TableSource& source) {
   return fmt::format("{}", fmt::join(conditions, " AND "));
 }
 
-/// An SQL expression of the sentence that says where the variable has no value.
-std::string FaultText(const Variable& variable) {
+/// An SQL expression of what to do with rows in which the variable has no value; the example leaves
+/// out one of them.
+std::string WhereText(const Variable& variable) {
+  const FoundColumn& column = variable.columns.front().found;
+  const std::string start = "; leave such rows out with --where";
+  const std::string end = ", or change the expression.";
+  // In double quotes a shell runs what stands in back-quotes.
+  const bool isPlain = WrittenName(column.name) == column.name;
+  if (column.kind != ValueKind::kNumber || !isPlain) return QuoteText(start + end);
+  return fmt::format("{} || CAST({} AS VARCHAR) || {}",
+                     QuoteText(fmt::format("{}, such as --where \"{} <> ", start, column.name)),
+                     QuoteName(column.name), QuoteText("\"" + end));
+}
+
+/// An SQL expression of the sentence that says where the variable has no value. `wayOut`: an SQL
+/// expression of its end.
+std::string FaultText(const Variable& variable, const std::string& wayOut) {
   const std::vector<FoundColumn> columns = DistinctColumns(variable);
   std::string text = QuoteText("'" + variable.label + "' cannot be computed where ");
   for (std::size_t i = 0; i < columns.size() && i < kMostExamples; ++i) {
@@ -105,7 +120,7 @@ std::string FaultText(const Variable& variable) {
         QuoteText(fmt::format("{}{} is {}", i == 0 ? "" : " and ", columns[i].name, quote)),
         QuoteName(columns[i].name), kLongestExample, QuoteText(quote));
   }
-  return text + " || " + QuoteText("; leave such rows out with --sql, or change the expression.");
+  return text + " || " + wayOut;
 }
 
 /// The SQL expression of a condition: true, false, or NULL where missing values leave it open. An
@@ -113,7 +128,9 @@ std::string FaultText(const Variable& variable) {
 std::string ConditionSql(const Variable& condition) {
   return fmt::format(
       "CASE WHEN TRY(({0}) IS NULL) IS NULL THEN CAST(error({1}) AS BOOLEAN) ELSE {0} END",
-      condition.sql, FaultText(condition));
+      condition.sql,
+      FaultText(condition,
+                QuoteText("; leave such rows out with --sql, or change the expression.")));
 }
 
 /// Finds the columns of a condition as those of a formula; NaN is missing in them.
@@ -251,9 +268,19 @@ class Binder {
     }
     if (variable.asFactor || IsCategory(info.kind)) return true;
     if (info.kind == ColumnKind::kNumber) return false;
-    FailAt(variable.place,
-           fmt::format("'{}' is {} ({}); write C({}) to take its values as the levels of a factor.",
-                       variable.label, KindText(info.kind), info.type, Written(variable)));
+    FailAt(
+        variable.place,
+        fmt::format("'{}' is {} ({}); write C({}) to take its values as the levels of a factor{}.",
+                    variable.label, KindText(info.kind), info.type, Written(variable),
+                    info.kind == ColumnKind::kDateTime ? NumberOfTime(variable, info) : ""));
+  }
+
+  /// How to take a date or time as a number.
+  std::string NumberOfTime(const Variable& variable, const ColumnInfo& info) const {
+    const std::string name = Written(variable);
+    const std::string seconds = fmt::format("epoch({}) for seconds", name);
+    if (info.type != "DATE") return fmt::format(", or {}", seconds);
+    return fmt::format(", I({} - date '2020-01-01') for days, or {}", name, seconds);
   }
 
   void CheckPowers() const {
@@ -384,7 +411,7 @@ std::string ValueSql(const Variable& variable, const ColumnInfo& info, const Tab
       IsFloating(info.type) ? fmt::format("nullif({}, CAST('nan' AS {}))", variable.sql, info.type)
                             : variable.sql;
   return fmt::format("CASE WHEN {} THEN coalesce(TRY({}), error({})) END",
-                     Presence(variable, source), value, FaultText(variable));
+                     Presence(variable, source), value, FaultText(variable, WhereText(variable)));
 }
 
 RowCondition ReadCondition(const std::string& text, const TableSource& source) {

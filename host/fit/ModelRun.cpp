@@ -256,7 +256,12 @@ QvRecordCounts ModelRun::Counts() const {
 
 RecordUse ModelRun::Records() const {
   RecordUse use;
-  for (const CodedColumn& column : table_.Columns()) {
+  for (std::size_t position = 0; position < table_.Columns().size(); ++position) {
+    const CodedColumn& column = table_.Columns()[position];
+    // A missing weight counts as a bad one.
+    const int index = static_cast<int>(position);
+    if (index == settings_.GetFrequencyWeightVar() || index == settings_.GetRegrWeightVar())
+      continue;
     const auto listed = [&](const ColumnMissing& other) { return other.name == column.label; };
     // A column with several roles is listed once.
     if (column.missing == 0 || std::ranges::any_of(use.missingByColumn, listed)) continue;

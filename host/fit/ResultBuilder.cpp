@@ -192,6 +192,7 @@ FitResult ResultBuilder::Build(const FitOptions& options) const {
   result.freqWeight = options.binding.freqWeight;
   result.regressionWeight = options.binding.regressionWeight;
   result.confidence = options.confidence;
+  result.tolerance = options.tolerance.value_or(DefaultTolerance(binding_.kind));
   result.imposedDegreesOfFreedom = options.degreesOfFreedom.has_value();
   result.records = run_.Records();
   result.libraryDegreesOfFreedom = run_.Output().GetNDegFreedom();

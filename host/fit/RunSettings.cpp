@@ -125,7 +125,7 @@ RunSettings::RunSettings(const Formula& formula, const ModelBinding& binding,
     AddEffect(term, binding);
   }
   settings_->SetInterceptUse(formula.intercept && options.intercept);
-  settings_->SetTolerance(options.tolerance);
+  settings_->SetTolerance(options.tolerance.value_or(DefaultTolerance(binding.kind)));
   settings_->SetConfidenceLevel(options.confidence);
   if (options.degreesOfFreedom) settings_->SetDF(*options.degreesOfFreedom);
   Require(settings_->SetMaxRefinements(options.refine ? kMaxRefinements : 0));

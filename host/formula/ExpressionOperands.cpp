@@ -208,11 +208,21 @@ const FormulaFunction& ExpressionReader::Function() const {
   Refuse(name.place, NoFunctionText(name.text));
 }
 
+void ExpressionReader::RefuseNamed(const FormulaFunction& function, std::size_t index) const {
+  const ArgumentKind kind = function.KindOfArgument(index);
+  const bool takesNumber = kind == ArgumentKind::kNumber || kind == ArgumentKind::kWhole;
+  // A comparison is no number, so that this is none.
+  if (!takesNumber || AtEnd() || Current().kind != TokenKind::kName) return;
+  if (!Tokens().At(Next() + 1).Is("=")) return;
+  Refuse(Current().place, "Arguments have no names here; write " + UsageText(function) + ".");
+}
+
 std::vector<Value> ExpressionReader::Arguments(const FormulaFunction& function, Place name) {
   Take(PieceKind::kOpen);
   std::vector<Value> arguments;
   if (!Accept(")", PieceKind::kClose)) {
     do {
+      RefuseNamed(function, arguments.size());
       arguments.push_back(Expression());
       if (arguments.size() > function.MostArguments().value_or(arguments.size())) break;
       check_.Argument(function, arguments.size() - 1, arguments.back());

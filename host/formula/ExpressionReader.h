@@ -66,6 +66,7 @@ class ExpressionReader : private ExpressionCursor {
   /// One value of the list of `in`.
   Value Literal();
 
+  void RefuseNamed(const FormulaFunction& function, std::size_t index) const;
   std::vector<Value> Arguments(const FormulaFunction& function, Place name);
   /// DuckDB takes integers alone where it counts characters or digits.
   static void MakeWhole(Value& value);

@@ -22,6 +22,16 @@ constexpr std::array<std::string_view, 34> kOperators = {
     ">>",   "//",  "->", "+",  "-",  "*",  "/",  "%",  "^",  ":",  "~",  "(",
     ")",    "[",   "]",  ",",  "<",  ">",  "=",  "!",  "&",  "|"};
 
+/// Operators of R that a formula has not.
+struct ForeignOperator {
+  std::string_view written;
+  std::string_view reason;
+};
+
+constexpr std::array<ForeignOperator, 2> kForeignOperators = {
+    {{"%%", "'%%' is written mod(a, b) here; the result has the sign of a."},
+     {"%/%", "'%/%' is written floor(a / b) here."}}};
+
 constexpr std::size_t kLongestShown = 40;  ///< Longer texts are cut in an error.
 
 struct CodeRange {
@@ -244,11 +254,25 @@ Token Tokenizer::DoubleQuoted() {
   return Make(TokenKind::kDoubleQuoted, end);
 }
 
+void Tokenizer::RefuseTableName() const {
+  const std::size_t end = NameEnd(position_ + 1);
+  if (text_[position_] != '$' || end == position_ + 1 || IsDigit(text_[position_ + 1])) return;
+  throw FormulaError::At(text_, {position_, position_ + 1},
+                         "A column is named here without its table: write " +
+                             std::string(text_.substr(position_ + 1, end - position_ - 1)) + ".");
+}
+
 Token Tokenizer::Operator() {
   const std::string_view rest = text_.substr(position_);
+  for (const ForeignOperator& foreign : kForeignOperators) {
+    if (!rest.starts_with(foreign.written)) continue;
+    throw FormulaError::At(text_, {position_, position_ + foreign.written.size()},
+                           std::string(foreign.reason));
+  }
   for (const std::string_view op : kOperators) {
     if (rest.substr(0, op.size()) == op) return Make(TokenKind::kOperator, position_ + op.size());
   }
+  RefuseTableName();
   const CodePoint point = DecodeUtf8(text_, position_);
   const Place place{position_, position_ + point.length};
   throw FormulaError::At(text_, place,

@@ -81,6 +81,7 @@ class Tokenizer {
   Token String();
   Token DoubleQuoted();
   Token Operator();
+  void RefuseTableName() const;
   /// The position after the quote that closes the one at the current position, or npos.
   [[nodiscard]] std::size_t AfterClosingQuote() const;
   /// Makes the token that ends before `end` and moves there.

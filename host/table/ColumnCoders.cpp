@@ -133,7 +133,7 @@ LevelOrder ByList(const std::vector<std::string>& list) {
 
 void Arrange(const LevelChoice& choice, const std::string& label, std::vector<std::uint32_t>& order,
              std::vector<std::string>& levels) {
-  if (choice.order.empty() && !choice.base) return;
+  if (choice.order.empty() && !choice.base && !choice.isFirstBase) return;
   std::vector<std::uint32_t> codes;
   std::vector<std::string> texts;
   for (const std::size_t place : ChosenOrder(choice, label, levels)) {

@@ -80,7 +80,11 @@ std::vector<std::size_t> ChosenOrder(const LevelChoice& choice, const std::strin
   for (std::size_t place = 0; place < levels.size(); ++place) {
     if (!isListed[place]) order.push_back(place);
   }
-  if (!choice.base) return order;
+  if (!choice.base) {
+    if (choice.isFirstBase && !order.empty())
+      std::rotate(order.begin(), order.begin() + 1, order.end());
+    return order;
+  }
   const auto base = std::ranges::find(order, placeOf(*choice.base, "to be the base"));
   std::rotate(base, base + 1, order.end());
   return order;

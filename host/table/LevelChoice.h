@@ -13,6 +13,7 @@ namespace qvhost {
 struct LevelChoice {
   std::vector<std::string> order;   ///< The first levels; all others follow in their usual order.
   std::optional<std::string> base;  ///< The level that stands last; none: the last of that order.
+  bool isFirstBase = false;         ///< Without `base`: the first of that order stands last.
 };
 
 /// The place of the level that a user means: the one of this text; else the only one that is the

@@ -54,15 +54,18 @@ TEST(CommandDialect, LogOfANumberThatIsNotPositive) {
   const auto fit = [&](const std::string& formula) {
     return CommandRun({"fit", "--data", "t.csv", "--formula", formula}).In(folder.Path()).Run();
   };
-  const std::string rest = "; leave such rows out with --sql, or change the expression.";
+  const auto rest = [](const std::string& value) {
+    return value + "; leave such rows out with --where, such as --where \"x <> " + value +
+           "\", or change the expression.";
+  };
   ExpectFailure(fit("y ~ log(x)"), kBadInput,
-                "t.csv: 'log(x)' cannot be computed where x is 0" + rest);
+                "t.csv: 'log(x)' cannot be computed where x is " + rest("0"));
   ExpectFailure(fit("y ~ log1p(x)"), kBadInput,
-                "t.csv: 'log1p(x)' cannot be computed where x is -1" + rest);
+                "t.csv: 'log1p(x)' cannot be computed where x is " + rest("-1"));
   ExpectFailure(fit("y ~ if(log1p(x) > 0, 1, 0)"), kBadInput,
-                "t.csv: 'if(log1p(x) > 0, 1, 0)' cannot be computed where x is -1" + rest);
+                "t.csv: 'if(log1p(x) > 0, 1, 0)' cannot be computed where x is " + rest("-1"));
   ExpectFailure(fit("y ~ expm1(I(1000 * x))"), kBadInput,
-                "t.csv: 'expm1(I(1000 * x))' cannot be computed where x is 2" + rest);
+                "t.csv: 'expm1(I(1000 * x))' cannot be computed where x is " + rest("2"));
 }
 
 TEST(CommandDialect, AllOtherColumns) {
@@ -167,7 +170,8 @@ TEST(CommandDialect, SuggestionsWorkWhenPasted) {
   EXPECT_EQ(fit("y ~ `body mass`").exitCode, 0);
   ExpectFailure(fit("y ~ `when`"), kBadInput,
                 "'when' is a date or time (DATE); write C(`when`) to take its values as the levels "
-                "of a factor.\n"
+                "of a factor, I(`when` - date '2020-01-01') for "
+                "days, or epoch(`when`) for seconds.\n"
                 "  y ~ `when`\n"
                 "      ^");
   EXPECT_EQ(fit("y ~ C(`when`)").exitCode, 0);

@@ -118,7 +118,8 @@ TEST_F(CommandErrors, DateAsACovariate) {
       Run({"fit", "--sql", "SELECT 1 AS y, DATE '2020-02-02' AS day", "--formula", "y ~ day"}),
       kBadInput,
       "'day' is a date or time (DATE); write C(day) to take its values as the levels of a "
-      "factor.\n"
+      "factor, I(day - date '2020-01-01') for "
+      "days, or epoch(day) for seconds.\n"
       "  y ~ day\n"
       "      ^");
 }

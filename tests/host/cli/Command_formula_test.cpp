@@ -83,7 +83,8 @@ TEST_F(CommandFormula, TheResponseInAnotherSpellingIsNoTerm) {
 TEST_F(CommandFormula, AnExpressionWithoutAValueEndsTheRun) {
   ExpectFailure(Fit("y ~ ln(age - 8)"), kBadInput,
                 "t.csv: 'ln(age - 8)' cannot be computed where age is 8; leave such rows out with "
-                "--sql, or change the expression.");
+                "--where, such as --where \"age <> 8\", or change the expression.");
+  EXPECT_EQ(Fit("y ~ ln(age - 8)", {"--where", "age <> 8"}).exitCode, 0);
 }
 
 // A hostile text stays a text, and a hostile name a name.

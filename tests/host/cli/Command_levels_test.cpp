@@ -172,6 +172,21 @@ TEST(CommandLevels, BasesOfSeveralFactorsAndACrossing) {
                                      "species=Chinstrap:sex=female"}));
 }
 
+TEST(CommandLevels, TheFirstLevelOfEachFactorMayBeTheBase) {
+  const std::string formula = "body_mass ~ species + island + sex";
+  const auto parametersOf = [&](const Strings& bases) {
+    return FitFile(kPenguins, formula, bases).at("parameters");
+  };
+  EXPECT_EQ(parametersOf({"--base", "first"}),
+            parametersOf(
+                {"--base", "species=Adelie", "--base", "island=Biscoe", "--base", "sex=female"}));
+  EXPECT_EQ(parametersOf({"--base", "first", "--base", "sex=male"}),
+            parametersOf({"--base", "species=Adelie", "--base", "island=Biscoe"}));
+  const Json without = FitFile(kPenguins, "body_mass ~ species",
+                               {"--base", "first", "--where", "species <> 'Adelie'"});
+  EXPECT_EQ(Redundant(without), (Strings{"species=Chinstrap"}));
+}
+
 TEST(CommandLevels, NumbersAsFactors) {
   for (const char* base : {"C(cylinders)=4", "cylinders=4", "cylinders=4.0"}) {
     EXPECT_EQ(Redundant(FitFile(kCars, "miles_per_gallon ~ C(cylinders)", {"--base", base})),

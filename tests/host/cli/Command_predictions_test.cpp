@@ -1,5 +1,6 @@
 // What --predictions writes beside the columns of the data that --keep names.
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -63,6 +64,16 @@ TEST_F(CommandPredictions, ALinearModelGivesFourColumns) {
                    file),
             "1.0|0.5|0.5 2.0|3.0|-1.0 6.0|5.5|0.5 8.0 5.0");
   EXPECT_EQ(Single("SELECT count(std_error) FROM " + file), "4") << "also without the dependent";
+}
+
+TEST_F(CommandPredictions, NewRowsComeFromAFileOfTheirOwn) {
+  folder_.Write("in.csv", "y,x\n1,1\n2,2\n6,3\n");
+  folder_.Write("new.csv", "x\n4\n5\n");
+  const std::string both = Written({"--data", "in.csv", "--data", "new.csv"});
+  const std::string one = Written({"--data", "in.csv"});
+  ASSERT_TRUE(both.starts_with(one)) << both;
+  EXPECT_TRUE(both.substr(one.size()).starts_with(",8.0")) << both;
+  EXPECT_EQ(std::ranges::count(both.substr(one.size()), '\n'), 2);
 }
 
 TEST_F(CommandPredictions, InCsvKeptTextsAreAsTheFileHasThem) {

@@ -97,8 +97,23 @@ TEST_F(CommandUsage, AnOptionOfOtherPrograms) {
       "There is no option --output; --predictions FILE writes what the model predicts, "
       "--json FILE the fit.");
   ExpectFitRefused({"--weights", "x"},
-                   "There is no option --weights; --freq-weight and --regression-weight name a "
-                   "column.");
+                   "There is no option --weights; --freq-weight COLUMN says how many records each "
+                   "stands for, --regression-weight COLUMN how precise each is, as the weights of "
+                   "lm in R do.");
+  ExpectFitRefused({"--family", "binomial"},
+                   "There is no option --family; for binomial write --model logistic, for gaussian "
+                   "--model linear.");
+  ExpectFitRefused({"--subset", "x > 1"},
+                   "There is no option --subset; --where CONDITION chooses rows.");
+  ExpectFitRefused({"--newdata", "n.csv"},
+                   "There is no option --newdata; give --data a second time: its rows without a "
+                   "dependent take no part in the fit and are predicted by --predictions FILE.");
+  for (const std::string kind : {"logit", "binomial", "GLM"}) {
+    ExpectFitRefused({"--model", kind}, "--model takes 'linear' or 'logistic', not '" + kind +
+                                            "'. Write --model logistic.");
+  }
+  ExpectFitRefused({"--model", "ols"},
+                   "--model takes 'linear' or 'logistic', not 'ols'. Write --model linear.");
   ExpectFitRefused({"--sep", ";"},
                    "There is no option --sep; --delim CHARACTER names what separates columns.");
 }

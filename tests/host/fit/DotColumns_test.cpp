@@ -63,7 +63,8 @@ TEST(DotColumns, AColumnWithoutARoleThatIsUsedOtherwiseIsNotNoted) {
 TEST(DotColumns, AColumnWithoutARoleThatIsNamedIsRefused) {
   EXPECT_EQ(FailureOf(OptionsFor(kTable, "y ~ . + day")).message,
             "'day' is a date or time (DATE); write C(day) to take its values as the levels of a "
-            "factor.\n  y ~ . + day\n      ^");
+            "factor, I(day - date '2020-01-01') for "
+            "days, or epoch(day) for seconds.\n  y ~ . + day\n      ^");
 }
 
 TEST(DotColumns, NothingIsLeft) {

@@ -39,7 +39,7 @@ TEST(FitWarnings, LevelsThatFallOutWithTheirRecords) {
   ASSERT_FALSE(fit.warnings.empty());
   EXPECT_EQ(
       fit.warnings[0],
-      "1 of the 3 levels of 'g' do not occur in the records used and have no parameter: 'q'.");
+      "1 of the 3 levels of 'g' does not occur in the records used and has no parameter: 'q'.");
   EXPECT_EQ(fit.records.missing, 8);
   EXPECT_EQ(fit.records.used, 16);
 }
@@ -73,16 +73,50 @@ TEST(FitWarnings, ColumnsThatWereNotFinite) {
 
 TEST(FitWarnings, RedundantCovariates) {
   const FitResult one = Fit(From("2 * x + 1 AS x2"), "y ~ x + x2");
-  EXPECT_EQ(one.warnings,
-            Sentences{"'x2' depends on the terms before, and the model is the same without it."});
+  EXPECT_EQ(
+      one.warnings,
+      Sentences{"'x2' depends on the terms before: they leave no more of it than the share of "
+                "--tolerance (1e-14). Unless this is exact, centre the variables, as "
+                "center(x), or lower --tolerance."});
   ASSERT_EQ(one.parameters.size(), 3U);
   EXPECT_TRUE(one.parameters[2].redundant);
   EXPECT_EQ(one.parameters[2].estimate, 0.0);
   EXPECT_FALSE(one.parameters[2].statistics.stdError.has_value());
 
   const FitResult two = Fit(From("2 * x AS x2, 5 AS five"), "y ~ x + x2 + five");
-  EXPECT_EQ(two.warnings, Sentences{"'x2', 'five' depend on the terms before, and the model is the "
-                                    "same without them."});
+  EXPECT_EQ(two.warnings, Sentences{"'x2', 'five' depend on the terms before: they leave no more "
+                                    "of each than the share of --tolerance (1e-14). Unless this is "
+                                    "exact, centre the variables, as center(x), or lower "
+                                    "--tolerance."});
+}
+
+TEST(FitWarnings, ACovariateThatDependsExactly) {
+  FitOptions options = OptionsFor(From("2 * x + 1 AS x2"), "y ~ x + x2");
+  options.tolerance = 0.0;
+  EXPECT_EQ(Fit(options).warnings,
+            Sentences{"'x2' depends on the terms before, and the model is the same without it."});
+  options = OptionsFor(From("2 * x AS x2, 5 AS five"), "y ~ x + x2 + five");
+  options.tolerance = 0.0;
+  EXPECT_EQ(Fit(options).warnings,
+            Sentences{"'x2', 'five' depend on the terms before, and the model is the same without "
+                      "them."});
+}
+
+// The terms before leave 2e-13 of the squares.
+TEST(FitWarnings, AYearAndItsSquare) {
+  const std::string years = From("2018 + x % 5 AS year");
+  const FitResult fit = Fit(years, "y ~ year + I(year^2)");
+  ASSERT_EQ(fit.parameters.size(), 3U);
+  EXPECT_FALSE(fit.parameters[2].redundant);
+  const FitResult centred = Fit(years, "y ~ center(year) + I(center(year)^2)");
+  EXPECT_NEAR(*fit.parameters[2].estimate / *centred.parameters[2].estimate, 1.0, 1e-9);
+
+  FitOptions options = OptionsFor(years, "y ~ year + I(year^2)");
+  options.tolerance = 1e-12;
+  EXPECT_EQ(Fit(options).warnings,
+            Sentences{"'I(year^2)' depends on the terms before: they leave no more of it than the "
+                      "share of --tolerance (1e-12). Unless this is exact, centre the variables, "
+                      "as center(x), or lower --tolerance."});
 }
 
 TEST(FitWarnings, SaturatedModel) {
@@ -164,7 +198,7 @@ TEST(FitWarnings, LevelsOfTheDependentThatDoNotOccur) {
       Fit(WithAnswer("CASE WHEN (x * 11 % 24) // 8 <> 1 THEN x END AS z"), "answer ~ z");
   ASSERT_FALSE(fit.warnings.empty());
   EXPECT_EQ(fit.warnings[0],
-            "1 of the 3 levels of the dependent do not occur in the records used and are left out "
+            "1 of the 3 levels of the dependent does not occur in the records used and is left out "
             "of the model: 'v'.");
   EXPECT_EQ(fit.logistic->levels.size(), 2U);
 }
@@ -174,7 +208,9 @@ TEST(FitWarnings, AParameterOfEachLevelIsWarnedOfOnce) {
   EXPECT_EQ(fit.warnings,
             (Sentences{"The factor 'g' has only one level ('only') in the records used, so it "
                        "explains nothing.",
-                       "'x2' depends on the terms before, and the model is the same without it."}));
+                       "'x2' depends on the terms before: they leave no more of it than the share "
+                       "of --tolerance (1e-12). Unless this is exact, centre the variables, as "
+                       "center(x), or lower --tolerance."}));
 }
 
 TEST(FitWarnings, EmptyCellsOfALogisticModelCountCells) {
@@ -182,8 +218,9 @@ TEST(FitWarnings, EmptyCellsOfALogisticModelCountCells) {
       "SELECT ['u', 'v', 'w'][1 + (range * 7919) % 23 % 3] AS answer, range % 2 AS a, range % 3 "
       "AS b FROM range(200) WHERE NOT (range % 2 = 0 AND range % 3 = 0)",
       "answer ~ C(a)*C(b)");
-  EXPECT_EQ(fit.warnings, Sentences{"1 of the 6 combinations of levels in 'C(a):C(b)' do not occur "
-                                    "in the records used and have no parameter."});
+  EXPECT_EQ(fit.warnings,
+            Sentences{"1 of the 6 combinations of levels in 'C(a):C(b)' does not occur "
+                      "in the records used and has no parameter."});
 }
 
 TEST(FitWarnings, NearlyDependentColumnsOfALogisticModel) {

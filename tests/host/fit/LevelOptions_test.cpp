@@ -49,6 +49,15 @@ TEST_F(LevelOptionsTest, AFactorIsCalledByItsColumnOrAsTheFormulaHasIt) {
   EXPECT_EQ(BaseOf(0, "x=1"), std::nullopt) << "that is another factor";
 }
 
+TEST_F(LevelOptionsTest, TheFirstLevelOfAllOtherFactors) {
+  const LevelOptions options = Read({"first", "b=0"});
+  EXPECT_EQ(options.Of(formula_.variables[0]).base, "0");
+  EXPECT_EQ(options.Of(formula_.variables[1]).base, std::nullopt);
+  EXPECT_TRUE(options.Of(formula_.variables[1]).isFirstBase);
+  EXPECT_FALSE(Read({"b=0"}).Of(formula_.variables[1]).isFirstBase);
+  EXPECT_FALSE(options.OfDependent().isFirstBase);
+}
+
 TEST_F(LevelOptionsTest, ALevelMayHoldAnything) {
   EXPECT_EQ(BaseOf(0, "b=a=c"), "a=c");
   EXPECT_EQ(BaseOf(0, "b=a,b"), "a,b");

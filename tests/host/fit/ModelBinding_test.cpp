@@ -96,7 +96,8 @@ TEST(ModelBinding, PointsAtAnUnknownColumnInsideACall) {
 TEST(ModelBinding, PointsAtAVariableOfAnUnfitType) {
   EXPECT_EQ(MessageOf("y ~ x + day"),
             "'day' is a date or time (DATE); write C(day) to take its values as the levels of a "
-            "factor.\n"
+            "factor, I(day - date '2020-01-01') for "
+            "days, or epoch(day) for seconds.\n"
             "  y ~ x + day\n"
             "          ^");
 }

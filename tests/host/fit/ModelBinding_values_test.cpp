@@ -330,8 +330,11 @@ TEST(ExpressionValues, APartThatIsMadeMissingMakesAllMissing) {
 
 TEST(ExpressionValues, AnExpressionWithoutAValueIsAnError) {
   const auto message = [](const std::string& expression, const std::string& values) {
+    std::string condition;
+    if (values.starts_with("n")) condition = ", such as --where \"n <> -3\"";
+    if (values.starts_with("z")) condition = ", such as --where \"z <> 0.0\"";
     return "query: '" + expression + "' cannot be computed where " + values +
-           "; leave such rows out with --sql, or change the expression.";
+           "; leave such rows out with --where" + condition + ", or change the expression.";
   };
   const std::string rows = "SELECT -3 AS n, 0::DOUBLE AS z, 'it''s' AS s";
   EXPECT_EQ(Show(rows, "ln(n)"), message("ln(n)", "n is -3"));
@@ -346,6 +349,10 @@ TEST(ExpressionValues, AnExpressionWithoutAValueIsAnError) {
   EXPECT_EQ(Show(rows, "nullif(ln(N), 0)"), message("nullif(ln(N), 0)", "n is -3"));
   EXPECT_EQ(Show(rows, "I(if(n < 0, ln(n), z) + length(s))"),
             message("I(if(n < 0, ln(n), z) + length(s))", "n is -3 and z is 0.0 and s is 'it's'"));
+  EXPECT_EQ(Show("SELECT 0 AS \"$x\"", "log(`$x`)"),
+            "query: 'log(`$x`)' cannot be computed where $x is 0; leave such rows out with "
+            "--where, or change the expression.")
+      << "back-quotes mean something to a shell";
   EXPECT_EQ(Show(rows, "I(n / 0)"),
             "The value of 'I(n / 0)' in row 1 is infinite; leave such rows out, or make the values "
             "NULL, with --sql.");

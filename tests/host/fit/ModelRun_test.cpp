@@ -174,6 +174,27 @@ TEST_P(UnusableRecords, MissingValuesAndWeights) {
          "the model, or fill it. In 3 a weight is missing or not above 0; check 'w'.");
 }
 
+// A record without a weight is one of those with a bad weight.
+TEST(ModelRunRecords, AMissingWeightIsNoMissingValue) {
+  FitOptions options = OptionsFor(
+      "SELECT range AS x, range * 5 % 7 AS y, CASE WHEN range > 2 THEN 1 END AS w, "
+      "CASE WHEN range > 0 THEN 1 END AS r FROM range(12)",
+      "nullif(y, 1) ~ x");
+  options.binding.freqWeight = "w";
+  options.binding.regressionWeight = "r";
+  const RecordUse records = Fit(options).records;
+  EXPECT_EQ(records.missing + records.badWeight + records.used, 12);
+  EXPECT_EQ(records.badWeight, 3);
+  ASSERT_EQ(records.missingByColumn.size(), 1U);
+  EXPECT_EQ(records.missingByColumn[0].name, "nullif(y, 1)");
+  EXPECT_EQ(records.missingByColumn[0].count, records.missing);
+
+  options.formula = "y ~ x + w";
+  const RecordUse both = Fit(options).records;
+  ASSERT_EQ(both.missingByColumn.size(), 1U) << "as a covariate it is one";
+  EXPECT_EQ(both.missingByColumn[0].count, 3);
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, UnusableRecords,
                          ::testing::Values(ModelKind::kLinear, ModelKind::kLogistic),
                          [](const auto& kind) {

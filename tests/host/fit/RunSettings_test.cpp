@@ -106,6 +106,15 @@ TEST(RunSettings, CarryEveryLogisticOption) {
   EXPECT_EQ(settings.GetStartingIteration(), 11);
 }
 
+TEST(RunSettings, TheToleranceSuitsTheModel) {
+  MadeSettings linear(OptionsFor(kRows, "x ~ z"));
+  EXPECT_EQ(linear.Get().GetTolerance(), 1e-14);
+  FitOptions options = OptionsFor(kRows, "y ~ x + g");
+  options.binding.model = ModelKind::kLogistic;
+  MadeSettings logistic(options);
+  EXPECT_EQ(logistic.Get().GetTolerance(), 1e-12);
+}
+
 TEST(RunSettings, CarryWhatEveryModelHas) {
   FitOptions options = OptionsFor(kRows, "y ~ x + g");
   options.binding.freqWeight = "n";

@@ -102,7 +102,31 @@ TEST(ForeignFunction, WhatAFormulaHasNotSaysWhatToWrite) {
          "is.na() fills or finds missing values, but a variable is missing wherever a part of it "
          "is; do so in --sql.");
   expect("y ~ Q(x)", 4, "Q() takes the name of a column in quotes: Q('odd name').");
-  expect("y ~ as.numeric(x)", 4, "as.numeric() is written cast(x as double) here.");
+  expect("y ~ as.numeric(x)", 4,
+         "as.numeric() is written cast(x as double) here, or I(x - date '1970-01-01') for the days "
+         "of a date.");
+  expect("y ~ interaction(a, b)", 4, "interaction() is written C(a):C(b) here.");
+  const std::string named =
+      "Arguments have no names here; write log2(x), log10(x), or ln(x) / ln(b) for another base b.";
+  expect("y ~ log(x, base = 10)", 11, named);
+  expect("y ~ log(x = a)", 8, named);
+  expect("y ~ round(x, digits = 2)", 13, "Arguments have no names here; write round(x[, digits]).");
+  EXPECT_NO_THROW(ParseFormula("y ~ if(a = 1, x, 0)")) << "a comparison";
+}
+
+TEST(ForeignFunction, OperatorsOfR) {
+  const auto expect = [](const std::string& formula, std::size_t column,
+                         const std::string& sentence) {
+    EXPECT_EQ(ErrorOf(formula), Expected(sentence, formula, column));
+  };
+  const std::string remainder = "'%%' is written mod(a, b) here; the result has the sign of a.";
+  expect("y ~ I(a %% 2)", 8, remainder);
+  expect("y ~ a %% 2", 6, remainder);
+  expect("y ~ a %/% 2", 6, "'%/%' is written floor(a / b) here.");
+  expect("y ~ mtcars$mpg + b", 10, "A column is named here without its table: write mpg.");
+  expect("y ~ mtcars$ + b", 10,
+         "'$' has no meaning in a formula; put a name that holds it in back-quotes.");
+  EXPECT_NO_THROW(ParseFormula("y ~ I(a % 2)"));
   expect("y ~ standardize(x)", 4,
          "standardize() is called scale() here; it divides by the standard deviation with n - 1.");
 }

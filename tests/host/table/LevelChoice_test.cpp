@@ -79,6 +79,13 @@ TEST(ChosenOrder, EndsWithTheBase) {
       << "whatever listed";
 }
 
+TEST(ChosenOrder, EndsWithTheFirst) {
+  EXPECT_EQ(ChosenOrder({{}, {}, true}, "size", kSizes), (Places{1, 2, 3, 0}));
+  EXPECT_EQ(ChosenOrder({{"S"}, {}, true}, "size", kSizes), (Places{0, 1, 3, 2}));
+  EXPECT_EQ(ChosenOrder({{}, "M", true}, "size", kSizes), (Places{0, 2, 3, 1}));
+  EXPECT_EQ(ChosenOrder({{}, {}, true}, "size", {}), Places{});
+}
+
 TEST(ChosenOrder, RefusesALevelThatDoesNotExist) {
   EXPECT_EQ(RefusalText({{}, "XXL"}, kSizes),
             "'size' has no level 'XXL' to be the base. Did you mean 'XL'? Its levels are 'L', "
