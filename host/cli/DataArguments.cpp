@@ -51,7 +51,9 @@ std::string SqlTypeOf(std::string_view written, std::string_view column) {
                             CastTypeList()));
   }
   if (type->hasWidth) {
-    const std::string_view width = hasWidth ? written.substr(open) : std::string_view();
+    // DuckDB's decimal without a width has three digits after the point.
+    if (!hasWidth) return "DOUBLE";
+    const std::string_view width = written.substr(open);
     if (width.find_first_not_of("0123456789,() ") != std::string_view::npos) {
       RefuseUsage(
           fmt::format("--types: write the width of '{}' in digits, as in decimal(10,2).", column));

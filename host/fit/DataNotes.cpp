@@ -70,13 +70,14 @@ class Notes {
         const TableSource& source)
       : formula_(formula), binding_(binding), table_(table), source_(source) {}
 
-  std::vector<std::string> Find() {
+  std::vector<std::string> Find(bool choseMissing) {
     FindColumns();
     FindFile();
     AddFactor(ModelBinding::kDependent, formula_.response);
     for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
       AddFactor(binding_.positions[i], formula_.variables[i]);
     }
+    if (!choseMissing) AddMissingLevels();
     AddFormats();
     AddGaps();
     return std::move(notes_);
@@ -141,6 +142,21 @@ class Notes {
             : fmt::format(" For numbers, add {}.", TypesText(column.label, "integer"))));
   }
 
+  /// Missing strings that may be levels, in columns of text.
+  void AddMissingLevels() {
+    if (source_.Layout() == nullptr) return;
+    for (const MissingString& string : table_.MissingStrings()) {
+      const auto info = std::ranges::find(source_.Columns(), string.column, &ColumnInfo::name);
+      const bool isText = info != source_.Columns().end() && info->kind == ColumnKind::kText;
+      if (!isText || !IsUsed(string.column) || !MayBeLevel(string.text)) continue;
+      const bool isOne = string.count == 1;
+      notes_.push_back(fmt::format(
+          "{} value{} '{}' of '{}' {} read as missing; if it is a level, list the "
+          "missing texts yourself, as --na NA.",
+          string.count, isOne ? "" : "s", string.text, string.column, isOne ? "was" : "were"));
+    }
+  }
+
   void AddFormats() {
     const TextLayout* const layout = source_.Layout();
     if (layout == nullptr) return;
@@ -181,9 +197,16 @@ class Notes {
 
 }  // namespace
 
+bool MayBeLevel(std::string_view text) {
+  constexpr std::array<std::string_view, 6> kNoLevels = {"", "na", "n/a", "#n/a", "nan", "null"};
+  const auto isThis = [text](std::string_view other) { return SameWord(text, other); };
+  return std::ranges::none_of(kNoLevels, isThis);
+}
+
 std::vector<std::string> DataNotes(const Formula& formula, const ModelBinding& binding,
-                                   const CodedTable& table, const TableSource& source) {
-  return Notes(formula, binding, table, source).Find();
+                                   const CodedTable& table, const TableSource& source,
+                                   bool choseMissing) {
+  return Notes(formula, binding, table, source).Find(choseMissing);
 }
 
 }  // namespace qvhost

@@ -258,6 +258,15 @@ class Binder {
                          "numeric column.",
                          response.label, CategoryText()));
     }
+    if (!asked && !response.asFactor && responseInfo_.kind == ColumnKind::kText) {
+      const std::string disguise = DisguiseText(source_, {response.label, response.sql});
+      if (!disguise.empty()) {
+        FailAt(response.place,
+               fmt::format("The dependent '{}' is text, but {} For a logistic model of its values "
+                           "write C({}).",
+                           response.label, disguise, Written(response)));
+      }
+    }
     return asked.value_or(number ? ModelKind::kLinear : ModelKind::kLogistic);
   }
 

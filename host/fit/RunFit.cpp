@@ -218,7 +218,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   result.standardized = standardized;
   AddNotes(formula, condition, result);
   for (const std::string& note : withoutRole) result.warnings.push_back(note);
-  for (std::string& note : DataNotes(formula, binding, table, source)) {
+  for (std::string& note : DataNotes(formula, binding, table, source, !options.source.na.empty())) {
     result.warnings.push_back(std::move(note));
   }
   if (!options.predictions.empty()) {

@@ -296,7 +296,9 @@ std::string ExpressionReader::Type(const CastType*& type) {
            "A formula has no type with a time zone, which the machine would settle; write "
            "timestamp.");
   }
-  return type->hasWidth && At("(") ? sql + TypeWidth() : sql;
+  if (!type->hasWidth) return sql;
+  // DuckDB's decimal without a width has three digits after the point.
+  return At("(") ? sql + TypeWidth() : "DOUBLE";
 }
 
 std::string ExpressionReader::TypeWidth() {

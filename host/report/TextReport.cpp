@@ -8,6 +8,7 @@
 
 #include "host/Text.h"
 #include "host/TextLayout.h"
+#include "host/fit/DataNotes.h"
 #include "host/report/Report.h"
 #include "host/report/ReportTables.h"
 #include "host/report/TextTable.h"
@@ -53,7 +54,10 @@ std::string MissingColumns(const std::vector<ColumnMissing>& columns) {
 }
 
 /// A line for each: `3 values 'NA' in x read as missing`.
-void AddMissingStrings(HeadingLines& lines, const std::vector<StringMissing>& strings) {
+/// Those that may be values come first: NA is hardly one.
+void AddMissingStrings(HeadingLines& lines, std::vector<StringMissing> strings) {
+  std::ranges::stable_partition(
+      strings, [](const StringMissing& string) { return MayBeLevel(string.text); });
   for (std::size_t i = 0; i < std::min(strings.size(), kMostColumns); ++i) {
     const StringMissing& string = strings[i];
     lines.Add("", fmt::format("{} value{} '{}' in {} read as missing", CountText(string.count),

@@ -161,8 +161,11 @@ void Note(const std::string& text, NumberReading& reading) {
 }
 
 bool IsPlainNumber(const std::string& text) {
-  return ParseNumber(text, {}, NumberSigns::kRefused).has_value();
+  // DuckDB takes one with a plus sign for text.
+  return !text.starts_with('+') && ParseNumber(text, {}, NumberSigns::kRefused).has_value();
 }
+
+bool HasPlus(const NumberReading& reading) { return reading.example.starts_with('+'); }
 
 /// Whether every comma of a text may separate thousands as well as decimals: 1,234 and 12,500.
 bool MayBeEither(const std::string& text) {
@@ -254,6 +257,7 @@ std::string ReadingText(const NumberReading& reading) {
   }
   if (reading.hasCurrency) marks.emplace_back("a sign of currency");
   if (reading.hasPercent) marks.emplace_back("a percent sign");
+  if (HasPlus(reading)) marks.emplace_back("a plus sign");
   std::string text = "numbers";
   for (std::size_t i = 0; i < marks.size(); ++i) {
     text += (i == 0 ? " with " : i + 1 == marks.size() ? " and " : ", ") + marks[i];
@@ -276,6 +280,7 @@ std::string ReadingSql(const NumberReading& reading, const std::string& column) 
   };
   if (!reading.format.thousands.empty()) replace(reading.format.thousands, "");
   if (reading.format.decimal == ',') replace(",", ".");
+  if (HasPlus(reading)) replace("+", "");
   if (reading.hasCurrency || reading.hasPercent) {
     sql = fmt::format("regexp_replace({}, '[^-+0-9.]', '', 'g')", sql);
   }
@@ -291,7 +296,7 @@ std::string ReadingOptionsText(const NumberReading& reading, const std::string& 
     const bool isPlain = thousands == "." || thousands == ",";
     options.push_back("--thousands " + (isPlain ? thousands : "\"" + thousands + "\""));
   }
-  if (reading.hasCurrency || reading.hasPercent) {
+  if (reading.hasCurrency || reading.hasPercent || HasPlus(reading)) {
     options.push_back(TypesText(column, "double"));
   }
   std::string text;

@@ -166,9 +166,13 @@ std::string TableSource::ReasonOf(const QueryError& error) const {
     return "it is not in UTF-8. Name its encoding with --encoding, such as windows-1252 (what "
            "Excel writes in western Europe), latin-1 or utf-16.";
   }
+  if (std::string_view(error.what()).find("in the NULL specification") != std::string_view::npos) {
+    return "a text of a missing value contains the character that separates the columns. If it is "
+           "a list, repeat --na for each: --na NA --na -99.";
+  }
   if (error.IsForm()) {
     return "its rows have no form in common, as many values separated by one character. Name the "
-           "character with --delim, or mend the rows.";
+           "character with --delim, such as --delim ' ' for blanks, or mend the rows.";
   }
   return data_ ? data_->WithNames(error.what()) : error.what();
 }
@@ -390,6 +394,11 @@ std::string TableSource::HeaderHint() const {
     hint =
         fmt::format(" Its first {} lines were skipped, as they do not look like rows of a table.",
                     layout->skippedRows);
+  }
+  if (!layout->hasHeader && layout->skippedRows == 1) {
+    hint +=
+        " If that is a header one name shorter than the rows, as R's write.table writes it, write "
+        "the data with write.csv(x, row.names = FALSE).";
   }
   if (!layout->hasHeader) {
     return hint + fmt::format(

@@ -215,11 +215,23 @@ struct Learned {
   ShortRows shortRows = ShortRows::kRefuse;
 };
 
+/// Gives columns the names that the header has: one that reads as a missing string, such as NA, is
+/// lost while types are learnt.
+void RestoreNames(Connection& connection, const TextFiles& files, Learned& learned) {
+  const auto isMadeUp = [](const auto& row) { return row[0].value_or("").starts_with("column"); };
+  if (!learned.dialect.hasHeader || std::ranges::none_of(learned.columns, isMadeUp)) return;
+  const Rows named = Described(connection, fmt::format("read_csv({}{}, all_varchar = true)",
+                                                       files.sql, learned.dialect.options));
+  if (named.size() != learned.columns.size()) return;
+  for (std::size_t i = 0; i < named.size(); ++i) learned.columns[i][0] = named[i][0];
+}
+
 Learned Learn(Connection& connection, const TextFiles& files, const std::string& nullStrings,
               const ReadingOptions& given, ShortRows shortRows) {
   Learned learned{DialectOf(connection, files, nullStrings, given, shortRows), {}, shortRows};
   learned.columns = Described(
       connection, fmt::format("read_csv({}, {}{})", files.sql, nullStrings, learned.dialect.types));
+  RestoreNames(connection, files, learned);
   return learned;
 }
 

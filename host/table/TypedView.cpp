@@ -44,6 +44,14 @@ std::string IsWhole(const std::string& text) {
   return fmt::format("regexp_full_match(trim({}, ' \t'), '[+-]?[0-9]+')", text);
 }
 
+/// Whether a value is no whole number, of the SQL that tells whether it is unreadable as one and
+/// whether it is missing.
+std::string IsNotWhole(const std::string& isUnreadable, const std::string& isMissing,
+                       const std::string& text) {
+  return fmt::format("({} OR coalesce(NOT {} AND NOT {}, false))", isUnreadable, isMissing,
+                     IsWhole(text));
+}
+
 }  // namespace
 
 TypedView::TypedView(Connection& connection, MissingFunction& missing, std::string name,
@@ -301,12 +309,11 @@ std::optional<std::size_t> TypedView::FindUnreadable(const std::vector<std::size
   for (const std::size_t i : columns) {
     const bool isWhole = columns_[i].type == kWhole;
     missing_.SetWholeNumbers(first_ + i, false);
-    list += fmt::format(
-        "{}bool_or({}), {}", list.empty() ? "" : ", ",
-        IsUnreadable(i, isWhole ? kNumber : columns_[i].type),
-        isWhole ? fmt::format("bool_or({} OR coalesce(NOT {} AND NOT {}, false))",
-                              IsUnreadable(i, kWhole), IsMissing(i), IsWhole(NumberOf(i)))
-                : "false");
+    list += fmt::format("{}bool_or({}), {}", list.empty() ? "" : ", ",
+                        IsUnreadable(i, isWhole ? kNumber : columns_[i].type),
+                        isWhole ? fmt::format("bool_or({})", IsNotWhole(IsUnreadable(i, kWhole),
+                                                                        IsMissing(i), NumberOf(i)))
+                                : "false");
   }
   const auto row = connection_.Rows(fmt::format("SELECT {} FROM {}", list, From())).front();
   std::optional<std::size_t> unreadable;
@@ -320,8 +327,13 @@ std::optional<std::size_t> TypedView::FindUnreadable(const std::vector<std::size
 }
 
 void TypedView::RefuseValue(std::size_t column) {
-  const bool isWhole = columns_[column].type == kWhole;
+  const RawColumn& raw = columns_[column];
+  const bool isWhole = raw.type == kWhole;
+  const bool mustBeWhole = isWhole && raw.isDeclared;
   missing_.SetWholeNumbers(first_ + column, false);
+  const std::string isRefused =
+      mustBeWhole ? IsNotWhole(IsUnreadable(column, kWhole), IsMissing(column), NumberOf(column))
+                  : IsUnreadable(column, isWhole ? kNumber : raw.type);
   const std::string numbered =
       fmt::format("(SELECT row_number() OVER () AS qvreg_row, {0} AS qvreg_file, {1} FROM {2})",
                   QuoteName(kFileColumn), TextOf(column), relation_(columns_, kFileColumn));
@@ -329,8 +341,7 @@ void TypedView::RefuseValue(std::size_t column) {
       connection_
           .Rows(fmt::format("SELECT qvreg_row, qvreg_file, left({0}, {1}) FROM {2} WHERE {3} "
                             "LIMIT 1",
-                            TextOf(column), kLongestValue, numbered,
-                            IsUnreadable(column, isWhole ? kNumber : columns_[column].type)))
+                            TextOf(column), kLongestValue, numbered, isRefused))
           .front();
   const std::string& row = *found[0];
   const std::string& file = *found[1];
@@ -340,7 +351,15 @@ void TypedView::RefuseValue(std::size_t column) {
                              numbered, row, QuoteText(file)))
            .front()
            .front();
-  const RawColumn& raw = columns_[column];
+  if (mustBeWhole) {
+    throw Error(
+        ExitCode::kBadInput,
+        fmt::format("{}: the value '{}' of '{}' in row {} is not a whole number, as --types "
+                    "demands. If it stands for a missing value, name it with --na {}; else read "
+                    "the column with {} or as text with {}.",
+                    file, *found[2], raw.name, rowInFile, ShellText(*found[2]),
+                    TypesText(raw.name, "double"), TypesText(raw.name, "varchar")));
+  }
   const bool isNumber = isWhole || raw.type == kNumber;
   throw Error(
       ExitCode::kBadInput,
@@ -364,7 +383,10 @@ bool TypedView::Mend(const QueryError& error) {
   if (columns.empty()) return false;
   std::vector<std::size_t> fractional;
   if (const auto unreadable = FindUnreadable(columns, fractional)) RefuseValue(*unreadable);
-  for (const std::size_t column : fractional) SetType(column, kNumber);
+  for (const std::size_t column : fractional) {
+    if (columns_[column].isDeclared) RefuseValue(column);
+    SetType(column, kNumber);
+  }
   return !fractional.empty();
 }
 

@@ -90,9 +90,10 @@ TEST_F(CommandData, ADependentInDisguiseIsRefusedWithTheOption) {
   for (int i = 0; i < 60; ++i)
     rows += std::to_string(i) + ",5;" + std::to_string(i * 7 % 31) + "\n";
   folder_.Write("rows.csv", rows);
-  ExpectHas(Refused({"--data", "rows.csv"}),
-            "hardly meant as a category. 100 % of its values read as numbers with a decimal comma, "
-            "such as '0,5': add --decimal , to read them as such.");
+  ExpectHas(
+      Refused({"--data", "rows.csv"}),
+      "The dependent 'y' is text, but 100 % of its values read as numbers with a decimal comma, "
+      "such as '0,5': add --decimal , to read them as such.");
   folder_.Write("weights.csv", RowsOf("y;x", ";", [](int i) { return std::to_string(i) + ",5"; }));
   ExpectHas(Refused({"--data", "weights.csv", "--freq-weight", "x"}),
             "'x' must be a number, but it is text (VARCHAR), such as '0,5'. 100 % of its values");
@@ -282,6 +283,64 @@ TEST_F(CommandData, WrongOptions) {
   }
   EXPECT_EQ(Refused({"--data", "r.csv", "."}),
             "qvreg: '.' is a folder; name a file in it, or a pattern such as './*.csv'.");
+}
+
+TEST_F(CommandData, ADecimalWithoutAWidthKeepsItsDigits) {
+  std::string rows = "y,x\n";
+  for (int i = 0; i < 20; ++i) {
+    rows += std::to_string(i) + ",0.000" + std::to_string(10 + i) + "\n";
+  }
+  const std::string file = folder_.Write("digits.csv", rows);
+  for (const std::string type : {"numeric", "decimal"}) {
+    const json declared = FitJson({"--data", file, "--formula", "y ~ x", "--types", "x=" + type});
+    EXPECT_NEAR(ParameterOf(declared, "x")["estimate"].get<double>(), 1e5, 1e-4);
+    const json cast = FitJson({"--data", file, "--formula", "y ~ cast(x as " + type + ")",
+                               "--where", "cast(x as " + type + ") > 0.00012"});
+    EXPECT_EQ(cast["records"]["used"], 17);
+    EXPECT_NEAR(cast["parameters"][1]["estimate"].get<double>(), 1e5, 1e-4);
+  }
+}
+
+TEST_F(CommandData, AFractionInAColumnDeclaredWholeIsRefused) {
+  folder_.Write("r.csv", "y,x\n1,2\n2,0.6\n3,4\n4,7\n");
+  EXPECT_EQ(Refused({"--data", "r.csv", "--types", "x=integer"}),
+            "qvreg: r.csv: the value '0.6' of 'x' in row 2 is not a whole number, as --types "
+            "demands. If it stands for a missing value, name it with --na '0.6'; else read the "
+            "column with --types x=double or as text with --types x=varchar.");
+}
+
+TEST_F(CommandData, ADependentOfNumbersInDisguiseIsRefused) {
+  std::string rows = "y;x\n";
+  for (int i = 0; i < 40; ++i) rows += std::to_string(i) + ",5;" + std::to_string(i * i) + "\n";
+  folder_.Write("r.csv", rows);
+  const std::string sentence = Refused({"--data", "r.csv"});
+  ExpectHas(sentence,
+            "The dependent 'y' is text, but 100 % of its values read as numbers with a "
+            "decimal comma");
+  ExpectHas(sentence, "--decimal ,");
+}
+
+TEST_F(CommandData, NumbersWithAPlusSignAreNoted) {
+  const auto value = [](int i) { return (i % 2 == 0 ? "+" : "-") + std::to_string(i % 7 + 1); };
+  const std::string rows = RowsOf("y,x", ",", value);
+  ExpectHas(Notes(rows, {}), "numbers with a plus sign, such as '+");
+  ExpectHas(Notes(rows, {}), "add --types x=double to read them as such.");
+  EXPECT_EQ(Notes(rows, {"--types", "x=double"}), "");
+}
+
+TEST_F(CommandData, AHeaderThatLacksTheNameOfRowNamesIsExplained) {
+  const std::vector<std::string> separators = {",", " "};
+  for (const std::string& separator : separators) {
+    std::string rows = "\"y\"" + separator + "\"x\"\n";
+    for (int i = 0; i < 40; ++i) {
+      rows += "\"" + std::to_string(i + 1) + "\"" + separator + std::to_string(i * 7 % 31) +
+              separator + std::to_string(i) + "\n";
+    }
+    folder_.Write("r.txt", rows);
+    ExpectHas(Refused({"--data", "r.txt", "--format", "csv", "--delim", separator}),
+              "write the data with write.csv(x, row.names = FALSE).");
+  }
+  ExpectHas(Refused({"--data", "r.txt", "--format", "csv"}), "--delim ' ' for blanks");
 }
 
 }  // namespace

@@ -45,8 +45,8 @@ TEST_F(CommandMissing, TheSummaryCountsWhatWasReadAsMissing) {
   ExpectHas(run.out,
             "Records    200 read, 179 used\n"
             "           21 left out for a missing value (g 20, x 1)\n"
-            "           1 value 'NA' in x read as missing\n"
-            "           20 values '?' in g read as missing\n");
+            "           20 values '?' in g read as missing\n"
+            "           1 value 'NA' in x read as missing\n");
 }
 
 TEST_F(CommandMissing, JsonCountsThemToo) {
@@ -147,6 +147,36 @@ TEST_F(CommandMissing, NumbersMadeTextByAMissingStringAreNamed) {
   EXPECT_EQ(number["parameters"].size(), 2U);
   EXPECT_EQ(number["records"]["missing"], 12);
   EXPECT_TRUE(number["warnings"].empty());
+}
+
+TEST_F(CommandMissing, AMissingStringThatMayBeALevelIsNoted) {
+  const std::string rows = Rows("1");
+  const json fit = FitJson({"--data", rows, "--formula", "y ~ x + g"});
+  EXPECT_EQ(fit["warnings"],
+            json::array({"20 values '?' of 'g' were read as missing; if it is a level, list the "
+                         "missing texts yourself, as --na NA."}));
+  const json chosen =
+      FitJson({"--data", rows, "--formula", "y ~ x + g", "--na", "NA", "--na", "?"});
+  EXPECT_TRUE(chosen["warnings"].empty());
+}
+
+TEST_F(CommandMissing, AColumnMayBeNamedAsAMissingString) {
+  for (const std::string name : {"NA", "None", "null", "nan", ".", "?", "-", "N/A"}) {
+    std::string lines = "y," + name + ",s\n";
+    for (int i = 0; i < 20; ++i) {
+      lines += std::to_string(3 * i + 1) + "," + std::to_string(i) + (i % 2 == 0 ? ",a\n" : ",b\n");
+    }
+    const json fit = FitJson(
+        {"--data", folder_.Write("names.csv", lines), "--formula", "y ~ `" + name + "` + s"});
+    EXPECT_NEAR(ParameterOf(fit, name)["estimate"].get<double>(), 3.0, 1e-12) << name;
+  }
+}
+
+TEST_F(CommandMissing, AListOfMissingStringsIsNotOne) {
+  const CommandResult run =
+      RunQvreg({"fit", "--data", Rows("1"), "--formula", "y ~ x", "--na", "NA,-99"});
+  EXPECT_EQ(run.exitCode, 2);
+  ExpectHas(run.err, "repeat --na for each: --na NA --na -99.");
 }
 
 }  // namespace

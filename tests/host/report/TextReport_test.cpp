@@ -29,8 +29,8 @@ Dependent  y
 Weights    frequency n
 Records    1,200 read, 1,100 used
            90 left out for a missing value (g 40, x 60)
-           1 value 'N/A' in x read as missing
            1,234 values '?' in g read as missing
+           1 value 'N/A' in x read as missing
            10 left out for a weight that is missing or not above 0
 
 Parameter     Estimate  Std. error      t        p     90% low   90% high
