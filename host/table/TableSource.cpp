@@ -429,6 +429,8 @@ std::vector<std::vector<std::string>> TableSource::FilesWithout(
     const std::string query = ReaderOf(row[0].value_or(""));
     const auto found = Reading([&] { return connection_->Describe("SELECT * FROM " + query); });
     for (std::size_t i = 0; i < columns.size(); ++i) {
+      // A field is no column by itself, and stands in whichever file has its objects.
+      if (std::ranges::find(fields_, columns[i]) != fields_.end()) continue;
       const auto isThis = [&](const ColumnInfo& info) { return SameWord(info.name, columns[i]); };
       if (std::ranges::none_of(found, isThis)) {
         without[i].push_back(data_->WithNames(row[1].value_or("")));

@@ -161,6 +161,17 @@ TEST_F(CommandData, AFractionBehindManyWholeNumbersIsNotRounded) {
   }
 }
 
+TEST_F(CommandData, AFieldOfObjectsIsInEveryFile) {
+  std::string rows;
+  for (int i = 0; i < 40; ++i) {
+    rows += R"({"y":)" + std::to_string(i % 5) + R"(,"u":{"age":)" + std::to_string(i % 7) + "}}\n";
+  }
+  const json fit = FitJson({"--data", folder_.Write("a.jsonl", rows),
+                            folder_.Write("b.jsonl", rows), "--formula", "y ~ u.age"});
+  EXPECT_EQ(fit["records"]["used"], 80);
+  EXPECT_EQ(fit["warnings"], json::array());
+}
+
 TEST_F(CommandData, WholeNumbersLargerThanADoubleHoldsStayApart) {
   std::string rows = "y,id\n";
   for (int i = 0; i < 40; ++i) {
