@@ -108,6 +108,7 @@ class Notes {
                       "first row holds the names, add --header yes.",
                       source_.Columns().front().name));
     }
+    if (layout->hasHeader) AddColumnWithoutName();
     if (layout->hasShortRows) {
       notes_.emplace_back(
           "Some rows of the data have fewer values than the header has names; what they lack at "
@@ -119,6 +120,22 @@ class Notes {
           "a table.",
           layout->skippedRows));
     }
+  }
+
+  /// The first column, if the header has no name for it and only `.` put it into the model.
+  void AddColumnWithoutName() {
+    const std::string& name = source_.Columns().front().name;
+    constexpr std::string_view kBegin = "column0";
+    const bool isUnnamed =
+        name.starts_with(kBegin) && name.find_first_not_of('0', kBegin.size()) == std::string::npos;
+    const auto isOfDot = [&](const Variable& variable) {
+      return variable.isOfDot && variable.columns.front().name == name;
+    };
+    if (!isUnnamed || std::ranges::none_of(formula_.variables, isOfDot)) return;
+    notes_.push_back(
+        fmt::format("'.' stands for {0}, too, which has no name in the header, as the row numbers "
+                    "that R and pandas write; take it out with '. - {0}'.",
+                    name));
   }
 
   /// A text that is a factor for no other reason.

@@ -172,6 +172,19 @@ TEST_F(CommandData, AFieldOfObjectsIsInEveryFile) {
   EXPECT_EQ(fit["warnings"], json::array());
 }
 
+TEST_F(CommandData, AColumnWithoutNameThatTheDotTakesIsNoted) {
+  std::string rows = ",y,x\n";
+  for (int i = 0; i < 40; ++i) {
+    rows += std::to_string(i) + "," + std::to_string(i % 5) + "," + std::to_string(i % 7) + "\n";
+  }
+  ExpectHas(
+      Notes(rows, {}, "y ~ ."),
+      "'.' stands for column0, too, which has no name in the header, as the row numbers that R "
+      "and pandas write; take it out with '. - column0'.");
+  EXPECT_EQ(Notes(rows, {}, "y ~ . - column0"), "");
+  EXPECT_EQ(Notes(rows, {}, "y ~ x + column0"), "");
+}
+
 TEST_F(CommandData, WholeNumbersLargerThanADoubleHoldsStayApart) {
   std::string rows = "y,id\n";
   for (int i = 0; i < 40; ++i) {
