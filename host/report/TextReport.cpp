@@ -56,9 +56,8 @@ std::string MissingColumns(const std::vector<ColumnMissing>& columns) {
 /// A line for each: `3 values 'NA' in x read as missing`.
 /// Those that may be values come first: NA is hardly one.
 void AddMissingStrings(HeadingLines& lines, std::vector<StringMissing> strings) {
-  std::stable_partition(strings.begin(), strings.end(), [](const StringMissing& string) {
-    return MayBeLevel(string.text);
-  });
+  std::stable_partition(strings.begin(), strings.end(),
+                        [](const StringMissing& string) { return MayBeLevel(string.text); });
   for (std::size_t i = 0; i < std::min(strings.size(), kMostColumns); ++i) {
     const StringMissing& string = strings[i];
     lines.Add("", fmt::format("{} value{} '{}' in {} read as missing", CountText(string.count),

@@ -111,7 +111,7 @@ TEST(ForeignFunction, WhatAFormulaHasNotSaysWhatToWrite) {
   expect("y ~ log(x, base = 10)", 11, named);
   expect("y ~ log(x = a)", 8, named);
   expect("y ~ round(x, digits = 2)", 13, "Arguments have no names here; write round(x[, digits]).");
-  EXPECT_NO_THROW(ParseFormula("y ~ if(a = 1, x, 0)")) << "a comparison";
+  EXPECT_NO_THROW(static_cast<void>(ParseFormula("y ~ if(a = 1, x, 0)"))) << "a comparison";
 }
 
 TEST(ForeignFunction, OperatorsOfR) {
@@ -126,7 +126,7 @@ TEST(ForeignFunction, OperatorsOfR) {
   expect("y ~ mtcars$mpg + b", 10, "A column is named here without its table: write mpg.");
   expect("y ~ mtcars$ + b", 10,
          "'$' has no meaning in a formula; put a name that holds it in back-quotes.");
-  EXPECT_NO_THROW(ParseFormula("y ~ I(a % 2)"));
+  EXPECT_NO_THROW(static_cast<void>(ParseFormula("y ~ I(a % 2)")));
   expect("y ~ standardize(x)", 4,
          "standardize() is called scale() here; it divides by the standard deviation with n - 1.");
 }
