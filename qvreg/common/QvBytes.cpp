@@ -135,7 +135,7 @@ bool QvByteReader::GetBool() {
   const std::span<const unsigned char> bytes = Take(1);
   if (bytes.empty()) return false;
   if (bytes.front() > 1) Fail();
-  return bytes.front() == 1;
+  return !fbFailed && bytes.front() == 1;
 }
 
 double QvByteReader::GetDouble() { return std::bit_cast<double>(GetWord()); }
