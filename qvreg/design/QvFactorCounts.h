@@ -83,9 +83,10 @@ class QVREG_EXPORT QvFactorCounts {
   /// Adds the counts of further records by the same factors and dependent; false, and nothing
   /// changed, for any other.
   bool MergeCounts(const QvFactorCounts& other);
-  /// Appends the counts to the `writer`, and replaces them by those written: the `reader` fails
-  /// for counts of other factors or another dependent.
+  /// Appends the counts to the `writer`.
   void WriteCounts(QvCommon::QvByteWriter& writer) const;
+  /// Replaces them by those written: the `reader` fails for counts of other factors or another
+  /// dependent.
   void ReadCounts(QvCommon::QvByteReader& reader);
   /// Counts the record's factors with weight w; calls `onCategory(factor, category)` for each
   /// category in range. False when one is out of range.

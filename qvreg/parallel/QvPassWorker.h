@@ -25,16 +25,17 @@ class QVREG_EXPORT QvPassWorker {
   QvPassWorker& operator=(const QvPassWorker&) = delete;
   ~QvPassWorker();
 
-  /// Runs the pass that `request` describes over the records of part number `part`, which may be
-  /// none. `answer` receives what it learned, or the error that it met (kCancelled, kBadCategory,
-  /// kShortRecord, kTooManyParameters without memory, ...): both are answers, to be merged. The
-  /// status: success when there is an answer; kUnreadableMessage for bytes that are no request;
-  /// kTooManyParameters without memory for one. What the iterator throws passes through.
+  /// Runs the pass that `request` describes over the records of `iter`, those of part number
+  /// `part`, which may be none. `answer` receives what it learned, or the error that it met
+  /// (kCancelled, kBadCategory, kShortRecord, kTooManyParameters without memory, ...): both are
+  /// answers, to be merged. The status: success when there is an answer; kUnreadableMessage for
+  /// bytes that are no request; kTooManyParameters without memory for one. What the iterator throws
+  /// passes through.
   QvCommon::QvStatus Run(const std::vector<unsigned char>& request, int part,
                          QvCommon::MultiPassRecordIter& iter, std::vector<unsigned char>& answer);
-  /// Merges two answers to the request, `first` of the lower part numbers, into `merged`, which may
-  /// be either. An error among them is the result, the first one of two. kUnreadableMessage for
-  /// bytes that are no answers to it, kTooManyParameters without memory.
+  /// Merges two answers to the request, `first` of the lower part numbers and `second`, into
+  /// `merged`, which may be either. An error among them is the result, the first one of two.
+  /// kUnreadableMessage for bytes that are no answers to it, kTooManyParameters without memory.
   ///
   /// For the same results on any number of machines the answers are merged in pairs of
   /// neighbours: parts 0 and 1, 2 and 3, ..., then these pairs, and so on, one without a neighbour

@@ -7,6 +7,9 @@
 #include "qvreg/component/IQvPassRunner.h"
 #include "qvreg/settings/QvRegSettings.h"
 
+/// \file
+/// Passes on threads, and into how many parts to divide records.
+
 /// Makes the passes of runs on threads of this process, over records that are divided into parts.
 ///
 /// Results depend on the division only: the same to the last bit for any number of threads. The
@@ -21,8 +24,8 @@ class QVREG_EXPORT QvThreadRunner : public IQvPassRunner {
   /// GiB.
   static constexpr long long kMemoryBound = 1LL << 30;
 
-  /// For `threads` of them, at least 1; 0 for as many as the machine has cores. May throw
-  /// std::bad_alloc.
+  /// For `parts`, which are borrowed, and so many `threads`, at least 1; 0 for as many as the
+  /// machine has cores. May throw std::bad_alloc.
   QvThreadRunner(IQvRecordParts& parts, int threads);
   QvThreadRunner(const QvThreadRunner&) = delete;
   QvThreadRunner& operator=(const QvThreadRunner&) = delete;
