@@ -1,5 +1,6 @@
 #include "qvreg/common/QvBytes.h"
 
+#include <array>
 #include <bit>
 #include <cstring>
 
@@ -39,9 +40,9 @@ std::uint64_t DigestOf(std::span<const unsigned char> bytes) {
   for (; i + kWordSize <= bytes.size(); i += kWordSize) {
     digest = Mix(digest, LoadWord(bytes.data() + i));
   }
-  unsigned char rest[kWordSize] = {};
-  if (i < bytes.size()) std::memcpy(rest, bytes.data() + i, bytes.size() - i);
-  return Mix(digest, LoadWord(rest));
+  std::array<unsigned char, kWordSize> rest{};
+  if (i < bytes.size()) std::memcpy(rest.data(), bytes.data() + i, bytes.size() - i);
+  return Mix(digest, LoadWord(rest.data()));
 }
 
 void QvByteWriter::PutWord(std::uint64_t value) {
