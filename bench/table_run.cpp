@@ -7,7 +7,7 @@
 #include "bench/RunReport.h"
 #include "bench/Stopwatch.h"
 #include "bench/TimedFit.h"
-#include "host/fit/CountedRecordIterator.h"
+#include "host/fit/SpoolRunner.h"
 #include "host/fit/FitOptions.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/RunSettings.h"
@@ -27,9 +27,8 @@ bool Run(const qvhost::FitOptions& options) {
 
   qvhost::RunSettings settings(formula, binding, table, options);
   qvbench::PassClock clock;
-  qvbench::TimedIterator<qvhost::CountedRecordIterator> records(
-      clock, table, qvhost::CountedRecordIterator::Progress());
-  return qvbench::FitAndPrint(settings.Get(), records, clock) && records.AllRecordsRead();
+  qvbench::TimedIterator<qvhost::SpoolRecords> records(clock, table);
+  return qvbench::FitAndPrint(settings.Get(), records, clock);
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <new>
 #include <utility>
 
-#include "host/fit/CountedRecordIterator.h"
+#include "host/fit/SpoolRunner.h"
 #include "host/fit/ModelBinding.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 
@@ -118,11 +118,8 @@ Separation CheckSeparation(const CodedTable& table, const QvLogOutputStats& outp
                            const std::vector<double>& direction,
                            const std::function<void(long long)>& progress,
                            const Interrupt& interrupt) {
-  CountedRecordIterator records(table, [&](int /*pass*/, long long delivered) {
-    if (progress) progress(delivered);
-  });
+  SpoolRecords records(table, progress);
   SeparationTest test(output, direction);
-  records.NewPass();
   while (const QvCommon::Record* record = records.Fetch(interrupt)) {
     if (!test.Accepts(*record)) return Separation::kNone;
   }

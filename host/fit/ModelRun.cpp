@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <new>
 #include <string>
 #include <vector>
@@ -16,7 +15,6 @@
 #include "host/fit/Overflow.h"
 #include "host/fit/StatusText.h"
 #include "qvreg/common/QvStatusCodes.h"
-#include "qvreg/data/BinaryRecordIterator.h"
 #include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/glm/QvGLMComponent.h"
 #include "qvreg/logistic/QvLogComponent.h"
@@ -103,26 +101,6 @@ std::string UnusableRecordsText(const RecordUse& records, const CodedTable& tabl
   return UnusableRecords(records, table, settings).Text();
 }
 
-/// At least about as many parameters as the model has: for each of its effects the number of its
-/// factors' level combinations, as far as there are records.
-long long ParameterBound(const QvRegSettings& settings, const CodedTable& table) {
-  const auto most = static_cast<double>(std::max<std::int64_t>(table.RecordCount(), 1));
-  double bound = 1.0;
-  for (const QvModelEffect& effect : settings.GetModelEffects()) {
-    double combinations = 1.0;
-    for (const int factor : effect.GetFactors()) {
-      combinations *=
-          static_cast<double>(table.Columns()[static_cast<std::size_t>(factor)].levels.size());
-    }
-    bound += std::clamp(combinations, 1.0, most);
-  }
-  if (const auto* logistic = dynamic_cast<const QvLogRegSettings*>(&settings)) {
-    bound *= logistic->GetDependentNCategs() - 1;
-  }
-  constexpr double kLargest = 1e9;
-  return static_cast<long long>(std::min(bound, kLargest));
-}
-
 constexpr int kLinearPasses = 3;    // Parameters, cross-products, residuals.
 constexpr int kCountingPasses = 2;  // Of a logistic model, before its first iteration.
 
@@ -136,7 +114,7 @@ ModelRun::ModelRun(QvRegSettings& settings, const CodedTable& table, int threads
       interrupt_(interrupt),
       // Iterations over records kept in memory make no passes that would report progress.
       iterations_([this] { progress_.Show(iterations_.Stage(), -1.0, table_.RecordCount()); }),
-      runner_(table, ParameterBound(settings, table), threads,
+      runner_(table, settings, threads,
               [this](int pass, long long delivered) { ShowPass(pass, delivered); }),
       watch_(*this) {
   settings.SetCancelPointer(&watch_);
@@ -193,7 +171,7 @@ void ModelRun::ShowPass(int pass, long long delivered) const {
 void ModelRun::BuildComponent() {
   runner_.StartRun();
   // The runner's parts take the place of an iterator.
-  QvCommon::BinaryRecordIterator unused(table_.File(), table_.RecordSize());
+  SpoolRecords unused(table_);
   std::vector<QvRegrParameter> parameters;
   QvCommon::QvStatus status = component_->CreateParameters(unused, parameters);
   if (!status.IsError()) status = component_->BuildModel(unused);

@@ -10,7 +10,7 @@
 
 #include "host/Error.h"
 #include "host/Text.h"
-#include "host/fit/CountedRecordIterator.h"
+#include "host/fit/SpoolRunner.h"
 #include "host/fit/MeanError.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ScaledEstimates.h"
@@ -157,10 +157,7 @@ std::string WritePredictions(const WholeFile& file, const CodedTable& table,
                              const Interrupt& interrupt) {
   const std::unique_ptr<RowScorer> scorer = ScorerOf(model);
   const std::vector<WrittenColumn> columns = scorer->Columns();
-  CountedRecordIterator records(table, [&](int /*pass*/, long long done) {
-    if (progress) progress(done);
-  });
-  records.NewPass();
+  SpoolRecords records(table, progress);
   const auto nextRow = [&](RowCells& cells) {
     const QvCommon::Record* record = records.Fetch(interrupt);
     if (record != nullptr) scorer->Score(*record, cells);

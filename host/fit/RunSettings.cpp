@@ -10,7 +10,7 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
-#include "host/fit/CountedRecordIterator.h"
+#include "host/fit/SpoolRunner.h"
 #include "host/formula/Terms.h"
 #include "host/table/LevelChoice.h"
 #include "qvreg/data/QvRegRecordValidator.h"
@@ -63,10 +63,7 @@ std::size_t CountObserved(const CodedTable& table, const QvLogRegSettings& setti
   QvRegRecordValidator validator;
   validator.SetRecordInfo(settings.GetVariableTypes(), settings.GetFactors(),
                           settings.GetFactorSizes(), settings.GetDependentNCategs());
-  CountedRecordIterator records(table, [&](int /*pass*/, long long delivered) {
-    if (progress) progress(delivered);
-  });
-  records.NewPass();
+  SpoolRecords records(table, progress);
   std::vector<bool> isObserved(levels, false);
   std::size_t observed = 0;
   while (const QvCommon::Record* record = records.Fetch(interrupt)) {

@@ -7,7 +7,6 @@
 
 #include "host/Text.h"
 #include "host/formula/CallArguments.h"
-#include "host/formula/FactorCall.h"
 #include "host/formula/TermFunction.h"
 #include "host/formula/Tokenizer.h"
 

@@ -80,10 +80,10 @@ QvBytes WriteAnswer(const QvPassRequest& request, const QvStatus& status, const 
   return writer.TakeMessage(QvMessageType::kAnswer);
 }
 
-QvStatus ReadAnswer(std::span<const unsigned char> answer, const QvPassRequest& request,
+QvStatus ReadAnswer(std::span<const unsigned char> answer, std::uint64_t requestDigest,
                     IQvPassSums& sums) {
   QvByteReader reader(answer, QvMessageType::kAnswer);
-  if (reader.GetWord() != request.fDigest) return Unreadable();
+  if (reader.GetWord() != requestDigest) return Unreadable();
   const QvStatus status = ReadStatus(reader);
   if (!status.IsError()) {
     sums.fNUsed = reader.GetInt();

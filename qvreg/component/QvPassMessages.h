@@ -32,7 +32,7 @@ QvCommon::QvStatus ReadRequest(std::span<const unsigned char> bytes, QvPassReque
 [[nodiscard]] QvCommon::QvBytes WriteAnswer(const QvPassRequest& request,
                                             const QvCommon::QvStatus& status,
                                             const IQvPassSums* sums);
-/// Reads an answer to the request into sums that were started alike. The error that the answer
-/// reports; kUnreadableMessage for bytes that are no answer to it.
-QvCommon::QvStatus ReadAnswer(std::span<const unsigned char> answer, const QvPassRequest& request,
+/// Reads an answer to the request of this digest into sums that were started alike. The error that
+/// the answer reports; kUnreadableMessage for bytes that are no answer to it.
+QvCommon::QvStatus ReadAnswer(std::span<const unsigned char> answer, std::uint64_t requestDigest,
                               IQvPassSums& sums);

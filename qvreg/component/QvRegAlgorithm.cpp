@@ -8,25 +8,27 @@ using QvCommon::QvBytes;
 using QvCommon::QvByteWriter;
 using QvCommon::QvStatus;
 
+QvBytes QvRegAlgorithm::BaseOf(QvPassKind kind) const {
+  QvByteWriter base;
+  WriteSettings(fBaseSettings, base);
+  if (kind != QvPassKind::kTables) WriteTables(base);
+  return base.TakeBytes();
+}
+
 QvStatus QvRegAlgorithm::RequestPass(QvPassKind kind, IQvPassSums& sums) {
-  const bool isFirst = kind == QvPassKind::kTables;
-  if (isFirst || fBase.empty()) {
-    QvByteWriter base;
-    WriteSettings(fBaseSettings, base);
-    if (!isFirst) WriteTables(base);
-    fBase = base.TakeBytes();
-  }
   QvByteWriter state;
-  if (!isFirst) WriteState(kind, state);
+  if (kind == QvPassKind::kTables) {
+    fBase = BaseOf(kind);
+    fbBaseHasTables = false;
+  } else {
+    if (!fbBaseHasTables) fBase = BaseOf(kind);
+    fbBaseHasTables = true;
+    WriteState(kind, state);
+  }
   const QvBytes request = WriteRequest(kind, fBase, state.GetBytes());
-  // The first pass's is of the settings alone.
-  if (isFirst) fBase = {};
-  QvPassRequest unpacked;
-  QvStatus status = ReadRequest(request, unpacked);
-  if (status.IsError()) return status;
   QvBytes answer;
-  status = fBaseSettings.GetPassRunner()->Run(request, fCancelInfo, answer);
+  const QvStatus status = fBaseSettings.GetPassRunner()->Run(request, fCancelInfo, answer);
   if (status.IsError()) return status;
   if (fCancelInfo.StopRequested()) return {QvStatusCode::kCancelled, false};
-  return ReadAnswer(answer, unpacked, sums);
+  return ReadAnswer(answer, QvCommon::DigestOf(request), sums);
 }

@@ -94,8 +94,12 @@ class QvRegAlgorithm {
   std::vector<QvCommon::QvStatus> fWarnings;
 
  private:
+  /// What a request for the pass has in common with others of the run.
+  [[nodiscard]] QvCommon::QvBytes BaseOf(QvPassKind kind) const;
+
   const QvRegSettings& fBaseSettings;
-  QvCommon::QvBytes fBase;  ///< Of the requests after the first.
+  QvCommon::QvBytes fBase;  ///< Of the latest request.
+  bool fbBaseHasTables = false;
 };
 
 /// Runs an operation of a component and returns its status; an allocation that fails inside it

@@ -107,14 +107,6 @@ void QvLogModel::Initialize(QvStatus& status) {
   fStatus = status = TooManyParameters(static_cast<long long>(NBlocks()) * fNBasic);
 }
 
-std::unique_ptr<QvCrossProducts> QvLogModel::MakeProducts() const {
-  return std::make_unique<QvCrossProducts>(fNBasic);
-}
-
-std::unique_ptr<QvClassification> QvLogModel::MakeClassification() const {
-  return std::make_unique<QvClassification>(fCategories.GetCount());
-}
-
 void QvLogModel::SwapProducts(QvCrossProducts& products) {
   // That of a worker has none of its own.
   if (fpProducts == nullptr) fpProducts = std::make_unique<QvCrossProducts>(0);

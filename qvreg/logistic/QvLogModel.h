@@ -139,8 +139,12 @@ class QvLogModel : public IQvRegModel {
   void SetUpDesign(QvCommon::QvStatus& status);
   /// The sums of the cross-products pass and of the classification, empty, for this model's design.
   /// May throw std::bad_alloc.
-  [[nodiscard]] std::unique_ptr<QvCrossProducts> MakeProducts() const;
-  [[nodiscard]] std::unique_ptr<QvClassification> MakeClassification() const;
+  [[nodiscard]] std::unique_ptr<QvCrossProducts> MakeProducts() const {
+    return std::make_unique<QvCrossProducts>(fNBasic);
+  }
+  [[nodiscard]] std::unique_ptr<QvClassification> MakeClassification() const {
+    return std::make_unique<QvClassification>(fCategories.GetCount());
+  }
   /// Exchanges this model's sums for others. REQUIRES: sums for this model's design.
   void SwapProducts(QvCrossProducts& products);
   void SwapClassification(QvClassification& classification) {

@@ -61,8 +61,8 @@ QvStatus QvPassWorker::Merge(const std::vector<unsigned char>& request,
     if (status.IsError()) return status;
     const std::unique_ptr<IQvPassSums> sums = fpState->processor.MakeSums();
     const std::unique_ptr<IQvPassSums> others = fpState->processor.MakeSums();
-    QvStatus found = ReadAnswer(first, unpacked, *sums);
-    const QvStatus foundSecond = ReadAnswer(second, unpacked, *others);
+    QvStatus found = ReadAnswer(first, unpacked.fDigest, *sums);
+    const QvStatus foundSecond = ReadAnswer(second, unpacked.fDigest, *others);
     for (const QvStatus& each : {found, foundSecond}) {
       if (each.GetCode() == QvStatusCode::kUnreadableMessage) return each;
     }

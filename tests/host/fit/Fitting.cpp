@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "host/Error.h"
-#include "host/fit/CountedRecordIterator.h"
+#include "host/fit/SpoolRunner.h"
 #include "host/fit/FitWarnings.h"
 #include "host/fit/ResultBuilder.h"
 #include "host/fit/RunFit.h"
@@ -121,8 +121,7 @@ void BuiltModel::Predict(const std::string& path, const std::function<void(long 
 
 std::vector<BuiltModel::Answer> BuiltModel::Answers() const {
   std::vector<Answer> answers;
-  CountedRecordIterator records(table_, {});
-  records.NewPass();
+  SpoolRecords records(table_);
   while (const QvCommon::Record* record = records.Next()) {
     Answer answer{};
     if (Component().Score(*record, answer.predicted, answer.values).IsError()) {

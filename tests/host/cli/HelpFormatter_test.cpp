@@ -1,4 +1,4 @@
-#include "host/cli/HelpText.h"
+#include "host/cli/HelpFormatter.h"
 
 #include <gtest/gtest.h>
 
