@@ -68,4 +68,12 @@ struct CodePoint {
 /// The same without quotes when the text is made of letters, digits and other plain characters.
 [[nodiscard]] std::string ShellWord(std::string_view text);
 
+/// A text without the spaces and tabs around it.
+[[nodiscard]] inline std::string_view WithoutBlanks(std::string_view text) {
+  const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
+  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
 }  // namespace qvhost

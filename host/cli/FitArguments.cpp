@@ -10,8 +10,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "host/NameList.h"
 #include "host/Terminal.h"
-#include "host/cli/ReadNames.h"
 #include "host/fit/LevelOptions.h"
 #include "host/table/MissingStrings.h"
 #include "host/table/TableWriter.h"
@@ -351,7 +351,7 @@ void FitArguments::TakeKept() {
       options_.keepAll = true;
       continue;
     }
-    for (std::string& name : ReadNames("--keep", list)) options_.keep.push_back(std::move(name));
+    for (std::string& name : ReadNameList("--keep", list)) options_.keep.push_back(std::move(name));
   }
 }
 

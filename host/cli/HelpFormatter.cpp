@@ -8,7 +8,6 @@
 namespace qvhost {
 namespace {
 
-
 constexpr std::size_t kNameColumn = 30;  ///< Where what an option means begins.
 
 constexpr std::size_t kIndent = 2;

@@ -6,8 +6,8 @@
 #include <new>
 #include <utility>
 
-#include "host/fit/SpoolRunner.h"
 #include "host/fit/ModelBinding.h"
+#include "host/fit/SpoolRunner.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 
 namespace qvhost {

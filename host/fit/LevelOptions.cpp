@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/NameList.h"
 #include "host/Text.h"
 #include "host/fit/ModelBinding.h"
 
@@ -70,29 +71,6 @@ std::string Unquoted(std::string_view text) {
 }
 
 }  // namespace
-
-std::vector<std::string> ReadLevelList(std::string_view list) {
-  std::vector<std::string> levels;
-  bool isQuoted = false;
-  std::size_t start = 0;
-  for (std::size_t i = 0; i <= list.size(); ++i) {
-    if (i < list.size() && list[i] == '"') isQuoted = !isQuoted;
-    if (i < list.size() && (list[i] != ',' || isQuoted)) continue;
-    if (isQuoted) {
-      Refuse(fmt::format("{}: a quote in '{}' has no end; write \"\" for a quote in a level.",
-                         kLevels, list));
-    }
-    const std::string_view level = WithoutBlanks(list.substr(start, i - start));
-    if (level.empty()) {
-      Refuse(
-          fmt::format("{}: a level is missing in '{}'; write \"\" for one that is an empty text.",
-                      kLevels, list));
-    }
-    levels.push_back(Unquoted(level));
-    start = i + 1;
-  }
-  return levels;
-}
 
 void CheckLevelOption(const char* option, const std::string& written) {
   if (written.find('=', 1) != std::string::npos) return;
@@ -170,7 +148,7 @@ void LevelOptions::AddOrder(const Variable& factor, LevelChoice& choice) const {
   for (const Choice& list : lists_) {
     if (!IsCalled(factor, list.name)) continue;
     if (isGiven) Refuse(fmt::format("--levels is given twice for '{}'.", list.name));
-    choice.order = ReadLevelList(list.text);
+    choice.order = ReadNameList(kLevels, list.text);
     isGiven = true;
   }
 }

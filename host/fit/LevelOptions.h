@@ -48,11 +48,6 @@ class LevelOptions {
   Choices lists_;
 };
 
-/// The levels of a list with commas between them. One in double quotes may hold commas and blanks;
-/// a quote in it is doubled. Throws Error (kBadInput) for a quote without an end and for nothing
-/// between two commas.
-[[nodiscard]] std::vector<std::string> ReadLevelList(std::string_view list);
-
 /// Throws Error (kBadInput) for an option that is not of the form FACTOR=....
 void CheckLevelOption(const char* option, const std::string& written);
 

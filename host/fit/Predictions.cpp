@@ -10,10 +10,10 @@
 
 #include "host/Error.h"
 #include "host/Text.h"
-#include "host/fit/SpoolRunner.h"
 #include "host/fit/MeanError.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ScaledEstimates.h"
+#include "host/fit/SpoolRunner.h"
 #include "host/table/TableWriter.h"
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvStatus.h"

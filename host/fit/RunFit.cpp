@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -61,6 +62,15 @@ CodedTable Code(const TableSource& source, const Formula& formula, const ModelBi
   }
 }
 
+/// Shows how many of the table's records a stage has seen.
+std::function<void(long long records)> ShowShare(const char* stage, const CodedTable& table,
+                                                 ProgressBar& progress) {
+  const auto total = static_cast<double>(table.RecordCount());
+  return [stage, total, &progress](long long records) {
+    progress.Show(stage, static_cast<double>(records) / total, records);
+  };
+}
+
 /// Throws for an option that the kind of model does not have.
 void RefuseOtherKind(const FitOptions& options, ModelKind kind) {
   for (const FitOptions::OfOneKind& option : options.ofOneKind) {
@@ -93,13 +103,9 @@ PredictedCategories CategoriesOf(const ModelRun& run, const CodedTable& table) {
 /// What the notes say of the predictions.
 std::string Predict(const WholeFile& file, const CodedTable& table, const ModelRun& run,
                     const FitResult& fit, ProgressBar& progress, const Interrupt& interrupt) {
-  const auto total = static_cast<double>(table.RecordCount());
-  const auto show = [&](long long records) {
-    progress.Show("predicting", static_cast<double>(records) / total, records);
-  };
   const BuiltPredictor model{run.Component(), run.Output(), CategoriesOf(run, table),
                              fit.residualStdError};
-  return WritePredictions(file, table, model, show, interrupt);
+  return WritePredictions(file, table, model, ShowShare("predicting", table, progress), interrupt);
 }
 
 /// The columns that --keep names, each once. Throws Error (kBadInput) for one that does not exist.
@@ -116,15 +122,6 @@ std::vector<std::string> NamesToKeep(const FitOptions& options, const TableSourc
     if (!column.isField) add(column.name);
   }
   return names;
-}
-
-void SettleReference(RunSettings& settings, const CodedTable& table, ProgressBar& progress,
-                     const Interrupt& interrupt) {
-  const auto total = static_cast<double>(table.RecordCount());
-  const auto show = [&](long long records) {
-    progress.Show("counting", static_cast<double>(records) / total, records);
-  };
-  settings.SettleReference(table, show, interrupt);
 }
 
 /// The source for a report, with the query that it went through.
@@ -147,6 +144,16 @@ DataSource SourceOf(const FitOptions& options) {
 std::optional<RowCondition> ConditionOf(const FitOptions& options, const TableSource& source) {
   if (options.where.empty()) return std::nullopt;
   return ReadCondition(options.where, source);
+}
+
+/// The columns whose types matter.
+std::vector<std::string> ColumnsRead(const Formula& formula, const FitOptions& options,
+                                     const std::optional<RowCondition>& condition,
+                                     const std::vector<std::string>& kept) {
+  std::vector<std::string> read = ColumnsOf(formula, options.binding, condition);
+  // As text it needs no type.
+  if (!IsText(options.predictions)) read.insert(read.end(), kept.begin(), kept.end());
+  return read;
 }
 
 /// Throws when the condition left nothing.
@@ -188,10 +195,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   const std::optional<RowCondition> condition = ConditionOf(options, source);
   const std::vector<std::string> kept = NamesToKeep(options, source);
   outputs.SetInputs(source.Inputs());
-  std::vector<std::string> read = ColumnsOf(formula, options.binding, condition);
-  // As text it needs no type.
-  if (!IsText(options.predictions)) read.insert(read.end(), kept.begin(), kept.end());
-  source.SettleTypes(read);
+  source.SettleTypes(ColumnsRead(formula, options, condition, kept));
   const std::vector<std::string> withoutRole = RemoveColumnsWithoutRole(formula, source);
   const ModelBinding binding = BindModel(formula, source, options.binding);
   RefuseOtherKind(options, binding.kind);
@@ -203,13 +207,9 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   outputs.SetInputs(source.Inputs());
   outputs.Begin();
   const std::vector<StandardizedCovariate> standardized =
-      Standardize(formula, binding, table, interrupt, [&](std::int64_t records) {
-        progress.Show("standardizing",
-                      static_cast<double>(records) / static_cast<double>(table.RecordCount()),
-                      records);
-      });
+      Standardize(formula, binding, table, interrupt, ShowShare("standardizing", table, progress));
   RunSettings settings(formula, binding, table, options);
-  SettleReference(settings, table, progress, interrupt);
+  settings.SettleReference(table, ShowShare("counting", table, progress), interrupt);
   ModelRun run(settings.Get(), table, options.threads, progress, interrupt);
   run.Build();
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);

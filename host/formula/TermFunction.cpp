@@ -94,7 +94,6 @@ std::string InsideText(std::string_view name) {
          std::string(name) + "(x)^2); compute anything else in --sql.";
 }
 
-
 FactorCall ReadFactorCall(const TokenStream& tokens, std::size_t name) {
   const std::string_view function = tokens.At(name).text;
   const TokenRange inside{name + 2, tokens.CloseOf(name + 1)};

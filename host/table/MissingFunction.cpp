@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/Text.h"
 #include "host/table/DuckDb.h"
 #include "host/table/PreparedQuery.h"
 

@@ -2,12 +2,9 @@
 
 #include <algorithm>
 
+#include "host/Text.h"
+
 namespace qvhost {
-namespace {
-
-bool IsBlank(char c) { return c == ' ' || c == '\t'; }
-
-}  // namespace
 
 const std::vector<std::string>& MissingStrings::Default() {
   static const std::vector<std::string> strings = {"NA",  "N/A", "n/a", "NULL", "null", "None",
@@ -31,12 +28,6 @@ int MissingStrings::Find(std::string_view text) const {
   if (text.size() > longest_ || !isFirst_[static_cast<unsigned char>(text.front())]) return kValue;
   const auto found = std::ranges::find(strings_, text);
   return found == strings_.end() ? kValue : static_cast<int>(found - strings_.begin());
-}
-
-std::string_view WithoutBlanks(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  return text;
 }
 
 }  // namespace qvhost

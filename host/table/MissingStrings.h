@@ -33,7 +33,4 @@ class MissingStrings {
   std::array<bool, 256> isFirst_{};  ///< Whether a text begins with this byte.
 };
 
-/// A text without the spaces and tabs around it.
-[[nodiscard]] std::string_view WithoutBlanks(std::string_view text);
-
 }  // namespace qvhost

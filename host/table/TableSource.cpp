@@ -14,6 +14,7 @@
 #include "host/Text.h"
 #include "host/table/Connection.h"
 #include "host/table/DataFiles.h"
+#include "host/table/DatabaseTable.h"
 #include "host/table/InputFiles.h"
 #include "host/table/NestedFields.h"
 #include "host/table/NumberFormat.h"
@@ -27,44 +28,8 @@ namespace {
 
 [[noreturn]] void Refuse(const std::string& message) { throw Error(ExitCode::kBadInput, message); }
 
-constexpr std::size_t kMostNamesToList = 20;
 /// Of more files it is not looked up which have a column.
 constexpr std::size_t kMostFilesToCompare = 200;
-
-/// A table or view of a database file. A plain value.
-struct DatabaseTable {
-  std::string name;  ///< For people: `name`, or `schema.name` outside the main schema.
-  std::string sql;   ///< The same, quoted.
-};
-
-/// Tables and views in the order of their names; those that `wanted` may mean, or all when it is
-/// empty.
-std::vector<DatabaseTable> Tables(Connection& connection, const std::string& wanted) {
-  const auto rows = connection.Rows(fmt::format(
-      "SELECT schema_name, name FROM ("
-      "SELECT schema_name, table_name AS name FROM duckdb_tables() "
-      "WHERE NOT internal AND NOT temporary UNION ALL "
-      "SELECT schema_name, view_name FROM duckdb_views() WHERE NOT internal AND NOT temporary) "
-      "WHERE {0} = '' OR lower(name) = lower({0}) OR lower(schema_name || '.' || name) = "
-      "lower({0}) "
-      "ORDER BY schema_name <> 'main', schema_name, name",
-      QuoteText(wanted)));
-  std::vector<DatabaseTable> tables;
-  for (const auto& row : rows) {
-    const std::string& schema = *row[0];
-    const std::string& name = *row[1];
-    tables.push_back({schema == "main" ? name : fmt::format("{}.{}", schema, name),
-                      fmt::format("{}.{}", QuoteName(schema), QuoteName(name))});
-  }
-  return tables;
-}
-
-std::string Listed(const std::vector<std::string>& names) {
-  const std::size_t shown = std::min(names.size(), kMostNamesToList);
-  return fmt::format("{}{}",
-                     fmt::join(names.begin(), names.begin() + static_cast<long>(shown), ", "),
-                     shown < names.size() ? ", …" : "");
-}
 
 /// The name under which a query sees the file.
 constexpr const char* kFileView = "data";
@@ -131,23 +96,6 @@ void AddDatabase(const std::string& data, InputFiles& files) {
   files.Add(data);
   files.Add(data + kLog);
   files.Add(std::filesystem::weakly_canonical(data, error).string() + kLog);
-}
-
-/// The only one of the tables found, or the one asked for. Throws Error (kBadInput) that lists what
-/// there is, or suggests the nearest name.
-DatabaseTable OneOf(const DataSource& source, const std::string& file,
-                    const std::vector<DatabaseTable>& found, const std::vector<std::string>& all) {
-  const std::string& wanted = source.table;
-  // A name in the main schema comes first and hides the same name in others.
-  if (!wanted.empty() && !found.empty()) return found.front();
-  if (found.size() == 1) return found.front();
-  if (all.empty()) Refuse(fmt::format("The database '{}' has no table.", file));
-  if (wanted.empty()) {
-    Refuse(fmt::format("The database '{}' has {} tables; choose one with --table: {}.", file,
-                       all.size(), Listed(all)));
-  }
-  Refuse(fmt::format("The database '{}' has no table '{}'.{} It has: {}.", file, wanted,
-                     DidYouMean(wanted, all), Listed(all)));
 }
 
 }  // namespace
@@ -281,10 +229,10 @@ void TableSource::ChooseTable(const DataSource& source) {
       if (isWanted) found.push_back({name, QuoteName(name)});
     }
   } else {
-    found = Tables(*connection_, source.table);
-    for (const DatabaseTable& table : Tables(*connection_, "")) all.push_back(table.name);
+    found = DatabaseTables(*connection_, source.table);
+    for (const DatabaseTable& table : DatabaseTables(*connection_, "")) all.push_back(table.name);
   }
-  const DatabaseTable table = OneOf(source, name_, found, all);
+  const DatabaseTable table = OneTable(name_, source.table, found, all);
   if (sqlite_) {
     sqlite_->Show(table.name, source.reading.types);
   }

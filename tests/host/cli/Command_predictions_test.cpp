@@ -203,7 +203,7 @@ TEST_F(CommandPredictions, WrongUsage) {
             "Try 'qvreg fit --help'.\n");
   EXPECT_EQ(refused({"--predictions", "out.csv", "--keep", "zup"}),
             "qvreg: There is no column 'zup' for --keep in in.csv; did you mean 'zip'?\n");
-  EXPECT_NE(refused({"--predictions", "out.csv", "--keep", "id,,x"}).find("empty name"),
+  EXPECT_NE(refused({"--predictions", "out.csv", "--keep", "id,,x"}).find("has an entry without a text"),
             std::string::npos);
 }
 

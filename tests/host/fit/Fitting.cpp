@@ -5,10 +5,10 @@
 #include <stdexcept>
 
 #include "host/Error.h"
-#include "host/fit/SpoolRunner.h"
 #include "host/fit/FitWarnings.h"
 #include "host/fit/ResultBuilder.h"
 #include "host/fit/RunFit.h"
+#include "host/fit/SpoolRunner.h"
 #include "host/table/CodeTable.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 

@@ -141,25 +141,5 @@ TEST_F(LevelOptionsTest, RefuseTwoChoicesOfOneFactor) {
 
 // ---- A list of levels -----------------------------------------------------------
 
-TEST(LevelList, HasCommasBetweenLevels) {
-  EXPECT_EQ(ReadLevelList("a"), Strings{"a"});
-  EXPECT_EQ(ReadLevelList("a,b c, d "), (Strings{"a", "b c", "d"}));
-}
-
-TEST(LevelList, QuotesHoldCommasBlanksAndQuotes) {
-  EXPECT_EQ(ReadLevelList(R"("a,b",c)"), (Strings{"a,b", "c"}));
-  EXPECT_EQ(ReadLevelList(R"(c, " a " ,"")"), (Strings{"c", " a ", ""}));
-  EXPECT_EQ(ReadLevelList(R"("so ""it, too"" is",c)"), (Strings{R"(so "it, too" is)", "c"}));
-}
-
-TEST(LevelList, RefusesWhatIsNone) {
-  EXPECT_EQ(RefusalOf([] { static_cast<void>(ReadLevelList("a,,b")); }).text,
-            "--levels: a level is missing in 'a,,b'; write \"\" for one that is an empty text.");
-  EXPECT_EQ(RefusalOf([] { static_cast<void>(ReadLevelList("")); }).text,
-            "--levels: a level is missing in ''; write \"\" for one that is an empty text.");
-  EXPECT_EQ(RefusalOf([] { static_cast<void>(ReadLevelList("a,\"b")); }).text,
-            "--levels: a quote in 'a,\"b' has no end; write \"\" for a quote in a level.");
-}
-
 }  // namespace
 }  // namespace qvhost

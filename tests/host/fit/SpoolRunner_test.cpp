@@ -18,7 +18,8 @@
 namespace qvhost {
 namespace {
 
-/// A table of `rows` records of two numbers, i and 2 i (i modulo 97), that claims to hold `claimed`.
+/// A table of `rows` records of two numbers, i and 2 i (i modulo 97), that claims to hold
+/// `claimed`.
 CodedTable MakeTable(int rows, int claimed) {
   SpoolFile file("");
   for (int i = 0; i < rows; ++i) file.Append(std::vector<double>{i % 97 * 1.0, i % 97 * 2.0});

@@ -1,13 +1,12 @@
-#include "host/cli/ReadNames.h"
+#include "host/NameList.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <utility>
 
 #include <fmt/format.h>
 
-#include "host/cli/DataArguments.h"
-#include "host/table/MissingStrings.h"
+#include "host/Error.h"
+#include "host/Text.h"
 
 namespace qvhost {
 namespace {
@@ -30,17 +29,15 @@ class NameReader {
   std::string ReadName() {
     at_ = std::min(list_.find_first_not_of(" \t", at_), list_.size());
     const char quote = at_ < list_.size() ? list_[at_] : ',';
-    std::string name = quote == '"' || quote == '`' ? ReadQuoted(quote) : ReadPlain();
-    if (!name.empty()) return name;
-    RefuseUsage(fmt::format("{} '{}' has an empty name; write names with commas between them.",
-                            option_, list_));
+    return quote == '"' || quote == '`' ? ReadQuoted(quote) : ReadPlain();
   }
 
   std::string ReadPlain() {
     const std::size_t end = std::min(list_.find(',', at_), list_.size());
     const std::string_view name = WithoutBlanks(list_.substr(at_, end - at_));
     at_ = end;
-    return std::string(name);
+    if (!name.empty()) return std::string(name);
+    Refuse("has an entry without a text; where that is meant, write \"\"");
   }
 
   std::string ReadQuoted(char quote) {
@@ -51,14 +48,16 @@ class NameReader {
       if (isQuote) ++at_;
       name += list_[at_];
     }
-    if (at_ == list_.size()) {
-      RefuseUsage(fmt::format("{} '{}' has a quote without an end.", option_, list_));
-    }
+    if (at_ == list_.size())
+      Refuse("has a quote without an end; inside quotes it is written twice");
     ++at_;
     at_ = std::min(list_.find_first_not_of(" \t", at_), list_.size());
     if (at_ == list_.size() || list_[at_] == ',') return name;
-    RefuseUsage(fmt::format("{} '{}' goes on after a name in quotes; write a comma there.", option_,
-                            list_));
+    Refuse("goes on after an entry in quotes; write a comma there");
+  }
+
+  [[noreturn]] void Refuse(const char* fault) const {
+    throw Error(ExitCode::kBadInput, fmt::format("{} '{}' {}.", option_, list_, fault));
   }
 
   std::string_view option_;
@@ -68,7 +67,7 @@ class NameReader {
 
 }  // namespace
 
-std::vector<std::string> ReadNames(std::string_view option, std::string_view list) {
+std::vector<std::string> ReadNameList(std::string_view option, std::string_view list) {
   return NameReader(option, list).Read();
 }
 
