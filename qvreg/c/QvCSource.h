@@ -125,8 +125,8 @@ class QvCRanges {
 /// an answer which has no room for it. Borrows the source.
 class QvCThrowingIter : public QvCommon::MultiPassRecordIter {
  public:
-  /// A range of a larger source: its pass is number `pass` of that, however often it is started,
-  /// and `before` records precede it there.
+  /// A range of a larger source: its pass is number `pass` of that, and `before` records precede it
+  /// there.
   QvCThrowingIter(QvCSource& source, std::int64_t pass, std::int64_t before)
       : fSource(source), fPass(pass), fBefore(before) {}
 

@@ -927,7 +927,8 @@ QVREG_EXPORT int32_t qvreg_settings_set_runner(qvreg_settings* settings,
  * called by the thread that called the library; that of qvreg_settings_set_cancel every 10 ms.
  *
  * `memory_bytes` bounds what the sums of a pass may take: where those of all threads would take
- * more, fewer threads run, and always one; 0 for 1 GiB.
+ * more, fewer threads run, and always one; 0 for 1 GiB. The tables of the first pass, which grow
+ * with the level combinations found, do not count.
  *
  * Errors are those of a run on one thread, with the number of the record in the whole source; and
  * QVREG_CANNOT_OPEN, of qvreg_component_create too, when the file cannot be opened again.

@@ -39,6 +39,7 @@ class QVREG_EXPORT IQvRecordParts {
   /// The number of parts, at least 1, which may be empty.
   [[nodiscard]] virtual int GetPartCount() const = 0;
   /// Opens a part. May be called from several threads at once; the iterator is then used on the
-  /// thread that called. Null where the part cannot be opened.
+  /// thread that called. Null where the part cannot be opened; the run then ends with kNoRecords.
+  /// To say why, throw.
   [[nodiscard]] virtual std::unique_ptr<QvCommon::MultiPassRecordIter> OpenPart(int part) = 0;
 };

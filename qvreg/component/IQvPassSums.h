@@ -16,9 +16,9 @@ enum class QvPassKind : int {
 
 /// What one pass learns from its records: sums, to which those of other records can be added.
 ///
-/// Merging the sums of any division of the records gives those of all of them: counts and tables
-/// exactly, sums of numbers but for rounding; the same division and order give the same bits. Used
-/// from one thread at a time.
+/// Merging the sums of any division of the records gives those of all of them: numbers
+/// of records and level combinations exactly, sums of numbers but for rounding; the same division
+/// and order give the same bits. Used from one thread at a time.
 class IQvPassSums {
  public:
   IQvPassSums() = default;

@@ -32,7 +32,8 @@ class QVREG_EXPORT IQvRegComponent {
   /// The model that this component estimates.
   virtual QvConst::QvRegModelType GetModelType() = 0;
   /// Reads the records of `iter` once and fills `params` with the model's parameters in design
-  /// order. Optional: BuildModel does it where it was not done. The result becomes the component's
+  /// order. Optional: BuildModel does it where it was not done. Where the settings name a pass
+  /// runner, `iter` is not read here nor there. The result becomes the component's
   /// status: kDataProcessed when done before, kAlreadyBuilt when the model is built, kCancelled,
   /// kTooManyParameters, kNoRecords, kNoParameters, kRecordMissing, kShortRecord, kBadCategory.
   virtual QvCommon::QvStatus CreateParameters(QvCommon::MultiPassRecordIter& iter,

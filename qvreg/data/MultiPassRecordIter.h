@@ -16,7 +16,7 @@ inline constexpr int kIterReadError = 3;  ///< A read failed or met a truncated 
 inline constexpr int kIterNoRewind = 4;   ///< The stream cannot be read again.
 
 /// A stream of records read once. Hosts derive from it; the library borrows it and calls it on the
-/// thread that called the library.
+/// thread that called the library, or, for a part (see IQvRecordParts), on the one that opened it.
 class QVREG_EXPORT RecordIterator {
  public:
   RecordIterator() = default;

@@ -7,7 +7,8 @@
 /// What a host implements to stop a run. The host owns it; it must outlive every component whose
 /// settings name it. Both questions may have the same answer: loops over records ask
 /// QueryWillCancel, pivots QueryCancel. Called on the thread that runs the estimation, once per
-/// record and pivot, so an answer should cost little.
+/// record and pivot, so an answer should cost little; with a pass runner as often as that asks
+/// (QvThreadRunner: every 10 ms), and that of a QvPassWorker on the worker's thread.
 class QVREG_EXPORT QvQueryCancel {
  public:
   virtual ~QvQueryCancel() = default;

@@ -20,7 +20,7 @@ struct QvRecordPassEnds {
 /// The loop over a host's records: is there one more, is the run cancelled, is the next one valid.
 ///
 /// Borrows the iterator, the cancel information and the validator for its lifetime. Runs on the
-/// thread that called the library; allocates nothing.
+/// calling thread; allocates nothing.
 class QvRecordPass {
  public:
   QvRecordPass(QvCommon::MultiPassRecordIter& iter, QvCancelInfo& cancel,

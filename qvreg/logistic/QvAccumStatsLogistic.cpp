@@ -348,7 +348,8 @@ void QvAccumStatsLogistic::GetDecidedInformation(QvSymMatrix& out) const {
 bool QvAccumStatsLogistic::Merge(const IQvPassSums& other) {
   const auto* added = dynamic_cast<const QvAccumStatsLogistic*>(&other);
   const bool isAlike = added != nullptr && added->fNParameters == fNParameters &&
-                       added->fNCategories == fNCategories;
+                       added->fNCategories == fNCategories &&
+                       added->fHessian.GetBlocks().size() == fHessian.GetBlocks().size();
   if (!isAlike) return false;
   if (added->fbAnyDecided) RequireDecidedHessian();
   fLogLikelihood = WholeLL();

@@ -21,6 +21,20 @@ std::unique_ptr<QvRegAlgorithm> MakeAlgorithm(const QvRegSettings& settings) {
   return std::make_unique<QvGLMAlgorithm>(settings);
 }
 
+/// An iterator whose pass has been started already.
+class StartedIter final : public QvCommon::MultiPassRecordIter {
+ public:
+  explicit StartedIter(QvCommon::MultiPassRecordIter& iter) : fIter(iter) {}
+
+  [[nodiscard]] bool HasMore() const override { return fIter.HasMore(); }
+  const QvCommon::Record* Next() override { return fIter.Next(); }
+  [[nodiscard]] int GetFailReason() const override { return fIter.GetFailReason(); }
+  int NewPass() override { return QvCommon::kIterOk; }
+
+ private:
+  QvCommon::MultiPassRecordIter& fIter;
+};
+
 }  // namespace
 
 QvStatus QvPassProcessor::SetUp(const QvPassRequest& request) {
@@ -54,15 +68,18 @@ std::unique_ptr<IQvPassSums> QvPassProcessor::MakeSums() { return fpAlgorithm->M
 
 QvStatus QvPassProcessor::RunPart(QvCommon::MultiPassRecordIter& iter, IQvPassSums& sums,
                                   std::unique_ptr<IQvKeptRows>& rows) {
-  const int reason = iter.NewPass();
-  if (reason == QvCommon::kIterEndOfData || (reason == QvCommon::kIterOk && !iter.HasMore())) {
-    return {};
+  // Rows that were kept are not read again.
+  if (rows == nullptr) {
+    const int reason = iter.NewPass();
+    const bool isEmpty = reason == QvCommon::kIterOk && !iter.HasMore();
+    if (isEmpty || reason == QvCommon::kIterEndOfData) return {};
+    if (reason != QvCommon::kIterOk) return {QvStatusCode::kNoRecords, false};
   }
-  if (reason != QvCommon::kIterOk) return {QvStatusCode::kNoRecords, false};
+  StartedIter started(iter);
   // An algorithm that an exception left halfway, or that stopped, is of no further use.
   std::unique_ptr<QvRegAlgorithm> algorithm = std::move(fpAlgorithm);
   algorithm->SwapKeptRows(rows);
-  const QvStatus status = algorithm->RunPart(fKind, iter, sums);
+  const QvStatus status = algorithm->RunPart(fKind, started, sums);
   algorithm->SwapKeptRows(rows);
   if (fpQuery != nullptr && fpQuery->QueryWillCancel()) return {QvStatusCode::kCancelled, false};
   // A part may be without a record that can be used.

@@ -18,16 +18,6 @@ struct QvPassWorker::State {
   std::uint64_t rowsDigest = 0;
 };
 
-namespace {
-
-/// What a pass over a part comes to; without memory in its middle that is the answer.
-QvStatus RunPart(QvPassProcessor& processor, QvCommon::MultiPassRecordIter& iter, IQvPassSums& sums,
-                 std::unique_ptr<IQvKeptRows>& rows) {
-  return GuardOperation([&] { return processor.RunPart(iter, sums, rows); });
-}
-
-}  // namespace
-
 QvPassWorker::QvPassWorker(QvQueryCancel* query) : fpState(std::make_unique<State>(query)) {}
 
 QvPassWorker::~QvPassWorker() = default;
@@ -44,7 +34,9 @@ QvStatus QvPassWorker::Run(const std::vector<unsigned char>& request, int part,
       fpState->rows.clear();
     }
     const std::unique_ptr<IQvPassSums> sums = fpState->processor.MakeSums();
-    status = RunPart(fpState->processor, iter, *sums, fpState->rows[part]);
+    // No memory in the middle of the part is an answer, too.
+    status = GuardOperation(
+        [&] { return fpState->processor.RunPart(iter, *sums, fpState->rows[part]); });
     answer = WriteAnswer(unpacked, status, sums.get());
     return {};
   });

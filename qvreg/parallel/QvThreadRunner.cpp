@@ -81,6 +81,8 @@ class QvThreadRunner::Pool {
   void Join(int part, Sums sums);
   /// Allocates nothing.
   void Fail(const Failure& failure) noexcept;
+  /// No further part is wanted.
+  void StopAll() noexcept;
   /// Starts the threads of a pass, as many as can be; runs it here where that is none.
   void StartThreads(std::vector<std::thread>& threads, const QvPassRequest& request);
   /// Waits for the threads, asking whether to stop.
@@ -109,6 +111,7 @@ class QvThreadRunner::Pool {
 
 int QvThreadRunner::Pool::ThreadsWithinMemory(const QvPassRequest& request) {
   const int wanted = std::min(fNThreads, fNParts);
+  if (wanted == 1) return 1;
   QvPassProcessor& processor = fWorkers.front()->fProcessor;
   if (processor.Prepare(request).IsError()) return 1;
   const auto size =
@@ -148,6 +151,12 @@ void QvThreadRunner::Pool::Fail(const Failure& failure) noexcept {
   if (fFailure.part < 0 || failure.part < fFailure.part) fFailure = failure;
   fFirstUnwanted = std::min(fFirstUnwanted.load(), failure.part);
   --fNSums;
+  fChanged.notify_all();
+}
+
+void QvThreadRunner::Pool::StopAll() noexcept {
+  const std::lock_guard lock(fLock);
+  fFirstUnwanted = 0;
   fChanged.notify_all();
 }
 
@@ -218,7 +227,7 @@ void QvThreadRunner::Pool::WaitForThreads(QvCancelInfo& cancel) {
   std::unique_lock lock(fLock);
   while (!fChanged.wait_for(lock, kPause, [this] { return fNThreadsLeft == 0; })) {
     lock.unlock();
-    if (cancel.StopRequested()) fFirstUnwanted = 0;
+    if (cancel.StopRequested()) StopAll();
     lock.lock();
   }
 }
@@ -256,7 +265,7 @@ QvStatus QvThreadRunner::Pool::Run(const QvBytes& request, QvCancelInfo& cancel,
   } catch (...) {
     // What the host's query throws, or no memory for another thread.
     thrown = std::current_exception();
-    fFirstUnwanted = 0;
+    StopAll();
   }
   for (std::thread& thread : threads) thread.join();
   if (thrown != nullptr) std::rethrow_exception(thrown);

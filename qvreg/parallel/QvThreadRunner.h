@@ -32,7 +32,8 @@ class QVREG_EXPORT QvThreadRunner : public IQvPassRunner {
   ~QvThreadRunner() override;
 
   /// At most threads + log2(parts) + 2 sums of a pass exist at once. Where so many would be larger
-  /// than this number of bytes, fewer threads run; one always does.
+  /// than this number of bytes, fewer threads run; one always does. The tables of the first pass,
+  /// which grow with the level combinations found, do not count.
   void SetMemoryBound(long long bytes);
   /// The threads of the last pass; those asked for before the first.
   [[nodiscard]] int GetThreadCount() const;

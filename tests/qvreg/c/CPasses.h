@@ -16,6 +16,7 @@
 
 #include "tests/qvreg/c/CHost.h"
 #include "tests/qvreg/support/RandomModels.h"
+#include "tests/qvreg/support/VectorParts.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvtest {
@@ -51,34 +52,6 @@ class CRecordFile {
   std::filesystem::path path_ = folder_.Path() / u8"qvreg größe 測.bin";
 };
 
-/// The kinds of model that every promise is tried on.
-enum class CModel { kLinear, kLogistic, kInMemory };
-
-[[nodiscard]] inline std::string CModelName(CModel model) {
-  if (model == CModel::kLinear) return "Linear";
-  return model == CModel::kLogistic ? "Logistic" : "InMemory";
-}
-
-/// C++ settings of a model of RandomRecords, and what they borrow.
-class CRandomModel {
- public:
-  explicit CRandomModel(CModel model) {
-    if (model == CModel::kLinear) {
-      linear_ = RandomLinear();
-    } else {
-      logistic_ = RandomLogistic();
-      logistic_->InMemory(model == CModel::kInMemory);
-    }
-  }
-  [[nodiscard]] QvRegSettings& Get() {
-    return linear_ != nullptr ? linear_->Get() : logistic_->Get();
-  }
-
- private:
-  std::unique_ptr<LinearSettings> linear_;
-  std::unique_ptr<LogisticSettings> logistic_;
-};
-
 [[nodiscard]] inline CBytes CBytesOf(const std::vector<unsigned char>& bytes) {
   return Made<CBytes>([&](qvreg_bytes** made, qvreg_error* e) {
     return qvreg_bytes_create(bytes.data(), bytes.size(), made, e);
@@ -97,12 +70,9 @@ class CRandomModel {
 class CCluster {
  public:
   CCluster(const std::vector<QvCommon::Record>& records, std::size_t parts, std::size_t workers) {
-    for (std::size_t i = 0; i < parts; ++i) {
-      const auto at = [&](std::size_t k) {
-        return records.begin() + static_cast<std::ptrdiff_t>(records.size() * k / parts);
-      };
-      feeds_.push_back(
-          std::make_unique<CRecordFeed>(std::vector<QvCommon::Record>(at(i), at(i + 1))));
+    const VectorParts divided(records, parts);
+    for (int part = 0; part < divided.GetPartCount(); ++part) {
+      feeds_.push_back(std::make_unique<CRecordFeed>(divided.Part(part)));
       sources_.push_back(feeds_.back()->Source());
     }
     for (std::size_t i = 0; i < workers; ++i) {

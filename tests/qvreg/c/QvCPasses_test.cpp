@@ -51,16 +51,17 @@ TEST(CBytesHandle, HoldsACopy) {
   EXPECT_TRUE(DataOf(none.get()).empty());
 }
 
-class CPasses : public testing::TestWithParam<CModel> {
+class CPasses : public testing::TestWithParam<ModelKind> {
  protected:
-  [[nodiscard]] static CSettings Settings() { return CSettingsOf(CRandomModel(GetParam()).Get()); }
+  [[nodiscard]] static CSettings Settings() { return CSettingsOf(RandomModel(GetParam()).Get()); }
 
   const Records records_ = RandomRecords(400);
 };
 
 INSTANTIATE_TEST_SUITE_P(CInterface, CPasses,
-                         testing::Values(CModel::kLinear, CModel::kLogistic, CModel::kInMemory),
-                         [](const auto& tested) { return CModelName(tested.param); });
+                         testing::Values(ModelKind::kLinear, ModelKind::kLogistic,
+                                         ModelKind::kInMemory),
+                         [](const auto& tested) { return ModelKindName(tested.param); });
 
 TEST_P(CPasses, SettingsAreReadAsTheyWereWritten) {
   CSettings settings = Settings();
@@ -83,7 +84,7 @@ TEST_P(CPasses, SettingsAreReadAsTheyWereWritten) {
   const CSettings read = ReadFrom(bytes);
   EXPECT_EQ(DataOf(Written(read).get()), DataOf(bytes.get()));
   EXPECT_EQ(effectsOf(read), effects);
-  CRandomModel model(GetParam());
+  RandomModel model(GetParam());
   ExpectSameResults(CFitOf(read, CColumns(records_).Source()).results,
                     FittedModel(model.Get(), records_).Stats());
 }
@@ -120,7 +121,7 @@ TEST(CSettingsBytes, AreOfValidSettingsOnly) {
 }
 
 TEST_P(CPasses, WorkersGiveTheBitsOfCpp) {
-  CRandomModel model(GetParam());
+  RandomModel model(GetParam());
   VectorParts parts(records_, 5);
   QvThreadRunner runner(parts, 2);
   model.Get().SetPassRunner(&runner);
@@ -139,7 +140,7 @@ TEST_P(CPasses, OnePartGivesTheBitsOfARunWithoutRunner) {
   CCluster cluster(records_, 1, 1);
   const CSettings settings = Settings();
   cluster.SetIn(settings);
-  CRandomModel model(GetParam());
+  RandomModel model(GetParam());
   ExpectSameResults(CFitOf(settings, CSource()).results,
                     FittedModel(model.Get(), records_).Stats());
 }
@@ -264,8 +265,8 @@ TEST_P(CPasses, HandlesThatACallbackDestroysLiveToTheEndOfTheCall) {
 struct Misbehaving {
   explicit Misbehaving(const Records& records) : cluster(records, 2, 1) {}
 
-  [[nodiscard]] CSettings SettingsFor(CModel model) {
-    CSettings settings = CSettingsOf(CRandomModel(model).Get());
+  [[nodiscard]] CSettings SettingsFor(ModelKind model) {
+    CSettings settings = CSettingsOf(RandomModel(model).Get());
     Require(
         [&](qvreg_error* e) { return qvreg_settings_set_runner(settings.get(), &Run, this, e); });
     return settings;

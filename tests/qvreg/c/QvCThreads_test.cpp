@@ -42,8 +42,8 @@ qvreg_error BuildError(const CSettings& settings, const CSource& source = CSourc
 }
 
 /// Expects a run on threads to end with the same error as one on the calling thread.
-qvreg_error ExpectSameError(CModel model, const CSource& source) {
-  const CSettings settings = CSettingsOf(CRandomModel(model).Get());
+qvreg_error ExpectSameError(ModelKind model, const CSource& source) {
+  const CSettings settings = CSettingsOf(RandomModel(model).Get());
   const qvreg_error expected = BuildError(settings, source);
   EXPECT_NE(expected.code, QVREG_OK);
   for (const int threads : {1, 3}) {
@@ -60,23 +60,24 @@ qvreg_error ExpectSameError(CModel model, const CSource& source) {
   return expected;
 }
 
-class CThreads : public testing::TestWithParam<CModel> {
+class CThreads : public testing::TestWithParam<ModelKind> {
  protected:
   static constexpr int kRecords = 9000;
   static constexpr std::size_t kWidth = 8;
 
-  [[nodiscard]] static CSettings Settings() { return CSettingsOf(CRandomModel(GetParam()).Get()); }
+  [[nodiscard]] static CSettings Settings() { return CSettingsOf(RandomModel(GetParam()).Get()); }
 
   const Records records_ = RandomRecords(kRecords);
   const CColumns columns_{records_};
 };
 
 INSTANTIATE_TEST_SUITE_P(CInterface, CThreads,
-                         testing::Values(CModel::kLinear, CModel::kLogistic, CModel::kInMemory),
-                         [](const auto& tested) { return CModelName(tested.param); });
+                         testing::Values(ModelKind::kLinear, ModelKind::kLogistic,
+                                         ModelKind::kInMemory),
+                         [](const auto& tested) { return ModelKindName(tested.param); });
 
 TEST_P(CThreads, GiveTheBitsOfCppForAnyNumberAndEverySource) {
-  CRandomModel model(GetParam());
+  RandomModel model(GetParam());
   const int count = QvPartCount(kRecords, model.Get());
   ASSERT_EQ(count, 4);
   VectorParts parts(records_, static_cast<std::size_t>(count));
@@ -100,7 +101,7 @@ TEST_P(CThreads, GiveTheBitsOfCppForAnyNumberAndEverySource) {
 TEST_P(CThreads, GiveTheBitsOfARunWithoutThemOverOnePart) {
   const Records few = RandomRecords(500);
   const CColumns columns(few);
-  CRandomModel model(GetParam());
+  RandomModel model(GetParam());
   FittedModel expected(model.Get(), few);
   const CSettings settings = Settings();
   SetThreads(settings, columns.Source(), 7);
@@ -311,7 +312,7 @@ TEST(CSettingsThreads, CountThePassesOfACallAsOneThreadDoes) {
     CRecordFile file{records};
     bool isCut = false;
   } host;
-  const CSettings settings = CSettingsOf(CRandomModel(CModel::kLogistic).Get());
+  const CSettings settings = CSettingsOf(RandomModel(ModelKind::kLogistic).Get());
   const qvreg_progress_callback cut = [](void* user, const qvreg_progress* /*progress*/) {
     auto& self = *static_cast<Host*>(user);
     if (std::exchange(self.isCut, true)) return;

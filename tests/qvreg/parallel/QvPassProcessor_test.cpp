@@ -19,6 +19,7 @@ namespace {
 
 using QvCommon::QvBytes;
 using QvCommon::QvStatus;
+using qvtest::ModelKind;
 using qvtest::RandomRecords;
 using qvtest::UntouchedIter;
 using qvtest::VectorParts;
@@ -42,20 +43,13 @@ class KeepingRunner : public IQvPassRunner {
 };
 
 /// The requests of a fit of the kind of model, of every kind of pass that it makes.
-std::vector<QvBytes> RequestsOf(bool logistic, bool inMemory, const Records& records) {
+std::vector<QvBytes> RequestsOf(ModelKind kind, const Records& records) {
   VectorParts parts(records, 3);
   KeepingRunner runner(parts);
   UntouchedIter iter;
-  if (logistic) {
-    const auto settings = qvtest::RandomLogistic();
-    settings->InMemory(inMemory);
-    settings->Get().SetPassRunner(&runner);
-    qvtest::FittedModel(settings->Get(), iter);
-  } else {
-    const auto settings = qvtest::RandomLinear();
-    settings->Get().SetPassRunner(&runner);
-    qvtest::FittedModel(settings->Get(), iter);
-  }
+  qvtest::RandomModel model(kind);
+  model.Get().SetPassRunner(&runner);
+  qvtest::FittedModel(model.Get(), iter);
   return runner.requests;
 }
 
@@ -88,20 +82,20 @@ QvBytes BytesOf(const IQvPassSums& sums) {
   return writer.TakeBytes();
 }
 
-class PassSums : public ::testing::TestWithParam<std::pair<bool, bool>> {
+class PassSums : public ::testing::TestWithParam<ModelKind> {
  protected:
   /// Calls `check` with a processor for each kind of pass.
   template <typename Check>
   void ForEachKind(Check&& check) {
     std::vector<QvPassKind> seen;
-    for (const QvBytes& request : RequestsOf(GetParam().first, GetParam().second, records_)) {
+    for (const QvBytes& request : RequestsOf(GetParam(), records_)) {
       Ready ready(request);
       if (std::find(seen.begin(), seen.end(), ready.Kind()) != seen.end()) continue;
       seen.push_back(ready.Kind());
       SCOPED_TRACE(static_cast<int>(ready.Kind()));
       check(ready);
     }
-    EXPECT_EQ(seen.size(), GetParam().first ? 5U : 3U);
+    EXPECT_EQ(seen.size(), GetParam() == ModelKind::kLinear ? 3U : 5U);
   }
   [[nodiscard]] Records Range(std::size_t begin, std::size_t end) const {
     return {records_.begin() + static_cast<std::ptrdiff_t>(begin),
@@ -112,8 +106,9 @@ class PassSums : public ::testing::TestWithParam<std::pair<bool, bool>> {
 };
 
 INSTANTIATE_TEST_SUITE_P(Models, PassSums,
-                         ::testing::Values(std::pair(false, false), std::pair(true, false),
-                                           std::pair(true, true)));
+                         ::testing::Values(ModelKind::kLinear, ModelKind::kLogistic,
+                                           ModelKind::kInMemory),
+                         [](const auto& tested) { return qvtest::ModelKindName(tested.param); });
 
 TEST_P(PassSums, AreReadAsTheyWereWritten) {
   ForEachKind([&](Ready& ready) {
@@ -156,11 +151,7 @@ TEST_P(PassSums, OfAnotherPassAreRefused) {
     const Sums sums = ready.SumsOf(records_);
     const QvBytes bytes = BytesOf(*sums);
     ForEachKind([&](Ready& other) {
-      const bool isSame =
-          other.Kind() == ready.Kind() ||
-          (other.Kind() >= QvPassKind::kLikelihood && other.Kind() <= QvPassKind::kDerivatives &&
-           ready.Kind() >= QvPassKind::kLikelihood && ready.Kind() <= QvPassKind::kDerivatives);
-      if (isSame) return;
+      if (other.Kind() == ready.Kind()) return;
       EXPECT_FALSE(MergeSums(*sums, *other.SumsOf(records_)));
       EXPECT_EQ(BytesOf(*sums), bytes);
     });
@@ -194,7 +185,7 @@ TEST_P(PassSums, CountRecordsExactlyHoweverTheyAreDivided) {
 
 TEST(QvPassProcessor, RefusesAPassThatTheModelDoesNotMake) {
   const Records records = RandomRecords(50);
-  const QvBytes linear = RequestsOf(false, false, records).back();
+  const QvBytes linear = RequestsOf(ModelKind::kLinear, records).back();
   QvPassRequest request;
   ASSERT_FALSE(ReadRequest(linear, request).IsError());
   request.fKind = QvPassKind::kDerivatives;

@@ -21,9 +21,9 @@
 namespace {
 
 using qvtest::FittedModel;
+using qvtest::ModelKind;
 using qvtest::NumbersOf;
-using qvtest::RandomLinear;
-using qvtest::RandomLogistic;
+using qvtest::RandomModel;
 using qvtest::RandomRecords;
 using qvtest::UntouchedIter;
 using qvtest::VectorParts;
@@ -135,38 +135,36 @@ class BytesRunner : public IQvPassRunner {
   int refused_ = 0;
 };
 
-enum class Model { kLinear, kLogistic, kInMemory };
-
-std::string NameOf(const ::testing::TestParamInfo<Model>& info) {
-  if (info.param == Model::kLinear) return "linear";
-  return info.param == Model::kLogistic ? "logistic" : "in_memory";
+Doubles FitWith(ModelKind kind, IQvPassRunner* runner, QvCommon::MultiPassRecordIter& iter) {
+  RandomModel model(kind);
+  model.Get().SetPassRunner(runner);
+  return NumbersOf(FittedModel(model.Get(), iter).Stats());
 }
 
-Doubles FitWith(Model model, IQvPassRunner* runner, QvCommon::MultiPassRecordIter& iter) {
-  if (model == Model::kLinear) {
-    const auto settings = RandomLinear();
-    settings->Get().SetPassRunner(runner);
-    return NumbersOf(FittedModel(settings->Get(), iter).Stats());
-  }
-  const auto settings = RandomLogistic();
-  settings->InMemory(model == Model::kInMemory);
-  settings->Get().SetPassRunner(runner);
-  return NumbersOf(FittedModel(settings->Get(), iter).Stats());
-}
-
-Doubles FitWith(Model model, IQvPassRunner& runner) {
+/// The status of building a model with the runner.
+QvStatus StatusWith(ModelKind kind, IQvPassRunner& runner) {
+  RandomModel model(kind);
+  model.Get().SetPassRunner(&runner);
+  QvRegFactory factory;
+  const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(model.Get()));
   UntouchedIter iter;
-  return FitWith(model, &runner, iter);
+  return component->BuildModel(iter);
 }
 
-class QvPassWorkerTest : public ::testing::TestWithParam<Model> {
+Doubles FitWith(ModelKind kind, IQvPassRunner& runner) {
+  UntouchedIter iter;
+  return FitWith(kind, &runner, iter);
+}
+
+class QvPassWorkerTest : public ::testing::TestWithParam<ModelKind> {
  protected:
   VectorParts parts_{RandomRecords(400), 5};
 };
 
 INSTANTIATE_TEST_SUITE_P(Models, QvPassWorkerTest,
-                         ::testing::Values(Model::kLinear, Model::kLogistic, Model::kInMemory),
-                         NameOf);
+                         ::testing::Values(ModelKind::kLinear, ModelKind::kLogistic,
+                                           ModelKind::kInMemory),
+                         [](const auto& tested) { return qvtest::ModelKindName(tested.param); });
 
 TEST_P(QvPassWorkerTest, WhateverBefallsAnswersTheBitsAreTheSame) {
   BytesRunner runner(parts_, Fate::kNone);
@@ -256,12 +254,7 @@ TEST_P(QvPassWorkerTest, ARunnerThatAnswersNonsenseEndsTheRun) {
     }
   };
   Nonsense runner;
-  const auto settings = RandomLinear();
-  settings->Get().SetPassRunner(&runner);
-  QvRegFactory factory;
-  const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings->Get()));
-  UntouchedIter iter;
-  EXPECT_EQ(component->BuildModel(iter).GetCode(), QvStatusCode::kUnreadableMessage);
+  EXPECT_EQ(StatusWith(GetParam(), runner).GetCode(), QvStatusCode::kUnreadableMessage);
 }
 
 TEST_P(QvPassWorkerTest, ARunnersOwnStatusEndsTheRun) {
@@ -272,12 +265,7 @@ TEST_P(QvPassWorkerTest, ARunnersOwnStatusEndsTheRun) {
     }
   };
   Refusing runner;
-  const auto settings = RandomLogistic();
-  settings->Get().SetPassRunner(&runner);
-  QvRegFactory factory;
-  const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings->Get()));
-  UntouchedIter iter;
-  EXPECT_EQ(component->BuildModel(iter).GetCode(), QvStatusCode::kUnreadableRecord);
+  EXPECT_EQ(StatusWith(GetParam(), runner).GetCode(), QvStatusCode::kUnreadableRecord);
 }
 
 }  // namespace

@@ -2,17 +2,25 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <chrono>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <limits>
 #include <memory>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "qvreg/common/Constants.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
@@ -25,9 +33,9 @@ namespace {
 
 using qvtest::FittedModel;
 using qvtest::MakeRecord;
+using qvtest::ModelKind;
 using qvtest::NumbersOf;
-using qvtest::RandomLinear;
-using qvtest::RandomLogistic;
+using qvtest::RandomModel;
 using qvtest::RandomRecords;
 using qvtest::UntouchedIter;
 using qvtest::VectorParts;
@@ -35,37 +43,14 @@ using qvtest::VectorRecordIter;
 using Doubles = std::vector<double>;
 using Records = std::vector<QvCommon::Record>;
 
-/// The kinds of model that every promise is tried on.
-enum class Model { kLinear, kLogistic, kInMemory };
-
-/// Settings of a model of RandomRecords, and whatever they borrow.
-class Settings {
- public:
-  explicit Settings(Model model) {
-    if (model == Model::kLinear) {
-      linear_ = RandomLinear();
-    } else {
-      logistic_ = RandomLogistic();
-      logistic_->InMemory(model == Model::kInMemory);
-    }
-  }
-  [[nodiscard]] QvRegSettings& Get() {
-    return linear_ != nullptr ? linear_->Get() : logistic_->Get();
-  }
-
- private:
-  std::unique_ptr<qvtest::LinearSettings> linear_;
-  std::unique_ptr<qvtest::LogisticSettings> logistic_;
-};
-
-Doubles FitPlainly(Model model, const Records& records) {
-  Settings settings(model);
+Doubles FitPlainly(ModelKind model, const Records& records) {
+  RandomModel settings(model);
   VectorRecordIter iter(records);
   return NumbersOf(FittedModel(settings.Get(), iter).Stats());
 }
 
-Doubles FitWith(Model model, IQvPassRunner& runner) {
-  Settings settings(model);
+Doubles FitWith(ModelKind model, IQvPassRunner& runner) {
+  RandomModel settings(model);
   settings.Get().SetPassRunner(&runner);
   UntouchedIter iter;
   const Doubles numbers = NumbersOf(FittedModel(settings.Get(), iter).Stats());
@@ -73,14 +58,15 @@ Doubles FitWith(Model model, IQvPassRunner& runner) {
   return numbers;
 }
 
-Doubles FitOnThreads(Model model, IQvRecordParts& parts, int threads) {
+Doubles FitOnThreads(ModelKind model, IQvRecordParts& parts, int threads) {
   QvThreadRunner runner(parts, threads);
   return FitWith(model, runner);
 }
 
 /// The status of building a model with the runner.
-QvCommon::QvStatus StatusWith(Model model, IQvPassRunner& runner, QvQueryCancel* query = nullptr) {
-  Settings settings(model);
+QvCommon::QvStatus StatusWith(ModelKind model, IQvPassRunner& runner,
+                              QvQueryCancel* query = nullptr) {
+  RandomModel settings(model);
   settings.Get().SetPassRunner(&runner);
   settings.Get().SetCancelPointer(query);
   QvRegFactory factory;
@@ -96,19 +82,15 @@ void ExpectNear(const Doubles& actual, const Doubles& expected, double share) {
   }
 }
 
-class QvThreadRunnerTest : public ::testing::TestWithParam<Model> {
+class QvThreadRunnerTest : public ::testing::TestWithParam<ModelKind> {
  protected:
   const Records records_ = RandomRecords(600);
 };
 
-std::string NameOf(const ::testing::TestParamInfo<Model>& info) {
-  if (info.param == Model::kLinear) return "linear";
-  return info.param == Model::kLogistic ? "logistic" : "in_memory";
-}
-
 INSTANTIATE_TEST_SUITE_P(Models, QvThreadRunnerTest,
-                         ::testing::Values(Model::kLinear, Model::kLogistic, Model::kInMemory),
-                         NameOf);
+                         ::testing::Values(ModelKind::kLinear, ModelKind::kLogistic,
+                                           ModelKind::kInMemory),
+                         [](const auto& tested) { return qvtest::ModelKindName(tested.param); });
 
 TEST_P(QvThreadRunnerTest, OnePartGivesTheBitsOfARunWithoutRunner) {
   VectorParts parts(records_, 1);
@@ -132,7 +114,7 @@ TEST_P(QvThreadRunnerTest, ARunnerServesSeveralRuns) {
   VectorParts parts(records_, 4);
   QvThreadRunner runner(parts, 2);
   const Doubles first = FitWith(GetParam(), runner);
-  FitWith(Model::kLinear, runner);
+  FitWith(ModelKind::kLinear, runner);
   EXPECT_EQ(FitWith(GetParam(), runner), first);
 }
 
@@ -179,6 +161,162 @@ TEST_P(QvThreadRunnerTest, ACategoryThatOnePartHoldsIsThere) {
                    [](const auto& a, const auto& b) { return a[qvtest::kF] < b[qvtest::kF]; });
   VectorParts parts(sorted, 4);
   ExpectNear(FitOnThreads(GetParam(), parts, 2), FitPlainly(GetParam(), sorted), 1e-9);
+}
+
+/// The numbers' bits, so that what is not a number equals itself.
+std::vector<std::uint64_t> BitsOf(const Doubles& numbers) {
+  std::vector<std::uint64_t> bits;
+  for (const double number : numbers) bits.push_back(std::bit_cast<std::uint64_t>(number));
+  return bits;
+}
+
+/// Records that reach what RandomRecords do not: a part's sums are of another kind than those of
+/// the next.
+struct HardRecords {
+  std::string name;
+  std::function<void(QvCommon::Record& record, bool isFirstHalf)> change;
+};
+
+void PrintTo(const HardRecords& hard, std::ostream* out) { *out << hard.name; }
+
+class QvThreadRunnerHard : public ::testing::TestWithParam<std::tuple<ModelKind, HardRecords>> {};
+
+INSTANTIATE_TEST_SUITE_P(Records, QvThreadRunnerHard,
+                         ::testing::Combine(::testing::Values(ModelKind::kLinear,
+                                                              ModelKind::kLogistic,
+                                                              ModelKind::kInMemory),
+                                            ::testing::Values(HardRecords{"TinyWeightsFirst",
+                                                                          [](auto& r, bool first) {
+                                                                            r[qvtest::kRegr] =
+                                                                                first ? 1e-150
+                                                                                      : 1e150;
+                                                                          }},
+                                                              HardRecords{"TinyWeightsLast",
+                                                                          [](auto& r, bool first) {
+                                                                            r[qvtest::kRegr] =
+                                                                                first ? 1e150
+                                                                                      : 1e-150;
+                                                                          }},
+                                                              HardRecords{"LargeColumns",
+                                                                          [](auto& r, bool) {
+                                                                            r[qvtest::kX] *= 1e300;
+                                                                          }},
+                                                              HardRecords{"LargeColumnsInOneHalf",
+                                                                          [](auto& r, bool first) {
+                                                                            r[qvtest::kX] *=
+                                                                                first ? 1e300 : 1.0;
+                                                                          }},
+                                                              HardRecords{"OneInfinity",
+                                                                          [](auto& r, bool) {
+                                                                            if (r[qvtest::kX] >
+                                                                                2.5) {
+                                                                              r[qvtest::kX] = std::
+                                                                                  numeric_limits<
+                                                                                      double>::
+                                                                                      infinity();
+                                                                            }
+                                                                          }},
+                                                              HardRecords{"ConstantDependent",
+                                                                          [](auto& r, bool) {
+                                                                            r[qvtest::kY] = 0.1;
+                                                                          }},
+                                                              HardRecords{
+                                                                  "DependentConstantInEachHalf",
+                                                                  [](auto& r, bool first) {
+                                                                    r[qvtest::kY] =
+                                                                        first ? 0.1 : 0.3;
+                                                                  }},
+                                                              HardRecords{
+                                                                  "SeparatedLevels",
+                                                                  [](auto& r, bool) {
+                                                                    r[qvtest::kCategory] =
+                                                                        r[qvtest::kX] > 0.5
+                                                                            ? 0.0
+                                                                            : r[qvtest::kCategory];
+                                                                  }})),
+                         [](const auto& tested) {
+                           return qvtest::ModelKindName(std::get<0>(tested.param)) +
+                                  std::get<1>(tested.param).name;
+                         });
+
+TEST_P(QvThreadRunnerHard, OnePartIsAPlainRunAndThreadsDoNotShow) {
+  const auto& [kind, hard] = GetParam();
+  Records records = RandomRecords(600);
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    if (records[i][qvtest::kX] != QvMV::gMissingValue) hard.change(records[i], i < 300);
+  }
+  VectorParts whole(records, 1);
+  EXPECT_EQ(BitsOf(FitOnThreads(kind, whole, 2)), BitsOf(FitPlainly(kind, records)));
+  VectorParts parts(records, 6);
+  const std::vector<std::uint64_t> one = BitsOf(FitOnThreads(kind, parts, 1));
+  EXPECT_EQ(BitsOf(FitOnThreads(kind, parts, 3)), one);
+}
+
+TEST(QvThreadRunner, SumsOfVeryDifferentWeightsAreThoseOfOnePart) {
+  for (const bool isTinyFirst : {true, false}) {
+    Records records = RandomRecords(600);
+    for (std::size_t i = 0; i < records.size(); ++i) {
+      records[i][qvtest::kRegr] = (i < 300) == isTinyFirst ? 1e-150 : 1e150;
+    }
+    VectorParts parts(records, 6);
+    ExpectNear(FitOnThreads(ModelKind::kLinear, parts, 2), FitPlainly(ModelKind::kLinear, records),
+               1e-9);
+  }
+}
+
+/// Counts how often the passes of its parts are started; refuses one of them.
+class CountingParts : public VectorParts {
+ public:
+  using VectorParts::VectorParts;
+  [[nodiscard]] std::unique_ptr<QvCommon::MultiPassRecordIter> OpenPart(int part) override {
+    class Iter : public VectorRecordIter {
+     public:
+      Iter(std::vector<QvCommon::Record> records, CountingParts& parts)
+          : VectorRecordIter(std::move(records)), parts_(parts) {}
+      int NewPass() override {
+        if (++parts_.starts_ == parts_.refused_) return QvCommon::kIterReadError;
+        return VectorRecordIter::NewPass();
+      }
+
+     private:
+      CountingParts& parts_;
+    };
+    return std::make_unique<Iter>(Part(part), *this);
+  }
+
+  int starts_ = 0;
+  int refused_ = -1;
+};
+
+TEST_P(QvThreadRunnerTest, APartIsStartedOnceAPassAndNotWhereItsRowsAreKept) {
+  CountingParts parts(records_, 4);
+  QvThreadRunner threads(parts, 1);
+  class Runner : public IQvPassRunner {
+   public:
+    explicit Runner(IQvPassRunner& inner) : inner_(inner) {}
+    QvCommon::QvStatus Run(const std::vector<unsigned char>& request, QvCancelInfo& cancel,
+                           std::vector<unsigned char>& answer) override {
+      ++passes_;
+      return inner_.Run(request, cancel, answer);
+    }
+    int passes_ = 0;
+
+   private:
+    IQvPassRunner& inner_;
+  };
+  Runner runner(threads);
+  FitWith(GetParam(), runner);
+  const int reading = GetParam() == ModelKind::kInMemory ? 2 : runner.passes_;
+  EXPECT_EQ(parts.starts_, 4 * reading);
+}
+
+TEST_P(QvThreadRunnerTest, APartThatCannotBeStartedEndsTheRun) {
+  for (const int refused : {1, 2, 6}) {
+    CountingParts parts(records_, 4);
+    parts.refused_ = refused;
+    QvThreadRunner runner(parts, 1);
+    EXPECT_EQ(StatusWith(GetParam(), runner).GetCode(), QvStatusCode::kNoRecords) << refused;
+  }
 }
 
 /// Parts that throw, or cannot be opened.
@@ -269,7 +407,7 @@ TEST_P(QvThreadRunnerTest, TheQueryIsAskedOnTheCallingThreadAndStopsARun) {
 TEST_P(QvThreadRunnerTest, CancelFromAnotherThreadStopsARun) {
   EndlessParts parts(records_, 3);
   QvThreadRunner runner(parts, 2);
-  Settings settings(GetParam());
+  RandomModel settings(GetParam());
   settings.Get().SetPassRunner(&runner);
   QvRegFactory factory;
   const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings.Get()));
@@ -299,7 +437,7 @@ TEST_P(QvThreadRunnerTest, AFailedAllocationEndsTheRunAsOnOneThread) {
   bool hasStruck = true;
   for (long long n = 1; hasStruck; n += 1 + n / 20) {
     QvThreadRunner runner(parts, 2);
-    Settings settings(GetParam());
+    RandomModel settings(GetParam());
     settings.Get().SetPassRunner(&runner);
     QvRegFactory factory;
     const std::unique_ptr<IQvRegComponent> component(factory.CreateRegAlgorithm(settings.Get()));
@@ -331,8 +469,8 @@ TEST_P(QvThreadRunnerTest, AFailedAllocationEndsTheRunAsOnOneThread) {
 }
 
 TEST(QvThreadRunner, CountsRecordsAsOneThreadDoes) {
-  Settings plain(Model::kLinear);
-  Settings threaded(Model::kLinear);
+  RandomModel plain(ModelKind::kLinear);
+  RandomModel threaded(ModelKind::kLinear);
   const Records records = RandomRecords(300);
   VectorParts parts(records, 7);
   QvThreadRunner runner(parts, 2);
@@ -355,12 +493,18 @@ TEST(QvPartCount, EstimatesTheParametersOfSettings) {
   logistic.Effect({1, 2}).Effect({1}).Effect({}, {3, 3});
   qvtest::LinearSettings linear(0, {{1, 100}, {2, 50}}, {3});
   linear.Effect({1, 2}).Effect({1}).Effect({}, {3, 3});
-  constexpr long long kMany = 3000000;
-  constexpr long long kBound = 1 + 5000 + 100 + 1;
-  EXPECT_LT(QvPartCount(kMany, linear.Get()), 128);
-  EXPECT_EQ(QvPartCount(kMany, linear.Get()), QvPartCount(kMany, kBound));
-  EXPECT_EQ(QvPartCount(kMany, logistic.Get()), QvPartCount(kMany, 3 * kBound));
+  // About 1 + 5000 + 100 + 1 parameters, and three times as many: 64 n / (p^2 / 2).
+  EXPECT_EQ(QvPartCount(20000000, linear.Get()), 98);
+  EXPECT_EQ(QvPartCount(100000000, logistic.Get()), 54);
   EXPECT_EQ(QvPartCount(0, linear.Get()), 1);
+}
+
+TEST(QvPartCount, CountsNoMoreLevelCombinationsThanRecords) {
+  qvtest::LinearSettings linear(0, {{1, 3000}, {2, 3000}}, {});
+  linear.Effect({1, 2});
+  // 1 + 100000 parameters, not 9000001: the least of many parts either way, but not fewer.
+  EXPECT_EQ(QvPartCount(100000, linear.Get()), 16);
+  EXPECT_EQ(QvPartCount(100000, linear.Get()), QvPartCount(100000, 100001));
 }
 
 TEST(QvPartCount, GrowsWithTheRecordsUnlessMergingCostsMore) {

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "qvreg/common/Constants.h"
@@ -56,6 +57,34 @@ enum RandomVariable { kY = 0, kCategory = 1, kF = 2, kG = 3, kX = 4, kZ = 5, kFr
   model->FrequencyWeight(kFreq).RegressionWeight(kRegr);
   return model;
 }
+
+/// The kinds of model that every promise of passes is tried on.
+enum class ModelKind { kLinear, kLogistic, kInMemory };
+
+[[nodiscard]] inline std::string ModelKindName(ModelKind kind) {
+  if (kind == ModelKind::kLinear) return "Linear";
+  return kind == ModelKind::kLogistic ? "Logistic" : "InMemory";
+}
+
+/// Settings of such a model of RandomRecords, and what they borrow.
+class RandomModel {
+ public:
+  explicit RandomModel(ModelKind kind) {
+    if (kind == ModelKind::kLinear) {
+      linear_ = RandomLinear();
+    } else {
+      logistic_ = RandomLogistic();
+      logistic_->InMemory(kind == ModelKind::kInMemory);
+    }
+  }
+  [[nodiscard]] QvRegSettings& Get() {
+    return linear_ != nullptr ? linear_->Get() : logistic_->Get();
+  }
+
+ private:
+  std::unique_ptr<LinearSettings> linear_;
+  std::unique_ptr<LogisticSettings> logistic_;
+};
 
 /// Every number of a fit, to compare: estimates, their covariance, fit statistics, counts, and of a
 /// logistic model the classification.
