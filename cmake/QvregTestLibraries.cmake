@@ -29,11 +29,13 @@ endif()
 # qvreg_add_test_program(PROGRAM SHARDS): a program of GoogleTest runs whole, in SHARDS processes that
 # divide its tests. Only what fails is printed, and how many ran.
 function(qvreg_add_test_program program shards)
-  # Headers that take longer to read than most tests to compile.
   target_link_libraries(${program} PRIVATE nlohmann_json::nlohmann_json)
-  target_precompile_headers(${program} PRIVATE <gtest/gtest.h> <nlohmann/json.hpp>)
-  # What is tested is optimized fully, its tests need not be.
-  target_compile_options(${program} PRIVATE $<$<AND:$<CONFIG:Release>,$<NOT:$<CXX_COMPILER_ID:MSVC>>>:-O1>)
+  target_precompile_headers(${program} PRIVATE <gtest/gtest.h>)
+  # What is tested is optimized fully, its tests need not be; with sanitizers, optimizing takes more
+  # than half of the time that a test compiles.
+  target_compile_options(${program} PRIVATE
+    $<$<AND:$<CONFIG:Release>,$<NOT:$<CXX_COMPILER_ID:MSVC>>>:-O1>
+    $<$<BOOL:${QVREG_SANITIZE}>:-O0>)
   # GCC 12 warns of std::string where it comes from a precompiled header (its bug 105651).
   target_compile_options(${program} PRIVATE
     $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-array-bounds$<SEMICOLON>-Wno-stringop-overflow>)

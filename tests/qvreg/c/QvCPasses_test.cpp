@@ -206,8 +206,15 @@ TEST_P(CPasses, AWorkerReportsASourceThatFails) {
   EXPECT_EQ(error.discrete[0], 42);
   EXPECT_EQ(error.discrete[1], 1);
   EXPECT_EQ(error.discrete[2], -5);
+  cluster.Feed(0).onNext = [](int /*pass*/, std::size_t position) -> std::int32_t {
+    if (position == 41) throw std::runtime_error("torn");
+    return QVREG_NEXT_RECORD;
+  };
+  EXPECT_EQ(ErrorOf(run).code, QVREG_CALLBACK_THREW);
   cluster.Feed(0).onRewind = [](int /*pass*/) { return -6; };
   EXPECT_EQ(ErrorOf(run).code, QVREG_NO_FURTHER_PASS);
+  EXPECT_EQ(qvreg_worker_run(worker.get(), request.get(), -1, source.get(), &answer, nullptr),
+            QVREG_BAD_ARGUMENT);
   EXPECT_EQ(answer, nullptr);
   // Neither leaves the worker in a bad state.
   cluster.Feed(0).onNext = nullptr;
