@@ -159,7 +159,7 @@ class CommandWords {
     // The reader would take the next word.
     if (sign + 1 == word.size()) RefuseNoValue(*option);
     Count(*option);
-    last_ = option;
+    TakeFurtherValues(*option);
   }
 
   /// Several flags may be joined, and a value may follow at once.
@@ -180,7 +180,8 @@ class CommandWords {
         Refuse(fmt::format("Write -{0} without '=': -{0} {1}.", word[i],
                            ShellWord(word.substr(i + 2))));
       }
-      return Count(*option);
+      Count(*option);
+      return TakeFurtherValues(*option);
     }
   }
 
@@ -190,8 +191,13 @@ class CommandWords {
     if (!TakesValue(option)) return;
     const bool hasValue = at_ < words_.size() && !IsKnownOption(command_, words_[at_]);
     if (!hasValue) RefuseNoValue(option);
-    last_ = &option;
     ++at_;
+    TakeFurtherValues(option);
+  }
+
+  /// Those behind the first value, which was taken.
+  void TakeFurtherValues(const CLI::Option& option) {
+    last_ = &option;
     const bool isList = option.get_items_expected_max() > 1;
     while (isList && at_ < words_.size() && !IsOptionWord(words_[at_])) {
       if (LooksLikeFormula(words_[at_])) formula_ = words_[at_];

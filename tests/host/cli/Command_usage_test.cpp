@@ -1,5 +1,6 @@
 // What the command answers to a command line that it cannot take, and to a call for help.
 
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -207,6 +208,10 @@ TEST_F(CommandUsage, AValueThatABlankTore) {
                  "'~' follows the value of --formula and belongs to no option; write a value that "
                  "has blanks in single quotes."},
                 "qvreg fit --help");
+  ExpectRefused({{"fit", "-d", "rows.csv", "-fy", "~", "x"},
+                 "'~' follows the value of --formula and belongs to no option; write a value that "
+                 "has blanks in single quotes."},
+                "qvreg fit --help");
   ExpectFitRefused({"--where=x", ">", "2"},
                    "'>' follows the value of --where and belongs to no option; write a value that "
                    "has blanks in single quotes.");
@@ -219,6 +224,9 @@ TEST_F(CommandUsage, NoFormula) {
   ExpectRefused({{"fit", "--data", "rows.csv", "y ~ x"},
                  "--formula is missing, and 'y ~ x' is no file; write --formula 'y ~ x'."},
                 "qvreg fit --help");
+  ExpectRefused({{"fit", "-drows.csv", "y ~ x"},
+                 "--formula is missing, and 'y ~ x' is no file; write --formula 'y ~ x'."},
+                "qvreg fit --help");
 }
 
 // ---- What works -------------------------------------------------------------
@@ -228,6 +236,21 @@ TEST_F(CommandUsage, ShortOptions) {
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.out, "");
   EXPECT_TRUE(qvtest::ReadFile(folder_.File("p.csv")).starts_with("observed,predicted,"));
+}
+
+TEST_F(CommandUsage, MoreValuesFollowAnOptionJoinedToItsFirst) {
+  folder_.Write("more.csv", "y,x,g\n6,5,a\n8,6.5,b\n");
+  for (const Words& data :
+       {Words{"--data=rows.csv", "more.csv"}, Words{"-drows.csv", "more.csv"},
+        Words{"-qdrows.csv", "more.csv"}, Words{"--data", "rows.csv", "more.csv"}}) {
+    Words words = {"fit", "-f", "y ~ x", "--json=fit.json"};
+    words.insert(words.end(), data.begin(), data.end());
+    const CommandResult result = Run(words);
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(nlohmann::json::parse(qvtest::ReadFile(folder_.File("fit.json")))["records"]["read"],
+              6)
+        << data.front();
+  }
 }
 
 TEST_F(CommandUsage, ValuesThatBeginWithADash) {
