@@ -166,7 +166,7 @@ class CommandWords {
   void CheckShort(const std::string& word) {
     if (const CLI::Option* const meant = LongOption(command_, NameIn(word));
         meant != nullptr && NameIn(word).size() > 1) {
-      Refuse(fmt::format("'{}' needs two dashes: -{}.", word, word));
+      Refuse(fmt::format("'{}' needs two dashes: {}.", word, ShellWord("-" + word)));
     }
     for (std::size_t i = 1; i < word.size(); ++i) {
       const CLI::Option* const option = ShortOption(command_, word[i]);
@@ -250,7 +250,10 @@ class CommandWords {
       Refuse(fmt::format("{0} goes without a command: qvreg {0}.", written));
     }
     if (!isShort && name.size() == 1 && ShortOption(command_, name.front()) != nullptr) {
-      Refuse(fmt::format("'{}' needs one dash: -{}.", word, word.substr(2)));
+      const std::size_t sign = word.find('=');
+      const std::string value =
+          sign == std::string::npos ? "" : " " + ShellWord(word.substr(sign + 1));
+      Refuse(fmt::format("'{}' needs one dash: -{}{}.", word, name, value));
     }
     // One letter is near to nothing.
     const std::optional<std::string> nearest =

@@ -128,7 +128,10 @@ TEST_F(CommandUsage, AnUnknownOptionWithoutANearOne) {
 TEST_F(CommandUsage, OneDashForTwo) {
   ExpectFitRefused({"-model", "linear"}, "'-model' needs two dashes: --model.");
   ExpectFitRefused({"--q"}, "'--q' needs one dash: -q.");
-  ExpectRefused({{"fit", "-formula=y ~ x"}, "'-formula=y ~ x' needs two dashes: --formula=y ~ x."},
+  ExpectRefused(
+      {{"fit", "-formula=y ~ x"}, "'-formula=y ~ x' needs two dashes: '--formula=y ~ x'."},
+      "qvreg fit --help");
+  ExpectRefused({{"fit", "--f=y ~ x"}, "'--f=y ~ x' needs one dash: -f 'y ~ x'."},
                 "qvreg fit --help");
 }
 
