@@ -229,9 +229,9 @@ class CommandWords {
   }
 
   [[noreturn]] void RefuseStray(const std::string& word) const {
-    const bool isTorn =
+    const bool isSplit =
         last_ != nullptr && (!LooksLikeFormula(word) || last_->check_name("--formula"));
-    if (isTorn) {
+    if (isSplit) {
       Refuse(
           fmt::format("'{}' follows the value of {} and belongs to no option; write a value that "
                       "has blanks in single quotes.",

@@ -31,7 +31,7 @@ struct LogisticFit {
   int outcomeCode = 0;              ///< The number of the library's outcome for how they all ended.
   bool converged = false;           ///< Whether the estimates are the best there are.
   std::string outcome;              ///< The same as a word: `parameters_converged`.
-  std::string separation = "none";  ///< Found of the levels: `none`, `quasi` or `complete`.
+  std::string separation = "none";  ///< Separation found: `none`, `quasi` or `complete`.
   std::string ending;               ///< The same as a sentence.
   std::optional<double> initialLogLikelihood;  ///< Of the intercepts alone.
   std::optional<double> logLikelihood;

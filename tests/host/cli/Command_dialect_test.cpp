@@ -139,7 +139,7 @@ TEST(CommandDialect, FactorsAndNames) {
   EXPECT_EQ(ParameterOf(fit, "cylinders=4").at("levels"), (Json{{"cylinders", "4"}}));
 }
 
-TEST(CommandDialect, NumbersInDisguiseInsideACall) {
+TEST(CommandDialect, TextThatReadsAsNumbersInsideACall) {
   const qvtest::TempFolder folder;
   folder.Write("t.csv", "y;preis\n1;1.234,56\n2;17,5\n3;999,00\n4;12.000,25\n");
   const auto fit = [&](const std::vector<std::string>& more) {

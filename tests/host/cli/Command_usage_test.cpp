@@ -206,7 +206,7 @@ TEST_F(CommandUsage, AWordThatBelongsToNothing) {
                 "qvreg fit --help");
 }
 
-TEST_F(CommandUsage, AValueThatABlankTore) {
+TEST_F(CommandUsage, AValueSplitAtBlanks) {
   ExpectRefused({{"fit", "-d", "rows.csv", "-f", "y", "~", "x"},
                  "'~' follows the value of --formula and belongs to no option; write a value that "
                  "has blanks in single quotes."},
