@@ -158,10 +158,10 @@ void FitArguments::AddInference() {
           ->group(group);
   command_
       ->add_option("--threads", options_.threads,
-                   "Threads that make the passes over the records, 0 for one\n"
-                   "per core; the results do not depend on it")
+                   fmt::format("Threads that make the passes over the records, 0 for one\n"
+                               "per core, at most {}; the results do not depend on it",
+                               kMostThreads))
       ->type_name("N")
-      ->check(CLI::Range(0, kMostThreads).description(""))
       ->group(group);
   noRefineOption_ = command_
                         ->add_flag("--no-refine", noRefine_,
@@ -290,6 +290,10 @@ void FitArguments::CheckRanges() const {
   }
   if (options_.tolerance && !(*options_.tolerance >= 0.0 && *options_.tolerance < 1.0)) {
     RefuseUsage("--tolerance must be at least 0 and below 1, such as 1e-12.");
+  }
+  if (options_.threads < 0 || options_.threads > kMostThreads) {
+    RefuseUsage(fmt::format("--threads must be a whole number from 0 to {}; 0 is one per core.",
+                            kMostThreads));
   }
   if (degreesOfFreedomOption_->count() > 0 &&
       !(degreesOfFreedom_ > 0.0 && std::isfinite(degreesOfFreedom_))) {

@@ -187,6 +187,16 @@ TEST_F(CommandUsage, AValueOfTheWrongKind) {
   ExpectFitRefused({"--color", "yes"}, "--color takes 'auto', 'always' or 'never', not 'yes'.");
 }
 
+TEST_F(CommandUsage, ANumberOfThreadsOutOfRange) {
+  for (const char* const threads : {"-1", "1025", "5000"}) {
+    ExpectFitRefused({"--threads", threads},
+                     "--threads must be a whole number from 0 to 1024; 0 is one per core.");
+  }
+  ExpectFitRefused({"--threads", "2.5"}, "--threads takes a whole number, not '2.5'.");
+  const std::string help = Run({"fit", "--help"}).out;
+  EXPECT_NE(help.find("at most 1024"), std::string::npos) << help;
+}
+
 TEST_F(CommandUsage, OptionsThatExcludeOneAnother) {
   ExpectFitRefused({"--in-memory", "--no-in-memory"},
                    "--no-in-memory and --in-memory exclude one another; give one of them.");
