@@ -210,7 +210,10 @@ void FitArguments::AddSummary() {
                                    "and odds ratios, 1 to 17 [5 of the smallest in a column]")
                       ->type_name("N")
                       ->group(group);
-  command_->add_flag("--all", style_.all, "Print all rows of tables of more than 60")->group(group);
+  command_
+      ->add_flag("--all", style_.all,
+                 "Print all rows of tables of more than 60, and all of more\nthan 12 tables")
+      ->group(group);
   command_
       ->add_option("--color", color_,
                    "auto, always or never; auto colours on a terminal,\n"
