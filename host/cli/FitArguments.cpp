@@ -305,11 +305,11 @@ void FitArguments::CheckRanges() const {
 }
 
 void FitArguments::CheckLevelOptions() const {
-  const auto check = [](const char* option, const std::vector<std::string>& texts) {
+  const auto check = [](LevelOption option, const std::vector<std::string>& texts) {
     for (const std::string& text : texts) CheckLevelOption(option, text);
   };
-  check("--base", options_.binding.bases);
-  check("--levels", options_.binding.levels);
+  check(LevelOption::kBase, options_.binding.bases);
+  check(LevelOption::kLevels, options_.binding.levels);
 }
 
 void FitArguments::TakeModelKind() {
