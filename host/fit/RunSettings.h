@@ -24,8 +24,7 @@ namespace qvhost {
 /// are built over; the copies in the settings and in components do without it.
 class RunSettings {
  public:
-  /// Throws Error (kBadInput) for a reference level that the dependent does not have, and for one
-  /// in the options that differs from that in the formula.
+  /// Throws Error (kBadInput) for a reference level that the dependent does not have.
   RunSettings(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
               const FitOptions& options);
   RunSettings(const RunSettings&) = delete;
