@@ -44,16 +44,6 @@ std::string DateText(std::string text) {
   return text;
 }
 
-/// A column's name as a formula takes it. Back-quotes are never wrong.
-std::string FormulaName(std::string_view column) {
-  const bool isPlain = std::ranges::all_of(
-      column, [](char c) { return c == '_' || (LowerAscii(c) >= 'a' && LowerAscii(c) <= 'z'); });
-  if (isPlain) return std::string(column);
-  std::string name = "`";
-  for (const char c : column) name.append(c == '`' ? 2 : 1, c);
-  return name += '`';
-}
-
 /// Some of many levels, from all over the list.
 std::vector<std::string> Sample(const std::vector<std::string>& levels) {
   constexpr std::size_t kMost = 20000;
@@ -183,7 +173,7 @@ class Notes {
           fmt::format("The dates of '{}' are read as {}. If they are otherwise, add {} and write "
                       "strptime({}, ...) in the formula.",
                       dates.column, DateText(dates.format), TypesText(dates.column, "varchar"),
-                      FormulaName(dates.column)));
+                      WrittenName(dates.column)));
     }
     for (const TextLayout::Grouped& grouped : layout->grouped) {
       if (!IsUsed(grouped.column)) continue;

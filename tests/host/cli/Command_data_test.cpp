@@ -115,6 +115,9 @@ TEST_F(CommandData, CodesDatesAndThousandsAreNamed) {
   EXPECT_EQ(Notes(RowsOf("y,x", ",", zip), {"--types", "x=integer"}), "");
   const auto date = [](int i) { return "0" + std::to_string(1 + i % 9) + "/02/2024"; };
   ExpectHas(Notes(RowsOf("y,d", ",", date), {}, "y ~ day(d)"), "The dates of 'd' are read as ");
+  // A word of SQL is no bare name.
+  ExpectHas(Notes(RowsOf("y,when", ",", date), {}, "y ~ day(`when`)"),
+            "write strptime(`when`, ...) in the formula.\n");
   const auto grouped = [](int i) { return std::to_string(1 + i % 9) + ".000"; };
   ExpectHas(Notes(RowsOf("y;x", ";", grouped), {}),
             "The values of 'x', such as '1.000', are read with a decimal point. If points separate "
