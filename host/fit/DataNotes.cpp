@@ -12,6 +12,7 @@
 #include "host/Text.h"
 #include "host/formula/Tokenizer.h"
 #include "host/table/ColumnCoders.h"
+#include "host/table/MissingStrings.h"
 #include "host/table/NumberFormat.h"
 
 namespace qvhost {
@@ -203,12 +204,6 @@ class Notes {
 };
 
 }  // namespace
-
-bool MayBeLevel(std::string_view text) {
-  constexpr std::array<std::string_view, 6> kNoLevels = {"", "na", "n/a", "#n/a", "nan", "null"};
-  const auto isThis = [text](std::string_view other) { return SameWord(text, other); };
-  return std::ranges::none_of(kNoLevels, isThis);
-}
 
 std::vector<std::string> DataNotes(const Formula& formula, const ModelBinding& binding,
                                    const CodedTable& table, const TableSource& source,

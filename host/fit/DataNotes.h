@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "host/fit/ModelBinding.h"
@@ -20,9 +19,5 @@ namespace qvhost {
                                                  const ModelBinding& binding,
                                                  const CodedTable& table, const TableSource& source,
                                                  bool choseMissing);
-
-/// Whether a missing string may as well be a level of a factor, as None, - or ?: it is neither
-/// empty nor a spelling of NA, N/A, NaN or NULL.
-[[nodiscard]] bool MayBeLevel(std::string_view text);
 
 }  // namespace qvhost
