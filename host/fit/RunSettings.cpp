@@ -13,7 +13,6 @@
 #include "host/fit/SpoolRunner.h"
 #include "host/formula/Terms.h"
 #include "host/table/LevelChoice.h"
-#include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvModelEffect.h"
 
@@ -49,9 +48,7 @@ std::size_t CountObserved(const CodedTable& table, const QvLogRegSettings& setti
   constexpr std::size_t kMost = 3;
   const std::size_t levels = table.Columns()[ModelBinding::kDependent].levels.size();
   if (levels < kMost) return levels;
-  QvRegRecordValidator validator;
-  validator.SetRecordInfo(settings.GetVariableTypes(), settings.GetFactors(),
-                          settings.GetFactorSizes(), settings.GetDependentNCategs());
+  const QvRegRecordValidator validator = ValidatorOf(settings);
   SpoolRecords records(table, progress);
   std::vector<bool> isObserved(levels, false);
   std::size_t observed = 0;
@@ -95,6 +92,16 @@ int FindReferenceLevel(const std::string& reference, const CodedColumn& dependen
               fmt::format("'{}' has no level '{}' to be the --reference; give one of its levels, "
                           "first or last.{}",
                           dependent.label, reference, LevelHint(dependent.levels, reference)));
+}
+
+QvRegRecordValidator ValidatorOf(const QvRegSettings& settings) {
+  constexpr int kNoCategories = 0;
+  const auto* const logistic = dynamic_cast<const QvLogRegSettings*>(&settings);
+  QvRegRecordValidator validator;
+  validator.SetRecordInfo(settings.GetVariableTypes(), settings.GetFactors(),
+                          settings.GetFactorSizes(),
+                          logistic == nullptr ? kNoCategories : logistic->GetDependentNCategs());
+  return validator;
 }
 
 RunSettings::RunSettings(const Formula& formula, const ModelBinding& binding,

@@ -10,6 +10,7 @@
 #include "host/fit/ModelBinding.h"
 #include "host/formula/Formula.h"
 #include "host/table/CodedTable.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/settings/QvRegSettings.h"
 
 namespace qvhost {
@@ -18,6 +19,9 @@ namespace qvhost {
 /// (see FindLevel), or one of the library's own codes for `first`, `last` and an empty text (the
 /// last). Throws Error (kBadInput) when the dependent has no such level, with those that it has.
 [[nodiscard]] int FindReferenceLevel(const std::string& reference, const CodedColumn& dependent);
+
+/// Tells which records these settings use.
+[[nodiscard]] QvRegRecordValidator ValidatorOf(const QvRegSettings& settings);
 
 /// The library's settings for a bound formula: roles of the record's positions, one effect for each
 /// term, and the options of the kind of model. Owns the list of variables that the effects
