@@ -227,8 +227,8 @@ std::vector<StandardizedVariable> Standardize(const Formula& formula, const Mode
 
 std::string StandardizedText(const StandardizedVariable& variable) {
   return fmt::format(
-      "{}: centre {:.6g}{}, of the records used.", variable.label, variable.centre,
-      variable.deviation ? fmt::format(", deviation {:.6g}", *variable.deviation) : "");
+      "{}: mean {:.6g}{}, of the records used.", variable.label, variable.centre,
+      variable.deviation ? fmt::format(", standard deviation {:.6g}", *variable.deviation) : "");
 }
 
 }  // namespace qvhost

@@ -33,7 +33,8 @@ using StandardizingProgress = std::function<void(long long records)>;
                                                             const Interrupt& interrupt,
                                                             const StandardizingProgress& progress);
 
-/// A sentence for the notes: `scale(mass): centre 4201.75, deviation 801.955, of the records used.`
+/// A sentence for the notes: `scale(mass): mean 4201.75, standard deviation 801.955, of the records
+/// used.`
 [[nodiscard]] std::string StandardizedText(const StandardizedVariable& variable);
 
 }  // namespace qvhost

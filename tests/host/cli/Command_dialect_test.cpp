@@ -115,8 +115,9 @@ TEST(CommandDialect, PredictionsUseTheStandardizedValues) {
           .In(folder.Path())
           .Run();
   ASSERT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_NE(result.out.find("- scale(x): centre 9.63158, deviation 6.04805, of the records used."),
-            std::string::npos)
+  EXPECT_NE(
+      result.out.find("- scale(x): mean 9.63158, standard deviation 6.04805, of the records used."),
+      std::string::npos)
       << result.out;
   const Json numbers = FitJson({"--data", folder.File("p.csv"), "--formula", "predicted ~ 1"});
   EXPECT_EQ(numbers.at("records").at("used"), 20);

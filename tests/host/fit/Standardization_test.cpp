@@ -184,9 +184,9 @@ TEST(Standardization, StopsWhenInterrupted) {
 
 TEST(Standardization, TheSentenceHasSixDigits) {
   EXPECT_EQ(StandardizedText({"scale(m)", "m", 4201.7543859, 801.95453}),
-            "scale(m): centre 4201.75, deviation 801.955, of the records used.");
+            "scale(m): mean 4201.75, standard deviation 801.955, of the records used.");
   EXPECT_EQ(StandardizedText({"center(m)", "m", 0.5, {}}),
-            "center(m): centre 0.5, of the records used.");
+            "center(m): mean 0.5, of the records used.");
 }
 
 // The fit is that of the numbers standardized by hand; y = 10 + 3 x exactly.
