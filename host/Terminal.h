@@ -24,7 +24,7 @@ enum class ColorChoice {
 [[nodiscard]] bool IsTerminal(std::FILE* stream);
 
 /// Whether the stream is a terminal that takes escape sequences: colours, an erased line. One whose
-/// type (the environment's TERM) is `dumb` does not.
+/// type (the environment's TERM) is `dumb` does not. On Windows it switches the console to them.
 [[nodiscard]] bool TakesEscapes(std::FILE* stream);
 
 /// The columns of the terminal that the stream is; none for anything else, and where the terminal

@@ -56,7 +56,7 @@ TextStyle StyleOf(const Words& words, std::FILE* stream) {
   return style;
 }
 
-int Fail(ExitCode code, const std::string& message, const TextStyle& style = {}) {
+int Fail(ExitCode code, const std::string& message, const TextStyle& style) {
   WriteStandardError(style.Failure("qvreg:") + " " + message);
   return Code(code);
 }
@@ -101,9 +101,13 @@ int Run(const Words& words) {
   return Code(fit.Run());
 }
 
-int RunWords(const Words& words) noexcept {
+}  // namespace
+
+int RunCommand(int argc, const char* const* argv) noexcept {
   TextStyle style;
   try {
+    PrepareStandardStreams();
+    const Words words = WithoutHelpCommand(Words(argv + std::min(argc, 1), argv + argc));
     style = StyleOf(words, stderr);
     return Run(words);
   } catch (const Error& error) {
@@ -119,17 +123,6 @@ int RunWords(const Words& words) noexcept {
   } catch (...) {
     return Fail(ExitCode::kRunFailed, "Unexpected error. Please report it.", style);
   }
-}
-
-}  // namespace
-
-int RunCommand(int argc, const char* const* argv) noexcept try {
-  PrepareStandardStreams();
-  return RunWords(WithoutHelpCommand(Words(argv + std::min(argc, 1), argv + argc)));
-} catch (const std::exception& error) {
-  return Fail(ExitCode::kRunFailed, error.what());
-} catch (...) {
-  return Fail(ExitCode::kRunFailed, "Unexpected error. Please report it.");
 }
 
 }  // namespace qvhost

@@ -158,10 +158,10 @@ void FitArguments::AddInference() {
           ->group(group);
   command_
       ->add_option("--threads", options_.threads,
-                   "Threads that make the passes over the records, 0 for one\n"
-                   "per core; the results do not depend on it")
+                   fmt::format("Threads that make the passes over the records, 0 for one\n"
+                               "per core, at most {}; the results do not depend on it",
+                               kMostThreads))
       ->type_name("N")
-      ->check(CLI::Range(0, kMostThreads).description(""))
       ->group(group);
   noRefineOption_ = command_
                         ->add_flag("--no-refine", noRefine_,
@@ -210,7 +210,10 @@ void FitArguments::AddSummary() {
                                    "and odds ratios, 1 to 17 [5 of the smallest in a column]")
                       ->type_name("N")
                       ->group(group);
-  command_->add_flag("--all", style_.all, "Print all rows of tables of more than 60")->group(group);
+  command_
+      ->add_flag("--all", style_.all,
+                 "Print all rows of tables of more than 60, and all of more\nthan 12 tables")
+      ->group(group);
   command_
       ->add_option("--color", color_,
                    "auto, always or never; auto colours on a terminal,\n"
@@ -291,6 +294,10 @@ void FitArguments::CheckRanges() const {
   if (options_.tolerance && !(*options_.tolerance >= 0.0 && *options_.tolerance < 1.0)) {
     RefuseUsage("--tolerance must be at least 0 and below 1, such as 1e-12.");
   }
+  if (options_.threads < 0 || options_.threads > kMostThreads) {
+    RefuseUsage(fmt::format("--threads must be a whole number from 0 to {}; 0 is one per core.",
+                            kMostThreads));
+  }
   if (degreesOfFreedomOption_->count() > 0 &&
       !(degreesOfFreedom_ > 0.0 && std::isfinite(degreesOfFreedom_))) {
     RefuseUsage("--df must be a number above 0.");
@@ -298,11 +305,11 @@ void FitArguments::CheckRanges() const {
 }
 
 void FitArguments::CheckLevelOptions() const {
-  const auto check = [](const char* option, const std::vector<std::string>& texts) {
+  const auto check = [](LevelOption option, const std::vector<std::string>& texts) {
     for (const std::string& text : texts) CheckLevelOption(option, text);
   };
-  check("--base", options_.binding.bases);
-  check("--levels", options_.binding.levels);
+  check(LevelOption::kBase, options_.binding.bases);
+  check(LevelOption::kLevels, options_.binding.levels);
 }
 
 void FitArguments::TakeModelKind() {

@@ -159,14 +159,14 @@ class CommandWords {
     // The reader would take the next word.
     if (sign + 1 == word.size()) RefuseNoValue(*option);
     Count(*option);
-    last_ = option;
+    TakeFurtherValues(*option);
   }
 
   /// Several flags may be joined, and a value may follow at once.
   void CheckShort(const std::string& word) {
     if (const CLI::Option* const meant = LongOption(command_, NameIn(word));
         meant != nullptr && NameIn(word).size() > 1) {
-      Refuse(fmt::format("'{}' needs two dashes: -{}.", word, word));
+      Refuse(fmt::format("'{}' needs two dashes: {}.", word, ShellWord("-" + word)));
     }
     for (std::size_t i = 1; i < word.size(); ++i) {
       const CLI::Option* const option = ShortOption(command_, word[i]);
@@ -180,7 +180,8 @@ class CommandWords {
         Refuse(fmt::format("Write -{0} without '=': -{0} {1}.", word[i],
                            ShellWord(word.substr(i + 2))));
       }
-      return Count(*option);
+      Count(*option);
+      return TakeFurtherValues(*option);
     }
   }
 
@@ -190,8 +191,13 @@ class CommandWords {
     if (!TakesValue(option)) return;
     const bool hasValue = at_ < words_.size() && !IsKnownOption(command_, words_[at_]);
     if (!hasValue) RefuseNoValue(option);
-    last_ = &option;
     ++at_;
+    TakeFurtherValues(option);
+  }
+
+  /// Those behind the first value, which was taken.
+  void TakeFurtherValues(const CLI::Option& option) {
+    last_ = &option;
     const bool isList = option.get_items_expected_max() > 1;
     while (isList && at_ < words_.size() && !IsOptionWord(words_[at_])) {
       if (LooksLikeFormula(words_[at_])) formula_ = words_[at_];
@@ -223,9 +229,9 @@ class CommandWords {
   }
 
   [[noreturn]] void RefuseStray(const std::string& word) const {
-    const bool isTorn =
+    const bool isSplit =
         last_ != nullptr && (!LooksLikeFormula(word) || last_->check_name("--formula"));
-    if (isTorn) {
+    if (isSplit) {
       Refuse(
           fmt::format("'{}' follows the value of {} and belongs to no option; write a value that "
                       "has blanks in single quotes.",
@@ -244,7 +250,10 @@ class CommandWords {
       Refuse(fmt::format("{0} goes without a command: qvreg {0}.", written));
     }
     if (!isShort && name.size() == 1 && ShortOption(command_, name.front()) != nullptr) {
-      Refuse(fmt::format("'{}' needs one dash: -{}.", word, word.substr(2)));
+      const std::size_t sign = word.find('=');
+      const std::string value =
+          sign == std::string::npos ? "" : " " + ShellWord(word.substr(sign + 1));
+      Refuse(fmt::format("'{}' needs one dash: -{}{}.", word, name, value));
     }
     // One letter is near to nothing.
     const std::optional<std::string> nearest =

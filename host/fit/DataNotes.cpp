@@ -12,6 +12,7 @@
 #include "host/Text.h"
 #include "host/formula/Tokenizer.h"
 #include "host/table/ColumnCoders.h"
+#include "host/table/MissingStrings.h"
 #include "host/table/NumberFormat.h"
 
 namespace qvhost {
@@ -42,16 +43,6 @@ std::string DateText(std::string text) {
     }
   }
   return text;
-}
-
-/// A column's name as a formula takes it. Back-quotes are never wrong.
-std::string FormulaName(std::string_view column) {
-  const bool isPlain = std::ranges::all_of(
-      column, [](char c) { return c == '_' || (LowerAscii(c) >= 'a' && LowerAscii(c) <= 'z'); });
-  if (isPlain) return std::string(column);
-  std::string name = "`";
-  for (const char c : column) name.append(c == '`' ? 2 : 1, c);
-  return name += '`';
 }
 
 /// Some of many levels, from all over the list.
@@ -183,7 +174,7 @@ class Notes {
           fmt::format("The dates of '{}' are read as {}. If they are otherwise, add {} and write "
                       "strptime({}, ...) in the formula.",
                       dates.column, DateText(dates.format), TypesText(dates.column, "varchar"),
-                      FormulaName(dates.column)));
+                      WrittenName(dates.column)));
     }
     for (const TextLayout::Grouped& grouped : layout->grouped) {
       if (!IsUsed(grouped.column)) continue;
@@ -213,12 +204,6 @@ class Notes {
 };
 
 }  // namespace
-
-bool MayBeLevel(std::string_view text) {
-  constexpr std::array<std::string_view, 6> kNoLevels = {"", "na", "n/a", "#n/a", "nan", "null"};
-  const auto isThis = [text](std::string_view other) { return SameWord(text, other); };
-  return std::ranges::none_of(kNoLevels, isThis);
-}
 
 std::vector<std::string> DataNotes(const Formula& formula, const ModelBinding& binding,
                                    const CodedTable& table, const TableSource& source,

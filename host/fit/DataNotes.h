@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "host/fit/ModelBinding.h"
@@ -11,18 +10,14 @@
 
 namespace qvhost {
 
-/// How the data were read, where a user may have meant something else: numbers in disguise, codes
-/// with leading zeros, dates of an order of their own, a missing header, skipped lines, columns
-/// that not all files have, and, unless the user `choseMissing` strings, missing strings that may
-/// be levels. A sentence each, of the columns of the model alone. Throws Error (kBadInput) when a
-/// file cannot be read again.
+/// How the data were read, where a user may have meant something else: text that reads as numbers,
+/// codes with leading zeros, dates of an order of their own, a missing header, skipped lines,
+/// columns that not all files have, and, unless the user `choseMissing` strings, missing strings
+/// that may be levels. A sentence each, of the columns of the model alone. Throws Error (kBadInput)
+/// when a file cannot be read again.
 [[nodiscard]] std::vector<std::string> DataNotes(const Formula& formula,
                                                  const ModelBinding& binding,
                                                  const CodedTable& table, const TableSource& source,
                                                  bool choseMissing);
-
-/// Whether a missing string may as well be a level of a factor, as None, - or ?: it is neither
-/// empty nor a spelling of NA, N/A, NaN or NULL.
-[[nodiscard]] bool MayBeLevel(std::string_view text);
 
 }  // namespace qvhost

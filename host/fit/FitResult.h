@@ -31,7 +31,7 @@ struct LogisticFit {
   int outcomeCode = 0;              ///< The number of the library's outcome for how they all ended.
   bool converged = false;           ///< Whether the estimates are the best there are.
   std::string outcome;              ///< The same as a word: `parameters_converged`.
-  std::string separation = "none";  ///< Found of the levels: `none`, `quasi` or `complete`.
+  std::string separation = "none";  ///< Separation found: `none`, `quasi` or `complete`.
   std::string ending;               ///< The same as a sentence.
   std::optional<double> initialLogLikelihood;  ///< Of the intercepts alone.
   std::optional<double> logLikelihood;
@@ -102,8 +102,9 @@ struct ParameterResult {
   [[nodiscard]] bool IsIntercept() const { return levels.empty() && covariates.empty(); }
 };
 
-/// A covariate whose values were standardized over the records used. A plain value.
-struct StandardizedCovariate {
+/// A variable of the formula, the dependent included, whose values were standardized over the
+/// records used. A plain value.
+struct StandardizedVariable {
   std::string label;                               ///< As in the parameters: `scale(mass)`.
   std::string argument;                            ///< `mass`
   double centre = 0.0;                             ///< The mean, which was subtracted.
@@ -128,7 +129,7 @@ struct FitResult {
                                             ///< weight less all parameters.
   bool imposedDegreesOfFreedom = false;     ///< Both are the user's --df.
   std::vector<ParameterResult> parameters;  ///< In the library's order.
-  std::vector<StandardizedCovariate> standardized = {};
+  std::vector<StandardizedVariable> standardized = {};
   std::optional<LogisticFit> logistic;  ///< Of a logistic model only.
   std::optional<double> rSquare;        ///< This and the next two: of a linear model only.
   std::optional<double> rmse;  ///< Root of the mean squared residual, over the frequency weights.

@@ -15,9 +15,11 @@
 namespace qvhost {
 namespace {
 
-constexpr const char* kBase = "--base";
-constexpr const char* kLevels = "--levels";
 constexpr std::string_view kFirst = "first";
+
+const char* NameOf(LevelOption option) {
+  return option == LevelOption::kBase ? "--base" : "--levels";
+}
 
 [[noreturn]] void Refuse(const std::string& message) { throw Error(ExitCode::kBadInput, message); }
 
@@ -72,14 +74,13 @@ std::string Unquoted(std::string_view text) {
 
 }  // namespace
 
-void CheckLevelOption(const char* option, const std::string& written) {
+void CheckLevelOption(LevelOption option, const std::string& written) {
   if (written.find('=', 1) != std::string::npos) return;
-  if (option == std::string_view(kBase) && written == kFirst) return;
-  const std::string_view form = option == std::string_view(kBase) ? "a factor and a level, such as "
-                                                                    "b=0"
-                                                                  : "a factor and its levels, such "
-                                                                    "as size=small,medium,large";
-  Refuse(fmt::format("{} takes {}, not '{}'.", option, form, written));
+  if (option == LevelOption::kBase && written == kFirst) return;
+  const std::string_view form = option == LevelOption::kBase
+                                    ? "a factor and a level, such as b=0"
+                                    : "a factor and its levels, such as size=small,medium,large";
+  Refuse(fmt::format("{} takes {}, not '{}'.", NameOf(option), form, written));
 }
 
 LevelOptions::LevelOptions(const std::vector<std::string>& bases,
@@ -90,10 +91,10 @@ LevelOptions::LevelOptions(const std::vector<std::string>& bases,
     if (written == kFirst) {
       isFirstBase_ = true;
     } else {
-      bases_.push_back(Read(kBase, written));
+      bases_.push_back(Read(LevelOption::kBase, written));
     }
   }
-  for (const std::string& written : lists) lists_.push_back(Read(kLevels, written));
+  for (const std::string& written : lists) lists_.push_back(Read(LevelOption::kLevels, written));
 }
 
 std::string LevelOptions::FactorList(std::string_view wanted) const {
@@ -105,7 +106,7 @@ std::string LevelOptions::FactorList(std::string_view wanted) const {
   return DidYouMean(wanted, names) + " The factors of the model are " + NameList(names) + ".";
 }
 
-LevelOptions::Choice LevelOptions::Find(const char* option, const std::string& written) const {
+LevelOptions::Choice LevelOptions::Find(LevelOption option, const std::string& written) const {
   std::vector<std::string> names = Names(formula_.response);
   for (const Variable& variable : formula_.variables) {
     for (std::string& name : Names(variable)) names.push_back(std::move(name));
@@ -120,10 +121,10 @@ LevelOptions::Choice LevelOptions::Find(const char* option, const std::string& w
   }
   const std::string_view name =
       WithoutBlanks(std::string_view(written).substr(0, written.find('=', 1)));
-  Refuse(fmt::format("There is no factor '{}' for {}.{}", name, option, FactorList(name)));
+  Refuse(fmt::format("There is no factor '{}' for {}.{}", name, NameOf(option), FactorList(name)));
 }
 
-LevelOptions::Choice LevelOptions::Read(const char* option, const std::string& written) const {
+LevelOptions::Choice LevelOptions::Read(LevelOption option, const std::string& written) const {
   CheckLevelOption(option, written);
   Choice choice = Find(option, written);
   for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
@@ -131,7 +132,7 @@ LevelOptions::Choice LevelOptions::Read(const char* option, const std::string& w
   }
   const bool isDependent = IsCalled(formula_.response, choice.name);
   if (isDependent && isCategory_) {
-    if (option == kLevels) return choice;
+    if (option == LevelOption::kLevels) return choice;
     Refuse(
         fmt::format("'{}' is the dependent; choose the level that the others are compared with "
                     "by --reference.",
@@ -140,7 +141,7 @@ LevelOptions::Choice LevelOptions::Read(const char* option, const std::string& w
   Refuse(
       fmt::format("'{}' is a number in this model and has no levels for {}; to make a factor "
                   "of it, write C({}) in the formula.",
-                  choice.name, option, choice.name));
+                  choice.name, NameOf(option), choice.name));
 }
 
 void LevelOptions::AddOrder(const Variable& factor, LevelChoice& choice) const {
@@ -148,7 +149,7 @@ void LevelOptions::AddOrder(const Variable& factor, LevelChoice& choice) const {
   for (const Choice& list : lists_) {
     if (!IsCalled(factor, list.name)) continue;
     if (isGiven) Refuse(fmt::format("--levels is given twice for '{}'.", list.name));
-    choice.order = ReadNameList(kLevels, list.text);
+    choice.order = ReadNameList(NameOf(LevelOption::kLevels), list.text);
     isGiven = true;
   }
 }

@@ -10,6 +10,12 @@
 
 namespace qvhost {
 
+/// The options that say something of a factor's levels.
+enum class LevelOption {
+  kBase,   ///< `--base`: which one the others are compared with.
+  kLevels  ///< `--levels`: their order.
+};
+
 /// The levels that --base and --levels choose: which option belongs to which factor of a formula. A
 /// factor is called by its column or expression, or as the formula has it: `b` and `C(b)` both,
 /// with blanks and in a case of letters as one likes. Borrows the formula.
@@ -35,8 +41,8 @@ class LevelOptions {
   };
   using Choices = std::vector<Choice>;
 
-  [[nodiscard]] Choice Read(const char* option, const std::string& written) const;
-  [[nodiscard]] Choice Find(const char* option, const std::string& written) const;
+  [[nodiscard]] Choice Read(LevelOption option, const std::string& written) const;
+  [[nodiscard]] Choice Find(LevelOption option, const std::string& written) const;
   [[nodiscard]] std::string FactorList(std::string_view wanted) const;
   void AddOrder(const Variable& factor, LevelChoice& choice) const;
 
@@ -49,6 +55,6 @@ class LevelOptions {
 };
 
 /// Throws Error (kBadInput) for an option that is not of the form FACTOR=....
-void CheckLevelOption(const char* option, const std::string& written);
+void CheckLevelOption(LevelOption option, const std::string& written);
 
 }  // namespace qvhost

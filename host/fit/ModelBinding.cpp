@@ -16,6 +16,7 @@
 #include "host/table/ColumnCoders.h"
 #include "host/table/ColumnInfo.h"
 #include "host/table/Connection.h"
+#include "host/table/QueryError.h"
 #include "qvreg/common/Constants.h"
 
 namespace qvhost {
@@ -150,9 +151,7 @@ Variable BindCondition(const std::string& text, const TableSource& source) {
   ColumnInfo info;
   try {
     info = source.Describe({condition.sql}).front();
-  } catch (const FormulaError&) {
-    throw;
-  } catch (const Error& error) {
+  } catch (const QueryError& error) {
     throw FormulaError::At(text, condition.place,
                            fmt::format("This cannot be computed: {}", error.what()));
   }
@@ -202,7 +201,7 @@ class Binder {
   ColumnInfo Describe(const Variable& variable) const {
     try {
       return source_.Describe({variable.sql}).front();
-    } catch (const Error& error) {
+    } catch (const QueryError& error) {
       FailAt(variable.place,
              fmt::format("'{}' cannot be computed: {}", variable.label, error.what()));
     }
@@ -210,6 +209,7 @@ class Binder {
 
   void DescribeVariables() {
     responseInfo_ = Describe(formula_.response);
+    if (formula_.variables.empty()) return;
     infos_ = DescribeTogether();
     if (!infos_.empty()) return;
     for (const Variable& variable : formula_.variables) infos_.push_back(Describe(variable));
@@ -222,7 +222,7 @@ class Binder {
     for (const Variable& variable : formula_.variables) expressions.push_back(variable.sql);
     try {
       return source_.Describe(expressions);
-    } catch (const Error&) {
+    } catch (const QueryError&) {
       return {};
     }
   }

@@ -145,7 +145,7 @@ std::string RenamingNote(const CodedTable& table, const std::vector<WrittenColum
   }
   if (renamed.empty()) return {};
   return fmt::format(
-      "Columns of the data with a name of the predictions' own have '_data' at its end there: {}.",
+      "Columns of the data whose names the predictions use are written with '_data' added: {}.",
       NameList(renamed));
 }
 

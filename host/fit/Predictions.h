@@ -29,8 +29,9 @@ struct BuiltPredictor {
 
 /// Scores every record of a table and writes a row for each, in their order, to a .csv, .tsv or
 /// .parquet file (see WriteTable), which the caller commits. The columns that the table kept stand
-/// first, see NamesBeside. A linear model then gives numbers: `observed`, the dependent;
-/// `predicted`; `residual`, their difference; `std_error`, see MeanError. A logistic one gives
+/// first, see NamesBeside. A linear model then gives numbers: `observed`, the dependent (of a
+/// standardized one, as scale(y), the standardized value); `predicted`; `residual`, their
+/// difference; `std_error`, see MeanError. A logistic one gives
 /// texts `observed` and `predicted`, the most probable level, and for each level that was observed
 /// `p_LEVEL`, its probability, in the order of the codes.
 ///

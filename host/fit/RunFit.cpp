@@ -178,8 +178,8 @@ void AddNotes(const Formula& formula, const std::optional<RowCondition>& conditi
   add(formula.response.notes);
   for (const Variable& variable : formula.variables) add(variable.notes);
   if (condition) add(condition->notes);
-  for (const StandardizedCovariate& covariate : result.standardized) {
-    result.warnings.push_back(StandardizedText(covariate));
+  for (const StandardizedVariable& variable : result.standardized) {
+    result.warnings.push_back(StandardizedText(variable));
   }
 }
 
@@ -206,9 +206,10 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   // Some files are opened only while others are read.
   outputs.SetInputs(source.Inputs());
   outputs.Begin();
-  const std::vector<StandardizedCovariate> standardized =
-      Standardize(formula, binding, table, interrupt, ShowShare("standardizing", table, progress));
   RunSettings settings(formula, binding, table, options);
+  const std::vector<StandardizedVariable> standardized =
+      Standardize(formula, binding, table, ValidatorOf(settings.Get()), interrupt,
+                  ShowShare("standardizing", table, progress));
   settings.SettleReference(table, ShowShare("counting", table, progress), interrupt);
   ModelRun run(settings.Get(), table, options.threads, progress, interrupt);
   run.Build();

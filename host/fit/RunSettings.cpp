@@ -13,7 +13,6 @@
 #include "host/fit/SpoolRunner.h"
 #include "host/formula/Terms.h"
 #include "host/table/LevelChoice.h"
-#include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvModelEffect.h"
 
@@ -41,17 +40,6 @@ bool FitsInMemory(const CodedTable& table) {
   return table.RecordCount() <= kMostBytesInMemory / recordBytes;
 }
 
-/// What the user chose of the reference, in the options or in the formula; empty for nothing.
-std::string ReferenceOf(const Formula& formula, const LogisticOptions& options) {
-  const std::optional<std::string>& base = formula.response.base;
-  if (!base || *base == options.reference) return options.reference;
-  if (options.reference.empty()) return *base;
-  throw Error(ExitCode::kBadInput,
-              fmt::format("The reference of '{}' is '{}' in the formula and '{}' in --reference; "
-                          "leave one of them out.",
-                          PlainName(formula.response), *base, options.reference));
-}
-
 /// How many levels of the dependent occur in the records used, 3 for more. Where the data have no
 /// more than two, all of them.
 std::size_t CountObserved(const CodedTable& table, const QvLogRegSettings& settings,
@@ -60,9 +48,7 @@ std::size_t CountObserved(const CodedTable& table, const QvLogRegSettings& setti
   constexpr std::size_t kMost = 3;
   const std::size_t levels = table.Columns()[ModelBinding::kDependent].levels.size();
   if (levels < kMost) return levels;
-  QvRegRecordValidator validator;
-  validator.SetRecordInfo(settings.GetVariableTypes(), settings.GetFactors(),
-                          settings.GetFactorSizes(), settings.GetDependentNCategs());
+  const QvRegRecordValidator validator = ValidatorOf(settings);
   SpoolRecords records(table, progress);
   std::vector<bool> isObserved(levels, false);
   std::size_t observed = 0;
@@ -77,14 +63,13 @@ std::size_t CountObserved(const CodedTable& table, const QvLogRegSettings& setti
   return observed;
 }
 
-std::unique_ptr<QvRegSettings> LogisticSettings(const CodedTable& table, const Formula& formula,
+std::unique_ptr<QvRegSettings> LogisticSettings(const CodedTable& table,
                                                 const LogisticOptions& options) {
   auto settings = std::make_unique<QvLogRegSettings>();
   const CodedColumn& dependent = table.Columns()[ModelBinding::kDependent];
   // The library itself reports that one category is too few.
   const int levels = std::max(2, static_cast<int>(dependent.levels.size()));
-  const std::string reference = ReferenceOf(formula, options);
-  Require(settings->SetDependentRefCat(FindReferenceLevel(reference, dependent), levels));
+  Require(settings->SetDependentRefCat(FindReferenceLevel(options.reference, dependent), levels));
   Require(settings->SetMaxIterations(options.maxIterations));
   Require(settings->SetMaxStepHalvingValue(options.maxStepHalving));
   Require(settings->SetLLConCriterion(options.logLikelihoodCriterion));
@@ -109,13 +94,22 @@ int FindReferenceLevel(const std::string& reference, const CodedColumn& dependen
                           dependent.label, reference, LevelHint(dependent.levels, reference)));
 }
 
+QvRegRecordValidator ValidatorOf(const QvRegSettings& settings) {
+  constexpr int kNoCategories = 0;
+  const auto* const logistic = dynamic_cast<const QvLogRegSettings*>(&settings);
+  QvRegRecordValidator validator;
+  validator.SetRecordInfo(settings.GetVariableTypes(), settings.GetFactors(),
+                          settings.GetFactorSizes(),
+                          logistic == nullptr ? kNoCategories : logistic->GetDependentNCategs());
+  return validator;
+}
+
 RunSettings::RunSettings(const Formula& formula, const ModelBinding& binding,
                          const CodedTable& table, const FitOptions& options)
     : variables_(static_cast<std::size_t>(binding.factorCount + binding.covariateCount)),
-      isReferenceChosen_(!options.logistic.reference.empty() || formula.response.base),
-      settings_(binding.kind == ModelKind::kLogistic
-                    ? LogisticSettings(table, formula, options.logistic)
-                    : std::make_unique<QvRegSettings>()) {
+      isReferenceChosen_(!options.logistic.reference.empty()),
+      settings_(binding.kind == ModelKind::kLogistic ? LogisticSettings(table, options.logistic)
+                                                     : std::make_unique<QvRegSettings>()) {
   std::iota(variables_.begin(), variables_.end(), ModelBinding::kDependent + 1);
   AddRoles(binding, table);
   for (const Term& term : formula.terms) {

@@ -10,6 +10,7 @@
 #include "host/fit/ModelBinding.h"
 #include "host/formula/Formula.h"
 #include "host/table/CodedTable.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/settings/QvRegSettings.h"
 
 namespace qvhost {
@@ -19,13 +20,15 @@ namespace qvhost {
 /// last). Throws Error (kBadInput) when the dependent has no such level, with those that it has.
 [[nodiscard]] int FindReferenceLevel(const std::string& reference, const CodedColumn& dependent);
 
+/// Tells which records these settings use.
+[[nodiscard]] QvRegRecordValidator ValidatorOf(const QvRegSettings& settings);
+
 /// The library's settings for a bound formula: roles of the record's positions, one effect for each
 /// term, and the options of the kind of model. Owns the list of variables that the effects
 /// are built over; the copies in the settings and in components do without it.
 class RunSettings {
  public:
-  /// Throws Error (kBadInput) for a reference level that the dependent does not have, and for one
-  /// in the options that differs from that in the formula.
+  /// Throws Error (kBadInput) for a reference level that the dependent does not have.
   RunSettings(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
               const FitOptions& options);
   RunSettings(const RunSettings&) = delete;

@@ -10,8 +10,11 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/fit/SpoolRunner.h"
 #include "host/formula/FormulaError.h"
 #include "qvreg/common/Constants.h"
+#include "qvreg/common/QvStatus.h"
+#include "qvreg/common/Record.h"
 
 namespace qvhost {
 namespace {
@@ -59,31 +62,27 @@ struct Target {
 class Standardizer {
  public:
   Standardizer(const Formula& formula, const ModelBinding& binding, CodedTable& table,
-               const Interrupt& interrupt, const StandardizingProgress& progress)
+               const QvRegRecordValidator& validator, const Interrupt& interrupt,
+               const StandardizingProgress& progress)
       : formula_(formula),
         binding_(binding),
         table_(table),
+        validator_(validator),
         interrupt_(interrupt),
         progress_(progress) {}
 
-  std::vector<StandardizedCovariate> Run() {
+  std::vector<StandardizedVariable> Run() {
     FindTargets();
     if (targets_.empty()) return {};
-    const auto eachUsed = [this](const std::function<void(Target&, double)>& visit) {
-      Sweep(false, [&](std::span<double> record) {
-        if (!IsUsed(record)) return;
-        for (Target& target : targets_) visit(target, target.Scaled(record[target.position]));
-      });
-    };
     std::int64_t used = 0;
-    eachUsed([&](Target& target, double value) {
+    VisitUsed([&](Target& target, double value) {
       target.sum.Add(value);
       used += &target == &targets_.front() ? 1 : 0;
     });
     // The run ends without any record, with a sentence of its own.
     if (used == 0) return {};
     for (Target& target : targets_) target.mean = target.sum.Value() / static_cast<double>(used);
-    eachUsed([](Target& target, double value) {
+    VisitUsed([](Target& target, double value) {
       target.deviations.Add(value - target.mean);
       target.squares.Add((value - target.mean) * (value - target.mean));
     });
@@ -121,9 +120,20 @@ class Standardizer {
     throw FormulaError::At(formula_.text, variable.place, message);
   }
 
-  /// Calls `visit` for each record; what it changes is written back if `writes`. Leaves the file at
-  /// its first record.
-  void Sweep(bool writes, const std::function<void(std::span<double>)>& visit) {
+  /// Calls `visit` for each target with its value in each record that the model uses.
+  void VisitUsed(const std::function<void(Target&, double)>& visit) {
+    SpoolRecords records(table_, progress_);
+    while (const QvCommon::Record* record = records.Fetch(interrupt_)) {
+      QvCommon::QvStatus status;
+      if (!validator_.IsValidRecord(*record, status)) continue;
+      for (Target& target : targets_) {
+        visit(target, target.Scaled((*record)[static_cast<int>(target.position)]));
+      }
+    }
+  }
+
+  /// Has `change` change each record. Leaves the file at its first one.
+  void ChangeRecords(const std::function<void(std::span<double>)>& change) {
     const auto size = static_cast<std::size_t>(table_.RecordSize());
     const auto blockRecords =
         static_cast<std::int64_t>(std::max<std::size_t>(1, kBlockValues / size));
@@ -135,24 +145,12 @@ class Standardizer {
       const std::span<double> used(block.data(), count * size);
       const std::int64_t offset = first * static_cast<std::int64_t>(size);
       table_.Spool().Read(offset, used);
-      for (std::size_t at = 0; at < used.size(); at += size) visit(used.subspan(at, size));
-      if (writes) table_.Spool().Overwrite(offset, used);
+      for (std::size_t at = 0; at < used.size(); at += size) change(used.subspan(at, size));
+      table_.Spool().Overwrite(offset, used);
       if (progress_) progress_(first + static_cast<std::int64_t>(count));
     }
     // What is left to write is written first, so that a full disk shows here.
     table_.Spool().Rewind();
-  }
-
-  [[nodiscard]] bool IsUsed(std::span<const double> record) const {
-    for (std::size_t i = 0; i < record.size(); ++i) {
-      const int position = static_cast<int>(i);
-      const bool isWeight =
-          position == binding_.freqWeight || position == binding_.regressionWeight;
-      const bool isFactor = table_.Columns()[i].kind == CodedColumn::Kind::kFactor;
-      const bool isMissing = isFactor ? record[i] < 0.0 : record[i] == QvMV::gMissingValue;
-      if (isMissing || (isWeight && !(record[i] > 0.0))) return false;
-    }
-    return true;
   }
 
   /// The mean and the deviation, corrected for what rounding the mean cost. Of equal numbers they
@@ -176,7 +174,7 @@ class Standardizer {
   }
 
   void Apply() {
-    Sweep(true, [this](std::span<double> record) {
+    ChangeRecords([this](std::span<double> record) {
       for (const Target& target : targets_) {
         double& value = record[target.position];
         if (value != QvMV::gMissingValue) value = target.Standardized(value);
@@ -194,10 +192,10 @@ class Standardizer {
     return variable.label.substr(open + 1, variable.label.size() - open - 2);
   }
 
-  [[nodiscard]] std::vector<StandardizedCovariate> Results() const {
-    std::vector<StandardizedCovariate> results;
+  [[nodiscard]] std::vector<StandardizedVariable> Results() const {
+    std::vector<StandardizedVariable> results;
     for (const Target& target : targets_) {
-      StandardizedCovariate& result = results.emplace_back();
+      StandardizedVariable& result = results.emplace_back();
       result.label = target.variable->label;
       result.argument = ArgumentOf(*target.variable);
       result.centre = std::ldexp(target.mean, target.exponent);
@@ -211,6 +209,7 @@ class Standardizer {
   const Formula& formula_;
   const ModelBinding& binding_;
   CodedTable& table_;
+  const QvRegRecordValidator& validator_;
   const Interrupt& interrupt_;
   const StandardizingProgress& progress_;
   std::vector<Target> targets_;
@@ -218,16 +217,18 @@ class Standardizer {
 
 }  // namespace
 
-std::vector<StandardizedCovariate> Standardize(const Formula& formula, const ModelBinding& binding,
-                                               CodedTable& table, const Interrupt& interrupt,
-                                               const StandardizingProgress& progress) {
-  return Standardizer(formula, binding, table, interrupt, progress).Run();
+std::vector<StandardizedVariable> Standardize(const Formula& formula, const ModelBinding& binding,
+                                              CodedTable& table,
+                                              const QvRegRecordValidator& validator,
+                                              const Interrupt& interrupt,
+                                              const StandardizingProgress& progress) {
+  return Standardizer(formula, binding, table, validator, interrupt, progress).Run();
 }
 
-std::string StandardizedText(const StandardizedCovariate& covariate) {
+std::string StandardizedText(const StandardizedVariable& variable) {
   return fmt::format(
-      "{}: centre {:.6g}{}, of the records used.", covariate.label, covariate.centre,
-      covariate.deviation ? fmt::format(", deviation {:.6g}", *covariate.deviation) : "");
+      "{}: mean {:.6g}{}, of the records used.", variable.label, variable.centre,
+      variable.deviation ? fmt::format(", standard deviation {:.6g}", *variable.deviation) : "");
 }
 
 }  // namespace qvhost

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -10,29 +9,32 @@
 #include "host/fit/ModelBinding.h"
 #include "host/formula/Formula.h"
 #include "host/table/CodedTable.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 
 namespace qvhost {
 
 /// Told every few thousand records how many a pass has read; may be empty.
-using StandardizingProgress = std::function<void(std::int64_t records)>;
+using StandardizingProgress = std::function<void(long long records)>;
 
 /// Standardizes the values of scale(x) and center(x) in the coded records, so that whatever reads
 /// them later, estimation and predictions alike, has the same numbers: subtracts the mean of the
-/// records used (nothing is missing in them, and their weights are above 0), and for scale(x)
-/// divides by their standard deviation, with n - 1 and without weights, as R does. Values that are
-/// missing stay so; records that are not used are standardized, too.
+/// records used, which the `validator` tells, and for scale(x) divides by their standard deviation,
+/// with n - 1 and without weights, as R does. Values that are missing stay so; records that are not
+/// used are standardized, too.
 ///
 /// Makes three passes over the table where there is such a variable, none otherwise. Returns what
 /// it did, in the order of the record's positions. Throws FormulaError for a deviation that is 0
 /// or that one record leaves open, and for a dependent that is a category; Cancelled; Error
 /// (kRunFailed) when the temporary file fails.
-[[nodiscard]] std::vector<StandardizedCovariate> Standardize(const Formula& formula,
-                                                             const ModelBinding& binding,
-                                                             CodedTable& table,
-                                                             const Interrupt& interrupt,
-                                                             const StandardizingProgress& progress);
+[[nodiscard]] std::vector<StandardizedVariable> Standardize(const Formula& formula,
+                                                            const ModelBinding& binding,
+                                                            CodedTable& table,
+                                                            const QvRegRecordValidator& validator,
+                                                            const Interrupt& interrupt,
+                                                            const StandardizingProgress& progress);
 
-/// A sentence for the notes: `scale(mass): centre 4201.75, deviation 801.955, of the records used.`
-[[nodiscard]] std::string StandardizedText(const StandardizedCovariate& covariate);
+/// A sentence for the notes: `scale(mass): mean 4201.75, standard deviation 801.955, of the records
+/// used.`
+[[nodiscard]] std::string StandardizedText(const StandardizedVariable& variable);
 
 }  // namespace qvhost

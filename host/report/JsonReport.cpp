@@ -68,11 +68,11 @@ Json Parameters(const FitResult& fit) {
 
 Json Transformations(const FitResult& fit) {
   Json transformations = Json::array();
-  for (const StandardizedCovariate& covariate : fit.standardized) {
-    transformations.push_back({{"label", covariate.label},
-                               {"argument", covariate.argument},
-                               {"centre", covariate.centre},
-                               {"deviation", Number(covariate.deviation)}});
+  for (const StandardizedVariable& variable : fit.standardized) {
+    transformations.push_back({{"label", variable.label},
+                               {"argument", variable.argument},
+                               {"centre", variable.centre},
+                               {"deviation", Number(variable.deviation)}});
   }
   return transformations;
 }

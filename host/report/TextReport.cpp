@@ -8,10 +8,10 @@
 
 #include "host/Text.h"
 #include "host/TextLayout.h"
-#include "host/fit/DataNotes.h"
 #include "host/report/Report.h"
 #include "host/report/ReportTables.h"
 #include "host/report/TextTable.h"
+#include "host/table/MissingStrings.h"
 
 namespace qvhost {
 

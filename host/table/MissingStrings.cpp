@@ -1,6 +1,7 @@
 #include "host/table/MissingStrings.h"
 
 #include <algorithm>
+#include <array>
 
 #include "host/Text.h"
 
@@ -28,6 +29,12 @@ int MissingStrings::Find(std::string_view text) const {
   if (text.size() > longest_ || !isFirst_[static_cast<unsigned char>(text.front())]) return kValue;
   const auto found = std::ranges::find(strings_, text);
   return found == strings_.end() ? kValue : static_cast<int>(found - strings_.begin());
+}
+
+bool MayBeLevel(std::string_view text) {
+  constexpr std::array<std::string_view, 6> kNoLevels = {"", "na", "n/a", "#n/a", "nan", "null"};
+  const auto isThis = [text](std::string_view other) { return SameWord(text, other); };
+  return std::ranges::none_of(kNoLevels, isThis);
 }
 
 }  // namespace qvhost

@@ -33,4 +33,8 @@ class MissingStrings {
   std::array<bool, 256> isFirst_{};  ///< Whether a text begins with this byte.
 };
 
+/// Whether a missing string may as well be a level of a factor, as None, - or ?: it is neither
+/// empty nor a spelling of NA, N/A, NaN or NULL.
+[[nodiscard]] bool MayBeLevel(std::string_view text);
+
 }  // namespace qvhost

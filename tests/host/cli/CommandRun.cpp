@@ -40,6 +40,16 @@ int WaitFor(pid_t child) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+/// The value of --json; empty for none.
+std::string JsonName(const std::vector<std::string>& arguments) {
+  constexpr std::string_view kJoined = "--json=";
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    if (arguments[i].starts_with(kJoined)) return arguments[i].substr(kJoined.size());
+    if (arguments[i] == "--json" && i + 1 < arguments.size()) return arguments[i + 1];
+  }
+  return "";
+}
+
 }  // namespace
 
 CommandRun& CommandRun::In(const std::filesystem::path& folder) {
@@ -232,9 +242,8 @@ CommandResult CommandRun::Run() {
 void CommandRun::CheckJson(const CommandResult& result) const {
   constexpr int kNotConverged = 3;
   if (result.exitCode != 0 && result.exitCode != kNotConverged) return;
-  const auto option = std::ranges::find(arguments_, "--json");
-  if (option == arguments_.end() || option + 1 == arguments_.end()) return;
-  const std::string& name = *(option + 1);
+  const std::string name = JsonName(arguments_);
+  if (name.empty()) return;
   if (name != "-") {
     const std::filesystem::path file = folder_ / name;
     if (std::filesystem::is_regular_file(file)) ExpectFitJson(qvtest::ReadFile(file));

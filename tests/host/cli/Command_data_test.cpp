@@ -73,7 +73,7 @@ TEST_F(CommandData, AGermanExport) {
   EXPECT_NEAR(ParameterOf(fit, "Stück")["estimate"].get<double>(), 0.9090777664082033, 1e-11);
 }
 
-TEST_F(CommandData, NumbersInDisguiseAreNamed) {
+TEST_F(CommandData, TextThatReadsAsNumbersIsNamed) {
   const auto value = [](int i) { return std::to_string(i % 9) + "," + std::to_string(i % 10); };
   const std::string rows = RowsOf("y;x", ";", value);
   ExpectHas(Notes(rows, {}),
@@ -85,7 +85,7 @@ TEST_F(CommandData, NumbersInDisguiseAreNamed) {
             "numbers with a sign of currency, such as '$0': add --types x=double");
 }
 
-TEST_F(CommandData, ADependentInDisguiseIsRefusedWithTheOption) {
+TEST_F(CommandData, ADependentThatReadsAsNumbersIsRefusedWithTheOption) {
   std::string rows = "y;x\n";
   for (int i = 0; i < 60; ++i)
     rows += std::to_string(i) + ",5;" + std::to_string(i * 7 % 31) + "\n";
@@ -99,7 +99,7 @@ TEST_F(CommandData, ADependentInDisguiseIsRefusedWithTheOption) {
             "'x' must be a number, but it is text (VARCHAR), such as '0,5'. 100 % of its values");
 }
 
-TEST_F(CommandData, InAQueryNumbersInDisguiseNeedAnExpression) {
+TEST_F(CommandData, InAQueryTextThatReadsAsNumbersNeedsAnExpression) {
   const json fit =
       FitJson({"--sql", "SELECT range % 7 AS y, (range % 5) || ',5' AS x FROM range(40)",
                "--formula", "y ~ x"});
@@ -115,6 +115,9 @@ TEST_F(CommandData, CodesDatesAndThousandsAreNamed) {
   EXPECT_EQ(Notes(RowsOf("y,x", ",", zip), {"--types", "x=integer"}), "");
   const auto date = [](int i) { return "0" + std::to_string(1 + i % 9) + "/02/2024"; };
   ExpectHas(Notes(RowsOf("y,d", ",", date), {}, "y ~ day(d)"), "The dates of 'd' are read as ");
+  // A word of SQL is no bare name.
+  ExpectHas(Notes(RowsOf("y,when", ",", date), {}, "y ~ day(`when`)"),
+            "write strptime(`when`, ...) in the formula.\n");
   const auto grouped = [](int i) { return std::to_string(1 + i % 9) + ".000"; };
   ExpectHas(Notes(RowsOf("y;x", ";", grouped), {}),
             "The values of 'x', such as '1.000', are read with a decimal point. If points separate "
@@ -333,7 +336,7 @@ TEST_F(CommandData, AFractionInAColumnDeclaredWholeIsRefused) {
             "column with --types x=double or as text with --types x=varchar.");
 }
 
-TEST_F(CommandData, ADependentOfNumbersInDisguiseIsRefused) {
+TEST_F(CommandData, ADependentOfTextThatReadsAsNumbersIsRefused) {
   std::string rows = "y;x\n";
   for (int i = 0; i < 40; ++i) rows += std::to_string(i) + ",5;" + std::to_string(i * i) + "\n";
   folder_.Write("r.csv", rows);

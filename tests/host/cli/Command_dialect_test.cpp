@@ -115,8 +115,9 @@ TEST(CommandDialect, PredictionsUseTheStandardizedValues) {
           .In(folder.Path())
           .Run();
   ASSERT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_NE(result.out.find("- scale(x): centre 9.63158, deviation 6.04805, of the records used."),
-            std::string::npos)
+  EXPECT_NE(
+      result.out.find("- scale(x): mean 9.63158, standard deviation 6.04805, of the records used."),
+      std::string::npos)
       << result.out;
   const Json numbers = FitJson({"--data", folder.File("p.csv"), "--formula", "predicted ~ 1"});
   EXPECT_EQ(numbers.at("records").at("used"), 20);
@@ -139,7 +140,7 @@ TEST(CommandDialect, FactorsAndNames) {
   EXPECT_EQ(ParameterOf(fit, "cylinders=4").at("levels"), (Json{{"cylinders", "4"}}));
 }
 
-TEST(CommandDialect, NumbersInDisguiseInsideACall) {
+TEST(CommandDialect, TextThatReadsAsNumbersInsideACall) {
   const qvtest::TempFolder folder;
   folder.Write("t.csv", "y;preis\n1;1.234,56\n2;17,5\n3;999,00\n4;12.000,25\n");
   const auto fit = [&](const std::vector<std::string>& more) {

@@ -184,7 +184,9 @@ TEST_F(CommandPredictions, ALogisticModelKeepsColumnsAndTellsOfANameThatIsTaken)
       "answer,x,predicted_data,P_yes_data,observed,predicted,p_no,p_yes\nyes,1,old,1,yes,yes,"))
       << written;
   EXPECT_NE(written.find("\n,1,,5,,yes,"), std::string::npos) << written;
-  EXPECT_NE(result.out.find("end there: 'predicted_data', 'P_yes_data'."), std::string::npos)
+  EXPECT_NE(result.out.find("whose names the predictions use are written with '_data'\n"
+                            "  added: 'predicted_data', 'P_yes_data'."),
+            std::string::npos)
       << result.out;
 }
 
@@ -203,8 +205,9 @@ TEST_F(CommandPredictions, WrongUsage) {
             "Try 'qvreg fit --help'.\n");
   EXPECT_EQ(refused({"--predictions", "out.csv", "--keep", "zup"}),
             "qvreg: There is no column 'zup' for --keep in in.csv; did you mean 'zip'?\n");
-  EXPECT_NE(refused({"--predictions", "out.csv", "--keep", "id,,x"}).find("has an entry without a text"),
-            std::string::npos);
+  EXPECT_NE(
+      refused({"--predictions", "out.csv", "--keep", "id,,x"}).find("has an entry without a text"),
+      std::string::npos);
 }
 
 TEST_F(CommandPredictions, AColumnThatIsCalledAllStandsInQuotes) {

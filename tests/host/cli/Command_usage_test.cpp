@@ -1,5 +1,6 @@
 // What the command answers to a command line that it cannot take, and to a call for help.
 
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -127,7 +128,10 @@ TEST_F(CommandUsage, AnUnknownOptionWithoutANearOne) {
 TEST_F(CommandUsage, OneDashForTwo) {
   ExpectFitRefused({"-model", "linear"}, "'-model' needs two dashes: --model.");
   ExpectFitRefused({"--q"}, "'--q' needs one dash: -q.");
-  ExpectRefused({{"fit", "-formula=y ~ x"}, "'-formula=y ~ x' needs two dashes: --formula=y ~ x."},
+  ExpectRefused(
+      {{"fit", "-formula=y ~ x"}, "'-formula=y ~ x' needs two dashes: '--formula=y ~ x'."},
+      "qvreg fit --help");
+  ExpectRefused({{"fit", "--f=y ~ x"}, "'--f=y ~ x' needs one dash: -f 'y ~ x'."},
                 "qvreg fit --help");
 }
 
@@ -183,6 +187,16 @@ TEST_F(CommandUsage, AValueOfTheWrongKind) {
   ExpectFitRefused({"--color", "yes"}, "--color takes 'auto', 'always' or 'never', not 'yes'.");
 }
 
+TEST_F(CommandUsage, ANumberOfThreadsOutOfRange) {
+  for (const char* const threads : {"-1", "1025", "5000"}) {
+    ExpectFitRefused({"--threads", threads},
+                     "--threads must be a whole number from 0 to 1024; 0 is one per core.");
+  }
+  ExpectFitRefused({"--threads", "2.5"}, "--threads takes a whole number, not '2.5'.");
+  const std::string help = Run({"fit", "--help"}).out;
+  EXPECT_NE(help.find("at most 1024"), std::string::npos) << help;
+}
+
 TEST_F(CommandUsage, OptionsThatExcludeOneAnother) {
   ExpectFitRefused({"--in-memory", "--no-in-memory"},
                    "--no-in-memory and --in-memory exclude one another; give one of them.");
@@ -202,8 +216,12 @@ TEST_F(CommandUsage, AWordThatBelongsToNothing) {
                 "qvreg fit --help");
 }
 
-TEST_F(CommandUsage, AValueThatABlankTore) {
+TEST_F(CommandUsage, AValueSplitAtBlanks) {
   ExpectRefused({{"fit", "-d", "rows.csv", "-f", "y", "~", "x"},
+                 "'~' follows the value of --formula and belongs to no option; write a value that "
+                 "has blanks in single quotes."},
+                "qvreg fit --help");
+  ExpectRefused({{"fit", "-d", "rows.csv", "-fy", "~", "x"},
                  "'~' follows the value of --formula and belongs to no option; write a value that "
                  "has blanks in single quotes."},
                 "qvreg fit --help");
@@ -219,6 +237,9 @@ TEST_F(CommandUsage, NoFormula) {
   ExpectRefused({{"fit", "--data", "rows.csv", "y ~ x"},
                  "--formula is missing, and 'y ~ x' is no file; write --formula 'y ~ x'."},
                 "qvreg fit --help");
+  ExpectRefused({{"fit", "-drows.csv", "y ~ x"},
+                 "--formula is missing, and 'y ~ x' is no file; write --formula 'y ~ x'."},
+                "qvreg fit --help");
 }
 
 // ---- What works -------------------------------------------------------------
@@ -228,6 +249,21 @@ TEST_F(CommandUsage, ShortOptions) {
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.out, "");
   EXPECT_TRUE(qvtest::ReadFile(folder_.File("p.csv")).starts_with("observed,predicted,"));
+}
+
+TEST_F(CommandUsage, MoreValuesFollowAnOptionJoinedToItsFirst) {
+  folder_.Write("more.csv", "y,x,g\n6,5,a\n8,6.5,b\n");
+  for (const Words& data :
+       {Words{"--data=rows.csv", "more.csv"}, Words{"-drows.csv", "more.csv"},
+        Words{"-qdrows.csv", "more.csv"}, Words{"--data", "rows.csv", "more.csv"}}) {
+    Words words = {"fit", "-f", "y ~ x", "--json=fit.json"};
+    words.insert(words.end(), data.begin(), data.end());
+    const CommandResult result = Run(words);
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(nlohmann::json::parse(qvtest::ReadFile(folder_.File("fit.json")))["records"]["read"],
+              6)
+        << data.front();
+  }
 }
 
 TEST_F(CommandUsage, ValuesThatBeginWithADash) {

@@ -26,30 +26,18 @@ class MadeSettings {
 
   /// The table claims to hold so many records.
   MadeSettings(const FitOptions& options, std::optional<std::int64_t> records)
-      : MadeSettings(ParseFormula(options.formula), options, records) {}
-
-  /// The formula names this base of the dependent.
-  MadeSettings(const FitOptions& options, const std::string& base)
-      : MadeSettings(WithBase(ParseFormula(options.formula), base), options, std::nullopt) {}
-
-  void Settle() { settings_.SettleReference(coded_, {}, Interrupt()); }
-  QvRegSettings& Get() { return settings_.Get(); }
-  QvLogRegSettings& Logistic() { return dynamic_cast<QvLogRegSettings&>(settings_.Get()); }
-
- private:
-  MadeSettings(Formula formula, const FitOptions& options, std::optional<std::int64_t> records)
-      : formula_(std::move(formula)),
+      : formula_(ParseFormula(options.formula)),
         source_(options.source),
         binding_(BindModel(formula_, source_, options.binding)),
         coded_(CodeTable(source_, binding_.columns)),
         claimed_(SpoolFile(""), coded_.Columns(), records.value_or(coded_.RecordCount())),
         settings_(formula_, binding_, claimed_, options) {}
 
-  static Formula WithBase(Formula formula, const std::string& base) {
-    formula.response.base = base;
-    return formula;
-  }
+  void Settle() { settings_.SettleReference(coded_, {}, Interrupt()); }
+  QvRegSettings& Get() { return settings_.Get(); }
+  QvLogRegSettings& Logistic() { return dynamic_cast<QvLogRegSettings&>(settings_.Get()); }
 
+ private:
   Formula formula_;
   TableSource source_;
   ModelBinding binding_;
@@ -177,30 +165,6 @@ TEST(RunSettings, TheThirdLevelMayComeLast) {
 TEST(RunSettings, ALinearModelHasNoReference) {
   MadeSettings made(OptionsFor(kRows, "x ~ z"));
   EXPECT_NO_THROW(made.Settle());
-}
-
-TEST(RunSettings, TheFormulaMayNameTheReference) {
-  const std::string two = "SELECT range % 2 = 0 AS y, range % 3 AS x FROM range(12)";
-  MadeSettings ofTwo(OptionsFor(two, "C(y) ~ x"), std::string("true"));
-  ofTwo.Settle();
-  EXPECT_EQ(ofTwo.Logistic().GetDependentRefCateg(), 1);
-  const auto settled = [](const std::string& base, const std::string& reference) {
-    FitOptions options = OptionsFor(kRows, "C(y) ~ x");
-    options.logistic.reference = reference;
-    MadeSettings made(options, base);
-    made.Settle();
-    return made.Logistic().GetDependentRefCateg();
-  };
-  EXPECT_EQ(settled("v", ""), 1);
-  EXPECT_EQ(settled("v", "v"), 1);
-  try {
-    settled("v", "u");
-    ADD_FAILURE() << "nothing was thrown";
-  } catch (const Error& error) {
-    EXPECT_STREQ(error.what(),
-                 "The reference of 'y' is 'v' in the formula and 'u' in --reference; leave one "
-                 "of them out.");
-  }
 }
 
 // ---- Where the records are kept ---------------------------------------------

@@ -1,4 +1,4 @@
-// Standardized covariates: the records that count, the numbers, and what becomes of the records.
+// Standardized variables: the records that count, the numbers, and what becomes of the records.
 #include "host/fit/Standardization.h"
 
 #include <cmath>
@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "host/Error.h"
+#include "host/fit/RunSettings.h"
 #include "tests/host/fit/Fitting.h"
 #include "tests/host/table/TableTest.h"
 
@@ -18,10 +19,16 @@ namespace {
 
 /// What was done to the coded records of a formula over a query, and the records.
 struct Standard {
-  std::vector<StandardizedCovariate> results;
+  std::vector<StandardizedVariable> results;
   std::vector<std::vector<double>> columns;
   std::vector<CodedColumn> infos;
 };
+
+QvRegRecordValidator ValidatorFor(const Formula& formula, const ModelBinding& binding,
+                                  const CodedTable& table) {
+  RunSettings settings(formula, binding, table, {});
+  return ValidatorOf(settings.Get());
+}
 
 Standard Of(const std::string& sql, const std::string& text, const BindingOptions& options = {}) {
   const TableSource source = OpenSql(sql);
@@ -29,7 +36,8 @@ Standard Of(const std::string& sql, const std::string& text, const BindingOption
   const ModelBinding binding = BindModel(formula, source, options);
   CodedTable table = CodeTable(source, binding.columns);
   Standard made;
-  made.results = Standardize(formula, binding, table, Interrupt(), {});
+  made.results =
+      Standardize(formula, binding, table, ValidatorFor(formula, binding, table), Interrupt(), {});
   EXPECT_EQ(std::ftell(table.File()), 0) << "whoever reads on starts at the first record";
   for (int i = 0; i < table.RecordSize(); ++i) {
     made.columns.push_back(Values(table, static_cast<std::size_t>(i)));
@@ -89,6 +97,13 @@ TEST(Standardization, CountsTheRecordsThatAreUsed) {
   EXPECT_DOUBLE_EQ(made.columns[2][0], -1 / std::sqrt(2.0));
   EXPECT_DOUBLE_EQ(made.columns[2][2], 96 / std::sqrt(2.0)) << "of a record without a dependent";
   EXPECT_EQ(made.columns[2][7], QvMV::gMissingValue);
+}
+
+TEST(Standardization, ARecordWithoutACategoryIsNotUsed) {
+  const Standard made = Of("SELECT * FROM (VALUES ('no', 3), ('yes', 5), (NULL, 100)) t(answer, x)",
+                           "answer ~ scale(x)");
+  ASSERT_EQ(made.results.size(), 1U);
+  EXPECT_DOUBLE_EQ(made.results[0].centre, 4.0);
 }
 
 // A variance from sums of squares would have no right digit.
@@ -160,16 +175,18 @@ TEST(Standardization, StopsWhenInterrupted) {
   const Formula formula = ParseFormula(text, ColumnsOf(source, text));
   const ModelBinding binding = BindModel(formula, source, {});
   CodedTable table = CodeTable(source, binding.columns);
+  const QvRegRecordValidator validator = ValidatorFor(formula, binding, table);
   Interrupt interrupt;
   std::raise(SIGINT);
-  EXPECT_THROW(static_cast<void>(Standardize(formula, binding, table, interrupt, {})), Cancelled);
+  EXPECT_THROW(static_cast<void>(Standardize(formula, binding, table, validator, interrupt, {})),
+               Cancelled);
 }
 
 TEST(Standardization, TheSentenceHasSixDigits) {
   EXPECT_EQ(StandardizedText({"scale(m)", "m", 4201.7543859, 801.95453}),
-            "scale(m): centre 4201.75, deviation 801.955, of the records used.");
+            "scale(m): mean 4201.75, standard deviation 801.955, of the records used.");
   EXPECT_EQ(StandardizedText({"center(m)", "m", 0.5, {}}),
-            "center(m): centre 0.5, of the records used.");
+            "center(m): mean 0.5, of the records used.");
 }
 
 // The fit is that of the numbers standardized by hand; y = 10 + 3 x exactly.

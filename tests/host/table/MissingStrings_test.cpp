@@ -37,5 +37,14 @@ TEST(MissingStrings, KeepsEachTextOnceWithoutBlanks) {
   EXPECT_EQ(missing.Find("not given"), 1);
 }
 
+TEST(MissingStrings, MayBeLevelsUnlessTheyMeanNothingElse) {
+  for (const char* text : {"None", "none", "-", "?", ".", "unknown", "n.a.", "N A"}) {
+    EXPECT_TRUE(MayBeLevel(text)) << text;
+  }
+  for (const char* text : {"", "NA", "na", "N/A", "n/a", "#N/A", "NaN", "nan", "NULL", "Null"}) {
+    EXPECT_FALSE(MayBeLevel(text)) << text;
+  }
+}
+
 }  // namespace
 }  // namespace qvhost
