@@ -16,8 +16,6 @@ constexpr std::array<std::string_view, 3> kBlanks = {" ", "\u00A0", "\u202F"};
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-bool IsCapital(char c) { return c >= 'A' && c <= 'Z'; }
-
 /// Steps over one of the texts at the beginning.
 template <std::size_t Size>
 bool SkipOne(std::string_view& text, const std::array<std::string_view, Size>& choices) {
@@ -54,8 +52,8 @@ std::size_t CurrencyAtStart(std::string_view text) {
   if (text.empty()) return 0;
   const CodePoint point = DecodeUtf8(text, 0);
   if (point.valid && IsCurrency(point.value)) return point.length;
-  const bool isCode =
-      text.size() > 3 && std::ranges::all_of(text.substr(0, 3), IsCapital) && !IsCapital(text[3]);
+  const bool isCode = text.size() > 3 && std::ranges::all_of(text.substr(0, 3), IsUpperAscii) &&
+                      !IsUpperAscii(text[3]);
   return isCode ? 3 : 0;
 }
 
@@ -70,8 +68,8 @@ std::size_t CurrencyAtEnd(std::string_view text) {
     if (point.valid && IsCurrency(point.value)) return text.size() - at;
   }
   const bool isCode = text.size() > 3 &&
-                      std::ranges::all_of(text.substr(text.size() - 3), IsCapital) &&
-                      !IsCapital(text[text.size() - 4]);
+                      std::ranges::all_of(text.substr(text.size() - 3), IsUpperAscii) &&
+                      !IsUpperAscii(text[text.size() - 4]);
   return isCode ? 3 : 0;
 }
 
