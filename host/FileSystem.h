@@ -87,8 +87,8 @@ void SyncFolder(const std::filesystem::path& path) noexcept;
                                std::size_t size);
 
 /// Reads what has arrived in a stream that nothing else reads: the number of bytes, 0 at the end.
-/// None, with errno 0, when nothing has arrived after `wait` (some platforms wait for ever); none,
-/// with errno set, when reading failed.
+/// None, with errno 0, when nothing has arrived after `wait` (some platforms wait for ever) or
+/// until a signal; none, with errno set, when reading failed.
 [[nodiscard]] std::optional<std::size_t> ReadArrived(std::FILE* stream, std::span<char> buffer,
                                                      std::chrono::milliseconds wait);
 
