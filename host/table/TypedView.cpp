@@ -95,10 +95,9 @@ std::string TypedView::Value(std::size_t column) const {
   }
   if (raw.ComesAsDouble()) {
     return fmt::format(
-        "CASE WHEN {0} <> trunc({0}) OR abs({0}) >= 9007199254740992 THEN CAST(error({1}) AS "
-        "BIGINT) "
+        "CASE WHEN {0} <> trunc({0}) OR abs({0}) >= {1} THEN CAST(error({2}) AS BIGINT) "
         "ELSE CAST({0} AS BIGINT) END",
-        text, QuoteText(kFractionText));
+        text, kLeastInexact, QuoteText(kFractionText));
   }
   if (!raw.isText) return text;
   std::string value = CastText(column, raw.type);
