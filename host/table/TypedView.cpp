@@ -78,7 +78,7 @@ std::string TypedView::NumberOf(std::size_t column) const {
 std::string TypedView::CastText(std::size_t column, const std::string& type) const {
   const RawColumn& raw = columns_[column];
   if (!raw.dateFormat.empty()) return TextOf(column);
-  const bool isNumber = type == kWhole || type == kNumber || type.starts_with("DECIMAL");
+  const bool isNumber = type == kWhole || type == kNumber;
   return isNumber ? NumberOf(column) : TextOf(column);
 }
 

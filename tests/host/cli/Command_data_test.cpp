@@ -309,6 +309,15 @@ TEST_F(CommandData, WrongOptions) {
             "qvreg: '.' is a folder; name a file in it, or a pattern such as './*.csv'.");
 }
 
+TEST_F(CommandData, AColumnDeclaredDecimalIsNotRounded) {
+  const std::string file = folder_.Write("r.csv", "y,x\n1,1.5\n2,2.5\n3,4.25\n4,5.75\n");
+  for (const char* const type : {"decimal(9,0)", "numeric(3, 1)", "decimal"}) {
+    const json fit =
+        FitJson({"--data", file, "--formula", "x ~ 1", "--types", std::string("x=") + type});
+    EXPECT_EQ(fit["parameters"][0]["estimate"], 3.5) << type;
+  }
+}
+
 TEST_F(CommandData, ADecimalWithoutAWidthKeepsItsDigits) {
   std::string rows = "y,x\n";
   for (int i = 0; i < 20; ++i) {
