@@ -104,7 +104,7 @@ TEST_F(CommandData, InAQueryNumbersInDisguiseNeedAnExpression) {
       FitJson({"--sql", "SELECT range % 7 AS y, (range % 5) || ',5' AS x FROM range(40)",
                "--formula", "y ~ x"});
   ExpectHas(fit["warnings"].dump(),
-            "make numbers of them in --sql, such as CAST(replace(x, ',', '.')");
+            R"(make numbers of them in --sql, such as CAST(replace(regexp_replace(replace(\"x\")");
 }
 
 TEST_F(CommandData, CodesDatesAndThousandsAreNamed) {
