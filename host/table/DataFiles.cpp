@@ -329,6 +329,7 @@ void DataFiles::Copy(std::FILE* from, const std::string& name, const std::string
 
 FileFormat DataFiles::FormatOf(const std::string& name, const FileKind& kind) const {
   if (options_.format) return *options_.format;
+  if (!kind.foreign.empty()) return FileFormat::kUnknown;
   if (kind.format == FileFormat::kSqlite) return kind.format;
   const bool mayBeDatabase = Lower(fs::path(name).extension().string()) == ".db";
   if (mayBeDatabase) return FileFormat::kDatabase;

@@ -53,8 +53,8 @@ class DataFilesTest : public TableTest {
 
   /// Writes the bytes of a file to a pipe while the source is opened.
   template <typename Action>
-  void WithPipe(const std::string& file, Action action) const {
-    const std::string pipe = Path("pipe");
+  void WithPipe(const std::string& file, Action action, const char* called = "pipe") const {
+    const std::string pipe = Path(called);
     std::filesystem::remove(pipe);
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     std::thread writer([&] {
@@ -121,6 +121,22 @@ TEST_F(DataFilesTest, AFormatThatIsNamedHolds) {
   DataSource from = From(WriteText("rows.json", kRows));
   from.reading.format = FileFormat::kDelimited;
   ExpectRows(from);
+}
+
+TEST_F(DataFilesTest, AWorkbookIsOneWhateverItsName) {
+  const std::string bytes = "PK\x03\x04\x14\xFF [Content_Types].xml";
+  const std::string what = "' is a workbook of a spreadsheet program; save its sheet as CSV.";
+  DataSource from = From(WriteText("x.csv", bytes));
+  EXPECT_EQ(Refused(from), "'" + from.data + what);
+  from.reading.encoding = TextEncoding::kLatin1;
+  EXPECT_EQ(Refused(from), "'" + from.data + what);
+  WithPipe(
+      from.data,
+      [&](const std::string& name) { EXPECT_EQ(Refused(From(name)), "'" + name + what); },
+      "pipe.csv");
+  from.reading.encoding.reset();
+  from.reading.format = FileFormat::kDelimited;
+  EXPECT_NE(Refused(from).find("is not in UTF-8"), std::string::npos) << "as the user says";
 }
 
 TEST_F(DataFilesTest, OtherEncodingsAreConverted) {
