@@ -198,6 +198,23 @@ TEST_F(DataFilesTest, TellsHowMuchOfAPipeHasCome) {
   EXPECT_GE(std::ranges::count(told, 17U), 1);
 }
 
+TEST_F(DataFilesTest, ACopyThatCannotBeRenamedEndsTheRun) {
+  const std::string packed = WriteTable("t.csv.gz", "SELECT 1 AS x");
+  // What has the name that the copy of a compressed file gets.
+  const auto takeName = [this](std::uint64_t) {
+    for (const auto& folder : std::filesystem::directory_iterator(Path("spool"))) {
+      std::filesystem::create_directory(folder.path() / "input-1.gz");
+    }
+  };
+  WithPipe(packed, [&](const std::string& pipe) {
+    const Refusal refusal = RefusalOf([&] { const TableSource source(From(pipe), takeName); });
+    EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
+    EXPECT_TRUE(refusal.text.starts_with("The temporary file in the folder '" + Path("spool") +
+                                         "' cannot be written ("))
+        << refusal.text;
+  });
+}
+
 TEST_F(DataFilesTest, TheMarkOfAnEncodingMayComeByteByByte) {
   const std::string pipe = Path("slow");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
