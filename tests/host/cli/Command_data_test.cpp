@@ -201,7 +201,17 @@ TEST_F(CommandData, ATimeOfDayBehindManyDatesIsNotDropped) {
       CommandRun({"fit", "--data", "in.csv", "--formula", "y ~ C(x)"}).In(folder_.Path()).Run();
   EXPECT_EQ(result.exitCode, 2);
   ExpectHas(result.err,
-            "the value '2024-01-01 13:00:00' of 'x' in row 25001 is not of the type DATE");
+            "the value '2024-01-01 13:00:00' of 'x' in row 25001 is not of the type DATE, as those "
+            "before it are. If it stands for a missing value, name it with --na '2024-01-01 "
+            "13:00:00'; else read the column with --types x=timestamp or as text with --types "
+            "x=varchar.");
+  const json fit = FitJson(
+      {"--data", folder_.File("in.csv"), "--formula", "y ~ C(x)", "--types", "x=timestamp"});
+  EXPECT_EQ(fit["parameters"][2]["label"], "x=2024-01-01 13:00:00");
+  folder_.Write("in.csv", ChangingRows(25000, "2024-01-01", "soon"));
+  ExpectHas(
+      CommandRun({"fit", "--data", "in.csv", "--formula", "y ~ C(x)"}).In(folder_.Path()).Run().err,
+      "'soon'; else read the column as text with --types x=varchar.");
 }
 
 TEST_F(CommandData, YesAndNoAreCalledSo) {
