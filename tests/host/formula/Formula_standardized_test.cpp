@@ -93,7 +93,9 @@ TEST(FormulaPolynomial, NotesThatItIsNotOrthogonal) {
       "estimates differ from R's, predictions do not."};
   EXPECT_EQ(Only("poly(x, 2)").notes, note);
   EXPECT_EQ(Only("poly(x, 2, raw = TRUE)").notes, std::vector<std::string>());
+  EXPECT_EQ(Only("poly(x, 2, raw = T)").notes, std::vector<std::string>());
   EXPECT_EQ(Only("poly(x, 2, raw = FALSE)").notes, note);
+  EXPECT_EQ(Only("poly(x, 2, raw = F)").notes, note);
   EXPECT_EQ(Only("poly(x, 1)").notes, std::vector<std::string>());
 }
 
@@ -106,6 +108,10 @@ TEST(FormulaPolynomial, OtherDegreesAndArguments) {
   }
   ExpectError("y ~ poly(x, z, 2)",  //
               "               ^", "poly() takes a column or expression and a degree: poly(x, 2).");
+  for (const std::string value : {"1", "z", "'true'", "T + 1"}) {
+    ExpectError("y ~ poly(x, 2, raw = " + value + ")",  //
+                "               ^", "raw is TRUE or FALSE.");
+  }
   ExpectError("y ~ log(poly(x, 2))",  //
               "        ^", "poly() makes several terms, so it stands among them: y ~ poly(x, 2).");
   ExpectError("poly(y, 2) ~ x", "^",
