@@ -53,6 +53,7 @@ TEST(FormulaFactors, TheLevelThatOthersAreComparedWith) {
   ExpectFactor("factor(x, Treatment('a'))", "C(x)", "\"x\"", "a");
   ExpectFactor("relevel(x, ref = 'a')", "C(x)", "\"x\"", "a");
   ExpectFactor("relevel(factor(x), ref = \"a\")", "C(x)", "\"x\"", "a");
+  ExpectFactor("Relevel(x, ref = \"a\")", "C(x)", "\"x\"", "a");
   ExpectFactor("relevel(C(x, Treatment('a')), 'b')", "C(x)", "\"x\"", "b");
 }
 
