@@ -151,6 +151,14 @@ TEST(ForeignFunction, ATestForMissingValuesInACondition) {
   EXPECT_EQ(
       message("not is.na(age)"),
       Expected("Write age is null, or age is not null for the opposite.", "not is.na(age)", 4));
+  for (const std::string name : {"is.null", "is_null", "isnull", "ISNA", "is_na"}) {
+    EXPECT_EQ(
+        message(name + "(age)"),
+        Expected("Write age is null, or age is not null for the opposite.", name + "(age)", 0));
+    EXPECT_TRUE(NoFunctionText(name).starts_with(name + "() fills or finds missing values, but"));
+  }
+  EXPECT_EQ(message("coalesce(age, 1) > 0"),
+            Expected(NoFunctionText("coalesce"), "coalesce(age, 1) > 0", 0));
   EXPECT_EQ(message("age is null"), "no error");
 }
 
