@@ -10,12 +10,6 @@
 namespace qvhost {
 namespace {
 
-Variable Only(std::string_view right) {
-  const Formula formula = ParseFormula("y ~ " + std::string(right));
-  EXPECT_EQ(formula.variables.size(), 1U) << right;
-  return formula.variables.at(0);
-}
-
 void ExpectStandardized(std::string_view right, std::string_view label, std::string_view sql,
                         Standardizing standardizing) {
   const Variable variable = Only(right);
@@ -23,11 +17,6 @@ void ExpectStandardized(std::string_view right, std::string_view label, std::str
   EXPECT_EQ(variable.sql, sql) << right;
   EXPECT_EQ(variable.standardizing, standardizing) << right;
   EXPECT_EQ(variable.form, Variable::Form::kCall) << right;
-}
-
-void ExpectError(const std::string& formula, const std::string& marks,
-                 const std::string& sentence) {
-  EXPECT_EQ(ErrorOf(formula), Expected(sentence, formula, marks.find('^')));
 }
 
 TEST(FormulaStandardized, ScaleAndCenter) {
