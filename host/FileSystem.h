@@ -82,13 +82,13 @@ void SyncFolder(const std::filesystem::path& path) noexcept;
 /// Reads up to `size` bytes of a stream's file from byte `offset` on, wherever the stream stands;
 /// what the stream has not handed to the system yet is not seen. How many bytes there were, fewer
 /// at the end of the file; below 0 with errno set for a failure. Any number of threads may read one
-/// file at the same time.
+/// file at the same time. Where the stream stands afterwards is undefined: seek before reading it.
 [[nodiscard]] long long ReadAt(std::FILE* stream, std::int64_t offset, void* data,
                                std::size_t size);
 
 /// Reads what has arrived in a stream that nothing else reads: the number of bytes, 0 at the end.
-/// None, with errno 0, when nothing has arrived after `wait` (some platforms wait for ever); none,
-/// with errno set, when reading failed.
+/// None, with errno 0, when nothing has arrived after `wait` (some platforms wait for ever) or
+/// until a signal; none, with errno set, when reading failed.
 [[nodiscard]] std::optional<std::size_t> ReadArrived(std::FILE* stream, std::span<char> buffer,
                                                      std::chrono::milliseconds wait);
 

@@ -222,6 +222,10 @@ std::optional<std::size_t> ReadArrived(std::FILE* stream, std::span<char> buffer
   pollfd input{fileno(stream), POLLIN, 0};
   errno = 0;
   const int ready = poll(&input, 1, static_cast<int>(wait.count()));
+  if (ready < 0 && errno == EINTR) {
+    errno = 0;
+    return std::nullopt;
+  }
   // What cannot be polled is read.
   if (ready == 0) return std::nullopt;
   const ssize_t size = read(input.fd, buffer.data(), buffer.size());

@@ -89,7 +89,11 @@ std::size_t CommonStart(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+bool IsUpperAscii(char c) { return c >= 'A' && c <= 'Z'; }
+
+char LowerAscii(char c) { return IsUpperAscii(c) ? static_cast<char>(c - 'A' + 'a') : c; }
+
+char UpperAscii(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
 std::string Lower(std::string_view text) {
   std::string lower(text);
@@ -196,7 +200,8 @@ std::string ShellText(std::string_view text) {
 std::string ShellWord(std::string_view text) {
   constexpr std::string_view kPlain = "+,-./0123456789:=@_%";
   const bool isPlain = !text.empty() && std::ranges::all_of(text, [&](char c) {
-    return (LowerAscii(c) >= 'a' && LowerAscii(c) <= 'z') || kPlain.find(c) != kPlain.npos;
+    return (LowerAscii(c) >= 'a' && LowerAscii(c) <= 'z') ||
+           kPlain.find(c) != std::string_view::npos;
   });
   return isPlain ? std::string(text) : ShellText(text);
 }

@@ -8,8 +8,12 @@
 
 namespace qvhost {
 
-/// A letter of ASCII in lower case; any other byte as it is.
+/// Whether a byte is a capital letter of ASCII.
+[[nodiscard]] bool IsUpperAscii(char c);
+
+/// A letter of ASCII in lower or in upper case; any other byte as it is.
 [[nodiscard]] char LowerAscii(char c);
+[[nodiscard]] char UpperAscii(char c);
 
 /// A text with its letters of ASCII in lower case.
 [[nodiscard]] std::string Lower(std::string_view text);

@@ -50,16 +50,13 @@ std::string SqlTypeOf(std::string_view written, std::string_view column) {
     RefuseUsage(fmt::format("--types: '{}' of '{}' is no type; there are {}.", written, column,
                             CastTypeList()));
   }
-  if (type->hasWidth) {
-    // DuckDB's decimal without a width has three digits after the point.
-    if (!hasWidth) return "DOUBLE";
-    const std::string_view width = written.substr(open);
-    if (width.find_first_not_of("0123456789,() ") != std::string_view::npos) {
-      RefuseUsage(
-          fmt::format("--types: write the width of '{}' in digits, as in decimal(10,2).", column));
-    }
-    return std::string(type->sql) + std::string(width);
+  if (hasWidth &&
+      written.substr(open).find_first_not_of("0123456789,() ") != std::string_view::npos) {
+    RefuseUsage(
+        fmt::format("--types: write the width of '{}' in digits, as in decimal(10,2).", column));
   }
+  // DuckDB would round the values to the width.
+  if (type->hasWidth) return "DOUBLE";
   constexpr std::array<std::string_view, 5> kWhole = {"INTEGER", "BIGINT", "SMALLINT", "TINYINT",
                                                       "HUGEINT"};
   if (std::ranges::find(kWhole, type->sql) != kWhole.end()) return "BIGINT";

@@ -65,6 +65,11 @@ struct Refused {
   std::string_view reason;
 };
 
+constexpr std::string_view kMissingTests = " is.na isna is_na is.null isnull is_null ";
+constexpr std::string_view kMissingReason =
+    "fills or finds missing values, but a variable is missing wherever a part of it is; do so in "
+    "--sql.";
+
 constexpr auto kRefused = std::to_array<Refused>({
     {" min max ",
      "works on many records; of the values of one record, write least() or greatest()."},
@@ -84,9 +89,8 @@ constexpr auto kRefused = std::to_array<Refused>({
     {" unnest generate_series range generate_subscripts columns ",
      "makes several values of one, but a formula computes one value for each record; compute it in "
      "--sql."},
-    {" coalesce ifnull nvl zeroifnull isnull is_null isna is.na is_na complete.cases ",
-     "fills or finds missing values, but a variable is missing wherever a part of it is; do so in "
-     "--sql."},
+    {kMissingTests, kMissingReason},
+    {" coalesce ifnull nvl zeroifnull complete.cases ", kMissingReason},
     {" random rand uuid gen_random_uuid now today current_date current_time current_timestamp "
      "localtime localtimestamp get_current_time get_current_timestamp transaction_timestamp ",
      "gives another value each time, but a formula computes each value from the record alone."},
@@ -121,6 +125,10 @@ constexpr auto kRefused = std::to_array<Refused>({
     {" paste paste0 ", "is called concat() here."},
 });
 
+bool Lists(std::string_view names, std::string_view name) {
+  return names.find(" " + Lower(name) + " ") != std::string_view::npos;
+}
+
 }  // namespace
 
 std::string_view OwnFunctionName(std::string_view name) {
@@ -131,11 +139,8 @@ std::string_view OwnFunctionName(std::string_view name) {
 
 std::string NoFunctionText(std::string_view name) {
   const std::string call = std::string(name) + "()";
-  const std::string word = " " + Lower(name) + " ";
   for (const Refused& refused : kRefused) {
-    if (refused.names.find(word) != std::string_view::npos) {
-      return call + " " + std::string(refused.reason);
-    }
+    if (Lists(refused.names, name)) return call + " " + std::string(refused.reason);
   }
   const std::string_view inModule = NameInModule(name);
   std::vector<std::string> names;
@@ -146,10 +151,6 @@ std::string NoFunctionText(std::string_view name) {
                   : "'qvreg fit --help' lists those it has.");
 }
 
-bool IsMissingTest(std::string_view name) {
-  constexpr std::array<std::string_view, 5> kNames = {"is.na", "isna", "is_na", "isnull",
-                                                      "is_null"};
-  return std::ranges::any_of(kNames, [&](std::string_view own) { return SameWord(name, own); });
-}
+bool IsMissingTest(std::string_view name) { return Lists(kMissingTests, name); }
 
 }  // namespace qvhost

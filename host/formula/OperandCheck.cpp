@@ -107,7 +107,7 @@ std::string OperandCheck::WayOut(ValueKind kind, const Value& value) const {
       tokens_.Text().substr(value.place.begin, value.place.end - value.place.begin));
   if (kind == kNumber && value.kind == kBoolean) return "write if(" + x + ", 1, 0).";
   if (kind == kNumber && value.kind == kText) {
-    const std::string hint = value.numberHint ? value.numberHint() : "";
+    std::string hint = value.numberHint ? value.numberHint() : "";
     if (!hint.empty()) return hint;
     return "if it holds numbers, write cast(" + x + " as double).";
   }

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "host/Text.h"
-#include "host/formula/CallArguments.h"
 #include "host/formula/TermFunction.h"
 #include "host/formula/Tokenizer.h"
 
@@ -50,11 +49,10 @@ Polynomial OperandReader::ReadPolynomial() {
   bool isRaw = false;
   for (std::size_t i = 1; i < arguments.size(); ++i) {
     const CallArgument& argument = arguments[i];
-    const std::string value = LiteralOf(tokens_, argument.value).value_or("");
     if (argument.name == "raw") {
-      isRaw = value == "true";
+      isRaw = TruthOf(argument);
     } else if (!degree && (argument.name.empty() || argument.name == "degree")) {
-      degree = WholeNumber(value).value_or(0);
+      degree = WholeNumber(LiteralOf(tokens_, argument.value).value_or("")).value_or(0);
     } else {
       throw tokens_.Error(PlaceOf(tokens_, argument),
                           "poly() takes a column or expression and a degree: poly(x, 2).");
@@ -73,6 +71,17 @@ Polynomial OperandReader::ReadPolynomial() {
         "estimates differ from R's, predictions do not.");
   }
   return polynomial;
+}
+
+bool OperandReader::TruthOf(const CallArgument& argument) const {
+  const std::string_view text = tokens_.At(argument.value.first).text;
+  const bool isTrue = SameWord(text, "true") || text == "T";
+  const bool isFalse = SameWord(text, "false") || text == "F";
+  if (argument.value.Size() != 1 || isTrue == isFalse) {
+    throw tokens_.Error(PlaceOf(tokens_, argument),
+                        std::string(argument.name) + " is TRUE or FALSE.");
+  }
+  return isTrue;
 }
 
 Variable OperandReader::Column(std::size_t index) const {

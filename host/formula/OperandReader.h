@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "host/formula/CallArguments.h"
 #include "host/formula/ExpressionReader.h"
 #include "host/formula/Tokenizer.h"
 #include "host/formula/Variable.h"
@@ -58,6 +59,7 @@ class OperandReader {
   /// Any expression, with its label in I() unless it is a column or call.
   [[nodiscard]] Variable Expression(TokenRange range) const;
   [[nodiscard]] bool IsPower(TokenRange range) const;
+  [[nodiscard]] bool TruthOf(const CallArgument& argument) const;
   void RefuseCommas(TokenRange range, std::string_view function) const;
 
   TokenStream& tokens_;

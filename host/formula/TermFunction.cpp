@@ -102,10 +102,7 @@ FactorCall ReadFactorCall(const TokenStream& tokens, std::size_t name) {
   // What looks like an argument with a name is a comparison: C(x = 1).
   call.value = Unwrapped(tokens, {inside.first, arguments.front().value.last});
   if (const std::optional<FactorCall> inner = InnerCall(tokens, call.value)) call = *inner;
-  if (arguments.size() > 1) {
-    call.base = BaseLevel(tokens, function, arguments[1]);
-    call.basePlace = PlaceOf(tokens, arguments[1]);
-  }
+  if (arguments.size() > 1) call.base = BaseLevel(tokens, function, arguments[1]);
   if (arguments.size() > 2) {
     throw tokens.Error(PlaceOf(tokens, arguments[2]),
                        std::string(function) + "() takes no third argument; take this out.");

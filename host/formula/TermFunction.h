@@ -30,7 +30,6 @@ enum class TermFunction {
 struct FactorCall {
   TokenRange value;                 ///< What is made a factor: a column or an expression.
   std::optional<std::string> base;  ///< The level that the others are compared with, if named.
-  Place basePlace;
 };
 
 /// Reads the call whose name stands at an index: `C(x)`, `factor(x)`, `C(x, Treatment('a'))`,

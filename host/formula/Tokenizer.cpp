@@ -307,7 +307,7 @@ void TokenStream::CheckDoubleQuotes(const Token& text, const std::vector<std::si
   constexpr std::array<std::string_view, 2> kTakers = {"Treatment", "relevel"};
   const bool isTaken =
       !open.empty() && open.back() > 0 && std::ranges::any_of(kTakers, [&](std::string_view name) {
-        return tokens_[open.back() - 1].text == name;
+        return SameWord(tokens_[open.back() - 1].text, name);
       });
   if (!isTaken) throw Error(text.place, DoubleQuotesText(text));
 }

@@ -24,15 +24,11 @@ const Pair* FindPair(const std::string& lower) {
   return pair == kPairs.end() ? nullptr : pair;
 }
 
-bool IsUpper(char c) { return c >= 'A' && c <= 'Z'; }
-
-char UpperAscii(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-
 /// `lower` in the case of letters of `model`.
 std::string InCaseOf(std::string_view model, std::string_view lower) {
   std::string text(lower);
-  if (!IsUpper(model.front())) return text;
-  const auto isLower = [](char c) { return !IsUpper(c); };
+  if (!IsUpperAscii(model.front())) return text;
+  const auto isLower = [](char c) { return !IsUpperAscii(c); };
   const bool isUpper = std::ranges::none_of(model, isLower);
   const bool isCapitalized = std::ranges::all_of(model.substr(1), isLower);
   if (isUpper) std::ranges::transform(text, text.begin(), UpperAscii);

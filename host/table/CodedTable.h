@@ -87,7 +87,8 @@ class CodedTable {
   std::vector<CodedColumn> columns_;
   std::int64_t recordCount_;
   std::vector<MissingString> missingStrings_;
-  std::shared_ptr<const KeptRows> kept_;  ///< Not shared but with what moves the table.
+  /// Owned by this table alone; shared_ptr, as KeptRows is incomplete here.
+  std::shared_ptr<const KeptRows> kept_;
 };
 
 }  // namespace qvhost

@@ -22,19 +22,21 @@ constexpr std::size_t kLongestExample = 40;
 /// So many values tell whether a text is a number in another format.
 constexpr std::size_t kSampleValues = 2000;
 
-/// The first few different values of a text for which the condition holds; {0} in it stands for the
-/// value as a number, NULL when it is none.
+/// The first few different values of a text for which the condition holds, of so many as tell; {0}
+/// in it stands for the value as a number, NULL when it is none.
 std::vector<std::string> FirstValues(const TableSource& source, const ColumnRequest& request,
                                      const std::string& condition) {
   const std::string number = fmt::format("TRY_CAST(CAST(({}) AS VARCHAR) AS DOUBLE)", request.sql);
-  const auto rows = source.Database().Rows(fmt::format(
-      "SELECT DISTINCT value FROM (SELECT left(({0}), {1}) AS value FROM {2} WHERE ({0}) IS NOT "
-      "NULL AND {3} LIMIT {4})",
-      request.sql, kLongestExample, source.Relation(), fmt::format(fmt::runtime(condition), number),
-      kExamples));
+  const auto rows = source.Database().Rows(
+      fmt::format("SELECT left(({0}), {1}) FROM {2} WHERE ({0}) IS NOT NULL AND {3} LIMIT {4}",
+                  request.sql, kLongestExample, source.Relation(),
+                  fmt::format(fmt::runtime(condition), number), kSampleValues));
   std::vector<std::string> values;
-  values.reserve(rows.size());
-  for (const auto& row : rows) values.push_back(row.front().value_or(""));
+  for (const auto& row : rows) {
+    const std::string value = row.front().value_or("");
+    if (std::ranges::find(values, value) == values.end()) values.push_back(value);
+    if (values.size() == kExamples) break;
+  }
   return values;
 }
 

@@ -158,6 +158,13 @@ bool HasByteOrderMark(std::string_view bytes) {
                   name));
 }
 
+[[noreturn]] void RefuseToWrite(const std::string& folder, const std::string& reason) {
+  throw Error(ExitCode::kRunFailed,
+              fmt::format("The temporary file in the folder '{}' cannot be written ({}); name "
+                          "a folder with more room with --spool-dir.",
+                          folder, reason));
+}
+
 /// Writes the copy of a file, in UTF-8.
 class CopyWriter {
  public:
@@ -183,12 +190,7 @@ class CopyWriter {
   }
 
  private:
-  [[noreturn]] void Fail() const {
-    throw Error(ExitCode::kRunFailed,
-                fmt::format("The temporary file in the folder '{}' cannot be written ({}); name "
-                            "a folder with more room with --spool-dir.",
-                            folder_, std::strerror(errno)));
-  }
+  [[noreturn]] void Fail() const { RefuseToWrite(folder_, std::strerror(errno)); }
 
   std::string folder_;
   Stream to_;
@@ -319,6 +321,7 @@ void DataFiles::Copy(std::FILE* from, const std::string& name, const std::string
     const std::string packed = path + (kind.compression == "gzip" ? ".gz" : ".zst");
     std::error_code error;
     fs::rename(path, packed, error);
+    if (error) RefuseToWrite(spoolDir_, error.message());
     path = packed;
   }
   const FileFormat format = FormatOf(name, kind);
@@ -329,6 +332,7 @@ void DataFiles::Copy(std::FILE* from, const std::string& name, const std::string
 
 FileFormat DataFiles::FormatOf(const std::string& name, const FileKind& kind) const {
   if (options_.format) return *options_.format;
+  if (!kind.foreign.empty()) return FileFormat::kUnknown;
   if (kind.format == FileFormat::kSqlite) return kind.format;
   const bool mayBeDatabase = Lower(fs::path(name).extension().string()) == ".db";
   if (mayBeDatabase) return FileFormat::kDatabase;

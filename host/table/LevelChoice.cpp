@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -10,6 +11,7 @@
 #include "host/Error.h"
 #include "host/Text.h"
 #include "host/table/Booleans.h"
+#include "host/table/NumberFormat.h"
 
 namespace qvhost {
 namespace {
@@ -21,6 +23,7 @@ std::optional<double> NumberOf(std::string_view text) {
   double number = 0.0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  if (!(std::abs(number) < kLeastInexact)) return std::nullopt;
   return number;
 }
 

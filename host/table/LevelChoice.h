@@ -17,8 +17,8 @@ struct LevelChoice {
 };
 
 /// The place of the level that a user means: the one of this text; else the only one that is the
-/// same number (1950.0 for 1950); else, where all levels are booleans, the one of the same truth
-/// (true for yes). Nothing when there is none.
+/// same number below 2^53, which a double holds (1950.0 for 1950); else, where all levels are
+/// booleans, the one of the same truth (true for yes). Nothing when there is none.
 [[nodiscard]] std::optional<std::size_t> FindLevel(const std::vector<std::string>& levels,
                                                    std::string_view wanted);
 

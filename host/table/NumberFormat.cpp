@@ -16,8 +16,6 @@ constexpr std::array<std::string_view, 3> kBlanks = {" ", "\u00A0", "\u202F"};
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-bool IsCapital(char c) { return c >= 'A' && c <= 'Z'; }
-
 /// Steps over one of the texts at the beginning.
 template <std::size_t Size>
 bool SkipOne(std::string_view& text, const std::array<std::string_view, Size>& choices) {
@@ -54,8 +52,8 @@ std::size_t CurrencyAtStart(std::string_view text) {
   if (text.empty()) return 0;
   const CodePoint point = DecodeUtf8(text, 0);
   if (point.valid && IsCurrency(point.value)) return point.length;
-  const bool isCode =
-      text.size() > 3 && std::ranges::all_of(text.substr(0, 3), IsCapital) && !IsCapital(text[3]);
+  const bool isCode = text.size() > 3 && std::ranges::all_of(text.substr(0, 3), IsUpperAscii) &&
+                      !IsUpperAscii(text[3]);
   return isCode ? 3 : 0;
 }
 
@@ -70,8 +68,8 @@ std::size_t CurrencyAtEnd(std::string_view text) {
     if (point.valid && IsCurrency(point.value)) return text.size() - at;
   }
   const bool isCode = text.size() > 3 &&
-                      std::ranges::all_of(text.substr(text.size() - 3), IsCapital) &&
-                      !IsCapital(text[text.size() - 4]);
+                      std::ranges::all_of(text.substr(text.size() - 3), IsUpperAscii) &&
+                      !IsUpperAscii(text[text.size() - 4]);
   return isCode ? 3 : 0;
 }
 
@@ -272,36 +270,27 @@ std::string TypesText(const std::string& column, const std::string& type) {
 }
 
 std::string ReadingSql(const NumberReading& reading, const std::string& column) {
-  const bool isPlain = std::ranges::all_of(
-      column, [](char c) { return c == '_' || (LowerAscii(c) >= 'a' && LowerAscii(c) <= 'z'); });
-  std::string sql = isPlain ? column : QuoteName(column);
-  const auto replace = [&sql](const std::string& mark, const char* by) {
-    sql = fmt::format("replace({}, {}, '{}')", sql, QuoteText(mark), by);
-  };
-  if (!reading.format.thousands.empty()) replace(reading.format.thousands, "");
-  if (reading.format.decimal == ',') replace(",", ".");
-  if (HasPlus(reading)) replace("+", "");
-  if (reading.hasCurrency || reading.hasPercent) {
-    sql = fmt::format("regexp_replace({}, '[^-+0-9.]', '', 'g')", sql);
-  }
+  const char decimal = reading.format.decimal;
+  // The E of EUR is none of an exponent.
+  std::string sql =
+      fmt::format("regexp_replace(replace({}, '\u2212', '-'), '{}[^-0-9eE{}]', '', 'g')",
+                  QuoteName(column), reading.hasCurrency ? "[A-Z]{3}|" : "", decimal);
+  if (decimal == ',') sql = fmt::format("replace({}, ',', '.')", sql);
   return fmt::format("CAST({} AS DOUBLE)", sql);
 }
 
 std::string ReadingOptionsText(const NumberReading& reading, const std::string& column) {
-  if (reading.isAmbiguous) return "--decimal , or --thousands ,";
-  std::vector<std::string> options;
-  if (reading.format.decimal == ',') options.emplace_back("--decimal ,");
+  const bool hasSigns = reading.hasCurrency || reading.hasPercent || HasPlus(reading);
+  const std::string type = hasSigns ? " " + TypesText(column, "double") : "";
+  if (reading.isAmbiguous) return fmt::format("--decimal ,{0} or --thousands ,{0}", type);
+  std::string text = reading.format.decimal == ',' ? " --decimal ," : "";
   const std::string& thousands = reading.format.thousands;
   if (!thousands.empty()) {
     const bool isPlain = thousands == "." || thousands == ",";
-    options.push_back("--thousands " + (isPlain ? thousands : "\"" + thousands + "\""));
+    text += " --thousands " + (isPlain ? thousands : "\"" + thousands + "\"");
   }
-  if (reading.hasCurrency || reading.hasPercent || HasPlus(reading)) {
-    options.push_back(TypesText(column, "double"));
-  }
-  std::string text;
-  for (const std::string& option : options) text += (text.empty() ? "" : " ") + option;
-  return text;
+  text += type;
+  return text.substr(std::min<std::size_t>(1, text.size()));
 }
 
 }  // namespace qvhost

@@ -8,6 +8,9 @@
 
 namespace qvhost {
 
+/// 2^53, from which on a double may stand for several whole numbers.
+inline constexpr double kLeastInexact = 9007199254740992.0;
+
 /// How numbers are written in a text file. A plain value.
 struct NumberFormat {
   char decimal = '.';     ///< A point or a comma.

@@ -49,7 +49,7 @@ class SpoolFile {
   void Read(std::int64_t offset, std::span<double> values);
 
   /// As Read, after Flush, wherever the stream stands: any number of threads may read at the same
-  /// time.
+  /// time. Where the stream stands afterwards is undefined: seek before reading it.
   void ReadAt(std::int64_t offset, std::span<double> values) const;
 
   /// Replaces the values from position `offset`, counted in doubles.

@@ -1,6 +1,7 @@
 #include "host/table/SqliteFile.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -29,7 +30,8 @@ constexpr std::size_t kLongestValue = 40;
 struct Column {
   std::string name;
   SqliteKind kind = SqliteKind::kOpen;
-  std::string declared;    ///< Empty where its values tell what it is.
+  std::string declared;    ///< In the database; empty where its values tell what it is.
+  bool isNamed = false;    ///< The user said what it is.
   std::string cast;        ///< The type that the view gives it; empty for none.
   std::size_t number = 0;  ///< For counting its missing strings.
 };
@@ -44,8 +46,7 @@ struct Fault {
   enum class Kind { kFraction, kText, kBlob, kNotUtf8 };
   Kind kind;
   std::string table;
-  std::string column;
-  std::string declared;
+  Column column;
   std::string value;
   std::int64_t row = 0;
 };
@@ -64,6 +65,10 @@ bool IsUtf8(std::string_view text) {
     at += point.length;
   }
   return true;
+}
+
+bool IsWhole(double number) {
+  return std::trunc(number) == number && std::abs(number) < kLeastInexact;
 }
 
 duckdb_type TypeOf(SqliteKind kind) {
@@ -162,7 +167,7 @@ class Scan {
     void* const values = duckdb_vector_get_data(vector);
     if (column.kind == SqliteKind::kNumber) {
       static_cast<double*>(values)[row] = sqlite3_column_double(query_.Raw(), i);
-    } else if (type == SQLITE_INTEGER) {
+    } else if (type == SQLITE_INTEGER || IsWhole(sqlite3_column_double(query_.Raw(), i))) {
       static_cast<std::int64_t*>(values)[row] = sqlite3_column_int64(query_.Raw(), i);
     } else {
       Refuse(Fault::Kind::kFraction, column, query_.Text(i));
@@ -179,7 +184,7 @@ class Scan {
     const std::lock_guard lock(state_->mutex);
     std::string shown(value);
     CutText(shown, kLongestValue);
-    state_->fault = Fault{kind, table_, column.name, column.declared, std::move(shown), rows_};
+    state_->fault = Fault{kind, table_, column, std::move(shown), rows_};
     throw Unreadable();
   }
 
@@ -279,7 +284,7 @@ SqliteKind KindOfValues(const SqliteDatabase& database, const std::string& table
 
 /// Reads the column as the user says.
 void Declare(const std::string& type, Column& column) {
-  column.declared = type;
+  column.isNamed = true;
   column.kind = type == "BIGINT"   ? SqliteKind::kWhole
                 : type == "DOUBLE" ? SqliteKind::kNumber
                                    : SqliteKind::kText;
@@ -310,7 +315,8 @@ Table Learn(const SqliteDatabase& database, const std::string& name,
 
 std::string FaultText(const Fault& fault) {
   const std::string place =
-      fmt::format("of '{}' in row {} of {}", fault.column, fault.row, fault.table);
+      fmt::format("of '{}' in row {} of {}", fault.column.name, fault.row, fault.table);
+  const std::string asText = TypesText(fault.column.name, "varchar");
   if (fault.kind == Fault::Kind::kBlob) {
     return fmt::format(
         "the value {} is a blob, neither a number nor text; leave such rows, or the "
@@ -323,13 +329,21 @@ std::string FaultText(const Fault& fault) {
         "--sql.",
         place);
   }
-  const std::string reason = fault.declared.empty()
+  if (fault.kind == Fault::Kind::kFraction) {
+    return fmt::format(
+        "the value '{}' {} is not a whole number, as --types demands; read the column with {} or "
+        "as text with {}.",
+        fault.value, place, TypesText(fault.column.name, "double"), asText);
+  }
+  const std::string& declared = fault.column.declared;
+  const std::string reason = fault.column.isNamed ? "as --types demands"
+                             : declared.empty()
                                  ? "as those before it are"
-                                 : fmt::format("as the column is declared ({})", fault.declared);
+                                 : fmt::format("as the column is declared ({})", declared);
   return fmt::format(
       "the value '{0}' {1} is not a number, {2}. If it stands for a missing value, "
       "name it with --na {3}; else read the column as text with {4}.",
-      fault.value, place, reason, ShellText(fault.value), TypesText(fault.column, "varchar"));
+      fault.value, place, reason, ShellText(fault.value), asText);
 }
 
 }  // namespace
@@ -381,12 +395,12 @@ bool SqliteFile::Mend() {
     fault = std::exchange(state_->fault, std::nullopt);
   }
   if (!fault) return false;
-  if (fault->kind != Fault::Kind::kFraction) {
+  if (fault->kind != Fault::Kind::kFraction || fault->column.isNamed) {
     throw Error(ExitCode::kBadInput, state_->name + ": " + FaultText(*fault));
   }
   for (Table& table : state_->shown) {
     if (table.name != fault->table) continue;
-    std::ranges::find(table.columns, fault->column, &Column::name)->kind = SqliteKind::kNumber;
+    std::ranges::find(table.columns, fault->column.name, &Column::name)->kind = SqliteKind::kNumber;
   }
   CreateView(fault->table);
   return true;

@@ -78,7 +78,7 @@ std::string TypedView::NumberOf(std::size_t column) const {
 std::string TypedView::CastText(std::size_t column, const std::string& type) const {
   const RawColumn& raw = columns_[column];
   if (!raw.dateFormat.empty()) return TextOf(column);
-  const bool isNumber = type == kWhole || type == kNumber || type.starts_with("DECIMAL");
+  const bool isNumber = type == kWhole || type == kNumber;
   return isNumber ? NumberOf(column) : TextOf(column);
 }
 
@@ -95,26 +95,25 @@ std::string TypedView::Value(std::size_t column) const {
   }
   if (raw.ComesAsDouble()) {
     return fmt::format(
-        "CASE WHEN {0} <> trunc({0}) OR abs({0}) >= 9007199254740992 THEN CAST(error({1}) AS "
-        "BIGINT) "
+        "CASE WHEN {0} <> trunc({0}) OR abs({0}) >= {1} THEN CAST(error({2}) AS BIGINT) "
         "ELSE CAST({0} AS BIGINT) END",
-        text, QuoteText(kFractionText));
+        text, kLeastInexact, QuoteText(kFractionText));
   }
   if (!raw.isText) return text;
   std::string value = CastText(column, raw.type);
   if (!raw.dateFormat.empty())
     value = fmt::format("strptime({}, {})", text, QuoteText(raw.dateFormat));
   if (raw.type != kText) value = fmt::format("CAST({} AS {})", value, raw.type);
-  if (HasTimeOfDay(column) != "false") {
-    value = fmt::format("CASE WHEN {} THEN CAST(error({}) AS DATE) ELSE {} END",
-                        HasTimeOfDay(column), QuoteText(kTimeText), value);
+  if (const auto hasTime = HasTimeOfDay(column)) {
+    value = fmt::format("CASE WHEN {} THEN CAST(error({}) AS DATE) ELSE {} END", *hasTime,
+                        QuoteText(kTimeText), value);
   }
   return fmt::format("CASE WHEN {} THEN NULL ELSE {} END", IsMissing(column), value);
 }
 
-std::string TypedView::HasTimeOfDay(std::size_t column) const {
+std::optional<std::string> TypedView::HasTimeOfDay(std::size_t column) const {
   const RawColumn& raw = columns_[column];
-  if (raw.type != "DATE" || !raw.dateFormat.empty()) return "false";
+  if (raw.type != "DATE" || !raw.dateFormat.empty()) return std::nullopt;
   return fmt::format("coalesce(TRY_CAST({0} AS TIMESTAMP) <> TRY_CAST({0} AS DATE), false)",
                      TextOf(column));
 }
@@ -291,7 +290,7 @@ std::string TypedView::IsUnreadable(std::size_t column, const std::string& type)
       raw.dateFormat.empty() ? CastText(column, type)
                              : fmt::format("try_strptime({}, {})", text, QuoteText(raw.dateFormat));
   return fmt::format("({} IS NOT NULL AND NOT {} AND (TRY_CAST({} AS {}) IS NULL OR {}))", text,
-                     IsMissing(column), value, type, HasTimeOfDay(column));
+                     IsMissing(column), value, type, HasTimeOfDay(column).value_or("false"));
 }
 
 std::vector<std::size_t> TypedView::TypedColumnsRead() const {
@@ -339,9 +338,10 @@ void TypedView::RefuseValue(std::size_t column) {
                   QuoteName(kFileColumn), TextOf(column), relation_(columns_, kFileColumn));
   const auto found =
       connection_
-          .Rows(fmt::format("SELECT qvreg_row, qvreg_file, left({0}, {1}) FROM {2} WHERE {3} "
+          .Rows(fmt::format("SELECT qvreg_row, qvreg_file, left({0}, {1}), {4} FROM {2} WHERE {3} "
                             "LIMIT 1",
-                            TextOf(column), kLongestValue, numbered, isRefused))
+                            TextOf(column), kLongestValue, numbered, isRefused,
+                            HasTimeOfDay(column).value_or("false")))
           .front();
   const std::string& row = *found[0];
   const std::string& file = *found[1];
@@ -351,24 +351,19 @@ void TypedView::RefuseValue(std::size_t column) {
                              numbered, row, QuoteText(file)))
            .front()
            .front();
-  if (mustBeWhole) {
-    throw Error(
-        ExitCode::kBadInput,
-        fmt::format("{}: the value '{}' of '{}' in row {} is not a whole number, as --types "
-                    "demands. If it stands for a missing value, name it with --na {}; else read "
-                    "the column with {} or as text with {}.",
-                    file, *found[2], raw.name, rowInFile, ShellText(*found[2]),
-                    TypesText(raw.name, "double"), TypesText(raw.name, "varchar")));
-  }
   const bool isNumber = isWhole || raw.type == kNumber;
+  const std::string what = mustBeWhole ? "a whole number"
+                           : isNumber  ? "a number"
+                                       : fmt::format("of the type {}", raw.type);
+  const char* const wider = mustBeWhole ? "double" : IsTrue(found[3]) ? "timestamp" : nullptr;
   throw Error(
       ExitCode::kBadInput,
-      fmt::format("{0}: the value '{1}' of '{2}' in row {3} is not {4}, {6}. If it stands for a "
-                  "missing value, name it with --na {5}; else read the column as text with {7}.",
-                  file, *found[2], raw.name, rowInFile,
-                  isNumber ? "a number" : fmt::format("of the type {}", raw.type),
-                  ShellText(*found[2]),
+      fmt::format("{}: the value '{}' of '{}' in row {} is not {}, {}. If it stands for a missing "
+                  "value, name it with --na {}; else read the column {}as text with {}.",
+                  file, *found[2], raw.name, rowInFile, what,
                   raw.isDeclared ? "as --types demands" : "as those before it are",
+                  ShellText(*found[2]),
+                  wider == nullptr ? "" : fmt::format("with {} or ", TypesText(raw.name, wider)),
                   TypesText(raw.name, "varchar")));
 }
 

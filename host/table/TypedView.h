@@ -112,8 +112,8 @@ class TypedView {
   [[nodiscard]] std::string CastText(std::size_t column, const std::string& type) const;
   [[nodiscard]] std::string IsMissing(std::size_t column) const;
   [[nodiscard]] std::string Value(std::size_t column) const;
-  /// Whether a date's text has a time of day that is not midnight, in SQL.
-  [[nodiscard]] std::string HasTimeOfDay(std::size_t column) const;
+  /// Whether a date's text has a time of day that is not midnight, in SQL; nothing where it cannot.
+  [[nodiscard]] std::optional<std::string> HasTimeOfDay(std::size_t column) const;
   [[nodiscard]] std::string IsUnreadable(std::size_t column, const std::string& type) const;
   [[nodiscard]] std::vector<std::size_t> TypedColumnsRead() const;
   [[nodiscard]] std::optional<std::size_t> FindUnreadable(const std::vector<std::size_t>& columns,

@@ -15,6 +15,20 @@ std::string Nearest(const std::string& wanted, const Names& names) {
   return NearestName(wanted, names).value_or("none");
 }
 
+TEST(AsciiCase, IsThatOfLettersOfAscii) {
+  EXPECT_EQ(LowerAscii('A'), 'a');
+  EXPECT_EQ(LowerAscii('Z'), 'z');
+  EXPECT_EQ(UpperAscii('a'), 'A');
+  EXPECT_EQ(UpperAscii('z'), 'Z');
+  for (const char c : {'@', '[', '`', '{', '1', '\xC4'}) {
+    EXPECT_EQ(LowerAscii(c), c);
+    EXPECT_EQ(UpperAscii(c), c);
+    EXPECT_FALSE(IsUpperAscii(c));
+  }
+  EXPECT_TRUE(IsUpperAscii('A') && IsUpperAscii('Z'));
+  EXPECT_FALSE(IsUpperAscii('a'));
+}
+
 // ---- The nearest name -------------------------------------------------------
 
 TEST(NearestName, IsOneEditAway) {

@@ -104,7 +104,7 @@ TEST_F(CommandData, InAQueryTextThatReadsAsNumbersNeedsAnExpression) {
       FitJson({"--sql", "SELECT range % 7 AS y, (range % 5) || ',5' AS x FROM range(40)",
                "--formula", "y ~ x"});
   ExpectHas(fit["warnings"].dump(),
-            "make numbers of them in --sql, such as CAST(replace(x, ',', '.')");
+            R"(make numbers of them in --sql, such as CAST(replace(regexp_replace(replace(\"x\")");
 }
 
 TEST_F(CommandData, CodesDatesAndThousandsAreNamed) {
@@ -204,7 +204,17 @@ TEST_F(CommandData, ATimeOfDayBehindManyDatesIsNotDropped) {
       CommandRun({"fit", "--data", "in.csv", "--formula", "y ~ C(x)"}).In(folder_.Path()).Run();
   EXPECT_EQ(result.exitCode, 2);
   ExpectHas(result.err,
-            "the value '2024-01-01 13:00:00' of 'x' in row 25001 is not of the type DATE");
+            "the value '2024-01-01 13:00:00' of 'x' in row 25001 is not of the type DATE, as those "
+            "before it are. If it stands for a missing value, name it with --na '2024-01-01 "
+            "13:00:00'; else read the column with --types x=timestamp or as text with --types "
+            "x=varchar.");
+  const json fit = FitJson(
+      {"--data", folder_.File("in.csv"), "--formula", "y ~ C(x)", "--types", "x=timestamp"});
+  EXPECT_EQ(fit["parameters"][2]["label"], "x=2024-01-01 13:00:00");
+  folder_.Write("in.csv", ChangingRows(25000, "2024-01-01", "soon"));
+  ExpectHas(
+      CommandRun({"fit", "--data", "in.csv", "--formula", "y ~ C(x)"}).In(folder_.Path()).Run().err,
+      "'soon'; else read the column as text with --types x=varchar.");
 }
 
 TEST_F(CommandData, YesAndNoAreCalledSo) {
@@ -310,6 +320,15 @@ TEST_F(CommandData, WrongOptions) {
   }
   EXPECT_EQ(Refused({"--data", "r.csv", "."}),
             "qvreg: '.' is a folder; name a file in it, or a pattern such as './*.csv'.");
+}
+
+TEST_F(CommandData, AColumnDeclaredDecimalIsNotRounded) {
+  const std::string file = folder_.Write("r.csv", "y,x\n1,1.5\n2,2.5\n3,4.25\n4,5.75\n");
+  for (const char* const type : {"decimal(9,0)", "numeric(3, 1)", "decimal"}) {
+    const json fit =
+        FitJson({"--data", file, "--formula", "x ~ 1", "--types", std::string("x=") + type});
+    EXPECT_EQ(fit["parameters"][0]["estimate"], 3.5) << type;
+  }
 }
 
 TEST_F(CommandData, ADecimalWithoutAWidthKeepsItsDigits) {

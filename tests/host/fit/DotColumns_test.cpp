@@ -106,7 +106,8 @@ TEST(DotColumns, ATextOfManyValuesEndsTheRun) {
   EXPECT_EQ(FailureOf(OptionsFor(numbers, "y ~ .")).message,
             "'.' stands for preis, too, a text with more than 1000 different values. 100 % of its "
             "values read as numbers with a decimal comma, such as '0,5': make numbers of them in "
-            "--sql, such as CAST(replace(preis, ',', '.') AS DOUBLE). Take it out with '. - "
+            "--sql, such as CAST(replace(regexp_replace(replace(\"preis\", '\u2212', '-'), "
+            "'[^-0-9eE,]', '', 'g'), ',', '.') AS DOUBLE). Take it out with '. - "
             "preis', or write '. + preis' if it is meant as a factor.\n  y ~ .\n      ^");
   EXPECT_EQ(LabelsOf(Fit(Identified(1001), "y ~ . - `the id`")), (Strings{"(Intercept)", "x"}));
   EXPECT_EQ(LabelsOf(Fit(Identified(1001), "y ~ . + `the id`")).size(), 1003U);

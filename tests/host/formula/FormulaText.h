@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
+
+#include <gtest/gtest.h>
 
 #include "host/formula/Formula.h"
 
@@ -13,6 +16,13 @@ inline std::string TermsOf(std::string_view text) {
   std::string line = formula.intercept ? "1" : "0";
   for (const Term& term : formula.terms) line += " " + TermLabel(formula, term);
   return line;
+}
+
+/// The only variable on the right of "y ~ ...".
+inline Variable Only(std::string_view right) {
+  const Formula formula = ParseFormula("y ~ " + std::string(right));
+  EXPECT_EQ(formula.variables.size(), 1U) << right;
+  return formula.variables.at(0);
 }
 
 /// The message of the error that a formula gives; "no error" when it gives none.
@@ -29,6 +39,18 @@ inline std::string ErrorOf(std::string_view text) {
 inline std::string Expected(const std::string& sentence, const std::string& formula,
                             std::size_t column) {
   return sentence + "\n  " + formula + "\n  " + std::string(column, ' ') + "^";
+}
+
+/// Expects the error of a formula, with the caret in this column.
+inline void ExpectError(const std::string& formula, std::size_t column,
+                        const std::string& sentence) {
+  EXPECT_EQ(ErrorOf(formula), Expected(sentence, formula, column));
+}
+
+/// The same, with the caret under the `^` of the marks, which stand under the formula.
+inline void ExpectError(const std::string& formula, std::string_view marks,
+                        const std::string& sentence) {
+  ExpectError(formula, marks.find('^'), sentence);
 }
 
 }  // namespace qvhost

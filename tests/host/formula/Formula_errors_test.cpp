@@ -8,12 +8,6 @@
 namespace qvhost {
 namespace {
 
-/// The caret goes under the `^` of the marks line, which stands under the formula.
-void ExpectError(const std::string& formula, const std::string& marks,
-                 const std::string& sentence) {
-  EXPECT_EQ(ErrorOf(formula), Expected(sentence, formula, marks.find('^')));
-}
-
 TEST(FormulaErrors, NothingToRead) {
   const std::string sentence = "The formula is empty; write one such as y ~ a + b.";
   ExpectError("", "^", sentence);

@@ -10,12 +10,6 @@
 namespace qvhost {
 namespace {
 
-Variable Only(std::string_view right) {
-  const Formula formula = ParseFormula("y ~ " + std::string(right));
-  EXPECT_EQ(formula.variables.size(), 1U) << right;
-  return formula.variables.at(0);
-}
-
 void ExpectStandardized(std::string_view right, std::string_view label, std::string_view sql,
                         Standardizing standardizing) {
   const Variable variable = Only(right);
@@ -23,11 +17,6 @@ void ExpectStandardized(std::string_view right, std::string_view label, std::str
   EXPECT_EQ(variable.sql, sql) << right;
   EXPECT_EQ(variable.standardizing, standardizing) << right;
   EXPECT_EQ(variable.form, Variable::Form::kCall) << right;
-}
-
-void ExpectError(const std::string& formula, const std::string& marks,
-                 const std::string& sentence) {
-  EXPECT_EQ(ErrorOf(formula), Expected(sentence, formula, marks.find('^')));
 }
 
 TEST(FormulaStandardized, ScaleAndCenter) {
@@ -93,7 +82,9 @@ TEST(FormulaPolynomial, NotesThatItIsNotOrthogonal) {
       "estimates differ from R's, predictions do not."};
   EXPECT_EQ(Only("poly(x, 2)").notes, note);
   EXPECT_EQ(Only("poly(x, 2, raw = TRUE)").notes, std::vector<std::string>());
+  EXPECT_EQ(Only("poly(x, 2, raw = T)").notes, std::vector<std::string>());
   EXPECT_EQ(Only("poly(x, 2, raw = FALSE)").notes, note);
+  EXPECT_EQ(Only("poly(x, 2, raw = F)").notes, note);
   EXPECT_EQ(Only("poly(x, 1)").notes, std::vector<std::string>());
 }
 
@@ -106,6 +97,10 @@ TEST(FormulaPolynomial, OtherDegreesAndArguments) {
   }
   ExpectError("y ~ poly(x, z, 2)",  //
               "               ^", "poly() takes a column or expression and a degree: poly(x, 2).");
+  for (const std::string value : {"1", "z", "'true'", "T + 1"}) {
+    ExpectError("y ~ poly(x, 2, raw = " + value + ")",  //
+                "               ^", "raw is TRUE or FALSE.");
+  }
   ExpectError("y ~ log(poly(x, 2))",  //
               "        ^", "poly() makes several terms, so it stands among them: y ~ poly(x, 2).");
   ExpectError("poly(y, 2) ~ x", "^",

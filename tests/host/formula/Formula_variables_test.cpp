@@ -10,13 +10,6 @@
 namespace qvhost {
 namespace {
 
-/// The only variable on the right of "y ~ ...".
-Variable Only(std::string_view right) {
-  const Formula formula = ParseFormula("y ~ " + std::string(right));
-  EXPECT_EQ(formula.variables.size(), 1U) << right;
-  return formula.variables.at(0);
-}
-
 /// Its columns in one line.
 std::string ColumnsOf(const Variable& variable) {
   std::string line;

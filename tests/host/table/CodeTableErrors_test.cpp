@@ -29,6 +29,16 @@ TEST_F(CodeTableErrors, NamesRowAndColumnOfAnInfinity) {
             "The value of '1 / x' in row 2 is infinite; lea");
 }
 
+TEST_F(CodeTableErrors, ADependentIsShownByItsFirstDifferentValues) {
+  ColumnRequest request = Ask("x");
+  request.isByTypeOnly = true;
+  request.maxLevels = 5;
+  const TableSource source = OpenSql(
+      "SELECT CASE WHEN i < 9 THEN 'z' ELSE (i // 2)::VARCHAR || 'k' END AS x FROM range(40) t(i)");
+  const std::string text = Refused(source, request);
+  EXPECT_NE(text.find("such as 'z', '4k', '5k', so it is hardly"), std::string::npos) << text;
+}
+
 TEST_F(CodeTableErrors, NeedsANumberForAWeight) {
   const TableSource source = OpenSql(
       "SELECT * FROM (VALUES ('1', true, DATE '2020-02-03', NULL::VARCHAR, 'u'::ENUM('u')), "

@@ -53,8 +53,8 @@ class DataFilesTest : public TableTest {
 
   /// Writes the bytes of a file to a pipe while the source is opened.
   template <typename Action>
-  void WithPipe(const std::string& file, Action action) const {
-    const std::string pipe = Path("pipe");
+  void WithPipe(const std::string& file, Action action, const char* called = "pipe") const {
+    const std::string pipe = Path(called);
     std::filesystem::remove(pipe);
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     std::thread writer([&] {
@@ -123,6 +123,22 @@ TEST_F(DataFilesTest, AFormatThatIsNamedHolds) {
   ExpectRows(from);
 }
 
+TEST_F(DataFilesTest, AWorkbookIsOneWhateverItsName) {
+  const std::string bytes = "PK\x03\x04\x14\xFF [Content_Types].xml";
+  const std::string what = "' is a workbook of a spreadsheet program; save its sheet as CSV.";
+  DataSource from = From(WriteText("x.csv", bytes));
+  EXPECT_EQ(Refused(from), "'" + from.data + what);
+  from.reading.encoding = TextEncoding::kLatin1;
+  EXPECT_EQ(Refused(from), "'" + from.data + what);
+  WithPipe(
+      from.data,
+      [&](const std::string& name) { EXPECT_EQ(Refused(From(name)), "'" + name + what); },
+      "pipe.csv");
+  from.reading.encoding.reset();
+  from.reading.format = FileFormat::kDelimited;
+  EXPECT_NE(Refused(from).find("is not in UTF-8"), std::string::npos) << "as the user says";
+}
+
 TEST_F(DataFilesTest, OtherEncodingsAreConverted) {
   DataSource from = From(WriteText("latin.csv", "x,g\n1.5,\xFC\n2.5,a\n"));
   for (const TextEncoding encoding : {TextEncoding::kLatin1, TextEncoding::kWindows1252}) {
@@ -180,6 +196,23 @@ TEST_F(DataFilesTest, TellsHowMuchOfAPipeHasCome) {
   EXPECT_GE(std::ranges::count(told, 1U), 2) << "also while nothing comes";
   EXPECT_GE(std::ranges::count(told, 11U), 2);
   EXPECT_GE(std::ranges::count(told, 17U), 1);
+}
+
+TEST_F(DataFilesTest, ACopyThatCannotBeRenamedEndsTheRun) {
+  const std::string packed = WriteTable("t.csv.gz", "SELECT 1 AS x");
+  // What has the name that the copy of a compressed file gets.
+  const auto takeName = [this](std::uint64_t) {
+    for (const auto& folder : std::filesystem::directory_iterator(Path("spool"))) {
+      std::filesystem::create_directory(folder.path() / "input-1.gz");
+    }
+  };
+  WithPipe(packed, [&](const std::string& pipe) {
+    const Refusal refusal = RefusalOf([&] { const TableSource source(From(pipe), takeName); });
+    EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
+    EXPECT_TRUE(refusal.text.starts_with("The temporary file in the folder '" + Path("spool") +
+                                         "' cannot be written ("))
+        << refusal.text;
+  });
 }
 
 TEST_F(DataFilesTest, TheMarkOfAnEncodingMayComeByteByByte) {

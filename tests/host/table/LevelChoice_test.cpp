@@ -39,6 +39,13 @@ TEST(FindLevel, ByItsNumber) {
   EXPECT_EQ(FindLevel({"1", "2"}, "1x"), std::nullopt);
 }
 
+TEST(FindLevel, ByItsNumberWhereADoubleHoldsIt) {
+  EXPECT_EQ(FindLevel({"12345678901234567", "2"}, "12345678901234568"), std::nullopt);
+  EXPECT_EQ(FindLevel({"12345678901234567", "2"}, "12345678901234567"), 0U) << "by its text";
+  EXPECT_EQ(FindLevel({"-9007199254740992", "2"}, "-9007199254740993"), std::nullopt);
+  EXPECT_EQ(FindLevel({"9007199254740991", "2"}, "9007199254740991.0"), 0U);
+}
+
 TEST(FindLevel, ByItsTruth) {
   EXPECT_EQ(FindLevel({"no", "yes"}, "true"), 1U);
   EXPECT_EQ(FindLevel({"F", "T"}, "false"), 0U);

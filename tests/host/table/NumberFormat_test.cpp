@@ -93,6 +93,8 @@ TEST(FindReading, NamesBothReadingsOfACommaThatMayBeEither) {
   EXPECT_TRUE(either->isAmbiguous);
   EXPECT_EQ(ReadingOptionsText(*either, "x"), "--decimal , or --thousands ,");
   EXPECT_FALSE(FindReading({"1,234", "12,5"})->isAmbiguous);
+  EXPECT_EQ(ReadingOptionsText(*FindReading({"$1,234", "$12,500"}), "x"),
+            "--decimal , --types x=double or --thousands , --types x=double");
 }
 
 TEST(TypesText, CanBePasted) {
@@ -105,13 +107,15 @@ TEST(ReadingSql, MakesTheNumbers) {
   Connection connection;
   for (const Texts& texts :
        {Texts{"1.234,5", "12,25"}, Texts{"1,234.50 €", "$3.00"}, Texts{"1 234,5", "-7,5"},
-        Texts{"5 %", "12.5%"}, Texts{"1'234,5", "2,5"}}) {
+        Texts{"5 %", "12.5%"}, Texts{"1'234,5", "2,5"}, Texts{"1\u00A0234,5", "2\u202F345,5"},
+        Texts{"1\u2019234,5", "2'345,5"}, Texts{"\u22127,5", "2,5"}, Texts{"+3", "4.5"},
+        Texts{"1,5e-3", "2,5E+3"}, Texts{"1e3 EUR", "EUR 2"}}) {
     const auto reading = FindReading(texts);
     ASSERT_TRUE(reading) << texts.front();
     for (const std::string& text : texts) {
       const auto rows =
-          connection.Rows(fmt::format("SELECT {} FROM (SELECT {} AS \"odd name\")",
-                                      ReadingSql(*reading, "odd name"), QuoteText(text)));
+          connection.Rows(fmt::format("SELECT {} FROM (SELECT {} AS \"order\")",
+                                      ReadingSql(*reading, "order"), QuoteText(text)));
       EXPECT_EQ(std::stod(rows.front().front().value_or("nan")),
                 std::stod(*ParseNumber(text, reading->format, NumberSigns::kDropped)))
           << text;
@@ -119,8 +123,13 @@ TEST(ReadingSql, MakesTheNumbers) {
   }
 }
 
-TEST(ReadingSql, IsPlainWhereItCanBe) {
-  EXPECT_EQ(ReadingSql(*FindReading({"1,5", "2,25"}), "x"), "CAST(replace(x, ',', '.') AS DOUBLE)");
+TEST(ReadingSql, IsAsShortAsItCanBe) {
+  EXPECT_EQ(ReadingSql(*FindReading({"1,5", "2,25"}), "x"),
+            "CAST(replace(regexp_replace(replace(\"x\", '\u2212', '-'), '[^-0-9eE,]', '', 'g'), "
+            "',', '.') AS DOUBLE)");
+  EXPECT_EQ(ReadingSql(*FindReading({"5%", "7.5%"}), "odd name"),
+            "CAST(regexp_replace(replace(\"odd name\", '\u2212', '-'), '[^-0-9eE.]', '', 'g') AS "
+            "DOUBLE)");
 }
 
 TEST(FindReading, TakesNinetyFiveInAHundred) {

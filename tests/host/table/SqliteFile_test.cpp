@@ -109,6 +109,30 @@ TEST_F(SqliteFileTest, TypesMayBeNamed) {
   EXPECT_EQ(Refused(from), "--types: there is no column 'y' in t of " + file + ".");
 }
 
+TEST_F(SqliteFileTest, AFractionInAColumnThatMustBeWholeIsRefused) {
+  const std::string file = Write("CREATE TABLE t(x REAL); INSERT INTO t VALUES (1), (2.5), (3)");
+  DataSource from{file, "", ""};
+  from.reading.types = {{"x", "BIGINT"}};
+  EXPECT_EQ(Refused(from, "x"),
+            file +
+                ": the value '2.5' of 'x' in row 2 of t is not a whole number, as --types demands; "
+                "read the column with --types x=double or as text with --types x=varchar.");
+  const std::string far = Write("CREATE TABLE t(x REAL); INSERT INTO t VALUES (1e20)", "far.db");
+  from.data = far;
+  EXPECT_NE(Refused(from, "x").find("'1.0e+20' of 'x' in row 1 of t is not a whole number"),
+            std::string::npos);
+  from.data = Write("CREATE TABLE t(x REAL); INSERT INTO t VALUES (1), (-2)", "whole.db");
+  EXPECT_EQ(Shape(from), "x BIGINT; ");
+  EXPECT_EQ(Values(CodeTable(TableSource(from), {Ask("x")})), (std::vector<double>{1, -2}));
+}
+
+TEST_F(SqliteFileTest, ATextInAColumnThatMustBeANumberIsRefused) {
+  DataSource from{Write("CREATE TABLE t(x TEXT); INSERT INTO t VALUES ('a')"), "", ""};
+  from.reading.types = {{"x", "DOUBLE"}};
+  EXPECT_NE(Refused(from, "x").find("is not a number, as --types demands. If it stands"),
+            std::string::npos);
+}
+
 TEST_F(SqliteFileTest, RefusesBlobsAndTextThatIsNoUtf8) {
   const std::string file = Write(
       "CREATE TABLE t(x REAL, g TEXT); INSERT INTO t VALUES (x'01', 'a'), (1, CAST(x'FF41' AS "
