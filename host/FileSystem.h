@@ -86,6 +86,12 @@ void SyncFolder(const std::filesystem::path& path) noexcept;
 [[nodiscard]] long long ReadAt(std::FILE* stream, std::int64_t offset, void* data,
                                std::size_t size);
 
+/// Writes all of the data at a place, counted in bytes, of the file of a stream which holds nothing
+/// back; false with errno set for a failure. Any number of threads may write to places of their own.
+/// Where the stream stands afterwards is undefined: seek before reading it.
+[[nodiscard]] bool WriteAt(std::FILE* stream, std::int64_t offset, const void* data,
+                           std::size_t size);
+
 /// Reads what has arrived in a stream that nothing else reads: the number of bytes, 0 at the end.
 /// None, with errno 0, when nothing has arrived after `wait` (some platforms wait for ever) or
 /// until a signal; none, with errno set, when reading failed.

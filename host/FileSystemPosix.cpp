@@ -217,6 +217,20 @@ long long ReadAt(std::FILE* stream, std::int64_t offset, void* data, std::size_t
   return static_cast<long long>(done);
 }
 
+bool WriteAt(std::FILE* stream, std::int64_t offset, const void* data, std::size_t size) {
+  const int file = fileno(stream);
+  const auto* bytes = static_cast<const unsigned char*>(data);
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t written = pwrite(file, bytes + done, size - done,
+                                   static_cast<off_t>(offset) + static_cast<off_t>(done));
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    done += static_cast<std::size_t>(written);
+  }
+  return true;
+}
+
 std::optional<std::size_t> ReadArrived(std::FILE* stream, std::span<char> buffer,
                                        std::chrono::milliseconds wait) {
   pollfd input{fileno(stream), POLLIN, 0};

@@ -101,16 +101,27 @@ std::FILE* OpenTransient(const fs::path& path) {
   return file < 0 ? nullptr : _fdopen(file, "w+b");
 }
 
+namespace {
+
+/// Read or written at once.
+constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;
+
+OVERLAPPED PlaceAt(std::int64_t offset, std::size_t further) {
+  const auto place = static_cast<std::uint64_t>(offset) + further;
+  OVERLAPPED at = {};
+  at.Offset = static_cast<DWORD>(place);
+  at.OffsetHigh = static_cast<DWORD>(place >> 32);
+  return at;
+}
+
+}  // namespace
+
 long long ReadAt(std::FILE* stream, std::int64_t offset, void* data, std::size_t size) {
   auto* const file = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
   auto* bytes = static_cast<unsigned char*>(data);
-  constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;
   std::size_t done = 0;
   while (done < size) {
-    const auto place = static_cast<std::uint64_t>(offset) + done;
-    OVERLAPPED at = {};
-    at.Offset = static_cast<DWORD>(place);
-    at.OffsetHigh = static_cast<DWORD>(place >> 32);
+    OVERLAPPED at = PlaceAt(offset, done);
     DWORD read = 0;
     const auto wanted = static_cast<DWORD>(std::min(size - done, kMostAtOnce));
     if (ReadFile(file, bytes + done, wanted, &read, &at) == 0) {
@@ -122,6 +133,23 @@ long long ReadAt(std::FILE* stream, std::int64_t offset, void* data, std::size_t
     done += read;
   }
   return static_cast<long long>(done);
+}
+
+bool WriteAt(std::FILE* stream, std::int64_t offset, const void* data, std::size_t size) {
+  auto* const file = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+  const auto* bytes = static_cast<const unsigned char*>(data);
+  std::size_t done = 0;
+  while (done < size) {
+    OVERLAPPED at = PlaceAt(offset, done);
+    DWORD written = 0;
+    const auto wanted = static_cast<DWORD>(std::min(size - done, kMostAtOnce));
+    if (WriteFile(file, bytes + done, wanted, &written, &at) == 0) {
+      errno = GetLastError() == ERROR_DISK_FULL ? ENOSPC : EIO;
+      return false;
+    }
+    done += written;
+  }
+  return true;
 }
 
 std::optional<std::size_t> ReadArrived(std::FILE* stream, std::span<char> buffer,

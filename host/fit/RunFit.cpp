@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/Threads.h"
 #include "host/fit/DataNotes.h"
 #include "host/fit/DotColumns.h"
 #include "host/fit/ModelBinding.h"
@@ -47,6 +48,7 @@ CodedTable Code(const TableSource& source, const Formula& formula, const ModelBi
   CodingOptions coding;
   coding.keep = std::move(keep);
   coding.spoolDir = options.spoolDir;
+  coding.threads = ThreadCount(options.threads);
   coding.progress = [&](const CodingProgress& at) {
     progress.Show(StageName(at.stage), at.share, at.rows);
   };

@@ -19,8 +19,6 @@
 namespace qvhost {
 namespace {
 
-constexpr std::size_t kBlockValues = std::size_t{1} << 18;  // 2 MB
-
 /// A sum with the error of each addition carried along (Neumaier, Rundungsfehleranalyse einiger
 /// Verfahren zur Summation endlicher Summen, ZAMM 54, 1974).
 class Sum {
@@ -132,27 +130,6 @@ class Standardizer {
     }
   }
 
-  /// Has `change` change each record. Leaves the file at its first one.
-  void ChangeRecords(const std::function<void(std::span<double>)>& change) {
-    const auto size = static_cast<std::size_t>(table_.RecordSize());
-    const auto blockRecords =
-        static_cast<std::int64_t>(std::max<std::size_t>(1, kBlockValues / size));
-    const std::int64_t records = table_.RecordCount();
-    std::vector<double> block(static_cast<std::size_t>(std::min(blockRecords, records)) * size);
-    for (std::int64_t first = 0; first < records; first += blockRecords) {
-      if (interrupt_.Requested()) throw Cancelled();
-      const auto count = static_cast<std::size_t>(std::min(blockRecords, records - first));
-      const std::span<double> used(block.data(), count * size);
-      const std::int64_t offset = first * static_cast<std::int64_t>(size);
-      table_.Spool().Read(offset, used);
-      for (std::size_t at = 0; at < used.size(); at += size) change(used.subspan(at, size));
-      table_.Spool().Overwrite(offset, used);
-      if (progress_) progress_(first + static_cast<std::int64_t>(count));
-    }
-    // What is left to write is written first, so that a full disk shows here.
-    table_.Spool().Rewind();
-  }
-
   /// The mean and the deviation, corrected for what rounding the mean cost. Of equal numbers they
   /// are that number and 0 exactly: the mean is off by a last digit at most.
   void Settle(Target& target, double used) const {
@@ -174,11 +151,18 @@ class Standardizer {
   }
 
   void Apply() {
-    ChangeRecords([this](std::span<double> record) {
+    const auto size = static_cast<std::size_t>(table_.RecordSize());
+    const auto change = [&](std::span<double> records) {
       for (const Target& target : targets_) {
-        double& value = record[target.position];
-        if (value != QvMV::gMissingValue) value = target.Standardized(value);
+        for (std::size_t at = target.position; at < records.size(); at += size) {
+          double& value = records[at];
+          if (value != QvMV::gMissingValue) value = target.Standardized(value);
+        }
       }
+    };
+    table_.Spool().ChangeRecords(size, 1, change, [this](std::int64_t records) {
+      if (interrupt_.Requested()) throw Cancelled();
+      if (progress_) progress_(records);
     });
     for (const Target& target : targets_) {
       CodedColumn& column = table_.Column(static_cast<int>(target.position));

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/Threads.h"
 #include "host/table/CodingPlan.h"
 #include "host/table/ColumnCoders.h"
 #include "host/table/Connection.h"
@@ -17,6 +18,16 @@
 
 namespace qvhost {
 namespace {
+
+/// Values that are coded at once: 1 MB.
+constexpr std::size_t kBatchValues = std::size_t{1} << 17;
+constexpr std::size_t kSliceRows = 4096;
+
+/// One position of the records whose codes change. Borrows the final code of each provisional one.
+struct CodeChange {
+  std::size_t position;
+  std::span<const double> codes;
+};
 
 /// One coding of one table: query, coders, spool file, in the order of the steps.
 class Coder {
@@ -51,48 +62,86 @@ class Coder {
 
   /// Files need buffers by the column, far below the limit. A stored table is cached up to the
   /// limit, to no use as it is read once: a low one keeps memory flat.
-  void LimitMemory() const {
+  void LimitResources() const {
     const std::size_t columns = plan_.size() + options_.keep.size();
     const std::size_t megabytes = source_.IsStored() ? 128 + 4 * columns : 1024 + 16 * columns;
-    source_.Database().Execute(fmt::format("SET memory_limit = '{}MB'", megabytes));
+    source_.Database().Execute(
+        fmt::format("SET memory_limit = '{}MB'; SET threads = {}", megabytes, options_.threads));
     source_.Database().SetTempDirectory(file_.Folder());
   }
 
   void ReadRows() {
-    LimitMemory();
+    LimitResources();
     source_.StartCounting();
     {
       RowStream stream(source_.Database(), Query(), options_.cancelled);
-      while (duckdb_data_chunk chunk = stream.Next()) {
-        Spool(chunk);
-        Report(CodingProgress::Stage::kReading, stream.Share(), rows_);
+      while (ChunkHandle chunk = stream.Next()) {
+        if (kept_) kept_->Append(chunk.Get(), plan_.size());
+        batchRows_ += duckdb_data_chunk_get_size(chunk.Get());
+        batch_.push_back(std::move(chunk));
+        if (batchRows_ * plan_.size() >= kBatchValues) SpoolBatch();
+        Report(CodingProgress::Stage::kReading, stream.Share(),
+               rows_ + static_cast<std::int64_t>(batchRows_));
       }
+      SpoolBatch();
     }
     missingStrings_ = source_.MissingStringsRead();
     file_.Flush();
     if (kept_) kept_->Finish();
   }
 
-  void Spool(duckdb_data_chunk chunk) {
-    const idx_t rows = duckdb_data_chunk_get_size(chunk);
-    block_.resize(rows * plan_.size());
-    for (std::size_t i = 0; i < plan_.size(); ++i) {
-      plan_[i].coder->Code(duckdb_data_chunk_get_vector(chunk, i), rows,
-                           {block_.data() + i, plan_.size(), rows_});
-    }
-    file_.Append(block_);
-    if (kept_) kept_->Append(chunk, plan_.size());
-    rows_ += static_cast<std::int64_t>(rows);
+  /// Columns are coded on threads of their own, each into one piece of memory, and make records
+  /// then.
+  void SpoolBatch() {
+    const std::size_t size = plan_.size();
+    values_.resize(batchRows_ * size);
+    records_.resize(batchRows_ * size);
+    ForEachOnThreads(options_.threads, size, [this](std::size_t column) { CodeColumn(column); });
+    const std::size_t slices = (batchRows_ + kSliceRows - 1) / kSliceRows;
+    ForEachOnThreads(options_.threads, slices, [this](std::size_t slice) { MakeRecords(slice); });
+    file_.Append(records_);
+    rows_ += static_cast<std::int64_t>(batchRows_);
+    batch_.clear();
+    batchRows_ = 0;
   }
 
+  void CodeColumn(std::size_t column) {
+    std::size_t first = 0;
+    for (const ChunkHandle& chunk : batch_) {
+      const idx_t rows = duckdb_data_chunk_get_size(chunk.Get());
+      plan_[column].coder->Code(duckdb_data_chunk_get_vector(chunk.Get(), column), rows,
+                                values_.data() + column * batchRows_ + first,
+                                rows_ + static_cast<std::int64_t>(first));
+      first += rows;
+    }
+  }
+
+  void MakeRecords(std::size_t slice) {
+    const std::size_t begin = slice * kSliceRows;
+    const std::size_t end = std::min(begin + kSliceRows, batchRows_);
+    for (std::size_t column = 0; column < plan_.size(); ++column) {
+      const double* from = values_.data() + column * batchRows_;
+      double* to = records_.data() + column;
+      for (std::size_t row = begin; row < end; ++row) to[row * plan_.size()] = from[row];
+    }
+  }
+
+  /// Puts the final codes into the records. Negative codes stay.
   void SortLevels() {
     std::vector<CodeChange> changes;
     for (std::size_t i = 0; i < plan_.size(); ++i) {
       const std::vector<double>& codes = plan_[i].coder->FinalCodes();
-      if (!codes.empty()) changes.push_back({i, &codes});
+      if (!codes.empty()) changes.push_back({i, codes});
     }
     if (changes.empty()) return;
-    SortCodes(file_, rows_, plan_.size(), changes, [this](std::int64_t done) {
+    const auto change = [&](std::span<double> records) {
+      for (const CodeChange& column : changes) {
+        for (std::size_t at = column.position; at < records.size(); at += plan_.size()) {
+          if (records[at] >= 0.0) records[at] = column.codes[static_cast<std::size_t>(records[at])];
+        }
+      }
+    };
+    file_.ChangeRecords(plan_.size(), options_.threads, change, [this](std::int64_t done) {
       Report(CodingProgress::Stage::kCoding, static_cast<double>(done) / static_cast<double>(rows_),
              done);
     });
@@ -108,19 +157,13 @@ class Coder {
   std::vector<PlannedColumn> plan_;
   SpoolFile file_;
   std::shared_ptr<KeptRows> kept_;  ///< Null when nothing is kept.
-  std::vector<double> block_;
-  std::int64_t rows_ = 0;
+  std::vector<ChunkHandle> batch_;  ///< Rows that are not spooled yet,
+  std::size_t batchRows_ = 0;       ///< so many,
+  std::vector<double> values_;      ///< coded, column after column,
+  std::vector<double> records_;     ///< and as records.
+  std::int64_t rows_ = 0;           ///< Spooled.
   std::vector<MissingString> missingStrings_;
 };
-
-constexpr std::size_t kBlockValues = std::size_t{1} << 18;  // 2 MB
-
-void Change(std::span<double> block, std::size_t recordSize, const CodeChange& change) {
-  const std::vector<double>& codes = *change.codes;
-  for (std::size_t at = change.position; at < block.size(); at += recordSize) {
-    if (block[at] >= 0.0) block[at] = codes[static_cast<std::size_t>(block[at])];
-  }
-}
 
 }  // namespace
 
@@ -144,24 +187,6 @@ CodedTable CodeTable(const TableSource& source, const std::vector<ColumnRequest>
       throw Error(error.Code(), source.ReadingText(error));
     }
   }
-}
-
-void SortCodes(SpoolFile& file, std::int64_t records, std::size_t recordSize,
-               const std::vector<CodeChange>& changes,
-               const std::function<void(std::int64_t)>& afterBlock) {
-  const auto size = static_cast<std::int64_t>(recordSize);
-  const auto blockRecords =
-      static_cast<std::int64_t>(std::max<std::size_t>(1, kBlockValues / recordSize));
-  std::vector<double> block(static_cast<std::size_t>(std::min(blockRecords, records)) * recordSize);
-  for (std::int64_t first = 0; first < records; first += blockRecords) {
-    const std::int64_t count = std::min(blockRecords, records - first);
-    const std::span<double> used(block.data(), static_cast<std::size_t>(count * size));
-    file.Read(first * size, used);
-    for (const CodeChange& change : changes) Change(used, recordSize, change);
-    file.Overwrite(first * size, used);
-    afterBlock(first + count);
-  }
-  file.Flush();
 }
 
 }  // namespace qvhost

@@ -8,7 +8,6 @@
 
 #include "host/table/CodedTable.h"
 #include "host/table/ColumnInfo.h"
-#include "host/table/SpoolFile.h"
 #include "host/table/TableSource.h"
 
 namespace qvhost {
@@ -37,6 +36,8 @@ struct CodingOptions {
   std::function<void(const CodingProgress&)> progress;
   /// Asked on the calling thread as often; true stops the work with Cancelled. May be empty.
   std::function<bool()> cancelled;
+  /// How many threads may work.
+  int threads = 1;
   /// How many levels a factor may have.
   std::size_t maxLevels = 10000000;
   /// Columns that are kept beside the records, see CodedTable::Kept; from the same query, as
@@ -59,18 +60,5 @@ struct CodingOptions {
 [[nodiscard]] CodedTable CodeTable(const TableSource& source,
                                    const std::vector<ColumnRequest>& requests,
                                    const CodingOptions& options = {});
-
-/// One position of the records whose codes change. A plain value; `codes` is borrowed.
-struct CodeChange {
-  std::size_t position = 0;
-  const std::vector<double>* codes = nullptr;  ///< The final code of each provisional one.
-};
-
-/// Puts the final codes into spooled records, in one sweep through the file, block by block.
-/// Negative codes stay. `afterBlock` is called with the number of records done; what it throws ends
-/// the sweep. For the sources of this folder.
-void SortCodes(SpoolFile& file, std::int64_t records, std::size_t recordSize,
-               const std::vector<CodeChange>& changes,
-               const std::function<void(std::int64_t)>& afterBlock);
 
 }  // namespace qvhost

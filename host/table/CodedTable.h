@@ -58,7 +58,7 @@ class CodedTable {
   [[nodiscard]] const std::vector<CodedColumn>& Columns() const { return columns_; }
 
   /// The records and what is known of a column, to change the values of a number in place: the
-  /// caller keeps both in step, and leaves the file at its first record (SpoolFile::Rewind).
+  /// caller keeps both in step.
   [[nodiscard]] SpoolFile& Spool() { return file_; }
   [[nodiscard]] CodedColumn& Column(int position) {
     return columns_.at(static_cast<std::size_t>(position));

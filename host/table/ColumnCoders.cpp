@@ -158,18 +158,17 @@ NumberCoder::NumberCoder(const std::string& label) {
   column_.kind = CodedColumn::Kind::kNumber;
 }
 
-void NumberCoder::Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) {
+void NumberCoder::Code(duckdb_vector values, idx_t rows, double* codes, std::int64_t firstRow) {
   const CellMask mask(values);
   const auto* const numbers = static_cast<const double*>(duckdb_vector_get_data(values));
-  double* target = slot.first;
-  for (idx_t row = 0; row < rows; ++row, target += slot.stride) {
+  for (idx_t row = 0; row < rows; ++row) {
     const double number = mask.Has(row) ? numbers[row] : QvMV::gMissingValue;
     if (std::isinf(number)) {
-      RefuseInfinite(column_.label, slot.firstRow + static_cast<std::int64_t>(row));
+      RefuseInfinite(column_.label, firstRow + static_cast<std::int64_t>(row));
     }
     const bool isMissing = std::isnan(number) || number == QvMV::gMissingValue;
     column_.missing += isMissing ? 1 : 0;
-    *target = isMissing ? QvMV::gMissingValue : number;
+    codes[row] = isMissing ? QvMV::gMissingValue : number;
     if (isMissing) continue;
     column_.areZerosAndOnes = column_.areZerosAndOnes && (number == 0.0 || number == 1.0);
     column_.lowest = std::min(column_.lowest, number);
@@ -186,20 +185,20 @@ FloatFactorCoder::FloatFactorCoder(const ColumnRequest& request, bool isSingle,
   column_.kind = CodedColumn::Kind::kFactor;
 }
 
-void FloatFactorCoder::Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) {
+void FloatFactorCoder::Code(duckdb_vector values, idx_t rows, double* codes,
+                            std::int64_t firstRow) {
   const CellMask mask(values);
   const auto* const numbers = static_cast<const double*>(duckdb_vector_get_data(values));
-  double* target = slot.first;
-  for (idx_t row = 0; row < rows; ++row, target += slot.stride) {
+  for (idx_t row = 0; row < rows; ++row) {
     if (!mask.Has(row) || std::isnan(numbers[row])) {
-      *target = kMissingCategory;
+      codes[row] = kMissingCategory;
       ++column_.missing;
       continue;
     }
     if (std::isinf(numbers[row])) {
-      RefuseInfinite(column_.label, slot.firstRow + static_cast<std::int64_t>(row));
+      RefuseInfinite(column_.label, firstRow + static_cast<std::int64_t>(row));
     }
-    *target = CodeOf(numbers[row]);
+    codes[row] = CodeOf(numbers[row]);
   }
 }
 
@@ -239,15 +238,15 @@ TextFactorCoder::TextFactorCoder(const ColumnRequest& request, LevelOrder order,
   column_.isText = kind == ColumnKind::kText;
 }
 
-void TextFactorCoder::Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) {
+void TextFactorCoder::Code(duckdb_vector values, idx_t rows, double* codes,
+                           std::int64_t /*firstRow*/) {
   const CellMask mask(values);
   const auto* const texts = static_cast<const duckdb_string_t*>(duckdb_vector_get_data(values));
-  double* target = slot.first;
-  for (idx_t row = 0; row < rows; ++row, target += slot.stride) {
+  for (idx_t row = 0; row < rows; ++row) {
     if (mask.Has(row)) {
-      *target = CodeOf(ViewOf(texts[row]));
+      codes[row] = CodeOf(ViewOf(texts[row]));
     } else {
-      *target = kMissingCategory;
+      codes[row] = kMissingCategory;
       ++column_.missing;
     }
   }

@@ -47,16 +47,9 @@ class TooManyLevels : public Error {
 /// The code of a value that is in no category.
 inline constexpr double kMissingCategory = -1.0;
 
-/// Where a coder puts its doubles: one position of each record in a block of records. A plain
-/// value that owns nothing.
-struct RecordSlot {
-  double* first = nullptr;    ///< The position in the block's first record.
-  std::size_t stride = 0;     ///< Doubles from one record to the next.
-  std::int64_t firstRow = 0;  ///< The block's first record's row in the table, from 0.
-};
-
 /// Codes one requested column, chunk by chunk. Levels are numbered as they come first; Finish
-/// sorts them and tells the final code of each. For the sources of this folder.
+/// sorts them and tells the final code of each. One thread at a time. For the sources of this
+/// folder.
 class ColumnCoder {
  public:
   ColumnCoder() = default;
@@ -64,9 +57,10 @@ class ColumnCoder {
   ColumnCoder& operator=(const ColumnCoder&) = delete;
   virtual ~ColumnCoder() = default;
 
-  /// Codes the first `rows` values of a vector. Throws Error (kBadInput) at a value that cannot be
+  /// Codes the first `rows` values of a vector into as many doubles at `codes`. `firstRow` is the
+  /// first one's row in the table, from 0. Throws Error (kBadInput) at a value that cannot be
   /// coded.
-  virtual void Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) = 0;
+  virtual void Code(duckdb_vector values, idx_t rows, double* codes, std::int64_t firstRow) = 0;
 
   /// What was coded, levels in their final order. Once, after the last chunk.
   [[nodiscard]] virtual CodedColumn Finish() = 0;
@@ -119,7 +113,7 @@ class NumberCoder final : public ColumnCoder {
  public:
   explicit NumberCoder(const std::string& label);
 
-  void Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) override;
+  void Code(duckdb_vector values, idx_t rows, double* codes, std::int64_t firstRow) override;
   [[nodiscard]] CodedColumn Finish() override;
   [[nodiscard]] const std::vector<double>& FinalCodes() const override { return noCodes_; }
 
@@ -135,7 +129,7 @@ class FloatFactorCoder final : public ColumnCoder {
   /// `isSingle`: the values were floats, and levels are written as such.
   FloatFactorCoder(const ColumnRequest& request, bool isSingle, std::size_t maxLevels);
 
-  void Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) override;
+  void Code(duckdb_vector values, idx_t rows, double* codes, std::int64_t firstRow) override;
   [[nodiscard]] CodedColumn Finish() override;
   [[nodiscard]] const std::vector<double>& FinalCodes() const override { return finalCodes_; }
 
@@ -160,7 +154,7 @@ class TextFactorCoder final : public ColumnCoder {
   TextFactorCoder(const ColumnRequest& request, LevelOrder order, ColumnKind kind,
                   std::size_t maxLevels);
 
-  void Code(duckdb_vector values, idx_t rows, const RecordSlot& slot) override;
+  void Code(duckdb_vector values, idx_t rows, double* codes, std::int64_t firstRow) override;
   [[nodiscard]] CodedColumn Finish() override;
   [[nodiscard]] const std::vector<double>& FinalCodes() const override { return finalCodes_; }
 

@@ -142,13 +142,12 @@ void RowStream::WaitForFirstRows(duckdb_pending_result pending,
   if (state == DUCKDB_PENDING_ERROR) throw QueryError(duckdb_pending_error(pending));
 }
 
-duckdb_data_chunk RowStream::Next() {
-  chunk_ = ChunkHandle();
-  chunk_ = ChunkHandle(duckdb_fetch_chunk(*result_.Get()));
-  if (chunk_) return chunk_.Get();
+ChunkHandle RowStream::Next() {
+  ChunkHandle chunk(duckdb_fetch_chunk(*result_.Get()));
+  if (chunk) return chunk;
   const char* reason = duckdb_result_error(result_.Get());
   if (reason != nullptr && *reason != '\0') throw QueryError(reason);
-  return nullptr;
+  return chunk;
 }
 
 double RowStream::Share() const {

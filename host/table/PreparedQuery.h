@@ -55,8 +55,8 @@ class RowStream {
   RowStream(const Connection& connection, const std::string& sql,
             const std::function<bool()>& cancelled);
 
-  /// The next chunk, null after the last one; valid until the next call. Throws QueryError.
-  [[nodiscard]] duckdb_data_chunk Next();
+  /// The next chunk, null after the last one. Throws QueryError.
+  [[nodiscard]] ChunkHandle Next();
 
   /// What DuckDB knows of how much of the query is done, 0 to 1; negative when it does not know.
   [[nodiscard]] double Share() const;
@@ -67,7 +67,6 @@ class RowStream {
   duckdb_connection connection_;
   PreparedQuery query_;
   ResultHandle result_;
-  ChunkHandle chunk_;
 };
 
 }  // namespace qvhost

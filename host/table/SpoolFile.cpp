@@ -1,5 +1,6 @@
 #include "host/table/SpoolFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +12,7 @@
 
 #include "host/Error.h"
 #include "host/FileSystem.h"
+#include "host/Threads.h"
 
 namespace qvhost {
 namespace {
@@ -18,14 +20,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kStreamBuffer = std::size_t{1} << 18;
-
-int SeekStream(std::FILE* stream, std::int64_t offset) {
-#ifdef _WIN32
-  return _fseeki64(stream, offset, SEEK_SET);
-#else
-  return fseeko(stream, static_cast<off_t>(offset), SEEK_SET);
-#endif
-}
 
 std::string SizeText(std::int64_t values) {
   const double bytes = static_cast<double>(values) * static_cast<double>(sizeof(double));
@@ -35,6 +29,8 @@ std::string SizeText(std::int64_t values) {
 }
 
 constexpr std::int64_t kValueSize = sizeof(double);
+/// Changed at once.
+constexpr std::int64_t kBlockValues = std::int64_t{1} << 17;  // 1 MB
 
 [[noreturn]] void RefuseFolder(const std::string& folder, const std::error_code& error) {
   throw Error(ExitCode::kRunFailed,
@@ -72,20 +68,13 @@ SpoolFile::SpoolFile(const std::string& folder)
 
 void SpoolFile::Append(std::span<const double> values) {
   written_ += static_cast<std::int64_t>(values.size());
-  Write(values);
+  if (std::fwrite(values.data(), sizeof(double), values.size(), stream_.get()) != values.size()) {
+    ThrowWriteError(errno);
+  }
 }
 
 void SpoolFile::Flush() {
   if (std::fflush(stream_.get()) != 0) ThrowWriteError(errno);
-}
-
-void SpoolFile::Read(std::int64_t offset, std::span<double> values) {
-  Seek(offset);
-  errno = 0;
-  if (std::fread(values.data(), sizeof(double), values.size(), stream_.get()) == values.size()) {
-    return;
-  }
-  ThrowReadError(errno);
 }
 
 void SpoolFile::ReadAt(std::int64_t offset, std::span<double> values) const {
@@ -94,22 +83,42 @@ void SpoolFile::ReadAt(std::int64_t offset, std::span<double> values) const {
   if (read != static_cast<long long>(wanted)) ThrowReadError(read < 0 ? errno : 0);
 }
 
-void SpoolFile::Overwrite(std::int64_t offset, std::span<const double> values) {
-  Seek(offset);
-  Write(values);
-}
-
-void SpoolFile::Rewind() { Seek(0); }
-
-void SpoolFile::Seek(std::int64_t offset) {
-  // What is still buffered is written first, so that a seek can meet a full disk.
-  if (SeekStream(stream_.get(), offset * kValueSize) != 0) ThrowWriteError(errno);
-}
-
-void SpoolFile::Write(std::span<const double> values) {
-  if (std::fwrite(values.data(), sizeof(double), values.size(), stream_.get()) != values.size()) {
+void SpoolFile::WriteAt(std::int64_t offset, std::span<const double> values) const {
+  const std::size_t bytes = values.size_bytes();
+  if (!qvhost::WriteAt(stream_.get(), offset * kValueSize, values.data(), bytes)) {
     ThrowWriteError(errno);
   }
+}
+
+void SpoolFile::ChangeRecords(std::size_t recordSize, int threads,
+                              const std::function<void(std::span<double>)>& change,
+                              const std::function<void(std::int64_t)>& afterBlocks) {
+  Flush();
+  const auto size = static_cast<std::int64_t>(recordSize);
+  const std::int64_t records = written_ / size;
+  const std::int64_t atOnce = std::max<std::int64_t>(kBlockValues / size, 1);
+  // As many blocks as threads, so that progress is told, and an interrupt heard, between them.
+  const std::int64_t turn = atOnce * threads;
+  std::vector<std::vector<double>> blocks(static_cast<std::size_t>(threads));
+  for (std::int64_t done = 0; done < records; done += turn) {
+    const std::int64_t end = std::min(done + turn, records);
+    const auto count = static_cast<std::size_t>((end - done + atOnce - 1) / atOnce);
+    ForEachOnThreads(threads, count, [&](std::size_t i) {
+      const std::int64_t first = done + atOnce * static_cast<std::int64_t>(i);
+      std::vector<double>& block = blocks[i];
+      block.resize(static_cast<std::size_t>(std::min(atOnce, end - first) * size));
+      ReadAt(first * size, block);
+      change(block);
+      WriteAt(first * size, block);
+    });
+    afterBlocks(end);
+  }
+  Rewind();
+}
+
+void SpoolFile::Rewind() {
+  // What is still buffered is written first, so that a seek can meet a full disk.
+  if (std::fseek(stream_.get(), 0, SEEK_SET) != 0) ThrowWriteError(errno);
 }
 
 void SpoolFile::ThrowReadError(int error) const {

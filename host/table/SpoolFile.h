@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -39,21 +40,24 @@ class SpoolFile {
   /// Not assignable: the old stream would lose its buffer before it is closed.
   SpoolFile& operator=(SpoolFile&&) = delete;
 
-  /// Adds values at the end. Only before the first Read or Overwrite.
+  /// Adds values at the end. Only before the records are read or changed.
   void Append(std::span<const double> values);
 
   /// Hands everything written so far to the system, so that a full disk shows here at the latest.
   void Flush();
 
-  /// Fills `values` from position `offset`, counted in doubles; they must have been written.
-  void Read(std::int64_t offset, std::span<double> values);
-
-  /// As Read, after Flush, wherever the stream stands: any number of threads may read at the same
-  /// time. Where the stream stands afterwards is undefined: seek before reading it.
+  /// Fills `values` from position `offset`, counted in doubles; they must have been written, and
+  /// flushed. Any number of threads may read at the same time. Where the stream stands afterwards
+  /// is undefined: seek before reading it.
   void ReadAt(std::int64_t offset, std::span<double> values) const;
 
-  /// Replaces the values from position `offset`, counted in doubles.
-  void Overwrite(std::int64_t offset, std::span<const double> values);
+  /// Has `change` change records of `recordSize` doubles each, of which the file consists: it is
+  /// called with some of them at a time, on up to `threads` threads, on none of them twice.
+  /// `afterBlocks` is called on the calling thread with the number of records done; what either
+  /// throws ends the work. Leaves the stream at the first record.
+  void ChangeRecords(std::size_t recordSize, int threads,
+                     const std::function<void(std::span<double>)>& change,
+                     const std::function<void(std::int64_t)>& afterBlocks);
 
   /// Positions the stream at its first value.
   void Rewind();
@@ -72,8 +76,7 @@ class SpoolFile {
     }
   };
 
-  void Seek(std::int64_t offset);
-  void Write(std::span<const double> values);
+  void WriteAt(std::int64_t offset, std::span<const double> values) const;
   [[noreturn]] void ThrowWriteError(int error) const;
   /// `error` of 0: the file is too short.
   [[noreturn]] void ThrowReadError(int error) const;

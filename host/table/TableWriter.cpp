@@ -93,17 +93,18 @@ class KeptStream {
 
   /// Puts the next rows into the first vectors of a chunk; how many, 0 at the end.
   idx_t Fill(duckdb_data_chunk chunk) {
-    const duckdb_data_chunk rows = Next();
-    if (rows == nullptr) return 0;
+    chunk_ = ChunkHandle();
+    chunk_ = Next();
+    if (!chunk_) return 0;
     for (idx_t column = 0; column < ColumnCount(); ++column) {
       duckdb_vector_reference_vector(duckdb_data_chunk_get_vector(chunk, column),
-                                     duckdb_data_chunk_get_vector(rows, column));
+                                     duckdb_data_chunk_get_vector(chunk_.Get(), column));
     }
-    return duckdb_data_chunk_get_size(rows);
+    return duckdb_data_chunk_get_size(chunk_.Get());
   }
 
  private:
-  duckdb_data_chunk Next() {
+  ChunkHandle Next() {
     try {
       return rows_.Next();
     } catch (const QueryError& error) {
@@ -115,6 +116,7 @@ class KeptStream {
 
   std::vector<TypeHandle> types_;  ///< Learnt first: another query would end the stream.
   RowStream rows_;
+  ChunkHandle chunk_;  ///< The latest.
 };
 
 /// What DuckDB's callbacks work on.

@@ -28,32 +28,57 @@ class SpoolFileTest : public TableTest {
   }
 };
 
-TEST_F(SpoolFileTest, ReadsWhatWasWrittenAndReplaced) {
+TEST_F(SpoolFileTest, ReadsWhatWasWritten) {
   SpoolFile file(folder_.string());
   std::vector<double> values(100000);
   for (std::size_t i = 0; i < values.size(); ++i) values[i] = static_cast<double>(i);
   file.Append(values);
   file.Append(std::vector<double>{-1, -2});
-  const std::vector<double> changed = {7, 8, 9};
-  file.Overwrite(50000, changed);
   file.Flush();
 
   std::vector<double> some(4);
-  file.Read(49999, some);
-  EXPECT_EQ(some, (std::vector<double>{49999, 7, 8, 9}));
-  file.Read(99999, std::span(some).first(3));
-  EXPECT_EQ(some, (std::vector<double>{99999, -1, -2, 9}));
+  file.ReadAt(49999, some);
+  EXPECT_EQ(some, (std::vector<double>{49999, 50000, 50001, 50002}));
+  file.ReadAt(99999, std::span(some).first(3));
+  EXPECT_EQ(some, (std::vector<double>{99999, -1, -2, 50002}));
   file.Rewind();
   double first = 5;
   ASSERT_EQ(std::fread(&first, sizeof first, 1, file.Stream()), 1U);
   EXPECT_EQ(first, 0.0);
 }
 
+TEST_F(SpoolFileTest, ChangesEveryRecordOnceOnAnyNumberOfThreads) {
+  constexpr std::size_t kRecords = 300001;
+  std::vector<double> values(3 * kRecords);
+  for (std::size_t i = 0; i < values.size(); ++i) values[i] = static_cast<double>(i);
+  for (const int threads : {1, 2, 5}) {
+    SpoolFile file(folder_.string());
+    file.Append(values);
+    std::vector<std::int64_t> done;
+    file.ChangeRecords(
+        3, threads,
+        [](std::span<double> records) {
+          ASSERT_EQ(records.size() % 3, 0U);
+          for (std::size_t at = 1; at < records.size(); at += 3) records[at] = -records[at];
+        },
+        [&done](std::int64_t records) { done.push_back(records); });
+    EXPECT_TRUE(std::ranges::is_sorted(done));
+    EXPECT_EQ(done.back(), kRecords);
+    std::vector<double> changed(values.size());
+    ASSERT_EQ(std::fread(changed.data(), sizeof(double), changed.size(), file.Stream()),
+              changed.size());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      ASSERT_EQ(changed[i], i % 3 == 1 ? -values[i] : values[i]) << i;
+    }
+  }
+}
+
 TEST_F(SpoolFileTest, RefusesToReadPastItsEnd) {
   SpoolFile file(folder_.string());
   file.Append(std::vector<double>{1, 2});
   std::vector<double> three(3);
-  const Refusal refusal = RefusalOf([&] { file.Read(0, three); });
+  file.Flush();
+  const Refusal refusal = RefusalOf([&] { file.ReadAt(0, three); });
   EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
   EXPECT_EQ(refusal.text, "The temporary file in the folder '" + folder_.string() +
                               "' cannot be read back (it is too short).");
@@ -167,7 +192,7 @@ TEST_F(SpoolFileTest, TellsWhenAFileMayNotGrow) {
   EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
   EXPECT_EQ(refusal.text, "The temporary file in the folder '" + folder_.string() +
                               "' cannot be written (" + std::strerror(EFBIG) +
-                              "); 1 MB were needed so far. Name a folder with more room with "
+                              "); 2 MB were needed so far. Name a folder with more room with "
                               "--spool-dir.");
 }
 
@@ -206,7 +231,7 @@ TEST_F(SpoolFileTest, TellsWhenTheDiskIsFull) {
   EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
   EXPECT_EQ(refusal.text, "The temporary file in the folder '" + folder_.string() +
                               "' cannot be written (" + std::strerror(ENOSPC) +
-                              "); 1 MB were needed so far. Name a folder with more room with "
+                              "); 2 MB were needed so far. Name a folder with more room with "
                               "--spool-dir.");
 }
 
