@@ -27,6 +27,7 @@
 #include "qvreg/logistic/QvLogComponent.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 #include "qvreg/parallel/QvPassWorker.h"
+#include "qvreg/parallel/QvScorer.h"
 #include "qvreg/parallel/QvThreadRunner.h"
 #include "qvreg/settings/QvConst.h"
 #include "qvreg/settings/QvLogRegSettings.h"

@@ -10,11 +10,12 @@
 
 namespace qvhost {
 
-MeanError::MeanError(const QvGLMOutputStats& output, std::optional<double> residualStdError)
-    : output_(output), residualStdError_(residualStdError) {}
+MeanError::MeanError(const QvGLMOutputStats& output, std::optional<double> residualStdError,
+                     QvScorer& scorer)
+    : output_(output), scorer_(scorer), residualStdError_(residualStdError) {}
 
 std::optional<double> MeanError::Of(const QvCommon::Record& record) {
-  if (!residualStdError_ || !output_.ExpandScaledRow(record, places_, values_)) return std::nullopt;
+  if (!residualStdError_ || !scorer_.ExpandRow(record, places_, values_)) return std::nullopt;
   RemoveRedundant();
   // The powers of two that divide columns cancel, here as in the matrix.
   const QvCommon::QvSymMatrixData& covariance = *output_.GetScaledCovarianceMatrix();

@@ -6,16 +6,20 @@
 #include "host/fit/ScaledEstimates.h"
 #include "qvreg/common/Record.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
+#include "qvreg/parallel/QvScorer.h"
 
 namespace qvhost {
 
 /// The standard error of what a linear model predicts: of the mean of records like this one,
 /// sqrt(x' V x) for the design row x and the covariance matrix V of the estimates. Costs the square
-/// of the row's non-zeros. Borrows the statistics. One thread at a time.
+/// of the row's non-zeros. Borrows statistics and scorer. One thread
+/// at a time; several with scorers of their own are independent.
 class MeanError {
  public:
-  /// `residualStdError` is that of the fit; without one there are no standard errors.
-  MeanError(const QvGLMOutputStats& output, std::optional<double> residualStdError);
+  /// `residualStdError` is that of the fit; without one there are no standard errors. The `scorer`
+  /// is open for the model.
+  MeanError(const QvGLMOutputStats& output, std::optional<double> residualStdError,
+            QvScorer& scorer);
 
   /// None for a level combination that has no parameter, and for one that is not finite. REQUIRES:
   /// a record that is valid for scoring.
@@ -26,6 +30,7 @@ class MeanError {
   void RemoveRedundant();
 
   const QvGLMOutputStats& output_;
+  QvScorer& scorer_;
   std::optional<double> residualStdError_;
   std::vector<int> places_;  ///< Of the row's non-zeros.
   std::vector<double> values_;

@@ -39,12 +39,12 @@ struct BuiltPredictor {
 /// missing, a combination of levels never occurred in the records used, or the prediction is no
 /// finite number. A record that lacks only its dependent or a weight is scored.
 ///
-/// `progress(records)` is called every few thousand records with those done so far; may be empty.
-/// Reads the table from its start and leaves it at its end. Returns a sentence about kept columns
-/// that were renamed, empty for none. Throws Error as WriteTable does, and kRunFailed when the
-/// table cannot be read back; Cancelled when interrupted.
+/// Records are scored on up to `threads` threads, of which the calling one writes.
+/// `progress(records)` is called on it every few thousand records with those done so far; may be
+/// empty. Returns a sentence about kept columns that were renamed, empty for none. Throws Error as
+/// WriteTable does, and kRunFailed when the table cannot be read back; Cancelled when interrupted.
 std::string WritePredictions(const WholeFile& file, const CodedTable& table,
-                             const BuiltPredictor& model,
+                             const BuiltPredictor& model, int threads,
                              const std::function<void(long long records)>& progress,
                              const Interrupt& interrupt);
 

@@ -104,10 +104,12 @@ PredictedCategories CategoriesOf(const ModelRun& run, const CodedTable& table) {
 
 /// What the notes say of the predictions.
 std::string Predict(const WholeFile& file, const CodedTable& table, const ModelRun& run,
-                    const FitResult& fit, ProgressBar& progress, const Interrupt& interrupt) {
+                    const FitResult& fit, int threads, ProgressBar& progress,
+                    const Interrupt& interrupt) {
   const BuiltPredictor model{run.Component(), run.Output(), CategoriesOf(run, table),
                              fit.residualStdError};
-  return WritePredictions(file, table, model, ShowShare("predicting", table, progress), interrupt);
+  return WritePredictions(file, table, model, ThreadCount(threads),
+                          ShowShare("predicting", table, progress), interrupt);
 }
 
 /// The columns that --keep names, each once. Throws Error (kBadInput) for one that does not exist.
@@ -225,8 +227,8 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
     result.warnings.push_back(std::move(note));
   }
   if (!options.predictions.empty()) {
-    std::string note =
-        Predict(outputs.Get(options.predictions), table, run, result, progress, interrupt);
+    std::string note = Predict(outputs.Get(options.predictions), table, run, result,
+                               options.threads, progress, interrupt);
     if (!note.empty()) result.warnings.push_back(std::move(note));
   }
   result.data = DataText(source, options.source);

@@ -60,7 +60,7 @@ QvBytes WriteRequest(QvPassKind kind, std::span<const unsigned char> base,
 QvStatus ReadRequest(std::span<const unsigned char> bytes, QvPassRequest& request) {
   QvByteReader reader(bytes, QvMessageType::kRequest);
   request.fKind = static_cast<QvPassKind>(reader.GetIntWithin(
-      static_cast<int>(QvPassKind::kTables), static_cast<int>(QvPassKind::kClassification)));
+      static_cast<int>(QvPassKind::kTables), static_cast<int>(QvPassKind::kScoring)));
   const bool isComputed = reader.GetInt() == kPlainArithmetic;
   request.fBaseDigest = reader.GetWord();
   request.fBase = reader.GetBytes();

@@ -15,6 +15,12 @@ QvBytes QvRegAlgorithm::BaseOf(QvPassKind kind) const {
   return base.TakeBytes();
 }
 
+QvBytes QvRegAlgorithm::WriteScoring() const {
+  QvByteWriter state;
+  WriteState(QvPassKind::kScoring, state);
+  return WriteRequest(QvPassKind::kScoring, BaseOf(QvPassKind::kScoring), state.GetBytes());
+}
+
 QvStatus QvRegAlgorithm::RequestPass(QvPassKind kind, IQvPassSums& sums) {
   QvByteWriter state;
   if (kind == QvPassKind::kTables) {

@@ -44,8 +44,8 @@ class QvRegAlgorithm {
   virtual std::unique_ptr<IQvRegOutputStats> MakeOutputStats() = 0;
   virtual void Display() const = 0;
 
-  // For workers, which run passes for the algorithm of another process or thread. The kinds of pass
-  // must be ones of the model, and those after the first need ReadTables.
+  // For workers and scorers, which run passes or score for the algorithm of another process or
+  // thread. The kinds of pass must be ones of the model, and those after the first need ReadTables.
 
   /// Empty sums of a pass.
   virtual std::unique_ptr<IQvPassSums> MakeSums(QvPassKind kind) = 0;
@@ -59,8 +59,15 @@ class QvRegAlgorithm {
   /// Adds the records to empty sums. REQUIRES: ReadState, and that there is a record.
   virtual QvCommon::QvStatus RunPart(QvPassKind kind, QvCommon::MultiPassRecordIter& iter,
                                      IQvPassSums& sums) = 0;
+  /// The non-zeros of a record's design row, as the results of the model give them; false as they
+  /// do, and for a record too short. REQUIRES: ReadTables, or parameters.
+  virtual bool ExpandSparseRow(const QvCommon::Record& record, std::vector<int>& indices,
+                               std::vector<double>& values) = 0;
   /// Exchanges what is kept of a part's records, null for nothing, for that of another part.
   virtual void SwapKeptRows(std::unique_ptr<IQvKeptRows>& rows) { rows.reset(); }
+
+  /// What a QvScorer scores as this object does with. REQUIRES: IsModelBuilt.
+  [[nodiscard]] QvCommon::QvBytes WriteScoring() const;
 
   void Cancel() { fCancelInfo.SetCancel(); }
   [[nodiscard]] const QvCommon::QvStatus& GetStatus() const { return fStatus; }

@@ -45,6 +45,15 @@ QvStatus QvRegComponent::Score(const QvCommon::Record& record, double& predicted
   return GuardOperation([&] { return fpAlgorithm->Score(record, predicted, values); });
 }
 
+QvStatus QvRegComponent::WriteScoring(std::vector<unsigned char>& bytes) {
+  if (fStatus.IsError()) return fStatus;
+  if (!IsModelBuilt()) return {QvStatusCode::kNotBuilt, false};
+  return GuardOperation([&] {
+    bytes = fpAlgorithm->WriteScoring();
+    return QvStatus();
+  });
+}
+
 void QvRegComponent::Cancel() {
   if (fpAlgorithm != nullptr) fpAlgorithm->Cancel();
 }

@@ -22,6 +22,7 @@ class QVREG_EXPORT QvRegComponent : public IQvRegComponent {
   [[nodiscard]] bool IsModelBuilt() const override;
   QvCommon::QvStatus Score(const QvCommon::Record& record, double& predicted,
                            std::vector<double>& values) override;
+  QvCommon::QvStatus WriteScoring(std::vector<unsigned char>& bytes) override;
   void Cancel() override;
   QvCommon::QvStatus GetStatus() override { return fStatus; }
   std::vector<QvCommon::QvStatus> GetWarnings() override;

@@ -151,12 +151,14 @@ void QvGLMAlgorithm::ReadTables(QvCommon::QvByteReader& reader) {
 }
 
 void QvGLMAlgorithm::WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const {
-  if (kind == QvPassKind::kResiduals) fModel.WriteEstimates(writer);
+  const bool hasEstimates = kind == QvPassKind::kResiduals || kind == QvPassKind::kScoring;
+  if (hasEstimates) fModel.WriteEstimates(writer);
 }
 
 void QvGLMAlgorithm::ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) {
-  if (kind == QvPassKind::kResiduals) {
+  if (kind == QvPassKind::kResiduals || kind == QvPassKind::kScoring) {
     fModel.ReadEstimates(reader);
+    fbModelBuilt = kind == QvPassKind::kScoring;
   } else if (kind != QvPassKind::kTables && kind != QvPassKind::kProducts) {
     reader.Fail();
   }
@@ -217,10 +219,9 @@ bool QvGLMAlgorithm::ExpandRow(const Record& record, std::vector<double>& row) {
   return fModel.ExpandRow(record.GetAll(), dependent, row);
 }
 
-bool QvGLMAlgorithm::ExpandScaledRow(const Record& record, std::vector<int>& indices,
+bool QvGLMAlgorithm::ExpandSparseRow(const Record& record, std::vector<int>& indices,
                                      std::vector<double>& values) {
-  if (!fModel.HasMatrix() || !HoldsDesign(record)) return false;
-  return fModel.ExpandScaledRow(record.GetAll(), indices, values);
+  return HoldsDesign(record) && fModel.ExpandScaledRow(record.GetAll(), indices, values);
 }
 
 void QvGLMAlgorithm::Display() const {

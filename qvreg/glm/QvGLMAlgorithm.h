@@ -38,12 +38,11 @@ class QvGLMAlgorithm : public QvRegAlgorithm {
   void ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) override;
   QvCommon::QvStatus RunPart(QvPassKind kind, QvCommon::MultiPassRecordIter& iter,
                              IQvPassSums& sums) override;
+  bool ExpandSparseRow(const QvCommon::Record& record, std::vector<int>& indices,
+                       std::vector<double>& values) override;
 
   /// The design row of a record; false as QvGLMModel::ExpandRow, or for a record too short.
   bool ExpandRow(const QvCommon::Record& record, std::vector<double>& row);
-  /// As QvGLMModel::ExpandScaledRow; false for a record too short.
-  bool ExpandScaledRow(const QvCommon::Record& record, std::vector<int>& indices,
-                       std::vector<double>& values);
   [[nodiscard]] const QvRegRecordValidator& GetRecordValidator() const { return fValidator; }
   [[nodiscard]] const QvFactorTables& GetFactorTables() const { return fFactorTables; }
   /// The covariates' means, then the dependent's.

@@ -91,7 +91,7 @@ bool QvGLMOutputStats::ExpandRow(const QvCommon::Record& record, std::vector<dou
 bool QvGLMOutputStats::ExpandScaledRow(const QvCommon::Record& record, std::vector<int>& indices,
                                        std::vector<double>& values) const {
   try {
-    return fpAlgorithm->ExpandScaledRow(record, indices, values);
+    return fpAlgorithm->ExpandSparseRow(record, indices, values);
   } catch (const std::bad_alloc&) {
     return false;
   }

@@ -317,7 +317,7 @@ void QvLogAlgorithm::ReadTables(QvCommon::QvByteReader& reader) {
 void QvLogAlgorithm::WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const {
   if (kind == QvPassKind::kProducts) return;
   fModel.WriteEstimates(writer);
-  if (kind == QvPassKind::kClassification) return;
+  if (kind == QvPassKind::kClassification || kind == QvPassKind::kScoring) return;
   writer.PutDoubles(fBeta);
   QvCommon::QvByteWriter start;
   fpStats->WriteStart(start);
@@ -328,7 +328,8 @@ void QvLogAlgorithm::ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) 
   if (kind == QvPassKind::kResiduals) return reader.Fail();
   if (kind == QvPassKind::kTables || kind == QvPassKind::kProducts) return;
   fModel.ReadEstimates(reader);
-  if (kind == QvPassKind::kClassification) return;
+  fbModelBuilt = kind == QvPassKind::kScoring;
+  if (kind == QvPassKind::kClassification || kind == QvPassKind::kScoring) return;
   fBeta = reader.GetDoubles();
   const std::span<const unsigned char> start = reader.GetBytes();
   fStatisticsStart.assign(start.begin(), start.end());

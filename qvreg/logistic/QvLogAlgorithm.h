@@ -43,6 +43,10 @@ class QvLogAlgorithm : public QvRegAlgorithm {
   void ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) override;
   QvCommon::QvStatus RunPart(QvPassKind kind, QvCommon::MultiPassRecordIter& iter,
                              IQvPassSums& sums) override;
+  bool ExpandSparseRow(const QvCommon::Record& record, std::vector<int>& indices,
+                       std::vector<double>& values) override {
+    return ExpandRow(record, indices, values);
+  }
   void SwapKeptRows(std::unique_ptr<IQvKeptRows>& rows) override;
 
   /// As QvLogModel::ExpandRow, for a record that may be scored; false for any other.

@@ -51,7 +51,7 @@ QvStatus QvPassProcessor::SetUp(const QvPassRequest& request) {
   return {};
 }
 
-QvStatus QvPassProcessor::Prepare(const QvPassRequest& request) {
+QvStatus QvPassProcessor::PrepareAny(const QvPassRequest& request) {
   if (fpAlgorithm == nullptr || request.fBaseDigest != fBaseDigest) {
     const QvStatus status = SetUp(request);
     if (status.IsError()) return status;
@@ -62,6 +62,15 @@ QvStatus QvPassProcessor::Prepare(const QvPassRequest& request) {
   if (state.IsAtEnd()) return {};
   fpAlgorithm.reset();
   return Unreadable();
+}
+
+QvStatus QvPassProcessor::Prepare(const QvPassRequest& request) {
+  return request.fKind == QvPassKind::kScoring ? Unreadable() : PrepareAny(request);
+}
+
+QvRegAlgorithm* QvPassProcessor::PrepareScoring(const QvPassRequest& request) {
+  const bool isReady = request.fKind == QvPassKind::kScoring && !PrepareAny(request).IsError();
+  return isReady ? fpAlgorithm.get() : nullptr;
 }
 
 std::unique_ptr<IQvPassSums> QvPassProcessor::MakeSums() { return fpAlgorithm->MakeSums(fKind); }

@@ -23,6 +23,9 @@ class QvPassProcessor {
   /// Gets ready for the request's pass; kUnreadableMessage for one that no run makes. May throw
   /// std::bad_alloc.
   QvCommon::QvStatus Prepare(const QvPassRequest& request);
+  /// The algorithm, ready to score, instead; null for a request of anything else. Borrowed. May
+  /// throw std::bad_alloc.
+  [[nodiscard]] QvRegAlgorithm* PrepareScoring(const QvPassRequest& request);
   /// Empty sums of that pass. REQUIRES: Prepare. May throw std::bad_alloc.
   [[nodiscard]] std::unique_ptr<IQvPassSums> MakeSums();
   /// Adds a part's records to empty sums; a part without records changes nothing. `rows` is what
@@ -35,6 +38,8 @@ class QvPassProcessor {
 
  private:
   QvCommon::QvStatus SetUp(const QvPassRequest& request);
+  /// Gets ready for the request, of whatever kind.
+  QvCommon::QvStatus PrepareAny(const QvPassRequest& request);
 
   QvQueryCancel* fpQuery;
   QvPassKind fKind = QvPassKind::kTables;

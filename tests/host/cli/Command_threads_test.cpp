@@ -1,5 +1,6 @@
 // The results of a run do not depend on the number of its threads.
 
+#include <algorithm>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -17,7 +18,7 @@ using Words = std::vector<std::string>;
 constexpr const char* kRows =
     "SELECT i % 13 * 0.1 + sin(i) AS y, sin(i * i) AS x, exp(cos(i)) AS z, "
     "['a', 'b', 'c'][1 + i * i % 3] AS g, ['no', 'maybe', 'yes'][1 + (i + i // 7) % 3] AS answer, "
-    "1 + i % 4 AS n FROM range(30011) t(i)";
+    "1 + i % 4 AS n, i FROM range(30011) t(i)";
 
 struct Fit {
   std::string name;
@@ -40,6 +41,23 @@ TEST_P(CommandThreads, ChangeNoByteOfTheFit) {
   const std::string one = fitOn("1");
   EXPECT_NE(one.find("\"used\": 30011"), std::string::npos) << one;
   EXPECT_EQ(fitOn("3"), one);
+}
+
+TEST_P(CommandThreads, ChangeNoByteOfThePredictions) {
+  const qvtest::TempFolder folder;
+  const auto predictionsOn = [&](const std::string& threads) {
+    const std::string file = folder.File(threads + ".csv");
+    Words words = {"fit",   "--sql",  kRows, "--predictions", file, "--threads",
+                   threads, "--keep", "i,g"};
+    words.insert(words.end(), GetParam().words.begin(), GetParam().words.end());
+    const CommandResult result = RunQvreg(words);
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    return qvtest::ReadFile(file);
+  };
+  const std::string one = predictionsOn("1");
+  EXPECT_EQ(std::ranges::count(one, '\n'), 30012);
+  EXPECT_EQ(predictionsOn("2"), one);
+  EXPECT_EQ(predictionsOn("7"), one);
 }
 
 // Nearly dependent, so that the last bits of the sums show.

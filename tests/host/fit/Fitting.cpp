@@ -113,7 +113,7 @@ BuiltPredictor BuiltModel::Predictor() const {
 
 void BuiltModel::Predict(const std::string& path, const std::function<void(long long)>& progress) {
   WholeFile file(path);
-  const std::string note = WritePredictions(file, table_, Predictor(), progress, interrupt_);
+  const std::string note = WritePredictions(file, table_, Predictor(), 2, progress, interrupt_);
   if (!note.empty()) throw std::runtime_error("nothing was kept, but renamed");
   file.Finish();
   file.Commit();

@@ -23,7 +23,11 @@ class MeanErrorTest : public TableTest {
   static Errors Of(const FitOptions& options) {
     const BuiltModel model(options);
     const auto& output = dynamic_cast<const QvGLMOutputStats&>(model.Output());
-    MeanError error(output, model.Predictor().residualStdError);
+    std::vector<unsigned char> bytes;
+    QvScorer scorer;
+    EXPECT_FALSE(model.Predictor().component.WriteScoring(bytes).IsError());
+    EXPECT_FALSE(scorer.Open(bytes).IsError());
+    MeanError error(output, model.Predictor().residualStdError, scorer);
     Errors errors;
     for (const std::vector<double>& values : Records(model.Table())) {
       QvCommon::Record record(static_cast<int>(values.size()));

@@ -246,7 +246,7 @@ TEST_F(PredictionsTest, ATableThatCannotBeReadBackIsNoEndOfTheRows) {
   file.Flush();
   const CodedTable cut(std::move(file), model.Table().Columns(), 3);
   const Refusal refusal = RefusalOf([&] {
-    WritePredictions(WholeFile(Path("out.csv")), cut, model.Predictor(), {}, model.CtrlC());
+    WritePredictions(WholeFile(Path("out.csv")), cut, model.Predictor(), 1, {}, model.CtrlC());
   });
   EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
   EXPECT_EQ(FilesInFolder(), 0);
