@@ -57,10 +57,6 @@ class QVREG_EXPORT IQvRegComponent {
   /// the component's status.
   virtual QvCommon::QvStatus Score(const QvCommon::Record& record, double& predicted,
                                    std::vector<double>& values) = 0;
-  /// Fills `bytes` with what a QvScorer scores as this component does with, on other threads or
-  /// machines. kNotBuilt before the model is built, or its error; kTooManyParameters without
-  /// memory. The status is not kept as the component's status.
-  virtual QvCommon::QvStatus WriteScoring(std::vector<unsigned char>& bytes) = 0;
   /// Asks a running pass to stop before its next record, with status kCancelled. Any thread.
   virtual void Cancel() = 0;
   /// The status: that of the settings until the first operation, then that of the latest operation
@@ -70,4 +66,8 @@ class QVREG_EXPORT IQvRegComponent {
   virtual std::vector<QvCommon::QvStatus> GetWarnings() = 0;
   /// Prints settings, model and results to standard output, for diagnostics.
   virtual void Display() const = 0;
+  /// Fills `bytes` with what a QvScorer scores as this component does with, on other threads or
+  /// machines. kNotBuilt before the model is built, or its error; kTooManyParameters without
+  /// memory. The status is not kept as the component's status.
+  virtual QvCommon::QvStatus WriteScoring(std::vector<unsigned char>& bytes) = 0;
 };

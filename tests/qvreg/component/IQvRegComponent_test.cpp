@@ -29,6 +29,7 @@ TEST(IQvRegComponent, DeclaresItsOperationsInSlotOrder) {
   EXPECT_EQ(VirtualSlot(&IQvRegComponent::GetStatus), slot++);
   EXPECT_EQ(VirtualSlot(&IQvRegComponent::GetWarnings), slot++);
   EXPECT_EQ(VirtualSlot(&IQvRegComponent::Display), slot++);
+  EXPECT_EQ(VirtualSlot(&IQvRegComponent::WriteScoring), slot++);
 }
 
 }  // namespace
