@@ -87,8 +87,8 @@ void SyncFolder(const std::filesystem::path& path) noexcept;
                                std::size_t size);
 
 /// Writes all of the data at a place, counted in bytes, of the file of a stream which holds nothing
-/// back; false with errno set for a failure. Any number of threads may write to places of their own.
-/// Where the stream stands afterwards is undefined: seek before reading it.
+/// back; false with errno set for a failure. Any number of threads may write to places of their
+/// own. Where the stream stands afterwards is undefined: seek before reading it.
 [[nodiscard]] bool WriteAt(std::FILE* stream, std::int64_t offset, const void* data,
                            std::size_t size);
 

@@ -383,9 +383,9 @@ QvStatus QvLogAlgorithm::RunPart(QvPassKind kind, MultiPassRecordIter& iter, IQv
 void QvLogAlgorithm::SwapKeptRows(std::unique_ptr<IQvKeptRows>& rows) {
   if (fPatternExtractor == nullptr) return rows.reset();
   std::unique_ptr<IQvKeptRows> own = fPatternExtractor->TakeRows();
-  if (dynamic_cast<QvPatternTable*>(rows.get()) != nullptr) {
-    fPatternExtractor->SetRows(
-        std::unique_ptr<QvPatternTable>(static_cast<QvPatternTable*>(rows.release())));
+  if (auto* table = dynamic_cast<QvPatternTable*>(rows.get()); table != nullptr) {
+    static_cast<void>(rows.release());
+    fPatternExtractor->SetRows(std::unique_ptr<QvPatternTable>(table));
   }
   rows = std::move(own);
 }
