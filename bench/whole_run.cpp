@@ -4,32 +4,11 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <numeric>
-#include <vector>
 
 #include "bench/Arguments.h"
-#include "bench/Require.h"
+#include "bench/LinearModel.h"
 #include "bench/TimedFit.h"
 #include "qvreg/qvreg.h"
-
-namespace {
-
-/// Every covariate an effect of its own; the dependent stands behind them.
-QvRegSettings MakeSettings(const std::vector<int>& covariates, bool refine) {
-  QvRegSettings settings;
-  const auto count = static_cast<int>(covariates.size());
-  qvbench::Require(settings.SetDependent(count));
-  for (const int var : covariates) {
-    qvbench::Require(settings.AddCovariate(var) > 0);
-    QvModelEffect effect(0, count, &covariates);
-    qvbench::Require(effect.AddCovariate(var) > 0);
-    qvbench::Require(settings.AddModelEffect(effect));
-  }
-  settings.SetRefineEstimates(refine);
-  return settings;
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
   const bool refine = argc == 4 && std::strcmp(argv[3], "--refine") == 0;
@@ -45,11 +24,9 @@ int main(int argc, char** argv) {
     return 2;
   }
 
-  std::vector<int> covariates(static_cast<std::size_t>(count));
-  std::iota(covariates.begin(), covariates.end(), 0);
-  QvRegSettings settings = MakeSettings(covariates, refine);
+  qvbench::LinearModel model(static_cast<int>(count), refine);
   qvbench::PassClock clock;
   qvbench::TimedIterator<QvCommon::BinaryRecordIterator> iter(clock, file.get(),
                                                               static_cast<int>(count) + 1);
-  return qvbench::FitAndPrint(settings, iter, clock) ? 0 : 1;
+  return qvbench::FitAndPrint(model.Settings(), iter, clock) ? 0 : 1;
 }
