@@ -34,8 +34,10 @@ function(qvreg_add_test_program program shards)
   # What is tested is optimized fully, its tests need not be; with sanitizers, optimizing takes more
   # than half of the time that a test compiles.
   target_compile_options(${program} PRIVATE
-    $<$<AND:$<CONFIG:Release>,$<NOT:$<CXX_COMPILER_ID:MSVC>>>:-O1>
-    $<$<BOOL:${QVREG_SANITIZE}>:-O0>)
+    $<$<AND:$<CONFIG:Release>,$<NOT:$<CXX_COMPILER_ID:MSVC>>>:-O1>)
+  if(QVREG_SANITIZE)
+    target_compile_options(${program} PRIVATE -O0)
+  endif()
   # GCC 12 warns of std::string where it comes from a precompiled header (its bug 105651).
   target_compile_options(${program} PRIVATE
     $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-array-bounds$<SEMICOLON>-Wno-stringop-overflow>)
