@@ -23,8 +23,9 @@ class QVREG_EXPORT QvScorer {
   /// WriteScoring did not write; without memory that, too, or kTooManyParameters. Nothing is open
   /// then.
   QvCommon::QvStatus Open(const std::vector<unsigned char>& model);
-  /// As IQvRegComponent::Score: the linear model sets `predicted`, the logistic one also `values`,
-  /// the probabilities of the categories. kNotBuilt while nothing is open.
+  /// Scores one `record` as IQvRegComponent::Score does: the linear model sets `predicted`, the
+  /// logistic one also `values`, the probabilities of the categories. kNotBuilt while nothing is
+  /// open.
   QvCommon::QvStatus Score(const QvCommon::Record& record, double& predicted,
                            std::vector<double>& values);
   /// The non-zeros of the design row of `record`: `indices` and `values` as
