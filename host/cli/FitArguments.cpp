@@ -158,8 +158,8 @@ void FitArguments::AddInference() {
           ->group(group);
   command_
       ->add_option("--threads", options_.threads,
-                   fmt::format("Threads that make the passes over the records, 0 for one\n"
-                               "per core, at most {}; the results do not depend on it",
+                   fmt::format("Threads that read, fit and predict, 0 for one per core, at\n"
+                               "most {}; the results do not depend on it",
                                kMostThreads))
       ->type_name("N")
       ->group(group);

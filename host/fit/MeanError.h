@@ -12,8 +12,8 @@ namespace qvhost {
 
 /// The standard error of what a linear model predicts: of the mean of records like this one,
 /// sqrt(x' V x) for the design row x and the covariance matrix V of the estimates. Costs the square
-/// of the row's non-zeros. Borrows statistics and scorer. One thread
-/// at a time; several with scorers of their own are independent.
+/// of the row's non-zeros. Borrows statistics and scorer. One thread at a time; several with
+/// scorers of their own are independent.
 class MeanError {
  public:
   /// `residualStdError` is that of the fit; without one there are no standard errors. The `scorer`

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <future>
 #include <memory>
+#include <new>
 #include <numeric>
 #include <optional>
 #include <span>
@@ -22,6 +23,7 @@
 #include "host/table/TableWriter.h"
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvStatus.h"
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
 #include "qvreg/parallel/QvScorer.h"
@@ -65,8 +67,10 @@ class RowScorer {
     QvCommon::QvStatus status;
     if (!model_.output.GetRecordValidator().IsValid4Scoring(record, status)) return std::nullopt;
     double predicted = QvMV::gMissingValue;
-    const bool isError = scorer_.Score(record, predicted, values).IsError();
-    return isError ? std::nullopt : LibraryNumber(predicted);
+    status = scorer_.Score(record, predicted, values);
+    // Without memory nothing is known of the record.
+    if (status.GetCode() == QvStatusCode::kTooManyParameters) throw std::bad_alloc();
+    return status.IsError() ? std::nullopt : LibraryNumber(predicted);
   }
 
   const BuiltPredictor& model_;
@@ -168,13 +172,13 @@ class ScoredRows {
 
   [[nodiscard]] const std::vector<WrittenColumn>& Columns() const { return columns_; }
 
-  /// Sets the cells of the next row; false when there is none. `beforeBlock` is called now and then
+  /// Sets the cells of the next row; false when there is none. `afterBlock` is called now and then
   /// with the number of records that are scored; what it throws passes through.
-  bool Fill(RowCells& cells, const std::function<void(std::int64_t)>& beforeBlock) {
+  bool Fill(RowCells& cells, const std::function<void(std::int64_t)>& afterBlock) {
     if (position_ == rows_.size()) {
-      beforeBlock(begun_);
       rows_ = next_.get();
       position_ = 0;
+      afterBlock(begun_);
       next_ = Begin();
     }
     if (rows_.empty()) return false;
@@ -256,11 +260,11 @@ std::string WritePredictions(const WholeFile& file, const CodedTable& table,
                              const std::function<void(long long records)>& progress,
                              const Interrupt& interrupt) {
   ScoredRows rows(table, model, threads);
-  const auto beforeBlock = [&](std::int64_t records) {
+  const auto afterBlock = [&](std::int64_t records) {
     if (interrupt.Requested()) throw Cancelled();
     if (progress) progress(records);
   };
-  const auto nextRow = [&](RowCells& cells) { return rows.Fill(cells, beforeBlock); };
+  const auto nextRow = [&](RowCells& cells) { return rows.Fill(cells, afterBlock); };
   WriteTable(file, rows.Columns(), nextRow, table.Kept());
   return RenamingNote(table, rows.Columns());
 }

@@ -31,9 +31,9 @@ struct BuiltPredictor {
 /// .parquet file (see WriteTable), which the caller commits. The columns that the table kept stand
 /// first, see NamesBeside. A linear model then gives numbers: `observed`, the dependent (of a
 /// standardized one, as scale(y), the standardized value); `predicted`; `residual`, their
-/// difference; `std_error`, see MeanError. A logistic one gives
-/// texts `observed` and `predicted`, the most probable level, and for each level that was observed
-/// `p_LEVEL`, its probability, in the order of the codes.
+/// difference; `std_error`, see MeanError. A logistic one gives texts `observed` and `predicted`,
+/// the most probable level, and for each level that was observed `p_LEVEL`, its probability, in the
+/// order of the codes.
 ///
 /// What is predicted is NULL for a record that cannot be scored: a factor or a covariate is
 /// missing, a combination of levels never occurred in the records used, or the prediction is no

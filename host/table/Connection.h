@@ -11,8 +11,8 @@
 namespace qvhost {
 
 /// One embedded DuckDB with one connection to it. Extensions are never fetched, so that nothing
-/// reaches for a network; two threads at most; a bounded share of memory, beyond which DuckDB
-/// uses its folder for temporary files.
+/// reaches for a network; two threads unless it is told otherwise; a bounded share of memory,
+/// beyond which DuckDB uses its folder for temporary files.
 ///
 /// Owns the database. One thread at a time. Every operation throws QueryError when DuckDB refuses.
 class Connection {
