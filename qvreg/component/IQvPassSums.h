@@ -9,10 +9,9 @@ enum class QvPassKind : int {
   kTables = 1,          ///< Level combinations, counts, means and sizes; the first.
   kProducts = 2,        ///< Cross-products of the design's columns.
   kResiduals = 3,       ///< Linear model: sums of squares, and the gradient of a refinement.
-  kLikelihood = 4,      ///< Logistic model: the log-likelihood.
-  kDerivatives = 5,     ///< The same with score vector and information matrix.
-  kClassification = 6,  ///< Logistic model: the classification table.
-  kScoring = 7          ///< No pass: what scores single records travels as a request for one does.
+  kDerivatives = 4,     ///< Logistic model: log-likelihood, score vector and information matrix.
+  kClassification = 5,  ///< Logistic model: the classification table.
+  kScoring = 6          ///< No pass: what scores single records travels as a request for one does.
 };
 
 /// What one pass learns from its records: sums, to which those of other records can be added.

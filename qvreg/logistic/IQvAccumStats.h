@@ -4,6 +4,7 @@
 
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvSymMatrix.h"
+#include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/settings/QvConst.h"
 
 class IQvRegModel;
@@ -63,6 +64,25 @@ class IQvDecidedStats {
   [[nodiscard]] virtual const std::vector<double>& GetDecidedScores() const = 0;
 };
 
+/// Accumulated statistics that a pass for the log-likelihood alone can compute whole, ahead of the
+/// request for the rest, beside IQvAccumStats. Used from one thread at a time.
+class IQvAheadStats {
+ public:
+  IQvAheadStats() = default;
+  IQvAheadStats(const IQvAheadStats&) = delete;
+  IQvAheadStats& operator=(const IQvAheadStats&) = delete;
+
+  virtual ~IQvAheadStats() = default;
+  /// After a Reset: rows are added whole, with extreme probabilities, whatever is asked for.
+  virtual void BeginAhead() = 0;
+  /// Ends that. Shows what was asked for alone, and keeps the rest back; forgets it unless the pass
+  /// was whole.
+  virtual void EndAhead(bool isWhole) = 0;
+  /// After another Reset: whether the statistics of a whole pass at the very estimates of now were
+  /// kept, which are then shown.
+  [[nodiscard]] virtual bool TakeAhead() = 0;
+};
+
 /// Makes one pass of accumulated statistics at the optimizer's request, wherever the rows come
 /// from. Borrows statistics and model between SetStatsModel and CleanStatsModel.
 class IQvDataHandler {
@@ -76,9 +96,24 @@ class IQvDataHandler {
   /// As the statistics' Reset. REQUIRES: SetStatsModel.
   virtual void ResetAccumStats(QvConst::QvEstimationMethod method, bool separationCheck) = 0;
   virtual void CleanStatsModel() = 0;
-  /// One pass over all rows. REQUIRES: SetStatsModel.
+  /// One pass over all rows; none where the statistics were computed ahead. REQUIRES:
+  /// SetStatsModel.
   virtual QvCommon::QvStatus ComputeStatsForOptimizer(bool llOnly) = 0;
   [[nodiscard]] virtual const std::vector<QvCommon::QvStatus>& GetWarnings() const = 0;
   /// Diagnostic output, where a handler has any.
   virtual void Display() const = 0;
 };
+
+/// Answers a handler's request by `pass()`, whose status it returns: computes ahead in a pass for
+/// the log-likelihood alone, and makes none where that was done. `stats` is null where it cannot
+/// be.
+template <typename Pass>
+QvCommon::QvStatus QvMakePassAhead(IQvAheadStats* stats, bool llOnly, const QvCancelInfo& cancel,
+                                   Pass&& pass) {
+  if (stats == nullptr) return pass();
+  if (!llOnly) return stats->TakeAhead() ? QvCommon::QvStatus() : pass();
+  stats->BeginAhead();
+  const QvCommon::QvStatus status = pass();
+  stats->EndAhead(!status.IsError() && !cancel.IsFlagSet());
+  return status;
+}

@@ -51,19 +51,18 @@ double LogOfRest(double rest) { return -rest * (1.0 + rest * (1.0 / 2.0 + rest /
 }  // namespace
 
 QvAccumStatsLogistic::QvAccumStatsLogistic(const QvRegSettings& settings, int p, int K,
-                                           const std::vector<double>& estimates,
-                                           bool withInformation)
+                                           const std::vector<double>& estimates)
     : fpSettings(&settings), fNParameters(p), fNCategories(K), fpEstimates(&estimates) {
   if (p < 0 || K < 2) return;
   const std::size_t needed = static_cast<std::size_t>(K - 1) * static_cast<std::size_t>(p);
-  fbValid = estimates.size() >= needed && Allocate(withInformation);
+  fbValid = estimates.size() >= needed && Allocate();
 }
 
-bool QvAccumStatsLogistic::Allocate(bool withInformation) {
+bool QvAccumStatsLogistic::Allocate() {
   const auto p = static_cast<std::size_t>(fNParameters);
   try {
     fScores.assign(static_cast<std::size_t>(fNCategories - 1) * p, 0.0);
-    fDecidedScores = fScores;
+    fDecidedScores = fNoScores = fKeptEstimates = fScores;
     fProbabilities.assign(static_cast<std::size_t>(fNCategories), 0.0);
     fPredictors = fProbabilities;
     fCategoryWeights = fProbabilities;
@@ -77,42 +76,68 @@ bool QvAccumStatsLogistic::Allocate(bool withInformation) {
   } catch (const std::bad_alloc&) {
     return false;
   }
-  if (!withInformation) return true;
   fOuterProduct = QvSymMatrix(fNParameters);
   return fOuterProduct.IsValidMatrix() && fHessian.SetNRows(fNCategories - 1, fNParameters);
 }
 
 void QvAccumStatsLogistic::KeepShares() {
-  if (!fbHasShares && fWeight > 0.0) {
+  if (!fbHasShares && fTotals.fWeight > 0.0) {
     for (std::size_t c = 0; c < fCategoryWeights.size(); ++c) {
-      fDecidedBelow[c] = kDecidedShare * (fCategoryWeights[c] / fWeight);
+      fDecidedBelow[c] = kDecidedShare * (fCategoryWeights[c] / fTotals.fWeight);
     }
     fbHasShares = true;
   }
   std::fill(fCategoryWeights.begin(), fCategoryWeights.end(), 0.0);
 }
 
-void QvAccumStatsLogistic::Reset(QvConst::QvEstimationMethod method, bool separationCheck) {
-  KeepShares();
-  fLogLikelihood = {};
-  fPendingWeight = 0.0;
-  fPendingProduct = 1.0;
+void QvAccumStatsLogistic::ClearDerivatives() {
   std::fill(fScores.begin(), fScores.end(), 0.0);
   fHessian.Clear();
-  if (fbAnyDecided) {
-    std::fill(fDecidedScores.begin(), fDecidedScores.end(), 0.0);
-    fDecidedHessian.Clear();
+  if (fDecidedHessian.GetBlocks().empty()) return;
+  std::fill(fDecidedScores.begin(), fDecidedScores.end(), 0.0);
+  fDecidedHessian.Clear();
+}
+
+void QvAccumStatsLogistic::ForgetAhead() {
+  if (fAhead == Ahead::kKept) ClearDerivatives();
+  fAhead = Ahead::kNone;
+}
+
+void QvAccumStatsLogistic::Reset(QvConst::QvEstimationMethod method, bool separationCheck) {
+  KeepShares();
+  if (fAhead != Ahead::kKept) {
+    ClearDerivatives();
+    fAhead = Ahead::kNone;
   }
-  fbAnyDecided = false;
-  fbAnyInformation = false;
-  fValidRows = 0;
-  fInvalidCalls = 0;
-  fWeight = 0.0;
+  fTotals = {};
   fMethod = method;
   fbSeparationCheck = separationCheck;
-  fMinObserved = kLargest;
-  fMaxObserved = -kLargest;
-  fMinComputed = kLargest;
+}
+
+void QvAccumStatsLogistic::BeginAhead() {
+  ForgetAhead();
+  fAhead = Ahead::kAdding;
+}
+
+void QvAccumStatsLogistic::EndAhead(bool isWhole) {
+  if (fAhead != Ahead::kAdding) return;
+  fAhead = Ahead::kKept;
+  fKeptTotals = fTotals;
+  std::copy_n(fpEstimates->begin(), fKeptEstimates.size(), fKeptEstimates.begin());
+  fTotals.fbAnyInformation = fTotals.fbAnyDecided = false;
+  if (!fbSeparationCheck) fTotals.ForgetExtremes();
+  if (!isWhole) ForgetAhead();
+}
+
+bool QvAccumStatsLogistic::TakeAhead() {
+  const bool isThere =
+      fAhead == Ahead::kKept &&
+      std::equal(fKeptEstimates.begin(), fKeptEstimates.end(), fpEstimates->begin());
+  if (!isThere) return false;
+  fAhead = Ahead::kNone;
+  fTotals = fKeptTotals;
+  if (!fbSeparationCheck) fTotals.ForgetExtremes();
+  return true;
 }
 
 bool QvAccumStatsLogistic::ComputeProbabilities(const std::vector<int>& indices,
@@ -133,6 +158,7 @@ bool QvAccumStatsLogistic::ComputeProbabilities(const std::vector<int>& indices,
 int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
                                        const std::vector<double>& values, int category,
                                        double weight, bool llOnly) {
+  if (fAhead == Ahead::kKept) ForgetAhead();
   const QvSparseVector row(indices, values);
   fbDense = fNParameters > 0 && row.IsDense(fNParameters);
   if (fNParameters > 0 && !fbDense && !row.IsValidBelow(fNParameters)) return -1;
@@ -140,13 +166,14 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
   double largest = 0.0;
   double sum = 1.0;
   if (!ComputeProbabilities(indices, values, largest, sum)) {
-    ++fInvalidCalls;
+    ++fTotals.fInvalidCalls;
     return -1;
   }
-  ++fValidRows;
-  fWeight += weight;
+  ++fTotals.fValidRows;
+  fTotals.fWeight += weight;
   fCategoryWeights[static_cast<std::size_t>(category)] += weight;
-  if (fbSeparationCheck) TrackExtremes(category);
+  const bool isAhead = fAhead == Ahead::kAdding;
+  if (fbSeparationCheck || isAhead) TrackExtremes(category);
 
   const auto observed = static_cast<std::size_t>(category);
   const int nDecided = FindDecided(category);
@@ -154,12 +181,12 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
   if (rest < kSmallRest) rest = SumOfOthers(fProbabilities, observed);
   // Of a probability close to 1 the weight of many records would show the rounding.
   if (rest < kSmallRest) {
-    fLogLikelihood.Add({weight * LogOfRest(rest), 0.0});
+    fTotals.fLogLikelihood.Add({weight * LogOfRest(rest), 0.0});
   } else {
     AddToLL(weight, fPredictors[observed] - largest, sum);
   }
-  if (llOnly || fNParameters < 1) return 0;
-  fbAnyInformation = true;
+  if ((llOnly && !isAhead) || fNParameters < 1) return 0;
+  fTotals.fbAnyInformation = true;
   AddScores(indices, values, category, rest, weight);
   if (nDecided > 0) {
     AddPartlyDecided(indices, values, category, weight);
@@ -171,18 +198,19 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
 }
 
 void QvAccumStatsLogistic::AddToLL(double weight, double shifted, double sum) {
-  if (weight != fPendingWeight || fPendingProduct > kEnoughPending) {
-    fLogLikelihood.Add({-fPendingWeight * QvElementary::Log(fPendingProduct), 0.0});
-    fPendingWeight = weight;
-    fPendingProduct = 1.0;
+  if (weight != fTotals.fPendingWeight || fTotals.fPendingProduct > kEnoughPending) {
+    fTotals.fLogLikelihood.Add(
+        {-fTotals.fPendingWeight * QvElementary::Log(fTotals.fPendingProduct), 0.0});
+    fTotals.fPendingWeight = weight;
+    fTotals.fPendingProduct = 1.0;
   }
-  fPendingProduct *= sum;
-  fLogLikelihood.Add({weight * shifted, 0.0});
+  fTotals.fPendingProduct *= sum;
+  fTotals.fLogLikelihood.Add({weight * shifted, 0.0});
 }
 
 QvCommon::QvDoubleDouble QvAccumStatsLogistic::WholeLL() const {
-  QvCommon::QvDoubleDouble sum = fLogLikelihood;
-  sum.Add({-fPendingWeight * QvElementary::Log(fPendingProduct), 0.0});
+  QvCommon::QvDoubleDouble sum = fTotals.fLogLikelihood;
+  sum.Add({-fTotals.fPendingWeight * QvElementary::Log(fTotals.fPendingProduct), 0.0});
   return sum;
 }
 
@@ -190,10 +218,10 @@ double QvAccumStatsLogistic::GetLL() const { return WholeLL().Value(); }
 
 void QvAccumStatsLogistic::TrackExtremes(int category) {
   const double observed = fProbabilities[static_cast<std::size_t>(category)];
-  fMinObserved = std::min(fMinObserved, observed);
-  fMaxObserved = std::max(fMaxObserved, observed);
+  fTotals.fMinObserved = std::min(fTotals.fMinObserved, observed);
+  fTotals.fMaxObserved = std::max(fTotals.fMaxObserved, observed);
   for (const double probability : fProbabilities) {
-    fMinComputed = std::min(fMinComputed, probability);
+    fTotals.fMinComputed = std::min(fTotals.fMinComputed, probability);
   }
 }
 
@@ -242,7 +270,7 @@ void QvAccumStatsLogistic::AddPartlyDecided(const std::vector<int>& indices,
                                             const std::vector<double>& values, int category,
                                             double weight) {
   RequireDecidedHessian();
-  fbAnyDecided = true;
+  fTotals.fbAnyDecided = true;
   ComputePartedWeights(weight);
   AddDecidedScores(indices, values, category, weight);
   AddInformation(fDecidedHessian, fDecidedWeights, indices, values);
@@ -332,93 +360,100 @@ void QvAccumStatsLogistic::AddDenseInformation(QvCommon::QvSymBlockMatrix& targe
 }
 
 void QvAccumStatsLogistic::GetHessian(QvSymMatrix& out) const {
-  Copy(fHessian, out);
-  if (fbAnyDecided) fDecidedHessian.AddToSymMatrix(out);
+  GetUndecidedInformation(out);
+  if (fTotals.fbAnyDecided) fDecidedHessian.AddToSymMatrix(out);
 }
 
-void QvAccumStatsLogistic::GetUndecidedInformation(QvSymMatrix& out) const { Copy(fHessian, out); }
+void QvAccumStatsLogistic::GetUndecidedInformation(QvSymMatrix& out) const {
+  Copy(fHessian, out);
+  if (fAhead == Ahead::kKept) out.SetToZero();
+}
 
 void QvAccumStatsLogistic::GetDecidedInformation(QvSymMatrix& out) const {
-  // One that was never needed stands for zeros.
-  const bool isMade = !fDecidedHessian.GetBlocks().empty();
-  Copy(isMade ? fDecidedHessian : fHessian, out);
-  if (!isMade) out.SetToZero();
+  // One that was not needed stands for zeros.
+  Copy(fTotals.fbAnyDecided ? fDecidedHessian : fHessian, out);
+  if (!fTotals.fbAnyDecided) out.SetToZero();
 }
 
 bool QvAccumStatsLogistic::Merge(const IQvPassSums& other) {
   const auto* added = dynamic_cast<const QvAccumStatsLogistic*>(&other);
   const bool isAlike = added != nullptr && added->fNParameters == fNParameters &&
-                       added->fNCategories == fNCategories &&
-                       added->fHessian.GetBlocks().size() == fHessian.GetBlocks().size();
+                       added->fNCategories == fNCategories;
   if (!isAlike) return false;
-  if (added->fbAnyDecided) RequireDecidedHessian();
-  fLogLikelihood = WholeLL();
-  fPendingWeight = 0.0;
-  fPendingProduct = 1.0;
-  fLogLikelihood.Add(added->WholeLL());
-  if (added->fbAnyInformation) {
+  ForgetAhead();
+  if (added->fTotals.fbAnyDecided) RequireDecidedHessian();
+  fTotals.fLogLikelihood = WholeLL();
+  fTotals.fPendingWeight = 0.0;
+  fTotals.fPendingProduct = 1.0;
+  fTotals.fLogLikelihood.Add(added->WholeLL());
+  if (added->fTotals.fbAnyInformation) {
     AddTo(fScores, added->fScores);
     AddTo(fHessian, added->fHessian);
   }
-  if (added->fbAnyDecided) {
+  if (added->fTotals.fbAnyDecided) {
     AddTo(fDecidedScores, added->fDecidedScores);
     AddTo(fDecidedHessian, added->fDecidedHessian);
   }
-  fbAnyInformation = fbAnyInformation || added->fbAnyInformation;
-  fbAnyDecided = fbAnyDecided || added->fbAnyDecided;
-  fValidRows += added->fValidRows;
-  fInvalidCalls += added->fInvalidCalls;
-  fWeight += added->fWeight;
+  fTotals.fbAnyInformation = fTotals.fbAnyInformation || added->fTotals.fbAnyInformation;
+  fTotals.fbAnyDecided = fTotals.fbAnyDecided || added->fTotals.fbAnyDecided;
+  fTotals.fValidRows += added->fTotals.fValidRows;
+  fTotals.fInvalidCalls += added->fTotals.fInvalidCalls;
+  fTotals.fWeight += added->fTotals.fWeight;
   AddTo(fCategoryWeights, added->fCategoryWeights);
-  fMinObserved = std::min(fMinObserved, added->fMinObserved);
-  fMaxObserved = std::max(fMaxObserved, added->fMaxObserved);
-  fMinComputed = std::min(fMinComputed, added->fMinComputed);
+  fTotals.fMinObserved = std::min(fTotals.fMinObserved, added->fTotals.fMinObserved);
+  fTotals.fMaxObserved = std::max(fTotals.fMaxObserved, added->fTotals.fMaxObserved);
+  fTotals.fMinComputed = std::min(fTotals.fMinComputed, added->fTotals.fMinComputed);
   return true;
 }
 
 void QvAccumStatsLogistic::Write(QvCommon::QvByteWriter& writer) const {
   const QvCommon::QvDoubleDouble sum = WholeLL();
-  for (const double value :
-       {sum.fHigh, sum.fLow, fWeight, fMinObserved, fMaxObserved, fMinComputed}) {
+  for (const double value : {sum.fHigh, sum.fLow, fTotals.fWeight, fTotals.fMinObserved,
+                             fTotals.fMaxObserved, fTotals.fMinComputed}) {
     writer.PutDouble(value);
   }
-  writer.PutInt(fValidRows);
-  writer.PutInt(fInvalidCalls);
+  writer.PutInt(fTotals.fValidRows);
+  writer.PutInt(fTotals.fInvalidCalls);
   writer.PutDoubles(fCategoryWeights);
-  writer.PutBool(fbAnyInformation);
-  if (fbAnyInformation) {
+  writer.PutBool(fTotals.fbAnyInformation);
+  if (fTotals.fbAnyInformation) {
     writer.PutDoubles(fScores);
     for (const QvSymMatrix& block : fHessian.GetBlocks()) block.Write(writer);
   }
-  writer.PutBool(fbAnyDecided);
-  if (fbAnyDecided) {
+  writer.PutBool(fTotals.fbAnyDecided);
+  if (fTotals.fbAnyDecided) {
     writer.PutDoubles(fDecidedScores);
     for (const QvSymMatrix& block : fDecidedHessian.GetBlocks()) block.Write(writer);
   }
 }
 
 void QvAccumStatsLogistic::Read(QvCommon::QvByteReader& reader) {
+  const bool isAhead = fAhead == Ahead::kAdding;
+  ForgetAhead();
   Reset(fMethod, fbSeparationCheck);
-  for (double* value : {&fLogLikelihood.fHigh, &fLogLikelihood.fLow, &fWeight, &fMinObserved,
-                        &fMaxObserved, &fMinComputed}) {
+  if (isAhead) BeginAhead();
+  for (double* value :
+       {&fTotals.fLogLikelihood.fHigh, &fTotals.fLogLikelihood.fLow, &fTotals.fWeight,
+        &fTotals.fMinObserved, &fTotals.fMaxObserved, &fTotals.fMinComputed}) {
     *value = reader.GetDouble();
   }
-  fValidRows = reader.GetInt();
-  fInvalidCalls = reader.GetInt();
+  fTotals.fValidRows = reader.GetInt();
+  fTotals.fInvalidCalls = reader.GetInt();
   reader.GetDoublesInto(fCategoryWeights);
-  fbAnyInformation = reader.GetBool();
-  if (fbAnyInformation) {
-    if (fHessian.GetBlocks().empty()) return reader.Fail();
+  fTotals.fbAnyInformation = reader.GetBool();
+  if (fTotals.fbAnyInformation) {
     reader.GetDoublesInto(fScores);
     for (QvSymMatrix& block : fHessian.GetBlocks()) block.Read(reader);
   }
-  fbAnyDecided = reader.GetBool();
-  if (fbAnyDecided && fbAnyInformation) {
+  fTotals.fbAnyDecided = reader.GetBool();
+  if (fTotals.fbAnyDecided && fTotals.fbAnyInformation) {
     RequireDecidedHessian();
     reader.GetDoublesInto(fDecidedScores);
     for (QvSymMatrix& block : fDecidedHessian.GetBlocks()) block.Read(reader);
   }
-  if ((fbAnyDecided && !fbAnyInformation) || fValidRows < 0 || fInvalidCalls < 0) reader.Fail();
+  if ((fTotals.fbAnyDecided && !fTotals.fbAnyInformation) || fTotals.fValidRows < 0 ||
+      fTotals.fInvalidCalls < 0)
+    reader.Fail();
 }
 
 std::size_t QvAccumStatsLogistic::GetSize() const {
@@ -430,7 +465,7 @@ std::size_t QvAccumStatsLogistic::GetSize() const {
 
 void QvAccumStatsLogistic::WriteStart(QvCommon::QvByteWriter& writer) const {
   writer.PutInt(fMethod);
-  writer.PutBool(fbSeparationCheck);
+  writer.PutBool(fbSeparationCheck || fAhead == Ahead::kAdding);
   writer.PutBool(fbHasShares);
   writer.PutDoubles(fDecidedBelow);
 }
@@ -445,16 +480,16 @@ void QvAccumStatsLogistic::ReadStart(QvCommon::QvByteReader& reader) {
 
 void QvAccumStatsLogistic::GetCounts(int& validRows, int& invalidCalls, double& weight) const {
   constexpr long long kLargestInt = std::numeric_limits<int>::max();
-  validRows = static_cast<int>(std::min(fValidRows, kLargestInt));
-  invalidCalls = static_cast<int>(std::min(fInvalidCalls, kLargestInt));
-  weight = fWeight;
+  validRows = static_cast<int>(std::min(fTotals.fValidRows, kLargestInt));
+  invalidCalls = static_cast<int>(std::min(fTotals.fInvalidCalls, kLargestInt));
+  weight = fTotals.fWeight;
 }
 
 void QvAccumStatsLogistic::GetMinMaxProbabilities(double& minObserved, double& maxObserved,
                                                   double& minComputed) const {
-  minObserved = fMinObserved;
-  maxObserved = fMaxObserved;
-  minComputed = fMinComputed;
+  minObserved = fTotals.fMinObserved;
+  maxObserved = fTotals.fMaxObserved;
+  minComputed = fTotals.fMinComputed;
 }
 
 void QvAccumStatsLogistic::Display(bool llOnly) const {
@@ -467,7 +502,7 @@ void QvAccumStatsLogistic::Display(bool llOnly) const {
     QvComponentDisplay::DisplayI("Number of response categories of the dependent variable",
                                  fNCategories);
     QvComponentDisplay::DisplayD("Accumulated log-likelihood", GetLL());
-    QvComponentDisplay::DisplayDV("Accumulated vector of scores", fScores, true);
+    QvComponentDisplay::DisplayDV("Accumulated vector of scores", GetScores(), true);
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Accumulated Hessian:");
     QvCommon::QvSymBlockMatrix whole = fHessian;
     std::vector<QvSymMatrix>& blocks = whole.GetBlocks();
@@ -475,14 +510,18 @@ void QvAccumStatsLogistic::Display(bool llOnly) const {
     for (std::size_t block = 0; block < decided.size(); ++block) {
       blocks[block].AddMatrix(decided[block], 1.0);
     }
+    if (fAhead == Ahead::kKept) whole.Clear();
     whole.Display();
-    QvComponentDisplay::DisplayCount("Number of valid rows processed", fValidRows);
-    QvComponentDisplay::DisplayCount("Number of invalid calls to UpdateForRow()", fInvalidCalls);
-    QvComponentDisplay::DisplayD("Accumulated weight", fWeight);
+    QvComponentDisplay::DisplayCount("Number of valid rows processed", fTotals.fValidRows);
+    QvComponentDisplay::DisplayCount("Number of invalid calls to UpdateForRow()",
+                                     fTotals.fInvalidCalls);
+    QvComponentDisplay::DisplayD("Accumulated weight", fTotals.fWeight);
     QvComponentDisplay::DisplayB("Separation check", fbSeparationCheck);
-    QvComponentDisplay::DisplayD("Minimum probability of the observed response", fMinObserved);
-    QvComponentDisplay::DisplayD("Maximum probability of the observed response", fMaxObserved);
-    QvComponentDisplay::DisplayD("Minimum computed probability", fMinComputed);
+    QvComponentDisplay::DisplayD("Minimum probability of the observed response",
+                                 fTotals.fMinObserved);
+    QvComponentDisplay::DisplayD("Maximum probability of the observed response",
+                                 fTotals.fMaxObserved);
+    QvComponentDisplay::DisplayD("Minimum computed probability", fTotals.fMinComputed);
     QvComponentDisplay::DisplayB("Validity indicator", fbValid);
   }
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,

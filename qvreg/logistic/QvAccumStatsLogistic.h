@@ -21,11 +21,13 @@ class QvRegSettings;
 /// allocated per row, but a second matrix for the first row with a decided pair. What decided pairs
 /// of categories add is summed apart from the first pass's end on, so that it is not lost beside
 /// the rest. Used from one thread at a time.
-class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats, public IQvPassSums {
+class QvAccumStatsLogistic : public IQvAccumStats,
+                             public IQvDecidedStats,
+                             public IQvAheadStats,
+                             public IQvPassSums {
  public:
-  /// `withInformation` false makes one that adds log-likelihoods only, without memory for matrices.
   QvAccumStatsLogistic(const QvRegSettings& settings, int p, int K,
-                       const std::vector<double>& estimates, bool withInformation = true);
+                       const std::vector<double>& estimates);
 
   ~QvAccumStatsLogistic() override = default;
   void Reset(QvConst::QvEstimationMethod method, bool separationCheck) override;
@@ -35,7 +37,9 @@ class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats, publi
   int UpdateForRow(const std::vector<int>& indices, const std::vector<double>& values, int category,
                    double weight, bool llOnly) override;
   [[nodiscard]] double GetLL() const override;
-  [[nodiscard]] const std::vector<double>& GetScores() const override { return fScores; }
+  [[nodiscard]] const std::vector<double>& GetScores() const override {
+    return fAhead == Ahead::kKept ? fNoScores : fScores;
+  }
   void GetHessian(QvCommon::QvSymMatrix& out) const override;
   /// Counts beyond an int's range read as the largest int.
   void GetCounts(int& validRows, int& invalidCalls, double& weight) const override;
@@ -46,8 +50,11 @@ class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats, publi
   void GetUndecidedInformation(QvCommon::QvSymMatrix& out) const override;
   void GetDecidedInformation(QvCommon::QvSymMatrix& out) const override;
   [[nodiscard]] const std::vector<double>& GetDecidedScores() const override {
-    return fDecidedScores;
+    return fAhead == Ahead::kKept ? fNoScores : fDecidedScores;
   }
+  void BeginAhead() override;
+  void EndAhead(bool isWhole) override;
+  [[nodiscard]] bool TakeAhead() override;
 
   bool Merge(const IQvPassSums& other) override;
   void Write(QvCommon::QvByteWriter& writer) const override;
@@ -63,7 +70,34 @@ class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats, publi
  private:
   static constexpr double kLargest = std::numeric_limits<double>::max();
 
-  [[nodiscard]] bool Allocate(bool withInformation);
+  /// Whether rows are added ahead, or what they added is kept: derivatives that nobody is shown.
+  enum class Ahead { kNone, kAdding, kKept };
+  /// The sums that are single numbers.
+  struct Totals {
+    /// Steps near the maximum change its last digits only, which a long plain sum would lose.
+    QvCommon::QvDoubleDouble fLogLikelihood;
+    /// Not yet in it: minus the weight times the logarithm of the product, which holds the sums of
+    /// exponentials of the latest rows of one weight, so that they share one logarithm.
+    double fPendingWeight = 0.0;
+    double fPendingProduct = 1.0;
+    bool fbAnyDecided = false;
+    bool fbAnyInformation = false;  ///< Whether some row was added to scores and information.
+    long long fValidRows = 0;
+    long long fInvalidCalls = 0;
+    double fWeight = 0.0;
+    double fMinObserved = kLargest;
+    double fMaxObserved = -kLargest;
+    double fMinComputed = kLargest;
+
+    void ForgetExtremes() {
+      fMinObserved = fMinComputed = kLargest;
+      fMaxObserved = -kLargest;
+    }
+  };
+
+  [[nodiscard]] bool Allocate();
+  void ClearDerivatives();
+  void ForgetAhead();
   /// The log-likelihood with what is pending.
   [[nodiscard]] QvCommon::QvDoubleDouble WholeLL() const;
   /// Adds weight (shifted - log(sum)).
@@ -99,21 +133,16 @@ class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats, publi
   int fNParameters;
   int fNCategories;
   const std::vector<double>* fpEstimates;
-  /// Steps near the maximum change its last digits only, which a long plain sum would lose.
-  QvCommon::QvDoubleDouble fLogLikelihood;
-  /// Not yet in it: minus the weight times the logarithm of the product, which holds the sums of
-  /// exponentials of the latest rows of one weight, so that they share one logarithm.
-  double fPendingWeight = 0.0;
-  double fPendingProduct = 1.0;
+  Totals fTotals;
+  Ahead fAhead = Ahead::kNone;
+  /// What is kept beside the derivatives, and the estimates that it is at.
+  Totals fKeptTotals;
+  std::vector<double> fKeptEstimates;
+  std::vector<double> fNoScores;  ///< Zeros.
   std::vector<double> fScores;
   QvCommon::QvSymBlockMatrix fHessian;         ///< Of the undecided pairs.
   QvCommon::QvSymBlockMatrix fDecidedHessian;  ///< Empty up to the first such pair.
   std::vector<double> fDecidedScores;
-  bool fbAnyDecided = false;
-  bool fbAnyInformation = false;  ///< Whether some row was added to scores and information.
-  long long fValidRows = 0;
-  long long fInvalidCalls = 0;
-  double fWeight = 0.0;
   QvConst::QvEstimationMethod fMethod = QvConst::QvMethodNewtonRaphson;
   bool fbSeparationCheck = false;
   /// Sums of weights by category in this pass, and the probability below which a category that was
@@ -121,9 +150,6 @@ class QvAccumStatsLogistic : public IQvAccumStats, public IQvDecidedStats, publi
   std::vector<double> fCategoryWeights;
   std::vector<double> fDecidedBelow;
   bool fbHasShares = false;
-  double fMinObserved = kLargest;
-  double fMaxObserved = -kLargest;
-  double fMinComputed = kLargest;
   bool fbValid = false;
   /// Scratch of a row.
   std::vector<double> fPredictors;

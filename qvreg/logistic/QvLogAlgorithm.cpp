@@ -33,11 +33,12 @@ class QvLogAlgorithm::RunnerHandler : public IQvDataHandler {
   }
   void CleanStatsModel() override {}
   QvStatus ComputeStatsForOptimizer(bool llOnly) override {
-    const QvPassKind kind = llOnly ? QvPassKind::kLikelihood : QvPassKind::kDerivatives;
     QvAccumStatsLogistic& stats = *fAlgorithm.fpStats;
-    const QvStatus status = fAlgorithm.RequestPass(kind, stats);
-    if (!status.IsError()) fAlgorithm.fRecordCounts.NoteLaterPass(stats.fNUsed);
-    return status;
+    return QvMakePassAhead(&stats, llOnly, fAlgorithm.fCancelInfo, [&] {
+      const QvStatus status = fAlgorithm.RequestPass(QvPassKind::kDerivatives, stats);
+      if (!status.IsError()) fAlgorithm.fRecordCounts.NoteLaterPass(stats.fNUsed);
+      return status;
+    });
   }
   [[nodiscard]] const std::vector<QvStatus>& GetWarnings() const override { return fWarnings; }
   void Display() const override {}
@@ -272,8 +273,7 @@ std::unique_ptr<IQvPassSums> QvLogAlgorithm::MakeSums(QvPassKind kind) {
       break;
   }
   auto stats = std::make_unique<QvAccumStatsLogistic>(fSettings, fModel.GetNumBasicNonRedundant(),
-                                                      fModel.GetNumDependCategories(), fBeta,
-                                                      kind == QvPassKind::kDerivatives);
+                                                      fModel.GetNumDependCategories(), fBeta);
   if (!stats->IsValid()) throw std::bad_alloc();
   QvCommon::QvByteReader start(fStatisticsStart);
   stats->ReadStart(start);
@@ -341,13 +341,12 @@ QvStatus QvLogAlgorithm::RequireRows(MultiPassRecordIter& iter) {
   return fPatternExtractor->CreateRowPatterns(iter, fModel);
 }
 
-QvStatus QvLogAlgorithm::AddToStatistics(MultiPassRecordIter& iter, QvAccumStatsLogistic& stats,
-                                         bool llOnly) {
+QvStatus QvLogAlgorithm::AddToStatistics(MultiPassRecordIter& iter, QvAccumStatsLogistic& stats) {
   QvRecordIterHandler recordHandler = RecordHandler(iter);
   IQvDataHandler* handler = &recordHandler;
   if (fPatternExtractor != nullptr) handler = fPatternExtractor.get();
   handler->SetStatsModel(&stats, &fModel);
-  const QvStatus status = handler->ComputeStatsForOptimizer(llOnly);
+  const QvStatus status = handler->ComputeStatsForOptimizer(false);
   handler->CleanStatsModel();
   return status.IsError() ? status : recordHandler.GetStatus();
 }
@@ -372,8 +371,7 @@ QvStatus QvLogAlgorithm::RunPart(QvPassKind kind, MultiPassRecordIter& iter, IQv
     status = ClassifyRecords(iter);
     fModel.SwapClassification(classification);
   } else {
-    status = AddToStatistics(iter, dynamic_cast<QvAccumStatsLogistic&>(sums),
-                             kind == QvPassKind::kLikelihood);
+    status = AddToStatistics(iter, dynamic_cast<QvAccumStatsLogistic&>(sums));
   }
   sums.fNUsed =
       fPatternExtractor != nullptr ? fPatternExtractor->GetRowCount() : fRecordCounts.fUsedLater;

@@ -84,7 +84,7 @@ class QvLogAlgorithm : public QvRegAlgorithm {
   void SetUpDesign();
   [[nodiscard]] QvRecordIterHandler RecordHandler(QvCommon::MultiPassRecordIter& iter);
   QvCommon::QvStatus AddToStatistics(QvCommon::MultiPassRecordIter& iter,
-                                     QvAccumStatsLogistic& stats, bool llOnly);
+                                     QvAccumStatsLogistic& stats);
   /// Stores a part's rows, where rows are kept and these are not.
   QvCommon::QvStatus RequireRows(QvCommon::MultiPassRecordIter& iter);
   QvCommon::QvStatus AccumulateXPrimeX(QvCommon::MultiPassRecordIter& iter);

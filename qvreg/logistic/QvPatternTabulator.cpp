@@ -82,6 +82,7 @@ QvStatus QvPatternTabulator::Keep(const QvStatus& status) {
 
 void QvPatternTabulator::SetStatsModel(IQvAccumStats* stats, const IQvRegModel* model) {
   fpStats = stats;
+  fpAhead = dynamic_cast<IQvAheadStats*>(stats);
   fpModel = model;
 }
 
@@ -226,13 +227,14 @@ double QvPatternTabulator::RowWeight(const double* row) const {
 QvStatus QvPatternTabulator::ComputeStatsForOptimizer(bool llOnly) {
   if (fStatus.IsError()) return fStatus;
   if (!fbRowPatternsCreated) return Keep({QvStatusCode::kDataNotProcessed, false});
-  return Walk([&](const double* row) {
+  const auto add = [&](const double* row) {
     int count = 0;
     fpModel->GetSparseRowFromIndices(row, fIndices, count, fSparseIndices, fSparseValues);
     const int category = QvFactorCounts::CategoryIndex(row[fRowLayout.fDependent], 0);
     return fpStats->UpdateForRow(fSparseIndices, fSparseValues, category, RowWeight(row), llOnly) >=
            0;
-  });
+  };
+  return QvMakePassAhead(fpAhead, llOnly, fCancel, [&] { return Walk(add); });
 }
 
 void QvPatternTabulator::DisplayVariables() const {

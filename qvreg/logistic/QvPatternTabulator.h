@@ -144,6 +144,7 @@ class QvPatternTabulator : public IQvDataHandler {
   bool fbFactorTableFilled = false;
   bool fbRowPatternsCreated = false;
   IQvAccumStats* fpStats = nullptr;
+  IQvAheadStats* fpAhead = nullptr;  ///< The same object, where it can be computed ahead.
   const IQvRegModel* fpModel = nullptr;
   QvCommon::QvStatus fStatus;
   std::vector<QvCommon::QvStatus> fWarnings;

@@ -25,6 +25,7 @@ QvRecordIterHandler::QvRecordIterHandler(QvCommon::MultiPassRecordIter& iter, Qv
 
 void QvRecordIterHandler::SetStatsModel(IQvAccumStats* stats, const IQvRegModel* model) {
   fpStats = stats;
+  fpAhead = dynamic_cast<IQvAheadStats*>(stats);
   fpModel = model;
 }
 
@@ -51,6 +52,12 @@ bool QvRecordIterHandler::AddRecord(const Record& record, bool llOnly) {
 }
 
 QvStatus QvRecordIterHandler::ComputeStatsForOptimizer(bool llOnly) {
+  // After a refusal a pass is asked for, whatever is known.
+  IQvAheadStats* const ahead = fStatus.IsError() ? nullptr : fpAhead;
+  return QvMakePassAhead(ahead, llOnly, *fpCancel, [&] { return MakePass(llOnly); });
+}
+
+QvStatus QvRecordIterHandler::MakePass(bool llOnly) {
   const QvStatus before = fStatus;
   const QvRecordPassEnds ends{{}, {}, {QvStatusCode::kNoFurtherPass, false}};
   QvRecordPass pass(*fpIter, *fpCancel, *fpValidator, ends);

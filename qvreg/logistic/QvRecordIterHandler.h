@@ -39,6 +39,7 @@ class QvRecordIterHandler : public IQvDataHandler {
   [[nodiscard]] const QvCommon::QvStatus& GetStatus() const { return fStatus; }
 
  private:
+  QvCommon::QvStatus MakePass(bool llOnly);
   bool AddRecord(const QvCommon::Record& record, bool llOnly);
   /// The local index of the record's dependent category; -1 for one that was not observed.
   [[nodiscard]] int LocalCategory(const QvCommon::Record& record) const;
@@ -49,6 +50,7 @@ class QvRecordIterHandler : public IQvDataHandler {
   QvCancelInfo* fpCancel;
   const IQvRegModel* fpModel = nullptr;
   IQvAccumStats* fpStats = nullptr;
+  IQvAheadStats* fpAhead = nullptr;  ///< The same object, where it can be computed ahead.
   int fDependentIndex;
   int fFrequencyWeightIndex;
   int fRegressionWeightIndex;

@@ -8,6 +8,8 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/logistic/IQvAccumStats.h"
+#include "qvreg/logistic/QvAccumStatsLogistic.h"
+#include "qvreg/settings/QvLogRegSettings.h"
 #include "tests/qvreg/support/Cancellation.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/FaultyIter.h"
@@ -153,6 +155,43 @@ TEST_F(QvRecordIterHandlerTest, EveryRequestIsOnePassFromTheStart) {
     EXPECT_EQ(iter.Passes(), pass);
     EXPECT_EQ(stats_.updates.size(), 2U * static_cast<std::size_t>(pass));
   }
+}
+
+TEST_F(QvRecordIterHandlerTest, OnePassAnswersBothRequestsAtTheSameEstimates) {
+  QvLogRegSettings settings;
+  Doubles beta(4, 0.25);
+  QvAccumStatsLogistic stats(settings, 2, 3, beta);
+  VectorRecordIter iter(MakeRecords({{1, 0.5, 1, 1}, {2, -1, 1, 1}}));
+  QvRecordIterHandler handler = Make(iter);
+  handler.SetStatsModel(&stats, &model_);
+  const auto request = [&](bool llOnly) {
+    handler.ResetAccumStats(QvConst::QvMethodNewtonRaphson, false);
+    EXPECT_TRUE(handler.ComputeStatsForOptimizer(llOnly).IsOK());
+    return iter.Passes();
+  };
+  EXPECT_EQ(request(true), 1);
+  EXPECT_EQ(stats.GetScores(), Doubles(4, 0.0));
+  EXPECT_EQ(request(false), 1);
+  EXPECT_NE(stats.GetScores(), Doubles(4, 0.0));
+  EXPECT_EQ(request(false), 2) << "what was taken is gone";
+  EXPECT_EQ(request(true), 3);
+  beta[3] = 0.5;
+  EXPECT_EQ(request(false), 4) << "at other estimates";
+}
+
+TEST_F(QvRecordIterHandlerTest, ACancelledPassAnswersItsOwnRequestAlone) {
+  QvLogRegSettings settings;
+  const Doubles beta(4, 0.25);
+  QvAccumStatsLogistic stats(settings, 2, 3, beta);
+  VectorRecordIter iter(MakeRecords({{1, 0.5, 1, 1}, {2, -1, 1, 1}}));
+  QvRecordIterHandler handler = Make(iter);
+  handler.SetStatsModel(&stats, &model_);
+  cancel_.SetCancel();
+  handler.ResetAccumStats(QvConst::QvMethodNewtonRaphson, false);
+  EXPECT_TRUE(handler.ComputeStatsForOptimizer(true).IsOK());
+  handler.ResetAccumStats(QvConst::QvMethodNewtonRaphson, false);
+  EXPECT_TRUE(handler.ComputeStatsForOptimizer(false).IsOK());
+  EXPECT_EQ(iter.Passes(), 2);
 }
 
 TEST_F(QvRecordIterHandlerTest, MapsTheCodeToItsLocalCategory) {

@@ -95,7 +95,7 @@ class PassSums : public ::testing::TestWithParam<ModelKind> {
       SCOPED_TRACE(static_cast<int>(ready.Kind()));
       check(ready);
     }
-    EXPECT_EQ(seen.size(), GetParam() == ModelKind::kLinear ? 3U : 5U);
+    EXPECT_EQ(seen.size(), GetParam() == ModelKind::kLinear ? 3U : 4U);
   }
   [[nodiscard]] Records Range(std::size_t begin, std::size_t end) const {
     return {records_.begin() + static_cast<std::ptrdiff_t>(begin),
