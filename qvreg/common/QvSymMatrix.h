@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <vector>
 
 #include "qvreg/QvExport.h"
@@ -38,6 +39,12 @@ class QVREG_EXPORT QvSymMatrixData {
   }
   /// Stores `value` as element (i, j), and so as (j, i); false when there is no such element.
   bool SetElem(int i, int j, double value);
+  /// The first of `elements` receive row i in `columns`. REQUIRES: a row and, in increasing order,
+  /// columns up to its diagonal; as many elements.
+  void GetRowElems(int i, std::span<const int> columns, std::span<double> elements) const {
+    const double* row = Row(i);
+    for (std::size_t c = 0; c < columns.size(); ++c) elements[c] = row[columns[c]];
+  }
   /// `diagonal` receives the n diagonal elements; false, and nothing changed, without memory.
   bool GetDiagonal(std::vector<double>& diagonal) const;
   /// False when memory ran out as the matrix was made or copied.

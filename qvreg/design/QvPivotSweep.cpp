@@ -1,10 +1,14 @@
 #include "qvreg/design/QvPivotSweep.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <numeric>
+#include <span>
 
+#include "qvreg/common/QvPlatform.h"
 #include "qvreg/common/QvStatusCodes.h"
 
 using QvCommon::QvBitSet;
@@ -27,6 +31,28 @@ constexpr double kLastChange = 0x1p-27;
 constexpr double kNegligibleChange = 1e-12;
 /// An inverse of more columns would take longer to refine than to find.
 constexpr std::size_t kMostRefinedColumns = 1000;
+
+/// A row x of n elements left of the diagonal, and the diagonal x[n], enter -X g twice: subtracts
+/// g[n] x from the sums of the columns, and returns minus the row's own product with g.
+QVREG_FMA_CLONES
+double SubtractRow(std::size_t n, const double* QVREG_RESTRICT x, const double* QVREG_RESTRICT g,
+                   double* QVREG_RESTRICT sums) {
+  constexpr std::size_t kLanes = 8;
+  std::array<double, kLanes> products{};
+  const double own = g[n];
+  std::size_t j = 0;
+  for (; j + kLanes <= n; j += kLanes) {
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+      sums[j + lane] -= own * x[j + lane];
+      products[lane] -= g[j + lane] * x[j + lane];
+    }
+  }
+  for (; j < n; ++j) {
+    sums[j] -= own * x[j];
+    products[0] -= g[j] * x[j];
+  }
+  return std::accumulate(products.begin(), products.end(), 0.0) - own * x[n];
+}
 
 std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 
@@ -71,17 +97,15 @@ double QvPivotSweep::RefineForm(double enough) {
 double QvPivotSweep::FindCorrection() {
   const std::size_t n = fKept.size();
   fCorrection.assign(n, 0.0);
+  fRow.resize(n);
+  fScaled.resize(n);
+  for (std::size_t i = 0; i < n; ++i) fScaled[i] = fScale * fGradient[i];
   for (std::size_t i = 0; i < n; ++i) {
-    const double own = fScale * fGradient[i];
-    for (std::size_t j = 0; j < i; ++j) {
-      const double element = fMatrix.GetElem(fKept[i], fKept[j]);
-      fCorrection[i] -= element * (fScale * fGradient[j]);
-      fCorrection[j] -= element * own;
-    }
-    fCorrection[i] -= fMatrix.GetElem(fKept[i], fKept[i]) * own;
+    fMatrix.GetRowElems(fKept[i], std::span(fKept).first(i + 1), fRow);
+    fCorrection[i] = SubtractRow(i, fRow.data(), fScaled.data(), fCorrection.data());
   }
   double decrease = 0.0;
-  for (std::size_t i = 0; i < n; ++i) decrease -= fCorrection[i] * (fScale * fGradient[i]);
+  for (std::size_t i = 0; i < n; ++i) decrease -= fCorrection[i] * fScaled[i];
   return decrease;
 }
 

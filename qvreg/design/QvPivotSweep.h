@@ -60,4 +60,6 @@ class QvPivotSweep {
   std::vector<double> fCoefficients;
   std::vector<double> fGradient;
   std::vector<double> fCorrection;
+  std::vector<double> fScaled;  ///< Scratch: the gradient, scaled as the matrix is.
+  std::vector<double> fRow;     ///< Scratch: a row's elements in the kept columns.
 };
