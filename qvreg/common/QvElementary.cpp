@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "qvreg/common/Constants.h"
+#include "qvreg/common/QvPlatform.h"
 
 namespace QvCommon {
 
@@ -18,6 +19,9 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 /// Below this, e^x rounds to 0.
 constexpr double kMinExp = -745.2;
 constexpr int kMantissaBits = 52;
+/// log(2); the first part has 42 bits, so that its products with exponents are exact.
+constexpr double kLog2High = 0x1.62e42fefa3800p-1;
+constexpr double kLog2Low = 0x1.ef35793c76730p-45;
 constexpr int kBias = 1023;
 
 /// 2^(j/64) for j = 0 .. 63: rounded, and what the rounding leaves. Written by
@@ -131,6 +135,49 @@ double QvElementary::Exp(double x) {
   return Scale(row.fHigh + (row.fLow + row.fHigh * expm1), n >> 6);
 }
 
+namespace {
+
+/// e^r for |r| at most log(2)/2: the Taylor polynomial, whose remainder is below 2^-57.
+inline double ExpPolynomial(double r) {
+  constexpr std::array<double, 14> kInverseFactorials = {1.0,
+                                                         1.0,
+                                                         1.0 / 2,
+                                                         1.0 / 6,
+                                                         1.0 / 24,
+                                                         1.0 / 120,
+                                                         1.0 / 720,
+                                                         1.0 / 5040,
+                                                         1.0 / 40320,
+                                                         1.0 / 362880,
+                                                         1.0 / 3628800,
+                                                         1.0 / 39916800,
+                                                         1.0 / 479001600,
+                                                         1.0 / 6227020800};
+  double sum = kInverseFactorials[13];
+  for (std::size_t k = 13; k-- > 0;) sum = kInverseFactorials[k] + r * sum;
+  return sum;
+}
+
+QVREG_FMA_CLONES
+void ComputeExps(std::size_t n, const double* x, double* results) {
+  constexpr double kOverLog2 = 0x1.71547652b82fep+0;
+  constexpr double kToWhole = 0x1.8p+52;  // adding it rounds to a whole number
+  for (std::size_t i = 0; i < n; ++i) {
+    const double shifted = x[i] * kOverLog2 + kToWhole;
+    const double whole = shifted - kToWhole;
+    const double r = (x[i] - whole * kLog2High) - whole * kLog2Low;
+    // The whole number stands in the last bits of `shifted`: 2 to its power is multiplied in.
+    const auto power = std::bit_cast<std::uint64_t>(shifted) << kMantissaBits;
+    results[i] = std::bit_cast<double>(std::bit_cast<std::uint64_t>(ExpPolynomial(r)) + power);
+  }
+}
+
+}  // namespace
+
+void QvElementary::ExpMany(std::size_t n, const double* x, double* results) {
+  ComputeExps(n, x, results);
+}
+
 double QvElementary::Log(double x) {
   if (!(x > 0.0)) return x == 0.0 ? -kInfinity : kNaN;
   if (x == kInfinity) return x;
@@ -158,8 +205,6 @@ double QvElementary::Log(double x) {
   const double z = s * s;
   double series = 0.0;
   for (int i = 23; i >= 3; i -= 2) series = z * (2.0 / i + series);
-  constexpr double kLog2High = 0x1.62e42fefa3800p-1;
-  constexpr double kLog2Low = 0x1.ef35793c76730p-45;
   return k * kLog2High + (f - (s * (f - series) - k * kLog2Low));
 }
 

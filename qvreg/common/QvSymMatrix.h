@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <span>
 #include <vector>
@@ -150,6 +151,14 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// Sets to 0 every element in a row or column whose bit of `swept` is clear, or missing for the
   /// last row.
   bool ZeroOutRedundant(const QvBitSet& swept);
+
+  /// Adds `values` to row i from column `first` on, up to the diagonal. REQUIRES: such a row; no
+  /// compensation.
+  void AddToRow(std::size_t i, std::size_t first, std::span<const double> values) {
+    double* row = Row(static_cast<int>(i));
+    const std::size_t last = std::min(first + values.size(), i + 1);
+    for (std::size_t j = first; j < last; ++j) row[j] += values[j - first];
+  }
 
   /// Adds weights[k] x x' to matrices[k], all of one order, for a sparse x of `values` in the
   /// places `indices`: the places are looked up once. REQUIRES: a weight per matrix, distinct

@@ -3,34 +3,15 @@
 #include <algorithm>
 #include <cstddef>
 #include <new>
+#include <numeric>
 
 #include "qvreg/common/QvComponentDisplay.h"
-#include "qvreg/common/QvElementary.h"
 #include "qvreg/common/QvSparseVector.h"
 
-using QvCommon::QvElementary;
 using QvCommon::QvSparseVector;
 using QvCommon::QvSymMatrix;
 
 namespace {
-
-/// The product may grow to this: another sum, of at most 46341 terms up to 1, keeps it finite.
-constexpr double kEnoughPending = 1e100;
-/// A category is decided when its probability has fallen below this part of its share. It is
-/// reached after some 16 iterations of a separated fit, each of which divides it by e or more.
-constexpr double kDecidedShare = 1e-7;
-
-/// What is left of 1 by the other probabilities, without the rounding of 1 minus almost 1.
-double SumOfOthers(const std::vector<double>& probabilities, std::size_t category) {
-  double sum = 0.0;
-  for (std::size_t c = 0; c < probabilities.size(); ++c) {
-    if (c != category) sum += probabilities[c];
-  }
-  return sum;
-}
-
-/// Below it three terms of the series of log(1 - rest) suffice.
-constexpr double kSmallRest = 1e-5;
 
 void Copy(const QvCommon::QvSymBlockMatrix& blocks, QvSymMatrix& out) {
   if (blocks.CopyToSymMatrix(out) != 0) throw std::bad_alloc();
@@ -45,8 +26,6 @@ void AddTo(QvCommon::QvSymBlockMatrix& sums, const QvCommon::QvSymBlockMatrix& o
     sums.GetBlocks()[block].AddCompensated(others.GetBlocks()[block]);
   }
 }
-
-double LogOfRest(double rest) { return -rest * (1.0 + rest * (1.0 / 2.0 + rest / 3.0)); }
 
 }  // namespace
 
@@ -66,28 +45,19 @@ bool QvAccumStatsLogistic::Allocate() {
     fProbabilities.assign(static_cast<std::size_t>(fNCategories), 0.0);
     fPredictors = fProbabilities;
     fCategoryWeights = fProbabilities;
-    fDecidedBelow = fProbabilities;
-    fIsDecided.assign(static_cast<std::size_t>(fNCategories), 0);
-    fBlockWeights.assign(
-        static_cast<std::size_t>(fNCategories) * static_cast<std::size_t>(fNCategories - 1) / 2,
-        0.0);
-    fDecidedWeights = fBlockWeights;
+    fBlockWeights.SetUp(fProbabilities.size());
     fDenseRow.assign(p, 0.0);
+    if (p >= QvLogitPanel::kFewestValues) {
+      fAllIndices.resize(p);
+      std::iota(fAllIndices.begin(), fAllIndices.end(), 0);
+      fPanelRow.resize(p);
+      fPanel.SetUp(p, static_cast<std::size_t>(fNCategories));
+    }
   } catch (const std::bad_alloc&) {
     return false;
   }
   fOuterProduct = QvSymMatrix(fNParameters);
   return fOuterProduct.IsValidMatrix() && fHessian.SetNRows(fNCategories - 1, fNParameters);
-}
-
-void QvAccumStatsLogistic::KeepShares() {
-  if (!fbHasShares && fTotals.fWeight > 0.0) {
-    for (std::size_t c = 0; c < fCategoryWeights.size(); ++c) {
-      fDecidedBelow[c] = kDecidedShare * (fCategoryWeights[c] / fTotals.fWeight);
-    }
-    fbHasShares = true;
-  }
-  std::fill(fCategoryWeights.begin(), fCategoryWeights.end(), 0.0);
 }
 
 void QvAccumStatsLogistic::ClearDerivatives() {
@@ -104,7 +74,9 @@ void QvAccumStatsLogistic::ForgetAhead() {
 }
 
 void QvAccumStatsLogistic::Reset(QvConst::QvEstimationMethod method, bool separationCheck) {
-  KeepShares();
+  fPanel.Clear();
+  fBlockWeights.KeepShares(fCategoryWeights, fTotals.fWeight);
+  std::fill(fCategoryWeights.begin(), fCategoryWeights.end(), 0.0);
   if (fAhead != Ahead::kKept) {
     ClearDerivatives();
     fAhead = Ahead::kNone;
@@ -115,12 +87,14 @@ void QvAccumStatsLogistic::Reset(QvConst::QvEstimationMethod method, bool separa
 }
 
 void QvAccumStatsLogistic::BeginAhead() {
+  AddPanel();
   ForgetAhead();
   fAhead = Ahead::kAdding;
 }
 
 void QvAccumStatsLogistic::EndAhead(bool isWhole) {
   if (fAhead != Ahead::kAdding) return;
+  AddPanel();
   fAhead = Ahead::kKept;
   fKeptTotals = fTotals;
   std::copy_n(fpEstimates->begin(), fKeptEstimates.size(), fKeptEstimates.begin());
@@ -160,9 +134,12 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
                                        double weight, bool llOnly) {
   if (fAhead == Ahead::kKept) ForgetAhead();
   const QvSparseVector row(indices, values);
-  fbDense = fNParameters > 0 && row.IsDense(fNParameters);
-  if (fNParameters > 0 && !fbDense && !row.IsValidBelow(fNParameters)) return -1;
+  const bool isDense = fNParameters > 0 && row.IsDense(fNParameters);
+  if (fNParameters > 0 && !isDense && !row.IsValidBelow(fNParameters)) return -1;
   if (category < 0 || category >= fNCategories || 0.0 >= weight) return -1;
+  if (AddToPanel(isDense, indices, values, category, weight, llOnly)) return 0;
+  AddPanel();
+  fbDense = isDense;
   double largest = 0.0;
   double sum = 1.0;
   if (!ComputeProbabilities(indices, values, largest, sum)) {
@@ -176,14 +153,14 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
   if (fbSeparationCheck || isAhead) TrackExtremes(category);
 
   const auto observed = static_cast<std::size_t>(category);
-  const int nDecided = FindDecided(category);
-  double rest = 1.0 - fProbabilities[observed];
-  if (rest < kSmallRest) rest = SumOfOthers(fProbabilities, observed);
+  const int nDecided = fBlockWeights.FindDecided(fProbabilities, observed);
+  const double rest = QvLogitPanel::RestOf(fProbabilities, observed);
   // Of a probability close to 1 the weight of many records would show the rounding.
-  if (rest < kSmallRest) {
-    fTotals.fLogLikelihood.Add({weight * LogOfRest(rest), 0.0});
+  if (rest < QvLogitPanel::kSmallRest) {
+    fTotals.fLogLikelihood.AddLogOfRest(weight, rest);
   } else {
-    AddToLL(weight, fPredictors[observed] - largest, sum);
+    fTotals.fLogLikelihood.SubtractLog(weight, sum);
+    fTotals.fLogLikelihood.Add(weight * (fPredictors[observed] - largest));
   }
   if ((llOnly && !isAhead) || fNParameters < 1) return 0;
   fTotals.fbAnyInformation = true;
@@ -191,30 +168,96 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
   if (nDecided > 0) {
     AddPartlyDecided(indices, values, category, weight);
   } else {
-    ComputeBlockWeights(weight);
-    AddInformation(fHessian, fBlockWeights, indices, values);
+    fBlockWeights.Compute(fProbabilities, weight);
+    AddInformation(fHessian, fBlockWeights.GetUndecided(), indices, values);
   }
   return 0;
 }
 
-void QvAccumStatsLogistic::AddToLL(double weight, double shifted, double sum) {
-  if (weight != fTotals.fPendingWeight || fTotals.fPendingProduct > kEnoughPending) {
-    fTotals.fLogLikelihood.Add(
-        {-fTotals.fPendingWeight * QvElementary::Log(fTotals.fPendingProduct), 0.0});
-    fTotals.fPendingWeight = weight;
-    fTotals.fPendingProduct = 1.0;
+bool QvAccumStatsLogistic::AddToPanel(bool isDense, const std::vector<int>& indices,
+                                      const std::vector<double>& values, int category,
+                                      double weight, bool llOnly) {
+  // A row that fills half of its columns is added densely.
+  const bool isForPanel = fPanel.IsSetUp() && 2 * indices.size() > fDenseRow.size();
+  if (!isForPanel) return false;
+  if (llOnly != fbPanelIsLLOnly) AddPanel();
+  fbPanelIsLLOnly = llOnly;
+  const auto observed = static_cast<std::size_t>(category);
+  if (!isDense) Scatter(indices, values);
+  const double* row = isDense ? values.data() : fDenseRow.data();
+  const bool isAdded = fPanel.Add(row, observed, weight, *fpEstimates);
+  if (!isDense) Unscatter(indices);
+  if (!isAdded) return false;
+  ++fTotals.fValidRows;
+  fTotals.fWeight += weight;
+  fCategoryWeights[observed] += weight;
+  if (fPanel.IsFull()) AddPanel();
+  return true;
+}
+
+void QvAccumStatsLogistic::AddPanel() {
+  if (fPanel.GetCount() == 0) return;
+  const bool isAhead = fAhead == Ahead::kAdding;
+  fPanel.Compute();
+  AddPanelToLL();
+  if (fbSeparationCheck || isAhead) {
+    fPanel.Widen(fTotals.fMinObserved, fTotals.fMaxObserved, fTotals.fMinComputed);
   }
-  fTotals.fPendingProduct *= sum;
-  fTotals.fLogLikelihood.Add({weight * shifted, 0.0});
+  if (!fbPanelIsLLOnly || isAhead) {
+    fTotals.fbAnyInformation = true;
+    fPanel.AddScores(fScores);
+    AddDecidedOfPanel();
+    fPanel.AddInformation(fHessian);
+  }
+  fPanel.Clear();
 }
 
-QvCommon::QvDoubleDouble QvAccumStatsLogistic::WholeLL() const {
-  QvCommon::QvDoubleDouble sum = fTotals.fLogLikelihood;
-  sum.Add({-fTotals.fPendingWeight * QvElementary::Log(fTotals.fPendingProduct), 0.0});
-  return sum;
+void QvAccumStatsLogistic::AddPanelToLL() {
+  double shifted = 0.0;
+  for (std::size_t r = 0; r < fPanel.GetCount(); ++r) {
+    const double weight = fPanel.GetWeight(r);
+    const double rest = fPanel.GetRest(r);
+    if (rest < QvLogitPanel::kSmallRest) {
+      fTotals.fLogLikelihood.AddLogOfRest(weight, rest);
+    } else {
+      shifted += weight * fPanel.GetShifted(r);
+      fTotals.fLogLikelihood.SubtractLog(weight, fPanel.GetSum(r));
+    }
+  }
+  fTotals.fLogLikelihood.Add(shifted);
 }
 
-double QvAccumStatsLogistic::GetLL() const { return WholeLL().Value(); }
+void QvAccumStatsLogistic::AddDecidedOfPanel() {
+  if (!fBlockWeights.HasShares()) return;
+  const auto mayBeDecided = fPanel.FindBelow(fBlockWeights.GetBounds());
+  for (std::size_t r = 0; r < fPanel.GetCount(); ++r) {
+    if (!mayBeDecided[r]) continue;
+    for (std::size_t c = 0; c < fProbabilities.size(); ++c) {
+      fProbabilities[c] = fPanel.GetProbability(c, r);
+    }
+    const std::size_t observed = fPanel.GetCategory(r);
+    if (fBlockWeights.FindDecided(fProbabilities, observed) == 0) continue;
+    std::copy_n(fPanel.GetRow(r), fPanelRow.size(), fPanelRow.begin());
+    fbDense = true;
+    AddPartlyDecided(fAllIndices, fPanelRow, static_cast<int>(observed), fPanel.GetWeight(r));
+    fPanel.TakeOut(r);
+  }
+}
+
+double QvAccumStatsLogistic::GetLL() const {
+  Settle();
+  return fTotals.fLogLikelihood.Get().Value();
+}
+
+const std::vector<double>& QvAccumStatsLogistic::GetScores() const {
+  Settle();
+  return fAhead == Ahead::kKept ? fNoScores : fScores;
+}
+
+const std::vector<double>& QvAccumStatsLogistic::GetDecidedScores() const {
+  Settle();
+  return fAhead == Ahead::kKept ? fNoScores : fDecidedScores;
+}
 
 void QvAccumStatsLogistic::TrackExtremes(int category) {
   const double observed = fProbabilities[static_cast<std::size_t>(category)];
@@ -244,66 +287,21 @@ void QvAccumStatsLogistic::AddScores(const std::vector<int>& indices,
   }
 }
 
-void QvAccumStatsLogistic::ComputeBlockWeights(double weight) {
-  std::size_t block = 0;
-  for (std::size_t r = 0; r + 1 < fProbabilities.size(); ++r) {
-    const double pr = fProbabilities[r];
-    for (std::size_t s = 0; s < r; ++s) fBlockWeights[block++] = -weight * pr * fProbabilities[s];
-    fBlockWeights[block++] = -weight * (pr - 1.0) * pr;
-  }
-}
-
-int QvAccumStatsLogistic::FindDecided(int category) {
-  int nDecided = 0;
-  for (std::size_t c = 0; c < fProbabilities.size(); ++c) {
-    fIsDecided[c] = fProbabilities[c] < fDecidedBelow[c] ? 1 : 0;
-    nDecided += fIsDecided[c];
-  }
-  // The observed one never is: a row that is not predicted is undecided.
-  const auto observed = static_cast<std::size_t>(category);
-  nDecided -= fIsDecided[observed];
-  fIsDecided[observed] = 0;
-  return nDecided;
-}
-
 void QvAccumStatsLogistic::AddPartlyDecided(const std::vector<int>& indices,
                                             const std::vector<double>& values, int category,
                                             double weight) {
   RequireDecidedHessian();
   fTotals.fbAnyDecided = true;
-  ComputePartedWeights(weight);
+  fBlockWeights.ComputeParted(fProbabilities, weight);
   AddDecidedScores(indices, values, category, weight);
-  AddInformation(fDecidedHessian, fDecidedWeights, indices, values);
-  const bool isWhole = std::all_of(fBlockWeights.begin(), fBlockWeights.end(),
-                                   [](double blockWeight) { return blockWeight == 0.0; });
-  if (!isWhole) AddInformation(fHessian, fBlockWeights, indices, values);
+  AddInformation(fDecidedHessian, fBlockWeights.GetDecided(), indices, values);
+  if (fBlockWeights.IsAllDecided()) return;
+  AddInformation(fHessian, fBlockWeights.GetUndecided(), indices, values);
 }
 
 void QvAccumStatsLogistic::RequireDecidedHessian() {
   if (!fDecidedHessian.GetBlocks().empty()) return;
   if (!fDecidedHessian.SetNRows(fNCategories - 1, fNParameters)) throw std::bad_alloc();
-}
-
-void QvAccumStatsLogistic::ComputePartedWeights(double weight) {
-  std::size_t block = 0;
-  for (std::size_t r = 0; r + 1 < fProbabilities.size(); ++r) {
-    const double weighted = weight * fProbabilities[r];
-    double undecided = 0.0;
-    double decided = 0.0;
-    for (std::size_t s = 0; s < fProbabilities.size(); ++s) {
-      if (s == r) continue;
-      const bool isDecided = fIsDecided[r] != 0 || fIsDecided[s] != 0;
-      const double pair = weighted * fProbabilities[s];
-      (isDecided ? decided : undecided) += pair;
-      if (s > r) continue;
-      fBlockWeights[block] = isDecided ? 0.0 : -pair;
-      fDecidedWeights[block] = isDecided ? -pair : 0.0;
-      ++block;
-    }
-    fBlockWeights[block] = undecided;
-    fDecidedWeights[block] = decided;
-    ++block;
-  }
 }
 
 void QvAccumStatsLogistic::AddDecidedScores(const std::vector<int>& indices,
@@ -314,7 +312,7 @@ void QvAccumStatsLogistic::AddDecidedScores(const std::vector<int>& indices,
   const QvSparseVector row(indices, values);
   double sum = 0.0;
   for (std::size_t c = 0; c < fProbabilities.size(); ++c) {
-    if (fIsDecided[c] == 0) continue;
+    if (!fBlockWeights.IsDecided(c)) continue;
     sum += fProbabilities[c];
     if (c == reference) continue;
     row.IncrementPart(fDecidedScores, static_cast<int>(c) * fNParameters,
@@ -338,10 +336,19 @@ void QvAccumStatsLogistic::AddInformation(QvCommon::QvSymBlockMatrix& target,
     QvSymMatrix::UpdateEachXXSparse(target.GetBlocks(), blockWeights, indices, values);
     return;
   }
+  Scatter(indices, values);
+  AddDenseInformation(target, blockWeights, fDenseRow);
+  Unscatter(indices);
+}
+
+void QvAccumStatsLogistic::Scatter(const std::vector<int>& indices,
+                                   const std::vector<double>& values) {
   for (std::size_t a = 0; a < indices.size(); ++a) {
     fDenseRow[static_cast<std::size_t>(indices[a])] = values[a];
   }
-  AddDenseInformation(target, blockWeights, fDenseRow);
+}
+
+void QvAccumStatsLogistic::Unscatter(const std::vector<int>& indices) {
   for (const int index : indices) fDenseRow[static_cast<std::size_t>(index)] = 0.0;
 }
 
@@ -365,11 +372,13 @@ void QvAccumStatsLogistic::GetHessian(QvSymMatrix& out) const {
 }
 
 void QvAccumStatsLogistic::GetUndecidedInformation(QvSymMatrix& out) const {
+  Settle();
   Copy(fHessian, out);
   if (fAhead == Ahead::kKept) out.SetToZero();
 }
 
 void QvAccumStatsLogistic::GetDecidedInformation(QvSymMatrix& out) const {
+  Settle();
   // One that was not needed stands for zeros.
   Copy(fTotals.fbAnyDecided ? fDecidedHessian : fHessian, out);
   if (!fTotals.fbAnyDecided) out.SetToZero();
@@ -380,12 +389,11 @@ bool QvAccumStatsLogistic::Merge(const IQvPassSums& other) {
   const bool isAlike = added != nullptr && added->fNParameters == fNParameters &&
                        added->fNCategories == fNCategories;
   if (!isAlike) return false;
+  added->Settle();
+  AddPanel();
   ForgetAhead();
   if (added->fTotals.fbAnyDecided) RequireDecidedHessian();
-  fTotals.fLogLikelihood = WholeLL();
-  fTotals.fPendingWeight = 0.0;
-  fTotals.fPendingProduct = 1.0;
-  fTotals.fLogLikelihood.Add(added->WholeLL());
+  fTotals.fLogLikelihood.Merge(added->fTotals.fLogLikelihood);
   if (added->fTotals.fbAnyInformation) {
     AddTo(fScores, added->fScores);
     AddTo(fHessian, added->fHessian);
@@ -407,7 +415,8 @@ bool QvAccumStatsLogistic::Merge(const IQvPassSums& other) {
 }
 
 void QvAccumStatsLogistic::Write(QvCommon::QvByteWriter& writer) const {
-  const QvCommon::QvDoubleDouble sum = WholeLL();
+  Settle();
+  const QvCommon::QvDoubleDouble sum = fTotals.fLogLikelihood.Get();
   for (const double value : {sum.fHigh, sum.fLow, fTotals.fWeight, fTotals.fMinObserved,
                              fTotals.fMaxObserved, fTotals.fMinComputed}) {
     writer.PutDouble(value);
@@ -432,11 +441,12 @@ void QvAccumStatsLogistic::Read(QvCommon::QvByteReader& reader) {
   ForgetAhead();
   Reset(fMethod, fbSeparationCheck);
   if (isAhead) BeginAhead();
-  for (double* value :
-       {&fTotals.fLogLikelihood.fHigh, &fTotals.fLogLikelihood.fLow, &fTotals.fWeight,
-        &fTotals.fMinObserved, &fTotals.fMaxObserved, &fTotals.fMinComputed}) {
+  QvCommon::QvDoubleDouble sum;
+  for (double* value : {&sum.fHigh, &sum.fLow, &fTotals.fWeight, &fTotals.fMinObserved,
+                        &fTotals.fMaxObserved, &fTotals.fMinComputed}) {
     *value = reader.GetDouble();
   }
+  fTotals.fLogLikelihood = QvLogLikelihoodSum(sum);
   fTotals.fValidRows = reader.GetInt();
   fTotals.fInvalidCalls = reader.GetInt();
   reader.GetDoublesInto(fCategoryWeights);
@@ -460,21 +470,20 @@ std::size_t QvAccumStatsLogistic::GetSize() const {
   const std::size_t p = fDenseRow.size();
   // A second matrix for decided pairs may follow.
   const std::size_t blocks = 2 * fHessian.GetBlocks().size() + 1;
-  return (blocks * (p * (p + 1) / 2) + 2 * fScores.size()) * sizeof(double);
+  const std::size_t panel = 3 * QvCommon::QvPanel::kRows * p;
+  return (blocks * (p * (p + 1) / 2) + 2 * fScores.size() + panel) * sizeof(double);
 }
 
 void QvAccumStatsLogistic::WriteStart(QvCommon::QvByteWriter& writer) const {
   writer.PutInt(fMethod);
   writer.PutBool(fbSeparationCheck || fAhead == Ahead::kAdding);
-  writer.PutBool(fbHasShares);
-  writer.PutDoubles(fDecidedBelow);
+  fBlockWeights.WriteShares(writer);
 }
 
 void QvAccumStatsLogistic::ReadStart(QvCommon::QvByteReader& reader) {
   const int method = reader.GetIntWithin(QvConst::QvMethodNewtonRaphson, QvConst::QvMethodHybrid);
   const bool separationCheck = reader.GetBool();
-  fbHasShares = reader.GetBool();
-  reader.GetDoublesInto(fDecidedBelow);
+  fBlockWeights.ReadShares(reader);
   Reset(static_cast<QvConst::QvEstimationMethod>(method), separationCheck);
 }
 
@@ -487,12 +496,14 @@ void QvAccumStatsLogistic::GetCounts(int& validRows, int& invalidCalls, double& 
 
 void QvAccumStatsLogistic::GetMinMaxProbabilities(double& minObserved, double& maxObserved,
                                                   double& minComputed) const {
+  Settle();
   minObserved = fTotals.fMinObserved;
   maxObserved = fTotals.fMaxObserved;
   minComputed = fTotals.fMinComputed;
 }
 
 void QvAccumStatsLogistic::Display(bool llOnly) const {
+  Settle();
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                   "QvAccumStatsLogistic display start");
   if (llOnly) {

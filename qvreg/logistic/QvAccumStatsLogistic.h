@@ -3,11 +3,13 @@
 #include <limits>
 #include <vector>
 
-#include "qvreg/common/QvDoubleDouble.h"
 #include "qvreg/common/QvSymBlockMatrix.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/component/IQvPassSums.h"
 #include "qvreg/logistic/IQvAccumStats.h"
+#include "qvreg/logistic/QvBlockWeights.h"
+#include "qvreg/logistic/QvLogLikelihoodSum.h"
+#include "qvreg/logistic/QvLogitPanel.h"
 
 class QvRegSettings;
 
@@ -37,9 +39,7 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   int UpdateForRow(const std::vector<int>& indices, const std::vector<double>& values, int category,
                    double weight, bool llOnly) override;
   [[nodiscard]] double GetLL() const override;
-  [[nodiscard]] const std::vector<double>& GetScores() const override {
-    return fAhead == Ahead::kKept ? fNoScores : fScores;
-  }
+  [[nodiscard]] const std::vector<double>& GetScores() const override;
   void GetHessian(QvCommon::QvSymMatrix& out) const override;
   /// Counts beyond an int's range read as the largest int.
   void GetCounts(int& validRows, int& invalidCalls, double& weight) const override;
@@ -49,9 +49,7 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   void Display(bool llOnly) const override;
   void GetUndecidedInformation(QvCommon::QvSymMatrix& out) const override;
   void GetDecidedInformation(QvCommon::QvSymMatrix& out) const override;
-  [[nodiscard]] const std::vector<double>& GetDecidedScores() const override {
-    return fAhead == Ahead::kKept ? fNoScores : fDecidedScores;
-  }
+  [[nodiscard]] const std::vector<double>& GetDecidedScores() const override;
   void BeginAhead() override;
   void EndAhead(bool isWhole) override;
   [[nodiscard]] bool TakeAhead() override;
@@ -74,12 +72,7 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   enum class Ahead { kNone, kAdding, kKept };
   /// The sums that are single numbers.
   struct Totals {
-    /// Steps near the maximum change its last digits only, which a long plain sum would lose.
-    QvCommon::QvDoubleDouble fLogLikelihood;
-    /// Not yet in it: minus the weight times the logarithm of the product, which holds the sums of
-    /// exponentials of the latest rows of one weight, so that they share one logarithm.
-    double fPendingWeight = 0.0;
-    double fPendingProduct = 1.0;
+    QvLogLikelihoodSum fLogLikelihood;
     bool fbAnyDecided = false;
     bool fbAnyInformation = false;  ///< Whether some row was added to scores and information.
     long long fValidRows = 0;
@@ -96,12 +89,20 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   };
 
   [[nodiscard]] bool Allocate();
+  /// Lets a row that is dense, or nearly, wait in the panel for others; false for one that must be
+  /// added at once.
+  bool AddToPanel(bool isDense, const std::vector<int>& indices, const std::vector<double>& values,
+                  int category, double weight, bool llOnly);
+  /// Adds the rows that wait to all sums.
+  void AddPanel();
+  /// The same for an operation that shows sums: the rows belong to what it shows.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): what is shown does not change by it.
+  void Settle() const { const_cast<QvAccumStatsLogistic*>(this)->AddPanel(); }
+  void AddPanelToLL();
+  /// Adds the panel's rows with decided pairs, and takes them out of its information.
+  void AddDecidedOfPanel();
   void ClearDerivatives();
   void ForgetAhead();
-  /// The log-likelihood with what is pending.
-  [[nodiscard]] QvCommon::QvDoubleDouble WholeLL() const;
-  /// Adds weight (shifted - log(sum)).
-  void AddToLL(double weight, double shifted, double sum);
   bool ComputeProbabilities(const std::vector<int>& indices, const std::vector<double>& values,
                             double& largest, double& sum);
   void TrackExtremes(int category);
@@ -111,21 +112,15 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   /// Adds the row's outer product times `blockWeights` to the blocks of `target`.
   void AddInformation(QvCommon::QvSymBlockMatrix& target, const std::vector<double>& blockWeights,
                       const std::vector<int>& indices, const std::vector<double>& values);
+  /// Writes a row's values into fDenseRow, and zeros again.
+  void Scatter(const std::vector<int>& indices, const std::vector<double>& values);
+  void Unscatter(const std::vector<int>& indices);
   void AddDenseInformation(QvCommon::QvSymBlockMatrix& target,
                            const std::vector<double>& blockWeights, const std::vector<double>& row);
-  /// Fills fBlockWeights: what the row's outer product is multiplied by in every block.
-  void ComputeBlockWeights(double weight);
-  /// Takes the categories' shares from the first pass; later passes do not change them.
-  void KeepShares();
-  /// Finds the row's decided categories; how many there are.
-  int FindDecided(int category);
   /// Makes the matrix of the decided pairs, which most fits do not need; throws without memory.
   void RequireDecidedHessian();
   void AddPartlyDecided(const std::vector<int>& indices, const std::vector<double>& values,
                         int category, double weight);
-  /// As ComputeBlockWeights, in two parts: the undecided pairs in fBlockWeights, the others in
-  /// fDecidedWeights.
-  void ComputePartedWeights(double weight);
   void AddDecidedScores(const std::vector<int>& indices, const std::vector<double>& values,
                         int category, double weight);
 
@@ -145,18 +140,16 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   std::vector<double> fDecidedScores;
   QvConst::QvEstimationMethod fMethod = QvConst::QvMethodNewtonRaphson;
   bool fbSeparationCheck = false;
-  /// Sums of weights by category in this pass, and the probability below which a category that was
-  /// not observed is decided: 0 up to the end of the first pass.
-  std::vector<double> fCategoryWeights;
-  std::vector<double> fDecidedBelow;
-  bool fbHasShares = false;
+  std::vector<double> fCategoryWeights;  ///< Their sums in this pass.
+  QvBlockWeights fBlockWeights;
   bool fbValid = false;
+  QvLogitPanel fPanel;
+  bool fbPanelIsLLOnly = false;
+  std::vector<int> fAllIndices;   ///< Those of a dense row.
+  std::vector<double> fPanelRow;  ///< Scratch: one of the panel.
   /// Scratch of a row.
   std::vector<double> fPredictors;
   std::vector<double> fProbabilities;
-  std::vector<double> fBlockWeights;
-  std::vector<double> fDecidedWeights;
-  std::vector<char> fIsDecided;  ///< By category.
   /// Whether the row's non-zeros are the dense row.
   bool fbDense = false;
   std::vector<double> fDenseRow;

@@ -68,6 +68,30 @@ TEST(QvElementary, ExpIsRightToHalfAUnitOfTheLastPlace) {
   EXPECT_LE(LargestError("exp", QvElementary::Exp), 0.52);
 }
 
+TEST(QvElementary, ExpsOfManyAreRightToAUnitOfTheLastPlace) {
+  std::vector<double> arguments;
+  std::vector<Value> values;
+  for (const Value& value : ReadValues()) {
+    if (value.function != "exp" || value.argument > 0.0 || value.argument < -708.0) continue;
+    values.push_back(value);
+    arguments.push_back(value.argument);
+  }
+  ASSERT_GT(values.size(), 100U);
+  QvElementary::ExpMany(arguments.size(), arguments.data(), arguments.data());
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    EXPECT_LE(Error(arguments[i], values[i]), 1.0) << values[i].argument;
+  }
+}
+
+TEST(QvElementary, ExpsOfManyAtTheEnds) {
+  std::vector<double> numbers{0.0, -0.0, -708.0, -0x1p-60};
+  QvElementary::ExpMany(numbers.size(), numbers.data(), numbers.data());
+  EXPECT_EQ(numbers[0], 1.0);
+  EXPECT_EQ(numbers[1], 1.0);
+  EXPECT_NEAR(numbers[2] / 3.307553003638408e-308, 1.0, 1e-15);
+  EXPECT_EQ(numbers[3], 1.0);
+}
+
 TEST(QvElementary, LogIsRightToOneUnitOfTheLastPlace) {
   EXPECT_LE(LargestError("log", QvElementary::Log), 1.0);
 }

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+#include "qvreg/common/QvPanel.h"
+#include "qvreg/common/QvSymBlockMatrix.h"
+
+/// The probabilities of up to 64 dense rows of a multinomial logit, whose last of K categories is
+/// the reference, computed together. Owns a copy of the estimates. Used from one thread at a time.
+class QvLogitPanel {
+ public:
+  using Numbers = QvCommon::QvPanel::Numbers;
+  /// Rows of fewer values are better added one by one: tiles of sums would be nearly empty.
+  static constexpr std::size_t kFewestValues = 4;
+
+  /// Makes room for rows of p >= 1 values; K >= 2. May throw std::bad_alloc.
+  void SetUp(std::size_t p, std::size_t K);
+  [[nodiscard]] bool IsSetUp() const { return fRows.GetWidth() > 0; }
+  /// Adds a row of p values with its observed category, below K, and its weight; with the first row
+  /// the `estimates`, K - 1 blocks of p, are copied. False, and not added, for a row with which
+  /// some predictor may not be finite. REQUIRES: not full.
+  bool Add(const double* values, std::size_t category, double weight,
+           const std::vector<double>& estimates);
+  [[nodiscard]] std::size_t GetCount() const { return fRows.GetCount(); }
+  [[nodiscard]] bool IsFull() const { return GetCount() == QvCommon::QvPanel::kRows; }
+  void Clear() { fRows.Clear(); }
+
+  /// Computes what follows for the rows that were added.
+  void Compute();
+  [[nodiscard]] const double* GetRow(std::size_t row) const { return fRows.GetRow(row); }
+  [[nodiscard]] std::size_t GetCategory(std::size_t row) const { return fCategories[row]; }
+  [[nodiscard]] double GetWeight(std::size_t row) const { return fWeights[row]; }
+  [[nodiscard]] double GetProbability(std::size_t category, std::size_t row) const {
+    return fProbabilities[category][row];
+  }
+  /// The sum of the probabilities of the categories that the row does not observe.
+  [[nodiscard]] double GetRest(std::size_t row) const { return fRests[row]; }
+  /// By how much the observed category's predictor is below the row's largest; not above 0.
+  [[nodiscard]] double GetShifted(std::size_t row) const {
+    return fPredictors[fCategories[row]][row] - fLargest[row];
+  }
+  /// The row's sum of exponentials of what each predictor is below the largest.
+  [[nodiscard]] double GetSum(std::size_t row) const { return fSums[row]; }
+  /// By row, whether some category's probability is below its of `bounds`.
+  [[nodiscard]] std::array<bool, QvCommon::QvPanel::kRows> FindBelow(
+      const std::vector<double>& bounds) const;
+
+  /// Widens the range of the probabilities observed, and that of all at its lower end.
+  void Widen(double& minObserved, double& maxObserved, double& minComputed) const;
+  /// Adds the rows' scores to the K - 1 blocks of p.
+  void AddScores(std::vector<double>& scores) const;
+  /// Adds the rows' information to K - 1 rows of p x p blocks.
+  void AddInformation(QvCommon::QvSymBlockMatrix& information);
+  /// Has AddInformation leave a row out. REQUIRES: after AddScores.
+  void TakeOut(std::size_t row) { fWeights[row] = 0.0; }
+
+  /// Below it a rest is summed, without the rounding of 1 minus almost 1.
+  static constexpr double kSmallRest = 1e-5;
+  /// What the `probabilities` but that of a `category` add to.
+  static double RestOf(const std::vector<double>& probabilities, std::size_t category);
+
+ private:
+  void ComputeTwo();
+  void ComputeMany();
+  void ComputeRests();
+
+  QvCommon::QvPanel fRows;
+  std::array<std::size_t, QvCommon::QvPanel::kRows> fCategories{};
+  Numbers fWeights{};
+  std::vector<double> fEstimates;
+  double fSizeOfEstimates = 0.0;  ///< The sum of their magnitudes.
+  std::vector<Numbers> fPredictors;
+  std::vector<Numbers> fProbabilities;
+  Numbers fLargest{};
+  Numbers fSums{};
+  Numbers fRests{};
+};
