@@ -88,7 +88,7 @@ endforeach()
 install(DIRECTORY docs/
   DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/qvreg/docs"
   COMPONENT development
-  FILES_MATCHING PATTERN *.md PATTERN *.svg)
+  FILES_MATCHING PATTERN *.md PATTERN *.json)
 install(DIRECTORY examples/
   DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/qvreg/examples"
   COMPONENT development

@@ -27,8 +27,8 @@ constexpr std::array kTexts = {
         "The model is empty: it has neither an intercept nor a term. Add a term to the formula "
         "or keep the intercept."},
     CodeText{QvStatusCode::kStageMissing,
-             "The run stopped because one of its stages did not take place. This is a defect of "
-             "qvreg; please report it."},
+             "Numbers left the range of a double: the product of two weights, or a predictor. "
+             "Multiply the weights by a constant, or scale the covariates."},
     CodeText{QvStatusCode::kNoFurtherPass,
              "The temporary file could not be read again from its start. Check the disk, or name "
              "another folder with --spool-dir."},

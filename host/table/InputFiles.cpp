@@ -15,9 +15,6 @@
 #include "host/Text.h"
 #include "host/table/QueryError.h"
 
-#ifndef _WIN32
-#endif
-
 namespace qvhost {
 namespace {
 

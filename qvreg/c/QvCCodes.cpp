@@ -65,8 +65,9 @@ constexpr std::array kTexts = {
              "The model is empty: it has neither an intercept nor an effect. Add an effect or use "
              "the intercept."},
     CodeText{QVREG_STAGE_MISSING,
-             "The run stopped because one of its stages did not take place; call the functions of "
-             "a component in their order."},
+             "A stage of the run did not take place: call the functions of a component in their "
+             "order. Or numbers left the range of a double: the product of two weights, or a "
+             "predictor at the starting values."},
     CodeText{QVREG_NO_FURTHER_PASS,
              "The record source could not be read again to its end; it must deliver the same "
              "records in every pass."},

@@ -265,7 +265,8 @@ QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_add_covariate(qvreg_settings* 
                                                                 int32_t variable,
                                                                 qvreg_error* error);
 /** Makes `variable` the frequency weight of `settings`, how many records a record stands for, above
- * 0; a later call replaces it, yet the earlier variable keeps its role. */
+ * 0; a later call replaces it, yet records in which the earlier variable is missing or not above 0
+ * are still left out. */
 QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_frequency_weight(qvreg_settings* settings,
                                                                        int32_t variable,
                                                                        qvreg_error* error);
@@ -336,16 +337,18 @@ typedef struct qvreg_logistic_options {
   double ll_criterion;              /**< Converged when the log-likelihood changes by less; 0, the
                                          default, switches it off. */
   double param_criterion;           /**< Converged when the estimates change by less; 0 switches it
-                                         off; 1e-6 by default. */
+                                         off; 1e-6 by default. Relative: the largest |change| over
+                                         max(|estimate|, 1e-6); absolute: the sum of |change|. */
   int32_t is_ll_change_absolute;    /**< 1 for an absolute change; 0, relative, by default. */
   int32_t is_param_change_absolute; /**< 1 for an absolute change; 0, relative, by default. */
   int32_t max_iterations;           /**< 0 or more; 100 by default. */
   int32_t max_step_halvings;        /**< Of one iteration, 1 or more; 5 by default. */
-  int32_t starting_iteration;       /**< The first iteration that tests for separation, 0 or
-                                         more; 20 by default. */
-  int32_t iteration_frequency;      /**< Every n-th iteration is reported, n >= 1; 1 by default. */
-  int32_t use_pattern_tabulator;    /**< Whether the data are kept in memory, grouped by covariate
-                                         pattern; not by default. */
+  int32_t starting_iteration;       /**< The first iteration that tests for separation; 20 by
+                                         default; with 0 none does. */
+  int32_t iteration_frequency;      /**< Every n-th iteration is reported, and the first and last
+                                         in any case; n >= 1; 1 by default. */
+  int32_t use_pattern_tabulator;    /**< Whether the data are kept in memory, every record,
+                                         grouped by the levels of its factors; not by default. */
   int32_t reserved;                 /**< 0. */
 } qvreg_logistic_options;
 
@@ -781,8 +784,9 @@ QVREG_EXPORT int32_t qvreg_results_expand_row(const qvreg_results* results, cons
                                               size_t record_size, double* row, size_t capacity,
                                               size_t* count, int32_t* is_expanded,
                                               qvreg_error* error);
-/** The non-zeros of the design row of `record`, of `record_size` values: `indices`, parameters of
- * logistic `results` below P, and their `values`. `is_expanded` and codes as
+/** The design row of `record`, of `record_size` values, by effects: `indices` hold the parameter of
+ * each effect of logistic `results`, below P, or -1 for a level combination that has none, and
+ * `values` the design values, zeros included. `is_expanded` and codes as
  * qvreg_results_expand_row; QVREG_WRONG_MODEL for a linear model. */
 QVREG_EXPORT int32_t qvreg_logistic_expand_sparse(const qvreg_results* results,
                                                   const double* record, size_t record_size,

@@ -30,7 +30,7 @@ class QvPackedInt {
 
  private:
   std::vector<int> fRanges;
-  /// Behind the last position of each packed int.
+  /// How many ints a packed sequence takes.
   int fPackedSize = 0;
 };
 

@@ -25,8 +25,8 @@ class QVREG_EXPORT IQvPassRunner {
   /// that the result does not depend on who is ready first. `answer` receives the bytes of the
   /// last merge. `cancel` says when to stop: a run that may take long asks it often.
   ///
-  /// Any status but success ends the run: kCancelled, what the runner itself met, or none, since
-  /// what a worker met is part of its answer.
+  /// Any status but success ends the run. A runner answers kCancelled, or what it met itself; what
+  /// a worker met is part of its answer.
   virtual QvCommon::QvStatus Run(const std::vector<unsigned char>& request, QvCancelInfo& cancel,
                                  std::vector<unsigned char>& answer) = 0;
 };

@@ -49,7 +49,8 @@ class QVREG_EXPORT IQvRegComponent {
   virtual QvCommon::QvStatus GetOutputStats(IQvRegOutputStats*& stats) = 0;
   /// The component's own copy of the settings.
   [[nodiscard]] virtual const QvRegSettings& GetCompSettings() const = 0;
-  /// Scores one `record`; meaningful only once the model is built (before, it writes nothing). The
+  /// Scores one `record`; of the logistic model see QvLogComponent. Before the model is built it
+  /// writes nothing and answers the component's status, success included: ask IsModelBuilt. The
   /// linear model sets `predicted` to the predicted value, or to the missing value where a level
   /// combination was never seen, and leaves `values` as it was; it does not validate the record:
   /// see QvRegRecordValidator::IsValid4Scoring. kCancelled after a cancel, kShortRecord for a

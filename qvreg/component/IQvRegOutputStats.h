@@ -47,7 +47,9 @@ class QVREG_EXPORT IQvRegOutputStats {
   /// The fit statistic `stat`; the missing value for one that the model does not serve.
   [[nodiscard]] virtual double GetModelFitStat(QvConst::QvModelFitStat stat) const = 0;
   /// The covariance matrix of the estimates, of the order of the parameters, 0 in redundant rows;
-  /// for the linear model it is still to be multiplied by the residual variance.
+  /// null where there is none. For the linear model it is still to be multiplied by the residual
+  /// variance: the square of the root mean square error times W / (W - n), W the total frequency
+  /// weight and n the number of parameters that are not redundant.
   [[nodiscard]] virtual const QvCommon::QvSymMatrixData* GetCovarianceMatrix() const = 0;
   /// Estimate, redundancy and effect of each parameter.
   [[nodiscard]] virtual const std::vector<QvRegrParameterStats>& GetParamStats() const = 0;

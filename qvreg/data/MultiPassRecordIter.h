@@ -38,7 +38,8 @@ class QVREG_EXPORT RecordIterator {
 class QVREG_EXPORT MultiPassRecordIter : public RecordIterator {
  public:
   /// Starts a pass at the first record; the fail reason, kIterOk when there is a record. Any other
-  /// answer ends the run; after it a logistic model may ask for one more pass.
+  /// answer ends the run, but that of a part (IQvRecordParts), which may be empty: kIterEndOfData.
+  /// After the end a logistic model may ask for one more pass.
   virtual int NewPass() = 0;
 };
 

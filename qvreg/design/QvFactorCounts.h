@@ -66,7 +66,8 @@ class QVREG_EXPORT QvFactorCounts {
   [[nodiscard]] const Counts* GetCountsPtr(int factor) const;
   /// The dependent's counts; null when it is not counted. Owned by this object.
   [[nodiscard]] const Counts* GetDependCountsPtr() const { return fpDependCounts.get(); }
-  /// Per dependent category the sum of offset x weight and of the weights; null when not counted.
+  /// Per dependent category the sum of offset x weight and of the weights, all 0, since no model
+  /// has an offset; null when not counted.
   [[nodiscard]] const Counts* GetDepCountsWithOffsetPtr() const {
     return fpDepCountsWithOffset.get();
   }

@@ -28,7 +28,7 @@ class QVREG_EXPORT QvScorer {
   /// open.
   QvCommon::QvStatus Score(const QvCommon::Record& record, double& predicted,
                            std::vector<double>& values);
-  /// The non-zeros of the design row of `record`: `indices` and `values` as
+  /// The design row of `record`: `indices` and `values` as
   /// QvGLMOutputStats::ExpandScaledRow and QvLogOutputStats::ExpandRow give them. False as these,
   /// while nothing is open, and without memory.
   bool ExpandRow(const QvCommon::Record& record, std::vector<int>& indices,

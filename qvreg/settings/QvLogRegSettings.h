@@ -30,19 +30,21 @@ class QVREG_EXPORT QvLogRegSettings : public QvRegSettings {
   /// kLastObserved or kFirstObserved. Where it is not called there are two: a record with code 2 is
   /// then left out, and a higher code ends the run with kBadCategory.
   [[nodiscard]] bool SetDependentRefCat(int refCategory, int nCategories);
-  /// Report to the progress listener every n-th iteration, n >= 1 (1 by default).
+  /// Report to the progress listener every n-th iteration, n >= 1 (1 by default), the starting
+  /// values and the last one in any case.
   [[nodiscard]] bool SetIterationFrequency(int n);
   /// Converged when the log-likelihood changes by less than `criterion` >= 0; 0, the default,
   /// switches it off.
   [[nodiscard]] bool SetLLConCriterion(double criterion);
   /// Converged when the estimates change by less than `criterion` >= 0 (1e-6 by default); 0
-  /// switches it off.
+  /// switches it off. Relative change is the largest |change| / max(|estimate|, 1e-6), absolute
+  /// change the sum of all |change|.
   [[nodiscard]] bool SetParamEstConCriterion(double criterion);
   /// At most n >= 0 Newton-Raphson iterations (100 by default).
   [[nodiscard]] bool SetMaxIterations(int n);
   /// At most n >= 1 step-halvings an iteration (5 by default).
   [[nodiscard]] bool SetMaxStepHalvingValue(int n);
-  /// The iteration n >= 0 from which the late checks (such as separation) start (20 by default).
+  /// The first iteration that tests for separation, 20 by default; with 0 none does.
   [[nodiscard]] bool SetStartingIteration(int n);
   /// Starts the iterations from `values` instead of the estimates of the model without terms: a
   /// finite one per parameter, in the order of the output statistics' estimates; those of redundant
@@ -51,14 +53,15 @@ class QVREG_EXPORT QvLogRegSettings : public QvRegSettings {
   /// how many values there are, 1: how many parameters). The initial log-likelihood, with which the
   /// pseudo R squares compare, stays that of the default start, for one more pass. Intercepts alone
   /// have their estimates there already and ignore the values. Values from which a record's
-  /// predictor leaves the range of a double end BuildModel with kStageMissing.
+  /// predictor leaves the range of a double end BuildModel with kStageMissing, where the data are
+  /// kept in memory with kDataNotProcessed.
   [[nodiscard]] bool SetStartingValues(const std::vector<double>& values);
   /// Whether the log-likelihood criterion is `absolute`; relative by default.
   void SetLLFuncChange(bool absolute) { fLLAbsoluteChange = absolute; }
   /// Whether the estimates' criterion is `absolute`; relative by default.
   void SetParamEstChange(bool absolute) { fParamEstAbsoluteChange = absolute; }
-  /// Whether to `use` a tabulator, which keeps the data in memory, grouped by covariate pattern;
-  /// not by default.
+  /// Whether to `use` a tabulator, which keeps the data in memory, every record, grouped by the
+  /// levels of its factors; not by default.
   void SetUsePatternTabulator(bool use) { fUsePatternTabulator = use; }
 
   /// The number of categories of the dependent, at least 2.

@@ -45,8 +45,8 @@ class QVREG_EXPORT QvRegSettings {
   /// Adds `var` as a factor with codes 0 .. nCategories - 1, at least one; the number of factors,
   /// or -1 when refused.
   [[nodiscard]] int AddFactor(int var, int nCategories);
-  /// Makes `var` the frequency weight; false when refused. A later call replaces it, yet the
-  /// earlier variable keeps its role.
+  /// Makes `var` the frequency weight; false when refused. A later call replaces it, yet
+  /// records in which the earlier variable is missing or not above 0 are still left out.
   [[nodiscard]] bool SetFrequencyWeightVar(int var);
   /// Makes `var` the regression weight, with the same rule.
   [[nodiscard]] bool SetRegrWeightVar(int var);

@@ -25,7 +25,7 @@ TEST(CCodes, ExplainEveryCode) {
   };
   EXPECT_STREQ(qvreg_code_text(QVREG_OK), "");
   EXPECT_TRUE(isExplained(QVREG_CANCELLED));
-  for (std::int32_t code = QVREG_NO_DEPENDENT; code <= QVREG_REFERENCE_NOT_OBSERVED; ++code) {
+  for (std::int32_t code = QVREG_NO_DEPENDENT; code <= QVREG_UNREADABLE_MESSAGE; ++code) {
     EXPECT_EQ(isExplained(code), code != 317) << code;
   }
   for (std::int32_t code = QVREG_NULL_HANDLE; code <= QVREG_RECORDS_CHANGED; ++code) {

@@ -138,7 +138,7 @@ TEST_P(QvThreadRunnerTest, NoRecordAtAllIsAnError) {
 
 TEST_P(QvThreadRunnerTest, TheFirstBadRecordOfSeveralIsReported) {
   Records records = records_;
-  records[100][qvtest::kF] = 77.0;  // in part 0 of 3, read last of it
+  records[100][qvtest::kF] = 77.0;  // in part 0 of 3
   records[250][qvtest::kG] = 88.5;
   records[599][qvtest::kF] = 99.0;
   VectorParts parts(records, 3);
@@ -181,59 +181,35 @@ void PrintTo(const HardRecords& hard, std::ostream* out) { *out << hard.name; }
 
 class QvThreadRunnerHard : public ::testing::TestWithParam<std::tuple<ModelKind, HardRecords>> {};
 
+std::vector<HardRecords> AllHardRecords() {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  const auto tiny = [](double first, double second) {
+    return [=](auto& r, bool isFirst) { r[qvtest::kRegr] = isFirst ? first : second; };
+  };
+  return {
+      {"TinyWeightsFirst", tiny(1e-150, 1e150)},
+      {"TinyWeightsLast", tiny(1e150, 1e-150)},
+      {"LargeColumns", [](auto& r, bool) { r[qvtest::kX] *= 1e300; }},
+      {"LargeColumnsInOneHalf", [](auto& r, bool first) { r[qvtest::kX] *= first ? 1e300 : 1.0; }},
+      {"OneInfinity",
+       [](auto& r, bool) {
+         if (r[qvtest::kX] > 2.5) r[qvtest::kX] = kInfinity;
+       }},
+      {"ConstantDependent", [](auto& r, bool) { r[qvtest::kY] = 0.1; }},
+      {"DependentConstantInEachHalf",
+       [](auto& r, bool first) { r[qvtest::kY] = first ? 0.1 : 0.3; }},
+      {"SeparatedLevels",
+       [](auto& r, bool) {
+         if (r[qvtest::kX] > 0.5) r[qvtest::kCategory] = 0.0;
+       }},
+  };
+}
+
 INSTANTIATE_TEST_SUITE_P(Records, QvThreadRunnerHard,
                          ::testing::Combine(::testing::Values(ModelKind::kLinear,
                                                               ModelKind::kLogistic,
                                                               ModelKind::kInMemory),
-                                            ::testing::Values(HardRecords{"TinyWeightsFirst",
-                                                                          [](auto& r, bool first) {
-                                                                            r[qvtest::kRegr] =
-                                                                                first ? 1e-150
-                                                                                      : 1e150;
-                                                                          }},
-                                                              HardRecords{"TinyWeightsLast",
-                                                                          [](auto& r, bool first) {
-                                                                            r[qvtest::kRegr] =
-                                                                                first ? 1e150
-                                                                                      : 1e-150;
-                                                                          }},
-                                                              HardRecords{"LargeColumns",
-                                                                          [](auto& r, bool) {
-                                                                            r[qvtest::kX] *= 1e300;
-                                                                          }},
-                                                              HardRecords{"LargeColumnsInOneHalf",
-                                                                          [](auto& r, bool first) {
-                                                                            r[qvtest::kX] *=
-                                                                                first ? 1e300 : 1.0;
-                                                                          }},
-                                                              HardRecords{"OneInfinity",
-                                                                          [](auto& r, bool) {
-                                                                            if (r[qvtest::kX] >
-                                                                                2.5) {
-                                                                              r[qvtest::kX] = std::
-                                                                                  numeric_limits<
-                                                                                      double>::
-                                                                                      infinity();
-                                                                            }
-                                                                          }},
-                                                              HardRecords{"ConstantDependent",
-                                                                          [](auto& r, bool) {
-                                                                            r[qvtest::kY] = 0.1;
-                                                                          }},
-                                                              HardRecords{
-                                                                  "DependentConstantInEachHalf",
-                                                                  [](auto& r, bool first) {
-                                                                    r[qvtest::kY] =
-                                                                        first ? 0.1 : 0.3;
-                                                                  }},
-                                                              HardRecords{
-                                                                  "SeparatedLevels",
-                                                                  [](auto& r, bool) {
-                                                                    r[qvtest::kCategory] =
-                                                                        r[qvtest::kX] > 0.5
-                                                                            ? 0.0
-                                                                            : r[qvtest::kCategory];
-                                                                  }})),
+                                            ::testing::ValuesIn(AllHardRecords())),
                          [](const auto& tested) {
                            return qvtest::ModelKindName(std::get<0>(tested.param)) +
                                   std::get<1>(tested.param).name;
