@@ -33,8 +33,6 @@ class QvPassProcessor {
   /// std::bad_alloc. REQUIRES: Prepare.
   QvCommon::QvStatus RunPart(QvCommon::MultiPassRecordIter& iter, IQvPassSums& sums,
                              std::unique_ptr<IQvKeptRows>& rows);
-  /// What kept rows belong to: the run, and what its first pass learned.
-  [[nodiscard]] std::uint64_t GetRunDigest() const { return fBaseDigest; }
 
  private:
   QvCommon::QvStatus SetUp(const QvPassRequest& request);
