@@ -103,9 +103,7 @@ std::vector<ColumnType> ReadTypes(const std::string& list) {
 
 CLI::Option* DataArguments::AddText(const std::string& name, std::string& text,
                                     const std::string& help) {
-  CLI::Option* const option = command_.add_option(name, text, help)->group(kGroup);
-  texts_.push_back(option);
-  return option;
+  return command_.add_option(name, text, help)->group(kGroup);
 }
 
 void DataArguments::Add() {
@@ -119,8 +117,9 @@ void DataArguments::Add() {
   AddForm();
   AddNumbers();
   AddText("--where", options_.where,
-          "Use the rows for which this is true: a comparison as in\n"
-          "a formula's I(...), or x is null")
+          "Keep the rows for which this is true: a comparison as\n"
+          "in a formula's I(...), or x is null. A comparison with\n"
+          "a missing value is not true")
       ->type_name("CONDITION");
 }
 
@@ -228,13 +227,6 @@ void DataArguments::TakeNumbers() {
 }
 
 void DataArguments::Take() {
-  for (const CLI::Option* option : texts_) {
-    if (option->count() == 0 || !option->as<std::string>().empty()) continue;
-    RefuseUsage(fmt::format("{} is empty; give it a value, or leave it out.", option->get_name()));
-  }
-  for (const std::string& name : data_) {
-    if (name.empty()) RefuseUsage("--data is empty; name a file.");
-  }
   if (!data_.empty()) {
     options_.source.data = data_.front();
     options_.source.moreData.assign(data_.begin() + 1, data_.end());

@@ -44,7 +44,6 @@ class DataArguments {
   std::string decimal_;
   std::string thousands_;
   std::vector<std::string> types_;
-  std::vector<CLI::Option*> texts_;  ///< Those with a text; owned by the command.
 };
 
 /// The types that a list such as `zip=varchar,price=decimal(10,2)` gives to columns; a name with a

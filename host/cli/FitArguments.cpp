@@ -12,6 +12,7 @@
 
 #include "host/NameList.h"
 #include "host/Terminal.h"
+#include "host/Text.h"
 #include "host/fit/LevelOptions.h"
 #include "host/table/MissingStrings.h"
 #include "host/table/TableWriter.h"
@@ -30,6 +31,25 @@ void CheckCriterion(const char* name, double criterion) {
 void CheckAtLeast(const char* name, int value, int least) {
   if (value >= least) return;
   RefuseUsage(fmt::format("{} must be a whole number from {} on.", name, least));
+}
+
+void CheckConfidence(double confidence) {
+  constexpr double kWhole = 100.0;
+  if (confidence >= 0.0 && confidence < 1.0) return;
+  const bool isPercentage = confidence > 1.0 && confidence < kWhole;
+  RefuseUsage(isPercentage
+                  ? fmt::format("--confidence must be at least 0 and below 1; for {0:g} percent "
+                                "write {1:g}.",
+                                confidence, confidence / kWhole)
+                  : "--confidence must be at least 0 and below 1, such as 0.95.");
+}
+
+/// The name of a column, which may stand in back-quotes as in a formula.
+std::string ReadColumn(const char* option, const std::string& written) {
+  if (!written.starts_with('`')) return written;
+  const std::vector<std::string> names = ReadNameList(option, written);
+  if (names.size() == 1) return names.front();
+  RefuseUsage(fmt::format("{} takes one column, not {}.", option, NameList(names)));
 }
 
 /// The default missing strings in lines of a help text.
@@ -156,6 +176,13 @@ void FitArguments::AddInference() {
               "Of a linear model: degrees of freedom of the error, in\nplace of the computed ones")
           ->type_name("NUMBER")
           ->group(group);
+  command_
+      ->add_option("--max-parameters", options_.maxParameters,
+                   "Refuse a model of more parameters before it takes memory,\n"
+                   "such as one with a text column of thousands of levels")
+      ->type_name("N")
+      ->capture_default_str()
+      ->group(group);
   command_
       ->add_option("--threads", options_.threads,
                    fmt::format("Threads that read, fit and predict, 0 for one per core, at\n"
@@ -284,13 +311,11 @@ void FitArguments::AddConvergence() {
 }
 
 void FitArguments::CheckRanges() const {
-  if (options_.formula.empty()) RefuseUsage("--formula is empty; write 'dependent ~ terms'.");
   if (options_.source.data.empty() && options_.source.sql.empty()) {
     RefuseUsage("No data are named; give a file with --data or a query with --sql.");
   }
-  if (!(options_.confidence >= 0.0 && options_.confidence < 1.0)) {
-    RefuseUsage("--confidence must be at least 0 and below 1, such as 0.95.");
-  }
+  CheckConfidence(options_.confidence);
+  CheckAtLeast("--max-parameters", options_.maxParameters, 1);
   if (options_.tolerance && !(*options_.tolerance >= 0.0 && *options_.tolerance < 1.0)) {
     RefuseUsage("--tolerance must be at least 0 and below 1, such as 1e-12.");
   }
@@ -368,6 +393,7 @@ void FitArguments::Take() {
   CheckLevelOptions();
   TakeLogistic();
   TakeModelKind();
+  TakeWeights();
   TakeOptionsOfOneKind();
   TakeStyle();
   options_.intercept = !noIntercept_;
@@ -376,6 +402,12 @@ void FitArguments::Take() {
   // The ending is wrong usage, whatever becomes of the run.
   if (!options_.predictions.empty()) static_cast<void>(TableFormatOf(options_.predictions));
   TakeKept();
+}
+
+void FitArguments::TakeWeights() {
+  BindingOptions& binding = options_.binding;
+  binding.freqWeight = ReadColumn("--freq-weight", binding.freqWeight);
+  binding.regressionWeight = ReadColumn("--regression-weight", binding.regressionWeight);
 }
 
 }  // namespace qvhost

@@ -49,6 +49,7 @@ class FitArguments {
   void TakeLogistic();
   void TakeKept();
   void TakeModelKind();
+  void TakeWeights();
   void TakeOptionsOfOneKind();
   void TakeStyle();
 

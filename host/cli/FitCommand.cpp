@@ -20,6 +20,10 @@ constexpr const char* kFooter =
 boolean and enumerated columns are factors, numbers are covariates; C(x) makes a factor of a number.
 Records with a missing value in a column of the model are left out.
 
+To predict new rows, put them into a file with the same columns and no value of the dependent, and name
+it as a second --data; --predictions FILE has a row for each row. Its columns are observed, predicted,
+residual and std_error; of a logistic model observed, predicted and p_LEVEL for each level.
+
 Formulas:
   y ~ a + b              the terms a and b, and an intercept
   y ~ a*b                a + b + a:b, where a:b is a crossed with b
@@ -52,8 +56,11 @@ Examples:
   qvreg fit -d shop.duckdb --table orders -f 'total ~ items' --freq-weight n
   qvreg fit -d titanic.csv -f 'survived ~ class*sex + age' --model logistic
   qvreg fit -d penguins.csv -f 'species ~ flipper_length' -o predicted.csv
+  qvreg fit -d sales.csv -d new.csv -f 'price ~ size' -o predicted.csv
   qvreg fit --sql "SELECT * FROM 'a.csv' JOIN 'b.csv' USING (id)" -f 'y ~ x'
   gunzip -c old.csv.gz | qvreg fit -d - --encoding latin-1 -f 'y ~ x' --json -
+
+The variable COLUMNS of the environment sets the width of what is printed.
 
 Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data, 3 fitted with --strict, but
 the estimation did not converge; cancelled: 130 by Ctrl-C, 143 by SIGTERM, 129 by SIGHUP; 141 when

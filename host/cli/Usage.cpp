@@ -32,10 +32,13 @@ constexpr std::string_view kWeightHint =
     "--freq-weight COLUMN says how many records each stands for, --regression-weight COLUMN how "
     "precise each is, as the weights of lm in R do";
 constexpr std::string_view kNewDataHint =
-    "give --data a second time: its rows without a dependent take no part in the fit and are "
-    "predicted by --predictions FILE";
+    "give new rows without the dependent as a second --data; --predictions FILE is written with "
+    "what the model predicts. Rows that hold the dependent are fitted, too; to predict those of "
+    "test.csv alone, write --sql \"SELECT *, 1 AS w FROM 'train.csv' UNION ALL BY NAME SELECT *, 0 "
+    "AS w FROM 'test.csv'\" --freq-weight w in place of --data";
+constexpr std::string_view kConfidenceHint = "--confidence LEVEL sets that of the limits";
 
-constexpr std::array<OtherName, 20> kOtherNames = {{
+constexpr auto kOtherNames = std::to_array<OtherName>({
     {"output", "--predictions FILE writes what the model predicts, --json FILE the fit"},
     {"out", "--predictions FILE writes what the model predicts, --json FILE the fit"},
     {"input", "--data FILE names the data"},
@@ -51,12 +54,26 @@ constexpr std::array<OtherName, 20> kOtherNames = {{
     {"new_data", kNewDataHint},
     {"test", kNewDataHint},
     {"contrasts", "--base FACTOR=LEVEL chooses the level that the others are compared with"},
-    {"level", "--confidence LEVEL sets that of the limits"},
-    {"alpha", "--confidence LEVEL sets that of the limits"},
+    {"predict", kNewDataHint},
+    {"predict-on", kNewDataHint},
+    {"pred", kNewDataHint},
+    {"holdout", kNewDataHint},
+    {"score", kNewDataHint},
+    {"level", kConfidenceHint},
+    {"conf.level", kConfidenceHint},
+    {"conf-level", kConfidenceHint},
+    {"conf_level", kConfidenceHint},
+    {"alpha", "--confidence LEVEL sets that of the limits, 0.95 for an alpha of 0.05"},
+    {"na.strings", "--na STRING names a text that is a missing value, again for each"},
+    {"na-strings", "--na STRING names a text that is a missing value, again for each"},
+    {"na_values", "--na STRING names a text that is a missing value, again for each"},
+    {"maxit", "--max-iterations N sets the most iterations of a logistic model"},
+    {"maxiter", "--max-iterations N sets the most iterations of a logistic model"},
+    {"nrows", "--sql \"SELECT * FROM data LIMIT 1000\" takes the first 1000 rows of --data"},
     {"sep", "--delim CHARACTER names what separates columns"},
     {"separator", "--delim CHARACTER names what separates columns"},
     {"filter", "--where CONDITION chooses rows"},
-}};
+});
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -191,7 +208,7 @@ class CommandWords {
     if (!TakesValue(option)) return;
     const bool hasValue = at_ < words_.size() && !IsKnownOption(command_, words_[at_]);
     if (!hasValue) RefuseNoValue(option);
-    ++at_;
+    CheckNotEmpty(option, words_[at_++]);
     TakeFurtherValues(option);
   }
 
@@ -201,8 +218,13 @@ class CommandWords {
     const bool isList = option.get_items_expected_max() > 1;
     while (isList && at_ < words_.size() && !IsOptionWord(words_[at_])) {
       if (LooksLikeFormula(words_[at_])) formula_ = words_[at_];
-      ++at_;
+      CheckNotEmpty(option, words_[at_++]);
     }
+  }
+
+  /// What a shell makes of a variable that is not set is no value.
+  void CheckNotEmpty(const CLI::Option& option, const std::string& value) const {
+    if (value.empty() && !option.check_name("--na")) RefuseNoValue(option);
   }
 
   void Count(const CLI::Option& option) {
@@ -216,8 +238,10 @@ class CommandWords {
 
   [[noreturn]] void RefuseNoValue(const CLI::Option& option) const {
     // Only a missing value may be an empty text.
-    const char* const empty = option.check_name("--na") ? ", or --na '' for an empty one" : "";
-    Refuse(fmt::format("{} has no value; write {}{}.", NameOf(option), ExampleOf(option), empty));
+    std::string_view other;
+    if (option.check_name("--na")) other = ", or --na '' for an empty one";
+    if (option.check_name("--json")) other = ", or --json - to print it";
+    Refuse(fmt::format("{} has no value; write {}{}.", NameOf(option), ExampleOf(option), other));
   }
 
   [[noreturn]] void RefuseMissing(const CLI::Option& option) const {
@@ -255,16 +279,17 @@ class CommandWords {
           sign == std::string::npos ? "" : " " + ShellWord(word.substr(sign + 1));
       Refuse(fmt::format("'{}' needs one dash: -{}{}.", word, name, value));
     }
-    // One letter is near to nothing.
-    const std::optional<std::string> nearest =
-        name.size() > 1 ? NearestName(name, LongNames(command_)) : std::nullopt;
-    if (nearest)
-      Refuse(fmt::format("There is no option {}. Did you mean --{}?", written, *nearest));
+    // Before a near name: --predictions would overwrite the file that --predict names.
     for (const OtherName& other : kOtherNames) {
       if (SameWord(other.name, name)) {
         Refuse(fmt::format("There is no option {}; {}.", written, other.hint));
       }
     }
+    // One letter is near to nothing.
+    const std::optional<std::string> nearest =
+        name.size() > 1 ? NearestName(name, LongNames(command_)) : std::nullopt;
+    if (nearest)
+      Refuse(fmt::format("There is no option {}. Did you mean --{}?", written, *nearest));
     if (isShort) {
       Refuse(fmt::format("There is no option {}; the short ones are {}.", written,
                          ShortNames(command_)));

@@ -138,9 +138,25 @@ Continuation::Continuation(QvLogRegSettings& settings, const CodedTable& table,
       checksSeparation_(settings.GetStartingIteration() > 0),
       logLikelihoodCriterion_(settings.GetLLConCriterion()) {}
 
+bool Continuation::IsHalvedToSettle(const QvLogOutputStats& output) const {
+  const auto isWithin = [this](double change, double criterion) {
+    return std::ldexp(change, history_.Halvings()) <= criterion;
+  };
+  if (history_.Halvings() == 0) return false;
+  switch (output.GetOutcome()) {
+    case kOptParamConverged:
+    case kOptBothConverged:
+      return !isWithin(output.GetParameterChange(), settings_.GetParamEstConCriterion());
+    case kOptLLConverged:
+      return !isWithin(output.GetLLChange(), settings_.GetLLConCriterion());
+    default:
+      return false;
+  }
+}
+
 void Continuation::Count(const QvLogOutputStats& output) {
   ++builds_;
-  ending_.outcome = output.GetOutcome();
+  ending_.outcome = IsHalvedToSettle(output) ? kOptStepHalvingFailed : output.GetOutcome();
   ending_.iterations += output.GetIterations();
   ending_.stepHalvings += output.GetStepHalvings();
 }

@@ -71,6 +71,9 @@ class Continuation {
 
  private:
   void Count(const QvLogOutputStats& output);
+  /// Whether the estimates changed little only since the step was halved often: the whole step
+  /// exceeds the criterion.
+  [[nodiscard]] bool IsHalvedToSettle(const QvLogOutputStats& output) const;
   /// Whether the records confirm the separation that the latest iterations suggest; the ending then
   /// says so.
   [[nodiscard]] bool IsSeparated(const QvLogOutputStats& output);

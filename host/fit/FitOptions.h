@@ -10,14 +10,14 @@
 namespace qvhost {
 
 /// How to estimate a logistic model. The defaults are the library's own, but for the reference and
-/// the step-halvings: rare levels need more of them.
+/// the step-halvings: rare levels need many of them.
 struct LogisticOptions {
   /// The level that the others are compared with: its text, "first" or "last" (of those that
   /// occur; a level of that name takes precedence). Empty: the first of two, else the last.
   std::string reference;
   std::optional<bool> inMemory;  ///< Keep the records in memory; none: by their size.
   int maxIterations = 100;       ///< 0 or more.
-  int maxStepHalving = 10;       ///< Of one iteration, 1 or more.
+  int maxStepHalving = 30;       ///< Of one iteration, 1 or more.
   /// Converged when the log-likelihood changes by less; 0: not checked.
   double logLikelihoodCriterion = 0.0;
   bool absoluteLogLikelihood = false;  ///< The change itself, not its share.
@@ -45,9 +45,10 @@ struct FitOptions {
 
   DataSource source;
   std::string formula;
-  std::string where;       ///< A condition on the rows that are used; empty for all.
-  BindingOptions binding;  ///< The kind of model, the weight columns.
-  bool intercept = true;   ///< False takes the intercept out whatever the formula says.
+  std::string where;          ///< A condition on the rows that are used; empty for all.
+  BindingOptions binding;     ///< The kind of model, the weight columns.
+  int maxParameters = 10000;  ///< A model of more is refused before it takes memory; 1 or more.
+  bool intercept = true;      ///< False takes the intercept out whatever the formula says.
   /// Share of a pivot below which a parameter is redundant, in [0, 1); none: DefaultTolerance.
   std::optional<double> tolerance;
   double confidence = 0.95;                ///< Of the limits, in [0, 1).

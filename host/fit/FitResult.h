@@ -134,6 +134,8 @@ struct FitResult {
   std::optional<double> rSquare;        ///< This and the next two: of a linear model only.
   std::optional<double> rmse;  ///< Root of the mean squared residual, over the frequency weights.
   std::optional<double> residualStdError;
+  std::string predictions;  ///< The file with a row of predictions for each row; empty for none.
+  long long rowsPredicted = 0;        ///< Its rows.
   std::vector<std::string> warnings;  ///< Sentences about anything suspicious.
   long statusCode = 0;                ///< Of the library: 0, or that of its last warning.
   std::string statusMessage;

@@ -86,6 +86,7 @@ void IterationListener::ReportProgress(ProgressReport* report) {
   stage_ = fmt::format("iteration {}, log-likelihood {:.6g}",
                        iterationsBefore_ + report->DiscreteMeasure("iterNum") + 1,
                        report->ScaleMeasure("loglik"));
+  history_.SetHalvings(halvings);
   if (halvings > 0) {
     stage_ += fmt::format(", {} step-halving{}", halvings, halvings == 1 ? "" : "s");
   }

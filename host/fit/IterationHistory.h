@@ -41,6 +41,10 @@ class IterationHistory {
   [[nodiscard]] const std::vector<Candidate>& Candidates() const { return candidates_; }
   void ClearCandidates() { candidates_.clear(); }
 
+  /// How often the step of the latest iteration was halved.
+  void SetHalvings(int halvings) { halvings_ = halvings; }
+  [[nodiscard]] int Halvings() const { return halvings_; }
+
   static constexpr int kSteps = 3;
   static constexpr double kNegligible = 1e-8;
 
@@ -53,6 +57,7 @@ class IterationHistory {
   /// The change of an estimate in a step, 1 being the latest.
   [[nodiscard]] double Change(std::size_t parameter, int stepsBack) const;
 
+  int halvings_ = 0;
   double firstLogLikelihood_ = 0.0;
   std::deque<Point> points_;           ///< The latest last, kSteps + 1 at most.
   std::vector<Candidate> candidates_;  ///< Two at most.

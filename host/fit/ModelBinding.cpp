@@ -27,6 +27,16 @@ std::string DidYouMean(const TableSource& source, const std::string& name) {
   return nearest ? fmt::format("; did you mean '{}'?", *nearest) : ".";
 }
 
+/// Whether a text that is no column's name is an expression.
+bool LooksComputed(std::string_view name) {
+  return name.find_first_of("*/+^()") != std::string_view::npos;
+}
+
+std::string ComputedText(const std::string& expression, std::string_view option) {
+  return fmt::format("; compute it as a column: --sql \"SELECT *, {} AS w FROM data\" {} w.",
+                     expression, option);
+}
+
 /// In quotes, unless it stands in back-quotes.
 std::string Quoted(const std::string& written) {
   return written.starts_with('`') ? written : "'" + written + "'";
@@ -403,9 +413,11 @@ const ColumnInfo& ColumnOfOption(const TableSource& source, const std::string& n
                                  std::string_view option) {
   const std::vector<const ColumnInfo*> columns = source.Matches(name);
   if (columns.empty()) {
-    throw Error(ExitCode::kBadInput,
-                fmt::format("There is no column '{}' for {} in {}{}{}", name, option, source.Name(),
-                            DidYouMean(source, name), source.HeaderHint()));
+    throw Error(
+        ExitCode::kBadInput,
+        fmt::format("There is no column '{}' for {} in {}{}{}", name, option, source.Name(),
+                    LooksComputed(name) ? ComputedText(name, option) : DidYouMean(source, name),
+                    source.HeaderHint()));
   }
   if (columns.size() > 1) {
     throw Error(ExitCode::kBadInput, fmt::format("{}: {}", option, AmbiguousText(name, columns)));

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -93,6 +94,32 @@ std::string OptimizationWarnings::Drivers() const {
   return text + (listed < drivers.size() ? ", …." : ".");
 }
 
+std::string OptimizationWarnings::SeparatedBase() const {
+  constexpr double kShare = 0.05;  // Growths of the same size differ by less.
+  double intercept = 0.0;
+  std::string factor;
+  bool isBase = false;
+  for (const ParameterResult& parameter : result_.parameters) {
+    if (parameter.IsIntercept()) intercept = parameter.growth;
+    const bool isMain = parameter.levels.size() == 1 && parameter.covariates.empty();
+    if (!isMain) {
+      factor.clear();
+      continue;
+    }
+    const FactorLevel& level = parameter.levels.front();
+    if (std::exchange(factor, level.factor) != level.factor) isBase = intercept != 0.0;
+    if (!parameter.redundant) {
+      // What the intercept takes from all records, the other levels give back.
+      const double sum = parameter.growth + intercept;
+      isBase = isBase && std::abs(sum) <= kShare * std::abs(intercept);
+    } else if (isBase) {
+      return fmt::format(" It is the base '{}' of '{}' that is separated; choose another --base.",
+                         level.level, level.factor);
+    }
+  }
+  return {};
+}
+
 std::vector<std::string> OptimizationWarnings::Find() const {
   const LogisticFit& fit = result_.logistic.value();
   switch (static_cast<QvOptimizationOutcome>(fit.outcomeCode)) {
@@ -108,8 +135,8 @@ std::vector<std::string> OptimizationWarnings::Find() const {
           "Levels of '{}' are quasi-completely separated: for part of the records the terms tell "
           "them apart without an error. Some estimates would grow for ever, and their standard "
           "errors and tests mean nothing; the fitted probabilities and the other estimates can be "
-          "used.{} Leave out such a term, merge levels, or add records in which they overlap.",
-          result_.dependent, Drivers())};
+          "used.{}{} Leave out such a term, merge levels, or add records in which they overlap.",
+          result_.dependent, Drivers(), SeparatedBase())};
     case kOptHessianSingular:
       return {fmt::format(
           "The information matrix is singular, so the estimates are not determined by the data "
@@ -118,9 +145,10 @@ std::vector<std::string> OptimizationWarnings::Find() const {
           Drivers())};
     case kOptStepHalvingFailed:
       return {fmt::format(
-          "Iteration {} found no step that raised the log-likelihood in {} step-halvings, so the "
-          "estimates may not be the best. Allow more with --max-step-halving, or centre and "
-          "rescale covariates.",
+          "Iteration {} found no step of use in up to {} step-halvings, so the estimates may not "
+          "be "
+          "the best. Merge rare levels, centre and rescale covariates, or allow more with "
+          "--max-step-halving.",
           fit.iterations, options_.maxStepHalving)};
     case kOptMaxIterations:
       return {fmt::format(

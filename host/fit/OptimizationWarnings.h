@@ -28,6 +28,8 @@ class OptimizationWarnings {
 
  private:
   [[nodiscard]] std::string Drivers() const;
+  /// That the records of a factor's base are separated; empty when they are not.
+  [[nodiscard]] std::string SeparatedBase() const;
   [[nodiscard]] bool IsDriver(const ParameterResult& parameter) const;
   /// The logarithm of the product of its covariates' spans: times that product, an estimate's size
   /// depends neither on the covariates' units nor on where their zero lies.

@@ -14,6 +14,7 @@
 #include "host/fit/DotColumns.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
+#include "host/fit/ParameterLimit.h"
 #include "host/fit/Predictions.h"
 #include "host/fit/ResultBuilder.h"
 #include "host/fit/RunSettings.h"
@@ -214,6 +215,8 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   const std::vector<StandardizedVariable> standardized =
       Standardize(formula, binding, table, ValidatorOf(settings.Get()), interrupt,
                   ShowShare("standardizing", table, progress));
+  CheckParameterCount(formula, binding, table, ValidatorOf(settings.Get()), options.maxParameters,
+                      ShowShare("counting", table, progress), interrupt);
   settings.SettleReference(table, ShowShare("counting", table, progress), interrupt);
   ModelRun run(settings.Get(), table, options.threads, progress, interrupt);
   run.Build();
@@ -230,6 +233,8 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
     std::string note = Predict(outputs.Get(options.predictions), table, run, result,
                                options.threads, progress, interrupt);
     if (!note.empty()) result.warnings.push_back(std::move(note));
+    result.predictions = options.predictions;
+    result.rowsPredicted = table.RecordCount();
   }
   result.data = DataText(source, options.source);
   progress.Erase();

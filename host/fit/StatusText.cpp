@@ -89,7 +89,7 @@ constexpr std::array<OutcomeWords, 10> kOutcomes = {{
     {"parameters_converged", "Converged after {}: the estimates settled."},
     {"both_converged", "Converged after {}: the log-likelihood and the estimates settled."},
     {"singular_information", "Stopped after {}: the information matrix is singular."},
-    {"step_halving_failed", "Stopped after {}: no shorter step raised the log-likelihood."},
+    {"step_halving_failed", "Stopped after {}: no shorter step raised the log-likelihood enough."},
     {"max_iterations", "Stopped after {}, the most allowed, before the estimates settled."},
     {"complete_separation", "Stopped after {}: the levels are completely separated."},
     {"quasi_complete_separation", "Stopped after {}: the levels are quasi-completely separated."},

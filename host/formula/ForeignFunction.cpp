@@ -104,8 +104,9 @@ constexpr auto kRefused = std::to_array<Refused>({
      "makes a curve of several pieces, which a formula does not; write poly(x, 3), or "
      "x + greatest(x - 40, 0) for a line that bends at 40."},
     {" cbind ",
-     "joins columns, but the dependent is one column: that of the outcome, with the counts in "
-     "--freq-weight."},
+     "joins columns, but the dependent is one column. For dead of n make two rows of each: --sql "
+     "\"SELECT *, 1 AS y, dead AS w FROM data UNION ALL SELECT *, 0, n - dead FROM data\" with "
+     "--formula 'y ~ dose' --freq-weight w --model logistic."},
     {" ordered as.ordered ",
      "makes contrasts that are polynomials, which a formula does not; write C(x) for a factor."},
     {" q ", "takes the name of a column in quotes: Q('odd name')."},

@@ -54,6 +54,11 @@ std::string BaseLevel(const TokenStream& tokens, std::string_view function,
              tokens.At(argument.value.first).text == "Treatment") {
     return TreatmentLevel(tokens, argument.value);
   }
+  if (argument.name == "levels") {
+    throw tokens.Error(PlaceOf(tokens, argument),
+                       "The order of levels is named outside the formula: --levels "
+                       "FACTOR=LEVEL,..., such as --levels size=S,M,L.");
+  }
   throw tokens.Error(PlaceOf(tokens, argument),
                      std::string(function) +
                          "() takes one column or expression; only C(x, Treatment('a')), with the "

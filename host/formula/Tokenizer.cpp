@@ -32,6 +32,27 @@ constexpr std::array<ForeignOperator, 2> kForeignOperators = {
     {{"%%", "'%%' is written mod(a, b) here; the result has the sign of a."},
      {"%/%", "'%/%' is written floor(a / b) here."}}};
 
+/// A character that word processors and web pages have in place of a plain one.
+struct LookAlike {
+  char32_t value;
+  std::string_view plain;
+};
+
+constexpr std::string_view kMinus = "-";
+constexpr std::string_view kTimes = "* (: for the crossing alone)";
+constexpr std::string_view kTextQuotes = "' for a text and ` for a column";
+constexpr std::string_view kBlank = "a blank";
+
+constexpr auto kLookAlikes = std::to_array<LookAlike>(
+    {{0x223C, "~"},         {0x2010, kMinus},      {0x2011, kMinus},      {0x2012, kMinus},
+     {0x2013, kMinus},      {0x2014, kMinus},      {0x2212, kMinus},      {0xD7, kTimes},
+     {0xB7, kTimes},        {0x22C5, kTimes},      {0x2217, kTimes},      {0xF7, "/"},
+     {0x2215, "/"},         {0x2044, "/"},         {0x2264, "<="},        {0x2265, ">="},
+     {0x2260, "!="},        {0xB4, kTextQuotes},   {0x2018, kTextQuotes}, {0x2019, kTextQuotes},
+     {0x201A, kTextQuotes}, {0x201B, kTextQuotes}, {0x2032, kTextQuotes}, {0x201C, kTextQuotes},
+     {0x201D, kTextQuotes}, {0x201E, kTextQuotes}, {0xAB, kTextQuotes},   {0xBB, kTextQuotes},
+     {0xA0, kBlank},        {0x2003, kBlank},      {0x2009, kBlank},      {0x202F, kBlank}});
+
 constexpr std::size_t kLongestShown = 40;  ///< Longer texts are cut in an error.
 
 struct CodeRange {
@@ -275,6 +296,14 @@ Token Tokenizer::Operator() {
   RefuseTableName();
   const CodePoint point = DecodeUtf8(text_, position_);
   const Place place{position_, position_ + point.length};
+  const auto* const found = std::ranges::find_if(
+      kLookAlikes, [&](const LookAlike& like) { return like.value == point.value; });
+  if (found != kLookAlikes.end()) {
+    throw FormulaError::At(text_, place,
+                           CharacterName(rest.substr(0, point.length), point.value) +
+                               " has no meaning in a formula; write " + std::string(found->plain) +
+                               ", or put a name that holds it in back-quotes.");
+  }
   throw FormulaError::At(text_, place,
                          CharacterName(rest.substr(0, point.length), point.value) +
                              " has no meaning in a formula; put a name that holds it in "
@@ -312,6 +341,18 @@ void TokenStream::CheckDoubleQuotes(const Token& text, const std::vector<std::si
   if (!isTaken) throw Error(text.place, DoubleQuotesText(text));
 }
 
+void TokenStream::RefuseWholeCall(std::size_t open) const {
+  constexpr auto kFits = std::to_array<std::string_view>({"lm", "glm", "ols", "logit", "multinom",
+                                                          "mnlogit", "aov", "formula", "smf.ols",
+                                                          "smf.logit", "smf.glm", "smf.mnlogit"});
+  if (open != 1) return;
+  const Token& name = tokens_.front();
+  const auto isName = [&](std::string_view fit) { return SameWord(name.text, fit); };
+  if (std::ranges::none_of(kFits, isName)) return;
+  throw Error(PlaceOf(0, open), "Write the formula alone, such as y ~ x, without " +
+                                    std::string(name.text) + "(...) around it.");
+}
+
 void TokenStream::PairParentheses() {
   partners_.resize(tokens_.size());
   std::vector<std::size_t> open;
@@ -330,6 +371,7 @@ void TokenStream::PairParentheses() {
     } else if (token.kind == TokenKind::kDoubleQuoted) {
       CheckDoubleQuotes(token, open);
     } else if (token.Is("~") && !open.empty()) {
+      RefuseWholeCall(open.front());
       throw Error(tokens_[open.back()].place,
                   "This '(' is not closed before the '~'; add the ')'.");
     }

@@ -135,6 +135,8 @@ class TokenStream {
   /// Makes one name of each Q('a name').
   void JoinNames();
   void PairParentheses();
+  /// Throws where this parenthesis is that of R's or Python's call of a fit: lm(y ~ x).
+  void RefuseWholeCall(std::size_t open) const;
   /// Throws unless the call whose parenthesis is open takes a text in double quotes.
   void CheckDoubleQuotes(const Token& text, const std::vector<std::size_t>& open) const;
 

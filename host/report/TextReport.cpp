@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -18,7 +19,6 @@ namespace qvhost {
 namespace {
 
 constexpr std::size_t kMostColumns = 6;
-constexpr std::size_t kNameWidth = 11;
 constexpr std::size_t kIndent = 2;
 /// A blank at which no line is broken. Names hold no control character once they are printable.
 constexpr char kNoBreak = '\x1F';
@@ -28,16 +28,23 @@ class HeadingLines {
  public:
   explicit HeadingLines(const TextStyle& style) : style_(style) {}
 
-  void Add(std::string_view name, const std::string& value) {
-    std::string lines = Wrap(value, style_.width, kNameWidth, kNameWidth);
-    std::ranges::replace(lines, kNoBreak, ' ');
-    text_ += fmt::format("{:<{}}{}\n", name, kNameWidth, lines);
+  void Add(std::string_view name, const std::string& value) { lines_.emplace_back(name, value); }
+
+  [[nodiscard]] std::string Text() const {
+    std::size_t width = 0;
+    for (const auto& [name, value] : lines_) width = std::max(width, name.size() + kIndent);
+    std::string text;
+    for (const auto& [name, value] : lines_) {
+      std::string lines = Wrap(value, style_.width, width, width);
+      std::ranges::replace(lines, kNoBreak, ' ');
+      text += fmt::format("{:<{}}{}\n", name, width, lines);
+    }
+    return text;
   }
-  [[nodiscard]] const std::string& Text() const { return text_; }
 
  private:
   const TextStyle& style_;
-  std::string text_;
+  std::vector<std::pair<std::string, std::string>> lines_;
 };
 
 /// The columns with missing values: ` (g 40, x 60)`.
@@ -106,6 +113,11 @@ std::string Heading(const FitResult& fit, const TextStyle& style) {
   }
   if (!weights.empty()) lines.Add("Weights", weights);
   AddRecords(lines, fit.records);
+  if (!fit.predictions.empty()) {
+    lines.Add("Predictions",
+              fmt::format("{}, {} row{}", Printable(fit.predictions), CountText(fit.rowsPredicted),
+                          fit.rowsPredicted == 1 ? "" : "s"));
+  }
   return style.Heading(Title(fit)) + "\n\n" + lines.Text();
 }
 
@@ -121,8 +133,9 @@ std::string FitText(const FitResult& fit, const TextStyle& style) {
                                 : "No residual standard error";
   const std::string imposed =
       fit.residualStdError && fit.imposedDegreesOfFreedom ? " (imposed)" : "";
-  return Wrap(fmt::format("R square {}, root mean square error {}", number(fit.rSquare),
-                          number(fit.rmse)),
+  const bool hasIntercept = !fit.parameters.empty() && fit.parameters.front().IsIntercept();
+  return Wrap(fmt::format("R square {}{}, root mean square error {}", number(fit.rSquare),
+                          hasIntercept ? "" : " (about 0: no intercept)", number(fit.rmse)),
               style.width, 0, kIndent) +
          "\n" +
          Wrap(fmt::format("{} on {} degree{} of freedom{}", error, df,

@@ -79,12 +79,18 @@ void CheckQuery(Connection& connection, const std::string& sql) {
 
 /// Makes the result of the query a view, so that DuckDB itself settles where the query ends and
 /// what its columns are called.
-void ShowQuery(Connection& connection, const std::string& sql) {
+void ShowQuery(Connection& connection, const std::string& sql, const std::string& hint = {}) {
   try {
     CheckQuery(connection, sql);
     connection.Execute(fmt::format("CREATE OR REPLACE TEMP VIEW {} AS {}", kQueryView, sql));
   } catch (const QueryError& error) {
-    throw Error(error.Code(), fmt::format("--sql: {}", error.what()));
+    const std::string_view message = error.what();
+    const std::size_t end = message.find(" does not exist!");
+    const bool isNoTable = message.starts_with("Table with name ") && end != std::string::npos;
+    if (!isNoTable || hint.empty()) throw Error(error.Code(), fmt::format("--sql: {}", message));
+    constexpr std::size_t kStart = std::string_view("Table with name ").size();
+    throw Error(error.Code(), fmt::format("--sql: There is no table '{}'; {}",
+                                          message.substr(kStart, end - kStart), hint));
   }
 }
 
@@ -211,7 +217,10 @@ void TableSource::ShowSqlite(const DataSource& source) {
 
 void TableSource::ChooseTable(const DataSource& source) {
   if (!sql_.empty()) {
-    ShowQuery(*connection_, sql_);
+    std::string hint;
+    if (source.data.empty()) hint = "name a file in single quotes, as in FROM 'file.csv'.";
+    if (data_ && !IsDatabase(data_->Format())) hint = "the table of --data is called data.";
+    ShowQuery(*connection_, sql_, hint);
     relation_ = kQueryView;
     name_ = "query";
     return;

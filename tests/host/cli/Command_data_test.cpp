@@ -313,7 +313,7 @@ TEST_F(CommandData, WrongOptions) {
             "--types: 'quux' of 'x' is no type; there are double, float, decimal(width, scale), "
             "integer, bigint, text, boolean, date, time and timestamp."},
            {{"--types", "x=double,X=date"}, "--types names 'X' twice; give it one type."},
-           {{"--delim", ""}, "--delim is empty; give it a value, or leave it out."}}) {
+           {{"--delim", ""}, "--delim has no value; write --delim CHARACTER."}}) {
     Strings options = {"--data", "r.csv"};
     options.insert(options.end(), wrong.options.begin(), wrong.options.end());
     EXPECT_EQ(Refused(options), "qvreg: " + wrong.sentence);

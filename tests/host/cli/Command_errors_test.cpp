@@ -235,7 +235,9 @@ TEST_F(CommandErrors, ValuesOutOfRange) {
 TEST_F(CommandErrors, EmptyFormula) {
   const CommandResult result = Fit("");
   EXPECT_EQ(result.exitCode, kBadInput);
-  EXPECT_NE(result.err.find("formula is empty"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("--formula has no value; write --formula 'dependent ~ terms'."),
+            std::string::npos)
+      << result.err;
 }
 
 }  // namespace

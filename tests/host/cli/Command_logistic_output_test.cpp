@@ -171,7 +171,7 @@ TEST(CommandLogisticOutput, StepHalvingsAreTold) {
   Strings one = options;
   one.emplace_back("1");
   EXPECT_NE(SummaryOf(rows, "y ~ x", one)
-                .find("no shorter step raised the log-likelihood. 1 step-halving. The"),
+                .find("no shorter step raised the log-likelihood enough. 1 step-halving. The"),
             std::string::npos);
   EXPECT_EQ(Summary({"--data", "made.csv", "--formula", "three ~ x"}).find("step-halving"),
             std::string::npos);

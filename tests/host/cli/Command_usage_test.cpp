@@ -85,8 +85,6 @@ TEST_F(CommandUsage, AnUnknownOptionWithANearOne) {
                    "There is no option --formulla. Did you mean --formula?");
   ExpectFitRefused({"--prediction", "p.csv"},
                    "There is no option --prediction. Did you mean --predictions?");
-  ExpectFitRefused({"--predict=p.csv"},
-                   "There is no option --predict. Did you mean --predictions?");
   ExpectFitRefused({"--freqweight", "x"},
                    "There is no option --freqweight. Did you mean --freq-weight?");
   ExpectFitRefused({"--delimiter", ";"}, "There is no option --delimiter. Did you mean --delim?");
@@ -106,9 +104,18 @@ TEST_F(CommandUsage, AnOptionOfOtherPrograms) {
                    "--model linear.");
   ExpectFitRefused({"--subset", "x > 1"},
                    "There is no option --subset; --where CONDITION chooses rows.");
-  ExpectFitRefused({"--newdata", "n.csv"},
-                   "There is no option --newdata; give --data a second time: its rows without a "
-                   "dependent take no part in the fit and are predicted by --predictions FILE.");
+  const std::string confidence = "--confidence LEVEL sets that of the limits.";
+  ExpectFitRefused({"--level", "0.9"}, "There is no option --level; " + confidence);
+  ExpectFitRefused({"--conf.level", "0.9"}, "There is no option --conf.level; " + confidence);
+  ExpectFitRefused({"--na.strings", "-"},
+                   "There is no option --na.strings; --na STRING names a text that is a missing "
+                   "value, again for each.");
+  ExpectFitRefused({"--maxit", "9"},
+                   "There is no option --maxit; --max-iterations N sets the most iterations of a "
+                   "logistic model.");
+  ExpectFitRefused({"--nrows", "9"},
+                   "There is no option --nrows; --sql \"SELECT * FROM data LIMIT 1000\" takes the "
+                   "first 1000 rows of --data.");
   for (const std::string kind : {"logit", "binomial", "GLM"}) {
     ExpectFitRefused({"--model", kind}, "--model takes 'linear' or 'logistic', not '" + kind +
                                             "'. Write --model logistic.");
@@ -117,6 +124,34 @@ TEST_F(CommandUsage, AnOptionOfOtherPrograms) {
                    "--model takes 'linear' or 'logistic', not 'ols'. Write --model linear.");
   ExpectFitRefused({"--sep", ";"},
                    "There is no option --sep; --delim CHARACTER names what separates columns.");
+}
+
+// --predictions would overwrite the file that such an option names.
+TEST_F(CommandUsage, AFileOfNewRows) {
+  for (const std::string name : {"--predict", "--predict-on", "--pred", "--holdout", "--score",
+                                 "--test", "--newdata", "--new-data"}) {
+    ExpectFitRefused(
+        {name, "n.csv"},
+        "There is no option " + name +
+            "; give new rows without the dependent as a second --data; --predictions FILE is "
+            "written with what the model predicts. Rows that hold the dependent are fitted, too; "
+            "to predict those of test.csv alone, write --sql \"SELECT *, 1 AS w FROM 'train.csv' "
+            "UNION ALL BY NAME SELECT *, 0 AS w FROM 'test.csv'\" --freq-weight w in place of "
+            "--data.");
+  }
+}
+
+TEST_F(CommandUsage, RowsOfWeightZeroArePredictedOnly) {
+  folder_.Write("train.csv", "y,x\n1,1\n2,2\n3,3\n");
+  folder_.Write("test.csv", "y,x\n50,4\n");
+  const CommandResult result =
+      Run({"fit", "--sql",
+           "SELECT *, 1 AS w FROM 'train.csv' UNION ALL BY NAME SELECT *, 0 AS w FROM 'test.csv'",
+           "--freq-weight", "w", "-f", "y ~ x", "-o", "p.csv"});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.out.find("\nRecords      4 read, 3 used\n"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("\nPredictions  p.csv, 4 rows\n"), std::string::npos) << result.out;
+  EXPECT_NE(qvtest::ReadFile(folder_.File("p.csv")).find("\n50.0,4"), std::string::npos);
 }
 
 TEST_F(CommandUsage, AnUnknownOptionWithoutANearOne) {
@@ -142,7 +177,7 @@ TEST_F(CommandUsage, AnOptionOfTheProgram) {
 // ---- Values -----------------------------------------------------------------
 
 TEST_F(CommandUsage, AMissingValue) {
-  ExpectFitRefused({"--json"}, "--json has no value; write --json FILE.");
+  ExpectFitRefused({"--json"}, "--json has no value; write --json FILE, or --json - to print it.");
   ExpectFitRefused({"-o"}, "--predictions has no value; write --predictions FILE.");
   ExpectFitRefused({"--na="}, "--na has no value; write --na STRING, or --na '' for an empty one.");
   ExpectRefused({{"fit", "--formula", "--data", "rows.csv"},
@@ -153,6 +188,18 @@ TEST_F(CommandUsage, AMissingValue) {
                 "qvreg fit --help");
   ExpectRefused({{"fit", "-f", "y ~ x", "-d"}, "--data has no value; write --data FILE."},
                 "qvreg fit --help");
+}
+
+// As of a variable of a shell that is not set.
+TEST_F(CommandUsage, AnEmptyValue) {
+  ExpectFitRefused({"--json", ""},
+                   "--json has no value; write --json FILE, or --json - to print it.");
+  ExpectFitRefused({"-o", ""}, "--predictions has no value; write --predictions FILE.");
+  ExpectFitRefused({"--spool-dir", ""}, "--spool-dir has no value; write --spool-dir DIR.");
+  ExpectFitRefused({"--table", ""}, "--table has no value; write --table NAME.");
+  ExpectFitRefused({"--data", "rows.csv", ""}, "--data has no value; write --data FILE.");
+  ExpectFitRefused({"--freq-weight", ""},
+                   "--freq-weight has no value; write --freq-weight COLUMN.");
 }
 
 TEST_F(CommandUsage, AValueOfAFlag) {
@@ -177,6 +224,8 @@ TEST_F(CommandUsage, AValueOfTheWrongKind) {
   ExpectFitRefused({"--confidence", "abc"}, "--confidence takes a number, not 'abc'.");
   ExpectFitRefused({"--confidence", "0,9"}, "--confidence takes a number, not '0,9'; write 0.9.");
   ExpectFitRefused({"--confidence", "a,b"}, "--confidence takes a number, not 'a,b'.");
+  ExpectFitRefused({"--confidence", "90"},
+                   "--confidence must be at least 0 and below 1; for 90 percent write 0.9.");
   ExpectFitRefused({"--digits", "2.5"}, "--digits takes a whole number, not '2.5'.");
   ExpectFitRefused({"--digits", "99999999999"},
                    "--digits takes a smaller number than 99999999999.");
@@ -195,6 +244,70 @@ TEST_F(CommandUsage, ANumberOfThreadsOutOfRange) {
   ExpectFitRefused({"--threads", "2.5"}, "--threads takes a whole number, not '2.5'.");
   const std::string help = Run({"fit", "--help"}).out;
   EXPECT_NE(help.find("at most 1024"), std::string::npos) << help;
+}
+
+TEST_F(CommandUsage, AWeightInBackQuotes) {
+  for (const char* const option : {"--freq-weight", "--regression-weight"}) {
+    EXPECT_EQ(Run({"fit", "-d", "rows.csv", "-f", "y ~ g", "-q", option, "`x`"}).exitCode, 0);
+  }
+  ExpectFitRefused({"--freq-weight", "`x`,g"}, "--freq-weight takes one column, not 'x', 'g'.");
+}
+
+TEST_F(CommandUsage, AComputedWeight) {
+  const std::string sql = "SELECT *, 1/x AS w FROM data";
+  ExpectFailure(Run({"fit", "-d", "rows.csv", "-f", "y ~ x", "--regression-weight", "1/x"}),
+                kBadInput,
+                "There is no column '1/x' for --regression-weight in rows.csv; compute it as a "
+                "column: --sql \"" +
+                    sql + "\" --regression-weight w.");
+  EXPECT_EQ(
+      Run({"fit", "-d", "rows.csv", "-f", "y ~ x", "-q", "--sql", sql, "--regression-weight", "w"})
+          .exitCode,
+      0);
+}
+
+TEST_F(CommandUsage, AQueryOfATableThatThereIsNot) {
+  ExpectFailure(Run({"fit", "-d", "rows.csv", "-f", "y ~ x", "--sql", "SELECT * FROM mt"}),
+                kBadInput, "--sql: There is no table 'mt'; the table of --data is called data.");
+  ExpectFailure(Run({"fit", "-f", "y ~ x", "--sql", "SELECT * FROM mt"}), kBadInput,
+                "--sql: There is no table 'mt'; name a file in single quotes, as in FROM "
+                "'file.csv'.");
+}
+
+TEST_F(CommandUsage, CountsOfTwoOutcomes) {
+  folder_.Write("dead.csv", "dose,dead,n\n1,2,10\n2,4,10\n3,7,11\n4,9,10\n");
+  const CommandResult result =
+      Run({"fit", "-d", "dead.csv", "--sql",
+           "SELECT *, 1 AS y, dead AS w FROM data UNION ALL SELECT *, 0, n - dead FROM data",
+           "--formula", "y ~ dose", "--freq-weight", "w", "--model", "logistic"});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  // glm(cbind(dead, n - dead) ~ dose, binomial) in R gives the same.
+  EXPECT_NE(result.out.find("dose           1.1291     0.37549"), std::string::npos) << result.out;
+}
+
+TEST_F(CommandUsage, MoreParametersThanAllowed) {
+  std::string rows = "y,x,g,h\n";
+  for (int i = 0; i < 40; ++i) {
+    rows += std::to_string(i * 7 % 11) + "," + std::to_string(i) + ",g" + std::to_string(i % 10) +
+            ",h" + std::to_string(i % 5) + "\n";
+  }
+  folder_.Write("many.csv", rows);
+  const auto fit = [this](const std::string& formula, const std::string& most) {
+    return Run({"fit", "-d", "many.csv", "-q", "-f", formula, "--max-parameters", most});
+  };
+  ExpectFailure(fit("y ~ x + g", "11"), kBadInput,
+                "The model would have at least 12 parameters, more than the 11 that "
+                "--max-parameters allows; 'g' has most of them, 10 levels. Its matrices would take "
+                "0 MB: leave the term out, group its levels with --sql, or raise "
+                "--max-parameters.");
+  EXPECT_EQ(fit("y ~ x + g", "12").exitCode, 0);
+  // Of the 50 cells, 10 occur.
+  EXPECT_EQ(fit("y ~ g:h", "11").exitCode, 0);
+  EXPECT_EQ(fit("y ~ g:h", "10").exitCode, kBadInput);
+  EXPECT_EQ(fit("y ~ g:h + h", "15").exitCode, kBadInput);
+  EXPECT_EQ(fit("h ~ x", "8").exitCode, 0) << "two parameters for each of four levels";
+  EXPECT_EQ(fit("h ~ x", "7").exitCode, kBadInput);
+  ExpectFitRefused({"--max-parameters", "0"}, "--max-parameters must be a whole number from 1 on.");
 }
 
 TEST_F(CommandUsage, OptionsThatExcludeOneAnother) {

@@ -111,8 +111,7 @@ TEST_F(CommandWhere, WhatIsNoCondition) {
       Refused("x > 1) or (1 = 1"),
       "qvreg: --where: This ')' closes nothing; take it out.\n  x > 1) or (1 = 1\n       ^\n");
   EXPECT_EQ(Refused(""),
-            "qvreg: --where is empty; give it a value, or leave it out.\nTry 'qvreg "
-            "fit --help'.\n");
+            "qvreg: --where has no value; write --where CONDITION.\nTry 'qvreg fit --help'.\n");
   EXPECT_EQ(Refused(" "),
             "qvreg: --where: The condition is empty; write one such as x > 5.\n   \n   ^\n");
   EXPECT_EQ(Refused("w > 1"),

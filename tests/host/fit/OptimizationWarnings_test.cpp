@@ -113,10 +113,11 @@ TEST(OptimizationWarnings, StepHalvingLimit) {
   const FitResult fit = FitThatEnded(kOptStepHalvingFailed);
   LogisticOptions options;
   options.maxStepHalving = 8;
-  EXPECT_EQ(OptimizationWarnings(fit, options, {}, {}).Find(),
-            Sentences{"Iteration 12 found no step that raised the log-likelihood in 8 "
-                      "step-halvings, so the estimates may not be the best. Allow more with "
-                      "--max-step-halving, or centre and rescale covariates."});
+  EXPECT_EQ(
+      OptimizationWarnings(fit, options, {}, {}).Find(),
+      Sentences{"Iteration 12 found no step of use in up to 8 step-halvings, so the estimates "
+                "may not be the best. Merge rare levels, centre and rescale covariates, or "
+                "allow more with --max-step-halving."});
 }
 
 TEST(OptimizationWarnings, IterationLimit) {

@@ -135,6 +135,34 @@ TEST(RunFitSeparation, EarlyStopsSayWhatWasNotReached) {
                                 "starting values. Allow some with --max-iterations."});
 }
 
+TEST(RunFitSeparation, OfTheBaseOfAFactor) {
+  const std::string sql =
+      "SELECT 'g' || (range % 3) AS g, CASE WHEN range % 3 <> 2 AND range % 5 = 0 THEN 'y' ELSE "
+      "'n' END AS y FROM range(300)";
+  FitOptions options = OptionsFor(sql, "y ~ g");
+  const std::string base = "It is the base 'g2' of 'g' that is separated; choose another --base.";
+  FitResult fit = Fit(options);
+  ASSERT_EQ(fit.logistic->outcome, "quasi_complete_separation");
+  ASSERT_EQ(fit.warnings.size(), 1U);
+  EXPECT_NE(fit.warnings[0].find(base), std::string::npos) << fit.warnings[0];
+  options.binding.bases = {"g=g1"};
+  fit = Fit(options);
+  EXPECT_EQ(fit.warnings.at(0).find("It is the base"), std::string::npos) << fit.warnings[0];
+  EXPECT_EQ(DriversOf(fit), Names{"y: g=g2"});
+}
+
+TEST(RunFitSeparation, AStepHalvedUntilItIsShortIsNoConvergence) {
+  // The maximum of this model, which has a parameter for each cell, is -6244.2347.
+  FitOptions options = OptionsFor(
+      "SELECT 'c'||y AS y, 'g'||g AS g, n FROM (VALUES (2, 0, 7), (0, 1, 3), (1, 1, 1), "
+      "(3, 1, 804), (2, 2, 1069), (3, 2, 369), (0, 3, 48), (2, 3, 616), (3, 3, 2756), (0, 4, 12), "
+      "(1, 4, 20), (2, 4, 6704), (3, 4, 1170), (0, 5, 1), (2, 5, 15)) AS t(y, g, n)",
+      "y ~ g");
+  options.binding.freqWeight = "n";
+  const FitResult fit = Fit(options);
+  EXPECT_EQ(fit.logistic->converged, fit.logistic->logLikelihood.value_or(0.0) > -6245.0);
+}
+
 TEST(RunFitSeparation, TooFewStepHalvings) {
   // A rare level that half of a small group has: the first step goes far too far.
   FitOptions options = OptionsFor(
@@ -144,9 +172,9 @@ TEST(RunFitSeparation, TooFewStepHalvings) {
   options.binding.freqWeight = "n";
   options.logistic.maxStepHalving = 5;
   EXPECT_EQ(Fit(options).warnings,
-            Names{"Iteration 1 found no step that raised the log-likelihood in 5 step-halvings, so "
-                  "the estimates may not be the best. Allow more with --max-step-halving, or "
-                  "centre and rescale covariates."});
+            Names{"Iteration 1 found no step of use in up to 5 step-halvings, so the estimates may "
+                  "not be the best. Merge rare levels, centre and rescale covariates, or allow "
+                  "more with --max-step-halving."});
   options.logistic.maxStepHalving = 6;
   const FitResult fit = Fit(options);
   EXPECT_EQ(fit.logistic->outcome, "parameters_converged");

@@ -70,7 +70,7 @@ TEST(RunSettings, OfALogisticModelHaveTheLibrarysDefaults) {
   EXPECT_EQ(settings.GetDependentNCategs(), 3);
   EXPECT_EQ(settings.GetDependentRefCateg(), defaults.GetDependentRefCateg());
   EXPECT_EQ(settings.GetMaxIterations(), defaults.GetMaxIterations());
-  EXPECT_EQ(settings.GetMaxStepHalvingValue(), 10) << "as many as rare levels need";
+  EXPECT_EQ(settings.GetMaxStepHalvingValue(), 30) << "as many as rare levels need";
   EXPECT_EQ(settings.GetStartingIteration(), defaults.GetStartingIteration());
   EXPECT_EQ(settings.GetLLConCriterion(), defaults.GetLLConCriterion());
   EXPECT_EQ(settings.GetLLFuncChange(), defaults.GetLLFuncChange());

@@ -162,8 +162,8 @@ TEST(ExpressionErrors, CommentsParametersAndQuotes) {
   ExpectError("I(x = @x'41')", typed);
   ExpectError("I(@interval '1' day)", typed);
   ExpectError("I(x = @‘a’)",
-              "'‘' (U+2018) has no meaning in a formula; put a name that holds it in "
-              "back-quotes.");
+              "'‘' (U+2018) has no meaning in a formula; write ' for a text and ` for a column, or "
+              "put a name that holds it in back-quotes.");
   ExpectError("I(x = @\"a\")",
               "A formula has no double quotes; write 'a' for a text, `a` for a column.");
 }

@@ -80,8 +80,9 @@ TEST(ForeignFunction, WhatAFormulaHasNotSaysWhatToWrite) {
   }
   ExpectError(
       "cbind(n, m) ~ x", 0,
-      "cbind() joins columns, but the dependent is one column: that of the outcome, with the "
-      "counts in --freq-weight.");
+      "cbind() joins columns, but the dependent is one column. For dead of n make two rows of "
+      "each: --sql \"SELECT *, 1 AS y, dead AS w FROM data UNION ALL SELECT *, 0, n - dead FROM "
+      "data\" with --formula 'y ~ dose' --freq-weight w --model logistic.");
   ExpectError(
       "y ~ cut(x, 4)", 4,
       "cut() is written with its limits here, as in I(case when x < 10 then 'low' else 'high' "

@@ -256,13 +256,42 @@ TEST(FormulaErrors, QuotesAndTexts) {
               "        ^", "The name between these quotes is empty; write a column's name.");
 }
 
+TEST(FormulaErrors, ACharacterThatLooksLikeAPlainOne) {
+  const std::string end = ", or put a name that holds it in back-quotes.";
+  const std::string start = " has no meaning in a formula; write ";
+  ExpectError("y ∼ x",  //
+              "  ^", "'∼' (U+223C)" + start + "~" + end);
+  ExpectError("y ~ a – b",  //
+              "      ^", "'–' (U+2013)" + start + "-" + end);
+  ExpectError("y ~ a × b",  //
+              "      ^", "'×' (U+00D7)" + start + "* (: for the crossing alone)" + end);
+  ExpectError("y ~ “a”",  //
+              "    ^", "'“' (U+201C)" + start + "' for a text and ` for a column" + end);
+}
+
+TEST(FormulaErrors, ACallAroundTheWholeFormula) {
+  ExpectError("lm(y ~ a, data = d)",  //
+              "^", "Write the formula alone, such as y ~ x, without lm(...) around it.");
+  ExpectError("smf.ols(y ~ a)",  //
+              "^", "Write the formula alone, such as y ~ x, without smf.ols(...) around it.");
+  ExpectError("log(y ~ a",  //
+              "   ^", "This '(' is not closed before the '~'; add the ')'.");
+}
+
+TEST(FormulaErrors, LevelsInACall) {
+  ExpectError("y ~ factor(g, levels = c(8, 6))",  //
+              "              ^",
+              "The order of levels is named outside the formula: --levels FACTOR=LEVEL,..., such "
+              "as --levels size=S,M,L.");
+}
+
 TEST(FormulaErrors, UnknownCharacters) {
   ExpectError("y ~ a $ b",  //
               "      ^",
               "'$' has no meaning in a formula; put a name that holds it in back-quotes.");
   ExpectError("größe ~ a − b",  //
               "          ^",
-              "'−' (U+2212) has no meaning in a formula; put a name that holds it in "
+              "'−' (U+2212) has no meaning in a formula; write -, or put a name that holds it in "
               "back-quotes.");
   ExpectError("y ~ f(a; b)",  //
               "       ^",

@@ -87,7 +87,7 @@ TEST(FormulaFactors, OtherArguments) {
               "         ^", "C" + rest);
   ExpectError("y ~ C(x, Helmert('a'))",  //
               "         ^", "C" + rest);
-  ExpectError("y ~ factor(x, levels = z)",  //
+  ExpectError("y ~ factor(x, labels = z)",  //
               "              ^", "factor" + rest);
   ExpectError("y ~ C(x, Treatment('a'), z)",  //
               "                         ^", "C() takes no third argument; take this out.");

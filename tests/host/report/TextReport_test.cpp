@@ -50,6 +50,23 @@ Notes
 )");
 }
 
+TEST(TextReport, TellsWherePredictionsWent) {
+  FitResult fit = SampleFit();
+  fit.predictions = "p.csv";
+  fit.rowsPredicted = 1200;
+  const std::string text = TextReport(fit);
+  EXPECT_NE(text.find("\nFormula      y ~ g*x\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\nPredictions  p.csv, 1,200 rows\n"), std::string::npos) << text;
+}
+
+TEST(TextReport, TellsThatRSquareIsAboutZeroWithoutAnIntercept) {
+  FitResult fit = SampleFit();
+  fit.parameters.erase(fit.parameters.begin());
+  const std::string text = TextReport(fit);
+  EXPECT_NE(text.find("\nR square 0.75 (about 0: no intercept), root mean"), std::string::npos)
+      << text;
+}
+
 TEST(TextReport, LeavesOutWhatThereIsNot) {
   FitResult fit;
   fit.formula = "y ~ 1";

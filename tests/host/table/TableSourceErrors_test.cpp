@@ -163,7 +163,7 @@ TEST_F(TableSourceErrors, QuotesDuckDbOnAWrongQuery) {
             "--sql: Referenced column \"nope\" not found in FROM clause!");
   EXPECT_EQ(Refused({"", "", "SELEC 1"}), "--sql: syntax error at or near \"SELEC\".");
   EXPECT_TRUE(Contains(Refused({"", "", "SELECT * FROM nowhere"}),
-                       "--sql: Table with name nowhere does not exist!"));
+                       "--sql: There is no table 'nowhere'; name a file in single quotes"));
   EXPECT_EQ(Refused({"", "", "SELECT 1; SELECT 2"}),
             "--sql takes one SELECT; this text holds 2 statements.");
   EXPECT_EQ(Refused({"", "", "-- nothing"}),
