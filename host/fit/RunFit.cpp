@@ -84,14 +84,18 @@ void RefuseOtherKind(const FitOptions& options, ModelKind kind) {
   }
 }
 
-std::vector<std::string> ColumnsOf(const Formula& formula, const BindingOptions& options,
+std::vector<std::string> ColumnsOf(const TableSource& source, const Formula& formula,
+                                   const BindingOptions& options,
                                    const std::optional<RowCondition>& condition) {
-  std::vector<std::string> columns = {options.freqWeight, options.regressionWeight};
+  std::vector<std::string> columns;
+  for (const std::string& weight : {options.freqWeight, options.regressionWeight}) {
+    for (const ColumnInfo* column : source.Matches(weight)) columns.push_back(column->name);
+  }
   if (condition)
     columns.insert(columns.end(), condition->columns.begin(), condition->columns.end());
-  for (const ColumnUse& use : formula.response.columns) columns.push_back(use.name);
+  for (const ColumnUse& use : formula.response.columns) columns.push_back(use.found.name);
   for (const Variable& variable : formula.variables) {
-    for (const ColumnUse& use : variable.columns) columns.push_back(use.name);
+    for (const ColumnUse& use : variable.columns) columns.push_back(use.found.name);
   }
   return columns;
 }
@@ -151,10 +155,11 @@ std::optional<RowCondition> ConditionOf(const FitOptions& options, const TableSo
 }
 
 /// The columns whose types matter.
-std::vector<std::string> ColumnsRead(const Formula& formula, const FitOptions& options,
+std::vector<std::string> ColumnsRead(const TableSource& source, const Formula& formula,
+                                     const FitOptions& options,
                                      const std::optional<RowCondition>& condition,
                                      const std::vector<std::string>& kept) {
-  std::vector<std::string> read = ColumnsOf(formula, options.binding, condition);
+  std::vector<std::string> read = ColumnsOf(source, formula, options.binding, condition);
   // As text it needs no type.
   if (!IsText(options.predictions)) read.insert(read.end(), kept.begin(), kept.end());
   return read;
@@ -199,7 +204,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   const std::optional<RowCondition> condition = ConditionOf(options, source);
   const std::vector<std::string> kept = NamesToKeep(options, source);
   outputs.SetInputs(source.Inputs());
-  source.SettleTypes(ColumnsRead(formula, options, condition, kept));
+  source.SettleTypes(ColumnsRead(source, formula, options, condition, kept));
   const std::vector<std::string> withoutRole = RemoveColumnsWithoutRole(formula, source);
   const ModelBinding binding = BindModel(formula, source, options.binding);
   RefuseOtherKind(options, binding.kind);

@@ -18,10 +18,12 @@
 #include "host/table/InputFiles.h"
 #include "host/table/NestedFields.h"
 #include "host/table/NumberFormat.h"
-#include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
+#include "host/table/QueryView.h"
 #include "host/table/ScalarFunctions.h"
 #include "host/table/SqliteFile.h"
+#include "host/table/TextColumns.h"
+#include "host/table/WrittenNames.h"
 
 namespace qvhost {
 namespace {
@@ -65,27 +67,6 @@ void CheckOptions(const DataSource& source) {
 bool HasOptions(const ReadingOptions& options) {
   return options.format || options.encoding || !options.delimiter.empty() || options.header ||
          options.decimal || !options.thousands.empty() || !options.types.empty();
-}
-
-void CheckQuery(Connection& connection, const std::string& sql) {
-  const std::size_t count = connection.CountStatements(sql);
-  if (count != 1) {
-    Refuse(fmt::format("--sql takes one SELECT; this text holds {} statements.", count));
-  }
-  if (!PreparedQuery(connection, sql).IsSelect()) {
-    Refuse("--sql takes a SELECT; this statement is of another kind.");
-  }
-}
-
-/// Makes the result of the query a view, so that DuckDB itself settles where the query ends and
-/// what its columns are called.
-void ShowQuery(Connection& connection, const std::string& sql) {
-  try {
-    CheckQuery(connection, sql);
-    connection.Execute(fmt::format("CREATE OR REPLACE TEMP VIEW {} AS {}", kQueryView, sql));
-  } catch (const QueryError& error) {
-    throw Error(error.Code(), fmt::format("--sql: {}", error.what()));
-  }
 }
 
 /// A database and its write-ahead log, which lies beside it, or beside the link that names it; a
@@ -182,17 +163,26 @@ std::string TableSource::ShowFiles(const ReadingOptions& options) {
   if (data_->Format() == FileFormat::kParquet) {
     std::string query = fmt::format("SELECT * FROM read_parquet({}{})", files,
                                     data_->AreSeveral() ? ", union_by_name = true" : "");
-    Reading(
-        [&] { connection_->Execute(fmt::format("CREATE TEMP VIEW {} AS {}", kFileView, query)); });
+    Reading([&] { ShowParquet(query); });
     return query;
   }
   const TextFiles text{data_->Format(), files, name_, data_->AreSeveral()};
   TextView shown = Reading(
       [&] { return ShowTextFile(*connection_, *missing_, strings_, kFileView, text, options); });
   file_ = std::move(shown.view);
+  renamedInFile_ = std::move(shown.renamed);
   layout_ = std::move(shown.layout);
   delimiter_ = options.delimiter;
   return fmt::format("SELECT * FROM read_csv({})", files);
+}
+
+void TableSource::ShowParquet(const std::string& query) {
+  std::vector<std::string> names;
+  for (const ColumnInfo& column : connection_->Describe(query)) names.push_back(column.name);
+  const std::vector<std::string> written = NamesInParquet(*connection_, data_->Sql(), names);
+  renamedInFile_ = RenamedColumns(written);
+  const std::string list = renamedInFile_.empty() ? "" : ColumnList(UniqueNames(written));
+  connection_->Execute(fmt::format("CREATE TEMP VIEW {}{} AS {}", kFileView, list, query));
 }
 
 void TableSource::ShowSqlite(const DataSource& source) {
@@ -211,7 +201,7 @@ void TableSource::ShowSqlite(const DataSource& source) {
 
 void TableSource::ChooseTable(const DataSource& source) {
   if (!sql_.empty()) {
-    ShowQuery(*connection_, sql_);
+    renamed_ = ShowQuery(*connection_, sql_, kQueryView);
     relation_ = kQueryView;
     name_ = "query";
     return;
@@ -278,8 +268,12 @@ void TableSource::ShowTyped() {
 void TableSource::LearnColumns() {
   columns_ =
       Reading([this] { return connection_->Describe(fmt::format("SELECT * FROM {}", relation_)); });
+  const std::vector<RenamedColumn>& renamedHere = sql_.empty() ? renamedInFile_ : renamed_;
   for (ColumnInfo& column : columns_) {
     column.isField = std::ranges::find(fields_, column.name) != fields_.end();
+    const auto renamed = std::ranges::find(renamedHere, column.name, &RenamedColumn::name);
+    const bool isNamed = renamed != renamedHere.end() && !renamed->IsRepeated();
+    if (isNamed) column.written = renamed->written;
   }
 }
 
@@ -296,7 +290,7 @@ void TableSource::NoteInputs() const { opened_->AddInTimeTo(*inputs_); }
 
 void TableSource::ShowViews() const {
   if (file_) file_->Create();
-  if (!sql_.empty()) ShowQuery(*connection_, sql_);
+  if (!sql_.empty()) ShowQuery(*connection_, sql_, kQueryView);
   if (!fieldsView_.empty()) connection_->Execute(fieldsView_);
   if (typed_) typed_->Create();
 }
@@ -326,10 +320,17 @@ bool TableSource::CorrectTypes(const QueryError& error) const {
   }
 }
 
+std::vector<std::string> TableSource::NotesOnNames() const {
+  std::vector<std::string> notes = RenamingNotes(renamed_, " of the query");
+  for (std::string& note : RenamingNotes(renamedInFile_, sql_.empty() ? "" : " of the data")) {
+    notes.push_back(std::move(note));
+  }
+  return notes;
+}
+
 const TextLayout* TableSource::Layout() const { return file_ && sql_.empty() ? &layout_ : nullptr; }
 
 BooleanTexts TableSource::BooleansOf(const std::string& column) const {
-  constexpr std::int64_t kSampleRows = 20480;
   if (!file_ || !sql_.empty()) return {};
   return Reading([&] { return file_->BooleansOf(column, kSampleRows); });
 }
@@ -379,6 +380,11 @@ std::vector<std::vector<std::string>> TableSource::FilesWithout(
     for (std::size_t i = 0; i < columns.size(); ++i) {
       // A field is no column by itself, and stands in whichever file has its objects.
       if (std::ranges::find(fields_, columns[i]) != fields_.end()) continue;
+      // All files have these.
+      if (std::ranges::find(renamedInFile_, columns[i], &RenamedColumn::name) !=
+          renamedInFile_.end()) {
+        continue;
+      }
       const auto isThis = [&](const ColumnInfo& info) { return SameWord(info.name, columns[i]); };
       if (std::ranges::none_of(found, isThis)) {
         without[i].push_back(data_->WithNames(row[1].value_or("")));
@@ -432,17 +438,16 @@ void TableSource::StartCounting() const {
 
 TableSource::~TableSource() = default;
 TableSource::TableSource(TableSource&&) noexcept = default;
+
 std::vector<const ColumnInfo*> TableSource::Matches(std::string_view name) const {
+  for (const ColumnInfo& column : columns_) {
+    if (column.Written() == name) return {&column};
+  }
   const auto exact = std::ranges::find(columns_, name, &ColumnInfo::name);
   if (exact != columns_.end()) return {&*exact};
   std::vector<const ColumnInfo*> matches;
-  const std::string renamed = fmt::format("{}_1", name);
   for (const ColumnInfo& column : columns_) {
-    if (SameWord(column.name, name)) matches.push_back(&column);
-  }
-  if (matches.empty()) return matches;
-  for (const ColumnInfo& column : columns_) {
-    if (column.name == renamed) matches.push_back(&column);
+    if (SameWord(column.Written(), name)) matches.push_back(&column);
   }
   return matches;
 }

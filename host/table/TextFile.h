@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/table/ColumnInfo.h"
+#include "host/table/ColumnNames.h"
 #include "host/table/Connection.h"
 #include "host/table/MissingFunction.h"
 #include "host/table/ReadingOptions.h"
@@ -45,12 +45,8 @@ struct TextLayout {
 struct TextView {
   std::unique_ptr<TypedView> view;
   TextLayout layout;
+  std::vector<RenamedColumn> renamed;
 };
-
-/// Throws Error (kBadInput) for a type of a column that there is not in `source`, which people
-/// read.
-void CheckTypes(const std::string& source, const std::vector<ColumnType>& types,
-                const std::vector<ColumnInfo>& columns);
 
 /// Makes the view `view` of text files: DuckDB says how the files are written and of what types
 /// their columns are, as far as the options do not; missing strings are no values. Throws
