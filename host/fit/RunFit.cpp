@@ -42,6 +42,20 @@ Formula ReadFormula(const FitOptions& options, const TableSource& source) {
   return formula;
 }
 
+/// Says of a level that does not exist that its values were read as missing, if they were.
+[[noreturn]] void RefuseLevel(const NoSuchLevel& error, const std::vector<MissingString>& strings) {
+  for (const MissingString& string : strings) {
+    if (string.column != error.Label() || string.text != error.Wanted()) continue;
+    const bool isOne = string.count == 1;
+    throw Error(
+        error.Code(),
+        fmt::format("{} {} value{} '{}' {} read as missing; --na {} keeps {}.", error.what(),
+                    string.count, isOne ? "" : "s", string.text, isOne ? "was" : "were",
+                    string.text == "NA" ? "''" : "NA", isOne ? "it" : "them"));
+  }
+  throw NoSuchLevel(error);
+}
+
 CodedTable Code(const TableSource& source, const Formula& formula, const ModelBinding& binding,
                 const FitOptions& options, std::vector<KeptColumn> keep, ProgressBar& progress,
                 const Interrupt& interrupt) {
@@ -61,6 +75,17 @@ CodedTable Code(const TableSource& source, const Formula& formula, const ModelBi
   } catch (const TooManyLevels& error) {
     RefuseLevelsOfDot(formula, source, error);
     throw;
+  } catch (const NoSuchLevel& error) {
+    RefuseLevel(error, source.MissingStringsRead());
+  }
+}
+
+RunSettings SettingsOf(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
+                       const FitOptions& options) {
+  try {
+    return RunSettings(formula, binding, table, options);
+  } catch (const NoSuchLevel& error) {
+    RefuseLevel(error, table.MissingStrings());
   }
 }
 
@@ -215,7 +240,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   // Some files are opened only while others are read.
   outputs.SetInputs(source.Inputs());
   outputs.Begin();
-  RunSettings settings(formula, binding, table, options);
+  RunSettings settings = SettingsOf(formula, binding, table, options);
   const std::vector<StandardizedVariable> standardized =
       Standardize(formula, binding, table, ValidatorOf(settings.Get()), interrupt,
                   ShowShare("standardizing", table, progress));

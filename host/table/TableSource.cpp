@@ -69,6 +69,24 @@ bool HasOptions(const ReadingOptions& options) {
          options.decimal || !options.thousands.empty() || !options.types.empty();
 }
 
+constexpr const char* kRowNamesHint =
+    " If the header is one name shorter than the rows, as R's write.table writes it, write the "
+    "data "
+    "with row.names = FALSE.";
+
+std::string DelimiterText(char delimiter) {
+  switch (delimiter) {
+    case ';':
+      return "a semicolon";
+    case '\t':
+      return "a tab";
+    case ' ':
+      return "a blank";
+    default:
+      return fmt::format("'{}'", delimiter);
+  }
+}
+
 /// A database and its write-ahead log, which lies beside it, or beside the link that names it; a
 /// file put where there is none would be taken for it.
 void AddDatabase(const std::string& data, InputFiles& files) {
@@ -100,6 +118,10 @@ std::string TableSource::ReasonOf(const QueryError& error) const {
            "a list, repeat --na for each: --na NA --na -99.";
   }
   if (error.IsForm()) {
+    if (!delimiter_.empty()) {
+      return fmt::format("its rows have not as many values separated by {} each.{}",
+                         DelimiterText(delimiter_.front()), kRowNamesHint);
+    }
     return "its rows have no form in common, as many values separated by one character. Name the "
            "character with --delim, such as --delim ' ' for blanks, or mend the rows.";
   }
@@ -166,13 +188,13 @@ std::string TableSource::ShowFiles(const ReadingOptions& options) {
     Reading([&] { ShowParquet(query); });
     return query;
   }
+  delimiter_ = options.delimiter;
   const TextFiles text{data_->Format(), files, name_, data_->AreSeveral()};
   TextView shown = Reading(
       [&] { return ShowTextFile(*connection_, *missing_, strings_, kFileView, text, options); });
   file_ = std::move(shown.view);
   renamedInFile_ = std::move(shown.renamed);
   layout_ = std::move(shown.layout);
-  delimiter_ = options.delimiter;
   return fmt::format("SELECT * FROM read_csv({})", files);
 }
 
@@ -338,23 +360,32 @@ BooleanTexts TableSource::BooleansOf(const std::string& column) const {
 std::string TableSource::HeaderHint() const {
   const TextLayout* const layout = Layout();
   if (layout == nullptr) return {};
+  if (!layout->otherDelimiter.empty()) {
+    const bool isTab = layout->otherDelimiter == "\t";
+    const std::string option = isTab ? "tab" : ShellText(layout->otherDelimiter);
+    return fmt::format(" If {} separates the columns, add --delim {}.",
+                       DelimiterText(layout->otherDelimiter.front()), option);
+  }
   std::string hint;
   if (layout->skippedRows > 0) {
-    hint =
-        fmt::format(" Its first {} lines were skipped, as they do not look like rows of a table.",
-                    layout->skippedRows);
+    hint = layout->skippedRows == 1
+               ? " Its first line was skipped, as it does not look like a row of a table."
+               : fmt::format(
+                     " Its first {} lines were skipped, as they do not look like rows of a "
+                     "table.",
+                     layout->skippedRows);
   }
-  if (!layout->hasHeader && layout->skippedRows == 1) {
-    hint +=
-        " If that is a header one name shorter than the rows, as R's write.table writes it, write "
-        "the data with write.csv(x, row.names = FALSE).";
-  }
+  if (!layout->hasHeader && layout->skippedRows == 1) return hint + kRowNamesHint;
   if (!layout->hasHeader) {
-    return hint + fmt::format(
-                      " It seems to have no header, so its columns are called {}{}; if its "
-                      "first row holds the names, add --header yes.",
-                      columns_.front().name,
-                      columns_.size() > 1 ? ", " + columns_[1].name + ", ..." : "");
+    const std::string& first = columns_.front().name;
+    if (layout->isHeaderGiven) {
+      return fmt::format("{} It is read without a header, so its columns are called {} and so on.",
+                         hint, first);
+    }
+    return fmt::format(
+        "{} It seems to have no header, so its columns are called {}{}; if its first row holds "
+        "the names, add --header yes.",
+        hint, first, columns_.size() > 1 ? ", " + columns_[1].name + ", ..." : "");
   }
   const auto isNumber = [](const ColumnInfo& column) {
     return ParseNumber(column.name, {}, NumberSigns::kRefused).has_value();

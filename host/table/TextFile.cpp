@@ -17,6 +17,7 @@
 #include "host/table/QueryError.h"
 #include "host/table/ScalarFunctions.h"
 #include "host/table/TextColumns.h"
+#include "host/table/TextLines.h"
 #include "host/table/WrittenNames.h"
 
 namespace qvhost {
@@ -55,10 +56,10 @@ struct Dialect {
   std::string types;    ///< Options in SQL for learning the types,
   std::string options;  ///< for every further reading,
   std::string form;     ///< and of what separates and quotes values.
+  std::string delimiter;
   std::string dateFormat;
   std::string timestampFormat;
   bool hasHeader = true;
-  bool isSemicolon = false;
   std::int64_t skippedRows = 0;
 };
 
@@ -75,24 +76,36 @@ std::string GivenOptions(const TextFiles& files, const ReadingOptions& given, Sh
   return options;
 }
 
-/// What DuckDB tells of how one file is written: whether it sees comments, and the columns.
-std::vector<std::optional<std::string>> Sniffed(Connection& connection, const std::string& call) {
-  return connection
-      .Rows(fmt::format("SELECT Comment NOT IN ('', '(empty)'), CAST(Columns AS VARCHAR) FROM {}",
-                        call))
-      .front();
+/// What DuckDB tells of how one file is written.
+struct Sniffed {
+  std::vector<std::optional<std::string>> answers;  ///< See Sniff.
+  bool hasComments = false;
+};
+
+Sniffed Sniff(Connection& connection, const std::string& file, const std::string& options) {
+  Sniffed sniffed;
+  sniffed.answers =
+      connection
+          .Rows(fmt::format("SELECT HasHeader, Delimiter, DateFormat, TimestampFormat, "
+                            "Quote IN ('', '(empty)'), SkipRows, Comment NOT IN ('', '(empty)'), "
+                            "CAST(Columns AS VARCHAR) FROM sniff_csv({}, {})",
+                            file, options))
+          .front();
+  sniffed.hasComments = sniffed.answers[6] == "true";
+  return sniffed;
 }
 
-/// A row that begins with #N/A is no comment: without comments the file has the same columns. One
-/// with comments has not, as they are not written in columns.
-bool HasNoComments(Connection& connection, const std::string& file, const std::string& sniffing) {
-  const auto any = Sniffed(connection, fmt::format("sniff_csv({}, {})", file, sniffing));
-  if (any[0] != "true") return true;
+/// The same, once where it can be, as DuckDB takes long for wide files. A row that begins with #N/A
+/// is no comment: without comments the file has the same columns. One with comments has not, as
+/// they are not written in columns.
+Sniffed SniffComments(Connection& connection, const std::string& file, const std::string& options) {
+  Sniffed sniffed = Sniff(connection, file, options);
+  if (!sniffed.hasComments) return sniffed;
   try {
-    return any[1] ==
-           Sniffed(connection, fmt::format("sniff_csv({}, {}, comment = '')", file, sniffing))[1];
+    Sniffed without = Sniff(connection, file, options + ", comment = ''");
+    return without.answers[7] == sniffed.answers[7] ? without : sniffed;
   } catch (const QueryError&) {
-    return false;
+    return sniffed;
   }
 }
 
@@ -113,21 +126,15 @@ Dialect DialectOf(Connection& connection, const TextFiles& files, const std::str
   if (shortRows == ShortRows::kPad) sniffing += ", null_padding = true";
   if (!given.delimiter.empty()) sniffing += ", delim = " + QuoteText(given.delimiter);
   if (given.header) sniffing += fmt::format(", header = {}", *given.header);
-  if (HasNoComments(connection, QuoteText(names.front()), sniffing)) {
+  const Sniffed sniffed = SniffComments(connection, QuoteText(names.front()), sniffing);
+  if (!sniffed.hasComments) {
     dialect.types += ", comment = ''";
     dialect.options += ", comment = ''";
-    sniffing += ", comment = ''";
   }
-  const auto row =
-      connection
-          .Rows(fmt::format("SELECT HasHeader, Delimiter, DateFormat, TimestampFormat, "
-                            "Quote IN ('', '(empty)'), SkipRows "
-                            "FROM sniff_csv({}, {})",
-                            QuoteText(names.front()), sniffing))
-          .front();
+  const auto& row = sniffed.answers;
   dialect.hasHeader = row[0] != "false";
   dialect.skippedRows = std::stoll(row[5].value_or("0"));
-  dialect.isSemicolon = row[1] == ";";
+  dialect.delimiter = row[1].value_or("");
   if (!given.header) dialect.options += fmt::format(", header = {}", dialect.hasHeader);
   // Files of one pattern may differ in it.
   const bool isOne = names.size() == 1;
@@ -197,18 +204,6 @@ Learned Learn(Connection& connection, const TextFiles& files, const std::string&
   return learned;
 }
 
-/// What seems to separate the columns in a header that was taken for one name; nothing for none.
-std::string SeparatorIn(const std::string& header) {
-  std::string separator;
-  std::ptrdiff_t most = 0;
-  for (const char c : {',', ';', '\t', '|'}) {
-    const std::ptrdiff_t count = std::ranges::count(header, c);
-    if (count > most) separator = std::string(1, c);
-    most = std::max(most, count);
-  }
-  return separator;
-}
-
 /// Where not all rows have as many values, DuckDB sees no columns: short rows are then padded.
 Learned LearnPadding(Connection& connection, const TextFiles& files, const std::string& nullStrings,
                      ReadingOptions given) {
@@ -260,10 +255,14 @@ TextNames NamesOf(Connection& connection, const TextFiles& files, const Learned&
       fmt::format("{}, skip = {}", learned.dialect.form, learned.dialect.skippedRows), names));
 }
 
-TextLayout LayoutOf(const Learned& learned, const std::vector<RawColumn>& columns) {
+TextLayout LayoutOf(const Learned& learned, const std::vector<RawColumn>& columns,
+                    const ReadingOptions& given, const std::vector<std::string>& lines) {
   TextLayout layout;
   layout.hasHeader = learned.dialect.hasHeader;
   layout.skippedRows = learned.dialect.skippedRows;
+  layout.isHeaderGiven = given.header.has_value();
+  layout.otherDelimiter = OtherDelimiter(lines, learned.dialect.delimiter);
+  if (!given.delimiter.empty()) layout.otherDelimiter.clear();
   layout.hasShortRows = learned.shortRows == ShortRows::kPad;
   for (const RawColumn& column : columns) {
     if (!column.dateFormat.empty()) layout.dates.push_back({column.name, column.dateFormat});
@@ -273,11 +272,19 @@ TextLayout LayoutOf(const Learned& learned, const std::vector<RawColumn>& column
 
 TextView ShowDelimited(Connection& connection, MissingFunction& missing,
                        const MissingStrings& strings, const std::string& view,
-                       const TextFiles& files, const ReadingOptions& given) {
+                       const TextFiles& files, const ReadingOptions& asked) {
+  const std::vector<std::string> lines = FirstLines(connection, files.sql);
+  if (asked.delimiter == " ") CheckBlanks(files.name, !files.areSeveral, lines);
+  ReadingOptions given = asked;
+  // A decimal comma separates no columns.
+  if (given.delimiter.empty() && given.decimal == ',') given.delimiter = OtherDelimiter(lines, ",");
   const std::string nullStrings = NullStrings(strings);
   const bool mayBeNumbers = !AnyIsNumber(connection, strings);
   const Learned learned = LearnPadding(connection, files, nullStrings, given);
   const Dialect& dialect = learned.dialect;
+  if (!dialect.hasHeader && !given.header && lines.size() == 1) {
+    throw Error(ExitCode::kRunFailed, fmt::format("'{}' has a header and no rows.", files.name));
+  }
   CheckLongRows(connection, files, learned);
   const TextNames names = NamesOf(connection, files, learned);
   std::vector<RawColumn> columns;
@@ -288,14 +295,14 @@ TextView ShowDelimited(Connection& connection, MissingFunction& missing,
     columns.back().source = learned.columns[i][0].value_or("");
   }
   CheckTypes(files.name, given.types, names);
-  TextLayout layout = LayoutOf(learned, columns);
+  TextLayout layout = LayoutOf(learned, columns, given, lines);
   auto typed = std::make_unique<TypedView>(
       connection, missing, view,
       Reader(fmt::format("read_csv({}{}, types = ", files.sql, dialect.options)),
       std::move(columns));
   typed->Learn(kSampleRows);
   // Where decimals have commas, a semicolon stands between the columns.
-  if (dialect.isSemicolon && given.Numbers().IsPlain()) {
+  if (dialect.delimiter == ";" && given.Numbers().IsPlain()) {
     for (auto& [column, example] : typed->GroupedColumns(kSampleRows)) {
       layout.grouped.push_back({column, example});
     }

@@ -35,6 +35,8 @@ struct TextLayout {
   };
 
   bool hasHeader = true;
+  bool isHeaderGiven = false;    ///< The user said whether there is one.
+  std::string otherDelimiter;    ///< What else may separate values; empty for nothing.
   bool hasShortRows = false;     ///< Some lack values at their end, which are missing.
   std::int64_t skippedRows = 0;  ///< Before the table, as they do not look like rows of it.
   std::vector<Dates> dates;
