@@ -63,6 +63,7 @@ class Notes {
 
   std::vector<std::string> Find(bool choseMissing) {
     FindColumns();
+    notes_ = source_.NotesOnNames();
     FindFile();
     AddFactor(ModelBinding::kDependent, formula_.response);
     for (std::size_t i = 0; i < formula_.variables.size(); ++i) {

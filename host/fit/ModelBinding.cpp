@@ -60,7 +60,7 @@ std::string ColumnHint(const TableSource& source, const std::string& name) {
 std::string AmbiguousText(const std::string& name, const std::vector<const ColumnInfo*>& columns) {
   std::vector<std::string> names;
   names.reserve(columns.size());
-  for (const ColumnInfo* column : columns) names.push_back(column->name);
+  for (const ColumnInfo* column : columns) names.push_back(column->Written());
   return fmt::format("'{}' may mean {}; spell the name as the data do.", name, ChoiceText(names));
 }
 
@@ -440,7 +440,7 @@ RowCondition ReadCondition(const std::string& text, const TableSource& source) {
     const Variable condition = BindCondition(text, source);
     RowCondition rows;
     rows.sql = ConditionSql(condition);
-    for (const ColumnUse& use : condition.columns) rows.columns.push_back(use.name);
+    for (const ColumnUse& use : condition.columns) rows.columns.push_back(use.found.name);
     rows.notes = condition.notes;
     return rows;
   } catch (const FormulaError& error) {

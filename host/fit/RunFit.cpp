@@ -43,6 +43,20 @@ Formula ReadFormula(const FitOptions& options, const TableSource& source) {
   return formula;
 }
 
+/// Says of a level that does not exist that its values were read as missing, if they were.
+[[noreturn]] void RefuseLevel(const NoSuchLevel& error, const std::vector<MissingString>& strings) {
+  for (const MissingString& string : strings) {
+    if (string.column != error.Label() || string.text != error.Wanted()) continue;
+    const bool isOne = string.count == 1;
+    throw Error(
+        error.Code(),
+        fmt::format("{} {} value{} '{}' {} read as missing; --na {} keeps {}.", error.what(),
+                    string.count, isOne ? "" : "s", string.text, isOne ? "was" : "were",
+                    string.text == "NA" ? "''" : "NA", isOne ? "it" : "them"));
+  }
+  throw NoSuchLevel(error);
+}
+
 CodedTable Code(const TableSource& source, const Formula& formula, const ModelBinding& binding,
                 const FitOptions& options, std::vector<KeptColumn> keep, ProgressBar& progress,
                 const Interrupt& interrupt) {
@@ -62,6 +76,17 @@ CodedTable Code(const TableSource& source, const Formula& formula, const ModelBi
   } catch (const TooManyLevels& error) {
     RefuseLevelsOfDot(formula, source, error);
     throw;
+  } catch (const NoSuchLevel& error) {
+    RefuseLevel(error, source.MissingStringsRead());
+  }
+}
+
+RunSettings SettingsOf(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
+                       const FitOptions& options) {
+  try {
+    return RunSettings(formula, binding, table, options);
+  } catch (const NoSuchLevel& error) {
+    RefuseLevel(error, table.MissingStrings());
   }
 }
 
@@ -85,14 +110,18 @@ void RefuseOtherKind(const FitOptions& options, ModelKind kind) {
   }
 }
 
-std::vector<std::string> ColumnsOf(const Formula& formula, const BindingOptions& options,
+std::vector<std::string> ColumnsOf(const TableSource& source, const Formula& formula,
+                                   const BindingOptions& options,
                                    const std::optional<RowCondition>& condition) {
-  std::vector<std::string> columns = {options.freqWeight, options.regressionWeight};
+  std::vector<std::string> columns;
+  for (const std::string& weight : {options.freqWeight, options.regressionWeight}) {
+    for (const ColumnInfo* column : source.Matches(weight)) columns.push_back(column->name);
+  }
   if (condition)
     columns.insert(columns.end(), condition->columns.begin(), condition->columns.end());
-  for (const ColumnUse& use : formula.response.columns) columns.push_back(use.name);
+  for (const ColumnUse& use : formula.response.columns) columns.push_back(use.found.name);
   for (const Variable& variable : formula.variables) {
-    for (const ColumnUse& use : variable.columns) columns.push_back(use.name);
+    for (const ColumnUse& use : variable.columns) columns.push_back(use.found.name);
   }
   return columns;
 }
@@ -152,10 +181,11 @@ std::optional<RowCondition> ConditionOf(const FitOptions& options, const TableSo
 }
 
 /// The columns whose types matter.
-std::vector<std::string> ColumnsRead(const Formula& formula, const FitOptions& options,
+std::vector<std::string> ColumnsRead(const TableSource& source, const Formula& formula,
+                                     const FitOptions& options,
                                      const std::optional<RowCondition>& condition,
                                      const std::vector<std::string>& kept) {
-  std::vector<std::string> read = ColumnsOf(formula, options.binding, condition);
+  std::vector<std::string> read = ColumnsOf(source, formula, options.binding, condition);
   // As text it needs no type.
   if (!IsText(options.predictions)) read.insert(read.end(), kept.begin(), kept.end());
   return read;
@@ -200,7 +230,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   const std::optional<RowCondition> condition = ConditionOf(options, source);
   const std::vector<std::string> kept = NamesToKeep(options, source);
   outputs.SetInputs(source.Inputs());
-  source.SettleTypes(ColumnsRead(formula, options, condition, kept));
+  source.SettleTypes(ColumnsRead(source, formula, options, condition, kept));
   const std::vector<std::string> withoutRole = RemoveColumnsWithoutRole(formula, source);
   const ModelBinding binding = BindModel(formula, source, options.binding);
   RefuseOtherKind(options, binding.kind);
@@ -211,7 +241,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   // Some files are opened only while others are read.
   outputs.SetInputs(source.Inputs());
   outputs.Begin();
-  RunSettings settings(formula, binding, table, options);
+  RunSettings settings = SettingsOf(formula, binding, table, options);
   const std::vector<StandardizedVariable> standardized =
       Standardize(formula, binding, table, ValidatorOf(settings.Get()), interrupt,
                   ShowShare("standardizing", table, progress));

@@ -88,10 +88,11 @@ int FindReferenceLevel(const std::string& reference, const CodedColumn& dependen
   if (const auto level = FindLevel(dependent.levels, reference)) return static_cast<int>(*level);
   if (reference == "last") return QvLogRegSettings::kLastObserved;
   if (reference == "first") return QvLogRegSettings::kFirstObserved;
-  throw Error(ExitCode::kBadInput,
-              fmt::format("'{}' has no level '{}' to be the --reference; give one of its levels, "
-                          "first or last.{}",
-                          dependent.label, reference, LevelHint(dependent.levels, reference)));
+  throw NoSuchLevel(
+      dependent.label, reference,
+      fmt::format("'{}' has no level '{}' to be the --reference; give one of its levels, first or "
+                  "last.{}",
+                  dependent.label, reference, LevelHint(dependent.levels, reference)));
 }
 
 QvRegRecordValidator ValidatorOf(const QvRegSettings& settings) {

@@ -26,6 +26,11 @@ struct ColumnInfo {
   ColumnKind kind = ColumnKind::kOther;
   std::string type;      ///< DuckDB's name of the type, such as `BIGINT` or `DECIMAL(18,3)`.
   bool isField = false;  ///< Inside a column of objects, see NestedField.
+  /// As the data spell it, where that is no name of another column (see RenamedColumn).
+  std::string written = {};
+
+  /// What the data call it.
+  [[nodiscard]] const std::string& Written() const { return written.empty() ? name : written; }
 };
 
 /// What to call a kind in a sentence: "a number", "text", "a boolean", …

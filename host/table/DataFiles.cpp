@@ -64,12 +64,15 @@ bool IsPattern(const std::string& name) {
   return name.find_first_of(kPatternCharacters) != std::string::npos && !fs::exists(name, error);
 }
 
+/// DuckDB takes a tilde at the beginning for the user's folder.
+std::string InFolder(const std::string& name) { return name.starts_with('~') ? "./" + name : name; }
+
 /// The files that a pattern matches, in DuckDB's order.
 std::vector<std::string> Matches(const std::string& pattern) {
   Connection connection;
   std::vector<std::string> files;
   for (const auto& row :
-       connection.Rows(fmt::format("SELECT file FROM glob({})", QuoteText(pattern)))) {
+       connection.Rows(fmt::format("SELECT file FROM glob({})", QuoteText(InFolder(pattern))))) {
     files.push_back(row[0].value_or(""));
   }
   return files;
@@ -135,6 +138,11 @@ bool HasByteOrderMark(std::string_view bytes) {
   return bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
 }
 
+/// Whether DuckDB tells from the name that a file is compressed.
+bool HasPackedEnding(const std::string& name) {
+  return name.ends_with(".gz") || name.ends_with(".zst");
+}
+
 /// `compression`: gzip or zstd.
 [[noreturn]] void RefuseCompressed(const std::string& name, const std::string& compression) {
   const char* const unpack = compression == "gzip" ? "gunzip -c" : "zstd -dc";
@@ -156,6 +164,22 @@ bool HasByteOrderMark(std::string_view bytes) {
       fmt::format("The kind of '{}' is known neither from its name nor from its first bytes; "
                   "name it with --format csv, tsv, json, parquet, sqlite or duckdb.",
                   name));
+}
+
+/// Throws for a file that is compressed otherwise than by gzip or Zstandard.
+void CheckCompression(const std::string& name, const FileKind& kind) {
+  if (kind.unpacker.empty()) return;
+  const char* const by = kind.unpacker == "bzcat" ? "bzip2" : "xz";
+  if (name == kStandardInput) {
+    Refuse(
+        fmt::format("Standard input is compressed by {}; unpack it first: {} | qvreg fit --data "
+                    "- with the same options.",
+                    by, kind.unpacker));
+  }
+  Refuse(
+      fmt::format("'{}' is compressed by {}; unpack it: {} {} | qvreg fit --data - with the same "
+                  "options.",
+                  name, by, kind.unpacker, ShellWord(name)));
 }
 
 [[noreturn]] void RefuseToWrite(const std::string& folder, const std::string& reason) {
@@ -256,7 +280,7 @@ void DataFiles::AddPattern(const std::string& pattern) {
   const FileFormat format = options_.format.value_or(FormatOfName(pattern));
   const bool isPlain = format == FileFormat::kDelimited || format == FileFormat::kJson ||
                        format == FileFormat::kParquet;
-  if (isConverted || !isPlain) {
+  if (isConverted || !isPlain || (IsCompressedName(pattern) && !HasPackedEnding(pattern))) {
     for (const std::string& match : matches) AddPath(match);
     return;
   }
@@ -264,13 +288,14 @@ void DataFiles::AddPattern(const std::string& pattern) {
   for (const std::string& match : matches) {
     if (format != FileFormat::kParquet && Lower(match).ends_with(".gz")) CheckGzip(match, match);
   }
-  files_.push_back({pattern, pattern, "", pattern, true});
+  files_.push_back({pattern, InFolder(pattern), "", pattern, true});
 }
 
 void DataFiles::AddPath(const std::string& name) {
   CheckFile(name);
   const bool isConverted = options_.encoding && *options_.encoding != TextEncoding::kUtf8;
   const FileKind kind = InspectFile(name, isConverted);
+  CheckCompression(name, kind);
   const FileFormat format = FormatOf(name, kind);
   const bool isText = format == FileFormat::kDelimited || format == FileFormat::kJson;
   if (isText && (isConverted || kind.isUtf16)) {
@@ -285,11 +310,10 @@ void DataFiles::AddPath(const std::string& name) {
   }
   AgreeOn(format, name);
   if (isText && kind.compression == "gzip") CheckGzip(name, name);
-  if (!isText || kind.compression.empty() || IsCompressedName(name)) {
+  if (!isText || kind.compression.empty() || HasPackedEnding(name)) {
     files_.push_back({name, PlainPattern(name), "", name});
     return;
   }
-  // DuckDB tells from the name that a file is compressed.
   const std::string link = NewPath(kind.compression == "gzip" ? ".gz" : ".zst");
   std::error_code error;
   fs::create_symlink(fs::absolute(name, error), link, error);
@@ -315,6 +339,7 @@ void DataFiles::Copy(std::FILE* from, const std::string& name, const std::string
     to.Finish(name);
   }
   const FileKind kind = InspectFile(path, false);
+  CheckCompression(name, kind);
   if (!kind.compression.empty()) {
     if (encoding != TextEncoding::kUtf8) RefuseCompressed(name, kind.compression);
     if (kind.compression == "gzip") CheckGzip(path, name);

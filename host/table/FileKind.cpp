@@ -54,8 +54,13 @@ constexpr const char* kPickle =
     "a pickle of Python; write Parquet or CSV there: x.to_csv(\"x.csv\", index=False)";
 constexpr const char* kArrow = "a file of Arrow; write it as Parquet";
 
-constexpr std::array<ForeignEnding, 12> kForeignEndings = {
-    {{".rds", kOfR},
+constexpr const char* kOfNumPy =
+    "a file of NumPy; write CSV there: numpy.savetxt(\"x.csv\", x, delimiter=\",\")";
+
+constexpr std::array<ForeignEnding, 14> kForeignEndings = {
+    {{".npy", kOfNumPy},
+     {".npz", kOfNumPy},
+     {".rds", kOfR},
      {".rda", kOfR},
      {".rdata", kOfR},
      {".dta", "a file of Stata; export it as CSV"},
@@ -72,7 +77,7 @@ constexpr std::array<ForeignEnding, 12> kForeignEndings = {
 std::string ForeignText(const std::string& path, std::string_view bytes) {
   if (bytes.starts_with("\xD0\xCF\x11\xE0"sv)) return kWorkbook;
   const std::string ending = Lower(std::filesystem::path(path).extension().string());
-  if (bytes.starts_with("PK\x03\x04"sv)) {
+  if (bytes.starts_with("PK\x03\x04"sv) && ending != ".npz") {
     constexpr std::array<std::string_view, 3> kWorkbooks = {".xlsx", ".xlsm", ".ods"};
     const bool isWorkbook = std::ranges::find(kWorkbooks, ending) != kWorkbooks.end() ||
                             bytes.find("[Content_Types].xml"sv) != std::string_view::npos;
@@ -80,6 +85,16 @@ std::string ForeignText(const std::string& path, std::string_view bytes) {
   }
   const auto* const found = std::ranges::find(kForeignEndings, ending, &ForeignEnding::text);
   return found == kForeignEndings.end() ? "" : found->advice;
+}
+
+/// The program that unpacks a file which DuckDB does not; empty for any other file.
+std::string_view UnpackerOf(std::string_view bytes) {
+  if (bytes.starts_with("BZh"sv)) return "bzcat";
+  return bytes.starts_with(
+             "\xFD"
+             "7zXZ\0"sv)
+             ? "xzcat"
+             : "";
 }
 
 std::string FirstBytes(const std::string& path) {
@@ -126,7 +141,8 @@ FileFormat FormatInside(const std::string& path, const std::string& compression)
 }  // namespace
 
 std::string PlainPattern(std::string_view path) {
-  std::string pattern;
+  // DuckDB takes a tilde at the beginning for the user's folder.
+  std::string pattern = path.starts_with('~') ? "./" : "";
   for (const char c : path) {
     const bool isSpecial = kPatternCharacters.find(c) != std::string_view::npos;
     pattern += isSpecial ? std::string{'[', c, ']'} : std::string(1, c);
@@ -156,6 +172,8 @@ FileKind InspectFile(const std::string& path, bool mayHoldZeros) {
   const std::string_view text = bytes;
   FileKind kind;
   if (text.empty()) return kind;
+  kind.unpacker = UnpackerOf(text);
+  if (!kind.unpacker.empty()) return kind;
   kind.foreign = ForeignText(path, text);
   if (!kind.foreign.empty()) return kind;
   if (text.starts_with("PAR1"sv)) {

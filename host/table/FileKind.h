@@ -25,6 +25,8 @@ struct FileKind {
   std::string compression;  ///< `gzip` or `zstd`; then the format is that of what is inside.
   bool isUtf16 = false;     ///< It begins with a byte order mark of UTF-16.
   bool holdsZeros = false;  ///< As text in UTF-16 without such a mark does.
+  /// The program that unpacks it, `bzcat` or `xzcat`, where it is not unpacked here; else empty.
+  std::string unpacker;
   /// What another program's file is, and what to do, for a sentence; empty for any other.
   std::string foreign;
 };

@@ -258,9 +258,10 @@ void OpenedFiles::AddTo(InputFiles& files) {
   std::int64_t entries = 0;
   std::int64_t names = 0;
   for (const auto& row : observer_->Rows(
-           "SELECT json_extract_string(message, '$.path') AS path, count(*) FROM duckdb_logs "
-           "WHERE type = 'FileSystem' GROUP BY path")) {
-    if (!row[0]) continue;
+           // A message is JSON in which the characters of the path are not escaped.
+           "SELECT regexp_extract(message, '\"path\":\"(.*)\",\"op\":', 1, 's') AS path, count(*) "
+           "FROM duckdb_logs WHERE type = 'FileSystem' GROUP BY path")) {
+    if (row[0].value_or("").empty()) continue;
     files.Add(*row[0]);
     ++names;
     entries += std::stoll(row[1].value());

@@ -66,8 +66,9 @@ std::vector<std::size_t> ChosenOrder(const LevelChoice& choice, const std::strin
                                      const std::vector<std::string>& levels) {
   const auto placeOf = [&](const std::string& wanted, const char* purpose) {
     if (const auto place = FindLevel(levels, wanted)) return *place;
-    throw Error(ExitCode::kBadInput, fmt::format("'{}' has no level '{}' {}.{}", label, wanted,
-                                                 purpose, LevelHint(levels, wanted)));
+    throw NoSuchLevel(label, wanted,
+                      fmt::format("'{}' has no level '{}' {}.{}", label, wanted, purpose,
+                                  LevelHint(levels, wanted)));
   };
   std::vector<std::size_t> order;
   std::vector<bool> isListed(levels.size(), false);

@@ -5,7 +5,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "host/Error.h"
 
 namespace qvhost {
 
@@ -21,6 +24,20 @@ struct LevelChoice {
 /// booleans, the one of the same truth (true for yes). Nothing when there is none.
 [[nodiscard]] std::optional<std::size_t> FindLevel(const std::vector<std::string>& levels,
                                                    std::string_view wanted);
+
+/// A level that a factor does not have was chosen: bad input.
+class NoSuchLevel : public Error {
+ public:
+  NoSuchLevel(std::string label, std::string wanted, const std::string& message)
+      : Error(ExitCode::kBadInput, message), label_(std::move(label)), wanted_(std::move(wanted)) {}
+
+  [[nodiscard]] const std::string& Label() const noexcept { return label_; }
+  [[nodiscard]] const std::string& Wanted() const noexcept { return wanted_; }
+
+ private:
+  std::string label_;
+  std::string wanted_;
+};
 
 /// The end of a message that says that there is no such level: the nearest one and the first 20.
 [[nodiscard]] std::string LevelHint(const std::vector<std::string>& levels,

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include <fmt/format.h>
+
 #include "host/Text.h"
 
 namespace qvhost {
@@ -41,6 +43,33 @@ void AppendLine(std::string& text, std::string_view line) {
   while (text.back() == ' ' || text.back() == '\r') text.pop_back();
 }
 
+/// The digits after `label`; empty when it does not occur.
+std::string_view NumberAfter(std::string_view text, std::string_view label) {
+  const std::size_t at = text.find(label);
+  if (at == std::string_view::npos) return {};
+  text.remove_prefix(at + label.size());
+  return text.substr(0, text.find_first_not_of("0123456789"));
+}
+
+/// What to say of a row of a text file with more or fewer values than the others; empty for any
+/// other message.
+std::string RaggedText(std::string_view message) {
+  const std::string_view line = NumberAfter(message, "CSV Error on Line: ");
+  const std::string_view expected = NumberAfter(message, "Expected Number of Columns: ");
+  const std::string_view found = NumberAfter(message, "Found: ");
+  if (line.empty() || expected.empty() || found.empty()) return {};
+  constexpr std::string_view kFile = "  file = ";
+  std::string where = fmt::format("line {}", line);
+  if (const std::size_t at = message.find(kFile); at != std::string_view::npos) {
+    const std::string_view file = message.substr(at + kFile.size());
+    where += fmt::format(" of '{}'", file.substr(0, file.find('\n')));
+  }
+  return fmt::format(
+      "{} has {} value{} where {} {} expected; mend it, and put a value that holds "
+      "the delimiter, such as 1,234, into double quotes.",
+      where, found, found == "1" ? "" : "s", expected, expected == "1" ? "is" : "are");
+}
+
 }  // namespace
 
 QueryError::QueryError(std::string_view message)
@@ -50,6 +79,7 @@ QueryError::QueryError(std::string_view message)
       isForm_(message.find("Error when sniffing file") != std::string_view::npos) {}
 
 std::string ShortMessage(std::string_view message) {
+  if (std::string ragged = RaggedText(message); !ragged.empty()) return ragged;
   const std::string_view kind = KindOf(message);
   if (!kind.empty()) message.remove_prefix(kind.size() + std::string_view(" Error: ").size());
   // Past the first blank line, DuckDB quotes the statement or lists settings of its own.

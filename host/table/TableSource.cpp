@@ -18,10 +18,12 @@
 #include "host/table/InputFiles.h"
 #include "host/table/NestedFields.h"
 #include "host/table/NumberFormat.h"
-#include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
+#include "host/table/QueryView.h"
 #include "host/table/ScalarFunctions.h"
 #include "host/table/SqliteFile.h"
+#include "host/table/TextColumns.h"
+#include "host/table/WrittenNames.h"
 
 namespace qvhost {
 namespace {
@@ -67,30 +69,21 @@ bool HasOptions(const ReadingOptions& options) {
          options.decimal || !options.thousands.empty() || !options.types.empty();
 }
 
-void CheckQuery(Connection& connection, const std::string& sql) {
-  const std::size_t count = connection.CountStatements(sql);
-  if (count != 1) {
-    Refuse(fmt::format("--sql takes one SELECT; this text holds {} statements.", count));
-  }
-  if (!PreparedQuery(connection, sql).IsSelect()) {
-    Refuse("--sql takes a SELECT; this statement is of another kind.");
-  }
-}
+constexpr const char* kRowNamesHint =
+    " If the header is one name shorter than the rows, as R's write.table writes it, write the "
+    "data "
+    "with row.names = FALSE.";
 
-/// Makes the result of the query a view, so that DuckDB itself settles where the query ends and
-/// what its columns are called.
-void ShowQuery(Connection& connection, const std::string& sql, const std::string& hint = {}) {
-  try {
-    CheckQuery(connection, sql);
-    connection.Execute(fmt::format("CREATE OR REPLACE TEMP VIEW {} AS {}", kQueryView, sql));
-  } catch (const QueryError& error) {
-    const std::string_view message = error.what();
-    const std::size_t end = message.find(" does not exist!");
-    const bool isNoTable = message.starts_with("Table with name ") && end != std::string::npos;
-    if (!isNoTable || hint.empty()) throw Error(error.Code(), fmt::format("--sql: {}", message));
-    constexpr std::size_t kStart = std::string_view("Table with name ").size();
-    throw Error(error.Code(), fmt::format("--sql: There is no table '{}'; {}",
-                                          message.substr(kStart, end - kStart), hint));
+std::string DelimiterText(char delimiter) {
+  switch (delimiter) {
+    case ';':
+      return "a semicolon";
+    case '\t':
+      return "a tab";
+    case ' ':
+      return "a blank";
+    default:
+      return fmt::format("'{}'", delimiter);
   }
 }
 
@@ -125,6 +118,10 @@ std::string TableSource::ReasonOf(const QueryError& error) const {
            "a list, repeat --na for each: --na NA --na -99.";
   }
   if (error.IsForm()) {
+    if (!delimiter_.empty()) {
+      return fmt::format("its rows have not as many values separated by {} each.{}",
+                         DelimiterText(delimiter_.front()), kRowNamesHint);
+    }
     return "its rows have no form in common, as many values separated by one character. Name the "
            "character with --delim, such as --delim ' ' for blanks, or mend the rows.";
   }
@@ -188,17 +185,26 @@ std::string TableSource::ShowFiles(const ReadingOptions& options) {
   if (data_->Format() == FileFormat::kParquet) {
     std::string query = fmt::format("SELECT * FROM read_parquet({}{})", files,
                                     data_->AreSeveral() ? ", union_by_name = true" : "");
-    Reading(
-        [&] { connection_->Execute(fmt::format("CREATE TEMP VIEW {} AS {}", kFileView, query)); });
+    Reading([&] { ShowParquet(query); });
     return query;
   }
+  delimiter_ = options.delimiter;
   const TextFiles text{data_->Format(), files, name_, data_->AreSeveral()};
   TextView shown = Reading(
       [&] { return ShowTextFile(*connection_, *missing_, strings_, kFileView, text, options); });
   file_ = std::move(shown.view);
+  renamedInFile_ = std::move(shown.renamed);
   layout_ = std::move(shown.layout);
-  delimiter_ = options.delimiter;
   return fmt::format("SELECT * FROM read_csv({})", files);
+}
+
+void TableSource::ShowParquet(const std::string& query) {
+  std::vector<std::string> names;
+  for (const ColumnInfo& column : connection_->Describe(query)) names.push_back(column.name);
+  const std::vector<std::string> written = NamesInParquet(*connection_, data_->Sql(), names);
+  renamedInFile_ = RenamedColumns(written);
+  const std::string list = renamedInFile_.empty() ? "" : ColumnList(UniqueNames(written));
+  connection_->Execute(fmt::format("CREATE TEMP VIEW {}{} AS {}", kFileView, list, query));
 }
 
 void TableSource::ShowSqlite(const DataSource& source) {
@@ -215,12 +221,15 @@ void TableSource::ShowSqlite(const DataSource& source) {
   }
 }
 
+std::string TableSource::TableHint(const DataSource& source) const {
+  if (source.data.empty()) return "name a file in single quotes, as in FROM 'file.csv'.";
+  if (data_ && !IsDatabase(data_->Format())) return "the table of --data is called data.";
+  return {};
+}
+
 void TableSource::ChooseTable(const DataSource& source) {
   if (!sql_.empty()) {
-    std::string hint;
-    if (source.data.empty()) hint = "name a file in single quotes, as in FROM 'file.csv'.";
-    if (data_ && !IsDatabase(data_->Format())) hint = "the table of --data is called data.";
-    ShowQuery(*connection_, sql_, hint);
+    renamed_ = ShowQuery(*connection_, sql_, kQueryView, TableHint(source));
     relation_ = kQueryView;
     name_ = "query";
     return;
@@ -287,8 +296,12 @@ void TableSource::ShowTyped() {
 void TableSource::LearnColumns() {
   columns_ =
       Reading([this] { return connection_->Describe(fmt::format("SELECT * FROM {}", relation_)); });
+  const std::vector<RenamedColumn>& renamedHere = sql_.empty() ? renamedInFile_ : renamed_;
   for (ColumnInfo& column : columns_) {
     column.isField = std::ranges::find(fields_, column.name) != fields_.end();
+    const auto renamed = std::ranges::find(renamedHere, column.name, &RenamedColumn::name);
+    const bool isNamed = renamed != renamedHere.end() && !renamed->IsRepeated();
+    if (isNamed) column.written = renamed->written;
   }
 }
 
@@ -305,7 +318,7 @@ void TableSource::NoteInputs() const { opened_->AddInTimeTo(*inputs_); }
 
 void TableSource::ShowViews() const {
   if (file_) file_->Create();
-  if (!sql_.empty()) ShowQuery(*connection_, sql_);
+  if (!sql_.empty()) ShowQuery(*connection_, sql_, kQueryView, {});
   if (!fieldsView_.empty()) connection_->Execute(fieldsView_);
   if (typed_) typed_->Create();
 }
@@ -335,10 +348,17 @@ bool TableSource::CorrectTypes(const QueryError& error) const {
   }
 }
 
+std::vector<std::string> TableSource::NotesOnNames() const {
+  std::vector<std::string> notes = RenamingNotes(renamed_, " of the query");
+  for (std::string& note : RenamingNotes(renamedInFile_, sql_.empty() ? "" : " of the data")) {
+    notes.push_back(std::move(note));
+  }
+  return notes;
+}
+
 const TextLayout* TableSource::Layout() const { return file_ && sql_.empty() ? &layout_ : nullptr; }
 
 BooleanTexts TableSource::BooleansOf(const std::string& column) const {
-  constexpr std::int64_t kSampleRows = 20480;
   if (!file_ || !sql_.empty()) return {};
   return Reading([&] { return file_->BooleansOf(column, kSampleRows); });
 }
@@ -346,23 +366,32 @@ BooleanTexts TableSource::BooleansOf(const std::string& column) const {
 std::string TableSource::HeaderHint() const {
   const TextLayout* const layout = Layout();
   if (layout == nullptr) return {};
+  if (!layout->otherDelimiter.empty()) {
+    const bool isTab = layout->otherDelimiter == "\t";
+    const std::string option = isTab ? "tab" : ShellText(layout->otherDelimiter);
+    return fmt::format(" If {} separates the columns, add --delim {}.",
+                       DelimiterText(layout->otherDelimiter.front()), option);
+  }
   std::string hint;
   if (layout->skippedRows > 0) {
-    hint =
-        fmt::format(" Its first {} lines were skipped, as they do not look like rows of a table.",
-                    layout->skippedRows);
+    hint = layout->skippedRows == 1
+               ? " Its first line was skipped, as it does not look like a row of a table."
+               : fmt::format(
+                     " Its first {} lines were skipped, as they do not look like rows of a "
+                     "table.",
+                     layout->skippedRows);
   }
-  if (!layout->hasHeader && layout->skippedRows == 1) {
-    hint +=
-        " If that is a header one name shorter than the rows, as R's write.table writes it, write "
-        "the data with write.csv(x, row.names = FALSE).";
-  }
+  if (!layout->hasHeader && layout->skippedRows == 1) return hint + kRowNamesHint;
   if (!layout->hasHeader) {
-    return hint + fmt::format(
-                      " It seems to have no header, so its columns are called {}{}; if its "
-                      "first row holds the names, add --header yes.",
-                      columns_.front().name,
-                      columns_.size() > 1 ? ", " + columns_[1].name + ", ..." : "");
+    const std::string& first = columns_.front().name;
+    if (layout->isHeaderGiven) {
+      return fmt::format("{} It is read without a header, so its columns are called {} and so on.",
+                         hint, first);
+    }
+    return fmt::format(
+        "{} It seems to have no header, so its columns are called {}{}; if its first row holds "
+        "the names, add --header yes.",
+        hint, first, columns_.size() > 1 ? ", " + columns_[1].name + ", ..." : "");
   }
   const auto isNumber = [](const ColumnInfo& column) {
     return ParseNumber(column.name, {}, NumberSigns::kRefused).has_value();
@@ -388,6 +417,11 @@ std::vector<std::vector<std::string>> TableSource::FilesWithout(
     for (std::size_t i = 0; i < columns.size(); ++i) {
       // A field is no column by itself, and stands in whichever file has its objects.
       if (std::ranges::find(fields_, columns[i]) != fields_.end()) continue;
+      // All files have these.
+      if (std::ranges::find(renamedInFile_, columns[i], &RenamedColumn::name) !=
+          renamedInFile_.end()) {
+        continue;
+      }
       const auto isThis = [&](const ColumnInfo& info) { return SameWord(info.name, columns[i]); };
       if (std::ranges::none_of(found, isThis)) {
         without[i].push_back(data_->WithNames(row[1].value_or("")));
@@ -441,17 +475,16 @@ void TableSource::StartCounting() const {
 
 TableSource::~TableSource() = default;
 TableSource::TableSource(TableSource&&) noexcept = default;
+
 std::vector<const ColumnInfo*> TableSource::Matches(std::string_view name) const {
+  for (const ColumnInfo& column : columns_) {
+    if (column.Written() == name) return {&column};
+  }
   const auto exact = std::ranges::find(columns_, name, &ColumnInfo::name);
   if (exact != columns_.end()) return {&*exact};
   std::vector<const ColumnInfo*> matches;
-  const std::string renamed = fmt::format("{}_1", name);
   for (const ColumnInfo& column : columns_) {
-    if (SameWord(column.name, name)) matches.push_back(&column);
-  }
-  if (matches.empty()) return matches;
-  for (const ColumnInfo& column : columns_) {
-    if (column.name == renamed) matches.push_back(&column);
+    if (SameWord(column.Written(), name)) matches.push_back(&column);
   }
   return matches;
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/table/ColumnInfo.h"
+#include "host/table/ColumnNames.h"
 #include "host/table/Connection.h"
 #include "host/table/InputFiles.h"
 #include "host/table/MissingFunction.h"
@@ -76,9 +77,9 @@ class TableSource {
   /// The columns in their order, then the fields of columns of objects: `car.weight`.
   [[nodiscard]] const std::vector<ColumnInfo>& Columns() const { return columns_; }
 
-  /// The columns that `name` may mean: the one that is spelled so; otherwise those that differ from
-  /// it in upper and lower case of ASCII letters alone, which DuckDB takes for the same. DuckDB
-  /// calls the second of two such columns `a_1`, which is therefore among them for the name `a`.
+  /// The columns that `name` may mean: the one that the data spell so; otherwise the one that is
+  /// called so here; otherwise those that differ from it in upper and lower case of ASCII letters
+  /// alone.
   [[nodiscard]] std::vector<const ColumnInfo*> Matches(std::string_view name) const;
 
   /// The column whose name is nearest to `name`, for "did you mean"; none when none is near.
@@ -86,6 +87,9 @@ class TableSource {
 
   /// What to add to "there is no such column" where the first row of a file may be why; else empty.
   [[nodiscard]] std::string HeaderHint() const;
+
+  /// Sentences on columns that are called otherwise than in the data, which have two of one name.
+  [[nodiscard]] std::vector<std::string> NotesOnNames() const;
 
   /// How the text files are written that are the table; null for any other source.
   [[nodiscard]] const TextLayout* Layout() const;
@@ -156,7 +160,10 @@ class TableSource {
   std::string ShowFiles(const ReadingOptions& options);
   /// The call of a function that reads one of several files.
   [[nodiscard]] std::string ReaderOf(const std::string& file) const;
+  void ShowParquet(const std::string& query);
   void ShowSqlite(const DataSource& source);
+  /// What to write for a table that a query names and there is not.
+  [[nodiscard]] std::string TableHint(const DataSource& source) const;
   void ChooseTable(const DataSource& source);
   /// Puts a view over the table that shows the fields of its columns of objects, if it has any.
   void ShowFields();
@@ -175,9 +182,11 @@ class TableSource {
   std::unique_ptr<RowFilter> filter_;   ///< With a condition only.
   std::unique_ptr<TypedView> file_;     ///< Of text files; else null.
   TextLayout layout_;
-  std::string delimiter_;             ///< That the user named; else empty.
-  std::unique_ptr<TypedView> typed_;  ///< Of another table or a query, with --na only.
-  std::string sql_;                   ///< The query; empty for none.
+  std::vector<RenamedColumn> renamedInFile_;
+  std::vector<RenamedColumn> renamed_;  ///< In the result of the query.
+  std::string delimiter_;               ///< That the user named; else empty.
+  std::unique_ptr<TypedView> typed_;    ///< Of another table or a query, with --na only.
+  std::string sql_;                     ///< The query; empty for none.
   std::string name_;
   std::string relation_;
   std::string fieldsView_;  ///< The statement that makes it; empty for none.

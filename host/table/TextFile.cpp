@@ -13,16 +13,15 @@
 
 #include "host/Error.h"
 #include "host/Text.h"
+#include "host/table/JsonFile.h"
 #include "host/table/QueryError.h"
 #include "host/table/ScalarFunctions.h"
+#include "host/table/TextColumns.h"
+#include "host/table/TextLines.h"
+#include "host/table/WrittenNames.h"
 
 namespace qvhost {
 namespace {
-
-/// DuckDB tells the types of a file's columns from so many rows.
-constexpr std::int64_t kSampleRows = 20480;
-
-using Rows = std::vector<std::vector<std::optional<std::string>>>;
 
 /// The files' names as patterns that match just them.
 std::vector<std::string> FilesOf(Connection& connection, const std::string& files) {
@@ -51,40 +50,16 @@ bool AnyIsNumber(Connection& connection, const MissingStrings& strings) {
   return false;
 }
 
-Rows Described(Connection& connection, const std::string& relation) {
-  return connection.Rows(
-      fmt::format("SELECT column_name, column_type FROM (DESCRIBE SELECT * FROM {})", relation));
-}
-
-/// `name: type` for each column, as an SQL struct.
-std::string TypesOf(const std::vector<RawColumn>& columns) {
-  std::string list;
-  for (const RawColumn& column : columns) {
-    const std::string read = column.ComesAsDouble() ? "DOUBLE" : column.type;
-    list += fmt::format("{}{}: {}", list.empty() ? "" : ", ", QuoteText(column.name),
-                        QuoteText(column.isText ? "VARCHAR" : read));
-  }
-  return "{" + list + "}";
-}
-
-/// A call of a function that reads files, from its beginning up to the types.
-TypedView::Relation Reader(std::string call) {
-  return [call = std::move(call)](const std::vector<RawColumn>& columns,
-                                  const std::string& fileColumn) {
-    return call + TypesOf(columns) +
-           (fileColumn.empty() ? ")" : fmt::format(", filename = {})", QuoteText(fileColumn)));
-  };
-}
-
 /// How the first of the files is written, as far as the missing strings tell more than DuckDB
 /// would see by itself, and its formats of dates.
 struct Dialect {
   std::string types;    ///< Options in SQL for learning the types,
-  std::string options;  ///< and for every further reading.
+  std::string options;  ///< for every further reading,
+  std::string form;     ///< and of what separates and quotes values.
+  std::string delimiter;
   std::string dateFormat;
   std::string timestampFormat;
   bool hasHeader = true;
-  bool isSemicolon = false;
   std::int64_t skippedRows = 0;
 };
 
@@ -101,24 +76,36 @@ std::string GivenOptions(const TextFiles& files, const ReadingOptions& given, Sh
   return options;
 }
 
-/// What DuckDB tells of how one file is written: whether it sees comments, and the columns.
-std::vector<std::optional<std::string>> Sniffed(Connection& connection, const std::string& call) {
-  return connection
-      .Rows(fmt::format("SELECT Comment NOT IN ('', '(empty)'), CAST(Columns AS VARCHAR) FROM {}",
-                        call))
-      .front();
+/// What DuckDB tells of how one file is written.
+struct Sniffed {
+  std::vector<std::optional<std::string>> answers;  ///< See Sniff.
+  bool hasComments = false;
+};
+
+Sniffed Sniff(Connection& connection, const std::string& file, const std::string& options) {
+  Sniffed sniffed;
+  sniffed.answers =
+      connection
+          .Rows(fmt::format("SELECT HasHeader, Delimiter, DateFormat, TimestampFormat, "
+                            "Quote IN ('', '(empty)'), SkipRows, Comment NOT IN ('', '(empty)'), "
+                            "CAST(Columns AS VARCHAR) FROM sniff_csv({}, {})",
+                            file, options))
+          .front();
+  sniffed.hasComments = sniffed.answers[6] == "true";
+  return sniffed;
 }
 
-/// A row that begins with #N/A is no comment: without comments the file has the same columns. One
-/// with comments has not, as they are not written in columns.
-bool HasNoComments(Connection& connection, const std::string& file, const std::string& sniffing) {
-  const auto any = Sniffed(connection, fmt::format("sniff_csv({}, {})", file, sniffing));
-  if (any[0] != "true") return true;
+/// The same, once where it can be, as DuckDB takes long for wide files. A row that begins with #N/A
+/// is no comment: without comments the file has the same columns. One with comments has not, as
+/// they are not written in columns.
+Sniffed SniffComments(Connection& connection, const std::string& file, const std::string& options) {
+  Sniffed sniffed = Sniff(connection, file, options);
+  if (!sniffed.hasComments) return sniffed;
   try {
-    return any[1] ==
-           Sniffed(connection, fmt::format("sniff_csv({}, {}, comment = '')", file, sniffing))[1];
+    Sniffed without = Sniff(connection, file, options + ", comment = ''");
+    return without.answers[7] == sniffed.answers[7] ? without : sniffed;
   } catch (const QueryError&) {
-    return false;
+    return sniffed;
   }
 }
 
@@ -139,25 +126,22 @@ Dialect DialectOf(Connection& connection, const TextFiles& files, const std::str
   if (shortRows == ShortRows::kPad) sniffing += ", null_padding = true";
   if (!given.delimiter.empty()) sniffing += ", delim = " + QuoteText(given.delimiter);
   if (given.header) sniffing += fmt::format(", header = {}", *given.header);
-  if (HasNoComments(connection, QuoteText(names.front()), sniffing)) {
+  const Sniffed sniffed = SniffComments(connection, QuoteText(names.front()), sniffing);
+  if (!sniffed.hasComments) {
     dialect.types += ", comment = ''";
     dialect.options += ", comment = ''";
-    sniffing += ", comment = ''";
   }
-  const auto row =
-      connection
-          .Rows(fmt::format("SELECT HasHeader, Delimiter, DateFormat, TimestampFormat, "
-                            "Quote IN ('', '(empty)'), SkipRows "
-                            "FROM sniff_csv({}, {})",
-                            QuoteText(names.front()), sniffing))
-          .front();
+  const auto& row = sniffed.answers;
   dialect.hasHeader = row[0] != "false";
   dialect.skippedRows = std::stoll(row[5].value_or("0"));
-  dialect.isSemicolon = row[1] == ";";
+  dialect.delimiter = row[1].value_or("");
   if (!given.header) dialect.options += fmt::format(", header = {}", dialect.hasHeader);
   // Files of one pattern may differ in it.
   const bool isOne = names.size() == 1;
+  dialect.form = shortRows == ShortRows::kPad ? ", null_padding = true" : "";
+  if (!given.delimiter.empty()) dialect.form += ", delim = " + QuoteText(given.delimiter);
   if (isOne && row[1] && given.delimiter.empty()) {
+    dialect.form += ", delim = " + QuoteText(*row[1]);
     dialect.options += ", delim = " + QuoteText(*row[1]);
   }
   // DuckDB takes quotes for letters after a beginning without any.
@@ -167,28 +151,13 @@ Dialect DialectOf(Connection& connection, const TextFiles& files, const std::str
   return dialect;
 }
 
-/// What the user says of a column; null for nothing.
-const ColumnType* GivenType(const ReadingOptions& given, const std::string& column) {
-  const auto found = std::ranges::find_if(
-      given.types, [&](const ColumnType& type) { return SameWord(type.column, column); });
-  return found == given.types.end() ? nullptr : &*found;
-}
-
-std::vector<ColumnInfo> InfosOf(const std::vector<RawColumn>& columns) {
-  std::vector<ColumnInfo> infos;
-  infos.reserve(columns.size());
-  for (const RawColumn& column : columns) infos.push_back({column.name, ColumnKind::kOther, ""});
-  return infos;
-}
-
-RawColumn DelimitedColumn(const std::string& name, const std::string& type, const Dialect& dialect,
-                          bool mayBeNumbers, const ReadingOptions& given) {
+RawColumn DelimitedColumn(const std::string& type, const Dialect& dialect, bool mayBeNumbers,
+                          const ReadingOptions& given, const ColumnType* declared) {
   const bool isNumber = type == "BIGINT" || type == "DOUBLE";
   RawColumn column;
-  column.name = name;
   column.type = type;
   column.isOpen = type == "VARCHAR";
-  if (const ColumnType* declared = GivenType(given, name)) {
+  if (declared != nullptr) {
     column.type = declared->type;
     column.isOpen = false;
     column.isFormatted = true;
@@ -211,7 +180,7 @@ RawColumn DelimitedColumn(const std::string& name, const std::string& type, cons
 /// How delimited files are written, and the names and types of their columns.
 struct Learned {
   Dialect dialect;
-  Rows columns;
+  TextRows columns;
   ShortRows shortRows = ShortRows::kRefuse;
 };
 
@@ -220,8 +189,8 @@ struct Learned {
 void RestoreNames(Connection& connection, const TextFiles& files, Learned& learned) {
   const auto isMadeUp = [](const auto& row) { return row[0].value_or("").starts_with("column"); };
   if (!learned.dialect.hasHeader || std::ranges::none_of(learned.columns, isMadeUp)) return;
-  const Rows named = Described(connection, fmt::format("read_csv({}{}, all_varchar = true)",
-                                                       files.sql, learned.dialect.options));
+  const TextRows named = Described(connection, fmt::format("read_csv({}{}, all_varchar = true)",
+                                                           files.sql, learned.dialect.options));
   if (named.size() != learned.columns.size()) return;
   for (std::size_t i = 0; i < named.size(); ++i) learned.columns[i][0] = named[i][0];
 }
@@ -233,18 +202,6 @@ Learned Learn(Connection& connection, const TextFiles& files, const std::string&
       connection, fmt::format("read_csv({}, {}{})", files.sql, nullStrings, learned.dialect.types));
   RestoreNames(connection, files, learned);
   return learned;
-}
-
-/// What seems to separate the columns in a header that was taken for one name; nothing for none.
-std::string SeparatorIn(const std::string& header) {
-  std::string separator;
-  std::ptrdiff_t most = 0;
-  for (const char c : {',', ';', '\t', '|'}) {
-    const std::ptrdiff_t count = std::ranges::count(header, c);
-    if (count > most) separator = std::string(1, c);
-    most = std::max(most, count);
-  }
-  return separator;
 }
 
 /// Where not all rows have as many values, DuckDB sees no columns: short rows are then padded.
@@ -290,10 +247,22 @@ void CheckLongRows(Connection& connection, const TextFiles& files, const Learned
                   files.name, *row[0], named));
 }
 
-TextLayout LayoutOf(const Learned& learned, const std::vector<RawColumn>& columns) {
+TextNames NamesOf(Connection& connection, const TextFiles& files, const Learned& learned) {
+  const std::vector<std::string> names = FirstOf(learned.columns);
+  if (!learned.dialect.hasHeader) return TextNames(names);
+  return TextNames(NamesInHeader(
+      connection, files.sql,
+      fmt::format("{}, skip = {}", learned.dialect.form, learned.dialect.skippedRows), names));
+}
+
+TextLayout LayoutOf(const Learned& learned, const std::vector<RawColumn>& columns,
+                    const ReadingOptions& given, const std::vector<std::string>& lines) {
   TextLayout layout;
   layout.hasHeader = learned.dialect.hasHeader;
   layout.skippedRows = learned.dialect.skippedRows;
+  layout.isHeaderGiven = given.header.has_value();
+  layout.otherDelimiter = OtherDelimiter(lines, learned.dialect.delimiter);
+  if (!given.delimiter.empty()) layout.otherDelimiter.clear();
   layout.hasShortRows = learned.shortRows == ShortRows::kPad;
   for (const RawColumn& column : columns) {
     if (!column.dateFormat.empty()) layout.dates.push_back({column.name, column.dateFormat});
@@ -303,115 +272,45 @@ TextLayout LayoutOf(const Learned& learned, const std::vector<RawColumn>& column
 
 TextView ShowDelimited(Connection& connection, MissingFunction& missing,
                        const MissingStrings& strings, const std::string& view,
-                       const TextFiles& files, const ReadingOptions& given) {
+                       const TextFiles& files, const ReadingOptions& asked) {
+  const std::vector<std::string> lines = FirstLines(connection, files.sql);
+  if (asked.delimiter == " ") CheckBlanks(files.name, !files.areSeveral, lines);
+  ReadingOptions given = asked;
+  // A decimal comma separates no columns.
+  if (given.delimiter.empty() && given.decimal == ',') given.delimiter = OtherDelimiter(lines, ",");
   const std::string nullStrings = NullStrings(strings);
   const bool mayBeNumbers = !AnyIsNumber(connection, strings);
   const Learned learned = LearnPadding(connection, files, nullStrings, given);
   const Dialect& dialect = learned.dialect;
-  CheckLongRows(connection, files, learned);
-  std::vector<RawColumn> columns;
-  for (const auto& row : learned.columns) {
-    columns.push_back(
-        DelimitedColumn(row[0].value_or(""), row[1].value_or(""), dialect, mayBeNumbers, given));
+  if (!dialect.hasHeader && !given.header && lines.size() == 1) {
+    throw Error(ExitCode::kRunFailed, fmt::format("'{}' has a header and no rows.", files.name));
   }
-  CheckTypes(files.name, given.types, InfosOf(columns));
-  TextLayout layout = LayoutOf(learned, columns);
+  CheckLongRows(connection, files, learned);
+  const TextNames names = NamesOf(connection, files, learned);
+  std::vector<RawColumn> columns;
+  for (std::size_t i = 0; i < learned.columns.size(); ++i) {
+    columns.push_back(DelimitedColumn(learned.columns[i][1].value_or(""), dialect, mayBeNumbers,
+                                      given, GivenType(given, names, i)));
+    columns.back().name = names.unique[i];
+    columns.back().source = learned.columns[i][0].value_or("");
+  }
+  CheckTypes(files.name, given.types, names);
+  TextLayout layout = LayoutOf(learned, columns, given, lines);
   auto typed = std::make_unique<TypedView>(
       connection, missing, view,
       Reader(fmt::format("read_csv({}{}, types = ", files.sql, dialect.options)),
       std::move(columns));
   typed->Learn(kSampleRows);
   // Where decimals have commas, a semicolon stands between the columns.
-  if (dialect.isSemicolon && given.Numbers().IsPlain()) {
+  if (dialect.delimiter == ";" && given.Numbers().IsPlain()) {
     for (auto& [column, example] : typed->GroupedColumns(kSampleRows)) {
       layout.grouped.push_back({column, example});
     }
   }
-  return {std::move(typed), std::move(layout)};
-}
-
-/// Columns in which objects or lists stand among the values that DuckDB finds no common type for.
-std::vector<bool> AreNested(Connection& connection, const std::string& relation,
-                            const std::vector<std::string>& names) {
-  if (names.empty()) return {};
-  std::string list;
-  for (const std::string& name : names) {
-    list += fmt::format(
-        "{}coalesce(bool_or(left(ltrim(CAST({} AS VARCHAR)), 1) IN ('{{', '[')), false)",
-        list.empty() ? "" : ", ", QuoteName(name));
-  }
-  const auto row = connection
-                       .Rows(fmt::format("SELECT {} FROM (SELECT * FROM {} LIMIT {})", list,
-                                         relation, kSampleRows))
-                       .front();
-  std::vector<bool> nested;
-  for (const auto& answer : row) nested.push_back(answer == "true");
-  return nested;
-}
-
-/// Numbers and texts; and what JSON calls a column in which both occur.
-RawColumn JsonColumn(const std::string& name, const std::string& type) {
-  constexpr std::array<std::string_view, 5> kAsText = {"BIGINT", "UBIGINT", "DOUBLE", "BOOLEAN",
-                                                       "VARCHAR"};
-  RawColumn column;
-  column.name = name;
-  column.type = type;
-  column.isText = std::ranges::find(kAsText, type) != kAsText.end();
-  return column;
-}
-
-TextView ShowJson(Connection& connection, MissingFunction& missing, const std::string& view,
-                  const TextFiles& files, const ReadingOptions& given) {
-  const std::string unionByName = files.areSeveral ? ", union_by_name = true" : "";
-  const std::string relation = fmt::format("read_json({}{})", files.sql, unionByName);
-  std::vector<RawColumn> columns;
-  std::vector<std::string> mixed;
-  for (const auto& row : Described(connection, relation)) {
-    columns.push_back(JsonColumn(row[0].value_or(""), row[1].value_or("")));
-    RawColumn& column = columns.back();
-    if (const ColumnType* declared = GivenType(given, column.name)) {
-      column.type = declared->type;
-      column.isText = true;
-      column.isFormatted = true;
-      column.isDeclared = true;
-      column.signs = NumberSigns::kDropped;
-    } else if (column.type == "JSON") {
-      mixed.push_back(column.name);
-    }
-  }
-  CheckTypes(files.name, given.types, InfosOf(columns));
-  const std::vector<bool> nested = AreNested(connection, relation, mixed);
-  for (RawColumn& column : columns) {
-    const auto place = std::ranges::find(mixed, column.name);
-    if (place == mixed.end() || nested[static_cast<std::size_t>(place - mixed.begin())]) continue;
-    column.type = "VARCHAR";
-    column.isText = true;
-    column.isOpen = true;
-    column.isChosen = false;
-  }
-  auto typed = std::make_unique<TypedView>(
-      connection, missing, view,
-      Reader(fmt::format("read_json({}{}, columns = ", files.sql, unionByName)),
-      std::move(columns));
-  typed->Learn(kSampleRows);
-  return {std::move(typed), {}};
+  return {std::move(typed), std::move(layout), RenamedColumns(names.written)};
 }
 
 }  // namespace
-
-void CheckTypes(const std::string& source, const std::vector<ColumnType>& types,
-                const std::vector<ColumnInfo>& columns) {
-  std::vector<std::string> names;
-  names.reserve(columns.size());
-  for (const ColumnInfo& column : columns) names.push_back(column.name);
-  for (const ColumnType& type : types) {
-    const auto isThis = [&](const std::string& name) { return SameWord(name, type.column); };
-    if (std::ranges::any_of(names, isThis)) continue;
-    throw Error(ExitCode::kBadInput,
-                fmt::format("--types: there is no column '{}' in {}.{}", type.column, source,
-                            DidYouMean(type.column, names)));
-  }
-}
 
 TextView ShowTextFile(Connection& connection, MissingFunction& missing,
                       const MissingStrings& strings, const std::string& view,

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/table/ColumnInfo.h"
+#include "host/table/ColumnNames.h"
 #include "host/table/Connection.h"
 #include "host/table/MissingFunction.h"
 #include "host/table/ReadingOptions.h"
@@ -35,6 +35,8 @@ struct TextLayout {
   };
 
   bool hasHeader = true;
+  bool isHeaderGiven = false;    ///< The user said whether there is one.
+  std::string otherDelimiter;    ///< What else may separate values; empty for nothing.
   bool hasShortRows = false;     ///< Some lack values at their end, which are missing.
   std::int64_t skippedRows = 0;  ///< Before the table, as they do not look like rows of it.
   std::vector<Dates> dates;
@@ -45,12 +47,8 @@ struct TextLayout {
 struct TextView {
   std::unique_ptr<TypedView> view;
   TextLayout layout;
+  std::vector<RenamedColumn> renamed;
 };
-
-/// Throws Error (kBadInput) for a type of a column that there is not in `source`, which people
-/// read.
-void CheckTypes(const std::string& source, const std::vector<ColumnType>& types,
-                const std::vector<ColumnInfo>& columns);
 
 /// Makes the view `view` of text files: DuckDB says how the files are written and of what types
 /// their columns are, as far as the options do not; missing strings are no values. Throws

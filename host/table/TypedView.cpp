@@ -68,7 +68,9 @@ TypedView::TypedView(Connection& connection, MissingFunction& missing, std::stri
   }
 }
 
-std::string TypedView::TextOf(std::size_t column) const { return QuoteName(columns_[column].name); }
+std::string TypedView::TextOf(std::size_t column) const {
+  return QuoteName(columns_[column].Source());
+}
 
 std::string TypedView::NumberOf(std::size_t column) const {
   const RawColumn& raw = columns_[column];
@@ -121,7 +123,8 @@ std::optional<std::string> TypedView::HasTimeOfDay(std::size_t column) const {
 void TypedView::Create() const {
   std::string list;
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    list += fmt::format("{}{} AS {}", list.empty() ? "" : ", ", Value(i), TextOf(i));
+    list +=
+        fmt::format("{}{} AS {}", list.empty() ? "" : ", ", Value(i), QuoteName(columns_[i].name));
   }
   for (const std::size_t i : written_) {
     list += fmt::format(", {} AS {}", TextOf(i), QuoteName(WrittenName(i)));
@@ -251,7 +254,7 @@ BooleanTexts TypedView::BooleansOf(const std::string& name, std::int64_t rows) c
   const auto found = connection_.Rows(
       fmt::format("SELECT value, CAST(count(*) AS VARCHAR) FROM (SELECT {} AS value FROM {} LIMIT "
                   "{}) WHERE value IS NOT NULL GROUP BY value",
-                  QuoteName(name), From(), rows));
+                  QuoteName(column->Source()), From(), rows));
   std::vector<std::pair<std::string, std::int64_t>> counts;
   counts.reserve(found.size());
   for (const auto& row : found) counts.emplace_back(*row[0], std::stoll(*row[1]));

@@ -20,6 +20,7 @@ class QueryError;
 /// A column of what a typed view reads.
 struct RawColumn {
   std::string name;
+  std::string source;  ///< What the relation calls it; empty for the same.
   /// What the view makes of its texts: an SQL type. VARCHAR leaves them as they are.
   std::string type = "VARCHAR";
   /// How its dates are written when DuckDB's own reading of them does not do; else empty.
@@ -41,6 +42,8 @@ struct RawColumn {
   /// Whether somebody or something chose text for an open column: it becomes a number only if it
   /// has a missing string.
   bool isChosen = true;
+
+  [[nodiscard]] const std::string& Source() const { return source.empty() ? name : source; }
 
   /// Whether its whole numbers are read as doubles, so that none is rounded to a whole one.
   [[nodiscard]] bool ComesAsDouble() const { return mayBeNumbers && !isText && type == "BIGINT"; }
