@@ -417,7 +417,6 @@ std::vector<std::vector<std::string>> TableSource::FilesWithout(
     for (std::size_t i = 0; i < columns.size(); ++i) {
       // A field is no column by itself, and stands in whichever file has its objects.
       if (std::ranges::find(fields_, columns[i]) != fields_.end()) continue;
-      // All files have these.
       if (std::ranges::find(renamedInFile_, columns[i], &RenamedColumn::name) !=
           renamedInFile_.end()) {
         continue;
@@ -484,7 +483,8 @@ std::vector<const ColumnInfo*> TableSource::Matches(std::string_view name) const
   if (exact != columns_.end()) return {&*exact};
   std::vector<const ColumnInfo*> matches;
   for (const ColumnInfo& column : columns_) {
-    if (SameWord(column.Written(), name)) matches.push_back(&column);
+    const bool isAlike = SameWord(column.Written(), name) || SameWord(column.name, name);
+    if (isAlike) matches.push_back(&column);
   }
   return matches;
 }

@@ -384,7 +384,7 @@ TEST_F(CommandData, AHeaderThatLacksTheNameOfRowNamesIsExplained) {
     }
     folder_.Write("r.txt", rows);
     ExpectHas(Refused({"--data", "r.txt", "--format", "csv", "--delim", separator}),
-              "write the data with write.csv(x, row.names = FALSE).");
+              "write the data with row.names = FALSE.");
   }
   ExpectHas(Refused({"--data", "r.txt", "--format", "csv"}), "--delim ' ' for blanks");
 }
