@@ -136,7 +136,7 @@ class TokenStream {
   void JoinNames();
   void PairParentheses();
   /// Throws unless the call whose parenthesis is open takes a text in double quotes.
-  void CheckDoubleQuotes(const Token& text, const std::vector<std::size_t>& open) const;
+  void CheckDoubleQuotes(std::size_t index, const std::vector<std::size_t>& open) const;
 
   std::string_view text_;
   ColumnLookup lookup_;
