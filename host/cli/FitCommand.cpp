@@ -41,7 +41,7 @@ Formulas:
 A variable is missing wherever a column that it reads is missing.
 
 Functions of one record (docs/formula.md tells of each):
-  abs sign round floor ceil ceiling trunc mod least greatest
+  abs sign round round_even floor ceil ceiling trunc mod least greatest
   ln log log10 log2 log1p exp expm1 sqrt cbrt pow power
   sin cos tan cot asin acos atan atan2 sinh cosh tanh asinh acosh atanh degrees radians pi
   lower upper trim ltrim rtrim length left right substring substr replace split_part concat

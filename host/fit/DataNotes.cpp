@@ -14,6 +14,7 @@
 #include "host/table/ColumnCoders.h"
 #include "host/table/MissingStrings.h"
 #include "host/table/NumberFormat.h"
+#include "host/table/NumberLevels.h"
 
 namespace qvhost {
 namespace {
@@ -134,10 +135,18 @@ class Notes {
   void AddFactor(int position, const Variable& variable) {
     const CodedColumn& column = table_.Columns()[static_cast<std::size_t>(position)];
     if (!column.isText || variable.asFactor || variable.form != Variable::Form::kColumn) return;
+    if (source_.IsTypeGiven(column.label)) return;
     const std::vector<std::string>& levels = column.levels;
     if (const auto reading = FindReading(Sample(levels))) {
       notes_.push_back(fmt::format("'{}' is text and so a factor, but {}", column.label,
                                    DisguiseText(*reading, source_, column.label)));
+      return;
+    }
+    const NumberLevels numbers(levels, column.counts);
+    if (numbers.AreLikelyNumbers()) {
+      const ColumnRequest& request = binding_.columns[static_cast<std::size_t>(position)];
+      notes_.push_back(fmt::format("'{}' is text and so a factor, but {}", column.label,
+                                   numbers.Text(source_, request)));
       return;
     }
     const auto code = std::ranges::find_if(levels, HasLeadingZero);

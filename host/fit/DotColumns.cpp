@@ -9,6 +9,7 @@
 #include "host/formula/Tokenizer.h"
 #include "host/formula/ValueKind.h"
 #include "host/table/ColumnCoders.h"
+#include "host/table/NumberLevels.h"
 
 namespace qvhost {
 namespace {
@@ -92,7 +93,8 @@ void RefuseLevelsOfDot(const Formula& formula, const TableSource& source,
     if (!variable.isOfDot || variable.label != error.Label()) continue;
     const std::string& column = variable.columns.front().name;
     const std::string name = WrittenName(column);
-    const std::string disguise = DisguiseText(source, {column, QuoteName(column)});
+    const std::string disguise =
+        NumberHint(source, {.label = column, .sql = QuoteName(column), .written = name});
     throw FormulaError::At(
         formula.text, variable.place,
         fmt::format(

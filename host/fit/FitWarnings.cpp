@@ -1,12 +1,9 @@
 #include "host/fit/FitWarnings.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
-#include <system_error>
 #include <utility>
 
 #include <fmt/format.h>
@@ -14,7 +11,7 @@
 #include "host/Text.h"
 #include "host/fit/ScaledEstimates.h"
 #include "host/formula/Terms.h"
-#include "host/table/MissingStrings.h"
+#include "host/table/NumberLevels.h"
 #include "qvreg/design/QvFactorCounts.h"
 
 namespace qvhost {
@@ -23,76 +20,32 @@ namespace {
 /// With fewer records, many distinct values are no evidence.
 constexpr std::int64_t kFewestRecords = 20;
 
-bool ReadsAsNumber(std::string_view text) {
-  text = WithoutBlanks(text);
-  if (text.starts_with('+')) text.remove_prefix(1);
-  double number = 0.0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size();
-}
-
-/// The levels of a factor, divided into numbers and other texts.
-struct TextLevels {
-  explicit TextLevels(const CodedColumn& column) {
-    for (const std::string& level : column.levels) {
-      if (!ReadsAsNumber(level)) texts.push_back(level);
-    }
-    numbers = column.levels.size() - texts.size();
-  }
-
-  [[nodiscard]] bool AreMostlyNumbers() const { return !texts.empty() && numbers > texts.size(); }
-
-  [[nodiscard]] bool AreNumbersAndMissing() const {
-    const auto& missing = MissingStrings::Default();
-    return numbers > 1 && !texts.empty() &&
-           std::ranges::all_of(texts, [&](const std::string& text) {
-             return std::ranges::find(missing, WithoutBlanks(text)) != missing.end();
-           });
-  }
-
-  std::vector<std::string> texts;
-  std::size_t numbers = 0;
-};
-
-std::string NumbersText(const TextLevels& levels) {
-  return fmt::format(
-      "{} read as numbers, but not {}: if that stands for a missing value, name it "
-      "with --na {}, and the column is a number.",
-      levels.AreNumbersAndMissing() ? "All its other values" : "Most of its values",
-      NameList(levels.texts), ShellText(levels.texts.front()));
-}
-
-std::string WarningOf(const CodedColumn& column, std::int64_t records, bool isByType) {
+std::string WarningOf(const CodedColumn& column, std::int64_t records) {
   const std::int64_t values = records - column.missing;
-  const auto levelCount = static_cast<std::int64_t>(column.levels.size());
-  const bool isNearlyUnique = values >= kFewestRecords && 2 * levelCount > values;
-  const TextLevels levels(column);
-  const bool mayBeNumbers =
-      isByType && column.isText && (levels.AreMostlyNumbers() || levels.AreNumbersAndMissing());
-  if (isNearlyUnique) {
-    return fmt::format(
-        "'{}' has {} levels in {} records, fewer than two records for a level. {}", column.label,
-        levelCount, values,
-        mayBeNumbers ? NumbersText(levels) : "Leave it out, or group its values with --sql.");
-  }
-  if (!mayBeNumbers || !levels.AreNumbersAndMissing()) return {};
-  return fmt::format("'{}' is text and so a factor. {}", column.label, NumbersText(levels));
+  const auto levels = static_cast<std::int64_t>(column.levels.size());
+  if (values < kFewestRecords || 2 * levels <= values) return {};
+  return fmt::format(
+      "'{}' has {} levels in {} records, fewer than two records for a level. Leave it out, or "
+      "group its values with --sql.",
+      column.label, levels, values);
 }
 
-/// Which factors, the dependent included, are probably none: nearly every record has a level of its
-/// own, or the levels are numbers but for a string that stands for a missing value.
+/// Which factors, the dependent included, are probably none, as nearly every record has a level of
+/// its own. Those whose levels are numbers are named by DataNotes.
 std::vector<std::string> LevelWarnings(const Formula& formula, const ModelBinding& binding,
                                        const CodedTable& table) {
   std::vector<std::string> warnings;
-  const auto add = [&](int position, bool asFactor) {
+  const auto add = [&](int position, const Variable& variable) {
     const CodedColumn& column = table.Columns()[static_cast<std::size_t>(position)];
     if (column.kind != CodedColumn::Kind::kFactor) return;
-    std::string warning = WarningOf(column, table.RecordCount(), !asFactor);
+    const bool isColumn = !variable.asFactor && variable.form == Variable::Form::kColumn;
+    if (isColumn && IsLikelyNumber(column)) return;
+    std::string warning = WarningOf(column, table.RecordCount());
     if (!warning.empty()) warnings.push_back(std::move(warning));
   };
-  add(ModelBinding::kDependent, formula.response.asFactor);
+  add(ModelBinding::kDependent, formula.response);
   for (std::size_t i = 0; i < formula.variables.size(); ++i) {
-    add(binding.positions[i], formula.variables[i].asFactor);
+    add(binding.positions[i], formula.variables[i]);
   }
   return warnings;
 }
@@ -252,12 +205,27 @@ void FitWarnings::FindNonFinite(Sentences& found) const {
       NameList(names), isOne ? "is" : "are", isOne ? "its" : "their", isOne ? "its" : "their"));
 }
 
+std::optional<std::string> FitWarnings::OnlyValue(const ParameterResult& parameter) const {
+  if (parameter.covariates.size() != 1 || parameter.covariates.front().power != 1) return {};
+  const auto column = std::ranges::find(table_.Columns(), parameter.covariates.front().covariate,
+                                        &CodedColumn::label);
+  if (column == table_.Columns().end() || column->lowest != column->highest) return {};
+  return fmt::format("{}", column->lowest);
+}
+
 void FitWarnings::FindRedundantCovariates(Sentences& found) const {
   std::vector<std::string> names;
   for (std::size_t i = 0; i < PredictorSize(); ++i) {
     const ParameterResult& parameter = result_.parameters[i];
     if (parameter.nonFinite) continue;
-    if (parameter.redundant && parameter.levels.empty()) names.push_back(parameter.label);
+    if (!parameter.redundant || !parameter.levels.empty()) continue;
+    if (const auto value = OnlyValue(parameter)) {
+      found.push_back(fmt::format(
+          "'{}' has one value, {}, in all records, so it explains nothing; leave it out.",
+          parameter.label, *value));
+    } else {
+      names.push_back(parameter.label);
+    }
   }
   if (names.empty()) return;
   const bool isOne = names.size() == 1;

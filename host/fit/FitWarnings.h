@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,8 @@ class FitWarnings {
   /// The number of parameters of a linear predictor: all, or those of one level of a logistic
   /// model.
   [[nodiscard]] std::size_t PredictorSize() const;
+  /// The value of a covariate that has but one.
+  [[nodiscard]] std::optional<std::string> OnlyValue(const ParameterResult& parameter) const;
   [[nodiscard]] int ActiveLevels(int variable) const;
   [[nodiscard]] long long ParametersOf(std::size_t term) const;
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 #include <fmt/format.h>
@@ -10,12 +11,15 @@
 #include "host/Error.h"
 #include "host/Text.h"
 #include "host/fit/DotColumns.h"
+#include "host/fit/ExpressionFault.h"
 #include "host/fit/LevelOptions.h"
+#include "host/formula/ForeignFunction.h"
 #include "host/formula/FormulaError.h"
 #include "host/formula/Tokenizer.h"
 #include "host/table/ColumnCoders.h"
 #include "host/table/ColumnInfo.h"
 #include "host/table/Connection.h"
+#include "host/table/NumberLevels.h"
 #include "host/table/QueryError.h"
 #include "qvreg/common/Constants.h"
 
@@ -47,6 +51,9 @@ std::string ColumnHint(const TableSource& source, const std::string& name) {
   constexpr std::size_t kMostShown = 20;
   const std::optional<std::string> nearest = source.Nearest(name);
   std::string hint = ".";
+  if (const std::string_view call = ConstantCall(name); !call.empty()) {
+    return fmt::format("; write {} for the constant.", call);
+  }
   if (nearest) hint = fmt::format("; did you mean {}?", Quoted(WrittenName(*nearest)));
   const std::vector<ColumnInfo>& columns = source.Columns();
   hint += columns.size() == 1 ? " Its column is " : " Its columns are ";
@@ -71,21 +78,7 @@ std::string ValueOf(const ColumnInfo& column) {
   return column.type == "TIMESTAMP WITH TIME ZONE" ? "timezone('UTC', " + name + ")" : name;
 }
 
-constexpr std::size_t kMostExamples = 3;
-constexpr std::size_t kLongestExample = 40;
-
 bool IsFloating(const std::string& type) { return type == "DOUBLE" || type == "FLOAT"; }
-
-/// The columns that the variable reads, each once.
-std::vector<FoundColumn> DistinctColumns(const Variable& variable) {
-  std::vector<FoundColumn> columns;
-  for (const ColumnUse& use : variable.columns) {
-    const bool known = std::ranges::any_of(
-        columns, [&](const FoundColumn& column) { return column.name == use.found.name; });
-    if (!known) columns.push_back(use.found);
-  }
-  return columns;
-}
 
 /// The SQL condition that no column is missing, by the coder's rules for the column itself.
 std::string Presence(const Variable& variable, const TableSource& source) {
@@ -103,35 +96,6 @@ std::string Presence(const Variable& variable, const TableSource& source) {
     conditions.push_back(fmt::format("TRY(({}) IS NOT NULL) IS DISTINCT FROM FALSE", gap));
   }
   return fmt::format("{}", fmt::join(conditions, " AND "));
-}
-
-/// An SQL expression of what to do with rows in which the variable has no value; the example leaves
-/// out one of them.
-std::string WhereText(const Variable& variable) {
-  const FoundColumn& column = variable.columns.front().found;
-  const std::string start = "; leave such rows out with --where";
-  const std::string end = ", or change the expression.";
-  // In double quotes a shell runs what stands in back-quotes.
-  const bool isPlain = WrittenName(column.name) == column.name;
-  if (column.kind != ValueKind::kNumber || !isPlain) return QuoteText(start + end);
-  return fmt::format("{} || CAST({} AS VARCHAR) || {}",
-                     QuoteText(fmt::format("{}, such as --where \"{} <> ", start, column.name)),
-                     QuoteName(column.name), QuoteText("\"" + end));
-}
-
-/// An SQL expression of the sentence that says where the variable has no value. `wayOut`: an SQL
-/// expression of its end.
-std::string FaultText(const Variable& variable, const std::string& wayOut) {
-  const std::vector<FoundColumn> columns = DistinctColumns(variable);
-  std::string text = QuoteText("'" + variable.label + "' cannot be computed where ");
-  for (std::size_t i = 0; i < columns.size() && i < kMostExamples; ++i) {
-    const std::string_view quote = columns[i].kind == ValueKind::kNumber ? "" : "'";
-    text += fmt::format(
-        " || {} || left(CAST({} AS VARCHAR), {}) || {}",
-        QuoteText(fmt::format("{}{} is {}", i == 0 ? "" : " and ", columns[i].name, quote)),
-        QuoteName(columns[i].name), kLongestExample, QuoteText(quote));
-  }
-  return text + " || " + wayOut;
 }
 
 /// The SQL expression of a condition: true, false, or NULL where missing values leave it open. An
@@ -249,6 +213,18 @@ class Binder {
                                       : std::string(KindText(responseInfo_.kind));
   }
 
+  /// What to do about a dependent that is to be a number.
+  std::string NumberOfText(const Variable& response, const ColumnInfo& info) const {
+    const bool isColumn = response.form == Variable::Form::kColumn && !response.asFactor;
+    const std::string hint =
+        isColumn && info.kind == ColumnKind::kText
+            ? NumberHint(source_, {.label = response.columns.front().found.name,
+                                   .sql = response.sql,
+                                   .written = Written(response)})
+            : "";
+    return hint.empty() ? "; name a numeric column." : ". " + hint;
+  }
+
   /// The kind of model that suits the dependent, or that was asked for.
   ModelKind Kind(std::optional<ModelKind> asked) const {
     const Variable& response = formula_.response;
@@ -264,9 +240,8 @@ class Binder {
     }
     if (category && asked == ModelKind::kLinear) {
       FailAt(response.place,
-             fmt::format("The dependent '{}' is {}, but a linear model needs a number; name a "
-                         "numeric column.",
-                         response.label, CategoryText()));
+             fmt::format("The dependent '{}' is {}, but a linear model needs a number{}",
+                         response.label, CategoryText(), NumberOfText(response, responseInfo_)));
     }
     if (!asked && !response.asFactor && responseInfo_.kind == ColumnKind::kText) {
       const std::string disguise = DisguiseText(source_, {response.label, response.sql});
@@ -340,6 +315,7 @@ class Binder {
       request.maxLevels = kMostTextLevels;
       request.isByTypeOnly = true;
     }
+    request.written = Written(response);
     request.levels = levels.OfDependent();
     request.booleans = BooleansOf(response, responseInfo_);
     return request;
@@ -361,6 +337,7 @@ class Binder {
     ColumnRequest request{PlainName(variable), ValueSql(variable, infos_[i], source_),
                           Coding::kFactor};
     request.levels = levels.Of(variable);
+    request.written = Written(variable);
     request.booleans = BooleansOf(variable, infos_[i]);
     if (variable.isOfDot && infos_[i].kind == ColumnKind::kText) request.maxLevels = kMostDotLevels;
     binding_.positions[i] = Place(std::move(request));
@@ -402,7 +379,8 @@ ColumnLookup ColumnsOf(const TableSource& source, std::string_view formula) {
     FoundColumn found{column.name, ValueOf(column), ValueKindOf(column.kind)};
     if (column.kind == ColumnKind::kText) {
       found.numberHint = [&source, name = column.name] {
-        return DisguiseText(source, {name, QuoteName(name)});
+        return NumberHint(source,
+                          {.label = name, .sql = QuoteName(name), .written = WrittenName(name)});
       };
     }
     return found;
@@ -432,7 +410,8 @@ std::string ValueSql(const Variable& variable, const ColumnInfo& info, const Tab
       IsFloating(info.type) ? fmt::format("nullif({}, CAST('nan' AS {}))", variable.sql, info.type)
                             : variable.sql;
   return fmt::format("CASE WHEN {} THEN coalesce(TRY({}), error({})) END",
-                     Presence(variable, source), value, FaultText(variable, WhereText(variable)));
+                     Presence(variable, source), value,
+                     FaultText(variable, WhereText(variable, source)));
 }
 
 RowCondition ReadCondition(const std::string& text, const TableSource& source) {

@@ -37,6 +37,7 @@ constexpr auto kReasons = std::to_array<Reason>({
     {"&&", "Write 'and' for '&&'."},
     {"|", "Write 'or' for '|'."},
     {"!", "Write 'not' for '!'."},
+    {"~", "Write 'not' for '~'."},
     {"<<", "A formula has no operators on bits; compute the value in --sql."},
     {">>", "A formula has no operators on bits; compute the value in --sql."},
     {"%in%", "'%in%' stands between terms; write x in (1, 2) to look up a list."},

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/Text.h"
+#include "host/table/Booleans.h"
 
 namespace qvhost {
 namespace {
@@ -136,7 +137,17 @@ void ExpressionReader::MakeAlike(Value& left, Value& right) const {
   const bool rightIs = left.kind == ValueKind::kNumber && right.kind == ValueKind::kBoolean;
   if (leftIs) return asNumber(left);
   if (rightIs) return asNumber(right);
+  MakeTruth(left, right);
+  MakeTruth(right, left);
   check_.Alike(left, right);
+}
+
+void ExpressionReader::MakeTruth(const Value& truth, Value& text) {
+  if (truth.kind != ValueKind::kBoolean || !text.sql.starts_with('\'')) return;
+  const auto value = TruthOf(std::string_view(text.sql).substr(1, text.sql.size() - 2));
+  if (!value) return;
+  text.sql = *value ? "true" : "false";
+  text.kind = ValueKind::kBoolean;
 }
 
 Value ExpressionReader::Between(const Value& left, bool negated) {
@@ -159,7 +170,8 @@ Value ExpressionReader::In(const Value& left, bool negated) {
   }
   std::string list;
   do {
-    const Value value = Literal();
+    Value value = Literal();
+    MakeTruth(left, value);
     check_.Alike(left, value);
     list += (list.empty() ? "" : ", ") + value.sql;
   } while (Accept(",", PieceKind::kComma));
@@ -216,7 +228,8 @@ Value ExpressionReader::Sum() {
     const std::string_view sign = Current().text;
     Take(PieceKind::kOperator);
     const Value right = Product();
-    for (const Value* side : {&std::as_const(left), &right}) check_.Term(sign, *side);
+    check_.Term(sign, left, right);
+    check_.Term(sign, right, left);
     const bool dates = left.kind != ValueKind::kNumber || right.kind != ValueKind::kNumber;
     left = Binary(left, sign, right, dates ? ValueKind::kUnknown : ValueKind::kNumber);
   }

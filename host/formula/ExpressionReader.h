@@ -42,6 +42,8 @@ class ExpressionReader : private ExpressionCursor {
   Value Comparison();
   /// Makes two values comparable: a boolean beside a number is 0 or 1.
   void MakeAlike(Value& left, Value& right) const;
+  /// Makes a text that is compared with a boolean, such as 'Yes', one.
+  static void MakeTruth(const Value& truth, Value& text);
   Value Between(const Value& left, bool negated);
   Value In(const Value& left, bool negated);
   Value Like(const Value& left, bool negated);

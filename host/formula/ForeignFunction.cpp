@@ -118,12 +118,39 @@ constexpr auto kRefused = std::to_array<Refused>({
      "is written cast(x as double) here, or I(x - date '1970-01-01') for the days "
      "of a date."},
     {" as.integer ", "is written cast(trunc(x) as integer) here."},
-    {" as.character ", "is written cast(x as text) here."},
+    {" as.character str ", "is written cast(x as text) here."},
     {" as.date ", "is written cast(x as date) here."},
     {" len nchar char_length strlen ", "is called length() here."},
     {" tolower lcase ", "is called lower() here."},
     {" toupper ucase ", "is called upper() here."},
     {" paste paste0 ", "is called concat() here."},
+    {" weekdays ", "is called dayname() here."},
+    {" signif ",
+     "rounds to a number of digits in all, which a formula does not; round(x, digits) counts those "
+     "behind the point."},
+    {" sub ", "is written regexp_replace(s, pattern, to) here."},
+    {" gsub ",
+     "is written replace(s, from, to) here, where from is a text and no pattern; replace a pattern "
+     "in --sql."},
+    {" grepl ",
+     "is written regexp_matches(s, pattern) here, or contains(s, part) for a text that is no "
+     "pattern."},
+    {" case_when ", "is written case when x > 0 then 'up' else 'down' end here."},
+    {" is.finite is.infinite is.nan isfinite isinf isnan ",
+     "is not needed: a record with a missing value is left out, and an infinite value ends the "
+     "run."},
+    {" treatment ", "stands inside C() alone, as in C(x, Treatment('a'))."},
+});
+
+/// Functions of numpy that give other values than ours of the same name, or have none.
+constexpr auto kRefusedOfPython = std::to_array<Refused>({
+    {" round around rint ",
+     "is written round_even(x, 0) here, with the digits behind the point; round(x) rounds halves "
+     "away from zero."},
+    {" square ", "is written pow(x, 2) here."},
+    {" clip ", "is written least(greatest(x, low), high) here."},
+    {" mod remainder ",
+     "has the sign of y, and is written x - y * floor(x / y) here; mod(x, y) has that of x."},
 });
 
 bool Lists(std::string_view names, std::string_view name) {
@@ -140,16 +167,25 @@ std::string_view OwnFunctionName(std::string_view name) {
 
 std::string NoFunctionText(std::string_view name) {
   const std::string call = std::string(name) + "()";
-  for (const Refused& refused : kRefused) {
-    if (Lists(refused.names, name)) return call + " " + std::string(refused.reason);
-  }
   const std::string_view inModule = NameInModule(name);
+  for (const Refused& refused : kRefusedOfPython) {
+    if (Lists(refused.names, inModule)) return call + " " + std::string(refused.reason);
+  }
+  for (const Refused& refused : kRefused) {
+    const bool lists = Lists(refused.names, inModule.empty() ? name : inModule);
+    if (lists) return call + " " + std::string(refused.reason);
+  }
   std::vector<std::string> names;
   for (const FormulaFunction& function : FormulaFunctions()) names.emplace_back(function.Name());
   const std::optional<std::string> nearest = NearestName(inModule.empty() ? name : inModule, names);
   return "A formula has no function '" + std::string(name) + "'; " +
          (nearest ? "did you mean '" + *nearest + "'? 'qvreg fit --help' lists all."
                   : "'qvreg fit --help' lists those it has.");
+}
+
+std::string_view ConstantCall(std::string_view name) {
+  const std::string_view inModule = NameInModule(name);
+  return SameWord(inModule.empty() ? name : inModule, "pi") ? "pi()" : "";
 }
 
 bool IsMissingTest(std::string_view name) { return Lists(kMissingTests, name); }

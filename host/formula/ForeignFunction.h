@@ -12,6 +12,9 @@ namespace qvhost {
 /// Why a name is no function of a formula, and what to do: a sentence.
 [[nodiscard]] std::string NoFunctionText(std::string_view name);
 
+/// How a formula writes what others have as a constant, such as `np.pi`; empty for any other name.
+[[nodiscard]] std::string_view ConstantCall(std::string_view name);
+
 /// Whether a function asks for missing values: `is.na`, `isnull`, ...
 [[nodiscard]] bool IsMissingTest(std::string_view name);
 

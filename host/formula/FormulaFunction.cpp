@@ -18,6 +18,7 @@ constexpr auto kFunctions = std::to_array<FormulaFunction>({
     {"abs(x)", "abs", kArithmetic, "n", 'n'},
     {"sign(x)", "sign", kArithmetic, "n", 'n'},
     {"round(x[, digits])", "round", kArithmetic, "n|w", 'n'},
+    {"round_even(x, digits)", "round_even", kArithmetic, "nw", 'n'},
     {"floor(x)", "floor", kArithmetic, "n", 'n'},
     {"ceil(x)", "ceil", kArithmetic, "n", 'n'},
     {"ceiling(x)", "ceil", kArithmetic, "n", 'n'},

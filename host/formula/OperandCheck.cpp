@@ -1,6 +1,7 @@
 #include "host/formula/OperandCheck.h"
 
 #include <algorithm>
+#include <array>
 #include <initializer_list>
 
 namespace qvhost {
@@ -24,6 +25,12 @@ bool MayMeet(ValueKind left, ValueKind right) {
 
 bool IsTextLiteral(const Value& value) { return value.sql.front() == '\''; }
 
+/// Whether the function asks for what a date does not have.
+bool IsOfTime(const FormulaFunction& function) {
+  constexpr std::array<std::string_view, 4> kOfTime = {"hour", "minute", "second", "epoch"};
+  return std::ranges::find(kOfTime, function.Name()) != kOfTime.end();
+}
+
 }  // namespace
 
 void OperandCheck::Number(std::string_view sign, const Value& value) const {
@@ -41,8 +48,14 @@ void OperandCheck::Condition(std::string_view sign, const Value& value) const {
   Refuse(sign, "a condition, such as x > 0,", value, "");
 }
 
-void OperandCheck::Term(std::string_view sign, const Value& value) const {
-  if (value.kind != ValueKind::kDateTime) Number(sign, value);
+void OperandCheck::Term(std::string_view sign, const Value& value, const Value& other) const {
+  if (value.kind == ValueKind::kDateTime) return;
+  if (IsTextLiteral(value) && other.kind == ValueKind::kDateTime) {
+    const bool hasTime = value.sql.find(':') != std::string::npos;
+    Refuse(sign, "a date or time", value,
+           std::string("write ") + (hasTime ? "timestamp " : "date ") + value.sql + ".");
+  }
+  Number(sign, value);
 }
 
 void OperandCheck::Alike(const Value& left, const Value& right) const {
@@ -53,7 +66,10 @@ void OperandCheck::Alike(const Value& left, const Value& right) const {
                                           " is a list or structure, which a formula cannot "
                                           "compare; compute the value in --sql.");
   }
-  const std::string way = WayOut(left.kind, right);
+  const std::string way = left.kind == ValueKind::kBoolean && IsTextLiteral(right) ? TruthText(left)
+                          : right.kind == ValueKind::kBoolean && IsTextLiteral(left)
+                              ? TruthText(right)
+                              : WayOut(left.kind, right);
   throw tokens_.Error(right.place, Written(right) + " is " + std::string(KindText(right.kind)) +
                                        ", but " + Written(left) + " is " +
                                        std::string(KindText(left.kind)) +
@@ -73,7 +89,10 @@ void OperandCheck::Argument(const FormulaFunction& function, std::size_t index,
       return Condition(call, value);
     case ArgumentKind::kDateTime:
       if (IsOneOf(value.kind, {ValueKind::kDateTime})) return;
-      Refuse(call, "a date or time", value, WayOut(ValueKind::kDateTime, value));
+      Refuse(call, "a date or time", value,
+             IsOfTime(function) && value.kind == ValueKind::kText
+                 ? CastText("dates and times", value, "timestamp")
+                 : WayOut(ValueKind::kDateTime, value));
     case ArgumentKind::kSame:
     case ArgumentKind::kAny:
       if (value.kind != ValueKind::kOther) return;
@@ -114,9 +133,23 @@ std::string OperandCheck::WayOut(ValueKind kind, const Value& value) const {
   if (kind == kNumber && value.kind == kDateTime) return "write epoch(" + x + ") for seconds.";
   if (kind == kText && value.kind != kOther) return "write cast(" + x + " as text).";
   if (kind == kDateTime && value.kind == kText) {
-    return "if it holds dates, write cast(" + x + " as date).";
+    return CastText("dates", value, "date");
   }
   return "";
+}
+
+std::string OperandCheck::CastText(std::string_view holds, const Value& value,
+                                   std::string_view type) const {
+  const std::string x(
+      tokens_.Text().substr(value.place.begin, value.place.end - value.place.begin));
+  return "if it holds " + std::string(holds) + ", write cast(" + x + " as " + std::string(type) +
+         ").";
+}
+
+std::string OperandCheck::TruthText(const Value& value) const {
+  const std::string x(
+      tokens_.Text().substr(value.place.begin, value.place.end - value.place.begin));
+  return "write " + x + ", or not " + x + ".";
 }
 
 std::string OperandCheck::Written(const Value& value) const {

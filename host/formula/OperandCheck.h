@@ -45,7 +45,7 @@ class OperandCheck {
   /// A boolean, or a number, of which 0 is false.
   void Condition(std::string_view sign, const Value& value) const;
   /// Operands of '+' and '-': numbers, or dates and times, whose sums DuckDB checks.
-  void Term(std::string_view sign, const Value& value) const;
+  void Term(std::string_view sign, const Value& value, const Value& other) const;
   /// That `right` may be compared with `left`, or stand in its place.
   void Alike(const Value& left, const Value& right) const;
   void Argument(const FormulaFunction& function, std::size_t index, const Value& value) const;
@@ -55,6 +55,11 @@ class OperandCheck {
                            const std::string& wayOut) const;
   /// How to make a value of `kind` out of this one; empty when there is no simple way.
   [[nodiscard]] std::string WayOut(ValueKind kind, const Value& value) const;
+  /// "if it holds dates, write cast(x as date)."
+  [[nodiscard]] std::string CastText(std::string_view holds, const Value& value,
+                                     std::string_view type) const;
+  /// How to ask for the truth of a boolean.
+  [[nodiscard]] std::string TruthText(const Value& value) const;
   [[nodiscard]] std::string Written(const Value& value) const;
 
   const TokenStream& tokens_;

@@ -332,13 +332,23 @@ void TokenStream::JoinNames() {
   }
 }
 
-void TokenStream::CheckDoubleQuotes(const Token& text, const std::vector<std::size_t>& open) const {
+void TokenStream::CheckDoubleQuotes(std::size_t index, const std::vector<std::size_t>& open) const {
   constexpr std::array<std::string_view, 2> kTakers = {"Treatment", "relevel"};
   const bool isTaken =
       !open.empty() && open.back() > 0 && std::ranges::any_of(kTakers, [&](std::string_view name) {
         return SameWord(tokens_[open.back() - 1].text, name);
       });
-  if (!isTaken) throw Error(text.place, DoubleQuotesText(text));
+  if (isTaken) return;
+  const Token& text = tokens_[index];
+  constexpr std::array<std::string_view, 4> kEqual = {"=", "==", "!=", "<>"};
+  const bool isCompared = index > 1 && tokens_[index - 2].kind == TokenKind::kName &&
+                          std::ranges::find(kEqual, tokens_[index - 1].text) != kEqual.end();
+  if (!isCompared) throw Error(text.place, DoubleQuotesText(text));
+  std::string inside = Printable(WithoutQuotes(text.text));
+  CutText(inside, kLongestShown);
+  throw Error(text.place, "A text stands in single quotes here; write " +
+                              std::string(tokens_[index - 2].text) + " " +
+                              std::string(tokens_[index - 1].text) + " " + QuoteText(inside) + ".");
 }
 
 void TokenStream::RefuseWholeCall(std::size_t open) const {
@@ -369,8 +379,12 @@ void TokenStream::PairParentheses() {
       partners_[open.back()] = i;
       open.pop_back();
     } else if (token.kind == TokenKind::kDoubleQuoted) {
-      CheckDoubleQuotes(token, open);
+      CheckDoubleQuotes(i, open);
     } else if (token.Is("~") && !open.empty()) {
+      const Token& before = tokens_[i - 1];
+      if (before.kind == TokenKind::kOperator && !before.Is(")")) {
+        throw Error(token.place, "Write 'not' for '~'.");
+      }
       RefuseWholeCall(open.front());
       throw Error(tokens_[open.back()].place,
                   "This '(' is not closed before the '~'; add the ')'.");

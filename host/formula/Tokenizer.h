@@ -138,7 +138,7 @@ class TokenStream {
   /// Throws where this parenthesis is that of R's or Python's call of a fit: lm(y ~ x).
   void RefuseWholeCall(std::size_t open) const;
   /// Throws unless the call whose parenthesis is open takes a text in double quotes.
-  void CheckDoubleQuotes(const Token& text, const std::vector<std::size_t>& open) const;
+  void CheckDoubleQuotes(std::size_t index, const std::vector<std::size_t>& open) const;
 
   std::string_view text_;
   ColumnLookup lookup_;

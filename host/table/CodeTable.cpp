@@ -13,6 +13,7 @@
 #include "host/table/ColumnCoders.h"
 #include "host/table/Connection.h"
 #include "host/table/KeptRows.h"
+#include "host/table/NumberLevels.h"
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
 
@@ -165,6 +166,18 @@ class Coder {
   std::vector<MissingString> missingStrings_;
 };
 
+/// Throws Error for one that is a category because it is text, though its values are numbers.
+void CheckCategories(const TableSource& source, const std::vector<ColumnRequest>& requests,
+                     const CodedTable& table) {
+  for (std::size_t i = 0; i < requests.size(); ++i) {
+    const std::string& label = requests[i].label;
+    const bool isColumn = !source.Matches(label).empty();
+    if (!requests[i].isByTypeOnly || !isColumn || source.IsTypeGiven(label)) continue;
+    const CodedColumn& column = table.Columns()[i];
+    if (IsLikelyNumber(column)) RefuseNumberLevels(source, requests[i], column);
+  }
+}
+
 }  // namespace
 
 const char* StageName(CodingProgress::Stage stage) {
@@ -176,7 +189,9 @@ CodedTable CodeTable(const TableSource& source, const std::vector<ColumnRequest>
   for (;;) {
     Coder coder(source, requests, options);
     try {
-      return coder.Run();
+      CodedTable table = coder.Run();
+      CheckCategories(source, requests, table);
+      return table;
     } catch (const TooManyLevels& error) {
       for (const ColumnRequest& request : requests) {
         if (request.isByTypeOnly && request.label == error.Label()) RefuseCategory(source, request);

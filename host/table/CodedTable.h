@@ -27,6 +27,7 @@ struct CodedColumn {
   bool isText = false;  ///< A factor whose values are text, and not a number taken as a factor.
   std::vector<std::string>
       levels;  ///< A factor's levels for people, by code. Only those that occur.
+  std::vector<std::int64_t> counts;  ///< Of a factor of texts: the records with each level.
   /// Of a number that is not always missing: the lowest and the highest value.
   double lowest = std::numeric_limits<double>::infinity();
   double highest = -std::numeric_limits<double>::infinity();

@@ -7,6 +7,7 @@
 #include "host/Error.h"
 #include "host/table/ColumnCoders.h"
 #include "host/table/Connection.h"
+#include "host/table/NumberLevels.h"
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
 
@@ -29,7 +30,7 @@ std::string ExampleOf(const TableSource& source, const ColumnRequest& request) {
                                  const TypeInfo& type) {
   const std::string example = ExampleOf(source, request);
   const std::string disguise =
-      type.kind == ColumnKind::kText ? DisguiseText(source, request) : std::string();
+      type.kind == ColumnKind::kText ? NumberHint(source, request) : std::string();
   throw Error(
       ExitCode::kBadInput,
       fmt::format("'{}' must be a number, but it is {} ({}){}{}", request.label,

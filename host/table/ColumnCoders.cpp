@@ -12,6 +12,7 @@
 #include "host/table/Connection.h"
 #include "host/table/DuckDb.h"
 #include "host/table/NumberFormat.h"
+#include "host/table/NumberLevels.h"
 #include "qvreg/common/Constants.h"
 
 namespace qvhost {
@@ -22,15 +23,11 @@ constexpr std::size_t kLongestExample = 40;
 /// So many values tell whether a text is a number in another format.
 constexpr std::size_t kSampleValues = 2000;
 
-/// The first few different values of a text for which the condition holds, of so many as tell; {0}
-/// in it stands for the value as a number, NULL when it is none.
-std::vector<std::string> FirstValues(const TableSource& source, const ColumnRequest& request,
-                                     const std::string& condition) {
-  const std::string number = fmt::format("TRY_CAST(CAST(({}) AS VARCHAR) AS DOUBLE)", request.sql);
+/// The first few different values of a text, of so many as tell.
+std::vector<std::string> FirstValues(const TableSource& source, const ColumnRequest& request) {
   const auto rows = source.Database().Rows(
-      fmt::format("SELECT left(({0}), {1}) FROM {2} WHERE ({0}) IS NOT NULL AND {3} LIMIT {4}",
-                  request.sql, kLongestExample, source.Relation(),
-                  fmt::format(fmt::runtime(condition), number), kSampleValues));
+      fmt::format("SELECT left(({0}), {1}) FROM {2} WHERE ({0}) IS NOT NULL LIMIT {3}", request.sql,
+                  kLongestExample, source.Relation(), kSampleValues));
   std::vector<std::string> values;
   for (const auto& row : rows) {
     const std::string value = row.front().value_or("");
@@ -86,7 +83,8 @@ std::string DisguiseText(const NumberReading& reading, const TableSource& source
                          const std::string& column) {
   const std::string what =
       fmt::format("{} % of its values read as {}", reading.share, ReadingText(reading));
-  if (source.Layout() == nullptr) {
+  const bool needsFormat = source.Layout() == nullptr || !reading.format.IsPlain();
+  if (needsFormat && !source.TakesFormats()) {
     return fmt::format("{}: make numbers of them in --sql, such as {}.", what,
                        ReadingSql(reading, column));
   }
@@ -94,31 +92,15 @@ std::string DisguiseText(const NumberReading& reading, const TableSource& source
 }
 
 void RefuseCategory(const TableSource& source, const ColumnRequest& request) {
-  const std::vector<std::string> values = FirstValues(source, request, "true");
-  const std::vector<std::string> texts = FirstValues(source, request, "{0} IS NULL");
-  const std::size_t numbers = FirstValues(source, request, "{0} IS NOT NULL").size();
-  const std::string disguise = DisguiseText(source, request);
-  std::string remedy;
-  if (!disguise.empty()) {
-    remedy = " " + disguise;
-  } else if (texts.empty()) {
-    remedy = fmt::format(
-        " All of them read as numbers: make it a number with --sql, such as "
-        "CAST({} AS DOUBLE).",
-        request.label);
-  } else if (numbers == kExamples) {
-    remedy = fmt::format(
-        " Values of it read as numbers, but not '{}': if that stands for a "
-        "missing value, name it with --na {}.",
-        texts.front(), ShellText(texts.front()));
-  }
-  throw Error(
-      ExitCode::kBadInput,
-      fmt::format("The dependent '{0}' is text with more than {1} different values, such "
-                  "as '{2}', so it is hardly meant as a category.{3} To take it as one "
-                  "nevertheless, write --model logistic or C({0}); for another model, "
-                  "name another dependent.",
-                  request.label, request.maxLevels.value_or(0), fmt::join(values, "', '"), remedy));
+  const std::vector<std::string> values = FirstValues(source, request);
+  const std::string hint = NumberHint(source, request);
+  throw Error(ExitCode::kBadInput,
+              fmt::format("The dependent '{0}' is text with more than {1} different values, such "
+                          "as '{2}', so it is hardly meant as a category.{3} To take it as one "
+                          "nevertheless, write --model logistic or C({4}); for another model, "
+                          "name another dependent.",
+                          request.label, request.maxLevels.value_or(0), fmt::join(values, "', '"),
+                          hint.empty() ? "" : " " + hint, request.Written()));
 }
 
 LevelOrder ByBytes() { return std::less<>(); }
@@ -254,9 +236,13 @@ void TextFactorCoder::Code(duckdb_vector values, idx_t rows, double* codes,
 
 double TextFactorCoder::CodeOf(std::string_view text) {
   const auto known = codes_.find(text);
-  if (known != codes_.end()) return static_cast<double>(known->second);
+  if (known != codes_.end()) {
+    ++counts_[known->second];
+    return static_cast<double>(known->second);
+  }
   if (levels_.size() == maxLevels_) throw TooManyLevels(column_.label, maxLevels_);
   const auto next = static_cast<std::uint32_t>(levels_.size());
+  counts_.push_back(1);
   levels_.push_back(&codes_.emplace(text, next).first->first);
   return static_cast<double>(next);
 }
@@ -273,6 +259,7 @@ CodedColumn TextFactorCoder::Finish() {
   });
   for (const std::uint32_t code : order) column_.levels.push_back(LevelText(*levels_[code]));
   Arrange(choice_, column_.label, order, column_.levels);
+  for (const std::uint32_t code : order) column_.counts.push_back(counts_[code]);
   finalCodes_ = FinalCodesOf(order);
   return std::move(column_);
 }

@@ -178,7 +178,8 @@ class TextFactorCoder final : public ColumnCoder {
   ColumnKind kind_;
   std::size_t maxLevels_;
   std::unordered_map<std::string, std::uint32_t, ViewHash, std::equal_to<>> codes_;
-  std::vector<const std::string*> levels_;  ///< Keys of `codes_` by provisional code.
+  std::vector<const std::string*> levels_;  ///< Keys of `codes_` by provisional code,
+  std::vector<std::int64_t> counts_;        ///< and how many records have each.
   std::vector<double> finalCodes_;
 };
 

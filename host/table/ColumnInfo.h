@@ -54,6 +54,9 @@ struct ColumnRequest {
   bool isByTypeOnly = false;
   LevelChoice levels = {};     ///< Of a factor.
   BooleanTexts booleans = {};  ///< Of a factor of booleans: what its levels are called.
+  std::string written = {};    ///< As a formula takes it; empty for the label.
+
+  [[nodiscard]] const std::string& Written() const { return written.empty() ? label : written; }
 };
 
 /// A column of the source that is kept beside what a run computes. A plain value.

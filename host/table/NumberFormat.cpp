@@ -73,6 +73,10 @@ std::size_t CurrencyAtEnd(std::string_view text) {
   return isCode ? 3 : 0;
 }
 
+bool IsInfinity(std::string_view text) {
+  return SameWord(text, "inf") || SameWord(text, "infinity");
+}
+
 /// What is left of a number without its signs.
 struct Unsigned {
   std::string_view digits;
@@ -177,6 +181,7 @@ std::optional<std::string> ParseNumber(std::string_view text, const NumberFormat
                                        NumberSigns signs) {
   const Unsigned number = WithoutSigns(text, signs);
   std::string_view rest = number.digits;
+  if (IsInfinity(rest)) return number.isNegative ? "-inf" : "inf";
   const std::optional<std::string> whole = WholePart(rest, format.thousands);
   if (!whole) return std::nullopt;
   std::string plain = (number.isNegative ? "-" : "") + *whole;

@@ -26,7 +26,8 @@ enum class NumberSigns { kRefused, kDropped };
 
 /// The number as the C locale writes it, `-1234.5`; nothing when the text is not a number of this
 /// format. Groups of digits must have three digits, or two as in 1,00,000; the last has three.
-/// Where blanks separate thousands, no-break spaces do, too.
+/// Where blanks separate thousands, no-break spaces do, too. What R and pandas write for an
+/// infinite number, `Inf` and `inf`, is one: `inf`.
 [[nodiscard]] std::optional<std::string> ParseNumber(std::string_view text,
                                                      const NumberFormat& format, NumberSigns signs);
 

@@ -1,12 +1,14 @@
 #include "host/table/SqliteFile.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include <fmt/format.h>
@@ -69,6 +71,15 @@ bool IsUtf8(std::string_view text) {
 
 bool IsWhole(double number) {
   return std::trunc(number) == number && std::abs(number) < kLeastInexact;
+}
+
+/// Of all of a text; nothing when it is no such number.
+template <typename Number>
+std::optional<Number> ValueOf(std::string_view text) {
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
 }
 
 duckdb_type TypeOf(SqliteKind kind) {
@@ -161,8 +172,8 @@ class Scan {
     if (TypeOf(column.kind) == DUCKDB_TYPE_VARCHAR) return PutText(i, vector, row);
     if (type == SQLITE_TEXT) {
       const std::string_view text = query_.Text(i);
-      if (!state_->isMissing(column.number, text)) Refuse(Fault::Kind::kText, column, text);
-      return SetNull(vector, row);
+      if (state_->isMissing(column.number, text)) return SetNull(vector, row);
+      return PutNumberOfText(column, text, vector, row);
     }
     void* const values = duckdb_vector_get_data(vector);
     if (column.kind == SqliteKind::kNumber) {
@@ -171,6 +182,22 @@ class Scan {
       static_cast<std::int64_t*>(values)[row] = sqlite3_column_int64(query_.Raw(), i);
     } else {
       Refuse(Fault::Kind::kFraction, column, query_.Text(i));
+    }
+  }
+
+  /// A text in a column that the user named a number.
+  void PutNumberOfText(const Column& column, std::string_view text, duckdb_vector vector,
+                       idx_t row) {
+    const auto plain = column.isNamed ? ParseNumber(text, {}, NumberSigns::kDropped) : std::nullopt;
+    const auto number = plain ? ValueOf<double>(*plain) : std::nullopt;
+    if (!number) Refuse(Fault::Kind::kText, column, text);
+    void* const values = duckdb_vector_get_data(vector);
+    if (column.kind == SqliteKind::kNumber) {
+      static_cast<double*>(values)[row] = *number;
+    } else if (const auto whole = ValueOf<std::int64_t>(*plain)) {
+      static_cast<std::int64_t*>(values)[row] = *whole;
+    } else {
+      Refuse(Fault::Kind::kFraction, column, text);
     }
   }
 

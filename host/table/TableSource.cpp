@@ -136,6 +136,7 @@ TableSource::TableSource(const DataSource& source,
                          const std::function<void(std::uint64_t bytes)>& progress)
     : strings_(source.na.empty() ? MissingStrings::Default() : source.na),
       inputs_(std::make_unique<InputFiles>()),
+      types_(source.reading.types),
       sql_(source.sql) {
   CheckOptions(source);
   if (!source.data.empty()) {
@@ -357,6 +358,17 @@ std::vector<std::string> TableSource::NotesOnNames() const {
 }
 
 const TextLayout* TableSource::Layout() const { return file_ && sql_.empty() ? &layout_ : nullptr; }
+
+bool TableSource::TakesTypes() const { return (file_ || sqlite_) && sql_.empty(); }
+
+bool TableSource::TakesFormats() const {
+  return TakesTypes() && data_->Format() == FileFormat::kDelimited;
+}
+
+bool TableSource::IsTypeGiven(std::string_view column) const {
+  return std::ranges::any_of(
+      types_, [column](const ColumnType& type) { return SameWord(type.column, column); });
+}
 
 BooleanTexts TableSource::BooleansOf(const std::string& column) const {
   if (!file_ || !sql_.empty()) return {};

@@ -94,6 +94,13 @@ class TableSource {
   /// How the text files are written that are the table; null for any other source.
   [[nodiscard]] const TextLayout* Layout() const;
 
+  /// Whether --types may name its columns.
+  [[nodiscard]] bool TakesTypes() const;
+  /// Whether --decimal and --thousands may say how its numbers are written.
+  [[nodiscard]] bool TakesFormats() const;
+  /// Whether --types names this column.
+  [[nodiscard]] bool IsTypeGiven(std::string_view column) const;
+
   /// For each of these columns, those of several files that do not have it: it is missing in their
   /// rows. Throws Error (kBadInput).
   [[nodiscard]] std::vector<std::vector<std::string>> FilesWithout(
@@ -185,6 +192,7 @@ class TableSource {
   std::vector<RenamedColumn> renamedInFile_;
   std::vector<RenamedColumn> renamed_;  ///< In the result of the query.
   std::string delimiter_;               ///< That the user named; else empty.
+  std::vector<ColumnType> types_;       ///< That the user named.
   std::unique_ptr<TypedView> typed_;    ///< Of another table or a query, with --na only.
   std::string sql_;                     ///< The query; empty for none.
   std::string name_;

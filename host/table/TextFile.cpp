@@ -33,6 +33,16 @@ std::vector<std::string> FilesOf(Connection& connection, const std::string& file
   return names;
 }
 
+/// `nullStrings` for learning types, so that an infinite value in the first rows makes no text of
+/// numbers: where types are sought, DuckDB takes it for one.
+std::string WithInfinity(const std::string& nullStrings) {
+  std::string list = nullStrings.substr(0, nullStrings.size() - 1);
+  for (const char* word : {"Inf", "inf", "INF", "Infinity", "infinity"}) {
+    for (const char* sign : {"", "-", "+"}) list += fmt::format(", '{}{}'", sign, word);
+  }
+  return list + "]";
+}
+
 std::string NullStrings(const MissingStrings& strings) {
   std::string list = "''";
   for (const std::string& text : strings.Strings()) list += ", " + QuoteText(text);
@@ -157,6 +167,7 @@ RawColumn DelimitedColumn(const std::string& type, const Dialect& dialect, bool 
   RawColumn column;
   column.type = type;
   column.isOpen = type == "VARCHAR";
+  column.takesFormat = true;
   if (declared != nullptr) {
     column.type = declared->type;
     column.isOpen = false;
@@ -198,8 +209,9 @@ void RestoreNames(Connection& connection, const TextFiles& files, Learned& learn
 Learned Learn(Connection& connection, const TextFiles& files, const std::string& nullStrings,
               const ReadingOptions& given, ShortRows shortRows) {
   Learned learned{DialectOf(connection, files, nullStrings, given, shortRows), {}, shortRows};
-  learned.columns = Described(
-      connection, fmt::format("read_csv({}, {}{})", files.sql, nullStrings, learned.dialect.types));
+  learned.columns =
+      Described(connection, fmt::format("read_csv({}, {}{})", files.sql, WithInfinity(nullStrings),
+                                        learned.dialect.types));
   RestoreNames(connection, files, learned);
   return learned;
 }

@@ -358,6 +358,16 @@ void TypedView::RefuseValue(std::size_t column) {
   const std::string what = mustBeWhole ? "a whole number"
                            : isNumber  ? "a number"
                                        : fmt::format("of the type {}", raw.type);
+  const auto reading =
+      isNumber && raw.takesFormat ? FindReading({*found[2], *found[2]}) : std::nullopt;
+  if (reading && !reading->format.IsPlain()) {
+    throw Error(ExitCode::kBadInput,
+                fmt::format("{}: the value '{}' of '{}' in row {} is not {}, {}. Add {} to "
+                            "read it as one.",
+                            file, *found[2], raw.name, rowInFile, what,
+                            raw.isDeclared ? "as --types demands" : "as those before it are",
+                            ReadingOptionsText(*reading, raw.name)));
+  }
   const char* const wider = mustBeWhole ? "double" : IsTrue(found[3]) ? "timestamp" : nullptr;
   throw Error(
       ExitCode::kBadInput,

@@ -36,7 +36,8 @@ struct RawColumn {
   bool isOpen = false;
   /// Whether its numbers are written in the format of the file, and not as DuckDB casts them.
   bool isFormatted = false;
-  bool isDeclared = false;  ///< The user said what it is.
+  bool takesFormat = false;  ///< --decimal and --thousands may say how its numbers are written.
+  bool isDeclared = false;   ///< The user said what it is.
   /// What becomes of signs of currency and percent in a formatted column.
   NumberSigns signs = NumberSigns::kRefused;
   /// Whether somebody or something chose text for an open column: it becomes a number only if it

@@ -107,6 +107,41 @@ TEST_F(CommandData, InAQueryTextThatReadsAsNumbersNeedsAnExpression) {
             R"(make numbers of them in --sql, such as CAST(replace(regexp_replace(replace(\"x\")");
 }
 
+TEST_F(CommandData, AnInfiniteValueIsRefusedWhereverItStands) {
+  for (const std::string word : {"Inf", "inf", "-Inf", "Infinity"}) {
+    folder_.Write("first.csv",
+                  RowsOf("y,x", ",", [&](int i) { return i == 0 ? word : std::to_string(i); }));
+    folder_.Write("later.csv", RowsOf("y,x", ",", [&](int i) {
+                    return i == 1 ? word : std::to_string(i) + ".5";
+                  }));
+    ExpectHas(Refused({"--data", "first.csv"}), "The value of 'x' in row 1 is infinite");
+    ExpectHas(Refused({"--data", "later.csv"}), "The value of 'x' in row 2 is infinite");
+    ExpectHas(Refused({"--data", "first.csv", "--types", "x=double"}), "in row 1 is infinite");
+  }
+  folder_.Write("plain.csv", RowsOf("y,x", ",", [](int i) { return std::to_string(i) + ".5"; }));
+  ExpectHas(Refused({"--data", "plain.csv", "first.csv"}), "in row 41 is infinite");
+}
+
+TEST_F(CommandData, ANumberInAnotherFormatIsNamedWithItsOption) {
+  folder_.Write("rows.csv",
+                RowsOf("y;x", ";", [](int i) { return std::to_string(i) + ",514.60"; }));
+  ExpectHas(Refused({"--data", "rows.csv", "--types", "x=double"}),
+            "the value '0,514.60' of 'x' in row 1 is not a number, as --types demands. Add "
+            "--thousands , to read it as one.");
+}
+
+TEST_F(CommandData, JsonTakesNoFormatOfNumbers) {
+  std::string rows;
+  for (int i = 0; i < 40; ++i) {
+    rows +=
+        "{\"y\": " + std::to_string(i * 7 % 31) + ", \"x\": \"" + std::to_string(i) + ",250.5\"}\n";
+  }
+  const std::string file = folder_.Write("rows.json", rows);
+  const std::string notes = FitJson({"--data", file, "--formula", "y ~ x"})["warnings"].dump();
+  ExpectHas(notes, "make numbers of them in --sql, such as CAST(");
+  EXPECT_EQ(notes.find("--thousands"), std::string::npos) << notes;
+}
+
 TEST_F(CommandData, CodesDatesAndThousandsAreNamed) {
   const auto zip = [](int i) { return std::string(i % 2 == 0 ? "01234" : "10115"); };
   ExpectHas(Notes(RowsOf("y,x", ",", zip), {}),

@@ -54,18 +54,19 @@ TEST(CommandDialect, LogOfANumberThatIsNotPositive) {
   const auto fit = [&](const std::string& formula) {
     return CommandRun({"fit", "--data", "t.csv", "--formula", formula}).In(folder.Path()).Run();
   };
-  const auto rest = [](const std::string& value) {
-    return value + "; leave such rows out with --where, such as --where \"x <> " + value +
+  const auto rest = [](const std::string& value, const std::string& condition) {
+    return value + "; leave such rows out with --where, such as --where \"x " + condition +
            "\", or change the expression.";
   };
   ExpectFailure(fit("y ~ log(x)"), kBadInput,
-                "t.csv: 'log(x)' cannot be computed where x is " + rest("0"));
+                "t.csv: 'log(x)' cannot be computed where x is " + rest("0", "> 0"));
   ExpectFailure(fit("y ~ log1p(x)"), kBadInput,
-                "t.csv: 'log1p(x)' cannot be computed where x is " + rest("-1"));
-  ExpectFailure(fit("y ~ if(log1p(x) > 0, 1, 0)"), kBadInput,
-                "t.csv: 'if(log1p(x) > 0, 1, 0)' cannot be computed where x is " + rest("-1"));
+                "t.csv: 'log1p(x)' cannot be computed where x is " + rest("-1", "> -1"));
+  ExpectFailure(
+      fit("y ~ if(log1p(x) > 0, 1, 0)"), kBadInput,
+      "t.csv: 'if(log1p(x) > 0, 1, 0)' cannot be computed where x is " + rest("-1", "> -1"));
   ExpectFailure(fit("y ~ expm1(I(1000 * x))"), kBadInput,
-                "t.csv: 'expm1(I(1000 * x))' cannot be computed where x is " + rest("2"));
+                "t.csv: 'expm1(I(1000 * x))' cannot be computed where x is " + rest("2", "<> 2"));
 }
 
 TEST(CommandDialect, AllOtherColumns) {

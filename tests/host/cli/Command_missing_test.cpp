@@ -99,10 +99,10 @@ TEST_F(CommandMissing, ADependentOfManyTextsIsRefused) {
   EXPECT_EQ(numbers.out, "");
   ExpectHas(numbers.err, "The dependent 's' is text with more than 50 different values, such as '");
   ExpectHas(numbers.err,
-            ", so it is hardly meant as a category. Values of it read as numbers, but not 'none': "
-            "if that stands for a missing value, name it with --na 'none'. To take it as one "
-            "nevertheless, write --model logistic or C(s); for another model, name another "
-            "dependent.\n");
+            ", so it is hardly meant as a category. 99 % of its values read as numbers, though not "
+            "'none': if that stands for a missing value, add --na 'none' --types s=double, and the "
+            "column is a number. To take it as one nevertheless, write --model logistic or C(s); "
+            "for another model, name another dependent.\n");
   const CommandResult texts = RunQvreg({"fit", "--data", rows, "--formula", "id ~ y"});
   EXPECT_EQ(texts.exitCode, 2);
   ExpectHas(texts.err, "hardly meant as a category. To take it as one");
@@ -129,10 +129,69 @@ TEST_F(CommandMissing, AFactorOfNearlyAsManyLevelsAsRecordsIsNamed) {
             "'id' has 200 levels in 200 records, fewer than two records for a level. Leave it out, "
             "or group its values with --sql.");
   const json numbers = FitJson({"--data", rows, "--formula", "y ~ s"});
-  EXPECT_EQ(numbers["warnings"][0],
-            "'s' has 200 levels in 200 records, fewer than two records for a level. Most of its "
-            "values read as numbers, but not 'none': if that stands for a missing value, name it "
-            "with --na 'none', and the column is a number.");
+  ExpectHas(numbers["warnings"].dump(),
+            "'s' is text and so a factor, but 99 % of its values read as numbers, though not "
+            "'none': if that stands for a missing value, add --na 'none' --types s=double, and the "
+            "column is a number.");
+}
+
+/// 400 records of y and of x, which has `text` in place of one of its 400 numbers from 0 to 19;
+/// some of the other column are missing.
+std::string CountsWith(const std::string& text) {
+  std::string lines = "y,x\n";
+  for (int i = 0; i < 400; ++i) {
+    lines += (i % 50 == 7 ? "NA" : std::to_string(i * 7 % 31)) + "," +
+             (i == 300 ? text : std::to_string(i * 37 % 20)) + "\n";
+  }
+  return lines;
+}
+
+TEST_F(CommandMissing, OneBadCellAmongFewNumbersIsNamed) {
+  const std::string rows = folder_.Write("counts.csv", CountsWith("Total"));
+  const json text = FitJson({"--data", rows, "--formula", "y ~ x"});
+  const std::string note =
+      "'x' is text and so a factor, but 99 % of its values read as numbers, though not 'Total': if "
+      "that stands for a missing value, add --na 'NA' --na 'Total' --types x=double, and the "
+      "column is a number.";
+  ExpectHas(text["warnings"].dump(), note);
+  const json number = FitJson(
+      {"--data", rows, "--formula", "y ~ x", "--na", "NA", "--na", "Total", "--types", "x=double"});
+  EXPECT_EQ(number["parameters"].size(), 2U);
+  for (const json& fit : {FitJson({"--data", rows, "--formula", "y ~ C(x)"}),
+                          FitJson({"--data", rows, "--formula", "y ~ x", "--types", "x=text"})}) {
+    EXPECT_EQ(fit["warnings"].dump().find("read as numbers"), std::string::npos);
+  }
+}
+
+TEST_F(CommandMissing, ADependentOfNumbersWithOneBadCellIsRefused) {
+  const std::string rows = folder_.Write("counts.csv", CountsWith("missing"));
+  const std::string why =
+      "99 % of its values read as numbers, though not 'missing': if that stands for a missing "
+      "value, add --na 'NA' --na 'missing' --types x=double, and the column is a number.";
+  const CommandResult category = RunQvreg({"fit", "--data", rows, "--formula", "x ~ y"});
+  EXPECT_EQ(category.exitCode, 2);
+  ExpectHas(category.err, "The dependent 'x' is text, but " + why +
+                              " For a logistic model of its values write C(x).\n");
+  const CommandResult linear =
+      RunQvreg({"fit", "--data", rows, "--formula", "x ~ y", "--model", "linear"});
+  EXPECT_EQ(linear.exitCode, 2);
+  ExpectHas(linear.err, "The dependent 'x' is text, but a linear model needs a number. 99 % of");
+  EXPECT_EQ(FitJson({"--data", rows, "--formula", "x ~ 1", "--types", "x=text"})["model"],
+            "logistic");
+}
+
+TEST_F(CommandMissing, BlanksBesideNumbersAreNamed) {
+  std::string lines = "y,x\n";
+  for (int i = 0; i < 60; ++i) {
+    lines +=
+        std::to_string(i * 7 % 31) + (i % 2 == 0 ? ", " : ",") + std::to_string(i % 9) + ".5 \n";
+  }
+  const std::string rows = folder_.Write("blanks.csv", lines);
+  ExpectHas(FitJson({"--data", rows, "--formula", "y ~ x"})["warnings"].dump(),
+            "100 % of its values read as numbers: for a number, add --types x=double.");
+  EXPECT_EQ(
+      FitJson({"--data", rows, "--formula", "y ~ x", "--types", "x=double"})["parameters"].size(),
+      2U);
 }
 
 TEST_F(CommandMissing, NumbersMadeTextByAMissingStringAreNamed) {
@@ -141,8 +200,8 @@ TEST_F(CommandMissing, NumbersMadeTextByAMissingStringAreNamed) {
       "FROM range(100)";
   const json text = FitJson({"--sql", query, "--formula", "y ~ x"});
   EXPECT_EQ(text["warnings"][0],
-            "'x' is text and so a factor. All its other values read as numbers, but not 'NA': if "
-            "that stands for a missing value, name it with --na 'NA', and the column is a number.");
+            "'x' is text and so a factor, but 88 % of its values read as numbers, though not 'NA': "
+            "if that stands for a missing value, add --na 'NA', and the column is a number.");
   const json number = FitJson({"--sql", query, "--formula", "y ~ x", "--na", "NA"});
   EXPECT_EQ(number["parameters"].size(), 2U);
   EXPECT_EQ(number["records"]["missing"], 12);

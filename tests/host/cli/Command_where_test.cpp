@@ -96,6 +96,16 @@ TEST_F(CommandWhere, OfAQueryAndOfAColumnThatIsABoolean) {
   EXPECT_EQ(fit["records"]["used"], 3);
 }
 
+TEST_F(CommandWhere, ABooleanIsComparedWithTheWordsOfItsFile) {
+  const std::string file =
+      folder_.Write("b.csv", "y,x,smoker\n1,1,Yes\n3,2,No\n2,3,Yes\n5,4,No\n4,6,Yes\n6,5,\n");
+  for (const char* condition : {"smoker = 'Yes'", "smoker != 'no'", "smoker in ('Yes')"}) {
+    const json fit = FitJson({"--data", file, "--formula", "y ~ x", "--where", condition});
+    EXPECT_EQ(fit["records"]["used"], 3) << condition;
+  }
+  EXPECT_EQ(FitJson({"--data", file, "--formula", "y ~ I(smoker == 'Yes')"})["records"]["used"], 5);
+}
+
 TEST_F(CommandWhere, NoRowIsLeft) {
   EXPECT_EQ(Refused("x > 100", 1),
             "qvreg: The condition of --where is true for none of the 7 rows.\n");

@@ -71,6 +71,12 @@ TEST(FitWarnings, ColumnsThatWereNotFinite) {
                 "values or the weights are too large for a number. Rescale the columns."});
 }
 
+TEST(FitWarnings, CovariateOfOneValue) {
+  EXPECT_EQ(Fit(From("5 AS c"), "y ~ x + c").warnings,
+            Sentences{"'c' has one value, 5, in all records, so it explains nothing; leave it "
+                      "out."});
+}
+
 TEST(FitWarnings, RedundantCovariates) {
   const FitResult one = Fit(From("2 * x + 1 AS x2"), "y ~ x + x2");
   EXPECT_EQ(
@@ -83,8 +89,8 @@ TEST(FitWarnings, RedundantCovariates) {
   EXPECT_EQ(one.parameters[2].estimate, 0.0);
   EXPECT_FALSE(one.parameters[2].statistics.stdError.has_value());
 
-  const FitResult two = Fit(From("2 * x AS x2, 5 AS five"), "y ~ x + x2 + five");
-  EXPECT_EQ(two.warnings, Sentences{"'x2', 'five' depend on the terms before: they leave no more "
+  const FitResult two = Fit(From("2 * x AS x2, 3 * x AS x3"), "y ~ x + x2 + x3");
+  EXPECT_EQ(two.warnings, Sentences{"'x2', 'x3' depend on the terms before: they leave no more "
                                     "of each than the share of --tolerance (1e-14). Unless this is "
                                     "exact, centre the variables, as center(x), or lower "
                                     "--tolerance."});
@@ -95,10 +101,10 @@ TEST(FitWarnings, ACovariateThatDependsExactly) {
   options.tolerance = 0.0;
   EXPECT_EQ(Fit(options).warnings,
             Sentences{"'x2' depends on the terms before, and the model is the same without it."});
-  options = OptionsFor(From("2 * x AS x2, 5 AS five"), "y ~ x + x2 + five");
+  options = OptionsFor(From("2 * x AS x2, 3 * x AS x3"), "y ~ x + x2 + x3");
   options.tolerance = 0.0;
   EXPECT_EQ(Fit(options).warnings,
-            Sentences{"'x2', 'five' depend on the terms before, and the model is the same without "
+            Sentences{"'x2', 'x3' depend on the terms before, and the model is the same without "
                       "them."});
 }
 

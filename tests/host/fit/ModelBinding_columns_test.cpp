@@ -128,6 +128,19 @@ TEST_F(FormulaColumns, TheKindsOfColumnsAreChecked) {
   EXPECT_EQ(
       message("y ~ I(x = 'a')"),
       "'a' is text, but 'x' is a number; if it holds numbers, write cast('a' as double). @10");
+  EXPECT_EQ(message("y ~ hour(s)"),
+            "hour() takes a date or time here, but 's' is text; if it holds dates and times, write "
+            "cast(s as timestamp). @9");
+  EXPECT_EQ(message("y ~ I(d - '2020-01-01')"),
+            "'-' takes a date or time here, but '2020-01-01' is text; write date '2020-01-01'. "
+            "@10");
+  EXPECT_EQ(message("y ~ I(b = 'maybe')"),
+            "'maybe' is text, but 'b' is a boolean; write b, or not b. @10");
+  for (const char* formula : {"y ~ I(b = 'Yes')", "y ~ I('T' <> b)", "y ~ I(b in ('no'))"}) {
+    EXPECT_EQ(message(formula), "") << formula;
+  }
+  EXPECT_EQ(message("y ~ I(x * pi)").substr(0, 76),
+            "There is no column 'pi' in query; write pi() for the constant. @10");
   EXPECT_EQ(message("y ~ I(b = x)"), "");
   EXPECT_EQ(message("y ~ I(d > '2024-01-01')"), "");
   EXPECT_EQ(message("y ~ I(l = l)"),

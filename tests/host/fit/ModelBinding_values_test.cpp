@@ -61,6 +61,7 @@ constexpr auto kExamples = std::to_array<Example>({
     {"sign(n)", "-1"},
     {"round(x)", "3"},
     {"round(I(x / 7), 3)", "0.357"},
+    {"round_even(x, 0)", "2"},
     {"floor(I(-x))", "-3"},
     {"ceil(x)", "3"},
     {"ceiling(x)", "3"},
@@ -333,6 +334,9 @@ TEST(ExpressionValues, AnExpressionWithoutAValueIsAnError) {
     std::string condition;
     if (values.starts_with("n")) condition = ", such as --where \"n <> -3\"";
     if (values.starts_with("z")) condition = ", such as --where \"z <> 0.0\"";
+    if (expression.find("ln(") != std::string::npos) condition = ", such as --where \"n > 0\"";
+    if (expression == "log(z)") condition = ", such as --where \"z > 0\"";
+    if (expression == "sqrt(n)") condition = ", such as --where \"n >= 0\"";
     return "query: '" + expression + "' cannot be computed where " + values +
            "; leave such rows out with --where" + condition + ", or change the expression.";
   };
@@ -353,6 +357,11 @@ TEST(ExpressionValues, AnExpressionWithoutAValueIsAnError) {
             "query: 'log(`$x`)' cannot be computed where $x is 0; leave such rows out with "
             "--where, or change the expression.")
       << "back-quotes mean something to a shell";
+  EXPECT_EQ(Show("SELECT 10000000 AS i", "I(i * i * i)"),
+            "query: 'I(i * i * i)' cannot be computed where i is 10000000. Whole numbers are "
+            "computed with 64 bits here and may overflow; write cast(i as double) for i, or i^3 "
+            "for its third power.");
+  EXPECT_EQ(Show("SELECT 10000000 AS i", "I(cast(i as double) * i * i - 1e21)"), "0.000000");
   EXPECT_EQ(Show(rows, "I(n / 0)"),
             "The value of 'I(n / 0)' in row 1 is infinite; leave such rows out, or make the values "
             "NULL, with --sql.");

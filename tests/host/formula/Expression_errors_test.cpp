@@ -1,6 +1,7 @@
 // Expressions that are refused: the words and the place of the caret.
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include <gtest/gtest.h>
 
@@ -42,6 +43,20 @@ std::string Meaningless(const std::string& sign) {
 std::string NoOperator(const std::string& name) {
   return "An operator such as '+' is missing before '" + name +
          "'; a name with blanks stands in back-quotes.";
+}
+
+TEST(ExpressionErrors, ATildeIsNoNegation) {
+  const auto message = [](std::string_view text) {
+    try {
+      static_cast<void>(ParseCondition(text, {}));
+    } catch (const FormulaError& error) {
+      return std::string(error.what());
+    }
+    return std::string("no error");
+  };
+  EXPECT_EQ(message("not (a < 1) and ~(x > 0)"),
+            Expected("Write 'not' for '~'.", "not (a < 1) and ~(x > 0)", 16));
+  ExpectError("I(@~(x > 0))", "Write 'not' for '~'.");
 }
 
 TEST(ExpressionErrors, Queries) {
@@ -164,8 +179,7 @@ TEST(ExpressionErrors, CommentsParametersAndQuotes) {
   ExpectError("I(x = @‘a’)",
               "'‘' (U+2018) has no meaning in a formula; write ' for a text and ` for a column, or "
               "put a name that holds it in back-quotes.");
-  ExpectError("I(x = @\"a\")",
-              "A formula has no double quotes; write 'a' for a text, `a` for a column.");
+  ExpectError("I(x = @\"a\")", "A text stands in single quotes here; write x = 'a'.");
 }
 
 TEST(ExpressionErrors, Types) {

@@ -41,9 +41,10 @@ TEST(ForeignFunction, APythonFunctionOfOtherValuesIsNone) {
   EXPECT_EQ(OwnFunctionName("np.mod"), "np.mod");
   EXPECT_EQ(FindFunction(OwnFunctionName("np.left")), nullptr);
   EXPECT_EQ(FindFunction(OwnFunctionName("pd.log")), nullptr);
-  EXPECT_EQ(NoFunctionText("np.round"),
-            "A formula has no function 'np.round'; did you mean 'round'? 'qvreg fit --help' lists "
-            "all.");
+  EXPECT_EQ(
+      NoFunctionText("np.round"),
+      "np.round() is written round_even(x, 0) here, with the digits behind the point; round(x) "
+      "rounds halves away from zero.");
 }
 
 TEST(ForeignFunction, SuggestsTheNearestName) {
@@ -114,6 +115,27 @@ TEST(ForeignFunction, WhatAFormulaHasNotSaysWhatToWrite) {
   ExpectError("y ~ round(x, digits = 2)", 13,
               "Arguments have no names here; write round(x[, digits]).");
   EXPECT_NO_THROW(static_cast<void>(ParseFormula("y ~ if(a = 1, x, 0)"))) << "a comparison";
+}
+
+TEST(ForeignFunction, WhatIsCalledOtherwiseIsNamed) {
+  ExpectError("y ~ weekdays(d)", 4, "weekdays() is called dayname() here.");
+  ExpectError("y ~ str(x)", 4, "str() is written cast(x as text) here.");
+  ExpectError("y ~ sub('a', 'b', s)", 4, "sub() is written regexp_replace(s, pattern, to) here.");
+  ExpectError("y ~ grepl('a', s)", 4,
+              "grepl() is written regexp_matches(s, pattern) here, or contains(s, part) for a text "
+              "that is no pattern.");
+  ExpectError("y ~ case_when(x > 0, 1)", 4,
+              "case_when() is written case when x > 0 then 'up' else 'down' end here.");
+  ExpectError("y ~ Treatment('a')", 4,
+              "Treatment() stands inside C() alone, as in C(x, Treatment('a')).");
+  for (const std::string name : {"signif", "gsub", "is.finite", "np.clip", "np.mod"}) {
+    EXPECT_TRUE(NoFunctionText(name).starts_with(name + "() ")) << NoFunctionText(name);
+  }
+  EXPECT_EQ(NoFunctionText("np.square"), "np.square() is written pow(x, 2) here.");
+  EXPECT_EQ(ConstantCall("np.pi"), "pi()");
+  EXPECT_EQ(ConstantCall("pi"), "pi()");
+  EXPECT_EQ(ConstantCall("pie"), "");
+  EXPECT_EQ(SqlOf("round_even(x, 1)"), "round_even(\"x\", 1)");
 }
 
 TEST(ForeignFunction, OperatorsOfR) {

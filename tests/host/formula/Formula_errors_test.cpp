@@ -246,8 +246,7 @@ TEST(FormulaErrors, QuotesAndTexts) {
               "    ^",
               "A formula has no double quotes; write 'a b' for a text, `a b` for a column.");
   ExpectError("y ~ I(s == \"it's\")",  //
-              "           ^",
-              "A formula has no double quotes; write 'it''s' for a text, `it's` for a column.");
+              "           ^", "A text stands in single quotes here; write s == 'it''s'.");
   ExpectError("y ~ a + \"b",  //
               "        ^",
               "A formula has no double quotes; put a name in back-quotes and a text in single "

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "qvreg/common/Constants.h"
 #include "tests/host/table/SqliteMaker.h"
 #include "tests/host/table/TableTest.h"
 
@@ -124,6 +125,27 @@ TEST_F(SqliteFileTest, AFractionInAColumnThatMustBeWholeIsRefused) {
   from.data = Write("CREATE TABLE t(x REAL); INSERT INTO t VALUES (1), (-2)", "whole.db");
   EXPECT_EQ(Shape(from), "x BIGINT; ");
   EXPECT_EQ(Values(CodeTable(TableSource(from), {Ask("x")})), (std::vector<double>{1, -2}));
+}
+
+TEST_F(SqliteFileTest, ATextThatReadsAsANumberIsOneWhereTypesSaySo) {
+  const std::string file = Write(
+      "CREATE TABLE t(x TEXT, i TEXT); INSERT INTO t VALUES ('0.5', '3'), (' +2e3 ', '-4'), "
+      "('NA', '9007199254740993'), ('5 %', '7')");
+  DataSource from{file, "", ""};
+  from.reading.types = {{"x", "DOUBLE"}, {"i", "BIGINT"}};
+  EXPECT_EQ(Shape(from), "x DOUBLE; i BIGINT; ");
+  EXPECT_EQ(Values(CodeTable(TableSource(from), {Ask("x")})),
+            (std::vector<double>{0.5, 2000, QvMV::gMissingValue, 5}));
+  EXPECT_EQ(Values(CodeTable(TableSource(from), {Ask("i")})),
+            (std::vector<double>{3, -4, 9007199254740992, 7}));
+  from.reading.types = {{"x", "BIGINT"}};
+  EXPECT_NE(Refused(from, "x").find("the value '0.5' of 'x' in row 1 of t is not a whole number"),
+            std::string::npos);
+  DataSource infinite{Write("CREATE TABLE t(x TEXT); INSERT INTO t VALUES ('-Inf')", "inf.db"), "",
+                      ""};
+  infinite.reading.types = {{"x", "DOUBLE"}};
+  EXPECT_NE(Refused(infinite, "x").find("The value of 'x' in row 1 is infinite"),
+            std::string::npos);
 }
 
 TEST_F(SqliteFileTest, ATextInAColumnThatMustBeANumberIsRefused) {
