@@ -98,4 +98,35 @@ std::string ShortMessage(std::string_view message) {
   return text;
 }
 
+std::string DelimiterText(char delimiter) {
+  switch (delimiter) {
+    case ';':
+      return "a semicolon";
+    case '\t':
+      return "a tab";
+    case ' ':
+      return "a blank";
+    default:
+      return fmt::format("'{}'", delimiter);
+  }
+}
+
+std::string UnreadableText(const QueryError& error, const std::string& delimiter) {
+  if (error.IsEncoding()) {
+    return "it is not in UTF-8. Name its encoding with --encoding, such as windows-1252 (what "
+           "Excel writes in western Europe), latin-1 or utf-16.";
+  }
+  if (std::string_view(error.what()).find("in the NULL specification") != std::string_view::npos) {
+    return "a text of a missing value contains the character that separates the columns. If it is "
+           "a list, repeat --na for each: --na NA --na -99.";
+  }
+  if (!error.IsForm()) return {};
+  if (delimiter.empty()) {
+    return "its rows have no form in common, as many values separated by one character. Name the "
+           "character with --delim, such as --delim ' ' for blanks, or mend the rows.";
+  }
+  return fmt::format("its rows have not as many values separated by {} each.{}",
+                     DelimiterText(delimiter.front()), kRowNamesHint);
+}
+
 }  // namespace qvhost

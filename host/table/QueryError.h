@@ -33,4 +33,16 @@ class QueryError : public Error {
 /// two sentences on one line, ending in a full stop.
 [[nodiscard]] std::string ShortMessage(std::string_view message);
 
+/// A delimiter in words, such as "a semicolon".
+[[nodiscard]] std::string DelimiterText(char delimiter);
+
+/// What to do with a header that has no name for the names of rows.
+inline constexpr const char* kRowNamesHint =
+    " If the header is one name shorter than the rows, as R's write.table writes it, write the "
+    "data with row.names = FALSE.";
+
+/// Why text files could not be read, and what to do, for a fault of their encoding or form; empty
+/// for any other. `delimiter` is the one that the user named, or empty.
+[[nodiscard]] std::string UnreadableText(const QueryError& error, const std::string& delimiter);
+
 }  // namespace qvhost

@@ -69,24 +69,6 @@ bool HasOptions(const ReadingOptions& options) {
          options.decimal || !options.thousands.empty() || !options.types.empty();
 }
 
-constexpr const char* kRowNamesHint =
-    " If the header is one name shorter than the rows, as R's write.table writes it, write the "
-    "data "
-    "with row.names = FALSE.";
-
-std::string DelimiterText(char delimiter) {
-  switch (delimiter) {
-    case ';':
-      return "a semicolon";
-    case '\t':
-      return "a tab";
-    case ' ':
-      return "a blank";
-    default:
-      return fmt::format("'{}'", delimiter);
-  }
-}
-
 /// A database and its write-ahead log, which lies beside it, or beside the link that names it; a
 /// file put where there is none would be taken for it.
 void AddDatabase(const std::string& data, InputFiles& files) {
@@ -109,22 +91,8 @@ auto TableSource::Reading(Action action) const {
 }
 
 std::string TableSource::ReasonOf(const QueryError& error) const {
-  if (error.IsEncoding()) {
-    return "it is not in UTF-8. Name its encoding with --encoding, such as windows-1252 (what "
-           "Excel writes in western Europe), latin-1 or utf-16.";
-  }
-  if (std::string_view(error.what()).find("in the NULL specification") != std::string_view::npos) {
-    return "a text of a missing value contains the character that separates the columns. If it is "
-           "a list, repeat --na for each: --na NA --na -99.";
-  }
-  if (error.IsForm()) {
-    if (!delimiter_.empty()) {
-      return fmt::format("its rows have not as many values separated by {} each.{}",
-                         DelimiterText(delimiter_.front()), kRowNamesHint);
-    }
-    return "its rows have no form in common, as many values separated by one character. Name the "
-           "character with --delim, such as --delim ' ' for blanks, or mend the rows.";
-  }
+  std::string reason = UnreadableText(error, delimiter_);
+  if (!reason.empty()) return reason;
   return data_ ? data_->WithNames(error.what()) : error.what();
 }
 
