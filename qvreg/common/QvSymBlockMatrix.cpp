@@ -99,6 +99,20 @@ bool QvSymBlockMatrix::AddToSymMatrix(QvSymMatrix& out) const {
   return true;
 }
 
+void QvSymBlockMatrix::Add(const QvSymBlockMatrix& other) {
+  for (std::size_t block = 0; block < fBlocks.size(); ++block) {
+    fBlocks[block].AddCompensated(other.fBlocks[block]);
+  }
+}
+
+void QvSymBlockMatrix::Write(QvByteWriter& writer) const {
+  for (const QvSymMatrix& block : fBlocks) block.Write(writer);
+}
+
+void QvSymBlockMatrix::Read(QvByteReader& reader) {
+  for (QvSymMatrix& block : fBlocks) block.Read(reader);
+}
+
 void QvSymBlockMatrix::Display() const {
   QvComponentDisplay::DisplayI("Block rows", fNRows);
   QvComponentDisplay::DisplayI("Block order", fBlockOrder);

@@ -36,6 +36,12 @@ class QvSymBlockMatrix {
   /// Adds the whole matrix to `out`, laid out the same; false, and nothing changed, for another
   /// order.
   bool AddToSymMatrix(QvSymMatrix& out) const;
+  /// Adds `other`. REQUIRES: the same shape.
+  void Add(const QvSymBlockMatrix& other);
+  /// Appends all blocks to the `writer`. May throw std::bad_alloc.
+  void Write(QvByteWriter& writer) const;
+  /// Replaces them by those of a matrix of the same shape; the `reader` fails for any other.
+  void Read(QvByteReader& reader);
   void Display() const;
 
  private:

@@ -21,12 +21,6 @@ void AddTo(std::vector<double>& sums, const std::vector<double>& others) {
   for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += others[i];
 }
 
-void AddTo(QvCommon::QvSymBlockMatrix& sums, const QvCommon::QvSymBlockMatrix& others) {
-  for (std::size_t block = 0; block < sums.GetBlocks().size(); ++block) {
-    sums.GetBlocks()[block].AddCompensated(others.GetBlocks()[block]);
-  }
-}
-
 }  // namespace
 
 QvAccumStatsLogistic::QvAccumStatsLogistic(const QvRegSettings& settings, int p, int K,
@@ -66,11 +60,6 @@ void QvAccumStatsLogistic::ClearDerivatives() {
   if (fDecidedHessian.GetBlocks().empty()) return;
   std::fill(fDecidedScores.begin(), fDecidedScores.end(), 0.0);
   fDecidedHessian.Clear();
-}
-
-void QvAccumStatsLogistic::ForgetAhead() {
-  if (fAhead == Ahead::kKept) ClearDerivatives();
-  fAhead = Ahead::kNone;
 }
 
 void QvAccumStatsLogistic::Reset(QvConst::QvEstimationMethod method, bool separationCheck) {
@@ -183,10 +172,11 @@ bool QvAccumStatsLogistic::AddToPanel(bool isDense, const std::vector<int>& indi
   if (llOnly != fbPanelIsLLOnly) AddPanel();
   fbPanelIsLLOnly = llOnly;
   const auto observed = static_cast<std::size_t>(category);
-  if (!isDense) Scatter(indices, values);
+  const QvSparseVector sparse(indices, values);
+  if (!isDense) sparse.IncrementPart(fDenseRow, 0, 1.0);
   const double* row = isDense ? values.data() : fDenseRow.data();
   const bool isAdded = fPanel.Add(row, observed, weight, *fpEstimates);
-  if (!isDense) Unscatter(indices);
+  if (!isDense) std::fill(fDenseRow.begin(), fDenseRow.end(), 0.0);
   if (!isAdded) return false;
   ++fTotals.fValidRows;
   fTotals.fWeight += weight;
@@ -271,19 +261,10 @@ void QvAccumStatsLogistic::TrackExtremes(int category) {
 void QvAccumStatsLogistic::AddScores(const std::vector<int>& indices,
                                      const std::vector<double>& values, int category,
                                      double residual, double weight) {
-  const auto p = static_cast<std::size_t>(fNParameters);
-  double* scores = fScores.data();
+  const QvSparseVector row(indices, values);
   for (int c = 0; c + 1 < fNCategories; ++c) {
-    const double factor =
-        (c == category ? residual : -fProbabilities[static_cast<std::size_t>(c)]) * weight;
-    if (fbDense) {
-      for (std::size_t a = 0; a < p; ++a) scores[a] += factor * values[a];
-    } else {
-      for (std::size_t a = 0; a < indices.size(); ++a) {
-        scores[static_cast<std::size_t>(indices[a])] += factor * values[a];
-      }
-    }
-    scores += p;
+    const double factor = c == category ? residual : -fProbabilities[static_cast<std::size_t>(c)];
+    row.IncrementPart(fScores, c * fNParameters, factor * weight);
   }
 }
 
@@ -297,11 +278,6 @@ void QvAccumStatsLogistic::AddPartlyDecided(const std::vector<int>& indices,
   AddInformation(fDecidedHessian, fBlockWeights.GetDecided(), indices, values);
   if (fBlockWeights.IsAllDecided()) return;
   AddInformation(fHessian, fBlockWeights.GetUndecided(), indices, values);
-}
-
-void QvAccumStatsLogistic::RequireDecidedHessian() {
-  if (!fDecidedHessian.GetBlocks().empty()) return;
-  if (!fDecidedHessian.SetNRows(fNCategories - 1, fNParameters)) throw std::bad_alloc();
 }
 
 void QvAccumStatsLogistic::AddDecidedScores(const std::vector<int>& indices,
@@ -329,27 +305,9 @@ void QvAccumStatsLogistic::AddInformation(QvCommon::QvSymBlockMatrix& target,
                                           const std::vector<double>& values) {
   if (fbDense) {
     AddDenseInformation(target, blockWeights, values);
-    return;
-  }
-  // As in the linear model: a row that fills half of its columns is added densely.
-  if (2 * indices.size() <= fDenseRow.size()) {
+  } else {
     QvSymMatrix::UpdateEachXXSparse(target.GetBlocks(), blockWeights, indices, values);
-    return;
   }
-  Scatter(indices, values);
-  AddDenseInformation(target, blockWeights, fDenseRow);
-  Unscatter(indices);
-}
-
-void QvAccumStatsLogistic::Scatter(const std::vector<int>& indices,
-                                   const std::vector<double>& values) {
-  for (std::size_t a = 0; a < indices.size(); ++a) {
-    fDenseRow[static_cast<std::size_t>(indices[a])] = values[a];
-  }
-}
-
-void QvAccumStatsLogistic::Unscatter(const std::vector<int>& indices) {
-  for (const int index : indices) fDenseRow[static_cast<std::size_t>(index)] = 0.0;
 }
 
 void QvAccumStatsLogistic::AddDenseInformation(QvCommon::QvSymBlockMatrix& target,
@@ -384,6 +342,18 @@ void QvAccumStatsLogistic::GetDecidedInformation(QvSymMatrix& out) const {
   if (!fTotals.fbAnyDecided) out.SetToZero();
 }
 
+void QvAccumStatsLogistic::Totals::Merge(const Totals& other) {
+  fLogLikelihood.Merge(other.fLogLikelihood);
+  fbAnyInformation = fbAnyInformation || other.fbAnyInformation;
+  fbAnyDecided = fbAnyDecided || other.fbAnyDecided;
+  fValidRows += other.fValidRows;
+  fInvalidCalls += other.fInvalidCalls;
+  fWeight += other.fWeight;
+  fMinObserved = std::min(fMinObserved, other.fMinObserved);
+  fMaxObserved = std::max(fMaxObserved, other.fMaxObserved);
+  fMinComputed = std::min(fMinComputed, other.fMinComputed);
+}
+
 bool QvAccumStatsLogistic::Merge(const IQvPassSums& other) {
   const auto* added = dynamic_cast<const QvAccumStatsLogistic*>(&other);
   const bool isAlike = added != nullptr && added->fNParameters == fNParameters &&
@@ -393,24 +363,16 @@ bool QvAccumStatsLogistic::Merge(const IQvPassSums& other) {
   AddPanel();
   ForgetAhead();
   if (added->fTotals.fbAnyDecided) RequireDecidedHessian();
-  fTotals.fLogLikelihood.Merge(added->fTotals.fLogLikelihood);
   if (added->fTotals.fbAnyInformation) {
     AddTo(fScores, added->fScores);
-    AddTo(fHessian, added->fHessian);
+    fHessian.Add(added->fHessian);
   }
   if (added->fTotals.fbAnyDecided) {
     AddTo(fDecidedScores, added->fDecidedScores);
-    AddTo(fDecidedHessian, added->fDecidedHessian);
+    fDecidedHessian.Add(added->fDecidedHessian);
   }
-  fTotals.fbAnyInformation = fTotals.fbAnyInformation || added->fTotals.fbAnyInformation;
-  fTotals.fbAnyDecided = fTotals.fbAnyDecided || added->fTotals.fbAnyDecided;
-  fTotals.fValidRows += added->fTotals.fValidRows;
-  fTotals.fInvalidCalls += added->fTotals.fInvalidCalls;
-  fTotals.fWeight += added->fTotals.fWeight;
   AddTo(fCategoryWeights, added->fCategoryWeights);
-  fTotals.fMinObserved = std::min(fTotals.fMinObserved, added->fTotals.fMinObserved);
-  fTotals.fMaxObserved = std::max(fTotals.fMaxObserved, added->fTotals.fMaxObserved);
-  fTotals.fMinComputed = std::min(fTotals.fMinComputed, added->fTotals.fMinComputed);
+  fTotals.Merge(added->fTotals);
   return true;
 }
 
@@ -427,12 +389,12 @@ void QvAccumStatsLogistic::Write(QvCommon::QvByteWriter& writer) const {
   writer.PutBool(fTotals.fbAnyInformation);
   if (fTotals.fbAnyInformation) {
     writer.PutDoubles(fScores);
-    for (const QvSymMatrix& block : fHessian.GetBlocks()) block.Write(writer);
+    fHessian.Write(writer);
   }
   writer.PutBool(fTotals.fbAnyDecided);
   if (fTotals.fbAnyDecided) {
     writer.PutDoubles(fDecidedScores);
-    for (const QvSymMatrix& block : fDecidedHessian.GetBlocks()) block.Write(writer);
+    fDecidedHessian.Write(writer);
   }
 }
 
@@ -453,13 +415,13 @@ void QvAccumStatsLogistic::Read(QvCommon::QvByteReader& reader) {
   fTotals.fbAnyInformation = reader.GetBool();
   if (fTotals.fbAnyInformation) {
     reader.GetDoublesInto(fScores);
-    for (QvSymMatrix& block : fHessian.GetBlocks()) block.Read(reader);
+    fHessian.Read(reader);
   }
   fTotals.fbAnyDecided = reader.GetBool();
   if (fTotals.fbAnyDecided && fTotals.fbAnyInformation) {
     RequireDecidedHessian();
     reader.GetDoublesInto(fDecidedScores);
-    for (QvSymMatrix& block : fDecidedHessian.GetBlocks()) block.Read(reader);
+    fDecidedHessian.Read(reader);
   }
   if ((fTotals.fbAnyDecided && !fTotals.fbAnyInformation) || fTotals.fValidRows < 0 ||
       fTotals.fInvalidCalls < 0)
@@ -516,11 +478,7 @@ void QvAccumStatsLogistic::Display(bool llOnly) const {
     QvComponentDisplay::DisplayDV("Accumulated vector of scores", GetScores(), true);
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Accumulated Hessian:");
     QvCommon::QvSymBlockMatrix whole = fHessian;
-    std::vector<QvSymMatrix>& blocks = whole.GetBlocks();
-    const std::vector<QvSymMatrix>& decided = fDecidedHessian.GetBlocks();
-    for (std::size_t block = 0; block < decided.size(); ++block) {
-      blocks[block].AddMatrix(decided[block], 1.0);
-    }
+    if (!fDecidedHessian.GetBlocks().empty()) whole.Add(fDecidedHessian);
     if (fAhead == Ahead::kKept) whole.Clear();
     whole.Display();
     QvComponentDisplay::DisplayCount("Number of valid rows processed", fTotals.fValidRows);

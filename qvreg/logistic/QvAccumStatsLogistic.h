@@ -1,6 +1,7 @@
 #pragma once
 
 #include <limits>
+#include <new>
 #include <vector>
 
 #include "qvreg/common/QvSymBlockMatrix.h"
@@ -18,7 +19,8 @@ class QvRegSettings;
 /// Choice Behavior, 1974, for the baseline-category form used here).
 ///
 /// K categories, the last one the reference; p compressed parameters per other category, in K - 1
-/// consecutive blocks. Borrows settings and estimates, which must outlive it. A row with E
+/// consecutive blocks. Borrows settings and estimates, which must outlive it and may change only
+/// once statistics were read, or after a Reset: dense rows wait in a panel for others. A row with E
 /// non-zeros costs about K E for the predictors and K^2/2 E^2/2 for the information; nothing is
 /// allocated per row, but a second matrix for the first row with a decided pair. What decided pairs
 /// of categories add is summed apart from the first pass's end on, so that it is not lost beside
@@ -82,6 +84,7 @@ class QvAccumStatsLogistic : public IQvAccumStats,
     double fMaxObserved = -kLargest;
     double fMinComputed = kLargest;
 
+    void Merge(const Totals& other);
     void ForgetExtremes() {
       fMinObserved = fMinComputed = kLargest;
       fMaxObserved = -kLargest;
@@ -102,7 +105,10 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   /// Adds the panel's rows with decided pairs, and takes them out of its information.
   void AddDecidedOfPanel();
   void ClearDerivatives();
-  void ForgetAhead();
+  void ForgetAhead() {
+    if (fAhead == Ahead::kKept) ClearDerivatives();
+    fAhead = Ahead::kNone;
+  }
   bool ComputeProbabilities(const std::vector<int>& indices, const std::vector<double>& values,
                             double& largest, double& sum);
   void TrackExtremes(int category);
@@ -112,13 +118,13 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   /// Adds the row's outer product times `blockWeights` to the blocks of `target`.
   void AddInformation(QvCommon::QvSymBlockMatrix& target, const std::vector<double>& blockWeights,
                       const std::vector<int>& indices, const std::vector<double>& values);
-  /// Writes a row's values into fDenseRow, and zeros again.
-  void Scatter(const std::vector<int>& indices, const std::vector<double>& values);
-  void Unscatter(const std::vector<int>& indices);
   void AddDenseInformation(QvCommon::QvSymBlockMatrix& target,
                            const std::vector<double>& blockWeights, const std::vector<double>& row);
   /// Makes the matrix of the decided pairs, which most fits do not need; throws without memory.
-  void RequireDecidedHessian();
+  void RequireDecidedHessian() {
+    if (!fDecidedHessian.GetBlocks().empty()) return;
+    if (!fDecidedHessian.SetNRows(fNCategories - 1, fNParameters)) throw std::bad_alloc();
+  }
   void AddPartlyDecided(const std::vector<int>& indices, const std::vector<double>& values,
                         int category, double weight);
   void AddDecidedScores(const std::vector<int>& indices, const std::vector<double>& values,
