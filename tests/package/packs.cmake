@@ -7,7 +7,7 @@ set(tree "qvreg-${PROJECT_VERSION}-${system}")
 set(development_files ${qvreg_headers} ${qvreg_generated_headers})
 list(TRANSFORM development_files PREPEND "${CMAKE_INSTALL_INCLUDEDIR}/")
 file(GLOB documents RELATIVE "${PROJECT_SOURCE_DIR}" CONFIGURE_DEPENDS
-  "${PROJECT_SOURCE_DIR}/docs/*.md" "${PROJECT_SOURCE_DIR}/docs/*.svg")
+  "${PROJECT_SOURCE_DIR}/docs/*.md" "${PROJECT_SOURCE_DIR}/docs/*.json")
 file(GLOB_RECURSE example_files LIST_DIRECTORIES FALSE RELATIVE "${PROJECT_SOURCE_DIR}"
   CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/examples/*")
 list(FILTER example_files EXCLUDE REGEX "/build[^/]*/")
