@@ -44,7 +44,7 @@ class QVREG_EXPORT QvLogRegSettings : public QvRegSettings {
   [[nodiscard]] bool SetMaxIterations(int n);
   /// At most n >= 1 step-halvings an iteration (5 by default).
   [[nodiscard]] bool SetMaxStepHalvingValue(int n);
-  /// The first iteration that tests for separation, 20 by default; with 0 none does.
+  /// The first iteration `n` that tests for separation, 20 by default; with 0 none does.
   [[nodiscard]] bool SetStartingIteration(int n);
   /// Starts the iterations from `values` instead of the estimates of the model without terms: a
   /// finite one per parameter, in the order of the output statistics' estimates; those of redundant
