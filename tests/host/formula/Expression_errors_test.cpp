@@ -46,15 +46,7 @@ std::string NoOperator(const std::string& name) {
 }
 
 TEST(ExpressionErrors, ATildeIsNoNegation) {
-  const auto message = [](std::string_view text) {
-    try {
-      static_cast<void>(ParseCondition(text, {}));
-    } catch (const FormulaError& error) {
-      return std::string(error.what());
-    }
-    return std::string("no error");
-  };
-  EXPECT_EQ(message("not (a < 1) and ~(x > 0)"),
+  EXPECT_EQ(ConditionErrorOf("not (a < 1) and ~(x > 0)"),
             Expected("Write 'not' for '~'.", "not (a < 1) and ~(x > 0)", 16));
   ExpectError("I(@~(x > 0))", "Write 'not' for '~'.");
 }

@@ -161,26 +161,18 @@ TEST(ForeignFunction, RandomEffectsAreNotFitted) {
 }
 
 TEST(ForeignFunction, ATestForMissingValuesInACondition) {
-  const auto message = [](std::string_view text) {
-    try {
-      static_cast<void>(ParseCondition(text, {}));
-    } catch (const FormulaError& error) {
-      return std::string(error.what());
-    }
-    return std::string("no error");
-  };
   EXPECT_EQ(
-      message("not is.na(age)"),
+      ConditionErrorOf("not is.na(age)"),
       Expected("Write age is null, or age is not null for the opposite.", "not is.na(age)", 4));
   for (const std::string name : {"is.null", "is_null", "isnull", "ISNA", "is_na"}) {
     EXPECT_EQ(
-        message(name + "(age)"),
+        ConditionErrorOf(name + "(age)"),
         Expected("Write age is null, or age is not null for the opposite.", name + "(age)", 0));
     EXPECT_TRUE(NoFunctionText(name).starts_with(name + "() fills or finds missing values, but"));
   }
-  EXPECT_EQ(message("coalesce(age, 1) > 0"),
+  EXPECT_EQ(ConditionErrorOf("coalesce(age, 1) > 0"),
             Expected(NoFunctionText("coalesce"), "coalesce(age, 1) > 0", 0));
-  EXPECT_EQ(message("age is null"), "no error");
+  EXPECT_EQ(ConditionErrorOf("age is null"), "no error");
 }
 
 }  // namespace

@@ -35,6 +35,16 @@ inline std::string ErrorOf(std::string_view text) {
   return "no error";
 }
 
+/// The same of a condition.
+inline std::string ConditionErrorOf(std::string_view text) {
+  try {
+    static_cast<void>(ParseCondition(text, {}));
+  } catch (const FormulaError& error) {
+    return error.what();
+  }
+  return "no error";
+}
+
 /// The message that a formula must give: the sentence, the formula and a caret in this column.
 inline std::string Expected(const std::string& sentence, const std::string& formula,
                             std::size_t column) {
