@@ -8,7 +8,7 @@
 #include <limits>
 
 #include "qvreg/common/Constants.h"
-#include "qvreg/common/QvPlatform.h"
+#include "qvreg/common/QvKernels.h"
 
 namespace QvCommon {
 
@@ -135,47 +135,8 @@ double QvElementary::Exp(double x) {
   return Scale(row.fHigh + (row.fLow + row.fHigh * expm1), n >> 6);
 }
 
-namespace {
-
-/// e^r for |r| at most log(2)/2: the Taylor polynomial, whose remainder is below 2^-57.
-inline double ExpPolynomial(double r) {
-  constexpr std::array<double, 14> kInverseFactorials = {1.0,
-                                                         1.0,
-                                                         1.0 / 2,
-                                                         1.0 / 6,
-                                                         1.0 / 24,
-                                                         1.0 / 120,
-                                                         1.0 / 720,
-                                                         1.0 / 5040,
-                                                         1.0 / 40320,
-                                                         1.0 / 362880,
-                                                         1.0 / 3628800,
-                                                         1.0 / 39916800,
-                                                         1.0 / 479001600,
-                                                         1.0 / 6227020800};
-  double sum = kInverseFactorials[13];
-  for (std::size_t k = 13; k-- > 0;) sum = kInverseFactorials[k] + r * sum;
-  return sum;
-}
-
-QVREG_FMA_CLONES
-void ComputeExps(std::size_t n, const double* x, double* results) {
-  constexpr double kOverLog2 = 0x1.71547652b82fep+0;
-  constexpr double kToWhole = 0x1.8p+52;  // adding it rounds to a whole number
-  for (std::size_t i = 0; i < n; ++i) {
-    const double shifted = x[i] * kOverLog2 + kToWhole;
-    const double whole = shifted - kToWhole;
-    const double r = (x[i] - whole * kLog2High) - whole * kLog2Low;
-    // The whole number stands in the last bits of `shifted`: 2 to its power is multiplied in.
-    const auto power = std::bit_cast<std::uint64_t>(shifted) << kMantissaBits;
-    results[i] = std::bit_cast<double>(std::bit_cast<std::uint64_t>(ExpPolynomial(r)) + power);
-  }
-}
-
-}  // namespace
-
 void QvElementary::ExpMany(std::size_t n, const double* x, double* results) {
-  ComputeExps(n, x, results);
+  QvKernels::Get().fExps(n, x, results);
 }
 
 double QvElementary::Log(double x) {

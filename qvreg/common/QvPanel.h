@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "qvreg/common/QvKernels.h"
 #include "qvreg/common/QvSymMatrix.h"
 
 namespace QvCommon {
@@ -16,9 +17,11 @@ namespace QvCommon {
 /// time.
 class QvPanel {
  public:
-  static constexpr std::size_t kRows = 64;
+  static constexpr std::size_t kRows = QvKernels::kRows;
   /// A number for each row.
   using Numbers = std::array<double, kRows>;
+
+  explicit QvPanel(const QvKernels& kernels = QvKernels::Get()) : fpKernels(&kernels) {}
 
   /// Makes room for rows of n values, and is empty. May throw std::bad_alloc.
   void SetWidth(std::size_t n);
@@ -34,18 +37,20 @@ class QvPanel {
   /// `products` receive each row's product with the n `coefficients`.
   void MultiplyBy(const double* coefficients, Numbers& products) const;
   /// Adds to the n `sums` those of the rows, each times its weight.
-  void AddWeightedRows(const Numbers& weights, double* sums) const;
+  void AddWeightedRows(const Numbers& weights, double* sums);
   /// Adds X' W X to `sum`, with the rows in X and their weights in W. REQUIRES: a matrix of order n
   /// without compensation.
   void AddWeightedProducts(const Numbers& weights, QvSymMatrix& sum);
 
  private:
+  const QvKernels* fpKernels;
   std::size_t fWidth = 0;
   std::size_t fStride = 0;  ///< n, rounded up to whole lanes; the values behind n are zeros.
   std::size_t fCount = 0;
   std::vector<double> fRows;
   std::vector<double> fColumns;
   std::vector<double> fWeighted;  ///< Scratch: the rows, each times its weight.
+  std::vector<double> fStrip;     ///< Scratch: 8 rows of X' W X.
 };
 
 }  // namespace QvCommon

@@ -31,9 +31,6 @@
 #if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__ELF__) && \
     !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 #define QVREG_FMA_CLONES __attribute__((target_clones("default", "arch=x86-64-v3")))
-/// The same for functions of which each kind of machine has its own: where it is defined,
-/// __builtin_cpu_supports("x86-64-v3") tells whether those that it marks may be called.
-#define QVREG_WIDE_VECTORS __attribute__((target("arch=x86-64-v3")))
 #else
 #define QVREG_FMA_CLONES
 #endif

@@ -144,6 +144,18 @@ void AddOuterProductCompensated(int n, double w, const double* QVREG_RESTRICT x,
   }
 }
 
+/// Adds n double-double terms to as many double-double sums.
+QVREG_FMA_CLONES
+void AddTerms(std::size_t n, const double* QVREG_RESTRICT values,
+              const double* QVREG_RESTRICT rests, double* QVREG_RESTRICT sums,
+              double* QVREG_RESTRICT lost) {
+  for (std::size_t j = 0; j < n; ++j) {
+    const QvDoubleDouble exact = QvDoubleDouble::Sum(sums[j], values[j]);
+    sums[j] = exact.fHigh;
+    lost[j] += exact.fLow + rests[j];
+  }
+}
+
 /// Replaces a packed triangle of order n by x x'.
 QVREG_FMA_CLONES
 void StoreOuterProduct(int n, const double* QVREG_RESTRICT x, double* QVREG_RESTRICT row) {
@@ -235,6 +247,12 @@ void QvSymMatrix::UpdateEachXXSparse(std::vector<QvSymMatrix>& matrices,
       }
     }
   }
+}
+
+void QvSymMatrix::AddToCompensatedRow(std::size_t i, std::span<const double> values,
+                                      std::span<const double> rests) {
+  const std::size_t start = RowStart(static_cast<int>(i));
+  AddTerms(values.size(), values.data(), rests.data(), &fElements[start], &fLost[start]);
 }
 
 bool QvSymMatrix::StartCompensation() {

@@ -1,5 +1,6 @@
 #include "qvreg/component/QvPassMessages.h"
 
+#include "qvreg/common/QvKernels.h"
 #include "qvreg/common/QvStatusCodes.h"
 
 using QvCommon::QvByteReader;
@@ -11,8 +12,12 @@ using QvCommon::QvStatus;
 namespace {
 
 /// How sums are computed, so that those of one run are all alike: doubles in the order of the
-/// records, nothing fused.
-constexpr std::int64_t kPlainArithmetic = 1;
+/// records, with every product rounded by itself or with the sum that it enters.
+std::int64_t Arithmetic() {
+  constexpr std::int64_t kPlain = 1;
+  constexpr std::int64_t kFused = 2;
+  return QvCommon::QvKernels::Get().fbFused ? kFused : kPlain;
+}
 
 QvStatus Unreadable() { return {QvStatusCode::kUnreadableMessage, false}; }
 
@@ -50,7 +55,7 @@ QvBytes WriteRequest(QvPassKind kind, std::span<const unsigned char> base,
                      std::span<const unsigned char> state) {
   QvByteWriter writer;
   writer.PutInt(static_cast<int>(kind));
-  writer.PutInt(kPlainArithmetic);
+  writer.PutInt(Arithmetic());
   writer.PutWord(QvCommon::DigestOf(base));
   writer.PutBytes(base);
   writer.PutBytes(state);
@@ -61,7 +66,7 @@ QvStatus ReadRequest(std::span<const unsigned char> bytes, QvPassRequest& reques
   QvByteReader reader(bytes, QvMessageType::kRequest);
   request.fKind = static_cast<QvPassKind>(reader.GetIntWithin(
       static_cast<int>(QvPassKind::kTables), static_cast<int>(QvPassKind::kScoring)));
-  const bool isComputed = reader.GetInt() == kPlainArithmetic;
+  const bool isComputed = reader.GetInt() == Arithmetic();
   request.fBaseDigest = reader.GetWord();
   request.fBase = reader.GetBytes();
   request.fState = reader.GetBytes();

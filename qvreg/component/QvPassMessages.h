@@ -24,8 +24,8 @@ struct QvPassRequest {
 
 [[nodiscard]] QvCommon::QvBytes WriteRequest(QvPassKind kind, std::span<const unsigned char> base,
                                              std::span<const unsigned char> state);
-/// kUnreadableMessage for bytes that are no request, or one whose arithmetic this library does not
-/// compute.
+/// kUnreadableMessage for bytes that are no request, or one whose arithmetic this process does not
+/// compute with (see QvKernels::Get).
 QvCommon::QvStatus ReadRequest(std::span<const unsigned char> bytes, QvPassRequest& request);
 
 /// Writes what came of a request: an error, or else the sums, which may be null for an error.

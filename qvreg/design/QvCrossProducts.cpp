@@ -1,34 +1,81 @@
 #include "qvreg/design/QvCrossProducts.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 
+namespace {
+
+/// The first dense rows, which are added one by one.
+constexpr long long kExactRows = 1024;
+
+}  // namespace
+
 QvCrossProducts::QvCrossProducts(int order) : fMatrix(order) {
   fbValid = fMatrix.IsValidMatrix() && fMatrix.StartCompensation();
-  if (fbValid) fDenseRow.assign(static_cast<std::size_t>(order), 0.0);
+  if (!fbValid) return;
+  fDenseRow.assign(static_cast<std::size_t>(order), 0.0);
+  fSingleRow = fDenseRow;
+  fPanel.SetWidth(fDenseRow.size());
+}
+
+void QvCrossProducts::NoteRecord(double w, double y) {
+  fbWeightsFinite = fbWeightsFinite && std::isfinite(w);
+  fbDependentFinite = fbDependentFinite && std::isfinite(y);
+  ++fRecordsAdded;
+}
+
+bool QvCrossProducts::AddToPanel(const double* row, double w) {
+  if (fDenseRows++ < kExactRows || !fPanel.Add(row, w)) return false;
+  if (fPanel.IsFull()) Settle();
+  return true;
+}
+
+void QvCrossProducts::AddDenseRow(const double* row, double w) {
+  if (AddToPanel(row, w)) return;
+  std::copy_n(row, fSingleRow.size(), fSingleRow.begin());
+  fMatrix.UpdateXX(fSingleRow, w);
+}
+
+void QvCrossProducts::Settle() const {
+  const bool isExact = fPanel.AddTo(fMatrix);
+  fbRounded = fbRounded || !isExact;
+}
+
+QvCommon::QvSymMatrix& QvCrossProducts::GetMatrix() {
+  Settle();
+  return fMatrix;
+}
+
+const QvCommon::QvSymMatrix& QvCrossProducts::GetMatrix() const {
+  Settle();
+  return fMatrix;
+}
+
+void QvCrossProducts::AddDense(const double* row, double w, double y) {
+  NoteRecord(w, y);
+  AddDenseRow(row, w);
 }
 
 void QvCrossProducts::Add(QvDesignRow& row, double w, double y) {
-  fbWeightsFinite = fbWeightsFinite && std::isfinite(w);
-  fbDependentFinite = fbDependentFinite && std::isfinite(y);
+  NoteRecord(w, y);
   const int count = row.GetCount();
   if (count == fMatrix.GetOrder() && row.GetValues().size() == fDenseRow.size()) {
     // Every column is there: the non-zeros are the dense row.
-    fMatrix.UpdateXX(row.GetValues(), w);
+    AddDenseRow(row.GetValues().data(), w);
   } else if (2 * count > fMatrix.GetOrder()) {
-    // A row that fills half of its columns is added faster without looking up places.
     row.Scatter(fDenseRow);
-    fMatrix.UpdateXX(fDenseRow, w);
+    AddDenseRow(fDenseRow.data(), w);
     row.Unscatter(fDenseRow);
   } else {
     fMatrix.UpdateXXSparse(count, row.GetIndices(), row.GetValues(), w);
   }
-  ++fRecordsAdded;
 }
 
 bool QvCrossProducts::Merge(const IQvPassSums& other) {
   const auto* products = dynamic_cast<const QvCrossProducts*>(&other);
-  if (products == nullptr || !fMatrix.AddCompensated(products->fMatrix)) return false;
+  if (products == nullptr || !GetMatrix().AddCompensated(products->GetMatrix())) return false;
+  fbRounded = fbRounded || products->fbRounded;
   fRecordsAdded += products->fRecordsAdded;
   fbWeightsFinite = fbWeightsFinite && products->fbWeightsFinite;
   fbDependentFinite = fbDependentFinite && products->fbDependentFinite;
@@ -36,15 +83,17 @@ bool QvCrossProducts::Merge(const IQvPassSums& other) {
 }
 
 void QvCrossProducts::Write(QvCommon::QvByteWriter& writer) const {
-  fMatrix.Write(writer);
+  GetMatrix().Write(writer);
   writer.PutInt(fRecordsAdded);
+  writer.PutBool(fbRounded);
   writer.PutBool(fbWeightsFinite);
   writer.PutBool(fbDependentFinite);
 }
 
 void QvCrossProducts::Read(QvCommon::QvByteReader& reader) {
-  fMatrix.Read(reader);
+  GetMatrix().Read(reader);
   fRecordsAdded = reader.GetInt();
+  fbRounded = reader.GetBool();
   fbWeightsFinite = reader.GetBool();
   fbDependentFinite = reader.GetBool();
   if (fRecordsAdded < 0) reader.Fail();
@@ -52,5 +101,6 @@ void QvCrossProducts::Read(QvCommon::QvByteReader& reader) {
 
 std::size_t QvCrossProducts::GetSize() const {
   // The elements and what they lost.
-  return fDenseRow.size() * (fDenseRow.size() + 1) * sizeof(double);
+  const std::size_t matrix = fDenseRow.size() * (fDenseRow.size() + 1) * sizeof(double);
+  return matrix + QvCommon::QvProductPanel::GetSize(fDenseRow.size());
 }

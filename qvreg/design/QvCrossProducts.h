@@ -2,13 +2,16 @@
 
 #include <vector>
 
+#include "qvreg/common/QvProductPanel.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/component/IQvPassSums.h"
 #include "qvreg/design/QvDesignRow.h"
 
 /// The weighted cross-products X'WX of design rows, in double-double: what the second pass of
 /// either model learns. Columns that depend on each other do so to the last digit after any number
-/// of records. Used from one thread at a time.
+/// of records. Rows that fill half of their columns and more are added 64 at a time, but for the
+/// first 1024: so many cost little, and products of few are exact to the last digit of
+/// double-double numbers. Used from one thread at a time, const operations included.
 class QvCrossProducts : public IQvPassSums {
  public:
   /// Zeros for so many columns, the dependent's among them; see IsValid.
@@ -23,22 +26,42 @@ class QvCrossProducts : public IQvPassSums {
   [[nodiscard]] bool IsValid() const { return fbValid; }
   /// Adds a row with the dependent `y`, if it is a column, already appended, and the weight w.
   void Add(QvDesignRow& row, double w, double y = 0.0);
+  /// The same for a row of as many values as there are columns.
+  void AddDense(const double* row, double w, double y = 0.0);
 
   /// To be swept; adding is over then.
-  [[nodiscard]] QvCommon::QvSymMatrix& GetMatrix() { return fMatrix; }
-  [[nodiscard]] const QvCommon::QvSymMatrix& GetMatrix() const { return fMatrix; }
+  [[nodiscard]] QvCommon::QvSymMatrix& GetMatrix();
+  [[nodiscard]] const QvCommon::QvSymMatrix& GetMatrix() const;
   [[nodiscard]] long long GetRecordsAdded() const { return fRecordsAdded; }
+  /// What rounding of products may change in a sum, as a share of the root of the sums of its
+  /// columns' squares; 0 where that is no more than the rounding of double-double numbers.
+  [[nodiscard]] double GetRounding() const {
+    Settle();
+    return fbRounded ? QvCommon::QvProductPanel::kRounding : 0.0;
+  }
   /// False when a weight was not finite.
   [[nodiscard]] bool AreWeightsFinite() const { return fbWeightsFinite; }
   /// False when a value of the dependent was not finite.
   [[nodiscard]] bool IsDependentFinite() const { return fbDependentFinite; }
 
  private:
-  QvCommon::QvSymMatrix fMatrix;
+  void NoteRecord(double w, double y);
+  void AddDenseRow(const double* row, double w);
+  bool AddToPanel(const double* row, double w);
+  /// Empties the panel.
+  void Settle() const;
+
+  // What the panel holds is part of the sums.
+  mutable QvCommon::QvSymMatrix fMatrix;
+  mutable QvCommon::QvProductPanel fPanel;
+  mutable bool fbRounded = false;
+  long long fDenseRows = 0;
   long long fRecordsAdded = 0;
   bool fbWeightsFinite = true;
   bool fbDependentFinite = true;
   bool fbValid = false;
   /// Scratch, zero between rows.
   std::vector<double> fDenseRow;
+  /// Scratch: a dense row that is added by itself.
+  std::vector<double> fSingleRow;
 };

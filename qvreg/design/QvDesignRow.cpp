@@ -46,6 +46,7 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
                                                                                              : 0);
     fMultiplierOffsets.push_back(fMultipliers.size());
   }
+  fbAllColumns = tables.GetModelEffectIndices().empty();
   fIndices.assign(effectParameters.size() + 1, 0);
   fValues.assign(effectParameters.size() + 1, 0.0);
   fCount = 0;
@@ -127,11 +128,8 @@ std::size_t QvDesignRow::Fill(Value&& value, const std::vector<int>& parameterIn
   return hasZero ? RemoveZeros(nEffects, outIndices, outValues) : nEffects;
 }
 
-template <typename Number>
-std::size_t QvDesignRow::FillForEstimation(const double* values,
-                                           const std::vector<int>& parameterIndices,
-                                           Number&& number, int* outIndices,
-                                           double* outValues) const {
+template <typename Use>
+auto QvDesignRow::WithEstimationValues(const double* values, Use&& use) const {
   const int* singles = fSingles.data();
   const double* factors = fFactors.data();
   const auto plain = [this, values, singles](std::size_t effect) {
@@ -142,8 +140,23 @@ std::size_t QvDesignRow::FillForEstimation(const double* values,
     const int position = singles[effect];
     return position >= 0 ? values[position] * factors[effect] : ProductValue(effect, values);
   };
-  return fbDivided ? Fill(divided, parameterIndices, number, outIndices, outValues)
-                   : Fill(plain, parameterIndices, number, outIndices, outValues);
+  return fbDivided ? use(divided) : use(plain);
+}
+
+template <typename Number>
+std::size_t QvDesignRow::FillForEstimation(const double* values,
+                                           const std::vector<int>& parameterIndices,
+                                           Number&& number, int* outIndices,
+                                           double* outValues) const {
+  return WithEstimationValues(values, [&](const auto& value) {
+    return Fill(value, parameterIndices, number, outIndices, outValues);
+  });
+}
+
+void QvDesignRow::ExpandAll(const double* values, double* row) const {
+  WithEstimationValues(values, [&](const auto& value) {
+    for (std::size_t effect = 0; effect < fSingles.size(); ++effect) row[effect] = value(effect);
+  });
 }
 
 bool QvDesignRow::Expand(const double* values) {

@@ -28,6 +28,11 @@ class QvDesignRow {
   /// effect's columns are then zero. REQUIRES: parameter indices created, and values that hold
   /// every factor and covariate.
   bool Expand(const double* values);
+  /// Whether no effect has factors, so that every record has a value in each column.
+  [[nodiscard]] bool HasAllColumns() const { return fbAllColumns; }
+  /// Writes a record's values in all columns, zeros among them, to `row`. REQUIRES:
+  /// HasAllColumns().
+  void ExpandAll(const double* values, double* row) const;
   /// The same for a row whose parameters are known, one per effect, -1 for none.
   void ExpandIndices(const double* values, const std::vector<int>& parameterIndices);
   /// As ExpandIndices, into other vectors and with `numbers[parameter]` in place of each parameter,
@@ -67,6 +72,9 @@ class QvDesignRow {
   template <typename Number>
   std::size_t FillForEstimation(const double* values, const std::vector<int>& parameterIndices,
                                 Number&& number, int* outIndices, double* outValues) const;
+  /// Calls `use` with the function that gives the value of an effect.
+  template <typename Use>
+  auto WithEstimationValues(const double* values, Use&& use) const;
   /// Such a value that is not a single covariate times a factor.
   [[nodiscard]] double ProductValue(std::size_t effect, const double* values) const;
   [[nodiscard]] double PlainProduct(std::size_t effect, const double* values) const;
@@ -82,6 +90,7 @@ class QvDesignRow {
   /// for any other effect.
   std::vector<int> fSingles;
   std::vector<double> fFactors;
+  bool fbAllColumns = false;
   bool fbDivided = false;  ///< Whether some factor is not 1.
   std::vector<int> fExponents;
   /// Per effect whether its product is formed as a QvScaledProduct, within any range.

@@ -116,7 +116,8 @@ double QvPivotSweep::RoundingOfForm(int k) const {
   for (std::size_t i = 0; i < fKept.size(); ++i) {
     size += std::abs(fCoefficients[i]) * std::sqrt(fDiagonal[Index(fKept[i])]);
   }
-  return (kUnit * size) * (kUnit * size);
+  const double error = std::max(kUnit, std::sqrt(fRounding)) * size;
+  return error * error;
 }
 
 void QvPivotSweep::StoreRow(int k, double pivot) {

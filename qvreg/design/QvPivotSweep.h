@@ -29,7 +29,9 @@
 class QvPivotSweep {
  public:
   /// `scale`: what the cross-products, once rounded, are multiplied by before the first pivot.
-  QvPivotSweep(QvCommon::QvSymMatrix& matrix, double scale) : fMatrix(matrix), fScale(scale) {}
+  /// `rounding`: see QvCrossProducts::GetRounding.
+  QvPivotSweep(QvCommon::QvSymMatrix& matrix, double scale, double rounding)
+      : fMatrix(matrix), fScale(scale), fRounding(rounding) {}
 
   /// Ends the matrix's compensation, scales it and sweeps its first `nPivots` pivots; bit k of
   /// `kept`, which is made of `size` bits, tells whether pivot k was swept. Codes kCancelled, and
@@ -53,6 +55,7 @@ class QvPivotSweep {
 
   QvCommon::QvSymMatrix& fMatrix;
   double fScale;
+  double fRounding;
   QvCommon::QvExactProducts fProducts;
   std::vector<double> fDiagonal;  ///< Before the first pivot.
   std::vector<int> fKept;         ///< The pivots swept so far.

@@ -1,10 +1,12 @@
 #include "qvreg/glm/QvGLMFitSums.h"
 
 #include <algorithm>
+#include <array>
 
 #include "qvreg/common/QvPlatform.h"
 
 using QvCommon::QvDoubleDouble;
+using QvCommon::QvKernels;
 
 namespace {
 
@@ -33,9 +35,40 @@ void QvGLMFitSums::Add(double w, double y, double residual) {
   if (!fbCentred) return;
   fDeviations.Add(terms.deviation);
   fWeights.Add({w, 0.0});
+  NoteDependent(y);
+}
+
+void QvGLMFitSums::NoteDependent(double y) {
   if (fbEmpty) fFirst = y;
   fbEmpty = false;
   fbConstant = fbConstant && y == fFirst;
+}
+
+void QvGLMFitSums::AddMany(std::size_t n, const double* weights, const double* ys,
+                           const double* residuals, const QvKernels& kernels) {
+  std::array<double, QvKernels::kRows> used{};
+  std::array<double, QvKernels::kRows> deviations{};
+  for (std::size_t r = 0; r < n; ++r) {
+    used[r] = weights[r];
+    deviations[r] = ys[r] - fMean;
+  }
+  const auto addMoments = [&](const double* numbers, QvDoubleDouble& first,
+                              QvDoubleDouble& second) {
+    std::array<double, 2> firstSum{first.fHigh, first.fLow};
+    std::array<double, 2> secondSum{second.fHigh, second.fLow};
+    kernels.fAddMoments(used.data(), numbers, firstSum.data(), secondSum.data());
+    first = {firstSum[0], firstSum[1]};
+    second = {secondSum[0], secondSum[1]};
+  };
+  QvDoubleDouble ofResiduals;
+  addMoments(residuals, ofResiduals, fResiduals);
+  addMoments(deviations.data(), fDeviations, fSquares);
+  if (!fbCentred) return;
+  for (std::size_t r = 0; r < n; ++r) {
+    if (weights[r] == 0.0) continue;
+    fWeights.Add({weights[r], 0.0});
+    NoteDependent(ys[r]);
+  }
 }
 
 double QvGLMFitSums::GetTotalSum() const {

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstddef>
+
 #include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvDoubleDouble.h"
+#include "qvreg/common/QvKernels.h"
 
 /// The weighted sums of squares behind the fit statistics of a linear model: of the residuals, and
 /// of the dependent about its mean, or about 0.
@@ -19,6 +22,9 @@ class QvGLMFitSums {
 
   /// Adds a record's weight w, dependent y and residual.
   void Add(double w, double y, double residual);
+  /// The same for n <= 64 records, arrays of 64 each. REQUIRES: usual numbers and weights.
+  void AddMany(std::size_t n, const double* weights, const double* ys, const double* residuals,
+               const QvCommon::QvKernels& kernels);
   /// Adds the sums of further records about the same mean.
   void Merge(const QvGLMFitSums& other);
   /// Appends the sums to the `writer`; reads sums about the same mean, or the `reader` fails.
@@ -30,6 +36,8 @@ class QvGLMFitSums {
   [[nodiscard]] double GetTotalSum() const;
 
  private:
+  void NoteDependent(double y);
+
   double fMean = 0.0;
   bool fbCentred = false;
   bool fbEmpty = true;

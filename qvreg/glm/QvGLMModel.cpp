@@ -45,6 +45,10 @@ QvStatus QvGLMModel::SetUpDesign(const std::vector<QvRegrParameter>& effectParam
   fExponents = sizes.GetParameterExponents(fParameters);
   fDependentExponent = sizes.GetVariableExponent(fSettings.GetDependent());
   fDesignRow.Setup(*fpFactorTables, effectParameters, fCovariateOffsets, fCovariateOffsets);
+  if (fDesignRow.HasAllColumns()) {
+    fDenseRow.assign(fParameters.size() + 1, 0.0);
+    fResidualPanel.SetUp(fParameters.size());
+  }
   return {};
 }
 
@@ -89,6 +93,12 @@ void QvGLMModel::SwapProducts(QvCrossProducts& products) {
 bool QvGLMModel::AddRecord(const double* values) {
   if (!HasMatrix() || fbSwept || values == nullptr) return false;
   const double y = Dependent(values);
+  if (fDesignRow.HasAllColumns()) {
+    fDesignRow.ExpandAll(values, fDenseRow.data());
+    fDenseRow.back() = y;
+    fpProducts->AddDense(fDenseRow.data(), RecordWeight(values), y);
+    return true;
+  }
   fDesignRow.Expand(values);
   fDesignRow.Append(GetNParameters(), y);
   fpProducts->Add(fDesignRow, RecordWeight(values), y);
@@ -136,7 +146,7 @@ QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   FindNonFiniteColumns();
   // Units become shares of the scale once rather than record by record: whole weights then count
   // without rounding error.
-  QvPivotSweep sweep(fpProducts->GetMatrix(), fUnitOverScale);
+  QvPivotSweep sweep(fpProducts->GetMatrix(), fUnitOverScale, fpProducts->GetRounding());
   const QvStatus status = sweep.Run(GetNParameters(), GetNParameters() + 1,
                                     fSettings.GetTolerance(), fRedundancy, cancel);
   if (status.IsError()) return status;
@@ -172,6 +182,7 @@ std::unique_ptr<QvGLMResiduals> QvGLMModel::MakeResiduals() const {
 }
 
 void QvGLMModel::SwapResiduals(QvGLMResiduals& residuals) {
+  SettleResiduals();
   std::swap(fSums.fFit, residuals.fFit);
   std::swap(fSums.fWeightedRecords, residuals.fWeightedRecords);
   if (fRefinement) fRefinement->SwapGradient(residuals.fGradient);
@@ -226,18 +237,39 @@ void QvGLMModel::MakeScaledCovariance() {
   fScaledCovariance = std::move(scaled);
 }
 
+bool QvGLMModel::AddToPanel(const double* values, double w, double y) {
+  if (!fDesignRow.HasAllColumns() || fbHasNonFinite) return false;
+  fDesignRow.ExpandAll(values, fDenseRow.data());
+  if (!fResidualPanel.Add(fDenseRow.data(), y, w, fEstimates)) return false;
+  if (fResidualPanel.IsFull()) SettleResiduals();
+  return true;
+}
+
+void QvGLMModel::SettleResiduals() {
+  fResidualPanel.AddTo(fEstimates, fSums.fFit,
+                       fRefinement ? fRefinement->GetGradient() : fNoGradient);
+}
+
 void QvGLMModel::ResidualStep(const double* values) {
   const double w = RecordWeight(values);
   const double y = Dependent(values);
+  if (w * fUnitOverScale != 0.0) ++fSums.fWeightedRecords;
+  if (AddToPanel(values, w, y)) return;
   fDesignRow.Expand(values);
   if (fbHasNonFinite) fDesignRow.Remove(fNonFinite);
-  const double residual = fRefinement ? fRefinement->AddRecord(fDesignRow, y, w, fEstimates)
-                                      : y - fDesignRow.InnerProduct(fEstimates);
-  fSums.fFit.Add(w, y, residual);
-  if (w * fUnitOverScale != 0.0) ++fSums.fWeightedRecords;
+  fSums.fFit.Add(w, y, AddResidual(w, y));
+}
+
+double QvGLMModel::AddResidual(double w, double y) {
+  // As the panel does.
+  if (!fRefinement) return y + QvGLMRefinement::ResidualOf(fDesignRow, 0.0, fEstimates).Value();
+  const QvCommon::QvDoubleDouble residual = QvGLMRefinement::ResidualOf(fDesignRow, y, fEstimates);
+  fRefinement->AddRecord(fDesignRow, residual, w);
+  return residual.Value();
 }
 
 bool QvGLMModel::Refine() {
+  SettleResiduals();
   if (!fRefinement || !fbDependentFinite) return false;
   if (!fRefinement->Step(fpProducts->GetMatrix(), fUnitOverScale, fSums.fFit.GetResidualSum(),
                          fEstimates))
@@ -268,6 +300,7 @@ double QvGLMModel::SquareInHostUnits(double sum) const {
 }
 
 QvStatus QvGLMModel::Fit() {
+  SettleResiduals();
   const bool isRefined = fRefinement && fbDependentFinite;
   const double sum = isRefined ? fRefinement->GetResidualSum() : fSums.fFit.GetResidualSum();
   if (fRefinement) DivideByScale();

@@ -13,6 +13,7 @@
 #include "qvreg/design/QvDesignRow.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/glm/QvGLMRefinement.h"
+#include "qvreg/glm/QvGLMResidualPanel.h"
 #include "qvreg/glm/QvGLMResiduals.h"
 #include "qvreg/settings/QvRegSettings.h"
 #include "qvreg/settings/QvRegrParameter.h"
@@ -151,6 +152,12 @@ class QvGLMModel {
   void MakeScaledCovariance();
   /// Begins the sums of a residual pass.
   void StartSums();
+  /// Whether the record's row is in the panel; if not, it is to be added by itself.
+  bool AddToPanel(const double* values, double w, double y);
+  /// The residual of the record whose row was expanded; adds it to a refinement.
+  double AddResidual(double w, double y);
+  /// Empties the panel into the sums of the residual pass.
+  void SettleResiduals();
   [[nodiscard]] QvGLMFitSums EmptyFitSums() const;
   void ComputeFitStatistics();
 
@@ -173,6 +180,8 @@ class QvGLMModel {
   bool fbWeightsFinite = true;
   bool fbDependentFinite = true;
   QvDesignRow fDesignRow;
+  std::vector<double> fDenseRow;  ///< Scratch, where every record has all columns: one of them.
+  QvGLMResidualPanel fResidualPanel;
   QvGLMResiduals fSums;
   double fResidualSum = 0.0;
   double fTotalSum = 0.0;
@@ -186,4 +195,5 @@ class QvGLMModel {
   double fRootMeanSquareError = 0.0;
   double fScaledError = 0.0;
   std::optional<QvGLMRefinement> fRefinement;
+  std::vector<QvCommon::QvDoubleDouble> fNoGradient;
 };

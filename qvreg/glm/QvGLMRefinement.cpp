@@ -18,27 +18,36 @@ constexpr double kMostDecrease = 1.25;
 /// The share of an estimate that rounding it to a double may change, twice over.
 constexpr double kRounding = std::numeric_limits<double>::epsilon();
 
-/// The residual y - sum of coefficients[indices[a]] values[a] over n non-zeros; adds w times the
-/// residual times each value to the gradient.
+/// The residual y - sum of coefficients[indices[a]] values[a] over n non-zeros.
 QVREG_FMA_CLONES
-QvDoubleDouble AccumulateGradient(int n, const int* indices, const double* values, double y,
-                                  double w, const double* coefficients, QvDoubleDouble* gradient) {
+QvDoubleDouble FindResidual(int n, const int* indices, const double* values, double y,
+                            const double* coefficients) {
   QvDoubleDouble residual{y, 0.0};
   for (int a = 0; a < n; ++a) {
     residual.Add(QvDoubleDouble::Product(-coefficients[indices[a]], values[a]));
   }
+  return residual;
+}
+
+/// Adds w times the residual times each value to the gradient.
+QVREG_FMA_CLONES
+void AccumulateGradient(int n, const int* indices, const double* values, QvDoubleDouble residual,
+                        double w, QvDoubleDouble* gradient) {
   const QvDoubleDouble weighted = QvDoubleDouble::Sum(residual.fHigh, residual.fLow).Times(w);
   for (int a = 0; a < n; ++a) gradient[indices[a]].Add(weighted.Times(values[a]));
-  return residual;
 }
 
 }  // namespace
 
-double QvGLMRefinement::AddRecord(const QvDesignRow& row, double y, double w,
-                                  const std::vector<double>& estimates) {
-  return AccumulateGradient(row.GetCount(), row.GetIndices().data(), row.GetValues().data(), y, w,
-                            estimates.data(), fGradient.data())
-      .Value();
+QvDoubleDouble QvGLMRefinement::ResidualOf(const QvDesignRow& row, double y,
+                                           const std::vector<double>& estimates) {
+  return FindResidual(row.GetCount(), row.GetIndices().data(), row.GetValues().data(), y,
+                      estimates.data());
+}
+
+void QvGLMRefinement::AddRecord(const QvDesignRow& row, QvDoubleDouble residual, double w) {
+  AccumulateGradient(row.GetCount(), row.GetIndices().data(), row.GetValues().data(), residual, w,
+                     fGradient.data());
 }
 
 double QvGLMRefinement::FindChanges(const QvCommon::QvSymMatrix& inverse, double factor,

@@ -28,10 +28,13 @@ class QvGLMRefinement {
         fBefore(static_cast<std::size_t>(p)),
         fMostSteps(mostSteps) {}
 
-  /// Adds a record: its design row without the dependent, the dependent y and the weight w.
-  /// Returns the residual y - row x estimates.
-  double AddRecord(const QvDesignRow& row, double y, double w,
-                   const std::vector<double>& estimates);
+  /// The residual y - row x estimates; the row is without the dependent y.
+  [[nodiscard]] static QvCommon::QvDoubleDouble ResidualOf(const QvDesignRow& row, double y,
+                                                           const std::vector<double>& estimates);
+  /// Adds a record: its design row, residual and weight w.
+  void AddRecord(const QvDesignRow& row, QvCommon::QvDoubleDouble residual, double w);
+  /// The gradient that AddRecord sums, for records that are added otherwise.
+  [[nodiscard]] std::vector<QvCommon::QvDoubleDouble>& GetGradient() { return fGradient; }
   /// Exchanges the gradient that AddRecord sums for another of as many parameters.
   void SwapGradient(std::vector<QvCommon::QvDoubleDouble>& gradient) { fGradient.swap(gradient); }
   /// Ends a pass: corrects the estimates. True when another pass and step may improve them.

@@ -146,7 +146,7 @@ QvStatus QvLogModel::SweepXPrimeX() {
   if (fbFinished) return {QvStatusCode::kAlreadyBuilt, false};
   if (fpProducts == nullptr) return {QvStatusCode::kStageMissing, false};
   FindNonFiniteColumns();
-  QvPivotSweep sweep(fpProducts->GetMatrix(), 1.0);
+  QvPivotSweep sweep(fpProducts->GetMatrix(), 1.0, fpProducts->GetRounding());
   const QvStatus status =
       sweep.Run(fNBasic, fNBasic, fSettings.GetTolerance(), fBasicRedundancy, fCancel);
   return status.IsError() ? status : fStatus;

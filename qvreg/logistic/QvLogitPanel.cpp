@@ -142,7 +142,7 @@ void QvLogitPanel::Widen(double& minObserved, double& maxObserved, double& minCo
   }
 }
 
-void QvLogitPanel::AddScores(std::vector<double>& scores) const {
+void QvLogitPanel::AddScores(std::vector<double>& scores) {
   Numbers residuals{};
   for (std::size_t c = 0; c + 1 < fProbabilities.size(); ++c) {
     for (std::size_t r = 0; r < GetCount(); ++r) {

@@ -50,7 +50,7 @@ class QvLogitPanel {
   /// Widens the range of the probabilities observed, and that of all at its lower end.
   void Widen(double& minObserved, double& maxObserved, double& minComputed) const;
   /// Adds the rows' scores to the K - 1 blocks of p.
-  void AddScores(std::vector<double>& scores) const;
+  void AddScores(std::vector<double>& scores);
   /// Adds the rows' information to K - 1 rows of p x p blocks.
   void AddInformation(QvCommon::QvSymBlockMatrix& information);
   /// Has AddInformation leave a row out. REQUIRES: after AddScores.

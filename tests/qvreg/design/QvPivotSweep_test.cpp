@@ -69,7 +69,7 @@ TEST(QvPivotSweep, FindsADependentColumnThatTheSweepAloneMistakesForAPivot) {
   QvSymMatrix matrix = RareLastLevel();
   QvBitSet kept;
   QvCancelInfo cancel;
-  EXPECT_TRUE(QvPivotSweep(matrix, 1.0).Run(kOrder, kOrder, kTolerance, kept, cancel).IsOK());
+  EXPECT_TRUE(QvPivotSweep(matrix, 1.0, 0.0).Run(kOrder, kOrder, kTolerance, kept, cancel).IsOK());
   EXPECT_EQ(kept.Count(), kOrder - 1);
   EXPECT_FALSE(kept.IsIn(kOrder - 1));
 }
@@ -82,7 +82,7 @@ TEST(QvPivotSweep, KeepsAColumnOfWhichLittleIsLeftWhenThatIsReal) {
   matrix.UpdateXX({0.0, 0x1p-17}, 1.0);
   QvBitSet kept;
   QvCancelInfo cancel;
-  EXPECT_TRUE(QvPivotSweep(matrix, 1.0).Run(2, 2, kTolerance, kept, cancel).IsOK());
+  EXPECT_TRUE(QvPivotSweep(matrix, 1.0, 0.0).Run(2, 2, kTolerance, kept, cancel).IsOK());
   EXPECT_EQ(kept.Count(), 2);
   EXPECT_EQ(matrix.GetElem(1, 1), 0x1p34);
 }
@@ -119,8 +119,9 @@ TEST(QvPivotSweep, KeepsAColumnThatRoundingPushesBelowTheTolerance) {
     fill(matrix);
     QvBitSet kept;
     QvCancelInfo cancel;
-    EXPECT_TRUE(
-        QvPivotSweep(matrix, 1.0).Run(kLevels + 2, kLevels + 2, kTolerance, kept, cancel).IsOK());
+    EXPECT_TRUE(QvPivotSweep(matrix, 1.0, 0.0)
+                    .Run(kLevels + 2, kLevels + 2, kTolerance, kept, cancel)
+                    .IsOK());
     EXPECT_FALSE(kept.IsIn(kLevels));
     ASSERT_TRUE(kept.IsIn(kLevels + 1)) << "seed " << seed;
     EXPECT_NEAR(matrix.GetElem(kLevels + 1, kLevels + 1) * 2.0 * own * own, 1.0, 1e-9);
@@ -137,7 +138,7 @@ TEST(QvPivotSweep, ComputesTheWholeRowOfADoubtfulPivot) {
   matrix.UpdateXX({0.0, kOwn, 1.0}, 1.0);
   QvBitSet kept;
   QvCancelInfo cancel;
-  EXPECT_TRUE(QvPivotSweep(matrix, 1.0).Run(2, 3, kTolerance, kept, cancel).IsOK());
+  EXPECT_TRUE(QvPivotSweep(matrix, 1.0, 0.0).Run(2, 3, kTolerance, kept, cancel).IsOK());
   EXPECT_EQ(matrix.GetElem(2, 1), 0x1p17);
   EXPECT_EQ(matrix.GetElem(2, 0), 3.0 - 0x1p17);
 }
@@ -154,7 +155,7 @@ TEST(QvPivotSweep, LeavesTheRowsToComeFreeOfTheirRounding) {
   }
   QvBitSet kept;
   QvCancelInfo cancel;
-  EXPECT_TRUE(QvPivotSweep(matrix, 1.0).Run(2, 3, kTolerance, kept, cancel).IsOK());
+  EXPECT_TRUE(QvPivotSweep(matrix, 1.0, 0.0).Run(2, 3, kTolerance, kept, cancel).IsOK());
   EXPECT_EQ(kept.Count(), 2);
   EXPECT_NEAR(matrix.GetElem(2, 2), 0.0, 1e-14);
 }
@@ -171,7 +172,7 @@ TEST(QvPivotSweep, WithToleranceZeroDropsWhatOnlyRoundingLeaves) {
   }
   QvBitSet kept;
   QvCancelInfo cancel;
-  EXPECT_TRUE(QvPivotSweep(matrix, 1.0).Run(3, 3, 0.0, kept, cancel).IsOK());
+  EXPECT_TRUE(QvPivotSweep(matrix, 1.0, 0.0).Run(3, 3, 0.0, kept, cancel).IsOK());
   EXPECT_EQ(kept.Count(), 2);
 }
 
@@ -195,7 +196,7 @@ TEST(QvPivotSweep, ScalesOnceBeforeTheFirstPivot) {
   matrix.UpdateXX({0.0, 3.0}, 1.0);
   QvBitSet kept;
   QvCancelInfo cancel;
-  EXPECT_TRUE(QvPivotSweep(matrix, 0.5).Run(1, 2, kTolerance, kept, cancel).IsOK());
+  EXPECT_TRUE(QvPivotSweep(matrix, 0.5, 0.0).Run(1, 2, kTolerance, kept, cancel).IsOK());
   EXPECT_EQ(matrix.GetElem(0, 0), 0.5);
   EXPECT_EQ(matrix.GetElem(1, 1), 4.5);
   EXPECT_EQ(kept.Size(), 2);
@@ -209,7 +210,8 @@ TEST(QvPivotSweep, StopsBetweenPivotsWhenCancelled) {
   qvtest::CancelAtPoll query(2);
   QvCancelInfo cancel(&query);
   QvBitSet kept;
-  const QvCommon::QvStatus status = QvPivotSweep(matrix, 1.0).Run(2, 2, kTolerance, kept, cancel);
+  const QvCommon::QvStatus status =
+      QvPivotSweep(matrix, 1.0, 0.0).Run(2, 2, kTolerance, kept, cancel);
   EXPECT_EQ(status.GetCode(), QvStatusCode::kCancelled);
   EXPECT_EQ(kept.Count(), 1);
 }

@@ -38,7 +38,9 @@ class QvGLMRefinementTest : public ::testing::Test {
   double AddRecord(double x, double z, double y, double w, const Doubles& estimates) {
     const Doubles values{x, z};
     row_.Expand(values.data());
-    return refinement_.AddRecord(row_, y, w, estimates);
+    const QvCommon::QvDoubleDouble residual = QvGLMRefinement::ResidualOf(row_, y, estimates);
+    refinement_.AddRecord(row_, residual, w);
+    return residual.Value();
   }
 
   QvFactorTables tables_{{}, {}, -1, -1, 0, 0, -1, 0.0, QvConst::QvOffsetNone};

@@ -1,0 +1,355 @@
+#pragma once
+
+// The loops of QvKernels, written once. A source that includes this header is compiled for one kind
+// of machine, and defines one set. Nothing here but these loops: an inline function of another
+// header, compiled for that machine, might be the copy that the linker keeps for all.
+
+#include <cstddef>
+
+#include "qvreg/common/QvKernels.h"
+
+#if defined(__FMA__)
+#include <immintrin.h>
+#endif
+
+namespace {
+
+#if defined(__AVX512F__)
+
+using Vector = __m512d;
+constexpr bool kIsFused = true;
+/// Of a tile of products, whose sums stay in registers.
+constexpr std::size_t kTileRows = 8;
+constexpr std::size_t kTileVectors = 2;
+
+inline Vector Broadcast(double value) { return _mm512_set1_pd(value); }
+/// a b + c, rounded once.
+inline Vector MultiplyAdd(Vector a, Vector b, Vector c) { return _mm512_fmadd_pd(a, b, c); }
+/// What `high`, the rounded product of a and b, lacks of the exact one.
+inline Vector ProductError(Vector a, Vector b, Vector high) { return _mm512_fmsub_pd(a, b, high); }
+
+#elif defined(__FMA__)
+
+using Vector = __m256d;
+constexpr bool kIsFused = true;
+constexpr std::size_t kTileRows = 4;
+constexpr std::size_t kTileVectors = 2;
+
+inline Vector Broadcast(double value) { return _mm256_set1_pd(value); }
+inline Vector MultiplyAdd(Vector a, Vector b, Vector c) { return _mm256_fmadd_pd(a, b, c); }
+inline Vector ProductError(Vector a, Vector b, Vector high) { return _mm256_fmsub_pd(a, b, high); }
+
+#else
+
+using Vector [[gnu::vector_size(16)]] = double;
+constexpr bool kIsFused = false;
+constexpr std::size_t kTileRows = 4;
+constexpr std::size_t kTileVectors = 2;
+
+inline Vector Broadcast(double value) { return Vector{value, value}; }
+inline Vector MultiplyAdd(Vector a, Vector b, Vector c) { return a * b + c; }
+
+/// The upper 26 bits of each number, rounded.
+inline Vector LeadingHalf(Vector a) {
+  const Vector shifted = 134217729.0 * a;  // 2^27 + 1
+  return shifted - (shifted - a);
+}
+
+/// Without fused products: Dekker, A floating-point technique for extending the available
+/// precision, Numer. Math. 18, 1971.
+inline Vector ProductError(Vector a, Vector b, Vector high) {
+  const Vector a1 = LeadingHalf(a);
+  const Vector a2 = a - a1;
+  const Vector b1 = LeadingHalf(b);
+  const Vector b2 = b - b1;
+  return a2 * b2 - (((high - a1 * b1) - a2 * b1) - a1 * b2);
+}
+
+#endif
+
+using QvCommon::QvKernels;
+
+constexpr std::size_t kRows = QvKernels::kRows;
+constexpr std::size_t kLanes = QvKernels::kLanes;
+constexpr std::size_t kWidth = sizeof(Vector) / sizeof(double);
+/// Vectors that make up the lanes.
+constexpr std::size_t kParts = kLanes / kWidth;
+
+inline Vector Load(const double* numbers) {
+  Vector vector;
+  __builtin_memcpy(&vector, numbers, sizeof vector);
+  return vector;
+}
+
+inline void Store(Vector vector, double* numbers) {
+  __builtin_memcpy(numbers, &vector, sizeof vector);
+}
+
+/// Adds a double-double term to a double-double sum; corrections are summed apart, as in
+/// QvDoubleDouble.
+template <typename Number>
+inline void AddTerm(Number term, Number termLow, Number& high, Number& low) {
+  const Number sum = high + term;
+  const Number part = sum - high;
+  low += ((high - (sum - part)) + (term - part)) + termLow;
+  high = sum;
+}
+
+/// A double-double sum in each lane.
+struct LaneSums {
+  Vector fHigh[kParts] = {};
+  Vector fLow[kParts] = {};
+
+  void Add(std::size_t part, Vector term, Vector termLow) {
+    AddTerm(term, termLow, fHigh[part], fLow[part]);
+  }
+  /// Adds the lanes, one after the other.
+  void AddTo(double& high, double& low) const {
+    double highs[kLanes];
+    double lows[kLanes];
+    __builtin_memcpy(highs, fHigh, sizeof highs);
+    __builtin_memcpy(lows, fLow, sizeof lows);
+    for (std::size_t lane = 0; lane < kLanes; ++lane) AddTerm(highs[lane], lows[lane], high, low);
+  }
+};
+
+void MultiplyColumns(std::size_t n, const double* columns, const double* coefficients,
+                     double* products) {
+  constexpr std::size_t kTogether = 4;
+  for (std::size_t r = 0; r < kRows; r += kTogether * kWidth) {
+    Vector sums[kTogether] = {};
+    const double* column = columns + r;
+    for (std::size_t j = 0; j < n; ++j) {
+      const Vector coefficient = Broadcast(coefficients[j]);
+      for (std::size_t k = 0; k < kTogether; ++k) {
+        sums[k] = MultiplyAdd(coefficient, Load(column + k * kWidth), sums[k]);
+      }
+      column += kRows;
+    }
+    for (std::size_t k = 0; k < kTogether; ++k) Store(sums[k], products + r + k * kWidth);
+  }
+}
+
+/// A tile of sums over n rows of numbers on the left times vectors of numbers on the right.
+template <std::size_t kLeft, std::size_t kVectors>
+inline void MultiplyTile(std::size_t n, std::size_t leftStride, std::size_t rightStride,
+                         const double* left, const double* right, std::size_t tileStride,
+                         double* tile) {
+  Vector sums[kLeft][kVectors] = {};
+  for (std::size_t r = 0; r < n; ++r) {
+    Vector row[kVectors];
+    for (std::size_t k = 0; k < kVectors; ++k) row[k] = Load(right + k * kWidth);
+    for (std::size_t i = 0; i < kLeft; ++i) {
+      const Vector own = Broadcast(left[i]);
+      for (std::size_t k = 0; k < kVectors; ++k) sums[i][k] = MultiplyAdd(own, row[k], sums[i][k]);
+    }
+    left += leftStride;
+    right += rightStride;
+  }
+  for (std::size_t i = 0; i < kLeft; ++i) {
+    for (std::size_t k = 0; k < kVectors; ++k) {
+      Store(sums[i][k], tile + i * tileStride + k * kWidth);
+    }
+  }
+}
+
+void SumWeightedRows(std::size_t n, std::size_t stride, std::size_t nSums, const double* weights,
+                     const double* rows, double* sums) {
+  std::size_t j = 0;
+  for (; j + 4 * kLanes <= nSums; j += 4 * kLanes) {
+    MultiplyTile<1, 4 * kParts>(n, 1, stride, weights, rows + j, 0, sums + j);
+  }
+  for (; j < nSums; j += kLanes) {
+    MultiplyTile<1, kParts>(n, 1, stride, weights, rows + j, 0, sums + j);
+  }
+}
+
+void MultiplyStrip(std::size_t n, std::size_t stride, std::size_t nLeft, std::size_t nColumns,
+                   const double* left, const double* right, double* strip) {
+  constexpr std::size_t kTileColumns = kTileVectors * kWidth;
+  for (std::size_t i = 0; i < nLeft; i += kTileRows) {
+    double* row = strip + i * nColumns;
+    std::size_t j = 0;
+    for (; j + kTileColumns <= nColumns; j += kTileColumns) {
+      MultiplyTile<kTileRows, kTileVectors>(n, stride, stride, left + i, right + j, nColumns,
+                                            row + j);
+    }
+    for (; j < nColumns; j += kLanes) {
+      MultiplyTile<kTileRows, kParts>(n, stride, stride, left + i, right + j, nColumns, row + j);
+    }
+  }
+}
+
+void FindSizes(std::size_t n, std::size_t stride, const double* rows, double* sizes) {
+  for (std::size_t j = 0; j < stride; ++j) sizes[j] = 0.0;
+  for (std::size_t r = 0; r < n; ++r) {
+    for (std::size_t j = 0; j < stride; ++j) {
+      const double size = __builtin_fabs(rows[j]);
+      sizes[j] = size > sizes[j] ? size : sizes[j];
+    }
+    rows += stride;
+  }
+}
+
+/// Adding and subtracting 1.5 times it rounds a number not above `size` to 23 bits of that.
+inline double RoundingTerm(double size) {
+  constexpr int kMantissaBits = 52;
+  constexpr unsigned long long kExponentMask = 0x7ffULL << kMantissaBits;
+  constexpr unsigned long long kHalf = 1ULL << (kMantissaBits - 1);
+  constexpr unsigned long long kUp = 30ULL << kMantissaBits;
+  unsigned long long bits = 0;
+  __builtin_memcpy(&bits, &size, sizeof bits);
+  bits = ((bits & kExponentMask) + kUp) | kHalf;
+  double term = 0.0;
+  __builtin_memcpy(&term, &bits, sizeof term);
+  return term;
+}
+
+void Split(std::size_t n, std::size_t stride, const double* sizes, const double* rows,
+           const double* rest, double* high, double* low) {
+  for (std::size_t j = 0; j < stride; j += kWidth) {
+    double terms[kWidth];
+    for (std::size_t k = 0; k < kWidth; ++k) terms[k] = RoundingTerm(sizes[j + k]);
+    const Vector term = Load(terms);
+    for (std::size_t place = j; place < n * stride; place += stride) {
+      const Vector number = Load(rows + place);
+      const Vector rounded = (number + term) - term;
+      const Vector left = number - rounded;
+      Store(rounded, high + place);
+      Store(rest == nullptr ? left : left + Load(rest + place), low + place);
+    }
+  }
+}
+
+void WeighRows(std::size_t n, std::size_t stride, const double* weights, const double* rows,
+               double* high, double* low) {
+  for (std::size_t r = 0; r < n; ++r) {
+    const Vector weight = Broadcast(weights[r]);
+    for (std::size_t j = 0; j < stride; j += kWidth) {
+      const Vector number = Load(rows + j);
+      const Vector product = weight * number;
+      Store(product, high + j);
+      Store(ProductError(weight, number, product), low + j);
+    }
+    rows += stride;
+    high += stride;
+    low += stride;
+  }
+}
+
+void SubtractProducts(std::size_t n, const double* columns, const double* coefficients,
+                      double* high, double* low) {
+  constexpr std::size_t kTogether = 4;
+  for (std::size_t r = 0; r < kRows; r += kTogether * kWidth) {
+    Vector highs[kTogether];
+    Vector lows[kTogether];
+    for (std::size_t k = 0; k < kTogether; ++k) {
+      highs[k] = Load(high + r + k * kWidth);
+      lows[k] = Load(low + r + k * kWidth);
+    }
+    const double* column = columns + r;
+    for (std::size_t j = 0; j < n; ++j) {
+      const Vector coefficient = Broadcast(-coefficients[j]);
+      for (std::size_t k = 0; k < kTogether; ++k) {
+        const Vector number = Load(column + k * kWidth);
+        const Vector product = coefficient * number;
+        AddTerm(product, ProductError(coefficient, number, product), highs[k], lows[k]);
+      }
+      column += kRows;
+    }
+    for (std::size_t k = 0; k < kTogether; ++k) {
+      Store(highs[k], high + r + k * kWidth);
+      Store(lows[k], low + r + k * kWidth);
+    }
+  }
+}
+
+void AddWeightedColumns(std::size_t n, const double* columns, const double* weightHigh,
+                        const double* weightLow, double* sumHigh, double* sumLow) {
+  for (std::size_t j = 0; j < n; ++j) {
+    LaneSums sums;
+    for (std::size_t r = 0; r < kRows; r += kLanes) {
+      for (std::size_t part = 0; part < kParts; ++part) {
+        const std::size_t place = r + part * kWidth;
+        const Vector number = Load(columns + place);
+        const Vector weight = Load(weightHigh + place);
+        const Vector product = weight * number;
+        const Vector low = ProductError(weight, number, product) + Load(weightLow + place) * number;
+        sums.Add(part, product, low);
+      }
+    }
+    sums.AddTo(sumHigh[j], sumLow[j]);
+    columns += kRows;
+  }
+}
+
+void AddMoments(const double* weights, const double* numbers, double* first, double* second) {
+  LaneSums firsts;
+  LaneSums seconds;
+  for (std::size_t r = 0; r < kRows; r += kLanes) {
+    for (std::size_t part = 0; part < kParts; ++part) {
+      const std::size_t place = r + part * kWidth;
+      const Vector weight = Load(weights + place);
+      const Vector number = Load(numbers + place);
+      // Weighted before squared: the square alone may leave the range of a double.
+      const Vector weighted = weight * number;
+      const Vector weightedLow = ProductError(weight, number, weighted);
+      firsts.Add(part, weighted, weightedLow);
+      const Vector square = weighted * number;
+      const Vector low = ProductError(weighted, number, square) + weightedLow * number;
+      seconds.Add(part, square, low);
+    }
+  }
+  firsts.AddTo(first[0], first[1]);
+  seconds.AddTo(second[0], second[1]);
+}
+
+/// e^r for |r| at most log(2)/2: the Taylor polynomial, whose remainder is below 2^-57.
+inline double ExpPolynomial(double r) {
+  constexpr double kInverseFactorials[14] = {1.0,
+                                             1.0,
+                                             1.0 / 2,
+                                             1.0 / 6,
+                                             1.0 / 24,
+                                             1.0 / 120,
+                                             1.0 / 720,
+                                             1.0 / 5040,
+                                             1.0 / 40320,
+                                             1.0 / 362880,
+                                             1.0 / 3628800,
+                                             1.0 / 39916800,
+                                             1.0 / 479001600,
+                                             1.0 / 6227020800};
+  double sum = kInverseFactorials[13];
+  for (std::size_t k = 13; k-- > 0;) sum = kInverseFactorials[k] + r * sum;
+  return sum;
+}
+
+void Exps(std::size_t n, const double* x, double* results) {
+  constexpr int kMantissaBits = 52;
+  constexpr double kOverLog2 = 0x1.71547652b82fep+0;
+  // log(2); the first part has 42 bits, so that its products with exponents are exact.
+  constexpr double kLog2High = 0x1.62e42fefa3800p-1;
+  constexpr double kLog2Low = 0x1.ef35793c76730p-45;
+  constexpr double kToWhole = 0x1.8p+52;  // adding it rounds to a whole number
+  for (std::size_t i = 0; i < n; ++i) {
+    const double shifted = x[i] * kOverLog2 + kToWhole;
+    const double whole = shifted - kToWhole;
+    const double r = (x[i] - whole * kLog2High) - whole * kLog2Low;
+    // The whole number stands in the last bits of `shifted`: 2 to its power is multiplied in.
+    const double base = ExpPolynomial(r);
+    unsigned long long power = 0;
+    unsigned long long bits = 0;
+    __builtin_memcpy(&power, &shifted, sizeof power);
+    __builtin_memcpy(&bits, &base, sizeof bits);
+    bits += power << kMantissaBits;
+    __builtin_memcpy(results + i, &bits, sizeof bits);
+  }
+}
+
+constexpr QvKernels MakeKernels(const char* name) {
+  return {name,  kIsFused,  MultiplyColumns,  SumWeightedRows,    MultiplyStrip, FindSizes,
+          Split, WeighRows, SubtractProducts, AddWeightedColumns, AddMoments,    Exps};
+}
+
+}  // namespace

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace QvCommon {
+
+/// The inner loops of sums over many rows, of which there is a set for each kind of machine.
+///
+/// Rows are kept in two ways: row by row, each row a stride apart, a multiple of 8, with zeros
+/// behind its values; or in columns of 64 rows each. All sets run over rows and columns in the same
+/// order; where rows are summed in lanes there are 8 of them. Sets with fused products differ from
+/// the one without in last digits, and from each other in none; what is exact, or said to be
+/// double-double, is the same in all.
+///
+/// Stateless: any thread may call any of them.
+struct QvKernels {
+  static constexpr std::size_t kRows = 64;
+  static constexpr std::size_t kLanes = 8;
+
+  /// As the environment variable QVREG_ARITHMETIC names it.
+  const char* fName;
+  /// Whether a product and its sum are rounded once.
+  bool fbFused;
+
+  /// `products`, 64 of them, become the sums over n columns of column times coefficient.
+  void (*fMultiplyColumns)(std::size_t n, const double* columns, const double* coefficients,
+                           double* products);
+  /// `sums`, a multiple of 8 of them, become the sums over n rows of row times weight.
+  void (*fSumWeightedRows)(std::size_t n, std::size_t stride, std::size_t nSums,
+                           const double* weights, const double* rows, double* sums);
+  /// `strip`, 8 rows of nColumns, a multiple of 8, becomes the sums over n rows of each of the
+  /// first nLeft <= 8 numbers on the left times each of nColumns on the right.
+  void (*fMultiplyStrip)(std::size_t n, std::size_t stride, std::size_t nLeft, std::size_t nColumns,
+                         const double* left, const double* right, double* strip);
+  /// `sizes`, one for each column of the stride, become the largest magnitudes over n rows of
+  /// finite numbers.
+  void (*fFindSizes)(std::size_t n, std::size_t stride, const double* rows, double* sizes);
+  /// Splits n rows: `high` receives each number rounded to 23 bits of its column's `sizes`, so that
+  /// 64 products of such numbers add without rounding; `low` what that leaves, plus `rest` where
+  /// that is not null. `low` and `rest` may be one. REQUIRES: sizes below 2^900.
+  void (*fSplit)(std::size_t n, std::size_t stride, const double* sizes, const double* rows,
+                 const double* rest, double* high, double* low);
+  /// Each row times its weight, in double-double. REQUIRES: usual numbers and weights, as below.
+  void (*fWeighRows)(std::size_t n, std::size_t stride, const double* weights, const double* rows,
+                     double* high, double* low);
+  /// Takes the sums over n columns of column times coefficient off 64 double-double numbers.
+  void (*fSubtractProducts)(std::size_t n, const double* columns, const double* coefficients,
+                            double* high, double* low);
+  /// Adds to n double-double sums the sums of column times 64 double-double weights.
+  void (*fAddWeightedColumns)(std::size_t n, const double* columns, const double* weightHigh,
+                              const double* weightLow, double* sumHigh, double* sumLow);
+  /// Adds the sums over 64 of weight times number, and of weight times its square, to two
+  /// double-double sums, of which the high parts come first.
+  void (*fAddMoments)(const double* weights, const double* numbers, double* first, double* second);
+  /// The exponentials of n numbers between -708 and 0; see QvElementary::ExpMany.
+  void (*fExps)(std::size_t n, const double* x, double* results);
+
+  /// Whether each of n numbers is below 2^300 in magnitude: products of three such numbers are
+  /// finite.
+  static bool AreUsual(std::size_t n, const double* numbers);
+  /// The same of a weight that is not below 2^-300 either, unless it is 0: what its products lose
+  /// to rounding is a normal double.
+  static bool IsUsualWeight(double weight);
+
+  /// The set that this process computes with: the fastest for its machine, or the one that the
+  /// environment variable QVREG_ARITHMETIC names ("baseline", "v3", "v4") when the library is first
+  /// used, if the machine has its instructions.
+  static const QvKernels& Get();
+  /// Every set for which this machine has the instructions, the fastest last.
+  static std::vector<const QvKernels*> GetAll();
+};
+
+}  // namespace QvCommon

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+#include "qvreg/common/QvDoubleDouble.h"
+#include "qvreg/common/QvKernels.h"
+#include "qvreg/glm/QvGLMFitSums.h"
+
+/// Up to 64 dense rows of a linear model, whose residuals are computed together: in double-double
+/// for a refinement, and so is its gradient; else from predictions rounded once, which leave no
+/// residual where estimates are off by less than a prediction shows. Owns its rows. Used from one
+/// thread at a time.
+class QvGLMResidualPanel {
+ public:
+  explicit QvGLMResidualPanel(const QvCommon::QvKernels& kernels = QvCommon::QvKernels::Get())
+      : fpKernels(&kernels) {}
+
+  /// Makes room for rows of p values, and is empty. May throw std::bad_alloc.
+  void SetUp(std::size_t p);
+  [[nodiscard]] bool IsFull() const { return fCount == QvCommon::QvKernels::kRows; }
+  /// Adds a row of p values with its dependent and weight. False, and not added, for one with a
+  /// number so large or small that its products may leave the range in which they are exact, and
+  /// for any row where an estimate is so large. REQUIRES: not full; p estimates, the same for all
+  /// rows of a panel.
+  bool Add(const double* values, double y, double weight, const std::vector<double>& estimates);
+  /// Adds the rows to the sums of squares and, unless that is empty, to the gradient: the sum of
+  /// weight times residual times row, p numbers. The panel is then empty.
+  void AddTo(const std::vector<double>& estimates, QvGLMFitSums& sums,
+             std::vector<QvCommon::QvDoubleDouble>& gradient);
+
+ private:
+  using Numbers = std::array<double, QvCommon::QvKernels::kRows>;
+
+  void AddToGradient(std::vector<QvCommon::QvDoubleDouble>& gradient);
+
+  const QvCommon::QvKernels* fpKernels;
+  std::size_t fCount = 0;
+  bool fbUsualEstimates = false;
+  std::vector<double> fColumns;  ///< p columns of 64.
+  Numbers fDependents{};
+  Numbers fWeights{};
+  Numbers fHigh{};  ///< Residuals, in double-double.
+  Numbers fLow{};
+  std::vector<double> fSumHigh;  ///< Scratch: of the gradient.
+  std::vector<double> fSumLow;
+};

@@ -1,0 +1,223 @@
+// Every set of kernels that this machine can run, against plain loops and each other.
+
+#include "qvreg/common/QvKernels.h"
+
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "qvreg/common/QvDoubleDouble.h"
+
+namespace QvCommon {
+namespace {
+
+using Doubles = std::vector<double>;
+
+constexpr std::size_t kRows = QvKernels::kRows;
+
+Doubles MakeNumbers(std::size_t n, unsigned seed) {
+  std::mt19937 random(seed);
+  std::uniform_real_distribution<double> uniform(-3.0, 3.0);
+  Doubles numbers(n);
+  for (double& number : numbers) number = uniform(random);
+  return numbers;
+}
+
+class QvKernelsTest : public ::testing::TestWithParam<const QvKernels*> {
+ protected:
+  const QvKernels& kernels_ = *GetParam();
+};
+
+/// What a set computes of these numbers; sets of the same arithmetic must agree to the last bit.
+Doubles ComputeAll(const QvKernels& kernels) {
+  constexpr std::size_t kColumns = 24;
+  constexpr std::size_t kUsed = 41;
+  const Doubles numbers = MakeNumbers(kRows * kColumns, 3);
+  const Doubles others = MakeNumbers(kRows * kColumns, 4);
+  Doubles all(kRows);
+  kernels.fMultiplyColumns(kColumns, numbers.data(), others.data(), all.data());
+  Doubles sums(kColumns);
+  kernels.fSumWeightedRows(kUsed, kColumns, kColumns, others.data(), numbers.data(), sums.data());
+  all.insert(all.end(), sums.begin(), sums.end());
+  Doubles strip(8 * kColumns);
+  kernels.fMultiplyStrip(kUsed, kColumns, 7, kColumns, others.data(), numbers.data(), strip.data());
+  all.insert(all.end(), strip.begin(), strip.begin() + 7 * kColumns);
+  return all;
+}
+
+TEST(QvKernels, TheLastIsUsed) {
+  const auto sets = QvKernels::GetAll();
+  ASSERT_FALSE(sets.empty());
+  EXPECT_STREQ(sets.front()->fName, "baseline");
+  if (std::getenv("QVREG_ARITHMETIC") == nullptr) {
+    EXPECT_EQ(&QvKernels::Get(), sets.back());
+  }
+}
+
+TEST_P(QvKernelsTest, SetsOfOneArithmeticAgree) {
+  const Doubles mine = ComputeAll(kernels_);
+  for (const QvKernels* other : QvKernels::GetAll()) {
+    const Doubles others = ComputeAll(*other);
+    if (other->fbFused == kernels_.fbFused) {
+      EXPECT_EQ(mine, others) << other->fName;
+      continue;
+    }
+    for (std::size_t i = 0; i < mine.size(); ++i) EXPECT_NEAR(mine[i], others[i], 1e-13) << i;
+  }
+}
+
+TEST_P(QvKernelsTest, SplitsIntoPartsWhoseProductsAddExactly) {
+  constexpr std::size_t kStride = 8;
+  Doubles rows = MakeNumbers(kRows * kStride, 5);
+  for (std::size_t i = 0; i < rows.size(); ++i)
+    rows[i] = std::ldexp(rows[i], static_cast<int>(i % 40));
+  Doubles sizes(kStride);
+  kernels_.fFindSizes(kRows, kStride, rows.data(), sizes.data());
+  Doubles high(rows.size());
+  Doubles low(rows.size());
+  kernels_.fSplit(kRows, kStride, sizes.data(), rows.data(), nullptr, high.data(), low.data());
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    EXPECT_EQ(high[i] + low[i], rows[i]);
+    EXPECT_LE(std::fabs(low[i]), std::ldexp(sizes[i % kStride], -23));
+    EXPECT_EQ(sizes[i % kStride], std::max(sizes[i % kStride], std::fabs(rows[i])));
+  }
+  // Exact sums do not depend on their order.
+  for (std::size_t a = 0; a < kStride; ++a) {
+    double forward = 0.0;
+    double backward = 0.0;
+    for (std::size_t r = 0; r < kRows; ++r) {
+      const std::size_t last = kRows - 1 - r;
+      forward += high[r * kStride] * high[r * kStride + a];
+      backward += high[last * kStride] * high[last * kStride + a];
+    }
+    EXPECT_EQ(forward, backward) << a;
+  }
+}
+
+TEST_P(QvKernelsTest, SplitAddsTheRest) {
+  const Doubles rows = MakeNumbers(8, 6);
+  const Doubles rest(8, 0x1p-60);
+  Doubles sizes(8);
+  kernels_.fFindSizes(1, 8, rows.data(), sizes.data());
+  Doubles high(8);
+  Doubles low(8);
+  kernels_.fSplit(1, 8, sizes.data(), rows.data(), rest.data(), high.data(), low.data());
+  for (std::size_t j = 0; j < 8; ++j) EXPECT_EQ(low[j], (rows[j] - high[j]) + 0x1p-60) << j;
+}
+
+TEST_P(QvKernelsTest, WeighsRowsExactly) {
+  const Doubles rows = MakeNumbers(16, 7);
+  const Doubles weights = MakeNumbers(2, 8);
+  Doubles high(16);
+  Doubles low(16);
+  kernels_.fWeighRows(2, 8, weights.data(), rows.data(), high.data(), low.data());
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const QvDoubleDouble expected = QvDoubleDouble::Product(weights[i / 8], rows[i]);
+    EXPECT_EQ(high[i], expected.fHigh) << i;
+    EXPECT_EQ(low[i], expected.fLow) << i;
+  }
+}
+
+TEST_P(QvKernelsTest, SubtractsProductsInDoubleDouble) {
+  constexpr std::size_t kColumns = 9;
+  const Doubles columns = MakeNumbers(kRows * kColumns, 9);
+  const Doubles coefficients = MakeNumbers(kColumns, 10);
+  Doubles high = MakeNumbers(kRows, 11);
+  Doubles low(kRows, 0x1p-70);
+  const Doubles before = high;
+  kernels_.fSubtractProducts(kColumns, columns.data(), coefficients.data(), high.data(),
+                             low.data());
+  for (std::size_t r = 0; r < kRows; ++r) {
+    QvDoubleDouble expected{before[r], 0x1p-70};
+    for (std::size_t j = 0; j < kColumns; ++j) {
+      expected.Add(QvDoubleDouble::Product(-coefficients[j], columns[j * kRows + r]));
+    }
+    EXPECT_EQ(high[r], expected.fHigh) << r;
+    EXPECT_EQ(low[r], expected.fLow) << r;
+  }
+}
+
+/// The difference of two double-double numbers.
+double Difference(const QvDoubleDouble& a, const QvDoubleDouble& b) {
+  QvDoubleDouble difference = a;
+  difference.Add({-b.fHigh, -b.fLow});
+  return difference.Value();
+}
+
+TEST_P(QvKernelsTest, AddsWeightedColumnsInDoubleDouble) {
+  constexpr std::size_t kColumns = 5;
+  const Doubles columns = MakeNumbers(kRows * kColumns, 12);
+  const Doubles weights = MakeNumbers(kRows, 13);
+  Doubles lows(kRows);
+  for (std::size_t r = 0; r < kRows; ++r) lows[r] = std::ldexp(weights[r], -54);
+  Doubles high(kColumns, 0.5);
+  Doubles low(kColumns, 0x1p-60);
+  kernels_.fAddWeightedColumns(kColumns, columns.data(), weights.data(), lows.data(), high.data(),
+                               low.data());
+  for (std::size_t j = 0; j < kColumns; ++j) {
+    QvDoubleDouble expected{0.5, 0x1p-60};
+    for (std::size_t r = 0; r < kRows; ++r) {
+      const double number = columns[j * kRows + r];
+      QvDoubleDouble term = QvDoubleDouble::Product(weights[r], number);
+      term.fLow += lows[r] * number;
+      expected.Add(term);
+    }
+    EXPECT_LT(std::fabs(Difference({high[j], low[j]}, expected)), 1e-29) << j;
+  }
+}
+
+TEST_P(QvKernelsTest, AddsMomentsInDoubleDouble) {
+  const Doubles weights = MakeNumbers(kRows, 14);
+  const Doubles numbers = MakeNumbers(kRows, 15);
+  std::array<double, 2> first{1.0, 0.0};
+  std::array<double, 2> second{2.0, 0.0};
+  kernels_.fAddMoments(weights.data(), numbers.data(), first.data(), second.data());
+  QvDoubleDouble expectedFirst{1.0, 0.0};
+  QvDoubleDouble expectedSecond{2.0, 0.0};
+  for (std::size_t r = 0; r < kRows; ++r) {
+    const QvDoubleDouble weighted = QvDoubleDouble::Product(weights[r], numbers[r]);
+    expectedFirst.Add(weighted);
+    expectedSecond.Add(weighted.Times(numbers[r]));
+  }
+  EXPECT_LT(std::fabs(Difference({first[0], first[1]}, expectedFirst)), 1e-29);
+  EXPECT_LT(std::fabs(Difference({second[0], second[1]}, expectedSecond)), 1e-28);
+}
+
+TEST_P(QvKernelsTest, ExponentialsAreThoseOfEverySet) {
+  Doubles x = MakeNumbers(1000, 16);
+  for (double& number : x) number = -236.0 * std::fabs(number);
+  Doubles mine(x.size());
+  kernels_.fExps(x.size(), x.data(), mine.data());
+  Doubles baseline(x.size());
+  QvKernels::GetAll().front()->fExps(x.size(), x.data(), baseline.data());
+  EXPECT_EQ(mine, baseline);
+  for (std::size_t i = 0; i < x.size(); ++i) EXPECT_NEAR(mine[i] / std::exp(x[i]), 1.0, 3e-16);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sets, QvKernelsTest, ::testing::ValuesIn(QvKernels::GetAll()),
+                         [](const auto& tested) { return std::string(tested.param->fName); });
+
+TEST(QvKernels, UsualNumbersAreNeitherTooLargeNorNoNumbers) {
+  Doubles numbers = MakeNumbers(13, 17);
+  numbers[4] = 0.0;
+  numbers[5] = -0x1p+299;
+  EXPECT_TRUE(QvKernels::AreUsual(numbers.size(), numbers.data()));
+  for (const double unusual : {0x1p+300, -0x1p+300, std::numeric_limits<double>::infinity(),
+                               std::numeric_limits<double>::quiet_NaN()}) {
+    numbers[12] = unusual;
+    EXPECT_FALSE(QvKernels::AreUsual(numbers.size(), numbers.data())) << unusual;
+    EXPECT_FALSE(QvKernels::IsUsualWeight(unusual)) << unusual;
+  }
+  EXPECT_TRUE(QvKernels::IsUsualWeight(0.0));
+  EXPECT_TRUE(QvKernels::IsUsualWeight(0x1p-299));
+  EXPECT_FALSE(QvKernels::IsUsualWeight(0x1p-301));
+}
+
+}  // namespace
+}  // namespace QvCommon
