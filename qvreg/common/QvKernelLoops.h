@@ -180,15 +180,28 @@ void MultiplyStrip(std::size_t n, std::size_t stride, std::size_t nLeft, std::si
   }
 }
 
-void FindSizes(std::size_t n, std::size_t stride, const double* rows, double* sizes) {
-  for (std::size_t j = 0; j < stride; ++j) sizes[j] = 0.0;
-  for (std::size_t r = 0; r < n; ++r) {
-    for (std::size_t j = 0; j < stride; ++j) {
-      const double size = __builtin_fabs(rows[j]);
-      sizes[j] = size > sizes[j] ? size : sizes[j];
+/// Below it, and only there, a sum of 64 magnitudes is a number and its terms are usual; a sum may
+/// be refused whose terms are just usual.
+constexpr double kLargestSum = 0x1p+300;
+
+bool FindSizes(std::size_t n, std::size_t stride, const double* rows, double* sizes) {
+  bool areUsual = true;
+  for (std::size_t j = 0; j < stride; j += kLanes) {
+    double largest[kLanes] = {};
+    double sums[kLanes] = {};
+    for (std::size_t place = j; place < n * stride; place += stride) {
+      for (std::size_t lane = 0; lane < kLanes; ++lane) {
+        const double size = __builtin_fabs(rows[place + lane]);
+        largest[lane] = size > largest[lane] ? size : largest[lane];
+        sums[lane] += size;
+      }
     }
-    rows += stride;
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+      sizes[j + lane] = largest[lane];
+      areUsual = areUsual && sums[lane] < kLargestSum;
+    }
   }
+  return areUsual;
 }
 
 /// Adding and subtracting 1.5 times it rounds a number not above `size` to 23 bits of that.
@@ -205,20 +218,28 @@ inline double RoundingTerm(double size) {
   return term;
 }
 
-void Split(std::size_t n, std::size_t stride, const double* sizes, const double* rows,
-           const double* rest, double* high, double* low) {
-  for (std::size_t j = 0; j < stride; j += kWidth) {
-    double terms[kWidth];
-    for (std::size_t k = 0; k < kWidth; ++k) terms[k] = RoundingTerm(sizes[j + k]);
-    const Vector term = Load(terms);
+std::size_t Split(std::size_t n, std::size_t stride, const double* sizes, const double* rows,
+                  const double* rest, double* high, double* low) {
+  std::size_t nExact = 0;
+  for (std::size_t j = 0; j < stride; j += kLanes) {
+    double terms[kLanes];
+    for (std::size_t k = 0; k < kLanes; ++k) terms[k] = RoundingTerm(sizes[j + k]);
+    double lowSizes[kLanes] = {};
     for (std::size_t place = j; place < n * stride; place += stride) {
-      const Vector number = Load(rows + place);
-      const Vector rounded = (number + term) - term;
-      const Vector left = number - rounded;
-      Store(rounded, high + place);
-      Store(rest == nullptr ? left : left + Load(rest + place), low + place);
+      for (std::size_t k = 0; k < kLanes; ++k) {
+        const double number = rows[place + k];
+        const double rounded = (number + terms[k]) - terms[k];
+        const double left = (number - rounded) + (rest == nullptr ? 0.0 : rest[place + k]);
+        high[place + k] = rounded;
+        low[place + k] = left;
+        lowSizes[k] += __builtin_fabs(left);
+      }
     }
+    double sum = 0.0;
+    for (const double size : lowSizes) sum += size;
+    if (sum == 0.0 && nExact == j) nExact = j + kLanes;
   }
+  return nExact;
 }
 
 void WeighRows(std::size_t n, std::size_t stride, const double* weights, const double* rows,

@@ -33,14 +33,15 @@ struct QvKernels {
   /// first nLeft <= 8 numbers on the left times each of nColumns on the right.
   void (*fMultiplyStrip)(std::size_t n, std::size_t stride, std::size_t nLeft, std::size_t nColumns,
                          const double* left, const double* right, double* strip);
-  /// `sizes`, one for each column of the stride, become the largest magnitudes over n rows of
-  /// finite numbers.
-  void (*fFindSizes)(std::size_t n, std::size_t stride, const double* rows, double* sizes);
+  /// `sizes`, one for each column of the stride, become the largest magnitudes over n rows; false
+  /// when some number is not usual, see below.
+  bool (*fFindSizes)(std::size_t n, std::size_t stride, const double* rows, double* sizes);
   /// Splits n rows: `high` receives each number rounded to 23 bits of its column's `sizes`, so that
   /// 64 products of such numbers add without rounding; `low` what that leaves, plus `rest` where
-  /// that is not null. `low` and `rest` may be one. REQUIRES: sizes below 2^900.
-  void (*fSplit)(std::size_t n, std::size_t stride, const double* sizes, const double* rows,
-                 const double* rest, double* high, double* low);
+  /// that is not null. `low` and `rest` may be one. The number of leading columns, in eights, whose
+  /// `low` is zero. REQUIRES: usual sizes.
+  std::size_t (*fSplit)(std::size_t n, std::size_t stride, const double* sizes, const double* rows,
+                        const double* rest, double* high, double* low);
   /// Each row times its weight, in double-double. REQUIRES: usual numbers and weights, as below.
   void (*fWeighRows)(std::size_t n, std::size_t stride, const double* weights, const double* rows,
                      double* high, double* low);

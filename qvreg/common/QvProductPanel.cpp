@@ -1,6 +1,7 @@
 #include "qvreg/common/QvProductPanel.h"
 
 #include <algorithm>
+#include <cmath>
 #include <span>
 
 namespace QvCommon {
@@ -10,6 +11,11 @@ namespace {
 constexpr std::size_t kLanes = QvKernels::kLanes;
 constexpr std::size_t kRows = QvKernels::kRows;
 std::size_t StrideOf(std::size_t n) { return (n + kLanes - 1) / kLanes * kLanes; }
+
+bool IsPowerOf2(double weight) {
+  int exponent = 0;
+  return std::frexp(weight, &exponent) == 0.5;
+}
 
 /// Arrays as large as the rows, and as a strip.
 constexpr std::size_t kRowArrays = 5;
@@ -36,38 +42,39 @@ void QvProductPanel::SetWidth(std::size_t n) {
   fSizes.assign(fStride, 0.0);
 }
 
-bool QvProductPanel::Add(const double* values, double weight) {
-  if (!QvKernels::IsUsualWeight(weight) || !QvKernels::AreUsual(fWidth, values)) return false;
+void QvProductPanel::Add(const double* values, double weight) {
   std::copy_n(values, fWidth, &fRows[fCount * fStride]);
   fWeights[fCount] = weight;
-  fbWeighted = fbWeighted || weight != 1.0;
+  fbWeighted = fbWeighted || weight != fWeights[0] || (fCount == 0 && !IsPowerOf2(weight));
   ++fCount;
+}
+
+bool QvProductPanel::SplitRows() {
+  if (!fpKernels->fFindSizes(fCount, fStride, fRows.data(), fSizes.data())) return false;
+  fParts.fExactColumns = fpKernels->fSplit(fCount, fStride, fSizes.data(), fRows.data(), nullptr,
+                                           fParts.fHigh.data(), fParts.fLow.data());
   return true;
 }
 
-void QvProductPanel::FindExactColumns(Parts& parts) {
-  fpKernels->fFindSizes(fCount, fStride, parts.fLow.data(), fSizes.data());
-  const auto rest = std::find_if(fSizes.begin(), fSizes.end(), [](double s) { return s != 0.0; });
-  parts.fExactColumns = static_cast<std::size_t>(rest - fSizes.begin());
-}
-
-void QvProductPanel::SplitRows() {
-  fpKernels->fFindSizes(fCount, fStride, fRows.data(), fSizes.data());
-  fpKernels->fSplit(fCount, fStride, fSizes.data(), fRows.data(), nullptr, fParts.fHigh.data(),
-                    fParts.fLow.data());
-  FindExactColumns(fParts);
-}
-
-void QvProductPanel::SplitWeightedRows() {
+bool QvProductPanel::SplitWeightedRows() {
   double* high = fWeightedParts.fHigh.data();
   double* low = fWeightedParts.fLow.data();
   fpKernels->fWeighRows(fCount, fStride, fWeights.data(), fRows.data(), high, low);
-  fpKernels->fFindSizes(fCount, fStride, high, fSizes.data());
-  fpKernels->fSplit(fCount, fStride, fSizes.data(), high, low, high, low);
-  FindExactColumns(fWeightedParts);
+  if (!fpKernels->fFindSizes(fCount, fStride, high, fSizes.data())) return false;
+  fWeightedParts.fExactColumns =
+      fpKernels->fSplit(fCount, fStride, fSizes.data(), high, low, high, low);
+  return true;
 }
 
-bool QvProductPanel::AddStrip(std::size_t first, const Parts& left, QvSymMatrix& sum) {
+void QvProductPanel::AddOneByOne(QvSymMatrix& sum) {
+  Doubles row(fWidth);
+  for (std::size_t r = 0; r < fCount; ++r) {
+    std::copy_n(&fRows[r * fStride], fWidth, row.begin());
+    sum.UpdateXX(row, fWeights[r]);
+  }
+}
+
+void QvProductPanel::AddStrip(std::size_t first, const Parts& left, QvSymMatrix& sum) {
   const std::size_t nLeft = std::min(kLanes, fWidth - first);
   const std::size_t nColumns = first + kLanes;
   const auto multiply = [&](const Doubles& leftRows, const Doubles& rightRows, Doubles& strip) {
@@ -79,9 +86,15 @@ bool QvProductPanel::AddStrip(std::size_t first, const Parts& left, QvSymMatrix&
   if (isExact) {
     std::fill_n(fRestStrip.begin(), kLanes * nColumns, 0.0);
   } else {
+    fbRounded = true;
     multiply(left.fHigh, fParts.fLow, fRestStrip);
     multiply(left.fLow, fRows, fOtherStrip);
     for (std::size_t k = 0; k < nLeft * nColumns; ++k) fRestStrip[k] += fOtherStrip[k];
+  }
+  if (!fbWeighted && fWeights[0] != 1.0) {
+    for (Doubles* strip : {&fExactStrip, &fRestStrip}) {
+      for (std::size_t k = 0; k < nLeft * nColumns; ++k) (*strip)[k] *= fWeights[0];
+    }
   }
   for (std::size_t a = 0; a < nLeft; ++a) {
     const auto row = [&](const Doubles& strip) {
@@ -89,21 +102,25 @@ bool QvProductPanel::AddStrip(std::size_t first, const Parts& left, QvSymMatrix&
     };
     sum.AddToCompensatedRow(first + a, row(fExactStrip), row(fRestStrip));
   }
-  return isExact;
 }
 
-bool QvProductPanel::AddTo(QvSymMatrix& sum) {
-  if (fCount == 0) return true;
-  SplitRows();
-  if (fbWeighted) SplitWeightedRows();
-  const Parts& left = fbWeighted ? fWeightedParts : fParts;
-  bool isExact = true;
-  for (std::size_t first = 0; first < fWidth; first += kLanes) {
-    isExact &= AddStrip(first, left, sum);
+bool QvProductPanel::SplitAll() {
+  const auto last = fWeights.begin() + static_cast<std::ptrdiff_t>(fCount);
+  return std::all_of(fWeights.begin(), last, QvKernels::IsUsualWeight) && SplitRows() &&
+         (!fbWeighted || SplitWeightedRows());
+}
+
+void QvProductPanel::AddTo(QvSymMatrix& sum) {
+  if (fCount == 0) return;
+  if (SplitAll()) {
+    const Parts& left = fbWeighted ? fWeightedParts : fParts;
+    for (std::size_t first = 0; first < fWidth; first += kLanes) AddStrip(first, left, sum);
+  } else {
+    fbUnusual = true;
+    AddOneByOne(sum);
   }
   fCount = 0;
   fbWeighted = false;
-  return isExact;
 }
 
 }  // namespace QvCommon

@@ -27,12 +27,17 @@ class QvProductPanel {
   [[nodiscard]] bool IsFull() const { return fCount == QvKernels::kRows; }
   /// The memory for rows of n values, in bytes.
   [[nodiscard]] static std::size_t GetSize(std::size_t n);
-  /// Adds a row of n values with its weight; false, and not added, for one with a number so large
-  /// or small that its products may leave the range in which they are exact. REQUIRES: not full.
-  bool Add(const double* values, double weight);
-  /// Adds X' W X to `sum`, with the rows in X and their weights in W; the panel is then empty. True
-  /// when no product was rounded. REQUIRES: a matrix of order n, with compensation.
-  bool AddTo(QvSymMatrix& sum);
+  /// Adds a row of n values with its weight. REQUIRES: not full.
+  void Add(const double* values, double weight);
+  /// Adds X' W X to `sum`, with the rows in X and their weights in W; the panel is then empty.
+  /// REQUIRES: a matrix of order n, with compensation.
+  void AddTo(QvSymMatrix& sum);
+
+  /// Whether some product was rounded, by more than double-double numbers are.
+  [[nodiscard]] bool HasRounded() const { return fbRounded; }
+  /// Whether there was a number or weight so large or small that a product of three may leave the
+  /// range of exact products. Its panel was added row by row.
+  [[nodiscard]] bool HasUnusual() const { return fbUnusual; }
   /// What rounding changes in a sum, as a share of the root of the sums of its columns' squares.
   static constexpr double kRounding = 0x1p-74;
 
@@ -45,16 +50,20 @@ class QvProductPanel {
     std::size_t fExactColumns = 0;
   };
 
-  void SplitRows();
-  void SplitWeightedRows();
-  void FindExactColumns(Parts& parts);
-  bool AddStrip(std::size_t first, const Parts& left, QvSymMatrix& sum);
+  /// False for what is unusual.
+  bool SplitRows();
+  bool SplitWeightedRows();
+  bool SplitAll();
+  void AddOneByOne(QvSymMatrix& sum);
+  void AddStrip(std::size_t first, const Parts& left, QvSymMatrix& sum);
 
   const QvKernels* fpKernels;
   std::size_t fWidth = 0;
   std::size_t fStride = 0;  ///< n, rounded up to whole lanes; the values behind n are zeros.
   std::size_t fCount = 0;
-  bool fbWeighted = false;  ///< Whether some weight is not 1.
+  bool fbWeighted = false;  ///< Whether weights differ, or are no power of two.
+  bool fbRounded = false;
+  bool fbUnusual = false;
   std::array<double, QvKernels::kRows> fWeights{};
   Doubles fRows;
   Parts fParts;

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstddef>
 
+using QvCommon::QvKernels;
+
 namespace {
 
 /// The first dense rows, which are added one by one.
@@ -25,21 +27,21 @@ void QvCrossProducts::NoteRecord(double w, double y) {
   ++fRecordsAdded;
 }
 
-bool QvCrossProducts::AddToPanel(const double* row, double w) {
-  if (fDenseRows++ < kExactRows || !fPanel.Add(row, w)) return false;
-  if (fPanel.IsFull()) Settle();
-  return true;
-}
-
 void QvCrossProducts::AddDenseRow(const double* row, double w) {
-  if (AddToPanel(row, w)) return;
-  std::copy_n(row, fSingleRow.size(), fSingleRow.begin());
-  fMatrix.UpdateXX(fSingleRow, w);
+  if (fDenseRows++ < kExactRows) {
+    std::copy_n(row, fSingleRow.size(), fSingleRow.begin());
+    fMatrix.UpdateXX(fSingleRow, w);
+    fbRowsUsual = fbRowsUsual && QvKernels::AreUsual(fSingleRow.size(), row);
+    return;
+  }
+  fPanel.Add(row, w);
+  if (fPanel.IsFull()) Settle();
 }
 
 void QvCrossProducts::Settle() const {
-  const bool isExact = fPanel.AddTo(fMatrix);
-  fbRounded = fbRounded || !isExact;
+  fPanel.AddTo(fMatrix);
+  fbRounded = fbRounded || fPanel.HasRounded();
+  fbRowsUsual = fbRowsUsual && !fPanel.HasUnusual();
 }
 
 QvCommon::QvSymMatrix& QvCrossProducts::GetMatrix() {
@@ -76,6 +78,7 @@ bool QvCrossProducts::Merge(const IQvPassSums& other) {
   const auto* products = dynamic_cast<const QvCrossProducts*>(&other);
   if (products == nullptr || !GetMatrix().AddCompensated(products->GetMatrix())) return false;
   fbRounded = fbRounded || products->fbRounded;
+  fbRowsUsual = fbRowsUsual && products->fbRowsUsual;
   fRecordsAdded += products->fRecordsAdded;
   fbWeightsFinite = fbWeightsFinite && products->fbWeightsFinite;
   fbDependentFinite = fbDependentFinite && products->fbDependentFinite;
@@ -86,6 +89,7 @@ void QvCrossProducts::Write(QvCommon::QvByteWriter& writer) const {
   GetMatrix().Write(writer);
   writer.PutInt(fRecordsAdded);
   writer.PutBool(fbRounded);
+  writer.PutBool(fbRowsUsual);
   writer.PutBool(fbWeightsFinite);
   writer.PutBool(fbDependentFinite);
 }
@@ -94,6 +98,7 @@ void QvCrossProducts::Read(QvCommon::QvByteReader& reader) {
   GetMatrix().Read(reader);
   fRecordsAdded = reader.GetInt();
   fbRounded = reader.GetBool();
+  fbRowsUsual = reader.GetBool();
   fbWeightsFinite = reader.GetBool();
   fbDependentFinite = reader.GetBool();
   if (fRecordsAdded < 0) reader.Fail();

@@ -39,6 +39,11 @@ class QvCrossProducts : public IQvPassSums {
     Settle();
     return fbRounded ? QvCommon::QvProductPanel::kRounding : 0.0;
   }
+  /// False when a number of a dense row was so large that products of three may not be finite.
+  [[nodiscard]] bool AreRowsUsual() const {
+    Settle();
+    return fbRowsUsual;
+  }
   /// False when a weight was not finite.
   [[nodiscard]] bool AreWeightsFinite() const { return fbWeightsFinite; }
   /// False when a value of the dependent was not finite.
@@ -47,7 +52,6 @@ class QvCrossProducts : public IQvPassSums {
  private:
   void NoteRecord(double w, double y);
   void AddDenseRow(const double* row, double w);
-  bool AddToPanel(const double* row, double w);
   /// Empties the panel.
   void Settle() const;
 
@@ -55,6 +59,7 @@ class QvCrossProducts : public IQvPassSums {
   mutable QvCommon::QvSymMatrix fMatrix;
   mutable QvCommon::QvProductPanel fPanel;
   mutable bool fbRounded = false;
+  mutable bool fbRowsUsual = true;
   long long fDenseRows = 0;
   long long fRecordsAdded = 0;
   bool fbWeightsFinite = true;

@@ -143,6 +143,7 @@ QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   if (fbSwept) return {QvStatusCode::kAlreadyBuilt, false};
   fbWeightsFinite = fpProducts->AreWeightsFinite();
   fbDependentFinite = fpProducts->IsDependentFinite();
+  fbRowsUsual = fDesignRow.HasAllColumns() && fpProducts->AreRowsUsual();
   FindNonFiniteColumns();
   // Units become shares of the scale once rather than record by record: whole weights then count
   // without rounding error.
@@ -190,6 +191,7 @@ void QvGLMModel::SwapResiduals(QvGLMResiduals& residuals) {
 
 void QvGLMModel::WriteEstimates(QvCommon::QvByteWriter& writer) const {
   writer.PutDoubles(fEstimates);
+  writer.PutBool(fbRowsUsual);
   writer.PutBool(fbHasNonFinite);
   if (!fbHasNonFinite) return;
   for (int k = 0; k < GetNParameters(); ++k) writer.PutBool(fNonFinite.IsIn(k));
@@ -198,6 +200,7 @@ void QvGLMModel::WriteEstimates(QvCommon::QvByteWriter& writer) const {
 void QvGLMModel::ReadEstimates(QvCommon::QvByteReader& reader) {
   fEstimates.resize(fParameters.size());
   reader.GetDoublesInto(fEstimates);
+  fbRowsUsual = reader.GetBool() && fDesignRow.HasAllColumns();
   fbHasNonFinite = reader.GetBool();
   if (!fNonFinite.Resize(GetNParameters(), false)) throw std::bad_alloc();
   fNonFinite.Clear();
@@ -238,7 +241,7 @@ void QvGLMModel::MakeScaledCovariance() {
 }
 
 bool QvGLMModel::AddToPanel(const double* values, double w, double y) {
-  if (!fDesignRow.HasAllColumns() || fbHasNonFinite) return false;
+  if (!fbRowsUsual || fbHasNonFinite) return false;
   fDesignRow.ExpandAll(values, fDenseRow.data());
   if (!fResidualPanel.Add(fDenseRow.data(), y, w, fEstimates)) return false;
   if (fResidualPanel.IsFull()) SettleResiduals();

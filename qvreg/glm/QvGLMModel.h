@@ -182,6 +182,7 @@ class QvGLMModel {
   QvDesignRow fDesignRow;
   std::vector<double> fDenseRow;  ///< Scratch, where every record has all columns: one of them.
   QvGLMResidualPanel fResidualPanel;
+  bool fbRowsUsual = false;  ///< Whether the panel may take the records' rows.
   QvGLMResiduals fSums;
   double fResidualSum = 0.0;
   double fTotalSum = 0.0;

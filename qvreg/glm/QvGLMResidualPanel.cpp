@@ -16,9 +16,7 @@ bool QvGLMResidualPanel::Add(const double* values, double y, double weight,
                              const std::vector<double>& estimates) {
   const std::size_t p = fSumHigh.size();
   if (fCount == 0) fbUsualEstimates = QvKernels::AreUsual(p, estimates.data());
-  const bool isUsual = fbUsualEstimates && QvKernels::AreUsual(p, values) &&
-                       QvKernels::AreUsual(1, &y) && QvKernels::IsUsualWeight(weight);
-  if (!isUsual) return false;
+  if (!fbUsualEstimates || !QvKernels::IsUsualWeight(weight)) return false;
   double* column = &fColumns[fCount];
   for (std::size_t j = 0; j < p; ++j) column[j * QvKernels::kRows] = values[j];
   fDependents[fCount] = y;

@@ -20,10 +20,9 @@ class QvGLMResidualPanel {
   /// Makes room for rows of p values, and is empty. May throw std::bad_alloc.
   void SetUp(std::size_t p);
   [[nodiscard]] bool IsFull() const { return fCount == QvCommon::QvKernels::kRows; }
-  /// Adds a row of p values with its dependent and weight. False, and not added, for one with a
-  /// number so large or small that its products may leave the range in which they are exact, and
-  /// for any row where an estimate is so large. REQUIRES: not full; p estimates, the same for all
-  /// rows of a panel.
+  /// Adds a row of p values with its dependent and weight. False, and not added, where the weight
+  /// or an estimate is not usual (see QvKernels). REQUIRES: not full; usual values and dependent; p
+  /// estimates, the same for all rows of a panel.
   bool Add(const double* values, double y, double weight, const std::vector<double>& estimates);
   /// Adds the rows to the sums of squares and, unless that is empty, to the gradient: the sum of
   /// weight times residual times row, p numbers. The panel is then empty.

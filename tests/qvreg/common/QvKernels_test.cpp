@@ -219,5 +219,32 @@ TEST(QvKernels, UsualNumbersAreNeitherTooLargeNorNoNumbers) {
   EXPECT_FALSE(QvKernels::IsUsualWeight(0x1p-301));
 }
 
+TEST_P(QvKernelsTest, SizesOfUnusualNumbersAreRefused) {
+  Doubles rows = MakeNumbers(3 * 16, 18);
+  Doubles sizes(16);
+  EXPECT_TRUE(kernels_.fFindSizes(3, 16, rows.data(), sizes.data()));
+  for (const double unusual : {0x1p+300, -std::numeric_limits<double>::infinity(),
+                               std::numeric_limits<double>::quiet_NaN()}) {
+    rows[21] = unusual;
+    EXPECT_FALSE(kernels_.fFindSizes(3, 16, rows.data(), sizes.data())) << unusual;
+  }
+}
+
+TEST_P(QvKernelsTest, SplitCountsTheColumnsWithoutRest) {
+  Doubles rows(2 * 24, 3.0);
+  Doubles sizes(24);
+  Doubles high(rows.size());
+  Doubles low(rows.size());
+  const auto split = [&] {
+    kernels_.fFindSizes(2, 24, rows.data(), sizes.data());
+    return kernels_.fSplit(2, 24, sizes.data(), rows.data(), nullptr, high.data(), low.data());
+  };
+  EXPECT_EQ(split(), 24U);
+  rows[24 + 17] = 0.1;
+  EXPECT_EQ(split(), 16U);
+  rows[3] = 0.1;
+  EXPECT_EQ(split(), 0U);
+}
+
 }  // namespace
 }  // namespace QvCommon

@@ -8,6 +8,7 @@
 #include <random>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -46,7 +47,7 @@ struct Cases {
     panel.SetWidth(n);
     for (std::size_t r = 0; r < rows.size(); ++r) {
       const Doubles row(rows[r].begin(), rows[r].end());
-      ASSERT_TRUE(panel.Add(row.data(), static_cast<double>(weights[r])));
+      panel.Add(row.data(), static_cast<double>(weights[r]));
       if (panel.IsFull()) panel.AddTo(sum);
     }
     panel.AddTo(sum);
@@ -122,19 +123,68 @@ INSTANTIATE_TEST_SUITE_P(
                                          Shape{130, 12, 30, 40}, Shape{64, 24, 52, 3})),
     NameOf);
 
-TEST(QvProductPanel, TakesNoUnusualNumbers) {
-  QvProductPanel panel;
+/// The matrix that a panel of two rows gives, and one to which the rows were added one by one.
+std::pair<QvSymMatrix, QvSymMatrix> AddTwoRows(QvProductPanel& panel, const Doubles& second,
+                                               double weight) {
+  const Doubles first{1.5, -3.0};
+  std::pair<QvSymMatrix, QvSymMatrix> sums{QvSymMatrix(2), QvSymMatrix(2)};
+  EXPECT_TRUE(sums.first.StartCompensation() && sums.second.StartCompensation());
   panel.SetWidth(2);
-  const Doubles usual{1.0, -0x1p+299};
-  EXPECT_TRUE(panel.Add(usual.data(), 0.0));
-  for (const double unusual : {0x1p+300, std::numeric_limits<double>::infinity(),
-                               std::numeric_limits<double>::quiet_NaN()}) {
-    const Doubles row{1.0, unusual};
-    EXPECT_FALSE(panel.Add(row.data(), 1.0)) << unusual;
-    EXPECT_FALSE(panel.Add(usual.data(), unusual)) << unusual;
+  panel.Add(first.data(), 1.0);
+  panel.Add(second.data(), weight);
+  panel.AddTo(sums.first);
+  sums.first.EndCompensation();
+  sums.second.UpdateXX(first, 1.0);
+  sums.second.UpdateXX(second, weight);
+  sums.second.EndCompensation();
+  return sums;
+}
+
+TEST(QvProductPanel, UnusualNumbersAreAddedRowByRow) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  const std::vector<std::pair<Doubles, double>> unusual = {
+      {{0x1p+301, 0.1}, 1.0}, {{0x1p+301, 0.1}, 0.3}, {{kInfinity, 1.0}, 1.0},
+      {{1.0, 0.1}, 0x1p+301}, {{1.0, 0.1}, 0x1p-301}, {{1.0, 0.1}, kInfinity}};
+  for (const auto& [row, weight] : unusual) {
+    QvProductPanel panel;
+    const auto [actual, expected] = AddTwoRows(panel, row, weight);
+    EXPECT_TRUE(panel.HasUnusual());
+    EXPECT_FALSE(panel.HasRounded());
+    for (int i = 0; i < 2; ++i) {
+      EXPECT_EQ(std::isnan(actual.GetElem(i, i)), std::isnan(expected.GetElem(i, i))) << i;
+      if (std::isnan(expected.GetElem(i, i))) continue;
+      EXPECT_EQ(actual.GetElem(i, i), expected.GetElem(i, i)) << i;
+    }
   }
-  EXPECT_FALSE(panel.Add(usual.data(), 0x1p-301));
-  EXPECT_EQ(panel.GetCount(), 1U);
+}
+
+TEST(QvProductPanel, SaysWhetherItRounded) {
+  QvProductPanel whole;
+  AddTwoRows(whole, {7.0, 4.0}, 1.0);
+  EXPECT_FALSE(whole.HasRounded());
+  QvProductPanel others;
+  AddTwoRows(others, {7.0, 0.1}, 1.0);
+  EXPECT_TRUE(others.HasRounded());
+  EXPECT_FALSE(others.HasUnusual());
+}
+
+TEST(QvProductPanel, AWeightThatIsAPowerOfTwoScales) {
+  const Cases cases(64, 5, 50, 0);
+  QvSymMatrix plain(5);
+  QvSymMatrix scaled(5);
+  ASSERT_TRUE(plain.StartCompensation() && scaled.StartCompensation());
+  QvProductPanel panel;
+  cases.AddTo(panel, plain);
+  for (const auto& row : cases.rows) {
+    const Doubles values(row.begin(), row.end());
+    panel.Add(values.data(), 0.125);
+  }
+  panel.AddTo(scaled);
+  plain.EndCompensation();
+  scaled.EndCompensation();
+  for (int i = 0; i < 5; ++i) {
+    for (int j = 0; j <= i; ++j) EXPECT_EQ(8.0 * scaled.GetElem(i, j), plain.GetElem(i, j));
+  }
 }
 
 }  // namespace
