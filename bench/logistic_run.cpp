@@ -1,12 +1,14 @@
 // Fits a record file of covariates, factors and a class with the logistic model, through the
 // library's public interface, and prints what its passes took. With --in-memory the records are
-// kept in memory, by pattern, and the file is read twice.
+// kept in memory, by pattern, and the file is read twice. With --blocks records are read many at a
+// time, otherwise one by one.
 
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <memory>
+#include <utility>
 
+#include "bench/BlockFile.h"
 #include "bench/ClassModel.h"
 #include "bench/ClassRecords.h"
 #include "bench/RunReport.h"
@@ -63,16 +65,22 @@ bool FitAndPrint(QvLogRegSettings& settings, QvCommon::MultiPassRecordIter& iter
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool isInMemory = argc > 1 && std::strcmp(argv[argc - 1], "--in-memory") == 0;
-  const int shapeEnd = isInMemory ? argc - 1 : argc;
+  int shapeEnd = argc;
+  const auto isLast = [&](const char* option) {
+    const bool isHere = shapeEnd > 1 && std::strcmp(argv[shapeEnd - 1], option) == 0;
+    if (isHere) --shapeEnd;
+    return isHere;
+  };
+  const bool isBlocks = isLast("--blocks");
+  const bool isInMemory = isLast("--in-memory");
   const auto shape = qvbench::ClassRecords::FromArguments(shapeEnd - 2, argv + 2);
   if (!shape) {
     std::fprintf(stderr,
-                 "usage: bench_logistic_run FILE COVARIATES CLASSES [LEVELS...] [--in-memory]\n");
+                 "usage: bench_logistic_run FILE COVARIATES CLASSES [LEVELS...] [--in-memory] "
+                 "[--blocks]\n");
     return 2;
   }
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(argv[1], "rb"),
-                                                             &std::fclose);
+  qvbench::File file = qvbench::OpenFile(argv[1]);
   if (file == nullptr) {
     std::perror(argv[1]);
     return 2;
@@ -80,6 +88,11 @@ int main(int argc, char** argv) {
   qvbench::ClassModel model(*shape);
   model.Settings().SetUsePatternTabulator(isInMemory);
   PassClock clock;
+  if (isBlocks) {
+    qvbench::TimedIterator<qvbench::BlockFile> iter(clock, std::move(file), shape->Size(), 0,
+                                                    qvbench::CountRecords(argv[1], shape->Size()));
+    return FitAndPrint(model.Settings(), iter, clock) ? 0 : 1;
+  }
   qvbench::TimedIterator<QvCommon::BinaryRecordIterator> iter(clock, file.get(), shape->Size());
   return FitAndPrint(model.Settings(), iter, clock) ? 0 : 1;
 }

@@ -2,7 +2,6 @@
 // took and a digest of the estimates: a linear model of covariates and a dependent, or, where
 // classes are named, a logistic one of covariates, factors and a class.
 
-#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -10,11 +9,11 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "bench/Arguments.h"
+#include "bench/BlockFile.h"
 #include "bench/ClassModel.h"
 #include "bench/ClassRecords.h"
 #include "bench/LinearModel.h"
@@ -24,80 +23,27 @@
 
 namespace {
 
-using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
-/// The records of a range of a file, read in blocks of 1 MB.
-class RangeIter : public QvCommon::MultiPassRecordIter {
- public:
-  RangeIter(File file, int size, long long begin, long long end)
-      : file_(std::move(file)),
-        size_(static_cast<std::size_t>(size)),
-        begin_(begin),
-        end_(end),
-        next_(begin),
-        record_(size),
-        block_(std::max<std::size_t>(kBlock / size_, 1) * size_),
-        position_(block_.size()) {}
-
-  [[nodiscard]] bool HasMore() const override { return next_ < end_; }
-  const QvCommon::Record* Next() override {
-    if (!HasMore()) return nullptr;
-    if (position_ == block_.size()) {
-      const std::size_t read =
-          std::fread(block_.data(), sizeof(double), block_.size(), file_.get());
-      if (read < size_) return nullptr;
-      position_ = 0;
-    }
-    std::copy_n(&block_[position_], size_, record_.GetAll());
-    position_ += size_;
-    ++next_;
-    return &record_;
-  }
-  [[nodiscard]] int GetFailReason() const override {
-    return HasMore() ? QvCommon::kIterOk : QvCommon::kIterEndOfData;
-  }
-  int NewPass() override {
-    next_ = begin_;
-    position_ = block_.size();
-    const long long offset = begin_ * static_cast<long long>(size_ * sizeof(double));
-    return fseeko(file_.get(), offset, SEEK_SET) == 0 ? QvCommon::kIterOk : QvCommon::kIterNoRewind;
-  }
-
- private:
-  static constexpr std::size_t kBlock = std::size_t{1} << 17;
-
-  File file_;
-  std::size_t size_;
-  long long begin_;
-  long long end_;
-  long long next_;
-  QvCommon::Record record_;
-  std::vector<double> block_;
-  std::size_t position_;
-};
-
 class FileParts : public IQvRecordParts {
  public:
   FileParts(std::string path, int size, const QvRegSettings& settings)
-      : path_(std::move(path)), size_(size) {
-    const auto bytes = static_cast<long long>(std::filesystem::file_size(path_));
-    records_ = bytes / (size * static_cast<long long>(sizeof(double)));
-    count_ = QvPartCount(records_, settings);
-  }
+      : path_(std::move(path)),
+        size_(size),
+        records_(qvbench::CountRecords(path_, size)),
+        count_(QvPartCount(records_, settings)) {}
 
   [[nodiscard]] int GetPartCount() const override { return count_; }
   [[nodiscard]] std::unique_ptr<QvCommon::MultiPassRecordIter> OpenPart(int part) override {
-    File file(std::fopen(path_.c_str(), "rb"), &std::fclose);
+    qvbench::File file = qvbench::OpenFile(path_);
     if (file == nullptr) return nullptr;
     const auto at = [&](int k) { return records_ * k / count_; };
-    return std::make_unique<RangeIter>(std::move(file), size_, at(part), at(part + 1));
+    return std::make_unique<qvbench::BlockFile>(std::move(file), size_, at(part), at(part + 1));
   }
 
  private:
   std::string path_;
   int size_;
-  long long records_ = 0;
-  int count_ = 0;
+  long long records_;
+  int count_;
 };
 
 /// Of numbers, bit by bit (FNV-1a).

@@ -16,6 +16,7 @@
 #include "qvreg/component/ProgressListener.h"
 #include "qvreg/component/QvRegComponent.h"
 #include "qvreg/data/BinaryRecordIterator.h"
+#include "qvreg/data/IQvRecordBlocks.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/data/QvRegRecordValidator.h"

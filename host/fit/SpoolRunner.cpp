@@ -55,6 +55,16 @@ const QvCommon::Record* SpoolRecords::Next() {
   return &record_;
 }
 
+QvCommon::QvRecordBlock SpoolRecords::NextBlock() {
+  if (!HasMore()) return {};
+  if (position_ == used_) ReadBlock();
+  const double* values = block_.data() + position_;
+  const std::size_t count = (used_ - position_) / size_;
+  position_ = used_;
+  next_ += static_cast<std::int64_t>(count);
+  return {values, count, static_cast<std::ptrdiff_t>(size_), static_cast<int>(size_)};
+}
+
 const QvCommon::Record* SpoolRecords::Fetch(const Interrupt& interrupt) {
   if (interrupt.Requested()) throw Cancelled();
   return Next();

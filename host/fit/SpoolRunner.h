@@ -11,6 +11,7 @@
 #include "host/table/CodedTable.h"
 #include "qvreg/common/Record.h"
 #include "qvreg/component/IQvPassRunner.h"
+#include "qvreg/data/IQvRecordBlocks.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/parallel/QvThreadRunner.h"
 #include "qvreg/settings/QvRegSettings.h"
@@ -25,7 +26,7 @@ namespace qvhost {
 /// one table at the same time. What cannot be read throws Error (kRunFailed).
 ///
 /// Borrows the table, which must outlive it. One thread at a time.
-class SpoolRecords : public QvCommon::MultiPassRecordIter {
+class SpoolRecords : public QvCommon::MultiPassRecordIter, public QvCommon::IQvRecordBlocks {
  public:
   /// Called with the number of records that a pass has read so far, with each block; may be empty.
   using Progress = std::function<void(long long records)>;
@@ -41,6 +42,7 @@ class SpoolRecords : public QvCommon::MultiPassRecordIter {
     return HasMore() ? QvCommon::kIterOk : QvCommon::kIterEndOfData;
   }
   int NewPass() override;
+  QvCommon::QvRecordBlock NextBlock() override;
   /// The next record for a pass of the host's own; null at the end. Throws Cancelled when
   /// interrupted.
   const QvCommon::Record* Fetch(const Interrupt& interrupt);

@@ -1,17 +1,17 @@
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <new>
-#include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "qvreg/c/QvCSource.h"
-#include "qvreg/data/BinaryRecordIterator.h"
 
 namespace {
 
@@ -92,11 +92,13 @@ File Open(const RecordFile& from) {
   RequireFile(from.place, path);
   File file(OpenForReading(from.place));
   if (file == nullptr) Refuse(path, QvCText::Utf8(std::generic_category().message(errno)));
+  // Blocks are read to where they stay.
+  std::setvbuf(file.get(), nullptr, _IONBF, 0);
   if (!GoTo(file.get(), 0)) Refuse(path, "it cannot be read again from its start");
   return file;
 }
 
-/// Records from a record file, which it opens and owns.
+/// Records from a record file, which it opens and owns, read many at a time.
 class FileSource : public QvCSource {
  public:
   /// The records from `begin` to before `end`. Throws the refusal when the file cannot be opened.
@@ -105,34 +107,41 @@ class FileSource : public QvCSource {
         fFrom(std::move(from)),
         fBegin(begin),
         fEnd(end),
-        fFile(Open(fFrom)) {}
+        fFile(Open(fFrom)),
+        // One of two is held back.
+        fAtOnce(std::clamp(kBytesAtOnce / fFrom.RecordBytes(), std::int64_t{2},
+                           std::max(end - begin, std::int64_t{2}))),
+        fRows(Count(fAtOnce) * Count(fFrom.recordSize)) {}
 
   [[nodiscard]] std::shared_ptr<const QvCRanges> Ranges() const override;
 
  protected:
   bool Rewind() override {
     fNext = fBegin;
-    if (GoTo(fFile.get(), fBegin * fFrom.RecordBytes())) {
-      // It goes on from where the file is. A file that ends there, or cannot be read, shows at its
-      // first record.
-      fRecords.emplace(fFile.get(), RecordSize());
-      const bool hasRead = std::feof(fFile.get()) != 0 || std::ferror(fFile.get()) != 0;
-      if (fRecords->GetFailReason() == QvCommon::kIterReadError && !hasRead) throw std::bad_alloc();
-      return true;
-    }
+    fNHeld = fNRows = 0;
+    std::clearerr(fFile.get());
+    if (GoTo(fFile.get(), fBegin * fFrom.RecordBytes())) return true;
     Fail(QVREG_NO_FURTHER_PASS,
          Named(fFrom.path) + " could not be read again from its start for pass " +
              std::to_string(Pass()) + "; check that it can be read several times.");
     return false;
   }
-  Ahead Read(QvCommon::Record& record) override {
-    if (fNext == fEnd) return Ahead::kEnd;
-    if (const QvCommon::Record* read = fRecords->Next(); read != nullptr) {
-      std::copy_n(read->GetAll(), RecordSize(), record.GetAll());
-      ++fNext;
-      return Ahead::kRecord;
-    }
-    if (fRecords->GetFailReason() == QvCommon::kIterEndOfData) return Ahead::kEnd;
+  /// Holds the last record of a full block back, which tells that a record follows the others.
+  Ahead Read(QvCommon::QvRecordBlock& block) override {
+    if (fNHeld > 0) std::copy_n(RowAt(fNRows - 1), fFrom.recordSize, fRows.data());
+    const std::int64_t wanted = std::min(fAtOnce - fNHeld, fEnd - fNext);
+    const std::int64_t read = ReadRows(fNHeld, wanted);
+    fNext += read;
+    fNRows = fNHeld + read;
+    const bool isFull = read == wanted && fNext < fEnd;
+    fNHeld = isFull ? 1 : 0;
+    block = RowsAt(fRows.data(), Count(fNRows - fNHeld));
+    if (isFull) return Ahead::kRecord;
+    if (read == wanted) return Ahead::kEnd;
+    return fNRows == 0 ? LookAhead() : Ahead::kUnknown;
+  }
+  Ahead LookAhead() override {
+    if (!fbBroken) return Ahead::kEnd;
     Fail(QVREG_UNREADABLE_RECORD, Named(fFrom.path) + " ends within " + Place() +
                                       ", or could not be read there; check that each record has " +
                                       std::to_string(RecordSize()) +
@@ -141,12 +150,30 @@ class FileSource : public QvCSource {
   }
 
  private:
+  /// Few calls of the system, and still in a near cache.
+  static constexpr std::int64_t kBytesAtOnce = std::int64_t{1} << 17;
+
+  static std::size_t Count(std::int64_t number) { return static_cast<std::size_t>(number); }
+
+  double* RowAt(std::int64_t row) { return fRows.data() + row * fFrom.recordSize; }
+  /// Reads up to `wanted` records to row `first` on; how many it found whole.
+  std::int64_t ReadRows(std::int64_t first, std::int64_t wanted) {
+    const std::size_t bytes = Count(fFrom.RecordBytes());
+    const std::size_t read = std::fread(RowAt(first), 1, Count(wanted) * bytes, fFile.get());
+    fbBroken = read % bytes != 0 || std::ferror(fFile.get()) != 0;
+    return static_cast<std::int64_t>(read / bytes);
+  }
+
   RecordFile fFrom;
   std::int64_t fBegin;
   std::int64_t fEnd;
   std::int64_t fNext = 0;
   File fFile;
-  std::optional<QvCommon::BinaryRecordIterator> fRecords;
+  std::int64_t fAtOnce;
+  std::vector<double> fRows;
+  std::int64_t fNRows = 0;
+  std::int64_t fNHeld = 0;  ///< The last of them that were not delivered.
+  bool fbBroken = false;    ///< The last read ended within a record, or failed.
 };
 
 class FileRanges : public QvCRanges {

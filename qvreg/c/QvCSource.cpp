@@ -1,6 +1,8 @@
 #include "qvreg/c/QvCSource.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <functional>
 #include <new>
 #include <utility>
 #include <vector>
@@ -9,47 +11,69 @@ using QvCCheck::NotNull;
 using QvCCheck::PositiveSize;
 using QvCCheck::Valid;
 
-QvCSource::QvCSource(int recordSize)
-    : fRecordSize(recordSize), fCurrent(recordSize), fNext(recordSize) {
-  if (fCurrent.Size() != recordSize || fNext.Size() != recordSize) throw std::bad_alloc();
+QvCSource::QvCSource(int recordSize) : fRecordSize(recordSize), fCurrent(recordSize) {
+  if (fCurrent.Size() != recordSize) throw std::bad_alloc();
 }
 
 const QvCommon::Record* QvCSource::Next() {
-  if (fAhead != Ahead::kRecord) return nullptr;
-  std::swap(fCurrent, fNext);
-  ++fPosition;
-  ReadAhead();
+  if (!Fill()) return nullptr;
+  std::copy_n(fBlock.Row(fNDelivered), fRecordSize, fCurrent.GetAll());
+  Deliver(1);
   return &fCurrent;
+}
+
+QvCommon::QvRecordBlock QvCSource::NextBlock() {
+  if (!Fill()) return {};
+  QvCommon::QvRecordBlock lent = fBlock;
+  lent.fpValues = fBlock.Row(fNDelivered);
+  lent.fCount = fNLent = Undelivered();
+  Deliver(lent.fCount);
+  return lent;
+}
+
+void QvCSource::EndBlock(std::size_t nRead) noexcept {
+  fNDelivered -= fNLent - nRead;
+  fPosition -= static_cast<std::int64_t>(fNLent - nRead);
+}
+
+bool QvCSource::Fill() {
+  if (Undelivered() > 0) return true;
+  if (fAhead != Ahead::kRecord) return false;
+  fBlock = {};
+  fNDelivered = 0;
+  fAhead = Guard(Ahead::kFailure, [this] { return Read(fBlock); });
+  return Undelivered() > 0;
+}
+
+void QvCSource::Deliver(std::size_t count) {
+  fNDelivered += count;
+  fPosition += static_cast<std::int64_t>(count);
+  if (Undelivered() > 0 || fAhead != Ahead::kUnknown) return;
+  fAhead = Guard(Ahead::kFailure, [this] { return LookAhead(); });
+}
+
+int QvCSource::GetFailReason() const {
+  if (Undelivered() > 0 || fAhead == Ahead::kRecord) return QvCommon::kIterOk;
+  if (fAhead == Ahead::kFailure) return QvCommon::kIterReadError;
+  return fbRefused ? QvCommon::kIterNoRewind : QvCommon::kIterEndOfData;
 }
 
 int QvCSource::NewPass() {
   ++fPass;
   fPosition = fBefore;
   fFailure = QvCReport();
+  fBlock = {};
+  fNDelivered = 0;
   fAhead = Ahead::kEnd;
-  fFailReason = QvCommon::kIterNoRewind;
-  if (!Guard(false, [this] { return Rewind(); })) {
+  fbRefused = !Guard(false, [this] { return Rewind(); });
+  if (fbRefused) {
     if (!fRefusal.IsError()) fRefusal = fFailure;
-    return fFailReason;
+    return GetFailReason();
   }
   fbStarted = true;
-  ReadAhead();
-  return fFailReason;
-}
-
-void QvCSource::ReadAhead() {
-  fAhead = Guard(Ahead::kFailure, [this] { return Read(fNext); });
-  switch (fAhead) {
-    case Ahead::kRecord:
-      fFailReason = QvCommon::kIterOk;
-      return;
-    case Ahead::kEnd:
-      fFailReason = QvCommon::kIterEndOfData;
-      return;
-    case Ahead::kFailure:
-      fFailReason = QvCommon::kIterReadError;
-      return;
-  }
+  fAhead = Ahead::kRecord;
+  Fill();
+  return GetFailReason();
 }
 
 template <typename Result, typename Step>
@@ -90,6 +114,12 @@ const QvCommon::Record* QvCThrowingIter::Next() {
   return next;
 }
 
+QvCommon::QvRecordBlock QvCThrowingIter::NextBlock() {
+  const QvCommon::QvRecordBlock block = fSource.NextBlock();
+  if (block.fCount == 0 && fSource.HasFailed()) throw QvCRefusal(fSource.Failure());
+  return block;
+}
+
 int QvCThrowingIter::NewPass() {
   fSource.StartRange(fPass, fBefore);
   const int reason = fSource.NewPass();
@@ -99,14 +129,19 @@ int QvCThrowingIter::NewPass() {
 
 namespace {
 
-/// Records from the host's callbacks, which it copies; what they use is the host's.
+/// Records from the host's callbacks, which it copies; what they use is the host's. One record is
+/// read ahead.
 class CallbackSource : public QvCSource {
  public:
   CallbackSource(const qvreg_record_callbacks& callbacks, int recordSize)
-      : QvCSource(recordSize), fCallbacks(callbacks) {}
+      : QvCSource(recordSize),
+        fCallbacks(callbacks),
+        fRecord(static_cast<std::size_t>(recordSize)),
+        fNext(fRecord.size()) {}
 
  protected:
   bool Rewind() override {
+    fbHasNext = false;
     if (fCallbacks.rewind == nullptr) {
       if (!WasStarted()) return true;
       Fail(QVREG_NO_FURTHER_PASS,
@@ -124,9 +159,26 @@ class CallbackSource : public QvCSource {
          returned);
     return false;
   }
-  Ahead Read(QvCommon::Record& record) override {
+  Ahead Read(QvCommon::QvRecordBlock& block) override {
+    if (!fbHasNext) {
+      const Ahead ahead = LookAhead();
+      if (ahead != Ahead::kRecord) return ahead;
+    }
+    std::swap(fRecord, fNext);
+    fbHasNext = false;
+    block = RowsAt(fRecord.data(), 1);
+    return Ahead::kUnknown;
+  }
+  Ahead LookAhead() override {
+    const Ahead ahead = CallNext();
+    fbHasNext = ahead == Ahead::kRecord;
+    return ahead;
+  }
+
+ private:
+  Ahead CallNext() {
     const std::int32_t returned = QvCHostCall("next", [&] {
-      return fCallbacks.next(fCallbacks.user, record.GetAll(), fCallbacks.record_size);
+      return fCallbacks.next(fCallbacks.user, fNext.data(), fCallbacks.record_size);
     });
     if (returned == QVREG_NEXT_RECORD) return Ahead::kRecord;
     if (returned == QVREG_NEXT_END) return Ahead::kEnd;
@@ -137,8 +189,10 @@ class CallbackSource : public QvCSource {
     return Ahead::kFailure;
   }
 
- private:
   qvreg_record_callbacks fCallbacks;
+  std::vector<double> fRecord;
+  std::vector<double> fNext;
+  bool fbHasNext = false;
 };
 
 using Columns = std::shared_ptr<const std::vector<qvreg_column>>;
@@ -152,7 +206,12 @@ class ColumnSource : public QvCSource {
       : QvCSource(static_cast<int>(columns->size())),
         fColumns(std::move(columns)),
         fBegin(begin),
-        fEnd(end) {}
+        fEnd(end),
+        fbRows(AreRows()) {
+    if (fbRows) return;
+    const std::size_t atOnce = std::max(kGatheredBytes / sizeof(double) / fColumns->size(), kOne);
+    fGathered.resize(std::min(atOnce, end - begin) * fColumns->size());
+  }
 
   [[nodiscard]] std::shared_ptr<const QvCRanges> Ranges() const override;
 
@@ -161,19 +220,56 @@ class ColumnSource : public QvCSource {
     fNext = fBegin;
     return true;
   }
-  Ahead Read(QvCommon::Record& record) override {
+  Ahead Read(QvCommon::QvRecordBlock& block) override {
     if (fNext == fEnd) return Ahead::kEnd;
-    double* value = record.GetAll();
     const auto next = static_cast<std::ptrdiff_t>(fNext);
-    for (const qvreg_column& column : *fColumns) *value++ = column.values[next * column.stride];
-    ++fNext;
-    return Ahead::kRecord;
+    if (fbRows) {
+      const qvreg_column& first = fColumns->front();
+      block = RowsAt(first.values + next * first.stride, fEnd - fNext);
+      block.fStride = first.stride;
+    } else {
+      block = RowsAt(fGathered.data(), Gather(next));
+    }
+    fNext += block.fCount;
+    return fNext == fEnd ? Ahead::kEnd : Ahead::kRecord;
   }
 
  private:
+  static constexpr std::size_t kOne = 1;
+  /// Small enough to stay in the nearest cache.
+  static constexpr std::size_t kGatheredBytes = std::size_t{1} << 14;
+
+  /// True when the columns are those of an array of rows.
+  [[nodiscard]] bool AreRows() const {
+    const qvreg_column& first = fColumns->front();
+    for (std::size_t j = 0; j < fColumns->size(); ++j) {
+      const qvreg_column& column = (*fColumns)[j];
+      const bool isNext = column.values != nullptr && column.stride == first.stride &&
+                          std::equal_to<>()(column.values, first.values + j);
+      if (!isNext) return false;
+    }
+    return true;
+  }
+  /// Copies the records from `next` on, as many as there is room for; how many.
+  std::size_t Gather(std::ptrdiff_t next) {
+    const std::size_t size = fColumns->size();
+    const std::size_t count = std::min(fGathered.size() / size, fEnd - fNext);
+    for (std::size_t j = 0; j < size; ++j) {
+      const qvreg_column& column = (*fColumns)[j];
+      const double* from = column.values + next * column.stride;
+      for (std::size_t i = 0; i < count; ++i) {
+        fGathered[i * size + j] = *from;
+        from += column.stride;
+      }
+    }
+    return count;
+  }
+
   Columns fColumns;
   std::size_t fBegin;
   std::size_t fEnd;
+  bool fbRows;
+  std::vector<double> fGathered;
   std::size_t fNext = 0;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -8,20 +9,21 @@
 #include "qvreg/c/QvCCall.h"
 #include "qvreg/c/qvreg_c.h"
 #include "qvreg/common/Record.h"
+#include "qvreg/data/IQvRecordBlocks.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 
 class QvCRanges;
 
-/// A record source of the C interface: reads one record ahead, so that a failure is known before
-/// the library asks for the record, and keeps that failure.
+/// A record source of the C interface: reads ahead, so that a failure is known before the library
+/// asks for the record, and keeps that failure.
 ///
 /// A record that could not be read is announced and then not delivered, which ends a run; the data
 /// would otherwise seem to end there. An exception out of a callback is such a failure, and does
 /// not pass through the library. Used from one thread at a time.
-class QvCSource : public QvCommon::MultiPassRecordIter {
+class QvCSource : public QvCommon::MultiPassRecordIter, public QvCommon::IQvRecordBlocks {
  public:
-  /// What follows the present record.
-  enum class Ahead { kRecord, kEnd, kFailure };
+  /// What follows the present block; kUnknown asks LookAhead once its last record is delivered.
+  enum class Ahead { kRecord, kEnd, kFailure, kUnknown };
 
   explicit QvCSource(int recordSize);
   QvCSource(const QvCSource&) = delete;
@@ -41,17 +43,20 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
     fRefusal = QvCReport();
   }
 
-  [[nodiscard]] bool HasMore() const override { return fAhead != Ahead::kEnd; }
+  [[nodiscard]] bool HasMore() const override { return Undelivered() > 0 || fAhead != Ahead::kEnd; }
   const QvCommon::Record* Next() override;
-  [[nodiscard]] int GetFailReason() const override { return fFailReason; }
+  [[nodiscard]] int GetFailReason() const override;
   int NewPass() override;
+  QvCommon::QvRecordBlock NextBlock() override;
+  /// Takes back the records that were not read.
+  void EndBlock(std::size_t nRead) noexcept override;
 
   /// True after the start of the first pass.
   [[nodiscard]] bool WasStarted() const { return fbStarted; }
   /// The number of the record that was delivered last, counted from 1.
   [[nodiscard]] std::int64_t Position() const { return fPosition; }
-  /// True when a pass could not be started, or a record could not be read.
-  [[nodiscard]] bool HasFailed() const { return fFailure.IsError(); }
+  /// True when a pass could not be started, or the next record could not be read.
+  [[nodiscard]] bool HasFailed() const { return Undelivered() == 0 && fFailure.IsError(); }
   /// The failure: QVREG_NO_FURTHER_PASS for a pass that could not be started,
   /// QVREG_UNREADABLE_RECORD for a record, QVREG_CALLBACK_THREW for an exception out of a callback.
   /// It stays until the next pass.
@@ -63,8 +68,14 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
  protected:
   /// Goes back to the first record; false when it failed. Called at the start of every pass.
   virtual bool Rewind() = 0;
-  /// Reads a record of RecordSize() values.
-  virtual Ahead Read(QvCommon::Record& record) = 0;
+  /// Reads records, one or more, where they stay until the next Read; or says why there are none.
+  virtual Ahead Read(QvCommon::QvRecordBlock& block) = 0;
+  /// What follows the block where Read left that unknown. It does not change the block.
+  virtual Ahead LookAhead() { return Ahead::kEnd; }
+  /// A block of records, one behind the other, from `values` on.
+  [[nodiscard]] QvCommon::QvRecordBlock RowsAt(const double* values, std::size_t count) const {
+    return {values, count, fRecordSize, fRecordSize};
+  }
 
   /// Keeps why the present pass, or the next record, failed.
   void Fail(std::int32_t code, const std::string& message);
@@ -75,9 +86,13 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
   [[nodiscard]] std::int64_t Pass() const { return fPass; }
 
  private:
-  void ReadAhead();
-  /// Returns the result of `step`, Rewind or Read; an exception out of it becomes the failure, and
-  /// the result `failed`.
+  [[nodiscard]] std::size_t Undelivered() const { return fBlock.fCount - fNDelivered; }
+  /// Reads a block where all of the present one is delivered; false without a record.
+  bool Fill();
+  /// Counts records of the block as delivered.
+  void Deliver(std::size_t count);
+  /// Returns the result of `step`, which calls the host or reads a file; an exception out of it
+  /// becomes the failure, and the result `failed`.
   template <typename Result, typename Step>
   Result Guard(Result failed, Step&& step);
   /// Keeps the report of the failure, with its place.
@@ -85,9 +100,11 @@ class QvCSource : public QvCommon::MultiPassRecordIter {
 
   int fRecordSize;
   QvCommon::Record fCurrent;
-  QvCommon::Record fNext;
+  QvCommon::QvRecordBlock fBlock;
+  std::size_t fNDelivered = 0;  ///< Of the block.
+  std::size_t fNLent = 0;       ///< By the last call of NextBlock.
   Ahead fAhead = Ahead::kEnd;
-  int fFailReason = QvCommon::kIterEndOfData;
+  bool fbRefused = false;
   bool fbStarted = false;
   bool fbInUse = false;
   std::int64_t fPass = 0;
@@ -123,7 +140,7 @@ class QvCRanges {
 
 /// Passes a source on for one pass, and throws its failure as the refusal: where the pass ends with
 /// an answer which has no room for it. Borrows the source.
-class QvCThrowingIter : public QvCommon::MultiPassRecordIter {
+class QvCThrowingIter : public QvCommon::MultiPassRecordIter, public QvCommon::IQvRecordBlocks {
  public:
   /// A range of a larger source: its pass is number `pass` of that, and `before` records precede it
   /// there.
@@ -134,6 +151,8 @@ class QvCThrowingIter : public QvCommon::MultiPassRecordIter {
   const QvCommon::Record* Next() override;
   [[nodiscard]] int GetFailReason() const override { return fSource.GetFailReason(); }
   int NewPass() override;
+  QvCommon::QvRecordBlock NextBlock() override;
+  void EndBlock(std::size_t nRead) noexcept override { fSource.EndBlock(nRead); }
 
  private:
   QvCSource& fSource;

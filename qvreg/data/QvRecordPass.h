@@ -2,8 +2,8 @@
 
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvStatusCodes.h"
-#include "qvreg/common/Record.h"
 #include "qvreg/data/MultiPassRecordIter.h"
+#include "qvreg/data/QvBlockReader.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 
@@ -18,6 +18,7 @@ struct QvRecordPassEnds {
 };
 
 /// The loop over a host's records: is there one more, is the run cancelled, is the next one valid.
+/// Records that the iterator lends by blocks (IQvRecordBlocks) are read where they are.
 ///
 /// Borrows the iterator, the cancel information and the validator for its lifetime. Runs on the
 /// calling thread; allocates nothing.
@@ -25,12 +26,12 @@ class QvRecordPass {
  public:
   QvRecordPass(QvCommon::MultiPassRecordIter& iter, QvCancelInfo& cancel,
                const QvRegRecordValidator& validator, const QvRecordPassEnds& ends = {})
-      : fIter(iter), fCancel(cancel), fValidator(validator), fEnds(ends) {}
+      : fReader(iter), fCancel(cancel), fValidator(validator), fEnds(ends) {}
 
-  /// Reads the data once from the start. `onRecord(const Record&, QvRecordVerdict, QvStatus&)` is
-  /// called for every record that the validator does not refuse as an error; it returns false, with
-  /// the status set, to end the pass. Answers one of the ends, the validator's error, onRecord's
-  /// status, or success.
+  /// Reads the data once from the start. `onRecord(const double* values, QvRecordVerdict,
+  /// QvStatus&)` is called for every record that the validator does not refuse as an error; it
+  /// returns false, with the status set, to end the pass. Answers one of the ends, the validator's
+  /// error, onRecord's status, or success.
   template <typename OnRecord>
   QvCommon::QvStatus Run(OnRecord&& onRecord) {
     return Start() ? ReadOn(onRecord) : fEnds.fEmpty;
@@ -38,19 +39,25 @@ class QvRecordPass {
 
   /// The two halves of Run, for a caller that reads what an iterator delivers after refusing the
   /// pass. Start goes to the first record; false when the iterator refuses.
-  [[nodiscard]] bool Start() { return fIter.NewPass() == QvCommon::kIterOk; }
+  [[nodiscard]] bool Start() { return fReader.Iter().NewPass() == QvCommon::kIterOk; }
   /// Reads from there to the end, as Run does.
   template <typename OnRecord>
   QvCommon::QvStatus ReadOn(OnRecord&& onRecord) {
-    if (!fIter.HasMore()) return fEnds.fEmpty;
+    const QvCommon::MultiPassRecordIter& iter = fReader.Iter();
+    if (!iter.HasMore()) return fEnds.fEmpty;
     QvCommon::QvStatus status;
-    while (fIter.HasMore()) {
+    while (iter.HasMore()) {
       if (fCancel.StopRequested()) return fEnds.fCancelled;
-      const QvCommon::Record* record = fIter.Next();
-      if (record == nullptr) return fEnds.fMissingRecord;
-      const QvRecordVerdict verdict = fValidator.CheckRecord(*record, status);
-      if (verdict == QvRecordVerdict::kError) return status;
-      if (!onRecord(*record, verdict, status)) return status;
+      QvLentBlock block(fReader);
+      if (!block.HasMore()) return fEnds.fMissingRecord;
+      for (;;) {
+        const double* values = block.Next();
+        const QvRecordVerdict verdict = fValidator.CheckRecord(values, block.Get().fSize, status);
+        if (verdict == QvRecordVerdict::kError) return status;
+        if (!onRecord(values, verdict, status)) return status;
+        if (!block.HasMore()) break;
+        if (fCancel.StopRequested()) return fEnds.fCancelled;
+      }
     }
     return status;
   }
@@ -64,7 +71,7 @@ class QvRecordPass {
   [[nodiscard]] const QvCancelInfo& GetCancelInfo() const { return fCancel; }
 
  private:
-  QvCommon::MultiPassRecordIter& fIter;
+  QvBlockReader fReader;
   QvCancelInfo& fCancel;
   const QvRegRecordValidator& fValidator;
   const QvRecordPassEnds fEnds;

@@ -79,21 +79,25 @@ QvRecordVerdict QvRegRecordValidator::CheckCategory(int var, double value, QvSta
 }
 
 QvRecordVerdict QvRegRecordValidator::CheckRecord(const Record& record, QvStatus& status) const {
-  if (static_cast<int>(fVariableTypes.size()) > record.Size()) {
+  return CheckRecord(record.GetAll(), record.Size(), status);
+}
+
+QvRecordVerdict QvRegRecordValidator::CheckRecord(const double* values, int size,
+                                                  QvStatus& status) const {
+  if (static_cast<int>(fVariableTypes.size()) > size) {
     status = QvStatus(QvStatusCode::kShortRecord, false);
     return QvRecordVerdict::kError;
   }
   // Covariates are many and seldom missing: they are checked without a branch each.
-  const double* values = record.GetAll();
   bool mayBeMissing = false;
   for (const int var : fCovariates) mayBeMissing |= values[var] <= QvMV::gMissingValue;
-  return CheckInOrder(mayBeMissing ? fAllVariables : fOthers, record, status);
+  return CheckInOrder(mayBeMissing ? fAllVariables : fOthers, values, status);
 }
 
 QvRecordVerdict QvRegRecordValidator::CheckInOrder(const std::vector<int>& variables,
-                                                   const Record& record, QvStatus& status) const {
+                                                   const double* values, QvStatus& status) const {
   for (const int var : variables) {
-    const double value = record[var];
+    const double value = values[var];
     QvRecordVerdict verdict = QvRecordVerdict::kValid;
     switch (fVariableTypes[static_cast<std::size_t>(var)]) {
       case QvConst::QvVarFactor:

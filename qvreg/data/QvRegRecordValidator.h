@@ -55,6 +55,8 @@ class QVREG_EXPORT QvRegRecordValidator {
   /// roles) or kBadCategory (no whole number, or above the number of categories; with the variable
   /// and the value); otherwise it is left as it was.
   QvRecordVerdict CheckRecord(const QvCommon::Record& record, QvCommon::QvStatus& status) const;
+  /// The same for the `values` of a record, which are `size`.
+  QvRecordVerdict CheckRecord(const double* values, int size, QvCommon::QvStatus& status) const;
   /// True when CheckRecord, which sets the `status`, finds the record valid.
   bool IsValidRecord(const QvCommon::Record& record, QvCommon::QvStatus& status) const {
     return CheckRecord(record, status) == QvRecordVerdict::kValid;
@@ -70,7 +72,7 @@ class QVREG_EXPORT QvRegRecordValidator {
   [[nodiscard]] QvRecordVerdict CheckCategory(int var, double value,
                                               QvCommon::QvStatus& status) const;
   /// The verdict of the first of these variables that is not valid.
-  QvRecordVerdict CheckInOrder(const std::vector<int>& variables, const QvCommon::Record& record,
+  QvRecordVerdict CheckInOrder(const std::vector<int>& variables, const double* values,
                                QvCommon::QvStatus& status) const;
   [[nodiscard]] bool HasTargetCategories() const { return fNTargetCategories >= 1; }
 

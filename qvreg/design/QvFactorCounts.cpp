@@ -77,14 +77,14 @@ QvFactorCounts& QvFactorCounts::operator=(const QvFactorCounts& other) {
   return *this;
 }
 
-int QvFactorCounts::CategoryOf(const Record& record, int var) const {
-  return CategoryIndex(record[var], fFirstCode);
+int QvFactorCounts::CategoryOf(const double* values, int var) const {
+  return CategoryIndex(values[var], fFirstCode);
 }
 
-double QvFactorCounts::OffsetOf(const Record& record) const {
+double QvFactorCounts::OffsetOf(const double* values) const {
   switch (fOffsetType) {
     case QvConst::QvOffsetVariable:
-      return record[fOffsetVar];
+      return values[fOffsetVar];
     case QvConst::QvOffsetFixed:
       return fOffsetValue;
     case QvConst::QvOffsetNone:
@@ -101,19 +101,20 @@ bool QvFactorCounts::AddCount(Counts& counts, int category, double w) {
   return true;
 }
 
-int QvFactorCounts::CountDependent(const Record& record, double w) {
-  const int category = CategoryOf(record, fDependentVar);
+int QvFactorCounts::CountDependent(const double* values, double w) {
+  const int category = CategoryOf(values, fDependentVar);
   return AddCount(*fpDependCounts, category, w) ? category : -1;
 }
 
 bool QvFactorCounts::Update(const Record& record) {
-  const double w = FrequencyWeight(record);
-  if (!CountFactors(record, w, [](int, int) {})) return false;
+  const double* values = record.GetAll();
+  const double w = FrequencyWeight(values);
+  if (!CountFactors(values, w, [](int, int) {})) return false;
   if (!HasDependentCounts()) return true;
-  const int category = CountDependent(record, w);
+  const int category = CountDependent(values, w);
   if (category < 0) return false;
   CountPair& withOffset = (*fpDepCountsWithOffset)[static_cast<std::size_t>(category)];
-  withOffset.first += OffsetOf(record) * w;
+  withOffset.first += OffsetOf(values) * w;
   withOffset.second += w;
   return true;
 }
@@ -167,11 +168,13 @@ void QvFactorCounts::ReadCounts(QvCommon::QvByteReader& reader) {
   });
 }
 
-bool QvFactorCounts::IsInRange(const Record& record) const {
+bool QvFactorCounts::IsInRange(const Record& record) const { return IsInRange(record.GetAll()); }
+
+bool QvFactorCounts::IsInRange(const double* values) const {
   const auto isCounted = [&](int var, int nCategories) {
     // Rounding would make 0 of the code -1 of a missing category.
-    if (record[var] < QvMV::gLeastCode) return false;
-    const int category = CategoryOf(record, var);
+    if (values[var] < QvMV::gLeastCode) return false;
+    const int category = CategoryOf(values, var);
     return category >= 0 && category < nCategories;
   };
   for (std::size_t f = 0; f < fFactorVars.size(); ++f) {

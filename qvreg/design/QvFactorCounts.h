@@ -76,6 +76,8 @@ class QVREG_EXPORT QvFactorCounts {
   /// True when every code in the record, that of a counted dependent included, is one that Update
   /// counts and does not stand for a missing category. REQUIRES: as Update.
   [[nodiscard]] bool IsInRange(const QvCommon::Record& record) const;
+  /// The same for a record's `values`.
+  [[nodiscard]] bool IsInRange(const double* values) const;
 
   /// Prints every count to standard output.
   void Display() const;
@@ -92,10 +94,10 @@ class QVREG_EXPORT QvFactorCounts {
   /// Counts the record's factors with weight w; calls `onCategory(factor, category)` for each
   /// category in range. False when one is out of range.
   template <typename OnCategory>
-  bool CountFactors(const QvCommon::Record& record, double w, OnCategory&& onCategory) {
+  bool CountFactors(const double* values, double w, OnCategory&& onCategory) {
     bool isInRange = true;
     for (std::size_t f = 0; f < fFactorVars.size(); ++f) {
-      const int category = CategoryOf(record, fFactorVars[f]);
+      const int category = CategoryOf(values, fFactorVars[f]);
       if (!AddCount(*fFactorCounts[f], category, w)) {
         isInRange = false;
         continue;
@@ -105,12 +107,12 @@ class QVREG_EXPORT QvFactorCounts {
     return isInRange;
   }
   /// Counts the record's dependent with weight w; -1 when it is out of range, else its category.
-  int CountDependent(const QvCommon::Record& record, double w);
+  int CountDependent(const double* values, double w);
   /// True when the dependent is counted.
   [[nodiscard]] bool HasDependentCounts() const { return fpDependCounts != nullptr; }
   /// The record's frequency weight, 1 when there is none.
-  [[nodiscard]] double FrequencyWeight(const QvCommon::Record& record) const {
-    return fWeightVar >= 0 ? record[fWeightVar] : 1.0;
+  [[nodiscard]] double FrequencyWeight(const double* values) const {
+    return fWeightVar >= 0 ? values[fWeightVar] : 1.0;
   }
   /// Record indices of the factors.
   [[nodiscard]] const std::vector<int>& FactorVars() const { return fFactorVars; }
@@ -126,8 +128,8 @@ class QVREG_EXPORT QvFactorCounts {
   template <typename Self, typename Visit>
   static void ForEachList(Self& self, Visit&& visit);
   static bool AddCount(Counts& counts, int category, double w);
-  [[nodiscard]] int CategoryOf(const QvCommon::Record& record, int var) const;
-  [[nodiscard]] double OffsetOf(const QvCommon::Record& record) const;
+  [[nodiscard]] int CategoryOf(const double* values, int var) const;
+  [[nodiscard]] double OffsetOf(const double* values) const;
   [[nodiscard]] bool IsFactor(int factor) const { return factor >= 0 && factor < GetNFactors(); }
 
   std::vector<int> fFactorVars;

@@ -105,20 +105,22 @@ void QvFactorTables::SetCovariates(const std::vector<int>& covariateVars) {
   fbMeansComputed = false;
 }
 
-bool QvFactorTables::UpdateAll(const Record& record) {
-  const double w = FrequencyWeight(record);
+bool QvFactorTables::UpdateAll(const Record& record) { return UpdateValues(record.GetAll()); }
+
+bool QvFactorTables::UpdateValues(const double* values) {
+  const double w = FrequencyWeight(values);
   const auto keep = [this](int factor, int category) { fFactorValues[Index(factor)] = category; };
-  if (!CountFactors(record, w, keep)) return false;
-  const int category = HasDependentCounts() ? CountDependent(record, w) : 0;
+  if (!CountFactors(values, w, keep)) return false;
+  const int category = HasDependentCounts() ? CountDependent(values, w) : 0;
   if (category < 0) return false;
   const bool isRecorded = RecordCombinations();
   fTotalFreqWeight += w;
   fSampleSize += 1.0;
-  const double regression = fRegrWeightVar >= 0 ? record[fRegrWeightVar] : 1.0;
+  const double regression = fRegrWeightVar >= 0 ? values[fRegrWeightVar] : 1.0;
   fTotalRegrWeight += w * regression;
   if (HasDependentCounts()) fDependRegrWeights[Index(category)] += w * regression;
-  fColumnSizes.MeasureProducts(record.GetAll());
-  UpdateMeans(record, AddMeanWeight(w, regression));
+  fColumnSizes.MeasureProducts(values);
+  UpdateMeans(values, AddMeanWeight(w, regression));
   return isRecorded;
 }
 
@@ -150,10 +152,10 @@ double QvFactorTables::AddMeanWeight(double frequency, double regression) {
   return w;
 }
 
-void QvFactorTables::UpdateMeans(const Record& record, double w) {
+void QvFactorTables::UpdateMeans(const double* values, double w) {
   if (!(fMeanWeight > 0.0)) return;
   for (std::size_t j = 0; j < fCovariateVars.size(); ++j) {
-    const double x = record[fCovariateVars[j]];
+    const double x = values[fCovariateVars[j]];
     fColumnSizes.MeasureVariable(j, x);
     fCovariateMeans[j] = MovedMean(fCovariateMeans[j], x, fMeanWeight, w);
   }
@@ -447,13 +449,13 @@ void QvFactorTables::Display() const {
 }
 
 QvStatus FillFactorTables(QvRecordPass& pass, QvFactorTables& tables, QvRecordCounts& counts) {
-  const QvStatus status = pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus&) {
+  const QvStatus status = pass.Run([&](const double* values, QvRecordVerdict verdict, QvStatus&) {
     ++counts.fRead;
     if (verdict == QvRecordVerdict::kMissing) {
       ++counts.fMissing;
     } else if (verdict == QvRecordVerdict::kBadWeight) {
       ++counts.fBadWeight;
-    } else if (!tables.UpdateAll(record)) {
+    } else if (!tables.UpdateValues(values)) {
       ++counts.fOutOfRange;
     } else {
       ++counts.fUsed;

@@ -37,6 +37,8 @@ class QvFactorTables : public QvFactorCounts {
   /// Adds a record that the validator accepted; false when a category is out of range, and then
   /// the record is not counted (the counts of its earlier factors stay).
   virtual bool UpdateAll(const QvCommon::Record& record);
+  /// The same for a record's values.
+  bool UpdateValues(const double* values);
   /// Numbers the parameters and returns how many there are.
   virtual int CreateParameterIndices();
 
@@ -133,7 +135,7 @@ class QvFactorTables : public QvFactorCounts {
   /// Adds a record's weights to the sum that the means are over; returns the product of the two in
   /// units of fMeanUnit.
   double AddMeanWeight(double frequency, double regression);
-  void UpdateMeans(const QvCommon::Record& record, double w);
+  void UpdateMeans(const double* values, double w);
   [[nodiscard]] bool IsModelEffect(int effect) const {
     return effect >= 0 && effect < fNModelEffects;
   }
@@ -180,18 +182,18 @@ class QvFactorTables : public QvFactorCounts {
 QvCommon::QvStatus FillFactorTables(QvRecordPass& pass, QvFactorTables& tables,
                                     QvRecordCounts& counts);
 
-/// A later pass: calls `step(const Record&)` for every record that the first pass counted, and
-/// notes in `counts` how many they were. The pass's status; where the step answers false it ends
-/// there, as QvRecordPass::RefusedRecord says.
+/// A later pass: calls `step(const double* values)` for every record that the first pass counted,
+/// and notes in `counts` how many they were. The pass's status; where the step answers false it
+/// ends there, as QvRecordPass::RefusedRecord says.
 template <typename Step>
 QvCommon::QvStatus ForEachCountedRecord(QvRecordPass& pass, const QvFactorTables& tables,
                                         QvRecordCounts& counts, Step&& step) {
   long long nUsed = 0;
-  const QvCommon::QvStatus result = pass.Run(
-      [&](const QvCommon::Record& record, QvRecordVerdict verdict, QvCommon::QvStatus& status) {
-        if (verdict != QvRecordVerdict::kValid || !tables.IsInRange(record)) return true;
+  const QvCommon::QvStatus result =
+      pass.Run([&](const double* values, QvRecordVerdict verdict, QvCommon::QvStatus& status) {
+        if (verdict != QvRecordVerdict::kValid || !tables.IsInRange(values)) return true;
         ++nUsed;
-        if (step(record)) return true;
+        if (step(values)) return true;
         status = QvRecordPass::RefusedRecord(pass.GetCancelInfo());
         return false;
       });

@@ -70,8 +70,7 @@ template <typename Step>
 QvStatus QvGLMAlgorithm::ForEachRecord(MultiPassRecordIter& iter, Step&& step) {
   if (!fbDataProcessed) return {QvStatusCode::kDataNotProcessed, false};
   QvRecordPass pass(iter, fCancelInfo, fValidator);
-  return ForEachCountedRecord(pass, fFactorTables, fRecordCounts,
-                              [&](const Record& record) { return step(record.GetAll()); });
+  return ForEachCountedRecord(pass, fFactorTables, fRecordCounts, step);
 }
 
 void QvGLMAlgorithm::SetWeightAndMean() {

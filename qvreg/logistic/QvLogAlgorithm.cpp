@@ -159,8 +159,8 @@ QvStatus QvLogAlgorithm::CreateParameters(MultiPassRecordIter& iter,
 QvStatus QvLogAlgorithm::AddProducts(MultiPassRecordIter& iter) {
   if (fPatternExtractor != nullptr) return fPatternExtractor->AddRowsToXPrimeX(fModel);
   QvRecordPass pass(iter, fCancelInfo, fValidator);
-  return ForEachCountedRecord(pass, fFactorTables, fRecordCounts, [this](const Record& record) {
-    return fModel.AddRecordToXPrimeX(record.GetAll());
+  return ForEachCountedRecord(pass, fFactorTables, fRecordCounts, [this](const double* values) {
+    return fModel.AddRecordToXPrimeX(values);
   });
 }
 
@@ -177,8 +177,8 @@ QvStatus QvLogAlgorithm::ClassifyRecords(MultiPassRecordIter& iter) {
   if (fPatternExtractor != nullptr) return fPatternExtractor->ClassifyRows(fModel);
   std::vector<double> noResiduals;
   QvRecordPass pass(iter, fCancelInfo, fValidator);
-  return ForEachCountedRecord(pass, fFactorTables, fRecordCounts, [&](const Record& record) {
-    fModel.UpdateClassification(noResiduals, record.GetAll());
+  return ForEachCountedRecord(pass, fFactorTables, fRecordCounts, [&](const double* values) {
+    fModel.UpdateClassification(noResiduals, values);
     return true;
   });
 }

@@ -125,7 +125,7 @@ QvStatus QvPatternTabulator::CreateRowPatterns(QvCommon::MultiPassRecordIter& it
   QvRecordPass pass(iter, fCancel, fValidator);
   const QvStatus status =
       ForEachCountedRecord(pass, fFactorTables, fRecordCounts,
-                           [this](const Record& record) { return AddRecord(record); });
+                           [this](const double* record) { return AddValues(record); });
   if (status.IsError()) return Keep(status);
   fbRowPatternsCreated = true;
   return fStatus;
@@ -153,9 +153,11 @@ QvRowPatterns& QvPatternTabulator::FindOrInsertPattern() {
   return fpRows->fPatterns.Find(*fpKey)->GetValue();
 }
 
-bool QvPatternTabulator::AddRecord(const Record& record) {
+bool QvPatternTabulator::AddRecord(const Record& record) { return AddValues(record.GetAll()); }
+
+bool QvPatternTabulator::AddValues(const double* record) {
   bool ok = true;
-  const std::vector<int>& indices = fFactorTables.GetRowParameterIndices(record.GetAll(), ok);
+  const std::vector<int>& indices = fFactorTables.GetRowParameterIndices(record, ok);
   const std::vector<int>& effects = fFactorTables.GetModelEffectIndices();
   for (std::size_t e = 0; e < effects.size(); ++e) {
     const auto effect = static_cast<std::size_t>(effects[e]);
@@ -169,7 +171,7 @@ bool QvPatternTabulator::AddRecord(const Record& record) {
 
   double* row = FindOrInsertPattern().AppendRow();
   ++fpRows->fRowCount;
-  fExtractor.ExtractRecord(row, record.GetAll());
+  fExtractor.ExtractRecord(row, record);
   row[fRowLayout.fDependent] = local;
   return true;
 }

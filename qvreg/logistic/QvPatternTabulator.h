@@ -99,6 +99,8 @@ class QvPatternTabulator : public IQvDataHandler {
   virtual QvCommon::QvStatus AddRowsToXPrimeX(IQvRegModel& model);
   /// Stores one valid record; false for a level combination that the factor tables do not hold.
   virtual bool AddRecord(const QvCommon::Record& record);
+  /// The same for a record's values.
+  bool AddValues(const double* record);
 
   /// Gives every row to the model's classification; kStageMissing before the patterns exist.
   QvCommon::QvStatus ClassifyRows(QvLogModel& model);

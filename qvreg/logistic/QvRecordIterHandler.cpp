@@ -9,7 +9,6 @@
 #include "qvreg/logistic/IQvRegModel.h"
 
 using QvCommon::QvStatus;
-using QvCommon::Record;
 
 QvRecordIterHandler::QvRecordIterHandler(QvCommon::MultiPassRecordIter& iter, QvCancelInfo& cancel,
                                          const QvRegRecordValidator& validator, int dependentIndex,
@@ -34,7 +33,7 @@ void QvRecordIterHandler::ResetAccumStats(QvConst::QvEstimationMethod method,
   fpStats->Reset(method, separationCheck);
 }
 
-int QvRecordIterHandler::LocalCategory(const Record& record) const {
+int QvRecordIterHandler::LocalCategory(const double* record) const {
   const double value = record[fDependentIndex];
   const std::vector<int>& localIndices = fpModel->GetDependCategoryLocalIndices();
   // Truncated toward zero; written so that a value that is not a number has no category.
@@ -42,9 +41,9 @@ int QvRecordIterHandler::LocalCategory(const Record& record) const {
   return localIndices[static_cast<std::size_t>(static_cast<int>(value))];
 }
 
-bool QvRecordIterHandler::AddRecord(const Record& record, bool llOnly) {
+bool QvRecordIterHandler::AddRecord(const double* record, bool llOnly) {
   int count = 0;
-  fpModel->GetSparseRow(record.GetAll(), count, fIndices, fValues);
+  fpModel->GetSparseRow(record, count, fIndices, fValues);
   double weight = 1.0;
   if (fFrequencyWeightIndex >= 0) weight = record[fFrequencyWeightIndex];
   if (fRegressionWeightIndex >= 0) weight *= record[fRegressionWeightIndex];
@@ -67,7 +66,7 @@ QvStatus QvRecordIterHandler::MakePass(bool llOnly) {
   const QvFactorTables* tables = fpModel->GetFactorTables();
   long long nUsed = 0;
   const QvStatus result =
-      pass.ReadOn([&](const Record& record, QvRecordVerdict verdict, QvStatus& status) {
+      pass.ReadOn([&](const double* record, QvRecordVerdict verdict, QvStatus& status) {
         if (verdict != QvRecordVerdict::kValid) return true;
         // A record that the first pass could not count takes no part.
         if (tables != nullptr && !tables->IsInRange(record)) return true;

@@ -40,9 +40,9 @@ class QvRecordIterHandler : public IQvDataHandler {
 
  private:
   QvCommon::QvStatus MakePass(bool llOnly);
-  bool AddRecord(const QvCommon::Record& record, bool llOnly);
+  bool AddRecord(const double* record, bool llOnly);
   /// The local index of the record's dependent category; -1 for one that was not observed.
-  [[nodiscard]] int LocalCategory(const QvCommon::Record& record) const;
+  [[nodiscard]] int LocalCategory(const double* record) const;
 
   QvCommon::QvStatus fStatus;
   std::vector<QvCommon::QvStatus> fWarnings;

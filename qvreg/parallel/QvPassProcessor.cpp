@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/data/IQvRecordBlocks.h"
+#include "qvreg/data/QvBlockReader.h"
 #include "qvreg/glm/QvGLMAlgorithm.h"
 #include "qvreg/logistic/QvLogAlgorithm.h"
 #include "qvreg/settings/QvLogRegSettings.h"
@@ -22,17 +24,19 @@ std::unique_ptr<QvRegAlgorithm> MakeAlgorithm(const QvRegSettings& settings) {
 }
 
 /// An iterator whose pass has been started already.
-class StartedIter final : public QvCommon::MultiPassRecordIter {
+class StartedIter final : public QvCommon::MultiPassRecordIter, public QvCommon::IQvRecordBlocks {
  public:
-  explicit StartedIter(QvCommon::MultiPassRecordIter& iter) : fIter(iter) {}
+  explicit StartedIter(QvCommon::MultiPassRecordIter& iter) : fReader(iter) {}
 
-  [[nodiscard]] bool HasMore() const override { return fIter.HasMore(); }
-  const QvCommon::Record* Next() override { return fIter.Next(); }
-  [[nodiscard]] int GetFailReason() const override { return fIter.GetFailReason(); }
+  [[nodiscard]] bool HasMore() const override { return fReader.Iter().HasMore(); }
+  const QvCommon::Record* Next() override { return fReader.Iter().Next(); }
+  [[nodiscard]] int GetFailReason() const override { return fReader.Iter().GetFailReason(); }
   int NewPass() override { return QvCommon::kIterOk; }
+  QvCommon::QvRecordBlock NextBlock() override { return fReader.NextBlock(); }
+  void EndBlock(std::size_t nRead) noexcept override { fReader.EndBlock(nRead); }
 
  private:
-  QvCommon::MultiPassRecordIter& fIter;
+  QvBlockReader fReader;
 };
 
 }  // namespace

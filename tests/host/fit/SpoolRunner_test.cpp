@@ -76,6 +76,48 @@ TEST(SpoolRecords, TellHowManyOfAPassWereRead) {
   EXPECT_EQ(reports.back(), 16384);
 }
 
+TEST(SpoolRecords, AreLentInBlocks) {
+  const CodedTable table = MakeTable(40000, 40000);
+  std::vector<long long> reports;
+  SpoolRecords records(table, 1, 40000, [&](long long read) { reports.push_back(read); });
+  for (int pass = 0; pass < 2; ++pass) {
+    std::int64_t count = 0;
+    EXPECT_EQ(records.NewPass(), QvCommon::kIterOk);
+    while (records.HasMore()) {
+      const QvCommon::QvRecordBlock block = records.NextBlock();
+      ASSERT_GT(block.fCount, 0U);
+      EXPECT_EQ(block.fSize, 2);
+      for (std::size_t i = 0; i < block.fCount; ++i, ++count) {
+        ASSERT_EQ(block.Row(i)[1], 2.0 * static_cast<double>((1 + count) % 97));
+      }
+    }
+    EXPECT_EQ(count, 39999);
+    EXPECT_EQ(records.GetFailReason(), QvCommon::kIterEndOfData);
+    EXPECT_EQ(records.NextBlock().fCount, 0U);
+  }
+  const std::vector<long long> once{16384, 32768, 39999};
+  std::vector<long long> twice = once;
+  twice.insert(twice.end(), once.begin(), once.end());
+  EXPECT_EQ(reports, twice);
+}
+
+TEST(SpoolRecords, MayBeTakenSinglyAndInBlocks) {
+  const CodedTable table = MakeTable(30, 30);
+  SpoolRecords records(table);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ((*records.Next())[0], i);
+  const QvCommon::QvRecordBlock block = records.NextBlock();
+  EXPECT_EQ(block.fCount, 27U);
+  EXPECT_EQ(block.Row(0)[0], 3.0);
+  EXPECT_FALSE(records.HasMore());
+  EXPECT_EQ(records.Next(), nullptr);
+}
+
+TEST(SpoolRecords, InBlocksOfAFileThatEndsTooEarlyAreAnError) {
+  const CodedTable table = MakeTable(4, 5);
+  SpoolRecords records(table);
+  EXPECT_THROW(static_cast<void>(records.NextBlock()), Error);
+}
+
 TEST(SpoolRecords, OfAFileThatEndsTooEarlyAreAnError) {
   const CodedTable table = MakeTable(4, 5);
   SpoolRecords records(table);

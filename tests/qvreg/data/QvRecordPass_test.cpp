@@ -93,7 +93,7 @@ Outcome RunPass(JournalIterator& iter, QvCancelInfo& cancel, const QvRegRecordVa
                 const QvRecordPassEnds& ends = {}) {
   QvRecordPass pass(iter, cancel, validator, ends);
   Outcome outcome;
-  outcome.status = pass.Run([&outcome](const Record& record, QvRecordVerdict verdict, QvStatus&) {
+  outcome.status = pass.Run([&outcome](const double* record, QvRecordVerdict verdict, QvStatus&) {
     outcome.values.push_back(record[0]);
     outcome.verdicts.push_back(verdict);
     return true;
@@ -259,7 +259,7 @@ TEST(QvRecordPass, ItsTwoHalvesReadWhatIsDeliveredInSpiteOfARefusal) {
   QvRecordPass pass(iter, cancel, validator);
   EXPECT_FALSE(pass.Start());
   std::vector<double> values;
-  const QvStatus status = pass.ReadOn([&values](const Record& record, QvRecordVerdict, QvStatus&) {
+  const QvStatus status = pass.ReadOn([&values](const double* record, QvRecordVerdict, QvStatus&) {
     values.push_back(record[0]);
     return true;
   });
@@ -283,7 +283,7 @@ TEST(QvRecordPass, TheCallerMayEndThePassWithItsOwnStatus) {
   const QvRegRecordValidator validator = ValidatorFor(QvConst::QvVarCovariate);
   QvRecordPass pass(iter, cancel, validator);
   int calls = 0;
-  const QvStatus status = pass.Run([&calls](const Record&, QvRecordVerdict, QvStatus& own) {
+  const QvStatus status = pass.Run([&calls](const double*, QvRecordVerdict, QvStatus& own) {
     own = QvStatus(305, false);
     return ++calls < 2;
   });

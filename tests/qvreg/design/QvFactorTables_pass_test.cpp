@@ -91,7 +91,7 @@ class QvLaterPassTest : public QvFactorPassTest {
   QvStatus Walk(const Rows& rows, std::size_t refused = 0) {
     VectorRecordIter iter(qvtest::MakeRecords(rows));
     QvRecordPass pass(iter, cancel_, validator_);
-    return ForEachCountedRecord(pass, tables_, counts_, [&](const QvCommon::Record& record) {
+    return ForEachCountedRecord(pass, tables_, counts_, [&](const double* record) {
       seen_.push_back(record[kX]);
       return seen_.size() != refused;
     });
@@ -125,11 +125,10 @@ TEST_F(QvLaterPassTest, EndsAtARefusalWith313) {
 TEST_F(QvLaterPassTest, EndsWith1WhereTheRefusalComesFromAStop) {
   VectorRecordIter iter(qvtest::MakeRecords({{0, 1, 1}, {0, 2, 1}}));
   QvRecordPass pass(iter, cancel_, validator_);
-  const QvStatus status =
-      ForEachCountedRecord(pass, tables_, counts_, [&](const QvCommon::Record&) {
-        cancel_.SetCancel();
-        return false;
-      });
+  const QvStatus status = ForEachCountedRecord(pass, tables_, counts_, [&](const double*) {
+    cancel_.SetCancel();
+    return false;
+  });
   EXPECT_TRUE(status == QvStatus(1, false));
 }
 
