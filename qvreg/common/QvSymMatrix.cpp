@@ -7,11 +7,13 @@
 #include <span>
 #include <utility>
 
+#include "qvreg/common/QvBlockCholesky.h"
 #include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvDoubleDouble.h"
 #include "qvreg/common/QvExactProducts.h"
 #include "qvreg/common/QvPlatform.h"
+#include "qvreg/common/QvSoundPivot.h"
 
 namespace QvCommon {
 
@@ -176,12 +178,6 @@ inline double Dot(int n, const double* x, const double* y) {
   double sum = 0.0;
   for (int j = 0; j < n; ++j) sum += x[j] * y[j];
   return sum;
-}
-
-/// The one rule of every factorisation: what is left of a diagonal element is above the tolerance.
-bool IsSoundPivot(double pivot, double tol, double original) {
-  return std::isfinite(pivot) && pivot > 0.0 && pivot > tol * original &&
-         std::isfinite(1.0 / pivot);
 }
 
 }  // namespace
@@ -427,6 +423,13 @@ bool QvSymMatrix::Expand(const QvBitSet& keep, QvSymMatrix& out) const {
 }
 
 int QvSymMatrix::LTChol(double tol, double& measure, bool stopAtSingular) {
+  return LTChol(tol, measure, stopAtSingular, [] { return false; });
+}
+
+int QvSymMatrix::LTChol(double tol, double& measure, bool stopAtSingular,
+                        const QvStopQuery& isStopped) {
+  QvBlockCholesky blocks(GetOrder(), fElements.data(), isStopped);
+  if (blocks.Allocate()) return blocks.Factor(tol, measure, stopAtSingular);
   const int n = GetOrder();
   int result = 0;
   double smallest = 1.0;
@@ -493,6 +496,12 @@ void QvSymMatrix::InvertFactor() {
 }
 
 void QvSymMatrix::LTInverse() {
+  LTInverse([] { return false; });
+}
+
+bool QvSymMatrix::LTInverse(const QvStopQuery& isStopped) {
+  QvBlockCholesky blocks(GetOrder(), fElements.data(), isStopped);
+  if (blocks.Allocate()) return blocks.Invert();
   InvertFactor();
   for (int i = 0; i < GetOrder(); ++i) {
     double* row = Row(i);
@@ -500,6 +509,7 @@ void QvSymMatrix::LTInverse() {
     for (int j = 0; j <= i; ++j) row[j] *= own;
     for (int k = i + 1; k < GetOrder(); ++k) AddScaled(i + 1, Row(k)[i], Row(k), row);
   }
+  return true;
 }
 
 }  // namespace QvCommon

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -86,9 +87,13 @@ class QVREG_EXPORT QvSymMatrixData {
   bool fbValid = true;
 };
 
+class QvBlockSweep;
 class QvByteReader;
 class QvByteWriter;
 class QvExactProducts;
+
+/// Asked now and then during a long operation: true to stop it.
+using QvStopQuery = std::function<bool()>;
 
 /// A symmetric matrix with the operations that estimation needs: weighted rank-one updates, the
 /// sweep operator and the Cholesky factorisation, all in place.
@@ -199,15 +204,23 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// first one gives the return value 1 + its index, and its row and column of L are treated as
   /// zero, so that the operations below stay finite and give 0 in that place. `measure` becomes the
   /// smallest L(k,k) / sqrt(a(k,k)), a(k,k) being the original diagonal: between 0 and 1 whatever
-  /// the units of rows and columns, 0 when a pivot is singular. `stopAtSingular` leaves the rest of
-  /// the matrix unfactored after the first singular pivot.
+  /// the units of rows and columns, 0 when a pivot is singular. `stopAtSingular` ends at the first
+  /// singular pivot; what the rows after it then hold is not defined.
   int LTChol(double tol, double& measure, bool stopAtSingular);
+  /// The same, of large matrices until `isStopped`, which is asked every few hundredths of a
+  /// second, answers true: kStopped then, and the elements are undefined.
+  int LTChol(double tol, double& measure, bool stopAtSingular, const QvStopQuery& isStopped);
+  static constexpr int kStopped = -1;
   /// With the factor L in place: solves L L' x = b; 0, or 1 for a wrong shape or without memory.
   int LTSubstitute(const std::vector<double>& b, std::vector<double>& x) const;
   /// With the factor L in place: replaces it by the inverse of L L', zero in singular places.
   void LTInverse();
+  /// The same, until `isStopped` answers true: false then, and the elements are undefined.
+  bool LTInverse(const QvStopQuery& isStopped);
 
  private:
+  friend class QvBlockSweep;
+
   void InvertFactor();
 
   /// What the updates lost to rounding so far; empty without compensation.

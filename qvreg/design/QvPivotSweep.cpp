@@ -8,6 +8,7 @@
 #include <numeric>
 #include <span>
 
+#include "qvreg/common/QvBlockSweep.h"
 #include "qvreg/common/QvPlatform.h"
 #include "qvreg/common/QvStatusCodes.h"
 
@@ -190,6 +191,27 @@ bool QvPivotSweep::RefineInverse(QvCancelInfo& cancel) {
   return true;
 }
 
+QvStatus QvPivotSweep::SweepPivots(int nPivots, double tolerance, QvBitSet& kept,
+                                   QvCancelInfo& cancel) {
+  const QvStatus cancelled(QvStatusCode::kCancelled, false);
+  const QvCommon::QvStopQuery isStopped = [&cancel] { return cancel.IsCancel(); };
+  QvCommon::QvBlockSweep blocks(fMatrix, tolerance, fDiagonal, kept, isStopped);
+  for (int k = 0; k < nPivots; ++k) {
+    if (cancel.IsCancel() || !blocks.Advance(k)) return cancelled;
+    if (!fProducts.IsEmpty()) fProducts.SelectRow(k);
+    if (IsDoubtful(k)) {
+      // All that was swept so far enters.
+      if (!blocks.Settle()) return cancelled;
+      RecomputePivot(k, tolerance);
+    }
+    if (!blocks.Sweep(k)) return {QvStatusCode::kTooManyParameters, false};
+    if (!kept.IsIn(k)) continue;
+    fKept.push_back(k);
+    if (!fProducts.IsEmpty()) fProducts.KeepRow();
+  }
+  return blocks.Settle() ? QvStatus() : cancelled;
+}
+
 QvStatus QvPivotSweep::Run(int nPivots, int size, double tolerance, QvBitSet& kept,
                            QvCancelInfo& cancel) {
   const QvStatus noMemory(QvStatusCode::kTooManyParameters, false);
@@ -197,15 +219,8 @@ QvStatus QvPivotSweep::Run(int nPivots, int size, double tolerance, QvBitSet& ke
   if (fScale != 1.0) fMatrix.MultiplyByNumber(fScale);
   if (!fMatrix.GetDiagonal(fDiagonal) || !kept.Resize(size, false)) return noMemory;
   kept.Clear();
-  for (int k = 0; k < nPivots; ++k) {
-    if (cancel.IsCancel()) return {QvStatusCode::kCancelled, false};
-    if (!fProducts.IsEmpty()) fProducts.SelectRow(k);
-    if (IsDoubtful(k)) RecomputePivot(k, tolerance);
-    if (!fMatrix.Sweep(k, tolerance, fDiagonal, kept, true)) return noMemory;
-    if (!kept.IsIn(k)) continue;
-    fKept.push_back(k);
-    if (!fProducts.IsEmpty()) fProducts.KeepRow();
-  }
+  const QvStatus status = SweepPivots(nPivots, tolerance, kept, cancel);
+  if (status.IsError()) return status;
   if (fProducts.IsEmpty() || !RefineRows(nPivots)) return {};
   return RefineInverse(cancel) ? QvStatus() : QvStatus(QvStatusCode::kCancelled, false);
 }

@@ -40,6 +40,8 @@ class QvPivotSweep {
                          QvCancelInfo& cancel);
 
  private:
+  QvCommon::QvStatus SweepPivots(int nPivots, double tolerance, QvCommon::QvBitSet& kept,
+                                 QvCancelInfo& cancel);
   [[nodiscard]] bool IsDoubtful(int k) const;
   void LoadCoefficients(int row);
   void StoreCoefficients(int row);

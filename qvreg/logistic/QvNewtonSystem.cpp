@@ -66,10 +66,12 @@ int WorstPivot(const QvSymMatrix& factor, const std::vector<double>& diagonal, i
 
 }  // namespace
 
-QvNewtonSystem::QvNewtonSystem(const IQvAccumStats& stats, int order, int nIntercepts)
+QvNewtonSystem::QvNewtonSystem(const IQvAccumStats& stats, int order, int nIntercepts,
+                               QvCommon::QvStopQuery isStopped)
     : fStats(stats),
       fpDecided(dynamic_cast<const IQvDecidedStats*>(&stats)),
-      fNIntercepts(nIntercepts) {
+      fNIntercepts(nIntercepts),
+      fIsStopped(std::move(isStopped)) {
   const int length = order / std::max(1, nIntercepts);
   for (int i = 0; i < nIntercepts; ++i) fOrder.push_back(i * length);
   for (int k = 0; k < order; ++k) {
@@ -112,7 +114,7 @@ QvNewtonSystem::Elimination QvNewtonSystem::Eliminate() const {
   fStats.GetCounts(nRows, invalidCalls, weight);
   result.roundingShare = kRoundings * QvPower::gMachineEpsilon * std::sqrt(std::max(1, nRows));
   double measure = 0.0;
-  result.factor.LTChol(result.roundingShare, measure, false);
+  result.factor.LTChol(result.roundingShare, measure, false, fIsStopped);
   return result;
 }
 
@@ -133,11 +135,12 @@ QvNewtonSystem::Vector QvNewtonSystem::Elimination::Direction(int k, int limit) 
   return direction;
 }
 
-QvSymMatrix QvNewtonSystem::Elimination::Centred(int first) const {
+QvSymMatrix QvNewtonSystem::Elimination::Centred(int first,
+                                                 const QvCommon::QvStopQuery& isStopped) const {
   const int order = matrix.GetOrder() - first;
   // The first columns' part of the factor; that of an open row is not in it.
   std::vector<Vector> leading(Index(order), Vector(Index(first), 0.0));
-  for (int k = 0; k < order; ++k) {
+  for (int k = 0; k < order && !isStopped(); ++k) {
     for (int j = 0; j < first; ++j) {
       if (IsOpen(j)) continue;
       double rest = matrix.GetElem(first + k, j);
@@ -147,7 +150,7 @@ QvSymMatrix QvNewtonSystem::Elimination::Centred(int first) const {
   }
   QvSymMatrix centred(order);
   Require(centred.IsValidMatrix());
-  for (int k = 0; k < order; ++k) {
+  for (int k = 0; k < order && !isStopped(); ++k) {
     for (int l = 0; l <= k; ++l) {
       const double whole = matrix.GetElem(first + k, first + l);
       const double rest = whole - Dot(leading[Index(k)], leading[Index(l)]);
@@ -162,7 +165,7 @@ void QvNewtonSystem::AddDecided(double tol, const std::vector<bool>& isOpen,
   QvSymMatrix natural;
   fpDecided->GetDecidedInformation(natural);
   const QvSymMatrix decided = Ordered(natural);
-  for (int k = 0; k < out.GetOrder(); ++k) {
+  for (int k = 0; k < out.GetOrder() && !fIsStopped(); ++k) {
     const Vector& direction = fDirections[Index(k)];
     const Vector product = Product(decided, direction, false);
     for (int l = 0; l <= k; ++l) {
@@ -177,12 +180,12 @@ void QvNewtonSystem::AddDecided(double tol, const std::vector<bool>& isOpen,
 QvSymMatrix QvNewtonSystem::Transformed(double tol) {
   const Elimination undecided = Eliminate();
   const int order = undecided.matrix.GetOrder();
-  const QvSymMatrix centred = undecided.Centred(fNIntercepts);
+  const QvSymMatrix centred = undecided.Centred(fNIntercepts, fIsStopped);
   QvSymMatrix out(order);
   Require(out.IsValidMatrix());
   fDirections.clear();
   fIsOpen.assign(Index(order), false);
-  for (int k = 0; k < order; ++k) {
+  for (int k = 0; k < order && !fIsStopped(); ++k) {
     fIsOpen[Index(k)] = undecided.IsOpen(k);
     const int limit = fIsOpen[Index(k)] ? k : k < fNIntercepts ? 0 : fNIntercepts;
     fDirections.push_back(undecided.Direction(k, limit));
@@ -195,7 +198,7 @@ QvSymMatrix QvNewtonSystem::Transformed(double tol) {
       out.SetElem(k, l, centred.GetElem(k - fNIntercepts, l - fNIntercepts));
     }
   }
-  if (fpDecided != nullptr) AddDecided(tol, fIsOpen, out);
+  if (fpDecided != nullptr && !fIsStopped()) AddDecided(tol, fIsOpen, out);
   return out;
 }
 
@@ -203,15 +206,15 @@ int QvNewtonSystem::Factor(double tol, QvSymMatrix& matrix) {
   fDirections.clear();
   fStats.GetHessian(matrix);
   double measure = 0.0;
-  const int result = matrix.LTChol(tol, measure, false);
-  if (result == 0) return 0;
+  const int result = matrix.LTChol(tol, measure, false, fIsStopped);
+  if (result <= 0) return result;
   QvSymMatrix other = Transformed(tol);
-  if (other.LTChol(tol, measure, true) == 0) {
+  if (!fIsStopped() && other.LTChol(tol, measure, true, fIsStopped) == 0) {
     matrix = std::move(other);
     return 0;
   }
   fDirections.clear();
-  return result;
+  return fIsStopped() ? QvSymMatrix::kStopped : result;
 }
 
 int QvNewtonSystem::Solve(const QvSymMatrix& factor, Vector& step) const {
@@ -233,14 +236,15 @@ int QvNewtonSystem::Solve(const QvSymMatrix& factor, Vector& step) const {
   return 0;
 }
 
-void QvNewtonSystem::Invert(QvSymMatrix& factor) const {
-  factor.LTInverse();
-  if (fDirections.empty()) return;
+bool QvNewtonSystem::Invert(QvSymMatrix& factor) const {
+  if (!factor.LTInverse(fIsStopped)) return false;
+  if (fDirections.empty()) return true;
   // D A D' for the directions D, a column of A D' at a time.
   const std::size_t order = fDirections.size();
   QvSymMatrix inverse(factor.GetOrder());
   Require(inverse.IsValidMatrix());
   for (std::size_t j = 0; j < order; ++j) {
+    if (fIsStopped()) return false;
     Vector row(order, 0.0);
     for (std::size_t k = 0; k < order; ++k) row[k] = fDirections[k][j];
     const Vector product = Product(factor, row, false);
@@ -251,6 +255,7 @@ void QvNewtonSystem::Invert(QvSymMatrix& factor) const {
     }
   }
   factor = std::move(inverse);
+  return true;
 }
 
 bool QvNewtonSystem::IsScoreDecided(const Elimination& undecided, const Vector& direction) const {
@@ -277,11 +282,12 @@ bool QvNewtonSystem::IsScoreDecided(const Elimination& undecided, const Vector& 
 
 double QvNewtonSystem::SeparationMeasure(double tol) const {
   const Elimination undecided = Eliminate();
-  QvSymMatrix centred = undecided.Centred(fNIntercepts);
+  QvSymMatrix centred = undecided.Centred(fNIntercepts, fIsStopped);
   Vector diagonal;
   Require(centred.GetDiagonal(diagonal));
   double measure = 1.0;
-  const int result = centred.LTChol(tol, measure, false);
+  const int result = centred.LTChol(tol, measure, false, fIsStopped);
+  if (result == QvSymMatrix::kStopped) return 1.0;
   if (centred.GetOrder() == 0) return 1.0;
   const int worst = fNIntercepts + WorstPivot(centred, diagonal, result);
   return IsScoreDecided(undecided, undecided.Direction(worst, worst)) ? measure : 1.0;

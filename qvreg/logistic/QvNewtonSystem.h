@@ -17,15 +17,20 @@ class QvNewtonSystem {
  public:
   /// Of `order` parameters in as many blocks of one length as there are intercepts, each block led
   /// by its intercept; `nIntercepts` is 0 for a model without.
-  QvNewtonSystem(const IQvAccumStats& stats, int order, int nIntercepts);
+  /// `isStopped` is asked in between while a large matrix is factored or inverted; once it answered
+  /// true it must go on to.
+  QvNewtonSystem(
+      const IQvAccumStats& stats, int order, int nIntercepts,
+      QvCommon::QvStopQuery isStopped = [] { return false; });
 
   /// Fills `matrix` with the information of the latest pass and factors it; what LTChol returns:
-  /// 0 when every pivot is sound by the tolerance `tol`.
+  /// 0 when every pivot is sound by the tolerance `tol`, kStopped when stopped.
   int Factor(double tol, QvCommon::QvSymMatrix& matrix);
   /// With the factor in place: the Newton step; 0, or 1 for scores of another length.
   int Solve(const QvCommon::QvSymMatrix& factor, std::vector<double>& step) const;
-  /// With the factor in place: replaces it by the inverse of the information matrix.
-  void Invert(QvCommon::QvSymMatrix& factor) const;
+  /// With the factor in place: replaces it by the inverse of the information matrix; false when
+  /// stopped.
+  bool Invert(QvCommon::QvSymMatrix& factor) const;
 
   /// Frees what the latest factor holds besides the caller's matrix.
   void Clear() { fDirections = {}; }
@@ -33,7 +38,7 @@ class QvNewtonSystem {
   /// LTChol's measure of the undecided information, centred by the intercepts: towards 0 when data
   /// are separated. But 1 when the direction of its smallest pivot has a score of undecided pairs
   /// beside that of the decided ones: few records may carry little information and yet balance all
-  /// others, which makes the maximum finite.
+  /// others, which makes the maximum finite. Undefined when stopped.
   [[nodiscard]] double SeparationMeasure(double tol) const;
 
  private:
@@ -48,8 +53,9 @@ class QvNewtonSystem {
     [[nodiscard]] bool IsOpen(int k) const { return !(factor.GetElem(k, k) > 0.0); }
     /// Column k of the matrix less its regression on its first `limit` columns, as a direction.
     [[nodiscard]] Vector Direction(int k, int limit) const;
-    /// The columns from `first` on, less their regression on those before.
-    [[nodiscard]] QvCommon::QvSymMatrix Centred(int first) const;
+    /// The columns from `first` on, less their regression on those before; some when stopped.
+    [[nodiscard]] QvCommon::QvSymMatrix Centred(int first,
+                                                const QvCommon::QvStopQuery& isStopped) const;
   };
 
   [[nodiscard]] QvCommon::QvSymMatrix Ordered(const QvCommon::QvSymMatrix& matrix) const;
@@ -64,6 +70,7 @@ class QvNewtonSystem {
   const IQvAccumStats& fStats;
   const IQvDecidedStats* fpDecided;
   int fNIntercepts;
+  QvCommon::QvStopQuery fIsStopped;
   /// The parameters, intercepts first.
   std::vector<int> fOrder;
   /// The coordinates of the latest factor; empty for the parameters themselves.

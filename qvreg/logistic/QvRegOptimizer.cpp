@@ -53,7 +53,8 @@ QvRegOptimizer::QvRegOptimizer(const QvLogRegSettings& settings, IQvRegModel* mo
       fNCategories(model->GetNumDependCategories()),
       fvBeta(estimates),
       fpMatrix(std::make_unique<QvCommon::QvSymMatrix>(fNParameters)),
-      fSystem(*stats, fNParameters, CountIntercepts(settings, *model)),
+      fSystem(*stats, fNParameters, CountIntercepts(settings, *model),
+              [&cancel] { return cancel.IsCancel(); }),
       fCancel(cancel),
       fpListener(listener),
       fIterationFrequency(iterationFrequency) {
@@ -97,7 +98,11 @@ void QvRegOptimizer::DisplayTrial(int stepHalvings, double newLL) const {
   QvComponentDisplay::DisplayD("newLL", newLL);
 }
 
-int QvRegOptimizer::Factor() { return fSystem.Factor(fSettings.GetTolerance(), *fpMatrix); }
+int QvRegOptimizer::Factor() {
+  const int result = fSystem.Factor(fSettings.GetTolerance(), *fpMatrix);
+  if (fCancel.IsFlagSet()) fStatus = QvStatus(QvStatusCode::kCancelled, false);
+  return result;
+}
 
 void QvRegOptimizer::SolveStep() {
   if (fSystem.Solve(*fpMatrix, fStep) != 0) {
@@ -140,7 +145,7 @@ void QvRegOptimizer::StartPass() {
   if (!HasParameters()) return;
   // The result is not examined: a singular pivot leaves its parameter where it started.
   Factor();
-  SolveStep();
+  if (!fStatus.IsError()) SolveStep();
 }
 
 QvStatus QvRegOptimizer::MeasureBaseline() {
@@ -230,8 +235,10 @@ bool QvRegOptimizer::IterateOnce() {
     DisplayMatrix("Computed Hessian:");
   }
   const int factorResult = Factor();
+  if (fStatus.IsError()) return false;
   if (fOutcome == kOptContinue) {
     fOutcome = CheckConvergence(previousLL, factorResult, separationCheck);
+    if (fCancel.IsFlagSet()) return false;
   }
   const bool isHybrid = fMethod == QvConst::QvMethodHybrid && fSwitchIteration > 0 &&
                         fWorkingMethod == QvConst::QvMethodNewtonRaphson;
@@ -256,7 +263,7 @@ bool QvRegOptimizer::SwitchMethod(bool separationCheck) {
   fSwitchIteration = fLastIter;
   FullPass(fWorkingMethod, separationCheck);
   if (fStatus.IsError()) return false;
-  if (Factor() < 1) return true;
+  if (Factor() < 1 || fStatus.IsError()) return true;
   fOutcome = kOptHessianSingular;
   return false;
 }
@@ -305,7 +312,10 @@ void QvRegOptimizer::Invert() {
                                     "In QvRegOptimizer::Estimate() ...");
   }
   DisplayMatrix("Cholesky factor of the Hessian:");
-  fSystem.Invert(*fpMatrix);
+  if (!fSystem.Invert(*fpMatrix)) {
+    fStatus = QvStatus(QvStatusCode::kCancelled, false);
+    return;
+  }
   int validRows = 0;
   int invalidCalls = 0;
   fpStats->GetCounts(validRows, invalidCalls, fWeight);
