@@ -1,6 +1,5 @@
 #include "qvreg/design/QvHashtable.h"
 
-#include <algorithm>
 #include <cstdint>
 
 #include "qvreg/common/QvComponentDisplay.h"
@@ -25,23 +24,20 @@ QvKeyNumbers::QvKeyNumbers(int length)
     : fLength(static_cast<std::size_t>(length)), fHeads(QvBuckets::kFirstCount, -1) {}
 
 int QvKeyNumbers::FindOrInsert(std::span<const int> codes) {
-  const int hash = QvHashKey::HashCodeOf(codes);
-  for (int number = fHeads[BucketOf(hash)]; number >= 0;) {
+  const int hashCode = QvHashKey::HashCodeOf(codes);
+  for (int number = fHeads[BucketOf(hashCode)]; number >= 0;) {
     const auto key = static_cast<std::size_t>(number);
-    const bool isFound = fHashCodes[key] == hash &&
-                         std::equal(codes.begin(), codes.end(), fCodes.data() + key * fLength);
-    if (isFound) return number;
-    number = fNext[key];
+    const Entry& entry = fEntries[key];
+    if (entry.fHashCode == hashCode && IsKey(key, codes)) return number;
+    number = entry.fNext;
   }
   const int number = GetCount();
   if (number + 1 > QvBuckets::ThresholdOf(fHeads.size())) Grow();
-  // Codes and hash codes behind those of the last key do not count.
+  // Codes behind those of the last key do not count.
   fCodes.resize(static_cast<std::size_t>(number) * fLength);
   fCodes.insert(fCodes.end(), codes.begin(), codes.end());
-  fHashCodes.resize(static_cast<std::size_t>(number));
-  fHashCodes.push_back(hash);
-  int& head = fHeads[BucketOf(hash)];
-  fNext.push_back(head);
+  int& head = fHeads[BucketOf(hashCode)];
+  fEntries.push_back({hashCode, head});
   return head = number;
 }
 
@@ -50,18 +46,21 @@ void QvKeyNumbers::Grow() {
   std::vector<int> heads(QvBuckets::NextCount(fHeads.size()), -1);
   heads.swap(fHeads);
   for (const int number : order) {
-    const auto key = static_cast<std::size_t>(number);
-    int& head = fHeads[BucketOf(fHashCodes[key])];
-    fNext[key] = head;
+    Entry& entry = fEntries[static_cast<std::size_t>(number)];
+    int& head = fHeads[BucketOf(entry.fHashCode)];
+    entry.fNext = head;
     head = number;
   }
 }
 
 std::vector<int> QvKeyNumbers::GetOrder() const {
   std::vector<int> order;
-  order.reserve(fNext.size());
+  order.reserve(fEntries.size());
   for (int number : fHeads) {
-    for (; number >= 0; number = fNext[static_cast<std::size_t>(number)]) order.push_back(number);
+    while (number >= 0) {
+      order.push_back(number);
+      number = fEntries[static_cast<std::size_t>(number)].fNext;
+    }
   }
   return order;
 }

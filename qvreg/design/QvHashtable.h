@@ -215,7 +215,7 @@ class QvKeyNumbers {
   /// The number of a key, a new one if need be. May throw std::bad_alloc, with nothing changed.
   /// REQUIRES: `length` codes.
   int FindOrInsert(std::span<const int> codes);
-  [[nodiscard]] int GetCount() const { return static_cast<int>(fNext.size()); }
+  [[nodiscard]] int GetCount() const { return static_cast<int>(fEntries.size()); }
   /// The codes of a key, by its number. Valid until the next insertion.
   [[nodiscard]] std::span<const int> GetCodes(int number) const {
     return std::span(fCodes).subspan(static_cast<std::size_t>(number) * fLength, fLength);
@@ -225,16 +225,27 @@ class QvKeyNumbers {
   [[nodiscard]] std::vector<int> GetOrder() const;
 
  private:
-  [[nodiscard]] std::size_t BucketOf(int hash) const {
-    return static_cast<std::size_t>(hash) % fHeads.size();
+  struct Entry {
+    int fHashCode = 0;
+    int fNext = -1;  ///< The next key of the bucket; -1 for none.
+  };
+
+  [[nodiscard]] std::size_t BucketOf(int hashCode) const {
+    return static_cast<unsigned>(hashCode) % static_cast<unsigned>(fHeads.size());
+  }
+  [[nodiscard]] bool IsKey(std::size_t key, std::span<const int> codes) const {
+    const int* own = fCodes.data() + key * fLength;
+    for (std::size_t i = 0; i < fLength; ++i) {
+      if (own[i] != codes[i]) return false;
+    }
+    return true;
   }
   void Grow();
 
   std::size_t fLength;
-  std::vector<int> fHeads;  ///< Per bucket its first key; -1 for none.
-  std::vector<int> fNext;   ///< Per key the next one of its bucket; -1 for none.
-  std::vector<int> fHashCodes;
-  std::vector<int> fCodes;  ///< Key after key.
+  std::vector<int> fHeads;      ///< Per bucket its first key; -1 for none.
+  std::vector<Entry> fEntries;  ///< Per key.
+  std::vector<int> fCodes;      ///< Key after key.
 };
 
 }  // namespace QvCommon
