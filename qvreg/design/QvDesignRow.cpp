@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <tuple>
 
 #include "qvreg/common/QvBitSet.h"
 #include "qvreg/common/QvScaledProduct.h"
@@ -47,6 +49,7 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
     fMultiplierOffsets.push_back(fMultipliers.size());
   }
   fbAllColumns = tables.GetModelEffectIndices().empty();
+  FindAlike();
   fIndices.assign(effectParameters.size() + 1, 0);
   fValues.assign(effectParameters.size() + 1, 0.0);
   fCount = 0;
@@ -76,6 +79,20 @@ double QvDesignRow::ProductValue(std::size_t effect, const double* values) const
 double QvDesignRow::HostValue(std::size_t effect, const double* values) const {
   return fNeedsScaling[effect] != 0 ? ScaledProduct(effect, values, 0)
                                     : PlainProduct(effect, values);
+}
+
+void QvDesignRow::FindAlike() {
+  std::map<std::tuple<std::vector<int>, int, char>, std::size_t> first;
+  fFirstAlike.clear();
+  for (std::size_t effect = 0; effect < fExponents.size(); ++effect) {
+    const auto at = [&](std::size_t e) {
+      return fMultipliers.begin() + static_cast<std::ptrdiff_t>(fMultiplierOffsets[e]);
+    };
+    const auto entry = first.try_emplace(
+        {std::vector<int>(at(effect), at(effect + 1)), fExponents[effect], fNeedsScaling[effect]},
+        effect);
+    fFirstAlike.push_back(entry.first->second);
+  }
 }
 
 void QvDesignRow::Append(int index, double value) {

@@ -45,6 +45,22 @@ class QvDesignRow {
   bool ExpandInHostUnits(const double* values);
   /// The value of an effect's columns in the host's units. REQUIRES: an effect of Setup.
   [[nodiscard]] double HostValue(std::size_t effect, const double* values) const;
+  /// The value of an effect's columns in the estimation. REQUIRES: an effect of Setup.
+  [[nodiscard]] double ValueOf(std::size_t effect, const double* values) const {
+    const int position = fSingles[effect];
+    return position >= 0 ? values[position] * fFactors[effect] : ProductValue(effect, values);
+  }
+  /// Where a row holds that value, if it does; -1 otherwise.
+  [[nodiscard]] int GetCopiedPosition(std::size_t effect) const {
+    return fFactors[effect] == 1.0 ? fSingles[effect] : -1;
+  }
+  /// The first effect whose columns have the same value in every row, since the same covariates
+  /// multiply it in the same order: `effect` itself, or one before it.
+  [[nodiscard]] std::size_t GetFirstAlike(std::size_t effect) const { return fFirstAlike[effect]; }
+  /// Whether no covariate multiplies an effect's columns: their value is 1.
+  [[nodiscard]] bool IsConstant(std::size_t effect) const {
+    return fMultiplierOffsets[effect] == fMultiplierOffsets[effect + 1];
+  }
   /// Takes the values of the columns whose bit is set out of the row.
   void Remove(const QvCommon::QvBitSet& columns);
   /// Adds a value behind the others, such as the dependent's. REQUIRES: a larger index; once per
@@ -75,6 +91,7 @@ class QvDesignRow {
   /// Calls `use` with the function that gives the value of an effect.
   template <typename Use>
   auto WithEstimationValues(const double* values, Use&& use) const;
+  void FindAlike();
   /// Such a value that is not a single covariate times a factor.
   [[nodiscard]] double ProductValue(std::size_t effect, const double* values) const;
   [[nodiscard]] double PlainProduct(std::size_t effect, const double* values) const;
@@ -95,6 +112,7 @@ class QvDesignRow {
   std::vector<int> fExponents;
   /// Per effect whether its product is formed as a QvScaledProduct, within any range.
   std::vector<char> fNeedsScaling;
+  std::vector<std::size_t> fFirstAlike;  ///< Per effect.
   std::vector<int> fIndices;
   std::vector<double> fValues;
   int fCount = 0;

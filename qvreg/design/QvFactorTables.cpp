@@ -6,7 +6,6 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvBytes.h"
-#include "qvreg/common/QvComponentDisplay.h"
 
 using QvCommon::QvHashKey;
 using QvCommon::QvHashPair;
@@ -19,6 +18,11 @@ namespace {
 
 /// Means leave no range as long as their weights add up to fewer units.
 constexpr double kManyUnits = 0x1p+64;
+/// Combinations of levels, of one effect and of all, that are found without hashing from the start.
+constexpr std::size_t kFewCombinations = 65536;
+constexpr std::size_t kFewOfAll = 4 * kFewCombinations;
+/// Once they are known an array may have so many places for each.
+constexpr std::size_t kPlacesPerCombination = 4;
 
 std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 
@@ -96,6 +100,21 @@ void QvFactorTables::SetFactorTables() {
     fModelEffectIndices.push_back(m);
     ++fNEffects;
   }
+  fbNumbered = false;
+  fEffectNumbers.assign(fEffectKeys.size(), QvLevelNumbers());
+  std::size_t left = kFewOfAll;
+  for (int e = 0; e < fNEffects; ++e) {
+    SetUpNumbers(e, std::min(kFewCombinations, left));
+    left -= fEffectNumbers[Index(e)].GetSize();
+  }
+}
+
+void QvFactorTables::SetUpNumbers(int localEffect, std::size_t most) {
+  const auto first = fConcatenatedFactors.begin() + fCumulativeFactors[Index(localEffect)];
+  const std::vector<int> factors(first, first + fFactorsPerEffect[Index(localEffect)]);
+  std::vector<int> nLevels;
+  for (const int factor : factors) nLevels.push_back(GetNCategories(factor));
+  fEffectNumbers[Index(localEffect)].SetUp(factors, nLevels, most);
 }
 
 void QvFactorTables::SetCovariates(const std::vector<int>& covariateVars) {
@@ -127,9 +146,14 @@ bool QvFactorTables::UpdateValues(const double* values) {
 bool QvFactorTables::RecordCombinations() {
   bool isRecorded = true;
   for (int e = 0; e < fNEffects; ++e) {
+    QvLevelNumbers& numbers = fEffectNumbers[Index(e)];
+    int* number = numbers.IsSetUp() ? numbers.Find(fFactorValues) : nullptr;
+    if (number != nullptr && *number != QvLevelNumbers::kNone) continue;
     QvHashKey& key = FillKey(e, fFactorValues);
     if (!UpdateHashtable(fEffectTables[Index(e)].get(), fEffectPairs[Index(e)].get(), key)) {
       isRecorded = false;
+    } else if (number != nullptr) {
+      *number = 0;
     }
   }
   return isRecorded;
@@ -264,6 +288,7 @@ bool QvFactorTables::UpdateHashtable(QvHashtable<int>* table, PairList* pairs, Q
   if (table == nullptr || pairs == nullptr) return false;
   key.SetHashCode(key.ComputeHashCode());
   if (table->Find(key) != nullptr) return true;
+  fbNumbered = false;
   auto ownKey = std::make_unique<QvHashKey>(key);
   auto value = std::make_unique<int>(0);
   table->Insert(ownKey, value);
@@ -275,7 +300,20 @@ int QvFactorTables::NumberCombinations(int localEffect, int first) {
   PairList& pairs = *fEffectPairs[Index(localEffect)];
   SortByKey(pairs);
   int next = first;
-  for (QvHashPair<int>* pair : pairs) pair->GetValue() = next++;
+  QvLevelNumbers& numbers = fEffectNumbers[Index(localEffect)];
+  if (!numbers.IsSetUp()) SetUpNumbers(localEffect, kPlacesPerCombination * pairs.size());
+  const std::size_t begin = Index(fCumulativeFactors[Index(localEffect)]);
+  std::vector<int> levels(Index(GetNFactors()));
+  for (QvHashPair<int>* pair : pairs) {
+    pair->GetValue() = next++;
+    if (!numbers.IsSetUp()) continue;
+    const QvHashKey& key = pair->GetKey();
+    for (int i = 0; i < key.GetLength(); ++i) {
+      levels[Index(fConcatenatedFactors[begin + Index(i)])] = key[i];
+    }
+    int* number = numbers.Find(levels);
+    if (number != nullptr) *number = pair->GetValue();
+  }
   fParametersPerEffect[Index(localEffect)] = next - first;
   return next;
 }
@@ -292,6 +330,7 @@ int QvFactorTables::CreateParameterIndices() {
       next = NumberCombinations(e, next);
     }
   }
+  fbNumbered = true;
   return next;
 }
 
@@ -311,11 +350,21 @@ int QvFactorTables::GetParameterIndex(const QvHashtable<int>* table, QvHashKey& 
   return pair == nullptr ? -1 : pair->GetValue();
 }
 
+int QvFactorTables::FindParameter(int localEffect, const std::vector<int>& factorValues) const {
+  const QvLevelNumbers& numbers = fEffectNumbers[Index(localEffect)];
+  if (fbNumbered && numbers.IsSetUp()) {
+    const int* number = numbers.Find(factorValues);
+    return number == nullptr ? -1 : *number;
+  }
+  return GetParameterIndex(fEffectTables[Index(localEffect)].get(),
+                           FillKey(localEffect, factorValues));
+}
+
 const std::vector<int>& QvFactorTables::GetParameterIndices(const std::vector<int>& factorValues,
                                                             bool& ok) const {
   ok = true;
   for (int e = 0; e < fNEffects; ++e) {
-    const int index = GetParameterIndex(fEffectTables[Index(e)].get(), FillKey(e, factorValues));
+    const int index = FindParameter(e, factorValues);
     fParameterIndices[Index(fModelEffectIndices[Index(e)])] = index;
     if (index < 0) ok = false;
   }
@@ -342,7 +391,7 @@ int QvFactorTables::GetEffectParameterIndex(int modelEffect,
                                             const std::vector<int>& factorValues) const {
   const int e = fLocalEffectIndices[Index(modelEffect)];
   if (e < 0) return fParameterIndices[Index(modelEffect)];
-  return GetParameterIndex(fEffectTables[Index(e)].get(), FillKey(e, factorValues));
+  return FindParameter(e, factorValues);
 }
 
 bool QvFactorTables::GetParameterFactorValues(std::vector<int>& codes, int modelEffect,
@@ -394,58 +443,6 @@ const std::vector<double>& QvFactorTables::GetCovariateMeans() {
   }
   fbMeansComputed = true;
   return fCovariateMeans;
-}
-
-void QvFactorTables::DisplayEffects() const {
-  QvComponentDisplay::DisplayI("Total number of model effects", fNModelEffects);
-  QvComponentDisplay::DisplayI("Number of model effects containing factors", fNEffects);
-  QvComponentDisplay::DisplayIV("Concatenated list of factors for fNEffects effects",
-                                fConcatenatedFactors);
-  QvComponentDisplay::DisplayIV("Number of factors in effects ( fNEffects )", fFactorsPerEffect);
-  QvComponentDisplay::DisplayIV("Cumulative number of factors up to effect ( fNEffects+1 )",
-                                fCumulativeFactors);
-  for (const QvHashKey& key : fEffectKeys) key.Display();
-  for (const auto& table : fEffectTables) table->Display();
-  for (const auto& pairs : fEffectPairs) {
-    for (const QvHashPair<int>* pair : *pairs) pair->GetKey().Display();
-  }
-  QvComponentDisplay::DisplayIV("Vector of local factor indices ( max factor index + 1 )",
-                                fLocalFactorIndices);
-  QvComponentDisplay::DisplayIV("Factor values ( fNFactors )", fFactorValues);
-  QvComponentDisplay::DisplayIV("Vector of parameter indices ( fNModelEffects )",
-                                fParameterIndices);
-  QvComponentDisplay::DisplayIV("Vector of local parameter indices ( fNEffects )",
-                                fLocalParameterIndices);
-  QvComponentDisplay::DisplayIV("Vector of local effect indices ( fNModelEffects )",
-                                fLocalEffectIndices);
-  QvComponentDisplay::DisplayIV("Vector of original model effect indices ( fNEffects )",
-                                fModelEffectIndices);
-  QvComponentDisplay::DisplayIV("Vector of number of parameters for each effect ( fNEffects )",
-                                fParametersPerEffect);
-  QvComponentDisplay::DisplayIV("Vector of parameter offsets for each effect ( fNModelEffects )",
-                                fParameterOffsets);
-  QvComponentDisplay::DisplayIV("Vector of factor indices in the extracted record", fFactorOffsets);
-}
-
-void QvFactorTables::DisplayTotals() const {
-  QvComponentDisplay::DisplayIV("Vector of covariate indices in the input record", fCovariateVars);
-  QvComponentDisplay::DisplayI("Index of the regression weight variable", fRegrWeightVar);
-  QvComponentDisplay::DisplayI("Index of the frequency weight variable", WeightVar());
-  QvComponentDisplay::DisplayI("Number of covariate indices in the input record", GetNCovariates());
-  QvComponentDisplay::DisplayDV("Vector of covariate weighted mean", fCovariateMeans, true);
-  QvComponentDisplay::DisplayB("True if covariate means computed", fbMeansComputed);
-  QvComponentDisplay::DisplayD("Total frequency weighted count", fTotalFreqWeight);
-  QvComponentDisplay::DisplayD("Total regression weighted count", fTotalRegrWeight);
-  QvComponentDisplay::DisplayD("Sample size for all valid records", fSampleSize);
-}
-
-void QvFactorTables::Display() const {
-  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                  "QvFactorTables display start");
-  DisplayFields();
-  DisplayEffects();
-  DisplayTotals();
-  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvFactorTables display end");
 }
 
 QvStatus FillFactorTables(QvRecordPass& pass, QvFactorTables& tables, QvRecordCounts& counts) {

@@ -11,6 +11,7 @@
 #include "qvreg/design/QvColumnSizes.h"
 #include "qvreg/design/QvFactorCounts.h"
 #include "qvreg/design/QvHashtable.h"
+#include "qvreg/design/QvLevelNumbers.h"
 
 /// Maps factor level combinations to parameter indices. During a first pass it records, for every
 /// model effect with factors, each combination that occurs, and it totals weights and averages
@@ -130,7 +131,11 @@ class QvFactorTables : public QvFactorCounts {
  private:
   /// Fills the effect's scratch key from category indices in the order of the factors.
   QvCommon::QvHashKey& FillKey(int localEffect, const std::vector<int>& factorValues) const;
+  /// Makes room to find an effect's combinations without hashing, where they are few enough.
+  void SetUpNumbers(int localEffect, std::size_t most);
   int NumberCombinations(int localEffect, int first);
+  /// The parameter of these category indices, -1 where the combination never occurred.
+  [[nodiscard]] int FindParameter(int localEffect, const std::vector<int>& factorValues) const;
   bool RecordCombinations();
   /// Adds a record's weights to the sum that the means are over; returns the product of the two in
   /// units of fMeanUnit.
@@ -154,6 +159,9 @@ class QvFactorTables : public QvFactorCounts {
   mutable std::vector<QvCommon::QvHashKey> fEffectKeys;
   std::vector<std::unique_ptr<QvCommon::QvHashtable<int>>> fEffectTables;
   std::vector<std::unique_ptr<PairList>> fEffectPairs;
+  /// Per effect the values of its table again; empty where there may be too many.
+  std::vector<QvLevelNumbers> fEffectNumbers;
+  bool fbNumbered = false;  ///< Whether they hold all of the tables.
   std::vector<int> fLocalFactorIndices;
   mutable std::vector<int> fFactorValues;
   mutable std::vector<int> fParameterIndices;

@@ -4,13 +4,13 @@
 #include <cstdio>
 #include <deque>
 #include <memory>
+#include <span>
 #include <utility>
 #include <vector>
 
 #include "qvreg/common/QvComponentDisplay.h"
 
 class QvFactorTables;
-class QvPatternTabulator;
 
 namespace QvCommon {
 
@@ -43,13 +43,25 @@ class QvHashKey {
  private:
   // The classes that fill keys compute the hash code.
   friend class ::QvFactorTables;
-  friend class ::QvPatternTabulator;
+  friend class QvKeyNumbers;
 
   /// A well-mixed function of every code; never negative.
-  [[nodiscard]] int ComputeHashCode() const;
+  [[nodiscard]] int ComputeHashCode() const { return HashCodeOf(fCodes); }
+  static int HashCodeOf(std::span<const int> codes);
 
   std::vector<int> fCodes;
   int fHashCode = 0;
+};
+
+/// How many buckets hash tables have.
+struct QvBuckets {
+  static constexpr int kFirstCount = 89;
+  /// The number of keys above which a table grows, and to how many buckets.
+  static int ThresholdOf(std::size_t bucketCount) {
+    constexpr float kLoadFactor = 0.75F;
+    return static_cast<int>(static_cast<float>(bucketCount) * kLoadFactor);
+  }
+  static std::size_t NextCount(std::size_t bucketCount) { return 2 * bucketCount + 1; }
 };
 
 /// An entry of a QvHashtable: a key, its value, and the next entry of the same bucket.
@@ -77,7 +89,7 @@ class QvHashPair {
 template <typename T>
 class QvHashtable {
  public:
-  static constexpr int kFirstBucketCount = 89;
+  static constexpr int kFirstBucketCount = QvBuckets::kFirstCount;
 
   QvHashtable()
       : fBuckets(kFirstBucketCount, nullptr), fThreshold(ThresholdOf(kFirstBucketCount)) {}
@@ -156,11 +168,7 @@ class QvHashtable {
   }
 
  private:
-  static constexpr float kLoadFactor = 0.75F;
-
-  static int ThresholdOf(std::size_t bucketCount) {
-    return static_cast<int>(static_cast<float>(bucketCount) * kLoadFactor);
-  }
+  static int ThresholdOf(std::size_t bucketCount) { return QvBuckets::ThresholdOf(bucketCount); }
   [[nodiscard]] std::size_t BucketOf(const QvHashKey& key) const {
     return static_cast<std::size_t>(key.GetHashCode() % static_cast<int>(fBuckets.size()));
   }
@@ -173,7 +181,7 @@ class QvHashtable {
     return fpFree == nullptr ? fEntries.emplace_back() : *Unlink(fpFree);
   }
   void Grow() {
-    std::vector<QvHashPair<T>*> old(2 * fBuckets.size() + 1, nullptr);
+    std::vector<QvHashPair<T>*> old(QvBuckets::NextCount(fBuckets.size()), nullptr);
     old.swap(fBuckets);
     fThreshold = ThresholdOf(fBuckets.size());
     ++fGrowthCount;
@@ -193,6 +201,51 @@ class QvHashtable {
   int fThreshold;
   int fGrowthCount = 0;
   QvHashPair<T>* fpFree = nullptr;
+};
+
+/// Numbers the keys of one length in the order of their arrival, from 0 on: a hash table of the
+/// same buckets as QvHashtable's, kept in a few arrays, for very many keys. A value; used from one
+/// thread at a time.
+class QvKeyNumbers {
+ public:
+  QvKeyNumbers() : QvKeyNumbers(0) {}
+  /// For keys of `length` codes. May throw std::bad_alloc.
+  explicit QvKeyNumbers(int length);
+
+  /// The number of a key, a new one if need be. May throw std::bad_alloc, with nothing changed.
+  /// REQUIRES: `length` codes.
+  int FindOrInsert(std::span<const int> codes);
+  [[nodiscard]] int GetCount() const { return static_cast<int>(fEntries.size()); }
+  /// The codes of a key, by its number. Valid until the next insertion.
+  [[nodiscard]] std::span<const int> GetCodes(int number) const {
+    return std::span(fCodes).subspan(static_cast<std::size_t>(number) * fLength, fLength);
+  }
+  /// The keys' numbers bucket by bucket, as QvHashtable::ForEach visits its entries. May throw
+  /// std::bad_alloc.
+  [[nodiscard]] std::vector<int> GetOrder() const;
+
+ private:
+  struct Entry {
+    int fHashCode = 0;
+    int fNext = -1;  ///< The next key of the bucket; -1 for none.
+  };
+
+  [[nodiscard]] std::size_t BucketOf(int hashCode) const {
+    return static_cast<unsigned>(hashCode) % static_cast<unsigned>(fHeads.size());
+  }
+  [[nodiscard]] bool IsKey(std::size_t key, std::span<const int> codes) const {
+    const int* own = fCodes.data() + key * fLength;
+    for (std::size_t i = 0; i < fLength; ++i) {
+      if (own[i] != codes[i]) return false;
+    }
+    return true;
+  }
+  void Grow();
+
+  std::size_t fLength;
+  std::vector<int> fHeads;      ///< Per bucket its first key; -1 for none.
+  std::vector<Entry> fEntries;  ///< Per key.
+  std::vector<int> fCodes;      ///< Key after key.
 };
 
 }  // namespace QvCommon

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "qvreg/common/QvStatus.h"
@@ -81,6 +82,40 @@ class IQvAheadStats {
   /// After another Reset: whether the statistics of a whole pass at the very estimates of now were
   /// kept, which are then shown.
   [[nodiscard]] virtual bool TakeAhead() = 0;
+};
+
+/// Accumulated statistics to which rows can be added many at a time, beside IQvAccumStats: rows of
+/// one pattern, whose columns are the same. Used from one thread at a time.
+class IQvPatternStats {
+ public:
+  /// How many rows are added together at most.
+  static constexpr std::size_t kMostRows = 64;
+  /// Borrowed rows: their values, row after row, categories and weights.
+  struct Rows {
+    std::size_t fCount = 0;
+    const double* fpValues = nullptr;
+    const int* fpCategories = nullptr;
+    const double* fpWeights = nullptr;
+  };
+
+  IQvPatternStats() = default;
+  IQvPatternStats(const IQvPatternStats&) = delete;
+  IQvPatternStats& operator=(const IQvPatternStats&) = delete;
+
+  virtual ~IQvPatternStats() = default;
+  /// Begins a pattern: its rows have non-zeros in `columns`, in increasing order, and `places` says
+  /// for each of them which of a row's `nValues` values that is. False where rows are better added
+  /// one by one. The vectors must stay until the end. May throw std::bad_alloc.
+  virtual bool BeginPattern(const std::vector<int>& columns, const std::vector<int>& places,
+                            std::size_t nValues, bool llOnly) = 0;
+  /// Adds at most kMostRows rows of the pattern; false, with none of them added, where some of them
+  /// may have to be refused: each is to be given to UpdateForRow. May throw std::bad_alloc.
+  virtual bool AddRows(const Rows& rows) = 0;
+  /// Ends the pattern: REQUIRED before anything is read.
+  virtual void EndPattern() = 0;
+  /// As UpdateForRow for `nRows` rows of one category whose weights sum to `weight`.
+  virtual int UpdateForAlikeRows(const std::vector<int>& indices, const std::vector<double>& values,
+                                 int category, double weight, long long nRows, bool llOnly) = 0;
 };
 
 /// Makes one pass of accumulated statistics at the optimizer's request, wherever the rows come

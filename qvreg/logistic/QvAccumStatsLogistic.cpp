@@ -129,15 +129,30 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
   if (AddToPanel(isDense, indices, values, category, weight, llOnly)) return 0;
   AddPanel();
   fbDense = isDense;
+  return AddSparseRow(indices, values, category, weight, 1, llOnly);
+}
+
+int QvAccumStatsLogistic::UpdateForAlikeRows(const std::vector<int>& indices,
+                                             const std::vector<double>& values, int category,
+                                             double weight, long long nRows, bool llOnly) {
+  if (fAhead == Ahead::kKept) ForgetAhead();
+  const bool isValid = QvSparseVector(indices, values).IsValidBelow(fNParameters);
+  if (!isValid || category < 0 || category >= fNCategories || 0.0 >= weight) return -1;
+  AddPanel();
+  fbDense = false;
+  return AddSparseRow(indices, values, category, weight, nRows, llOnly);
+}
+
+int QvAccumStatsLogistic::AddSparseRow(const std::vector<int>& indices,
+                                       const std::vector<double>& values, int category,
+                                       double weight, long long nRows, bool llOnly) {
   double largest = 0.0;
   double sum = 1.0;
   if (!ComputeProbabilities(indices, values, largest, sum)) {
-    ++fTotals.fInvalidCalls;
+    fTotals.fInvalidCalls += nRows;
     return -1;
   }
-  ++fTotals.fValidRows;
-  fTotals.fWeight += weight;
-  fCategoryWeights[static_cast<std::size_t>(category)] += weight;
+  CountRows(category, weight, nRows);
   const bool isAhead = fAhead == Ahead::kAdding;
   if (fbSeparationCheck || isAhead) TrackExtremes(category);
 
@@ -161,77 +176,6 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
     AddInformation(fHessian, fBlockWeights.GetUndecided(), indices, values);
   }
   return 0;
-}
-
-bool QvAccumStatsLogistic::AddToPanel(bool isDense, const std::vector<int>& indices,
-                                      const std::vector<double>& values, int category,
-                                      double weight, bool llOnly) {
-  // A row that fills half of its columns is added densely.
-  const bool isForPanel = fPanel.IsSetUp() && 2 * indices.size() > fDenseRow.size();
-  if (!isForPanel) return false;
-  if (llOnly != fbPanelIsLLOnly) AddPanel();
-  fbPanelIsLLOnly = llOnly;
-  const auto observed = static_cast<std::size_t>(category);
-  const QvSparseVector sparse(indices, values);
-  if (!isDense) sparse.IncrementPart(fDenseRow, 0, 1.0);
-  const double* row = isDense ? values.data() : fDenseRow.data();
-  const bool isAdded = fPanel.Add(row, observed, weight, *fpEstimates);
-  if (!isDense) std::fill(fDenseRow.begin(), fDenseRow.end(), 0.0);
-  if (!isAdded) return false;
-  ++fTotals.fValidRows;
-  fTotals.fWeight += weight;
-  fCategoryWeights[observed] += weight;
-  if (fPanel.IsFull()) AddPanel();
-  return true;
-}
-
-void QvAccumStatsLogistic::AddPanel() {
-  if (fPanel.GetCount() == 0) return;
-  const bool isAhead = fAhead == Ahead::kAdding;
-  fPanel.Compute();
-  AddPanelToLL();
-  if (fbSeparationCheck || isAhead) {
-    fPanel.Widen(fTotals.fMinObserved, fTotals.fMaxObserved, fTotals.fMinComputed);
-  }
-  if (!fbPanelIsLLOnly || isAhead) {
-    fTotals.fbAnyInformation = true;
-    fPanel.AddScores(fScores);
-    AddDecidedOfPanel();
-    fPanel.AddInformation(fHessian);
-  }
-  fPanel.Clear();
-}
-
-void QvAccumStatsLogistic::AddPanelToLL() {
-  double shifted = 0.0;
-  for (std::size_t r = 0; r < fPanel.GetCount(); ++r) {
-    const double weight = fPanel.GetWeight(r);
-    const double rest = fPanel.GetRest(r);
-    if (rest < QvLogitPanel::kSmallRest) {
-      fTotals.fLogLikelihood.AddLogOfRest(weight, rest);
-    } else {
-      shifted += weight * fPanel.GetShifted(r);
-      fTotals.fLogLikelihood.SubtractLog(weight, fPanel.GetSum(r));
-    }
-  }
-  fTotals.fLogLikelihood.Add(shifted);
-}
-
-void QvAccumStatsLogistic::AddDecidedOfPanel() {
-  if (!fBlockWeights.HasShares()) return;
-  const auto mayBeDecided = fPanel.FindBelow(fBlockWeights.GetBounds());
-  for (std::size_t r = 0; r < fPanel.GetCount(); ++r) {
-    if (!mayBeDecided[r]) continue;
-    for (std::size_t c = 0; c < fProbabilities.size(); ++c) {
-      fProbabilities[c] = fPanel.GetProbability(c, r);
-    }
-    const std::size_t observed = fPanel.GetCategory(r);
-    if (fBlockWeights.FindDecided(fProbabilities, observed) == 0) continue;
-    std::copy_n(fPanel.GetRow(r), fPanelRow.size(), fPanelRow.begin());
-    fbDense = true;
-    AddPartlyDecided(fAllIndices, fPanelRow, static_cast<int>(observed), fPanel.GetWeight(r));
-    fPanel.TakeOut(r);
-  }
 }
 
 double QvAccumStatsLogistic::GetLL() const {

@@ -11,6 +11,7 @@
 #include "qvreg/logistic/QvBlockWeights.h"
 #include "qvreg/logistic/QvLogLikelihoodSum.h"
 #include "qvreg/logistic/QvLogitPanel.h"
+#include "qvreg/logistic/QvPatternMoments.h"
 
 class QvRegSettings;
 
@@ -22,12 +23,14 @@ class QvRegSettings;
 /// consecutive blocks. Borrows settings and estimates, which must outlive it and may change only
 /// once statistics were read, or after a Reset: dense rows wait in a panel for others. A row with E
 /// non-zeros costs about K E for the predictors and K^2/2 E^2/2 for the information; nothing is
-/// allocated per row, but a second matrix for the first row with a decided pair. What decided pairs
-/// of categories add is summed apart from the first pass's end on, so that it is not lost beside
-/// the rest. Used from one thread at a time.
+/// allocated per row, but a second matrix for the first row with a decided pair. Rows of a pattern
+/// are summed over the few values that their columns have, and these sums are added to those of the
+/// columns once. What decided pairs of categories add is summed apart from the first pass's end on,
+/// so that it is not lost beside the rest. Used from one thread at a time.
 class QvAccumStatsLogistic : public IQvAccumStats,
                              public IQvDecidedStats,
                              public IQvAheadStats,
+                             public IQvPatternStats,
                              public IQvPassSums {
  public:
   QvAccumStatsLogistic(const QvRegSettings& settings, int p, int K,
@@ -55,6 +58,12 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   void BeginAhead() override;
   void EndAhead(bool isWhole) override;
   [[nodiscard]] bool TakeAhead() override;
+  bool BeginPattern(const std::vector<int>& columns, const std::vector<int>& places,
+                    std::size_t nValues, bool llOnly) override;
+  bool AddRows(const Rows& rows) override;
+  void EndPattern() override;
+  int UpdateForAlikeRows(const std::vector<int>& indices, const std::vector<double>& values,
+                         int category, double weight, long long nRows, bool llOnly) override;
 
   bool Merge(const IQvPassSums& other) override;
   void Write(QvCommon::QvByteWriter& writer) const override;
@@ -97,13 +106,29 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   bool AddToPanel(bool isDense, const std::vector<int>& indices, const std::vector<double>& values,
                   int category, double weight, bool llOnly);
   /// Adds the rows that wait to all sums.
-  void AddPanel();
+  void AddPanel() {
+    if (fPanel.GetCount() > 0) AddPanel(fPanel, fScores, fHessian);
+  }
+  /// Adds a panel's rows to the sums that are single numbers and to these.
+  void AddPanel(QvLogitPanel& panel, std::vector<double>& scores,
+                QvCommon::QvSymBlockMatrix& information);
   /// The same for an operation that shows sums: the rows belong to what it shows.
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): what is shown does not change by it.
   void Settle() const { const_cast<QvAccumStatsLogistic*>(this)->AddPanel(); }
-  void AddPanelToLL();
+  void AddPanelToLL(const QvLogitPanel& panel);
   /// Adds the panel's rows with decided pairs, and takes them out of its information.
-  void AddDecidedOfPanel();
+  void AddDecidedOfPanel(QvLogitPanel& panel);
+  /// Adds a row of a panel whose probabilities are in place.
+  void AddDecidedRow(const QvLogitPanel& panel, std::size_t row);
+  void CountRows(int category, double weight, long long nRows) {
+    fTotals.fValidRows += nRows;
+    fTotals.fWeight += weight;
+    fCategoryWeights[static_cast<std::size_t>(category)] += weight;
+  }
+  /// Adds alike rows by themselves, their non-zeros being the dense row where fbDense says so; 0,
+  /// or -1 where their probabilities cannot be computed.
+  int AddSparseRow(const std::vector<int>& indices, const std::vector<double>& values, int category,
+                   double weight, long long nRows, bool llOnly);
   void ClearDerivatives();
   void ForgetAhead() {
     if (fAhead == Ahead::kKept) ClearDerivatives();
@@ -153,6 +178,8 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   bool fbPanelIsLLOnly = false;
   std::vector<int> fAllIndices;   ///< Those of a dense row.
   std::vector<double> fPanelRow;  ///< Scratch: one of the panel.
+  QvPatternMoments fMoments;
+  bool fbPatternIsDense = false;  ///< Whether the pattern's rows are those of fPanel.
   /// Scratch of a row.
   std::vector<double> fPredictors;
   std::vector<double> fProbabilities;

@@ -343,7 +343,8 @@ bool QvLogModel::FindPredictors(const QvDesignRow& row, std::vector<double>& pre
   return true;
 }
 
-int QvLogModel::Predict(const QvDesignRow& row, std::vector<double>& probabilities) const {
+int QvLogModel::Predict(const QvDesignRow& row, std::vector<double>& probabilities,
+                        bool needsProbabilities) const {
   if (!FindPredictors(row, probabilities)) return -1;
   const int reference = NBlocks();
   double largest = probabilities[Index(reference)];
@@ -358,6 +359,7 @@ int QvLogModel::Predict(const QvDesignRow& row, std::vector<double>& probabiliti
       predicted = j;  // A tie goes to the category that is preferred among all that tie.
     }
   }
+  if (!needsProbabilities) return predicted;
   double sum = 0.0;
   for (double& probability : probabilities) {
     probability = QvElementary::Exp(probability - largest);
@@ -371,7 +373,7 @@ void QvLogModel::ComputeCategoryProbabilities(QvStatus& /*status*/, const double
                                               std::vector<double>& probabilities,
                                               int& predicted) const {
   probabilities.resize(Index(fCategories.GetCount()));
-  const int local = fRecordRow.Expand(record) ? Predict(fRecordRow, probabilities) : -1;
+  const int local = fRecordRow.Expand(record) ? Predict(fRecordRow, probabilities, true) : -1;
   predicted = local < 0 ? -1 : fCategories.CodeOf(local);
   if (local < 0) std::fill(probabilities.begin(), probabilities.end(), QvMV::gMissingValue);
 }
@@ -379,9 +381,10 @@ void QvLogModel::ComputeCategoryProbabilities(QvStatus& /*status*/, const double
 void QvLogModel::Classify(const QvDesignRow& row, int observed, double weight,
                           std::vector<double>& residuals) {
   if (observed < 0) return;
-  const int predicted = Predict(row, fProbabilities);
+  const bool hasResiduals = residuals.size() >= fAllParameters.size();
+  const int predicted = Predict(row, fProbabilities, hasResiduals);
   if (predicted < 0) return;
-  if (residuals.size() >= fAllParameters.size()) {
+  if (hasResiduals) {
     std::fill(residuals.begin(), residuals.end(), 0.0);
     for (int j = 0; j < NBlocks(); ++j) {
       const double residual = (j == observed ? 1.0 : 0.0) - fProbabilities[Index(j)];

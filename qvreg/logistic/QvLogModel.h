@@ -159,6 +159,10 @@ class QvLogModel : public IQvRegModel {
   /// As UpdateClassification, for a row of known parameters whose dependent is a local index.
   void UpdateClassificationFromIndices(std::vector<double>& residuals, const double* row,
                                        const std::vector<int>& parameterIndices);
+  /// How the rows of the estimation passes become design rows, and per basic parameter its number
+  /// among those kept, -1 for one that is not.
+  [[nodiscard]] const QvDesignRow& GetRowDesign() const { return fDesignRow; }
+  [[nodiscard]] const std::vector<int>& GetKeptNumbers() const { return fLocalIndices; }
   [[nodiscard]] const QvDependentCategories& GetCategories() const { return fCategories; }
   /// Per parameter the exponent of the power of two that its column is divided by.
   [[nodiscard]] const std::vector<int>& GetExponents() const { return fExponents; }
@@ -195,9 +199,10 @@ class QvLogModel : public IQvRegModel {
   bool FindPredictors(const QvDesignRow& row, std::vector<double>& predictors) const;
   /// A category's predictor times the square of `unit`.
   [[nodiscard]] double PredictorOf(const QvDesignRow& row, int category, double unit) const;
-  /// Predicts from a filled design row: probabilities and the predicted local category; -1 when
-  /// there is none.
-  int Predict(const QvDesignRow& row, std::vector<double>& probabilities) const;
+  /// Predicts from a filled design row: the predicted local category, -1 when there is none, and,
+  /// where they are needed, the probabilities.
+  int Predict(const QvDesignRow& row, std::vector<double>& probabilities,
+              bool needsProbabilities) const;
   void Classify(const QvDesignRow& row, int observed, double weight,
                 std::vector<double>& residuals);
   [[nodiscard]] int NBlocks() const { return fCategories.GetCount() - 1; }

@@ -76,13 +76,15 @@ void QvLogitPanel::SetUp(std::size_t p, std::size_t K) {
   fRows.SetWidth(p);
 }
 
+void QvLogitPanel::TakeEstimates(const std::vector<double>& estimates) {
+  std::copy_n(estimates.begin(), fEstimates.size(), fEstimates.begin());
+  fSizeOfEstimates = SumOfMagnitudes(fEstimates.size(), fEstimates.data());
+}
+
 bool QvLogitPanel::Add(const double* values, std::size_t category, double weight,
                        const std::vector<double>& estimates) {
   const std::size_t row = fRows.GetCount();
-  if (row == 0) {
-    std::copy_n(estimates.begin(), fEstimates.size(), fEstimates.begin());
-    fSizeOfEstimates = SumOfMagnitudes(fEstimates.size(), fEstimates.data());
-  }
+  if (row == 0) TakeEstimates(estimates);
   // False for what is not a number as well.
   if (!(SumOfMagnitudes(fRows.GetWidth(), values) * fSizeOfEstimates < kLargestPredictor)) {
     return false;
@@ -90,6 +92,20 @@ bool QvLogitPanel::Add(const double* values, std::size_t category, double weight
   fRows.Append(values);
   fCategories[row] = category;
   fWeights[row] = weight;
+  return true;
+}
+
+bool QvLogitPanel::AddRows(std::size_t n, const double* values, const int* categories,
+                           const double* weights, const std::vector<double>& estimates) {
+  Clear();
+  TakeEstimates(estimates);
+  const std::size_t width = fRows.GetWidth();
+  if (!(SumOfMagnitudes(n * width, values) * fSizeOfEstimates < kLargestPredictor)) return false;
+  for (std::size_t r = 0; r < n; ++r) {
+    fRows.Append(values + r * width);
+    fCategories[r] = static_cast<std::size_t>(categories[r]);
+    fWeights[r] = weights[r];
+  }
   return true;
 }
 

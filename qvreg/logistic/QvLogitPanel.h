@@ -23,6 +23,10 @@ class QvLogitPanel {
   /// some predictor may not be finite. REQUIRES: not full.
   bool Add(const double* values, std::size_t category, double weight,
            const std::vector<double>& estimates);
+  /// Makes these n rows those of the panel, row after row in `values`; false, and it is empty, as
+  /// for Add. REQUIRES: n of at most 64, categories below K.
+  bool AddRows(std::size_t n, const double* values, const int* categories, const double* weights,
+               const std::vector<double>& estimates);
   [[nodiscard]] std::size_t GetCount() const { return fRows.GetCount(); }
   [[nodiscard]] bool IsFull() const { return GetCount() == QvCommon::QvPanel::kRows; }
   void Clear() { fRows.Clear(); }
@@ -62,6 +66,7 @@ class QvLogitPanel {
   static double RestOf(const std::vector<double>& probabilities, std::size_t category);
 
  private:
+  void TakeEstimates(const std::vector<double>& estimates);
   void ComputeTwo();
   void ComputeMany();
   void ComputeRests();

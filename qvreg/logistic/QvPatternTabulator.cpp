@@ -11,15 +11,13 @@
 #include "qvreg/logistic/IQvAccumStats.h"
 #include "qvreg/logistic/QvLogModel.h"
 
-using QvCommon::QvHashKey;
 using QvCommon::QvStatus;
 using QvCommon::Record;
 
 namespace {
 
-/// Rows of the first block, and of the largest.
-constexpr std::size_t kFirstRows = 2;
-constexpr std::size_t kMostRows = 4096;
+/// Patterns of fewer rows are added row by row: their sums would be moved for too few.
+constexpr std::size_t kFewRows = 4;
 
 const char* RoleName(QvConst::QvVariableType type) {
   switch (type) {
@@ -40,25 +38,6 @@ const char* RoleName(QvConst::QvVariableType type) {
 }
 
 }  // namespace
-
-double* QvRowPatterns::AppendRow() {
-  if (fBlocks.empty() || fBlocks.back().fUsed == fBlocks.back().fCapacity) {
-    const std::size_t capacity = std::clamp(fRowCount, kFirstRows, kMostRows);
-    fBlocks.push_back({std::vector<double>(capacity * fRowSize), capacity, 0});
-  }
-  Block& block = fBlocks.back();
-  ++fRowCount;
-  return block.fValues.data() + block.fUsed++ * fRowSize;
-}
-
-void QvRowPatterns::Display() const {
-  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvRowPatterns display start");
-  ForEachRow([this](const double* row) {
-    QvComponentDisplay::DisplayDV("fRecordData", std::vector<double>(row, row + fRowSize), true);
-    return true;
-  });
-  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvRowPatterns display end");
-}
 
 QvPatternTabulator::QvPatternTabulator(const QvLogRegSettings& settings, QvFactorTables& tables,
                                        const QvRegRecordValidator& validator, QvCancelInfo& cancel)
@@ -84,6 +63,14 @@ void QvPatternTabulator::SetStatsModel(IQvAccumStats* stats, const IQvRegModel* 
   fpStats = stats;
   fpAhead = dynamic_cast<IQvAheadStats*>(stats);
   fpModel = model;
+  const auto* logistic = dynamic_cast<const QvLogModel*>(model);
+  fpPatternStats = logistic == nullptr ? nullptr : dynamic_cast<IQvPatternStats*>(stats);
+  if (fpPatternStats == nullptr) return;
+  fDesign = QvPatternDesign(logistic->GetRowDesign(), fFactorTables, logistic->GetKeptNumbers());
+  const auto nCategories = static_cast<std::size_t>(logistic->GetNumDependCategories());
+  fBatch.fValues.resize(IQvPatternStats::kMostRows * fDesign.GetValueCount());
+  fAlikeWeights.resize(nCategories);
+  fAlikeRows.resize(nCategories);
 }
 
 void QvPatternTabulator::ResetAccumStats(QvConst::QvEstimationMethod method, bool separationCheck) {
@@ -101,40 +88,33 @@ QvStatus QvPatternTabulator::FillFactorTables(QvCommon::MultiPassRecordIter& ite
   return fStatus;
 }
 
-bool QvPatternTabulator::SetUpKeys() {
-  fpRows->fBounds.clear();
-  for (const int effect : fFactorTables.GetModelEffectIndices()) {
-    fpRows->fBounds.push_back(std::max(fFactorTables.GetNEffectParameters(effect), 1));
-  }
-  if (!fpRows->fPacker.SetForSequence(static_cast<int>(fpRows->fBounds.size()), 0, fpRows->fBounds))
-    return false;
-  fpRows->fPackedBounds = fpRows->fPacker.PackRanges();
-  fpKey = std::make_unique<QvHashKey>(static_cast<int>(fpRows->fPackedBounds.size()));
-  fCodes.assign(fpRows->fBounds.size(), 0);
-  fPacked.assign(fpRows->fPackedBounds.size(), 0);
-  return true;
-}
-
 QvStatus QvPatternTabulator::CreateRowPatterns(QvCommon::MultiPassRecordIter& iter,
                                                const IQvRegModel& model) {
   if (fStatus.IsError()) return fStatus;
   if (fbRowPatternsCreated) return Keep({QvStatusCode::kDataNotProcessed, false});
   fCategories = model.GetDependCategories();
   fLocalCategories = model.GetDependCategoryLocalIndices();
-  if (!SetUpKeys()) return Keep({QvStatusCode::kTooManyParameters, false});
+  std::vector<int> bounds;
+  for (const int effect : fFactorTables.GetModelEffectIndices()) {
+    bounds.push_back(std::max(fFactorTables.GetNEffectParameters(effect), 1));
+  }
+  if (!fpRows->SetUp(fExtractor.GetExtractSize(), bounds)) {
+    return Keep({QvStatusCode::kTooManyParameters, false});
+  }
+  fCodes.assign(bounds.size(), 0);
   QvRecordPass pass(iter, fCancel, fValidator);
   const QvStatus status =
       ForEachCountedRecord(pass, fFactorTables, fRecordCounts,
                            [this](const double* record) { return AddValues(record); });
   if (status.IsError()) return Keep(status);
+  fpRows->Arrange(fFactorTables);
   fbRowPatternsCreated = true;
   return fStatus;
 }
 
 void QvPatternTabulator::SetRows(std::unique_ptr<QvPatternTable> rows) {
   fpRows = std::move(rows);
-  fCodes.assign(fpRows->fBounds.size(), 0);
-  fPacked.assign(fpRows->fPackedBounds.size(), 0);
+  fCodes.assign(fpRows->GetBounds().size(), 0);
   fbRowPatternsCreated = true;
 }
 
@@ -144,62 +124,55 @@ std::unique_ptr<QvPatternTable> QvPatternTabulator::TakeRows() {
   return std::exchange(fpRows, std::make_unique<QvPatternTable>());
 }
 
-QvRowPatterns& QvPatternTabulator::FindOrInsertPattern() {
-  fpKey->SetHashCode(fpKey->ComputeHashCode());
-  if (auto* pair = fpRows->fPatterns.Find(*fpKey); pair != nullptr) return pair->GetValue();
-  auto key = std::make_unique<QvHashKey>(*fpKey);
-  auto patterns = std::make_unique<QvRowPatterns>(fExtractor.GetExtractSize());
-  fpRows->fPatterns.Insert(key, patterns);
-  return fpRows->fPatterns.Find(*fpKey)->GetValue();
-}
-
 bool QvPatternTabulator::AddRecord(const Record& record) { return AddValues(record.GetAll()); }
 
 bool QvPatternTabulator::AddValues(const double* record) {
   bool ok = true;
   const std::vector<int>& indices = fFactorTables.GetRowParameterIndices(record, ok);
+  if (!ok) return false;
   const std::vector<int>& effects = fFactorTables.GetModelEffectIndices();
   for (std::size_t e = 0; e < effects.size(); ++e) {
     const auto effect = static_cast<std::size_t>(effects[e]);
     fCodes[e] = indices[effect] - fFactorTables.GetParameterOffsets()[effect];
   }
-  if (!ok || !fpRows->fPacker.Pack(fCodes, fPacked, false)) return false;
   const int code = QvFactorCounts::CategoryIndex(record[fSettings.GetDependent()], 0);
   const int local = fLocalCategories[static_cast<std::size_t>(code)];
   if (local < 0) return false;
-  for (std::size_t i = 0; i < fPacked.size(); ++i) (*fpKey)[static_cast<int>(i)] = fPacked[i];
-
-  double* row = FindOrInsertPattern().AppendRow();
-  ++fpRows->fRowCount;
+  double* row = fpRows->AppendRow(fCodes);
+  if (row == nullptr) return false;
   fExtractor.ExtractRecord(row, record);
   row[fRowLayout.fDependent] = local;
   return true;
 }
 
-void QvPatternTabulator::RebuildIndices(const QvHashKey& key) {
-  for (int i = 0; i < key.GetLength(); ++i) fPacked[static_cast<std::size_t>(i)] = key[i];
-  fpRows->fPacker.Unpack(fCodes, fPacked);
-  fIndices = fFactorTables.GetParameterOffsets();
-  const std::vector<int>& effects = fFactorTables.GetModelEffectIndices();
-  for (std::size_t e = 0; e < effects.size(); ++e) {
-    fIndices[static_cast<std::size_t>(effects[e])] += fCodes[e];
-  }
+template <typename Visit>
+QvStatus QvPatternTabulator::WalkAt(std::size_t place, Visit&& visit) {
+  const auto rowSize = static_cast<std::size_t>(fExtractor.GetExtractSize());
+  QvStatus status;
+  fpRows->ForEachRun(place, [&](const double* rows, std::size_t n) {
+    for (std::size_t r = 0; r < n; ++r) {
+      if (fCancel.StopRequested()) {
+        status = QvStatus(QvStatusCode::kCancelled, false);
+        return false;
+      }
+      if (visit(rows + r * rowSize)) continue;
+      status = QvRecordPass::RefusedRecord(fCancel);
+      return false;
+    }
+    return true;
+  });
+  return status;
 }
 
 template <typename Visit>
 QvStatus QvPatternTabulator::Walk(Visit&& visit) {
+  fpRows->Arrange(fFactorTables);
+  const auto nPatterns = static_cast<std::size_t>(fpRows->GetPatternCount());
   QvStatus status;
-  fpRows->fPatterns.ForEach([&](const QvCommon::QvHashPair<QvRowPatterns>& pair) {
-    RebuildIndices(pair.GetKey());
-    return pair.GetValue().ForEachRow([&](const double* row) {
-      if (fCancel.StopRequested()) {
-        status = QvStatus(QvStatusCode::kCancelled, false);
-      } else if (!visit(row)) {
-        status = QvRecordPass::RefusedRecord(fCancel);
-      }
-      return !status.IsError();
-    });
-  });
+  for (std::size_t place = 0; place < nPatterns && !status.IsError(); ++place) {
+    fpRows->CopyIndices(place, fIndices);
+    status = WalkAt(place, visit);
+  }
   return Keep(status);
 }
 
@@ -226,17 +199,92 @@ double QvPatternTabulator::RowWeight(const double* row) const {
   return weight;
 }
 
+bool QvPatternTabulator::AddRow(const double* row, bool llOnly) {
+  int count = 0;
+  fpModel->GetSparseRowFromIndices(row, fIndices, count, fSparseIndices, fSparseValues);
+  return fpStats->UpdateForRow(fSparseIndices, fSparseValues, CategoryOf(row), RowWeight(row),
+                               llOnly) >= 0;
+}
+
+bool QvPatternTabulator::AddBatch(bool llOnly) {
+  const std::size_t count = std::exchange(fBatch.fCount, 0);
+  const IQvPatternStats::Rows rows{count, fBatch.fValues.data(), fBatch.fCategories.data(),
+                                   fBatch.fWeights.data()};
+  if (count == 0 || fpPatternStats->AddRows(rows)) return true;
+  return std::all_of(fBatch.fRows.begin(), fBatch.fRows.begin() + count,
+                     [&](const double* row) { return AddRow(row, llOnly); });
+}
+
+QvStatus QvPatternTabulator::AddBatches(std::size_t place, bool llOnly) {
+  const std::size_t nValues = fDesign.GetValueCount();
+  fBatch.fCount = 0;
+  const QvStatus status = WalkAt(place, [&](const double* row) {
+    const std::size_t r = fBatch.fCount++;
+    fDesign.FillValues(row, &fBatch.fValues[r * nValues]);
+    fBatch.fCategories[r] = CategoryOf(row);
+    fBatch.fWeights[r] = RowWeight(row);
+    fBatch.fRows[r] = row;
+    return fBatch.fCount < fBatch.fRows.size() || AddBatch(llOnly);
+  });
+  if (status.IsError() || AddBatch(llOnly)) return status;
+  return QvRecordPass::RefusedRecord(fCancel);
+}
+
+QvStatus QvPatternTabulator::AddAlikeRows(std::size_t place, bool llOnly) {
+  std::fill(fAlikeWeights.begin(), fAlikeWeights.end(), 0.0);
+  std::fill(fAlikeRows.begin(), fAlikeRows.end(), 0);
+  const QvStatus status = WalkAt(place, [&](const double* row) {
+    const auto category = static_cast<std::size_t>(CategoryOf(row));
+    const double weight = RowWeight(row);
+    fAlikeWeights[category] += weight;
+    ++fAlikeRows[category];
+    return !(0.0 >= weight);
+  });
+  if (status.IsError()) return status;
+  fSparseValues.assign(fDesign.GetColumns().size(), 1.0);
+  for (std::size_t c = 0; c < fAlikeRows.size(); ++c) {
+    if (fAlikeRows[c] == 0) continue;
+    const int result =
+        fpPatternStats->UpdateForAlikeRows(fDesign.GetColumns(), fSparseValues, static_cast<int>(c),
+                                           fAlikeWeights[c], fAlikeRows[c], llOnly);
+    if (result < 0) return QvRecordPass::RefusedRecord(fCancel);
+  }
+  return {};
+}
+
+QvStatus QvPatternTabulator::AddPattern(std::size_t place, bool llOnly) {
+  const std::size_t nRows = fpRows->GetRowCountAt(place);
+  fpRows->CopyIndices(place, fIndices);
+  if (nRows >= kFewRows) {
+    fDesign.FindColumns(fIndices);
+    if (fDesign.IsConstant() && nRows >= fAlikeRows.size()) return AddAlikeRows(place, llOnly);
+    if (fpPatternStats->BeginPattern(fDesign.GetColumns(), fDesign.GetPlaces(),
+                                     fDesign.GetValueCount(), llOnly)) {
+      const QvStatus status = AddBatches(place, llOnly);
+      fpPatternStats->EndPattern();
+      return status;
+    }
+  }
+  return WalkAt(place, [&](const double* row) { return AddRow(row, llOnly); });
+}
+
+QvStatus QvPatternTabulator::WalkPatterns(bool llOnly) {
+  fpRows->Arrange(fFactorTables);
+  const auto nPatterns = static_cast<std::size_t>(fpRows->GetPatternCount());
+  QvStatus status;
+  for (std::size_t place = 0; place < nPatterns && !status.IsError(); ++place) {
+    status = AddPattern(place, llOnly);
+  }
+  return Keep(status);
+}
+
 QvStatus QvPatternTabulator::ComputeStatsForOptimizer(bool llOnly) {
   if (fStatus.IsError()) return fStatus;
   if (!fbRowPatternsCreated) return Keep({QvStatusCode::kDataNotProcessed, false});
-  const auto add = [&](const double* row) {
-    int count = 0;
-    fpModel->GetSparseRowFromIndices(row, fIndices, count, fSparseIndices, fSparseValues);
-    const int category = QvFactorCounts::CategoryIndex(row[fRowLayout.fDependent], 0);
-    return fpStats->UpdateForRow(fSparseIndices, fSparseValues, category, RowWeight(row), llOnly) >=
-           0;
-  };
-  return QvMakePassAhead(fpAhead, llOnly, fCancel, [&] { return Walk(add); });
+  return QvMakePassAhead(fpAhead, llOnly, fCancel, [&] {
+    if (fpPatternStats != nullptr) return WalkPatterns(llOnly);
+    return Walk([&](const double* row) { return AddRow(row, llOnly); });
+  });
 }
 
 void QvPatternTabulator::DisplayVariables() const {
@@ -250,18 +298,14 @@ void QvPatternTabulator::DisplayVariables() const {
 }
 
 void QvPatternTabulator::DisplayPatterns() const {
-  if (fpKey == nullptr) {
-    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                    "fpRowPatternTable is undefined");
-    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpKey is undefined");
+  if (fpRows->GetRowCount() > 0) {
+    fpRows->Arrange(fFactorTables);
+    fpRows->Display();
     return;
   }
-  fpRows->fPatterns.ForEach([](const QvCommon::QvHashPair<QvRowPatterns>& pair) {
-    pair.GetKey().Display();
-    pair.GetValue().Display();
-    return true;
-  });
-  fpKey->Display();
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
+                                  "fpRowPatternTable is undefined");
+  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpKey is undefined");
 }
 
 void QvPatternTabulator::Display() const {
@@ -277,9 +321,9 @@ void QvPatternTabulator::Display() const {
   QvComponentDisplay::DisplayIV("Vector of parameter offsets for model effects",
                                 fFactorTables.GetParameterOffsets());
   QvComponentDisplay::DisplayIV("Vector of bounds for regression parameter indices",
-                                fpRows->fBounds);
-  QvComponentDisplay::DisplayIV("Vector of packed bounds", fpRows->fPackedBounds);
-  QvComponentDisplay::DisplayI("fNPackedKey", static_cast<int>(fpRows->fPackedBounds.size()));
+                                fpRows->GetBounds());
+  QvComponentDisplay::DisplayIV("Vector of packed bounds", fpRows->GetPackedBounds());
+  QvComponentDisplay::DisplayI("fNPackedKey", static_cast<int>(fpRows->GetPackedBounds().size()));
   QvComponentDisplay::DisplayI("fDependVar", fSettings.GetDependent());
   QvComponentDisplay::DisplayIV("Dependent categories in data, reference last", fCategories);
   QvComponentDisplay::DisplayIV(
@@ -292,7 +336,7 @@ void QvPatternTabulator::Display() const {
   QvComponentDisplay::DisplayI("fNAnalysVars", fExtractor.GetExtractSize());
   DisplayPatterns();
   // Records count when they are read for the factor tables, and once more when they are stored.
-  QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead + fpRows->fRowCount);
+  QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead + fpRows->GetRowCount());
   QvComponentDisplay::DisplayCount("fValidCount", fRecordCounts.fUsed);
   QvComponentDisplay::DisplayB("fbFactorTableFilled", fbFactorTableFilled);
   QvComponentDisplay::DisplayB("fbRowPatternsCreated", fbRowPatternsCreated);

@@ -1,68 +1,32 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <vector>
 
-#include "qvreg/common/QvPackedInt.h"
 #include "qvreg/common/QvStatus.h"
-#include "qvreg/component/IQvPassSums.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/data/QvRecordExtractor.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/design/QvFactorTables.h"
-#include "qvreg/design/QvHashtable.h"
+#include "qvreg/design/QvPatternDesign.h"
 #include "qvreg/logistic/IQvAccumStats.h"
 #include "qvreg/logistic/IQvRegModel.h"
+#include "qvreg/logistic/QvPatternTable.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 
-/// The rows of one covariate pattern, each of the same number of values, in the order appended.
-/// Kept in contiguous blocks that grow by doubling and are never moved.
-///
-/// Owns its rows. Const operations may run on several threads at once.
-class QvRowPatterns {
- public:
-  explicit QvRowPatterns(int rowSize) : fRowSize(static_cast<std::size_t>(rowSize)) {}
-
-  /// Storage for one more row, which the caller fills at once. May throw std::bad_alloc.
-  double* AppendRow();
-  [[nodiscard]] std::size_t GetRowCount() const { return fRowCount; }
-  /// Calls `visit(const double*)` for every row in order until it answers false; its last answer.
-  template <typename Visit>
-  bool ForEachRow(Visit&& visit) const {
-    for (const Block& block : fBlocks) {
-      for (std::size_t r = 0; r < block.fUsed; ++r) {
-        if (!visit(static_cast<const double*>(block.fValues.data() + r * fRowSize))) return false;
-      }
-    }
-    return true;
-  }
-  void Display() const;
-
- private:
-  struct Block {
-    std::vector<double> fValues;
-    std::size_t fCapacity = 0;  ///< In rows, as fUsed.
-    std::size_t fUsed = 0;
-  };
-
-  std::size_t fRowSize;
-  std::size_t fRowCount = 0;
-  std::vector<Block> fBlocks;
-};
-
-/// The rows of some records by covariate pattern, and how the patterns' keys are packed.
-class QvPatternTable : public IQvKeptRows {
- public:
-  std::vector<int> fBounds;
-  std::vector<int> fPackedBounds;
-  QvCommon::QvPackedInt fPacker;
-  QvCommon::QvHashtable<QvRowPatterns> fPatterns;
-  long long fRowCount = 0;
-};
-
 class QvLogModel;
+
+/// Rows on their way to statistics that take them together.
+struct QvRowBatch {
+  std::size_t fCount = 0;
+  std::vector<double> fValues;  ///< Of kMostRows rows.
+  std::array<int, IQvPatternStats::kMostRows> fCategories{};
+  std::array<double, IQvPatternStats::kMostRows> fWeights{};
+  std::array<const double*, IQvPatternStats::kMostRows> fRows{};  ///< As they are stored.
+};
 
 /// Keeps the analysis values of every valid record in memory, grouped by its pattern of level
 /// combinations, from which the passes of the optimizer are made: the host's data are read twice in
@@ -108,24 +72,35 @@ class QvPatternTabulator : public IQvDataHandler {
   [[nodiscard]] const QvRowLayout& GetRowLayout() const { return fRowLayout; }
   [[nodiscard]] const QvRecordCounts& GetRecordCounts() const { return fRecordCounts; }
   /// The number of distinct patterns.
-  [[nodiscard]] int GetPatternCount() const { return fpRows->fPatterns.GetCount(); }
+  [[nodiscard]] int GetPatternCount() const { return fpRows->GetPatternCount(); }
   [[nodiscard]] bool HasRows() const { return fbRowPatternsCreated; }
-  [[nodiscard]] long long GetRowCount() const { return fpRows->fRowCount; }
+  [[nodiscard]] long long GetRowCount() const { return fpRows->GetRowCount(); }
   /// Takes the stored rows of other records, kept from a tabulator of the same settings and tables.
   void SetRows(std::unique_ptr<QvPatternTable> rows);
   /// Gives the stored rows away; null before they exist.
   std::unique_ptr<QvPatternTable> TakeRows();
 
  private:
-  /// False without memory.
-  bool SetUpKeys();
-  /// Fills fIndices from a pattern's key.
-  void RebuildIndices(const QvCommon::QvHashKey& key);
-  QvRowPatterns& FindOrInsertPattern();
   /// Calls `visit(const double* row)` for every row, with fIndices those of its pattern;
   /// kDataNotProcessed where it answers false, kCancelled.
   template <typename Visit>
   QvCommon::QvStatus Walk(Visit&& visit);
+  /// The same for the rows of the pattern in a place of the walk.
+  template <typename Visit>
+  QvCommon::QvStatus WalkAt(std::size_t place, Visit&& visit);
+  [[nodiscard]] int CategoryOf(const double* row) const {
+    return QvFactorCounts::CategoryIndex(row[fRowLayout.fDependent], 0);
+  }
+  /// Adds a row by itself to the optimizer's pass; false when it is refused.
+  bool AddRow(const double* row, bool llOnly);
+  /// An optimizer's pass for statistics that take the rows of a pattern together.
+  QvCommon::QvStatus WalkPatterns(bool llOnly);
+  QvCommon::QvStatus AddPattern(std::size_t place, bool llOnly);
+  /// Adds a pattern's rows of which only categories and weights differ.
+  QvCommon::QvStatus AddAlikeRows(std::size_t place, bool llOnly);
+  /// Adds a pattern's rows in batches, between BeginPattern and EndPattern.
+  QvCommon::QvStatus AddBatches(std::size_t place, bool llOnly);
+  bool AddBatch(bool llOnly);
   QvCommon::QvStatus Keep(const QvCommon::QvStatus& status);
   void DisplayVariables() const;
   void DisplayPatterns() const;
@@ -141,19 +116,24 @@ class QvPatternTabulator : public IQvDataHandler {
   std::vector<int> fLocalCategories;
   QvRowLayout fRowLayout;
   std::unique_ptr<QvPatternTable> fpRows = std::make_unique<QvPatternTable>();
-  std::unique_ptr<QvCommon::QvHashKey> fpKey;
   QvRecordCounts fRecordCounts;
   bool fbFactorTableFilled = false;
   bool fbRowPatternsCreated = false;
   IQvAccumStats* fpStats = nullptr;
   IQvAheadStats* fpAhead = nullptr;  ///< The same object, where it can be computed ahead.
   const IQvRegModel* fpModel = nullptr;
+  /// The same statistics, where they take the rows of a pattern together and the model's design is
+  /// known.
+  IQvPatternStats* fpPatternStats = nullptr;
+  QvPatternDesign fDesign;
   QvCommon::QvStatus fStatus;
   std::vector<QvCommon::QvStatus> fWarnings;
   /// Scratch of a record or row.
   std::vector<int> fCodes;
-  std::vector<int> fPacked;
   std::vector<int> fIndices;
   std::vector<int> fSparseIndices;
   std::vector<double> fSparseValues;
+  QvRowBatch fBatch;
+  std::vector<double> fAlikeWeights;  ///< By category.
+  std::vector<long long> fAlikeRows;
 };

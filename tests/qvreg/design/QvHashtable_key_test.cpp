@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <climits>
+#include <memory>
 #include <random>
 #include <set>
+#include <span>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -134,6 +136,57 @@ TEST(QvHashKey, HashCodesOfAGridFillATableEvenly) {
 TEST(QvHashKey, DisplayPrintsTheCodes) {
   const QvHashKey key = KeyOf({2, 0, -1});
   EXPECT_EQ(qvtest::OutputOf([&] { key.Display(); }), "Key: 2 0 -1\n");
+}
+
+/// Numbers the keys, and checks that both tables visit them in one order.
+void ExpectOrderOfHashtable(const std::vector<std::vector<int>>& keys, int length) {
+  QvKeyNumbers numbers(length);
+  QvHashtable<int> table;
+  for (const std::vector<int>& codes : keys) {
+    const int number = numbers.FindOrInsert(codes);
+    auto key = std::make_unique<QvHashKey>(KeyOf(codes));
+    key->SetHashCode(HashOf(*key));
+    auto value = std::make_unique<int>(number);
+    table.Insert(key, value);
+    ASSERT_EQ(numbers.FindOrInsert(codes), number);
+  }
+  ASSERT_EQ(numbers.GetCount(), table.GetCount());
+  std::vector<int> order;
+  table.ForEach([&](const QvHashPair<int>& pair) {
+    const std::span<const int> codes = numbers.GetCodes(pair.GetValue());
+    EXPECT_EQ(KeyOf({codes.begin(), codes.end()}), pair.GetKey());
+    order.push_back(pair.GetValue());
+    return true;
+  });
+  EXPECT_EQ(numbers.GetOrder(), order);
+}
+
+TEST(QvKeyNumbers, CountFromZeroInTheOrderOfArrival) {
+  QvKeyNumbers numbers(2);
+  EXPECT_EQ(numbers.GetCount(), 0);
+  EXPECT_EQ(numbers.FindOrInsert(std::vector{3, 1}), 0);
+  EXPECT_EQ(numbers.FindOrInsert(std::vector{1, 3}), 1);
+  EXPECT_EQ(numbers.FindOrInsert(std::vector{3, 2}), 2);
+  EXPECT_EQ(numbers.FindOrInsert(std::vector{1, 3}), 1);
+  EXPECT_EQ(numbers.GetCount(), 3);
+}
+
+TEST(QvKeyNumbers, OfNoCodesIsOneKey) {
+  QvKeyNumbers numbers;
+  EXPECT_EQ(numbers.FindOrInsert({}), 0);
+  EXPECT_EQ(numbers.FindOrInsert({}), 0);
+  EXPECT_EQ(numbers.GetOrder(), std::vector<int>{0});
+}
+
+TEST(QvKeyNumbers, AreVisitedInTheOrderOfAHashtable) {
+  std::mt19937 random(5);
+  for (const int count : {1, 66, 67, 5000}) {
+    std::vector<std::vector<int>> keys;
+    for (int i = 0; i < count; ++i) {
+      keys.push_back({static_cast<int>(random() % 50), static_cast<int>(random() % 90)});
+    }
+    ExpectOrderOfHashtable(keys, 2);
+  }
 }
 
 }  // namespace
