@@ -113,7 +113,7 @@ bool QvFactorTables::UpdateAll(const Record& record) {
   if (category < 0) return false;
   const bool isRecorded = RecordCombinations();
   fTotalFreqWeight += w;
-  fSampleSize += 1.0;
+  fSampleSize += static_cast<double>(RecordCount(record));
   const double regression = fRegrWeightVar >= 0 ? record[fRegrWeightVar] : 1.0;
   fTotalRegrWeight += w * regression;
   if (HasDependentCounts()) fDependRegrWeights[Index(category)] += w * regression;
@@ -448,15 +448,16 @@ void QvFactorTables::Display() const {
 
 QvStatus FillFactorTables(QvRecordPass& pass, QvFactorTables& tables, QvRecordCounts& counts) {
   const QvStatus status = pass.Run([&](const Record& record, QvRecordVerdict verdict, QvStatus&) {
-    ++counts.fRead;
+    const long long n = tables.RecordCount(record);
+    counts.fRead += n;
     if (verdict == QvRecordVerdict::kMissing) {
-      ++counts.fMissing;
+      counts.fMissing += n;
     } else if (verdict == QvRecordVerdict::kBadWeight) {
-      ++counts.fBadWeight;
+      counts.fBadWeight += n;
     } else if (!tables.UpdateAll(record)) {
-      ++counts.fOutOfRange;
+      counts.fOutOfRange += n;
     } else {
-      ++counts.fUsed;
+      counts.fUsed += n;
     }
     return true;
   });

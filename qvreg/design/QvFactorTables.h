@@ -190,7 +190,7 @@ QvCommon::QvStatus ForEachCountedRecord(QvRecordPass& pass, const QvFactorTables
   const QvCommon::QvStatus result = pass.Run(
       [&](const QvCommon::Record& record, QvRecordVerdict verdict, QvCommon::QvStatus& status) {
         if (verdict != QvRecordVerdict::kValid || !tables.IsInRange(record)) return true;
-        ++nUsed;
+        nUsed += tables.RecordCount(record);
         if (step(record)) return true;
         status = QvRecordPass::RefusedRecord(pass.GetCancelInfo());
         return false;

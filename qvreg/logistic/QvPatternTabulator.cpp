@@ -33,6 +33,8 @@ const char* RoleName(QvConst::QvVariableType type) {
       return "Frequency Weight";
     case QvConst::QvVarRegrWeight:
       return "Regression Weight";
+    case QvConst::QvVarRecordCount:
+      return "Record Count";
     case QvConst::QvVarNone:
       break;
   }
@@ -168,7 +170,7 @@ bool QvPatternTabulator::AddRecord(const Record& record) {
   for (std::size_t i = 0; i < fPacked.size(); ++i) (*fpKey)[static_cast<int>(i)] = fPacked[i];
 
   double* row = FindOrInsertPattern().AppendRow();
-  ++fpRows->fRowCount;
+  fpRows->fRecordCount += fFactorTables.RecordCount(record);
   fExtractor.ExtractRecord(row, record.GetAll());
   row[fRowLayout.fDependent] = local;
   return true;
@@ -290,7 +292,7 @@ void QvPatternTabulator::Display() const {
   QvComponentDisplay::DisplayI("fNAnalysVars", fExtractor.GetExtractSize());
   DisplayPatterns();
   // Records count when they are read for the factor tables, and once more when they are stored.
-  QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead + fpRows->fRowCount);
+  QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead + fpRows->fRecordCount);
   QvComponentDisplay::DisplayCount("fValidCount", fRecordCounts.fUsed);
   QvComponentDisplay::DisplayB("fbFactorTableFilled", fbFactorTableFilled);
   QvComponentDisplay::DisplayB("fbRowPatternsCreated", fbRowPatternsCreated);

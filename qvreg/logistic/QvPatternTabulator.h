@@ -59,7 +59,7 @@ class QvPatternTable : public IQvKeptRows {
   std::vector<int> fPackedBounds;
   QvCommon::QvPackedInt fPacker;
   QvCommon::QvHashtable<QvRowPatterns> fPatterns;
-  long long fRowCount = 0;
+  long long fRecordCount = 0;  ///< That the rows count as.
 };
 
 class QvLogModel;
@@ -108,7 +108,8 @@ class QvPatternTabulator : public IQvDataHandler {
   /// The number of distinct patterns.
   [[nodiscard]] int GetPatternCount() const { return fpRows->fPatterns.GetCount(); }
   [[nodiscard]] bool HasRows() const { return fbRowPatternsCreated; }
-  [[nodiscard]] long long GetRowCount() const { return fpRows->fRowCount; }
+  /// How many records the stored rows count as.
+  [[nodiscard]] long long GetRecordCount() const { return fpRows->fRecordCount; }
   /// Takes the stored rows of other records, kept from a tabulator of the same settings and tables.
   void SetRows(std::unique_ptr<QvPatternTable> rows);
   /// Gives the stored rows away; null before they exist.
