@@ -272,6 +272,9 @@ void FitArguments::AddLevels() {
   OfLogistic(command_->add_flag("--no-in-memory", notInMemory_,
                                 "Read the records again for each iteration"))
       ->excludes(inMemory);
+  OfLogistic(command_->add_flag("--no-collapse", noCollapse_,
+                                "Fit identical records one by one [once, with their\n"
+                                "number, where fewer than half are distinct]"));
 }
 
 void FitArguments::AddIterations() {
@@ -354,6 +357,7 @@ void FitArguments::TakeOptionsOfOneKind() {
 
 void FitArguments::TakeLogistic() {
   if (inMemory_ || notInMemory_) options_.logistic.inMemory = inMemory_;
+  options_.logistic.collapse = !noCollapse_;
   CheckAtLeast("--max-iterations", options_.logistic.maxIterations, 0);
   CheckAtLeast("--max-step-halving", options_.logistic.maxStepHalving, 1);
   CheckAtLeast("--separation-from", options_.logistic.separationFrom, 0);

@@ -67,6 +67,7 @@ class FitArguments {
   bool noRefine_ = false;
   bool inMemory_ = false;
   bool notInMemory_ = false;
+  bool noCollapse_ = false;
   std::string jsonFile_;
   std::string color_ = "auto";
   int digits_ = 0;

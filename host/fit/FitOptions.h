@@ -25,6 +25,7 @@ struct LogisticOptions {
   double parameterCriterion = 1e-6;
   bool absoluteParameter = false;  ///< The changes themselves, not their shares.
   int separationFrom = 20;         ///< The first iteration that checks for separation; 0: none.
+  bool collapse = true;            ///< Fit identical records as one; see GroupRecords.
 };
 
 /// The share of a pivot below which a parameter is redundant. Of a linear model the square of the

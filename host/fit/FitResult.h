@@ -26,6 +26,8 @@ struct DependentLevel {
 struct LogisticFit {
   std::vector<DependentLevel> levels;  ///< In the library's order: the reference last.
   bool inMemory = false;               ///< Whether the records were kept in memory.
+  /// How many distinct records were fitted, each with its number; none: all, one by one.
+  std::optional<long long> distinctRecords;
   int iterations = 0;
   int stepHalvings = 0;             ///< Of all iterations together.
   int outcomeCode = 0;              ///< The number of the library's outcome for how they all ended.

@@ -12,6 +12,7 @@
 #include "host/Threads.h"
 #include "host/fit/DataNotes.h"
 #include "host/fit/DotColumns.h"
+#include "host/fit/GroupedRecords.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
 #include "host/fit/ParameterLimit.h"
@@ -97,6 +98,18 @@ std::function<void(long long records)> ShowShare(const char* stage, const CodedT
   return [stage, total, &progress](long long records) {
     progress.Show(stage, static_cast<double>(records) / total, records);
   };
+}
+
+/// The distinct records to fit in place of the table's; none where those are fitted one by one.
+std::optional<GroupedRecords> Group(const CodedTable& table, const ModelBinding& binding,
+                                    const FitOptions& options, ProgressBar& progress,
+                                    const Interrupt& interrupt) {
+  if (binding.kind != ModelKind::kLogistic || !options.logistic.collapse) return std::nullopt;
+  return GroupRecords(table, {.interrupt = interrupt,
+                              .freqWeight = binding.freqWeight,
+                              .spoolDir = options.spoolDir,
+                              .threads = ThreadCount(options.threads),
+                              .progress = ShowShare("grouping", table, progress)});
 }
 
 /// Throws for an option that the kind of model does not have.
@@ -245,12 +258,16 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   const std::vector<StandardizedVariable> standardized =
       Standardize(formula, binding, table, ValidatorOf(settings.Get()), interrupt,
                   ShowShare("standardizing", table, progress));
-  CheckParameterCount(formula, binding, table, ValidatorOf(settings.Get()), options.maxParameters,
-                      ShowShare("counting", table, progress), interrupt);
-  settings.SettleReference(table, ShowShare("counting", table, progress), interrupt);
-  ModelRun run(settings.Get(), table, options.threads, progress, interrupt);
+  const std::optional<GroupedRecords> grouped = Group(table, binding, options, progress, interrupt);
+  if (grouped) settings.UseGroups(*grouped, options.logistic);
+  const CodedTable& fitted = grouped ? grouped->table : table;
+  CheckParameterCount(formula, binding, fitted, ValidatorOf(settings.Get()), options.maxParameters,
+                      ShowShare("counting", fitted, progress), interrupt);
+  settings.SettleReference(fitted, ShowShare("counting", fitted, progress), interrupt);
+  ModelRun run(settings.Get(), fitted, options.threads, progress, interrupt);
   run.Build();
   FitResult result = ResultBuilder(formula, binding, table, run).Build(options);
+  if (grouped) result.logistic->distinctRecords = grouped->table.RecordCount();
   result.where = options.where;
   result.records.leftOut = source.RowsLeftOut();
   result.standardized = standardized;

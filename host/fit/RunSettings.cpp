@@ -133,6 +133,15 @@ void RunSettings::SettleReference(const CodedTable& table,
                                        logistic->GetDependentNCategs()));
 }
 
+void RunSettings::UseGroups(const GroupedRecords& grouped, const LogisticOptions& options) {
+  if (settings_->GetFrequencyWeightVar() != grouped.freqWeight) {
+    Require(settings_->SetFrequencyWeightVar(grouped.freqWeight));
+  }
+  Require(settings_->SetRecordCountVar(grouped.count));
+  dynamic_cast<QvLogRegSettings&>(*settings_)
+      .SetUsePatternTabulator(options.inMemory.value_or(FitsInMemory(grouped.table)));
+}
+
 void RunSettings::AddRoles(const ModelBinding& binding, const CodedTable& table) {
   Require(settings_->SetDependent(ModelBinding::kDependent));
   for (int i = 0; i < binding.factorCount + binding.covariateCount; ++i) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/fit/FitOptions.h"
+#include "host/fit/GroupedRecords.h"
 #include "host/fit/Interrupt.h"
 #include "host/fit/ModelBinding.h"
 #include "host/formula/Formula.h"
@@ -41,6 +42,9 @@ class RunSettings {
   /// table cannot be read to its end.
   void SettleReference(const CodedTable& table, const std::function<void(long long)>& progress,
                        const Interrupt& interrupt);
+
+  /// The settings of a logistic model for its grouped records, in place of the table's.
+  void UseGroups(const GroupedRecords& grouped, const LogisticOptions& options);
 
   [[nodiscard]] QvRegSettings& Get() { return *settings_; }
 

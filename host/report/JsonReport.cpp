@@ -91,6 +91,7 @@ Json LogisticFitJson(const LogisticFit& fit) {
           {"separation", fit.separation},
           {"converged", fit.converged},
           {"in_memory", fit.inMemory},
+          {"distinct_records", fit.distinctRecords ? Json(*fit.distinctRecords) : Json()},
           {"loglik_initial", Number(fit.initialLogLikelihood)},
           {"loglik", Number(fit.logLikelihood)},
           {"loglik_change", Number(fit.logLikelihoodChange)},

@@ -245,6 +245,28 @@ int32_t qvreg_settings_set_regression_weight(qvreg_settings* settings, int32_t v
   });
 }
 
+int32_t qvreg_settings_set_record_count(qvreg_settings* settings, int32_t variable,
+                                        qvreg_error* error) {
+  return QvCCall(error, [&] {
+    QvCSettings& to = Valid(settings).fSettings;
+    const int before = to.Get().GetRecordCountVar();
+    if (before >= 0) {
+      throw QvCRefusal(QVREG_SETTING_REFUSED,
+                       "The settings have a record count, variable " + std::to_string(before) +
+                           ", and it cannot be replaced; make new settings.");
+    }
+    GiveRole(to, variable, "the record count",
+             [=](QvRegSettings& changed) { return changed.SetRecordCountVar(variable); });
+  });
+}
+
+int32_t qvreg_settings_get_record_count(const qvreg_settings* settings, int32_t* variable,
+                                        qvreg_error* error) {
+  return QvCCall(error, [&] {
+    NotNull(variable, "variable") = Valid(settings).fSettings.Get().GetRecordCountVar();
+  });
+}
+
 int32_t qvreg_settings_add_effect(qvreg_settings* settings, const qvreg_effect* effect,
                                   qvreg_error* error) {
   return QvCCall(error, [&] { Valid(settings).fSettings.AddEffect(Valid(effect)); });

@@ -276,6 +276,17 @@ QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_regression_weight(qvreg_se
                                                                         int32_t variable,
                                                                         qvreg_error* error);
 
+/** Makes `variable` the record count of `settings`, once: a host that hands out identical records
+ * once, their number multiplied into the frequency weight, tells the same number here, a whole
+ * number from 1 to 2^53. Wherever records are counted a record counts as so many; it is never a
+ * weight. A record whose count is anything else is left out as one of a bad weight. */
+QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_record_count(qvreg_settings* settings,
+                                                                   int32_t variable,
+                                                                   qvreg_error* error);
+/** The variable of `settings` that is the record count goes to `variable`; -1 for none. */
+QVREG_EXPORT int32_t qvreg_settings_get_record_count(const qvreg_settings* settings,
+                                                     int32_t* variable, qvreg_error* error);
+
 /** Which variables have which role, and how many there are. */
 typedef struct qvreg_roles {
   size_t struct_size;        /**< sizeof(qvreg_roles), set by the host. */

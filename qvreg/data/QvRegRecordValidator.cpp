@@ -24,6 +24,8 @@ const char* RoleLabel(QvConst::QvVariableType type) {
       return "Covariate";
     case QvConst::QvVarDependent:
       return "Dependent";
+    case QvConst::QvVarRecordCount:
+      return "Record count";
     case QvConst::QvVarNone:
       break;
   }
@@ -112,6 +114,9 @@ QvRecordVerdict QvRegRecordValidator::CheckInOrder(const std::vector<int>& varia
       case QvConst::QvVarFreqWeight:
       case QvConst::QvVarRegrWeight:
         verdict = CheckWeight(value);
+        break;
+      case QvConst::QvVarRecordCount:
+        verdict = IsRecordCount(value) ? QvRecordVerdict::kValid : QvRecordVerdict::kBadWeight;
         break;
       case QvConst::QvVarNone:
         break;

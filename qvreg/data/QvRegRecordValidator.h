@@ -11,7 +11,7 @@
 /// The check that records go through, what it finds, and how many records it found what of.
 
 /// How many records the first pass of a run read, and what became of them; and whether the later
-/// passes used as many.
+/// passes used as many. A record counts as many times as its record count says.
 struct QvRecordCounts {
   /// All records that the iterator delivered.
   long long fRead = 0;
@@ -19,7 +19,7 @@ struct QvRecordCounts {
   long long fUsed = 0;
   /// Left out for a missing number, a missing category or a missing dependent.
   long long fMissing = 0;
-  /// Left out for a weight that is not above 0.
+  /// Left out for a weight that is not above 0, or a record count that is none.
   long long fBadWeight = 0;
   /// Left out for a category code equal to the variable's number of categories.
   long long fOutOfRange = 0;
@@ -37,7 +37,7 @@ struct QvRecordCounts {
 enum class QvRecordVerdict {
   kValid,      ///< The record takes part.
   kMissing,    ///< A missing value: the record is skipped.
-  kBadWeight,  ///< A weight that is not above 0: the record is skipped.
+  kBadWeight,  ///< A weight that is not above 0, or no record count: the record is skipped.
   kError       ///< The status says why the pass must end.
 };
 
@@ -64,6 +64,14 @@ class QVREG_EXPORT QvRegRecordValidator {
   /// The check for scoring: factors and covariates only. The `status` as above, without
   /// kShortRecord. REQUIRES: the record holds every factor and covariate.
   bool IsValid4Scoring(const QvCommon::Record& record, QvCommon::QvStatus& status) const;
+
+  /// Whether a record may count as `value` records: a whole number from 1 to 2^53, up to which
+  /// doubles add up exactly.
+  [[nodiscard]] static bool IsRecordCount(double value) {
+    constexpr double kMost = 0x1p53;
+    return value >= 1.0 && value <= kMost &&
+           static_cast<double>(static_cast<long long>(value)) == value;
+  }
 
   /// Prints the roles and the numbers of categories to standard output.
   void Display() const;

@@ -67,7 +67,8 @@ QvFactorCounts::QvFactorCounts(const QvFactorCounts& other)
       fpDepCountsWithOffset(CopyOf(other.fpDepCountsWithOffset)),
       fOffsetVar(other.fOffsetVar),
       fOffsetValue(other.fOffsetValue),
-      fOffsetType(other.fOffsetType) {
+      fOffsetType(other.fOffsetType),
+      fRecordCountVar(other.fRecordCountVar) {
   fFactorCounts.reserve(other.fFactorCounts.size());
   for (const auto& counts : other.fFactorCounts) fFactorCounts.push_back(CopyOf(counts));
 }
@@ -103,7 +104,7 @@ bool QvFactorCounts::AddCount(Counts& counts, int category, double w) {
 
 int QvFactorCounts::CountDependent(const double* values, double w) {
   const int category = CategoryOf(values, fDependentVar);
-  return AddCount(*fpDependCounts, category, w) ? category : -1;
+  return AddRecord(*fpDependCounts, category, w, values) ? category : -1;
 }
 
 bool QvFactorCounts::Update(const Record& record) {

@@ -7,6 +7,7 @@
 
 #include "qvreg/QvExport.h"
 #include "qvreg/common/Record.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/settings/QvConst.h"
 
 namespace QvCommon {
@@ -54,6 +55,16 @@ class QVREG_EXPORT QvFactorCounts {
     return fits ? static_cast<int>(index) : -1;
   }
 
+  /// Makes `var` the record count; -1, the default, for none.
+  void SetRecordCountVar(int var) { fRecordCountVar = var; }
+  /// How many records one of these `values` counts as; 1 where its record count is none. REQUIRES:
+  /// values that hold it.
+  [[nodiscard]] long long RecordCount(const double* values) const {
+    if (fRecordCountVar < 0) return 1;
+    const double count = values[fRecordCountVar];
+    return QvRegRecordValidator::IsRecordCount(count) ? static_cast<long long>(count) : 1;
+  }
+
   /// Adds a record. False when some category is out of range; the record's other factors are
   /// counted all the same. REQUIRES: the record holds every variable named above.
   bool Update(const QvCommon::Record& record);
@@ -98,7 +109,7 @@ class QVREG_EXPORT QvFactorCounts {
     bool isInRange = true;
     for (std::size_t f = 0; f < fFactorVars.size(); ++f) {
       const int category = CategoryOf(values, fFactorVars[f]);
-      if (!AddCount(*fFactorCounts[f], category, w)) {
+      if (!AddRecord(*fFactorCounts[f], category, w, values)) {
         isInRange = false;
         continue;
       }
@@ -128,6 +139,13 @@ class QVREG_EXPORT QvFactorCounts {
   template <typename Self, typename Visit>
   static void ForEachList(Self& self, Visit&& visit);
   static bool AddCount(Counts& counts, int category, double w);
+  /// As AddCount, for as many records as the record counts as.
+  bool AddRecord(Counts& counts, int category, double w, const double* values) const {
+    if (!AddCount(counts, category, w)) return false;
+    const long long further = RecordCount(values) - 1;
+    counts[static_cast<std::size_t>(category)].second += static_cast<double>(further);
+    return true;
+  }
   [[nodiscard]] int CategoryOf(const double* values, int var) const;
   [[nodiscard]] double OffsetOf(const double* values) const;
   [[nodiscard]] bool IsFactor(int factor) const { return factor >= 0 && factor < GetNFactors(); }
@@ -144,4 +162,5 @@ class QVREG_EXPORT QvFactorCounts {
   int fOffsetVar;
   double fOffsetValue;
   QvConst::QvOffsetType fOffsetType;
+  int fRecordCountVar = -1;
 };

@@ -134,7 +134,7 @@ bool QvFactorTables::UpdateValues(const double* values) {
   if (category < 0) return false;
   const bool isRecorded = RecordCombinations();
   fTotalFreqWeight += w;
-  fSampleSize += 1.0;
+  fSampleSize += static_cast<double>(RecordCount(values));
   const double regression = fRegrWeightVar >= 0 ? values[fRegrWeightVar] : 1.0;
   fTotalRegrWeight += w * regression;
   if (HasDependentCounts()) fDependRegrWeights[Index(category)] += w * regression;
@@ -447,15 +447,16 @@ const std::vector<double>& QvFactorTables::GetCovariateMeans() {
 
 QvStatus FillFactorTables(QvRecordPass& pass, QvFactorTables& tables, QvRecordCounts& counts) {
   const QvStatus status = pass.Run([&](const double* values, QvRecordVerdict verdict, QvStatus&) {
-    ++counts.fRead;
+    const long long n = tables.RecordCount(values);
+    counts.fRead += n;
     if (verdict == QvRecordVerdict::kMissing) {
-      ++counts.fMissing;
+      counts.fMissing += n;
     } else if (verdict == QvRecordVerdict::kBadWeight) {
-      ++counts.fBadWeight;
+      counts.fBadWeight += n;
     } else if (!tables.UpdateValues(values)) {
-      ++counts.fOutOfRange;
+      counts.fOutOfRange += n;
     } else {
-      ++counts.fUsed;
+      counts.fUsed += n;
     }
     return true;
   });

@@ -200,7 +200,7 @@ QvCommon::QvStatus ForEachCountedRecord(QvRecordPass& pass, const QvFactorTables
   const QvCommon::QvStatus result =
       pass.Run([&](const double* values, QvRecordVerdict verdict, QvCommon::QvStatus& status) {
         if (verdict != QvRecordVerdict::kValid || !tables.IsInRange(values)) return true;
-        ++nUsed;
+        nUsed += tables.RecordCount(values);
         if (step(values)) return true;
         status = QvRecordPass::RefusedRecord(pass.GetCancelInfo());
         return false;

@@ -59,6 +59,7 @@ void QvModelDesign::SetUpTables(QvFactorTables& tables,
   tables.SetCovariates(averagedVars);
   tables.SetEffectCovariates(fEffectParameters);
   tables.SetRegrWeightVar(fSettings.GetRegrWeightVar());
+  tables.SetRecordCountVar(fSettings.GetRecordCountVar());
 }
 
 std::vector<QvRegrParameter> CreateEffectParameters(

@@ -28,8 +28,8 @@ class QvModelDesign {
   /// False when some effect names a factor or covariate that the settings do not, or when a
   /// variable has no role.
   [[nodiscard]] bool AreVariablesKnown() const;
-  /// Tells `tables` the effects, the settings' factors and regression weight, and the record
-  /// indices of the variables to average, which the settings' covariates must be among.
+  /// Tells `tables` the effects, the settings' factors, regression weight and record count, and the
+  /// record indices of the variables to average, which the settings' covariates must be among.
   void SetUpTables(QvFactorTables& tables, const std::vector<int>& averagedVars) const;
   /// One more than the largest record index of a factor or covariate.
   [[nodiscard]] int GetRecordSize() const { return fRecordSize; }

@@ -374,7 +374,7 @@ QvStatus QvLogAlgorithm::RunPart(QvPassKind kind, MultiPassRecordIter& iter, IQv
     status = AddToStatistics(iter, dynamic_cast<QvAccumStatsLogistic&>(sums));
   }
   sums.fNUsed =
-      fPatternExtractor != nullptr ? fPatternExtractor->GetRowCount() : fRecordCounts.fUsedLater;
+      fPatternExtractor != nullptr ? fPatternExtractor->GetRecordCount() : fRecordCounts.fUsedLater;
   return status;
 }
 

@@ -72,6 +72,10 @@ class QvPatternTable : public IQvKeptRows {
   /// is not within its bound. May throw std::bad_alloc.
   double* AppendRow(const std::vector<int>& codes);
   [[nodiscard]] long long GetRowCount() const { return fRowCount; }
+  /// Notes that a row counts as `n` records.
+  void CountRecords(long long n) { fRecordCount += n; }
+  /// How many records the rows count as.
+  [[nodiscard]] long long GetRecordCount() const { return fRecordCount; }
   [[nodiscard]] int GetPatternCount() const { return fKeys.GetCount(); }
   [[nodiscard]] const std::vector<int>& GetBounds() const { return fBounds; }
   [[nodiscard]] const std::vector<int>& GetPackedBounds() const { return fPackedBounds; }
@@ -151,6 +155,7 @@ class QvPatternTable : public IQvKeptRows {
   std::vector<Block> fBlocks;
   std::size_t fNShared = 0;
   long long fRowCount = 0;
+  long long fRecordCount = 0;
   bool fbArranged = false;
   std::vector<int> fWalk;     ///< Numbers of patterns in the order of the walk.
   std::vector<int> fIndices;  ///< In that order each pattern's parameters.

@@ -31,6 +31,8 @@ const char* RoleName(QvConst::QvVariableType type) {
       return "Frequency Weight";
     case QvConst::QvVarRegrWeight:
       return "Regression Weight";
+    case QvConst::QvVarRecordCount:
+      return "Record Count";
     case QvConst::QvVarNone:
       break;
   }
@@ -140,6 +142,7 @@ bool QvPatternTabulator::AddValues(const double* record) {
   if (local < 0) return false;
   double* row = fpRows->AppendRow(fCodes);
   if (row == nullptr) return false;
+  fpRows->CountRecords(fFactorTables.RecordCount(record));
   fExtractor.ExtractRecord(row, record);
   row[fRowLayout.fDependent] = local;
   return true;
@@ -336,7 +339,7 @@ void QvPatternTabulator::Display() const {
   QvComponentDisplay::DisplayI("fNAnalysVars", fExtractor.GetExtractSize());
   DisplayPatterns();
   // Records count when they are read for the factor tables, and once more when they are stored.
-  QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead + fpRows->GetRowCount());
+  QvComponentDisplay::DisplayCount("fRecordCount", fRecordCounts.fRead + fpRows->GetRecordCount());
   QvComponentDisplay::DisplayCount("fValidCount", fRecordCounts.fUsed);
   QvComponentDisplay::DisplayB("fbFactorTableFilled", fbFactorTableFilled);
   QvComponentDisplay::DisplayB("fbRowPatternsCreated", fbRowPatternsCreated);

@@ -74,7 +74,8 @@ class QvPatternTabulator : public IQvDataHandler {
   /// The number of distinct patterns.
   [[nodiscard]] int GetPatternCount() const { return fpRows->GetPatternCount(); }
   [[nodiscard]] bool HasRows() const { return fbRowPatternsCreated; }
-  [[nodiscard]] long long GetRowCount() const { return fpRows->GetRowCount(); }
+  /// How many records the stored rows count as.
+  [[nodiscard]] long long GetRecordCount() const { return fpRows->GetRecordCount(); }
   /// Takes the stored rows of other records, kept from a tabulator of the same settings and tables.
   void SetRows(std::unique_ptr<QvPatternTable> rows);
   /// Gives the stored rows away; null before they exist.

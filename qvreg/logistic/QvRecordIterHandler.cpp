@@ -70,7 +70,7 @@ QvStatus QvRecordIterHandler::MakePass(bool llOnly) {
         if (verdict != QvRecordVerdict::kValid) return true;
         // A record that the first pass could not count takes no part.
         if (tables != nullptr && !tables->IsInRange(record)) return true;
-        ++nUsed;
+        nUsed += tables == nullptr ? 1 : tables->RecordCount(record);
         if (AddRecord(record, llOnly)) return true;
         fStatus = status = QvStatus(QvStatusCode::kStageMissing, false);
         return false;

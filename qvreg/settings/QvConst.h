@@ -16,7 +16,9 @@ enum QvVariableType : int {
   QvVarRegrWeight = 2,  ///< Its precision, the inverse of its variance, above 0.
   QvVarFactor = 3,      ///< A category code from 0 on; below -0.5 when missing.
   QvVarCovariate = 4,   ///< A number.
-  QvVarDependent = 5    ///< A number; for a logistic model a category code.
+  QvVarDependent = 5,   ///< A number; for a logistic model a category code.
+  // Apart from the roles that a model needs.
+  QvVarRecordCount = 100  ///< How many identical records it is counted as, 1 or more; no weight.
 };
 
 /// Fit statistics; a model answers the missing value for those that it does not serve. The n of Cox

@@ -85,6 +85,13 @@ bool QvRegSettings::SetRegrWeightVar(int var) {
   return true;
 }
 
+bool QvRegSettings::SetRecordCountVar(int var) {
+  if (fRecordCountVar >= 0 || !IsFree(var)) return false;
+  if (!AssignRole(var, QvConst::QvVarRecordCount)) return false;
+  fRecordCountVar = var;
+  return true;
+}
+
 bool QvRegSettings::AddModelEffect(const QvModelEffect& effect) {
   return Append(fModelEffects, effect);
 }
@@ -101,7 +108,8 @@ bool QvRegSettings::AreRolesComplete() const {
   return HasRole(fDependVar, QvConst::QvVarDependent) && haveRole(fFactors, QvConst::QvVarFactor) &&
          haveRole(fCovariates, QvConst::QvVarCovariate) &&
          (fFreqWeightVar < 0 || HasRole(fFreqWeightVar, QvConst::QvVarFreqWeight)) &&
-         (fRegrWeightVar < 0 || HasRole(fRegrWeightVar, QvConst::QvVarRegrWeight));
+         (fRegrWeightVar < 0 || HasRole(fRegrWeightVar, QvConst::QvVarRegrWeight)) &&
+         (fRecordCountVar < 0 || HasRole(fRecordCountVar, QvConst::QvVarRecordCount));
 }
 
 void QvRegSettings::SetConfidenceLevel(double level) {
@@ -128,6 +136,7 @@ void QvRegSettings::Display() const {
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvRegSettings display start");
   QvComponentDisplay::DisplayI("fFreqWeightVar", fFreqWeightVar);
   QvComponentDisplay::DisplayI("fRegrWeightVar", fRegrWeightVar);
+  if (fRecordCountVar >= 0) QvComponentDisplay::DisplayI("fRecordCountVar", fRecordCountVar);
   QvComponentDisplay::DisplayI("Dependent Var", fDependVar);
   QvComponentDisplay::DisplayIV("Factors", fFactors);
   QvComponentDisplay::DisplayIV("Factor Sizes", fFactorSizes);

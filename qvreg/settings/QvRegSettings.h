@@ -50,6 +50,13 @@ class QVREG_EXPORT QvRegSettings {
   [[nodiscard]] bool SetFrequencyWeightVar(int var);
   /// Makes `var` the regression weight, with the same rule.
   [[nodiscard]] bool SetRegrWeightVar(int var);
+  /// Makes `var` the record count, once; false when refused. A host that hands out identical
+  /// records once, their number multiplied into the frequency weight, tells the same number here:
+  /// wherever records are counted (QvRecordCounts, unweighted counts by category, which break ties
+  /// of a classification) a record counts as so many, a whole number from 1 to 2^53. It is never a
+  /// weight. A record whose count is anything else is left out, as for a weight that is not above
+  /// 0.
+  [[nodiscard]] bool SetRecordCountVar(int var);
   /// Whether to `use` an intercept; the model has one by default.
   void SetInterceptUse(bool use) { fInterceptUse = use; }
   /// Sets the `tolerance`: the share of a diagonal below which a pivot counts as zero. 1e-12 by
@@ -94,6 +101,8 @@ class QVREG_EXPORT QvRegSettings {
   [[nodiscard]] int GetFrequencyWeightVar() const { return fFreqWeightVar; }
   /// Record index of the regression weight; -1 for none.
   [[nodiscard]] int GetRegrWeightVar() const { return fRegrWeightVar; }
+  /// Record index of the record count; -1 for none: every record counts as one.
+  [[nodiscard]] int GetRecordCountVar() const { return fRecordCountVar; }
   /// Whether the model has an intercept.
   [[nodiscard]] bool GetInterceptUse() const { return fInterceptUse; }
   /// See SetTolerance.
@@ -157,4 +166,5 @@ class QVREG_EXPORT QvRegSettings {
   QvConst::QvCovbType fCovbType = QvConst::QvCovbDefault;
   bool fRefineEstimates = false;
   int fMaxRefinements = 1;
+  int fRecordCountVar = -1;
 };

@@ -109,6 +109,12 @@ void ReadRoles(QvByteReader& reader, QvRegSettings& settings) {
   setWeights(QvConst::QvVarFreqWeight,
              [&](int var) { return settings.SetFrequencyWeightVar(var); });
   setWeights(QvConst::QvVarRegrWeight, [&](int var) { return settings.SetRegrWeightVar(var); });
+  // Its role says all of it.
+  const auto count = std::find(roles.begin(), roles.end(), QvConst::QvVarRecordCount);
+  if (count != roles.end()) {
+    set(static_cast<int>(count - roles.begin()),
+        [&](int var) { return settings.SetRecordCountVar(var); });
+  }
   const std::vector<QvConst::QvVariableType>& made = settings.GetVariableTypes();
   if (!std::equal(roles.begin(), roles.end(), made.begin(), made.end())) reader.Fail();
 }

@@ -127,10 +127,11 @@ TEST(JsonReportLogistic, HasTheseNames) {
             (Texts{"category", "label", "levels", "covariates", "estimate", "std_error",
                    "statistic", "p_value", "conf_low", "conf_high", "redundant"}));
   EXPECT_EQ(Names(report["fit"]),
-            (Texts{"iterations", "step_halvings", "outcome", "outcome_code", "separation",
-                   "converged", "in_memory", "loglik_initial", "loglik", "loglik_change",
-                   "parameter_change", "chi_square", "chi_square_df", "p_value", "cox_snell",
-                   "nagelkerke", "mcfadden", "aic", "bic"}));
+            (Texts{"iterations",     "step_halvings", "outcome",       "outcome_code",
+                   "separation",     "converged",     "in_memory",     "distinct_records",
+                   "loglik_initial", "loglik",        "loglik_change", "parameter_change",
+                   "chi_square",     "chi_square_df", "p_value",       "cox_snell",
+                   "nagelkerke",     "mcfadden",      "aic",           "bic"}));
   EXPECT_EQ(Names(report["classification"]), (Texts{"categories", "table"}));
 }
 
@@ -141,18 +142,36 @@ TEST(JsonReportLogistic, CarriesEveryValue) {
   EXPECT_EQ(report["dependent_levels"], (Json{{{"level", "high"}, {"weight", 500.0}},
                                               {{"level", "low"}, {"weight", 1000.0}},
                                               {{"level", "mid"}, {"weight", 500.5}}}));
-  const Json expected = {
-      {"iterations", 7},       {"step_halvings", 2},        {"outcome", "both_converged"},
-      {"outcome_code", 3},     {"separation", "none"},      {"converged", true},
-      {"in_memory", true},     {"loglik_initial", -2197.5}, {"loglik", -2000.25},
-      {"loglik_change", 1e-9}, {"parameter_change", 1e-7},  {"chi_square", 394.5},
-      {"chi_square_df", 4},    {"p_value", 4e-85},          {"cox_snell", 0.125},
-      {"nagelkerke", 0.25},    {"mcfadden", 0.1},           {"aic", 4012.5},
-      {"bic", 4046.0}};
+  const Json expected = {{"iterations", 7},
+                         {"step_halvings", 2},
+                         {"outcome", "both_converged"},
+                         {"outcome_code", 3},
+                         {"separation", "none"},
+                         {"converged", true},
+                         {"in_memory", true},
+                         {"distinct_records", 640},
+                         {"loglik_initial", -2197.5},
+                         {"loglik", -2000.25},
+                         {"loglik_change", 1e-9},
+                         {"parameter_change", 1e-7},
+                         {"chi_square", 394.5},
+                         {"chi_square_df", 4},
+                         {"p_value", 4e-85},
+                         {"cox_snell", 0.125},
+                         {"nagelkerke", 0.25},
+                         {"mcfadden", 0.1},
+                         {"aic", 4012.5},
+                         {"bic", 4046.0}};
   EXPECT_EQ(report["fit"], expected);
   EXPECT_EQ(report["classification"]["categories"], (Json{"high", "low", "mid"}));
   EXPECT_EQ(report["classification"]["table"],
             (Json{{400.0, 100.0, 0.0}, {0.0, 750.0, 250.0}, {500.5, 0.0, 0.0}}));
+}
+
+TEST(JsonReportLogistic, OfRecordsOneByOneHasNoNumberOfDistinctOnes) {
+  FitResult fit = SampleLogisticFit();
+  fit.logistic->distinctRecords = {};
+  EXPECT_TRUE(Json::parse(JsonReport(fit))["fit"]["distinct_records"].is_null());
 }
 
 TEST(JsonReportLogistic, ParametersKeepTheirOrderAndCategory) {

@@ -72,6 +72,7 @@ inline FitResult SampleLogisticFit() {
   LogisticFit& logistic = fit.logistic.emplace();
   logistic.levels = {{"high", 500.0}, {"low", 1000.0}, {"mid", 500.5}};
   logistic.inMemory = true;
+  logistic.distinctRecords = 640;
   logistic.iterations = 7;
   logistic.stepHalvings = 2;
   logistic.outcomeCode = 3;

@@ -67,6 +67,8 @@ const std::vector<Function>& Functions() {
       QV_CALL(qvreg_settings, qvreg_settings_add_covariate, 9),
       QV_CALL(qvreg_settings, qvreg_settings_set_frequency_weight, 10),
       QV_CALL(qvreg_settings, qvreg_settings_set_regression_weight, 11),
+      QV_CALL(qvreg_settings, qvreg_settings_set_record_count, 12),
+      QV_CALL(qvreg_settings, qvreg_settings_get_record_count, &a.i),
       QV_CALL(qvreg_settings, qvreg_settings_add_effect, k.effect.get()),
       QV_CALL(qvreg_settings, qvreg_settings_get_effect, 0, &effect),
       QV_CALL(qvreg_settings, qvreg_settings_get_roles, Room<qvreg_roles>()),

@@ -91,6 +91,27 @@ TEST(CSettings, RefuseASecondRole) {
   EXPECT_EQ(qvreg_settings_set_regression_weight(s, 0, nullptr), QVREG_SETTING_REFUSED);
 }
 
+TEST(CSettings, TakeARecordCountOnce) {
+  const CSettings settings = Make(QVREG_MODEL_LOGISTIC);
+  qvreg_settings* s = settings.get();
+  std::int32_t variable = 0;
+  EXPECT_EQ(qvreg_settings_get_record_count(s, &variable, nullptr), QVREG_OK);
+  EXPECT_EQ(variable, -1);
+  EXPECT_EQ(qvreg_settings_set_record_count(s, 4, nullptr), QVREG_OK);
+  EXPECT_EQ(qvreg_settings_get_record_count(s, &variable, nullptr), QVREG_OK);
+  EXPECT_EQ(variable, 4);
+  qvreg_error error = QVREG_ERROR_INIT;
+  EXPECT_EQ(qvreg_settings_set_record_count(s, 5, &error), QVREG_SETTING_REFUSED);
+  EXPECT_STREQ(error.message,
+               "The settings have a record count, variable 4, and it cannot be replaced; make new "
+               "settings.");
+  const CSettings other = Make(QVREG_MODEL_LINEAR);
+  ASSERT_EQ(qvreg_settings_add_covariate(other.get(), 0, nullptr), QVREG_OK);
+  EXPECT_EQ(qvreg_settings_set_record_count(other.get(), 0, &error), QVREG_SETTING_REFUSED);
+  EXPECT_STREQ(error.message,
+               "Variable 0 cannot be the record count: it has a role already; a variable has one.");
+}
+
 TEST(CSettings, RefuseNegativeVariablesAndNoCategories) {
   const CSettings settings = Make(QVREG_MODEL_LINEAR);
   qvreg_settings* s = settings.get();

@@ -319,4 +319,25 @@ TEST(QvRegRecordValidator, DisplayPrintsRolesAndCategories) {
             "QvRegRecordValidator display end\n");
 }
 
+TEST(QvRegRecordValidator, ARecordCountIsAWholeNumberFromOneOn) {
+  QvRegRecordValidator validator;
+  validator.SetRecordInfo({QvConst::QvVarDependent, QvConst::QvVarRecordCount}, {}, {}, 0);
+  const auto verdictOf = [&](double count) {
+    QvStatus status;
+    const QvRecordVerdict verdict = validator.CheckRecord(MakeRecord({1.0, count}), status);
+    EXPECT_FALSE(status.IsError());
+    return verdict;
+  };
+  constexpr double kMost = 0x1p53;
+  for (const double count : {1.0, 2.0, 1e6, kMost}) {
+    EXPECT_EQ(verdictOf(count), QvRecordVerdict::kValid) << count;
+  }
+  for (const double count : {0.0, 0.5, 1.5, -1.0, kMost + 2.0, kMissing, kInfinity,
+                             std::numeric_limits<double>::quiet_NaN()}) {
+    EXPECT_EQ(verdictOf(count), QvRecordVerdict::kBadWeight) << count;
+  }
+  QvStatus status;
+  EXPECT_TRUE(validator.IsValid4Scoring(MakeRecord({1.0, 0.0}), status));
+}
+
 }  // namespace

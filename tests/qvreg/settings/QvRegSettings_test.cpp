@@ -32,13 +32,14 @@ class NeverCancel : public QvQueryCancel {
   bool QueryWillCancel() override { return false; }
 };
 
-/// The five ways to give a variable its role; each answers whether it was accepted.
+/// The ways to give a variable its role; each answers whether it was accepted.
 const std::vector<std::function<bool(QvRegSettings&, int)>> kRoleSetters = {
     [](QvRegSettings& settings, int var) { return settings.SetDependent(var); },
     [](QvRegSettings& settings, int var) { return settings.AddFactor(var, 3) > 0; },
     [](QvRegSettings& settings, int var) { return settings.AddCovariate(var) > 0; },
     [](QvRegSettings& settings, int var) { return settings.SetFrequencyWeightVar(var); },
-    [](QvRegSettings& settings, int var) { return settings.SetRegrWeightVar(var); }};
+    [](QvRegSettings& settings, int var) { return settings.SetRegrWeightVar(var); },
+    [](QvRegSettings& settings, int var) { return settings.SetRecordCountVar(var); }};
 
 TEST(QvRegSettings, HasItsDefaults) {
   QvRegSettings settings;
@@ -185,6 +186,18 @@ TEST(QvRegSettings, ASecondRegressionWeightReplacesTheFirstWhichKeepsItsRole) {
   EXPECT_EQ(settings.GetRegrWeightVar(), 4);
   EXPECT_EQ(settings.AddFactor(3, 2), -1);
   EXPECT_FALSE(settings.SetDependent(3));
+}
+
+TEST(QvRegSettings, TheRecordCountIsSetOnce) {
+  QvRegSettings settings;
+  EXPECT_EQ(settings.GetRecordCountVar(), -1);
+  EXPECT_TRUE(settings.SetDependent(0));
+  EXPECT_TRUE(settings.SetRecordCountVar(2));
+  EXPECT_FALSE(settings.SetRecordCountVar(3));
+  EXPECT_EQ(settings.GetRecordCountVar(), 2);
+  EXPECT_EQ(settings.GetVariableTypes(),
+            (Types{QvConst::QvVarDependent, QvConst::QvVarNone, QvConst::QvVarRecordCount}));
+  EXPECT_TRUE(settings.AreRolesComplete());
 }
 
 TEST(QvRegSettings, ModelEffectsAreCopiedInTheOrderAdded) {

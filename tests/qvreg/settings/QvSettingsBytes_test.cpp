@@ -1,6 +1,7 @@
 #include "qvreg/settings/QvSettingsBytes.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <vector>
@@ -90,6 +91,32 @@ TEST(SettingsBytes, KeepTheRoleOfAWeightThatWasReplaced) {
   ASSERT_NE(read, nullptr);
   EXPECT_EQ(read->GetFrequencyWeightVar(), 1);
   EXPECT_EQ(read->GetVariableTypes(), settings.GetVariableTypes());
+}
+
+TEST(SettingsBytes, HoldTheRecordCount) {
+  QvRegSettings settings;
+  ASSERT_TRUE(settings.SetDependent(0));
+  const std::size_t size = BytesOf(settings).size();
+  ASSERT_TRUE(settings.SetRecordCountVar(2));
+  EXPECT_EQ(BytesOf(settings).size(), size + 2 * sizeof(int)) << "two more roles";
+  const auto read = SettingsOf(BytesOf(settings));
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(read->GetRecordCountVar(), 2);
+  EXPECT_EQ(read->GetVariableTypes(), settings.GetVariableTypes());
+}
+
+TEST(SettingsBytes, WithTwoRecordCountsAreRefused) {
+  QvRegSettings settings;
+  ASSERT_TRUE(settings.SetDependent(0));
+  ASSERT_TRUE(settings.SetFrequencyWeightVar(1));
+  ASSERT_TRUE(settings.SetRecordCountVar(2));
+  QvBytes bytes = BytesOf(settings);
+  // Behind the kind of model and the number of roles, four bytes each.
+  const std::size_t role = 1 + sizeof(std::uint64_t) + sizeof(int);
+  ASSERT_EQ(bytes[role], QvConst::QvVarFreqWeight);
+  bytes[role] = QvConst::QvVarRecordCount;
+  QvByteReader reader(bytes);
+  EXPECT_EQ(ReadSettings(reader), nullptr);
 }
 
 TEST(SettingsBytes, ThatAreCutAreRefused) {

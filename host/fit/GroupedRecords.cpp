@@ -1,0 +1,221 @@
+#include "host/fit/GroupedRecords.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <random>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "host/Error.h"
+#include "host/Threads.h"
+#include "host/fit/RecordPatterns.h"
+
+namespace qvhost {
+
+namespace {
+
+constexpr std::int64_t kFewestRecords = 10000;
+
+constexpr int kMostThreads = 4;
+
+/// Records that follow each other in the sample, and the most of all; of a smaller table a share.
+constexpr std::int64_t kSampleRun = 64;
+constexpr std::int64_t kMostSampled = 16384;
+constexpr std::int64_t kSampleShare = 8;
+
+/// Values that a thread reads between two calls of the progress: 1 MB.
+constexpr std::int64_t kValuesAtOnce = std::int64_t{1} << 17;
+
+/// How many distinct records may be found: fewer than half, and no more than memory allows.
+std::size_t MostPatterns(const CodedTable& table, std::size_t bytes) {
+  constexpr std::size_t kBytesBeside = 40;
+  const std::int64_t half = (std::max<std::int64_t>(table.RecordCount(), 1) - 1) / 2;
+  const std::size_t each =
+      sizeof(double) * static_cast<std::size_t>(table.RecordSize()) + kBytesBeside;
+  return std::min(bytes / each, static_cast<std::size_t>(half));
+}
+
+/// The digests of some records: a run of them from a random place in each of many equal stretches.
+std::vector<std::uint64_t> Sample(const CodedTable& table) {
+  const std::int64_t records = table.RecordCount();
+  const std::int64_t runs = std::min(kMostSampled, records / kSampleShare) / kSampleRun;
+  const auto size = static_cast<std::size_t>(table.RecordSize());
+  std::vector<double> values(static_cast<std::size_t>(kSampleRun) * size);
+  std::vector<std::uint64_t> digests;
+  std::mt19937_64 places;  // NOLINT(*-msc51-cpp,*-msc32-c): the same sample in every run
+  for (std::int64_t run = 0; run < runs; ++run) {
+    const std::int64_t begin = records / runs * run;
+    const auto spare = static_cast<std::uint64_t>(records / runs - kSampleRun + 1);
+    table.ReadRecords(begin + static_cast<std::int64_t>(places() % spare), values);
+    for (std::size_t at = 0; at < values.size(); at += size) {
+      digests.push_back(HashOf(std::span(values).subspan(at, size)));
+    }
+  }
+  return digests;
+}
+
+/// How many distinct records a table of so many is likely to have at least, from those in a sample
+/// that occur there once and twice (Chao, Nonparametric estimation of the number of classes in a
+/// population, Scandinavian Journal of Statistics 11, 1984): a few that occur twice among thousands
+/// tell of many equal ones in the table. The estimate is for a sample with replacement. Where each
+/// of P distinct records stands in the table c times, one without has only c - 1 others for each to
+/// be equal to, and the estimate is too large by the factor c / (c - 1).
+double EstimateDistinct(std::vector<std::uint64_t> digests, double records) {
+  std::ranges::sort(digests);
+  double distinct = 0.0;
+  double once = 0.0;
+  double twice = 0.0;
+  for (auto at = digests.begin(); at != digests.end();) {
+    const auto end = std::upper_bound(at, digests.end(), *at);
+    distinct += 1.0;
+    if (end - at == 1) once += 1.0;
+    if (end - at == 2) twice += 1.0;
+    at = end;
+  }
+  const double estimate = distinct + once * (once - 1.0) / (2.0 * (twice + 1.0));
+  return estimate / (1.0 + estimate / records);
+}
+
+/// Groups the records of one table. Borrows everything it is made of.
+class Grouper {
+ public:
+  Grouper(const CodedTable& table, const GroupingOptions& options)
+      : table_(table),
+        options_(options),
+        size_(static_cast<std::size_t>(table.RecordSize())),
+        most_(MostPatterns(table, options.mostBytes)) {}
+
+  /// None when the records are not to be grouped.
+  std::optional<GroupedRecords> Run() {
+    if (table_.RecordCount() < kFewestRecords) return std::nullopt;
+    if (IsLikelyDistinct()) return std::nullopt;
+    const std::optional<RecordPatterns> patterns = FindPatterns();
+    if (!patterns || !AreWeightsFinite(*patterns)) return std::nullopt;
+    return Write(*patterns);
+  }
+
+ private:
+  /// A stretch of the table that one thread reads.
+  struct Stretch {
+    std::int64_t next;
+    std::int64_t end;
+    RecordPatterns patterns;
+    std::vector<double> values;
+    bool isFull = false;
+  };
+
+  [[nodiscard]] bool IsLikelyDistinct() const {
+    const auto records = static_cast<double>(table_.RecordCount());
+    return EstimateDistinct(Sample(table_), records) > static_cast<double>(most_);
+  }
+
+  std::optional<RecordPatterns> FindPatterns() {
+    const std::int64_t count = std::clamp(options_.threads, 1, kMostThreads);
+    std::vector<Stretch> stretches;
+    for (std::int64_t k = 0; k < count; ++k) {
+      const std::int64_t records = table_.RecordCount();
+      stretches.push_back({records * k / count, records * (k + 1) / count, {size_, most_}, {}});
+    }
+    const auto isFull = [](const Stretch& stretch) { return stretch.isFull; };
+    const auto hasMore = [](const Stretch& stretch) { return stretch.next < stretch.end; };
+    while (std::ranges::any_of(stretches, hasMore)) {
+      ForEachOnThreads(static_cast<int>(count), stretches.size(),
+                       [&](std::size_t k) { ReadOn(stretches[k]); });
+      if (std::ranges::any_of(stretches, isFull)) return std::nullopt;
+      Report(stretches);
+    }
+    // In the order of the table, so that the number of stretches does not show.
+    for (std::size_t k = 1; k < stretches.size(); ++k) {
+      if (!stretches.front().patterns.Merge(stretches[k].patterns)) return std::nullopt;
+    }
+    return std::move(stretches.front().patterns);
+  }
+
+  void ReadOn(Stretch& stretch) const {
+    const std::int64_t atOnce =
+        std::max<std::int64_t>(kValuesAtOnce / static_cast<std::int64_t>(size_), 1);
+    const std::int64_t records = std::min(atOnce, stretch.end - stretch.next);
+    stretch.values.resize(static_cast<std::size_t>(records) * size_);
+    if (records == 0) return;
+    table_.ReadRecords(stretch.next, stretch.values);
+    stretch.next += records;
+    for (std::size_t at = 0; at < stretch.values.size(); at += size_) {
+      const std::span<const double> record = std::span(stretch.values).subspan(at, size_);
+      if (stretch.patterns.Add(record)) continue;
+      stretch.isFull = true;
+      return;
+    }
+  }
+
+  void Report(const std::vector<Stretch>& stretches) const {
+    if (options_.interrupt.Requested()) throw Cancelled();
+    if (!options_.progress) return;
+    std::int64_t left = 0;
+    for (const Stretch& stretch : stretches) left += stretch.end - stretch.next;
+    options_.progress(table_.RecordCount() - left);
+  }
+
+  /// That of a record, times how many there are.
+  [[nodiscard]] double WeightOf(const RecordPatterns& patterns, std::size_t pattern) const {
+    const auto count = static_cast<double>(patterns.Count(pattern));
+    if (options_.freqWeight < 0) return count;
+    const double weight = patterns.Values(pattern)[static_cast<std::size_t>(options_.freqWeight)];
+    return weight > 0.0 ? weight * count : weight;
+  }
+
+  [[nodiscard]] bool AreWeightsFinite(const RecordPatterns& patterns) const {
+    for (std::size_t pattern = 0; pattern < patterns.Size(); ++pattern) {
+      if (!std::isfinite(WeightOf(patterns, pattern))) return false;
+    }
+    return true;
+  }
+
+  [[nodiscard]] GroupedRecords Write(const RecordPatterns& patterns) const {
+    const bool addsWeight = options_.freqWeight < 0;
+    const std::size_t weight = addsWeight ? size_ : static_cast<std::size_t>(options_.freqWeight);
+    const std::size_t count = size_ + (addsWeight ? 1 : 0);
+    SpoolFile file(options_.spoolDir);
+    std::vector<double> record(count + 1);
+    for (std::size_t pattern = 0; pattern < patterns.Size(); ++pattern) {
+      std::ranges::copy(patterns.Values(pattern), record.begin());
+      record[weight] = WeightOf(patterns, pattern);
+      record[count] = static_cast<double>(patterns.Count(pattern));
+      file.Append(record);
+    }
+    file.Flush();
+    file.Rewind();
+    std::vector<CodedColumn> columns = table_.Columns();
+    while (columns.size() <= count) columns.push_back(CountColumn(patterns));
+    return {CodedTable(std::move(file), std::move(columns),
+                       static_cast<std::int64_t>(patterns.Size()), table_.MissingStrings()),
+            static_cast<int>(weight), static_cast<int>(count)};
+  }
+
+  static CodedColumn CountColumn(const RecordPatterns& patterns) {
+    CodedColumn column;
+    column.label = "number of identical records";
+    column.areZerosAndOnes = false;
+    for (std::size_t pattern = 0; pattern < patterns.Size(); ++pattern) {
+      const auto count = static_cast<double>(patterns.Count(pattern));
+      column.lowest = std::min(column.lowest, count);
+      column.highest = std::max(column.highest, count);
+    }
+    return column;
+  }
+
+  const CodedTable& table_;
+  const GroupingOptions& options_;
+  std::size_t size_;
+  std::size_t most_;  ///< Distinct records.
+};
+
+}  // namespace
+
+std::optional<GroupedRecords> GroupRecords(const CodedTable& table,
+                                           const GroupingOptions& options) {
+  return Grouper(table, options).Run();
+}
+
+}  // namespace qvhost

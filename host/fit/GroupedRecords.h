@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "host/fit/Interrupt.h"
+#include "host/table/CodedTable.h"
+
+namespace qvhost {
+
+/// The distinct records of a table, each with the number of times that it stands there.
+///
+/// The columns are those of the table, of which they tell the same (missing values, levels, limits
+/// of all its records). Then follow a frequency weight, unless the records have one, and the number
+/// of records. The frequency weight is multiplied by that number where it is above 0. -0 is 0.
+struct GroupedRecords {
+  CodedTable table;
+  int freqWeight = 0;  ///< Position of the frequency weight.
+  int count = 0;       ///< Position of the number of records.
+};
+
+/// How to group. Every field but the interrupt has a default.
+struct GroupingOptions {
+  const Interrupt& interrupt;
+  int freqWeight = -1;        ///< Position of the table's frequency weight; -1 for none.
+  std::string spoolDir = {};  ///< Folder of the temporary file; empty for the system's.
+  int threads = 1;            ///< How many may work; the result does not depend on it.
+  /// What each of up to four threads may take for the distinct records that it found.
+  std::size_t mostBytes = std::size_t{64} << 20;
+  /// Called on the calling thread now and then with the number of records seen; may be empty.
+  std::function<void(long long records)> progress = {};
+};
+
+/// Groups the records of a table, in the order in which each stands there first. Memory is bounded
+/// whatever the table.
+///
+/// None where a fit would gain little: of fewer than 10,000 records, or where half of them or more
+/// are distinct, which a sample tells before the rest is read, if it can; it is taken at places
+/// that depend on the number of records alone. None where the distinct ones need more memory than
+/// allowed, or a frequency weight would leave the range of a double. Others may read the table
+/// meanwhile. Throws Error (kRunFailed) for a temporary file that cannot be read or written,
+/// Cancelled when interrupted.
+[[nodiscard]] std::optional<GroupedRecords> GroupRecords(const CodedTable& table,
+                                                         const GroupingOptions& options);
+
+}  // namespace qvhost
