@@ -157,7 +157,8 @@ TEST_F(QvPanelPassTest, HandsOverTheCountedRecordsOfABlockTogether) {
   const std::vector<Panels> expected{{{1}, {2}, {3}, {4}, {6}},
                                      {{1, 2}, {3}, {4}, {6}},
                                      {{1, 2}, {3, 4}, {6}},
-                                     {{1, 2, 3}, {4, 6}}};
+                                     {{1, 2, 3}, {4, 6}},
+                                     {{1, 2, 3}, {4}, {6}}};
   for (std::size_t rows = 1; rows <= expected.size(); ++rows) {
     panels_.clear();
     qvtest::BlockIter iter(records_, rows);
