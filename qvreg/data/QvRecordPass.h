@@ -1,9 +1,12 @@
 #pragma once
 
+#include <cstddef>
+
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/common/Record.h"
+#include "qvreg/data/IQvRecordBlocks.h"
 #include "qvreg/data/MultiPassRecordIter.h"
-#include "qvreg/data/QvBlockReader.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 
@@ -26,7 +29,11 @@ class QvRecordPass {
  public:
   QvRecordPass(QvCommon::MultiPassRecordIter& iter, QvCancelInfo& cancel,
                const QvRegRecordValidator& validator, const QvRecordPassEnds& ends = {})
-      : fReader(iter), fCancel(cancel), fValidator(validator), fEnds(ends) {}
+      : fIter(iter),
+        fpBlocks(dynamic_cast<QvCommon::IQvRecordBlocks*>(&iter)),
+        fCancel(cancel),
+        fValidator(validator),
+        fEnds(ends) {}
 
   /// Reads the data once from the start. `onRecord(const double* values, QvRecordVerdict,
   /// QvStatus&)` is called for every record that the validator does not refuse as an error; it
@@ -36,28 +43,34 @@ class QvRecordPass {
   QvCommon::QvStatus Run(OnRecord&& onRecord) {
     return Start() ? ReadOn(onRecord) : fEnds.fEmpty;
   }
+  /// The same for a caller that takes several records together: the values of one stay where they
+  /// are until `onBlockEnd(QvStatus&)`, which answers as onRecord, returns.
+  template <typename OnRecord, typename OnBlockEnd>
+  QvCommon::QvStatus Run(OnRecord&& onRecord, OnBlockEnd&& onBlockEnd) {
+    return Start() ? ReadOn(onRecord, onBlockEnd) : fEnds.fEmpty;
+  }
 
   /// The two halves of Run, for a caller that reads what an iterator delivers after refusing the
   /// pass. Start goes to the first record; false when the iterator refuses.
-  [[nodiscard]] bool Start() { return fReader.Iter().NewPass() == QvCommon::kIterOk; }
+  [[nodiscard]] bool Start() { return fIter.NewPass() == QvCommon::kIterOk; }
   /// Reads from there to the end, as Run does.
   template <typename OnRecord>
   QvCommon::QvStatus ReadOn(OnRecord&& onRecord) {
-    const QvCommon::MultiPassRecordIter& iter = fReader.Iter();
-    if (!iter.HasMore()) return fEnds.fEmpty;
+    return ReadOn(onRecord, [](QvCommon::QvStatus&) { return true; });
+  }
+  template <typename OnRecord, typename OnBlockEnd>
+  QvCommon::QvStatus ReadOn(OnRecord&& onRecord, OnBlockEnd&& onBlockEnd) {
+    if (!fIter.HasMore()) return fEnds.fEmpty;
     QvCommon::QvStatus status;
-    while (iter.HasMore()) {
+    const auto take = [&](const double* values, int size) {
+      const QvRecordVerdict verdict = fValidator.CheckRecord(values, size, status);
+      return verdict != QvRecordVerdict::kError && onRecord(values, verdict, status);
+    };
+    while (fIter.HasMore()) {
       if (fCancel.StopRequested()) return fEnds.fCancelled;
-      QvLentBlock block(fReader);
-      if (!block.HasMore()) return fEnds.fMissingRecord;
-      for (;;) {
-        const double* values = block.Next();
-        const QvRecordVerdict verdict = fValidator.CheckRecord(values, block.Get().fSize, status);
-        if (verdict == QvRecordVerdict::kError) return status;
-        if (!onRecord(values, verdict, status)) return status;
-        if (!block.HasMore()) break;
-        if (fCancel.StopRequested()) return fEnds.fCancelled;
-      }
+      const bool goesOn = fpBlocks != nullptr ? ReadBlock(take, onBlockEnd, status)
+                                              : ReadRecord(take, onBlockEnd, status);
+      if (!goesOn) return status;
     }
     return status;
   }
@@ -71,7 +84,55 @@ class QvRecordPass {
   [[nodiscard]] const QvCancelInfo& GetCancelInfo() const { return fCancel; }
 
  private:
-  QvBlockReader fReader;
+  /// A block, which it ends as the iterator asks for; counts what was read of it.
+  class LentBlock {
+   public:
+    explicit LentBlock(QvCommon::IQvRecordBlocks& blocks)
+        : fBlocks(blocks), fBlock(blocks.NextBlock()) {}
+    LentBlock(const LentBlock&) = delete;
+    LentBlock& operator=(const LentBlock&) = delete;
+    ~LentBlock() {
+      if (fBlock.fCount > 0) fBlocks.EndBlock(fNRead);
+    }
+
+    [[nodiscard]] bool HasMore() const { return fNRead < fBlock.fCount; }
+    [[nodiscard]] int RecordSize() const { return fBlock.fSize; }
+    /// The next record's values. REQUIRES: HasMore().
+    const double* Next() { return fBlock.Row(fNRead++); }
+
+   private:
+    QvCommon::IQvRecordBlocks& fBlocks;
+    const QvCommon::QvRecordBlock fBlock;
+    std::size_t fNRead = 0;
+  };
+
+  /// Reads the next record, or all of the next block; false, with the status set, when the pass
+  /// ends there. `take(values, size)` is for each record.
+  template <typename Take, typename OnBlockEnd>
+  bool ReadRecord(Take& take, OnBlockEnd& onBlockEnd, QvCommon::QvStatus& status) {
+    const QvCommon::Record* record = fIter.Next();
+    if (record != nullptr) return take(record->GetAll(), record->Size()) && onBlockEnd(status);
+    status = fEnds.fMissingRecord;
+    return false;
+  }
+  template <typename Take, typename OnBlockEnd>
+  bool ReadBlock(Take& take, OnBlockEnd& onBlockEnd, QvCommon::QvStatus& status) {
+    LentBlock block(*fpBlocks);
+    if (!block.HasMore()) {
+      status = fEnds.fMissingRecord;
+      return false;
+    }
+    for (;;) {
+      if (!take(block.Next(), block.RecordSize())) return false;
+      if (!block.HasMore()) return onBlockEnd(status);
+      if (!fCancel.StopRequested()) continue;
+      status = fEnds.fCancelled;
+      return false;
+    }
+  }
+
+  QvCommon::MultiPassRecordIter& fIter;
+  QvCommon::IQvRecordBlocks* const fpBlocks;  ///< The same object; null for one without.
   QvCancelInfo& fCancel;
   const QvRegRecordValidator& fValidator;
   const QvRecordPassEnds fEnds;

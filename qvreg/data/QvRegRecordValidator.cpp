@@ -1,6 +1,7 @@
 #include "qvreg/data/QvRegRecordValidator.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 
 #include "qvreg/common/Constants.h"
@@ -32,6 +33,20 @@ const char* RoleLabel(QvConst::QvVariableType type) {
   return "Unspecified";
 }
 
+/// True when one of the values from `next` to before `end` may be the missing value. Without a
+/// branch each, for covariates are many and seldom missing.
+bool MayBeMissing(const double* next, const double* end) {
+  // Of four values side by side; one that is not a number is never lower.
+  std::array<double, 4> lowest{};
+  for (; end - next >= 4; next += 4) {
+    for (std::size_t i = 0; i < 4; ++i) lowest[i] = next[i] < lowest[i] ? next[i] : lowest[i];
+  }
+  for (; next != end; ++next) lowest[0] = *next < lowest[0] ? *next : lowest[0];
+  bool isFound = false;
+  for (const double each : lowest) isFound |= each <= QvMV::gMissingValue;
+  return isFound;
+}
+
 QvRecordVerdict CheckNumber(double value) {
   return value == QvMV::gMissingValue ? QvRecordVerdict::kMissing : QvRecordVerdict::kValid;
 }
@@ -48,13 +63,13 @@ void QvRegRecordValidator::SetRecordInfo(const std::vector<QvConst::QvVariableTy
                                          int nTargetCategories) {
   fNTargetCategories = nTargetCategories;
   fVariableTypes = types;
-  fCovariates.clear();
+  fCovariateRuns.clear();
   fOthers.clear();
   fAllVariables.clear();
   for (int var = 0; var < static_cast<int>(types.size()); ++var) {
     const QvConst::QvVariableType type = types[static_cast<std::size_t>(var)];
     fAllVariables.push_back(var);
-    if (type == QvConst::QvVarCovariate) fCovariates.push_back(var);
+    if (type == QvConst::QvVarCovariate) AddCovariate(var);
     if (type != QvConst::QvVarCovariate && type != QvConst::QvVarNone) fOthers.push_back(var);
   }
   fNCategories.assign(types.size(), 0);
@@ -66,6 +81,12 @@ void QvRegRecordValidator::SetRecordInfo(const std::vector<QvConst::QvVariableTy
   const auto dependent = std::find(types.begin(), types.end(), QvConst::QvVarDependent);
   if (dependent == types.end()) return;
   fNCategories[static_cast<std::size_t>(dependent - types.begin())] = nTargetCategories;
+}
+
+void QvRegRecordValidator::AddCovariate(int var) {
+  const bool isNext = !fCovariateRuns.empty() && fCovariateRuns.back().second == var;
+  if (!isNext) fCovariateRuns.emplace_back(var, var);
+  ++fCovariateRuns.back().second;
 }
 
 QvRecordVerdict QvRegRecordValidator::CheckCategory(int var, double value, QvStatus& status) const {
@@ -90,9 +111,10 @@ QvRecordVerdict QvRegRecordValidator::CheckRecord(const double* values, int size
     status = QvStatus(QvStatusCode::kShortRecord, false);
     return QvRecordVerdict::kError;
   }
-  // Covariates are many and seldom missing: they are checked without a branch each.
   bool mayBeMissing = false;
-  for (const int var : fCovariates) mayBeMissing |= values[var] <= QvMV::gMissingValue;
+  for (const auto& [first, end] : fCovariateRuns) {
+    mayBeMissing |= MayBeMissing(values + first, values + end);
+  }
   return CheckInOrder(mayBeMissing ? fAllVariables : fOthers, values, status);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <utility>
 #include <vector>
 
 #include "qvreg/QvExport.h"
@@ -79,14 +80,17 @@ class QVREG_EXPORT QvRegRecordValidator {
  private:
   [[nodiscard]] QvRecordVerdict CheckCategory(int var, double value,
                                               QvCommon::QvStatus& status) const;
+  /// Adds a covariate behind those that there are.
+  void AddCovariate(int var);
   /// The verdict of the first of these variables that is not valid.
   QvRecordVerdict CheckInOrder(const std::vector<int>& variables, const double* values,
                                QvCommon::QvStatus& status) const;
   [[nodiscard]] bool HasTargetCategories() const { return fNTargetCategories >= 1; }
 
   std::vector<QvConst::QvVariableType> fVariableTypes;
-  /// Record indices: of the covariates, of all other variables with a role, of all.
-  std::vector<int> fCovariates;
+  /// The covariates by runs of neighbours: the first record index, and that behind the last.
+  std::vector<std::pair<int, int>> fCovariateRuns;
+  /// Record indices: of all other variables with a role, of all.
   std::vector<int> fOthers;
   std::vector<int> fAllVariables;
   int fNTargetCategories = 0;

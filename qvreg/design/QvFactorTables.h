@@ -1,6 +1,9 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "qvreg/common/QvScaledProduct.h"
@@ -205,6 +208,34 @@ QvCommon::QvStatus ForEachCountedRecord(QvRecordPass& pass, const QvFactorTables
         status = QvRecordPass::RefusedRecord(pass.GetCancelInfo());
         return false;
       });
+  if (!result.IsError()) counts.NoteLaterPass(nUsed);
+  return result;
+}
+
+/// The same by up to `kMost` records together: calls `step(std::span<const double* const>)` with
+/// the values of each, which lie in one block. An iterator that lends none gives one at a time.
+template <std::size_t kMost, typename Step>
+QvCommon::QvStatus ForEachCountedPanel(QvRecordPass& pass, const QvFactorTables& tables,
+                                       QvRecordCounts& counts, Step&& step) {
+  long long nUsed = 0;
+  std::array<const double*, kMost> records{};
+  std::size_t count = 0;
+  const auto take = [&](QvCommon::QvStatus& status) {
+    if (count == 0 || step(std::span<const double* const>(records.data(), count))) {
+      count = 0;
+      return true;
+    }
+    status = QvRecordPass::RefusedRecord(pass.GetCancelInfo());
+    return false;
+  };
+  const QvCommon::QvStatus result = pass.Run(
+      [&](const double* values, QvRecordVerdict verdict, QvCommon::QvStatus& status) {
+        if (verdict != QvRecordVerdict::kValid || !tables.IsInRange(values)) return true;
+        ++nUsed;
+        records[count++] = values;
+        return count < kMost || take(status);
+      },
+      take);
   if (!result.IsError()) counts.NoteLaterPass(nUsed);
   return result;
 }

@@ -4,7 +4,6 @@
 
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/data/IQvRecordBlocks.h"
-#include "qvreg/data/QvBlockReader.h"
 #include "qvreg/glm/QvGLMAlgorithm.h"
 #include "qvreg/logistic/QvLogAlgorithm.h"
 #include "qvreg/settings/QvLogRegSettings.h"
@@ -24,20 +23,42 @@ std::unique_ptr<QvRegAlgorithm> MakeAlgorithm(const QvRegSettings& settings) {
 }
 
 /// An iterator whose pass has been started already.
-class StartedIter final : public QvCommon::MultiPassRecordIter, public QvCommon::IQvRecordBlocks {
+class StartedIter : public QvCommon::MultiPassRecordIter {
  public:
-  explicit StartedIter(QvCommon::MultiPassRecordIter& iter) : fReader(iter) {}
+  explicit StartedIter(QvCommon::MultiPassRecordIter& iter) : fIter(iter) {}
 
-  [[nodiscard]] bool HasMore() const override { return fReader.Iter().HasMore(); }
-  const QvCommon::Record* Next() override { return fReader.Iter().Next(); }
-  [[nodiscard]] int GetFailReason() const override { return fReader.Iter().GetFailReason(); }
+  [[nodiscard]] bool HasMore() const override { return fIter.HasMore(); }
+  const QvCommon::Record* Next() override { return fIter.Next(); }
+  [[nodiscard]] int GetFailReason() const override { return fIter.GetFailReason(); }
   int NewPass() override { return QvCommon::kIterOk; }
-  QvCommon::QvRecordBlock NextBlock() override { return fReader.NextBlock(); }
-  void EndBlock(std::size_t nRead) noexcept override { fReader.EndBlock(nRead); }
 
  private:
-  QvBlockReader fReader;
+  QvCommon::MultiPassRecordIter& fIter;
 };
+
+/// One that lends blocks.
+class StartedBlocks final : public StartedIter, public QvCommon::IQvRecordBlocks {
+ public:
+  StartedBlocks(QvCommon::MultiPassRecordIter& iter, QvCommon::IQvRecordBlocks& blocks)
+      : StartedIter(iter), fBlocks(blocks) {}
+
+  QvCommon::QvRecordBlock NextBlock() override { return fBlocks.NextBlock(); }
+  void EndBlock(std::size_t nRead) noexcept override { fBlocks.EndBlock(nRead); }
+
+ private:
+  QvCommon::IQvRecordBlocks& fBlocks;
+};
+
+/// Calls `run` with the iterator, whose pass has been started.
+template <typename Run>
+QvStatus RunStarted(QvCommon::MultiPassRecordIter& iter, Run&& run) {
+  if (auto* blocks = dynamic_cast<QvCommon::IQvRecordBlocks*>(&iter); blocks != nullptr) {
+    StartedBlocks started(iter, *blocks);
+    return run(started);
+  }
+  StartedIter started(iter);
+  return run(started);
+}
 
 }  // namespace
 
@@ -88,11 +109,11 @@ QvStatus QvPassProcessor::RunPart(QvCommon::MultiPassRecordIter& iter, IQvPassSu
     if (isEmpty || reason == QvCommon::kIterEndOfData) return {};
     if (reason != QvCommon::kIterOk) return {QvStatusCode::kNoRecords, false};
   }
-  StartedIter started(iter);
   // An algorithm that an exception left halfway, or that stopped, is of no further use.
   std::unique_ptr<QvRegAlgorithm> algorithm = std::move(fpAlgorithm);
   algorithm->SwapKeptRows(rows);
-  const QvStatus status = algorithm->RunPart(fKind, started, sums);
+  const QvStatus status =
+      RunStarted(iter, [&](auto& started) { return algorithm->RunPart(fKind, started, sums); });
   algorithm->SwapKeptRows(rows);
   if (fpQuery != nullptr && fpQuery->QueryWillCancel()) return {QvStatusCode::kCancelled, false};
   // A part may be without a record that can be used.

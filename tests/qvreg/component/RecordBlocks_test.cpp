@@ -81,13 +81,22 @@ TEST_P(RecordBlocks, GiveTheBitsOfSingleRecords) {
   }
 }
 
+/// Is read by blocks alone.
+class BlocksAlone : public BlockIter {
+ public:
+  using BlockIter::BlockIter;
+  BlocksAlone(const BlocksAlone&) = delete;
+  BlocksAlone& operator=(const BlocksAlone&) = delete;
+  ~BlocksAlone() override { EXPECT_EQ(Nexts(), 0); }
+};
+
 /// Parts that lend blocks of rows.
 class BlockParts : public qvtest::VectorParts {
  public:
   BlockParts(const Records& records, std::size_t count, std::size_t rows)
       : VectorParts(records, count), rows_(rows) {}
   std::unique_ptr<QvCommon::MultiPassRecordIter> OpenPart(int part) override {
-    return std::make_unique<BlockIter>(Part(part), rows_);
+    return std::make_unique<BlocksAlone>(Part(part), rows_);
   }
 
  private:

@@ -168,6 +168,31 @@ TEST(QvRegRecordValidator, AWeightThatIsNotANumberSkipsTheRecordSilently) {
   }
 }
 
+TEST(QvRegRecordValidator, AMissingCovariateIsSeenWhereverItStands) {
+  using enum QvConst::QvVariableType;
+  const std::vector<QvConst::QvVariableType> types{QvVarCovariate, QvVarCovariate, QvVarNone,
+                                                   QvVarCovariate, QvVarDependent, QvVarCovariate,
+                                                   QvVarCovariate, QvVarCovariate, QvVarCovariate,
+                                                   QvVarCovariate, QvVarNone,      QvVarCovariate};
+  QvRegRecordValidator validator;
+  validator.SetRecordInfo(types, {}, {}, 0);
+  QvStatus status;
+  for (std::size_t var = 0; var < types.size(); ++var) {
+    std::vector<double> values(types.size(), 1.5);
+    const auto size = static_cast<int>(values.size());
+    EXPECT_EQ(validator.CheckRecord(values.data(), size, status), QvRecordVerdict::kValid);
+    values[var] = kMissing;
+    const bool isSeen = types[var] != QvVarNone;
+    EXPECT_EQ(validator.CheckRecord(values.data(), size, status),
+              isSeen ? QvRecordVerdict::kMissing : QvRecordVerdict::kValid)
+        << var;
+    for (const double number : {std::nan(""), -kInfinity, kInfinity}) {
+      values[var] = number;
+      EXPECT_EQ(validator.CheckRecord(values.data(), size, status), QvRecordVerdict::kValid) << var;
+    }
+  }
+}
+
 TEST(QvRegRecordValidator, AScaleDependentMayBeAnyNumberButTheMissingOne) {
   for (const double value : {1.5, -7.0, 1e300}) {
     EXPECT_TRUE(CheckWith(kDependent, value).forEstimation) << value;

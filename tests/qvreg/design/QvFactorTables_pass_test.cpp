@@ -5,6 +5,7 @@
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/design/QvFactorTables.h"
+#include "tests/qvreg/support/BlockIter.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {
@@ -130,6 +131,60 @@ TEST_F(QvLaterPassTest, EndsWith1WhereTheRefusalComesFromAStop) {
     return false;
   });
   EXPECT_TRUE(status == QvStatus(1, false));
+}
+
+using Panels = std::vector<std::vector<double>>;
+
+/// The covariates of the records that a pass by panels of at most three hands over, panel by panel,
+/// until one is refused; none is with `refused` 0.
+class QvPanelPassTest : public QvFactorPassTest {
+ protected:
+  QvStatus Walk(QvCommon::MultiPassRecordIter& iter, std::size_t refused = 0) {
+    QvRecordPass pass(iter, cancel_, validator_);
+    return ForEachCountedPanel<3>(pass, tables_, counts_, [&](const auto& records) {
+      panels_.emplace_back();
+      for (const double* record : records) panels_.back().push_back(record[kX]);
+      return panels_.size() != refused;
+    });
+  }
+
+  const std::vector<QvCommon::Record> records_ = qvtest::MakeRecords(
+      {{0, 1, 1}, {1, 2, 1}, {1, kMissing, 1}, {1, 3, 1}, {0, 4, 1}, {2, 5, 1}, {0, 6, 1}});
+  Panels panels_;
+};
+
+TEST_F(QvPanelPassTest, HandsOverTheCountedRecordsOfABlockTogether) {
+  const std::vector<Panels> expected{{{1}, {2}, {3}, {4}, {6}},
+                                     {{1, 2}, {3}, {4}, {6}},
+                                     {{1, 2}, {3, 4}, {6}},
+                                     {{1, 2, 3}, {4, 6}},
+                                     {{1, 2, 3}, {4}, {6}}};
+  for (std::size_t rows = 1; rows <= expected.size(); ++rows) {
+    panels_.clear();
+    qvtest::BlockIter iter(records_, rows);
+    EXPECT_TRUE(Walk(iter).IsOK());
+    EXPECT_EQ(panels_, expected[rows - 1]) << rows;
+  }
+  panels_.clear();
+  VectorRecordIter singly(records_);
+  EXPECT_TRUE(Walk(singly).IsOK());
+  EXPECT_EQ(panels_, expected.front());
+}
+
+TEST_F(QvPanelPassTest, NotesAnotherNumberOfRecords) {
+  Fill({{0, 1, 1}, {1, 2, 1}});
+  qvtest::BlockIter iter(records_, 4);
+  EXPECT_TRUE(Walk(iter).IsOK());
+  EXPECT_EQ(counts_.fUsedLater, 5);
+}
+
+TEST_F(QvPanelPassTest, EndsAtARefusalWith313) {
+  for (const std::size_t refused : {std::size_t{1}, std::size_t{2}}) {
+    panels_.clear();
+    qvtest::BlockIter iter(records_, 7);
+    EXPECT_TRUE(Walk(iter, refused) == QvStatus(313, false));
+    EXPECT_EQ(panels_.size(), refused);
+  }
 }
 
 TEST_F(QvFactorPassTest, ACancelledPassAnswers1EvenWithoutAUsedRecord) {
