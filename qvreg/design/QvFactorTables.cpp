@@ -112,8 +112,9 @@ void QvFactorTables::SetFactorTables() {
 void QvFactorTables::SetUpNumbers(int localEffect, std::size_t most) {
   const auto first = fConcatenatedFactors.begin() + fCumulativeFactors[Index(localEffect)];
   const std::vector<int> factors(first, first + fFactorsPerEffect[Index(localEffect)]);
-  std::vector<int> nLevels;
-  for (const int factor : factors) nLevels.push_back(GetNCategories(factor));
+  std::vector<int> nLevels(factors.size());
+  std::transform(factors.begin(), factors.end(), nLevels.begin(),
+                 [this](int factor) { return GetNCategories(factor); });
   fEffectNumbers[Index(localEffect)].SetUp(factors, nLevels, most);
 }
 

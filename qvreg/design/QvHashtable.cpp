@@ -1,10 +1,18 @@
 #include "qvreg/design/QvHashtable.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "qvreg/common/QvComponentDisplay.h"
 
 namespace QvCommon {
+
+namespace {
+
+constexpr std::size_t kFirstSlots = 128;
+
+}  // namespace
 
 int QvHashKey::HashCodeOf(std::span<const int> codes) {
   // The 64-bit finalizer of MurmurHash3 (Appleby), applied code by code.
@@ -21,48 +29,66 @@ int QvHashKey::HashCodeOf(std::span<const int> codes) {
 void QvHashKey::Display() const { QvComponentDisplay::DisplayIV("Key", fCodes); }
 
 QvKeyNumbers::QvKeyNumbers(int length)
-    : fLength(static_cast<std::size_t>(length)), fHeads(QvBuckets::kFirstCount, -1) {}
+    : fLength(static_cast<std::size_t>(length)), fSlots(kFirstSlots) {}
 
 int QvKeyNumbers::FindOrInsert(std::span<const int> codes) {
   const int hashCode = QvHashKey::HashCodeOf(codes);
-  for (int number = fHeads[BucketOf(hashCode)]; number >= 0;) {
-    const auto key = static_cast<std::size_t>(number);
-    const Entry& entry = fEntries[key];
-    if (entry.fHashCode == hashCode && IsKey(key, codes)) return number;
-    number = entry.fNext;
+  const std::size_t mask = fSlots.size() - 1;
+  for (auto s = static_cast<std::size_t>(hashCode) & mask; fSlots[s].fNumber >= 0;
+       s = (s + 1) & mask) {
+    const Slot& slot = fSlots[s];
+    if (slot.fHashCode == hashCode && IsKey(slot.fNumber, codes)) return slot.fNumber;
   }
   const int number = GetCount();
-  if (number + 1 > QvBuckets::ThresholdOf(fHeads.size())) Grow();
+  if (2 * (fHashCodes.size() + 1) > fSlots.size()) Grow();
   // Codes behind those of the last key do not count.
-  fCodes.resize(static_cast<std::size_t>(number) * fLength);
+  fCodes.resize(fHashCodes.size() * fLength);
   fCodes.insert(fCodes.end(), codes.begin(), codes.end());
-  int& head = fHeads[BucketOf(hashCode)];
-  fEntries.push_back({hashCode, head});
-  return head = number;
+  fHashCodes.push_back(hashCode);
+  FindFree(hashCode) = {hashCode, number};
+  return number;
+}
+
+QvKeyNumbers::Slot& QvKeyNumbers::FindFree(int hashCode) {
+  const std::size_t mask = fSlots.size() - 1;
+  auto s = static_cast<std::size_t>(hashCode) & mask;
+  while (fSlots[s].fNumber >= 0) s = (s + 1) & mask;
+  return fSlots[s];
 }
 
 void QvKeyNumbers::Grow() {
-  const std::vector<int> order = GetOrder();
-  std::vector<int> heads(QvBuckets::NextCount(fHeads.size()), -1);
-  heads.swap(fHeads);
-  for (const int number : order) {
-    Entry& entry = fEntries[static_cast<std::size_t>(number)];
-    int& head = fHeads[BucketOf(entry.fHashCode)];
-    entry.fNext = head;
-    head = number;
+  std::vector<Slot> old(2 * fSlots.size());
+  old.swap(fSlots);
+  for (const Slot& slot : old) {
+    if (slot.fNumber >= 0) FindFree(slot.fHashCode) = slot;
   }
+}
+
+void QvKeyNumbers::OrderByBucket(std::size_t bucketCount, std::vector<int>& order) const {
+  std::vector<std::size_t> buckets(order.size());
+  std::vector<std::size_t> starts(bucketCount + 1);
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    const int hashCode = fHashCodes[static_cast<std::size_t>(order[i])];
+    buckets[i] = static_cast<std::size_t>(hashCode) % bucketCount;
+    ++starts[buckets[i] + 1];
+  }
+  for (std::size_t bucket = 1; bucket < bucketCount; ++bucket) starts[bucket] += starts[bucket - 1];
+  std::vector<int> ordered(order.size());
+  // The latest of a bucket comes first.
+  for (std::size_t i = order.size(); i-- > 0;) ordered[starts[buckets[i]]++] = order[i];
+  order = std::move(ordered);
 }
 
 std::vector<int> QvKeyNumbers::GetOrder() const {
   std::vector<int> order;
-  order.reserve(fEntries.size());
-  for (int number : fHeads) {
-    while (number >= 0) {
-      order.push_back(number);
-      number = fEntries[static_cast<std::size_t>(number)].fNext;
-    }
+  order.reserve(fHashCodes.size());
+  std::size_t bucketCount = QvBuckets::kFirstCount;
+  for (int number = 0;; bucketCount = QvBuckets::NextCount(bucketCount)) {
+    const int end = std::min(GetCount(), QvBuckets::ThresholdOf(bucketCount));
+    while (number < end) order.push_back(number++);
+    OrderByBucket(bucketCount, order);
+    if (end == GetCount()) return order;
   }
-  return order;
 }
 
 }  // namespace QvCommon

@@ -203,9 +203,9 @@ class QvHashtable {
   QvHashPair<T>* fpFree = nullptr;
 };
 
-/// Numbers the keys of one length in the order of their arrival, from 0 on: a hash table of the
-/// same buckets as QvHashtable's, kept in a few arrays, for very many keys. A value; used from one
-/// thread at a time.
+/// Numbers the keys of one length in the order of their arrival, from 0 on, for very many keys:
+/// they are in a few arrays, and tell in which order a QvHashtable would visit them. A value; used
+/// from one thread at a time.
 class QvKeyNumbers {
  public:
   QvKeyNumbers() : QvKeyNumbers(0) {}
@@ -215,7 +215,7 @@ class QvKeyNumbers {
   /// The number of a key, a new one if need be. May throw std::bad_alloc, with nothing changed.
   /// REQUIRES: `length` codes.
   int FindOrInsert(std::span<const int> codes);
-  [[nodiscard]] int GetCount() const { return static_cast<int>(fEntries.size()); }
+  [[nodiscard]] int GetCount() const { return static_cast<int>(fHashCodes.size()); }
   /// The codes of a key, by its number. Valid until the next insertion.
   [[nodiscard]] std::span<const int> GetCodes(int number) const {
     return std::span(fCodes).subspan(static_cast<std::size_t>(number) * fLength, fLength);
@@ -225,26 +225,28 @@ class QvKeyNumbers {
   [[nodiscard]] std::vector<int> GetOrder() const;
 
  private:
-  struct Entry {
+  struct Slot {
     int fHashCode = 0;
-    int fNext = -1;  ///< The next key of the bucket; -1 for none.
+    int fNumber = -1;  ///< -1 for none.
   };
 
-  [[nodiscard]] std::size_t BucketOf(int hashCode) const {
-    return static_cast<unsigned>(hashCode) % static_cast<unsigned>(fHeads.size());
-  }
-  [[nodiscard]] bool IsKey(std::size_t key, std::span<const int> codes) const {
-    const int* own = fCodes.data() + key * fLength;
+  [[nodiscard]] bool IsKey(int number, std::span<const int> codes) const {
+    const int* own = fCodes.data() + static_cast<std::size_t>(number) * fLength;
     for (std::size_t i = 0; i < fLength; ++i) {
       if (own[i] != codes[i]) return false;
     }
     return true;
   }
+  /// The first free slot for a hash code.
+  [[nodiscard]] Slot& FindFree(int hashCode);
   void Grow();
+  /// Replaces the order of visits to a table of fewer buckets, followed by what is inserted then,
+  /// by the order of visits to one of so many.
+  void OrderByBucket(std::size_t bucketCount, std::vector<int>& order) const;
 
   std::size_t fLength;
-  std::vector<int> fHeads;      ///< Per bucket its first key; -1 for none.
-  std::vector<Entry> fEntries;  ///< Per key.
+  std::vector<Slot> fSlots;  ///< A power of two, half of them free; a key is in the next free one.
+  std::vector<int> fHashCodes;  ///< Per key.
   std::vector<int> fCodes;      ///< Key after key.
 };
 

@@ -31,11 +31,14 @@ void DisplayRows(const double* rows, std::size_t n, std::size_t rowSize) {
 double* QvRowPatterns::AppendRow() {
   if (fBlocks.empty() || fBlocks.back().fUsed == fBlocks.back().fCapacity) {
     const std::size_t capacity = std::clamp(fRowCount, kFirstRows, kMostRows);
-    fBlocks.push_back({std::make_unique_for_overwrite<double[]>(capacity * fRowSize), capacity, 0});
+    Block block{{}, capacity, 0};
+    block.fValues.reserve(capacity * fRowSize);
+    fBlocks.push_back(std::move(block));
   }
   Block& block = fBlocks.back();
+  block.fValues.resize((block.fUsed + 1) * fRowSize);
   ++fRowCount;
-  return block.fpValues.get() + block.fUsed++ * fRowSize;
+  return block.fValues.data() + block.fUsed++ * fRowSize;
 }
 
 void QvRowPatterns::Display() const {
@@ -78,10 +81,14 @@ int QvPatternTable::FindOrInsertPattern() {
 double* QvPatternTable::AppendSharedRow(int pattern) {
   const std::size_t row = fNShared;
   if (row >> fBlockShift == fBlocks.size()) {
-    fBlocks.push_back({std::make_unique_for_overwrite<double[]>(BlockRows() * fRowSize),
-                       std::make_unique_for_overwrite<int[]>(BlockRows())});
+    Block block;
+    block.fValues.reserve(BlockRows() * fRowSize);
+    block.fPatterns.reserve(BlockRows());
+    fBlocks.push_back(std::move(block));
   }
-  PatternAt(row) = pattern;
+  Block& block = fBlocks.back();
+  block.fValues.resize(block.fValues.size() + fRowSize);
+  block.fPatterns.push_back(pattern);
   ++fRowsOf[static_cast<std::size_t>(pattern)].fCount;
   ++fNShared;
   return RowAt(row);
@@ -161,13 +168,16 @@ void QvPatternTable::Arrange(const QvFactorTables& tables) {
   fWalk = fKeys.GetOrder();
   FindIndices(tables);
   if (fWalk.size() > 1) OrderRows();
-  for (Block& block : fBlocks) block.fpPatterns.reset();
+  for (Block& block : fBlocks) block.fPatterns = {};
   fbArranged = true;
 }
 
 void QvPatternTable::Disarrange() {
+  std::size_t left = fNShared;
   for (Block& block : fBlocks) {
-    block.fpPatterns = std::make_unique_for_overwrite<int[]>(BlockRows());
+    block.fPatterns.reserve(BlockRows());
+    block.fPatterns.resize(std::min(BlockRows(), left));
+    left -= block.fPatterns.size();
   }
   std::vector<Pattern> byNumber(fRowsOf.size());
   for (std::size_t place = 0; place < fRowsOf.size(); ++place) {

@@ -28,7 +28,7 @@ class QvRowPatterns {
   template <typename Visit>
   bool ForEachRun(Visit&& visit) const {
     for (const Block& block : fBlocks) {
-      if (!visit(static_cast<const double*>(block.fpValues.get()), block.fUsed)) return false;
+      if (!visit(block.fValues.data(), block.fUsed)) return false;
     }
     return true;
   }
@@ -46,8 +46,8 @@ class QvRowPatterns {
 
  private:
   struct Block {
-    std::unique_ptr<double[]> fpValues;
-    std::size_t fCapacity = 0;  ///< In rows, as fUsed.
+    std::vector<double> fValues;  ///< With room for all rows, which are made as they come.
+    std::size_t fCapacity = 0;    ///< In rows, as fUsed.
     std::size_t fUsed = 0;
   };
 
@@ -102,7 +102,7 @@ class QvPatternTable : public IQvKeptRows {
     const std::size_t end = pattern.fBegin + pattern.fCount;
     for (std::size_t row = pattern.fBegin; row < end;) {
       const std::size_t n = std::min(end - row, BlockRows() - PlaceInBlock(row));
-      if (!visit(static_cast<const double*>(RowAt(row)), n)) return false;
+      if (!visit(RowAt(row), n)) return false;
       row += n;
     }
     return pattern.fpFurther == nullptr || pattern.fpFurther->ForEachRun(visit);
@@ -120,8 +120,8 @@ class QvPatternTable : public IQvKeptRows {
   };
   /// Shared rows of any pattern.
   struct Block {
-    std::unique_ptr<double[]> fpValues;
-    std::unique_ptr<int[]> fpPatterns;  ///< By row, until they are arranged.
+    std::vector<double> fValues;  ///< With room for all rows, which are made as they come.
+    std::vector<int> fPatterns;   ///< By row, until they are arranged.
   };
 
   /// The pattern of fCodes packed in fPacked, a new one if need be.
@@ -129,11 +129,14 @@ class QvPatternTable : public IQvKeptRows {
   double* AppendSharedRow(int pattern);
   [[nodiscard]] std::size_t BlockRows() const { return std::size_t{1} << fBlockShift; }
   [[nodiscard]] std::size_t PlaceInBlock(std::size_t row) const { return row & (BlockRows() - 1); }
-  [[nodiscard]] double* RowAt(std::size_t row) const {
-    return fBlocks[row >> fBlockShift].fpValues.get() + PlaceInBlock(row) * fRowSize;
+  [[nodiscard]] const double* RowAt(std::size_t row) const {
+    return fBlocks[row >> fBlockShift].fValues.data() + PlaceInBlock(row) * fRowSize;
   }
-  [[nodiscard]] int& PatternAt(std::size_t row) const {
-    return fBlocks[row >> fBlockShift].fpPatterns[PlaceInBlock(row)];
+  [[nodiscard]] double* RowAt(std::size_t row) {
+    return fBlocks[row >> fBlockShift].fValues.data() + PlaceInBlock(row) * fRowSize;
+  }
+  [[nodiscard]] int& PatternAt(std::size_t row) {
+    return fBlocks[row >> fBlockShift].fPatterns[PlaceInBlock(row)];
   }
   void FindIndices(const QvFactorTables& tables);
   /// Takes the patterns, and their shared rows, to the order of fWalk.
