@@ -41,7 +41,7 @@ bool QvAccumStatsLogistic::Allocate() {
     fCategoryWeights = fProbabilities;
     fBlockWeights.SetUp(fProbabilities.size());
     fDenseRow.assign(p, 0.0);
-    if (p >= QvLogitPanel::kFewestValues) {
+    if (QvLogitPanel::Suits(p, fProbabilities.size())) {
       fAllIndices.resize(p);
       std::iota(fAllIndices.begin(), fAllIndices.end(), 0);
       fPanelRow.resize(p);
@@ -57,6 +57,7 @@ bool QvAccumStatsLogistic::Allocate() {
 void QvAccumStatsLogistic::ClearDerivatives() {
   std::fill(fScores.begin(), fScores.end(), 0.0);
   fHessian.Clear();
+  fPanel.ClearPairs();
   if (fDecidedHessian.GetBlocks().empty()) return;
   std::fill(fDecidedScores.begin(), fDecidedScores.end(), 0.0);
   fDecidedHessian.Clear();
@@ -127,7 +128,7 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
   if (fNParameters > 0 && !isDense && !row.IsValidBelow(fNParameters)) return -1;
   if (category < 0 || category >= fNCategories || 0.0 >= weight) return -1;
   if (AddToPanel(isDense, indices, values, category, weight, llOnly)) return 0;
-  AddPanel();
+  AddRowsOfPanel();
   fbDense = isDense;
   double largest = 0.0;
   double sum = 1.0;
@@ -167,9 +168,10 @@ bool QvAccumStatsLogistic::AddToPanel(bool isDense, const std::vector<int>& indi
                                       const std::vector<double>& values, int category,
                                       double weight, bool llOnly) {
   // A row that fills half of its columns is added densely.
-  const bool isForPanel = fPanel.IsSetUp() && 2 * indices.size() > fDenseRow.size();
+  const bool isForPanel =
+      fPanel.IsSetUp() && (fPanel.HasPairs() || 2 * indices.size() > fDenseRow.size());
   if (!isForPanel) return false;
-  if (llOnly != fbPanelIsLLOnly) AddPanel();
+  if (llOnly != fbPanelIsLLOnly) AddRowsOfPanel();
   fbPanelIsLLOnly = llOnly;
   const auto observed = static_cast<std::size_t>(category);
   const QvSparseVector sparse(indices, values);
@@ -181,11 +183,11 @@ bool QvAccumStatsLogistic::AddToPanel(bool isDense, const std::vector<int>& indi
   ++fTotals.fValidRows;
   fTotals.fWeight += weight;
   fCategoryWeights[observed] += weight;
-  if (fPanel.IsFull()) AddPanel();
+  if (fPanel.IsFull()) AddRowsOfPanel();
   return true;
 }
 
-void QvAccumStatsLogistic::AddPanel() {
+void QvAccumStatsLogistic::AddRowsOfPanel() {
   if (fPanel.GetCount() == 0) return;
   const bool isAhead = fAhead == Ahead::kAdding;
   fPanel.Compute();
@@ -433,7 +435,8 @@ std::size_t QvAccumStatsLogistic::GetSize() const {
   // A second matrix for decided pairs may follow.
   const std::size_t blocks = 2 * fHessian.GetBlocks().size() + 1;
   const std::size_t panel = 3 * QvCommon::QvPanel::kRows * p;
-  return (blocks * (p * (p + 1) / 2) + 2 * fScores.size() + panel) * sizeof(double);
+  const std::size_t pairs = fPanel.HasPairs() ? QvPairSums::GetSize(p, fProbabilities.size()) : 0;
+  return (blocks * (p * (p + 1) / 2) + 2 * fScores.size() + panel) * sizeof(double) + pairs;
 }
 
 void QvAccumStatsLogistic::WriteStart(QvCommon::QvByteWriter& writer) const {

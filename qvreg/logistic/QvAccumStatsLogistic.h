@@ -97,7 +97,12 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   bool AddToPanel(bool isDense, const std::vector<int>& indices, const std::vector<double>& values,
                   int category, double weight, bool llOnly);
   /// Adds the rows that wait to all sums.
-  void AddPanel();
+  void AddPanel() {
+    AddRowsOfPanel();
+    fPanel.AddPairs(fHessian);
+  }
+  /// The same, but part of the information may still wait.
+  void AddRowsOfPanel();
   /// The same for an operation that shows sums: the rows belong to what it shows.
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): what is shown does not change by it.
   void Settle() const { const_cast<QvAccumStatsLogistic*>(this)->AddPanel(); }
