@@ -85,12 +85,12 @@ TEST(QvPairSums, SuitsManyCategoriesOfFewValues) {
 
 TEST(QvPairSums, GivesTheInformationOfEveryPair) {
   std::mt19937 random(1);
-  for (const int p : {1, 2, 3, 8}) {
-    for (const int nDifferent : {1, 5, 64, 65, 500}) {
+  for (const int p : {1, 3, 8}) {
+    for (const int nDifferent : {1, 64, 500}) {
       MultinomialSums expected(p, kCategories, RandomEstimates(p, random));
       QvPairSums sums;
       sums.SetUp(static_cast<std::size_t>(p), kCategories);
-      const std::vector<Row> rows = RandomRows(300, p, nDifferent, random);
+      const std::vector<Row> rows = RandomRows(150, p, nDifferent, random);
       for (const Row& row : rows) expected.Add(row.values, row.category, row.weight);
       Add(rows, expected, sums);
       EXPECT_LT(InformationOf(sums, p).LargestDifference(expected.Information()),
