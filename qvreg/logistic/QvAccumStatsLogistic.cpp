@@ -41,7 +41,7 @@ bool QvAccumStatsLogistic::Allocate() {
     fCategoryWeights = fProbabilities;
     fBlockWeights.SetUp(fProbabilities.size());
     fDenseRow.assign(p, 0.0);
-    if (p >= QvLogitPanel::kFewestValues) {
+    if (QvLogitPanel::Suits(p, fProbabilities.size())) {
       fAllIndices.resize(p);
       std::iota(fAllIndices.begin(), fAllIndices.end(), 0);
       fPanelRow.resize(p);
@@ -57,6 +57,7 @@ bool QvAccumStatsLogistic::Allocate() {
 void QvAccumStatsLogistic::ClearDerivatives() {
   std::fill(fScores.begin(), fScores.end(), 0.0);
   fHessian.Clear();
+  fPanel.ClearPairs();
   if (fDecidedHessian.GetBlocks().empty()) return;
   std::fill(fDecidedScores.begin(), fDecidedScores.end(), 0.0);
   fDecidedHessian.Clear();
@@ -126,8 +127,8 @@ int QvAccumStatsLogistic::UpdateForRow(const std::vector<int>& indices,
   const bool isDense = fNParameters > 0 && row.IsDense(fNParameters);
   if (fNParameters > 0 && !isDense && !row.IsValidBelow(fNParameters)) return -1;
   if (category < 0 || category >= fNCategories || 0.0 >= weight) return -1;
-  if (AddToPanel(isDense, indices, values, category, weight, llOnly)) return 0;
-  AddPanel();
+  if (AddToPanel(isDense, indices, values, category, weight, 1, llOnly)) return 0;
+  AddRowsOfPanel();
   fbDense = isDense;
   return AddSparseRow(indices, values, category, weight, 1, llOnly);
 }
@@ -138,7 +139,10 @@ int QvAccumStatsLogistic::UpdateForAlikeRows(const std::vector<int>& indices,
   if (fAhead == Ahead::kKept) ForgetAhead();
   const bool isValid = QvSparseVector(indices, values).IsValidBelow(fNParameters);
   if (!isValid || category < 0 || category >= fNCategories || 0.0 >= weight) return -1;
-  AddPanel();
+  const bool isInPanel =
+      fPanel.HasPairs() && AddToPanel(false, indices, values, category, weight, nRows, llOnly);
+  if (isInPanel) return 0;
+  AddRowsOfPanel();
   fbDense = false;
   return AddSparseRow(indices, values, category, weight, nRows, llOnly);
 }
@@ -377,7 +381,8 @@ std::size_t QvAccumStatsLogistic::GetSize() const {
   // A second matrix for decided pairs may follow.
   const std::size_t blocks = 2 * fHessian.GetBlocks().size() + 1;
   const std::size_t panel = 3 * QvCommon::QvPanel::kRows * p;
-  return (blocks * (p * (p + 1) / 2) + 2 * fScores.size() + panel) * sizeof(double);
+  const std::size_t pairs = fPanel.HasPairs() ? QvPairSums::GetSize(p, fProbabilities.size()) : 0;
+  return (blocks * (p * (p + 1) / 2) + 2 * fScores.size() + panel) * sizeof(double) + pairs;
 }
 
 void QvAccumStatsLogistic::WriteStart(QvCommon::QvByteWriter& writer) const {

@@ -104,9 +104,14 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   /// Lets a row that is dense, or nearly, wait in the panel for others; false for one that must be
   /// added at once.
   bool AddToPanel(bool isDense, const std::vector<int>& indices, const std::vector<double>& values,
-                  int category, double weight, bool llOnly);
+                  int category, double weight, long long nRows, bool llOnly);
   /// Adds the rows that wait to all sums.
   void AddPanel() {
+    AddRowsOfPanel();
+    fPanel.AddPairs(fHessian);
+  }
+  /// The same, but part of the information may still wait.
+  void AddRowsOfPanel() {
     if (fPanel.GetCount() > 0) AddPanel(fPanel, fScores, fHessian);
   }
   /// Adds a panel's rows to the sums that are single numbers and to these.

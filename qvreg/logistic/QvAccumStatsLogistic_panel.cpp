@@ -17,11 +17,12 @@ constexpr std::size_t kMostMoments = 64;
 
 bool QvAccumStatsLogistic::AddToPanel(bool isDense, const std::vector<int>& indices,
                                       const std::vector<double>& values, int category,
-                                      double weight, bool llOnly) {
+                                      double weight, long long nRows, bool llOnly) {
   // A row that fills half of its columns is added densely.
-  const bool isForPanel = fPanel.IsSetUp() && 2 * indices.size() > fDenseRow.size();
+  const bool isForPanel =
+      fPanel.IsSetUp() && (fPanel.HasPairs() || 2 * indices.size() > fDenseRow.size());
   if (!isForPanel) return false;
-  if (llOnly != fbPanelIsLLOnly) AddPanel();
+  if (llOnly != fbPanelIsLLOnly) AddRowsOfPanel();
   fbPanelIsLLOnly = llOnly;
   const auto observed = static_cast<std::size_t>(category);
   const QvSparseVector sparse(indices, values);
@@ -30,8 +31,8 @@ bool QvAccumStatsLogistic::AddToPanel(bool isDense, const std::vector<int>& indi
   const bool isAdded = fPanel.Add(row, observed, weight, *fpEstimates);
   if (!isDense) std::fill(fDenseRow.begin(), fDenseRow.end(), 0.0);
   if (!isAdded) return false;
-  CountRows(category, weight, 1);
-  if (fPanel.IsFull()) AddPanel();
+  CountRows(category, weight, nRows);
+  if (fPanel.IsFull()) AddRowsOfPanel();
   return true;
 }
 
@@ -109,7 +110,7 @@ bool QvAccumStatsLogistic::BeginPattern(const std::vector<int>& columns,
   // Wide sums of their own would take as much memory as those that they are added to.
   if (!isDense && nValues > kMostMoments && 2 * nValues > p) return false;
   if (fAhead == Ahead::kKept) ForgetAhead();
-  AddPanel();
+  AddRowsOfPanel();
   fbPanelIsLLOnly = llOnly;
   fbPatternIsDense = isDense;
   if (isDense) return true;
@@ -124,7 +125,7 @@ bool QvAccumStatsLogistic::AddRows(const Rows& rows) {
     if (category < 0 || category >= fNCategories || 0.0 >= rows.fpWeights[r]) return false;
   }
   // Rows that were added one by one may wait there.
-  AddPanel();
+  AddRowsOfPanel();
   QvLogitPanel& panel = fbPatternIsDense ? fPanel : fMoments.GetPanel();
   const std::vector<double>& estimates = fbPatternIsDense ? *fpEstimates : fMoments.GetEstimates();
   if (!panel.AddRows(rows.fCount, rows.fpValues, rows.fpCategories, rows.fpWeights, estimates)) {
@@ -134,7 +135,7 @@ bool QvAccumStatsLogistic::AddRows(const Rows& rows) {
     CountRows(rows.fpCategories[r], rows.fpWeights[r], 1);
   }
   if (fbPatternIsDense) {
-    AddPanel();
+    AddRowsOfPanel();
   } else {
     AddPanel(panel, fMoments.GetScores(), fMoments.GetInformation());
   }
@@ -143,5 +144,7 @@ bool QvAccumStatsLogistic::AddRows(const Rows& rows) {
 
 void QvAccumStatsLogistic::EndPattern() {
   const bool hasDerivatives = !fbPanelIsLLOnly || fAhead == Ahead::kAdding;
-  if (!fbPatternIsDense && hasDerivatives) fMoments.MoveTo(fScores, fHessian);
+  if (fbPatternIsDense || !hasDerivatives) return;
+  fMoments.GetPanel().AddPairs(fMoments.GetInformation());
+  fMoments.MoveTo(fScores, fHessian);
 }

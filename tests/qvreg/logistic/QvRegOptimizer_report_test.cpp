@@ -230,4 +230,27 @@ TEST_F(OptimizerCancelTest, WithoutIterationsACancelCountsAllTheSame) {
   EXPECT_TRUE(RunUntil(1, polls) == QvStatus(1, false));
 }
 
+TEST_F(OptimizerCancelTest, AYesWhileALargeMatrixIsFactoredOrInvertedEndsTheRun) {
+  constexpr int kOrder = 300;
+  int total = 0;
+  for (int poll = 0; poll == 0 || poll <= total; ++poll) {
+    SCOPED_TRACE(poll);
+    ScriptedObjective objective(Doubles(kOrder, 0.0), 2);
+    CancelAtPoll query(poll);
+    QvCancelInfo cancel(&query);
+    QvRegOptimizer optimizer(settings_, &objective.model, &objective.Handler(), &objective.Stats(),
+                             objective.beta, cancel, nullptr, 1);
+    const QvStatus status = optimizer.Estimate();
+    EXPECT_EQ(status.IsOK(), poll == 0);
+    if (poll == 0) {
+      total = query.Polls();
+    } else {
+      EXPECT_TRUE(status == QvStatus(1, false));
+    }
+  }
+  int ofSmall = 0;
+  ASSERT_TRUE(RunUntil(0, ofSmall).IsOK());
+  EXPECT_GT(total, ofSmall) << "nobody was asked within the matrix";
+}
+
 }  // namespace
