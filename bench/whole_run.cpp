@@ -1,9 +1,11 @@
-// Fits a record file of covariates and a dependent through the library's public interface, and
-// prints what each pass took.
+// Fits a record file of covariates, factors and a dependent through the library's public interface,
+// and prints what each pass took.
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "bench/Arguments.h"
 #include "bench/LinearModel.h"
@@ -11,10 +13,13 @@
 #include "qvreg/qvreg.h"
 
 int main(int argc, char** argv) {
-  const bool refine = argc == 4 && std::strcmp(argv[3], "--refine") == 0;
-  const long count = argc >= 3 ? qvbench::PositiveArgument(argv[2]) : -1;
-  if (count < 0 || (argc > 3 && !refine)) {
-    std::fprintf(stderr, "usage: bench_whole_run FILE COVARIATES [--refine]\n");
+  const bool refine = argc > 1 && std::strcmp(argv[argc - 1], "--refine") == 0;
+  std::vector<int> shape;
+  for (int i = 2; i < (refine ? argc - 1 : argc); ++i) {
+    shape.push_back(static_cast<int>(qvbench::PositiveArgument(argv[i])));
+  }
+  if (shape.empty() || *std::min_element(shape.begin(), shape.end()) < 0) {
+    std::fprintf(stderr, "usage: bench_whole_run FILE COVARIATES [LEVELS...] [--refine]\n");
     return 2;
   }
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(argv[1], "rb"),
@@ -24,9 +29,9 @@ int main(int argc, char** argv) {
     return 2;
   }
 
-  qvbench::LinearModel model(static_cast<int>(count), refine);
+  qvbench::LinearModel model(shape[0], {shape.begin() + 1, shape.end()}, refine);
   qvbench::PassClock clock;
-  qvbench::TimedIterator<QvCommon::BinaryRecordIterator> iter(clock, file.get(),
-                                                              static_cast<int>(count) + 1);
+  qvbench::TimedIterator<QvCommon::BinaryRecordIterator> iter(
+      clock, file.get(), shape[0] + static_cast<int>(shape.size()));
   return qvbench::FitAndPrint(model.Settings(), iter, clock) ? 0 : 1;
 }
