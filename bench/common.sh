@@ -117,8 +117,9 @@ agree() {
 # roofline NAME ROWS PRODUCTS BYTES: what a row cost beside the multiply-adds and the bytes that its
 # passes cannot do without.
 roofline() {
-  awk -v name="$1, ${steps[$1]}" -v seconds="$(value "${steps[$1]}" "$scratch/$1")" -v rows="$2" -v products="$3" \
-    -v bytes="$4" 'BEGIN {
+  local step=${steps[$1]}
+  awk -v name="$1, $step" -v seconds="$(value "$step" "$scratch/$1")" -v rows="$2" \
+    -v products="$3" -v bytes="$4" 'BEGIN {
       ns = seconds * 1e9 / rows
       printf "  roofline, %s: %.1f ns a row, %.0f multiply-adds (%.2f a ns), %.0f bytes (%.2f a ns)\n",
         name, ns, products, products / ns, bytes, bytes / ns
