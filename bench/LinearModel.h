@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstddef>
-#include <numeric>
 #include <vector>
 
 #include "bench/Require.h"
@@ -9,17 +7,31 @@
 
 namespace qvbench {
 
-/// The settings of a linear model of records of covariates, each an effect of its own, and last
-/// the dependent. Owns the list that the effects point to.
+/// The settings of a linear model of records of covariates, then factors, each an effect of its
+/// own, and last the dependent. Owns the list that the effects point to.
 class LinearModel {
  public:
-  LinearModel(int covariates, bool refine) : variables_(static_cast<std::size_t>(covariates)) {
-    std::iota(variables_.begin(), variables_.end(), 0);
-    Require(settings_.SetDependent(covariates));
-    for (const int var : variables_) {
+  /// `levels`: per factor how many it has.
+  LinearModel(int covariates, const std::vector<int>& levels, bool refine) {
+    const auto nFactors = static_cast<int>(levels.size());
+    Require(settings_.SetDependent(covariates + nFactors));
+    // An effect is defined against the factors, then the covariates; records hold them the other
+    // way.
+    for (int f = 0; f < nFactors; ++f) variables_.push_back(covariates + f);
+    for (int var = 0; var < covariates; ++var) variables_.push_back(var);
+
+    const QvModelEffect empty(nFactors, covariates, &variables_);
+    for (int var = 0; var < covariates; ++var) {
       Require(settings_.AddCovariate(var) > 0);
-      QvModelEffect effect(0, covariates, &variables_);
+      QvModelEffect effect = empty;
       Require(effect.AddCovariate(var) > 0);
+      Require(settings_.AddModelEffect(effect));
+    }
+    int var = covariates;
+    for (const int count : levels) {
+      Require(settings_.AddFactor(var, count) > 0);
+      QvModelEffect effect = empty;
+      Require(effect.AddNewFactor(var++, false));
       Require(settings_.AddModelEffect(effect));
     }
     settings_.SetRefineEstimates(refine);

@@ -2,7 +2,13 @@
 
 #include <cstdio>
 
+#ifdef _WIN32
+#include <windows.h>
+// After it.
+#include <psapi.h>
+#else
 #include <sys/resource.h>
+#endif
 
 #include "bench/Stopwatch.h"
 
@@ -20,10 +26,16 @@ inline void PrintError(double rmse) { std::printf("  root mean square error %.12
 
 /// Prints the most resident memory that this process had.
 inline void PrintPeakMemory() {
+#ifdef _WIN32
+  PROCESS_MEMORY_COUNTERS counters{};
+  K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+  const auto bytes = static_cast<double>(counters.PeakWorkingSetSize);
+#else
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
-  std::printf("  peak memory            %8.1f MB\n",
-              static_cast<double>(usage.ru_maxrss) * 1024.0 / 1e6);  // Linux counts in KiB.
+  const double bytes = static_cast<double>(usage.ru_maxrss) * 1024.0;  // Linux counts in KiB.
+#endif
+  std::printf("  peak memory            %8.1f MB\n", bytes / 1e6);
 }
 
 }  // namespace qvbench

@@ -1,20 +1,27 @@
-# Fits the records of a file, covariates first and then the dependent, with R's lm.
+# Fits the records of a file (covariates, factors' levels, last the dependent) with R's lm, and, when
+# there are no factors, with .lm.fit of the design in memory: lm.R FILE COVARIATES [LEVELS...]
 arguments <- commandArgs(trailingOnly = TRUE)
 file <- arguments[1]
-covariates <- as.integer(arguments[2])
+shape <- as.integer(arguments[-1])
+covariates <- shape[1]
+factors <- length(shape) - 1
 
 reading <- system.time({
-  values <- readBin(file, "double", n = file.size(file) / 8)
-  table <- as.data.frame(matrix(values, ncol = covariates + 1, byrow = TRUE))
-  names(table) <- c(paste0("x", seq_len(covariates)), "y")
+  values <- matrix(readBin(file, "double", n = file.size(file) / 8),
+                   ncol = covariates + factors + 1, byrow = TRUE)
+  table <- as.data.frame(values)
+  names(table) <- c(sprintf("x%d", seq_len(covariates)), sprintf("f%d", seq_len(factors)), "y")
+  for (name in sprintf("f%d", seq_len(factors))) table[[name]] <- factor(table[[name]])
+  design <- cbind(1, values[, seq_len(covariates)])
   rm(values)
 })
-fitting <- system.time(model <- lm(y ~ ., table))
 
 seconds <- function(name, times) {
   cat(sprintf("  %-22s %8.3f s %8.3f s cpu\n", name, times[["elapsed"]],
               times[["user.self"]] + times[["sys.self"]]))
 }
 seconds("reading", reading)
-seconds("lm", fitting)
+if (factors == 0) seconds(".lm.fit", system.time(.lm.fit(design, table$y)))
+rm(design)
+seconds("lm", system.time(model <- lm(y ~ ., table)))
 cat(sprintf("  root mean square error %.12g\n", sqrt(mean(residuals(model)^2))))

@@ -1,7 +1,8 @@
 // Writes a record file of made-up data for the whole runs: per record the covariates, uniform in
-// [-1, 1), then the dependent, a fixed linear function of them plus noise. The same arguments give
-// the same bytes.
+// [-1, 1), the factors' levels, then the dependent, a fixed linear function of them plus noise. The
+// same arguments give the same bytes.
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <vector>
@@ -11,14 +12,20 @@
 
 namespace {
 
-bool WriteRecords(std::FILE* file, long records, long covariates) {
+bool WriteRecords(std::FILE* file, long records, const std::vector<long>& shape) {
   qvbench::UniformNumbers uniform;
-  std::vector<double> record(static_cast<std::size_t>(covariates) + 1);
+  const auto covariates = static_cast<std::size_t>(shape[0]);
+  std::vector<double> record(covariates + shape.size());
   for (long i = 0; i < records; ++i) {
     double dependent = 3.0 + uniform.Next();
-    for (std::size_t j = 0; j + 1 < record.size(); ++j) {
+    for (std::size_t j = 0; j < covariates; ++j) {
       record[j] = uniform.Next();
       dependent += record[j] * static_cast<double>(j + 1) / static_cast<double>(covariates);
+    }
+    for (std::size_t f = 1; f < shape.size(); ++f) {
+      const int level = uniform.NextBelow(static_cast<int>(shape[f]));
+      record[covariates + f - 1] = level;
+      dependent += static_cast<double>(level) / static_cast<double>(shape[f]);
     }
     record.back() = dependent;
     if (std::fwrite(record.data(), sizeof(double), record.size(), file) < record.size()) {
@@ -31,15 +38,16 @@ bool WriteRecords(std::FILE* file, long records, long covariates) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const long records = argc == 4 ? qvbench::PositiveArgument(argv[2]) : -1;
-  const long covariates = argc == 4 ? qvbench::PositiveArgument(argv[3]) : -1;
-  if (records < 0 || covariates < 0) {
-    std::fprintf(stderr, "usage: bench_make_records FILE RECORDS COVARIATES\n");
+  const long records = argc > 3 ? qvbench::PositiveArgument(argv[2]) : -1;
+  std::vector<long> shape;
+  for (int i = 3; i < argc; ++i) shape.push_back(qvbench::PositiveArgument(argv[i]));
+  if (records < 0 || *std::min_element(shape.begin(), shape.end()) < 0) {
+    std::fprintf(stderr, "usage: bench_make_records FILE RECORDS COVARIATES [LEVELS...]\n");
     return 2;
   }
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(argv[1], "wb"),
                                                              &std::fclose);
-  if (file == nullptr || !WriteRecords(file.get(), records, covariates)) {
+  if (file == nullptr || !WriteRecords(file.get(), records, shape)) {
     std::perror(argv[1]);
     return 1;
   }

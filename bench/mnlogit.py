@@ -1,55 +1,22 @@
-"""Fits the records of a file (covariates, factors' levels, last the class) with statsmodels' MNLogit
-by Newton's method: mnlogit.py FILE COVARIATES CLASSES [LEVELS...]"""
+"""Fits the records of a file (covariates, factors' levels, last the class) with statsmodels' Logit, or
+MNLogit for more than two classes, by Newton's method: mnlogit.py FILE COVARIATES CLASSES [LEVELS...]"""
 
-import re
 import sys
-import time
-from os.path import basename
 
-import numpy
-from statsmodels.discrete.discrete_model import MNLogit
+from peer import Stopwatch, linear_algebra_library, read_design
+from statsmodels.discrete.discrete_model import Logit, MNLogit
 
 
-class Stopwatch:
-    def __init__(self):
-        self.wall, self.cpu = time.perf_counter(), time.process_time()
-
-    def tell(self, name):
-        wall, cpu = time.perf_counter() - self.wall, time.process_time() - self.cpu
-        print(f"  {name:<22} {wall:8.3f} s {cpu:8.3f} s cpu")
-
-
-def read_design(file, covariates, levels):
-    """The columns: intercept, covariates, an indicator for every level but a factor's first."""
-    records = numpy.fromfile(file).reshape(-1, covariates + len(levels) + 1)
-    design = numpy.empty((len(records), 1 + covariates + sum(levels) - len(levels)))
-    design[:, 0] = 1.0
-    design[:, 1 : covariates + 1] = records[:, :covariates]
-    column = covariates + 1
-    for factor, count in enumerate(levels):
-        for level in range(1, count):
-            design[:, column] = records[:, covariates + factor] == level
-            column += 1
-    return design, records[:, -1].astype(int)
-
-
-def linear_algebra_library():
-    """The file that numpy's BLAS came from."""
-    with open("/proc/self/maps", encoding="utf-8") as maps:
-        files = [line.split()[-1] for line in maps]
-    blas = [file for file in files if re.match(r"lib(open)?blas|libscipy_openblas", basename(file))]
-    return blas[0] if blas else "numpy itself"
-
-
-def main(file, covariates, _classes, *levels):
+def main(file, covariates, classes, *levels):
     watch = Stopwatch()
     design, observed = read_design(file, covariates, levels)
     watch.tell("reading")
     watch = Stopwatch()
-    result = MNLogit(observed, design).fit(method="newton", maxiter=100, disp=False)
+    model = Logit if classes == 2 else MNLogit
+    result = model(observed, design).fit(method="newton", maxiter=100, disp=False)
     watch.tell("fit")
     if not result.mle_retvals["converged"]:
-        sys.exit("MNLogit did not converge in 100 iterations")
+        sys.exit(f"{model.__name__} did not converge in 100 iterations")
     print(f"  linear algebra by      {linear_algebra_library()}")
     print(f"  iterations             {result.mle_retvals['iterations']}")
     print(f"  log-likelihood         {result.llf:.14g}")

@@ -96,7 +96,7 @@ int main(int argc, char** argv) {
   if (argc == 4) {
     const auto covariates = static_cast<int>(qvbench::PositiveArgument(argv[3]));
     if (covariates < 0) return PrintUsage();
-    qvbench::LinearModel model(covariates, false);
+    qvbench::LinearModel model(covariates, {}, false);
     return FitAndPrint(model.Settings(), path, covariates + 1, threads) ? 0 : 1;
   }
   const bool isInMemory = std::strcmp(argv[argc - 1], "--in-memory") == 0;

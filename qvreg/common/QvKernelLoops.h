@@ -180,6 +180,26 @@ void MultiplyStrip(std::size_t n, std::size_t stride, std::size_t nLeft, std::si
   }
 }
 
+void AddTile(std::size_t n, std::size_t leftStride, const double* left, std::size_t rightStride,
+             const double* right, double* const* rows) {
+  constexpr std::size_t kSumRows = 4;
+  Vector sums[kSumRows][kParts];
+  for (std::size_t i = 0; i < kSumRows; ++i) {
+    for (std::size_t k = 0; k < kParts; ++k) sums[i][k] = Load(rows[i] + k * kWidth);
+  }
+  for (std::size_t r = 0; r < n; ++r) {
+    for (std::size_t i = 0; i < kSumRows; ++i) {
+      const Vector own = Broadcast(left[i]);
+      for (std::size_t k = 0; k < kParts; ++k) sums[i][k] += own * Load(right + k * kWidth);
+    }
+    left += leftStride;
+    right += rightStride;
+  }
+  for (std::size_t i = 0; i < kSumRows; ++i) {
+    for (std::size_t k = 0; k < kParts; ++k) Store(sums[i][k], rows[i] + k * kWidth);
+  }
+}
+
 /// Below it, and only there, a sum of 64 magnitudes is a number and its terms are usual; a sum may
 /// be refused whose terms are just usual.
 constexpr double kLargestSum = 0x1p+300;
@@ -369,7 +389,7 @@ void Exps(std::size_t n, const double* x, double* results) {
 }
 
 constexpr QvKernels MakeKernels(const char* name) {
-  return {name,  kIsFused,  MultiplyColumns,  SumWeightedRows,    MultiplyStrip, FindSizes,
+  return {name,  kIsFused,  MultiplyColumns,  SumWeightedRows,    MultiplyStrip, AddTile, FindSizes,
           Split, WeighRows, SubtractProducts, AddWeightedColumns, AddMoments,    Exps};
 }
 
