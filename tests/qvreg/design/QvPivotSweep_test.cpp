@@ -246,12 +246,13 @@ TEST(QvPivotSweep, KeepsTheSamePivotsWithTheSameBitsByBlocksAndOneByOne) {
     QvBitSet expected;
     QvCancelInfo cancel;
     ASSERT_TRUE(
-        QvPivotSweep(byBlocks, 0.25).Run(order - 1, order, kTolerance, kept, cancel).IsOK());
+        QvPivotSweep(byBlocks, 0.25, 0.0).Run(order - 1, order, kTolerance, kept, cancel).IsOK());
     {
       // The products, the diagonal and the bits have memory, the blocks do not.
       const qvtest::AllocationFault fault(4, qvtest::AllocationFault::Extent::kOnce);
-      ASSERT_TRUE(
-          QvPivotSweep(oneByOne, 0.25).Run(order - 1, order, kTolerance, expected, cancel).IsOK());
+      ASSERT_TRUE(QvPivotSweep(oneByOne, 0.25, 0.0)
+                      .Run(order - 1, order, kTolerance, expected, cancel)
+                      .IsOK());
       ASSERT_TRUE(fault.HasStruck());
     }
     EXPECT_LT(expected.Count(), order - 1 - order / 9);
