@@ -33,8 +33,8 @@ struct QvKernels {
   /// first nLeft <= 8 numbers on the left times each of nColumns on the right.
   void (*fMultiplyStrip)(std::size_t n, std::size_t stride, std::size_t nLeft, std::size_t nColumns,
                          const double* left, const double* right, double* strip);
-  /// Adds to 4 rows of 8 sums those over n numbers on the left times rows on the right; see QvTiles.
-  /// Nothing is fused in any set.
+  /// Adds to 4 rows of 8 sums those over n numbers on the left times rows on the right; see
+  /// QvTiles. Nothing is fused in any set.
   void (*fAddTile)(std::size_t n, std::size_t leftStride, const double* left,
                    std::size_t rightStride, const double* right, double* const* rows);
   /// `sizes`, one for each column of the stride, become the largest magnitudes over n rows; false
