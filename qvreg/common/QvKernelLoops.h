@@ -1,8 +1,9 @@
 #pragma once
 
 // The loops of QvKernels, written once. A source that includes this header is compiled for one kind
-// of machine, and defines one set. Nothing here but these loops: an inline function of another
-// header, compiled for that machine, might be the copy that the linker keeps for all.
+// of machine, and defines one set. Nothing here but these loops, not even std::array: an inline
+// function of another header, compiled for that machine, might be the copy that the linker keeps
+// for all.
 
 #include <cstddef>
 
@@ -12,6 +13,7 @@
 #include <immintrin.h>
 #endif
 
+// NOLINTBEGIN(modernize-avoid-c-arrays, misc-definitions-in-headers, google-build-namespaces)
 namespace {
 
 #if defined(__AVX512F__)
@@ -394,3 +396,4 @@ constexpr QvKernels MakeKernels(const char* name) {
 }
 
 }  // namespace
+// NOLINTEND(modernize-avoid-c-arrays, misc-definitions-in-headers, google-build-namespaces)

@@ -105,8 +105,8 @@ void QvProductPanel::AddStrip(std::size_t first, const Parts& left, QvSymMatrix&
 }
 
 bool QvProductPanel::SplitAll() {
-  const auto last = fWeights.begin() + static_cast<std::ptrdiff_t>(fCount);
-  return std::all_of(fWeights.begin(), last, QvKernels::IsUsualWeight) && SplitRows() &&
+  const auto weights = std::span(fWeights).first(fCount);
+  return std::all_of(weights.begin(), weights.end(), QvKernels::IsUsualWeight) && SplitRows() &&
          (!fbWeighted || SplitWeightedRows());
 }
 

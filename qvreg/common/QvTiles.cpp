@@ -6,13 +6,6 @@
 
 namespace QvCommon {
 
-namespace {
-
-constexpr std::size_t kRows = QvTiles::kRows;
-constexpr std::size_t kColumns = QvTiles::kColumns;
-
-}  // namespace
-
 void QvTiles::AddProducts(std::size_t n, std::size_t leftStride, const double* left,
                           std::size_t rightStride, const double* right, const Rows& rows) {
   QvKernels::Get().fAddTile(n, leftStride, left, rightStride, right, rows.data());
