@@ -210,6 +210,7 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// The same, of large matrices until `isStopped`, which is asked every few hundredths of a
   /// second, answers true: kStopped then, and the elements are undefined.
   int LTChol(double tol, double& measure, bool stopAtSingular, const QvStopQuery& isStopped);
+  /// Returned by LTChol when it was stopped.
   static constexpr int kStopped = -1;
   /// With the factor L in place: solves L L' x = b; 0, or 1 for a wrong shape or without memory.
   int LTSubstitute(const std::vector<double>& b, std::vector<double>& x) const;
