@@ -207,8 +207,9 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// the units of rows and columns, 0 when a pivot is singular. `stopAtSingular` ends at the first
   /// singular pivot; what the rows after it then hold is not defined.
   int LTChol(double tol, double& measure, bool stopAtSingular);
-  /// The same, of large matrices until `isStopped`, which is asked every few hundredths of a
-  /// second, answers true: kStopped then, and the elements are undefined.
+  /// The same with `tol`, `measure` and `stopAtSingular`, of large matrices until `isStopped`,
+  /// which is asked every few hundredths of a second, answers true: kStopped then, and the elements
+  /// are undefined.
   int LTChol(double tol, double& measure, bool stopAtSingular, const QvStopQuery& isStopped);
   /// Returned by LTChol when it was stopped.
   static constexpr int kStopped = -1;

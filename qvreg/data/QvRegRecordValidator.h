@@ -56,7 +56,7 @@ class QVREG_EXPORT QvRegRecordValidator {
   /// roles) or kBadCategory (no whole number, or above the number of categories; with the variable
   /// and the value); otherwise it is left as it was.
   QvRecordVerdict CheckRecord(const QvCommon::Record& record, QvCommon::QvStatus& status) const;
-  /// The same for the `values` of a record, which are `size`.
+  /// The same for the `values` of a record, which are `size`, with the same `status`.
   QvRecordVerdict CheckRecord(const double* values, int size, QvCommon::QvStatus& status) const;
   /// True when CheckRecord, which sets the `status`, finds the record valid.
   bool IsValidRecord(const QvCommon::Record& record, QvCommon::QvStatus& status) const {

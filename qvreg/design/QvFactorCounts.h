@@ -102,8 +102,8 @@ class QVREG_EXPORT QvFactorCounts {
   /// Replaces them by those written: the `reader` fails for counts of other factors or another
   /// dependent.
   void ReadCounts(QvCommon::QvByteReader& reader);
-  /// Counts the record's factors with weight w; calls `onCategory(factor, category)` for each
-  /// category in range. False when one is out of range.
+  /// Counts the factors of a record of `values` with weight w; calls `onCategory(factor, category)`
+  /// for each category in range. False when one is out of range.
   template <typename OnCategory>
   bool CountFactors(const double* values, double w, OnCategory&& onCategory) {
     bool isInRange = true;
@@ -117,11 +117,12 @@ class QVREG_EXPORT QvFactorCounts {
     }
     return isInRange;
   }
-  /// Counts the record's dependent with weight w; -1 when it is out of range, else its category.
+  /// Counts the dependent of a record of `values` with weight w; -1 when it is out of range, else
+  /// its category.
   int CountDependent(const double* values, double w);
   /// True when the dependent is counted.
   [[nodiscard]] bool HasDependentCounts() const { return fpDependCounts != nullptr; }
-  /// The record's frequency weight, 1 when there is none.
+  /// The frequency weight of a record of `values`, 1 when there is none.
   [[nodiscard]] double FrequencyWeight(const double* values) const {
     return fWeightVar >= 0 ? values[fWeightVar] : 1.0;
   }
