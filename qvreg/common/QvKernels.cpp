@@ -1,5 +1,6 @@
 #include "qvreg/common/QvKernels.h"
 
+#include <atomic>
 #include <cmath>
 #include <cstdlib>
 #include <string_view>
@@ -52,8 +53,15 @@ std::vector<const QvKernels*> QvKernels::GetAll() {
 }
 
 const QvKernels& QvKernels::Get() {
-  static const QvKernels& chosen = Choose();
-  return chosen;
+  // A constant to begin with: what guards the initialization by a function is left behind by
+  // mingw-w64's run-time library when the library is unloaded.
+  static std::atomic<const QvKernels*> chosen = nullptr;
+  const QvKernels* kernels = chosen.load(std::memory_order_relaxed);
+  if (kernels == nullptr) {
+    kernels = &Choose();
+    chosen.store(kernels, std::memory_order_relaxed);
+  }
+  return *kernels;
 }
 
 }  // namespace QvCommon

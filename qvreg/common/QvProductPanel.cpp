@@ -97,10 +97,8 @@ void QvProductPanel::AddStrip(std::size_t first, const Parts& left, QvSymMatrix&
     }
   }
   for (std::size_t a = 0; a < nLeft; ++a) {
-    const auto row = [&](const Doubles& strip) {
-      return std::span(strip).subspan(a * nColumns, first + a + 1);
-    };
-    sum.AddToCompensatedRow(first + a, row(fExactStrip), row(fRestStrip));
+    sum.AddToCompensatedRow(static_cast<int>(first + a), &fExactStrip[a * nColumns],
+                            &fRestStrip[a * nColumns]);
   }
 }
 

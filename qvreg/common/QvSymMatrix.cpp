@@ -175,10 +175,9 @@ void QvSymMatrix::UpdateEachXXSparse(std::vector<QvSymMatrix>& matrices,
   }
 }
 
-void QvSymMatrix::AddToCompensatedRow(std::size_t i, std::span<const double> values,
-                                      std::span<const double> rests) {
-  const std::size_t start = RowStart(static_cast<int>(i));
-  AddTerms(values.size(), values.data(), rests.data(), &fElements[start], &fLost[start]);
+void QvSymMatrix::AddToCompensatedRow(int i, const double* values, const double* rests) {
+  const std::size_t start = RowStart(i);
+  AddTerms(static_cast<std::size_t>(i) + 1, values, rests, &fElements[start], &fLost[start]);
 }
 
 bool QvSymMatrix::StartCompensation() {

@@ -165,10 +165,9 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
     for (std::size_t j = first; j < last; ++j) row[j] += values[j - first];
   }
 
-  /// Adds the sum of two double numbers, `values` and the smaller `rests`, to each of the first
-  /// elements of row i. REQUIRES: such a row; as many of both, at most i + 1; compensation.
-  void AddToCompensatedRow(std::size_t i, std::span<const double> values,
-                           std::span<const double> rests);
+  /// Adds the sum of two doubles, of `values` and the smaller `rests`, to each of the i + 1
+  /// elements of row i. REQUIRES: such a row; as many of both; compensation.
+  void AddToCompensatedRow(int i, const double* values, const double* rests);
 
   /// Adds weights[k] x x' to matrices[k], all of one order, for a sparse x of `values` in the
   /// places `indices`: the places are looked up once. REQUIRES: a weight per matrix, distinct
