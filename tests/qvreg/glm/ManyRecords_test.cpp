@@ -1,4 +1,6 @@
 #include <memory>
+#include <random>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -6,7 +8,9 @@
 #include "qvreg/component/IQvRegOutputStats.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/factory/QvRegFactory.h"
+#include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/ModelSettings.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {
 
@@ -73,6 +77,33 @@ TEST_F(ManyRecords, DependentColumnsStayDependentWithAConstantRegressionWeight) 
 TEST_F(ManyRecords, DependentColumnsStayDependentWithAConstantFrequencyWeight) {
   settings_.FrequencyWeight(3);
   ExpectTwoRedundant(settings_, 100'003);
+}
+
+/// Rows y, a, b and their sum, which is exact: whole numbers of 40 bits and more.
+std::vector<QvCommon::Record> MakeDependentColumns(int n) {
+  std::mt19937_64 random(7);
+  const auto whole = [&random] { return static_cast<double>(random() >> 24); };
+  std::vector<std::vector<double>> rows;
+  for (int i = 0; i < n; ++i) {
+    const double a = whole();
+    const double b = whole();
+    rows.push_back({whole(), a, b, a + b, 0.1});
+  }
+  return qvtest::MakeRecords(rows);
+}
+
+// Rounding in a panel of rows is far above that of single rows.
+TEST(ManyDenseRecords, ADependentColumnIsFoundWithoutTolerance) {
+  for (const bool isWeighted : {false, true}) {
+    qvtest::LinearSettings settings(0, {}, {1, 2, 3});
+    settings.Effect({}, {1}).Effect({}, {2}).Effect({}, {3});
+    if (isWeighted) settings.RegressionWeight(4);
+    settings.Get().SetTolerance(0.0);
+    const qvtest::FittedModel model(settings.Get(), MakeDependentColumns(5000));
+    EXPECT_TRUE(model.Stats().GetRedundancyIndicators().IsIn(2));
+    EXPECT_FALSE(model.Stats().GetRedundancyIndicators().IsIn(3));
+    EXPECT_EQ(model.Stats().GetParamEstimates()[3], 0.0);
+  }
 }
 
 }  // namespace
