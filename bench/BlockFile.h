@@ -4,20 +4,14 @@
 #include <cstddef>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "bench/Arguments.h"
 #include "qvreg/qvreg.h"
 
 namespace qvbench {
-
-using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
-[[nodiscard]] inline File OpenFile(const std::string& path) {
-  return {std::fopen(path.c_str(), "rb"), &std::fclose};
-}
 
 /// How many records of `size` values the file holds.
 [[nodiscard]] inline long long CountRecords(const std::string& path, int size) {

@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <memory>
 #include <vector>
 
 #include "bench/Arguments.h"
@@ -62,12 +61,8 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: bench_bare FILE COVARIATES\n");
     return 2;
   }
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(argv[1], "rb"),
-                                                             &std::fclose);
-  if (file == nullptr) {
-    std::perror(argv[1]);
-    return 2;
-  }
+  const qvbench::File file = qvbench::OpenFile(argv[1]);
+  if (file == nullptr) return 2;
 
   const auto p = static_cast<std::size_t>(covariates);
   std::vector<double> record(p + 1);

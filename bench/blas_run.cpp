@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
-#include <memory>
 #include <vector>
 
 #include "bench/Arguments.h"
@@ -19,12 +18,8 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: bench_blas_run FILE COVARIATES\n");
     return 2;
   }
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(argv[1], "rb"),
-                                                             &std::fclose);
-  if (file == nullptr) {
-    std::perror(argv[1]);
-    return 2;
-  }
+  const qvbench::File file = qvbench::OpenFile(argv[1]);
+  if (file == nullptr) return 2;
 
   const qvbench::Stopwatch watch;
   constexpr std::size_t kBlock = std::size_t{1} << 17;

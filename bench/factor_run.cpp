@@ -1,5 +1,6 @@
 // Factors, inverts and sweeps a matrix of made-up numbers with the library and factors and inverts
-// it with LAPACK, which take turns, and prints what each spent least.
+// it with LAPACK, which take turns, and prints what each spent least, and how long the library went
+// at most without asking whether to stop.
 
 #include <algorithm>
 #include <cmath>
@@ -13,11 +14,37 @@
 #include "bench/Stopwatch.h"
 #include "bench/UniformNumbers.h"
 #include "qvreg/common/QvBitSet.h"
+#include "qvreg/common/QvBlockSweep.h"
 #include "qvreg/common/QvSymMatrix.h"
 
 namespace {
 
+using QvCommon::QvStopQuery;
 using QvCommon::QvSymMatrix;
+
+/// The longest time between two questions whether to stop, of which the answer is no.
+class StopClock {
+ public:
+  [[nodiscard]] QvStopQuery Query() {
+    return [this] {
+      Ask();
+      return false;
+    };
+  }
+  /// An operation begins or ends.
+  void Ask() {
+    const double now = watch_.Now().wall;
+    longest_ = std::max(longest_, now - latest_);
+    latest_ = now;
+  }
+  void Begin() { latest_ = watch_.Now().wall; }
+  [[nodiscard]] double Longest() const { return longest_; }
+
+ private:
+  qvbench::Stopwatch watch_;
+  double latest_ = 0.0;
+  double longest_ = 0.0;
+};
 
 /// The least that a step took, named as it is printed.
 class Step {
@@ -85,13 +112,17 @@ QvSymMatrix FromColumns(int order, const std::vector<double>& columns) {
   return matrix;
 }
 
-QvSymMatrix Sweep(const QvSymMatrix& filled, Step& step) {
+QvSymMatrix Sweep(const QvSymMatrix& filled, Step& step, const QvStopQuery& isStopped) {
   QvSymMatrix matrix = filled;
   std::vector<double> diagonal;
   qvbench::Require(filled.GetDiagonal(diagonal));
   QvCommon::QvBitSet swept(filled.GetOrder());
   step.Run([&] {
-    for (int k = 0; k < filled.GetOrder(); ++k) matrix.Sweep(k, 1e-12, diagonal, swept, true);
+    QvCommon::QvBlockSweep blocks(matrix, 1e-12, diagonal, swept, isStopped);
+    for (int k = 0; k < filled.GetOrder(); ++k) {
+      qvbench::Require(!isStopped() && blocks.Advance(k) && blocks.Sweep(k));
+    }
+    qvbench::Require(blocks.Settle());
   });
   return matrix;
 }
@@ -113,22 +144,32 @@ int main(int argc, char** argv) {
   Step invertLapack("dpotri");
   Step sweep("sweep");
   double difference = 0.0;
+  StopClock clock;
+  const QvStopQuery isStopped = clock.Query();
   for (long turn = 0; turn < turns; ++turn) {
     QvSymMatrix ours = filled;
     std::vector<double> theirs = columns;
     double measure = 0.0;
     int info = 0;
-    factor.Run([&] { qvbench::Require(ours.LTChol(1e-12, measure, false) == 0); });
+    clock.Begin();
+    factor.Run([&] { qvbench::Require(ours.LTChol(1e-12, measure, false, isStopped) == 0); });
+    clock.Ask();
     factorLapack.Run([&] { dpotrf_("L", &order, theirs.data(), &order, &info); });
     qvbench::Require(info == 0);
-    invert.Run([&] { ours.LTInverse(); });
+    clock.Begin();
+    invert.Run([&] { qvbench::Require(ours.LTInverse(isStopped)); });
+    clock.Ask();
     invertLapack.Run([&] { dpotri_("L", &order, theirs.data(), &order, &info); });
     qvbench::Require(info == 0);
     const QvSymMatrix inverse = FromColumns(order, theirs);
-    difference = std::max(LargestDifference(ours, inverse),
-                          LargestDifference(Sweep(filled, sweep), inverse));
+    clock.Begin();
+    const QvSymMatrix swept = Sweep(filled, sweep, isStopped);
+    clock.Ask();
+    difference =
+        std::max({difference, LargestDifference(ours, inverse), LargestDifference(swept, inverse)});
   }
   for (const Step* step : {&factor, &factorLapack, &invert, &invertLapack, &sweep}) step->Print();
+  std::printf("  longest without asking %.6f s\n", clock.Longest());
   // The inverse's elements are about 1 / order.
   std::printf("  relative difference    %.3g\n", difference * order);
   return 0;

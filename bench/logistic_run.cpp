@@ -81,10 +81,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   qvbench::File file = qvbench::OpenFile(argv[1]);
-  if (file == nullptr) {
-    std::perror(argv[1]);
-    return 2;
-  }
+  if (file == nullptr) return 2;
   qvbench::ClassModel model(*shape);
   model.Settings().SetUsePatternTabulator(isInMemory);
   PassClock clock;

@@ -33,7 +33,7 @@ class FileParts : public IQvRecordParts {
 
   [[nodiscard]] int GetPartCount() const override { return count_; }
   [[nodiscard]] std::unique_ptr<QvCommon::MultiPassRecordIter> OpenPart(int part) override {
-    qvbench::File file = qvbench::OpenFile(path_);
+    qvbench::File file = qvbench::OpenFile(path_.c_str());
     if (file == nullptr) return nullptr;
     const auto at = [&](int k) { return records_ * k / count_; };
     return std::make_unique<qvbench::BlockFile>(std::move(file), size_, at(part), at(part + 1));

@@ -33,10 +33,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   qvbench::File file = qvbench::OpenFile(argv[1]);
-  if (file == nullptr) {
-    std::perror(argv[1]);
-    return 2;
-  }
+  if (file == nullptr) return 2;
 
   qvbench::LinearModel model(shape[0], {shape.begin() + 1, shape.end()}, refine);
   qvbench::PassClock clock;

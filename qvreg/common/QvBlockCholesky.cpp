@@ -1,10 +1,12 @@
 #include "qvreg/common/QvBlockCholesky.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <new>
 
+#include "qvreg/common/QvKernels.h"
 #include "qvreg/common/QvPlatform.h"
 #include "qvreg/common/QvSoundPivot.h"
 #include "qvreg/common/QvTiles.h"
@@ -15,12 +17,13 @@ namespace {
 
 constexpr std::size_t kTileRows = QvTiles::kRows;
 constexpr std::size_t kTileColumns = QvTiles::kColumns;
+constexpr std::size_t kLanes = QvKernels::kLanes;
 /// Of smaller matrices the plain loops are as fast.
 constexpr std::size_t kSmallestOrder = 48;
 /// Rows and columns of a block, and terms of its sums that are packed together: the packed terms
-/// stay in a cache of 512 KB.
-constexpr std::size_t kBlock = 128;
-constexpr std::size_t kDepth = 256;
+/// take 64 KB on each side.
+constexpr std::size_t kBlock = 64;
+constexpr std::size_t kDepth = 128;
 /// Rows of the inverse that are found together.
 constexpr std::size_t kRowsTogether = 4 * kTileRows;
 
@@ -168,7 +171,7 @@ void QvBlockCholesky::SumWithin(std::size_t begin, std::size_t column) {
   if (depth == 0) return;
   for (std::size_t c = 0; c < kTileColumns; ++c) {
     const std::size_t row = depth + c;
-    const double* strip = &fPanel[row / kTileRows * kTileRows * fBlock + row % kTileRows];
+    const double* strip = PanelAt(row, 0);
     for (std::size_t k = 0; k < depth; ++k) fRight[k * kTileColumns + c] = strip[k * kTileRows];
   }
   for (std::size_t r = depth; r < fOrder - begin; r += kTileRows) {
@@ -187,8 +190,41 @@ bool QvBlockCholesky::FactorColumns(std::size_t begin, std::size_t column, std::
     if (fResult == 0) fResult = static_cast<int>(i) + 1;
     isSound = false;
   }
-  for (std::size_t i = end; i < fOrder; ++i) FactorRow(begin, column, i, end - column);
+  FactorRowsBelow(begin, column, end);
   return isSound;
+}
+
+void QvBlockCholesky::FactorRowsBelow(std::size_t begin, std::size_t column, std::size_t end) {
+  const std::size_t count = end - column;
+  std::array<double, kLanes * kTileColumns> triangle{};
+  std::array<double, kLanes * kTileColumns> sums{};
+  std::array<double, kLanes * kTileColumns> columns{};
+  for (std::size_t j = 0; j < count; ++j) {
+    std::copy_n(Row(column + j) + column, j + 1, &triangle[j * kTileColumns]);
+  }
+  for (std::size_t first = end; first < fOrder; first += kLanes) {
+    const std::size_t nRows = std::min(kLanes, fOrder - first);
+    for (std::size_t r = 0; r < nRows; ++r) {
+      const double* own = Row(first + r) + column;
+      const double* sum = &fSums[(first + r - begin) * fBlock + (column - begin)];
+      for (std::size_t j = 0; j < count; ++j) {
+        columns[j * kLanes + r] = own[j];
+        sums[j * kLanes + r] = sum[j];
+      }
+    }
+    QvKernels::Get().fSolveColumns(count, triangle.data(), sums.data(), columns.data());
+    for (std::size_t r = 0; r < nRows; ++r) {
+      double* own = Row(first + r) + column;
+      double* panel = PanelAt(first + r - begin, column - begin);
+      for (std::size_t j = 0; j < count; ++j) {
+        own[j] = panel[j * kTileRows] = columns[j * kLanes + r];
+      }
+    }
+  }
+}
+
+double* QvBlockCholesky::PanelAt(std::size_t row, std::size_t column) {
+  return &fPanel[row / kTileRows * kTileRows * fBlock + column * kTileRows + row % kTileRows];
 }
 
 void QvBlockCholesky::FactorRow(std::size_t begin, std::size_t column, std::size_t i,
@@ -196,8 +232,7 @@ void QvBlockCholesky::FactorRow(std::size_t begin, std::size_t column, std::size
   double* row = Row(i) + column;
   const std::size_t r = i - begin;
   const double* sums = &fSums[r * fBlock + (column - begin)];
-  double* panel =
-      &fPanel[r / kTileRows * kTileRows * fBlock + (column - begin) * kTileRows + r % kTileRows];
+  double* panel = PanelAt(r, column - begin);
   for (std::size_t j = 0; j < count; ++j) {
     const double* other = Row(column + j) + column;
     double sum = sums[j];

@@ -33,6 +33,9 @@ class QvBlockCholesky {
   };
 
   [[nodiscard]] double* Row(std::size_t i) const { return fElements + i * (i + 1) / 2; }
+  /// Where fPanel has the element in a row and column of the block; those of a row are a strip's
+  /// rows apart.
+  [[nodiscard]] double* PanelAt(std::size_t row, std::size_t column);
   /// The factor's rows and columns from `begin` on: fSums become the products with the columns
   /// before.
   [[nodiscard]] bool SumBefore(std::size_t begin, std::size_t end);
@@ -44,6 +47,8 @@ class QvBlockCholesky {
   /// Finds a few columns; false after a singular pivot that ends the factorisation.
   [[nodiscard]] bool FactorColumns(std::size_t begin, std::size_t column, std::size_t end);
   void FactorRow(std::size_t begin, std::size_t column, std::size_t i, std::size_t count);
+  /// The same for all rows below those of the columns, several together.
+  void FactorRowsBelow(std::size_t begin, std::size_t column, std::size_t end);
   [[nodiscard]] bool FactorPivot(std::size_t begin, std::size_t column, std::size_t i);
 
   [[nodiscard]] bool InvertFactor();

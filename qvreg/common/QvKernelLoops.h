@@ -202,6 +202,22 @@ void AddTile(std::size_t n, std::size_t leftStride, const double* left, std::siz
   }
 }
 
+void SolveColumns(std::size_t n, const double* triangle, const double* sums, double* columns) {
+  for (std::size_t j = 0; j < n; ++j) {
+    const double* row = triangle + j * kLanes;
+    double* own = columns + j * kLanes;
+    const bool isPositive = row[j] > 0.0;
+    for (std::size_t part = 0; part < kLanes; part += kWidth) {
+      Vector sum = Load(sums + j * kLanes + part);
+      for (std::size_t k = 0; k < j; ++k) {
+        sum += Broadcast(row[k]) * Load(columns + k * kLanes + part);
+      }
+      const Vector rest = Load(own + part) - sum;
+      Store(isPositive ? rest / Broadcast(row[j]) : Broadcast(0.0), own + part);
+    }
+  }
+}
+
 /// Below it, and only there, a sum of 64 magnitudes is a number and its terms are usual; a sum may
 /// be refused whose terms are just usual.
 constexpr double kLargestSum = 0x1p+300;
@@ -391,8 +407,10 @@ void Exps(std::size_t n, const double* x, double* results) {
 }
 
 constexpr QvKernels MakeKernels(const char* name) {
-  return {name,  kIsFused,  MultiplyColumns,  SumWeightedRows,    MultiplyStrip, AddTile, FindSizes,
-          Split, WeighRows, SubtractProducts, AddWeightedColumns, AddMoments,    Exps};
+  return {name,          kIsFused,  MultiplyColumns,  SumWeightedRows,
+          MultiplyStrip, AddTile,   SolveColumns,     FindSizes,
+          Split,         WeighRows, SubtractProducts, AddWeightedColumns,
+          AddMoments,    Exps};
 }
 
 }  // namespace

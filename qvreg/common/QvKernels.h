@@ -37,6 +37,10 @@ struct QvKernels {
   /// QvTiles. Nothing is fused in any set.
   void (*fAddTile)(std::size_t n, std::size_t leftStride, const double* left,
                    std::size_t rightStride, const double* right, double* const* rows);
+  /// Solves 8 triangular systems of n <= 8 equations: column j of `columns`, 8 numbers, becomes it
+  /// minus `sums`, laid out alike, minus the sum over k < j of column k times triangle[8 j + k],
+  /// all over triangle[9 j], or 0 where that is not positive. Nothing is fused in any set.
+  void (*fSolveColumns)(std::size_t n, const double* triangle, const double* sums, double* columns);
   /// `sizes`, one for each column of the stride, become the largest magnitudes over n rows; false
   /// when some number is not usual, see below.
   bool (*fFindSizes)(std::size_t n, std::size_t stride, const double* rows, double* sizes);

@@ -101,7 +101,7 @@ void ExpectPlainResults(const QvSymMatrix& original) {
 
 TEST(QvBlockCholesky, GivesEveryBitOfThePlainLoops) {
   std::mt19937 random(1);
-  for (const int order : {47, 48, 49, 60, 100, 127, 128, 129, 136, 200, 300}) {
+  for (const int order : {47, 48, 49, 60, 63, 64, 65, 72, 100, 127, 128, 129, 136, 200, 300}) {
     SCOPED_TRACE(order);
     ExpectPlainResults(RandomMatrix(order, 0, random));
   }
@@ -169,8 +169,8 @@ TEST(QvBlockCholesky, MayBeStoppedBetweenBlocks) {
   const QvStopQuery atPoll = [&] { return ++polls == stopAt; };
   ASSERT_EQ(factor.LTChol(kTolerance, measure, false, atPoll), 0);
   const int ofFactor = polls;
-  // A block of rows is at most 128 high, and 256 terms of its sums are added at a time.
-  EXPECT_EQ(ofFactor, 0 + 1 + 1 + 2 + 2 + 3);
+  // A block of rows is at most 64 high, and 128 terms of its sums are added at a time.
+  EXPECT_EQ(ofFactor, 0 + 2 * (1 + 2 + 3 + 4 + 5));
   for (stopAt = 1; stopAt <= ofFactor; ++stopAt) {
     polls = 0;
     QvSymMatrix matrix = original;

@@ -72,6 +72,31 @@ TEST_P(QvKernelsTest, SetsOfOneArithmeticAgree) {
   }
 }
 
+TEST_P(QvKernelsTest, SolvesEachOfTheSystemsAsPlainLoopsDo) {
+  constexpr std::size_t kLanes = QvKernels::kLanes;
+  const Doubles sums = MakeNumbers(kLanes * kLanes, 5);
+  const Doubles given = MakeNumbers(kLanes * kLanes, 6);
+  Doubles triangle = MakeNumbers(kLanes * kLanes, 7);
+  for (std::size_t j = 0; j < kLanes; ++j) triangle[j * (kLanes + 1)] = 1.0 + std::fabs(sums[j]);
+  triangle[3 * (kLanes + 1)] = 0.0;
+  triangle[5 * (kLanes + 1)] = std::nan("");
+  for (std::size_t n = 1; n <= kLanes; ++n) {
+    Doubles columns = given;
+    kernels_.fSolveColumns(n, triangle.data(), sums.data(), columns.data());
+    Doubles expected = given;
+    for (std::size_t i = 0; i < n * kLanes; ++i) {
+      const std::size_t j = i / kLanes;
+      double sum = sums[i];
+      for (std::size_t k = 0; k < j; ++k) {
+        sum += triangle[j * kLanes + k] * expected[k * kLanes + i % kLanes];
+      }
+      const double pivot = triangle[j * (kLanes + 1)];
+      expected[i] = pivot > 0.0 ? (given[i] - sum) / pivot : 0.0;
+    }
+    EXPECT_EQ(columns, expected) << n;
+  }
+}
+
 TEST_P(QvKernelsTest, SplitsIntoPartsWhoseProductsAddExactly) {
   constexpr std::size_t kStride = 8;
   Doubles rows = MakeNumbers(kRows * kStride, 5);
