@@ -28,13 +28,18 @@ constexpr std::int64_t kSampleShare = 8;
 /// Values that a thread reads between two calls of the progress: 1 MB.
 constexpr std::int64_t kValuesAtOnce = std::int64_t{1} << 17;
 
-/// How many distinct records may be found: fewer than half, and no more than memory allows.
-std::size_t MostPatterns(const CodedTable& table, std::size_t bytes) {
+/// The most parts that records are divided into by their digests, which are grouped one by one.
+constexpr std::int64_t kMostParts = 64;
+
+/// How many distinct records may be found: fewer than half.
+std::int64_t MostPatterns(const CodedTable& table) {
+  return (std::max<std::int64_t>(table.RecordCount(), 1) - 1) / 2;
+}
+
+/// How many of them so many bytes hold.
+std::size_t PatternsIn(std::size_t bytes, const CodedTable& table) {
   constexpr std::size_t kBytesBeside = 40;
-  const std::int64_t half = (std::max<std::int64_t>(table.RecordCount(), 1) - 1) / 2;
-  const std::size_t each =
-      sizeof(double) * static_cast<std::size_t>(table.RecordSize()) + kBytesBeside;
-  return std::min(bytes / each, static_cast<std::size_t>(half));
+  return bytes / (sizeof(double) * static_cast<std::size_t>(table.RecordSize()) + kBytesBeside);
 }
 
 /// The digests of some records: a run of them from a random place in each of many equal stretches.
@@ -78,6 +83,60 @@ double EstimateDistinct(std::vector<std::uint64_t> digests, double records) {
   return estimate / (1.0 + estimate / records);
 }
 
+/// The grouped records, written as they are found. Borrows the table.
+class Writer {
+ public:
+  Writer(const CodedTable& table, const GroupingOptions& options)
+      : table_(table), file_(options.spoolDir) {
+    const auto size = static_cast<std::size_t>(table.RecordSize());
+    const bool addsWeight = options.freqWeight < 0;
+    weight_ = addsWeight ? size : static_cast<std::size_t>(options.freqWeight);
+    record_.resize(size + (addsWeight ? 2 : 1));
+    count_.label = "number of identical records";
+    count_.areZerosAndOnes = false;
+  }
+
+  /// False for a weight that is no number any more.
+  [[nodiscard]] bool Write(const RecordPatterns& patterns) {
+    for (std::size_t pattern = 0; pattern < patterns.Size(); ++pattern) {
+      const auto count = static_cast<double>(patterns.Count(pattern));
+      std::ranges::copy(patterns.Values(pattern), record_.begin());
+      double& weight = record_[weight_];
+      if (weight_ >= static_cast<std::size_t>(table_.RecordSize())) {
+        weight = count;
+      } else if (weight > 0.0) {
+        weight *= count;
+      }
+      if (!std::isfinite(weight)) return false;
+      record_.back() = count;
+      count_.lowest = std::min(count_.lowest, count);
+      count_.highest = std::max(count_.highest, count);
+      file_.Append(record_);
+    }
+    written_ += static_cast<std::int64_t>(patterns.Size());
+    return true;
+  }
+  [[nodiscard]] std::int64_t Written() const { return written_; }
+
+  /// Over then.
+  [[nodiscard]] GroupedRecords Take() {
+    file_.Flush();
+    file_.Rewind();
+    std::vector<CodedColumn> columns = table_.Columns();
+    columns.resize(record_.size(), count_);
+    return {CodedTable(std::move(file_), std::move(columns), written_, table_.MissingStrings()),
+            static_cast<int>(weight_), static_cast<int>(record_.size()) - 1};
+  }
+
+ private:
+  const CodedTable& table_;
+  SpoolFile file_;
+  std::size_t weight_ = 0;      ///< Place of the frequency weight; the number of records is last.
+  std::vector<double> record_;  ///< Scratch.
+  CodedColumn count_;
+  std::int64_t written_ = 0;
+};
+
 /// Groups the records of one table. Borrows everything it is made of.
 class Grouper {
  public:
@@ -85,18 +144,30 @@ class Grouper {
       : table_(table),
         options_(options),
         size_(static_cast<std::size_t>(table.RecordSize())),
-        most_(MostPatterns(table, options.mostBytes)) {}
+        most_(PatternsIn(options.mostBytes, table)) {}
 
   /// None when the records are not to be grouped.
   std::optional<GroupedRecords> Run() {
-    if (table_.RecordCount() < kFewestRecords) return std::nullopt;
-    if (IsLikelyDistinct()) return std::nullopt;
-    const std::optional<RecordPatterns> patterns = FindPatterns();
-    if (!patterns || !AreWeightsFinite(*patterns)) return std::nullopt;
-    return Write(*patterns);
+    if (table_.RecordCount() < kFewestRecords || most_ == 0) return std::nullopt;
+    const double distinct =
+        EstimateDistinct(Sample(table_), static_cast<double>(table_.RecordCount()));
+    if (distinct > static_cast<double>(MostPatterns(table_))) return std::nullopt;
+    const double parts = std::ceil(distinct / static_cast<double>(most_));
+    if (parts > static_cast<double>(kMostParts)) return std::nullopt;
+    parts_ = std::max(static_cast<std::int64_t>(parts), std::int64_t{1});
+    while (true) {
+      Writer writer(table_, options_);
+      const Outcome outcome = GroupAll(writer);
+      if (outcome == Outcome::kGrouped) return writer.Take();
+      if (outcome == Outcome::kNotToBeGrouped || parts_ == kMostParts) return std::nullopt;
+      // No parts are equal, and the sample tells of the least.
+      parts_ = std::min(2 * parts_, kMostParts);
+    }
   }
 
  private:
+  enum class Outcome { kGrouped, kTooManyInAPart, kNotToBeGrouped };
+
   /// A stretch of the table that one thread reads.
   struct Stretch {
     std::int64_t next;
@@ -106,11 +177,25 @@ class Grouper {
     bool isFull = false;
   };
 
-  [[nodiscard]] bool IsLikelyDistinct() const {
-    const auto records = static_cast<double>(table_.RecordCount());
-    return EstimateDistinct(Sample(table_), records) > static_cast<double>(most_);
+  Outcome GroupAll(Writer& writer) {
+    for (part_ = 0; part_ < parts_; ++part_) {
+      const std::optional<RecordPatterns> patterns = FindPatterns();
+      if (!patterns) return Outcome::kTooManyInAPart;
+      if (!writer.Write(*patterns)) return Outcome::kNotToBeGrouped;
+      if (writer.Written() > MostPatterns(table_)) return Outcome::kNotToBeGrouped;
+    }
+    return Outcome::kGrouped;
   }
 
+  [[nodiscard]] bool IsInPart(std::span<const double> record) const {
+    if (parts_ == 1) return true;
+    // RecordPatterns finds its places by the lower bits.
+    constexpr int kUpperBits = 16;
+    const auto upper = static_cast<std::int64_t>(HashOf(record) >> (64 - kUpperBits));
+    return (upper * parts_) >> kUpperBits == part_;
+  }
+
+  /// Those of the part; none when they are too many.
   std::optional<RecordPatterns> FindPatterns() {
     const std::int64_t count = std::clamp(options_.threads, 1, kMostThreads);
     std::vector<Stretch> stretches;
@@ -143,7 +228,7 @@ class Grouper {
     stretch.next += records;
     for (std::size_t at = 0; at < stretch.values.size(); at += size_) {
       const std::span<const double> record = std::span(stretch.values).subspan(at, size_);
-      if (stretch.patterns.Add(record)) continue;
+      if (!IsInPart(record) || stretch.patterns.Add(record)) continue;
       stretch.isFull = true;
       return;
     }
@@ -154,61 +239,15 @@ class Grouper {
     if (!options_.progress) return;
     std::int64_t left = 0;
     for (const Stretch& stretch : stretches) left += stretch.end - stretch.next;
-    options_.progress(table_.RecordCount() - left);
-  }
-
-  /// That of a record, times how many there are.
-  [[nodiscard]] double WeightOf(const RecordPatterns& patterns, std::size_t pattern) const {
-    const auto count = static_cast<double>(patterns.Count(pattern));
-    if (options_.freqWeight < 0) return count;
-    const double weight = patterns.Values(pattern)[static_cast<std::size_t>(options_.freqWeight)];
-    return weight > 0.0 ? weight * count : weight;
-  }
-
-  [[nodiscard]] bool AreWeightsFinite(const RecordPatterns& patterns) const {
-    for (std::size_t pattern = 0; pattern < patterns.Size(); ++pattern) {
-      if (!std::isfinite(WeightOf(patterns, pattern))) return false;
-    }
-    return true;
-  }
-
-  [[nodiscard]] GroupedRecords Write(const RecordPatterns& patterns) const {
-    const bool addsWeight = options_.freqWeight < 0;
-    const std::size_t weight = addsWeight ? size_ : static_cast<std::size_t>(options_.freqWeight);
-    const std::size_t count = size_ + (addsWeight ? 1 : 0);
-    SpoolFile file(options_.spoolDir);
-    std::vector<double> record(count + 1);
-    for (std::size_t pattern = 0; pattern < patterns.Size(); ++pattern) {
-      std::ranges::copy(patterns.Values(pattern), record.begin());
-      record[weight] = WeightOf(patterns, pattern);
-      record[count] = static_cast<double>(patterns.Count(pattern));
-      file.Append(record);
-    }
-    file.Flush();
-    file.Rewind();
-    std::vector<CodedColumn> columns = table_.Columns();
-    while (columns.size() <= count) columns.push_back(CountColumn(patterns));
-    return {CodedTable(std::move(file), std::move(columns),
-                       static_cast<std::int64_t>(patterns.Size()), table_.MissingStrings()),
-            static_cast<int>(weight), static_cast<int>(count)};
-  }
-
-  static CodedColumn CountColumn(const RecordPatterns& patterns) {
-    CodedColumn column;
-    column.label = "number of identical records";
-    column.areZerosAndOnes = false;
-    for (std::size_t pattern = 0; pattern < patterns.Size(); ++pattern) {
-      const auto count = static_cast<double>(patterns.Count(pattern));
-      column.lowest = std::min(column.lowest, count);
-      column.highest = std::max(column.highest, count);
-    }
-    return column;
+    options_.progress((table_.RecordCount() * (part_ + 1) - left) / parts_);
   }
 
   const CodedTable& table_;
   const GroupingOptions& options_;
   std::size_t size_;
-  std::size_t most_;  ///< Distinct records.
+  std::size_t most_;  ///< Distinct records of a part.
+  std::int64_t parts_ = 1;
+  std::int64_t part_ = 0;
 };
 
 }  // namespace

@@ -30,17 +30,20 @@ struct GroupingOptions {
   int threads = 1;            ///< How many may work; the result does not depend on it.
   /// What each of up to four threads may take for the distinct records that it found.
   std::size_t mostBytes = std::size_t{64} << 20;
-  /// Called on the calling thread now and then with the number of records seen; may be empty.
+  /// Called on the calling thread now and then with the number of records seen, of a table that is
+  /// read several times the share of them that is done; may be empty.
   std::function<void(long long records)> progress = {};
 };
 
-/// Groups the records of a table, in the order in which each stands there first. Memory is bounded
-/// whatever the table.
+/// Groups the records of a table. Memory is bounded whatever the table: where the distinct ones do
+/// not fit, records are divided into parts by their digests and the table is read once for each.
+/// Those of a part stand in the order in which each comes first in the table, parts one behind the
+/// other.
 ///
 /// None where a fit would gain little: of fewer than 10,000 records, or where half of them or more
 /// are distinct, which a sample tells before the rest is read, if it can; it is taken at places
-/// that depend on the number of records alone. None where the distinct ones need more memory than
-/// allowed, or a frequency weight would leave the range of a double. Others may read the table
+/// that depend on the number of records alone. None where more than 64 parts would be needed, or a
+/// frequency weight would leave the range of a double. Others may read the table
 /// meanwhile. Throws Error (kRunFailed) for a temporary file that cannot be read or written,
 /// Cancelled when interrupted.
 [[nodiscard]] std::optional<GroupedRecords> GroupRecords(const CodedTable& table,

@@ -1,5 +1,6 @@
 #include "host/fit/GroupedRecords.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstddef>
@@ -141,18 +142,42 @@ TEST(GroupedRecords, AreFewerThanHalfOfTheRecords) {
   EXPECT_FALSE(IsGrouped(kRecords, [](int i) { return Values{i / 2 * 1.0, 0.0}; }));
 }
 
-TEST(GroupedRecords, TakeBoundedMemory) {
-  const CodedTable table = MakeTable(kRecords, FewValues);
+constexpr std::size_t kBytesOfEach = 2 * sizeof(double) + 40;
+
+/// With memory for so many distinct records.
+std::optional<GroupedRecords> GroupWithin(std::size_t most, const CodedTable& table,
+                                          int threads = 1) {
   const Interrupt interrupt;
-  constexpr std::size_t kBytesOfEach = 2 * sizeof(double) + 40;
-  const auto isGrouped = [&](std::size_t bytes, int threads) {
-    return GroupRecords(table, {.interrupt = interrupt, .threads = threads, .mostBytes = bytes})
-        .has_value();
-  };
-  for (const int threads : {1, 3}) {
-    EXPECT_TRUE(isGrouped(35 * kBytesOfEach, threads));
-    EXPECT_FALSE(isGrouped(34 * kBytesOfEach, threads));
+  return GroupRecords(
+      table, {.interrupt = interrupt, .threads = threads, .mostBytes = most * kBytesOfEach});
+}
+
+TEST(GroupedRecords, AreFoundInPartsWhereMemoryHoldsNotAll) {
+  const CodedTable table = MakeTable(kRecords, FewValues);
+  const std::optional<GroupedRecords> atOnce = Group(table);
+  ASSERT_TRUE(atOnce);
+  std::vector<Values> expected = RecordsOf(atOnce->table);
+  std::ranges::sort(expected);
+  for (const std::size_t most : {34U, 20U, 5U}) {
+    const std::optional<GroupedRecords> inParts = GroupWithin(most, table);
+    ASSERT_TRUE(inParts) << most;
+    std::vector<Values> records = RecordsOf(inParts->table);
+    EXPECT_NE(records, RecordsOf(atOnce->table)) << "in another order";
+    EXPECT_EQ(RecordsOf(GroupWithin(most, table, 3)->table), records);
+    std::ranges::sort(records);
+    EXPECT_EQ(records, expected) << most;
+    EXPECT_EQ(inParts->table.Columns()[3].lowest, 1142.0);
+    EXPECT_EQ(inParts->table.Columns()[3].highest, 1143.0);
   }
+}
+
+TEST(GroupedRecords, AreNotMadeOfMoreThanFitIntoTheParts) {
+  const CodedTable table = MakeTable(kRecords, FewValues);
+  EXPECT_TRUE(GroupWithin(35, table));
+  EXPECT_FALSE(GroupWithin(0, table));
+  const CodedTable many = MakeTable(kRecords, [](int i) { return Values{i % 1000 * 1.0, 0.0}; });
+  EXPECT_FALSE(GroupWithin(15, many)) << "more than 64 parts";
+  EXPECT_TRUE(GroupWithin(30, many));
 }
 
 TEST(GroupedRecords, AreFoundWhereASampleHasHardlyAnyTwice) {
@@ -194,6 +219,12 @@ TEST(GroupedRecords, TellHowManyRecordsWereSeen) {
       table,
       {.interrupt = interrupt, .threads = 2, .progress = [&](long long n) { seen.push_back(n); }}));
   EXPECT_EQ(seen, (std::vector<long long>{131072, kMany}));
+  seen.clear();
+  EXPECT_TRUE(GroupRecords(table, {.interrupt = interrupt,
+                                   .threads = 2,
+                                   .mostBytes = 25 * kBytesOfEach,
+                                   .progress = [&](long long n) { seen.push_back(n); }}));
+  EXPECT_EQ(seen, (std::vector<long long>{65536, kMany / 2, (kMany + 131072) / 2, kMany}));
 }
 
 TEST(GroupedRecords, OfAFileThatEndsTooEarlyAreAnError) {
