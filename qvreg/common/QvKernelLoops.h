@@ -406,11 +406,11 @@ void Exps(std::size_t n, const double* x, double* results) {
   }
 }
 
-constexpr QvKernels MakeKernels(const char* name) {
+constexpr QvKernels MakeKernels(const char* name, const QvCommon::QvColumnKernels& columns) {
   return {name,          kIsFused,  MultiplyColumns,  SumWeightedRows,
           MultiplyStrip, AddTile,   SolveColumns,     FindSizes,
           Split,         WeighRows, SubtractProducts, AddWeightedColumns,
-          AddMoments,    Exps};
+          AddMoments,    Exps,      columns};
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "qvreg/common/QvColumnKernels.h"
+
 namespace QvCommon {
 
 /// The inner loops of sums over many rows, of which there is a set for each kind of machine.
@@ -64,6 +66,8 @@ struct QvKernels {
   void (*fAddMoments)(const double* weights, const double* numbers, double* first, double* second);
   /// The exponentials of n numbers between -708 and 0; see QvElementary::ExpMany.
   void (*fExps)(std::size_t n, const double* x, double* results);
+  /// The loops over columns.
+  QvColumnKernels fColumns;
 
   /// Whether each of n numbers is below 2^300 in magnitude: products of three such numbers are
   /// finite.

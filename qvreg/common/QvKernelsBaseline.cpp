@@ -1,8 +1,8 @@
-#include "qvreg/common/QvKernelLoops.h"
+#include "qvreg/common/QvColumnLoops.h"
 
 namespace QvCommon {
 
 extern const QvKernels kBaselineKernels;
-const QvKernels kBaselineKernels = MakeKernels("baseline");
+const QvKernels kBaselineKernels = MakeKernels("baseline", MakeColumnKernels());
 
 }  // namespace QvCommon

@@ -1,69 +1,79 @@
 #include "qvreg/common/QvPanel.h"
 
 #include <algorithm>
-#include <span>
-
-#include "qvreg/common/QvPlatform.h"
 
 namespace QvCommon {
 
 namespace {
 
-constexpr std::size_t kLanes = QvKernels::kLanes;
-
-QVREG_FMA_CLONES
-void WeightRows(std::size_t nRows, std::size_t stride, const double* QVREG_RESTRICT weights,
-                const double* QVREG_RESTRICT rows, double* QVREG_RESTRICT weighted) {
-  for (std::size_t r = 0; r < nRows; ++r) {
-    for (std::size_t j = 0; j < stride; ++j) weighted[j] = weights[r] * rows[j];
-    rows += stride;
-    weighted += stride;
-  }
-}
+constexpr std::size_t kTogether = QvColumnKernels::kTogether;
 
 }  // namespace
 
 void QvPanel::SetWidth(std::size_t n) {
-  const std::size_t stride = (n + kLanes - 1) / kLanes * kLanes;
-  fRows.assign(kRows * stride, 0.0);
-  fWeighted = fRows;
-  fColumns.assign(kRows * n, 0.0);
-  fStrip.assign(kLanes * stride, 0.0);
+  fOwn.assign(kRows * (n + 1), 0.0);
+  fColumns.assign((n + kTogether - 1) / kTogether * kTogether, fOwn.data() + n * kRows);
   fWidth = n;
-  fStride = stride;
-  fCount = 0;
+  fNWritten = 0;
+  Clear();
+}
+
+void QvPanel::Clear() {
+  for (std::size_t j = 0; j < fWidth; ++j) {
+    fColumns[j] = &fOwn[j * kRows];
+    std::fill_n(&fOwn[j * kRows], fNWritten, 0.0);
+  }
+  fNWritten = fCount = 0;
 }
 
 void QvPanel::Append(const double* values) {
-  double* row = &fRows[fCount * fStride];
-  double* column = &fColumns[fCount];
-  for (std::size_t j = 0; j < fWidth; ++j) {
-    row[j] = values[j];
-    column[j * kRows] = values[j];
+  double* column = &fOwn[fCount];
+  for (std::size_t j = 0; j < fWidth; ++j) column[j * kRows] = values[j];
+  fNWritten = ++fCount;
+}
+
+void QvPanel::Borrow(std::size_t count, const double* const* columns) {
+  std::copy_n(columns, fWidth, fColumns.begin());
+  fCount = count;
+}
+
+void QvPanel::AddProducts(std::size_t nLeft, const double* left, const Rows& rows,
+                          std::size_t nFirst, std::size_t nMore) {
+  // What lies behind a row's last sum is another's: the kernel has room of its own for the rest.
+  const std::size_t nDirect = nFirst / kTogether * kTogether;
+  fpKernels->fAddPairs(CountInLanes(), nLeft, left, nDirect, fColumns.data(), rows.data());
+  const std::size_t nLast = nFirst + (nLeft - 1) * nMore;
+  if (nLast == nDirect) return;
+  std::array<double, kMostLeft * 2 * kTogether> edge{};
+  Rows edgeRows{};
+  for (std::size_t i = 0; i < nLeft; ++i) edgeRows[i] = &edge[i * 2 * kTogether];
+  fpKernels->fAddPairs(CountInLanes(), nLeft, left, nLast - nDirect, &fColumns[nDirect],
+                       edgeRows.data());
+  for (std::size_t i = 0; i < nLeft; ++i) {
+    for (std::size_t j = nDirect; j < nFirst + i * nMore; ++j)
+      rows[i][j] += edgeRows[i][j - nDirect];
   }
-  ++fCount;
 }
 
-void QvPanel::MultiplyBy(const double* coefficients, Numbers& products) const {
-  fpKernels->fMultiplyColumns(fWidth, fColumns.data(), coefficients, products.data());
-}
-
-void QvPanel::AddWeightedRows(const Numbers& weights, double* sums) {
-  fpKernels->fSumWeightedRows(fCount, fStride, fStride, weights.data(), fRows.data(),
-                              fStrip.data());
-  for (std::size_t j = 0; j < fWidth; ++j) sums[j] += fStrip[j];
+void QvPanel::AddWeightedRows(std::size_t nSums, const double* weights, double* sums) {
+  for (std::size_t first = 0; first < nSums; first += kMostLeft) {
+    const std::size_t nLeft = std::min(kMostLeft, nSums - first);
+    Rows rows{};
+    for (std::size_t i = 0; i < nLeft; ++i) rows[i] = sums + (first + i) * fWidth;
+    AddProducts(nLeft, weights + first * kRows, rows, fWidth, 0);
+  }
 }
 
 void QvPanel::AddWeightedProducts(const Numbers& weights, QvSymMatrix& sum) {
-  WeightRows(fCount, fStride, weights.data(), fRows.data(), fWeighted.data());
-  for (std::size_t i = 0; i < fWidth; i += kLanes) {
-    const std::size_t nLeft = std::min(kLanes, fWidth - i);
-    const std::size_t nColumns = i + kLanes;
-    fpKernels->fMultiplyStrip(fCount, fStride, nLeft, nColumns, &fWeighted[i], fRows.data(),
-                              fStrip.data());
-    for (std::size_t a = 0; a < nLeft; ++a) {
-      sum.AddToRow(i + a, 0, std::span(fStrip).subspan(a * nColumns, nColumns));
+  for (std::size_t first = 0; first < fWidth; first += kMostLeft) {
+    const std::size_t nLeft = std::min(kMostLeft, fWidth - first);
+    Rows rows{};
+    for (std::size_t i = 0; i < nLeft; ++i) {
+      fpKernels->fWeigh(CountInLanes(), weights.data(), fColumns[first + i], &fWeighted[i * kRows]);
+      rows[i] = sum.GetRow(first + i);
     }
+    // Up to the diagonal.
+    AddProducts(nLeft, fWeighted.data(), rows, first + 1, 1);
   }
 }
 

@@ -8,6 +8,13 @@
 #define QVREG_RESTRICT __restrict__
 #endif
 
+/// Asks the processor to bring what is at an address nearer.
+#if defined(__GNUC__)
+#define QVREG_PREFETCH(address) __builtin_prefetch(address)
+#else
+#define QVREG_PREFETCH(address) static_cast<void>(address)
+#endif
+
 /// fread for a stream that one thread uses: the lock that is taken otherwise costs more than the
 /// copy of a short record.
 #if defined(__GLIBC__)

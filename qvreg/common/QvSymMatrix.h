@@ -157,6 +157,8 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// last row.
   bool ZeroOutRedundant(const QvBitSet& swept);
 
+  /// The i + 1 elements of row i, to add to. REQUIRES: such a row; no compensation.
+  [[nodiscard]] double* GetRow(std::size_t i) { return Row(static_cast<int>(i)); }
   /// Adds `values` to row i from column `first` on, up to the diagonal. REQUIRES: such a row; no
   /// compensation.
   void AddToRow(std::size_t i, std::size_t first, std::span<const double> values) {

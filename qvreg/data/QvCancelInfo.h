@@ -14,7 +14,8 @@ class QVREG_EXPORT QvQueryCancel {
   virtual ~QvQueryCancel() = default;
   /// True to stop; the host is then not asked again.
   virtual bool QueryCancel() = 0;
-  /// True to stop; asked before every record.
+  /// True to stop; asked before every record that is read, and before every row, or panel of up to
+  /// 256 rows, that is kept in memory.
   virtual bool QueryWillCancel() = 0;
 };
 

@@ -63,10 +63,11 @@ double QvDesignRow::PlainProduct(std::size_t effect, const double* values) const
   return product;
 }
 
-double QvDesignRow::ScaledProduct(std::size_t effect, const double* values, int exponent) const {
+double QvDesignRow::ScaledProduct(std::size_t effect, const double* values, int exponent,
+                                  std::size_t step) const {
   QvCommon::QvScaledProduct product;
   for (std::size_t i = fMultiplierOffsets[effect]; i < fMultiplierOffsets[effect + 1]; ++i) {
-    product.Multiply(values[fMultipliers[i]]);
+    product.Multiply(values[static_cast<std::size_t>(fMultipliers[i]) * step]);
   }
   return product.InUnitsOf(exponent);
 }
@@ -79,6 +80,22 @@ double QvDesignRow::ProductValue(std::size_t effect, const double* values) const
 double QvDesignRow::HostValue(std::size_t effect, const double* values) const {
   return fNeedsScaling[effect] != 0 ? ScaledProduct(effect, values, 0)
                                     : PlainProduct(effect, values);
+}
+
+void QvDesignRow::FillColumn(std::size_t effect, const double* panel, double* column) const {
+  const int single = fSingles[effect];
+  if (single < 0 && fNeedsScaling[effect] != 0) {
+    for (std::size_t r = 0; r < kPanelRows; ++r) {
+      column[r] = ScaledProduct(effect, panel + r, fExponents[effect], kPanelRows);
+    }
+    return;
+  }
+  // A factor of 1, or a power of two for a single covariate: its product is the same in any order.
+  std::fill_n(column, kPanelRows, fFactors[effect]);
+  for (std::size_t i = fMultiplierOffsets[effect]; i < fMultiplierOffsets[effect + 1]; ++i) {
+    const double* multiplier = panel + static_cast<std::size_t>(fMultipliers[i]) * kPanelRows;
+    for (std::size_t r = 0; r < kPanelRows; ++r) column[r] *= multiplier[r];
+  }
 }
 
 void QvDesignRow::FindAlike() {

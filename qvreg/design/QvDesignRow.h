@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "qvreg/common/QvColumnKernels.h"
+
 namespace QvCommon {
 class QvBitSet;
 }
@@ -50,6 +52,10 @@ class QvDesignRow {
     const int position = fSingles[effect];
     return position >= 0 ? values[position] * fFactors[effect] : ProductValue(effect, values);
   }
+  /// Rows of a panel, which is kept column by column.
+  static constexpr std::size_t kPanelRows = QvCommon::QvColumnKernels::kRows;
+  /// ValueOf for each row of a panel.
+  void FillColumn(std::size_t effect, const double* panel, double* column) const;
   /// Where a row holds that value, if it does; -1 otherwise.
   [[nodiscard]] int GetCopiedPosition(std::size_t effect) const {
     return fFactors[effect] == 1.0 ? fSingles[effect] : -1;
@@ -96,7 +102,8 @@ class QvDesignRow {
   [[nodiscard]] double ProductValue(std::size_t effect, const double* values) const;
   [[nodiscard]] double PlainProduct(std::size_t effect, const double* values) const;
   /// The product of an effect whose numbers are of unusual size, in units of 2^`exponent`.
-  [[nodiscard]] double ScaledProduct(std::size_t effect, const double* values, int exponent) const;
+  [[nodiscard]] double ScaledProduct(std::size_t effect, const double* values, int exponent,
+                                     std::size_t step = 1) const;
 
   const QvFactorTables* fpFactorTables = nullptr;
   /// Effect after effect the positions to multiply, each as often as its power says.

@@ -48,3 +48,20 @@ void QvPatternDesign::FindColumns(const std::vector<int>& parameterIndices) {
     fPlaces.push_back(fPlaceOf[effect]);
   }
 }
+
+const std::vector<const double*>& QvPatternDesign::FindPanelColumns(const double* panel) {
+  constexpr std::size_t kRows = QvDesignRow::kPanelRows;
+  fPanelColumns.resize(fEffects.size());
+  fComputedColumns.resize(fEffects.size() * kRows);
+  for (std::size_t value = 0; value < fEffects.size(); ++value) {
+    const int position = fpRow->GetCopiedPosition(fEffects[value]);
+    if (position >= 0) {
+      fPanelColumns[value] = panel + static_cast<std::size_t>(position) * kRows;
+      continue;
+    }
+    double* column = &fComputedColumns[value * kRows];
+    fpRow->FillColumn(fEffects[value], panel, column);
+    fPanelColumns[value] = column;
+  }
+  return fPanelColumns;
+}

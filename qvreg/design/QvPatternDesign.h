@@ -40,6 +40,10 @@ class QvPatternDesign {
       for (const double* const end = from + run.fCount; from != end;) *values++ = *from++;
     }
   }
+  /// Finds a panel's values column by column: 256 numbers each, of rows that are kept so, `panel`
+  /// being the first column. They stay until the next call, or as long as the rows. May throw
+  /// std::bad_alloc.
+  const std::vector<const double*>& FindPanelColumns(const double* panel);
   /// Finds the columns of the rows with these parameters, one per effect, -1 for none. REQUIRES:
   /// `numbers` as they were.
   void FindColumns(const std::vector<int>& parameterIndices);
@@ -66,4 +70,6 @@ class QvPatternDesign {
   std::vector<int> fPlaceOf;
   std::vector<int> fColumns;
   std::vector<int> fPlaces;
+  std::vector<const double*> fPanelColumns;
+  std::vector<double> fComputedColumns;  ///< Those that are not the rows' own.
 };

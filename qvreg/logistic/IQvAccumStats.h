@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "qvreg/common/QvColumnKernels.h"
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/data/QvCancelInfo.h"
@@ -90,11 +91,21 @@ class IQvPatternStats {
  public:
   /// How many rows are added together at most.
   static constexpr std::size_t kMostRows = 64;
+  /// The same of rows that are kept column by column.
+  static constexpr std::size_t kPanelRows = QvCommon::QvColumnKernels::kRows;
   /// Borrowed rows: their values, row after row, categories and weights.
   struct Rows {
     std::size_t fCount = 0;
     const double* fpValues = nullptr;
     const int* fpCategories = nullptr;
+    const double* fpWeights = nullptr;
+  };
+  /// Borrowed rows, column by column: kPanelRows numbers of each column and kPanelRows categories,
+  /// finite ones from fCount on; as many weights as there are rows.
+  struct Columns {
+    std::size_t fCount = 0;
+    const double* const* fpColumns = nullptr;
+    const double* fpCategories = nullptr;
     const double* fpWeights = nullptr;
   };
 
@@ -111,6 +122,8 @@ class IQvPatternStats {
   /// Adds at most kMostRows rows of the pattern; false, with none of them added, where some of them
   /// may have to be refused: each is to be given to UpdateForRow. May throw std::bad_alloc.
   virtual bool AddRows(const Rows& rows) = 0;
+  /// The same for at most kPanelRows rows.
+  virtual bool AddColumns(const Columns& columns) = 0;
   /// Ends the pattern: REQUIRED before anything is read.
   virtual void EndPattern() = 0;
   /// As UpdateForRow for `nRows` rows of one category whose weights sum to `weight`.

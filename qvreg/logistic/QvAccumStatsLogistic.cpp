@@ -380,7 +380,7 @@ std::size_t QvAccumStatsLogistic::GetSize() const {
   const std::size_t p = fDenseRow.size();
   // A second matrix for decided pairs may follow.
   const std::size_t blocks = 2 * fHessian.GetBlocks().size() + 1;
-  const std::size_t panel = 3 * QvCommon::QvPanel::kRows * p;
+  const std::size_t panel = QvCommon::QvPanel::kRows * p;
   const std::size_t pairs = fPanel.HasPairs() ? QvPairSums::GetSize(p, fProbabilities.size()) : 0;
   return (blocks * (p * (p + 1) / 2) + 2 * fScores.size() + panel) * sizeof(double) + pairs;
 }

@@ -61,6 +61,7 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   bool BeginPattern(const std::vector<int>& columns, const std::vector<int>& places,
                     std::size_t nValues, bool llOnly) override;
   bool AddRows(const Rows& rows) override;
+  bool AddColumns(const Columns& columns) override;
   void EndPattern() override;
   int UpdateForAlikeRows(const std::vector<int>& indices, const std::vector<double>& values,
                          int category, double weight, long long nRows, bool llOnly) override;
@@ -120,7 +121,14 @@ class QvAccumStatsLogistic : public IQvAccumStats,
   /// The same for an operation that shows sums: the rows belong to what it shows.
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): what is shown does not change by it.
   void Settle() const { const_cast<QvAccumStatsLogistic*>(this)->AddPanel(); }
-  void AddPanelToLL(const QvLogitPanel& panel);
+  /// What the rows of the pattern are added with: the panel and its estimates.
+  [[nodiscard]] QvLogitPanel& PatternPanel() {
+    return fbPatternIsDense ? fPanel : fMoments.GetPanel();
+  }
+  [[nodiscard]] const std::vector<double>& PatternEstimates() const {
+    return fbPatternIsDense ? *fpEstimates : fMoments.GetEstimates();
+  }
+  void AddPatternPanel(QvLogitPanel& panel);
   /// Adds the panel's rows with decided pairs, and takes them out of its information.
   void AddDecidedOfPanel(QvLogitPanel& panel);
   /// Adds a row of a panel whose probabilities are in place.

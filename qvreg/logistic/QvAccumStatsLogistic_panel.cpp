@@ -40,7 +40,7 @@ void QvAccumStatsLogistic::AddPanel(QvLogitPanel& panel, std::vector<double>& sc
                                     QvCommon::QvSymBlockMatrix& information) {
   const bool isAhead = fAhead == Ahead::kAdding;
   panel.Compute();
-  AddPanelToLL(panel);
+  panel.AddTo(fTotals.fLogLikelihood);
   if (fbSeparationCheck || isAhead) {
     panel.Widen(fTotals.fMinObserved, fTotals.fMaxObserved, fTotals.fMinComputed);
   }
@@ -53,23 +53,8 @@ void QvAccumStatsLogistic::AddPanel(QvLogitPanel& panel, std::vector<double>& sc
   panel.Clear();
 }
 
-void QvAccumStatsLogistic::AddPanelToLL(const QvLogitPanel& panel) {
-  double shifted = 0.0;
-  for (std::size_t r = 0; r < panel.GetCount(); ++r) {
-    const double weight = panel.GetWeight(r);
-    const double rest = panel.GetRest(r);
-    if (rest < QvLogitPanel::kSmallRest) {
-      fTotals.fLogLikelihood.AddLogOfRest(weight, rest);
-    } else {
-      shifted += weight * panel.GetShifted(r);
-      fTotals.fLogLikelihood.SubtractLog(weight, panel.GetSum(r));
-    }
-  }
-  fTotals.fLogLikelihood.Add(shifted);
-}
-
 void QvAccumStatsLogistic::AddDecidedOfPanel(QvLogitPanel& panel) {
-  if (!fBlockWeights.HasShares()) return;
+  if (!fBlockWeights.HasShares() || !panel.IsAnyBelow(fBlockWeights.GetBounds())) return;
   const auto mayBeDecided = panel.FindBelow(fBlockWeights.GetBounds());
   for (std::size_t r = 0; r < panel.GetCount(); ++r) {
     if (!mayBeDecided[r]) continue;
@@ -86,11 +71,11 @@ void QvAccumStatsLogistic::AddDecidedRow(const QvLogitPanel& panel, std::size_t 
   const auto category = static_cast<int>(panel.GetCategory(row));
   fbDense = &panel == &fPanel;
   if (fbDense) {
-    std::copy_n(panel.GetRow(row), fPanelRow.size(), fPanelRow.begin());
+    panel.CopyRow(row, fPanelRow.data());
     AddPartlyDecided(fAllIndices, fPanelRow, category, panel.GetWeight(row));
     return;
   }
-  const std::vector<double>& values = fMoments.ExpandRow(panel.GetRow(row));
+  const std::vector<double>& values = fMoments.ExpandRow(row);
   AddPartlyDecided(fMoments.GetColumns(), values, category, panel.GetWeight(row));
 }
 
@@ -110,7 +95,7 @@ bool QvAccumStatsLogistic::BeginPattern(const std::vector<int>& columns,
   // Wide sums of their own would take as much memory as those that they are added to.
   if (!isDense && nValues > kMostMoments && 2 * nValues > p) return false;
   if (fAhead == Ahead::kKept) ForgetAhead();
-  AddRowsOfPanel();
+  if (!isDense || llOnly != fbPanelIsLLOnly) AddRowsOfPanel();
   fbPanelIsLLOnly = llOnly;
   fbPatternIsDense = isDense;
   if (isDense) return true;
@@ -124,22 +109,49 @@ bool QvAccumStatsLogistic::AddRows(const Rows& rows) {
     const int category = rows.fpCategories[r];
     if (category < 0 || category >= fNCategories || 0.0 >= rows.fpWeights[r]) return false;
   }
-  // Rows that were added one by one may wait there.
-  AddRowsOfPanel();
-  QvLogitPanel& panel = fbPatternIsDense ? fPanel : fMoments.GetPanel();
-  const std::vector<double>& estimates = fbPatternIsDense ? *fpEstimates : fMoments.GetEstimates();
-  if (!panel.AddRows(rows.fCount, rows.fpValues, rows.fpCategories, rows.fpWeights, estimates)) {
+  QvLogitPanel& panel = PatternPanel();
+  if (panel.GetCount() + rows.fCount > QvCommon::QvPanel::kRows) AddRowsOfPanel();
+  if (!panel.AddRows(rows.fCount, rows.fpValues, rows.fpCategories, rows.fpWeights,
+                     PatternEstimates())) {
     return false;
   }
   for (std::size_t r = 0; r < rows.fCount; ++r) {
     CountRows(rows.fpCategories[r], rows.fpWeights[r], 1);
   }
+  // Dense rows wait for others.
+  if (!fbPatternIsDense || panel.IsFull()) AddPatternPanel(panel);
+  return true;
+}
+
+bool QvAccumStatsLogistic::AddColumns(const Columns& columns) {
+  const auto nCategories = static_cast<double>(fNCategories);
+  int nBad = 0;
+  for (std::size_t r = 0; r < columns.fCount; ++r) {
+    const double category = columns.fpCategories[r];
+    const bool isGood = category >= 0.0 && category < nCategories && !(0.0 >= columns.fpWeights[r]);
+    nBad += isGood ? 0 : 1;
+  }
+  if (nBad > 0) return false;
+  // Dense rows may wait there.
+  AddRowsOfPanel();
+  QvLogitPanel& panel = PatternPanel();
+  if (!panel.AddColumns(columns.fCount, columns.fpColumns, columns.fpCategories, columns.fpWeights,
+                        PatternEstimates())) {
+    return false;
+  }
+  fTotals.fValidRows += static_cast<long long>(columns.fCount);
+  panel.AddWeights(fCategoryWeights, fTotals.fWeight);
+  AddPatternPanel(panel);
+  return true;
+}
+
+void QvAccumStatsLogistic::AddPatternPanel(QvLogitPanel& panel) {
+  if (panel.GetCount() == 0) return;
   if (fbPatternIsDense) {
     AddRowsOfPanel();
   } else {
     AddPanel(panel, fMoments.GetScores(), fMoments.GetInformation());
   }
-  return true;
 }
 
 void QvAccumStatsLogistic::EndPattern() {

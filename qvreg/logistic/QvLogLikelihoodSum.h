@@ -11,9 +11,10 @@ class QvLogLikelihoodSum {
  public:
   /// Adds a number.
   void Add(double value) { fSum.Add({value, 0.0}); }
-  /// Adds weight (-log(sum)). Rows of one weight that follow each other share a logarithm.
+  /// Adds weight (-log(sum)), for a sum of at least 1 and at most 1e299. Rows of one weight that
+  /// follow each other share a logarithm.
   void SubtractLog(double weight, double sum) {
-    if (weight != fPendingWeight || fPendingProduct > kEnoughPending) {
+    if (weight != fPendingWeight || fPendingProduct > kMostPending / sum) {
       fSum = Get();
       fPendingWeight = weight;
       fPendingProduct = 1.0;
@@ -40,8 +41,8 @@ class QvLogLikelihoodSum {
   explicit QvLogLikelihoodSum(const QvCommon::QvDoubleDouble& sum) : fSum(sum) {}
 
  private:
-  /// The product may grow to this: another sum, of at most 46341 terms up to 1, keeps it finite.
-  static constexpr double kEnoughPending = 1e100;
+  /// The product may grow to this.
+  static constexpr double kMostPending = 1e300;
 
   QvCommon::QvDoubleDouble fSum;
   /// Not yet in it: minus the weight times the logarithm of the product of the latest sums.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -159,6 +160,13 @@ class QvLogModel : public IQvRegModel {
   /// As UpdateClassification, for a row of known parameters whose dependent is a local index.
   void UpdateClassificationFromIndices(std::vector<double>& residuals, const double* row,
                                        const std::vector<int>& parameterIndices);
+  /// The same for a row whose prediction is known, without residuals.
+  void AddClassified(int observed, int predicted, double frequencyWeight) {
+    fpClassification->Add(observed, predicted, frequencyWeight);
+  }
+  /// As AddRowToXPrimeX for `count` rows of a panel, which has 256 numbers of each of its columns;
+  /// `weights` are frequency times regression weights. REQUIRES: GetRowDesign().HasAllColumns().
+  bool AddPanelToXPrimeX(const double* panel, std::size_t count, const double* weights);
   /// How the rows of the estimation passes become design rows, and per basic parameter its number
   /// among those kept, -1 for one that is not.
   [[nodiscard]] const QvDesignRow& GetRowDesign() const { return fDesignRow; }
@@ -241,6 +249,7 @@ class QvLogModel : public IQvRegModel {
   mutable QvDesignRow fRecordRow;
   mutable QvDesignRow fDesignRow;
   std::vector<double> fProbabilities;
+  std::vector<double> fDenseRows;  ///< Of a panel.
   std::unique_ptr<QvClassification> fpClassification;
   QvCancelInfo& fCancel;
   QvCommon::QvStatus fStatus;

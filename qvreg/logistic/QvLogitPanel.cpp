@@ -11,6 +11,8 @@ using QvCommon::QvPanel;
 
 namespace {
 
+constexpr std::size_t kRows = QvPanel::kRows;
+
 /// No sum of predictors that are bounded by it overflows, nor the difference of two.
 constexpr double kLargestPredictor = 1e300;
 /// ExpMany's least argument.
@@ -30,52 +32,37 @@ double SumOfMagnitudes(std::size_t n, const double* values) {
   return sum;
 }
 
-/// The exponentials of a panel's numbers, none above 0, in their place.
-void ReplaceByExps(std::size_t n, double* numbers) {
-  if (*std::min_element(numbers, numbers + n) >= kLeastExponent) {
+/// The exponentials of numbers the least of which is known, in their place.
+void ReplaceByExps(std::size_t n, double* numbers, double least) {
+  if (least >= kLeastExponent) {
     QvElementary::ExpMany(n, numbers, numbers);
     return;
   }
-  for (std::size_t r = 0; r < n; ++r) numbers[r] = QvElementary::Exp(numbers[r]);
-}
-
-QVREG_FMA_CLONES
-void DivideTwo(std::size_t n, const double* QVREG_RESTRICT predictors, const double* tails,
-               double* QVREG_RESTRICT sums, double* QVREG_RESTRICT largest,
-               double* QVREG_RESTRICT first, double* QVREG_RESTRICT second) {
-  for (std::size_t r = 0; r < n; ++r) {
-    const double sum = 1.0 + tails[r];
-    const double larger = 1.0 / sum;
-    const double smaller = tails[r] / sum;
-    const bool isFirst = predictors[r] > 0.0;
-    first[r] = isFirst ? larger : smaller;
-    second[r] = isFirst ? smaller : larger;
-    sums[r] = sum;
-    largest[r] = isFirst ? predictors[r] : 0.0;
-  }
-}
-
-/// What the probabilities but that of one of n categories add to.
-template <typename Probability>
-double Rest(std::size_t n, Probability&& probability, std::size_t category) {
-  const double rest = 1.0 - probability(category);
-  if (rest >= QvLogitPanel::kSmallRest) return rest;
-  double sum = 0.0;
-  for (std::size_t c = 0; c < n; ++c) {
-    if (c != category) sum += probability(c);
-  }
-  return sum;
+  for (std::size_t k = 0; k < n; ++k) numbers[k] = QvElementary::Exp(numbers[k]);
 }
 
 }  // namespace
 
 void QvLogitPanel::SetUp(std::size_t p, std::size_t K) {
+  fNCategories = K;
   fEstimates.assign((K - 1) * p, 0.0);
-  fPredictors.assign(K, Numbers{});
-  fProbabilities.assign(K, Numbers{});
+  fPredictors.assign((K - 1) * kRows, 0.0);
+  fResiduals = fPredictors;
+  fProbabilities.assign(K * kRows, 0.0);
+  fLeast.assign(K, 0.0);
+  fCategorySums = fLeast;
+  fRow.assign(p, 0.0);
   fPairs = {};
   if (QvPairSums::Suits(p, K)) fPairs.SetUp(p, K);
   fRows.SetWidth(p);
+  Clear();
+}
+
+void QvLogitPanel::Clear() {
+  fRows.Clear();
+  fWeights.fill(0.0);
+  fCategories.fill(0.0);
+  fpCategories = nullptr;
 }
 
 void QvLogitPanel::TakeEstimates(const std::vector<double>& estimates) {
@@ -83,139 +70,166 @@ void QvLogitPanel::TakeEstimates(const std::vector<double>& estimates) {
   fSizeOfEstimates = SumOfMagnitudes(fEstimates.size(), fEstimates.data());
 }
 
+bool QvLogitPanel::ArePredictorsFinite(double magnitudes) const {
+  return magnitudes * fSizeOfEstimates < kLargestPredictor;
+}
+
 bool QvLogitPanel::Add(const double* values, std::size_t category, double weight,
                        const std::vector<double>& estimates) {
   const std::size_t row = fRows.GetCount();
   if (row == 0) TakeEstimates(estimates);
-  // False for what is not a number as well.
-  if (!(SumOfMagnitudes(fRows.GetWidth(), values) * fSizeOfEstimates < kLargestPredictor)) {
-    return false;
-  }
+  if (!ArePredictorsFinite(SumOfMagnitudes(fRows.GetWidth(), values))) return false;
   fRows.Append(values);
-  fCategories[row] = category;
+  fCategories[row] = static_cast<double>(category);
   fWeights[row] = weight;
   return true;
 }
 
 bool QvLogitPanel::AddRows(std::size_t n, const double* values, const int* categories,
                            const double* weights, const std::vector<double>& estimates) {
-  Clear();
-  TakeEstimates(estimates);
+  const std::size_t before = fRows.GetCount();
+  if (before == 0) TakeEstimates(estimates);
   const std::size_t width = fRows.GetWidth();
-  if (!(SumOfMagnitudes(n * width, values) * fSizeOfEstimates < kLargestPredictor)) return false;
+  if (!ArePredictorsFinite(SumOfMagnitudes(n * width, values))) return false;
   for (std::size_t r = 0; r < n; ++r) {
     fRows.Append(values + r * width);
-    fCategories[r] = static_cast<std::size_t>(categories[r]);
-    fWeights[r] = weights[r];
+    fCategories[before + r] = static_cast<double>(categories[r]);
+    fWeights[before + r] = weights[r];
   }
   return true;
 }
 
-void QvLogitPanel::Compute() {
-  const std::size_t p = fRows.GetWidth();
-  for (std::size_t c = 0; c + 1 < fPredictors.size(); ++c) {
-    fRows.MultiplyBy(fEstimates.data() + c * p, fPredictors[c]);
+bool QvLogitPanel::AddColumns(std::size_t n, const double* const* columns, const double* categories,
+                              const double* weights, const std::vector<double>& estimates) {
+  Clear();
+  TakeEstimates(estimates);
+  fRows.Borrow(n, columns);
+  if (!ArePredictorsFinite(fRows.SumMagnitudes())) {
+    Clear();
+    return false;
   }
-  if (fPredictors.size() == 2) {
-    ComputeTwo();
-  } else {
-    ComputeMany();
-  }
-  ComputeRests();
+  fpCategories = categories;
+  std::copy_n(weights, n, fWeights.begin());
+  return true;
 }
 
-void QvLogitPanel::ComputeRests() {
-  for (std::size_t r = 0; r < GetCount(); ++r) {
-    const auto probability = [this, r](std::size_t category) {
-      return fProbabilities[category][r];
-    };
-    fRests[r] = Rest(fProbabilities.size(), probability, fCategories[r]);
+void QvLogitPanel::Compute() {
+  const std::size_t K = fNCategories;
+  const std::size_t p = fRows.GetWidth();
+  const std::size_t nRows = fRows.CountInLanes();
+  if (fpCategories == nullptr) fpCategories = fCategories.data();
+  for (std::size_t c = 0; c + 1 < K; ++c) {
+    fRows.MultiplyBy(fEstimates.data() + c * p, &fPredictors[c * kRows]);
+  }
+  double* probabilities = fProbabilities.data();
+  const double least =
+      fpKernels->fShift(nRows, K, fPredictors.data(), probabilities, fLargest.data());
+  // Of two categories there is one exponential.
+  for (std::size_t c = 0; c < (K == 2 ? 1 : K); ++c) {
+    ReplaceByExps(nRows, probabilities + c * kRows, least);
+  }
+  fpKernels->fDivide(nRows, K, fPredictors.data(), probabilities, fSums.data());
+  fpKernels->fObserve(nRows, K, fpCategories, fPredictors.data(), fLargest.data(), probabilities,
+                      fObserved.data(), fRests.data(), fShifted.data());
+  double largest = 0.0;
+  for (std::size_t c = 0; c < K; ++c) {
+    fpKernels->fFindRange(GetCount(), ProbabilitiesOf(c), &fLeast[c], &largest);
   }
 }
 
 double QvLogitPanel::RestOf(const std::vector<double>& probabilities, std::size_t category) {
-  return Rest(
-      probabilities.size(), [&](std::size_t c) { return probabilities[c]; }, category);
+  const double rest = 1.0 - probabilities[category];
+  if (rest >= kSmallRest) return rest;
+  double sum = 0.0;
+  for (std::size_t c = 0; c < probabilities.size(); ++c) {
+    if (c != category) sum += probabilities[c];
+  }
+  return sum;
 }
 
 std::array<bool, QvPanel::kRows> QvLogitPanel::FindBelow(const std::vector<double>& bounds) const {
-  std::array<bool, QvPanel::kRows> isBelow{};
-  for (std::size_t c = 0; c < bounds.size(); ++c) {
+  std::array<bool, kRows> isBelow{};
+  for (std::size_t c = 0; c < fNCategories; ++c) {
+    if (!(fLeast[c] < bounds[c])) continue;
     for (std::size_t r = 0; r < GetCount(); ++r) {
-      isBelow[r] = isBelow[r] || fProbabilities[c][r] < bounds[c];
+      isBelow[r] = isBelow[r] || GetProbability(c, r) < bounds[c];
     }
   }
   return isBelow;
 }
 
+bool QvLogitPanel::IsAnyBelow(const std::vector<double>& bounds) const {
+  for (std::size_t c = 0; c < fNCategories; ++c) {
+    if (fLeast[c] < bounds[c]) return true;
+  }
+  return false;
+}
+
+void QvLogitPanel::AddWeights(std::vector<double>& sums, double& total) const {
+  const double* categories = fpCategories == nullptr ? fCategories.data() : fpCategories;
+  fpKernels->fSumByCategory(fRows.CountInLanes(), fNCategories, categories, fWeights.data(),
+                            fCategorySums.data());
+  for (std::size_t c = 0; c < fNCategories; ++c) {
+    sums[c] += fCategorySums[c];
+    total += fCategorySums[c];
+  }
+}
+
+void QvLogitPanel::AddTo(QvLogLikelihoodSum& sum) const {
+  constexpr std::size_t kMost = QvCommon::QvColumnKernels::kMostLogs;
+  for (std::size_t first = 0; first < GetCount(); first += kMost) {
+    AddLogs(first, std::min(fRows.CountInLanes() - first, kMost), sum);
+  }
+}
+
+void QvLogitPanel::AddLogs(std::size_t first, std::size_t n, QvLogLikelihoodSum& sum) const {
+  const QvCommon::QvColumnKernels::Logs logs =
+      fpKernels->fSumLogs(n, &fWeights[first], &fShifted[first], &fRests[first], &fSums[first]);
+  sum.Add(logs.fShifted);
+  if (logs.fbAlikeWeights) {
+    sum.SubtractLog(fWeights[first], logs.fProduct);
+    if (!logs.fbAnySmallRest) return;
+  }
+  for (std::size_t r = first; r < std::min(first + n, GetCount()); ++r) {
+    if (fRests[r] < kSmallRest) {
+      sum.AddLogOfRest(fWeights[r], fRests[r]);
+    } else if (!logs.fbAlikeWeights) {
+      sum.SubtractLog(fWeights[r], fSums[r]);
+    }
+  }
+}
+
 void QvLogitPanel::Widen(double& minObserved, double& maxObserved, double& minComputed) const {
-  const std::size_t n = GetCount();
-  for (std::size_t r = 0; r < n; ++r) {
-    const double observed = fProbabilities[fCategories[r]][r];
-    minObserved = std::min(minObserved, observed);
-    maxObserved = std::max(maxObserved, observed);
-  }
-  for (const Numbers& probabilities : fProbabilities) {
-    for (std::size_t r = 0; r < n; ++r) minComputed = std::min(minComputed, probabilities[r]);
-  }
+  double least = 0.0;
+  double largest = 0.0;
+  fpKernels->fFindRange(GetCount(), fObserved.data(), &least, &largest);
+  minObserved = std::min(minObserved, least);
+  maxObserved = std::max(maxObserved, largest);
+  for (const double probability : fLeast) minComputed = std::min(minComputed, probability);
 }
 
 void QvLogitPanel::AddScores(std::vector<double>& scores) {
-  Numbers residuals{};
-  for (std::size_t c = 0; c + 1 < fProbabilities.size(); ++c) {
-    for (std::size_t r = 0; r < GetCount(); ++r) {
-      residuals[r] = (fCategories[r] == c ? fRests[r] : -fProbabilities[c][r]) * fWeights[r];
-    }
-    fRows.AddWeightedRows(residuals, &scores[c * fRows.GetWidth()]);
-  }
+  fpKernels->fFindResiduals(fRows.CountInLanes(), fNCategories, fpCategories, fWeights.data(),
+                            fRests.data(), fProbabilities.data(), fResiduals.data());
+  fRows.AddWeightedRows(fNCategories - 1, fResiduals.data(), scores.data());
 }
 
 void QvLogitPanel::AddInformation(QvCommon::QvSymBlockMatrix& information) {
-  const std::size_t n = GetCount();
   if (fPairs.IsSetUp()) {
-    for (std::size_t r = 0; r < n; ++r) {
+    for (std::size_t r = 0; r < GetCount(); ++r) {
       if (fWeights[r] == 0.0) continue;
-      fPairs.Add(GetRow(r), fWeights[r], &fProbabilities[0][r], QvPanel::kRows);
+      CopyRow(r, fRow.data());
+      fPairs.Add(fRow.data(), fWeights[r], &fProbabilities[r], kRows);
     }
     return;
   }
   Numbers weights{};
   std::size_t block = 0;
-  for (std::size_t i = 0; i + 1 < fProbabilities.size(); ++i) {
-    const Numbers& own = fProbabilities[i];
-    for (std::size_t j = 0; j < i; ++j) {
-      const Numbers& other = fProbabilities[j];
-      for (std::size_t r = 0; r < n; ++r) weights[r] = -fWeights[r] * own[r] * other[r];
+  for (std::size_t i = 0; i + 1 < fNCategories; ++i) {
+    for (std::size_t j = 0; j <= i; ++j) {
+      fpKernels->fWeighPair(fRows.CountInLanes(), fWeights.data(), ProbabilitiesOf(i),
+                            j < i ? ProbabilitiesOf(j) : nullptr, weights.data());
       fRows.AddWeightedProducts(weights, information.GetBlocks()[block++]);
     }
-    for (std::size_t r = 0; r < n; ++r) weights[r] = -fWeights[r] * (own[r] - 1.0) * own[r];
-    fRows.AddWeightedProducts(weights, information.GetBlocks()[block++]);
-  }
-}
-
-void QvLogitPanel::ComputeTwo() {
-  const std::size_t n = GetCount();
-  Numbers tails{};
-  for (std::size_t r = 0; r < n; ++r) tails[r] = -std::fabs(fPredictors[0][r]);
-  ReplaceByExps(n, tails.data());
-  DivideTwo(n, fPredictors[0].data(), tails.data(), fSums.data(), fLargest.data(),
-            fProbabilities[0].data(), fProbabilities[1].data());
-}
-
-void QvLogitPanel::ComputeMany() {
-  const std::size_t n = GetCount();
-  fLargest.fill(0.0);
-  for (const Numbers& predictors : fPredictors) {
-    for (std::size_t r = 0; r < n; ++r) fLargest[r] = std::max(fLargest[r], predictors[r]);
-  }
-  fSums.fill(0.0);
-  for (std::size_t c = 0; c < fPredictors.size(); ++c) {
-    Numbers& exps = fProbabilities[c];
-    for (std::size_t r = 0; r < n; ++r) exps[r] = fPredictors[c][r] - fLargest[r];
-    ReplaceByExps(n, exps.data());
-    for (std::size_t r = 0; r < n; ++r) fSums[r] += exps[r];
-  }
-  for (Numbers& probabilities : fProbabilities) {
-    for (std::size_t r = 0; r < n; ++r) probabilities[r] /= fSums[r];
   }
 }

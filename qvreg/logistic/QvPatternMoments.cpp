@@ -10,6 +10,7 @@ void QvPatternMoments::SetUp(std::size_t nValues, std::size_t K) {
   fPanel.SetUp(nValues, K);
   fScores.assign((K - 1) * nValues, 0.0);
   fEstimates = fScores;
+  fValues.assign(nValues, 0.0);
   if (!fInformation.SetNRows(static_cast<int>(K) - 1, static_cast<int>(nValues))) {
     throw std::bad_alloc();
   }
@@ -30,9 +31,10 @@ void QvPatternMoments::Begin(const std::vector<int>& columns, const std::vector<
   }
 }
 
-const std::vector<double>& QvPatternMoments::ExpandRow(const double* values) {
+const std::vector<double>& QvPatternMoments::ExpandRow(std::size_t row) {
+  fPanel.CopyRow(row, fValues.data());
   fRow.clear();
-  for (const int place : *fpPlaces) fRow.push_back(values[place]);
+  for (const int place : *fpPlaces) fRow.push_back(fValues[static_cast<std::size_t>(place)]);
   return fRow;
 }
 

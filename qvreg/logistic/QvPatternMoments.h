@@ -21,8 +21,8 @@ class QvPatternMoments {
   [[nodiscard]] const std::vector<int>& GetColumns() const { return *fpColumns; }
   /// The estimates of the values.
   [[nodiscard]] const std::vector<double>& GetEstimates() const { return fEstimates; }
-  /// The non-zeros of a design row; valid until the next call.
-  const std::vector<double>& ExpandRow(const double* values);
+  /// The non-zeros of the design row of a row of the panel; valid until the next call.
+  const std::vector<double>& ExpandRow(std::size_t row);
 
   /// For rows of the values, and what they are summed in.
   [[nodiscard]] QvLogitPanel& GetPanel() { return fPanel; }
@@ -41,5 +41,7 @@ class QvPatternMoments {
   QvLogitPanel fPanel;
   std::vector<double> fScores;
   QvCommon::QvSymBlockMatrix fInformation;
-  std::vector<double> fRow;  ///< Scratch.
+  /// Scratch of a row.
+  std::vector<double> fValues;
+  std::vector<double> fRow;
 };

@@ -20,31 +20,40 @@ constexpr std::size_t kBlockValues = 32768;
 /// Patterns are found without hashing where there may be no more.
 constexpr long long kMostNumbers = 16384;
 
-void DisplayRows(const double* rows, std::size_t n, std::size_t rowSize) {
-  for (std::size_t r = 0; r < n; ++r) {
-    QvComponentDisplay::DisplayRow("fRecordData", std::span(rows + r * rowSize, rowSize));
+void DisplayRows(const QvStoredRows& rows) {
+  std::vector<double> scratch(rows.fRowSize);
+  for (std::size_t r = 0; r < rows.fCount; ++r) {
+    QvComponentDisplay::DisplayRow("fRecordData",
+                                   std::span(rows.Row(r, scratch.data()), rows.fRowSize));
   }
 }
 
 }  // namespace
 
-double* QvRowPatterns::AppendRow() {
+QvRowPlace QvRowPatterns::AppendRow() {
   if (fBlocks.empty() || fBlocks.back().fUsed == fBlocks.back().fCapacity) {
     const std::size_t capacity = std::clamp(fRowCount, kFirstRows, kMostRows);
     Block block{{}, capacity, 0};
     block.fValues.reserve(capacity * fRowSize);
     fBlocks.push_back(std::move(block));
   }
+  constexpr std::size_t kPanelRows = QvStoredRows::kPanelRows;
   Block& block = fBlocks.back();
-  block.fValues.resize((block.fUsed + 1) * fRowSize);
+  const std::size_t row = block.fUsed++;
   ++fRowCount;
-  return block.fValues.data() + block.fUsed++ * fRowSize;
+  if (!block.IsPanels()) {
+    block.fValues.resize(block.fUsed * fRowSize);
+    return {&block.fValues[row * fRowSize], 1};
+  }
+  const std::size_t inPanel = row % kPanelRows;
+  if (inPanel == 0) block.fValues.resize((row + kPanelRows) * fRowSize);
+  return {&block.fValues[(row - inPanel) * fRowSize + inPanel], kPanelRows};
 }
 
 void QvRowPatterns::Display() const {
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvRowPatterns display start");
-  ForEachRun([this](const double* rows, std::size_t n) {
-    DisplayRows(rows, n, fRowSize);
+  ForEachRun([](const QvStoredRows& rows) {
+    DisplayRows(rows);
     return true;
   });
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvRowPatterns display end");
@@ -94,24 +103,23 @@ double* QvPatternTable::AppendSharedRow(int pattern) {
   return RowAt(row);
 }
 
-double* QvPatternTable::AppendRow(const std::vector<int>& codes) {
-  if (!fPacker.Pack(codes, fPacked, false)) return nullptr;
-  if (fbArranged) Disarrange();
-  const int number = FindOrInsertPattern();
-  Pattern& pattern = fRowsOf[static_cast<std::size_t>(number)];
+QvRowPlace QvPatternTable::PlaceRow(int pattern) {
+  Pattern& rows = fRowsOf[static_cast<std::size_t>(pattern)];
   const bool isShared =
-      pattern.fCount < kSharedRows && fNShared < std::numeric_limits<std::uint32_t>::max();
-  double* row = nullptr;
-  if (isShared) {
-    row = AppendSharedRow(number);
-  } else {
-    if (pattern.fpFurther == nullptr) {
-      pattern.fpFurther = std::make_unique<QvRowPatterns>(static_cast<int>(fRowSize));
-    }
-    row = pattern.fpFurther->AppendRow();
+      rows.fCount < kSharedRows && fNShared < std::numeric_limits<std::uint32_t>::max();
+  if (isShared) return {AppendSharedRow(pattern), 1};
+  if (rows.fpFurther == nullptr) {
+    rows.fpFurther = std::make_unique<QvRowPatterns>(static_cast<int>(fRowSize));
   }
+  return rows.fpFurther->AppendRow();
+}
+
+QvRowPlace QvPatternTable::AppendRow(const std::vector<int>& codes) {
+  if (!fPacker.Pack(codes, fPacked, false)) return {};
+  if (fbArranged) Disarrange();
+  const QvRowPlace place = PlaceRow(FindOrInsertPattern());
   ++fRowCount;
-  return row;
+  return place;
 }
 
 void QvPatternTable::FindIndices(const QvFactorTables& tables) {
@@ -197,8 +205,8 @@ void QvPatternTable::Display() const {
     QvComponentDisplay::DisplayIV("Key", std::vector<int>(key.begin(), key.end()));
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                     "QvRowPatterns display start");
-    ForEachRun(place, [this](const double* rows, std::size_t n) {
-      DisplayRows(rows, n, fRowSize);
+    ForEachRun(place, [](const QvStoredRows& rows) {
+      DisplayRows(rows);
       return true;
     });
     QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvRowPatterns display end");

@@ -6,14 +6,47 @@
 #include <memory>
 #include <vector>
 
+#include "qvreg/common/QvColumnKernels.h"
 #include "qvreg/common/QvPackedInt.h"
+#include "qvreg/common/QvPlatform.h"
 #include "qvreg/component/IQvPassSums.h"
 #include "qvreg/design/QvHashtable.h"
 
 class QvFactorTables;
 
+/// Rows that are stored together: one behind the other, or as a panel of up to 256, whose columns
+/// have 256 numbers each, zeros from the last row on. Borrowed.
+struct QvStoredRows {
+  static constexpr std::size_t kPanelRows = QvCommon::QvColumnKernels::kRows;
+
+  const double* fpValues = nullptr;
+  std::size_t fCount = 0;
+  std::size_t fRowSize = 0;
+  bool fbPanel = false;
+
+  /// The column of a panel.
+  [[nodiscard]] const double* Column(std::size_t column) const {
+    return fpValues + column * kPanelRows;
+  }
+  /// A row's values: where they are, or, of a panel, copied to `scratch`.
+  const double* Row(std::size_t row, double* scratch) const {
+    if (!fbPanel) return fpValues + row * fRowSize;
+    for (std::size_t j = 0; j < fRowSize; ++j) scratch[j] = fpValues[j * kPanelRows + row];
+    return scratch;
+  }
+};
+
+/// Where one row's values are to be written.
+struct QvRowPlace {
+  double* fpFirst = nullptr;  ///< Null for no place.
+  std::size_t fStep = 1;      ///< From each value to the next.
+
+  [[nodiscard]] double& operator[](std::size_t column) const { return fpFirst[column * fStep]; }
+};
+
 /// The rows of one covariate pattern, each of the same number of values, in the order appended.
-/// Kept in contiguous blocks that grow by doubling and are never moved.
+/// Kept in contiguous blocks that grow by doubling and are never moved: the first rows one behind
+/// the other, the others in panels.
 ///
 /// Owns its rows. Const operations may run on several threads at once.
 class QvRowPatterns {
@@ -21,26 +54,25 @@ class QvRowPatterns {
   explicit QvRowPatterns(int rowSize) : fRowSize(static_cast<std::size_t>(rowSize)) {}
 
   /// Storage for one more row, which the caller fills at once. May throw std::bad_alloc.
-  double* AppendRow();
+  QvRowPlace AppendRow();
   [[nodiscard]] std::size_t GetRowCount() const { return fRowCount; }
-  /// Calls `visit(const double* rows, std::size_t n)` for rows that lie one behind the other, in
-  /// order, until it answers false; its last answer.
+  /// Calls `visit(const QvStoredRows&)` for rows that lie together, in order, until it answers
+  /// false; its last answer.
   template <typename Visit>
   bool ForEachRun(Visit&& visit) const {
+    constexpr std::size_t kPanelRows = QvStoredRows::kPanelRows;
     for (const Block& block : fBlocks) {
-      if (!visit(block.fValues.data(), block.fUsed)) return false;
+      const bool isPanels = block.IsPanels();
+      const std::size_t most = isPanels ? kPanelRows : block.fUsed;
+      for (std::size_t row = 0; row < block.fUsed; row += most) {
+        const std::size_t n = std::min(most, block.fUsed - row);
+        if (isPanels && row + n < block.fUsed) Prefetch(&block.fValues[(row + n) * fRowSize]);
+        if (!visit(QvStoredRows{&block.fValues[row * fRowSize], n, fRowSize, isPanels})) {
+          return false;
+        }
+      }
     }
     return true;
-  }
-  /// The same for `visit(const double* row)`, row by row.
-  template <typename Visit>
-  bool ForEachRow(Visit&& visit) const {
-    return ForEachRun([&](const double* rows, std::size_t n) {
-      for (std::size_t r = 0; r < n; ++r) {
-        if (!visit(rows + r * fRowSize)) return false;
-      }
-      return true;
-    });
   }
   void Display() const;
 
@@ -49,7 +81,21 @@ class QvRowPatterns {
     std::vector<double> fValues;  ///< With room for all rows, which are made as they come.
     std::size_t fCapacity = 0;    ///< In rows, as fUsed.
     std::size_t fUsed = 0;
+
+    /// Few rows would leave much of a panel empty.
+    [[nodiscard]] bool IsPanels() const {
+      constexpr std::size_t kFewestPanels = 4;
+      return fCapacity >= kFewestPanels * QvStoredRows::kPanelRows;
+    }
   };
+
+  /// Asks for a panel that will be read next: walks through many wait for memory otherwise.
+  void Prefetch(const double* panel) const {
+    constexpr std::size_t kLine = 8;
+    for (std::size_t k = 0; k < fRowSize * QvStoredRows::kPanelRows; k += kLine) {
+      QVREG_PREFETCH(panel + k);
+    }
+  }
 
   std::size_t fRowSize;
   std::size_t fRowCount = 0;
@@ -68,9 +114,9 @@ class QvPatternTable : public IQvKeptRows {
   /// Prepares an empty table for rows of `rowSize` values and for codes, each below its bound.
   /// False for a bound below 1. May throw std::bad_alloc.
   bool SetUp(int rowSize, const std::vector<int>& bounds);
-  /// Storage for one more row of the pattern, which the caller fills at once; null for a code that
+  /// Storage for one more row of the pattern, which the caller fills at once; none for a code that
   /// is not within its bound. May throw std::bad_alloc.
-  double* AppendRow(const std::vector<int>& codes);
+  QvRowPlace AppendRow(const std::vector<int>& codes);
   [[nodiscard]] long long GetRowCount() const { return fRowCount; }
   /// Notes that a row counts as `n` records.
   void CountRecords(long long n) { fRecordCount += n; }
@@ -102,7 +148,7 @@ class QvPatternTable : public IQvKeptRows {
     const std::size_t end = pattern.fBegin + pattern.fCount;
     for (std::size_t row = pattern.fBegin; row < end;) {
       const std::size_t n = std::min(end - row, BlockRows() - PlaceInBlock(row));
-      if (!visit(RowAt(row), n)) return false;
+      if (!visit(QvStoredRows{RowAt(row), n, fRowSize, false})) return false;
       row += n;
     }
     return pattern.fpFurther == nullptr || pattern.fpFurther->ForEachRun(visit);
@@ -127,6 +173,8 @@ class QvPatternTable : public IQvKeptRows {
   /// The pattern of fCodes packed in fPacked, a new one if need be.
   int FindOrInsertPattern();
   double* AppendSharedRow(int pattern);
+  /// The place of a row of fCodes packed in fPacked.
+  QvRowPlace PlaceRow(int pattern);
   [[nodiscard]] std::size_t BlockRows() const { return std::size_t{1} << fBlockShift; }
   [[nodiscard]] std::size_t PlaceInBlock(std::size_t row) const { return row & (BlockRows() - 1); }
   [[nodiscard]] const double* RowAt(std::size_t row) const {

@@ -128,70 +128,141 @@ std::unique_ptr<QvPatternTable> QvPatternTabulator::TakeRows() {
 
 bool QvPatternTabulator::AddRecord(const Record& record) { return AddValues(record.GetAll()); }
 
-bool QvPatternTabulator::AddValues(const double* record) {
+bool QvPatternTabulator::FindCodes(const double* record) {
+  const std::vector<int>& effects = fFactorTables.GetModelEffectIndices();
+  if (effects.empty()) return true;
   bool ok = true;
   const std::vector<int>& indices = fFactorTables.GetRowParameterIndices(record, ok);
-  if (!ok) return false;
-  const std::vector<int>& effects = fFactorTables.GetModelEffectIndices();
-  for (std::size_t e = 0; e < effects.size(); ++e) {
+  for (std::size_t e = 0; ok && e < effects.size(); ++e) {
     const auto effect = static_cast<std::size_t>(effects[e]);
     fCodes[e] = indices[effect] - fFactorTables.GetParameterOffsets()[effect];
   }
+  return ok;
+}
+
+bool QvPatternTabulator::AddValues(const double* record) {
+  if (!FindCodes(record)) return false;
   const int code = QvFactorCounts::CategoryIndex(record[fSettings.GetDependent()], 0);
   const int local = fLocalCategories[static_cast<std::size_t>(code)];
   if (local < 0) return false;
-  double* row = fpRows->AppendRow(fCodes);
-  if (row == nullptr) return false;
+  const QvRowPlace row = fpRows->AppendRow(fCodes);
+  if (row.fpFirst == nullptr) return false;
   fpRows->CountRecords(fFactorTables.RecordCount(record));
-  fExtractor.ExtractRecord(row, record);
-  row[fRowLayout.fDependent] = local;
+  double* value = row.fpFirst;
+  for (const int var : fExtractor.GetAllRecordIndices()) {
+    *value = record[var];
+    value += row.fStep;
+  }
+  row[static_cast<std::size_t>(fRowLayout.fDependent)] = local;
   return true;
 }
 
-template <typename Visit>
-QvStatus QvPatternTabulator::WalkAt(std::size_t place, Visit&& visit) {
-  const auto rowSize = static_cast<std::size_t>(fExtractor.GetExtractSize());
+template <typename VisitPanel, typename VisitRow>
+QvStatus QvPatternTabulator::WalkAt(std::size_t place, VisitPanel&& visitPanel,
+                                    VisitRow&& visitRow) {
   QvStatus status;
-  fpRows->ForEachRun(place, [&](const double* rows, std::size_t n) {
-    for (std::size_t r = 0; r < n; ++r) {
-      if (fCancel.StopRequested()) {
-        status = QvStatus(QvStatusCode::kCancelled, false);
-        return false;
-      }
-      if (visit(rows + r * rowSize)) continue;
+  const auto visit = [&](auto&& add) {
+    if (fCancel.StopRequested()) {
+      status = QvStatus(QvStatusCode::kCancelled, false);
+    } else if (!add()) {
       status = QvRecordPass::RefusedRecord(fCancel);
-      return false;
+    }
+    return !status.IsError();
+  };
+  fpRows->ForEachRun(place, [&](const QvStoredRows& rows) {
+    if (rows.fbPanel) return visit([&] { return visitPanel(rows); });
+    for (std::size_t r = 0; r < rows.fCount; ++r) {
+      if (!visit([&] { return visitRow(rows.Row(r, nullptr)); })) return false;
     }
     return true;
   });
   return status;
 }
 
-template <typename Visit>
-QvStatus QvPatternTabulator::Walk(Visit&& visit) {
+template <typename VisitRow>
+bool QvPatternTabulator::VisitRows(const QvStoredRows& rows, VisitRow&& visitRow) {
+  fRow.resize(rows.fRowSize);
+  for (std::size_t r = 0; r < rows.fCount; ++r) {
+    if (!visitRow(rows.Row(r, fRow.data()))) return false;
+  }
+  return true;
+}
+
+template <typename VisitRow>
+QvStatus QvPatternTabulator::WalkAt(std::size_t place, VisitRow&& visitRow) {
+  return WalkAt(
+      place, [&](const QvStoredRows& rows) { return VisitRows(rows, visitRow); }, visitRow);
+}
+
+template <typename VisitPlace>
+QvStatus QvPatternTabulator::WalkPlaces(VisitPlace&& visitPlace) {
   fpRows->Arrange(fFactorTables);
   const auto nPatterns = static_cast<std::size_t>(fpRows->GetPatternCount());
   QvStatus status;
   for (std::size_t place = 0; place < nPatterns && !status.IsError(); ++place) {
     fpRows->CopyIndices(place, fIndices);
-    status = WalkAt(place, visit);
+    status = visitPlace(place);
   }
   return Keep(status);
+}
+
+template <typename VisitRow>
+QvStatus QvPatternTabulator::Walk(VisitRow&& visitRow) {
+  return WalkPlaces([&](std::size_t place) { return WalkAt(place, visitRow); });
 }
 
 QvStatus QvPatternTabulator::AddRowsToXPrimeX(IQvRegModel& model) {
   if (fStatus.IsError()) return fStatus;
   if (!fbRowPatternsCreated) return Keep({QvStatusCode::kStageMissing, false});
-  return Walk([&](const double* row) { return model.AddRowToXPrimeX(row, fIndices); });
+  const auto addRow = [&](const double* row) { return model.AddRowToXPrimeX(row, fIndices); };
+  auto* logistic = dynamic_cast<QvLogModel*>(&model);
+  if (logistic == nullptr || !logistic->GetRowDesign().HasAllColumns()) return Walk(addRow);
+  return WalkPlaces([&](std::size_t place) {
+    const auto addPanel = [&](const QvStoredRows& rows) {
+      FindWeights(rows);
+      return logistic->AddPanelToXPrimeX(rows.fpValues, rows.fCount, fPanelWeights.data());
+    };
+    return WalkAt(place, addPanel, addRow);
+  });
+}
+
+void QvPatternTabulator::ClassifyPanel(QvLogModel& model, const QvStoredRows& rows) {
+  fPredictions.Predict(fDesign.FindPanelColumns(rows.fpValues).data());
+  std::vector<double> noResiduals;
+  const double* categories = rows.Column(static_cast<std::size_t>(fRowLayout.fDependent));
+  const double* weights = nullptr;
+  if (fRowLayout.fFrequencyWeight >= 0) {
+    weights = rows.Column(static_cast<std::size_t>(fRowLayout.fFrequencyWeight));
+  }
+  fRow.resize(rows.fRowSize);
+  for (std::size_t r = 0; r < rows.fCount; ++r) {
+    const int predicted = fPredictions.GetCategory(r);
+    if (predicted < 0) {
+      model.UpdateClassificationFromIndices(noResiduals, rows.Row(r, fRow.data()), fIndices);
+    } else {
+      model.AddClassified(static_cast<int>(categories[r]), predicted,
+                          weights == nullptr ? 1.0 : weights[r]);
+    }
+  }
 }
 
 QvStatus QvPatternTabulator::ClassifyRows(QvLogModel& model) {
   if (fStatus.IsError()) return fStatus;
   if (!fbRowPatternsCreated) return Keep({QvStatusCode::kStageMissing, false});
+  fDesign = QvPatternDesign(model.GetRowDesign(), fFactorTables, model.GetKeptNumbers());
+  fPredictions.SetUp(model, fDesign.GetValueCount());
   std::vector<double> noResiduals;
-  return Walk([&](const double* row) {
-    model.UpdateClassificationFromIndices(noResiduals, row, fIndices);
-    return true;
+  return WalkPlaces([&](std::size_t place) {
+    fDesign.FindColumns(fIndices);
+    fPredictions.BeginPattern(fDesign.GetColumns(), fDesign.GetPlaces());
+    const auto classifyPanel = [&](const QvStoredRows& rows) {
+      ClassifyPanel(model, rows);
+      return true;
+    };
+    return WalkAt(place, classifyPanel, [&](const double* row) {
+      model.UpdateClassificationFromIndices(noResiduals, row, fIndices);
+      return true;
+    });
   });
 }
 
@@ -218,10 +289,32 @@ bool QvPatternTabulator::AddBatch(bool llOnly) {
                      [&](const double* row) { return AddRow(row, llOnly); });
 }
 
+bool QvPatternTabulator::AddPanel(const QvStoredRows& rows, bool llOnly) {
+  const std::vector<const double*>& columns = fDesign.FindPanelColumns(rows.fpValues);
+  FindWeights(rows);
+  const double* categories = rows.Column(static_cast<std::size_t>(fRowLayout.fDependent));
+  const IQvPatternStats::Columns panel{rows.fCount, columns.data(), categories,
+                                       fPanelWeights.data()};
+  if (fpPatternStats->AddColumns(panel)) return true;
+  return VisitRows(rows, [&](const double* row) { return AddRow(row, llOnly); });
+}
+
+void QvPatternTabulator::FindWeights(const QvStoredRows& rows) {
+  std::fill_n(fPanelWeights.begin(), rows.fCount, 1.0);
+  for (const int offset : {fRowLayout.fFrequencyWeight, fRowLayout.fRegressionWeight}) {
+    if (offset < 0) continue;
+    const double* column = rows.Column(static_cast<std::size_t>(offset));
+    for (std::size_t r = 0; r < rows.fCount; ++r) fPanelWeights[r] *= column[r];
+  }
+}
+
 QvStatus QvPatternTabulator::AddBatches(std::size_t place, bool llOnly) {
   const std::size_t nValues = fDesign.GetValueCount();
   fBatch.fCount = 0;
-  const QvStatus status = WalkAt(place, [&](const double* row) {
+  const auto addPanel = [&](const QvStoredRows& rows) {
+    return AddBatch(llOnly) && AddPanel(rows, llOnly);
+  };
+  const QvStatus status = WalkAt(place, addPanel, [&](const double* row) {
     const std::size_t r = fBatch.fCount++;
     fDesign.FillValues(row, &fBatch.fValues[r * nValues]);
     fBatch.fCategories[r] = CategoryOf(row);
@@ -257,7 +350,6 @@ QvStatus QvPatternTabulator::AddAlikeRows(std::size_t place, bool llOnly) {
 
 QvStatus QvPatternTabulator::AddPattern(std::size_t place, bool llOnly) {
   const std::size_t nRows = fpRows->GetRowCountAt(place);
-  fpRows->CopyIndices(place, fIndices);
   if (nRows >= kFewRows) {
     fDesign.FindColumns(fIndices);
     if (fDesign.IsConstant() && nRows >= fAlikeRows.size()) return AddAlikeRows(place, llOnly);
@@ -271,21 +363,13 @@ QvStatus QvPatternTabulator::AddPattern(std::size_t place, bool llOnly) {
   return WalkAt(place, [&](const double* row) { return AddRow(row, llOnly); });
 }
 
-QvStatus QvPatternTabulator::WalkPatterns(bool llOnly) {
-  fpRows->Arrange(fFactorTables);
-  const auto nPatterns = static_cast<std::size_t>(fpRows->GetPatternCount());
-  QvStatus status;
-  for (std::size_t place = 0; place < nPatterns && !status.IsError(); ++place) {
-    status = AddPattern(place, llOnly);
-  }
-  return Keep(status);
-}
-
 QvStatus QvPatternTabulator::ComputeStatsForOptimizer(bool llOnly) {
   if (fStatus.IsError()) return fStatus;
   if (!fbRowPatternsCreated) return Keep({QvStatusCode::kDataNotProcessed, false});
   return QvMakePassAhead(fpAhead, llOnly, fCancel, [&] {
-    if (fpPatternStats != nullptr) return WalkPatterns(llOnly);
+    if (fpPatternStats != nullptr) {
+      return WalkPlaces([&](std::size_t place) { return AddPattern(place, llOnly); });
+    }
     return Walk([&](const double* row) { return AddRow(row, llOnly); });
   });
 }

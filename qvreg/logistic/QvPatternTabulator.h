@@ -14,6 +14,7 @@
 #include "qvreg/design/QvPatternDesign.h"
 #include "qvreg/logistic/IQvAccumStats.h"
 #include "qvreg/logistic/IQvRegModel.h"
+#include "qvreg/logistic/QvPanelPredictions.h"
 #include "qvreg/logistic/QvPatternTable.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 
@@ -82,29 +83,44 @@ class QvPatternTabulator : public IQvDataHandler {
   std::unique_ptr<QvPatternTable> TakeRows();
 
  private:
-  /// Calls `visit(const double* row)` for every row, with fIndices those of its pattern;
-  /// kDataNotProcessed where it answers false, kCancelled.
-  template <typename Visit>
-  QvCommon::QvStatus Walk(Visit&& visit);
+  /// Calls `visitPlace(std::size_t)`, which answers a status, for every place of the walk, with
+  /// fIndices those of its pattern, until one is an error; the last status.
+  template <typename VisitPlace>
+  QvCommon::QvStatus WalkPlaces(VisitPlace&& visitPlace);
+  /// Calls `visitRow(const double* row)` for every row; kDataNotProcessed where it answers false,
+  /// kCancelled.
+  template <typename VisitRow>
+  QvCommon::QvStatus Walk(VisitRow&& visitRow);
   /// The same for the rows of the pattern in a place of the walk.
-  template <typename Visit>
-  QvCommon::QvStatus WalkAt(std::size_t place, Visit&& visit);
+  template <typename VisitRow>
+  QvCommon::QvStatus WalkAt(std::size_t place, VisitRow&& visitRow);
+  /// The same with `visitPanel(const QvStoredRows&)` for those that are kept in panels.
+  template <typename VisitPanel, typename VisitRow>
+  QvCommon::QvStatus WalkAt(std::size_t place, VisitPanel&& visitPanel, VisitRow&& visitRow);
+  /// Visits each row of a panel by itself, until one is refused; whether none was.
+  template <typename VisitRow>
+  bool VisitRows(const QvStoredRows& rows, VisitRow&& visitRow);
   [[nodiscard]] int CategoryOf(const double* row) const {
     return QvFactorCounts::CategoryIndex(row[fRowLayout.fDependent], 0);
   }
   /// Adds a row by itself to the optimizer's pass; false when it is refused.
   bool AddRow(const double* row, bool llOnly);
-  /// An optimizer's pass for statistics that take the rows of a pattern together.
-  QvCommon::QvStatus WalkPatterns(bool llOnly);
+  /// Adds a pattern to statistics that take its rows together.
   QvCommon::QvStatus AddPattern(std::size_t place, bool llOnly);
   /// Adds a pattern's rows of which only categories and weights differ.
   QvCommon::QvStatus AddAlikeRows(std::size_t place, bool llOnly);
   /// Adds a pattern's rows in batches, between BeginPattern and EndPattern.
   QvCommon::QvStatus AddBatches(std::size_t place, bool llOnly);
   bool AddBatch(bool llOnly);
+  bool AddPanel(const QvStoredRows& rows, bool llOnly);
+  /// Takes the weights of a panel's rows to fPanelWeights.
+  void FindWeights(const QvStoredRows& rows);
+  void ClassifyPanel(QvLogModel& model, const QvStoredRows& rows);
   QvCommon::QvStatus Keep(const QvCommon::QvStatus& status);
   void DisplayVariables() const;
   void DisplayPatterns() const;
+  /// Takes a record's level combinations to fCodes; false where the factor tables lack one.
+  bool FindCodes(const double* record);
   [[nodiscard]] double RowWeight(const double* row) const;
 
   const QvLogRegSettings& fSettings;
@@ -127,14 +143,17 @@ class QvPatternTabulator : public IQvDataHandler {
   /// known.
   IQvPatternStats* fpPatternStats = nullptr;
   QvPatternDesign fDesign;
+  QvPanelPredictions fPredictions;
   QvCommon::QvStatus fStatus;
   std::vector<QvCommon::QvStatus> fWarnings;
   /// Scratch of a record or row.
+  std::vector<double> fRow;
   std::vector<int> fCodes;
   std::vector<int> fIndices;
   std::vector<int> fSparseIndices;
   std::vector<double> fSparseValues;
   QvRowBatch fBatch;
+  std::array<double, QvStoredRows::kPanelRows> fPanelWeights{};
   std::vector<double> fAlikeWeights;  ///< By category.
   std::vector<long long> fAlikeRows;
 };

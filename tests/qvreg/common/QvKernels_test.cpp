@@ -2,6 +2,7 @@
 
 #include "qvreg/common/QvKernels.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -49,6 +50,116 @@ Doubles ComputeAll(const QvKernels& kernels) {
   kernels.fMultiplyStrip(kUsed, kColumns, 7, kColumns, others.data(), numbers.data(), strip.data());
   all.insert(all.end(), strip.begin(), strip.begin() + 7 * kColumns);
   return all;
+}
+
+/// The same of the loops over columns, of some rows and of all.
+Doubles ComputeColumns(const QvColumnKernels& kernels, std::size_t nRows, std::size_t K) {
+  constexpr std::size_t kColumns = 11;
+  constexpr std::size_t kPadded = 16;
+  constexpr std::size_t kStep = QvColumnKernels::kRows;
+  const Doubles numbers = MakeNumbers(kStep * kPadded, 13);
+  std::vector<const double*> columns;
+  for (std::size_t j = 0; j < kPadded; ++j) columns.push_back(&numbers[j * kStep]);
+  const Doubles coefficients = MakeNumbers(kColumns, 14);
+  Doubles weights = MakeNumbers(kStep, 15);
+  for (double& weight : weights) weight += 3.5;
+  Doubles categories(kStep);
+  for (std::size_t r = 0; r < kStep; ++r) categories[r] = static_cast<double>(r * r % K);
+
+  Doubles all{kernels.fSumMagnitudes(nRows, kColumns, columns.data())};
+  const auto keep = [&](const Doubles& more) { all.insert(all.end(), more.begin(), more.end()); };
+  Doubles predictors((K - 1) * kStep);
+  for (std::size_t c = 0; c + 1 < K; ++c) {
+    kernels.fMultiply(nRows, kColumns, columns.data() + c, coefficients.data(),
+                      &predictors[c * kStep]);
+  }
+  keep(predictors);
+  for (std::size_t nLeft = 1; nLeft <= QvColumnKernels::kMostLeft; ++nLeft) {
+    Doubles sums(nLeft * kPadded, 1.0);
+    std::vector<double*> rows;
+    for (std::size_t i = 0; i < nLeft; ++i) rows.push_back(&sums[i * kPadded]);
+    kernels.fAddPairs(nRows, nLeft, numbers.data(), kColumns, columns.data(), rows.data());
+    for (double* row : rows) keep(Doubles(row, row + kColumns));
+  }
+  Doubles probabilities(K * kStep);
+  Doubles largest(kStep);
+  all.push_back(kernels.fShift(nRows, K, predictors.data(), probabilities.data(), largest.data()));
+  for (double& number : probabilities) number = std::exp(number);
+  Doubles sums(kStep, 1.0);
+  kernels.fDivide(nRows, K, predictors.data(), probabilities.data(), sums.data());
+  Doubles observed(kStep);
+  Doubles rests(kStep);
+  Doubles shifted(kStep);
+  kernels.fObserve(nRows, K, categories.data(), predictors.data(), largest.data(),
+                   probabilities.data(), observed.data(), rests.data(), shifted.data());
+  for (const Doubles& numbersOfRows : {largest, probabilities, sums, observed, rests, shifted}) {
+    keep(numbersOfRows);
+  }
+  double least = 0.0;
+  double most = 0.0;
+  kernels.fFindRange(nRows - 3, observed.data(), &least, &most);
+  keep({least, most});
+  const std::size_t nLogs = std::min(nRows, QvColumnKernels::kMostLogs);
+  const QvColumnKernels::Logs logs =
+      kernels.fSumLogs(nLogs, weights.data(), shifted.data(), rests.data(), sums.data());
+  keep({logs.fShifted, std::log(logs.fProduct)});
+  Doubles residuals((K - 1) * kStep);
+  kernels.fFindResiduals(nRows, K, categories.data(), weights.data(), rests.data(),
+                         probabilities.data(), residuals.data());
+  keep(residuals);
+  Doubles byCategory(K);
+  kernels.fSumByCategory(nRows, K, categories.data(), weights.data(), byCategory.data());
+  keep(byCategory);
+  Doubles products(kStep);
+  kernels.fWeigh(nRows, weights.data(), numbers.data(), products.data());
+  keep(products);
+  for (const double* second : {columns[1], static_cast<const double*>(nullptr)}) {
+    kernels.fWeighPair(nRows, weights.data(), numbers.data(), second, products.data());
+    keep(products);
+  }
+  return all;
+}
+
+TEST_P(QvKernelsTest, LoopsOverColumnsOfOneArithmeticAgree) {
+  for (const std::size_t nRows : {std::size_t{8}, std::size_t{72}, QvColumnKernels::kRows}) {
+    for (const std::size_t K : {2U, 3U, 7U}) {
+      const Doubles mine = ComputeColumns(kernels_.fColumns, nRows, K);
+      for (const QvKernels* other : QvKernels::GetAll()) {
+        const Doubles others = ComputeColumns(other->fColumns, nRows, K);
+        if (other->fbFused == kernels_.fbFused) {
+          EXPECT_EQ(mine, others) << other->fName << ' ' << nRows << ' ' << K;
+          continue;
+        }
+        for (std::size_t i = 0; i < mine.size(); ++i) {
+          EXPECT_NEAR(mine[i], others[i], 1e-11 * (1.0 + std::fabs(mine[i]))) << i;
+        }
+      }
+    }
+  }
+}
+
+TEST_P(QvKernelsTest, SumsLogarithmsOfRowsThatAreThere) {
+  const QvColumnKernels& kernels = kernels_.fColumns;
+  const Doubles sums{2.0, 3.0, 5.0, 7.0, 11.0, 13.0, 17.0, 19.0};
+  const Doubles shifted{-1.0, -2.0, -3.0, -4.0, -5.0, -6.0, -7.0, -8.0};
+  Doubles rests(8, 0.5);
+  Doubles weights{2.0, 2.0, 2.0, 2.0, 2.0, 0.0, 0.0, 0.0};
+  const auto sum = [&] {
+    return kernels.fSumLogs(8, weights.data(), shifted.data(), rests.data(), sums.data());
+  };
+  EXPECT_EQ(sum().fShifted, -30.0);
+  EXPECT_EQ(sum().fProduct, 2310.0);
+  EXPECT_TRUE(sum().fbAlikeWeights);
+  EXPECT_FALSE(sum().fbAnySmallRest);
+  rests[7] = 1e-9;
+  EXPECT_FALSE(sum().fbAnySmallRest);
+  rests[1] = 1e-9;
+  EXPECT_TRUE(sum().fbAnySmallRest);
+  EXPECT_EQ(sum().fShifted, -26.0);
+  EXPECT_EQ(sum().fProduct, 770.0);
+  weights[4] = 3.0;
+  EXPECT_FALSE(sum().fbAlikeWeights);
+  EXPECT_EQ(sum().fShifted, -31.0);
 }
 
 TEST(QvKernels, TheLastIsUsed) {

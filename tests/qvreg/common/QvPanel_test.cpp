@@ -2,6 +2,7 @@
 
 #include "qvreg/common/QvPanel.h"
 
+#include <algorithm>
 #include <random>
 #include <vector>
 
@@ -46,14 +47,16 @@ TEST_P(QvPanelTest, KeepsItsRows) {
   ASSERT_EQ(panel_.GetCount(), nRows_);
   EXPECT_EQ(panel_.GetWidth(), n_);
   for (std::size_t r = 0; r < nRows_; ++r) {
-    EXPECT_EQ(Doubles(panel_.GetRow(r), panel_.GetRow(r) + n_), rows_[r]) << r;
+    Doubles row(n_);
+    panel_.CopyRow(r, row.data());
+    EXPECT_EQ(row, rows_[r]) << r;
   }
 }
 
 TEST_P(QvPanelTest, MultipliesRowsByCoefficients) {
   const Doubles coefficients = MakeRows(1, n_)[0];
   QvPanel::Numbers products{};
-  panel_.MultiplyBy(coefficients.data(), products);
+  panel_.MultiplyBy(coefficients.data(), products.data());
   for (std::size_t r = 0; r < nRows_; ++r) {
     double expected = 0.0;
     for (std::size_t j = 0; j < n_; ++j) expected += coefficients[j] * rows_[r][j];
@@ -62,14 +65,23 @@ TEST_P(QvPanelTest, MultipliesRowsByCoefficients) {
 }
 
 TEST_P(QvPanelTest, AddsWeightedRows) {
-  const QvPanel::Numbers weights = MakeWeights();
-  Doubles expected(n_, 5.0);
-  Doubles sums = expected;
-  panel_.AddWeightedRows(weights, sums.data());
-  for (std::size_t r = 0; r < nRows_; ++r) {
-    for (std::size_t j = 0; j < n_; ++j) expected[j] += weights[r] * rows_[r][j];
+  // As many sums as a tile has, one less, and more.
+  for (const std::size_t nSums : {1U, 2U, 3U, 4U, 9U}) {
+    Doubles weights;
+    for (std::size_t k = 0; k < nSums; ++k) {
+      for (const double weight : MakeWeights()) weights.push_back(weight + 3.0 * double(k));
+    }
+    Doubles expected(nSums * n_ + 1, 5.0);
+    Doubles sums = expected;
+    panel_.AddWeightedRows(nSums, weights.data(), sums.data());
+    for (std::size_t k = 0; k < nSums; ++k) {
+      for (std::size_t r = 0; r < nRows_; ++r) {
+        const double weight = weights[k * QvPanel::kRows + r];
+        for (std::size_t j = 0; j < n_; ++j) expected[k * n_ + j] += weight * rows_[r][j];
+      }
+    }
+    EXPECT_EQ(sums, expected) << nSums;
   }
-  EXPECT_EQ(sums, expected);
 }
 
 TEST_P(QvPanelTest, AddsWeightedProducts) {
@@ -91,11 +103,37 @@ TEST_P(QvPanelTest, ForgetsItsRows) {
   panel_.Clear();
   EXPECT_EQ(panel_.GetCount(), 0U);
   Doubles sums(n_, 1.0);
-  panel_.AddWeightedRows(MakeWeights(), sums.data());
+  panel_.AddWeightedRows(1, MakeWeights().data(), sums.data());
   EXPECT_EQ(sums, Doubles(n_, 1.0));
+  EXPECT_EQ(panel_.SumMagnitudes(), 0.0);
   panel_.Append(rows_[0].data());
-  panel_.AddWeightedRows(QvPanel::Numbers{2.0}, sums.data());
+  panel_.AddWeightedRows(1, QvPanel::Numbers{2.0}.data(), sums.data());
   for (std::size_t j = 0; j < n_; ++j) EXPECT_EQ(sums[j], 1.0 + 2.0 * rows_[0][j]);
+}
+
+TEST_P(QvPanelTest, TakesColumnsAsItsOwn) {
+  Doubles numbers(QvPanel::kRows * n_, 0.0);
+  std::vector<const double*> columns;
+  for (std::size_t j = 0; j < n_; ++j) {
+    columns.push_back(&numbers[j * QvPanel::kRows]);
+    for (std::size_t r = 0; r < nRows_; ++r) numbers[j * QvPanel::kRows + r] = rows_[r][j];
+  }
+  QvPanel borrowing;
+  borrowing.SetWidth(n_);
+  borrowing.Borrow(nRows_, columns.data());
+  EXPECT_EQ(borrowing.GetCount(), nRows_);
+  EXPECT_EQ(borrowing.SumMagnitudes(), panel_.SumMagnitudes());
+  QvSymMatrix expected(static_cast<int>(n_));
+  QvSymMatrix sum = expected;
+  QvPanel::Numbers weights = MakeWeights();
+  std::fill(weights.begin() + static_cast<std::ptrdiff_t>(nRows_), weights.end(), 0.0);
+  panel_.AddWeightedProducts(weights, expected);
+  borrowing.AddWeightedProducts(weights, sum);
+  for (int i = 0; i < static_cast<int>(n_); ++i) {
+    for (int j = 0; j <= i; ++j) EXPECT_EQ(sum.GetElem(i, j), expected.GetElem(i, j));
+  }
+  borrowing.Clear();
+  EXPECT_EQ(borrowing.SumMagnitudes(), 0.0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Shapes, QvPanelTest,

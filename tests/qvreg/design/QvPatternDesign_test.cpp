@@ -64,6 +64,28 @@ TEST_F(PatternDesignTest, ColumnsOfTheSameProductShareAValue) {
   EXPECT_EQ(design.GetPlaces(), (Ints{0, 0, 1, 2, 1, 3}));
 }
 
+TEST_F(PatternDesignTest, FindsTheValuesOfAPanelColumnByColumn) {
+  constexpr std::size_t kRows = QvDesignRow::kPanelRows;
+  const Ints numbers{0, 1, 2, 3, 4, 5, 6, 7};
+  // Numbers as they are, and such as columns and products are divided for.
+  for (const double size : {3.0, 3e12, 3e200}) {
+    SetUpRow(size, size);
+    QvPatternDesign design(row_, tables_, numbers);
+    Doubles panel(3 * kRows);
+    for (std::size_t r = 0; r < kRows; ++r) {
+      panel[kX * kRows + r] = size - size / 300.0 * static_cast<double>(r);
+      panel[kZ * kRows + r] = size / static_cast<double>(r + 1);
+    }
+    const std::vector<const double*>& columns = design.FindPanelColumns(panel.data());
+    ASSERT_EQ(columns.size(), design.GetValueCount());
+    for (std::size_t r = 0; r < kRows; ++r) {
+      const Doubles values =
+          ValuesOf(design, {panel[r], panel[kX * kRows + r], panel[kZ * kRows + r]});
+      for (std::size_t v = 0; v < values.size(); ++v) EXPECT_EQ(columns[v][r], values[v]);
+    }
+  }
+}
+
 TEST_F(PatternDesignTest, WhatIsNotKeptIsLeftOut) {
   SetUpRow();
   // Without z, the second level of A and its slope.

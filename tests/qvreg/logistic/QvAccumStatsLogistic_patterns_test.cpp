@@ -140,6 +140,21 @@ class PatternStatsTest : public ::testing::TestWithParam<std::tuple<int, double>
     }
     stats.EndPattern();
   }
+  /// Columns of numbers, with zeros behind the rows.
+  static bool AddColumns(QvAccumStatsLogistic& stats, const std::vector<Row>& rows) {
+    constexpr std::size_t kStep = IQvPatternStats::kPanelRows;
+    const std::size_t nValues = rows.front().values.size();
+    Doubles numbers((nValues + 1) * kStep);
+    Doubles weights;
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+      for (std::size_t v = 0; v < nValues; ++v) numbers[v * kStep + r] = rows[r].values[v];
+      numbers[nValues * kStep + r] = rows[r].category;
+      weights.push_back(rows[r].weight);
+    }
+    std::vector<const double*> columns;
+    for (std::size_t v = 0; v <= nValues; ++v) columns.push_back(&numbers[v * kStep]);
+    return stats.AddColumns({rows.size(), columns.data(), columns.back(), weights.data()});
+  }
   void Reset(bool separationCheck) {
     oneByOne_.Reset(kNewton, separationCheck);
     together_.Reset(kNewton, separationCheck);
@@ -221,6 +236,42 @@ TEST_P(PatternStatsTest, OfAllColumnsGiveTheBitsOfRows) {
   Reset(true);
   AddOneByOne(oneByOne_, dense, false);
   AddTogether(together_, dense, false);
+  EXPECT_EQ(Shown(together_), Shown(oneByOne_));
+}
+
+TEST_P(PatternStatsTest, ColumnsAddWhatRowsAdd) {
+  const Pattern dense{{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11},
+                      {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11},
+                      Rows(150, kP)};
+  for (const bool llOnly : {false, true}) {
+    for (const Pattern& pattern : {dense, Patterns()[0], Patterns()[1], Patterns()[4]}) {
+      Reset(true);
+      AddOneByOne(oneByOne_, pattern, llOnly);
+      ASSERT_TRUE(together_.BeginPattern(pattern.columns, pattern.places,
+                                         pattern.rows.front().values.size(), llOnly));
+      EXPECT_TRUE(AddColumns(together_, pattern.rows));
+      together_.EndPattern();
+      if (pattern.columns.size() == static_cast<std::size_t>(kP)) {
+        EXPECT_EQ(Shown(together_), Shown(oneByOne_));
+      } else {
+        ExpectNear(Shown(together_), Shown(oneByOne_));
+      }
+    }
+  }
+}
+
+TEST_P(PatternStatsTest, ColumnsWithARowThatMayBeRefusedAreLeft) {
+  const std::vector<Row> rows = Rows(10, 3);
+  Reset(true);
+  ASSERT_TRUE(together_.BeginPattern({0, 3, 5}, {0, 1, 2}, 3, false));
+  for (const Row& bad : {Row{{1.0, kInfinity, 1.0}, 0, 1.0}, Row{{1.0, std::nan(""), 1.0}, 0, 1.0},
+                         Row{{1.0, 1e305, 1.0}, 0, 1.0}, Row{{1.0, 1.0, 1.0}, K_, 1.0},
+                         Row{{1.0, 1.0, 1.0}, -1, 1.0}, Row{{1.0, 1.0, 1.0}, 0, 0.0}}) {
+    std::vector<Row> left = rows;
+    left[7] = bad;
+    EXPECT_FALSE(AddColumns(together_, left));
+  }
+  together_.EndPattern();
   EXPECT_EQ(Shown(together_), Shown(oneByOne_));
 }
 

@@ -34,8 +34,8 @@ class QvPatternTableTest : public ::testing::TestWithParam<int> {
   }
   /// Adds a row with the next value to a pattern, by its parameters what is expected there.
   void Append(int a, int b) {
-    double* row = table_.AppendRow({a, b});
-    ASSERT_NE(row, nullptr);
+    const QvRowPlace row = table_.AppendRow({a, b});
+    ASSERT_NE(row.fpFirst, nullptr);
     row[0] = next_;
     row[1] = -next_;
     expected_[{0, 1 + a, 1 + GetParam() + b}].push_back(next_);
@@ -57,10 +57,12 @@ class QvPatternTableTest : public ::testing::TestWithParam<int> {
       table_.CopyIndices(place, indices);
       EXPECT_EQ(walked.count(indices), 0U);
       Doubles& values = walked[indices];
-      table_.ForEachRun(place, [&](const double* rows, std::size_t n) {
-        for (std::size_t r = 0; r < n; ++r) {
-          EXPECT_EQ(rows[r * kRowSize + 1], -rows[r * kRowSize]);
-          values.push_back(rows[r * kRowSize]);
+      table_.ForEachRun(place, [&](const QvStoredRows& rows) {
+        Doubles scratch(kRowSize);
+        for (std::size_t r = 0; r < rows.fCount; ++r) {
+          const double* row = rows.Row(r, scratch.data());
+          EXPECT_EQ(row[1], -row[0]);
+          values.push_back(row[0]);
         }
         return true;
       });
@@ -102,8 +104,8 @@ TEST_P(QvPatternTableTest, RowsMayFollowOnceTheyWereWalked) {
 }
 
 TEST_P(QvPatternTableTest, ACodeBeyondItsBoundHasNoRow) {
-  EXPECT_EQ(table_.AppendRow({GetParam(), 0}), nullptr);
-  EXPECT_EQ(table_.AppendRow({0, -1}), nullptr);
+  EXPECT_EQ(table_.AppendRow({GetParam(), 0}).fpFirst, nullptr);
+  EXPECT_EQ(table_.AppendRow({0, -1}).fpFirst, nullptr);
   EXPECT_EQ(table_.GetRowCount(), 0);
   EXPECT_TRUE(Walked().empty());
 }
@@ -112,7 +114,7 @@ TEST_P(QvPatternTableTest, AWalkEndsWhereTheVisitorAnswersFalse) {
   AppendMany(5000, 1);
   table_.Arrange(tables_);
   int visits = 0;
-  EXPECT_FALSE(table_.ForEachRun(0, [&](const double*, std::size_t) { return ++visits < 2; }));
+  EXPECT_FALSE(table_.ForEachRun(0, [&](const QvStoredRows&) { return ++visits < 2; }));
   EXPECT_EQ(visits, 2);
 }
 
@@ -134,7 +136,7 @@ TEST(QvPatternTable, WithoutFactorsEveryRowIsOfOnePattern) {
   tables.CreateParameterIndices();
   QvPatternTable table;
   ASSERT_TRUE(table.SetUp(1, {}));
-  for (int i = 0; i < 100; ++i) *table.AppendRow({}) = i;
+  for (int i = 0; i < 100; ++i) table.AppendRow({})[0] = i;
   table.Arrange(tables);
   ASSERT_EQ(table.GetPatternCount(), 1);
   EXPECT_EQ(table.GetRowCountAt(0), 100U);
@@ -142,8 +144,8 @@ TEST(QvPatternTable, WithoutFactorsEveryRowIsOfOnePattern) {
   table.CopyIndices(0, indices);
   EXPECT_EQ(indices, (Ints{0, 1}));
   double next = 0.0;
-  table.ForEachRun(0, [&](const double* rows, std::size_t n) {
-    for (std::size_t r = 0; r < n; ++r) EXPECT_EQ(rows[r], next++);
+  table.ForEachRun(0, [&](const QvStoredRows& rows) {
+    for (std::size_t r = 0; r < rows.fCount; ++r) EXPECT_EQ(rows.fpValues[r], next++);
     return true;
   });
 }

@@ -11,16 +11,28 @@ namespace {
 
 using Doubles = std::vector<double>;
 
-constexpr int kRowSize = 3;
+constexpr std::size_t kRowSize = 3;
 
 void Append(QvRowPatterns& patterns, double first) {
-  double* row = patterns.AppendRow();
-  for (int i = 0; i < kRowSize; ++i) row[i] = first + i;
+  const QvRowPlace row = patterns.AppendRow();
+  for (std::size_t i = 0; i < kRowSize; ++i) row[i] = first + static_cast<double>(i);
+}
+
+/// Calls `visit(const double* row)` for every row until it answers false; the last answer.
+template <typename Visit>
+bool ForEachRow(const QvRowPatterns& patterns, Visit&& visit) {
+  return patterns.ForEachRun([&](const QvStoredRows& rows) {
+    Doubles scratch(kRowSize);
+    for (std::size_t r = 0; r < rows.fCount; ++r) {
+      if (!visit(rows.Row(r, scratch.data()))) return false;
+    }
+    return true;
+  });
 }
 
 Doubles FirstValues(const QvRowPatterns& patterns) {
   Doubles values;
-  patterns.ForEachRow([&values](const double* row) {
+  ForEachRow(patterns, [&values](const double* row) {
     EXPECT_EQ(row[1], row[0] + 1);
     EXPECT_EQ(row[2], row[0] + 2);
     values.push_back(row[0]);
@@ -32,7 +44,7 @@ Doubles FirstValues(const QvRowPatterns& patterns) {
 TEST(QvRowPatterns, StartsEmpty) {
   const QvRowPatterns patterns(kRowSize);
   EXPECT_EQ(patterns.GetRowCount(), 0U);
-  EXPECT_TRUE(patterns.ForEachRow([](const double*) { return false; }));
+  EXPECT_TRUE(ForEachRow(patterns, [](const double*) { return false; }));
 }
 
 TEST(QvRowPatterns, KeepsRowsInTheOrderOfTheirArrival) {
@@ -50,21 +62,45 @@ TEST(QvRowPatterns, RowsNeverMove) {
   QvRowPatterns patterns(kRowSize);
   std::vector<const double*> places;
   for (int i = 0; i < 9000; ++i) {
-    places.push_back(patterns.AppendRow());
+    places.push_back(patterns.AppendRow().fpFirst);
   }
   std::vector<const double*> visited;
-  patterns.ForEachRow([&visited](const double* row) {
-    visited.push_back(row);
+  patterns.ForEachRun([&visited](const QvStoredRows& rows) {
+    for (std::size_t r = 0; r < rows.fCount; ++r) {
+      visited.push_back(rows.fpValues + (rows.fbPanel ? r : r * kRowSize));
+    }
     return true;
   });
   EXPECT_EQ(visited, places);
+}
+
+TEST(QvRowPatterns, KeepsManyRowsColumnByColumnWithZerosBehindTheLast) {
+  QvRowPatterns patterns(kRowSize);
+  constexpr std::size_t kMany = 5000;
+  for (std::size_t i = 0; i < kMany; ++i) Append(patterns, 1.0 + static_cast<double>(i));
+  std::size_t nRows = 0;
+  std::size_t nInPanels = 0;
+  patterns.ForEachRun([&](const QvStoredRows& rows) {
+    for (std::size_t j = 0; rows.fbPanel && j < kRowSize; ++j) {
+      for (std::size_t r = 0; r < QvStoredRows::kPanelRows; ++r) {
+        const double expected = r < rows.fCount ? static_cast<double>(1 + nRows + r + j) : 0.0;
+        EXPECT_EQ(rows.Column(j)[r], expected) << nRows << ' ' << r << ' ' << j;
+      }
+    }
+    nRows += rows.fCount;
+    nInPanels += rows.fbPanel ? rows.fCount : 0;
+    return true;
+  });
+  EXPECT_EQ(nRows, kMany);
+  // The others are those before a block holds four panels.
+  EXPECT_EQ(nInPanels, kMany - 1024);
 }
 
 TEST(QvRowPatterns, AWalkEndsWhereTheVisitorAnswersFalse) {
   QvRowPatterns patterns(kRowSize);
   for (int i = 0; i < 10; ++i) Append(patterns, i);
   int visits = 0;
-  EXPECT_FALSE(patterns.ForEachRow([&visits](const double*) { return ++visits < 7; }));
+  EXPECT_FALSE(ForEachRow(patterns, [&visits](const double*) { return ++visits < 7; }));
   EXPECT_EQ(visits, 7);
 }
 
