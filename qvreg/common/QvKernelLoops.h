@@ -115,23 +115,6 @@ struct LaneSums {
   }
 };
 
-void MultiplyColumns(std::size_t n, const double* columns, const double* coefficients,
-                     double* products) {
-  constexpr std::size_t kTogether = 4;
-  for (std::size_t r = 0; r < kRows; r += kTogether * kWidth) {
-    Vector sums[kTogether] = {};
-    const double* column = columns + r;
-    for (std::size_t j = 0; j < n; ++j) {
-      const Vector coefficient = Broadcast(coefficients[j]);
-      for (std::size_t k = 0; k < kTogether; ++k) {
-        sums[k] = MultiplyAdd(coefficient, Load(column + k * kWidth), sums[k]);
-      }
-      column += kRows;
-    }
-    for (std::size_t k = 0; k < kTogether; ++k) Store(sums[k], products + r + k * kWidth);
-  }
-}
-
 /// A tile of sums over n rows of numbers on the left times vectors of numbers on the right.
 template <std::size_t kLeft, std::size_t kVectors>
 inline void MultiplyTile(std::size_t n, std::size_t leftStride, std::size_t rightStride,
@@ -152,17 +135,6 @@ inline void MultiplyTile(std::size_t n, std::size_t leftStride, std::size_t righ
     for (std::size_t k = 0; k < kVectors; ++k) {
       Store(sums[i][k], tile + i * tileStride + k * kWidth);
     }
-  }
-}
-
-void SumWeightedRows(std::size_t n, std::size_t stride, std::size_t nSums, const double* weights,
-                     const double* rows, double* sums) {
-  std::size_t j = 0;
-  for (; j + 4 * kLanes <= nSums; j += 4 * kLanes) {
-    MultiplyTile<1, 4 * kParts>(n, 1, stride, weights, rows + j, 0, sums + j);
-  }
-  for (; j < nSums; j += kLanes) {
-    MultiplyTile<1, kParts>(n, 1, stride, weights, rows + j, 0, sums + j);
   }
 }
 
@@ -407,10 +379,9 @@ void Exps(std::size_t n, const double* x, double* results) {
 }
 
 constexpr QvKernels MakeKernels(const char* name, const QvCommon::QvColumnKernels& columns) {
-  return {name,          kIsFused,  MultiplyColumns,  SumWeightedRows,
-          MultiplyStrip, AddTile,   SolveColumns,     FindSizes,
-          Split,         WeighRows, SubtractProducts, AddWeightedColumns,
-          AddMoments,    Exps,      columns};
+  return {name,       kIsFused, MultiplyStrip, AddTile,          SolveColumns,
+          FindSizes,  Split,    WeighRows,     SubtractProducts, AddWeightedColumns,
+          AddMoments, Exps,     columns};
 }
 
 }  // namespace

@@ -25,12 +25,6 @@ struct QvKernels {
   /// Whether a product and its sum are rounded once.
   bool fbFused;
 
-  /// `products`, 64 of them, become the sums over n columns of column times coefficient.
-  void (*fMultiplyColumns)(std::size_t n, const double* columns, const double* coefficients,
-                           double* products);
-  /// `sums`, a multiple of 8 of them, become the sums over n rows of row times weight.
-  void (*fSumWeightedRows)(std::size_t n, std::size_t stride, std::size_t nSums,
-                           const double* weights, const double* rows, double* sums);
   /// `strip`, 8 rows of nColumns, a multiple of 8, becomes the sums over n rows of each of the
   /// first nLeft <= 8 numbers on the left times each of nColumns on the right.
   void (*fMultiplyStrip)(std::size_t n, std::size_t stride, std::size_t nLeft, std::size_t nColumns,

@@ -122,8 +122,11 @@ class IQvPatternStats {
   /// Adds at most kMostRows rows of the pattern; false, with none of them added, where some of them
   /// may have to be refused: each is to be given to UpdateForRow. May throw std::bad_alloc.
   virtual bool AddRows(const Rows& rows) = 0;
-  /// The same for at most kPanelRows rows.
-  virtual bool AddColumns(const Columns& columns) = 0;
+  /// The same for at most kPanelRows rows; false by default.
+  virtual bool AddColumns(const Columns& columns) {
+    static_cast<void>(columns);
+    return false;
+  }
   /// Ends the pattern: REQUIRED before anything is read.
   virtual void EndPattern() = 0;
   /// As UpdateForRow for `nRows` rows of one category whose weights sum to `weight`.

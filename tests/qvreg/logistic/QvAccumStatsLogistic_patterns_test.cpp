@@ -262,8 +262,9 @@ TEST_P(PatternStatsTest, ColumnsAddWhatRowsAdd) {
 
 TEST_P(PatternStatsTest, ColumnsWithARowThatMayBeRefusedAreLeft) {
   const std::vector<Row> rows = Rows(10, 3);
+  const Pattern pattern{{0, 3, 5}, {0, 1, 2}, rows};
   Reset(true);
-  ASSERT_TRUE(together_.BeginPattern({0, 3, 5}, {0, 1, 2}, 3, false));
+  ASSERT_TRUE(together_.BeginPattern(pattern.columns, pattern.places, 3, false));
   for (const Row& bad : {Row{{1.0, kInfinity, 1.0}, 0, 1.0}, Row{{1.0, std::nan(""), 1.0}, 0, 1.0},
                          Row{{1.0, 1e305, 1.0}, 0, 1.0}, Row{{1.0, 1.0, 1.0}, K_, 1.0},
                          Row{{1.0, 1.0, 1.0}, -1, 1.0}, Row{{1.0, 1.0, 1.0}, 0, 0.0}}) {
