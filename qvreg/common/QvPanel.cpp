@@ -32,6 +32,15 @@ void QvPanel::Append(const double* values) {
   fNWritten = ++fCount;
 }
 
+void QvPanel::Append(std::size_t count, const double* rows) {
+  // Column by column: what a row alone writes lies so far apart that caches keep little of it.
+  for (std::size_t j = 0; j < fWidth; ++j) {
+    double* column = &fOwn[j * kRows + fCount];
+    for (std::size_t r = 0; r < count; ++r) column[r] = rows[r * fWidth + j];
+  }
+  fNWritten = fCount += count;
+}
+
 void QvPanel::Borrow(std::size_t count, const double* const* columns) {
   std::copy_n(columns, fWidth, fColumns.begin());
   fCount = count;

@@ -35,6 +35,8 @@ class QvPanel {
   void Clear();
   /// Adds a row of n values. REQUIRES: fewer than 256, none borrowed.
   void Append(const double* values);
+  /// Adds `count` rows that lie one behind the other. REQUIRES: room for them, none borrowed.
+  void Append(std::size_t count, const double* rows);
   /// Takes n columns of 256 numbers, finite ones from the row `count` on, until Clear. REQUIRES:
   /// count of at most 256.
   void Borrow(std::size_t count, const double* const* columns);

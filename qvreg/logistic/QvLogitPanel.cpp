@@ -91,8 +91,8 @@ bool QvLogitPanel::AddRows(std::size_t n, const double* values, const int* categ
   if (before == 0) TakeEstimates(estimates);
   const std::size_t width = fRows.GetWidth();
   if (!ArePredictorsFinite(SumOfMagnitudes(n * width, values))) return false;
+  fRows.Append(n, values);
   for (std::size_t r = 0; r < n; ++r) {
-    fRows.Append(values + r * width);
     fCategories[before + r] = static_cast<double>(categories[r]);
     fWeights[before + r] = weights[r];
   }
