@@ -93,6 +93,15 @@ class QvFactorTables : public QvFactorCounts {
   [[nodiscard]] const std::vector<int>& GetLocalEffectIndices() const {
     return fLocalEffectIndices;
   }
+  /// The numbers of the factors that some effect has, in increasing order. May throw
+  /// std::bad_alloc.
+  [[nodiscard]] std::vector<int> GetUsedFactors() const;
+  /// Where the rows that look-ups are given hold a factor's code, given its number.
+  [[nodiscard]] int GetFactorOffset(int factor) const {
+    return fFactorOffsets[static_cast<std::size_t>(factor)];
+  }
+  /// The code of category 0.
+  [[nodiscard]] int GetFirstCode() const { return FirstCode(); }
   [[nodiscard]] int GetNCovariates() const { return static_cast<int>(fCovariateVars.size()); }
   /// The sum of the frequency weights.
   [[nodiscard]] double GetTotalWeight() const { return fTotalFreqWeight; }
