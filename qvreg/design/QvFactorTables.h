@@ -240,7 +240,7 @@ QvCommon::QvStatus ForEachCountedPanel(QvRecordPass& pass, const QvFactorTables&
   const QvCommon::QvStatus result = pass.Run(
       [&](const double* values, QvRecordVerdict verdict, QvCommon::QvStatus& status) {
         if (verdict != QvRecordVerdict::kValid || !tables.IsInRange(values)) return true;
-        ++nUsed;
+        nUsed += tables.RecordCount(values);
         records[count++] = values;
         return count < kMost || take(status);
       },

@@ -29,14 +29,26 @@ void QvRecordPatterns::SetUp(const QvDesignRow& row, const QvFactorTables& table
   }
   fLevels.assign(fFactors.size(), 0);
   fUsedNumbers.clear();
-  fNumbers.SetUp(places, nLevels, kMostCombinations);
+  if (fNumbers.SetUp(places, nLevels, kMostCombinations)) {
+    fMost = std::min(fMost, static_cast<int>(fNumbers.GetSize()));
+  }
   Clear();
+  Reserve(static_cast<std::size_t>(tables.GetNModelEffects()));
+}
+
+void QvRecordPatterns::Reserve(std::size_t nEffects) {
+  const auto most = static_cast<std::size_t>(fMost);
+  if (fNumbers.IsSetUp()) fUsedNumbers.reserve(most);
+  fBegins.reserve(most + 1);
+  fColumns.reserve(most * nEffects);
+  fPlaces.reserve(most * nEffects);
+  fComplete.reserve(most);
 }
 
 void QvRecordPatterns::Clear() {
   for (int* number : fUsedNumbers) *number = QvLevelNumbers::kNone;
   fUsedNumbers.clear();
-  fKeys = QvCommon::QvKeyNumbers(static_cast<int>(fLevels.size()));
+  if (!fNumbers.IsSetUp()) fKeys = QvCommon::QvKeyNumbers(static_cast<int>(fLevels.size()));
   fBegins.assign(1, 0);
   fColumns.clear();
   fPlaces.clear();

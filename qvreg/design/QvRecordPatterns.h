@@ -25,9 +25,9 @@ class QvRecordPatterns {
  public:
   static constexpr int kNone = -1;
 
-  /// Knows no pattern from here on, and will know at most `most` >= 1. `numbers` are those of
-  /// QvPatternDesign, borrowed as well. REQUIRES: a row set up for these tables; parameter indices
-  /// created. May throw std::bad_alloc.
+  /// Knows no pattern from here on, and will know at most `most` >= 1, for which storage is kept.
+  /// `numbers` are those of QvPatternDesign, borrowed as well. REQUIRES: a row set up for these
+  /// tables; parameter indices created. May throw std::bad_alloc.
   void SetUp(const QvDesignRow& row, const QvFactorTables& tables, const std::vector<int>& numbers,
              int most);
 
@@ -38,6 +38,8 @@ class QvRecordPatterns {
   std::size_t Find(std::span<const double* const> records, int* patterns);
   /// Forgets all patterns.
   void Clear();
+  /// How many patterns will be known at most.
+  [[nodiscard]] int GetBound() const { return fMost; }
   /// How many patterns are known.
   [[nodiscard]] int GetCount() const { return static_cast<int>(fBegins.size()) - 1; }
 
@@ -68,6 +70,8 @@ class QvRecordPatterns {
   }
 
  private:
+  /// Storage for all patterns, so that records need none.
+  void Reserve(std::size_t nEffects);
   /// A factor that some effect has.
   struct Factor {
     std::size_t fOffset = 0;  ///< Where records hold its code.
