@@ -65,8 +65,8 @@ struct QvKernels {
   /// Adds the sums over 64 of weight times number, and of weight times its square, to two
   /// double-double sums, of which the high parts come first.
   void (*fAddMoments)(const double* weights, const double* numbers, double* first, double* second);
-  /// Each of n rows, a stride apart, of `width` values followed by the same values again and
-  /// numbers up to the stride, adds to double-double sums of its own: times its weight, the
+  /// Each of n rows, a stride apart, of `width` values, followed by the first half of them again
+  /// and by numbers up to the stride, adds to double-double sums of its own: times its weight, the
   /// products of each value with the one d behind it, for d from 0 to width / 2. In `sums` of a row
   /// each d has the width, rounded up to a multiple of 8, of sums, with undefined ones at its end;
   /// behind all of them are their low parts. REQUIRES: usual numbers and weights, as below; a

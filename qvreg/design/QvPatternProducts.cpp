@@ -26,12 +26,14 @@ void QvPatternProducts::SetUp(const QvDesignRow& row, const QvFactorTables& tabl
   fNumbers.resize(nParameters);
   std::iota(fNumbers.begin(), fNumbers.end(), 0);
   fWidth = CountValues(row, tables, fNumbers) + 1;
+  const auto nColumns = static_cast<std::size_t>(tables.GetNModelEffects()) + 1;
+  // Wide rows that fill half of the columns are added sooner by QvProductPanel.
+  if (fWidth > kNarrow && 2 * nColumns > nParameters + 1) return;
   fNProducts = (fWidth / 2 + 1) * WholeLanes(fWidth);
-  // A row is followed by itself, and whole lanes are read from its middle on.
-  const std::size_t stride = WholeLanes(std::max(2 * fWidth, fWidth / 2 + WholeLanes(fWidth)));
+  // A row is followed by its first half, and whole lanes are read from there on.
+  const std::size_t stride = WholeLanes(fWidth / 2 + WholeLanes(fWidth));
   SetUpRows(row, tables, fNumbers, stride, 2 * fNProducts);
   fSizes.assign(stride, 0.0);
-  const auto nColumns = static_cast<std::size_t>(tables.GetNModelEffects()) + 1;
   fColumns.reserve(nColumns);
   fPlaces.reserve(nColumns);
   fHighs.reserve(nColumns);
@@ -105,7 +107,7 @@ void QvPatternProducts::AddPanel() {
   for (std::size_t r = 0; r < GetRowCount(); ++r) {
     double* row = GetRow(r);
     row[fWidth - 1] = GetDependents()[r];
-    std::copy_n(row, fWidth, row + fWidth);
+    for (std::size_t k = 0; k < fWidth / 2; ++k) row[fWidth + k] = row[k];
     entries[r] = GetEntry(GetRowPatterns()[r]);
   }
   if (IsPanelUsual() && !IsPanelSparse()) {

@@ -20,7 +20,8 @@ class QvPatternProducts : public QvPatternSums {
   explicit QvPatternProducts(const QvCommon::QvKernels& kernels = QvCommon::QvKernels::Get())
       : fpKernels(&kernels) {}
 
-  /// Holds no record, of designs of so many parameters. As QvRecordPatterns::SetUp otherwise.
+  /// Holds no record, of designs of so many parameters; not open for rows of many values that fill
+  /// half of the columns. As QvRecordPatterns::SetUp otherwise. REQUIRES: once.
   void SetUp(const QvDesignRow& row, const QvFactorTables& tables, std::size_t nParameters);
   /// Adds records with their weights and dependents, as many of the first as it answers; all while
   /// it is open. `sum` is of as many columns as there are parameters, and one, and the same until

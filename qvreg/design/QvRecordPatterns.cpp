@@ -28,7 +28,7 @@ void QvRecordPatterns::SetUp(const QvDesignRow& row, const QvFactorTables& table
     nLevels.push_back(count);
   }
   fLevels.assign(fFactors.size(), 0);
-  fUsedNumbers.clear();
+  fUsedIndices.clear();
   if (fNumbers.SetUp(places, nLevels, kMostCombinations)) {
     fMost = std::min(fMost, static_cast<int>(fNumbers.GetSize()));
   }
@@ -38,7 +38,7 @@ void QvRecordPatterns::SetUp(const QvDesignRow& row, const QvFactorTables& table
 
 void QvRecordPatterns::Reserve(std::size_t nEffects) {
   const auto most = static_cast<std::size_t>(fMost);
-  if (fNumbers.IsSetUp()) fUsedNumbers.reserve(most);
+  if (fNumbers.IsSetUp()) fUsedIndices.reserve(most);
   fBegins.reserve(most + 1);
   fColumns.reserve(most * nEffects);
   fPlaces.reserve(most * nEffects);
@@ -46,8 +46,8 @@ void QvRecordPatterns::Reserve(std::size_t nEffects) {
 }
 
 void QvRecordPatterns::Clear() {
-  for (int* number : fUsedNumbers) *number = QvLevelNumbers::kNone;
-  fUsedNumbers.clear();
+  for (const std::size_t index : fUsedIndices) fNumbers.At(index) = QvLevelNumbers::kNone;
+  fUsedIndices.clear();
   if (!fNumbers.IsSetUp()) fKeys = QvCommon::QvKeyNumbers(static_cast<int>(fLevels.size()));
   fBegins.assign(1, 0);
   fColumns.clear();
@@ -55,7 +55,8 @@ void QvRecordPatterns::Clear() {
   fComplete.clear();
 }
 
-bool QvRecordPatterns::FindLevels(const double* record) {
+inline bool QvRecordPatterns::FindLevels(const double* record) {
+  std::size_t index = 0;
   for (std::size_t f = 0; f < fFactors.size(); ++f) {
     const Factor& factor = fFactors[f];
     // As QvFactorCounts::CategoryIndex, but for the code -1 of a missing category. The bounds come
@@ -65,12 +66,14 @@ bool QvRecordPatterns::FindLevels(const double* record) {
     const int level = static_cast<int>(rounded) - fFirstCode;
     if (static_cast<unsigned>(level) >= static_cast<unsigned>(factor.fNCategories)) return false;
     fLevels[f] = level;
+    index = index * static_cast<std::size_t>(factor.fNCategories) + static_cast<std::size_t>(level);
   }
+  fIndex = index;
   return true;
 }
 
-int QvRecordPatterns::FindKnown() const {
-  return fNumbers.IsSetUp() ? *fNumbers.Find(fLevels) : fKeys.Find(fLevels);
+inline int QvRecordPatterns::FindKnown() const {
+  return fNumbers.IsSetUp() ? fNumbers.At(fIndex) : fKeys.Find(fLevels);
 }
 
 int QvRecordPatterns::Insert(const double* record) {
@@ -84,8 +87,8 @@ int QvRecordPatterns::Insert(const double* record) {
   fPlaces.insert(fPlaces.end(), fDesign.GetPlaces().begin(), fDesign.GetPlaces().end());
   fComplete.push_back(isComplete ? 1 : 0);
   if (fNumbers.IsSetUp()) {
-    fUsedNumbers.push_back(fNumbers.Find(fLevels));
-    *fUsedNumbers.back() = pattern;
+    fUsedIndices.push_back(fIndex);
+    fNumbers.At(fIndex) = pattern;
   } else {
     fKeys.FindOrInsert(fLevels);
   }

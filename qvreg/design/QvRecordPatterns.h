@@ -96,9 +96,10 @@ class QvRecordPatterns {
   std::vector<Factor> fFactors;
   int fFirstCode = 0;
   std::vector<int> fLevels;  ///< Scratch, of a record.
+  std::size_t fIndex = 0;    ///< Scratch: of its combination of levels among all.
   /// The number by levels where these have few combinations; else the keys are numbered.
   QvLevelNumbers fNumbers;
-  std::vector<int*> fUsedNumbers;
+  std::vector<std::size_t> fUsedIndices;
   QvCommon::QvKeyNumbers fKeys;
   /// Where the columns of each pattern begin, and those of the next one would.
   std::vector<std::size_t> fBegins{0};
