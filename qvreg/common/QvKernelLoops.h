@@ -295,6 +295,24 @@ void SubtractProducts(std::size_t n, const double* columns, const double* coeffi
   }
 }
 
+void SubtractRowProducts(std::size_t n, const double* columns, const double* coefficients,
+                         const double* coefficientLows, double* high, double* low) {
+  for (std::size_t r = 0; r < kRows; r += kWidth) {
+    Vector sum = Load(high + r);
+    Vector sumLow = Load(low + r);
+    for (std::size_t place = r; place < n * kRows; place += kRows) {
+      const Vector coefficient = -Load(coefficients + place);
+      const Vector number = Load(columns + place);
+      const Vector product = coefficient * number;
+      const Vector productLow =
+          ProductError(coefficient, number, product) - Load(coefficientLows + place) * number;
+      AddTerm(product, productLow, sum, sumLow);
+    }
+    Store(sum, high + r);
+    Store(sumLow, low + r);
+  }
+}
+
 void AddWeightedColumns(std::size_t n, const double* columns, const double* weightHigh,
                         const double* weightLow, double* sumHigh, double* sumLow) {
   for (std::size_t j = 0; j < n; ++j) {
@@ -333,6 +351,54 @@ void AddMoments(const double* weights, const double* numbers, double* first, dou
   }
   firsts.AddTo(first[0], first[1]);
   seconds.AddTo(second[0], second[1]);
+}
+
+void AddRowProducts(std::size_t n, std::size_t stride, std::size_t width, const double* weights,
+                    const double* rows, double* const* sums) {
+  const std::size_t nBehind = width / 2 + 1;
+  const std::size_t sumStride = (width + kLanes - 1) / kLanes * kLanes;
+  for (std::size_t r = 0; r < n; ++r) {
+    const Vector weight = Broadcast(weights[r]);
+    for (std::size_t k = 0; k < width; k += kWidth) {
+      const Vector left = Load(rows + k);
+      const Vector weighted = weight * left;
+      const Vector weightedLow = ProductError(weight, left, weighted);
+      double* high = sums[r] + k;
+      double* low = high + nBehind * sumStride;
+      for (std::size_t d = 0; d < nBehind; ++d) {
+        const Vector right = Load(rows + k + d);
+        const Vector product = weighted * right;
+        const Vector productLow = ProductError(weighted, right, product) + weightedLow * right;
+        Vector sum = Load(high);
+        Vector sumLow = Load(low);
+        AddTerm(product, productLow, sum, sumLow);
+        Store(sum, high);
+        Store(sumLow, low);
+        high += sumStride;
+        low += sumStride;
+      }
+    }
+    rows += stride;
+  }
+}
+
+void AddWeightedRows(std::size_t n, std::size_t stride, const double* weightHigh,
+                     const double* weightLow, const double* rows, double* const* sums) {
+  for (std::size_t r = 0; r < n; ++r) {
+    const Vector weight = Broadcast(weightHigh[r]);
+    const Vector low = Broadcast(weightLow[r]);
+    for (std::size_t k = 0; k < stride; k += kWidth) {
+      const Vector number = Load(rows + k);
+      const Vector product = weight * number;
+      const Vector productLow = ProductError(weight, number, product) + low * number;
+      Vector sum = Load(sums[r] + k);
+      Vector sumLow = Load(sums[r] + stride + k);
+      AddTerm(product, productLow, sum, sumLow);
+      Store(sum, sums[r] + k);
+      Store(sumLow, sums[r] + stride + k);
+    }
+    rows += stride;
+  }
 }
 
 /// e^r for |r| at most log(2)/2: the Taylor polynomial, whose remainder is below 2^-57.
@@ -379,9 +445,22 @@ void Exps(std::size_t n, const double* x, double* results) {
 }
 
 constexpr QvKernels MakeKernels(const char* name, const QvCommon::QvColumnKernels& columns) {
-  return {name,       kIsFused, MultiplyStrip, AddTile,          SolveColumns,
-          FindSizes,  Split,    WeighRows,     SubtractProducts, AddWeightedColumns,
-          AddMoments, Exps,     columns};
+  return {name,
+          kIsFused,
+          MultiplyStrip,
+          AddTile,
+          SolveColumns,
+          FindSizes,
+          Split,
+          WeighRows,
+          SubtractProducts,
+          SubtractRowProducts,
+          AddWeightedColumns,
+          AddMoments,
+          AddRowProducts,
+          AddWeightedRows,
+          Exps,
+          columns};
 }
 
 }  // namespace

@@ -52,12 +52,27 @@ struct QvKernels {
   /// Takes the sums over n columns of column times coefficient off 64 double-double numbers.
   void (*fSubtractProducts)(std::size_t n, const double* columns, const double* coefficients,
                             double* high, double* low);
+  /// The same with double-double coefficients of each row's own, in n columns of them.
+  void (*fSubtractRowProducts)(std::size_t n, const double* columns, const double* coefficients,
+                               const double* coefficientLows, double* high, double* low);
   /// Adds to n double-double sums the sums of column times 64 double-double weights.
   void (*fAddWeightedColumns)(std::size_t n, const double* columns, const double* weightHigh,
                               const double* weightLow, double* sumHigh, double* sumLow);
   /// Adds the sums over 64 of weight times number, and of weight times its square, to two
   /// double-double sums, of which the high parts come first.
   void (*fAddMoments)(const double* weights, const double* numbers, double* first, double* second);
+  /// Each of n rows, a stride apart, of `width` values, followed by the first half of them again
+  /// and by numbers up to the stride, adds to double-double sums of its own: times its weight, the
+  /// products of each value with the one d behind it, for d from 0 to width / 2. In `sums` of a row
+  /// each d has the width, rounded up to a multiple of 8, of sums, with undefined ones at its end;
+  /// behind all of them are their low parts. REQUIRES: usual numbers and weights, as below; a
+  /// stride of at least width / 2 and that multiple of 8.
+  void (*fAddRowProducts)(std::size_t n, std::size_t stride, std::size_t width,
+                          const double* weights, const double* rows, double* const* sums);
+  /// Each of n rows adds to as many double-double sums of its own as it has numbers: those, times
+  /// its double-double weight. In `sums` of a row the low parts are behind the others.
+  void (*fAddWeightedRows)(std::size_t n, std::size_t stride, const double* weightHigh,
+                           const double* weightLow, const double* rows, double* const* sums);
   /// The exponentials of n numbers between -708 and 0; see QvElementary::ExpMany.
   void (*fExps)(std::size_t n, const double* x, double* results);
   /// The loops over columns.

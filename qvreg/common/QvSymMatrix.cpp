@@ -180,6 +180,15 @@ void QvSymMatrix::AddToCompensatedRow(int i, const double* values, const double*
   AddTerms(static_cast<std::size_t>(i) + 1, values, rests, &fElements[start], &fLost[start]);
 }
 
+void QvSymMatrix::AddToCompensatedElems(int i, int n, const int* columns, const double* values,
+                                        const double* rests) {
+  const std::size_t start = RowStart(i);
+  for (int k = 0; k < n; ++k) {
+    const std::size_t place = start + static_cast<std::size_t>(columns[k]);
+    AddTerms(1, &values[k], &rests[k], &fElements[place], &fLost[place]);
+  }
+}
+
 bool QvSymMatrix::StartCompensation() {
   try {
     fLost.assign(fElements.size(), 0.0);

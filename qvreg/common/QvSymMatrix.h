@@ -171,6 +171,11 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// elements of row i. REQUIRES: such a row; as many of both; compensation.
   void AddToCompensatedRow(int i, const double* values, const double* rests);
 
+  /// The same for the elements of row i in `n` columns. REQUIRES: such a row; columns up to the
+  /// diagonal; as many of both; compensation.
+  void AddToCompensatedElems(int i, int n, const int* columns, const double* values,
+                             const double* rests);
+
   /// Adds weights[k] x x' to matrices[k], all of one order, for a sparse x of `values` in the
   /// places `indices`: the places are looked up once. REQUIRES: a weight per matrix, distinct
   /// indices below their order, no compensation.

@@ -70,8 +70,15 @@ void QvCrossProducts::Add(QvDesignRow& row, double w, double y) {
     AddDenseRow(fDenseRow.data(), w);
     row.Unscatter(fDenseRow);
   } else {
-    fMatrix.UpdateXXSparse(count, row.GetIndices(), row.GetValues(), w);
+    AddSparse(count, row.GetIndices(), row.GetValues(), w);
   }
+}
+
+void QvCrossProducts::AddSparse(int n, const std::vector<int>& indices,
+                                const std::vector<double>& values, double w) {
+  fMatrix.UpdateXXSparse(n, indices, values, w);
+  fbRowsUsual = fbRowsUsual && QvKernels::IsUsualWeight(w) &&
+                QvKernels::AreUsual(static_cast<std::size_t>(n), values.data());
 }
 
 bool QvCrossProducts::Merge(const IQvPassSums& other) {

@@ -29,6 +29,17 @@ class QvCrossProducts : public IQvPassSums {
   /// The same for a row of as many values as there are columns.
   void AddDense(const double* row, double w, double y = 0.0);
 
+  /// Counts a record whose products are added by the two below.
+  void NoteRecord(double w, double y);
+  /// Adds the products of a row whose non-zeros are the first `n` of `values`, in the columns that
+  /// the first `n` of `indices` name.
+  void AddSparse(int n, const std::vector<int>& indices, const std::vector<double>& values,
+                 double w);
+  /// Adds sums of products, each of two doubles, to the elements of row i in `n` columns up to i.
+  void AddElements(int i, int n, const int* columns, const double* highs, const double* lows) {
+    fMatrix.AddToCompensatedElems(i, n, columns, highs, lows);
+  }
+
   /// To be swept; adding is over then.
   [[nodiscard]] QvCommon::QvSymMatrix& GetMatrix();
   [[nodiscard]] const QvCommon::QvSymMatrix& GetMatrix() const;
@@ -39,7 +50,8 @@ class QvCrossProducts : public IQvPassSums {
     Settle();
     return fbRounded ? QvCommon::QvProductPanel::kRounding : 0.0;
   }
-  /// False when a number of a dense row was so large that products of three may not be finite.
+  /// False when a number of a row was so large that products of three may not be finite, or a
+  /// weight so large or small that products with it may not be exact, but for some dense rows'.
   [[nodiscard]] bool AreRowsUsual() const {
     Settle();
     return fbRowsUsual;
@@ -50,7 +62,6 @@ class QvCrossProducts : public IQvPassSums {
   [[nodiscard]] bool IsDependentFinite() const { return fbDependentFinite; }
 
  private:
-  void NoteRecord(double w, double y);
   void AddDenseRow(const double* row, double w);
   /// Empties the panel.
   void Settle() const;

@@ -78,10 +78,6 @@ QvFactorCounts& QvFactorCounts::operator=(const QvFactorCounts& other) {
   return *this;
 }
 
-int QvFactorCounts::CategoryOf(const double* values, int var) const {
-  return CategoryIndex(values[var], fFirstCode);
-}
-
 double QvFactorCounts::OffsetOf(const double* values) const {
   switch (fOffsetType) {
     case QvConst::QvOffsetVariable:
@@ -92,14 +88,6 @@ double QvFactorCounts::OffsetOf(const double* values) const {
       break;
   }
   return 0.0;
-}
-
-bool QvFactorCounts::AddCount(Counts& counts, int category, double w) {
-  if (category < 0 || static_cast<std::size_t>(category) >= counts.size()) return false;
-  CountPair& pair = counts[static_cast<std::size_t>(category)];
-  pair.first += w;
-  pair.second += 1.0;
-  return true;
 }
 
 int QvFactorCounts::CountDependent(const double* values, double w) {
@@ -173,6 +161,11 @@ bool QvFactorCounts::IsInRange(const Record& record) const { return IsInRange(re
 
 bool QvFactorCounts::IsInRange(const double* values) const {
   const auto isCounted = [&](int var, int nCategories) {
+    // Most codes: the categories themselves.
+    const double first = fFirstCode;
+    if (first >= QvMV::gLeastCode && values[var] >= first &&
+        values[var] <= nCategories + first - 1.0)
+      return true;
     // Rounding would make 0 of the code -1 of a missing category.
     if (values[var] < QvMV::gLeastCode) return false;
     const int category = CategoryOf(values, var);

@@ -416,6 +416,13 @@ int QvFactorTables::GetNEffectParameters(int modelEffect) const {
   return e < 0 ? 1 : fParametersPerEffect[Index(e)];
 }
 
+std::vector<int> QvFactorTables::GetUsedFactors() const {
+  std::vector<int> factors = fConcatenatedFactors;
+  std::sort(factors.begin(), factors.end());
+  factors.erase(std::unique(factors.begin(), factors.end()), factors.end());
+  return factors;
+}
+
 int QvFactorTables::GetIncompleteEffectIndex() const {
   double smallest = 1.0;
   int result = -1;

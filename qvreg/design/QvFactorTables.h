@@ -93,6 +93,15 @@ class QvFactorTables : public QvFactorCounts {
   [[nodiscard]] const std::vector<int>& GetLocalEffectIndices() const {
     return fLocalEffectIndices;
   }
+  /// The numbers of the factors that some effect has, in increasing order. May throw
+  /// std::bad_alloc.
+  [[nodiscard]] std::vector<int> GetUsedFactors() const;
+  /// Where the rows that look-ups are given hold a factor's code, given its number.
+  [[nodiscard]] int GetFactorOffset(int factor) const {
+    return fFactorOffsets[static_cast<std::size_t>(factor)];
+  }
+  /// The code of category 0.
+  [[nodiscard]] int GetFirstCode() const { return FirstCode(); }
   [[nodiscard]] int GetNCovariates() const { return static_cast<int>(fCovariateVars.size()); }
   /// The sum of the frequency weights.
   [[nodiscard]] double GetTotalWeight() const { return fTotalFreqWeight; }
@@ -231,7 +240,7 @@ QvCommon::QvStatus ForEachCountedPanel(QvRecordPass& pass, const QvFactorTables&
   const QvCommon::QvStatus result = pass.Run(
       [&](const double* values, QvRecordVerdict verdict, QvCommon::QvStatus& status) {
         if (verdict != QvRecordVerdict::kValid || !tables.IsInRange(values)) return true;
-        ++nUsed;
+        nUsed += tables.RecordCount(values);
         records[count++] = values;
         return count < kMost || take(status);
       },

@@ -31,14 +31,20 @@ void QvHashKey::Display() const { QvComponentDisplay::DisplayIV("Key", fCodes); 
 QvKeyNumbers::QvKeyNumbers(int length)
     : fLength(static_cast<std::size_t>(length)), fSlots(kFirstSlots) {}
 
-int QvKeyNumbers::FindOrInsert(std::span<const int> codes) {
-  const int hashCode = QvHashKey::HashCodeOf(codes);
+int QvKeyNumbers::FindAs(int hashCode, std::span<const int> codes) const {
   const std::size_t mask = fSlots.size() - 1;
   for (auto s = static_cast<std::size_t>(hashCode) & mask; fSlots[s].fNumber >= 0;
        s = (s + 1) & mask) {
     const Slot& slot = fSlots[s];
     if (slot.fHashCode == hashCode && IsKey(slot.fNumber, codes)) return slot.fNumber;
   }
+  return -1;
+}
+
+int QvKeyNumbers::FindOrInsert(std::span<const int> codes) {
+  const int hashCode = QvHashKey::HashCodeOf(codes);
+  const int known = FindAs(hashCode, codes);
+  if (known >= 0) return known;
   const int number = GetCount();
   if (2 * (fHashCodes.size() + 1) > fSlots.size()) Grow();
   // Codes behind those of the last key do not count.

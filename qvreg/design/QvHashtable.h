@@ -212,6 +212,10 @@ class QvKeyNumbers {
   /// For keys of `length` codes. May throw std::bad_alloc.
   explicit QvKeyNumbers(int length);
 
+  /// The number of a key, -1 for one that has none. REQUIRES: `length` codes.
+  [[nodiscard]] int Find(std::span<const int> codes) const {
+    return FindAs(QvHashKey::HashCodeOf(codes), codes);
+  }
   /// The number of a key, a new one if need be. May throw std::bad_alloc, with nothing changed.
   /// REQUIRES: `length` codes.
   int FindOrInsert(std::span<const int> codes);
@@ -237,6 +241,8 @@ class QvKeyNumbers {
     }
     return true;
   }
+  /// Find, given the key's hash code.
+  [[nodiscard]] int FindAs(int hashCode, std::span<const int> codes) const;
   /// The first free slot for a hash code.
   [[nodiscard]] Slot& FindFree(int hashCode);
   void Grow();

@@ -16,6 +16,10 @@ class QvLevelNumbers {
   [[nodiscard]] bool IsSetUp() const { return !fNumbers.empty(); }
   /// How many combinations there are.
   [[nodiscard]] std::size_t GetSize() const { return fNumbers.size(); }
+  /// The number of the combination that is the `index`th of all, the last place's level running
+  /// fastest. REQUIRES: below GetSize().
+  [[nodiscard]] int& At(std::size_t index) { return fNumbers[index]; }
+  [[nodiscard]] int At(std::size_t index) const { return fNumbers[index]; }
   /// The number of a combination; null where a level is out of range.
   [[nodiscard]] const int* Find(const std::vector<int>& levels) const {
     const std::size_t index = IndexOf(levels);

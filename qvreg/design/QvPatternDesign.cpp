@@ -33,7 +33,7 @@ void QvPatternDesign::AddToRuns(std::size_t effect) {
     ++fRuns.back().fCount;
     return;
   }
-  fRuns.push_back({effect, position, 1});
+  fRuns.push_back({effect, position, 1, fpRow->IsConstant(effect)});
 }
 
 void QvPatternDesign::FindColumns(const std::vector<int>& parameterIndices) {

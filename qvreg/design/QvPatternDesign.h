@@ -33,7 +33,7 @@ class QvPatternDesign {
   void FillValues(const double* row, double* values) const {
     for (const Run& run : fRuns) {
       if (run.fPosition < 0) {
-        *values++ = fpRow->ValueOf(run.fEffect, row);
+        *values++ = run.fbOne ? 1.0 : fpRow->ValueOf(run.fEffect, row);
         continue;
       }
       const double* from = row + run.fPosition;
@@ -58,6 +58,7 @@ class QvPatternDesign {
     std::size_t fEffect = 0;
     int fPosition = -1;
     int fCount = 0;
+    bool fbOne = false;  ///< Whether the effect's value is always 1.
   };
   void AddToRuns(std::size_t effect);
 

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <new>
+#include <span>
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/common/QvKernels.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/design/QvTableSums.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
@@ -67,10 +69,10 @@ QvStatus QvGLMAlgorithm::CreateParameters(MultiPassRecordIter& iter,
 }
 
 template <typename Step>
-QvStatus QvGLMAlgorithm::ForEachRecord(MultiPassRecordIter& iter, Step&& step) {
+QvStatus QvGLMAlgorithm::ForEachPanel(MultiPassRecordIter& iter, Step&& step) {
   if (!fbDataProcessed) return {QvStatusCode::kDataNotProcessed, false};
   QvRecordPass pass(iter, fCancelInfo, fValidator);
-  return ForEachCountedRecord(pass, fFactorTables, fRecordCounts, step);
+  return ForEachCountedPanel<QvCommon::QvKernels::kRows>(pass, fFactorTables, fRecordCounts, step);
 }
 
 void QvGLMAlgorithm::SetWeightAndMean() {
@@ -79,12 +81,15 @@ void QvGLMAlgorithm::SetWeightAndMean() {
 }
 
 QvStatus QvGLMAlgorithm::AddProducts(MultiPassRecordIter& iter) {
-  return ForEachRecord(iter, [this](const double* values) { return fModel.AddRecord(values); });
+  const QvStatus status = ForEachPanel(
+      iter, [this](std::span<const double* const> records) { return fModel.AddRecords(records); });
+  fModel.SettleProducts();
+  return status;
 }
 
 QvStatus QvGLMAlgorithm::AddResiduals(MultiPassRecordIter& iter) {
-  return ForEachRecord(iter, [this](const double* values) {
-    fModel.ResidualStep(values);
+  return ForEachPanel(iter, [this](std::span<const double* const> records) {
+    fModel.ResidualSteps(records);
     return true;
   });
 }

@@ -61,10 +61,10 @@ class QvGLMAlgorithm : public QvRegAlgorithm {
   QvCommon::QvStatus AddResiduals(QvCommon::MultiPassRecordIter& iter);
   /// The first pass.
   QvCommon::QvStatus ProcessData(QvCommon::MultiPassRecordIter& iter);
-  /// The later passes: calls `step(const double*)` for every record that the first pass counted;
-  /// kDataNotProcessed where it answers false.
+  /// The later passes: calls `step(std::span<const double* const>)` for up to 64 records at a time
+  /// of those that the first pass counted; kDataNotProcessed where it answers false.
   template <typename Step>
-  QvCommon::QvStatus ForEachRecord(QvCommon::MultiPassRecordIter& iter, Step&& step);
+  QvCommon::QvStatus ForEachPanel(QvCommon::MultiPassRecordIter& iter, Step&& step);
   QvCommon::QvStatus Estimate(QvCommon::MultiPassRecordIter& iter);
   /// True when the record holds every factor and covariate.
   [[nodiscard]] bool HoldsDesign(const QvCommon::Record& record) const;

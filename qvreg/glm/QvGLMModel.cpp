@@ -13,6 +13,7 @@
 #include "qvreg/design/QvModelDesign.h"
 #include "qvreg/design/QvPivotSweep.h"
 
+using QvCommon::QvKernels;
 using QvCommon::QvStatus;
 
 namespace {
@@ -48,6 +49,10 @@ QvStatus QvGLMModel::SetUpDesign(const std::vector<QvRegrParameter>& effectParam
   if (fDesignRow.HasAllColumns()) {
     fDenseRow.assign(fParameters.size() + 1, 0.0);
     fResidualPanel.SetUp(fParameters.size());
+  } else {
+    fPatternProducts.SetUp(fDesignRow, *fpFactorTables, fParameters.size());
+    fPatternResiduals.SetUp(fDesignRow, *fpFactorTables, fParameters.size(),
+                            fSettings.GetRefineEstimates());
   }
   return {};
 }
@@ -105,6 +110,29 @@ bool QvGLMModel::AddRecord(const double* values) {
   return true;
 }
 
+void QvGLMModel::TakeNumbers(std::span<const double* const> records) {
+  for (std::size_t r = 0; r < records.size(); ++r) {
+    fRecordWeights[r] = RecordWeight(records[r]);
+    fRecordDependents[r] = Dependent(records[r]);
+  }
+}
+
+bool QvGLMModel::AddRecords(std::span<const double* const> records) {
+  if (!HasMatrix() || fbSwept) return false;
+  std::size_t n = 0;
+  if (fPatternProducts.IsOpen()) {
+    TakeNumbers(records);
+    n = fPatternProducts.Add(records, fRecordWeights.data(), fRecordDependents.data(), *fpProducts);
+  }
+  const auto rest = records.subspan(n);
+  return std::all_of(rest.begin(), rest.end(),
+                     [this](const double* values) { return AddRecord(values); });
+}
+
+void QvGLMModel::SettleProducts() {
+  if (!fDesignRow.HasAllColumns()) fPatternProducts.MoveTo(*fpProducts);
+}
+
 void QvGLMModel::FindNonFiniteColumns() {
   const int p = GetNParameters();
   fNonFinite.Resize(p, false);
@@ -143,7 +171,7 @@ QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   if (fbSwept) return {QvStatusCode::kAlreadyBuilt, false};
   fbWeightsFinite = fpProducts->AreWeightsFinite();
   fbDependentFinite = fpProducts->IsDependentFinite();
-  fbRowsUsual = fDesignRow.HasAllColumns() && fpProducts->AreRowsUsual();
+  fbRowsUsual = fpProducts->AreRowsUsual();
   FindNonFiniteColumns();
   // Units become shares of the scale once rather than record by record: whole weights then count
   // without rounding error.
@@ -173,6 +201,7 @@ QvGLMFitSums QvGLMModel::EmptyFitSums() const {
 void QvGLMModel::StartSums() {
   fSums.fFit = EmptyFitSums();
   fSums.fWeightedRecords = 0;
+  fbEstimatesUsual = QvKernels::AreUsual(fEstimates.size(), fEstimates.data());
 }
 
 std::unique_ptr<QvGLMResiduals> QvGLMModel::MakeResiduals() const {
@@ -200,13 +229,14 @@ void QvGLMModel::WriteEstimates(QvCommon::QvByteWriter& writer) const {
 void QvGLMModel::ReadEstimates(QvCommon::QvByteReader& reader) {
   fEstimates.resize(fParameters.size());
   reader.GetDoublesInto(fEstimates);
-  fbRowsUsual = reader.GetBool() && fDesignRow.HasAllColumns();
+  fbRowsUsual = reader.GetBool();
   fbHasNonFinite = reader.GetBool();
   if (!fNonFinite.Resize(GetNParameters(), false)) throw std::bad_alloc();
   fNonFinite.Clear();
   for (int k = 0; fbHasNonFinite && k < GetNParameters(); ++k) fNonFinite.Set(k, reader.GetBool());
   fRefinement.reset();
   if (fSettings.GetRefineEstimates()) fRefinement.emplace(GetNParameters(), 1);
+  fbEstimatesUsual = QvKernels::AreUsual(fEstimates.size(), fEstimates.data());
 }
 
 void QvGLMModel::DivideByScale() {
@@ -241,7 +271,7 @@ void QvGLMModel::MakeScaledCovariance() {
 }
 
 bool QvGLMModel::AddToPanel(const double* values, double w, double y) {
-  if (!fbRowsUsual || fbHasNonFinite) return false;
+  if (!fDesignRow.HasAllColumns() || !fbRowsUsual || fbHasNonFinite) return false;
   fDesignRow.ExpandAll(values, fDenseRow.data());
   if (!fResidualPanel.Add(fDenseRow.data(), y, w, fEstimates)) return false;
   if (fResidualPanel.IsFull()) SettleResiduals();
@@ -249,8 +279,8 @@ bool QvGLMModel::AddToPanel(const double* values, double w, double y) {
 }
 
 void QvGLMModel::SettleResiduals() {
-  fResidualPanel.AddTo(fEstimates, fSums.fFit,
-                       fRefinement ? fRefinement->GetGradient() : fNoGradient);
+  fResidualPanel.AddTo(fEstimates, fSums.fFit, GetGradient());
+  if (!fDesignRow.HasAllColumns()) fPatternResiduals.MoveTo(fSums.fFit, GetGradient());
 }
 
 void QvGLMModel::ResidualStep(const double* values) {
@@ -261,6 +291,19 @@ void QvGLMModel::ResidualStep(const double* values) {
   fDesignRow.Expand(values);
   if (fbHasNonFinite) fDesignRow.Remove(fNonFinite);
   fSums.fFit.Add(w, y, AddResidual(w, y));
+}
+
+void QvGLMModel::ResidualSteps(std::span<const double* const> records) {
+  std::size_t n = 0;
+  if (fPatternResiduals.IsOpen() && fbRowsUsual && fbEstimatesUsual && !fbHasNonFinite) {
+    TakeNumbers(records);
+    n = fPatternResiduals.Add(records, fRecordWeights.data(), fRecordDependents.data(), fEstimates,
+                              fSums.fFit, GetGradient());
+    const auto used = std::span(fRecordWeights).first(n);
+    fSums.fWeightedRecords += std::count_if(used.begin(), used.end(),
+                                            [this](double w) { return w * fUnitOverScale != 0.0; });
+  }
+  for (const double* values : records.subspan(n)) ResidualStep(values);
 }
 
 double QvGLMModel::AddResidual(double w, double y) {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <array>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "qvreg/common/QvBitSet.h"
@@ -12,9 +14,11 @@
 #include "qvreg/design/QvCrossProducts.h"
 #include "qvreg/design/QvDesignRow.h"
 #include "qvreg/design/QvFactorTables.h"
+#include "qvreg/design/QvPatternProducts.h"
 #include "qvreg/glm/QvGLMRefinement.h"
 #include "qvreg/glm/QvGLMResidualPanel.h"
 #include "qvreg/glm/QvGLMResiduals.h"
+#include "qvreg/glm/QvPatternResiduals.h"
 #include "qvreg/settings/QvRegSettings.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
@@ -49,11 +53,17 @@ class QvGLMModel {
   void SetDependentMean(double mean) { fDependentMean = mean; }
   /// Accumulates a record; false without a matrix, after the sweep, or for null.
   bool AddRecord(const double* values);
+  /// The same for up to 64 records, whose products may be kept apart until SettleProducts, which is
+  /// REQUIRED before anything reads the matrix or exchanges the products.
+  bool AddRecords(std::span<const double* const> records);
+  void SettleProducts();
   /// Sweeps the matrix and reads estimates, redundancy and covariance. kNoParameters without a
   /// record, kAlreadyBuilt when done before, kCancelled, kTooManyParameters without memory.
   QvCommon::QvStatus Sweep(QvCancelInfo& cancel);
   /// Accumulates a record into the residual and total sums. REQUIRES: swept.
   void ResidualStep(const double* values);
+  /// The same for up to 64 records.
+  void ResidualSteps(std::span<const double* const> records);
   /// After a residual step for each record: refines the estimates, when the settings ask for it.
   /// True when every record is to go through another residual step.
   bool Refine();
@@ -157,7 +167,12 @@ class QvGLMModel {
   /// The residual of the record whose row was expanded; adds it to a refinement.
   double AddResidual(double w, double y);
   /// Empties the panel into the sums of the residual pass.
+  /// Fills fRecordWeights and fRecordDependents.
+  void TakeNumbers(std::span<const double* const> records);
   void SettleResiduals();
+  [[nodiscard]] std::vector<QvCommon::QvDoubleDouble>& GetGradient() {
+    return fRefinement ? fRefinement->GetGradient() : fNoGradient;
+  }
   [[nodiscard]] QvGLMFitSums EmptyFitSums() const;
   void ComputeFitStatistics();
 
@@ -180,9 +195,15 @@ class QvGLMModel {
   bool fbWeightsFinite = true;
   bool fbDependentFinite = true;
   QvDesignRow fDesignRow;
+  QvPatternProducts fPatternProducts;  ///< Where some record has no value in some column.
   std::vector<double> fDenseRow;  ///< Scratch, where every record has all columns: one of them.
   QvGLMResidualPanel fResidualPanel;
-  bool fbRowsUsual = false;  ///< Whether the panel may take the records' rows.
+  QvPatternResiduals fPatternResiduals;  ///< Where some record has no value in some column.
+  bool fbRowsUsual = false;              ///< Whether these two may take the records' rows.
+  bool fbEstimatesUsual = false;
+  /// Scratch: of records that are taken together.
+  std::array<double, QvCommon::QvKernels::kRows> fRecordWeights{};
+  std::array<double, QvCommon::QvKernels::kRows> fRecordDependents{};
   QvGLMResiduals fSums;
   double fResidualSum = 0.0;
   double fTotalSum = 0.0;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdlib>
 #include <limits>
 #include <random>
@@ -319,6 +320,82 @@ TEST_P(QvKernelsTest, AddsMomentsInDoubleDouble) {
   }
   EXPECT_LT(std::fabs(Difference({first[0], first[1]}, expectedFirst)), 1e-29);
   EXPECT_LT(std::fabs(Difference({second[0], second[1]}, expectedSecond)), 1e-28);
+}
+
+TEST_P(QvKernelsTest, ProductsOfRowsAddToSumsOfTheirOwn) {
+  constexpr std::size_t kUsed = 3;
+  const Doubles weights = MakeNumbers(kUsed, 17);
+  for (const std::size_t width : {1U, 2U, 5U, 8U, 9U, 12U}) {
+    SCOPED_TRACE(width);
+    const std::size_t lanes = (width + 7) / 8 * 8;
+    const std::size_t stride = (width / 2 + lanes + 7) / 8 * 8;
+    const std::size_t nBehind = width / 2 + 1;
+    Doubles rows = MakeNumbers(kUsed * stride, 18);
+    for (std::size_t r = 0; r < kUsed; ++r) {
+      for (std::size_t k = 0; k < width / 2; ++k)
+        rows[r * stride + width + k] = rows[r * stride + k];
+    }
+    // The first and the last row have the same sums.
+    Doubles mine(2 * nBehind * lanes, 1.0);
+    Doubles others(2 * nBehind * lanes, 0.0);
+    const std::array<double*, kUsed> sums{mine.data(), others.data(), mine.data()};
+    kernels_.fAddRowProducts(kUsed, stride, width, weights.data(), rows.data(), sums.data());
+    for (std::size_t d = 0; d < nBehind; ++d) {
+      for (std::size_t k = 0; k < width; ++k) {
+        QvDoubleDouble expected{1.0, 1.0};
+        for (const std::size_t r : {0U, 2U}) {
+          const double* row = &rows[r * stride];
+          expected.Add(QvDoubleDouble::Product(weights[r], row[k]).Times(row[(k + d) % width]));
+        }
+        const std::size_t place = d * lanes + k;
+        EXPECT_LT(std::fabs(Difference({mine[place], mine[nBehind * lanes + place]}, expected)),
+                  1e-30);
+      }
+    }
+    EXPECT_EQ(others[0], weights[1] * rows[stride] * rows[stride]);
+  }
+}
+
+TEST_P(QvKernelsTest, ProductsWithCoefficientsOfEachRowAreTakenOff) {
+  constexpr std::size_t kColumns = 3;
+  const Doubles columns = MakeNumbers(kRows * kColumns, 19);
+  const Doubles coefficients = MakeNumbers(kRows * kColumns, 20);
+  Doubles coefficientLows = MakeNumbers(kRows * kColumns, 21);
+  for (double& low : coefficientLows) low *= 0x1p-54;
+  Doubles high = MakeNumbers(kRows, 22);
+  Doubles low(kRows, 0x1p-60);
+  const Doubles start = high;
+  kernels_.fSubtractRowProducts(kColumns, columns.data(), coefficients.data(),
+                                coefficientLows.data(), high.data(), low.data());
+  for (std::size_t r = 0; r < kRows; ++r) {
+    QvDoubleDouble expected{start[r], 0x1p-60};
+    for (std::size_t j = 0; j < kColumns; ++j) {
+      const std::size_t place = j * kRows + r;
+      expected.Add(
+          QvDoubleDouble{-coefficients[place], -coefficientLows[place]}.Times(columns[place]));
+    }
+    EXPECT_LT(std::fabs(Difference({high[r], low[r]}, expected)), 1e-30);
+  }
+}
+
+TEST_P(QvKernelsTest, WeightedRowsAddToSumsOfTheirOwn) {
+  constexpr std::size_t kUsed = 3;
+  constexpr std::size_t kStride = 16;
+  const Doubles rows = MakeNumbers(kUsed * kStride, 23);
+  const Doubles weights = MakeNumbers(kUsed, 24);
+  const Doubles lows{0x1p-55, -0x1p-54, 0x1p-56};
+  Doubles mine(2 * kStride, 1.0);
+  Doubles others(2 * kStride, 0.0);
+  const std::array<double*, kUsed> sums{mine.data(), others.data(), mine.data()};
+  kernels_.fAddWeightedRows(kUsed, kStride, weights.data(), lows.data(), rows.data(), sums.data());
+  for (std::size_t k = 0; k < kStride; ++k) {
+    QvDoubleDouble expected{1.0, 1.0};
+    for (const std::size_t r : {0U, 2U}) {
+      expected.Add(QvDoubleDouble{weights[r], lows[r]}.Times(rows[r * kStride + k]));
+    }
+    EXPECT_LT(std::fabs(Difference({mine[k], mine[kStride + k]}, expected)), 1e-30);
+    EXPECT_EQ(others[k], weights[1] * rows[kStride + k]);
+  }
 }
 
 TEST_P(QvKernelsTest, ExponentialsAreThoseOfEverySet) {

@@ -168,6 +168,8 @@ TEST(QvKeyNumbers, CountFromZeroInTheOrderOfArrival) {
   EXPECT_EQ(numbers.FindOrInsert(std::vector{1, 3}), 1);
   EXPECT_EQ(numbers.FindOrInsert(std::vector{3, 2}), 2);
   EXPECT_EQ(numbers.FindOrInsert(std::vector{1, 3}), 1);
+  EXPECT_EQ(numbers.Find(std::vector{3, 2}), 2);
+  EXPECT_EQ(numbers.Find(std::vector{2, 3}), -1);
   EXPECT_EQ(numbers.GetCount(), 3);
 }
 
