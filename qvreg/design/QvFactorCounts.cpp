@@ -78,6 +78,10 @@ QvFactorCounts& QvFactorCounts::operator=(const QvFactorCounts& other) {
   return *this;
 }
 
+int QvFactorCounts::CategoryOf(const double* values, int var) const {
+  return CategoryIndex(values[var], fFirstCode);
+}
+
 double QvFactorCounts::OffsetOf(const double* values) const {
   switch (fOffsetType) {
     case QvConst::QvOffsetVariable:
@@ -88,6 +92,14 @@ double QvFactorCounts::OffsetOf(const double* values) const {
       break;
   }
   return 0.0;
+}
+
+bool QvFactorCounts::AddCount(Counts& counts, int category, double w) {
+  if (category < 0 || static_cast<std::size_t>(category) >= counts.size()) return false;
+  CountPair& pair = counts[static_cast<std::size_t>(category)];
+  pair.first += w;
+  pair.second += 1.0;
+  return true;
 }
 
 int QvFactorCounts::CountDependent(const double* values, double w) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <limits>
 #include <memory>
 #include <utility>
@@ -140,24 +139,15 @@ class QVREG_EXPORT QvFactorCounts {
   /// Calls visit(counts) for every list of counts of `self`, in one order.
   template <typename Self, typename Visit>
   static void ForEachList(Self& self, Visit&& visit);
-  static bool AddCount(Counts& counts, int category, double w) {
-    if (category < 0 || static_cast<std::size_t>(category) >= counts.size()) return false;
-    CountPair& pair = counts[static_cast<std::size_t>(category)];
-    pair.first += w;
-    pair.second += 1.0;
-    return true;
-  }
+  static bool AddCount(Counts& counts, int category, double w);
   /// As AddCount, for as many records as the record counts as.
   bool AddRecord(Counts& counts, int category, double w, const double* values) const {
     if (!AddCount(counts, category, w)) return false;
-    if (fRecordCountVar < 0) return true;
     const long long further = RecordCount(values) - 1;
     counts[static_cast<std::size_t>(category)].second += static_cast<double>(further);
     return true;
   }
-  [[nodiscard]] int CategoryOf(const double* values, int var) const {
-    return CategoryIndex(values[var], fFirstCode);
-  }
+  [[nodiscard]] int CategoryOf(const double* values, int var) const;
   [[nodiscard]] double OffsetOf(const double* values) const;
   [[nodiscard]] bool IsFactor(int factor) const { return factor >= 0 && factor < GetNFactors(); }
 
