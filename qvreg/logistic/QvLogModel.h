@@ -197,6 +197,11 @@ class QvLogModel : public IQvRegModel {
   /// a double 0 for the largest and minus infinity for the others. False when that cannot be
   /// decided, since a value with an estimate is not finite.
   bool FindPredictors(const QvDesignRow& row, std::vector<double>& predictors) const;
+  /// Leaves the predictors of a record with a value in each column in fProbabilities; false where
+  /// one is not finite. REQUIRES: columns without factors.
+  bool FindDensePredictors(const double* record);
+  /// The predicted local category, and the largest predictor.
+  [[nodiscard]] int Choose(const std::vector<double>& predictors, double& largest) const;
   /// A category's predictor times the square of `unit`.
   [[nodiscard]] double PredictorOf(const QvDesignRow& row, int category, double unit) const;
   /// Predicts from a filled design row: the predicted local category, -1 when there is none, and,
@@ -241,6 +246,7 @@ class QvLogModel : public IQvRegModel {
   mutable QvDesignRow fRecordRow;
   mutable QvDesignRow fDesignRow;
   std::vector<double> fProbabilities;
+  std::vector<double> fDenseRow;
   std::unique_ptr<QvClassification> fpClassification;
   QvCancelInfo& fCancel;
   QvCommon::QvStatus fStatus;
