@@ -36,7 +36,7 @@ void QvRecordIterHandler::SetStatsModel(IQvAccumStats* stats, const IQvRegModel*
   fBatches.reset();
   const auto* logistic = dynamic_cast<const QvLogModel*>(model);
   auto* patternStats = dynamic_cast<IQvPatternStats*>(stats);
-  if (logistic == nullptr || patternStats == nullptr || !QvPatternBatches::Suits(*logistic)) return;
+  if (logistic == nullptr || patternStats == nullptr) return;
   fBatches.emplace(*logistic, *stats, *patternStats);
 }
 
@@ -57,10 +57,16 @@ bool QvRecordIterHandler::AddRecord(const double* record, bool llOnly) {
   double weight = 1.0;
   if (fFrequencyWeightIndex >= 0) weight = record[fFrequencyWeightIndex];
   if (fRegressionWeightIndex >= 0) weight *= record[fRegressionWeightIndex];
-  if (fBatches) return fBatches->Add(record, LocalCategory(record), weight);
+  const int category = LocalCategory(record);
+  if (fBatches) {
+    const QvPatternBatches::Result result = fBatches->Add(record, category, weight);
+    if (result != QvPatternBatches::Result::kLeft) {
+      return result == QvPatternBatches::Result::kTaken;
+    }
+  }
   int count = 0;
   fpModel->GetSparseRow(record, count, fIndices, fValues);
-  return fpStats->UpdateForRow(fIndices, fValues, LocalCategory(record), weight, llOnly) != -1;
+  return fpStats->UpdateForRow(fIndices, fValues, category, weight, llOnly) != -1;
 }
 
 QvStatus QvRecordIterHandler::ComputeStatsForOptimizer(bool llOnly) {
