@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <span>
+#include <utility>
 
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/logistic/QvLogModel.h"
@@ -16,6 +17,14 @@ constexpr std::size_t kFewValues = 8;
 /// What waits at most, in bytes.
 constexpr std::size_t kMemory = std::size_t{8} << 20;
 
+/// Where so many patterns had fewer rows than these, nearly every row has its own.
+constexpr int kTrialPatterns = 1024;
+constexpr long long kTrialRows = kTrialPatterns + kTrialPatterns / 16;
+/// What is kept of a row beside its values.
+constexpr std::size_t kFurther = 2;
+/// For a record for whose pattern there is no room.
+constexpr int kFull = QvRecordPatterns::kNone - 1;
+
 }  // namespace
 
 QvPatternBatches::QvPatternBatches(const QvLogModel& model, IQvAccumStats& stats,
@@ -28,68 +37,107 @@ QvPatternBatches::QvPatternBatches(const QvLogModel& model, IQvAccumStats& stats
   const QvPatternDesign design(model.GetRowDesign(), tables, model.GetKeptNumbers());
   fNValues = design.GetValueCount();
   fbConstant = design.IsConstant();
-  const std::size_t rowSize = fNValues * sizeof(double) + sizeof(double) + sizeof(int);
+  const std::size_t rowSize = (fNValues + kFurther) * sizeof(double);
   const std::size_t waiting = fbConstant ? fNCategories * sizeof(Alike) : kMostRows * rowSize;
   const std::size_t most = std::max<std::size_t>(kMemory / (sizeof(Batch) + waiting), 1);
+  fRowValues.resize(kMostRows * fNValues);
   fPatterns.SetUp(model.GetRowDesign(), tables, model.GetKeptNumbers(), static_cast<int>(most));
 }
 
 void QvPatternBatches::Begin(bool llOnly) {
   fbLLOnly = llOnly;
+  fbGaveUp = false;
+  fCount = 0;
   for (Batch& batch : fBatches) batch.fCount = 0;
   std::fill(fAlike.begin(), fAlike.end(), Alike{});
+  ForgetPatterns();
 }
 
-void QvPatternBatches::MakeBatch(int pattern) {
+void QvPatternBatches::ForgetPatterns() {
+  fPatterns.Clear();
+  fNRows = 0;
+}
+
+void QvPatternBatches::SetUpBatch(int pattern) {
+  const auto place = static_cast<std::size_t>(pattern);
+  if (place == fBatches.size()) {
+    fBatches.emplace_back();
+    if (fbConstant) {
+      fAlike.resize(fAlike.size() + fNCategories);
+    } else {
+      fBatches[place].fRows.reserve(kMostRows * (fNValues + kFurther));
+    }
+  }
   const std::span<const int> columns = fPatterns.GetColumns(pattern);
   const std::span<const int> places = fPatterns.GetPlaces(pattern);
-  Batch batch;
-  batch.fColumns.assign(columns.begin(), columns.end());
-  batch.fPlaces.assign(places.begin(), places.end());
-  if (!fbConstant) {
-    batch.fValues.resize(kMostRows * fNValues);
-    batch.fCategories.resize(kMostRows);
-    batch.fWeights.resize(kMostRows);
-  } else {
-    fAlike.resize(fAlike.size() + fNCategories);
-  }
-  fBatches.push_back(std::move(batch));
+  fBatches[place].fColumns.assign(columns.begin(), columns.end());
+  fBatches[place].fPlaces.assign(places.begin(), places.end());
 }
 
 int QvPatternBatches::FindPattern(const double* record) {
-  int pattern = 0;
-  const bool isKnown = fbOnePattern && !fBatches.empty();
-  if (!isKnown && fPatterns.Find({&record, 1}, &pattern) == 0) return QvRecordPatterns::kNone;
-  if (pattern == static_cast<int>(fBatches.size())) MakeBatch(pattern);
-  return pattern;
+  const int nKnown = fPatterns.GetCount();
+  if (fbOnePattern && nKnown > 0) return 0;
+  if (nKnown == kTrialPatterns && fNRows < kTrialRows) return kFull;
+  int pattern = QvRecordPatterns::kNone;
+  if (fPatterns.Find({&record, 1}, &pattern) == 0) return kFull;
+  if (fPatterns.GetCount() > nKnown) SetUpBatch(pattern);
+  ++fNRows;
+  return pattern >= 0 && fPatterns.IsComplete(pattern) ? pattern : QvRecordPatterns::kNone;
+}
+
+bool QvPatternBatches::MakeRoom() {
+  fbGaveUp = fNRows < static_cast<long long>(kFewRows) * fPatterns.GetCount();
+  ForgetPatterns();
+  return AddWaiting();
 }
 
 QvPatternBatches::Result QvPatternBatches::Add(const double* record, int category, double weight) {
-  const int pattern = FindPattern(record);
-  if (pattern < 0 || !fPatterns.IsComplete(pattern)) return Result::kLeft;
+  int pattern = fbGaveUp ? QvRecordPatterns::kNone : FindPattern(record);
+  if (pattern == kFull) {
+    if (!MakeRoom()) return Result::kRefused;
+    pattern = fbGaveUp ? QvRecordPatterns::kNone : FindPattern(record);
+  }
+  if (pattern < 0) return Result::kLeft;
   // What is refused for sure ends the pass at once.
   if (category < 0 || 0.0 >= weight) return AddWaiting() ? Result::kLeft : Result::kRefused;
   const auto place = static_cast<std::size_t>(pattern);
-  if (fbConstant) {
-    Alike& alike = fAlike[place * fNCategories + static_cast<std::size_t>(category)];
-    alike.fWeight += weight;
-    ++alike.fCount;
-    return Result::kTaken;
+  if (!fbConstant) {
+    const bool isAdded = fbOnePattern ? AddToRows(record, category, weight)
+                                      : AddToBatch(fBatches[place], record, category, weight);
+    return isAdded ? Result::kTaken : Result::kRefused;
   }
-  return AddToBatch(fBatches[place], record, category, weight) ? Result::kTaken : Result::kRefused;
+  Alike& alike = fAlike[place * fNCategories + static_cast<std::size_t>(category)];
+  alike.fWeight += weight;
+  ++alike.fCount;
+  return Result::kTaken;
 }
 
 bool QvPatternBatches::AddToBatch(Batch& batch, const double* record, int category, double weight) {
-  const std::size_t row = batch.fCount++;
-  fPatterns.GetDesign().FillValues(record, batch.fValues.data() + row * fNValues);
-  batch.fCategories[row] = category;
-  batch.fWeights[row] = weight;
-  return batch.fCount < kMostRows || AddBatch(batch);
+  const std::size_t size = fNValues + kFurther;
+  const std::size_t first = batch.fCount++ * size;
+  if (batch.fRows.size() == first) batch.fRows.resize(first + size);
+  // Together, since patterns may come in any order, and from one to the next memory is far.
+  double* row = batch.fRows.data() + first;
+  fPatterns.GetDesign().FillValues(record, row);
+  row[fNValues] = weight;
+  row[fNValues + 1] = category;
+  if (batch.fCount < kMostRows) return true;
+  Unpack(batch);
+  return AddRows(batch);
+}
+
+bool QvPatternBatches::AddToRows(const double* record, int category, double weight) {
+  fPatterns.GetDesign().FillValues(record, fRowValues.data() + fCount * fNValues);
+  fCategories[fCount] = category;
+  fWeights[fCount] = weight;
+  return ++fCount < kMostRows || AddRows(fBatches.front());
 }
 
 bool QvPatternBatches::AddWaiting() {
   for (std::size_t pattern = 0; pattern < fBatches.size(); ++pattern) {
-    if (!(fbConstant ? AddAlike(pattern) : AddBatch(fBatches[pattern]))) return false;
+    Batch& batch = fBatches[pattern];
+    if (batch.fCount > 0) Unpack(batch);
+    if (!(fbConstant ? AddAlike(pattern) : AddRows(batch))) return false;
   }
   return true;
 }
@@ -108,30 +156,40 @@ bool QvPatternBatches::AddAlike(std::size_t pattern) {
   return true;
 }
 
-bool QvPatternBatches::IsSparse(const Batch& batch) const {
-  if (fNValues <= kFewValues) return false;
-  const auto end = batch.fValues.begin() + static_cast<std::ptrdiff_t>(batch.fCount * fNValues);
-  return 2 * std::count(batch.fValues.begin(), end, 0.0) > end - batch.fValues.begin();
+void QvPatternBatches::Unpack(Batch& batch) {
+  fCount = std::exchange(batch.fCount, 0);
+  const double* from = batch.fRows.data();
+  double* values = fRowValues.data();
+  for (std::size_t r = 0; r < fCount; ++r) {
+    for (const double* const end = from + fNValues; from != end;) *values++ = *from++;
+    fWeights[r] = *from++;
+    fCategories[r] = static_cast<int>(*from++);
+  }
 }
 
-bool QvPatternBatches::AddBatch(Batch& batch) {
+bool QvPatternBatches::AreSparse() const {
+  if (fNValues <= kFewValues) return false;
+  const auto end = fRowValues.begin() + static_cast<std::ptrdiff_t>(fCount * fNValues);
+  return 2 * std::count(fRowValues.begin(), end, 0.0) > end - fRowValues.begin();
+}
+
+bool QvPatternBatches::AddRows(const Batch& batch) {
   const bool isTogether =
-      batch.fCount >= kFewRows && !IsSparse(batch) &&
+      fCount >= kFewRows && !AreSparse() &&
       fPatternStats.BeginPattern(batch.fColumns, batch.fPlaces, fNValues, fbLLOnly);
-  const bool isAdded = (isTogether && AddTogether(batch)) || AddOneByOne(batch);
+  const bool isAdded = (isTogether && AddTogether()) || AddOneByOne(batch);
   if (isTogether) fPatternStats.EndPattern();
-  batch.fCount = 0;
+  fCount = 0;
   return isAdded;
 }
 
-bool QvPatternBatches::AddTogether(const Batch& batch) {
-  return fPatternStats.AddRows(
-      {batch.fCount, batch.fValues.data(), batch.fCategories.data(), batch.fWeights.data()});
+bool QvPatternBatches::AddTogether() {
+  return fPatternStats.AddRows({fCount, fRowValues.data(), fCategories.data(), fWeights.data()});
 }
 
 bool QvPatternBatches::AddOneByOne(const Batch& batch) {
-  for (std::size_t row = 0; row < batch.fCount; ++row) {
-    const double* values = batch.fValues.data() + row * fNValues;
+  for (std::size_t row = 0; row < fCount; ++row) {
+    const double* values = fRowValues.data() + row * fNValues;
     fIndices.clear();
     fValues.clear();
     for (std::size_t a = 0; a < batch.fColumns.size(); ++a) {
@@ -140,8 +198,7 @@ bool QvPatternBatches::AddOneByOne(const Batch& batch) {
       fIndices.push_back(batch.fColumns[a]);
       fValues.push_back(value);
     }
-    if (fStats.UpdateForRow(fIndices, fValues, batch.fCategories[row], batch.fWeights[row],
-                            fbLLOnly) < 0) {
+    if (fStats.UpdateForRow(fIndices, fValues, fCategories[row], fWeights[row], fbLLOnly) < 0) {
       return false;
     }
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <vector>
 
@@ -12,15 +13,16 @@ class QvLogModel;
 /// together: they wait, by pattern, until there are many. Of rows that differ in nothing but
 /// category and weight only the sums wait.
 ///
-/// What is added, in which order, follows from the records alone, however they are read. Memory is
-/// bounded: patterns that come once it is used up are left to the caller. Borrows model and
-/// statistics. Used from one thread at a time.
+/// What is added, in which order, follows from the pass's records alone, however they are read.
+/// Memory is bounded: once it is used up all rows that wait are added, and where these were few for
+/// their patterns the rest of the pass is left to the caller. Borrows model and statistics. Used
+/// from one thread at a time.
 class QvPatternBatches {
  public:
   enum class Result {
     kTaken,    ///< Added, or waiting.
     kRefused,  ///< The statistics refuse the row, or one before it.
-    kLeft      ///< Its pattern has no place, or no columns: to be added by itself.
+    kLeft      ///< To be added by itself.
   };
 
   /// Both of a model whose rows are laid out as records. The statistics are one object, by two of
@@ -40,10 +42,8 @@ class QvPatternBatches {
   struct Batch {
     std::vector<int> fColumns;
     std::vector<int> fPlaces;
+    std::vector<double> fRows;  ///< Each its values, its weight, its category.
     std::size_t fCount = 0;
-    std::vector<double> fValues;  ///< Row after row.
-    std::vector<int> fCategories;
-    std::vector<double> fWeights;
   };
   /// Those of one pattern and category whose values are alike.
   struct Alike {
@@ -51,16 +51,25 @@ class QvPatternBatches {
     long long fCount = 0;
   };
 
-  /// The record's pattern, which has a batch; kNone where there is none for it.
+  /// The record's pattern, which has a batch; negative where its row is to be added by itself, or
+  /// there are too many patterns.
   int FindPattern(const double* record);
-  void MakeBatch(int pattern);
+  void SetUpBatch(int pattern);
+  void ForgetPatterns();
+  /// Adds what waits, and forgets the patterns or gives up.
+  bool MakeRoom();
   bool AddToBatch(Batch& batch, const double* record, int category, double weight);
-  bool AddBatch(Batch& batch);
-  bool AddTogether(const Batch& batch);
+  /// The same where there is one pattern.
+  bool AddToRows(const double* record, int category, double weight);
+  /// Adds the rows that were taken from a pattern's batch, or never were in it.
+  bool AddRows(const Batch& batch);
+  bool AddTogether();
   bool AddOneByOne(const Batch& batch);
+  /// Takes the rows of a batch, and empties it.
+  void Unpack(Batch& batch);
   bool AddAlike(std::size_t pattern);
-  /// Whether the rows have few non-zeros, which are then better added alone.
-  [[nodiscard]] bool IsSparse(const Batch& batch) const;
+  /// Whether the rows taken have few non-zeros, which are then better added alone.
+  [[nodiscard]] bool AreSparse() const;
 
   IQvAccumStats& fStats;
   IQvPatternStats& fPatternStats;
@@ -70,8 +79,15 @@ class QvPatternBatches {
   bool fbOnePattern;
   bool fbConstant;  ///< Whether the values of all rows of a pattern are alike.
   bool fbLLOnly = false;
+  bool fbGaveUp = false;        ///< Whether the rest of the pass is left to the caller.
+  long long fNRows = 0;         ///< Since the patterns were forgotten.
   std::vector<Batch> fBatches;  ///< By pattern.
   std::vector<Alike> fAlike;    ///< By pattern and category.
+  /// Rows of one pattern on their way to the statistics.
+  std::size_t fCount = 0;
+  std::vector<double> fRowValues;
+  std::array<int, IQvPatternStats::kMostRows> fCategories{};
+  std::array<double, IQvPatternStats::kMostRows> fWeights{};
   /// Scratch of a row.
   std::vector<int> fIndices;
   std::vector<double> fValues;
