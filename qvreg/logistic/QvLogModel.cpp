@@ -88,6 +88,10 @@ void QvLogModel::SetUpDesign(QvStatus& status) {
   CreateParameters();
   fDesignRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRowLayout.fCovariates);
   fRecordRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRecordLayout.fCovariates);
+  // Stored rows have no factors.
+  if (!fDesignRow.HasAllColumns() && !fSettings.GetUsePatternTabulator()) {
+    fPatternProducts.SetUp(fDesignRow, *fpFactorTables, Index(fNBasic), false);
+  }
   fExponents = fpFactorTables->GetColumnSizes().GetParameterExponents(fAllParameters);
   fEstimates.assign(fAllParameters.size(), 0.0);
   fHostEstimates = fEstimates;
@@ -113,6 +117,30 @@ void QvLogModel::SwapProducts(QvCrossProducts& products) {
   std::swap(*fpProducts, products);
 }
 
+double QvLogModel::RowWeight(const double* row) const {
+  return WeightAt(row, fRowLayout.fFrequencyWeight) * WeightAt(row, fRowLayout.fRegressionWeight);
+}
+
+bool QvLogModel::AddRecordsToXPrimeX(std::span<const double* const> records) {
+  if (!fbInitialized || fbFinished || fpProducts == nullptr || fCancel.IsFlagSet()) return false;
+  std::size_t n = 0;
+  if (fPatternProducts.IsOpen()) {
+    std::array<double, QvCommon::QvKernels::kRows> weights{};
+    std::transform(records.begin(), records.end(), weights.begin(),
+                   [this](const double* record) { return RowWeight(record); });
+    constexpr std::array<double, QvCommon::QvKernels::kRows> kNoDependents{};
+    n = fPatternProducts.Add(records, weights.data(), kNoDependents.data(), *fpProducts);
+    if (!fPatternProducts.AreAllComplete()) return false;
+  }
+  const auto rest = records.subspan(n);
+  return std::all_of(rest.begin(), rest.end(),
+                     [this](const double* record) { return AddRecordToXPrimeX(record); });
+}
+
+void QvLogModel::SettleProducts() {
+  if (fpProducts != nullptr) fPatternProducts.MoveTo(*fpProducts);
+}
+
 bool QvLogModel::AddRecordToXPrimeX(const double* row) {
   if (row == nullptr || fpFactorTables == nullptr) return false;
   if (fDesignRow.HasAllColumns()) return AddRowToXPrimeX(row, {});
@@ -124,8 +152,7 @@ bool QvLogModel::AddRecordToXPrimeX(const double* row) {
 bool QvLogModel::AddRowToXPrimeX(const double* row, const std::vector<int>& parameterIndices) {
   if (!fbInitialized || fbFinished || row == nullptr || fpProducts == nullptr) return false;
   if (fCancel.IsFlagSet()) return false;
-  const double weight =
-      WeightAt(row, fRowLayout.fFrequencyWeight) * WeightAt(row, fRowLayout.fRegressionWeight);
+  const double weight = RowWeight(row);
   if (fDesignRow.HasAllColumns()) {
     fDesignRow.ExpandAll(row, fDenseRow.data());
     fpProducts->AddDense(fDenseRow.data(), weight);

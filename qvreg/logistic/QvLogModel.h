@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <memory>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -12,6 +14,7 @@
 #include "qvreg/design/QvCrossProducts.h"
 #include "qvreg/design/QvDesignRow.h"
 #include "qvreg/design/QvFactorTables.h"
+#include "qvreg/design/QvPatternProducts.h"
 #include "qvreg/logistic/IQvRegModel.h"
 #include "qvreg/logistic/QvClassification.h"
 #include "qvreg/logistic/QvDependentCategories.h"
@@ -134,6 +137,10 @@ class QvLogModel : public IQvRegModel {
   /// that is not positive, kAlreadyBuilt when finished.
   virtual void GetStartingValues(QvCommon::QvStatus& status, std::vector<double>& values);
 
+  /// As AddRecordToXPrimeX for up to 64 records, whose products may be kept apart until
+  /// SettleProducts, which is REQUIRED before anything reads the matrix or exchanges the products.
+  bool AddRecordsToXPrimeX(std::span<const double* const> records);
+  void SettleProducts();
   /// As Initialize, without the cross-products: enough for the passes of a worker, which brings its
   /// own sums.
   void SetUpDesign(QvCommon::QvStatus& status);
@@ -187,6 +194,8 @@ class QvLogModel : public IQvRegModel {
     return fpProducts == nullptr ? fRecordsAdded : fpProducts->GetRecordsAdded();
   }
   void CreateParameters();
+  /// Frequency times regression weight of a row of the estimation passes.
+  [[nodiscard]] double RowWeight(const double* row) const;
   void SetRedundancy();
   [[nodiscard]] bool IsScaled() const;
   void SetHostEstimates();
@@ -231,7 +240,8 @@ class QvLogModel : public IQvRegModel {
   int fNAllNonRedundant = 0;
   std::vector<int> fLocalIndices;
   std::unique_ptr<QvCrossProducts> fpProducts;
-  long long fRecordsAdded = 0;  ///< To products that are gone.
+  QvPatternProducts fPatternProducts;  ///< Of records, where some have no value in some column.
+  long long fRecordsAdded = 0;         ///< To products that are gone.
   QvCommon::QvBitSet fBasicRedundancy;
   QvCommon::QvBitSet fAllRedundancy;
   QvCommon::QvBitSet fNonFinite;
