@@ -47,7 +47,7 @@ void QvRecordIterHandler::ResetAccumStats(QvConst::QvEstimationMethod method,
 
 int QvRecordIterHandler::LocalCategory(const double* record) const {
   const double value = record[fDependentIndex];
-  const std::vector<int>& localIndices = fpModel->GetDependCategoryLocalIndices();
+  const std::vector<int>& localIndices = *fpLocalIndices;
   // Truncated toward zero; written so that a value that is not a number has no category.
   if (!(value > -1.0 && value < static_cast<double>(localIndices.size()))) return -1;
   return localIndices[static_cast<std::size_t>(static_cast<int>(value))];
@@ -83,6 +83,7 @@ QvStatus QvRecordIterHandler::MakePass(bool llOnly) {
   if (!pass.Start()) fStatus = QvStatus(QvStatusCode::kNoRecords, false);
   if (before.IsError()) return before;
   long long nUsed = 0;
+  fpLocalIndices = &fpModel->GetDependCategoryLocalIndices();
   if (fBatches) fBatches->Begin(llOnly);
   QvStatus result = ReadRecords(pass, llOnly, nUsed);
   // What refuses a row that waited came before whatever ended the pass.

@@ -55,6 +55,7 @@ class QvRecordIterHandler : public IQvDataHandler {
   QvCommon::MultiPassRecordIter* fpIter;
   QvCancelInfo* fpCancel;
   const IQvRegModel* fpModel = nullptr;
+  const std::vector<int>* fpLocalIndices = nullptr;  ///< The model's, for the time of a pass.
   IQvAccumStats* fpStats = nullptr;
   IQvAheadStats* fpAhead = nullptr;  ///< The same object, where it can be computed ahead.
   int fDependentIndex;

@@ -31,7 +31,7 @@ struct Together {
   Doubles values;
   Ints categories;
   Doubles weights;
-  bool llOnly;
+  bool llOnly = false;
 
   bool operator==(const Together&) const = default;
 };
@@ -113,7 +113,7 @@ class Walk {
     batches = std::make_unique<QvPatternBatches>(tables.model, stats, stats);
     batches->Begin(false);
   }
-  Result Add(const Doubles& record, double weight = 1.0) {
+  Result Add(const Doubles& record, double weight = 1.0) const {
     const int category =
         tables.model.GetDependCategoryLocalIndices().at(static_cast<std::size_t>(record[kY]));
     return batches->Add(record.data(), category, weight);
@@ -266,7 +266,7 @@ TEST(QvPatternBatches, RowsOfManyZerosAreAddedOneByOneWithoutThem) {
   LogisticSettings settings(kY, 2, {}, covariates);
   for (const int covariate : covariates) settings.Effect({}, {covariate});
   Rows rows;
-  for (std::size_t r = 0; r < 2 * kCovariates; ++r) {
+  for (std::size_t r = 0; r < std::size_t{2} * kCovariates; ++r) {
     Doubles row(kCovariates + 1, 0.0);
     row[kY] = static_cast<double>(r / 3 % 2);
     row[1 + r % kCovariates] = 1.0 + static_cast<double>(r);
@@ -285,8 +285,10 @@ TEST(QvPatternBatches, WhereNearlyEveryRowHasItsOwnPatternTheRestIsLeft) {
   LogisticSettings settings(kY, 3, {{kA, 60}, {kB, 50}}, {kX});
   settings.Effect({kA}).Effect({kB}).Effect({}, {kX});
   Rows rows;
-  for (int cell = 0; cell < 3000; ++cell) {
-    rows.push_back({1.0 * (cell % 7 % 3), 1.0 * (cell % 60), 1.0 * (cell / 60), 0.5 * (cell % 11)});
+  for (int b = 0; b < 50; ++b) {
+    for (int a = 0; a < 60; ++a) {
+      rows.push_back({1.0 * ((a + b) % 7 % 3), 1.0 * a, 1.0 * b, 0.5 * ((a + 5 * b) % 11)});
+    }
   }
   Walk walk(settings, rows);
   long long left = 0;
@@ -310,12 +312,14 @@ TEST(QvPatternBatches, PatternsOfManyRowsAreForgottenForOthers) {
   std::mt19937 random(3);
   std::normal_distribution<double> normal;
   Rows rows;
-  for (int r = 0; r < 8 * kLevels; ++r) {
-    Doubles row(kCovariates + 2);
-    for (double& value : row) value = normal(random);
-    row[kY] = r % 2;
-    row[kA] = r / 8;
-    rows.push_back(std::move(row));
+  for (int level = 0; level < kLevels; ++level) {
+    for (int r = 0; r < 8; ++r) {
+      Doubles row(kCovariates + 2);
+      for (double& value : row) value = normal(random);
+      row[kY] = r % 2;
+      row[kA] = level;
+      rows.push_back(std::move(row));
+    }
   }
   Walk walk(settings, rows);
   walk.batches->Begin(true);
