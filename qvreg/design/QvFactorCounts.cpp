@@ -180,7 +180,7 @@ bool QvFactorCounts::IsInRange(const double* values) const {
       return true;
     // Rounding would make 0 of the code -1 of a missing category.
     if (values[var] < QvMV::gLeastCode) return false;
-    const int category = CategoryOf(values, var);
+    const int category = CategoryIndex(values[var], fFirstCode);
     return category >= 0 && category < nCategories;
   };
   for (std::size_t f = 0; f < fFactorVars.size(); ++f) {

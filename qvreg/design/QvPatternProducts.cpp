@@ -22,13 +22,15 @@ std::size_t WholeLanes(std::size_t n) { return (n + kLanes - 1) / kLanes * kLane
 }  // namespace
 
 void QvPatternProducts::SetUp(const QvDesignRow& row, const QvFactorTables& tables,
-                              std::size_t nParameters) {
+                              std::size_t nParameters, bool hasDependent) {
   fNumbers.resize(nParameters);
   std::iota(fNumbers.begin(), fNumbers.end(), 0);
-  fWidth = CountValues(row, tables, fNumbers) + 1;
-  const auto nColumns = static_cast<std::size_t>(tables.GetNModelEffects()) + 1;
+  fbDependent = hasDependent;
+  const std::size_t nMore = hasDependent ? 1 : 0;
+  fWidth = CountValues(row, tables, fNumbers) + nMore;
+  const auto nColumns = static_cast<std::size_t>(tables.GetNModelEffects()) + nMore;
   // Wide rows that fill half of the columns are added sooner by QvProductPanel.
-  if (fWidth > kNarrow && 2 * nColumns > nParameters + 1) return;
+  if (fWidth > kNarrow && 2 * nColumns > nParameters + nMore) return;
   fNProducts = (fWidth / 2 + 1) * WholeLanes(fWidth);
   // A row is followed by its first half, and whole lanes are read from there on.
   const std::size_t stride = WholeLanes(fWidth / 2 + WholeLanes(fWidth));
@@ -82,8 +84,10 @@ void QvPatternProducts::FindColumns(int pattern) {
   const std::span<const int> places = GetPatterns().GetPlaces(pattern);
   fColumns.assign(columns.begin(), columns.end());
   fPlaces.assign(places.begin(), places.end());
-  fColumns.push_back(static_cast<int>(fNumbers.size()));
-  fPlaces.push_back(fWidth - 1);
+  if (fbDependent) {
+    fColumns.push_back(static_cast<int>(fNumbers.size()));
+    fPlaces.push_back(fWidth - 1);
+  }
   fHighs.resize(fColumns.size());
   fLows.resize(fColumns.size());
 }
@@ -106,7 +110,7 @@ void QvPatternProducts::AddPanel() {
   std::array<double*, kRows> entries{};
   for (std::size_t r = 0; r < GetRowCount(); ++r) {
     double* row = GetRow(r);
-    row[fWidth - 1] = GetDependents()[r];
+    if (fbDependent) row[fWidth - 1] = GetDependents()[r];
     for (std::size_t k = 0; k < fWidth / 2; ++k) row[fWidth + k] = row[k];
     entries[r] = GetEntry(GetRowPatterns()[r]);
   }

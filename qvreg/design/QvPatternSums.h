@@ -23,6 +23,8 @@ class QvPatternSums {
 
   /// Whether records are taken: after SetUp, unless it was found not to be worth it.
   [[nodiscard]] bool IsOpen() const { return fbOpen; }
+  /// False once a record had a level combination without a parameter.
+  [[nodiscard]] bool AreAllComplete() const { return fPatterns.AreAllComplete(); }
 
  protected:
   static constexpr std::size_t kRows = QvCommon::QvKernels::kRows;

@@ -16,6 +16,7 @@ void QvRecordPatterns::SetUp(const QvDesignRow& row, const QvFactorTables& table
   fpTables = &tables;
   fDesign = QvPatternDesign(row, tables, numbers);
   fMost = most;
+  fbAllComplete = true;
   fFirstCode = tables.GetFirstCode();
   fFactors.clear();
   std::vector<int> places;
@@ -86,6 +87,7 @@ int QvRecordPatterns::Insert(const double* record) {
   fColumns.insert(fColumns.end(), fDesign.GetColumns().begin(), fDesign.GetColumns().end());
   fPlaces.insert(fPlaces.end(), fDesign.GetPlaces().begin(), fDesign.GetPlaces().end());
   fComplete.push_back(isComplete ? 1 : 0);
+  fbAllComplete = fbAllComplete && isComplete;
   if (fNumbers.IsSetUp()) {
     fUsedIndices.push_back(fIndex);
     fNumbers.At(fIndex) = pattern;

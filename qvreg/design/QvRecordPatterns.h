@@ -68,6 +68,8 @@ class QvRecordPatterns {
   [[nodiscard]] bool IsComplete(int pattern) const {
     return fComplete[static_cast<std::size_t>(pattern)] != 0;
   }
+  /// Whether that is true of every pattern that was known since SetUp.
+  [[nodiscard]] bool AreAllComplete() const { return fbAllComplete; }
 
  private:
   /// Storage for all patterns, so that records need none.
@@ -106,4 +108,5 @@ class QvRecordPatterns {
   std::vector<int> fColumns;
   std::vector<int> fPlaces;
   std::vector<char> fComplete;
+  bool fbAllComplete = true;
 };

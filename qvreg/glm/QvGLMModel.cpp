@@ -50,7 +50,7 @@ QvStatus QvGLMModel::SetUpDesign(const std::vector<QvRegrParameter>& effectParam
     fDenseRow.assign(fParameters.size() + 1, 0.0);
     fResidualPanel.SetUp(fParameters.size());
   } else {
-    fPatternProducts.SetUp(fDesignRow, *fpFactorTables, fParameters.size());
+    fPatternProducts.SetUp(fDesignRow, *fpFactorTables, fParameters.size(), true);
     fPatternResiduals.SetUp(fDesignRow, *fpFactorTables, fParameters.size(),
                             fSettings.GetRefineEstimates());
   }

@@ -159,9 +159,12 @@ QvStatus QvLogAlgorithm::CreateParameters(MultiPassRecordIter& iter,
 QvStatus QvLogAlgorithm::AddProducts(MultiPassRecordIter& iter) {
   if (fPatternExtractor != nullptr) return fPatternExtractor->AddRowsToXPrimeX(fModel);
   QvRecordPass pass(iter, fCancelInfo, fValidator);
-  return ForEachCountedRecord(pass, fFactorTables, fRecordCounts, [this](const double* values) {
-    return fModel.AddRecordToXPrimeX(values);
-  });
+  const QvStatus status = ForEachCountedPanel<QvCommon::QvKernels::kRows>(
+      pass, fFactorTables, fRecordCounts, [this](std::span<const double* const> records) {
+        return fModel.AddRecordsToXPrimeX(records);
+      });
+  fModel.SettleProducts();
+  return status;
 }
 
 QvStatus QvLogAlgorithm::AccumulateXPrimeX(MultiPassRecordIter& iter) {

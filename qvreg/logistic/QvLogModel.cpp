@@ -7,7 +7,6 @@
 #include <new>
 
 #include "qvreg/common/Constants.h"
-#include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvElementary.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/design/QvModelDesign.h"
@@ -89,10 +88,15 @@ void QvLogModel::SetUpDesign(QvStatus& status) {
   CreateParameters();
   fDesignRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRowLayout.fCovariates);
   fRecordRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRecordLayout.fCovariates);
+  // Stored rows have no factors.
+  if (!fDesignRow.HasAllColumns() && !fSettings.GetUsePatternTabulator()) {
+    fPatternProducts.SetUp(fDesignRow, *fpFactorTables, Index(fNBasic), false);
+  }
   fExponents = fpFactorTables->GetColumnSizes().GetParameterExponents(fAllParameters);
   fEstimates.assign(fAllParameters.size(), 0.0);
   fHostEstimates = fEstimates;
   fProbabilities.assign(Index(fCategories.GetCount()), 0.0);
+  fDenseRow.assign(Index(fNBasic), 0.0);
   fpClassification = MakeClassification();
   fbInitialized = true;
 }
@@ -113,8 +117,33 @@ void QvLogModel::SwapProducts(QvCrossProducts& products) {
   std::swap(*fpProducts, products);
 }
 
+double QvLogModel::RowWeight(const double* row) const {
+  return WeightAt(row, fRowLayout.fFrequencyWeight) * WeightAt(row, fRowLayout.fRegressionWeight);
+}
+
+bool QvLogModel::AddRecordsToXPrimeX(std::span<const double* const> records) {
+  if (!fbInitialized || fbFinished || fpProducts == nullptr || fCancel.IsFlagSet()) return false;
+  std::size_t n = 0;
+  if (fPatternProducts.IsOpen()) {
+    std::array<double, QvCommon::QvKernels::kRows> weights{};
+    std::transform(records.begin(), records.end(), weights.begin(),
+                   [this](const double* record) { return RowWeight(record); });
+    constexpr std::array<double, QvCommon::QvKernels::kRows> kNoDependents{};
+    n = fPatternProducts.Add(records, weights.data(), kNoDependents.data(), *fpProducts);
+    if (!fPatternProducts.AreAllComplete()) return false;
+  }
+  const auto rest = records.subspan(n);
+  return std::all_of(rest.begin(), rest.end(),
+                     [this](const double* record) { return AddRecordToXPrimeX(record); });
+}
+
+void QvLogModel::SettleProducts() {
+  if (fpProducts != nullptr) fPatternProducts.MoveTo(*fpProducts);
+}
+
 bool QvLogModel::AddRecordToXPrimeX(const double* row) {
   if (row == nullptr || fpFactorTables == nullptr) return false;
+  if (fDesignRow.HasAllColumns()) return AddRowToXPrimeX(row, {});
   bool ok = true;
   const std::vector<int>& indices = fpFactorTables->GetRowParameterIndices(row, ok);
   return ok && AddRowToXPrimeX(row, indices);
@@ -123,9 +152,14 @@ bool QvLogModel::AddRecordToXPrimeX(const double* row) {
 bool QvLogModel::AddRowToXPrimeX(const double* row, const std::vector<int>& parameterIndices) {
   if (!fbInitialized || fbFinished || row == nullptr || fpProducts == nullptr) return false;
   if (fCancel.IsFlagSet()) return false;
+  const double weight = RowWeight(row);
+  if (fDesignRow.HasAllColumns()) {
+    fDesignRow.ExpandAll(row, fDenseRow.data());
+    fpProducts->AddDense(fDenseRow.data(), weight);
+    return true;
+  }
   fDesignRow.ExpandIndices(row, parameterIndices);
-  fpProducts->Add(fDesignRow, WeightAt(row, fRowLayout.fFrequencyWeight) *
-                                  WeightAt(row, fRowLayout.fRegressionWeight));
+  fpProducts->Add(fDesignRow, weight);
   return true;
 }
 
@@ -343,14 +377,42 @@ bool QvLogModel::FindPredictors(const QvDesignRow& row, std::vector<double>& pre
   return true;
 }
 
+bool QvLogModel::FindDensePredictors(const double* record) {
+  fRecordRow.ExpandAll(record, fDenseRow.data());
+  bool areFinite = true;
+  for (int j = 0; j < NBlocks(); ++j) {
+    const double* estimates = fEstimates.data() + Index(j * fNBasic);
+    // As QvDesignRow::InnerProduct: zeros change no sum.
+    double sum = 0.0;
+    for (std::size_t k = 0; k < fDenseRow.size(); ++k) sum += estimates[k] * fDenseRow[k];
+    fProbabilities[Index(j)] = sum;
+    areFinite = areFinite && std::isfinite(sum);
+  }
+  fProbabilities[Index(NBlocks())] = 0.0;
+  return areFinite;
+}
+
 int QvLogModel::Predict(const QvDesignRow& row, std::vector<double>& probabilities,
                         bool needsProbabilities) const {
   if (!FindPredictors(row, probabilities)) return -1;
+  double largest = 0.0;
+  const int predicted = Choose(probabilities, largest);
+  if (!needsProbabilities) return predicted;
+  double sum = 0.0;
+  for (double& probability : probabilities) {
+    probability = QvElementary::Exp(probability - largest);
+    sum += probability;
+  }
+  for (double& probability : probabilities) probability /= sum;
+  return predicted;
+}
+
+int QvLogModel::Choose(const std::vector<double>& predictors, double& largest) const {
   const int reference = NBlocks();
-  double largest = probabilities[Index(reference)];
+  largest = predictors[Index(reference)];
   int predicted = reference;
   for (int j = 0; j < reference; ++j) {
-    const double predictor = probabilities[Index(j)];
+    const double predictor = predictors[Index(j)];
     if (predictor > largest + QvPower::gMachineEpsilon) {
       largest = predictor;
       predicted = j;
@@ -359,13 +421,6 @@ int QvLogModel::Predict(const QvDesignRow& row, std::vector<double>& probabiliti
       predicted = j;  // A tie goes to the category that is preferred among all that tie.
     }
   }
-  if (!needsProbabilities) return predicted;
-  double sum = 0.0;
-  for (double& probability : probabilities) {
-    probability = QvElementary::Exp(probability - largest);
-    sum += probability;
-  }
-  for (double& probability : probabilities) probability /= sum;
   return predicted;
 }
 
@@ -398,10 +453,17 @@ void QvLogModel::Classify(const QvDesignRow& row, int observed, double weight,
 }
 
 void QvLogModel::UpdateClassification(std::vector<double>& residuals, const double* record) {
-  if (fCancel.IsFlagSet() || !fRecordRow.Expand(record)) return;
+  if (fCancel.IsFlagSet()) return;
   const int code = QvFactorCounts::CategoryIndex(record[fRecordLayout.fDependent], 0);
-  Classify(fRecordRow, fCategories.LocalIndexOf(code),
-           WeightAt(record, fRecordLayout.fFrequencyWeight), residuals);
+  const int observed = fCategories.LocalIndexOf(code);
+  const double weight = WeightAt(record, fRecordLayout.fFrequencyWeight);
+  const bool isDense = residuals.empty() && fRecordRow.HasAllColumns();
+  if (isDense && observed >= 0 && FindDensePredictors(record)) {
+    double largest = 0.0;
+    fpClassification->Add(observed, Choose(fProbabilities, largest), weight);
+  } else if (fRecordRow.Expand(record)) {
+    Classify(fRecordRow, observed, weight, residuals);
+  }
 }
 
 void QvLogModel::UpdateClassificationFromIndices(std::vector<double>& residuals, const double* row,
@@ -417,82 +479,4 @@ QvStatus QvLogModel::FinishClassification() {
   if (!isClosed) return fStatus = QvStatus(QvStatusCode::kNothingToFit, false);
   if (!fStatus.IsError()) fbFinished = true;
   return fStatus;
-}
-
-void QvLogModel::DisplayCategories() const {
-  QvComponentDisplay::DisplayI("Total number of model effects", static_cast<int>(fEffects.size()));
-  QvComponentDisplay::DisplayIV("Covariate pattern offsets:", fRowLayout.fCovariates);
-  QvComponentDisplay::DisplayIV("Covariate offsets:", fRecordLayout.fCovariates);
-  QvComponentDisplay::DisplayIV("Dependent categories in subpopulation, reference last",
-                                fCategories.GetCodes());
-  QvComponentDisplay::DisplayIV(
-      "Local indices of the dependent categories in subpopulation in consecutive numeration",
-      fCategories.GetLocalIndices());
-  if (fCategories.GetCount() > 0) {
-    QvComponentDisplay::DisplayI("Reference category for dependent variable in subpopulation",
-                                 fCategories.GetCodes().back());
-  }
-  QvComponentDisplay::DisplayDV(
-      "Weighted counts of dependent categories in subpopulation, reference last",
-      fCategories.GetWeightedCounts(), true);
-  QvComponentDisplay::DisplayDV(
-      "Unweighted counts of dependent categories in subpopulation, reference last",
-      fCategories.GetUnweightedCounts(), true);
-}
-
-void QvLogModel::DisplayParameters() const {
-  if (fpFactorTables != nullptr) {
-    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                    "Factor Tables pointer is non-zero");
-  }
-  QvComponentDisplay::DisplayIV("Vector of first parameter indices", fFirstParameters);
-  QvComponentDisplay::DisplayIV("Vector of numbers of parameters for each effect", fNParameters);
-  QvComponentDisplay::DisplayI("Number of basic regression parameters", fNBasic);
-  for (const QvRegrParameter& parameter : fBasicParameters) parameter.Display();
-  QvComponentDisplay::DisplayI("Number of all regression parameters", GetNumAllParameters());
-  for (const QvRegrParameter& parameter : fAllParameters) parameter.Display();
-  QvComponentDisplay::DisplayI("Number of basic non-redundand parameters", fNBasicNonRedundant);
-  QvComponentDisplay::DisplayI("Number of all non-redundand parameters", fNAllNonRedundant);
-  QvComponentDisplay::DisplayIV("Vector of basic non-redundant parameter local indices",
-                                fLocalIndices);
-}
-
-void QvLogModel::DisplayResults() const {
-  if (fpProducts != nullptr) {
-    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "XPrimeXMatrix:");
-    fpProducts->GetMatrix().Display();
-  } else {
-    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                    "XPrimeXMatrix pointer is 0");
-  }
-  QvComponentDisplay::DisplayCount("Records added to matrix", GetRecordsAdded());
-  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                  "Redundancy indicators for basic parameters");
-  fBasicRedundancy.Display();
-  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                  "Redundancy indicators for all parameters");
-  fAllRedundancy.Display();
-  QvComponentDisplay::DisplayDV("Parameter estimates", fHostEstimates, true);
-  if (fpHessianGI != nullptr) {
-    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                    "Pointer to the generalized inverse of Hessian (uncompressed)");
-    fpHessianGI->Display();
-  } else {
-    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "fpHessianGI is 0");
-  }
-  if (fpClassification != nullptr) {
-    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "Misclassification matrix");
-    fpClassification->GetTable().Display();
-  } else {
-    QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
-                                    "fpClassificationTable is 0");
-  }
-}
-
-void QvLogModel::Display() const {
-  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvLogModel display start");
-  DisplayCategories();
-  DisplayParameters();
-  DisplayResults();
-  QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel, "QvLogModel display end");
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -13,6 +15,7 @@
 #include "qvreg/design/QvCrossProducts.h"
 #include "qvreg/design/QvDesignRow.h"
 #include "qvreg/design/QvFactorTables.h"
+#include "qvreg/design/QvPatternProducts.h"
 #include "qvreg/logistic/IQvRegModel.h"
 #include "qvreg/logistic/QvClassification.h"
 #include "qvreg/logistic/QvDependentCategories.h"
@@ -135,6 +138,10 @@ class QvLogModel : public IQvRegModel {
   /// that is not positive, kAlreadyBuilt when finished.
   virtual void GetStartingValues(QvCommon::QvStatus& status, std::vector<double>& values);
 
+  /// As AddRecordToXPrimeX for up to 64 records, whose products may be kept apart until
+  /// SettleProducts, which is REQUIRED before anything reads the matrix or exchanges the products.
+  bool AddRecordsToXPrimeX(std::span<const double* const> records);
+  void SettleProducts();
   /// As Initialize, without the cross-products: enough for the passes of a worker, which brings its
   /// own sums.
   void SetUpDesign(QvCommon::QvStatus& status);
@@ -195,6 +202,8 @@ class QvLogModel : public IQvRegModel {
     return fpProducts == nullptr ? fRecordsAdded : fpProducts->GetRecordsAdded();
   }
   void CreateParameters();
+  /// Frequency times regression weight of a row of the estimation passes.
+  [[nodiscard]] double RowWeight(const double* row) const;
   void SetRedundancy();
   [[nodiscard]] bool IsScaled() const;
   void SetHostEstimates();
@@ -205,6 +214,11 @@ class QvLogModel : public IQvRegModel {
   /// a double 0 for the largest and minus infinity for the others. False when that cannot be
   /// decided, since a value with an estimate is not finite.
   bool FindPredictors(const QvDesignRow& row, std::vector<double>& predictors) const;
+  /// Leaves the predictors of a record with a value in each column in fProbabilities; false where
+  /// one is not finite. REQUIRES: columns without factors.
+  bool FindDensePredictors(const double* record);
+  /// The predicted local category, and the largest predictor.
+  [[nodiscard]] int Choose(const std::vector<double>& predictors, double& largest) const;
   /// A category's predictor times the square of `unit`.
   [[nodiscard]] double PredictorOf(const QvDesignRow& row, int category, double unit) const;
   /// Predicts from a filled design row: the predicted local category, -1 when there is none, and,
@@ -234,7 +248,8 @@ class QvLogModel : public IQvRegModel {
   int fNAllNonRedundant = 0;
   std::vector<int> fLocalIndices;
   std::unique_ptr<QvCrossProducts> fpProducts;
-  long long fRecordsAdded = 0;  ///< To products that are gone.
+  QvPatternProducts fPatternProducts;  ///< Of records, where some have no value in some column.
+  long long fRecordsAdded = 0;         ///< To products that are gone.
   QvCommon::QvBitSet fBasicRedundancy;
   QvCommon::QvBitSet fAllRedundancy;
   QvCommon::QvBitSet fNonFinite;
@@ -249,6 +264,7 @@ class QvLogModel : public IQvRegModel {
   mutable QvDesignRow fRecordRow;
   mutable QvDesignRow fDesignRow;
   std::vector<double> fProbabilities;
+  std::vector<double> fDenseRow;
   std::vector<double> fDenseRows;  ///< Of a panel.
   std::unique_ptr<QvClassification> fpClassification;
   QvCancelInfo& fCancel;

@@ -7,8 +7,15 @@
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/logistic/IQvAccumStats.h"
 #include "qvreg/logistic/IQvRegModel.h"
+#include "qvreg/logistic/QvLogModel.h"
 
 using QvCommon::QvStatus;
+
+namespace {
+
+QvStatus RefusedRow() { return {QvStatusCode::kStageMissing, false}; }
+
+}  // namespace
 
 QvRecordIterHandler::QvRecordIterHandler(QvCommon::MultiPassRecordIter& iter, QvCancelInfo& cancel,
                                          const QvRegRecordValidator& validator, int dependentIndex,
@@ -26,6 +33,11 @@ void QvRecordIterHandler::SetStatsModel(IQvAccumStats* stats, const IQvRegModel*
   fpStats = stats;
   fpAhead = dynamic_cast<IQvAheadStats*>(stats);
   fpModel = model;
+  fBatches.reset();
+  const auto* logistic = dynamic_cast<const QvLogModel*>(model);
+  auto* patternStats = dynamic_cast<IQvPatternStats*>(stats);
+  if (logistic == nullptr || patternStats == nullptr) return;
+  fBatches.emplace(*logistic, *stats, *patternStats);
 }
 
 void QvRecordIterHandler::ResetAccumStats(QvConst::QvEstimationMethod method,
@@ -35,19 +47,26 @@ void QvRecordIterHandler::ResetAccumStats(QvConst::QvEstimationMethod method,
 
 int QvRecordIterHandler::LocalCategory(const double* record) const {
   const double value = record[fDependentIndex];
-  const std::vector<int>& localIndices = fpModel->GetDependCategoryLocalIndices();
+  const std::vector<int>& localIndices = *fpLocalIndices;
   // Truncated toward zero; written so that a value that is not a number has no category.
   if (!(value > -1.0 && value < static_cast<double>(localIndices.size()))) return -1;
   return localIndices[static_cast<std::size_t>(static_cast<int>(value))];
 }
 
 bool QvRecordIterHandler::AddRecord(const double* record, bool llOnly) {
-  int count = 0;
-  fpModel->GetSparseRow(record, count, fIndices, fValues);
   double weight = 1.0;
   if (fFrequencyWeightIndex >= 0) weight = record[fFrequencyWeightIndex];
   if (fRegressionWeightIndex >= 0) weight *= record[fRegressionWeightIndex];
-  return fpStats->UpdateForRow(fIndices, fValues, LocalCategory(record), weight, llOnly) != -1;
+  const int category = LocalCategory(record);
+  if (fBatches) {
+    const QvPatternBatches::Result result = fBatches->Add(record, category, weight);
+    if (result != QvPatternBatches::Result::kLeft) {
+      return result == QvPatternBatches::Result::kTaken;
+    }
+  }
+  int count = 0;
+  fpModel->GetSparseRow(record, count, fIndices, fValues);
+  return fpStats->UpdateForRow(fIndices, fValues, category, weight, llOnly) != -1;
 }
 
 QvStatus QvRecordIterHandler::ComputeStatsForOptimizer(bool llOnly) {
@@ -63,19 +82,26 @@ QvStatus QvRecordIterHandler::MakePass(bool llOnly) {
   // A refusal is reported at the next request: this one reads what the iterator delivers.
   if (!pass.Start()) fStatus = QvStatus(QvStatusCode::kNoRecords, false);
   if (before.IsError()) return before;
-  const QvFactorTables* tables = fpModel->GetFactorTables();
   long long nUsed = 0;
-  const QvStatus result =
-      pass.ReadOn([&](const double* record, QvRecordVerdict verdict, QvStatus& status) {
-        if (verdict != QvRecordVerdict::kValid) return true;
-        // A record that the first pass could not count takes no part.
-        if (tables != nullptr && !tables->IsInRange(record)) return true;
-        nUsed += tables == nullptr ? 1 : tables->RecordCount(record);
-        if (AddRecord(record, llOnly)) return true;
-        fStatus = status = QvStatus(QvStatusCode::kStageMissing, false);
-        return false;
-      });
+  fpLocalIndices = &fpModel->GetDependCategoryLocalIndices();
+  if (fBatches) fBatches->Begin(llOnly);
+  QvStatus result = ReadRecords(pass, llOnly, nUsed);
+  // What refuses a row that waited came before whatever ended the pass.
+  if (fBatches && !fBatches->AddWaiting()) fStatus = result = RefusedRow();
   const bool isWhole = !result.IsError() && !fpCancel->IsFlagSet();
   if (isWhole && fpCounts != nullptr) fpCounts->NoteLaterPass(nUsed);
   return result;
+}
+
+QvStatus QvRecordIterHandler::ReadRecords(QvRecordPass& pass, bool llOnly, long long& nUsed) {
+  const QvFactorTables* tables = fpModel->GetFactorTables();
+  return pass.ReadOn([&](const double* record, QvRecordVerdict verdict, QvStatus& status) {
+    if (verdict != QvRecordVerdict::kValid) return true;
+    // A record that the first pass could not count takes no part.
+    if (tables != nullptr && !tables->IsInRange(record)) return true;
+    nUsed += tables == nullptr ? 1 : tables->RecordCount(record);
+    if (AddRecord(record, llOnly)) return true;
+    fStatus = status = RefusedRow();
+    return false;
+  });
 }

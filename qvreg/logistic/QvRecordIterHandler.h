@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "qvreg/common/QvStatus.h"
@@ -7,6 +8,9 @@
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/logistic/IQvAccumStats.h"
+#include "qvreg/logistic/QvPatternBatches.h"
+
+class QvRecordPass;
 
 /// Makes the optimizer's passes over a host's records: one pass over the iterator per request.
 ///
@@ -40,6 +44,8 @@ class QvRecordIterHandler : public IQvDataHandler {
 
  private:
   QvCommon::QvStatus MakePass(bool llOnly);
+  /// Reads the records of a started pass; counts them in `nUsed`.
+  QvCommon::QvStatus ReadRecords(QvRecordPass& pass, bool llOnly, long long& nUsed);
   bool AddRecord(const double* record, bool llOnly);
   /// The local index of the record's dependent category; -1 for one that was not observed.
   [[nodiscard]] int LocalCategory(const double* record) const;
@@ -49,6 +55,7 @@ class QvRecordIterHandler : public IQvDataHandler {
   QvCommon::MultiPassRecordIter* fpIter;
   QvCancelInfo* fpCancel;
   const IQvRegModel* fpModel = nullptr;
+  const std::vector<int>* fpLocalIndices = nullptr;  ///< The model's, for the time of a pass.
   IQvAccumStats* fpStats = nullptr;
   IQvAheadStats* fpAhead = nullptr;  ///< The same object, where it can be computed ahead.
   int fDependentIndex;
@@ -56,6 +63,8 @@ class QvRecordIterHandler : public IQvDataHandler {
   int fRegressionWeightIndex;
   const QvRegRecordValidator* fpValidator;
   QvRecordCounts* fpCounts;
+  /// Where rows of one pattern can be added together.
+  std::optional<QvPatternBatches> fBatches;
   /// Scratch of a row.
   std::vector<int> fIndices;
   std::vector<double> fValues;

@@ -78,7 +78,7 @@ class PatternProductsTest : public ::testing::TestWithParam<const QvKernels*> {
     QvCrossProducts expected = Empty(data);
     AddSingly(data, 0, expected);
     QvCrossProducts sum = Empty(data);
-    products_.SetUp(data.row, data.tables, data.nParameters);
+    products_.SetUp(data.row, data.tables, data.nParameters, true);
     EXPECT_EQ(AddTogether(data, 64, products_, sum), data.records.size());
     EXPECT_TRUE(products_.IsOpen());
     ExpectSame(sum, expected);
@@ -124,7 +124,7 @@ TEST(PatternProducts, DoNotDependOnHowManyRecordsAreGivenTogether) {
   for (const std::size_t size : {64U, 1U, 37U}) {
     SCOPED_TRACE(size);
     QvPatternProducts products;
-    products.SetUp(data.row, data.tables, data.nParameters);
+    products.SetUp(data.row, data.tables, data.nParameters, true);
     QvCrossProducts sum = Empty(data);
     AddTogether(data, size, products, sum);
     if (bytes.empty()) bytes = BytesOf(sum);
@@ -135,7 +135,7 @@ TEST(PatternProducts, DoNotDependOnHowManyRecordsAreGivenTogether) {
 TEST(PatternProducts, TakeNoMoreRecordsWhereHardlyOneSharesItsPattern) {
   PatternCase data(2 * kMany, kManyLevels, 2);
   QvPatternProducts products;
-  products.SetUp(data.row, data.tables, data.nParameters);
+  products.SetUp(data.row, data.tables, data.nParameters, true);
   EXPECT_TRUE(products.IsOpen());
   const std::vector<const double*> records = data.Pointers();
   QvCrossProducts sum = Empty(data);
@@ -156,7 +156,7 @@ TEST(PatternProducts, TellOfADependentAndAWeightThatAreNotFinite) {
   data.weights[3] = std::numeric_limits<double>::infinity();
   data.dependents[4] = std::numeric_limits<double>::quiet_NaN();
   QvPatternProducts products;
-  products.SetUp(data.row, data.tables, data.nParameters);
+  products.SetUp(data.row, data.tables, data.nParameters, true);
   QvCrossProducts sum = Empty(data);
   EXPECT_EQ(AddTogether(data, 64, products, sum), 10U);
   EXPECT_FALSE(sum.AreWeightsFinite());
