@@ -1,5 +1,7 @@
 // The means of covariates that the factor tables form in the first pass.
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <random>
 #include <string>
@@ -131,7 +133,7 @@ TEST(QvFactorTables, MeansOfRecordsTogetherAreThoseOfOneByOne) {
   std::vector<QvCommon::Record> records;
   for (int r = 0; r < 300; ++r) {
     QvCommon::Record& record = records.emplace_back(kSize);
-    for (int j = 0; j < kSize; ++j) record[j] = uniform(random);
+    for (int j = 0; j < kSize; ++j) record[j] = std::ldexp(uniform(random), 3 * j - 45);
     record[0] = r % 7 == 0 ? 0.0 : std::fabs(record[0]);
   }
   // The ends of a double's range, residues, and what is no number.
@@ -144,9 +146,16 @@ TEST(QvFactorTables, MeansOfRecordsTogetherAreThoseOfOneByOne) {
   for (int j = 1; j < kSize; ++j) runs.push_back(j);
   const std::vector<int> scattered{20, 3, 4, 5, 6, 7, 8, 9, 10, 30, 1};
   const std::vector<int> usual{14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25};
-  for (const std::vector<int>& variables : {runs, scattered, usual}) {
+  for (std::vector<int> variables : {runs, scattered, usual}) {
     const std::vector<double> expected = MeansOfMany(records, variables, false);
     EXPECT_EQ(MeansOfMany(records, variables, true), expected);
+    // Backwards no two are neighbours.
+    std::reverse(variables.begin(), variables.end());
+    std::vector<double> backwards = MeansOfMany(records, variables, false);
+    const auto middle = backwards.begin() + static_cast<std::ptrdiff_t>(variables.size());
+    std::reverse(backwards.begin(), middle);
+    std::reverse(middle, backwards.end());
+    EXPECT_EQ(backwards, expected);
   }
 }
 
