@@ -194,7 +194,7 @@ inline bool MoveMeansTogether(std::size_t n, const double* const* rows, std::siz
   for (std::size_t k = 0; k < kVectors; ++k) {
     Store(means[k], after[0] + places[k]);
     Store(sizes[k], after[1] + places[k]);
-    zeros += (means[k] - means[k]) + residues[k];
+    zeros += means[k] * Broadcast(0.0) + residues[k];
   }
   double sum = 0.0;
   for (std::size_t k = 0; k < kWidth; ++k) sum += zeros[k];

@@ -48,9 +48,9 @@ class QvFactorTables : public QvFactorCounts {
     static constexpr std::size_t kMost = 64;
 
     // Only the first fCount of each are set.
-    std::array<const double*, kMost> fValues;
-    std::array<double, kMost> fWeights;
-    std::array<double, kMost> fTotals;  ///< Of the weights up to each.
+    std::array<const double*, kMost> fValues{};
+    std::array<double, kMost> fWeights{};
+    std::array<double, kMost> fTotals{};  ///< Of the weights up to each.
     std::size_t fCount = 0;
   };
   /// UpdateValues for a caller that has many records: the means and sizes of single variables wait

@@ -64,7 +64,7 @@ bool QvFactorTables::MoveMeansTogether(const MeanRows& rows, const CovariateRun&
   double* sizes = fColumnSizes.GetLargest(run.fPlace);
   const std::array<const double*, 2> before{means, sizes};
   const std::array<double*, 2> after{fMoved.data(), &fMoved[run.fCount]};
-  std::array<const double*, MeanRows::kMost> values;
+  std::array<const double*, MeanRows::kMost> values{};
   for (std::size_t r = 0; r < rows.fCount; ++r) values[r] = rows.fValues[r] + run.fFirst;
   if (!QvKernels::Get().fMoveMeans(rows.fCount, values.data(), run.fCount, rows.fWeights.data(),
                                    rows.fTotals.data(), before.data(), after.data())) {
