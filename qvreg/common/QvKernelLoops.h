@@ -7,113 +7,12 @@
 
 #include <cstddef>
 
+#include "qvreg/common/QvExactLoops.h"
+#include "qvreg/common/QvKernelVectors.h"
 #include "qvreg/common/QvKernels.h"
-
-#if defined(__FMA__)
-#include <immintrin.h>
-#endif
 
 // NOLINTBEGIN(modernize-avoid-c-arrays, misc-definitions-in-headers, google-build-namespaces)
 namespace {
-
-#if defined(__AVX512F__)
-
-using Vector = __m512d;
-constexpr bool kIsFused = true;
-/// Of a tile of products, whose sums stay in registers.
-constexpr std::size_t kTileRows = 8;
-constexpr std::size_t kTileVectors = 2;
-
-inline Vector Broadcast(double value) { return _mm512_set1_pd(value); }
-/// a b + c, rounded once.
-inline Vector MultiplyAdd(Vector a, Vector b, Vector c) { return _mm512_fmadd_pd(a, b, c); }
-/// What `high`, the rounded product of a and b, lacks of the exact one.
-inline Vector ProductError(Vector a, Vector b, Vector high) { return _mm512_fmsub_pd(a, b, high); }
-
-#elif defined(__FMA__)
-
-using Vector = __m256d;
-constexpr bool kIsFused = true;
-constexpr std::size_t kTileRows = 4;
-constexpr std::size_t kTileVectors = 2;
-
-inline Vector Broadcast(double value) { return _mm256_set1_pd(value); }
-inline Vector MultiplyAdd(Vector a, Vector b, Vector c) { return _mm256_fmadd_pd(a, b, c); }
-inline Vector ProductError(Vector a, Vector b, Vector high) { return _mm256_fmsub_pd(a, b, high); }
-
-#else
-
-using Vector [[gnu::vector_size(16)]] = double;
-constexpr bool kIsFused = false;
-constexpr std::size_t kTileRows = 4;
-constexpr std::size_t kTileVectors = 2;
-
-inline Vector Broadcast(double value) { return Vector{value, value}; }
-inline Vector MultiplyAdd(Vector a, Vector b, Vector c) { return a * b + c; }
-
-/// The upper 26 bits of each number, rounded.
-inline Vector LeadingHalf(Vector a) {
-  const Vector shifted = 134217729.0 * a;  // 2^27 + 1
-  return shifted - (shifted - a);
-}
-
-/// Without fused products: Dekker, A floating-point technique for extending the available
-/// precision, Numer. Math. 18, 1971.
-inline Vector ProductError(Vector a, Vector b, Vector high) {
-  const Vector a1 = LeadingHalf(a);
-  const Vector a2 = a - a1;
-  const Vector b1 = LeadingHalf(b);
-  const Vector b2 = b - b1;
-  return a2 * b2 - (((high - a1 * b1) - a2 * b1) - a1 * b2);
-}
-
-#endif
-
-using QvCommon::QvKernels;
-
-constexpr std::size_t kRows = QvKernels::kRows;
-constexpr std::size_t kLanes = QvKernels::kLanes;
-constexpr std::size_t kWidth = sizeof(Vector) / sizeof(double);
-/// Vectors that make up the lanes.
-constexpr std::size_t kParts = kLanes / kWidth;
-
-inline Vector Load(const double* numbers) {
-  Vector vector;
-  __builtin_memcpy(&vector, numbers, sizeof vector);
-  return vector;
-}
-
-inline void Store(Vector vector, double* numbers) {
-  __builtin_memcpy(numbers, &vector, sizeof vector);
-}
-
-/// Adds a double-double term to a double-double sum; corrections are summed apart, as in
-/// QvDoubleDouble.
-template <typename Number>
-inline void AddTerm(Number term, Number termLow, Number& high, Number& low) {
-  const Number sum = high + term;
-  const Number part = sum - high;
-  low += ((high - (sum - part)) + (term - part)) + termLow;
-  high = sum;
-}
-
-/// A double-double sum in each lane.
-struct LaneSums {
-  Vector fHigh[kParts] = {};
-  Vector fLow[kParts] = {};
-
-  void Add(std::size_t part, Vector term, Vector termLow) {
-    AddTerm(term, termLow, fHigh[part], fLow[part]);
-  }
-  /// Adds the lanes, one after the other.
-  void AddTo(double& high, double& low) const {
-    double highs[kLanes];
-    double lows[kLanes];
-    __builtin_memcpy(highs, fHigh, sizeof highs);
-    __builtin_memcpy(lows, fLow, sizeof lows);
-    for (std::size_t lane = 0; lane < kLanes; ++lane) AddTerm(highs[lane], lows[lane], high, low);
-  }
-};
 
 /// A tile of sums over n rows of numbers on the left times vectors of numbers on the right.
 template <std::size_t kLeft, std::size_t kVectors>
@@ -188,68 +87,6 @@ void SolveColumns(std::size_t n, const double* triangle, const double* sums, dou
       Store(isPositive ? rest / Broadcast(row[j]) : Broadcast(0.0), own + part);
     }
   }
-}
-
-/// Below it, and only there, a sum of 64 magnitudes is a number and its terms are usual; a sum may
-/// be refused whose terms are just usual.
-constexpr double kLargestSum = 0x1p+300;
-
-bool FindSizes(std::size_t n, std::size_t stride, const double* rows, double* sizes) {
-  bool areUsual = true;
-  for (std::size_t j = 0; j < stride; j += kLanes) {
-    double largest[kLanes] = {};
-    double sums[kLanes] = {};
-    for (std::size_t place = j; place < n * stride; place += stride) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) {
-        const double size = __builtin_fabs(rows[place + lane]);
-        largest[lane] = size > largest[lane] ? size : largest[lane];
-        sums[lane] += size;
-      }
-    }
-    for (std::size_t lane = 0; lane < kLanes; ++lane) {
-      sizes[j + lane] = largest[lane];
-      areUsual = areUsual && sums[lane] < kLargestSum;
-    }
-  }
-  return areUsual;
-}
-
-/// Adding and subtracting 1.5 times it rounds a number not above `size` to 23 bits of that.
-inline double RoundingTerm(double size) {
-  constexpr int kMantissaBits = 52;
-  constexpr unsigned long long kExponentMask = 0x7ffULL << kMantissaBits;
-  constexpr unsigned long long kHalf = 1ULL << (kMantissaBits - 1);
-  constexpr unsigned long long kUp = 30ULL << kMantissaBits;
-  unsigned long long bits = 0;
-  __builtin_memcpy(&bits, &size, sizeof bits);
-  bits = ((bits & kExponentMask) + kUp) | kHalf;
-  double term = 0.0;
-  __builtin_memcpy(&term, &bits, sizeof term);
-  return term;
-}
-
-std::size_t Split(std::size_t n, std::size_t stride, const double* sizes, const double* rows,
-                  const double* rest, double* high, double* low) {
-  std::size_t nExact = 0;
-  for (std::size_t j = 0; j < stride; j += kLanes) {
-    double terms[kLanes];
-    for (std::size_t k = 0; k < kLanes; ++k) terms[k] = RoundingTerm(sizes[j + k]);
-    double lowSizes[kLanes] = {};
-    for (std::size_t place = j; place < n * stride; place += stride) {
-      for (std::size_t k = 0; k < kLanes; ++k) {
-        const double number = rows[place + k];
-        const double rounded = (number + terms[k]) - terms[k];
-        const double left = (number - rounded) + (rest == nullptr ? 0.0 : rest[place + k]);
-        high[place + k] = rounded;
-        low[place + k] = left;
-        lowSizes[k] += __builtin_fabs(left);
-      }
-    }
-    double sum = 0.0;
-    for (const double size : lowSizes) sum += size;
-    if (sum == 0.0 && nExact == j) nExact = j + kLanes;
-  }
-  return nExact;
 }
 
 void WeighRows(std::size_t n, std::size_t stride, const double* weights, const double* rows,
@@ -401,6 +238,19 @@ void AddWeightedRows(std::size_t n, std::size_t stride, const double* weightHigh
   }
 }
 
+double FindLeast(std::size_t n, const double* numbers) {
+  constexpr std::size_t kTogether = 4 * kLanes;
+  double least[kTogether] = {};
+  const double* next = numbers;
+  const double* const end = numbers + n;
+  for (; end - next >= static_cast<std::ptrdiff_t>(kTogether); next += kTogether) {
+    for (std::size_t k = 0; k < kTogether; ++k) least[k] = next[k] < least[k] ? next[k] : least[k];
+  }
+  for (; next != end; ++next) least[0] = *next < least[0] ? *next : least[0];
+  for (const double each : least) least[0] = each < least[0] ? each : least[0];
+  return least[0];
+}
+
 /// e^r for |r| at most log(2)/2: the Taylor polynomial, whose remainder is below 2^-57.
 inline double ExpPolynomial(double r) {
   constexpr double kInverseFactorials[14] = {1.0,
@@ -448,10 +298,11 @@ constexpr QvKernels MakeKernels(const char* name, const QvCommon::QvColumnKernel
   return {name,
           kIsFused,
           MultiplyStrip,
+          MultiplyStripExactly,
           AddTile,
           SolveColumns,
           FindSizes,
-          Split,
+          CountShort,
           WeighRows,
           SubtractProducts,
           SubtractRowProducts,
@@ -459,6 +310,8 @@ constexpr QvKernels MakeKernels(const char* name, const QvCommon::QvColumnKernel
           AddMoments,
           AddRowProducts,
           AddWeightedRows,
+          MoveMeans,
+          FindLeast,
           Exps,
           columns};
 }

@@ -35,10 +35,6 @@ bool QvKernels::AreUsual(std::size_t n, const double* numbers) {
   return areUsual;
 }
 
-bool QvKernels::IsUsualWeight(double weight) {
-  return weight == 0.0 || (AreUsual(1, &weight) && std::fabs(weight) > 0x1p-300);
-}
-
 std::vector<const QvKernels*> QvKernels::GetAll() {
   std::vector<const QvKernels*> sets{&kBaselineKernels};
 #if defined(QVREG_WIDE_KERNELS)

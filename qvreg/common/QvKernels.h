@@ -1,11 +1,37 @@
 #pragma once
 
+#include <cmath>
 #include <cstddef>
 #include <vector>
 
 #include "qvreg/common/QvColumnKernels.h"
 
 namespace QvCommon {
+
+/// A strip of exact products: 8 rows of fColumns sums, a multiple of 8, over fRows <= 128 rows of
+/// each of 8 numbers on the left, fpLeftRest added to them unless it is null, times each on the
+/// right.
+///
+/// Each sum starts from a number so large that it is rounded to one grid all the time: what it
+/// gains by a product is exact, and what it does not is summed in fpLow. The start is the product
+/// of two bounds: a right one is a power of two above every magnitude in its column, a left one the
+/// same of the left, without its rest, times kStart. What is rounded is less than 2^-82 of the
+/// product of the largest magnitudes.
+struct QvExactStrip {
+  /// 1.5 times twice the number of rows.
+  static constexpr double kStart = 1.5 * 256;
+
+  std::size_t fRows = 0;
+  std::size_t fStride = 0;  ///< From a row to the next, on either side.
+  std::size_t fColumns = 0;
+  const double* fpLeft = nullptr;
+  const double* fpLeftRest = nullptr;
+  const double* fpLeftBounds = nullptr;
+  const double* fpRight = nullptr;
+  const double* fpRightBounds = nullptr;
+  double* fpHigh = nullptr;
+  double* fpLow = nullptr;
+};
 
 /// The inner loops of sums over many rows, of which there is a set for each kind of machine.
 ///
@@ -29,6 +55,8 @@ struct QvKernels {
   /// first nLeft <= 8 numbers on the left times each of nColumns on the right.
   void (*fMultiplyStrip)(std::size_t n, std::size_t stride, std::size_t nLeft, std::size_t nColumns,
                          const double* left, const double* right, double* strip);
+  /// See QvExactStrip.
+  void (*fMultiplyStripExactly)(const QvExactStrip& strip);
   /// Adds to 4 rows of 8 sums those over n numbers on the left times rows on the right; see
   /// QvTiles. Nothing is fused in any set.
   void (*fAddTile)(std::size_t n, std::size_t leftStride, const double* left,
@@ -40,12 +68,10 @@ struct QvKernels {
   /// `sizes`, one for each column of the stride, become the largest magnitudes over n rows; false
   /// when some number is not usual, see below.
   bool (*fFindSizes)(std::size_t n, std::size_t stride, const double* rows, double* sizes);
-  /// Splits n rows: `high` receives each number rounded to 23 bits of its column's `sizes`, so that
-  /// 64 products of such numbers add without rounding; `low` what that leaves, plus `rest` where
-  /// that is not null. `low` and `rest` may be one. The number of leading columns, in eights, whose
-  /// `low` is zero. REQUIRES: usual sizes.
-  std::size_t (*fSplit)(std::size_t n, std::size_t stride, const double* sizes, const double* rows,
-                        const double* rest, double* high, double* low);
+  /// The number of leading columns, in eights, whose numbers fit into 23 bits of their column's
+  /// `sizes`: products of such numbers add without rounding over 128 rows. REQUIRES: usual sizes.
+  std::size_t (*fCountShort)(std::size_t n, std::size_t stride, const double* sizes,
+                             const double* rows);
   /// Each row times its weight, in double-double. REQUIRES: usual numbers and weights, as below.
   void (*fWeighRows)(std::size_t n, std::size_t stride, const double* weights, const double* rows,
                      double* high, double* low);
@@ -73,6 +99,15 @@ struct QvKernels {
   /// its double-double weight. In `sums` of a row the low parts are behind the others.
   void (*fAddWeightedRows)(std::size_t n, std::size_t stride, const double* weightHigh,
                            const double* weightLow, const double* rows, double* const* sums);
+  /// Moves the running means of `width` >= 8 columns by n rows: each mean by the row's weight times
+  /// the number's difference from it over the row's total weight; and widens their sizes to the
+  /// numbers' magnitudes. Means and sizes are read from `before` and written to `after`. False when
+  /// some mean is not finite, or less than two roundings of one were left, but not 0, at some row.
+  bool (*fMoveMeans)(std::size_t n, const double* const* rows, std::size_t width,
+                     const double* weights, const double* totals, const double* const* before,
+                     double* const* after);
+  /// The least of n numbers and 0; what is not a number is passed over.
+  double (*fFindLeast)(std::size_t n, const double* numbers);
   /// The exponentials of n numbers between -708 and 0; see QvElementary::ExpMany.
   void (*fExps)(std::size_t n, const double* x, double* results);
   /// The loops over columns.
@@ -83,7 +118,10 @@ struct QvKernels {
   static bool AreUsual(std::size_t n, const double* numbers);
   /// The same of a weight that is not below 2^-300 either, unless it is 0: what its products lose
   /// to rounding is a normal double.
-  static bool IsUsualWeight(double weight);
+  static bool IsUsualWeight(double weight) {
+    const double size = std::fabs(weight);
+    return (size < 0x1p+300 && size > 0x1p-300) || weight == 0.0;
+  }
 
   /// The set that this process computes with: the fastest for its machine, or the one that the
   /// environment variable QVREG_ARITHMETIC names ("baseline", "v3", "v4") when the library is first

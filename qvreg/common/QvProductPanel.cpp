@@ -1,7 +1,9 @@
 #include "qvreg/common/QvProductPanel.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <span>
 
 namespace QvCommon {
@@ -9,7 +11,6 @@ namespace QvCommon {
 namespace {
 
 constexpr std::size_t kLanes = QvKernels::kLanes;
-constexpr std::size_t kRows = QvKernels::kRows;
 std::size_t StrideOf(std::size_t n) { return (n + kLanes - 1) / kLanes * kLanes; }
 
 bool IsPowerOf2(double weight) {
@@ -17,14 +18,26 @@ bool IsPowerOf2(double weight) {
   return std::frexp(weight, &exponent) == 0.5;
 }
 
-/// Arrays as large as the rows, and as a strip.
-constexpr std::size_t kRowArrays = 5;
-constexpr std::size_t kStrips = 3;
+/// Arrays as large as the rows, as a strip, and as a row.
+constexpr std::size_t kRowArrays = 3;
+constexpr std::size_t kStrips = 2;
+constexpr std::size_t kNumbers = 3;
+
+/// Products of smaller bounds would leave the range of a double.
+constexpr double kLeastBound = 0x1p-300;
+
+/// A power of two above a usual size.
+double BoundOf(double size) {
+  constexpr int kMantissaBits = 52;
+  constexpr std::uint64_t kOne = std::uint64_t{1} << kMantissaBits;
+  const std::uint64_t exponent = std::bit_cast<std::uint64_t>(size) & ~(kOne - 1);
+  return std::max(kLeastBound, std::bit_cast<double>(exponent + kOne));
+}
 
 }  // namespace
 
 std::size_t QvProductPanel::GetSize(std::size_t n) {
-  return (kRowArrays * kRows + kStrips * kLanes) * StrideOf(n) * sizeof(double);
+  return (kRowArrays * kRows + kStrips * kLanes + kNumbers) * StrideOf(n) * sizeof(double);
 }
 
 void QvProductPanel::SetWidth(std::size_t n) {
@@ -32,37 +45,32 @@ void QvProductPanel::SetWidth(std::size_t n) {
   fStride = StrideOf(n);
   fCount = 0;
   fbWeighted = false;
-  for (Doubles* rows :
-       {&fRows, &fParts.fHigh, &fParts.fLow, &fWeightedParts.fHigh, &fWeightedParts.fLow}) {
-    rows->assign(kRows * fStride, 0.0);
-  }
-  for (Doubles* strip : {&fExactStrip, &fRestStrip, &fOtherStrip}) {
-    strip->assign(kLanes * fStride, 0.0);
-  }
-  fSizes.assign(fStride, 0.0);
+  for (Doubles* rows : {&fRows, &fWeighted, &fWeightedRest}) rows->assign(kRows * fStride, 0.0);
+  for (Doubles* strip : {&fHigh, &fLow}) strip->assign(kLanes * fStride, 0.0);
+  for (Doubles* numbers : {&fSizes, &fBounds, &fLeftBounds}) numbers->assign(fStride, 0.0);
 }
 
-void QvProductPanel::Add(const double* values, double weight) {
-  std::copy_n(values, fWidth, &fRows[fCount * fStride]);
-  fWeights[fCount] = weight;
-  fbWeighted = fbWeighted || weight != fWeights[0] || (fCount == 0 && !IsPowerOf2(weight));
-  ++fCount;
+bool QvProductPanel::AreWeightsUsual() {
+  const auto weights = std::span(fWeights).first(fbWeighted ? fCount : 1);
+  fbWeighted = fbWeighted || !IsPowerOf2(fWeights[0]);
+  return std::all_of(weights.begin(), weights.end(), QvKernels::IsUsualWeight);
 }
 
-bool QvProductPanel::SplitRows() {
+bool QvProductPanel::FindBounds() {
   if (!fpKernels->fFindSizes(fCount, fStride, fRows.data(), fSizes.data())) return false;
-  fParts.fExactColumns = fpKernels->fSplit(fCount, fStride, fSizes.data(), fRows.data(), nullptr,
-                                           fParts.fHigh.data(), fParts.fLow.data());
+  std::transform(fSizes.begin(), fSizes.end(), fBounds.begin(), BoundOf);
+  if (fbWeighted) return WeighRows();
+  std::transform(fBounds.begin(), fBounds.end(), fLeftBounds.begin(),
+                 [](double bound) { return QvExactStrip::kStart * bound; });
   return true;
 }
 
-bool QvProductPanel::SplitWeightedRows() {
-  double* high = fWeightedParts.fHigh.data();
-  double* low = fWeightedParts.fLow.data();
-  fpKernels->fWeighRows(fCount, fStride, fWeights.data(), fRows.data(), high, low);
-  if (!fpKernels->fFindSizes(fCount, fStride, high, fSizes.data())) return false;
-  fWeightedParts.fExactColumns =
-      fpKernels->fSplit(fCount, fStride, fSizes.data(), high, low, high, low);
+bool QvProductPanel::WeighRows() {
+  fpKernels->fWeighRows(fCount, fStride, fWeights.data(), fRows.data(), fWeighted.data(),
+                        fWeightedRest.data());
+  if (!fpKernels->fFindSizes(fCount, fStride, fWeighted.data(), fSizes.data())) return false;
+  std::transform(fSizes.begin(), fSizes.end(), fLeftBounds.begin(),
+                 [](double size) { return QvExactStrip::kStart * BoundOf(size); });
   return true;
 }
 
@@ -74,45 +82,48 @@ void QvProductPanel::AddOneByOne(QvSymMatrix& sum) {
   }
 }
 
-void QvProductPanel::AddStrip(std::size_t first, const Parts& left, QvSymMatrix& sum) {
+bool QvProductPanel::HasRests(std::size_t n) const {
+  return std::any_of(fLow.begin(), fLow.begin() + static_cast<std::ptrdiff_t>(n),
+                     [](double rest) { return rest != 0.0; });
+}
+
+void QvProductPanel::AddStrip(std::size_t first, std::size_t nShort, QvSymMatrix& sum) {
   const std::size_t nLeft = std::min(kLanes, fWidth - first);
   const std::size_t nColumns = first + kLanes;
-  const auto multiply = [&](const Doubles& leftRows, const Doubles& rightRows, Doubles& strip) {
-    fpKernels->fMultiplyStrip(fCount, fStride, nLeft, nColumns, &leftRows[first], rightRows.data(),
-                              strip.data());
-  };
-  multiply(left.fHigh, fParts.fHigh, fExactStrip);
-  const bool isExact = std::min(left.fExactColumns, fParts.fExactColumns) >= nColumns;
-  if (isExact) {
-    std::fill_n(fRestStrip.begin(), kLanes * nColumns, 0.0);
+  if (nShort >= nColumns) {
+    fpKernels->fMultiplyStrip(fCount, fStride, nLeft, nColumns, &fRows[first], fRows.data(),
+                              fHigh.data());
+    std::fill_n(fLow.begin(), nLeft * nColumns, 0.0);
   } else {
-    fbRounded = true;
-    multiply(left.fHigh, fParts.fLow, fRestStrip);
-    multiply(left.fLow, fRows, fOtherStrip);
-    for (std::size_t k = 0; k < nLeft * nColumns; ++k) fRestStrip[k] += fOtherStrip[k];
+    QvExactStrip strip{fCount,
+                       fStride,
+                       nColumns,
+                       fbWeighted ? &fWeighted[first] : &fRows[first],
+                       fbWeighted ? &fWeightedRest[first] : nullptr,
+                       &fLeftBounds[first],
+                       fRows.data(),
+                       fBounds.data(),
+                       fHigh.data(),
+                       fLow.data()};
+    fpKernels->fMultiplyStripExactly(strip);
+    fbRounded = fbRounded || HasRests(nLeft * nColumns);
   }
   if (!fbWeighted && fWeights[0] != 1.0) {
-    for (Doubles* strip : {&fExactStrip, &fRestStrip}) {
+    for (Doubles* strip : {&fHigh, &fLow}) {
       for (std::size_t k = 0; k < nLeft * nColumns; ++k) (*strip)[k] *= fWeights[0];
     }
   }
   for (std::size_t a = 0; a < nLeft; ++a) {
-    sum.AddToCompensatedRow(static_cast<int>(first + a), &fExactStrip[a * nColumns],
-                            &fRestStrip[a * nColumns]);
+    sum.AddToCompensatedRow(static_cast<int>(first + a), &fHigh[a * nColumns], &fLow[a * nColumns]);
   }
-}
-
-bool QvProductPanel::SplitAll() {
-  const auto weights = std::span(fWeights).first(fCount);
-  return std::all_of(weights.begin(), weights.end(), QvKernels::IsUsualWeight) && SplitRows() &&
-         (!fbWeighted || SplitWeightedRows());
 }
 
 void QvProductPanel::AddTo(QvSymMatrix& sum) {
   if (fCount == 0) return;
-  if (SplitAll()) {
-    const Parts& left = fbWeighted ? fWeightedParts : fParts;
-    for (std::size_t first = 0; first < fWidth; first += kLanes) AddStrip(first, left, sum);
+  if (AreWeightsUsual() && FindBounds()) {
+    const std::size_t nShort =
+        fbWeighted ? 0 : fpKernels->fCountShort(fCount, fStride, fSizes.data(), fRows.data());
+    for (std::size_t first = 0; first < fWidth; first += kLanes) AddStrip(first, nShort, sum);
   } else {
     fbUnusual = true;
     AddOneByOne(sum);

@@ -9,26 +9,34 @@
 
 namespace QvCommon {
 
-/// Up to 64 dense rows of n values each, whose weighted products enter double-double sums together.
+/// Up to 128 dense rows of n values each, whose weighted products enter double-double sums
+/// together.
 ///
-/// Each number is split into its first 23 bits, relative to the largest of its column in the panel,
-/// and the rest. Products of first parts add without rounding; products with a rest are 2^-23 as
-/// large, so that rounding them is an error of about 2^-76 of the largest products (the splitting
-/// of Ozaki, Ogita, Oishi, Rump, Error-free transformations of matrix multiplication, Numer.
-/// Algorithms 59, 2012, in two parts). Where every number of a column fits into 23 bits, as whole
-/// numbers mostly do, nothing is rounded. Owns its rows. Used from one thread at a time.
+/// Each sum over the panel is one of exact products, rounded to a grid of which the sum itself is a
+/// multiple, and of what that leaves, about 2^-46 as large and rounded to doubles: see
+/// QvExactStrip. (Accumulation against a constant much larger than the terms: Demmel, Nguyen, Fast
+/// reproducible floating-point summation, ARITH 21, 2013.) Where every number of a column fits into
+/// 23 bits, as whole numbers mostly do, plain sums of products are exact. Owns its rows. Used from
+/// one thread at a time.
 class QvProductPanel {
  public:
+  static constexpr std::size_t kRows = 128;
+
   explicit QvProductPanel(const QvKernels& kernels = QvKernels::Get()) : fpKernels(&kernels) {}
 
   /// Makes room for rows of n values, and is empty. May throw std::bad_alloc.
   void SetWidth(std::size_t n);
   [[nodiscard]] std::size_t GetCount() const { return fCount; }
-  [[nodiscard]] bool IsFull() const { return fCount == QvKernels::kRows; }
+  [[nodiscard]] bool IsFull() const { return fCount == kRows; }
   /// The memory for rows of n values, in bytes.
   [[nodiscard]] static std::size_t GetSize(std::size_t n);
-  /// Adds a row of n values with its weight. REQUIRES: not full.
-  void Add(const double* values, double weight);
+  /// Adds a row with its weight, and returns where its n values are to be written. REQUIRES: not
+  /// full.
+  double* Append(double weight) {
+    if (fCount > 0) fbWeighted = fbWeighted || weight != fWeights[0];
+    fWeights[fCount] = weight;
+    return &fRows[fCount++ * fStride];
+  }
   /// Adds X' W X to `sum`, with the rows in X and their weights in W; the panel is then empty.
   /// REQUIRES: a matrix of order n, with compensation.
   void AddTo(QvSymMatrix& sum);
@@ -39,23 +47,19 @@ class QvProductPanel {
   /// range of exact products. Its panel was added row by row.
   [[nodiscard]] bool HasUnusual() const { return fbUnusual; }
   /// What rounding changes in a sum, as a share of the root of the sums of its columns' squares.
-  static constexpr double kRounding = 0x1p-74;
+  static constexpr double kRounding = 0x1p-82;
 
  private:
   using Doubles = std::vector<double>;
-  /// Rows split in two, with the number of leading columns whose rests are zero.
-  struct Parts {
-    Doubles fHigh;
-    Doubles fLow;
-    std::size_t fExactColumns = 0;
-  };
 
   /// False for what is unusual.
-  bool SplitRows();
-  bool SplitWeightedRows();
-  bool SplitAll();
+  bool AreWeightsUsual();
+  bool FindBounds();
+  bool WeighRows();
   void AddOneByOne(QvSymMatrix& sum);
-  void AddStrip(std::size_t first, const Parts& left, QvSymMatrix& sum);
+  void AddStrip(std::size_t first, std::size_t nShort, QvSymMatrix& sum);
+  /// Whether some product of these rows of a strip was rounded.
+  [[nodiscard]] bool HasRests(std::size_t n) const;
 
   const QvKernels* fpKernels;
   std::size_t fWidth = 0;
@@ -64,14 +68,15 @@ class QvProductPanel {
   bool fbWeighted = false;  ///< Whether weights differ, or are no power of two.
   bool fbRounded = false;
   bool fbUnusual = false;
-  std::array<double, QvKernels::kRows> fWeights{};
+  std::array<double, kRows> fWeights{};
   Doubles fRows;
-  Parts fParts;
-  Parts fWeightedParts;
-  Doubles fSizes;       ///< Scratch: of each column.
-  Doubles fExactStrip;  ///< Scratch: 8 rows of products of first parts, then of the others.
-  Doubles fRestStrip;
-  Doubles fOtherStrip;
+  Doubles fWeighted;  ///< The rows times their weights, and what that lost to rounding.
+  Doubles fWeightedRest;
+  Doubles fSizes;   ///< Scratch: of each column.
+  Doubles fBounds;  ///< Of the columns on the right, then on the left, as QvExactStrip says.
+  Doubles fLeftBounds;
+  Doubles fHigh;  ///< Scratch: 8 rows of products, and what they lack.
+  Doubles fLow;
 };
 
 }  // namespace QvCommon

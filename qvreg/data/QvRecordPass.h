@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 
 #include "qvreg/common/QvStatus.h"
@@ -62,8 +63,7 @@ class QvRecordPass {
   QvCommon::QvStatus ReadOn(OnRecord&& onRecord, OnBlockEnd&& onBlockEnd) {
     if (!fIter.HasMore()) return fEnds.fEmpty;
     QvCommon::QvStatus status;
-    const auto take = [&](const double* values, int size) {
-      const QvRecordVerdict verdict = fValidator.CheckRecord(values, size, status);
+    const auto take = [&](const double* values, QvRecordVerdict verdict) {
       return verdict != QvRecordVerdict::kError && onRecord(values, verdict, status);
     };
     while (fIter.HasMore()) {
@@ -96,22 +96,42 @@ class QvRecordPass {
     }
 
     [[nodiscard]] bool HasMore() const { return fNRead < fBlock.fCount; }
-    [[nodiscard]] int RecordSize() const { return fBlock.fSize; }
-    /// The next record's values. REQUIRES: HasMore().
+    /// The next record's verdict, which sets the status, and values. REQUIRES: HasMore().
+    QvRecordVerdict Check(const QvRegRecordValidator& validator, QvCommon::QvStatus& status) {
+      if (fNRead == fNChecked) CheckMany(validator);
+      const double* values = fBlock.Row(fNRead);
+      return fbNumbersPresent ? validator.CheckOthers(values, status)
+                              : validator.CheckRecord(values, fBlock.fSize, status);
+    }
     const double* Next() { return fBlock.Row(fNRead++); }
 
    private:
+    /// Few enough that a missing number costs little.
+    static constexpr std::size_t kCheckedTogether = 64;
+
+    void CheckMany(const QvRegRecordValidator& validator) {
+      const std::size_t count = std::min(kCheckedTogether, fBlock.fCount - fNRead);
+      fbNumbersPresent =
+          validator.AreNumbersPresent(fBlock.Row(fNRead), fBlock.fStride, fBlock.fSize, count);
+      fNChecked = fNRead + count;
+    }
+
     QvCommon::IQvRecordBlocks& fBlocks;
     const QvCommon::QvRecordBlock fBlock;
     std::size_t fNRead = 0;
+    std::size_t fNChecked = 0;  ///< Records that fbNumbersPresent is about, or read.
+    bool fbNumbersPresent = false;
   };
 
   /// Reads the next record, or all of the next block; false, with the status set, when the pass
-  /// ends there. `take(values, size)` is for each record.
+  /// ends there. `take(values, verdict)` is for each record.
   template <typename Take, typename OnBlockEnd>
   bool ReadRecord(Take& take, OnBlockEnd& onBlockEnd, QvCommon::QvStatus& status) {
     const QvCommon::Record* record = fIter.Next();
-    if (record != nullptr) return take(record->GetAll(), record->Size()) && onBlockEnd(status);
+    if (record != nullptr) {
+      const QvRecordVerdict verdict = fValidator.CheckRecord(*record, status);
+      return take(record->GetAll(), verdict) && onBlockEnd(status);
+    }
     status = fEnds.fMissingRecord;
     return false;
   }
@@ -123,7 +143,8 @@ class QvRecordPass {
       return false;
     }
     for (;;) {
-      if (!take(block.Next(), block.RecordSize())) return false;
+      const QvRecordVerdict verdict = block.Check(fValidator, status);
+      if (!take(block.Next(), verdict)) return false;
       if (!block.HasMore()) return onBlockEnd(status);
       if (!fCancel.StopRequested()) continue;
       status = fEnds.fCancelled;

@@ -1,11 +1,11 @@
 #include "qvreg/data/QvRegRecordValidator.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/common/QvKernels.h"
 #include "qvreg/common/QvStatusCodes.h"
 
 using QvCommon::QvStatus;
@@ -33,18 +33,10 @@ const char* RoleLabel(QvConst::QvVariableType type) {
   return "Unspecified";
 }
 
-/// True when one of the values from `next` to before `end` may be the missing value. Without a
-/// branch each, for covariates are many and seldom missing.
-bool MayBeMissing(const double* next, const double* end) {
-  // Of four values side by side; one that is not a number is never lower.
-  std::array<double, 4> lowest{};
-  for (; end - next >= 4; next += 4) {
-    for (std::size_t i = 0; i < 4; ++i) lowest[i] = next[i] < lowest[i] ? next[i] : lowest[i];
-  }
-  for (; next != end; ++next) lowest[0] = *next < lowest[0] ? *next : lowest[0];
-  bool isFound = false;
-  for (const double each : lowest) isFound |= each <= QvMV::gMissingValue;
-  return isFound;
+/// True when one of n values may be the missing value. Without a branch each, for covariates are
+/// many and seldom missing.
+bool MayBeMissing(std::size_t n, const double* values) {
+  return QvCommon::QvKernels::Get().fFindLeast(n, values) <= QvMV::gMissingValue;
 }
 
 QvRecordVerdict CheckNumber(double value) {
@@ -66,6 +58,7 @@ void QvRegRecordValidator::SetRecordInfo(const std::vector<QvConst::QvVariableTy
   fCovariateRuns.clear();
   fOthers.clear();
   fAllVariables.clear();
+  fBounded.clear();
   for (int var = 0; var < static_cast<int>(types.size()); ++var) {
     const QvConst::QvVariableType type = types[static_cast<std::size_t>(var)];
     fAllVariables.push_back(var);
@@ -76,6 +69,11 @@ void QvRegRecordValidator::SetRecordInfo(const std::vector<QvConst::QvVariableTy
   for (std::size_t i = 0; i < factorVars.size(); ++i) {
     const auto var = static_cast<std::size_t>(factorVars[i]);
     if (var < fNCategories.size()) fNCategories[var] = factorSizes[i];
+  }
+  for (const int var : fOthers) {
+    const bool isNumber =
+        types[static_cast<std::size_t>(var)] == QvConst::QvVarDependent && !HasTargetCategories();
+    if (!isNumber) fBounded.push_back(var);
   }
   if (!HasTargetCategories()) return;
   const auto dependent = std::find(types.begin(), types.end(), QvConst::QvVarDependent);
@@ -113,9 +111,15 @@ QvRecordVerdict QvRegRecordValidator::CheckRecord(const double* values, int size
   }
   bool mayBeMissing = false;
   for (const auto& [first, end] : fCovariateRuns) {
-    mayBeMissing |= MayBeMissing(values + first, values + end);
+    mayBeMissing |= MayBeMissing(static_cast<std::size_t>(end - first), values + first);
   }
   return CheckInOrder(mayBeMissing ? fAllVariables : fOthers, values, status);
+}
+
+bool QvRegRecordValidator::AreNumbersPresent(const double* values, std::ptrdiff_t stride, int size,
+                                             std::size_t count) const {
+  return size >= static_cast<int>(fVariableTypes.size()) && stride == size &&
+         !MayBeMissing(count * static_cast<std::size_t>(size), values);
 }
 
 QvRecordVerdict QvRegRecordValidator::CheckInOrder(const std::vector<int>& variables,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <utility>
 #include <vector>
 
@@ -58,6 +59,14 @@ class QVREG_EXPORT QvRegRecordValidator {
   QvRecordVerdict CheckRecord(const QvCommon::Record& record, QvCommon::QvStatus& status) const;
   /// The same for the `values` of a record, which are `size`, with the same `status`.
   QvRecordVerdict CheckRecord(const double* values, int size, QvCommon::QvStatus& status) const;
+  /// True when `count` records, each of `size` values and `stride` behind the one before, hold all
+  /// variables and no missing number. May be false where it could be true.
+  [[nodiscard]] bool AreNumbersPresent(const double* values, std::ptrdiff_t stride, int size,
+                                       std::size_t count) const;
+  /// CheckRecord of one of the records of which AreNumbersPresent is true.
+  QvRecordVerdict CheckOthers(const double* values, QvCommon::QvStatus& status) const {
+    return fBounded.empty() ? QvRecordVerdict::kValid : CheckInOrder(fBounded, values, status);
+  }
   /// True when CheckRecord, which sets the `status`, finds the record valid.
   bool IsValidRecord(const QvCommon::Record& record, QvCommon::QvStatus& status) const {
     return CheckRecord(record, status) == QvRecordVerdict::kValid;
@@ -90,8 +99,9 @@ class QVREG_EXPORT QvRegRecordValidator {
   std::vector<QvConst::QvVariableType> fVariableTypes;
   /// The covariates by runs of neighbours: the first record index, and that behind the last.
   std::vector<std::pair<int, int>> fCovariateRuns;
-  /// Record indices: of all other variables with a role, of all.
+  /// Record indices: of all other variables with a role, of those that are not any number, of all.
   std::vector<int> fOthers;
+  std::vector<int> fBounded;
   std::vector<int> fAllVariables;
   int fNTargetCategories = 0;
   std::vector<int> fNCategories;

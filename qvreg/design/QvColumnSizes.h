@@ -31,6 +31,9 @@ class QvColumnSizes {
     // False for most values, and for what is not a number.
     if (size > fLargest[place] && std::isfinite(size)) fLargest[place] = size;
   }
+  /// What was measured of the variable in this place and those behind it, for a caller that
+  /// measures many; finite numbers, not negative.
+  [[nodiscard]] double* GetLargest(std::size_t place) { return &fLargest[place]; }
   /// Measures the products of a record.
   void MeasureProducts(const double* record) {
     for (const std::size_t effect : fMeasuredProducts) Measure(fProducts[effect], record);

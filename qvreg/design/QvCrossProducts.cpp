@@ -1,17 +1,9 @@
 #include "qvreg/design/QvCrossProducts.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 
 using QvCommon::QvKernels;
-
-namespace {
-
-/// The first dense rows, which are added one by one.
-constexpr long long kExactRows = 1024;
-
-}  // namespace
 
 QvCrossProducts::QvCrossProducts(int order) : fMatrix(order) {
   fbValid = fMatrix.IsValidMatrix() && fMatrix.StartCompensation();
@@ -21,21 +13,9 @@ QvCrossProducts::QvCrossProducts(int order) : fMatrix(order) {
   fPanel.SetWidth(fDenseRow.size());
 }
 
-void QvCrossProducts::NoteRecord(double w, double y) {
-  fbWeightsFinite = fbWeightsFinite && std::isfinite(w);
-  fbDependentFinite = fbDependentFinite && std::isfinite(y);
-  ++fRecordsAdded;
-}
-
-void QvCrossProducts::AddDenseRow(const double* row, double w) {
-  if (fDenseRows++ < kExactRows) {
-    std::copy_n(row, fSingleRow.size(), fSingleRow.begin());
-    fMatrix.UpdateXX(fSingleRow, w);
-    fbRowsUsual = fbRowsUsual && QvKernels::AreUsual(fSingleRow.size(), row);
-    return;
-  }
-  fPanel.Add(row, w);
-  if (fPanel.IsFull()) Settle();
+void QvCrossProducts::AddSingleRow(double w) {
+  fMatrix.UpdateXX(fSingleRow, w);
+  fbRowsUsual = fbRowsUsual && QvKernels::AreUsual(fSingleRow.size(), fSingleRow.data());
 }
 
 void QvCrossProducts::Settle() const {
@@ -54,20 +34,15 @@ const QvCommon::QvSymMatrix& QvCrossProducts::GetMatrix() const {
   return fMatrix;
 }
 
-void QvCrossProducts::AddDense(const double* row, double w, double y) {
-  NoteRecord(w, y);
-  AddDenseRow(row, w);
-}
-
 void QvCrossProducts::Add(QvDesignRow& row, double w, double y) {
   NoteRecord(w, y);
   const int count = row.GetCount();
   if (count == fMatrix.GetOrder() && row.GetValues().size() == fDenseRow.size()) {
     // Every column is there: the non-zeros are the dense row.
-    AddDenseRow(row.GetValues().data(), w);
+    AddDenseRow(w, [&](double* values) { std::copy_n(row.GetValues().begin(), count, values); });
   } else if (2 * count > fMatrix.GetOrder()) {
     row.Scatter(fDenseRow);
-    AddDenseRow(fDenseRow.data(), w);
+    AddDenseRow(w, [&](double* values) { std::copy(fDenseRow.begin(), fDenseRow.end(), values); });
     row.Unscatter(fDenseRow);
   } else {
     AddSparse(count, row.GetIndices(), row.GetValues(), w);

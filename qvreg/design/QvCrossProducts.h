@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <vector>
 
 #include "qvreg/common/QvProductPanel.h"
@@ -9,7 +10,7 @@
 
 /// The weighted cross-products X'WX of design rows, in double-double: what the second pass of
 /// either model learns. Columns that depend on each other do so to the last digit after any number
-/// of records. Rows that fill half of their columns and more are added 64 at a time, but for the
+/// of records. Rows that fill half of their columns and more are added 128 at a time, but for the
 /// first 1024: so many cost little, and products of few are exact to the last digit of
 /// double-double numbers. Used from one thread at a time, const operations included.
 class QvCrossProducts : public IQvPassSums {
@@ -26,11 +27,19 @@ class QvCrossProducts : public IQvPassSums {
   [[nodiscard]] bool IsValid() const { return fbValid; }
   /// Adds a row with the dependent `y`, if it is a column, already appended, and the weight w.
   void Add(QvDesignRow& row, double w, double y = 0.0);
-  /// The same for a row of as many values as there are columns.
-  void AddDense(const double* row, double w, double y = 0.0);
+  /// The same for a row of as many values as there are columns, which `fill(double* row)` writes.
+  template <typename Fill>
+  void AddDense(double w, double y, Fill&& fill) {
+    NoteRecord(w, y);
+    AddDenseRow(w, fill);
+  }
 
   /// Counts a record whose products are added by the two below.
-  void NoteRecord(double w, double y);
+  void NoteRecord(double w, double y) {
+    fbWeightsFinite = fbWeightsFinite && std::isfinite(w);
+    fbDependentFinite = fbDependentFinite && std::isfinite(y);
+    ++fRecordsAdded;
+  }
   /// Adds the products of a row whose non-zeros are the first `n` of `values`, in the columns that
   /// the first `n` of `indices` name.
   void AddSparse(int n, const std::vector<int>& indices, const std::vector<double>& values,
@@ -62,7 +71,20 @@ class QvCrossProducts : public IQvPassSums {
   [[nodiscard]] bool IsDependentFinite() const { return fbDependentFinite; }
 
  private:
-  void AddDenseRow(const double* row, double w);
+  /// The first dense rows, which are added one by one.
+  static constexpr long long kExactRows = 1024;
+
+  template <typename Fill>
+  void AddDenseRow(double w, Fill&& fill) {
+    if (fDenseRows++ < kExactRows) {
+      fill(fSingleRow.data());
+      AddSingleRow(w);
+      return;
+    }
+    fill(fPanel.Append(w));
+    if (fPanel.IsFull()) Settle();
+  }
+  void AddSingleRow(double w);
   /// Empties the panel.
   void Settle() const;
 

@@ -50,6 +50,7 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
   }
   fbAllColumns = tables.GetModelEffectIndices().empty();
   FindAlike();
+  FindPieces();
   fIndices.assign(effectParameters.size() + 1, 0);
   fValues.assign(effectParameters.size() + 1, 0.0);
   fCount = 0;
@@ -109,6 +110,21 @@ void QvDesignRow::FindAlike() {
         {std::vector<int>(at(effect), at(effect + 1)), fExponents[effect], fNeedsScaling[effect]},
         effect);
     fFirstAlike.push_back(entry.first->second);
+  }
+}
+
+void QvDesignRow::FindPieces() {
+  fPieces.clear();
+  for (std::size_t effect = 0; effect < fSingles.size(); ++effect) {
+    const int position = GetCopiedPosition(effect);
+    const bool isNext =
+        position >= 0 && !fPieces.empty() && fPieces.back().fPosition >= 0 &&
+        fPieces.back().fPosition + static_cast<int>(fPieces.back().fCount) == position;
+    if (isNext) {
+      ++fPieces.back().fCount;
+    } else {
+      fPieces.push_back({effect, position, 1});
+    }
   }
 }
 
@@ -188,9 +204,13 @@ std::size_t QvDesignRow::FillForEstimation(const double* values,
 }
 
 void QvDesignRow::ExpandAll(const double* values, double* row) const {
-  WithEstimationValues(values, [&](const auto& value) {
-    for (std::size_t effect = 0; effect < fSingles.size(); ++effect) row[effect] = value(effect);
-  });
+  for (const Piece& piece : fPieces) {
+    if (piece.fPosition >= 0) {
+      std::copy_n(values + piece.fPosition, piece.fCount, row + piece.fEffect);
+    } else {
+      row[piece.fEffect] = ValueOf(piece.fEffect, values);
+    }
+  }
 }
 
 bool QvDesignRow::Expand(const double* values) {

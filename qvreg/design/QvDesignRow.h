@@ -98,6 +98,7 @@ class QvDesignRow {
   template <typename Use>
   auto WithEstimationValues(const double* values, Use&& use) const;
   void FindAlike();
+  void FindPieces();
   /// Such a value that is not a single covariate times a factor.
   [[nodiscard]] double ProductValue(std::size_t effect, const double* values) const;
   [[nodiscard]] double PlainProduct(std::size_t effect, const double* values) const;
@@ -120,6 +121,14 @@ class QvDesignRow {
   /// Per effect whether its product is formed as a QvScaledProduct, within any range.
   std::vector<char> fNeedsScaling;
   std::vector<std::size_t> fFirstAlike;  ///< Per effect.
+  /// Neighbouring effects whose values are neighbours in the record, from fPosition on; or, where
+  /// that is -1, one effect whose value is computed.
+  struct Piece {
+    std::size_t fEffect;
+    int fPosition;
+    std::size_t fCount;
+  };
+  std::vector<Piece> fPieces;
   std::vector<int> fIndices;
   std::vector<double> fValues;
   int fCount = 0;

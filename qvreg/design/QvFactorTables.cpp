@@ -1,23 +1,18 @@
 #include "qvreg/design/QvFactorTables.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 
-#include "qvreg/common/Constants.h"
 #include "qvreg/common/QvBytes.h"
 
 using QvCommon::QvHashKey;
 using QvCommon::QvHashPair;
 using QvCommon::QvHashtable;
 using QvCommon::QvStatus;
-using QvCommon::QvWeightUnit;
 using QvCommon::Record;
 
 namespace {
 
-/// Means leave no range as long as their weights add up to fewer units.
-constexpr double kManyUnits = 0x1p+64;
 /// Combinations of levels, of one effect and of all, that are found without hashing from the start.
 constexpr std::size_t kFewCombinations = 65536;
 constexpr std::size_t kFewOfAll = 4 * kFewCombinations;
@@ -25,21 +20,6 @@ constexpr std::size_t kFewOfAll = 4 * kFewCombinations;
 constexpr std::size_t kPlacesPerCombination = 4;
 
 std::size_t Index(int i) { return static_cast<std::size_t>(i); }
-
-/// The mean of values of total weight `total` once value x, of weight w, is among them, where the
-/// difference of the two leaves the range of a double: a quarter of it does not.
-double MovedLargeMean(double mean, double x, double total, double w) {
-  return 4.0 * (mean / 4.0 + (x / 4.0 - mean / 4.0) / total * w);
-}
-
-/// The mean of values of total weight `total` once value x, of weight w, is among them.
-double MovedMean(double mean, double x, double total, double w) {
-  double moved = mean + (x - mean) / total * w;
-  if (std::isinf(moved) && std::isfinite(x)) moved = MovedLargeMean(mean, x, total, w);
-  // What is left where a mean passes through 0 is cancellation, not data.
-  const bool isResidue = std::fabs(moved) < 2.0 * std::fabs(mean) * QvPower::gMachineEpsilon;
-  return isResidue ? 0.0 : moved;
-}
 
 void SortByKey(QvFactorTables::PairList& pairs) {
   std::sort(pairs.begin(), pairs.end(), [](const QvHashPair<int>* a, const QvHashPair<int>* b) {
@@ -122,12 +102,28 @@ void QvFactorTables::SetCovariates(const std::vector<int>& covariateVars) {
   fCovariateVars = covariateVars;
   fCovariateMeans.assign(covariateVars.size(), 0.0);
   fColumnSizes.SetVariables(covariateVars);
+  fMoved.assign(2 * covariateVars.size(), 0.0);
+  fCovariateRuns.clear();
+  for (std::size_t j = 0; j < covariateVars.size(); ++j) {
+    const std::size_t var = Index(covariateVars[j]);
+    const bool isNext = !fCovariateRuns.empty() &&
+                        var == fCovariateRuns.back().fFirst + fCovariateRuns.back().fCount;
+    if (!isNext) fCovariateRuns.push_back({j, var, 0});
+    ++fCovariateRuns.back().fCount;
+  }
   fbMeansComputed = false;
 }
 
 bool QvFactorTables::UpdateAll(const Record& record) { return UpdateValues(record.GetAll()); }
 
 bool QvFactorTables::UpdateValues(const double* values) {
+  MeanRows rows;
+  const bool isRecorded = Update(values, rows);
+  MoveMeans(rows);
+  return isRecorded;
+}
+
+bool QvFactorTables::Update(const double* values, MeanRows& rows) {
   const double w = FrequencyWeight(values);
   const auto keep = [this](int factor, int category) { fFactorValues[Index(factor)] = category; };
   if (!CountFactors(values, w, keep)) return false;
@@ -140,7 +136,12 @@ bool QvFactorTables::UpdateValues(const double* values) {
   fTotalRegrWeight += w * regression;
   if (HasDependentCounts()) fDependRegrWeights[Index(category)] += w * regression;
   fColumnSizes.MeasureProducts(values);
-  UpdateMeans(values, AddMeanWeight(w, regression));
+  const double meanWeight = AddMeanWeight(w, regression);
+  if (!(fMeanWeight > 0.0)) return isRecorded;
+  rows.fValues[rows.fCount] = values;
+  rows.fWeights[rows.fCount] = meanWeight;
+  rows.fTotals[rows.fCount] = fMeanWeight;
+  if (++rows.fCount == MeanRows::kMost) MoveMeans(rows);
   return isRecorded;
 }
 
@@ -158,54 +159,6 @@ bool QvFactorTables::RecordCombinations() {
     }
   }
   return isRecorded;
-}
-
-double QvFactorTables::AddMeanWeight(double frequency, double regression) {
-  const bool isFinite = std::isfinite(frequency) && std::isfinite(regression);
-  double w = fMeanUnit.Of(frequency, regression);
-  const bool fits = fMeanWeight > 0.0 && fMeanWeight + w < kManyUnits;
-  if (!fits && isFinite && frequency > 0.0 && regression > 0.0) {
-    const QvWeightUnit unit(frequency, regression);
-    const int larger = unit.GetExponent() - fMeanUnit.GetExponent();
-    if (fMeanWeight == 0.0 || larger > 0) {
-      fMeanWeight = std::ldexp(fMeanWeight, -larger);
-      fMeanUnit = unit;
-      w = unit.Of(frequency, regression);
-    }
-  }
-  fMeanWeight += w;
-  return w;
-}
-
-void QvFactorTables::UpdateMeans(const double* values, double w) {
-  if (!(fMeanWeight > 0.0)) return;
-  for (std::size_t j = 0; j < fCovariateVars.size(); ++j) {
-    const double x = values[fCovariateVars[j]];
-    fColumnSizes.MeasureVariable(j, x);
-    fCovariateMeans[j] = MovedMean(fCovariateMeans[j], x, fMeanWeight, w);
-  }
-}
-
-void QvFactorTables::MergeMeans(const QvFactorTables& other) {
-  if (!(other.fMeanWeight > 0.0)) return;
-  double w = other.fMeanWeight;
-  const int larger = other.fMeanUnit.GetExponent() - fMeanUnit.GetExponent();
-  if (!(fMeanWeight > 0.0)) {
-    fMeanUnit = other.fMeanUnit;
-    fCovariateMeans = other.fCovariateMeans;
-    fMeanWeight = w;
-    return;
-  }
-  if (larger > 0) {
-    fMeanWeight = std::ldexp(fMeanWeight, -larger);
-    fMeanUnit = other.fMeanUnit;
-  } else {
-    w = std::ldexp(w, larger);
-  }
-  fMeanWeight += w;
-  for (std::size_t j = 0; j < fCovariateMeans.size(); ++j) {
-    fCovariateMeans[j] = MovedMean(fCovariateMeans[j], other.fCovariateMeans[j], fMeanWeight, w);
-  }
 }
 
 bool QvFactorTables::Merge(const QvFactorTables& other) {
@@ -279,7 +232,7 @@ void QvFactorTables::Read(QvCommon::QvByteReader& reader) {
   for (double* total : {&fTotalFreqWeight, &fTotalRegrWeight, &fSampleSize, &fMeanWeight}) {
     *total = reader.GetDouble();
   }
-  fMeanUnit = QvWeightUnit::FromExponent(reader.GetIntWithin(kLeastUnit, kLargestUnit));
+  fMeanUnit = QvCommon::QvWeightUnit::FromExponent(reader.GetIntWithin(kLeastUnit, kLargestUnit));
   reader.GetDoublesInto(fCovariateMeans);
   reader.GetDoublesInto(fDependRegrWeights);
   fColumnSizes.Read(reader);
@@ -442,30 +395,24 @@ int QvFactorTables::GetIncompleteEffectIndex() const {
   return result;
 }
 
-const std::vector<double>& QvFactorTables::GetCovariateMeans() {
-  if (!fbMeansComputed && !(fTotalFreqWeight > 0.0)) {
-    std::fill(fCovariateMeans.begin(), fCovariateMeans.end(), QvMV::gMissingValue);
-  }
-  for (double& mean : fCovariateMeans) {
-    if (!std::isfinite(mean)) mean = QvMV::gMissingValue;
-  }
-  fbMeansComputed = true;
-  return fCovariateMeans;
-}
-
 QvStatus FillFactorTables(QvRecordPass& pass, QvFactorTables& tables, QvRecordCounts& counts) {
-  const QvStatus status = pass.Run([&](const double* values, QvRecordVerdict verdict, QvStatus&) {
+  QvFactorTables::MeanRows rows;
+  const auto onRecord = [&](const double* values, QvRecordVerdict verdict, QvStatus&) {
     const long long n = tables.RecordCount(values);
     counts.fRead += n;
     if (verdict == QvRecordVerdict::kMissing) {
       counts.fMissing += n;
     } else if (verdict == QvRecordVerdict::kBadWeight) {
       counts.fBadWeight += n;
-    } else if (!tables.UpdateValues(values)) {
+    } else if (!tables.Update(values, rows)) {
       counts.fOutOfRange += n;
     } else {
       counts.fUsed += n;
     }
+    return true;
+  };
+  const QvStatus status = pass.Run(onRecord, [&](QvStatus&) {
+    tables.MoveMeans(rows);
     return true;
   });
   if (!status.IsError() && counts.fUsed == 0) return {QvStatusCode::kNoRecords, false};

@@ -43,6 +43,20 @@ class QvFactorTables : public QvFactorCounts {
   virtual bool UpdateAll(const QvCommon::Record& record);
   /// The same for a record's values.
   bool UpdateValues(const double* values);
+  /// Records that were counted and are not yet in the means.
+  struct MeanRows {
+    static constexpr std::size_t kMost = 64;
+
+    // Only the first fCount of each are set.
+    std::array<const double*, kMost> fValues{};
+    std::array<double, kMost> fWeights{};
+    std::array<double, kMost> fTotals{};  ///< Of the weights up to each.
+    std::size_t fCount = 0;
+  };
+  /// UpdateValues for a caller that has many records: the means and sizes of single variables wait
+  /// in `rows` until there are 64, or for MoveMeans. REQUIRES: values that stay until then.
+  bool Update(const double* values, MeanRows& rows);
+  void MoveMeans(MeanRows& rows);
   /// Numbers the parameters and returns how many there are.
   virtual int CreateParameterIndices();
 
@@ -152,7 +166,15 @@ class QvFactorTables : public QvFactorCounts {
   /// Adds a record's weights to the sum that the means are over; returns the product of the two in
   /// units of fMeanUnit.
   double AddMeanWeight(double frequency, double regression);
-  void UpdateMeans(const double* values, double w);
+  /// Covariates that are neighbours in the record: where they start in the list and there.
+  struct CovariateRun {
+    std::size_t fPlace;
+    std::size_t fFirst;
+    std::size_t fCount;
+  };
+  /// False, with nothing done, for few covariates and where a mean leaves the range of a double.
+  bool MoveMeansTogether(const MeanRows& rows, const CovariateRun& run);
+  void MoveMeansOneByOne(const MeanRows& rows, const CovariateRun& run);
   [[nodiscard]] bool IsModelEffect(int effect) const {
     return effect >= 0 && effect < fNModelEffects;
   }
@@ -185,7 +207,9 @@ class QvFactorTables : public QvFactorCounts {
   std::vector<int> fFactorOffsets;
   std::vector<int> fCovariateVars;
   int fRegrWeightVar = -1;
+  std::vector<CovariateRun> fCovariateRuns;
   std::vector<double> fCovariateMeans;
+  std::vector<double> fMoved;  ///< Scratch: moved means and sizes.
   QvColumnSizes fColumnSizes;
   bool fbMeansComputed = false;
   double fTotalFreqWeight = 0.0;

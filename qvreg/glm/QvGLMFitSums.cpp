@@ -64,11 +64,22 @@ void QvGLMFitSums::AddMany(std::size_t n, const double* weights, const double* y
   addMoments(residuals, ofResiduals, fResiduals);
   addMoments(deviations.data(), fDeviations, fSquares);
   if (!fbCentred) return;
-  for (std::size_t r = 0; r < n; ++r) {
-    if (weights[r] == 0.0) continue;
-    fWeights.Add({weights[r], 0.0});
-    NoteDependent(ys[r]);
-  }
+  std::array<double, QvKernels::kRows> ones{};
+  std::array<double, QvKernels::kRows> zeros{};
+  ones.fill(1.0);
+  kernels.fAddWeightedColumns(1, ones.data(), used.data(), zeros.data(), &fWeights.fHigh,
+                              &fWeights.fLow);
+  NoteDependents(n, weights, ys);
+}
+
+void QvGLMFitSums::NoteDependents(std::size_t n, const double* weights, const double* ys) {
+  std::size_t first = 0;
+  while (first < n && weights[first] == 0.0) ++first;
+  if (first == n) return;
+  NoteDependent(ys[first]);
+  bool isConstant = fbConstant;
+  for (std::size_t r = first; r < n; ++r) isConstant &= (ys[r] == fFirst) | (weights[r] == 0.0);
+  fbConstant = isConstant;
 }
 
 double QvGLMFitSums::GetTotalSum() const {

@@ -37,6 +37,8 @@ class QvGLMFitSums {
 
  private:
   void NoteDependent(double y);
+  /// The same of those whose weight is not 0.
+  void NoteDependents(std::size_t n, const double* weights, const double* ys);
 
   double fMean = 0.0;
   bool fbCentred = false;

@@ -74,12 +74,14 @@ void QvGLMModel::SetScale(double scale) {
   fScale = scale;
   const bool isUsable = scale > 0.0 && std::isfinite(scale);
   fWeightUnit = isUsable ? QvCommon::QvWeightUnit(scale) : QvCommon::QvWeightUnit();
+  fUnweighted = fWeightUnit.Of(1.0);
   fUnitOverScale = isUsable ? 1.0 / fWeightUnit.Of(scale) : 0.0;
 }
 
 double QvGLMModel::RecordWeight(const double* values) const {
   const int frequency = fSettings.GetFrequencyWeightVar();
   const int regression = fSettings.GetRegrWeightVar();
+  if (frequency < 0 && regression < 0) return fUnweighted;
   return fWeightUnit.Of(frequency >= 0 ? values[frequency] : 1.0,
                         regression >= 0 ? values[regression] : 1.0);
 }
@@ -99,9 +101,10 @@ bool QvGLMModel::AddRecord(const double* values) {
   if (!HasMatrix() || fbSwept || values == nullptr) return false;
   const double y = Dependent(values);
   if (fDesignRow.HasAllColumns()) {
-    fDesignRow.ExpandAll(values, fDenseRow.data());
-    fDenseRow.back() = y;
-    fpProducts->AddDense(fDenseRow.data(), RecordWeight(values), y);
+    fpProducts->AddDense(RecordWeight(values), y, [&](double* row) {
+      fDesignRow.ExpandAll(values, row);
+      row[fParameters.size()] = y;
+    });
     return true;
   }
   fDesignRow.Expand(values);

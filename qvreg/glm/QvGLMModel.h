@@ -213,6 +213,7 @@ class QvGLMModel {
   QvCommon::QvWeightUnit fWeightUnit;
   /// What such a sum is multiplied by at its end: the unit over the scale, 0 for no usable scale.
   double fUnitOverScale = 0.0;
+  double fUnweighted = 1.0;  ///< The weight of a record without weights, in units.
   double fMultipleRSquare = 0.0;
   double fRootMeanSquareError = 0.0;
   double fScaledError = 0.0;

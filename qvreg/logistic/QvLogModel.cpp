@@ -154,8 +154,7 @@ bool QvLogModel::AddRowToXPrimeX(const double* row, const std::vector<int>& para
   if (fCancel.IsFlagSet()) return false;
   const double weight = RowWeight(row);
   if (fDesignRow.HasAllColumns()) {
-    fDesignRow.ExpandAll(row, fDenseRow.data());
-    fpProducts->AddDense(fDenseRow.data(), weight);
+    fpProducts->AddDense(weight, 0.0, [&](double* dense) { fDesignRow.ExpandAll(row, dense); });
     return true;
   }
   fDesignRow.ExpandIndices(row, parameterIndices);

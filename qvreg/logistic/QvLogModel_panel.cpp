@@ -1,5 +1,6 @@
 // Rows that are added to the model's sums together, in panels.
 
+#include <algorithm>
 #include <array>
 
 #include "qvreg/logistic/QvLogModel.h"
@@ -20,6 +21,9 @@ bool QvLogModel::AddPanelToXPrimeX(const double* panel, std::size_t count, const
     }
     for (std::size_t r = 0; r < kRows; ++r) fDenseRows[r * p + j] = column[r];
   }
-  for (std::size_t r = 0; r < count; ++r) fpProducts->AddDense(&fDenseRows[r * p], weights[r]);
+  for (std::size_t r = 0; r < count; ++r) {
+    fpProducts->AddDense(weights[r], 0.0,
+                         [&](double* row) { std::copy_n(&fDenseRows[r * p], p, row); });
+  }
   return true;
 }

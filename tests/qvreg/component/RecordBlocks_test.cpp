@@ -40,8 +40,9 @@ Doubles FitSingly(QvRegSettings& settings, const Records& records) {
   return NumbersOf(FittedModel(settings, iter).Stats());
 }
 
-Doubles FitByBlocks(QvRegSettings& settings, const Records& records, std::size_t rows) {
-  BlockIter iter(records, rows);
+Doubles FitByBlocks(QvRegSettings& settings, const Records& records, std::size_t rows,
+                    std::size_t gap) {
+  BlockIter iter(records, rows, gap);
   Doubles numbers = NumbersOf(FittedModel(settings, iter).Stats());
   EXPECT_EQ(iter.Nexts(), 0) << "every pass reads blocks";
   return numbers;
@@ -77,7 +78,9 @@ TEST_P(RecordBlocks, GiveTheBitsOfSingleRecords) {
   const Doubles expected = FitSingly(settings.Get(), records_);
   for (const std::size_t rows : {std::size_t{1}, std::size_t{7}, std::size_t{64}, std::size_t{599},
                                  std::size_t{600}, kAll}) {
-    EXPECT_EQ(FitByBlocks(settings.Get(), records_, rows), expected) << rows;
+    for (const std::size_t gap : {std::size_t{0}, std::size_t{3}}) {
+      EXPECT_EQ(FitByBlocks(settings.Get(), records_, rows, gap), expected) << rows << " " << gap;
+    }
   }
 }
 
@@ -122,15 +125,17 @@ TEST_P(RecordBlocks, GiveTheBitsOfSingleRecordsInParts) {
 TEST_P(RecordBlocks, AreCountedAsSingleRecords) {
   VectorRecordIter singly(records_);
   const Building expected(GetParam(), singly);
-  BlockIter blocks(records_, 64);
-  const Building run(GetParam(), blocks);
-  EXPECT_EQ(run.counts.fRead, expected.counts.fRead);
-  EXPECT_EQ(run.counts.fUsed, expected.counts.fUsed);
-  EXPECT_EQ(run.counts.fMissing, expected.counts.fMissing);
-  EXPECT_EQ(run.counts.fBadWeight, expected.counts.fBadWeight);
-  EXPECT_EQ(run.counts.fUsedLater, -1);
-  EXPECT_GT(run.counts.fMissing, 0);
-  EXPECT_GT(run.counts.fBadWeight, 0);
+  for (const std::size_t gap : {std::size_t{0}, std::size_t{3}}) {
+    BlockIter blocks(records_, 150, gap);
+    const Building run(GetParam(), blocks);
+    EXPECT_EQ(run.counts.fRead, expected.counts.fRead);
+    EXPECT_EQ(run.counts.fUsed, expected.counts.fUsed);
+    EXPECT_EQ(run.counts.fMissing, expected.counts.fMissing);
+    EXPECT_EQ(run.counts.fBadWeight, expected.counts.fBadWeight);
+    EXPECT_EQ(run.counts.fUsedLater, -1);
+    EXPECT_GT(run.counts.fMissing, 0);
+    EXPECT_GT(run.counts.fBadWeight, 0);
+  }
 }
 
 TEST_P(RecordBlocks, EndWithTheErrorOfSingleRecords) {
@@ -187,7 +192,7 @@ template <typename Settings>
 void ExpectSameFit(const ReferenceCase& reference, Settings& settings) {
   const Doubles expected = FitSingly(settings, reference.table.records);
   for (const std::size_t rows : {std::size_t{1}, std::size_t{5}, kAll}) {
-    const Doubles numbers = FitByBlocks(settings, reference.table.records, rows);
+    const Doubles numbers = FitByBlocks(settings, reference.table.records, rows, 0);
     ASSERT_EQ(numbers.size(), expected.size());
     for (std::size_t i = 0; i < numbers.size(); ++i) {
       EXPECT_TRUE(numbers[i] == expected[i] ||

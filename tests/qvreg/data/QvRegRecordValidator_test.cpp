@@ -365,4 +365,41 @@ TEST(QvRegRecordValidator, ARecordCountIsAWholeNumberFromOneOn) {
   EXPECT_TRUE(validator.IsValid4Scoring(MakeRecord({1.0, 0.0}), status));
 }
 
+TEST(QvRegRecordValidator, ChecksNumbersOfManyRecordsTogether) {
+  QvRegRecordValidator validator;
+  validator.SetRecordInfo({QvConst::QvVarDependent, QvConst::QvVarFactor, QvConst::QvVarCovariate},
+                          {1}, {3}, kScaleDependent);
+  constexpr std::size_t kRecords = 40;
+  std::vector<double> values;
+  for (std::size_t r = 0; r < kRecords; ++r) values.insert(values.end(), {-1.0, 2.0, -kInfinity});
+  EXPECT_FALSE(validator.AreNumbersPresent(values.data(), 3, 3, kRecords)) << "may be missing";
+  for (std::size_t r = 0; r < kRecords; ++r) values[3 * r + 2] = std::nan("");
+  EXPECT_TRUE(validator.AreNumbersPresent(values.data(), 3, 3, kRecords));
+  EXPECT_FALSE(validator.AreNumbersPresent(values.data(), 2, 2, kRecords)) << "short records";
+  EXPECT_FALSE(validator.AreNumbersPresent(values.data(), 4, 3, kRecords / 2)) << "gaps";
+  for (std::size_t place = 0; place < values.size(); ++place) {
+    const double before = values[place];
+    values[place] = kMissing;
+    EXPECT_FALSE(validator.AreNumbersPresent(values.data(), 3, 3, kRecords)) << place;
+    values[place] = before;
+  }
+}
+
+TEST(QvRegRecordValidator, WhereNumbersArePresentTheOthersAreChecked) {
+  for (const int nTargetCategories : {kScaleDependent, 2}) {
+    const QvRegRecordValidator validator = ValidatorFor(nTargetCategories);
+    for (int var = kDependent; var <= kRegrWeight; ++var) {
+      for (const double value : {-1.0, 0.25, 9.0}) {
+        const Record record = RecordWith(var, value);
+        QvStatus status;
+        QvStatus expected;
+        EXPECT_EQ(validator.CheckOthers(record.GetAll(), status),
+                  validator.CheckRecord(record, expected))
+            << var << " " << value;
+        EXPECT_TRUE(status == expected) << var << " " << value;
+      }
+    }
+  }
+}
+
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include "qvreg/design/QvCrossProducts.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -33,8 +34,12 @@ std::vector<Doubles> MakeRows(std::size_t n, int bits) {
   return rows;
 }
 
+void AddDense(QvCrossProducts& products, const Doubles& row, double w) {
+  products.AddDense(w, 0.0, [&](double* values) { std::copy(row.begin(), row.end(), values); });
+}
+
 void AddAll(const std::vector<Doubles>& rows, double w, QvCrossProducts& products) {
-  for (const Doubles& row : rows) products.AddDense(row.data(), w);
+  for (const Doubles& row : rows) AddDense(products, row, w);
 }
 
 /// The rounded sums.
@@ -108,7 +113,7 @@ TEST(QvCrossProducts, ARowThatIsUnusualIsSeenAmongTheFirstAndInAPanel) {
     AddAll(MakeRows(before, 20), 1.0, products);
     EXPECT_TRUE(products.AreRowsUsual()) << before;
     const Doubles row{1.0, 2.0, 0x1p+301, 4.0, 5.0};
-    products.AddDense(row.data(), 1.0);
+    AddDense(products, row, 1.0);
     EXPECT_FALSE(products.AreRowsUsual()) << before;
     EXPECT_TRUE(std::isfinite(Ended(products).GetElem(4, 4)));
   }

@@ -1,5 +1,9 @@
 // The means of covariates that the factor tables form in the first pass.
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -97,6 +101,62 @@ TEST(QvFactorTables, ASmallMeanAboveTheResidueIsKept) {
   tables.UpdateAll(MakeRecord({0, 0, 3.0}));
   tables.UpdateAll(MakeRecord({0, 0, -3.0 + std::ldexp(1.0, -46)}));
   EXPECT_EQ(tables.GetCovariateMeans()[0], std::ldexp(1.0, -47));
+}
+
+/// Means and largest exponents of many covariates, with the records added by sixties and fours, or
+/// one by one.
+std::vector<double> MeansOfMany(const std::vector<QvCommon::Record>& records,
+                                const std::vector<int>& variables, bool isTogether) {
+  QvFactorTables tables = Means(0);
+  tables.SetModelEffectFactors({{}}, {});
+  tables.SetCovariates(variables);
+  QvFactorTables::MeanRows rows;
+  for (const QvCommon::Record& record : records) {
+    if (isTogether) {
+      tables.Update(record.GetAll(), rows);
+    } else {
+      tables.UpdateAll(record);
+    }
+  }
+  tables.MoveMeans(rows);
+  std::vector<double> found = tables.GetCovariateMeans();
+  for (const int variable : variables) {
+    found.push_back(tables.GetColumnSizes().GetVariableExponent(variable));
+  }
+  return found;
+}
+
+TEST(QvFactorTables, MeansOfRecordsTogetherAreThoseOfOneByOne) {
+  constexpr int kSize = 31;
+  std::mt19937 random(1);
+  std::uniform_real_distribution<double> uniform(-3.0, 5.0);
+  std::vector<QvCommon::Record> records;
+  for (int r = 0; r < 300; ++r) {
+    QvCommon::Record& record = records.emplace_back(kSize);
+    for (int j = 0; j < kSize; ++j) record[j] = std::ldexp(uniform(random), 3 * j - 45);
+    record[0] = r % 7 == 0 ? 0.0 : std::fabs(record[0]);
+  }
+  // The ends of a double's range, residues, and what is no number.
+  records[3][4] = 1.6e308;
+  records[150][4] = -1.6e308;
+  for (int r = 0; r < 300; ++r) records[static_cast<std::size_t>(r)][9] = r % 2 == 0 ? 0.1 : -0.1;
+  records[77][12] = std::numeric_limits<double>::infinity();
+  records[78][13] = std::nan("");
+  std::vector<int> runs;
+  for (int j = 1; j < kSize; ++j) runs.push_back(j);
+  const std::vector<int> scattered{20, 3, 4, 5, 6, 7, 8, 9, 10, 30, 1};
+  const std::vector<int> usual{14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25};
+  for (std::vector<int> variables : {runs, scattered, usual}) {
+    const std::vector<double> expected = MeansOfMany(records, variables, false);
+    EXPECT_EQ(MeansOfMany(records, variables, true), expected);
+    // Backwards no two are neighbours.
+    std::reverse(variables.begin(), variables.end());
+    std::vector<double> backwards = MeansOfMany(records, variables, false);
+    const auto middle = backwards.begin() + static_cast<std::ptrdiff_t>(variables.size());
+    std::reverse(backwards.begin(), middle);
+    std::reverse(middle, backwards.end());
+    EXPECT_EQ(backwards, expected);
+  }
 }
 
 }  // namespace

@@ -14,12 +14,12 @@
 namespace qvtest {
 
 /// Lends records that it owns in blocks of at most `rows`. A block is spoiled where its time is
-/// over, there are NaN between its records, and none is lent before the last one was ended. Tests
-/// derive from it to misbehave.
+/// over, there are `gap` NaN between its records, and none is lent before the last one was ended.
+/// Tests derive from it to misbehave.
 class BlockIter : public VectorRecordIter, public QvCommon::IQvRecordBlocks {
  public:
-  BlockIter(std::vector<QvCommon::Record> records, std::size_t rows)
-      : VectorRecordIter(std::move(records)), rows_(rows) {
+  BlockIter(std::vector<QvCommon::Record> records, std::size_t rows, std::size_t gap = 3)
+      : VectorRecordIter(std::move(records)), rows_(rows), gap_(gap) {
     if (!Records().empty()) size_ = Records().front().Size();
     block_.resize(rows_ * Stride(), kNaN);
   }
@@ -56,13 +56,14 @@ class BlockIter : public VectorRecordIter, public QvCommon::IQvRecordBlocks {
  private:
   static constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-  [[nodiscard]] std::size_t Stride() const { return static_cast<std::size_t>(size_) + 3; }
+  [[nodiscard]] std::size_t Stride() const { return static_cast<std::size_t>(size_) + gap_; }
   void Spoil() {
     EXPECT_FALSE(isLent_) << "the block was not ended";
     std::fill(block_.begin(), block_.end(), kNaN);
   }
 
   std::size_t rows_;
+  std::size_t gap_;
   int size_ = 0;
   std::vector<double> block_;
   bool isLent_ = false;
