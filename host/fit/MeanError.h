@@ -1,9 +1,8 @@
 #pragma once
 
 #include <optional>
-#include <vector>
 
-#include "host/fit/ScaledEstimates.h"
+#include "host/fit/DesignRow.h"
 #include "qvreg/common/Record.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
 #include "qvreg/parallel/QvScorer.h"
@@ -26,14 +25,9 @@ class MeanError {
   [[nodiscard]] std::optional<double> Of(const QvCommon::Record& record);
 
  private:
-  /// Leaves the parameters that are not redundant: a column without an estimate may hold anything.
-  void RemoveRedundant();
-
   const QvGLMOutputStats& output_;
-  QvScorer& scorer_;
+  DesignRow row_;
   std::optional<double> residualStdError_;
-  std::vector<int> places_;  ///< Of the row's non-zeros.
-  std::vector<double> values_;
 };
 
 }  // namespace qvhost
