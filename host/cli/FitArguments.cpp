@@ -71,7 +71,9 @@ FitArguments::FitArguments(CLI::App& command) : command_(&command), data_(comman
   AddLevels();
   AddIterations();
   AddConvergence();
+  AddRobust();
   AddOutput();
+  AddDiagnostics();
   AddSummary();
 }
 
@@ -212,8 +214,8 @@ void FitArguments::AddOutput() {
       ->group(group);
   keepOption_ = command_
                     ->add_option("--keep", keep_,
-                                 "Columns of the data to write beside the predictions: names\n"
-                                 "with commas between them, or all")
+                                 "Columns of the data to write beside predictions and\n"
+                                 "diagnostics: names with commas between them, or all")
                     ->type_name("COLUMN,...")
                     ->group(group);
   command_
@@ -226,6 +228,37 @@ void FitArguments::AddOutput() {
                    "Folder for the temporary file, which takes 8 bytes for\n"
                    "each value of a column of the model")
       ->type_name("DIR")
+      ->group(group);
+}
+
+void FitArguments::AddRobust() {
+  constexpr const char* group = "Estimation";
+  command_
+      ->add_option("--vcov", covariance_,
+                   "Standard errors that do not rest on the model's variances:\n"
+                   "hc0, hc1, hc2 or hc3; cluster:COLUMN for records that may\n"
+                   "depend on each other where the column has one value")
+      ->type_name("KIND")
+      ->group(group);
+}
+
+void FitArguments::AddDiagnostics() {
+  constexpr const char* group = "Output";
+  command_
+      ->add_option("--vcov-out", options_.covarianceFile,
+                   "Write the covariance matrix of the estimates to this .csv,\n"
+                   ".tsv or .parquet file")
+      ->type_name("FILE")
+      ->group(group);
+  command_
+      ->add_option("--diagnostics", options_.diagnostics,
+                   "Write residuals, leverage and Cook's distance of each row\n"
+                   "of the data to this .csv, .tsv or .parquet file")
+      ->type_name("FILE")
+      ->group(group);
+  command_
+      ->add_flag("--influential", options_.influential,
+                 "Find the ten records of the largest Cook's distance")
       ->group(group);
 }
 
@@ -379,8 +412,8 @@ void FitArguments::TakeStyle() {
 
 void FitArguments::TakeKept() {
   if (keepOption_->count() == 0) return;
-  if (options_.predictions.empty()) {
-    RefuseUsage("--keep needs --predictions, which names the file to write.");
+  if (options_.predictions.empty() && options_.diagnostics.empty()) {
+    RefuseUsage("--keep needs --predictions or --diagnostics, which name the file to write.");
   }
   for (const std::string& list : keep_) {
     if (list == "all") {
@@ -403,9 +436,35 @@ void FitArguments::Take() {
   options_.intercept = !noIntercept_;
   options_.refine = !noRefine_;
   if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;
-  // The ending is wrong usage, whatever becomes of the run.
-  if (!options_.predictions.empty()) static_cast<void>(TableFormatOf(options_.predictions));
+  CheckTables();
+  TakeCovariance();
   TakeKept();
+}
+
+void FitArguments::CheckTables() const {
+  // The ending is wrong usage, whatever becomes of the run.
+  for (const std::string& file :
+       {options_.predictions, options_.covarianceFile, options_.diagnostics}) {
+    if (!file.empty()) static_cast<void>(TableFormatOf(file));
+  }
+}
+
+void FitArguments::TakeCovariance() {
+  constexpr std::string_view kCluster = "cluster:";
+  if (covariance_.empty()) return;
+  if (covariance_.starts_with(kCluster) && covariance_.size() > kCluster.size()) {
+    options_.covariance = CovarianceKind::kCluster;
+    options_.binding.cluster = ReadColumn("--vcov", covariance_.substr(kCluster.size()));
+    return;
+  }
+  for (const CovarianceKind kind :
+       {CovarianceKind::kHc0, CovarianceKind::kHc1, CovarianceKind::kHc2, CovarianceKind::kHc3}) {
+    if (covariance_ != CovarianceName(kind)) continue;
+    options_.covariance = kind;
+    return;
+  }
+  RefuseUsage(
+      fmt::format("--vcov takes hc0, hc1, hc2, hc3 or cluster:COLUMN, not '{}'.", covariance_));
 }
 
 void FitArguments::TakeWeights() {

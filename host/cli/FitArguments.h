@@ -42,12 +42,16 @@ class FitArguments {
   void AddConvergence();
   void AddOutput();
   void AddSummary();
+  void AddRobust();
+  void AddDiagnostics();
   /// Adds the option to those that only a logistic model has.
   CLI::Option* OfLogistic(CLI::Option* option);
   void CheckRanges() const;
   void CheckLevelOptions() const;
   void TakeLogistic();
   void TakeKept();
+  void TakeCovariance();
+  void CheckTables() const;
   void TakeModelKind();
   void TakeWeights();
   void TakeOptionsOfOneKind();
@@ -57,6 +61,7 @@ class FitArguments {
   FitOptions options_;
   DataArguments data_;
   std::string model_;
+  std::string covariance_;
   double degreesOfFreedom_ = 0.0;
   CLI::Option* degreesOfFreedomOption_ = nullptr;
   CLI::Option* noRefineOption_ = nullptr;

@@ -24,6 +24,10 @@ To predict new rows, put them into a file with the same columns and no value of 
 it as a second --data; --predictions FILE has a row for each row. Its columns are observed, predicted,
 residual and std_error; of a logistic model observed, predicted and p_LEVEL for each level.
 
+--diagnostics FILE has a row for each row, too: fitted, residual, standardized, studentized, leverage
+and cooks_distance; of a logistic model deviance_residual, pearson_residual (of more than two levels
+pearson_residual_LEVEL for each), leverage and cooks_distance.
+
 Formulas:
   y ~ a + b              the terms a and b, and an intercept
   y ~ a*b                a + b + a:b, where a:b is a crossed with b
@@ -101,6 +105,8 @@ ExitCode FitCommand::FitAndReport(Interrupt& interrupt, InterruptWatch& watch) {
   OutputFiles outputs;
   if (writesJson) outputs.Add("--json", jsonFile);
   if (!options.predictions.empty()) outputs.Add("--predictions", options.predictions);
+  if (!options.diagnostics.empty()) outputs.Add("--diagnostics", options.diagnostics);
+  if (!options.covarianceFile.empty()) outputs.Add("--vcov-out", options.covarianceFile);
   FitResult fit;
   {
     ProgressBar progress = arguments_.IsQuiet() ? ProgressBar(nullptr) : ProgressBar();

@@ -58,9 +58,15 @@ struct FitOptions {
   std::string spoolDir;                    ///< Folder of the temporary file; empty: the system's.
   int threads = 0;                         ///< 0: as many as the machine has cores.
   LogisticOptions logistic;
-  bool strict = false;      ///< An estimation that does not converge is a failure.
-  std::string predictions;  ///< File for the predicted values; empty for none.
-  /// Names of columns of the data that stand beside the predictions; of all of them with `keepAll`.
+  /// Of the standard errors, tests and limits; clusters are those of BindingOptions::cluster.
+  CovarianceKind covariance = CovarianceKind::kModel;
+  std::string covarianceFile;  ///< File for the covariance matrix; empty for none.
+  std::string diagnostics;     ///< File for residuals and leverages of records; empty for none.
+  bool influential = false;    ///< Find the most influential records.
+  bool strict = false;         ///< An estimation that does not converge is a failure.
+  std::string predictions;     ///< File for the predicted values; empty for none.
+  /// Names of columns of the data that stand beside predictions and diagnostics; of all of them
+  /// with `keepAll`.
   std::vector<std::string> keep;
   bool keepAll = false;
   std::vector<OfOneKind> ofOneKind;  ///< Those given, to refuse them for the other kind.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +17,37 @@ enum class ModelKind { kLinear, kLogistic };
 [[nodiscard]] constexpr const char* ModelName(ModelKind kind) {
   return kind == ModelKind::kLinear ? "linear" : "logistic";
 }
+
+/// From what the covariance matrix of the estimates is computed.
+enum class CovarianceKind {
+  kModel,   ///< From the model: every record has the variance, or distribution, that it says.
+  kHc0,     ///< From the residuals of the records.
+  kHc1,     ///< The same, corrected for the number of parameters.
+  kHc2,     ///< The same, each record corrected for its leverage,
+  kHc3,     ///< and twice so.
+  kCluster  ///< From the residuals of clusters of records that may depend on each other.
+};
+
+/// As in `--vcov`; `model` without it.
+[[nodiscard]] constexpr const char* CovarianceName(CovarianceKind kind) {
+  constexpr std::array kNames = {"model", "hc0", "hc1", "hc2", "hc3", "cluster"};
+  return kNames.at(static_cast<std::size_t>(kind));
+}
+
+/// How the covariance matrix was computed.
+struct CovarianceResult {
+  CovarianceKind kind = CovarianceKind::kModel;
+  std::string column;                                ///< Of clusters; empty for none.
+  std::optional<long long> clusters = std::nullopt;  ///< Among the records used.
+};
+
+/// A record without which the estimates would be others.
+struct InfluentialRecord {
+  long long row = 0;  ///< Among the rows that were read, from 1.
+  double cooksDistance = 0.0;
+  std::optional<double> leverage;
+  std::optional<double> residual;  ///< Studentized; of a logistic model, of the deviance.
+};
 
 /// A level of the dependent that occurs in the records used.
 struct DependentLevel {
@@ -137,7 +170,13 @@ struct FitResult {
   std::optional<double> rmse;  ///< Root of the mean squared residual, over the frequency weights.
   std::optional<double> residualStdError;
   std::string predictions;  ///< The file with a row of predictions for each row; empty for none.
-  long long rowsPredicted = 0;        ///< Its rows.
+  long long rowsPredicted = 0;       ///< Its rows.
+  CovarianceResult covariance = {};  ///< Of standard errors, tests and limits.
+  std::string covarianceFile = {};   ///< The file with the covariance matrix; empty for none.
+  std::string diagnostics = {};      ///< The file with a row of diagnostics for each row.
+  long long rowsDiagnosed = 0;       ///< Its rows.
+  /// The largest Cook's distances, where they were asked for.
+  std::optional<std::vector<InfluentialRecord>> influential = std::nullopt;
   std::vector<std::string> warnings;  ///< Sentences about anything suspicious.
   long statusCode = 0;                ///< Of the library: 0, or that of its last warning.
   std::string statusMessage;

@@ -164,6 +164,7 @@ class Binder {
     PlaceColumns(levels);
     binding_.freqWeight = PlaceWeight(options.freqWeight, "--freq-weight");
     binding_.regressionWeight = PlaceWeight(options.regressionWeight, "--regression-weight");
+    binding_.cluster = PlaceCluster(options.cluster);
     return std::move(binding_);
   }
 
@@ -355,6 +356,12 @@ class Binder {
     if (name.empty()) return -1;
     const ColumnInfo& column = ColumnOfOption(source_, name, option);
     return Place({column.name, QuoteName(column.name), Coding::kNumber});
+  }
+
+  int PlaceCluster(const std::string& name) {
+    if (name.empty()) return -1;
+    const ColumnInfo& column = ColumnOfOption(source_, name, "--vcov");
+    return Place({column.name, QuoteName(column.name), Coding::kFactor});
   }
 
   const Formula& formula_;

@@ -60,6 +60,7 @@ struct BindingOptions {
   std::optional<ModelKind> model;  ///< None: by the type of the dependent.
   std::string freqWeight;          ///< Column names.
   std::string regressionWeight;
+  std::string cluster = {};  ///< The column of clusters.
   std::vector<std::string> bases =
       {};  ///< Each FACTOR=LEVEL: the level the others are compared with.
   std::vector<std::string> levels = {};  ///< Each FACTOR=LEVEL,LEVEL,...: their order.
@@ -68,8 +69,8 @@ struct BindingOptions {
 /// The positions of a formula's variables in the coded records. A plain value.
 ///
 /// A record holds the dependent (a number, or for a logistic model the code of its level), the
-/// factors, the covariates, the frequency weight and the regression weight, in this order. A column
-/// with several roles stands there once for each.
+/// factors, the covariates, the frequency weight, the regression weight and the cluster, in this
+/// order. A column with several roles stands there once for each.
 struct ModelBinding {
   ModelKind kind = ModelKind::kLinear;
   bool isKindByType = true;            ///< And not asked for.
@@ -80,6 +81,7 @@ struct ModelBinding {
   int covariateCount = 0;
   int freqWeight = -1;  ///< Position; -1 for none.
   int regressionWeight = -1;
+  int cluster = -1;  ///< Of the clusters' codes, a position without a role in the model.
 
   static constexpr int kDependent = 0;  ///< Its position.
 };

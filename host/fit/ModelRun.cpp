@@ -24,6 +24,12 @@
 namespace qvhost {
 namespace {
 
+/// Whether a column is one of the model.
+bool HasRole(const QvRegSettings& settings, std::size_t position) {
+  const std::vector<QvConst::QvVariableType>& types = settings.GetVariableTypes();
+  return position < types.size() && types[position] != QvConst::QvVarNone;
+}
+
 /// Borrows everything it is made of.
 class UnusableRecords {
  public:
@@ -35,7 +41,7 @@ class UnusableRecords {
           index == settings.GetFrequencyWeightVar() || index == settings.GetRegrWeightVar();
       if (isWeight) {
         AddOnce(columns_[position].label, weights_);
-      } else if (columns_[position].missing > 0) {
+      } else if (columns_[position].missing > 0 && HasRole(settings, position)) {
         AddOnce(columns_[position], missing_);
       }
     }
@@ -240,6 +246,7 @@ RecordUse ModelRun::Records() const {
     const int index = static_cast<int>(position);
     if (index == settings_.GetFrequencyWeightVar() || index == settings_.GetRegrWeightVar())
       continue;
+    if (!HasRole(settings_, position)) continue;
     const auto listed = [&](const ColumnMissing& other) { return other.name == column.label; };
     // A column with several roles is listed once.
     if (column.missing == 0 || std::ranges::any_of(use.missingByColumn, listed)) continue;

@@ -196,6 +196,9 @@ FitResult ResultBuilder::Build(const FitOptions& options) const {
   result.imposedDegreesOfFreedom = options.degreesOfFreedom.has_value();
   result.records = run_.Records();
   result.libraryDegreesOfFreedom = run_.Output().GetNDegFreedom();
+  result.covariance.kind = options.covariance;
+  result.covariance.column = options.binding.cluster;
+  if (robust_ != nullptr) result.covariance.clusters = robust_->clusters;
   if (binding_.kind == ModelKind::kLinear) {
     AddLinearFit(options, result);
   } else {
@@ -221,9 +224,11 @@ void ResultBuilder::AddLinearFit(const FitOptions& options, FitResult& result) c
       scaled.rmse, output.GetTotalFreqWeight(), kept, options.degreesOfFreedom);
   result.degreesOfFreedom = residual.degreesOfFreedom;
   result.residualStdError = inDataUnits(residual.stdError);
-  AddParameters(
-      options, CoefficientInference(residual.stdError, result.degreesOfFreedom, options.confidence),
-      result);
+  // A robust matrix has the residuals in it.
+  const std::optional<double> unit =
+      robust_ != nullptr && residual.stdError ? std::optional(1.0) : residual.stdError;
+  AddParameters(options, CoefficientInference(unit, result.degreesOfFreedom, options.confidence),
+                result);
 }
 
 void ResultBuilder::AddLogisticFit(const FitOptions& options, FitResult& result) const {
@@ -249,6 +254,15 @@ bool ResultBuilder::IsDetermined(const ParameterResult& parameter, double varian
   return variance > 0.0 && !isFixed;
 }
 
+double ResultBuilder::VarianceOf(int parameter) const {
+  if (robust_ == nullptr) {
+    return ScaledEstimatesOf(run_.Output()).covariance.GetElem(parameter, parameter);
+  }
+  // Rounding may take one of 0 below it.
+  const double variance = robust_->matrix.GetElem(parameter, parameter);
+  return variance < 0.0 ? 0.0 : variance;
+}
+
 void ResultBuilder::AddParameters(const FitOptions& options, const CoefficientInference& inference,
                                   FitResult& result) const {
   const IQvRegOutputStats& output = run_.Output();
@@ -263,7 +277,8 @@ void ResultBuilder::AddParameters(const FitOptions& options, const CoefficientIn
     if (!run_.Ending().growth.empty()) parameter.growth = run_.Ending().growth.at(i);
     const double variance = scaled.covariance.GetElem(index, index);
     if (!parameter.redundant && IsDetermined(parameter, variance)) {
-      parameter.statistics = inference.Of(scaled.estimates[i], variance, scaled.PowerOf(i));
+      parameter.statistics =
+          inference.Of(scaled.estimates[i], VarianceOf(index), scaled.PowerOf(i));
     }
     result.parameters.push_back(std::move(parameter));
   }

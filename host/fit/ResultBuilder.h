@@ -4,6 +4,7 @@
 #include "host/fit/FitResult.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
+#include "host/fit/RobustCovariance.h"
 #include "host/formula/Formula.h"
 #include "host/inference/Inference.h"
 #include "host/table/CodedTable.h"
@@ -14,9 +15,10 @@ namespace qvhost {
 /// everything it is made of; `run` must be built.
 class ResultBuilder {
  public:
+  /// `robust`, null for none, takes the place of the model's own covariance matrix.
   ResultBuilder(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
-                const ModelRun& run)
-      : formula_(formula), binding_(binding), table_(table), run_(run) {}
+                const ModelRun& run, const RobustCovariance* robust = nullptr)
+      : formula_(formula), binding_(binding), table_(table), run_(run), robust_(robust) {}
 
   /// Throws Error (kRunFailed) when an estimate or a standard error is outside the range of a
   /// double.
@@ -27,6 +29,9 @@ class ResultBuilder {
                      FitResult& result) const;
   /// Whether the likelihood determines an estimate, so that its variance means something.
   [[nodiscard]] bool IsDetermined(const ParameterResult& parameter, double variance) const;
+  /// Of the estimate of a parameter, in the units of the estimation; of a linear model without the
+  /// residual variance unless it is robust.
+  [[nodiscard]] double VarianceOf(int parameter) const;
   void AddLinearFit(const FitOptions& options, FitResult& result) const;
   void AddLogisticFit(const FitOptions& options, FitResult& result) const;
   void AddWarnings(const FitOptions& options, FitResult& result) const;
@@ -36,6 +41,7 @@ class ResultBuilder {
   const ModelBinding& binding_;
   const CodedTable& table_;
   const ModelRun& run_;
+  const RobustCovariance* robust_;
 };
 
 }  // namespace qvhost

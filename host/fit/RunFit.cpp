@@ -10,15 +10,21 @@
 
 #include "host/Error.h"
 #include "host/Threads.h"
+#include "host/fit/CovarianceTable.h"
 #include "host/fit/DataNotes.h"
+#include "host/fit/Diagnostics.h"
 #include "host/fit/DotColumns.h"
 #include "host/fit/GroupedRecords.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
 #include "host/fit/ParameterLimit.h"
 #include "host/fit/Predictions.h"
+#include "host/fit/RecordFit.h"
+#include "host/fit/RecordWalk.h"
 #include "host/fit/ResultBuilder.h"
+#include "host/fit/RobustCovariance.h"
 #include "host/fit/RunSettings.h"
+#include "host/fit/ScaledEstimates.h"
 #include "host/fit/Standardization.h"
 #include "host/fit/StatusText.h"
 #include "host/formula/Formula.h"
@@ -28,6 +34,7 @@
 #include "host/table/TableWriter.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
+#include "qvreg/parallel/QvThreadRunner.h"
 
 namespace qvhost {
 
@@ -127,8 +134,8 @@ std::vector<std::string> ColumnsOf(const TableSource& source, const Formula& for
                                    const BindingOptions& options,
                                    const std::optional<RowCondition>& condition) {
   std::vector<std::string> columns;
-  for (const std::string& weight : {options.freqWeight, options.regressionWeight}) {
-    for (const ColumnInfo* column : source.Matches(weight)) columns.push_back(column->name);
+  for (const std::string& named : {options.freqWeight, options.regressionWeight, options.cluster}) {
+    for (const ColumnInfo* column : source.Matches(named)) columns.push_back(column->name);
   }
   if (condition)
     columns.insert(columns.end(), condition->columns.begin(), condition->columns.end());
@@ -145,15 +152,110 @@ PredictedCategories CategoriesOf(const ModelRun& run, const CodedTable& table) {
   return {logistic->GetDependCategories(), table.Columns()[ModelBinding::kDependent].levels};
 }
 
-/// What the notes say of the predictions.
-std::string Predict(const WholeFile& file, const CodedTable& table, const ModelRun& run,
-                    const FitResult& fit, int threads, ProgressBar& progress,
-                    const Interrupt& interrupt) {
-  const BuiltPredictor model{run.Component(), run.Output(), CategoriesOf(run, table),
-                             fit.residualStdError};
-  return WritePredictions(file, table, model, ThreadCount(threads),
-                          ShowShare("predicting", table, progress), interrupt);
+/// The model as the records of the table are to be read, whatever it was fitted to.
+FittedModel FittedModelOf(const ModelRun& run, const QvRegRecordValidator& validator,
+                          const ModelBinding& binding, const FitOptions& options) {
+  const IQvRegOutputStats& output = run.Output();
+  const ResidualVariance residual =
+      ComputeResidualVariance(ScaledEstimatesOf(output).rmse, output.GetTotalFreqWeight(),
+                              output.GetRedundancyIndicators().Count(), options.degreesOfFreedom);
+  return {.output = output,
+          .scoring = ScoringBytesOf(run.Component()),
+          .validator = validator,
+          .freqWeight = binding.freqWeight,
+          .regressionWeight = binding.regressionWeight,
+          .residualStdError = residual.stdError,
+          .degreesOfFreedom = residual.degreesOfFreedom};
 }
+
+/// What is made of a model that was fitted, over the records of the table. Borrows everything.
+class AfterFit {
+ public:
+  AfterFit(const FitOptions& options, const ModelBinding& binding, const CodedTable& table,
+           ProgressBar& progress, const Interrupt& interrupt, const OutputFiles& outputs)
+      : options_(options),
+        binding_(binding),
+        table_(table),
+        progress_(progress),
+        interrupt_(interrupt),
+        outputs_(outputs) {}
+
+  /// Before the fit, which would be in vain.
+  void CheckClusters(const QvRegRecordValidator& validator) const {
+    if (binding_.cluster < 0) return;
+    RequireClusters(table_, validator, binding_.cluster, Walk("checking clusters"));
+  }
+
+  [[nodiscard]] std::optional<RobustCovariance> Robust(const ModelRun& run,
+                                                       const FittedModel& model) const {
+    if (options_.covariance == CovarianceKind::kModel) return std::nullopt;
+    return ComputeRobustCovariance(table_, model,
+                                   {.kind = options_.covariance,
+                                    .cluster = binding_.cluster,
+                                    .clusterName = options_.binding.cluster,
+                                    .parts = PartsOf(run)},
+                                   Walk("robust errors"));
+  }
+
+  /// Adds what was written and found to the result.
+  void WriteAll(const ModelRun& run, const FittedModel& model, const RobustCovariance* robust,
+                FitResult& result) const {
+    Predict(run, result);
+    Diagnose(run, model, result);
+    if (options_.covarianceFile.empty()) return;
+    const CoefficientCovariance covariance = CoefficientCovarianceOf(
+        run.Output(), options_.degreesOfFreedom, robust == nullptr ? nullptr : &robust->matrix);
+    WriteCovariance(outputs_.Get(options_.covarianceFile), result, covariance, interrupt_);
+    result.covarianceFile = options_.covarianceFile;
+  }
+
+ private:
+  [[nodiscard]] WalkOptions Walk(const char* stage) const {
+    return {.interrupt = interrupt_,
+            .threads = ThreadCount(options_.threads),
+            .progress = ShowShare(stage, table_, progress_)};
+  }
+
+  [[nodiscard]] int PartsOf(const ModelRun& run) const {
+    return QvPartCount(table_.RecordCount(), run.Component().GetCompSettings());
+  }
+
+  static void AddNote(std::string note, FitResult& result) {
+    const auto found = std::ranges::find(result.warnings, note);
+    if (!note.empty() && found == result.warnings.end()) result.warnings.push_back(std::move(note));
+  }
+
+  void Predict(const ModelRun& run, FitResult& result) const {
+    if (options_.predictions.empty()) return;
+    const BuiltPredictor model{run.Component(), run.Output(), CategoriesOf(run, table_),
+                               result.residualStdError};
+    const WalkOptions walk = Walk("predicting");
+    AddNote(WritePredictions(outputs_.Get(options_.predictions), table_, model, walk.threads,
+                             walk.progress, interrupt_),
+            result);
+    result.predictions = options_.predictions;
+    result.rowsPredicted = table_.RecordCount();
+  }
+
+  void Diagnose(const ModelRun& run, const FittedModel& model, FitResult& result) const {
+    if (options_.influential) {
+      result.influential = FindInfluential(table_, model, PartsOf(run), Walk("influence"));
+    }
+    if (options_.diagnostics.empty()) return;
+    AddNote(WriteDiagnostics(outputs_.Get(options_.diagnostics), table_, model,
+                             CategoriesOf(run, table_), Walk("diagnosing")),
+            result);
+    result.diagnostics = options_.diagnostics;
+    result.rowsDiagnosed = table_.RecordCount();
+  }
+
+  const FitOptions& options_;
+  const ModelBinding& binding_;
+  const CodedTable& table_;
+  ProgressBar& progress_;
+  const Interrupt& interrupt_;
+  const OutputFiles& outputs_;
+};
 
 /// The columns that --keep names, each once. Throws Error (kBadInput) for one that does not exist.
 std::vector<std::string> NamesToKeep(const FitOptions& options, const TableSource& source) {
@@ -177,9 +279,13 @@ std::string DataText(const TableSource& source, const DataSource& asked) {
   return (asked.data.empty() ? "query " : asked.data + ", query ") + asked.sql;
 }
 
-/// Whether a table is written as text.
-bool IsText(const std::string& path) {
-  return !path.empty() && TableFormatOf(path) != TableFormat::kParquet;
+/// Whether the kept columns are written as text alone.
+bool AreKeptAsText(const FitOptions& options) {
+  const auto isText = [](const std::string& path) {
+    return path.empty() || TableFormatOf(path) != TableFormat::kParquet;
+  };
+  const bool isAny = !options.predictions.empty() || !options.diagnostics.empty();
+  return isAny && isText(options.predictions) && isText(options.diagnostics);
 }
 
 DataSource SourceOf(const FitOptions& options) {
@@ -200,7 +306,7 @@ std::vector<std::string> ColumnsRead(const TableSource& source, const Formula& f
                                      const std::vector<std::string>& kept) {
   std::vector<std::string> read = ColumnsOf(source, formula, options.binding, condition);
   // As text it needs no type.
-  if (!IsText(options.predictions)) read.insert(read.end(), kept.begin(), kept.end());
+  if (!AreKeptAsText(options)) read.insert(read.end(), kept.begin(), kept.end());
   return read;
 }
 
@@ -249,7 +355,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   RefuseOtherKind(options, binding.kind);
   if (condition) source.SetCondition(condition->sql);
   CodedTable table = Code(source, formula, binding, options,
-                          source.Keep(kept, IsText(options.predictions)), progress, interrupt);
+                          source.Keep(kept, AreKeptAsText(options)), progress, interrupt);
   CheckRows(table, source);
   // Some files are opened only while others are read.
   outputs.SetInputs(source.Inputs());
@@ -258,6 +364,10 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   const std::vector<StandardizedVariable> standardized =
       Standardize(formula, binding, table, ValidatorOf(settings.Get()), interrupt,
                   ShowShare("standardizing", table, progress));
+  // Groups have a validator of their own.
+  const QvRegRecordValidator validator = ValidatorOf(settings.Get());
+  const AfterFit after(options, binding, table, progress, interrupt, outputs);
+  after.CheckClusters(validator);
   const std::optional<GroupedRecords> grouped = Group(table, binding, options, progress, interrupt);
   if (grouped) settings.UseGroups(*grouped, options.logistic);
   const CodedTable& fitted = grouped ? grouped->table : table;
@@ -266,7 +376,10 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   settings.SettleReference(fitted, ShowShare("counting", fitted, progress), interrupt);
   ModelRun run(settings.Get(), fitted, options.threads, progress, interrupt);
   run.Build();
-  FitResult result = ResultBuilder(formula, binding, table, run).Build(options);
+  const FittedModel model = FittedModelOf(run, validator, binding, options);
+  const std::optional<RobustCovariance> robust = after.Robust(run, model);
+  const RobustCovariance* const covariance = robust ? &*robust : nullptr;
+  FitResult result = ResultBuilder(formula, binding, table, run, covariance).Build(options);
   if (grouped) result.logistic->distinctRecords = grouped->table.RecordCount();
   result.where = options.where;
   result.records.leftOut = source.RowsLeftOut();
@@ -276,13 +389,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   for (std::string& note : DataNotes(formula, binding, table, source, !options.source.na.empty())) {
     result.warnings.push_back(std::move(note));
   }
-  if (!options.predictions.empty()) {
-    std::string note = Predict(outputs.Get(options.predictions), table, run, result,
-                               options.threads, progress, interrupt);
-    if (!note.empty()) result.warnings.push_back(std::move(note));
-    result.predictions = options.predictions;
-    result.rowsPredicted = table.RecordCount();
-  }
+  after.WriteAll(run, model, covariance, result);
   result.data = DataText(source, options.source);
   progress.Erase();
   return result;

@@ -36,12 +36,13 @@ ScaledEstimates ScaledEstimatesOf(const IQvRegOutputStats& output) {
 }
 
 CoefficientCovariance CoefficientCovarianceOf(const IQvRegOutputStats& output,
-                                              std::optional<double> imposedDf) {
+                                              std::optional<double> imposedDf,
+                                              const QvCommon::QvSymMatrixData* robust) {
   const ScaledEstimates scaled = ScaledEstimatesOf(output);
   const QvCommon::QvBitSet& kept = output.GetRedundancyIndicators();
   CoefficientCovariance::Parts parts;
   parts.estimates = scaled.estimates;
-  parts.matrix = &scaled.covariance;
+  parts.matrix = robust == nullptr ? &scaled.covariance : robust;
   for (std::size_t i = 0; i < parts.estimates.size(); ++i) {
     parts.kept.push_back(kept.IsIn(static_cast<int>(i)));
     parts.exponents.push_back(scaled.PowerOf(i));
@@ -51,7 +52,11 @@ CoefficientCovariance CoefficientCovarianceOf(const IQvRegOutputStats& output,
         ComputeResidualVariance(scaled.rmse, output.GetTotalFreqWeight(), kept.Count(), imposedDf);
     parts.degreesOfFreedom = residual.degreesOfFreedom;
     parts.variance.reset();
-    if (residual.stdError) parts.variance = Finite(*residual.stdError * *residual.stdError);
+    // Without residual degrees of freedom a robust matrix is of no use either.
+    if (residual.stdError) {
+      parts.variance =
+          robust == nullptr ? Finite(*residual.stdError * *residual.stdError) : std::optional(1.0);
+    }
   }
   return CoefficientCovariance(std::move(parts));
 }

@@ -39,10 +39,12 @@ struct ScaledEstimates {
 [[nodiscard]] ScaledEstimates ScaledEstimatesOf(const IQvRegOutputStats& output);
 
 /// Estimates and covariance matrix of a model of either kind. `imposedDf`: the degrees of freedom
-/// of
-/// --df, if given. Borrows the matrix of the statistics. REQUIRES: it has a covariance matrix.
-[[nodiscard]] CoefficientCovariance CoefficientCovarianceOf(const IQvRegOutputStats& output,
-                                                            std::optional<double> imposedDf);
+/// of --df, if given. `robust`, null for none, is a matrix in the place of the model's own, in the
+/// units of the estimation and with the residuals in it. Borrows the matrix. REQUIRES: the model
+/// has a covariance matrix.
+[[nodiscard]] CoefficientCovariance CoefficientCovarianceOf(
+    const IQvRegOutputStats& output, std::optional<double> imposedDf,
+    const QvCommon::QvSymMatrixData* robust = nullptr);
 
 /// How close the kept columns of a design are to linear dependence: the smallest over the
 /// largest pivot of the Cholesky factorisation of the correlation matrix of their estimates. 1 for

@@ -121,6 +121,24 @@ Json Classification(const LogisticFit& fit) {
   return {{"categories", std::move(categories)}, {"table", fit.classification}};
 }
 
+Json Covariance(const CovarianceResult& covariance) {
+  return {{"type", CovarianceName(covariance.kind)},
+          {"column", Text(covariance.column)},
+          {"clusters", covariance.clusters ? Json(*covariance.clusters) : Json()}};
+}
+
+Json Influential(const FitResult& fit) {
+  if (!fit.influential) return {};
+  Json records = Json::array();
+  for (const InfluentialRecord& record : *fit.influential) {
+    records.push_back({{"row", record.row},
+                       {"cooks_distance", record.cooksDistance},
+                       {"leverage", Number(record.leverage)},
+                       {"residual", Number(record.residual)}});
+  }
+  return records;
+}
+
 }  // namespace
 
 std::string JsonReport(const FitResult& fit) {
@@ -139,10 +157,12 @@ std::string JsonReport(const FitResult& fit) {
     report["reference"] = fit.logistic->levels.back().level;
     report["dependent_levels"] = Levels(*fit.logistic);
   }
+  report["covariance"] = Covariance(fit.covariance);
   report["transformations"] = Transformations(fit);
   report["parameters"] = Parameters(fit);
   report["fit"] = fit.logistic ? LogisticFitJson(*fit.logistic) : LinearFitJson(fit);
   if (fit.logistic) report["classification"] = Classification(*fit.logistic);
+  report["influential"] = Influential(fit);
   report["warnings"] = fit.warnings;
   report["status"] = {{"code", fit.statusCode}, {"message", fit.statusMessage}};
   constexpr int indent = 2;

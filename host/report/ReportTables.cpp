@@ -202,6 +202,29 @@ std::string ParameterTable(Parameters parameters, ModelKind kind, double confide
   return table.Render(style);
 }
 
+std::string InfluentialTable(const FitResult& fit, const TextStyle& style) {
+  constexpr int kDigits = 4;
+  const std::string title = style.Heading("Most influential records") + "\n";
+  if (fit.influential->empty()) return title + "None has a Cook's distance.\n";
+  std::vector<std::optional<double>> distances;
+  std::vector<std::optional<double>> leverages;
+  std::vector<std::optional<double>> residuals;
+  for (const InfluentialRecord& record : *fit.influential) {
+    distances.emplace_back(record.cooksDistance);
+    leverages.push_back(record.leverage);
+    residuals.push_back(record.residual);
+  }
+  const std::vector<std::string> distanceTexts = ColumnText(distances, kDigits);
+  const std::vector<std::string> leverageTexts = ColumnText(leverages, kDigits);
+  TextTable table({"Row", "Cook's distance", "Leverage",
+                   fit.logistic ? "Deviance residual" : "Studentized residual"});
+  for (std::size_t i = 0; i < distances.size(); ++i) {
+    table.AddRow({CountText(fit.influential->at(i).row), distanceTexts[i], leverageTexts[i],
+                  StatisticText(residuals[i])});
+  }
+  return title + table.Render(style);
+}
+
 std::string LevelTable(const FitResult& fit, const TextStyle& style) {
   const std::vector<DependentLevel>& levels = fit.logistic->levels;
   double total = 0.0;

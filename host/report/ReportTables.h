@@ -15,6 +15,9 @@ namespace qvhost {
                                          ModelKind kind, double confidence,
                                          const TextStyle& style = {});
 
+/// The most influential records. REQUIRES: `fit.influential` is there.
+[[nodiscard]] std::string InfluentialTable(const FitResult& fit, const TextStyle& style = {});
+
 /// The parts of the printed summary that only a logistic model has.
 /// REQUIRES for all: `fit.logistic` is there.
 

@@ -90,6 +90,20 @@ void AddRecords(HeadingLines& lines, const RecordUse& records) {
   }
 }
 
+/// From what the standard errors are computed, where it is not the model.
+std::string CovarianceText(const CovarianceResult& covariance) {
+  if (!covariance.clusters) return fmt::format("robust, {}", CovarianceName(covariance.kind));
+  return fmt::format("robust, {} clusters of {}", CountText(*covariance.clusters),
+                     Printable(covariance.column));
+}
+
+/// A file with a row for each row of the data, if there is one.
+void AddTable(HeadingLines& lines, std::string_view name, const std::string& file, long long rows) {
+  if (file.empty()) return;
+  lines.Add(name,
+            fmt::format("{}, {} row{}", Printable(file), CountText(rows), rows == 1 ? "" : "s"));
+}
+
 std::string Title(const FitResult& fit) {
   if (!fit.logistic) return "Linear model";
   return fit.logistic->levels.size() == 2 ? "Binary logistic model" : "Multinomial logistic model";
@@ -113,11 +127,12 @@ std::string Heading(const FitResult& fit, const TextStyle& style) {
   }
   if (!weights.empty()) lines.Add("Weights", weights);
   AddRecords(lines, fit.records);
-  if (!fit.predictions.empty()) {
-    lines.Add("Predictions",
-              fmt::format("{}, {} row{}", Printable(fit.predictions), CountText(fit.rowsPredicted),
-                          fit.rowsPredicted == 1 ? "" : "s"));
+  if (fit.covariance.kind != CovarianceKind::kModel) {
+    lines.Add("Std. errors", CovarianceText(fit.covariance));
   }
+  AddTable(lines, "Predictions", fit.predictions, fit.rowsPredicted);
+  AddTable(lines, "Diagnostics", fit.diagnostics, fit.rowsDiagnosed);
+  if (!fit.covarianceFile.empty()) lines.Add("Covariance", Printable(fit.covarianceFile));
   return style.Heading(Title(fit)) + "\n\n" + lines.Text();
 }
 
@@ -188,6 +203,7 @@ std::string TextReport(const FitResult& fit, const TextStyle& style) {
     text += LevelTable(fit, style) + "\n" + LevelParameters(fit, style) + "\n" +
             LikelihoodText(fit, style) + "\n" + ClassificationText(fit, style);
   }
+  if (fit.influential) text += "\n" + InfluentialTable(fit, style);
   return text + Notes(fit, style);
 }
 

@@ -201,7 +201,7 @@ TEST_F(CommandPredictions, WrongUsage) {
     return result.err;
   };
   EXPECT_EQ(refused({"--keep", "id"}),
-            "qvreg: --keep needs --predictions, which names the file to write.\n"
+            "qvreg: --keep needs --predictions or --diagnostics, which name the file to write.\n"
             "Try 'qvreg fit --help'.\n");
   EXPECT_EQ(refused({"--predictions", "out.csv", "--keep", "zup"}),
             "qvreg: There is no column 'zup' for --keep in in.csv; did you mean 'zip'?\n");

@@ -23,10 +23,11 @@ using Texts = std::vector<std::string>;
 
 TEST(JsonReport, HasTheseNames) {
   const Json report = Json::parse(JsonReport(SampleFit()));
-  EXPECT_EQ(Names(report), (Texts{"model", "formula", "data", "where", "dependent", "freq_weight",
-                                  "regression_weight", "confidence", "records",
-                                  "degrees_of_freedom", "library_degrees_of_freedom",
-                                  "transformations", "parameters", "fit", "warnings", "status"}));
+  EXPECT_EQ(Names(report),
+            (Texts{"model", "formula", "data", "where", "dependent", "freq_weight",
+                   "regression_weight", "confidence", "records", "degrees_of_freedom",
+                   "library_degrees_of_freedom", "covariance", "transformations", "parameters",
+                   "fit", "influential", "warnings", "status"}));
   EXPECT_EQ(Names(report["records"]), (Texts{"read", "used", "left_out", "missing", "bad_weight",
                                              "missing_by_column", "missing_strings"}));
   EXPECT_EQ(Names(report["parameters"][0]),
@@ -117,11 +118,27 @@ TEST(JsonReport, TellsWhatWasStandardized) {
 
 TEST(JsonReportLogistic, HasTheseNames) {
   const Json report = Json::parse(JsonReport(SampleLogisticFit()));
-  EXPECT_EQ(Names(report),
-            (Texts{"model", "formula", "data", "where", "dependent", "freq_weight",
-                   "regression_weight", "confidence", "records", "degrees_of_freedom",
-                   "library_degrees_of_freedom", "reference", "dependent_levels", "transformations",
-                   "parameters", "fit", "classification", "warnings", "status"}));
+  EXPECT_EQ(Names(report), (Texts{"model",
+                                  "formula",
+                                  "data",
+                                  "where",
+                                  "dependent",
+                                  "freq_weight",
+                                  "regression_weight",
+                                  "confidence",
+                                  "records",
+                                  "degrees_of_freedom",
+                                  "library_degrees_of_freedom",
+                                  "reference",
+                                  "dependent_levels",
+                                  "covariance",
+                                  "transformations",
+                                  "parameters",
+                                  "fit",
+                                  "classification",
+                                  "influential",
+                                  "warnings",
+                                  "status"}));
   EXPECT_EQ(Names(report["dependent_levels"][0]), (Texts{"level", "weight"}));
   EXPECT_EQ(Names(report["parameters"][0]),
             (Texts{"category", "label", "levels", "covariates", "estimate", "std_error",
