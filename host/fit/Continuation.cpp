@@ -3,12 +3,16 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <new>
 #include <utility>
 
 #include "host/fit/ModelBinding.h"
-#include "host/fit/SpoolRunner.h"
+#include "host/fit/RecordFit.h"
 #include "qvreg/data/QvRegRecordValidator.h"
+#include "qvreg/parallel/QvScorer.h"
+#include "qvreg/parallel/QvThreadRunner.h"
 
 namespace qvhost {
 
@@ -22,11 +26,13 @@ constexpr double kCertainty = 0.99;
 // Enough for separation to show after the library suspected it, at little cost.
 constexpr int kIterationsPerBuild = 10;
 
-/// Compares one record after the other with the direction.
+/// Compares one record after the other with the direction. Borrows all that it is made of.
 class SeparationTest {
  public:
-  SeparationTest(const QvLogOutputStats& output, const std::vector<double>& direction)
+  SeparationTest(const QvLogOutputStats& output, QvScorer& scorer,
+                 const std::vector<double>& direction)
       : output_(output),
+        scorer_(scorer),
         direction_(direction),
         categories_(output.GetDependCategories()),
         blockSize_(direction.size() / (categories_.size() - 1)),
@@ -34,10 +40,27 @@ class SeparationTest {
         predictors_(categories_.size()) {}
 
   /// False when the record contradicts separation.
+  bool Add(const QvCommon::Record& record, std::int64_t /*number*/) {
+    isContradicted_ = isContradicted_ || !Accepts(record);
+    return !isContradicted_;
+  }
+  void EndPart() {}
+  void Merge(const SeparationTest& next) {
+    isContradicted_ = isContradicted_ || next.isContradicted_;
+    isGrowing_ = isGrowing_ || next.isGrowing_;
+    isCertain_ = isCertain_ && next.isCertain_;
+  }
+
+  [[nodiscard]] Separation Result() const {
+    if (isContradicted_ || !isGrowing_) return Separation::kNone;
+    return isCertain_ ? Separation::kComplete : Separation::kQuasiComplete;
+  }
+
+ private:
   bool Accepts(const QvCommon::Record& record) {
     QvCommon::QvStatus status;
     if (!output_.GetRecordValidator().IsValidRecord(record, status)) return true;
-    if (!output_.ExpandRow(record, indices_, values_)) return true;
+    if (!scorer_.ExpandRow(record, indices_, values_)) return true;
     for (std::size_t j = 0; j + 1 < categories_.size(); ++j) {
       changes_[j] = Predictor(direction_, j);
       predictors_[j] = Predictor(output_.GetParamEstimates(), j);
@@ -49,12 +72,6 @@ class SeparationTest {
     return MovesTowards(own);
   }
 
-  [[nodiscard]] Separation Result() const {
-    if (!isGrowing_) return Separation::kNone;
-    return isCertain_ ? Separation::kComplete : Separation::kQuasiComplete;
-  }
-
- private:
   /// Of the category at this place; that of the reference is 0.
   [[nodiscard]] double Predictor(const std::vector<double>& parameters, std::size_t place) const {
     double sum = 0.0;
@@ -82,6 +99,7 @@ class SeparationTest {
   }
 
   const QvLogOutputStats& output_;
+  QvScorer& scorer_;
   const std::vector<double>& direction_;
   const std::vector<int>& categories_;
   std::size_t blockSize_;
@@ -89,6 +107,7 @@ class SeparationTest {
   std::vector<double> values_;
   std::vector<double> changes_;     ///< Of the predictors, along the direction.
   std::vector<double> predictors_;  ///< By the estimates.
+  bool isContradicted_ = false;
   bool isGrowing_ = false;
   bool isCertain_ = true;
 };
@@ -114,26 +133,28 @@ std::vector<double> Expand(const std::vector<double>& kept, const QvCommon::QvBi
 
 }  // namespace
 
-Separation CheckSeparation(const CodedTable& table, const QvLogOutputStats& output,
-                           const std::vector<double>& direction,
-                           const std::function<void(long long)>& progress,
-                           const Interrupt& interrupt) {
-  SpoolRecords records(table, progress);
-  SeparationTest test(output, direction);
-  while (const QvCommon::Record* record = records.Fetch(interrupt)) {
-    if (!test.Accepts(*record)) return Separation::kNone;
-  }
-  return test.Result();
+Separation CheckSeparation(const CodedTable& table, IQvRegComponent& component,
+                           const QvLogOutputStats& output, const std::vector<double>& direction,
+                           const WalkOptions& walk) {
+  const std::vector<unsigned char> bytes = ScoringBytesOf(component);
+  std::vector<QvScorer> scorers(static_cast<std::size_t>(walk.threads));
+  for (QvScorer& scorer : scorers) OpenScorer(bytes, scorer);
+  const int parts = QvPartCount(table.RecordCount(), component.GetCompSettings());
+  return WalkRecords<SeparationTest>(table, parts, walk,
+                                     [&](int, int worker) {
+                                       return std::make_unique<SeparationTest>(
+                                           output, scorers[static_cast<std::size_t>(worker)],
+                                           direction);
+                                     })
+      ->Result();
 }
 
 Continuation::Continuation(QvLogRegSettings& settings, const CodedTable& table,
-                           IterationHistory& history, const Interrupt& interrupt,
-                           std::function<void(long long)> progress)
+                           IterationHistory& history, WalkOptions walk)
     : settings_(settings),
       table_(table),
       history_(history),
-      interrupt_(interrupt),
-      progress_(std::move(progress)),
+      walk_(std::move(walk)),
       maxIterations_(settings.GetMaxIterations()),
       checksSeparation_(settings.GetStartingIteration() > 0),
       logLikelihoodCriterion_(settings.GetLLConCriterion()) {}
@@ -161,12 +182,12 @@ void Continuation::Count(const QvLogOutputStats& output) {
   ending_.stepHalvings += output.GetStepHalvings();
 }
 
-bool Continuation::IsSeparated(const QvLogOutputStats& output) {
+bool Continuation::IsSeparated(IQvRegComponent& component, const QvLogOutputStats& output) {
   if (!checksSeparation_) return false;
   const QvCommon::QvBitSet& kept = output.GetRedundancyIndicators();
   for (const IterationHistory::Candidate& candidate : history_.Candidates()) {
     const Separation found =
-        CheckSeparation(table_, output, Expand(candidate.step, kept), progress_, interrupt_);
+        CheckSeparation(table_, component, output, Expand(candidate.step, kept), walk_);
     if (found == Separation::kNone) continue;
     ending_.outcome = found == Separation::kComplete ? kOptCompleteSeparation : kOptQuasiSeparation;
     ending_.growth = Expand(candidate.growth, kept);
@@ -193,7 +214,7 @@ void Continuation::PrepareBuild(const QvLogOutputStats& output) {
   Require(settings_.SetLLConCriterion(history_.IsGrowing() ? 0.0 : logLikelihoodCriterion_));
 }
 
-bool Continuation::IsNeededAfter(const QvLogOutputStats& output) {
+bool Continuation::IsNeededAfter(IQvRegComponent& component, const QvLogOutputStats& output) {
   Count(output);
   switch (ending_.outcome) {
     case kOptHessianSingular:
@@ -208,7 +229,7 @@ bool Continuation::IsNeededAfter(const QvLogOutputStats& output) {
     default:
       return false;
   }
-  if (IsSeparated(output) || IsStuck(output)) return false;
+  if (IsSeparated(component, output) || IsStuck(output)) return false;
   if (ending_.iterations >= maxIterations_) {
     if (ending_.outcome == kOptQuasiSeparation) ending_.outcome = kOptMaxIterations;
     return false;

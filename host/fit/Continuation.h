@@ -1,11 +1,11 @@
 #pragma once
 
-#include <functional>
 #include <vector>
 
-#include "host/fit/Interrupt.h"
 #include "host/fit/IterationHistory.h"
+#include "host/fit/RecordWalk.h"
 #include "host/table/CodedTable.h"
+#include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/logistic/QvIterationReporter.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 #include "qvreg/settings/QvLogRegSettings.h"
@@ -26,13 +26,12 @@ enum class Separation {
 ///
 /// `direction` has a value for each parameter, in the order of the output's estimates: the change
 /// of each estimate in an iteration, in which the log odds of separated records change by about 1.
-/// Makes one pass over the table; `progress` is called every few thousand records with the number
-/// read. Throws Cancelled when interrupted, Error (kRunFailed) when the table cannot be read to its
-/// end.
-[[nodiscard]] Separation CheckSeparation(const CodedTable& table, const QvLogOutputStats& output,
+/// The `output` is that of the `component`. Makes one pass over the table. Throws Cancelled when
+/// interrupted, Error (kRunFailed) when the table cannot be read to its end.
+[[nodiscard]] Separation CheckSeparation(const CodedTable& table, IQvRegComponent& component,
+                                         const QvLogOutputStats& output,
                                          const std::vector<double>& direction,
-                                         const std::function<void(long long)>& progress,
-                                         const Interrupt& interrupt);
+                                         const WalkOptions& walk);
 
 /// How the estimation of a logistic model ended, over all builds that it took.
 struct OptimizationEnding {
@@ -57,14 +56,14 @@ struct OptimizationEnding {
 /// Borrows what it is made of. One thread at a time.
 class Continuation {
  public:
-  /// `settings` are those of the first build; `history` receives the iterations of all.
+  /// `settings` are those of the first build; `history` receives the iterations of all; `walk` is
+  /// for the passes that are made between builds.
   Continuation(QvLogRegSettings& settings, const CodedTable& table, IterationHistory& history,
-               const Interrupt& interrupt, std::function<void(long long)> progress);
+               WalkOptions walk);
 
-  /// To be called after each build, with its output: whether another one is to follow, for which it
-  /// has changed the settings. `progress` of the constructor is called with the number of records
-  /// that it reads meanwhile. Throws as CheckSeparation does.
-  [[nodiscard]] bool IsNeededAfter(const QvLogOutputStats& output);
+  /// To be called after each build, with its component and output: whether another one is to
+  /// follow, for which it has changed the settings. Throws as CheckSeparation does.
+  [[nodiscard]] bool IsNeededAfter(IQvRegComponent& component, const QvLogOutputStats& output);
 
   /// How all builds together ended, once none is to follow.
   [[nodiscard]] const OptimizationEnding& Ending() const { return ending_; }
@@ -76,7 +75,7 @@ class Continuation {
   [[nodiscard]] bool IsHalvedToSettle(const QvLogOutputStats& output) const;
   /// Whether the records confirm the separation that the latest iterations suggest; the ending then
   /// says so.
-  [[nodiscard]] bool IsSeparated(const QvLogOutputStats& output);
+  [[nodiscard]] bool IsSeparated(IQvRegComponent& component, const QvLogOutputStats& output);
   /// Whether another build could only repeat what this one found.
   [[nodiscard]] bool IsStuck(const QvLogOutputStats& output) const;
   void PrepareBuild(const QvLogOutputStats& output);
@@ -84,8 +83,7 @@ class Continuation {
   QvLogRegSettings& settings_;
   const CodedTable& table_;
   IterationHistory& history_;
-  const Interrupt& interrupt_;
-  std::function<void(long long)> progress_;
+  const WalkOptions walk_;
   const int maxIterations_;
   const bool checksSeparation_;
   const double logLikelihoodCriterion_;

@@ -11,6 +11,7 @@
 
 #include "host/Error.h"
 #include "host/Text.h"
+#include "host/Threads.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/Overflow.h"
 #include "host/fit/StatusText.h"
@@ -118,6 +119,7 @@ ModelRun::ModelRun(QvRegSettings& settings, const CodedTable& table, int threads
       table_(table),
       progress_(progress),
       interrupt_(interrupt),
+      threads_(ThreadCount(threads)),
       // Iterations over records kept in memory make no passes that would report progress.
       iterations_([this] { progress_.Show(iterations_.Stage(), -1.0, table_.RecordCount()); }),
       runner_(table, settings, threads,
@@ -147,10 +149,11 @@ void ModelRun::Build() {
 void ModelRun::Continue(QvLogRegSettings& settings) {
   const auto total = static_cast<double>(table_.RecordCount());
   Continuation continuation(
-      settings, table_, iterations_.History(), interrupt_, [&](long long records) {
-        progress_.Show("checking separation", static_cast<double>(records) / total, records);
-      });
-  while (continuation.IsNeededAfter(dynamic_cast<const QvLogOutputStats&>(*output_))) {
+      settings, table_, iterations_.History(),
+      {.interrupt = interrupt_, .threads = threads_, .progress = [&](long long records) {
+         progress_.Show("checking separation", static_cast<double>(records) / total, records);
+       }});
+  while (continuation.IsNeededAfter(*component_, dynamic_cast<const QvLogOutputStats&>(*output_))) {
     iterations_.ContinueFrom(continuation.Ending().iterations);
     CreateComponent();
     BuildComponent();

@@ -75,6 +75,7 @@ class ModelRun {
   const CodedTable& table_;
   ProgressBar& progress_;
   Interrupt& interrupt_;
+  const int threads_;
   IterationListener iterations_;
   SpoolRunner runner_;
   Watch watch_;
