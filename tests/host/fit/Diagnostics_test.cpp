@@ -145,6 +145,8 @@ TEST_F(DiagnosticsTest, OfEqualDistancesTheFirstRowsCount) {
   for (std::size_t i = 0; i < found.size(); ++i) {
     EXPECT_NEAR(found[i].cooksDistance, found[0].cooksDistance, 1e-15);
     EXPECT_LE(found[i].row, 40);
+    if (i == 0 || found[i].cooksDistance != found[i - 1].cooksDistance) continue;
+    EXPECT_GT(found[i].row, found[i - 1].row);
   }
 }
 

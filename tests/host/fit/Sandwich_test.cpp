@@ -63,10 +63,10 @@ TEST_F(SandwichTest, LeavesOutRowsWithoutBread) {
   QvCommon::QvSymMatrix bread = Made(5, 3);
   for (int i = 0; i < 5; ++i) bread.SetElem(2, i, 0.0);
   QvCommon::QvSymMatrix filling = Made(5, 11);
-  filling.SetElem(2, 2, std::nan(""));
+  for (int i = 0; i < 5; ++i) filling.SetElem(2, i, std::nan(""));
   const QvCommon::QvSymMatrix found = Sandwich(bread, filling, 1, interrupt_);
   for (int i = 0; i < 5; ++i) EXPECT_EQ(found.GetElem(2, i), 0.0);
-  filling.SetElem(2, 2, 0.0);
+  for (int i = 0; i < 5; ++i) filling.SetElem(2, i, 0.0);
   EXPECT_EQ(found.GetElem(4, 0), Product(bread, filling, 4, 0));
 }
 
