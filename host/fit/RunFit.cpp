@@ -10,21 +10,16 @@
 
 #include "host/Error.h"
 #include "host/Threads.h"
-#include "host/fit/CovarianceTable.h"
+#include "host/fit/AfterFit.h"
 #include "host/fit/DataNotes.h"
-#include "host/fit/Diagnostics.h"
 #include "host/fit/DotColumns.h"
 #include "host/fit/GroupedRecords.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
 #include "host/fit/ParameterLimit.h"
-#include "host/fit/Predictions.h"
-#include "host/fit/RecordFit.h"
-#include "host/fit/RecordWalk.h"
+#include "host/fit/RecordProgress.h"
 #include "host/fit/ResultBuilder.h"
-#include "host/fit/RobustCovariance.h"
 #include "host/fit/RunSettings.h"
-#include "host/fit/ScaledEstimates.h"
 #include "host/fit/Standardization.h"
 #include "host/fit/StatusText.h"
 #include "host/formula/Formula.h"
@@ -33,8 +28,6 @@
 #include "host/table/TableSource.h"
 #include "host/table/TableWriter.h"
 #include "qvreg/common/QvStatusCodes.h"
-#include "qvreg/logistic/QvLogOutputStats.h"
-#include "qvreg/parallel/QvThreadRunner.h"
 
 namespace qvhost {
 
@@ -98,15 +91,6 @@ RunSettings SettingsOf(const Formula& formula, const ModelBinding& binding, cons
   }
 }
 
-/// Shows how many of the table's records a stage has seen.
-std::function<void(long long records)> ShowShare(const char* stage, const CodedTable& table,
-                                                 ProgressBar& progress) {
-  const auto total = static_cast<double>(table.RecordCount());
-  return [stage, total, &progress](long long records) {
-    progress.Show(stage, static_cast<double>(records) / total, records);
-  };
-}
-
 /// The distinct records to fit in place of the table's; none where those are fitted one by one.
 std::optional<GroupedRecords> Group(const CodedTable& table, const ModelBinding& binding,
                                     const FitOptions& options, ProgressBar& progress,
@@ -145,117 +129,6 @@ std::vector<std::string> ColumnsOf(const TableSource& source, const Formula& for
   }
   return columns;
 }
-
-PredictedCategories CategoriesOf(const ModelRun& run, const CodedTable& table) {
-  const auto* logistic = dynamic_cast<const QvLogOutputStats*>(&run.Output());
-  if (logistic == nullptr) return {};
-  return {logistic->GetDependCategories(), table.Columns()[ModelBinding::kDependent].levels};
-}
-
-/// The model as the records of the table are to be read, whatever it was fitted to.
-FittedModel FittedModelOf(const ModelRun& run, const QvRegRecordValidator& validator,
-                          const ModelBinding& binding, const FitOptions& options) {
-  const IQvRegOutputStats& output = run.Output();
-  const ResidualVariance residual =
-      ComputeResidualVariance(ScaledEstimatesOf(output).rmse, output.GetTotalFreqWeight(),
-                              output.GetRedundancyIndicators().Count(), options.degreesOfFreedom);
-  return {.output = output,
-          .scoring = ScoringBytesOf(run.Component()),
-          .validator = validator,
-          .freqWeight = binding.freqWeight,
-          .regressionWeight = binding.regressionWeight,
-          .residualStdError = residual.stdError,
-          .degreesOfFreedom = residual.degreesOfFreedom};
-}
-
-/// What is made of a model that was fitted, over the records of the table. Borrows everything.
-class AfterFit {
- public:
-  AfterFit(const FitOptions& options, const ModelBinding& binding, const CodedTable& table,
-           ProgressBar& progress, const Interrupt& interrupt, const OutputFiles& outputs)
-      : options_(options),
-        binding_(binding),
-        table_(table),
-        progress_(progress),
-        interrupt_(interrupt),
-        outputs_(outputs) {}
-
-  /// Before the fit, which would be in vain.
-  void CheckClusters(const QvRegRecordValidator& validator) const {
-    if (binding_.cluster < 0) return;
-    RequireClusters(table_, validator, binding_.cluster, Walk("checking clusters"));
-  }
-
-  [[nodiscard]] std::optional<RobustCovariance> Robust(const ModelRun& run,
-                                                       const FittedModel& model) const {
-    if (options_.covariance == CovarianceKind::kModel) return std::nullopt;
-    return ComputeRobustCovariance(table_, model,
-                                   {.kind = options_.covariance,
-                                    .cluster = binding_.cluster,
-                                    .clusterName = options_.binding.cluster,
-                                    .parts = PartsOf(run)},
-                                   Walk("robust errors"));
-  }
-
-  /// Adds what was written and found to the result.
-  void WriteAll(const ModelRun& run, const FittedModel& model, const RobustCovariance* robust,
-                FitResult& result) const {
-    Predict(run, result);
-    Diagnose(run, model, result);
-    if (options_.covarianceFile.empty()) return;
-    const CoefficientCovariance covariance = CoefficientCovarianceOf(
-        run.Output(), options_.degreesOfFreedom, robust == nullptr ? nullptr : &robust->matrix);
-    WriteCovariance(outputs_.Get(options_.covarianceFile), result, covariance, interrupt_);
-    result.covarianceFile = options_.covarianceFile;
-  }
-
- private:
-  [[nodiscard]] WalkOptions Walk(const char* stage) const {
-    return {.interrupt = interrupt_,
-            .threads = ThreadCount(options_.threads),
-            .progress = ShowShare(stage, table_, progress_)};
-  }
-
-  [[nodiscard]] int PartsOf(const ModelRun& run) const {
-    return QvPartCount(table_.RecordCount(), run.Component().GetCompSettings());
-  }
-
-  static void AddNote(std::string note, FitResult& result) {
-    const auto found = std::ranges::find(result.warnings, note);
-    if (!note.empty() && found == result.warnings.end()) result.warnings.push_back(std::move(note));
-  }
-
-  void Predict(const ModelRun& run, FitResult& result) const {
-    if (options_.predictions.empty()) return;
-    const BuiltPredictor model{run.Component(), run.Output(), CategoriesOf(run, table_),
-                               result.residualStdError};
-    const WalkOptions walk = Walk("predicting");
-    AddNote(WritePredictions(outputs_.Get(options_.predictions), table_, model, walk.threads,
-                             walk.progress, interrupt_),
-            result);
-    result.predictions = options_.predictions;
-    result.rowsPredicted = table_.RecordCount();
-  }
-
-  void Diagnose(const ModelRun& run, const FittedModel& model, FitResult& result) const {
-    if (options_.influential) {
-      result.influential = FindInfluential(table_, model, PartsOf(run), Walk("influence"));
-    }
-    if (options_.diagnostics.empty()) return;
-    AddNote(WriteDiagnostics(outputs_.Get(options_.diagnostics), table_, model,
-                             CategoriesOf(run, table_), Walk("diagnosing")),
-            result);
-    result.diagnostics = options_.diagnostics;
-    result.rowsDiagnosed = table_.RecordCount();
-  }
-
-  const FitOptions& options_;
-  const ModelBinding& binding_;
-  const CodedTable& table_;
-  ProgressBar& progress_;
-  const Interrupt& interrupt_;
-  const OutputFiles& outputs_;
-};
 
 /// The columns that --keep names, each once. Throws Error (kBadInput) for one that does not exist.
 std::vector<std::string> NamesToKeep(const FitOptions& options, const TableSource& source) {
@@ -365,9 +238,9 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
       Standardize(formula, binding, table, ValidatorOf(settings.Get()), interrupt,
                   ShowShare("standardizing", table, progress));
   // Groups have a validator of their own.
-  const QvRegRecordValidator validator = ValidatorOf(settings.Get());
-  const AfterFit after(options, binding, table, progress, interrupt, outputs);
-  after.CheckClusters(validator);
+  AfterFit after(options, binding, table, ValidatorOf(settings.Get()), progress, interrupt,
+                 outputs);
+  after.CheckClusters();
   const std::optional<GroupedRecords> grouped = Group(table, binding, options, progress, interrupt);
   if (grouped) settings.UseGroups(*grouped, options.logistic);
   const CodedTable& fitted = grouped ? grouped->table : table;
@@ -376,10 +249,8 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   settings.SettleReference(fitted, ShowShare("counting", fitted, progress), interrupt);
   ModelRun run(settings.Get(), fitted, options.threads, progress, interrupt);
   run.Build();
-  const FittedModel model = FittedModelOf(run, validator, binding, options);
-  const std::optional<RobustCovariance> robust = after.Robust(run, model);
-  const RobustCovariance* const covariance = robust ? &*robust : nullptr;
-  FitResult result = ResultBuilder(formula, binding, table, run, covariance).Build(options);
+  after.Begin(run);
+  FitResult result = ResultBuilder(formula, binding, table, run, after.Robust()).Build(options);
   if (grouped) result.logistic->distinctRecords = grouped->table.RecordCount();
   result.where = options.where;
   result.records.leftOut = source.RowsLeftOut();
@@ -389,7 +260,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   for (std::string& note : DataNotes(formula, binding, table, source, !options.source.na.empty())) {
     result.warnings.push_back(std::move(note));
   }
-  after.WriteAll(run, model, covariance, result);
+  after.Finish(result);
   result.data = DataText(source, options.source);
   progress.Erase();
   return result;
