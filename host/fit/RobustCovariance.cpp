@@ -340,13 +340,13 @@ void RequireClusters(const CodedTable& table, const QvRegRecordValidator& valida
       table, kParts, walk,
       [&](int, int) { return std::make_unique<MissingClusters>(validator, cluster); });
   if (missing->Count() == 0) return;
-  throw Error(ExitCode::kBadInput,
-              fmt::format("The clusters of --vcov, '{0}', {1} missing in {2} of the records that "
-                          "the model uses, {3}row {4}; fill it, or leave such rows out with "
-                          "--where \"{5} is not null\".",
-                          column.label, missing->Count() == 1 ? "are" : "are", missing->Count(),
-                          missing->Count() == 1 ? "" : "the first in ", missing->First() + 1,
-                          WrittenName(column.label)));
+  throw Error(
+      ExitCode::kBadInput,
+      fmt::format("The clusters of --vcov, '{}', are missing in {} of the records that "
+                  "the model uses, {}row {}; fill it, or leave such rows out with "
+                  "--where \"{} is not null\".",
+                  column.label, missing->Count(), missing->Count() == 1 ? "" : "the first in ",
+                  missing->First() + 1, WrittenName(column.label)));
 }
 
 }  // namespace qvhost

@@ -203,7 +203,7 @@ std::string ParameterTable(Parameters parameters, ModelKind kind, double confide
 }
 
 std::string InfluentialTable(const FitResult& fit, const TextStyle& style) {
-  constexpr int kDigits = 4;
+  constexpr int kFewDigits = 4;
   const std::string title = style.Heading("Most influential records") + "\n";
   if (fit.influential->empty()) return title + "None has a Cook's distance.\n";
   std::vector<std::optional<double>> distances;
@@ -214,8 +214,8 @@ std::string InfluentialTable(const FitResult& fit, const TextStyle& style) {
     leverages.push_back(record.leverage);
     residuals.push_back(record.residual);
   }
-  const std::vector<std::string> distanceTexts = ColumnText(distances, kDigits);
-  const std::vector<std::string> leverageTexts = ColumnText(leverages, kDigits);
+  const std::vector<std::string> distanceTexts = ColumnText(distances, kFewDigits);
+  const std::vector<std::string> leverageTexts = ColumnText(leverages, kFewDigits);
   TextTable table({"Row", "Cook's distance", "Leverage",
                    fit.logistic ? "Deviance residual" : "Studentized residual"});
   for (std::size_t i = 0; i < distances.size(); ++i) {
