@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "qvreg/common/QvSymMatrix.h"
@@ -32,6 +33,27 @@ ScaledEstimates ScaledEstimatesOf(const IQvRegOutputStats& output) {
   const auto& logistic = dynamic_cast<const QvLogOutputStats&>(output);
   return {logistic.GetScaledEstimates(), logistic.GetParameterExponents(), 0,
           *logistic.GetScaledCovarianceMatrix(), std::nullopt};
+}
+
+CoefficientCovariance CoefficientCovarianceOf(const IQvRegOutputStats& output,
+                                              std::optional<double> imposedDf) {
+  const ScaledEstimates scaled = ScaledEstimatesOf(output);
+  const QvCommon::QvBitSet& kept = output.GetRedundancyIndicators();
+  CoefficientCovariance::Parts parts;
+  parts.estimates = scaled.estimates;
+  parts.matrix = &scaled.covariance;
+  for (std::size_t i = 0; i < parts.estimates.size(); ++i) {
+    parts.kept.push_back(kept.IsIn(static_cast<int>(i)));
+    parts.exponents.push_back(scaled.PowerOf(i));
+  }
+  if (dynamic_cast<const QvGLMOutputStats*>(&output) != nullptr) {
+    const ResidualVariance residual =
+        ComputeResidualVariance(scaled.rmse, output.GetTotalFreqWeight(), kept.Count(), imposedDf);
+    parts.degreesOfFreedom = residual.degreesOfFreedom;
+    parts.variance.reset();
+    if (residual.stdError) parts.variance = Finite(*residual.stdError * *residual.stdError);
+  }
+  return CoefficientCovariance(std::move(parts));
 }
 
 std::optional<double> SmallestPivotShare(const QvCommon::QvSymMatrixData& covariance,

@@ -4,6 +4,7 @@
 #include <optional>
 #include <vector>
 
+#include "host/inference/CoefficientCovariance.h"
 #include "host/inference/Inference.h"
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvBitSet.h"
@@ -36,6 +37,12 @@ struct ScaledEstimates {
 
 /// Those of a model of either kind; REQUIRES: it has a covariance matrix.
 [[nodiscard]] ScaledEstimates ScaledEstimatesOf(const IQvRegOutputStats& output);
+
+/// Estimates and covariance matrix of a model of either kind. `imposedDf`: the degrees of freedom
+/// of
+/// --df, if given. Borrows the matrix of the statistics. REQUIRES: it has a covariance matrix.
+[[nodiscard]] CoefficientCovariance CoefficientCovarianceOf(const IQvRegOutputStats& output,
+                                                            std::optional<double> imposedDf);
 
 /// How close the kept columns of a design are to linear dependence: the smallest over the
 /// largest pivot of the Cholesky factorisation of the correlation matrix of their estimates. 1 for
