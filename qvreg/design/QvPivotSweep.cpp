@@ -215,7 +215,7 @@ QvStatus QvPivotSweep::SweepPivots(int nPivots, double tolerance, QvBitSet& kept
     if (!blocks.Sweep(k)) return {QvStatusCode::kTooManyParameters, false};
     if (!kept.IsIn(k)) {
       // All that was swept so far enters its row, too.
-      if (!blocks.Settle()) return cancelled;
+      if (std::isfinite(fDiagonal[Index(k)]) && !blocks.Settle()) return cancelled;
       NoteRedundant(k);
       continue;
     }
