@@ -37,6 +37,7 @@ void Scale(QvSymMatrix& matrix, const std::vector<double>& factors) {
 
 std::vector<double> DiagonalPowers(const QvSymMatrixData& matrix, double power) {
   std::vector<double> factors;
+  factors.reserve(static_cast<std::size_t>(matrix.GetOrder()));
   for (int i = 0; i < matrix.GetOrder(); ++i) {
     factors.push_back(std::pow(matrix.GetElem(i, i), power));
   }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -23,11 +24,11 @@ std::string Own(const std::optional<double>& value, int digits) {
 }
 
 std::string EffectHeading(const FitResult& fit) {
-  constexpr const char* kMeanings[] = {"each term after those before it",
-                                       "each term after all that do not contain it",
-                                       "each term after all others"};
+  constexpr std::array<const char*, 3> kMeanings = {"each term after those before it",
+                                                    "each term after all that do not contain it",
+                                                    "each term after all others"};
   const auto type = static_cast<std::size_t>(fit.effects->type);
-  return fmt::format("Tests of effects, type {}: {}", type, kMeanings[type - 1]);
+  return fmt::format("Tests of effects, type {}: {}", type, kMeanings.at(type - 1));
 }
 
 }  // namespace
