@@ -18,15 +18,6 @@
 namespace qvhost {
 namespace {
 
-std::vector<bool> KeptOf(const IQvRegOutputStats& output) {
-  const QvCommon::QvBitSet& indicators = output.GetRedundancyIndicators();
-  std::vector<bool> kept;
-  for (int i = 0; i < static_cast<int>(output.GetParameters().size()); ++i) {
-    kept.push_back(indicators.IsIn(i));
-  }
-  return kept;
-}
-
 std::vector<RedundantColumn> RedundantColumnsOf(const IQvRegOutputStats& output,
                                                 const std::vector<bool>& kept) {
   std::vector<RedundantColumn> columns;
@@ -47,6 +38,7 @@ std::vector<RedundantColumn> RedundantColumnsOf(const IQvRegOutputStats& output,
 /// Products and sums that the tests of type 2 take, about.
 double WorkOf(const EffectSums& sums, const std::vector<std::vector<bool>>& containing) {
   std::vector<int> sizes;
+  sizes.reserve(containing.size());
   for (std::size_t i = 0; i < containing.size(); ++i) {
     sizes.push_back(sums.KeptOf(static_cast<int>(i)));
   }
@@ -92,6 +84,7 @@ std::vector<int> TermsOfParameters(const IQvRegOutputStats& output) {
   const std::vector<QvRegrParameter>& parameters = output.GetParameters();
   const bool hasIntercept = !parameters.empty() && parameters.front().IsIntercept();
   std::vector<int> terms;
+  terms.reserve(parameters.size());
   for (const QvRegrParameter& parameter : parameters) {
     terms.push_back(parameter.GetEffectIndex() - (hasIntercept ? 1 : 0));
   }
@@ -103,6 +96,7 @@ std::vector<std::vector<bool>> ContainingTerms(const Formula& formula,
   std::vector<std::vector<bool>> containing;
   for (const Term& term : formula.terms) {
     std::vector<bool>& others = containing.emplace_back();
+    others.reserve(formula.terms.size());
     for (const Term& other : formula.terms) {
       others.push_back(type == 2   ? Contains(other, term)
                        : type == 3 ? HasMoreFactors(other, term, isFactor)
@@ -114,7 +108,7 @@ std::vector<std::vector<bool>> ContainingTerms(const Formula& formula,
 
 EffectSums EffectSumsOf(const IQvRegOutputStats& output, const Interrupt& interrupt) {
   const ScaledEstimates scaled = ScaledEstimatesOf(output);
-  std::vector<bool> kept = KeptOf(output);
+  std::vector<bool> kept = KeptParameters(output);
   std::vector<RedundantColumn> redundant = RedundantColumnsOf(output, kept);
   return EffectSums({scaled.estimates, scaled.covariance, std::move(kept),
                      TermsOfParameters(output), std::move(redundant),
@@ -179,7 +173,7 @@ std::vector<std::string> MarginalTestNotes(const Formula& formula, const ModelBi
   constexpr const char* kTested =
       "a test of type 3 is one of what the data can estimate of its term's hypothesis.";
   const std::vector<int> terms = TermsOfParameters(output);
-  const std::vector<bool> kept = KeptOf(output);
+  const std::vector<bool> kept = KeptParameters(output);
   std::vector<std::string> notes;
   for (std::size_t t = 0; t < formula.terms.size(); ++t) {
     const Term& term = formula.terms[t];

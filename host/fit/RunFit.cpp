@@ -240,13 +240,8 @@ void AddNotes(const Formula& formula, const std::optional<RowCondition>& conditi
 /// What --vif asks for.
 CollinearityResult CollinearityOf(const Formula& formula, const IQvRegOutputStats& output,
                                   const Interrupt& interrupt) {
-  const QvCommon::QvBitSet& indicators = output.GetRedundancyIndicators();
-  std::vector<bool> kept;
-  for (int i = 0; i < static_cast<int>(output.GetParameters().size()); ++i) {
-    kept.push_back(indicators.IsIn(i));
-  }
   const Collinearity found = FindCollinearity(
-      {ScaledEstimatesOf(output).covariance, std::move(kept), TermsOfParameters(output),
+      {ScaledEstimatesOf(output).covariance, KeptParameters(output), TermsOfParameters(output),
        static_cast<int>(formula.terms.size()), [&interrupt] { return interrupt.Requested(); }});
   if (interrupt.Requested()) throw Cancelled();
   CollinearityResult result;

@@ -128,6 +128,7 @@ EffectSums::Vectors EffectSums::Hypotheses(const Places& places,
                                            const std::function<bool(int)>& isTested) const {
   // In units of the standard errors, which columns of all sizes have in common.
   std::vector<double> errors;
+  errors.reserve(places.size());
   for (const std::size_t place : places) {
     const auto row = static_cast<int>(place);
     errors.push_back(std::sqrt(parts_.covariance.GetElem(row, row)));

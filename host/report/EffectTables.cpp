@@ -10,6 +10,7 @@
 #include "host/Text.h"
 #include "host/TextLayout.h"
 #include "host/report/ReportTables.h"
+#include "host/report/ShownRows.h"
 #include "host/report/TextTable.h"
 
 namespace qvhost {
@@ -45,7 +46,11 @@ std::string EffectTable(const FitResult& fit, const TextStyle& style) {
   headings.emplace_back(isLinear ? "F" : "Chi-square");
   headings.emplace_back("p");
   TextTable table(headings);
-  for (const EffectTest& test : tests) {
+  const Shown shown(tests.size(), kShownRows, style);
+  for (std::size_t i = 0; i < tests.size(); ++i) {
+    if (!shown.Contains(i)) continue;
+    if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("terms"));
+    const EffectTest& test = tests[i];
     std::vector<std::string> row = {Printable(test.term), fmt::format("{}", test.degrees)};
     if (isLinear) row.push_back(Own(test.sumOfSquares, digits));
     row.push_back(StatisticText(test.statistic));
@@ -67,7 +72,12 @@ std::string CollinearityText(const FitResult& fit, const TextStyle& style) {
   if (!fit.collinearity) return {};
   const int digits = style.DigitsOf(kDigits);
   TextTable table({"Term", "df", "GVIF", "GVIF^(1/(2 df))"});
-  for (const TermInflation& term : fit.collinearity->terms) {
+  const std::vector<TermInflation>& terms = fit.collinearity->terms;
+  const Shown shown(terms.size(), kShownRows, style);
+  for (std::size_t i = 0; i < terms.size(); ++i) {
+    if (!shown.Contains(i)) continue;
+    if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("terms"));
+    const TermInflation& term = terms[i];
     table.AddRow({Printable(term.term), fmt::format("{}", term.degrees), Own(term.factor, digits),
                   Own(term.errorPerParameter, digits)});
   }

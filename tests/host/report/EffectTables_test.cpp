@@ -58,6 +58,17 @@ TEST(EffectTable, OfSingleColumnsRepeatsTheParameters) {
   EXPECT_NE(EffectTable(fit), "");
 }
 
+TEST(EffectTable, OfManyTermsShowsTheEnds) {
+  FitResult fit = WithEffects(2, true);
+  fit.effects->tests.assign(61, fit.effects->tests.front());
+  EXPECT_NE(EffectTable(fit).find("11 more terms; --all prints them"), std::string::npos);
+  TextStyle style;
+  style.all = true;
+  EXPECT_EQ(EffectTable(fit, style).find("more terms"), std::string::npos);
+  fit.collinearity = {std::vector<TermInflation>(61, {"g", 2, 4.0, 1.5}), 17.5};
+  EXPECT_NE(CollinearityText(fit).find("11 more terms"), std::string::npos);
+}
+
 TEST(CollinearityText, HasTheTermsAndTheConditionNumber) {
   FitResult fit = SampleFit();
   EXPECT_EQ(CollinearityText(fit), "");
