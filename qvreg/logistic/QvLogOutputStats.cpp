@@ -108,7 +108,7 @@ bool QvLogOutputStats::GetRedundantCombination(int parameter,
     std::vector<double> basic;
     if (!model.GetRedundantColumns().Get(parameter % nBasic, nBasic, basic)) return false;
     combination.assign(static_cast<std::size_t>(model.GetNumAllParameters()), 0.0);
-    std::copy(basic.begin(), basic.end(), combination.begin() + parameter / nBasic * nBasic);
+    std::copy(basic.begin(), basic.end(), combination.begin() + (parameter - parameter % nBasic));
     return true;
   } catch (const std::bad_alloc&) {
     return false;
