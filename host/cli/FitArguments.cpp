@@ -68,6 +68,7 @@ FitArguments::FitArguments(CLI::App& command) : command_(&command), data_(comman
   AddMissing();
   AddModel();
   AddInference();
+  AddTests();
   AddLevels();
   AddIterations();
   AddConvergence();
@@ -196,6 +197,25 @@ void FitArguments::AddInference() {
                         ->add_flag("--no-refine", noRefine_,
                                    "Of a linear model: skip the refinement of the estimates")
                         ->group(group);
+}
+
+void FitArguments::AddTests() {
+  constexpr const char* group = "Tests";
+  anovaOption_ = command_
+                     ->add_option("--anova", anova_,
+                                  "Test the terms of the model: 1 each after those before\n"
+                                  "it, 2 each after all that do not contain it [2; so by\n"
+                                  "itself where it is quick], 3 each after all others. F of\n"
+                                  "a linear model; of a logistic one likelihood ratios,\n"
+                                  "which take a fit for each term")
+                     ->type_name("TYPE")
+                     ->expected(0, 1)
+                     ->group(group);
+  command_
+      ->add_flag("--vif", options_.vif,
+                 "Report by how much the terms inflate each other's\n"
+                 "variances, and the condition number of the design")
+      ->group(group);
 }
 
 void FitArguments::AddOutput() {
@@ -398,6 +418,22 @@ void FitArguments::TakeLogistic() {
   CheckCriterion("--ll-criterion", options_.logistic.logLikelihoodCriterion);
 }
 
+void FitArguments::TakeTests() {
+  if (anovaOption_->count() == 0) return;
+  constexpr int kUsualType = 2;
+  if (anova_.empty()) {
+    options_.anova = kUsualType;
+    return;
+  }
+  if (anova_ != "1" && anova_ != "2" && anova_ != "3") {
+    RefuseUsage(
+        fmt::format("--anova must be 1, 2 or 3, the type of the tests of effects, not "
+                    "'{}'; without a number it is 2.",
+                    anova_));
+  }
+  options_.anova = anova_.front() - '0';
+}
+
 void FitArguments::TakeStyle() {
   constexpr int kMostDigits = 17;
   if (digitsOption_->count() > 0) {
@@ -433,6 +469,7 @@ void FitArguments::Take() {
   TakeWeights();
   TakeOptionsOfOneKind();
   TakeStyle();
+  TakeTests();
   options_.intercept = !noIntercept_;
   options_.refine = !noRefine_;
   if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;

@@ -37,6 +37,7 @@ class FitArguments {
   void AddModel();
   void AddFactorLevels();
   void AddInference();
+  void AddTests();
   void AddLevels();
   void AddIterations();
   void AddConvergence();
@@ -56,6 +57,7 @@ class FitArguments {
   void TakeWeights();
   void TakeOptionsOfOneKind();
   void TakeStyle();
+  void TakeTests();
 
   CLI::App* command_;
   FitOptions options_;
@@ -66,6 +68,8 @@ class FitArguments {
   CLI::Option* degreesOfFreedomOption_ = nullptr;
   CLI::Option* noRefineOption_ = nullptr;
   CLI::Option* keepOption_ = nullptr;
+  CLI::Option* anovaOption_ = nullptr;
+  std::string anova_;
   std::vector<std::string> keep_;
   std::vector<CLI::Option*> logistic_;  ///< Owned by the command, like those above.
   bool noIntercept_ = false;

@@ -207,6 +207,8 @@ class CommandWords {
     Count(option);
     if (!TakesValue(option)) return;
     const bool hasValue = at_ < words_.size() && !IsKnownOption(command_, words_[at_]);
+    const bool needsValue = option.get_items_expected_min() > 0;
+    if (!needsValue && (!hasValue || IsOptionWord(words_[at_]))) return;
     if (!hasValue) RefuseNoValue(option);
     CheckNotEmpty(option, words_[at_++]);
     TakeFurtherValues(option);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/inference/Inference.h"
+#include "host/inference/LinearQuality.h"
 
 namespace qvhost {
 
@@ -146,6 +147,37 @@ struct StandardizedVariable {
   std::optional<double> deviation = std::nullopt;  ///< What the rest was divided by.
 };
 
+/// The test of a term of the model. A plain value; numbers that do not exist are absent.
+struct EffectTest {
+  std::string term;                       ///< As in the formula: `species:sex`.
+  int degrees = 0;                        ///< Of freedom; 0 for a term that cannot be tested.
+  std::optional<double> residualDegrees;  ///< This and the sum: of a linear model only.
+  std::optional<double> statistic;        ///< F of a linear model, chi-square of a logistic one.
+  std::optional<double> pValue;
+  std::optional<double> sumOfSquares;
+};
+
+/// The tests of the terms. A plain value.
+struct EffectTests {
+  int type = 2;                   ///< 1, 2 or 3, as those of R's anova and of car::Anova.
+  bool isAsked = false;           ///< By --anova.
+  std::vector<EffectTest> tests;  ///< In the order of the formula; empty where they are left out.
+};
+
+/// How the other terms inflate the variance of a term's estimates. A plain value.
+struct TermInflation {
+  std::string term;
+  int degrees = 0;  ///< Parameters that are not redundant.
+  std::optional<double> factor;
+  std::optional<double> errorPerParameter;  ///< The factor to the power of 1 / (2 degrees).
+};
+
+/// What --vif asks for. A plain value.
+struct CollinearityResult {
+  std::vector<TermInflation> terms;  ///< In the order of the formula.
+  std::optional<double> conditionNumber;
+};
+
 /// Everything that a report says about one fit. A plain value, independent of the library
 /// and of the data; numbers that do not exist are absent, all others are finite.
 struct FitResult {
@@ -169,6 +201,9 @@ struct FitResult {
   std::optional<double> rSquare;        ///< This and the next two: of a linear model only.
   std::optional<double> rmse;  ///< Root of the mean squared residual, over the frequency weights.
   std::optional<double> residualStdError;
+  LinearQuality quality = {};  ///< Of a linear model only.
+  std::optional<EffectTests> effects = std::nullopt;
+  std::optional<CollinearityResult> collinearity = std::nullopt;
   std::string predictions;  ///< The file with a row of predictions for each row; empty for none.
   long long rowsPredicted = 0;       ///< Its rows.
   CovarianceResult covariance = {};  ///< Of standard errors, tests and limits.

@@ -1,6 +1,7 @@
 #include "host/fit/RunFit.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -13,16 +14,21 @@
 #include "host/fit/AfterFit.h"
 #include "host/fit/DataNotes.h"
 #include "host/fit/DotColumns.h"
+#include "host/fit/EffectTesting.h"
 #include "host/fit/GroupedRecords.h"
+#include "host/fit/LinearFitQuality.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
 #include "host/fit/ParameterLimit.h"
 #include "host/fit/RecordProgress.h"
+#include "host/fit/RefitTests.h"
 #include "host/fit/ResultBuilder.h"
 #include "host/fit/RunSettings.h"
+#include "host/fit/ScaledEstimates.h"
 #include "host/fit/Standardization.h"
 #include "host/fit/StatusText.h"
 #include "host/formula/Formula.h"
+#include "host/inference/Collinearity.h"
 #include "host/table/CodeTable.h"
 #include "host/table/ColumnCoders.h"
 #include "host/table/TableSource.h"
@@ -210,6 +216,52 @@ void AddNotes(const Formula& formula, const std::optional<RowCondition>& conditi
   }
 }
 
+/// What --vif asks for.
+CollinearityResult CollinearityOf(const Formula& formula, const IQvRegOutputStats& output,
+                                  const Interrupt& interrupt) {
+  const Collinearity found = FindCollinearity(
+      {ScaledEstimatesOf(output).covariance, KeptParameters(output), TermsOfParameters(output),
+       static_cast<int>(formula.terms.size()), [&interrupt] { return interrupt.Requested(); }});
+  if (interrupt.Requested()) throw Cancelled();
+  CollinearityResult result;
+  result.conditionNumber = found.conditionNumber;
+  for (std::size_t i = 0; i < formula.terms.size(); ++i) {
+    const VarianceInflation& term = found.terms[i];
+    result.terms.push_back(
+        {TermLabel(formula, formula.terms[i]), term.degrees, term.factor, term.errorPerParameter});
+  }
+  return result;
+}
+
+/// Adds what follows from the fit without predictions: fit statistics, tests of effects, --vif.
+void AddInference(const RefitTests::Fitted& fitted, const QvRegRecordValidator& validator,
+                  ProgressBar& progress, Interrupt& interrupt, FitResult& result) {
+  const FitOptions& options = fitted.options;
+  const IQvRegOutputStats& output = fitted.run.Output();
+  std::vector<std::string> notes;
+  if (fitted.binding.kind == ModelKind::kLinear) {
+    const double logWeights =
+        SumLogWeights(fitted.table, fitted.binding, validator,
+                      ShowShare("weights", fitted.table, progress), interrupt);
+    result.quality = LinearQualityOf(output, result.degreesOfFreedom, logWeights);
+    result.effects =
+        TestLinearEffects(fitted.formula, fitted.binding, output, options.anova, result, interrupt);
+  } else if (options.anova) {
+    result.effects = RefitTests(fitted, progress, interrupt).Run(*options.anova, notes);
+  }
+  if (options.anova == 3) {
+    for (std::string& note : MarginalTestNotes(fitted.formula, fitted.binding, output)) {
+      notes.push_back(std::move(note));
+    }
+  }
+  if (options.vif) result.collinearity = CollinearityOf(fitted.formula, output, interrupt);
+  for (std::string& note : notes) result.warnings.push_back(std::move(note));
+}
+
+double SecondsSince(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
 }  // namespace
 
 FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt,
@@ -248,7 +300,9 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
                       ShowShare("counting", fitted, progress), interrupt);
   settings.SettleReference(fitted, ShowShare("counting", fitted, progress), interrupt);
   ModelRun run(settings.Get(), fitted, options.threads, progress, interrupt);
+  const auto start = std::chrono::steady_clock::now();
   run.Build();
+  const double seconds = SecondsSince(start);
   after.Begin(run);
   FitResult result = ResultBuilder(formula, binding, table, run, after.Robust()).Build(options);
   if (grouped) result.logistic->distinctRecords = grouped->table.RecordCount();
@@ -260,6 +314,8 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   for (std::string& note : DataNotes(formula, binding, table, source, !options.source.na.empty())) {
     result.warnings.push_back(std::move(note));
   }
+  AddInference({formula, binding, table, grouped ? &*grouped : nullptr, options, run, seconds},
+               ValidatorOf(settings.Get()), progress, interrupt, result);
   after.Finish(result);
   result.data = DataText(source, options.source);
   progress.Erase();

@@ -35,21 +35,30 @@ ScaledEstimates ScaledEstimatesOf(const IQvRegOutputStats& output) {
           *logistic.GetScaledCovarianceMatrix(), std::nullopt};
 }
 
+std::vector<bool> KeptParameters(const IQvRegOutputStats& output) {
+  std::vector<bool> kept(output.GetParameters().size());
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    kept[i] = output.GetRedundancyIndicators().IsIn(static_cast<int>(i));
+  }
+  return kept;
+}
+
 CoefficientCovariance CoefficientCovarianceOf(const IQvRegOutputStats& output,
                                               std::optional<double> imposedDf,
                                               const QvCommon::QvSymMatrixData* robust) {
   const ScaledEstimates scaled = ScaledEstimatesOf(output);
-  const QvCommon::QvBitSet& kept = output.GetRedundancyIndicators();
   CoefficientCovariance::Parts parts;
+  parts.kept = KeptParameters(output);
   parts.estimates = scaled.estimates;
   parts.matrix = robust == nullptr ? &scaled.covariance : robust;
+  parts.exponents.reserve(parts.estimates.size());
   for (std::size_t i = 0; i < parts.estimates.size(); ++i) {
-    parts.kept.push_back(kept.IsIn(static_cast<int>(i)));
     parts.exponents.push_back(scaled.PowerOf(i));
   }
   if (dynamic_cast<const QvGLMOutputStats*>(&output) != nullptr) {
     const ResidualVariance residual =
-        ComputeResidualVariance(scaled.rmse, output.GetTotalFreqWeight(), kept.Count(), imposedDf);
+        ComputeResidualVariance(scaled.rmse, output.GetTotalFreqWeight(),
+                                output.GetRedundancyIndicators().Count(), imposedDf);
     parts.degreesOfFreedom = residual.degreesOfFreedom;
     parts.variance.reset();
     // Without residual degrees of freedom a robust matrix is of no use either.

@@ -38,6 +38,9 @@ struct ScaledEstimates {
 /// Those of a model of either kind; REQUIRES: it has a covariance matrix.
 [[nodiscard]] ScaledEstimates ScaledEstimatesOf(const IQvRegOutputStats& output);
 
+/// Per parameter whether it is not redundant.
+[[nodiscard]] std::vector<bool> KeptParameters(const IQvRegOutputStats& output);
+
 /// Estimates and covariance matrix of a model of either kind. `imposedDf`: the degrees of freedom
 /// of --df, if given. `robust`, null for none, is a matrix in the place of the model's own, in the
 /// units of the estimation and with the residuals in it. Borrows the matrix. REQUIRES: the model

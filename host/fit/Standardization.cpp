@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/fit/CompensatedSum.h"
 #include "host/fit/SpoolRunner.h"
 #include "host/formula/FormulaError.h"
 #include "qvreg/common/Constants.h"
@@ -19,32 +20,15 @@
 namespace qvhost {
 namespace {
 
-/// A sum with the error of each addition carried along (Neumaier, Rundungsfehleranalyse einiger
-/// Verfahren zur Summation endlicher Summen, ZAMM 54, 1974).
-class Sum {
- public:
-  void Add(double value) {
-    const double total = total_ + value;
-    const bool isLarger = std::abs(total_) >= std::abs(value);
-    lost_ += isLarger ? (total_ - total) + value : (value - total) + total_;
-    total_ = total;
-  }
-  [[nodiscard]] double Value() const { return total_ + lost_; }
-
- private:
-  double total_ = 0.0;
-  double lost_ = 0.0;
-};
-
 /// One variable to be standardized. Its values are divided by a power of two, so that no sum or
 /// difference of any numbers overflows.
 struct Target {
   const Variable* variable = nullptr;
   std::size_t position = 0;
   int exponent = 0;  ///< Of the largest value.
-  Sum sum;
-  Sum deviations;  ///< From the mean; 0 but for rounding.
-  Sum squares;
+  CompensatedSum sum;
+  CompensatedSum deviations;  ///< From the mean; 0 but for rounding.
+  CompensatedSum squares;
   double mean = 0.0;
   double deviation = 1.0;
 

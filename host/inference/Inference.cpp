@@ -3,19 +3,12 @@
 #include <algorithm>
 #include <boost/math/distributions/chi_squared.hpp>
 #include <boost/math/distributions/students_t.hpp>
-#include <boost/math/policies/policy.hpp>
 #include <cmath>
+
+#include "host/inference/QuietPolicy.h"
 
 namespace qvhost {
 namespace {
-
-/// With it Boost's distributions do not throw: what does not exist is an infinity or NaN, which
-/// Finite() turns into none.
-using QuietPolicy = boost::math::policies::policy<
-    boost::math::policies::domain_error<boost::math::policies::ignore_error>,
-    boost::math::policies::overflow_error<boost::math::policies::ignore_error>,
-    boost::math::policies::pole_error<boost::math::policies::ignore_error>,
-    boost::math::policies::evaluation_error<boost::math::policies::ignore_error>>;
 
 using StudentsT = boost::math::students_t_distribution<double, QuietPolicy>;
 

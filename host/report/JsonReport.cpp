@@ -79,8 +79,40 @@ Json Transformations(const FitResult& fit) {
 
 Json LinearFitJson(const FitResult& fit) {
   return {{"r_square", Number(fit.rSquare)},
+          {"adjusted_r_square", Number(fit.quality.adjustedRSquare)},
           {"rmse", Number(fit.rmse)},
-          {"residual_std_error", Number(fit.residualStdError)}};
+          {"residual_std_error", Number(fit.residualStdError)},
+          {"f_statistic", Number(fit.quality.fStatistic)},
+          {"f_df", fit.quality.fDegrees},
+          {"f_p_value", Number(fit.quality.fP)},
+          {"log_likelihood", Number(fit.quality.logLikelihood)},
+          {"aic", Number(fit.quality.aic)},
+          {"bic", Number(fit.quality.bic)}};
+}
+
+Json Effects(const FitResult& fit) {
+  Json effects = Json::array();
+  if (!fit.effects) return effects;
+  for (const EffectTest& test : fit.effects->tests) {
+    effects.push_back({{"term", test.term},
+                       {"df", test.degrees},
+                       {"df_residual", Number(test.residualDegrees)},
+                       {"statistic", Number(test.statistic)},
+                       {"p_value", Number(test.pValue)},
+                       {"sum_of_squares", Number(test.sumOfSquares)}});
+  }
+  return effects;
+}
+
+Json CollinearityJson(const CollinearityResult& collinearity) {
+  Json terms = Json::array();
+  for (const TermInflation& term : collinearity.terms) {
+    terms.push_back({{"term", term.term},
+                     {"df", term.degrees},
+                     {"gvif", Number(term.factor)},
+                     {"gvif_per_df", Number(term.errorPerParameter)}});
+  }
+  return {{"terms", std::move(terms)}, {"condition_number", Number(collinearity.conditionNumber)}};
 }
 
 Json LogisticFitJson(const LogisticFit& fit) {
@@ -161,6 +193,9 @@ std::string JsonReport(const FitResult& fit) {
   report["transformations"] = Transformations(fit);
   report["parameters"] = Parameters(fit);
   report["fit"] = fit.logistic ? LogisticFitJson(*fit.logistic) : LinearFitJson(fit);
+  report["anova"] = fit.effects ? Json(fit.effects->type) : Json(nullptr);
+  report["effects"] = Effects(fit);
+  report["collinearity"] = fit.collinearity ? CollinearityJson(*fit.collinearity) : Json(nullptr);
   if (fit.logistic) report["classification"] = Classification(*fit.logistic);
   report["influential"] = Influential(fit);
   report["warnings"] = fit.warnings;

@@ -15,6 +15,7 @@
 #include "host/Text.h"
 #include "host/TextLayout.h"
 #include "host/inference/Inference.h"
+#include "host/report/ShownRows.h"
 #include "host/report/TextTable.h"
 
 namespace qvhost {
@@ -23,40 +24,6 @@ namespace {
 using Parameters = std::span<const ParameterResult>;
 using Texts = std::vector<std::string>;
 
-/// Which of a long list of things are printed: those at its two ends.
-class Shown {
- public:
-  /// At most `most` of `count` are all shown, otherwise the `first` and the `last`.
-  struct Limits {
-    std::size_t most;
-    std::size_t first;
-    std::size_t last;
-  };
-
-  Shown(std::size_t count, const Limits& limits, const TextStyle& style)
-      : count_(count), limits_(limits), isWhole_(style.all || count <= limits.most) {}
-
-  /// Whether the thing at this place is printed.
-  [[nodiscard]] bool Contains(std::size_t index) const {
-    return isWhole_ || index < limits_.first || index + limits_.last >= count_;
-  }
-  /// Whether the note stands before the thing at this place.
-  [[nodiscard]] bool HasNoteBefore(std::size_t index) const {
-    return !isWhole_ && index + limits_.last == count_;
-  }
-  /// What stands for the others.
-  [[nodiscard]] std::string Note(std::string_view things) const {
-    return fmt::format("… {} more {}; --all prints them", count_ - limits_.first - limits_.last,
-                       things);
-  }
-
- private:
-  std::size_t count_;
-  Limits limits_;
-  bool isWhole_;
-};
-
-constexpr Shown::Limits kRows = {60, 40, 10};
 constexpr Shown::Limits kTables = {12, 8, 2};
 
 /// One entry of every parameter, in one format.
@@ -168,7 +135,7 @@ std::string ParameterTable(Parameters parameters, ModelKind kind, double confide
   for (const std::size_t first : kGroups) {
     if (first < headings.size()) table.StartGroup(first);
   }
-  const Shown shown(parameters.size(), kRows, style);
+  const Shown shown(parameters.size(), kShownRows, style);
   std::vector<ParameterResult> printed;
   for (std::size_t i = 0; i < parameters.size(); ++i) {
     if (shown.Contains(i)) printed.push_back(parameters[i]);
@@ -231,7 +198,7 @@ std::string LevelTable(const FitResult& fit, const TextStyle& style) {
   for (const DependentLevel& level : levels) total += level.weight;
   TextTable table(
       {Printable(fit.dependent), fit.freqWeight.empty() ? "Records" : "Weight", "Percent", ""});
-  const Shown shown(levels.size(), kRows, style);
+  const Shown shown(levels.size(), kShownRows, style);
   for (std::size_t i = 0; i < levels.size(); ++i) {
     if (!shown.Contains(i)) continue;
     if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("levels"));
@@ -298,7 +265,7 @@ std::string ClassificationText(const FitResult& fit, const TextStyle& style) {
   TextTable table(headings);
   for (std::size_t column = 1; column < headings.size(); ++column) table.StartGroup(column);
 
-  const Shown shown(size, kRows, style);
+  const Shown shown(size, kShownRows, style);
   std::vector<double> predicted(size, 0.0);
   double correct = 0.0;
   for (std::size_t i = 0; i < size; ++i) {

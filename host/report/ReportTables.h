@@ -15,6 +15,13 @@ namespace qvhost {
                                          ModelKind kind, double confidence,
                                          const TextStyle& style = {});
 
+/// The tests of the terms; empty where there are none, and where those of a linear model that
+/// nobody asked for repeat the tests of single parameters.
+[[nodiscard]] std::string EffectTable(const FitResult& fit, const TextStyle& style = {});
+
+/// What --vif asks for; empty without.
+[[nodiscard]] std::string CollinearityText(const FitResult& fit, const TextStyle& style = {});
+
 /// The most influential records. REQUIRES: `fit.influential` is there.
 [[nodiscard]] std::string InfluentialTable(const FitResult& fit, const TextStyle& style = {});
 

@@ -149,6 +149,24 @@ std::string FitText(const FitResult& fit, const TextStyle& style) {
   const std::string imposed =
       fit.residualStdError && fit.imposedDegreesOfFreedom ? " (imposed)" : "";
   const bool hasIntercept = !fit.parameters.empty() && fit.parameters.front().IsIntercept();
+  const LinearQuality& quality = fit.quality;
+  std::string more;
+  if (quality.adjustedRSquare) more = "Adjusted R square " + number(quality.adjustedRSquare);
+  if (quality.fP) {
+    more += fmt::format("{}F {} on {} and {} degrees of freedom, p {}", more.empty() ? "" : ", ",
+                        StatisticText(quality.fStatistic), quality.fDegrees, df,
+                        ProbabilityText(quality.fP));
+  }
+  if (!more.empty()) more = Wrap(more, style.width, 0, kIndent) + "\n";
+  if (quality.logLikelihood) {
+    constexpr int kLogLikelihoodDigits = 10;
+    more +=
+        Wrap(fmt::format("Log-likelihood {}, AIC {}, BIC {}",
+                         NumberText(quality.logLikelihood, style.DigitsOf(kLogLikelihoodDigits)),
+                         number(quality.aic), number(quality.bic)),
+             style.width, 0, kIndent) +
+        "\n";
+  }
   return Wrap(fmt::format("R square {}{}, root mean square error {}", number(fit.rSquare),
                           hasIntercept ? "" : " (about 0: no intercept)", number(fit.rmse)),
               style.width, 0, kIndent) +
@@ -156,7 +174,7 @@ std::string FitText(const FitResult& fit, const TextStyle& style) {
          Wrap(fmt::format("{} on {} degree{} of freedom{}", error, df,
                           fit.degreesOfFreedom == 1.0 ? "" : "s", imposed),
               style.width, 0, kIndent) +
-         "\n";
+         "\n" + more;
 }
 
 /// A note as a list item.
@@ -202,6 +220,9 @@ std::string TextReport(const FitResult& fit, const TextStyle& style) {
   } else {
     text += LevelTable(fit, style) + "\n" + LevelParameters(fit, style) + "\n" +
             LikelihoodText(fit, style) + "\n" + ClassificationText(fit, style);
+  }
+  for (const std::string& part : {EffectTable(fit, style), CollinearityText(fit, style)}) {
+    if (!part.empty()) text += "\n" + part;
   }
   if (fit.influential) text += "\n" + InfluentialTable(fit, style);
   return text + Notes(fit, style);

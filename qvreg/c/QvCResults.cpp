@@ -370,3 +370,18 @@ int32_t qvreg_scaled_get_covariance_packed(const qvreg_results* results, double*
         elements, capacity, count);
   });
 }
+
+int32_t qvreg_scaled_get_redundant_combination(const qvreg_results* results, size_t parameter,
+                                               double* combination, size_t capacity, size_t* count,
+                                               qvreg_error* error) {
+  return QvCCall(error, [&] {
+    const IQvRegOutputStats& stats = Valid(results).fStats;
+    const size_t n = stats.GetParameters().size();
+    QvCCheck::Below(parameter, n, "parameter");
+    std::vector<double> coefficients;
+    if (!stats.GetRedundantCombination(static_cast<int>(parameter), coefficients)) {
+      coefficients.assign(n, 0.0);
+    }
+    QvCCopyList(coefficients, combination, capacity, count);
+  });
+}

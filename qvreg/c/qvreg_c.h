@@ -767,6 +767,14 @@ QVREG_EXPORT int32_t qvreg_scaled_get_estimates(const qvreg_results* results, do
 QVREG_EXPORT int32_t qvreg_scaled_get_covariance_packed(const qvreg_results* results,
                                                         double* elements, size_t capacity,
                                                         size_t* count, qvreg_error* error);
+/** How the column of `parameter` of `results`, a redundant one, depends on those that are kept: one
+ * coefficient c_k per parameter goes to `combination`, such that x_j / 2^e_j is the sum of
+ * c_k x_k / 2^e_k. All are 0 for a parameter that is kept and for one whose column was not
+ * finite. */
+QVREG_EXPORT int32_t qvreg_scaled_get_redundant_combination(const qvreg_results* results,
+                                                            size_t parameter, double* combination,
+                                                            size_t capacity, size_t* count,
+                                                            qvreg_error* error);
 
 /* ---- Records against a model, and scoring */
 

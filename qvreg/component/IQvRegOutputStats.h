@@ -65,4 +65,16 @@ class QVREG_EXPORT IQvRegOutputStats {
   virtual void Cancel() = 0;
   /// Prints the results to standard output, for diagnostics.
   virtual void Display() const = 0;
+  /// How the column of a redundant parameter depends on the columns that are kept: `combination`
+  /// receives one coefficient c_k per parameter, 0 for those that are redundant, for those behind
+  /// it and, in a logistic model, for those of other categories. Of columns of unusual size, which
+  /// the estimation divides by powers of two (see GetParameterExponents of the models' statistics),
+  /// the coefficients are those of the columns as divided: x_j / 2^e_j = sum of c_k x_k / 2^e_k.
+  ///
+  /// False, and `combination` undefined, for a parameter that is kept or does not exist, for one
+  /// whose column was not finite, without memory, and for statistics that do not tell.
+  virtual bool GetRedundantCombination(int /*parameter*/,
+                                       std::vector<double>& /*combination*/) const {
+    return false;
+  }
 };

@@ -135,6 +135,14 @@ void QvPivotSweep::StoreRow(int k, double pivot) {
   }
 }
 
+void QvPivotSweep::NoteRedundant(int k) {
+  if (!std::isfinite(fDiagonal[Index(k)])) return;
+  // Before later pivots change the row, which should not concern it, by what rounding left there.
+  LoadCoefficients(k);
+  for (double& coefficient : fCoefficients) coefficient = -coefficient;
+  fRedundant.Add(k, fKept, fCoefficients, fDiagonal);
+}
+
 double QvPivotSweep::FindRelativeChange() {
   fProducts.QuadraticForm(fCoefficients, fGradient);
   FindCorrection();
@@ -205,7 +213,12 @@ QvStatus QvPivotSweep::SweepPivots(int nPivots, double tolerance, QvBitSet& kept
       RecomputePivot(k, tolerance);
     }
     if (!blocks.Sweep(k)) return {QvStatusCode::kTooManyParameters, false};
-    if (!kept.IsIn(k)) continue;
+    if (!kept.IsIn(k)) {
+      // All that was swept so far enters its row, too.
+      if (std::isfinite(fDiagonal[Index(k)]) && !blocks.Settle()) return cancelled;
+      NoteRedundant(k);
+      continue;
+    }
     fKept.push_back(k);
     if (!fProducts.IsEmpty()) fProducts.KeepRow();
   }

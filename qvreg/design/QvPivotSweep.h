@@ -1,5 +1,6 @@
 #pragma once
 
+#include <utility>
 #include <vector>
 
 #include "qvreg/common/QvBitSet.h"
@@ -7,6 +8,7 @@
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/data/QvCancelInfo.h"
+#include "qvreg/design/QvRedundantColumns.h"
 
 /// Sweeps a matrix of cross-products pivot by pivot and finds which columns depend on those before
 /// them.
@@ -39,6 +41,10 @@ class QvPivotSweep {
   QvCommon::QvStatus Run(int nPivots, int size, double tolerance, QvCommon::QvBitSet& kept,
                          QvCancelInfo& cancel);
 
+  /// After Run: how the columns that are no pivots depend on those before them. One whose products
+  /// are not finite is not among them.
+  [[nodiscard]] QvRedundantColumns TakeRedundant() { return std::move(fRedundant); }
+
  private:
   QvCommon::QvStatus SweepPivots(int nPivots, double tolerance, QvCommon::QvBitSet& kept,
                                  QvCancelInfo& cancel);
@@ -54,6 +60,7 @@ class QvPivotSweep {
   double FindCorrection();
   [[nodiscard]] double RoundingOfForm(int k) const;
   void StoreRow(int k, double pivot);
+  void NoteRedundant(int k);
 
   QvCommon::QvSymMatrix& fMatrix;
   double fScale;
@@ -61,6 +68,7 @@ class QvPivotSweep {
   QvCommon::QvExactProducts fProducts;
   std::vector<double> fDiagonal;  ///< Before the first pivot.
   std::vector<int> fKept;         ///< The pivots swept so far.
+  QvRedundantColumns fRedundant;
   /// One for each kept pivot: of the column at hand on it, of A c, and what refinement adds.
   std::vector<double> fCoefficients;
   std::vector<double> fGradient;

@@ -182,6 +182,7 @@ QvStatus QvGLMModel::Sweep(QvCancelInfo& cancel) {
   const QvStatus status = sweep.Run(GetNParameters(), GetNParameters() + 1,
                                     fSettings.GetTolerance(), fRedundancy, cancel);
   if (status.IsError()) return status;
+  fRedundantColumns = sweep.TakeRedundant();
   if (!TakeEstimates()) return {QvStatusCode::kTooManyParameters, false};
   SetHostEstimates();
   fpProducts->GetMatrix().ZeroOutRedundant(fRedundancy);
@@ -330,11 +331,13 @@ bool QvGLMModel::Refine() {
 void QvGLMModel::ComputeFitStatistics() {
   if (!std::isfinite(fResidualSum) || !std::isfinite(fTotalSum)) {
     fbDependentFinite = fbDependentFinite && !fbWeightsFinite;
-    fRootMeanSquareError = fScaledError = fMultipleRSquare = QvMV::gMissingValue;
+    fRootMeanSquareError = fScaledError = fScaledTotal = QvMV::gMissingValue;
+    fMultipleRSquare = QvMV::gMissingValue;
     return;
   }
   if (fScale > 0.0) {
     fScaledError = std::sqrt(fResidualSum);
+    fScaledTotal = std::sqrt(fTotalSum);
     const double error = std::ldexp(fScaledError, fDependentExponent);
     fRootMeanSquareError = std::isfinite(error) ? error : QvMV::gMissingValue;
   }

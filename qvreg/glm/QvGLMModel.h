@@ -15,6 +15,7 @@
 #include "qvreg/design/QvDesignRow.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/design/QvPatternProducts.h"
+#include "qvreg/design/QvRedundantColumns.h"
 #include "qvreg/glm/QvGLMRefinement.h"
 #include "qvreg/glm/QvGLMResidualPanel.h"
 #include "qvreg/glm/QvGLMResiduals.h"
@@ -142,6 +143,12 @@ class QvGLMModel {
   /// The same of the dependent as divided.
   [[nodiscard]] double GetScaledRootMeanSquareError() const { return fScaledError; }
 
+  /// The root of the mean of the total sum, of the dependent as divided; the missing value where
+  /// that of the residual sum is.
+  [[nodiscard]] double GetScaledRootMeanSquareTotal() const { return fScaledTotal; }
+  /// After the sweep.
+  [[nodiscard]] const QvRedundantColumns& GetRedundantColumns() const { return fRedundantColumns; }
+
   void Display() const;
 
  private:
@@ -186,6 +193,7 @@ class QvGLMModel {
   std::optional<QvCommon::QvSymMatrix> fScaledCovariance;
   bool fbSwept = false;
   QvCommon::QvBitSet fRedundancy;
+  QvRedundantColumns fRedundantColumns;
   std::vector<int> fExponents;
   int fDependentExponent = 0;
   std::vector<double> fEstimates;
@@ -217,6 +225,7 @@ class QvGLMModel {
   double fMultipleRSquare = 0.0;
   double fRootMeanSquareError = 0.0;
   double fScaledError = 0.0;
+  double fScaledTotal = 0.0;
   std::optional<QvGLMRefinement> fRefinement;
   std::vector<QvCommon::QvDoubleDouble> fNoGradient;
 };

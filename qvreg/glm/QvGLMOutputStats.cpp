@@ -97,6 +97,20 @@ bool QvGLMOutputStats::ExpandScaledRow(const QvCommon::Record& record, std::vect
   }
 }
 
+bool QvGLMOutputStats::GetRedundantCombination(int parameter,
+                                               std::vector<double>& combination) const {
+  try {
+    return fpAlgorithm->GetModel().GetRedundantColumns().Get(
+        parameter, static_cast<int>(fParameters.size()), combination);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+double QvGLMOutputStats::GetScaledRootMeanSquareTotal() const {
+  return fpAlgorithm->GetModel().GetScaledRootMeanSquareTotal();
+}
+
 void QvGLMOutputStats::Cancel() { fpAlgorithm->Cancel(); }
 
 void QvGLMOutputStats::Display() const {

@@ -51,6 +51,7 @@ class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
   bool ExpandRow(const QvCommon::Record& record, std::vector<double>& row) const override;
   void Cancel() override;
   void Display() const override;
+  bool GetRedundantCombination(int parameter, std::vector<double>& combination) const override;
 
   /// How many records the run read, used and left out.
   [[nodiscard]] const QvRecordCounts& GetRecordCounts() const { return fRecordCounts; }
@@ -83,6 +84,10 @@ class QVREG_EXPORT QvGLMOutputStats : public IQvRegOutputStats {
   /// The root mean square error times 2^-f; its plain form is missing where it is too large for a
   /// double, and 0 where it is too small.
   [[nodiscard]] double GetScaledRootMeanSquareError() const;
+  /// The root of the mean square of the dependent, about its mean where the model has an intercept
+  /// and about 0 otherwise, times 2^-f: R square is 1 less the square of the ratio of the error to
+  /// it. The missing value where that of the error is.
+  [[nodiscard]] double GetScaledRootMeanSquareTotal() const;
   /// The non-zeros of the design row of `record`: `indices` receives their parameters in ascending
   /// order, `values` each times 2^-e. False as ExpandRow, with which it shares the scratch space.
   /// Allocates nothing once the vectors are large enough.

@@ -182,6 +182,7 @@ QvStatus QvLogModel::SweepXPrimeX() {
   QvPivotSweep sweep(fpProducts->GetMatrix(), 1.0, fpProducts->GetRounding());
   const QvStatus status =
       sweep.Run(fNBasic, fNBasic, fSettings.GetTolerance(), fBasicRedundancy, fCancel);
+  fRedundantColumns = sweep.TakeRedundant();
   return status.IsError() ? status : fStatus;
 }
 

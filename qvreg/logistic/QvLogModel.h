@@ -16,6 +16,7 @@
 #include "qvreg/design/QvDesignRow.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/design/QvPatternProducts.h"
+#include "qvreg/design/QvRedundantColumns.h"
 #include "qvreg/logistic/IQvRegModel.h"
 #include "qvreg/logistic/QvClassification.h"
 #include "qvreg/logistic/QvDependentCategories.h"
@@ -192,6 +193,8 @@ class QvLogModel : public IQvRegModel {
   /// One bit per basic parameter, set for a redundant one whose column was not finite: some value
   /// of it, the weighted sum of its squares, or a weight.
   [[nodiscard]] const QvCommon::QvBitSet& GetNonFinite() const { return fNonFinite; }
+  /// Of the basic parameters; once redundancy is found.
+  [[nodiscard]] const QvRedundantColumns& GetRedundantColumns() const { return fRedundantColumns; }
   /// Rows observed, columns predicted, local order, sums of frequency weights; may be null.
   [[nodiscard]] const QvCommon::QvRectMatrix* GetClassificationTable() const {
     return fpClassification == nullptr ? nullptr : &fpClassification->GetTable();
@@ -253,6 +256,7 @@ class QvLogModel : public IQvRegModel {
   QvCommon::QvBitSet fBasicRedundancy;
   QvCommon::QvBitSet fAllRedundancy;
   QvCommon::QvBitSet fNonFinite;
+  QvRedundantColumns fRedundantColumns;
   std::vector<int> fExponents;
   /// Of the columns as divided, and in the host's units.
   std::vector<double> fEstimates;

@@ -1,5 +1,6 @@
 #include "qvreg/logistic/QvLogOutputStats.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <new>
 
@@ -93,6 +94,22 @@ bool QvLogOutputStats::ExpandRow(const QvCommon::Record& record, std::vector<int
                                  std::vector<double>& values) const {
   try {
     return fpAlgorithm->ExpandRow(record, indices, values);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+bool QvLogOutputStats::GetRedundantCombination(int parameter,
+                                               std::vector<double>& combination) const {
+  const QvLogModel& model = fpAlgorithm->GetModel();
+  const int nBasic = model.GetNumBasicParameters();
+  if (parameter < 0 || parameter >= model.GetNumAllParameters()) return false;
+  try {
+    std::vector<double> basic;
+    if (!model.GetRedundantColumns().Get(parameter % nBasic, nBasic, basic)) return false;
+    combination.assign(static_cast<std::size_t>(model.GetNumAllParameters()), 0.0);
+    std::copy(basic.begin(), basic.end(), combination.begin() + (parameter - parameter % nBasic));
+    return true;
   } catch (const std::bad_alloc&) {
     return false;
   }

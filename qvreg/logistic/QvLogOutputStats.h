@@ -47,6 +47,7 @@ class QVREG_EXPORT QvLogOutputStats : public IQvRegOutputStats {
   bool ExpandRow(const QvCommon::Record& record, std::vector<double>& row) const override;
   void Cancel() override;
   void Display() const override;
+  bool GetRedundantCombination(int parameter, std::vector<double>& combination) const override;
 
   /// `indices` receives the record's basic parameter, below P, of each effect, and `values` its
   /// design value; false as above.

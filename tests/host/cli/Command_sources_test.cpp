@@ -36,6 +36,8 @@ g=b                  0   redundant
 
 R square 0.995204, root mean square error 0.802694
 Residual standard error 0.870644 on 17 degrees of freedom
+Adjusted R square 0.99464, F 1763.84 on 2 and 17 degrees of freedom, p <1e-16
+Log-likelihood -23.98314463, AIC 55.9663, BIC 59.9492
 
 Notes
 - 1 of 4 parameters is redundant and set to 0, because its column depends on the

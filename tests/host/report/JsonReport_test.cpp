@@ -23,18 +23,63 @@ using Texts = std::vector<std::string>;
 
 TEST(JsonReport, HasTheseNames) {
   const Json report = Json::parse(JsonReport(SampleFit()));
-  EXPECT_EQ(Names(report),
-            (Texts{"model", "formula", "data", "where", "dependent", "freq_weight",
-                   "regression_weight", "confidence", "records", "degrees_of_freedom",
-                   "library_degrees_of_freedom", "covariance", "transformations", "parameters",
-                   "fit", "influential", "warnings", "status"}));
+  EXPECT_EQ(Names(report), (Texts{"model",
+                                  "formula",
+                                  "data",
+                                  "where",
+                                  "dependent",
+                                  "freq_weight",
+                                  "regression_weight",
+                                  "confidence",
+                                  "records",
+                                  "degrees_of_freedom",
+                                  "library_degrees_of_freedom",
+                                  "covariance",
+                                  "transformations",
+                                  "parameters",
+                                  "fit",
+                                  "anova",
+                                  "effects",
+                                  "collinearity",
+                                  "influential",
+                                  "warnings",
+                                  "status"}));
   EXPECT_EQ(Names(report["records"]), (Texts{"read", "used", "left_out", "missing", "bad_weight",
                                              "missing_by_column", "missing_strings"}));
   EXPECT_EQ(Names(report["parameters"][0]),
             (Texts{"label", "levels", "covariates", "estimate", "std_error", "statistic", "p_value",
                    "conf_low", "conf_high", "redundant"}));
-  EXPECT_EQ(Names(report["fit"]), (Texts{"r_square", "rmse", "residual_std_error"}));
+  EXPECT_EQ(Names(report["fit"]),
+            (Texts{"r_square", "adjusted_r_square", "rmse", "residual_std_error", "f_statistic",
+                   "f_df", "f_p_value", "log_likelihood", "aic", "bic"}));
   EXPECT_EQ(Names(report["status"]), (Texts{"code", "message"}));
+}
+
+TEST(JsonReport, CarriesTestsAndCollinearity) {
+  FitResult fit = SampleFit();
+  EXPECT_TRUE(Json::parse(JsonReport(fit))["anova"].is_null());
+  EXPECT_EQ(Json::parse(JsonReport(fit))["effects"], Json::array());
+  EXPECT_TRUE(Json::parse(JsonReport(fit))["collinearity"].is_null());
+  fit.quality = {3.5, 2, 0.03, 0.7, -123.25, 250.5, 260.25};
+  fit.effects = {3, true, {{"g", 2, 1097.0, 12.5, 0.001, 40.0}, {"x", 0, 1097.0, {}, {}, {}}}};
+  fit.collinearity = {{{"g", 2, 4.0, 2.0}}, 17.5};
+  const Json report = Json::parse(JsonReport(fit));
+  EXPECT_EQ(report["anova"], 3);
+  EXPECT_EQ(report["effects"], Json::parse(R"([
+      {"term": "g", "df": 2, "df_residual": 1097.0, "statistic": 12.5, "p_value": 0.001,
+       "sum_of_squares": 40.0},
+      {"term": "x", "df": 0, "df_residual": 1097.0, "statistic": null, "p_value": null,
+       "sum_of_squares": null}])"));
+  EXPECT_EQ(report["collinearity"], Json::parse(R"({
+      "terms": [{"term": "g", "df": 2, "gvif": 4.0, "gvif_per_df": 2.0}],
+      "condition_number": 17.5})"));
+  EXPECT_EQ(report["fit"]["f_statistic"], 3.5);
+  EXPECT_EQ(report["fit"]["f_df"], 2);
+  EXPECT_EQ(report["fit"]["f_p_value"], 0.03);
+  EXPECT_EQ(report["fit"]["adjusted_r_square"], 0.7);
+  EXPECT_EQ(report["fit"]["log_likelihood"], -123.25);
+  EXPECT_EQ(report["fit"]["aic"], 250.5);
+  EXPECT_EQ(report["fit"]["bic"], 260.25);
 }
 
 TEST(JsonReport, CarriesEveryValue) {
@@ -135,6 +180,9 @@ TEST(JsonReportLogistic, HasTheseNames) {
                                   "transformations",
                                   "parameters",
                                   "fit",
+                                  "anova",
+                                  "effects",
+                                  "collinearity",
                                   "classification",
                                   "influential",
                                   "warnings",

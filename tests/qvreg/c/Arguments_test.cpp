@@ -139,6 +139,7 @@ const std::vector<Function>& Functions() {
       QV_CALL(qvreg_results, qvreg_scaled_get_exponents, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_scaled_get_estimates, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_scaled_get_covariance_packed, nullptr, 0, &a.n),
+      QV_CALL(qvreg_results, qvreg_scaled_get_redundant_combination, 0, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_results_get_factor_counts, 0, nullptr, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_results_get_dependent_counts, nullptr, nullptr, 0, &a.n),
       QV_CALL(qvreg_results, qvreg_results_get_record_counts, Room<qvreg_record_counts>()),

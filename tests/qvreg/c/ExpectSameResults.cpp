@@ -123,6 +123,16 @@ void ExpectSameScaled(const CResults& results, const Stats& expected, int depend
   EXPECT_EQ(ListOf<double>(
                 [&](auto... rest) { return qvreg_scaled_get_estimates(results.get(), rest...); }),
             expected.GetScaledEstimates());
+  for (std::size_t i = 0; i < expected.GetParameters().size(); ++i) {
+    std::vector<double> combination;
+    if (!expected.GetRedundantCombination(static_cast<int>(i), combination)) {
+      combination.assign(expected.GetParameters().size(), 0.0);
+    }
+    EXPECT_EQ(ListOf<double>([&](auto... rest) {
+                return qvreg_scaled_get_redundant_combination(results.get(), i, rest...);
+              }),
+              combination);
+  }
   const QvCommon::QvSymMatrixData* matrix = expected.GetScaledCovarianceMatrix();
   if (matrix == nullptr) return;
   const auto packed = ListOf<double>(

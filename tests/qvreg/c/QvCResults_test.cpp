@@ -115,6 +115,8 @@ TEST(CResults, RefuseShortBuffersAndSayHowLong) {
   expectTooSmall(qvreg_scaled_get_exponents(results, whole, 4, &count, nullptr), 5);
   expectTooSmall(qvreg_scaled_get_estimates(results, numbers, 4, &count, nullptr), 5);
   expectTooSmall(qvreg_scaled_get_covariance_packed(results, numbers, 14, &count, nullptr), 15);
+  expectTooSmall(qvreg_scaled_get_redundant_combination(results, 0, numbers, 4, &count, nullptr),
+                 5);
   expectTooSmall(qvreg_results_get_factor_counts(results, 0, numbers, nullptr, 2, &count, nullptr),
                  3);
   expectTooSmall(qvreg_results_get_dependent_counts(results, nullptr, numbers, 1, &count, nullptr),

@@ -38,6 +38,7 @@ TEST(IQvRegOutputStats, DeclaresItsOperationsInSlotOrder) {
   EXPECT_EQ(VirtualSlot(&IQvRegOutputStats::ExpandRow), slot++);
   EXPECT_EQ(VirtualSlot(&IQvRegOutputStats::Cancel), slot++);
   EXPECT_EQ(VirtualSlot(&IQvRegOutputStats::Display), slot++);
+  EXPECT_EQ(VirtualSlot(&IQvRegOutputStats::GetRedundantCombination), slot++);
 }
 
 }  // namespace
