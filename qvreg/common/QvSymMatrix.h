@@ -171,8 +171,8 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// elements of row i. REQUIRES: such a row; as many of both; compensation.
   void AddToCompensatedRow(int i, const double* values, const double* rests);
 
-  /// The same for the elements of row i in `n` columns. REQUIRES: such a row; columns up to the
-  /// diagonal; as many of both; compensation.
+  /// The same for the elements of row i in `n` columns, with as many `values` and `rests`.
+  /// REQUIRES: such a row; columns up to the diagonal; compensation.
   void AddToCompensatedElems(int i, int n, const int* columns, const double* values,
                              const double* rests);
 

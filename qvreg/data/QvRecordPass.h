@@ -111,8 +111,8 @@ class QvRecordPass {
 
     void CheckMany(const QvRegRecordValidator& validator) {
       const std::size_t count = std::min(kCheckedTogether, fBlock.fCount - fNRead);
-      fbNumbersPresent =
-          validator.AreNumbersPresent(fBlock.Row(fNRead), fBlock.fStride, fBlock.fSize, count);
+      fbNumbersPresent = validator.AreNumbersPresent(fBlock.Row(fNRead), fBlock.fStride,
+                                                     fBlock.fSize, static_cast<int>(count));
       fNChecked = fNRead + count;
     }
 

@@ -116,10 +116,10 @@ QvRecordVerdict QvRegRecordValidator::CheckRecord(const double* values, int size
   return CheckInOrder(mayBeMissing ? fAllVariables : fOthers, values, status);
 }
 
-bool QvRegRecordValidator::AreNumbersPresent(const double* values, std::ptrdiff_t stride, int size,
-                                             std::size_t count) const {
+bool QvRegRecordValidator::AreNumbersPresent(const double* values, long long stride, int size,
+                                             int count) const {
   return size >= static_cast<int>(fVariableTypes.size()) && stride == size &&
-         !MayBeMissing(count * static_cast<std::size_t>(size), values);
+         !MayBeMissing(static_cast<std::size_t>(count) * static_cast<std::size_t>(size), values);
 }
 
 QvRecordVerdict QvRegRecordValidator::CheckInOrder(const std::vector<int>& variables,

@@ -61,9 +61,10 @@ class QVREG_EXPORT QvRegRecordValidator {
   QvRecordVerdict CheckRecord(const double* values, int size, QvCommon::QvStatus& status) const;
   /// True when `count` records, each of `size` values and `stride` behind the one before, hold all
   /// variables and no missing number. May be false where it could be true.
-  [[nodiscard]] bool AreNumbersPresent(const double* values, std::ptrdiff_t stride, int size,
-                                       std::size_t count) const;
-  /// CheckRecord of one of the records of which AreNumbersPresent is true.
+  [[nodiscard]] bool AreNumbersPresent(const double* values, long long stride, int size,
+                                       int count) const;
+  /// CheckRecord, with the same `values` and `status`, of one of the records of which
+  /// AreNumbersPresent is true.
   QvRecordVerdict CheckOthers(const double* values, QvCommon::QvStatus& status) const {
     return fBounded.empty() ? QvRecordVerdict::kValid : CheckInOrder(fBounded, values, status);
   }

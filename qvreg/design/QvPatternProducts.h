@@ -9,8 +9,8 @@
 #include "qvreg/design/QvPatternSums.h"
 
 /// The weighted cross-products of design rows that share most of their columns, with or without the
-/// dependent's as the last: of the records of one pattern the products of their few distinct values are summed, in
-/// double-double, and these sums are added to those of the pattern's columns once.
+/// dependent's as the last: of the records of one pattern the products of their few distinct values
+/// are summed, in double-double, and these sums are added to those of the pattern's columns once.
 ///
 /// A row of n values, the dependent among them, has n (n + 1) / 2 products; those of each value
 /// with the one d places behind it, as if the first followed the last, are summed side by side for
@@ -42,7 +42,8 @@ class QvPatternProducts : public QvPatternSums {
   /// Whether so many values are zero that rows are added sooner one by one.
   [[nodiscard]] bool IsPanelSparse();
   void AddRowByItself(std::size_t r);
-  /// The columns of a pattern, then the dependent's if it has one, and parallel to them the rows' values.
+  /// The columns of a pattern, then the dependent's if it has one, and parallel to them the rows'
+  /// values.
   void FindColumns(int pattern);
   /// Where an entry has the sum of the products of two values; what it lost is fNProducts behind.
   [[nodiscard]] std::size_t PlaceOf(std::size_t a, std::size_t b) const;

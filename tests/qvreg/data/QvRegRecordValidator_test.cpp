@@ -369,11 +369,11 @@ TEST(QvRegRecordValidator, ChecksNumbersOfManyRecordsTogether) {
   QvRegRecordValidator validator;
   validator.SetRecordInfo({QvConst::QvVarDependent, QvConst::QvVarFactor, QvConst::QvVarCovariate},
                           {1}, {3}, kScaleDependent);
-  constexpr std::size_t kRecords = 40;
+  constexpr int kRecords = 40;
   std::vector<double> values;
-  for (std::size_t r = 0; r < kRecords; ++r) values.insert(values.end(), {-1.0, 2.0, -kInfinity});
+  for (int r = 0; r < kRecords; ++r) values.insert(values.end(), {-1.0, 2.0, -kInfinity});
   EXPECT_FALSE(validator.AreNumbersPresent(values.data(), 3, 3, kRecords)) << "may be missing";
-  for (std::size_t r = 0; r < kRecords; ++r) values[3 * r + 2] = std::nan("");
+  for (std::size_t r = 2; r < values.size(); r += 3) values[r] = std::nan("");
   EXPECT_TRUE(validator.AreNumbersPresent(values.data(), 3, 3, kRecords));
   EXPECT_FALSE(validator.AreNumbersPresent(values.data(), 2, 2, kRecords)) << "short records";
   EXPECT_FALSE(validator.AreNumbersPresent(values.data(), 4, 3, kRecords / 2)) << "gaps";
