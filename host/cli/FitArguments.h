@@ -32,6 +32,8 @@ class FitArguments {
   [[nodiscard]] const TextStyle& Style() const { return style_; }
 
  private:
+  static constexpr int kMostThreads = 1024;
+
   void AddData();
   void AddMissing();
   void AddModel();

@@ -8,7 +8,6 @@
 #include "host/fit/CovarianceTable.h"
 #include "host/fit/Diagnostics.h"
 #include "host/fit/Predictions.h"
-#include "host/fit/RecordProgress.h"
 #include "host/fit/ScaledEstimates.h"
 #include "host/inference/Inference.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
@@ -86,7 +85,7 @@ void AfterFit::Finish(FitResult& result) const {
 WalkOptions AfterFit::Walk(const char* stage) const {
   return {.interrupt = interrupt_,
           .threads = ThreadCount(options_.threads),
-          .progress = ShowShare(stage, table_, progress_)};
+          .progress = ShowShare(stage, table_.RecordCount(), progress_)};
 }
 
 int AfterFit::PartCount() const {

@@ -14,6 +14,10 @@ class CompensatedSum {
     lost_ += isLarger ? (total_ - total) + value : (value - total) + total_;
     total_ = total;
   }
+  void Add(const CompensatedSum& other) {
+    Add(other.total_);
+    lost_ += other.lost_;
+  }
   [[nodiscard]] double Value() const { return total_ + lost_; }
 
  private:

@@ -1,29 +1,52 @@
 #include "host/fit/LinearFitQuality.h"
 
 #include <cmath>
+#include <cstdint>
+#include <memory>
+#include <optional>
 
 #include "host/fit/CompensatedSum.h"
 #include "host/fit/ScaledEstimates.h"
-#include "host/fit/SpoolRunner.h"
 #include "qvreg/common/QvBitSet.h"
 #include "qvreg/common/Record.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
 
 namespace qvhost {
 
-double SumLogWeights(const CodedTable& table, const ModelBinding& binding,
-                     const QvRegRecordValidator& validator,
-                     const std::function<void(long long)>& progress, const Interrupt& interrupt) {
-  if (binding.regressionWeight < 0) return 0.0;
-  CompensatedSum sum;
-  SpoolRecords records(table, progress);
-  while (const QvCommon::Record* record = records.Fetch(interrupt)) {
+namespace {
+
+/// Sums logarithms of weights over some records. Borrows what it is made of.
+class LogWeightSum {
+ public:
+  LogWeightSum(const ModelBinding& binding, const QvRegRecordValidator& validator)
+      : binding_(binding), validator_(validator) {}
+
+  bool Add(const QvCommon::Record& record, std::int64_t /*number*/) {
     QvCommon::QvStatus status;
-    if (!validator.IsValidRecord(*record, status)) continue;
-    const double count = binding.freqWeight < 0 ? 1.0 : (*record)[binding.freqWeight];
-    sum.Add(count * std::log((*record)[binding.regressionWeight]));
+    if (!validator_.IsValidRecord(record, status)) return true;
+    const double count = binding_.freqWeight < 0 ? 1.0 : record[binding_.freqWeight];
+    sum_.Add(count * std::log(record[binding_.regressionWeight]));
+    return true;
   }
-  return sum.Value();
+  void EndPart() {}
+  void Merge(const LogWeightSum& next) { sum_.Add(next.sum_); }
+  [[nodiscard]] double Value() const { return sum_.Value(); }
+
+ private:
+  const ModelBinding& binding_;
+  const QvRegRecordValidator& validator_;
+  CompensatedSum sum_;
+};
+
+}  // namespace
+
+double SumLogWeights(const CodedTable& table, const ModelBinding& binding,
+                     const QvRegRecordValidator& validator, int parts, const WalkOptions& walk) {
+  if (binding.regressionWeight < 0) return 0.0;
+  return WalkRecords<LogWeightSum>(
+             table, parts, walk,
+             [&](int, int) { return std::make_unique<LogWeightSum>(binding, validator); })
+      ->Value();
 }
 
 LinearQuality LinearQualityOf(const IQvRegOutputStats& output, double degreesOfFreedom,

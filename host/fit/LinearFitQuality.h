@@ -1,9 +1,7 @@
 #pragma once
 
-#include <functional>
-
-#include "host/fit/Interrupt.h"
 #include "host/fit/ModelBinding.h"
+#include "host/fit/RecordWalk.h"
 #include "host/inference/LinearQuality.h"
 #include "host/table/CodedTable.h"
 #include "qvreg/component/IQvRegOutputStats.h"
@@ -12,14 +10,11 @@
 namespace qvhost {
 
 /// The sum of the logarithms of the regression weights of the records used, each times its
-/// frequency weight: the likelihood's part of them. Makes a pass over the table where there are
-/// regression weights, none otherwise; `progress` is called with the number of records read, and
-/// may be empty. Throws Cancelled when interrupted, Error (kRunFailed) when the table cannot be
-/// read to its end.
+/// frequency weight: the likelihood's part of them. Makes a pass over the table, in so many
+/// `parts`, where there are regression weights, none otherwise. Throws as WalkRecords does.
 [[nodiscard]] double SumLogWeights(const CodedTable& table, const ModelBinding& binding,
-                                   const QvRegRecordValidator& validator,
-                                   const std::function<void(long long)>& progress,
-                                   const Interrupt& interrupt);
+                                   const QvRegRecordValidator& validator, int parts,
+                                   const WalkOptions& walk);
 
 /// How well a linear model fits. `degreesOfFreedom`: of the residuals, or those imposed.
 [[nodiscard]] LinearQuality LinearQualityOf(const IQvRegOutputStats& output,

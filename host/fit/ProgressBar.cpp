@@ -106,4 +106,11 @@ void ProgressBar::Erase() {
   std::fflush(stream_);
 }
 
+std::function<void(long long records)> ShowShare(const char* stage, long long total,
+                                                 ProgressBar& progress) {
+  return [stage, total, &progress](long long records) {
+    progress.Show(stage, static_cast<double>(records) / static_cast<double>(total), records);
+  };
+}
+
 }  // namespace qvhost

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -52,5 +53,9 @@ class ProgressBar {
   std::string stage_;
   bool shown_ = false;
 };
+
+/// Shows how many of `total` records a stage has seen. Borrows the bar.
+[[nodiscard]] std::function<void(long long records)> ShowShare(const char* stage, long long total,
+                                                               ProgressBar& progress);
 
 }  // namespace qvhost

@@ -20,7 +20,6 @@
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
 #include "host/fit/ParameterLimit.h"
-#include "host/fit/RecordProgress.h"
 #include "host/fit/RefitTests.h"
 #include "host/fit/ResultBuilder.h"
 #include "host/fit/RunSettings.h"
@@ -34,6 +33,7 @@
 #include "host/table/TableSource.h"
 #include "host/table/TableWriter.h"
 #include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/parallel/QvThreadRunner.h"
 
 namespace qvhost {
 
@@ -106,7 +106,7 @@ std::optional<GroupedRecords> Group(const CodedTable& table, const ModelBinding&
                               .freqWeight = binding.freqWeight,
                               .spoolDir = options.spoolDir,
                               .threads = ThreadCount(options.threads),
-                              .progress = ShowShare("grouping", table, progress)});
+                              .progress = ShowShare("grouping", table.RecordCount(), progress)});
 }
 
 /// Throws for an option that the kind of model does not have.
@@ -240,9 +240,12 @@ void AddInference(const RefitTests::Fitted& fitted, const QvRegRecordValidator& 
   const IQvRegOutputStats& output = fitted.run.Output();
   std::vector<std::string> notes;
   if (fitted.binding.kind == ModelKind::kLinear) {
-    const double logWeights =
-        SumLogWeights(fitted.table, fitted.binding, validator,
-                      ShowShare("weights", fitted.table, progress), interrupt);
+    const WalkOptions walk{.interrupt = interrupt,
+                           .threads = ThreadCount(options.threads),
+                           .progress = ShowShare("weights", fitted.table.RecordCount(), progress)};
+    const int parts =
+        QvPartCount(fitted.table.RecordCount(), fitted.run.Component().GetCompSettings());
+    const double logWeights = SumLogWeights(fitted.table, fitted.binding, validator, parts, walk);
     result.quality = LinearQualityOf(output, result.degreesOfFreedom, logWeights);
     result.effects =
         TestLinearEffects(fitted.formula, fitted.binding, output, options.anova, result, interrupt);
@@ -288,7 +291,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   RunSettings settings = SettingsOf(formula, binding, table, options);
   const std::vector<StandardizedVariable> standardized =
       Standardize(formula, binding, table, ValidatorOf(settings.Get()), interrupt,
-                  ShowShare("standardizing", table, progress));
+                  ShowShare("standardizing", table.RecordCount(), progress));
   // Groups have a validator of their own.
   AfterFit after(options, binding, table, ValidatorOf(settings.Get()), progress, interrupt,
                  outputs);
@@ -297,8 +300,9 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   if (grouped) settings.UseGroups(*grouped, options.logistic);
   const CodedTable& fitted = grouped ? grouped->table : table;
   CheckParameterCount(formula, binding, fitted, ValidatorOf(settings.Get()), options.maxParameters,
-                      ShowShare("counting", fitted, progress), interrupt);
-  settings.SettleReference(fitted, ShowShare("counting", fitted, progress), interrupt);
+                      ShowShare("counting", fitted.RecordCount(), progress), interrupt);
+  settings.SettleReference(fitted, ShowShare("counting", fitted.RecordCount(), progress),
+                           interrupt);
   ModelRun run(settings.Get(), fitted, options.threads, progress, interrupt);
   const auto start = std::chrono::steady_clock::now();
   run.Build();

@@ -1,0 +1,198 @@
+// The values of the options of FitArguments, once the command line is read.
+
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "host/NameList.h"
+#include "host/Terminal.h"
+#include "host/Text.h"
+#include "host/cli/FitArguments.h"
+#include "host/fit/LevelOptions.h"
+#include "host/table/TableWriter.h"
+
+namespace qvhost {
+
+namespace {
+
+void CheckCriterion(const char* name, double criterion) {
+  if (criterion >= 0.0 && std::isfinite(criterion)) return;
+  RefuseUsage(fmt::format("{} must be a number from 0 on, such as 1e-8; 0 switches it off.", name));
+}
+
+void CheckAtLeast(const char* name, int value, int least) {
+  if (value >= least) return;
+  RefuseUsage(fmt::format("{} must be a whole number from {} on.", name, least));
+}
+
+void CheckConfidence(double confidence) {
+  constexpr double kWhole = 100.0;
+  if (confidence >= 0.0 && confidence < 1.0) return;
+  const bool isPercentage = confidence > 1.0 && confidence < kWhole;
+  RefuseUsage(isPercentage
+                  ? fmt::format("--confidence must be at least 0 and below 1; for {0:g} percent "
+                                "write {1:g}.",
+                                confidence, confidence / kWhole)
+                  : "--confidence must be at least 0 and below 1, such as 0.95.");
+}
+
+/// The name of a column, which may stand in back-quotes as in a formula.
+std::string ReadColumn(const char* option, const std::string& written) {
+  if (!written.starts_with('`')) return written;
+  const std::vector<std::string> names = ReadNameList(option, written);
+  if (names.size() == 1) return names.front();
+  RefuseUsage(fmt::format("{} takes one column, not {}.", option, NameList(names)));
+}
+
+}  // namespace
+
+void FitArguments::CheckRanges() const {
+  if (options_.source.data.empty() && options_.source.sql.empty()) {
+    RefuseUsage("No data are named; give a file with --data or a query with --sql.");
+  }
+  CheckConfidence(options_.confidence);
+  CheckAtLeast("--max-parameters", options_.maxParameters, 1);
+  if (options_.tolerance && !(*options_.tolerance >= 0.0 && *options_.tolerance < 1.0)) {
+    RefuseUsage("--tolerance must be at least 0 and below 1, such as 1e-12.");
+  }
+  if (options_.threads < 0 || options_.threads > kMostThreads) {
+    RefuseUsage(fmt::format("--threads must be a whole number from 0 to {}; 0 is one per core.",
+                            kMostThreads));
+  }
+  if (degreesOfFreedomOption_->count() > 0 &&
+      !(degreesOfFreedom_ > 0.0 && std::isfinite(degreesOfFreedom_))) {
+    RefuseUsage("--df must be a number above 0.");
+  }
+}
+
+void FitArguments::CheckLevelOptions() const {
+  const auto check = [](LevelOption option, const std::vector<std::string>& texts) {
+    for (const std::string& text : texts) CheckLevelOption(option, text);
+  };
+  check(LevelOption::kBase, options_.binding.bases);
+  check(LevelOption::kLevels, options_.binding.levels);
+}
+
+void FitArguments::TakeModelKind() {
+  if (model_ == "linear") options_.binding.model = ModelKind::kLinear;
+  if (model_ == "logistic") options_.binding.model = ModelKind::kLogistic;
+}
+
+void FitArguments::TakeOptionsOfOneKind() {
+  const auto add = [this](const CLI::Option* option, ModelKind kind) {
+    if (option->count() > 0) options_.ofOneKind.push_back({option->get_name(), kind});
+  };
+  for (const CLI::Option* option : logistic_) add(option, ModelKind::kLogistic);
+  for (const CLI::Option* option : {degreesOfFreedomOption_, noRefineOption_}) {
+    add(option, ModelKind::kLinear);
+  }
+}
+
+void FitArguments::TakeLogistic() {
+  if (inMemory_ || notInMemory_) options_.logistic.inMemory = inMemory_;
+  options_.logistic.collapse = !noCollapse_;
+  CheckAtLeast("--max-iterations", options_.logistic.maxIterations, 0);
+  CheckAtLeast("--max-step-halving", options_.logistic.maxStepHalving, 1);
+  CheckAtLeast("--separation-from", options_.logistic.separationFrom, 0);
+  CheckCriterion("--parameter-criterion", options_.logistic.parameterCriterion);
+  CheckCriterion("--ll-criterion", options_.logistic.logLikelihoodCriterion);
+}
+
+void FitArguments::TakeTests() {
+  if (anovaOption_->count() == 0) return;
+  constexpr int kUsualType = 2;
+  if (anova_.empty()) {
+    options_.anova = kUsualType;
+    return;
+  }
+  if (anova_ != "1" && anova_ != "2" && anova_ != "3") {
+    RefuseUsage(
+        fmt::format("--anova must be 1, 2 or 3, the type of the tests of effects, not "
+                    "'{}'; without a number it is 2.",
+                    anova_));
+  }
+  options_.anova = anova_.front() - '0';
+}
+
+void FitArguments::TakeStyle() {
+  constexpr int kMostDigits = 17;
+  if (digitsOption_->count() > 0) {
+    if (digits_ < 1 || digits_ > kMostDigits) {
+      RefuseUsage(fmt::format("--digits must be a whole number from 1 to {}.", kMostDigits));
+    }
+    style_.digits = digits_;
+  }
+  style_.width = OutputWidth(stdout);
+  style_.color = UsesColor(ColorOf(color_).value_or(ColorChoice::kAuto), stdout);
+}
+
+void FitArguments::TakeKept() {
+  if (keepOption_->count() == 0) return;
+  if (options_.predictions.empty() && options_.diagnostics.empty()) {
+    RefuseUsage("--keep needs --predictions or --diagnostics, which name the file to write.");
+  }
+  for (const std::string& list : keep_) {
+    if (list == "all") {
+      options_.keepAll = true;
+      continue;
+    }
+    for (std::string& name : ReadNameList("--keep", list)) options_.keep.push_back(std::move(name));
+  }
+}
+
+void FitArguments::Take() {
+  data_.Take();
+  CheckRanges();
+  CheckLevelOptions();
+  TakeLogistic();
+  TakeModelKind();
+  TakeWeights();
+  TakeOptionsOfOneKind();
+  TakeStyle();
+  TakeTests();
+  options_.intercept = !noIntercept_;
+  options_.refine = !noRefine_;
+  if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;
+  CheckTables();
+  TakeCovariance();
+  TakeKept();
+}
+
+void FitArguments::CheckTables() const {
+  // The ending is wrong usage, whatever becomes of the run.
+  for (const std::string& file :
+       {options_.predictions, options_.covarianceFile, options_.diagnostics}) {
+    if (!file.empty()) static_cast<void>(TableFormatOf(file));
+  }
+}
+
+void FitArguments::TakeCovariance() {
+  constexpr std::string_view kCluster = "cluster:";
+  if (covariance_.empty()) return;
+  if (covariance_.starts_with(kCluster) && covariance_.size() > kCluster.size()) {
+    options_.covariance = CovarianceKind::kCluster;
+    options_.binding.cluster = ReadColumn("--vcov", covariance_.substr(kCluster.size()));
+    return;
+  }
+  for (const CovarianceKind kind :
+       {CovarianceKind::kHc0, CovarianceKind::kHc1, CovarianceKind::kHc2, CovarianceKind::kHc3}) {
+    if (covariance_ != CovarianceName(kind)) continue;
+    options_.covariance = kind;
+    return;
+  }
+  RefuseUsage(
+      fmt::format("--vcov takes hc0, hc1, hc2, hc3 or cluster:COLUMN, not '{}'.", covariance_));
+}
+
+void FitArguments::TakeWeights() {
+  BindingOptions& binding = options_.binding;
+  binding.freqWeight = ReadColumn("--freq-weight", binding.freqWeight);
+  binding.regressionWeight = ReadColumn("--regression-weight", binding.regressionWeight);
+}
+
+}  // namespace qvhost
