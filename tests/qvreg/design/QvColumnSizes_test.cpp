@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/qvreg/support/ModelSettings.h"
+
 namespace {
 
 constexpr int kX = 1;
@@ -14,11 +16,8 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 QvRegrParameter Effect(int index, const std::vector<std::pair<int, int>>& powers) {
-  QvRegrParameter parameter;
+  QvRegrParameter parameter = qvtest::ParameterOf(powers);
   parameter.SetEffectIndex(index);
-  for (const auto& [variable, power] : powers) {
-    EXPECT_GT(parameter.AddCovariate(variable, power), 0);
-  }
   return parameter;
 }
 

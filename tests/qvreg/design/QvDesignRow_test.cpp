@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <limits>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -10,23 +9,18 @@
 #include "qvreg/common/QvBitSet.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/settings/QvRegrParameter.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {
 
 using qvtest::MakeRecord;
+using qvtest::ParameterOf;
 
 constexpr int kA = 0;
 constexpr int kX = 1;
 constexpr int kZ = 2;
 constexpr int kNone = -1;
-
-QvRegrParameter Covariates(const std::vector<std::pair<int, int>>& powers) {
-  QvRegrParameter parameter;
-  for (const auto& [variable, power] : powers)
-    EXPECT_GT(parameter.AddCovariate(variable, power), 0);
-  return parameter;
-}
 
 /// The effects intercept, A, x^2 z and A x over a factor A with the levels 0 and 2 seen: columns 0,
 /// 1 to 2, 3 and 4 to 5. Column 6 is free for the dependent.
@@ -41,7 +35,8 @@ class QvDesignRowTest : public ::testing::Test {
   }
 
   static std::vector<QvRegrParameter> Effects() {
-    return {Covariates({}), Covariates({}), Covariates({{kX, 2}, {kZ, 1}}), Covariates({{kX, 1}})};
+    return {ParameterOf({}), ParameterOf({}), ParameterOf({{kX, 2}, {kZ, 1}}),
+            ParameterOf({{kX, 1}})};
   }
 
   bool Expand(const std::vector<double>& values) { return row_.Expand(values.data()); }

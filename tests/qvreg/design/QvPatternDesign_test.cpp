@@ -1,17 +1,18 @@
 #include "qvreg/design/QvPatternDesign.h"
 
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "qvreg/design/QvFactorTables.h"
 #include "qvreg/settings/QvRegrParameter.h"
+#include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {
 
 using qvtest::MakeRecord;
+using qvtest::ParameterOf;
 using Doubles = std::vector<double>;
 using Ints = std::vector<int>;
 
@@ -20,13 +21,6 @@ constexpr int kX = 1;
 constexpr int kZ = 2;
 constexpr int kNone = -1;
 
-QvRegrParameter Covariates(const std::vector<std::pair<int, int>>& powers) {
-  QvRegrParameter parameter;
-  for (const auto& [variable, power] : powers)
-    EXPECT_GT(parameter.AddCovariate(variable, power), 0);
-  return parameter;
-}
-
 /// The effects intercept, A, x, z, A x and x^2 over a factor A of two levels: columns 0, 1 to 2, 3,
 /// 4, 5 to 6, 7.
 class PatternDesignTest : public ::testing::Test {
@@ -34,9 +28,9 @@ class PatternDesignTest : public ::testing::Test {
   void SetUpRow(double x = 3.0, double z = 5.0) {
     tables_.SetModelEffectFactors({{}, {kA}, {}, {}, {kA}, {}}, {kA});
     tables_.SetCovariates({kX, kZ});
-    const std::vector<QvRegrParameter> effects{Covariates({}),        Covariates({}),
-                                               Covariates({{kX, 1}}), Covariates({{kZ, 1}}),
-                                               Covariates({{kX, 1}}), Covariates({{kX, 2}})};
+    const std::vector<QvRegrParameter> effects{ParameterOf({}),        ParameterOf({}),
+                                               ParameterOf({{kX, 1}}), ParameterOf({{kZ, 1}}),
+                                               ParameterOf({{kX, 1}}), ParameterOf({{kX, 2}})};
     tables_.SetEffectCovariates(effects);
     tables_.UpdateAll(MakeRecord({0, x, z}));
     tables_.UpdateAll(MakeRecord({1, x, z}));

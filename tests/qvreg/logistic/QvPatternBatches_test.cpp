@@ -11,6 +11,7 @@
 
 #include "tests/qvreg/support/ModelOnTables.h"
 #include "tests/qvreg/support/ModelSettings.h"
+#include "tests/qvreg/support/StubAccumStats.h"
 
 namespace {
 
@@ -48,7 +49,7 @@ struct Single {
 };
 
 /// Statistics that write down what they are given, and refuse what they are told.
-class JournalStats : public IQvAccumStats, public IQvPatternStats {
+class JournalStats : public qvtest::StubAccumStats, public IQvPatternStats {
  public:
   std::vector<Together> together;
   std::vector<Single> singles;
@@ -87,19 +88,7 @@ class JournalStats : public IQvAccumStats, public IQvPatternStats {
     return category == refusedCategory ? -1 : 0;
   }
 
-  void Reset(QvConst::QvEstimationMethod /*method*/, bool /*separationCheck*/) override {}
-  bool CheckConstraints() override { return true; }
-  [[nodiscard]] double GetLL() const override { return 0.0; }
-  [[nodiscard]] const Doubles& GetScores() const override { return noScores_; }
-  void GetHessian(QvCommon::QvSymMatrix& /*out*/) const override {}
-  void GetCounts(int& /*rows*/, int& /*invalid*/, double& /*weight*/) const override {}
-  void GetMinMaxProbabilities(double& /*minObserved*/, double& /*maxObserved*/,
-                              double& /*minComputed*/) const override {}
-  [[nodiscard]] double GetStepAdjustmentFactor() const override { return 1.0; }
-  void Display(bool /*llOnly*/) const override {}
-
  private:
-  Doubles noScores_;
   Together begun_;
   std::size_t nValues_ = 0;
   bool isOpen_ = false;

@@ -13,6 +13,7 @@
 #include "tests/qvreg/support/Cancellation.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/FaultyIter.h"
+#include "tests/qvreg/support/StubAccumStats.h"
 #include "tests/qvreg/support/StubRegModel.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 #include "tests/qvreg/support/VirtualSlot.h"
@@ -45,7 +46,7 @@ struct Update {
 };
 
 /// Statistics that write down what they are given.
-class JournalStats : public IQvAccumStats {
+class JournalStats : public qvtest::StubAccumStats {
  public:
   std::vector<Update> updates;
   std::vector<std::pair<int, bool>> resets;
@@ -55,23 +56,11 @@ class JournalStats : public IQvAccumStats {
   void Reset(QvConst::QvEstimationMethod method, bool separationCheck) override {
     resets.emplace_back(method, separationCheck);
   }
-  bool CheckConstraints() override { return true; }
   int UpdateForRow(const Ints& indices, const Doubles& values, int category, double weight,
                    bool llOnly) override {
     updates.push_back({indices, values, category, weight, llOnly});
     return updates.size() == refused ? -1 : 0;
   }
-  [[nodiscard]] double GetLL() const override { return 0.0; }
-  [[nodiscard]] const Doubles& GetScores() const override { return scores_; }
-  void GetHessian(QvCommon::QvSymMatrix& /*out*/) const override {}
-  void GetCounts(int& /*rows*/, int& /*invalid*/, double& /*weight*/) const override {}
-  void GetMinMaxProbabilities(double& /*minObserved*/, double& /*maxObserved*/,
-                              double& /*minComputed*/) const override {}
-  [[nodiscard]] double GetStepAdjustmentFactor() const override { return 1.0; }
-  void Display(bool /*llOnly*/) const override {}
-
- private:
-  Doubles scores_;
 };
 
 /// Gives every row the sparse form (0, 1.0), (1, x).

@@ -12,6 +12,14 @@ void Require(bool accepted, const char* what) {
 
 }  // namespace
 
+QvRegrParameter ParameterOf(const std::vector<std::pair<int, int>>& powers) {
+  QvRegrParameter parameter;
+  for (const auto& [variable, power] : powers) {
+    Require(parameter.AddCovariate(variable, power) > 0, "parameter's covariate");
+  }
+  return parameter;
+}
+
 LinearSettings::LinearSettings(int dependent, const std::vector<FactorRole>& factors,
                                const std::vector<int>& covariates)
     : nFactors_(static_cast<int>(factors.size())),

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <utility>
 #include <vector>
 
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvModelEffect.h"
 #include "qvreg/settings/QvRegSettings.h"
+#include "qvreg/settings/QvRegrParameter.h"
 
 namespace qvtest {
 
@@ -13,6 +15,9 @@ struct FactorRole {
   int variable;
   int categories;
 };
+
+/// A parameter of covariates alone: their record indices and powers. A refused one throws.
+[[nodiscard]] QvRegrParameter ParameterOf(const std::vector<std::pair<int, int>>& powers);
 
 /// Builds the settings of a linear model. Owns the list of variables that the effects are built
 /// over; the copies in the settings do without it. A refused setting throws.
