@@ -27,53 +27,71 @@ inline void AddProduct(Vector a, Vector b, Vector& high, Vector& low) {
   }
 }
 
-/// A tile of the sums of QvExactStrip.
-template <bool kHasRest, std::size_t kVectors>
+/// A tile of the sums of QvExactStrip, from row i and column j on. What it reads of the strip is
+/// named first: nothing that it stores can then be taken for a part of it.
+template <bool kHasRest>
 inline void MultiplyTileExactly(const QvExactStrip& strip, std::size_t i, std::size_t j) {
-  Vector highs[kExactRows][kVectors];
-  Vector lows[kExactRows][kVectors] = {};
-  const auto start = [&](std::size_t a, std::size_t k) {
-    return Broadcast(strip.fpLeftBounds[i + a]) * Load(strip.fpRightBounds + j + k * kWidth);
-  };
-  for (std::size_t a = 0; a < kExactRows; ++a) {
-    for (std::size_t k = 0; k < kVectors; ++k) highs[a][k] = start(a, k);
-  }
+  const std::size_t n = strip.fRows;
+  const std::size_t stride = strip.fStride;
   const double* left = strip.fpLeft + i;
   const double* rest = kHasRest ? strip.fpLeftRest + i : nullptr;
   const double* right = strip.fpRight + j;
-  for (std::size_t r = 0; r < strip.fRows; ++r) {
-    Vector row[kVectors];
-    for (std::size_t k = 0; k < kVectors; ++k) row[k] = Load(right + k * kWidth);
+  Vector starts[kExactRows][kExactVectors];
+  Vector highs[kExactRows][kExactVectors];
+  Vector lows[kExactRows][kExactVectors];
+  const auto setStarts = [&] {
+    for (std::size_t k = 0; k < kExactVectors; ++k) {
+      const Vector bounds = Load(strip.fpRightBounds + j + k * kWidth);
+      for (std::size_t a = 0; a < kExactRows; ++a) {
+        starts[a][k] = Broadcast(strip.fpLeftBounds[i + a]) * bounds;
+      }
+    }
+  };
+  setStarts();
+  for (std::size_t a = 0; a < kExactRows; ++a) {
+    for (std::size_t k = 0; k < kExactVectors; ++k) {
+      highs[a][k] = starts[a][k];
+      lows[a][k] = Vector{};
+    }
+  }
+  std::size_t r = 0;
+  do {
+    Vector row[kExactVectors];
+    for (std::size_t k = 0; k < kExactVectors; ++k) row[k] = Load(right + k * kWidth);
     for (std::size_t a = 0; a < kExactRows; ++a) {
       const Vector own = Broadcast(left[a]);
-      for (std::size_t k = 0; k < kVectors; ++k) {
+      for (std::size_t k = 0; k < kExactVectors; ++k) {
         AddProduct(own, row[k], highs[a][k], lows[a][k]);
         if constexpr (kHasRest) {
           lows[a][k] = MultiplyAdd(Broadcast(rest[a]), row[k], lows[a][k]);
         }
       }
     }
-    left += strip.fStride;
-    right += strip.fStride;
-    if constexpr (kHasRest) rest += strip.fStride;
-  }
+    left += stride;
+    right += stride;
+    if constexpr (kHasRest) rest += stride;
+  } while (++r < n);
+  setStarts();
+  const Vector unit = Broadcast(strip.fUnit);
+  const std::size_t columns = strip.fColumns;
+  double* high = strip.fpHigh + i * columns + j;
+  double* low = strip.fpLow + i * columns + j;
   for (std::size_t a = 0; a < kExactRows; ++a) {
-    const std::size_t place = (i + a) * strip.fColumns + j;
-    for (std::size_t k = 0; k < kVectors; ++k) {
-      Store(highs[a][k] - start(a, k), strip.fpHigh + place + k * kWidth);
-      Store(lows[a][k], strip.fpLow + place + k * kWidth);
+    for (std::size_t k = 0; k < kExactVectors; ++k) {
+      Store((highs[a][k] - starts[a][k]) * unit, high + k * kWidth);
+      Store(lows[a][k] * unit, low + k * kWidth);
     }
+    high += columns;
+    low += columns;
   }
 }
 
 template <bool kHasRest>
 inline void MultiplyTilesExactly(const QvExactStrip& strip) {
-  for (std::size_t i = 0; i < kLanes; i += kExactRows) {
-    std::size_t j = 0;
-    for (; j + 2 * kWidth <= strip.fColumns; j += 2 * kWidth) {
-      MultiplyTileExactly<kHasRest, 2>(strip, i, j);
+  for (std::size_t j = 0; j < strip.fColumns; j += kExactVectors * kWidth) {
+    for (std::size_t i = 0; i < kLanes; i += kExactRows) {
+      MultiplyTileExactly<kHasRest>(strip, i, j);
     }
-    for (; j < strip.fColumns; j += kWidth) MultiplyTileExactly<kHasRest, 1>(strip, i, j);
   }
 }
 
@@ -113,7 +131,12 @@ inline bool FindSizesTogether(std::size_t n, std::size_t stride, const double* r
 
 bool FindSizes(std::size_t n, std::size_t stride, const double* rows, double* sizes) {
   bool areUsual = true;
-  for (std::size_t j = 0; j < stride; j += kLanes) {
+  constexpr std::size_t kTogether = 4;
+  std::size_t j = 0;
+  for (; j + kTogether * kLanes <= stride; j += kTogether * kLanes) {
+    areUsual &= FindSizesTogether<kTogether * kParts>(n, stride, rows + j, sizes + j);
+  }
+  for (; j < stride; j += kLanes) {
     areUsual &= FindSizesTogether<kParts>(n, stride, rows + j, sizes + j);
   }
   return areUsual;

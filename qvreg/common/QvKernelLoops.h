@@ -105,6 +105,18 @@ void WeighRows(std::size_t n, std::size_t stride, const double* weights, const d
   }
 }
 
+void FillColumns(std::size_t n, std::size_t stride, const double* rows, double* columns) {
+  const std::size_t nWhole = (n + kLanes - 1) / kLanes * kLanes;
+  for (std::size_t j = 0; j < stride; j += kWidth) {
+    for (std::size_t r = 0; r < nWhole; r += kWidth) {
+      Vector square[kWidth];
+      for (std::size_t k = 0; k < kWidth; ++k) square[k] = Load(rows + (r + k) * stride + j);
+      Transpose(square);
+      for (std::size_t k = 0; k < kWidth; ++k) Store(square[k], columns + (j + k) * kRows + r);
+    }
+  }
+}
+
 void SubtractProducts(std::size_t n, const double* columns, const double* coefficients,
                       double* high, double* low) {
   constexpr std::size_t kTogether = 4;
@@ -304,6 +316,7 @@ constexpr QvKernels MakeKernels(const char* name, const QvCommon::QvColumnKernel
           FindSizes,
           CountShort,
           WeighRows,
+          FillColumns,
           SubtractProducts,
           SubtractRowProducts,
           AddWeightedColumns,

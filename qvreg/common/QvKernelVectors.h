@@ -21,7 +21,8 @@ constexpr bool kIsFused = true;
 constexpr std::size_t kTileRows = 8;
 constexpr std::size_t kTileVectors = 2;
 /// The same of exact products, which keep two sums each.
-constexpr std::size_t kExactRows = 4;
+constexpr std::size_t kExactRows = 8;
+constexpr std::size_t kExactVectors = 1;
 
 inline Vector Broadcast(double value) { return _mm512_set1_pd(value); }
 /// a b + c, rounded once.
@@ -36,6 +37,7 @@ constexpr bool kIsFused = true;
 constexpr std::size_t kTileRows = 4;
 constexpr std::size_t kTileVectors = 2;
 constexpr std::size_t kExactRows = 2;
+constexpr std::size_t kExactVectors = 2;
 
 inline Vector Broadcast(double value) { return _mm256_set1_pd(value); }
 inline Vector MultiplyAdd(Vector a, Vector b, Vector c) { return _mm256_fmadd_pd(a, b, c); }
@@ -48,6 +50,7 @@ constexpr bool kIsFused = false;
 constexpr std::size_t kTileRows = 4;
 constexpr std::size_t kTileVectors = 2;
 constexpr std::size_t kExactRows = 2;
+constexpr std::size_t kExactVectors = 2;
 
 inline Vector Broadcast(double value) { return Vector{value, value}; }
 inline Vector MultiplyAdd(Vector a, Vector b, Vector c) { return a * b + c; }
@@ -87,6 +90,38 @@ inline Vector Load(const double* numbers) {
 
 inline void Store(Vector vector, double* numbers) {
   __builtin_memcpy(numbers, &vector, sizeof vector);
+}
+
+/// The lanes of a vector, as a pack.
+template <std::size_t... kLane>
+struct LaneList {};
+template <std::size_t kCount, std::size_t... kLane>
+struct LanesUpTo : LanesUpTo<kCount - 1, kCount - 1, kLane...> {};
+template <std::size_t... kLane>
+struct LanesUpTo<0, kLane...> {
+  using List = LaneList<kLane...>;
+};
+
+/// Exchanges the lanes of `a` that have the bit kStep in their number with those of `b` that lack
+/// it.
+template <std::size_t kStep, std::size_t... kLane>
+inline void ExchangeLanes(Vector& a, Vector& b, LaneList<kLane...> /*lanes*/) {
+  const Vector first =
+      __builtin_shufflevector(a, b, ((kLane & kStep) != 0 ? kWidth + kLane - kStep : kLane)...);
+  b = __builtin_shufflevector(a, b, ((kLane & kStep) != 0 ? kWidth + kLane : kLane + kStep)...);
+  a = first;
+}
+
+/// Transposes a square of as many vectors as they have lanes.
+template <std::size_t kStep = 1>
+inline void Transpose(Vector* square) {
+  if constexpr (kStep < kWidth) {
+    for (std::size_t i = 0; i < kWidth; ++i) {
+      if ((i & kStep) != 0) continue;
+      ExchangeLanes<kStep>(square[i], square[i + kStep], typename LanesUpTo<kWidth>::List{});
+    }
+    Transpose<2 * kStep>(square);
+  }
 }
 
 inline Vector Magnitude(Vector a) {

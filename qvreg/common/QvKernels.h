@@ -31,6 +31,7 @@ struct QvExactStrip {
   const double* fpRightBounds = nullptr;
   double* fpHigh = nullptr;
   double* fpLow = nullptr;
+  double fUnit = 1.0;  ///< A power of two that the sums are multiplied by at their end.
 };
 
 /// The inner loops of sums over many rows, of which there is a set for each kind of machine.
@@ -75,6 +76,9 @@ struct QvKernels {
   /// Each row times its weight, in double-double. REQUIRES: usual numbers and weights, as below.
   void (*fWeighRows)(std::size_t n, std::size_t stride, const double* weights, const double* rows,
                      double* high, double* low);
+  /// Writes n <= 64 rows as columns, one for each number of the stride. Rows up to the next
+  /// multiple of 8 are read and written, too.
+  void (*fFillColumns)(std::size_t n, std::size_t stride, const double* rows, double* columns);
   /// Takes the sums over n columns of column times coefficient off 64 double-double numbers.
   void (*fSubtractProducts)(std::size_t n, const double* columns, const double* coefficients,
                             double* high, double* low);
@@ -113,6 +117,10 @@ struct QvKernels {
   /// The loops over columns.
   QvColumnKernels fColumns;
 
+  /// n numbers, in whole lanes.
+  static constexpr std::size_t WholeLanes(std::size_t n) {
+    return (n + kLanes - 1) / kLanes * kLanes;
+  }
   /// Whether each of n numbers is below 2^300 in magnitude: products of three such numbers are
   /// finite.
   static bool AreUsual(std::size_t n, const double* numbers);

@@ -50,9 +50,7 @@ class QvPanel {
     return fpKernels->fSumMagnitudes(CountInLanes(), fWidth, fColumns.data());
   }
   /// How many rows the kernels take: a multiple of the lanes.
-  [[nodiscard]] std::size_t CountInLanes() const {
-    return (fCount + QvKernels::kLanes - 1) / QvKernels::kLanes * QvKernels::kLanes;
-  }
+  [[nodiscard]] std::size_t CountInLanes() const { return QvKernels::WholeLanes(fCount); }
   /// `products`, a number for each row, receive their products with the n `coefficients`.
   void MultiplyBy(const double* coefficients, double* products) const {
     fpKernels->fMultiply(CountInLanes(), fWidth, fColumns.data(), coefficients, products);

@@ -11,7 +11,6 @@ namespace QvCommon {
 namespace {
 
 constexpr std::size_t kLanes = QvKernels::kLanes;
-std::size_t StrideOf(std::size_t n) { return (n + kLanes - 1) / kLanes * kLanes; }
 
 bool IsPowerOf2(double weight) {
   int exponent = 0;
@@ -37,12 +36,13 @@ double BoundOf(double size) {
 }  // namespace
 
 std::size_t QvProductPanel::GetSize(std::size_t n) {
-  return (kRowArrays * kRows + kStrips * kLanes + kNumbers) * StrideOf(n) * sizeof(double);
+  return (kRowArrays * kRows + kStrips * kLanes + kNumbers) * QvKernels::WholeLanes(n) *
+         sizeof(double);
 }
 
 void QvProductPanel::SetWidth(std::size_t n) {
   fWidth = n;
-  fStride = StrideOf(n);
+  fStride = QvKernels::WholeLanes(n);
   fCount = 0;
   fbWeighted = false;
   for (Doubles* rows : {&fRows, &fWeighted, &fWeightedRest}) rows->assign(kRows * fStride, 0.0);
@@ -90,10 +90,15 @@ bool QvProductPanel::HasRests(std::size_t n) const {
 void QvProductPanel::AddStrip(std::size_t first, std::size_t nShort, QvSymMatrix& sum) {
   const std::size_t nLeft = std::min(kLanes, fWidth - first);
   const std::size_t nColumns = first + kLanes;
+  const double unit = fbWeighted ? 1.0 : fWeights[0];
   if (nShort >= nColumns) {
     fpKernels->fMultiplyStrip(fCount, fStride, nLeft, nColumns, &fRows[first], fRows.data(),
                               fHigh.data());
     std::fill_n(fLow.begin(), nLeft * nColumns, 0.0);
+    if (unit != 1.0) {
+      std::for_each_n(fHigh.begin(), nLeft * nColumns,
+                      [unit](double& element) { element *= unit; });
+    }
   } else {
     QvExactStrip strip{fCount,
                        fStride,
@@ -104,14 +109,10 @@ void QvProductPanel::AddStrip(std::size_t first, std::size_t nShort, QvSymMatrix
                        fRows.data(),
                        fBounds.data(),
                        fHigh.data(),
-                       fLow.data()};
+                       fLow.data(),
+                       unit};
     fpKernels->fMultiplyStripExactly(strip);
     fbRounded = fbRounded || HasRests(nLeft * nColumns);
-  }
-  if (!fbWeighted && fWeights[0] != 1.0) {
-    for (Doubles* strip : {&fHigh, &fLow}) {
-      for (std::size_t k = 0; k < nLeft * nColumns; ++k) (*strip)[k] *= fWeights[0];
-    }
   }
   for (std::size_t a = 0; a < nLeft; ++a) {
     sum.AddToCompensatedRow(static_cast<int>(first + a), &fHigh[a * nColumns], &fLow[a * nColumns]);

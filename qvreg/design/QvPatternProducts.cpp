@@ -10,14 +10,10 @@ using QvCommon::QvKernels;
 
 namespace {
 
-constexpr std::size_t kLanes = QvKernels::kLanes;
-
 /// Rows of up to so many values are always added with their zeros.
 constexpr std::size_t kNarrow = 16;
 /// An update of one element by itself costs as much as so many among others.
 constexpr std::size_t kCostOfElement = 8;
-
-std::size_t WholeLanes(std::size_t n) { return (n + kLanes - 1) / kLanes * kLanes; }
 
 }  // namespace
 
@@ -31,9 +27,9 @@ void QvPatternProducts::SetUp(const QvDesignRow& row, const QvFactorTables& tabl
   const auto nColumns = static_cast<std::size_t>(tables.GetNModelEffects()) + nMore;
   // Wide rows that fill half of the columns are added sooner by QvProductPanel.
   if (fWidth > kNarrow && 2 * nColumns > nParameters + nMore) return;
-  fNProducts = (fWidth / 2 + 1) * WholeLanes(fWidth);
+  fNProducts = (fWidth / 2 + 1) * QvKernels::WholeLanes(fWidth);
   // A row is followed by its first half, and whole lanes are read from there on.
-  const std::size_t stride = WholeLanes(fWidth / 2 + WholeLanes(fWidth));
+  const std::size_t stride = QvKernels::WholeLanes(fWidth / 2 + QvKernels::WholeLanes(fWidth));
   SetUpRows(row, tables, fNumbers, stride, 2 * fNProducts);
   fSizes.assign(stride, 0.0);
   fColumns.reserve(nColumns);
@@ -44,7 +40,7 @@ void QvPatternProducts::SetUp(const QvDesignRow& row, const QvFactorTables& tabl
 
 std::size_t QvPatternProducts::PlaceOf(std::size_t a, std::size_t b) const {
   const std::size_t behind = b >= a ? b - a : b + fWidth - a;
-  const std::size_t lanes = WholeLanes(fWidth);
+  const std::size_t lanes = QvKernels::WholeLanes(fWidth);
   return behind <= fWidth / 2 ? behind * lanes + a : (fWidth - behind) * lanes + b;
 }
 

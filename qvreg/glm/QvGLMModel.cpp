@@ -47,7 +47,6 @@ QvStatus QvGLMModel::SetUpDesign(const std::vector<QvRegrParameter>& effectParam
   fDependentExponent = sizes.GetVariableExponent(fSettings.GetDependent());
   fDesignRow.Setup(*fpFactorTables, effectParameters, fCovariateOffsets, fCovariateOffsets);
   if (fDesignRow.HasAllColumns()) {
-    fDenseRow.assign(fParameters.size() + 1, 0.0);
     fResidualPanel.SetUp(fParameters.size());
   } else {
     fPatternProducts.SetUp(fDesignRow, *fpFactorTables, fParameters.size(), true);
@@ -276,8 +275,9 @@ void QvGLMModel::MakeScaledCovariance() {
 
 bool QvGLMModel::AddToPanel(const double* values, double w, double y) {
   if (!fDesignRow.HasAllColumns() || !fbRowsUsual || fbHasNonFinite) return false;
-  fDesignRow.ExpandAll(values, fDenseRow.data());
-  if (!fResidualPanel.Add(fDenseRow.data(), y, w, fEstimates)) return false;
+  double* row = fResidualPanel.Append(y, w, fEstimates);
+  if (row == nullptr) return false;
+  fDesignRow.ExpandAll(values, row);
   if (fResidualPanel.IsFull()) SettleResiduals();
   return true;
 }

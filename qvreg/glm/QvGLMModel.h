@@ -173,9 +173,9 @@ class QvGLMModel {
   bool AddToPanel(const double* values, double w, double y);
   /// The residual of the record whose row was expanded; adds it to a refinement.
   double AddResidual(double w, double y);
-  /// Empties the panel into the sums of the residual pass.
   /// Fills fRecordWeights and fRecordDependents.
   void TakeNumbers(std::span<const double* const> records);
+  /// Empties the panel into the sums of the residual pass.
   void SettleResiduals();
   [[nodiscard]] std::vector<QvCommon::QvDoubleDouble>& GetGradient() {
     return fRefinement ? fRefinement->GetGradient() : fNoGradient;
@@ -204,7 +204,6 @@ class QvGLMModel {
   bool fbDependentFinite = true;
   QvDesignRow fDesignRow;
   QvPatternProducts fPatternProducts;  ///< Where some record has no value in some column.
-  std::vector<double> fDenseRow;  ///< Scratch, where every record has all columns: one of them.
   QvGLMResidualPanel fResidualPanel;
   QvPatternResiduals fPatternResiduals;  ///< Where some record has no value in some column.
   bool fbRowsUsual = false;              ///< Whether these two may take the records' rows.

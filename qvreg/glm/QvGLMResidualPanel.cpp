@@ -6,23 +6,21 @@ using QvCommon::QvDoubleDouble;
 using QvCommon::QvKernels;
 
 void QvGLMResidualPanel::SetUp(std::size_t p) {
-  fColumns.assign(QvKernels::kRows * p, 0.0);
+  // Of rows without values, too, Append has a place to answer.
+  fStride = QvKernels::WholeLanes(std::max(p, std::size_t{1}));
+  fRows.assign(QvKernels::kRows * fStride, 0.0);
+  fColumns.assign(QvKernels::kRows * fStride, 0.0);
   fSumHigh.assign(p, 0.0);
   fSumLow.assign(p, 0.0);
   fCount = 0;
 }
 
-bool QvGLMResidualPanel::Add(const double* values, double y, double weight,
-                             const std::vector<double>& estimates) {
-  const std::size_t p = fSumHigh.size();
-  if (fCount == 0) fbUsualEstimates = QvKernels::AreUsual(p, estimates.data());
-  if (!fbUsualEstimates || !QvKernels::IsUsualWeight(weight)) return false;
-  double* column = &fColumns[fCount];
-  for (std::size_t j = 0; j < p; ++j) column[j * QvKernels::kRows] = values[j];
+double* QvGLMResidualPanel::Append(double y, double weight, const std::vector<double>& estimates) {
+  if (fCount == 0) fbUsualEstimates = QvKernels::AreUsual(fSumHigh.size(), estimates.data());
+  if (!fbUsualEstimates || !QvKernels::IsUsualWeight(weight)) return nullptr;
   fDependents[fCount] = y;
   fWeights[fCount] = weight;
-  ++fCount;
-  return true;
+  return fRows.data() + fCount++ * fStride;
 }
 
 void QvGLMResidualPanel::AddToGradient(std::vector<QvDoubleDouble>& gradient) {
@@ -47,6 +45,7 @@ void QvGLMResidualPanel::AddTo(const std::vector<double>& estimates, QvGLMFitSum
   const bool isRefined = !gradient.empty();
   fHigh = isRefined ? fDependents : Numbers{};
   fLow.fill(0.0);
+  fpKernels->fFillColumns(fCount, fStride, fRows.data(), fColumns.data());
   fpKernels->fSubtractProducts(fSumHigh.size(), fColumns.data(), estimates.data(), fHigh.data(),
                                fLow.data());
   Numbers residuals{};

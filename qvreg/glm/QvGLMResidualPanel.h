@@ -20,10 +20,10 @@ class QvGLMResidualPanel {
   /// Makes room for rows of p values, and is empty. May throw std::bad_alloc.
   void SetUp(std::size_t p);
   [[nodiscard]] bool IsFull() const { return fCount == QvCommon::QvKernels::kRows; }
-  /// Adds a row of p values with its dependent and weight. False, and not added, where the weight
-  /// or an estimate is not usual (see QvKernels). REQUIRES: not full; usual values and dependent; p
-  /// estimates, the same for all rows of a panel.
-  bool Add(const double* values, double y, double weight, const std::vector<double>& estimates);
+  /// Adds a row with its dependent and weight, and returns where its p values are to be written.
+  /// Null, and not added, where the weight or an estimate is not usual (see QvKernels). REQUIRES:
+  /// not full; usual values and dependent; p estimates, the same for all rows of a panel.
+  double* Append(double y, double weight, const std::vector<double>& estimates);
   /// Adds the rows to the sums of squares and, unless that is empty, to the gradient: the sum of
   /// weight times residual times row, p numbers. The panel is then empty.
   void AddTo(const std::vector<double>& estimates, QvGLMFitSums& sums,
@@ -37,7 +37,9 @@ class QvGLMResidualPanel {
   const QvCommon::QvKernels* fpKernels;
   std::size_t fCount = 0;
   bool fbUsualEstimates = false;
-  std::vector<double> fColumns;  ///< p columns of 64.
+  std::size_t fStride = 0;       ///< p, rounded up to whole lanes.
+  std::vector<double> fRows;     ///< 64, each a stride apart.
+  std::vector<double> fColumns;  ///< The same as columns of 64.
   Numbers fDependents{};
   Numbers fWeights{};
   Numbers fHigh{};  ///< Residuals, in double-double.

@@ -8,12 +8,11 @@ using QvCommon::QvKernels;
 
 void QvPatternResiduals::SetUp(const QvDesignRow& row, const QvFactorTables& tables,
                                std::size_t nParameters, bool isRefined) {
-  constexpr std::size_t kLanes = QvKernels::kLanes;
   fbRefined = isRefined;
   fNumbers.resize(nParameters);
   std::iota(fNumbers.begin(), fNumbers.end(), 0);
   fNValues = CountValues(row, tables, fNumbers);
-  fNLanes = (fNValues + kLanes - 1) / kLanes * kLanes;
+  fNLanes = QvKernels::WholeLanes(fNValues);
   SetUpRows(row, tables, fNumbers, fNLanes, 2 * (fNValues + (isRefined ? fNLanes : 0)));
   for (std::vector<double>* columns : {&fColumns, &fCoefficients, &fCoefficientLows}) {
     columns->assign(kRows * fNValues, 0.0);

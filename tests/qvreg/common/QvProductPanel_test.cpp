@@ -172,21 +172,24 @@ TEST(QvProductPanel, SaysWhetherItRounded) {
 }
 
 TEST(QvProductPanel, AWeightThatIsAPowerOfTwoScales) {
-  const Cases cases(64, 5, 50, 0);
-  QvSymMatrix plain(5);
-  QvSymMatrix scaled(5);
-  ASSERT_TRUE(plain.StartCompensation() && scaled.StartCompensation());
-  QvProductPanel panel;
-  cases.AddTo(panel, plain);
-  for (const auto& row : cases.rows) {
-    const Doubles values(row.begin(), row.end());
-    std::copy_n(values.data(), 5, panel.Append(0.125));
-  }
-  panel.AddTo(scaled);
-  plain.EndCompensation();
-  scaled.EndCompensation();
-  for (int i = 0; i < 5; ++i) {
-    for (int j = 0; j <= i; ++j) EXPECT_EQ(8.0 * scaled.GetElem(i, j), plain.GetElem(i, j));
+  // Short numbers, whose products add up without rounding, and others.
+  for (const int bits : {20, 50}) {
+    const Cases cases(64, 5, bits, 0);
+    QvSymMatrix plain(5);
+    QvSymMatrix scaled(5);
+    ASSERT_TRUE(plain.StartCompensation() && scaled.StartCompensation());
+    QvProductPanel panel;
+    cases.AddTo(panel, plain);
+    for (const auto& row : cases.rows) {
+      const Doubles values(row.begin(), row.end());
+      std::copy_n(values.data(), 5, panel.Append(0.125));
+    }
+    panel.AddTo(scaled);
+    plain.EndCompensation();
+    scaled.EndCompensation();
+    for (int i = 0; i < 5; ++i) {
+      for (int j = 0; j <= i; ++j) EXPECT_EQ(8.0 * scaled.GetElem(i, j), plain.GetElem(i, j));
+    }
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include "qvreg/glm/QvGLMResidualPanel.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <random>
@@ -47,7 +48,9 @@ class QvGLMResidualPanelTest : public ::testing::TestWithParam<const QvKernels*>
   void Add(const std::vector<Row>& rows) {
     panel_.SetUp(kColumns);
     for (const Row& row : rows) {
-      ASSERT_TRUE(panel_.Add(row.values.data(), row.y, row.weight, estimates_));
+      double* values = panel_.Append(row.y, row.weight, estimates_);
+      ASSERT_NE(values, nullptr);
+      std::copy(row.values.begin(), row.values.end(), values);
       if (panel_.IsFull()) panel_.AddTo(estimates_, sums_, gradient_);
     }
     panel_.AddTo(estimates_, sums_, gradient_);
@@ -99,13 +102,12 @@ TEST_P(QvGLMResidualPanelTest, WithoutGradientPredictionsAreRounded) {
 
 TEST_P(QvGLMResidualPanelTest, TakesNoUnusualWeightsNorEstimates) {
   panel_.SetUp(kColumns);
-  const Doubles row(kColumns, 1.0);
-  EXPECT_FALSE(panel_.Add(row.data(), 1.0, 0x1p-310, estimates_));
-  EXPECT_TRUE(panel_.Add(row.data(), 1.0, 0.0, estimates_));
+  EXPECT_EQ(panel_.Append(1.0, 0x1p-310, estimates_), nullptr);
+  EXPECT_NE(panel_.Append(1.0, 0.0, estimates_), nullptr);
   QvGLMResidualPanel other(*GetParam());
   other.SetUp(kColumns);
   estimates_[2] = 0x1p+300;
-  EXPECT_FALSE(other.Add(row.data(), 1.0, 1.0, estimates_));
+  EXPECT_EQ(other.Append(1.0, 1.0, estimates_), nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sets, QvGLMResidualPanelTest, ::testing::ValuesIn(QvKernels::GetAll()),
