@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "qvreg/common/QvAlignedDoubles.h"
 #include "qvreg/common/QvPanel.h"
 #include "qvreg/common/QvSymBlockMatrix.h"
 #include "qvreg/logistic/QvLogLikelihoodSum.h"
@@ -110,9 +111,9 @@ class QvLogitPanel {
   std::vector<double> fEstimates;
   double fSizeOfEstimates = 0.0;  ///< The sum of their magnitudes.
   /// By category 256 numbers.
-  std::vector<double> fPredictors;
-  std::vector<double> fProbabilities;
-  std::vector<double> fResiduals;
+  QvCommon::QvAlignedDoubles fPredictors;
+  QvCommon::QvAlignedDoubles fProbabilities;
+  QvCommon::QvAlignedDoubles fResiduals;
   Numbers fLargest{};
   Numbers fSums{};
   Numbers fObserved{};
