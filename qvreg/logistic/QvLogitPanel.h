@@ -67,8 +67,8 @@ class QvLogitPanel {
   /// Whether there is such a row.
   [[nodiscard]] bool IsAnyBelow(const std::vector<double>& bounds) const;
 
-  /// Adds the weights of the rows' categories to the K `sums`, and all of them to `total`.
-  void AddWeights(std::vector<double>& sums, double& total) const;
+  /// Adds the weights of the rows from `first` on to the K `sums`, by category, and to `total`.
+  void AddWeights(std::size_t first, std::vector<double>& sums, double& total) const;
   /// Adds the logarithms of the observed probabilities.
   void AddTo(QvLogLikelihoodSum& sum) const;
   /// Widens the range of the probabilities observed, and that of all at its lower end.
