@@ -13,6 +13,7 @@ constexpr std::size_t kTogether = QvColumnKernels::kTogether;
 void QvPanel::SetWidth(std::size_t n) {
   fOwn.assign(kRows * (n + 1), 0.0);
   fColumns.assign((n + kTogether - 1) / kTogether * kTogether, fOwn.data() + n * kRows);
+  fWeighted.assign(kRows * kMostLeft, 0.0);
   fWidth = n;
   fNWritten = 0;
   Clear();

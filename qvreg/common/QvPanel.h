@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "qvreg/common/QvAlignedDoubles.h"
 #include "qvreg/common/QvKernels.h"
 #include "qvreg/common/QvSymMatrix.h"
 
@@ -75,10 +76,11 @@ class QvPanel {
   std::size_t fWidth = 0;
   std::size_t fCount = 0;
   std::size_t fNWritten = 0;  ///< Rows of its own columns that may not be zeros.
-  std::vector<double> fOwn;
+  QvAlignedDoubles fOwn;
   /// As many as the kernels take together, zeros behind n.
   std::vector<const double*> fColumns;
-  std::array<double, kRows * kMostLeft> fWeighted{};  ///< Scratch: some columns, times weights.
+  /// Scratch: some columns, times weights.
+  QvAlignedDoubles fWeighted;
 };
 
 }  // namespace QvCommon

@@ -99,6 +99,7 @@ class QvRecordPass {
     /// The next record's verdict, which sets the status, and values. REQUIRES: HasMore().
     QvRecordVerdict Check(const QvRegRecordValidator& validator, QvCommon::QvStatus& status) {
       if (fNRead == fNChecked) CheckMany(validator);
+      if (fbAllValid) return QvRecordVerdict::kValid;
       const double* values = fBlock.Row(fNRead);
       return fbNumbersPresent ? validator.CheckOthers(values, status)
                               : validator.CheckRecord(values, fBlock.fSize, status);
@@ -106,21 +107,24 @@ class QvRecordPass {
     const double* Next() { return fBlock.Row(fNRead++); }
 
    private:
-    /// Few enough that a missing number costs little.
+    /// Few enough that a record that is not valid costs little.
     static constexpr std::size_t kCheckedTogether = 64;
 
     void CheckMany(const QvRegRecordValidator& validator) {
       const std::size_t count = std::min(kCheckedTogether, fBlock.fCount - fNRead);
-      fbNumbersPresent = validator.AreNumbersPresent(fBlock.Row(fNRead), fBlock.fStride,
-                                                     fBlock.fSize, static_cast<int>(count));
+      const double* values = fBlock.Row(fNRead);
+      const auto n = static_cast<int>(count);
+      fbNumbersPresent = validator.AreNumbersPresent(values, fBlock.fStride, fBlock.fSize, n);
+      fbAllValid = fbNumbersPresent && validator.AreOthersValid(values, fBlock.fStride, n);
       fNChecked = fNRead + count;
     }
 
     QvCommon::IQvRecordBlocks& fBlocks;
     const QvCommon::QvRecordBlock fBlock;
     std::size_t fNRead = 0;
-    std::size_t fNChecked = 0;  ///< Records that fbNumbersPresent is about, or read.
+    std::size_t fNChecked = 0;  ///< Records that the two are about, or read.
     bool fbNumbersPresent = false;
+    bool fbAllValid = false;
   };
 
   /// Reads the next record, or all of the next block; false, with the status set, when the pass

@@ -39,6 +39,15 @@ bool MayBeMissing(std::size_t n, const double* values) {
   return QvCommon::QvKernels::Get().fFindLeast(n, values) <= QvMV::gMissingValue;
 }
 
+/// Whether `isValid(value)` holds for all of `count` values. Without a branch each, for hardly any
+/// record is not valid.
+template <typename IsValid>
+bool AreAll(const double* values, long long stride, int count, IsValid&& isValid) {
+  bool areAll = true;
+  for (int r = 0; r < count; ++r) areAll &= isValid(values[r * stride]);
+  return areAll;
+}
+
 QvRecordVerdict CheckNumber(double value) {
   return value == QvMV::gMissingValue ? QvRecordVerdict::kMissing : QvRecordVerdict::kValid;
 }
@@ -120,6 +129,31 @@ bool QvRegRecordValidator::AreNumbersPresent(const double* values, long long str
                                              int count) const {
   return size >= static_cast<int>(fVariableTypes.size()) && stride == size &&
          !MayBeMissing(static_cast<std::size_t>(count) * static_cast<std::size_t>(size), values);
+}
+
+bool QvRegRecordValidator::IsColumnValid(int var, const double* values, long long stride,
+                                         int count) const {
+  switch (fVariableTypes[static_cast<std::size_t>(var)]) {
+    case QvConst::QvVarFactor:
+    case QvConst::QvVarDependent:
+      return AreAll(
+          values, stride, count,
+          [most = static_cast<double>(fNCategories[static_cast<std::size_t>(var)])](double value) {
+            const bool isWithin = (value >= QvMV::gLeastCode) & (value <= most);
+            // What an int cannot hold is not converted.
+            return isWithin & (static_cast<int>(isWithin ? value : 0.0) == value);
+          });
+    case QvConst::QvVarFreqWeight:
+    case QvConst::QvVarRegrWeight:
+      return AreAll(values, stride, count, [](double value) { return value > 0.0; });
+    default:
+      return AreAll(values, stride, count, [](double value) { return IsRecordCount(value); });
+  }
+}
+
+bool QvRegRecordValidator::AreOthersValid(const double* values, long long stride, int count) const {
+  return std::all_of(fBounded.begin(), fBounded.end(),
+                     [&](int var) { return IsColumnValid(var, values + var, stride, count); });
 }
 
 QvRecordVerdict QvRegRecordValidator::CheckInOrder(const std::vector<int>& variables,

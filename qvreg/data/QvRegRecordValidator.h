@@ -68,6 +68,9 @@ class QVREG_EXPORT QvRegRecordValidator {
   QvRecordVerdict CheckOthers(const double* values, QvCommon::QvStatus& status) const {
     return fBounded.empty() ? QvRecordVerdict::kValid : CheckInOrder(fBounded, values, status);
   }
+  /// True when CheckOthers finds each of `count` such records valid, `stride` apart, of which the
+  /// first has these `values`.
+  [[nodiscard]] bool AreOthersValid(const double* values, long long stride, int count) const;
   /// True when CheckRecord, which sets the `status`, finds the record valid.
   bool IsValidRecord(const QvCommon::Record& record, QvCommon::QvStatus& status) const {
     return CheckRecord(record, status) == QvRecordVerdict::kValid;
@@ -95,6 +98,9 @@ class QVREG_EXPORT QvRegRecordValidator {
   /// The verdict of the first of these variables that is not valid.
   QvRecordVerdict CheckInOrder(const std::vector<int>& variables, const double* values,
                                QvCommon::QvStatus& status) const;
+  /// Whether all of `count` values of a variable, `stride` apart, are valid by themselves.
+  [[nodiscard]] bool IsColumnValid(int var, const double* values, long long stride,
+                                   int count) const;
   [[nodiscard]] bool HasTargetCategories() const { return fNTargetCategories >= 1; }
 
   std::vector<QvConst::QvVariableType> fVariableTypes;

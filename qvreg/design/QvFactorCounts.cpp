@@ -171,23 +171,7 @@ void QvFactorCounts::ReadCounts(QvCommon::QvByteReader& reader) {
 
 bool QvFactorCounts::IsInRange(const Record& record) const { return IsInRange(record.GetAll()); }
 
-bool QvFactorCounts::IsInRange(const double* values) const {
-  const auto isCounted = [&](int var, int nCategories) {
-    // Most codes: the categories themselves.
-    const double first = fFirstCode;
-    if (first >= QvMV::gLeastCode && values[var] >= first &&
-        values[var] <= nCategories + first - 1.0)
-      return true;
-    // Rounding would make 0 of the code -1 of a missing category.
-    if (values[var] < QvMV::gLeastCode) return false;
-    const int category = CategoryIndex(values[var], fFirstCode);
-    return category >= 0 && category < nCategories;
-  };
-  for (std::size_t f = 0; f < fFactorVars.size(); ++f) {
-    if (!isCounted(fFactorVars[f], fNCategories[f])) return false;
-  }
-  return !HasDependentCounts() || isCounted(fDependentVar, fNDependentCategories);
-}
+bool QvFactorCounts::IsInRange(const double* values) const { return AreCodesInRange(values); }
 
 int QvFactorCounts::GetNCategories(int factor) const {
   return IsFactor(factor) ? fNCategories[static_cast<std::size_t>(factor)] : -1;

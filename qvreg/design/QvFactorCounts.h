@@ -1,11 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <limits>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include "qvreg/QvExport.h"
+#include "qvreg/common/Constants.h"
 #include "qvreg/common/Record.h"
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/settings/QvConst.h"
@@ -89,6 +91,13 @@ class QVREG_EXPORT QvFactorCounts {
   [[nodiscard]] bool IsInRange(const QvCommon::Record& record) const;
   /// The same for a record's `values`.
   [[nodiscard]] bool IsInRange(const double* values) const;
+  /// The same without a call, for loops over records.
+  [[nodiscard]] bool AreCodesInRange(const double* values) const {
+    for (std::size_t f = 0; f < fFactorVars.size(); ++f) {
+      if (!IsCounted(values[fFactorVars[f]], fNCategories[f])) return false;
+    }
+    return !HasDependentCounts() || IsCounted(values[fDependentVar], fNDependentCategories);
+  }
 
   /// Prints every count to standard output.
   void Display() const;
@@ -136,6 +145,17 @@ class QVREG_EXPORT QvFactorCounts {
   void DisplayFields() const;
 
  private:
+  /// Whether a value codes one of so many categories.
+  [[nodiscard]] bool IsCounted(double value, int nCategories) const {
+    // Most codes: the categories themselves.
+    const double first = fFirstCode;
+    if (first >= QvMV::gLeastCode && value >= first && value <= nCategories + first - 1.0)
+      return true;
+    // Rounding would make 0 of the code -1 of a missing category.
+    if (value < QvMV::gLeastCode) return false;
+    const int category = CategoryIndex(value, fFirstCode);
+    return category >= 0 && category < nCategories;
+  }
   /// Calls visit(counts) for every list of counts of `self`, in one order.
   template <typename Self, typename Visit>
   static void ForEachList(Self& self, Visit&& visit);

@@ -235,7 +235,7 @@ QvCommon::QvStatus ForEachCountedRecord(QvRecordPass& pass, const QvFactorTables
   long long nUsed = 0;
   const QvCommon::QvStatus result =
       pass.Run([&](const double* values, QvRecordVerdict verdict, QvCommon::QvStatus& status) {
-        if (verdict != QvRecordVerdict::kValid || !tables.IsInRange(values)) return true;
+        if (verdict != QvRecordVerdict::kValid || !tables.AreCodesInRange(values)) return true;
         nUsed += tables.RecordCount(values);
         if (step(values)) return true;
         status = QvRecordPass::RefusedRecord(pass.GetCancelInfo());
@@ -263,7 +263,7 @@ QvCommon::QvStatus ForEachCountedPanel(QvRecordPass& pass, const QvFactorTables&
   };
   const QvCommon::QvStatus result = pass.Run(
       [&](const double* values, QvRecordVerdict verdict, QvCommon::QvStatus& status) {
-        if (verdict != QvRecordVerdict::kValid || !tables.IsInRange(values)) return true;
+        if (verdict != QvRecordVerdict::kValid || !tables.AreCodesInRange(values)) return true;
         nUsed += tables.RecordCount(values);
         records[count++] = values;
         return count < kMost || take(status);

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "qvreg/common/QvAlignedDoubles.h"
 #include "qvreg/design/QvDesignRow.h"
 
 class QvFactorTables;
@@ -72,5 +73,5 @@ class QvPatternDesign {
   std::vector<int> fColumns;
   std::vector<int> fPlaces;
   std::vector<const double*> fPanelColumns;
-  std::vector<double> fComputedColumns;  ///< Those that are not the rows' own.
+  QvCommon::QvAlignedDoubles fComputedColumns;  ///< Those that are not the rows' own.
 };

@@ -105,19 +105,22 @@ bool QvAccumStatsLogistic::BeginPattern(const std::vector<int>& columns,
 }
 
 bool QvAccumStatsLogistic::AddRows(const Rows& rows) {
+  int nBad = 0;
   for (std::size_t r = 0; r < rows.fCount; ++r) {
     const int category = rows.fpCategories[r];
-    if (category < 0 || category >= fNCategories || 0.0 >= rows.fpWeights[r]) return false;
+    const bool isGood = category >= 0 && category < fNCategories && !(0.0 >= rows.fpWeights[r]);
+    nBad += isGood ? 0 : 1;
   }
+  if (nBad > 0) return false;
   QvLogitPanel& panel = PatternPanel();
   if (panel.GetCount() + rows.fCount > QvCommon::QvPanel::kRows) AddRowsOfPanel();
+  const std::size_t before = panel.GetCount();
   if (!panel.AddRows(rows.fCount, rows.fpValues, rows.fpCategories, rows.fpWeights,
                      PatternEstimates())) {
     return false;
   }
-  for (std::size_t r = 0; r < rows.fCount; ++r) {
-    CountRows(rows.fpCategories[r], rows.fpWeights[r], 1);
-  }
+  fTotals.fValidRows += static_cast<long long>(rows.fCount);
+  panel.AddWeights(before, fCategoryWeights, fTotals.fWeight);
   // Dense rows wait for others.
   if (!fbPatternIsDense || panel.IsFull()) AddPatternPanel(panel);
   return true;
@@ -140,7 +143,7 @@ bool QvAccumStatsLogistic::AddColumns(const Columns& columns) {
     return false;
   }
   fTotals.fValidRows += static_cast<long long>(columns.fCount);
-  panel.AddWeights(fCategoryWeights, fTotals.fWeight);
+  panel.AddWeights(0, fCategoryWeights, fTotals.fWeight);
   AddPatternPanel(panel);
   return true;
 }

@@ -165,10 +165,16 @@ bool QvLogitPanel::IsAnyBelow(const std::vector<double>& bounds) const {
   return false;
 }
 
-void QvLogitPanel::AddWeights(std::vector<double>& sums, double& total) const {
+void QvLogitPanel::AddWeights(std::size_t first, std::vector<double>& sums, double& total) const {
   const double* categories = fpCategories == nullptr ? fCategories.data() : fpCategories;
-  fpKernels->fSumByCategory(fRows.CountInLanes(), fNCategories, categories, fWeights.data(),
-                            fCategorySums.data());
+  // Up to where lanes begin.
+  for (; first % QvCommon::QvKernels::kLanes != 0 && first < GetCount(); ++first) {
+    sums[static_cast<std::size_t>(categories[first])] += fWeights[first];
+    total += fWeights[first];
+  }
+  if (first >= GetCount()) return;
+  fpKernels->fSumByCategory(fRows.CountInLanes() - first, fNCategories, categories + first,
+                            &fWeights[first], fCategorySums.data());
   for (std::size_t c = 0; c < fNCategories; ++c) {
     sums[c] += fCategorySums[c];
     total += fCategorySums[c];

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "qvreg/common/QvAlignedDoubles.h"
 #include "qvreg/common/QvPanel.h"
 #include "qvreg/common/QvSymBlockMatrix.h"
 #include "qvreg/logistic/QvLogLikelihoodSum.h"
@@ -66,8 +67,8 @@ class QvLogitPanel {
   /// Whether there is such a row.
   [[nodiscard]] bool IsAnyBelow(const std::vector<double>& bounds) const;
 
-  /// Adds the weights of the rows' categories to the K `sums`, and all of them to `total`.
-  void AddWeights(std::vector<double>& sums, double& total) const;
+  /// Adds the weights of the rows from `first` on to the K `sums`, by category, and to `total`.
+  void AddWeights(std::size_t first, std::vector<double>& sums, double& total) const;
   /// Adds the logarithms of the observed probabilities.
   void AddTo(QvLogLikelihoodSum& sum) const;
   /// Widens the range of the probabilities observed, and that of all at its lower end.
@@ -110,9 +111,9 @@ class QvLogitPanel {
   std::vector<double> fEstimates;
   double fSizeOfEstimates = 0.0;  ///< The sum of their magnitudes.
   /// By category 256 numbers.
-  std::vector<double> fPredictors;
-  std::vector<double> fProbabilities;
-  std::vector<double> fResiduals;
+  QvCommon::QvAlignedDoubles fPredictors;
+  QvCommon::QvAlignedDoubles fProbabilities;
+  QvCommon::QvAlignedDoubles fResiduals;
   Numbers fLargest{};
   Numbers fSums{};
   Numbers fObserved{};

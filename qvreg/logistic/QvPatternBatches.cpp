@@ -55,6 +55,7 @@ void QvPatternBatches::Begin(bool llOnly) {
 
 void QvPatternBatches::ForgetPatterns() {
   fPatterns.Clear();
+  fbTakesRows = false;
   fNRows = 0;
 }
 
@@ -91,7 +92,8 @@ bool QvPatternBatches::MakeRoom() {
   return AddWaiting();
 }
 
-QvPatternBatches::Result QvPatternBatches::Add(const double* record, int category, double weight) {
+QvPatternBatches::Result QvPatternBatches::AddByPattern(const double* record, int category,
+                                                        double weight) {
   int pattern = fbGaveUp ? QvRecordPatterns::kNone : FindPattern(record);
   if (pattern == kFull) {
     if (!MakeRoom()) return Result::kRefused;
@@ -102,6 +104,7 @@ QvPatternBatches::Result QvPatternBatches::Add(const double* record, int categor
   if (category < 0 || 0.0 >= weight) return AddWaiting() ? Result::kLeft : Result::kRefused;
   const auto place = static_cast<std::size_t>(pattern);
   if (!fbConstant) {
+    fbTakesRows = fbOnePattern;
     const bool isAdded = fbOnePattern ? AddToRows(record, category, weight)
                                       : AddToBatch(fBatches[place], record, category, weight);
     return isAdded ? Result::kTaken : Result::kRefused;
@@ -124,13 +127,6 @@ bool QvPatternBatches::AddToBatch(Batch& batch, const double* record, int catego
   if (batch.fCount < kMostRows) return true;
   Unpack(batch);
   return AddRows(batch);
-}
-
-bool QvPatternBatches::AddToRows(const double* record, int category, double weight) {
-  fPatterns.GetDesign().FillValues(record, fRowValues.data() + fCount * fNValues);
-  fCategories[fCount] = category;
-  fWeights[fCount] = weight;
-  return ++fCount < kMostRows || AddRows(fBatches.front());
 }
 
 bool QvPatternBatches::AddWaiting() {

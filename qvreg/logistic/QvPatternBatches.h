@@ -33,7 +33,11 @@ class QvPatternBatches {
   void Begin(bool llOnly);
   /// Adds a record's row with its local category and its weight, with AddWaiting at the latest. May
   /// throw std::bad_alloc.
-  Result Add(const double* record, int category, double weight);
+  Result Add(const double* record, int category, double weight) {
+    const bool isRow = fbTakesRows && category >= 0 && !(0.0 >= weight);
+    if (!isRow) return AddByPattern(record, category, weight);
+    return AddToRows(record, category, weight) ? Result::kTaken : Result::kRefused;
+  }
   /// Adds all rows that wait; false when the statistics refuse one. May throw std::bad_alloc.
   bool AddWaiting();
 
@@ -58,9 +62,16 @@ class QvPatternBatches {
   void ForgetPatterns();
   /// Adds what waits, and forgets the patterns or gives up.
   bool MakeRoom();
+  /// As Add.
+  Result AddByPattern(const double* record, int category, double weight);
   bool AddToBatch(Batch& batch, const double* record, int category, double weight);
   /// The same where there is one pattern.
-  bool AddToRows(const double* record, int category, double weight);
+  bool AddToRows(const double* record, int category, double weight) {
+    fPatterns.GetDesign().FillValues(record, fRowValues.data() + fCount * fNValues);
+    fCategories[fCount] = category;
+    fWeights[fCount] = weight;
+    return ++fCount < IQvPatternStats::kMostRows || AddRows(fBatches.front());
+  }
   /// Adds the rows that were taken from a pattern's batch, or never were in it.
   bool AddRows(const Batch& batch);
   bool AddTogether();
@@ -77,7 +88,8 @@ class QvPatternBatches {
   std::size_t fNValues;
   std::size_t fNCategories;
   bool fbOnePattern;
-  bool fbConstant;  ///< Whether the values of all rows of a pattern are alike.
+  bool fbConstant;           ///< Whether the values of all rows of a pattern are alike.
+  bool fbTakesRows = false;  ///< Whether there is one pattern, which is known.
   bool fbLLOnly = false;
   bool fbGaveUp = false;        ///< Whether the rest of the pass is left to the caller.
   long long fNRows = 0;         ///< Since the patterns were forgotten.

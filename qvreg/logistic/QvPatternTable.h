@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "qvreg/common/QvAlignedDoubles.h"
 #include "qvreg/common/QvColumnKernels.h"
 #include "qvreg/common/QvPackedInt.h"
 #include "qvreg/common/QvPlatform.h"
@@ -78,8 +79,8 @@ class QvRowPatterns {
 
  private:
   struct Block {
-    std::vector<double> fValues;  ///< With room for all rows, which are made as they come.
-    std::size_t fCapacity = 0;    ///< In rows, as fUsed.
+    QvCommon::QvAlignedDoubles fValues;  ///< With room for all rows, which are made as they come.
+    std::size_t fCapacity = 0;           ///< In rows, as fUsed.
     std::size_t fUsed = 0;
 
     /// Few rows would leave much of a panel empty.

@@ -98,7 +98,7 @@ QvStatus QvRecordIterHandler::ReadRecords(QvRecordPass& pass, bool llOnly, long 
   return pass.ReadOn([&](const double* record, QvRecordVerdict verdict, QvStatus& status) {
     if (verdict != QvRecordVerdict::kValid) return true;
     // A record that the first pass could not count takes no part.
-    if (tables != nullptr && !tables->IsInRange(record)) return true;
+    if (tables != nullptr && !tables->AreCodesInRange(record)) return true;
     nUsed += tables == nullptr ? 1 : tables->RecordCount(record);
     if (AddRecord(record, llOnly)) return true;
     fStatus = status = RefusedRow();

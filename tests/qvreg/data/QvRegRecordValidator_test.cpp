@@ -402,4 +402,36 @@ TEST(QvRegRecordValidator, WhereNumbersArePresentTheOthersAreChecked) {
   }
 }
 
+TEST(QvRegRecordValidator, ManyRecordsAreValidWhereEachOfThemIs) {
+  constexpr int kRecords = 20;
+  constexpr int kSize = 7;
+  for (const int nTargetCategories : {kScaleDependent, 2}) {
+    QvRegRecordValidator validator;
+    std::vector<QvConst::QvVariableType> types = kTypes;
+    types.push_back(QvConst::QvVarRecordCount);
+    validator.SetRecordInfo(types, {kFactor}, {3}, nTargetCategories);
+    std::vector<double> values;
+    for (int r = 0; r < kRecords; ++r) {
+      values.insert(values.end(), {1.0, 2.0, 0.5, 0.0, 1.0, 1.0, 1.0});
+    }
+    EXPECT_TRUE(validator.AreOthersValid(values.data(), kSize, kRecords));
+    for (std::size_t place = 0; place < values.size(); ++place) {
+      const double before = values[place];
+      for (const double value : {-1.0, -0.25, 0.0, 0.25, 2.0, 3.0, 4.0, 9.0, 1e300, kInfinity,
+                                 -kInfinity, std::nan("")}) {
+        values[place] = value;
+        QvStatus status;
+        const double* record = values.data() + place / kSize * kSize;
+        EXPECT_EQ(validator.AreOthersValid(values.data(), kSize, kRecords),
+                  validator.CheckOthers(record, status) == QvRecordVerdict::kValid)
+            << place << " " << value;
+      }
+      values[place] = before;
+    }
+    values.back() = 0.0;
+    EXPECT_TRUE(validator.AreOthersValid(values.data(), kSize, kRecords - 1))
+        << "no more than asked";
+  }
+}
+
 }  // namespace

@@ -166,4 +166,22 @@ TEST_P(QvLogitPanelTest, ARowThatIsTakenOutHasNoInformation) {
 
 INSTANTIATE_TEST_SUITE_P(Classes, QvLogitPanelTest, ::testing::Values(2U, 3U, 7U));
 
+TEST_P(QvLogitPanelTest, AddsTheWeightsOfTheRowsFromAnyOneOn) {
+  Fill(1.0);
+  for (std::size_t first = 0; first <= kCount; ++first) {
+    Doubles sums(K_, 100.0);
+    double total = 200.0;
+    panel_.AddWeights(first, sums, total);
+    Doubles expected(K_, 100.0);
+    for (std::size_t r = first; r < kCount; ++r) {
+      expected[r % K_] += 0.5 + static_cast<double>(r % 3);
+    }
+    // Halves are added without rounding.
+    EXPECT_EQ(sums, expected) << first;
+    EXPECT_EQ(total, 200.0 + std::accumulate(expected.begin(), expected.end(),
+                                             -100.0 * static_cast<double>(K_)))
+        << first;
+  }
+}
+
 }  // namespace
