@@ -91,7 +91,7 @@ class QVREG_EXPORT QvFactorCounts {
   [[nodiscard]] bool IsInRange(const QvCommon::Record& record) const;
   /// The same for a record's `values`.
   [[nodiscard]] bool IsInRange(const double* values) const;
-  /// The same without a call, for loops over records.
+  /// The same for a record's `values`, without a call, for loops over records.
   [[nodiscard]] bool AreCodesInRange(const double* values) const {
     for (std::size_t f = 0; f < fFactorVars.size(); ++f) {
       if (!IsCounted(values[fFactorVars[f]], fNCategories[f])) return false;
