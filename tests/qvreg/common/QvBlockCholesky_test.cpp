@@ -6,6 +6,10 @@
 #include <random>
 #include <vector>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <gtest/gtest.h>
 
 #include "qvreg/common/QvSymMatrix.h"
@@ -36,6 +40,16 @@ QvSymMatrix RandomMatrix(int order, int every, std::mt19937& random) {
   return matrix;
 }
 
+/// The root rounded once, as the library has it. That of MinGW's C library, which is called in code
+/// that is not optimized, is rounded twice.
+double RootOf(double number) {
+#if defined(__SSE2__)
+  return _mm_cvtsd_f64(_mm_sqrt_sd(_mm_setzero_pd(), _mm_set_sd(number)));
+#else
+  return std::sqrt(number);
+#endif
+}
+
 /// The definition of LTChol.
 int FactorPlainly(Rows& rows, double& measure) {
   int result = 0;
@@ -53,8 +67,8 @@ int FactorPlainly(Rows& rows, double& measure) {
       }
     }
     if (row[i] > 0.0 && row[i] > kTolerance * original) {
-      row[i] = std::sqrt(row[i]);
-      measure = std::min(measure, row[i] / std::sqrt(original));
+      row[i] = RootOf(row[i]);
+      measure = std::min(measure, row[i] / RootOf(original));
     } else {
       std::fill(row.begin(), row.end(), 0.0);
       if (result == 0) result = static_cast<int>(i) + 1;
