@@ -33,12 +33,6 @@ const char* RoleLabel(QvConst::QvVariableType type) {
   return "Unspecified";
 }
 
-/// True when one of n values may be the missing value. Without a branch each, for covariates are
-/// many and seldom missing.
-bool MayBeMissing(std::size_t n, const double* values) {
-  return QvCommon::QvKernels::Get().fFindLeast(n, values) <= QvMV::gMissingValue;
-}
-
 /// Whether `isValid(value)` holds for all of `count` values. Without a branch each, for hardly any
 /// record is not valid.
 template <typename IsValid>
@@ -46,6 +40,18 @@ bool AreAll(const double* values, long long stride, int count, IsValid&& isValid
   bool areAll = true;
   for (int r = 0; r < count; ++r) areAll &= isValid(values[r * stride]);
   return areAll;
+}
+
+/// True when one of n values may be the missing value. Without a branch each, for covariates are
+/// many and seldom missing.
+bool MayBeMissing(std::size_t n, const double* values) {
+  // Of fewer numbers the lanes of a kernel cost more than they save.
+  constexpr std::size_t kFew = 32;
+  if (n < kFew) {
+    return !AreAll(values, 1, static_cast<int>(n),
+                   [](double value) { return !(value <= QvMV::gMissingValue); });
+  }
+  return QvCommon::QvKernels::Get().fFindLeast(n, values) <= QvMV::gMissingValue;
 }
 
 QvRecordVerdict CheckNumber(double value) {
