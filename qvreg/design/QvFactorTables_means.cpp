@@ -59,7 +59,9 @@ void QvFactorTables::MoveMeans(MeanRows& rows) {
 }
 
 bool QvFactorTables::MoveMeansTogether(const MeanRows& rows, const CovariateRun& run) {
-  if (run.fCount < QvKernels::kLanes) return false;
+  // Fewer values, as of short records that come one by one, cost less without a kernel.
+  constexpr std::size_t kFewValues = 32;
+  if (run.fCount < QvKernels::kLanes || rows.fCount * run.fCount < kFewValues) return false;
   double* means = &fCovariateMeans[run.fPlace];
   double* sizes = fColumnSizes.GetLargest(run.fPlace);
   const std::array<const double*, 2> before{means, sizes};
