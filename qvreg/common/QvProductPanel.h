@@ -26,12 +26,14 @@ class QvProductPanel {
 
   /// Makes room for rows of n values, and is empty. May throw std::bad_alloc.
   void SetWidth(std::size_t n);
+  /// The n of SetWidth; 0 before.
+  [[nodiscard]] std::size_t GetWidth() const { return fWidth; }
   [[nodiscard]] std::size_t GetCount() const { return fCount; }
   [[nodiscard]] bool IsFull() const { return fCount == kRows; }
   /// The memory for rows of n values, in bytes.
   [[nodiscard]] static std::size_t GetSize(std::size_t n);
-  /// Adds a row with its weight, and returns where its n values are to be written. REQUIRES: not
-  /// full.
+  /// Adds a row with its weight, and returns where its n values are to be written. REQUIRES: room,
+  /// not full.
   double* Append(double weight) {
     if (fCount > 0) fbWeighted = fbWeighted || weight != fWeights[0];
     fWeights[fCount] = weight;

@@ -10,7 +10,6 @@ QvCrossProducts::QvCrossProducts(int order) : fMatrix(order) {
   if (!fbValid) return;
   fDenseRow.assign(static_cast<std::size_t>(order), 0.0);
   fSingleRow = fDenseRow;
-  fPanel.SetWidth(fDenseRow.size());
 }
 
 void QvCrossProducts::AddSingleRow(double w) {

@@ -81,6 +81,7 @@ class QvCrossProducts : public IQvPassSums {
       AddSingleRow(w);
       return;
     }
+    if (fPanel.GetWidth() == 0) fPanel.SetWidth(fDenseRow.size());
     fill(fPanel.Append(w));
     if (fPanel.IsFull()) Settle();
   }
@@ -90,7 +91,7 @@ class QvCrossProducts : public IQvPassSums {
 
   // What the panel holds is part of the sums.
   mutable QvCommon::QvSymMatrix fMatrix;
-  mutable QvCommon::QvProductPanel fPanel;
+  mutable QvCommon::QvProductPanel fPanel;  ///< Without room until a row needs it.
   mutable bool fbRounded = false;
   mutable bool fbRowsUsual = true;
   long long fDenseRows = 0;
