@@ -73,6 +73,10 @@ void QvByteWriter::PutDoubles(std::span<const double> values) {
   }
 }
 
+void QvByteWriter::PutBits(const QvBitSet& bits) {
+  for (int i = 0; i < bits.Size(); ++i) PutBool(bits.IsIn(i));
+}
+
 void QvByteWriter::PutBytes(std::span<const unsigned char> bytes) {
   PutWord(bytes.size());
   fBytes.insert(fBytes.end(), bytes.begin(), bytes.end());
@@ -169,6 +173,10 @@ std::vector<double> QvByteReader::GetDoubles() {
 void QvByteReader::GetDoublesInto(std::span<double> values) {
   if (GetCount(kWordSize) != values.size()) return Fail();
   for (double& value : values) value = GetDouble();
+}
+
+void QvByteReader::GetBitsInto(QvBitSet& bits) {
+  for (int i = 0; i < bits.Size(); ++i) bits.Set(i, GetBool());
 }
 
 std::span<const unsigned char> QvByteReader::GetBytes() { return Take(GetCount(1)); }

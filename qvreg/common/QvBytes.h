@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "qvreg/common/QvBitSet.h"
+
 /// \file
 /// Numbers as bytes: little-endian, the same on every machine, with a length and a checksum.
 
@@ -15,7 +17,7 @@ namespace QvCommon {
 using QvBytes = std::vector<unsigned char>;
 
 /// What a message holds; written into its head.
-enum class QvMessageType : std::uint32_t { kRequest = 1, kAnswer = 2, kSettings = 3 };
+enum class QvMessageType : std::uint32_t { kRequest = 1, kAnswer = 2, kSettings = 3, kModel = 4 };
 
 /// The version of all messages that this library writes, and the only one that it reads.
 inline constexpr std::uint32_t kMessageVersion = 1;
@@ -36,6 +38,8 @@ class QvByteWriter {
   /// The number of values, then each; ints take four bytes.
   void PutInts(std::span<const int> values);
   void PutDoubles(std::span<const double> values);
+  /// Each bit, without their number.
+  void PutBits(const QvBitSet& bits);
   /// The number of bytes, then each.
   void PutBytes(std::span<const unsigned char> bytes);
 
@@ -72,6 +76,8 @@ class QvByteReader {
   [[nodiscard]] std::vector<double> GetDoubles();
   /// Reads doubles into `values`, whose size must be theirs.
   void GetDoublesInto(std::span<double> values);
+  /// Reads bits into `bits`, whose size must be theirs.
+  void GetBitsInto(QvBitSet& bits);
   /// A part of the borrowed bytes.
   [[nodiscard]] std::span<const unsigned char> GetBytes();
 

@@ -71,4 +71,10 @@ class QVREG_EXPORT IQvRegComponent {
   /// machines. kNotBuilt before the model is built, or its error; kTooManyParameters without
   /// memory. The status is not kept as the component's status.
   virtual QvCommon::QvStatus WriteScoring(std::vector<unsigned char>& bytes) = 0;
+  /// Fills `bytes` with the built model: settings but for what they borrow, parameters, results. Of
+  /// these QvRegFactory::RestoreComponent makes a component that scores and reports bit by bit as
+  /// this one, in this version of the library and later ones with the same first number, on any
+  /// machine. kNotBuilt before the model is built, or its error; kTooManyParameters without memory.
+  /// The status is not kept as the component's status.
+  virtual QvCommon::QvStatus WriteModel(std::vector<unsigned char>& bytes) = 0;
 };

@@ -21,6 +21,8 @@ std::int64_t Arithmetic() {
 
 QvStatus Unreadable() { return {QvStatusCode::kUnreadableMessage, false}; }
 
+}  // namespace
+
 void WriteStatus(const QvStatus& status, QvByteWriter& writer) {
   writer.PutInt(status.GetCode());
   writer.PutBool(status.IsWarning());
@@ -49,7 +51,20 @@ QvStatus ReadStatus(QvByteReader& reader) {
   return status;
 }
 
-}  // namespace
+void WriteCounts(const QvRecordCounts& counts, QvByteWriter& writer) {
+  for (const long long count :
+       {counts.fRead, counts.fUsed, counts.fMissing, counts.fBadWeight, counts.fOutOfRange}) {
+    writer.PutInt(count);
+  }
+}
+
+void ReadCounts(QvByteReader& reader, QvRecordCounts& counts) {
+  for (long long* count :
+       {&counts.fRead, &counts.fUsed, &counts.fMissing, &counts.fBadWeight, &counts.fOutOfRange}) {
+    *count = reader.GetInt();
+    if (*count < 0) reader.Fail();
+  }
+}
 
 QvBytes WriteRequest(QvPassKind kind, std::span<const unsigned char> base,
                      std::span<const unsigned char> state) {

@@ -6,9 +6,19 @@
 #include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/component/IQvPassSums.h"
+#include "qvreg/data/QvRegRecordValidator.h"
 
 /// \file
 /// What travels between an algorithm and its workers: requests there, answers back.
+
+/// Writes a status with its data, and reads one.
+void WriteStatus(const QvCommon::QvStatus& status, QvCommon::QvByteWriter& writer);
+[[nodiscard]] QvCommon::QvStatus ReadStatus(QvCommon::QvByteReader& reader);
+
+/// Writes what became of the records of a first pass, and reads it into `counts`; what later passes
+/// used is not among it.
+void WriteCounts(const QvRecordCounts& counts, QvCommon::QvByteWriter& writer);
+void ReadCounts(QvCommon::QvByteReader& reader, QvRecordCounts& counts);
 
 /// A pass request, unpacked; it borrows the bytes.
 struct QvPassRequest {

@@ -56,6 +56,10 @@ class QvRegAlgorithm {
   /// Writes and reads what else a pass needs, such as the estimates, in the same way.
   virtual void WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const = 0;
   virtual void ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) = 0;
+  /// Writes what results report beside tables and state of a built model, and makes another one, of
+  /// which these were read for scoring, the same model, in the same way.
+  virtual void WriteResults(QvCommon::QvByteWriter& writer) const = 0;
+  virtual void ReadResults(QvCommon::QvByteReader& reader) = 0;
   /// Adds the records to empty sums. REQUIRES: ReadState, and that there is a record.
   virtual QvCommon::QvStatus RunPart(QvPassKind kind, QvCommon::MultiPassRecordIter& iter,
                                      IQvPassSums& sums) = 0;
@@ -68,6 +72,11 @@ class QvRegAlgorithm {
 
   /// What a QvScorer scores as this object does with. REQUIRES: IsModelBuilt.
   [[nodiscard]] QvCommon::QvBytes WriteScoring() const;
+  /// The built model, behind its settings, and what ReadModel makes it of again: the `reader`
+  /// fails for any other bytes. REQUIRES: IsModelBuilt; of ReadModel an algorithm of these settings
+  /// that nothing was done with.
+  void WriteModel(QvCommon::QvByteWriter& writer) const;
+  void ReadModel(QvCommon::QvByteReader& reader);
 
   void Cancel() { fCancelInfo.SetCancel(); }
   [[nodiscard]] const QvCommon::QvStatus& GetStatus() const { return fStatus; }

@@ -2,8 +2,10 @@
 
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/component/QvPassMessages.h"
 #include "qvreg/component/QvRegAlgorithm.h"
 #include "qvreg/settings/QvRegSettings.h"
+#include "qvreg/settings/QvSettingsBytes.h"
 
 using QvCommon::QvStatus;
 
@@ -52,6 +54,26 @@ QvStatus QvRegComponent::WriteScoring(std::vector<unsigned char>& bytes) {
     bytes = fpAlgorithm->WriteScoring();
     return QvStatus();
   });
+}
+
+QvStatus QvRegComponent::WriteModel(std::vector<unsigned char>& bytes) {
+  if (fStatus.IsError()) return fStatus;
+  if (!IsModelBuilt()) return {QvStatusCode::kNotBuilt, false};
+  return GuardOperation([&] {
+    QvCommon::QvByteWriter writer;
+    WriteSettings(GetCompSettings(), writer);
+    fpAlgorithm->WriteModel(writer);
+    WriteStatus(fStatus, writer);
+    bytes = writer.TakeMessage(QvCommon::QvMessageType::kModel);
+    return QvStatus();
+  });
+}
+
+bool QvRegComponent::ReadModel(QvCommon::QvByteReader& reader) {
+  if (fStatus.IsError()) return false;
+  fpAlgorithm->ReadModel(reader);
+  fStatus = ReadStatus(reader);
+  return reader.IsAtEnd() && IsModelBuilt();
 }
 
 void QvRegComponent::Cancel() {

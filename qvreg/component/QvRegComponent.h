@@ -11,6 +11,10 @@
 
 class QvRegAlgorithm;
 
+namespace QvCommon {
+class QvByteReader;
+}
+
 /// What the components of both models have in common: keeps the status and orders the calls; see
 /// IQvRegComponent.
 class QVREG_EXPORT QvRegComponent : public IQvRegComponent {
@@ -23,9 +27,14 @@ class QVREG_EXPORT QvRegComponent : public IQvRegComponent {
   QvCommon::QvStatus Score(const QvCommon::Record& record, double& predicted,
                            std::vector<double>& values) override;
   QvCommon::QvStatus WriteScoring(std::vector<unsigned char>& bytes) override;
+  QvCommon::QvStatus WriteModel(std::vector<unsigned char>& bytes) override;
   void Cancel() override;
   QvCommon::QvStatus GetStatus() override { return fStatus; }
   std::vector<QvCommon::QvStatus> GetWarnings() override;
+
+  /// Takes the model that WriteModel wrote behind settings equal to this component's own, with
+  /// which nothing was done: false for other bytes. May throw std::bad_alloc.
+  QVREG_NO_EXPORT bool ReadModel(QvCommon::QvByteReader& reader);
 
   /// How many records the first pass read, used and left out; also after a run that failed.
   [[nodiscard]] QvRecordCounts GetRecordCounts() const;

@@ -46,6 +46,11 @@ void QvModelDesign::AddEffect(const QvModelEffect& effect) {
 
 bool QvModelDesign::AreVariablesKnown() const {
   return fSettings.AreRolesComplete() &&
+         // An effect may be such that its parameter has no factors.
+         std::all_of(fEffectFactors.begin(), fEffectFactors.end(),
+                     [this](const std::vector<int>& factors) {
+                       return ContainsAll(fSettings.GetFactors(), factors);
+                     }) &&
          std::all_of(fEffectParameters.begin(), fEffectParameters.end(),
                      [this](const QvRegrParameter& parameter) {
                        return ContainsAll(fSettings.GetFactors(), parameter.GetFactors()) &&

@@ -41,3 +41,36 @@ bool QvRedundantColumns::Get(int column, int size, std::vector<double>& combinat
   }
   return true;
 }
+
+void QvRedundantColumns::Write(QvCommon::QvByteWriter& writer) const {
+  writer.PutInt(static_cast<int>(fColumns.size()));
+  for (const Column& column : fColumns) {
+    std::vector<int> places;
+    std::vector<double> coefficients;
+    for (const auto& [place, coefficient] : column.fCoefficients) {
+      places.push_back(place);
+      coefficients.push_back(coefficient);
+    }
+    writer.PutInt(column.fIndex);
+    writer.PutInts(places);
+    writer.PutDoubles(coefficients);
+  }
+}
+
+void QvRedundantColumns::Read(int size, QvCommon::QvByteReader& reader) {
+  fColumns.clear();
+  const int count = reader.GetIntWithin(0, size);
+  for (int i = 0; i < count && !reader.HasFailed(); ++i) {
+    Column column;
+    column.fIndex = reader.GetIntWithin(i == 0 ? 0 : fColumns.back().fIndex + 1, size - 1);
+    const std::vector<int> places = reader.GetInts();
+    const std::vector<double> coefficients = reader.GetDoubles();
+    const bool areInside = std::all_of(places.begin(), places.end(),
+                                       [size](int place) { return place >= 0 && place < size; });
+    if (places.size() != coefficients.size() || !areInside) return reader.Fail();
+    for (std::size_t k = 0; k < places.size(); ++k) {
+      column.fCoefficients.emplace_back(places[k], coefficients[k]);
+    }
+    fColumns.push_back(std::move(column));
+  }
+}

@@ -3,6 +3,8 @@
 #include <utility>
 #include <vector>
 
+#include "qvreg/common/QvBytes.h"
+
 /// How the redundant columns of a design depend on the columns before them that are kept: each is a
 /// linear combination of those. A value.
 class QvRedundantColumns {
@@ -17,6 +19,10 @@ class QvRedundantColumns {
   /// `combination`, made of `size` zeros, receives the coefficients in the places of their columns.
   /// False, and all of them 0, for a column that was not added. May throw std::bad_alloc.
   bool Get(int column, int size, std::vector<double>& combination) const;
+  /// Writes all, and replaces all by what was written of a design of `size` columns: the `reader`
+  /// fails for another one. May throw std::bad_alloc.
+  void Write(QvCommon::QvByteWriter& writer) const;
+  void Read(int size, QvCommon::QvByteReader& reader);
 
  private:
   struct Column {

@@ -1,6 +1,7 @@
 #include "qvreg/design/QvTableSums.h"
 
 #include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/component/QvPassMessages.h"
 
 bool QvTableSums::Merge(const IQvPassSums& other) {
   const auto* added = dynamic_cast<const QvTableSums*>(&other);
@@ -15,19 +16,12 @@ bool QvTableSums::Merge(const IQvPassSums& other) {
 
 void QvTableSums::Write(QvCommon::QvByteWriter& writer) const {
   fTables.Write(writer);
-  for (const long long count :
-       {fCounts.fRead, fCounts.fUsed, fCounts.fMissing, fCounts.fBadWeight, fCounts.fOutOfRange}) {
-    writer.PutInt(count);
-  }
+  WriteCounts(fCounts, writer);
 }
 
 void QvTableSums::Read(QvCommon::QvByteReader& reader) {
   fTables.Read(reader);
-  for (long long* count : {&fCounts.fRead, &fCounts.fUsed, &fCounts.fMissing, &fCounts.fBadWeight,
-                           &fCounts.fOutOfRange}) {
-    *count = reader.GetInt();
-    if (*count < 0) reader.Fail();
-  }
+  ReadCounts(reader, fCounts);
 }
 
 QvCommon::QvStatus QvTableSums::GiveTo(QvFactorTables& tables, QvRecordCounts& counts) const {

@@ -3,12 +3,15 @@
 #include <exception>
 #include <memory>
 
+#include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvStatusCodes.h"
-#include "qvreg/component/IQvRegComponent.h"
+#include "qvreg/component/QvRegAlgorithm.h"
+#include "qvreg/component/QvRegComponent.h"
 #include "qvreg/glm/QvGLMComponent.h"
 #include "qvreg/logistic/QvLogComponent.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvRegSettings.h"
+#include "qvreg/settings/QvSettingsBytes.h"
 
 namespace {
 
@@ -30,7 +33,31 @@ IQvRegComponent* MakeLogistic(QvRegSettings& settings) {
   return logistic == nullptr ? nullptr : Make<QvLogComponent>(*logistic).release();
 }
 
+std::unique_ptr<QvRegComponent> MakeOwn(const QvRegSettings& settings) {
+  const auto* logistic = dynamic_cast<const QvLogRegSettings*>(&settings);
+  if (logistic != nullptr) return std::make_unique<QvLogComponent>(*logistic);
+  return std::make_unique<QvGLMComponent>(settings);
+}
+
+std::unique_ptr<QvRegComponent> Restore(const std::vector<unsigned char>& model) {
+  QvCommon::QvByteReader reader(model, QvCommon::QvMessageType::kModel);
+  const std::unique_ptr<QvRegSettings> settings = ReadSettings(reader);
+  if (settings == nullptr) return nullptr;
+  std::unique_ptr<QvRegComponent> component = MakeOwn(*settings);
+  return component->ReadModel(reader) ? std::move(component) : nullptr;
+}
+
 }  // namespace
+
+IQvRegComponent* QvRegFactory::RestoreComponent(const std::vector<unsigned char>& model) {
+  std::unique_ptr<QvRegComponent> component;
+  fStatus = GuardOperation([&]() -> QvCommon::QvStatus {
+    component = Restore(model);
+    if (component == nullptr) return {QvStatusCode::kUnreadableMessage, false};
+    return {};
+  });
+  return component.release();
+}
 
 IQvRegComponent* QvRegFactory::CreateRegAlgorithm(QvRegSettings& settings) {
   fStatus = settings.IsValidSettings();

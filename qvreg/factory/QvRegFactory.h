@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "qvreg/QvExport.h"
 #include "qvreg/common/QvStatus.h"
 
@@ -16,6 +18,12 @@ class QVREG_EXPORT QvRegFactory {
   /// of which it copies the library's part only, may override the check. The caller owns it and
   /// deletes it through its virtual destructor.
   IQvRegComponent* CreateRegAlgorithm(QvRegSettings& settings);
+  /// A new component that holds the built model whose IQvRegComponent::WriteModel made `model`: it
+  /// scores, reports and displays itself as that one, and answers kAlreadyBuilt to another build;
+  /// or null: GetStatus says kUnreadableMessage for bytes that WriteModel did not write, or which a
+  /// version with another first number wrote; kTooManyParameters without memory. Its settings have
+  /// no listener, query or runner. The caller owns it as above.
+  IQvRegComponent* RestoreComponent(const std::vector<unsigned char>& model);
   /// The status of the last call: that of the settings. Each component has its own.
   [[nodiscard]] const QvCommon::QvStatus& GetStatus() const { return fStatus; }
 

@@ -168,6 +168,12 @@ void QvGLMAlgorithm::ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) 
   }
 }
 
+void QvGLMAlgorithm::WriteResults(QvCommon::QvByteWriter& writer) const {
+  fModel.WriteResults(writer);
+}
+
+void QvGLMAlgorithm::ReadResults(QvCommon::QvByteReader& reader) { fModel.ReadResults(reader); }
+
 QvStatus QvGLMAlgorithm::RunPart(QvPassKind kind, MultiPassRecordIter& iter, IQvPassSums& sums) {
   if (kind == QvPassKind::kTables) {
     QvRecordPass pass(iter, fCancelInfo, fValidator);

@@ -36,6 +36,8 @@ class QvGLMAlgorithm : public QvRegAlgorithm {
   void ReadTables(QvCommon::QvByteReader& reader) override;
   void WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const override;
   void ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) override;
+  void WriteResults(QvCommon::QvByteWriter& writer) const override;
+  void ReadResults(QvCommon::QvByteReader& reader) override;
   QvCommon::QvStatus RunPart(QvPassKind kind, QvCommon::MultiPassRecordIter& iter,
                              IQvPassSums& sums) override;
   bool ExpandSparseRow(const QvCommon::Record& record, std::vector<int>& indices,

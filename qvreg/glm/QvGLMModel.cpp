@@ -225,8 +225,7 @@ void QvGLMModel::WriteEstimates(QvCommon::QvByteWriter& writer) const {
   writer.PutDoubles(fEstimates);
   writer.PutBool(fbRowsUsual);
   writer.PutBool(fbHasNonFinite);
-  if (!fbHasNonFinite) return;
-  for (int k = 0; k < GetNParameters(); ++k) writer.PutBool(fNonFinite.IsIn(k));
+  if (fbHasNonFinite) writer.PutBits(fNonFinite);
 }
 
 void QvGLMModel::ReadEstimates(QvCommon::QvByteReader& reader) {
@@ -236,10 +235,49 @@ void QvGLMModel::ReadEstimates(QvCommon::QvByteReader& reader) {
   fbHasNonFinite = reader.GetBool();
   if (!fNonFinite.Resize(GetNParameters(), false)) throw std::bad_alloc();
   fNonFinite.Clear();
-  for (int k = 0; fbHasNonFinite && k < GetNParameters(); ++k) fNonFinite.Set(k, reader.GetBool());
+  if (fbHasNonFinite) reader.GetBitsInto(fNonFinite);
   fRefinement.reset();
   if (fSettings.GetRefineEstimates()) fRefinement.emplace(GetNParameters(), 1);
   fbEstimatesUsual = QvKernels::AreUsual(fEstimates.size(), fEstimates.data());
+}
+
+void QvGLMModel::WriteResults(QvCommon::QvByteWriter& writer) const {
+  fpProducts->Write(writer);
+  writer.PutBits(fRedundancy);
+  fRedundantColumns.Write(writer);
+  writer.PutBool(fScaledCovariance.has_value());
+  if (fScaledCovariance) fScaledCovariance->Write(writer);
+  writer.PutBool(fbDependentFinite);
+  writer.PutInt(fSums.fWeightedRecords);
+  for (const double number : {fResidualSum, fTotalSum, fMultipleRSquare, fRootMeanSquareError,
+                              fScaledError, fScaledTotal}) {
+    writer.PutDouble(number);
+  }
+}
+
+void QvGLMModel::ReadResults(QvCommon::QvByteReader& reader) {
+  const int p = GetNParameters();
+  fpProducts = MakeProducts();
+  if (!fpProducts->IsValid() || !fRedundancy.Resize(p + 1, false)) throw std::bad_alloc();
+  fpProducts->GetMatrix().EndCompensation();
+  fpProducts->Read(reader);
+  reader.GetBitsInto(fRedundancy);
+  fRedundantColumns.Read(p, reader);
+  fScaledCovariance.reset();
+  if (reader.GetBool()) {
+    fScaledCovariance.emplace(p);
+    if (!fScaledCovariance->IsValidMatrix()) throw std::bad_alloc();
+    fScaledCovariance->Read(reader);
+  }
+  fbDependentFinite = reader.GetBool();
+  fSums.fWeightedRecords = reader.GetInt();
+  for (double* number : {&fResidualSum, &fTotalSum, &fMultipleRSquare, &fRootMeanSquareError,
+                         &fScaledError, &fScaledTotal}) {
+    *number = reader.GetDouble();
+  }
+  fRefinement.reset();
+  SetHostEstimates();
+  fbSwept = true;
 }
 
 void QvGLMModel::DivideByScale() {

@@ -95,6 +95,11 @@ class QvGLMModel {
   /// it: the `reader` fails where that is not for as many parameters.
   void WriteEstimates(QvCommon::QvByteWriter& writer) const;
   void ReadEstimates(QvCommon::QvByteReader& reader);
+  /// Writes what else there is to report of the fitted model, and makes another one, whose
+  /// estimates were read, the same model: the `reader` fails where that is not for as many
+  /// parameters.
+  void WriteResults(QvCommon::QvByteWriter& writer) const;
+  void ReadResults(QvCommon::QvByteReader& reader);
 
   [[nodiscard]] bool HasMatrix() const { return fpProducts != nullptr; }
   /// REQUIRES: HasMatrix(). Before the sweep, of the columns and the dependent as divided: the

@@ -217,23 +217,22 @@ void QvLogAlgorithm::RunOptimizer(MultiPassRecordIter& iter) {
   IQvDataHandler* handler = &recordHandler;
   if (fPatternExtractor != nullptr) handler = fPatternExtractor.get();
   if (HasRunner()) handler = &runnerHandler;
-  fpOptimizer = std::make_unique<QvRegOptimizer>(fSettings, &fModel, handler, fpStats.get(), fBeta,
-                                                 fCancelInfo, fSettings.GetProgressListener(),
-                                                 fSettings.GetIterationFrequency());
-  fpOptimizer->SetReportExponents(fModel.GetKeptExponents());
-  ApplyStartingValues();
-  if (CanContinue()) Note(fpOptimizer->Estimate());
+  QvRegOptimizer optimizer(fSettings, &fModel, handler, fpStats.get(), fBeta, fCancelInfo,
+                           fSettings.GetProgressListener(), fSettings.GetIterationFrequency());
+  optimizer.SetReportExponents(fModel.GetKeptExponents());
+  ApplyStartingValues(optimizer);
+  if (CanContinue()) Note(optimizer.Estimate());
   // A pass that could not start shows there one pass late, and after the last one never.
   Note(recordHandler.GetStatus());
-  if (CanContinue()) Note(fModel.SetEstimates(fBeta, *fpOptimizer->GetMatrix()));
-  fpOptimizer->DeleteMatrix();
+  if (CanContinue()) Note(fModel.SetEstimates(fBeta, *optimizer.GetMatrix()));
+  fOptimization = optimizer.GetSummary();
 }
 
-void QvLogAlgorithm::ApplyStartingValues() {
+void QvLogAlgorithm::ApplyStartingValues(QvRegOptimizer& optimizer) {
   const bool isInterceptAlone =
       fSettings.GetInterceptUse() && fModel.GetNumBasicNonRedundant() <= 1;
   if (fSettings.GetStartingValues().empty() || isInterceptAlone) return;
-  Note(fpOptimizer->MeasureBaseline());
+  Note(optimizer.MeasureBaseline());
   if (CanContinue()) fBeta = fModel.CompressEstimates(fSettings.GetStartingValues());
 }
 
@@ -308,6 +307,7 @@ void QvLogAlgorithm::ReadTables(QvCommon::QvByteReader& reader) {
   if (!fDesign.AreVariablesKnown()) return reader.Fail();
   fDesign.SetUpTables(fFactorTables, fSettings.GetCovariates());
   fFactorTables.Read(reader);
+  fMeanValues = fFactorTables.GetCovariateMeans();
   fbFactorTableFilled = true;
   if (fSettings.GetUsePatternTabulator()) fPatternExtractor = MakeTabulator();
   SetUpDesign();
@@ -337,6 +337,17 @@ void QvLogAlgorithm::ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) 
   const std::span<const unsigned char> start = reader.GetBytes();
   fStatisticsStart.assign(start.begin(), start.end());
   if (fBeta.size() != static_cast<std::size_t>(fModel.GetNumAllNonRedundant())) reader.Fail();
+}
+
+void QvLogAlgorithm::WriteResults(QvCommon::QvByteWriter& writer) const {
+  fModel.WriteResults(writer);
+  fOptimization->Write(writer);
+}
+
+void QvLogAlgorithm::ReadResults(QvCommon::QvByteReader& reader) {
+  fModel.ReadResults(reader);
+  fOptimization.emplace().Read(reader);
+  fbParametersCreated = true;
 }
 
 QvStatus QvLogAlgorithm::RequireRows(MultiPassRecordIter& iter) {

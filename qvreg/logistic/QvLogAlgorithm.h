@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "qvreg/component/QvRegAlgorithm.h"
@@ -8,6 +9,7 @@
 #include "qvreg/design/QvModelDesign.h"
 #include "qvreg/logistic/QvAccumStatsLogistic.h"
 #include "qvreg/logistic/QvLogModel.h"
+#include "qvreg/logistic/QvOptimizationSummary.h"
 #include "qvreg/logistic/QvPatternTabulator.h"
 #include "qvreg/logistic/QvRecordIterHandler.h"
 #include "qvreg/logistic/QvRegOptimizer.h"
@@ -41,6 +43,8 @@ class QvLogAlgorithm : public QvRegAlgorithm {
   void ReadTables(QvCommon::QvByteReader& reader) override;
   void WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const override;
   void ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) override;
+  void WriteResults(QvCommon::QvByteWriter& writer) const override;
+  void ReadResults(QvCommon::QvByteReader& reader) override;
   QvCommon::QvStatus RunPart(QvPassKind kind, QvCommon::MultiPassRecordIter& iter,
                              IQvPassSums& sums) override;
   bool ExpandSparseRow(const QvCommon::Record& record, std::vector<int>& indices,
@@ -58,8 +62,10 @@ class QvLogAlgorithm : public QvRegAlgorithm {
   [[nodiscard]] const QvFactorTables& GetFactorTables() const { return fFactorTables; }
   [[nodiscard]] const std::vector<double>& GetMeanValues() const { return fMeanValues; }
   [[nodiscard]] const QvLogModel& GetModel() const { return fModel; }
-  /// Null before the iterations.
-  [[nodiscard]] const QvRegOptimizer* GetOptimizer() const { return fpOptimizer.get(); }
+  /// What the iterations came to; none before them.
+  [[nodiscard]] const std::optional<QvOptimizationSummary>& GetOptimization() const {
+    return fOptimization;
+  }
 
  protected:
   QvCommon::QvStatus TakeSums(QvPassKind kind, IQvPassSums& sums) override;
@@ -95,7 +101,7 @@ class QvLogAlgorithm : public QvRegAlgorithm {
   void CreateStatistics();
   void RunOptimizer(QvCommon::MultiPassRecordIter& iter);
   /// Makes the optimizer start from the settings' values.
-  void ApplyStartingValues();
+  void ApplyStartingValues(QvRegOptimizer& optimizer);
   [[nodiscard]] bool MayBeScored(const QvCommon::Record& record, QvCommon::QvStatus& status) const;
 
   const QvLogRegSettings& fSettings;
@@ -109,7 +115,7 @@ class QvLogAlgorithm : public QvRegAlgorithm {
   /// Of a worker: how the optimizer's pass begins.
   QvCommon::QvBytes fStatisticsStart;
   std::unique_ptr<QvAccumStatsLogistic> fpStats;
-  std::unique_ptr<QvRegOptimizer> fpOptimizer;
+  std::optional<QvOptimizationSummary> fOptimization;
   bool fbFactorTableFilled = false;
   bool fbParametersCreated = false;
   bool fbModelBuilt = false;

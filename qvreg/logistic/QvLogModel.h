@@ -163,6 +163,11 @@ class QvLogModel : public IQvRegModel {
   /// later passes by them: the `reader` fails where they are not for as many parameters.
   void WriteEstimates(QvCommon::QvByteWriter& writer) const;
   void ReadEstimates(QvCommon::QvByteReader& reader);
+  /// Writes what else there is to report of the finished model, and makes another one, whose
+  /// estimates were read, the same model: the `reader` fails where that is not for as many
+  /// parameters and categories.
+  void WriteResults(QvCommon::QvByteWriter& writer) const;
+  void ReadResults(QvCommon::QvByteReader& reader);
   /// The kept ones of values in the all-parameter layout, such as a host's starting values.
   [[nodiscard]] std::vector<double> CompressEstimates(const std::vector<double>& all) const;
   /// As UpdateClassification, for a row of known parameters whose dependent is a local index.

@@ -19,8 +19,10 @@ QvLogOutputStats::QvLogOutputStats(const QvLogRegSettings& settings, QvLogAlgori
       fCoxSnellRSquare(QvMV::gMissingValue),
       fNagelkerkeRSquare(QvMV::gMissingValue),
       fMcFaddenRSquare(QvMV::gMissingValue) {
-  if (const QvRegOptimizer* optimizer = algorithm.GetOptimizer(); optimizer != nullptr) {
-    optimizer->GetPseudoRSquares(fCoxSnellRSquare, fNagelkerkeRSquare, fMcFaddenRSquare);
+  if (const auto& optimization = algorithm.GetOptimization()) {
+    fCoxSnellRSquare = optimization->fCoxSnellRSquare;
+    fNagelkerkeRSquare = optimization->fNagelkerkeRSquare;
+    fMcFaddenRSquare = optimization->fMcFaddenRSquare;
   }
   FillParamStats();
 }
@@ -129,33 +131,24 @@ const QvCommon::QvRectMatrix* QvLogOutputStats::GetClassificationTable() const {
   return fpAlgorithm->GetModel().GetClassificationTable();
 }
 
-int QvLogOutputStats::GetIterations() const {
-  return fpAlgorithm->GetOptimizer()->GetLastIteration();
-}
+int QvLogOutputStats::GetIterations() const { return fpAlgorithm->GetOptimization()->fIterations; }
 
 int QvLogOutputStats::GetStepHalvings() const {
-  return fpAlgorithm->GetOptimizer()->GetTotalStepHalvings();
+  return fpAlgorithm->GetOptimization()->fStepHalvings;
 }
 
 QvOptimizationOutcome QvLogOutputStats::GetOutcome() const {
-  return fpAlgorithm->GetOptimizer()->GetOutcome();
+  return fpAlgorithm->GetOptimization()->fOutcome;
 }
 
-double QvLogOutputStats::GetInitialLL() const {
-  return fpAlgorithm->GetOptimizer()->GetBaselineLL();
-}
+double QvLogOutputStats::GetInitialLL() const { return fpAlgorithm->GetOptimization()->fInitialLL; }
 
-double QvLogOutputStats::GetFinalLL() const {
-  const QvRegOptimizer& optimizer = *fpAlgorithm->GetOptimizer();
-  // Without an iteration the starting values are the estimates.
-  return optimizer.GetOutcome() == kOptNoIterations ? optimizer.GetInitialLL()
-                                                    : optimizer.GetCurrentLL();
-}
+double QvLogOutputStats::GetFinalLL() const { return fpAlgorithm->GetOptimization()->fFinalLL; }
 
-double QvLogOutputStats::GetLLChange() const { return fpAlgorithm->GetOptimizer()->GetLLChange(); }
+double QvLogOutputStats::GetLLChange() const { return fpAlgorithm->GetOptimization()->fLLChange; }
 
 double QvLogOutputStats::GetParameterChange() const {
-  return fpAlgorithm->GetOptimizer()->GetParameterChange();
+  return fpAlgorithm->GetOptimization()->fParameterChange;
 }
 
 const QvCommon::QvBitSet& QvLogOutputStats::GetNonFiniteParameters() const { return fNonFinite; }

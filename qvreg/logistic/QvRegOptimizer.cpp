@@ -345,3 +345,17 @@ bool QvRegOptimizer::GetPseudoRSquares(double& coxSnell, double& nagelkerke,
   }
   return !IsMissing(coxSnell) && !IsMissing(nagelkerke) && !IsMissing(mcFadden);
 }
+
+QvOptimizationSummary QvRegOptimizer::GetSummary() const {
+  QvOptimizationSummary summary;
+  summary.fOutcome = fOutcome;
+  summary.fIterations = fLastIter;
+  summary.fStepHalvings = fTotalStepHalvings;
+  summary.fInitialLL = GetBaselineLL();
+  // Without an iteration the starting values are the estimates.
+  summary.fFinalLL = fOutcome == kOptNoIterations ? fInitialLL : fCurrentLL;
+  summary.fLLChange = fLLChange;
+  summary.fParameterChange = fParameterChange;
+  GetPseudoRSquares(summary.fCoxSnellRSquare, summary.fNagelkerkeRSquare, summary.fMcFaddenRSquare);
+  return summary;
+}

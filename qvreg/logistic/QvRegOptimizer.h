@@ -13,6 +13,7 @@
 #include "qvreg/logistic/IQvRegModel.h"
 #include "qvreg/logistic/QvIterationReporter.h"
 #include "qvreg/logistic/QvNewtonSystem.h"
+#include "qvreg/logistic/QvOptimizationSummary.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 
 class ProgressListener;
@@ -63,6 +64,7 @@ class QvRegOptimizer {
   [[nodiscard]] double GetParameterChange() const { return fParameterChange; }
   /// Step-halvings of all iterations together.
   [[nodiscard]] int GetTotalStepHalvings() const { return fTotalStepHalvings; }
+  [[nodiscard]] QvOptimizationSummary GetSummary() const;
   /// The inverse of the information matrix after a successful Estimate; null once deleted.
   [[nodiscard]] const QvCommon::QvSymMatrix* GetMatrix() const { return fpMatrix.get(); }
   void DeleteMatrix() {

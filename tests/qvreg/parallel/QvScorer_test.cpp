@@ -1,6 +1,5 @@
 #include "qvreg/parallel/QvScorer.h"
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -27,22 +26,9 @@ using qvtest::FittedModel;
 using qvtest::ModelKind;
 using qvtest::RandomModel;
 using qvtest::RandomRecords;
+using qvtest::ScoresOf;
 using Bytes = std::vector<unsigned char>;
 using Records = std::vector<QvCommon::Record>;
-
-/// What scoring records comes to, bit by bit: codes of the statuses, predictions, probabilities.
-template <typename Scores>
-std::vector<std::uint64_t> ScoresOf(const Records& records, Scores& scores) {
-  std::vector<std::uint64_t> bits;
-  for (const QvCommon::Record& record : records) {
-    double predicted = -99.0;
-    std::vector<double> values;
-    bits.push_back(static_cast<std::uint64_t>(scores.Score(record, predicted, values).GetCode()));
-    bits.push_back(std::bit_cast<std::uint64_t>(predicted));
-    for (const double value : values) bits.push_back(std::bit_cast<std::uint64_t>(value));
-  }
-  return bits;
-}
 
 class QvScorerTest : public testing::TestWithParam<ModelKind> {
  protected:

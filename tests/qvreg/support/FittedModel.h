@@ -1,5 +1,7 @@
 #pragma once
 
+#include <bit>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -35,6 +37,21 @@ class FittedModel {
   std::unique_ptr<IQvRegComponent> component_;
   IQvRegOutputStats* stats_ = nullptr;
 };
+
+/// What scoring records comes to, bit by bit: codes of the statuses, predictions, probabilities.
+template <typename Scores>
+[[nodiscard]] std::vector<std::uint64_t> ScoresOf(const std::vector<QvCommon::Record>& records,
+                                                  Scores& scores) {
+  std::vector<std::uint64_t> bits;
+  for (const QvCommon::Record& record : records) {
+    double predicted = -99.0;
+    std::vector<double> values;
+    bits.push_back(static_cast<std::uint64_t>(scores.Score(record, predicted, values).GetCode()));
+    bits.push_back(std::bit_cast<std::uint64_t>(predicted));
+    for (const double value : values) bits.push_back(std::bit_cast<std::uint64_t>(value));
+  }
+  return bits;
+}
 
 /// What Score answers for a record.
 struct LogisticScore {

@@ -1,0 +1,340 @@
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "qvreg/common/QvBytes.h"
+#include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/factory/QvRegFactory.h"
+#include "qvreg/glm/QvGLMOutputStats.h"
+#include "qvreg/logistic/QvLogOutputStats.h"
+#include "tests/qvreg/support/AllocationHooks.h"
+#include "tests/qvreg/support/CapturedOutput.h"
+#include "tests/qvreg/support/FittedModel.h"
+#include "tests/qvreg/support/RandomModels.h"
+#include "tests/qvreg/support/ReferenceRun.h"
+#include "tests/qvreg/support/VectorParts.h"
+
+namespace {
+
+using qvtest::FittedModel;
+using qvtest::ModelKind;
+using qvtest::RandomModel;
+using qvtest::RandomRecords;
+using qvtest::ScoresOf;
+using Bytes = std::vector<unsigned char>;
+using Records = std::vector<QvCommon::Record>;
+using Component = std::unique_ptr<IQvRegComponent>;
+
+Bytes BytesOf(IQvRegComponent& component) {
+  Bytes bytes;
+  EXPECT_EQ(component.WriteModel(bytes).GetCode(), QvStatusCode::kOK);
+  return bytes;
+}
+
+Component Restored(const Bytes& bytes) {
+  QvRegFactory factory;
+  Component component(factory.RestoreComponent(bytes));
+  EXPECT_EQ(factory.GetStatus().GetCode(), QvStatusCode::kOK);
+  return component;
+}
+
+const IQvRegOutputStats& StatsOf(IQvRegComponent& component) {
+  IQvRegOutputStats* stats = nullptr;
+  EXPECT_EQ(component.GetOutputStats(stats).GetCode(), QvStatusCode::kOK);
+  return *stats;
+}
+
+void Append(std::vector<double>& numbers, const std::vector<double>& more) {
+  numbers.insert(numbers.end(), more.begin(), more.end());
+}
+
+void Append(std::vector<double>& numbers, const std::vector<int>& more) {
+  numbers.insert(numbers.end(), more.begin(), more.end());
+}
+
+void Append(std::vector<double>& numbers, const QvCommon::QvBitSet& bits) {
+  for (int i = 0; i < bits.Size(); ++i) numbers.push_back(bits.IsIn(i) ? 1.0 : 0.0);
+}
+
+void Append(std::vector<double>& numbers, const QvCommon::QvSymMatrixData& matrix) {
+  for (int i = 0; i < matrix.GetOrder(); ++i) {
+    for (int j = 0; j <= i; ++j) numbers.push_back(matrix.GetElem(i, j));
+  }
+}
+
+void Append(std::vector<double>& numbers, const QvRecordCounts& counts) {
+  for (const long long count : {counts.fRead, counts.fUsed, counts.fMissing, counts.fBadWeight,
+                                counts.fOutOfRange, counts.fUsedLater}) {
+    numbers.push_back(static_cast<double>(count));
+  }
+}
+
+void AppendLinear(std::vector<double>& numbers, const QvGLMOutputStats& stats) {
+  Append(numbers, stats.GetRecordCounts());
+  Append(numbers, stats.GetNonFiniteParameters());
+  Append(numbers, stats.GetParameterExponents());
+  Append(numbers, stats.GetScaledEstimates());
+  Append(numbers, *stats.GetScaledCovarianceMatrix());
+  for (const double number :
+       {stats.IsDependentFinite() ? 1.0 : 0.0, static_cast<double>(stats.GetDependentExponent()),
+        stats.GetScaledRootMeanSquareError(), stats.GetScaledRootMeanSquareTotal()}) {
+    numbers.push_back(number);
+  }
+}
+
+void AppendLogistic(std::vector<double>& numbers, const QvLogOutputStats& stats) {
+  Append(numbers, stats.GetRecordCounts());
+  Append(numbers, stats.GetNonFiniteParameters());
+  Append(numbers, stats.GetParameterExponents());
+  Append(numbers, stats.GetScaledEstimates());
+  Append(numbers, *stats.GetScaledCovarianceMatrix());
+  Append(numbers, stats.GetDependCategories());
+  Append(numbers, stats.GetDependCategoryWeights());
+  for (const double number :
+       {static_cast<double>(stats.GetIterations()), static_cast<double>(stats.GetStepHalvings()),
+        static_cast<double>(stats.GetOutcome()), stats.GetInitialLL(), stats.GetFinalLL(),
+        stats.GetLLChange(), stats.GetParameterChange()}) {
+    numbers.push_back(number);
+  }
+}
+
+/// The bits of everything that results report in numbers.
+std::vector<std::uint64_t> ReportOf(IQvRegComponent& component) {
+  const IQvRegOutputStats& stats = StatsOf(component);
+  std::vector<double> numbers = qvtest::NumbersOf(stats);
+  Append(numbers, stats.GetMeanValues());
+  Append(numbers, stats.GetRedundancyIndicators());
+  for (const double number :
+       {stats.GetTotalFreqWeight(), stats.GetTotalRegrWeight(), stats.GetNDegFreedom()}) {
+    numbers.push_back(number);
+  }
+  std::vector<double> combination;
+  for (int i = 0; i < static_cast<int>(stats.GetParameters().size()); ++i) {
+    if (stats.GetRedundantCombination(i, combination)) Append(numbers, combination);
+  }
+  if (const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&stats)) {
+    AppendLinear(numbers, *linear);
+  } else {
+    AppendLogistic(numbers, dynamic_cast<const QvLogOutputStats&>(stats));
+  }
+  std::vector<std::uint64_t> bits;
+  bits.reserve(numbers.size());
+  for (const double number : numbers) bits.push_back(std::bit_cast<std::uint64_t>(number));
+  return bits;
+}
+
+class RestoreComponent : public testing::TestWithParam<ModelKind> {
+ protected:
+  RestoreComponent() : model_(GetParam()), fitted_(model_.Get(), records_) {
+    bytes_ = BytesOf(fitted_.Component());
+    // Combinations that the model has not seen, and a record that is too short.
+    fresh_[3][qvtest::kF] = 3.0;
+    fresh_[3][qvtest::kG] = 2.0;
+    fresh_[7][qvtest::kX] = 1e300;
+    fresh_.emplace_back(2);
+  }
+
+  const Records records_ = RandomRecords(400);
+  RandomModel model_;
+  FittedModel fitted_;
+  Records fresh_ = RandomRecords(200, 5);
+  Bytes bytes_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Models, RestoreComponent,
+                         testing::Values(ModelKind::kLinear, ModelKind::kLogistic,
+                                         ModelKind::kInMemory),
+                         [](const auto& tested) { return qvtest::ModelKindName(tested.param); });
+
+TEST_P(RestoreComponent, ScoresToTheLastBit) {
+  const Component restored = Restored(bytes_);
+  ASSERT_NE(restored, nullptr);
+  EXPECT_TRUE(restored->IsModelBuilt());
+  EXPECT_EQ(restored->GetModelType(), fitted_.Component().GetModelType());
+  EXPECT_EQ(ScoresOf(fresh_, *restored), ScoresOf(fresh_, fitted_.Component()));
+}
+
+TEST_P(RestoreComponent, ReportsToTheLastBit) {
+  const Component restored = Restored(bytes_);
+  EXPECT_EQ(ReportOf(*restored), ReportOf(fitted_.Component()));
+  std::vector<double> row;
+  std::vector<double> expected;
+  for (const QvCommon::Record& record : fresh_) {
+    EXPECT_EQ(StatsOf(*restored).ExpandRow(record, row),
+              fitted_.Stats().ExpandRow(record, expected));
+    EXPECT_EQ(row, expected);
+  }
+}
+
+TEST_P(RestoreComponent, DisplaysItself) {
+  const Component restored = Restored(bytes_);
+  StatsOf(*restored);
+  EXPECT_EQ(qvtest::CapturedDisplay(StatsOf(*restored)), qvtest::CapturedDisplay(fitted_.Stats()));
+  // The order in hash tables and what scratch space holds may be another one; records that the
+  // estimation kept in memory are gone.
+  const auto labels = [](const IQvRegComponent& component) {
+    const std::string all = qvtest::CapturedDisplay(component);
+    return qvtest::LineLabels(all.substr(all.find("fFactorTables")));
+  };
+  EXPECT_EQ(labels(*restored), labels(fitted_.Component()));
+}
+
+TEST_P(RestoreComponent, AnswersThatItIsBuilt) {
+  const Component restored = Restored(bytes_);
+  qvtest::UntouchedIter none;
+  EXPECT_EQ(restored->BuildModel(none).GetCode(), QvStatusCode::kAlreadyBuilt);
+  const Component another = Restored(bytes_);
+  std::vector<QvRegrParameter> parameters;
+  EXPECT_EQ(another->CreateParameters(none, parameters).GetCode(), QvStatusCode::kAlreadyBuilt);
+}
+
+TEST_P(RestoreComponent, WritesTheSameBytesAndScoringBytes) {
+  const Component restored = Restored(bytes_);
+  EXPECT_EQ(BytesOf(*restored), bytes_);
+  Bytes scoring;
+  Bytes expected;
+  EXPECT_FALSE(restored->WriteScoring(scoring).IsError());
+  EXPECT_FALSE(fitted_.Component().WriteScoring(expected).IsError());
+  EXPECT_EQ(scoring, expected);
+}
+
+TEST_P(RestoreComponent, BytesDoNotDependOnResultsThatWereMade) {
+  StatsOf(fitted_.Component());
+  EXPECT_EQ(BytesOf(fitted_.Component()), bytes_);
+}
+
+TEST_P(RestoreComponent, RefusesDamagedBytes) {
+  QvRegFactory factory;
+  for (std::size_t i = 0; i < bytes_.size(); ++i) {
+    Bytes damaged = bytes_;
+    damaged[i] ^= 0x08U;
+    ASSERT_EQ(factory.RestoreComponent(damaged), nullptr) << i;
+    ASSERT_EQ(factory.GetStatus().GetCode(), QvStatusCode::kUnreadableMessage) << i;
+    const Bytes cut(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(i));
+    ASSERT_EQ(factory.RestoreComponent(cut), nullptr) << i;
+  }
+}
+
+/// Makes the checksum that of the rest.
+void Sign(Bytes& bytes) {
+  constexpr std::size_t kChecksum = 8;
+  const std::size_t size = bytes.size() - kChecksum;
+  const std::uint64_t digest = QvCommon::DigestOf(std::span(bytes).first(size));
+  for (std::size_t k = 0; k < kChecksum; ++k) {
+    bytes[size + k] = static_cast<unsigned char>(digest >> (8 * k));
+  }
+}
+
+TEST_P(RestoreComponent, SurvivesContentsThatNobodyWrote) {
+  constexpr std::size_t kHead = 24;
+  constexpr std::size_t kChecksum = 8;
+  QvRegFactory factory;
+  int made = 0;
+  for (std::size_t i = kHead; i < bytes_.size() - kChecksum; ++i) {
+    Bytes changed = bytes_;
+    changed[i] ^= i % 2 == 0 ? 0x80U : 0x03U;
+    Sign(changed);
+    const Component restored(factory.RestoreComponent(changed));
+    if (restored == nullptr) continue;
+    ++made;
+    static_cast<void>(ScoresOf(fresh_, *restored));
+    ReportOf(*restored);
+  }
+  EXPECT_GT(made, 0);
+}
+
+TEST_P(RestoreComponent, RefusesWhatOthersWrote) {
+  QvRegFactory factory;
+  Bytes scoring;
+  ASSERT_FALSE(fitted_.Component().WriteScoring(scoring).IsError());
+  EXPECT_EQ(factory.RestoreComponent(scoring), nullptr);
+  EXPECT_EQ(factory.RestoreComponent({}), nullptr);
+  EXPECT_EQ(factory.GetStatus().GetCode(), QvStatusCode::kUnreadableMessage);
+}
+
+TEST_P(RestoreComponent, NeedsAModelThatIsBuilt) {
+  QvRegFactory factory;
+  const Component component(factory.CreateRegAlgorithm(model_.Get()));
+  Bytes bytes{1, 2, 3};
+  EXPECT_EQ(component->WriteModel(bytes).GetCode(), QvStatusCode::kNotBuilt);
+  EXPECT_EQ(bytes, (Bytes{1, 2, 3}));
+  // A component in error says so.
+  qvtest::VectorRecordIter empty({});
+  component->BuildModel(empty);
+  EXPECT_EQ(component->WriteModel(bytes).GetCode(), QvStatusCode::kNoRecords);
+}
+
+TEST_P(RestoreComponent, AnAllocationThatFailsIsAStatus) {
+  using qvtest::AllocationFault;
+  std::set<long> found;
+  for (int n = 1;; ++n) {
+    QvRegFactory factory;
+    const long long live = qvtest::LiveAllocations();
+    bool hasStruck = false;
+    bool isMade = false;
+    {
+      const AllocationFault fault(n, AllocationFault::Extent::kOnce);
+      const Component restored(factory.RestoreComponent(bytes_));
+      hasStruck = fault.HasStruck();
+      isMade = restored != nullptr;
+    }
+    EXPECT_EQ(qvtest::LiveAllocations(), live);
+    EXPECT_EQ(isMade, !factory.GetStatus().IsError());
+    if (hasStruck) found.insert(factory.GetStatus().GetCode());
+    if (!hasStruck) break;
+  }
+  found.erase(QvStatusCode::kOK);
+  EXPECT_EQ(found,
+            (std::set<long>{QvStatusCode::kTooManyParameters, QvStatusCode::kUnreadableMessage}));
+}
+
+class RestoreReferenceFit : public testing::TestWithParam<std::string> {
+ protected:
+  static void Check(IQvRegComponent& component, const Records& records) {
+    const Bytes bytes = BytesOf(component);
+    const Component restored = Restored(bytes);
+    ASSERT_NE(restored, nullptr);
+    EXPECT_EQ(ReportOf(*restored), ReportOf(component));
+    EXPECT_EQ(ScoresOf(records, *restored), ScoresOf(records, component));
+    EXPECT_EQ(BytesOf(*restored), bytes);
+  }
+};
+
+TEST_P(RestoreReferenceFit, IsTheTrainedOneToTheLastBit) {
+  const qvtest::ReferenceCase reference = qvtest::LoadReferenceCase(GetParam());
+  const Records& records = reference.table.records;
+  if (reference.model.IsLogistic()) {
+    qvtest::LogisticReferenceRun run(reference, false);
+    Check(run.Fit().Component(), records);
+  } else {
+    const auto settings = qvtest::LinearSettingsOf(reference);
+    FittedModel fitted(settings->Get(), records);
+    Check(fitted.Component(), records);
+  }
+}
+
+std::vector<std::string> AllCases() {
+  std::vector<std::string> names;
+  for (const char* folder : {"r", "linear", "logistic/fits", "logistic/extremes/maxima",
+                             "logistic/extremes/separated"}) {
+    for (std::string& name : qvtest::ReferenceNames(folder)) names.push_back(std::move(name));
+  }
+  return names;
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, RestoreReferenceFit, testing::ValuesIn(AllCases()),
+                         [](const auto& tested) {
+                           std::string name = tested.param;
+                           std::replace(name.begin(), name.end(), '/', '_');
+                           return name;
+                         });
+
+}  // namespace
