@@ -44,6 +44,10 @@ QvCRun::QvCRun(const QvCSettings& settings) : fSettings(settings), fRunner(fSett
   fSettings.RequireKnownVariables();
 }
 
+QvCRun::QvCRun(std::unique_ptr<IQvRegComponent> component)
+    : fSettings(QvCSettings::Copy(component->GetCompSettings())),
+      fComponent(std::move(component)) {}
+
 QvCReport QvCRun::Explain(const QvStatus& status, const QvCSource& source) const {
   QvCReport report(status);
   if (!report.IsError()) return report;

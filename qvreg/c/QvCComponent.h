@@ -29,6 +29,8 @@ class QvCRun {
   /// Copies the settings. Throws the refusal when they are not valid, or their runner cannot be
   /// made.
   explicit QvCRun(const QvCSettings& settings);
+  /// Takes a restored component over.
+  explicit QvCRun(std::unique_ptr<IQvRegComponent> component);
   QvCRun(const QvCRun&) = delete;
   QvCRun& operator=(const QvCRun&) = delete;
   ~QvCRun() = default;

@@ -2,7 +2,9 @@
 
 #include <string>
 
+#include "qvreg/c/QvCComponent.h"
 #include "qvreg/c/QvCSettings.h"
+#include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/settings/QvSettingsMessage.h"
 
 using QvCCheck::NotNull;
@@ -88,6 +90,38 @@ int32_t qvreg_settings_read(const qvreg_bytes* bytes, qvreg_settings** settings,
                        "settings again, with this version of the library.");
     }
     if (!report.IsError()) QvCMake(settings, "settings", QvCSettings(std::move(read)));
+    return report;
+  });
+}
+
+int32_t qvreg_component_write(const qvreg_component* component, qvreg_bytes** model,
+                              qvreg_error* error) {
+  return QvCCall(error, [&] {
+    QvCRun& run = *Valid(component).fRun;
+    const QvCInUse use = run.Use();
+    return MakeBytes(model, "model", [&](QvCBytes& written) {
+      const QvCReport status = run.Status();
+      return status.IsError() ? status : QvCReport(run.Component().WriteModel(written));
+    });
+  });
+}
+
+int32_t qvreg_component_restore(const qvreg_bytes* model, qvreg_component** component,
+                                qvreg_error* error) {
+  return QvCCall(error, [&] {
+    const QvCBytes& from = *Valid(model).fBytes;
+    NotNull(component, "component");
+    QvRegFactory factory;
+    std::unique_ptr<IQvRegComponent> restored(factory.RestoreComponent(from));
+    const QvCReport report(factory.GetStatus());
+    if (report.Code() == QVREG_UNREADABLE_MESSAGE) {
+      return QvCReport(QVREG_UNREADABLE_MESSAGE,
+                       "The bytes are no model, damaged, or of a version of the library that this "
+                       "one cannot read; write the model again.");
+    }
+    if (!report.IsError()) {
+      QvCMake(component, "component", std::make_shared<QvCRun>(std::move(restored)));
+    }
     return report;
   });
 }

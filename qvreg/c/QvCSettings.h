@@ -78,10 +78,10 @@ class QvCSettings {
   /// The runner of a component of these settings, null for none. Throws the refusal when it cannot
   /// be made.
   [[nodiscard]] std::unique_ptr<QvCRunner> MakeRunner() const;
-
- private:
+  /// Settings of the same model, which own nothing in common with these.
   [[nodiscard]] static std::unique_ptr<QvRegSettings> Copy(const QvRegSettings& settings);
 
+ private:
   std::unique_ptr<QvRegSettings> fSettings;
   std::vector<QvCVariables> fVariables;  ///< Per effect.
   std::shared_ptr<ProgressListener> fProgress;

@@ -864,8 +864,8 @@ QVREG_EXPORT int32_t qvreg_component_score_rows(const qvreg_component* component
  * how many threads or workers there are, nor on who is ready first. One part gives the results of a
  * run without threads and runner, to the last bit. */
 
-/** Bytes that travel: settings, a request or an answer. They never change: several threads may use
- * a handle of them at once. */
+/** Bytes that travel or are kept: settings, a request, an answer or a model. They never change:
+ * several threads may use a handle of them at once. */
 typedef struct qvreg_bytes qvreg_bytes;
 
 /** Makes `bytes`, a copy of `size` bytes at `data`, which may be null for none. */
@@ -887,6 +887,19 @@ QVREG_EXPORT int32_t qvreg_settings_write(const qvreg_settings* settings, qvreg_
  * QVREG_TOO_MANY_PARAMETERS. */
 QVREG_EXPORT int32_t qvreg_settings_read(const qvreg_bytes* bytes, qvreg_settings** settings,
                                          qvreg_error* error);
+
+/** Makes bytes, `model`, of the built model of `component`: settings but for callbacks and threads,
+ * parameters, results. They may be kept: every version of the library with the same first number
+ * that is not older can read them, on any machine. QVREG_NOT_BUILT before the model is built, or
+ * what ended the run; QVREG_TOO_MANY_PARAMETERS without memory. */
+QVREG_EXPORT int32_t qvreg_component_write(const qvreg_component* component, qvreg_bytes** model,
+                                           qvreg_error* error);
+/** Makes a `component` that holds the model of which qvreg_component_write made the bytes `model`:
+ * it scores and has the results of that one, to the last bit, and answers QVREG_ALREADY_BUILT to
+ * another build. QVREG_UNREADABLE_MESSAGE for bytes that are damaged, no model, or of a version
+ * that this one cannot read; without memory that, too, or QVREG_TOO_MANY_PARAMETERS. */
+QVREG_EXPORT int32_t qvreg_component_restore(const qvreg_bytes* model, qvreg_component** component,
+                                             qvreg_error* error);
 
 /** Computes answers to the requests of components, in the process that has the records. Any worker
  * can answer any request. It keeps what it unpacked of a run, and the rows of each part where a

@@ -26,6 +26,12 @@ std::uint64_t LoadWord(const unsigned char* bytes) {
   return value;
 }
 
+/// The second word of a message.
+std::uint64_t KindOf(QvMessageType type) {
+  const std::uint64_t version = type == QvMessageType::kModel ? kModelVersion : kMessageVersion;
+  return version << 32 | static_cast<std::uint32_t>(type);
+}
+
 std::uint64_t Mix(std::uint64_t digest, std::uint64_t word) {
   // Both steps can be undone: words that differ give digests that differ.
   digest = (digest ^ word) * 0x9E3779B97F4A7C15;
@@ -86,7 +92,7 @@ QvBytes QvByteWriter::TakeMessage(QvMessageType type) {
   QvByteWriter message;
   message.fBytes.reserve(kHeadSize + fBytes.size() + kWordSize);
   message.PutWord(kMark);
-  message.PutWord(std::uint64_t{kMessageVersion} << 32 | static_cast<std::uint32_t>(type));
+  message.PutWord(KindOf(type));
   message.PutBytes(fBytes);
   fBytes = {};
   message.PutWord(DigestOf(message.fBytes));
@@ -99,9 +105,7 @@ QvByteReader::QvByteReader(std::span<const unsigned char> message, QvMessageType
   const std::uint64_t kind = GetWord();
   const std::span<const unsigned char> contents = GetBytes();
   const bool isWhole =
-      mark == kMark &&
-      kind == (std::uint64_t{kMessageVersion} << 32 | static_cast<std::uint32_t>(type)) &&
-      fRest.size() == kWordSize &&
+      mark == kMark && kind == KindOf(type) && fRest.size() == kWordSize &&
       LoadWord(fRest.data()) == DigestOf(message.first(message.size() - kWordSize));
   if (isWhole) {
     fRest = contents;

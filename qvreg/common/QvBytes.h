@@ -19,8 +19,10 @@ using QvBytes = std::vector<unsigned char>;
 /// What a message holds; written into its head.
 enum class QvMessageType : std::uint32_t { kRequest = 1, kAnswer = 2, kSettings = 3, kModel = 4 };
 
-/// The version of all messages that this library writes, and the only one that it reads.
+/// The version of all messages that this library writes, and the only one that it reads; models,
+/// which are kept, have one of their own.
 inline constexpr std::uint32_t kMessageVersion = 1;
+inline constexpr std::uint32_t kModelVersion = 1;
 
 /// A 64-bit digest of bytes: different for bytes that differ within one aligned word of eight. For
 /// damage and for look-ups, not against an attacker.

@@ -122,9 +122,13 @@ std::int32_t RunInParts(const CEveryKind& of, bool isLogistic, bool isOnThreads,
     qvreg_settings* settings = nullptr;
     qvreg_bytes* bytes = nullptr;
     qvreg_component* component = nullptr;
+    qvreg_bytes* model = nullptr;
+    qvreg_component* restored = nullptr;
     qvreg_results* results = nullptr;
     LoneWorker alone;
     ~Handles() {
+      qvreg_component_destroy(restored);
+      qvreg_bytes_destroy(model);
       qvreg_results_destroy(results);
       qvreg_component_destroy(component);
       qvreg_bytes_destroy(bytes);
@@ -149,7 +153,9 @@ std::int32_t RunInParts(const CEveryKind& of, bool isLogistic, bool isOnThreads,
   }
   next([&] { return qvreg_component_create(h.settings, &h.component, nullptr); });
   next([&] { return qvreg_component_build(h.component, nullptr, nullptr); });
-  next([&] { return qvreg_component_get_results(h.component, &h.results, nullptr); });
+  next([&] { return qvreg_component_write(h.component, &h.model, nullptr); });
+  next([&] { return qvreg_component_restore(h.model, &h.restored, nullptr); });
+  next([&] { return qvreg_component_get_results(h.restored, &h.results, nullptr); });
   next([&] { return qvreg_results_get_estimates(h.results, estimates, 8, nullptr, nullptr); });
   sum = estimates[0];
   if (isLogistic) {

@@ -59,6 +59,7 @@ const std::vector<Function>& Functions() {
   static qvreg_parameters* parameters = nullptr;
   static qvreg_results* results = nullptr;
   static qvreg_bytes* bytes = nullptr;
+  static qvreg_component* component = nullptr;
   static const std::vector<Function> functions = {
       QV_CALL(qvreg_settings, qvreg_settings_get_model, &a.i),
       QV_CALL(qvreg_settings, qvreg_settings_validate),
@@ -88,6 +89,7 @@ const std::vector<Function>& Functions() {
 
       QV_CALL(qvreg_bytes, qvreg_bytes_get_data, &a.data, &a.n),
       QV_CALL(qvreg_bytes, qvreg_settings_read, &settings),
+      QV_CALL(qvreg_bytes, qvreg_component_restore, &component),
 
       QV_CALL(qvreg_worker, qvreg_worker_run, k.bytes.get(), 0, k.source.get(), &bytes),
       QV_CALL(qvreg_worker, qvreg_worker_merge, k.bytes.get(), k.bytes.get(), k.bytes.get(),
@@ -117,6 +119,7 @@ const std::vector<Function>& Functions() {
       QV_CALL(qvreg_component, qvreg_component_score_rows, Room<qvreg_rows>(), &a.x, nullptr, 0,
               &a.i, &a.n),
       QV_CALL(qvreg_component, qvreg_component_display),
+      QV_CALL(qvreg_component, qvreg_component_write, &bytes),
 
       QV_CALL(qvreg_parameters, qvreg_parameters_get_count, &a.n),
       QV_CALL(qvreg_parameters, qvreg_parameters_get_info, 0, Room<qvreg_parameter_info>()),
@@ -273,6 +276,8 @@ TEST(CInterface, RefusesANullPointer) {
       [&](qvreg_error* e) { return qvreg_bytes_get_data(of.bytes.get(), &data, nullptr, e); },
       [&](qvreg_error* e) { return qvreg_settings_write(of.settings.get(), nullptr, e); },
       [&](qvreg_error* e) { return qvreg_settings_read(of.bytes.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_component_write(of.component.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_component_restore(of.bytes.get(), nullptr, e); },
       [&](qvreg_error* e) { return qvreg_worker_create(nullptr, e); },
       [&](qvreg_error* e) {
         return qvreg_worker_run(of.worker.get(), of.bytes.get(), 0, of.source.get(), nullptr, e);

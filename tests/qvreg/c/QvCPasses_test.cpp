@@ -120,6 +120,70 @@ TEST(CSettingsBytes, AreOfValidSettingsOnly) {
   EXPECT_EQ(bytes, nullptr);
 }
 
+CBytes ModelOf(const CComponent& component) {
+  return Made<CBytes>([&](qvreg_bytes** model, qvreg_error* e) {
+    return qvreg_component_write(component.get(), model, e);
+  });
+}
+
+CComponent Restored(const CBytes& model) {
+  return Made<CComponent>([&](qvreg_component** component, qvreg_error* e) {
+    return qvreg_component_restore(model.get(), component, e);
+  });
+}
+
+TEST_P(CPasses, AModelIsRestoredToTheLastBit) {
+  CFit fit = CFitOf(Settings(), CColumns(records_).Source());
+  const CBytes model = ModelOf(fit.component);
+  fit.component.reset();
+  fit.results.reset();
+  const CComponent restored = Restored(model);
+  RandomModel cpp(GetParam());
+  FittedModel expected(cpp.Get(), records_);
+  const CResults results = Made<CResults>([&](qvreg_results** made, qvreg_error* e) {
+    return qvreg_component_get_results(restored.get(), made, e);
+  });
+  ExpectSameResults(results, expected.Stats());
+  EXPECT_EQ(DataOf(ModelOf(restored).get()), DataOf(model.get()));
+  Bytes bytes;
+  ASSERT_FALSE(expected.Component().WriteModel(bytes).IsError());
+  EXPECT_EQ(DataOf(model.get()), bytes);
+  for (const QvCommon::Record& record : RandomRecords(50, 7)) {
+    double predicted = 0.0;
+    std::vector<double> values;
+    const bool isScored = !expected.Component().Score(record, predicted, values).IsError();
+    if (!isScored || predicted == QvMV::gMissingValue || predicted < 0.0) continue;
+    double ours = -99.0;
+    std::int32_t verdict = -1;
+    Require([&](qvreg_error* e) {
+      return qvreg_component_score(restored.get(), record.GetAll(),
+                                   static_cast<std::size_t>(record.Size()), &ours, nullptr, 0,
+                                   &verdict, e);
+    });
+    if (verdict == QVREG_VERDICT_VALID) EXPECT_EQ(ours, predicted);
+  }
+  const CSource source = CColumns(records_).Source();
+  EXPECT_EQ(qvreg_component_build(restored.get(), source.get(), nullptr), QVREG_ALREADY_BUILT);
+}
+
+TEST_P(CPasses, OnlyABuiltModelIsWrittenAndOnlyAWholeOneRestored) {
+  const CComponent unbuilt = CComponentOf(Settings());
+  qvreg_bytes* written = nullptr;
+  EXPECT_EQ(qvreg_component_write(unbuilt.get(), &written, nullptr), QVREG_NOT_BUILT);
+  EXPECT_EQ(written, nullptr);
+  const CFit fit = CFitOf(Settings(), CColumns(records_).Source());
+  Bytes cut = DataOf(ModelOf(fit.component).get());
+  cut.pop_back();
+  for (const CBytes& bytes : {CBytesOf(cut), Written(Settings())}) {
+    qvreg_component* component = nullptr;
+    const qvreg_error error = ErrorOf(
+        [&](qvreg_error* e) { return qvreg_component_restore(bytes.get(), &component, e); });
+    EXPECT_EQ(error.code, QVREG_UNREADABLE_MESSAGE);
+    EXPECT_NE(std::string(error.message).find("The bytes are no model"), std::string::npos);
+    EXPECT_EQ(component, nullptr);
+  }
+}
+
 TEST_P(CPasses, WorkersGiveTheBitsOfCpp) {
   RandomModel model(GetParam());
   VectorParts parts(records_, 5);

@@ -30,6 +30,7 @@ TEST(IQvRegComponent, DeclaresItsOperationsInSlotOrder) {
   EXPECT_EQ(VirtualSlot(&IQvRegComponent::GetWarnings), slot++);
   EXPECT_EQ(VirtualSlot(&IQvRegComponent::Display), slot++);
   EXPECT_EQ(VirtualSlot(&IQvRegComponent::WriteScoring), slot++);
+  EXPECT_EQ(VirtualSlot(&IQvRegComponent::WriteModel), slot++);
 }
 
 }  // namespace

