@@ -69,11 +69,11 @@ QvStatus QvRegComponent::WriteModel(std::vector<unsigned char>& bytes) {
   });
 }
 
-bool QvRegComponent::ReadModel(QvCommon::QvByteReader& reader) {
-  if (fStatus.IsError()) return false;
-  fpAlgorithm->ReadModel(reader);
-  fStatus = ReadStatus(reader);
-  return reader.IsAtEnd() && IsModelBuilt();
+bool ReadModel(QvRegComponent& component, QvCommon::QvByteReader& reader) {
+  if (component.fStatus.IsError()) return false;
+  component.fpAlgorithm->ReadModel(reader);
+  component.fStatus = ReadStatus(reader);
+  return reader.IsAtEnd() && component.IsModelBuilt();
 }
 
 void QvRegComponent::Cancel() {

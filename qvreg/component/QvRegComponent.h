@@ -10,14 +10,21 @@
 #include "qvreg/data/QvRegRecordValidator.h"
 
 class QvRegAlgorithm;
+class QvRegComponent;
 
 namespace QvCommon {
 class QvByteReader;
 }
 
+/// Has a component, with which nothing was done, take the model that WriteModel wrote behind
+/// settings equal to its own: false for other bytes. May throw std::bad_alloc.
+bool ReadModel(QvRegComponent& component, QvCommon::QvByteReader& reader);
+
 /// What the components of both models have in common: keeps the status and orders the calls; see
 /// IQvRegComponent.
 class QVREG_EXPORT QvRegComponent : public IQvRegComponent {
+  friend bool ReadModel(QvRegComponent& component, QvCommon::QvByteReader& reader);
+
  public:
   ~QvRegComponent() override;
   QvCommon::QvStatus CreateParameters(QvCommon::MultiPassRecordIter& iter,
@@ -31,10 +38,6 @@ class QVREG_EXPORT QvRegComponent : public IQvRegComponent {
   void Cancel() override;
   QvCommon::QvStatus GetStatus() override { return fStatus; }
   std::vector<QvCommon::QvStatus> GetWarnings() override;
-
-  /// Takes the model that WriteModel wrote behind settings equal to this component's own, with
-  /// which nothing was done: false for other bytes. May throw std::bad_alloc.
-  QVREG_NO_EXPORT bool ReadModel(QvCommon::QvByteReader& reader);
 
   /// How many records the first pass read, used and left out; also after a run that failed.
   [[nodiscard]] QvRecordCounts GetRecordCounts() const;

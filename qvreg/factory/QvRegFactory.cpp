@@ -44,7 +44,7 @@ std::unique_ptr<QvRegComponent> Restore(const std::vector<unsigned char>& model)
   const std::unique_ptr<QvRegSettings> settings = ReadSettings(reader);
   if (settings == nullptr) return nullptr;
   std::unique_ptr<QvRegComponent> component = MakeOwn(*settings);
-  return component->ReadModel(reader) ? std::move(component) : nullptr;
+  return ReadModel(*component, reader) ? std::move(component) : nullptr;
 }
 
 }  // namespace
