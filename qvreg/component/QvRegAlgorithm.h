@@ -16,6 +16,8 @@
 #include "qvreg/settings/QvRegSettings.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
+class QvRegComponent;
+
 /// The estimation and scoring behind a component: what QvRegComponent requires of either model.
 ///
 /// Borrows the settings, which must outlive it. May throw std::bad_alloc from any operation: the
@@ -117,6 +119,10 @@ class QvRegAlgorithm {
   QvCommon::QvBytes fBase;  ///< Of the latest request.
   bool fbBaseHasTables = false;
 };
+
+/// Has a component, with which nothing was done, take the model that its WriteModel wrote behind
+/// settings equal to its own: false for other bytes. May throw std::bad_alloc.
+bool ReadModel(QvRegComponent& component, QvCommon::QvByteReader& reader);
 
 /// Runs an operation of a component and returns its status; an allocation that fails inside it
 /// becomes kTooManyParameters. What a host's code throws passes through.

@@ -10,15 +10,10 @@
 #include "qvreg/data/QvRegRecordValidator.h"
 
 class QvRegAlgorithm;
-class QvRegComponent;
 
 namespace QvCommon {
 class QvByteReader;
 }
-
-/// Has a component, with which nothing was done, take the model that WriteModel wrote behind
-/// settings equal to its own: false for other bytes. May throw std::bad_alloc.
-bool ReadModel(QvRegComponent& component, QvCommon::QvByteReader& reader);
 
 /// What the components of both models have in common: keeps the status and orders the calls; see
 /// IQvRegComponent.
