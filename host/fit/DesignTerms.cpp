@@ -118,13 +118,6 @@ std::int64_t DesignTerms::StrideOf(std::size_t term, int position) const {
              : own.strides[static_cast<std::size_t>(found - own.factors.begin())];
 }
 
-int DesignTerms::ParameterAt(std::size_t term, std::int64_t key) const {
-  const Term& own = terms_[term];
-  if (!own.table.empty()) return own.table[static_cast<std::size_t>(key)];
-  const auto found = own.found.find(key);
-  return found == own.found.end() ? -1 : found->second;
-}
-
 double DesignTerms::ValueOf(std::size_t term, const QvCommon::Record& record) const {
   const Term& own = terms_[term];
   Product product(own.exponent);

@@ -42,7 +42,12 @@ class DesignTerms {
   /// does not have.
   [[nodiscard]] std::int64_t StrideOf(std::size_t term, int position) const;
   /// The parameter of a combination; -1 for one that did not occur.
-  [[nodiscard]] int ParameterAt(std::size_t term, std::int64_t key) const;
+  [[nodiscard]] int ParameterAt(std::size_t term, std::int64_t key) const {
+    const Term& own = terms_[term];
+    if (!own.table.empty()) return own.table[static_cast<std::size_t>(key)];
+    const auto found = own.found.find(key);
+    return found == own.found.end() ? -1 : found->second;
+  }
 
   [[nodiscard]] const std::vector<Power>& Covariates(std::size_t term) const {
     return terms_[term].covariates;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/inference/DeltaMethod.h"
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvStatus.h"
 
@@ -189,6 +190,16 @@ void LogisticMarginSums::Predict() {
 
 void LogisticMarginSums::MakeProbabilities(std::size_t cells) {
   const std::size_t order = task_.order;
+  if (order == 1) {
+    for (std::size_t cell = 0; cell < cells; ++cell) {
+      const double predictor = probabilities_[cell];
+      const double odds = std::exp(-std::abs(predictor));
+      const double larger = 1.0 / (1.0 + odds);
+      probabilities_[cell] = predictor >= 0.0 ? larger : odds * larger;
+      probabilities_[cells + cell] = predictor >= 0.0 ? odds * larger : larger;
+    }
+    return;
+  }
   for (std::size_t cell = 0; cell < cells; ++cell) {
     double most = 0.0;
     for (std::size_t k = 0; k < order; ++k) most = std::max(most, probabilities_[k * cells + cell]);
@@ -230,20 +241,19 @@ void LogisticMarginSums::AddSlope(const QvCommon::Record& record, const MarginTa
       relative_[k] += probabilities_[m] * (slopes_[k] - slopes_[m]);
     }
   }
+  shares_.resize(order);
   for (std::size_t k = 0; k < order; ++k) {
     sums.values[k] += row_.weight * probabilities_[k] * relative_[k];
-    double others = 0.0;
-    for (std::size_t m = 0; m <= order; ++m) others += m == k ? 0.0 : probabilities_[m];
+    DeriveProbability(probabilities_, k, shares_);
     for (std::size_t m = k; m < order; ++m) {
-      const double share = probabilities_[k] * (m == k ? others : -probabilities_[m]);
-      const double ofRow = row_.weight * (share * relative_[k] -
-                                          probabilities_[k] * probabilities_[m] * relative_[m]);
+      const double ofRow =
+          shares_[m] * relative_[k] - probabilities_[k] * probabilities_[m] * relative_[m];
       double* gradient = sums.gradients.data() + PairOf(k, m) * size;
       for (std::size_t term = 0; term < row_.values.size(); ++term) {
-        gradient[row_.places[term]] += ofRow * row_.values[term];
+        gradient[row_.places[term]] += row_.weight * ofRow * row_.values[term];
       }
       for (std::size_t i = 0; i < target.slopes.size(); ++i) {
-        gradient[row_.places[target.slopes[i].term]] += row_.weight * share * termSlopes_[i];
+        gradient[row_.places[target.slopes[i].term]] += row_.weight * shares_[m] * termSlopes_[i];
       }
     }
   }

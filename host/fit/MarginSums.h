@@ -166,6 +166,7 @@ class LogisticMarginSums final : public MarginMeans {
   std::vector<double> termSlopes_;
   std::vector<double> slopes_;    ///< Of the predictors, the reference's 0 last.
   std::vector<double> relative_;  ///< Those less their mean.
+  std::vector<double> shares_;    ///< Derivatives of a probability by the predictors.
   std::vector<int> parameters_;   ///< Of levels: term after term, each cell after cell.
   std::vector<double> weights_;
 };

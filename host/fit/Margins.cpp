@@ -16,6 +16,7 @@
 #include "host/fit/EffectTesting.h"
 #include "host/fit/MarginSums.h"
 #include "host/fit/ScaledEstimates.h"
+#include "host/inference/DeltaMethod.h"
 #include "host/inference/Inference.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 
@@ -246,14 +247,13 @@ class MarginComputer {
     const int exponent = ScaledEstimatesOf(input_.output).dependentExponent;
     if (!Finite(effect.value)) return;
     result.effect = TimesPowerOf2(effect.value, exponent);
-    std::vector<std::size_t> places;
-    std::vector<double> weights;
+    Gradient gradient;
     for (std::size_t i = 0; i < effect.gradient.size(); ++i) {
       if (effect.gradient[i] == 0.0 || !input_.covariance.IsKept(i)) continue;
-      places.push_back(i);
-      weights.push_back(effect.gradient[i]);
+      gradient.parameters.push_back(i);
+      gradient.weights.push_back(effect.gradient[i]);
     }
-    const std::optional<double> error = input_.covariance.Combine(places, weights).stdError;
+    const std::optional<double> error = StdErrorOf(input_.covariance, gradient);
     if (!error) return;
     // In a unit in which its square is in range.
     const int unit = *error > 0.0 ? std::ilogb(*error) : 0;

@@ -89,6 +89,15 @@ TEST(MarginPlan, LeavesOutWhatChangesWithSomethingElse) {
             "There is no marginal effect of z: round(z) has no derivative by it.");
 }
 
+TEST(MarginPlan, LeavesOutAFactorOfAColumnThatOccursElsewhere) {
+  const MarginPlan plan = Plan("C(concat(g, z)) + z").plan;
+  EXPECT_EQ(NamesOf(plan), "");
+  ASSERT_EQ(plan.notes.size(), 2U);
+  EXPECT_EQ(plan.notes.front(),
+            "There is no marginal effect of g: z of C(concat(g, z)) occurs in other variables, "
+            "too.");
+}
+
 TEST(MarginPlan, RefusesColumnsThatHaveNone) {
   EXPECT_EQ(FailureOf("x + C(x)", {"x"}),
             "--margins: x has no effect of its own, since it occurs in x and in C(x), which a "

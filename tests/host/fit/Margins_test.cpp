@@ -213,7 +213,7 @@ TEST(Margins, TellWhatIsNotEstimable) {
   FitOptions options = OptionsFor(
       "SELECT i % 5 AS x, i % 5 * 2 + 1 AS x2, sqrt(i % 5) AS r, i * i % 7 AS y FROM range(40) "
       "r(i)",
-      "y ~ x + x2 + sqrt(r)");
+      "y ~ x + x2 + sqrt(r):x");
   options.margins.emplace();
   const FitResult fit = Fit(options);
   for (const MarginResult& margin : *fit.margins) {
