@@ -101,7 +101,7 @@ TEST(DesignTerms, DeriveByEachCovariate) {
     while (const QvCommon::Record* record = records.Next()) {
       for (std::size_t term = 0; term < terms.Size(); ++term) {
         for (std::size_t i = 0; i < terms.Covariates(term).size(); ++i) {
-          const auto& [position, power] = terms.Covariates(term)[i];
+          const int position = terms.Covariates(term)[i].position;
           // A polynomial of degree 2: the central difference is exact.
           const double step = position == 1 ? unit : 1.0;
           std::vector<double> values(static_cast<std::size_t>(model.Table().RecordSize()));
