@@ -177,6 +177,15 @@ void FitArguments::AddTests() {
                  "Report by how much the terms inflate each other's\n"
                  "variances, and the condition number of the design")
       ->group(group);
+  marginsOption_ = command_
+                       ->add_option("--margins", margins_,
+                                    "Average effects on what is predicted, of all columns of the\n"
+                                    "formula or of these: derivatives by numbers, differences of\n"
+                                    "a factor's levels from its base; of a logistic model on the\n"
+                                    "probability of each level")
+                       ->type_name("COLUMN,...")
+                       ->expected(0, 1)
+                       ->group(group);
 }
 
 void FitArguments::AddOutput() {

@@ -60,6 +60,7 @@ class FitArguments {
   void TakeOptionsOfOneKind();
   void TakeStyle();
   void TakeTests();
+  void TakeMargins();
 
   CLI::App* command_;
   FitOptions options_;
@@ -72,6 +73,8 @@ class FitArguments {
   CLI::Option* keepOption_ = nullptr;
   CLI::Option* anovaOption_ = nullptr;
   std::string anova_;
+  CLI::Option* marginsOption_ = nullptr;
+  std::string margins_;
   std::vector<std::string> keep_;
   std::vector<CLI::Option*> logistic_;  ///< Owned by the command, like those above.
   bool noIntercept_ = false;

@@ -119,6 +119,12 @@ void FitArguments::TakeTests() {
   options_.anova = anova_.front() - '0';
 }
 
+void FitArguments::TakeMargins() {
+  if (marginsOption_->count() == 0) return;
+  options_.margins.emplace();
+  if (!margins_.empty()) options_.margins = ReadNameList("--margins", margins_);
+}
+
 void FitArguments::TakeStyle() {
   constexpr int kMostDigits = 17;
   if (digitsOption_->count() > 0) {
@@ -155,6 +161,7 @@ void FitArguments::Take() {
   TakeOptionsOfOneKind();
   TakeStyle();
   TakeTests();
+  TakeMargins();
   options_.intercept = !noIntercept_;
   options_.refine = !noRefine_;
   if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;

@@ -38,6 +38,8 @@ constexpr std::string_view kNewDataHint =
     "AS w FROM 'test.csv'\" --freq-weight w in place of --data";
 constexpr std::string_view kConfidenceHint = "--confidence LEVEL sets that of the limits";
 
+constexpr std::string_view kMarginsHint = "--margins computes average marginal effects";
+
 constexpr auto kOtherNames = std::to_array<OtherName>({
     {"output", "--predictions FILE writes what the model predicts, --json FILE the fit"},
     {"out", "--predictions FILE writes what the model predicts, --json FILE the fit"},
@@ -72,6 +74,11 @@ constexpr auto kOtherNames = std::to_array<OtherName>({
     {"nrows", "--sql \"SELECT * FROM data LIMIT 1000\" takes the first 1000 rows of --data"},
     {"sep", "--delim CHARACTER names what separates columns"},
     {"separator", "--delim CHARACTER names what separates columns"},
+    {"mfx", kMarginsHint},
+    {"ame", kMarginsHint},
+    {"margeff", kMarginsHint},
+    {"marginal-effects", kMarginsHint},
+    {"marginal_effects", kMarginsHint},
     {"filter", "--where CONDITION chooses rows"},
 });
 

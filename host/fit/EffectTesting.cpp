@@ -18,23 +18,6 @@
 namespace qvhost {
 namespace {
 
-std::vector<RedundantColumn> RedundantColumnsOf(const IQvRegOutputStats& output,
-                                                const std::vector<bool>& kept) {
-  std::vector<RedundantColumn> columns;
-  std::vector<double> combination;
-  for (std::size_t i = 0; i < kept.size(); ++i) {
-    if (kept[i] || !output.GetRedundantCombination(static_cast<int>(i), combination)) continue;
-    RedundantColumn& column = columns.emplace_back();
-    column.parameter = i;
-    for (std::size_t place = 0; place < combination.size(); ++place) {
-      if (combination[place] == 0.0) continue;
-      column.places.push_back(place);
-      column.coefficients.push_back(combination[place]);
-    }
-  }
-  return columns;
-}
-
 /// Products and sums that the tests of type 2 take, about.
 double WorkOf(const EffectSums& sums, const std::vector<std::vector<bool>>& containing) {
   std::vector<int> sizes;
@@ -79,6 +62,23 @@ Cells CellsOf(int term, const std::vector<int>& terms,
 bool IsNested(const Term& term) { return term.parts.back().depth > 0; }
 
 }  // namespace
+
+std::vector<RedundantColumn> RedundantColumnsOf(const IQvRegOutputStats& output,
+                                                const std::vector<bool>& kept) {
+  std::vector<RedundantColumn> columns;
+  std::vector<double> combination;
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    if (kept[i] || !output.GetRedundantCombination(static_cast<int>(i), combination)) continue;
+    RedundantColumn& column = columns.emplace_back();
+    column.parameter = i;
+    for (std::size_t place = 0; place < combination.size(); ++place) {
+      if (combination[place] == 0.0) continue;
+      column.places.push_back(place);
+      column.coefficients.push_back(combination[place]);
+    }
+  }
+  return columns;
+}
 
 std::vector<int> TermsOfParameters(const IQvRegOutputStats& output) {
   const std::vector<QvRegrParameter>& parameters = output.GetParameters();

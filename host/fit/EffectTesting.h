@@ -14,6 +14,10 @@ namespace qvhost {
 /// Per parameter the number of its term in the formula; -1 for an intercept.
 [[nodiscard]] std::vector<int> TermsOfParameters(const IQvRegOutputStats& output);
 
+/// How each redundant column depends on the kept ones; `kept` is KeptParameters of the output.
+[[nodiscard]] std::vector<RedundantColumn> RedundantColumnsOf(const IQvRegOutputStats& output,
+                                                              const std::vector<bool>& kept);
+
 /// For each term which others a test of the `type` takes to contain it: of type 2 those with all
 /// its variables in the same or a higher power, of type 3 those with the same covariates and more
 /// factors, of type 1 none.

@@ -56,9 +56,11 @@ struct FitOptions {
   std::optional<double> degreesOfFreedom;  ///< Above 0; none: computed. Linear models only.
   std::optional<int> anova;  ///< Type of the tests of effects, 1 to 3; none: 2 where it is cheap.
   bool vif = false;          ///< Report how much terms inflate each other's variances.
-  bool refine = true;        ///< Iterative refinement of a linear model's estimates.
-  std::string spoolDir;      ///< Folder of the temporary file; empty: the system's.
-  int threads = 0;           ///< 0: as many as the machine has cores.
+  /// Columns whose average effects on predictions are computed, all for an empty list; none: none.
+  std::optional<std::vector<std::string>> margins = std::nullopt;
+  bool refine = true;    ///< Iterative refinement of a linear model's estimates.
+  std::string spoolDir;  ///< Folder of the temporary file; empty: the system's.
+  int threads = 0;       ///< 0: as many as the machine has cores.
   LogisticOptions logistic;
   /// Of the standard errors, tests and limits; clusters are those of BindingOptions::cluster.
   CovarianceKind covariance = CovarianceKind::kModel;

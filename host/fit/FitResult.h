@@ -172,6 +172,17 @@ struct TermInflation {
   std::optional<double> errorPerParameter;  ///< The factor to the power of 1 / (2 degrees).
 };
 
+/// How predictions change with a column of the data, on average over the records used. A plain
+/// value; numbers that do not exist are absent.
+struct MarginResult {
+  std::string variable;
+  std::optional<std::string> level;     ///< Of a factor: what it is set to, in place of
+  std::optional<std::string> base;      ///< this.
+  std::optional<std::string> category;  ///< Of a logistic model: whose probability changes.
+  std::optional<double> effect;
+  CoefficientStatistics statistics;
+};
+
 /// What --vif asks for. A plain value.
 struct CollinearityResult {
   std::vector<TermInflation> terms;  ///< In the order of the formula.
@@ -204,6 +215,7 @@ struct FitResult {
   LinearQuality quality = {};  ///< Of a linear model only.
   std::optional<EffectTests> effects = std::nullopt;
   std::optional<CollinearityResult> collinearity = std::nullopt;
+  std::optional<std::vector<MarginResult>> margins = std::nullopt;  ///< Where they were asked for.
   std::string predictions;  ///< The file with a row of predictions for each row; empty for none.
   long long rowsPredicted = 0;       ///< Its rows.
   CovarianceResult covariance = {};  ///< Of standard errors, tests and limits.

@@ -8,6 +8,7 @@
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ScaledEstimates.h"
 #include "host/fit/StatusText.h"
+#include "host/inference/DeltaMethod.h"
 #include "host/inference/Inference.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
@@ -152,37 +153,28 @@ bool LogisticRecordFit::Take(const QvCommon::Record& record) {
   own_ = static_cast<std::size_t>(found - categories_.begin());
   if (own_ > order_) return false;
   for (std::size_t k = 0; k < order_; ++k) {
-    multipliers_[k] =
-        RegressionWeight() * (k == own_ ? ProbabilityOfOthers(k) : -probabilities_[k]);
+    multipliers_[k] = RegressionWeight() *
+                      (k == own_ ? ProbabilityOfOthers(probabilities_, k) : -probabilities_[k]);
   }
   return true;
 }
 
-double LogisticRecordFit::ProbabilityOfOthers(std::size_t place) const {
-  // One less the probability would lose a small one.
-  double sum = 0.0;
-  for (std::size_t k = 0; k < probabilities_.size(); ++k) {
-    if (k != place) sum += probabilities_[k];
-  }
-  return sum;
-}
-
 std::optional<double> LogisticRecordFit::DevianceResidual() const {
-  const double others = ProbabilityOfOthers(own_);
+  const double others = ProbabilityOfOthers(probabilities_, own_);
   const double logarithm = others < 0.5 ? std::log1p(-others) : std::log(probabilities_[own_]);
   const double size = std::sqrt(-2.0 * RegressionWeight() * logarithm);
   return Finite(order_ == 1 && own_ == order_ ? -size : size);
 }
 
 std::optional<double> LogisticRecordFit::PearsonResidual(std::size_t place) const {
-  const double odds = ProbabilityOfOthers(place) / probabilities_[place];
+  const double odds = ProbabilityOfOthers(probabilities_, place) / probabilities_[place];
   const double weight = RegressionWeight();
   return Finite(place == own_ ? std::sqrt(weight * odds) : -std::sqrt(weight / odds));
 }
 
 double LogisticRecordFit::Weight(std::size_t i, std::size_t j) const {
   return RegressionWeight() * probabilities_[i] *
-         (i == j ? ProbabilityOfOthers(i) : -probabilities_[j]);
+         (i == j ? ProbabilityOfOthers(probabilities_, i) : -probabilities_[j]);
 }
 
 const std::vector<double>& LogisticRecordFit::Forms() {

@@ -140,8 +140,6 @@ class LogisticRecordFit final : public RecordFit {
 
  private:
   bool Take(const QvCommon::Record& record) override;
-  /// The probability of all others together.
-  [[nodiscard]] double ProbabilityOfOthers(std::size_t place) const;
   /// An element of the record's weight matrix.
   [[nodiscard]] double Weight(std::size_t i, std::size_t j) const;
   /// X V X', computed when it is asked for first.

@@ -17,6 +17,8 @@
 #include "host/fit/EffectTesting.h"
 #include "host/fit/GroupedRecords.h"
 #include "host/fit/LinearFitQuality.h"
+#include "host/fit/MarginPlan.h"
+#include "host/fit/Margins.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
 #include "host/fit/ParameterLimit.h"
@@ -261,6 +263,35 @@ void AddInference(const RefitTests::Fitted& fitted, const QvRegRecordValidator& 
   for (std::string& note : notes) result.warnings.push_back(std::move(note));
 }
 
+/// Adds what --margins asks for.
+void AddMargins(const RefitTests::Fitted& fitted, const MarginPlan& plan,
+                const RobustCovariance* robust, const QvRegRecordValidator& validator,
+                ProgressBar& progress, const Interrupt& interrupt, FitResult& result) {
+  if (!fitted.options.margins) return;
+  const CodedTable& table = fitted.grouped != nullptr ? fitted.grouped->table : fitted.table;
+  const MarginInput input{
+      .formula = fitted.formula,
+      .binding = fitted.binding,
+      .plan = plan,
+      .table = table,
+      .validator = validator,
+      .freqWeight =
+          fitted.grouped != nullptr ? fitted.grouped->freqWeight : fitted.binding.freqWeight,
+      .output = fitted.run.Output(),
+      .standardized = result.standardized,
+      .covariance = ScaledCovarianceOf(fitted.run.Output(), fitted.options.degreesOfFreedom,
+                                       robust != nullptr ? &robust->matrix : nullptr),
+      .confidence = fitted.options.confidence,
+      .parts = QvPartCount(table.RecordCount(), fitted.run.Component().GetCompSettings())};
+  Margins margins =
+      ComputeMargins(input, {.interrupt = interrupt,
+                             .threads = ThreadCount(fitted.options.threads),
+                             .progress = ShowShare("margins", table.RecordCount(), progress)});
+  result.margins = std::move(margins.results);
+  result.warnings.insert(result.warnings.end(), plan.notes.begin(), plan.notes.end());
+  for (std::string& note : margins.notes) result.warnings.push_back(std::move(note));
+}
+
 double SecondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
@@ -279,8 +310,10 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   outputs.SetInputs(source.Inputs());
   source.SettleTypes(ColumnsRead(source, formula, options, condition, kept));
   const std::vector<std::string> withoutRole = RemoveColumnsWithoutRole(formula, source);
-  const ModelBinding binding = BindModel(formula, source, options.binding);
+  ModelBinding binding = BindModel(formula, source, options.binding);
   RefuseOtherKind(options, binding.kind);
+  const MarginPlan margins =
+      options.margins ? PlanMargins(formula, source, *options.margins, binding) : MarginPlan();
   if (condition) source.SetCondition(condition->sql);
   CodedTable table = Code(source, formula, binding, options,
                           source.Keep(kept, AreKeptAsText(options)), progress, interrupt);
@@ -318,8 +351,11 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   for (std::string& note : DataNotes(formula, binding, table, source, !options.source.na.empty())) {
     result.warnings.push_back(std::move(note));
   }
-  AddInference({formula, binding, table, grouped ? &*grouped : nullptr, options, run, seconds},
-               ValidatorOf(settings.Get()), progress, interrupt, result);
+  const RefitTests::Fitted all{formula, binding, table,  grouped ? &*grouped : nullptr,
+                               options, run,     seconds};
+  AddInference(all, ValidatorOf(settings.Get()), progress, interrupt, result);
+  AddMargins(all, margins, after.Robust(), ValidatorOf(settings.Get()), progress, interrupt,
+             result);
   after.Finish(result);
   result.data = DataText(source, options.source);
   progress.Erase();

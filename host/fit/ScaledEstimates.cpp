@@ -22,6 +22,31 @@ std::vector<int> Positions(const QvCommon::QvBitSet& kept) {
   return positions;
 }
 
+/// In the units of the estimation.
+CoefficientCovariance::Parts PartsOf(const IQvRegOutputStats& output,
+                                     std::optional<double> imposedDf,
+                                     const QvCommon::QvSymMatrixData* robust) {
+  const ScaledEstimates scaled = ScaledEstimatesOf(output);
+  CoefficientCovariance::Parts parts;
+  parts.kept = KeptParameters(output);
+  parts.estimates = scaled.estimates;
+  parts.matrix = robust == nullptr ? &scaled.covariance : robust;
+  parts.exponents.assign(parts.estimates.size(), 0);
+  if (dynamic_cast<const QvGLMOutputStats*>(&output) != nullptr) {
+    const ResidualVariance residual =
+        ComputeResidualVariance(scaled.rmse, output.GetTotalFreqWeight(),
+                                output.GetRedundancyIndicators().Count(), imposedDf);
+    parts.degreesOfFreedom = residual.degreesOfFreedom;
+    parts.variance.reset();
+    // Without residual degrees of freedom a robust matrix is of no use either.
+    if (residual.stdError) {
+      parts.variance =
+          robust == nullptr ? Finite(*residual.stdError * *residual.stdError) : std::optional(1.0);
+    }
+  }
+  return parts;
+}
+
 }  // namespace
 
 ScaledEstimates ScaledEstimatesOf(const IQvRegOutputStats& output) {
@@ -47,27 +72,15 @@ CoefficientCovariance CoefficientCovarianceOf(const IQvRegOutputStats& output,
                                               std::optional<double> imposedDf,
                                               const QvCommon::QvSymMatrixData* robust) {
   const ScaledEstimates scaled = ScaledEstimatesOf(output);
-  CoefficientCovariance::Parts parts;
-  parts.kept = KeptParameters(output);
-  parts.estimates = scaled.estimates;
-  parts.matrix = robust == nullptr ? &scaled.covariance : robust;
-  parts.exponents.reserve(parts.estimates.size());
-  for (std::size_t i = 0; i < parts.estimates.size(); ++i) {
-    parts.exponents.push_back(scaled.PowerOf(i));
-  }
-  if (dynamic_cast<const QvGLMOutputStats*>(&output) != nullptr) {
-    const ResidualVariance residual =
-        ComputeResidualVariance(scaled.rmse, output.GetTotalFreqWeight(),
-                                output.GetRedundancyIndicators().Count(), imposedDf);
-    parts.degreesOfFreedom = residual.degreesOfFreedom;
-    parts.variance.reset();
-    // Without residual degrees of freedom a robust matrix is of no use either.
-    if (residual.stdError) {
-      parts.variance =
-          robust == nullptr ? Finite(*residual.stdError * *residual.stdError) : std::optional(1.0);
-    }
-  }
+  CoefficientCovariance::Parts parts = PartsOf(output, imposedDf, robust);
+  for (std::size_t i = 0; i < parts.exponents.size(); ++i) parts.exponents[i] = scaled.PowerOf(i);
   return CoefficientCovariance(std::move(parts));
+}
+
+CoefficientCovariance ScaledCovarianceOf(const IQvRegOutputStats& output,
+                                         std::optional<double> imposedDf,
+                                         const QvCommon::QvSymMatrixData* robust) {
+  return CoefficientCovariance(PartsOf(output, imposedDf, robust));
 }
 
 std::optional<double> SmallestPivotShare(const QvCommon::QvSymMatrixData& covariance,

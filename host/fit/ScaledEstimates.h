@@ -49,6 +49,11 @@ struct ScaledEstimates {
     const IQvRegOutputStats& output, std::optional<double> imposedDf,
     const QvCommon::QvSymMatrixData* robust = nullptr);
 
+/// The same in the units of the estimation, in which everything is in range.
+[[nodiscard]] CoefficientCovariance ScaledCovarianceOf(
+    const IQvRegOutputStats& output, std::optional<double> imposedDf,
+    const QvCommon::QvSymMatrixData* robust = nullptr);
+
 /// How close the kept columns of a design are to linear dependence: the smallest over the
 /// largest pivot of the Cholesky factorisation of the correlation matrix of their estimates. 1 for
 /// orthogonal columns, towards 0 for dependent ones, whatever the columns' units.

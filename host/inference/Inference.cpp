@@ -52,11 +52,13 @@ CoefficientInference::CoefficientInference(std::optional<double> residualStdErro
 
 CoefficientStatistics CoefficientInference::Of(double estimate, double unscaledVariance,
                                                int exponent) const {
+  if (!residualStdError_) return {};
+  return OfError(estimate, *residualStdError_ * std::sqrt(unscaledVariance), exponent);
+}
+
+CoefficientStatistics CoefficientInference::OfError(double estimate, double stdError,
+                                                    int exponent) const {
   CoefficientStatistics result;
-  if (!residualStdError_) {
-    return result;
-  }
-  const double stdError = *residualStdError_ * std::sqrt(unscaledVariance);
   if (!Finite(stdError)) {
     return result;
   }

@@ -73,6 +73,10 @@ class CoefficientInference {
   /// to the power of `exponent`, and absent where no double holds that.
   [[nodiscard]] CoefficientStatistics Of(double estimate, double unscaledVariance,
                                          int exponent = 0) const;
+  /// The same for anything that is estimated, from its standard error, in the units of the result.
+  /// REQUIRES: a residual standard error, which is in it.
+  [[nodiscard]] CoefficientStatistics OfError(double estimate, double stdError,
+                                              int exponent = 0) const;
 
  private:
   std::optional<double> residualStdError_;

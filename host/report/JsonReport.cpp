@@ -171,6 +171,29 @@ Json Influential(const FitResult& fit) {
   return records;
 }
 
+Json Margins(const FitResult& fit) {
+  if (!fit.margins) return {};
+  Json margins = Json::array();
+  const auto text = [](const std::optional<std::string>& value) {
+    return value ? Json(*value) : Json(nullptr);
+  };
+  for (const MarginResult& margin : *fit.margins) {
+    Json entry = {{"variable", margin.variable},
+                  {"level", text(margin.level)},
+                  {"contrast", margin.level ? Json(*margin.level + " - " + margin.base.value_or(""))
+                                            : Json(nullptr)}};
+    if (fit.logistic) entry["category"] = text(margin.category);
+    entry["effect"] = Number(margin.effect);
+    entry["std_error"] = Number(margin.statistics.stdError);
+    entry["statistic"] = Number(margin.statistics.statistic);
+    entry["p_value"] = Number(margin.statistics.pValue);
+    entry["lower"] = Number(margin.statistics.confLow);
+    entry["upper"] = Number(margin.statistics.confHigh);
+    margins.push_back(std::move(entry));
+  }
+  return margins;
+}
+
 }  // namespace
 
 std::string JsonReport(const FitResult& fit) {
@@ -196,6 +219,7 @@ std::string JsonReport(const FitResult& fit) {
   report["anova"] = fit.effects ? Json(fit.effects->type) : Json(nullptr);
   report["effects"] = Effects(fit);
   report["collinearity"] = fit.collinearity ? CollinearityJson(*fit.collinearity) : Json(nullptr);
+  report["margins"] = Margins(fit);
   if (fit.logistic) report["classification"] = Classification(*fit.logistic);
   report["influential"] = Influential(fit);
   report["warnings"] = fit.warnings;

@@ -22,6 +22,10 @@ namespace qvhost {
 /// What --vif asks for; empty without.
 [[nodiscard]] std::string CollinearityText(const FitResult& fit, const TextStyle& style = {});
 
+/// The average effects on predictions, of a logistic model a table for each category but the
+/// reference of two. REQUIRES: `fit.margins` is there.
+[[nodiscard]] std::string MarginTables(const FitResult& fit, const TextStyle& style = {});
+
 /// The most influential records. REQUIRES: `fit.influential` is there.
 [[nodiscard]] std::string InfluentialTable(const FitResult& fit, const TextStyle& style = {});
 

@@ -224,6 +224,7 @@ std::string TextReport(const FitResult& fit, const TextStyle& style) {
   for (const std::string& part : {EffectTable(fit, style), CollinearityText(fit, style)}) {
     if (!part.empty()) text += "\n" + part;
   }
+  if (fit.margins && !fit.margins->empty()) text += "\n" + MarginTables(fit, style);
   if (fit.influential) text += "\n" + InfluentialTable(fit, style);
   return text + Notes(fit, style);
 }

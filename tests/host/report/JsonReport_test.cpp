@@ -41,6 +41,7 @@ TEST(JsonReport, HasTheseNames) {
                                   "anova",
                                   "effects",
                                   "collinearity",
+                                  "margins",
                                   "influential",
                                   "warnings",
                                   "status"}));
@@ -183,6 +184,7 @@ TEST(JsonReportLogistic, HasTheseNames) {
                                   "anova",
                                   "effects",
                                   "collinearity",
+                                  "margins",
                                   "classification",
                                   "influential",
                                   "warnings",
