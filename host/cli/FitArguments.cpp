@@ -97,25 +97,28 @@ void FitArguments::AddModel() {
   AddFactorLevels();
 }
 
+CLI::Option* FitArguments::AddRepeated(const char* name, std::vector<std::string>& texts,
+                                       const char* help) {
+  return command_
+      ->add_option_function<std::string>(
+          name, [&texts](const std::string& text) { texts.push_back(text); }, help)
+      ->trigger_on_parse();
+}
+
 void FitArguments::AddFactorLevels() {
-  const auto add = [this](const char* name, std::vector<std::string>& texts, const char* help) {
-    return command_
-        ->add_option_function<std::string>(
-            name, [&texts](const std::string& text) { texts.push_back(text); }, help)
-        ->trigger_on_parse()
-        ->group("Model");
-  };
-  add("--base", options_.binding.bases,
-      "Level of a factor that the others are compared with,\n"
-      "such as species=Gentoo [the last]; again for each factor.\n"
-      "first: the first level of each factor without --base")
-      ->type_name("FACTOR=LEVEL");
-  add("--levels", options_.binding.levels,
-      "Order of a factor's levels, such as size=S,M,L; others\n"
-      "follow in their usual order, by value or by letters. A\n"
-      "level with a comma goes in double quotes. Again for each\n"
-      "factor; the dependent may be one")
-      ->type_name("FACTOR=LEVEL,...");
+  AddRepeated("--base", options_.binding.bases,
+              "Level of a factor that the others are compared with,\n"
+              "such as species=Gentoo [the last]; again for each factor.\n"
+              "first: the first level of each factor without --base")
+      ->type_name("FACTOR=LEVEL")
+      ->group("Model");
+  AddRepeated("--levels", options_.binding.levels,
+              "Order of a factor's levels, such as size=S,M,L; others\n"
+              "follow in their usual order, by value or by letters. A\n"
+              "level with a comma goes in double quotes. Again for each\n"
+              "factor; the dependent may be one")
+      ->type_name("FACTOR=LEVEL,...")
+      ->group("Model");
 }
 
 void FitArguments::AddInference() {
@@ -186,6 +189,23 @@ void FitArguments::AddTests() {
                        ->type_name("COLUMN,...")
                        ->expected(0, 1)
                        ->group(group);
+  AddRepeated("--means", options_.means,
+              "Report the mean of each level of FACTOR, or of each\n"
+              "combination of levels of several, over all combinations\n"
+              "of the other factors' levels with the same weight,\n"
+              "covariates at their means; and the differences of these\n"
+              "means, with Holm's p values. Of a logistic model on the\n"
+              "link and as probabilities. Once for each table")
+      ->type_name("FACTOR[:FACTOR...]")
+      ->group(group);
+  AddRepeated("--contrast", options_.contrasts,
+              "Report a combination of such means: terms with + or -\n"
+              "between blanks, each [NUMBER*]NAME=VALUE[&NAME=VALUE...],\n"
+              "such as \"species=Gentoo & sex=male - species=Adelie\" or\n"
+              "\"x=10 - x=5\"; a value may stand in quotes. Once for\n"
+              "each contrast")
+      ->type_name("CONTRAST")
+      ->group(group);
 }
 
 void FitArguments::AddOutput() {

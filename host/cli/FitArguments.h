@@ -47,6 +47,8 @@ class FitArguments {
   void AddSummary();
   void AddRobust();
   void AddDiagnostics();
+  /// An option that may be given again and again.
+  CLI::Option* AddRepeated(const char* name, std::vector<std::string>& texts, const char* help);
   /// Adds the option to those that only a logistic model has.
   CLI::Option* OfLogistic(CLI::Option* option);
   void CheckRanges() const;

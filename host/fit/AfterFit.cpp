@@ -72,11 +72,24 @@ void AfterFit::Begin(const ModelRun& run) {
                                     {.kind = options_.covariance,
                                      .cluster = binding_.cluster,
                                      .clusterName = options_.binding.cluster,
-                                     .parts = PartCount()},
+                                     .parts = PartCount(run_->Component().GetCompSettings())},
                                     Walk("robust errors"));
 }
 
-void AfterFit::Finish(FitResult& result) const {
+void AfterFit::PrepareMeans(const Formula& formula, const TableSource& source,
+                            const std::vector<StandardizedVariable>& standardized,
+                            const QvRegSettings& settings) {
+  if (!binding_.grid) return;
+  const auto data = ReadGridData(table_, binding_, validator_, PartCount(settings), Walk("grid"));
+  // Without any record the fit says why.
+  if (!data) return;
+  grid_.emplace(formula, binding_, table_, *data);
+  means_.emplace(options_.contrasts, options_.means, *grid_);
+  grid_->Evaluate(source, standardized);
+}
+
+void AfterFit::Finish(FitResult& result) {
+  ComputeMeans(result);
   Predict(result);
   Diagnose(result);
   WriteMatrix(result);
@@ -88,8 +101,25 @@ WalkOptions AfterFit::Walk(const char* stage) const {
           .progress = ShowShare(stage, table_.RecordCount(), progress_)};
 }
 
-int AfterFit::PartCount() const {
-  return QvPartCount(table_.RecordCount(), run_->Component().GetCompSettings());
+int AfterFit::PartCount(const QvRegSettings& settings) const {
+  return QvPartCount(table_.RecordCount(), settings);
+}
+
+void AfterFit::ComputeMeans(FitResult& result) {
+  if (!means_) return;
+  progress_.Show("means", -1.0, table_.RecordCount());
+  grid_->Learn(run_->Output());
+  std::vector<std::string> notes;
+  result.means =
+      means_->Compute({.output = run_->Output(),
+                       .scoring = ScoringBytesOf(run_->Component()),
+                       .robust = robust_ ? &robust_->matrix : nullptr,
+                       .degreesOfFreedom = options_.degreesOfFreedom,
+                       .dependentLevels = table_.Columns()[ModelBinding::kDependent].levels,
+                       .confidence = options_.confidence,
+                       .threads = ThreadCount(options_.threads)},
+                      interrupt_, notes);
+  for (std::string& note : notes) AddNote(std::move(note), result);
 }
 
 void AfterFit::Predict(FitResult& result) const {
@@ -106,7 +136,8 @@ void AfterFit::Predict(FitResult& result) const {
 
 void AfterFit::Diagnose(FitResult& result) const {
   if (options_.influential) {
-    result.influential = FindInfluential(table_, *model_, PartCount(), Walk("influence"));
+    result.influential = FindInfluential(
+        table_, *model_, PartCount(run_->Component().GetCompSettings()), Walk("influence"));
   }
   if (options_.diagnostics.empty()) return;
   AddNote(WriteDiagnostics(outputs_.Get(options_.diagnostics), table_, *model_,

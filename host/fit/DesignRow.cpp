@@ -8,12 +8,15 @@
 
 namespace qvhost {
 
-DesignRow::DesignRow(const IQvRegOutputStats& output, QvScorer& scorer) : scorer_(scorer) {
+DesignRow::DesignRow(const IQvRegOutputStats& output, QvScorer& scorer, Columns columns)
+    : scorer_(scorer) {
   const auto* logistic = dynamic_cast<const QvLogOutputStats*>(&output);
   const std::size_t blocks = logistic == nullptr ? 1 : logistic->GetDependCategories().size() - 1;
   const QvCommon::QvBitSet& kept = output.GetRedundancyIndicators();
   isKept_.resize(output.GetParamEstimates().size() / blocks);
-  for (std::size_t i = 0; i < isKept_.size(); ++i) isKept_[i] = kept.IsIn(static_cast<int>(i));
+  for (std::size_t i = 0; i < isKept_.size(); ++i) {
+    isKept_[i] = columns == Columns::kAll || kept.IsIn(static_cast<int>(i));
+  }
   // The rows of a linear model come divided.
   exponents_.assign(isKept_.size(), 0);
   if (logistic == nullptr) return;
@@ -22,7 +25,9 @@ DesignRow::DesignRow(const IQvRegOutputStats& output, QvScorer& scorer) : scorer
 }
 
 bool DesignRow::Expand(const QvCommon::Record& record) {
-  if (!scorer_.ExpandRow(record, places_, values_)) return false;
+  places_.clear();
+  values_.clear();
+  const bool isWhole = scorer_.ExpandRow(record, places_, values_);
   std::size_t count = 0;
   for (std::size_t i = 0; i < places_.size(); ++i) {
     if (places_[i] < 0 || values_[i] == 0.0) continue;
@@ -35,7 +40,7 @@ bool DesignRow::Expand(const QvCommon::Record& record) {
   }
   places_.resize(count);
   values_.resize(count);
-  return true;
+  return isWhole;
 }
 
 double DesignRow::SquareForm(const QvCommon::QvSymMatrixData& matrix, int first) const {

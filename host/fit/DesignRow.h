@@ -11,18 +11,21 @@
 namespace qvhost {
 
 /// The design row of one record after the other, in the units of the estimation (see
-/// ScaledEstimates) and without the parameters that are redundant: a column without an estimate may
-/// hold anything. Of a logistic model it is that of one category, the same for each.
+/// ScaledEstimates), as a rule without the parameters that are redundant: a column without an
+/// estimate may hold anything. Of a logistic model it is that of one category, the same for each.
 ///
 /// Borrows statistics and scorer. One thread at a time; several with scorers of their own are
 /// independent.
 class DesignRow {
  public:
+  /// Which parameters the row has.
+  enum class Columns { kKept, kAll };
+
   /// The `scorer` is open for the model of the `output`.
-  DesignRow(const IQvRegOutputStats& output, QvScorer& scorer);
+  DesignRow(const IQvRegOutputStats& output, QvScorer& scorer, Columns columns = Columns::kKept);
 
   /// False for a record that cannot be scored, as one with a level combination that has no
-  /// parameter.
+  /// parameter: where that alone is why, the row is that of all other effects.
   bool Expand(const QvCommon::Record& record);
 
   /// Parameters of one category: all of a linear model.
@@ -40,7 +43,7 @@ class DesignRow {
   [[nodiscard]] double SquareForm(const QvCommon::QvSymMatrixData& matrix, int first) const;
 
   QvScorer& scorer_;
-  std::vector<bool> isKept_;    ///< For each parameter of one category.
+  std::vector<bool> isKept_;    ///< For each parameter of one category, or true.
   std::vector<int> exponents_;  ///< That the scorer's values are still to be divided by.
   std::vector<int> places_;
   std::vector<double> values_;

@@ -58,6 +58,10 @@ struct FitOptions {
   bool vif = false;          ///< Report how much terms inflate each other's variances.
   /// Columns whose average effects on predictions are computed, all for an empty list; none: none.
   std::optional<std::vector<std::string>> margins = std::nullopt;
+  /// Combinations of means over the grid of the variables, and the factors for whose levels means
+  /// are reported; each as written.
+  std::vector<std::string> contrasts = {};
+  std::vector<std::string> means = {};
   bool refine = true;    ///< Iterative refinement of a linear model's estimates.
   std::string spoolDir;  ///< Folder of the temporary file; empty: the system's.
   int threads = 0;       ///< 0: as many as the machine has cores.

@@ -189,6 +189,80 @@ struct CollinearityResult {
   std::optional<double> conditionNumber;
 };
 
+/// Over which rows means are taken. A plain value.
+struct GridResult {
+  struct Covariate {
+    std::string name;
+    std::vector<double> values;  ///< The mean, or the two that it has.
+  };
+  struct Nested {
+    std::string factor;
+    std::vector<std::string>
+        within;  ///< The factors with whose levels it is combined as it occurs.
+  };
+  long long rows = 0;  ///< At most so many.
+  std::vector<Covariate> covariates;
+  std::vector<Nested> nested;
+};
+
+/// On what scale a mean is taken.
+enum class MeanScale {
+  kResponse,    ///< That of the dependent, of a linear model.
+  kLink,        ///< The linear predictor: the logarithm of the odds against the reference.
+  kProbability  ///< Of a level of the dependent.
+};
+
+/// As in JSON.
+[[nodiscard]] constexpr const char* MeanScaleName(MeanScale scale) {
+  constexpr std::array kNames = {"response", "link", "probability"};
+  return kNames.at(static_cast<std::size_t>(scale));
+}
+
+/// A mean, or a combination of means. A plain value.
+struct MeanEstimate {
+  bool isEstimable = true;  ///< False where the data tell nothing of it; it has no numbers then.
+  std::optional<double> estimate = std::nullopt;
+  CoefficientStatistics statistics = {};
+};
+
+/// What --contrast asks for, on one scale. A plain value.
+struct ContrastResult {
+  std::string label;  ///< As written.
+  MeanScale scale = MeanScale::kResponse;
+  std::string level;  ///< Of the dependent; of a logistic model only.
+  MeanEstimate estimate;
+};
+
+/// The difference of two of the rows of a table of means. A plain value.
+struct MeanDifference {
+  std::size_t first = 0;
+  std::size_t second = 0;
+  MeanEstimate estimate = {};
+  std::optional<double> adjustedP =
+      std::nullopt;  ///< By Holm's method, for all differences of the table.
+};
+
+/// What --means asks for, on one scale. A plain value.
+struct MeanTable {
+  struct Row {
+    std::vector<std::string> levels;  ///< One for each of the factors.
+    MeanEstimate estimate;
+  };
+  std::vector<std::string> factors;
+  MeanScale scale = MeanScale::kResponse;
+  std::string level;  ///< Of the dependent; of a logistic model only.
+  std::vector<Row> rows;
+  std::vector<MeanDifference> differences;  ///< Of each row less each that follows.
+};
+
+/// What --means and --contrast ask for. A plain value.
+struct MeansResult {
+  GridResult grid;
+  double degreesOfFreedom = 0.0;  ///< Of all tests and limits; infinite for the normal ones.
+  std::vector<ContrastResult> contrasts;
+  std::vector<MeanTable> tables;
+};
+
 /// Everything that a report says about one fit. A plain value, independent of the library
 /// and of the data; numbers that do not exist are absent, all others are finite.
 struct FitResult {
@@ -216,6 +290,7 @@ struct FitResult {
   std::optional<EffectTests> effects = std::nullopt;
   std::optional<CollinearityResult> collinearity = std::nullopt;
   std::optional<std::vector<MarginResult>> margins = std::nullopt;  ///< Where they were asked for.
+  std::optional<MeansResult> means = std::nullopt;
   std::string predictions;  ///< The file with a row of predictions for each row; empty for none.
   long long rowsPredicted = 0;       ///< Its rows.
   CovarianceResult covariance = {};  ///< Of standard errors, tests and limits.

@@ -165,6 +165,7 @@ class Binder {
     binding_.freqWeight = PlaceWeight(options.freqWeight, "--freq-weight");
     binding_.regressionWeight = PlaceWeight(options.regressionWeight, "--regression-weight");
     binding_.cluster = PlaceCluster(options.cluster);
+    if (options.hasGrid) PlaceGrid();
     return std::move(binding_);
   }
 
@@ -362,6 +363,15 @@ class Binder {
     if (name.empty()) return -1;
     const ColumnInfo& column = ColumnOfOption(source_, name, "--vcov");
     return Place({column.name, QuoteName(column.name), Coding::kFactor});
+  }
+
+  void PlaceGrid() {
+    binding_.grid = PlanGrid(formula_, binding_.isFactor);
+    for (GridPlan::Axis& axis : binding_.grid->axes) {
+      axis.position = axis.variable >= 0
+                          ? binding_.positions[static_cast<std::size_t>(axis.variable)]
+                          : Place({axis.column, axis.sql, Coding::kNumber});
+    }
   }
 
   const Formula& formula_;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/fit/FitResult.h"
+#include "host/fit/GridPlan.h"
 #include "host/formula/Formula.h"
 #include "host/formula/Variable.h"
 #include "host/table/ColumnInfo.h"
@@ -64,13 +65,15 @@ struct BindingOptions {
   std::vector<std::string> bases =
       {};  ///< Each FACTOR=LEVEL: the level the others are compared with.
   std::vector<std::string> levels = {};  ///< Each FACTOR=LEVEL,LEVEL,...: their order.
+  bool hasGrid = false;                  ///< Means over a grid of the variables are asked for.
 };
 
 /// The positions of a formula's variables in the coded records. A plain value.
 ///
 /// A record holds the dependent (a number, or for a logistic model the code of its level), the
-/// factors, the covariates, the frequency weight, the regression weight and the cluster, in this
-/// order. A column with several roles stands there once for each.
+/// factors, the covariates, the frequency weight, the regression weight, the cluster and columns
+/// that covariates are computed of, in this order. A column with several roles stands there once
+/// for each.
 struct ModelBinding {
   ModelKind kind = ModelKind::kLinear;
   bool isKindByType = true;            ///< And not asked for.
@@ -82,6 +85,8 @@ struct ModelBinding {
   int freqWeight = -1;  ///< Position; -1 for none.
   int regressionWeight = -1;
   int cluster = -1;  ///< Of the clusters' codes, a position without a role in the model.
+  /// Of BindingOptions::hasGrid; its axes that are no variables have positions without a role, too.
+  std::optional<GridPlan> grid = std::nullopt;
 
   static constexpr int kDependent = 0;  ///< Its position.
 };

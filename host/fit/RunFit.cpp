@@ -310,7 +310,9 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   outputs.SetInputs(source.Inputs());
   source.SettleTypes(ColumnsRead(source, formula, options, condition, kept));
   const std::vector<std::string> withoutRole = RemoveColumnsWithoutRole(formula, source);
-  ModelBinding binding = BindModel(formula, source, options.binding);
+  BindingOptions bound = options.binding;
+  bound.hasGrid = !options.contrasts.empty() || !options.means.empty();
+  ModelBinding binding = BindModel(formula, source, bound);
   RefuseOtherKind(options, binding.kind);
   const MarginPlan margins =
       options.margins ? PlanMargins(formula, source, *options.margins, binding) : MarginPlan();
@@ -329,6 +331,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   AfterFit after(options, binding, table, ValidatorOf(settings.Get()), progress, interrupt,
                  outputs);
   after.CheckClusters();
+  after.PrepareMeans(formula, source, standardized, settings.Get());
   const std::optional<GroupedRecords> grouped = Group(table, binding, options, progress, interrupt);
   if (grouped) settings.UseGroups(*grouped, options.logistic);
   const CodedTable& fitted = grouped ? grouped->table : table;

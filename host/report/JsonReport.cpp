@@ -115,6 +115,84 @@ Json CollinearityJson(const CollinearityResult& collinearity) {
   return {{"terms", std::move(terms)}, {"condition_number", Number(collinearity.conditionNumber)}};
 }
 
+/// The numbers of a mean, a difference or a contrast; a test only where `isTested`.
+void AddEstimate(const MeanEstimate& mean, double degreesOfFreedom, bool isTested, Json& json) {
+  const CoefficientStatistics& statistics = mean.statistics;
+  json["estimable"] = mean.isEstimable;
+  json["estimate"] = Number(mean.estimate);
+  json["std_error"] = Number(statistics.stdError);
+  json["df"] = mean.isEstimable ? Number(Finite(degreesOfFreedom)) : Json(nullptr);
+  if (isTested) {
+    json["statistic"] = Number(statistics.statistic);
+    json["p_value"] = Number(statistics.pValue);
+  }
+  json["lower"] = Number(statistics.confLow);
+  json["upper"] = Number(statistics.confHigh);
+}
+
+Json Contrasts(const FitResult& fit) {
+  Json contrasts = Json::array();
+  if (!fit.means) return contrasts;
+  for (const ContrastResult& contrast : fit.means->contrasts) {
+    Json json = {{"label", contrast.label},
+                 {"scale", MeanScaleName(contrast.scale)},
+                 {"level", fit.logistic ? Json(contrast.level) : Json(nullptr)}};
+    AddEstimate(contrast.estimate, fit.means->degreesOfFreedom, true, json);
+    contrasts.push_back(std::move(json));
+  }
+  return contrasts;
+}
+
+Json LevelsOf(const MeanTable& table, std::size_t row) {
+  Json levels = Json::object();
+  for (std::size_t i = 0; i < table.factors.size(); ++i) {
+    levels[table.factors[i]] = table.rows[row].levels[i];
+  }
+  return levels;
+}
+
+Json MeansJson(const FitResult& fit) {
+  Json tables = Json::array();
+  if (!fit.means) return tables;
+  for (const MeanTable& table : fit.means->tables) {
+    Json rows = Json::array();
+    for (std::size_t i = 0; i < table.rows.size(); ++i) {
+      Json row = {{"levels", LevelsOf(table, i)}};
+      AddEstimate(table.rows[i].estimate, fit.means->degreesOfFreedom, false, row);
+      rows.push_back(std::move(row));
+    }
+    Json differences = Json::array();
+    for (const MeanDifference& difference : table.differences) {
+      Json json = {{"first", LevelsOf(table, difference.first)},
+                   {"second", LevelsOf(table, difference.second)}};
+      AddEstimate(difference.estimate, fit.means->degreesOfFreedom, true, json);
+      json["p_adjusted"] = Number(difference.adjustedP);
+      differences.push_back(std::move(json));
+    }
+    tables.push_back({{"terms", table.factors},
+                      {"scale", MeanScaleName(table.scale)},
+                      {"level", fit.logistic ? Json(table.level) : Json(nullptr)},
+                      {"rows", std::move(rows)},
+                      {"differences", std::move(differences)}});
+  }
+  return tables;
+}
+
+Json GridJson(const FitResult& fit) {
+  if (!fit.means) return {};
+  const GridResult& grid = fit.means->grid;
+  Json covariates = Json::array();
+  for (const GridResult::Covariate& covariate : grid.covariates) {
+    covariates.push_back({{"name", covariate.name}, {"values", covariate.values}});
+  }
+  Json nested = Json::array();
+  for (const GridResult::Nested& factor : grid.nested) {
+    nested.push_back({{"factor", factor.factor}, {"within", factor.within}});
+  }
+  return {
+      {"rows", grid.rows}, {"covariates", std::move(covariates)}, {"nested", std::move(nested)}};
+}
+
 Json LogisticFitJson(const LogisticFit& fit) {
   return {{"iterations", fit.iterations},
           {"step_halvings", fit.stepHalvings},
@@ -220,6 +298,9 @@ std::string JsonReport(const FitResult& fit) {
   report["effects"] = Effects(fit);
   report["collinearity"] = fit.collinearity ? CollinearityJson(*fit.collinearity) : Json(nullptr);
   report["margins"] = Margins(fit);
+  report["reference_grid"] = GridJson(fit);
+  report["contrasts"] = Contrasts(fit);
+  report["means"] = MeansJson(fit);
   if (fit.logistic) report["classification"] = Classification(*fit.logistic);
   report["influential"] = Influential(fit);
   report["warnings"] = fit.warnings;

@@ -26,6 +26,9 @@ namespace qvhost {
 /// reference of two. REQUIRES: `fit.margins` is there.
 [[nodiscard]] std::string MarginTables(const FitResult& fit, const TextStyle& style = {});
 
+/// What --contrast and --means ask for; empty without.
+[[nodiscard]] std::string MeansText(const FitResult& fit, const TextStyle& style = {});
+
 /// The most influential records. REQUIRES: `fit.influential` is there.
 [[nodiscard]] std::string InfluentialTable(const FitResult& fit, const TextStyle& style = {});
 

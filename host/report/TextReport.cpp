@@ -221,7 +221,8 @@ std::string TextReport(const FitResult& fit, const TextStyle& style) {
     text += LevelTable(fit, style) + "\n" + LevelParameters(fit, style) + "\n" +
             LikelihoodText(fit, style) + "\n" + ClassificationText(fit, style);
   }
-  for (const std::string& part : {EffectTable(fit, style), CollinearityText(fit, style)}) {
+  for (const std::string& part :
+       {EffectTable(fit, style), CollinearityText(fit, style), MeansText(fit, style)}) {
     if (!part.empty()) text += "\n" + part;
   }
   if (fit.margins && !fit.margins->empty()) text += "\n" + MarginTables(fit, style);

@@ -441,6 +441,12 @@ bool QvLogAlgorithm::ExpandRow(const Record& record, std::vector<int>& indices,
   return MayBeScored(record, status) && fModel.ExpandRow(record.GetAll(), indices, values);
 }
 
+bool QvLogAlgorithm::ExpandSparseRow(const Record& record, std::vector<int>& indices,
+                                     std::vector<double>& values) {
+  QvStatus status;
+  return MayBeScored(record, status) && fModel.ExpandKnown(record.GetAll(), indices, values);
+}
+
 void QvLogAlgorithm::Display() const {
   QvComponentDisplay::DisplayText(QvComponentDisplay::kHeadingLevel,
                                   "QvLogAlgorithm display start");

@@ -48,9 +48,7 @@ class QvLogAlgorithm : public QvRegAlgorithm {
   QvCommon::QvStatus RunPart(QvPassKind kind, QvCommon::MultiPassRecordIter& iter,
                              IQvPassSums& sums) override;
   bool ExpandSparseRow(const QvCommon::Record& record, std::vector<int>& indices,
-                       std::vector<double>& values) override {
-    return ExpandRow(record, indices, values);
-  }
+                       std::vector<double>& values) override;
   void SwapKeptRows(std::unique_ptr<IQvKeptRows>& rows) override;
 
   /// As QvLogModel::ExpandRow, for a record that may be scored; false for any other.

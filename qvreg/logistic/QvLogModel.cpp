@@ -349,14 +349,20 @@ bool QvLogModel::GetSparseRow(const double* row, int& count, std::vector<int>& i
 
 bool QvLogModel::ExpandRow(const double* record, std::vector<int>& indices,
                            std::vector<double>& values) const {
+  if (ExpandKnown(record, indices, values)) return true;
+  std::fill(values.begin(), values.end(), 0.0);
+  return false;
+}
+
+bool QvLogModel::ExpandKnown(const double* record, std::vector<int>& indices,
+                             std::vector<double>& values) const {
   bool ok = true;
   indices = fpFactorTables->GetRowParameterIndices(record, ok);
   values.assign(indices.size(), 0.0);
-  if (!ok) return false;
   for (std::size_t e = 0; e < indices.size(); ++e) {
     if (indices[e] >= 0) values[e] = fRecordRow.HostValue(e, record);
   }
-  return true;
+  return ok;
 }
 
 bool QvLogModel::ExpandRow(std::vector<double>& values, const double* record) const {

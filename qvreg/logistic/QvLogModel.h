@@ -118,9 +118,13 @@ class QvLogModel : public IQvRegModel {
   /// layout; kCancelled, kTooManyParameters without memory.
   QvCommon::QvStatus SetEstimates(const std::vector<double>& estimates,
                                   const QvCommon::QvSymMatrix& inverseHessian) override;
-  /// The record's basic parameter per effect, -1 for none, and its design value, then 0.
+  /// The record's basic parameter per effect, -1 for none, and its design value, then 0. False, and
+  /// all values 0, when a level combination has no parameter.
   bool ExpandRow(const double* record, std::vector<int>& indices,
                  std::vector<double>& values) const override;
+  /// The same, but with the values of the other effects then.
+  bool ExpandKnown(const double* record, std::vector<int>& indices,
+                   std::vector<double>& values) const;
   /// Writes the record's design values at their basic parameters and zeros elsewhere.
   bool ExpandRow(std::vector<double>& values, const double* record) const override;
   bool GetSparseRow(const double* row, int& count, std::vector<int>& indices,

@@ -30,7 +30,8 @@ class QVREG_EXPORT QvScorer {
                            std::vector<double>& values);
   /// The design row of `record`: `indices` and `values` as
   /// QvGLMOutputStats::ExpandScaledRow and QvLogOutputStats::ExpandRow give them. False as these,
-  /// while nothing is open, and without memory.
+  /// while nothing is open, and without memory. Where it is false for a level combination without a
+  /// parameter alone, the row is that of all other effects; otherwise it is undefined.
   bool ExpandRow(const QvCommon::Record& record, std::vector<int>& indices,
                  std::vector<double>& values);
 

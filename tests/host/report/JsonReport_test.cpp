@@ -42,6 +42,9 @@ TEST(JsonReport, HasTheseNames) {
                                   "effects",
                                   "collinearity",
                                   "margins",
+                                  "reference_grid",
+                                  "contrasts",
+                                  "means",
                                   "influential",
                                   "warnings",
                                   "status"}));
@@ -81,6 +84,39 @@ TEST(JsonReport, CarriesTestsAndCollinearity) {
   EXPECT_EQ(report["fit"]["log_likelihood"], -123.25);
   EXPECT_EQ(report["fit"]["aic"], 250.5);
   EXPECT_EQ(report["fit"]["bic"], 260.25);
+}
+
+TEST(JsonReport, CarriesMeansAndContrasts) {
+  FitResult fit = SampleFit();
+  EXPECT_TRUE(Json::parse(JsonReport(fit))["reference_grid"].is_null());
+  EXPECT_EQ(Json::parse(JsonReport(fit))["contrasts"], Json::array());
+  EXPECT_EQ(Json::parse(JsonReport(fit))["means"], Json::array());
+  fit.means = MeansResult();
+  fit.means->degreesOfFreedom = 7.0;
+  fit.means->grid = {6, {{"x", {1.5}}}, {{"h", {"g"}}}};
+  fit.means->contrasts = {
+      {"x=1", MeanScale::kResponse, "", {true, 2.0, {0.5, 4.0, 0.25, 1.0, 3.0}}}};
+  MeanTable table{{"g"}, MeanScale::kResponse, "", {}, {}};
+  table.rows = {{{"a"}, {true, 2.0, {0.5, 4.0, 0.25, 1.0, 3.0}}}, {{"b"}, {.isEstimable = false}}};
+  table.differences = {{0, 1, {.isEstimable = false}, {}}};
+  fit.means->tables = {table};
+  const Json report = Json::parse(JsonReport(fit));
+  EXPECT_EQ(report["reference_grid"], Json::parse(R"({
+      "rows": 6, "covariates": [{"name": "x", "values": [1.5]}],
+      "nested": [{"factor": "h", "within": ["g"]}]})"));
+  EXPECT_EQ(report["contrasts"], Json::parse(R"([
+      {"label": "x=1", "scale": "response", "level": null, "estimable": true, "estimate": 2.0,
+       "std_error": 0.5, "df": 7.0, "statistic": 4.0, "p_value": 0.25, "lower": 1.0,
+       "upper": 3.0}])"));
+  EXPECT_EQ(report["means"], Json::parse(R"([
+      {"terms": ["g"], "scale": "response", "level": null,
+       "rows": [{"levels": {"g": "a"}, "estimable": true, "estimate": 2.0, "std_error": 0.5,
+                 "df": 7.0, "lower": 1.0, "upper": 3.0},
+                {"levels": {"g": "b"}, "estimable": false, "estimate": null, "std_error": null,
+                 "df": null, "lower": null, "upper": null}],
+       "differences": [{"first": {"g": "a"}, "second": {"g": "b"}, "estimable": false,
+                        "estimate": null, "std_error": null, "df": null, "statistic": null,
+                        "p_value": null, "lower": null, "upper": null, "p_adjusted": null}]}])"));
 }
 
 TEST(JsonReport, CarriesEveryValue) {
@@ -185,6 +221,9 @@ TEST(JsonReportLogistic, HasTheseNames) {
                                   "effects",
                                   "collinearity",
                                   "margins",
+                                  "reference_grid",
+                                  "contrasts",
+                                  "means",
                                   "classification",
                                   "influential",
                                   "warnings",

@@ -154,6 +154,15 @@ TEST_F(LogModelRowsTest, ARecordThatCannotBeCodedExpandsToZeros) {
   for (const double value : values_) EXPECT_EQ(value, 0.0);
 }
 
+TEST_F(LogModelRowsTest, ARecordThatCannotBeCodedHasItsOtherEffects) {
+  const Doubles record{0, 1, 3};
+  EXPECT_FALSE(Model().ExpandKnown(record.data(), indices_, values_));
+  ASSERT_FALSE(indices_.empty());
+  EXPECT_EQ(indices_.front(), 0);
+  EXPECT_EQ(values_.front(), 1.0);
+  for (std::size_t i = 0; i < indices_.size(); ++i) EXPECT_EQ(values_[i] == 0.0, indices_[i] < 0);
+}
+
 /// What ComputeCategoryProbabilities answers.
 struct Prediction {
   QvStatus status;

@@ -90,8 +90,30 @@ TEST_P(QvScorerTest, ExpandsTheRowsOfTheResults) {
                                 : logistic->ExpandRow(record, expectedIndices, expectedValues);
     EXPECT_EQ(scorer.ExpandRow(record, indices, values), isExpected);
     EXPECT_EQ(indices, expectedIndices);
+    // Of a combination without a parameter the scorer has the other effects.
+    if (!isExpected) continue;
     EXPECT_EQ(values, expectedValues);
   }
+}
+
+// That of a logistic model: LogModelRowsTest.ARecordThatCannotBeCodedHasItsOtherEffects.
+TEST(QvScorer, ARowOfAnUnseenCombinationHasAllOtherEffects) {
+  const Records records = RandomRecords(400);
+  RandomModel model(ModelKind::kLinear);
+  FittedModel fitted(model.Get(), records);
+  Bytes bytes;
+  ASSERT_FALSE(fitted.Component().WriteScoring(bytes).IsError());
+  QvScorer scorer;
+  ASSERT_FALSE(scorer.Open(bytes).IsError());
+  QvCommon::Record unseen = records[0];
+  unseen[qvtest::kF] = 3.0;
+  unseen[qvtest::kG] = 2.0;
+  std::vector<int> indices;
+  std::vector<double> values;
+  ASSERT_FALSE(scorer.ExpandRow(unseen, indices, values));
+  ASSERT_FALSE(indices.empty());
+  EXPECT_EQ(indices.front(), 0) << "the intercept";
+  EXPECT_EQ(values.front(), 1.0);
 }
 
 TEST_P(QvScorerTest, IsIndependentOfTheComponentAndOfOthers) {
