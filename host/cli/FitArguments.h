@@ -47,6 +47,7 @@ class FitArguments {
   void AddSummary();
   void AddRobust();
   void AddDiagnostics();
+  void AddValidation();
   /// Adds the option to those that only a logistic model has.
   CLI::Option* OfLogistic(CLI::Option* option);
   void CheckRanges() const;
@@ -60,6 +61,8 @@ class FitArguments {
   void TakeOptionsOfOneKind();
   void TakeStyle();
   void TakeTests();
+  void TakeValidation();
+  void TakeSplit();
 
   CLI::App* command_;
   FitOptions options_;
@@ -71,7 +74,13 @@ class FitArguments {
   CLI::Option* noRefineOption_ = nullptr;
   CLI::Option* keepOption_ = nullptr;
   CLI::Option* anovaOption_ = nullptr;
+  CLI::Option* splitOption_ = nullptr;
+  CLI::Option* holdoutOption_ = nullptr;
+  CLI::Option* foldsOption_ = nullptr;
+  CLI::Option* seedOption_ = nullptr;
   std::string anova_;
+  std::string split_;
+  long long seed_ = 1;
   std::vector<std::string> keep_;
   std::vector<CLI::Option*> logistic_;  ///< Owned by the command, like those above.
   bool noIntercept_ = false;

@@ -165,6 +165,7 @@ class Binder {
     binding_.freqWeight = PlaceWeight(options.freqWeight, "--freq-weight");
     binding_.regressionWeight = PlaceWeight(options.regressionWeight, "--regression-weight");
     binding_.cluster = PlaceCluster(options.cluster);
+    PlacePart(options.validation);
     return std::move(binding_);
   }
 
@@ -362,6 +363,19 @@ class Binder {
     if (name.empty()) return -1;
     const ColumnInfo& column = ColumnOfOption(source_, name, "--vcov");
     return Place({column.name, QuoteName(column.name), Coding::kFactor});
+  }
+
+  void PlacePart(const ValidationOptions& validation) {
+    if (validation.kind == ValidationKind::kNone) return;
+    if (validation.kind == ValidationKind::kSplit) {
+      const ColumnInfo& column = ColumnOfOption(source_, validation.column, "--split");
+      ColumnRequest request{column.name, QuoteName(column.name), Coding::kFactor};
+      if (column.kind == ColumnKind::kBoolean) request.booleans = source_.BooleansOf(column.name);
+      binding_.part = Place(std::move(request));
+    } else {
+      binding_.part = Place({"part", "0", Coding::kNumber});
+    }
+    binding_.partCount = validation.IsTrainingOnly() ? 1 : 0;
   }
 
   const Formula& formula_;

@@ -26,6 +26,7 @@
 #include "host/fit/ScaledEstimates.h"
 #include "host/fit/Standardization.h"
 #include "host/fit/StatusText.h"
+#include "host/fit/Validation.h"
 #include "host/formula/Formula.h"
 #include "host/inference/Collinearity.h"
 #include "host/table/CodeTable.h"
@@ -97,16 +98,12 @@ RunSettings SettingsOf(const Formula& formula, const ModelBinding& binding, cons
   }
 }
 
-/// The distinct records to fit in place of the table's; none where those are fitted one by one.
-std::optional<GroupedRecords> Group(const CodedTable& table, const ModelBinding& binding,
-                                    const FitOptions& options, ProgressBar& progress,
-                                    const Interrupt& interrupt) {
-  if (binding.kind != ModelKind::kLogistic || !options.logistic.collapse) return std::nullopt;
-  return GroupRecords(table, {.interrupt = interrupt,
-                              .freqWeight = binding.freqWeight,
-                              .spoolDir = options.spoolDir,
-                              .threads = ThreadCount(options.threads),
-                              .progress = ShowShare("grouping", table.RecordCount(), progress)});
+void BeginValidation(Validation& validation, const CodedTable& table) {
+  try {
+    validation.Begin();
+  } catch (const NoSuchLevel& error) {
+    RefuseLevel(error, table.MissingStrings());
+  }
 }
 
 /// Throws for an option that the kind of model does not have.
@@ -124,7 +121,8 @@ std::vector<std::string> ColumnsOf(const TableSource& source, const Formula& for
                                    const BindingOptions& options,
                                    const std::optional<RowCondition>& condition) {
   std::vector<std::string> columns;
-  for (const std::string& named : {options.freqWeight, options.regressionWeight, options.cluster}) {
+  for (const std::string& named :
+       {options.freqWeight, options.regressionWeight, options.cluster, options.validation.column}) {
     for (const ColumnInfo* column : source.Matches(named)) columns.push_back(column->name);
   }
   if (condition)
@@ -288,6 +286,8 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   // Some files are opened only while others are read.
   outputs.SetInputs(source.Inputs());
   outputs.Begin();
+  Validation validation(formula, binding, table, options, progress, interrupt);
+  BeginValidation(validation, table);
   RunSettings settings = SettingsOf(formula, binding, table, options);
   const std::vector<StandardizedVariable> standardized =
       Standardize(formula, binding, table, ValidatorOf(settings.Get()), interrupt,
@@ -296,7 +296,8 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   AfterFit after(options, binding, table, ValidatorOf(settings.Get()), progress, interrupt,
                  outputs);
   after.CheckClusters();
-  const std::optional<GroupedRecords> grouped = Group(table, binding, options, progress, interrupt);
+  const std::optional<GroupedRecords> grouped =
+      GroupForFit(table, binding, options, progress, interrupt);
   if (grouped) settings.UseGroups(*grouped, options.logistic);
   const CodedTable& fitted = grouped ? grouped->table : table;
   CheckParameterCount(formula, binding, fitted, ValidatorOf(settings.Get()), options.maxParameters,
@@ -308,7 +309,10 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   run.Build();
   const double seconds = SecondsSince(start);
   after.Begin(run);
-  FitResult result = ResultBuilder(formula, binding, table, run, after.Robust()).Build(options);
+  validation.Score(run, grouped ? &*grouped : nullptr);
+  FitResult result =
+      ResultBuilder(formula, binding, table, run, after.Robust(), validation.HeldOut())
+          .Build(options);
   if (grouped) result.logistic->distinctRecords = grouped->table.RecordCount();
   result.where = options.where;
   result.records.leftOut = source.RowsLeftOut();
@@ -321,6 +325,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   AddInference({formula, binding, table, grouped ? &*grouped : nullptr, options, run, seconds},
                ValidatorOf(settings.Get()), progress, interrupt, result);
   after.Finish(result);
+  validation.Finish(run, result);
   result.data = DataText(source, options.source);
   progress.Erase();
   return result;

@@ -42,10 +42,11 @@ TEST(JsonReport, HasTheseNames) {
                                   "effects",
                                   "collinearity",
                                   "influential",
+                                  "validation",
                                   "warnings",
                                   "status"}));
   EXPECT_EQ(Names(report["records"]), (Texts{"read", "used", "left_out", "missing", "bad_weight",
-                                             "missing_by_column", "missing_strings"}));
+                                             "held_out", "missing_by_column", "missing_strings"}));
   EXPECT_EQ(Names(report["parameters"][0]),
             (Texts{"label", "levels", "covariates", "estimate", "std_error", "statistic", "p_value",
                    "conf_low", "conf_high", "redundant"}));
@@ -185,6 +186,7 @@ TEST(JsonReportLogistic, HasTheseNames) {
                                   "collinearity",
                                   "classification",
                                   "influential",
+                                  "validation",
                                   "warnings",
                                   "status"}));
   EXPECT_EQ(Names(report["dependent_levels"][0]), (Texts{"level", "weight"}));
