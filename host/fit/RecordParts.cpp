@@ -139,7 +139,8 @@ void AssignFolds(CodedTable& table, int position, const ValidationOptions& optio
   }
   const RowShuffle shuffle(rows, options.seed);
   ChangeParts(table, position, change, [&](std::int64_t row, double) {
-    return static_cast<double>(shuffle.PlaceOf(row) * options.folds / rows);
+    const std::int64_t fold = shuffle.PlaceOf(row) * options.folds / rows;
+    return static_cast<double>(fold);
   });
 }
 

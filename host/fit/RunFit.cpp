@@ -106,6 +106,20 @@ void BeginValidation(Validation& validation, const CodedTable& table) {
   }
 }
 
+/// Says of a model that cannot be fitted that records were held out, if they were.
+void Build(ModelRun& run, const FitOptions& options) {
+  try {
+    run.Build();
+  } catch (const Cancelled&) {
+    throw;
+  } catch (const Error& error) {
+    if (!options.binding.validation.IsTrainingOnly()) throw;
+    throw Error(error.Code(),
+                fmt::format("Without the records held out by --{} there is no fit: {}",
+                            ValidationName(options.binding.validation.kind), error.what()));
+  }
+}
+
 /// Throws for an option that the kind of model does not have.
 void RefuseOtherKind(const FitOptions& options, ModelKind kind) {
   for (const FitOptions::OfOneKind& option : options.ofOneKind) {
@@ -306,7 +320,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
                            interrupt);
   ModelRun run(settings.Get(), fitted, options.threads, progress, interrupt);
   const auto start = std::chrono::steady_clock::now();
-  run.Build();
+  Build(run, options);
   const double seconds = SecondsSince(start);
   after.Begin(run);
   validation.Score(run, grouped ? &*grouped : nullptr);

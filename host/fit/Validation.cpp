@@ -345,6 +345,28 @@ void Validation::FitFolds(ValidationResult& validation, std::vector<std::string>
   validation.training =
       std::ranges::min_element(validation.folds, {}, &FoldScore::training)->training;
   AddMoments(validation);
+  AddFoldNotes(validation, unsettled, notes);
+}
+
+void Validation::AddFoldNotes(const ValidationResult& validation, const std::vector<int>& unsettled,
+                              std::vector<std::string>& notes) const {
+  std::vector<int> empty;
+  bool hasSingle = false;
+  for (std::size_t i = 0; i < validation.folds.size(); ++i) {
+    if (validation.folds[i].score.records == 0) empty.push_back(static_cast<int>(i) + 1);
+    hasSingle = hasSingle || validation.folds[i].score.records == 1;
+  }
+  if (!empty.empty()) {
+    notes.push_back(
+        fmt::format("No record of fold {} can be scored: the mean over folds and their standard "
+                    "deviation are without {}.",
+                    fmt::join(empty, ", "), empty.size() == 1 ? "it" : "them"));
+  }
+  if (hasSingle) {
+    notes.push_back(fmt::format("Folds of one record have no {} of their own, {} over all folds.",
+                                categories_.empty() ? "R square" : "area under a curve",
+                                "only that"));
+  }
   if (unsettled.empty()) return;
   notes.push_back(fmt::format(
       "The estimation did not converge without fold {}: what it predicts for the fold is rough.",

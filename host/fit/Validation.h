@@ -66,6 +66,8 @@ class Validation {
   [[nodiscard]] bool IsRanked(const CodedTable& source) const;
   void SettleLevels(const ModelRun& run);
   void FitFolds(ValidationResult& validation, std::vector<std::string>& notes);
+  void AddFoldNotes(const ValidationResult& validation, const std::vector<int>& unsettled,
+                    std::vector<std::string>& notes) const;
   void FitFold(int number, const GroupedRecords* grouped, ScoreSorter* all,
                ValidationResult& validation, std::vector<int>& unsettled);
   [[nodiscard]] ValidationScore ScoreOf(const HeldOutScores& scores,

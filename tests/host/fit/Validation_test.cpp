@@ -283,6 +283,8 @@ TEST(Validation, LeavesOneOut) {
               1e-12);
   EXPECT_EQ(fit.validation->folds[3].score.rSquare, std::nullopt);
   EXPECT_EQ(fit.validation->mean->rSquare, std::nullopt);
+  EXPECT_EQ(fit.warnings.back(),
+            "Folds of one record have no R square of their own, only that over all folds.");
   EXPECT_TRUE(fit.validation->standardDeviation->rmse);
 }
 
@@ -327,6 +329,35 @@ TEST(Validation, RefusesWhatLeavesNothingToScore) {
   EXPECT_EQ(failure.message,
             "Not even the one record held out can be scored: in 1 'g' has a level that the records "
             "fitted lack ('g1'). Hold others out.");
+}
+
+TEST(Validation, SaysOfAFitWithoutRecordsThatSomeAreHeldOut) {
+  FitOptions options = OptionsFor(
+      "SELECT CASE WHEN i < 4 THEN i END AS y, i AS x, i > 3 AS fitted FROM range(6) t(i)",
+      "y ~ x");
+  options.binding.validation.kind = ValidationKind::kSplit;
+  options.binding.validation.column = "fitted";
+  const Failure failure = FailureOf(options);
+  EXPECT_EQ(failure.code, kRunFailed);
+  EXPECT_TRUE(
+      failure.message.starts_with("Without the records held out by --split there is no fit: None "
+                                  "of the 6 records can be used."))
+      << failure.message;
+}
+
+TEST(Validation, NamesFoldsWithoutARecordToScore) {
+  FitOptions options =
+      OptionsFor("SELECT CASE WHEN i < 6 THEN i END AS y, i * i AS x FROM range(9) t(i)", "y ~ x");
+  options.binding.validation.kind = ValidationKind::kFolds;
+  options.binding.validation.folds = 9;
+  const FitResult fit = Fit(options);
+  EXPECT_EQ(fit.validation->score.records, 6);
+  EXPECT_EQ(fit.validation->use.missing, 3);
+  const std::string& note = fit.warnings.at(fit.warnings.size() - 2);
+  EXPECT_TRUE(note.starts_with("No record of fold ")) << note;
+  EXPECT_TRUE(note.ends_with(
+      "can be scored: the mean over folds and their standard deviation are without them."))
+      << note;
 }
 
 TEST(Validation, RefusesFoldsWithoutWhichNoCategoryIsLeft) {
