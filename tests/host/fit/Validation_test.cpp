@@ -198,6 +198,28 @@ TEST(Validation, TheModelIsThatOfTheRecordsNotHeldOut) {
   }
 }
 
+TEST(Validation, MissingValuesAndBadWeightsAreThoseOfTheirPart) {
+  FitOptions options = OptionsFor(
+      "SELECT * FROM (VALUES (1.0, 1, 1, true), (3.0, 2, 1, true), (2.0, 3, 2, true), "
+      "(NULL, 4, 1, true), (5.0, 5, 0, true), (6.0, 6, NULL, true), (4.0, 7, 2, false), "
+      "(NULL, 8, 1, false), (NULL, 9, 0, false), (2.0, 10, 0, false), (2.0, 11, 0, false), "
+      "(1.0, 12, 0, false)) t(y, x, f, fitted)",
+      "y ~ x");
+  options.binding.freqWeight = "f";
+  options.binding.validation.kind = ValidationKind::kSplit;
+  options.binding.validation.column = "fitted";
+  const FitResult fit = Fit(options);
+  EXPECT_EQ(fit.records.read, 12);
+  EXPECT_EQ(fit.records.used, 3);
+  EXPECT_EQ(fit.records.missing, 1);
+  EXPECT_EQ(fit.records.badWeight, 2);
+  EXPECT_EQ(fit.records.heldOut, 6);
+  EXPECT_EQ(fit.validation->use.heldOut, 6);
+  EXPECT_EQ(fit.validation->score.records, 1);
+  EXPECT_EQ(fit.validation->use.missing, 2);
+  EXPECT_EQ(fit.validation->use.badWeight, 3);
+}
+
 TEST(Validation, TheNumbersDoNotDependOnThreads) {
   for (const std::string formula : {"y ~ g + x", "k ~ g + x"}) {
     FitOptions options = OptionsFor(
