@@ -30,6 +30,7 @@ FitArguments::FitArguments(CLI::App& command) : command_(&command), data_(comman
   AddModel();
   AddInference();
   AddTests();
+  AddValidation();
   AddLevels();
   AddIterations();
   AddConvergence();
@@ -206,6 +207,40 @@ void FitArguments::AddTests() {
               "each contrast")
       ->type_name("CONTRAST")
       ->group(group);
+}
+
+void FitArguments::AddValidation() {
+  constexpr const char* group = "Validation";
+  ValidationOptions& validation = options_.binding.validation;
+  splitOption_ = command_
+                     ->add_option("--split", split_,
+                                  "Fit the records that the column marks by true, 1, yes or\n"
+                                  "train, and compare the others (false, 0, no, test) with\n"
+                                  "what the fit predicts; =LEVEL says which one is fitted")
+                     ->type_name("COLUMN[=LEVEL]")
+                     ->group(group);
+  holdoutOption_ =
+      command_
+          ->add_option("--holdout", validation.share,
+                       "The same with a share of the rows, such as 0.2, drawn\nby lot and held out")
+          ->type_name("SHARE")
+          ->excludes(splitOption_)
+          ->group(group);
+  foldsOption_ = command_
+                     ->add_option("--folds", validation.folds,
+                                  "Fit all records; then divide the rows into parts, and\n"
+                                  "compare each with a fit of the others")
+                     ->type_name("N")
+                     ->excludes(splitOption_)
+                     ->excludes(holdoutOption_)
+                     ->group(group);
+  seedOption_ = command_
+                    ->add_option("--seed", seed_,
+                                 "Draws other lots for --holdout and --folds; the same ones\n"
+                                 "for the same number")
+                    ->type_name("N")
+                    ->capture_default_str()
+                    ->group(group);
 }
 
 void FitArguments::AddOutput() {

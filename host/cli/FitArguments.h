@@ -49,6 +49,7 @@ class FitArguments {
   void AddDiagnostics();
   /// An option that may be given again and again.
   CLI::Option* AddRepeated(const char* name, std::vector<std::string>& texts, const char* help);
+  void AddValidation();
   /// Adds the option to those that only a logistic model has.
   CLI::Option* OfLogistic(CLI::Option* option);
   void CheckRanges() const;
@@ -63,6 +64,8 @@ class FitArguments {
   void TakeStyle();
   void TakeTests();
   void TakeMargins();
+  void TakeValidation();
+  void TakeSplit();
 
   CLI::App* command_;
   FitOptions options_;
@@ -74,9 +77,15 @@ class FitArguments {
   CLI::Option* noRefineOption_ = nullptr;
   CLI::Option* keepOption_ = nullptr;
   CLI::Option* anovaOption_ = nullptr;
+  CLI::Option* splitOption_ = nullptr;
+  CLI::Option* holdoutOption_ = nullptr;
+  CLI::Option* foldsOption_ = nullptr;
+  CLI::Option* seedOption_ = nullptr;
   std::string anova_;
   CLI::Option* marginsOption_ = nullptr;
   std::string margins_;
+  std::string split_;
+  long long seed_ = 1;
   std::vector<std::string> keep_;
   std::vector<CLI::Option*> logistic_;  ///< Owned by the command, like those above.
   bool noIntercept_ = false;

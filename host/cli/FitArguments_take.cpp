@@ -1,6 +1,8 @@
 // The values of the options of FitArguments, once the command line is read.
 
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -168,6 +170,52 @@ void FitArguments::Take() {
   CheckTables();
   TakeCovariance();
   TakeKept();
+  TakeValidation();
+}
+
+void FitArguments::TakeSplit() {
+  ValidationOptions& validation = options_.binding.validation;
+  // A name in back-quotes may hold the sign.
+  const std::size_t quoted = split_.starts_with('`') ? split_.rfind('`') : 0;
+  const std::size_t sign = split_.find('=', quoted);
+  validation.kind = ValidationKind::kSplit;
+  validation.column = ReadColumn("--split", split_.substr(0, sign));
+  if (sign == std::string::npos) return;
+  if (validation.column.empty() || sign + 1 == split_.size()) {
+    RefuseUsage(
+        fmt::format("--split takes a column, or a column and the level to fit, such as "
+                    "part=train, not '{}'.",
+                    split_));
+  }
+  validation.level = split_.substr(sign + 1);
+}
+
+void FitArguments::TakeValidation() {
+  ValidationOptions& validation = options_.binding.validation;
+  if (splitOption_->count() > 0) TakeSplit();
+  if (holdoutOption_->count() > 0) {
+    constexpr double kWhole = 100.0;
+    if (validation.share > 1.0 && validation.share < kWhole) {
+      RefuseUsage(
+          fmt::format("--holdout must be above 0 and below 1; for {0:g} percent write {1:g}.",
+                      validation.share, validation.share / kWhole));
+    }
+    if (!(validation.share > 0.0 && validation.share < 1.0)) {
+      RefuseUsage("--holdout must be above 0 and below 1, such as 0.2.");
+    }
+    validation.kind = ValidationKind::kHoldout;
+  }
+  if (foldsOption_->count() > 0) {
+    CheckAtLeast("--folds", validation.folds, 2);
+    validation.kind = ValidationKind::kFolds;
+  }
+  if (seedOption_->count() == 0) return;
+  if (seed_ < 0) RefuseUsage("--seed must be a whole number from 0 on.");
+  if (holdoutOption_->count() == 0 && foldsOption_->count() == 0) {
+    RefuseUsage(
+        "--seed draws the lots of --holdout and --folds; give one of them, or leave it out.");
+  }
+  validation.seed = static_cast<std::uint64_t>(seed_);
 }
 
 void FitArguments::CheckTables() const {

@@ -36,6 +36,7 @@ constexpr std::string_view kNewDataHint =
     "what the model predicts. Rows that hold the dependent are fitted, too; to predict those of "
     "test.csv alone, write --sql \"SELECT *, 1 AS w FROM 'train.csv' UNION ALL BY NAME SELECT *, 0 "
     "AS w FROM 'test.csv'\" --freq-weight w in place of --data";
+constexpr std::string_view kFoldsHint = "--folds N fits all but each of N parts of the rows";
 constexpr std::string_view kConfidenceHint = "--confidence LEVEL sets that of the limits";
 
 constexpr std::string_view kMarginsHint = "--margins computes average marginal effects";
@@ -59,8 +60,17 @@ constexpr auto kOtherNames = std::to_array<OtherName>({
     {"predict", kNewDataHint},
     {"predict-on", kNewDataHint},
     {"pred", kNewDataHint},
-    {"holdout", kNewDataHint},
     {"score", kNewDataHint},
+    {"cv", kFoldsHint},
+    {"kfold", kFoldsHint},
+    {"k-fold", kFoldsHint},
+    {"k-folds", kFoldsHint},
+    {"nfolds", kFoldsHint},
+    {"cross-validation", kFoldsHint},
+    {"crossval", kFoldsHint},
+    {"test-size", "--holdout SHARE holds that share of the rows out"},
+    {"train-size", "--holdout SHARE holds the rest of the rows out"},
+    {"random-state", "--seed N draws the lots of --holdout and --folds"},
     {"level", kConfidenceHint},
     {"conf.level", kConfidenceHint},
     {"conf-level", kConfidenceHint},

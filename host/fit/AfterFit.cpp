@@ -125,7 +125,7 @@ void AfterFit::ComputeMeans(FitResult& result) {
 void AfterFit::Predict(FitResult& result) const {
   if (options_.predictions.empty()) return;
   const BuiltPredictor model{run_->Component(), run_->Output(), CategoriesOf(*run_, table_),
-                             result.residualStdError};
+                             result.residualStdError, binding_.partCount > 0 ? binding_.part : -1};
   const WalkOptions walk = Walk("predicting");
   AddNote(WritePredictions(outputs_.Get(options_.predictions), table_, model, walk.threads,
                            walk.progress, interrupt_),

@@ -52,7 +52,8 @@ std::string WithoutRoleText(const std::vector<ColumnInfo>& columns) {
 
 DotColumns DotColumnsOf(const TableSource& source, const BindingOptions& options) {
   DotColumns dot;
-  for (const std::string& weight : {options.freqWeight, options.regressionWeight}) {
+  for (const std::string& weight :
+       {options.freqWeight, options.regressionWeight, options.validation.column}) {
     if (weight.empty()) continue;
     for (const ColumnInfo* column : source.Matches(weight)) dot.apart.push_back(column->name);
   }

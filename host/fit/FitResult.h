@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/fit/ValidationResult.h"
 #include "host/inference/Inference.h"
 #include "host/inference/LinearQuality.h"
 
@@ -108,6 +109,7 @@ struct RecordUse {
   std::vector<StringMissing> missingStrings =
       {};                 ///< In columns of the data, however they are used.
   long long leftOut = 0;  ///< Rows for which the condition is not true; none of those read.
+  long long heldOut = 0;  ///< Of a split or a holdout: usable or not.
 };
 
 /// One factor of a parameter, at one of its levels.
@@ -299,6 +301,7 @@ struct FitResult {
   long long rowsDiagnosed = 0;       ///< Its rows.
   /// The largest Cook's distances, where they were asked for.
   std::optional<std::vector<InfluentialRecord>> influential = std::nullopt;
+  std::optional<ValidationResult> validation = std::nullopt;
   std::vector<std::string> warnings;  ///< Sentences about anything suspicious.
   long statusCode = 0;                ///< Of the library: 0, or that of its last warning.
   std::string statusMessage;

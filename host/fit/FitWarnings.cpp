@@ -78,7 +78,7 @@ std::vector<std::string> FitWarnings::Find() const {
 
 void FitWarnings::FindRecords(Sentences& found) const {
   const RecordUse& records = result_.records;
-  if (records.used < records.read - records.used) {
+  if (records.used < records.read - records.heldOut - records.used) {
     found.push_back(
         "More than half of the records were left out; the fit speaks only for the rest.");
   }

@@ -257,4 +257,15 @@ std::optional<GroupedRecords> GroupRecords(const CodedTable& table,
   return Grouper(table, options).Run();
 }
 
+std::optional<GroupedRecords> GroupForFit(const CodedTable& table, const ModelBinding& binding,
+                                          const FitOptions& options, ProgressBar& progress,
+                                          const Interrupt& interrupt) {
+  if (binding.kind != ModelKind::kLogistic || !options.logistic.collapse) return std::nullopt;
+  return GroupRecords(table, {.interrupt = interrupt,
+                              .freqWeight = binding.freqWeight,
+                              .spoolDir = options.spoolDir,
+                              .threads = ThreadCount(options.threads),
+                              .progress = ShowShare("grouping", table.RecordCount(), progress)});
+}
+
 }  // namespace qvhost

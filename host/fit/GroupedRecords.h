@@ -6,7 +6,10 @@
 #include <optional>
 #include <string>
 
+#include "host/fit/FitOptions.h"
 #include "host/fit/Interrupt.h"
+#include "host/fit/ModelBinding.h"
+#include "host/fit/ProgressBar.h"
 #include "host/table/CodedTable.h"
 
 namespace qvhost {
@@ -48,5 +51,13 @@ struct GroupingOptions {
 /// Cancelled when interrupted.
 [[nodiscard]] std::optional<GroupedRecords> GroupRecords(const CodedTable& table,
                                                          const GroupingOptions& options);
+
+/// The distinct records to fit in place of the table's, as the options of a run have it; none where
+/// those are fitted one by one. Throws as GroupRecords does.
+[[nodiscard]] std::optional<GroupedRecords> GroupForFit(const CodedTable& table,
+                                                        const ModelBinding& binding,
+                                                        const FitOptions& options,
+                                                        ProgressBar& progress,
+                                                        const Interrupt& interrupt);
 
 }  // namespace qvhost

@@ -166,6 +166,7 @@ class Binder {
     binding_.regressionWeight = PlaceWeight(options.regressionWeight, "--regression-weight");
     binding_.cluster = PlaceCluster(options.cluster);
     if (options.hasGrid) PlaceGrid();
+    PlacePart(options.validation);
     return std::move(binding_);
   }
 
@@ -372,6 +373,19 @@ class Binder {
                           ? binding_.positions[static_cast<std::size_t>(axis.variable)]
                           : Place({axis.column, axis.sql, Coding::kNumber});
     }
+  }
+
+  void PlacePart(const ValidationOptions& validation) {
+    if (validation.kind == ValidationKind::kNone) return;
+    if (validation.kind == ValidationKind::kSplit) {
+      const ColumnInfo& column = ColumnOfOption(source_, validation.column, "--split");
+      ColumnRequest request{column.name, QuoteName(column.name), Coding::kFactor};
+      if (column.kind == ColumnKind::kBoolean) request.booleans = source_.BooleansOf(column.name);
+      binding_.part = Place(std::move(request));
+    } else {
+      binding_.part = Place({"part", "0", Coding::kNumber});
+    }
+    binding_.partCount = validation.IsTrainingOnly() ? 1 : 0;
   }
 
   const Formula& formula_;

@@ -8,6 +8,7 @@
 
 #include "host/fit/FitResult.h"
 #include "host/fit/GridPlan.h"
+#include "host/fit/ValidationOptions.h"
 #include "host/formula/Formula.h"
 #include "host/formula/Variable.h"
 #include "host/table/ColumnInfo.h"
@@ -62,6 +63,7 @@ struct BindingOptions {
   std::string freqWeight;          ///< Column names.
   std::string regressionWeight;
   std::string cluster = {};  ///< The column of clusters.
+  ValidationOptions validation = {};
   std::vector<std::string> bases =
       {};  ///< Each FACTOR=LEVEL: the level the others are compared with.
   std::vector<std::string> levels = {};  ///< Each FACTOR=LEVEL,LEVEL,...: their order.
@@ -71,9 +73,9 @@ struct BindingOptions {
 /// The positions of a formula's variables in the coded records. A plain value.
 ///
 /// A record holds the dependent (a number, or for a logistic model the code of its level), the
-/// factors, the covariates, the frequency weight, the regression weight, the cluster and columns
-/// that covariates are computed of, in this order. A column with several roles stands there once
-/// for each.
+/// factors, the covariates, the frequency weight, the regression weight, the cluster, columns that
+/// covariates are computed of, and the part that the record belongs to (see RecordParts.h), in this
+/// order. A column with several roles stands there once for each.
 struct ModelBinding {
   ModelKind kind = ModelKind::kLinear;
   bool isKindByType = true;            ///< And not asked for.
@@ -87,6 +89,8 @@ struct ModelBinding {
   int cluster = -1;  ///< Of the clusters' codes, a position without a role in the model.
   /// Of BindingOptions::hasGrid; its axes that are no variables have positions without a role, too.
   std::optional<GridPlan> grid = std::nullopt;
+  int part = -1;
+  int partCount = 0;  ///< Above 0: only records of parts below it are used.
 
   static constexpr int kDependent = 0;  ///< Its position.
 };

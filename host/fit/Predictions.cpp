@@ -42,7 +42,17 @@ class PredictionScorer : public RowScorer {
     OpenScorer(bytes, scorer_);
   }
 
+  void Score(const QvCommon::Record& record, std::span<double> row) final {
+    if (model_.part < 0) return ScoreFitted(record, row);
+    record_ = record;
+    record_[model_.part] = 0.0;
+    ScoreFitted(record_, row);
+  }
+
  protected:
+  /// Scores a record as if it were one of those fitted.
+  virtual void ScoreFitted(const QvCommon::Record& record, std::span<double> row) = 0;
+
   /// What is predicted for a record, none where it cannot be; `values` as the library leaves them.
   std::optional<double> Predicted(const QvCommon::Record& record, std::vector<double>& values) {
     QvCommon::QvStatus status;
@@ -56,6 +66,9 @@ class PredictionScorer : public RowScorer {
 
   const BuiltPredictor& model_;
   QvScorer scorer_;
+
+ private:
+  QvCommon::Record record_{0};
 };
 
 class LinearScorer final : public PredictionScorer {
@@ -71,7 +84,7 @@ class LinearScorer final : public PredictionScorer {
             {"std_error", Type::kNumber}};
   }
 
-  void Score(const QvCommon::Record& record, std::span<double> row) override {
+  void ScoreFitted(const QvCommon::Record& record, std::span<double> row) override {
     const std::optional<double> observed = LibraryNumber(record[ModelBinding::kDependent]);
     row[kObserved] = observed.value_or(kNoScore);
     const std::optional<double> predicted = Predicted(record, unused_);
@@ -104,7 +117,7 @@ class LogisticScorer final : public PredictionScorer {
     return columns;
   }
 
-  void Score(const QvCommon::Record& record, std::span<double> row) override {
+  void ScoreFitted(const QvCommon::Record& record, std::span<double> row) override {
     const double observed = record[ModelBinding::kDependent];
     if (observed >= 0.0) row[kObserved] = observed;
     const std::optional<double> code = Predicted(record, probabilities_);

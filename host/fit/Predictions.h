@@ -25,6 +25,7 @@ struct BuiltPredictor {
   const IQvRegOutputStats& output;
   PredictedCategories categories;
   std::optional<double> residualStdError;  ///< Of a linear model.
+  int part = -1;  ///< Position of what keeps records from being fitted, but not from being scored.
 };
 
 /// Scores every record of a table and writes a row for each, in their order, to a .csv, .tsv or

@@ -92,7 +92,9 @@ void ProgressBar::Print(const std::string& line) {
 }
 
 void ProgressBar::Show(std::string_view stage, double share, long long rows) {
-  if (IsDue(stage)) Print(Line(stage, share, rows, LineWidth()));
+  if (!IsDue(stage)) return;
+  Print(Line(task_.empty() ? std::string(stage) : fmt::format("{}, {}", task_, stage), share, rows,
+             LineWidth()));
 }
 
 void ProgressBar::ShowBytes(std::string_view stage, std::uint64_t bytes) {

@@ -7,6 +7,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "host/Terminal.h"
 
@@ -30,6 +31,9 @@ class ProgressBar {
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
 
+  /// What the stages shown from now on are parts of, such as `fold 2 of 5`; empty for nothing.
+  void SetTask(std::string task) { task_ = std::move(task); }
+
   /// Shows that `stage` is done to `share` (0 to 1; below 0 when it is not known) and has seen so
   /// many `rows`. May be called as often as wished: the line changes a few times a second.
   void Show(std::string_view stage, double share, long long rows);
@@ -50,6 +54,7 @@ class ProgressBar {
   std::FILE* stream_;      ///< Null: nothing is shown.
   std::size_t width_ = 0;  ///< 0: the terminal's, whatever it is at the moment.
   Clock::time_point next_;
+  std::string task_;
   std::string stage_;
   bool shown_ = false;
 };

@@ -148,6 +148,7 @@ bool LogisticRecordFit::Take(const QvCommon::Record& record) {
   const QvCommon::QvStatus status = scorer_.Score(record, code, probabilities_);
   if (status.GetCode() == QvStatusCode::kTooManyParameters) throw std::bad_alloc();
   if (status.IsError()) return false;
+  predicted_ = static_cast<int>(code);
   const auto found =
       std::ranges::find(categories_, static_cast<int>(record[ModelBinding::kDependent]));
   own_ = static_cast<std::size_t>(found - categories_.begin());
@@ -159,10 +160,13 @@ bool LogisticRecordFit::Take(const QvCommon::Record& record) {
   return true;
 }
 
-std::optional<double> LogisticRecordFit::DevianceResidual() const {
+double LogisticRecordFit::LogProbability() const {
   const double others = ProbabilityOfOthers(probabilities_, own_);
-  const double logarithm = others < 0.5 ? std::log1p(-others) : std::log(probabilities_[own_]);
-  const double size = std::sqrt(-2.0 * RegressionWeight() * logarithm);
+  return others < 0.5 ? std::log1p(-others) : std::log(probabilities_[own_]);
+}
+
+std::optional<double> LogisticRecordFit::DevianceResidual() const {
+  const double size = std::sqrt(-2.0 * RegressionWeight() * LogProbability());
   return Finite(order_ == 1 && own_ == order_ ? -size : size);
 }
 

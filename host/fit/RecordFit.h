@@ -127,6 +127,12 @@ class LogisticRecordFit final : public RecordFit {
  public:
   explicit LogisticRecordFit(const FittedModel& model);
 
+  /// Of the categories, in the library's order.
+  [[nodiscard]] const std::vector<double>& Probabilities() const { return probabilities_; }
+  /// The code of the most probable category.
+  [[nodiscard]] int Predicted() const { return predicted_; }
+  /// The logarithm of the probability of the record's own category.
+  [[nodiscard]] double LogProbability() const;
   /// The root of what the record adds to the deviance; of two categories, below 0 where it is of
   /// the reference.
   [[nodiscard]] std::optional<double> DevianceResidual() const;
@@ -148,6 +154,7 @@ class LogisticRecordFit final : public RecordFit {
   std::vector<int> categories_;
   std::size_t order_;  ///< K - 1.
   std::size_t own_ = 0;
+  int predicted_ = 0;
   std::vector<double> probabilities_;
   bool hasForms_ = false;
   std::vector<double> forms_;  ///< By rows, as the system.

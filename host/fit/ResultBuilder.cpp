@@ -175,6 +175,13 @@ class LogisticFitBuilder {
   const CodedColumn& dependent_;
 };
 
+/// The library counts records held out as missing, but for those whose weight is bad.
+void SetApart(const HeldOutScores& heldOut, RecordUse& records) {
+  records.heldOut = heldOut.heldOut;
+  records.missing -= heldOut.heldOut - heldOut.badWeight;
+  records.badWeight -= heldOut.badWeight;
+}
+
 const QvCommon::QvBitSet& NonFiniteParameters(const IQvRegOutputStats& output) {
   if (const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&output)) {
     return linear->GetNonFiniteParameters();
@@ -195,6 +202,7 @@ FitResult ResultBuilder::Build(const FitOptions& options) const {
   result.tolerance = options.tolerance.value_or(DefaultTolerance(binding_.kind));
   result.imposedDegreesOfFreedom = options.degreesOfFreedom.has_value();
   result.records = run_.Records();
+  if (heldOut_ != nullptr) SetApart(*heldOut_, result.records);
   result.libraryDegreesOfFreedom = run_.Output().GetNDegFreedom();
   result.covariance.kind = options.covariance;
   result.covariance.column = options.binding.cluster;

@@ -2,6 +2,7 @@
 
 #include "host/fit/FitOptions.h"
 #include "host/fit/FitResult.h"
+#include "host/fit/HeldOutScores.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
 #include "host/fit/RobustCovariance.h"
@@ -15,10 +16,17 @@ namespace qvhost {
 /// everything it is made of; `run` must be built.
 class ResultBuilder {
  public:
-  /// `robust`, null for none, takes the place of the model's own covariance matrix.
+  /// `robust`, null for none, takes the place of the model's own covariance matrix; records that
+  /// are `heldOut`, null for none, are not among those left out.
   ResultBuilder(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
-                const ModelRun& run, const RobustCovariance* robust = nullptr)
-      : formula_(formula), binding_(binding), table_(table), run_(run), robust_(robust) {}
+                const ModelRun& run, const RobustCovariance* robust = nullptr,
+                const HeldOutScores* heldOut = nullptr)
+      : formula_(formula),
+        binding_(binding),
+        table_(table),
+        run_(run),
+        robust_(robust),
+        heldOut_(heldOut) {}
 
   /// Throws Error (kRunFailed) when an estimate or a standard error is outside the range of a
   /// double.
@@ -42,6 +50,7 @@ class ResultBuilder {
   const CodedTable& table_;
   const ModelRun& run_;
   const RobustCovariance* robust_;
+  const HeldOutScores* heldOut_;
 };
 
 }  // namespace qvhost

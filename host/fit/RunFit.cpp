@@ -28,6 +28,7 @@
 #include "host/fit/ScaledEstimates.h"
 #include "host/fit/Standardization.h"
 #include "host/fit/StatusText.h"
+#include "host/fit/Validation.h"
 #include "host/formula/Formula.h"
 #include "host/inference/Collinearity.h"
 #include "host/table/CodeTable.h"
@@ -99,16 +100,26 @@ RunSettings SettingsOf(const Formula& formula, const ModelBinding& binding, cons
   }
 }
 
-/// The distinct records to fit in place of the table's; none where those are fitted one by one.
-std::optional<GroupedRecords> Group(const CodedTable& table, const ModelBinding& binding,
-                                    const FitOptions& options, ProgressBar& progress,
-                                    const Interrupt& interrupt) {
-  if (binding.kind != ModelKind::kLogistic || !options.logistic.collapse) return std::nullopt;
-  return GroupRecords(table, {.interrupt = interrupt,
-                              .freqWeight = binding.freqWeight,
-                              .spoolDir = options.spoolDir,
-                              .threads = ThreadCount(options.threads),
-                              .progress = ShowShare("grouping", table.RecordCount(), progress)});
+void BeginValidation(Validation& validation, const CodedTable& table) {
+  try {
+    validation.Begin();
+  } catch (const NoSuchLevel& error) {
+    RefuseLevel(error, table.MissingStrings());
+  }
+}
+
+/// Says of a model that cannot be fitted that records were held out, if they were.
+void Build(ModelRun& run, const FitOptions& options) {
+  try {
+    run.Build();
+  } catch (const Cancelled&) {
+    throw;
+  } catch (const Error& error) {
+    if (!options.binding.validation.IsTrainingOnly()) throw;
+    throw Error(error.Code(),
+                fmt::format("Without the records held out by --{} there is no fit: {}",
+                            ValidationName(options.binding.validation.kind), error.what()));
+  }
 }
 
 /// Throws for an option that the kind of model does not have.
@@ -126,7 +137,8 @@ std::vector<std::string> ColumnsOf(const TableSource& source, const Formula& for
                                    const BindingOptions& options,
                                    const std::optional<RowCondition>& condition) {
   std::vector<std::string> columns;
-  for (const std::string& named : {options.freqWeight, options.regressionWeight, options.cluster}) {
+  for (const std::string& named :
+       {options.freqWeight, options.regressionWeight, options.cluster, options.validation.column}) {
     for (const ColumnInfo* column : source.Matches(named)) columns.push_back(column->name);
   }
   if (condition)
@@ -323,6 +335,8 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   // Some files are opened only while others are read.
   outputs.SetInputs(source.Inputs());
   outputs.Begin();
+  Validation validation(formula, binding, table, options, progress, interrupt);
+  BeginValidation(validation, table);
   RunSettings settings = SettingsOf(formula, binding, table, options);
   const std::vector<StandardizedVariable> standardized =
       Standardize(formula, binding, table, ValidatorOf(settings.Get()), interrupt,
@@ -332,7 +346,8 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
                  outputs);
   after.CheckClusters();
   after.PrepareMeans(formula, source, standardized, settings.Get());
-  const std::optional<GroupedRecords> grouped = Group(table, binding, options, progress, interrupt);
+  const std::optional<GroupedRecords> grouped =
+      GroupForFit(table, binding, options, progress, interrupt);
   if (grouped) settings.UseGroups(*grouped, options.logistic);
   const CodedTable& fitted = grouped ? grouped->table : table;
   CheckParameterCount(formula, binding, fitted, ValidatorOf(settings.Get()), options.maxParameters,
@@ -341,10 +356,13 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
                            interrupt);
   ModelRun run(settings.Get(), fitted, options.threads, progress, interrupt);
   const auto start = std::chrono::steady_clock::now();
-  run.Build();
+  Build(run, options);
   const double seconds = SecondsSince(start);
   after.Begin(run);
-  FitResult result = ResultBuilder(formula, binding, table, run, after.Robust()).Build(options);
+  validation.Score(run, grouped ? &*grouped : nullptr);
+  FitResult result =
+      ResultBuilder(formula, binding, table, run, after.Robust(), validation.HeldOut())
+          .Build(options);
   if (grouped) result.logistic->distinctRecords = grouped->table.RecordCount();
   result.where = options.where;
   result.records.leftOut = source.RowsLeftOut();
@@ -360,6 +378,7 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   AddMargins(all, margins, after.Robust(), ValidatorOf(settings.Get()), progress, interrupt,
              result);
   after.Finish(result);
+  validation.Finish(run, result);
   result.data = DataText(source, options.source);
   progress.Erase();
   return result;

@@ -95,12 +95,14 @@ int FindReferenceLevel(const std::string& reference, const CodedColumn& dependen
                   dependent.label, reference, LevelHint(dependent.levels, reference)));
 }
 
-QvRegRecordValidator ValidatorOf(const QvRegSettings& settings) {
+QvRegRecordValidator ValidatorOf(const QvRegSettings& settings, int apart) {
   constexpr int kNoCategories = 0;
+  std::vector<QvConst::QvVariableType> types = settings.GetVariableTypes();
+  const auto place = static_cast<std::size_t>(apart);
+  if (apart >= 0 && place < types.size()) types[place] = QvConst::QvVarNone;
   const auto* const logistic = dynamic_cast<const QvLogRegSettings*>(&settings);
   QvRegRecordValidator validator;
-  validator.SetRecordInfo(settings.GetVariableTypes(), settings.GetFactors(),
-                          settings.GetFactorSizes(),
+  validator.SetRecordInfo(types, settings.GetFactors(), settings.GetFactorSizes(),
                           logistic == nullptr ? kNoCategories : logistic->GetDependentNCategs());
   return validator;
 }
@@ -154,6 +156,8 @@ void RunSettings::AddRoles(const ModelBinding& binding, const CodedTable& table)
     const auto levels = table.Columns()[static_cast<std::size_t>(position)].levels.size();
     Require(settings_->AddFactor(position, std::max(1, static_cast<int>(levels))) > 0);
   }
+  // Without an effect: records that it leaves out are not used.
+  if (binding.partCount > 0) Require(settings_->AddFactor(binding.part, binding.partCount) > 0);
   if (binding.freqWeight >= 0) Require(settings_->SetFrequencyWeightVar(binding.freqWeight));
   if (binding.regressionWeight >= 0) Require(settings_->SetRegrWeightVar(binding.regressionWeight));
 }

@@ -21,8 +21,8 @@ namespace qvhost {
 /// last). Throws Error (kBadInput) when the dependent has no such level, with those that it has.
 [[nodiscard]] int FindReferenceLevel(const std::string& reference, const CodedColumn& dependent);
 
-/// Tells which records these settings use.
-[[nodiscard]] QvRegRecordValidator ValidatorOf(const QvRegSettings& settings);
+/// Tells which records these settings use, or would use without the role of position `apart`.
+[[nodiscard]] QvRegRecordValidator ValidatorOf(const QvRegSettings& settings, int apart = -1);
 
 /// The library's settings for a bound formula: roles of the record's positions, one effect for each
 /// term, and the options of the kind of model. Owns the list of variables that the effects

@@ -136,7 +136,7 @@ class Standardizer {
 
   void Apply() {
     const auto size = static_cast<std::size_t>(table_.RecordSize());
-    const auto change = [&](std::span<double> records) {
+    const auto change = [&](std::int64_t, std::span<double> records) {
       for (const Target& target : targets_) {
         for (std::size_t at = target.position; at < records.size(); at += size) {
           double& value = records[at];

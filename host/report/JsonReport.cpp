@@ -3,6 +3,7 @@
 
 #include "host/inference/Inference.h"
 #include "host/report/Report.h"
+#include "host/report/ValidationJson.h"
 
 namespace qvhost {
 
@@ -54,6 +55,7 @@ Json Records(const RecordUse& records) {
           {"left_out", records.leftOut},
           {"missing", records.missing},
           {"bad_weight", records.badWeight},
+          {"held_out", records.heldOut},
           {"missing_by_column", std::move(byColumn)},
           {"missing_strings", std::move(strings)}};
 }
@@ -303,6 +305,7 @@ std::string JsonReport(const FitResult& fit) {
   report["means"] = MeansJson(fit);
   if (fit.logistic) report["classification"] = Classification(*fit.logistic);
   report["influential"] = Influential(fit);
+  report["validation"] = fit.validation ? ValidationJson(fit) : Json(nullptr);
   report["warnings"] = fit.warnings;
   report["status"] = {{"code", fit.statusCode}, {"message", fit.statusMessage}};
   constexpr int indent = 2;

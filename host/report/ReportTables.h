@@ -29,6 +29,9 @@ namespace qvhost {
 /// What --contrast and --means ask for; empty without.
 [[nodiscard]] std::string MeansText(const FitResult& fit, const TextStyle& style = {});
 
+/// How records held out compare with what is predicted. REQUIRES: `fit.validation` is there.
+[[nodiscard]] std::string ValidationText(const FitResult& fit, const TextStyle& style = {});
+
 /// The most influential records. REQUIRES: `fit.influential` is there.
 [[nodiscard]] std::string InfluentialTable(const FitResult& fit, const TextStyle& style = {});
 

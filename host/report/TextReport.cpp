@@ -83,6 +83,9 @@ void AddRecords(HeadingLines& lines, const RecordUse& records) {
     lines.Add("", fmt::format("{} left out for a missing value{}", CountText(records.missing),
                               MissingColumns(records.missingByColumn)));
   }
+  if (records.heldOut > 0) {
+    lines.Add("", fmt::format("{} held out for validation", CountText(records.heldOut)));
+  }
   AddMissingStrings(lines, records.missingStrings);
   if (records.badWeight > 0) {
     lines.Add("", fmt::format("{} left out for a weight that is missing or not above 0",
@@ -227,6 +230,7 @@ std::string TextReport(const FitResult& fit, const TextStyle& style) {
   }
   if (fit.margins && !fit.margins->empty()) text += "\n" + MarginTables(fit, style);
   if (fit.influential) text += "\n" + InfluentialTable(fit, style);
+  if (fit.validation) text += "\n" + ValidationText(fit, style);
   return text + Notes(fit, style);
 }
 

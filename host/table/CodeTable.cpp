@@ -135,7 +135,7 @@ class Coder {
       if (!codes.empty()) changes.push_back({i, codes});
     }
     if (changes.empty()) return;
-    const auto change = [&](std::span<double> records) {
+    const auto change = [&](std::int64_t, std::span<double> records) {
       for (const CodeChange& column : changes) {
         for (std::size_t at = column.position; at < records.size(); at += plan_.size()) {
           if (records[at] >= 0.0) records[at] = column.codes[static_cast<std::size_t>(records[at])];

@@ -91,7 +91,7 @@ void SpoolFile::WriteAt(std::int64_t offset, std::span<const double> values) con
 }
 
 void SpoolFile::ChangeRecords(std::size_t recordSize, int threads,
-                              const std::function<void(std::span<double>)>& change,
+                              const std::function<void(std::int64_t, std::span<double>)>& change,
                               const std::function<void(std::int64_t)>& afterBlocks) {
   Flush();
   const auto size = static_cast<std::int64_t>(recordSize);
@@ -108,7 +108,7 @@ void SpoolFile::ChangeRecords(std::size_t recordSize, int threads,
       std::vector<double>& block = blocks[i];
       block.resize(static_cast<std::size_t>(std::min(atOnce, end - first) * size));
       ReadAt(first * size, block);
-      change(block);
+      change(first, block);
       WriteAt(first * size, block);
     });
     afterBlocks(end);

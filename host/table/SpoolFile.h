@@ -52,11 +52,11 @@ class SpoolFile {
   void ReadAt(std::int64_t offset, std::span<double> values) const;
 
   /// Has `change` change records of `recordSize` doubles each, of which the file consists: it is
-  /// called with some of them at a time, on up to `threads` threads, on none of them twice.
-  /// `afterBlocks` is called on the calling thread with the number of records done; what either
-  /// throws ends the work. Leaves the stream at the first record.
+  /// called with some of them at a time, and the number of the first, on up to `threads` threads,
+  /// on none of them twice. `afterBlocks` is called on the calling thread with the number of
+  /// records done; what either throws ends the work. Leaves the stream at the first record.
   void ChangeRecords(std::size_t recordSize, int threads,
-                     const std::function<void(std::span<double>)>& change,
+                     const std::function<void(std::int64_t first, std::span<double>)>& change,
                      const std::function<void(std::int64_t)>& afterBlocks);
 
   /// Positions the stream at its first value.

@@ -128,8 +128,8 @@ TEST_F(CommandUsage, AnOptionOfOtherPrograms) {
 
 // --predictions would overwrite the file that such an option names.
 TEST_F(CommandUsage, AFileOfNewRows) {
-  for (const std::string name : {"--predict", "--predict-on", "--pred", "--holdout", "--score",
-                                 "--test", "--newdata", "--new-data"}) {
+  for (const std::string name :
+       {"--predict", "--predict-on", "--pred", "--score", "--test", "--newdata", "--new-data"}) {
     ExpectFitRefused(
         {name, "n.csv"},
         "There is no option " + name +

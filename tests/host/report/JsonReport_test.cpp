@@ -46,10 +46,11 @@ TEST(JsonReport, HasTheseNames) {
                                   "contrasts",
                                   "means",
                                   "influential",
+                                  "validation",
                                   "warnings",
                                   "status"}));
   EXPECT_EQ(Names(report["records"]), (Texts{"read", "used", "left_out", "missing", "bad_weight",
-                                             "missing_by_column", "missing_strings"}));
+                                             "held_out", "missing_by_column", "missing_strings"}));
   EXPECT_EQ(Names(report["parameters"][0]),
             (Texts{"label", "levels", "covariates", "estimate", "std_error", "statistic", "p_value",
                    "conf_low", "conf_high", "redundant"}));
@@ -226,6 +227,7 @@ TEST(JsonReportLogistic, HasTheseNames) {
                                   "means",
                                   "classification",
                                   "influential",
+                                  "validation",
                                   "warnings",
                                   "status"}));
   EXPECT_EQ(Names(report["dependent_levels"][0]), (Texts{"level", "weight"}));

@@ -57,7 +57,8 @@ TEST_F(SpoolFileTest, ChangesEveryRecordOnceOnAnyNumberOfThreads) {
     std::vector<std::int64_t> done;
     file.ChangeRecords(
         3, threads,
-        [](std::span<double> records) {
+        [](std::int64_t first, std::span<double> records) {
+          ASSERT_EQ(records[0], static_cast<double>(3 * first));
           ASSERT_EQ(records.size() % 3, 0U);
           for (std::size_t at = 1; at < records.size(); at += 3) records[at] = -records[at];
         },
