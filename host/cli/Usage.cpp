@@ -154,7 +154,11 @@ class CommandWords {
   void Check() {
     while (at_ < words_.size()) {
       const std::string& word = words_[at_++];
-      if (!IsOptionWord(word)) RefuseStray(word);
+      if (!IsOptionWord(word)) {
+        if (!TakesPlainWords()) RefuseStray(word);
+        if (word.empty()) Refuse("One of the files has an empty name.");
+        continue;
+      }
       if (word.starts_with("--")) {
         CheckLong(word);
       } else {
@@ -167,6 +171,12 @@ class CommandWords {
   }
 
  private:
+  /// Whether words without an option are values of the command itself.
+  [[nodiscard]] bool TakesPlainWords() const {
+    return std::ranges::any_of(command_.get_options(),
+                               [](const CLI::Option* option) { return option->get_positional(); });
+  }
+
   [[noreturn]] void Refuse(const std::string& message) const {
     throw Error(ExitCode::kBadInput,
                 fmt::format("{}\nTry 'qvreg {} --help'.", message, command_.get_name()));

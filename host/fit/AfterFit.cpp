@@ -8,6 +8,7 @@
 #include "host/fit/CovarianceTable.h"
 #include "host/fit/Diagnostics.h"
 #include "host/fit/Predictions.h"
+#include "host/fit/RecordDigest.h"
 #include "host/fit/ScaledEstimates.h"
 #include "host/inference/Inference.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
@@ -77,6 +78,7 @@ void AfterFit::Begin(const ModelRun& run) {
 }
 
 void AfterFit::Finish(FitResult& result) const {
+  Digest(result);
   Predict(result);
   Diagnose(result);
   WriteMatrix(result);
@@ -90,6 +92,12 @@ WalkOptions AfterFit::Walk(const char* stage) const {
 
 int AfterFit::PartCount() const {
   return QvPartCount(table_.RecordCount(), run_->Component().GetCompSettings());
+}
+
+void AfterFit::Digest(FitResult& result) const {
+  if (!options_.digest) return;
+  result.records.digest =
+      DigestRecords(table_, binding_, validator_, PartCount(), Walk("digesting"));
 }
 
 void AfterFit::Predict(FitResult& result) const {

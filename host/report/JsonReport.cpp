@@ -54,6 +54,7 @@ Json Records(const RecordUse& records) {
           {"left_out", records.leftOut},
           {"missing", records.missing},
           {"bad_weight", records.badWeight},
+          {"digest", Text(records.digest)},
           {"missing_by_column", std::move(byColumn)},
           {"missing_strings", std::move(strings)}};
 }
