@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <string_view>
@@ -342,6 +343,10 @@ class CommandWords {
                           nearest ? ". Did you mean --" + *nearest + "?" : ".", kHelp));
 }
 
+bool IsOneOf(std::string_view word, std::initializer_list<std::string_view> words) {
+  return std::ranges::any_of(words, [&](std::string_view each) { return SameWord(each, word); });
+}
+
 [[noreturn]] void RefuseCommand(const CLI::App& app, const std::string& word) {
   Names names = {"help"};
   for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
@@ -351,6 +356,10 @@ class CommandWords {
   if (SameWord(word, "version")) hint = " Write 'qvreg --version'.";
   if (SameWord(word, "predict") || SameWord(word, "score")) {
     hint = " 'qvreg fit' with --predictions FILE writes what the model predicts.";
+  } else if (IsOneOf(word, {"summary", "info", "columns", "head", "str", "glimpse", "profile"})) {
+    hint = " 'qvreg describe' tells what is in a table.";
+  } else if (IsOneOf(word, {"anova", "test", "diff"})) {
+    hint = " 'qvreg compare' tests nested fits, 'qvreg fit --anova' the terms of one.";
   } else if (word.find_first_of(".~/") != std::string::npos) {
     hint = fmt::format(" Write 'qvreg fit' and {} before it.",
                        LooksLikeFormula(word) ? "--formula" : "--data");

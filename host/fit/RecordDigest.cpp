@@ -1,5 +1,6 @@
 #include "host/fit/RecordDigest.h"
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -25,12 +26,12 @@ class DigestSum {
     QvCommon::QvStatus status;
     if (!validator_.IsValidRecord(record, status)) return true;
     const double dependent = record[ModelBinding::kDependent];
-    std::uint64_t hash =
-        levels_.empty() ? HashNumber(dependent) : levels_[static_cast<std::size_t>(dependent)];
-    hash = MixBits(hash ^ HashNumber(WeightAt(record, binding_.freqWeight)));
-    hash = MixBits(hash ^ HashNumber(WeightAt(record, binding_.regressionWeight)));
+    const std::uint64_t value =
+        levels_.empty() ? BitsOf(dependent) : levels_[static_cast<std::size_t>(dependent)];
+    const std::uint64_t hash = MixBits(value ^ WeightsOf(record));
     first_ += hash;
-    second_ += MixBits(hash);
+    // Sums of squares tell sets apart that have the same sum.
+    second_ += hash * hash;
     return true;
   }
   void EndPart() {}
@@ -41,8 +42,21 @@ class DigestSum {
   [[nodiscard]] std::string Text() const { return fmt::format("{:016x}{:016x}", first_, second_); }
 
  private:
-  static double WeightAt(const QvCommon::Record& record, int position) {
-    return position < 0 ? 1.0 : record[position];
+  static constexpr std::uint64_t BitsOf(double value) {
+    return std::bit_cast<std::uint64_t>(value == 0.0 ? 0.0 : value);
+  }
+  static constexpr std::uint64_t Combine(std::uint64_t freq, std::uint64_t regression) {
+    return MixBits(MixBits(freq) ^ regression);
+  }
+
+  /// What both weights do to the hash; without any the same for all records.
+  [[nodiscard]] std::uint64_t WeightsOf(const QvCommon::Record& record) const {
+    constexpr std::uint64_t kOnes = Combine(BitsOf(1.0), BitsOf(1.0));
+    if (binding_.freqWeight < 0 && binding_.regressionWeight < 0) return kOnes;
+    const auto bits = [&record](int position) {
+      return BitsOf(position < 0 ? 1.0 : record[position]);
+    };
+    return Combine(bits(binding_.freqWeight), bits(binding_.regressionWeight));
   }
 
   const ModelBinding& binding_;

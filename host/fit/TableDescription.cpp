@@ -9,6 +9,7 @@
 #include "host/fit/DotColumns.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/OpenSource.h"
+#include "host/fit/ReadingNotes.h"
 #include "host/table/ProfileTable.h"
 
 namespace qvhost {
@@ -34,8 +35,11 @@ std::vector<StringMissing> MissingStringsOf(const TableSource& source, const std
   return strings;
 }
 
-void AddNotes(const TableSource& source, TableDescription& table) {
+void AddNotes(const TableSource& source, const std::vector<std::string>& names,
+              TableDescription& table) {
   table.notes = source.NotesOnNames();
+  for (std::string& note : FileNotes(source)) table.notes.push_back(std::move(note));
+  for (std::string& note : FormatNotes(source, names)) table.notes.push_back(std::move(note));
   std::vector<ColumnInfo> withoutRole;
   for (const ColumnDescription& column : table.columns) {
     if (column.role == ColumnRole::kNone) withoutRole.push_back(column.info);
@@ -88,7 +92,7 @@ TableDescription DescribeTable(const DescribeOptions& options, ProgressBar& prog
     column.warnings = ColumnWarnings(column, source);
     NameBooleans(source, column);
   }
-  AddNotes(source, table);
+  AddNotes(source, names, table);
   if (condition) {
     for (const std::string& note : condition->notes) table.notes.push_back(note);
   }

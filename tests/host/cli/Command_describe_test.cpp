@@ -13,6 +13,7 @@
 #include "host/Text.h"
 #include "host/TextLayout.h"
 #include "tests/host/cli/CommandRun.h"
+#include "tests/host/table/SqliteMaker.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvhost {
@@ -109,6 +110,14 @@ TEST(CommandDescribe, EveryReaderGivesTheSame) {
   const std::string database = folder.File("p.duckdb");
   RunSql("COPY (" + query + ") TO " + QuoteText(parquet));
   RunSql("ATTACH " + QuoteText(database) + " AS made; CREATE TABLE made.birds AS " + query);
+  const std::string sqlite = folder.File("p.sqlite");
+  WriteSqlite(sqlite,
+              "CREATE TABLE t (x REAL, g TEXT); INSERT INTO t VALUES (1.5, 'a'), (2, 'b'), "
+              "(NULL, 'a');");
+  const Json small = DescribeJson({"-d", sqlite});
+  EXPECT_EQ(ColumnOf(small, "x").at("missing"), 1);
+  EXPECT_EQ(ColumnOf(small, "x").at("numbers").at("mean"), 1.75);
+  EXPECT_EQ(ColumnOf(small, "g").at("levels")[0].at("count"), 2);
   const Json expected = DescribeJson({"-d", Example("penguins.csv")}).at("columns");
   const auto values = [](Json columns) {
     for (Json& column : columns) column.erase("missing_strings");
@@ -264,6 +273,19 @@ TEST(CommandDescribe, RefusesWhatItCannotDo) {
   ExpectFailure(Describe({"-d", file, "--json", file}), kBadInput,
                 "--json '" + file + "' would replace the input '" + file + "'; name another file.");
   EXPECT_EQ(qvtest::ReadFile(file), "x\n1\n");
+}
+
+TEST(CommandDescribe, NotesHowFilesWereRead) {
+  const qvtest::TempFolder folder;
+  const std::string a = folder.Write("a.csv", "x,when\n1,13.01.2024\n2,14.01.2024\n");
+  const std::string b = folder.Write("b.csv", "when\n15.01.2024\n");
+  const Json table = DescribeJson({"-d", a, "-d", b});
+  EXPECT_EQ(ColumnOf(table, "when").at("range").at("last"), "2024-01-15");
+  const std::string notes = table.at("warnings").dump();
+  EXPECT_NE(notes.find("The dates of 'when' are read as DD.MM.YYYY."), std::string::npos) << notes;
+  EXPECT_NE(notes.find("'x' is no column of '" + b + "' and missing in all its rows."),
+            std::string::npos)
+      << notes;
 }
 
 TEST(CommandDescribe, ATableWithoutRowsHasColumns) {
