@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 #include <utility>
 
 #include <fmt/format.h>
@@ -54,19 +55,19 @@ void NumberProfile::Add(double value, std::uint64_t hash) {
 
 void NumberProfile::EndBlock() {
   if (inBlock_ == 0) return;
-  const auto end = block_.begin() + static_cast<std::ptrdiff_t>(inBlock_);
-  const auto [low, high] = std::minmax_element(block_.begin(), end);
-  minimum_ = count_ == 0 ? *low : std::min(minimum_, *low);
-  maximum_ = count_ == 0 ? *high : std::max(maximum_, *high);
+  const std::span<const double> values = std::span(block_).first(inBlock_);
+  const auto [low, high] = std::ranges::minmax(values);
+  minimum_ = count_ == 0 ? low : std::min(minimum_, low);
+  maximum_ = count_ == 0 ? high : std::max(maximum_, high);
   const auto size = static_cast<double>(inBlock_);
   // From the first value, lest sums of large numbers lose the small differences.
-  const double origin = block_.front();
+  const double origin = values.front();
   double sum = 0.0;
-  for (auto at = block_.begin(); at != end; ++at) sum += (*at - origin) / size;
+  for (const double value : values) sum += (value - origin) / size;
   const double mean = origin + sum;
   double squares = 0.0;
-  for (auto at = block_.begin(); at != end; ++at) squares += (*at - mean) * (*at - mean);
-  const double before = static_cast<double>(count_);
+  for (const double value : values) squares += (value - mean) * (value - mean);
+  const auto before = static_cast<double>(count_);
   const double all = before + size;
   const double difference = mean - mean_;
   mean_ = count_ == 0 ? mean : mean_ + difference * (size / all);

@@ -75,7 +75,7 @@ TEST_F(CompareTest, TestsAreThoseOfR) {
     const std::string large = Fit("large.json", data, expected.at("formulas")[1], options);
     const Json found = CompareJson({large, small});
     ASSERT_EQ(found.at("tests").size(), 1U) << entry.path() << found.at("warnings");
-    const Json& test = found.at("tests")[0];
+    const Json& test = found.at("tests").at(0);
     EXPECT_EQ(test.at("fit"), 1);
     EXPECT_EQ(test.at("against"), 2);
     for (const char* key : {"df", "df_residual", "statistic", "p_value", "sum_of_squares"}) {
@@ -108,12 +108,13 @@ TEST_F(CompareTest, ParametersStandSideBySide) {
   const Json found = CompareJson({a, b});
   const Json& parameters = found.at("parameters");
   ASSERT_EQ(parameters.size(), 5U);
-  EXPECT_EQ(parameters[1].at("label"), "origin=Europe");
-  EXPECT_TRUE(parameters[1].at("fits")[0].is_null());
-  EXPECT_EQ(parameters[4].at("label"), "displacement");
+  EXPECT_EQ(parameters.at(1).at("label"), "origin=Europe");
+  EXPECT_TRUE(parameters.at(1).at("fits").at(0).is_null());
+  EXPECT_EQ(parameters.at(4).at("label"), "displacement");
   const Json fit = Json::parse(std::ifstream(a));
-  EXPECT_EQ(parameters[4].at("fits")[0].at("estimate"), fit.at("parameters")[1].at("estimate"));
-  EXPECT_EQ(found.at("fits")[0].at("fit").at("aic"), fit.at("fit").at("aic"));
+  EXPECT_EQ(parameters.at(4).at("fits").at(0).at("estimate"),
+            fit.at("parameters").at(1).at("estimate"));
+  EXPECT_EQ(found.at("fits").at(0).at("fit").at("aic"), fit.at("fit").at("aic"));
   const CommandResult text = Compare({a, b});
   EXPECT_NE(text.out.find("(2) against (1)"), std::string::npos) << text.out;
 }
@@ -123,9 +124,9 @@ TEST_F(CompareTest, LogisticParametersStandByCategory) {
   const std::string b = Cars("b.json", "origin ~ weight + displacement");
   const Json found = CompareJson({a, b});
   ASSERT_EQ(found.at("parameters").size(), 6U);
-  EXPECT_EQ(found.at("parameters")[2].at("label"), "displacement");
-  EXPECT_EQ(found.at("parameters")[2].at("category"), "Europe");
-  EXPECT_EQ(found.at("tests")[0].at("df"), 2);
+  EXPECT_EQ(found.at("parameters").at(2).at("label"), "displacement");
+  EXPECT_EQ(found.at("parameters").at(2).at("category"), "Europe");
+  EXPECT_EQ(found.at("tests").at(0).at("df"), 2);
   EXPECT_NE(Compare({a, b}).out.find("origin = Japan"), std::string::npos);
 }
 
@@ -133,7 +134,7 @@ TEST_F(CompareTest, NotNestedModelsAreNotTested) {
   const Json found =
       CompareJson({Cars("a.json", "weight ~ displacement"), Cars("b.json", "weight ~ origin")});
   EXPECT_EQ(found.at("tests"), Json::array());
-  EXPECT_EQ(found.at("warnings")[0],
+  EXPECT_EQ(found.at("warnings").at(0),
             "Fits 1 and 2 are not tested against each other: the terms of fit 2 do not hold "
             "'displacement' of fit 1.");
 }
@@ -143,7 +144,7 @@ TEST_F(CompareTest, OtherRecordsAreNotTested) {
   const Json found = CompareJson({Cars("a.json", "weight ~ displacement"),
                                   Cars("b.json", "weight ~ displacement*horsepower")});
   EXPECT_EQ(found.at("tests"), Json::array());
-  EXPECT_EQ(found.at("warnings")[0],
+  EXPECT_EQ(found.at("warnings").at(0),
             "Fits 1 and 2 are not tested against each other: 406 records were used by fit 1, 400 "
             "by fit 2.");
 }
@@ -153,7 +154,7 @@ TEST_F(CompareTest, OtherWeightsAreNotTested) {
       {Cars("a.json", "weight ~ displacement"),
        Cars("b.json", "weight ~ displacement + origin", {"--regression-weight", "cylinders"})});
   EXPECT_EQ(found.at("tests"), Json::array());
-  EXPECT_EQ(found.at("warnings")[0],
+  EXPECT_EQ(found.at("warnings").at(0),
             "Fits 1 and 2 are not tested against each other: the values or weights of the "
             "dependent differ in the records that they used.");
 }
@@ -169,7 +170,7 @@ TEST_F(CompareTest, RefusesWhatIsNoFit) {
   old.at("records").erase("digest");
   const std::string before = folder_.Write("before.json", old.dump());
   old = Json::parse(whole);
-  old.at("parameters")[0].at("estimate") = "1";
+  old.at("parameters").at(0).at("estimate") = "1";
   const std::string odd = folder_.Write("odd.json", old.dump());
   const auto message = [&](const std::string& file, const std::string& expected) {
     ExpectFailure(Compare({good, file}), kBadInput, expected);

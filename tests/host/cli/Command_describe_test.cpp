@@ -54,7 +54,9 @@ const Json& ColumnOf(const Json& table, const std::string& name) {
 }
 
 /// The warnings of the only column of a query.
-Strings WarningsOf(const std::string& sql) { return OfQuery(sql).at("columns")[0].at("warnings"); }
+Strings WarningsOf(const std::string& sql) {
+  return OfQuery(sql).at("columns").at(0).at("warnings");
+}
 
 TEST(CommandDescribe, NumbersAreThoseOfR) {
   int numbers = 0;
@@ -68,8 +70,8 @@ TEST(CommandDescribe, NumbersAreThoseOfR) {
       EXPECT_EQ(found.at("missing"), wanted.at("missing")) << column;
       EXPECT_EQ(found.at("distinct"), wanted.at("distinct")) << column;
       if (!wanted.contains("mean")) {
-        EXPECT_EQ(found.at("levels")[0].at("level"), wanted.at("level")) << column;
-        EXPECT_EQ(found.at("levels")[0].at("count"), wanted.at("count")) << column;
+        EXPECT_EQ(found.at("levels").at(0).at("level"), wanted.at("level")) << column;
+        EXPECT_EQ(found.at("levels").at(0).at("count"), wanted.at("count")) << column;
         continue;
       }
       for (const char* key : {"minimum", "maximum", "mean", "std_deviation"}) {
@@ -79,8 +81,8 @@ TEST(CommandDescribe, NumbersAreThoseOfR) {
         ++numbers;
       }
       for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_NEAR(found.at("numbers").at("quartiles")[i].get<double>(),
-                    wanted.at("quartiles")[i].get<double>(), 1e-12)
+        EXPECT_NEAR(found.at("numbers").at("quartiles").at(i).get<double>(),
+                    wanted.at("quartiles").at(i).get<double>(), 1e-12)
             << column;
       }
     }
@@ -98,7 +100,7 @@ TEST(CommandDescribe, RolesAreThoseOfAFit) {
   for (const char* name : {"t", "b", "e"}) EXPECT_EQ(role(name), "factor") << name;
   for (const char* name : {"d", "l"}) EXPECT_TRUE(role(name).is_null()) << name;
   EXPECT_EQ(ColumnOf(table, "d").at("range").at("last"), "2024-02-29");
-  EXPECT_EQ(table.at("warnings")[0].get<std::string>().substr(0, 44),
+  EXPECT_EQ(table.at("warnings").at(0).get<std::string>().substr(0, 44),
             "'.' leaves out d (DATE), l (LIST), as dates,");
 }
 
@@ -117,7 +119,7 @@ TEST(CommandDescribe, EveryReaderGivesTheSame) {
   const Json small = DescribeJson({"-d", sqlite});
   EXPECT_EQ(ColumnOf(small, "x").at("missing"), 1);
   EXPECT_EQ(ColumnOf(small, "x").at("numbers").at("mean"), 1.75);
-  EXPECT_EQ(ColumnOf(small, "g").at("levels")[0].at("count"), 2);
+  EXPECT_EQ(ColumnOf(small, "g").at("levels").at(0).at("count"), 2);
   const Json expected = DescribeJson({"-d", Example("penguins.csv")}).at("columns");
   const auto values = [](Json columns) {
     for (Json& column : columns) column.erase("missing_strings");
@@ -152,7 +154,7 @@ TEST(CommandDescribe, AValueBeyondTheSampleMendsTheType) {
   std::string text = "x\n";
   for (int i = 0; i < 60000; ++i) text += fmt::format("{}\n", i % 7);
   const std::string file = folder.Write("late.csv", text + "2.5\n");
-  const Json column = DescribeJson({"-d", file}).at("columns")[0];
+  const Json column = DescribeJson({"-d", file}).at("columns").at(0);
   EXPECT_EQ(column.at("type"), "DOUBLE");
   EXPECT_EQ(column.at("distinct"), 8);
 }
@@ -213,10 +215,10 @@ TEST(CommandDescribe, WarnsOfNumbersInDisguise) {
     text +=
         fmt::format("\"{},{}5\",{}\n", i, i % 10, i == 3 ? "unknown" : fmt::format("{}", i % 9));
   const Json table = DescribeJson({"-d", folder.Write("p.csv", text)});
-  EXPECT_EQ(ColumnOf(table, "price").at("warnings")[0],
+  EXPECT_EQ(ColumnOf(table, "price").at("warnings").at(0),
             "'price' is text, but 100 % of its values read as numbers with a decimal comma, such "
             "as '0,05': add --decimal , to read them as such.");
-  EXPECT_EQ(ColumnOf(table, "size").at("warnings")[0],
+  EXPECT_EQ(ColumnOf(table, "size").at("warnings").at(0),
             "'size' is text, but 97 % of its values read as numbers, though not 'unknown': if that "
             "stands for a missing value, add --na 'unknown' --types size=double, and the column is "
             "a number.");
