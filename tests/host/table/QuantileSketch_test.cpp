@@ -31,6 +31,17 @@ TEST(QuantileSketch, IsExactUpToItsBuffer) {
   EXPECT_FALSE(sketch.IsExact());
 }
 
+TEST(QuantileSketch, TakesTheOtherValuesByTurns) {
+  QuantileSketch sketch;
+  constexpr std::size_t kTwice = 2 * QuantileSketch::kBuffer;
+  for (std::size_t i = 0; i <= kTwice; ++i) sketch.Add(static_cast<double>(i));
+  for (const WeightedValue& value : sketch.Values()) {
+    if (value.weight == 1) continue;
+    const bool isSecond = value.value >= static_cast<double>(QuantileSketch::kBuffer);
+    EXPECT_EQ(std::fmod(value.value, 2.0), isSecond ? 1.0 : 0.0) << value.value;
+  }
+}
+
 TEST(QuantileSketch, KeepsItsPromiseBeyondIt) {
   constexpr std::int64_t kCount = 1000003;
   QuantileSketch sketch;
