@@ -111,7 +111,7 @@ class Warnings {
     if (column_.info.kind != ColumnKind::kText || source_.IsTypeGiven(name_)) return false;
     std::vector<std::string> values;
     std::vector<std::int64_t> counts;
-    for (const LevelCount& level : summary_.levels) {
+    for (const LevelCount& level : summary_.areLevelsExact ? summary_.levels : summary_.sample) {
       values.push_back(level.level);
       counts.push_back(level.count);
     }

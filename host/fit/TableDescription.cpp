@@ -89,8 +89,8 @@ TableDescription DescribeTable(const DescribeOptions& options, ProgressBar& prog
   }
   // Some look into the source, which forgets what it counted then.
   for (ColumnDescription& column : table.columns) {
-    column.warnings = ColumnWarnings(column, source);
     NameBooleans(source, column);
+    column.warnings = ColumnWarnings(column, source);
   }
   AddNotes(source, names, table);
   if (condition) {

@@ -14,6 +14,7 @@ namespace qvhost {
 
 namespace {
 
+constexpr std::size_t kSampleValues = 2000;
 constexpr std::array<double, 3> kQuartiles = {0.25, 0.5, 0.75};
 
 void SortLevels(std::vector<LevelCount>& levels) {
@@ -150,7 +151,10 @@ void TextProfile::Add(std::string_view text) {
 /// Lets the values that are not frequent go.
 void TextProfile::MakeRoom() {
   if (isExact_) {
-    for (const auto& entry : counted_.Entries()) distinct_.Add(entry.hash);
+    for (const auto& entry : counted_.Entries()) {
+      distinct_.Add(entry.hash);
+      if (sample_.size() < kSampleValues) sample_.push_back({entry.key, entry.count});
+    }
     isExact_ = false;
   }
   if (counted_.Entries().empty()) return;
@@ -166,6 +170,7 @@ ColumnSummary TextProfile::Finish() {
   summary.first = std::move(first_);
   summary.last = std::move(last_);
   summary.areLevelsExact = isExact_;
+  summary.sample = std::move(sample_);
   for (const auto& entry : counted_.Entries()) {
     if (entry.count > uncounted_) summary.levels.push_back({entry.key, entry.count});
   }

@@ -60,6 +60,8 @@ struct ColumnSummary {
   /// certainly more frequent than any that is not here, each with a number that it has at least.
   std::vector<LevelCount> levels = {};
   bool areLevelsExact = true;
+  /// Of texts whose levels are not exact: the first values that differ, to judge by.
+  std::vector<LevelCount> sample = {};
 };
 
 /// Sums up the numbers of a column, row after row.
@@ -120,6 +122,7 @@ class TextProfile {
   bool isExact_ = true;         ///< Every value is counted.
   std::int64_t uncounted_ = 0;  ///< How often a value may have occurred beyond its count.
   DistinctCount distinct_;      ///< Knows all values once not all are counted.
+  std::vector<LevelCount> sample_;
 };
 
 }  // namespace qvhost

@@ -224,6 +224,21 @@ TEST(CommandDescribe, WarnsOfNumbersInDisguise) {
             "a number.");
 }
 
+TEST(CommandDescribe, WarnsOfNumbersInDisguiseAmongManyValues) {
+  const Json column = OfQuery("SELECT i || ',5' AS x FROM range(100000) r(i)").at("columns").at(0);
+  EXPECT_EQ(column.at("levels"), Json::array());
+  EXPECT_EQ(column.at("warnings").at(0).get<std::string>().substr(0, 79),
+            "'x' is text, but 100 % of its values read as numbers with a decimal comma, such");
+}
+
+TEST(CommandDescribe, BooleansAreCalledAsTheFileHasThem) {
+  const qvtest::TempFolder folder;
+  const Json table = DescribeJson({"-d", folder.Write("b.csv", "a,b\nyes,no\nno,no\nno,no\n")});
+  EXPECT_EQ(ColumnOf(table, "a").at("levels").at(0).at("level"), "no");
+  EXPECT_EQ(ColumnOf(table, "b").at("warnings").at(0).get<std::string>().substr(0, 23),
+            "'b' is 'no' in every ro");
+}
+
 TEST(CommandDescribe, TheSummaryFitsTheTerminal) {
   const qvtest::TempFolder folder;
   const std::string file = folder.Write(
