@@ -1,10 +1,12 @@
 #include "host/report/CompareReport.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -143,22 +145,28 @@ std::string Parameters(const FitComparison& comparison, const TextStyle& style) 
   return text;
 }
 
+/// What a statistic is called, by its key.
+struct StatisticTitle {
+  std::string_view key;
+  std::string_view title;
+};
+
+constexpr auto kTitles = std::to_array<StatisticTitle>({
+    {"r_square", "R square"},
+    {"adjusted_r_square", "Adjusted R square"},
+    {"residual_std_error", "Residual std. error"},
+    {"log_likelihood", "Log-likelihood"},
+    {"loglik", "Log-likelihood"},
+    {"mcfadden", "McFadden"},
+    {"cox_snell", "Cox and Snell"},
+    {"nagelkerke", "Nagelkerke"},
+    {"aic", "AIC"},
+    {"bic", "BIC"},
+});
+
 std::string Title(const std::string& key) {
-  static constexpr std::pair<const char*, const char*> kTitles[] = {
-      {"r_square", "R square"},
-      {"adjusted_r_square", "Adjusted R square"},
-      {"residual_std_error", "Residual std. error"},
-      {"log_likelihood", "Log-likelihood"},
-      {"loglik", "Log-likelihood"},
-      {"mcfadden", "McFadden"},
-      {"cox_snell", "Cox and Snell"},
-      {"nagelkerke", "Nagelkerke"},
-      {"aic", "AIC"},
-      {"bic", "BIC"}};
-  for (const auto& [name, title] : kTitles) {
-    if (key == name) return title;
-  }
-  return key;
+  const auto* const found = std::ranges::find(kTitles, key, &StatisticTitle::key);
+  return std::string(found == kTitles.end() ? std::string_view(key) : found->title);
 }
 
 std::string StatisticTable(const FitComparison& comparison, const TextStyle& style) {
