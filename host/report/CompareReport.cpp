@@ -108,6 +108,7 @@ std::string ParameterTable(const std::vector<const ComparedParameter*>& rows, st
                            const TextStyle& style) {
   std::vector<std::string> headings = {"Parameter"};
   std::vector<std::vector<std::string>> cells;
+  cells.reserve(rows.size());
   for (const ComparedParameter* row : rows) cells.push_back({Printable(row->label)});
   for (std::size_t fit = 0; fit < fits; ++fit) {
     headings.push_back(fmt::format("({})", fit + 1));

@@ -20,7 +20,7 @@ std::string HeadingLines::Text() const {
   for (const auto& [name, value] : lines_) {
     std::string lines = Wrap(value, style_.width, width, width);
     std::ranges::replace(lines, kNoBreak, ' ');
-    text += name + std::string(width - TextWidth(name), ' ') + lines + "\n";
+    text.append(name).append(width - TextWidth(name), ' ').append(lines).append("\n");
   }
   return text;
 }
