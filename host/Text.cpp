@@ -172,7 +172,9 @@ std::string Printable(std::string_view text) {
   std::string printable;
   for (std::size_t at = 0; at < text.size();) {
     const CodePoint point = DecodeUtf8(text, at);
-    const bool control = point.value < 0x20 || (point.value >= 0x7F && point.value < 0xA0);
+    const bool turns = (point.value >= 0x202A && point.value <= 0x202E) ||
+                       (point.value >= 0x2066 && point.value <= 0x2069);
+    const bool control = point.value < 0x20 || (point.value >= 0x7F && point.value < 0xA0) || turns;
     printable += point.valid && control ? " " : text.substr(at, point.length);
     at += point.length;
   }

@@ -53,7 +53,7 @@ struct CodePoint {
 [[nodiscard]] CodePoint DecodeUtf8(std::string_view text, std::size_t at);
 
 /// The text with blanks in place of control characters, which would break a line or command a
-/// terminal.
+/// terminal, and of those that turn the direction of what follows them.
 [[nodiscard]] std::string Printable(std::string_view text);
 
 /// The value of a text of digits alone; nothing when it holds anything else. One too large for an

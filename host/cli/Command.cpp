@@ -13,8 +13,12 @@
 #include <string_view>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include "host/Error.h"
 #include "host/Terminal.h"
+#include "host/cli/CompareCommand.h"
+#include "host/cli/DescribeCommand.h"
 #include "host/cli/FitCommand.h"
 #include "host/cli/HelpFormatter.h"
 #include "host/cli/StandardStreams.h"
@@ -30,7 +34,8 @@ constexpr const char* kDescription =
     "DuckDB "
     "and SQLite databases and SQL queries.";
 
-constexpr const char* kFooter = R"help(Example:
+constexpr const char* kFooter = R"help(Examples:
+  qvreg describe --data penguins.csv
   qvreg fit --data penguins.csv --formula 'body_mass ~ species*sex'
 
 'qvreg help fit' prints all options of 'qvreg fit' and how to write a formula.)help";
@@ -82,6 +87,8 @@ int Run(const Words& words) {
   app.set_version_flag("--version", "qvreg " QVREG_VERSION, "Print the version and exit");
   app.require_subcommand(1);
   FitCommand fit(app);
+  DescribeCommand describe(app);
+  CompareCommand compare(app);
   if (words.empty()) {
     std::string help = app.help();
     help.pop_back();
@@ -98,7 +105,14 @@ int Run(const Words& words) {
   } catch (const CLI::ParseError& error) {
     throw Error(ExitCode::kBadInput, UsageText(app, error));
   }
-  return Code(fit.Run());
+  try {
+    if (describe.IsChosen()) return Code(describe.Run());
+    if (compare.IsChosen()) return Code(compare.Run());
+    return Code(fit.Run());
+  } catch (const UsageError& error) {
+    throw Error(error.Code(), fmt::format("{}\nTry 'qvreg {} --help'.", error.what(),
+                                          app.get_subcommands().front()->get_name()));
+  }
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "host/Error.h"
 #include "host/Text.h"
@@ -19,6 +20,7 @@ namespace qvhost {
 namespace {
 
 constexpr const char* kGroup = "Data";
+constexpr int kMostThreads = 1024;
 constexpr const char* kTypesHelp = "--types is a list such as zip=varchar,price=double";
 
 struct NamedFormat {
@@ -63,6 +65,15 @@ std::string SqlTypeOf(std::string_view written, std::string_view column) {
   return type->sql == "FLOAT" ? "DOUBLE" : std::string(type->sql);
 }
 
+/// The default missing strings in lines of a help text.
+std::string DefaultStrings() {
+  constexpr std::size_t kInFirstLine = 5;
+  const std::vector<std::string>& strings = MissingStrings::Default();
+  const auto rest = strings.begin() + kInFirstLine;
+  return fmt::format("{}\n{}; empty ones always are.", fmt::join(strings.begin(), rest, " "),
+                     fmt::join(rest, strings.end(), " "));
+}
+
 /// One `column=type`.
 ColumnType ReadType(std::string_view entry) {
   entry = WithoutBlanks(entry);
@@ -79,9 +90,7 @@ ColumnType ReadType(std::string_view entry) {
 
 }  // namespace
 
-void RefuseUsage(const std::string& message) {
-  throw Error(ExitCode::kBadInput, message + "\nTry 'qvreg fit --help'.");
-}
+void RefuseUsage(const std::string& message) { throw UsageError(message); }
 
 std::vector<ColumnType> ReadTypes(const std::string& list) {
   std::vector<ColumnType> types;
@@ -116,11 +125,53 @@ void DataArguments::Add() {
       ->group(kGroup);
   AddForm();
   AddNumbers();
-  AddText("--where", options_.where,
+  AddText("--where", where_,
           "Keep the rows for which this is true: a comparison as\n"
           "in a formula's I(...), or x is null. A comparison with\n"
           "a missing value is not true")
       ->type_name("CONDITION");
+  AddTable();
+  AddMissing();
+}
+
+void DataArguments::AddTable() {
+  AddText("--table", source_.table, "Table of the database named by --data")->type_name("NAME");
+  AddText("--sql", source_.sql,
+          "Query whose result is the table; it sees the tables of a\n"
+          "database named by --data, or another file as 'data'")
+      ->type_name("QUERY");
+}
+
+void DataArguments::AddMissing() {
+  command_
+      .add_option_function<std::string>(
+          "--na", [this](const std::string& text) { source_.na.push_back(text); },
+          fmt::format("A text that stands for a missing value, such as -999;\n"
+                      "again for each. In place of the default for text files\n"
+                      "(CSV, TSV, JSON), which is {}\n"
+                      "Where NA is a category: with --na '' only empty values\n"
+                      "are missing.\n"
+                      "Text columns of queries, databases and Parquet have\n"
+                      "missing texts only if they are given here",
+                      DefaultStrings()))
+      ->type_name("STRING")
+      ->trigger_on_parse()
+      ->group(kGroup);
+}
+
+CLI::Option* DataArguments::AddThreads(int& threads) {
+  threads_ = &threads;
+  return command_
+      .add_option("--threads", threads,
+                  fmt::format("Threads that read, fit and predict, 0 for one per core, at\n"
+                              "most {}; the results do not depend on it",
+                              kMostThreads))
+      ->type_name("N")
+      ->group(kGroup);
+}
+
+void DataArguments::AddSpoolDir(std::string& folder, const std::string& help) {
+  command_.add_option("--spool-dir", folder, help)->type_name("DIR")->group("Output");
 }
 
 void DataArguments::AddForm() {
@@ -156,7 +207,7 @@ void DataArguments::AddNumbers() {
 }
 
 void DataArguments::TakeForm() {
-  ReadingOptions& reading = options_.source.reading;
+  ReadingOptions& reading = source_.reading;
   if (!format_.empty()) {
     const auto* const format = std::ranges::find(kFormats, Lower(format_), &NamedFormat::name);
     if (format == kFormats.end()) {
@@ -190,7 +241,7 @@ void DataArguments::TakeForm() {
 }
 
 void DataArguments::TakeNumbers() {
-  ReadingOptions& reading = options_.source.reading;
+  ReadingOptions& reading = source_.reading;
   if (!decimal_.empty()) {
     if (decimal_ != "," && decimal_ != ".") {
       RefuseUsage(fmt::format("--decimal is a comma or a point, not '{}'.", decimal_));
@@ -228,8 +279,15 @@ void DataArguments::TakeNumbers() {
 
 void DataArguments::Take() {
   if (!data_.empty()) {
-    options_.source.data = data_.front();
-    options_.source.moreData.assign(data_.begin() + 1, data_.end());
+    source_.data = data_.front();
+    source_.moreData.assign(data_.begin() + 1, data_.end());
+  }
+  if (source_.data.empty() && source_.sql.empty()) {
+    RefuseUsage("No data are named; give a file with --data or a query with --sql.");
+  }
+  if (threads_ != nullptr && (*threads_ < 0 || *threads_ > kMostThreads)) {
+    RefuseUsage(fmt::format("--threads must be a whole number from 0 to {}; 0 is one per core.",
+                            kMostThreads));
   }
   TakeForm();
   TakeNumbers();

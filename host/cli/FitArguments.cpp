@@ -4,29 +4,11 @@
 #include <CLI/Formatter.hpp>
 #include <CLI/Validators.hpp>
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
-#include "host/table/MissingStrings.h"
-
 namespace qvhost {
 
-namespace {
-
-/// The default missing strings in lines of a help text.
-std::string DefaultStrings() {
-  constexpr std::size_t kInFirstLine = 5;
-  const std::vector<std::string>& strings = MissingStrings::Default();
-  const auto rest = strings.begin() + kInFirstLine;
-  return fmt::format("{}\n{}; empty ones always are.", fmt::join(strings.begin(), rest, " "),
-                     fmt::join(rest, strings.end(), " "));
-}
-
-}  // namespace
-
-FitArguments::FitArguments(CLI::App& command) : command_(&command), data_(command, options_) {
-  AddData();
-  AddMissing();
+FitArguments::FitArguments(CLI::App& command)
+    : command_(&command), data_(command, options_.source, options_.where), report_(command) {
+  data_.Add();
   AddModel();
   AddInference();
   AddTests();
@@ -37,38 +19,9 @@ FitArguments::FitArguments(CLI::App& command) : command_(&command), data_(comman
   AddRobust();
   AddOutput();
   AddDiagnostics();
-  AddSummary();
-}
-
-void FitArguments::AddData() {
-  constexpr const char* group = "Data";
-  data_.Add();
-  command_->add_option("--table", options_.source.table, "Table of the database named by --data")
-      ->type_name("NAME")
-      ->group(group);
-  command_
-      ->add_option("--sql", options_.source.sql,
-                   "Query whose result is the table; it sees the tables of a\n"
-                   "database named by --data, or another file as 'data'")
-      ->type_name("QUERY")
-      ->group(group);
-}
-
-void FitArguments::AddMissing() {
-  command_
-      ->add_option_function<std::string>(
-          "--na", [this](const std::string& text) { options_.source.na.push_back(text); },
-          fmt::format("A text that stands for a missing value, such as -999;\n"
-                      "again for each. In place of the default for text files\n"
-                      "(CSV, TSV, JSON), which is {}\n"
-                      "Where NA is a category: with --na '' only empty values\n"
-                      "are missing.\n"
-                      "Text columns of queries, databases and Parquet have\n"
-                      "missing texts only if they are given here",
-                      DefaultStrings()))
-      ->type_name("STRING")
-      ->trigger_on_parse()
-      ->group("Data");
+  report_.AddDigits();
+  report_.AddSummary("Print all rows of tables of more than 60, and all of more\nthan 12 tables");
+  report_.AddQuiet();
 }
 
 void FitArguments::AddModel() {
@@ -151,13 +104,7 @@ void FitArguments::AddInference() {
       ->type_name("N")
       ->capture_default_str()
       ->group(group);
-  command_
-      ->add_option("--threads", options_.threads,
-                   fmt::format("Threads that read, fit and predict, 0 for one per core, at\n"
-                               "most {}; the results do not depend on it",
-                               kMostThreads))
-      ->type_name("N")
-      ->group(group);
+  data_.AddThreads(options_.threads)->group(group);
   noRefineOption_ = command_
                         ->add_flag("--no-refine", noRefine_,
                                    "Of a linear model: skip the refinement of the estimates")
@@ -245,12 +192,7 @@ void FitArguments::AddValidation() {
 
 void FitArguments::AddOutput() {
   constexpr const char* group = "Output";
-  command_
-      ->add_option("--json", jsonFile_,
-                   "Write the fit to this file as JSON, too; - prints JSON\n"
-                   "in place of the summary")
-      ->type_name("FILE")
-      ->group(group);
+  report_.AddJson("fit");
   command_
       ->add_option("-o,--predictions", options_.predictions,
                    "Write what the model predicts for each row of the data\n"
@@ -268,12 +210,9 @@ void FitArguments::AddOutput() {
                  "Exit with 3 when the estimation does not converge; all\n"
                  "output is written nevertheless")
       ->group(group);
-  command_
-      ->add_option("--spool-dir", options_.spoolDir,
-                   "Folder for the temporary file, which takes 8 bytes for\n"
-                   "each value of a column of the model")
-      ->type_name("DIR")
-      ->group(group);
+  data_.AddSpoolDir(options_.spoolDir,
+                    "Folder for the temporary file, which takes 8 bytes for\n"
+                    "each value of a column of the model");
 }
 
 void FitArguments::AddRobust() {
@@ -304,32 +243,6 @@ void FitArguments::AddDiagnostics() {
   command_
       ->add_flag("--influential", options_.influential,
                  "Find the ten records of the largest Cook's distance")
-      ->group(group);
-}
-
-void FitArguments::AddSummary() {
-  constexpr const char* group = "Summary";
-  digitsOption_ = command_
-                      ->add_option("--digits", digits_,
-                                   "Significant digits of estimates, their errors, limits\n"
-                                   "and odds ratios, 1 to 17 [5 of the smallest in a column]")
-                      ->type_name("N")
-                      ->group(group);
-  command_
-      ->add_flag("--all", style_.all,
-                 "Print all rows of tables of more than 60, and all of more\nthan 12 tables")
-      ->group(group);
-  command_
-      ->add_option("--color", color_,
-                   "auto, always or never; auto colours on a terminal,\n"
-                   "unless NO_COLOR is set")
-      ->type_name("WHEN")
-      ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
-      ->capture_default_str()
-      ->group(group);
-  command_
-      ->add_flag("-q,--quiet", isQuiet_,
-                 "Print no summary and no progress bar; files and --json -\nare written")
       ->group(group);
 }
 

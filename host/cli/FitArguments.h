@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "host/cli/DataArguments.h"
+#include "host/cli/ReportArguments.h"
 #include "host/fit/FitOptions.h"
-#include "host/report/TextStyle.h"
 
 namespace qvhost {
 
@@ -24,18 +24,10 @@ class FitArguments {
 
   /// After Take.
   [[nodiscard]] const FitOptions& Options() const { return options_; }
-  /// Of `--json`: `-` for standard output; empty for none.
-  [[nodiscard]] const std::string& JsonFile() const { return jsonFile_; }
-  /// Of `--quiet`: no summary and no progress bar.
-  [[nodiscard]] bool IsQuiet() const { return isQuiet_; }
-  /// After Take: of the summary on standard output.
-  [[nodiscard]] const TextStyle& Style() const { return style_; }
+  /// How the fit is reported.
+  [[nodiscard]] const ReportArguments& Report() const { return report_; }
 
  private:
-  static constexpr int kMostThreads = 1024;
-
-  void AddData();
-  void AddMissing();
   void AddModel();
   void AddFactorLevels();
   void AddInference();
@@ -44,7 +36,6 @@ class FitArguments {
   void AddIterations();
   void AddConvergence();
   void AddOutput();
-  void AddSummary();
   void AddRobust();
   void AddDiagnostics();
   /// An option that may be given again and again.
@@ -61,7 +52,6 @@ class FitArguments {
   void TakeModelKind();
   void TakeWeights();
   void TakeOptionsOfOneKind();
-  void TakeStyle();
   void TakeTests();
   void TakeMargins();
   void TakeValidation();
@@ -70,6 +60,7 @@ class FitArguments {
   CLI::App* command_;
   FitOptions options_;
   DataArguments data_;
+  ReportArguments report_;
   std::string model_;
   std::string covariance_;
   double degreesOfFreedom_ = 0.0;
@@ -93,12 +84,6 @@ class FitArguments {
   bool inMemory_ = false;
   bool notInMemory_ = false;
   bool noCollapse_ = false;
-  std::string jsonFile_;
-  std::string color_ = "auto";
-  int digits_ = 0;
-  CLI::Option* digitsOption_ = nullptr;
-  bool isQuiet_ = false;
-  TextStyle style_;
 };
 
 }  // namespace qvhost

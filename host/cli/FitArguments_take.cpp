@@ -12,7 +12,6 @@
 #include <fmt/format.h>
 
 #include "host/NameList.h"
-#include "host/Terminal.h"
 #include "host/Text.h"
 #include "host/cli/FitArguments.h"
 #include "host/fit/LevelOptions.h"
@@ -54,17 +53,10 @@ std::string ReadColumn(const char* option, const std::string& written) {
 }  // namespace
 
 void FitArguments::CheckRanges() const {
-  if (options_.source.data.empty() && options_.source.sql.empty()) {
-    RefuseUsage("No data are named; give a file with --data or a query with --sql.");
-  }
   CheckConfidence(options_.confidence);
   CheckAtLeast("--max-parameters", options_.maxParameters, 1);
   if (options_.tolerance && !(*options_.tolerance >= 0.0 && *options_.tolerance < 1.0)) {
     RefuseUsage("--tolerance must be at least 0 and below 1, such as 1e-12.");
-  }
-  if (options_.threads < 0 || options_.threads > kMostThreads) {
-    RefuseUsage(fmt::format("--threads must be a whole number from 0 to {}; 0 is one per core.",
-                            kMostThreads));
   }
   if (degreesOfFreedomOption_->count() > 0 &&
       !(degreesOfFreedom_ > 0.0 && std::isfinite(degreesOfFreedom_))) {
@@ -127,18 +119,6 @@ void FitArguments::TakeMargins() {
   if (!margins_.empty()) options_.margins = ReadNameList("--margins", margins_);
 }
 
-void FitArguments::TakeStyle() {
-  constexpr int kMostDigits = 17;
-  if (digitsOption_->count() > 0) {
-    if (digits_ < 1 || digits_ > kMostDigits) {
-      RefuseUsage(fmt::format("--digits must be a whole number from 1 to {}.", kMostDigits));
-    }
-    style_.digits = digits_;
-  }
-  style_.width = OutputWidth(stdout);
-  style_.color = UsesColor(ColorOf(color_).value_or(ColorChoice::kAuto), stdout);
-}
-
 void FitArguments::TakeKept() {
   if (keepOption_->count() == 0) return;
   if (options_.predictions.empty() && options_.diagnostics.empty()) {
@@ -161,9 +141,10 @@ void FitArguments::Take() {
   TakeModelKind();
   TakeWeights();
   TakeOptionsOfOneKind();
-  TakeStyle();
+  report_.Take();
   TakeTests();
   TakeMargins();
+  options_.digest = report_.HasJson();
   options_.intercept = !noIntercept_;
   options_.refine = !noRefine_;
   if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
-#include "host/cli/StandardStreams.h"
 #include "host/fit/OutputFiles.h"
 #include "host/fit/ProgressBar.h"
 #include "host/fit/RunFit.h"
@@ -85,43 +84,28 @@ FitCommand::FitCommand(CLI::App& app)
 }
 
 ExitCode FitCommand::Run() {
-  Interrupt interrupt;
-  InterruptWatch watch(interrupt);
-  try {
+  return RunInterruptibly([this](Interrupt& interrupt, InterruptWatch& watch) {
     arguments_.Take();
     return FitAndReport(interrupt, watch);
-  } catch (...) {
-    // The failure may be a consequence of the signal.
-    if (interrupt.Requested()) throw Cancelled(interrupt.Signal());
-    throw;
-  }
+  });
 }
 
 ExitCode FitCommand::FitAndReport(Interrupt& interrupt, InterruptWatch& watch) {
   const FitOptions& options = arguments_.Options();
-  const std::string& jsonFile = arguments_.JsonFile();
-  const bool printsJson = jsonFile == "-";
-  const bool writesJson = !jsonFile.empty() && !printsJson;
+  const ReportArguments& report = arguments_.Report();
   OutputFiles outputs;
-  if (writesJson) outputs.Add("--json", jsonFile);
+  report.AddTo(outputs);
   if (!options.predictions.empty()) outputs.Add("--predictions", options.predictions);
   if (!options.diagnostics.empty()) outputs.Add("--diagnostics", options.diagnostics);
   if (!options.covarianceFile.empty()) outputs.Add("--vcov-out", options.covarianceFile);
   FitResult fit;
   {
-    ProgressBar progress = arguments_.IsQuiet() ? ProgressBar(nullptr) : ProgressBar();
+    ProgressBar progress = report.IsQuiet() ? ProgressBar(nullptr) : ProgressBar();
     fit = RunFit(options, progress, interrupt, outputs);
   }
-  if (writesJson) outputs.Get(jsonFile).Write(JsonReport(fit));
-  outputs.Finish();
-  // Before the files are replaced, so that a run that fails has replaced none.
-  bool isRead = true;
-  if (printsJson) {
-    isRead = WriteStandardOutput(JsonReport(fit));
-  } else if (!arguments_.IsQuiet()) {
-    isRead = WriteStandardOutput(TextReport(fit, arguments_.Style()));
-  }
-  watch.RunLastStep([&outputs] { outputs.Commit(); });
+  const bool isRead = report.Write(
+      outputs, watch, [&] { return TextReport(fit, report.Style()); },
+      [&] { return JsonReport(fit); });
   if (options.strict) RequireConvergence(fit);
   return isRead ? ExitCode::kFitted : ExitCode::kPipeClosed;
 }

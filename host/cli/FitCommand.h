@@ -17,6 +17,9 @@ class FitCommand {
   FitCommand(const FitCommand&) = delete;
   FitCommand& operator=(const FitCommand&) = delete;
 
+  /// Whether the command line names it.
+  [[nodiscard]] bool IsChosen() const { return command_->parsed(); }
+
   /// Fits and reports: kFitted, or kPipeClosed when the report was written but not read to its end.
   /// Throws Error.
   [[nodiscard]] ExitCode Run();

@@ -61,7 +61,8 @@ std::string WrapCommand(std::string_view line, std::size_t width) {
 
 std::string WrapLine(std::string_view line, std::size_t width) {
   const std::size_t indent = IndentOf(line);
-  const bool isCommand = indent > 0 && line.find("qvreg fit -") != std::string_view::npos;
+  const bool isCommand = indent > 0 && (line.find("qvreg fit -") != std::string_view::npos ||
+                                        line.find("qvreg describe -") != std::string_view::npos);
   if (isCommand) return WrapCommand(line, width);
   if (TextWidth(line) <= width) return std::string(line);
   const std::size_t second = SecondColumnOf(line);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <string_view>
@@ -164,7 +165,11 @@ class CommandWords {
   void Check() {
     while (at_ < words_.size()) {
       const std::string& word = words_[at_++];
-      if (!IsOptionWord(word)) RefuseStray(word);
+      if (!IsOptionWord(word)) {
+        if (!TakesPlainWords()) RefuseStray(word);
+        if (word.empty()) Refuse("One of the files has an empty name.");
+        continue;
+      }
       if (word.starts_with("--")) {
         CheckLong(word);
       } else {
@@ -177,6 +182,12 @@ class CommandWords {
   }
 
  private:
+  /// Whether words without an option are values of the command itself.
+  [[nodiscard]] bool TakesPlainWords() const {
+    return std::ranges::any_of(command_.get_options(),
+                               [](const CLI::Option* option) { return option->get_positional(); });
+  }
+
   [[noreturn]] void Refuse(const std::string& message) const {
     throw Error(ExitCode::kBadInput,
                 fmt::format("{}\nTry 'qvreg {} --help'.", message, command_.get_name()));
@@ -342,6 +353,10 @@ class CommandWords {
                           nearest ? ". Did you mean --" + *nearest + "?" : ".", kHelp));
 }
 
+bool IsOneOf(std::string_view word, std::initializer_list<std::string_view> words) {
+  return std::ranges::any_of(words, [&](std::string_view each) { return SameWord(each, word); });
+}
+
 [[noreturn]] void RefuseCommand(const CLI::App& app, const std::string& word) {
   Names names = {"help"};
   for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
@@ -351,6 +366,10 @@ class CommandWords {
   if (SameWord(word, "version")) hint = " Write 'qvreg --version'.";
   if (SameWord(word, "predict") || SameWord(word, "score")) {
     hint = " 'qvreg fit' with --predictions FILE writes what the model predicts.";
+  } else if (IsOneOf(word, {"summary", "info", "columns", "head", "str", "glimpse", "profile"})) {
+    hint = " 'qvreg describe' tells what is in a table.";
+  } else if (IsOneOf(word, {"anova", "test", "diff"})) {
+    hint = " 'qvreg compare' tests nested fits, 'qvreg fit --anova' the terms of one.";
   } else if (word.find_first_of(".~/") != std::string::npos) {
     hint = fmt::format(" Write 'qvreg fit' and {} before it.",
                        LooksLikeFormula(word) ? "--formula" : "--data");

@@ -8,6 +8,7 @@
 #include "host/fit/CovarianceTable.h"
 #include "host/fit/Diagnostics.h"
 #include "host/fit/Predictions.h"
+#include "host/fit/RecordDigest.h"
 #include "host/fit/ScaledEstimates.h"
 #include "host/inference/Inference.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
@@ -90,6 +91,7 @@ void AfterFit::PrepareMeans(const Formula& formula, const TableSource& source,
 
 void AfterFit::Finish(FitResult& result) {
   ComputeMeans(result);
+  Digest(result);
   Predict(result);
   Diagnose(result);
   WriteMatrix(result);
@@ -120,6 +122,13 @@ void AfterFit::ComputeMeans(FitResult& result) {
                        .threads = ThreadCount(options_.threads)},
                       interrupt_, notes);
   for (std::string& note : notes) AddNote(std::move(note), result);
+}
+
+void AfterFit::Digest(FitResult& result) const {
+  if (!options_.digest) return;
+  result.records.digest =
+      DigestRecords(table_, binding_, validator_, PartCount(run_->Component().GetCompSettings()),
+                    Walk("digesting"));
 }
 
 void AfterFit::Predict(FitResult& result) const {

@@ -56,6 +56,7 @@ class AfterFit {
  private:
   [[nodiscard]] WalkOptions Walk(const char* stage) const;
   [[nodiscard]] int PartCount(const QvRegSettings& settings) const;
+  void Digest(FitResult& result) const;
   void Predict(FitResult& result) const;
   void Diagnose(FitResult& result) const;
   void WriteMatrix(FitResult& result) const;

@@ -1,7 +1,6 @@
 #include "host/fit/DataNotes.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <optional>
 #include <string_view>
@@ -10,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "host/Text.h"
+#include "host/fit/ReadingNotes.h"
 #include "host/formula/Tokenizer.h"
 #include "host/table/ColumnCoders.h"
 #include "host/table/MissingStrings.h"
@@ -25,26 +25,6 @@ bool IsCode(std::string_view text) {
 
 /// A number of which leading zeros are a part: 01234.
 bool HasLeadingZero(std::string_view text) { return text.size() > 1 && text.front() == '0'; }
-
-/// "DD.MM.YYYY" for "%d.%m.%Y".
-std::string DateText(std::string text) {
-  using Name = std::pair<std::string_view, std::string_view>;
-  constexpr std::array<Name, 9> kNames = {{{"%d", "DD"},
-                                           {"%m", "MM"},
-                                           {"%Y", "YYYY"},
-                                           {"%y", "YY"},
-                                           {"%H", "hh"},
-                                           {"%I", "hh"},
-                                           {"%M", "mm"},
-                                           {"%S", "ss"},
-                                           {"%p", "AM"}}};
-  for (const auto& [sign, name] : kNames) {
-    for (std::size_t at = text.find(sign); at != std::string::npos; at = text.find(sign)) {
-      text.replace(at, sign.size(), name);
-    }
-  }
-  return text;
-}
 
 /// Some of many levels, from all over the list.
 std::vector<std::string> Sample(const std::vector<std::string>& levels) {
@@ -65,14 +45,16 @@ class Notes {
   std::vector<std::string> Find(bool choseMissing) {
     FindColumns();
     notes_ = source_.NotesOnNames();
-    FindFile();
+    if (const TextLayout* layout = source_.Layout(); layout != nullptr && layout->hasHeader) {
+      AddColumnWithoutName();
+    }
+    Append(FileNotes(source_));
     AddFactor(ModelBinding::kDependent, formula_.response);
     for (std::size_t i = 0; i < formula_.variables.size(); ++i) {
       AddFactor(binding_.positions[i], formula_.variables[i]);
     }
     if (!choseMissing) AddMissingLevels();
-    AddFormats();
-    AddGaps();
+    Append(FormatNotes(source_, columns_));
     return std::move(notes_);
   }
 
@@ -90,29 +72,6 @@ class Notes {
 
   [[nodiscard]] bool IsUsed(const std::string& column) const {
     return std::ranges::find(columns_, column) != columns_.end();
-  }
-
-  void FindFile() {
-    const TextLayout* const layout = source_.Layout();
-    if (layout == nullptr) return;
-    if (!layout->hasHeader) {
-      notes_.push_back(
-          fmt::format("The data have no header, so their columns are called {} and so on. If the "
-                      "first row holds the names, add --header yes.",
-                      source_.Columns().front().name));
-    }
-    if (layout->hasHeader) AddColumnWithoutName();
-    if (layout->hasShortRows) {
-      notes_.emplace_back(
-          "Some rows of the data have fewer values than the header has names; what they lack at "
-          "their end is missing.");
-    }
-    if (layout->skippedRows > 0) {
-      notes_.push_back(fmt::format(
-          "The first {} lines of the data were skipped, as they do not look like rows of "
-          "a table.",
-          layout->skippedRows));
-    }
   }
 
   /// The first column, if the header has no name for it and only `.` put it into the model.
@@ -175,34 +134,8 @@ class Notes {
     }
   }
 
-  void AddFormats() {
-    const TextLayout* const layout = source_.Layout();
-    if (layout == nullptr) return;
-    for (const TextLayout::Dates& dates : layout->dates) {
-      if (!IsUsed(dates.column)) continue;
-      notes_.push_back(
-          fmt::format("The dates of '{}' are read as {}. If they are otherwise, add {} and write "
-                      "strptime({}, ...) in the formula.",
-                      dates.column, DateText(dates.format), TypesText(dates.column, "varchar"),
-                      WrittenName(dates.column)));
-    }
-    for (const TextLayout::Grouped& grouped : layout->grouped) {
-      if (!IsUsed(grouped.column)) continue;
-      notes_.push_back(
-          fmt::format("The values of '{}', such as '{}', are read with a decimal point. If points "
-                      "separate thousands in them, add --decimal , --thousands .",
-                      grouped.column, grouped.example));
-    }
-  }
-
-  void AddGaps() {
-    const std::vector<std::vector<std::string>> without = source_.FilesWithout(columns_);
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
-      if (without[i].empty()) continue;
-      notes_.push_back(fmt::format("'{}' is no column of {} and missing in all {} rows.",
-                                   columns_[i], NameList(without[i]),
-                                   without[i].size() == 1 ? "its" : "their"));
-    }
+  void Append(std::vector<std::string> notes) {
+    for (std::string& note : notes) notes_.push_back(std::move(note));
   }
 
   const Formula& formula_;

@@ -16,10 +16,6 @@ namespace {
 
 constexpr std::size_t kMostShown = 20;
 
-bool HasRole(ColumnKind kind) {
-  return kind != ColumnKind::kDateTime && kind != ColumnKind::kOther;
-}
-
 const ColumnInfo* ColumnOf(const TableSource& source, const Variable& variable) {
   const auto found =
       std::ranges::find(source.Columns(), variable.columns.front().found.name, &ColumnInfo::name);
@@ -35,6 +31,8 @@ bool IsReadOtherwise(const Formula& formula, const std::string& column) {
   });
 }
 
+}  // namespace
+
 std::string WithoutRoleText(const std::vector<ColumnInfo>& columns) {
   std::string list;
   for (std::size_t i = 0; i < std::min(columns.size(), kMostShown); ++i) {
@@ -47,8 +45,6 @@ std::string WithoutRoleText(const std::vector<ColumnInfo>& columns) {
       "categories; write C({}) to take its values as the levels of a factor.",
       list, Printable(WrittenName(columns.front().name)));
 }
-
-}  // namespace
 
 DotColumns DotColumnsOf(const TableSource& source, const BindingOptions& options) {
   DotColumns dot;
@@ -70,7 +66,7 @@ std::vector<std::string> RemoveColumnsWithoutRole(Formula& formula, const TableS
   Place place;
   for (const Variable& variable : formula.variables) {
     const ColumnInfo* const column = variable.isOfDot ? ColumnOf(source, variable) : nullptr;
-    const bool hasRole = column == nullptr || HasRole(column->kind);
+    const bool hasRole = column == nullptr || RoleOf(column->kind) != ColumnRole::kNone;
     isOut.push_back(!hasRole);
     if (hasRole) continue;
     place = variable.place;

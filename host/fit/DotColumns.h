@@ -15,6 +15,9 @@ class TooManyLevels;
 /// The most values of a text that `.` alone makes a factor of the model.
 inline constexpr std::size_t kMostDotLevels = 1000;
 
+/// The sentence on columns without a role, which `.` leaves out. REQUIRES: one at least.
+[[nodiscard]] std::string WithoutRoleText(const std::vector<ColumnInfo>& columns);
+
 /// The columns of a table that `.` stands for: all but the weights.
 [[nodiscard]] DotColumns DotColumnsOf(const TableSource& source, const BindingOptions& options);
 

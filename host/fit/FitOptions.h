@@ -71,6 +71,7 @@ struct FitOptions {
   std::string covarianceFile;  ///< File for the covariance matrix; empty for none.
   std::string diagnostics;     ///< File for residuals and leverages of records; empty for none.
   bool influential = false;    ///< Find the most influential records.
+  bool digest = false;         ///< Make a digest of the records used.
   bool strict = false;         ///< An estimation that does not converge is a failure.
   std::string predictions;     ///< File for the predicted values; empty for none.
   /// Names of columns of the data that stand beside predictions and diagnostics; of all of them

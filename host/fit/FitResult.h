@@ -107,9 +107,10 @@ struct RecordUse {
   long long badWeight = 0;  ///< Left out: a weight is missing or not above 0.
   std::vector<ColumnMissing> missingByColumn;  ///< Columns with a missing value only.
   std::vector<StringMissing> missingStrings =
-      {};                 ///< In columns of the data, however they are used.
-  long long leftOut = 0;  ///< Rows for which the condition is not true; none of those read.
-  long long heldOut = 0;  ///< Of a split or a holdout: usable or not.
+      {};                   ///< In columns of the data, however they are used.
+  long long leftOut = 0;    ///< Rows for which the condition is not true; none of those read.
+  long long heldOut = 0;    ///< Of a split or a holdout: usable or not.
+  std::string digest = {};  ///< Of those used; empty where none was asked for.
 };
 
 /// One factor of a parameter, at one of its levels.

@@ -141,10 +141,9 @@ std::string Written(const Variable& variable) {
   return isName ? WrittenName(variable.label) : variable.label;
 }
 
-bool IsCategory(ColumnKind kind) {
-  return kind == ColumnKind::kText || kind == ColumnKind::kBoolean ||
-         kind == ColumnKind::kEnumeration;
-}
+bool IsCategory(ColumnKind kind) { return RoleOf(kind) == ColumnRole::kFactor; }
+
+bool IsNumber(ColumnKind kind) { return RoleOf(kind) == ColumnRole::kCovariate; }
 
 /// Finds the columns of a formula and the types of its variables.
 class Binder {
@@ -231,7 +230,7 @@ class Binder {
   /// The kind of model that suits the dependent, or that was asked for.
   ModelKind Kind(std::optional<ModelKind> asked) const {
     const Variable& response = formula_.response;
-    const bool number = responseInfo_.kind == ColumnKind::kNumber && !response.asFactor;
+    const bool number = IsNumber(responseInfo_.kind) && !response.asFactor;
     const bool category = response.asFactor || IsCategory(responseInfo_.kind);
     if (!number) CheckRecords();
     if (!number && !category) {
@@ -264,7 +263,7 @@ class Binder {
                                          variable.label, KindText(info.kind), info.type));
     }
     if (variable.asFactor || IsCategory(info.kind)) return true;
-    if (info.kind == ColumnKind::kNumber) return false;
+    if (IsNumber(info.kind)) return false;
     FailAt(
         variable.place,
         fmt::format("'{}' is {} ({}); write C({}) to take its values as the levels of a factor{}.",

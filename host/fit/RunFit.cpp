@@ -21,6 +21,7 @@
 #include "host/fit/Margins.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
+#include "host/fit/OpenSource.h"
 #include "host/fit/ParameterLimit.h"
 #include "host/fit/RefitTests.h"
 #include "host/fit/ResultBuilder.h"
@@ -166,12 +167,6 @@ std::vector<std::string> NamesToKeep(const FitOptions& options, const TableSourc
   return names;
 }
 
-/// The source for a report, with the query that it went through.
-std::string DataText(const TableSource& source, const DataSource& asked) {
-  if (asked.sql.empty()) return source.Name();
-  return (asked.data.empty() ? "query " : asked.data + ", query ") + asked.sql;
-}
-
 /// Whether the kept columns are written as text alone.
 bool AreKeptAsText(const FitOptions& options) {
   const auto isText = [](const std::string& path) {
@@ -312,10 +307,7 @@ double SecondsSince(std::chrono::steady_clock::time_point start) {
 
 FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt,
                  OutputFiles& outputs) {
-  TableSource source(SourceOf(options), [&](std::uint64_t bytes) {
-    if (interrupt.Requested()) throw Cancelled(interrupt.Signal());
-    progress.ShowBytes("receiving", bytes);
-  });
+  TableSource source = OpenSource(SourceOf(options), progress, interrupt);
   Formula formula = ReadFormula(options, source);
   const std::optional<RowCondition> condition = ConditionOf(options, source);
   const std::vector<std::string> kept = NamesToKeep(options, source);

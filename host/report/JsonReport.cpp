@@ -56,6 +56,7 @@ Json Records(const RecordUse& records) {
           {"missing", records.missing},
           {"bad_weight", records.badWeight},
           {"held_out", records.heldOut},
+          {"digest", Text(records.digest)},
           {"missing_by_column", std::move(byColumn)},
           {"missing_strings", std::move(strings)}};
 }

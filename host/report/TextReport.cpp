@@ -9,6 +9,7 @@
 
 #include "host/Text.h"
 #include "host/TextLayout.h"
+#include "host/report/HeadingLines.h"
 #include "host/report/Report.h"
 #include "host/report/ReportTables.h"
 #include "host/report/TextTable.h"
@@ -20,39 +21,13 @@ namespace {
 
 constexpr std::size_t kMostColumns = 6;
 constexpr std::size_t kIndent = 2;
-/// A blank at which no line is broken. Names hold no control character once they are printable.
-constexpr char kNoBreak = '\x1F';
-
-/// What is told before the tables, in two columns.
-class HeadingLines {
- public:
-  explicit HeadingLines(const TextStyle& style) : style_(style) {}
-
-  void Add(std::string_view name, const std::string& value) { lines_.emplace_back(name, value); }
-
-  [[nodiscard]] std::string Text() const {
-    std::size_t width = 0;
-    for (const auto& [name, value] : lines_) width = std::max(width, name.size() + kIndent);
-    std::string text;
-    for (const auto& [name, value] : lines_) {
-      std::string lines = Wrap(value, style_.width, width, width);
-      std::ranges::replace(lines, kNoBreak, ' ');
-      text += fmt::format("{:<{}}{}\n", name, width, lines);
-    }
-    return text;
-  }
-
- private:
-  const TextStyle& style_;
-  std::vector<std::pair<std::string, std::string>> lines_;
-};
 
 /// The columns with missing values: ` (g 40, x 60)`.
 std::string MissingColumns(const std::vector<ColumnMissing>& columns) {
   std::string text;
   for (std::size_t i = 0; i < std::min(columns.size(), kMostColumns); ++i) {
-    text += fmt::format("{}{}{}{}", i == 0 ? " (" : ", ", Printable(columns[i].name), kNoBreak,
-                        CountText(columns[i].count));
+    text += fmt::format("{}{}{}{}", i == 0 ? " (" : ", ", Printable(columns[i].name),
+                        HeadingLines::kNoBreak, CountText(columns[i].count));
   }
   if (columns.size() > kMostColumns) {
     text += fmt::format(", {} more columns", columns.size() - kMostColumns);
@@ -180,11 +155,6 @@ std::string FitText(const FitResult& fit, const TextStyle& style) {
          "\n" + more;
 }
 
-/// A note as a list item.
-std::string Note(const std::string& sentence, const TextStyle& style) {
-  return "- " + Wrap(sentence, style.width, kIndent, kIndent);
-}
-
 /// What "redundant" in the table means; empty when there is none.
 std::string RedundantNote(const FitResult& fit) {
   const auto redundant = [](const ParameterResult& p) { return p.redundant && !p.nonFinite; };
@@ -205,10 +175,10 @@ std::string RedundantNote(const FitResult& fit) {
 std::string Notes(const FitResult& fit, const TextStyle& style) {
   std::string notes;
   if (const std::string redundant = RedundantNote(fit); !redundant.empty()) {
-    notes += Note(redundant, style) + "\n";
+    notes += NoteText(redundant, style) + "\n";
   }
   for (const std::string& warning : fit.warnings) {
-    notes += style.Warning(Note(Printable(warning), style)) + "\n";
+    notes += style.Warning(NoteText(Printable(warning), style)) + "\n";
   }
   return notes.empty() ? notes : "\n" + style.Heading("Notes") + "\n" + notes;
 }

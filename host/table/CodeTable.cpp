@@ -15,7 +15,7 @@
 #include "host/table/KeptRows.h"
 #include "host/table/NumberLevels.h"
 #include "host/table/PreparedQuery.h"
-#include "host/table/QueryError.h"
+#include "host/table/TableReading.h"
 
 namespace qvhost {
 namespace {
@@ -61,18 +61,8 @@ class Coder {
     return fmt::format("SELECT {} FROM {}", list, source_.Relation());
   }
 
-  /// Files need buffers by the column, far below the limit. A stored table is cached up to the
-  /// limit, to no use as it is read once: a low one keeps memory flat.
-  void LimitResources() const {
-    const std::size_t columns = plan_.size() + options_.keep.size();
-    const std::size_t megabytes = source_.IsStored() ? 128 + 4 * columns : 1024 + 16 * columns;
-    source_.Database().Execute(
-        fmt::format("SET memory_limit = '{}MB'; SET threads = {}", megabytes, options_.threads));
-    source_.Database().SetTempDirectory(file_.Folder());
-  }
-
   void ReadRows() {
-    LimitResources();
+    LimitReading(source_, plan_.size() + options_.keep.size(), options_.threads, file_.Folder());
     source_.StartCounting();
     {
       RowStream stream(source_.Database(), Query(), options_.cancelled);
@@ -186,21 +176,17 @@ const char* StageName(CodingProgress::Stage stage) {
 
 CodedTable CodeTable(const TableSource& source, const std::vector<ColumnRequest>& requests,
                      const CodingOptions& options) {
-  for (;;) {
-    Coder coder(source, requests, options);
-    try {
-      CodedTable table = coder.Run();
+  try {
+    return ReadMending(source, [&] {
+      CodedTable table = Coder(source, requests, options).Run();
       CheckCategories(source, requests, table);
       return table;
-    } catch (const TooManyLevels& error) {
-      for (const ColumnRequest& request : requests) {
-        if (request.isByTypeOnly && request.label == error.Label()) RefuseCategory(source, request);
-      }
-      throw;
-    } catch (const QueryError& error) {
-      if (source.CorrectTypes(error)) continue;
-      throw Error(error.Code(), source.ReadingText(error));
+    });
+  } catch (const TooManyLevels& error) {
+    for (const ColumnRequest& request : requests) {
+      if (request.isByTypeOnly && request.label == error.Label()) RefuseCategory(source, request);
     }
+    throw;
   }
 }
 

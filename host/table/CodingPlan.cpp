@@ -91,9 +91,7 @@ PlannedColumn Plan(const TableSource& source, const ColumnRequest& request, duck
   if (request.coding == Coding::kFactor) return PlanFactor(request, type, raw, maxLevels);
   if (isNumber) return PlanNumber(request, type);
   if (request.coding == Coding::kNumber) RefuseAsNumber(source, request, type);
-  if (type.kind == ColumnKind::kDateTime || type.kind == ColumnKind::kOther) {
-    RefuseByType(request, type);
-  }
+  if (RoleOf(type.kind) == ColumnRole::kNone) RefuseByType(request, type);
   return PlanFactor(request, type, raw, maxLevels);
 }
 

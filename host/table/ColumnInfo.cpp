@@ -2,6 +2,21 @@
 
 namespace qvhost {
 
+ColumnRole RoleOf(ColumnKind kind) {
+  switch (kind) {
+    case ColumnKind::kNumber:
+      return ColumnRole::kCovariate;
+    case ColumnKind::kText:
+    case ColumnKind::kBoolean:
+    case ColumnKind::kEnumeration:
+      return ColumnRole::kFactor;
+    case ColumnKind::kDateTime:
+    case ColumnKind::kOther:
+      break;
+  }
+  return ColumnRole::kNone;
+}
+
 std::string_view KindText(ColumnKind kind) {
   switch (kind) {
     case ColumnKind::kNumber:

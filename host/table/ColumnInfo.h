@@ -33,6 +33,11 @@ struct ColumnInfo {
   [[nodiscard]] const std::string& Written() const { return written.empty() ? name : written; }
 };
 
+/// What a formula takes a column for unless it says otherwise, as C(...) does.
+enum class ColumnRole { kCovariate, kFactor, kNone };
+
+[[nodiscard]] ColumnRole RoleOf(ColumnKind kind);
+
 /// What to call a kind in a sentence: "a number", "text", "a boolean", …
 [[nodiscard]] std::string_view KindText(ColumnKind kind);
 

@@ -132,6 +132,16 @@ std::string NumberHint(const TableSource& source, const ColumnRequest& request) 
   return levels.AreLikelyNumbers() || levels.AreMoreNumbers() ? levels.Text(source, request) : "";
 }
 
+std::string NumberHint(const TableSource& source, const ColumnRequest& request,
+                       const std::vector<std::string>& values,
+                       const std::vector<std::int64_t>& counts) {
+  if (const std::optional<NumberReading> reading = FindReading(values)) {
+    return DisguiseText(*reading, source, request.label);
+  }
+  const NumberLevels levels(values, counts);
+  return levels.AreLikelyNumbers() ? levels.Text(source, request) : "";
+}
+
 void RefuseNumberLevels(const TableSource& source, const ColumnRequest& request,
                         const CodedColumn& dependent) {
   throw Error(

@@ -47,6 +47,12 @@ class NumberLevels {
 /// Empty when they are none.
 [[nodiscard]] std::string NumberHint(const TableSource& source, const ColumnRequest& request);
 
+/// The same of a text whose different values are known, and how many records have each, where they
+/// are nearly all numbers; reads nothing.
+[[nodiscard]] std::string NumberHint(const TableSource& source, const ColumnRequest& request,
+                                     const std::vector<std::string>& values,
+                                     const std::vector<std::int64_t>& counts);
+
 /// Throws Error (kBadInput): a dependent that is a category because it is text has values that are
 /// mostly numbers.
 [[noreturn]] void RefuseNumberLevels(const TableSource& source, const ColumnRequest& request,

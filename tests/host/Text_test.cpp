@@ -121,6 +121,7 @@ TEST(ShellWord, IsQuotedWhereAShellWouldReadIt) {
 
 TEST(Printable, ReplacesControlCharactersOnly) {
   EXPECT_EQ(Printable("a\nb\tc\x1b[2Jé"), "a b c [2Jé");
+  EXPECT_EQ(Printable("a\u202eb\u2069\u05d0"), "a b \u05d0");
 }
 
 }  // namespace

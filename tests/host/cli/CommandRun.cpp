@@ -244,11 +244,12 @@ void CommandRun::CheckJson(const CommandResult& result) const {
   if (result.exitCode != 0 && result.exitCode != kNotConverged) return;
   const std::string name = JsonName(arguments_);
   if (name.empty()) return;
+  const std::string& command = arguments_.front();
   if (name != "-") {
     const std::filesystem::path file = folder_ / name;
-    if (std::filesystem::is_regular_file(file)) ExpectFitJson(qvtest::ReadFile(file));
+    if (std::filesystem::is_regular_file(file)) ExpectJsonOf(command, qvtest::ReadFile(file));
   } else if (!outputClosed_ && !brokenPipe_ && outputPath_.empty()) {
-    ExpectFitJson(result.out);
+    ExpectJsonOf(command, result.out);
   }
 }
 

@@ -63,7 +63,7 @@ class CommandRun {
   /// of what is printed.
   CommandRun& With(std::string name, std::string value);
 
-  /// Runs to the end. Fails the test when the run wrote JSON that docs/fit.schema.json does not
+  /// Runs to the end. Fails the test when the run wrote JSON that docs/COMMAND.schema.json does not
   /// describe.
   [[nodiscard]] CommandResult Run();
 

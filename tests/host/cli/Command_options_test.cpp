@@ -194,7 +194,8 @@ TEST(CommandOptions, HelpOfTheCommand) {
   const CommandResult result = RunQvreg({"--help"});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.err, "");
-  for (const char* text : {"Usage: qvreg [OPTIONS] COMMAND", "  fit ", "Example:", "--version"}) {
+  for (const char* text : {"Usage: qvreg [OPTIONS] COMMAND", "  fit ", "  describe ", "  compare ",
+                           "Examples:", "--version"}) {
     EXPECT_NE(result.out.find(text), std::string::npos) << text;
   }
 }

@@ -61,6 +61,11 @@ TEST_F(CommandUsage, AnUnknownCommand) {
                 "it."},
         Mistake{{"version"}, "There is no command 'version'. Write 'qvreg --version'."},
         Mistake{{"regress"}, "There is no command 'regress'. Write 'qvreg fit' to fit a model."},
+        Mistake{{"summary", "-d", "x.csv"},
+                "There is no command 'summary'. 'qvreg describe' tells what is in a table."},
+        Mistake{{"ANOVA"},
+                "There is no command 'ANOVA'. 'qvreg compare' tests nested fits, 'qvreg fit "
+                "--anova' the terms of one."},
         Mistake{{"help", "fti"}, "There is no command 'fti'. Did you mean 'fit'?"}}) {
     ExpectRefused(mistake, "qvreg --help");
   }

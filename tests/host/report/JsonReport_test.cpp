@@ -49,8 +49,9 @@ TEST(JsonReport, HasTheseNames) {
                                   "validation",
                                   "warnings",
                                   "status"}));
-  EXPECT_EQ(Names(report["records"]), (Texts{"read", "used", "left_out", "missing", "bad_weight",
-                                             "held_out", "missing_by_column", "missing_strings"}));
+  EXPECT_EQ(Names(report["records"]),
+            (Texts{"read", "used", "left_out", "missing", "bad_weight", "held_out", "digest",
+                   "missing_by_column", "missing_strings"}));
   EXPECT_EQ(Names(report["parameters"][0]),
             (Texts{"label", "levels", "covariates", "estimate", "std_error", "statistic", "p_value",
                    "conf_low", "conf_high", "redundant"}));

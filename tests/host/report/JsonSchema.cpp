@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <fstream>
+#include <map>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -176,20 +177,23 @@ JsonSchema::JsonSchema(nlohmann::json schema) : schema_(std::move(schema)) {
   CheckKeywords(schema_, schema_);
 }
 
-const JsonSchema& JsonSchema::OfFit() {
-  static const JsonSchema schema(Json::parse(std::ifstream(QVREG_DOCS "/fit.schema.json")));
-  return schema;
+const JsonSchema& JsonSchema::Of(const std::string& command) {
+  static std::map<std::string, JsonSchema> schemas;
+  const auto found = schemas.find(command);
+  if (found != schemas.end()) return found->second;
+  std::ifstream file(fmt::format("{}/{}.schema.json", QVREG_DOCS, command));
+  return schemas.emplace(command, JsonSchema(Json::parse(file))).first->second;
 }
 
 std::vector<std::string> JsonSchema::FaultsOf(const nlohmann::json& document) const {
   return Check(schema_).Run(schema_, document, "");
 }
 
-void ExpectFitJson(const std::string& text) {
+void ExpectJsonOf(const std::string& command, const std::string& text) {
   const Json document = Json::parse(text, nullptr, false);
   ASSERT_FALSE(document.is_discarded()) << "no JSON: " << text;
-  for (const std::string& fault : JsonSchema::OfFit().FaultsOf(document)) {
-    ADD_FAILURE() << "against docs/fit.schema.json: " << fault;
+  for (const std::string& fault : JsonSchema::Of(command).FaultsOf(document)) {
+    ADD_FAILURE() << "against docs/" << command << ".schema.json: " << fault;
   }
 }
 

@@ -13,8 +13,8 @@ class JsonSchema {
   /// Throws std::runtime_error for a keyword or a reference that is not known, anywhere in it.
   explicit JsonSchema(nlohmann::json schema);
 
-  /// That of the fit's JSON.
-  [[nodiscard]] static const JsonSchema& OfFit();
+  /// That of the JSON that `qvreg fit`, `describe` or `compare` writes.
+  [[nodiscard]] static const JsonSchema& Of(const std::string& command);
 
   /// What is wrong with a document, each with its place (a JSON pointer); empty when it is valid.
   [[nodiscard]] std::vector<std::string> FaultsOf(const nlohmann::json& document) const;
@@ -23,7 +23,7 @@ class JsonSchema {
   nlohmann::json schema_;
 };
 
-/// Fails the test when a text is no JSON document of a fit.
-void ExpectFitJson(const std::string& text);
+/// Fails the test when a text is no JSON document that the command writes.
+void ExpectJsonOf(const std::string& command, const std::string& text);
 
 }  // namespace qvhost

@@ -67,8 +67,8 @@ TEST(JsonSchema, RefusesWhatItDoesNotKnow) {
 Json SampleJson(const FitResult& fit) { return Json::parse(JsonReport(fit)); }
 
 TEST(FitSchema, DescribesBothKindsOfModel) {
-  EXPECT_EQ(JsonSchema::OfFit().FaultsOf(SampleJson(SampleFit())), Strings{});
-  EXPECT_EQ(JsonSchema::OfFit().FaultsOf(SampleJson(SampleLogisticFit())), Strings{});
+  EXPECT_EQ(JsonSchema::Of("fit").FaultsOf(SampleJson(SampleFit())), Strings{});
+  EXPECT_EQ(JsonSchema::Of("fit").FaultsOf(SampleJson(SampleLogisticFit())), Strings{});
 }
 
 /// Every key and every item of a document, as JSON pointers.
@@ -94,7 +94,7 @@ TEST(FitSchema, ConstrainsEveryValue) {
     for (const Json::json_pointer& place : PlacesOf(valid)) {
       Json broken = valid;
       broken[place] = Json{{"neither", Json::array()}};
-      EXPECT_FALSE(JsonSchema::OfFit().FaultsOf(broken).empty()) << place.to_string();
+      EXPECT_FALSE(JsonSchema::Of("fit").FaultsOf(broken).empty()) << place.to_string();
     }
   }
 }
@@ -106,11 +106,11 @@ TEST(FitSchema, AllowsNoOtherKeyAndMissesEach) {
       const Json::json_pointer place{std::string(object)};
       Json more = valid;
       more[place]["another"] = 1;
-      EXPECT_FALSE(JsonSchema::OfFit().FaultsOf(more).empty()) << object;
+      EXPECT_FALSE(JsonSchema::Of("fit").FaultsOf(more).empty()) << object;
       for (const auto& [name, entry] : valid[place].items()) {
         Json less = valid;
         less[place].erase(name);
-        EXPECT_FALSE(JsonSchema::OfFit().FaultsOf(less).empty()) << object << "/" << name;
+        EXPECT_FALSE(JsonSchema::Of("fit").FaultsOf(less).empty()) << object << "/" << name;
       }
     }
   }

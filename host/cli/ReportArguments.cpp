@@ -1,0 +1,103 @@
+#include "host/cli/ReportArguments.h"
+
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <CLI/Validators.hpp>
+#include <cstdio>
+
+#include <fmt/format.h>
+
+#include "host/Terminal.h"
+#include "host/cli/StandardStreams.h"
+
+namespace qvhost {
+
+namespace {
+
+constexpr const char* kGroup = "Summary";
+
+}  // namespace
+
+void ReportArguments::AddJson(const std::string& what) {
+  command_
+      .add_option("--json", jsonFile_,
+                  fmt::format("Write the {} to this file as JSON, too; - prints JSON\n"
+                              "in place of the summary",
+                              what))
+      ->type_name("FILE")
+      ->group("Output");
+}
+
+void ReportArguments::AddDigits() {
+  digitsOption_ = command_
+                      .add_option("--digits", digits_,
+                                  "Significant digits of estimates, their errors, limits\n"
+                                  "and odds ratios, 1 to 17 [5 of the smallest in a column]")
+                      ->type_name("N")
+                      ->group(kGroup);
+}
+
+void ReportArguments::AddSummary(const std::string& allHelp) {
+  command_.add_flag("--all", style_.all, allHelp)->group(kGroup);
+  command_
+      .add_option("--color", color_,
+                  "auto, always or never; auto colours on a terminal,\n"
+                  "unless NO_COLOR is set")
+      ->type_name("WHEN")
+      ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
+      ->capture_default_str()
+      ->group(kGroup);
+}
+
+void ReportArguments::AddQuiet() {
+  command_
+      .add_flag("-q,--quiet", isQuiet_,
+                "Print no summary and no progress bar; files and --json -\nare written")
+      ->group(kGroup);
+}
+
+void ReportArguments::Take() {
+  constexpr int kMostDigits = 17;
+  if (digitsOption_ != nullptr && digitsOption_->count() > 0) {
+    if (digits_ < 1 || digits_ > kMostDigits) {
+      RefuseUsage(fmt::format("--digits must be a whole number from 1 to {}.", kMostDigits));
+    }
+    style_.digits = digits_;
+  }
+  style_.width = OutputWidth(stdout);
+  style_.color = UsesColor(ColorOf(color_).value_or(ColorChoice::kAuto), stdout);
+}
+
+void ReportArguments::AddTo(OutputFiles& outputs) const {
+  if (HasJson() && !PrintsJson()) outputs.Add("--json", jsonFile_);
+}
+
+bool ReportArguments::Write(OutputFiles& outputs, InterruptWatch& watch, const Maker& text,
+                            const Maker& json) const {
+  if (HasJson() && !PrintsJson()) outputs.Get(jsonFile_).Write(json());
+  outputs.Finish();
+  // Before the files are replaced, so that a run that fails has replaced none.
+  bool isRead = true;
+  if (PrintsJson()) {
+    isRead = WriteStandardOutput(json());
+  } else if (!isQuiet_) {
+    isRead = WriteStandardOutput(text());
+  }
+  watch.RunLastStep([&outputs] { outputs.Commit(); });
+  return isRead;
+}
+
+ExitCode RunInterruptibly(
+    const std::function<ExitCode(Interrupt& interrupt, InterruptWatch& watch)>& work) {
+  Interrupt interrupt;
+  InterruptWatch watch(interrupt);
+  try {
+    return work(interrupt, watch);
+  } catch (...) {
+    // The failure may be a consequence of the signal.
+    if (interrupt.Requested()) throw Cancelled(interrupt.Signal());
+    throw;
+  }
+}
+
+}  // namespace qvhost
