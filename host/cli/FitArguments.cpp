@@ -148,10 +148,10 @@ void FitArguments::AddTests() {
       ->group(group);
   AddRepeated("--contrast", options_.contrasts,
               "Report a combination of such means: terms with + or -\n"
-              "between blanks, each [NUMBER*]NAME=VALUE[&NAME=VALUE...],\n"
-              "such as \"species=Gentoo & sex=male - species=Adelie\" or\n"
-              "\"x=10 - x=5\"; a value may stand in quotes. Once for\n"
-              "each contrast")
+              "between blanks, each [NUMBER*]NAME=VALUE, with more\n"
+              "conditions behind &, such as \"species=Gentoo & sex=male\n"
+              "- species=Adelie\" or \"x=10 - x=5\"; a value may stand\n"
+              "in quotes. Once for each contrast")
       ->type_name("CONTRAST")
       ->group(group);
 }
