@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "host/compare/SavedFit.h"
@@ -17,7 +18,10 @@ struct SavedTerm {
   std::set<std::string> factors;
   std::map<std::string, int> covariates;
 
-  auto operator<=>(const SavedTerm&) const = default;
+  bool operator==(const SavedTerm&) const = default;
+  bool operator<(const SavedTerm& other) const {
+    return std::tie(factors, covariates) < std::tie(other.factors, other.covariates);
+  }
 };
 
 /// The terms of a fit, each once, in the order of the parameters.
