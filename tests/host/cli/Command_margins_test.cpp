@@ -6,17 +6,14 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/host/cli/CommandRun.h"
-#include "tests/support/TempFolder.h"
+#include "tests/host/cli/CommandOnTable.h"
 
 namespace qvhost {
 namespace {
 
 constexpr int kBadInput = 2;
 
-using Strings = std::vector<std::string>;
-
-class CommandMargins : public ::testing::Test {
+class CommandMargins : public CommandOnTable {
  protected:
   void SetUp() override {
     std::string rows = "y,x,z,g,k\n";
@@ -27,21 +24,6 @@ class CommandMargins : public ::testing::Test {
     }
     folder_.Write("in.csv", rows);
   }
-
-  [[nodiscard]] CommandResult Run(const std::string& formula, const Strings& more) const {
-    Strings arguments = {"fit", "--data", "in.csv", "--formula", formula};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return CommandRun(std::move(arguments)).In(folder_.Path()).Run();
-  }
-
-  [[nodiscard]] nlohmann::json Json(const std::string& formula, Strings more) const {
-    more.insert(more.end(), {"--json", "-"});
-    const CommandResult result = Run(formula, more);
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    return nlohmann::json::parse(result.out);
-  }
-
-  qvtest::TempFolder folder_;
 };
 
 TEST_F(CommandMargins, AreInTheJsonWhenAskedFor) {

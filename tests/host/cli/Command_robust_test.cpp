@@ -8,8 +8,7 @@
 
 #include "host/Text.h"
 #include "host/table/Connection.h"
-#include "tests/host/cli/CommandRun.h"
-#include "tests/support/TempFolder.h"
+#include "tests/host/cli/CommandOnTable.h"
 
 namespace qvhost {
 namespace {
@@ -19,7 +18,7 @@ constexpr int kBadInput = 2;
 
 using Strings = std::vector<std::string>;
 
-class CommandRobust : public ::testing::Test {
+class CommandRobust : public CommandOnTable {
  protected:
   void SetUp() override {
     std::string rows = "id,y,x,g,k,c\n";
@@ -31,22 +30,7 @@ class CommandRobust : public ::testing::Test {
     folder_.Write("in.csv", rows);
   }
 
-  CommandResult Run(const std::string& formula, const Strings& more) const {
-    Strings arguments = {"fit", "--data", "in.csv", "--formula", formula};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return CommandRun(std::move(arguments)).In(folder_.Path()).Run();
-  }
-
-  [[nodiscard]] nlohmann::json Json(const std::string& formula, Strings more) const {
-    more.insert(more.end(), {"--json", "-"});
-    const CommandResult result = Run(formula, more);
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    return nlohmann::json::parse(result.out);
-  }
-
   [[nodiscard]] std::string File(const std::string& name) const { return folder_.File(name); }
-
-  qvtest::TempFolder folder_;
 };
 
 TEST_F(CommandRobust, TheJsonTellsTheKind) {

@@ -10,17 +10,14 @@
 
 #include "host/Text.h"
 #include "host/table/Connection.h"
-#include "tests/host/cli/CommandRun.h"
-#include "tests/support/TempFolder.h"
+#include "tests/host/cli/CommandOnTable.h"
 
 namespace qvhost {
 namespace {
 
 constexpr int kBadInput = 2;
 
-using Strings = std::vector<std::string>;
-
-class CommandValidation : public ::testing::Test {
+class CommandValidation : public CommandOnTable {
  protected:
   void SetUp() override {
     std::string rows = "id,y,x,g,k,train\n";
@@ -32,24 +29,9 @@ class CommandValidation : public ::testing::Test {
     folder_.Write("in.csv", rows);
   }
 
-  [[nodiscard]] CommandResult Run(const std::string& formula, const Strings& more) const {
-    Strings arguments = {"fit", "--data", "in.csv", "--formula", formula};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return CommandRun(std::move(arguments)).In(folder_.Path()).Run();
-  }
-
-  [[nodiscard]] nlohmann::json Json(const std::string& formula, Strings more) const {
-    more.insert(more.end(), {"--json", "-"});
-    const CommandResult result = Run(formula, more);
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    return nlohmann::json::parse(result.out);
-  }
-
   void ExpectRefused(const Strings& more, const std::string& message) const {
     ExpectFailure(Run("y ~ x", more), kBadInput, message);
   }
-
-  qvtest::TempFolder folder_;
 };
 
 TEST_F(CommandValidation, TheJsonTellsWhatWasAsked) {

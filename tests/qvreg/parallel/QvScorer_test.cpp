@@ -34,18 +34,12 @@ class QvScorerTest : public testing::TestWithParam<ModelKind> {
  protected:
   QvScorerTest() : model_(GetParam()), fitted_(model_.Get(), records_) {
     EXPECT_EQ(fitted_.Component().WriteScoring(bytes_).GetCode(), QvStatusCode::kOK);
-    // Combinations that the model has not seen, and a record that is too short.
-    fresh_ = RandomRecords(200, 5);
-    fresh_[3][qvtest::kF] = 3.0;
-    fresh_[3][qvtest::kG] = 2.0;
-    fresh_[7][qvtest::kX] = 1e300;
-    fresh_.emplace_back(2);
   }
 
   const Records records_ = RandomRecords(400);
   RandomModel model_;
   FittedModel fitted_;
-  Records fresh_;
+  const Records fresh_ = qvtest::FreshRecords();
   Bytes bytes_;
 };
 

@@ -39,6 +39,17 @@ enum RandomVariable { kY = 0, kCategory = 1, kF = 2, kG = 3, kX = 4, kZ = 5, kFr
   return MakeRecords(rows);
 }
 
+/// Others to score: among them combinations that RandomRecords lack, and a record that is too
+/// short.
+[[nodiscard]] inline std::vector<QvCommon::Record> FreshRecords() {
+  std::vector<QvCommon::Record> fresh = RandomRecords(200, 5);
+  fresh[3][kF] = 3.0;
+  fresh[3][kG] = 2.0;
+  fresh[7][kX] = 1e300;
+  fresh.emplace_back(2);
+  return fresh;
+}
+
 /// A linear model of all variables: crossed factors, of which one is redundant, a nested one, a
 /// product of covariates, both weights, refined.
 [[nodiscard]] inline std::unique_ptr<LinearSettings> RandomLinear() {
