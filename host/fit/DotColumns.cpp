@@ -55,7 +55,8 @@ DotColumns DotColumnsOf(const TableSource& source, const BindingOptions& options
   }
   for (const ColumnInfo& column : source.Columns()) {
     if (std::ranges::find(dot.apart, column.name) != dot.apart.end()) continue;
-    dot.columns.push_back({column.name, QuoteName(column.name), ValueKindOf(column.kind)});
+    dot.columns.push_back(
+        {column.name, QuoteName(column.name), ValueKindOf(column.kind), {}, column.written});
   }
   return dot;
 }

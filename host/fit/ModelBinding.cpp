@@ -407,6 +407,7 @@ ColumnLookup ColumnsOf(const TableSource& source, std::string_view formula) {
     if (columns.size() > 1) throw FormulaError::At(formula, place, AmbiguousText(name, columns));
     const ColumnInfo& column = *columns.front();
     FoundColumn found{column.name, ValueOf(column), ValueKindOf(column.kind)};
+    found.written = column.written;
     if (column.kind == ColumnKind::kText) {
       found.numberHint = [&source, name = column.name] {
         return NumberHint(source,

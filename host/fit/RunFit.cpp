@@ -26,6 +26,7 @@
 #include "host/fit/RefitTests.h"
 #include "host/fit/ResultBuilder.h"
 #include "host/fit/RunSettings.h"
+#include "host/fit/SavedModelBuilder.h"
 #include "host/fit/ScaledEstimates.h"
 #include "host/fit/Standardization.h"
 #include "host/fit/StatusText.h"
@@ -303,10 +304,9 @@ double SecondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-}  // namespace
-
-FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt,
-                 OutputFiles& outputs) {
+/// The whole run; of the model only its fit unless it `isSaved`.
+SavedModel Run(const FitOptions& options, bool isSaved, ProgressBar& progress, Interrupt& interrupt,
+               OutputFiles& outputs) {
   TableSource source = OpenSource(SourceOf(options), progress, interrupt);
   Formula formula = ReadFormula(options, source);
   const std::optional<RowCondition> condition = ConditionOf(options, source);
@@ -330,9 +330,10 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   Validation validation(formula, binding, table, options, progress, interrupt);
   BeginValidation(validation, table);
   RunSettings settings = SettingsOf(formula, binding, table, options);
-  const std::vector<StandardizedVariable> standardized =
+  const std::vector<Standardization> scales =
       Standardize(formula, binding, table, ValidatorOf(settings.Get()), interrupt,
                   ShowShare("standardizing", table.RecordCount(), progress));
+  const std::vector<StandardizedVariable> standardized = VariablesOf(scales);
   // Groups have a validator of their own.
   AfterFit after(options, binding, table, ValidatorOf(settings.Get()), progress, interrupt,
                  outputs);
@@ -372,8 +373,25 @@ FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& in
   after.Finish(result);
   validation.Finish(run, result);
   result.data = DataText(source, options.source);
+  SavedModel model;
+  if (isSaved) {
+    model = SavedModelOf({formula, binding, table, source, options.source, scales, run});
+  }
+  model.fit = std::move(result);
   progress.Erase();
-  return result;
+  return model;
+}
+
+}  // namespace
+
+FitResult RunFit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt,
+                 OutputFiles& outputs) {
+  return Run(options, false, progress, interrupt, outputs).fit;
+}
+
+SavedModel RunFitToSave(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt,
+                        OutputFiles& outputs) {
+  return Run(options, true, progress, interrupt, outputs);
 }
 
 }  // namespace qvhost

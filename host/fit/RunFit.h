@@ -5,6 +5,7 @@
 #include "host/fit/Interrupt.h"
 #include "host/fit/OutputFiles.h"
 #include "host/fit/ProgressBar.h"
+#include "host/fit/SavedModel.h"
 
 namespace qvhost {
 
@@ -23,5 +24,9 @@ namespace qvhost {
 /// model cannot be fitted, Cancelled when interrupted.
 [[nodiscard]] FitResult RunFit(const FitOptions& options, ProgressBar& progress,
                                Interrupt& interrupt, OutputFiles& outputs);
+
+/// The same, with all that the model needs to outlive the run.
+[[nodiscard]] SavedModel RunFitToSave(const FitOptions& options, ProgressBar& progress,
+                                      Interrupt& interrupt, OutputFiles& outputs);
 
 }  // namespace qvhost

@@ -21,19 +21,22 @@ struct SavedScale {
 /// plain value.
 struct SavedVariable {
   std::string label;  ///< As in the parameters: `log(price)`, `C(year)`.
-  /// What it is called where no two may be called alike: the column's name for a column and nothing
-  /// else, the label for an expression.
+  /// What it is called where no two may be called alike: the column's name for a column that is
+  /// taken as it is, else the label, with `_` behind it while something else has that name.
   std::string field;
   /// Its values as a formula has them, without C(), scale() and center(), columns spelled as the
   /// data spell them, in back-quotes where they need them: `log(price)`, `year`, `price`.
   std::string expression;
-  std::vector<std::string> columns;  ///< Of the data that it reads.
-  bool isColumn = true;              ///< Whether it is a column and nothing else.
-  bool isFactor = false;             ///< Whether records hold codes of its levels.
-  std::vector<std::string> levels;   ///< Of a factor, by code.
+  std::vector<std::string> columns;       ///< Of the data that it reads.
+  bool isColumn = true;                   ///< Whether its values are a column's: of C(year), too.
+  bool isFactor = false;                  ///< Whether records hold codes of its levels.
+  std::vector<std::string> levels;        ///< Of a factor, by code.
   ColumnKind kind = ColumnKind::kNumber;  ///< Of its values, before they became levels.
-  int position = 0;                       ///< In the component's records; 0 of the dependent.
+  /// In the component's records; 0 of the dependent. Records to be scored hold 0 where no variable
+  /// is.
+  int position = 0;
   std::optional<SavedScale> scale = std::nullopt;
+  bool isWeight = false;  ///< A frequency or regression weight, which scoring does without.
 };
 
 /// A column of the data that the variables read. A plain value.

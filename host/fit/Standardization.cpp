@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -25,19 +26,12 @@ namespace {
 struct Target {
   const Variable* variable = nullptr;
   std::size_t position = 0;
-  int exponent = 0;  ///< Of the largest value.
+  SavedScale scale;  ///< Its exponent is that of the largest value.
   CompensatedSum sum;
   CompensatedSum deviations;  ///< From the mean; 0 but for rounding.
   CompensatedSum squares;
-  double mean = 0.0;
-  double deviation = 1.0;
 
-  [[nodiscard]] double Scaled(double value) const { return std::ldexp(value, -exponent); }
-  [[nodiscard]] double Standardized(double value) const {
-    const double difference = Scaled(value) - mean;
-    return variable->standardizing == Standardizing::kScale ? difference / deviation
-                                                            : std::ldexp(difference, exponent);
-  }
+  [[nodiscard]] double Scaled(double value) const { return std::ldexp(value, -scale.exponent); }
 };
 
 /// Makes the passes. Borrows everything it is made of.
@@ -53,7 +47,7 @@ class Standardizer {
         interrupt_(interrupt),
         progress_(progress) {}
 
-  std::vector<StandardizedVariable> Run() {
+  std::vector<Standardization> Run() {
     FindTargets();
     if (targets_.empty()) return {};
     std::int64_t used = 0;
@@ -63,10 +57,11 @@ class Standardizer {
     });
     // The run ends without any record, with a sentence of its own.
     if (used == 0) return {};
-    for (Target& target : targets_) target.mean = target.sum.Value() / static_cast<double>(used);
+    for (Target& target : targets_)
+      target.scale.mean = target.sum.Value() / static_cast<double>(used);
     VisitUsed([](Target& target, double value) {
-      target.deviations.Add(value - target.mean);
-      target.squares.Add((value - target.mean) * (value - target.mean));
+      target.deviations.Add(value - target.scale.mean);
+      target.squares.Add((value - target.scale.mean) * (value - target.scale.mean));
     });
     for (Target& target : targets_) Settle(target, static_cast<double>(used));
     Apply();
@@ -94,7 +89,7 @@ class Standardizer {
     target.variable = &variable;
     target.position = static_cast<std::size_t>(position);
     const double largest = std::max(std::abs(column.lowest), std::abs(column.highest));
-    if (largest > 0.0 && std::isfinite(largest)) target.exponent = std::ilogb(largest) + 1;
+    if (largest > 0.0 && std::isfinite(largest)) target.scale.exponent = std::ilogb(largest) + 1;
     targets_.push_back(target);
   }
 
@@ -118,20 +113,20 @@ class Standardizer {
   /// are that number and 0 exactly: the mean is off by a last digit at most.
   void Settle(Target& target, double used) const {
     const double rest = target.deviations.Value();
-    target.mean += rest / used;
+    target.scale.mean += rest / used;
     if (target.variable->standardizing != Standardizing::kScale) return;
     if (used < 2.0) {
       Fail(*target.variable, fmt::format("'{}' needs at least two records, and one is used.",
                                          target.variable->label));
     }
     const double squares = target.squares.Value() - rest * rest / used;
-    target.deviation = std::sqrt(std::max(squares, 0.0) / (used - 1.0));
-    if (target.deviation > 0.0) return;
+    target.scale.deviation = std::sqrt(std::max(squares, 0.0) / (used - 1.0));
+    if (*target.scale.deviation > 0.0) return;
     Fail(*target.variable,
          fmt::format("'{}' has no value, as {} is {} in all records used and its standard "
                      "deviation 0; take the term out.",
                      target.variable->label, ArgumentOf(*target.variable),
-                     std::ldexp(target.mean, target.exponent)));
+                     std::ldexp(target.scale.mean, target.scale.exponent)));
   }
 
   void Apply() {
@@ -140,7 +135,7 @@ class Standardizer {
       for (const Target& target : targets_) {
         for (std::size_t at = target.position; at < records.size(); at += size) {
           double& value = records[at];
-          if (value != QvMV::gMissingValue) value = target.Standardized(value);
+          if (value != QvMV::gMissingValue) value = ScaledValue(target.scale, value);
         }
       }
     };
@@ -150,8 +145,8 @@ class Standardizer {
     });
     for (const Target& target : targets_) {
       CodedColumn& column = table_.Column(static_cast<int>(target.position));
-      column.lowest = target.Standardized(column.lowest);
-      column.highest = target.Standardized(column.highest);
+      column.lowest = ScaledValue(target.scale, column.lowest);
+      column.highest = ScaledValue(target.scale, column.highest);
     }
   }
 
@@ -160,16 +155,16 @@ class Standardizer {
     return variable.label.substr(open + 1, variable.label.size() - open - 2);
   }
 
-  [[nodiscard]] std::vector<StandardizedVariable> Results() const {
-    std::vector<StandardizedVariable> results;
+  [[nodiscard]] std::vector<Standardization> Results() const {
+    std::vector<Standardization> results;
     for (const Target& target : targets_) {
-      StandardizedVariable& result = results.emplace_back();
-      result.label = target.variable->label;
-      result.argument = ArgumentOf(*target.variable);
-      result.centre = std::ldexp(target.mean, target.exponent);
-      if (target.variable->standardizing == Standardizing::kScale) {
-        result.deviation = std::ldexp(target.deviation, target.exponent);
-      }
+      const SavedScale& scale = target.scale;
+      StandardizedVariable shown;
+      shown.label = target.variable->label;
+      shown.argument = ArgumentOf(*target.variable);
+      shown.centre = std::ldexp(scale.mean, scale.exponent);
+      if (scale.deviation) shown.deviation = std::ldexp(*scale.deviation, scale.exponent);
+      results.push_back({std::move(shown), static_cast<int>(target.position), scale});
     }
     return results;
   }
@@ -185,12 +180,23 @@ class Standardizer {
 
 }  // namespace
 
-std::vector<StandardizedVariable> Standardize(const Formula& formula, const ModelBinding& binding,
-                                              CodedTable& table,
-                                              const QvRegRecordValidator& validator,
-                                              const Interrupt& interrupt,
-                                              const StandardizingProgress& progress) {
+double ScaledValue(const SavedScale& scale, double value) {
+  const double difference = std::ldexp(value, -scale.exponent) - scale.mean;
+  return scale.deviation ? difference / *scale.deviation : std::ldexp(difference, scale.exponent);
+}
+
+std::vector<Standardization> Standardize(const Formula& formula, const ModelBinding& binding,
+                                         CodedTable& table, const QvRegRecordValidator& validator,
+                                         const Interrupt& interrupt,
+                                         const StandardizingProgress& progress) {
   return Standardizer(formula, binding, table, validator, interrupt, progress).Run();
+}
+
+std::vector<StandardizedVariable> VariablesOf(const std::vector<Standardization>& standardized) {
+  std::vector<StandardizedVariable> variables;
+  variables.reserve(standardized.size());
+  for (const Standardization& one : standardized) variables.push_back(one.variable);
+  return variables;
 }
 
 std::string StandardizedText(const StandardizedVariable& variable) {

@@ -129,7 +129,16 @@ bool ExpressionCursor::AtWord(std::size_t index, std::string_view lower) const {
          SameWord(tokens_.At(index).text, lower);
 }
 
-void ExpressionCursor::Take(PieceKind kind) { label_.Append(kind, LabelOf(tokens_.At(next_++))); }
+void ExpressionCursor::Take(PieceKind kind) {
+  const std::string text = LabelOf(tokens_.At(next_++));
+  label_.Append(kind, text);
+  written_.Append(kind, text);
+}
+
+void ExpressionCursor::TakeColumn(const FoundColumn& column) {
+  label_.Append(PieceKind::kOperand, LabelOf(tokens_.At(next_++)));
+  written_.Append(PieceKind::kOperand, WrittenName(column));
+}
 
 bool ExpressionCursor::Accept(std::string_view op, PieceKind kind) {
   if (!At(op)) return false;

@@ -88,6 +88,8 @@ class ExpressionCursor {
   [[nodiscard]] const Token& Current() const { return tokens_.At(next_); }
   /// What the expression says so far, with blanks in their usual places.
   [[nodiscard]] const std::string& Label() const noexcept { return label_.Text(); }
+  /// The same as ParseExpression reads it: columns spelled as the data spell them.
+  [[nodiscard]] const std::string& Written() const noexcept { return written_.Text(); }
   /// The place from a token to the one before the current token.
   [[nodiscard]] Place From(std::size_t first) const { return tokens_.PlaceOf(first, next_ - 1); }
 
@@ -97,6 +99,8 @@ class ExpressionCursor {
   [[nodiscard]] bool AtWord(std::size_t index, std::string_view lower) const;
   /// Steps over the current token and puts it into the label.
   void Take(PieceKind kind);
+  /// The same of the name of this column.
+  void TakeColumn(const FoundColumn& column);
   bool Accept(std::string_view op, PieceKind kind);
   bool AcceptWord(std::string_view lower);
   void ExpectWord(std::string_view lower, std::string_view example);
@@ -122,6 +126,7 @@ class ExpressionCursor {
   std::size_t next_;
   std::size_t level_ = 0;
   SpacedText label_;
+  SpacedText written_;
 };
 
 }  // namespace qvhost

@@ -93,7 +93,7 @@ Value ExpressionReader::Column() {
            "A formula holds no query: it computes each value from one record; use --sql.");
   }
   columns_.push_back(Tokens().ColumnAt(Next()));
-  Take(PieceKind::kOperand);
+  TakeColumn(columns_.back().found);
   const ColumnUse& use = columns_.back();
   return {use.found.sql, use.found.kind, use.place, {}, use.found.numberHint};
 }

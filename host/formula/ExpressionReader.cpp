@@ -66,6 +66,7 @@ Variable ExpressionReader::MakeVariable(const Value& value) {
   }
   Variable variable;
   variable.label = Label();
+  variable.expression = Written();
   variable.sql = value.sql;
   variable.columns = std::move(columns_);
   variable.gaps = std::move(gaps_);

@@ -5,6 +5,7 @@
 
 #include "host/formula/ExpressionReader.h"
 #include "host/formula/FormulaParser.h"
+#include "host/formula/OperandReader.h"
 #include "host/formula/Tokenizer.h"
 
 namespace qvhost {
@@ -30,6 +31,11 @@ Variable ParseCondition(std::string_view text, ColumnLookup lookup) {
     throw tokens.Error(tokens.At(0).place, "The condition is empty; write one such as x > 5.");
   }
   return ExpressionReader(tokens, {0, end}).ReadCondition();
+}
+
+Variable ParseExpression(std::string_view text, ColumnLookup lookup) {
+  TokenStream tokens(text, std::move(lookup));
+  return OperandReader(tokens).ReadValues();
 }
 
 void RemoveUnusedVariables(Formula& formula) {

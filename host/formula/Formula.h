@@ -54,6 +54,11 @@ struct DotColumns {
 /// alone. Throws FormulaError.
 [[nodiscard]] Variable ParseCondition(std::string_view text, ColumnLookup lookup);
 
+/// Reads the values of one variable, such as `log(x)`: a column, or an expression as in I(...).
+/// Variable::expression of any variable gives its values again. `text` must outlive the call alone.
+/// Throws FormulaError.
+[[nodiscard]] Variable ParseExpression(std::string_view text, ColumnLookup lookup);
+
 /// Takes out the variables that no term uses, and numbers the others anew.
 void RemoveUnusedVariables(Formula& formula);
 

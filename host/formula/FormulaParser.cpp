@@ -241,6 +241,7 @@ TermSet FormulaParser::DotTerm() {
     variable.label = column.name;
     variable.sql = QuoteName(column.name);
     variable.columns = {{column.name, place, column}};
+    variable.expression = WrittenName(column);
     variable.isOfDot = true;
     variable.place = place;
     algebra_.Add(terms, TermSet(Term{{{IndexOf(std::move(variable)), 1}}, place}), place);

@@ -15,6 +15,15 @@ Operand OperandReader::ReadTerm() { return Read(Powers::kSplit); }
 
 Variable OperandReader::ReadResponse() { return Read(Powers::kKeep).variable; }
 
+Variable OperandReader::ReadValues() {
+  const TokenRange range{0, tokens_.Size() - 1};
+  if (range.Size() == 0) {
+    throw tokens_.Error(tokens_.At(0).place, "The expression is empty; name a column.");
+  }
+  tokens_.MoveTo(range.last);
+  return Values(range);
+}
+
 Operand OperandReader::Read(Powers powers) {
   const std::size_t first = tokens_.Position();
   if (!tokens_.IsCall(first)) {
@@ -90,6 +99,7 @@ Variable OperandReader::Column(std::size_t index) const {
   const ColumnUse& column = variable.columns.front();
   variable.label = column.name;
   variable.sql = QuoteName(column.found.name);
+  variable.expression = WrittenName(column.found);
   variable.place = column.place;
   return variable;
 }
@@ -121,17 +131,21 @@ Variable OperandReader::Standardized(TokenRange range, Standardizing standardizi
   return variable;
 }
 
+Variable OperandReader::Values(TokenRange range) const {
+  if (IsColumn(tokens_, range)) return Column(range.first);
+  Variable variable = ExpressionReader(tokens_, range).Read();
+  const bool isCall = IsWholeCall(tokens_, range);
+  variable.form = isCall ? Variable::Form::kCall : Variable::Form::kGrouped;
+  return variable;
+}
+
 Variable OperandReader::Factor(std::size_t name) const {
   const FactorCall call = ReadFactorCall(tokens_, name);
   const TokenRange range = call.value;
   const bool isColumn = IsColumn(tokens_, range);
   // Inside C() a quoted name keeps its quotes in the label.
   const std::string column = isColumn ? LabelOf(tokens_.At(range.first)) : "";
-  Variable variable = isColumn ? Column(range.first) : ExpressionReader(tokens_, range).Read();
-  if (!isColumn) {
-    const bool isCall = IsWholeCall(tokens_, range);
-    variable.form = isCall ? Variable::Form::kCall : Variable::Form::kGrouped;
-  }
+  Variable variable = Values(range);
   variable.label = "C(" + (isColumn ? column : variable.label) + ")";
   variable.asFactor = true;
   variable.base = call.base;
@@ -154,11 +168,9 @@ Operand OperandReader::Grouped(TokenRange inside, Powers powers) const {
 }
 
 Variable OperandReader::Expression(TokenRange range) const {
-  if (IsColumn(tokens_, range)) return Column(range.first);
   if (IsWholeCall(tokens_, range)) return Call(range);
-  Variable variable = ExpressionReader(tokens_, range).Read();
-  variable.form = Variable::Form::kGrouped;
-  variable.label = "I(" + variable.label + ")";
+  Variable variable = Values(range);
+  if (variable.form == Variable::Form::kGrouped) variable.label = "I(" + variable.label + ")";
   return variable;
 }
 

@@ -46,12 +46,17 @@ class OperandReader {
   /// As ReadTerm, but `I(x^2)` is one variable with power 1, as a response must be.
   [[nodiscard]] Variable ReadResponse();
 
+  /// Reads all tokens as the values of one variable. Throws FormulaError.
+  [[nodiscard]] Variable ReadValues();
+
  private:
   enum class Powers { kSplit, kKeep };
 
   Operand Read(Powers powers);
   [[nodiscard]] Variable Column(std::size_t index) const;
   [[nodiscard]] Variable Call(TokenRange range) const;
+  /// A column or an expression, its label without I().
+  [[nodiscard]] Variable Values(TokenRange range) const;
   [[nodiscard]] Variable Factor(std::size_t name) const;
   /// scale(x) and center(x)
   [[nodiscard]] Variable Standardized(TokenRange range, Standardizing standardizing) const;

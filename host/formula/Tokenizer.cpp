@@ -147,6 +147,10 @@ std::string WrittenName(const std::string& column) {
   return InBackQuotes(column);
 }
 
+std::string WrittenName(const FoundColumn& column) {
+  return WrittenName(column.written.empty() ? column.name : column.written);
+}
+
 std::string LabelOf(const Token& token) {
   const bool isOtherwise = token.kind == TokenKind::kQuoted && token.text.front() != '`';
   return isOtherwise ? InBackQuotes(ColumnName(token)) : std::string(token.text);

@@ -51,6 +51,8 @@ struct Token {
 
 /// The name of a column as a formula takes it: in back-quotes unless it is a bare name.
 [[nodiscard]] std::string WrittenName(const std::string& column);
+/// The same, spelled as the data spell it.
+[[nodiscard]] std::string WrittenName(const FoundColumn& column);
 
 /// A token as a label shows it: names in quotes of any kind in back-quotes.
 [[nodiscard]] std::string LabelOf(const Token& token);

@@ -18,6 +18,7 @@ struct FoundColumn {
   /// Finds what to say where it is text and a number must stand, such as which option makes numbers
   /// of its values; none, or an empty answer, where there is nothing to say of it.
   std::function<std::string()> numberHint = {};
+  std::string written = {};  ///< As the data spell it; empty for the name.
 };
 
 /// A column that a variable reads, once for each time that the formula names it.
@@ -72,6 +73,9 @@ struct Variable {
   /// Sentences on how it was understood, where elsewhere it means something else.
   std::vector<std::string> notes;
   Place place;  ///< Where the formula first names the variable.
+  /// Its values as ParseExpression reads them: without C(), scale() and center(), columns spelled
+  /// as the data spell them.
+  std::string expression = {};
 };
 
 }  // namespace qvhost

@@ -19,6 +19,7 @@ namespace {
 
 /// What was done to the coded records of a formula over a query, and the records.
 struct Standard {
+  std::vector<Standardization> exact;
   std::vector<StandardizedVariable> results;
   std::vector<std::vector<double>> columns;
   std::vector<CodedColumn> infos;
@@ -36,8 +37,9 @@ Standard Of(const std::string& sql, const std::string& text, const BindingOption
   const ModelBinding binding = BindModel(formula, source, options);
   CodedTable table = CodeTable(source, binding.columns);
   Standard made;
-  made.results =
+  made.exact =
       Standardize(formula, binding, table, ValidatorFor(formula, binding, table), Interrupt(), {});
+  made.results = VariablesOf(made.exact);
   EXPECT_EQ(std::ftell(table.File()), 0) << "whoever reads on starts at the first record";
   for (int i = 0; i < table.RecordSize(); ++i) {
     made.columns.push_back(Values(table, static_cast<std::size_t>(i)));
@@ -156,6 +158,22 @@ TEST(Standardization, ADeviationOfZeroIsAnError) {
             "'scale(x)' needs at least two records, and one is used.\n  y ~ scale(x)\n      ^");
   EXPECT_EQ(ErrorOf("SELECT range AS y, 3.5 AS x FROM range(5)", "y ~ center(x)"), "no error");
   EXPECT_EQ(ErrorOf("SELECT NULL::INTEGER AS y, 3 AS x", "y ~ scale(x)"), "no error");
+}
+
+// Also where the mean in the values' own units has lost digits, as that of subnormal numbers.
+TEST(Standardization, TheScalesGiveTheSameBitsAgain) {
+  for (const char* const unit : {"1.0", "1e300", "7e-310", "-3e-322", "1e-30"}) {
+    const std::string rows =
+        "SELECT i AS y, (i * i % 11) * " + std::string(unit) + "::DOUBLE AS x FROM range(9) t(i)";
+    const Standard made = Of(rows, "y ~ scale(x) + center(x) + x");
+    ASSERT_EQ(made.exact.size(), 2U);
+    for (const Standardization& one : made.exact) {
+      const auto position = static_cast<std::size_t>(one.position);
+      for (std::size_t i = 0; i < made.columns[3].size(); ++i) {
+        EXPECT_EQ(ScaledValue(one.scale, made.columns[3][i]), made.columns[position][i]) << unit;
+      }
+    }
+  }
 }
 
 TEST(Standardization, OfACategoryIsAnError) {
