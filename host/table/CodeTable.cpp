@@ -1,8 +1,10 @@
 #include "host/table/CodeTable.h"
 
 #include <algorithm>
+#include <future>
 #include <memory>
 #include <span>
+#include <system_error>
 #include <utility>
 
 #include <fmt/format.h>
@@ -23,6 +25,13 @@ namespace {
 /// Values that are coded at once: 1 MB.
 constexpr std::size_t kBatchValues = std::size_t{1} << 17;
 constexpr std::size_t kSliceRows = 4096;
+
+/// Rows that are spooled together.
+struct Batch {
+  std::vector<ChunkHandle> chunks = {};
+  std::size_t rows = 0;
+  std::int64_t firstRow = 0;
+};
 
 /// One position of the records whose codes change. Borrows the final code of each provisional one.
 struct CodeChange {
@@ -66,52 +75,72 @@ class Coder {
     source_.StartCounting();
     {
       RowStream stream(source_.Database(), Query(), options_.cancelled);
+      // Ends before the stream, whatever happens.
+      std::future<void> spooling;
+      Batch batch;
       while (ChunkHandle chunk = stream.Next()) {
         if (kept_) kept_->Append(chunk.Get(), plan_.size());
-        batchRows_ += duckdb_data_chunk_get_size(chunk.Get());
-        batch_.push_back(std::move(chunk));
-        if (batchRows_ * plan_.size() >= kBatchValues) SpoolBatch();
-        Report(CodingProgress::Stage::kReading, stream.Share(),
-               rows_ + static_cast<std::int64_t>(batchRows_));
+        const idx_t rows = duckdb_data_chunk_get_size(chunk.Get());
+        batch.rows += rows;
+        rows_ += static_cast<std::int64_t>(rows);
+        batch.chunks.push_back(std::move(chunk));
+        if (batch.rows * plan_.size() >= kBatchValues) StartSpooling(batch, spooling);
+        Report(CodingProgress::Stage::kReading, stream.Share(), rows_);
       }
-      SpoolBatch();
+      StartSpooling(batch, spooling);
+      Wait(spooling);
     }
     missingStrings_ = source_.MissingStringsRead();
     file_.Flush();
     if (kept_) kept_->Finish();
   }
 
+  /// Has a batch spooled while the next one is read, once the one before is; `batch` is empty then.
+  void StartSpooling(Batch& batch, std::future<void>& spooling) {
+    Wait(spooling);
+    batch_ = std::exchange(batch, {.firstRow = rows_});
+    const int others = options_.threads - 1;
+    if (others < 1) return SpoolBatch(1);
+    try {
+      spooling = std::async(std::launch::async, [this, others] { SpoolBatch(others); });
+    } catch (const std::system_error&) {
+      SpoolBatch(1);
+    }
+  }
+
+  static void Wait(std::future<void>& spooling) {
+    if (spooling.valid()) spooling.get();
+  }
+
   /// Columns are coded on threads of their own, each into one piece of memory, and make records
   /// then.
-  void SpoolBatch() {
+  void SpoolBatch(int threads) {
     const std::size_t size = plan_.size();
-    values_.resize(batchRows_ * size);
-    records_.resize(batchRows_ * size);
-    ForEachOnThreads(options_.threads, size, [this](std::size_t column) { CodeColumn(column); });
-    const std::size_t slices = (batchRows_ + kSliceRows - 1) / kSliceRows;
-    ForEachOnThreads(options_.threads, slices, [this](std::size_t slice) { MakeRecords(slice); });
+    values_.resize(batch_.rows * size);
+    records_.resize(batch_.rows * size);
+    ForEachOnThreads(threads, size, [this](std::size_t column) { CodeColumn(column); });
+    const std::size_t slices = (batch_.rows + kSliceRows - 1) / kSliceRows;
+    ForEachOnThreads(threads, slices, [this](std::size_t slice) { MakeRecords(slice); });
     file_.Append(records_);
-    rows_ += static_cast<std::int64_t>(batchRows_);
-    batch_.clear();
-    batchRows_ = 0;
+    batch_.chunks.clear();
   }
 
   void CodeColumn(std::size_t column) {
     std::size_t first = 0;
-    for (const ChunkHandle& chunk : batch_) {
+    for (const ChunkHandle& chunk : batch_.chunks) {
       const idx_t rows = duckdb_data_chunk_get_size(chunk.Get());
       plan_[column].coder->Code(duckdb_data_chunk_get_vector(chunk.Get(), column), rows,
-                                values_.data() + column * batchRows_ + first,
-                                rows_ + static_cast<std::int64_t>(first));
+                                values_.data() + column * batch_.rows + first,
+                                batch_.firstRow + static_cast<std::int64_t>(first));
       first += rows;
     }
   }
 
   void MakeRecords(std::size_t slice) {
     const std::size_t begin = slice * kSliceRows;
-    const std::size_t end = std::min(begin + kSliceRows, batchRows_);
+    const std::size_t end = std::min(begin + kSliceRows, batch_.rows);
     for (std::size_t column = 0; column < plan_.size(); ++column) {
-      const double* from = values_.data() + column * batchRows_;
+      const double* from = values_.data() + column * batch_.rows;
       double* to = records_.data() + column;
       for (std::size_t row = begin; row < end; ++row) to[row * plan_.size()] = from[row];
     }
@@ -148,11 +177,10 @@ class Coder {
   std::vector<PlannedColumn> plan_;
   SpoolFile file_;
   std::shared_ptr<KeptRows> kept_;  ///< Null when nothing is kept.
-  std::vector<ChunkHandle> batch_;  ///< Rows that are not spooled yet,
-  std::size_t batchRows_ = 0;       ///< so many,
-  std::vector<double> values_;      ///< coded, column after column,
+  Batch batch_;                     ///< That is being spooled:
+  std::vector<double> values_;      ///< its values coded, column after column,
   std::vector<double> records_;     ///< and as records.
-  std::int64_t rows_ = 0;           ///< Spooled.
+  std::int64_t rows_ = 0;           ///< Read.
   std::vector<MissingString> missingStrings_;
 };
 

@@ -225,26 +225,28 @@ void TextFactorCoder::Code(duckdb_vector values, idx_t rows, double* codes,
   const CellMask mask(values);
   const auto* const texts = static_cast<const duckdb_string_t*>(duckdb_vector_get_data(values));
   for (idx_t row = 0; row < rows; ++row) {
-    if (mask.Has(row)) {
-      codes[row] = CodeOf(ViewOf(texts[row]));
-    } else {
+    if (!mask.Has(row)) {
       codes[row] = kMissingCategory;
       ++column_.missing;
+      continue;
     }
+    std::int64_t* const recent = recent_.Find(texts[row]);
+    const bool isKnown = recent != nullptr && *recent != RecentCodes::kUnknown;
+    const auto code = isKnown ? static_cast<std::uint32_t>(*recent) : CodeOf(ViewOf(texts[row]));
+    if (recent != nullptr) *recent = code;
+    ++counts_[code];
+    codes[row] = static_cast<double>(code);
   }
 }
 
-double TextFactorCoder::CodeOf(std::string_view text) {
+std::uint32_t TextFactorCoder::CodeOf(std::string_view text) {
   const auto known = codes_.find(text);
-  if (known != codes_.end()) {
-    ++counts_[known->second];
-    return static_cast<double>(known->second);
-  }
+  if (known != codes_.end()) return known->second;
   if (levels_.size() == maxLevels_) throw TooManyLevels(column_.label, maxLevels_);
   const auto next = static_cast<std::uint32_t>(levels_.size());
-  counts_.push_back(1);
+  counts_.push_back(0);
   levels_.push_back(&codes_.emplace(text, next).first->first);
-  return static_cast<double>(next);
+  return next;
 }
 
 std::string TextFactorCoder::LevelText(const std::string& value) const {

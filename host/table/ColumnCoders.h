@@ -15,6 +15,7 @@
 #include "host/table/ColumnInfo.h"
 #include "host/table/DuckDb.h"
 #include "host/table/NumberFormat.h"
+#include "host/table/RecentCodes.h"
 #include "host/table/TableSource.h"
 
 namespace qvhost {
@@ -167,7 +168,7 @@ class TextFactorCoder final : public ColumnCoder {
     }
   };
 
-  double CodeOf(std::string_view text);
+  std::uint32_t CodeOf(std::string_view text);
   /// A value as a level for people.
   [[nodiscard]] std::string LevelText(const std::string& value) const;
 
@@ -178,6 +179,7 @@ class TextFactorCoder final : public ColumnCoder {
   ColumnKind kind_;
   std::size_t maxLevels_;
   std::unordered_map<std::string, std::uint32_t, ViewHash, std::equal_to<>> codes_;
+  RecentCodes recent_;
   std::vector<const std::string*> levels_;  ///< Keys of `codes_` by provisional code,
   std::vector<std::int64_t> counts_;        ///< and how many records have each.
   std::vector<double> finalCodes_;

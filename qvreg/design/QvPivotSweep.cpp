@@ -95,15 +95,29 @@ double QvPivotSweep::RefineForm(double enough) {
   return form;
 }
 
+const double* QvPivotSweep::InverseRow(std::size_t i) {
+  if (!fInverse.empty()) return fInverse.data() + i * (i + 1) / 2;
+  fRow.resize(fKept.size());
+  fMatrix.GetRowElems(fKept[i], std::span(fKept).first(i + 1), fRow);
+  return fRow.data();
+}
+
+void QvPivotSweep::PackInverse() {
+  const std::size_t n = fKept.size();
+  fInverse.resize(n * (n + 1) / 2);
+  for (std::size_t i = 0; i < n; ++i) {
+    fMatrix.GetRowElems(fKept[i], std::span(fKept).first(i + 1),
+                        std::span(fInverse).subspan(i * (i + 1) / 2, i + 1));
+  }
+}
+
 double QvPivotSweep::FindCorrection() {
   const std::size_t n = fKept.size();
   fCorrection.assign(n, 0.0);
-  fRow.resize(n);
   fScaled.resize(n);
   for (std::size_t i = 0; i < n; ++i) fScaled[i] = fScale * fGradient[i];
   for (std::size_t i = 0; i < n; ++i) {
-    fMatrix.GetRowElems(fKept[i], std::span(fKept).first(i + 1), fRow);
-    fCorrection[i] = SubtractRow(i, fRow.data(), fScaled.data(), fCorrection.data());
+    fCorrection[i] = SubtractRow(i, InverseRow(i), fScaled.data(), fCorrection.data());
   }
   double decrease = 0.0;
   for (std::size_t i = 0; i < n; ++i) decrease -= fCorrection[i] * fScaled[i];
@@ -182,7 +196,9 @@ bool QvPivotSweep::RefineRows(int first) {
 bool QvPivotSweep::RefineInverse(QvCancelInfo& cancel) {
   if (fKept.size() > kMostRefinedColumns) return true;
   // The inverse that finds the corrections stays as it is until all its columns are refined.
+  PackInverse();
   std::vector<double> refined;
+  refined.reserve(fInverse.size());
   for (std::size_t i = 0; i < fKept.size(); ++i) {
     if (cancel.IsCancel()) return false;
     LoadCoefficients(fKept[i]);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <utility>
 #include <vector>
 
@@ -58,6 +59,11 @@ class QvPivotSweep {
   bool RefineRows(int first);
   bool RefineInverse(QvCancelInfo& cancel);
   double FindCorrection();
+  /// The elements of the kept pivot number i in the columns of those up to it, as the sweep left
+  /// them. Valid until the next call.
+  const double* InverseRow(std::size_t i);
+  /// Puts all of these rows side by side, so that finding them again and again costs nothing.
+  void PackInverse();
   [[nodiscard]] double RoundingOfForm(int k) const;
   void StoreRow(int k, double pivot);
   void NoteRedundant(int k);
@@ -73,6 +79,7 @@ class QvPivotSweep {
   std::vector<double> fCoefficients;
   std::vector<double> fGradient;
   std::vector<double> fCorrection;
-  std::vector<double> fScaled;  ///< Scratch: the gradient, scaled as the matrix is.
-  std::vector<double> fRow;     ///< Scratch: a row's elements in the kept columns.
+  std::vector<double> fScaled;   ///< Scratch: the gradient, scaled as the matrix is.
+  std::vector<double> fRow;      ///< Scratch: a row's elements in the kept columns.
+  std::vector<double> fInverse;  ///< Packed; empty before PackInverse.
 };

@@ -21,8 +21,12 @@ TEST_F(CodeTableErrors, NamesRowAndColumnOfAnInfinity) {
   for (const char* sign : {"", "-"}) {
     const TableSource source = OpenSql(std::string("SELECT CASE WHEN i = 70000 THEN '") + sign +
                                        "inf'::DOUBLE ELSE i END AS x FROM range(100000) t(i)");
-    EXPECT_EQ(Refused(source, Ask("x")), expected);
-    EXPECT_EQ(Refused(source, Ask("x", Coding::kFactor)), expected);
+    for (const int threads : {1, 2, 5}) {
+      CodingOptions options;
+      options.threads = threads;
+      EXPECT_EQ(Refused(source, Ask("x"), options), expected);
+      EXPECT_EQ(Refused(source, Ask("x", Coding::kFactor), options), expected);
+    }
   }
   const TableSource zero = OpenSql("SELECT 1 AS x UNION ALL SELECT 0");
   EXPECT_EQ(Refused(zero, Ask("1 / x")).substr(0, 46),
@@ -114,6 +118,7 @@ TEST_F(CodeTableErrors, AQueryGivenUpHalfwayEndsCleanly) {
     const TableSource source = OpenSql("SELECT range AS x FROM range(200000)");
     CodingOptions options;
     options.cancelled = [left = chunks % 6]() mutable { return left-- == 0; };
+    options.threads = 1 + chunks % 4;
     EXPECT_THROW((void)CodeTable(source, {Ask("x")}, options), Cancelled);
   }
 }

@@ -254,6 +254,11 @@ TEST_F(LongTable, KeepsItsOrder) {
   const std::vector<ColumnRequest> requests = {Ask("i"), Ask("g"), Ask("q")};
   const std::string groups = " (ROW_GROUP_SIZE 4096)";
   ExpectRows(CodeTable(TableSource({WriteRows("t.parquet", groups), "", ""}), requests));
+  for (const int threads : {2, 5}) {
+    CodingOptions options;
+    options.threads = threads;
+    ExpectRows(CodeTable(TableSource({Path("t.parquet"), "", ""}), requests, options));
+  }
   ExpectRows(CodeTable(TableSource({WriteRows("t.csv"), "", ""}), requests));
   ExpectRows(CodeTable(TableSource({WriteRows("t.csv.gz"), "", ""}), requests));
   ExpectRows(CodeTable(TableSource({WriteRows("t.ndjson"), "", ""}), requests));
