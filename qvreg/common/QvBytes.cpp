@@ -79,10 +79,6 @@ void QvByteWriter::PutDoubles(std::span<const double> values) {
   }
 }
 
-void QvByteWriter::PutBits(const QvBitSet& bits) {
-  for (int i = 0; i < bits.Size(); ++i) PutBool(bits.IsIn(i));
-}
-
 void QvByteWriter::PutBytes(std::span<const unsigned char> bytes) {
   PutWord(bytes.size());
   fBytes.insert(fBytes.end(), bytes.begin(), bytes.end());
@@ -168,19 +164,25 @@ std::vector<int> QvByteReader::GetInts() {
   return values;
 }
 
-std::vector<double> QvByteReader::GetDoubles() {
-  std::vector<double> values(GetCount(kWordSize));
+std::vector<double> QvByteReader::GetDoubles() { return GetDoubles(GetCount(kWordSize)); }
+
+std::vector<double> QvByteReader::GetDoubles(std::size_t count) {
+  if (count > fRest.size() / kWordSize) Fail();
+  std::vector<double> values(fbFailed ? 0 : count);
   for (double& value : values) value = GetDouble();
   return values;
+}
+
+std::vector<bool> QvByteReader::GetFlags(std::size_t count) {
+  if (count > fRest.size()) Fail();
+  std::vector<bool> flags(fbFailed ? 0 : count);
+  for (std::size_t i = 0; i < flags.size(); ++i) flags[i] = GetBool();
+  return flags;
 }
 
 void QvByteReader::GetDoublesInto(std::span<double> values) {
   if (GetCount(kWordSize) != values.size()) return Fail();
   for (double& value : values) value = GetDouble();
-}
-
-void QvByteReader::GetBitsInto(QvBitSet& bits) {
-  for (int i = 0; i < bits.Size(); ++i) bits.Set(i, GetBool());
 }
 
 std::span<const unsigned char> QvByteReader::GetBytes() { return Take(GetCount(1)); }

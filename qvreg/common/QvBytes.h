@@ -6,8 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "qvreg/common/QvBitSet.h"
-
 /// \file
 /// Numbers as bytes: little-endian, the same on every machine, with a length and a checksum.
 
@@ -40,8 +38,6 @@ class QvByteWriter {
   /// The number of values, then each; ints take four bytes.
   void PutInts(std::span<const int> values);
   void PutDoubles(std::span<const double> values);
-  /// Each bit, without their number.
-  void PutBits(const QvBitSet& bits);
   /// The number of bytes, then each.
   void PutBytes(std::span<const unsigned char> bytes);
 
@@ -76,12 +72,16 @@ class QvByteReader {
   [[nodiscard]] double GetDouble();
   [[nodiscard]] std::vector<int> GetInts();
   [[nodiscard]] std::vector<double> GetDoubles();
+  /// So many doubles, and so many flags, without their number.
+  [[nodiscard]] std::vector<double> GetDoubles(std::size_t count);
+  [[nodiscard]] std::vector<bool> GetFlags(std::size_t count);
   /// Reads doubles into `values`, whose size must be theirs.
   void GetDoublesInto(std::span<double> values);
-  /// Reads bits into `bits`, whose size must be theirs.
-  void GetBitsInto(QvBitSet& bits);
   /// A part of the borrowed bytes.
   [[nodiscard]] std::span<const unsigned char> GetBytes();
+  /// A number of elements of at least `size` bytes each that follow, of which so many must be
+  /// there.
+  std::size_t GetCount(std::size_t size);
 
   /// Makes it fail.
   void Fail();
@@ -92,8 +92,6 @@ class QvByteReader {
  private:
   /// The next `size` bytes, or none and a failure.
   std::span<const unsigned char> Take(std::size_t size);
-  /// The number of elements of `size` bytes each that follow, of which so many must be there.
-  std::size_t GetCount(std::size_t size);
 
   std::span<const unsigned char> fRest;
   bool fbFailed = false;

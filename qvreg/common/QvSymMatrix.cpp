@@ -229,6 +229,12 @@ bool QvSymMatrix::AddCompensated(const QvSymMatrix& other) {
   return true;
 }
 
+bool QvSymMatrix::TakeTriangle(int order, std::vector<double>&& triangle) {
+  if (!Adopt(order, std::move(triangle))) return false;
+  fLost = {};
+  return true;
+}
+
 void QvSymMatrix::Write(QvByteWriter& writer) const {
   writer.PutDoubles(fElements);
   writer.PutDoubles(fLost);

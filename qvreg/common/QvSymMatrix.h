@@ -49,6 +49,8 @@ class QVREG_EXPORT QvSymMatrixData {
   }
   /// `diagonal` receives the n diagonal elements; false, and nothing changed, without memory.
   bool GetDiagonal(std::vector<double>& diagonal) const;
+  /// The lower triangle, row by row, each row up to its diagonal.
+  [[nodiscard]] const std::vector<double>& GetTriangle() const { return fElements; }
   /// False when memory ran out as the matrix was made or copied.
   [[nodiscard]] bool IsValidMatrix() const { return fbValid; }
   /// Prints the order and the lower triangle to standard output, a line per row.
@@ -72,6 +74,9 @@ class QVREG_EXPORT QvSymMatrixData {
   /// Makes it a zero matrix of the given `order`, and so valid; false, and nothing changed, without
   /// memory.
   bool Reset(int order);
+  /// Makes it the matrix of this `order` whose lower triangle `elements` are, and so valid; false,
+  /// and nothing changed, where these are not as many.
+  bool Adopt(int order, std::vector<double>&& elements);
   /// Makes it empty and not valid.
   void Invalidate();
 
@@ -133,6 +138,9 @@ class QVREG_EXPORT QvSymMatrix : public QvSymMatrixData {
   /// Adds `other`, a matrix of the same order, both with compensation or both without it: what the
   /// sums lose is kept as well. False, and nothing changed, for any other.
   bool AddCompensated(const QvSymMatrix& other);
+  /// Becomes the matrix of this `order` with the lower `triangle`, which is moved out, and without
+  /// compensation; false, and nothing changed, for a triangle of another order.
+  bool TakeTriangle(int order, std::vector<double>&& triangle);
   /// Appends the elements, and what compensation keeps, to the `writer`. May throw std::bad_alloc.
   void Write(QvByteWriter& writer) const;
   /// Replaces them by those of a matrix of the same order, with compensation or without it alike;

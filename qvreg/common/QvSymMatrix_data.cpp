@@ -49,6 +49,13 @@ bool QvSymMatrixData::Reset(int order) {
   return fbValid = true;
 }
 
+bool QvSymMatrixData::Adopt(int order, std::vector<double>&& elements) {
+  if (order < 0 || elements.size() != RowStart(order)) return false;
+  fElements = std::move(elements);
+  fOrder = order;
+  return fbValid = true;
+}
+
 void QvSymMatrixData::Invalidate() {
   fElements = {};
   fOrder = 0;

@@ -22,30 +22,25 @@ QvBytes QvRegAlgorithm::WriteScoring() const {
   return WriteRequest(QvPassKind::kScoring, BaseOf(QvPassKind::kScoring), state.GetBytes());
 }
 
-void QvRegAlgorithm::WriteModel(QvByteWriter& writer) const {
-  WriteTables(writer);
-  WriteState(QvPassKind::kScoring, writer);
-  WriteResults(writer);
-  WriteCounts(fRecordCounts, writer);
-  writer.PutInt(fRecordCounts.fUsedLater);
-  WriteStatus(fStatus, writer);
-  writer.PutInt(static_cast<std::int64_t>(fWarnings.size()));
-  for (const QvStatus& warning : fWarnings) WriteStatus(warning, writer);
+QvModelContents QvRegAlgorithm::GetContents() const {
+  QvModelContents contents;
+  contents.fSettings = ContentsOf(fBaseSettings);
+  FillContents(contents);
+  contents.fRecordCounts = fRecordCounts;
+  contents.fFitStatus = fStatus;
+  contents.fWarnings = fWarnings;
+  return contents;
 }
 
-void QvRegAlgorithm::ReadModel(QvByteReader& reader) {
-  ReadTables(reader);
-  if (reader.HasFailed()) return;
-  ReadState(QvPassKind::kScoring, reader);
-  ReadResults(reader);
-  ReadCounts(reader, fRecordCounts);
-  fRecordCounts.fUsedLater = reader.GetInt();
-  fStatus = ReadStatus(reader);
+bool QvRegAlgorithm::TakeContents(QvModelContents& contents) {
   // As many as there may be different ones.
-  constexpr int kMostWarnings = 1000;
-  const int nWarnings = reader.GetIntWithin(0, kMostWarnings);
-  for (int i = 0; i < nWarnings; ++i) fWarnings.push_back(ReadStatus(reader));
-  if (fStatus.IsError()) reader.Fail();
+  constexpr std::size_t kMostWarnings = 1000;
+  if (contents.fFitStatus.IsError() || contents.fWarnings.size() > kMostWarnings) return false;
+  if (!TakeModel(contents)) return false;
+  fRecordCounts = contents.fRecordCounts;
+  fStatus = contents.fFitStatus;
+  fWarnings = contents.fWarnings;
+  return true;
 }
 
 QvStatus QvRegAlgorithm::RequestPass(QvPassKind kind, IQvPassSums& sums) {

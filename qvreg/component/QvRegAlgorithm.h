@@ -10,6 +10,7 @@
 #include "qvreg/common/Record.h"
 #include "qvreg/component/IQvPassSums.h"
 #include "qvreg/component/IQvRegOutputStats.h"
+#include "qvreg/component/QvModelContents.h"
 #include "qvreg/data/MultiPassRecordIter.h"
 #include "qvreg/data/QvCancelInfo.h"
 #include "qvreg/data/QvRegRecordValidator.h"
@@ -58,10 +59,6 @@ class QvRegAlgorithm {
   /// Writes and reads what else a pass needs, such as the estimates, in the same way.
   virtual void WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const = 0;
   virtual void ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) = 0;
-  /// Writes what results report beside tables and state of a built model, and makes another one, of
-  /// which these were read for scoring, the same model, in the same way.
-  virtual void WriteResults(QvCommon::QvByteWriter& writer) const = 0;
-  virtual void ReadResults(QvCommon::QvByteReader& reader) = 0;
   /// Adds the records to empty sums. REQUIRES: ReadState, and that there is a record.
   virtual QvCommon::QvStatus RunPart(QvPassKind kind, QvCommon::MultiPassRecordIter& iter,
                                      IQvPassSums& sums) = 0;
@@ -74,11 +71,11 @@ class QvRegAlgorithm {
 
   /// What a QvScorer scores as this object does with. REQUIRES: IsModelBuilt.
   [[nodiscard]] QvCommon::QvBytes WriteScoring() const;
-  /// The built model, behind its settings, and what ReadModel makes it of again: the `reader`
-  /// fails for any other bytes. REQUIRES: IsModelBuilt; of ReadModel an algorithm of these settings
-  /// that nothing was done with.
-  void WriteModel(QvCommon::QvByteWriter& writer) const;
-  void ReadModel(QvCommon::QvByteReader& reader);
+  /// The built model with its settings, but for the component's status. REQUIRES: IsModelBuilt.
+  [[nodiscard]] QvModelContents GetContents() const;
+  /// Becomes that model again, whose matrices it moves out; false, and this undefined, for contents
+  /// that no model of the settings has. REQUIRES: an algorithm that nothing was done with.
+  [[nodiscard]] bool TakeContents(QvModelContents& contents);
 
   void Cancel() { fCancelInfo.SetCancel(); }
   [[nodiscard]] const QvCommon::QvStatus& GetStatus() const { return fStatus; }
@@ -100,6 +97,9 @@ class QvRegAlgorithm {
   /// Takes the sums of a whole pass, made by MakeSums, as if its records had been added here; the
   /// status that this would have had.
   virtual QvCommon::QvStatus TakeSums(QvPassKind kind, IQvPassSums& sums) = 0;
+  /// GetContents and TakeContents of what a model has of its own.
+  virtual void FillContents(QvModelContents& contents) const = 0;
+  [[nodiscard]] virtual bool TakeModel(QvModelContents& contents) = 0;
   /// Forgets what was counted: after a further pass fUsedLater tells how many records it used.
   void CountAnew() {
     fRecordCounts = {};
@@ -120,9 +120,10 @@ class QvRegAlgorithm {
   bool fbBaseHasTables = false;
 };
 
-/// Has a component, with which nothing was done, take the model that its WriteModel wrote behind
-/// settings equal to its own: false for other bytes. May throw std::bad_alloc.
-bool ReadModel(QvRegComponent& component, QvCommon::QvByteReader& reader);
+/// Has a component, with which nothing was done, become the model of such contents, whose settings
+/// are equal to its own, and moves their matrices out: false for any other. May throw
+/// std::bad_alloc.
+[[nodiscard]] bool TakeContents(QvRegComponent& component, QvModelContents& contents);
 
 /// Runs an operation of a component and returns its status; an allocation that fails inside it
 /// becomes kTooManyParameters. What a host's code throws passes through.

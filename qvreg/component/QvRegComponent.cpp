@@ -2,10 +2,9 @@
 
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvStatusCodes.h"
-#include "qvreg/component/QvPassMessages.h"
+#include "qvreg/component/QvModelMessage.h"
 #include "qvreg/component/QvRegAlgorithm.h"
 #include "qvreg/settings/QvRegSettings.h"
-#include "qvreg/settings/QvSettingsBytes.h"
 
 using QvCommon::QvStatus;
 
@@ -60,20 +59,17 @@ QvStatus QvRegComponent::WriteModel(std::vector<unsigned char>& bytes) {
   if (fStatus.IsError()) return fStatus;
   if (!IsModelBuilt()) return {QvStatusCode::kNotBuilt, false};
   return GuardOperation([&] {
-    QvCommon::QvByteWriter writer;
-    WriteSettings(GetCompSettings(), writer);
-    fpAlgorithm->WriteModel(writer);
-    WriteStatus(fStatus, writer);
-    bytes = writer.TakeMessage(QvCommon::QvMessageType::kModel);
-    return QvStatus();
+    QvModelContents contents = fpAlgorithm->GetContents();
+    contents.fStatus = fStatus;
+    return QvModelMessage::Write(contents, bytes);
   });
 }
 
-bool ReadModel(QvRegComponent& component, QvCommon::QvByteReader& reader) {
-  if (component.fStatus.IsError()) return false;
-  component.fpAlgorithm->ReadModel(reader);
-  component.fStatus = ReadStatus(reader);
-  return reader.IsAtEnd() && component.IsModelBuilt();
+bool TakeContents(QvRegComponent& component, QvModelContents& contents) {
+  if (component.fStatus.IsError() || contents.fStatus.IsError()) return false;
+  if (!component.fpAlgorithm->TakeContents(contents)) return false;
+  component.fStatus = contents.fStatus;
+  return component.IsModelBuilt();
 }
 
 void QvRegComponent::Cancel() {

@@ -11,14 +11,12 @@
 
 class QvRegAlgorithm;
 
-namespace QvCommon {
-class QvByteReader;
-}
+struct QvModelContents;
 
 /// What the components of both models have in common: keeps the status and orders the calls; see
 /// IQvRegComponent.
 class QVREG_EXPORT QvRegComponent : public IQvRegComponent {
-  friend bool ReadModel(QvRegComponent& component, QvCommon::QvByteReader& reader);
+  friend bool TakeContents(QvRegComponent& component, QvModelContents& contents);
 
  public:
   ~QvRegComponent() override;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 #include "qvreg/common/QvScaledProduct.h"
@@ -90,36 +91,37 @@ void QvColumnSizes::Merge(const QvColumnSizes& other) {
   }
 }
 
-void QvColumnSizes::Write(QvCommon::QvByteWriter& writer) const {
-  writer.PutDoubles(fLargest);
-  writer.PutWord(fMeasuredProducts.size());
+QvColumnSizeContents QvColumnSizes::GetContents() const {
+  QvColumnSizeContents contents;
+  contents.fLargest = fLargest;
   for (const std::size_t effect : fMeasuredProducts) {
     const Product& product = fProducts[effect];
-    writer.PutDouble(product.fLargest);
-    writer.PutDouble(product.fEnough);
-    writer.PutBool(product.fbPlain);
-    writer.PutBool(product.fbLarge);
-    writer.PutInt(product.fMagnitude);
+    contents.fProducts.push_back(
+        {product.fLargest, product.fEnough, product.fbPlain, product.fbLarge, product.fMagnitude});
   }
+  return contents;
 }
 
-void QvColumnSizes::Read(QvCommon::QvByteReader& reader) {
+bool QvColumnSizes::TakeContents(const QvColumnSizeContents& contents) {
   // A product of many numbers, each within 2^-1100 and 2^1100, has a magnitude far within these.
-  constexpr int kFarthest = 1 << 30;
-  reader.GetDoublesInto(fLargest);
-  if (reader.GetWord() != fMeasuredProducts.size()) return reader.Fail();
-  for (const std::size_t effect : fMeasuredProducts) {
-    Product& product = fProducts[effect];
-    product.fLargest = reader.GetDouble();
-    product.fEnough = reader.GetDouble();
-    product.fbPlain = reader.GetBool();
-    product.fbLarge = reader.GetBool();
-    product.fMagnitude = reader.GetIntWithin(-kFarthest, kFarthest);
-    if (!(product.fLargest >= 0.0) || std::isinf(product.fLargest)) return reader.Fail();
+  constexpr long long kFarthest = 1 << 30;
+  const auto isSize = [](double largest) { return largest >= 0.0 && !std::isinf(largest); };
+  const bool isAlike = contents.fLargest.size() == fLargest.size() &&
+                       contents.fProducts.size() == fMeasuredProducts.size() &&
+                       std::all_of(contents.fLargest.begin(), contents.fLargest.end(), isSize);
+  if (!isAlike) return false;
+  fLargest = contents.fLargest;
+  for (std::size_t i = 0; i < fMeasuredProducts.size(); ++i) {
+    const QvColumnSizeContents::Product& taken = contents.fProducts[i];
+    if (!isSize(taken.fLargest) || std::abs(taken.fMagnitude) > kFarthest) return false;
+    Product& product = fProducts[fMeasuredProducts[i]];
+    product.fLargest = taken.fLargest;
+    product.fEnough = taken.fEnough;
+    product.fbPlain = taken.fbPlain;
+    product.fbLarge = taken.fbLarge;
+    product.fMagnitude = taken.fMagnitude;
   }
-  for (const double largest : fLargest) {
-    if (!(largest >= 0.0) || std::isinf(largest)) return reader.Fail();
-  }
+  return true;
 }
 
 int QvColumnSizes::GetVariableExponent(int variable) const {

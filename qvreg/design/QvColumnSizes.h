@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "qvreg/common/QvBytes.h"
+#include "qvreg/component/QvModelContents.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
 /// How large the numbers of a design are, found in the first pass, and the power of two that each
@@ -41,10 +41,10 @@ class QvColumnSizes {
 
   /// Adds what was measured of further records, of the same variables and effects.
   void Merge(const QvColumnSizes& other);
-  /// Writes what was measured; reads it where the variables and effects are as many, or the
-  /// `reader` fails.
-  void Write(QvCommon::QvByteWriter& writer) const;
-  void Read(QvCommon::QvByteReader& reader);
+  /// What was measured; takes it where the variables and effects are as many and it may have been
+  /// measured, or answers false, and this is then undefined.
+  [[nodiscard]] QvColumnSizeContents GetContents() const;
+  [[nodiscard]] bool TakeContents(const QvColumnSizeContents& contents);
 
   /// The exponent of a variable; 0 for one that is not measured.
   [[nodiscard]] int GetVariableExponent(int variable) const;

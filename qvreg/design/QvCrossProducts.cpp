@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 using QvCommon::QvKernels;
 
@@ -83,6 +84,26 @@ void QvCrossProducts::Read(QvCommon::QvByteReader& reader) {
   fbWeightsFinite = reader.GetBool();
   fbDependentFinite = reader.GetBool();
   if (fRecordsAdded < 0) reader.Fail();
+}
+
+void QvCrossProducts::FillContents(QvLinearContents& contents) const {
+  contents.fCovariance = GetMatrix().GetTriangle();
+  contents.fRecordsAdded = fRecordsAdded;
+  contents.fbProductsRounded = fbRounded;
+  contents.fbProductsUsual = fbRowsUsual;
+  contents.fbWeightsFinite = fbWeightsFinite;
+  contents.fbDependentsFinite = fbDependentFinite;
+}
+
+bool QvCrossProducts::TakeContents(int order, QvLinearContents& contents) {
+  const bool isTaken =
+      contents.fRecordsAdded >= 0 && fMatrix.TakeTriangle(order, std::move(contents.fCovariance));
+  fRecordsAdded = contents.fRecordsAdded;
+  fbRounded = contents.fbProductsRounded;
+  fbRowsUsual = contents.fbProductsUsual;
+  fbWeightsFinite = contents.fbWeightsFinite;
+  fbDependentFinite = contents.fbDependentsFinite;
+  return isTaken;
 }
 
 std::size_t QvCrossProducts::GetSize() const {

@@ -6,6 +6,7 @@
 #include "qvreg/common/QvProductPanel.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/component/IQvPassSums.h"
+#include "qvreg/component/QvModelContents.h"
 #include "qvreg/design/QvDesignRow.h"
 
 /// The weighted cross-products X'WX of design rows, in double-double: what the second pass of
@@ -53,6 +54,10 @@ class QvCrossProducts : public IQvPassSums {
   [[nodiscard]] QvCommon::QvSymMatrix& GetMatrix();
   [[nodiscard]] const QvCommon::QvSymMatrix& GetMatrix() const;
   [[nodiscard]] long long GetRecordsAdded() const { return fRecordsAdded; }
+  /// What is kept of a linear model's products, now its covariance. Takes it, for this `order`, and
+  /// moves the matrix out of `contents`: false for another order.
+  void FillContents(QvLinearContents& contents) const;
+  [[nodiscard]] bool TakeContents(int order, QvLinearContents& contents);
   /// What rounding of products may change in a sum, as a share of the root of the sums of its
   /// columns' squares; 0 where that is no more than the rounding of double-double numbers.
   [[nodiscard]] double GetRounding() const {

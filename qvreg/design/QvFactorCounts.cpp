@@ -5,8 +5,8 @@
 #include <new>
 
 #include "qvreg/common/Constants.h"
-#include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvComponentDisplay.h"
+#include "qvreg/component/QvModelContents.h"
 
 using QvCommon::Record;
 
@@ -128,17 +128,21 @@ void QvFactorCounts::ForEachList(Self& self, Visit&& visit) {
   visit(*self.fpDepCountsWithOffset);
 }
 
-bool QvFactorCounts::MergeCounts(const QvFactorCounts& other) {
-  std::vector<const Counts*> added;
-  ForEachList(other, [&](const Counts& counts) { added.push_back(&counts); });
+bool QvFactorCounts::AreLikeLists(const std::vector<const Counts*>& lists) const {
   std::size_t list = 0;
   bool isAlike = true;
   ForEachList(*this, [&](const Counts& counts) {
-    isAlike = isAlike && list < added.size() && added[list]->size() == counts.size();
+    isAlike = isAlike && list < lists.size() && lists[list]->size() == counts.size();
     ++list;
   });
-  if (!isAlike || list != added.size()) return false;
-  list = 0;
+  return isAlike && list == lists.size();
+}
+
+bool QvFactorCounts::MergeCounts(const QvFactorCounts& other) {
+  std::vector<const Counts*> added;
+  ForEachList(other, [&](const Counts& counts) { added.push_back(&counts); });
+  if (!AreLikeLists(added)) return false;
+  std::size_t list = 0;
   ForEachList(*this, [&](Counts& counts) {
     for (std::size_t c = 0; c < counts.size(); ++c) {
       counts[c].first += (*added[list])[c].first;
@@ -149,24 +153,22 @@ bool QvFactorCounts::MergeCounts(const QvFactorCounts& other) {
   return true;
 }
 
-void QvFactorCounts::WriteCounts(QvCommon::QvByteWriter& writer) const {
-  ForEachList(*this, [&](const Counts& counts) {
-    writer.PutWord(counts.size());
-    for (const auto& [weight, count] : counts) {
-      writer.PutDouble(weight);
-      writer.PutDouble(count);
-    }
-  });
+void QvFactorCounts::FillCounts(QvTableContents& contents) const {
+  for (const auto& counts : fFactorCounts) contents.fFactorCounts.push_back(*counts);
+  if (!HasDependentCounts()) return;
+  contents.fDependentCounts = *fpDependCounts;
+  contents.fOffsetCounts = *fpDepCountsWithOffset;
 }
 
-void QvFactorCounts::ReadCounts(QvCommon::QvByteReader& reader) {
-  ForEachList(*this, [&](Counts& counts) {
-    if (reader.GetWord() != counts.size()) reader.Fail();
-    for (auto& [weight, count] : counts) {
-      weight = reader.GetDouble();
-      count = reader.GetDouble();
-    }
-  });
+bool QvFactorCounts::TakeCounts(const QvTableContents& contents) {
+  std::vector<const Counts*> taken;
+  for (const Counts& counts : contents.fFactorCounts) taken.push_back(&counts);
+  const bool isLogistic = !contents.fDependentCounts.empty() || !contents.fOffsetCounts.empty();
+  if (isLogistic) taken.insert(taken.end(), {&contents.fDependentCounts, &contents.fOffsetCounts});
+  if (!AreLikeLists(taken)) return false;
+  std::size_t list = 0;
+  ForEachList(*this, [&](Counts& counts) { counts = *taken[list++]; });
+  return true;
 }
 
 bool QvFactorCounts::IsInRange(const Record& record) const { return IsInRange(record.GetAll()); }

@@ -12,10 +12,7 @@
 #include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/settings/QvConst.h"
 
-namespace QvCommon {
-class QvByteReader;
-class QvByteWriter;
-}  // namespace QvCommon
+struct QvTableContents;
 
 /// Counts how many records fall in each category of every factor, and of a categorical dependent:
 /// weighted by the frequency weight and unweighted.
@@ -106,11 +103,11 @@ class QVREG_EXPORT QvFactorCounts {
   /// Adds the counts of further records by the same factors and dependent; false, and nothing
   /// changed, for any other.
   bool MergeCounts(const QvFactorCounts& other);
-  /// Appends the counts to the `writer`.
-  void WriteCounts(QvCommon::QvByteWriter& writer) const;
-  /// Replaces them by those written: the `reader` fails for counts of other factors or another
-  /// dependent.
-  void ReadCounts(QvCommon::QvByteReader& reader);
+  /// Adds the counts to `contents` that hold none.
+  void FillCounts(QvTableContents& contents) const;
+  /// Replaces them by those of `contents`; false, and nothing changed, for counts of other factors
+  /// or another dependent.
+  bool TakeCounts(const QvTableContents& contents);
   /// Counts the factors of a record of `values` with weight w; calls `onCategory(factor, category)`
   /// for each category in range. False when one is out of range.
   template <typename OnCategory>
@@ -159,6 +156,8 @@ class QVREG_EXPORT QvFactorCounts {
   /// Calls visit(counts) for every list of counts of `self`, in one order.
   template <typename Self, typename Visit>
   static void ForEachList(Self& self, Visit&& visit);
+  /// Whether such lists have the number and sizes of this object's.
+  [[nodiscard]] bool AreLikeLists(const std::vector<const Counts*>& lists) const;
   static bool AddCount(Counts& counts, int category, double w);
   /// As AddCount, for as many records as the record counts as.
   bool AddRecord(Counts& counts, int category, double w, const double* values) const {

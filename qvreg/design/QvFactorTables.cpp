@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "qvreg/common/QvBytes.h"
+#include "qvreg/component/QvContentsBytes.h"
 
 using QvCommon::QvHashKey;
 using QvCommon::QvHashPair;
@@ -182,60 +182,83 @@ bool QvFactorTables::Merge(const QvFactorTables& other) {
   return true;
 }
 
-void QvFactorTables::WriteCombinations(QvCommon::QvByteWriter& writer,
-                                       std::size_t localEffect) const {
+std::vector<int> QvFactorTables::CombinationsOf(std::size_t localEffect) const {
   PairList pairs = *fEffectPairs[localEffect];
   SortByKey(pairs);
   std::vector<int> codes;
   for (const QvHashPair<int>* pair : pairs) {
     for (int i = 0; i < pair->GetKey().GetLength(); ++i) codes.push_back(pair->GetKey()[i]);
   }
-  writer.PutInts(codes);
+  return codes;
 }
 
-void QvFactorTables::ReadCombinations(QvCommon::QvByteReader& reader, std::size_t localEffect) {
-  const std::vector<int> codes = reader.GetInts();
+bool QvFactorTables::TakeCombinations(const std::vector<int>& codes, std::size_t localEffect) {
   QvHashKey& key = fEffectKeys[localEffect];
   const auto length = Index(key.GetLength());
-  if (codes.size() % length != 0) return reader.Fail();
+  if (codes.size() % length != 0) return false;
   const std::size_t first = Index(fCumulativeFactors[localEffect]);
   for (std::size_t begin = 0; begin < codes.size(); begin += length) {
     for (std::size_t i = 0; i < length; ++i) {
       const int code = codes[begin + i];
-      if (code < 0 || code >= GetNCategories(fConcatenatedFactors[first + i])) {
-        return reader.Fail();
-      }
+      if (code < 0 || code >= GetNCategories(fConcatenatedFactors[first + i])) return false;
       key[static_cast<int>(i)] = code;
     }
     UpdateHashtable(fEffectTables[localEffect].get(), fEffectPairs[localEffect].get(), key);
   }
+  return true;
 }
 
-void QvFactorTables::Write(QvCommon::QvByteWriter& writer) const {
-  WriteCounts(writer);
-  for (std::size_t e = 0; e < fEffectTables.size(); ++e) WriteCombinations(writer, e);
-  for (const double total : {fTotalFreqWeight, fTotalRegrWeight, fSampleSize, fMeanWeight}) {
-    writer.PutDouble(total);
+QvTableContents QvFactorTables::GetContents() const {
+  QvTableContents contents;
+  FillCounts(contents);
+  for (std::size_t e = 0; e < fEffectTables.size(); ++e) {
+    contents.fCombinations.push_back(CombinationsOf(e));
   }
-  writer.PutInt(fMeanUnit.GetExponent());
-  writer.PutDoubles(fCovariateMeans);
-  writer.PutDoubles(fDependRegrWeights);
-  fColumnSizes.Write(writer);
+  contents.fTotalFrequencyWeight = fTotalFreqWeight;
+  contents.fTotalRegressionWeight = fTotalRegrWeight;
+  contents.fSampleSize = fSampleSize;
+  contents.fMeanWeight = fMeanWeight;
+  contents.fMeanUnit = fMeanUnit.GetExponent();
+  contents.fMeans = fCovariateMeans;
+  contents.fDependentWeights = fDependRegrWeights;
+  contents.fSizes = fColumnSizes.GetContents();
+  return contents;
 }
 
-void QvFactorTables::Read(QvCommon::QvByteReader& reader) {
+bool QvFactorTables::TakeContents(const QvTableContents& contents) {
   // No product of two positive weights is beyond these.
   constexpr int kLeastUnit = -2148;
   constexpr int kLargestUnit = 2046;
-  ReadCounts(reader);
-  for (std::size_t e = 0; e < fEffectTables.size(); ++e) ReadCombinations(reader, e);
-  for (double* total : {&fTotalFreqWeight, &fTotalRegrWeight, &fSampleSize, &fMeanWeight}) {
-    *total = reader.GetDouble();
+  const bool isAlike = contents.fCombinations.size() == fEffectTables.size() &&
+                       contents.fMeanUnit >= kLeastUnit && contents.fMeanUnit <= kLargestUnit &&
+                       contents.fMeans.size() == fCovariateMeans.size() &&
+                       contents.fDependentWeights.size() == fDependRegrWeights.size();
+  if (!isAlike || !TakeCounts(contents)) return false;
+  for (std::size_t e = 0; e < fEffectTables.size(); ++e) {
+    if (!TakeCombinations(contents.fCombinations[e], e)) return false;
   }
-  fMeanUnit = QvCommon::QvWeightUnit::FromExponent(reader.GetIntWithin(kLeastUnit, kLargestUnit));
-  reader.GetDoublesInto(fCovariateMeans);
-  reader.GetDoublesInto(fDependRegrWeights);
-  fColumnSizes.Read(reader);
+  fTotalFreqWeight = contents.fTotalFrequencyWeight;
+  fTotalRegrWeight = contents.fTotalRegressionWeight;
+  fSampleSize = contents.fSampleSize;
+  fMeanWeight = contents.fMeanWeight;
+  fMeanUnit = QvCommon::QvWeightUnit::FromExponent(contents.fMeanUnit);
+  fCovariateMeans = contents.fMeans;
+  fDependRegrWeights = contents.fDependentWeights;
+  return fColumnSizes.TakeContents(contents.fSizes);
+}
+
+void QvFactorTables::Write(QvCommon::QvByteWriter& writer) const {
+  WriteTables(GetContents(), writer);
+}
+
+void QvFactorTables::Read(QvCommon::QvByteReader& reader) {
+  QvTableShape shape;
+  shape.fNFactors = GetNFactors();
+  shape.fbCategorical = HasDependentCounts();
+  shape.fNEffects = fNEffects;
+  QvTableContents contents;
+  ReadTables(reader, shape, contents);
+  if (!TakeContents(contents)) reader.Fail();
 }
 
 bool QvFactorTables::UpdateHashtable(QvHashtable<int>* table, PairList* pairs, QvHashKey& key) {

@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvScaledProduct.h"
 #include "qvreg/common/QvStatus.h"
 #include "qvreg/common/Record.h"
@@ -134,10 +135,13 @@ class QvFactorTables : public QvFactorCounts {
   /// Adds what was recorded of further records, for the same effects and variables; false, with
   /// nothing changed, for any other. Parameters are to be numbered anew. May throw std::bad_alloc.
   bool Merge(const QvFactorTables& other);
-  /// Writes everything recorded, level combinations in lexicographic order.
-  void Write(QvCommon::QvByteWriter& writer) const;
-  /// Records what was written, into tables that hold nothing yet; the `reader` fails for other
+  /// Everything recorded, level combinations in lexicographic order. May throw std::bad_alloc.
+  [[nodiscard]] QvTableContents GetContents() const;
+  /// Records it, in tables that hold nothing yet; false, and these undefined, for that of other
   /// effects and variables. May throw std::bad_alloc.
+  [[nodiscard]] bool TakeContents(const QvTableContents& contents);
+  /// The same as bytes: the `reader` fails where the contents are not taken.
+  void Write(QvCommon::QvByteWriter& writer) const;
   void Read(QvCommon::QvByteReader& reader);
 
   /// What each column is divided by for the estimation.
@@ -179,8 +183,8 @@ class QvFactorTables : public QvFactorCounts {
     return effect >= 0 && effect < fNModelEffects;
   }
   void MergeMeans(const QvFactorTables& other);
-  void WriteCombinations(QvCommon::QvByteWriter& writer, std::size_t localEffect) const;
-  void ReadCombinations(QvCommon::QvByteReader& reader, std::size_t localEffect);
+  [[nodiscard]] std::vector<int> CombinationsOf(std::size_t localEffect) const;
+  bool TakeCombinations(const std::vector<int>& codes, std::size_t localEffect);
   void DisplayEffects() const;
   void DisplayTotals() const;
 

@@ -42,35 +42,34 @@ bool QvRedundantColumns::Get(int column, int size, std::vector<double>& combinat
   return true;
 }
 
-void QvRedundantColumns::Write(QvCommon::QvByteWriter& writer) const {
-  writer.PutInt(static_cast<int>(fColumns.size()));
+std::vector<QvRedundantContents> QvRedundantColumns::GetContents() const {
+  std::vector<QvRedundantContents> contents;
   for (const Column& column : fColumns) {
-    std::vector<int> places;
-    std::vector<double> coefficients;
+    QvRedundantContents& added = contents.emplace_back();
+    added.fParameter = column.fIndex;
     for (const auto& [place, coefficient] : column.fCoefficients) {
-      places.push_back(place);
-      coefficients.push_back(coefficient);
+      added.fKept.push_back(place);
+      added.fCoefficients.push_back(coefficient);
     }
-    writer.PutInt(column.fIndex);
-    writer.PutInts(places);
-    writer.PutDoubles(coefficients);
   }
+  return contents;
 }
 
-void QvRedundantColumns::Read(int size, QvCommon::QvByteReader& reader) {
+bool QvRedundantColumns::TakeContents(const std::vector<QvRedundantContents>& contents, int size) {
   fColumns.clear();
-  const int count = reader.GetIntWithin(0, size);
-  for (int i = 0; i < count && !reader.HasFailed(); ++i) {
-    Column column;
-    column.fIndex = reader.GetIntWithin(i == 0 ? 0 : fColumns.back().fIndex + 1, size - 1);
-    const std::vector<int> places = reader.GetInts();
-    const std::vector<double> coefficients = reader.GetDoubles();
-    const bool areInside = std::all_of(places.begin(), places.end(),
+  int next = 0;
+  for (const QvRedundantContents& taken : contents) {
+    const bool areInside = std::all_of(taken.fKept.begin(), taken.fKept.end(),
                                        [size](int place) { return place >= 0 && place < size; });
-    if (places.size() != coefficients.size() || !areInside) return reader.Fail();
-    for (std::size_t k = 0; k < places.size(); ++k) {
-      column.fCoefficients.emplace_back(places[k], coefficients[k]);
+    const bool isColumn = taken.fParameter >= next && taken.fParameter < size;
+    if (!isColumn || !areInside || taken.fKept.size() != taken.fCoefficients.size()) return false;
+    Column column;
+    column.fIndex = taken.fParameter;
+    for (std::size_t k = 0; k < taken.fKept.size(); ++k) {
+      column.fCoefficients.emplace_back(taken.fKept[k], taken.fCoefficients[k]);
     }
     fColumns.push_back(std::move(column));
+    next = taken.fParameter + 1;
   }
+  return true;
 }

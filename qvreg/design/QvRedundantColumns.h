@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "qvreg/common/QvBytes.h"
+#include "qvreg/component/QvModelContents.h"
 
 /// How the redundant columns of a design depend on the columns before them that are kept: each is a
 /// linear combination of those. A value.
@@ -19,10 +19,10 @@ class QvRedundantColumns {
   /// `combination`, made of `size` zeros, receives the coefficients in the places of their columns.
   /// False, and all of them 0, for a column that was not added. May throw std::bad_alloc.
   bool Get(int column, int size, std::vector<double>& combination) const;
-  /// Writes all, and replaces all by what was written of a design of `size` columns: the `reader`
-  /// fails for another one. May throw std::bad_alloc.
-  void Write(QvCommon::QvByteWriter& writer) const;
-  void Read(int size, QvCommon::QvByteReader& reader);
+  /// All, and replaces all by that of a design of `size` columns: false, and this undefined, for
+  /// another one. May throw std::bad_alloc.
+  [[nodiscard]] std::vector<QvRedundantContents> GetContents() const;
+  [[nodiscard]] bool TakeContents(const std::vector<QvRedundantContents>& contents, int size);
 
  private:
   struct Column {

@@ -1,10 +1,13 @@
 #include "qvreg/factory/QvRegFactory.h"
 
+#include <algorithm>
 #include <exception>
 #include <memory>
+#include <vector>
 
-#include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/component/QvModelContents.h"
+#include "qvreg/component/QvModelMessage.h"
 #include "qvreg/component/QvRegAlgorithm.h"
 #include "qvreg/component/QvRegComponent.h"
 #include "qvreg/glm/QvGLMComponent.h"
@@ -39,24 +42,55 @@ std::unique_ptr<QvRegComponent> MakeOwn(const QvRegSettings& settings) {
   return std::make_unique<QvGLMComponent>(settings);
 }
 
-std::unique_ptr<QvRegComponent> Restore(const std::vector<unsigned char>& model) {
-  QvCommon::QvByteReader reader(model, QvCommon::QvMessageType::kModel);
-  const std::unique_ptr<QvRegSettings> settings = ReadSettings(reader);
+/// Whether the categories that the settings name are counted: what a component makes room for is
+/// then there.
+bool AreCategoriesCounted(const QvModelContents& contents) {
+  const QvSettingsContents& settings = contents.fSettings;
+  const std::vector<QvTableContents::Counts>& counts = contents.fTables.fFactorCounts;
+  const auto isOfSize = [](int size, const QvTableContents::Counts& list) {
+    return size > 0 && list.size() == static_cast<std::size_t>(size);
+  };
+  return std::equal(settings.fFactorSizes.begin(), settings.fFactorSizes.end(), counts.begin(),
+                    counts.end(), isOfSize) &&
+         (!settings.fLogistic ||
+          isOfSize(settings.fLogistic->fNCategories, contents.fTables.fDependentCounts));
+}
+
+std::unique_ptr<QvRegComponent> Restore(QvModelContents& contents) {
+  if (!AreCategoriesCounted(contents)) return nullptr;
+  const std::unique_ptr<QvRegSettings> settings = MakeSettings(contents.fSettings);
   if (settings == nullptr) return nullptr;
   std::unique_ptr<QvRegComponent> component = MakeOwn(*settings);
-  return ReadModel(*component, reader) ? std::move(component) : nullptr;
+  return TakeContents(*component, contents) ? std::move(component) : nullptr;
+}
+
+/// The component of what `read(contents)` gives, whose status is that of an error.
+template <typename Read>
+IQvRegComponent* RestoreFrom(QvCommon::QvStatus& status, Read&& read) {
+  std::unique_ptr<QvRegComponent> component;
+  status = GuardOperation([&]() -> QvCommon::QvStatus {
+    QvModelContents contents;
+    const QvCommon::QvStatus result = read(contents);
+    if (result.IsError()) return result;
+    component = Restore(contents);
+    if (component == nullptr) return {QvStatusCode::kUnreadableMessage, false};
+    return {};
+  });
+  return component.release();
 }
 
 }  // namespace
 
 IQvRegComponent* QvRegFactory::RestoreComponent(const std::vector<unsigned char>& model) {
-  std::unique_ptr<QvRegComponent> component;
-  fStatus = GuardOperation([&]() -> QvCommon::QvStatus {
-    component = Restore(model);
-    if (component == nullptr) return {QvStatusCode::kUnreadableMessage, false};
-    return {};
+  return RestoreFrom(
+      fStatus, [&](QvModelContents& contents) { return QvModelMessage::Read(model, contents); });
+}
+
+IQvRegComponent* QvRegFactory::RestoreComponent(const QvModelContents& model) {
+  return RestoreFrom(fStatus, [&](QvModelContents& contents) {
+    contents = model;
+    return QvCommon::QvStatus();
   });
-  return component.release();
 }
 
 IQvRegComponent* QvRegFactory::CreateRegAlgorithm(QvRegSettings& settings) {

@@ -7,6 +7,7 @@
 
 class IQvRegComponent;
 class QvRegSettings;
+struct QvModelContents;
 
 /// Makes the component that settings describe. Used from one thread at a time; components of one
 /// factory are independent of it and of each other.
@@ -24,6 +25,10 @@ class QVREG_EXPORT QvRegFactory {
   /// version with another first number wrote; kTooManyParameters without memory. Its settings have
   /// no listener, query or runner. The caller owns it as above.
   IQvRegComponent* RestoreComponent(const std::vector<unsigned char>& model);
+  /// The same of the contents of a model, which a host may have kept in a format of its own:
+  /// kUnreadableMessage for contents that no model has. A model of contents that WriteModel did not
+  /// write is what they say it is: neither estimates nor counts are checked against each other.
+  IQvRegComponent* RestoreComponent(const QvModelContents& model);
   /// The status of the last call: that of the settings. Each component has its own.
   [[nodiscard]] const QvCommon::QvStatus& GetStatus() const { return fStatus; }
 

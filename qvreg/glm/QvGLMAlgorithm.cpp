@@ -146,12 +146,17 @@ void QvGLMAlgorithm::ReadTables(QvCommon::QvByteReader& reader) {
   if (!fDesign.AreVariablesKnown()) return reader.Fail();
   SetUpTables(fFactorTables);
   fFactorTables.Read(reader);
+  if (!SetUpFromTables()) reader.Fail();
+}
+
+bool QvGLMAlgorithm::SetUpFromTables() {
   fMeanValues = fFactorTables.GetCovariateMeans();
   fbDataProcessed = true;
   fModel.Initialize(fFactorTables);
   fFactorTables.CreateParameterIndices();
-  if (fModel.SetUpDesign(fDesign.GetEffectParameters()).IsError()) reader.Fail();
+  const bool isSetUp = !fModel.SetUpDesign(fDesign.GetEffectParameters()).IsError();
   SetWeightAndMean();
+  return isSetUp;
 }
 
 void QvGLMAlgorithm::WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const {
@@ -168,11 +173,18 @@ void QvGLMAlgorithm::ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) 
   }
 }
 
-void QvGLMAlgorithm::WriteResults(QvCommon::QvByteWriter& writer) const {
-  fModel.WriteResults(writer);
+void QvGLMAlgorithm::FillContents(QvModelContents& contents) const {
+  contents.fTables = fFactorTables.GetContents();
+  contents.fLinear = fModel.GetContents();
 }
 
-void QvGLMAlgorithm::ReadResults(QvCommon::QvByteReader& reader) { fModel.ReadResults(reader); }
+bool QvGLMAlgorithm::TakeModel(QvModelContents& contents) {
+  if (!fDesign.AreVariablesKnown()) return false;
+  SetUpTables(fFactorTables);
+  fbModelBuilt = fFactorTables.TakeContents(contents.fTables) && SetUpFromTables() &&
+                 fModel.TakeContents(contents.fLinear);
+  return fbModelBuilt;
+}
 
 QvStatus QvGLMAlgorithm::RunPart(QvPassKind kind, MultiPassRecordIter& iter, IQvPassSums& sums) {
   if (kind == QvPassKind::kTables) {

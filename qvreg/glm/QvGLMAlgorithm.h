@@ -36,8 +36,6 @@ class QvGLMAlgorithm : public QvRegAlgorithm {
   void ReadTables(QvCommon::QvByteReader& reader) override;
   void WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const override;
   void ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) override;
-  void WriteResults(QvCommon::QvByteWriter& writer) const override;
-  void ReadResults(QvCommon::QvByteReader& reader) override;
   QvCommon::QvStatus RunPart(QvPassKind kind, QvCommon::MultiPassRecordIter& iter,
                              IQvPassSums& sums) override;
   bool ExpandSparseRow(const QvCommon::Record& record, std::vector<int>& indices,
@@ -53,10 +51,14 @@ class QvGLMAlgorithm : public QvRegAlgorithm {
 
  protected:
   QvCommon::QvStatus TakeSums(QvPassKind kind, IQvPassSums& sums) override;
+  void FillContents(QvModelContents& contents) const override;
+  [[nodiscard]] bool TakeModel(QvModelContents& contents) override;
 
  private:
   /// Tells tables the effects and the variables to average.
   void SetUpTables(QvFactorTables& tables) const;
+  /// Prepares the model for the later passes by tables that were filled elsewhere.
+  [[nodiscard]] bool SetUpFromTables();
   /// Gives the model what it takes from the first pass for the later ones.
   void SetWeightAndMean();
   QvCommon::QvStatus AddProducts(QvCommon::MultiPassRecordIter& iter);

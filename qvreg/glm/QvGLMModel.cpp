@@ -10,6 +10,7 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvComponentDisplay.h"
 #include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/component/QvContentsBytes.h"
 #include "qvreg/design/QvModelDesign.h"
 #include "qvreg/design/QvPivotSweep.h"
 
@@ -221,63 +222,86 @@ void QvGLMModel::SwapResiduals(QvGLMResiduals& residuals) {
   if (fRefinement) fRefinement->SwapGradient(residuals.fGradient);
 }
 
-void QvGLMModel::WriteEstimates(QvCommon::QvByteWriter& writer) const {
-  writer.PutDoubles(fEstimates);
-  writer.PutBool(fbRowsUsual);
-  writer.PutBool(fbHasNonFinite);
-  if (fbHasNonFinite) writer.PutBits(fNonFinite);
+QvLinearEstimates QvGLMModel::GetEstimateContents() const {
+  QvLinearEstimates contents;
+  contents.fEstimates = fEstimates;
+  contents.fbRowsUsual = fbRowsUsual;
+  if (fbHasNonFinite) contents.fNonFinite = FlagsOf(fNonFinite);
+  return contents;
 }
 
-void QvGLMModel::ReadEstimates(QvCommon::QvByteReader& reader) {
-  fEstimates.resize(fParameters.size());
-  reader.GetDoublesInto(fEstimates);
-  fbRowsUsual = reader.GetBool();
-  fbHasNonFinite = reader.GetBool();
-  if (!fNonFinite.Resize(GetNParameters(), false)) throw std::bad_alloc();
-  fNonFinite.Clear();
-  if (fbHasNonFinite) reader.GetBitsInto(fNonFinite);
+bool QvGLMModel::TakeEstimateContents(const QvLinearEstimates& contents) {
+  const bool areAlike =
+      contents.fEstimates.size() == fParameters.size() &&
+      (contents.fNonFinite.empty() || contents.fNonFinite.size() == fParameters.size());
+  if (!areAlike) return false;
+  fEstimates = contents.fEstimates;
+  fbRowsUsual = contents.fbRowsUsual;
+  fbHasNonFinite = !contents.fNonFinite.empty();
+  fNonFinite =
+      fbHasNonFinite ? BitsOf(contents.fNonFinite) : BitsOf(std::vector<bool>(fParameters.size()));
   fRefinement.reset();
   if (fSettings.GetRefineEstimates()) fRefinement.emplace(GetNParameters(), 1);
   fbEstimatesUsual = QvKernels::AreUsual(fEstimates.size(), fEstimates.data());
+  return true;
 }
 
-void QvGLMModel::WriteResults(QvCommon::QvByteWriter& writer) const {
-  fpProducts->Write(writer);
-  writer.PutBits(fRedundancy);
-  fRedundantColumns.Write(writer);
-  writer.PutBool(fScaledCovariance.has_value());
-  if (fScaledCovariance) fScaledCovariance->Write(writer);
-  writer.PutBool(fbDependentFinite);
-  writer.PutInt(fSums.fWeightedRecords);
-  for (const double number : {fResidualSum, fTotalSum, fMultipleRSquare, fRootMeanSquareError,
-                              fScaledError, fScaledTotal}) {
-    writer.PutDouble(number);
-  }
+void QvGLMModel::WriteEstimates(QvCommon::QvByteWriter& writer) const {
+  ::WriteEstimates(GetEstimateContents(), writer);
 }
 
-void QvGLMModel::ReadResults(QvCommon::QvByteReader& reader) {
+void QvGLMModel::ReadEstimates(QvCommon::QvByteReader& reader) {
+  QvLinearEstimates contents;
+  ::ReadEstimates(reader, contents);
+  if (!TakeEstimateContents(contents)) reader.Fail();
+}
+
+QvLinearContents QvGLMModel::GetContents() const {
+  QvLinearContents contents;
+  contents.fEstimates = GetEstimateContents();
+  fpProducts->FillContents(contents);
+  contents.fKept = FlagsOf(fRedundancy);
+  contents.fRedundant = fRedundantColumns.GetContents();
+  if (fScaledCovariance) contents.fScaledCovariance = fScaledCovariance->GetTriangle();
+  contents.fbDependentFinite = fbDependentFinite;
+  contents.fWeightedRecords = fSums.fWeightedRecords;
+  contents.fResidualSum = fResidualSum;
+  contents.fTotalSum = fTotalSum;
+  contents.fMultipleRSquare = fMultipleRSquare;
+  contents.fRootMeanSquareError = fRootMeanSquareError;
+  contents.fScaledError = fScaledError;
+  contents.fScaledTotal = fScaledTotal;
+  return contents;
+}
+
+bool QvGLMModel::TakeContents(QvLinearContents& contents) {
   const int p = GetNParameters();
-  fpProducts = MakeProducts();
-  if (!fpProducts->IsValid() || !fRedundancy.Resize(p + 1, false)) throw std::bad_alloc();
-  fpProducts->GetMatrix().EndCompensation();
-  fpProducts->Read(reader);
-  reader.GetBitsInto(fRedundancy);
-  fRedundantColumns.Read(p, reader);
+  auto products = std::make_unique<QvCrossProducts>(0);
+  const bool areTaken = TakeEstimateContents(contents.fEstimates) &&
+                        contents.fKept.size() == fParameters.size() + 1 &&
+                        products->TakeContents(p + 1, contents) &&
+                        fRedundantColumns.TakeContents(contents.fRedundant, p);
+  if (!areTaken) return false;
+  fpProducts = std::move(products);
+  fRedundancy = BitsOf(contents.fKept);
   fScaledCovariance.reset();
-  if (reader.GetBool()) {
-    fScaledCovariance.emplace(p);
-    if (!fScaledCovariance->IsValidMatrix()) throw std::bad_alloc();
-    fScaledCovariance->Read(reader);
+  if (contents.fScaledCovariance) {
+    if (!fScaledCovariance.emplace().TakeTriangle(p, std::move(*contents.fScaledCovariance))) {
+      return false;
+    }
   }
-  fbDependentFinite = reader.GetBool();
-  fSums.fWeightedRecords = reader.GetInt();
-  for (double* number : {&fResidualSum, &fTotalSum, &fMultipleRSquare, &fRootMeanSquareError,
-                         &fScaledError, &fScaledTotal}) {
-    *number = reader.GetDouble();
-  }
+  fbDependentFinite = contents.fbDependentFinite;
+  fSums.fWeightedRecords = contents.fWeightedRecords;
+  fResidualSum = contents.fResidualSum;
+  fTotalSum = contents.fTotalSum;
+  fMultipleRSquare = contents.fMultipleRSquare;
+  fRootMeanSquareError = contents.fRootMeanSquareError;
+  fScaledError = contents.fScaledError;
+  fScaledTotal = contents.fScaledTotal;
   fRefinement.reset();
   SetHostEstimates();
   fbSwept = true;
+  return true;
 }
 
 void QvGLMModel::DivideByScale() {

@@ -95,11 +95,10 @@ class QvGLMModel {
   /// it: the `reader` fails where that is not for as many parameters.
   void WriteEstimates(QvCommon::QvByteWriter& writer) const;
   void ReadEstimates(QvCommon::QvByteReader& reader);
-  /// Writes what else there is to report of the fitted model, and makes another one, whose
-  /// estimates were read, the same model: the `reader` fails where that is not for as many
-  /// parameters.
-  void WriteResults(QvCommon::QvByteWriter& writer) const;
-  void ReadResults(QvCommon::QvByteReader& reader);
+  /// The fitted model, and makes another one, whose design is set up, the same model, moving the
+  /// matrices out of the contents: false for contents of other parameters.
+  [[nodiscard]] QvLinearContents GetContents() const;
+  [[nodiscard]] bool TakeContents(QvLinearContents& contents);
 
   [[nodiscard]] bool HasMatrix() const { return fpProducts != nullptr; }
   /// REQUIRES: HasMatrix(). Before the sweep, of the columns and the dependent as divided: the
@@ -157,6 +156,8 @@ class QvGLMModel {
   void Display() const;
 
  private:
+  [[nodiscard]] QvLinearEstimates GetEstimateContents() const;
+  [[nodiscard]] bool TakeEstimateContents(const QvLinearEstimates& contents);
   /// The dependent as divided.
   [[nodiscard]] double Dependent(const double* values) const;
   [[nodiscard]] double SquareInHostUnits(double sum) const;

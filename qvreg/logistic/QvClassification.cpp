@@ -1,5 +1,7 @@
 #include "qvreg/logistic/QvClassification.h"
 
+#include <cstddef>
+
 template <typename Visit>
 void QvClassification::ForEachCell(Visit&& visit) const {
   for (int i = 0; i < fTable.GetNRows(); ++i) {
@@ -30,4 +32,20 @@ void QvClassification::Read(QvCommon::QvByteReader& reader) {
   ForEachCell([&](int i, int j) { fTable.SetElem(i, j, reader.GetDouble()); });
   fTotalWeight = reader.GetDouble();
   fbAnyWeight = reader.GetBool();
+}
+
+void QvClassification::FillContents(QvLogisticContents& contents) const {
+  ForEachCell([&](int i, int j) { contents.fClassification.push_back(fTable.GetElem(i, j)); });
+  contents.fClassifiedWeight = fTotalWeight;
+  contents.fbAnyClassified = fbAnyWeight;
+}
+
+bool QvClassification::TakeContents(const QvLogisticContents& contents) {
+  const auto rows = static_cast<std::size_t>(fTable.GetNRows());
+  if (contents.fClassification.size() != rows * rows) return false;
+  auto cell = contents.fClassification.begin();
+  ForEachCell([&](int i, int j) { fTable.SetElem(i, j, *cell++); });
+  fTotalWeight = contents.fClassifiedWeight;
+  fbAnyWeight = contents.fbAnyClassified;
+  return true;
 }

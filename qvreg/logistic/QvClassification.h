@@ -2,6 +2,7 @@
 
 #include "qvreg/common/QvRectMatrix.h"
 #include "qvreg/component/IQvPassSums.h"
+#include "qvreg/component/QvModelContents.h"
 
 /// What the classification pass learns: sums of frequency weights by observed and predicted
 /// category, both in local order. Used from one thread at a time.
@@ -24,6 +25,9 @@ class QvClassification : public IQvPassSums {
     fTotalWeight += weight;
     fbAnyWeight = fbAnyWeight || weight != 0.0;
   }
+  /// The sums, and takes them where they are of as many categories.
+  void FillContents(QvLogisticContents& contents) const;
+  [[nodiscard]] bool TakeContents(const QvLogisticContents& contents);
   /// True when something of positive weight was added.
   [[nodiscard]] bool HasWeight() const { return fbAnyWeight && fTotalWeight > 0.0; }
   /// Rows observed, columns predicted.

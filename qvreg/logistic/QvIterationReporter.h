@@ -5,24 +5,11 @@
 
 #include "qvreg/QvExport.h"
 #include "qvreg/component/ProgressListener.h"
+#include "qvreg/component/QvOptimizationSummary.h"
 
 /// \file
 /// The iterations of a logistic estimation as reported to a host: how they ended, the report for
 /// its progress listener, and the switch that prints them.
-
-/// How the iterations of a logistic estimation ended. Numeric values are fixed.
-enum QvOptimizationOutcome {
-  kOptContinue = 0,            ///< Not converged; iterate again.
-  kOptLLConverged = 1,         ///< The log-likelihood change fell below its criterion.
-  kOptParamConverged = 2,      ///< The parameter change fell below its criterion.
-  kOptBothConverged = 3,       ///< Both.
-  kOptHessianSingular = 4,     ///< The information matrix is not positive definite.
-  kOptStepHalvingFailed = 5,   ///< No step-halving kept the log-likelihood from falling.
-  kOptMaxIterations = 6,       ///< The maximum number of iterations was reached.
-  kOptCompleteSeparation = 7,  ///< The data are completely separated.
-  kOptQuasiSeparation = 8,     ///< The data are quasi-completely separated.
-  kOptNoIterations = 9         ///< There was nothing to iterate.
-};
 
 /// What a developer may print to standard output.
 namespace QvComponentDisplay {

@@ -307,14 +307,23 @@ void QvLogAlgorithm::ReadTables(QvCommon::QvByteReader& reader) {
   if (!fDesign.AreVariablesKnown()) return reader.Fail();
   fDesign.SetUpTables(fFactorTables, fSettings.GetCovariates());
   fFactorTables.Read(reader);
+  if (!ChooseCategories() || !SetUpFromTables()) reader.Fail();
+}
+
+bool QvLogAlgorithm::ChooseCategories() {
+  QvStatus status;
+  fModel.SetDependentCategories(status, fFactorTables.GetDependCountsPtr());
+  return !status.IsError();
+}
+
+bool QvLogAlgorithm::SetUpFromTables() {
   fMeanValues = fFactorTables.GetCovariateMeans();
   fbFactorTableFilled = true;
   if (fSettings.GetUsePatternTabulator()) fPatternExtractor = MakeTabulator();
   SetUpDesign();
   QvStatus status;
-  fModel.SetDependentCategories(status, fFactorTables.GetDependCountsPtr());
-  if (!status.IsError()) fModel.SetUpDesign(status);
-  if (status.IsError()) reader.Fail();
+  fModel.SetUpDesign(status);
+  return !status.IsError();
 }
 
 void QvLogAlgorithm::WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const {
@@ -339,15 +348,27 @@ void QvLogAlgorithm::ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) 
   if (fBeta.size() != static_cast<std::size_t>(fModel.GetNumAllNonRedundant())) reader.Fail();
 }
 
-void QvLogAlgorithm::WriteResults(QvCommon::QvByteWriter& writer) const {
-  fModel.WriteResults(writer);
-  fOptimization->Write(writer);
+void QvLogAlgorithm::FillContents(QvModelContents& contents) const {
+  contents.fTables = fFactorTables.GetContents();
+  contents.fLogistic = fModel.GetContents();
+  contents.fLogistic.fOptimization = *fOptimization;
 }
 
-void QvLogAlgorithm::ReadResults(QvCommon::QvByteReader& reader) {
-  fModel.ReadResults(reader);
-  fOptimization.emplace().Read(reader);
+bool QvLogAlgorithm::TakeModel(QvModelContents& contents) {
+  QvLogisticContents& logistic = contents.fLogistic;
+  const QvOptimizationSummary& summary = logistic.fOptimization;
+  const bool isSummary = summary.fOutcome >= kOptContinue && summary.fOutcome <= kOptNoIterations &&
+                         summary.fIterations >= 0 && summary.fStepHalvings >= 0;
+  if (!isSummary || !fDesign.AreVariablesKnown()) return false;
+  fDesign.SetUpTables(fFactorTables, fSettings.GetCovariates());
+  if (!fFactorTables.TakeContents(contents.fTables) || !ChooseCategories()) return false;
+  // What the set-up makes room for must be there.
+  const std::size_t nCategories = fModel.GetCategories().GetCodes().size();
+  if (logistic.fClassification.size() != nCategories * nCategories) return false;
+  fbModelBuilt = SetUpFromTables() && fModel.TakeContents(logistic);
+  fOptimization = summary;
   fbParametersCreated = true;
+  return fbModelBuilt;
 }
 
 QvStatus QvLogAlgorithm::RequireRows(MultiPassRecordIter& iter) {

@@ -9,7 +9,6 @@
 #include "qvreg/design/QvModelDesign.h"
 #include "qvreg/logistic/QvAccumStatsLogistic.h"
 #include "qvreg/logistic/QvLogModel.h"
-#include "qvreg/logistic/QvOptimizationSummary.h"
 #include "qvreg/logistic/QvPatternTabulator.h"
 #include "qvreg/logistic/QvRecordIterHandler.h"
 #include "qvreg/logistic/QvRegOptimizer.h"
@@ -43,8 +42,6 @@ class QvLogAlgorithm : public QvRegAlgorithm {
   void ReadTables(QvCommon::QvByteReader& reader) override;
   void WriteState(QvPassKind kind, QvCommon::QvByteWriter& writer) const override;
   void ReadState(QvPassKind kind, QvCommon::QvByteReader& reader) override;
-  void WriteResults(QvCommon::QvByteWriter& writer) const override;
-  void ReadResults(QvCommon::QvByteReader& reader) override;
   QvCommon::QvStatus RunPart(QvPassKind kind, QvCommon::MultiPassRecordIter& iter,
                              IQvPassSums& sums) override;
   bool ExpandSparseRow(const QvCommon::Record& record, std::vector<int>& indices,
@@ -67,6 +64,8 @@ class QvLogAlgorithm : public QvRegAlgorithm {
 
  protected:
   QvCommon::QvStatus TakeSums(QvPassKind kind, IQvPassSums& sums) override;
+  void FillContents(QvModelContents& contents) const override;
+  [[nodiscard]] bool TakeModel(QvModelContents& contents) override;
 
  private:
   /// Makes the optimizer's passes by the settings' runner.
@@ -93,6 +92,10 @@ class QvLogAlgorithm : public QvRegAlgorithm {
   QvCommon::QvStatus RequireRows(QvCommon::MultiPassRecordIter& iter);
   QvCommon::QvStatus AccumulateXPrimeX(QvCommon::MultiPassRecordIter& iter);
   QvCommon::QvStatus AddProducts(QvCommon::MultiPassRecordIter& iter);
+  /// Chooses the dependent's categories by tables that were filled elsewhere, and prepares the
+  /// model for the later passes by them; false where that cannot be.
+  [[nodiscard]] bool ChooseCategories();
+  [[nodiscard]] bool SetUpFromTables();
   /// The classification pass, and its closing.
   QvCommon::QvStatus Classify(QvCommon::MultiPassRecordIter& iter);
   QvCommon::QvStatus ClassifyRecords(QvCommon::MultiPassRecordIter& iter);

@@ -167,11 +167,11 @@ class QvLogModel : public IQvRegModel {
   /// later passes by them: the `reader` fails where they are not for as many parameters.
   void WriteEstimates(QvCommon::QvByteWriter& writer) const;
   void ReadEstimates(QvCommon::QvByteReader& reader);
-  /// Writes what else there is to report of the finished model, and makes another one, whose
-  /// estimates were read, the same model: the `reader` fails where that is not for as many
-  /// parameters and categories.
-  void WriteResults(QvCommon::QvByteWriter& writer) const;
-  void ReadResults(QvCommon::QvByteReader& reader);
+  /// The finished model, and makes another one, whose design is set up, the same model, moving the
+  /// matrices out of the contents: false for contents of other parameters and categories. What came
+  /// of the iterations is not among it.
+  [[nodiscard]] QvLogisticContents GetContents() const;
+  [[nodiscard]] bool TakeContents(QvLogisticContents& contents);
   /// The kept ones of values in the all-parameter layout, such as a host's starting values.
   [[nodiscard]] std::vector<double> CompressEstimates(const std::vector<double>& all) const;
   /// As UpdateClassification, for a row of known parameters whose dependent is a local index.
@@ -213,6 +213,8 @@ class QvLogModel : public IQvRegModel {
   [[nodiscard]] long long GetRecordsAdded() const {
     return fpProducts == nullptr ? fRecordsAdded : fpProducts->GetRecordsAdded();
   }
+  [[nodiscard]] QvLogisticEstimates GetEstimateContents() const;
+  [[nodiscard]] bool TakeEstimateContents(const QvLogisticEstimates& contents);
   void CreateParameters();
   /// Frequency times regression weight of a row of the estimation passes.
   [[nodiscard]] double RowWeight(const double* row) const;

@@ -1,50 +1,82 @@
-// The model as bytes: what workers and scorers need of it, and what is kept of it.
+// The model as plain numbers and as bytes: what workers and scorers need of it, and what is kept.
 
+#include <cstddef>
 #include <memory>
-#include <new>
+#include <optional>
+#include <utility>
+#include <vector>
 
+#include "qvreg/component/QvContentsBytes.h"
 #include "qvreg/logistic/QvLogModel.h"
 
 using QvCommon::QvSymMatrix;
 
+namespace {
+
+std::optional<std::vector<double>> TriangleOf(const std::unique_ptr<QvSymMatrix>& matrix) {
+  if (matrix == nullptr) return std::nullopt;
+  return matrix->GetTriangle();
+}
+
+/// Moves the triangle to a matrix; false for one of another order.
+bool Take(int order, std::optional<std::vector<double>>& triangle,
+          std::unique_ptr<QvSymMatrix>& matrix) {
+  matrix.reset();
+  if (!triangle) return true;
+  matrix = std::make_unique<QvSymMatrix>();
+  return matrix->TakeTriangle(order, std::move(*triangle));
+}
+
+}  // namespace
+
+QvLogisticEstimates QvLogModel::GetEstimateContents() const {
+  return {FlagsOf(fBasicRedundancy), fEstimates};
+}
+
+bool QvLogModel::TakeEstimateContents(const QvLogisticEstimates& contents) {
+  const bool areAlike = contents.fKept.size() == static_cast<std::size_t>(fNBasic) &&
+                        contents.fEstimates.size() == fEstimates.size();
+  if (!areAlike) return false;
+  fBasicRedundancy = BitsOf(contents.fKept);
+  SetRedundancy();
+  fEstimates = contents.fEstimates;
+  return true;
+}
+
 void QvLogModel::WriteEstimates(QvCommon::QvByteWriter& writer) const {
-  writer.PutInt(fNBasic);
-  writer.PutBits(fBasicRedundancy);
-  writer.PutDoubles(fEstimates);
+  ::WriteEstimates(GetEstimateContents(), writer);
 }
 
 void QvLogModel::ReadEstimates(QvCommon::QvByteReader& reader) {
-  if (reader.GetInt() != fNBasic) return reader.Fail();
-  if (!fBasicRedundancy.Resize(fNBasic, false)) throw std::bad_alloc();
-  reader.GetBitsInto(fBasicRedundancy);
-  SetRedundancy();
-  reader.GetDoublesInto(fEstimates);
+  QvLogisticEstimates contents;
+  ::ReadEstimates(reader, contents);
+  if (!TakeEstimateContents(contents)) reader.Fail();
 }
 
-void QvLogModel::WriteResults(QvCommon::QvByteWriter& writer) const {
-  writer.PutInt(GetRecordsAdded());
-  writer.PutBits(fNonFinite);
-  fRedundantColumns.Write(writer);
-  for (const QvSymMatrix* matrix : {fpHessianGI.get(), fpScaledHessianGI.get()}) {
-    writer.PutBool(matrix != nullptr);
-    if (matrix != nullptr) matrix->Write(writer);
-  }
-  fpClassification->Write(writer);
+QvLogisticContents QvLogModel::GetContents() const {
+  QvLogisticContents contents;
+  contents.fEstimates = GetEstimateContents();
+  contents.fRecordsAdded = GetRecordsAdded();
+  contents.fNonFinite = FlagsOf(fNonFinite);
+  contents.fRedundant = fRedundantColumns.GetContents();
+  contents.fCovariance = TriangleOf(fpHessianGI);
+  contents.fScaledCovariance = TriangleOf(fpScaledHessianGI);
+  fpClassification->FillContents(contents);
+  return contents;
 }
 
-void QvLogModel::ReadResults(QvCommon::QvByteReader& reader) {
-  fRecordsAdded = reader.GetInt();
-  if (!fNonFinite.Resize(fNBasic, false)) throw std::bad_alloc();
-  reader.GetBitsInto(fNonFinite);
-  fRedundantColumns.Read(fNBasic, reader);
-  for (std::unique_ptr<QvSymMatrix>* matrix : {&fpHessianGI, &fpScaledHessianGI}) {
-    matrix->reset();
-    if (!reader.GetBool()) continue;
-    *matrix = std::make_unique<QvSymMatrix>(GetNumAllParameters());
-    if (!(*matrix)->IsValidMatrix()) throw std::bad_alloc();
-    (*matrix)->Read(reader);
-  }
-  fpClassification->Read(reader);
+bool QvLogModel::TakeContents(QvLogisticContents& contents) {
+  const bool areTaken =
+      TakeEstimateContents(contents.fEstimates) &&
+      contents.fNonFinite.size() == static_cast<std::size_t>(fNBasic) &&
+      fRedundantColumns.TakeContents(contents.fRedundant, fNBasic) &&
+      Take(GetNumAllParameters(), contents.fCovariance, fpHessianGI) &&
+      Take(GetNumAllParameters(), contents.fScaledCovariance, fpScaledHessianGI) &&
+      fpClassification->TakeContents(contents);
+  if (!areTaken) return false;
+  fRecordsAdded = contents.fRecordsAdded;
+  fNonFinite = BitsOf(contents.fNonFinite);
   SetHostEstimates();
   fbFinished = true;
+  return true;
 }

@@ -13,7 +13,6 @@
 #include "qvreg/logistic/IQvRegModel.h"
 #include "qvreg/logistic/QvIterationReporter.h"
 #include "qvreg/logistic/QvNewtonSystem.h"
-#include "qvreg/logistic/QvOptimizationSummary.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 
 class ProgressListener;

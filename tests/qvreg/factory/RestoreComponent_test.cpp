@@ -14,123 +14,38 @@
 
 #include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/component/QvModelContents.h"
+#include "qvreg/component/QvModelMessage.h"
 #include "qvreg/factory/QvRegFactory.h"
-#include "qvreg/glm/QvGLMOutputStats.h"
-#include "qvreg/logistic/QvLogOutputStats.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/FittedModel.h"
+#include "tests/qvreg/support/ModelReport.h"
 #include "tests/qvreg/support/RandomModels.h"
 #include "tests/qvreg/support/ReferenceRun.h"
 #include "tests/qvreg/support/VectorParts.h"
 
 namespace {
 
+using qvtest::BytesOf;
 using qvtest::FittedModel;
 using qvtest::ModelKind;
 using qvtest::RandomModel;
 using qvtest::RandomRecords;
+using qvtest::ReportOf;
 using qvtest::ScoresOf;
+using qvtest::StatsOf;
 using Bytes = std::vector<unsigned char>;
 using Records = std::vector<QvCommon::Record>;
 using Component = std::unique_ptr<IQvRegComponent>;
 
-Bytes BytesOf(IQvRegComponent& component) {
-  Bytes bytes;
-  EXPECT_EQ(component.WriteModel(bytes).GetCode(), QvStatusCode::kOK);
-  return bytes;
-}
-
-Component Restored(const Bytes& bytes) {
+/// The component of a model's bytes or contents.
+template <typename Model>
+Component Restored(const Model& model) {
   QvRegFactory factory;
-  Component component(factory.RestoreComponent(bytes));
+  Component component(factory.RestoreComponent(model));
   EXPECT_EQ(factory.GetStatus().GetCode(), QvStatusCode::kOK);
   return component;
-}
-
-const IQvRegOutputStats& StatsOf(IQvRegComponent& component) {
-  IQvRegOutputStats* stats = nullptr;
-  EXPECT_EQ(component.GetOutputStats(stats).GetCode(), QvStatusCode::kOK);
-  return *stats;
-}
-
-void Append(std::vector<double>& numbers, const std::vector<double>& more) {
-  numbers.insert(numbers.end(), more.begin(), more.end());
-}
-
-void Append(std::vector<double>& numbers, const std::vector<int>& more) {
-  numbers.insert(numbers.end(), more.begin(), more.end());
-}
-
-void Append(std::vector<double>& numbers, const QvCommon::QvBitSet& bits) {
-  for (int i = 0; i < bits.Size(); ++i) numbers.push_back(bits.IsIn(i) ? 1.0 : 0.0);
-}
-
-void Append(std::vector<double>& numbers, const QvCommon::QvSymMatrixData& matrix) {
-  for (int i = 0; i < matrix.GetOrder(); ++i) {
-    for (int j = 0; j <= i; ++j) numbers.push_back(matrix.GetElem(i, j));
-  }
-}
-
-void Append(std::vector<double>& numbers, const QvRecordCounts& counts) {
-  for (const long long count : {counts.fRead, counts.fUsed, counts.fMissing, counts.fBadWeight,
-                                counts.fOutOfRange, counts.fUsedLater}) {
-    numbers.push_back(static_cast<double>(count));
-  }
-}
-
-void AppendLinear(std::vector<double>& numbers, const QvGLMOutputStats& stats) {
-  Append(numbers, stats.GetRecordCounts());
-  Append(numbers, stats.GetNonFiniteParameters());
-  Append(numbers, stats.GetParameterExponents());
-  Append(numbers, stats.GetScaledEstimates());
-  Append(numbers, *stats.GetScaledCovarianceMatrix());
-  for (const double number :
-       {stats.IsDependentFinite() ? 1.0 : 0.0, static_cast<double>(stats.GetDependentExponent()),
-        stats.GetScaledRootMeanSquareError(), stats.GetScaledRootMeanSquareTotal()}) {
-    numbers.push_back(number);
-  }
-}
-
-void AppendLogistic(std::vector<double>& numbers, const QvLogOutputStats& stats) {
-  Append(numbers, stats.GetRecordCounts());
-  Append(numbers, stats.GetNonFiniteParameters());
-  Append(numbers, stats.GetParameterExponents());
-  Append(numbers, stats.GetScaledEstimates());
-  Append(numbers, *stats.GetScaledCovarianceMatrix());
-  Append(numbers, stats.GetDependCategories());
-  Append(numbers, stats.GetDependCategoryWeights());
-  for (const double number :
-       {static_cast<double>(stats.GetIterations()), static_cast<double>(stats.GetStepHalvings()),
-        static_cast<double>(stats.GetOutcome()), stats.GetInitialLL(), stats.GetFinalLL(),
-        stats.GetLLChange(), stats.GetParameterChange()}) {
-    numbers.push_back(number);
-  }
-}
-
-/// The bits of everything that results report in numbers.
-std::vector<std::uint64_t> ReportOf(IQvRegComponent& component) {
-  const IQvRegOutputStats& stats = StatsOf(component);
-  std::vector<double> numbers = qvtest::NumbersOf(stats);
-  Append(numbers, stats.GetMeanValues());
-  Append(numbers, stats.GetRedundancyIndicators());
-  for (const double number :
-       {stats.GetTotalFreqWeight(), stats.GetTotalRegrWeight(), stats.GetNDegFreedom()}) {
-    numbers.push_back(number);
-  }
-  std::vector<double> combination;
-  for (int i = 0; i < static_cast<int>(stats.GetParameters().size()); ++i) {
-    if (stats.GetRedundantCombination(i, combination)) Append(numbers, combination);
-  }
-  if (const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&stats)) {
-    AppendLinear(numbers, *linear);
-  } else {
-    AppendLogistic(numbers, dynamic_cast<const QvLogOutputStats&>(stats));
-  }
-  std::vector<std::uint64_t> bits;
-  bits.reserve(numbers.size());
-  for (const double number : numbers) bits.push_back(std::bit_cast<std::uint64_t>(number));
-  return bits;
 }
 
 class RestoreComponent : public testing::TestWithParam<ModelKind> {
@@ -253,7 +168,7 @@ TEST_P(RestoreComponent, RefusesWhatOthersWrote) {
   Bytes scoring;
   ASSERT_FALSE(fitted_.Component().WriteScoring(scoring).IsError());
   EXPECT_EQ(factory.RestoreComponent(scoring), nullptr);
-  EXPECT_EQ(factory.RestoreComponent({}), nullptr);
+  EXPECT_EQ(factory.RestoreComponent(Bytes{}), nullptr);
   EXPECT_EQ(factory.GetStatus().GetCode(), QvStatusCode::kUnreadableMessage);
 }
 
@@ -302,6 +217,15 @@ class RestoreReferenceFit : public testing::TestWithParam<std::string> {
     EXPECT_EQ(ReportOf(*restored), ReportOf(component));
     EXPECT_EQ(ScoresOf(records, *restored), ScoresOf(records, component));
     EXPECT_EQ(BytesOf(*restored), bytes);
+    QvModelContents contents;
+    ASSERT_EQ(QvModelMessage::Read(bytes, contents).GetCode(), QvStatusCode::kOK);
+    const Component made = Restored(contents);
+    ASSERT_NE(made, nullptr);
+    EXPECT_EQ(ReportOf(*made), ReportOf(component));
+    EXPECT_EQ(ScoresOf(records, *made), ScoresOf(records, component));
+    Bytes written;
+    EXPECT_EQ(QvModelMessage::Write(contents, written).GetCode(), QvStatusCode::kOK);
+    EXPECT_EQ(written, bytes);
   }
 };
 
@@ -348,6 +272,11 @@ TEST_P(RestoreKeptModel, HasTheResultsThatItWasWrittenWith) {
   const Component restored = Restored(bytes);
   ASSERT_NE(restored, nullptr);
   EXPECT_EQ(BytesOf(*restored), bytes);
+  QvModelContents contents;
+  EXPECT_EQ(QvModelMessage::Read(bytes, contents).GetCode(), QvStatusCode::kOK);
+  Bytes written;
+  EXPECT_EQ(QvModelMessage::Write(contents, written).GetCode(), QvStatusCode::kOK);
+  EXPECT_EQ(written, bytes);
   const qvtest::ReferenceCase reference = qvtest::LoadReferenceCase(GetParam().reference);
   const std::vector<double> estimates = StatsOf(*restored).GetParamEstimates();
   ASSERT_EQ(estimates.size(), reference.expected->estimates.size());
