@@ -41,6 +41,10 @@ class CoefficientCovariance {
   /// False for a linear model that leaves no residual degree of freedom: it has estimates only.
   [[nodiscard]] bool HasMatrix() const { return parts_.variance.has_value(); }
   [[nodiscard]] double DegreesOfFreedom() const { return parts_.degreesOfFreedom; }
+  /// What the matrix is multiplied by; none without a matrix.
+  [[nodiscard]] std::optional<double> Variance() const { return parts_.variance; }
+  /// Per parameter the power of two that takes it from the units of the matrix to the data's.
+  [[nodiscard]] const std::vector<int>& Exponents() const { return parts_.exponents; }
 
   /// Infinite, or 0, where no double holds it.
   [[nodiscard]] double Estimate(std::size_t parameter) const;

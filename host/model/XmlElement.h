@@ -1,0 +1,18 @@
+#pragma once
+
+#include <pugixml.hpp>
+#include <string>
+
+namespace qvhost {
+
+/// Appends an element that is empty.
+inline pugi::xml_node AppendElement(pugi::xml_node parent, const char* name) {
+  return parent.append_child(name);
+}
+
+/// Appends an attribute.
+inline void SetAttribute(pugi::xml_node element, const char* name, const std::string& value) {
+  element.append_attribute(name) = value.c_str();
+}
+
+}  // namespace qvhost
