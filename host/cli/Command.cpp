@@ -21,6 +21,7 @@
 #include "host/cli/DescribeCommand.h"
 #include "host/cli/FitCommand.h"
 #include "host/cli/HelpFormatter.h"
+#include "host/cli/ShowCommand.h"
 #include "host/cli/StandardStreams.h"
 #include "host/cli/Usage.h"
 #include "host/report/TextStyle.h"
@@ -89,6 +90,7 @@ int Run(const Words& words) {
   FitCommand fit(app);
   DescribeCommand describe(app);
   CompareCommand compare(app);
+  ShowCommand show(app);
   if (words.empty()) {
     std::string help = app.help();
     help.pop_back();
@@ -108,6 +110,7 @@ int Run(const Words& words) {
   try {
     if (describe.IsChosen()) return Code(describe.Run());
     if (compare.IsChosen()) return Code(compare.Run());
+    if (show.IsChosen()) return Code(show.Run());
     return Code(fit.Run());
   } catch (const UsageError& error) {
     throw Error(error.Code(), fmt::format("{}\nTry 'qvreg {} --help'.", error.what(),

@@ -2,9 +2,11 @@
 
 #include <utility>
 
+#include "host/cli/FitFile.h"
 #include "host/compare/FitComparison.h"
 #include "host/fit/OutputFiles.h"
 #include "host/report/CompareReport.h"
+#include "host/report/FitForComparison.h"
 #include "host/table/InputFiles.h"
 
 namespace qvhost {
@@ -51,7 +53,7 @@ ExitCode CompareCommand::Run() {
     InputFiles inputs;
     std::vector<SavedFit> fits;
     for (const std::string& file : files_) {
-      fits.push_back(ReadFit(file));
+      fits.push_back(FitForComparison(ReadFitFile(file), file));
       inputs.Add(file);
     }
     outputs.SetInputs(std::move(inputs));

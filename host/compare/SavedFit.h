@@ -8,7 +8,7 @@
 
 namespace qvhost {
 
-/// A parameter of a fit that was written as JSON. A plain value.
+/// A parameter of a fit that was saved. A plain value.
 struct SavedParameter {
   std::string category;  ///< The dependent's level; empty of a linear model.
   std::string label;
@@ -25,7 +25,7 @@ struct SavedStatistic {
   std::optional<double> value;
 };
 
-/// A fit as its JSON has it. A plain value; what is null there is none.
+/// What comparisons take from a fit that was saved. A plain value; what does not exist is none.
 struct SavedFit {
   std::string file;
   bool isLogistic = false;
@@ -47,9 +47,5 @@ struct SavedFit {
   /// The statistic of this key; none when it is null or the model does not have it.
   [[nodiscard]] std::optional<double> Statistic(const std::string& key) const;
 };
-
-/// Reads the JSON that `qvreg fit --json` wrote. Throws Error (kBadInput) for a file that cannot be
-/// read, is cut off, is no JSON or none of a fit, or lacks what this version writes.
-[[nodiscard]] SavedFit ReadFit(const std::string& file);
 
 }  // namespace qvhost

@@ -37,6 +37,7 @@ Json Parameter(const ParameterResult& parameter) {
   json["conf_low"] = Number(statistics.confLow);
   json["conf_high"] = Number(statistics.confHigh);
   json["redundant"] = parameter.redundant;
+  json["non_finite"] = parameter.nonFinite;
   return json;
 }
 
@@ -201,6 +202,7 @@ Json LogisticFitJson(const LogisticFit& fit) {
           {"step_halvings", fit.stepHalvings},
           {"outcome", fit.outcome},
           {"outcome_code", fit.outcomeCode},
+          {"ending", fit.ending},
           {"separation", fit.separation},
           {"converged", fit.converged},
           {"in_memory", fit.inMemory},
@@ -275,6 +277,18 @@ Json Margins(const FitResult& fit) {
   return margins;
 }
 
+/// A file with a row for each row of the data, if there is one.
+Json Table(const std::string& file, long long rows) {
+  if (file.empty()) return {};
+  return {{"file", file}, {"rows", rows}};
+}
+
+Json Files(const FitResult& fit) {
+  return {{"predictions", Table(fit.predictions, fit.rowsPredicted)},
+          {"diagnostics", Table(fit.diagnostics, fit.rowsDiagnosed)},
+          {"covariance", Text(fit.covarianceFile)}};
+}
+
 }  // namespace
 
 std::string JsonReport(const FitResult& fit) {
@@ -288,7 +302,8 @@ std::string JsonReport(const FitResult& fit) {
                  {"confidence", fit.confidence},
                  {"records", Records(fit.records)},
                  {"degrees_of_freedom", Number(Finite(fit.degreesOfFreedom))},
-                 {"library_degrees_of_freedom", Number(Finite(fit.libraryDegreesOfFreedom))}};
+                 {"library_degrees_of_freedom", Number(Finite(fit.libraryDegreesOfFreedom))},
+                 {"imposed_degrees_of_freedom", fit.imposedDegreesOfFreedom}};
   if (fit.logistic) {
     report["reference"] = fit.logistic->levels.back().level;
     report["dependent_levels"] = Levels(*fit.logistic);
@@ -298,6 +313,7 @@ std::string JsonReport(const FitResult& fit) {
   report["parameters"] = Parameters(fit);
   report["fit"] = fit.logistic ? LogisticFitJson(*fit.logistic) : LinearFitJson(fit);
   report["anova"] = fit.effects ? Json(fit.effects->type) : Json(nullptr);
+  report["anova_asked"] = fit.effects && fit.effects->isAsked;
   report["effects"] = Effects(fit);
   report["collinearity"] = fit.collinearity ? CollinearityJson(*fit.collinearity) : Json(nullptr);
   report["margins"] = Margins(fit);
@@ -307,6 +323,7 @@ std::string JsonReport(const FitResult& fit) {
   if (fit.logistic) report["classification"] = Classification(*fit.logistic);
   report["influential"] = Influential(fit);
   report["validation"] = fit.validation ? ValidationJson(fit) : Json(nullptr);
+  report["files"] = Files(fit);
   report["warnings"] = fit.warnings;
   report["status"] = {{"code", fit.statusCode}, {"message", fit.statusMessage}};
   constexpr int indent = 2;

@@ -239,7 +239,7 @@ std::string LikelihoodText(const FitResult& fit, const TextStyle& style) {
                                 number(logistic.mcFadden)),
                     style);
   text += fmt::format("AIC {}, BIC {}\n", number(logistic.aic), number(logistic.bic));
-  std::string ending = logistic.ending;
+  std::string ending = Printable(logistic.ending);
   if (logistic.stepHalvings > 0) {
     ending += fmt::format(" {} step-halving{}.", logistic.stepHalvings,
                           logistic.stepHalvings == 1 ? "" : "s");

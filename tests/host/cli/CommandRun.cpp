@@ -19,6 +19,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "host/report/FitFromJson.h"
+#include "host/report/Report.h"
 #include "host/table/Connection.h"
 #include "tests/host/report/JsonSchema.h"
 
@@ -245,11 +247,18 @@ void CommandRun::CheckJson(const CommandResult& result) const {
   const std::string name = JsonName(arguments_);
   if (name.empty()) return;
   const std::string& command = arguments_.front();
+  const bool isFit = command == "fit" || command == "show";
+  const auto check = [&](const std::string& json) {
+    ExpectJsonOf(isFit ? "fit" : command, json);
+    if (isFit) {
+      EXPECT_EQ(JsonReport(ReadFitResult(json, name)), json);
+    }
+  };
   if (name != "-") {
     const std::filesystem::path file = folder_ / name;
-    if (std::filesystem::is_regular_file(file)) ExpectJsonOf(command, qvtest::ReadFile(file));
+    if (std::filesystem::is_regular_file(file)) check(qvtest::ReadFile(file));
   } else if (!outputClosed_ && !brokenPipe_ && outputPath_.empty()) {
-    ExpectJsonOf(command, result.out);
+    check(result.out);
   }
 }
 

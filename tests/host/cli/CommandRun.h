@@ -64,7 +64,7 @@ class CommandRun {
   CommandRun& With(std::string name, std::string value);
 
   /// Runs to the end. Fails the test when the run wrote JSON that docs/COMMAND.schema.json does not
-  /// describe.
+  /// describe, or a fit's that is another one when it is read and written again.
   [[nodiscard]] CommandResult Run();
 
  private:

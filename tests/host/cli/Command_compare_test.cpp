@@ -181,10 +181,16 @@ TEST_F(CompareTest, RefusesWhatIsNoFit) {
   message(empty, "'" + empty + "' is empty; 'qvreg fit --json' writes a fit.");
   message(before, "'" + before +
                       "' does not have 'records/digest' as this version of qvreg writes it; write "
-                      "it anew with 'qvreg fit --json'.");
+                      "it anew with 'qvreg fit'.");
   message(odd, "'" + odd +
-                   "' does not have 'estimate' as this version of qvreg writes it; write it anew "
-                   "with 'qvreg fit --json'.");
+                   "' does not have 'parameters/0/estimate' as this version of qvreg writes it; "
+                   "write it anew with 'qvreg fit'.");
+  old = Json::parse(whole);
+  old.at("records").at("digest") = nullptr;
+  const std::string bare = folder_.Write("bare.json", old.dump());
+  message(bare, "'" + bare +
+                    "' has no digest of the records used ('records/digest'); write it anew with "
+                    "'qvreg fit'.");
   message(folder_.File("none.json"), "There is no file '" + folder_.File("none.json") + "'.");
   ExpectFailure(Compare({good}), kBadInput,
                 "Name two fits or more: qvreg compare FIRST.json SECOND.json; 'qvreg fit --json "

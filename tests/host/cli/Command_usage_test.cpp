@@ -63,6 +63,8 @@ TEST_F(CommandUsage, AnUnknownCommand) {
         Mistake{{"regress"}, "There is no command 'regress'. Write 'qvreg fit' to fit a model."},
         Mistake{{"summary", "-d", "x.csv"},
                 "There is no command 'summary'. 'qvreg describe' tells what is in a table."},
+        Mistake{{"print", "fit.json"},
+                "There is no command 'print'. 'qvreg show' prints a saved fit."},
         Mistake{{"ANOVA"},
                 "There is no command 'ANOVA'. 'qvreg compare' tests nested fits, 'qvreg fit "
                 "--anova' the terms of one."},

@@ -34,11 +34,13 @@ TEST(JsonReport, HasTheseNames) {
                                   "records",
                                   "degrees_of_freedom",
                                   "library_degrees_of_freedom",
+                                  "imposed_degrees_of_freedom",
                                   "covariance",
                                   "transformations",
                                   "parameters",
                                   "fit",
                                   "anova",
+                                  "anova_asked",
                                   "effects",
                                   "collinearity",
                                   "margins",
@@ -47,6 +49,7 @@ TEST(JsonReport, HasTheseNames) {
                                   "means",
                                   "influential",
                                   "validation",
+                                  "files",
                                   "warnings",
                                   "status"}));
   EXPECT_EQ(Names(report["records"]),
@@ -54,10 +57,11 @@ TEST(JsonReport, HasTheseNames) {
                    "missing_by_column", "missing_strings"}));
   EXPECT_EQ(Names(report["parameters"][0]),
             (Texts{"label", "levels", "covariates", "estimate", "std_error", "statistic", "p_value",
-                   "conf_low", "conf_high", "redundant"}));
+                   "conf_low", "conf_high", "redundant", "non_finite"}));
   EXPECT_EQ(Names(report["fit"]),
             (Texts{"r_square", "adjusted_r_square", "rmse", "residual_std_error", "f_statistic",
                    "f_df", "f_p_value", "log_likelihood", "aic", "bic"}));
+  EXPECT_EQ(Names(report["files"]), (Texts{"predictions", "diagnostics", "covariance"}));
   EXPECT_EQ(Names(report["status"]), (Texts{"code", "message"}));
 }
 
@@ -71,6 +75,7 @@ TEST(JsonReport, CarriesTestsAndCollinearity) {
   fit.collinearity = {{{"g", 2, 4.0, 2.0}}, 17.5};
   const Json report = Json::parse(JsonReport(fit));
   EXPECT_EQ(report["anova"], 3);
+  EXPECT_EQ(report["anova_asked"], true);
   EXPECT_EQ(report["effects"], Json::parse(R"([
       {"term": "g", "df": 2, "df_residual": 1097.0, "statistic": 12.5, "p_value": 0.001,
        "sum_of_squares": 40.0},
@@ -151,6 +156,21 @@ TEST(JsonReport, CarriesEveryValue) {
   EXPECT_EQ(report["status"]["message"], "The model was fitted.");
 }
 
+TEST(JsonReport, NamesTheFiles) {
+  FitResult fit = SampleFit();
+  EXPECT_EQ(Json::parse(JsonReport(fit))["files"],
+            Json::parse(R"({"predictions": null, "diagnostics": null, "covariance": null})"));
+  fit.predictions = "p.csv";
+  fit.rowsPredicted = 1200;
+  fit.diagnostics = "d.parquet";
+  fit.rowsDiagnosed = 1100;
+  fit.covarianceFile = "v.csv";
+  EXPECT_EQ(Json::parse(JsonReport(fit))["files"],
+            Json::parse(R"({"predictions": {"file": "p.csv", "rows": 1200},
+                            "diagnostics": {"file": "d.parquet", "rows": 1100},
+                            "covariance": "v.csv"})"));
+}
+
 TEST(JsonReport, WritesNullForWhatDoesNotExist) {
   const Json report = Json::parse(JsonReport(SampleFit()));
   const Json& base = report["parameters"][2];
@@ -213,6 +233,7 @@ TEST(JsonReportLogistic, HasTheseNames) {
                                   "records",
                                   "degrees_of_freedom",
                                   "library_degrees_of_freedom",
+                                  "imposed_degrees_of_freedom",
                                   "reference",
                                   "dependent_levels",
                                   "covariance",
@@ -220,6 +241,7 @@ TEST(JsonReportLogistic, HasTheseNames) {
                                   "parameters",
                                   "fit",
                                   "anova",
+                                  "anova_asked",
                                   "effects",
                                   "collinearity",
                                   "margins",
@@ -229,18 +251,20 @@ TEST(JsonReportLogistic, HasTheseNames) {
                                   "classification",
                                   "influential",
                                   "validation",
+                                  "files",
                                   "warnings",
                                   "status"}));
   EXPECT_EQ(Names(report["dependent_levels"][0]), (Texts{"level", "weight"}));
   EXPECT_EQ(Names(report["parameters"][0]),
             (Texts{"category", "label", "levels", "covariates", "estimate", "std_error",
-                   "statistic", "p_value", "conf_low", "conf_high", "redundant"}));
-  EXPECT_EQ(Names(report["fit"]),
-            (Texts{"iterations",     "step_halvings", "outcome",       "outcome_code",
-                   "separation",     "converged",     "in_memory",     "distinct_records",
-                   "loglik_initial", "loglik",        "loglik_change", "parameter_change",
-                   "chi_square",     "chi_square_df", "p_value",       "cox_snell",
-                   "nagelkerke",     "mcfadden",      "aic",           "bic"}));
+                   "statistic", "p_value", "conf_low", "conf_high", "redundant", "non_finite"}));
+  EXPECT_EQ(Names(report["fit"]), (Texts{"iterations",       "step_halvings", "outcome",
+                                         "outcome_code",     "ending",        "separation",
+                                         "converged",        "in_memory",     "distinct_records",
+                                         "loglik_initial",   "loglik",        "loglik_change",
+                                         "parameter_change", "chi_square",    "chi_square_df",
+                                         "p_value",          "cox_snell",     "nagelkerke",
+                                         "mcfadden",         "aic",           "bic"}));
   EXPECT_EQ(Names(report["classification"]), (Texts{"categories", "table"}));
 }
 
@@ -251,26 +275,14 @@ TEST(JsonReportLogistic, CarriesEveryValue) {
   EXPECT_EQ(report["dependent_levels"], (Json{{{"level", "high"}, {"weight", 500.0}},
                                               {{"level", "low"}, {"weight", 1000.0}},
                                               {{"level", "mid"}, {"weight", 500.5}}}));
-  const Json expected = {{"iterations", 7},
-                         {"step_halvings", 2},
-                         {"outcome", "both_converged"},
-                         {"outcome_code", 3},
-                         {"separation", "none"},
-                         {"converged", true},
-                         {"in_memory", true},
-                         {"distinct_records", 640},
-                         {"loglik_initial", -2197.5},
-                         {"loglik", -2000.25},
-                         {"loglik_change", 1e-9},
-                         {"parameter_change", 1e-7},
-                         {"chi_square", 394.5},
-                         {"chi_square_df", 4},
-                         {"p_value", 4e-85},
-                         {"cox_snell", 0.125},
-                         {"nagelkerke", 0.25},
-                         {"mcfadden", 0.1},
-                         {"aic", 4012.5},
-                         {"bic", 4046.0}};
+  const Json expected = {
+      {"iterations", 7},           {"step_halvings", 2},     {"outcome", "both_converged"},
+      {"outcome_code", 3},         {"ending", "Converged."}, {"separation", "none"},
+      {"converged", true},         {"in_memory", true},      {"distinct_records", 640},
+      {"loglik_initial", -2197.5}, {"loglik", -2000.25},     {"loglik_change", 1e-9},
+      {"parameter_change", 1e-7},  {"chi_square", 394.5},    {"chi_square_df", 4},
+      {"p_value", 4e-85},          {"cox_snell", 0.125},     {"nagelkerke", 0.25},
+      {"mcfadden", 0.1},           {"aic", 4012.5},          {"bic", 4046.0}};
   EXPECT_EQ(report["fit"], expected);
   EXPECT_EQ(report["classification"]["categories"], (Json{"high", "low", "mid"}));
   EXPECT_EQ(report["classification"]["table"],

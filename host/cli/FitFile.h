@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "host/fit/FitResult.h"
+
+namespace qvhost {
+
+/// The fit in a file that 'qvreg fit --json' wrote. Throws Error (kBadInput), which names the file,
+/// for one that cannot be read or is none.
+[[nodiscard]] FitResult ReadFitFile(const std::string& file);
+
+}  // namespace qvhost

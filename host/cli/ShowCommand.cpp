@@ -1,0 +1,59 @@
+#include "host/cli/ShowCommand.h"
+
+#include <utility>
+
+#include "host/cli/FitFile.h"
+#include "host/fit/OutputFiles.h"
+#include "host/report/Report.h"
+#include "host/table/InputFiles.h"
+
+namespace qvhost {
+
+namespace {
+
+constexpr const char* kDescription = "Print a saved fit as 'qvreg fit' did.";
+
+constexpr const char* kFooter =
+    R"help(Prints the summary, or with --json the JSON, that 'qvreg fit' wrote, to the byte; no data is read. Files
+that the summary names, as those of predictions, are not looked at.
+
+Examples:
+  qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight' -q --json cars.json
+  qvreg show cars.json
+  qvreg show cars.json --digits 12 --all
+
+Exit codes: 0 shown, 1 the run failed, 2 wrong usage or an unreadable file; 141 when standard output is
+closed, as by head.)help";
+
+}  // namespace
+
+ShowCommand::ShowCommand(CLI::App& app)
+    : command_(app.add_subcommand("show", kDescription)->group("Commands")), report_(*command_) {
+  command_->footer(kFooter);
+  command_->add_option("FIT.json", files_, "A fit as JSON")->type_name("");
+  report_.AddJson("fit");
+  report_.AddDigits();
+  report_.AddSummary("Print all rows of tables of more than 60, and all of more\nthan 12 tables");
+}
+
+ExitCode ShowCommand::Run() {
+  return RunInterruptibly([this](Interrupt& /*interrupt*/, InterruptWatch& watch) {
+    report_.Take();
+    if (files_.size() != 1) {
+      RefuseUsage("Name one fit: qvreg show FIT.json; 'qvreg fit --json FILE' writes one.");
+    }
+    OutputFiles outputs;
+    report_.AddTo(outputs);
+    InputFiles inputs;
+    const FitResult fit = ReadFitFile(files_.front());
+    inputs.Add(files_.front());
+    outputs.SetInputs(std::move(inputs));
+    outputs.Begin();
+    const bool isRead = report_.Write(
+        outputs, watch, [&] { return TextReport(fit, report_.Style()); },
+        [&] { return JsonReport(fit); });
+    return isRead ? ExitCode::kFitted : ExitCode::kPipeClosed;
+  });
+}
+
+}  // namespace qvhost
