@@ -32,12 +32,6 @@ std::string UsageText(const FormulaFunction& function) {
   return std::string(function.usage);
 }
 
-std::string Joined(const std::vector<Value>& values) {
-  std::string list;
-  for (const Value& value : values) list += (list.empty() ? "" : ", ") + value.sql;
-  return list;
-}
-
 }  // namespace
 
 Value ExpressionReader::Primary() {
@@ -50,7 +44,7 @@ Value ExpressionReader::Primary() {
         Refuse(token.place, "This number is too large or too small; write one within 1e±308.");
       }
       Take(PieceKind::kOperand);
-      return {std::string(token.text), ValueKind::kNumber, token.place, {}};
+      return {dialect_.Number(token.text), ValueKind::kNumber, token.place, {}};
     case TokenKind::kString:
       Take(PieceKind::kOperand);
       return {std::string(token.text), ValueKind::kText, token.place, {}};
@@ -71,7 +65,8 @@ Value ExpressionReader::Named() {
   const Token& token = Current();
   if (AtWord("true") || AtWord("false")) {
     Take(PieceKind::kOperand);
-    return {SameWord(token.text, "true") ? "true" : "false", ValueKind::kBoolean, token.place, {}};
+    const bool isTrue = SameWord(token.text, "true");
+    return {dialect_.Truth(isTrue), ValueKind::kBoolean, token.place, {}};
   }
   if (AtWord("case")) return CaseExpression();
   if (IsSqlWord(token.text)) RefuseAsOperand();
@@ -128,9 +123,10 @@ Value ExpressionReader::TypedText() {
            "23:59:00'.");
   }
   Take(PieceKind::kOperand);
-  return {"CAST(" + std::string(text) + " AS " + std::string(FindCastType(name)->sql) + ")",
+  const Place place = From(first);
+  return {Said(dialect_.TypedText(text, *FindCastType(name)), name, place),
           ValueKind::kDateTime,
-          From(first),
+          place,
           {}};
 }
 
@@ -153,7 +149,8 @@ Value ExpressionReader::CaseExpression() {
     ExpectWord("then", "case when x > 0 then 1 else 0 end");
     results.push_back(Expression());
     check_.Alike(results.front(), results.back());
-    sql += " WHEN " + when.sql + " THEN " + results.back().sql;
+    sql += " WHEN " + (isSearched ? dialect_.Condition(when) : when.sql) + " THEN " +
+           results.back().sql;
     parts.push_back(when);
   } while (AcceptWord("when"));
   if (AtWord("end")) {
@@ -227,7 +224,7 @@ std::vector<Value> ExpressionReader::Arguments(const FormulaFunction& function, 
       if (arguments.size() > function.MostArguments().value_or(arguments.size())) break;
       check_.Argument(function, arguments.size() - 1, arguments.back());
       const bool isWhole = function.KindOfArgument(arguments.size() - 1) == ArgumentKind::kWhole;
-      if (isWhole) MakeWhole(arguments.back());
+      if (isWhole) MakeWhole(arguments.back(), function.Name());
     } while (Accept(",", PieceKind::kComma));
     const bool tooMany = arguments.size() > function.MostArguments().value_or(arguments.size());
     if (!tooMany && !Accept(")", PieceKind::kClose)) RefuseToken();
@@ -240,9 +237,8 @@ std::vector<Value> ExpressionReader::Arguments(const FormulaFunction& function, 
   return arguments;
 }
 
-void ExpressionReader::MakeWhole(Value& value) {
-  if (WholeNumber(value.sql)) return;
-  value.sql = "CAST(" + value.sql + " AS INTEGER)";
+void ExpressionReader::MakeWhole(Value& value, std::string_view call) const {
+  value.sql = Said(dialect_.Whole(value.sql), call, value.place);
 }
 
 Value ExpressionReader::Apply(const FormulaFunction& function, const std::vector<Value>& arguments,
@@ -255,17 +251,11 @@ Value ExpressionReader::Apply(const FormulaFunction& function, const std::vector
   }
   ValueKind kind = function.ResultKind();
   if (kind == ValueKind::kUnknown && same != nullptr) kind = same->kind;
-  std::string sql;
-  if (function.sql.empty()) {
-    sql = "(CASE WHEN " + arguments[0].sql + " THEN " + arguments[1].sql + " ELSE " +
-          arguments[2].sql + " END)";
-  } else {
-    sql = std::string(function.sql) + "(" + Joined(arguments) + ")";
-  }
-  if (function.makesMissing) gaps_.push_back(sql);
+  RepeatedSql call = Said(dialect_.Call(function, arguments), function.Name(), place);
+  if (function.makesMissing) gaps_.push_back(call.sql);
   Cost cost = CostOf(arguments);
-  if (function.sql == "nullif") cost.copies = std::max(cost.copies, 2 * arguments[0].cost.copies);
-  return Made(std::move(sql), kind, place, cost);
+  cost.copies = call.copies;
+  return Made(std::move(call.sql), kind, place, cost);
 }
 
 Value ExpressionReader::CastCall() {
@@ -276,10 +266,13 @@ Value ExpressionReader::CastCall() {
   const Value value = Expression();
   ExpectWord("as", "cast(x as double)");
   const CastType* type = nullptr;
-  const std::string sql = (tries ? "TRY_CAST(" : "CAST(") + value.sql + " AS " + Type(type) + ")";
+  const std::string name = Type(type);
   if (!Accept(")", PieceKind::kClose)) RefuseToken();
+  const Place place = From(first);
+  const std::string sql =
+      Said(dialect_.Cast(value, *type, name, tries), tries ? "try_cast" : "cast", place);
   if (tries) gaps_.push_back(sql);
-  return Made(sql, type->kind, From(first), value.cost);
+  return Made(sql, type->kind, place, value.cost);
 }
 
 std::string ExpressionReader::Type(const CastType*& type) {

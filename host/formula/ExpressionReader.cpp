@@ -27,7 +27,8 @@ constexpr std::array<Sign, 8> kComparisons = {{{"=", "="},
 constexpr std::array<std::string_view, 4> kProducts = {"*", "//", "/", "%"};
 
 /// DuckDB makes of nullif(a, b) a case that holds a twice, and of a case of one value a comparison
-/// with it for each `when`: inside each other they grow beyond all bounds.
+/// with it for each `when`; a dialect may write a function as a case: inside each other they grow
+/// beyond all bounds.
 constexpr std::size_t kMostCopies = 256;
 
 constexpr std::string_view kListText =
@@ -104,7 +105,8 @@ Value ExpressionReader::Negation() {
   const Level level = Enter();
   const Value operand = Negation();
   check_.Condition("not", operand);
-  return Made(Enclosed("(NOT ", operand.sql), ValueKind::kBoolean, From(first), operand.cost);
+  return Made(Enclosed("(NOT ", dialect_.Condition(operand)), ValueKind::kBoolean, From(first),
+              operand.cost);
 }
 
 Value ExpressionReader::Comparison() {
@@ -133,7 +135,7 @@ Value ExpressionReader::Comparison() {
 }
 
 void ExpressionReader::MakeAlike(Value& left, Value& right) const {
-  const auto asNumber = [](Value& value) { value.sql = "CAST(" + value.sql + " AS TINYINT)"; };
+  const auto asNumber = [this](Value& value) { value.sql = dialect_.TruthAsNumber(value.sql); };
   const bool leftIs = left.kind == ValueKind::kBoolean && right.kind == ValueKind::kNumber;
   const bool rightIs = left.kind == ValueKind::kNumber && right.kind == ValueKind::kBoolean;
   if (leftIs) return asNumber(left);
@@ -143,11 +145,11 @@ void ExpressionReader::MakeAlike(Value& left, Value& right) const {
   check_.Alike(left, right);
 }
 
-void ExpressionReader::MakeTruth(const Value& truth, Value& text) {
+void ExpressionReader::MakeTruth(const Value& truth, Value& text) const {
   if (truth.kind != ValueKind::kBoolean || !text.sql.starts_with('\'')) return;
   const auto value = TruthOf(std::string_view(text.sql).substr(1, text.sql.size() - 2));
   if (!value) return;
-  text.sql = *value ? "true" : "false";
+  text.sql = dialect_.Truth(*value);
   text.kind = ValueKind::kBoolean;
 }
 
@@ -247,10 +249,7 @@ Value ExpressionReader::Product() {
     Take(PieceKind::kOperator);
     const Value right = Signed();
     for (const Value* side : {&std::as_const(left), &right}) check_.Number(sign, *side);
-    // DuckDB's own // rounds only when both sides are integers.
-    const bool whole = sign == "//";
-    left = Binary(left, whole ? "/" : sign, right, ValueKind::kNumber);
-    if (whole) left.sql = "trunc" + left.sql;
+    left = Binary(left, sign, right, ValueKind::kNumber);
   }
   return left;
 }
@@ -276,7 +275,7 @@ Value ExpressionReader::Power() {
   const Level level = Enter();
   Value exponent = Signed();
   for (const Value* side : {&base, &exponent}) check_.Number(sign, *side);
-  return Made("pow(" + base.sql + ", " + exponent.sql + ")", ValueKind::kNumber,
+  return Made(dialect_.Power(base.sql, exponent.sql), ValueKind::kNumber,
               Span(base.place, exponent.place), Max(base.cost, exponent.cost));
 }
 
@@ -284,16 +283,24 @@ Value ExpressionReader::Typed() {
   Value value = Primary();
   while (Accept("::", PieceKind::kTight)) {
     const CastType* type = nullptr;
-    const std::string sql = "CAST(" + value.sql + " AS " + Type(type) + ")";
-    value = Made(sql, type->kind, Span(value.place, Tokens().At(Next() - 1).place), value.cost);
+    const std::string name = Type(type);
+    const Place place = Span(value.place, Tokens().At(Next() - 1).place);
+    const std::string sql = Said(dialect_.Cast(value, *type, name, false), "cast", place);
+    value = Made(sql, type->kind, place, value.cost);
   }
   return value;
 }
 
 Value ExpressionReader::Binary(const Value& left, std::string_view sign, const Value& right,
                                ValueKind kind) {
-  return Made("(" + left.sql + " " + std::string(sign) + " " + right.sql + ")", kind,
-              Span(left.place, right.place), Max(left.cost, right.cost));
+  const Place place = Span(left.place, right.place);
+  return Made(Said(dialect_.Operation(left, sign, right), sign, place), kind, place,
+              Max(left.cost, right.cost));
+}
+
+void ExpressionReader::RefuseUnsaid(std::string_view what, Place place) const {
+  Refuse(place, "There is no form of '" + std::string(what) + "' " + std::string(dialect_.Where()) +
+                    "; compute the value as a column of the data, and name that in the formula.");
 }
 
 Value ExpressionReader::Made(std::string sql, ValueKind kind, Place place, Cost operands) const {

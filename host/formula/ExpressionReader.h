@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "host/formula/ExpressionCursor.h"
 #include "host/formula/FormulaFunction.h"
 #include "host/formula/OperandCheck.h"
+#include "host/formula/SqlDialect.h"
 #include "host/formula/Tokenizer.h"
 #include "host/formula/ValueKind.h"
 #include "host/formula/Variable.h"
@@ -19,9 +21,10 @@ namespace qvhost {
 /// with its place. docs/formula.md describes it. Used for one expression, then thrown away.
 class ExpressionReader : private ExpressionCursor {
  public:
-  /// `tokens` must live longer.
-  ExpressionReader(const TokenStream& tokens, TokenRange range)
-      : ExpressionCursor(tokens, range), check_(tokens) {}
+  /// `tokens` and `dialect` must live longer.
+  ExpressionReader(const TokenStream& tokens, TokenRange range,
+                   const SqlDialect& dialect = kDuckDbDialect)
+      : ExpressionCursor(tokens, range), check_(tokens), dialect_(dialect) {}
 
   /// The variable with its label, SQL and columns as the range has them and the range as its place.
   /// Its form is left to the caller. Throws FormulaError.
@@ -43,7 +46,7 @@ class ExpressionReader : private ExpressionCursor {
   /// Makes two values comparable: a boolean beside a number is 0 or 1.
   void MakeAlike(Value& left, Value& right) const;
   /// Makes a text that is compared with a boolean, such as 'Yes', one.
-  static void MakeTruth(const Value& truth, Value& text);
+  void MakeTruth(const Value& truth, Value& text) const;
   Value Between(const Value& left, bool negated);
   Value In(const Value& left, bool negated);
   Value Like(const Value& left, bool negated);
@@ -70,22 +73,34 @@ class ExpressionReader : private ExpressionCursor {
 
   void RefuseNamed(const FormulaFunction& function, std::size_t index) const;
   std::vector<Value> Arguments(const FormulaFunction& function, Place name);
-  /// DuckDB takes integers alone where it counts characters or digits.
-  static void MakeWhole(Value& value);
+  void MakeWhole(Value& value, std::string_view call) const;
   Value Apply(const FormulaFunction& function, const std::vector<Value>& arguments, Place place);
   /// DuckDB's text of the type at the current token, with its width, and the type itself.
   std::string Type(const CastType*& type);
   std::string TypeWidth();
   /// `left sign right`.
   Value Binary(const Value& left, std::string_view sign, const Value& right, ValueKind kind);
+  /// What the dialect made of the part of the expression that stands at `place`. Throws when it
+  /// has none.
+  template <typename Sql>
+  Sql Said(std::optional<Sql> sql, std::string_view what, Place place) const;
   /// A value whose operands cost this much. Throws when it costs too much.
   Value Made(std::string sql, ValueKind kind, Place place, Cost operands) const;
 
+  [[noreturn]] void RefuseUnsaid(std::string_view what, Place place) const;
+
   OperandCheck check_;
+  const SqlDialect& dialect_;
   bool isCondition_ = false;
   std::vector<ColumnUse> columns_;
   std::vector<std::string> gaps_;
   std::vector<std::string> notes_;
 };
+
+template <typename Sql>
+Sql ExpressionReader::Said(std::optional<Sql> sql, std::string_view what, Place place) const {
+  if (!sql) RefuseUnsaid(what, place);
+  return *std::move(sql);
+}
 
 }  // namespace qvhost

@@ -38,6 +38,11 @@ Variable ParseExpression(std::string_view text, ColumnLookup lookup) {
   return OperandReader(tokens).ReadValues();
 }
 
+Variable ParseExpression(std::string_view text, ColumnLookup lookup, const SqlDialect& dialect) {
+  const TokenStream tokens(text, std::move(lookup));
+  return ExpressionReader(tokens, {0, tokens.Size() - 1}, dialect).Read();
+}
+
 void RemoveUnusedVariables(Formula& formula) {
   std::vector<int> newIndex(formula.variables.size(), -1);
   for (const Term& term : formula.terms) {

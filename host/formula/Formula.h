@@ -11,6 +11,8 @@
 
 namespace qvhost {
 
+class SqlDialect;
+
 /// A model as written: `y ~ a + b*c`. A plain value, independent of any table.
 struct Formula {
   std::string text;                 ///< As given; every Place counts in it.
@@ -58,6 +60,10 @@ struct DotColumns {
 /// Variable::expression of any variable gives its values again. `text` must outlive the call alone.
 /// Throws FormulaError.
 [[nodiscard]] Variable ParseExpression(std::string_view text, ColumnLookup lookup);
+/// The same of the values of a variable as I(...) has them, with SQL in another dialect. Throws
+/// FormulaError for what that cannot say, too.
+[[nodiscard]] Variable ParseExpression(std::string_view text, ColumnLookup lookup,
+                                       const SqlDialect& dialect);
 
 /// Takes out the variables that no term uses, and numbers the others anew.
 void RemoveUnusedVariables(Formula& formula);

@@ -47,6 +47,12 @@ std::optional<bool> TruthOf(std::string_view text) {
   return pair->yes == lower;
 }
 
+std::vector<std::string> TextsOf(bool truth) {
+  std::vector<std::string> texts;
+  for (const Pair& pair : kPairs) texts.emplace_back(truth ? pair.yes : pair.no);
+  return texts;
+}
+
 std::optional<BooleanTexts> SpellingOf(std::string_view text) {
   const Pair* const pair = FindPair(Lower(text));
   if (pair == nullptr) return std::nullopt;

@@ -21,6 +21,9 @@ struct BooleanTexts {
 /// are some; nothing for any other text.
 [[nodiscard]] std::optional<bool> TruthOf(std::string_view text);
 
+/// Every text that means this boolean, in lower case.
+[[nodiscard]] std::vector<std::string> TextsOf(bool truth);
+
 /// The pair of texts that a boolean is one of, in its case of letters: `No` and `Yes` for `Yes`.
 /// Mixed cases such as `tRUE` count as lower case. Nothing for a text that is no boolean.
 [[nodiscard]] std::optional<BooleanTexts> SpellingOf(std::string_view text);

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace qvhost {
+
+/// A column of a query, and the expression that it is.
+struct SqlColumn {
+  std::string name;  ///< Safe to embed.
+  std::string sql;
+};
+
+/// Terms added up in pairs: databases limit how deep an expression may be.
+[[nodiscard]] std::string SumSql(const std::vector<std::string>& terms);
+
+/// `CASE value WHEN 'a' THEN 1 WHEN ... END`; NULL for any other value.
+[[nodiscard]] std::string ChoiceSql(const std::string& value,
+                                    const std::vector<std::pair<std::string, std::string>>& when);
+
+/// Whether a number is finite and not what stands for a missing one, in SQL; NULL for NULL. NaN is
+/// above all numbers in some databases, and no number in others.
+[[nodiscard]] std::string IsNumberSql(const std::string& value);
+
+/// The number itself where `condition` holds, elsewhere NULL.
+[[nodiscard]] std::string OnlyWhere(const std::string& condition, const std::string& value);
+
+/// A query in steps, each over the columns of the one before: `WITH ... SELECT ... FROM ...`.
+class SteppedQuery {
+ public:
+  /// `table`, quoted, is not the name of a step, nor are the `name` of a later step with this
+  /// prefix.
+  explicit SteppedQuery(const std::string& table);
+
+  /// Adds a step. `rest` stands behind the name of what it reads.
+  void Add(std::string_view name, const std::vector<SqlColumn>& columns, bool isDistinct = false,
+           const std::string& rest = {});
+  /// The same of a step whose columns later ones name many times. A function over all rows keeps
+  /// databases from computing them as often: it must be finished before.
+  void AddFinished(std::string_view name, std::vector<SqlColumn> columns);
+
+  /// What the next step reads.
+  [[nodiscard]] const std::string& Last() const { return last_; }
+  /// All steps, for a SELECT to follow; empty without any.
+  [[nodiscard]] std::string Text() const { return text_; }
+
+ private:
+  std::string prefix_ = "qvreg_";
+  std::string last_;
+  std::string text_;
+};
+
+/// `name AS sql, ...`, a line each.
+[[nodiscard]] std::string ColumnsSql(const std::vector<SqlColumn>& columns);
+
+/// The columns as they are: each is its own name.
+[[nodiscard]] std::vector<SqlColumn> SameColumns(const std::vector<SqlColumn>& columns);
+
+}  // namespace qvhost
