@@ -1,7 +1,7 @@
 # What `cpack` makes in packages/ of the build folder, from the components of QvregInstall:
 #   Windows  a ZIP with all that embedding takes
 #   Linux    the same as a TGZ, and another with the command, the library and DuckDB, which needs
-#            libfmt and libsqlite3 of the system; both unpack into one folder
+#            libfmt, libsqlite3 and libpugixml of the system; both unpack into one folder
 #   Debian   as well, when made on Debian: libqvreg<N>, libqvreg-dev and qvreg (the command), each
 #            with its dependencies
 set(QVREG_PACKAGE_CONTACT "The qvreg authors <authors@qvreg.example>" CACHE STRING

@@ -199,6 +199,12 @@ void FitArguments::AddOutput() {
                    "to this .csv, .tsv or .parquet file")
       ->type_name("FILE")
       ->group(group);
+  command_
+      ->add_option("--save", options_.save,
+                   "Save the model as PMML to this .pmml or .xml file, to score\n"
+                   "other data with it, show it and compare it later")
+      ->type_name("FILE")
+      ->group(group);
   keepOption_ = command_
                     ->add_option("--keep", keep_,
                                  "Columns of the data to write beside predictions and\n"

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -144,7 +145,8 @@ void FitArguments::Take() {
   report_.Take();
   TakeTests();
   TakeMargins();
-  options_.digest = report_.HasJson();
+  // Fits that are compared are of the same records.
+  options_.digest = report_.HasJson() || !options_.save.empty();
   options_.intercept = !noIntercept_;
   options_.refine = !noRefine_;
   if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;
@@ -205,6 +207,10 @@ void FitArguments::CheckTables() const {
        {options_.predictions, options_.covarianceFile, options_.diagnostics}) {
     if (!file.empty()) static_cast<void>(TableFormatOf(file));
   }
+  const std::string ending = Lower(std::filesystem::path(options_.save).extension().string());
+  if (options_.save.empty() || ending == ".pmml" || ending == ".xml") return;
+  RefuseUsage(fmt::format("--save writes the model as PMML; '{}' must end in .pmml or .xml.",
+                          options_.save));
 }
 
 void FitArguments::TakeCovariance() {

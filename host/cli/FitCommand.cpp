@@ -1,11 +1,14 @@
 #include "host/cli/FitCommand.h"
 
+#include <utility>
+
 #include <fmt/format.h>
 
 #include "host/Error.h"
 #include "host/fit/OutputFiles.h"
 #include "host/fit/ProgressBar.h"
 #include "host/fit/RunFit.h"
+#include "host/model/Pmml.h"
 #include "host/report/Report.h"
 
 namespace qvhost {
@@ -57,6 +60,7 @@ Examples:
   qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight + origin'
   qvreg fit -d 'sales-*.parquet' -f 'log(price) ~ region*size' --json fit.json
   qvreg fit -d shop.duckdb --table orders -f 'total ~ items' --freq-weight n
+  qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight' --save cars.pmml
   qvreg fit -d titanic.csv -f 'survived ~ class*sex + age' --model logistic
   qvreg fit -d penguins.csv -f 'species ~ flipper_length' -o predicted.csv
   qvreg fit -d sales.csv -d new.csv -f 'price ~ size' -o predicted.csv
@@ -68,6 +72,15 @@ The variable COLUMNS of the environment sets the width of what is printed.
 Exit codes: 0 fitted, 1 the run failed, 2 wrong usage or unreadable data, 3 fitted with --strict, but
 the estimation did not converge; cancelled: 130 by Ctrl-C, 143 by SIGTERM, 129 by SIGHUP; 141 when
 standard output is closed, as by head. Files are written and replaced only when the run succeeds.)help";
+
+/// Fits, and writes the model to the file of `outputs` that the options name, if they do.
+FitResult Fit(const FitOptions& options, ProgressBar& progress, Interrupt& interrupt,
+              OutputFiles& outputs) {
+  if (options.save.empty()) return RunFit(options, progress, interrupt, outputs);
+  SavedModel model = RunFitToSave(options, progress, interrupt, outputs);
+  outputs.Get(options.save).Write(WritePmml(model));
+  return std::move(model.fit);
+}
 
 void RequireConvergence(const FitResult& fit) {
   if (!fit.logistic || fit.logistic->converged) return;
@@ -95,13 +108,14 @@ ExitCode FitCommand::FitAndReport(Interrupt& interrupt, InterruptWatch& watch) {
   const ReportArguments& report = arguments_.Report();
   OutputFiles outputs;
   report.AddTo(outputs);
+  if (!options.save.empty()) outputs.Add("--save", options.save);
   if (!options.predictions.empty()) outputs.Add("--predictions", options.predictions);
   if (!options.diagnostics.empty()) outputs.Add("--diagnostics", options.diagnostics);
   if (!options.covarianceFile.empty()) outputs.Add("--vcov-out", options.covarianceFile);
   FitResult fit;
   {
     ProgressBar progress = report.IsQuiet() ? ProgressBar(nullptr) : ProgressBar();
-    fit = RunFit(options, progress, interrupt, outputs);
+    fit = Fit(options, progress, interrupt, outputs);
   }
   const bool isRead = report.Write(
       outputs, watch, [&] { return TextReport(fit, report.Style()); },

@@ -38,13 +38,24 @@ constexpr std::string_view kNewDataHint =
     "test.csv alone, write --sql \"SELECT *, 1 AS w FROM 'train.csv' UNION ALL BY NAME SELECT *, 0 "
     "AS w FROM 'test.csv'\" --freq-weight w in place of --data";
 constexpr std::string_view kFoldsHint = "--folds N fits all but each of N parts of the rows";
+constexpr std::string_view kOutputHint =
+    "--predictions FILE writes what the model predicts, --json FILE the fit, --save FILE the model";
+constexpr std::string_view kSaveHint =
+    "--save FILE saves the model as PMML, --json FILE writes the fit alone";
 constexpr std::string_view kConfidenceHint = "--confidence LEVEL sets that of the limits";
 
 constexpr std::string_view kMarginsHint = "--margins computes average marginal effects";
 
 constexpr auto kOtherNames = std::to_array<OtherName>({
-    {"output", "--predictions FILE writes what the model predicts, --json FILE the fit"},
-    {"out", "--predictions FILE writes what the model predicts, --json FILE the fit"},
+    {"output", kOutputHint},
+    {"out", kOutputHint},
+    {"model-out", kSaveHint},
+    {"save-model", kSaveHint},
+    {"model-file", kSaveHint},
+    {"export", kSaveHint},
+    {"pmml", kSaveHint},
+    {"dump", kSaveHint},
+    {"pickle", kSaveHint},
     {"input", "--data FILE names the data"},
     {"file", "--data FILE names the data"},
     {"csv", "--data FILE names the data"},

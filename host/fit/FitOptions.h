@@ -73,6 +73,7 @@ struct FitOptions {
   bool influential = false;    ///< Find the most influential records.
   bool digest = false;         ///< Make a digest of the records used.
   bool strict = false;         ///< An estimation that does not converge is a failure.
+  std::string save;            ///< File for the model; empty for none.
   std::string predictions;     ///< File for the predicted values; empty for none.
   /// Names of columns of the data that stand beside predictions and diagnostics; of all of them
   /// with `keepAll`.

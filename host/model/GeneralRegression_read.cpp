@@ -215,7 +215,8 @@ void RequireOutline(pugi::xml_node model, const std::vector<SavedVariable>& vari
   if (!HaveSameAttributes(expected, model)) {
     RefuseElement(model.name(), "has attributes of another model");
   }
-  for (const char* part : {"MiningSchema", "FactorList", "CovariateList", "PPMatrix"}) {
+  // The fields of MiningSchema are those of the document around it.
+  for (const char* part : {"FactorList", "CovariateList", "PPMatrix"}) {
     if (HaveSameCells(expected.child(part), model.child(part))) continue;
     RefuseElement(part, "is not that of the model's variables");
   }

@@ -101,7 +101,10 @@ TEST_F(CommandUsage, AnOptionOfOtherPrograms) {
   ExpectFitRefused(
       {"--output", "p.csv"},
       "There is no option --output; --predictions FILE writes what the model predicts, "
-      "--json FILE the fit.");
+      "--json FILE the fit, --save FILE the model.");
+  ExpectFitRefused({"--model-out", "m.pmml"},
+                   "There is no option --model-out; --save FILE saves the model as PMML, --json "
+                   "FILE writes the fit alone.");
   ExpectFitRefused({"--weights", "x"},
                    "There is no option --weights; --freq-weight COLUMN says how many records each "
                    "stands for, --regression-weight COLUMN how precise each is, as the weights of "

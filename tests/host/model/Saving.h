@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "host/fit/FitOptions.h"
+#include "host/fit/RunFit.h"
+#include "host/fit/SavedModel.h"
+#include "tests/host/fit/Fitting.h"
+
+namespace qvhost {
+
+/// Runs a fit as --save does.
+inline SavedModel FitToSave(const FitOptions& options) {
+  ProgressBar none(nullptr);
+  Interrupt interrupt;
+  OutputFiles outputs;
+  return RunFitToSave(options, none, interrupt, outputs);
+}
+
+inline SavedModel FitToSave(const std::string& sql, const std::string& formula) {
+  return FitToSave(OptionsFor(sql, formula));
+}
+
+}  // namespace qvhost
