@@ -1,10 +1,14 @@
 #include "host/model/EstimateUnits.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <utility>
 
+#include "host/fit/ScaledEstimates.h"
+#include "host/inference/CoefficientCovariance.h"
 #include "host/model/ExtensionFields.h"
 #include "host/model/NumberText.h"
 
@@ -64,11 +68,11 @@ std::vector<double> OwnEstimates(const std::vector<double>& data, const Estimate
   return own;
 }
 
-/// The covariance that the data's is made of: zeros without one.
+/// The covariance that the data's is made of, but for corrections.
 std::vector<double> OwnCovariance(const DataEstimates& data, const EstimateUnits& units) {
+  if (data.covariance.empty() || !units.variance) return units.covariance;
   const std::size_t rows = data.estimates.size();
   std::vector<double> own(TriangleSize(rows));
-  if (data.covariance.empty() || !units.variance) return own;
   ForEachElement(rows, [&](std::size_t place, std::size_t i, std::size_t j) {
     const int power = PowerOf(units, i) + PowerOf(units, j);
     own[place] = std::ldexp(data.covariance[place], -power) / *units.variance;
@@ -89,9 +93,10 @@ std::vector<double> HostCovariance(const std::vector<double>& own, const Estimat
 
 }  // namespace
 
-DataEstimates ToData(const QvModelContents& contents, const CoefficientCovariance& coefficients,
-                     const std::vector<int>& exponents, int dependentExponent,
-                     EstimateUnits& units) {
+DataEstimates ToData(const RestoredModel& model, EstimateUnits& units) {
+  const QvModelContents& contents = model.Contents();
+  const CoefficientCovariance coefficients = model.Coefficients();
+  const ScaledEstimates own = ScaledEstimatesOf(model.Output());
   const bool isLinear = !contents.fSettings.fLogistic;
   const std::vector<double>& estimates =
       isLinear ? contents.fLinear.fEstimates.fEstimates : contents.fLogistic.fEstimates.fEstimates;
@@ -99,9 +104,9 @@ DataEstimates ToData(const QvModelContents& contents, const CoefficientCovarianc
       isLinear ? contents.fLinear.fScaledCovariance : contents.fLogistic.fScaledCovariance;
   const std::vector<double>& host =
       isLinear ? contents.fLinear.fCovariance : contents.fLogistic.fCovariance.value();
-  units.exponents = exponents;
-  units.dependentExponent = dependentExponent;
-  units.variance = coefficients.Variance();
+  units.exponents = own.exponents;
+  units.dependentExponent = own.dependentExponent;
+  if (estimates.size() <= kMostCovarianceRows) units.variance = coefficients.Variance();
   units.isScaled = scaled.has_value();
 
   DataEstimates data;
@@ -115,11 +120,25 @@ DataEstimates ToData(const QvModelContents& contents, const CoefficientCovarianc
     });
   }
   units.estimateCorrections = CorrectionsText(estimates, OwnEstimates(data.estimates, units));
-  std::vector<double> own(scaled ? *scaled : host);
-  own.resize(TriangleSize(estimates.size()));
-  units.covarianceCorrections = CorrectionsText(own, OwnCovariance(data, units));
-  units.hostCorrections = CorrectionsText(host, HostCovariance(own, units, isLinear));
+  std::vector<double> covariance(scaled ? *scaled : host);
+  covariance.resize(TriangleSize(estimates.size()));
+  if (!units.variance) units.covariance = covariance;
+  units.covarianceCorrections = CorrectionsText(covariance, OwnCovariance(data, units));
+  units.hostCorrections = CorrectionsText(host, HostCovariance(covariance, units, isLinear));
   return data;
+}
+
+bool AreSameNumbers(const std::vector<double>& a, const std::vector<double>& b) {
+  return std::ranges::equal(a, b, AreSameBits);
+}
+
+bool AreSameUnits(const EstimateUnits& a, const EstimateUnits& b) {
+  return a.exponents == b.exponents && a.dependentExponent == b.dependentExponent &&
+         a.variance == b.variance && a.isScaled == b.isScaled &&
+         AreSameNumbers(a.covariance, b.covariance) &&
+         a.estimateCorrections == b.estimateCorrections &&
+         a.covarianceCorrections == b.covarianceCorrections &&
+         a.hostCorrections == b.hostCorrections;
 }
 
 void FromData(const DataEstimates& data, const EstimateUnits& units, QvModelContents& contents) {
@@ -140,6 +159,9 @@ void FromData(const DataEstimates& data, const EstimateUnits& units, QvModelCont
   std::vector<double> estimates = OwnEstimates(data.estimates, units);
   Correct("estimateCorrections", units.estimateCorrections, estimates);
   std::vector<double> own = OwnCovariance(data, units);
+  if (own.size() != TriangleSize(data.estimates.size())) {
+    RefuseElement("Extension 'covariance'", "is not that of every two PCells");
+  }
   Correct("covarianceCorrections", units.covarianceCorrections, own);
   std::vector<double> host = HostCovariance(own, units, isLinear);
   Correct("hostCorrections", units.hostCorrections, host);

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/inference/CoefficientCovariance.h"
+#include "host/model/RestoredModel.h"
 #include "qvreg/component/QvModelContents.h"
 
 /// \file
@@ -32,6 +32,8 @@ struct EstimateUnits {
   /// units.
   std::optional<double> variance;
   bool isScaled = false;  ///< Whether it has a covariance of columns as divided beside another.
+  /// The component's covariance where the data's is not written.
+  std::vector<double> covariance;
   /// Of the estimates, of the covariance that the data's is made of, and of the other one: places
   /// and numbers.
   std::string estimateCorrections;
@@ -46,17 +48,22 @@ inline constexpr auto DescribeUnits = [](auto& units, auto& fields) {
   fields.Parts("residualVariance", units.variance,
                [](auto& variance, auto& inner) { inner("variance", variance); });
   fields("dividedCovariance", units.isScaled);
+  fields("covariance", units.covariance);
   fields("estimateCorrections", units.estimateCorrections);
   fields("covarianceCorrections", units.covarianceCorrections);
   fields("hostCorrections", units.hostCorrections);
 };
 
-/// The estimates of a component in the data's units, and what brings its own back. `contents` are
-/// the component's, `exponents` those of its columns.
-[[nodiscard]] DataEstimates ToData(const QvModelContents& contents,
-                                   const CoefficientCovariance& coefficients,
-                                   const std::vector<int>& exponents, int dependentExponent,
-                                   EstimateUnits& units);
+/// A covariance in the data's units is made of models of so many parameters: an element of PMML for
+/// each two takes much more room than their number.
+inline constexpr std::size_t kMostCovarianceRows = 1000;
+
+/// The estimates of a component in the data's units, and what brings its own back.
+[[nodiscard]] DataEstimates ToData(const RestoredModel& model, EstimateUnits& units);
+
+/// Whether numbers are the same to the last bit.
+[[nodiscard]] bool AreSameNumbers(const std::vector<double>& a, const std::vector<double>& b);
+[[nodiscard]] bool AreSameUnits(const EstimateUnits& a, const EstimateUnits& b);
 
 /// Puts the component's own estimates and covariances into its contents. Throws Error (kBadInput)
 /// for units that are not of as many parameters, or corrections of what is not there.

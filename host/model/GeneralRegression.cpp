@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "host/fit/ScaledEstimates.h"
 #include "host/model/EstimateUnits.h"
 #include "host/model/ExtensionFields.h"
 #include "host/model/ModelExtension.h"
@@ -73,10 +72,8 @@ void WriteGeneralRegression(pugi::xml_node pmml, const SavedModel& saved) {
   const RestoredModel restored = RestoredModel::OfBytes(saved.component);
   const IQvRegOutputStats& output = restored.Output();
   const ModelOutline outline = OutlineOf(saved.variables, restored);
-  const ScaledEstimates scaled = ScaledEstimatesOf(output);
   EstimateUnits units;
-  const DataEstimates data = ToData(restored.Contents(), restored.Coefficients(), scaled.exponents,
-                                    scaled.dependentExponent, units);
+  const DataEstimates data = ToData(restored, units);
   const std::vector<Row> rows = RowsOf(outline, output);
 
   const pugi::xml_node model = AppendElement(pmml, "GeneralRegressionModel");

@@ -12,8 +12,8 @@
 /// df 0. The factors and covariates are the fields of the model's variables, a cell of the PPMatrix
 /// holds a factor's level or a covariate's power. PCovMatrix is the covariance of the estimates in
 /// the data's units, with the residual variance, its lower triangle row by row, since it is
-/// symmetric; there is none where nothing is left to estimate that variance by. What PMML has no
-/// place for stands in `Extension` elements at the end.
+/// symmetric; there is none where nothing is left to estimate that variance by, nor for more than
+/// 1000 parameters. What PMML has no place for stands in `Extension` elements at the end.
 ///
 /// A record with a combination of levels that the data did not have is not scored by this command;
 /// PMML has no word for that, and another engine leaves the combination's parameter out.

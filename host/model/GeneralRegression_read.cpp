@@ -130,6 +130,7 @@ std::vector<double> ReadCovariance(pugi::xml_node matrix, const std::vector<Row>
   if (CountOf(matrix) != size) {
     RefuseElement("PCovMatrix", "does not have a PCovCell for every two rows of ParamMatrix");
   }
+  RequireText(matrix, "type", "model");
   std::vector<double> triangle;
   triangle.reserve(size);
   CellList cells(matrix, "PCovCell");
@@ -154,16 +155,15 @@ std::vector<bool> BasicFlags(const std::vector<bool>& kept, std::size_t nBasic) 
   return {kept.begin(), kept.begin() + static_cast<std::ptrdiff_t>(nBasic)};
 }
 
-/// Reads all that the element holds of a component.
-QvModelContents ContentsOf(pugi::xml_node model) {
+/// Reads all that the element holds of a component, whose estimates `data` receive as they stand
+/// there, and `units` what they were converted with.
+QvModelContents ContentsOf(pugi::xml_node model, DataEstimates& data, EstimateUnits& units) {
   const Elements elements = ElementsOf(model);
-  DataEstimates data;
   std::vector<bool> kept;
   const std::vector<Row> rows = ReadEstimates(elements.estimates, data.estimates, kept);
   if (elements.covariance) data.covariance = ReadCovariance(elements.covariance, rows);
 
   QvModelContents contents;
-  EstimateUnits units;
   ExtensionReader rest(ReadModelExtensions(elements.extensions, contents));
   rest.Part("estimates", units, DescribeUnits);
   if (rest.Next()) RefuseElement(rest.Next().name(), "stands behind all others");
@@ -206,6 +206,22 @@ bool HaveSameCells(pugi::xml_node a, pugi::xml_node b) {
                     });
 }
 
+/// What other engines take for estimates and covariance is what the component's are.
+void RequireEstimates(const RestoredModel& restored, const DataEstimates& data,
+                      const EstimateUnits& units) {
+  EstimateUnits expectedUnits;
+  const DataEstimates expected = ToData(restored, expectedUnits);
+  if (!AreSameNumbers(data.estimates, expected.estimates)) {
+    RefuseElement("ParamMatrix", "has other numbers than the model");
+  }
+  if (!AreSameNumbers(data.covariance, expected.covariance)) {
+    RefuseElement("PCovMatrix", "has other numbers than the model");
+  }
+  if (!AreSameUnits(units, expectedUnits)) {
+    RefuseElement("Extension 'estimates'", "has other numbers than the model");
+  }
+}
+
 /// What other engines score with is the model that the variables are those of.
 void RequireOutline(pugi::xml_node model, const std::vector<SavedVariable>& variables,
                     const RestoredModel& restored) {
@@ -228,7 +244,10 @@ void ReadGeneralRegression(pugi::xml_node model, SavedModel& saved) {
   if (model.name() != std::string_view("GeneralRegressionModel")) {
     RefuseElement("GeneralRegressionModel", "is missing");
   }
-  const RestoredModel restored = RestoredModel::OfContents(ContentsOf(model));
+  DataEstimates data;
+  EstimateUnits units;
+  const RestoredModel restored = RestoredModel::OfContents(ContentsOf(model, data, units));
+  RequireEstimates(restored, data, units);
   if (!saved.variables.empty()) RequireOutline(model, saved.variables, restored);
   std::vector<unsigned char> component;
   const QvCommon::QvStatus status = QvModelMessage::Write(restored.Contents(), component);
