@@ -165,7 +165,7 @@ TEST_F(CommandOutput, FilesAreWholeThoughNobodyReadsTheSummary) {
   const std::string rows = folder_.File("p.csv");
   EXPECT_EQ(CommandRun(Arguments({"--json", json, "-o", rows})).OutputToBrokenPipe().Run().exitCode,
             kPipeClosed);
-  EXPECT_EQ(qvtest::ReadFile(json), Fit({"--json", "-"}).out);
+  EXPECT_EQ(qvtest::ReadFile(json), Fit({"--json", "-", "-o", rows}).out);
   EXPECT_TRUE(qvtest::ReadFile(rows).ends_with("\n"));
 }
 
