@@ -87,6 +87,11 @@ class EquationWriter {
 
   [[nodiscard]] bool HasCode(int factor) const { return uses_.at(factor) > 1; }
 
+  [[nodiscard]] std::vector<std::string> CodeOrLevel(int factor, int code) const {
+    if (HasCode(factor)) return {std::to_string(code)};
+    return variables_.LevelSql(factor, code);
+  }
+
   [[nodiscard]] std::string CodeSql(int factor) const {
     std::map<int, std::string> codes;
     for (const EquationTerm& term : equations_.terms) {
@@ -99,7 +104,9 @@ class EquationWriter {
     }
     std::vector<std::pair<std::string, std::string>> when;
     for (const auto& [code, text] : codes) {
-      when.emplace_back(variables_.LevelSql(factor, code), text);
+      for (const std::string& level : variables_.LevelSql(factor, code)) {
+        when.emplace_back(level, text);
+      }
     }
     return ChoiceSql(SqlVariables::LevelName(factor), when);
   }
@@ -130,9 +137,8 @@ class EquationWriter {
       const int code = term.cells[first].codes[factor];
       std::size_t behind = first;
       while (behind < end && term.cells[behind].codes[factor] == code) ++behind;
-      when.emplace_back(
-          HasCode(position) ? std::to_string(code) : variables_.LevelSql(position, code),
-          CellsSql(term, equation, factor + 1, first, behind));
+      const std::string coefficient = CellsSql(term, equation, factor + 1, first, behind);
+      for (const std::string& is : CodeOrLevel(position, code)) when.emplace_back(is, coefficient);
       first = behind;
     }
     return ChoiceSql(HasCode(position) ? CodeName(position) : SqlVariables::LevelName(position),
@@ -257,10 +263,10 @@ class ScoringWriter {
   /// the library prefers.
   [[nodiscard]] std::string MostProbableSql(const std::vector<std::string>& predictors,
                                             const std::string& largest) const {
-    const std::string tie = DoubleLiteral(std::numeric_limits<double>::epsilon());
+    const std::string tie = DoubleLiteral(-std::numeric_limits<double>::epsilon());
     std::string sql = "CASE";
     for (const std::size_t place : equations_.preferred) {
-      sql += fmt::format(" WHEN {} > {} - {} THEN {}", predictors[place], largest, tie,
+      sql += fmt::format(" WHEN {} - {} > {} THEN {}", predictors[place], largest, tie,
                          QuoteText(LevelAt(place)));
     }
     return sql + " END";
