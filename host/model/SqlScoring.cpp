@@ -29,6 +29,9 @@ struct Score {
 
 using Scores = std::vector<Score>;
 
+/// So many numbers are compared with each other at once.
+constexpr std::size_t kTogether = 8;
+
 /// The name of a table, its parts in quotes.
 std::string TableSql(const std::string& name) {
   if (name.starts_with('"')) return name;
@@ -62,6 +65,13 @@ class EquationWriter {
       if (uses > 1) codes.push_back({CodeName(factor), CodeSql(factor)});
     }
     return codes;
+  }
+
+  /// Whether the equations hold the codes so many times that they had better be computed before.
+  [[nodiscard]] bool UsesCodesOften() const {
+    constexpr std::size_t kFew = 2;
+    const auto isCrossed = [](const EquationTerm& term) { return term.factors.size() > 1; };
+    return equations_.count > kFew || std::ranges::any_of(equations_.terms, isCrossed);
   }
 
   /// The numbers and the values that equations read beside the codes.
@@ -181,7 +191,7 @@ class ScoringWriter {
       // A model of the intercept alone reads none.
       if (columns.empty()) columns.push_back({"c1", "1"});
       kept_ = columns;
-      query_.Add("rows", columns, true);
+      query_.Add("rows", columns, StepKind::kDistinct);
       return;
     }
     for (const std::string& name : options_.keep) {
@@ -200,18 +210,21 @@ class ScoringWriter {
     if (!codes.empty()) {
       const Columns rest = writer.Rest();
       codes.insert(codes.begin(), rest.begin(), rest.end());
-      query_.AddFinished("levels", With(codes));
+      query_.Add("levels", With(codes), KindIf(writer.UsesCodesOften()));
     }
     Columns predictors;
     for (std::size_t i = 0; i < equations_.count; ++i) {
       predictors.push_back({PredictorName(i), writer.Of(i)});
     }
-    if (equations_.categories.empty()) {
-      query_.Add("predictors", With(predictors));
-    } else {
-      query_.AddFinished("predictors", With(predictors));
-    }
+    query_.Add("predictors", With(predictors), KindIf(!equations_.categories.empty()));
   }
+
+  static StepKind KindIf(bool isFinished) {
+    return isFinished ? StepKind::kFinished : StepKind::kPlain;
+  }
+
+  /// Whether the categories are too many for what they have in common to be computed anew for each.
+  [[nodiscard]] bool IsLong() const { return equations_.categories.size() > kTogether; }
 
   static std::string PredictorName(std::size_t equation) {
     return "e" + std::to_string(equation + 1);
@@ -239,7 +252,6 @@ class ScoringWriter {
   /// Adds steps that find the largest of the predictors, and gives its name. Comparing all with
   /// each other would take the square of their number.
   std::string AddLargest(const Columns& predictors) {
-    constexpr std::size_t kTogether = 8;
     std::vector<std::string> numbers;
     for (const SqlColumn& predictor : predictors) numbers.push_back(predictor.name);
     numbers.emplace_back("0E0");  // That of the reference.
@@ -252,7 +264,7 @@ class ScoringWriter {
       }
       Columns columns = With(predictors);
       columns.insert(columns.end(), largest.begin(), largest.end());
-      query_.AddFinished("largest" + std::to_string(step), columns);
+      query_.Add("largest" + std::to_string(step), columns, KindIf(IsLong()));
       numbers.clear();
       for (const SqlColumn& column : largest) numbers.push_back(column.name);
     }
@@ -296,10 +308,10 @@ class ScoringWriter {
           {names.back(), fmt::format("CASE WHEN {0} - {1} < {2} THEN 0E0 ELSE exp({0} - {1}) END",
                                      numbers[i], largest, DoubleLiteral(kFarBelow))});
     }
-    query_.AddFinished("shares", With(shares));
+    query_.Add("shares", With(shares), StepKind::kFinished);
     Columns sums = SameColumns(shares);
     sums.push_back({"s", SumSql(names)});
-    query_.AddFinished("sums", With(sums));
+    query_.Add("sums", With(sums), KindIf(IsLong()));
     return Probabilities(names);
   }
 
@@ -343,9 +355,8 @@ class ScoringWriter {
       const std::string own = variables_.Columns().empty() ? "1" : "qvreg_data." + column.sql;
       conditions.push_back(fmt::format("{} = {}.{}", own, query_.Last(), column.name));
     }
-    return fmt::format("{}\nSELECT{}\nFROM {} AS qvreg_data LEFT JOIN {}\n  ON {};\n",
-                       query_.Text(), list, table_, query_.Last(),
-                       fmt::join(conditions, "\n  AND "));
+    return fmt::format("{}\nSELECT{}\nFROM {} qvreg_data LEFT JOIN {}\n  ON {};\n", query_.Text(),
+                       list, table_, query_.Last(), fmt::join(conditions, "\n  AND "));
   }
 
   const SavedModel& model_;
