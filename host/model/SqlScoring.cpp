@@ -29,6 +29,9 @@ struct Score {
 
 using Scores = std::vector<Score>;
 
+/// So many numbers are compared with each other at once.
+constexpr std::size_t kTogether = 8;
+
 /// The name of a table, its parts in quotes.
 std::string TableSql(const std::string& name) {
   if (name.starts_with('"')) return name;
@@ -64,6 +67,13 @@ class EquationWriter {
     return codes;
   }
 
+  /// Whether the equations hold the codes so many times that they had better be computed before.
+  [[nodiscard]] bool UsesCodesOften() const {
+    constexpr std::size_t kFew = 2;
+    const auto isCrossed = [](const EquationTerm& term) { return term.factors.size() > 1; };
+    return equations_.count > kFew || std::ranges::any_of(equations_.terms, isCrossed);
+  }
+
   /// The numbers and the values that equations read beside the codes.
   [[nodiscard]] Columns Rest() const {
     Columns rest;
@@ -87,6 +97,11 @@ class EquationWriter {
 
   [[nodiscard]] bool HasCode(int factor) const { return uses_.at(factor) > 1; }
 
+  [[nodiscard]] std::vector<std::string> CodeOrLevel(int factor, int code) const {
+    if (HasCode(factor)) return {std::to_string(code)};
+    return variables_.LevelSql(factor, code);
+  }
+
   [[nodiscard]] std::string CodeSql(int factor) const {
     std::map<int, std::string> codes;
     for (const EquationTerm& term : equations_.terms) {
@@ -99,7 +114,9 @@ class EquationWriter {
     }
     std::vector<std::pair<std::string, std::string>> when;
     for (const auto& [code, text] : codes) {
-      when.emplace_back(variables_.LevelSql(factor, code), text);
+      for (const std::string& level : variables_.LevelSql(factor, code)) {
+        when.emplace_back(level, text);
+      }
     }
     return ChoiceSql(SqlVariables::LevelName(factor), when);
   }
@@ -130,9 +147,8 @@ class EquationWriter {
       const int code = term.cells[first].codes[factor];
       std::size_t behind = first;
       while (behind < end && term.cells[behind].codes[factor] == code) ++behind;
-      when.emplace_back(
-          HasCode(position) ? std::to_string(code) : variables_.LevelSql(position, code),
-          CellsSql(term, equation, factor + 1, first, behind));
+      const std::string coefficient = CellsSql(term, equation, factor + 1, first, behind);
+      for (const std::string& is : CodeOrLevel(position, code)) when.emplace_back(is, coefficient);
       first = behind;
     }
     return ChoiceSql(HasCode(position) ? CodeName(position) : SqlVariables::LevelName(position),
@@ -175,7 +191,7 @@ class ScoringWriter {
       // A model of the intercept alone reads none.
       if (columns.empty()) columns.push_back({"c1", "1"});
       kept_ = columns;
-      query_.Add("rows", columns, true);
+      query_.Add("rows", columns, StepKind::kDistinct);
       return;
     }
     for (const std::string& name : options_.keep) {
@@ -194,18 +210,21 @@ class ScoringWriter {
     if (!codes.empty()) {
       const Columns rest = writer.Rest();
       codes.insert(codes.begin(), rest.begin(), rest.end());
-      query_.AddFinished("levels", With(codes));
+      query_.Add("levels", With(codes), KindIf(writer.UsesCodesOften()));
     }
     Columns predictors;
     for (std::size_t i = 0; i < equations_.count; ++i) {
       predictors.push_back({PredictorName(i), writer.Of(i)});
     }
-    if (equations_.categories.empty()) {
-      query_.Add("predictors", With(predictors));
-    } else {
-      query_.AddFinished("predictors", With(predictors));
-    }
+    query_.Add("predictors", With(predictors), KindIf(!equations_.categories.empty()));
   }
+
+  static StepKind KindIf(bool isFinished) {
+    return isFinished ? StepKind::kFinished : StepKind::kPlain;
+  }
+
+  /// Whether the categories are too many for what they have in common to be computed anew for each.
+  [[nodiscard]] bool IsLong() const { return equations_.categories.size() > kTogether; }
 
   static std::string PredictorName(std::size_t equation) {
     return "e" + std::to_string(equation + 1);
@@ -233,7 +252,6 @@ class ScoringWriter {
   /// Adds steps that find the largest of the predictors, and gives its name. Comparing all with
   /// each other would take the square of their number.
   std::string AddLargest(const Columns& predictors) {
-    constexpr std::size_t kTogether = 8;
     std::vector<std::string> numbers;
     for (const SqlColumn& predictor : predictors) numbers.push_back(predictor.name);
     numbers.emplace_back("0E0");  // That of the reference.
@@ -246,7 +264,7 @@ class ScoringWriter {
       }
       Columns columns = With(predictors);
       columns.insert(columns.end(), largest.begin(), largest.end());
-      query_.AddFinished("largest" + std::to_string(step), columns);
+      query_.Add("largest" + std::to_string(step), columns, KindIf(IsLong()));
       numbers.clear();
       for (const SqlColumn& column : largest) numbers.push_back(column.name);
     }
@@ -257,10 +275,10 @@ class ScoringWriter {
   /// the library prefers.
   [[nodiscard]] std::string MostProbableSql(const std::vector<std::string>& predictors,
                                             const std::string& largest) const {
-    const std::string tie = DoubleLiteral(std::numeric_limits<double>::epsilon());
+    const std::string tie = DoubleLiteral(-std::numeric_limits<double>::epsilon());
     std::string sql = "CASE";
     for (const std::size_t place : equations_.preferred) {
-      sql += fmt::format(" WHEN {} > {} - {} THEN {}", predictors[place], largest, tie,
+      sql += fmt::format(" WHEN {} - {} > {} THEN {}", predictors[place], largest, tie,
                          QuoteText(LevelAt(place)));
     }
     return sql + " END";
@@ -290,10 +308,10 @@ class ScoringWriter {
           {names.back(), fmt::format("CASE WHEN {0} - {1} < {2} THEN 0E0 ELSE exp({0} - {1}) END",
                                      numbers[i], largest, DoubleLiteral(kFarBelow))});
     }
-    query_.AddFinished("shares", With(shares));
+    query_.Add("shares", With(shares), StepKind::kFinished);
     Columns sums = SameColumns(shares);
     sums.push_back({"s", SumSql(names)});
-    query_.AddFinished("sums", With(sums));
+    query_.Add("sums", With(sums), KindIf(IsLong()));
     return Probabilities(names);
   }
 
@@ -337,9 +355,8 @@ class ScoringWriter {
       const std::string own = variables_.Columns().empty() ? "1" : "qvreg_data." + column.sql;
       conditions.push_back(fmt::format("{} = {}.{}", own, query_.Last(), column.name));
     }
-    return fmt::format("{}\nSELECT{}\nFROM {} AS qvreg_data LEFT JOIN {}\n  ON {};\n",
-                       query_.Text(), list, table_, query_.Last(),
-                       fmt::join(conditions, "\n  AND "));
+    return fmt::format("{}\nSELECT{}\nFROM {} qvreg_data LEFT JOIN {}\n  ON {};\n", query_.Text(),
+                       list, table_, query_.Last(), fmt::join(conditions, "\n  AND "));
   }
 
   const SavedModel& model_;

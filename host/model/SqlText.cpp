@@ -46,17 +46,12 @@ SteppedQuery::SteppedQuery(const std::string& table) : last_(table) {
   while (Lower(table).find(prefix_) != std::string::npos) prefix_ += '_';
 }
 
-void SteppedQuery::Add(std::string_view name, const std::vector<SqlColumn>& columns,
-                       bool isDistinct, const std::string& rest) {
+void SteppedQuery::Add(std::string_view name, std::vector<SqlColumn> columns, StepKind kind) {
   const std::string step = prefix_ + std::string(name);
-  text_ += fmt::format("{}{} AS (\nSELECT{}{}\nFROM {}{}\n)", text_.empty() ? "WITH " : ",\n", step,
-                       isDistinct ? " DISTINCT" : "", ColumnsSql(columns), last_, rest);
+  if (kind == StepKind::kFinished) columns.push_back({"n", "count(*) OVER ()"});
+  text_ += fmt::format("{}{} AS (\nSELECT{}{}\nFROM {}\n)", text_.empty() ? "WITH " : ",\n", step,
+                       kind == StepKind::kDistinct ? " DISTINCT" : "", ColumnsSql(columns), last_);
   last_ = step;
-}
-
-void SteppedQuery::AddFinished(std::string_view name, std::vector<SqlColumn> columns) {
-  columns.push_back({"n", "count(*) OVER ()"});
-  Add(name, columns);
 }
 
 std::string ColumnsSql(const std::vector<SqlColumn>& columns) {

@@ -27,19 +27,22 @@ struct SqlColumn {
 /// The number itself where `condition` holds, elsewhere NULL.
 [[nodiscard]] std::string OnlyWhere(const std::string& condition, const std::string& value);
 
+/// How a step of a query is computed.
+enum class StepKind {
+  kPlain,
+  kDistinct,  ///< Each row once.
+  /// Before what reads it: databases that put its columns in the place of their names would compute
+  /// them as often as they are named. A function over all rows keeps them from doing so.
+  kFinished
+};
+
 /// A query in steps, each over the columns of the one before: `WITH ... SELECT ... FROM ...`.
 class SteppedQuery {
  public:
-  /// `table`, quoted, is not the name of a step, nor are the `name` of a later step with this
-  /// prefix.
+  /// The first step reads `table`, which is in quotes. No step has its name.
   explicit SteppedQuery(const std::string& table);
 
-  /// Adds a step. `rest` stands behind the name of what it reads.
-  void Add(std::string_view name, const std::vector<SqlColumn>& columns, bool isDistinct = false,
-           const std::string& rest = {});
-  /// The same of a step whose columns later ones name many times. A function over all rows keeps
-  /// databases from computing them as often: it must be finished before.
-  void AddFinished(std::string_view name, std::vector<SqlColumn> columns);
+  void Add(std::string_view name, std::vector<SqlColumn> columns, StepKind kind = StepKind::kPlain);
 
   /// What the next step reads.
   [[nodiscard]] const std::string& Last() const { return last_; }

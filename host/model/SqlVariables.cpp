@@ -55,11 +55,14 @@ double NumberIn(std::string_view text) {
 }
 
 /// A level of a column of numbers, exactly as the column has it.
-std::string NumberLevelSql(const std::string& level, const std::string& type) {
-  if (type == "DOUBLE") return DoubleLiteral(NumberIn(level));
-  // A double cannot be equal to a number of single precision that was written in few digits.
-  if (type == "FLOAT") return DoubleLiteral(static_cast<float>(NumberIn(level)));
-  return level;
+std::vector<std::string> NumberLevelSql(const std::string& level, const std::string& type) {
+  const double number = NumberIn(level);
+  if (type == "DOUBLE") return {DoubleLiteral(number)};
+  if (type != "FLOAT") return {level};
+  // One of single precision is another double than its few digits are: a database has this or that.
+  const double single = static_cast<double>(static_cast<float>(number));
+  if (single == number) return {DoubleLiteral(number)};
+  return {DoubleLiteral(single), DoubleLiteral(number)};
 }
 
 /// The values less their mean, over their deviation.
@@ -89,12 +92,12 @@ std::string SqlVariables::NumberName(int position) { return "v" + std::to_string
 
 std::string SqlVariables::LevelName(int position) { return "r" + std::to_string(position); }
 
-std::string SqlVariables::LevelSql(int position, int code) const {
+std::vector<std::string> SqlVariables::LevelSql(int position, int code) const {
   const SavedVariable& variable = VariableAt(position);
   const std::string& level = variable.levels.at(static_cast<std::size_t>(code));
-  if (variable.kind == ColumnKind::kBoolean) return TruthOf(level) == true ? "1" : "0";
-  if (variable.kind != ColumnKind::kNumber) return QuoteText(level);
-  if (!variable.isColumn) return DoubleLiteral(NumberIn(level));
+  if (variable.kind == ColumnKind::kBoolean) return {TruthOf(level) == true ? "1" : "0"};
+  if (variable.kind != ColumnKind::kNumber) return {QuoteText(level)};
+  if (!variable.isColumn) return {DoubleLiteral(NumberIn(level))};
   return NumberLevelSql(level, ColumnAt(IndexOf(variable.columns.front())).type);
 }
 

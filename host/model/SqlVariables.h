@@ -28,8 +28,8 @@ class SqlVariables {
 
   [[nodiscard]] static std::string NumberName(int position);
   [[nodiscard]] static std::string LevelName(int position);
-  /// What a factor's value is compared with, as an SQL literal.
-  [[nodiscard]] std::string LevelSql(int position, int code) const;
+  /// What a factor's value is compared with, as SQL literals: one or another of them.
+  [[nodiscard]] std::vector<std::string> LevelSql(int position, int code) const;
 
  private:
   [[nodiscard]] const SavedVariable& VariableAt(int position) const;
