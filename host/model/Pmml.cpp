@@ -205,7 +205,7 @@ class ModelReader {
   /// What other engines read of the fields is what the variables are.
   static void RequireFields(pugi::xml_node root, const SavedModel& model) {
     pugi::xml_document document;
-    const pugi::xml_node expected = AppendElement(document, "PMML");
+    const pugi::xml_node expected = document.append_child("PMML");
     WriteFields(expected, model);
     AppendElement(AppendElement(expected, kModel), "MiningSchema");
     WriteMiningSchema(expected, model);
@@ -240,7 +240,7 @@ class ModelReader {
 std::string WritePmml(const SavedModel& model) {
   RequireXmlTexts(model);
   pugi::xml_document document;
-  const pugi::xml_node root = AppendElement(document, "PMML");
+  const pugi::xml_node root = document.append_child("PMML");
   SetAttribute(root, "xmlns", kNamespace);
   SetAttribute(root, "version", kVersion);
   WriteHeader(root, model);

@@ -143,7 +143,7 @@ class SqlReader {
   }
 
   Maybe Operation() {
-    const Maybe left = Part();
+    Maybe left = Part();
     if (!left) return std::nullopt;
     // A group of one part, as in I(x).
     if (Accept(")")) return left;
@@ -262,6 +262,7 @@ Node WherePresent(Node node) {
   std::vector<std::string> fields;
   FindFields(node, fields);
   std::vector<Node> tests;
+  tests.reserve(fields.size());
   for (const std::string& field : fields) {
     tests.push_back(Apply("isNotMissing", Kind::kBoolean, {{Kind::kOther, "", field, "", {}}}));
   }
