@@ -164,6 +164,13 @@ ModelOutline OutlineOf(const std::vector<SavedVariable>& variables, const Restor
   } else if (coefficients.HasMatrix()) {
     outline.degreesOfFreedom = coefficients.DegreesOfFreedom();
   }
+  for (const QvRegrParameter& parameter : model.Output().GetParameters()) {
+    const std::size_t k = outline.rows.size() % outline.parameters.size();
+    EstimateRow& row = outline.rows.emplace_back();
+    row.parameter = outline.parameters[k];
+    const int category = parameter.GetTargetCategory();
+    if (category >= 0) row.category = TargetLevel(outline, category);
+  }
   return outline;
 }
 

@@ -25,6 +25,13 @@ struct MiningField {
   const char* usage;
 };
 
+/// A row of PCovMatrix and ParamMatrix: a parameter, of a logistic model once for each category
+/// that is not the reference.
+struct EstimateRow {
+  std::string parameter;
+  std::optional<std::string> category;
+};
+
 /// The parts of a model that other engines know it by: fields, parameters and what these are made
 /// of. A plain value.
 struct ModelOutline {
@@ -37,6 +44,7 @@ struct ModelOutline {
   std::vector<std::string> factors;        ///< Fields.
   std::vector<std::string> covariates;
   std::vector<PredictorCell> cells;
+  std::vector<EstimateRow> rows;
 };
 
 /// The name of a parameter in PMML.

@@ -418,6 +418,15 @@ TEST(WrongElement, IsNamed) {
       faultOf([](Node m) { m.child("PPMatrix").first_child().attribute("value") = "another"; }),
       "This is no model that --save wrote: its element PPMatrix is not that of the model's "
       "variables. Fit the model again, and save it.");
+  // A category in the place of another, wherever it is named.
+  std::string renamed = text;
+  for (std::size_t at = 0; (at = renamed.find("\"k\"", at)) != std::string::npos; ++at) {
+    renamed.replace(at, 3, "\"j\"");
+  }
+  ASSERT_NE(renamed, text);
+  EXPECT_EQ(FaultOf(Parsed(renamed), saved.variables).second,
+            "This is no model that --save wrote: its element PCell has a wrong targetCategory. Fit "
+            "the model again, and save it.");
 }
 
 TEST(GeneralRegressionOf, OtherVariablesIsRefused) {
