@@ -78,6 +78,7 @@ void RequireXmlText(const std::string& text, const char* what) {
 }
 
 void RequireXmlTexts(const SavedModel& model) {
+  RequireXmlText(model.fit.formula, "The formula");
   for (const SavedColumn& column : model.columns) RequireXmlText(column.name, "The column's name");
   for (const SavedVariable& variable : model.variables) {
     for (const std::string* text : {&variable.label, &variable.field, &variable.expression}) {
@@ -251,7 +252,15 @@ std::string WritePmml(const SavedModel& model) {
   WriteSavedParts(AppendExtension(root, kPartsName), model);
   const std::string digest = DigestOf(root);
   SetAttribute(AppendExtension(root, kDigestName), "value", digest);
-  return TextOf(document);
+  std::string text = TextOf(document);
+  if (text.size() > XmlFile::kMostBytes) {
+    throw Error(
+        ExitCode::kRunFailed,
+        fmt::format("The model of {} parameters takes {} bytes as PMML, and no more than {} "
+                    "are read again; fit fewer parameters to save it.",
+                    model.fit.parameters.size(), text.size(), XmlFile::kMostBytes));
+  }
+  return text;
 }
 
 SavedModel ReadSavedModel(const std::string& file) { return ModelReader(file).Read(); }
