@@ -35,9 +35,6 @@ class CellList {
     return taken;
   }
   [[nodiscard]] bool IsAtEnd() const { return !next_; }
-  void RequireEnd() const {
-    if (next_) RefuseElement(cell_, "has others behind it");
-  }
 
  private:
   pugi::xml_node next_;
@@ -122,7 +119,6 @@ void RequireParameters(const std::vector<Row>& rows, pugi::xml_node list, std::s
       RequireText(parameter, "name", rows[b * nBasic + k].parameter);
     }
   }
-  parameters.RequireEnd();
 }
 
 std::vector<double> ReadCovariance(pugi::xml_node matrix, const std::vector<Row>& rows) {
