@@ -22,6 +22,7 @@
 #include "host/cli/FitCommand.h"
 #include "host/cli/HelpFormatter.h"
 #include "host/cli/ShowCommand.h"
+#include "host/cli/SqlCommand.h"
 #include "host/cli/StandardStreams.h"
 #include "host/cli/Usage.h"
 #include "host/report/TextStyle.h"
@@ -91,6 +92,7 @@ int Run(const Words& words) {
   DescribeCommand describe(app);
   CompareCommand compare(app);
   ShowCommand show(app);
+  SqlCommand sql(app);
   if (words.empty()) {
     std::string help = app.help();
     help.pop_back();
@@ -111,6 +113,7 @@ int Run(const Words& words) {
     if (describe.IsChosen()) return Code(describe.Run());
     if (compare.IsChosen()) return Code(compare.Run());
     if (show.IsChosen()) return Code(show.Run());
+    if (sql.IsChosen()) return Code(sql.Run());
     return Code(fit.Run());
   } catch (const UsageError& error) {
     throw Error(error.Code(), fmt::format("{}\nTry 'qvreg {} --help'.", error.what(),

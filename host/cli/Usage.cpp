@@ -381,6 +381,8 @@ bool IsOneOf(std::string_view word, std::initializer_list<std::string_view> word
     hint = " 'qvreg describe' tells what is in a table.";
   } else if (IsOneOf(word, {"print", "view", "cat", "display", "report"})) {
     hint = " 'qvreg show' prints a saved fit.";
+  } else if (IsOneOf(word, {"export", "deploy", "query"})) {
+    hint = " 'qvreg sql' writes a saved model as SQL.";
   } else if (IsOneOf(word, {"anova", "test", "diff"})) {
     hint = " 'qvreg compare' tests nested fits, 'qvreg fit --anova' the terms of one.";
   } else if (word.find_first_of(".~/") != std::string::npos) {
