@@ -21,6 +21,7 @@
 #include "host/cli/DescribeCommand.h"
 #include "host/cli/FitCommand.h"
 #include "host/cli/HelpFormatter.h"
+#include "host/cli/ScoreCommand.h"
 #include "host/cli/ShowCommand.h"
 #include "host/cli/SqlCommand.h"
 #include "host/cli/StandardStreams.h"
@@ -90,6 +91,7 @@ int Run(const Words& words) {
   app.require_subcommand(1);
   FitCommand fit(app);
   DescribeCommand describe(app);
+  ScoreCommand score(app);
   CompareCommand compare(app);
   ShowCommand show(app);
   SqlCommand sql(app);
@@ -112,6 +114,7 @@ int Run(const Words& words) {
   try {
     if (describe.IsChosen()) return Code(describe.Run());
     if (compare.IsChosen()) return Code(compare.Run());
+    if (score.IsChosen()) return Code(score.Run());
     if (show.IsChosen()) return Code(show.Run());
     if (sql.IsChosen()) return Code(sql.Run());
     return Code(fit.Run());
