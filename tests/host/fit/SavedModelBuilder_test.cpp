@@ -16,7 +16,7 @@
 #include "qvreg/component/IQvRegOutputStats.h"
 #include "qvreg/factory/QvRegFactory.h"
 #include "tests/host/fit/Fitting.h"
-#include "tests/host/model/SavedFits.h"
+#include "tests/host/model/Saving.h"
 #include "tests/host/table/TableTest.h"
 #include "tests/support/TempFolder.h"
 
@@ -93,7 +93,7 @@ TEST(SavedModelBuilder, KeepsVariablesAndColumns) {
   FitOptions options = OptionsFor(kTable, "log(y + 2) ~ C(year) + year + scale(x) + B + g:x");
   options.binding.freqWeight = "W";
   options.source.na = {"-", "none"};
-  const SavedModel model = SavedFit(options);
+  const SavedModel model = FitToSave(options);
   EXPECT_EQ(FieldsOf(model),
             (Strings{"log(y + 2)", "C(year)", "year", "scale(x)", "b", "g", "x", "w"}));
   EXPECT_EQ(model.reading.na, (Strings{"-", "none"}));
@@ -134,7 +134,7 @@ TEST(SavedModelBuilder, GivesEachVariableAFieldOfItsOwn) {
       "y ~ x + log(x) + `log(x)` + scale(x) + `scale(x)`");
   options.binding.freqWeight = "x";
   options.binding.regressionWeight = "x";
-  const Strings fields = FieldsOf(SavedFit(options));
+  const Strings fields = FieldsOf(FitToSave(options));
   EXPECT_EQ(fields, (Strings{"y", "x", "log(x)_", "log(x)", "scale(x)_", "scale(x)", "x_", "x__"}));
 }
 
@@ -146,7 +146,7 @@ TEST(SavedModelBuilder, KeepsHowTheDataWereRead) {
   options.source.reading.thousands = ".";
   options.source.na = {"-"};
   options.formula = "y ~ x";
-  const SavedModel model = SavedFit(options);
+  const SavedModel model = FitToSave(options);
   EXPECT_EQ(model.reading.decimal, ',');
   EXPECT_EQ(model.reading.thousands, ".");
   EXPECT_EQ(model.reading.na, Strings{"-"});
@@ -163,7 +163,7 @@ TEST(SavedModelBuilder, SpellsColumnsAsTheDataDo) {
   options.source.data = folder.Write("in.csv", text);
   options.formula =
       "y ~ X + log(x + 1) + `group NAME` + I(if(`GROUP name` = 'a' or x > 9, 1, 0) + X * x)";
-  const SavedModel model = SavedFit(options);
+  const SavedModel model = FitToSave(options);
   EXPECT_EQ(FieldsOf(model)[1], "X");
   EXPECT_EQ(model.variables[2].expression, "log(x + 1)");
   EXPECT_EQ(model.variables[3].columns, Strings{"Group name"});
@@ -199,7 +199,7 @@ TEST(SavedModelBuilder, KeepsTheComponentHoweverRecordsAreChosen) {
   runs[4].binding.validation.folds = 3;
   runs[5].where = "x > 1";
   for (const FitOptions& run : runs) {
-    const SavedModel model = SavedFit(run);
+    const SavedModel model = FitToSave(run);
     const std::unique_ptr<IQvRegComponent> component = Restored(model);
     const std::vector<double> estimates = EstimatesOf(*component);
     ASSERT_EQ(estimates.size(), model.fit.parameters.size());
@@ -218,7 +218,7 @@ TEST(SavedModelBuilder, KeepsTheComponentHoweverRecordsAreChosen) {
 TEST(SavedModelBuilder, ChangesNothingOfTheFit) {
   FitOptions options = OptionsFor(kTable, "y ~ g*x + b");
   const FitResult fit = Fit(options);
-  const SavedModel model = SavedFit(options);
+  const SavedModel model = FitToSave(options);
   ASSERT_EQ(model.fit.parameters.size(), fit.parameters.size());
   for (std::size_t i = 0; i < fit.parameters.size(); ++i) {
     EXPECT_EQ(model.fit.parameters[i].label, fit.parameters[i].label);

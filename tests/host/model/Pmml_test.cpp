@@ -13,7 +13,8 @@
 
 #include "host/Error.h"
 #include "host/report/Report.h"
-#include "tests/host/model/SavedFits.h"
+#include "tests/host/fit/Everything.h"
+#include "tests/host/model/Saving.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvhost {
@@ -85,7 +86,7 @@ void ExpectSame(const SavedModel& a, const SavedModel& b) {
 class PmmlTest : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(PmmlTest, ReadsWhatWasWritten) {
-  const Case saved = SaveAndRead(SavedFit(OptionsFor(kTable, GetParam())));
+  const Case saved = SaveAndRead(FitToSave(OptionsFor(kTable, GetParam())));
   ExpectSame(saved.model, saved.again);
   EXPECT_EQ(WritePmml(saved.again), saved.text);
 }
@@ -110,7 +111,7 @@ TEST(Pmml, ReadsWhatWasWrittenOfWeightedModels) {
     options.anova = 2;
     options.binding.validation.kind = ValidationKind::kFolds;
     options.binding.validation.folds = 3;
-    const Case saved = SaveAndRead(SavedFit(options));
+    const Case saved = SaveAndRead(FitToSave(options));
     ExpectSame(saved.model, saved.again);
     EXPECT_EQ(WritePmml(saved.again), saved.text);
   }
@@ -118,7 +119,7 @@ TEST(Pmml, ReadsWhatWasWrittenOfWeightedModels) {
 
 TEST(Pmml, ReadsWindowsLinesAByteOrderMarkAndComments) {
   const qvtest::TempFolder folder;
-  const SavedModel model = SavedFit(OptionsFor(kTable, "y ~ g + t"));
+  const SavedModel model = FitToSave(OptionsFor(kTable, "y ~ g + t"));
   std::string text = WritePmml(model);
   for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 2)) {
     text.replace(at, 1, "\r\n");
@@ -128,12 +129,14 @@ TEST(Pmml, ReadsWindowsLinesAByteOrderMarkAndComments) {
 }
 
 TEST(Pmml, IsTheSameEachTime) {
-  const auto write = [] { return WritePmml(SavedFit(OptionsFor(kTable, "b ~ x + g + scale(y)"))); };
+  const auto write = [] {
+    return WritePmml(FitToSave(OptionsFor(kTable, "b ~ x + g + scale(y)")));
+  };
   EXPECT_EQ(write(), write());
 }
 
 TEST(Pmml, RefusesALevelThatXmlCannotHold) {
-  const SavedModel model = SavedFit(OptionsFor(
+  const SavedModel model = FitToSave(OptionsFor(
       "SELECT i AS y, 'a' || chr(CAST(1 + i % 2 AS INTEGER)) AS g FROM range(9) t(i)", "y ~ g"));
   try {
     static_cast<void>(WritePmml(model));
@@ -183,7 +186,7 @@ TEST(Pmml, NamesFieldsAsTheStandardHasThem) {
   FitOptions options = OptionsFor(
       kTable, "log(y + 2) ~ C(year) + g + b + scale(x) + x + substr(t, 1, 2) + I(b and x > 2)");
   options.binding.freqWeight = "w";
-  const Document document(SavedFit(options));
+  const Document document(FitToSave(options));
   EXPECT_EQ(document.Names("DataDictionary/DataField/@name"),
             (Strings{"y", "year", "g", "b", "x", "t", "w", "log(y + 2)", "substr(t, 1, 2)"}));
   EXPECT_EQ(document.Names("TransformationDictionary/DerivedField/@name"),
