@@ -220,6 +220,7 @@ QvTableShape ShapeOf(const QvSettingsContents& settings) {
 
 std::vector<bool> FlagsOf(const QvCommon::QvBitSet& bits) {
   std::vector<bool> flags;
+  flags.reserve(static_cast<std::size_t>(bits.Size()));
   for (int i = 0; i < bits.Size(); ++i) flags.push_back(bits.IsIn(i));
   return flags;
 }
@@ -252,14 +253,14 @@ void WriteTables(const QvTableContents& tables, QvByteWriter& writer) {
 
 void ReadTables(QvByteReader& reader, const QvTableShape& shape, QvTableContents& tables) {
   tables = {};
-  tables.fFactorCounts.reserve(static_cast<std::size_t>(shape.fNFactors));
-  tables.fCombinations.reserve(static_cast<std::size_t>(shape.fNEffects));
-  for (int f = 0; f < shape.fNFactors; ++f) tables.fFactorCounts.push_back(GetCounts(reader));
+  tables.fFactorCounts.resize(static_cast<std::size_t>(shape.fNFactors));
+  tables.fCombinations.resize(static_cast<std::size_t>(shape.fNEffects));
+  for (QvTableContents::Counts& counts : tables.fFactorCounts) counts = GetCounts(reader);
   if (shape.fbCategorical) {
     tables.fDependentCounts = GetCounts(reader);
     tables.fOffsetCounts = GetCounts(reader);
   }
-  for (int e = 0; e < shape.fNEffects; ++e) tables.fCombinations.push_back(reader.GetInts());
+  for (std::vector<int>& codes : tables.fCombinations) codes = reader.GetInts();
   for (double* total : {&tables.fTotalFrequencyWeight, &tables.fTotalRegressionWeight,
                         &tables.fSampleSize, &tables.fMeanWeight}) {
     *total = reader.GetDouble();
