@@ -34,7 +34,7 @@ class PortableDialect final : public SqlDialect {
                                                 const std::vector<Value>& arguments) const override;
 };
 
-inline constexpr PortableDialect kPortableDialect;
+inline const PortableDialect kPortableDialect;
 
 /// A finite number as a literal that every SQL database reads as a double, the same one again:
 /// `2.5E0`. One with a sign is safe behind an operator, but for a minus without a blank.

@@ -28,6 +28,7 @@ class SqlDialect {
   SqlDialect() = default;
   SqlDialect(const SqlDialect&) = delete;
   SqlDialect& operator=(const SqlDialect&) = delete;
+  virtual ~SqlDialect() = default;
 
   /// What can be said in it, for an error: "in DuckDB".
   [[nodiscard]] virtual std::string_view Where() const = 0;
@@ -57,9 +58,6 @@ class SqlDialect {
   /// A call; the arguments are as many as the function takes.
   [[nodiscard]] virtual std::optional<RepeatedSql> Call(
       const FormulaFunction& function, const std::vector<Value>& arguments) const = 0;
-
- protected:
-  ~SqlDialect() = default;
 };
 
 /// The dialect of the database that reads the tables; it can say everything.
@@ -83,7 +81,7 @@ class DuckDbDialect final : public SqlDialect {
                                                 const std::vector<Value>& arguments) const override;
 };
 
-inline constexpr DuckDbDialect kDuckDbDialect;
+inline const DuckDbDialect kDuckDbDialect;
 
 /// The most copies of an innermost part in any of the values; 1 for none.
 [[nodiscard]] std::size_t CopiesIn(const std::vector<Value>& values);

@@ -26,7 +26,7 @@ std::string SumSql(const std::vector<std::string>& terms) {
 std::string ChoiceSql(const std::string& value,
                       const std::vector<std::pair<std::string, std::string>>& when) {
   std::string sql = "CASE " + value;
-  for (const auto& [is, then] : when) sql += " WHEN " + is + " THEN " + then;
+  for (const auto& [is, then] : when) sql.append(" WHEN ").append(is).append(" THEN ").append(then);
   return sql + " END";
 }
 
@@ -67,6 +67,7 @@ std::string ColumnsSql(const std::vector<SqlColumn>& columns) {
 
 std::vector<SqlColumn> SameColumns(const std::vector<SqlColumn>& columns) {
   std::vector<SqlColumn> same;
+  same.reserve(columns.size());
   for (const SqlColumn& column : columns) same.push_back({column.name, column.name});
   return same;
 }

@@ -29,6 +29,7 @@ std::set<int> PositionsIn(const ModelEquations& equations) {
 
 std::string ListSql(const std::vector<std::string>& texts) {
   std::vector<std::string> quoted;
+  quoted.reserve(texts.size());
   for (const std::string& text : texts) quoted.push_back(QuoteText(text));
   return fmt::format("({})", fmt::join(quoted, ", "));
 }
@@ -68,7 +69,7 @@ std::vector<std::string> NumberLevelSql(const std::string& level, const std::str
 /// The values less their mean, over their deviation.
 std::string StandardizedSql(const std::string& value, const SavedScale& scale) {
   const double mean = std::ldexp(scale.mean, scale.exponent);
-  const std::string difference = fmt::format("({} - {})", value, DoubleLiteral(mean));
+  std::string difference = fmt::format("({} - {})", value, DoubleLiteral(mean));
   if (!scale.deviation) return difference;
   const double deviation = std::ldexp(*scale.deviation, scale.exponent);
   return fmt::format("({} / {})", difference, DoubleLiteral(deviation));

@@ -49,6 +49,7 @@ std::optional<bool> TruthOf(std::string_view text) {
 
 std::vector<std::string> TextsOf(bool truth) {
   std::vector<std::string> texts;
+  texts.reserve(kPairs.size());
   for (const Pair& pair : kPairs) texts.emplace_back(truth ? pair.yes : pair.no);
   return texts;
 }
