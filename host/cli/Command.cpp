@@ -21,7 +21,9 @@
 #include "host/cli/DescribeCommand.h"
 #include "host/cli/FitCommand.h"
 #include "host/cli/HelpFormatter.h"
+#include "host/cli/ScoreCommand.h"
 #include "host/cli/ShowCommand.h"
+#include "host/cli/SqlCommand.h"
 #include "host/cli/StandardStreams.h"
 #include "host/cli/Usage.h"
 #include "host/report/TextStyle.h"
@@ -89,8 +91,10 @@ int Run(const Words& words) {
   app.require_subcommand(1);
   FitCommand fit(app);
   DescribeCommand describe(app);
+  ScoreCommand score(app);
   CompareCommand compare(app);
   ShowCommand show(app);
+  SqlCommand sql(app);
   if (words.empty()) {
     std::string help = app.help();
     help.pop_back();
@@ -110,7 +114,9 @@ int Run(const Words& words) {
   try {
     if (describe.IsChosen()) return Code(describe.Run());
     if (compare.IsChosen()) return Code(compare.Run());
+    if (score.IsChosen()) return Code(score.Run());
     if (show.IsChosen()) return Code(show.Run());
+    if (sql.IsChosen()) return Code(sql.Run());
     return Code(fit.Run());
   } catch (const UsageError& error) {
     throw Error(error.Code(), fmt::format("{}\nTry 'qvreg {} --help'.", error.what(),

@@ -15,6 +15,7 @@
 #include "host/NameList.h"
 #include "host/Text.h"
 #include "host/cli/FitArguments.h"
+#include "host/cli/SharedArguments.h"
 #include "host/fit/LevelOptions.h"
 #include "host/table/TableWriter.h"
 
@@ -30,17 +31,6 @@ void CheckCriterion(const char* name, double criterion) {
 void CheckAtLeast(const char* name, int value, int least) {
   if (value >= least) return;
   RefuseUsage(fmt::format("{} must be a whole number from {} on.", name, least));
-}
-
-void CheckConfidence(double confidence) {
-  constexpr double kWhole = 100.0;
-  if (confidence >= 0.0 && confidence < 1.0) return;
-  const bool isPercentage = confidence > 1.0 && confidence < kWhole;
-  RefuseUsage(isPercentage
-                  ? fmt::format("--confidence must be at least 0 and below 1; for {0:g} percent "
-                                "write {1:g}.",
-                                confidence, confidence / kWhole)
-                  : "--confidence must be at least 0 and below 1, such as 0.95.");
 }
 
 /// The name of a column, which may stand in back-quotes as in a formula.
@@ -125,13 +115,7 @@ void FitArguments::TakeKept() {
   if (options_.predictions.empty() && options_.diagnostics.empty()) {
     RefuseUsage("--keep needs --predictions or --diagnostics, which name the file to write.");
   }
-  for (const std::string& list : keep_) {
-    if (list == "all") {
-      options_.keepAll = true;
-      continue;
-    }
-    for (std::string& name : ReadNameList("--keep", list)) options_.keep.push_back(std::move(name));
-  }
+  ReadKeep(keep_, options_.keep, options_.keepAll);
 }
 
 void FitArguments::Take() {

@@ -26,7 +26,8 @@ constexpr const char* kHelp = "\nTry 'qvreg --help'.";
 /// What other programs call an option.
 struct OtherName {
   std::string_view name;
-  std::string_view hint;  ///< Behind "There is no option --name"; names options that there are.
+  /// Behind "There is no option --name"; for the commands that have all options that it names.
+  std::string_view hint;
 };
 
 constexpr std::string_view kWeightHint =
@@ -44,6 +45,9 @@ constexpr std::string_view kSaveHint =
     "--save FILE saves the model as PMML, --json FILE writes the fit alone";
 constexpr std::string_view kConfidenceHint = "--confidence LEVEL sets that of the limits";
 
+constexpr std::string_view kScoresHint = "--out FILE names the file for the scores";
+constexpr std::string_view kDataHint = "--data FILE names the data";
+
 constexpr std::string_view kMarginsHint = "--margins computes average marginal effects";
 
 constexpr auto kOtherNames = std::to_array<OtherName>({
@@ -56,9 +60,12 @@ constexpr auto kOtherNames = std::to_array<OtherName>({
     {"pmml", kSaveHint},
     {"dump", kSaveHint},
     {"pickle", kSaveHint},
-    {"input", "--data FILE names the data"},
-    {"file", "--data FILE names the data"},
-    {"csv", "--data FILE names the data"},
+    {"output", kScoresHint},
+    {"predictions", kScoresHint},
+    {"formula", "--model FILE names the model, whose formula is in it"},
+    {"input", kDataHint},
+    {"file", kDataHint},
+    {"csv", kDataHint},
     {"family", "for binomial write --model logistic, for gaussian --model linear"},
     {"link", "--model logistic has the logit link, --model linear none"},
     {"weight", kWeightHint},
@@ -67,6 +74,9 @@ constexpr auto kOtherNames = std::to_array<OtherName>({
     {"newdata", kNewDataHint},
     {"new-data", kNewDataHint},
     {"new_data", kNewDataHint},
+    {"newdata", kDataHint},
+    {"new-data", kDataHint},
+    {"new_data", kDataHint},
     {"test", kNewDataHint},
     {"contrasts", "--base FACTOR=LEVEL chooses the level that the others are compared with"},
     {"predict", kNewDataHint},
@@ -306,6 +316,17 @@ class CommandWords {
     Refuse(fmt::format("'{}' belongs to no option; write {} {}.", word, option, ShellWord(word)));
   }
 
+  /// Whether the command has all options that a hint names.
+  [[nodiscard]] bool HasOptionsOf(std::string_view hint) const {
+    constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz-";
+    for (std::size_t at = hint.find("--"); at != std::string_view::npos; at = hint.find("--", at)) {
+      const std::size_t end = std::min(hint.find_first_not_of(kLetters, at), hint.size());
+      if (LongOption(command_, hint.substr(at + 2, end - at - 2)) == nullptr) return false;
+      at = end;
+    }
+    return true;
+  }
+
   [[noreturn]] void RefuseUnknown(const std::string& word) const {
     const std::string_view name = NameIn(word);
     const bool isShort = !word.starts_with("--");
@@ -322,7 +343,7 @@ class CommandWords {
     }
     // Before a near name: --predictions would overwrite the file that --predict names.
     for (const OtherName& other : kOtherNames) {
-      if (SameWord(other.name, name)) {
+      if (SameWord(other.name, name) && HasOptionsOf(other.hint)) {
         Refuse(fmt::format("There is no option {}; {}.", written, other.hint));
       }
     }
@@ -375,12 +396,17 @@ bool IsOneOf(std::string_view word, std::initializer_list<std::string_view> word
   }
   std::string hint = DidYouMean(word, names);
   if (SameWord(word, "version")) hint = " Write 'qvreg --version'.";
-  if (SameWord(word, "predict") || SameWord(word, "score")) {
-    hint = " 'qvreg fit' with --predictions FILE writes what the model predicts.";
+  if (SameWord(word, "predict")) {
+    hint =
+        " 'qvreg score' writes what a saved model predicts, 'qvreg fit' with --predictions FILE "
+        "what "
+        "the new one does.";
   } else if (IsOneOf(word, {"summary", "info", "columns", "head", "str", "glimpse", "profile"})) {
     hint = " 'qvreg describe' tells what is in a table.";
   } else if (IsOneOf(word, {"print", "view", "cat", "display", "report"})) {
     hint = " 'qvreg show' prints a saved model.";
+  } else if (IsOneOf(word, {"export", "deploy", "query"})) {
+    hint = " 'qvreg sql' writes a saved model as SQL.";
   } else if (IsOneOf(word, {"anova", "test", "diff"})) {
     hint = " 'qvreg compare' tests nested fits, 'qvreg fit --anova' the terms of one.";
   } else if (word.find_first_of(".~/") != std::string::npos) {

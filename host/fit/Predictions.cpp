@@ -1,10 +1,7 @@
 #include "host/fit/Predictions.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <memory>
-#include <new>
-#include <numeric>
 #include <optional>
 #include <span>
 
@@ -14,12 +11,7 @@
 #include "host/fit/ScaledEstimates.h"
 #include "host/fit/ScoredRows.h"
 #include "host/table/TableWriter.h"
-#include "qvreg/common/Constants.h"
-#include "qvreg/common/QvStatus.h"
-#include "qvreg/common/QvStatusCodes.h"
-#include "qvreg/data/QvRegRecordValidator.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
-#include "qvreg/parallel/QvScorer.h"
 
 namespace qvhost {
 
@@ -31,16 +23,14 @@ constexpr std::size_t kObserved = 0;
 constexpr std::size_t kPredicted = 1;
 constexpr std::size_t kResidual = 2;  // Of a linear model,
 constexpr std::size_t kStdError = 3;
-constexpr std::size_t kFirstProbability = 2;  // and of a logistic one.
+constexpr std::size_t kCategory = 1;  // And of a logistic one: the first of its columns.
 
 /// What scorers of both kinds of model have in common.
 class PredictionScorer : public RowScorer {
  public:
   /// Borrows the model; `bytes` are what it scores with.
   PredictionScorer(const BuiltPredictor& model, const std::vector<unsigned char>& bytes)
-      : model_(model) {
-    OpenScorer(bytes, scorer_);
-  }
+      : model_(model), predictor_(model.output, bytes) {}
 
   void Score(const QvCommon::Record& record, std::span<double> row) final {
     if (model_.part < 0) return ScoreFitted(record, row);
@@ -53,19 +43,13 @@ class PredictionScorer : public RowScorer {
   /// Scores a record as if it were one of those fitted.
   virtual void ScoreFitted(const QvCommon::Record& record, std::span<double> row) = 0;
 
-  /// What is predicted for a record, none where it cannot be; `values` as the library leaves them.
-  std::optional<double> Predicted(const QvCommon::Record& record, std::vector<double>& values) {
-    QvCommon::QvStatus status;
-    if (!model_.output.GetRecordValidator().IsValid4Scoring(record, status)) return std::nullopt;
-    double predicted = QvMV::gMissingValue;
-    status = scorer_.Score(record, predicted, values);
-    // Without memory nothing is known of the record.
-    if (status.GetCode() == QvStatusCode::kTooManyParameters) throw std::bad_alloc();
-    return status.IsError() ? std::nullopt : LibraryNumber(predicted);
+  /// Whether something is predicted for a record, which the predictor then has.
+  bool Predict(const QvCommon::Record& record) {
+    return predictor_.Predict(record) == RecordPredictor::Outcome::kPredicted;
   }
 
   const BuiltPredictor& model_;
-  QvScorer scorer_;
+  RecordPredictor predictor_;
 
  private:
   QvCommon::Record record_{0};
@@ -75,7 +59,8 @@ class LinearScorer final : public PredictionScorer {
  public:
   LinearScorer(const BuiltPredictor& model, const std::vector<unsigned char>& bytes,
                const QvGLMOutputStats& output)
-      : PredictionScorer(model, bytes), error_(output, model.residualStdError, scorer_) {}
+      : PredictionScorer(model, bytes),
+        error_(output, model.residualStdError, predictor_.Scorer()) {}
 
   [[nodiscard]] std::vector<WrittenColumn> Columns() const override {
     return {{"observed", Type::kNumber},
@@ -87,51 +72,35 @@ class LinearScorer final : public PredictionScorer {
   void ScoreFitted(const QvCommon::Record& record, std::span<double> row) override {
     const std::optional<double> observed = LibraryNumber(record[ModelBinding::kDependent]);
     row[kObserved] = observed.value_or(kNoScore);
-    const std::optional<double> predicted = Predicted(record, unused_);
-    if (!predicted) return;
-    row[kPredicted] = *predicted;
-    if (observed) row[kResidual] = Finite(*observed - *predicted).value_or(kNoScore);
+    if (!Predict(record)) return;
+    row[kPredicted] = predictor_.Value();
+    if (observed) row[kResidual] = Finite(*observed - predictor_.Value()).value_or(kNoScore);
     row[kStdError] = error_.Of(record).value_or(kNoScore);
   }
 
  private:
   MeanError error_;
-  std::vector<double> unused_;
 };
 
 class LogisticScorer final : public PredictionScorer {
  public:
   LogisticScorer(const BuiltPredictor& model, const std::vector<unsigned char>& bytes)
-      : PredictionScorer(model, bytes), order_(model.categories.codes.size()) {
-    std::iota(order_.begin(), order_.end(), std::size_t{0});
-    std::ranges::sort(order_, {}, [&](std::size_t place) { return model.categories.codes[place]; });
-  }
+      : PredictionScorer(model, bytes), categories_(model.categories) {}
 
   [[nodiscard]] std::vector<WrittenColumn> Columns() const override {
-    const PredictedCategories& categories = model_.categories;
-    std::vector<WrittenColumn> columns = {{"observed", Type::kText}, {"predicted", Type::kText}};
-    for (const std::size_t place : order_) {
-      const auto code = static_cast<std::size_t>(categories.codes[place]);
-      columns.push_back({"p_" + categories.levels.at(code), Type::kNumber});
-    }
+    std::vector<WrittenColumn> columns = {{"observed", Type::kText}};
+    categories_.AppendTo(columns);
     return columns;
   }
 
   void ScoreFitted(const QvCommon::Record& record, std::span<double> row) override {
     const double observed = record[ModelBinding::kDependent];
     if (observed >= 0.0) row[kObserved] = observed;
-    const std::optional<double> code = Predicted(record, probabilities_);
-    const auto isNumber = [](double p) { return LibraryNumber(p).has_value(); };
-    if (!code || *code < 0.0 || !std::ranges::all_of(probabilities_, isNumber)) return;
-    row[kPredicted] = *code;
-    for (std::size_t i = 0; i < order_.size(); ++i) {
-      row[kFirstProbability + i] = probabilities_.at(order_[i]);
-    }
+    if (Predict(record)) categories_.Fill(predictor_, row.subspan(kCategory));
   }
 
  private:
-  std::vector<std::size_t> order_;  ///< Places in the library's order, by the codes.
-  std::vector<double> probabilities_;
+  CategoryColumns categories_;
 };
 
 std::unique_ptr<RowScorer> ScorerOf(const BuiltPredictor& model,

@@ -7,17 +7,12 @@
 
 #include "host/WholeFile.h"
 #include "host/fit/Interrupt.h"
+#include "host/fit/RecordPredictor.h"
 #include "host/table/CodedTable.h"
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/component/IQvRegOutputStats.h"
 
 namespace qvhost {
-
-/// The categories that a logistic model gives probabilities of; empty for a linear model.
-struct PredictedCategories {
-  std::vector<int> codes;           ///< In the order in which Score gives their probabilities.
-  std::vector<std::string> levels;  ///< The text of every code of the dependent, observed or not.
-};
 
 /// A model that was built, and what its predictions need of the fit. Borrows component and output.
 struct BuiltPredictor {

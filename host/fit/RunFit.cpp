@@ -16,6 +16,7 @@
 #include "host/fit/DotColumns.h"
 #include "host/fit/EffectTesting.h"
 #include "host/fit/GroupedRecords.h"
+#include "host/fit/KeptColumns.h"
 #include "host/fit/LinearFitQuality.h"
 #include "host/fit/MarginPlan.h"
 #include "host/fit/Margins.h"
@@ -150,22 +151,6 @@ std::vector<std::string> ColumnsOf(const TableSource& source, const Formula& for
     for (const ColumnUse& use : variable.columns) columns.push_back(use.found.name);
   }
   return columns;
-}
-
-/// The columns that --keep names, each once. Throws Error (kBadInput) for one that does not exist.
-std::vector<std::string> NamesToKeep(const FitOptions& options, const TableSource& source) {
-  std::vector<std::string> names;
-  const auto add = [&names](const std::string& name) {
-    if (std::ranges::find(names, name) == names.end()) names.push_back(name);
-  };
-  for (const std::string& name : options.keep) {
-    add(ColumnOfOption(source, name, "--keep").name);
-  }
-  if (!options.keepAll) return names;
-  for (const ColumnInfo& column : source.Columns()) {
-    if (!column.isField) add(column.name);
-  }
-  return names;
 }
 
 /// Whether the kept columns are written as text alone.
@@ -310,7 +295,7 @@ SavedModel Run(const FitOptions& options, bool isSaved, ProgressBar& progress, I
   TableSource source = OpenSource(SourceOf(options), progress, interrupt);
   Formula formula = ReadFormula(options, source);
   const std::optional<RowCondition> condition = ConditionOf(options, source);
-  const std::vector<std::string> kept = NamesToKeep(options, source);
+  const std::vector<std::string> kept = NamesToKeep(options.keep, options.keepAll, source);
   outputs.SetInputs(source.Inputs());
   source.SettleTypes(ColumnsRead(source, formula, options, condition, kept));
   const std::vector<std::string> withoutRole = RemoveColumnsWithoutRole(formula, source);

@@ -12,11 +12,6 @@ namespace {
 
 using StudentsT = boost::math::students_t_distribution<double, QuietPolicy>;
 
-std::optional<double> UpperQuantile(double degreesOfFreedom, double confidence) {
-  const double tail = (1.0 - confidence) / 2.0;
-  return Finite(boost::math::quantile(complement(StudentsT(degreesOfFreedom), tail)));
-}
-
 std::optional<double> TwoSidedP(double degreesOfFreedom, double statistic) {
   // From the upper tail itself: one minus the lower tail would lose a small p.
   return Finite(2.0 *
@@ -24,6 +19,11 @@ std::optional<double> TwoSidedP(double degreesOfFreedom, double statistic) {
 }
 
 }  // namespace
+
+std::optional<double> LimitQuantile(double degreesOfFreedom, double confidence) {
+  const double tail = (1.0 - confidence) / 2.0;
+  return Finite(boost::math::quantile(complement(StudentsT(degreesOfFreedom), tail)));
+}
 
 std::optional<double> UpperChiSquare(std::optional<double> statistic, int degrees) {
   if (!statistic || degrees < 1) return std::nullopt;
@@ -46,7 +46,7 @@ CoefficientInference::CoefficientInference(std::optional<double> residualStdErro
                                            double degreesOfFreedom, double confidence)
     : residualStdError_(residualStdError), degreesOfFreedom_(degreesOfFreedom) {
   if (residualStdError_) {
-    quantile_ = UpperQuantile(degreesOfFreedom, confidence);
+    quantile_ = LimitQuantile(degreesOfFreedom, confidence);
   }
 }
 

@@ -49,6 +49,11 @@ struct CoefficientStatistics {
   std::optional<double> confHigh;
 };
 
+/// By how many standard errors limits of a `confidence`, in [0, 1), lie from an estimate: a
+/// quantile of Student's t of so many degrees of freedom, above 0, which may be infinite. None when
+/// no double holds it.
+[[nodiscard]] std::optional<double> LimitQuantile(double degreesOfFreedom, double confidence);
+
 /// Standard errors, tests and confidence limits of the coefficients of one model: Student's t for a
 /// linear model; for one fitted by maximum likelihood the normal distribution, which is Student's t
 /// with infinitely many degrees of freedom.

@@ -15,25 +15,7 @@
 namespace qvhost {
 namespace {
 
-/// The rows of PCovMatrix and ParamMatrix: parameters, of a logistic model once for each category
-/// that is not the reference.
-struct Row {
-  const std::string* parameter;
-  const std::string* category;  ///< Null in a linear model.
-};
-
-std::vector<Row> RowsOf(const ModelOutline& outline, const IQvRegOutputStats& output) {
-  std::vector<Row> rows;
-  const std::vector<QvRegrParameter>& all = output.GetParameters();
-  for (std::size_t k = 0; k < all.size(); ++k) {
-    const int target = all[k].GetTargetCategory();
-    rows.push_back({&outline.parameters[k % outline.parameters.size()],
-                    target < 0 ? nullptr : &TargetLevel(outline, target)});
-  }
-  return rows;
-}
-
-void AddCovariance(pugi::xml_node model, const std::vector<Row>& rows,
+void AddCovariance(pugi::xml_node model, const std::vector<EstimateRow>& rows,
                    const std::vector<double>& triangle) {
   if (triangle.empty()) return;
   const pugi::xml_node matrix = AppendElement(model, "PCovMatrix");
@@ -42,9 +24,9 @@ void AddCovariance(pugi::xml_node model, const std::vector<Row>& rows,
   for (std::size_t i = 0; i < rows.size(); ++i) {
     for (std::size_t j = 0; j <= i; ++j) {
       const pugi::xml_node cell = AppendElement(matrix, "PCovCell");
-      SetAttribute(cell, "pRow", *rows[i].parameter);
-      SetAttribute(cell, "pCol", *rows[j].parameter);
-      if (rows[i].category != nullptr) {
+      SetAttribute(cell, "pRow", rows[i].parameter);
+      SetAttribute(cell, "pCol", rows[j].parameter);
+      if (rows[i].category) {
         SetAttribute(cell, "tRow", *rows[i].category);
         SetAttribute(cell, "tCol", *rows[j].category);
       }
@@ -53,13 +35,13 @@ void AddCovariance(pugi::xml_node model, const std::vector<Row>& rows,
   }
 }
 
-void AddEstimates(pugi::xml_node model, const std::vector<Row>& rows,
+void AddEstimates(pugi::xml_node model, const std::vector<EstimateRow>& rows,
                   const std::vector<double>& estimates, const IQvRegOutputStats& output) {
   const pugi::xml_node matrix = AppendElement(model, "ParamMatrix");
   for (std::size_t k = 0; k < rows.size(); ++k) {
     const pugi::xml_node cell = AppendElement(matrix, "PCell");
-    if (rows[k].category != nullptr) SetAttribute(cell, "targetCategory", *rows[k].category);
-    SetAttribute(cell, "parameterName", *rows[k].parameter);
+    if (rows[k].category) SetAttribute(cell, "targetCategory", *rows[k].category);
+    SetAttribute(cell, "parameterName", rows[k].parameter);
     SetAttribute(cell, "beta", NumberText(estimates[k]));
     const bool isKept = output.GetRedundancyIndicators().IsIn(static_cast<int>(k));
     SetAttribute(cell, "df", isKept ? "1" : "0");
@@ -74,12 +56,11 @@ void WriteGeneralRegression(pugi::xml_node pmml, const SavedModel& saved) {
   const ModelOutline outline = OutlineOf(saved.variables, restored);
   EstimateUnits units;
   const DataEstimates data = ToData(restored, units);
-  const std::vector<Row> rows = RowsOf(outline, output);
 
   const pugi::xml_node model = AppendElement(pmml, "GeneralRegressionModel");
   WriteOutline(model, outline, saved.fit);
-  AddCovariance(model, rows, data.covariance);
-  AddEstimates(model, rows, data.estimates, output);
+  AddCovariance(model, outline.rows, data.covariance);
+  AddEstimates(model, outline.rows, data.estimates, output);
   WriteModelExtensions(model, restored.Contents());
   ExtensionWriter(model).Part("estimates", units, DescribeUnits);
 }

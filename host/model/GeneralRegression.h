@@ -20,9 +20,9 @@
 
 namespace qvhost {
 
-/// Appends the element for a model's component to `pmml`. Names fields and levels by the model's
-/// variables, which must be those of the component: throws Error (kBadInput) where they are not,
-/// and kRunFailed without memory.
+/// Appends the element for a model's component to `pmml`, with a MiningSchema that is still empty.
+/// Names fields and levels by the model's variables, which must be those of the component: throws
+/// Error (kBadInput) where they are not, and kRunFailed without memory.
 void WriteGeneralRegression(pugi::xml_node pmml, const SavedModel& saved);
 
 /// Makes the component's bytes of the element, the very same ones, and nothing else of `saved`. The

@@ -35,9 +35,6 @@ class CellList {
     return taken;
   }
   [[nodiscard]] bool IsAtEnd() const { return !next_; }
-  void RequireEnd() const {
-    if (next_) RefuseElement(cell_, "has others behind it");
-  }
 
  private:
   pugi::xml_node next_;
@@ -122,7 +119,6 @@ void RequireParameters(const std::vector<Row>& rows, pugi::xml_node list, std::s
       RequireText(parameter, "name", rows[b * nBasic + k].parameter);
     }
   }
-  parameters.RequireEnd();
 }
 
 std::vector<double> ReadCovariance(pugi::xml_node matrix, const std::vector<Row>& rows) {
@@ -227,7 +223,8 @@ void RequireOutline(pugi::xml_node model, const std::vector<SavedVariable>& vari
                     const RestoredModel& restored) {
   pugi::xml_document document;
   const pugi::xml_node expected = document.append_child(model.name());
-  WriteOutline(expected, OutlineOf(variables, restored), {});
+  const ModelOutline outline = OutlineOf(variables, restored);
+  WriteOutline(expected, outline, {});
   if (!HaveSameAttributes(expected, model)) {
     RefuseElement(model.name(), "has attributes of another model");
   }
@@ -235,6 +232,10 @@ void RequireOutline(pugi::xml_node model, const std::vector<SavedVariable>& vari
   for (const char* part : {"FactorList", "CovariateList", "PPMatrix"}) {
     if (HaveSameCells(expected.child(part), model.child(part))) continue;
     RefuseElement(part, "is not that of the model's variables");
+  }
+  CellList cells(model.child("ParamMatrix"), "PCell");
+  for (const EstimateRow& row : outline.rows) {
+    RequireText(cells.Take(), "targetCategory", row.category.value_or("").c_str());
   }
 }
 

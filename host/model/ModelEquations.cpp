@@ -4,16 +4,14 @@
 #include <cmath>
 #include <cstddef>
 #include <map>
-#include <memory>
 #include <numeric>
 #include <tuple>
 
 #include "host/Error.h"
 #include "host/fit/ScaledEstimates.h"
-#include "host/fit/StatusText.h"
-#include "qvreg/component/IQvRegComponent.h"
+#include "host/model/RestoredModel.h"
+#include "qvreg/component/IQvRegOutputStats.h"
 #include "qvreg/design/QvFactorCounts.h"
-#include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 
 namespace qvhost {
@@ -106,13 +104,7 @@ ModelEquations ReadEquations(Statistics output) {
 }  // namespace
 
 ModelEquations EquationsOf(const std::vector<unsigned char>& component) {
-  QvRegFactory factory;
-  const std::unique_ptr<IQvRegComponent> restored(factory.RestoreComponent(component));
-  if (restored == nullptr) throw Error(ExitCode::kBadInput, StatusText(factory.GetStatus()));
-  IQvRegOutputStats* output = nullptr;
-  const QvCommon::QvStatus status = restored->GetOutputStats(output);
-  if (output == nullptr) throw Error(ExitCode::kBadInput, StatusText(status));
-  return ReadEquations(*output);
+  return ReadEquations(RestoredModel::OfBytes(component).Output());
 }
 
 }  // namespace qvhost

@@ -31,7 +31,6 @@ class Outliner {
   ModelOutline Outline(const IQvRegOutputStats& output) {
     const SavedVariable& target = At(settings_.GetDependent());
     outline_.target = target.field;
-    AddField(settings_.GetDependent(), "target");
     if (dynamic_cast<const QvLogOutputStats*>(&output) != nullptr) {
       outline_.targetLevels = target.levels;
     }
@@ -42,8 +41,6 @@ class Outliner {
     for (const int covariate : settings_.GetCovariates()) {
       AddPredictor(covariate, outline_.covariates);
     }
-    AddField(settings_.GetFrequencyWeightVar(), "frequencyWeight");
-    AddField(settings_.GetRegrWeightVar(), "analysisWeight");
     return std::move(outline_);
   }
 
@@ -60,18 +57,8 @@ class Outliner {
     return *found;
   }
 
-  void AddField(int position, const char* usage) {
-    if (position < 0 || !IsVariable(position)) return;
-    const std::string& name = At(position).field;
-    if (std::ranges::find(outline_.fields, name, &MiningField::name) != outline_.fields.end()) {
-      return;
-    }
-    outline_.fields.push_back({name, usage});
-  }
-
   void AddPredictor(int position, std::vector<std::string>& list) {
     list.push_back(At(position).field);
-    AddField(position, "active");
   }
 
   void AddParameters(const IQvRegOutputStats& output) {
@@ -123,12 +110,7 @@ void AddParameters(pugi::xml_node model, const ModelOutline& outline, const FitR
 
 /// The elements that say what the parameters are, up to PPMatrix.
 void AddParts(pugi::xml_node model, const ModelOutline& outline, const FitResult& fit) {
-  const pugi::xml_node schema = AppendElement(model, "MiningSchema");
-  for (const MiningField& field : outline.fields) {
-    const pugi::xml_node added = AppendElement(schema, "MiningField");
-    SetAttribute(added, "name", field.name);
-    SetAttribute(added, "usageType", field.usage);
-  }
+  AppendElement(model, "MiningSchema");
   AddParameters(model, outline, fit);
   AddPredictors(model, "FactorList", outline.factors);
   AddPredictors(model, "CovariateList", outline.covariates);
@@ -163,6 +145,13 @@ ModelOutline OutlineOf(const std::vector<SavedVariable>& variables, const Restor
     outline.reference = TargetLevel(outline, logistic->GetDependCategories().back());
   } else if (coefficients.HasMatrix()) {
     outline.degreesOfFreedom = coefficients.DegreesOfFreedom();
+  }
+  for (const QvRegrParameter& parameter : model.Output().GetParameters()) {
+    const std::size_t k = outline.rows.size() % outline.parameters.size();
+    EstimateRow& row = outline.rows.emplace_back();
+    row.parameter = outline.parameters[k];
+    const int category = parameter.GetTargetCategory();
+    if (category >= 0) row.category = TargetLevel(outline, category);
   }
   return outline;
 }

@@ -19,24 +19,25 @@ struct PredictorCell {
   std::string parameter;
 };
 
-/// A field of the model and what it is used as, in the words of PMML.
-struct MiningField {
-  std::string name;
-  const char* usage;
+/// A row of PCovMatrix and ParamMatrix: a parameter, of a logistic model once for each category
+/// that is not the reference.
+struct EstimateRow {
+  std::string parameter;
+  std::optional<std::string> category;
 };
 
-/// The parts of a model that other engines know it by: fields, parameters and what these are made
-/// of. A plain value.
+/// The parts of a model that other engines know it by: parameters and what these are made of. A
+/// plain value.
 struct ModelOutline {
   std::string target;
   std::vector<std::string> targetLevels;   ///< By code; empty in a linear model.
   std::string reference;                   ///< Of them, the reference.
   std::optional<double> degreesOfFreedom;  ///< Of the residuals of a linear model, if any.
-  std::vector<MiningField> fields;         ///< Each once, the target first.
   std::vector<std::string> parameters;     ///< Names; of a logistic model the basic ones.
   std::vector<std::string> factors;        ///< Fields.
   std::vector<std::string> covariates;
   std::vector<PredictorCell> cells;
+  std::vector<EstimateRow> rows;
 };
 
 /// The name of a parameter in PMML.

@@ -47,7 +47,7 @@ std::string NumberText(double value) {
     return bits == kUsualNaN ? std::string(kNaN) : fmt::format("{}:{:x}", kNaN, bits);
   }
   std::array<char, 32> text{};
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
+  auto* const end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
   return {text.data(), end};
 }
 

@@ -78,6 +78,7 @@ void RequireXmlText(const std::string& text, const char* what) {
 }
 
 void RequireXmlTexts(const SavedModel& model) {
+  RequireXmlText(model.fit.formula, "The formula");
   for (const SavedColumn& column : model.columns) RequireXmlText(column.name, "The column's name");
   for (const SavedVariable& variable : model.variables) {
     for (const std::string* text : {&variable.label, &variable.field, &variable.expression}) {
@@ -205,7 +206,7 @@ class ModelReader {
   /// What other engines read of the fields is what the variables are.
   static void RequireFields(pugi::xml_node root, const SavedModel& model) {
     pugi::xml_document document;
-    const pugi::xml_node expected = AppendElement(document, "PMML");
+    const pugi::xml_node expected = document.append_child("PMML");
     WriteFields(expected, model);
     AppendElement(AppendElement(expected, kModel), "MiningSchema");
     WriteMiningSchema(expected, model);
@@ -240,7 +241,7 @@ class ModelReader {
 std::string WritePmml(const SavedModel& model) {
   RequireXmlTexts(model);
   pugi::xml_document document;
-  const pugi::xml_node root = AppendElement(document, "PMML");
+  const pugi::xml_node root = document.append_child("PMML");
   SetAttribute(root, "xmlns", kNamespace);
   SetAttribute(root, "version", kVersion);
   WriteHeader(root, model);
@@ -251,7 +252,15 @@ std::string WritePmml(const SavedModel& model) {
   WriteSavedParts(AppendExtension(root, kPartsName), model);
   const std::string digest = DigestOf(root);
   SetAttribute(AppendExtension(root, kDigestName), "value", digest);
-  return TextOf(document);
+  std::string text = TextOf(document);
+  if (text.size() > XmlFile::kMostBytes) {
+    throw Error(
+        ExitCode::kRunFailed,
+        fmt::format("The model of {} parameters takes {} bytes as PMML, and no more than {} "
+                    "are read again; fit fewer parameters to save it.",
+                    model.fit.parameters.size(), text.size(), XmlFile::kMostBytes));
+  }
+  return text;
 }
 
 SavedModel ReadSavedModel(const std::string& file) { return ModelReader(file).Read(); }

@@ -107,7 +107,7 @@ class SqlReader {
     if (rest_.empty()) return std::nullopt;
     const char c = rest_.front();
     if (c == '"') return Column();
-    if (c == '\'') return Constant(Quoted('\''), Kind::kText);
+    if (c == '\'') return Text();
     if (Accept("(CASE WHEN ")) return Choice();
     if (Accept("(- ")) return Minus();
     if (Accept("(NOT ")) return Negation();
@@ -118,6 +118,13 @@ class SqlReader {
     const bool isNumber =
         !word.empty() && (word.front() == '.' || (word.front() >= '0' && word.front() <= '9'));
     return isNumber ? Maybe(Constant(std::string(word))) : std::nullopt;
+  }
+
+  /// XML knows no text with this end of a line.
+  Maybe Text() {
+    std::string text = Quoted('\'');
+    if (text.find('\r') != std::string::npos) return std::nullopt;
+    return Constant(std::move(text), Kind::kText);
   }
 
   Maybe Column() {
@@ -143,7 +150,7 @@ class SqlReader {
   }
 
   Maybe Operation() {
-    const Maybe left = Part();
+    Maybe left = Part();
     if (!left) return std::nullopt;
     // A group of one part, as in I(x).
     if (Accept(")")) return left;
@@ -262,6 +269,7 @@ Node WherePresent(Node node) {
   std::vector<std::string> fields;
   FindFields(node, fields);
   std::vector<Node> tests;
+  tests.reserve(fields.size());
   for (const std::string& field : fields) {
     tests.push_back(Apply("isNotMissing", Kind::kBoolean, {{Kind::kOther, "", field, "", {}}}));
   }
@@ -280,7 +288,7 @@ void Append(pugi::xml_node parent, const Node& node) {
   if (node.function.empty()) {
     const pugi::xml_node constant = AppendElement(parent, "Constant");
     SetAttribute(constant, "dataType", TypeOf(node.kind));
-    constant.text() = node.constant.c_str();
+    if (!node.constant.empty()) constant.text() = node.constant.c_str();
     return;
   }
   const pugi::xml_node apply = AppendApply(parent, node.function);

@@ -234,7 +234,6 @@ void WriteFields(pugi::xml_node pmml, const SavedModel& model) {
 
 void WriteMiningSchema(pugi::xml_node pmml, const SavedModel& model) {
   pugi::xml_node schema = pmml.child("GeneralRegressionModel").child("MiningSchema");
-  schema.remove_children();
   AppendMiningField(schema, model.variables.front().field, "target");
   for (std::size_t i = 1; i < model.variables.size(); ++i) {
     const SavedVariable& variable = model.variables[i];

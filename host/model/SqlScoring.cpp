@@ -224,7 +224,7 @@ class ScoringWriter {
   }
 
   /// Whether the categories are too many for what they have in common to be computed anew for each.
-  [[nodiscard]] bool IsLong() const { return equations_.categories.size() > kTogether; }
+  [[nodiscard]] bool IsLong() const { return equations_.categories.size() > kTogether * kTogether; }
 
   static std::string PredictorName(std::size_t equation) {
     return "e" + std::to_string(equation + 1);
@@ -264,7 +264,8 @@ class ScoringWriter {
       }
       Columns columns = With(predictors);
       columns.insert(columns.end(), largest.begin(), largest.end());
-      query_.Add("largest" + std::to_string(step), columns, KindIf(IsLong()));
+      query_.Add("largest" + std::to_string(step), columns,
+                 KindIf(IsLong() || largest.size() == 1));
       numbers.clear();
       for (const SqlColumn& column : largest) numbers.push_back(column.name);
     }

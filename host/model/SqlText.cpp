@@ -48,6 +48,8 @@ SteppedQuery::SteppedQuery(const std::string& table) : last_(table) {
 
 void SteppedQuery::Add(std::string_view name, std::vector<SqlColumn> columns, StepKind kind) {
   const std::string step = prefix_ + std::string(name);
+  areDistinct_ = areDistinct_ || kind == StepKind::kDistinct;
+  if (kind == StepKind::kFinished && areDistinct_) kind = StepKind::kDistinct;
   if (kind == StepKind::kFinished) columns.push_back({"n", "count(*) OVER ()"});
   text_ += fmt::format("{}{} AS (\nSELECT{}{}\nFROM {}\n)", text_.empty() ? "WITH " : ",\n", step,
                        kind == StepKind::kDistinct ? " DISTINCT" : "", ColumnsSql(columns), last_);

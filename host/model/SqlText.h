@@ -32,7 +32,8 @@ enum class StepKind {
   kPlain,
   kDistinct,  ///< Each row once.
   /// Before what reads it: databases that put its columns in the place of their names would compute
-  /// them as often as they are named. A function over all rows keeps them from doing so.
+  /// them as often as they are named. A function over all rows keeps them from doing so, and where
+  /// the rows are distinct in any case, asking for that.
   kFinished
 };
 
@@ -52,6 +53,7 @@ class SteppedQuery {
  private:
   std::string prefix_ = "qvreg_";
   std::string last_;
+  bool areDistinct_ = false;  ///< Whether a step has made them so.
   std::string text_;
 };
 

@@ -14,6 +14,10 @@
 namespace qvhost {
 namespace {
 
+/// A text of blanks alone is one, too, but not blanks between elements.
+constexpr unsigned int kFlags =
+    pugi::parse_default | pugi::parse_doctype | pugi::parse_ws_pcdata_single;
+
 constexpr const char* kWayOut = "name what 'qvreg fit --save' wrote.";
 
 [[noreturn]] void Refuse(const std::string& file, const std::string& what) {
@@ -129,9 +133,8 @@ XmlFile::XmlFile(const std::string& file) : text_(ReadFile(file, "a saved model"
   const std::string_view text = WithoutMark(text_);
   CheckText(file, text);
   const std::size_t mark = text_.size() - text.size();
-  const pugi::xml_parse_result result =
-      document_.load_buffer_inplace(text_.data() + mark, text_.size() - mark,
-                                    pugi::parse_default | pugi::parse_doctype, pugi::encoding_utf8);
+  const pugi::xml_parse_result result = document_.load_buffer_inplace(
+      text_.data() + mark, text_.size() - mark, kFlags, pugi::encoding_utf8);
   const auto isDoctype = [](const pugi::xml_node& node) {
     return node.type() == pugi::node_doctype;
   };

@@ -18,7 +18,7 @@ namespace qvhost {
 struct CodedColumn {
   /// What the doubles mean.
   enum class Kind {
-    kFactor,  ///< Codes 0, 1, 2, … into `levels`; -1 where the value is missing.
+    kFactor,  ///< Codes 0, 1, 2, … into `levels`; -1 where the value is missing or unknown.
     kNumber   ///< The number itself; QvMV::gMissingValue where it is missing.
   };
 
@@ -26,13 +26,15 @@ struct CodedColumn {
   Kind kind = Kind::kNumber;
   bool isText = false;  ///< A factor whose values are text, and not a number taken as a factor.
   std::vector<std::string>
-      levels;  ///< A factor's levels for people, by code. Only those that occur.
+      levels;  ///< A factor's levels for people, by code. Only those that occur, or were known.
   std::vector<std::int64_t> counts;  ///< Of a factor of texts: the records with each level.
   /// Of a number that is not always missing: the lowest and the highest value.
   double lowest = std::numeric_limits<double>::infinity();
   double highest = -std::numeric_limits<double>::infinity();
   bool areZerosAndOnes = true;  ///< Of a number: whether it has no other value.
   std::int64_t missing = 0;     ///< Records in which the value is NULL or not a number (NaN).
+  std::int64_t unknown = 0;     ///< Of a factor of known levels: records with another value.
+  std::string firstUnknown;     ///< The first such value.
 };
 
 class KeptRows;

@@ -7,6 +7,7 @@
 #include "host/Error.h"
 #include "host/table/ColumnCoders.h"
 #include "host/table/Connection.h"
+#include "host/table/KnownLevelCoders.h"
 #include "host/table/NumberLevels.h"
 #include "host/table/PreparedQuery.h"
 #include "host/table/QueryError.h"
@@ -74,8 +75,18 @@ LevelOrder OrderOf(const TypeInfo& type, duckdb_logical_type raw) {
   return ByBytes();
 }
 
+/// Of a factor that has its levels already.
+PlannedColumn PlanKnown(const ColumnRequest& request, const TypeInfo& type) {
+  if (type.isFloating) {
+    return {fmt::format("CAST(({}) AS DOUBLE)", request.sql),
+            std::make_unique<KnownFloatCoder>(request, type.id == DUCKDB_TYPE_FLOAT)};
+  }
+  return {AsText(request.sql), std::make_unique<KnownTextCoder>(request, type.kind)};
+}
+
 PlannedColumn PlanFactor(const ColumnRequest& request, const TypeInfo& type,
                          duckdb_logical_type raw, std::size_t maxLevels) {
+  if (request.known) return PlanKnown(request, type);
   if (type.isFloating) {
     return {fmt::format("CAST(({}) AS DOUBLE)", request.sql),
             std::make_unique<FloatFactorCoder>(request, type.id == DUCKDB_TYPE_FLOAT, maxLevels)};

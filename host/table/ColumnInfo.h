@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/table/Booleans.h"
 #include "host/table/LevelChoice.h"
@@ -48,6 +49,12 @@ enum class Coding {
   kNumber   ///< A number; any other type is refused. For weights.
 };
 
+/// The levels that a factor has already, of another table. A plain value.
+struct KnownLevels {
+  std::vector<std::string> levels;        ///< By code.
+  ColumnKind kind = ColumnKind::kNumber;  ///< Of the values that they were made of.
+};
+
 /// One column of the coded records. A plain value.
 struct ColumnRequest {
   std::string label;  ///< For people: errors and reports call the column by it.
@@ -60,6 +67,8 @@ struct ColumnRequest {
   LevelChoice levels = {};     ///< Of a factor.
   BooleanTexts booleans = {};  ///< Of a factor of booleans: what its levels are called.
   std::string written = {};    ///< As a formula takes it; empty for the label.
+  /// Of a factor; none: those that occur. A value that is none of them is in no category.
+  std::optional<KnownLevels> known = std::nullopt;
 
   [[nodiscard]] const std::string& Written() const { return written.empty() ? label : written; }
 };

@@ -18,15 +18,6 @@ namespace {
 
 constexpr std::size_t kMostListed = 20;
 
-std::optional<double> NumberOf(std::string_view text) {
-  if (text.starts_with('+')) text.remove_prefix(1);
-  double number = 0.0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  if (!(std::abs(number) < kLeastInexact)) return std::nullopt;
-  return number;
-}
-
 /// The place of the only level of which a reading gives the same as of the wanted text.
 template <typename Reading>
 std::optional<std::size_t> FindBy(Reading reading, const std::vector<std::string>& levels,
@@ -44,11 +35,20 @@ std::optional<std::size_t> FindBy(Reading reading, const std::vector<std::string
 
 }  // namespace
 
+std::optional<double> NumberOfLevel(std::string_view level) {
+  if (level.starts_with('+')) level.remove_prefix(1);
+  double number = 0.0;
+  const auto [end, error] = std::from_chars(level.data(), level.data() + level.size(), number);
+  if (error != std::errc() || end != level.data() + level.size()) return std::nullopt;
+  if (!(std::abs(number) < kLeastInexact)) return std::nullopt;
+  return number;
+}
+
 std::optional<std::size_t> FindLevel(const std::vector<std::string>& levels,
                                      std::string_view wanted) {
   const auto found = std::ranges::find(levels, wanted);
   if (found != levels.end()) return static_cast<std::size_t>(found - levels.begin());
-  if (const auto number = FindBy(NumberOf, levels, wanted)) return number;
+  if (const auto number = FindBy(NumberOfLevel, levels, wanted)) return number;
   const auto isBoolean = [](const std::string& level) { return TruthOf(level).has_value(); };
   if (!std::ranges::all_of(levels, isBoolean)) return std::nullopt;
   return FindBy(TruthOf, levels, wanted);

@@ -19,6 +19,10 @@ struct LevelChoice {
   bool isFirstBase = false;         ///< Without `base`: the first of that order stands last.
 };
 
+/// The number that a level is, below 2^53, so that a double holds it whatever it is written as;
+/// nothing for any other text.
+[[nodiscard]] std::optional<double> NumberOfLevel(std::string_view level);
+
 /// The place of the level that a user means: the one of this text; else the only one that is the
 /// same number below 2^53, which a double holds (1950.0 for 1950); else, where all levels are
 /// booleans, the one of the same truth (true for yes). Nothing when there is none.

@@ -35,6 +35,9 @@ struct ReadingOptions {
   std::optional<char> decimal;           ///< A point or a comma.
   std::string thousands;                 ///< One character.
   std::vector<ColumnType> types;
+  /// How numbers of delimited files are written where neither of the two above is given. Other
+  /// formats do without.
+  std::optional<NumberFormat> usualNumbers;
 
   [[nodiscard]] NumberFormat Numbers() const { return {decimal.value_or('.'), thousands}; }
 };

@@ -317,6 +317,13 @@ bool TableSource::CorrectTypes(const QueryError& error) const {
   }
 }
 
+void TableSource::TakeAsText(const std::vector<std::string>& columns) {
+  if (columns.empty()) return;
+  for (const std::string& column : columns) file_->TakeAsText(column);
+  Reading([this] { ShowViews(); });
+  LearnColumns();
+}
+
 std::vector<std::string> TableSource::NotesOnNames() const {
   std::vector<std::string> notes = RenamingNotes(renamed_, " of the query");
   for (std::string& note : RenamingNotes(renamedInFile_, sql_.empty() ? "" : " of the data")) {

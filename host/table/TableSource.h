@@ -101,6 +101,10 @@ class TableSource {
   /// Whether --types names this column.
   [[nodiscard]] bool IsTypeGiven(std::string_view column) const;
 
+  /// From now on these columns are text, whatever their values look like. REQUIRES: TakesFormats,
+  /// and names of columns. Throws Error (kBadInput).
+  void TakeAsText(const std::vector<std::string>& columns);
+
   /// For each of these columns, those of several files that do not have it: it is missing in their
   /// rows. Throws Error (kBadInput).
   [[nodiscard]] std::vector<std::vector<std::string>> FilesWithout(

@@ -322,11 +322,21 @@ TextView ShowDelimited(Connection& connection, MissingFunction& missing,
   return {std::move(typed), std::move(layout), RenamedColumns(names.written)};
 }
 
+/// With the usual format of numbers where it counts.
+ReadingOptions WithUsualNumbers(ReadingOptions options, FileFormat format) {
+  const bool isGiven = options.decimal || !options.thousands.empty();
+  if (isGiven || !options.usualNumbers || format != FileFormat::kDelimited) return options;
+  options.decimal = options.usualNumbers->decimal;
+  options.thousands = options.usualNumbers->thousands;
+  return options;
+}
+
 }  // namespace
 
 TextView ShowTextFile(Connection& connection, MissingFunction& missing,
                       const MissingStrings& strings, const std::string& view,
-                      const TextFiles& files, const ReadingOptions& options) {
+                      const TextFiles& files, const ReadingOptions& asked) {
+  const ReadingOptions options = WithUsualNumbers(asked, files.format);
   NumberFunction::Register(connection, options.Numbers());
   missing.SetNumberFormat(options.Numbers());
   TextView text = files.format == FileFormat::kJson

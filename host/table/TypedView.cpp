@@ -153,6 +153,17 @@ std::vector<std::string> TypedView::ShowWritten(const std::vector<std::string>& 
   return shown;
 }
 
+void TypedView::TakeAsText(const std::string& name) {
+  const auto place = std::ranges::find(columns_, name, &RawColumn::name);
+  const auto column = static_cast<std::size_t>(place - columns_.begin());
+  RawColumn& raw = columns_.at(column);
+  raw.isText = true;
+  raw.mayBeNumbers = false;
+  raw.isFormatted = false;
+  raw.dateFormat.clear();
+  SetType(column, kText);
+}
+
 void TypedView::SetType(std::size_t column, const std::string& type) {
   columns_[column].type = type;
   columns_[column].isOpen = false;

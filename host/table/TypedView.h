@@ -83,6 +83,10 @@ class TypedView {
   /// Lets every column that comes as numbers come as text from now on; false when there is none.
   bool ReadAsText();
 
+  /// From now on the column of this name is text, whatever its values look like. Then: Create.
+  /// REQUIRES: a relation of delimited files, and a name as it is spelled.
+  void TakeAsText(const std::string& name);
+
   /// From now on the view shows, at its end, the texts of these columns as the file has them,
   /// missing strings included: what each of those columns is called. After a change of types:
   /// Create. REQUIRES: a relation of text files, and names as they are spelled.

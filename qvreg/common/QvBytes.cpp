@@ -176,7 +176,7 @@ std::vector<double> QvByteReader::GetDoubles(std::size_t count) {
 std::vector<bool> QvByteReader::GetFlags(std::size_t count) {
   if (count > fRest.size()) Fail();
   std::vector<bool> flags(fbFailed ? 0 : count);
-  for (std::size_t i = 0; i < flags.size(); ++i) flags[i] = GetBool();
+  for (auto&& flag : flags) flag = GetBool();
   return flags;
 }
 

@@ -192,15 +192,15 @@ void PutLogistic(const QvLogisticContents& logistic, QvByteWriter& writer) {
 }
 
 void GetLogistic(QvByteReader& reader, QvLogisticContents& logistic) {
-  constexpr int kMostCategories = 46340;  // whose square is an int
+  constexpr int kMostCategories = 46341;  // one more than there may be parameters
   ReadEstimates(reader, logistic.fEstimates);
   logistic.fRecordsAdded = reader.GetInt();
   logistic.fNonFinite = reader.GetFlags(logistic.fEstimates.fKept.size());
   GetRedundant(reader, logistic.fRedundant);
   GetTriangle(reader, logistic.fCovariance);
   GetTriangle(reader, logistic.fScaledCovariance);
-  const int rows = reader.GetIntWithin(0, kMostCategories);
-  logistic.fClassification = reader.GetDoubles(static_cast<std::size_t>(rows * rows));
+  const auto rows = static_cast<std::size_t>(reader.GetIntWithin(0, kMostCategories));
+  logistic.fClassification = reader.GetDoubles(rows * rows);
   logistic.fClassifiedWeight = reader.GetDouble();
   logistic.fbAnyClassified = reader.GetBool();
   GetSummary(reader, logistic.fOptimization);
@@ -252,6 +252,8 @@ void WriteTables(const QvTableContents& tables, QvByteWriter& writer) {
 
 void ReadTables(QvByteReader& reader, const QvTableShape& shape, QvTableContents& tables) {
   tables = {};
+  tables.fFactorCounts.reserve(static_cast<std::size_t>(shape.fNFactors));
+  tables.fCombinations.reserve(static_cast<std::size_t>(shape.fNEffects));
   for (int f = 0; f < shape.fNFactors; ++f) tables.fFactorCounts.push_back(GetCounts(reader));
   if (shape.fbCategorical) {
     tables.fDependentCounts = GetCounts(reader);

@@ -4,7 +4,6 @@
 #include "qvreg/component/QvPassMessages.h"
 #include "qvreg/settings/QvSettingsBytes.h"
 
-using QvCommon::QvByteReader;
 using QvCommon::QvBytes;
 using QvCommon::QvByteWriter;
 using QvCommon::QvStatus;

@@ -49,10 +49,10 @@ class CommandUsage : public ::testing::Test {
 TEST_F(CommandUsage, AnUnknownCommand) {
   for (const Mistake& mistake :
        {Mistake{{"fti"}, "There is no command 'fti'. Did you mean 'fit'?"},
-        Mistake{
-            {"predict", "--data", "rows.csv"},
-            "There is no command 'predict'. 'qvreg fit' with --predictions FILE writes what the "
-            "model predicts."},
+        Mistake{{"predict", "--data", "rows.csv"},
+                "There is no command 'predict'. 'qvreg score' writes what a saved model predicts, "
+                "'qvreg "
+                "fit' with --predictions FILE what the new one does."},
         Mistake{{"rows.csv"},
                 "There is no command 'rows.csv'. Write 'qvreg fit' and --data before "
                 "it."},

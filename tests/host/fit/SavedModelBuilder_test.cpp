@@ -10,13 +10,13 @@
 #include <gtest/gtest.h>
 
 #include "host/Text.h"
-#include "host/fit/RunFit.h"
 #include "host/formula/Formula.h"
 #include "host/table/TableSource.h"
 #include "qvreg/component/IQvRegComponent.h"
 #include "qvreg/component/IQvRegOutputStats.h"
 #include "qvreg/factory/QvRegFactory.h"
 #include "tests/host/fit/Fitting.h"
+#include "tests/host/model/SavedFits.h"
 #include "tests/host/table/TableTest.h"
 #include "tests/support/TempFolder.h"
 
@@ -24,13 +24,6 @@ namespace qvhost {
 namespace {
 
 using Strings = std::vector<std::string>;
-
-SavedModel Saved(const FitOptions& options) {
-  ProgressBar none(nullptr);
-  Interrupt interrupt;
-  OutputFiles outputs;
-  return RunFitToSave(options, none, interrupt, outputs);
-}
 
 /// Sixty rows: numbers, a text, a boolean, a date, odd names.
 constexpr const char* kTable =
@@ -100,7 +93,7 @@ TEST(SavedModelBuilder, KeepsVariablesAndColumns) {
   FitOptions options = OptionsFor(kTable, "log(y + 2) ~ C(year) + year + scale(x) + B + g:x");
   options.binding.freqWeight = "W";
   options.source.na = {"-", "none"};
-  const SavedModel model = Saved(options);
+  const SavedModel model = SavedFit(options);
   EXPECT_EQ(FieldsOf(model),
             (Strings{"log(y + 2)", "C(year)", "year", "scale(x)", "b", "g", "x", "w"}));
   EXPECT_EQ(model.reading.na, (Strings{"-", "none"}));
@@ -141,7 +134,7 @@ TEST(SavedModelBuilder, GivesEachVariableAFieldOfItsOwn) {
       "y ~ x + log(x) + `log(x)` + scale(x) + `scale(x)`");
   options.binding.freqWeight = "x";
   options.binding.regressionWeight = "x";
-  const Strings fields = FieldsOf(Saved(options));
+  const Strings fields = FieldsOf(SavedFit(options));
   EXPECT_EQ(fields, (Strings{"y", "x", "log(x)_", "log(x)", "scale(x)_", "scale(x)", "x_", "x__"}));
 }
 
@@ -153,7 +146,7 @@ TEST(SavedModelBuilder, KeepsHowTheDataWereRead) {
   options.source.reading.thousands = ".";
   options.source.na = {"-"};
   options.formula = "y ~ x";
-  const SavedModel model = Saved(options);
+  const SavedModel model = SavedFit(options);
   EXPECT_EQ(model.reading.decimal, ',');
   EXPECT_EQ(model.reading.thousands, ".");
   EXPECT_EQ(model.reading.na, Strings{"-"});
@@ -170,7 +163,7 @@ TEST(SavedModelBuilder, SpellsColumnsAsTheDataDo) {
   options.source.data = folder.Write("in.csv", text);
   options.formula =
       "y ~ X + log(x + 1) + `group NAME` + I(if(`GROUP name` = 'a' or x > 9, 1, 0) + X * x)";
-  const SavedModel model = Saved(options);
+  const SavedModel model = SavedFit(options);
   EXPECT_EQ(FieldsOf(model)[1], "X");
   EXPECT_EQ(model.variables[2].expression, "log(x + 1)");
   EXPECT_EQ(model.variables[3].columns, Strings{"Group name"});
@@ -206,7 +199,7 @@ TEST(SavedModelBuilder, KeepsTheComponentHoweverRecordsAreChosen) {
   runs[4].binding.validation.folds = 3;
   runs[5].where = "x > 1";
   for (const FitOptions& run : runs) {
-    const SavedModel model = Saved(run);
+    const SavedModel model = SavedFit(run);
     const std::unique_ptr<IQvRegComponent> component = Restored(model);
     const std::vector<double> estimates = EstimatesOf(*component);
     ASSERT_EQ(estimates.size(), model.fit.parameters.size());
@@ -225,7 +218,7 @@ TEST(SavedModelBuilder, KeepsTheComponentHoweverRecordsAreChosen) {
 TEST(SavedModelBuilder, ChangesNothingOfTheFit) {
   FitOptions options = OptionsFor(kTable, "y ~ g*x + b");
   const FitResult fit = Fit(options);
-  const SavedModel model = Saved(options);
+  const SavedModel model = SavedFit(options);
   ASSERT_EQ(model.fit.parameters.size(), fit.parameters.size());
   for (std::size_t i = 0; i < fit.parameters.size(); ++i) {
     EXPECT_EQ(model.fit.parameters[i].label, fit.parameters[i].label);

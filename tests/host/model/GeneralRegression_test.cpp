@@ -20,7 +20,8 @@
 #include "host/model/RestoredModel.h"
 #include "qvreg/common/Constants.h"
 #include "qvreg/component/QvModelMessage.h"
-#include "tests/host/model/SavedFits.h"
+#include "tests/host/fit/Everything.h"
+#include "tests/host/model/Saving.h"
 
 namespace qvhost {
 namespace {
@@ -131,7 +132,7 @@ pugi::xml_node ModelOf(const pugi::xml_document& document) {
 class GeneralRegression : public testing::TestWithParam<Kind> {
  protected:
   GeneralRegression()
-      : saved_(SavedFit(GetParam().options)), document_(Parsed(TextOf(Written(saved_)))) {}
+      : saved_(FitToSave(GetParam().options)), document_(Parsed(TextOf(Written(saved_)))) {}
 
   SavedModel saved_;
   pugi::xml_document document_;
@@ -318,7 +319,7 @@ constexpr int kBad = static_cast<int>(ExitCode::kBadInput);
 /// Kinds of which every element and attribute is changed.
 class WrongElement : public testing::TestWithParam<Kind> {
  protected:
-  WrongElement() : saved_(SavedFit(GetParam().options)), text_(TextOf(Written(saved_))) {}
+  WrongElement() : saved_(FitToSave(GetParam().options)), text_(TextOf(Written(saved_))) {}
 
   SavedModel saved_;
   std::string text_;
@@ -392,7 +393,7 @@ TEST_P(WrongElement, WithAnotherTextIsRefusedOrAnotherModel) {
 }
 
 TEST(WrongElement, IsNamed) {
-  const SavedModel saved = SavedFit(OptionsFor(kTable, "kind ~ g + x"));
+  const SavedModel saved = FitToSave(OptionsFor(kTable, "kind ~ g + x"));
   const std::string text = TextOf(Written(saved));
   const auto faultOf = [&](const std::function<void(pugi::xml_node)>& change) {
     pugi::xml_document document = Parsed(text);
@@ -418,10 +419,19 @@ TEST(WrongElement, IsNamed) {
       faultOf([](Node m) { m.child("PPMatrix").first_child().attribute("value") = "another"; }),
       "This is no model that --save wrote: its element PPMatrix is not that of the model's "
       "variables. Fit the model again, and save it.");
+  // A category in the place of another, wherever it is named.
+  std::string renamed = text;
+  for (std::size_t at = 0; (at = renamed.find("\"k\"", at)) != std::string::npos; ++at) {
+    renamed.replace(at, 3, "\"j\"");
+  }
+  ASSERT_NE(renamed, text);
+  EXPECT_EQ(FaultOf(Parsed(renamed), saved.variables).second,
+            "This is no model that --save wrote: its element PCell has a wrong targetCategory. Fit "
+            "the model again, and save it.");
 }
 
 TEST(GeneralRegressionOf, OtherVariablesIsRefused) {
-  SavedModel saved = SavedFit(OptionsFor(kTable, "y ~ g + x"));
+  SavedModel saved = FitToSave(OptionsFor(kTable, "y ~ g + x"));
   pugi::xml_document document;
   SavedModel none = saved;
   none.variables.clear();
@@ -438,7 +448,7 @@ TEST(GeneralRegressionOf, OtherVariablesIsRefused) {
 
 /// A saved fit whose component has these contents.
 SavedModel Changed(const char* formula, const std::function<void(QvModelContents&)>& change) {
-  SavedModel saved = SavedFit(OptionsFor(kTable, formula));
+  SavedModel saved = FitToSave(OptionsFor(kTable, formula));
   QvModelContents contents;
   EXPECT_FALSE(QvModelMessage::Read(saved.component, contents).IsError());
   change(contents);

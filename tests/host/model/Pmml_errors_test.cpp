@@ -9,7 +9,7 @@
 
 #include "host/Error.h"
 #include "host/model/Pmml.h"
-#include "tests/host/model/Saving.h"
+#include "tests/host/model/SavedFits.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvhost {
@@ -19,10 +19,10 @@ namespace {
 class WrongModel : public ::testing::Test {
  protected:
   static std::string Right() {
-    return WritePmml(FitToSave(
+    return WritePmml(SavedFit(OptionsFor(
         "SELECT i * 0.75 + sin(i * 17.0) AS y, i % 11 AS x, chr(CAST(97 + i % 3 AS INTEGER)) AS g "
         "FROM range(60) t(i)",
-        "y ~ g*x + log(x + 1)"));
+        "y ~ g*x + log(x + 1)")));
   }
 
   /// What reading a file of this text says, with FILE for its name.

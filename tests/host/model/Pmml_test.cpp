@@ -13,8 +13,7 @@
 
 #include "host/Error.h"
 #include "host/report/Report.h"
-#include "tests/host/fit/Everything.h"
-#include "tests/host/model/Saving.h"
+#include "tests/host/model/SavedFits.h"
 #include "tests/support/TempFolder.h"
 
 namespace qvhost {
@@ -86,19 +85,21 @@ void ExpectSame(const SavedModel& a, const SavedModel& b) {
 class PmmlTest : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(PmmlTest, ReadsWhatWasWritten) {
-  const Case saved = SaveAndRead(FitToSave(kTable, GetParam()));
+  const Case saved = SaveAndRead(SavedFit(OptionsFor(kTable, GetParam())));
   ExpectSame(saved.model, saved.again);
   EXPECT_EQ(WritePmml(saved.again), saved.text);
 }
 
-INSTANTIATE_TEST_SUITE_P(Formulas, PmmlTest,
-                         ::testing::Values("y ~ x", "y ~ 0 + x", "y ~ 1",
-                                           "log(y + 2) ~ C(year)*x + I(x^2) + b + day:x - day:x",
-                                           "y ~ scale(huge) + center(x) + `odd <&\"> name` + t",
-                                           "g ~ x + t", "b ~ x + C(year)", "C(year) ~ x + I(x > 3)",
-                                           "I(y > 20) ~ w",
-                                           "y ~ C(day) + year(day) + substr(t, 1, 1)",
-                                           "y ~ g/x + b:year"));
+INSTANTIATE_TEST_SUITE_P(
+    Formulas, PmmlTest,
+    ::testing::Values("y ~ x", "y ~ 0 + x", "y ~ 1",
+                      "log(y + 2) ~ C(year)*x + I(x^2) + b + day:x - day:x",
+                      "y ~ scale(huge) + center(x) + `odd <&\"> name` + t", "g ~ x + t",
+                      "b ~ x + C(year)", "C(year) ~ x + I(x > 3)", "I(y > 20) ~ w",
+                      "y ~ C(day) + year(day) + substr(t, 1, 1)", "y ~ g/x + b:year",
+                      // Texts that XML would leave out or change.
+                      "y ~ I(t = '') + I(t = ' ') + I(t = '\t') + I(t <> 'a\r\nb') + I(t = '\n')",
+                      "y ~ x +\n\tg"));
 
 TEST(Pmml, ReadsWhatWasWrittenOfWeightedModels) {
   for (const char* const dependent : {"y", "y3"}) {
@@ -109,7 +110,7 @@ TEST(Pmml, ReadsWhatWasWrittenOfWeightedModels) {
     options.anova = 2;
     options.binding.validation.kind = ValidationKind::kFolds;
     options.binding.validation.folds = 3;
-    const Case saved = SaveAndRead(FitToSave(options));
+    const Case saved = SaveAndRead(SavedFit(options));
     ExpectSame(saved.model, saved.again);
     EXPECT_EQ(WritePmml(saved.again), saved.text);
   }
@@ -117,7 +118,7 @@ TEST(Pmml, ReadsWhatWasWrittenOfWeightedModels) {
 
 TEST(Pmml, ReadsWindowsLinesAByteOrderMarkAndComments) {
   const qvtest::TempFolder folder;
-  const SavedModel model = FitToSave(kTable, "y ~ g + t");
+  const SavedModel model = SavedFit(OptionsFor(kTable, "y ~ g + t"));
   std::string text = WritePmml(model);
   for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 2)) {
     text.replace(at, 1, "\r\n");
@@ -127,13 +128,13 @@ TEST(Pmml, ReadsWindowsLinesAByteOrderMarkAndComments) {
 }
 
 TEST(Pmml, IsTheSameEachTime) {
-  const auto write = [] { return WritePmml(FitToSave(kTable, "b ~ x + g + scale(y)")); };
+  const auto write = [] { return WritePmml(SavedFit(OptionsFor(kTable, "b ~ x + g + scale(y)"))); };
   EXPECT_EQ(write(), write());
 }
 
 TEST(Pmml, RefusesALevelThatXmlCannotHold) {
-  const SavedModel model = FitToSave(
-      "SELECT i AS y, 'a' || chr(CAST(1 + i % 2 AS INTEGER)) AS g FROM range(9) t(i)", "y ~ g");
+  const SavedModel model = SavedFit(OptionsFor(
+      "SELECT i AS y, 'a' || chr(CAST(1 + i % 2 AS INTEGER)) AS g FROM range(9) t(i)", "y ~ g"));
   try {
     static_cast<void>(WritePmml(model));
     FAIL();
@@ -182,7 +183,7 @@ TEST(Pmml, NamesFieldsAsTheStandardHasThem) {
   FitOptions options = OptionsFor(
       kTable, "log(y + 2) ~ C(year) + g + b + scale(x) + x + substr(t, 1, 2) + I(b and x > 2)");
   options.binding.freqWeight = "w";
-  const Document document(FitToSave(options));
+  const Document document(SavedFit(options));
   EXPECT_EQ(document.Names("DataDictionary/DataField/@name"),
             (Strings{"y", "year", "g", "b", "x", "t", "w", "log(y + 2)", "substr(t, 1, 2)"}));
   EXPECT_EQ(document.Names("TransformationDictionary/DerivedField/@name"),

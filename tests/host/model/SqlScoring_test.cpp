@@ -201,7 +201,7 @@ INSTANTIATE_TEST_SUITE_P(
         "y ~ C(k) + C(dec) + C(single) + C(big)", "y ~ flag + C(day) + flag:C(day)",
         "y ~ `odd \"name\"`*g + x + I(2 * x)", "y ~ scale(x) + center(n) + I(scale(n)^2)",
         "log(y) ~ log(x) + exp(-x) + sqrt(n) + abs(x - 5)",
-        "scale(y) ~ I(x * n) + if(x > 5, n, x) + nullif(n, 7)",
+        "scale(y) ~ I(x * n) + if(x > 5, n, x) + if(x > 5, x, nullif(n, 7))",
         "y ~ if(flag, 1, 0) + I(g = 'ü') + I(x > 5 or n < 20) + C(n % 4)",
         "y ~ I(case when g in ('it''s', 'ü') then 'a' else h end) + greatest(x, 5) + log1p(n)",
         "two ~ 1", "two ~ x + g", "two ~ g*h + flag:x", "two ~ scale(x) + C(day) + log(n)",
@@ -294,6 +294,9 @@ TEST_F(SqlScoringTest, NamesTheTableAndTheColumns) {
   duckDb_.Execute("CREATE TABLE qvreg_rows AS FROM data");
   options.table = "qvreg_rows";
   EXPECT_EQ(duckDb_.Rows(Inner(ScoringSql(model_, options))).size(), 9U);
+  options.keepAll = true;
+  EXPECT_EQ(duckDb_.Describe(Inner(ScoringSql(model_, options))).size(), 5U);
+  options.keepAll = false;
   options.keep.clear();
   EXPECT_EQ(duckDb_.Describe(Inner(ScoringSql(model_, options))).size(), 1U);
 }

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -315,6 +316,32 @@ TEST_P(RestoreKeptModel, ScoresAsTheModelOfTheSameData) {
     const auto settings = qvtest::LinearSettingsOf(reference);
     FittedModel fitted(settings->Get(), records);
     ExpectScoresOf(*restored, fitted.Component(), records);
+  }
+}
+
+/// Whether all that two models report agrees to nine digits.
+void ExpectReportOf(IQvRegComponent& restored, IQvRegComponent& expected) {
+  const std::vector<std::uint64_t> numbers = ReportOf(restored);
+  const std::vector<std::uint64_t> others = ReportOf(expected);
+  ASSERT_EQ(numbers.size(), others.size());
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    const auto number = std::bit_cast<double>(numbers[i]);
+    const auto other = std::bit_cast<double>(others[i]);
+    EXPECT_NEAR(number, other, 1e-9 * std::max(1.0, std::abs(other))) << i;
+  }
+}
+
+TEST_P(RestoreKeptModel, ReportsAsTheModelOfTheSameData) {
+  const Component restored = Restored(Kept());
+  ASSERT_NE(restored, nullptr);
+  const qvtest::ReferenceCase reference = qvtest::LoadReferenceCase(GetParam().reference);
+  if (reference.model.IsLogistic()) {
+    qvtest::LogisticReferenceRun run(reference, false);
+    ExpectReportOf(*restored, run.Fit().Component());
+  } else {
+    const auto settings = qvtest::LinearSettingsOf(reference);
+    FittedModel fitted(settings->Get(), reference.table.records);
+    ExpectReportOf(*restored, fitted.Component());
   }
 }
 
