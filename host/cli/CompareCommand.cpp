@@ -13,18 +13,20 @@ namespace qvhost {
 
 namespace {
 
-constexpr const char* kDescription = "Compare fits that 'qvreg fit --json' wrote.";
+constexpr const char* kDescription = "Compare saved models.";
 
 constexpr const char* kFooter =
-    R"help(Prints estimates and standard errors side by side, how well each model fits, and for each fit the test
+    R"help(Takes what 'qvreg fit --save' or 'qvreg fit --json' wrote.
+
+Prints estimates and standard errors side by side, how well each model fits, and for each fit the test
 against the largest smaller one that is nested in it: F of linear models, the likelihood ratio of
-logistic ones. Fits are tested against each other when they used the same records, of which the JSON has
-a digest, and the terms of one hold all of the other; where there is no test a note says why.
+logistic ones. Fits are tested against each other when they used the same records, of which the files
+have a digest, and the terms of one hold all of the other; where there is no test a note says why.
 
 Examples:
-  qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight' -q --json small.json
-  qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight*origin' -q --json large.json
-  qvreg compare small.json large.json
+  qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight' -q --save small.pmml
+  qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight*origin' -q --save large.pmml
+  qvreg compare small.pmml large.pmml
 
 Exit codes: 0 compared, 1 the run failed, 2 wrong usage, an unreadable file, or fits of different
 dependents or kinds of model; 141 when standard output is closed, as by head.)help";
@@ -34,7 +36,8 @@ dependents or kinds of model; 141 when standard output is closed, as by head.)he
 CompareCommand::CompareCommand(CLI::App& app)
     : command_(app.add_subcommand("compare", kDescription)->group("Commands")), report_(*command_) {
   command_->footer(kFooter);
-  command_->add_option("FIT.json", files_, "Fits as JSON, two or more")->type_name("");
+  command_->add_option("MODEL", files_, "Saved models, or fits as JSON, two or more")
+      ->type_name("");
   report_.AddJson("comparison");
   report_.AddDigits();
   report_.AddSummary("Print all rows of tables of more than 60");
@@ -45,7 +48,7 @@ ExitCode CompareCommand::Run() {
     report_.Take();
     if (files_.size() < 2) {
       RefuseUsage(
-          "Name two fits or more: qvreg compare FIRST.json SECOND.json; 'qvreg fit --json FILE' "
+          "Name two models or more: qvreg compare FIRST.pmml SECOND.pmml; 'qvreg fit --save FILE' "
           "writes one.");
     }
     OutputFiles outputs;

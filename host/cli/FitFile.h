@@ -6,8 +6,8 @@
 
 namespace qvhost {
 
-/// The fit in a file that 'qvreg fit --json' wrote. Throws Error (kBadInput), which names the file,
-/// for one that cannot be read or is none.
+/// The fit in a file that 'qvreg fit --save' or 'qvreg fit --json' wrote, whatever its name. Throws
+/// Error (kBadInput), which names the file, for one that cannot be read or is none.
 [[nodiscard]] FitResult ReadFitFile(const std::string& file);
 
 }  // namespace qvhost

@@ -11,16 +11,17 @@ namespace qvhost {
 
 namespace {
 
-constexpr const char* kDescription = "Print a saved fit as 'qvreg fit' did.";
+constexpr const char* kDescription = "Print a saved model as 'qvreg fit' did.";
 
 constexpr const char* kFooter =
-    R"help(Prints the summary, or with --json the JSON, that 'qvreg fit' wrote, to the byte; no data is read. Files
-that the summary names, as those of predictions, are not looked at.
+    R"help(Takes what 'qvreg fit --save' or 'qvreg fit --json' wrote, and prints the summary, or with --json the
+JSON, that 'qvreg fit' printed, to the byte; no data is read. Files that the summary names, as those of
+predictions, are not looked at.
 
 Examples:
-  qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight' -q --json cars.json
-  qvreg show cars.json
-  qvreg show cars.json --digits 12 --all
+  qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight' -q --save cars.pmml
+  qvreg show cars.pmml
+  qvreg show cars.pmml --digits 12 --all
 
 Exit codes: 0 shown, 1 the run failed, 2 wrong usage or an unreadable file; 141 when standard output is
 closed, as by head.)help";
@@ -30,7 +31,7 @@ closed, as by head.)help";
 ShowCommand::ShowCommand(CLI::App& app)
     : command_(app.add_subcommand("show", kDescription)->group("Commands")), report_(*command_) {
   command_->footer(kFooter);
-  command_->add_option("FIT.json", files_, "A fit as JSON")->type_name("");
+  command_->add_option("MODEL", files_, "A saved model, or a fit as JSON")->type_name("");
   report_.AddJson("fit");
   report_.AddDigits();
   report_.AddSummary("Print all rows of tables of more than 60, and all of more\nthan 12 tables");
@@ -40,7 +41,7 @@ ExitCode ShowCommand::Run() {
   return RunInterruptibly([this](Interrupt& /*interrupt*/, InterruptWatch& watch) {
     report_.Take();
     if (files_.size() != 1) {
-      RefuseUsage("Name one fit: qvreg show FIT.json; 'qvreg fit --json FILE' writes one.");
+      RefuseUsage("Name one model: qvreg show MODEL.pmml; 'qvreg fit --save FILE' writes one.");
     }
     OutputFiles outputs;
     report_.AddTo(outputs);

@@ -404,7 +404,7 @@ bool IsOneOf(std::string_view word, std::initializer_list<std::string_view> word
   } else if (IsOneOf(word, {"summary", "info", "columns", "head", "str", "glimpse", "profile"})) {
     hint = " 'qvreg describe' tells what is in a table.";
   } else if (IsOneOf(word, {"print", "view", "cat", "display", "report"})) {
-    hint = " 'qvreg show' prints a saved fit.";
+    hint = " 'qvreg show' prints a saved model.";
   } else if (IsOneOf(word, {"export", "deploy", "query"})) {
     hint = " 'qvreg sql' writes a saved model as SQL.";
   } else if (IsOneOf(word, {"anova", "test", "diff"})) {

@@ -119,6 +119,25 @@ TEST_F(CompareTest, ParametersStandSideBySide) {
   EXPECT_NE(text.out.find("(2) against (1)"), std::string::npos) << text.out;
 }
 
+TEST_F(CompareTest, SavedModelsAreTheFitsThatTheirJsonIs) {
+  for (const std::string dependent : {"weight", "origin"}) {
+    std::vector<std::string> jsons;
+    std::vector<std::string> models;
+    for (const std::string terms : {"displacement", "displacement + acceleration"}) {
+      const std::string name = std::to_string(jsons.size());
+      models.push_back(folder_.File(name + ".pmml"));
+      jsons.push_back(Cars(name + ".json", dependent + " ~ " + terms, {"--save", models.back()}));
+    }
+    Json expected = CompareJson(jsons);
+    ASSERT_EQ(expected.at("tests").size(), 1U);
+    for (const Strings& files : {models, {models[0], jsons[1]}, {jsons[0], models[1]}}) {
+      for (std::size_t i = 0; i < files.size(); ++i)
+        expected.at("fits").at(i).at("file") = files[i];
+      EXPECT_EQ(CompareJson(files), expected);
+    }
+  }
+}
+
 TEST_F(CompareTest, LogisticParametersStandByCategory) {
   const std::string a = Cars("a.json", "origin ~ weight");
   const std::string b = Cars("b.json", "origin ~ weight + displacement");
@@ -176,9 +195,11 @@ TEST_F(CompareTest, RefusesWhatIsNoFit) {
     ExpectFailure(Compare({good, file}), kBadInput, expected);
   };
   message(cut, "'" + cut + "' is cut off after 700 bytes; write it anew with 'qvreg fit --json'.");
-  message(list, "'" + list + "' is not the JSON of a fit; name what 'qvreg fit --json' wrote.");
-  message(text, "'" + text + "' is no JSON (byte 2); name what 'qvreg fit --json' wrote.");
-  message(empty, "'" + empty + "' is empty; 'qvreg fit --json' writes a fit.");
+  for (const std::string& file : {list, text, empty}) {
+    message(file, "'" + file +
+                      "' is neither a saved model nor the JSON of a fit; name what 'qvreg fit "
+                      "--save' or 'qvreg fit --json' wrote.");
+  }
   message(before, "'" + before +
                       "' does not have 'records/digest' as this version of qvreg writes it; write "
                       "it anew with 'qvreg fit'.");
@@ -193,7 +214,7 @@ TEST_F(CompareTest, RefusesWhatIsNoFit) {
                     "'qvreg fit'.");
   message(folder_.File("none.json"), "There is no file '" + folder_.File("none.json") + "'.");
   ExpectFailure(Compare({good}), kBadInput,
-                "Name two fits or more: qvreg compare FIRST.json SECOND.json; 'qvreg fit --json "
+                "Name two models or more: qvreg compare FIRST.pmml SECOND.pmml; 'qvreg fit --save "
                 "FILE' writes one.\nTry 'qvreg compare --help'.");
   ExpectFailure(Compare({good, good, "--json", good}), kBadInput,
                 "--json '" + good + "' would replace the input '" + good + "'; name another file.");

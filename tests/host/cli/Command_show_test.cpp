@@ -25,7 +25,7 @@ const std::string kPenguins = "penguins.csv";
 /// of two, factors `g` and `h`, `w` and `n` weights, `part` to split by.
 const std::string kRows =
     "SELECT i, i * 0.5 + i * i % 7 AS y, i % 5 * 0.25 AS x, i * 7 % 11 + 0.5 AS z, "
-    "['a', 'b', 'c d'][i % 3 + 1] AS g, ['', 'ä\"''\\' || chr(7)][i * i % 5 % 2 + 1] AS h, "
+    "['a', 'b', 'c d'][i % 3 + 1] AS g, ['', 'ä\"''\\'][i * i % 5 % 2 + 1] AS h, "
     "['low', 'mid', 'high'][i * 5 % 7 % 3 + 1] AS k, i * 11 % 17 > 7 AS b, 1 + i % 3 AS n, "
     "0.5 + i % 4 AS w, i % 4 > 0 AS part, i > 20 AS late FROM range(1, 41) r(i)";
 
@@ -60,6 +60,14 @@ TEST_P(CommandShow, PrintsWhatFitPrinted) {
   EXPECT_EQ(shown.err, "");
   EXPECT_EQ(shown.out, first.out);
   EXPECT_EQ(Run({"show", "fit.json"}, {"--json", "-"}).out, json);
+
+  // XML, and so a saved model, has no control characters.
+  if (GetParam().name != "odd_names") {
+    const CommandResult saved = Run(fit, {"-q", "--save", "fit.pmml"});
+    EXPECT_EQ(saved.exitCode, 0) << saved.err;
+    EXPECT_EQ(Run({"show", "fit.pmml"}, {}).out, first.out);
+    EXPECT_EQ(Run({"show", "fit.pmml"}, {"--json", "-"}).out, json);
+  }
 
   const Strings style = {"--digits", "9", "--all", "--color", "always"};
   EXPECT_EQ(Run({"show", "fit.json"}, style).out, Run(fit, style).out);
@@ -182,6 +190,7 @@ TEST_F(CommandShowFile, RefusesWhatIsNoFit) {
   folder_.Write("cut.json", whole.substr(0, whole.size() / 2));
   folder_.Write("text.csv", "y,x\n1,2\n");
   folder_.Write("other.json", R"({"rows": 12})");
+  folder_.Write("other.xml", "<a><b/></a>");
   std::filesystem::create_directory(folder_.File("folder"));
   const auto refused = [&](const std::string& file, const std::string& message) {
     ExpectFailure(Show({file, "--json", "out.json"}), kBadInput, message);
@@ -189,11 +198,16 @@ TEST_F(CommandShowFile, RefusesWhatIsNoFit) {
   };
   refused("cut.json", "'cut.json' is cut off after " + std::to_string(whole.size() / 2) +
                           " bytes; write it anew with 'qvreg fit --json'.");
-  refused("text.csv", "'text.csv' is no JSON (byte 1); name what 'qvreg fit --json' wrote.");
+  refused("text.csv",
+          "'text.csv' is neither a saved model nor the JSON of a fit; name what 'qvreg fit --save' "
+          "or 'qvreg fit --json' wrote.");
   refused("other.json",
           "'other.json' does not have 'model' as this version of qvreg writes it; write it anew "
           "with 'qvreg fit'.");
-  refused("folder", "'folder' is a folder; name the JSON of a fit.");
+  refused(
+      "other.xml",
+      "'other.xml' is no PMML: its root is the element 'a'; name what 'qvreg fit --save' wrote.");
+  refused("folder", "'folder' is a folder; name a saved model or the JSON of a fit.");
   refused("none.json", "There is no file 'none.json'.");
   ExpectFailure(Show({"fit.json", "--json", "fit.json"}), kBadInput,
                 "--json 'fit.json' would replace the input 'fit.json'; name another file.");
@@ -202,7 +216,7 @@ TEST_F(CommandShowFile, RefusesWhatIsNoFit) {
 
 TEST_F(CommandShowFile, TakesOneFile) {
   const std::string message =
-      "Name one fit: qvreg show FIT.json; 'qvreg fit --json FILE' writes one.\nTry 'qvreg show "
+      "Name one model: qvreg show MODEL.pmml; 'qvreg fit --save FILE' writes one.\nTry 'qvreg show "
       "--help'.";
   ExpectFailure(Show({}), kBadInput, message);
   ExpectFailure(Show({"fit.json", "fit.json"}), kBadInput, message);

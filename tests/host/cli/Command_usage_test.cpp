@@ -64,7 +64,7 @@ TEST_F(CommandUsage, AnUnknownCommand) {
         Mistake{{"summary", "-d", "x.csv"},
                 "There is no command 'summary'. 'qvreg describe' tells what is in a table."},
         Mistake{{"print", "fit.json"},
-                "There is no command 'print'. 'qvreg show' prints a saved fit."},
+                "There is no command 'print'. 'qvreg show' prints a saved model."},
         Mistake{{"ANOVA"},
                 "There is no command 'ANOVA'. 'qvreg compare' tests nested fits, 'qvreg fit "
                 "--anova' the terms of one."},
