@@ -14,6 +14,7 @@
 
 #include "host/Error.h"
 #include "host/Text.h"
+#include "host/cli/OtherNames.h"
 
 namespace qvhost {
 namespace {
@@ -22,97 +23,6 @@ using Words = std::span<const std::string>;
 using Names = std::vector<std::string>;
 
 constexpr const char* kHelp = "\nTry 'qvreg --help'.";
-
-/// What other programs call an option.
-struct OtherName {
-  std::string_view name;
-  /// Behind "There is no option --name"; for the commands that have all options that it names.
-  std::string_view hint;
-};
-
-constexpr std::string_view kWeightHint =
-    "--freq-weight COLUMN says how many records each stands for, --regression-weight COLUMN how "
-    "precise each is, as the weights of lm in R do";
-constexpr std::string_view kNewDataHint =
-    "give new rows without the dependent as a second --data; --predictions FILE is written with "
-    "what the model predicts. Rows that hold the dependent are fitted, too; to predict those of "
-    "test.csv alone, write --sql \"SELECT *, 1 AS w FROM 'train.csv' UNION ALL BY NAME SELECT *, 0 "
-    "AS w FROM 'test.csv'\" --freq-weight w in place of --data";
-constexpr std::string_view kFoldsHint = "--folds N fits all but each of N parts of the rows";
-constexpr std::string_view kOutputHint =
-    "--predictions FILE writes what the model predicts, --json FILE the fit, --save FILE the model";
-constexpr std::string_view kSaveHint =
-    "--save FILE saves the model as PMML, --json FILE writes the fit alone";
-constexpr std::string_view kConfidenceHint = "--confidence LEVEL sets that of the limits";
-
-constexpr std::string_view kScoresHint = "--out FILE names the file for the scores";
-constexpr std::string_view kDataHint = "--data FILE names the data";
-
-constexpr std::string_view kMarginsHint = "--margins computes average marginal effects";
-
-constexpr auto kOtherNames = std::to_array<OtherName>({
-    {"output", kOutputHint},
-    {"out", kOutputHint},
-    {"model-out", kSaveHint},
-    {"save-model", kSaveHint},
-    {"model-file", kSaveHint},
-    {"export", kSaveHint},
-    {"pmml", kSaveHint},
-    {"dump", kSaveHint},
-    {"pickle", kSaveHint},
-    {"output", kScoresHint},
-    {"predictions", kScoresHint},
-    {"formula", "--model FILE names the model, whose formula is in it"},
-    {"input", kDataHint},
-    {"file", kDataHint},
-    {"csv", kDataHint},
-    {"family", "for binomial write --model logistic, for gaussian --model linear"},
-    {"link", "--model logistic has the logit link, --model linear none"},
-    {"weight", kWeightHint},
-    {"weights", kWeightHint},
-    {"subset", "--where CONDITION chooses rows"},
-    {"newdata", kNewDataHint},
-    {"new-data", kNewDataHint},
-    {"new_data", kNewDataHint},
-    {"newdata", kDataHint},
-    {"new-data", kDataHint},
-    {"new_data", kDataHint},
-    {"test", kNewDataHint},
-    {"contrasts", "--base FACTOR=LEVEL chooses the level that the others are compared with"},
-    {"predict", kNewDataHint},
-    {"predict-on", kNewDataHint},
-    {"pred", kNewDataHint},
-    {"score", kNewDataHint},
-    {"cv", kFoldsHint},
-    {"kfold", kFoldsHint},
-    {"k-fold", kFoldsHint},
-    {"k-folds", kFoldsHint},
-    {"nfolds", kFoldsHint},
-    {"cross-validation", kFoldsHint},
-    {"crossval", kFoldsHint},
-    {"test-size", "--holdout SHARE holds that share of the rows out"},
-    {"train-size", "--holdout SHARE holds the rest of the rows out"},
-    {"random-state", "--seed N draws the lots of --holdout and --folds"},
-    {"level", kConfidenceHint},
-    {"conf.level", kConfidenceHint},
-    {"conf-level", kConfidenceHint},
-    {"conf_level", kConfidenceHint},
-    {"alpha", "--confidence LEVEL sets that of the limits, 0.95 for an alpha of 0.05"},
-    {"na.strings", "--na STRING names a text that is a missing value, again for each"},
-    {"na-strings", "--na STRING names a text that is a missing value, again for each"},
-    {"na_values", "--na STRING names a text that is a missing value, again for each"},
-    {"maxit", "--max-iterations N sets the most iterations of a logistic model"},
-    {"maxiter", "--max-iterations N sets the most iterations of a logistic model"},
-    {"nrows", "--sql \"SELECT * FROM data LIMIT 1000\" takes the first 1000 rows of --data"},
-    {"sep", "--delim CHARACTER names what separates columns"},
-    {"separator", "--delim CHARACTER names what separates columns"},
-    {"mfx", kMarginsHint},
-    {"ame", kMarginsHint},
-    {"margeff", kMarginsHint},
-    {"marginal-effects", kMarginsHint},
-    {"marginal_effects", kMarginsHint},
-    {"filter", "--where CONDITION chooses rows"},
-});
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -342,7 +252,7 @@ class CommandWords {
       Refuse(fmt::format("'{}' needs one dash: -{}{}.", word, name, value));
     }
     // Before a near name: --predictions would overwrite the file that --predict names.
-    for (const OtherName& other : kOtherNames) {
+    for (const OtherName& other : OtherNames()) {
       if (SameWord(other.name, name) && HasOptionsOf(other.hint)) {
         Refuse(fmt::format("There is no option {}; {}.", written, other.hint));
       }

@@ -143,11 +143,9 @@ TEST_F(CommandUsage, AFileOfNewRows) {
     ExpectFitRefused(
         {name, "n.csv"},
         "There is no option " + name +
-            "; give new rows without the dependent as a second --data; --predictions FILE is "
-            "written with what the model predicts. Rows that hold the dependent are fitted, too; "
-            "to predict those of test.csv alone, write --sql \"SELECT *, 1 AS w FROM 'train.csv' "
-            "UNION ALL BY NAME SELECT *, 0 AS w FROM 'test.csv'\" --freq-weight w in place of "
-            "--data.");
+            "; --save FILE saves the model, with which 'qvreg score' predicts any rows; or give "
+            "new "
+            "rows without the dependent as a second --data, and --predictions FILE has them, too.");
   }
 }
 
