@@ -124,6 +124,7 @@ TEST_F(ScoreData, TextsOfTheFitAreReadAsTexts) {
   EXPECT_EQ(Predicted(saved, "zip\n04109\n01067\n"), "19.0 15.0");
   // DuckDB takes these for numbers, and what stands in the fit's data is 01067.
   EXPECT_EQ(Predicted(saved, "zip\n4109\n1067\n"), "- -");
+  ASSERT_EQ(result_.columns.size(), 1U);
   EXPECT_EQ(result_.columns.front().unknown, 2);
   // In a table of numbers nothing else can be meant.
   WriteTable("new.parquet", "SELECT unnest([4109, 1067, 3]) AS zip");
@@ -167,6 +168,7 @@ TEST_F(ScoreData, TheReadingOfTheFitCounts) {
   WriteText("new.csv", "x;g\n2,5;a\n-9;a\n8,5;NA\n");
   ScoreOptions options = Data("new.csv");
   EXPECT_EQ(Scored(saved, options).scored, 2) << "NA is a level, -9 missing";
+  EXPECT_EQ(Scores("coalesce(predicted::VARCHAR, '') = ''"), "false true false");
   options.source.reading.decimal = '.';
   EXPECT_EQ(RefusalText(saved, options).find("'x' is text"), 0U);
   WriteTable("new.parquet", "SELECT 2.5 AS x, 'a' AS g");
