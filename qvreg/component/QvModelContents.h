@@ -59,17 +59,17 @@ struct QvTableContents {
   /// order, one behind the other: of each the codes of the effect's factors in the order of
   /// QvModelEffect::GetFactors.
   std::vector<std::vector<int>> fCombinations;
-  double fTotalFrequencyWeight = 0.0;
+  double fTotalFrequencyWeight = 0.0;   ///< Of the records used.
   double fTotalRegressionWeight = 0.0;  ///< Of frequency times regression weights.
   double fSampleSize = 0.0;             ///< The number of records.
   /// The sum of weights of the means, in units of 2^fMeanUnit, which keep it within range.
   double fMeanWeight = 0.0;
-  int fMeanUnit = 0;
+  int fMeanUnit = 0;  ///< That binary exponent.
   /// Weighted, of each covariate of the settings, of a linear model then of the dependent.
   std::vector<double> fMeans;
   /// Of a logistic model the sums of frequency times regression weights, by code.
   std::vector<double> fDependentWeights;
-  QvColumnSizeContents fSizes;
+  QvColumnSizeContents fSizes;  ///< Of the columns of the design.
 };
 
 /// How the column of a redundant parameter depends on kept ones: see
@@ -92,17 +92,15 @@ struct QvLinearEstimates {
 
 /// What a linear model of p parameters reports. A plain value.
 struct QvLinearContents {
-  QvLinearEstimates fEstimates;
+  QvLinearEstimates fEstimates;  ///< What scoring needs.
   /// The lower triangle of p + 1 rows: the covariance of the estimates but for the residual
   /// variance (see IQvRegOutputStats::GetCovarianceMatrix), then zeros for the dependent.
   std::vector<double> fCovariance;
-  /// The number of records whose products were summed; of their sums whether they were rounded,
-  /// whether the numbers were as usual as above, and whether weights and dependent were finite.
-  long long fRecordsAdded = 0;
-  bool fbProductsRounded = false;
-  bool fbProductsUsual = true;
-  bool fbWeightsFinite = true;
-  bool fbDependentsFinite = true;
+  long long fRecordsAdded = 0;     ///< The number of records whose products were summed.
+  bool fbProductsRounded = false;  ///< Whether some product was rounded before it was added.
+  bool fbProductsUsual = true;     ///< Whether all numbers were as usual as those of the estimates.
+  bool fbWeightsFinite = true;     ///< Whether every weight was.
+  bool fbDependentsFinite = true;  ///< Whether every value of the dependent was.
   /// p + 1 flags: true for a parameter that is kept, false for a redundant one and for the
   /// dependent, which is last.
   std::vector<bool> fKept;
@@ -111,14 +109,14 @@ struct QvLinearContents {
   std::optional<std::vector<double>> fScaledCovariance;
   bool fbDependentFinite = true;   ///< QvGLMOutputStats::IsDependentFinite
   long long fWeightedRecords = 0;  ///< The number of records of positive weight.
-  /// The mean squares of the residuals and of the dependent, as divided, and what follows from
-  /// them; see QvGLMOutputStats. The missing value for one that does not exist.
+  /// The mean square of the residuals, of the dependent as divided. This and the next five are the
+  /// missing value where they do not exist.
   double fResidualSum = 0.0;
-  double fTotalSum = 0.0;
-  double fMultipleRSquare = QvMV::gMissingValue;
-  double fRootMeanSquareError = QvMV::gMissingValue;
-  double fScaledError = QvMV::gMissingValue;
-  double fScaledTotal = QvMV::gMissingValue;
+  double fTotalSum = 0.0;                             ///< The same of the dependent itself.
+  double fMultipleRSquare = QvMV::gMissingValue;      ///< As a fit statistic.
+  double fRootMeanSquareError = QvMV::gMissingValue;  ///< As a fit statistic.
+  double fScaledError = QvMV::gMissingValue;  ///< QvGLMOutputStats::GetScaledRootMeanSquareError
+  double fScaledTotal = QvMV::gMissingValue;  ///< QvGLMOutputStats::GetScaledRootMeanSquareTotal
 };
 
 /// The estimates of a logistic model of p basic parameters. A plain value.
@@ -129,30 +127,30 @@ struct QvLogisticEstimates {
 
 /// What a logistic model of p basic parameters and K categories reports. A plain value.
 struct QvLogisticContents {
-  QvLogisticEstimates fEstimates;
-  long long fRecordsAdded = 0;   ///< The number of records whose products were summed.
-  std::vector<bool> fNonFinite;  ///< p flags: whether the column was not finite.
+  QvLogisticEstimates fEstimates;  ///< What scoring needs.
+  long long fRecordsAdded = 0;     ///< The number of records whose products were summed.
+  std::vector<bool> fNonFinite;    ///< p flags: whether the column was not finite.
   std::vector<QvRedundantContents> fRedundant;  ///< In ascending order of their parameters.
-  /// The lower triangles of the covariance of all estimates, p (K - 1) rows, and of that of columns
-  /// as divided; none of the latter where none is.
+  /// The lower triangle of the covariance of all estimates: p (K - 1) rows.
   std::optional<std::vector<double>> fCovariance;
+  /// The same of columns as divided; none where none is.
   std::optional<std::vector<double>> fScaledCovariance;
   /// K x K sums of frequency weights, row by row: observed by predicted category, the reference
   /// last.
   std::vector<double> fClassification;
-  double fClassifiedWeight = 0.0;  ///< The sum of all.
-  bool fbAnyClassified = false;    ///< Whether some weight was not 0.
-  QvOptimizationSummary fOptimization;
+  double fClassifiedWeight = 0.0;       ///< The sum of all.
+  bool fbAnyClassified = false;         ///< Whether some weight was not 0.
+  QvOptimizationSummary fOptimization;  ///< How the iterations ended.
 };
 
 /// A built model and all that its component reports. A plain value; see above.
 struct QvModelContents {
-  QvSettingsContents fSettings;
-  QvTableContents fTables;
-  QvLinearContents fLinear;      ///< Of a linear model; otherwise not used.
-  QvLogisticContents fLogistic;  ///< Of a logistic model; otherwise not used.
-  QvRecordCounts fRecordCounts;
-  QvCommon::QvStatus fFitStatus;  ///< That of the estimation, no error.
-  std::vector<QvCommon::QvStatus> fWarnings;
-  QvCommon::QvStatus fStatus;  ///< That of the component.
+  QvSettingsContents fSettings;               ///< What was to be fitted, and how.
+  QvTableContents fTables;                    ///< What the first pass learned.
+  QvLinearContents fLinear;                   ///< Of a linear model; otherwise not used.
+  QvLogisticContents fLogistic;               ///< Of a logistic model; otherwise not used.
+  QvRecordCounts fRecordCounts;               ///< Records read, used and left out.
+  QvCommon::QvStatus fFitStatus;              ///< That of the estimation, no error.
+  std::vector<QvCommon::QvStatus> fWarnings;  ///< IQvRegComponent::GetWarnings
+  QvCommon::QvStatus fStatus;                 ///< That of the component.
 };

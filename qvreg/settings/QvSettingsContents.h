@@ -42,22 +42,22 @@ struct QvSettingsContents {
   /// The role of each record variable, a QvConst::QvVariableType, up to the last one that has any.
   /// It is the whole of what the variables below are named to be.
   std::vector<int> fRoles;
-  int fDependent = -1;             ///< Record index.
-  std::vector<int> fFactors;       ///< Record indices.
-  std::vector<int> fFactorSizes;   ///< Of each its number of categories.
-  std::vector<int> fCovariates;    ///< Record indices.
-  int fFrequencyWeight = -1;       ///< Record index; -1 for none.
-  int fRegressionWeight = -1;      ///< Record index; -1 for none.
-  bool fbIntercept = true;         ///< GetInterceptUse
-  double fTolerance = 1e-12;       ///< GetTolerance
-  double fConfidenceLevel = 0.95;  ///< GetConfidenceLevel
-  double fDF = -1.0;               ///< GetDF
-  int fTestType = 0;               ///< GetTestType
-  int fPAdjustment = 0;            ///< GetPAdjustment
-  int fCovbType = 0;               ///< GetCovbType
-  bool fbRefined = false;          ///< GetRefineEstimates
-  int fMaxRefinements = 1;         ///< GetMaxRefinements
-  std::vector<QvEffectContents> fEffects;
+  int fDependent = -1;                     ///< Record index.
+  std::vector<int> fFactors;               ///< Record indices.
+  std::vector<int> fFactorSizes;           ///< Of each its number of categories.
+  std::vector<int> fCovariates;            ///< Record indices.
+  int fFrequencyWeight = -1;               ///< Record index; -1 for none.
+  int fRegressionWeight = -1;              ///< Record index; -1 for none.
+  bool fbIntercept = true;                 ///< GetInterceptUse
+  double fTolerance = 1e-12;               ///< GetTolerance
+  double fConfidenceLevel = 0.95;          ///< GetConfidenceLevel
+  double fDF = -1.0;                       ///< GetDF
+  int fTestType = 0;                       ///< GetTestType
+  int fPAdjustment = 0;                    ///< GetPAdjustment
+  int fCovbType = 0;                       ///< GetCovbType
+  bool fbRefined = false;                  ///< GetRefineEstimates
+  int fMaxRefinements = 1;                 ///< GetMaxRefinements
+  std::vector<QvEffectContents> fEffects;  ///< In the order of the settings.
   /// Of a logistic model; none is a linear model.
   std::optional<QvLogisticChoices> fLogistic;
 };
