@@ -22,8 +22,9 @@
 namespace qvhost {
 namespace {
 
-/// Values that are coded at once: 1 MB.
-constexpr std::size_t kBatchValues = std::size_t{1} << 17;
+/// Values that are coded at once: 256 KB, which stay in the cache of a core. Larger batches cost
+/// memory and are no faster.
+constexpr std::size_t kBatchValues = std::size_t{1} << 15;
 constexpr std::size_t kSliceRows = 4096;
 
 /// Rows that are spooled together.
