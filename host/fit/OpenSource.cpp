@@ -1,6 +1,9 @@
 #include "host/fit/OpenSource.h"
 
 #include <cstdint>
+#include <utility>
+
+#include "host/Threads.h"
 
 namespace qvhost {
 
@@ -9,6 +12,22 @@ TableSource OpenSource(const DataSource& asked, ProgressBar& progress, const Int
     if (interrupt.Requested()) throw Cancelled(interrupt.Signal());
     progress.ShowBytes("receiving", bytes);
   });
+}
+
+CodedTable CodeSource(const TableSource& source, const std::vector<ColumnRequest>& requests,
+                      SourceCoding coding, ProgressBar& progress, const Interrupt& interrupt) {
+  CodingOptions options;
+  options.keep = std::move(coding.keep);
+  options.spoolDir = coding.spoolDir;
+  options.threads = ThreadCount(coding.threads);
+  options.progress = [&](const CodingProgress& at) {
+    progress.Show(StageName(at.stage), at.share, at.rows);
+  };
+  options.cancelled = [&] {
+    source.NoteInputs();
+    return interrupt.Requested();
+  };
+  return CodeTable(source, requests, options);
 }
 
 std::string DataText(const TableSource& source, const DataSource& asked) {

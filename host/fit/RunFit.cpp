@@ -73,19 +73,11 @@ Formula ReadFormula(const FitOptions& options, const TableSource& source) {
 CodedTable Code(const TableSource& source, const Formula& formula, const ModelBinding& binding,
                 const FitOptions& options, std::vector<KeptColumn> keep, ProgressBar& progress,
                 const Interrupt& interrupt) {
-  CodingOptions coding;
-  coding.keep = std::move(keep);
-  coding.spoolDir = options.spoolDir;
-  coding.threads = ThreadCount(options.threads);
-  coding.progress = [&](const CodingProgress& at) {
-    progress.Show(StageName(at.stage), at.share, at.rows);
-  };
-  coding.cancelled = [&] {
-    source.NoteInputs();
-    return interrupt.Requested();
-  };
   try {
-    return CodeTable(source, binding.columns, coding);
+    return CodeSource(
+        source, binding.columns,
+        {.keep = std::move(keep), .spoolDir = options.spoolDir, .threads = options.threads},
+        progress, interrupt);
   } catch (const TooManyLevels& error) {
     RefuseLevelsOfDot(formula, source, error);
     throw;

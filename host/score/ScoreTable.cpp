@@ -53,22 +53,6 @@ void SettleTypes(const SavedModel& saved, const ScoreOptions& options,
   TakeTypesOf(saved, source);
 }
 
-CodedTable Code(const TableSource& source, const ScoreBinding& binding, const ScoreOptions& options,
-                std::vector<KeptColumn> keep, ProgressBar& progress, const Interrupt& interrupt) {
-  CodingOptions coding;
-  coding.keep = std::move(keep);
-  coding.spoolDir = options.spoolDir;
-  coding.threads = ThreadCount(options.threads);
-  coding.progress = [&](const CodingProgress& at) {
-    progress.Show(StageName(at.stage), at.share, at.rows);
-  };
-  coding.cancelled = [&] {
-    source.NoteInputs();
-    return interrupt.Requested();
-  };
-  return CodeTable(source, binding.requests, coding);
-}
-
 void AddColumns(const CodedTable& table, const ScoreBinding& binding, ScoreResult& result) {
   for (std::size_t i = 0; i < binding.values.size(); ++i) {
     const CodedColumn& column = table.Columns()[i];
@@ -145,8 +129,11 @@ ScoreResult ScoreTable(const SavedModel& saved, const ScoreOptions& options, Pro
     AddNotes(condition.notes, result);
     source.SetCondition(condition.sql);
   }
-  const CodedTable table =
-      Code(source, binding, options, source.Keep(kept, areTexts), progress, interrupt);
+  const CodedTable table = CodeSource(source, binding.requests,
+                                      {.keep = source.Keep(kept, areTexts),
+                                       .spoolDir = options.spoolDir,
+                                       .threads = options.threads},
+                                      progress, interrupt);
   // Some files are opened only while others are read.
   outputs.SetInputs(InputsOf(source, options.model));
   outputs.Begin();

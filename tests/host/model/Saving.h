@@ -7,12 +7,16 @@
 
 namespace qvhost {
 
-/// Runs a fit as --save does.
+/// Runs a fit as --save does, and writes its predictions where the options say so.
 [[nodiscard]] inline SavedModel FitToSave(const FitOptions& options) {
   ProgressBar none(nullptr);
   Interrupt interrupt;
   OutputFiles outputs;
-  return RunFitToSave(options, none, interrupt, outputs);
+  if (!options.predictions.empty()) outputs.Add("--predictions", options.predictions);
+  SavedModel saved = RunFitToSave(options, none, interrupt, outputs);
+  outputs.Finish();
+  outputs.Commit();
+  return saved;
 }
 
 }  // namespace qvhost

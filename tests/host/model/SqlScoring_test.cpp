@@ -11,9 +11,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "host/fit/RunFit.h"
 #include "host/formula/FormulaError.h"
-#include "tests/host/fit/Fitting.h"
+#include "tests/host/model/Saving.h"
 #include "tests/host/table/SqliteMaker.h"
 #include "tests/host/table/SqliteReader.h"
 #include "tests/host/table/TableTest.h"
@@ -62,17 +61,6 @@ std::string SqliteType(const ColumnInfo& column) {
   return column.type == "BIGINT" ? "INTEGER" : "REAL";
 }
 
-SavedModel Saved(const FitOptions& options) {
-  ProgressBar none(nullptr);
-  Interrupt interrupt;
-  OutputFiles outputs;
-  if (!options.predictions.empty()) outputs.Add("--predictions", options.predictions);
-  SavedModel model = RunFitToSave(options, none, interrupt, outputs);
-  outputs.Finish();
-  outputs.Commit();
-  return model;
-}
-
 /// A query without what ends it, for one around it.
 std::string Inner(const std::string& query) { return query.substr(0, query.rfind(';')); }
 
@@ -84,7 +72,7 @@ class SqlScoringTest : public TableTest {
     options.formula = formula;
     options.predictions = Path("predictions.parquet");
     options.keep = {"id"};
-    model_ = Saved(options);
+    model_ = FitToSave(options);
     duckDb_.Execute("CREATE OR REPLACE TABLE data AS " + sql);
     CopyToSqlite();
     const std::string file = "(FROM " + QuoteText(options.predictions) + ")";

@@ -26,7 +26,7 @@ class ScoreData : public ScoreTableTest {
  protected:
   [[nodiscard]] SavedModel Model(const std::string& formula) const {
     WriteText("in.csv", kRows);
-    return FitAndSave(OptionsOf("in.csv", formula));
+    return FitToSave(OptionsOf("in.csv", formula));
   }
 
   /// The rounded predictions for a CSV file.
@@ -77,7 +77,7 @@ TEST_F(ScoreData, CombinationsOfLevelsThatTheFitDidNotHaveAreCountedApart) {
   EXPECT_EQ(Predicted(Model("y ~ g:C(year)"), "g,year\na,2001\nb,2001\na,2003\n"),
             "11.0 21.0 13.0");
   WriteText("in.csv", "y,g,h\n1,a,p\n2,a,q\n3,b,p\n");
-  EXPECT_EQ(Predicted(FitAndSave(OptionsOf("in.csv", "y ~ g:h")), "g,h\nb,p\nb,q\n"), "3.0 -");
+  EXPECT_EQ(Predicted(FitToSave(OptionsOf("in.csv", "y ~ g:h")), "g,h\nb,p\nb,q\n"), "3.0 -");
   EXPECT_EQ(result_.unseen, 1);
   EXPECT_EQ(result_.incomplete, 0);
 }
@@ -163,7 +163,7 @@ TEST_F(ScoreData, TheReadingOfTheFitCounts) {
   FitOptions fit = OptionsOf("comma.csv", "y ~ x + g");
   fit.source.reading.decimal = ',';
   fit.source.na = {"-9"};
-  const SavedModel saved = FitAndSave(fit);
+  const SavedModel saved = FitToSave(fit);
   ASSERT_EQ(saved.reading.na, Strings{"-9"});
   WriteText("new.csv", "x;g\n2,5;a\n-9;a\n8,5;NA\n");
   ScoreOptions options = Data("new.csv");
@@ -234,7 +234,7 @@ TEST_F(ScoreData, KeptColumnsStandBefore) {
 
 TEST_F(ScoreData, RowsOfAnyNumberKeepTheirOrder) {
   WriteTable("line.parquet", "SELECT i AS x, 3.0 * i + 1 AS y FROM range(9) t(i)");
-  const SavedModel saved = FitAndSave(OptionsOf("line.parquet", "y ~ x"));
+  const SavedModel saved = FitToSave(OptionsOf("line.parquet", "y ~ x"));
   WriteTable("many.parquet", "SELECT i AS id, i % 1000 AS x FROM range(300000) t(i)");
   for (const int threads : {1, 3}) {
     ScoreOptions options = Data("many.parquet");

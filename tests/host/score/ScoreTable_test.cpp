@@ -111,7 +111,7 @@ TEST_P(ScoreBits, AreThoseOfTheFit) {
   FitOptions fit = OptionsOf(GetParam().file, GetParam().formula);
   if (GetParam().change != nullptr) GetParam().change(fit);
   fit.predictions = Path("fit.parquet");
-  const SavedModel saved = FitAndSave(fit);
+  const SavedModel saved = FitToSave(fit);
   ScoreOptions options = Data(GetParam().file);
   options.source.table = fit.source.table;
   options.source.sql = fit.source.sql;
@@ -250,7 +250,7 @@ class ScoreIntervals : public ScoreTableTest {
     options.out = Path("scores.csv");
     options.interval = true;
     options.confidence = 0.9;
-    return Scored(FitAndSave(fit), options);
+    return Scored(FitToSave(fit), options);
   }
 };
 

@@ -3,27 +3,14 @@
 #include <string>
 #include <utility>
 
-#include "host/fit/FitOptions.h"
 #include "host/fit/Interrupt.h"
 #include "host/fit/OutputFiles.h"
 #include "host/fit/ProgressBar.h"
-#include "host/fit/RunFit.h"
 #include "host/fit/SavedModel.h"
 #include "host/score/ScoreTable.h"
+#include "tests/host/model/Saving.h"
 
 namespace qvhost {
-
-/// Fits a model to be saved, and writes its predictions where the options say so.
-inline SavedModel FitAndSave(const FitOptions& options) {
-  ProgressBar none(nullptr);
-  Interrupt interrupt;
-  OutputFiles outputs;
-  if (!options.predictions.empty()) outputs.Add("--predictions", options.predictions);
-  SavedModel saved = RunFitToSave(options, none, interrupt, outputs);
-  outputs.Finish();
-  outputs.Commit();
-  return saved;
-}
 
 /// Scores a table with a model that is in no file.
 inline ScoreResult Scored(const SavedModel& saved, ScoreOptions options) {
