@@ -115,6 +115,18 @@ void ExpectSameRows(const CFit& fit, const IQvRegOutputStats& stats,
   }
 }
 
+/// Expects results, scores and rows to be those of the C++ component, also once the model was
+/// written and restored.
+void ExpectSame(const CFit& fit, IQvRegComponent& expected, const IQvRegOutputStats& stats,
+                const std::vector<QvCommon::Record>& records) {
+  const CFit restored = Restored(ModelOf(fit.component));
+  for (const CFit* each : {&fit, &restored}) {
+    ExpectSameResults(each->results, stats);
+    ExpectSameScores(*each, expected, stats, records);
+    ExpectSameRows(*each, stats, records);
+  }
+}
+
 class LinearAgreement : public testing::TestWithParam<std::string> {};
 
 TEST_P(LinearAgreement, IsToTheLastBit) {
@@ -124,9 +136,7 @@ TEST_P(LinearAgreement, IsToTheLastBit) {
     if (refine) settings->Refined();
     FittedModel expected(settings->Get(), reference.table.records);
     const CFit fit = CFitOf(settings->Get(), reference.table.records);
-    ExpectSameResults(fit.results, expected.Stats());
-    ExpectSameScores(fit, expected.Component(), expected.Stats(), reference.table.records);
-    ExpectSameRows(fit, expected.Stats(), reference.table.records);
+    ExpectSame(fit, expected.Component(), expected.Stats(), reference.table.records);
   }
 }
 
@@ -147,9 +157,7 @@ TEST_P(LogisticAgreement, IsToTheLastBit) {
     LogisticFit& expected = run.Fit();
     const std::vector<QvCommon::Record>& records = reference.table.records;
     const CFit fit = CFitOf(expected.Component().GetCompSettings(), records);
-    ExpectSameResults(fit.results, expected.Stats());
-    ExpectSameScores(fit, expected.Component(), expected.Stats(), records);
-    ExpectSameRows(fit, expected.Stats(), records);
+    ExpectSame(fit, expected.Component(), expected.Stats(), records);
   }
 }
 

@@ -204,19 +204,42 @@ CComponent CComponentOf(const CSettings& settings) {
   });
 }
 
+namespace {
+
+CResults ResultsOf(const CComponent& component) {
+  return Made<CResults>([&](qvreg_results** results, qvreg_error* e) {
+    return qvreg_component_get_results(component.get(), results, e);
+  });
+}
+
+}  // namespace
+
 CFit CFitOf(const CSettings& settings, const CSource& source) {
   CFit fit{CComponentOf(settings), nullptr};
   Require(
       [&](qvreg_error* e) { return qvreg_component_build(fit.component.get(), source.get(), e); });
-  fit.results = Made<CResults>([&](qvreg_results** results, qvreg_error* e) {
-    return qvreg_component_get_results(fit.component.get(), results, e);
-  });
+  fit.results = ResultsOf(fit.component);
   return fit;
 }
 
 CFit CFitOf(const QvRegSettings& settings, const std::vector<QvCommon::Record>& records) {
   CRecordFeed feed(records);
   return CFitOf(CSettingsOf(settings), feed.Source());
+}
+
+CBytes ModelOf(const CComponent& component) {
+  return Made<CBytes>([&](qvreg_bytes** model, qvreg_error* e) {
+    return qvreg_component_write(component.get(), model, e);
+  });
+}
+
+CFit Restored(const CBytes& model) {
+  CFit fit;
+  fit.component = Made<CComponent>([&](qvreg_component** component, qvreg_error* e) {
+    return qvreg_component_restore(model.get(), component, e);
+  });
+  fit.results = ResultsOf(fit.component);
+  return fit;
 }
 
 CColumns::CColumns(const std::vector<QvCommon::Record>& records) : nRecords_(records.size()) {

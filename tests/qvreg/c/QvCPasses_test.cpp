@@ -120,30 +120,16 @@ TEST(CSettingsBytes, AreOfValidSettingsOnly) {
   EXPECT_EQ(bytes, nullptr);
 }
 
-CBytes ModelOf(const CComponent& component) {
-  return Made<CBytes>([&](qvreg_bytes** model, qvreg_error* e) {
-    return qvreg_component_write(component.get(), model, e);
-  });
-}
-
-CComponent Restored(const CBytes& model) {
-  return Made<CComponent>([&](qvreg_component** component, qvreg_error* e) {
-    return qvreg_component_restore(model.get(), component, e);
-  });
-}
-
 TEST_P(CPasses, AModelIsRestoredToTheLastBit) {
   CFit fit = CFitOf(Settings(), CColumns(records_).Source());
   const CBytes model = ModelOf(fit.component);
   fit.component.reset();
   fit.results.reset();
-  const CComponent restored = Restored(model);
+  const CFit again = Restored(model);
+  const CComponent& restored = again.component;
   RandomModel cpp(GetParam());
   FittedModel expected(cpp.Get(), records_);
-  const CResults results = Made<CResults>([&](qvreg_results** made, qvreg_error* e) {
-    return qvreg_component_get_results(restored.get(), made, e);
-  });
-  ExpectSameResults(results, expected.Stats());
+  ExpectSameResults(again.results, expected.Stats());
   EXPECT_EQ(DataOf(ModelOf(restored).get()), DataOf(model.get()));
   Bytes bytes;
   ASSERT_FALSE(expected.Component().WriteModel(bytes).IsError());
