@@ -51,11 +51,11 @@ struct TextView {
 };
 
 /// Makes the view `view` of text files: DuckDB says how the files are written and of what types
-/// their columns are, as far as the options do not; missing strings are no values. Throws
+/// their columns are, as far as is not asked for; missing strings are no values. Throws
 /// QueryError when DuckDB cannot read the files, Error (kBadInput) for a type of a column that
 /// there is not.
 [[nodiscard]] TextView ShowTextFile(Connection& connection, MissingFunction& missing,
                                     const MissingStrings& strings, const std::string& view,
-                                    const TextFiles& files, const ReadingOptions& options);
+                                    const TextFiles& files, const ReadingOptions& asked);
 
 }  // namespace qvhost
