@@ -193,7 +193,7 @@ TEST_F(SpoolFileTest, TellsWhenAFileMayNotGrow) {
   EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
   EXPECT_EQ(refusal.text, "The temporary file in the folder '" + folder_.string() +
                               "' cannot be written (" + std::strerror(EFBIG) +
-                              "); 2 MB were needed so far. Name a folder with more room with "
+                              "); 1 MB were needed so far. Name a folder with more room with "
                               "--spool-dir.");
 }
 
@@ -232,7 +232,7 @@ TEST_F(SpoolFileTest, TellsWhenTheDiskIsFull) {
   EXPECT_EQ(refusal.code, ExitCode::kRunFailed);
   EXPECT_EQ(refusal.text, "The temporary file in the folder '" + folder_.string() +
                               "' cannot be written (" + std::strerror(ENOSPC) +
-                              "); 2 MB were needed so far. Name a folder with more room with "
+                              "); 1 MB were needed so far. Name a folder with more room with "
                               "--spool-dir.");
 }
 
