@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/fit/FitPlots.h"
 #include "host/fit/ValidationResult.h"
 #include "host/inference/Inference.h"
 #include "host/inference/LinearQuality.h"
@@ -303,8 +304,9 @@ struct FitResult {
   /// The largest Cook's distances, where they were asked for.
   std::optional<std::vector<InfluentialRecord>> influential = std::nullopt;
   std::optional<ValidationResult> validation = std::nullopt;
-  std::vector<std::string> warnings;  ///< Sentences about anything suspicious.
-  long statusCode = 0;                ///< Of the library: 0, or that of its last warning.
+  std::optional<FitPlots> plots = std::nullopt;  ///< Where a report was asked for.
+  std::vector<std::string> warnings;             ///< Sentences about anything suspicious.
+  long statusCode = 0;  ///< Of the library: 0, or that of its last warning.
   std::string statusMessage;
 };
 

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/fit/ValidationResult.h"
+
+namespace qvhost {
+
+/// Records in a plane. Up to kMostPoints records are points; more are counted in rectangles of one
+/// size. A plain value.
+struct ScatterPlot {
+  struct Cell {
+    double x = 0.0;  ///< Of the record; of a rectangle its lower ends.
+    double y = 0.0;
+    double weight = 1.0;  ///< Sum of the frequency weights.
+  };
+  std::optional<std::array<double, 2>> size = std::nullopt;  ///< Of a rectangle; none: points.
+  std::vector<Cell> cells = {};                              ///< By x, then by y.
+
+  static constexpr long long kMostPoints = 5000;
+};
+
+/// A residual beside the one that a normal distribution would have in its place.
+struct QuantilePoint {
+  double normal = 0.0;
+  double residual = 0.0;  ///< Standardized.
+};
+
+/// What a report draws of a linear model, over the records used, in the units of the dependent.
+struct LinearPlots {
+  ScatterPlot residuals;                 ///< x: fitted, y: residual.
+  ScatterPlot observed;                  ///< x: fitted, y: observed.
+  ScatterPlot leverage;                  ///< x: leverage, y: standardized residual.
+  std::vector<QuantilePoint> quantiles;  ///< Ascending; of many records some.
+};
+
+/// How well the probability of a level tells the records that have it from all others.
+struct RocCurve {
+  struct Point {
+    double falsePositive = 0.0;
+    double truePositive = 0.0;
+  };
+  std::string level;
+  std::optional<double> area;  ///< Of all records, whatever points are kept.
+  std::vector<Point> points;   ///< From (0, 0) to (1, 1).
+};
+
+/// An iteration of a logistic estimation.
+struct IterationPoint {
+  int iteration = 0;  ///< 0 for the start.
+  double logLikelihood = 0.0;
+  int halvings = 0;
+};
+
+/// What a report draws of a logistic model.
+struct LogisticPlots {
+  std::vector<IterationPoint> iterations;
+  std::vector<RocCurve> curves;               ///< Of the most frequent levels, in the fit's order.
+  std::vector<CalibrationGroup> calibration;  ///< Of the same levels.
+  bool heldOut = false;  ///< Curves and calibration are over records that the fit did not see.
+};
+
+/// What `--report` draws beside the tables. A plain value; one of the two is there.
+struct FitPlots {
+  std::optional<LinearPlots> linear = std::nullopt;
+  std::optional<LogisticPlots> logistic = std::nullopt;
+};
+
+}  // namespace qvhost
