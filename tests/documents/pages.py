@@ -5,6 +5,7 @@ What a document may hold, and what becomes of it:
 - ```console: lines `$ COMMAND`, each with what it prints behind it. A command goes on behind a `\\` at
   the end of its line and through a here-document. It is run, and what it prints is compared. A command
   that fails must be followed by `$ echo $?`.
+- ```sh: commands that must succeed; what they print is not shown, and not compared.
 - ```r and ```python: one session of each per document. What a block prints stands in a block ```text
   behind it; without one it prints nothing.
 - ```cpp and ```c: compiled. A fragment says in a comment before it what stands around it:

@@ -25,6 +25,8 @@ import sessions
 
 ROOT = Path(__file__).resolve().parents[2]
 COMPILED = ("c", "cpp")
+# Kinds of blocks that nothing could run, and why.
+EXEMPT = {"mermaid": "a drawing"}
 SESSIONS = ("python", "r")
 
 
@@ -85,10 +87,11 @@ class Run:
             block = blocks[at]
             at += 1
             place = f"{self.name}:{block.line}"
-            if block.exempt:
-                self.exempt.append((place, block.exempt))
-            elif block.language == "run":
-                self._run_hidden(block, folder)
+            reason = block.exempt or EXEMPT.get(block.language)
+            if reason:
+                self.exempt.append((place, reason))
+            elif block.language in ("run", "sh"):
+                self._run_lines(block, folder)
             elif block.language == "console":
                 self._run_console(block, folder)
             elif block.language in SESSIONS:
@@ -101,10 +104,11 @@ class Run:
                 self.failures.append(f"{place}: a block of '{block.language}' is neither run nor compiled: "
                                      "say why in a comment before it, <!-- not run: REASON -->")
 
-    def _run_hidden(self, block, folder):
-        printed, code = sessions.run_command("\n".join(block.text), folder, self._env)
+    def _run_lines(self, block, folder):
+        self.counts["commands"] += sum(not line.startswith(" ") for line in block.text)
+        printed, code = sessions.run_command("\n".join(["set -e"] + block.text), folder, self._env)
         if code:
-            self._fail(block.line, "a comment's commands", [f"exit code {code}"] + printed)
+            self._fail(block.line, "the block's commands", [f"exit code {code}"] + printed)
 
     def _run_console(self, block, folder):
         try:
@@ -244,7 +248,7 @@ def main():
     parser.add_argument("--include", action="append", default=[], help="folder of the built headers")
     parser.add_argument("--library", help="the shared library, whose texts of codes are compared")
     parser.add_argument("--write", action="store_true", help="put what was printed into the documents")
-    arguments = parser.parse_args()
+    arguments = parser.parse_intermixed_args()
 
     good = arguments.write or bool(arguments.pages) or run_unit_tests(arguments.library)
     names = arguments.pages or ["README.md"] + sorted(f"docs/{file.name}" for file in (ROOT / "docs").glob("*.md"))

@@ -104,8 +104,13 @@ class WholeDocument(unittest.TestCase):
         self.assertIn("ZeroDivisionError", self.failures("```python\n1 / 0\n```\n")[0])
 
     def test_a_block_that_nothing_runs_needs_a_reason(self):
-        self.assertEqual(len(self.failures("```sh\nls\n```\n")), 1)
-        self.assertEqual(self.failures("<!-- not run: it lists files -->\n```sh\nls\n```\n"), [])
+        self.assertEqual(len(self.failures("```cmake\nx()\n```\n")), 1)
+        self.assertEqual(self.failures("<!-- not run: a fragment -->\n```cmake\nx()\n```\n"), [])
+
+    def test_commands_that_show_no_output_must_succeed(self):
+        self.assertEqual(self.failures("```sh\necho 1\ntrue\n```\n"), [])
+        self.assertEqual(len(self.failures("```sh\nfalse\ntrue\n```\n")), 1)
+        self.assertEqual(len(self.failures("<!-- run: false -->\n")), 1)
 
     def test_a_link_to_nowhere_is_told(self):
         self.assertEqual(len(self.failures("[a](none.md) [b](#c)\n")), 2)

@@ -1,9 +1,7 @@
 // Formulas through the command: what it refuses, which records it uses, the document's examples.
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -96,36 +94,6 @@ TEST_F(CommandFormula, NothingOfTheFormulaIsRead) {
       "sex, body_mass.\n"
       "  y ~ `age\"); DROP TABLE data; --`\n"
       "      ^");
-}
-
-/// The words of a command line; double quotes hold one together.
-std::vector<std::string> WordsOf(const std::string& line) {
-  std::vector<std::string> words(1);
-  bool quoted = false;
-  for (const char c : line) {
-    if (c == '"') {
-      quoted = !quoted;
-    } else if (c == ' ' && !quoted) {
-      words.emplace_back();
-    } else {
-      words.back() += c;
-    }
-  }
-  return words;
-}
-
-TEST(CommandFormulaDocument, ItsExamplesRun) {
-  const std::filesystem::path root = QVREG_EXAMPLE_DATA "/../..";
-  std::ifstream file(root / "docs/formula.md");
-  int count = 0;
-  for (std::string line; std::getline(file, line);) {
-    constexpr std::string_view kStart = "    qvreg ";
-    if (!line.starts_with(kStart)) continue;
-    const CommandResult result = CommandRun(WordsOf(line.substr(kStart.size()))).In(root).Run();
-    EXPECT_EQ(result.exitCode, 0) << line << '\n' << result.err;
-    ++count;
-  }
-  EXPECT_GE(count, 8);
 }
 
 }  // namespace
