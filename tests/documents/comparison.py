@@ -4,7 +4,7 @@ Everything counts but blanks at the ends of lines, blank lines at the start and 
 
 - numbers of 15 or more significant digits, which are doubles written in full: 12 digits count, since
   their last bits depend on the processor's arithmetic;
-- durations such as `0.31 s` and `12 ms`;
+- measures of a run, such as `0.31 s`, `12 ms` and `70 MB`;
 - in sessions of R and Python, the last digit of a number with a decimal point, by one unit: their
   arithmetic depends on the libraries that are installed.
 
@@ -16,7 +16,7 @@ import re
 from decimal import Decimal
 
 _NUMBER = re.compile(r"(?<![\w.])[-+]?\d+(?:\.\d+)?(?:[eE][-+]?\d+)?(?![\w.]*\w)")
-_DURATION = re.compile(r"(?<![\w.])\d+(?:\.\d+)? (?:ms|s|seconds?|minutes?)(?!\w)")
+_MEASURE = re.compile(r"(?<![\w.])\d+(?:\.\d+)? (?:ms|s|seconds?|minutes?|KB|MB|GB)(?!\w)")
 ELLIPSES = ("…", "[...]")
 _FULL = 15
 _RELATIVE = Decimal("1e-12")
@@ -43,8 +43,8 @@ def same_number(expected, printed, units=0):
 
 
 def same_line(expected, printed, units=0):
-    expected = _DURATION.sub("TIME", expected.rstrip())
-    printed = _DURATION.sub("TIME", printed.rstrip())
+    expected = _MEASURE.sub("MEASURE", expected.rstrip())
+    printed = _MEASURE.sub("MEASURE", printed.rstrip())
     if expected == printed:
         return True
     if _NUMBER.sub("#", expected) != _NUMBER.sub("#", printed):

@@ -38,8 +38,8 @@ class Comparison(unittest.TestCase):
         self.assertFalse(self.same("a\nc", "a\nb\nc"))
         self.assertFalse(self.same("", "a"))
 
-    def test_durations_are_masked_and_other_numbers_are_not(self):
-        self.assertTrue(self.same("took 0.31 s, 7 rows", "took 12.5 s, 7 rows"))
+    def test_durations_and_memory_are_masked_and_other_numbers_are_not(self):
+        self.assertTrue(self.same("took 0.31 s, 70 MB, 7 rows", "took 12.5 s, 83 MB, 7 rows"))
         self.assertFalse(self.same("took 0.31 s, 7 rows", "took 0.31 s, 8 rows"))
         self.assertFalse(self.same("2 sales", "3 sales"))
 
