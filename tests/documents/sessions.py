@@ -8,6 +8,8 @@ import sys
 
 _END = "end-of-block-7f3a"
 _SECONDS = 120
+# What a machine may lack: blocks that load it are skipped there, and counted. All else must be there.
+OPTIONAL = {"r": ("nnet", "sandwich"), "python": ("pandas", "sklearn", "statsmodels")}
 
 _PYTHON = r"""
 import sys
@@ -87,17 +89,17 @@ def python():
 
 
 def missing(language, lines):
-    """Of what a block of R or Python loads, what is not installed."""
+    """Of the optional packages that a block of R or Python loads, what is not installed."""
     text = "\n".join(lines)
     if language == "r":
         if not shutil.which("R"):
             return ["R"]
-        names = set(re.findall(r"\blibrary\((\w+)\)|\b(\w+)::", text))
-        return [name for name in sorted(one or other for one, other in names)
-                if _fails(["Rscript", "--vanilla", "-e", f"loadNamespace('{name}')"])]
-    names = set(re.findall(r"^\s*(?:import|from)\s+(\w+)", text, re.M))
-    return [name for name in sorted(names) if _fails([python(), "-c", f"import importlib.util, sys; "
-                                                     f"sys.exit(not importlib.util.find_spec('{name}'))"])]
+        names = re.findall(r"\blibrary\((\w+)\)", text)
+        return [name for name in OPTIONAL["r"]
+                if name in names and _fails(["Rscript", "--vanilla", "-e", f"loadNamespace('{name}')"])]
+    names = re.findall(r"^\s*(?:import|from)\s+(\w+)", text, re.M)
+    find = "import importlib.util, sys; sys.exit(not importlib.util.find_spec(sys.argv[1]))"
+    return [name for name in OPTIONAL["python"] if name in names and _fails([python(), "-c", find, name])]
 
 
 def _fails(program):

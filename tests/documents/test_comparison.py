@@ -4,10 +4,12 @@ import sys
 import tempfile
 import unittest
 from pathlib import Path
+from unittest import mock
 
 import comparison
 import pages
 import run
+import sessions
 
 
 class Comparison(unittest.TestCase):
@@ -80,11 +82,14 @@ class WholeDocument(unittest.TestCase):
     """A document is run with a stand-in for the command."""
 
     def failures(self, text):
+        return self.run_text(text).failures
+
+    def run_text(self, text):
         with tempfile.TemporaryDirectory(dir=run.ROOT / "build") as folder:
             path = Path(folder) / "page.md"
             path.write_text(text, encoding="utf-8")
             name = str(path.relative_to(run.ROOT))
-            return run.Run(name, Path(sys.executable), []).run().failures
+            return run.Run(name, Path(sys.executable), []).run()
 
     def test_what_is_right_passes(self):
         self.assertEqual(self.failures("# A\n\n[a](#a)\n\n```console\n$ echo 1.5\n1.5\n$ (exit 3)\n$ echo $?\n3\n```\n"
@@ -111,6 +116,16 @@ class WholeDocument(unittest.TestCase):
         self.assertEqual(self.failures("```sh\necho 1\ntrue\n```\n"), [])
         self.assertEqual(len(self.failures("```sh\nfalse\ntrue\n```\n")), 1)
         self.assertEqual(len(self.failures("<!-- run: false -->\n")), 1)
+
+    def test_what_a_machine_lacks_is_skipped_and_counted_with_what_rests_on_it(self):
+        with mock.patch.dict(sessions.OPTIONAL, python=("none_such",)):
+            found = self.run_text("```python\nimport none_such\n```\n```python\nprint(1)\n```\n")
+        self.assertEqual(found.failures, [])
+        self.assertEqual(len(found.skipped), 2)
+        self.assertEqual(found.counts["sessions"], 0)
+
+    def test_another_module_that_is_missing_is_told(self):
+        self.assertIn("none_such", self.failures("```python\nimport none_such\n```\n")[0])
 
     def test_a_link_to_nowhere_is_told(self):
         self.assertEqual(len(self.failures("[a](none.md) [b](#c)\n")), 2)
