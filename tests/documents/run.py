@@ -154,6 +154,8 @@ class Run:
         self._compare(told, f"the block of {language}", printed, 1)
 
     def _compare(self, command, what, printed, units):
+        if comparison.is_ellipsis_alone(command.output):
+            self._fail(command.line, what, ["the output is an ellipsis alone, which anything matches: use a block of sh"])
         found = comparison.difference(command.output, printed, units)
         if found is None:
             return

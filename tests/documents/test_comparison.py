@@ -108,6 +108,9 @@ class WholeDocument(unittest.TestCase):
     def test_a_session_that_ends_is_told(self):
         self.assertIn("ZeroDivisionError", self.failures("```python\n1 / 0\n```\n")[0])
 
+    def test_an_output_of_an_ellipsis_alone_is_told(self):
+        self.assertIn("ellipsis alone", self.failures("```console\n$ echo 1\n…\n```\n")[0])
+
     def test_a_block_that_nothing_runs_needs_a_reason(self):
         self.assertEqual(len(self.failures("```cmake\nx()\n```\n")), 1)
         self.assertEqual(self.failures("<!-- not run: a fragment -->\n```cmake\nx()\n```\n"), [])
