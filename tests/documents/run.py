@@ -9,6 +9,7 @@ comparison and of the codes in docs/statuses.md run first.
 """
 
 import argparse
+import functools
 import os
 import re
 import shutil
@@ -195,7 +196,9 @@ def _as_shown(command, printed):
     return before + lines + after if lines else after
 
 
-_anchors = {}
+@functools.cache
+def anchors_of(file):
+    return pages.read_page(file.name, file.read_text(encoding="utf-8").splitlines()).anchors
 
 
 def link_problem(name, page, target):
@@ -208,12 +211,7 @@ def link_problem(name, page, target):
         return f"the link leads to no file: {target}"
     if not anchor:
         return None
-    if path and file.suffix == ".md":
-        if file not in _anchors:
-            _anchors[file] = pages.read_page(path, file.read_text(encoding="utf-8").splitlines()).anchors
-        known = _anchors[file]
-    else:
-        known = page.anchors
+    known = anchors_of(file) if path and file.suffix == ".md" else page.anchors
     return None if anchor in known else f"the link leads to no heading: {target}"
 
 
