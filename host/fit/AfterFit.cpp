@@ -7,6 +7,7 @@
 #include "host/Threads.h"
 #include "host/fit/CovarianceTable.h"
 #include "host/fit/Diagnostics.h"
+#include "host/fit/DrawLinear.h"
 #include "host/fit/Predictions.h"
 #include "host/fit/RecordDigest.h"
 #include "host/fit/ScaledEstimates.h"
@@ -66,7 +67,8 @@ void AfterFit::CheckClusters() const {
 void AfterFit::Begin(const ModelRun& run) {
   run_ = &run;
   const bool isRobust = options_.covariance != CovarianceKind::kModel;
-  if (!isRobust && !options_.influential && options_.diagnostics.empty()) return;
+  const bool isDrawn = options_.plots && binding_.kind == ModelKind::kLinear;
+  if (!isRobust && !isDrawn && !options_.influential && options_.diagnostics.empty()) return;
   model_.emplace(FittedModelOf(run, validator_, binding_, options_));
   if (!isRobust) return;
   robust_ = ComputeRobustCovariance(table_, *model_,
@@ -94,6 +96,7 @@ void AfterFit::Finish(FitResult& result) {
   Digest(result);
   Predict(result);
   Diagnose(result);
+  Draw(result);
   WriteMatrix(result);
 }
 
@@ -154,6 +157,16 @@ void AfterFit::Diagnose(FitResult& result) const {
           result);
   result.diagnostics = options_.diagnostics;
   result.rowsDiagnosed = table_.RecordCount();
+}
+
+void AfterFit::Draw(FitResult& result) const {
+  if (!options_.plots) return;
+  FitPlots& plots = result.plots.emplace();
+  if (binding_.kind == ModelKind::kLinear) {
+    plots.linear = DrawLinear(table_, *model_, options_.spoolDir, Walk("plotting"));
+  } else {
+    plots.logistic.emplace().iterations = run_->Iterations();
+  }
 }
 
 void AfterFit::WriteMatrix(FitResult& result) const {

@@ -24,7 +24,8 @@
 namespace qvhost {
 
 /// What the options ask for beside the fit itself, over the records of the table one by one,
-/// however the model was fitted to them: robust errors, means, predictions, diagnostics.
+/// however the model was fitted to them: robust errors, means, predictions, diagnostics,
+/// plots but for those that Validation adds.
 ///
 /// Borrows all that it is made of. One thread at a time. Throws Error and Cancelled as the passes
 /// do that it makes.
@@ -59,6 +60,7 @@ class AfterFit {
   void Digest(FitResult& result) const;
   void Predict(FitResult& result) const;
   void Diagnose(FitResult& result) const;
+  void Draw(FitResult& result) const;
   void WriteMatrix(FitResult& result) const;
   void ComputeMeans(FitResult& result);
 

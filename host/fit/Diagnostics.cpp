@@ -1,15 +1,12 @@
 #include "host/fit/Diagnostics.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <memory>
 #include <numeric>
 #include <optional>
 #include <span>
 
-#include "host/fit/ModelBinding.h"
-#include "host/fit/ScaledEstimates.h"
 #include "host/fit/ScoredRows.h"
 #include "host/inference/Inference.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
@@ -22,8 +19,7 @@ using Type = WrittenColumn::Type;
 
 class LinearDiagnosis final : public RowScorer {
  public:
-  explicit LinearDiagnosis(const FittedModel& model)
-      : fit_(model), exponent_(ScaledEstimatesOf(model.output).dependentExponent) {}
+  explicit LinearDiagnosis(const FittedModel& model) : fit_(model) {}
 
   [[nodiscard]] std::vector<WrittenColumn> Columns() const override {
     return {{"fitted", Type::kNumber},       {"residual", Type::kNumber},
@@ -33,10 +29,9 @@ class LinearDiagnosis final : public RowScorer {
 
   void Score(const QvCommon::Record& record, std::span<double> row) override {
     if (!fit_.Read(record)) return;
-    const double fitted = std::ldexp(fit_.Predicted(), exponent_);
     std::size_t column = 0;
     for (const std::optional<double>& value :
-         {Finite(fitted), Finite(record[ModelBinding::kDependent] - fitted), fit_.Standardized(),
+         {Finite(fit_.Fitted()), Finite(fit_.Observed() - fit_.Fitted()), fit_.Standardized(),
           fit_.Studentized(), fit_.Leverage(), fit_.CooksDistance()}) {
       row[column++] = value.value_or(kNoScore);
     }
@@ -44,7 +39,6 @@ class LinearDiagnosis final : public RowScorer {
 
  private:
   LinearRecordFit fit_;
-  int exponent_;
 };
 
 class LogisticDiagnosis final : public RowScorer {

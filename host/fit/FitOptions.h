@@ -72,6 +72,7 @@ struct FitOptions {
   std::string diagnostics;     ///< File for residuals and leverages of records; empty for none.
   bool influential = false;    ///< Find the most influential records.
   bool digest = false;         ///< Make a digest of the records used.
+  bool plots = false;          ///< Compute what a report draws, see FitPlots.
   bool strict = false;         ///< An estimation that does not converge is a failure.
   std::string save;            ///< File for the model; empty for none.
   std::string predictions;     ///< File for the predicted values; empty for none.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,7 +11,8 @@
 namespace qvhost {
 
 /// Records in a plane. Up to kMostPoints records are points; more are counted in rectangles of one
-/// size. A plain value.
+/// size. Records that lack one of the two numbers are left out; of none there are no cells. A plain
+/// value.
 struct ScatterPlot {
   struct Cell {
     double x = 0.0;  ///< Of the record; of a rectangle its lower ends.
@@ -23,7 +25,10 @@ struct ScatterPlot {
   static constexpr long long kMostPoints = 5000;
 };
 
-/// A residual beside the one that a normal distribution would have in its place.
+/// A residual beside the one that a normal distribution would have in its place: the quantile of
+/// (i - 1/2) / n for the i-th of n records (Hazen, Storage to Be Provided in Impounding Reservoirs
+/// for Municipal Water Supply, Transactions of the ASCE 77, 1914), each counted as often as its
+/// frequency weight says and placed in the middle of these. R's qqnorm does so above ten records.
 struct QuantilePoint {
   double normal = 0.0;
   double residual = 0.0;  ///< Standardized.
@@ -37,7 +42,9 @@ struct LinearPlots {
   std::vector<QuantilePoint> quantiles;  ///< Ascending; of many records some.
 };
 
-/// How well the probability of a level tells the records that have it from all others.
+/// How well the probability of a level tells the records that have it from all others. Of two
+/// levels there is that of the first alone. Without records of both kinds there is no area and no
+/// point.
 struct RocCurve {
   struct Point {
     double falsePositive = 0.0;
@@ -45,7 +52,9 @@ struct RocCurve {
   };
   std::string level;
   std::optional<double> area;  ///< Of all records, whatever points are kept.
-  std::vector<Point> points;   ///< From (0, 0) to (1, 1).
+  std::vector<Point> points;   ///< From (0, 0) to (1, 1), up to kMostPoints; neither falls.
+
+  static constexpr std::size_t kMostPoints = 200;
 };
 
 /// An iteration of a logistic estimation.
@@ -58,9 +67,13 @@ struct IterationPoint {
 /// What a report draws of a logistic model.
 struct LogisticPlots {
   std::vector<IterationPoint> iterations;
-  std::vector<RocCurve> curves;               ///< Of the most frequent levels, in the fit's order.
+  /// Of the most frequent levels, up to kMostLevels, in the fit's order. Empty, as the calibration,
+  /// where the probabilities are too many to be sorted.
+  std::vector<RocCurve> curves;
   std::vector<CalibrationGroup> calibration;  ///< Of the same levels.
   bool heldOut = false;  ///< Curves and calibration are over records that the fit did not see.
+
+  static constexpr std::size_t kMostLevels = 8;
 };
 
 /// What `--report` draws beside the tables. A plain value; one of the two is there.

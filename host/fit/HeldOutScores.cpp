@@ -67,7 +67,7 @@ class Scorer {
   }
 
   void Add(const QvCommon::Record& record, Worker& worker, HeldOutScores& scores) const {
-    if (!IsHeldOut(record[scoring_.part])) return;
+    if (scoring_.part >= 0 && !IsHeldOut(record[scoring_.part])) return;
     const auto count = scoring_.count < 0 ? 1LL : static_cast<long long>(record[scoring_.count]);
     scores.heldOut += count;
     QvCommon::QvStatus status;
@@ -81,7 +81,7 @@ class Scorer {
     }
     // Held out, it would count as one without a level.
     worker.record = record;
-    worker.record[scoring_.part] = 0.0;
+    if (scoring_.part >= 0) worker.record[scoring_.part] = 0.0;
     if (!worker.fit->Read(worker.record) || !AddErrors(worker, scores)) {
       AddUnscorable(record, count, scores);
       return;
@@ -138,9 +138,8 @@ class Scorer {
     scores.loss.Add(-weight * fit.LogProbability());
     scores.brier.Add(weight * BrierScore(worker.probabilities, own));
     scores.classification[own][places_[static_cast<std::size_t>(fit.Predicted())]] += count;
-    const std::size_t asked = worker.probabilities.size() == 2 ? 1 : worker.probabilities.size();
     if (scoring_.sorters.empty()) return true;
-    for (std::size_t level = 0; level < asked; ++level) {
+    for (const std::size_t level : scoring_.ranked) {
       worker.entries.push_back({static_cast<double>(level), worker.probabilities[level],
                                 static_cast<double>(own), count});
     }

@@ -64,7 +64,8 @@ struct HeldOutScores {
   std::vector<std::vector<double>> classification;  ///< By own and predicted level.
 };
 
-/// What records are scored by, and where the probabilities go. Borrows everything.
+/// What records are scored by, and where the probabilities go. Without a position of the part all
+/// records that can be used are scored, as if they were held out. Borrows everything.
 struct HeldOutScoring {
   const CodedTable& table;
   const IQvRegOutputStats& output;
@@ -76,6 +77,7 @@ struct HeldOutScoring {
   int count;                    ///< Of the number of records that one stands for.
   int factors;                  ///< They stand behind the dependent.
   std::vector<int> categories;  ///< Codes of the levels, the reference last; empty: a linear model.
+  std::vector<std::size_t> ranked;  ///< Places of those whose probabilities go to the sorters.
   std::vector<ScoreSorter*> sorters;
 };
 

@@ -81,17 +81,23 @@ bool IterationHistory::IsGrowing() const {
   return std::ranges::any_of(growth, [](double change) { return change != 0.0; });
 }
 
+void IterationListener::AddPoint(const IterationPoint& point) {
+  const bool isKnown = !points_.empty() && point.iteration <= points_.back().iteration;
+  if (!isKnown && std::isfinite(point.logLikelihood)) points_.push_back(point);
+}
+
 void IterationListener::ReportProgress(ProgressReport* report) {
   const int halvings = report->DiscreteMeasure("stepHalving");
-  stage_ = fmt::format("iteration {}, log-likelihood {:.6g}",
-                       iterationsBefore_ + report->DiscreteMeasure("iterNum") + 1,
-                       report->ScaleMeasure("loglik"));
+  const int iteration = iterationsBefore_ + report->DiscreteMeasure("iterNum");
+  const double logLikelihood = report->ScaleMeasure("loglik");
+  stage_ = fmt::format("iteration {}, log-likelihood {:.6g}", iteration + 1, logLikelihood);
+  AddPoint({iteration, logLikelihood, halvings});
   history_.SetHalvings(halvings);
   if (halvings > 0) {
     stage_ += fmt::format(", {} step-halving{}", halvings, halvings == 1 ? "" : "s");
   }
   if (auto* vectors = dynamic_cast<ProgressReportVect*>(report); vectors != nullptr) {
-    history_.Add(report->ScaleMeasure("loglik"), *vectors->VectorMeasure("paramEstim"));
+    history_.Add(logLikelihood, *vectors->VectorMeasure("paramEstim"));
   }
   onChange_();
 }

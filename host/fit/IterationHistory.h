@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/fit/FitPlots.h"
 #include "qvreg/component/ProgressListener.h"
 
 namespace qvhost {
@@ -80,12 +81,18 @@ class IterationListener : public ProgressListener {
   [[nodiscard]] const std::string& Stage() const { return stage_; }
   /// The iterations of all builds.
   [[nodiscard]] IterationHistory& History() { return history_; }
+  /// What was reported of each, in their order: a build that continues starts where the one before
+  /// ended, which counts once. Log-likelihoods that are not finite are left out.
+  [[nodiscard]] const std::vector<IterationPoint>& Points() const { return points_; }
 
  private:
+  void AddPoint(const IterationPoint& point);
+
   std::function<void()> onChange_;
   std::string stage_ = "estimating";
   int iterationsBefore_ = 0;
   IterationHistory history_;
+  std::vector<IterationPoint> points_;
 };
 
 }  // namespace qvhost

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/fit/Continuation.h"
 #include "host/fit/FitResult.h"
@@ -42,6 +43,10 @@ class ModelRun {
   [[nodiscard]] IQvRegComponent& Component() const { return *component_; }
   /// How the estimation of a logistic model ended.
   [[nodiscard]] const OptimizationEnding& Ending() const { return ending_; }
+  /// The iterations of it.
+  [[nodiscard]] const std::vector<IterationPoint>& Iterations() const {
+    return iterations_.Points();
+  }
 
   /// Which records were used, as far as the run came.
   [[nodiscard]] RecordUse Records() const;

@@ -96,7 +96,9 @@ bool LinearRecordFit::Take(const QvCommon::Record& record) {
   for (std::size_t i = 0; i < row_.Places().size(); ++i) {
     predicted_ += row_.Values()[i] * scaled.estimates[static_cast<std::size_t>(row_.Places()[i])];
   }
-  residual_ = std::ldexp(record[ModelBinding::kDependent], -scaled.dependentExponent) - predicted_;
+  observed_ = record[ModelBinding::kDependent];
+  residual_ = std::ldexp(observed_, -scaled.dependentExponent) - predicted_;
+  fitted_ = std::ldexp(predicted_, scaled.dependentExponent);
   multipliers_[0] = RegressionWeight() * residual_;
   leverage_.reset();
   return true;

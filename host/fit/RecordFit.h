@@ -101,7 +101,10 @@ class LinearRecordFit final : public RecordFit {
   [[nodiscard]] double Predicted() const { return predicted_; }
   /// The dependent less its prediction.
   [[nodiscard]] double Residual() const { return residual_; }
-  /// That over its standard deviation, by the residual variance of all records.
+  /// The prediction and the dependent in the data's units.
+  [[nodiscard]] double Fitted() const { return fitted_; }
+  [[nodiscard]] double Observed() const { return observed_; }
+  /// The residual over its standard deviation, by the residual variance of all records.
   [[nodiscard]] std::optional<double> Standardized();
   /// That by the residual variance of all other records.
   [[nodiscard]] std::optional<double> Studentized();
@@ -117,6 +120,8 @@ class LinearRecordFit final : public RecordFit {
 
   double predicted_ = 0.0;
   double residual_ = 0.0;
+  double fitted_ = 0.0;
+  double observed_ = 0.0;
   std::optional<double> leverage_;  ///< Once it was asked for.
 };
 

@@ -348,7 +348,7 @@ SavedModel Run(const FitOptions& options, bool isSaved, ProgressBar& progress, I
   AddMargins(all, margins, after.Robust(), ValidatorOf(settings.Get()), progress, interrupt,
              result);
   after.Finish(result);
-  validation.Finish(run, result);
+  validation.Finish(run, grouped ? &*grouped : nullptr, result);
   result.data = DataText(source, options.source);
   SavedModel model;
   if (isSaved) {

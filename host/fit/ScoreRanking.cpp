@@ -11,6 +11,11 @@ ScoreRanking::ScoreRanking(std::size_t levels, double total) : total_(total), su
   }
 }
 
+void ScoreRanking::KeepCurve(std::size_t level, double having) {
+  const double others = total_ - having;
+  if (having > 0.0 && others > 0.0) sums_[level].curve.emplace(having, others);
+}
+
 void ScoreRanking::Add(const ScoreEntry& entry) {
   if (entry.level != tie_.level || entry.score != tie_.score) {
     EndTie();
@@ -45,9 +50,18 @@ void ScoreRanking::EndTie() {
   group.observed.Add(having);
   before_.Add(weight);
   tied_.clear();
+  if (!sums.curve) return;
+  const double with = sums.weights[level].Value();
+  sums.curve->Add(with, before_.Value() - with);
 }
 
 void ScoreRanking::End() { EndTie(); }
+
+std::vector<RocCurve::Point> ScoreRanking::CurveOf(std::size_t level) const {
+  const std::optional<RocPoints>& curve = sums_[level].curve;
+  if (!curve || !Auc(level)) return {};
+  return curve->Thinned(RocCurve::kMostPoints);
+}
 
 std::optional<double> ScoreRanking::Auc(std::size_t i, std::size_t j) const {
   const LevelSums& sums = sums_[i];

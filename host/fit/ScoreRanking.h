@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "host/fit/CompensatedSum.h"
+#include "host/fit/FitPlots.h"
+#include "host/fit/RocPoints.h"
 #include "host/fit/ScoreSorter.h"
 
 namespace qvhost {
@@ -31,6 +33,10 @@ class ScoreRanking {
   /// each level that is asked about.
   ScoreRanking(std::size_t levels, double total);
 
+  /// Before the first entry: keeps points of the level's receiver operating characteristic. There
+  /// are records of so much weight with the level, but for rounding.
+  void KeepCurve(std::size_t level, double having);
+
   void Add(const ScoreEntry& entry);
   /// After the last entry.
   void End();
@@ -47,6 +53,9 @@ class ScoreRanking {
   /// The mean of Auc(i) over the levels, by their weights. REQUIRES: as MeanAuc.
   [[nodiscard]] std::optional<double> WeightedAuc() const;
 
+  /// After End: the points of the curve, of a level for which they were kept; see RocCurve.
+  [[nodiscard]] std::vector<RocCurve::Point> CurveOf(std::size_t level) const;
+
   /// After End: tenths of the records in the order of the level's probability. Records of the same
   /// probability stay together, in the tenth in which the middle of them lies.
   [[nodiscard]] const Groups& GroupsOf(std::size_t level) const { return sums_[level].groups; }
@@ -57,6 +66,7 @@ class ScoreRanking {
     std::vector<CompensatedSum> above;    ///< Products of weights: of records that it ranks higher
                                           ///< than those that have the level, half of ties.
     Groups groups;
+    std::optional<RocPoints> curve;
   };
 
   void EndTie();

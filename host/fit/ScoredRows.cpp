@@ -119,18 +119,28 @@ std::string RenamingNote(const CodedTable& table, const std::vector<WrittenColum
 
 }  // namespace
 
-std::string WriteScoredRows(const WholeFile& file, const CodedTable& table,
-                            const std::vector<std::string>& levels,
-                            const std::function<std::unique_ptr<RowScorer>()>& make,
-                            const WalkOptions& options) {
+void ScoreRows(const CodedTable& table, const std::vector<std::string>& levels,
+               const std::function<std::unique_ptr<RowScorer>()>& make, const WalkOptions& options,
+               const RowTaker& take) {
   ScoredRows rows(table, levels, make, options.threads);
   const auto afterBlock = [&](std::int64_t records) {
     if (options.interrupt.Requested()) throw Cancelled();
     if (options.progress) options.progress(records);
   };
-  const auto nextRow = [&](RowCells& cells) { return rows.Fill(cells, afterBlock); };
-  WriteTable(file, rows.Columns(), nextRow, table.Kept());
-  return RenamingNote(table, rows.Columns());
+  take(rows.Columns(), [&](RowCells& cells) { return rows.Fill(cells, afterBlock); });
+}
+
+std::string WriteScoredRows(const WholeFile& file, const CodedTable& table,
+                            const std::vector<std::string>& levels,
+                            const std::function<std::unique_ptr<RowScorer>()>& make,
+                            const WalkOptions& options) {
+  std::string note;
+  ScoreRows(table, levels, make, options,
+            [&](const std::vector<WrittenColumn>& columns, const NextRow& nextRow) {
+              WriteTable(file, columns, nextRow, table.Kept());
+              note = RenamingNote(table, columns);
+            });
+  return note;
 }
 
 }  // namespace qvhost

@@ -32,6 +32,18 @@ class RowScorer {
   virtual void Score(const QvCommon::Record& record, std::span<double> row) = 0;
 };
 
+/// Takes the rows of scores, in the order of their records, from `nextRow`.
+using RowTaker =
+    std::function<void(const std::vector<WrittenColumn>& columns, const NextRow& nextRow)>;
+
+/// Scores every record of a table and has `take` take the rows. `levels` are the texts of codes;
+/// `make` makes a scorer for a thread. Records are scored on up to so many threads, of which the
+/// calling one takes the rows. Throws Error (kRunFailed) when the table cannot be read back;
+/// Cancelled when interrupted; what `take` throws passes through.
+void ScoreRows(const CodedTable& table, const std::vector<std::string>& levels,
+               const std::function<std::unique_ptr<RowScorer>()>& make, const WalkOptions& options,
+               const RowTaker& take);
+
 /// Scores every record of a table and writes a row for each, in their order, to a .csv, .tsv or
 /// .parquet file (see WriteTable), which the caller commits. The columns that the table kept stand
 /// first, see NamesBeside. `levels` are the texts of codes; `make` makes a scorer for a thread.

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <numeric>
 #include <utility>
 
 #include <fmt/format.h>
@@ -12,6 +13,7 @@
 #include "host/Error.h"
 #include "host/Text.h"
 #include "host/Threads.h"
+#include "host/fit/DrawLogistic.h"
 #include "host/fit/RecordParts.h"
 #include "host/fit/RunSettings.h"
 #include "host/inference/Inference.h"
@@ -68,6 +70,13 @@ std::string Records(long long count) {
   return fmt::format("{} record{}", count, count == 1 ? "" : "s");
 }
 
+/// The weight of the records scored that have the level of this place.
+double WeightOf(const HeldOutScores& scores, std::size_t place) {
+  CompensatedSum weight;
+  for (const double count : scores.classification[place]) weight.Add(count);
+  return weight.Value();
+}
+
 /// Why records could not be scored: `in 3 'destination' has a level that ...`
 std::string UnscorableText(const HeldOutUse& use) {
   std::vector<std::string> parts;
@@ -81,6 +90,14 @@ std::string UnscorableText(const HeldOutUse& use) {
                                 use.unseenCombinations == 1 ? "has" : "have"));
   }
   return fmt::format("{}", fmt::join(parts, ", "));
+}
+
+/// Why what takes probabilities in order is left out.
+std::string TooManyText(const char* from) {
+  return fmt::format(
+      "Areas under curves and the calibration are left out of {}: they would take more than {:.0f} "
+      "million probabilities in order.",
+      from, kMostRanked / 1e6);
 }
 
 std::string UnknownText(const HeldOutUse& use) {
@@ -122,13 +139,15 @@ void Validation::SettleLevels(const ModelRun& run) {
   const std::vector<QvRegrParameter>& parameters = run.Output().GetParameters();
   hasIntercept_ = !parameters.empty() && parameters.front().IsIntercept();
   const auto* logistic = dynamic_cast<const QvLogOutputStats*>(&run.Output());
-  if (logistic != nullptr) categories_ = logistic->GetDependCategories();
+  if (logistic == nullptr) return;
+  categories_ = logistic->GetDependCategories();
+  ranked_.resize(categories_.size() == 2 ? 1 : categories_.size());
+  std::iota(ranked_.begin(), ranked_.end(), std::size_t{0});
 }
 
 bool Validation::IsRanked(const CodedTable& source) const {
-  const auto levels = static_cast<double>(categories_.size());
-  return !categories_.empty() &&
-         static_cast<double>(source.RecordCount()) * (levels == 2.0 ? 1.0 : levels) <= kMostRanked;
+  const auto levels = static_cast<double>(ranked_.size());
+  return !ranked_.empty() && static_cast<double>(source.RecordCount()) * levels <= kMostRanked;
 }
 
 std::unique_ptr<HeldOutScores> Validation::ScoreBy(const Fold& fold) const {
@@ -147,6 +166,7 @@ std::unique_ptr<HeldOutScores> Validation::ScoreBy(const Fold& fold) const {
        .count = fold.grouped != nullptr ? fold.grouped->count : -1,
        .factors = binding_.factorCount,
        .categories = categories_,
+       .ranked = ranked_,
        .sorters = fold.sorters},
       QvPartCount(source.RecordCount(), settings),
       {.interrupt = interrupt_,
@@ -164,9 +184,10 @@ void Validation::Score(const ModelRun& run, const GroupedRecords* grouped) {
   if (heldOut_->scored == 0) RefuseUnscored(UseOf(*heldOut_));
 }
 
-std::optional<ScoreRanking> Validation::Rank(ScoreSorter& sorter,
-                                             const HeldOutScores& scores) const {
+std::optional<ScoreRanking> Validation::Rank(ScoreSorter& sorter, const HeldOutScores& scores,
+                                             const std::vector<std::size_t>& drawn) const {
   std::optional<ScoreRanking> ranking(std::in_place, categories_.size(), scores.weight.Value());
+  for (const std::size_t place : drawn) ranking->KeepCurve(place, WeightOf(scores, place));
   long long seen = 0;
   constexpr long long kBetweenLooks = 1 << 16;
   sorter.Visit([&](const ScoreEntry& entry) {
@@ -218,22 +239,11 @@ void Validation::AddLevels(const HeldOutScores& scores, const ScoreRanking* rank
   for (std::size_t place = 0; place < categories_.size(); ++place) {
     ValidationLevel& level = validation.levels.emplace_back();
     level.level = LevelText(place);
-    CompensatedSum weight;
-    for (const double count : scores.classification[place]) weight.Add(count);
-    level.weight = weight.Value();
+    level.weight = WeightOf(scores, place);
     if (ranking == nullptr) continue;
     level.auc = ranking->Auc(areTwo ? 0 : place);
     if (areTwo && place == 1) continue;
-    const ScoreRanking::Groups& groups = ranking->GroupsOf(place);
-    for (std::size_t group = 0; group < groups.size(); ++group) {
-      const double share = groups.at(group).weight.Value();
-      if (!(share > 0.0)) continue;
-      validation.calibration.push_back({.level = level.level,
-                                        .group = static_cast<int>(group) + 1,
-                                        .weight = share,
-                                        .meanPredicted = groups.at(group).predicted.Value() / share,
-                                        .observed = groups.at(group).observed.Value() / share});
-    }
+    AddCalibration(*ranking, place, level.level, validation.calibration);
   }
 }
 
@@ -283,10 +293,7 @@ void Validation::AddNotes(const ValidationResult& validation,
         "probability 0.");
   }
   if (!isRanked_) {
-    notes.push_back(
-        fmt::format("Areas under curves and the calibration are left out of the validation: they "
-                    "would take more than {:.0f} million probabilities in order.",
-                    kMostRanked / 1e6));
+    notes.push_back(TooManyText("the validation"));
   }
 }
 
@@ -315,7 +322,7 @@ void Validation::FitFold(int number, const GroupedRecords* grouped, ScoreSorter*
   ScoreSorter own(options_.spoolDir);
   const std::unique_ptr<HeldOutScores> scores =
       ScoreBy({run, grouped, isRanked_ ? std::vector{all, &own} : std::vector<ScoreSorter*>()});
-  const std::optional<ScoreRanking> ranking = isRanked_ ? Rank(own, *scores) : std::nullopt;
+  const std::optional<ScoreRanking> ranking = isRanked_ ? Rank(own, *scores, {}) : std::nullopt;
   FoldScore& fold = validation.folds.emplace_back();
   fold.training = run.Records().used;
   fold.heldOut = scores->heldOut;
@@ -373,8 +380,22 @@ void Validation::AddFoldNotes(const ValidationResult& validation, const std::vec
       fmt::join(unsettled, ", ")));
 }
 
-void Validation::Finish(const ModelRun& run, FitResult& result) {
-  if (IsOf(ValidationKind::kNone)) return;
+void Validation::DrawFitted(const ModelRun& run, const GroupedRecords* grouped, FitResult& result) {
+  if (!result.plots || !result.plots->logistic) return;
+  SettleLevels(run);
+  ranked_ = DrawnLevels(result.logistic->levels);
+  if (!IsRanked(grouped != nullptr ? grouped->table : table_)) {
+    result.warnings.push_back(TooManyText("the report"));
+    return;
+  }
+  ScoreSorter sorter(options_.spoolDir);
+  const std::unique_ptr<HeldOutScores> scores = ScoreBy({run, grouped, {&sorter}});
+  DrawLevels(*Rank(sorter, *scores, ranked_), ranked_, result.logistic->levels,
+             *result.plots->logistic);
+}
+
+void Validation::Finish(const ModelRun& run, const GroupedRecords* grouped, FitResult& result) {
+  if (IsOf(ValidationKind::kNone)) return DrawFitted(run, grouped, result);
   ValidationResult validation;
   validation.options = options_.binding.validation;
   validation.training = result.records.used;
@@ -383,7 +404,14 @@ void Validation::Finish(const ModelRun& run, FitResult& result) {
     FitFolds(validation, result.warnings);
   }
   validation.use = UseOf(*heldOut_);
-  const std::optional<ScoreRanking> ranking = isRanked_ ? Rank(*sorter_, *heldOut_) : std::nullopt;
+  LogisticPlots* const plots =
+      result.plots && result.plots->logistic ? &*result.plots->logistic : nullptr;
+  const std::vector<std::size_t> drawn =
+      plots != nullptr ? DrawnLevels(result.logistic->levels) : std::vector<std::size_t>();
+  const std::optional<ScoreRanking> ranking =
+      isRanked_ ? Rank(*sorter_, *heldOut_, drawn) : std::nullopt;
+  if (plots != nullptr) plots->heldOut = true;
+  if (plots != nullptr && ranking) DrawLevels(*ranking, drawn, result.logistic->levels, *plots);
   validation.score = ScoreOf(*heldOut_, ranking ? &*ranking : nullptr);
   if (binding_.kind == ModelKind::kLogistic) {
     AddLevels(*heldOut_, ranking ? &*ranking : nullptr, validation);

@@ -22,7 +22,8 @@ namespace qvhost {
 
 /// Compares records that were held out with what a fit of the others predicts: those of a split or
 /// a holdout with the fit that is reported; of folds each with a fit of its own, to the same coded
-/// records. Nothing is done without such an option.
+/// records. What a report draws of a logistic model's probabilities is that, too, or without such
+/// an option the same of the records that were fitted. Nothing else is done without one.
 ///
 /// Borrows all that it is made of. One thread at a time. Throws Error and Cancelled as the passes
 /// do that it makes.
@@ -49,8 +50,9 @@ class Validation {
   [[nodiscard]] const HeldOutScores* HeldOut() const { return heldOut_.get(); }
 
   /// When all else is done with the table: fits and scores folds, and adds all that was found to
-  /// the result. Throws Error (kRunFailed) when the records outside a fold cannot be fitted.
-  void Finish(const ModelRun& run, FitResult& result);
+  /// the result, and to the plots that it has. `run` and `grouped`: as for Score. Throws Error
+  /// (kRunFailed) when the records outside a fold cannot be fitted.
+  void Finish(const ModelRun& run, const GroupedRecords* grouped, FitResult& result);
 
  private:
   struct Fold {
@@ -74,8 +76,9 @@ class Validation {
                                         const ScoreRanking* ranking) const;
   void AddLevels(const HeldOutScores& scores, const ScoreRanking* ranking,
                  ValidationResult& validation) const;
-  [[nodiscard]] std::optional<ScoreRanking> Rank(ScoreSorter& sorter,
-                                                 const HeldOutScores& scores) const;
+  [[nodiscard]] std::optional<ScoreRanking> Rank(ScoreSorter& sorter, const HeldOutScores& scores,
+                                                 const std::vector<std::size_t>& drawn) const;
+  void DrawFitted(const ModelRun& run, const GroupedRecords* grouped, FitResult& result);
   [[nodiscard]] HeldOutUse UseOf(const HeldOutScores& scores) const;
   void AddNotes(const ValidationResult& validation, std::vector<std::string>& notes) const;
   [[nodiscard]] const std::string& LevelText(std::size_t place) const;
@@ -88,6 +91,7 @@ class Validation {
   Interrupt& interrupt_;
   bool hasIntercept_ = false;
   std::vector<int> categories_;  ///< Codes of the levels of the fit reported, the reference last.
+  std::vector<std::size_t> ranked_;  ///< Places of those whose probabilities are put in order.
   bool isRanked_ = false;
   std::optional<ScoreSorter> sorter_;
   std::unique_ptr<HeldOutScores> heldOut_;

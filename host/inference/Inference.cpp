@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/math/distributions/chi_squared.hpp>
+#include <boost/math/distributions/normal.hpp>
 #include <boost/math/distributions/students_t.hpp>
 #include <cmath>
 
@@ -11,6 +12,7 @@ namespace qvhost {
 namespace {
 
 using StudentsT = boost::math::students_t_distribution<double, QuietPolicy>;
+using Normal = boost::math::normal_distribution<double, QuietPolicy>;
 
 std::optional<double> TwoSidedP(double degreesOfFreedom, double statistic) {
   // From the upper tail itself: one minus the lower tail would lose a small p.
@@ -30,6 +32,14 @@ std::optional<double> UpperChiSquare(std::optional<double> statistic, int degree
   const boost::math::chi_squared_distribution<double, QuietPolicy> distribution(degrees);
   return Finite(boost::math::cdf(complement(distribution, std::max(*statistic, 0.0))));
 }
+
+double NormalQuantile(double below, double above) {
+  const Normal normal;
+  return below < above ? boost::math::quantile(normal, below)
+                       : boost::math::quantile(complement(normal, above));
+}
+
+double NormalShareBelow(double number) { return boost::math::cdf(Normal(), number); }
 
 ResidualVariance ComputeResidualVariance(std::optional<double> rmse, double totalFreqWeight,
                                          int kept, std::optional<double> imposedDf) {

@@ -24,6 +24,12 @@ namespace qvhost {
 /// no degree of freedom.
 [[nodiscard]] std::optional<double> UpperChiSquare(std::optional<double> statistic, int degrees);
 
+/// The number that a standard normal variable is below with the probability `below`; `above` is 1
+/// less that, which of the two is small to its own digits. REQUIRES: both are above 0.
+[[nodiscard]] double NormalQuantile(double below, double above);
+/// The probability that such a variable is below `number`.
+[[nodiscard]] double NormalShareBelow(double number);
+
 /// The residual degrees of freedom and the residual standard error of a linear fit.
 struct ResidualVariance {
   double degreesOfFreedom = 0.0;   ///< May be 0 or below, for a model with no residual left.

@@ -7,6 +7,7 @@
 
 #include "host/report/JsonReader.h"
 #include "host/report/MeansFromJson.h"
+#include "host/report/PlotsFromJson.h"
 #include "host/report/ValidationFromJson.h"
 
 namespace qvhost {
@@ -215,6 +216,7 @@ void ReadMore(const JsonReader& json, FitResult& fit) {
   fit.means = ReadMeans(json, fit.kind);
   if (exists("influential")) fit.influential = json.List("influential", Influential);
   if (exists("validation")) fit.validation = ReadValidation(json.At("validation"), fit.kind);
+  if (json.Has("plots")) fit.plots = ReadPlots(json.At("plots"), fit.kind);
   ReadFiles(json.At("files"), fit);
 }
 

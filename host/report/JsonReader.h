@@ -26,6 +26,10 @@ class JsonReader {
   /// Reads a text. Throws Error (kBadInput) for one that is cut off or no JSON object.
   [[nodiscard]] static Json Parse(const std::string& text, const std::string& file);
 
+  /// Whether the object has the member.
+  [[nodiscard]] bool Has(const std::string& key) const {
+    return json_->is_object() && json_->contains(key);
+  }
   /// The member of an object.
   [[nodiscard]] JsonReader At(const std::string& key) const;
   /// The elements of an array.

@@ -2,6 +2,7 @@
 #include <optional>
 
 #include "host/inference/Inference.h"
+#include "host/report/PlotsJson.h"
 #include "host/report/Report.h"
 #include "host/report/ValidationJson.h"
 
@@ -323,6 +324,7 @@ std::string JsonReport(const FitResult& fit) {
   if (fit.logistic) report["classification"] = Classification(*fit.logistic);
   report["influential"] = Influential(fit);
   report["validation"] = fit.validation ? ValidationJson(fit) : Json(nullptr);
+  if (fit.plots) report["plots"] = PlotsJson(*fit.plots);
   report["files"] = Files(fit);
   report["warnings"] = fit.warnings;
   report["status"] = {{"code", fit.statusCode}, {"message", fit.statusMessage}};

@@ -69,11 +69,7 @@ void ReadLogistic(const JsonReader& json, ValidationResult& validation) {
   });
   validation.classification =
       ReadClassification(json.At("classification"), validation.levels.size());
-  validation.calibration = json.List("calibration", [](const JsonReader& group) {
-    return CalibrationGroup{group.Get<std::string>("level"), group.Get<int>("group"),
-                            group.Get<double>("weight"), group.Get<double>("mean_predicted"),
-                            group.Get<double>("observed")};
-  });
+  validation.calibration = ReadCalibration(json);
 }
 
 /// With their mean and standard deviation, which they have alone.
@@ -93,6 +89,14 @@ void ReadFolds(const JsonReader& json, ModelKind kind, ValidationResult& validat
 }
 
 }  // namespace
+
+std::vector<CalibrationGroup> ReadCalibration(const JsonReader& json) {
+  return json.List("calibration", [](const JsonReader& group) {
+    return CalibrationGroup{group.Get<std::string>("level"), group.Get<int>("group"),
+                            group.Get<double>("weight"), group.Get<double>("mean_predicted"),
+                            group.Get<double>("observed")};
+  });
+}
 
 std::vector<std::vector<double>> ReadClassification(const JsonReader& json, std::size_t levels) {
   const JsonReader member = json.At("table");

@@ -56,17 +56,9 @@ void AddLogistic(const ValidationResult& validation, Json& json) {
         {{"level", level.level}, {"weight", level.weight}, {"auc", Number(level.auc)}});
     names.push_back(level.level);
   }
-  Json groups = Json::array();
-  for (const CalibrationGroup& group : validation.calibration) {
-    groups.push_back({{"level", group.level},
-                      {"group", group.group},
-                      {"weight", group.weight},
-                      {"mean_predicted", group.meanPredicted},
-                      {"observed", group.observed}});
-  }
   json["levels"] = std::move(levels);
   json["classification"] = {{"categories", std::move(names)}, {"table", validation.classification}};
-  json["calibration"] = std::move(groups);
+  json["calibration"] = CalibrationJson(validation.calibration);
 }
 
 Json FoldsJson(const ValidationResult& validation, ModelKind kind) {
@@ -92,6 +84,18 @@ Json Numbers(const std::optional<ValidationScore>& score, ModelKind kind) {
 }
 
 }  // namespace
+
+Json CalibrationJson(const std::vector<CalibrationGroup>& groups) {
+  Json list = Json::array();
+  for (const CalibrationGroup& group : groups) {
+    list.push_back({{"level", group.level},
+                    {"group", group.group},
+                    {"weight", group.weight},
+                    {"mean_predicted", group.meanPredicted},
+                    {"observed", group.observed}});
+  }
+  return list;
+}
 
 Json ValidationJson(const FitResult& fit) {
   const ValidationResult& validation = *fit.validation;

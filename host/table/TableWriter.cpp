@@ -248,6 +248,25 @@ std::string ReasonIn(const QueryError& error, const std::filesystem::path& path)
   return reason;
 }
 
+/// Has DuckDB carry out a statement that asks for the rows of the source and writes the file.
+/// `fail` is told why it cannot be written, and throws.
+void CopyRows(RowSource& source, const std::string& statement, const std::filesystem::path& path,
+              const std::function<void(const std::string& reason)>& fail) {
+  {
+    Connection connection;
+    // With one thread DuckDB does all its work, and so calls for the rows, on this one.
+    connection.Execute("SET threads = 1");
+    UseUtc(connection);
+    Register(connection, source);
+    try {
+      connection.Execute(statement);
+    } catch (const QueryError& error) {
+      if (!source.failure) fail(ReasonIn(error, path));
+    }
+  }
+  if (source.failure) std::rethrow_exception(source.failure);
+}
+
 }  // namespace
 
 TableFormat TableFormatOf(const std::string& path) {
@@ -290,19 +309,17 @@ void WriteTable(const WholeFile& file, const std::vector<WrittenColumn>& columns
     names = NamesBeside(kept->Names(), columns);
   }
   for (const WrittenColumn& column : columns) names.push_back(column.name);
-  {
-    Connection connection;
-    // With one thread DuckDB does all its work, and so calls for the rows, on this one.
-    connection.Execute("SET threads = 1");
-    UseUtc(connection);
-    Register(connection, source);
-    try {
-      connection.Execute(CopyStatement(format, names, file.WritePath()));
-    } catch (const QueryError& error) {
-      if (!source.failure) file.Fail(ReasonIn(error, file.WritePath()));
-    }
-  }
-  if (source.failure) std::rethrow_exception(source.failure);
+  CopyRows(source, CopyStatement(format, names, file.WritePath()), file.WritePath(),
+           [&file](const std::string& reason) { file.Fail(reason); });
+}
+
+void WriteParquet(const std::filesystem::path& path, const std::vector<WrittenColumn>& columns,
+                  const NextRow& nextRow,
+                  const std::function<void(const std::string& reason)>& fail) {
+  RowSource source{columns, nextRow};
+  std::vector<std::string> names;
+  for (const WrittenColumn& column : columns) names.push_back(column.name);
+  CopyRows(source, CopyStatement(TableFormat::kParquet, names, path), path, fail);
 }
 
 }  // namespace qvhost

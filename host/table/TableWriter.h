@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -72,5 +73,11 @@ using NextRow = std::function<bool(RowCells& cells)>;
 /// be written, or when the kept rows cannot be read back or are not as many.
 void WriteTable(const WholeFile& file, const std::vector<WrittenColumn>& columns,
                 const NextRow& nextRow, const KeptRows* kept = nullptr);
+
+/// Writes such a table, in Parquet, to a file that the caller owns. What cannot be written is told
+/// to `fail`, which throws.
+void WriteParquet(const std::filesystem::path& path, const std::vector<WrittenColumn>& columns,
+                  const NextRow& nextRow,
+                  const std::function<void(const std::string& reason)>& fail);
 
 }  // namespace qvhost
