@@ -18,7 +18,7 @@
 #include "host/fit/ScoredRows.h"
 #include "host/formula/PortableDialect.h"
 #include "host/inference/Inference.h"
-#include "host/table/NumberTable.h"
+#include "host/table/RecordNumbers.h"
 
 namespace qvhost {
 
@@ -56,11 +56,12 @@ class DrawnNumbers final : public RowScorer {
 class Intervals {
  public:
   /// A range that is not wider than rounding is one interval about it.
-  Intervals(double low, double high, int count) : low_(low), count_(count) {
-    width_ = 2.0 * ((high / 2.0 - low / 2.0) / count);
+  Intervals(double low, double high, int count) : low_(low) {
+    // A little wider, so that the highest value is in the last one.
+    constexpr double kRounding = 4.0 * std::numeric_limits<double>::epsilon();
+    width_ = 2.0 * ((high / 2.0 - low / 2.0) / count * (1.0 + kRounding));
     const double size = std::max(std::abs(low), std::abs(high));
-    if (width_ > size * std::numeric_limits<double>::epsilon()) return;
-    count_ = 1;
+    if (width_ > size * kRounding) return;
     width_ = size > 0.0 ? size : 1.0;
     low_ = low / 2.0 + high / 2.0 - width_ / 2.0;
   }
@@ -69,19 +70,18 @@ class Intervals {
   [[nodiscard]] double LowEnd(double number) const { return std::fma(number, width_, low_); }
   /// The number of the interval that a column's value lies in. Halves do not overflow.
   [[nodiscard]] std::string NumberOf(const char* column) const {
-    return fmt::format("least(greatest(floor(({} / 2 - {}) / {}), 0), {})::DOUBLE", column,
-                       DoubleLiteral(low_ / 2.0), DoubleLiteral(width_ / 2.0), count_ - 1);
+    return fmt::format("floor(({} / 2 - {}) / {})", column, DoubleLiteral(low_ / 2.0),
+                       DoubleLiteral(width_ / 2.0));
   }
 
  private:
   double low_;
   double width_;
-  int count_;
 };
 
 class Drawing {
  public:
-  explicit Drawing(NumberTable& numbers) : numbers_(numbers) {}
+  explicit Drawing(RecordNumbers& numbers) : numbers_(numbers) {}
 
   [[nodiscard]] ScatterPlot Scatter(const char* x, const char* y);
   [[nodiscard]] std::vector<QuantilePoint> Quantiles();
@@ -92,7 +92,7 @@ class Drawing {
 
   void Count(const char* x, const char* y, std::span<const double> range, ScatterPlot& plot);
 
-  NumberTable& numbers_;
+  RecordNumbers& numbers_;
 };
 
 ScatterPlot Drawing::Scatter(const char* x, const char* y) {
@@ -101,7 +101,7 @@ ScatterPlot Drawing::Scatter(const char* x, const char* y) {
   numbers_.Query(
       fmt::format("SELECT count(*)::DOUBLE, min({0}), max({0}), min({1}), max({1}) FROM {2} "
                   "WHERE {0} IS NOT NULL AND {1} IS NOT NULL HAVING count(*) > 0",
-                  x, y, NumberTable::kName),
+                  x, y, RecordNumbers::kName),
       [&](std::span<const double> row) { range.assign(row.begin(), row.end()); });
   if (range.empty()) return plot;
   if (range[0] > static_cast<double>(ScatterPlot::kMostPoints)) {
@@ -110,7 +110,7 @@ ScatterPlot Drawing::Scatter(const char* x, const char* y) {
   }
   numbers_.Query(fmt::format("SELECT {0}, {1}, weight FROM {2} WHERE {0} IS NOT NULL AND {1} IS "
                              "NOT NULL ORDER BY ALL",
-                             x, y, NumberTable::kName),
+                             x, y, RecordNumbers::kName),
                  [&](std::span<const double> row) {
                    plot.cells.push_back({row[0], row[1], row[2]});
                  });
@@ -124,7 +124,7 @@ void Drawing::Count(const char* x, const char* y, std::span<const double> range,
   plot.size = {across.Width(), up.Width()};
   numbers_.Query(fmt::format("SELECT {}, {}, fsum(weight) FROM {} WHERE {} IS NOT "
                              "NULL AND {} IS NOT NULL GROUP BY 1, 2 ORDER BY 1, 2",
-                             across.NumberOf(x), up.NumberOf(y), NumberTable::kName, x, y),
+                             across.NumberOf(x), up.NumberOf(y), RecordNumbers::kName, x, y),
                  [&](std::span<const double> row) {
                    plot.cells.push_back({across.LowEnd(row[0]), up.LowEnd(row[1]), row[2]});
                  });
@@ -182,7 +182,7 @@ std::vector<QuantilePoint> Drawing::Quantiles() {
   CompensatedSum total;
   double least = std::numeric_limits<double>::infinity();
   numbers_.Query(
-      fmt::format("SELECT weight FROM {} WHERE standardized IS NOT NULL", NumberTable::kName),
+      fmt::format("SELECT weight FROM {} WHERE standardized IS NOT NULL", RecordNumbers::kName),
       [&](std::span<const double> row) {
         count += 1.0;
         total.Add(row[0]);
@@ -197,7 +197,7 @@ std::vector<QuantilePoint> Drawing::Quantiles() {
   QuantileChoice choice(total.Value(), step);
   numbers_.Query(fmt::format("SELECT standardized, weight FROM {} WHERE standardized IS NOT NULL "
                              "ORDER BY ALL",
-                             NumberTable::kName),
+                             RecordNumbers::kName),
                  [&](std::span<const double> row) { choice.Add(row[0], row[1]); });
   return choice.Take();
 }
@@ -206,7 +206,7 @@ std::vector<QuantilePoint> Drawing::Quantiles() {
 
 LinearPlots DrawLinear(const CodedTable& table, const FittedModel& model,
                        const std::string& spoolDir, const WalkOptions& options) {
-  std::optional<NumberTable> numbers;
+  std::optional<RecordNumbers> numbers;
   ScoreRows(
       table, {}, [&] { return std::make_unique<DrawnNumbers>(model); }, options,
       [&](const std::vector<WrittenColumn>& columns, const NextRow& nextRow) {

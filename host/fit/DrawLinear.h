@@ -15,7 +15,7 @@ namespace qvhost {
 ///
 /// One pass over the records writes their numbers (see LinearRecordFit) to a temporary file in the
 /// folder `spoolDir` (see FolderForSpool), which DuckDB counts and sorts. What comes out does not
-/// depend on the number of threads. Throws as ScoreRows and NumberTable do.
+/// depend on the number of threads. Throws as ScoreRows and RecordNumbers do.
 [[nodiscard]] LinearPlots DrawLinear(const CodedTable& table, const FittedModel& model,
                                      const std::string& spoolDir, const WalkOptions& options);
 

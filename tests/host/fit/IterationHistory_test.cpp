@@ -1,7 +1,9 @@
 #include "host/fit/IterationHistory.h"
 
+#include <array>
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -192,6 +194,28 @@ TEST(IterationListener, KeepsTheIterationsOfAllBuilds) {
   }
   EXPECT_EQ(listener.History().LastStep(), std::vector<double>{1.0});
   EXPECT_TRUE(listener.History().IsGrowing()) << "three steps, two of them before";
+}
+
+TEST(IterationListener, PointsGoOnOverBuildsAndCountWhereTheyMeetOnce) {
+  IterationListener listener([] {});
+  const auto report = [&](int iteration, int halvings, double logLikelihood) {
+    FixedReport fixed(iteration, halvings, logLikelihood);
+    listener.ReportProgress(&fixed);
+  };
+  report(0, 0, -10.0);
+  report(1, 3, -5.0);
+  listener.ContinueFrom(1);
+  report(0, 0, -5.0);
+  report(1, 0, -4.0);
+  report(2, 1, -std::numeric_limits<double>::infinity());
+  std::vector<std::array<double, 3>> points;
+  for (const IterationPoint& point : listener.Points()) {
+    points.push_back({static_cast<double>(point.iteration), point.logLikelihood,
+                      static_cast<double>(point.halvings)});
+  }
+  const std::vector<std::array<double, 3>> expected = {
+      {0.0, -10.0, 0.0}, {1.0, -5.0, 3.0}, {2.0, -4.0, 0.0}};
+  EXPECT_EQ(points, expected);
 }
 
 TEST(IterationListener, TellsThatTheStageChanged) {

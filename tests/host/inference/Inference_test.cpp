@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -138,7 +139,7 @@ TEST(CoefficientInference, NormalLimitsStandAQuantileAway) {
     double level;
     double quantile;
   };
-  for (const Case& c : {Case{0.95, 1.9599639845400536}, Case{0.9, 1.6448536269514726},
+  for (const Case& c : {Case{0.95, 1.9599639845400545}, Case{0.9, 1.6448536269514726},
                         Case{0.5, 0.67448975019608171}, Case{0.999, 3.2905267314918945},
                         Case{0.9999999, 5.3267238864801447}}) {
     const CoefficientStatistics at = CoefficientInference::Normal(c.level).Of(0.0, 4.0);
@@ -249,6 +250,23 @@ TEST(UpperChiSquare, AnswersNoInfinityAndNoNaN) {
   const double huge = std::numeric_limits<double>::max();
   EXPECT_EQ(UpperChiSquare(huge, 1), 0.0);
   EXPECT_EQ(UpperChiSquare(huge, 1000000), 0.0);
+}
+
+// R: qnorm(c(1e-300, 1e-7, 0.25, 0.975)); pnorm(c(-5, 0.5, 3))
+TEST(NormalQuantile, AgreesWithRInBothTails) {
+  for (const auto& [below, quantile] :
+       {std::pair(1e-300, -37.0470962993612), std::pair(1e-7, -5.1993375821928174),
+        std::pair(0.25, -0.67448975019608174), std::pair(0.975, 1.9599639845400545)}) {
+    ExpectClose(NormalQuantile(below, 1.0 - below), quantile);
+  }
+  ExpectClose(NormalQuantile(1.0 - 1e-7, 1e-7), 5.1993375821928174);
+  EXPECT_EQ(NormalQuantile(0.5, 0.5), 0.0);
+}
+
+TEST(NormalShareBelow, AgreesWithR) {
+  ExpectClose(NormalShareBelow(-5.0), 2.8665157187919391e-07);
+  ExpectClose(NormalShareBelow(0.5), 0.69146246127401301);
+  ExpectClose(NormalShareBelow(3.0), 0.998650101968369897);
 }
 
 }  // namespace

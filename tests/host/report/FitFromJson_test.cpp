@@ -3,6 +3,7 @@
 
 #include "host/report/FitFromJson.h"
 
+#include <array>
 #include <cstddef>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -14,6 +15,7 @@
 
 #include "host/Error.h"
 #include "host/report/Report.h"
+#include "tests/host/report/JsonSchema.h"
 #include "tests/host/report/SampleFit.h"
 
 namespace qvhost {
@@ -79,6 +81,23 @@ ValidationResult SampleValidation(ModelKind kind) {
   return validation;
 }
 
+/// With what the kind of model has: points and rectangles, with and without weights.
+FitPlots SamplePlots(ModelKind kind) {
+  FitPlots plots;
+  if (kind == ModelKind::kLogistic) {
+    plots.logistic = {{{0, -2197.5, 0}, {1, -2000.25, 2}},
+                      {{"high", 0.75, {{0.0, 0.0}, {0.25, 0.5}, {1.0, 1.0}}}, {"low", {}, {}}},
+                      {{"high", 1, 9.0, 0.05, 0.0}, {"low", 10, 9.0, 0.95, 1.0}},
+                      true};
+    return plots;
+  }
+  plots.linear = {{{}, {{1.0, -0.5}, {2.0, 1.0 / 3.0}}},
+                  {{{0.5, 2.0}}, {{1.0, -0.5, 7.5}, {1.0, 1.5, 1.0}}},
+                  {},
+                  {{-1.5, -0.25}, {1.5, 0.75}}};
+  return plots;
+}
+
 /// With everything that options add.
 FitResult WithAll(FitResult fit) {
   fit.where = "x > 0";
@@ -111,6 +130,7 @@ FitResult WithAll(FitResult fit) {
   fit.covarianceFile = "v.csv";
   fit.influential = {{{5, 0.5, 0.25, -2.0}, {7, 0.25, {}, {}}}};
   fit.validation = SampleValidation(fit.kind);
+  fit.plots = SamplePlots(fit.kind);
   fit.statusCode = 12;
   return fit;
 }
@@ -149,6 +169,28 @@ TEST(FitFromJson, FitsOfFewOptionsHaveTheSameReports) {
 TEST(FitFromJson, FitsOfAllOptionsHaveTheSameReports) {
   ExpectSameReports(WithAll(SampleFit()));
   ExpectSameReports(WithAll(SampleLogisticFit()));
+}
+
+TEST(FitFromJson, PlotsAreThereOnlyWhereTheyWereComputed) {
+  EXPECT_FALSE(ReadFitResult(JsonReport(SampleFit()), "fit.json").plots);
+  EXPECT_EQ(JsonReport(SampleFit()).find("plots"), std::string::npos);
+  const FitResult linear = ReadFitResult(JsonReport(WithAll(SampleFit())), "fit.json");
+  const ScatterPlot& counted = linear.plots->linear.value().observed;
+  EXPECT_EQ(counted.size, (std::array{0.5, 2.0}));
+  ASSERT_EQ(counted.cells.size(), 2U);
+  EXPECT_EQ(counted.cells[0].weight, 7.5);
+  EXPECT_FALSE(linear.plots->linear->residuals.size);
+  EXPECT_EQ(linear.plots->linear->residuals.cells[1].weight, 1.0);
+  EXPECT_FALSE(linear.plots->logistic);
+  const FitResult logistic = ReadFitResult(JsonReport(WithAll(SampleLogisticFit())), "fit.json");
+  EXPECT_TRUE(logistic.plots->logistic.value().heldOut);
+  EXPECT_FALSE(logistic.plots->linear);
+}
+
+TEST(FitFromJson, PlotsFollowTheSchema) {
+  for (const FitResult& fit : {WithAll(SampleFit()), WithAll(SampleLogisticFit())}) {
+    ExpectJsonOf("fit", JsonReport(fit));
+  }
 }
 
 TEST(FitFromJson, EachKindOfValidationHasTheSameReport) {
@@ -254,6 +296,8 @@ TEST(FitFromJson, RefusesWhereAnythingIsMissing) {
       Json& parent = json[place.parent_pointer()];
       const std::string text = place.to_string();
       if (!parent.is_object() || IsConvenience(text) || IsNamedByData(text)) continue;
+      // Most fits have none.
+      if (text == "/plots") continue;
       parent.erase(place.back());
       const std::string message = MessageOf(json.dump());
       EXPECT_NE(message.find("'" + text.substr(1) + "'"), std::string::npos)
@@ -307,7 +351,19 @@ TEST(FitFromJson, RefusesNumbersThatCannotBe) {
   refused("margins/0/contrast", "b");
   refused("validation/kind", "none");
   refused("validation/mean", nullptr);
+  refused("plots/curves/0/true_positive", {0.0, 1.0});
+  refused("plots/iterations/1/halvings", 0.5);
   refused("means/0/differences/0/first", {{"g", "zzz"}, {"h", "1"}});
+}
+
+TEST(FitFromJson, RefusesPlotsOfOtherNumbers) {
+  const Json whole = Json::parse(JsonReport(WithAll(SampleFit())));
+  for (const std::string place : {"plots/observed/rectangle", "plots/observed/weight",
+                                  "plots/residuals/y", "plots/quantiles/residual"}) {
+    Json json = whole;
+    json[Pointer("/" + place)].push_back(1.0);
+    EXPECT_NE(MessageOf(json.dump()).find("'" + place + "'"), std::string::npos) << place;
+  }
 }
 
 TEST(FitFromJson, RefusesTablesOfAnotherSize) {

@@ -18,15 +18,15 @@ namespace qvhost {
 ///
 /// Owns folder and file. One thread at a time. Throws Error (kRunFailed), which names the folder,
 /// when the file cannot be written or read back; Cancelled when a query ends since `cancelled`.
-class NumberTable {
+class RecordNumbers {
  public:
   /// What queries call the table.
   static constexpr const char* kName = "numbers";
 
   /// Takes all rows; `columns` are numbers. `spoolDir`: see FolderForSpool. `cancelled` is asked
   /// again and again; may be empty.
-  NumberTable(const std::vector<WrittenColumn>& columns, const NextRow& nextRow,
-              const std::string& spoolDir, std::function<bool()> cancelled);
+  RecordNumbers(const std::vector<WrittenColumn>& columns, const NextRow& nextRow,
+                const std::string& spoolDir, std::function<bool()> cancelled);
 
   /// Calls `visit` with the rows of a query one after the other. REQUIRES: a query whose columns
   /// are all of the type DOUBLE and without NULL.

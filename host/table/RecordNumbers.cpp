@@ -1,4 +1,4 @@
-#include "host/table/NumberTable.h"
+#include "host/table/RecordNumbers.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -34,8 +34,8 @@ void VisitRows(duckdb_data_chunk chunk, const std::function<void(std::span<const
 
 }  // namespace
 
-NumberTable::NumberTable(const std::vector<WrittenColumn>& columns, const NextRow& nextRow,
-                         const std::string& spoolDir, std::function<bool()> cancelled)
+RecordNumbers::RecordNumbers(const std::vector<WrittenColumn>& columns, const NextRow& nextRow,
+                             const std::string& spoolDir, std::function<bool()> cancelled)
     : parent_(FolderForSpool(spoolDir)),
       cancelled_(std::move(cancelled)),
       folder_(MakeSpoolFolder(parent_)) {
@@ -53,8 +53,8 @@ NumberTable::NumberTable(const std::vector<WrittenColumn>& columns, const NextRo
   }
 }
 
-void NumberTable::Query(const std::string& sql,
-                        const std::function<void(std::span<const double>)>& visit) {
+void RecordNumbers::Query(const std::string& sql,
+                          const std::function<void(std::span<const double>)>& visit) {
   try {
     RowStream rows(connection_, sql, cancelled_);
     while (const ChunkHandle chunk = rows.Next()) {
@@ -66,7 +66,7 @@ void NumberTable::Query(const std::string& sql,
   }
 }
 
-void NumberTable::Fail(const char* what, const std::string& reason) const {
+void RecordNumbers::Fail(const char* what, const std::string& reason) const {
   if (cancelled_ && cancelled_()) throw Cancelled();
   throw Error(ExitCode::kRunFailed,
               fmt::format("The temporary file of the plots in the folder '{}' cannot be {} ({}). "
