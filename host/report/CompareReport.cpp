@@ -117,7 +117,7 @@ std::string ParameterTable(const std::vector<const ComparedParameter*>& rows, st
   }
   TextTable table(headings);
   for (std::size_t fit = 1; fit < fits; ++fit) table.StartGroup(1 + 2 * fit);
-  const Shown shown(rows.size(), kShownRows, style);
+  const Shown shown = ShownRows(rows.size(), style.all);
   for (std::size_t k = 0; k < rows.size(); ++k) {
     if (!shown.Contains(k)) continue;
     if (shown.HasNoteBefore(k)) table.AddLine(shown.Note("parameters"));

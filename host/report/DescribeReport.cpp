@@ -52,7 +52,7 @@ std::string ColumnTable(const Columns& columns, const std::vector<std::string>& 
                         const RowMaker& row, const TextStyle& style) {
   if (columns.empty()) return {};
   TextTable table(headings);
-  const Shown shown(columns.size(), kShownRows, style);
+  const Shown shown = ShownRows(columns.size(), style.all);
   for (std::size_t i = 0; i < columns.size(); ++i) {
     if (!shown.Contains(i)) continue;
     if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("columns"));
@@ -123,7 +123,7 @@ std::string LevelsText(const ColumnSummary& summary) {
 std::string LevelLines(const Columns& columns, const TextStyle& style) {
   constexpr std::size_t kNameShare = 3;
   if (columns.empty()) return {};
-  const Shown shown(columns.size(), kShownRows, style);
+  const Shown shown = ShownRows(columns.size(), style.all);
   HeadingLines lines(style);
   for (std::size_t i = 0; i < columns.size(); ++i) {
     if (!shown.Contains(i)) continue;

@@ -3,12 +3,12 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 
 #include "host/Text.h"
-#include "host/TextLayout.h"
 #include "host/report/ReportTables.h"
 #include "host/report/ShownRows.h"
 #include "host/report/TextTable.h"
@@ -34,57 +34,60 @@ std::string EffectHeading(const FitResult& fit) {
 
 }  // namespace
 
-std::string EffectTable(const FitResult& fit, const TextStyle& style) {
+ReportSections EffectSections(const FitResult& fit, const ReportDetail& detail) {
   if (!fit.effects || fit.effects->tests.empty()) return {};
   const std::vector<EffectTest>& tests = fit.effects->tests;
   const auto isSingle = [](const EffectTest& test) { return test.degrees <= 1; };
   if (!fit.effects->isAsked && std::ranges::all_of(tests, isSingle)) return {};
   const bool isLinear = fit.kind == ModelKind::kLinear;
-  const int digits = style.DigitsOf(kDigits);
-  std::vector<std::string> headings = {"Term", "df"};
+  const int digits = detail.DigitsOf(kDigits);
+  const std::string title = EffectHeading(fit);
+  ReportTable table{title, {"Term", "df"}};
+  std::vector<std::string>& headings = table.headings;
   if (isLinear) headings.emplace_back("Sum of squares");
   headings.emplace_back(isLinear ? "F" : "Chi-square");
   headings.emplace_back("p");
-  TextTable table(headings);
-  const Shown shown(tests.size(), kShownRows, style);
+  const Shown shown(tests.size(), detail.rows);
+  table.Omit(shown, "terms");
   for (std::size_t i = 0; i < tests.size(); ++i) {
     if (!shown.Contains(i)) continue;
-    if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("terms"));
     const EffectTest& test = tests[i];
     std::vector<std::string> row = {Printable(test.term), fmt::format("{}", test.degrees)};
     if (isLinear) row.push_back(Own(test.sumOfSquares, digits));
     row.push_back(StatisticText(test.statistic));
     row.push_back(ProbabilityText(test.pValue));
-    table.AddRow(std::move(row));
+    table.rows.push_back(std::move(row));
   }
   if (isLinear) {
     std::optional<double> residual;
     if (fit.residualStdError) {
       residual = Finite(*fit.residualStdError * *fit.residualStdError * fit.degreesOfFreedom);
     }
-    table.AddRow({"Residuals", NumberText(fit.degreesOfFreedom, kDegreesDigits),
-                  Own(residual, digits), "", ""});
+    table.rows.push_back({"Residuals", NumberText(fit.degreesOfFreedom, kDegreesDigits),
+                          Own(residual, digits), "", ""});
+    table.totals = 1;
   }
-  return style.Heading(Wrap(EffectHeading(fit), style.width, 0, 2)) + "\n\n" + table.Render(style);
+  return {{"Tests of effects", title, {std::move(table)}}};
 }
 
-std::string CollinearityText(const FitResult& fit, const TextStyle& style) {
+ReportSections CollinearitySections(const FitResult& fit, const ReportDetail& detail) {
   if (!fit.collinearity) return {};
-  const int digits = style.DigitsOf(kDigits);
-  TextTable table({"Term", "df", "GVIF", "GVIF^(1/(2 df))"});
+  const int digits = detail.DigitsOf(kDigits);
+  const std::string title = "Inflation of variances";
+  ReportTable table{title, {"Term", "df", "GVIF", "GVIF^(1/(2 df))"}};
   const std::vector<TermInflation>& terms = fit.collinearity->terms;
-  const Shown shown(terms.size(), kShownRows, style);
+  const Shown shown(terms.size(), detail.rows);
+  table.Omit(shown, "terms");
   for (std::size_t i = 0; i < terms.size(); ++i) {
     if (!shown.Contains(i)) continue;
-    if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("terms"));
     const TermInflation& term = terms[i];
-    table.AddRow({Printable(term.term), fmt::format("{}", term.degrees), Own(term.factor, digits),
-                  Own(term.errorPerParameter, digits)});
+    table.rows.push_back({Printable(term.term), fmt::format("{}", term.degrees),
+                          Own(term.factor, digits), Own(term.errorPerParameter, digits)});
   }
-  const std::string condition =
-      fmt::format("Condition number {}", NumberText(fit.collinearity->conditionNumber, digits));
-  return style.Heading("Inflation of variances") + "\n\n" + table.Render(style) + "\n" +
-         Wrap(condition, style.width, 0, 2) + "\n";
+  return {{"Collinearity",
+           title,
+           {std::move(table), fmt::format("Condition number {}",
+                                          NumberText(fit.collinearity->conditionNumber, digits))}}};
 }
 
 }  // namespace qvhost

@@ -1,12 +1,12 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 
 #include "host/Text.h"
-#include "host/TextLayout.h"
 #include "host/report/ReportTables.h"
 #include "host/report/ShownRows.h"
 #include "host/report/TextTable.h"
@@ -17,7 +17,7 @@ namespace {
 using Margins = std::vector<const MarginResult*>;
 
 constexpr int kDigits = 5;
-constexpr Shown::Limits kTables = {12, 8, 2};
+constexpr const char* kPart = "Marginal effects";
 
 /// An empty text would not show.
 std::string LevelText(const std::string& level) { return level.empty() ? "''" : Printable(level); }
@@ -34,26 +34,29 @@ std::string Own(const std::optional<double>& value, int digits) {
   return value ? NumberText(value, digits) : "";
 }
 
-std::string Table(const Margins& margins, const FitResult& fit, const TextStyle& style) {
-  const int digits = style.DigitsOf(kDigits);
+ReportSection Section(const std::string& of, const Margins& margins, const FitResult& fit,
+                      const ReportDetail& detail) {
+  const std::string title = "Average marginal effects on " + of;
+  const int digits = detail.DigitsOf(kDigits);
   const auto percent = fmt::format("{:g}%", 100.0 * fit.confidence);
-  TextTable table({"Variable", "Effect", "Std. error", fit.logistic ? "z" : "t", "p",
-                   percent + " low", percent + " high"});
-  table.StartGroup(1);
+  ReportTable table{title,
+                    {"Variable", "Effect", "Std. error", fit.logistic ? "z" : "t", "p",
+                     percent + " low", percent + " high"}};
   constexpr std::size_t kLimits = 5;
-  table.StartGroup(kLimits);
-  const Shown shown(margins.size(), kShownRows, style);
+  table.groups = {1, kLimits};
+  const Shown shown(margins.size(), detail.rows);
+  table.Omit(shown, "effects");
   for (std::size_t i = 0; i < margins.size(); ++i) {
     if (!shown.Contains(i)) continue;
-    if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("effects"));
     const MarginResult& margin = *margins[i];
     const CoefficientStatistics& statistics = margin.statistics;
-    table.AddRow({NameOf(margin), margin.effect ? Own(margin.effect, digits) : "not estimable",
-                  Own(statistics.stdError, digits), StatisticText(statistics.statistic),
-                  ProbabilityText(statistics.pValue), Own(statistics.confLow, digits),
-                  Own(statistics.confHigh, digits)});
+    table.rows.push_back({NameOf(margin),
+                          margin.effect ? Own(margin.effect, digits) : "not estimable",
+                          Own(statistics.stdError, digits), StatisticText(statistics.statistic),
+                          ProbabilityText(statistics.pValue), Own(statistics.confLow, digits),
+                          Own(statistics.confHigh, digits)});
   }
-  return table.Render(style);
+  return {kPart, title, {std::move(table)}};
 }
 
 /// The levels whose probabilities have a table: of two the second's effects are those of the first
@@ -67,32 +70,28 @@ std::vector<std::string> Categories(const LogisticFit& fit) {
 
 }  // namespace
 
-std::string MarginTables(const FitResult& fit, const TextStyle& style) {
-  const auto heading = [&](const std::string& text) {
-    return style.Heading(Wrap(text, style.width, 0, 2)) + "\n\n";
-  };
+ReportSections MarginSections(const FitResult& fit, const ReportDetail& detail) {
+  const std::string dependent = Printable(fit.dependent);
   Margins all;
   for (const MarginResult& margin : *fit.margins) all.push_back(&margin);
-  if (!fit.logistic) {
-    return heading("Average marginal effects on " + Printable(fit.dependent)) +
-           Table(all, fit, style);
-  }
+  if (!fit.logistic) return {Section(dependent, all, fit, detail)};
   const std::vector<std::string> categories = Categories(*fit.logistic);
-  const Shown shown(categories.size(), kTables, style);
-  std::string text;
+  const Shown shown(categories.size(), detail.tables);
+  ReportSections sections;
   for (std::size_t k = 0; k < categories.size(); ++k) {
+    if (k == shown.BeforeOmitted() && shown.Omitted() > 0) {
+      sections.push_back({kPart, "", {ReportOmission{shown.Omitted(), "levels"}}});
+    }
     if (!shown.Contains(k)) continue;
-    if (shown.HasNoteBefore(k)) text += "\n" + shown.Note("levels") + "\n";
     Margins own;
     for (const MarginResult* margin : all) {
       if (margin->category == categories[k]) own.push_back(margin);
     }
-    text += (text.empty() ? "" : "\n") +
-            heading(fmt::format("Average marginal effects on the probability of {} = {}",
-                                Printable(fit.dependent), LevelText(categories[k]))) +
-            Table(own, fit, style);
+    sections.push_back(
+        Section(fmt::format("the probability of {} = {}", dependent, LevelText(categories[k])), own,
+                fit, detail));
   }
-  return text;
+  return sections;
 }
 
 }  // namespace qvhost

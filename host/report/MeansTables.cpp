@@ -8,7 +8,6 @@
 #include <fmt/ranges.h>
 
 #include "host/Text.h"
-#include "host/TextLayout.h"
 #include "host/report/ReportTables.h"
 #include "host/report/ShownRows.h"
 #include "host/report/TextTable.h"
@@ -19,7 +18,7 @@ namespace {
 using Texts = std::vector<std::string>;
 
 constexpr int kDigits = 5;
-constexpr std::size_t kIndent = 2;
+constexpr const char* kPart = "Means and contrasts";
 
 /// A table of estimates: each row under a name, in one format for all.
 class EstimateRows {
@@ -34,25 +33,25 @@ class EstimateRows {
   }
 
   /// `adjusted`: p values of their own, none where the table has none; empty for no tests.
-  [[nodiscard]] std::string Render(const std::string& heading, const FitResult& fit, bool hasTests,
-                                   const std::vector<std::optional<double>>& adjusted,
-                                   const TextStyle& style) const {
+  [[nodiscard]] ReportTable Table(const std::string& caption, const std::string& heading,
+                                  const FitResult& fit, bool hasTests,
+                                  const std::vector<std::optional<double>>& adjusted,
+                                  const ReportDetail& detail) const {
     const std::string percent = fmt::format("{:g}%", 100.0 * fit.confidence);
-    Texts headings = {heading, "Estimate", "Std. error"};
+    ReportTable table{caption, {heading, "Estimate", "Std. error"}};
+    Texts& headings = table.headings;
     if (hasTests) headings.insert(headings.end(), {fit.logistic ? "z" : "t", "p"});
     if (!adjusted.empty()) headings.emplace_back("p (Holm)");
     headings.insert(headings.end(), {percent + " low", percent + " high"});
-    const int digits = style.DigitsOf(kDigits);
+    const int digits = detail.DigitsOf(kDigits);
     const Texts estimates = ColumnText(estimates_, digits);
     const Texts errors = ColumnText(errors_, digits);
     const Texts limits = ColumnText(limits_, digits);
-    TextTable table(headings);
-    table.StartGroup(1);
-    table.StartGroup(headings.size() - 2);
-    const Shown shown(names_.size(), kShownRows, style);
+    table.groups = {1, headings.size() - 2};
+    const Shown shown(names_.size(), detail.rows);
+    table.Omit(shown, "rows");
     for (std::size_t i = 0; i < names_.size(); ++i) {
       if (!shown.Contains(i)) continue;
-      if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("rows"));
       const bool isEstimable = means_[i]->isEstimable;
       Texts row = {names_[i], isEstimable ? estimates[i] : "not estimable", errors[i]};
       if (hasTests) {
@@ -62,9 +61,9 @@ class EstimateRows {
       if (!adjusted.empty()) row.push_back(ProbabilityText(adjusted[i]));
       row.push_back(limits[2 * i]);
       row.push_back(limits[2 * i + 1]);
-      table.AddRow(std::move(row));
+      table.rows.push_back(std::move(row));
     }
-    return table.Render(style);
+    return table;
   }
 
  private:
@@ -87,14 +86,15 @@ std::string LevelsText(const MeanTable::Row& row) {
   return Printable(fmt::format("{}", fmt::join(row.levels, ":")));
 }
 
-std::string TableText(const MeanTable& part, const FitResult& fit, const TextStyle& style) {
+ReportSection TableSection(const MeanTable& part, const FitResult& fit,
+                           const ReportDetail& detail) {
   const std::string factors = Printable(fmt::format("{}", fmt::join(part.factors, ":")));
-  const std::string scale = ScaleText(part.scale, part.level, fit);
+  const std::string of = factors + ScaleText(part.scale, part.level, fit);
   EstimateRows means;
   for (const MeanTable::Row& row : part.rows) means.Add(LevelsText(row), row.estimate);
-  std::string text = style.Heading(Wrap("Means of " + factors + scale, style.width, 0, kIndent)) +
-                     "\n\n" + means.Render(factors, fit, false, {}, style);
-  if (part.differences.empty()) return text;
+  ReportSection section{kPart, "Means of " + of};
+  section.blocks.emplace_back(means.Table(section.title, factors, fit, false, {}, detail));
+  if (part.differences.empty()) return section;
   EstimateRows differences;
   std::vector<std::optional<double>> adjusted;
   for (const MeanDifference& difference : part.differences) {
@@ -103,20 +103,21 @@ std::string TableText(const MeanTable& part, const FitResult& fit, const TextSty
                     difference.estimate);
     adjusted.push_back(difference.adjustedP);
   }
-  return text + "\n" + differences.Render("Difference", fit, true, adjusted, style);
+  section.blocks.emplace_back(differences.Table("Differences of means of " + of, "Difference", fit,
+                                                true, adjusted, detail));
+  return section;
 }
 
-/// The contrasts from `first` on that are of one scale and level.
-std::string ContrastText(const std::vector<const ContrastResult*>& contrasts, const FitResult& fit,
-                         const TextStyle& style) {
+/// Contrasts of one scale and level.
+ReportSection ContrastSection(const std::vector<const ContrastResult*>& contrasts,
+                              const FitResult& fit, const ReportDetail& detail) {
   const ContrastResult& first = *contrasts.front();
   EstimateRows rows;
   for (const ContrastResult* contrast : contrasts) {
     rows.Add(Printable(contrast->label), contrast->estimate);
   }
   const std::string title = "Contrasts" + ScaleText(first.scale, first.level, fit);
-  return style.Heading(Wrap(title, style.width, 0, kIndent)) + "\n\n" +
-         rows.Render("Contrast", fit, true, {}, style);
+  return {kPart, title, {rows.Table(title, "Contrast", fit, true, {}, detail)}};
 }
 
 /// Of two levels, the probabilities of one tell those of the other.
@@ -143,9 +144,9 @@ std::string GridText(const GridResult& grid) {
 
 }  // namespace
 
-std::string MeansText(const FitResult& fit, const TextStyle& style) {
+ReportSections MeansSections(const FitResult& fit, const ReportDetail& detail) {
   if (!fit.means) return {};
-  std::string text;
+  ReportSections sections;
   const std::vector<ContrastResult>& contrasts = fit.means->contrasts;
   for (std::size_t i = 0; i < contrasts.size(); ++i) {
     const auto isSame = [&](const ContrastResult& other) {
@@ -159,12 +160,15 @@ std::string MeansText(const FitResult& fit, const TextStyle& style) {
       same.push_back(&contrasts[j]);
     }
     isFirst = isFirst && IsShown(contrasts[i].scale, contrasts[i].level, fit);
-    if (isFirst) text += ContrastText(same, fit, style) + "\n";
+    if (isFirst) sections.push_back(ContrastSection(same, fit, detail));
   }
   for (const MeanTable& table : fit.means->tables) {
-    if (IsShown(table.scale, table.level, fit)) text += TableText(table, fit, style) + "\n";
+    if (IsShown(table.scale, table.level, fit)) {
+      sections.push_back(TableSection(table, fit, detail));
+    }
   }
-  return text + Wrap(GridText(fit.means->grid), style.width, 0, kIndent) + "\n";
+  sections.push_back({kPart, "", {GridText(fit.means->grid)}});
+  return sections;
 }
 
 }  // namespace qvhost

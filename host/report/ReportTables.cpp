@@ -13,7 +13,6 @@
 #include <fmt/format.h>
 
 #include "host/Text.h"
-#include "host/TextLayout.h"
 #include "host/inference/Inference.h"
 #include "host/report/ShownRows.h"
 #include "host/report/TextTable.h"
@@ -23,8 +22,6 @@ namespace {
 
 using Parameters = std::span<const ParameterResult>;
 using Texts = std::vector<std::string>;
-
-constexpr Shown::Limits kTables = {12, 8, 2};
 
 /// One entry of every parameter, in one format.
 template <typename Entry>
@@ -82,8 +79,6 @@ constexpr std::array<std::size_t, 3> kGroups = {1, 5, 7};
 
 /// A wider table of levels by levels is of no use on a terminal.
 constexpr std::size_t kMostColumns = 10;
-/// Of what continues a line.
-constexpr std::size_t kIndent = 2;
 constexpr int kDigits = 6;
 constexpr int kEstimateDigits = 5;
 constexpr int kOddsDigits = 4;
@@ -104,50 +99,54 @@ std::string Percent(double part, double whole) {
 
 std::string Weight(double weight) { return NumberText(weight, 12); }
 
-/// Text of its own, continued below its beginning.
-std::string Paragraph(std::string_view text, const TextStyle& style) {
-  return Wrap(text, style.width, 0, kIndent) + "\n";
+std::string ChiSquareSentence(const LogisticFit& fit, const ReportDetail& detail) {
+  return fmt::format("Likelihood-ratio chi-square {} on {} degree{} of freedom, p {}",
+                     NumberText(fit.chiSquare, detail.DigitsOf(kDigits)), fit.chiSquareDegrees,
+                     fit.chiSquareDegrees == 1 ? "" : "s", ProbabilityText(fit.chiSquareP));
 }
 
-std::string LogLikelihoodLine(const LogisticFit& fit, const TextStyle& style) {
-  const int digits = style.DigitsOf(kLogLikelihoodDigits);
-  return Paragraph(fmt::format("Log-likelihood {}, of the starting values {}",
-                               NumberText(fit.logLikelihood, digits),
-                               NumberText(fit.initialLogLikelihood, digits)),
-                   style);
+/// How the iterations ended.
+std::string EndingSentence(const LogisticFit& fit) {
+  std::string ending = Printable(fit.ending);
+  if (fit.stepHalvings > 0) {
+    ending +=
+        fmt::format(" {} step-halving{}.", fit.stepHalvings, fit.stepHalvings == 1 ? "" : "s");
+  }
+  if (fit.inMemory) {
+    ending += " The records were kept in memory.";
+  } else if (fit.iterations > 0) {
+    ending += " The records were read anew for each.";
+  }
+  return ending;
 }
 
-std::string ChiSquareLine(const LogisticFit& fit, const TextStyle& style) {
-  if (!fit.chiSquareP) return {};
-  return Paragraph(
-      fmt::format("Likelihood-ratio chi-square {} on {} degree{} of freedom, p {}",
-                  NumberText(fit.chiSquare, style.DigitsOf(kDigits)), fit.chiSquareDegrees,
-                  fit.chiSquareDegrees == 1 ? "" : "s", ProbabilityText(fit.chiSquareP)),
-      style);
+/// `y = a against b`
+std::string ComparisonText(const FitResult& fit, std::size_t level) {
+  const std::vector<DependentLevel>& levels = fit.logistic->levels;
+  return fmt::format("{} = {} against {}", Printable(fit.dependent), LevelText(levels[level]),
+                     LevelText(levels.back()));
 }
 
 }  // namespace
 
-std::string ParameterTable(Parameters parameters, ModelKind kind, double confidence,
-                           const TextStyle& style) {
-  const Texts headings = Headings(kind, confidence);
-  TextTable table(headings);
+ReportTable ParameterTable(Parameters parameters, ModelKind kind, double confidence,
+                           const ReportDetail& detail) {
+  ReportTable table{"Parameters", Headings(kind, confidence)};
   for (const std::size_t first : kGroups) {
-    if (first < headings.size()) table.StartGroup(first);
+    if (first < table.headings.size()) table.groups.push_back(first);
   }
-  const Shown shown(parameters.size(), kShownRows, style);
+  const Shown shown(parameters.size(), detail.rows);
+  table.Omit(shown, "parameters");
   std::vector<ParameterResult> printed;
   for (std::size_t i = 0; i < parameters.size(); ++i) {
     if (shown.Contains(i)) printed.push_back(parameters[i]);
   }
-  const int digits = style.digits.value_or(kEstimateDigits);
-  const int oddsDigits = style.digits.value_or(kOddsDigits);
+  const int digits = detail.digits.value_or(kEstimateDigits);
+  const int oddsDigits = detail.digits.value_or(kOddsDigits);
   const auto estimates = Column(printed, digits, [](const auto& p) { return p.estimate; });
   const auto errors = Column(printed, digits, [](const auto& p) { return p.statistics.stdError; });
   const auto [lows, highs] = LimitColumns(printed, digits);
-  const std::size_t hidden = parameters.size() - printed.size();
   for (std::size_t i = 0; i < printed.size(); ++i) {
-    if (shown.HasNoteBefore(i + hidden)) table.AddLine(shown.Note("parameters"));
     const ParameterResult& parameter = printed[i];
     const CoefficientStatistics& statistics = parameter.statistics;
     Texts row = {Printable(parameter.label), "0", parameter.nonFinite ? "left out" : "redundant"};
@@ -163,16 +162,20 @@ std::string ParameterTable(Parameters parameters, ModelKind kind, double confide
              OddsText(statistics.confLow, oddsDigits),
              OddsText(statistics.confHigh, oddsDigits)};
     }
-    row.resize(headings.size());
-    table.AddRow(std::move(row));
+    row.resize(table.headings.size());
+    table.rows.push_back(std::move(row));
   }
-  return table.Render(style);
+  return table;
 }
 
-std::string InfluentialTable(const FitResult& fit, const TextStyle& style) {
+ReportSections InfluentialSections(const FitResult& fit) {
   constexpr int kFewDigits = 4;
-  const std::string title = style.Heading("Most influential records") + "\n";
-  if (fit.influential->empty()) return title + "None has a Cook's distance.\n";
+  ReportSection section{"Influential records", "Most influential records"};
+  section.isTight = true;
+  if (fit.influential->empty()) {
+    section.blocks.emplace_back("None has a Cook's distance.");
+    return {section};
+  }
   std::vector<std::optional<double>> distances;
   std::vector<std::optional<double>> leverages;
   std::vector<std::optional<double>> residuals;
@@ -183,113 +186,116 @@ std::string InfluentialTable(const FitResult& fit, const TextStyle& style) {
   }
   const std::vector<std::string> distanceTexts = ColumnText(distances, kFewDigits);
   const std::vector<std::string> leverageTexts = ColumnText(leverages, kFewDigits);
-  TextTable table({"Row", "Cook's distance", "Leverage",
-                   fit.logistic ? "Deviance residual" : "Studentized residual"});
+  ReportTable table{section.title,
+                    {"Row", "Cook's distance", "Leverage",
+                     fit.logistic ? "Deviance residual" : "Studentized residual"}};
   for (std::size_t i = 0; i < distances.size(); ++i) {
-    table.AddRow({CountText(fit.influential->at(i).row), distanceTexts[i], leverageTexts[i],
-                  StatisticText(residuals[i])});
+    table.rows.push_back({CountText(fit.influential->at(i).row), distanceTexts[i], leverageTexts[i],
+                          StatisticText(residuals[i])});
   }
-  return title + table.Render(style);
+  section.blocks.emplace_back(std::move(table));
+  return {section};
 }
 
-std::string LevelTable(const FitResult& fit, const TextStyle& style) {
+ReportSections LevelSections(const FitResult& fit, const ReportDetail& detail) {
   const std::vector<DependentLevel>& levels = fit.logistic->levels;
   double total = 0.0;
   for (const DependentLevel& level : levels) total += level.weight;
-  TextTable table(
-      {Printable(fit.dependent), fit.freqWeight.empty() ? "Records" : "Weight", "Percent", ""});
-  const Shown shown(levels.size(), kShownRows, style);
+  const std::string dependent = Printable(fit.dependent);
+  ReportTable table{"Levels of " + dependent,
+                    {dependent, fit.freqWeight.empty() ? "Records" : "Weight", "Percent", ""}};
+  const Shown shown(levels.size(), detail.rows);
+  table.Omit(shown, "levels");
   for (std::size_t i = 0; i < levels.size(); ++i) {
     if (!shown.Contains(i)) continue;
-    if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("levels"));
     const DependentLevel& level = levels[i];
     const bool isReference = i + 1 == levels.size();
-    table.AddRow({LevelText(level), Weight(level.weight), Percent(level.weight, total),
-                  isReference ? "reference" : ""});
+    table.rows.push_back({LevelText(level), Weight(level.weight), Percent(level.weight, total),
+                          isReference ? "reference" : ""});
   }
-  return table.Render(style);
+  return {{"Dependent", "", {std::move(table)}}};
 }
 
-std::string LevelParameters(const FitResult& fit, const TextStyle& style) {
-  const std::vector<DependentLevel>& levels = fit.logistic->levels;
-  const std::size_t blockSize = fit.parameters.size() / (levels.size() - 1);
-  const Shown shown(levels.size() - 1, kTables, style);
-  std::string text;
-  for (std::size_t block = 0; block + 1 < levels.size(); ++block) {
+ReportSections LevelParameters(const FitResult& fit, const ReportDetail& detail) {
+  constexpr const char* kPart = "Parameters";
+  const std::size_t count = fit.logistic->levels.size() - 1;
+  const std::size_t blockSize = fit.parameters.size() / count;
+  const Shown shown(count, detail.tables);
+  ReportSections sections;
+  for (std::size_t block = 0; block < count; ++block) {
+    if (block == shown.BeforeOmitted() && shown.Omitted() > 0) {
+      sections.push_back({kPart, "", {ReportOmission{shown.Omitted(), "tables"}}});
+    }
     if (!shown.Contains(block)) continue;
-    if (shown.HasNoteBefore(block)) text += "\n" + Paragraph(shown.Note("tables"), style);
     const std::span parameters = std::span(fit.parameters).subspan(block * blockSize, blockSize);
-    const std::string heading = fmt::format("{} = {} against {}", Printable(fit.dependent),
-                                            LevelText(levels[block]), LevelText(levels.back()));
-    text += text.empty() ? "" : "\n";
-    text += style.Heading(Wrap(heading, style.width, 0, kIndent)) + "\n\n";
-    text += ParameterTable(parameters, fit.kind, fit.confidence, style);
+    const std::string title = ComparisonText(fit, block);
+    ReportTable table = ParameterTable(parameters, fit.kind, fit.confidence, detail);
+    table.caption += ": " + title;
+    sections.push_back({kPart, title, {std::move(table)}});
   }
-  return text;
+  return sections;
 }
 
-std::string LikelihoodText(const FitResult& fit, const TextStyle& style) {
+ReportSections LikelihoodSections(const FitResult& fit, const ReportDetail& detail) {
   const LogisticFit& logistic = *fit.logistic;
   const auto number = [&](const std::optional<double>& value) {
-    return NumberText(value, style.DigitsOf(kDigits));
+    return NumberText(value, detail.DigitsOf(kDigits));
   };
-  std::string text = LogLikelihoodLine(logistic, style) + ChiSquareLine(logistic, style);
-  text += Paragraph(fmt::format("Pseudo R square: Cox and Snell {}, Nagelkerke {}, McFadden {}",
-                                number(logistic.coxSnell), number(logistic.nagelkerke),
-                                number(logistic.mcFadden)),
-                    style);
-  text += fmt::format("AIC {}, BIC {}\n", number(logistic.aic), number(logistic.bic));
-  std::string ending = Printable(logistic.ending);
-  if (logistic.stepHalvings > 0) {
-    ending += fmt::format(" {} step-halving{}.", logistic.stepHalvings,
-                          logistic.stepHalvings == 1 ? "" : "s");
-  }
-  if (logistic.inMemory) {
-    ending += " The records were kept in memory.";
-  } else if (logistic.iterations > 0) {
-    ending += " The records were read anew for each.";
-  }
-  return text + Paragraph(ending, style);
+  const int digits = detail.DigitsOf(kLogLikelihoodDigits);
+  ReportSection section{"Fit", ""};
+  section.blocks.emplace_back(fmt::format("Log-likelihood {}, of the starting values {}",
+                                          NumberText(logistic.logLikelihood, digits),
+                                          NumberText(logistic.initialLogLikelihood, digits)));
+  if (logistic.chiSquareP) section.blocks.emplace_back(ChiSquareSentence(logistic, detail));
+  section.blocks.emplace_back(fmt::format(
+      "Pseudo R square: Cox and Snell {}, Nagelkerke {}, McFadden {}", number(logistic.coxSnell),
+      number(logistic.nagelkerke), number(logistic.mcFadden)));
+  section.blocks.emplace_back(
+      fmt::format("AIC {}, BIC {}", number(logistic.aic), number(logistic.bic)));
+  section.blocks.emplace_back(EndingSentence(logistic));
+  return {section};
 }
 
-std::string ClassificationText(const FitResult& fit, const TextStyle& style) {
+ReportSections ClassificationSections(const FitResult& fit, const ReportDetail& detail) {
   const LogisticFit& logistic = *fit.logistic;
   const std::size_t size = logistic.levels.size();
   if (logistic.classification.size() != size) return {};
   const bool showsAll = size <= kMostColumns;
-  std::vector<std::string> headings = {"Observed"};
+  const std::string title =
+      showsAll ? "Classification: rows observed, columns predicted" : "Classification";
+  ReportTable table{title, {"Observed"}};
   if (showsAll) {
-    for (const DependentLevel& level : logistic.levels) headings.push_back(LevelText(level));
+    for (const DependentLevel& level : logistic.levels) table.headings.push_back(LevelText(level));
   }
-  headings.emplace_back("Correct");
-  TextTable table(headings);
-  for (std::size_t column = 1; column < headings.size(); ++column) table.StartGroup(column);
+  table.headings.emplace_back("Correct");
+  for (std::size_t column = 1; column < table.headings.size(); ++column) {
+    table.groups.push_back(column);
+  }
 
-  const Shown shown(size, kShownRows, style);
+  const Shown shown(size, detail.rows);
+  table.Omit(shown, "levels");
   std::vector<double> predicted(size, 0.0);
   double correct = 0.0;
   for (std::size_t i = 0; i < size; ++i) {
     const std::vector<double>& counts = logistic.classification[i];
-    std::vector<std::string> row = {LevelText(logistic.levels[i])};
+    Texts row = {LevelText(logistic.levels[i])};
     for (std::size_t k = 0; k < size; ++k) {
       predicted[k] += counts[k];
       if (showsAll) row.push_back(Weight(counts[k]));
     }
     correct += counts[i];
     row.push_back(Percent(counts[i], Sum(counts)));
-    if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("levels"));
-    if (shown.Contains(i)) table.AddRow(std::move(row));
+    if (shown.Contains(i)) table.rows.push_back(std::move(row));
   }
   const double total = Sum(predicted);
-  std::vector<std::string> last = {"Overall"};
+  Texts last = {"Overall"};
   if (showsAll) {
     for (const double share : predicted) last.push_back(Percent(share, total));
   }
   last.push_back(Percent(correct, total));
-  table.AddRow(std::move(last));
-  const std::string heading =
-      showsAll ? "Classification: rows observed, columns predicted" : "Classification";
-  return style.Heading(Wrap(heading, style.width, 0, kIndent)) + "\n\n" + table.Render(style);
+  table.rows.push_back(std::move(last));
+  table.totals = 1;
+  return {{"Classification", title, {std::move(table)}}};
 }
 
 }  // namespace qvhost

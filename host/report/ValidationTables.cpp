@@ -9,7 +9,6 @@
 #include <fmt/format.h>
 
 #include "host/Text.h"
-#include "host/TextLayout.h"
 #include "host/report/ReportTables.h"
 #include "host/report/ShownRows.h"
 #include "host/report/TextTable.h"
@@ -19,7 +18,6 @@ namespace {
 
 constexpr int kDigits = 6;
 constexpr int kWeightDigits = 12;
-constexpr std::size_t kIndent = 2;
 
 /// A number of a score, as the table of folds calls it.
 struct Named {
@@ -77,10 +75,10 @@ std::string UseText(const ValidationResult& validation) {
   return text + ".";
 }
 
-std::string ScoreText(const FitResult& fit, const TextStyle& style) {
+std::string ScoreText(const FitResult& fit, const ReportDetail& detail) {
   const ValidationScore& score = fit.validation->score;
   const auto number = [&](const std::optional<double>& value) {
-    return NumberText(value, style.DigitsOf(kDigits));
+    return NumberText(value, detail.DigitsOf(kDigits));
   };
   if (fit.kind == ModelKind::kLinear) {
     const bool hasIntercept = !fit.parameters.empty() && fit.parameters.front().IsIntercept();
@@ -96,42 +94,41 @@ std::string ScoreText(const FitResult& fit, const TextStyle& style) {
                      number(score.brier), number(score.accuracy), area);
 }
 
-std::string FoldTable(const FitResult& fit, const TextStyle& style) {
+ReportTable FoldTable(const FitResult& fit, const ReportDetail& detail) {
   const ValidationResult& validation = *fit.validation;
-  if (validation.folds.empty()) return {};
   const std::vector<Named> numbers = NumbersOf(fit.kind);
-  std::vector<std::string> headings = {"Fold", "Records"};
-  for (const Named& named : numbers) headings.emplace_back(named.name);
+  ReportTable table{"Folds", {"Fold", "Records"}};
+  for (const Named& named : numbers) table.headings.emplace_back(named.name);
   const std::size_t count = validation.folds.size();
   std::vector<std::vector<std::string>> columns;
   for (const Named& named : numbers) {
     std::vector<std::optional<double>> values;
     for (const FoldScore& fold : validation.folds) values.push_back(fold.score.*named.number);
     values.push_back((*validation.mean).*named.number);
-    std::vector<std::string> texts = ColumnText(values, style.digits.value_or(4));
+    std::vector<std::string> texts = ColumnText(values, detail.digits.value_or(4));
     const std::optional<double>& deviation = (*validation.standardDeviation).*named.number;
-    texts.push_back(deviation ? NumberText(deviation, style.digits.value_or(4)) : "");
+    texts.push_back(deviation ? NumberText(deviation, detail.digits.value_or(4)) : "");
     columns.push_back(std::move(texts));
   }
-  TextTable table(headings);
   const auto add = [&](const std::string& name, const std::string& records, std::size_t row) {
     std::vector<std::string> cells = {name, records};
     for (const std::vector<std::string>& column : columns) cells.push_back(column[row]);
-    table.AddRow(std::move(cells));
+    table.rows.push_back(std::move(cells));
   };
-  const Shown shown(count, kShownRows, style);
+  const Shown shown(count, detail.rows);
+  table.Omit(shown, "folds");
   for (std::size_t i = 0; i < count; ++i) {
     if (!shown.Contains(i)) continue;
-    if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("folds"));
     add(fmt::format("{}", i + 1), CountText(validation.folds[i].score.records), i);
   }
   add("Mean", "", count);
   add("Std. deviation", "", count + 1);
-  return table.Render(style);
+  table.totals = 2;
+  return table;
 }
 
 /// The levels of the dependent, each with what tells it from the others and what was predicted.
-std::string LevelRows(const FitResult& fit, const TextStyle& style) {
+ReportTable LevelRows(const FitResult& fit, const ReportDetail& detail) {
   constexpr std::size_t kMostColumns = 6;
   const ValidationResult& validation = *fit.validation;
   const std::size_t size = validation.levels.size();
@@ -139,17 +136,17 @@ std::string LevelRows(const FitResult& fit, const TextStyle& style) {
   const auto text = [](const ValidationLevel& level) {
     return level.level.empty() ? "''" : Printable(level.level);
   };
-  std::vector<std::string> headings = {"Observed", "Weight", "AUC"};
+  ReportTable table{"Levels: rows observed, columns predicted", {"Observed", "Weight", "AUC"}};
+  std::vector<std::string>& headings = table.headings;
   if (showsAll) {
     for (const ValidationLevel& level : validation.levels) headings.push_back(text(level));
   }
   headings.emplace_back("Correct");
-  TextTable table(headings);
-  for (std::size_t column = 1; column < headings.size(); ++column) table.StartGroup(column);
-  const Shown shown(size, kShownRows, style);
+  for (std::size_t column = 1; column < headings.size(); ++column) table.groups.push_back(column);
+  const Shown shown(size, detail.rows);
+  table.Omit(shown, "levels");
   for (std::size_t i = 0; i < size; ++i) {
     if (!shown.Contains(i)) continue;
-    if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("levels"));
     const ValidationLevel& level = validation.levels[i];
     std::vector<std::string> row = {text(level), NumberText(level.weight, kWeightDigits),
                                     level.auc ? NumberText(level.auc, 4) : ""};
@@ -160,38 +157,40 @@ std::string LevelRows(const FitResult& fit, const TextStyle& style) {
         level.weight > 0.0
             ? fmt::format("{:.1f}%", 100.0 * validation.classification[i][i] / level.weight)
             : "");
-    table.AddRow(std::move(row));
+    table.rows.push_back(std::move(row));
   }
-  return table.Render(style);
+  return table;
 }
 
-std::string CalibrationTable(const FitResult& fit, const TextStyle& style) {
+ReportTable CalibrationTable(const FitResult& fit, const ReportDetail& detail) {
   const std::vector<CalibrationGroup>& groups = fit.validation->calibration;
-  if (groups.empty()) return {};
-  TextTable table({"Calibration", "Tenth", "Weight", "Mean predicted", "Observed"});
-  const Shown shown(groups.size(), kShownRows, style);
+  ReportTable table{"Calibration",
+                    {"Calibration", "Tenth", "Weight", "Mean predicted", "Observed"}};
+  const Shown shown(groups.size(), detail.rows);
+  table.Omit(shown, "tenths");
   for (std::size_t i = 0; i < groups.size(); ++i) {
     if (!shown.Contains(i)) continue;
-    if (shown.HasNoteBefore(i)) table.AddLine(shown.Note("tenths"));
     const CalibrationGroup& group = groups[i];
-    table.AddRow({group.level.empty() ? "''" : Printable(group.level),
-                  fmt::format("{}", group.group), NumberText(group.weight, kWeightDigits),
-                  fmt::format("{:.4f}", group.meanPredicted),
-                  fmt::format("{:.4f}", group.observed)});
+    table.rows.push_back({group.level.empty() ? "''" : Printable(group.level),
+                          fmt::format("{}", group.group), NumberText(group.weight, kWeightDigits),
+                          fmt::format("{:.4f}", group.meanPredicted),
+                          fmt::format("{:.4f}", group.observed)});
   }
-  return "\n" + table.Render(style);
+  return table;
 }
 
 }  // namespace
 
-std::string ValidationText(const FitResult& fit, const TextStyle& style) {
+ReportSections ValidationSections(const FitResult& fit, const ReportDetail& detail) {
   const ValidationResult& validation = *fit.validation;
-  std::string text = style.Heading(Wrap(Title(validation), style.width, 0, kIndent)) + "\n\n";
-  text += Wrap(UseText(validation), style.width, 0, kIndent) + "\n";
-  text += Wrap(ScoreText(fit, style), style.width, 0, kIndent) + "\n";
-  if (const std::string folds = FoldTable(fit, style); !folds.empty()) text += "\n" + folds;
-  if (fit.kind == ModelKind::kLinear) return text;
-  return text + "\n" + LevelRows(fit, style) + CalibrationTable(fit, style);
+  ReportSection section{"Validation", Title(validation)};
+  section.blocks.emplace_back(UseText(validation));
+  section.blocks.emplace_back(ScoreText(fit, detail));
+  if (!validation.folds.empty()) section.blocks.emplace_back(FoldTable(fit, detail));
+  if (fit.kind == ModelKind::kLinear) return {section};
+  section.blocks.emplace_back(LevelRows(fit, detail));
+  if (!validation.calibration.empty()) section.blocks.emplace_back(CalibrationTable(fit, detail));
+  return {section};
 }
 
 }  // namespace qvhost
