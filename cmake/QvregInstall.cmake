@@ -3,7 +3,7 @@
 #   development      what building against it takes: the headers that a host includes, the package
 #                    configuration that find_package(qvreg) finds, the one of pkg-config, documents
 #                    and examples; the static library, when that is built
-#   command          the command, and the DuckDB that it brings
+#   command          the command, the DuckDB that it brings, and the licences of what it embeds
 #   command_library  the shared library once more, for an archive that holds all the command needs;
 #                    only cpack asks for it
 include(CMakePackageConfigHelpers)
@@ -126,5 +126,11 @@ if(QVREG_BUILD_HOST)
     set_target_properties(qvreg_command PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
   endif()
   set_target_properties(qvreg_command PROPERTIES INSTALL_RPATH "${qvreg_rpath}")
+  foreach(library IN LISTS qvreg_page_libraries)
+    install(FILES "${QVREG_PAGE_DIR}/LICENSE.${library}"
+      DESTINATION "${CMAKE_INSTALL_DATADIR}/licenses/${library}"
+      RENAME LICENSE
+      COMPONENT command)
+  endforeach()
   install(TARGETS qvreg_command RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT command)
 endif()

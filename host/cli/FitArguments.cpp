@@ -193,6 +193,7 @@ void FitArguments::AddValidation() {
 void FitArguments::AddOutput() {
   constexpr const char* group = "Output";
   report_.AddJson("fit");
+  report_.AddPage();
   command_
       ->add_option("-o,--predictions", options_.predictions,
                    "Write what the model predicts for each row of the data\n"

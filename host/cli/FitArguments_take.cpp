@@ -131,6 +131,7 @@ void FitArguments::Take() {
   TakeMargins();
   // Fits that are compared are of the same records.
   options_.digest = report_.HasJson() || !options_.save.empty();
+  options_.plots = report_.HasPage();
   options_.intercept = !noIntercept_;
   options_.refine = !noRefine_;
   if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;

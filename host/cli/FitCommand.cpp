@@ -9,6 +9,7 @@
 #include "host/fit/ProgressBar.h"
 #include "host/fit/RunFit.h"
 #include "host/model/Pmml.h"
+#include "host/report/HtmlReport.h"
 #include "host/report/Report.h"
 
 namespace qvhost {
@@ -60,7 +61,7 @@ Examples:
   qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight + origin'
   qvreg fit -d 'sales-*.parquet' -f 'log(price) ~ region*size' --json fit.json
   qvreg fit -d shop.duckdb --table orders -f 'total ~ items' --freq-weight n
-  qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight' --save cars.pmml
+  qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight' --save cars.pmml --report cars.html
   qvreg fit -d titanic.csv -f 'survived ~ class*sex + age' --model logistic
   qvreg fit -d penguins.csv -f 'species ~ flipper_length' -o predicted.csv
   qvreg fit -d sales.csv -d new.csv -f 'price ~ size' -o predicted.csv
@@ -119,7 +120,7 @@ ExitCode FitCommand::FitAndReport(Interrupt& interrupt, InterruptWatch& watch) {
   }
   const bool isRead = report.Write(
       outputs, watch, [&] { return TextReport(fit, report.Style()); },
-      [&] { return JsonReport(fit); });
+      [&] { return JsonReport(fit); }, [&] { return HtmlReport(fit, report.Style().digits); });
   if (options.strict) RequireConvergence(fit);
   return isRead ? ExitCode::kFitted : ExitCode::kPipeClosed;
 }

@@ -4,10 +4,12 @@
 #include <CLI/Formatter.hpp>
 #include <CLI/Validators.hpp>
 #include <cstdio>
+#include <filesystem>
 
 #include <fmt/format.h>
 
 #include "host/Terminal.h"
+#include "host/Text.h"
 #include "host/cli/StandardStreams.h"
 
 namespace qvhost {
@@ -24,6 +26,15 @@ void ReportArguments::AddJson(const std::string& what) {
                   fmt::format("Write the {} to this file as JSON, too; - prints JSON\n"
                               "in place of the summary",
                               what))
+      ->type_name("FILE")
+      ->group("Output");
+}
+
+void ReportArguments::AddPage() {
+  command_
+      .add_option("--report", pageFile_,
+                  "Write the fit to this .html file as a page for a browser, with\n"
+                  "tables and plots; it loads nothing")
       ->type_name("FILE")
       ->group("Output");
 }
@@ -64,17 +75,26 @@ void ReportArguments::Take() {
     }
     style_.digits = digits_;
   }
+  if (HasPage()) {
+    const std::string ending = Lower(std::filesystem::path(pageFile_).extension().string());
+    if (ending != ".html" && ending != ".htm") {
+      RefuseUsage(
+          fmt::format("--report writes a page for a browser; '{}' must end in .html.", pageFile_));
+    }
+  }
   style_.width = OutputWidth(stdout);
   style_.color = UsesColor(ColorOf(color_).value_or(ColorChoice::kAuto), stdout);
 }
 
 void ReportArguments::AddTo(OutputFiles& outputs) const {
   if (HasJson() && !PrintsJson()) outputs.Add("--json", jsonFile_);
+  if (HasPage()) outputs.Add("--report", pageFile_);
 }
 
 bool ReportArguments::Write(OutputFiles& outputs, InterruptWatch& watch, const Maker& text,
-                            const Maker& json) const {
+                            const Maker& json, const Maker& page) const {
   if (HasJson() && !PrintsJson()) outputs.Get(jsonFile_).Write(json());
+  if (HasPage()) outputs.Get(pageFile_).Write(page());
   outputs.Finish();
   // Before the files are replaced, so that a run that fails has replaced none.
   bool isRead = true;

@@ -12,8 +12,8 @@
 namespace qvhost {
 
 /// The options that every command has for what it prints: --json, --all, --color, and where they
-/// make sense --digits and --quiet; and the printing. Lives as long as the command line's reader,
-/// which writes into it.
+/// make sense --report, --digits and --quiet; and the printing. Lives as long as the command line's
+/// reader, which writes into it.
 class ReportArguments {
  public:
   /// Of `command`, which must outlive this object.
@@ -23,6 +23,8 @@ class ReportArguments {
 
   /// Adds --json for what the command finds: "fit".
   void AddJson(const std::string& what);
+  /// Adds --report, for a page that shows a fit.
+  void AddPage();
   void AddDigits();
   /// Adds the others; --all with this help.
   void AddSummary(const std::string& allHelp);
@@ -32,20 +34,23 @@ class ReportArguments {
   /// After reading: checks the values. Throws UsageError.
   void Take();
 
-  /// Adds the file of --json.
+  /// Adds the files of --json and --report.
   void AddTo(OutputFiles& outputs) const;
 
   /// Makes the report in one form.
   using Maker = std::function<std::string()>;
 
-  /// After Take and OutputFiles::Begin, as the last step: writes the JSON where --json says, prints
+  /// After Take and OutputFiles::Begin, as the last step: writes the JSON where --json says and the
+  /// page where --report says, prints
   /// the text unless JSON is printed or nothing is to be, and commits all outputs. Whether what was
   /// printed was read to its end. Throws as OutputFiles and InterruptWatch do.
   [[nodiscard]] bool Write(OutputFiles& outputs, InterruptWatch& watch, const Maker& text,
-                           const Maker& json) const;
+                           const Maker& json, const Maker& page = {}) const;
 
   /// Whether --json names a file or `-`.
   [[nodiscard]] bool HasJson() const { return !jsonFile_.empty(); }
+  /// Whether --report names a file.
+  [[nodiscard]] bool HasPage() const { return !pageFile_.empty(); }
   [[nodiscard]] bool IsQuiet() const { return isQuiet_; }
   /// After Take.
   [[nodiscard]] const TextStyle& Style() const { return style_; }
@@ -55,6 +60,7 @@ class ReportArguments {
 
   CLI::App& command_;
   std::string jsonFile_;  ///< `-` for standard output; empty for none.
+  std::string pageFile_;  ///< Empty for none.
   std::string color_ = "auto";
   int digits_ = 0;
   CLI::Option* digitsOption_ = nullptr;  ///< Owned by the command.

@@ -4,6 +4,7 @@
 
 #include "host/cli/FitFile.h"
 #include "host/fit/OutputFiles.h"
+#include "host/report/HtmlReport.h"
 #include "host/report/Report.h"
 #include "host/table/InputFiles.h"
 
@@ -16,12 +17,13 @@ constexpr const char* kDescription = "Print a saved model as 'qvreg fit' did.";
 constexpr const char* kFooter =
     R"help(Takes what 'qvreg fit --save' or 'qvreg fit --json' wrote, and prints the summary, or with --json the
 JSON, that 'qvreg fit' printed, to the byte; no data is read. Files that the summary names, as those of
-predictions, are not looked at.
+predictions, are not looked at. --report has the plots of records only if the fit was made with --report.
 
 Examples:
   qvreg fit -d cars.csv -f 'miles_per_gallon ~ weight' -q --save cars.pmml
   qvreg show cars.pmml
   qvreg show cars.pmml --digits 12 --all
+  qvreg show cars.pmml --report cars.html
 
 Exit codes: 0 shown, 1 the run failed, 2 wrong usage or an unreadable file; 141 when standard output is
 closed, as by head.)help";
@@ -33,6 +35,7 @@ ShowCommand::ShowCommand(CLI::App& app)
   command_->footer(kFooter);
   command_->add_option("MODEL", files_, "A saved model, or a fit as JSON")->type_name("");
   report_.AddJson("fit");
+  report_.AddPage();
   report_.AddDigits();
   report_.AddSummary("Print all rows of tables of more than 60, and all of more\nthan 12 tables");
 }
@@ -52,7 +55,7 @@ ExitCode ShowCommand::Run() {
     outputs.Begin();
     const bool isRead = report_.Write(
         outputs, watch, [&] { return TextReport(fit, report_.Style()); },
-        [&] { return JsonReport(fit); });
+        [&] { return JsonReport(fit); }, [&] { return HtmlReport(fit, report_.Style().digits); });
     return isRead ? ExitCode::kFitted : ExitCode::kPipeClosed;
   });
 }

@@ -16,7 +16,8 @@ set(library "${LIBDIR}/libqvreg\\.so\\.${soversion}" "${LIBDIR}/libqvreg\\.so\\.
 set(dll "bin/qvreg\\.dll" "${licence}")
 set(namelink "${LIBDIR}/libqvreg\\.so")
 set(import_library "${LIBDIR}/libqvreg\\.dll\\.a")
-set(command "bin/qvreg")
+set(command "bin/qvreg" "share/licenses/vega/LICENSE" "share/licenses/vega-lite/LICENSE"
+  "share/licenses/vega-embed/LICENSE")
 set(duckdb "${LIBDIR}/qvreg/libduckdb\\.so" "share/licenses/duckdb/LICENSE")
 set(development
   "${LIBDIR}/cmake/qvreg/qvregConfig\\.cmake"

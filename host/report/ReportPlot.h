@@ -1,0 +1,39 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "host/fit/FitResult.h"
+
+namespace qvhost {
+
+/// A plot of a page. A plain value.
+struct ReportPlot {
+  std::string title;
+  std::string aid;      ///< How it is to be read, in a sentence.
+  std::string facts;    ///< What it shows, in words.
+  nlohmann::json spec;  ///< Vega-Lite's, but for the data `rows`, which come from
+  nlohmann::json columns = nlohmann::json::object();  ///< these: arrays of one length, by name.
+};
+
+using ReportPlots = std::vector<ReportPlot>;
+
+/// Estimates with their intervals, without intercepts and what has no interval; of a logistic model
+/// as odds ratios on a logarithmic scale, a plot for each level. At most 60 parameters in all.
+[[nodiscard]] ReportPlots ForestPlots(const FitResult& fit);
+
+/// Average marginal effects with their intervals; none where the fit has none.
+[[nodiscard]] ReportPlots MarginPlots(const FitResult& fit);
+
+/// How a linear model meets its assumptions. REQUIRES: `fit.plots->linear` is there.
+[[nodiscard]] ReportPlots LinearPlotsOf(const FitResult& fit);
+
+/// How the iterations went, how levels are told apart, and whether probabilities are right.
+/// REQUIRES: `fit.plots->logistic` is there.
+[[nodiscard]] ReportPlots LogisticPlotsOf(const FitResult& fit);
+
+/// Observed and predicted levels; none of more than 30 levels.
+[[nodiscard]] ReportPlots ClassificationPlots(const FitResult& fit);
+
+}  // namespace qvhost

@@ -1,0 +1,112 @@
+// Draws the plots and makes the tables sortable. Colours are properties of the style sheet, so that
+// drawings follow the theme, on a screen and on paper, without being drawn again.
+"use strict";
+(() => {
+  const ink = "var(--ink)";
+  const soft = "var(--soft)";
+  const accent = "var(--accent)";
+  const fonts = "system-ui, sans-serif";
+  const guide = {
+    domainColor: soft, gridColor: "var(--grid)", tickColor: soft, labelColor: ink, titleColor: ink,
+    labelFont: fonts, titleFont: fonts, labelFontSize: 12, titleFontSize: 13, titleFontWeight: 500,
+  };
+  const config = {
+    aria: false,
+    background: "transparent",
+    view: { stroke: "transparent" },
+    axis: { ...guide, titlePadding: 8 },
+    axisQuantitative: { tickCount: 6 },
+    legend: { ...guide, symbolStrokeColor: accent },
+    range: { category: [1, 2, 3, 4, 5, 6, 7, 8].map((k) => `var(--line-${k})`) },
+    style: {
+      record: { color: accent, fill: accent, opacity: 0.55, size: 22 },
+      count: { color: accent, fill: accent },
+      interval: { stroke: accent, strokeWidth: 2 },
+      estimate: { fill: accent, stroke: accent, filled: true, size: 55, opacity: 1 },
+      curve: { stroke: accent, strokeWidth: 2 },
+      number: { fill: ink, font: fonts, fontSize: 13 },
+      reference: { stroke: soft, strokeDash: [5, 4], strokeWidth: 1.5 },
+    },
+  };
+
+  /** Objects of a table that is kept by columns. */
+  function rowsOf(columns) {
+    const names = Object.keys(columns);
+    const count = names.length > 0 ? columns[names[0]].length : 0;
+    return Array.from({ length: count }, (_, i) =>
+      Object.fromEntries(names.map((name) => [name, columns[name][i]])));
+  }
+
+  /** Names are cut where they would leave no room for the plot. */
+  function withLimits(width) {
+    const most = Math.max(90, Math.round(width * 0.38));
+    return { ...config, axis: { ...config.axis, labelLimit: most } };
+  }
+
+  async function draw(holder) {
+    const { spec, columns } = JSON.parse(document.getElementById(holder.dataset.plot).textContent);
+    const whole = {
+      $schema: "https://vega.github.io/schema/vega-lite/v6.json",
+      ...spec,
+      description: holder.dataset.label,
+      datasets: { rows: rowsOf(columns) },
+      autosize: { type: "fit-x", contains: "padding" },
+    };
+    await vegaEmbed(holder, whole, {
+      mode: "vega-lite", renderer: "svg", ast: true, actions: false, defaultStyle: false,
+      config: withLimits(holder.clientWidth), tooltip: { disableDefaultStyle: true },
+    });
+  }
+
+  async function drawAll() {
+    for (const holder of document.querySelectorAll("[data-plot]")) {
+      try {
+        await draw(holder);
+      } catch (error) {
+        holder.textContent = "This plot could not be drawn; the sentence below tells what it shows.";
+        console.error(error);
+      }
+    }
+    document.documentElement.dataset.plots = "drawn";
+  }
+
+  /** The number that a cell shows; NaN for none. */
+  function numberOf(text) {
+    const digits = text.replace(/,/g, "").replace(/^</, "").replace(/%$/, "");
+    return digits === "" ? NaN : Number(digits);
+  }
+
+  /** Compares rows by one column, numbers as numbers; rows without one come last either way. */
+  function comparison(rows, column, sign) {
+    const texts = new Map(rows.map((row) => [row, row.cells[column].textContent.trim()]));
+    const numbers = new Map(rows.map((row) => [row, numberOf(texts.get(row))]));
+    const areNumbers = rows.some((row) => !Number.isNaN(numbers.get(row)));
+    if (!areNumbers) {
+      return (a, b) => sign * texts.get(a).localeCompare(texts.get(b), undefined, { numeric: true });
+    }
+    return (a, b) => {
+      const x = numbers.get(a);
+      const y = numbers.get(b);
+      if (Number.isNaN(x) || Number.isNaN(y)) return Number.isNaN(x) - Number.isNaN(y);
+      return sign * (x - y);
+    };
+  }
+
+  function sort(button) {
+    const heading = button.closest("th");
+    const table = heading.closest("table");
+    const body = table.tBodies[0];
+    const isUp = heading.getAttribute("aria-sort") !== "ascending";
+    for (const other of table.tHead.querySelectorAll("th")) other.removeAttribute("aria-sort");
+    heading.setAttribute("aria-sort", isUp ? "ascending" : "descending");
+    const rows = [...body.rows];
+    rows.sort(comparison(rows, heading.cellIndex, isUp ? 1 : -1));
+    body.append(...rows);
+  }
+
+  document.addEventListener("click", (event) => {
+    const button = event.target.closest("thead button");
+    if (button) sort(button);
+  });
+  drawAll();
+})();

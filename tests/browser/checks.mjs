@@ -1,0 +1,91 @@
+// What every report must do in a browser. `expect(isRight, what)` counts a check and its fault.
+
+/** Checks one view of a page; answers what it holds. */
+export async function checkView(page, report, view, axe, expect) {
+  const found = await page.evaluate(() => ({
+    title: document.title,
+    page: document.documentElement.scrollWidth,
+    window: document.documentElement.clientWidth,
+    headings: [...document.querySelectorAll("h1, h2, h3")].map((h) => Number(h.tagName[1])),
+    foreign: document.querySelectorAll("main img, main b, body > img, iframe").length,
+    scripts: document.scripts.length,
+    plots: [...document.querySelectorAll(".drawing")].map((drawing) => ({
+      label: drawing.dataset.label,
+      marks: [...drawing.querySelectorAll("svg g.role-mark path, svg g.role-mark line, svg g.role-mark text")]
+        .filter((mark) => mark.getBoundingClientRect().width + mark.getBoundingClientRect().height > 0).length,
+      inside: drawing.scrollWidth <= drawing.clientWidth + 1,
+    })),
+    tables: [...document.querySelectorAll("main table")].map((table) => ({
+      caption: table.caption?.textContent ?? "",
+      columns: table.querySelectorAll("thead th[scope=col]").length,
+      rows: table.querySelectorAll("tbody th[scope=row]").length,
+    })),
+  }));
+  expect(found.page <= found.window, `the page is ${found.page} wide, the window ${found.window}`);
+  expect(found.plots.length >= report.plots, `${found.plots.length} plots, ${report.plots} or more expected`);
+  for (const plot of found.plots) {
+    expect(plot.marks > 0, `no marks in "${plot.label}"`);
+    expect(plot.inside, `"${plot.label}" is wider than its place`);
+  }
+  expect(found.tables.length > 0, "no table");
+  for (const table of found.tables) {
+    expect(table.caption !== "" && table.columns > 0 && table.rows > 0, `a table lacks its parts: ${JSON.stringify(table)}`);
+  }
+  expect(found.foreign === 0, "a name became markup");
+  expect(found.scripts === 4 + found.plots.length, `${found.scripts} scripts`);
+  expect(found.headings[0] === 1 && found.headings.every((h, i) => i === 0 || h - found.headings[i - 1] <= 1),
+    `headings in the order ${found.headings}`);
+  await page.evaluate(axe);
+  const results = await page.evaluate(async () => {
+    const { violations: all } = await globalThis.axe.run(document, { resultTypes: ["violations"] });
+    return all.map((one) => `${one.id} (${one.nodes.length}): ${one.help}; ${one.nodes[0].html.slice(0, 150)}; ${(one.nodes[0].any[0] ?? {}).message ?? ""}`);
+  });
+  expect(results.length === 0, `axe-core finds ${results.join(" | ")}`);
+  const marks = found.plots.reduce((sum, plot) => sum + plot.marks, 0);
+  return `${found.tables.length} tables, ${found.plots.length} plots of ${marks} marks`;
+}
+
+/** Sorts the first table that sorts by a mouse and by keys. */
+export async function checkSorting(page, expect) {
+  const place = await page.evaluate(() => {
+    const tables = [...document.querySelectorAll("main table")];
+    const at = tables.findIndex((table) => table.tHead.querySelector("button") && table.tBodies[0].rows.length > 2);
+    if (at >= 0) tables[at].dataset.tested = "yes";
+    return at;
+  });
+  expect(place >= 0, "no table sorts");
+  if (place < 0) return;
+  const table = page.locator("table[data-tested]");
+  const heading = table.locator("thead th").nth(1);
+  const read = () => table.locator("tbody tr").evaluateAll((rows) => rows.map((row) => row.cells[1].textContent));
+  const numbers = (texts) => texts.map((text) => Number(text.replaceAll(",", "").replace(/^</, "")));
+  const before = await read();
+  const up = (values) => values.every((value, i) => i === 0 || values[i - 1] <= value);
+  await heading.locator("button").click();
+  expect(await heading.getAttribute("aria-sort") === "ascending", "a click does not sort up");
+  expect(up(numbers(await read())), `sorted up by a click: ${await read()}`);
+  await heading.locator("button").focus();
+  await page.keyboard.press("Enter");
+  expect(await heading.getAttribute("aria-sort") === "descending", "a key does not sort down");
+  expect(up(numbers(await read()).reverse()), `sorted down by a key: ${await read()}`);
+  expect((await read()).length === before.length, "sorting loses rows");
+  await table.locator("thead th").nth(0).locator("button").press("Space");
+  expect(await heading.getAttribute("aria-sort") === null, "two columns are marked as sorted");
+}
+
+/** On paper a page is light, whatever the theme, and nothing scrolls. */
+export async function checkPaper(page, expect) {
+  await page.emulateMedia({ media: "print", colorScheme: "dark" });
+  const found = await page.evaluate(() => {
+    const style = getComputedStyle(document.body);
+    return {
+      paper: style.backgroundColor,
+      ink: style.color,
+      label: getComputedStyle(document.querySelector(".drawing svg .role-axis-label text")).fill,
+      cut: [...document.querySelectorAll(".table")].filter((t) => getComputedStyle(t).overflowX !== "visible").length,
+    };
+  });
+  expect(found.paper === "rgb(255, 255, 255)", `paper of ${found.paper}`);
+  expect(found.ink === "rgb(17, 17, 17)" && found.label === found.ink, `ink of ${found.ink}, in plots ${found.label}`);
+  expect(found.cut === 0, "a table may be cut on paper");
+}
