@@ -27,7 +27,8 @@ const kViews = [
 fs.rmSync(scratch, { recursive: true, force: true });
 fs.mkdirSync(scratch, { recursive: true });
 if (screenshots) fs.mkdirSync(screenshots, { recursive: true });
-const run = (...args) => execFileSync(command, args, { cwd: scratch, stdio: ["ignore", "ignore", "inherit"] });
+const program = path.resolve(command);
+const run = (...args) => execFileSync(program, args, { cwd: scratch, stdio: ["ignore", "ignore", "inherit"] });
 const reports = makeReports(run, path.resolve(data), path.resolve(scratch));
 
 const browser = await chromium.launch({
