@@ -3,7 +3,8 @@
 #   development      what building against it takes: the headers that a host includes, the package
 #                    configuration that find_package(qvreg) finds, the one of pkg-config, documents
 #                    and examples; the static library, when that is built
-#   command          the command, the DuckDB that it brings, and the licences of what it embeds
+#   command          the command, its manual pages, what completes it in a shell, the DuckDB that it
+#                    brings, and the licences of what it embeds
 #   command_library  the shared library once more, for an archive that holds all the command needs;
 #                    only cpack asks for it
 include(CMakePackageConfigHelpers)
@@ -133,4 +134,11 @@ if(QVREG_BUILD_HOST)
       COMPONENT command)
   endforeach()
   install(TARGETS qvreg_command RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT command)
+  if(qvreg_pages_dir)
+    install(DIRECTORY "${qvreg_pages_dir}/man/" DESTINATION "${CMAKE_INSTALL_MANDIR}" COMPONENT command)
+    foreach(folder IN ITEMS bash-completion zsh)
+      install(DIRECTORY "${qvreg_pages_dir}/${folder}" DESTINATION "${CMAKE_INSTALL_DATADIR}"
+        COMPONENT command)
+    endforeach()
+  endif()
 endif()

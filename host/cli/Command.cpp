@@ -18,9 +18,11 @@
 #include "host/Error.h"
 #include "host/Terminal.h"
 #include "host/cli/CompareCommand.h"
+#include "host/cli/CompletionCommand.h"
 #include "host/cli/DescribeCommand.h"
 #include "host/cli/FitCommand.h"
 #include "host/cli/HelpFormatter.h"
+#include "host/cli/ManualCommand.h"
 #include "host/cli/ScoreCommand.h"
 #include "host/cli/ShowCommand.h"
 #include "host/cli/SqlCommand.h"
@@ -95,6 +97,8 @@ int Run(const Words& words) {
   CompareCommand compare(app);
   ShowCommand show(app);
   SqlCommand sql(app);
+  CompletionCommand completion(app);
+  ManualCommand manual(app);
   if (words.empty()) {
     std::string help = app.help();
     help.pop_back();
@@ -117,6 +121,8 @@ int Run(const Words& words) {
     if (score.IsChosen()) return Code(score.Run());
     if (show.IsChosen()) return Code(show.Run());
     if (sql.IsChosen()) return Code(sql.Run());
+    if (completion.IsChosen()) return Code(completion.Run());
+    if (manual.IsChosen()) return Code(manual.Run());
     return Code(fit.Run());
   } catch (const UsageError& error) {
     throw Error(error.Code(), fmt::format("{}\nTry 'qvreg {} --help'.", error.what(),

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "host/cli/FitFile.h"
+#include "host/cli/OptionValues.h"
 #include "host/compare/FitComparison.h"
 #include "host/fit/OutputFiles.h"
 #include "host/report/CompareReport.h"
@@ -36,8 +37,9 @@ dependents or kinds of model; 141 when standard output is closed, as by head.)he
 CompareCommand::CompareCommand(CLI::App& app)
     : command_(app.add_subcommand("compare", kDescription)->group("Commands")), report_(*command_) {
   command_->footer(kFooter);
-  command_->add_option("MODEL", files_, "Saved models, or fits as JSON, two or more")
-      ->type_name("");
+  OfferFiles(command_->add_option("MODEL", files_, "Saved models, or fits as JSON, two or more")
+                 ->type_name(""),
+             {"pmml", "xml", "json"});
   report_.AddJson("comparison");
   report_.AddDigits();
   report_.AddSummary("Print all rows of tables of more than 60");

@@ -12,7 +12,9 @@
 
 #include "host/Error.h"
 #include "host/Text.h"
+#include "host/cli/OptionValues.h"
 #include "host/formula/ValueKind.h"
+#include "host/table/FileKind.h"
 #include "host/table/MissingStrings.h"
 
 namespace qvhost {
@@ -132,6 +134,18 @@ void DataArguments::Add() {
       ->type_name("CONDITION");
   AddTable();
   AddMissing();
+  OfferValues();
+}
+
+void DataArguments::OfferValues() {
+  OfferFiles(command_.get_option("--data"), KnownEndings());
+  std::vector<std::string> formats;
+  for (const NamedFormat& format : kFormats) formats.emplace_back(format.name);
+  OfferWords(command_.get_option("--format"), formats);
+  OfferWords(command_.get_option("--encoding"), {"utf-8", "latin-1", "windows-1252", "utf-16"});
+  OfferWords(command_.get_option("--delim"), {"tab"});
+  OfferWords(command_.get_option("--header"), {"yes", "no"});
+  OfferWords(command_.get_option("--decimal"), {",", "."});
 }
 
 void DataArguments::AddTable() {

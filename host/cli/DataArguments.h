@@ -43,6 +43,7 @@ class DataArguments {
   void AddMissing();
   void AddForm();
   void AddNumbers();
+  void OfferValues();
   CLI::Option* AddText(const std::string& name, std::string& text, const std::string& help);
   void TakeForm();
   void TakeNumbers();

@@ -2,7 +2,8 @@
 
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
-#include <CLI/Validators.hpp>
+
+#include "host/cli/OptionValues.h"
 
 namespace qvhost {
 
@@ -22,6 +23,19 @@ FitArguments::FitArguments(CLI::App& command)
   report_.AddDigits();
   report_.AddSummary("Print all rows of tables of more than 60, and all of more\nthan 12 tables");
   report_.AddQuiet();
+  OfferValues();
+}
+
+void FitArguments::OfferValues() {
+  OfferWords(command_->get_option("--anova"), {"1", "2", "3"});
+  OfferWords(command_->get_option("--base"), {"first"});
+  OfferWords(command_->get_option("--reference"), {"first", "last"});
+  OfferWords(command_->get_option("--vcov"), {"hc0", "hc1", "hc2", "hc3", "cluster:"});
+  OfferWords(command_->get_option("--keep"), {"all"});
+  OfferFiles(command_->get_option("--save"), {"pmml", "xml"});
+  for (const char* const table : {"--predictions", "--diagnostics", "--vcov-out"}) {
+    OfferWrittenTables(command_->get_option(table));
+  }
 }
 
 void FitArguments::AddModel() {
@@ -30,13 +44,14 @@ void FitArguments::AddModel() {
       ->type_name("FORMULA")
       ->required()
       ->group(group);
-  command_
-      ->add_option("--model", model_,
-                   "linear or logistic; by default linear for a dependent\n"
-                   "that is a number, logistic for a category")
-      ->type_name("KIND")
-      ->check(CLI::IsMember({"linear", "logistic"}).description(""))
-      ->group(group);
+  CLI::Option* const kind =
+      command_
+          ->add_option("--model", model_,
+                       "linear or logistic; by default linear for a dependent\n"
+                       "that is a number, logistic for a category")
+          ->type_name("KIND")
+          ->group(group);
+  TakeOneOf(kind, {"linear", "logistic"});
   command_
       ->add_option("--freq-weight", options_.binding.freqWeight,
                    "How many records each record stands for")

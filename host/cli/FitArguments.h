@@ -38,6 +38,7 @@ class FitArguments {
   void AddOutput();
   void AddRobust();
   void AddDiagnostics();
+  void OfferValues();
   /// An option that may be given again and again.
   CLI::Option* AddRepeated(const char* name, std::vector<std::string>& texts, const char* help);
   void AddValidation();

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "host/TextLayout.h"
+#include "host/cli/OptionValues.h"
 
 namespace qvhost {
 namespace {
@@ -130,7 +131,7 @@ std::string HelpFormatter::make_option_opts(const CLI::Option* option) const {
   if (option->get_type_size() == 0) return text;
   if (!option->get_type_name().empty()) text += " " + option->get_type_name();
   if (!option->get_default_str().empty()) text += "=" + option->get_default_str();
-  if (option->get_items_expected_max() > 1) text += " ...";
+  if (TakesList(*option)) text += " ...";
   return option->get_required() ? text + " " + get_label("REQUIRED") : text;
 }
 

@@ -2,7 +2,6 @@
 
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
-#include <CLI/Validators.hpp>
 #include <cstdio>
 #include <filesystem>
 
@@ -10,6 +9,7 @@
 
 #include "host/Terminal.h"
 #include "host/Text.h"
+#include "host/cli/OptionValues.h"
 #include "host/cli/StandardStreams.h"
 
 namespace qvhost {
@@ -21,22 +21,26 @@ constexpr const char* kGroup = "Summary";
 }  // namespace
 
 void ReportArguments::AddJson(const std::string& what) {
-  command_
-      .add_option("--json", jsonFile_,
-                  fmt::format("Write the {} to this file as JSON, too; - prints JSON\n"
-                              "in place of the summary",
-                              what))
-      ->type_name("FILE")
-      ->group("Output");
+  CLI::Option* const option =
+      command_
+          .add_option("--json", jsonFile_,
+                      fmt::format("Write the {} to this file as JSON, too; - prints JSON\n"
+                                  "in place of the summary",
+                                  what))
+          ->type_name("FILE")
+          ->group("Output");
+  OfferFiles(option, {"json"});
 }
 
 void ReportArguments::AddPage() {
-  command_
-      .add_option("--report", pageFile_,
-                  "Write the fit to this .html file as a page for a browser, with\n"
-                  "tables and plots; it loads nothing")
-      ->type_name("FILE")
-      ->group("Output");
+  CLI::Option* const option =
+      command_
+          .add_option("--report", pageFile_,
+                      "Write the fit to this .html file as a page for a browser, with\n"
+                      "tables and plots; it loads nothing")
+          ->type_name("FILE")
+          ->group("Output");
+  OfferFiles(option, {"html"});
 }
 
 void ReportArguments::AddDigits() {
@@ -50,14 +54,14 @@ void ReportArguments::AddDigits() {
 
 void ReportArguments::AddSummary(const std::string& allHelp) {
   command_.add_flag("--all", style_.all, allHelp)->group(kGroup);
-  command_
-      .add_option("--color", color_,
-                  "auto, always or never; auto colours on a terminal,\n"
-                  "unless NO_COLOR is set")
-      ->type_name("WHEN")
-      ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
-      ->capture_default_str()
-      ->group(kGroup);
+  CLI::Option* const color = command_
+                                 .add_option("--color", color_,
+                                             "auto, always or never; auto colours on a terminal,\n"
+                                             "unless NO_COLOR is set")
+                                 ->type_name("WHEN")
+                                 ->capture_default_str()
+                                 ->group(kGroup);
+  TakeOneOf(color, {"auto", "always", "never"});
 }
 
 void ReportArguments::AddQuiet() {

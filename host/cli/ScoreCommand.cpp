@@ -1,5 +1,6 @@
 #include "host/cli/ScoreCommand.h"
 
+#include "host/cli/OptionValues.h"
 #include "host/cli/SharedArguments.h"
 #include "host/fit/OutputFiles.h"
 #include "host/fit/ProgressBar.h"
@@ -77,6 +78,9 @@ void ScoreCommand::AddOptions() {
                    "with commas between them, or all")
       ->type_name("COLUMN,...")
       ->group(output);
+  OfferModels(command_->get_option("--model"));
+  OfferWrittenTables(command_->get_option("--out"));
+  OfferWords(command_->get_option("--keep"), {"all"});
   report_.AddJson("summary");
   data_.AddSpoolDir(options_.spoolDir,
                     "Folder for the temporary file, which takes 8 bytes for\n"

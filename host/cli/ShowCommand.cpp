@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "host/cli/FitFile.h"
+#include "host/cli/OptionValues.h"
 #include "host/fit/OutputFiles.h"
 #include "host/report/HtmlReport.h"
 #include "host/report/Report.h"
@@ -33,7 +34,9 @@ closed, as by head.)help";
 ShowCommand::ShowCommand(CLI::App& app)
     : command_(app.add_subcommand("show", kDescription)->group("Commands")), report_(*command_) {
   command_->footer(kFooter);
-  command_->add_option("MODEL", files_, "A saved model, or a fit as JSON")->type_name("");
+  OfferFiles(
+      command_->add_option("MODEL", files_, "A saved model, or a fit as JSON")->type_name(""),
+      {"pmml", "xml", "json"});
   report_.AddJson("fit");
   report_.AddPage();
   report_.AddDigits();

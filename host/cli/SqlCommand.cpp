@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "host/NameList.h"
+#include "host/cli/OptionValues.h"
 #include "host/cli/ReportArguments.h"
 #include "host/cli/StandardStreams.h"
 #include "host/fit/OutputFiles.h"
@@ -36,7 +37,8 @@ written as such SQL; 141 when standard output is closed, as by head.)help";
 SqlCommand::SqlCommand(CLI::App& app)
     : command_(app.add_subcommand("sql", kDescription)->group("Commands")) {
   command_->footer(kFooter);
-  command_->add_option("MODEL.pmml", files_, "What 'qvreg fit --save' wrote")->type_name("");
+  OfferModels(
+      command_->add_option("MODEL.pmml", files_, "What 'qvreg fit --save' wrote")->type_name(""));
   command_
       ->add_option("--table", options_.table,
                    "The table to score; a dot parts the name of a\n"
@@ -44,16 +46,19 @@ SqlCommand::SqlCommand(CLI::App& app)
       ->type_name("NAME")
       ->capture_default_str()
       ->group(kGroup);
-  command_
-      ->add_option("--keep", keep_,
-                   "Columns of the table beside the scores: names with\n"
-                   "commas between them, or all")
-      ->type_name("COLUMN,...")
-      ->capture_default_str()
-      ->group(kGroup);
-  command_->add_option("--out", out_, "Write to this file, not to standard output")
-      ->type_name("FILE")
-      ->group(kGroup);
+  CLI::Option* const keep = command_
+                                ->add_option("--keep", keep_,
+                                             "Columns of the table beside the scores: names with\n"
+                                             "commas between them, or all")
+                                ->type_name("COLUMN,...")
+                                ->capture_default_str()
+                                ->group(kGroup);
+  CLI::Option* const out =
+      command_->add_option("--out", out_, "Write to this file, not to standard output")
+          ->type_name("FILE")
+          ->group(kGroup);
+  OfferWords(keep, {"all"});
+  OfferFiles(out, {"sql"});
 }
 
 void SqlCommand::Take() {

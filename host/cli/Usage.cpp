@@ -14,6 +14,7 @@
 
 #include "host/Error.h"
 #include "host/Text.h"
+#include "host/cli/OptionValues.h"
 #include "host/cli/OtherNames.h"
 
 namespace qvhost {
@@ -36,8 +37,6 @@ std::string_view NameIn(std::string_view word) {
   const std::string_view name = word.substr(word.starts_with("--") ? 2 : 1);
   return name.substr(0, name.find('='));
 }
-
-bool TakesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
 
 std::string NameOf(const CLI::Option& option) { return option.get_name(); }
 
@@ -166,8 +165,7 @@ class CommandWords {
     Count(option);
     if (!TakesValue(option)) return;
     const bool hasValue = at_ < words_.size() && !IsKnownOption(command_, words_[at_]);
-    const bool needsValue = option.get_items_expected_min() > 0;
-    if (!needsValue && (!hasValue || IsOptionWord(words_[at_]))) return;
+    if (!NeedsValue(option) && (!hasValue || IsOptionWord(words_[at_]))) return;
     if (!hasValue) RefuseNoValue(option);
     CheckNotEmpty(option, words_[at_++]);
     TakeFurtherValues(option);
@@ -176,8 +174,7 @@ class CommandWords {
   /// Those behind the first value, which was taken.
   void TakeFurtherValues(const CLI::Option& option) {
     last_ = &option;
-    const bool isList = option.get_items_expected_max() > 1;
-    while (isList && at_ < words_.size() && !IsOptionWord(words_[at_])) {
+    while (TakesList(option) && at_ < words_.size() && !IsOptionWord(words_[at_])) {
       if (LooksLikeFormula(words_[at_])) formula_ = words_[at_];
       CheckNotEmpty(option, words_[at_++]);
     }
@@ -191,7 +188,7 @@ class CommandWords {
   void Count(const CLI::Option& option) {
     last_ = nullptr;
     const bool mayRepeat =
-        !TakesValue(option) || option.get_items_expected_max() > 1 || option.get_trigger_on_parse();
+        !TakesValue(option) || TakesList(option) || option.get_trigger_on_parse();
     if (++counts_[&option] > 1 && !mayRepeat) {
       Refuse(fmt::format("{} is given twice; give it once.", NameOf(option)));
     }
@@ -301,9 +298,7 @@ bool IsOneOf(std::string_view word, std::initializer_list<std::string_view> word
 
 [[noreturn]] void RefuseCommand(const CLI::App& app, const std::string& word) {
   Names names = {"help"};
-  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
-    names.push_back(command->get_name());
-  }
+  for (const CLI::App* command : ShownCommands(app)) names.push_back(command->get_name());
   std::string hint = DidYouMean(word, names);
   if (SameWord(word, "version")) hint = " Write 'qvreg --version'.";
   if (SameWord(word, "predict")) {

@@ -166,6 +166,18 @@ FileFormat FormatOfName(std::string_view name) {
   return found == kEndings.end() ? FileFormat::kUnknown : found->format;
 }
 
+std::vector<std::string> KnownEndings() {
+  std::vector<std::string> endings;
+  for (const auto& [text, format] : kEndings) {
+    const std::string ending(text.substr(1));
+    endings.push_back(ending);
+    if (format != FileFormat::kDelimited && format != FileFormat::kJson) continue;
+    for (const std::string_view packed : kCompressed)
+      endings.push_back(ending + std::string(packed));
+  }
+  return endings;
+}
+
 FileKind InspectFile(const std::string& path, bool mayHoldZeros) {
   constexpr std::size_t kDuckDbMark = 8;
   const std::string bytes = FirstBytes(path);

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/table/ReadingOptions.h"
 
@@ -18,6 +19,9 @@ inline constexpr std::string_view kPatternCharacters = "*?[";
 
 /// The format that the ending of a name tells, compressed or not; kUnknown for any other ending.
 [[nodiscard]] FileFormat FormatOfName(std::string_view name);
+
+/// The endings, without their point, that FormatOfName knows, those of compressed text among them.
+[[nodiscard]] std::vector<std::string> KnownEndings();
 
 /// What the first bytes of a file tell. A plain value.
 struct FileKind {

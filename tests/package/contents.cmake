@@ -2,8 +2,8 @@
 # may be missing, and nothing may be there that is not listed here.
 #
 #   cmake -DPACKAGE=<file> -DFOLDER=<to unpack in> -DTREE=<where in it the tree begins>
-#         -DCOMPONENTS=<list> -DDEVELOPMENT=<list> -DLIBDIR=<lib> -DVERSION=<x.y.z> -DSOVERSION=<x>
-#         -P contents.cmake
+#         -DCOMPONENTS=<list> -DDEVELOPMENT=<list> -DPAGES=<list> -DLIBDIR=<lib> -DVERSION=<x.y.z>
+#         -DSOVERSION=<x> -P contents.cmake
 cmake_minimum_required(VERSION 3.25)
 
 string(REPLACE "." "\\." version "${VERSION}")
@@ -18,6 +18,15 @@ set(namelink "${LIBDIR}/libqvreg\\.so")
 set(import_library "${LIBDIR}/libqvreg\\.dll\\.a")
 set(command "bin/qvreg" "share/licenses/vega/LICENSE" "share/licenses/vega-lite/LICENSE"
   "share/licenses/vega-embed/LICENSE")
+set(completion "share/bash-completion/completions/qvreg" "share/zsh/site-functions/_qvreg")
+set(debian_completion
+  "share/bash-completion/completions/qvreg" "share/zsh/vendor-completions/_qvreg")
+set(manual)
+foreach(page IN LISTS PAGES)
+  list(APPEND manual "share/man/man1/${page}\\.1")
+endforeach()
+set(debian_manual ${manual})
+list(TRANSFORM debian_manual APPEND "\\.gz")
 set(duckdb "${LIBDIR}/qvreg/libduckdb\\.so" "share/licenses/duckdb/LICENSE")
 set(development
   "${LIBDIR}/cmake/qvreg/qvregConfig\\.cmake"

@@ -15,11 +15,15 @@ foreach(file IN LISTS documents example_files)
   list(APPEND development_files "${CMAKE_INSTALL_DATADIR}/doc/qvreg/${file}")
 endforeach()
 
+# A page for each command.
+set(manual_pages qvreg qvreg-fit qvreg-describe qvreg-score qvreg-compare qvreg-show qvreg-sql
+  qvreg-completion)
+
 # add_contents_test(NAME PACKAGE TREE COMPONENT...): unpacks it for the tests that require NAME.
 function(add_contents_test name package tree)
   add_script_test(${name} contents
     "PACKAGE=${packs}/${package}" "FOLDER=${here}/${name}" "TREE=${tree}" "COMPONENTS=${ARGN}"
-    "DEVELOPMENT=${development_files}" "LIBDIR=${CMAKE_INSTALL_LIBDIR}" "VERSION=${PROJECT_VERSION}"
+    "DEVELOPMENT=${development_files}" "PAGES=${manual_pages}" "LIBDIR=${CMAKE_INSTALL_LIBDIR}" "VERSION=${PROJECT_VERSION}"
     "SOVERSION=${soversion}")
   set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED packs FIXTURES_SETUP ${name})
 endfunction()

@@ -6,7 +6,7 @@ endif()
 set(command_archive "qvreg-command-${PROJECT_VERSION}-${system}.tar.gz")
 add_contents_test(package_contents_tgz "${tree}.tar.gz" "${tree}" library namelink development)
 add_contents_test(package_contents_tgz_command "${command_archive}" "${tree}"
-  library command ${duckdb})
+  library command manual completion ${duckdb})
 add_packed_consumer_test(package_tgz_consumer package_contents_tgz
   "${here}/package_contents_tgz/${tree}")
 add_command_tests(package_tgz package_contents_tgz_command
@@ -27,7 +27,8 @@ add_pack_test(
   "${tree}.tar.gz" "${command_archive}" "${library_deb}" "${development_deb}" "${command_deb}")
 add_contents_test(package_contents_deb_library "${library_deb}" usr library)
 add_contents_test(package_contents_deb_development "${development_deb}" usr namelink development)
-add_contents_test(package_contents_deb_command "${command_deb}" usr command ${duckdb})
+add_contents_test(package_contents_deb_command "${command_deb}" usr
+  command debian_manual debian_completion ${duckdb})
 
 set(root "${here}/debian-root")
 set(debs ${library_deb} ${development_deb} ${command_deb})
