@@ -120,8 +120,12 @@ enum qvreg_code {
   QVREG_OUT_OF_MEMORY = 1013,   /**< Memory ran out outside a run; in a run:
                                      QVREG_TOO_MANY_PARAMETERS. */
   QVREG_INTERNAL_ERROR = 1014,  /**< A defect of the library. */
-  QVREG_RECORDS_CHANGED = 1015  /**< A later pass used another number of records (discrete datum 0)
+  QVREG_RECORDS_CHANGED = 1015, /**< A later pass used another number of records (discrete datum 0)
                                      than the first (datum 1). */
+  QVREG_REFUSED_VALUE = 1016    /**< A value of typed columns that the host has refused, or that has
+                                     no place in their map (discrete datum 0: the record, from 1
+                                     on; datum 1: the pass, from 1 on; datum 2: the column, from 0
+                                     on). */
 };
 
 /** What `code` means, in one sentence without the data of a case; never null. The library's own
@@ -195,6 +199,90 @@ typedef struct qvreg_column {
                              the records need. */
 } qvreg_column;
 
+/** What the values of a typed column are. In a record each is the double nearest to it: whole
+ * numbers beyond 2^53 are rounded, all others stay as they are. */
+enum qvreg_value_type {
+  QVREG_TYPE_FLOAT64 = 0, /**< A double. */
+  QVREG_TYPE_FLOAT32 = 1, /**< A float. */
+  QVREG_TYPE_INT8 = 2,    /**< An int8_t; this and the following whole numbers may be codes. */
+  QVREG_TYPE_INT16 = 3,   /**< An int16_t. */
+  QVREG_TYPE_INT32 = 4,   /**< An int32_t. */
+  QVREG_TYPE_INT64 = 5,   /**< An int64_t. */
+  QVREG_TYPE_UINT8 = 6,   /**< A uint8_t. */
+  QVREG_TYPE_UINT16 = 7,  /**< A uint16_t. */
+  QVREG_TYPE_UINT32 = 8,  /**< A uint32_t. */
+  QVREG_TYPE_UINT64 = 9,  /**< A uint64_t. */
+  QVREG_TYPE_BOOL = 10    /**< A byte: 0 is 0, any other 1. */
+};
+
+/** How a mask tells which records have no value. */
+enum qvreg_mask_kind {
+  QVREG_MASK_NONE = 0,       /**< There is no mask. */
+  QVREG_MASK_BYTES = 1,      /**< A byte per record: any but 0 for a missing value. */
+  QVREG_MASK_VALID_BITS = 2, /**< A bit per record, the lowest bit of a byte first: 0 for a missing
+                                  value, as Arrow has it. */
+};
+
+/** What becomes of a kind of value. */
+enum qvreg_treatment {
+  QVREG_PASS_ON = 0,    /**< It stands in the record as it is; see QVREG_MISSING_VALUE. */
+  QVREG_AS_MISSING = 1, /**< It is missing: as a number and as a category. */
+  QVREG_REFUSE = 2      /**< It ends the run with QVREG_REFUSED_VALUE. */
+};
+
+/** A variable in memory of any type, for hosts whose arrays are not all doubles: numbers, truth
+ * values, codes of categories. Start it with zeros, so that all choices are the plain ones.
+ *
+ * In an array of these, each begins `struct_size` bytes after the one before, and all have one
+ * size. A value that the mask or `missing_code` tells missing is QVREG_MISSING_VALUE, whatever
+ * stands in its place. */
+typedef struct qvreg_typed_column {
+  size_t struct_size;    /**< sizeof(qvreg_typed_column), set by the host. */
+  const void* values;    /**< The value of the first record; of any alignment. */
+  ptrdiff_t stride;      /**< From record to record, in bytes; negative, or 0 for one value in all
+                              records. Never more is read than the records need. */
+  const void* mask;      /**< As `mask_kind` says; null without one. */
+  ptrdiff_t mask_stride; /**< Of QVREG_MASK_BYTES: from record to record, in bytes. */
+  int64_t mask_offset;   /**< Of QVREG_MASK_VALID_BITS: the bit of the first record. */
+  const double* map;     /**< The numbers that stand in records for codes 0, 1, ...; null for the
+                              codes themselves. May hold QVREG_MISSING_VALUE. A code below 0 is
+                              missing, one with no place in it QVREG_REFUSED_VALUE. For types of
+                              whole numbers, and truth values. */
+  size_t map_size;       /**< How many numbers `map` has. */
+  const char* name;      /**< For messages, as UTF-8; null for the number of the column alone. */
+  int64_t missing_code;  /**< The value that is missing, if `has_missing_code`; one that the type
+                              can have, of QVREG_TYPE_UINT64 one below 2^63. */
+  int32_t has_missing_code; /**< Whether there is one. For types of whole numbers. */
+  int32_t type;             /**< A qvreg_value_type. */
+  int32_t mask_kind;        /**< A qvreg_mask_kind. */
+  int32_t nan;              /**< What becomes of NaN: a qvreg_treatment. */
+  int32_t infinite;         /**< What becomes of infinite numbers: a qvreg_treatment. */
+  int32_t reserved;         /**< 0. */
+} qvreg_typed_column;
+
+/** Some records of a source that come together. */
+typedef struct qvreg_block {
+  size_t struct_size; /**< The size that the library was compiled with. */
+  size_t n_records;   /**< How many records; there may be none, and more after them. */
+  const qvreg_typed_column* columns; /**< As many as the source has. The array and all that it
+                                          points to stay as they are until `next` or `rewind` is
+                                          called again, or the source is destroyed. The columns of
+                                          another block may have other types. */
+} qvreg_block;
+
+/** The host's own data, many records at a time: a table that is read in pieces. */
+typedef struct qvreg_block_callbacks {
+  size_t struct_size; /**< sizeof(qvreg_block_callbacks), set by the host. */
+  size_t n_columns;   /**< How many values a record has, 1 or more. */
+  void* user;         /**< Handed to the callbacks. */
+  /** Writes the next records of the pass to `block`, which is zeros but for its struct_size, and
+   * returns QVREG_NEXT_RECORD; or returns QVREG_NEXT_END; or, when it failed, a number of the
+   * host's own. */
+  int32_t (*next)(void* user, qvreg_block* block);
+  /** As that of qvreg_record_callbacks. */
+  int32_t (*rewind)(void* user);
+} qvreg_block_callbacks;
+
 /** Makes a `source` of the host's `callbacks`, which are copied. QVREG_BAD_ARGUMENT for a record
  * size of 0 or above 2^31 - 1. */
 QVREG_EXPORT int32_t qvreg_source_create_callbacks(const qvreg_record_callbacks* callbacks,
@@ -206,6 +294,44 @@ QVREG_EXPORT int32_t qvreg_source_create_callbacks(const qvreg_record_callbacks*
 QVREG_EXPORT int32_t qvreg_source_create_columns(const qvreg_column* columns, size_t n_columns,
                                                  size_t n_records, qvreg_source** source,
                                                  qvreg_error* error);
+/** Makes a `source` of `n_columns` variables in memory, `columns`, of any types, with `n_records`
+ * records. The array of columns is copied, and nothing that it points to: that stays as it is until
+ * the source is destroyed and no run reads it, nor threads of settings
+ * (qvreg_settings_set_threads). Columns of doubles are read as fast as those of
+ * qvreg_source_create_columns. QVREG_BAD_ARGUMENT for no column or above 2^31 - 1 of them, an
+ * unknown type, mask or treatment, a missing code that the type cannot have, and a map or a missing
+ * code of a column that is not of whole numbers; QVREG_BAD_STRUCT_SIZE, too, for columns of
+ * different sizes. */
+QVREG_EXPORT int32_t qvreg_source_create_typed_columns(const qvreg_typed_column* columns,
+                                                       size_t n_columns, size_t n_records,
+                                                       qvreg_source** source, qvreg_error* error);
+/** Makes a `source` of the host's `callbacks`, which are copied and called for many records at a
+ * time. Its records come one after the other: threads of settings cannot share it. A block whose
+ * columns qvreg_source_create_typed_columns would refuse ends the run with the code of that.
+ * QVREG_BAD_ARGUMENT for no column or above 2^31 - 1 of them. */
+QVREG_EXPORT int32_t qvreg_source_create_blocks(const qvreg_block_callbacks* callbacks,
+                                                qvreg_source** source, qvreg_error* error);
+
+/** What a typed column holds. Records count from 1. */
+typedef struct qvreg_column_summary {
+  size_t struct_size;     /**< sizeof(qvreg_column_summary), set by the host. */
+  int64_t missing;        /**< Values that are missing. */
+  int64_t nan;            /**< Values that are NaN and passed on. */
+  int64_t infinite;       /**< Values that are infinite and passed on. */
+  int64_t first_missing;  /**< The first record with such a value; 0 for none. */
+  int64_t first_nan;      /**< The same. */
+  int64_t first_infinite; /**< The same. */
+  double lowest;          /**< The lowest finite number; QVREG_MISSING_VALUE without any. */
+  double highest;         /**< The highest one. Of codes without a map 1 more than this is the
+                               n_categories that a factor needs. */
+  int32_t are_whole;      /**< 1 when all finite numbers are whole. */
+  int32_t reserved;       /**< 0. */
+} qvreg_column_summary;
+
+/** `summary` receives what the `n_records` values of `column` are in records, which one pass over
+ * them finds. Codes as qvreg_source_create_typed_columns, and QVREG_REFUSED_VALUE. */
+QVREG_EXPORT int32_t qvreg_column_summarize(const qvreg_typed_column* column, size_t n_records,
+                                            qvreg_column_summary* summary, qvreg_error* error);
 /** Opens a record file as a `source`: rows of `record_size` doubles in the machine's byte order,
  * one after the other, with no header, separators or trailer. `path` is UTF-8 on every system.
  * QVREG_CANNOT_OPEN when the file cannot be opened, or is a folder, a pipe or a device;
@@ -849,6 +975,77 @@ QVREG_EXPORT int32_t qvreg_component_score_rows(const qvreg_component* component
                                                 double* probabilities, size_t capacity,
                                                 int32_t* verdicts, size_t* n_scored,
                                                 qvreg_error* error);
+
+/** Where the scores of many records go. Buffers that are null are not wanted; the others have room
+ * for every record. Strides are in bytes and may be negative; 0 stands for values side by side. */
+typedef struct qvreg_scores {
+  size_t struct_size;              /**< sizeof(qvreg_scores), set by the host. */
+  double* predicted;               /**< The predicted value; of a logistic model the code of the
+                                        predicted category. */
+  ptrdiff_t predicted_stride;      /**< From record to record. */
+  double* standard_errors;         /**< Linear: the standard error of the predicted mean. */
+  ptrdiff_t standard_error_stride; /**< From record to record. */
+  double* probabilities;           /**< Logistic: those of the K categories, in the order of
+                                        qvreg_logistic_get_categories. */
+  ptrdiff_t probability_stride;    /**< From record to record; 0 for K values apart. */
+  ptrdiff_t category_stride;       /**< From category to category. */
+  int32_t* categories;             /**< Logistic: the code of the predicted category; -1 where there
+                                        is none. */
+  ptrdiff_t category_code_stride;  /**< From record to record. */
+  int32_t* verdicts;               /**< A qvreg_verdict. */
+  ptrdiff_t verdict_stride;        /**< From record to record. */
+  const double* covariance;        /**< For standard errors, the lower triangle of the covariance
+                                        matrix of the estimates as
+                                        qvreg_results_get_covariance_packed has it, the residual
+                                        variance multiplied in; null for the model's own. */
+  size_t covariance_size;          /**< Its length, n (n + 1) / 2 for n parameters. */
+  int32_t is_missing_nan;          /**< Whether a number that does not exist is a NaN; otherwise it
+                                        is QVREG_MISSING_VALUE. */
+  int32_t reserved;                /**< 0. */
+} qvreg_scores;
+
+/** Scores the `n_records` records of `n_columns` `columns` with the model of `component`, each as
+ * qvreg_component_score, on `threads`; 0 for as many as the machine has cores. The scores are the
+ * same, to the last bit, for any number.
+ *
+ * A column is the variable of its position in the settings. One that scoring does not use, such as
+ * the dependent, is not read and may have null values; those behind the last one used may be left
+ * out. `scores` says what is wanted and where it goes. `n_scored`, which may be null, receives how
+ * many records were scored: all of them, or those before the one that ended the call, which is
+ * discrete datum 0 of `error`; some behind it may have been written, too.
+ *
+ * Codes as qvreg_component_score and qvreg_source_create_typed_columns, and QVREG_REFUSED_VALUE;
+ * QVREG_WRONG_MODEL for standard errors of a logistic model, or probabilities or categories of a
+ * linear one; QVREG_NOT_SERVED for standard errors where the model has no covariance matrix;
+ * QVREG_BAD_ARGUMENT for a covariance of another length, and a number of threads below 0. */
+QVREG_EXPORT int32_t qvreg_component_score_columns(const qvreg_component* component,
+                                                   const qvreg_typed_column* columns,
+                                                   size_t n_columns, size_t n_records,
+                                                   int32_t threads, const qvreg_scores* scores,
+                                                   size_t* n_scored, qvreg_error* error);
+
+/** Adds to `elements` the sum over the `n_records` records of `n_columns` `columns` of the products
+ * of their scores, the lower triangle row by row: what a host needs for covariance matrices that
+ * hold whatever the variances of records are. The score of a record is its design row times its
+ * number in `multipliers`; of a logistic model the rows of its K - 1 equations one behind the
+ * other, each times a number of its own. A linear model's multiplier for White's covariance is the
+ * regression weight times the residual, a logistic one's the regression weight times what is 1 for
+ * the category observed and 0 otherwise, less the probability; either times the root of the
+ * frequency weight. With the covariance matrix A that is not multiplied by the residual variance
+ * and these sums B, the covariance is A B A.
+ *
+ * `multipliers` begin `stride` bytes apart from record to record, and one behind the other for the
+ * equations of a record; 0 stands for no room between records. A record whose multipliers are all 0
+ * or have a NaN among them adds nothing, and the same is true of one that has a missing value or a
+ * level combination without a parameter. `capacity` is n (n + 1) / 2 for n parameters, and
+ * `elements` start with zeros before the first of several calls. Columns as of
+ * qvreg_component_score_columns, and the codes of that; QVREG_BUFFER_TOO_SMALL. */
+QVREG_EXPORT int32_t qvreg_component_add_score_products(const qvreg_component* component,
+                                                        const qvreg_typed_column* columns,
+                                                        size_t n_columns, size_t n_records,
+                                                        int32_t threads, const double* multipliers,
+                                                        ptrdiff_t stride, double* elements,
+                                                        size_t capacity, qvreg_error* error);
 
 /* ---- Passes on threads, processes and machines */
 
