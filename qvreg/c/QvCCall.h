@@ -65,6 +65,14 @@ Handle& Valid(Handle* handle) {
                        " is of another kind, or was destroyed; pass one that is in use.");
 }
 
+/// A number that is 0 or more; `name` is the argument's.
+template <typename Number>
+Number NotNegative(Number value, const char* name) {
+  if (value >= 0) return value;
+  throw QvCRefusal(QVREG_BAD_ARGUMENT, std::string("The argument ") + name + " is " +
+                                           std::to_string(value) + "; it must be 0 or more.");
+}
+
 /// A size that the library counts in an int; `name` is the argument's.
 inline int Size(std::size_t size, const char* name) {
   if (size <= static_cast<std::size_t>(INT_MAX)) return static_cast<int>(size);

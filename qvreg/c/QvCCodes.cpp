@@ -136,6 +136,9 @@ constexpr std::array kTexts = {
     CodeText{QVREG_RECORDS_CHANGED,
              "A later pass used another number of records than the first; every pass must deliver "
              "the same records."},
+    CodeText{QVREG_REFUSED_VALUE,
+             "A column has a value that it is to refuse, or a code that its map does not have; "
+             "correct the value, leave the record out, or have it treated as missing."},
 };
 
 constexpr const char* kUnknown = "This code is unknown to the library.";

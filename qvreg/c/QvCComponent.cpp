@@ -184,6 +184,27 @@ int QvCRun::DesignRecordSize() const {
   return size;
 }
 
+QvCColumns QvCRun::DesignColumns(const qvreg_typed_column* columns, std::size_t count,
+                                 std::size_t nRecords) const {
+  const int needed = DesignRecordSize();
+  if (count < static_cast<std::size_t>(needed)) {
+    throw QvCRefusal(QvCReport::OfShortRecord(count, needed));
+  }
+  std::vector<bool> isWanted(static_cast<std::size_t>(needed));
+  const QvRegSettings& settings = fComponent->GetCompSettings();
+  for (const std::vector<int>* variables : {&settings.GetFactors(), &settings.GetCovariates()}) {
+    for (const int variable : *variables) isWanted[static_cast<std::size_t>(variable)] = true;
+  }
+  return QvCColumns::Wanted(columns, count, nRecords > 0, isWanted);
+}
+
+std::vector<unsigned char> QvCRun::Scoring() {
+  std::vector<unsigned char> bytes;
+  const QvStatus status = fComponent->WriteScoring(bytes);
+  if (status.IsError()) throw QvCRefusal(QvCReport(status));
+  return bytes;
+}
+
 int QvCRun::FullRecordSize() const {
   return static_cast<int>(fComponent->GetCompSettings().GetVariableTypes().size());
 }

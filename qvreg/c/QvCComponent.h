@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "qvreg/c/QvCCall.h"
+#include "qvreg/c/QvCColumns.h"
 #include "qvreg/c/QvCPasses.h"
 #include "qvreg/c/QvCSettings.h"
 #include "qvreg/c/QvCSource.h"
@@ -60,6 +61,12 @@ class QvCRun {
   void CopyRecordCounts(qvreg_record_counts* counts) const;
   /// How many values a record must have to be scored.
   [[nodiscard]] int DesignRecordSize() const;
+  /// Those of a host's `count` columns that scoring reads. Throws the refusal when there are too
+  /// few, or one of them is none.
+  [[nodiscard]] QvCColumns DesignColumns(const qvreg_typed_column* columns, std::size_t count,
+                                         std::size_t nRecords) const;
+  /// What a QvScorer scores with as the component does. Throws the refusal without a model.
+  [[nodiscard]] std::vector<unsigned char> Scoring();
   /// How many values a record must have to be estimated from.
   [[nodiscard]] int FullRecordSize() const;
 

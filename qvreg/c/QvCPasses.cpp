@@ -7,18 +7,11 @@
 #include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/settings/QvSettingsMessage.h"
 
+using QvCCheck::NotNegative;
 using QvCCheck::NotNull;
 using QvCCheck::Valid;
 
 namespace {
-
-/// Throws the refusal of a number below 0; `name` is the argument's.
-template <typename Number>
-Number NotNegative(Number value, const char* name) {
-  if (value >= 0) return value;
-  throw QvCRefusal(QVREG_BAD_ARGUMENT, std::string("The argument ") + name + " is " +
-                                           std::to_string(value) + "; it must be 0 or more.");
-}
 
 /// Makes bytes for the host of what `fill(bytes)`, which returns a report, leaves in them.
 template <typename Fill>

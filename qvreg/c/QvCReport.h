@@ -39,6 +39,8 @@ class QvCReport {
 
   /// Attaches a whole number. REQUIRES: index < QVREG_MAX_DATA.
   void SetDiscrete(std::size_t index, std::int64_t value);
+  /// A whole number that is attached; 0 where none is. REQUIRES: index < QVREG_MAX_DATA.
+  [[nodiscard]] std::int64_t Discrete(std::size_t index) const { return fError.discrete[index]; }
   /// Puts `text` in front of the message.
   void Prefix(std::string_view text);
   /// Writes it to a host's structure, as far as the host knows it.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <functional>
 #include <new>
 #include <utility>
 #include <vector>
@@ -107,6 +106,40 @@ void QvCSource::Fail(std::int32_t code, const std::string& message, std::int32_t
   fFailure.SetDiscrete(2, returned);
 }
 
+bool QvCSource::RewindBy(std::int32_t (*rewind)(void* user), void* user) {
+  if (rewind == nullptr) {
+    if (!WasStarted()) return true;
+    Fail(QVREG_NO_FURTHER_PASS,
+         "The record source has no rewind callback and was read once; estimation reads its records "
+         "several times, so give it one.");
+    return false;
+  }
+  const std::int32_t returned = QvCHostCall("rewind", [&] { return rewind(user); });
+  if (returned == 0) return true;
+  Fail(QVREG_NO_FURTHER_PASS,
+       "The record source could not start pass " + std::to_string(Pass()) +
+           ": its rewind callback returned " + std::to_string(returned) +
+           "; check the host's data.",
+       returned);
+  return false;
+}
+
+QvCSource::Ahead QvCSource::AheadBy(std::int32_t returned) {
+  if (returned == QVREG_NEXT_RECORD) return Ahead::kRecord;
+  if (returned == QVREG_NEXT_END) return Ahead::kEnd;
+  Fail(QVREG_UNREADABLE_RECORD,
+       "The record source failed at " + Place() + ": its next callback returned " +
+           std::to_string(returned) + "; check the host's data.",
+       returned);
+  return Ahead::kFailure;
+}
+
+void QvCRequireNext(bool isThere) {
+  if (isThere) return;
+  throw QvCRefusal(QVREG_NULL_POINTER,
+                   "The callback next is null; a source needs it to get its records.");
+}
+
 const QvCommon::Record* QvCThrowingIter::Next() {
   const QvCommon::Record* next = fSource.Next();
   // Not before the records that were read ahead of the failure.
@@ -142,22 +175,7 @@ class CallbackSource : public QvCSource {
  protected:
   bool Rewind() override {
     fbHasNext = false;
-    if (fCallbacks.rewind == nullptr) {
-      if (!WasStarted()) return true;
-      Fail(QVREG_NO_FURTHER_PASS,
-           "The record source has no rewind callback and was read once; estimation reads its "
-           "records several times, so give it one.");
-      return false;
-    }
-    const std::int32_t returned =
-        QvCHostCall("rewind", [this] { return fCallbacks.rewind(fCallbacks.user); });
-    if (returned == 0) return true;
-    Fail(QVREG_NO_FURTHER_PASS,
-         "The record source could not start pass " + std::to_string(Pass()) +
-             ": its rewind callback returned " + std::to_string(returned) +
-             "; check the host's data.",
-         returned);
-    return false;
+    return RewindBy(fCallbacks.rewind, fCallbacks.user);
   }
   Ahead Read(QvCommon::QvRecordBlock& block) override {
     if (!fbHasNext) {
@@ -170,130 +188,19 @@ class CallbackSource : public QvCSource {
     return Ahead::kUnknown;
   }
   Ahead LookAhead() override {
-    const Ahead ahead = CallNext();
+    const Ahead ahead = AheadBy(QvCHostCall("next", [&] {
+      return fCallbacks.next(fCallbacks.user, fNext.data(), fCallbacks.record_size);
+    }));
     fbHasNext = ahead == Ahead::kRecord;
     return ahead;
   }
 
  private:
-  Ahead CallNext() {
-    const std::int32_t returned = QvCHostCall("next", [&] {
-      return fCallbacks.next(fCallbacks.user, fNext.data(), fCallbacks.record_size);
-    });
-    if (returned == QVREG_NEXT_RECORD) return Ahead::kRecord;
-    if (returned == QVREG_NEXT_END) return Ahead::kEnd;
-    Fail(QVREG_UNREADABLE_RECORD,
-         "The record source failed at " + Place() + ": its next callback returned " +
-             std::to_string(returned) + "; check the host's data.",
-         returned);
-    return Ahead::kFailure;
-  }
-
   qvreg_record_callbacks fCallbacks;
   std::vector<double> fRecord;
   std::vector<double> fNext;
   bool fbHasNext = false;
 };
-
-using Columns = std::shared_ptr<const std::vector<qvreg_column>>;
-
-/// Records from columns in the host's memory, which it borrows.
-class ColumnSource : public QvCSource {
- public:
-  /// The records from `begin` to before `end`. REQUIRES: at least one column, none with null values
-  /// unless there are no records.
-  ColumnSource(Columns columns, std::size_t begin, std::size_t end)
-      : QvCSource(static_cast<int>(columns->size())),
-        fColumns(std::move(columns)),
-        fBegin(begin),
-        fEnd(end),
-        fbRows(AreRows()) {
-    if (fbRows) return;
-    const std::size_t atOnce = std::max(kGatheredBytes / sizeof(double) / fColumns->size(), kOne);
-    fGathered.resize(std::min(atOnce, end - begin) * fColumns->size());
-  }
-
-  [[nodiscard]] std::shared_ptr<const QvCRanges> Ranges() const override;
-
- protected:
-  bool Rewind() override {
-    fNext = fBegin;
-    return true;
-  }
-  Ahead Read(QvCommon::QvRecordBlock& block) override {
-    if (fNext == fEnd) return Ahead::kEnd;
-    const auto next = static_cast<std::ptrdiff_t>(fNext);
-    if (fbRows) {
-      const qvreg_column& first = fColumns->front();
-      block = RowsAt(first.values + next * first.stride, fEnd - fNext);
-      block.fStride = first.stride;
-    } else {
-      block = RowsAt(fGathered.data(), Gather(next));
-    }
-    fNext += block.fCount;
-    return fNext == fEnd ? Ahead::kEnd : Ahead::kRecord;
-  }
-
- private:
-  static constexpr std::size_t kOne = 1;
-  /// Small enough to stay in the nearest cache.
-  static constexpr std::size_t kGatheredBytes = std::size_t{1} << 14;
-
-  /// True when the columns are those of an array of rows.
-  [[nodiscard]] bool AreRows() const {
-    const qvreg_column& first = fColumns->front();
-    for (std::size_t j = 0; j < fColumns->size(); ++j) {
-      const qvreg_column& column = (*fColumns)[j];
-      const bool isNext = column.values != nullptr && column.stride == first.stride &&
-                          std::equal_to<>()(column.values, first.values + j);
-      if (!isNext) return false;
-    }
-    return true;
-  }
-  /// Copies the records from `next` on, as many as there is room for; how many.
-  std::size_t Gather(std::ptrdiff_t next) {
-    const std::size_t size = fColumns->size();
-    const std::size_t count = std::min(fGathered.size() / size, fEnd - fNext);
-    for (std::size_t j = 0; j < size; ++j) {
-      const qvreg_column& column = (*fColumns)[j];
-      const double* from = column.values + next * column.stride;
-      for (std::size_t i = 0; i < count; ++i) {
-        fGathered[i * size + j] = *from;
-        from += column.stride;
-      }
-    }
-    return count;
-  }
-
-  Columns fColumns;
-  std::size_t fBegin;
-  std::size_t fEnd;
-  bool fbRows;
-  std::vector<double> fGathered;
-  std::size_t fNext = 0;
-};
-
-class ColumnRanges : public QvCRanges {
- public:
-  ColumnRanges(Columns columns, std::size_t nRecords)
-      : fColumns(std::move(columns)), fNRecords(nRecords) {}
-
-  [[nodiscard]] int RecordSize() const override { return static_cast<int>(fColumns->size()); }
-  [[nodiscard]] std::int64_t Count() const override { return static_cast<std::int64_t>(fNRecords); }
-  [[nodiscard]] std::unique_ptr<QvCSource> Open(std::int64_t begin,
-                                                std::int64_t end) const override {
-    return std::make_unique<ColumnSource>(fColumns, static_cast<std::size_t>(begin),
-                                          static_cast<std::size_t>(std::min(end, Count())));
-  }
-
- private:
-  Columns fColumns;
-  std::size_t fNRecords;
-};
-
-std::shared_ptr<const QvCRanges> ColumnSource::Ranges() const {
-  return std::make_shared<ColumnRanges>(fColumns, fEnd);
-}
 
 void StartPass(QvCSource& source) {
   source.StartCall();
@@ -307,29 +214,9 @@ int32_t qvreg_source_create_callbacks(const qvreg_record_callbacks* callbacks,
                                       qvreg_source** source, qvreg_error* error) {
   return QvCCall(error, [&] {
     const qvreg_record_callbacks from = QvCStruct::Take(callbacks, "callbacks");
-    if (from.next == nullptr) {
-      throw QvCRefusal(QVREG_NULL_POINTER,
-                       "The callback next is null; a source needs it to get its records.");
-    }
+    QvCRequireNext(from.next != nullptr);
     const int size = PositiveSize(from.record_size, "record_size");
     QvCMake(source, "source", std::make_unique<CallbackSource>(from, size));
-  });
-}
-
-int32_t qvreg_source_create_columns(const qvreg_column* columns, size_t n_columns, size_t n_records,
-                                    qvreg_source** source, qvreg_error* error) {
-  return QvCCall(error, [&] {
-    NotNull(columns, "columns");
-    PositiveSize(n_columns, "n_columns");
-    const auto all = std::make_shared<std::vector<qvreg_column>>(columns, columns + n_columns);
-    const auto empty = std::find_if(all->begin(), all->end(), [](const qvreg_column& column) {
-      return column.values == nullptr;
-    });
-    if (n_records > 0 && empty != all->end()) {
-      throw QvCRefusal(QVREG_NULL_POINTER, "Column " + std::to_string(empty - all->begin()) +
-                                               " has null values; point it to its first one.");
-    }
-    QvCMake(source, "source", std::make_unique<ColumnSource>(all, 0, n_records));
   });
 }
 

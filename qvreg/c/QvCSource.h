@@ -81,6 +81,10 @@ class QvCSource : public QvCommon::MultiPassRecordIter, public QvCommon::IQvReco
   void Fail(std::int32_t code, const std::string& message);
   /// The same, with what a callback of the host returned.
   void Fail(std::int32_t code, const std::string& message, std::int32_t returned);
+  /// Rewind by a callback of the host's, which is null where the data can be read once.
+  bool RewindBy(std::int32_t (*rewind)(void* user), void* user);
+  /// What a next callback said by returning this, a qvreg_next or a failure, which it keeps.
+  Ahead AheadBy(std::int32_t returned);
   /// Such as "record 3 of pass 2".
   [[nodiscard]] std::string Place() const;
   [[nodiscard]] std::int64_t Pass() const { return fPass; }
@@ -133,6 +137,9 @@ class QvCRanges {
   [[nodiscard]] virtual std::unique_ptr<QvCSource> Open(std::int64_t begin,
                                                         std::int64_t end) const = 0;
 };
+
+/// Throws the refusal of callbacks without a next one.
+void QvCRequireNext(bool isThere);
 
 /// Opens a record file, whose `path` is UTF-8 on every system, as a source that owns it. Throws the
 /// refusal when it cannot be opened.

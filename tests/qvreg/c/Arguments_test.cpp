@@ -118,6 +118,10 @@ const std::vector<Function>& Functions() {
       QV_CALL(qvreg_component, qvreg_component_score, a.record.data(), 3, &a.x, nullptr, 0, &a.i),
       QV_CALL(qvreg_component, qvreg_component_score_rows, Room<qvreg_rows>(), &a.x, nullptr, 0,
               &a.i, &a.n),
+      QV_CALL(qvreg_component, qvreg_component_score_columns, Room<qvreg_typed_column>(), 0, 0, 1,
+              Room<qvreg_scores>(), &a.n),
+      QV_CALL(qvreg_component, qvreg_component_add_score_products, Room<qvreg_typed_column>(), 0, 0,
+              1, &a.x, 0, &a.x, 1),
       QV_CALL(qvreg_component, qvreg_component_display),
       QV_CALL(qvreg_component, qvreg_component_write, &bytes),
 
@@ -224,14 +228,28 @@ std::set<std::string> DeclaredFunctions() {
 TEST(CInterface, HasNoFunctionThatTheTableLeavesOut) {
   std::set<std::string> expected;
   for (const Function& function : Functions()) expected.insert(function.name);
-  const std::set<std::string> elsewhere = {
-      "qvreg_version",           "qvreg_version_string",          "qvreg_code_text",
-      "qvreg_settings_create",   "qvreg_settings_destroy",        "qvreg_effect_create",
-      "qvreg_effect_destroy",    "qvreg_source_create_callbacks", "qvreg_source_create_columns",
-      "qvreg_source_open_file",  "qvreg_source_destroy",          "qvreg_component_create",
-      "qvreg_component_destroy", "qvreg_parameters_destroy",      "qvreg_results_destroy",
-      "qvreg_bytes_create",      "qvreg_bytes_destroy",           "qvreg_worker_create",
-      "qvreg_worker_destroy"};
+  const std::set<std::string> elsewhere = {"qvreg_version",
+                                           "qvreg_version_string",
+                                           "qvreg_code_text",
+                                           "qvreg_settings_create",
+                                           "qvreg_settings_destroy",
+                                           "qvreg_effect_create",
+                                           "qvreg_effect_destroy",
+                                           "qvreg_source_create_callbacks",
+                                           "qvreg_source_create_columns",
+                                           "qvreg_source_create_typed_columns",
+                                           "qvreg_source_create_blocks",
+                                           "qvreg_source_open_file",
+                                           "qvreg_source_destroy",
+                                           "qvreg_column_summarize",
+                                           "qvreg_component_create",
+                                           "qvreg_component_destroy",
+                                           "qvreg_parameters_destroy",
+                                           "qvreg_results_destroy",
+                                           "qvreg_bytes_create",
+                                           "qvreg_bytes_destroy",
+                                           "qvreg_worker_create",
+                                           "qvreg_worker_destroy"};
   expected.insert(elsewhere.begin(), elsewhere.end());
   EXPECT_EQ(DeclaredFunctions(), expected);
 }
@@ -262,6 +280,11 @@ TEST(CInterface, RefusesANullPointer) {
   const auto columns = std::vector<qvreg_column>{{nullptr, 1}};
   auto callbacks = Sized<qvreg_record_callbacks>();
   callbacks.record_size = 1;
+  const auto typed = Sized<qvreg_typed_column>();
+  auto blocks = Sized<qvreg_block_callbacks>();
+  blocks.n_columns = 1;
+  auto summary = Sized<qvreg_column_summary>();
+  const auto scores = Sized<qvreg_scores>();
   auto rows = Sized<qvreg_rows>();
   rows.n_records = 1;
   rows.record_size = 3;
@@ -307,6 +330,13 @@ TEST(CInterface, RefusesANullPointer) {
       [&](qvreg_error* e) { return qvreg_source_create_columns(nullptr, 1, 1, &source, e); },
       [&](qvreg_error* e) { return qvreg_source_create_columns(columns.data(), 1, 1, &source, e); },
       [&](qvreg_error* e) { return qvreg_source_create_columns(columns.data(), 1, 0, nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_source_create_typed_columns(nullptr, 1, 1, &source, e); },
+      [&](qvreg_error* e) { return qvreg_source_create_typed_columns(&typed, 1, 1, &source, e); },
+      [&](qvreg_error* e) { return qvreg_source_create_typed_columns(&typed, 1, 0, nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_source_create_blocks(nullptr, &source, e); },
+      [&](qvreg_error* e) { return qvreg_source_create_blocks(&blocks, &source, e); },
+      [&](qvreg_error* e) { return qvreg_column_summarize(nullptr, 0, &summary, e); },
+      [&](qvreg_error* e) { return qvreg_column_summarize(&typed, 0, nullptr, e); },
       [&](qvreg_error* e) { return qvreg_source_open_file(nullptr, 1, &source, e); },
       [&](qvreg_error* e) { return qvreg_source_next(of.source.get(), nullptr, 3, &i, e); },
       [&](qvreg_error* e) { return qvreg_source_next(of.source.get(), &x, 3, nullptr, e); },
@@ -337,6 +367,22 @@ TEST(CInterface, RefusesANullPointer) {
       [&](qvreg_error* e) {
         return qvreg_component_score_rows(of.component.get(), &rows, &x, nullptr, 0, &i, nullptr,
                                           e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_component_score_columns(of.component.get(), nullptr, 3, 1, 1, &scores, nullptr,
+                                             e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_component_score_columns(of.component.get(), nullptr, 3, 1, 1, nullptr, nullptr,
+                                             e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_component_add_score_products(of.component.get(), &typed, 3, 1, 1, nullptr, 0,
+                                                  &x, 1, e);
+      },
+      [&](qvreg_error* e) {
+        return qvreg_component_add_score_products(of.component.get(), &typed, 3, 1, 1, &x, 0,
+                                                  nullptr, 9, e);
       },
       [&](qvreg_error* e) { return qvreg_parameters_get_count(of.parameters.get(), nullptr, e); },
       [&](qvreg_error* e) { return qvreg_parameters_get_info(of.parameters.get(), 0, nullptr, e); },
@@ -450,6 +496,22 @@ TEST(CInterface, ChecksTheSizesOfStructures) {
   ExpectSizeChecked<qvreg_rows>([&](qvreg_rows* rows, qvreg_error* e) {
     return qvreg_component_score_rows(of.component.get(), rows, &x, nullptr, 0, nullptr, nullptr,
                                       e);
+  });
+  ExpectSizeChecked<qvreg_block_callbacks>([&](qvreg_block_callbacks* callbacks, qvreg_error* e) {
+    return qvreg_source_create_blocks(callbacks, &source, e);
+  });
+  ExpectSizeChecked<qvreg_typed_column>([&](qvreg_typed_column* column, qvreg_error* e) {
+    auto summary = Sized<qvreg_column_summary>();
+    return qvreg_column_summarize(column, 0, &summary, e);
+  });
+  ExpectSizeChecked<qvreg_column_summary>([&](qvreg_column_summary* summary, qvreg_error* e) {
+    const auto column = Sized<qvreg_typed_column>();
+    return qvreg_column_summarize(&column, 0, summary, e);
+  });
+  ExpectSizeChecked<qvreg_scores>([&](qvreg_scores* scores, qvreg_error* e) {
+    const std::vector<qvreg_typed_column> columns(3, Sized<qvreg_typed_column>());
+    return qvreg_component_score_columns(of.component.get(), columns.data(), 3, 0, 1, scores,
+                                         nullptr, e);
   });
   ExpectSizeChecked<qvreg_parameter_info>(
       [&](auto... rest) { return qvreg_parameters_get_info(of.parameters.get(), 0, rest...); });

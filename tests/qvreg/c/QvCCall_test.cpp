@@ -25,7 +25,12 @@ namespace {
 QVREG_EXPECT_LAYOUT(qvreg_error, message, 624);
 QVREG_EXPECT_LAYOUT(qvreg_record_counts, used_later, 48);
 QVREG_EXPECT_LAYOUT(qvreg_record_callbacks, rewind, 40);
+QVREG_EXPECT_LAYOUT(qvreg_typed_column, reserved, 104);
+QVREG_EXPECT_LAYOUT(qvreg_block, columns, 24);
+QVREG_EXPECT_LAYOUT(qvreg_block_callbacks, rewind, 40);
+QVREG_EXPECT_LAYOUT(qvreg_column_summary, reserved, 80);
 QVREG_EXPECT_LAYOUT(qvreg_rows, value_stride, 48);
+QVREG_EXPECT_LAYOUT(qvreg_scores, reserved, 120);
 QVREG_EXPECT_LAYOUT(qvreg_roles, are_complete, 40);
 QVREG_EXPECT_LAYOUT(qvreg_options, reserved2, 56);
 QVREG_EXPECT_LAYOUT(qvreg_logistic_options, reserved, 64);

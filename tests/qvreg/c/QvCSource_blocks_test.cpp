@@ -10,6 +10,7 @@
 
 #include "tests/qvreg/c/CHost.h"
 #include "tests/qvreg/c/CPasses.h"
+#include "tests/qvreg/c/CTyped.h"
 #include "tests/qvreg/c/ExpectSameResults.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/RandomModels.h"
@@ -90,24 +91,6 @@ class CBlockSources {
   CRecordFile file_;
 };
 
-/// What a source gives until it ends or fails.
-struct Reading {
-  explicit Reading(const CSource& source, std::size_t width = kWidth) {
-    for (;;) {
-      std::vector<double> record(width);
-      std::int32_t hasRecord = 0;
-      error = ErrorOf([&](qvreg_error* e) {
-        return qvreg_source_next(source.get(), record.data(), width, &hasRecord, e);
-      });
-      if (error.code != QVREG_OK || hasRecord == 0) return;
-      rows.push_back(record);
-    }
-  }
-
-  Rows rows;
-  qvreg_error error = QVREG_ERROR_INIT;
-};
-
 Rows RowsOf(const Records& records) {
   Rows rows;
   for (const QvCommon::Record& record : records) {
@@ -124,7 +107,7 @@ TEST(CSourceBlocks, GiveEveryRecordOnceHoweverManyThereAre) {
     const CBlockSources sources(records);
     sources.ForEach([&](const CSource& source) {
       for (int pass = 0; pass < 2; ++pass) {
-        EXPECT_EQ(Reading(source).rows, RowsOf(records));
+        EXPECT_EQ(Reading(source, kWidth).rows, RowsOf(records));
         EXPECT_EQ(qvreg_source_rewind(source.get(), nullptr), QVREG_OK);
       }
     });
@@ -146,7 +129,7 @@ TEST(CSourceBlocks, MayBeNarrowerThanARecord) {
 TEST(CSourceBlocks, OfAnEmptyFileAreNone) {
   const CRecordFile file({});
   const CSource source = file.Source(kWidth);
-  const Reading reading(source);
+  const Reading reading(source, kWidth);
   EXPECT_EQ(reading.rows, Rows{});
   EXPECT_EQ(reading.error.code, QVREG_OK);
 }
@@ -159,14 +142,14 @@ TEST(CSourceBlocks, OfAFileThatIsCutFailAtItsRecord) {
     const CRecordFile file(records);
     file.Write(records, 9);
     const CSource source = file.Source(kWidth);
-    const Reading reading(source);
+    const Reading reading(source, kWidth);
     EXPECT_EQ(reading.rows, RowsOf(records));
     EXPECT_EQ(reading.error.code, QVREG_UNREADABLE_RECORD);
     EXPECT_EQ(reading.error.discrete[0], static_cast<std::int64_t>(count) + 1);
-    EXPECT_EQ(Reading(source).error.code, QVREG_UNREADABLE_RECORD) << "and stays there";
+    EXPECT_EQ(Reading(source, kWidth).error.code, QVREG_UNREADABLE_RECORD) << "and stays there";
     file.Write(records);
     Require([&](qvreg_error* e) { return qvreg_source_rewind(source.get(), e); });
-    EXPECT_EQ(Reading(source).error.code, QVREG_OK) << "until it is whole";
+    EXPECT_EQ(Reading(source, kWidth).error.code, QVREG_OK) << "until it is whole";
   }
 }
 
@@ -206,14 +189,14 @@ TEST_P(CSourceBlocksFit, NameTheRecordThatEndsARun) {
     const qvreg_error expected = BuildError(singly);
     EXPECT_EQ(expected.code, QVREG_BAD_CATEGORY);
     EXPECT_EQ(expected.discrete[0], static_cast<std::int64_t>(bad) + 1);
-    const Rows rest = Reading(singly).rows;
+    const Rows rest = Reading(singly, kWidth).rows;
     const CBlockSources sources(records);
     sources.ForEach([&](const CSource& source) {
       const qvreg_error error = BuildError(source);
       EXPECT_EQ(error.code, expected.code);
       EXPECT_STREQ(error.message, expected.message);
       EXPECT_EQ(error.discrete[0], expected.discrete[0]);
-      EXPECT_EQ(Reading(source).rows, rest) << "it stands behind that record";
+      EXPECT_EQ(Reading(source, kWidth).rows, rest) << "it stands behind that record";
     });
   }
 }
