@@ -1,6 +1,6 @@
 // Fits reference cases of both models through the C interface, as a host in plain C does: from
-// callbacks, from columns in memory and from a record file. Compares the results with the reference
-// values and with one another, and tries what must be refused.
+// callbacks, from columns in memory of one type and of many, and from a record file. Compares the
+// results with the reference values and with one another, and tries what must be refused.
 //
 //   fit_references REFERENCES RECORD-FILE
 //
@@ -19,6 +19,7 @@
 #include "tests/c/reference.h"
 #include "tests/c/sources.h"
 #include "tests/c/table.h"
+#include "tests/c/typed.h"
 
 enum { MOST_PARAMETERS = 64, LONGEST_PATH = 1024 };
 
@@ -193,6 +194,79 @@ static void check_passes(const qvreg_settings* settings, const table* data, cons
   qvreg_settings_destroy(read);
 }
 
+// The scores of typed columns are those of their records, one by one.
+static void check_scores(const qvreg_component* component, const table* data,
+                         const typed_table* typed) {
+  qvreg_error error = QVREG_ERROR_INIT;
+  double* predicted = calloc(data->n_records, sizeof *predicted);
+  int32_t* verdicts = calloc(data->n_records, sizeof *verdicts);
+  if (predicted == NULL || verdicts == NULL) give_up("no memory", "");
+  qvreg_scores to = {.struct_size = sizeof to, .predicted = predicted, .verdicts = verdicts};
+  size_t n_scored = 0;
+  must(qvreg_component_score_columns(component, typed->columns, data->n_columns, data->n_records, 2,
+                                     &to, &n_scored, &error),
+       &error, "scores");
+  check(n_scored == data->n_records, "number of records scored");
+  for (size_t i = 0; i < data->n_records; ++i) {
+    double record[MOST_COLUMNS];
+    for (size_t j = 0; j < data->n_columns; ++j) record[j] = data->values[j * data->n_records + i];
+    double expected = 0.0;
+    int32_t verdict = 0;
+    must(qvreg_component_score(component, record, data->n_columns, &expected, NULL, 0, &verdict,
+                               &error),
+         &error, "score");
+    check(predicted[i] == expected && verdicts[i] == verdict, "a score of columns");
+  }
+  free(predicted);
+  free(verdicts);
+}
+
+// A value that a column is to refuse ends the run, and the error says where it is.
+static void check_refused_value(const qvreg_settings* settings, typed_table* typed) {
+  const size_t last = typed->of->n_columns - 1;
+  const double infinite = (double)INFINITY;
+  const qvreg_typed_column kept = typed->columns[last];
+  qvreg_typed_column* column = &typed->columns[last];
+  memset(column, 0, sizeof *column);
+  column->struct_size = sizeof *column;
+  column->values = &infinite;
+  column->infinite = QVREG_REFUSE;
+  column->name = kept.name;
+  qvreg_error error = QVREG_ERROR_INIT;
+  qvreg_component* component = NULL;
+  qvreg_source* source = source_of_typed(typed);
+  must(qvreg_component_create(settings, &component, &error), &error, "component");
+  check(qvreg_component_build(component, source, &error) == QVREG_REFUSED_VALUE,
+        "a value that is refused");
+  check(error.discrete[0] == 1 && error.discrete[2] == (int64_t)last, "where it is");
+  printf("  refused: %s\n", error.message);
+  qvreg_component_destroy(component);
+  qvreg_source_destroy(source);
+  typed->columns[last] = kept;
+}
+
+// The same records as typed columns, by blocks, on threads; and their scores.
+static void check_typed(const qvreg_settings* settings, const table* data, const fit* expected) {
+  qvreg_error error = QVREG_ERROR_INIT;
+  typed_table typed = typed_of(data);
+  check_same(settings, source_of_typed(&typed), expected, "the same from typed columns");
+  check_same(settings, source_of_blocks(&typed), expected, "the same from blocks");
+
+  qvreg_settings* threaded = settings_by_bytes(settings);
+  qvreg_source* source = source_of_typed(&typed);
+  qvreg_component* component = NULL;
+  must(qvreg_settings_set_threads(threaded, source, 2, 0, &error), &error, "threads");
+  must(qvreg_component_create(threaded, &component, &error), &error, "component");
+  must(qvreg_component_build(component, NULL, &error), &error, "build");
+  check_scores(component, data, &typed);
+  qvreg_component_destroy(component);
+  qvreg_source_destroy(source);
+  qvreg_settings_destroy(threaded);
+
+  check_refused_value(settings, &typed);
+  release_typed(&typed);
+}
+
 // A record that cannot be read ends the run, and the error says which one.
 static void check_failing_source(const qvreg_settings* settings, const table* data) {
   qvreg_error error = QVREG_ERROR_INIT;
@@ -260,6 +334,7 @@ static void fit_reference(const char* name, const char* references, const char* 
   check_same(settings, source_of_columns(&data), &got, "the same from columns");
   check_same(settings, source_of_file(&data, record_file), &got, "the same from a record file");
   check_passes(settings, &data, record_file, &got);
+  check_typed(settings, &data, &got);
   check_failing_source(settings, &data);
   check_cancel(settings, &data);
   remove(record_file);
