@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -110,24 +109,36 @@ bool IsMasked(const qvreg_typed_column& column, std::size_t record) {
   return (static_cast<const unsigned char*>(column.mask)[bit >> 3] >> (bit & 7) & 1U) == 0;
 }
 
-/// Copies values as they are. True when some is not finite.
+/// True when some of `count` numbers from `from` on is not finite.
+template <typename T>
+bool IsAnyOdd(const char* from, std::ptrdiff_t stride, std::size_t count) {
+  // 0 times a number is 0, unless that is not finite. Sums that do not wait for one another.
+  constexpr std::size_t kLanes = 4;
+  std::array<T, kLanes> sums{};
+  std::size_t i = 0;
+  for (; i + kLanes <= count; i += kLanes) {
+    for (T& sum : sums) {
+      sum += T{0} * Load<T>(from);
+      from += stride;
+    }
+  }
+  for (; i < count; ++i, from += stride) sums[0] += T{0} * Load<T>(from);
+  const T sum = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+  return sum != T{0};
+}
+
+/// Copies values as they are. True when some is not finite, and the host chose what becomes of it.
 template <typename T>
 bool CopyNumbers(const qvreg_typed_column& column, std::size_t first, const Places& to) {
   const char* from = At(column.values, first, column.stride);
-  double* place = to.first;
-  if (!std::is_floating_point_v<T> ||
-      (column.nan == QVREG_PASS_ON && column.infinite == QVREG_PASS_ON)) {
-    for (std::size_t i = 0; i < to.count; ++i, from += column.stride, place += to.step) {
-      *place = static_cast<double>(ValueAt<T>(from));
-    }
-    return false;
-  }
-  constexpr std::uint64_t kExponent = 0x7FF0000000000000U;
   bool isAnyOdd = false;
+  if constexpr (std::is_floating_point_v<T>) {
+    const bool isTreated = column.nan != QVREG_PASS_ON || column.infinite != QVREG_PASS_ON;
+    isAnyOdd = isTreated && IsAnyOdd<T>(from, column.stride, to.count);
+  }
+  double* place = to.first;
   for (std::size_t i = 0; i < to.count; ++i, from += column.stride, place += to.step) {
-    const auto value = static_cast<double>(ValueAt<T>(from));
-    isAnyOdd |= (std::bit_cast<std::uint64_t>(value) & kExponent) == kExponent;
-    *place = value;
+    *place = static_cast<double>(ValueAt<T>(from));
   }
   return isAnyOdd;
 }
