@@ -1,0 +1,23 @@
+"""Linear and multinomial logistic regression over more data than memory holds."""
+
+from __future__ import annotations
+
+from ._library import version as library_version
+from ._models import logit, mnlogit, ols
+from .errors import (ConvergenceWarning, DataError, FormulaError, LibraryError, QvregError,
+                     SeparationWarning)
+
+__version__ = "0.1.0"
+
+__all__ = [
+    "ConvergenceWarning",
+    "DataError",
+    "FormulaError",
+    "LibraryError",
+    "QvregError",
+    "SeparationWarning",
+    "library_version",
+    "logit",
+    "mnlogit",
+    "ols",
+]

@@ -1,0 +1,243 @@
+"""Columns of a table as the library reads them: without a copy wherever their layout allows it."""
+
+from __future__ import annotations
+
+from collections.abc import Iterator, Sequence
+from ctypes import c_size_t
+from dataclasses import dataclass
+from typing import Any
+
+import numpy as np
+
+from . import _library as lib
+from .errors import DataError
+
+try:
+    import pandas as pd
+except ImportError:
+    pd = None
+
+# Rows that are looked at together: few enough for the cache, many enough for numpy.
+BLOCK_ROWS = 1 << 16
+_DOUBLE = np.dtype(np.float64)
+
+
+def blocks(n_rows: int, size: int = BLOCK_ROWS) -> Iterator[slice]:
+    """Consecutive slices over `n_rows` rows."""
+    return (slice(begin, min(begin + size, n_rows)) for begin in range(0, n_rows, size))
+
+
+def is_frame(data: Any) -> bool:
+    return pd is not None and isinstance(data, pd.DataFrame)
+
+
+def one_dimensional(name: str, values: Any) -> np.ndarray:
+    """`values` as an array with one dimension, which a single column of two has as well."""
+    array = np.asarray(values)
+    if array.ndim == 2 and array.shape[1] == 1:
+        array = array[:, 0]
+    if array.ndim != 1:
+        raise DataError(f"{name} has the shape {array.shape}: one dimension, a value per row, is needed.")
+    return array
+
+
+@dataclass
+class Column:
+    """The values of a variable, in their own type.
+
+    Attributes
+    ----------
+    name : str
+        What messages call the values.
+    values : numpy.ndarray
+        Numbers, NaN being a missing one; or, with a map, whole numbers of which those below 0 are
+        missing.
+    map : numpy.ndarray, optional
+        What stands for the numbers 0, 1, ...; the library's missing value among them.
+    """
+
+    name: str
+    values: np.ndarray
+    map: np.ndarray | None = None
+
+    def __len__(self) -> int:
+        return len(self.values)
+
+    def doubles(self) -> np.ndarray:
+        """The values as float64 with the library's missing value; no copy where they are that."""
+        if self.map is not None:
+            return np.append(self.map, lib.MISSING_VALUE)[self.values]
+        array = self.values
+        has_missing = array.dtype.kind == "f" and _find_missing(self.name, array)
+        if array.dtype != _DOUBLE or has_missing or array.strides[0] % _DOUBLE.itemsize:
+            array = array.astype(np.float64)
+        if has_missing:
+            array[np.isnan(array)] = lib.MISSING_VALUE
+        return array
+
+    def has_missing(self) -> bool:
+        return bool((self.doubles() == lib.MISSING_VALUE).any())
+
+
+def numbers(name: str, values: Any) -> Column:
+    """A column of numbers or truth values, also of pandas' nullable types and masked arrays.
+
+    Arrays of whole and floating-point numbers of the machine's own types are not copied.
+    """
+    array = one_dimensional(name, _as_plain_numbers(name, values))
+    if array.dtype.kind == "f" and array.dtype.itemsize not in (4, 8):
+        array = array.astype(np.float64)
+    if not array.dtype.isnative:
+        array = array.astype(array.dtype.newbyteorder("="))
+    return Column(name, array)
+
+
+def refuse_missing(columns: Sequence[Column]) -> None:
+    """An exception for the first column with a missing value."""
+    for column in columns:
+        if column.has_missing():
+            raise DataError(f"{column.name} has missing values, and missing='raise' was asked for. Fill them in, "
+                            "or leave their rows out with missing='drop'.")
+
+
+def _as_plain_numbers(name: str, values: Any) -> np.ndarray:
+    if isinstance(values, np.ma.MaskedArray):
+        return values.astype(np.float64).filled(np.nan)
+    dtype = getattr(values, "dtype", None)
+    if pd is not None and pd.api.types.is_extension_array_dtype(dtype):
+        if pd.api.types.is_numeric_dtype(dtype) or pd.api.types.is_bool_dtype(dtype):
+            return values.to_numpy(dtype=np.float64, na_value=np.nan)
+        raise DataError(f"{name} has the type {dtype}: numbers are needed.")
+    array = np.asarray(values)
+    if array.dtype.kind == "O":
+        shown = repr(array.flat[0]) if array.size else "none"
+        raise DataError(f"{name} holds objects (the first is {shown}): numbers are needed. Convert the column, as "
+                        "with pandas.to_numeric, or make it categorical.")
+    if array.dtype.kind not in "fiub":
+        raise DataError(f"{name} has the type {array.dtype}: numbers are needed.")
+    return array
+
+
+def _find_missing(name: str, array: np.ndarray) -> bool:
+    """Whether a NaN is among floating-point numbers; an infinite one is refused."""
+    found = False
+    for rows in blocks(len(array)):
+        finite = np.isfinite(array[rows])
+        if finite.all():
+            continue
+        infinite = np.isinf(array[rows])
+        if infinite.any():
+            row = rows.start + int(infinite.argmax())
+            raise DataError(f"{name} is infinite in row {row} (counted from 0). Replace infinite values by NaN to "
+                            "have their rows left out, or by numbers.")
+        found = True
+    return found
+
+
+def levels_of(values: Any) -> tuple:
+    """The levels of categorical `values`: those of a categorical type, or all that occur, sorted."""
+    dtype = getattr(values, "dtype", None)
+    if pd is not None and isinstance(dtype, pd.CategoricalDtype):
+        return tuple(dtype.categories)
+    array = np.asarray(values)
+    if array.dtype.kind == "b":
+        return (False, True)
+    return _sorted_levels(_distinct(array))
+
+
+def _distinct(array: np.ndarray) -> list:
+    if array.dtype.kind != "O":
+        distinct = np.unique(array)
+        if distinct.dtype.kind == "f":
+            distinct = distinct[~np.isnan(distinct)]
+        return distinct.tolist()
+    if pd is not None:
+        return pd.unique(array[~pd.isna(array)]).tolist()
+    return list(dict.fromkeys(value for value in array if not _is_missing(value)))
+
+
+def _sorted_levels(levels: list) -> tuple:
+    try:
+        return tuple(sorted(levels))
+    except TypeError:
+        return tuple(sorted(levels, key=lambda level: (type(level).__name__, str(level))))
+
+
+def _is_missing(value: Any) -> bool:
+    return value is None or value != value
+
+
+def codes(name: str, values: Any, levels: tuple, code_of_level: np.ndarray) -> Column:
+    """A column of codes: of every value that of its level; a missing value stays missing.
+
+    A value that is no level is refused. Codes of a categorical type are not copied.
+    """
+    dtype = getattr(values, "dtype", None)
+    if pd is not None and isinstance(dtype, pd.CategoricalDtype):
+        numbered = np.asarray(values.cat.codes if hasattr(values, "cat") else values.codes)
+        distinct = dtype.categories
+        used = None if tuple(distinct) == levels else np.unique(numbered)
+    else:
+        numbered, distinct = _factorize(one_dimensional(name, values))
+        used = None
+    places = _places(name, list(distinct), levels, used)
+    known = places >= 0
+    return Column(name, numbered, np.where(known, code_of_level[places], lib.MISSING_VALUE))
+
+
+def _factorize(array: np.ndarray) -> tuple[np.ndarray, Sequence]:
+    """The distinct values of `array`, and the number of each value among them; -1 for missing ones."""
+    if pd is not None:
+        numbered, distinct = pd.factorize(array)
+        return numbered.astype(np.int32), distinct
+    seen: dict = {}
+    numbered = np.fromiter((-1 if _is_missing(value) else seen.setdefault(value, len(seen))
+                            for value in array.tolist()), np.int32, len(array))
+    return numbered, list(seen)
+
+
+def _places(name: str, values: list, levels: tuple, used: np.ndarray | None) -> np.ndarray:
+    """Where each of `values` stands among `levels`; -1 for one that is none and not `used`."""
+    known = {level: place for place, level in enumerate(levels)}
+    places = np.empty(len(values), np.intp)
+    for index, value in enumerate(values):
+        places[index] = known.get(value, -1)
+        if places[index] < 0 and (used is None or index in used):
+            raise DataError(f"{name} has the value {value!r}, which is none of its {len(levels)} levels "
+                            f"({_some(levels)}).")
+    return places
+
+
+def _some(levels: tuple) -> str:
+    shown = ", ".join(repr(level) for level in levels[:5])
+    return shown if len(levels) <= 5 else shown + ", …"
+
+
+class Records:
+    """Columns of equal length, one per variable of a run.
+
+    Attributes
+    ----------
+    columns : list of Column
+        The values.
+    n_rows : int
+        How many records there are.
+    """
+
+    def __init__(self, columns: Sequence[Column]) -> None:
+        self.columns = list(columns)
+        self.n_rows = len(self.columns[0])
+        for column in self.columns:
+            if len(column) != self.n_rows:
+                raise DataError(f"{column.name} has {len(column)} values, {self.columns[0].name} has "
+                                f"{self.n_rows}: all need as many.")
+        if self.n_rows == 0:
+            raise DataError("The data have no rows.")
+
+    def source(self) -> lib.Handle:
+        """The records as a source of the library, which reads the arrays in place."""
+        arrays = [column.doubles() for column in self.columns]
+        described = (lib.Column * len(arrays))(
+            *[lib.Column(array.ctypes.data, array.strides[0] // _DOUBLE.itemsize) for array in arrays])
+        return lib.make("source", "source_create_columns", described, c_size_t(len(arrays)),
+                        c_size_t(self.n_rows), keeps=arrays)

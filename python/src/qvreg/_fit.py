@@ -1,0 +1,206 @@
+"""A fit by the library: settings, the run, and its numbers."""
+
+from __future__ import annotations
+
+import ctypes
+from collections.abc import Callable
+from ctypes import c_double, c_int32, c_size_t, c_void_p
+from dataclasses import dataclass
+from typing import Any
+
+import numpy as np
+
+from . import _library as lib
+from ._data import Records
+from ._design import Design, ParameterTable
+from ._running import Call
+
+# The square of 1e-7, by which norms of columns are compared before and after projection.
+_LINEAR_TOLERANCE = 1e-14
+_MAX_REFINEMENTS = 5
+
+
+@dataclass(frozen=True)
+class Layout:
+    """Positions in a record: the design's variables come first."""
+
+    dependent: int
+    weights: int | None = None
+    freq_weights: int | None = None
+
+
+@dataclass(frozen=True)
+class Options:
+    """How to fit. `n_categories` of the dependent, or None for the linear model."""
+
+    n_categories: int | None = None
+    reference: int = 0
+    threads: int = 0
+    max_iterations: int = 100
+    tolerance: float = 1e-6
+    progress: Callable[[int, float], Any] | None = None
+
+
+def _settings(design: Design, layout: Layout, options: Options) -> lib.Handle:
+    model = lib.LINEAR if options.n_categories is None else lib.LOGISTIC
+    settings = lib.make("settings", "settings_create", model)
+    lib.call("settings_set_dependent", settings, layout.dependent)
+    for position, variable in enumerate(design.variables):
+        if variable.is_factor:
+            lib.call("settings_add_factor", settings, position, len(variable.levels))
+        else:
+            lib.call("settings_add_covariate", settings, position)
+    if layout.weights is not None:
+        lib.call("settings_set_regression_weight", settings, layout.weights)
+    if layout.freq_weights is not None:
+        lib.call("settings_set_frequency_weight", settings, layout.freq_weights)
+    for term in design.terms:
+        lib.call("settings_add_effect", settings, _effect(design, term))
+    _set_options(settings, design, options)
+    return settings
+
+
+def _effect(design: Design, term: Any) -> lib.Handle:
+    factors = [i for i, variable in enumerate(design.variables) if variable.is_factor]
+    covariates = [i for i, variable in enumerate(design.variables) if not variable.is_factor]
+    effect = lib.make("effect", "effect_create", lib.int32s(factors), c_size_t(len(factors)),
+                      lib.int32s(covariates), c_size_t(len(covariates)))
+    for part in term.parts:
+        if design.variables[part.variable].is_factor:
+            lib.call("effect_add_factor", effect, part.variable, 0)
+        else:
+            lib.call("effect_add_covariate", effect, part.variable, None)
+    return effect
+
+
+def _set_options(settings: lib.Handle, design: Design, options: Options) -> None:
+    common = lib.Options()
+    lib.call("settings_get_options", settings, ctypes.byref(common))
+    common.use_intercept = int(design.has_intercept)
+    if options.n_categories is None:
+        common.tolerance = _LINEAR_TOLERANCE
+        common.refine_estimates = 1
+        common.max_refinements = _MAX_REFINEMENTS
+    lib.call("settings_set_options", settings, ctypes.byref(common))
+    if options.n_categories is None:
+        return
+    logistic = lib.LogisticOptions()
+    lib.call("settings_get_logistic_options", settings, ctypes.byref(logistic))
+    logistic.n_categories = max(2, options.n_categories)
+    logistic.reference_category = options.reference
+    logistic.max_iterations = options.max_iterations
+    logistic.param_criterion = options.tolerance
+    lib.call("settings_set_logistic_options", settings, ctypes.byref(logistic))
+
+
+def fit(design: Design, records: Records, layout: Layout, options: Options) -> "Fit":
+    """Fits the model of `design` to `records`."""
+    settings = _settings(design, layout, options)
+    source = records.source()
+    lib.call("settings_set_threads", settings, source, options.threads, lib.c_int64(0))
+    call = Call()
+    # Held until the run has ended: the library keeps the address alone.
+    callback = _progress_callback(call, options.progress)
+    lib.call("settings_set_progress", settings, callback, None)
+    component = lib.make("component", "component_create", settings, keeps=(source, callback))
+    call.run(component, "component_build", source)
+    return Fit(design, layout, component)
+
+
+def _progress_callback(call: Call, progress: Callable[[int, float], Any] | None) -> Any:
+    if progress is None:
+        return lib.ProgressCallback()
+    report = call.back(progress)
+
+    def reported(_user: Any, state: Any) -> None:
+        report(state.contents.iteration, state.contents.log_likelihood)
+
+    return lib.ProgressCallback(reported)
+
+
+class Fit:
+    """The numbers of a built `component`: everything in the order of ``table.names``.
+
+    Attributes
+    ----------
+    table : ParameterTable
+        What the parameters are.
+    estimates : numpy.ndarray
+        A row per equation (one of the linear model), a column per shown parameter.
+    covariance : numpy.ndarray
+        Of the estimates, equation by equation; of a linear model not yet times the residual variance.
+    total_weight : float
+        The sum of the frequency weights of the records used.
+    """
+
+    def __init__(self, design: Design, layout: Layout, component: lib.Handle) -> None:
+        self.design = design
+        self.layout = layout
+        self.component = component
+        self._results = results = lib.make("results", "component_get_results", component)
+        self.is_linear = lib.get(lib.Summary, "results_get_summary", results).model == lib.LINEAR
+        self.counts = lib.get(lib.RecordCounts, "results_get_record_counts", results)
+        estimates = lib.get_array(np.float64, "results_get_estimates", results)
+        self.n_equations = 1 if self.is_linear else self._read_categories()
+        self.width = len(estimates) // self.n_equations
+        redundant = lib.get_array(np.int32, "results_get_redundant", results)[:self.width]
+        self.table = ParameterTable(design, results, redundant == 0)
+        self.all_estimates = estimates.reshape(self.n_equations, self.width)
+        self.estimates = self.all_estimates[:, self.table.shown]
+        self.covariance = self._covariance(len(estimates))
+        summary = lib.get(lib.Summary, "results_get_summary", results)
+        self.total_weight = summary.total_frequency_weight
+        self.iterations = 0
+        self.outcome = 0
+        if not self.is_linear:
+            self._read_iterations()
+
+    def _read_categories(self) -> int:
+        """Reads the codes of the dependent that occur, the reference last; returns how many equations."""
+        codes, weights = lib.get_arrays((np.int32, np.float64), "logistic_get_categories",
+                                        self._results)
+        self.categories, self.category_weights = codes, weights
+        return len(codes) - 1
+
+    def _read_iterations(self) -> None:
+        summary = lib.get(lib.LogisticSummary, "logistic_get_summary", self._results)
+        self.iterations, self.outcome = summary.iterations, summary.outcome
+        self.initial_log_likelihood = summary.initial_log_likelihood
+        self.log_likelihood = summary.final_log_likelihood
+
+    def _covariance(self, size: int) -> np.ndarray:
+        full = lib.get_square("results_get_covariance_full", self._results, size)
+        shown = np.concatenate([self.table.shown + equation * self.width
+                                for equation in range(self.n_equations)])
+        return full[np.ix_(shown, shown)]
+
+    def stat(self, number: int) -> float:
+        """A fit statistic, NaN where it is not defined."""
+        value = lib.get(c_double, "results_get_fit_stat", self._results, c_int32(number))
+        return np.nan if value == lib.MISSING_VALUE else value
+
+    def classification(self) -> np.ndarray:
+        """Sums of frequency weights, rows observed, columns predicted, as `categories`."""
+        return lib.get_square("logistic_get_classification", self._results, self.n_equations + 1)
+
+    def score(self, records: Records) -> tuple[np.ndarray, np.ndarray]:
+        """Predicted values (or codes) and probabilities (or none) of `records`; NaN where values
+        are missing."""
+        packed = np.column_stack([column.doubles() for column in records.columns])
+        n, size = packed.shape
+        rows = lib.Rows(values=packed.ctypes.data, n_records=n, record_size=size, record_stride=size,
+                        value_stride=1)
+        k = 0 if self.is_linear else self.n_equations + 1
+        predicted, verdicts = np.empty(n), np.empty(n, np.int32)
+        probabilities = np.empty((n, k))
+        buffer = probabilities.ctypes.data_as(c_void_p) if k else None
+        lib.call("component_score_rows", self.component, ctypes.byref(rows),
+                 predicted.ctypes.data_as(c_void_p), buffer, c_size_t(n * k),
+                 verdicts.ctypes.data_as(c_void_p), None)
+        unusable = verdicts != lib.VERDICT_VALID
+        predicted[unusable] = np.nan
+        probabilities[unusable] = np.nan
+        return predicted, probabilities
+
+    def to_bytes(self) -> bytes:
+        return lib.get_bytes("component_write", self.component)

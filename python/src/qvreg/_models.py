@@ -1,0 +1,266 @@
+"""The functions that fit a formula to data."""
+
+from __future__ import annotations
+
+from collections.abc import Callable, Mapping
+from dataclasses import dataclass
+from typing import Any
+
+import numpy as np
+
+from ._data import Column, Records, codes, levels_of, numbers, refuse_missing
+from ._fit import Fit, Layout, Options, fit
+from ._formula import Formula, Table, _patsy
+from ._model import Model
+from .errors import DataError, QvregError
+from .results import LinearResults, LogitResults, MNLogitResults
+
+__all__ = ["logit", "mnlogit", "ols"]
+
+_COVARIANCES = ("nonrobust",)
+
+
+@dataclass
+class Extras:
+    """What results need beside the fit: sums over the records that the library does not keep."""
+
+    cov_type: str = "nonrobust"
+    robust_covariance: np.ndarray | None = None
+    centered_total: float | None = None
+    sum_log_weights: float = 0.0
+
+
+@dataclass
+class _Arguments:
+    """What the three functions have in common."""
+
+    weights: Any = None
+    freq_weights: Any = None
+    missing: str = "drop"
+    threads: int | None = None
+    vcov: str = "nonrobust"
+    base: Mapping[str, Any] | None = None
+    progress: Any = False
+
+    def __post_init__(self) -> None:
+        _one_of("missing", self.missing, ("drop", "raise"))
+        _one_of("vcov", self.vcov, _COVARIANCES)
+        if self.threads is not None and (not isinstance(self.threads, int) or self.threads < 1):
+            raise QvregError(f"threads={self.threads!r}: a whole number from 1 on is needed, or None for as many as "
+                             "the machine has cores.")
+
+
+def _one_of(name: str, value: Any, choices: tuple) -> None:
+    if value not in choices:
+        raise QvregError(f"{name}={value!r} is not known. Choose {' or '.join(map(repr, choices))}.")
+
+
+def ols(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = None,
+        missing: str = "drop", threads: int | None = None, vcov: str = "nonrobust",
+        base: Mapping[str, Any] | None = None, progress: Any = False) -> LinearResults:
+    """Fits a linear model by least squares.
+
+    Parameters
+    ----------
+    formula : str
+        As of patsy: ``"mass ~ species*sex + length"``. Factors have treatment coding with their first
+        level as base.
+    data : DataFrame, dict of arrays or structured array
+        The columns that the formula names.
+    weights : str or array_like, optional
+        Precision of each row, the inverse of its variance: a column's name or values.
+    freq_weights : str or array_like, optional
+        How many observations each row stands for: a column's name or values.
+    missing : {"drop", "raise"}
+        Whether rows with missing values are left out, or refused.
+    threads : int, optional
+        On how many threads to fit; by default as many as the machine has cores. Results are the same,
+        to the last bit, for any number.
+    vcov : {"nonrobust"}
+        The covariance matrix of the estimates.
+    base : mapping, optional
+        The base level of factors by their names, as in ``{"species": "Gentoo"}``.
+    progress : bool or callable
+        Not used yet by linear models.
+
+    Returns
+    -------
+    LinearResults
+
+    Examples
+    --------
+    >>> import qvreg
+    >>> data = {"y": [1.0, 2.0, 2.5, 4.5], "x": [0.0, 1.0, 2.0, 3.0]}
+    >>> results = qvreg.ols("y ~ x", data)
+    >>> print(results.params.round(3).to_string())
+    Intercept    0.85
+    x            1.10
+    """
+    arguments = _Arguments(weights, freq_weights, missing, threads, vcov, base, progress)
+    environment = _patsy().EvalEnvironment.capture(1)
+    return _fit_linear(formula, data, environment, arguments)
+
+
+def logit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = None,
+          missing: str = "drop", threads: int | None = None, vcov: str = "nonrobust",
+          base: Mapping[str, Any] | None = None, reference: Any = None,
+          progress: Any = False, max_iterations: int = 100) -> LogitResults:
+    """Fits a logistic model of two classes.
+
+    Parameters
+    ----------
+    formula, data, weights, freq_weights, missing, threads, vcov, base
+        As of `ols`. The response has two classes: numbers, truth values or text.
+    reference : optional
+        The class that the other one is compared with; by default the first in order.
+    progress : bool or callable
+        True to show iterations, or a function of the iteration and its log-likelihood.
+    max_iterations : int
+        The most iterations.
+
+    Returns
+    -------
+    LogitResults
+
+    Examples
+    --------
+    >>> import qvreg
+    >>> data = {"y": [0, 0, 1, 0, 1, 1], "x": [0.0, 1.0, 2.0, 3.0, 4.0, 5.0]}
+    >>> results = qvreg.logit("y ~ x", data)
+    >>> print(results.params.round(3).to_string())
+    Intercept   -2.950
+    x            1.180
+    """
+    arguments = _Arguments(weights, freq_weights, missing, threads, vcov, base, progress)
+    environment = _patsy().EvalEnvironment.capture(1)
+    return _fit_classes(formula, data, environment, arguments, reference, max_iterations, LogitResults)
+
+
+def mnlogit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = None,
+            missing: str = "drop", threads: int | None = None, vcov: str = "nonrobust",
+            base: Mapping[str, Any] | None = None, reference: Any = None,
+            progress: Any = False, max_iterations: int = 100) -> MNLogitResults:
+    """Fits a multinomial logistic model.
+
+    Parameters
+    ----------
+    formula, data, weights, freq_weights, missing, threads, vcov, base
+        As of `ols`. The response has two or more classes: numbers, truth values or text.
+    reference : optional
+        The class that the others are compared with; by default the first in order.
+    progress, max_iterations
+        As of `logit`.
+
+    Returns
+    -------
+    MNLogitResults
+
+    Examples
+    --------
+    >>> import qvreg
+    >>> data = {"y": list("abcabcbca"), "x": [1.0, 2.0, 3.0, 2.0, 4.0, 4.5, 2.5, 2.0, 3.0]}
+    >>> results = qvreg.mnlogit("y ~ x", data)
+    >>> print(results.classes, results.reference, results.params.shape)
+    ['a', 'b', 'c'] a (2, 2)
+    """
+    arguments = _Arguments(weights, freq_weights, missing, threads, vcov, base, progress)
+    environment = _patsy().EvalEnvironment.capture(1)
+    return _fit_classes(formula, data, environment, arguments, reference, max_iterations, MNLogitResults)
+
+
+def _fit_linear(text: str, data: Any, environment: Any, arguments: _Arguments) -> LinearResults:
+    formula = Formula(text, data, environment, arguments.base)
+    response = numbers(f"The response {formula.response!r}", formula.response_values(data))
+    model, records = _prepare(formula, data, response, None, arguments)
+    made = fit(formula.design, records, model.layout, Options(threads=arguments.threads or 0))
+    return LinearResults(model, made, _linear_extras(made, records, arguments))
+
+
+def _fit_classes(text: str, data: Any, environment: Any, arguments: _Arguments, reference: Any,
+                 max_iterations: int, kind: type) -> Any:
+    formula = Formula(text, data, environment, arguments.base)
+    name = f"The response {formula.response!r}"
+    values = formula.response_values(data)
+    classes = levels_of(values)
+    _check_classes(name, classes, two=kind is LogitResults)
+    if reference is not None and reference not in classes:
+        raise DataError(f"{name} has no class {reference!r} to be the reference. Its classes are "
+                        f"{', '.join(map(repr, classes))}.")
+    response = codes(name, values, classes, np.arange(len(classes), dtype=float))
+    model, records = _prepare(formula, data, response, classes, arguments)
+    options = Options(n_categories=len(classes),
+                      reference=-2 if reference is None else classes.index(reference),
+                      threads=arguments.threads or 0, max_iterations=max_iterations,
+                      progress=_reporter(arguments.progress))
+    made = fit(formula.design, records, model.layout, options)
+    return kind(model, made, Extras(arguments.vcov))
+
+
+def _check_classes(name: str, classes: tuple, *, two: bool) -> None:
+    if len(classes) < 2:
+        only = f"one class only ({classes[0]!r})" if classes else "no class"
+        raise DataError(f"{name} has {only}: two are needed.")
+    if two and len(classes) > 2:
+        raise DataError(f"{name} has {len(classes)} classes, and logit takes two: use mnlogit.")
+
+
+def _prepare(formula: Formula, data: Any, response: Column, classes: tuple | None,
+             arguments: _Arguments) -> tuple[Model, Records]:
+    """The model and the records of its fit: the variables, the response, then the weights."""
+    columns = formula.columns(data) + [response]
+    dependent = len(columns) - 1
+    positions: dict[str, int] = {}
+    for name in ("weights", "freq_weights"):
+        given = getattr(arguments, name)
+        if given is not None:
+            positions[name] = len(columns)
+            columns.append(_weights(name, given, data))
+    records = Records(columns)
+    if arguments.missing == "raise":
+        refuse_missing(columns)
+    return Model(formula, classes, Layout(dependent, **positions)), records
+
+
+def _weights(name: str, given: Any, data: Any) -> Column:
+    if isinstance(given, str):
+        try:
+            given = Table(data)[given]
+        except KeyError:
+            raise DataError(f"{name}={given!r} names no column of the data.") from None
+    column = numbers(name, given)
+    if column.values.size and np.nanmin(column.values) < 0:
+        raise DataError(f"{name} has negative values: weights are 0 or more.")
+    return column
+
+
+def _reporter(progress: Any) -> Callable[[int, float], Any] | None:
+    return progress if callable(progress) else None
+
+
+def _linear_extras(made: Fit, records: Records, arguments: _Arguments) -> Extras:
+    extras = Extras(arguments.vcov)
+    layout, design = made.layout, made.design
+    needs_total = design.spans_constant and not design.has_intercept
+    if layout.weights is None and not needs_total:
+        return extras
+    predicted, _ = made.score(records)
+    response = _with_nan(records.columns[layout.dependent])
+    weights = _weights_or_ones(records, layout.weights)
+    counts = _weights_or_ones(records, layout.freq_weights)
+    used = ~np.isnan(predicted + response) & (weights > 0) & (counts > 0)
+    weights, counts, response = weights[used], counts[used], response[used]
+    extras.sum_log_weights = float(counts @ np.log(weights))
+    if needs_total:
+        joint = weights * counts
+        mean = joint @ response / joint.sum()
+        extras.centered_total = float(joint @ (response - mean) ** 2)
+    return extras
+
+
+def _with_nan(column: Column) -> np.ndarray:
+    values = column.doubles()
+    return np.where(values == np.finfo(float).min, np.nan, values)
+
+
+def _weights_or_ones(records: Records, position: int | None) -> np.ndarray:
+    return np.ones(records.n_rows) if position is None else _with_nan(records.columns[position])

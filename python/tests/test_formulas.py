@@ -1,0 +1,144 @@
+"""Formulas give the parameters that statsmodels gives, by name and in its order."""
+
+import numpy as np
+import pandas as pd
+import pytest
+import qvreg
+import statsmodels.formula.api as smf
+from near import assert_near, assert_same_series
+from patsy import Treatment  # noqa: F401 (formulas use it)
+
+FORMULAS = [
+    "y ~ 1",
+    "y ~ x",
+    "y ~ x - 1",
+    "y ~ 0 + x + z",
+    "y ~ a",
+    "y ~ a + x",
+    "y ~ a - 1",
+    "y ~ a + b - 1",
+    "y ~ a + x - 1",
+    "y ~ c",
+    "y ~ flag",
+    "y ~ C(flag)",
+    "y ~ C(k)",
+    "y ~ a*b",
+    "y ~ a:b",
+    "y ~ a:b - 1",
+    "y ~ a*b - a",
+    "y ~ a*b - b",
+    "y ~ a*b*c",
+    "y ~ a + a:b",
+    "y ~ b + a:b",
+    "y ~ a/b",
+    "y ~ a/x",
+    "y ~ a*x",
+    "y ~ a:x",
+    "y ~ a:x - 1",
+    "y ~ x + a:x",
+    "y ~ x*a*b",
+    "y ~ x:a + x:b",
+    "y ~ (a + b + c)**2",
+    "y ~ (a + b + x)**2 - a:x",
+    "y ~ x*z",
+    "y ~ x:z",
+    "y ~ x + I(x**2) + I(x**3)",
+    "y ~ np.log(positive) + np.exp(x)",
+    "np.log(positive) ~ x + a",
+    "y ~ Q('odd name') + a",
+    "Q('odd name') ~ x",
+    "y ~ C(a, Treatment('q'))",
+    "y ~ C(a, Treatment('r'))*b",
+    "y ~ C(a, Treatment(reference=1)) + x",
+    "y ~ C(a, Treatment)",
+    "y ~ C(a, levels=['r', 'q', 'p'])",
+    "y ~ C(c, Treatment('mid')):x",
+    "y ~ C(k, Treatment(3))*flag",
+    "y ~ center(x) + standardize(z)",
+    "y ~ bs(x, df=4)",
+    "y ~ a*bs(z, df=4)",
+    "y ~ scale * x",
+    "y ~ a + b + x + a:x + b:x + z",
+]
+scale = np.linspace(0.5, 1.5, 400)
+
+
+@pytest.mark.parametrize("formula", FORMULAS)
+def test_parameters_are_those_of_statsmodels(table, formula):
+    got, expected = qvreg.ols(formula, table), smf.ols(formula, table).fit()
+    assert_same_series(got.params, expected.params)
+    assert_same_series(got.bse, expected.bse)
+    assert got.redundant == []
+    assert_near(got.rsquared, expected.rsquared)
+    assert_near(got.predict(table), expected.predict(table))
+
+
+def test_base_takes_the_place_of_treatment(table):
+    got = qvreg.ols("y ~ a*b", table, base={"a": "q", "b": "v"})
+    expected = smf.ols("y ~ C(a, Treatment('q'))*C(b, Treatment('v'))", table).fit()
+    assert_near(got.params, expected.params)
+    assert list(got.params.index)[:3] == ["Intercept", "a[T.p]", "a[T.r]"]
+
+
+def test_redundant_parameters_are_named_apart(table):
+    twice = table.assign(x2=2 * table.x)
+    results = qvreg.ols("y ~ x + x2 + a", twice)
+    assert results.redundant == ["x2"]
+    assert list(results.params.index) == ["Intercept", "a[T.q]", "a[T.r]", "x"]
+    assert_same_series(results.params, smf.ols("y ~ x + a", table).fit().params)
+
+
+def test_levels_without_observations_are_redundant(table):
+    some = table[table.c != "mid"]
+    results = qvreg.ols("y ~ c + x", some)
+    assert results.redundant == ["c[T.mid]"]
+    expected = smf.ols("y ~ c + x", some.assign(c=some.c.cat.remove_unused_categories())).fit()
+    assert_same_series(results.params, expected.params)
+
+
+def test_combinations_without_observations_are_redundant(table):
+    some = table[(table.a != "q") | (table.b != "v")]
+    results, expected = qvreg.ols("y ~ a*b", some), smf.ols("y ~ a*b", some).fit()
+    assert results.redundant == ["a[T.q]:b[T.v]"]
+    assert_near(results.predict(some), expected.predict(some))
+    assert_near(results.df_resid, expected.df_resid)
+
+
+def test_levels_of_mixed_types_are_all_there(table):
+    mixed = table.assign(m=table.a.map({"p": 1, "q": "one", "r": 2.5}).astype(object))
+    results = qvreg.ols("y ~ m", mixed)
+    assert results.nobs == 400
+    assert results.df_model == 2
+
+
+def test_numbers_need_no_pandas_around_them(table):
+    data = {name: table[name].to_numpy() for name in ("y", "x", "a")}
+    assert_near(qvreg.ols("y ~ a*x", data).params, smf.ols("y ~ a*x", table).fit().params)
+    structured = table[["y", "x"]].to_records(index=False)
+    assert_near(qvreg.ols("y ~ x", structured).params, smf.ols("y ~ x", table).fit().params)
+
+
+@pytest.mark.parametrize("formula, sentence", [
+    ("y ~ xx", "There is no column 'xx'; the nearest name is 'x'."),
+    ("y ~ C(a, Sum)", "C(a, Sum) asks for Sum contrasts: only treatment coding is offered. Write C(…) or "
+                      "C(…, Treatment(\"level\"))."),
+    ("y ~ C(a, Treatment('s'))", "C(a, Treatment('s')) has no level 's' to be the base. The levels are "
+                                 "'p', 'q', 'r'."),
+    ("~ x", "A formula needs one response to the left of its '~', as in 'y ~ x'."),
+    ("y + z ~ x", "A formula needs one response to the left of its '~', as in 'y ~ x'."),
+])
+def test_formulas_that_cannot_be_fitted(table, formula, sentence):
+    with pytest.raises(qvreg.FormulaError) as raised:
+        qvreg.ols(formula, table)
+    assert str(raised.value) == sentence
+
+
+def test_a_formula_that_cannot_be_read_says_where(table):
+    with pytest.raises(qvreg.FormulaError, match="The formula cannot be read"):
+        qvreg.ols("y ~ x +", table)
+
+
+def test_base_names_a_factor(table):
+    with pytest.raises(qvreg.FormulaError) as raised:
+        qvreg.ols("y ~ a + x", table, base={"x": 1})
+    assert str(raised.value) == "base= names 'x', which is no factor of the formula. Its factors are: a."
