@@ -27,8 +27,20 @@ def blocks(n_rows: int, size: int = BLOCK_ROWS) -> Iterator[slice]:
     return (slice(begin, min(begin + size, n_rows)) for begin in range(0, n_rows, size))
 
 
+def start(name: str) -> str:
+    """`name` at the start of a sentence."""
+    return name[:1].upper() + name[1:]
+
+
 def is_frame(data: Any) -> bool:
     return pd is not None and isinstance(data, pd.DataFrame)
+
+
+def is_nullable_number(values: Any) -> bool:
+    """Whether `values` are numbers, not truth values, of an extension type of pandas."""
+    dtype = getattr(values, "dtype", None)
+    return (pd is not None and pd.api.types.is_extension_array_dtype(dtype)
+            and pd.api.types.is_numeric_dtype(dtype) and not pd.api.types.is_bool_dtype(dtype))
 
 
 def one_dimensional(name: str, values: Any) -> np.ndarray:
@@ -37,7 +49,7 @@ def one_dimensional(name: str, values: Any) -> np.ndarray:
     if array.ndim == 2 and array.shape[1] == 1:
         array = array[:, 0]
     if array.ndim != 1:
-        raise DataError(f"{name} has the shape {array.shape}: one dimension, a value per row, is needed.")
+        raise DataError(f"{start(name)} has the shape {array.shape}: one dimension, a value per row, is needed.")
     return array
 
 
@@ -96,7 +108,7 @@ def refuse_missing(columns: Sequence[Column]) -> None:
     """An exception for the first column with a missing value."""
     for column in columns:
         if column.has_missing():
-            raise DataError(f"{column.name} has missing values, and missing='raise' was asked for. Fill them in, "
+            raise DataError(f"{start(column.name)} has missing values, and missing='raise' was asked for. Fill them in, "
                             "or leave their rows out with missing='drop'.")
 
 
@@ -105,16 +117,16 @@ def _as_plain_numbers(name: str, values: Any) -> np.ndarray:
         return values.astype(np.float64).filled(np.nan)
     dtype = getattr(values, "dtype", None)
     if pd is not None and pd.api.types.is_extension_array_dtype(dtype):
-        if pd.api.types.is_numeric_dtype(dtype) or pd.api.types.is_bool_dtype(dtype):
+        if is_nullable_number(values) or pd.api.types.is_bool_dtype(dtype):
             return values.to_numpy(dtype=np.float64, na_value=np.nan)
-        raise DataError(f"{name} has the type {dtype}: numbers are needed.")
+        raise DataError(f"{start(name)} has the type {dtype}: numbers are needed.")
     array = np.asarray(values)
     if array.dtype.kind == "O":
         shown = repr(array.flat[0]) if array.size else "none"
-        raise DataError(f"{name} holds objects (the first is {shown}): numbers are needed. Convert the column, as "
+        raise DataError(f"{start(name)} holds objects (the first is {shown}): numbers are needed. Convert the column, as "
                         "with pandas.to_numeric, or make it categorical.")
     if array.dtype.kind not in "fiub":
-        raise DataError(f"{name} has the type {array.dtype}: numbers are needed.")
+        raise DataError(f"{start(name)} has the type {array.dtype}: numbers are needed.")
     return array
 
 
@@ -128,7 +140,7 @@ def _find_missing(name: str, array: np.ndarray) -> bool:
         infinite = np.isinf(array[rows])
         if infinite.any():
             row = rows.start + int(infinite.argmax())
-            raise DataError(f"{name} is infinite in row {row} (counted from 0). Replace infinite values by NaN to "
+            raise DataError(f"{start(name)} is infinite in row {row} (counted from 0). Replace infinite values by NaN to "
                             "have their rows left out, or by numbers.")
         found = True
     return found
@@ -140,7 +152,7 @@ def levels_of(values: Any) -> tuple:
     if pd is not None and isinstance(dtype, pd.CategoricalDtype):
         return tuple(dtype.categories)
     array = np.asarray(values)
-    if array.dtype.kind == "b":
+    if array.dtype.kind == "b" or (pd is not None and isinstance(dtype, pd.BooleanDtype)):
         return (False, True)
     return _sorted_levels(_distinct(array))
 
@@ -203,7 +215,7 @@ def _places(name: str, values: list, levels: tuple, used: np.ndarray | None) -> 
     for index, value in enumerate(values):
         places[index] = known.get(value, -1)
         if places[index] < 0 and (used is None or index in used):
-            raise DataError(f"{name} has the value {value!r}, which is none of its {len(levels)} levels "
+            raise DataError(f"{start(name)} has the value {value!r}, which is none of its {len(levels)} levels "
                             f"({_some(levels)}).")
     return places
 
@@ -229,7 +241,7 @@ class Records:
         self.n_rows = len(self.columns[0])
         for column in self.columns:
             if len(column) != self.n_rows:
-                raise DataError(f"{column.name} has {len(column)} values, {self.columns[0].name} has "
+                raise DataError(f"{start(column.name)} has {len(column)} values, {self.columns[0].name} has "
                                 f"{self.n_rows}: all need as many.")
         if self.n_rows == 0:
             raise DataError("The data have no rows.")

@@ -6,6 +6,7 @@ import ctypes
 from collections.abc import Callable
 from ctypes import c_double, c_int32, c_size_t, c_void_p
 from dataclasses import dataclass
+from functools import cached_property
 from typing import Any
 
 import numpy as np
@@ -14,6 +15,7 @@ from . import _library as lib
 from ._data import Records
 from ._design import Design, ParameterTable
 from ._running import Call
+from .errors import DataError
 
 # The square of 1e-7, by which norms of columns are compared before and after projection.
 _LINEAR_TOLERANCE = 1e-14
@@ -103,8 +105,23 @@ def fit(design: Design, records: Records, layout: Layout, options: Options) -> "
     callback = _progress_callback(call, options.progress)
     lib.call("settings_set_progress", settings, callback, None)
     component = lib.make("component", "component_create", settings, keeps=(source, callback))
-    call.run(component, "component_build", source)
+    try:
+        call.run(component, "component_build", source)
+    except DataError as error:
+        raise _without_records(component, error) from None
     return Fit(design, layout, component)
+
+
+def _without_records(component: lib.Handle, error: DataError) -> DataError:
+    """`error`, or one that says why none of the rows could be used."""
+    counts = lib.get(lib.RecordCounts, "component_get_record_counts", component)
+    if error.code not in lib.WITHOUT_RECORDS or counts.used:
+        return error
+    reasons = [f"{number} have {reason}" for number, reason in (
+        (counts.missing, "a missing value"), (counts.bad_weight, "a weight of 0")) if number]
+    if len(reasons) == 1:
+        reasons = ["all " + reasons[0]]
+    return DataError(f"No row can be used: {' and '.join(reasons)}.", error.code)
 
 
 def _progress_callback(call: Call, progress: Callable[[int, float], Any] | None) -> Any:
@@ -127,8 +144,8 @@ class Fit:
         What the parameters are.
     estimates : numpy.ndarray
         A row per equation (one of the linear model), a column per shown parameter.
-    covariance : numpy.ndarray
-        Of the estimates, equation by equation; of a linear model not yet times the residual variance.
+    all_estimates : numpy.ndarray
+        The same in the library's order, with 0 for what is redundant.
     total_weight : float
         The sum of the frequency weights of the records used.
     """
@@ -147,7 +164,6 @@ class Fit:
         self.table = ParameterTable(design, results, redundant == 0)
         self.all_estimates = estimates.reshape(self.n_equations, self.width)
         self.estimates = self.all_estimates[:, self.table.shown]
-        self.covariance = self._covariance(len(estimates))
         summary = lib.get(lib.Summary, "results_get_summary", results)
         self.total_weight = summary.total_frequency_weight
         self.iterations = 0
@@ -168,11 +184,24 @@ class Fit:
         self.initial_log_likelihood = summary.initial_log_likelihood
         self.log_likelihood = summary.final_log_likelihood
 
-    def _covariance(self, size: int) -> np.ndarray:
-        full = lib.get_square("results_get_covariance_full", self._results, size)
+    @cached_property
+    def covariance(self) -> np.ndarray:
+        """Of the shown estimates, equation by equation; of a linear model not yet times the residual
+        variance."""
+        full = lib.get_square("results_get_covariance_full", self._results, self.all_estimates.size)
         shown = np.concatenate([self.table.shown + equation * self.width
                                 for equation in range(self.n_equations)])
         return full[np.ix_(shown, shown)]
+
+    @property
+    def converged(self) -> bool:
+        return self.outcome in lib.CONVERGED_OUTCOMES
+
+    @property
+    def separation(self) -> str | None:
+        """"complete" or "quasi-complete" where the predictors separate the classes, else None."""
+        return {lib.OUTCOME_COMPLETE_SEPARATION: "complete",
+                lib.OUTCOME_QUASI_SEPARATION: "quasi-complete"}.get(self.outcome)
 
     def stat(self, number: int) -> float:
         """A fit statistic, NaN where it is not defined."""

@@ -8,7 +8,7 @@ from typing import Any
 
 import numpy as np
 
-from ._data import Column, codes, is_frame, levels_of, numbers
+from ._data import Column, codes, is_frame, is_nullable_number, levels_of, numbers
 from ._design import Design, Part, Term, Variable
 from .errors import DataError, FormulaError
 
@@ -51,6 +51,10 @@ class Table(Mapping):
 
     def __len__(self) -> int:
         return len(self.names)
+
+
+def _list(names: Sequence) -> str:
+    return ", ".join(map(repr, names[:8])) + (", …" if len(names) > 8 else "")
 
 
 def _kind(data: Any) -> str:
@@ -106,7 +110,9 @@ class _sentences:
         near = difflib.get_close_matches(missing, names, n=1)
         if near:
             return f"; the nearest name is {near[0]!r}"
-        return f" among {', '.join(map(repr, names[:8]))}" + (", …" if len(names) > 8 else "")
+        others = [name for name in self._table.names if not isinstance(name, str)]
+        rule = f". Names of columns are to be text: {others[0]!r} is not" if others else ""
+        return f" among {_list(self._table.names)}{rule}"
 
 
 class Categorical:
@@ -120,14 +126,15 @@ class Categorical:
         levels = values.levels if boxed else None
         self.levels = tuple(levels) if levels is not None else levels_of(self.values)
         if not self.levels:
-            raise DataError(f"{name} has no value that is not missing.")
+            raise DataError(f"The term {name!r} has no value that is not missing.")
         contrast = values.contrast if boxed else None
         self.base = _level(name, base, self.levels) if base is not None else _base_level(
             name, contrast, self.levels)
 
 
 def is_categorical(values: Any) -> bool:
-    return _patsy().categorical.guess_categorical(values)
+    """Whether patsy takes `values` for a factor; pandas' nullable numbers are numbers here."""
+    return not is_nullable_number(values) and _patsy().categorical.guess_categorical(values)
 
 
 def _base_level(name: str, contrast: Any, levels: tuple) -> int:
@@ -151,7 +158,7 @@ def _level(name: str, reference: Any, levels: tuple) -> int:
     if isinstance(reference, (int, np.integer)) and -len(levels) <= reference < len(levels):
         return int(reference) % len(levels)
     raise FormulaError(f"{name} has no level {reference!r} to be the base. The levels are "
-                       f"{', '.join(map(repr, levels[:8]))}{', …' if len(levels) > 8 else ''}.")
+                       f"{_list(levels)}.")
 
 
 class Formula:
@@ -196,6 +203,8 @@ class Formula:
             for factor in term.factors:
                 if factor not in self._by_factor:
                     self._by_factor[factor] = self._add_variables(factor, environment, table)
+        if not described.rhs_termlist:
+            raise FormulaError("The formula has no term to the right of its '~', not even an intercept.")
         self._check_base()
         self.design = self._make_design(described.rhs_termlist)
 
@@ -276,7 +285,7 @@ class Formula:
         evaluated = [expression.values(table) for expression in self._expressions]
         made = []
         for variable, (number, column) in zip(self.variables, self._origin):
-            name, values = f"The term {variable.name!r}", evaluated[number]
+            name, values = f"the term {variable.name!r}", evaluated[number]
             if variable.is_factor:
                 values = Categorical(variable.name, values).values
                 made.append(codes(name, values, variable.levels, variable.code_of_level))

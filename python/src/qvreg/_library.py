@@ -22,15 +22,22 @@ MISSING_VALUE = -1.7976931348623157e308
 LINEAR, LOGISTIC = 0, 1
 FIT_RMSE, FIT_R_SQUARE, FIT_COX_SNELL, FIT_NAGELKERKE, FIT_MCFADDEN = range(5)
 OUTCOME_COMPLETE_SEPARATION, OUTCOME_QUASI_SEPARATION = 7, 8
-CONVERGED_OUTCOMES = (1, 2, 3)
+# The last one had nothing to iterate: constants alone.
+CONVERGED_OUTCOMES = (1, 2, 3, 9)
 VERDICT_VALID, VERDICT_MISSING, VERDICT_BAD_WEIGHT, VERDICT_UNSEEN = range(4)
 
 OK, CANCELLED = 0, 1
 NO_RECORDS, NOTHING_TO_FIT, NO_PARAMETERS, ONE_CATEGORY = 307, 308, 309, 318
 REFERENCE_NOT_OBSERVED = 319
 
+WITHOUT_RECORDS = frozenset({NO_RECORDS, NOTHING_TO_FIT, NO_PARAMETERS})
 # Statuses that tell of the data, not of a call.
-_DATA_CODES = frozenset({NO_RECORDS, NOTHING_TO_FIT, NO_PARAMETERS, ONE_CATEGORY})
+_DATA_CODES = WITHOUT_RECORDS | {ONE_CATEGORY}
+# Statuses of which users know another name.
+_SENTENCES = {
+    ONE_CATEGORY: "The rows that can be used have one class only: two are needed. Rows are left out for missing "
+                  "values and for weights of 0.",
+}
 
 
 class _Sized(ctypes.Structure):
@@ -153,7 +160,7 @@ def version() -> str:
 
 def failure(code: int, error: Error) -> QvregError:
     """The exception of a `code` that is not success, with the message of `error`."""
-    message = error.message.decode("utf-8")
+    message = _SENTENCES.get(code) or error.message.decode("utf-8")
     kind = DataError if code in _DATA_CODES else LibraryError
     return kind(message or f"The library returned the code {code}.", code)
 

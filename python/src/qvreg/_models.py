@@ -8,7 +8,7 @@ from typing import Any
 
 import numpy as np
 
-from ._data import Column, Records, codes, levels_of, numbers, refuse_missing
+from ._data import Column, Records, codes, levels_of, numbers, refuse_missing, start
 from ._fit import Fit, Layout, Options, fit
 from ._formula import Formula, Table, _patsy
 from ._model import Model
@@ -128,8 +128,8 @@ def logit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = N
     >>> data = {"y": [0, 0, 1, 0, 1, 1], "x": [0.0, 1.0, 2.0, 3.0, 4.0, 5.0]}
     >>> results = qvreg.logit("y ~ x", data)
     >>> print(results.params.round(3).to_string())
-    Intercept   -2.950
-    x            1.180
+    Intercept   -3.035
+    x            1.214
     """
     arguments = _Arguments(weights, freq_weights, missing, threads, vcov, base, progress)
     environment = _patsy().EvalEnvironment.capture(1)
@@ -170,7 +170,7 @@ def mnlogit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any =
 
 def _fit_linear(text: str, data: Any, environment: Any, arguments: _Arguments) -> LinearResults:
     formula = Formula(text, data, environment, arguments.base)
-    response = numbers(f"The response {formula.response!r}", formula.response_values(data))
+    response = numbers(f"the response {formula.response!r}", formula.response_values(data))
     model, records = _prepare(formula, data, response, None, arguments)
     made = fit(formula.design, records, model.layout, Options(threads=arguments.threads or 0))
     return LinearResults(model, made, _linear_extras(made, records, arguments))
@@ -179,12 +179,12 @@ def _fit_linear(text: str, data: Any, environment: Any, arguments: _Arguments) -
 def _fit_classes(text: str, data: Any, environment: Any, arguments: _Arguments, reference: Any,
                  max_iterations: int, kind: type) -> Any:
     formula = Formula(text, data, environment, arguments.base)
-    name = f"The response {formula.response!r}"
+    name = f"the response {formula.response!r}"
     values = formula.response_values(data)
     classes = levels_of(values)
     _check_classes(name, classes, two=kind is LogitResults)
     if reference is not None and reference not in classes:
-        raise DataError(f"{name} has no class {reference!r} to be the reference. Its classes are "
+        raise DataError(f"{start(name)} has no class {reference!r} to be the reference. Its classes are "
                         f"{', '.join(map(repr, classes))}.")
     response = codes(name, values, classes, np.arange(len(classes), dtype=float))
     model, records = _prepare(formula, data, response, classes, arguments)
@@ -199,9 +199,9 @@ def _fit_classes(text: str, data: Any, environment: Any, arguments: _Arguments, 
 def _check_classes(name: str, classes: tuple, *, two: bool) -> None:
     if len(classes) < 2:
         only = f"one class only ({classes[0]!r})" if classes else "no class"
-        raise DataError(f"{name} has {only}: two are needed.")
+        raise DataError(f"{start(name)} has {only}: two are needed.")
     if two and len(classes) > 2:
-        raise DataError(f"{name} has {len(classes)} classes, and logit takes two: use mnlogit.")
+        raise DataError(f"{start(name)} has {len(classes)} classes, and logit takes two: use mnlogit.")
 
 
 def _prepare(formula: Formula, data: Any, response: Column, classes: tuple | None,
@@ -227,9 +227,9 @@ def _weights(name: str, given: Any, data: Any) -> Column:
             given = Table(data)[given]
         except KeyError:
             raise DataError(f"{name}={given!r} names no column of the data.") from None
-    column = numbers(name, given)
+    column = numbers(f"the argument {name}", given)
     if column.values.size and np.nanmin(column.values) < 0:
-        raise DataError(f"{name} has negative values: weights are 0 or more.")
+        raise DataError(f"{start(column.name)} has negative values: weights are 0 or more.")
     return column
 
 

@@ -273,13 +273,12 @@ class _ClassResults(Results):
     @property
     def separation(self) -> str | None:
         """"complete" or "quasi-complete" where the predictors separate the classes, else None."""
-        return {lib.OUTCOME_COMPLETE_SEPARATION: "complete",
-                lib.OUTCOME_QUASI_SEPARATION: "quasi-complete"}.get(self._fit.outcome)
+        return self._fit.separation
 
     @property
     def converged(self) -> bool:
         """Whether the iterations converged."""
-        return self._fit.outcome in lib.CONVERGED_OUTCOMES
+        return self._fit.converged
 
     def _warn(self) -> None:
         if self.separation:

@@ -1,0 +1,231 @@
+"""Estimators for scikit-learn: linear and logistic regression without a penalty.
+
+Examples
+--------
+>>> import numpy as np
+>>> from qvreg.sklearn import LinearRegression
+>>> X = np.array([[0.0], [1.0], [2.0], [3.0]])
+>>> LinearRegression().fit(X, [1.0, 2.0, 2.5, 4.5]).coef_.round(3)
+array([1.1])
+"""
+
+from __future__ import annotations
+
+import warnings
+from typing import Any
+
+import numpy as np
+from sklearn.base import BaseEstimator, ClassifierMixin, RegressorMixin
+from sklearn.utils.multiclass import check_classification_targets
+from sklearn.utils.validation import _check_sample_weight, check_is_fitted
+
+from ._data import Column, Records
+from ._design import Design, Part, Term, Variable
+from ._fit import Fit, Layout, Options, fit
+from .errors import ConvergenceWarning, DataError, QvregError, SeparationWarning
+
+try:  # from scikit-learn 1.6 on a function
+    from sklearn.utils.validation import validate_data as _validate
+except ImportError:
+
+    def _validate(estimator: BaseEstimator, *arguments: Any, **options: Any) -> Any:
+        return estimator._validate_data(*arguments, **options)
+
+
+__all__ = ["LinearRegression", "LogisticRegression"]
+
+# Types that the library reads without a copy.
+_TYPES = [np.float64, np.float32]
+
+
+def _threads(n_jobs: int | None) -> int:
+    if n_jobs is None:
+        return 1
+    if not isinstance(n_jobs, (int, np.integer)) or (n_jobs < 1 and n_jobs != -1):
+        raise QvregError(f"n_jobs={n_jobs!r}: a whole number from 1 on is needed, -1 for as many threads as the "
+                         "machine has cores, or None for one.")
+    return 0 if n_jobs == -1 else int(n_jobs)
+
+
+def _fit_arrays(X: np.ndarray, response: Column, weights: np.ndarray | None, fit_intercept: bool,
+                options: Options) -> Fit:
+    """Fits a model whose terms are the columns of `X`."""
+    n_features = X.shape[1]
+    columns = [Column(f"Column {j}", X[:, j]) for j in range(n_features)] + [response]
+    design = Design([Variable(f"x{j}") for j in range(n_features)],
+                    [Term((Part(j),)) for j in range(n_features)],
+                    has_intercept=fit_intercept, spans_constant=fit_intercept)
+    layout = Layout(n_features, weights=None if weights is None else n_features + 1)
+    if weights is not None:
+        columns.append(Column("sample_weight", weights))
+    return fit(design, Records(columns), layout, options)
+
+
+def _weights(sample_weight: Any, X: np.ndarray) -> np.ndarray | None:
+    if sample_weight is None:
+        return None
+    return _check_sample_weight(sample_weight, X, dtype=np.float64, only_non_negative=True)
+
+
+class LinearRegression(RegressorMixin, BaseEstimator):
+    """Least squares without a penalty.
+
+    Parameters
+    ----------
+    fit_intercept : bool, default=True
+        Whether there is an intercept.
+    n_jobs : int, optional
+        How many threads fit: one by default, -1 for as many as the machine has cores.
+
+    Attributes
+    ----------
+    coef_ : ndarray of shape (n_features,)
+        The estimates, 0 for a column that depends on those before it.
+    intercept_ : float
+        The intercept, 0 without one.
+    n_features_in_ : int
+        How many columns there were.
+    feature_names_in_ : ndarray of shape (n_features_in_,)
+        Their names, where all are text.
+    """
+
+    def __init__(self, *, fit_intercept: bool = True, n_jobs: int | None = None) -> None:
+        self.fit_intercept = fit_intercept
+        self.n_jobs = n_jobs
+
+    def fit(self, X: Any, y: Any, sample_weight: Any = None) -> "LinearRegression":
+        """Fits the model.
+
+        Parameters
+        ----------
+        X : array_like of shape (n_samples, n_features)
+        y : array_like of shape (n_samples,)
+        sample_weight : array_like of shape (n_samples,), optional
+            Weights from 0 on.
+        """
+        X, y = _validate(self, X, y, dtype=_TYPES, y_numeric=True)
+        made = _fit_arrays(X, Column("y", np.asarray(y, dtype=np.float64)), _weights(sample_weight, X),
+                           self.fit_intercept, Options(threads=_threads(self.n_jobs)))
+        self.intercept_, self.coef_ = _split(made.all_estimates[0], self.fit_intercept)
+        return self
+
+    def predict(self, X: Any) -> np.ndarray:
+        """The predicted mean of every row of `X`."""
+        check_is_fitted(self)
+        X = _validate(self, X, dtype=_TYPES, reset=False)
+        return X @ self.coef_ + self.intercept_
+
+
+def _split(estimates: np.ndarray, has_intercept: bool) -> tuple[float, np.ndarray]:
+    return (float(estimates[0]), estimates[1:].copy()) if has_intercept else (0.0, estimates.copy())
+
+
+class LogisticRegression(ClassifierMixin, BaseEstimator):
+    """Binary and multinomial logistic regression without a penalty.
+
+    Where the columns separate the classes, the likelihood has no maximum: a `SeparationWarning` says
+    so, and the last estimates are kept.
+
+    Parameters
+    ----------
+    fit_intercept : bool, default=True
+        Whether there are intercepts.
+    tol : float, default=1e-6
+        The iterations end when no estimate changes by more than this share of it.
+    max_iter : int, default=100
+        The most iterations.
+    n_jobs : int, optional
+        How many threads fit: one by default, -1 for as many as the machine has cores.
+
+    Attributes
+    ----------
+    classes_ : ndarray of shape (n_classes,)
+        The classes, sorted.
+    coef_ : ndarray of shape (1, n_features) or (n_classes, n_features)
+        The estimates: of two classes those of the second one, of more those of every class against
+        the first one, whose row is 0.
+    intercept_ : ndarray of shape (1,) or (n_classes,)
+        The intercepts.
+    n_iter_ : ndarray of shape (1,)
+        How many iterations there were.
+    n_features_in_ : int
+        How many columns there were.
+    feature_names_in_ : ndarray of shape (n_features_in_,)
+        Their names, where all are text.
+    """
+
+    def __init__(self, *, fit_intercept: bool = True, tol: float = 1e-6, max_iter: int = 100,
+                 n_jobs: int | None = None) -> None:
+        self.fit_intercept = fit_intercept
+        self.tol = tol
+        self.max_iter = max_iter
+        self.n_jobs = n_jobs
+
+    def fit(self, X: Any, y: Any, sample_weight: Any = None) -> "LogisticRegression":
+        """Fits the model.
+
+        Parameters
+        ----------
+        X : array_like of shape (n_samples, n_features)
+        y : array_like of shape (n_samples,)
+            Classes.
+        sample_weight : array_like of shape (n_samples,), optional
+            Weights from 0 on.
+        """
+        X, y = _validate(self, X, y, dtype=_TYPES)
+        check_classification_targets(y)
+        self.classes_, codes = np.unique(y, return_inverse=True)
+        if len(self.classes_) < 2:
+            raise DataError(f"y has one class only ({self.classes_[0]!r}): two are needed.")
+        options = Options(n_categories=len(self.classes_), reference=-2, threads=_threads(self.n_jobs),
+                          max_iterations=self.max_iter, tolerance=self.tol)
+        made = _fit_arrays(X, Column("y", codes), _weights(sample_weight, X), self.fit_intercept, options)
+        self._keep(made)
+        return self
+
+    def _keep(self, made: Fit) -> None:
+        """Takes the estimates: a row per class, a class without weight being impossible."""
+        intercepts = np.full(len(self.classes_), -np.inf)
+        coefficients = np.zeros((len(self.classes_), self.n_features_in_))
+        intercepts[made.categories[-1]] = 0.0
+        for code, estimates in zip(made.categories[:-1], made.all_estimates):
+            intercepts[code], coefficients[code] = _split(estimates, self.fit_intercept)
+        if len(self.classes_) == 2:
+            intercepts, coefficients = intercepts[1:], coefficients[1:]
+        self.intercept_, self.coef_ = intercepts, coefficients
+        self.n_iter_ = np.array([made.iterations], dtype=np.int32)
+        if made.separation:
+            warnings.warn(f"The columns separate the classes ({made.separation} separation): the likelihood has no "
+                          "maximum at finite estimates, and the last ones are kept.", SeparationWarning,
+                          stacklevel=3)
+        elif not made.converged:
+            warnings.warn(f"The estimates did not converge in {made.iterations} iterations: the last ones are kept. "
+                          "Raise max_iter, or bring the columns to one scale.", ConvergenceWarning,
+                          stacklevel=3)
+
+    def decision_function(self, X: Any) -> np.ndarray:
+        """Linear predictors: of two classes that of the second one, of more a column per class."""
+        check_is_fitted(self)
+        X = _validate(self, X, dtype=_TYPES, reset=False)
+        predictors = X @ self.coef_.T + self.intercept_
+        return predictors[:, 0] if predictors.shape[1] == 1 else predictors
+
+    def predict_proba(self, X: Any) -> np.ndarray:
+        """The probability of every class, in the order of ``classes_``."""
+        predictors = self.decision_function(X)
+        if predictors.ndim == 1:
+            predictors = np.column_stack([np.zeros_like(predictors), predictors])
+        powers = np.exp(predictors - predictors.max(axis=1, keepdims=True))
+        return powers / powers.sum(axis=1, keepdims=True)
+
+    def predict_log_proba(self, X: Any) -> np.ndarray:
+        """Logarithms of the probabilities."""
+        with np.errstate(divide="ignore"):
+            return np.log(self.predict_proba(X))
+
+    def predict(self, X: Any) -> np.ndarray:
+        """The most probable class of every row of `X`."""
+        predictors = self.decision_function(X)
+        if predictors.ndim == 1:
+            return self.classes_[(predictors > 0).astype(np.intp)]
+        return self.classes_[predictors.argmax(axis=1)]

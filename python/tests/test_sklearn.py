@@ -1,0 +1,135 @@
+"""The estimators keep scikit-learn's conventions and find what its own estimators find."""
+
+import pickle
+
+import numpy as np
+import pytest
+import sklearn.linear_model as peers
+from near import assert_near
+from sklearn.base import clone
+from sklearn.datasets import load_iris
+from sklearn.model_selection import GridSearchCV
+from sklearn.pipeline import make_pipeline
+from sklearn.preprocessing import StandardScaler
+from sklearn.utils.estimator_checks import parametrize_with_checks
+
+from qvreg.errors import ConvergenceWarning, DataError, SeparationWarning
+from qvreg.sklearn import LinearRegression, LogisticRegression
+
+
+@pytest.mark.filterwarnings("ignore::qvreg.errors.SeparationWarning")
+@pytest.mark.filterwarnings("ignore::qvreg.errors.ConvergenceWarning")
+@parametrize_with_checks([LinearRegression(), LogisticRegression()])
+def test_conventions(estimator, check):
+    check(estimator)
+
+
+@pytest.fixture
+def numbers():
+    rng = np.random.default_rng(3)
+    X = rng.normal(size=(300, 4))
+    return X, X @ [1.0, -2.0, 0.5, 0.0] + 3.0 + rng.normal(size=300), rng.random(300) + 0.2
+
+
+@pytest.fixture
+def flowers():
+    X, y = load_iris(return_X_y=True)
+    return X[:, :2], y
+
+
+@pytest.mark.parametrize("fit_intercept", [True, False])
+def test_linear_estimates(numbers, fit_intercept):
+    X, y, weights = numbers
+    got = LinearRegression(fit_intercept=fit_intercept).fit(X, y, weights)
+    expected = peers.LinearRegression(fit_intercept=fit_intercept).fit(X, y, weights)
+    assert_near(got.coef_, expected.coef_)
+    assert_near(got.intercept_, expected.intercept_)
+    assert_near(got.predict(X), expected.predict(X))
+
+
+@pytest.mark.parametrize("weighted", [True, False])
+def test_probabilities_of_three_classes(flowers, numbers, weighted):
+    X, y = flowers
+    keep = (y > 0) | (np.arange(150) % 7 == 0)
+    y = np.where(np.arange(150) % 11 == 0, (y + 1) % 3, y)  # no class apart from the others
+    weights = numbers[2][:150] if weighted else None
+    got = LogisticRegression().fit(X[keep], y[keep], None if weights is None else weights[keep])
+    expected = peers.LogisticRegression(penalty=None, solver="newton-cg", tol=1e-12, max_iter=10000).fit(
+        X[keep], y[keep], None if weights is None else weights[keep])
+    assert_near(got.predict_proba(X), expected.predict_proba(X), 1e-6)
+    assert (got.predict(X) == expected.predict(X)).all()
+    assert got.coef_.shape == expected.coef_.shape
+
+
+def test_two_classes_of_text(flowers):
+    X, y = flowers
+    names = np.array(["versicolor", "virginica"])[(y[y > 0] == 2).astype(int)]
+    got = LogisticRegression().fit(X[y > 0], names)
+    expected = peers.LogisticRegression(penalty=None, tol=1e-12, max_iter=10000).fit(X[y > 0], names)
+    assert_near(got.coef_, expected.coef_, 1e-4)
+    assert list(got.classes_) == ["versicolor", "virginica"]
+    assert_near(got.predict_log_proba(X), expected.predict_log_proba(X), 1e-4)
+
+
+def test_the_same_for_any_number_of_threads(numbers):
+    X, y, _ = numbers
+    one, two = LinearRegression(n_jobs=1).fit(X, y), LinearRegression(n_jobs=2).fit(X, y)
+    assert (one.coef_ == two.coef_).all()
+
+
+def test_pickles_score_to_the_same_bits(numbers, flowers):
+    for estimator, (X, y) in ((LinearRegression(), numbers[:2]), (LogisticRegression(), flowers)):
+        if isinstance(estimator, LogisticRegression):
+            y = np.where(np.arange(150) % 11 == 0, (y + 1) % 3, y)
+        fitted = estimator.fit(X, y)
+        again = pickle.loads(pickle.dumps(fitted))
+        assert (again.predict(X) == fitted.predict(X)).all()
+
+
+def test_pipelines_grid_search_and_clone(numbers):
+    X, y, _ = numbers
+    search = GridSearchCV(make_pipeline(StandardScaler(), LinearRegression()),
+                          {"linearregression__fit_intercept": [True, False]}, cv=3).fit(X, y)
+    assert search.best_params_ == {"linearregression__fit_intercept": True}
+    assert clone(LogisticRegression(tol=0.1)).get_params() == {
+        "fit_intercept": True, "max_iter": 100, "n_jobs": None, "tol": 0.1}
+
+
+def test_float32_is_read_as_it_is(numbers):
+    X, y, _ = numbers
+    X32 = X.astype(np.float32)
+    assert_near(LinearRegression().fit(X32, y).coef_,
+                peers.LinearRegression().fit(X32.astype(float), y).coef_)
+
+
+def test_columns_that_depend_on_others_are_zero(numbers):
+    X, y, _ = numbers
+    got = LinearRegression().fit(np.column_stack([X, X[:, 0] - X[:, 1]]), y)
+    assert got.coef_[4] == 0.0
+    assert_near(got.coef_[:4], peers.LinearRegression().fit(X, y).coef_)
+
+
+def test_separated_classes_warn_and_keep_the_last_estimates():
+    X = np.arange(10.0)[:, None]
+    with pytest.warns(SeparationWarning, match=r"The columns separate the classes \(complete separation\)"):
+        fitted = LogisticRegression().fit(X, X[:, 0] > 4.5)
+    assert fitted.predict(X).tolist() == [False] * 5 + [True] * 5
+
+
+def test_too_few_iterations_warn(flowers):
+    X, y = flowers
+    with pytest.warns(ConvergenceWarning, match="did not converge in 1 iterations"):
+        LogisticRegression(max_iter=1).fit(X, y % 2)
+
+
+def test_one_class_is_refused(numbers):
+    X, _, _ = numbers
+    with pytest.raises(DataError) as raised:
+        LogisticRegression().fit(X, np.zeros(300))
+    assert str(raised.value) == "y has one class only (0.0): two are needed."
+
+
+def test_weights_below_zero_are_refused(numbers):
+    X, y, weights = numbers
+    with pytest.raises(ValueError, match="Negative values"):
+        LinearRegression().fit(X, y, -weights)
