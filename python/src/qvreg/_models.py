@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from collections.abc import Callable, Mapping
+from collections.abc import Mapping
 from dataclasses import dataclass
 from typing import Any
 
@@ -12,6 +12,7 @@ from ._data import Column, Records, codes, levels_of, numbers, refuse_missing, s
 from ._fit import Fit, Layout, Options, fit
 from ._formula import Formula, Table, _patsy
 from ._model import Model
+from ._progress import reporter
 from .errors import DataError, QvregError
 from .results import LinearResults, LogitResults, MNLogitResults
 
@@ -81,7 +82,7 @@ def ols(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = Non
     base : mapping, optional
         The base level of factors by their names, as in ``{"species": "Gentoo"}``.
     progress : bool or callable
-        Not used yet by linear models.
+        Taken as of `logit`; a linear model has no iterations to report.
 
     Returns
     -------
@@ -114,7 +115,8 @@ def logit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = N
     reference : optional
         The class that the other one is compared with; by default the first in order.
     progress : bool or callable
-        True to show iterations, or a function of the iteration and its log-likelihood.
+        True to show iterations, where tqdm is installed with it; or a function that is called with
+        the iteration and its log-likelihood, whose exception ends the fit.
     max_iterations : int
         The most iterations.
 
@@ -188,11 +190,12 @@ def _fit_classes(text: str, data: Any, environment: Any, arguments: _Arguments, 
                         f"{', '.join(map(repr, classes))}.")
     response = codes(name, values, classes, np.arange(len(classes), dtype=float))
     model, records = _prepare(formula, data, response, classes, arguments)
-    options = Options(n_categories=len(classes),
-                      reference=-2 if reference is None else classes.index(reference),
-                      threads=arguments.threads or 0, max_iterations=max_iterations,
-                      progress=_reporter(arguments.progress))
-    made = fit(formula.design, records, model.layout, options)
+    with reporter(arguments.progress) as progress:
+        options = Options(n_categories=len(classes),
+                          reference=-2 if reference is None else classes.index(reference),
+                          threads=arguments.threads or 0, max_iterations=max_iterations,
+                          progress=progress)
+        made = fit(formula.design, records, model.layout, options)
     return kind(model, made, Extras(arguments.vcov))
 
 
@@ -231,10 +234,6 @@ def _weights(name: str, given: Any, data: Any) -> Column:
     if column.values.size and np.nanmin(column.values) < 0:
         raise DataError(f"{start(column.name)} has negative values: weights are 0 or more.")
     return column
-
-
-def _reporter(progress: Any) -> Callable[[int, float], Any] | None:
-    return progress if callable(progress) else None
 
 
 def _linear_extras(made: Fit, records: Records, arguments: _Arguments) -> Extras:

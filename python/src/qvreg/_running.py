@@ -27,24 +27,21 @@ class Call:
     def back(self, function: Callable[..., Any]) -> Callable[..., Any]:
         """`function` for a callback of the library: it runs on the thread that waits.
 
-        After an exception, which ends the call, it returns None.
+        Returns None where it raised an exception, or the call was interrupted: both end the call.
         """
 
         def called(*arguments: Any) -> Any:
             answer: queue.SimpleQueue = queue.SimpleQueue()
-            self._messages.put(lambda: answer.put(self._attempt(function, *arguments)))
-            return answer.get()
+            self._messages.put((function, arguments, answer))
+            # An interrupt may fall between any two steps of the other thread, and the message be lost.
+            while self._failure is None:
+                try:
+                    return answer.get(timeout=_WAIT_SECONDS)
+                except queue.Empty:
+                    pass
+            return None
 
         return called
-
-    def _attempt(self, function: Callable[..., Any], *arguments: Any) -> Any:
-        if self._failure is not None:
-            return None
-        try:
-            return function(*arguments)
-        except BaseException as failure:  # raised by `run`, on this thread
-            self._failure = failure
-            return None
 
     def run(self, component: lib.Handle, function: str, *arguments: Any) -> lib.Error:
         """Calls ``qvreg_<function>`` with `component` first; returns its error, a warning perhaps.
@@ -54,31 +51,34 @@ class Call:
         outcome: list = []
 
         def work() -> None:
-            try:
-                outcome.append(lib.attempt(function, component, *arguments))
-            finally:
-                self._messages.put(None)
+            outcome.append(lib.attempt(function, component, *arguments))
+            self._messages.put(None)
 
+        # The thread holds the component, and so what the library reads, as long as it runs.
         worker = threading.Thread(target=work, name="qvreg", daemon=True)
         worker.start()
-        cancelled = False
-        while True:
+        while worker.is_alive():
             try:
-                message = self._messages.get(timeout=_WAIT_SECONDS)
-                if message is None:
-                    break
-                message()
-            except queue.Empty:
-                pass
-            except BaseException as interrupt:
-                self._failure = interrupt
-            if self._failure is not None and not cancelled:
+                self._serve(worker)
+            except BaseException as failure:
+                self._failure = self._failure or failure
                 lib.call("component_cancel", component)
-                cancelled = True
-        worker.join()
         if self._failure is not None:
             raise self._failure
         code, error = outcome[0]
         if code != lib.OK:
             raise lib.failure(code, error)
         return error
+
+    def _serve(self, worker: threading.Thread) -> None:
+        """Runs callbacks until `worker` has ended."""
+        while worker.is_alive():
+            try:
+                message = self._messages.get(timeout=_WAIT_SECONDS)
+            except queue.Empty:
+                continue
+            if message is None:
+                worker.join()
+                return
+            function, arguments, answer = message
+            answer.put(function(*arguments))
