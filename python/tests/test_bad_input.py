@@ -70,10 +70,13 @@ def test_types_that_are_no_numbers(small):
 
 
 def test_infinite_values(small):
+    results = qvreg.ols("y ~ x", small)
     small.loc[2, "x"] = np.inf
-    assert sentence(qvreg.ols, "y ~ x", small) == (
-        "The term 'x' is infinite in row 2 (counted from 0). Replace infinite values by NaN to have their rows left "
-        "out, or by numbers.")
+    expected = ("The term 'x' is infinite in row 2 (counted from 0). Replace infinite values by NaN to have their "
+                "rows left out, or by numbers.")
+    assert sentence(qvreg.ols, "y ~ x", small) == expected
+    assert sentence(qvreg.ols, "y ~ x", small, missing="raise") == expected
+    assert sentence(results.predict, small) == expected
 
 
 def test_missing_values_that_are_to_be_refused(small):

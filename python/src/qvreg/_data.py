@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import ctypes
 from collections.abc import Iterator, Sequence
+from contextlib import contextmanager
 from ctypes import c_size_t
 from dataclasses import dataclass
 from typing import Any
@@ -19,7 +21,6 @@ except ImportError:
 
 # Rows that are looked at together: few enough for the cache, many enough for numpy.
 BLOCK_ROWS = 1 << 16
-_DOUBLE = np.dtype(np.float64)
 
 
 def blocks(n_rows: int, size: int = BLOCK_ROWS) -> Iterator[slice]:
@@ -75,20 +76,53 @@ class Column:
     def __len__(self) -> int:
         return len(self.values)
 
-    def doubles(self) -> np.ndarray:
-        """The values as float64 with the library's missing value; no copy where they are that."""
+    def described(self) -> lib.TypedColumn:
+        """The column for the library, which reads the arrays in place."""
+        shown = lib.TypedColumn(values=self.values.ctypes.data, stride=self.values.strides[0],
+                                type=lib.VALUE_TYPES[self.values.dtype.name],
+                                name=start(self.name).encode(), nan=lib.AS_MISSING,
+                                infinite=lib.REFUSE)
         if self.map is not None:
-            return np.append(self.map, lib.MISSING_VALUE)[self.values]
-        array = self.values
-        has_missing = array.dtype.kind == "f" and _find_missing(self.name, array)
-        if array.dtype != _DOUBLE or has_missing or array.strides[0] % _DOUBLE.itemsize:
-            array = array.astype(np.float64)
-        if has_missing:
-            array[np.isnan(array)] = lib.MISSING_VALUE
-        return array
+            shown.map, shown.map_size = self.map.ctypes.data, len(self.map)
+        return shown
 
     def has_missing(self) -> bool:
-        return bool((self.doubles() == lib.MISSING_VALUE).any())
+        """Whether a value is missing; an infinite one is refused."""
+        found = lib.ColumnSummary()
+        with refused_values([self]):
+            lib.call("column_summarize", ctypes.byref(self.described()), c_size_t(len(self)),
+                     ctypes.byref(found))
+        return found.missing > 0
+
+    def rows(self, rows: slice) -> Column:
+        """Some of the rows."""
+        return Column(self.name, self.values[rows], self.map)
+
+    def numbers(self) -> np.ndarray:
+        """What stands in the records as float64, but NaN for a missing value."""
+        if self.map is None:
+            return self.values.astype(np.float64, copy=False)
+        mapped = np.where(self.map == lib.MISSING_VALUE, np.nan, self.map)
+        return np.append(mapped, np.nan)[np.maximum(self.values, -1)]
+
+
+def numbers(self) -> np.ndarray:
+        """The values of a column without a map as float64, NaN being a missing one."""
+        return self.values.astype(np.float64, copy=False)
+
+
+@contextmanager
+def refused_values(columns: Sequence[Column]) -> Iterator[None]:
+    """Names the column and the row where the library refuses an infinite value of `columns`."""
+    try:
+        yield
+    except DataError as error:
+        if error.code != lib.REFUSED_VALUE:
+            raise
+        row, column = error.data[0] - 1, error.data[2]
+        raise DataError(f"{start(columns[column].name)} is infinite in row {row} (counted from 0). Replace "
+                        "infinite values by NaN to have their rows left out, or by numbers.",
+                        error.code) from None
 
 
 def numbers(name: str, values: Any) -> Column:
@@ -96,12 +130,7 @@ def numbers(name: str, values: Any) -> Column:
 
     Arrays of whole and floating-point numbers of the machine's own types are not copied.
     """
-    array = one_dimensional(name, _as_plain_numbers(name, values))
-    if array.dtype.kind == "f" and array.dtype.itemsize not in (4, 8):
-        array = array.astype(np.float64)
-    if not array.dtype.isnative:
-        array = array.astype(array.dtype.newbyteorder("="))
-    return Column(name, array)
+    return Column(name, one_dimensional(name, _as_plain_numbers(name, values)))
 
 
 def refuse_missing(columns: Sequence[Column]) -> None:
@@ -127,23 +156,9 @@ def _as_plain_numbers(name: str, values: Any) -> np.ndarray:
                         "with pandas.to_numeric, or make it categorical.")
     if array.dtype.kind not in "fiub":
         raise DataError(f"{start(name)} has the type {array.dtype}: numbers are needed.")
+    if array.dtype.name not in lib.VALUE_TYPES or not array.dtype.isnative:
+        return array.astype(np.float64)
     return array
-
-
-def _find_missing(name: str, array: np.ndarray) -> bool:
-    """Whether a NaN is among floating-point numbers; an infinite one is refused."""
-    found = False
-    for rows in blocks(len(array)):
-        finite = np.isfinite(array[rows])
-        if finite.all():
-            continue
-        infinite = np.isinf(array[rows])
-        if infinite.any():
-            row = rows.start + int(infinite.argmax())
-            raise DataError(f"{start(name)} is infinite in row {row} (counted from 0). Replace infinite values by NaN to "
-                            "have their rows left out, or by numbers.")
-        found = True
-    return found
 
 
 def levels_of(values: Any) -> tuple:
@@ -236,9 +251,9 @@ class Records:
         How many records there are.
     """
 
-    def __init__(self, columns: Sequence[Column]) -> None:
+    def __init__(self, columns: Sequence[Column], n_rows: int | None = None) -> None:
         self.columns = list(columns)
-        self.n_rows = len(self.columns[0])
+        self.n_rows = len(self.columns[0]) if n_rows is None else n_rows
         for column in self.columns:
             if len(column) != self.n_rows:
                 raise DataError(f"{start(column.name)} has {len(column)} values, {self.columns[0].name} has "
@@ -246,10 +261,17 @@ class Records:
         if self.n_rows == 0:
             raise DataError("The data have no rows.")
 
+    def described(self) -> ctypes.Array:
+        """The columns for the library, which reads the arrays in place."""
+        return (lib.TypedColumn * len(self.columns))(*[column.described() for column in self.columns])
+
     def source(self) -> lib.Handle:
-        """The records as a source of the library, which reads the arrays in place."""
-        arrays = [column.doubles() for column in self.columns]
-        described = (lib.Column * len(arrays))(
-            *[lib.Column(array.ctypes.data, array.strides[0] // _DOUBLE.itemsize) for array in arrays])
-        return lib.make("source", "source_create_columns", described, c_size_t(len(arrays)),
-                        c_size_t(self.n_rows), keeps=arrays)
+        """The records as a source of the library."""
+        described = self.described()
+        return lib.make("source", "source_create_typed_columns", described, c_size_t(len(described)),
+                        c_size_t(self.n_rows), keeps=(self.columns, described))
+
+    def blocks(self) -> Iterator[Records]:
+        """Consecutive records, `BLOCK_ROWS` of them at a time."""
+        return (Records([column.rows(rows) for column in self.columns])
+                for rows in blocks(self.n_rows))

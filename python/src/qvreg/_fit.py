@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import ctypes
 from collections.abc import Callable
-from ctypes import c_double, c_int32, c_size_t, c_void_p
+from ctypes import c_double, c_int32, c_size_t, c_ssize_t, c_void_p
 from dataclasses import dataclass
 from functools import cached_property
 from typing import Any
@@ -12,7 +12,7 @@ from typing import Any
 import numpy as np
 
 from . import _library as lib
-from ._data import Records
+from ._data import Records, refused_values
 from ._design import Design, ParameterTable
 from ._running import Call
 from .errors import DataError
@@ -20,6 +20,7 @@ from .errors import DataError
 # The square of 1e-7, by which norms of columns are compared before and after projection.
 _LINEAR_TOLERANCE = 1e-14
 _MAX_REFINEMENTS = 5
+_ALL_THREADS = 0
 
 
 @dataclass(frozen=True)
@@ -106,7 +107,8 @@ def fit(design: Design, records: Records, layout: Layout, options: Options) -> "
     lib.call("settings_set_progress", settings, callback, None)
     component = lib.make("component", "component_create", settings, keeps=(source, callback))
     try:
-        call.run(component, "component_build", source)
+        with refused_values(records.columns):
+            call.run(component, "component_build", source)
     except DataError as error:
         raise _without_records(component, error) from None
     return Fit(design, layout, component)
@@ -185,13 +187,16 @@ class Fit:
         self.log_likelihood = summary.final_log_likelihood
 
     @cached_property
+    def shown(self) -> np.ndarray:
+        """Positions of `estimates` among all parameters of all equations."""
+        return np.concatenate([self.table.shown + equation * self.width
+                               for equation in range(self.n_equations)])
+
+    @cached_property
     def covariance(self) -> np.ndarray:
-        """Of the shown estimates, equation by equation; of a linear model not yet times the residual
+        """Of all parameters, 0 for redundant ones; of a linear model not yet times the residual
         variance."""
-        full = lib.get_square("results_get_covariance_full", self._results, self.all_estimates.size)
-        shown = np.concatenate([self.table.shown + equation * self.width
-                                for equation in range(self.n_equations)])
-        return full[np.ix_(shown, shown)]
+        return lib.get_square("results_get_covariance_full", self._results, self.all_estimates.size)
 
     @property
     def converged(self) -> bool:
@@ -212,24 +217,45 @@ class Fit:
         """Sums of frequency weights, rows observed, columns predicted, as `categories`."""
         return lib.get_square("logistic_get_classification", self._results, self.n_equations + 1)
 
-    def score(self, records: Records) -> tuple[np.ndarray, np.ndarray]:
-        """Predicted values (or codes) and probabilities (or none) of `records`; NaN where values
-        are missing."""
-        packed = np.column_stack([column.doubles() for column in records.columns])
-        n, size = packed.shape
-        rows = lib.Rows(values=packed.ctypes.data, n_records=n, record_size=size, record_stride=size,
-                        value_stride=1)
-        k = 0 if self.is_linear else self.n_equations + 1
-        predicted, verdicts = np.empty(n), np.empty(n, np.int32)
-        probabilities = np.empty((n, k))
-        buffer = probabilities.ctypes.data_as(c_void_p) if k else None
-        lib.call("component_score_rows", self.component, ctypes.byref(rows),
-                 predicted.ctypes.data_as(c_void_p), buffer, c_size_t(n * k),
-                 verdicts.ctypes.data_as(c_void_p), None)
-        unusable = verdicts != lib.VERDICT_VALID
-        predicted[unusable] = np.nan
-        probabilities[unusable] = np.nan
-        return predicted, probabilities
+    def predict(self, records: Records, covariance: np.ndarray | None = None) -> tuple[np.ndarray, np.ndarray]:
+        """Of a linear model the predicted means of `records` and their standard errors.
+
+        The errors are those of `covariance`, of all parameters, and not computed without it. NaN where
+        a value is missing. Records need the design's variables alone.
+        """
+        predicted, errors = np.empty(records.n_rows), np.empty(records.n_rows)
+        scores = lib.Scores(predicted=predicted.ctypes.data, is_missing_nan=1)
+        if covariance is not None:
+            packed = covariance[np.tril_indices(len(covariance))]
+            scores.standard_errors = errors.ctypes.data
+            scores.covariance, scores.covariance_size = packed.ctypes.data, len(packed)
+        self._score(records, scores)
+        return predicted, errors
+
+    def probabilities(self, records: Records) -> np.ndarray:
+        """Of a logistic model those of `categories`, as `predict`."""
+        probabilities = np.empty((records.n_rows, self.n_equations + 1))
+        self._score(records, lib.Scores(probabilities=probabilities.ctypes.data,
+                                        probability_stride=probabilities.strides[0],
+                                        category_stride=probabilities.strides[1], is_missing_nan=1))
+        return probabilities
+
+    def _score(self, records: Records, scores: lib.Scores) -> None:
+        with refused_values(records.columns):
+            lib.call("component_score_columns", self.component, *self._described(records),
+                     _ALL_THREADS, ctypes.byref(scores), None)
+
+    @staticmethod
+    def _described(records: Records) -> tuple:
+        return records.described(), c_size_t(len(records.columns)), c_size_t(records.n_rows)
+
+    def add_score_products(self, records: Records, multipliers: np.ndarray, sums: np.ndarray) -> None:
+        """Adds to `sums`, a packed lower triangle, the products of design rows times `multipliers`,
+        a column per equation."""
+        multipliers = np.ascontiguousarray(multipliers, dtype=np.float64)
+        lib.call("component_add_score_products", self.component, *self._described(records),
+                 _ALL_THREADS, multipliers.ctypes.data_as(c_void_p), c_ssize_t(0),
+                 sums.ctypes.data_as(c_void_p), c_size_t(len(sums)))
 
     def to_bytes(self) -> bytes:
         return lib.get_bytes("component_write", self.component)

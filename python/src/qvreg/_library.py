@@ -24,15 +24,20 @@ FIT_RMSE, FIT_R_SQUARE, FIT_COX_SNELL, FIT_NAGELKERKE, FIT_MCFADDEN = range(5)
 OUTCOME_COMPLETE_SEPARATION, OUTCOME_QUASI_SEPARATION = 7, 8
 # The last one had nothing to iterate: constants alone.
 CONVERGED_OUTCOMES = (1, 2, 3, 9)
-VERDICT_VALID, VERDICT_MISSING, VERDICT_BAD_WEIGHT, VERDICT_UNSEEN = range(4)
+NEXT_END, NEXT_RECORD = 0, 1
+AS_MISSING, REFUSE = 1, 2
+# The library's names of array types, by numpy's.
+VALUE_TYPES = {kind: number for number, kind in enumerate(
+    ["float64", "float32", "int8", "int16", "int32", "int64", "uint8", "uint16", "uint32", "uint64",
+     "bool"])}
 
 OK, CANCELLED = 0, 1
 NO_RECORDS, NOTHING_TO_FIT, NO_PARAMETERS, ONE_CATEGORY = 307, 308, 309, 318
-REFERENCE_NOT_OBSERVED = 319
+REFUSED_VALUE = 1016
 
 WITHOUT_RECORDS = frozenset({NO_RECORDS, NOTHING_TO_FIT, NO_PARAMETERS})
 # Statuses that tell of the data, not of a call.
-_DATA_CODES = WITHOUT_RECORDS | {ONE_CATEGORY}
+_DATA_CODES = WITHOUT_RECORDS | {ONE_CATEGORY, REFUSED_VALUE}
 # Statuses of which users know another name.
 _SENTENCES = {
     ONE_CATEGORY: "The rows that can be used have one class only: two are needed. Rows are left out for missing "
@@ -103,14 +108,44 @@ class LogisticSummary(_Sized):
                 ("ll_change", c_double), ("param_change", c_double)]
 
 
-class Column(ctypes.Structure):
-    _fields_ = [("values", c_void_p), ("stride", c_ssize_t)]
+class TypedColumn(_Sized):
+    _fields_ = [("struct_size", c_size_t), ("values", c_void_p), ("stride", c_ssize_t),
+                ("mask", c_void_p), ("mask_stride", c_ssize_t), ("mask_offset", c_int64),
+                ("map", c_void_p), ("map_size", c_size_t), ("name", c_char_p),
+                ("missing_code", c_int64), ("has_missing_code", c_int32), ("type", c_int32),
+                ("mask_kind", c_int32), ("nan", c_int32), ("infinite", c_int32),
+                ("reserved", c_int32)]
 
 
-class Rows(_Sized):
-    _fields_ = [("struct_size", c_size_t), ("values", c_void_p), ("n_records", c_size_t),
-                ("record_size", c_size_t), ("record_stride", c_ssize_t),
-                ("value_stride", c_ssize_t)]
+class ColumnSummary(_Sized):
+    _fields_ = [("struct_size", c_size_t), ("missing", c_int64), ("nan", c_int64),
+                ("infinite", c_int64), ("first_missing", c_int64), ("first_nan", c_int64),
+                ("first_infinite", c_int64), ("lowest", c_double), ("highest", c_double),
+                ("are_whole", c_int32), ("reserved", c_int32)]
+
+
+class Block(ctypes.Structure):
+    _fields_ = [("struct_size", c_size_t), ("n_records", c_size_t),
+                ("columns", POINTER(TypedColumn))]
+
+
+NextCallback = ctypes.CFUNCTYPE(c_int32, c_void_p, POINTER(Block))
+RewindCallback = ctypes.CFUNCTYPE(c_int32, c_void_p)
+
+
+class BlockCallbacks(_Sized):
+    _fields_ = [("struct_size", c_size_t), ("n_columns", c_size_t), ("user", c_void_p),
+                ("next", NextCallback), ("rewind", RewindCallback)]
+
+
+class Scores(_Sized):
+    _fields_ = [("struct_size", c_size_t), ("predicted", c_void_p), ("predicted_stride", c_ssize_t),
+                ("standard_errors", c_void_p), ("standard_error_stride", c_ssize_t),
+                ("probabilities", c_void_p), ("probability_stride", c_ssize_t),
+                ("category_stride", c_ssize_t), ("categories", c_void_p),
+                ("category_code_stride", c_ssize_t), ("verdicts", c_void_p),
+                ("verdict_stride", c_ssize_t), ("covariance", c_void_p),
+                ("covariance_size", c_size_t), ("is_missing_nan", c_int32), ("reserved", c_int32)]
 
 
 ProgressCallback = ctypes.CFUNCTYPE(None, c_void_p, POINTER(Progress))
@@ -162,7 +197,9 @@ def failure(code: int, error: Error) -> QvregError:
     """The exception of a `code` that is not success, with the message of `error`."""
     message = _SENTENCES.get(code) or error.message.decode("utf-8")
     kind = DataError if code in _DATA_CODES else LibraryError
-    return kind(message or f"The library returned the code {code}.", code)
+    made = kind(message or f"The library returned the code {code}.", code)
+    made.data = list(error.discrete)
+    return made
 
 
 def attempt(function: str, *arguments: Any) -> tuple[int, Error]:

@@ -5,9 +5,7 @@ from __future__ import annotations
 from dataclasses import dataclass
 from typing import Any
 
-import numpy as np
-
-from ._data import Column, Records
+from ._data import Records
 from ._fit import Layout
 from ._formula import Formula
 
@@ -30,18 +28,9 @@ class Model:
                 for levels in self.formula.design.all_columns(term)]
 
     def new_records(self, data: Any) -> Records:
-        """Rows of `data` for scoring: the response and weights, which are not used, stand at 1 and 0."""
+        """Rows of `data` for scoring, which needs the variables of the right side alone."""
         columns = self.formula.columns(data)
-        n_rows = len(columns[0]) if columns else _length(data)
-        columns.append(_constant("The response", 0.0, n_rows))
-        for position in (self.layout.weights, self.layout.freq_weights):
-            if position is not None:
-                columns.append(_constant("The weight", 1.0, n_rows))
-        return Records(columns)
-
-
-def _constant(name: str, value: float, n_rows: int) -> Column:
-    return Column(name, np.broadcast_to(np.float64(value), n_rows))
+        return Records(columns, None if columns else _length(data))
 
 
 def _length(data: Any) -> int:

@@ -14,11 +14,12 @@ from ._formula import Formula, Table, _patsy
 from ._model import Model
 from ._progress import reporter
 from .errors import DataError, QvregError
+from ._record_sums import UsedRecords, robust_covariance
 from .results import LinearResults, LogitResults, MNLogitResults
 
 __all__ = ["logit", "mnlogit", "ols"]
 
-_COVARIANCES = ("nonrobust",)
+_COVARIANCES = ("nonrobust", "hc0", "hc1")
 
 
 @dataclass
@@ -77,8 +78,9 @@ def ols(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = Non
     threads : int, optional
         On how many threads to fit; by default as many as the machine has cores. Results are the same,
         to the last bit, for any number.
-    vcov : {"nonrobust"}
-        The covariance matrix of the estimates.
+    vcov : {"nonrobust", "hc0", "hc1"}
+        The covariance matrix of the estimates: that of equal variances, or White's, "hc1" times
+        n / (n - parameters).
     base : mapping, optional
         The base level of factors by their names, as in ``{"species": "Gentoo"}``.
     progress : bool or callable
@@ -196,7 +198,7 @@ def _fit_classes(text: str, data: Any, environment: Any, arguments: _Arguments, 
                           threads=arguments.threads or 0, max_iterations=max_iterations,
                           progress=progress)
         made = fit(formula.design, records, model.layout, options)
-    return kind(model, made, Extras(arguments.vcov))
+    return kind(model, made, Extras(arguments.vcov, _robust(made, records, arguments)))
 
 
 def _check_classes(name: str, classes: tuple, *, two: bool) -> None:
@@ -236,30 +238,18 @@ def _weights(name: str, given: Any, data: Any) -> Column:
     return column
 
 
+def _robust(made: Fit, records: Records, arguments: _Arguments) -> np.ndarray | None:
+    return None if arguments.vcov == "nonrobust" else robust_covariance(made, records, arguments.vcov)
+
+
 def _linear_extras(made: Fit, records: Records, arguments: _Arguments) -> Extras:
-    extras = Extras(arguments.vcov)
+    extras = Extras(arguments.vcov, _robust(made, records, arguments))
     layout, design = made.layout, made.design
     needs_total = design.spans_constant and not design.has_intercept
     if layout.weights is None and not needs_total:
         return extras
-    predicted, _ = made.score(records)
-    response = _with_nan(records.columns[layout.dependent])
-    weights = _weights_or_ones(records, layout.weights)
-    counts = _weights_or_ones(records, layout.freq_weights)
-    used = ~np.isnan(predicted + response) & (weights > 0) & (counts > 0)
-    weights, counts, response = weights[used], counts[used], response[used]
-    extras.sum_log_weights = float(counts @ np.log(weights))
+    used = UsedRecords(made, records)
+    extras.sum_log_weights = used.sum_log_weights()
     if needs_total:
-        joint = weights * counts
-        mean = joint @ response / joint.sum()
-        extras.centered_total = float(joint @ (response - mean) ** 2)
+        extras.centered_total = used.centered_total()
     return extras
-
-
-def _with_nan(column: Column) -> np.ndarray:
-    values = column.doubles()
-    return np.where(values == np.finfo(float).min, np.nan, values)
-
-
-def _weights_or_ones(records: Records, position: int | None) -> np.ndarray:
-    return np.ones(records.n_rows) if position is None else _with_nan(records.columns[position])

@@ -30,6 +30,8 @@ class QvregError(Exception):
     def __init__(self, message: str, code: int | None = None) -> None:
         super().__init__(message)
         self.code = code
+        self.data: list[int] = []
+        """Whole numbers that the library attached, such as that of a record."""
 
     def __reduce__(self) -> tuple:
         return type(self), (str(self), self.code)

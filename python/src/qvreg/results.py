@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import warnings
+from collections.abc import Callable
 from functools import cached_property
 from typing import Any
 
@@ -16,7 +17,7 @@ from ._model import Model
 from ._summary import SummaryTable, linear_summary, logistic_summary
 from .errors import ConvergenceWarning, SeparationWarning
 
-__all__ = ["LinearResults", "LogitResults", "MNLogitResults", "Results"]
+__all__ = ["LinearResults", "LogitResults", "MNLogitResults", "Prediction", "Results"]
 
 
 class Results:
@@ -40,7 +41,8 @@ class Results:
                  use_t: bool) -> None:
         self.model = model
         self._fit = fit
-        self._covariance = covariance
+        self._full_covariance = covariance
+        self._covariance = covariance[np.ix_(fit.shown, fit.shown)]
         self.cov_type = cov_type
         self.use_t = use_t
         self.nobs = float(fit.total_weight)
@@ -159,6 +161,36 @@ class Results:
         return f"<{type(self).__name__} of {self.model.formula.text!r} on {self.nobs:g} observations>"
 
 
+class Prediction:
+    """Predicted means with their standard errors.
+
+    Attributes
+    ----------
+    predicted_mean, se_mean, se_obs : numpy.ndarray
+        The means, their standard errors, and those of a new observation.
+    """
+
+    def __init__(self, mean: np.ndarray, errors: np.ndarray, scale: float,
+                 quantile: Callable[[float], float], index: Any) -> None:
+        self.predicted_mean = mean
+        self.se_mean = errors
+        self.se_obs = np.sqrt(errors ** 2 + scale)
+        self._quantile = quantile
+        self._index = index
+
+    def conf_int(self, obs: bool = False, alpha: float = 0.05) -> np.ndarray:
+        """Limits for the means, or with `obs` for new observations: a row for each."""
+        half = self._quantile(alpha) * (self.se_obs if obs else self.se_mean)
+        return np.column_stack([self.predicted_mean - half, self.predicted_mean + half])
+
+    def summary_frame(self, alpha: float = 0.05) -> Any:
+        """Means, standard errors and both intervals as columns."""
+        columns = ["mean", "mean_se", "mean_ci_lower", "mean_ci_upper", "obs_ci_lower", "obs_ci_upper"]
+        values = np.column_stack([self.predicted_mean, self.se_mean, self.conf_int(False, alpha),
+                                  self.conf_int(True, alpha)])
+        return frame(values, range(len(values)) if self._index is None else self._index, columns)
+
+
 class LinearResults(Results):
     """Results of `qvreg.ols`.
 
@@ -238,8 +270,19 @@ class LinearResults(Results):
         Series or array
             As the data have an index or not.
         """
-        predicted, _ = self._fit.score(self.model.new_records(data))
+        predicted, _ = self._fit.predict(self.model.new_records(data))
         return _as_rows_of(data, predicted)
+
+    def get_prediction(self, data: Any) -> Prediction:
+        """Predicted means of the rows of `data` with standard errors and intervals.
+
+        Parameters
+        ----------
+        data : DataFrame, dict of arrays or structured array
+            The columns that the formula uses, but for the response.
+        """
+        predicted, errors = self._fit.predict(self.model.new_records(data), self._full_covariance)
+        return Prediction(predicted, errors, self.scale, self._quantile, index_of(data))
 
     def _summary(self, alpha: float) -> SummaryTable:
         return linear_summary(self, alpha)
@@ -320,7 +363,7 @@ class _ClassResults(Results):
         return frame(self._fit.classification()[np.ix_(order, order)], self.classes, self.classes)
 
     def _probabilities(self, data: Any) -> np.ndarray:
-        _, probabilities = self._fit.score(self.model.new_records(data))
+        probabilities = self._fit.probabilities(self.model.new_records(data))
         return probabilities[:, np.argsort(self._fit.categories)]
 
     def _summary(self, alpha: float) -> SummaryTable:
