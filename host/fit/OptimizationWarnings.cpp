@@ -120,6 +120,17 @@ std::string OptimizationWarnings::SeparatedBase() const {
   return {};
 }
 
+bool OptimizationWarnings::IsNearlySeparated() const {
+  constexpr double kNearlyOne = 0.9;
+  constexpr double kSignificant = 2.0;
+  const auto isSignificant = [](const ParameterResult& parameter) {
+    return !parameter.redundant && !parameter.IsIntercept() &&
+           std::abs(parameter.statistics.statistic.value_or(0.0)) > kSignificant;
+  };
+  return result_.logistic.value().mcFadden.value_or(0.0) >= kNearlyOne &&
+         std::ranges::none_of(result_.parameters, isSignificant);
+}
+
 std::vector<std::string> OptimizationWarnings::Find() const {
   const LogisticFit& fit = result_.logistic.value();
   switch (static_cast<QvOptimizationOutcome>(fit.outcomeCode)) {
@@ -161,7 +172,14 @@ std::vector<std::string> OptimizationWarnings::Find() const {
           "No iteration was allowed, so the estimates are nothing but the starting values. Allow "
           "some with --max-iterations."};
     default:
-      return {};
+      if (!IsNearlySeparated()) return {};
+      return {fmt::format(
+          "The terms tell the levels of '{}' apart almost without an error (McFadden {:.3f}), and "
+          "no "
+          "parameter is significant by itself. So close to separation, standard errors are far too "
+          "large and tests of single parameters say little (Hauck and Donner, 1977); --anova tests "
+          "each term by the likelihoods.",
+          result_.dependent, fit.mcFadden.value_or(0.0))};
   }
 }
 

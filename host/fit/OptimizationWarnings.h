@@ -23,13 +23,16 @@ class OptimizationWarnings {
         spans_(std::move(spans)),
         largestLogGrowth_(LargestLogGrowth()) {}
 
-  /// None when the iterations ended well.
+  /// None when the iterations ended well, but for a maximum so close to separation that Wald's
+  /// tests fail (Hauck and Donner, Wald's test as applied to hypotheses in logit analysis, Journal
+  /// of the American Statistical Association 72, 1977).
   [[nodiscard]] std::vector<std::string> Find() const;
 
  private:
   [[nodiscard]] std::string Drivers() const;
   /// That the records of a factor's base are separated; empty when they are not.
   [[nodiscard]] std::string SeparatedBase() const;
+  [[nodiscard]] bool IsNearlySeparated() const;
   [[nodiscard]] bool IsDriver(const ParameterResult& parameter) const;
   /// The logarithm of the product of its covariates' spans: times that product, an estimate's size
   /// depends neither on the covariates' units nor on where their zero lies.

@@ -81,6 +81,22 @@ TEST(OptimizationWarnings, AreNoneWhenTheIterationsEndedWell) {
   }
 }
 
+TEST(OptimizationWarnings, ConvergedCloseToSeparation) {
+  FitResult fit = FitThatEnded(kOptParamConverged, {Level("a", 30.0, 25.0), Level("b", -8.0, 5.0)});
+  fit.logistic->mcFadden = 0.97;
+  EXPECT_EQ(
+      Find(fit),
+      Sentences{"The terms tell the levels of 'answer' apart almost without an error (McFadden "
+                "0.970), and no parameter is significant by itself. So close to separation, "
+                "standard errors are far too large and tests of single parameters say little "
+                "(Hauck and Donner, 1977); --anova tests each term by the likelihoods."});
+  fit.logistic->mcFadden = 0.85;
+  EXPECT_EQ(Find(fit), Sentences{}) << "far from separation";
+  fit.logistic->mcFadden = 0.97;
+  fit.parameters[1].statistics.statistic = -2.5;
+  EXPECT_EQ(Find(fit), Sentences{}) << "a parameter that is told";
+}
+
 TEST(OptimizationWarnings, CompleteSeparation) {
   EXPECT_EQ(Find(FitThatEnded(kOptCompleteSeparation, {Level("a", 30.5, 5000.0)})),
             Sentences{"The levels of 'answer' are completely separated: the terms tell them apart "
