@@ -131,7 +131,8 @@ void Drawing::Count(const char* x, const char* y, std::span<const double> range,
 }
 
 /// Chooses among points in their order: all that are at least a step of normal quantiles further
-/// than the one chosen before, so that those in the tails are chosen all, and the last.
+/// than the one chosen before, so that those in the tails, where records are far between, are
+/// chosen all.
 class QuantileChoice {
  public:
   /// Of `total` frequency weight; a step of 0 chooses all points.
@@ -142,57 +143,37 @@ class QuantileChoice {
     before_.Add(weight);
     const double below = middle / total_;
     const double above = (total_ - middle) / total_;
-    if (!(below > 0.0) || !(above > 0.0)) return;
-    last_ = {residual, below, above};
-    if (below >= next_) Choose();
+    // Nothing is left of a weight that is tiny beside the others.
+    if (!(below > 0.0) || !(above > 0.0) || below < next_) return;
+    const double normal = NormalQuantile(below, above);
+    points_.push_back({normal, residual});
+    if (step_ > 0.0) next_ = NormalShareBelow(normal + step_);
   }
 
-  /// After the last point.
-  [[nodiscard]] std::vector<QuantilePoint> Take() {
-    Choose();
-    return std::move(points_);
-  }
+  [[nodiscard]] std::vector<QuantilePoint> Take() { return std::move(points_); }
 
  private:
-  /// A point, and the shares of the weight below and above it.
-  struct Candidate {
-    double residual;
-    double below;
-    double above;
-  };
-
-  void Choose() {
-    if (!last_) return;
-    const double normal = NormalQuantile(last_->below, last_->above);
-    points_.push_back({normal, last_->residual});
-    if (step_ > 0.0) next_ = NormalShareBelow(normal + step_);
-    last_.reset();
-  }
-
   const double total_;
   const double step_;
   CompensatedSum before_;
   double next_ = 0.0;  ///< The share below the next point that is chosen.
-  std::optional<Candidate> last_;
   std::vector<QuantilePoint> points_;
 };
 
 std::vector<QuantilePoint> Drawing::Quantiles() {
   double count = 0.0;
   CompensatedSum total;
-  double least = std::numeric_limits<double>::infinity();
   numbers_.Query(
       fmt::format("SELECT weight FROM {} WHERE standardized IS NOT NULL", RecordNumbers::kName),
       [&](std::span<const double> row) {
         count += 1.0;
         total.Add(row[0]);
-        least = std::min(least, row[0]);
       });
   if (count == 0.0) return {};
   const bool isAll = count <= static_cast<double>(ScatterPlot::kMostPoints);
-  // From the first place to the last that there can be, in so many steps.
+  // From the first place to the last, of records of one weight, in so many steps.
   constexpr double kSteps = 500.0;
-  const double first = least / 2.0 / total.Value();
+  const double first = 0.5 / count;
   const double step = isAll ? 0.0 : -2.0 * NormalQuantile(first, 1.0 - first) / kSteps;
   QuantileChoice choice(total.Value(), step);
   numbers_.Query(fmt::format("SELECT standardized, weight FROM {} WHERE standardized IS NOT NULL "

@@ -319,6 +319,15 @@ TEST(DrawLinear, ARangeNoWiderThanRoundingIsOneRectangle) {
   EXPECT_NEAR(plots.residuals.size.value()[0], 1e6, 1.0);
 }
 
+TEST(DrawLinear, ARangeOfAFewRoundingsIsOneRectangle) {
+  const LinearPlots plots = Drawn(
+      "SELECT 1 + 2.220446049250313e-16::DOUBLE * (i % 3) AS y FROM range(6000) t(i)", "y ~ 1");
+  EXPECT_EQ(plots.observed.cells.size(), 1U);
+  for (const double side : plots.observed.size.value()) EXPECT_NEAR(side, 1.0, 1e-15);
+  EXPECT_EQ(WeightOf(plots.observed), 6000.0);
+  ExpectFinite(plots);
+}
+
 TEST(DrawLinear, TheLargestAndTheSmallestNumbersHaveFiniteRectangles) {
   for (const char* y : {"1.7e308 * sin(i)", "1e-310 * sin(i)", "1e300 * (1 + 1e-15 * sin(i))"}) {
     SCOPED_TRACE(y);

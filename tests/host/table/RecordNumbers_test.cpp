@@ -112,6 +112,13 @@ TEST_F(RecordNumbersTest, AQueryEndsWhenItIsCancelled) {
   EXPECT_EQ(MessageOf([&] { (void)ResultOf(numbers, "SELECT a FROM numbers"); }), "cancelled");
 }
 
+TEST_F(RecordNumbersTest, AQueryEndsAmongItsRows) {
+  bool isCancelled = false;
+  RecordNumbers numbers(kColumns, Counting(100000), "", [&] { return isCancelled; });
+  const auto cancel = [&](std::span<const double>) { isCancelled = true; };
+  EXPECT_EQ(MessageOf([&] { numbers.Query("SELECT a FROM numbers", cancel); }), "cancelled");
+}
+
 TEST_F(RecordNumbersTest, WhatARowThrowsPassesThrough) {
   const NextRow failing = [](RowCells&) -> bool { throw Cancelled(); };
   EXPECT_EQ(MessageOf([&] { (void)RecordNumbers(kColumns, failing, "", {}); }), "cancelled");
