@@ -318,6 +318,7 @@ void WriteParquet(const std::filesystem::path& path, const std::vector<WrittenCo
                   const std::function<void(const std::string& reason)>& fail) {
   RowSource source{columns, nextRow};
   std::vector<std::string> names;
+  names.reserve(columns.size());
   for (const WrittenColumn& column : columns) names.push_back(column.name);
   CopyRows(source, CopyStatement(TableFormat::kParquet, names, path), path, fail);
 }
