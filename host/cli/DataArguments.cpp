@@ -140,6 +140,7 @@ void DataArguments::Add() {
 void DataArguments::OfferValues() {
   OfferFiles(command_.get_option("--data"), KnownEndings());
   std::vector<std::string> formats;
+  formats.reserve(kFormats.size());
   for (const NamedFormat& format : kFormats) formats.emplace_back(format.name);
   OfferWords(command_.get_option("--format"), formats);
   OfferWords(command_.get_option("--encoding"), {"utf-8", "latin-1", "windows-1252", "utf-16"});
