@@ -1038,8 +1038,8 @@ QVREG_EXPORT int32_t qvreg_component_score_columns(const qvreg_component* compon
  * equations of a record; 0 stands for no room between records. A record whose multipliers are all 0
  * or have a NaN among them adds nothing, and the same is true of one that has a missing value or a
  * level combination without a parameter. `capacity` is n (n + 1) / 2 for n parameters, and
- * `elements` start with zeros before the first of several calls. Columns as of
- * qvreg_component_score_columns, and the codes of that; QVREG_BUFFER_TOO_SMALL. */
+ * `elements` start with zeros before the first of several calls. `component`, columns,
+ * `threads` and codes as of qvreg_component_score_columns, and QVREG_BUFFER_TOO_SMALL. */
 QVREG_EXPORT int32_t qvreg_component_add_score_products(const qvreg_component* component,
                                                         const qvreg_typed_column* columns,
                                                         size_t n_columns, size_t n_records,
