@@ -64,6 +64,12 @@ def manual_page(page):
     return name, f"---\ntitle: {name}(1)\n---\n\n# {name}(1)\n\n{html}"
 
 
+def for_site(html):
+    """A page of the API in which links to parts of documents, which Doxygen leaves as they stand in
+    the document, lead to the site's."""
+    return re.sub(r'href="([a-z-]+)\.md(#[^"]*)"', r'href="../docs/\1.html\2"', html)
+
+
 def stage(root, api, manual, folder):
     """Puts together what mkdocs reads, each file where the documents' links have it; answers the
     manual pages' names."""
@@ -77,6 +83,8 @@ def stage(root, api, manual, folder):
             target.parent.mkdir(parents=True, exist_ok=True)
             shutil.copyfile(file, target)
     shutil.copytree(api, folder / "api")
+    for page in (folder / "api").glob("*.html"):
+        page.write_text(for_site(page.read_text()))
     (folder / "api.md").write_text(
         "# API\n\n[The API documents](api/index.html) say what each class, function and code of the library is, in "
         "C++ and in C:\n\n- [classes](api/annotated.html)\n- [files](api/files.html), of which "

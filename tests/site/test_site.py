@@ -82,6 +82,10 @@ class Markdown(unittest.TestCase):
     def test_a_wrapped_item(self):
         self.assertEqual(make_site.for_markdown("- a\n  goes on\n- b\n"), "- a\n  goes on\n- b\n")
 
+    def test_links_from_the_api_to_parts_of_documents(self):
+        self.assertEqual(make_site.for_site('<a href="data.md#missing-values"><a href="x.html#y">'),
+                         '<a href="../docs/data.html#missing-values"><a href="x.html#y">')
+
     def test_code_stays(self):
         code = "```\ntext\n- a\n  - b\n```\n"
         self.assertEqual(make_site.for_markdown(code), code)
