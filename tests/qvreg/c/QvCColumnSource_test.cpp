@@ -184,6 +184,25 @@ TEST(CBlockSource, WithoutARewindIsReadOnce) {
   EXPECT_EQ(qvreg_source_rewind(source.get(), nullptr), QVREG_NO_FURTHER_PASS);
 }
 
+TEST(CBlockSource, StartsAnewWithinABlock) {
+  const Records records = RandomRecords(50);
+  const CTypedRecords typed(records);
+  CBlockFeed feed(typed, {20});
+  const CSource source = feed.Source();
+  std::vector<double> record(kWidth);
+  std::int32_t hasRecord = 0;
+  for (int i = 0; i < 3; ++i) {
+    Require([&](qvreg_error* e) {
+      return qvreg_source_next(source.get(), record.data(), kWidth, &hasRecord, e);
+    });
+  }
+  Require([&](qvreg_error* e) { return qvreg_source_rewind(source.get(), e); });
+  const Reading reading(source, kWidth);
+  ASSERT_EQ(reading.rows.size(), records.size());
+  EXPECT_EQ(reading.rows[0][kF], records[0][kF]);
+  EXPECT_EQ(reading.rows[49][kF], records[49][kF]);
+}
+
 TEST(CBlockSource, OfNoRecordsEndsAtOnce) {
   const Records records = RandomRecords(1);
   const CTypedRecords typed(records);

@@ -190,7 +190,7 @@ TEST(CTypedColumns, RefuseAValueByItsRecordAndColumn) {
 
 TEST(CTypedColumns, RefuseACodeThatTheMapDoesNotHave) {
   const std::vector<double> map{1.0, 2.0};
-  const std::vector<std::uint64_t> codes{0, 1, UINT64_MAX, 0};
+  std::vector<std::uint64_t> codes{0, 1, UINT64_MAX, 0};
   auto column = TypedColumn(codes);
   column.map = map.data();
   column.map_size = 2;
@@ -201,6 +201,8 @@ TEST(CTypedColumns, RefuseACodeThatTheMapDoesNotHave) {
   EXPECT_STREQ(reading.error.message,
                "At record 3 of pass 1: Column 0 has the code 18446744073709551615, and its map has "
                "2 numbers, for codes from 0 on; correct the code, or pass a map that has it.");
+  codes[2] = 2;
+  EXPECT_EQ(Reading(SourceOf({column}, 4), 1).error.discrete[0], 3) << "one behind the last";
 }
 
 TEST(CTypedColumns, DoNotRefuseWhatIsMasked) {
@@ -333,6 +335,8 @@ TEST(CTypedColumns, AreReadWhereTheyAreWhenTheyArePlainRows) {
   columns[1].nan = QVREG_AS_MISSING;
   EXPECT_EQ(QvCColumns(columns.data(), 2, true).Rows(stride), nullptr);
   columns[1].nan = QVREG_PASS_ON;
+  columns[1].stride = 8;
+  EXPECT_EQ(QvCColumns(columns.data(), 2, true).Rows(stride), nullptr);
   columns[0].stride = columns[1].stride = 12;
   EXPECT_EQ(QvCColumns(columns.data(), 2, true).Rows(stride), nullptr);
 }
