@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "qvreg/c/QvCColumns.h"
+#include "qvreg/c/QvCForEach.h"
 #include "qvreg/c/QvCScorer.h"
-#include "qvreg/c/QvCThreads.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
 #include "qvreg/parallel/QvThreadRunner.h"

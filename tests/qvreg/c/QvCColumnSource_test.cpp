@@ -185,9 +185,9 @@ TEST(CBlockSource, WithoutARewindIsReadOnce) {
 }
 
 TEST(CBlockSource, StartsAnewWithinABlock) {
-  const Records records = RandomRecords(50);
+  const Records records = RandomRecords(3000);
   const CTypedRecords typed(records);
-  CBlockFeed feed(typed, {20});
+  CBlockFeed feed(typed, {2000});
   const CSource source = feed.Source();
   std::vector<double> record(kWidth);
   std::int32_t hasRecord = 0;
@@ -199,8 +199,7 @@ TEST(CBlockSource, StartsAnewWithinABlock) {
   Require([&](qvreg_error* e) { return qvreg_source_rewind(source.get(), e); });
   const Reading reading(source, kWidth);
   ASSERT_EQ(reading.rows.size(), records.size());
-  EXPECT_EQ(reading.rows[0][kF], records[0][kF]);
-  EXPECT_EQ(reading.rows[49][kF], records[49][kF]);
+  for (std::size_t i = 0; i < records.size(); ++i) EXPECT_EQ(reading.rows[i][kF], records[i][kF]);
 }
 
 TEST(CBlockSource, OfNoRecordsEndsAtOnce) {

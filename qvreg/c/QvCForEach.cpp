@@ -1,4 +1,4 @@
-#include "qvreg/c/QvCThreads.h"
+#include "qvreg/c/QvCForEach.h"
 
 #include <algorithm>
 #include <atomic>
