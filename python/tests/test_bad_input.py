@@ -39,8 +39,8 @@ def test_duplicate_names_that_are_not_used(small):
 
 def test_names_that_are_no_strings(small):
     numbered = small.set_axis([0, 1, 2], axis=1)
-    assert sentence(qvreg.ols, "y ~ Q('x')", numbered) == (
-        "There is no column 'x' among 0, 1, 2. Names of columns are to be text: 0 is not.")
+    assert sentence(qvreg.ols, "y ~ x", numbered) == (
+        "There is no column 'y' among 0, 1, 2. Names of columns are to be text: 0 is not.")
     beside = small.assign(**{"w": 1.0}).rename(columns={"w": 7})
     assert qvreg.ols("y ~ x", beside).nobs == 4
 
@@ -48,9 +48,9 @@ def test_names_that_are_no_strings(small):
 def test_lengths_that_differ(small):
     data = {"y": small.y.to_numpy(), "x": np.zeros(3)}
     assert sentence(qvreg.ols, "y ~ x", data) == (
-        "The response 'y' has 4 values, the term 'x' has 3: all need as many.")
+        "The term 'x' has 3 values, the response 'y' has 4: all need as many.")
     assert sentence(qvreg.ols, "y ~ x", small, weights=[1.0, 2.0]) == (
-        "The argument weights has 2 values, the term 'x' has 4: all need as many.")
+        "The term 'x' has 4 values, the argument weights has 2: all need as many.")
 
 
 def test_objects_as_numbers(small):

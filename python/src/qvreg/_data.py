@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import ctypes
-from collections.abc import Iterator, Sequence
+from collections.abc import Callable, Iterator, Sequence
 from contextlib import contextmanager
 from ctypes import c_size_t
 from dataclasses import dataclass
@@ -89,7 +89,7 @@ class Column:
     def has_missing(self) -> bool:
         """Whether a value is missing; an infinite one is refused."""
         found = lib.ColumnSummary()
-        with refused_values([self]):
+        with refused_values([self.name]):
             lib.call("column_summarize", ctypes.byref(self.described()), c_size_t(len(self)),
                      ctypes.byref(found))
         return found.missing > 0
@@ -112,15 +112,37 @@ def numbers(self) -> np.ndarray:
 
 
 @contextmanager
-def refused_values(columns: Sequence[Column]) -> Iterator[None]:
-    """Names the column and the row where the library refuses an infinite value of `columns`."""
+def refused_values(names: Sequence[str]) -> Iterator[None]:
+    """Names the column and the row where the library refuses an infinite value in one of the columns `names`."""
     try:
         yield
     except DataError as error:
         if error.code != lib.REFUSED_VALUE:
             raise
         row, column = error.data[0] - 1, error.data[2]
-        raise DataError(f"{start(columns[column].name)} is infinite in row {row} (counted from 0). Replace "
+        raise DataError(f"{start(names[column])} is infinite in row {row} (counted from 0). Replace "
+                        "infinite values by NaN to have their rows left out, or by numbers.",
+                        error.code) from None
+
+
+def numbers(name: str, values: Any) -> Column:
+    """A column of numbers or truth values, also of pandas' nullable types and masked arrays.
+
+    Arrays of whole and floating-point numbers of the machine's own types are not copied.
+    """
+    return Column(name, one_dimensional(name, _as_plain_numbers(name, values)))
+
+
+@contextmanager
+def refused_values(names: Sequence[str]) -> Iterator[None]:
+    """Names the column and the row where the library refuses an infinite value in one of the columns `names`."""
+    try:
+        yield
+    except DataError as error:
+        if error.code != lib.REFUSED_VALUE:
+            raise
+        row, column = error.data[0] - 1, error.data[2]
+        raise DataError(f"{start(names[column])} is infinite in row {row} (counted from 0). Replace "
                         "infinite values by NaN to have their rows left out, or by numbers.",
                         error.code) from None
 
@@ -161,29 +183,29 @@ def _as_plain_numbers(name: str, values: Any) -> np.ndarray:
     return array
 
 
-def levels_of(values: Any) -> tuple:
-    """The levels of categorical `values`: those of a categorical type, or all that occur, sorted."""
+def declared_levels(values: Any) -> tuple | None:
+    """The levels that the type of `values` has: a categorical type, or truth values."""
     dtype = getattr(values, "dtype", None)
     if pd is not None and isinstance(dtype, pd.CategoricalDtype):
         return tuple(dtype.categories)
-    array = np.asarray(values)
-    if array.dtype.kind == "b" or (pd is not None and isinstance(dtype, pd.BooleanDtype)):
+    if np.asarray(values).dtype.kind == "b" or (pd is not None and isinstance(dtype, pd.BooleanDtype)):
         return (False, True)
-    return _sorted_levels(_distinct(array))
+    return None
 
 
-def _distinct(array: np.ndarray) -> list:
+def distinct_values(values: Any) -> list:
+    """The values that occur, but for missing ones."""
+    array = np.asarray(values)
     if array.dtype.kind != "O":
         distinct = np.unique(array)
-        if distinct.dtype.kind == "f":
-            distinct = distinct[~np.isnan(distinct)]
-        return distinct.tolist()
+        return (distinct[~np.isnan(distinct)] if distinct.dtype.kind == "f" else distinct).tolist()
     if pd is not None:
         return pd.unique(array[~pd.isna(array)]).tolist()
     return list(dict.fromkeys(value for value in array if not _is_missing(value)))
 
 
-def _sorted_levels(levels: list) -> tuple:
+def sorted_levels(levels: list) -> tuple:
+    """`levels` in order; those of types that have none among them by type."""
     try:
         return tuple(sorted(levels))
     except TypeError:
@@ -256,22 +278,104 @@ class Records:
         self.n_rows = len(self.columns[0]) if n_rows is None else n_rows
         for column in self.columns:
             if len(column) != self.n_rows:
-                raise DataError(f"{start(column.name)} has {len(column)} values, {self.columns[0].name} has "
-                                f"{self.n_rows}: all need as many.")
-        if self.n_rows == 0:
-            raise DataError("The data have no rows.")
+                raise DataError(f"{start(self.columns[0].name)} has {self.n_rows} values, {column.name} has "
+                                f"{len(column)}: all need as many.")
+
+    @property
+    def names(self) -> list[str]:
+        return [column.name for column in self.columns]
 
     def described(self) -> ctypes.Array:
         """The columns for the library, which reads the arrays in place."""
         return (lib.TypedColumn * len(self.columns))(*[column.described() for column in self.columns])
 
-    def source(self) -> lib.Handle:
-        """The records as a source of the library."""
-        described = self.described()
-        return lib.make("source", "source_create_typed_columns", described, c_size_t(len(described)),
-                        c_size_t(self.n_rows), keeps=(self.columns, described))
-
     def blocks(self) -> Iterator[Records]:
         """Consecutive records, `BLOCK_ROWS` of them at a time."""
         return (Records([column.rows(rows) for column in self.columns])
                 for rows in blocks(self.n_rows))
+
+    def source(self, _call: Any) -> lib.Handle:
+        """The records as a source of the library."""
+        if self.n_rows == 0:
+            raise DataError("The data have no rows.")
+        described = self.described()
+        return lib.make("source", "source_create_typed_columns", described, c_size_t(len(described)),
+                        c_size_t(self.n_rows), keeps=(self.columns, described))
+
+    def refuse_missing(self) -> None:
+        """An exception for the first column with a missing value."""
+        for column in self.columns:
+            if column.has_missing():
+                raise DataError(f"{start(column.name)} has missing values, and missing='raise' was asked for. Fill "
+                                "them in, or leave their rows out with missing='drop'.")
+
+
+class ChunkedRecords:
+    """Records that are made chunk by chunk, in every pass again.
+
+    Parameters
+    ----------
+    make : callable
+        Starts a pass: gives the records of every chunk.
+    names : list of str
+        What messages call the columns.
+    """
+
+    def __init__(self, make: Callable[[], Iterator[Records]], names: list[str]) -> None:
+        self._make = make
+        self.names = names
+
+    def blocks(self) -> Iterator[Records]:
+        """The records of all chunks, not more than `BLOCK_ROWS` at a time."""
+        for chunk in self._make():
+            yield from chunk.blocks()
+
+    def refuse_missing(self) -> None:
+        """As that of `Records`."""
+        for chunk in self._make():
+            chunk.refuse_missing()
+
+    def source(self, call: Any) -> lib.Handle:
+        """The records as a source of the library, which reads them on the thread that waits for `call`."""
+        reading = _Reading(self._make)
+        read, restart = call.back(reading.read), call.back(reading.restart)
+
+        def next_block(_user: Any, block: Any) -> int:
+            chunk = read()
+            if not chunk:
+                return lib.NEXT_END if chunk == () else _FAILED
+            block.contents.columns, block.contents.n_records = chunk
+            return lib.NEXT_RECORD
+
+        def rewind(_user: Any) -> int:
+            return 0 if restart() else _FAILED
+
+        callbacks = lib.BlockCallbacks(n_columns=len(self.names), next=lib.NextCallback(next_block),
+                                       rewind=lib.RewindCallback(rewind))
+        return lib.make("source", "source_create_blocks", ctypes.byref(callbacks), keeps=callbacks)
+
+
+# What a callback of ours returns where its exception, or an interrupt, has ended the call.
+_FAILED = -1
+
+
+class _Reading:
+    """The chunk of a pass that the library reads, and what comes after it."""
+
+    def __init__(self, make: Callable[[], Iterator[Records]]) -> None:
+        self._make = make
+        self._chunks = iter(())
+        self._held: Any = None
+
+    def restart(self) -> bool:
+        self._chunks = iter(self._make())
+        return True
+
+    def read(self) -> tuple:
+        """The next chunk's columns and number of records; nothing at the end."""
+        chunk = next(self._chunks, None)
+        if chunk is None:
+            return ()
+        described = chunk.described()
+        self._held = (chunk, described)
+        return ctypes.cast(described, ctypes.POINTER(lib.TypedColumn)), chunk.n_rows

@@ -12,7 +12,7 @@ from typing import Any
 import numpy as np
 
 from . import _library as lib
-from ._data import Records, refused_values
+from ._data import ChunkedRecords, Records, refused_values
 from ._design import Design, ParameterTable
 from ._running import Call
 from .errors import DataError
@@ -96,18 +96,19 @@ def _set_options(settings: lib.Handle, design: Design, options: Options) -> None
     lib.call("settings_set_logistic_options", settings, ctypes.byref(logistic))
 
 
-def fit(design: Design, records: Records, layout: Layout, options: Options) -> "Fit":
+def fit(design: Design, records: Records | ChunkedRecords, layout: Layout, options: Options) -> "Fit":
     """Fits the model of `design` to `records`."""
     settings = _settings(design, layout, options)
-    source = records.source()
-    lib.call("settings_set_threads", settings, source, options.threads, lib.c_int64(0))
     call = Call()
+    source = records.source(call)
+    if isinstance(records, Records):
+        lib.call("settings_set_threads", settings, source, options.threads, lib.c_int64(0))
     # Held until the run has ended: the library keeps the address alone.
     callback = _progress_callback(call, options.progress)
     lib.call("settings_set_progress", settings, callback, None)
     component = lib.make("component", "component_create", settings, keeps=(source, callback))
     try:
-        with refused_values(records.columns):
+        with refused_values(records.names):
             call.run(component, "component_build", source)
     except DataError as error:
         raise _without_records(component, error) from None
@@ -241,7 +242,7 @@ class Fit:
         return probabilities
 
     def _score(self, records: Records, scores: lib.Scores) -> None:
-        with refused_values(records.columns):
+        with refused_values(records.names):
             lib.call("component_score_columns", self.component, *self._described(records),
                      _ALL_THREADS, ctypes.byref(scores), None)
 

@@ -20,6 +20,7 @@ from .errors import DataError, LibraryError, QvregError
 MISSING_VALUE = -1.7976931348623157e308
 
 LINEAR, LOGISTIC = 0, 1
+FIRST_OBSERVED = -2
 FIT_RMSE, FIT_R_SQUARE, FIT_COX_SNELL, FIT_NAGELKERKE, FIT_MCFADDEN = range(5)
 OUTCOME_COMPLETE_SEPARATION, OUTCOME_QUASI_SEPARATION = 7, 8
 # The last one had nothing to iterate: constants alone.

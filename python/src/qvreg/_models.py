@@ -6,35 +6,26 @@ from collections.abc import Mapping
 from dataclasses import dataclass
 from typing import Any
 
-import numpy as np
-
-from ._data import Column, Records, codes, levels_of, numbers, refuse_missing, start
-from ._fit import Fit, Layout, Options, fit
-from ._formula import Formula, Table, _patsy
-from ._model import Model
+from ._data import ChunkedRecords, Records
+from ._expressions import Levels, patsy_module, unboxed
+from ._fit import Fit, Options, fit
+from ._formula import Formula
+from ._library import FIRST_OBSERVED
+from ._model import Extras, Model, Weights
 from ._progress import reporter
-from .errors import DataError, QvregError
 from ._record_sums import UsedRecords, robust_covariance
-from .results import LinearResults, LogitResults, MNLogitResults
+from ._tables import Tables, listed
+from .errors import DataError, QvregError
+from .results import KINDS, LinearResults, LogitResults, MNLogitResults
 
-__all__ = ["logit", "mnlogit", "ols"]
+__all__ = ["fit_chunks", "logit", "mnlogit", "ols"]
 
 _COVARIANCES = ("nonrobust", "hc0", "hc1")
 
 
 @dataclass
-class Extras:
-    """What results need beside the fit: sums over the records that the library does not keep."""
-
-    cov_type: str = "nonrobust"
-    robust_covariance: np.ndarray | None = None
-    centered_total: float | None = None
-    sum_log_weights: float = 0.0
-
-
-@dataclass
 class _Arguments:
-    """What the three functions have in common."""
+    """What the functions have in common."""
 
     weights: Any = None
     freq_weights: Any = None
@@ -43,6 +34,8 @@ class _Arguments:
     vcov: str = "nonrobust"
     base: Mapping[str, Any] | None = None
     progress: Any = False
+    reference: Any = None
+    max_iterations: int = 100
 
     def __post_init__(self) -> None:
         _one_of("missing", self.missing, ("drop", "raise"))
@@ -100,8 +93,8 @@ def ols(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = Non
     x            1.10
     """
     arguments = _Arguments(weights, freq_weights, missing, threads, vcov, base, progress)
-    environment = _patsy().EvalEnvironment.capture(1)
-    return _fit_linear(formula, data, environment, arguments)
+    environment = patsy_module().EvalEnvironment.capture(1)
+    return _fit("ols", formula, Tables.whole(data), environment, arguments)
 
 
 def logit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = None,
@@ -135,9 +128,10 @@ def logit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = N
     Intercept   -3.035
     x            1.214
     """
-    arguments = _Arguments(weights, freq_weights, missing, threads, vcov, base, progress)
-    environment = _patsy().EvalEnvironment.capture(1)
-    return _fit_classes(formula, data, environment, arguments, reference, max_iterations, LogitResults)
+    arguments = _Arguments(weights, freq_weights, missing, threads, vcov, base, progress, reference,
+                           max_iterations)
+    environment = patsy_module().EvalEnvironment.capture(1)
+    return _fit("logit", formula, Tables.whole(data), environment, arguments)
 
 
 def mnlogit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = None,
@@ -167,89 +161,94 @@ def mnlogit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any =
     >>> print(results.classes, results.reference, results.params.shape)
     ['a', 'b', 'c'] a (2, 2)
     """
-    arguments = _Arguments(weights, freq_weights, missing, threads, vcov, base, progress)
-    environment = _patsy().EvalEnvironment.capture(1)
-    return _fit_classes(formula, data, environment, arguments, reference, max_iterations, MNLogitResults)
+    arguments = _Arguments(weights, freq_weights, missing, threads, vcov, base, progress, reference,
+                           max_iterations)
+    environment = patsy_module().EvalEnvironment.capture(1)
+    return _fit("mnlogit", formula, Tables.whole(data), environment, arguments)
 
 
-def _fit_linear(text: str, data: Any, environment: Any, arguments: _Arguments) -> LinearResults:
-    formula = Formula(text, data, environment, arguments.base)
-    response = numbers(f"the response {formula.response!r}", formula.response_values(data))
-    model, records = _prepare(formula, data, response, None, arguments)
-    made = fit(formula.design, records, model.layout, Options(threads=arguments.threads or 0))
-    return LinearResults(model, made, _linear_extras(made, records, arguments))
+def fit_chunks(read: Any, formula: str, model: str = "ols", **options: Any) -> Any:
+    """Fits a model to data that are read in chunks, in every pass again.
+
+    Parameters
+    ----------
+    read : callable or iterable
+        A function that starts reading and returns an iterable of tables, or a list of tables. A
+        linear model reads four times, a logistic one twice and once for every iteration.
+    formula : str
+        As of `ols`.
+    model : {"ols", "logit", "mnlogit"}
+        The function whose results are wanted.
+    **options
+        Those of that function. Weights are names of columns.
+
+    Returns
+    -------
+    LinearResults, LogitResults or MNLogitResults
+
+    Examples
+    --------
+    >>> import qvreg
+    >>> def read():
+    ...     yield {"y": [1.0, 2.0], "x": [0.0, 1.0]}
+    ...     yield {"y": [2.5, 4.5], "x": [2.0, 3.0]}
+    >>> print(qvreg.fit_chunks(read, "y ~ x").params.round(3).to_string())
+    Intercept    0.85
+    x            1.10
+    """
+    _one_of("model", model, tuple(KINDS))
+    environment = patsy_module().EvalEnvironment.capture(1)
+    return _fit(model, formula, Tables.chunks(read), environment, _Arguments(**options))
 
 
-def _fit_classes(text: str, data: Any, environment: Any, arguments: _Arguments, reference: Any,
-                 max_iterations: int, kind: type) -> Any:
-    formula = Formula(text, data, environment, arguments.base)
-    name = f"the response {formula.response!r}"
-    values = formula.response_values(data)
-    classes = levels_of(values)
-    _check_classes(name, classes, two=kind is LogitResults)
-    if reference is not None and reference not in classes:
-        raise DataError(f"{start(name)} has no class {reference!r} to be the reference. Its classes are "
-                        f"{', '.join(map(repr, classes))}.")
-    response = codes(name, values, classes, np.arange(len(classes), dtype=float))
-    model, records = _prepare(formula, data, response, classes, arguments)
+def _fit(kind: str, text: str, tables: Tables, environment: Any, arguments: _Arguments) -> Any:
+    formula = Formula(text, environment)
+    levels = Levels()
+    is_linear = kind == "ols"
+    formula.learn(tables, arguments.base or {}, lambda values: is_linear or levels.see(unboxed(values)))
+    classes = None if is_linear else levels.all()
+    weights = Weights(arguments.weights, arguments.freq_weights)
+    model = Model.of(kind, formula, classes, weights)
+    options = _class_options(model, arguments)
+    records = model.records(tables, weights)
+    if arguments.missing == "raise":
+        records.refuse_missing()
     with reporter(arguments.progress) as progress:
-        options = Options(n_categories=len(classes),
-                          reference=-2 if reference is None else classes.index(reference),
-                          threads=arguments.threads or 0, max_iterations=max_iterations,
-                          progress=progress)
-        made = fit(formula.design, records, model.layout, options)
-    return kind(model, made, Extras(arguments.vcov, _robust(made, records, arguments)))
+        made = fit(formula.design, records, model.layout,
+                   Options(threads=arguments.threads or 0, progress=progress, **options))
+    results = KINDS[kind](model, made, _extras(made, records, arguments))
+    results.warn()
+    return results
 
 
-def _check_classes(name: str, classes: tuple, *, two: bool) -> None:
+def _class_options(model: Model, arguments: _Arguments) -> dict[str, Any]:
+    """What a model of classes has to be told; an exception where the classes do not fit it."""
+    classes = model.classes
+    if classes is None:
+        return {}
+    name = f"The response {model.formula.response!r}"
     if len(classes) < 2:
         only = f"one class only ({classes[0]!r})" if classes else "no class"
-        raise DataError(f"{start(name)} has {only}: two are needed.")
-    if two and len(classes) > 2:
-        raise DataError(f"{start(name)} has {len(classes)} classes, and logit takes two: use mnlogit.")
+        raise DataError(f"{name} has {only}: two are needed.")
+    if model.kind == "logit" and len(classes) > 2:
+        raise DataError(f"{name} has {len(classes)} classes, and logit takes two: use mnlogit.")
+    reference = arguments.reference
+    if reference is not None and reference not in classes:
+        raise DataError(f"{name} has no class {reference!r} to be the reference. Its classes are "
+                        f"{listed(classes)}.")
+    return {"n_categories": len(classes), "max_iterations": arguments.max_iterations,
+            "reference": FIRST_OBSERVED if reference is None else classes.index(reference)}
 
 
-def _prepare(formula: Formula, data: Any, response: Column, classes: tuple | None,
-             arguments: _Arguments) -> tuple[Model, Records]:
-    """The model and the records of its fit: the variables, the response, then the weights."""
-    columns = formula.columns(data) + [response]
-    dependent = len(columns) - 1
-    positions: dict[str, int] = {}
-    for name in ("weights", "freq_weights"):
-        given = getattr(arguments, name)
-        if given is not None:
-            positions[name] = len(columns)
-            columns.append(_weights(name, given, data))
-    records = Records(columns)
-    if arguments.missing == "raise":
-        refuse_missing(columns)
-    return Model(formula, classes, Layout(dependent, **positions)), records
-
-
-def _weights(name: str, given: Any, data: Any) -> Column:
-    if isinstance(given, str):
-        try:
-            given = Table(data)[given]
-        except KeyError:
-            raise DataError(f"{name}={given!r} names no column of the data.") from None
-    column = numbers(f"the argument {name}", given)
-    if column.values.size and np.nanmin(column.values) < 0:
-        raise DataError(f"{start(column.name)} has negative values: weights are 0 or more.")
-    return column
-
-
-def _robust(made: Fit, records: Records, arguments: _Arguments) -> np.ndarray | None:
-    return None if arguments.vcov == "nonrobust" else robust_covariance(made, records, arguments.vcov)
-
-
-def _linear_extras(made: Fit, records: Records, arguments: _Arguments) -> Extras:
-    extras = Extras(arguments.vcov, _robust(made, records, arguments))
-    layout, design = made.layout, made.design
-    needs_total = design.spans_constant and not design.has_intercept
-    if layout.weights is None and not needs_total:
+def _extras(made: Fit, records: Records | ChunkedRecords, arguments: _Arguments) -> Extras:
+    extras = Extras(arguments.vcov)
+    if arguments.vcov != "nonrobust":
+        extras.robust_covariance = robust_covariance(made, records, arguments.vcov)
+    if not made.is_linear:
         return extras
     used = UsedRecords(made, records)
-    extras.sum_log_weights = used.sum_log_weights()
-    if needs_total:
+    if made.layout.weights is not None:
+        extras.sum_log_weights = used.sum_log_weights()
+    if made.design.spans_constant and not made.design.has_intercept:
         extras.centered_total = used.centered_total()
     return extras

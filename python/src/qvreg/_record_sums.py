@@ -7,14 +7,14 @@ from functools import reduce
 
 import numpy as np
 
-from ._data import Records
+from ._data import ChunkedRecords, Records
 from ._fit import Fit
 
 
 class UsedRecords:
     """The response and weights of the records that a linear fit has used, block by block."""
 
-    def __init__(self, fit: Fit, records: Records) -> None:
+    def __init__(self, fit: Fit, records: Records | ChunkedRecords) -> None:
         self._fit, self._records = fit, records
 
     def _blocks(self) -> Iterator[tuple[np.ndarray, np.ndarray, np.ndarray]]:
@@ -40,7 +40,7 @@ class UsedRecords:
                    for response, weights, counts in self._blocks())
 
 
-def robust_covariance(fit: Fit, records: Records, kind: str) -> np.ndarray:
+def robust_covariance(fit: Fit, records: Records | ChunkedRecords, kind: str) -> np.ndarray:
     """White's covariance matrix of all parameters: "hc0", or "hc1" times n / (n - parameters)."""
     size = fit.all_estimates.size
     sums = np.zeros(size * (size + 1) // 2)

@@ -24,7 +24,7 @@ _DESCRIPTION, _MODEL = "model.json", "model.qvreg"
 def pack(description: dict, model: bytes) -> bytes:
     """The archive of a `description` and of the library's bytes of a `model`."""
     buffer = io.BytesIO()
-    with zipfile.ZipFile(buffer, "w", zipfile.ZIP_DEFLATED) as archive:
+    with zipfile.ZipFile(buffer, "w") as archive:
         archive.writestr(_DESCRIPTION, json.dumps({"format": _FORMAT, **description}, indent=1))
         archive.writestr(_MODEL, model)
     return buffer.getvalue()
@@ -62,16 +62,3 @@ def plain_levels(levels: tuple | None) -> list | None:
             raise QvregError(f"The level {level!r} is a {type(level).__name__}: only models whose levels are text, "
                              "numbers or truth values can be saved. Convert the column to text before the fit.")
     return plain
-
-
-def levels_again(levels: list | None) -> tuple | None:
-    return None if levels is None else tuple(levels)
-
-
-def matrix_to_json(matrix: np.ndarray | None) -> Any:
-    """A matrix as text, to the last bit."""
-    return None if matrix is None else [[value.hex() for value in row] for row in matrix.tolist()]
-
-
-def matrix_of_json(rows: Any) -> np.ndarray | None:
-    return None if rows is None else np.array([[float.fromhex(value) for value in row] for row in rows])

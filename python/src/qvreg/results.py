@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 import warnings
 from collections.abc import Callable
 from functools import cached_property
@@ -13,11 +14,13 @@ from . import _distributions as dist
 from . import _library as lib
 from ._fit import Fit
 from ._labels import frame, index_of, series
-from ._model import Model
+from ._library import restore
+from ._model import Extras, Model
+from ._saving import pack, unpack, write_file
 from ._summary import SummaryTable, linear_summary, logistic_summary
 from .errors import ConvergenceWarning, SeparationWarning
 
-__all__ = ["LinearResults", "LogitResults", "MNLogitResults", "Prediction", "Results"]
+__all__ = ["LinearResults", "LogitResults", "MNLogitResults", "Prediction", "Results", "load"]
 
 
 class Results:
@@ -37,13 +40,14 @@ class Results:
         observation. They are in none of the other results.
     """
 
-    def __init__(self, model: Model, fit: Fit, covariance: np.ndarray, cov_type: str,
+    def __init__(self, model: Model, fit: Fit, extras: Extras, covariance: np.ndarray,
                  use_t: bool) -> None:
         self.model = model
         self._fit = fit
+        self._extras = extras
         self._full_covariance = covariance
         self._covariance = covariance[np.ix_(fit.shown, fit.shown)]
-        self.cov_type = cov_type
+        self.cov_type = extras.cov_type
         self.use_t = use_t
         self.nobs = float(fit.total_weight)
         self._n_constants = int(fit.design.spans_constant) * fit.n_equations
@@ -126,6 +130,9 @@ class Results:
         """Names of the columns that the data do not determine."""
         return self._fit.table.redundant()
 
+    def warn(self) -> None:
+        """Warns where the estimates are not those of a maximum: never those of a linear model."""
+
     @property
     def iterations(self) -> int:
         """How many iterations there were: none of a linear model."""
@@ -140,6 +147,23 @@ class Results:
     def bic(self) -> float:
         """Schwarz's information criterion."""
         return -2.0 * self.llf + np.log(self.nobs) * self._n_parameters
+
+    def save(self, path: str | os.PathLike) -> None:
+        """Writes the model to a file, which `qvreg.load` reads.
+
+        Parameters
+        ----------
+        path : str or path
+            The file, which is replaced if there is one.
+        """
+        write_file(path, self._packed())
+
+    def _packed(self) -> bytes:
+        return pack({"model": self.model.to_dict(), "extras": self._extras.to_dict()},
+                    self._fit.to_bytes())
+
+    def __reduce__(self) -> tuple:
+        return _unpickled, (self._packed(),)
 
     def _summary(self, alpha: float) -> SummaryTable:
         raise NotImplementedError
@@ -204,18 +228,17 @@ class LinearResults(Results):
         The residual sum of squares, and that over ``df_resid``, twice.
     """
 
-    def __init__(self, model: Model, fit: Fit, extras: Any) -> None:
+    def __init__(self, model: Model, fit: Fit, extras: Extras) -> None:
         rank = fit.estimates.size
         self.ssr = fit.stat(lib.FIT_RMSE) ** 2 * fit.total_weight
         df_resid = fit.total_weight - rank
         self.mse_resid = self.scale = self.ssr / df_resid if df_resid > 0 else np.nan
         robust = extras.robust_covariance is not None
         covariance = extras.robust_covariance if robust else fit.covariance * self.scale
-        super().__init__(model, fit, covariance, extras.cov_type, use_t=not robust)
+        super().__init__(model, fit, extras, covariance, use_t=not robust)
         self.rsquared = fit.stat(lib.FIT_R_SQUARE)
         if extras.centered_total is not None:
             self.rsquared = 1.0 - self.ssr / extras.centered_total
-        self._sum_log_weights = extras.sum_log_weights
 
     @property
     def separation(self) -> None:
@@ -255,7 +278,7 @@ class LinearResults(Results):
         """The log-likelihood, with the residual variance at its maximum."""
         half = self.nobs / 2.0
         return (-half * np.log(self.ssr) - (1.0 + np.log(np.pi / half)) * half
-                + 0.5 * self._sum_log_weights)
+                + 0.5 * self._extras.sum_log_weights)
 
     def predict(self, data: Any) -> Any:
         """The predicted mean of every row of `data`, NaN where a value is missing.
@@ -296,12 +319,11 @@ def _as_rows_of(data: Any, values: np.ndarray) -> Any:
 class _ClassResults(Results):
     """What models of classes have."""
 
-    def __init__(self, model: Model, fit: Fit, extras: Any) -> None:
+    def __init__(self, model: Model, fit: Fit, extras: Extras) -> None:
         robust = extras.robust_covariance is not None
         covariance = extras.robust_covariance if robust else fit.covariance
-        super().__init__(model, fit, covariance, extras.cov_type, use_t=False)
+        super().__init__(model, fit, extras, covariance, use_t=False)
         self.llf = fit.log_likelihood
-        self._warn()
 
     @property
     def classes(self) -> list:
@@ -323,14 +345,15 @@ class _ClassResults(Results):
         """Whether the iterations converged."""
         return self._fit.converged
 
-    def _warn(self) -> None:
+    def warn(self) -> None:
+        """Warns where the estimates are not those of a maximum."""
         if self.separation:
             warnings.warn(f"The predictors separate the classes ({self.separation} separation): the likelihood "
                           "has no maximum at finite estimates. The last estimates are given; their standard "
-                          "errors mean nothing.", SeparationWarning, stacklevel=4)
+                          "errors mean nothing.", SeparationWarning, stacklevel=5)
         elif not self.converged:
             warnings.warn(f"The estimates did not converge in {self.iterations} iterations: the last ones are "
-                          "given.", ConvergenceWarning, stacklevel=4)
+                          "given.", ConvergenceWarning, stacklevel=5)
 
     @cached_property
     def llnull(self) -> float:
@@ -436,3 +459,35 @@ class MNLogitResults(_ClassResults):
         probabilities = self._probabilities(data)
         index = index_of(data)
         return probabilities if index is None else frame(probabilities, index, range(probabilities.shape[1]))
+
+
+KINDS = {"ols": LinearResults, "logit": LogitResults, "mnlogit": MNLogitResults}
+
+
+def load(path: str | os.PathLike) -> Results:
+    """Reads a model that `save` has written.
+
+    Parameters
+    ----------
+    path : str or path
+        The file.
+
+    Returns
+    -------
+    LinearResults, LogitResults or MNLogitResults
+        With the numbers of the model that was saved, and its predictions, to the last bit. Functions
+        that its formula calls are numpy's, as ``np`` or ``numpy``.
+    """
+    with open(path, "rb") as file:
+        return _unpacked(file.read(), str(path))
+
+
+def _unpickled(packed: bytes) -> Results:
+    return _unpacked(packed, "The pickle")
+
+
+def _unpacked(packed: bytes, name: str) -> Results:
+    described, fitted = unpack(packed, name)
+    model = Model.from_dict(described["model"], {"np": np, "numpy": np})
+    fit = Fit(model.formula.design, model.layout, restore(fitted))
+    return KINDS[model.kind](model, fit, Extras.from_dict(described["extras"]))

@@ -22,6 +22,7 @@ from sklearn.utils.validation import _check_sample_weight, check_is_fitted
 from ._data import Column, Records
 from ._design import Design, Part, Term, Variable
 from ._fit import Fit, Layout, Options, fit
+from ._library import FIRST_OBSERVED
 from .errors import ConvergenceWarning, DataError, QvregError, SeparationWarning
 
 try:  # from scikit-learn 1.6 on a function
@@ -177,7 +178,7 @@ class LogisticRegression(ClassifierMixin, BaseEstimator):
         self.classes_, codes = np.unique(y, return_inverse=True)
         if len(self.classes_) < 2:
             raise DataError(f"y has one class only ({self.classes_[0]!r}): two are needed.")
-        options = Options(n_categories=len(self.classes_), reference=-2, threads=_threads(self.n_jobs),
+        options = Options(n_categories=len(self.classes_), reference=FIRST_OBSERVED, threads=_threads(self.n_jobs),
                           max_iterations=self.max_iter, tolerance=self.tol)
         made = _fit_arrays(X, Column("y", codes), _weights(sample_weight, X), self.fit_intercept, options)
         self._keep(made)

@@ -1,0 +1,201 @@
+"""The expressions of a formula: evaluated by patsy, with what the data have taught of them."""
+
+from __future__ import annotations
+
+import difflib
+from collections.abc import Sequence
+from typing import Any
+
+import numpy as np
+
+from ._data import Column, codes, declared_levels, distinct_values, is_nullable_number, numbers, sorted_levels
+from ._design import Variable
+from ._tables import Table, Tables, listed
+from .errors import DataError, FormulaError
+
+
+def patsy_module() -> Any:
+    try:
+        import patsy
+    except ImportError as error:
+        raise ImportError("Formulas need patsy: install it (pip install patsy), or use the estimators of "
+                          "qvreg.sklearn, which take arrays.") from error
+    return patsy
+
+
+class Expression:
+    """One factor of a formula in patsy's sense: an expression that gives a column, or several.
+
+    Attributes
+    ----------
+    name : str
+        What the formula says.
+    variables : list of Variable
+        What the expression is, once that is learned.
+    is_stateful : bool
+        Whether it remembers something of the data it was learned from, as `center` does.
+    """
+
+    def __init__(self, factor: Any, environment: Any) -> None:
+        self.name = factor.name()
+        self.variables: list[Variable] = []
+        self._factor = factor
+        self._state: dict = {}
+        self._passes = factor.memorize_passes_needed(self._state, environment)
+
+    @property
+    def is_stateful(self) -> bool:
+        return self._passes > 0
+
+    def memorize(self, tables: Tables) -> None:
+        """Shows the data to stateful functions."""
+        for number in range(self._passes):
+            for table in tables:
+                with _sentences(self.name, table):
+                    self._factor.memorize_chunk(self._state, number, table)
+            self._factor.memorize_finish(self._state, number)
+
+    def values(self, table: Table) -> Any:
+        """What the expression is for the rows of `table`; what C() adds stays about it."""
+        with _sentences(self.name, table):
+            return self._factor.eval(self._state, table)
+
+    def columns(self, table: Table) -> list[Column]:
+        """Its variables for the rows of `table`."""
+        name, values = f"the term {self.name!r}", self.values(table)
+        first = self.variables[0]
+        if first.is_factor:
+            return [codes(name, unboxed(values), first.levels, first.code_of_level)]
+        if len(self.variables) == 1:
+            return [numbers(name, values)]
+        array = np.asarray(values)
+        return [numbers(f"the term {variable.name!r}", array[:, variable.column]) for variable in self.variables]
+
+
+class _sentences:
+    """Turns what patsy raises about an expression into a sentence of ours."""
+
+    def __init__(self, name: str, table: Table) -> None:
+        self._name, self._table = name, table
+
+    def __enter__(self) -> None:
+        return None
+
+    def __exit__(self, kind: Any, raised: Any, _trace: Any) -> None:
+        if raised is None or not isinstance(raised, Exception):
+            return
+        cause = raised.__cause__ or raised
+        if isinstance(cause, DataError):
+            raise cause
+        if isinstance(cause, NameError):
+            missing = str(cause).split("'")[1] if "'" in str(cause) else str(cause)
+            raise FormulaError(f"There is no column {missing!r}{self._nearest(missing)}.") from cause
+        reason = str(raised).splitlines()[0]
+        raise FormulaError(f"The term {self._name!r} cannot be evaluated: {reason}") from cause
+
+    def _nearest(self, missing: str) -> str:
+        names = [name for name in self._table.names if isinstance(name, str)]
+        near = difflib.get_close_matches(missing, names, n=1)
+        if near:
+            return f"; the nearest name is {near[0]!r}"
+        others = [name for name in self._table.names if not isinstance(name, str)]
+        rule = f". Names of columns are to be text: {others[0]!r} is not" if others else ""
+        return f" among {listed(self._table.names)}{rule}"
+
+
+class Learning:
+    """What the tables say of an expression: whether it is a number or a factor, and of which levels."""
+
+    def __init__(self, name: str, base: Any = None) -> None:
+        self._name, self._base = name, base
+        self._is_factor: bool | None = None
+        self._columns: list[str] = []
+        self._levels = Levels()
+        self._contrast: Any = None
+
+    def see(self, values: Any) -> None:
+        """Takes the values of a table."""
+        is_factor = is_categorical(values)
+        if self._is_factor not in (None, is_factor):
+            raise DataError(f"The term {self._name!r} is a number in some chunks and a category in others. Read its "
+                            "column with one type.")
+        self._is_factor = is_factor
+        if is_factor:
+            self._contrast = getattr(values, "contrast", None)
+            self._levels.see(unboxed(values), getattr(values, "levels", None))
+        else:
+            self._columns = _column_names(self._name, values)
+
+    def variables(self) -> list[Variable]:
+        """What was learned."""
+        if not self._is_factor:
+            return [Variable(name, column=column) for column, name in enumerate(self._columns)]
+        levels = self._levels.all()
+        if not levels:
+            raise DataError(f"The term {self._name!r} has no value that is not missing.")
+        base = self._base
+        position = (_base_level(self._name, self._contrast, levels) if base is None
+                    else _level(self._name, base, levels))
+        return [Variable(self._name, levels, position)]
+
+
+class Levels:
+    """The levels of a factor, or the classes of a response, over all tables."""
+
+    def __init__(self) -> None:
+        self._levels: dict = {}
+        self._are_declared = True
+
+    def see(self, values: Any, declared: Sequence | None = None) -> None:
+        """Takes the values of a table, and the levels that are `declared` for them, if any."""
+        declared = declared if declared is not None else declared_levels(values)
+        self._are_declared = self._are_declared and declared is not None
+        self._levels.update(dict.fromkeys(distinct_values(values) if declared is None else declared))
+
+    def all(self) -> tuple:
+        """The levels: in the order declared, or sorted."""
+        return tuple(self._levels) if self._are_declared else sorted_levels(list(self._levels))
+
+
+def unboxed(values: Any) -> Any:
+    """The values without what C() adds."""
+    inner = values.data if hasattr(values, "contrast") else values
+    return inner if hasattr(inner, "dtype") else np.asarray(inner)
+
+
+def is_categorical(values: Any) -> bool:
+    """Whether patsy takes `values` for a factor; pandas' nullable numbers are numbers here."""
+    return not is_nullable_number(values) and patsy_module().categorical.guess_categorical(values)
+
+
+def _base_level(name: str, contrast: Any, levels: tuple) -> int:
+    if contrast is None:
+        return 0
+    treatment = patsy_module().Treatment
+    reference = None
+    if contrast is not treatment:
+        if not isinstance(contrast, treatment):
+            kind = getattr(contrast, "__name__", type(contrast).__name__)
+            raise FormulaError(f"{name} asks for {kind} contrasts: only treatment coding is offered. Write "
+                               "C(…) or C(…, Treatment(\"level\")).")
+        reference = contrast.reference
+    return 0 if reference is None else _level(name, reference, levels)
+
+
+def _level(name: str, reference: Any, levels: tuple) -> int:
+    """The position of the level `reference`, which may be given by its position too."""
+    if reference in levels:
+        return levels.index(reference)
+    if isinstance(reference, (int, np.integer)) and -len(levels) <= reference < len(levels):
+        return int(reference) % len(levels)
+    raise FormulaError(f"{name} has no level {reference!r} to be the base. The levels are "
+                       f"{listed(levels)}.")
+
+
+def _column_names(name: str, values: Any) -> list[str]:
+    shape = np.shape(values)
+    if len(shape) == 2 and shape[1] > 1:
+        return [f"{name}[{column}]" for column in range(shape[1])]
+    if len(shape) > 2:
+        raise FormulaError(f"The term {name!r} has {len(shape)} dimensions: one or two are possible.")
+    return [name]

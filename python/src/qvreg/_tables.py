@@ -1,0 +1,89 @@
+"""Tables with named columns, whole or read in chunks."""
+
+from __future__ import annotations
+
+from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
+from typing import Any
+
+import numpy as np
+
+from ._data import is_frame
+from .errors import DataError
+
+
+class Table(Mapping):
+    """Data by the names of columns, for patsy: a DataFrame, a dict of arrays or a structured array."""
+
+    def __init__(self, data: Any) -> None:
+        self._data = data
+        if isinstance(data, Mapping):
+            self.names = list(data)
+        elif is_frame(data):
+            self.names = list(data.columns)
+        elif getattr(getattr(data, "dtype", None), "names", None):
+            self.names = list(data.dtype.names)
+        else:
+            raise DataError(f"A formula needs data with named columns, not {_kind(data)}: a DataFrame, a dict "
+                            "of arrays or a structured array.")
+
+    def __getitem__(self, name: str) -> Any:
+        count = self.names.count(name)
+        if count == 0:
+            raise KeyError(name)
+        if count > 1:
+            raise DataError(f"The data have {count} columns named {name!r}. Rename all but one.")
+        values = self._data[name]
+        return values if hasattr(values, "dtype") else np.asarray(values)
+
+    @property
+    def n_rows(self) -> int:
+        """How many rows there are."""
+        if isinstance(self._data, Mapping):
+            return len(next(iter(self._data.values()), ()))
+        return len(self._data)
+
+    def __iter__(self) -> Iterator:
+        return iter(self.names)
+
+    def __len__(self) -> int:
+        return len(self.names)
+
+
+def listed(names: Sequence) -> str:
+    return ", ".join(map(repr, names[:8])) + (", …" if len(names) > 8 else "")
+
+
+def _kind(data: Any) -> str:
+    shape = getattr(data, "shape", None)
+    return f"{type(data).__name__} of shape {shape}" if shape is not None else type(data).__name__
+
+
+class Tables:
+    """The tables that data come as, once more for every pass."""
+
+    def __init__(self, make: Callable[[], Iterable[Any]], is_whole: bool) -> None:
+        self._make = make
+        self.is_whole = is_whole
+
+    @classmethod
+    def whole(cls, data: Any) -> Tables:
+        """One table that is all of the data."""
+        table = Table(data)
+        return cls(lambda: [table], is_whole=True)
+
+    @classmethod
+    def chunks(cls, read: Any) -> Tables:
+        """Tables that `read` gives one by one: a function of an iterable, or one that repeats."""
+        if callable(read):
+            return cls(read, is_whole=False)
+        if not isinstance(read, Iterable):
+            raise DataError(f"Chunks are needed as a function that returns them, or as a list of them, not "
+                            f"{_kind(read)}.")
+        if isinstance(read, Iterator):
+            raise DataError("The chunks can be read once only, and a fit reads them several times. Give a function "
+                            "that starts again, as in fit_chunks(lambda: reader(), …).")
+        return cls(lambda: read, is_whole=False)
+
+    def __iter__(self) -> Iterator[Table]:
+        for data in self._make():
+            yield data if isinstance(data, Table) else Table(data)

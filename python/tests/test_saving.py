@@ -1,0 +1,80 @@
+"""Models that are saved or pickled have the same numbers, to the last bit."""
+
+import pickle
+
+import numpy as np
+import pandas as pd
+import pytest
+import qvreg
+from patsy import Treatment  # noqa: F401 (formulas use it)
+
+FITS = {
+    "linear": (qvreg.ols, "y ~ a*x + np.log(positive)", {}),
+    "weights": (qvreg.ols, "y ~ C(k) - 1", {"weights": "w", "freq_weights": "count"}),
+    "robust": (qvreg.ols, "y ~ flag*c", {"vcov": "hc1"}),
+    "treatment": (qvreg.logit, "event ~ C(a, Treatment('q')) + x", {}),
+    "classes": (qvreg.mnlogit, "kind ~ a + x", {"reference": "mid", "vcov": "hc0"}),
+}
+
+
+@pytest.fixture(params=FITS)
+def results(request, table):
+    function, formula, options = FITS[request.param]
+    return function(formula, table, **options)
+
+
+def assert_same(again, results, table):
+    assert type(again) is type(results)
+    for name in ("params", "bse", "pvalues"):
+        assert (getattr(again, name).to_numpy() == getattr(results, name).to_numpy()).all()
+    assert (again.predict(table).to_numpy() == results.predict(table).to_numpy()).all()
+    assert str(again.summary()) == str(results.summary())
+    assert again.redundant == results.redundant
+
+
+def test_saved_models(results, table, tmp_path):
+    path = tmp_path / "model.qvreg"
+    results.save(path)
+    assert_same(qvreg.load(path), results, table)
+    assert [file.name for file in tmp_path.iterdir()] == ["model.qvreg"]
+
+
+def test_pickles(results, table):
+    assert_same(pickle.loads(pickle.dumps(results)), results, table)
+
+
+def test_a_model_of_new_rows_needs_no_other_levels(table):
+    results = qvreg.ols("y ~ C(a, Treatment('q')) + c", table)
+    some = table[(table.a == "p") & (table.c == "low")].astype({"c": str})
+    assert (results.predict(some) == results.predict(table)[some.index]).all()
+    holes = some.iloc[:2].assign(a=None)
+    assert np.isnan(results.predict(holes)).all()
+
+
+def test_stateful_functions_cannot_be_saved(table, tmp_path):
+    results = qvreg.ols("y ~ center(x)", table)
+    with pytest.raises(qvreg.QvregError) as raised:
+        results.save(tmp_path / "model")
+    assert str(raised.value) == ("The term 'center(x)' remembers something of the data, which cannot be saved or "
+                                 "pickled. Make a column of it before the fit.")
+    assert list(tmp_path.iterdir()) == []
+
+
+def test_levels_that_cannot_be_saved(table, tmp_path):
+    dates = table.assign(day=pd.Categorical(pd.to_datetime("2026-01-01") + pd.to_timedelta(table.k, "D")))
+    with pytest.raises(qvreg.QvregError) as raised:
+        qvreg.ols("y ~ day", dates).save(tmp_path / "model")
+    assert str(raised.value).startswith("The level Timestamp('2026-01-02 00:00:00') is a Timestamp: only models")
+
+
+def test_files_that_are_no_models(table, tmp_path):
+    path = tmp_path / "model"
+    path.write_text("y ~ x")
+    with pytest.raises(qvreg.DataError, match=r"model is no saved model of qvreg: File is not a zip file\."):
+        qvreg.load(path)
+    qvreg.ols("y ~ x", table).save(path)
+    whole = bytearray(path.read_bytes())
+    whole[len(whole) // 2] ^= 0xFF
+    path.write_bytes(whole)
+    with pytest.raises(qvreg.QvregError):
+        qvreg.load(path)
