@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import subprocess
 import sys
 from pathlib import Path
 from typing import Any
@@ -10,36 +11,39 @@ from typing import Any
 from hatchling.builders.hooks.plugin.interface import BuildHookInterface
 
 _ROOT = Path(__file__).resolve().parent
-# The library's file in the package, and the wheel's platform, by the name of the file that is given.
-_PLATFORMS = {".dll": ("qvreg.dll", "win_amd64"), ".so": ("libqvreg.so", "linux_x86_64")}
+_WITHOUT = [f"-DQVREG_BUILD_{part}=OFF" for part in ("TESTS", "HOST", "BENCH", "EXAMPLES")]
 
 
 class LibraryHook(BuildHookInterface):
-    """Takes the library that the environment variable ``QVREG_LIBRARY`` names."""
+    """Takes the library that the environment variable ``QVREG_LIBRARY`` names, or builds it."""
 
     PLUGIN_NAME = "custom"
 
     def initialize(self, version: str, build_data: dict[str, Any]) -> None:
+        if version == "editable":
+            return
         library = self._library()
-        name, platform = _PLATFORMS[library.suffix]
+        is_windows = library.suffix == ".dll"
+        name, platform = ("qvreg.dll", "win_amd64") if is_windows else ("libqvreg.so", "linux_x86_64")
         build_data["pure_python"] = False
         build_data["tag"] = f"py3-none-{platform}"
         build_data["force_include"][str(library)] = f"qvreg/lib/{name}"
 
     def _library(self) -> Path:
         named = os.environ.get("QVREG_LIBRARY")
-        if not named:
-            sys.exit("The wheel needs the shared library: let the environment variable QVREG_LIBRARY name it "
-                     "(./dev python does), as build/release/lib/libqvreg.so.")
-        library = Path(named).resolve()
+        library = Path(named).resolve() if named else self._build()
         if not library.is_file():
-            sys.exit(f"QVREG_LIBRARY names {named}, which is no file.")
-        # A library that was built with a version in its name.
-        return library if library.suffix in _PLATFORMS else self._without_version(library)
+            sys.exit(f"There is no library {library}: let QVREG_LIBRARY name it, as build/release/lib/libqvreg.so, "
+                     "or leave the variable away to have it built with CMake.")
+        return library
 
     @staticmethod
-    def _without_version(library: Path) -> Path:
-        plain = library.with_name(library.name.split(".so")[0] + ".so")
-        if not plain.is_file():
-            sys.exit(f"{library} is neither a .so nor a .dll.")
-        return plain
+    def _build() -> Path:
+        """Builds the library from the sources beside this package, or those that came with it."""
+        shipped = _ROOT / "library"
+        source = shipped if shipped.is_dir() else _ROOT.parent
+        folder = _ROOT / "build"
+        subprocess.run(["cmake", "-S", str(source), "-B", str(folder), "-DCMAKE_BUILD_TYPE=Release",
+                        "-DBUILD_SHARED_LIBS=ON", *_WITHOUT], check=True)
+        subprocess.run(["cmake", "--build", str(folder), "--target", "qvreg", "--parallel"], check=True)
+        return (folder / "lib" / "libqvreg.so").resolve()

@@ -84,6 +84,6 @@ def test_a_factor_of_500_levels_on_a_million_rows(kind):
     if kind == "text":
         data["g"] = data.g.astype(str)
     with Growth() as growth:
-        results = qvreg.ols("y ~ g*x", data)
-    assert len(results.params) == 1000
+        results = qvreg.ols("y ~ g + x", data)
+    assert len(results.params) == 501
     assert growth.bytes < 100 * MEGABYTE
