@@ -1,6 +1,5 @@
 """Tables that tests share."""
 
-import os
 from pathlib import Path
 
 import numpy as np

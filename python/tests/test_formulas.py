@@ -1,7 +1,6 @@
 """Formulas give the parameters that statsmodels gives, by name and in its order."""
 
 import numpy as np
-import pandas as pd
 import pytest
 import qvreg
 import statsmodels.formula.api as smf

@@ -8,7 +8,7 @@ from typing import Any
 
 import numpy as np
 
-from ._data import Column, codes, declared_levels, distinct_values, is_nullable_number, numbers, sorted_levels
+from ._columns import Column, codes, declared_levels, distinct_values, is_nullable_number, numbers, sorted_levels
 from ._design import Variable
 from ._tables import Table, Tables, listed
 from .errors import DataError, FormulaError

@@ -12,8 +12,9 @@ from typing import Any
 import numpy as np
 
 from . import _library as lib
-from ._data import ChunkedRecords, Records, refused_values
+from ._columns import refused_values
 from ._design import Design, ParameterTable
+from ._records import ChunkedRecords, Records
 from ._running import Call
 from .errors import DataError
 

@@ -2,10 +2,10 @@
 
 from __future__ import annotations
 
-from collections.abc import Callable, Iterator, Mapping, Sequence
+from collections.abc import Callable, Iterator, Mapping
 from typing import Any
 
-from ._data import Column
+from ._columns import Column
 from ._design import Design, Part, Term, Variable
 from ._expressions import Expression, Learning, patsy_module
 from ._tables import Table, Tables

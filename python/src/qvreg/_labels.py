@@ -7,7 +7,7 @@ from typing import Any
 
 import numpy as np
 
-from ._data import pd
+from ._columns import pd
 
 
 def series(values: np.ndarray, names: Sequence[Any]) -> Any:

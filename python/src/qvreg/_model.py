@@ -8,11 +8,12 @@ from typing import Any
 
 import numpy as np
 
-from ._data import ChunkedRecords, Column, Records, codes, numbers, start
+from ._columns import Column, codes, numbers, start
 from ._design import Variable
 from ._expressions import patsy_module, unboxed
 from ._fit import Layout
 from ._formula import Formula
+from ._records import ChunkedRecords, Records
 from ._saving import plain_levels
 from ._tables import Table, Tables
 from .errors import DataError

@@ -6,7 +6,6 @@ from collections.abc import Mapping
 from dataclasses import dataclass
 from typing import Any
 
-from ._data import ChunkedRecords, Records
 from ._expressions import Levels, patsy_module, unboxed
 from ._fit import Fit, Options, fit
 from ._formula import Formula
@@ -14,6 +13,7 @@ from ._library import FIRST_OBSERVED
 from ._model import Extras, Model, Weights
 from ._progress import reporter
 from ._record_sums import UsedRecords, robust_covariance
+from ._records import ChunkedRecords, Records
 from ._tables import Tables, listed
 from .errors import DataError, QvregError
 from .results import KINDS, LinearResults, LogitResults, MNLogitResults

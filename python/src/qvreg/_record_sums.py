@@ -7,8 +7,8 @@ from functools import reduce
 
 import numpy as np
 
-from ._data import ChunkedRecords, Records
 from ._fit import Fit
+from ._records import ChunkedRecords, Records
 
 
 class UsedRecords:

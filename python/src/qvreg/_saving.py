@@ -11,7 +11,6 @@ import json
 import os
 import zipfile
 from pathlib import Path
-from typing import Any
 
 import numpy as np
 

@@ -7,7 +7,7 @@ from typing import Any
 
 import numpy as np
 
-from ._data import is_frame
+from ._columns import is_frame
 from .errors import DataError
 
 

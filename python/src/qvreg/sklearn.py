@@ -19,10 +19,11 @@ from sklearn.base import BaseEstimator, ClassifierMixin, RegressorMixin
 from sklearn.utils.multiclass import check_classification_targets
 from sklearn.utils.validation import _check_sample_weight, check_is_fitted
 
-from ._data import Column, Records
+from ._columns import Column
 from ._design import Design, Part, Term, Variable
 from ._fit import Fit, Layout, Options, fit
 from ._library import FIRST_OBSERVED
+from ._records import Records
 from .errors import ConvergenceWarning, DataError, QvregError, SeparationWarning
 
 try:  # from scikit-learn 1.6 on a function

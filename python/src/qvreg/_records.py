@@ -1,0 +1,139 @@
+"""Records of a run: columns in memory, or made chunk by chunk."""
+
+from __future__ import annotations
+
+import ctypes
+from collections.abc import Callable, Iterator, Sequence
+from ctypes import c_size_t
+from typing import Any
+
+from . import _library as lib
+from ._columns import Column, start
+from .errors import DataError
+
+# Rows that are looked at together: few enough for the cache, many enough for numpy.
+BLOCK_ROWS = 1 << 16
+
+
+def blocks(n_rows: int, size: int = BLOCK_ROWS) -> Iterator[slice]:
+    """Consecutive slices over `n_rows` rows."""
+    return (slice(begin, min(begin + size, n_rows)) for begin in range(0, n_rows, size))
+
+
+class Records:
+    """Columns of equal length, one per variable of a run.
+
+    Attributes
+    ----------
+    columns : list of Column
+        The values.
+    n_rows : int
+        How many records there are.
+    """
+
+    def __init__(self, columns: Sequence[Column], n_rows: int | None = None) -> None:
+        self.columns = list(columns)
+        self.n_rows = len(self.columns[0]) if n_rows is None else n_rows
+        for column in self.columns:
+            if len(column) != self.n_rows:
+                raise DataError(f"{start(self.columns[0].name)} has {self.n_rows} values, {column.name} has "
+                                f"{len(column)}: all need as many.")
+
+    @property
+    def names(self) -> list[str]:
+        return [column.name for column in self.columns]
+
+    def described(self) -> ctypes.Array:
+        """The columns for the library, which reads the arrays in place."""
+        return (lib.TypedColumn * len(self.columns))(*[column.described() for column in self.columns])
+
+    def blocks(self) -> Iterator[Records]:
+        """Consecutive records, `BLOCK_ROWS` of them at a time."""
+        return (Records([column.rows(rows) for column in self.columns])
+                for rows in blocks(self.n_rows))
+
+    def source(self, _call: Any) -> lib.Handle:
+        """The records as a source of the library."""
+        if self.n_rows == 0:
+            raise DataError("The data have no rows.")
+        described = self.described()
+        return lib.make("source", "source_create_typed_columns", described, c_size_t(len(described)),
+                        c_size_t(self.n_rows), keeps=(self.columns, described))
+
+    def refuse_missing(self) -> None:
+        """An exception for the first column with a missing value."""
+        for column in self.columns:
+            if column.has_missing():
+                raise DataError(f"{start(column.name)} has missing values, and missing='raise' was asked for. Fill "
+                                "them in, or leave their rows out with missing='drop'.")
+
+
+class ChunkedRecords:
+    """Records that are made chunk by chunk, in every pass again.
+
+    Parameters
+    ----------
+    make : callable
+        Starts a pass: gives the records of every chunk.
+    names : list of str
+        What messages call the columns.
+    """
+
+    def __init__(self, make: Callable[[], Iterator[Records]], names: list[str]) -> None:
+        self._make = make
+        self.names = names
+
+    def blocks(self) -> Iterator[Records]:
+        """The records of all chunks, not more than `BLOCK_ROWS` at a time."""
+        for chunk in self._make():
+            yield from chunk.blocks()
+
+    def refuse_missing(self) -> None:
+        """As that of `Records`."""
+        for chunk in self._make():
+            chunk.refuse_missing()
+
+    def source(self, call: Any) -> lib.Handle:
+        """The records as a source of the library, which reads them on the thread that waits for `call`."""
+        reading = _Reading(self._make)
+        read, restart = call.back(reading.read), call.back(reading.restart)
+
+        def next_block(_user: Any, block: Any) -> int:
+            chunk = read()
+            if not chunk:
+                return lib.NEXT_END if chunk == () else _FAILED
+            block.contents.columns, block.contents.n_records = chunk
+            return lib.NEXT_RECORD
+
+        def rewind(_user: Any) -> int:
+            return 0 if restart() else _FAILED
+
+        callbacks = lib.BlockCallbacks(n_columns=len(self.names), next=lib.NextCallback(next_block),
+                                       rewind=lib.RewindCallback(rewind))
+        return lib.make("source", "source_create_blocks", ctypes.byref(callbacks), keeps=callbacks)
+
+
+# What a callback of ours returns where its exception, or an interrupt, has ended the call.
+_FAILED = -1
+
+
+class _Reading:
+    """The chunk of a pass that the library reads, and what comes after it."""
+
+    def __init__(self, make: Callable[[], Iterator[Records]]) -> None:
+        self._make = make
+        self._chunks = iter(())
+        self._held: Any = None
+
+    def restart(self) -> bool:
+        self._chunks = iter(self._make())
+        return True
+
+    def read(self) -> tuple:
+        """The next chunk's columns and number of records; nothing at the end."""
+        chunk = next(self._chunks, None)
+        if chunk is None:
+            return ()
+        described = chunk.described()
+        self._held = (chunk, described)
+        return ctypes.cast(described, ctypes.POINTER(lib.TypedColumn)), chunk.n_rows
