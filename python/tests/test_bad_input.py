@@ -40,7 +40,8 @@ def test_duplicate_names_that_are_not_used(small):
 def test_names_that_are_no_strings(small):
     numbered = small.set_axis([0, 1, 2], axis=1)
     assert sentence(qvreg.ols, "y ~ x", numbered) == (
-        "There is no column 'y' among 0, 1, 2. Names of columns are to be text: 0 is not.")
+        "There is no column 'y', and nothing else of that name; the columns are 0, 1, 2. Names of columns are to be "
+        "text: 0 is not.")
     beside = small.assign(**{"w": 1.0}).rename(columns={"w": 7})
     assert qvreg.ols("y ~ x", beside).nobs == 4
 
@@ -145,3 +146,25 @@ def test_choices(small):
 def test_no_columns(small):
     assert sentence(qvreg.ols, "y ~ 0", small) == (
         "The formula has no term to the right of its '~', not even an intercept.")
+
+
+def test_formulas_are_text(small):
+    assert sentence(qvreg.ols, small.y, small) == "A formula is text, as 'y ~ x', not Series."
+
+
+def test_a_name_that_is_not_known(small):
+    assert sentence(qvreg.ols, "y ~ log(x)", small) == (
+        "There is no column 'log', and nothing else of that name; the columns are 'y', 'x', 'g'.")
+    assert sentence(qvreg.ols("y ~ x + g", small).predict, small[["x"]]) == (
+        "There is no column 'g', and nothing else of that name; the columns are 'x'.")
+
+
+def test_as_many_rows_as_parameters(small):
+    results = qvreg.ols("y ~ x", small.iloc[:2])
+    assert results.df_resid == 0 and np.isnan(results.bse).all() and np.isnan(results.rsquared_adj)
+    assert "nan" in str(results.summary())
+
+
+def test_a_dependent_that_is_fitted_exactly(small):
+    results = qvreg.ols("z ~ x", small.assign(z=2 * small.x))
+    assert results.rsquared == 1.0 and results.fvalue == np.inf and results.llf == np.inf

@@ -77,6 +77,8 @@ def test_what_cannot_be_read_again(table):
         "in fit_chunks(lambda: reader(), …).")
     assert sentence(5, "y ~ x") == (
         "Chunks are needed as a function that returns them, or as a list of them, not int.")
+    assert sentence(table, "y ~ x") == (
+        "A whole table is no list of chunks: give it to ols, logit or mnlogit, or in a list.")
     assert sentence([], "y ~ x") == "There are no chunks, and so no rows."
 
 
@@ -104,3 +106,7 @@ def test_infinite_values_in_a_chunk(table):
 
 def test_weights_of_chunks_are_columns(table):
     assert sentence([table], "y ~ x", weights=table.w) == "weights of chunks is the name of one of their columns."
+
+
+def test_options_that_are_not_known(table):
+    assert sentence([table], "y ~ x", colour=1).startswith("There is no option 'colour'. Choose among weights, ")

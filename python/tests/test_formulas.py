@@ -1,6 +1,7 @@
 """Formulas give the parameters that statsmodels gives, by name and in its order."""
 
 import numpy as np
+import pandas as pd
 import pytest
 import qvreg
 import statsmodels.formula.api as smf
@@ -118,7 +119,7 @@ def test_numbers_need_no_pandas_around_them(table):
 
 
 @pytest.mark.parametrize("formula, sentence", [
-    ("y ~ xx", "There is no column 'xx'; the nearest name is 'x'."),
+    ("y ~ xx", "There is no column 'xx', and nothing else of that name; the nearest column is 'x'."),
     ("y ~ C(a, Sum)", "C(a, Sum) asks for Sum contrasts: only treatment coding is offered. Write C(…) or "
                       "C(…, Treatment(\"level\"))."),
     ("y ~ C(a, Treatment('s'))", "C(a, Treatment('s')) has no level 's' to be the base. The levels are "
@@ -141,3 +142,17 @@ def test_base_names_a_factor(table):
     with pytest.raises(qvreg.FormulaError) as raised:
         qvreg.ols("y ~ a + x", table, base={"x": 1})
     assert str(raised.value) == "base= names 'x', which is no factor of the formula. Its factors are: a."
+
+
+def test_days_are_levels(table):
+    days = table.assign(day=pd.to_datetime("2026-01-01") + pd.to_timedelta(table.k, "D"))
+    got = qvreg.ols("y ~ day", days)
+    assert_near(got.params, smf.ols("y ~ C(k)", table).fit().params)
+    assert_near(got.predict(days), qvreg.ols("y ~ C(k)", table).predict(table))
+
+
+def test_names_of_the_caller(table):
+    def square(values):
+        return values ** 2
+
+    assert_near(qvreg.ols("y ~ square(x)", table).params, smf.ols("y ~ I(x**2)", table).fit().params)

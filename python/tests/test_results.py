@@ -224,3 +224,11 @@ def test_predictions_of_a_constant(table):
     got = qvreg.ols("y ~ 1", table).predict(table.iloc[:5])
     assert_near(got, np.full(5, table.y.mean()))
     assert list(got.index) == [0, 1, 2, 3, 4]
+
+
+def test_declared_classes_without_rows_are_no_classes(table):
+    declared = table[table.kind != "low"].assign(kind=pd.Categorical(table.kind, ["mid", "low", "high"])[table.kind != "low"])
+    results = qvreg.logit("kind ~ x", declared)
+    assert results.classes == ["mid", "high"] and results.reference == "mid"
+    expected = smf.logit("high ~ x", declared.assign(high=(declared.kind == "high").astype(int)))
+    assert_near(results.params, exact(expected).params)

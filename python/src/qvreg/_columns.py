@@ -152,7 +152,14 @@ def declared_levels(values: Any) -> tuple | None:
 
 def distinct_values(values: Any) -> list:
     """The values that occur, but for missing ones."""
+    dtype = getattr(values, "dtype", None)
+    if pd is not None and isinstance(dtype, pd.CategoricalDtype):
+        numbered = np.unique(_category_codes(values))
+        return [dtype.categories[number] for number in numbered if number >= 0]
     array = np.asarray(values)
+    if array.dtype.kind in "mM":
+        distinct = np.unique(array)
+        return list(distinct[~np.isnat(distinct)])
     if array.dtype.kind != "O":
         distinct = np.unique(array)
         return (distinct[~np.isnan(distinct)] if distinct.dtype.kind == "f" else distinct).tolist()
@@ -180,7 +187,7 @@ def codes(name: str, values: Any, levels: tuple, code_of_level: np.ndarray) -> C
     """
     dtype = getattr(values, "dtype", None)
     if pd is not None and isinstance(dtype, pd.CategoricalDtype):
-        numbered = np.asarray(values.cat.codes if hasattr(values, "cat") else values.codes)
+        numbered = _category_codes(values)
         distinct = dtype.categories
         used = None if tuple(distinct) == levels else np.unique(numbered)
     else:
@@ -189,6 +196,10 @@ def codes(name: str, values: Any, levels: tuple, code_of_level: np.ndarray) -> C
     places = _places(name, list(distinct), levels, used)
     known = places >= 0
     return Column(name, numbered, np.where(known, code_of_level[places], lib.MISSING_VALUE))
+
+
+def _category_codes(values: Any) -> np.ndarray:
+    return np.asarray(values.cat.codes if hasattr(values, "cat") else values.codes)
 
 
 def _factorize(array: np.ndarray) -> tuple[np.ndarray, Sequence]:

@@ -89,7 +89,8 @@ class _sentences:
             raise cause
         if isinstance(cause, NameError):
             missing = str(cause).split("'")[1] if "'" in str(cause) else str(cause)
-            raise FormulaError(f"There is no column {missing!r}{self._nearest(missing)}.") from cause
+            raise FormulaError(f"There is no column {missing!r}, and nothing else of that name"
+                               f"{self._nearest(missing)}.") from cause
         reason = str(raised).splitlines()[0]
         raise FormulaError(f"The term {self._name!r} cannot be evaluated: {reason}") from cause
 
@@ -97,10 +98,10 @@ class _sentences:
         names = [name for name in self._table.names if isinstance(name, str)]
         near = difflib.get_close_matches(missing, names, n=1)
         if near:
-            return f"; the nearest name is {near[0]!r}"
+            return f"; the nearest column is {near[0]!r}"
         others = [name for name in self._table.names if not isinstance(name, str)]
         rule = f". Names of columns are to be text: {others[0]!r} is not" if others else ""
-        return f" among {listed(self._table.names)}{rule}"
+        return f"; the columns are {listed(self._table.names)}{rule}"
 
 
 class Learning:
@@ -140,21 +141,32 @@ class Learning:
 
 
 class Levels:
-    """The levels of a factor, or the classes of a response, over all tables."""
+    """The levels of a factor, or the classes of a response, over all tables.
 
-    def __init__(self) -> None:
+    Parameters
+    ----------
+    must_occur : bool
+        Whether declared levels without a row are left out.
+    """
+
+    def __init__(self, must_occur: bool = False) -> None:
+        self._must_occur = must_occur
         self._levels: dict = {}
+        self._occurring: set = set()
         self._are_declared = True
 
     def see(self, values: Any, declared: Sequence | None = None) -> None:
         """Takes the values of a table, and the levels that are `declared` for them, if any."""
         declared = declared if declared is not None else declared_levels(values)
         self._are_declared = self._are_declared and declared is not None
-        self._levels.update(dict.fromkeys(distinct_values(values) if declared is None else declared))
+        distinct = distinct_values(values) if declared is None or self._must_occur else []
+        self._levels.update(dict.fromkeys(distinct if declared is None else declared))
+        self._occurring.update(distinct)
 
     def all(self) -> tuple:
         """The levels: in the order declared, or sorted."""
-        return tuple(self._levels) if self._are_declared else sorted_levels(list(self._levels))
+        levels = tuple(self._levels) if self._are_declared else sorted_levels(list(self._levels))
+        return tuple(level for level in levels if level in self._occurring) if self._must_occur else levels
 
 
 def unboxed(values: Any) -> Any:

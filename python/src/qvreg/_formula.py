@@ -34,6 +34,8 @@ class Formula:
 
     def __init__(self, text: str, environment: Any) -> None:
         patsy = patsy_module()
+        if not isinstance(text, str):
+            raise FormulaError(f"A formula is text, as 'y ~ x', not {type(text).__name__}.")
         try:
             described = patsy.ModelDesc.from_formula(text)
         except patsy.PatsyError as error:

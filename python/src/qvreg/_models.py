@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from collections.abc import Mapping
-from dataclasses import dataclass
+from dataclasses import dataclass, fields
 from typing import Any
 
 from ._expressions import Levels, patsy_module, unboxed
@@ -197,13 +197,17 @@ def fit_chunks(read: Any, formula: str, model: str = "ols", **options: Any) -> A
     x            1.10
     """
     _one_of("model", model, tuple(KINDS))
+    known = [field.name for field in fields(_Arguments)]
+    for name in options:
+        if name not in known:
+            raise QvregError(f"There is no option {name!r}. Choose among {', '.join(known)}.")
     environment = patsy_module().EvalEnvironment.capture(1)
     return _fit(model, formula, Tables.chunks(read), environment, _Arguments(**options))
 
 
 def _fit(kind: str, text: str, tables: Tables, environment: Any, arguments: _Arguments) -> Any:
     formula = Formula(text, environment)
-    levels = Levels()
+    levels = Levels(must_occur=True)
     is_linear = kind == "ols"
     formula.learn(tables, arguments.base or {}, lambda values: is_linear or levels.see(unboxed(values)))
     classes = None if is_linear else levels.all()

@@ -76,6 +76,8 @@ class Tables:
         """Tables that `read` gives one by one: a function of an iterable, or one that repeats."""
         if callable(read):
             return cls(read, is_whole=False)
+        if is_frame(read) or isinstance(read, Mapping):
+            raise DataError("A whole table is no list of chunks: give it to ols, logit or mnlogit, or in a list.")
         if not isinstance(read, Iterable):
             raise DataError(f"Chunks are needed as a function that returns them, or as a list of them, not "
                             f"{_kind(read)}.")

@@ -28,8 +28,11 @@ class Results:
 
     Attributes
     ----------
+    names
+        What the parameters are called.
     params, bse, tvalues, pvalues
-        Estimates, their standard errors, the estimates over these, and two-sided p values.
+        Estimates, their standard errors, the estimates over these, and two-sided p values. As all that
+        is here a Series or a DataFrame, they are arrays where pandas is not installed.
     nobs, df_model, df_resid
         How many observations were used (the sum of ``freq_weights``), how many parameters there are
         beside constants, and the observations less all parameters.
@@ -82,6 +85,11 @@ class Results:
 
     def _shaped(self, values: np.ndarray) -> Any:
         return series(values, self._fit.table.names)
+
+    @property
+    def names(self) -> list[str]:
+        """Names of the parameters of an equation, in their order."""
+        return list(self._fit.table.names)
 
     @property
     def params(self) -> Any:
@@ -249,7 +257,7 @@ class LinearResults(Results):
     def rsquared_adj(self) -> float:
         """R square adjusted for the number of parameters."""
         total = self.nobs - float(self._fit.design.spans_constant)
-        return 1.0 - total / self.df_resid * (1.0 - self.rsquared)
+        return 1.0 - _ratio(total, self.df_resid) * (1.0 - self.rsquared)
 
     @cached_property
     def fvalue(self) -> float:
@@ -258,8 +266,8 @@ class LinearResults(Results):
             return np.nan
         if self.cov_type != "nonrobust":
             return self._wald()
-        with np.errstate(divide="ignore", invalid="ignore"):
-            return float(np.float64(self.rsquared) / self.df_model / ((1.0 - self.rsquared) / self.df_resid))
+        unexplained = _ratio(1.0 - self.rsquared, self.df_resid)
+        return _ratio(self.rsquared / self.df_model, unexplained)
 
     def _wald(self) -> float:
         tested = [i for i, index in enumerate(self._fit.table.shown)
@@ -277,8 +285,8 @@ class LinearResults(Results):
     def llf(self) -> float:
         """The log-likelihood, with the residual variance at its maximum."""
         half = self.nobs / 2.0
-        return (-half * np.log(self.ssr) - (1.0 + np.log(np.pi / half)) * half
-                + 0.5 * self._extras.sum_log_weights)
+        log_ssr = np.log(self.ssr) if self.ssr > 0 else -np.inf
+        return -half * log_ssr - (1.0 + np.log(np.pi / half)) * half + 0.5 * self._extras.sum_log_weights
 
     def predict(self, data: Any) -> Any:
         """The predicted mean of every row of `data`, NaN where a value is missing.
@@ -309,6 +317,12 @@ class LinearResults(Results):
 
     def _summary(self, alpha: float) -> SummaryTable:
         return linear_summary(self, alpha)
+
+
+def _ratio(numerator: float, denominator: float) -> float:
+    """A quotient that is not a number, or infinite, where the denominator is 0."""
+    with np.errstate(divide="ignore", invalid="ignore"):
+        return float(np.float64(numerator) / np.float64(denominator))
 
 
 def _as_rows_of(data: Any, values: np.ndarray) -> Any:
