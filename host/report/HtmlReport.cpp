@@ -43,6 +43,11 @@ Part& PartOf(std::vector<Part>& parts, const std::string& name) {
   return parts.emplace_back(Part{name, {}, {}});
 }
 
+void InsertAfter(std::vector<Part>& parts, std::string_view name, Part added) {
+  const auto found = std::ranges::find(parts, name, &Part::name);
+  parts.insert(found == parts.end() ? found : found + 1, std::move(added));
+}
+
 std::vector<Part> PartsOf(const FitResult& fit, const ReportDocument& document) {
   std::vector<Part> parts;
   for (const ReportSection& section : document.sections) {
@@ -50,10 +55,15 @@ std::vector<Part> PartsOf(const FitResult& fit, const ReportDocument& document) 
   }
   PartOf(parts, "Parameters").plots = ForestPlots(fit);
   if (fit.logistic) PartOf(parts, "Classification").plots = ClassificationPlots(fit);
-  if (fit.margins && !fit.margins->empty())
+  if (fit.margins && !fit.margins->empty()) {
     PartOf(parts, "Marginal effects").plots = MarginPlots(fit);
-  if (fit.plots && fit.plots->linear) PartOf(parts, "Residuals").plots = LinearPlotsOf(fit);
-  if (fit.plots && fit.plots->logistic) PartOf(parts, "Predictions").plots = LogisticPlotsOf(fit);
+  }
+  if (fit.plots && fit.plots->linear) {
+    InsertAfter(parts, "Fit", {"Residuals", {}, LinearPlotsOf(fit)});
+  }
+  if (fit.plots && fit.plots->logistic) {
+    InsertAfter(parts, "Fit", {"Iterations and predictions", {}, LogisticPlotsOf(fit)});
+  }
   std::erase_if(parts,
                 [](const Part& part) { return part.sections.empty() && part.plots.empty(); });
   return parts;

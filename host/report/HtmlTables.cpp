@@ -51,8 +51,8 @@ std::string HtmlOmission(const ReportOmission& omission) {
 std::string HtmlTable(const ReportTable& table) {
   const std::size_t end = table.rows.size() - table.totals;
   std::string html = fmt::format(
-      "<div class=\"table\" role=\"region\" tabindex=\"0\" aria-label=\"{}\">\n"
-      "<table>\n<caption>{}</caption>\n",
+      "<div class=\"table\" role=\"region\" tabindex=\"0\" aria-label=\"Table: {}\">\n"
+      "<table>\n<caption><span>{}</span></caption>\n",
       HtmlEscaped(table.caption), HtmlText(table.caption));
   html += Headings(table) + "<tbody>\n";
   for (std::size_t i = 0; i < end; ++i) html += Row(table.rows[i]);

@@ -90,6 +90,7 @@ class RecordPlot {
                {{"field", "w"},
                 {"type", "quantitative"},
                 {"title", "Records"},
+                {"legend", {{"orient", "bottom"}, {"direction", "horizontal"}}},
                 {"scale", {{"type", "log"}, {"range", {0.2, 1.0}}}}}},
               {"tooltip", tooltip}}}};
   }

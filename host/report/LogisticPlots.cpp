@@ -185,7 +185,9 @@ ReportPlots ClassificationPlots(const FitResult& fit) {
     correct += logistic.classification[i][i];
   }
   if (!(total > 0.0)) return {};
-  const Json x = {{"field", "p"}, {"type", "nominal"}, {"sort", nullptr}, {"title", "Predicted"}};
+  Json x = {{"field", "p"}, {"type", "nominal"}, {"sort", nullptr}, {"title", "Predicted"}};
+  constexpr std::size_t kMostFlat = 3;
+  if (size <= kMostFlat) x["axis"] = {{"labelAngle", 0}};
   const Json y = {{"field", "o"}, {"type", "nominal"}, {"sort", nullptr}, {"title", "Observed"}};
   const Json tooltip = Json::array({{{"field", "o"}, {"title", "Observed"}},
                                     {{"field", "p"}, {"title", "Predicted"}},
@@ -212,7 +214,7 @@ ReportPlots ClassificationPlots(const FitResult& fit) {
   Json spec = Layered(std::move(layers));
   constexpr int kRow = 44;
   constexpr int kNarrowRow = 20;
-  spec["height"] = {{"step", size <= kMostTexts ? kRow : kNarrowRow}};
+  spec["height"] = (size <= kMostTexts ? kRow : kNarrowRow) * static_cast<int>(size);
   return {{"Observed and predicted levels",
            "A row is an observed level: the stronger the colour on the diagonal, the more of its "
            "records are predicted right.",

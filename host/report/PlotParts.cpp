@@ -95,7 +95,7 @@ Json IntervalPlot::Spec() const {
                        {{"mark", {{"type", "point"}, {"style", "estimate"}, {"clip", true}}},
                         {"encoding", {{"x", x}, {"y", y}, {"tooltip", tooltip}}}}});
   spec["layer"][1]["encoding"]["x"]["field"] = "low";
-  spec["height"] = {{"step", kRowHeight}};
+  spec["height"] = kRowHeight * static_cast<int>(rows.size());
   return spec;
 }
 

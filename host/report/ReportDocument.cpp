@@ -191,7 +191,7 @@ ReportDocument MakeReportDocument(const FitResult& fit, const ReportDetail& deta
     sections.push_back({"Fit", "", QualitySentences(fit, detail)});
   } else {
     Append(sections, LevelSections(fit, detail));
-    Append(sections, LevelParameters(fit, detail));
+    Append(sections, LevelParameterSections(fit, detail));
     Append(sections, LikelihoodSections(fit, detail));
     Append(sections, ClassificationSections(fit, detail));
   }

@@ -131,7 +131,7 @@ std::string ComparisonText(const FitResult& fit, std::size_t level) {
 
 ReportTable ParameterTable(Parameters parameters, ModelKind kind, double confidence,
                            const ReportDetail& detail) {
-  ReportTable table{"Parameters", Headings(kind, confidence)};
+  ReportTable table{"Estimates, tests and limits", Headings(kind, confidence)};
   for (const std::size_t first : kGroups) {
     if (first < table.headings.size()) table.groups.push_back(first);
   }
@@ -216,7 +216,7 @@ ReportSections LevelSections(const FitResult& fit, const ReportDetail& detail) {
   return {{"Dependent", "", {std::move(table)}}};
 }
 
-ReportSections LevelParameters(const FitResult& fit, const ReportDetail& detail) {
+ReportSections LevelParameterSections(const FitResult& fit, const ReportDetail& detail) {
   constexpr const char* kPart = "Parameters";
   const std::size_t count = fit.logistic->levels.size() - 1;
   const std::size_t blockSize = fit.parameters.size() / count;

@@ -41,7 +41,8 @@ namespace qvhost {
 [[nodiscard]] ReportSections LevelSections(const FitResult& fit, const ReportDetail& detail);
 
 /// One table of parameters for each level but the reference.
-[[nodiscard]] ReportSections LevelParameters(const FitResult& fit, const ReportDetail& detail);
+[[nodiscard]] ReportSections LevelParameterSections(const FitResult& fit,
+                                                    const ReportDetail& detail);
 
 /// How well the model fits and how the iterations ended.
 [[nodiscard]] ReportSections LikelihoodSections(const FitResult& fit, const ReportDetail& detail);

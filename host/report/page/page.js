@@ -17,15 +17,17 @@
     axis: { ...guide, titlePadding: 8 },
     axisQuantitative: { tickCount: 6 },
     legend: { ...guide, symbolStrokeColor: accent },
+    rule: { color: soft },
+    text: { color: ink },
     range: { category: [1, 2, 3, 4, 5, 6, 7, 8].map((k) => `var(--line-${k})`) },
     style: {
       record: { color: accent, fill: accent, opacity: 0.55, size: 22 },
       count: { color: accent, fill: accent },
-      interval: { stroke: accent, strokeWidth: 2 },
+      interval: { color: accent, stroke: accent, strokeWidth: 2 },
       estimate: { fill: accent, stroke: accent, filled: true, size: 55, opacity: 1 },
-      curve: { stroke: accent, strokeWidth: 2 },
+      curve: { color: accent, stroke: accent, strokeWidth: 2 },
       number: { fill: ink, font: fonts, fontSize: 13 },
-      reference: { stroke: soft, strokeDash: [5, 4], strokeWidth: 1.5 },
+      reference: { color: soft, stroke: soft, strokeDash: [5, 4], strokeWidth: 1.5 },
     },
   };
 
@@ -50,12 +52,16 @@
       ...spec,
       description: holder.dataset.label,
       datasets: { rows: rowsOf(columns) },
-      autosize: { type: "fit-x", contains: "padding" },
     };
     await vegaEmbed(holder, whole, {
       mode: "vega-lite", renderer: "svg", ast: true, actions: false, defaultStyle: false,
       config: withLimits(holder.clientWidth), tooltip: { disableDefaultStyle: true },
     });
+    // One picture with a name: its marks would be read out one by one, and tables tell the numbers.
+    holder.setAttribute("role", "img");
+    holder.setAttribute("aria-label", holder.dataset.label);
+    holder.removeAttribute("aria-roledescription");
+    holder.querySelector("svg").setAttribute("aria-hidden", "true");
   }
 
   async function drawAll() {

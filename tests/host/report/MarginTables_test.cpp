@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/report/ReportTables.h"
+#include "tests/host/report/PrintedParts.h"
 #include "tests/host/report/SampleFit.h"
 
 namespace qvhost {

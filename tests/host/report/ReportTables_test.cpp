@@ -1,4 +1,3 @@
-#include "host/report/ReportTables.h"
 
 #include <algorithm>
 #include <string>
@@ -6,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/host/report/PrintedParts.h"
 #include "tests/host/report/SampleFit.h"
 
 namespace qvhost {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "host/fit/FitResult.h"
-#include "host/report/ReportTables.h"
+#include "tests/host/report/PrintedParts.h"
 #include "tests/host/report/SampleFit.h"
 
 namespace qvhost {
