@@ -22,6 +22,8 @@ constexpr std::string_view kConfidenceHint = "--confidence LEVEL sets that of th
 constexpr std::string_view kScoresHint = "--out FILE names the file for the scores";
 constexpr std::string_view kDataHint = "--data FILE names the data";
 
+constexpr std::string_view kReportHint =
+    "--report FILE.html writes a page with tables and plots for a browser";
 constexpr std::string_view kMarginsHint = "--margins computes average marginal effects";
 
 constexpr auto kOtherNames = std::to_array<OtherName>({
@@ -85,6 +87,10 @@ constexpr auto kOtherNames = std::to_array<OtherName>({
     {"margeff", kMarginsHint},
     {"marginal-effects", kMarginsHint},
     {"marginal_effects", kMarginsHint},
+    {"html", kReportHint},
+    {"plot", kReportHint},
+    {"plots", kReportHint},
+    {"figures", kReportHint},
     {"filter", "--where CONDITION chooses rows"},
 });
 

@@ -20,6 +20,8 @@ constexpr double kLeastOdds = 1e-4;
 constexpr double kMostOdds = 1e4;
 constexpr int kRowHeight = 26;
 constexpr int kPlotDigits = 5;
+/// Room for half a point, in pixels.
+constexpr int kEdge = 8;
 
 /// Whether an interval is wider than the plot.
 bool IsCut(const IntervalPlot& plot) {
@@ -79,8 +81,9 @@ Json Layered(Json layers) {
 
 Json IntervalPlot::Spec() const {
   Json x = Quantity("estimate", quantity);
+  x["scale"]["padding"] = kEdge;
   if (isLogarithmic) {
-    x["scale"] = {{"type", "log"}};
+    x["scale"] = {{"type", "log"}, {"padding", kEdge}};
     x["axis"] = {{"format", "~g"}, {"tickCount", 5}};
     if (IsCut(*this)) x["scale"]["domain"] = {kLeastOdds, kMostOdds};
   }
