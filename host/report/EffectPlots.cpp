@@ -17,6 +17,8 @@ namespace qvhost {
 namespace {
 
 constexpr std::size_t kMostRows = 60;
+/// How to read a plot that is like the one before.
+constexpr const char* kAsAbove = "To be read as the plot above.";
 
 /// An empty text would not show.
 std::string LevelText(const std::string& level) { return level.empty() ? "''" : Printable(level); }
@@ -51,9 +53,7 @@ std::size_t Keep(std::vector<IntervalRow>& rows, std::size_t most) {
 }
 
 std::string OmittedText(std::size_t left, const char* things) {
-  return left == 0
-             ? ""
-             : fmt::format(" The first {} are shown, {} more {} are not.", kMostRows, left, things);
+  return left == 0 ? "" : fmt::format(" Not drawn: {} more {}.", left, things);
 }
 
 ReportPlot Finished(IntervalPlot plot, std::string title, std::string aid,
@@ -90,6 +90,7 @@ ReportPlots ForestPlots(const FitResult& fit) {
           "A point is exp(estimate) and the line its interval; one that crosses the dashed line at "
           "1 is compatible with no effect. The intercept is left out.";
     }
+    if (!plots.empty()) aid = kAsAbove;
     std::string more = OmittedText(left, "parameters");
     if (room == 0 && k + 1 < count) more += " Further levels are not drawn.";
     plots.push_back(Finished(std::move(plot), std::move(title), std::move(aid), more));
@@ -126,11 +127,11 @@ ReportPlots MarginPlots(const FitResult& fit) {
     title += category ? fmt::format("the probability of {} = {}", Printable(fit.dependent),
                                     LevelText(*category))
                       : Printable(fit.dependent);
-    plots.push_back(Finished(
-        std::move(plot), std::move(title),
+    const char* aid =
         "How much the prediction changes, on average over the records: for one more of a number, "
-        "or from one level to the other; the dashed line is no change.",
-        OmittedText(left, "effects")));
+        "or from one level to the other; the dashed line is no change.";
+    plots.push_back(Finished(std::move(plot), std::move(title), plots.empty() ? aid : kAsAbove,
+                             OmittedText(left, "effects")));
   }
   return plots;
 }

@@ -139,7 +139,7 @@ void AddCalibration(ReportPlots& plots, const LogisticPlots& data) {
                        {"strokeDash", Levels("Level")},
                        {"order", {{"field", "x"}}}}}};
   const Json points = {
-      {"mark", {{"type", "point"}, {"style", "estimate"}}},
+      {"mark", {{"type", "point"}, {"style", "group"}}},
       {"encoding", {{"x", x}, {"y", y}, {"color", Levels("Level")}, {"tooltip", tooltip}}}};
   plots.push_back({"Calibration",
                    "A point is a tenth of the records by predicted probability: on the dashed "

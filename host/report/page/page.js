@@ -25,6 +25,7 @@
       count: { color: accent, fill: accent },
       interval: { color: accent, stroke: accent, strokeWidth: 2 },
       estimate: { fill: accent, stroke: accent, filled: true, size: 55, opacity: 1 },
+      group: { filled: true, size: 45, opacity: 1 },
       curve: { color: accent, stroke: accent, strokeWidth: 2 },
       number: { fill: ink, font: fonts, fontSize: 13 },
       reference: { color: soft, stroke: soft, strokeDash: [5, 4], strokeWidth: 1.5 },
