@@ -138,7 +138,9 @@ TEST(DrawLinear, PlotsOfCarsAreThoseOfR) {
 
 TEST_F(DrawLinearTest, BothWeightsAreThoseOfTheDiagnostics) {
   // Which are those of R; records that cannot be used have none.
-  const auto [plots, written] = DrawnAndDiagnosed(Everything("y"));
+  const auto drawn = DrawnAndDiagnosed(Everything("y"));
+  const LinearPlots& plots = drawn.first;
+  const NumberTable& written = drawn.second;
   const NumberTable weights =
       ReadNumbers("(SELECT f FROM " + RobustReference("everything.csv") + ")");
   const auto expect = [&](const ScatterPlot& plot, std::size_t x, std::size_t y) {

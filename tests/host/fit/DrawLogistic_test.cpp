@@ -218,6 +218,7 @@ TEST_F(DrawLogisticTest, FrequencyWeightsCount) {
 
 TEST(DrawnLevels, AreTheMostFrequentInTheirOrder) {
   std::vector<DependentLevel> levels;
+  levels.reserve(12);
   for (int i = 0; i < 12; ++i) levels.push_back({fmt::format("k{}", i), 10.0 + (i * 5) % 12});
   const std::vector<std::size_t> drawn = DrawnLevels(levels);
   EXPECT_EQ(drawn.size(), LogisticPlots::kMostLevels);

@@ -17,6 +17,7 @@ constexpr std::size_t kMost = RocCurve::kMostPoints;
 
 std::vector<std::pair<double, double>> Pairs(const std::vector<Point>& points) {
   std::vector<std::pair<double, double>> pairs;
+  pairs.reserve(points.size());
   for (const Point& point : points) pairs.emplace_back(point.falsePositive, point.truePositive);
   return pairs;
 }
