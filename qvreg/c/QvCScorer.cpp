@@ -55,6 +55,10 @@ std::int32_t QvCScorer::Score(double& predicted) {
 
 bool QvCScorer::Expand(std::vector<int>& places, std::vector<double>& values) {
   if (!IsValid()) return false;
+  // A row that there is no memory for would look as one that there is not.
+  const std::size_t most = fRun.Component().GetCompSettings().GetModelEffects().size() + 1;
+  places.reserve(most);
+  values.reserve(most);
   if (fOwn != nullptr) return fOwn->ExpandRow(fRecord, places, values);
   if (const auto* linear = dynamic_cast<const QvGLMOutputStats*>(&fStats)) {
     return linear->ExpandScaledRow(fRecord, places, values);

@@ -1,6 +1,10 @@
+#include <algorithm>
+#include <stdexcept>
+
 #include <gtest/gtest.h>
 
 #include "tests/qvreg/c/CHost.h"
+#include "tests/qvreg/c/CTyped.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 
 namespace qvtest {
@@ -93,6 +97,99 @@ TEST_P(CAllocation, ThatFailsIsACode) {
       }
     }
   }
+}
+
+/// Typed columns read, summed up, scored on threads, and products of their scores: the first code
+/// that was not success, and a sum of results.
+std::int32_t RunTyped(const CEveryKind& of, const CTypedRecords& typed, double& sum) {
+  const std::vector<qvreg_typed_column>& columns = typed.Columns();
+  double record[CEveryKind::kWidth] = {};
+  double predicted[64] = {};
+  double products[64] = {};
+  double multipliers[64];
+  std::fill_n(multipliers, 64, 1.0);
+  std::int32_t hasRecord = 0;
+  auto summary = Sized<qvreg_column_summary>();
+  auto scores = Sized<qvreg_scores>();
+  scores.predicted = predicted;
+  qvreg_source* source = nullptr;
+  std::int32_t code = qvreg_source_create_typed_columns(columns.data(), columns.size(),
+                                                        typed.Count(), &source, nullptr);
+  const auto next = [&](auto&& call) {
+    if (code == QVREG_OK) code = call();
+  };
+  next([&] { return qvreg_source_next(source, record, CEveryKind::kWidth, &hasRecord, nullptr); });
+  qvreg_source_destroy(source);
+  next([&] { return qvreg_column_summarize(columns.data(), typed.Count(), &summary, nullptr); });
+  next([&] {
+    return qvreg_component_score_columns(of.component.get(), columns.data(), columns.size(),
+                                         typed.Count(), 2, &scores, nullptr, nullptr);
+  });
+  next([&] {
+    return qvreg_component_add_score_products(of.component.get(), columns.data(), columns.size(),
+                                              typed.Count(), 2, multipliers, 0, products, 64,
+                                              nullptr);
+  });
+  sum = record[0] + predicted[0] + products[0];
+  return code;
+}
+
+TEST_P(CAllocation, ThatFailsOverTypedColumnsIsACode) {
+  const CEveryKind of(GetParam());
+  const CTypedRecords typed(of.records);
+  ASSERT_LE(typed.Count(), 64U);
+  double expected = 0.0;
+  const long long before = AllocationCount();
+  ASSERT_EQ(RunTyped(of, typed, expected), QVREG_OK);
+  const long long total = AllocationCount() - before;
+  ASSERT_GT(total, 10);
+  for (const auto extent : {AllocationFault::Extent::kOnce, AllocationFault::Extent::kEverAfter}) {
+    for (long long n = 1; n <= total; ++n) {
+      SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(total));
+      const long long live = LiveAllocations();
+      double sum = 0.0;
+      std::int32_t code = -1;
+      {
+        const AllocationFault fault(n, extent);
+        code = RunTyped(of, typed, sum);
+      }
+      EXPECT_EQ(LiveAllocations(), live);
+      if (code == QVREG_OK) {
+        EXPECT_EQ(sum, expected);
+      } else {
+        EXPECT_TRUE(code == QVREG_OUT_OF_MEMORY || code == QVREG_TOO_MANY_PARAMETERS) << code;
+      }
+    }
+  }
+}
+
+TEST_P(CAllocation, OfScoresAndReadingDoesNotGrowWithTheRecords) {
+  const CEveryKind of(GetParam());
+  const auto allocations = [&](std::size_t copies) {
+    std::vector<QvCommon::Record> records;
+    for (std::size_t i = 0; i < copies; ++i) {
+      records.insert(records.end(), of.records.begin(), of.records.end());
+    }
+    const CTypedRecords typed(records);
+    const std::vector<qvreg_typed_column>& columns = typed.Columns();
+    std::vector<double> predicted(typed.Count());
+    auto scores = Sized<qvreg_scores>();
+    scores.predicted = predicted.data();
+    double record[CEveryKind::kWidth] = {};
+    std::int32_t hasRecord = 1;
+    const long long before = AllocationCount();
+    EXPECT_EQ(qvreg_component_score_columns(of.component.get(), columns.data(), columns.size(),
+                                            typed.Count(), 1, &scores, nullptr, nullptr),
+              QVREG_OK);
+    const CSource source = typed.Source();
+    while (hasRecord != 0) {
+      if (qvreg_source_next(source.get(), record, CEveryKind::kWidth, &hasRecord, nullptr) != 0) {
+        throw std::runtime_error("not read");
+      }
+    }
+    return AllocationCount() - before;
+  };
+  EXPECT_EQ(allocations(2000), allocations(500));
 }
 
 /// A worker over all records, and what it and its runner need.
