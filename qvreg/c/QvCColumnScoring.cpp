@@ -14,7 +14,6 @@
 #include "qvreg/common/Constants.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
 
-using QvCCheck::NotNull;
 using QvCCheck::Valid;
 
 namespace {
@@ -213,9 +212,10 @@ class Worker {
   std::vector<double> fValues;
 };
 
-/// Scores all records of columns; `nScored` counts those before the one that ended the call.
+/// Scores all records of columns; `nScored`, which may be null, receives how
+/// many precede the one that ended the call.
 void ScoreColumns(QvCRun& run, const QvCColumns& columns, std::size_t nRecords, int threads,
-                  const qvreg_scores& scores, std::size_t& nScored) {
+                  const qvreg_scores& scores, std::size_t* nScored) {
   constexpr std::size_t kTogether = 1024;
   const std::size_t blocks = nRecords / kTogether + (nRecords % kTogether > 0 ? 1 : 0);
   auto first = std::make_unique<QvCScorer>(run, columns.Size());
@@ -241,10 +241,12 @@ void ScoreColumns(QvCRun& run, const QvCColumns& columns, std::size_t nRecords, 
       workers[static_cast<std::size_t>(worker)].Score(begin, std::min(begin + kTogether, nRecords));
     });
   } catch (const QvCRefusal& refusal) {
-    nScored = static_cast<std::size_t>(refusal.Report().Discrete(0) - 1);
+    if (nScored != nullptr) {
+      *nScored = static_cast<std::size_t>(refusal.Report().Discrete(0) - 1);
+    }
     throw;
   }
-  nScored = nRecords;
+  if (nScored != nullptr) *nScored = nRecords;
 }
 
 }  // namespace
@@ -256,12 +258,10 @@ int32_t qvreg_component_score_columns(const qvreg_component* component,
   return QvCCall(error, [&] {
     const std::shared_ptr<QvCRun> run = Valid(component).fRun;
     const qvreg_scores to = QvCStruct::Take(scores, "scores");
-    size_t scored = 0;
-    size_t& count = n_scored != nullptr ? *n_scored : scored;
-    count = 0;
+    if (n_scored != nullptr) *n_scored = 0;
     const int threadCount = QvCThreadCount(threads);
     const QvCInUse use = run->Use();
     const QvCColumns wanted = run->DesignColumns(columns, n_columns, n_records);
-    ScoreColumns(*run, wanted, n_records, threadCount, to, count);
+    ScoreColumns(*run, wanted, n_records, threadCount, to, n_scored);
   });
 }

@@ -95,6 +95,16 @@ bool IsNegative([[maybe_unused]] T value) {
   return false;
 }
 
+/// A code that is not negative.
+template <typename T>
+std::uint64_t CodeOf(T value) {
+  if constexpr (std::is_same_v<T, bool>) {
+    return value ? 1 : 0;
+  } else {
+    return static_cast<std::make_unsigned_t<T>>(value);
+  }
+}
+
 template <typename T>
 bool IsMissingCode(const qvreg_typed_column& column, T value) {
   return column.has_missing_code != 0 && value == static_cast<T>(column.missing_code);
@@ -156,7 +166,7 @@ bool CopyCodes(const qvreg_typed_column& column, std::size_t first, const Places
     if (column.map == nullptr) {
       *place = static_cast<double>(value);
     } else if (!IsNegative(value)) {
-      const auto code = static_cast<std::uint64_t>(value);
+      const std::uint64_t code = CodeOf(value);
       if (code < column.map_size) {
         *place = column.map[code];
       } else {
@@ -177,7 +187,7 @@ bool IsRefused(const qvreg_typed_column& column, std::size_t record) {
            (std::isinf(value) && column.infinite == QVREG_REFUSE);
   } else {
     return column.map != nullptr && !IsMissingCode(column, value) && !IsNegative(value) &&
-           static_cast<std::uint64_t>(value) >= column.map_size;
+           CodeOf(value) >= column.map_size;
   }
 }
 
