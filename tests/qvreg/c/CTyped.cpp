@@ -31,6 +31,7 @@ CTypedRecords::CTypedRecords(const std::vector<QvCommon::Record>& records)
     : nRecords_(records.size()) {
   for (int variable = 0; variable < records.at(0).Size(); ++variable) {
     std::vector<double> values;
+    values.reserve(records.size());
     for (const QvCommon::Record& record : records) values.push_back(record[variable]);
     auto column = Sized<qvreg_typed_column>();
     if (!std::all_of(values.begin(), values.end(), IsSmallOrMissing)) {
