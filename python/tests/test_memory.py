@@ -2,6 +2,7 @@
 
 import gc
 import threading
+import weakref
 from pathlib import Path
 
 import numpy as np
@@ -87,3 +88,28 @@ def test_a_factor_of_500_levels_on_a_million_rows(kind):
         results = qvreg.ols("y ~ g + x", data)
     assert len(results.params) == 501
     assert growth.bytes < 100 * MEGABYTE
+
+
+def fitted():
+    """Results, and references to the arrays that nothing else holds."""
+    rng = np.random.default_rng(4)
+    data = {"y": rng.normal(size=100), "x": rng.normal(size=100)}
+    results = [qvreg.ols("y ~ x", data, vcov="hc1"), qvreg.fit_chunks([data], "y ~ x")]
+    return results, [weakref.ref(array) for array in data.values()]
+
+
+def test_results_do_not_hold_the_data():
+    results, arrays = fitted()
+    gc.collect()
+    assert all(array() is None for array in arrays)
+    assert [result.nobs for result in results] == [100, 100]
+
+
+@pytest.mark.parametrize("kind", [np.asarray, pd.DataFrame])
+def test_what_estimators_take_is_read_in_place(kind):
+    rng = np.random.default_rng(4)
+    X = kind(rng.normal(size=(1_000_000, 10)))
+    y = rng.normal(size=1_000_000)
+    with Growth() as growth:
+        LinearRegression().fit(X, y)
+    assert growth.bytes < 40 * MEGABYTE

@@ -113,6 +113,7 @@ def fit(design: Design, records: Records | ChunkedRecords, layout: Layout, optio
             call.run(component, "component_build", source)
     except DataError as error:
         raise _without_records(component, error) from None
+    component.keeps = None  # it reads no more
     return Fit(design, layout, component)
 
 

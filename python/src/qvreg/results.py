@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import os
 import warnings
-from collections.abc import Callable
 from functools import cached_property
 from typing import Any
 
@@ -16,6 +15,7 @@ from ._fit import Fit
 from ._labels import frame, index_of, series
 from ._library import restore
 from ._model import Extras, Model
+from ._prediction import Prediction
 from ._saving import pack, unpack, write_file
 from ._summary import SummaryTable, linear_summary, logistic_summary
 from .errors import ConvergenceWarning, SeparationWarning
@@ -191,36 +191,6 @@ class Results:
 
     def __repr__(self) -> str:
         return f"<{type(self).__name__} of {self.model.formula.text!r} on {self.nobs:g} observations>"
-
-
-class Prediction:
-    """Predicted means with their standard errors.
-
-    Attributes
-    ----------
-    predicted_mean, se_mean, se_obs : numpy.ndarray
-        The means, their standard errors, and those of a new observation.
-    """
-
-    def __init__(self, mean: np.ndarray, errors: np.ndarray, scale: float,
-                 quantile: Callable[[float], float], index: Any) -> None:
-        self.predicted_mean = mean
-        self.se_mean = errors
-        self.se_obs = np.sqrt(errors ** 2 + scale)
-        self._quantile = quantile
-        self._index = index
-
-    def conf_int(self, obs: bool = False, alpha: float = 0.05) -> np.ndarray:
-        """Limits for the means, or with `obs` for new observations: a row for each."""
-        half = self._quantile(alpha) * (self.se_obs if obs else self.se_mean)
-        return np.column_stack([self.predicted_mean - half, self.predicted_mean + half])
-
-    def summary_frame(self, alpha: float = 0.05) -> Any:
-        """Means, standard errors and both intervals as columns."""
-        columns = ["mean", "mean_se", "mean_ci_lower", "mean_ci_upper", "obs_ci_lower", "obs_ci_upper"]
-        values = np.column_stack([self.predicted_mean, self.se_mean, self.conf_int(False, alpha),
-                                  self.conf_int(True, alpha)])
-        return frame(values, range(len(values)) if self._index is None else self._index, columns)
 
 
 class LinearResults(Results):
