@@ -227,7 +227,8 @@ def test_predictions_of_a_constant(table):
 
 
 def test_declared_classes_without_rows_are_no_classes(table):
-    declared = table[table.kind != "low"].assign(kind=pd.Categorical(table.kind, ["mid", "low", "high"])[table.kind != "low"])
+    some = table[table.kind != "low"]
+    declared = some.assign(kind=pd.Categorical(some.kind, ["mid", "low", "high"]))
     results = qvreg.logit("kind ~ x", declared)
     assert results.classes == ["mid", "high"] and results.reference == "mid"
     expected = smf.logit("high ~ x", declared.assign(high=(declared.kind == "high").astype(int)))

@@ -12,15 +12,18 @@ def run(code, *hidden):
 
 def test_pandas_is_not_needed():
     done = run("import numpy as np, qvreg\n"
-               "data = {'y': np.array([1.0, 2, 2.5, 4.5]), 'x': np.arange(4.0), 'g': np.array(['b', 'a', None, 'b'])}\n"
+               "data = {'y': np.array([1.0, 2, 2.5, 4.5]), 'x': np.arange(4.0),\n"
+               "        'g': np.array(['b', 'a', None, 'b'])}\n"
                "results = qvreg.ols('y ~ x', data)\n"
-               "print(results.names, type(results.params).__name__, results.params.round(3), results.conf_int().shape)\n"
+               "print(results.names, type(results.params).__name__, results.params.round(3))\n"
+               "print(results.conf_int().shape)\n"
                "print(results.predict(data).round(2), results.get_prediction(data).summary_frame().shape)\n"
                "print(qvreg.ols('y ~ g', data).nobs)\n"
                "print('length' in str(results.summary()) or 'x ' in str(results.summary()))\n",
                "pandas", "sklearn", "tqdm")
     assert done.stderr == ""
-    assert done.stdout.splitlines() == ["['Intercept', 'x'] ndarray [0.85 1.1 ] (2, 2)", "[0.85 1.95 3.05 4.15] (4, 6)", "3.0", "True"]
+    assert done.stdout.splitlines() == [
+        "['Intercept', 'x'] ndarray [0.85 1.1 ]", "(2, 2)", "[0.85 1.95 3.05 4.15] (4, 6)", "3.0", "True"]
 
 
 def test_formulas_ask_for_patsy():

@@ -131,8 +131,8 @@ def _as_plain_numbers(name: str, values: Any) -> np.ndarray:
     array = np.asarray(values)
     if array.dtype.kind == "O":
         shown = repr(array.flat[0]) if array.size else "none"
-        raise DataError(f"{start(name)} holds objects (the first is {shown}): numbers are needed. Convert the column, as "
-                        "with pandas.to_numeric, or make it categorical.")
+        raise DataError(f"{start(name)} holds objects (the first is {shown}): numbers are needed. Convert the "
+                        "column, as with pandas.to_numeric, or make it categorical.")
     if array.dtype.kind not in "fiub":
         raise DataError(f"{start(name)} has the type {array.dtype}: numbers are needed.")
     if array.dtype.name not in lib.VALUE_TYPES or not array.dtype.isnative:
