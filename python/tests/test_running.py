@@ -97,3 +97,11 @@ def test_other_threads_go_on_during_a_run(long_run):
     done.set()
     ticker.join()
     assert first[1] > first[0]
+
+
+def test_any_number_of_threads_gives_the_same_bits(long_run):
+    formula, data = long_run
+    results = [qvreg.ols(formula, data, threads=threads) for threads in (1, 2, 3, None)]
+    for other in results[1:]:
+        assert (other.params == results[0].params).all() and (other.bse == results[0].bse).all()
+        assert (other.predict(data) == results[0].predict(data)).all()
