@@ -139,6 +139,8 @@ def test_levels_that_the_fit_has_not_seen(small):
 def test_choices(small):
     assert sentence(qvreg.ols, "y ~ x", small, missing="none") == (
         "missing='none' is not known. Choose 'drop' or 'raise'.")
+    assert sentence(qvreg.ols, "y ~ x", small, vcov="hc9") == (
+        "vcov='hc9' is not known. Choose 'nonrobust' or 'hc0' or 'hc1'.")
     assert sentence(qvreg.ols, "y ~ x", small, threads=0) == (
         "threads=0: a whole number from 1 on is needed, or None for as many as the machine has cores.")
 

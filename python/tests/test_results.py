@@ -198,7 +198,7 @@ def test_robust_covariance_with_weights_and_missing_values(table):
 
 
 def test_robust_covariance_of_classes(table):
-    got = qvreg.logit("event ~ a*x", table, vcov="hc0")
+    got = qvreg.logit("event ~ a*x", table, vcov="HC0")
     expected = exact(smf.logit("event ~ a*x", table), cov_type="HC0")
     assert_same_series(got.bse, expected.bse)
     corrected = qvreg.logit("event ~ a*x", table, vcov="hc1")

@@ -39,6 +39,7 @@ class _Arguments:
 
     def __post_init__(self) -> None:
         _one_of("missing", self.missing, ("drop", "raise"))
+        self.vcov = self.vcov.lower() if isinstance(self.vcov, str) else self.vcov
         _one_of("vcov", self.vcov, _COVARIANCES)
         if self.threads is not None and (not isinstance(self.threads, int) or self.threads < 1):
             raise QvregError(f"threads={self.threads!r}: a whole number from 1 on is needed, or None for as many as "
@@ -73,7 +74,7 @@ def ols(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = Non
         to the last bit, for any number.
     vcov : {"nonrobust", "hc0", "hc1"}
         The covariance matrix of the estimates: that of equal variances, or White's, "hc1" times
-        n / (n - parameters).
+        n / (n - parameters), in capitals or not.
     base : mapping, optional
         The base level of factors by their names, as in ``{"species": "Gentoo"}``.
     progress : bool or callable
