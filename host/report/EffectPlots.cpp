@@ -56,7 +56,7 @@ std::string OmittedText(std::size_t left, const char* things) {
   return left == 0 ? "" : fmt::format(" Not drawn: {} more {}.", left, things);
 }
 
-ReportPlot Finished(IntervalPlot plot, std::string title, std::string aid,
+ReportPlot Finished(const IntervalPlot& plot, std::string title, std::string aid,
                     const std::string& more) {
   return {std::move(title), std::move(aid), plot.Facts() + more, plot.Spec(), plot.Columns()};
 }
@@ -93,7 +93,7 @@ ReportPlots ForestPlots(const FitResult& fit) {
     if (!plots.empty()) aid = kAsAbove;
     std::string more = OmittedText(left, "parameters");
     if (room == 0 && k + 1 < count) more += " Further levels are not drawn.";
-    plots.push_back(Finished(std::move(plot), std::move(title), std::move(aid), more));
+    plots.push_back(Finished(plot, std::move(title), std::move(aid), more));
   }
   return plots;
 }
@@ -130,7 +130,7 @@ ReportPlots MarginPlots(const FitResult& fit) {
     const char* aid =
         "How much the prediction changes, on average over the records: for one more of a number, "
         "or from one level to the other; the dashed line is no change.";
-    plots.push_back(Finished(std::move(plot), std::move(title), plots.empty() ? aid : kAsAbove,
+    plots.push_back(Finished(plot, std::move(title), plots.empty() ? aid : kAsAbove,
                              OmittedText(left, "effects")));
   }
   return plots;

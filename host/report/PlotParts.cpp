@@ -59,7 +59,10 @@ Json Quantity(std::string_view field, std::string_view title) {
 Json RuleAt(std::string_view channel, double value) {
   Json encoding = Json::object();
   encoding[std::string(channel)] = {{"datum", value}};
-  return {{"mark", {{"type", "rule"}, {"style", "reference"}}}, {"encoding", encoding}};
+  // Of the plot's own data it would have a line for each row.
+  return {{"data", {{"values", {Json::object()}}}},
+          {"mark", {{"type", "rule"}, {"style", "reference"}}},
+          {"encoding", encoding}};
 }
 
 Json LineBetween(double x1, double y1, double x2, double y2) {
