@@ -31,8 +31,18 @@ std::string Headings(const ReportTable& table) {
   return html + "</tr></thead>\n";
 }
 
+/// A name that may be broken between its parts, as on a phone.
+std::string Name(const std::string& name) {
+  std::string html;
+  for (const char c : HtmlText(name)) {
+    html += c;
+    if (c == ':' || c == '=') html += "<wbr>";
+  }
+  return html;
+}
+
 std::string Row(const std::vector<std::string>& cells) {
-  std::string html = fmt::format("<tr><th scope=\"row\">{}</th>", HtmlText(cells.front()));
+  std::string html = fmt::format("<tr><th scope=\"row\">{}</th>", Name(cells.front()));
   for (std::size_t i = 1; i < cells.size(); ++i) {
     html += fmt::format("<td>{}</td>", HtmlText(cells[i]));
   }

@@ -30,6 +30,12 @@ TEST(HtmlTable, HasACaptionHeadingsThatSortAndTotalsApart) {
 )");
 }
 
+TEST(HtmlTable, BreaksNamesBetweenTheirParts) {
+  ReportTable table = Sample();
+  table.rows[0][0] = "a=<:b";
+  EXPECT_NE(HtmlTable(table).find("<th scope=\"row\">a=<wbr>&lt;:<wbr>b</th>"), std::string::npos);
+}
+
 TEST(HtmlTable, SortsNoSingleRow) {
   ReportTable table = Sample();
   table.rows.erase(table.rows.begin());
