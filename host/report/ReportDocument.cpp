@@ -25,11 +25,13 @@ using Lines = std::vector<std::pair<std::string, std::string>>;
 
 constexpr std::size_t kMostColumns = 6;
 
-/// The columns with missing values: ` (g 40, x 60)`.
-std::string MissingColumns(const std::vector<ColumnMissing>& columns) {
+/// The columns with missing values: ` (g 40, x 60)`; they are counted in all rows, held out or not.
+std::string MissingColumns(const RecordUse& records) {
+  const std::vector<ColumnMissing>& columns = records.missingByColumn;
   std::string text;
   for (std::size_t i = 0; i < std::min(columns.size(), kMostColumns); ++i) {
-    text += fmt::format("{}{}{}{}", i == 0 ? " (" : ", ", Printable(columns[i].name),
+    const char* const begin = records.heldOut > 0 ? " (of all rows " : " (";
+    text += fmt::format("{}{}{}{}", i == 0 ? begin : ", ", Printable(columns[i].name),
                         HeadingLines::kNoBreak, CountText(columns[i].count));
   }
   if (columns.size() > kMostColumns) {
@@ -58,9 +60,8 @@ void AddRecords(Lines& lines, const RecordUse& records) {
   lines.emplace_back(
       "Records", fmt::format("{} read, {} used", CountText(records.read), CountText(records.used)));
   if (records.missing > 0) {
-    lines.emplace_back("",
-                       fmt::format("{} left out for a missing value{}", CountText(records.missing),
-                                   MissingColumns(records.missingByColumn)));
+    lines.emplace_back("", fmt::format("{} left out for a missing value{}",
+                                       CountText(records.missing), MissingColumns(records)));
   }
   if (records.heldOut > 0) {
     lines.emplace_back("", fmt::format("{} held out for validation", CountText(records.heldOut)));

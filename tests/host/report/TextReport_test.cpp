@@ -176,6 +176,14 @@ TEST(TextReport, KeepsACountWithItsColumn) {
       << TextReport(fit);
 }
 
+TEST(TextReport, SaysThatMissingValuesAreCountedInAllRows) {
+  FitResult fit = SampleFit();
+  fit.records.heldOut = 5;
+  EXPECT_NE(TextReport(fit).find("90 left out for a missing value (of all rows g 40, x 60)\n"),
+            std::string::npos)
+      << TextReport(fit);
+}
+
 TEST(TextReport, ColoursHeadingsAndWarnings) {
   TextStyle style;
   style.color = true;
