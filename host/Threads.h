@@ -3,14 +3,15 @@
 #include <cstddef>
 #include <functional>
 
+#include "qvreg/parallel/QvForEach.h"
+
 namespace qvhost {
 
-/// How many threads to use where `asked` are asked for: as many as the machine has cores for 0.
-[[nodiscard]] int ThreadCount(int asked);
-
-/// Calls `work` with 0, 1, … up to but not including `count`, each once, on up to `threads`
-/// threads, the calling one among them. Returns when all calls have ended. Once one throws, later
-/// numbers are not begun; then what the call of the lowest number threw is thrown.
-void ForEachOnThreads(int threads, std::size_t count, const std::function<void(std::size_t)>& work);
+/// As QvForEach, for places in lists and work that does not ask which thread makes it.
+inline void ForEachOnThreads(int threads, std::size_t count,
+                             const std::function<void(std::size_t)>& work) {
+  QvForEach(threads, static_cast<long long>(count),
+            [&](int /*worker*/, long long number) { work(static_cast<std::size_t>(number)); });
+}
 
 }  // namespace qvhost

@@ -30,6 +30,7 @@
 #include "qvreg/logistic/QvIterationReporter.h"
 #include "qvreg/logistic/QvLogComponent.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
+#include "qvreg/parallel/QvForEach.h"
 #include "qvreg/parallel/QvPassWorker.h"
 #include "qvreg/parallel/QvScorer.h"
 #include "qvreg/parallel/QvThreadRunner.h"

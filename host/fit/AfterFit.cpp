@@ -102,7 +102,7 @@ void AfterFit::Finish(FitResult& result) {
 
 WalkOptions AfterFit::Walk(const char* stage) const {
   return {.interrupt = interrupt_,
-          .threads = ThreadCount(options_.threads),
+          .threads = QvThreadCount(options_.threads),
           .progress = ShowShare(stage, table_.RecordCount(), progress_)};
 }
 
@@ -122,7 +122,7 @@ void AfterFit::ComputeMeans(FitResult& result) {
                        .degreesOfFreedom = options_.degreesOfFreedom,
                        .dependentLevels = table_.Columns()[ModelBinding::kDependent].levels,
                        .confidence = options_.confidence,
-                       .threads = ThreadCount(options_.threads)},
+                       .threads = QvThreadCount(options_.threads)},
                       interrupt_, notes);
   for (std::string& note : notes) AddNote(std::move(note), result);
 }

@@ -264,7 +264,7 @@ std::optional<GroupedRecords> GroupForFit(const CodedTable& table, const ModelBi
   return GroupRecords(table, {.interrupt = interrupt,
                               .freqWeight = binding.freqWeight,
                               .spoolDir = options.spoolDir,
-                              .threads = ThreadCount(options.threads),
+                              .threads = QvThreadCount(options.threads),
                               .progress = ShowShare("grouping", table.RecordCount(), progress)});
 }
 

@@ -119,7 +119,7 @@ ModelRun::ModelRun(QvRegSettings& settings, const CodedTable& table, int threads
       table_(table),
       progress_(progress),
       interrupt_(interrupt),
-      threads_(ThreadCount(threads)),
+      threads_(QvThreadCount(threads)),
       // Iterations over records kept in memory make no passes that would report progress.
       iterations_([this] { progress_.Show(iterations_.Stage(), -1.0, table_.RecordCount()); }),
       runner_(table, settings, threads,

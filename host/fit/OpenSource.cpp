@@ -19,7 +19,7 @@ CodedTable CodeSource(const TableSource& source, const std::vector<ColumnRequest
   CodingOptions options;
   options.keep = std::move(coding.keep);
   options.spoolDir = coding.spoolDir;
-  options.threads = ThreadCount(coding.threads);
+  options.threads = QvThreadCount(coding.threads);
   options.progress = [&](const CodingProgress& at) {
     progress.Show(StageName(at.stage), at.share, at.rows);
   };

@@ -228,7 +228,7 @@ void AddInference(const RefitTests::Fitted& fitted, const QvRegRecordValidator& 
   std::vector<std::string> notes;
   if (fitted.binding.kind == ModelKind::kLinear) {
     const WalkOptions walk{.interrupt = interrupt,
-                           .threads = ThreadCount(options.threads),
+                           .threads = QvThreadCount(options.threads),
                            .progress = ShowShare("weights", fitted.table.RecordCount(), progress)};
     const int parts =
         QvPartCount(fitted.table.RecordCount(), fitted.run.Component().GetCompSettings());
@@ -270,7 +270,7 @@ void AddMargins(const RefitTests::Fitted& fitted, const MarginPlan& plan,
       .parts = QvPartCount(table.RecordCount(), fitted.run.Component().GetCompSettings())};
   Margins margins =
       ComputeMargins(input, {.interrupt = interrupt,
-                             .threads = ThreadCount(fitted.options.threads),
+                             .threads = QvThreadCount(fitted.options.threads),
                              .progress = ShowShare("margins", table.RecordCount(), progress)});
   result.margins = std::move(margins.results);
   result.warnings.insert(result.warnings.end(), plan.notes.begin(), plan.notes.end());

@@ -63,7 +63,7 @@ TableDescription DescribeTable(const DescribeOptions& options, ProgressBar& prog
   if (condition) source.SetCondition(condition->sql);
   ProfileOptions profile;
   profile.spoolDir = options.spoolDir;
-  profile.threads = ThreadCount(options.threads);
+  profile.threads = QvThreadCount(options.threads);
   profile.progress = [&](double share, std::int64_t rows) {
     progress.Show("reading", share, rows);
   };

@@ -132,7 +132,7 @@ std::string UnknownText(const HeldOutUse& use) {
 void Validation::Begin() {
   if (!options_.binding.validation.IsTrainingOnly()) return;
   AssignParts(table_, binding_, options_.binding.validation,
-              {.interrupt = interrupt_, .threads = ThreadCount(options_.threads)});
+              {.interrupt = interrupt_, .threads = QvThreadCount(options_.threads)});
 }
 
 void Validation::SettleLevels(const ModelRun& run) {
@@ -170,7 +170,7 @@ std::unique_ptr<HeldOutScores> Validation::ScoreBy(const Fold& fold) const {
        .sorters = fold.sorters},
       QvPartCount(source.RecordCount(), settings),
       {.interrupt = interrupt_,
-       .threads = ThreadCount(options_.threads),
+       .threads = QvThreadCount(options_.threads),
        .progress = ShowShare("scoring", source.RecordCount(), progress_)});
 }
 
@@ -335,7 +335,7 @@ void Validation::FitFold(int number, const GroupedRecords* grouped, ScoreSorter*
 }
 
 void Validation::FitFolds(ValidationResult& validation, std::vector<std::string>& notes) {
-  const PartChange change{.interrupt = interrupt_, .threads = ThreadCount(options_.threads)};
+  const PartChange change{.interrupt = interrupt_, .threads = QvThreadCount(options_.threads)};
   AssignParts(table_, binding_, options_.binding.validation, change);
   std::optional<GroupedRecords> grouped =
       GroupForFit(table_, binding_, options_, progress_, interrupt_);

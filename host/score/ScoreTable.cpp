@@ -148,7 +148,7 @@ ScoreResult ScoreTable(const SavedModel& saved, const ScoreOptions& options, Pro
       WriteScoredRows(outputs.Get(options.out), table, model.Categories().levels,
                       [&] { return MakeRowScorer(scoring); },
                       {.interrupt = interrupt,
-                       .threads = ThreadCount(options.threads),
+                       .threads = QvThreadCount(options.threads),
                        .progress = ShowShare("scoring", table.RecordCount(), progress)});
   result.data = DataText(source, options.source);
   result.rows = table.RecordCount();

@@ -9,11 +9,12 @@
 #include <vector>
 
 #include "qvreg/c/QvCColumns.h"
-#include "qvreg/c/QvCForEach.h"
 #include "qvreg/c/QvCScorer.h"
 #include "qvreg/common/Constants.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
+#include "qvreg/parallel/QvForEach.h"
 
+using QvCCheck::NotNegative;
 using QvCCheck::Valid;
 
 namespace {
@@ -236,8 +237,9 @@ void ScoreColumns(QvCRun& run, const QvCColumns& columns, std::size_t nRecords, 
                          errors.get());
   }
   try {
-    QvCForEach(static_cast<int>(workers.size()), blocks, [&](int worker, std::size_t block) {
-      const std::size_t begin = block * kTogether;
+    const auto count = static_cast<long long>(blocks);
+    QvForEach(static_cast<int>(workers.size()), count, [&](int worker, long long block) {
+      const std::size_t begin = static_cast<std::size_t>(block) * kTogether;
       workers[static_cast<std::size_t>(worker)].Score(begin, std::min(begin + kTogether, nRecords));
     });
   } catch (const QvCRefusal& refusal) {
@@ -259,7 +261,7 @@ int32_t qvreg_component_score_columns(const qvreg_component* component,
     const std::shared_ptr<QvCRun> run = Valid(component).fRun;
     const qvreg_scores to = QvCStruct::Take(scores, "scores");
     if (n_scored != nullptr) *n_scored = 0;
-    const int threadCount = QvCThreadCount(threads);
+    const int threadCount = QvThreadCount(NotNegative(threads, "threads"));
     const QvCInUse use = run->Use();
     const QvCColumns wanted = run->DesignColumns(columns, n_columns, n_records);
     ScoreColumns(*run, wanted, n_records, threadCount, to, n_scored);

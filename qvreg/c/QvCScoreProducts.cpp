@@ -12,12 +12,13 @@
 #include <vector>
 
 #include "qvreg/c/QvCColumns.h"
-#include "qvreg/c/QvCForEach.h"
 #include "qvreg/c/QvCScorer.h"
 #include "qvreg/common/QvSymMatrix.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
+#include "qvreg/parallel/QvForEach.h"
 #include "qvreg/parallel/QvThreadRunner.h"
 
+using QvCCheck::NotNegative;
 using QvCCheck::NotNull;
 using QvCCheck::Valid;
 using QvCommon::QvSymMatrix;
@@ -189,7 +190,8 @@ void AddProducts(QvCRun& run, const QvCColumns& columns, std::size_t nRecords, i
     workers.emplace_back(std::make_unique<QvCScorer>(run, columns.Size(), scoring), stats, columns,
                          multipliers);
   }
-  QvCForEach(static_cast<int>(wanted), parts, [&](int number, std::size_t part) {
+  QvForEach(static_cast<int>(wanted), static_cast<long long>(parts), [&](int number, long long at) {
+    const auto part = static_cast<std::size_t>(at);
     Worker& worker = workers[static_cast<std::size_t>(number)];
     try {
       worker.Sum(nRecords / parts * part + std::min(part, nRecords % parts),
@@ -212,7 +214,7 @@ int32_t qvreg_component_add_score_products(const qvreg_component* component,
                                            double* elements, size_t capacity, qvreg_error* error) {
   return QvCCall(error, [&] {
     const std::shared_ptr<QvCRun> run = Valid(component).fRun;
-    const int threadCount = QvCThreadCount(threads);
+    const int threadCount = QvThreadCount(NotNegative(threads, "threads"));
     const QvCInUse use = run->Use();
     const size_t n = run->Results().GetParameters().size();
     NotNull(elements, "elements");

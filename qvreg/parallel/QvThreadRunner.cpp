@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/parallel/QvForEach.h"
 #include "qvreg/parallel/QvPassProcessor.h"
 #include "qvreg/settings/QvLogRegSettings.h"
 
@@ -279,10 +280,8 @@ QvStatus QvThreadRunner::Pool::Run(const QvBytes& request, QvCancelInfo& cancel,
   return {};
 }
 
-QvThreadRunner::QvThreadRunner(IQvRecordParts& parts, int threads) {
-  const int cores = std::max(static_cast<int>(std::thread::hardware_concurrency()), 1);
-  fpPool = std::make_unique<Pool>(parts, threads > 0 ? threads : cores);
-}
+QvThreadRunner::QvThreadRunner(IQvRecordParts& parts, int threads)
+    : fpPool(std::make_unique<Pool>(parts, QvThreadCount(threads))) {}
 
 QvThreadRunner::~QvThreadRunner() = default;
 

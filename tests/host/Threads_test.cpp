@@ -14,11 +14,6 @@
 namespace qvhost {
 namespace {
 
-TEST(Threads, AreAsManyAsAskedForOrAsThereAreCores) {
-  EXPECT_EQ(ThreadCount(7), 7);
-  EXPECT_GE(ThreadCount(0), 1);
-}
-
 TEST(Threads, MakeEachCallOnce) {
   for (const int threads : {0, 1, 3, 64}) {
     std::vector<std::atomic<int>> calls(1000);

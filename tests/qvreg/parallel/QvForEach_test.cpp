@@ -1,4 +1,4 @@
-#include "qvreg/c/QvCForEach.h"
+#include "qvreg/parallel/QvForEach.h"
 
 #include <algorithm>
 #include <atomic>
@@ -12,18 +12,16 @@
 
 #include <gtest/gtest.h>
 
-#include "qvreg/c/QvCCall.h"
-
 namespace qvtest {
 namespace {
 
-TEST(CForEach, CallsEveryNumberOnce) {
+TEST(QvForEach, CallsEveryNumberOnce) {
   for (const int threads : {1, 2, 8}) {
     std::vector<std::atomic<int>> calls(100);
     std::vector<std::thread::id> workers(static_cast<std::size_t>(threads));
     std::mutex lock;
-    QvCForEach(threads, calls.size(), [&](int worker, std::size_t number) {
-      ++calls[number];
+    QvForEach(threads, static_cast<long long>(calls.size()), [&](int worker, long long number) {
+      ++calls[static_cast<std::size_t>(number)];
       const std::lock_guard guard(lock);
       auto& thread = workers.at(static_cast<std::size_t>(worker));
       EXPECT_TRUE(thread == std::thread::id() || thread == std::this_thread::get_id());
@@ -32,15 +30,15 @@ TEST(CForEach, CallsEveryNumberOnce) {
     EXPECT_TRUE(std::all_of(calls.begin(), calls.end(), [](const auto& n) { return n == 1; }));
     EXPECT_TRUE(workers[0] == std::thread::id() || workers[0] == std::this_thread::get_id());
   }
-  QvCForEach(3, 0, [](int, std::size_t) { ADD_FAILURE(); });
+  QvForEach(3, 0, [](int, long long) { ADD_FAILURE(); });
 }
 
-/// What a call of QvCForEach with two threads throws, whose numbers 0 and 1 fail, `first` before
+/// What a call of QvForEach with two threads throws, whose numbers 0 and 1 fail, `first` before
 /// the other.
-std::string FailureOfBoth(std::size_t first) {
+std::string FailureOfBoth(long long first) {
   std::atomic<int> failed = 0;
   try {
-    QvCForEach(2, 2, [&](int, std::size_t number) {
+    QvForEach(2, 2, [&](int, long long number) {
       if (number != first) {
         while (failed == 0) std::this_thread::yield();
         // The other one's exception is on its way.
@@ -55,26 +53,25 @@ std::string FailureOfBoth(std::size_t first) {
   return {};
 }
 
-TEST(CForEach, ThrowsTheFailureOfTheLowestNumber) {
+TEST(QvForEach, ThrowsTheFailureOfTheLowestNumber) {
   EXPECT_EQ(FailureOfBoth(1), "0");
   EXPECT_EQ(FailureOfBoth(0), "0");
 }
 
-TEST(CForEach, BeginsNothingBehindAFailure) {
-  std::size_t last = 0;
-  EXPECT_THROW(QvCForEach(1, 100,
-                          [&](int, std::size_t number) {
-                            last = number;
-                            if (number == 5) throw std::runtime_error("five");
-                          }),
+TEST(QvForEach, BeginsNothingBehindAFailure) {
+  long long last = 0;
+  EXPECT_THROW(QvForEach(1, 100,
+                         [&](int, long long number) {
+                           last = number;
+                           if (number == 5) throw std::runtime_error("five");
+                         }),
                std::runtime_error);
-  EXPECT_EQ(last, 5U);
+  EXPECT_EQ(last, 5);
 }
 
-TEST(CForEach, TakesNoNumberOfThreadsBelow0) {
-  EXPECT_EQ(QvCThreadCount(3), 3);
-  EXPECT_GE(QvCThreadCount(0), 1);
-  EXPECT_THROW(static_cast<void>(QvCThreadCount(-1)), QvCRefusal);
+TEST(QvThreadCount, IsThatOfTheCoresWithoutANumber) {
+  EXPECT_EQ(QvThreadCount(3), 3);
+  EXPECT_GE(QvThreadCount(0), 1);
 }
 
 }  // namespace

@@ -1,25 +1,24 @@
-#include "qvreg/c/QvCForEach.h"
+#include "qvreg/parallel/QvForEach.h"
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <exception>
 #include <mutex>
 #include <system_error>
 #include <thread>
 #include <vector>
 
-#include "qvreg/c/QvCCall.h"
-
 namespace {
 
 /// The calls that are left.
 class Calls {
  public:
-  Calls(std::size_t count, const std::function<void(int, std::size_t)>& work)
+  Calls(long long count, const std::function<void(int, long long)>& work)
       : fEnd(count), fWork(work) {}
 
   void MakeAll(int worker) noexcept {
-    for (std::size_t number = fNext++; number < fEnd; number = fNext++) {
+    for (long long number = fNext++; number < fEnd; number = fNext++) {
       try {
         fWork(worker, number);
       } catch (...) {
@@ -32,7 +31,7 @@ class Calls {
   }
 
  private:
-  void Fail(std::size_t number) noexcept {
+  void Fail(long long number) noexcept {
     const std::lock_guard lock(fLock);
     if (fFailure != nullptr && fFailed < number) return;
     fFailure = std::current_exception();
@@ -40,26 +39,26 @@ class Calls {
     fEnd = std::min(fEnd.load(), number);
   }
 
-  std::atomic<std::size_t> fNext = 0;
-  std::atomic<std::size_t> fEnd;
-  const std::function<void(int, std::size_t)>& fWork;
+  std::atomic<long long> fNext = 0;
+  std::atomic<long long> fEnd;
+  const std::function<void(int, long long)>& fWork;
   std::mutex fLock;
   std::exception_ptr fFailure;
-  std::size_t fFailed = 0;
+  long long fFailed = 0;
 };
 
 }  // namespace
 
-int QvCThreadCount(std::int32_t asked) {
-  if (QvCCheck::NotNegative(asked, "threads") > 0) return asked;
+int QvThreadCount(int asked) {
+  if (asked > 0) return asked;
   return std::max(static_cast<int>(std::thread::hardware_concurrency()), 1);
 }
 
-void QvCForEach(int threads, std::size_t count,
-                const std::function<void(int worker, std::size_t number)>& work) {
+void QvForEach(int threads, long long count,
+               const std::function<void(int worker, long long number)>& work) {
   Calls calls(count, work);
   {
-    const auto wanted = static_cast<int>(std::min(static_cast<std::size_t>(threads), count));
+    const auto wanted = static_cast<int>(std::min<long long>(std::max(threads, 1), count));
     std::vector<std::jthread> others;
     others.reserve(static_cast<std::size_t>(std::max(wanted, 1)));
     try {
