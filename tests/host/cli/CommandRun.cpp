@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <chrono>
 #include <csignal>
+#include <fstream>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <thread>
 
 #include <fcntl.h>
@@ -40,6 +44,26 @@ int WaitFor(pid_t child) {
   int status = 0;
   if (waitpid(child, &status, 0) != child) throw std::runtime_error("waitpid failed");
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+/// Whether a process catches SIGTERM, which the command does when its work begins.
+bool CatchesSignals(pid_t process) {
+  std::ifstream status("/proc/" + std::to_string(process) + "/status");
+  constexpr std::string_view kCaught = "SigCgt:";
+  for (std::string line; std::getline(status, line);) {
+    if (!line.starts_with(kCaught)) continue;
+    const unsigned long long mask = std::stoull(line.substr(kCaught.size()), nullptr, 16);
+    return ((mask >> (SIGTERM - 1)) & 1U) != 0;
+  }
+  return false;
+}
+
+/// Returns in any case after some seconds: a command that ends at once never catches any.
+void WaitUntilItCatchesSignals(pid_t child) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  while (!CatchesSignals(child) && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
 }
 
 /// The value of --json; empty for none.
@@ -221,6 +245,7 @@ CommandResult CommandRun::Run() {
   if (child == 0) Exec();
 
   CommandResult result;
+  if (!timed_.empty()) WaitUntilItCatchesSignals(child);
   for (const auto& [delay, signal] : timed_) {
     std::this_thread::sleep_for(delay);
     Send(child, signal);

@@ -52,7 +52,8 @@ class CommandRun {
   CommandRun& InterruptWhenShown(std::string text);
   /// The same with any signal.
   CommandRun& SignalWhenShown(std::string text, int signal);
-  /// Sends a signal after a while; may be called again for one that follows it.
+  /// Sends a signal a while after the command begins to catch them; may be called again for one
+  /// that follows it.
   CommandRun& SignalAfter(std::chrono::milliseconds delay, int signal);
   /// Starts with SIGHUP ignored, as nohup does.
   CommandRun& IgnoringHangUp();
