@@ -69,7 +69,7 @@ class Intervals {
   [[nodiscard]] double Width() const { return width_; }
   [[nodiscard]] double LowEnd(double number) const { return std::fma(number, width_, low_); }
   /// The number of the interval that a column's value lies in. Halves do not overflow.
-  [[nodiscard]] std::string NumberOf(const char* column) const {
+  [[nodiscard]] std::string NumberOf(const std::string& column) const {
     return fmt::format("floor(({} / 2 - {}) / {})", column, DoubleLiteral(low_ / 2.0),
                        DoubleLiteral(width_ / 2.0));
   }
@@ -79,55 +79,163 @@ class Intervals {
   double width_;
 };
 
+struct Range {
+  double low = 0.0;
+  double high = 0.0;
+
+  /// Halves do not overflow.
+  [[nodiscard]] double HalfWidth() const { return high / 2.0 - low / 2.0; }
+};
+
 class Drawing {
  public:
   explicit Drawing(RecordNumbers& numbers) : numbers_(numbers) {}
 
   [[nodiscard]] ScatterPlot Scatter(const char* x, const char* y);
+  [[nodiscard]] ScatterPlot Leverages();
   [[nodiscard]] std::vector<QuantilePoint> Quantiles();
 
  private:
   static constexpr int kAcross = 60;
   static constexpr int kUp = 40;
 
-  void Count(const char* x, const char* y, std::span<const double> range, ScatterPlot& plot);
+  /// The records that have two numbers: how many, and their ranges.
+  struct Plane {
+    std::string x;
+    std::string y;
+    std::string records;  ///< The table and the condition.
+    double count = 0.0;
+    Range across = {};
+    Range up = {};
+  };
+
+  [[nodiscard]] Plane PlaneOf(const char* x, const char* y);
+  void AddPoints(const Plane& plane, ScatterPlot& plot);
+  void AddRectangles(const Plane& plane, ScatterPlot& plot);
+  [[nodiscard]] Range Central(const std::string& number, const Plane& plane, Range whole);
+  [[nodiscard]] Range Narrowed(const std::string& number, const Plane& plane, Range range);
 
   RecordNumbers& numbers_;
 };
 
+Drawing::Plane Drawing::PlaneOf(const char* x, const char* y) {
+  Plane plane{
+      x, y, fmt::format("{} WHERE {} IS NOT NULL AND {} IS NOT NULL", RecordNumbers::kName, x, y)};
+  numbers_.Query(fmt::format("SELECT count(*)::DOUBLE, min({0}), max({0}), min({1}), max({1}) FROM "
+                             "{2} HAVING count(*) > 0",
+                             x, y, plane.records),
+                 [&](std::span<const double> row) {
+                   plane.count = row[0];
+                   plane.across = {row[1], row[2]};
+                   plane.up = {row[3], row[4]};
+                 });
+  return plane;
+}
+
 ScatterPlot Drawing::Scatter(const char* x, const char* y) {
   ScatterPlot plot;
-  std::vector<double> range;
-  numbers_.Query(
-      fmt::format("SELECT count(*)::DOUBLE, min({0}), max({0}), min({1}), max({1}) FROM {2} "
-                  "WHERE {0} IS NOT NULL AND {1} IS NOT NULL HAVING count(*) > 0",
-                  x, y, RecordNumbers::kName),
-      [&](std::span<const double> row) { range.assign(row.begin(), row.end()); });
-  if (range.empty()) return plot;
-  if (range[0] > static_cast<double>(ScatterPlot::kMostPoints)) {
-    Count(x, y, std::span(range).subspan(1), plot);
+  Plane plane = PlaneOf(x, y);
+  if (plane.count <= static_cast<double>(ScatterPlot::kMostPoints)) {
+    AddPoints(plane, plot);
     return plot;
   }
-  numbers_.Query(fmt::format("SELECT {0}, {1}, weight FROM {2} WHERE {0} IS NOT NULL AND {1} IS "
-                             "NOT NULL ORDER BY ALL",
-                             x, y, RecordNumbers::kName),
-                 [&](std::span<const double> row) {
-                   plot.cells.push_back({row[0], row[1], row[2]});
-                 });
+  plane.across = Central(plane.x, plane, plane.across);
+  plane.up = Central(plane.y, plane, plane.up);
+  AddRectangles(plane, plot);
   return plot;
 }
 
-void Drawing::Count(const char* x, const char* y, std::span<const double> range,
-                    ScatterPlot& plot) {
-  const Intervals across(range[0], range[1], kAcross);
-  const Intervals up(range[2], range[3], kUp);
+ScatterPlot Drawing::Leverages() {
+  // Leverages far apart are seen on a logarithmic scale alone; the largest matter most.
+  constexpr double kFar = 100.0;
+  ScatterPlot plot;
+  Plane plane = PlaneOf("leverage", "standardized");
+  if (plane.count <= static_cast<double>(ScatterPlot::kMostPoints)) {
+    AddPoints(plane, plot);
+    return plot;
+  }
+  plot.isLogarithmic = plane.across.low > 0.0 && plane.across.high / plane.across.low > kFar;
+  if (plot.isLogarithmic) {
+    plane.x = "log10(leverage)";
+    numbers_.Query(fmt::format("SELECT min({0}), max({0}) FROM {1}", plane.x, plane.records),
+                   [&](std::span<const double> row) {
+                     plane.across = {row[0], row[1]};
+                   });
+  }
+  plane.up = Central(plane.y, plane, plane.up);
+  AddRectangles(plane, plot);
+  return plot;
+}
+
+void Drawing::AddPoints(const Plane& plane, ScatterPlot& plot) {
+  numbers_.Query(
+      fmt::format("SELECT {}, {}, weight FROM {} ORDER BY ALL", plane.x, plane.y, plane.records),
+      [&](std::span<const double> row) {
+        plot.cells.push_back({row[0], row[1], row[2]});
+      });
+}
+
+void Drawing::AddRectangles(const Plane& plane, ScatterPlot& plot) {
+  const Intervals across(plane.across.low, plane.across.high, kAcross);
+  const Intervals up(plane.up.low, plane.up.high, kUp);
   plot.size = {across.Width(), up.Width()};
-  numbers_.Query(fmt::format("SELECT {}, {}, fsum(weight) FROM {} WHERE {} IS NOT "
-                             "NULL AND {} IS NOT NULL GROUP BY 1, 2 ORDER BY 1, 2",
-                             across.NumberOf(x), up.NumberOf(y), RecordNumbers::kName, x, y),
+  const std::string inside =
+      fmt::format("{} BETWEEN {} AND {} AND {} BETWEEN {} AND {}", plane.x,
+                  DoubleLiteral(plane.across.low), DoubleLiteral(plane.across.high), plane.y,
+                  DoubleLiteral(plane.up.low), DoubleLiteral(plane.up.high));
+  numbers_.Query(
+      fmt::format("SELECT {}, {}, fsum(weight) FROM {} AND {} GROUP BY 1, 2 ORDER BY 1, 2",
+                  across.NumberOf(plane.x), up.NumberOf(plane.y), plane.records, inside),
+      [&](std::span<const double> row) {
+        plot.cells.push_back({across.LowEnd(row[0]), up.LowEnd(row[1]), row[2]});
+      });
+  numbers_.Query(
+      fmt::format("SELECT coalesce(fsum(weight), 0) FROM {} AND NOT ({})", plane.records, inside),
+      [&](std::span<const double> row) { plot.outside = row[0]; });
+}
+
+/// The range over which a number is drawn: see ScatterPlot.
+Range Drawing::Central(const std::string& number, const Plane& plane, Range whole) {
+  // Each narrows to a half, down to a thousandth: by far more than any numbers of one kind differ.
+  constexpr int kMostTimes = 20;
+  Range range = whole;
+  for (int i = 0; i < kMostTimes; ++i) {
+    const Range narrowed = Narrowed(number, plane, range);
+    const bool isHalf = narrowed.HalfWidth() < range.HalfWidth() / 2.0;
+    if (!isHalf) return i == 0 ? whole : narrowed;
+    range = narrowed;
+  }
+  // Nearly all records have one number.
+  return whole;
+}
+
+/// A thousand intervals of the range, without those at either end that only records beside the
+/// central ones are in.
+Range Drawing::Narrowed(const std::string& number, const Plane& plane, Range range) {
+  constexpr int kIntervals = 1000;
+  const Intervals intervals(range.low, range.high, kIntervals);
+  std::vector<std::array<double, 2>> counted;
+  CompensatedSum total;
+  // Those beyond the range are in one interval at each end.
+  numbers_.Query(fmt::format("SELECT greatest(-1, least({}, {}))::DOUBLE, fsum(weight) FROM {} "
+                             "GROUP BY 1 ORDER BY 1",
+                             kIntervals, intervals.NumberOf(number), plane.records),
                  [&](std::span<const double> row) {
-                   plot.cells.push_back({across.LowEnd(row[0]), up.LowEnd(row[1]), row[2]});
+                   counted.push_back({row[0], row[1]});
+                   total.Add(row[1]);
                  });
+  const double spare = ScatterPlot::kShareOutside * total.Value();
+  const auto first = [spare](auto begin, auto end) {
+    CompensatedSum passed;
+    const auto found = std::find_if(begin, end, [&](const std::array<double, 2>& one) {
+      passed.Add(one[1]);
+      return passed.Value() > spare;
+    });
+    return found == end ? (*begin)[0] : (*found)[0];
+  };
+  const double low = intervals.LowEnd(first(counted.begin(), counted.end()));
+  const double high = intervals.LowEnd(first(counted.rbegin(), counted.rend()) + 1.0);
+  return {std::clamp(low, range.low, range.high), std::clamp(high, range.low, range.high)};
 }
 
 /// Chooses among points in their order: all that are at least a step of normal quantiles further
@@ -197,7 +305,7 @@ LinearPlots DrawLinear(const CodedTable& table, const FittedModel& model,
   Drawing drawing(*numbers);
   return {.residuals = drawing.Scatter("fitted", "residual"),
           .observed = drawing.Scatter("fitted", "observed"),
-          .leverage = drawing.Scatter("leverage", "standardized"),
+          .leverage = drawing.Leverages(),
           .quantiles = drawing.Quantiles()};
 }
 

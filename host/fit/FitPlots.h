@@ -13,16 +13,23 @@ namespace qvhost {
 /// Records in a plane. Up to kMostPoints records are points; more are counted in rectangles of one
 /// size. Records that lack one of the two numbers are left out; of none there are no cells. A plain
 /// value.
+///
+/// Rectangles span the whole range of a number, or, where that is more than twice as wide, what
+/// holds all but kShareOutside of the records at either end: a few far away would press all others
+/// into a line.
 struct ScatterPlot {
   struct Cell {
-    double x = 0.0;  ///< Of the record; of a rectangle its lower ends.
+    double x = 0.0;  ///< Of the record; of a rectangle its lower ends. See isLogarithmic.
     double y = 0.0;
     double weight = 1.0;  ///< Sum of the frequency weights.
   };
   std::optional<std::array<double, 2>> size = std::nullopt;  ///< Of a rectangle; none: points.
   std::vector<Cell> cells = {};                              ///< By x, then by y.
+  double outside = 0.0;        ///< Weight of records beyond the rectangles, which are not counted.
+  bool isLogarithmic = false;  ///< Of rectangles x, and their width, are decimal logarithms.
 
   static constexpr long long kMostPoints = 5000;
+  static constexpr double kShareOutside = 0.0005;
 };
 
 /// A residual beside the one that a normal distribution would have in its place: the quantile of
@@ -36,9 +43,11 @@ struct QuantilePoint {
 
 /// What a report draws of a linear model, over the records used, in the units of the dependent.
 struct LinearPlots {
-  ScatterPlot residuals;                 ///< x: fitted, y: residual.
-  ScatterPlot observed;                  ///< x: fitted, y: observed.
-  ScatterPlot leverage;                  ///< x: leverage, y: standardized residual.
+  ScatterPlot residuals;  ///< x: fitted, y: residual.
+  ScatterPlot observed;   ///< x: fitted, y: observed.
+  /// x: leverage, y: standardized residual. Rectangles hold every leverage, on a logarithmic scale
+  /// where the largest is more than 100 times the smallest.
+  ScatterPlot leverage;
   std::vector<QuantilePoint> quantiles;  ///< Ascending; of many records some.
 };
 

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <set>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <variant>
@@ -18,6 +20,7 @@
 #include "host/report/PageFiles.h"
 #include "host/report/ReportDocument.h"
 #include "host/report/ReportPlot.h"
+#include "host/report/TextTable.h"
 
 namespace qvhost {
 
@@ -28,6 +31,7 @@ struct Part {
   std::string name;
   std::vector<const ReportSection*> sections;
   ReportPlots plots;
+  bool isSideBySide = false;  ///< The plots, where the window is wide enough.
 
   /// The anchor: letters in lower case, and hyphens.
   [[nodiscard]] std::string Id() const {
@@ -40,7 +44,7 @@ struct Part {
 Part& PartOf(std::vector<Part>& parts, const std::string& name) {
   const auto found = std::ranges::find(parts, name, &Part::name);
   if (found != parts.end()) return *found;
-  return parts.emplace_back(Part{name, {}, {}});
+  return parts.emplace_back(Part{name, {}, {}, false});
 }
 
 void InsertAfter(std::vector<Part>& parts, std::string_view name, Part added) {
@@ -54,23 +58,55 @@ std::vector<Part> PartsOf(const FitResult& fit, const ReportDocument& document) 
     PartOf(parts, section.part).sections.push_back(&section);
   }
   PartOf(parts, "Parameters").plots = ForestPlots(fit);
-  if (fit.logistic) PartOf(parts, "Classification").plots = ClassificationPlots(fit);
+  if (fit.logistic) {
+    Part& classification = PartOf(parts, "Classification");
+    classification.plots = ClassificationPlots(fit);
+    classification.isSideBySide = true;
+  }
   if (fit.margins && !fit.margins->empty()) {
     PartOf(parts, "Marginal effects").plots = MarginPlots(fit);
   }
   if (fit.plots && fit.plots->linear) {
-    InsertAfter(parts, "Fit", {"Residuals", {}, LinearPlotsOf(fit)});
+    InsertAfter(parts, "Fit", {"Residuals", {}, LinearPlotsOf(fit), false});
   }
   if (fit.plots && fit.plots->logistic) {
-    InsertAfter(parts, "Fit", {"Iterations and predictions", {}, LogisticPlotsOf(fit)});
+    PartOf(parts, "Fit").plots = IterationPlots(fit);
+    InsertAfter(parts, "Classification",
+                {"Quality of predictions", {}, PredictionPlots(fit), true});
   }
   std::erase_if(parts,
                 [](const Part& part) { return part.sections.empty() && part.plots.empty(); });
   return parts;
 }
 
+/// The table of the parameters of a logistic model with its odds ratios and their limits in one
+/// column, so that it is no wider than a page.
+ReportTable WithOddsInOneColumn(ReportTable table) {
+  constexpr std::size_t kOdds = 7;
+  constexpr std::string_view kLow = " low";
+  const std::string percent = table.headings[kOdds + 1];
+  table.headings.resize(kOdds);
+  table.headings.push_back(
+      fmt::format("Odds ratio ({})", percent.substr(0, percent.size() - kLow.size())));
+  for (std::vector<std::string>& row : table.rows) {
+    std::string odds = row[kOdds];
+    const std::string& low = row[kOdds + 1];
+    const std::string& high = row[kOdds + 2];
+    if (!low.empty() && !high.empty()) odds += fmt::format(" ({} to {})", low, high);
+    row.resize(kOdds);
+    row.push_back(std::move(odds));
+  }
+  return table;
+}
+
+bool HasOdds(const ReportTable& table) {
+  return std::ranges::find(table.headings, "exp(est.)") != table.headings.end();
+}
+
 std::string BlockHtml(const ReportBlock& block) {
-  if (const auto* table = std::get_if<ReportTable>(&block)) return HtmlTable(*table);
+  if (const auto* table = std::get_if<ReportTable>(&block)) {
+    return HtmlTable(HasOdds(*table) ? WithOddsInOneColumn(*table) : *table);
+  }
   if (const auto* omission = std::get_if<ReportOmission>(&block)) return HtmlOmission(*omission);
   return fmt::format("<p>{}</p>\n", HtmlText(std::get<std::string>(block)));
 }
@@ -94,9 +130,12 @@ std::string PartHtml(const Part& part) {
   for (const ReportSection* section : part.sections) {
     for (const ReportBlock& block : section->blocks) html += BlockHtml(block);
   }
+  const bool isSideBySide = part.isSideBySide && part.plots.size() > 1;
+  if (isSideBySide) html += "<div class=\"pair\">\n";
   for (std::size_t i = 0; i < part.plots.size(); ++i) {
     html += PlotHtml(part.plots[i], fmt::format("{}-plot-{}", id, i + 1));
   }
+  if (isSideBySide) html += "</div>\n";
   return html + "</section>\n";
 }
 
@@ -112,8 +151,53 @@ std::string LinesHtml(const ReportDocument& document) {
   return html + "</dl>\n";
 }
 
+/// The share of the records fitted that are predicted right.
+std::optional<double> CorrectShare(const LogisticFit& fit) {
+  double total = 0.0;
+  double correct = 0.0;
+  for (std::size_t i = 0; i < fit.classification.size(); ++i) {
+    correct += fit.classification[i].at(i);
+    for (const double weight : fit.classification[i]) total += weight;
+  }
+  return total > 0.0 ? std::optional(correct / total) : std::nullopt;
+}
+
+/// What one looks for first.
+std::string KeyHtml(const FitResult& fit) {
+  constexpr int kDigits = 3;
+  std::string text = fmt::format("{} record{} fitted", CountText(fit.records.used),
+                                 fit.records.used == 1 ? "" : "s");
+  const auto add = [&text](std::string_view name, const std::optional<double>& value) {
+    if (value) text += fmt::format(" · {} {}", name, NumberText(value, kDigits));
+  };
+  const auto addTest = [&text](const char* name, const std::optional<double>& p) {
+    if (!p) return;
+    const std::string digits = ProbabilityText(p);
+    text += fmt::format(" · {} p {}", name, digits.starts_with('<') ? digits : "= " + digits);
+  };
+  const ValidationScore* score = fit.validation ? &fit.validation->score : nullptr;
+  if (fit.logistic) {
+    add("McFadden R square", fit.logistic->mcFadden);
+    if (const std::optional<double> share = CorrectShare(*fit.logistic)) {
+      text += fmt::format(" · {:.1f}% predicted right", 100.0 * *share);
+    }
+    addTest("likelihood-ratio test", fit.logistic->chiSquareP);
+    if (score != nullptr && score->accuracy) {
+      text += fmt::format(" · of {} held out {:.1f}% predicted right", CountText(score->records),
+                          100.0 * *score->accuracy);
+    }
+  } else {
+    add("R square", fit.rSquare);
+    addTest("F test", fit.quality.fP);
+    if (score != nullptr && score->rSquare) {
+      add(fmt::format("of {} held out R square", CountText(score->records)), score->rSquare);
+    }
+  }
+  return fmt::format("<p class=\"key\">{}</p>\n", HtmlText(text));
+}
+
 std::string WarningsHtml(const ReportDocument& document) {
-  if (document.warnings.empty()) return "<p class=\"fine\">No warnings.</p>\n";
+  if (document.warnings.empty()) return "";
   std::string html =
       "<section class=\"warnings\" aria-labelledby=\"warnings\">\n<h2 "
       "id=\"warnings\">Warnings</h2>\n<ul>\n";
@@ -205,10 +289,14 @@ std::string Page(const FitResult& fit, const ReportDetail& detail) {
   }
   html += fmt::format(
       "</head>\n<body>\n<a class=\"skip\" href=\"#results\">Skip to the results</a>\n"
-      "<header>\n<h1>{}</h1>\n{}</header>\n{}<main id=\"results\" tabindex=\"-1\">\n{}",
-      HtmlText(title), LinesHtml(document), ContentsHtml(parts), WarningsHtml(document));
+      "<header>\n<h1>{}</h1>\n{}{}</header>\n{}<main id=\"results\" tabindex=\"-1\">\n{}",
+      HtmlText(title), KeyHtml(fit), LinesHtml(document), ContentsHtml(parts),
+      WarningsHtml(document));
   html += NotesHtml(fit, document);
   for (const Part& part : parts) html += PartHtml(part);
+  if (document.warnings.empty()) {
+    html += "<p class=\"fine\">No numerical problems were found.</p>\n";
+  }
   html += fmt::format("</main>\n<footer><p>Made by qvreg {}.</p></footer>\n", QVREG_VERSION);
   for (const std::string& script : scripts) html += "<script>" + script + "</script>\n";
   return html + "</body>\n</html>\n";

@@ -25,25 +25,4 @@ namespace qvhost {
 /// A plot of layers in the page's usual size, whose data are `rows`.
 [[nodiscard]] nlohmann::json Layered(nlohmann::json layers);
 
-/// A row of a plot of estimates with intervals.
-struct IntervalRow {
-  std::string name;
-  double estimate = 0.0;
-  double low = 0.0;
-  double high = 0.0;
-};
-
-/// Estimates with intervals below one another, and a line where there is no effect. On a
-/// logarithmic scale that is at 1, else at 0.
-struct IntervalPlot {
-  std::vector<IntervalRow> rows;
-  std::string quantity;  ///< What the numbers are.
-  bool isLogarithmic = false;
-
-  [[nodiscard]] nlohmann::json Spec() const;
-  [[nodiscard]] nlohmann::json Columns() const;
-  /// How many of the intervals do not hold the value without effect, as a sentence.
-  [[nodiscard]] std::string Facts() const;
-};
-
 }  // namespace qvhost

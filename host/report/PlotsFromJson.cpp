@@ -26,6 +26,10 @@ ScatterPlot Scatter(const JsonReader& json) {
     const Numbers size = List(json, "rectangle", 2);
     plot.size = {size[0], size[1]};
   }
+  plot.outside = json.Get<double>("outside");
+  const JsonReader scale = json.At("x_scale");
+  plot.isLogarithmic = scale.As<std::string>() == "log10";
+  scale.Require(plot.isLogarithmic || scale.As<std::string>() == "linear");
   const auto x = json.Get<Numbers>("x");
   const Numbers y = List(json, "y", x.size());
   const Numbers weight =

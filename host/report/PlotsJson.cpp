@@ -27,7 +27,9 @@ Json ScatterJson(const ScatterPlot& plot) {
   return {{"rectangle", plot.size ? Json(*plot.size) : Json(nullptr)},
           {"x", ListOf(plot.cells, &Cell::x)},
           {"y", ListOf(plot.cells, &Cell::y)},
-          {"weight", areAllOne ? Json(nullptr) : ListOf(plot.cells, &Cell::weight)}};
+          {"weight", areAllOne ? Json(nullptr) : ListOf(plot.cells, &Cell::weight)},
+          {"outside", plot.outside},
+          {"x_scale", plot.isLogarithmic ? "log10" : "linear"}};
 }
 
 Json LinearJson(const LinearPlots& plots) {

@@ -186,7 +186,7 @@ ReportSections InfluentialSections(const FitResult& fit) {
   }
   const std::vector<std::string> distanceTexts = ColumnText(distances, kFewDigits);
   const std::vector<std::string> leverageTexts = ColumnText(leverages, kFewDigits);
-  ReportTable table{section.title,
+  ReportTable table{section.title + "; Row counts the rows of the data from 1",
                     {"Row", "Cook's distance", "Leverage",
                      fit.logistic ? "Deviance residual" : "Studentized residual"}};
   for (std::size_t i = 0; i < distances.size(); ++i) {
@@ -263,7 +263,7 @@ ReportSections ClassificationSections(const FitResult& fit, const ReportDetail& 
   const bool showsAll = size <= kMostColumns;
   const std::string title =
       showsAll ? "Classification: rows observed, columns predicted" : "Classification";
-  ReportTable table{title, {"Observed"}};
+  ReportTable table{title + ", of the records fitted", {"Observed"}};
   if (showsAll) {
     for (const DependentLevel& level : logistic.levels) table.headings.push_back(LevelText(level));
   }

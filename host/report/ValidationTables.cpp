@@ -136,7 +136,8 @@ ReportTable LevelRows(const FitResult& fit, const ReportDetail& detail) {
   const auto text = [](const ValidationLevel& level) {
     return level.level.empty() ? "''" : Printable(level.level);
   };
-  ReportTable table{"Levels: rows observed, columns predicted", {"Observed", "Weight", "AUC"}};
+  ReportTable table{"Levels of the records held out: rows observed, columns predicted",
+                    {"Observed", "Weight", "AUC"}};
   std::vector<std::string>& headings = table.headings;
   if (showsAll) {
     for (const ValidationLevel& level : validation.levels) headings.push_back(text(level));
@@ -164,7 +165,7 @@ ReportTable LevelRows(const FitResult& fit, const ReportDetail& detail) {
 
 ReportTable CalibrationTable(const FitResult& fit, const ReportDetail& detail) {
   const std::vector<CalibrationGroup>& groups = fit.validation->calibration;
-  ReportTable table{"Calibration",
+  ReportTable table{"Calibration of the records held out",
                     {"Calibration", "Tenth", "Weight", "Mean predicted", "Observed"}};
   const Shown shown(groups.size(), detail.rows);
   table.Omit(shown, "tenths");

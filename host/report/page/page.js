@@ -14,9 +14,10 @@
     aria: false,
     background: "transparent",
     view: { stroke: "transparent" },
-    axis: { ...guide, titlePadding: 8 },
+    // Labels stand below their ticks, also at the ends.
+    axis: { ...guide, titlePadding: 8, labelFlush: false },
     axisQuantitative: { tickCount: 6 },
-    legend: { ...guide, symbolStrokeColor: accent },
+    legend: { ...guide, symbolStrokeColor: accent, symbolFillColor: accent, columnPadding: 14 },
     rule: { color: soft },
     text: { color: ink },
     range: { category: [1, 2, 3, 4, 5, 6, 7, 8].map((k) => `var(--line-${k})`) },
@@ -24,7 +25,9 @@
       record: { color: accent, fill: accent, opacity: 0.55, size: 22 },
       count: { color: accent, fill: accent },
       interval: { color: accent, stroke: accent, strokeWidth: 2 },
-      estimate: { fill: accent, stroke: accent, filled: true, size: 55, opacity: 1 },
+      estimate: { fill: accent, stroke: accent, filled: true, size: 42, opacity: 1 },
+      arrowhead: { fill: accent, stroke: accent, filled: true, size: 90, opacity: 1 },
+      range: { strokeWidth: 1, opacity: 0.7 },
       group: { filled: true, size: 45, opacity: 1 },
       curve: { color: accent, stroke: accent, strokeWidth: 2 },
       number: { fill: ink, font: fonts, fontSize: 13 },
@@ -46,11 +49,19 @@
     return { ...config, axis: { ...config.axis, labelLimit: most } };
   }
 
+  /** The size of a plot whose axes are equally long; what stands beside them needs room, too. */
+  function squareOf(spec, width) {
+    if (!spec.usermeta?.square) return {};
+    const side = Math.min(380, width - 80);
+    return { width: side, height: side };
+  }
+
   async function draw(holder) {
     const { spec, columns } = JSON.parse(document.getElementById(holder.dataset.plot).textContent);
     const whole = {
       $schema: "https://vega.github.io/schema/vega-lite/v6.json",
       ...spec,
+      ...squareOf(spec, holder.clientWidth),
       description: holder.dataset.label,
       datasets: { rows: rowsOf(columns) },
     };
@@ -77,9 +88,9 @@
     document.documentElement.dataset.plots = "drawn";
   }
 
-  /** The number that a cell shows; NaN for none. */
+  /** The number that a cell shows, the first of an estimate with its limits; NaN for none. */
   function numberOf(text) {
-    const digits = text.replace(/,/g, "").replace(/^</, "").replace(/%$/, "");
+    const digits = text.replace(/ \(.*/, "").replace(/,/g, "").replace(/^</, "").replace(/%$/, "");
     return digits === "" ? NaN : Number(digits);
   }
 
@@ -111,9 +122,30 @@
     body.append(...rows);
   }
 
+  /** Folds a long table to its first rows, whatever it is sorted by, with a button that opens it. */
+  function fold(table, number) {
+    const most = 60;
+    const count = table.tBodies[0].rows.length;
+    if (count <= most) return;
+    table.id = `table-${number}`;
+    table.classList.add("folded");
+    const button = document.createElement("button");
+    const tell = (isOpen) => {
+      button.setAttribute("aria-expanded", String(isOpen));
+      button.textContent = isOpen ? "Show the first 20 rows" : `Show all ${count.toLocaleString("en")} rows`;
+    };
+    button.type = "button";
+    button.className = "more";
+    button.setAttribute("aria-controls", table.id);
+    tell(false);
+    button.addEventListener("click", () => tell(!table.classList.toggle("folded")));
+    table.closest(".table").after(button);
+  }
+
   document.addEventListener("click", (event) => {
     const button = event.target.closest("thead button");
     if (button) sort(button);
   });
+  document.querySelectorAll("main table").forEach(fold);
   drawAll();
 })();
