@@ -198,14 +198,16 @@ void Drawing::AddRectangles(const Plane& plane, ScatterPlot& plot) {
 Range Drawing::Central(const std::string& number, const Plane& plane, Range whole) {
   // Each narrows to a half, down to a thousandth: by far more than any numbers of one kind differ.
   constexpr int kMostTimes = 20;
+  constexpr double kRounding = 1e-12;
   Range range = whole;
   for (int i = 0; i < kMostTimes; ++i) {
     const Range narrowed = Narrowed(number, plane, range);
     const bool isHalf = narrowed.HalfWidth() < range.HalfWidth() / 2.0;
     if (!isHalf) return i == 0 ? whole : narrowed;
     range = narrowed;
+    // Nearly all records have one number: what is left to be seen are the others.
+    if (range.HalfWidth() <= kRounding * std::max(std::abs(range.low), std::abs(range.high))) break;
   }
-  // Nearly all records have one number.
   return whole;
 }
 

@@ -115,7 +115,9 @@ std::string ChoiceText(std::size_t count, const char* things, const FitResult& f
 void AddPlot(ReportPlots& plots, std::vector<IntervalRow> rows, const PanelText& text,
              const char* kind) {
   const IntervalPlot plot{std::move(rows), text.quantity, text.isLogarithmic};
-  plots.push_back({text.title + kind, plots.empty() ? text.aid : "To be read as the plot above.",
+  const bool isFirst =
+      std::ranges::all_of(plots, [](const ReportPlot& other) { return other.spec.is_null(); });
+  plots.push_back({text.title + kind, isFirst ? text.aid : "To be read as the plot above.",
                    plot.Facts() + text.more, plot.Spec(), plot.Columns()});
 }
 
@@ -124,6 +126,11 @@ void AddPanels(ReportPlots& plots, std::vector<IntervalRow> rows, const PanelTex
                std::size_t fewest) {
   const std::vector<IntervalRow> perUnit =
       TakeOut(rows, [](const IntervalRow& row) { return row.isPerUnit; });
+  if (rows.empty() && perUnit.empty() && !text.more.empty()) {
+    // Not the blank before it.
+    plots.push_back({text.title, "", text.more.substr(1), nullptr});
+    return;
+  }
   const bool areBoth = !rows.empty() && !perUnit.empty();
   if (rows.size() >= fewest) AddPlot(plots, std::move(rows), text, areBoth ? ": levels" : "");
   if (perUnit.size() >= fewest) AddPlot(plots, perUnit, text, areBoth ? ": per unit" : "");

@@ -112,6 +112,10 @@ std::string BlockHtml(const ReportBlock& block) {
 }
 
 std::string PlotHtml(const ReportPlot& plot, const std::string& id) {
+  if (plot.spec.is_null()) {
+    return fmt::format("<h3>{}</h3>\n<p class=\"facts\">{}</p>\n", HtmlText(plot.title),
+                       HtmlText(plot.facts));
+  }
   const nlohmann::json data = {{"spec", plot.spec}, {"columns", plot.columns}};
   const std::string json = data.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
   return fmt::format(
@@ -173,7 +177,8 @@ std::string KeyHtml(const FitResult& fit) {
   const auto addTest = [&text](const char* name, const std::optional<double>& p) {
     if (!p) return;
     const std::string digits = ProbabilityText(p);
-    text += fmt::format(" · {} p {}", name, digits.starts_with('<') ? digits : "= " + digits);
+    text +=
+        fmt::format(" · {} p\u00a0{}", name, digits.starts_with('<') ? digits : "=\u00a0" + digits);
   };
   const ValidationScore* score = fit.validation ? &fit.validation->score : nullptr;
   if (fit.logistic) {

@@ -29,17 +29,19 @@ struct Span {
   [[nodiscard]] double Width() const { return high - low; }
 };
 
-/// Where most of the values lie: all of a few, of more all that are not far from the middle half.
+/// Where most of the values lie: all but a few that are far from the middle half.
 Span MostOf(std::vector<double> values) {
-  constexpr std::size_t kFew = 8;
   constexpr double kFar = 4.0;
+  constexpr std::size_t kOneOf = 20;
   std::ranges::sort(values);
-  Span span{values.front(), values.back()};
-  if (values.size() < kFew) return span;
-  const double first = values[values.size() / 4];
-  const double third = values[values.size() - 1 - values.size() / 4];
+  const Span span{values.front(), values.back()};
+  const std::size_t quarter = values.size() / 4;
+  const double first = values[quarter];
+  const double third = values[values.size() - 1 - quarter];
   const double far = kFar * (third - first);
-  if (!(far > 0.0)) return span;
+  const auto isFar = [&](double value) { return value < first - far || value > third + far; };
+  const auto count = static_cast<std::size_t>(std::ranges::count_if(values, isFar));
+  if (!(far > 0.0) || count * kOneOf > values.size()) return span;
   return {std::max(span.low, first - far), std::min(span.high, third + far)};
 }
 

@@ -96,8 +96,10 @@ class RecordPlot {
                                           cells == 1 ? "" : "s", CountText(std::llround(Weight())))
                             : fmt::format("{} point{}", CountText(cells), cells == 1 ? "" : "s");
     if (outside_ > 0.0) {
-      drawn += fmt::format("; {} more, far from all others, lie{} beyond the axes",
-                           CountText(std::llround(outside_)), outside_ == 1.0 ? "s" : "");
+      drawn += fmt::format(
+          "; {} more {} beyond the axes, as of a number with some far away the central 99.9% are "
+          "shown",
+          CountText(std::llround(outside_)), outside_ == 1.0 ? "lies" : "lie");
     }
     return fmt::format("{}. {}: {}. {}: {}.", drawn, axes.x, X().Text(), axes.y, Y().Text());
   }

@@ -245,7 +245,7 @@ void AddClassification(ReportPlots& plots, const std::vector<std::string>& names
                           {"direction", "horizontal"},
                           {"format", ".0%"},
                           {"symbolType", "square"},
-                          {"values", {0.0, 0.5, 1.0}}}},
+                          {"values", {0.25, 0.5, 0.75, 1.0}}}},
                         {"scale", {{"domain", {0, 1}}, {"range", {0, 0.55}}}}}},
                       {"tooltip", tooltip}}}});
   constexpr std::size_t kMostTexts = 10;
@@ -275,10 +275,12 @@ ReportPlots IterationPlots(const FitResult& fit) {
   std::vector<double> values;
   Json columns = {{"i", Json::array()}, {"h", Json::array()}};
   int halvings = 0;
+  // A logarithmic axis has no place for 0, which is left at the end, nor for its roundings.
+  constexpr double kRounding = 1e-13;
+  const double least = kRounding * std::max(1.0, std::abs(last));
   for (const IterationPoint& point : iterations) {
     halvings += point.halvings;
-    // A logarithmic axis has no place for 0, which is left at the end.
-    if (!(last - point.logLikelihood > 0.0)) continue;
+    if (!(last - point.logLikelihood > least)) continue;
     columns["i"].push_back(point.iteration);
     columns["h"].push_back(point.halvings);
     values.push_back(last - point.logLikelihood);

@@ -11,10 +11,12 @@ namespace qvhost {
 /// A plot of a page. A plain value.
 struct ReportPlot {
   std::string title;
-  std::string aid;      ///< How it is to be read, in a sentence.
-  std::string facts;    ///< What it shows, in words.
-  nlohmann::json spec;  ///< Vega-Lite's, but for the data `rows`, which come from
-  nlohmann::json columns = nlohmann::json::object();  ///< these: arrays of one length, by name.
+  std::string aid;    ///< How it is to be read, in a sentence.
+  std::string facts;  ///< What it shows, in words.
+  /// Vega-Lite's, but for the data `rows`; null where there is nothing to draw.
+  nlohmann::json spec;
+  /// Those data: arrays of one length, by name.
+  nlohmann::json columns = nlohmann::json::object();
 };
 
 using ReportPlots = std::vector<ReportPlot>;

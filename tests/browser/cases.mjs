@@ -22,6 +22,15 @@ function writeLarge(file, count) {
   fs.writeFileSync(file, lines.join("\n") + "\n");
 }
 
+/** A hundred levels, one of them far from the others and known from two records alone. */
+function writeManyLevels(file) {
+  const next = numbers(11);
+  const lines = ["y,level"];
+  for (let i = 0; i < 6_000; ++i) lines.push(`${(10 * next() + i % 100 / 10).toFixed(4)},l${i % 100}`);
+  lines.push("900,far", "-200,far", "1e6,l1");
+  fs.writeFileSync(file, lines.join("\n") + "\n");
+}
+
 /** Names that are markup, quotes, the end of a script, and text from right to left. */
 export const kWildNames = {
   dependent: "</script><script>alert(1)</script>",
@@ -45,7 +54,7 @@ function writeWild(file) {
     `${name(factor)} ~ ${name(number)} + ${name(dependent)}`];
 }
 
-/** Makes the reports in `scratch`; `plots` are the fewest that each must draw. */
+/** Makes the reports in `scratch`; `plots` are the fewest that each must draw, `folded` its long tables. */
 export function makeReports(run, data, scratch) {
   const file = (name) => path.join(scratch, name);
   const penguins = path.join(data, "penguins.csv");
@@ -54,6 +63,7 @@ export function makeReports(run, data, scratch) {
     return { name, plots, file: file(`${name}.html`) };
   };
   const fit = (table, formula, ...more) => ["fit", "-d", table, "-f", formula, "-q", ...more];
+  writeManyLevels(file("many.csv"));
   writeLarge(file("large.csv"), 20_000);
   writeLarge(file("points.csv"), 5_000);
   const [wildLinear, wildLogistic] = writeWild(file("wild.csv"));
@@ -63,12 +73,13 @@ export function makeReports(run, data, scratch) {
       "--vif", "--margins", "--means", "species", "--influential")),
     report("binary", 6, ...fit(penguins, "sex ~ body_mass + species + flipper_length", "--margins",
       "--holdout", "0.3")),
-    report("multinomial", 8, ...fit(penguins, "island ~ body_mass + sex", "--margins", "--anova", "2",
+    report("multinomial", 7, ...fit(penguins, "island ~ body_mass + sex", "--margins", "--anova", "2",
       "--folds", "4")),
     report("large", 5, ...fit(file("large.csv"), "y ~ x + g")),
+    { ...report("many", 5, ...fit(file("many.csv"), "y ~ level")), folded: 1, arrowheads: true },
     report("points", 5, ...fit(file("points.csv"), "y ~ x + g")),
     report("names", 5, ...fit(file("wild.csv"), wildLinear)),
-    report("levels", 6, ...fit(file("wild.csv"), wildLogistic)),
+    report("levels", 4, ...fit(file("wild.csv"), wildLogistic)),
     report("plain", 1, "show", file("plain.pmml")),
   ];
 }

@@ -39,6 +39,14 @@ export async function checkView(page, report, view, axe, expect) {
       marks: [...drawing.querySelectorAll("svg g.role-mark path, svg g.role-mark line, svg g.role-mark text")]
         .filter((mark) => mark.getBoundingClientRect().width + mark.getBoundingClientRect().height > 0).length,
       inside: drawing.scrollWidth <= drawing.clientWidth + 1,
+      // Numbers that are none would be in the attributes of marks.
+      notNumbers: [...drawing.querySelectorAll("svg *")].filter((mark) =>
+        [...mark.attributes].some((attribute) => /NaN|Infinity/.test(attribute.value) && attribute.name !== "aria-label")).length,
+      keys: [...drawing.querySelectorAll("svg .role-legend-label text")].map((text) => text.textContent),
+      legends: drawing.querySelectorAll("svg .role-legend-title").length,
+      counts: drawing.querySelectorAll("svg .mark-rect.role-mark path").length,
+      arrowheads: [...drawing.querySelectorAll("svg .mark-symbol.role-mark path")]
+        .filter((path) => /^M[^ACZ]*Z$/.test(path.getAttribute("d"))).map((path) => path.getBoundingClientRect().width),
     })),
     tables: [...document.querySelectorAll("main table")].map((table) => ({
       caption: table.caption?.textContent ?? "",
@@ -51,7 +59,18 @@ export async function checkView(page, report, view, axe, expect) {
   for (const plot of found.plots) {
     expect(plot.marks > 0, `no marks in "${plot.label}"`);
     expect(plot.inside, `"${plot.label}" is wider than its place`);
+    expect(plot.notNumbers === 0, `${plot.notNumbers} marks without a place in "${plot.label}"`);
+    if (plot.legends > 0) expect(plot.keys.length > 0 && plot.keys.every((key) => key !== ""), `a legend without keys in "${plot.label}"`);
+    if (/rectangles for/.test(plot.label)) {
+      const numbers = plot.keys.map((key) => Number(key.replaceAll(",", "")));
+      expect(numbers.length > 1 && numbers[0] >= 1 && numbers.every((key, i) => i === 0 || key > numbers[i - 1]),
+        `a legend of counts with ${plot.keys} in "${plot.label}"`);
+    }
+    const heads = Number(plot.label.match(/(\d+) with an arrowhead/)?.[1] ?? 0);
+    expect(plot.arrowheads.length >= heads && plot.arrowheads.every((width) => width > 2),
+      `${plot.arrowheads.length} arrowheads in "${plot.label}"`);
   }
+  if (report.arrowheads) expect(found.plots.some((plot) => plot.arrowheads.length > 0), "no arrowheads");
   expect(found.tables.length > 0, "no table");
   for (const table of found.tables) {
     expect(table.caption !== "" && table.columns > 0 && table.rows > 0, `a table lacks its parts: ${JSON.stringify(table)}`);
@@ -99,6 +118,41 @@ export async function checkSorting(page, expect) {
   expect((await read()).length === before.length, "sorting loses rows");
   await table.locator("thead th").nth(0).locator("button").press("Space");
   expect(await heading.getAttribute("aria-sort") === null, "two columns are marked as sorted");
+}
+
+/** Opens and folds the long tables by a mouse and by keys; on paper they are as they were left. */
+export async function checkFolding(page, report, expect) {
+  const buttons = page.locator("button.more");
+  expect(await buttons.count() === (report.folded ?? 0), `${await buttons.count()} tables are folded`);
+  if (await buttons.count() === 0) return;
+  const button = buttons.first();
+  const table = page.locator(`#${await button.getAttribute("aria-controls")}`);
+  const shown = () => table.locator("tbody tr").evaluateAll((rows) => rows.filter((row) => row.offsetParent !== null).length);
+  const all = await table.locator("tbody tr").count();
+  expect(all > 60 && await shown() === 20, `${await shown()} of ${all} rows before`);
+  expect(await button.getAttribute("aria-expanded") === "false", "a folded table is not said to be folded");
+  expect((await button.textContent()).includes(String(all)), "the button does not tell the rows");
+  await button.focus();
+  await page.keyboard.press("Enter");
+  expect(await button.getAttribute("aria-expanded") === "true" && await shown() === all, `${await shown()} rows when opened by a key`);
+  await page.emulateMedia({ media: "print" });
+  expect(await shown() === all && !(await button.isVisible()), `${await shown()} rows on paper`);
+  await page.emulateMedia({ media: "screen" });
+  await button.click();
+  expect(await shown() === 20, `${await shown()} rows when folded again`);
+}
+
+/** Wide tables scroll by themselves; the names stay in sight. */
+export async function checkScrolling(page, expect) {
+  const found = await page.evaluate(() => [...document.querySelectorAll(".table")].map((region) => {
+    const left = region.getBoundingClientRect().left;
+    region.scrollLeft = region.scrollWidth;
+    const name = region.querySelector("tbody th").getBoundingClientRect().left;
+    const scrolled = region.scrollLeft;
+    region.scrollLeft = 0;
+    return { scrolled, moved: Math.abs(name - left) };
+  }));
+  for (const { scrolled, moved } of found) expect(moved < 1, `names move by ${moved} when ${scrolled} is scrolled`);
 }
 
 /** On paper a page is light, whatever the theme, and nothing scrolls. */

@@ -8,7 +8,7 @@ import { createRequire } from "node:module";
 import path from "node:path";
 import { pathToFileURL } from "node:url";
 import { makeReports } from "./cases.mjs";
-import { checkPaper, checkSorting, checkView } from "./checks.mjs";
+import { checkFolding, checkPaper, checkScrolling, checkSorting, checkView } from "./checks.mjs";
 
 const [command, data, packages, scratch, ...options] = process.argv.slice(2);
 const require = createRequire(path.resolve(packages, "node_modules/from-here.js"));
@@ -71,6 +71,7 @@ for (const report of reports) {
   for (const view of kViews) {
     const { context, page, name } = await open(report, view);
     summary = await checkView(page, report, view, axe, (isRight, what) => expect(isRight, `${name}: ${what}`));
+    await checkScrolling(page, (isRight, what) => expect(isRight, `${name}: ${what}`));
     if (screenshots) {
       const file = `${report.name}-${view.width}-${view.theme}.png`;
       await page.screenshot({ path: path.join(screenshots, file), fullPage: true });
@@ -78,6 +79,7 @@ for (const report of reports) {
     await context.close();
   }
   const { context, page, name } = await open(report, kViews[2]);
+  await checkFolding(page, report, (isRight, what) => expect(isRight, `${name}: ${what}`));
   await checkSorting(page, (isRight, what) => expect(isRight, `${name}: ${what}`));
   await checkPaper(page, (isRight, what) => expect(isRight, `${name}: ${what}`));
   await context.close();

@@ -225,6 +225,70 @@ TEST_F(DrawLinearTest, MoreThan5000RecordsAreCountedInRectangles) {
   expect(plots.leverage, leverage, standardized);
 }
 
+TEST(DrawLinear, AFewRecordsFarAwayDoNotStretchTheRectangles) {
+  // Of 20,000 records two lie far out: less than 0.05% at either end.
+  const LinearPlots plots = Drawn(
+      "SELECT sin(i) AS x, CASE WHEN i = 5 THEN 1e6 WHEN i = 6 THEN -1e9 ELSE 3 * sin(2 * i + "
+      "1) END AS y, 2 AS w FROM range(20000) t(i)",
+      "y ~ 1");
+  EXPECT_EQ(plots.observed.outside, 2.0);
+  EXPECT_EQ(WeightOf(plots.observed), 19998.0);
+  EXPECT_NEAR(plots.observed.size.value()[1], 6.0 / 40.0, 0.01);
+  EXPECT_NEAR(plots.observed.cells.front().y, -3.0, 0.01);
+  EXPECT_EQ(plots.residuals.outside, 2.0);
+  EXPECT_EQ(plots.leverage.outside, 2.0);
+}
+
+TEST(DrawLinear, RectanglesHoldAllOfRecordsThatLieTogether) {
+  const LinearPlots plots = Drawn(Waves(20000), "y ~ x + g");
+  for (const ScatterPlot& plot : {plots.residuals, plots.observed, plots.leverage}) {
+    EXPECT_EQ(plot.outside, 0.0);
+    EXPECT_EQ(WeightOf(plot), 20000.0);
+    EXPECT_FALSE(plot.isLogarithmic);
+  }
+}
+
+TEST(DrawLinear, FrequencyWeightsSayWhichRecordsAreFew) {
+  FitOptions options = OptionsFor(
+      "SELECT CASE WHEN i = 5 THEN 1e6 ELSE sin(i) END AS y, CASE WHEN i = 5 THEN 9 ELSE 1 END AS "
+      "w "
+      "FROM range(20000) t(i)",
+      "y ~ 1");
+  options.binding.freqWeight = "w";
+  EXPECT_EQ(Drawn(options).observed.outside, 9.0);
+  options = OptionsFor(
+      "SELECT CASE WHEN i = 5 THEN 1e6 ELSE sin(i) END AS y, CASE WHEN i = 5 THEN 11 ELSE 1 END AS "
+      "w FROM range(20000) t(i)",
+      "y ~ 1");
+  options.binding.freqWeight = "w";
+  EXPECT_EQ(Drawn(options).observed.outside, 0.0);
+}
+
+TEST(DrawLinear, ANumberThatNearlyAllRecordsHaveIsDrawnBesideTheOthers) {
+  const LinearPlots plots =
+      Drawn("SELECT CASE WHEN i < 3 THEN 1e6 + i ELSE 7 END AS y FROM range(20000) t(i)", "y ~ 1");
+  EXPECT_EQ(plots.observed.outside, 0.0);
+  EXPECT_EQ(WeightOf(plots.observed), 20000.0);
+}
+
+TEST_F(DrawLinearTest, LeveragesFarApartAreCountedByTheirLogarithms) {
+  const auto drawn = DrawnAndDiagnosed(OptionsFor(
+      "SELECT exp(3 * sin(i)) AS x, cos(7 * i) AS y FROM range(6000) t(i)", "y ~ x - 1"));
+  const ScatterPlot& plot = drawn.first.leverage;
+  EXPECT_TRUE(plot.isLogarithmic);
+  EXPECT_EQ(plot.outside, 0.0);
+  const auto [width, height] = plot.size.value();
+  for (const Cell& cell : plot.cells) {
+    double count = 0.0;
+    for (const auto& row : drawn.second.rows) {
+      const double across = (std::log10(*row[4]) - cell.x) / width;
+      const double up = (*row[2] - cell.y) / height;
+      if (across >= 0.0 && across < 1.0 && up >= 0.0 && up < 1.0) count += 1.0;
+    }
+    EXPECT_EQ(cell.weight, count) << cell.x << ' ' << cell.y;
+  }
+}
+
 TEST_F(DrawLinearTest, OfManyRecordsTheQuantilesKeepTheTails) {
   const auto [plots, written] = DrawnAndDiagnosed(OptionsFor(Waves(20000), "y ~ x + g"));
   Numbers sorted;
@@ -336,8 +400,8 @@ TEST(DrawLinear, TheLargestAndTheSmallestNumbersHaveFiniteRectangles) {
     const LinearPlots plots =
         Drawn(fmt::format("SELECT {} AS y, i % 5 AS x FROM range(6000) t(i)", y), "y ~ x");
     ExpectFinite(plots);
-    EXPECT_EQ(WeightOf(plots.observed), 6000.0);
-    EXPECT_EQ(WeightOf(plots.residuals), 6000.0);
+    EXPECT_EQ(WeightOf(plots.observed) + plots.observed.outside, 6000.0);
+    EXPECT_EQ(WeightOf(plots.residuals) + plots.residuals.outside, 6000.0);
   }
 }
 

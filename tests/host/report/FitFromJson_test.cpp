@@ -93,7 +93,7 @@ FitPlots SamplePlots(ModelKind kind) {
   }
   plots.linear = {{{}, {{1.0, -0.5}, {2.0, 1.0 / 3.0}}},
                   {{{0.5, 2.0}}, {{1.0, -0.5, 7.5}, {1.0, 1.5, 1.0}}},
-                  {},
+                  {{{0.25, 1.0}}, {{-2.5, -1.0, 7.0}}, 1.5, true},
                   {{-1.5, -0.25}, {1.5, 0.75}}};
   return plots;
 }
@@ -364,6 +364,9 @@ TEST(FitFromJson, RefusesPlotsOfOtherNumbers) {
     json[Pointer("/" + place)].push_back(1.0);
     EXPECT_NE(MessageOf(json.dump()).find("'" + place + "'"), std::string::npos) << place;
   }
+  Json json = whole;
+  json["plots"]["leverage"]["x_scale"] = "log";
+  EXPECT_NE(MessageOf(json.dump()).find("'plots/leverage/x_scale'"), std::string::npos);
 }
 
 TEST(FitFromJson, RefusesTablesOfAnotherSize) {

@@ -48,10 +48,36 @@ TEST(HtmlReport, SaysWhatWasFittedAndWarnsBeforeTheTables) {
       << "blanks at which no line is broken are blanks";
   const std::size_t warning = body.find("<li>Something is odd.</li>");
   EXPECT_LT(warning, body.find("<table>"));
-  EXPECT_EQ(body.find("No warnings."), std::string::npos);
+  EXPECT_EQ(body.find("No numerical problems"), std::string::npos);
   FitResult fit = SampleFit();
   fit.warnings.clear();
-  EXPECT_NE(HtmlReport(fit).find("No warnings."), std::string::npos);
+  EXPECT_NE(HtmlReport(fit).find("No numerical problems were found."), std::string::npos);
+}
+
+TEST(HtmlReport, BeginsWithWhatOneLooksForFirst) {
+  FitResult fit = SampleFit();
+  EXPECT_NE(HtmlReport(fit).find("<p class=\"key\">1,100 records fitted · R square 0.75</p>"),
+            std::string::npos);
+  fit.quality.fP = 0.25;
+  EXPECT_NE(HtmlReport(fit).find("0.75 · F test p\u00a0=\u00a00.2500</p>"), std::string::npos);
+  fit = SampleLogisticFit();
+  const char* key =
+      "<p class=\"key\">1,100 records fitted · McFadden R square 0.1 · 57.5% predicted right · "
+      "likelihood-ratio test p\u00a0&lt;1e-16";
+  EXPECT_NE(HtmlReport(fit).find(std::string(key) + "</p>"), std::string::npos);
+  ValidationResult& validation = fit.validation.emplace();
+  validation.score.records = 1234;
+  validation.score.accuracy = 0.5;
+  EXPECT_NE(
+      HtmlReport(fit).find(std::string(key) + " · of 1,234 held out 50.0% predicted right</p>"),
+      std::string::npos);
+}
+
+TEST(HtmlReport, HasOddsRatiosAndTheirLimitsInOneColumn) {
+  const std::string body = Body(HtmlReport(SampleLogisticFit()));
+  EXPECT_NE(body.find("Odds ratio (90%)"), std::string::npos);
+  EXPECT_NE(body.find("<td>0.2231 (0.09778 to 0.5092)</td></tr>"), std::string::npos);
+  EXPECT_EQ(Count(body, ">90% low<"), 2U) << "of estimates alone, in each table";
 }
 
 TEST(HtmlReport, LoadsNothing) {
