@@ -172,24 +172,24 @@ std::string KeyHtml(const FitResult& fit) {
   std::string text = fmt::format("{} record{} fitted", CountText(fit.records.used),
                                  fit.records.used == 1 ? "" : "s");
   const auto add = [&text](std::string_view name, const std::optional<double>& value) {
-    if (value) text += fmt::format(" · {} {}", name, NumberText(value, kDigits));
+    if (value) text += fmt::format("\u00a0· {} {}", name, NumberText(value, kDigits));
   };
   const auto addTest = [&text](const char* name, const std::optional<double>& p) {
     if (!p) return;
     const std::string digits = ProbabilityText(p);
-    text +=
-        fmt::format(" · {} p\u00a0{}", name, digits.starts_with('<') ? digits : "=\u00a0" + digits);
+    text += fmt::format("\u00a0· {} p\u00a0{}", name,
+                        digits.starts_with('<') ? digits : "=\u00a0" + digits);
   };
   const ValidationScore* score = fit.validation ? &fit.validation->score : nullptr;
   if (fit.logistic) {
     add("McFadden R square", fit.logistic->mcFadden);
     if (const std::optional<double> share = CorrectShare(*fit.logistic)) {
-      text += fmt::format(" · {:.1f}% predicted right", 100.0 * *share);
+      text += fmt::format("\u00a0· {:.1f}% predicted right", 100.0 * *share);
     }
     addTest("likelihood-ratio test", fit.logistic->chiSquareP);
     if (score != nullptr && score->accuracy) {
-      text += fmt::format(" · of {} held out {:.1f}% predicted right", CountText(score->records),
-                          100.0 * *score->accuracy);
+      text += fmt::format("\u00a0· of {} held out {:.1f}% predicted right",
+                          CountText(score->records), 100.0 * *score->accuracy);
     }
   } else {
     add("R square", fit.rSquare);

@@ -16,7 +16,7 @@
     view: { stroke: "transparent" },
     // Labels stand below their ticks, also at the ends.
     axis: { ...guide, titlePadding: 8, labelFlush: false },
-    axisQuantitative: { tickCount: 6 },
+    axisQuantitative: { tickCount: 6, labelOverlap: true, labelSeparation: 6 },
     legend: { ...guide, symbolStrokeColor: accent, symbolFillColor: accent, columnPadding: 14 },
     rule: { color: soft },
     text: { color: ink },

@@ -56,21 +56,22 @@ TEST(HtmlReport, SaysWhatWasFittedAndWarnsBeforeTheTables) {
 
 TEST(HtmlReport, BeginsWithWhatOneLooksForFirst) {
   FitResult fit = SampleFit();
-  EXPECT_NE(HtmlReport(fit).find("<p class=\"key\">1,100 records fitted · R square 0.75</p>"),
+  EXPECT_NE(HtmlReport(fit).find("<p class=\"key\">1,100 records fitted\u00a0· R square 0.75</p>"),
             std::string::npos);
   fit.quality.fP = 0.25;
-  EXPECT_NE(HtmlReport(fit).find("0.75 · F test p\u00a0=\u00a00.2500</p>"), std::string::npos);
+  EXPECT_NE(HtmlReport(fit).find("0.75\u00a0· F test p\u00a0=\u00a00.2500</p>"), std::string::npos);
   fit = SampleLogisticFit();
   const char* key =
-      "<p class=\"key\">1,100 records fitted · McFadden R square 0.1 · 57.5% predicted right · "
+      "<p class=\"key\">1,100 records fitted\u00a0· McFadden R square 0.1\u00a0· 57.5% predicted "
+      "right\u00a0· "
       "likelihood-ratio test p\u00a0&lt;1e-16";
   EXPECT_NE(HtmlReport(fit).find(std::string(key) + "</p>"), std::string::npos);
   ValidationResult& validation = fit.validation.emplace();
   validation.score.records = 1234;
   validation.score.accuracy = 0.5;
-  EXPECT_NE(
-      HtmlReport(fit).find(std::string(key) + " · of 1,234 held out 50.0% predicted right</p>"),
-      std::string::npos);
+  EXPECT_NE(HtmlReport(fit).find(std::string(key) +
+                                 "\u00a0· of 1,234 held out 50.0% predicted right</p>"),
+            std::string::npos);
 }
 
 TEST(HtmlReport, HasOddsRatiosAndTheirLimitsInOneColumn) {
