@@ -57,11 +57,11 @@ std::vector<IntervalRow> RowsOf(std::span<const ParameterResult> parameters) {
 /// Takes what `isLeft` says out of the rows; answers what that was.
 template <typename Predicate>
 std::vector<IntervalRow> TakeOut(std::vector<IntervalRow>& rows, Predicate isLeft) {
-  const auto left =
-      std::ranges::stable_partition(rows, [&](const IntervalRow& row) { return !isLeft(row); });
-  std::vector<IntervalRow> taken(std::make_move_iterator(left.begin()),
-                                 std::make_move_iterator(left.end()));
-  rows.erase(left.begin(), left.end());
+  const auto left = std::stable_partition(rows.begin(), rows.end(),
+                                          [&](const IntervalRow& row) { return !isLeft(row); });
+  std::vector<IntervalRow> taken(std::make_move_iterator(left),
+                                 std::make_move_iterator(rows.end()));
+  rows.erase(left, rows.end());
   return taken;
 }
 
@@ -99,11 +99,13 @@ double LeastStrength(const std::vector<double>& strengths) {
 
 /// Keeps the strongest rows, of equal ones the first, up to `room`, which shrinks.
 void KeepStrongest(std::vector<IntervalRow>& rows, double least, std::size_t& room) {
-  TakeOut(rows, [&](const IntervalRow& row) {
-    if (row.strength < least || room == 0) return true;
+  std::vector<IntervalRow> kept;
+  for (IntervalRow& row : rows) {
+    if (row.strength < least || room == 0) continue;
     --room;
-    return false;
-  });
+    kept.push_back(std::move(row));
+  }
+  rows = std::move(kept);
 }
 
 std::string ChoiceText(std::size_t count, const char* things, const FitResult& fit) {

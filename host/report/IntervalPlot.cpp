@@ -173,10 +173,9 @@ std::string IntervalPlot::Facts() const {
   const Span ends = EndsOf(*this);
   const auto cut = std::ranges::count_if(
       rows, [&](const IntervalRow& row) { return !DrawnOf(row, ends).cut.empty(); });
-  if (cut > 0)
-    text +=
-        fmt::format(" {} with an arrowhead {} on beyond the axis.", cut, cut == 1 ? "goes" : "go");
-  return text;
+  if (cut == 0) return text;
+  return text +
+         fmt::format(" {} with an arrowhead {} on beyond the axis.", cut, cut == 1 ? "goes" : "go");
 }
 
 }  // namespace qvhost

@@ -46,8 +46,10 @@ struct Axes {
 Json WeightKeys(const Range& weights) {
   Json keys = Json::array();
   constexpr double kTen = 10.0;
-  for (double key = kTen; key < weights.high; key *= kTen) {
+  double key = kTen;
+  while (key < weights.high) {
     if (key > weights.low) keys.push_back(key);
+    key *= kTen;
   }
   keys.insert(keys.begin(), weights.low);
   keys.push_back(weights.high);

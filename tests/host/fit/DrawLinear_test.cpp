@@ -242,8 +242,8 @@ TEST(DrawLinear, AFewRecordsFarAwayDoNotStretchTheRectangles) {
 TEST(DrawLinear, RectanglesHoldAllOfRecordsThatLieTogether) {
   // Few at the ends, as of a normal distribution.
   const LinearPlots plots = Drawn(
-      "SELECT cos(i) AS x, sin(2.7 * i) + sin(1.7 * i) + sin(2.3 * i) + sin(3.1 * i) + sin(4.3 "
-      "* i) + sin(5.9 * i) AS y FROM range(20000) t(i)",
+      "SELECT cos(i) AS x, sin(sqrt(2) * i) + sin(sqrt(3) * i) + sin(sqrt(5) * i) + sin(sqrt(7) * "
+      "i) + sin(sqrt(11) * i) + sin(sqrt(13) * i) AS y FROM range(20000) t(i)",
       "y ~ x");
   for (const ScatterPlot& plot : {plots.residuals, plots.observed, plots.leverage}) {
     EXPECT_EQ(plot.outside, 0.0);
