@@ -182,6 +182,7 @@ std::vector<IntervalRow> MarginRows(const FitResult& fit,
     return std::ranges::find_if(margins, isSame) - margins.begin();
   };
   std::vector<std::pair<std::ptrdiff_t, const MarginResult*>> ordered;
+  ordered.reserve(margins.size());
   for (const MarginResult* margin : margins) ordered.emplace_back(place(margin), margin);
   std::ranges::stable_sort(ordered, {}, &std::pair<std::ptrdiff_t, const MarginResult*>::first);
   std::vector<IntervalRow> rows;
@@ -230,6 +231,7 @@ ReportPlots MarginPlots(const FitResult& fit) {
   const std::vector<std::string> categories = CategoriesOf(fit);
   std::vector<IntervalRow> rows = MarginRows(fit, categories);
   std::vector<double> strengths;
+  strengths.reserve(rows.size());
   for (const IntervalRow& row : rows) strengths.push_back(row.strength);
   const std::string dependent = Printable(fit.dependent);
   PanelText text{"Average marginal effects on ", "Average effect",
