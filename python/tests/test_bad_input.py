@@ -86,8 +86,8 @@ def test_missing_values_that_are_to_be_refused(small):
         holes = small.copy()
         holes.loc[1, column] = value
         assert sentence(qvreg.ols, "y ~ x + g", holes, missing="raise") == (
-            f"{name} has missing values, and missing='raise' was asked for. Fill them in, or leave their rows out "
-            "with missing='drop'.")
+            f"{name} has missing values (the first in row 1, counted from 0), and missing='raise' was asked for. Fill "
+            "them in, or leave their rows out with missing='drop'.")
 
 
 def test_all_missing(small):

@@ -27,15 +27,17 @@ from __future__ import annotations
 
 from ._library import version as library_version
 from ._models import fit_chunks, logit, mnlogit, ols
-from .errors import (ConvergenceWarning, DataError, FormulaError, LibraryError, QvregError,
-                     SeparationWarning)
+from .errors import (ArgumentError, ConvergenceWarning, DataError, DataWarning, FormulaError, LibraryError,
+                     QvregError, SeparationWarning)
 from .results import load
 
 __version__ = "0.1.0"
 
 __all__ = [
+    "ArgumentError",
     "ConvergenceWarning",
     "DataError",
+    "DataWarning",
     "FormulaError",
     "LibraryError",
     "QvregError",

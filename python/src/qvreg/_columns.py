@@ -78,13 +78,13 @@ class Column:
             shown.map, shown.map_size = self.map.ctypes.data, len(self.map)
         return shown
 
-    def has_missing(self) -> bool:
-        """Whether a value is missing; an infinite one is refused."""
+    def summary(self) -> lib.ColumnSummary:
+        """What the library counts in the column; an infinite value is refused."""
         found = lib.ColumnSummary()
         with refused_values([self.name]):
             lib.call("column_summarize", ctypes.byref(self.described()), c_size_t(len(self)),
                      ctypes.byref(found))
-        return found.missing > 0
+        return found
 
     def rows(self, rows: slice) -> Column:
         """Some of the rows."""
@@ -96,6 +96,20 @@ class Column:
             return self.values.astype(np.float64, copy=False)
         mapped = np.where(self.map == lib.MISSING_VALUE, np.nan, self.map)
         return np.append(mapped, np.nan)[np.maximum(self.values, -1)]
+
+
+# Times its spread that a column may be away from 0 before it loses digits beside a constant.
+_FAR_SPREADS = 1000.0
+
+
+def offsets(lowest: Any, highest: Any, spreads: float = _FAR_SPREADS) -> np.ndarray:
+    """What to subtract from columns that range from `lowest` to `highest`: 0 of those that are near 0.
+
+    Far from it are more than `spreads` times the spread.
+    """
+    middle = np.asarray(lowest, np.float64) / 2 + np.asarray(highest, np.float64) / 2
+    spread = np.asarray(highest, np.float64) - lowest
+    return np.where((spread > 0) & (np.abs(middle) > spreads * spread), middle, 0.0)
 
 
 @contextmanager

@@ -14,6 +14,12 @@ from ._tables import Table, Tables, listed
 from .errors import DataError, FormulaError
 
 
+# What formulas of saved models find beside columns and patsy's own functions.
+SAVED_NAMES = {"np": np, "numpy": np}
+# A factor of more levels with fewer rows to each than this is probably none.
+_MOST_SPARSE_LEVELS, _LEAST_ROWS_PER_LEVEL = 10, 2
+
+
 def patsy_module() -> Any:
     try:
         import patsy
@@ -41,7 +47,17 @@ class Expression:
         self.variables: list[Variable] = []
         self._factor = factor
         self._state: dict = {}
+        self._columns: set = set()
         self._passes = factor.memorize_passes_needed(self._state, environment)
+
+    def unsaved_names(self) -> list[str]:
+        """What it takes from the caller, beside columns, that is not there where a saved model is read."""
+        patsy = patsy_module()
+        known = {name: getattr(patsy.builtins, name) for name in patsy.builtins.__all__}
+        known.update(SAVED_NAMES)
+        found = self._state["eval_env"].namespace
+        return [name for name in sorted(set(patsy.eval.ast_names(self._factor.code)))
+                if name in found and name not in self._columns and found[name] is not known.get(name)]
 
     @property
     def is_stateful(self) -> bool:
@@ -57,12 +73,13 @@ class Expression:
 
     def values(self, table: Table) -> Any:
         """What the expression is for the rows of `table`; what C() adds stays about it."""
+        self._columns.update(table.names)
         with _sentences(self.name, table):
             return self._factor.eval(self._state, table)
 
-    def columns(self, table: Table) -> list[Column]:
-        """Its variables for the rows of `table`."""
-        name, values = f"the term {self.name!r}", self.values(table)
+    def columns(self, values: Any) -> list[Column]:
+        """Its variables for rows of which it has these `values`."""
+        name = f"the term {self.name!r}"
         first = self.variables[0]
         if first.is_factor:
             return [codes(name, unboxed(values), first.levels, first.code_of_level)]
@@ -113,6 +130,8 @@ class Learning:
         self._columns: list[str] = []
         self._levels = Levels()
         self._contrast: Any = None
+        self._is_said = False
+        self._n_rows = 0
 
     def see(self, values: Any) -> None:
         """Takes the values of a table."""
@@ -122,8 +141,10 @@ class Learning:
                             "column with one type.")
         self._is_factor = is_factor
         if is_factor:
+            self._is_said = self._is_said or hasattr(values, "contrast")
             self._contrast = getattr(values, "contrast", None)
             self._levels.see(unboxed(values), getattr(values, "levels", None))
+            self._n_rows += len(unboxed(values))
         else:
             self._columns = _column_names(self._name, values)
 
@@ -140,6 +161,18 @@ class Learning:
         return [Variable(self._name, levels, position)]
 
 
+    def doubt(self) -> str | None:
+        """A sentence on a factor that is probably none: text or objects that differ in nearly every row."""
+        if not self._is_factor or self._is_said or self._levels.are_declared:
+            return None
+        count = len(self._levels.all())
+        if count <= _MOST_SPARSE_LEVELS or count * _LEAST_ROWS_PER_LEVEL <= self._n_rows:
+            return None
+        return (f"The term {self._name!r} is text or objects, and so a factor: it has {count} levels in {self._n_rows} "
+                "rows. If they are numbers, convert the column, as with pandas.to_numeric; C(…) says that they are "
+                "levels.")
+
+
 class Levels:
     """The levels of a factor, or the classes of a response, over all tables.
 
@@ -153,19 +186,19 @@ class Levels:
         self._must_occur = must_occur
         self._levels: dict = {}
         self._occurring: set = set()
-        self._are_declared = True
+        self.are_declared = True
 
     def see(self, values: Any, declared: Sequence | None = None) -> None:
         """Takes the values of a table, and the levels that are `declared` for them, if any."""
         declared = declared if declared is not None else declared_levels(values)
-        self._are_declared = self._are_declared and declared is not None
+        self.are_declared = self.are_declared and declared is not None
         distinct = distinct_values(values) if declared is None or self._must_occur else []
         self._levels.update(dict.fromkeys(distinct if declared is None else declared))
         self._occurring.update(distinct)
 
     def all(self) -> tuple:
         """The levels: in the order declared, or sorted."""
-        levels = tuple(self._levels) if self._are_declared else sorted_levels(list(self._levels))
+        levels = tuple(self._levels) if self.are_declared else sorted_levels(list(self._levels))
         return tuple(level for level in levels if level in self._occurring) if self._must_occur else levels
 
 

@@ -16,7 +16,7 @@ from ._columns import refused_values
 from ._design import Design, ParameterTable
 from ._records import ChunkedRecords, Records
 from ._running import Call
-from .errors import DataError
+from .errors import DataError, LibraryError
 
 # The square of 1e-7, by which norms of columns are compared before and after projection.
 _LINEAR_TOLERANCE = 1e-14
@@ -113,6 +113,8 @@ def fit(design: Design, records: Records | ChunkedRecords, layout: Layout, optio
             call.run(component, "component_build", source)
     except DataError as error:
         raise _without_records(component, error) from None
+    except LibraryError as error:
+        raise _with_factor(design, error) from None
     component.keeps = None  # it reads no more
     return Fit(design, layout, component)
 
@@ -127,6 +129,16 @@ def _without_records(component: lib.Handle, error: DataError) -> DataError:
     if len(reasons) == 1:
         reasons = ["all " + reasons[0]]
     return DataError(f"No row can be used: {' and '.join(reasons)}.", error.code)
+
+
+def _with_factor(design: Design, error: LibraryError) -> LibraryError:
+    """`error`, with the largest factor where there are too many parameters."""
+    factors = [variable for variable in design.variables if variable.is_factor]
+    if error.code != lib.TOO_MANY_PARAMETERS or not factors:
+        return error
+    largest = max(factors, key=lambda variable: len(variable.levels))
+    return LibraryError(f"{error} The factor with the most levels is {largest.name!r}: it has {len(largest.levels)}.",
+                        error.code)
 
 
 def _progress_callback(call: Call, progress: Callable[[int, float], Any] | None) -> Any:

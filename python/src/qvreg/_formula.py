@@ -5,6 +5,7 @@ from __future__ import annotations
 from collections.abc import Callable, Iterator, Mapping
 from typing import Any
 
+from ._checks import refuse_other_indexes, refuse_other_rows
 from ._columns import Column
 from ._design import Design, Part, Term, Variable
 from ._expressions import Expression, Learning, patsy_module
@@ -28,6 +29,8 @@ class Formula:
         The variables and terms of the right side, once they are learned.
     response : str
         The left side.
+    doubts : list of str
+        What is probably not meant, as sentences for warnings.
     """
 
     design: Design
@@ -46,6 +49,7 @@ class Formula:
         if len(left) != 1 or len(left[0].factors) != 1:
             raise FormulaError("A formula needs one response to the left of its '~', as in 'y ~ x'.")
         self.text = text
+        self.doubts: list[str] = []
         self._terms = described.rhs_termlist
         self._response = Expression(left[0].factors[0], environment)
         self.response = self._response.name
@@ -73,13 +77,19 @@ class Formula:
         learnings = [Learning(expression.name, base.get(expression.name)) for expression in expressions]
         for table in tables:
             is_empty = False
-            see_response(self._response.values(table))
-            for expression, learning in zip(expressions, learnings):
-                learning.see(expression.values(table))
+            response, values = self._response.values(table), [expression.values(table) for expression in expressions]
+            refuse_other_indexes(zip(self._said_names(), [response, *values]))
+            see_response(response)
+            for learning, seen in zip(learnings, values):
+                learning.see(seen)
+            if not tables.is_whole:
+                for expression in [self._response, *expressions]:
+                    refuse_other_rows(expression, table)
         if is_empty:
             raise DataError("There are no chunks, and so no rows.")
         for expression, learning in zip(expressions, learnings):
             expression.variables = learning.variables()
+        self.doubts = [doubt for doubt in (learning.doubt() for learning in learnings) if doubt]
         self._check_base(base)
         self._make_design()
 
@@ -92,11 +102,15 @@ class Formula:
                                    f"{', '.join(factors) or 'none'}.")
 
     def variables(self) -> list[list[Variable]]:
-        """What was learned, by expression; a model with a stateful function cannot be kept."""
+        """What was learned, by expression; a model with a function that is stateful or the caller's cannot be kept."""
         for expression in [self._response, *self._expressions.values()]:
             if expression.is_stateful:
                 raise QvregError(f"The term {expression.name!r} remembers something of the data, which cannot be "
                                  "saved or pickled. Make a column of it before the fit.")
+            for name in expression.unsaved_names():
+                raise FormulaError(f"The term {expression.name!r} uses {name!r}, which is not saved or pickled with "
+                                   "the model: only columns, np and functions of patsy are known where it is read. "
+                                   "Make a column of it before the fit.")
         return [expression.variables for expression in self._expressions.values()]
 
     def take(self, variables: list[list[Variable]]) -> None:
@@ -107,7 +121,14 @@ class Formula:
 
     def columns(self, table: Table) -> list[Column]:
         """The variables of the right side for the rows of `table`."""
-        return [column for expression in self._expressions.values() for column in expression.columns(table)]
+        expressions = list(self._expressions.values())
+        values = [expression.values(table) for expression in expressions]
+        refuse_other_indexes(zip(self._said_names()[1:], values))
+        return [column for expression, seen in zip(expressions, values) for column in expression.columns(seen)]
+
+    def _said_names(self) -> list[str]:
+        """What messages call the response and the expressions."""
+        return [f"the response {self.response!r}", *(f"the term {e.name!r}" for e in self._expressions.values())]
 
     def response_values(self, table: Table) -> Any:
         """The left side for the rows of `table`."""

@@ -35,6 +35,7 @@ VALUE_TYPES = {kind: number for number, kind in enumerate(
 OK, CANCELLED = 0, 1
 NO_RECORDS, NOTHING_TO_FIT, NO_PARAMETERS, ONE_CATEGORY = 307, 308, 309, 318
 REFUSED_VALUE = 1016
+TOO_MANY_PARAMETERS = 305
 
 WITHOUT_RECORDS = frozenset({NO_RECORDS, NOTHING_TO_FIT, NO_PARAMETERS})
 # Statuses that tell of the data, not of a call.

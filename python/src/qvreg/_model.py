@@ -13,7 +13,7 @@ from ._design import Variable
 from ._expressions import patsy_module, unboxed
 from ._fit import Layout
 from ._formula import Formula
-from ._records import ChunkedRecords, Records
+from ._records import ChunkedRecords, Records, blocks
 from ._saving import plain_levels
 from ._tables import Table, Tables
 from .errors import DataError
@@ -40,6 +40,8 @@ class Weights:
         column = numbers(_weight_name(name), given)
         if column.values.size and np.nanmin(column.values) < 0:
             raise DataError(f"{start(column.name)} has negative values: weights are 0 or more.")
+        if name == "freq_weights":
+            _refuse_fractions(column)
         return column
 
     def check_chunks(self) -> None:
@@ -47,6 +49,17 @@ class Weights:
         for name in self.names():
             if not isinstance(getattr(self, name), str):
                 raise DataError(f"{name} of chunks is the name of one of their columns.")
+
+
+def _refuse_fractions(column: Column) -> None:
+    if column.values.dtype.kind != "f":
+        return
+    for rows in blocks(len(column)):
+        values = column.values[rows]
+        fractions = values[(np.floor(values) != values) & ~np.isnan(values)]
+        if fractions.size:
+            raise DataError(f"{start(column.name)} has the value {fractions[0]}: it says how often a row was observed, "
+                            "and is whole. weights= takes the precision of rows.")
 
 
 def _weight_name(name: str) -> str:

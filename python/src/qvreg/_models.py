@@ -2,11 +2,14 @@
 
 from __future__ import annotations
 
+import warnings
 from collections.abc import Mapping
 from dataclasses import dataclass, fields
 from typing import Any
 
-from ._expressions import Levels, patsy_module, unboxed
+from ._arguments import one_of, positive
+from ._checks import Response, lost_columns
+from ._expressions import patsy_module
 from ._fit import Fit, Options, fit
 from ._formula import Formula
 from ._library import FIRST_OBSERVED
@@ -15,7 +18,7 @@ from ._progress import reporter
 from ._record_sums import UsedRecords, robust_covariance
 from ._records import ChunkedRecords, Records
 from ._tables import Tables, listed
-from .errors import DataError, QvregError
+from .errors import ArgumentError, DataError, DataWarning
 from .results import KINDS, LinearResults, LogitResults, MNLogitResults
 
 __all__ = ["fit_chunks", "logit", "mnlogit", "ols"]
@@ -38,17 +41,15 @@ class _Arguments:
     max_iterations: int = 100
 
     def __post_init__(self) -> None:
-        _one_of("missing", self.missing, ("drop", "raise"))
+        one_of("missing", self.missing, ("drop", "raise"))
         self.vcov = self.vcov.lower() if isinstance(self.vcov, str) else self.vcov
-        _one_of("vcov", self.vcov, _COVARIANCES)
-        if self.threads is not None and (not isinstance(self.threads, int) or self.threads < 1):
-            raise QvregError(f"threads={self.threads!r}: a whole number from 1 on is needed, or None for as many as "
-                             "the machine has cores.")
-
-
-def _one_of(name: str, value: Any, choices: tuple) -> None:
-    if value not in choices:
-        raise QvregError(f"{name}={value!r} is not known. Choose {' or '.join(map(repr, choices))}.")
+        one_of("vcov", self.vcov, _COVARIANCES)
+        if self.threads is not None:
+            positive("threads", self.threads, ", or None for as many as the machine has cores")
+        self.max_iterations = positive("max_iterations", self.max_iterations)
+        if self.base is not None and not isinstance(self.base, Mapping):
+            raise ArgumentError(f"base={self.base!r}: a level by the name of its factor is needed, as in "
+                                "base={'species': 'Gentoo'}.")
 
 
 def ols(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = None,
@@ -197,21 +198,20 @@ def fit_chunks(read: Any, formula: str, model: str = "ols", **options: Any) -> A
     Intercept    0.85
     x            1.10
     """
-    _one_of("model", model, tuple(KINDS))
+    one_of("model", model, tuple(KINDS))
     known = [field.name for field in fields(_Arguments)]
     for name in options:
         if name not in known:
-            raise QvregError(f"There is no option {name!r}. Choose among {', '.join(known)}.")
+            raise ArgumentError(f"There is no option {name!r}. Choose among {', '.join(known)}.")
     environment = patsy_module().EvalEnvironment.capture(1)
     return _fit(model, formula, Tables.chunks(read), environment, _Arguments(**options))
 
 
 def _fit(kind: str, text: str, tables: Tables, environment: Any, arguments: _Arguments) -> Any:
     formula = Formula(text, environment)
-    levels = Levels(must_occur=True)
-    is_linear = kind == "ols"
-    formula.learn(tables, arguments.base or {}, lambda values: is_linear or levels.see(unboxed(values)))
-    classes = None if is_linear else levels.all()
+    response = Response(f"The response {formula.response!r}", has_classes=kind != "ols")
+    formula.learn(tables, arguments.base or {}, response.see)
+    classes = response.classes(is_binary=kind == "logit")
     weights = Weights(arguments.weights, arguments.freq_weights)
     model = Model.of(kind, formula, classes, weights)
     options = _class_options(model, arguments)
@@ -222,25 +222,21 @@ def _fit(kind: str, text: str, tables: Tables, environment: Any, arguments: _Arg
         made = fit(formula.design, records, model.layout,
                    Options(threads=arguments.threads or 0, progress=progress, **options))
     results = KINDS[kind](model, made, _extras(made, records, arguments))
+    for doubt in [*formula.doubts, *lost_columns(made, records)]:
+        warnings.warn(doubt, DataWarning, stacklevel=3)
     results.warn()
     return results
 
 
 def _class_options(model: Model, arguments: _Arguments) -> dict[str, Any]:
-    """What a model of classes has to be told; an exception where the classes do not fit it."""
+    """What a model of classes has to be told."""
     classes = model.classes
     if classes is None:
         return {}
-    name = f"The response {model.formula.response!r}"
-    if len(classes) < 2:
-        only = f"one class only ({classes[0]!r})" if classes else "no class"
-        raise DataError(f"{name} has {only}: two are needed.")
-    if model.kind == "logit" and len(classes) > 2:
-        raise DataError(f"{name} has {len(classes)} classes, and logit takes two: use mnlogit.")
     reference = arguments.reference
     if reference is not None and reference not in classes:
-        raise DataError(f"{name} has no class {reference!r} to be the reference. Its classes are "
-                        f"{listed(classes)}.")
+        raise DataError(f"The response {model.formula.response!r} has no class {reference!r} to be the "
+                        f"reference. Its classes are {listed(classes)}.")
     return {"n_categories": len(classes), "max_iterations": arguments.max_iterations,
             "reference": FIRST_OBSERVED if reference is None else classes.index(reference)}
 

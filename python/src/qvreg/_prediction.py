@@ -7,6 +7,7 @@ from typing import Any
 
 import numpy as np
 
+from ._arguments import share
 from ._labels import frame
 
 
@@ -29,7 +30,7 @@ class Prediction:
 
     def conf_int(self, obs: bool = False, alpha: float = 0.05) -> np.ndarray:
         """Limits for the means, or with `obs` for new observations: a row for each."""
-        half = self._quantile(alpha) * (self.se_obs if obs else self.se_mean)
+        half = self._quantile(share("alpha", alpha)) * (self.se_obs if obs else self.se_mean)
         return np.column_stack([self.predicted_mean - half, self.predicted_mean + half])
 
     def summary_frame(self, alpha: float = 0.05) -> Any:

@@ -60,12 +60,15 @@ class Records:
         return lib.make("source", "source_create_typed_columns", described, c_size_t(len(described)),
                         c_size_t(self.n_rows), keeps=(self.columns, described))
 
-    def refuse_missing(self) -> None:
-        """An exception for the first column with a missing value."""
+    def refuse_missing(self, first_row: int = 0) -> None:
+        """An exception for the first column with a missing value; `first_row` is the number of the first row."""
         for column in self.columns:
-            if column.has_missing():
-                raise DataError(f"{start(column.name)} has missing values, and missing='raise' was asked for. Fill "
-                                "them in, or leave their rows out with missing='drop'.")
+            found = column.summary()
+            if found.missing:
+                row = first_row + found.first_missing - 1
+                raise DataError(f"{start(column.name)} has missing values (the first in row {row}, counted from 0), "
+                                "and missing='raise' was asked for. Fill them in, or leave their rows out "
+                                "with missing='drop'.")
 
 
 class ChunkedRecords:
@@ -90,8 +93,10 @@ class ChunkedRecords:
 
     def refuse_missing(self) -> None:
         """As that of `Records`."""
+        first_row = 0
         for chunk in self._make():
-            chunk.refuse_missing()
+            chunk.refuse_missing(first_row)
+            first_row += chunk.n_rows
 
     def source(self, call: Any) -> lib.Handle:
         """The records as a source of the library, which reads them on the thread that waits for `call`."""

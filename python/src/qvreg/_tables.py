@@ -42,11 +42,21 @@ class Table(Mapping):
             return len(next(iter(self._data.values()), ()))
         return len(self._data)
 
+    def rows(self, rows: slice) -> Table:
+        """Some of the rows."""
+        if isinstance(self._data, Mapping):
+            return Table({name: _some(values, rows) for name, values in self._data.items()})
+        return Table(_some(self._data, rows))
+
     def __iter__(self) -> Iterator:
         return iter(self.names)
 
     def __len__(self) -> int:
         return len(self.names)
+
+
+def _some(values: Any, rows: slice) -> Any:
+    return values.iloc[rows] if hasattr(values, "iloc") else values[rows]
 
 
 def listed(names: Sequence) -> str:

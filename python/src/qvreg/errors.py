@@ -7,8 +7,10 @@ Every exception is a `QvregError` with a sentence that says what was wrong, wher
 from __future__ import annotations
 
 __all__ = [
+    "ArgumentError",
     "ConvergenceWarning",
     "DataError",
+    "DataWarning",
     "FormulaError",
     "LibraryError",
     "QvregError",
@@ -45,8 +47,16 @@ class DataError(QvregError, ValueError):
     """The data cannot be used: shapes, types, missing or infinite values."""
 
 
+class ArgumentError(QvregError, ValueError):
+    """An argument has a value that it cannot have."""
+
+
 class FormulaError(QvregError, ValueError):
     """The formula cannot be read, or asks for what there is not."""
+
+
+class DataWarning(UserWarning):
+    """The data can be used, but are probably not what was meant."""
 
 
 class SeparationWarning(UserWarning):

@@ -11,6 +11,8 @@ import numpy as np
 
 from . import _distributions as dist
 from . import _library as lib
+from ._arguments import share
+from ._expressions import SAVED_NAMES
 from ._fit import Fit
 from ._labels import frame, index_of, series
 from ._library import restore
@@ -80,6 +82,7 @@ class Results:
         return dist.t_quantile(alpha, self.df_resid) if self.use_t else dist.normal_quantile(alpha)
 
     def _limits(self, alpha: float) -> np.ndarray:
+        share("alpha", alpha)
         half = self._quantile(alpha) * self._standard_errors
         return np.column_stack([self._flat - half, self._flat + half])
 
@@ -184,7 +187,7 @@ class Results:
         alpha : float
             1 less the level of the confidence intervals.
         """
-        return self._summary(alpha)
+        return self._summary(share("alpha", alpha))
 
     def _repr_html_(self) -> str:
         return self.summary()._repr_html_()
@@ -334,10 +337,10 @@ class _ClassResults(Results):
         if self.separation:
             warnings.warn(f"The predictors separate the classes ({self.separation} separation): the likelihood "
                           "has no maximum at finite estimates. The last estimates are given; their standard "
-                          "errors mean nothing.", SeparationWarning, stacklevel=5)
+                          "errors mean nothing.", SeparationWarning, stacklevel=4)
         elif not self.converged:
             warnings.warn(f"The estimates did not converge in {self.iterations} iterations: the last ones are "
-                          "given.", ConvergenceWarning, stacklevel=5)
+                          "given.", ConvergenceWarning, stacklevel=4)
 
     @cached_property
     def llnull(self) -> float:
@@ -472,6 +475,6 @@ def _unpickled(packed: bytes) -> Results:
 
 def _unpacked(packed: bytes, name: str) -> Results:
     described, fitted = unpack(packed, name)
-    model = Model.from_dict(described["model"], {"np": np, "numpy": np})
+    model = Model.from_dict(described["model"], SAVED_NAMES)
     fit = Fit(model.formula.design, model.layout, restore(fitted))
     return KINDS[model.kind](model, fit, Extras.from_dict(described["extras"]))

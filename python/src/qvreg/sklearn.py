@@ -11,7 +11,9 @@ array([1.1])
 
 from __future__ import annotations
 
+import os
 import warnings
+from dataclasses import dataclass
 from typing import Any
 
 import numpy as np
@@ -19,12 +21,13 @@ from sklearn.base import BaseEstimator, ClassifierMixin, RegressorMixin
 from sklearn.utils.multiclass import check_classification_targets
 from sklearn.utils.validation import _check_sample_weight, check_is_fitted
 
-from ._columns import Column
+from ._arguments import is_whole, positive
+from ._columns import Column, offsets
 from ._design import Design, Part, Term, Variable
 from ._fit import Fit, Layout, Options, fit
 from ._library import FIRST_OBSERVED
 from ._records import Records
-from .errors import ConvergenceWarning, DataError, QvregError, SeparationWarning
+from .errors import ArgumentError, ConvergenceWarning, DataError, SeparationWarning
 
 try:  # from scikit-learn 1.6 on a function
     from sklearn.utils.validation import validate_data as _validate
@@ -43,24 +46,53 @@ _TYPES = [np.float64, np.float32]
 def _threads(n_jobs: int | None) -> int:
     if n_jobs is None:
         return 1
-    if not isinstance(n_jobs, (int, np.integer)) or (n_jobs < 1 and n_jobs != -1):
-        raise QvregError(f"n_jobs={n_jobs!r}: a whole number from 1 on is needed, -1 for as many threads as the "
-                         "machine has cores, or None for one.")
-    return 0 if n_jobs == -1 else int(n_jobs)
+    if is_whole(n_jobs) and n_jobs < 0:  # as joblib: all cores but so many
+        return 0 if n_jobs == -1 else max(1, (os.cpu_count() or 1) + 1 + int(n_jobs))
+    return positive("n_jobs", n_jobs, ", -1 for as many threads as the machine has cores, -2 for one less, or None "
+                                      "for one")
+
+
+def _is_true(name: str, value: Any) -> bool:
+    if not isinstance(value, (bool, np.bool_, int)):
+        raise ArgumentError(f"{name}={value!r}: True or False is needed.")
+    return bool(value)
 
 
 def _fit_arrays(X: np.ndarray, response: Column, weights: np.ndarray | None, fit_intercept: bool,
-                options: Options) -> Fit:
+                options: Options) -> _ArrayFit:
     """Fits a model whose terms are the columns of `X`."""
     n_features = X.shape[1]
-    columns = [Column(f"Column {j}", X[:, j]) for j in range(n_features)] + [response]
+    moved = offsets(X.min(axis=0), X.max(axis=0)) if fit_intercept else np.zeros(n_features)
+    columns = [Column(f"Column {j}", _moved(X[:, j], offset)) for j, offset in enumerate(moved)]
+    columns.append(response)
     design = Design([Variable(f"x{j}") for j in range(n_features)],
                     [Term((Part(j),)) for j in range(n_features)],
                     has_intercept=fit_intercept, spans_constant=fit_intercept)
     layout = Layout(n_features, weights=None if weights is None else n_features + 1)
     if weights is not None:
         columns.append(Column("sample_weight", weights))
-    return fit(design, Records(columns), layout, options)
+    return _ArrayFit(fit(design, Records(columns), layout, options), fit_intercept, moved)
+
+
+def _moved(values: np.ndarray, offset: float) -> np.ndarray:
+    return np.subtract(values, offset, dtype=np.float64) if offset else values
+
+
+@dataclass
+class _ArrayFit:
+    """A fit to arrays, and what was subtracted from their columns."""
+
+    fit: Fit
+    has_intercept: bool
+    offsets: np.ndarray
+
+    def split(self, equation: int) -> tuple[float, np.ndarray]:
+        """The intercept and the other estimates of an equation, for the columns as they were."""
+        estimates = self.fit.all_estimates[equation]
+        if not self.has_intercept:
+            return 0.0, estimates.copy()
+        coefficients = estimates[1:].copy()
+        return float(estimates[0] - coefficients @ self.offsets), coefficients
 
 
 def _weights(sample_weight: Any, X: np.ndarray) -> np.ndarray | None:
@@ -77,7 +109,7 @@ class LinearRegression(RegressorMixin, BaseEstimator):
     fit_intercept : bool, default=True
         Whether there is an intercept.
     n_jobs : int, optional
-        How many threads fit: one by default, -1 for as many as the machine has cores.
+        How many threads fit: one by default, -1 for as many as the machine has cores, -2 for one less.
 
     Attributes
     ----------
@@ -107,8 +139,8 @@ class LinearRegression(RegressorMixin, BaseEstimator):
         """
         X, y = _validate(self, X, y, dtype=_TYPES, y_numeric=True)
         made = _fit_arrays(X, Column("y", np.asarray(y, dtype=np.float64)), _weights(sample_weight, X),
-                           self.fit_intercept, Options(threads=_threads(self.n_jobs)))
-        self.intercept_, self.coef_ = _split(made.all_estimates[0], self.fit_intercept)
+                           _is_true("fit_intercept", self.fit_intercept), Options(threads=_threads(self.n_jobs)))
+        self.intercept_, self.coef_ = made.split(0)
         return self
 
     def predict(self, X: Any) -> np.ndarray:
@@ -116,10 +148,6 @@ class LinearRegression(RegressorMixin, BaseEstimator):
         check_is_fitted(self)
         X = _validate(self, X, dtype=_TYPES, reset=False)
         return X @ self.coef_ + self.intercept_
-
-
-def _split(estimates: np.ndarray, has_intercept: bool) -> tuple[float, np.ndarray]:
-    return (float(estimates[0]), estimates[1:].copy()) if has_intercept else (0.0, estimates.copy())
 
 
 class LogisticRegression(ClassifierMixin, BaseEstimator):
@@ -137,7 +165,7 @@ class LogisticRegression(ClassifierMixin, BaseEstimator):
     max_iter : int, default=100
         The most iterations.
     n_jobs : int, optional
-        How many threads fit: one by default, -1 for as many as the machine has cores.
+        How many threads fit: one by default, -1 for as many as the machine has cores, -2 for one less.
 
     Attributes
     ----------
@@ -174,24 +202,29 @@ class LogisticRegression(ClassifierMixin, BaseEstimator):
         sample_weight : array_like of shape (n_samples,), optional
             Weights from 0 on.
         """
+        max_iter = positive("max_iter", self.max_iter)
+        if not self.tol > 0:
+            raise ArgumentError(f"tol={self.tol!r}: a number above 0 is needed.")
         X, y = _validate(self, X, y, dtype=_TYPES)
         check_classification_targets(y)
         self.classes_, codes = np.unique(y, return_inverse=True)
         if len(self.classes_) < 2:
             raise DataError(f"y has one class only ({self.classes_[0]!r}): two are needed.")
         options = Options(n_categories=len(self.classes_), reference=FIRST_OBSERVED, threads=_threads(self.n_jobs),
-                          max_iterations=self.max_iter, tolerance=self.tol)
-        made = _fit_arrays(X, Column("y", codes), _weights(sample_weight, X), self.fit_intercept, options)
+                          max_iterations=max_iter, tolerance=self.tol)
+        made = _fit_arrays(X, Column("y", codes), _weights(sample_weight, X),
+                           _is_true("fit_intercept", self.fit_intercept), options)
         self._keep(made)
         return self
 
-    def _keep(self, made: Fit) -> None:
+    def _keep(self, arrays: _ArrayFit) -> None:
         """Takes the estimates: a row per class, a class without weight being impossible."""
+        made = arrays.fit
         intercepts = np.full(len(self.classes_), -np.inf)
         coefficients = np.zeros((len(self.classes_), self.n_features_in_))
         intercepts[made.categories[-1]] = 0.0
-        for code, estimates in zip(made.categories[:-1], made.all_estimates):
-            intercepts[code], coefficients[code] = _split(estimates, self.fit_intercept)
+        for equation, code in enumerate(made.categories[:-1]):
+            intercepts[code], coefficients[code] = arrays.split(equation)
         if len(self.classes_) == 2:
             intercepts, coefficients = intercepts[1:], coefficients[1:]
         self.intercept_, self.coef_ = intercepts, coefficients
