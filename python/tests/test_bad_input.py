@@ -92,6 +92,13 @@ def test_missing_values_that_are_to_be_refused(small):
 
 def test_all_missing(small):
     assert sentence(qvreg.ols, "y ~ x", small.assign(x=np.nan)) == (
+        "No row can be used: all 4 have a missing value. The term 'x' is missing in every row.")
+    assert sentence(qvreg.ols, "y ~ np.log(x - 100)", small) == (
+        "No row can be used: all 4 have a missing value. The term 'np.log(x - 100)' is missing in every row: look at "
+        "what it gives.")
+    assert sentence(qvreg.ols, "y ~ center(x)", small.assign(x=[1.0, np.nan, 2.0, 4.0])).endswith(
+        "The term 'center(x)' is missing in every row: look at what it gives.")
+    assert sentence(qvreg.ols, "y ~ x", small.assign(x=[1.0, np.nan] * 2, y=[np.nan, 1.0] * 2)) == (
         "No row can be used: all 4 have a missing value.")
     assert sentence(qvreg.ols, "y ~ g", small.assign(g=None)) == "The term 'g' has no value that is not missing."
 
@@ -145,6 +152,23 @@ def test_choices(small):
         "threads=0: a whole number from 1 on is needed, or None for as many as the machine has cores.")
 
 
+def test_choices_are_value_errors(small):
+    for options in ({"missing": "none"}, {"vcov": "hc9"}, {"vcov": ["hc0"]}, {"threads": 0}, {"base": "b"}):
+        with pytest.raises(ValueError):
+            qvreg.ols("y ~ x", small, **options)
+    with pytest.raises(ValueError):
+        qvreg.fit_chunks([small], "y ~ x", option=1)
+    assert sentence(qvreg.ols, "y ~ x", small, base="b") == (
+        "base='b': a level by the name of its factor is needed, as in base={'species': 'Gentoo'}.")
+
+
+def test_values_that_are_lists(small):
+    lists = small.assign(g=[[1], [2], [1], [2]])
+    expected = "{} has values that can be no levels: unhashable type: 'list'. Convert them, as to text."
+    assert sentence(qvreg.ols, "y ~ g", lists) == expected.format("The term 'g'")
+    assert sentence(qvreg.logit, "g ~ x", lists) == expected.format("The response 'g'")
+
+
 def test_no_columns(small):
     assert sentence(qvreg.ols, "y ~ 0", small) == (
         "The formula has no term to the right of its '~', not even an intercept.")
@@ -155,8 +179,8 @@ def test_formulas_are_text(small):
 
 
 def test_a_name_that_is_not_known(small):
-    assert sentence(qvreg.ols, "y ~ log(x)", small) == (
-        "There is no column 'log', and nothing else of that name; the columns are 'y', 'x', 'g'.")
+    assert sentence(qvreg.ols, "y ~ nothing", small) == (
+        "There is no column 'nothing', and nothing else of that name; the columns are 'y', 'x', 'g'.")
     assert sentence(qvreg.ols("y ~ x + g", small).predict, small[["x"]]) == (
         "There is no column 'g', and nothing else of that name; the columns are 'x'.")
 

@@ -78,7 +78,16 @@ def test_what_cannot_be_read_again(table):
     assert sentence(5, "y ~ x") == (
         "Chunks are needed as a function that returns them, or as a list of them, not int.")
     assert sentence(table, "y ~ x") == (
-        "A whole table is no list of chunks: give it to ols, logit or mnlogit, or in a list.")
+        "A whole table is no list of chunks: give it to ols, logit or mnlogit, or in a list. pandas.read_csv gives "
+        "chunks with chunksize=.")
+    assert sentence(lambda: table, "y ~ x") == sentence(table, "y ~ x")
+    assert sentence(table.to_records(), "y ~ x") == sentence(table, "y ~ x")
+    assert sentence("big.csv", "y ~ x") == (
+        "Chunks are needed as a function that returns them, or as a list of them, not str. A file is read by "
+        "fit_chunks(lambda: pandas.read_csv(path, chunksize=100_000), …).")
+    assert sentence(lambda: "big.csv", "y ~ x") == sentence("big.csv", "y ~ x")
+    once = iter([table])
+    assert sentence(lambda: once, "y ~ x") == sentence(iter([table]), "y ~ x")
     assert sentence([], "y ~ x") == "There are no chunks, and so no rows."
 
 
@@ -96,6 +105,14 @@ def test_types_that_change(table):
     parts = [table.iloc[:200], table.iloc[200:].astype({"x": str})]
     assert sentence(parts, "y ~ x") == (
         "The term 'x' is a number in some chunks and a category in others. Read its column with one type.")
+
+
+@pytest.mark.parametrize("order", [[0, 1, 2], [1, 0, 2], [2, 1, 0]])
+def test_text_that_is_missing_in_a_whole_chunk(table, order):
+    parts = [table.iloc[:100].assign(a=np.nan), table.iloc[100:200], table.iloc[200:]]
+    got = qvreg.fit_chunks([parts[number] for number in order], "y ~ a + x")
+    assert_near(got.params, qvreg.ols("y ~ a + x", table.iloc[100:]).params, 1e-10)
+    assert got.nobs == 300
 
 
 def test_infinite_values_in_a_chunk(table):

@@ -6,6 +6,7 @@ import pytest
 import qvreg
 import statsmodels.formula.api as smf
 from near import assert_near, assert_same_series
+from test_bad_input import sentence
 from patsy import Treatment  # noqa: F401 (formulas use it)
 
 FORMULAS = [
@@ -136,6 +137,44 @@ def test_formulas_that_cannot_be_fitted(table, formula, sentence):
 def test_a_formula_that_cannot_be_read_says_where(table):
     with pytest.raises(qvreg.FormulaError, match="The formula cannot be read"):
         qvreg.ols("y ~ x +", table)
+
+
+@pytest.mark.parametrize("text", ["my x", "class", "lambda", "1st"])
+@pytest.mark.parametrize("formula", ["y ~ {}", "y ~ x + {}*z", "{} ~ x"])
+def test_names_that_are_no_expressions(table, text, formula):
+    assert sentence(qvreg.ols, formula.format(text), table) == (
+        f"The formula cannot be read: {text!r} is no expression of Python. If it is the name of a column, write "
+        f"Q(\"{text}\").")
+
+
+def test_a_dot_is_no_term(table):
+    assert sentence(qvreg.ols, "y ~ .", table) == (
+        "The formula cannot be read: '.' does not stand for all columns. Name them, as 'y ~ ' + ' + '.join(names) "
+        "does.")
+
+
+def test_columns_that_need_quotes_are_named(table):
+    named = table.rename(columns={"x": "p-q", "z": "y.z", "positive": "np.pi-r"})
+    assert sentence(qvreg.ols, "y ~ p - q", named) == (
+        "There is no column 'p', and nothing else of that name. The data have a column 'p-q': it is written "
+        "Q(\"p-q\").")
+    assert sentence(qvreg.ols, "y ~ np.pi - r", named.assign(r=1.0)) == (
+        "The term 'np.pi' is one float, not a value per row. The data have a column 'np.pi-r': it is written "
+        "Q(\"np.pi-r\").")
+    assert sentence(qvreg.ols, "y ~ y.z", named) == (
+        "The term 'y.z' cannot be evaluated: Error evaluating factor: AttributeError: 'Series' object has no attribute "
+        "'z'. The data have a column 'y.z': it is written Q(\"y.z\").")
+    assert sentence(qvreg.ols, "y ~ Q('p-q') + nothing", named).endswith("the columns are " + ", ".join(
+        map(repr, list(named)[:8])) + ", ….")
+
+
+@pytest.mark.parametrize("term, expected", [
+    ("log(x)", "There is no function 'log': write np.log(…)."),
+    ("poly(x, 2)", "There is no function 'poly': there are those of patsy, those of numpy as np.name(…), and what is "
+                   "defined where the fit is called."),
+])
+def test_functions_that_are_not_there(table, term, expected):
+    assert sentence(qvreg.ols, f"y ~ {term}", table) == expected
 
 
 def test_base_names_a_factor(table):

@@ -67,6 +67,16 @@ def test_levels_that_cannot_be_saved(table, tmp_path):
     assert str(raised.value).startswith("The level Timestamp('2026-01-02 00:00:00') is a Timestamp: only models")
 
 
+def test_folders_that_are_not_there(table, tmp_path):
+    path = tmp_path / "nowhere" / "model"
+    with pytest.raises(FileNotFoundError) as raised:
+        qvreg.ols("y ~ x", table).save(path)
+    assert raised.value.filename == str(path) and ".part" not in str(raised.value)
+    with pytest.raises(OSError):
+        qvreg.ols("y ~ x", table).save(tmp_path)
+    assert list(tmp_path.iterdir()) == []
+
+
 def test_files_that_are_no_models(table, tmp_path):
     path = tmp_path / "model"
     path.write_text("y ~ x")

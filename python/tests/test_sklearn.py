@@ -13,7 +13,7 @@ from sklearn.pipeline import make_pipeline
 from sklearn.preprocessing import StandardScaler
 from sklearn.utils.estimator_checks import parametrize_with_checks
 
-from qvreg.errors import ConvergenceWarning, DataError, SeparationWarning
+from qvreg.errors import ArgumentError, ConvergenceWarning, DataError, SeparationWarning
 from qvreg.sklearn import LinearRegression, LogisticRegression
 
 
@@ -127,6 +127,28 @@ def test_one_class_is_refused(numbers):
     with pytest.raises(DataError) as raised:
         LogisticRegression().fit(X, np.zeros(300))
     assert str(raised.value) == "y has one class only (0.0): two are needed."
+
+
+@pytest.mark.parametrize("estimator, expected", [
+    (LinearRegression(fit_intercept="no"), "fit_intercept='no': True or False is needed."),
+    (LogisticRegression(fit_intercept=None), "fit_intercept=None: True or False is needed."),
+    (LogisticRegression(tol=-1), "tol=-1: a number above 0 is needed."),
+    (LogisticRegression(tol="small"), "tol='small': a number above 0 is needed."),
+    (LinearRegression(n_jobs=0), "n_jobs=0: a whole number from 1 on is needed, -1 for as many threads as the machine "
+                                 "has cores, -2 for one less, or None for one."),
+])
+def test_arguments_that_are_none(numbers, estimator, expected):
+    X, y, _ = numbers
+    with pytest.raises(ArgumentError) as raised:
+        estimator.fit(X, y > 0 if isinstance(estimator, LogisticRegression) else y)
+    assert str(raised.value) == expected and isinstance(raised.value, ValueError)
+
+
+def test_all_cores_but_some(numbers):
+    X, y, _ = numbers
+    expected = LinearRegression().fit(X, y).coef_
+    for n_jobs in (-1, -2, -1000):
+        assert (LinearRegression(n_jobs=n_jobs).fit(X, y).coef_ == expected).all()
 
 
 def test_weights_below_zero_are_refused(numbers):

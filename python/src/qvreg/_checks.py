@@ -84,7 +84,7 @@ class Response:
     def __init__(self, name: str, has_classes: bool) -> None:
         self.name = name
         self.n_rows = 0
-        self._levels = Levels(must_occur=True) if has_classes else None
+        self._levels = Levels(name, must_occur=True) if has_classes else None
 
     def see(self, values: Any) -> None:
         """Takes the values of a table."""

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import difflib
 from collections.abc import Sequence
 from typing import Any
 
@@ -10,6 +9,7 @@ import numpy as np
 
 from ._columns import Column, codes, declared_levels, distinct_values, is_nullable_number, numbers, sorted_levels
 from ._design import Variable
+from ._hints import check_syntax, quoting, unknown
 from ._tables import Table, Tables, listed
 from .errors import DataError, FormulaError
 
@@ -43,6 +43,7 @@ class Expression:
     """
 
     def __init__(self, factor: Any, environment: Any) -> None:
+        check_syntax(factor)
         self.name = factor.name()
         self.variables: list[Variable] = []
         self._factor = factor
@@ -67,15 +68,19 @@ class Expression:
         """Shows the data to stateful functions."""
         for number in range(self._passes):
             for table in tables:
-                with _sentences(self.name, table):
+                with _sentences(self._factor, table):
                     self._factor.memorize_chunk(self._state, number, table)
             self._factor.memorize_finish(self._state, number)
 
     def values(self, table: Table) -> Any:
         """What the expression is for the rows of `table`; what C() adds stays about it."""
         self._columns.update(table.names)
-        with _sentences(self.name, table):
-            return self._factor.eval(self._state, table)
+        with _sentences(self._factor, table):
+            values = self._factor.eval(self._state, table)
+            if np.ndim(unboxed(values)) == 0:
+                raise FormulaError(f"The term {self.name!r} is one {type(values).__name__}, not a value per row."
+                                   f"{quoting(self._factor, table.names)}")
+            return values
 
     def columns(self, values: Any) -> list[Column]:
         """Its variables for rows of which it has these `values`."""
@@ -92,8 +97,8 @@ class Expression:
 class _sentences:
     """Turns what patsy raises about an expression into a sentence of ours."""
 
-    def __init__(self, name: str, table: Table) -> None:
-        self._name, self._table = name, table
+    def __init__(self, factor: Any, table: Table) -> None:
+        self._factor, self._table = factor, table
 
     def __enter__(self) -> None:
         return None
@@ -102,23 +107,15 @@ class _sentences:
         if raised is None or not isinstance(raised, Exception):
             return
         cause = raised.__cause__ or raised
-        if isinstance(cause, DataError):
+        if isinstance(cause, (DataError, FormulaError)):
             raise cause
+        names = self._table.names
         if isinstance(cause, NameError):
             missing = str(cause).split("'")[1] if "'" in str(cause) else str(cause)
-            raise FormulaError(f"There is no column {missing!r}, and nothing else of that name"
-                               f"{self._nearest(missing)}.") from cause
-        reason = str(raised).splitlines()[0]
-        raise FormulaError(f"The term {self._name!r} cannot be evaluated: {reason}") from cause
-
-    def _nearest(self, missing: str) -> str:
-        names = [name for name in self._table.names if isinstance(name, str)]
-        near = difflib.get_close_matches(missing, names, n=1)
-        if near:
-            return f"; the nearest column is {near[0]!r}"
-        others = [name for name in self._table.names if not isinstance(name, str)]
-        rule = f". Names of columns are to be text: {others[0]!r} is not" if others else ""
-        return f"; the columns are {listed(self._table.names)}{rule}"
+            raise FormulaError(unknown(self._factor, missing, names)) from cause
+        reason = str(raised).splitlines()[0].rstrip(".")
+        raise FormulaError(f"The term {self._factor.name()!r} cannot be evaluated: {reason}."
+                           f"{quoting(self._factor, names)}") from cause
 
 
 class Learning:
@@ -128,13 +125,16 @@ class Learning:
         self._name, self._base = name, base
         self._is_factor: bool | None = None
         self._columns: list[str] = []
-        self._levels = Levels()
+        self._levels = Levels(f"The term {name!r}")
         self._contrast: Any = None
         self._is_said = False
         self._n_rows = 0
 
     def see(self, values: Any) -> None:
         """Takes the values of a table."""
+        if _is_nothing(values):
+            self._columns = self._columns or _column_names(self._name, values)
+            return
         is_factor = is_categorical(values)
         if self._is_factor not in (None, is_factor):
             raise DataError(f"The term {self._name!r} is a number in some chunks and a category in others. Read its "
@@ -178,11 +178,14 @@ class Levels:
 
     Parameters
     ----------
+    name : str
+        What a sentence on them begins with.
     must_occur : bool
         Whether declared levels without a row are left out.
     """
 
-    def __init__(self, must_occur: bool = False) -> None:
+    def __init__(self, name: str, must_occur: bool = False) -> None:
+        self._name = name
         self._must_occur = must_occur
         self._levels: dict = {}
         self._occurring: set = set()
@@ -192,7 +195,11 @@ class Levels:
         """Takes the values of a table, and the levels that are `declared` for them, if any."""
         declared = declared if declared is not None else declared_levels(values)
         self.are_declared = self.are_declared and declared is not None
-        distinct = distinct_values(values) if declared is None or self._must_occur else []
+        try:
+            distinct = distinct_values(values) if declared is None or self._must_occur else []
+        except TypeError as error:
+            raise DataError(f"{self._name} has values that can be no levels: {error}. Convert them, as to "
+                            "text.") from error
         self._levels.update(dict.fromkeys(distinct if declared is None else declared))
         self._occurring.update(distinct)
 
@@ -211,6 +218,12 @@ def unboxed(values: Any) -> Any:
 def is_categorical(values: Any) -> bool:
     """Whether patsy takes `values` for a factor; pandas' nullable numbers are numbers here."""
     return not is_nullable_number(values) and patsy_module().categorical.guess_categorical(values)
+
+
+def _is_nothing(values: Any) -> bool:
+    """Whether `values` are all NaN, as what is read of empty cells is, of text, too."""
+    array = np.asarray(unboxed(values))
+    return array.ndim == 1 and array.dtype.kind == "f" and bool(np.isnan(array).all())
 
 
 def _base_level(name: str, contrast: Any, levels: tuple) -> int:

@@ -12,7 +12,7 @@ from typing import Any
 import numpy as np
 
 from . import _library as lib
-from ._columns import refused_values
+from ._columns import refused_values, start
 from ._design import Design, ParameterTable
 from ._records import ChunkedRecords, Records
 from ._running import Call
@@ -112,14 +112,14 @@ def fit(design: Design, records: Records | ChunkedRecords, layout: Layout, optio
         with refused_values(records.names):
             call.run(component, "component_build", source)
     except DataError as error:
-        raise _without_records(component, error) from None
+        raise _without_records(component, error, records) from None
     except LibraryError as error:
         raise _with_factor(design, error) from None
     component.keeps = None  # it reads no more
     return Fit(design, layout, component)
 
 
-def _without_records(component: lib.Handle, error: DataError) -> DataError:
+def _without_records(component: lib.Handle, error: DataError, records: Records | ChunkedRecords) -> DataError:
     """`error`, or one that says why none of the rows could be used."""
     counts = lib.get(lib.RecordCounts, "component_get_record_counts", component)
     if error.code not in lib.WITHOUT_RECORDS or counts.used:
@@ -128,7 +128,20 @@ def _without_records(component: lib.Handle, error: DataError) -> DataError:
         (counts.missing, "a missing value"), (counts.bad_weight, "a weight of 0")) if number]
     if len(reasons) == 1:
         reasons = ["all " + reasons[0]]
-    return DataError(f"No row can be used: {' and '.join(reasons)}.", error.code)
+    return DataError(f"No row can be used: {' and '.join(reasons)}.{_empty(records)}", error.code)
+
+
+def _empty(records: Records | ChunkedRecords) -> str:
+    """A sentence on the first column that is missing in every row; nothing without one."""
+    occurring: set[int] = set()
+    for block in records.blocks():
+        occurring.update(position for position, column in enumerate(block.columns)
+                         if column.summary().missing < block.n_rows)
+    for position, name in enumerate(records.names):
+        if position not in occurring:
+            is_column = name.split("'")[1:2] and name.split("'")[1].isidentifier()
+            return f" {start(name)} is missing in every row{'' if is_column else ': look at what it gives'}."
+    return ""
 
 
 def _with_factor(design: Design, error: LibraryError) -> LibraryError:

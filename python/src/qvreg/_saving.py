@@ -10,6 +10,7 @@ import io
 import json
 import os
 import zipfile
+from contextlib import suppress
 from pathlib import Path
 
 import numpy as np
@@ -47,8 +48,13 @@ def write_file(path: str | os.PathLike, packed: bytes) -> None:
     """Writes a file that is whole or not there: it takes its name when it is complete."""
     target = Path(path)
     part = target.with_name(target.name + ".part")
-    part.write_bytes(packed)
-    part.replace(target)
+    try:
+        part.write_bytes(packed)
+        part.replace(target)
+    except OSError as error:
+        with suppress(OSError):
+            part.unlink()
+        raise type(error)(error.errno, error.strerror, str(target)) from None
 
 
 def plain_levels(levels: tuple | None) -> list | None:

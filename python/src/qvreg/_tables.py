@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
 from typing import Any
 
@@ -74,6 +75,7 @@ class Tables:
     def __init__(self, make: Callable[[], Iterable[Any]], is_whole: bool) -> None:
         self._make = make
         self.is_whole = is_whole
+        self._has_given = False
 
     @classmethod
     def whole(cls, data: Any) -> Tables:
@@ -86,16 +88,35 @@ class Tables:
         """Tables that `read` gives one by one: a function of an iterable, or one that repeats."""
         if callable(read):
             return cls(read, is_whole=False)
-        if is_frame(read) or isinstance(read, Mapping):
-            raise DataError("A whole table is no list of chunks: give it to ols, logit or mnlogit, or in a list.")
-        if not isinstance(read, Iterable):
-            raise DataError(f"Chunks are needed as a function that returns them, or as a list of them, not "
-                            f"{_kind(read)}.")
+        _refuse_no_chunks(read)
         if isinstance(read, Iterator):
-            raise DataError("The chunks can be read once only, and a fit reads them several times. Give a function "
-                            "that starts again, as in fit_chunks(lambda: reader(), …).")
+            raise DataError(_ONCE_ONLY)
         return cls(lambda: read, is_whole=False)
 
     def __iter__(self) -> Iterator[Table]:
-        for data in self._make():
+        made = self._make()
+        _refuse_no_chunks(made)
+        n_tables = 0
+        for data in made:
             yield data if isinstance(data, Table) else Table(data)
+            n_tables += 1
+        if self._has_given and n_tables == 0:
+            raise DataError(_ONCE_ONLY)
+        self._has_given = n_tables > 0
+
+
+_ONCE_ONLY = ("The chunks can be read once only, and a fit reads them several times. Give a function that starts "
+              "again, as in fit_chunks(lambda: reader(), …).")
+
+
+def _refuse_no_chunks(read: Any) -> None:
+    """An exception for what is no sequence of tables."""
+    if is_frame(read) or isinstance(read, Mapping) or getattr(getattr(read, "dtype", None), "names", None):
+        raise DataError("A whole table is no list of chunks: give it to ols, logit or mnlogit, or in a list. "
+                        "pandas.read_csv gives chunks with chunksize=.")
+    if isinstance(read, (str, bytes, os.PathLike)):
+        raise DataError(f"Chunks are needed as a function that returns them, or as a list of them, not {_kind(read)}. "
+                        "A file is read by fit_chunks(lambda: pandas.read_csv(path, chunksize=100_000), …).")
+    if not isinstance(read, Iterable):
+        raise DataError(f"Chunks are needed as a function that returns them, or as a list of them, not "
+                        f"{_kind(read)}.")

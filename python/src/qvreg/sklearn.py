@@ -14,6 +14,7 @@ from __future__ import annotations
 import os
 import warnings
 from dataclasses import dataclass
+from numbers import Real
 from typing import Any
 
 import numpy as np
@@ -203,7 +204,7 @@ class LogisticRegression(ClassifierMixin, BaseEstimator):
             Weights from 0 on.
         """
         max_iter = positive("max_iter", self.max_iter)
-        if not self.tol > 0:
+        if not isinstance(self.tol, Real) or not self.tol > 0:
             raise ArgumentError(f"tol={self.tol!r}: a number above 0 is needed.")
         X, y = _validate(self, X, y, dtype=_TYPES)
         check_classification_targets(y)
