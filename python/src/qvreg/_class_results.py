@@ -1,0 +1,162 @@
+"""Results of models of classes."""
+
+from __future__ import annotations
+
+import warnings
+from functools import cached_property
+from typing import Any
+
+import numpy as np
+
+from . import _distributions as dist
+from ._fit import Fit
+from ._labels import frame, index_of
+from ._model import Extras, Model
+from ._results import Results, as_rows_of
+from ._summary import SummaryTable, logistic_summary
+from .errors import ConvergenceWarning, SeparationWarning
+
+
+class _ClassResults(Results):
+    """What models of classes have."""
+
+    def __init__(self, model: Model, fit: Fit, extras: Extras) -> None:
+        robust = extras.robust_covariance is not None
+        covariance = extras.robust_covariance if robust else fit.covariance
+        super().__init__(model, fit, extras, covariance, use_t=False)
+        self.llf = fit.log_likelihood
+
+    @property
+    def classes(self) -> list:
+        """The classes that occur, in their order."""
+        return [self.model.classes[code] for code in sorted(self._fit.categories)]
+
+    @property
+    def reference(self) -> Any:
+        """The class that the others are compared with."""
+        return self.model.classes[self._fit.categories[-1]]
+
+    @property
+    def separation(self) -> str | None:
+        """"complete" or "quasi-complete" where the predictors separate the classes, else None."""
+        return self._fit.separation
+
+    @property
+    def converged(self) -> bool:
+        """Whether the iterations converged."""
+        return self._fit.converged
+
+    def warn(self) -> None:
+        """Warns where the estimates are not those of a maximum."""
+        if self.separation:
+            warnings.warn(f"The predictors separate the classes ({self.separation} separation): the likelihood "
+                          "has no maximum at finite estimates. The last estimates are given; their standard "
+                          "errors mean nothing.", SeparationWarning, stacklevel=4)
+        elif not self.converged:
+            warnings.warn(f"The estimates did not converge in {self.iterations} iterations: the last ones are "
+                          "given.", ConvergenceWarning, stacklevel=4)
+
+    @cached_property
+    def llnull(self) -> float:
+        """The log-likelihood of the model with constants alone."""
+        if self._fit.design.has_intercept:
+            return self._fit.initial_log_likelihood
+        if self._fit.layout.weights is not None:
+            return np.nan
+        weights = self._fit.category_weights
+        return float(weights @ np.log(weights / weights.sum()))
+
+    @property
+    def llr(self) -> float:
+        """The likelihood-ratio statistic against constants alone."""
+        return 2.0 * (self.llf - self.llnull)
+
+    @property
+    def llr_pvalue(self) -> float:
+        """The p value of ``llr``."""
+        return dist.chi_square_upper(self.llr, self.df_model)
+
+    @property
+    def prsquared(self) -> float:
+        """McFadden's pseudo R square."""
+        return 1.0 - self.llf / self.llnull
+
+    def classification_table(self) -> Any:
+        """Observations by class observed (rows) and predicted (columns)."""
+        order = np.argsort(self._fit.categories)
+        return frame(self._fit.classification()[np.ix_(order, order)], self.classes, self.classes)
+
+    def _probabilities(self, data: Any) -> np.ndarray:
+        probabilities = self._fit.probabilities(self.model.new_records(data))
+        return probabilities[:, np.argsort(self._fit.categories)]
+
+    def _summary(self, alpha: float) -> SummaryTable:
+        return logistic_summary(self, alpha)
+
+
+class LogitResults(_ClassResults):
+    """Results of `qvreg.logit`."""
+
+    def predict(self, data: Any) -> Any:
+        """The probability of the class that is not the reference, for every row of `data`.
+
+        Parameters
+        ----------
+        data : DataFrame, dict of arrays or structured array
+            The columns that the formula uses, but for the response.
+
+        Returns
+        -------
+        Series or array
+            As the data have an index or not; NaN where a value is missing.
+        """
+        event = int(self._fit.categories[0] > self._fit.categories[1])
+        return as_rows_of(data, self._probabilities(data)[:, event])
+
+
+class MNLogitResults(_ClassResults):
+    """Results of `qvreg.mnlogit`: estimates have a column per class but the reference."""
+
+    @property
+    def _equation_classes(self) -> list:
+        return [self.model.classes[code] for code in self._fit.categories[:-1]]
+
+    def _shaped(self, values: np.ndarray) -> Any:
+        by_equation = values.reshape(self._fit.n_equations, -1).T
+        return frame(by_equation, self._fit.table.names, range(self._fit.n_equations))
+
+    def _labels(self) -> list:
+        return [(str(label), name) for label in self._equation_classes for name in self._fit.table.names]
+
+    def conf_int(self, alpha: float = 0.05) -> Any:
+        """Limits of confidence intervals.
+
+        Parameters
+        ----------
+        alpha : float
+            1 less the level of confidence.
+
+        Returns
+        -------
+        DataFrame or array
+            A row per class and parameter: its lower and upper limit.
+        """
+        return frame(self._limits(alpha), self._labels(), ["lower", "upper"],
+                     [self.model.formula.response, ""])
+
+    def predict(self, data: Any) -> Any:
+        """The probability of every class, in the order of ``classes``, for every row of `data`.
+
+        Parameters
+        ----------
+        data : DataFrame, dict of arrays or structured array
+            The columns that the formula uses, but for the response.
+
+        Returns
+        -------
+        DataFrame or array
+            As the data have an index or not; NaN where a value is missing.
+        """
+        probabilities = self._probabilities(data)
+        index = index_of(data)
+        return probabilities if index is None else frame(probabilities, index, range(probabilities.shape[1]))
