@@ -6,6 +6,7 @@ import numpy as np
 import pytest
 import sklearn.linear_model as peers
 from near import assert_near
+from sklearn import exceptions
 from sklearn.base import clone
 from sklearn.datasets import load_iris
 from sklearn.model_selection import GridSearchCV
@@ -92,7 +93,7 @@ def test_pipelines_grid_search_and_clone(numbers):
                           {"linearregression__fit_intercept": [True, False]}, cv=3).fit(X, y)
     assert search.best_params_ == {"linearregression__fit_intercept": True}
     assert clone(LogisticRegression(tol=0.1)).get_params() == {
-        "fit_intercept": True, "max_iter": 100, "n_jobs": None, "tol": 0.1}
+        "fit_intercept": True, "max_iter": 100, "n_jobs": None, "penalty": None, "tol": 0.1}
 
 
 def test_float32_is_read_as_it_is(numbers):
@@ -118,8 +119,19 @@ def test_separated_classes_warn_and_keep_the_last_estimates():
 
 def test_too_few_iterations_warn(flowers):
     X, y = flowers
-    with pytest.warns(ConvergenceWarning, match="did not converge in 1 iterations"):
-        LogisticRegression(max_iter=1).fit(X, y % 2)
+    for kind in (ConvergenceWarning, exceptions.ConvergenceWarning):
+        with pytest.warns(kind, match="did not converge in 1 iterations"):
+            LogisticRegression(max_iter=1).fit(X, y % 2)
+
+
+def test_a_penalty_of_none_is_none(flowers):
+    X, y = flowers
+    plain = LogisticRegression().fit(X, y % 2)
+    for penalty in (None, "none"):
+        assert (LogisticRegression(penalty=penalty).fit(X, y % 2).coef_ == plain.coef_).all()
+    with pytest.raises(ArgumentError) as raised:
+        LogisticRegression(penalty="l2").fit(X, y % 2)
+    assert str(raised.value) == "penalty='l2': only None is possible. sklearn.linear_model has penalties."
 
 
 def test_one_class_is_refused(numbers):

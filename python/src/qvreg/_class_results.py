@@ -9,6 +9,7 @@ from typing import Any
 import numpy as np
 
 from . import _distributions as dist
+from ._advice import needs_data
 from ._fit import Fit
 from ._labels import frame, index_of
 from ._model import Extras, Model
@@ -86,7 +87,12 @@ class _ClassResults(Results):
         order = np.argsort(self._fit.categories)
         return frame(self._fit.classification()[np.ix_(order, order)], self.classes, self.classes)
 
+    def pred_table(self) -> Any:
+        """`classification_table` under another name."""
+        return self.classification_table()
+
     def _probabilities(self, data: Any) -> np.ndarray:
+        needs_data("predict", data)
         probabilities = self._fit.probabilities(self.model.new_records(data))
         return probabilities[:, np.argsort(self._fit.categories)]
 
@@ -97,7 +103,7 @@ class _ClassResults(Results):
 class LogitResults(_ClassResults):
     """Results of `qvreg.logit`."""
 
-    def predict(self, data: Any) -> Any:
+    def predict(self, data: Any = None) -> Any:
         """The probability of the class that is not the reference, for every row of `data`.
 
         Parameters
@@ -144,7 +150,7 @@ class MNLogitResults(_ClassResults):
         return frame(self._limits(alpha), self._labels(), ["lower", "upper"],
                      [self.model.formula.response, ""])
 
-    def predict(self, data: Any) -> Any:
+    def predict(self, data: Any = None) -> Any:
         """The probability of every class, in the order of ``classes``, for every row of `data`.
 
         Parameters

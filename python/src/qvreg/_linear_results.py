@@ -9,6 +9,7 @@ import numpy as np
 
 from . import _distributions as dist
 from . import _library as lib
+from ._advice import needs_data
 from ._fit import Fit
 from ._labels import index_of
 from ._model import Extras, Model
@@ -48,6 +49,36 @@ class LinearResults(Results):
         return None
 
     @property
+    def _total(self) -> float:
+        """The total sum of squares that ``rsquared`` is about."""
+        return _ratio(self.ssr, 1.0 - self.rsquared)
+
+    @property
+    def centered_tss(self) -> float:
+        """The total sum of squares about the mean, NaN where the columns do not span a constant."""
+        return self._total if self._n_constants else np.nan
+
+    @property
+    def uncentered_tss(self) -> float:
+        """The total sum of squares about 0, NaN where the columns span a constant."""
+        return np.nan if self._n_constants else self._total
+
+    @property
+    def ess(self) -> float:
+        """The explained sum of squares: the total one less ``ssr``."""
+        return self._total - self.ssr
+
+    @property
+    def mse_model(self) -> float:
+        """The explained sum of squares over ``df_model``."""
+        return _ratio(self.ess, self.df_model)
+
+    @property
+    def mse_total(self) -> float:
+        """The total sum of squares over its degrees of freedom."""
+        return _ratio(self._total, self.df_resid + self.df_model)
+
+    @property
     def rsquared_adj(self) -> float:
         """R square adjusted for the number of parameters."""
         total = self.nobs - float(self._fit.design.spans_constant)
@@ -82,7 +113,7 @@ class LinearResults(Results):
         log_ssr = np.log(self.ssr) if self.ssr > 0 else -np.inf
         return -half * log_ssr - (1.0 + np.log(np.pi / half)) * half + 0.5 * self._extras.sum_log_weights
 
-    def predict(self, data: Any) -> Any:
+    def predict(self, data: Any = None) -> Any:
         """The predicted mean of every row of `data`, NaN where a value is missing.
 
         Parameters
@@ -95,10 +126,11 @@ class LinearResults(Results):
         Series or array
             As the data have an index or not.
         """
+        needs_data("predict", data)
         predicted, _ = self._fit.predict(self.model.new_records(data))
         return as_rows_of(data, predicted)
 
-    def get_prediction(self, data: Any) -> Prediction:
+    def get_prediction(self, data: Any = None) -> Prediction:
         """Predicted means of the rows of `data` with standard errors and intervals.
 
         Parameters
@@ -106,6 +138,7 @@ class LinearResults(Results):
         data : DataFrame, dict of arrays or structured array
             The columns that the formula uses, but for the response.
         """
+        needs_data("get_prediction", data)
         predicted, errors = self._fit.predict(self.model.new_records(data), self._full_covariance)
         return Prediction(predicted, errors, self.scale, self._quantile, index_of(data))
 

@@ -9,8 +9,10 @@ from typing import Any
 import numpy as np
 
 from . import _distributions as dist
+from ._advice import advise
 from ._arguments import share
 from ._fit import Fit
+from ._hypotheses import ContrastResults, Estimates, WaldResults
 from ._labels import frame, index_of, series
 from ._model import Extras, Model
 from ._saving import pack, write_file
@@ -127,6 +129,54 @@ class Results:
     def cov_params(self) -> Any:
         """The covariance matrix of the estimates."""
         return frame(self._covariance, self._labels(), self._labels())
+
+    def _estimates(self) -> Estimates:
+        names = [label if isinstance(label, str) else ":".join(label) for label in self._labels()]
+        return Estimates(names, self._flat, self._covariance, self.use_t, self.df_resid, self._p_values,
+                         self._quantile)
+
+    def t_test(self, r_matrix: Any) -> ContrastResults:
+        """Tests linear combinations of the estimates, one by one.
+
+        Parameters
+        ----------
+        r_matrix : str, dict, array_like or tuple
+            As of patsy: ``"x = 2, a[T.q] = a[T.r]"``, or a row of coefficients for each combination,
+            perhaps in a tuple with the values they are tested against. Of `qvreg.mnlogit` the
+            parameters are those of all classes, in the order of ``cov_params()``, called
+            ``class:name``.
+
+        Returns
+        -------
+        ContrastResults
+
+        Examples
+        --------
+        >>> import qvreg
+        >>> results = qvreg.ols("y ~ x", {"y": [1.0, 2.0, 2.5, 4.5], "x": [0.0, 1.0, 2.0, 3.0]})
+        >>> results.t_test("x = 1").pvalue.round(4)
+        array([0.6838])
+        """
+        return ContrastResults(self._estimates(), r_matrix)
+
+    def wald_test(self, r_matrix: Any, use_f: bool | None = None) -> WaldResults:
+        """Tests linear combinations of the estimates jointly.
+
+        Parameters
+        ----------
+        r_matrix : str, dict, array_like or tuple
+            As of `t_test`.
+        use_f : bool, optional
+            Whether to compare with F in place of chi-square: by default as ``use_t`` is.
+        """
+        return WaldResults(self._estimates(), r_matrix, self.use_t if use_f is None else use_f)
+
+    def f_test(self, r_matrix: Any) -> WaldResults:
+        """As `wald_test` with ``use_f=True``."""
+        return self.wald_test(r_matrix, use_f=True)
+
+    def __getattr__(self, name: str) -> Any:
+        raise advise(type(self).__name__, name)
 
     @cached_property
     def redundant(self) -> list[str]:

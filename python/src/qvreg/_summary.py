@@ -58,6 +58,14 @@ class SummaryTable:
         spare = _LEAST_WIDTH - sum(widths) - 2 * len(widths)
         return max(min(longest, _NAME_WIDTH), spare), widths
 
+    def as_text(self) -> str:
+        """The table as `print` shows it."""
+        return str(self)
+
+    def as_html(self) -> str:
+        """The table as notebooks show it."""
+        return self._repr_html_()
+
     def _repr_html_(self) -> str:
         parts = [f"<table><caption>{html.escape(self.title)}</caption>"]
         for name, value in self.facts:

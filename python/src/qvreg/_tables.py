@@ -34,13 +34,15 @@ class Table(Mapping):
         if count > 1:
             raise DataError(f"The data have {count} columns named {name!r}. Rename all but one.")
         values = self._data[name]
+        if np.ndim(values) == 0:
+            return np.atleast_1d(values)
         return values if hasattr(values, "dtype") else np.asarray(values)
 
     @property
     def n_rows(self) -> int:
         """How many rows there are."""
         if isinstance(self._data, Mapping):
-            return len(next(iter(self._data.values()), ()))
+            return len(np.atleast_1d(next(iter(self._data.values()), ())))
         return len(self._data)
 
     def rows(self, rows: slice) -> Table:

@@ -19,16 +19,18 @@ from typing import Any
 
 import numpy as np
 from sklearn.base import BaseEstimator, ClassifierMixin, RegressorMixin
+from sklearn.exceptions import ConvergenceWarning as SklearnConvergenceWarning
 from sklearn.utils.multiclass import check_classification_targets
 from sklearn.utils.validation import _check_sample_weight, check_is_fitted
 
+from . import errors
 from ._arguments import is_whole, positive
 from ._columns import Column, offsets
 from ._design import Design, Part, Term, Variable
 from ._fit import Fit, Layout, Options, fit
 from ._library import FIRST_OBSERVED
 from ._records import Records
-from .errors import ArgumentError, ConvergenceWarning, DataError, SeparationWarning
+from .errors import ArgumentError, DataError, SeparationWarning
 
 try:  # from scikit-learn 1.6 on a function
     from sklearn.utils.validation import validate_data as _validate
@@ -38,7 +40,12 @@ except ImportError:
         return estimator._validate_data(*arguments, **options)
 
 
-__all__ = ["LinearRegression", "LogisticRegression"]
+__all__ = ["ConvergenceWarning", "LinearRegression", "LogisticRegression"]
+
+
+class ConvergenceWarning(errors.ConvergenceWarning, SklearnConvergenceWarning):
+    """That of the package, and of scikit-learn."""
+
 
 # Types that the library reads without a copy.
 _TYPES = [np.float64, np.float32]
@@ -159,6 +166,8 @@ class LogisticRegression(ClassifierMixin, BaseEstimator):
 
     Parameters
     ----------
+    penalty : {None, "none"}
+        None: there is no other. It is there for code that says so.
     fit_intercept : bool, default=True
         Whether there are intercepts.
     tol : float, default=1e-6
@@ -185,8 +194,9 @@ class LogisticRegression(ClassifierMixin, BaseEstimator):
         Their names, where all are text.
     """
 
-    def __init__(self, *, fit_intercept: bool = True, tol: float = 1e-6, max_iter: int = 100,
-                 n_jobs: int | None = None) -> None:
+    def __init__(self, *, penalty: str | None = None, fit_intercept: bool = True, tol: float = 1e-6,
+                 max_iter: int = 100, n_jobs: int | None = None) -> None:
+        self.penalty = penalty
         self.fit_intercept = fit_intercept
         self.tol = tol
         self.max_iter = max_iter
@@ -203,6 +213,8 @@ class LogisticRegression(ClassifierMixin, BaseEstimator):
         sample_weight : array_like of shape (n_samples,), optional
             Weights from 0 on.
         """
+        if self.penalty not in (None, "none"):
+            raise ArgumentError(f"penalty={self.penalty!r}: only None is possible. sklearn.linear_model has penalties.")
         max_iter = positive("max_iter", self.max_iter)
         if not isinstance(self.tol, Real) or not self.tol > 0:
             raise ArgumentError(f"tol={self.tol!r}: a number above 0 is needed.")
