@@ -1,5 +1,7 @@
 """Results have the numbers, names and shapes of statsmodels'."""
 
+import unicodedata
+
 import numpy as np
 import pandas as pd
 import pytest
@@ -68,7 +70,7 @@ def test_rows_with_missing_values_are_left_out(table):
     holes.loc[8, "c"] = np.nan
     got, expected = qvreg.ols("y ~ a*x + c", holes), smf.ols("y ~ a*x + c", holes).fit()
     assert_same_series(got.params, expected.params)
-    assert got.nobs == 396
+    assert got.nobs == 396 and got.n_left_out == 4 and qvreg.ols("y ~ x", table).n_left_out == 0
     assert "4 of 400 rows were left out: 4 for a missing value." in str(got.summary())
     predicted = got.predict(holes)
     assert np.isnan(predicted[[3, 5, 8]]).all() and not np.isnan(predicted[7])
@@ -117,7 +119,8 @@ def test_mnlogit(table):
     numbered = table.assign(kind=table.kind.map({"high": 0, "low": 1, "mid": 2}))
     got, expected = qvreg.mnlogit("kind ~ a + x", numbered), exact(smf.mnlogit("kind ~ a + x", numbered))
     for name in ("params", "bse", "tvalues", "pvalues"):
-        pd.testing.assert_frame_equal(getattr(got, name), getattr(expected, name), rtol=1e-8, atol=1e-9)
+        frame = getattr(expected, name).set_axis([1, 2], axis=1)  # statsmodels counts equations
+        pd.testing.assert_frame_equal(getattr(got, name), frame, rtol=1e-8, atol=1e-9)
     assert_near(got.conf_int(), expected.conf_int())
     assert list(got.conf_int().index) == list(expected.conf_int().index)
     assert list(got.conf_int().columns) == list(expected.conf_int().columns)
@@ -133,6 +136,9 @@ def test_classes_of_text_and_another_reference(table):
     assert got.reference == "mid" and got.classes == ["high", "low", "mid"]
     swapped = table.assign(kind=table.kind.map({"mid": 0, "high": 1, "low": 2}))
     assert_near(got.params, exact(smf.mnlogit("kind ~ x", swapped)).params)
+    for name in ("params", "bse", "tvalues", "pvalues"):
+        assert list(getattr(got, name).columns) == ["high", "low"]
+    assert list(got.predict(table).columns) == ["high", "low", "mid"]
     assert_near(got.predict(table), qvreg.mnlogit("kind ~ x", table).predict(table))
 
 
@@ -155,6 +161,7 @@ def test_too_few_iterations_warn(table):
     with pytest.warns(qvreg.ConvergenceWarning, match="did not converge in 1 iterations"):
         results = qvreg.logit("event ~ x", table, max_iterations=1)
     assert not results.converged
+    assert results.summary().notes == ["The estimates did not converge in 1 iterations: the last ones are given."]
 
 
 def test_any_number_of_threads_gives_the_same_bits(table):
@@ -233,3 +240,35 @@ def test_declared_classes_without_rows_are_no_classes(table):
     assert results.classes == ["mid", "high"] and results.reference == "mid"
     expected = smf.logit("high ~ x", declared.assign(high=(declared.kind == "high").astype(int)))
     assert_near(results.params, exact(expected).params)
+
+
+def test_long_names_keep_their_levels(table):
+    long = table.assign(a="a quite long beginning of all levels, with " + table.a.astype(str))
+    lines = str(qvreg.ols("y ~ a", long).summary()).splitlines()
+    shown = [line[:40] for line in lines if line.startswith("a[T.")]
+    assert shown == ["a[T.a quite long beg…f all levels, with q]"[:20] + "…" + f"of all levels, with {level}]"[-19:]
+                     for level in "qr"]
+
+
+def test_wide_characters_are_aligned(table):
+    wide = table.assign(a=table.a.map({"p": "あ", "q": "東京", "r": "e\u0301"}))
+    lines = str(qvreg.ols("y ~ a", wide).summary()).splitlines()
+    room = [sum(1 + (unicodedata.east_asian_width(c) in "WF") - (unicodedata.combining(c) > 0) for c in line)
+            for line in lines[1:]]
+    assert set(room) == {78}
+
+
+def test_the_summary_tells_of_weights_and_classes_and_all_rows(table):
+    results = qvreg.mnlogit("kind ~ x", table, weights="w", freq_weights="count")
+    assert "Rows are weighted by weights and freq_weights." in results.summary().notes
+    assert ("No. Classes", "3") in results.summary().facts
+    assert "No. Classes" not in dict(qvreg.logit("event ~ x", table).summary().facts)
+    many = qvreg.ols("y ~ x", table, freq_weights=np.full(400, 12_345))
+    assert dict(many.summary().facts)["No. Observations"] == "4938000"
+
+
+def test_short_descriptions(table):
+    results = qvreg.ols("y ~ x", table)
+    assert repr(results.model) == "<Model ols of 'y ~ x'>"
+    assert repr(results.get_prediction(table)) == (
+        "<Prediction of 400 rows: predicted_mean, se_mean, conf_int(), summary_frame()>")

@@ -53,6 +53,11 @@ def test_true_shows_a_bar(table, capsys):
     assert f"qvreg: {results.iterations} iterations" in shown and "log-likelihood -" in shown
 
 
+def test_a_linear_model_shows_no_bar(table, capsys):
+    qvreg.ols("y ~ x", table, progress=True)
+    assert capsys.readouterr().err == ""
+
+
 def test_true_prints_lines_without_tqdm(table, capsys, monkeypatch):
     monkeypatch.setitem(sys.modules, "tqdm.auto", None)
     results = qvreg.logit("event ~ x", table, progress=True)

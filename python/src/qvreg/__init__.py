@@ -6,7 +6,7 @@ memory-mapped files are read in place, and no design matrix is made.
 - `ols`, `logit` and `mnlogit` fit a formula to data with named columns.
 - `fit_chunks` fits it to data that are read in chunks, once more for every pass.
 - ``results.save(path)`` and `load` keep a model; `pickle` does, too.
-- `qvreg.sklearn` has estimators for scikit-learn.
+- `qvreg.sklearn`, which is imported by itself, has estimators for scikit-learn.
 
 Examples
 --------

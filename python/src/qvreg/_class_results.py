@@ -121,7 +121,7 @@ class LogitResults(_ClassResults):
 
 
 class MNLogitResults(_ClassResults):
-    """Results of `qvreg.mnlogit`: estimates have a column per class but the reference."""
+    """Results of `qvreg.mnlogit`: estimates have a column per class but the reference, named by it."""
 
     @property
     def _equation_classes(self) -> list:
@@ -129,7 +129,7 @@ class MNLogitResults(_ClassResults):
 
     def _shaped(self, values: np.ndarray) -> Any:
         by_equation = values.reshape(self._fit.n_equations, -1).T
-        return frame(by_equation, self._fit.table.names, range(self._fit.n_equations))
+        return frame(by_equation, self._fit.table.names, self._equation_classes)
 
     def _labels(self) -> list:
         return [(str(label), name) for label in self._equation_classes for name in self._fit.table.names]
@@ -165,4 +165,4 @@ class MNLogitResults(_ClassResults):
         """
         probabilities = self._probabilities(data)
         index = index_of(data)
-        return probabilities if index is None else frame(probabilities, index, range(probabilities.shape[1]))
+        return probabilities if index is None else frame(probabilities, index, self.classes)

@@ -94,6 +94,9 @@ class Model:
         positions = {name: dependent + 1 + i for i, name in enumerate(weights.names())}
         return cls(kind, formula, classes, Layout(dependent, **positions))
 
+    def __repr__(self) -> str:
+        return f"<Model {self.kind} of {self.formula.text!r}>"
+
     @property
     def endog_names(self) -> str:
         """The response."""

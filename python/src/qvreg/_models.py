@@ -65,9 +65,12 @@ def ols(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = Non
     data : DataFrame, dict of arrays or structured array
         The columns that the formula names.
     weights : str or array_like, optional
-        Precision of each row, the inverse of its variance: a column's name or values.
+        Precision of each row, the inverse of its variance, as 4 for the mean of four measurements: a
+        column's name, or values in the order of the rows, whatever their index. Rows of weight 0 are
+        left out and not counted in ``nobs``.
     freq_weights : str or array_like, optional
-        How many observations each row stands for: a column's name or values.
+        How many observations each row stands for, as 3 for three equal rows: whole numbers, given as
+        `weights` are.
     missing : {"drop", "raise"}
         Whether rows with missing values are left out, or refused.
     threads : int, optional
@@ -75,11 +78,12 @@ def ols(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = Non
         to the last bit, for any number.
     vcov : {"nonrobust", "hc0", "hc1"}
         The covariance matrix of the estimates: that of equal variances, or White's, "hc1" times
-        n / (n - parameters), in capitals or not.
+        n / (n - parameters), in capitals or not. That factor is in "hc1" of logistic models, too, where
+        statsmodels has none.
     base : mapping, optional
         The base level of factors by their names, as in ``{"species": "Gentoo"}``.
     progress : bool or callable
-        Taken as of `logit`; a linear model has no iterations to report.
+        Taken as of `logit`; a linear model has no iterations to show.
 
     Returns
     -------
@@ -176,9 +180,11 @@ def fit_chunks(read: Any, formula: str, model: str = "ols", **options: Any) -> A
     ----------
     read : callable or iterable
         A function that starts reading and returns an iterable of tables, or a list of tables. A
-        linear model reads four times, a logistic one twice and once for every iteration.
+        linear model reads four times, a logistic one five times and once for every iteration; a
+        robust covariance and functions such as `center` read once more.
     formula : str
-        As of `ols`.
+        As of `ols`. Every term has to be that of its own row: terms such as ``x.shift(1)``, which
+        need rows of other chunks, are refused where the first rows of a chunk show it.
     model : {"ols", "logit", "mnlogit"}
         The function whose results are wanted.
     **options
@@ -218,7 +224,8 @@ def _fit(kind: str, text: str, tables: Tables, environment: Any, arguments: _Arg
     records = model.records(tables, weights)
     if arguments.missing == "raise":
         records.refuse_missing()
-    with reporter(arguments.progress) as progress:
+    shown = arguments.progress if kind != "ols" or callable(arguments.progress) else False
+    with reporter(shown) as progress:
         made = fit(formula.design, records, model.layout,
                    Options(threads=arguments.threads or 0, progress=progress, **options))
     results = KINDS[kind](model, made, _extras(made, records, arguments))

@@ -28,6 +28,9 @@ class Prediction:
         self._quantile = quantile
         self._index = index
 
+    def __repr__(self) -> str:
+        return f"<Prediction of {len(self.predicted_mean)} rows: predicted_mean, se_mean, conf_int(), summary_frame()>"
+
     def conf_int(self, obs: bool = False, alpha: float = 0.05) -> np.ndarray:
         """Limits for the means, or with `obs` for new observations: a row for each."""
         half = self._quantile(share("alpha", alpha)) * (self.se_obs if obs else self.se_mean)

@@ -187,6 +187,16 @@ class Results:
         """Warns where the estimates are not those of a maximum: never those of a linear model."""
 
     @property
+    def n_left_out(self) -> int:
+        """How many rows were left out, for missing values or weights of 0."""
+        return int(self._fit.counts.read - self._fit.counts.used)
+
+    @property
+    def converged(self) -> bool:
+        """Whether the iterations converged: always of a linear model."""
+        return True
+
+    @property
     def iterations(self) -> int:
         """How many iterations there were: none of a linear model."""
         return self._fit.iterations

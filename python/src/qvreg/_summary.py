@@ -8,6 +8,8 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
+from ._text import left, right, room
+
 if TYPE_CHECKING:
     from .results import Results
 
@@ -45,16 +47,16 @@ class SummaryTable:
 
     def _fact_lines(self, width: int) -> list[str]:
         half = (len(self.facts) + 1) // 2
-        left, right = self.facts[:half], self.facts[half:] + [("", "")]
-        room = width // 2 - 1
-        return [_fact(*a, room) + "  " + _fact(*b, width - room - 2) for a, b in zip(left, right)]
+        first, second = self.facts[:half], self.facts[half:] + [("", "")]
+        half_width = width // 2 - 1
+        return [_fact(*a, half_width) + "  " + _fact(*b, width - half_width - 2) for a, b in zip(first, second)]
 
     def _widths(self) -> tuple[int, list[int]]:
         rows = [row for _, rows in self.equations for row in rows]
         widths = [max([len(column)] + [len(row[i + 1]) for row in rows])
                   for i, column in enumerate(self.columns)]
         widths = [max(width, 8) for width in widths]
-        longest = max([len(row[0]) for row in rows] + [len(heading) for heading, _ in self.equations])
+        longest = max([room(row[0]) for row in rows] + [room(heading) for heading, _ in self.equations])
         spare = _LEAST_WIDTH - sum(widths) - 2 * len(widths)
         return max(min(longest, _NAME_WIDTH), spare), widths
 
@@ -88,14 +90,11 @@ def _cells(tag: str, texts: list[str]) -> str:
 
 def _fact(name: str, value: str, width: int) -> str:
     label = f"{name}:" if name else ""
-    room = width - len(label) - 1
-    shown = value if len(value) <= room else value[: room - 1] + "…"
-    return f"{label} {shown:>{room}}"
+    return f"{label} {right(value, width - len(label) - 1)}"
 
 
 def _line(name: str, texts: list[str], name_width: int, widths: list[int]) -> str:
-    shown = name if len(name) <= name_width else name[: name_width - 1] + "…"
-    return f"{shown:<{name_width}}" + "".join(f"  {text:>{width}}" for text, width in zip(texts, widths))
+    return left(name, name_width) + "".join(f"  {text:>{width}}" for text, width in zip(texts, widths))
 
 
 def _number(value: float) -> str:
@@ -132,6 +131,10 @@ def _notes(results: "Results") -> list[str]:
         reasons = [f"{n} for {why}" for n, why in ((counts.missing, "a missing value"),
                                                    (counts.bad_weight, "a weight of 0")) if n]
         notes.append(f"{dropped} of {counts.read} rows were left out: {', '.join(reasons)}.")
+    layout = results._fit.layout
+    weighted = [name for name in ("weights", "freq_weights") if getattr(layout, name) is not None]
+    if weighted:
+        notes.append(f"Rows are weighted by {' and '.join(weighted)}.")
     names = results.redundant
     if names:
         more = f" and {len(names) - _SHOWN_NAMES} more" if len(names) > _SHOWN_NAMES else ""
@@ -140,13 +143,15 @@ def _notes(results: "Results") -> list[str]:
     if results.separation:
         notes.append(f"The predictors separate the classes ({results.separation} separation): estimates and "
                      "standard errors of the parameters concerned mean nothing.")
+    elif not results.converged:
+        notes.append(f"The estimates did not converge in {results.iterations} iterations: the last ones are given.")
     return notes
 
 
 def _common(results: "Results") -> list[tuple[str, str]]:
     return [("Dep. Variable", results.model.formula.response),
-            ("No. Observations", f"{results.nobs:g}"),
-            ("Df Residuals", f"{results.df_resid:g}"),
+            ("No. Observations", f"{results.nobs:.15g}"),
+            ("Df Residuals", f"{results.df_resid:.15g}"),
             ("Df Model", f"{results.df_model:g}"),
             ("Covariance Type", results.cov_type)]
 
@@ -178,4 +183,6 @@ def logistic_summary(results: Any, alpha: float) -> SummaryTable:
     others = [results.model.classes[code] for code in results._fit.categories[:-1]]
     equations = [(f"{results.model.formula.response}={label}", rows[i * width:(i + 1) * width])
                  for i, label in enumerate(others)]
+    if len(results.classes) > 2:
+        facts.insert(2, ("No. Classes", str(len(results.classes))))
     return SummaryTable("Logistic regression", facts, _columns(results, alpha), equations, _notes(results))
