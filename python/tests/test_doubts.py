@@ -44,6 +44,12 @@ def test_classes_keep_columns_far_from_zero():
     assert_near(far.predict_proba(1.7e9 + SECONDS[:, None]), near.predict_proba(SECONDS[:, None]), 1e-5)
 
 
+def test_columns_whose_first_rows_are_equal():
+    far = 1e12 + np.maximum(np.arange(5000.0) - 2000, 0)
+    y = far - 1e12 + np.tile([0.0, 1.0], 2500)
+    assert_near(LinearRegression().fit(far[:, None], y).coef_, peers.LinearRegression().fit(far[:, None], y).coef_)
+
+
 def test_single_precision_is_moved_without_rounding():
     X = (1e6 + np.arange(500.0)).astype(np.float32)[:, None]
     y = noisy(X[:, 0].astype(float))

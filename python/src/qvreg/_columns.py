@@ -99,10 +99,10 @@ class Column:
 
 
 # Times its spread that a column may be away from 0 before it loses digits beside a constant.
-_FAR_SPREADS = 1000.0
+FAR_SPREADS = 1000.0
 
 
-def offsets(lowest: Any, highest: Any, spreads: float = _FAR_SPREADS) -> np.ndarray:
+def offsets(lowest: Any, highest: Any, spreads: float = FAR_SPREADS) -> np.ndarray:
     """What to subtract from columns that range from `lowest` to `highest`: 0 of those that are near 0.
 
     Far from it are more than `spreads` times the spread.

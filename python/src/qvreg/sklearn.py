@@ -25,7 +25,7 @@ from sklearn.utils.validation import _check_sample_weight, check_is_fitted
 
 from . import errors
 from ._arguments import is_whole, positive
-from ._columns import Column, offsets
+from ._columns import FAR_SPREADS, Column, offsets
 from ._design import Design, Part, Term, Variable
 from ._fit import Fit, Layout, Options, fit
 from ._library import FIRST_OBSERVED
@@ -49,6 +49,8 @@ class ConvergenceWarning(errors.ConvergenceWarning, SklearnConvergenceWarning):
 
 # Types that the library reads without a copy.
 _TYPES = [np.float64, np.float32]
+# Rows that tell whether a column may be far from 0.
+_FIRST_ROWS = 1000
 
 
 def _threads(n_jobs: int | None) -> int:
@@ -70,7 +72,7 @@ def _fit_arrays(X: np.ndarray, response: Column, weights: np.ndarray | None, fit
                 options: Options) -> _ArrayFit:
     """Fits a model whose terms are the columns of `X`."""
     n_features = X.shape[1]
-    moved = offsets(X.min(axis=0), X.max(axis=0)) if fit_intercept else np.zeros(n_features)
+    moved = _offsets(X) if fit_intercept else np.zeros(n_features)
     columns = [Column(f"Column {j}", _moved(X[:, j], offset)) for j, offset in enumerate(moved)]
     columns.append(response)
     design = Design([Variable(f"x{j}") for j in range(n_features)],
@@ -80,6 +82,17 @@ def _fit_arrays(X: np.ndarray, response: Column, weights: np.ndarray | None, fit
     if weights is not None:
         columns.append(Column("sample_weight", weights))
     return _ArrayFit(fit(design, Records(columns), layout, options), fit_intercept, moved)
+
+
+def _offsets(X: np.ndarray) -> np.ndarray:
+    """What to subtract from the columns of `X`, found in those alone whose first rows are far from 0 or equal."""
+    first = X[:_FIRST_ROWS].astype(np.float64)
+    lowest, highest = first.min(axis=0), first.max(axis=0)
+    found = np.zeros(X.shape[1])
+    # Half of what makes a column far from 0: rows that follow may bring its middle nearer.
+    for j in np.flatnonzero(np.abs(lowest + highest) > FAR_SPREADS * (highest - lowest)):
+        found[j] = offsets(X[:, j].min(), X[:, j].max())
+    return found
 
 
 def _moved(values: np.ndarray, offset: float) -> np.ndarray:
