@@ -7,7 +7,7 @@
 
 #include "host/report/JsonReader.h"
 #include "host/report/MeansFromJson.h"
-#include "host/report/PlotsFromJson.h"
+#include "host/report/PlotsJson.h"
 #include "host/report/ValidationFromJson.h"
 
 namespace qvhost {

@@ -1,9 +1,8 @@
-#include "host/report/PlotsFromJson.h"
-
 #include <cstddef>
 #include <string>
 #include <vector>
 
+#include "host/report/PlotsJson.h"
 #include "host/report/ValidationFromJson.h"
 
 namespace qvhost {
