@@ -4,6 +4,9 @@
 
 #include "qvreg/QvExport.h"
 
+/// \file
+/// Numbered pieces of work on several threads.
+
 /// How many threads to use where `asked` are asked for: as many as the machine has cores for 0 or
 /// less.
 [[nodiscard]] QVREG_EXPORT int QvThreadCount(int asked);
