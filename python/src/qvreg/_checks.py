@@ -144,6 +144,17 @@ def lost_columns(fit: Fit, records: Records | ChunkedRecords) -> Iterator[str]:
 
 
 def _range(records: Records | ChunkedRecords, position: int) -> tuple[float, float]:
-    found = [block.columns[position].summary() for block in records.blocks()]
+    lowest, highest = records.over_blocks(_range_of, _joint_range, position)
+    return (lowest, highest) if lowest <= highest else (0.0, 0.0)
+
+
+def _range_of(blocks: Iterator[Records], position: int) -> tuple[float, float]:
+    """The lowest and the highest number of a column; the first above the second without any."""
+    found = [block.columns[position].summary() for block in blocks]
     found = [summary for summary in found if summary.lowest != lib.MISSING_VALUE]
-    return min((summary.lowest for summary in found), default=0.0), max((s.highest for s in found), default=0.0)
+    return (min((summary.lowest for summary in found), default=np.inf),
+            max((summary.highest for summary in found), default=-np.inf))
+
+
+def _joint_range(first: tuple[float, float], second: tuple[float, float]) -> tuple[float, float]:
+    return min(first[0], second[0]), max(first[1], second[1])

@@ -118,7 +118,7 @@ def refused_values(names: Sequence[str]) -> Iterator[None]:
     try:
         yield
     except DataError as error:
-        if error.code != lib.REFUSED_VALUE:
+        if error.code != lib.REFUSED_VALUE or not error.data:  # without data it is named already
             raise
         row, column = error.data[0] - 1, error.data[2]
         raise DataError(f"{start(names[column])} is infinite in row {row} (counted from 0). Replace "

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import ctypes
-from collections.abc import Callable
+from collections.abc import Callable, Iterator
 from ctypes import c_double, c_int32, c_size_t, c_ssize_t, c_void_p
 from dataclasses import dataclass
 from functools import cached_property
@@ -101,13 +101,11 @@ def fit(design: Design, records: Records | ChunkedRecords, layout: Layout, optio
     """Fits the model of `design` to `records`."""
     settings = _settings(design, layout, options)
     call = Call()
-    source = records.source(call)
-    if isinstance(records, Records):
-        lib.call("settings_set_threads", settings, source, options.threads, lib.c_int64(0))
+    source = records.attach(settings, call, options.threads)
     # Held until the run has ended: the library keeps the address alone.
     callback = _progress_callback(call, options.progress)
     lib.call("settings_set_progress", settings, callback, None)
-    component = lib.make("component", "component_create", settings, keeps=(source, callback))
+    component = lib.make("component", "component_create", settings, keeps=(settings, source, callback))
     try:
         with refused_values(records.names):
             call.run(component, "component_build", source)
@@ -133,15 +131,18 @@ def _without_records(component: lib.Handle, error: DataError, records: Records |
 
 def _empty(records: Records | ChunkedRecords) -> str:
     """A sentence on the first column that is missing in every row; nothing without one."""
-    occurring: set[int] = set()
-    for block in records.blocks():
-        occurring.update(position for position, column in enumerate(block.columns)
-                         if column.summary().missing < block.n_rows)
+    occurring = records.over_blocks(_occurring, set.union)
     for position, name in enumerate(records.names):
         if position not in occurring:
             is_column = name.split("'")[1:2] and name.split("'")[1].isidentifier()
             return f" {start(name)} is missing in every row{'' if is_column else ': look at what it gives'}."
     return ""
+
+
+def _occurring(blocks: Iterator[Records]) -> set[int]:
+    """Positions of the columns that are not missing in every row."""
+    return {position for block in blocks for position, column in enumerate(block.columns)
+            if column.summary().missing < block.n_rows}
 
 
 def _with_factor(design: Design, error: LibraryError) -> LibraryError:

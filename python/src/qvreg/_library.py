@@ -151,6 +151,7 @@ class Scores(_Sized):
 
 
 ProgressCallback = ctypes.CFUNCTYPE(None, c_void_p, POINTER(Progress))
+RunnerCallback = ctypes.CFUNCTYPE(c_int32, c_void_p, c_void_p, POINTER(c_void_p))
 
 
 class Handle:
@@ -256,19 +257,26 @@ def get_square(function: str, handle: Handle, size: int) -> np.ndarray:
     return matrix
 
 
-def get_bytes(function: str, handle: Handle) -> bytes:
+def get_bytes(function: str, *arguments: Any) -> bytes:
     """The bytes that ``qvreg_<function>`` makes."""
-    made = make("bytes", function, handle)
+    return bytes_of(make("bytes", function, *arguments))
+
+
+def bytes_of(handle: Any) -> bytes:
+    """A copy of the bytes that the library holds as `handle`."""
     data, size = POINTER(c_uint8)(), c_size_t()
-    call("bytes_get_data", made, ctypes.byref(data), ctypes.byref(size))
+    call("bytes_get_data", handle, ctypes.byref(data), ctypes.byref(size))
     return ctypes.string_at(data, size.value)
+
+
+def make_bytes(data: bytes) -> Handle:
+    """A copy of `data` as a handle of the library."""
+    return make("bytes", "bytes_create", data, c_size_t(len(data)))
 
 
 def restore(model: bytes) -> Handle:
     """The component that `model`, bytes of a component, was made of."""
-    buffer = (c_uint8 * len(model)).from_buffer_copy(model)
-    made = make("bytes", "bytes_create", buffer, c_size_t(len(model)))
-    return make("component", "component_restore", made)
+    return make("component", "component_restore", make_bytes(model))
 
 
 def int32s(values: list[int]) -> ctypes.Array:

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 from collections.abc import Iterator
 from functools import reduce
+from operator import add
 
 import numpy as np
 
@@ -17,44 +18,65 @@ class UsedRecords:
     def __init__(self, fit: Fit, records: Records | ChunkedRecords) -> None:
         self._fit, self._records = fit, records
 
-    def _blocks(self) -> Iterator[tuple[np.ndarray, np.ndarray, np.ndarray]]:
-        for block in self._records.blocks():
-            residuals = _residuals(self._fit, block)[:, 0]
-            weights, counts = _weights(self._fit, block)
-            used = ~np.isnan(residuals) & (weights > 0) & (counts > 0)
-            response = block.columns[self._fit.layout.dependent].numbers()
-            yield response[used], weights[used], counts[used]
-
     def sum_log_weights(self) -> float:
         """The sum of the logarithms of the weights."""
-        return sum(float(counts @ np.log(weights)) for _, weights, counts in self._blocks())
+        return self._records.over_blocks(_sum_log_weights, add, self._fit)
 
     def centered_total(self) -> float:
         """The total sum of squares about the mean."""
-        moments = np.zeros(2)
-        for response, weights, counts in self._blocks():
-            joint = weights * counts
-            moments += joint.sum(), joint @ response
-        mean = moments[1] / moments[0]
-        return sum(float((weights * counts) @ (response - mean) ** 2)
-                   for response, weights, counts in self._blocks())
+        moments = self._records.over_blocks(_moments, add, self._fit)
+        return self._records.over_blocks(_squares, add, self._fit, moments[1] / moments[0])
+
+
+def _used(fit: Fit, blocks: Iterator[Records]) -> Iterator[tuple[np.ndarray, np.ndarray, np.ndarray]]:
+    for block in blocks:
+        residuals = _residuals(fit, block)[:, 0]
+        weights, counts = _weights(fit, block)
+        used = ~np.isnan(residuals) & (weights > 0) & (counts > 0)
+        response = block.columns[fit.layout.dependent].numbers()
+        yield response[used], weights[used], counts[used]
+
+
+def _sum_log_weights(blocks: Iterator[Records], fit: Fit) -> float:
+    return sum(float(counts @ np.log(weights)) for _, weights, counts in _used(fit, blocks))
+
+
+def _moments(blocks: Iterator[Records], fit: Fit) -> np.ndarray:
+    """The sum of the weights, and of the response with them."""
+    moments = np.zeros(2)
+    for response, weights, counts in _used(fit, blocks):
+        joint = weights * counts
+        moments += joint.sum(), joint @ response
+    return moments
+
+
+def _squares(blocks: Iterator[Records], fit: Fit, mean: float) -> float:
+    """The sum of squares about `mean`."""
+    return sum(float((weights * counts) @ (response - mean) ** 2)
+               for response, weights, counts in _used(fit, blocks))
 
 
 def robust_covariance(fit: Fit, records: Records | ChunkedRecords, kind: str) -> np.ndarray:
     """White's covariance matrix of all parameters: "hc0", or "hc1" times n / (n - parameters)."""
     size = fit.all_estimates.size
-    sums = np.zeros(size * (size + 1) // 2)
-    for block in records.blocks():
-        weights, counts = _weights(fit, block)
-        multipliers = _residuals(fit, block) * (weights * np.sqrt(counts))[:, np.newaxis]
-        fit.add_score_products(block, multipliers, sums)
     products = np.zeros((size, size))
-    products[np.tril_indices(size)] = sums
+    products[np.tril_indices(size)] = records.over_blocks(_score_products, add, fit)
     products += np.tril(products, -1).T
     covariance = fit.covariance @ products @ fit.covariance
     if kind == "hc1":
         covariance *= fit.total_weight / (fit.total_weight - fit.estimates.size)
     return covariance
+
+
+def _score_products(blocks: Iterator[Records], fit: Fit) -> np.ndarray:
+    """The packed lower triangle of the sum of the products of score vectors."""
+    size = fit.all_estimates.size
+    sums = np.zeros(size * (size + 1) // 2)
+    for block in blocks:
+        weights, counts = _weights(fit, block)
+        multipliers = _residuals(fit, block) * (weights * np.sqrt(counts))[:, np.newaxis]
+        fit.add_score_products(block, multipliers, sums)
+    return sums
 
 
 def _residuals(fit: Fit, block: Records) -> np.ndarray:

@@ -52,10 +52,27 @@ class Records:
         return (Records([column.rows(rows) for column in self.columns])
                 for rows in blocks(self.n_rows))
 
-    def source(self, _call: Any) -> lib.Handle:
-        """The records as a source of the library."""
+    def __sizeof__(self) -> int:
+        """Bytes of the values: what those ask who hold records of many."""
+        return object.__sizeof__(self) + sum(column.values.nbytes for column in self.columns)
+
+    def over_blocks(self, function: Callable[..., Any], _join: Callable[[Any, Any], Any], *arguments: Any) -> Any:
+        """What `function` makes of an iterator over `blocks`, and of further `arguments`.
+
+        Of records in parts it is called for each, and `join` makes one of two such results.
+        """
+        return function(self.blocks(), *arguments)
+
+    def attach(self, settings: lib.Handle, _call: Any, threads: int) -> lib.Handle:
+        """Has components of `settings` read the records on so many `threads`; returns the source."""
         if self.n_rows == 0:
             raise DataError("The data have no rows.")
+        source = self.part_source()
+        lib.call("settings_set_threads", settings, source, threads, lib.c_int64(0))
+        return source
+
+    def part_source(self) -> lib.Handle:
+        """The records as a source of the library."""
         described = self.described()
         return lib.make("source", "source_create_typed_columns", described, c_size_t(len(described)),
                         c_size_t(self.n_rows), keeps=(self.columns, described))
@@ -98,7 +115,11 @@ class ChunkedRecords:
             chunk.refuse_missing(first_row)
             first_row += chunk.n_rows
 
-    def source(self, call: Any) -> lib.Handle:
+    def over_blocks(self, function: Callable[..., Any], _join: Callable[[Any, Any], Any], *arguments: Any) -> Any:
+        """As that of `Records`."""
+        return function(self.blocks(), *arguments)
+
+    def attach(self, _settings: lib.Handle, call: Any, _threads: int) -> lib.Handle:
         """The records as a source of the library, which reads them on the thread that waits for `call`."""
         reading = _Reading(self._make)
         read, restart = call.back(reading.read), call.back(reading.restart)
