@@ -98,6 +98,12 @@ class Response:
         self._levels.see(plain)
         self.n_rows += len(plain)
 
+    def join(self, other: Response) -> None:
+        """Takes what `other` has seen of further tables."""
+        if self._levels is not None:
+            self._levels.join(other._levels)
+        self.n_rows += other.n_rows
+
     def _refuse_infinite(self, values: Any) -> None:
         array = values.to_numpy(np.float64, na_value=0.0) if is_nullable_number(values) else np.asarray(values)
         if array.dtype.kind != "f" or not np.isinf(array).any():

@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import ast
+import builtins
 from collections.abc import Sequence
 from typing import Any
 
@@ -50,6 +52,26 @@ class Expression:
         self._state: dict = {}
         self._columns: set = set()
         self._passes = factor.memorize_passes_needed(self._state, environment)
+
+    def columns_used(self, columns: Sequence) -> list:
+        """Those of `columns` that it names, as text for Q(), too."""
+        named = {node.value if isinstance(node, ast.Constant) else getattr(node, "id", None)
+                 for node in ast.walk(ast.parse(self._factor.code))
+                 if isinstance(node, ast.Name) or (isinstance(node, ast.Constant) and isinstance(node.value, str))}
+        return [column for column in columns if column in named]
+
+    def names_taken(self, columns: Sequence) -> dict[str, Any]:
+        """What it takes from the caller, by name; an exception for a name that is nothing."""
+        patsy = patsy_module()
+        found = self._state["eval_env"].namespace
+        taken = {}
+        for name in set(patsy.eval.ast_names(self._factor.code)).difference(columns):
+            if name in found:
+                taken[name] = found[name]
+            elif not hasattr(builtins, name):
+                raise FormulaError(unknown(self._factor, name, columns))
+        return {name: value for name, value in taken.items()
+                if name not in patsy.builtins.__all__ or value is not getattr(patsy.builtins, name)}
 
     def unsaved_names(self) -> list[str]:
         """What it takes from the caller, beside columns, that is not there where a saved model is read."""
@@ -121,12 +143,12 @@ class _sentences:
 class Learning:
     """What the tables say of an expression: whether it is a number or a factor, and of which levels."""
 
-    def __init__(self, name: str, base: Any = None) -> None:
-        self._name, self._base = name, base
+    def __init__(self, name: str) -> None:
+        self._name = name
         self._is_factor: bool | None = None
         self._columns: list[str] = []
         self._levels = Levels(f"The term {name!r}")
-        self._contrast: Any = None
+        self._reference: Any = None
         self._is_said = False
         self._n_rows = 0
 
@@ -137,27 +159,38 @@ class Learning:
             return
         is_factor = is_categorical(values)
         if self._is_factor not in (None, is_factor):
-            raise DataError(f"The term {self._name!r} is a number in some chunks and a category in others. Read its "
-                            "column with one type.")
+            raise _changes(self._name, "chunks")
         self._is_factor = is_factor
         if is_factor:
             self._is_said = self._is_said or hasattr(values, "contrast")
-            self._contrast = getattr(values, "contrast", None)
+            self._reference = _reference_level(self._name, getattr(values, "contrast", None))
             self._levels.see(unboxed(values), getattr(values, "levels", None))
             self._n_rows += len(unboxed(values))
         else:
             self._columns = _column_names(self._name, values)
 
-    def variables(self) -> list[Variable]:
-        """What was learned."""
+    def join(self, other: Learning, rows: str) -> None:
+        """Takes what `other` has learned of further tables; `rows` is what messages call them."""
+        if other._is_factor is None:
+            self._columns = self._columns or other._columns
+            return
+        if self._is_factor not in (None, other._is_factor):
+            raise _changes(self._name, rows)
+        self._is_factor, self._reference = other._is_factor, other._reference
+        self._columns = other._columns or self._columns
+        self._is_said = self._is_said or other._is_said
+        self._levels.join(other._levels)
+        self._n_rows += other._n_rows
+
+    def variables(self, base: Any = None) -> list[Variable]:
+        """What was learned; `base` is the base level of a factor, if that is chosen."""
         if not self._is_factor:
             return [Variable(name, column=column) for column, name in enumerate(self._columns)]
         levels = self._levels.all()
         if not levels:
             raise DataError(f"The term {self._name!r} has no value that is not missing.")
-        base = self._base
-        position = (_base_level(self._name, self._contrast, levels) if base is None
-                    else _level(self._name, base, levels))
+        base = self._reference if base is None else base
+        position = 0 if base is None else _level(self._name, base, levels)
         return [Variable(self._name, levels, position)]
 
 
@@ -189,12 +222,15 @@ class Levels:
         self._must_occur = must_occur
         self._levels: dict = {}
         self._occurring: set = set()
+        self._declared: tuple | None = None
         self.are_declared = True
+        """Whether their types declare the levels of all tables."""
+        self._have_order = True
 
     def see(self, values: Any, declared: Sequence | None = None) -> None:
         """Takes the values of a table, and the levels that are `declared` for them, if any."""
         declared = declared if declared is not None else declared_levels(values)
-        self.are_declared = self.are_declared and declared is not None
+        self._order(None if declared is None else tuple(declared))
         try:
             distinct = distinct_values(values) if declared is None or self._must_occur else []
         except TypeError as error:
@@ -203,9 +239,24 @@ class Levels:
         self._levels.update(dict.fromkeys(distinct if declared is None else declared))
         self._occurring.update(distinct)
 
+    def _order(self, declared: tuple | None) -> None:
+        """Notes whether all tables declare the same; one that declares no level says nothing."""
+        self.are_declared = self.are_declared and declared is not None
+        self._declared = self._declared or declared
+        self._have_order = self._have_order and self.are_declared and (not declared or declared == self._declared)
+
+    def join(self, other: Levels) -> None:
+        """Takes the levels of further tables."""
+        self.are_declared = self.are_declared and other.are_declared
+        self._have_order = (self._have_order and other._have_order
+                            and (not self._declared or not other._declared or self._declared == other._declared))
+        self._declared = self._declared or other._declared
+        self._levels.update(other._levels)
+        self._occurring.update(other._occurring)
+
     def all(self) -> tuple:
-        """The levels: in the order declared, or sorted."""
-        levels = tuple(self._levels) if self.are_declared else sorted_levels(list(self._levels))
+        """The levels: in the order that all tables declare, or sorted."""
+        levels = tuple(self._levels) if self._have_order else sorted_levels(list(self._levels))
         return tuple(level for level in levels if level in self._occurring) if self._must_occur else levels
 
 
@@ -226,18 +277,21 @@ def _is_nothing(values: Any) -> bool:
     return array.ndim == 1 and array.dtype.kind == "f" and bool(np.isnan(array).all())
 
 
-def _base_level(name: str, contrast: Any, levels: tuple) -> int:
-    if contrast is None:
-        return 0
+def _changes(name: str, rows: str) -> DataError:
+    return DataError(f"The term {name!r} is a number in some {rows} and a category in others. Read its column with "
+                     "one type.")
+
+
+def _reference_level(name: str, contrast: Any) -> Any:
+    """The base level that `contrast` names; None without one."""
     treatment = patsy_module().Treatment
-    reference = None
-    if contrast is not treatment:
-        if not isinstance(contrast, treatment):
-            kind = getattr(contrast, "__name__", type(contrast).__name__)
-            raise FormulaError(f"{name} asks for {kind} contrasts: only treatment coding is offered. Write "
-                               "C(…) or C(…, Treatment(\"level\")).")
-        reference = contrast.reference
-    return 0 if reference is None else _level(name, reference, levels)
+    if contrast is None or contrast is treatment:
+        return None
+    if not isinstance(contrast, treatment):
+        kind = getattr(contrast, "__name__", type(contrast).__name__)
+        raise FormulaError(f"{name} asks for {kind} contrasts: only treatment coding is offered. Write "
+                           "C(…) or C(…, Treatment(\"level\")).")
+    return contrast.reference
 
 
 def _level(name: str, reference: Any, levels: tuple) -> int:

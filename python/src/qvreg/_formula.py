@@ -2,15 +2,33 @@
 
 from __future__ import annotations
 
-from collections.abc import Callable, Iterator, Mapping
+from collections.abc import Iterator, Mapping, Sequence
+from dataclasses import dataclass
 from typing import Any
 
-from ._checks import refuse_other_indexes, refuse_other_rows
+from ._checks import Response, refuse_other_indexes, refuse_other_rows
 from ._columns import Column
 from ._design import Design, Part, Term, Variable
 from ._expressions import Expression, Learning, patsy_module
 from ._tables import Table, Tables
 from .errors import DataError, FormulaError, QvregError
+
+
+@dataclass
+class Lesson:
+    """What tables have taught: of the response, and of every expression of the right side."""
+
+    response: Response
+    learnings: list[Learning]
+    n_tables: int = 0
+
+    def join(self, other: Lesson) -> Lesson:
+        """Takes what further tables, partitions of the same data, have taught; returns itself."""
+        self.response.join(other.response)
+        for learning, further in zip(self.learnings, other.learnings):
+            learning.join(further, "partitions")
+        self.n_tables += other.n_tables
+        return self
 
 
 class Formula:
@@ -58,38 +76,47 @@ class Formula:
             if factor not in self._expressions:
                 self._expressions[factor] = Expression(factor, environment)
 
-    def learn(self, tables: Tables, base: Mapping[str, Any], see_response: Callable[[Any], None]) -> None:
-        """Learns levels, and what stateful functions remember, from the data.
+    def study(self, tables: Tables, response: Response) -> Lesson:
+        """What `tables` teach of it.
 
         Parameters
         ----------
         tables : Tables
-            The data.
-        base : mapping
-            The base level by the name of a factor; the first level, or that of ``Treatment``, otherwise.
-        see_response : callable
-            Called with the left side for every table.
+            The data; stateful functions remember something of them.
+        response : Response
+            Is shown the left side for every table.
         """
         expressions = list(self._expressions.values())
         for expression in [self._response, *expressions]:
             expression.memorize(tables)
-        is_empty = True
-        learnings = [Learning(expression.name, base.get(expression.name)) for expression in expressions]
+        lesson = Lesson(response, [Learning(expression.name) for expression in expressions])
         for table in tables:
-            is_empty = False
-            response, values = self._response.values(table), [expression.values(table) for expression in expressions]
-            refuse_other_indexes(zip(self._said_names(), [response, *values]))
-            see_response(response)
-            for learning, seen in zip(learnings, values):
-                learning.see(seen)
+            lesson.n_tables += 1
+            seen, values = self._response.values(table), [expression.values(table) for expression in expressions]
+            refuse_other_indexes(zip(self._said_names(), [seen, *values]))
+            response.see(seen)
+            for learning, value in zip(lesson.learnings, values):
+                learning.see(value)
             if not tables.is_whole:
                 for expression in [self._response, *expressions]:
                     refuse_other_rows(expression, table)
-        if is_empty:
+        return lesson
+
+    def learn(self, lesson: Lesson, base: Mapping[str, Any]) -> None:
+        """Takes the levels that a lesson has found.
+
+        Parameters
+        ----------
+        lesson : Lesson
+            What all tables taught.
+        base : mapping
+            The base level by the name of a factor; the first level, or that of ``Treatment``, otherwise.
+        """
+        if lesson.n_tables == 0:
             raise DataError("There are no chunks, and so no rows.")
-        for expression, learning in zip(expressions, learnings):
-            expression.variables = learning.variables()
-        self.doubts = [doubt for doubt in (learning.doubt() for learning in learnings) if doubt]
+        for expression, learning in zip(self._expressions.values(), lesson.learnings):
+            expression.variables = learning.variables(base.get(expression.name))
+        self.doubts = [doubt for doubt in (learning.doubt() for learning in lesson.learnings) if doubt]
         self._check_base(base)
         self._make_design()
 
@@ -100,6 +127,30 @@ class Formula:
             if name not in factors:
                 raise FormulaError(f"base= names {name!r}, which is no factor of the formula. Its factors are: "
                                    f"{', '.join(factors) or 'none'}.")
+
+    def refuse_state(self, why: str) -> None:
+        """An exception for a function such as center(), which remembers something of the data; `why` it is none."""
+        for expression in [self._response, *self._expressions.values()]:
+            if expression.is_stateful:
+                raise FormulaError(f"The term {expression.name!r} remembers something of the data, {why}. Make a column "
+                                   "of it before the fit.")
+
+    def columns_used(self, columns: Sequence) -> list:
+        """Those of `columns` that the formula names."""
+        used = {column for expression in [self._response, *self._expressions.values()]
+                for column in expression.columns_used(columns)}
+        return [column for column in columns if column in used]
+
+    def names_taken(self, columns: Sequence) -> dict[str, Any]:
+        """What the formula takes from the caller, by name, of data with these `columns`."""
+        taken: dict[str, Any] = {}
+        for expression in [self._response, *self._expressions.values()]:
+            taken.update(expression.names_taken(columns))
+        return taken
+
+    def learned(self) -> list[list[Variable]]:
+        """The variables by expression."""
+        return [expression.variables for expression in self._expressions.values()]
 
     def variables(self) -> list[list[Variable]]:
         """What was learned, by expression; a model with a function that is stateful or the caller's cannot be kept."""

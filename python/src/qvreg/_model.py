@@ -44,11 +44,11 @@ class Weights:
             _refuse_fractions(column)
         return column
 
-    def check_chunks(self) -> None:
-        """Weights of chunks are columns of them."""
+    def check_columns(self, rows: str) -> None:
+        """Weights of chunks, or what else `rows` says, are columns of them."""
         for name in self.names():
             if not isinstance(getattr(self, name), str):
-                raise DataError(f"{name} of chunks is the name of one of their columns.")
+                raise DataError(f"{name} of {rows} is the name of one of their columns.")
 
 
 def _refuse_fractions(column: Column) -> None:
@@ -106,14 +106,21 @@ class Model:
         """The records of a fit."""
         if tables.is_whole:
             return Records(self._columns(next(iter(tables)), weights))
-        weights.check_chunks()
-        names = [f"the term {variable.name!r}" for variable in self.formula.design.variables]
-        names += [self._response_name, *map(_weight_name, weights.names())]
+        weights.check_columns("chunks")
 
         def make() -> Iterator[Records]:
-            return (Records(self._columns(table, weights)) for table in tables)
+            return (self.part(table, weights) for table in tables)
 
-        return ChunkedRecords(make, names)
+        return ChunkedRecords(make, self.record_names(weights))
+
+    def part(self, table: Table, weights: Weights) -> Records:
+        """Some of the records of a fit, for the rows of `table`."""
+        return Records(self._columns(table, weights))
+
+    def record_names(self, weights: Weights) -> list[str]:
+        """What messages call the columns of a record."""
+        names = [f"the term {variable.name!r}" for variable in self.formula.design.variables]
+        return [*names, self._response_name, *map(_weight_name, weights.names())]
 
     @property
     def _response_name(self) -> str:

@@ -216,12 +216,13 @@ def fit_chunks(read: Any, formula: str, model: str = "ols", **options: Any) -> A
 def _fit(kind: str, text: str, tables: Tables, environment: Any, arguments: _Arguments) -> Any:
     formula = Formula(text, environment)
     response = Response(f"The response {formula.response!r}", has_classes=kind != "ols")
-    formula.learn(tables, arguments.base or {}, response.see)
-    classes = response.classes(is_binary=kind == "logit")
+    lesson = tables.teach(formula, response)
+    formula.learn(lesson, arguments.base or {})
+    classes = lesson.response.classes(is_binary=kind == "logit")
     weights = Weights(arguments.weights, arguments.freq_weights)
     model = Model.of(kind, formula, classes, weights)
     options = _class_options(model, arguments)
-    records = model.records(tables, weights)
+    records = tables.records(model, weights)
     if arguments.missing == "raise":
         records.refuse_missing()
     shown = arguments.progress if kind != "ols" or callable(arguments.progress) else False

@@ -95,6 +95,14 @@ class Tables:
             raise DataError(_ONCE_ONLY)
         return cls(lambda: read, is_whole=False)
 
+    def teach(self, formula: Any, response: Any) -> Any:
+        """What the data say of a formula and its response."""
+        return formula.study(self, response)
+
+    def records(self, model: Any, weights: Any) -> Any:
+        """The records of a fit."""
+        return model.records(self, weights)
+
     def __iter__(self) -> Iterator[Table]:
         made = self._make()
         _refuse_no_chunks(made)
