@@ -202,6 +202,9 @@ class Fit:
         if not self.is_linear:
             self._read_iterations()
 
+    def __reduce__(self) -> tuple:
+        return _restored, (self.design, self.layout, self.to_bytes())
+
     def _read_categories(self) -> int:
         """Reads the codes of the dependent that occur, the reference last; returns how many equations."""
         codes, weights = lib.get_arrays((np.int32, np.float64), "logistic_get_categories",
@@ -288,3 +291,7 @@ class Fit:
 
     def to_bytes(self) -> bytes:
         return lib.get_bytes("component_write", self.component)
+
+
+def _restored(design: Design, layout: Layout, model: bytes) -> Fit:
+    return Fit(design, layout, lib.restore(model))

@@ -27,7 +27,7 @@ _COVARIANCES = ("nonrobust", "hc0", "hc1")
 
 
 @dataclass
-class _Arguments:
+class Arguments:
     """What the functions have in common."""
 
     weights: Any = None
@@ -39,6 +39,15 @@ class _Arguments:
     progress: Any = False
     reference: Any = None
     max_iterations: int = 100
+
+    @classmethod
+    def of(cls, options: dict[str, Any], without: tuple = ()) -> Arguments:
+        """Those that `options` names; an exception for a name that is none, or is one of `without`."""
+        known = [field.name for field in fields(cls) if field.name not in without]
+        for name in options:
+            if name not in known:
+                raise ArgumentError(f"There is no option {name!r}. Choose among {', '.join(known)}.")
+        return cls(**options)
 
     def __post_init__(self) -> None:
         one_of("missing", self.missing, ("drop", "raise"))
@@ -98,9 +107,9 @@ def ols(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = Non
     Intercept    0.85
     x            1.10
     """
-    arguments = _Arguments(weights, freq_weights, missing, threads, vcov, base, progress)
+    arguments = Arguments(weights, freq_weights, missing, threads, vcov, base, progress)
     environment = patsy_module().EvalEnvironment.capture(1)
-    return _fit("ols", formula, Tables.whole(data), environment, arguments)
+    return fit_formula("ols", formula, Tables.whole(data), environment, arguments)
 
 
 def logit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = None,
@@ -134,10 +143,10 @@ def logit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = N
     Intercept   -3.035
     x            1.214
     """
-    arguments = _Arguments(weights, freq_weights, missing, threads, vcov, base, progress, reference,
+    arguments = Arguments(weights, freq_weights, missing, threads, vcov, base, progress, reference,
                            max_iterations)
     environment = patsy_module().EvalEnvironment.capture(1)
-    return _fit("logit", formula, Tables.whole(data), environment, arguments)
+    return fit_formula("logit", formula, Tables.whole(data), environment, arguments)
 
 
 def mnlogit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = None,
@@ -167,10 +176,10 @@ def mnlogit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any =
     >>> print(results.classes, results.reference, results.params.shape)
     ['a', 'b', 'c'] a (2, 2)
     """
-    arguments = _Arguments(weights, freq_weights, missing, threads, vcov, base, progress, reference,
+    arguments = Arguments(weights, freq_weights, missing, threads, vcov, base, progress, reference,
                            max_iterations)
     environment = patsy_module().EvalEnvironment.capture(1)
-    return _fit("mnlogit", formula, Tables.whole(data), environment, arguments)
+    return fit_formula("mnlogit", formula, Tables.whole(data), environment, arguments)
 
 
 def fit_chunks(read: Any, formula: str, model: str = "ols", **options: Any) -> Any:
@@ -205,15 +214,11 @@ def fit_chunks(read: Any, formula: str, model: str = "ols", **options: Any) -> A
     x            1.10
     """
     one_of("model", model, tuple(KINDS))
-    known = [field.name for field in fields(_Arguments)]
-    for name in options:
-        if name not in known:
-            raise ArgumentError(f"There is no option {name!r}. Choose among {', '.join(known)}.")
     environment = patsy_module().EvalEnvironment.capture(1)
-    return _fit(model, formula, Tables.chunks(read), environment, _Arguments(**options))
+    return fit_formula(model, formula, Tables.chunks(read), environment, Arguments.of(options))
 
 
-def _fit(kind: str, text: str, tables: Tables, environment: Any, arguments: _Arguments) -> Any:
+def fit_formula(kind: str, text: str, tables: Tables, environment: Any, arguments: Arguments) -> Any:
     formula = Formula(text, environment)
     response = Response(f"The response {formula.response!r}", has_classes=kind != "ols")
     lesson = tables.teach(formula, response)
@@ -236,7 +241,7 @@ def _fit(kind: str, text: str, tables: Tables, environment: Any, arguments: _Arg
     return results
 
 
-def _class_options(model: Model, arguments: _Arguments) -> dict[str, Any]:
+def _class_options(model: Model, arguments: Arguments) -> dict[str, Any]:
     """What a model of classes has to be told."""
     classes = model.classes
     if classes is None:
@@ -249,7 +254,7 @@ def _class_options(model: Model, arguments: _Arguments) -> dict[str, Any]:
             "reference": FIRST_OBSERVED if reference is None else classes.index(reference)}
 
 
-def _extras(made: Fit, records: Records | ChunkedRecords, arguments: _Arguments) -> Extras:
+def _extras(made: Fit, records: Records | ChunkedRecords, arguments: Arguments) -> Extras:
     extras = Extras(arguments.vcov)
     if arguments.vcov != "nonrobust":
         extras.robust_covariance = robust_covariance(made, records, arguments.vcov)

@@ -62,26 +62,36 @@ def _threads(n_jobs: int | None) -> int:
                                       "for one")
 
 
-def _is_true(name: str, value: Any) -> bool:
+def is_true(name: str, value: Any) -> bool:
     if not isinstance(value, (bool, np.bool_, int)):
         raise ArgumentError(f"{name}={value!r}: True or False is needed.")
     return bool(value)
 
 
 def _fit_arrays(X: np.ndarray, response: Column, weights: np.ndarray | None, fit_intercept: bool,
-                options: Options) -> _ArrayFit:
+                options: Options) -> ArrayFit:
     """Fits a model whose terms are the columns of `X`."""
-    n_features = X.shape[1]
-    moved = _offsets(X) if fit_intercept else np.zeros(n_features)
-    columns = [Column(f"Column {j}", _moved(X[:, j], offset)) for j, offset in enumerate(moved)]
-    columns.append(response)
+    moved = _offsets(X) if fit_intercept else np.zeros(X.shape[1])
+    design, layout = array_model(X.shape[1], fit_intercept, weights is not None)
+    records = Records(array_columns(X, response, weights, moved))
+    return ArrayFit(fit(design, records, layout, options), fit_intercept, moved)
+
+
+def array_model(n_features: int, fit_intercept: bool, has_weights: bool) -> tuple[Design, Layout]:
+    """The model whose terms are so many columns."""
     design = Design([Variable(f"x{j}") for j in range(n_features)],
                     [Term((Part(j),)) for j in range(n_features)],
                     has_intercept=fit_intercept, spans_constant=fit_intercept)
-    layout = Layout(n_features, weights=None if weights is None else n_features + 1)
+    return design, Layout(n_features, weights=n_features + 1 if has_weights else None)
+
+
+def array_columns(X: np.ndarray, response: Column, weights: np.ndarray | None, moved: np.ndarray) -> list[Column]:
+    """The columns of that model's records; `moved` is subtracted from those of `X`."""
+    columns = [Column(f"Column {j}", _moved(X[:, j], offset)) for j, offset in enumerate(moved)]
+    columns.append(response)
     if weights is not None:
         columns.append(Column("sample_weight", weights))
-    return _ArrayFit(fit(design, Records(columns), layout, options), fit_intercept, moved)
+    return columns
 
 
 def _offsets(X: np.ndarray) -> np.ndarray:
@@ -100,7 +110,7 @@ def _moved(values: np.ndarray, offset: float) -> np.ndarray:
 
 
 @dataclass
-class _ArrayFit:
+class ArrayFit:
     """A fit to arrays, and what was subtracted from their columns."""
 
     fit: Fit
@@ -160,7 +170,7 @@ class LinearRegression(RegressorMixin, BaseEstimator):
         """
         X, y = _validate(self, X, y, dtype=_TYPES, y_numeric=True)
         made = _fit_arrays(X, Column("y", np.asarray(y, dtype=np.float64)), _weights(sample_weight, X),
-                           _is_true("fit_intercept", self.fit_intercept), Options(threads=_threads(self.n_jobs)))
+                           is_true("fit_intercept", self.fit_intercept), Options(threads=_threads(self.n_jobs)))
         self.intercept_, self.coef_ = made.split(0)
         return self
 
@@ -226,24 +236,31 @@ class LogisticRegression(ClassifierMixin, BaseEstimator):
         sample_weight : array_like of shape (n_samples,), optional
             Weights from 0 on.
         """
-        if self.penalty not in (None, "none"):
-            raise ArgumentError(f"penalty={self.penalty!r}: only None is possible. sklearn.linear_model has penalties.")
-        max_iter = positive("max_iter", self.max_iter)
-        if not isinstance(self.tol, Real) or not self.tol > 0:
-            raise ArgumentError(f"tol={self.tol!r}: a number above 0 is needed.")
+        self._check_arguments()
         X, y = _validate(self, X, y, dtype=_TYPES)
         check_classification_targets(y)
         self.classes_, codes = np.unique(y, return_inverse=True)
-        if len(self.classes_) < 2:
-            raise DataError(f"y has one class only ({self.classes_[0]!r}): two are needed.")
-        options = Options(n_categories=len(self.classes_), reference=FIRST_OBSERVED, threads=_threads(self.n_jobs),
-                          max_iterations=max_iter, tolerance=self.tol)
+        options = self._options(_threads(self.n_jobs))
         made = _fit_arrays(X, Column("y", codes), _weights(sample_weight, X),
-                           _is_true("fit_intercept", self.fit_intercept), options)
+                           is_true("fit_intercept", self.fit_intercept), options)
         self._keep(made)
         return self
 
-    def _keep(self, arrays: _ArrayFit) -> None:
+    def _check_arguments(self) -> None:
+        if self.penalty not in (None, "none"):
+            raise ArgumentError(f"penalty={self.penalty!r}: only None is possible. sklearn.linear_model has penalties.")
+        positive("max_iter", self.max_iter)
+        if not isinstance(self.tol, Real) or not self.tol > 0:
+            raise ArgumentError(f"tol={self.tol!r}: a number above 0 is needed.")
+
+    def _options(self, threads: int) -> Options:
+        """How to fit the classes that were found."""
+        if len(self.classes_) < 2:
+            raise DataError(f"y has one class only ({self.classes_[0]!r}): two are needed.")
+        return Options(n_categories=len(self.classes_), reference=FIRST_OBSERVED, threads=threads,
+                       max_iterations=int(self.max_iter), tolerance=self.tol)
+
+    def _keep(self, arrays: ArrayFit) -> None:
         """Takes the estimates: a row per class, a class without weight being impossible."""
         made = arrays.fit
         intercepts = np.full(len(self.classes_), -np.inf)
