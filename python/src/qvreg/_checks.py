@@ -24,24 +24,24 @@ _MOST_CLASSES_OF_FRACTIONS = 100
 _LOST_SPREADS = 1e5
 
 
-def refuse_other_rows(expression: Expression, table: Table) -> None:
-    """An exception where `expression` gives a row another value among other rows of its chunk."""
+def refuse_other_rows(expression: Expression, table: Table, rows: str = "chunk") -> None:
+    """An exception where `expression` gives a row another value among other rows of its chunk, or what `rows` says."""
     n_rows = min(table.n_rows, _CHECKED_ROWS)
     if n_rows < 2:
         return
     whole = np.asarray(unboxed(expression.values(table.rows(slice(n_rows)))))
     if whole.ndim == 0:
         return
+    hint = "; center(x) and standardize(x) are those of all chunks" if rows == "chunk" else ""
     halves = slice(n_rows // 2), slice(n_rows // 2, n_rows)
     try:
-        parts = [np.asarray(unboxed(expression.values(table.rows(rows)))) for rows in halves]
+        parts = [np.asarray(unboxed(expression.values(table.rows(half)))) for half in halves]
         are_same = _are_same(whole, np.concatenate(parts))
     except (QvregError, ValueError):
         are_same = False
     if not are_same:
-        raise FormulaError(f"The term {expression.name!r} takes its values from other rows, too, and a chunk has only "
-                           "some of them. Make a column of it before the fit; center(x) and standardize(x) are those "
-                           "of all chunks.")
+        raise FormulaError(f"The term {expression.name!r} takes its values from other rows, too, and a {rows} has "
+                           f"only some of them. Make a column of it before the fit{hint}.")
 
 
 def _are_same(some: np.ndarray, others: np.ndarray) -> bool:

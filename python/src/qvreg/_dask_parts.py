@@ -166,7 +166,7 @@ def _table(_number: int, partition: Any) -> Any:
 
 @of_part
 def _study(_number: int, table: Any, plan: Sent, response: Response) -> Lesson:
-    return plan.value.formula().study(Tables.chunks([table]), response)
+    return plan.value.formula().study(Tables(lambda: [table], is_whole=False, rows="partition"), response)
 
 
 def _join_lessons(first: Lesson, second: Lesson) -> Lesson:

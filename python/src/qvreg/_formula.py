@@ -99,7 +99,7 @@ class Formula:
                 learning.see(value)
             if not tables.is_whole:
                 for expression in [self._response, *expressions]:
-                    refuse_other_rows(expression, table)
+                    refuse_other_rows(expression, table, tables.rows)
         return lesson
 
     def learn(self, lesson: Lesson, base: Mapping[str, Any]) -> None:

@@ -74,8 +74,9 @@ def _kind(data: Any) -> str:
 class Tables:
     """The tables that data come as, once more for every pass."""
 
-    def __init__(self, make: Callable[[], Iterable[Any]], is_whole: bool) -> None:
+    def __init__(self, make: Callable[[], Iterable[Any]], is_whole: bool, rows: str = "chunk") -> None:
         self._make = make
+        self.rows = rows
         self.is_whole = is_whole
         self._has_given = False
 
