@@ -9,6 +9,7 @@ from typing import Any
 
 import numpy as np
 
+from . import _states
 from ._columns import Column, codes, declared_levels, distinct_values, is_nullable_number, numbers, sorted_levels
 from ._design import Variable
 from ._hints import check_syntax, quoting, unknown
@@ -40,8 +41,6 @@ class Expression:
         What the formula says.
     variables : list of Variable
         What the expression is, once that is learned.
-    is_stateful : bool
-        Whether it remembers something of the data it was learned from, as `center` does.
     """
 
     def __init__(self, factor: Any, environment: Any) -> None:
@@ -84,7 +83,16 @@ class Expression:
 
     @property
     def is_stateful(self) -> bool:
+        """Whether it remembers something of the data it was learned from, as `center` does."""
         return self._passes > 0
+
+    def state(self) -> dict:
+        """What its stateful functions remember, for JSON."""
+        return _states.described(self._state["transforms"])
+
+    def take_state(self, state: dict) -> None:
+        """Remembers what `state` describes."""
+        _states.take(self._state["transforms"], state)
 
     def memorize(self, tables: Tables) -> None:
         """Shows the data to stateful functions."""

@@ -11,7 +11,7 @@ from ._columns import Column
 from ._design import Design, Part, Term, Variable
 from ._expressions import Expression, Learning, patsy_module
 from ._tables import Table, Tables
-from .errors import DataError, FormulaError, QvregError
+from .errors import DataError, FormulaError
 
 
 @dataclass
@@ -87,7 +87,7 @@ class Formula:
             Is shown the left side for every table.
         """
         expressions = list(self._expressions.values())
-        for expression in [self._response, *expressions]:
+        for expression in self._all_expressions():
             expression.memorize(tables)
         lesson = Lesson(response, [Learning(expression.name) for expression in expressions])
         for table in tables:
@@ -98,7 +98,7 @@ class Formula:
             for learning, value in zip(lesson.learnings, values):
                 learning.see(value)
             if not tables.is_whole:
-                for expression in [self._response, *expressions]:
+                for expression in self._all_expressions():
                     refuse_other_rows(expression, table, tables.rows)
         return lesson
 
@@ -130,21 +130,21 @@ class Formula:
 
     def refuse_state(self, why: str) -> None:
         """An exception for a function such as center(), which remembers something of the data; `why` it is none."""
-        for expression in [self._response, *self._expressions.values()]:
+        for expression in self._all_expressions():
             if expression.is_stateful:
                 raise FormulaError(f"The term {expression.name!r} remembers something of the data, {why}. Make a column "
                                    "of it before the fit.")
 
     def columns_used(self, columns: Sequence) -> list:
         """Those of `columns` that the formula names."""
-        used = {column for expression in [self._response, *self._expressions.values()]
+        used = {column for expression in self._all_expressions()
                 for column in expression.columns_used(columns)}
         return [column for column in columns if column in used]
 
     def names_taken(self, columns: Sequence) -> dict[str, Any]:
         """What the formula takes from the caller, by name, of data with these `columns`."""
         taken: dict[str, Any] = {}
-        for expression in [self._response, *self._expressions.values()]:
+        for expression in self._all_expressions():
             taken.update(expression.names_taken(columns))
         return taken
 
@@ -153,22 +153,28 @@ class Formula:
         return [expression.variables for expression in self._expressions.values()]
 
     def variables(self) -> list[list[Variable]]:
-        """What was learned, by expression; a model with a function that is stateful or the caller's cannot be kept."""
-        for expression in [self._response, *self._expressions.values()]:
-            if expression.is_stateful:
-                raise QvregError(f"The term {expression.name!r} remembers something of the data, which cannot be "
-                                 "saved or pickled. Make a column of it before the fit.")
+        """What was learned, by expression; a model with a function of the caller's cannot be kept."""
+        for expression in self._all_expressions():
             for name in expression.unsaved_names():
                 raise FormulaError(f"The term {expression.name!r} uses {name!r}, which is not saved or pickled with "
                                    "the model: only columns, np and functions of patsy are known where it is read. "
                                    "Make a column of it before the fit.")
         return [expression.variables for expression in self._expressions.values()]
 
-    def take(self, variables: list[list[Variable]]) -> None:
+    def states(self) -> list[dict]:
+        """What stateful functions remember, by expression, the response first."""
+        return [expression.state() for expression in self._all_expressions()]
+
+    def take(self, variables: list[list[Variable]], states: list[dict]) -> None:
         """Takes what another formula of the same text has learned."""
+        for expression, state in zip(self._all_expressions(), states):
+            expression.take_state(state)
         for expression, learned in zip(self._expressions.values(), variables):
             expression.variables = learned
         self._make_design()
+
+    def _all_expressions(self) -> list[Expression]:
+        return [self._response, *self._expressions.values()]
 
     def columns(self, table: Table) -> list[Column]:
         """The variables of the right side for the rows of `table`."""

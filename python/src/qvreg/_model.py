@@ -148,14 +148,14 @@ class Model:
         variables = [[{**asdict(variable), "levels": plain_levels(variable.levels)} for variable in learned]
                      for learned in self.formula.variables()]
         return {"kind": self.kind, "formula": self.formula.text, "variables": variables,
-                "classes": plain_levels(self.classes), "layout": asdict(self.layout)}
+                "states": self.formula.states(), "classes": plain_levels(self.classes), "layout": asdict(self.layout)}
 
     @classmethod
     def from_dict(cls, described: dict, names: dict[str, Any]) -> Model:
         """What `to_dict` has made `described` of; `names` are what the formula finds beside columns."""
         formula = Formula(described["formula"], patsy_module().EvalEnvironment([names]))
         formula.take([[Variable(v["name"], _tuple(v["levels"]), v["base"], v["column"]) for v in learned]
-                      for learned in described["variables"]])
+                      for learned in described["variables"]], described.get("states", []))
         return cls(described["kind"], formula, _tuple(described["classes"]), Layout(**described["layout"]))
 
 
