@@ -98,7 +98,7 @@ def test_sums_of_squares(table, formula, weights):
 @pytest.mark.parametrize("name, expected", [
     ("resid", "results hold no data: take the response less results.predict(data)."),
     ("fittedvalues", "results hold no data: call results.predict(data)."),
-    ("get_margeff", "marginal effects are not computed."),
+    ("summary2", "call results.summary()."),
 ])
 def test_advice_on_what_is_not_there(table, name, expected):
     results = qvreg.logit("event ~ x", table)
@@ -109,9 +109,9 @@ def test_advice_on_what_is_not_there(table, name, expected):
     assert (copy.copy(results).params == pickle.loads(pickle.dumps(results)).params).all()
 
 
-def test_errors_of_predictions_are_those_of_linear_models(table):
-    with pytest.raises(AttributeError, match="errors of predictions are those of ols alone"):
-        qvreg.logit("event ~ x", table).get_prediction
+def test_estimates_of_linear_models_are_their_effects(table):
+    with pytest.raises(AttributeError, match="the estimates of a linear model are its marginal effects"):
+        qvreg.ols("y ~ x", table).get_margeff
 
 
 def test_predictions_need_data(table):
@@ -121,7 +121,9 @@ def test_predictions_need_data(table):
                 "new rows.")
     for results in (linear, classes, three):
         assert sentence(results.predict) == expected
-    assert sentence(linear.get_prediction) == expected.replace("predict", "get_prediction")
+        assert sentence(results.get_prediction) == expected.replace("predict", "get_prediction")
+    for results in (classes, three):
+        assert sentence(results.get_margeff) == expected.replace("predict", "get_margeff")
 
 
 def test_one_new_row(table):

@@ -10,11 +10,16 @@ import numpy as np
 
 from . import _distributions as dist
 from ._advice import needs_data
+from ._arguments import one_of
 from ._fit import Fit
 from ._labels import frame, index_of
-from ._model import Extras, Model
+from ._margins import MarginalEffects
+from ._model import Extras, Model, Weights
+from ._prediction import ProbabilityPrediction
+from ._probabilities import average_effects, errors_of_probabilities, others
 from ._results import Results, as_rows_of
 from ._summary import SummaryTable, logistic_summary
+from ._tables import Table
 from .errors import ConvergenceWarning, SeparationWarning
 
 
@@ -96,6 +101,31 @@ class _ClassResults(Results):
         probabilities = self._fit.probabilities(self.model.new_records(data))
         return probabilities[:, np.argsort(self._fit.categories)]
 
+    def _errors_of_probabilities(self, data: Any) -> tuple[np.ndarray, np.ndarray, np.ndarray]:
+        """Probabilities, 1 less each of them, and their standard errors, in the order of ``classes``."""
+        needs_data("get_prediction", data)
+        found, errors = errors_of_probabilities(self._fit, self.model.new_records(data), self._full_covariance)
+        order = np.argsort(self._fit.categories)
+        return found[:, order], others(found)[:, order], errors[:, order]
+
+    def _effects(self, data: Any, at: str, method: str, freq_weights: Any,
+                 positions: list[int], classes: list | None) -> MarginalEffects:
+        """Those on the probabilities of the classes at `positions` of ``classes``."""
+        needs_data("get_margeff", data)
+        one_of("at", at, ("overall",))
+        one_of("method", method, ("dydx",))
+        counts = None
+        if freq_weights is not None:
+            counts = Weights(freq_weights=freq_weights).column("freq_weights", Table(data)).numbers()
+        effects, jacobian = average_effects(self._fit, self.model.new_records(data), counts)
+        table = self._fit.table
+        kept = [i for i, place in enumerate(table.shown) if table.parameters[place].term >= 0]
+        columns = table.shown[kept]
+        categories = np.argsort(self._fit.categories)[positions]
+        jacobian = jacobian[np.ix_(categories, columns)].reshape(len(categories) * len(columns), -1)
+        return MarginalEffects(self.model.formula.response, [table.names[i] for i in kept], classes,
+                               effects[np.ix_(categories, columns)], jacobian @ self._full_covariance @ jacobian.T)
+
     def _summary(self, alpha: float) -> SummaryTable:
         return logistic_summary(self, alpha)
 
@@ -116,8 +146,67 @@ class LogitResults(_ClassResults):
         Series or array
             As the data have an index or not; NaN where a value is missing.
         """
-        event = int(self._fit.categories[0] > self._fit.categories[1])
-        return as_rows_of(data, self._probabilities(data)[:, event])
+        return as_rows_of(data, self._probabilities(data)[:, self._event])
+
+    @property
+    def _event(self) -> int:
+        """Which of the classes is not the reference."""
+        return int(self._fit.categories[0] > self._fit.categories[1])
+
+    def get_prediction(self, data: Any = None) -> ProbabilityPrediction:
+        """Predicted probabilities, as of `predict`, with standard errors and intervals.
+
+        Parameters
+        ----------
+        data : DataFrame, dict of arrays or structured array
+            The columns that the formula uses, but for the response.
+
+        Returns
+        -------
+        ProbabilityPrediction
+
+        Examples
+        --------
+        >>> import qvreg
+        >>> data = {"y": [0, 0, 1, 0, 1, 1], "x": [0.0, 1.0, 2.0, 3.0, 4.0, 5.0]}
+        >>> prediction = qvreg.logit("y ~ x", data).get_prediction({"x": [2.0, 3.0]})
+        >>> prediction.se_mean.round(3)
+        array([0.278, 0.278])
+        >>> prediction.conf_int().round(3)
+        array([[0.048, 0.856],
+               [0.144, 0.952]])
+        """
+        found, left, errors = (values[:, self._event] for values in self._errors_of_probabilities(data))
+        return ProbabilityPrediction(found, left, errors, None, index_of(data))
+
+    def get_margeff(self, data: Any = None, at: str = "overall", method: str = "dydx",
+                    freq_weights: Any = None) -> MarginalEffects:
+        """Average marginal effects: how the probability changes with each column of the design.
+
+        Parameters
+        ----------
+        data : DataFrame, dict of arrays or structured array
+            The rows to average over: those of the fit, usually. Rows with missing values are left out.
+        at : {"overall"}
+            Effects are averaged over rows.
+        method : {"dydx"}
+            Derivatives, also by columns of 0 and 1.
+        freq_weights : str or array_like, optional
+            How often each row counts, as those of the fit.
+
+        Returns
+        -------
+        MarginalEffects
+
+        Examples
+        --------
+        >>> import qvreg
+        >>> data = {"y": [0, 0, 1, 0, 1, 1], "x": [0.0, 1.0, 2.0, 3.0, 4.0, 5.0]}
+        >>> effects = qvreg.logit("y ~ x", data).get_margeff(data)
+        >>> print(effects.margeff.round(3), effects.margeff_se.round(3))
+        [0.159] [0.022]
+        """
+        return self._effects(data, at, method, freq_weights, [self._event], None)
 
 
 class MNLogitResults(_ClassResults):
@@ -166,3 +255,34 @@ class MNLogitResults(_ClassResults):
         probabilities = self._probabilities(data)
         index = index_of(data)
         return probabilities if index is None else frame(probabilities, index, self.classes)
+
+    def get_prediction(self, data: Any = None) -> ProbabilityPrediction:
+        """Predicted probabilities, as of `predict`, with standard errors and intervals.
+
+        Parameters
+        ----------
+        data : DataFrame, dict of arrays or structured array
+            The columns that the formula uses, but for the response.
+
+        Returns
+        -------
+        ProbabilityPrediction
+            ``summary_frame()["a"]`` is the frame of the class "a".
+        """
+        found, left, errors = self._errors_of_probabilities(data)
+        return ProbabilityPrediction(found, left, errors, self.classes, index_of(data))
+
+    def get_margeff(self, data: Any = None, at: str = "overall", method: str = "dydx",
+                    freq_weights: Any = None) -> MarginalEffects:
+        """Average marginal effects: how the probability of each class changes with each column of the design.
+
+        Parameters
+        ----------
+        data, at, method, freq_weights
+            As of `qvreg.results.LogitResults.get_margeff`.
+
+        Returns
+        -------
+        MarginalEffects
+        """
+        return self._effects(data, at, method, freq_weights, list(range(len(self.classes))), self.classes)

@@ -128,6 +128,8 @@ class ParameterTable:
 
     Attributes
     ----------
+    design : Design
+        What they are parameters of.
     parameters : list of Parameter
         Those of the library, in its order.
     shown : numpy.ndarray
@@ -137,7 +139,7 @@ class ParameterTable:
     """
 
     def __init__(self, design: Design, results: lib.Handle, kept: np.ndarray) -> None:
-        self._design = design
+        self.design = design
         self._kept = kept
         described = lib.make("parameters", "results_get_parameters", results)
         self.parameters = [self._parameter(described, index) for index in range(len(kept))]
@@ -146,7 +148,7 @@ class ParameterTable:
         self.names = [self.parameters[index].name for index in self.shown]
 
     def _parameter(self, described: lib.Handle, index: int) -> Parameter:
-        design = self._design
+        design = self.design
         info = lib.get(lib.ParameterInfo, "parameters_get_info", described, lib.c_size_t(index))
         if info.is_intercept:
             return Parameter(INTERCEPT, -1, {}, (-1,), False)
@@ -163,7 +165,7 @@ class ParameterTable:
 
     def redundant(self) -> list[str]:
         """Names of columns that the data do not determine: they depend on others or do not occur."""
-        design = self._design
+        design = self.design
         found = {(parameter.term, tuple(parameter.levels.values()))
                  for parameter, kept in zip(self.parameters, self._kept) if kept}
         names = []

@@ -10,6 +10,11 @@ import numpy as np
 from ._columns import pd
 
 
+def has_labels() -> bool:
+    """Whether arrays get names."""
+    return pd is not None
+
+
 def series(values: np.ndarray, names: Sequence[Any]) -> Any:
     """`values` by `names`; the array alone without pandas."""
     return values if pd is None else pd.Series(values, index=list(names))

@@ -47,10 +47,10 @@ class Records:
         """The columns for the library, which reads the arrays in place."""
         return (lib.TypedColumn * len(self.columns))(*[column.described() for column in self.columns])
 
-    def blocks(self) -> Iterator[Records]:
-        """Consecutive records, `BLOCK_ROWS` of them at a time."""
-        return (Records([column.rows(rows) for column in self.columns])
-                for rows in blocks(self.n_rows))
+    def blocks(self, size: int = BLOCK_ROWS) -> Iterator[Records]:
+        """Consecutive records, `size` of them at a time."""
+        return (Records([column.rows(rows) for column in self.columns], rows.stop - rows.start)
+                for rows in blocks(self.n_rows, size))
 
     def __sizeof__(self) -> int:
         """Bytes of the values: what those ask who hold records of many."""

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import html
+from collections.abc import Sequence
 from dataclasses import dataclass, field
 from typing import TYPE_CHECKING, Any
 
@@ -109,18 +110,25 @@ def _p_value(value: float) -> str:
     return "<0.001" if value < 0.0005 else f"{value:.3f}"
 
 
+def estimate_rows(names: Sequence[str], *columns: np.ndarray) -> list[list[str]]:
+    """Rows of a table: names, then estimates, errors, statistics, p values and limits."""
+    return [[name, _number(estimate), _number(error), f"{statistic:.3f}", _p_value(p), _number(low), _number(high)]
+            for name, estimate, error, statistic, p, (low, high) in zip(names, *columns)]
+
+
+def headings(estimate: str, kind: str, alpha: float) -> list[str]:
+    """What stands over the columns of `estimate_rows`."""
+    return [estimate, "std err", kind, f"P>|{kind}|", f"[{alpha / 2:.3g}", f"{1 - alpha / 2:.3g}]"]
+
+
 def _rows(results: "Results", alpha: float) -> list[list[str]]:
-    limits = results._limits(alpha)
-    numbers = zip(results._labels(), results._flat, results._standard_errors, results._statistics,
-                  results._p_values(results._statistics), limits)
-    return [[label if isinstance(label, str) else label[1], _number(estimate), _number(error),
-             f"{statistic:.3f}", _p_value(p), _number(low), _number(high)]
-            for label, estimate, error, statistic, p, (low, high) in numbers]
+    names = [label if isinstance(label, str) else label[1] for label in results._labels()]
+    return estimate_rows(names, results._flat, results._standard_errors, results._statistics,
+                         results._p_values(results._statistics), results._limits(alpha))
 
 
 def _columns(results: "Results", alpha: float) -> list[str]:
-    kind = "t" if results.use_t else "z"
-    return ["coef", "std err", kind, f"P>|{kind}|", f"[{alpha / 2:.3g}", f"{1 - alpha / 2:.3g}]"]
+    return headings("coef", "t" if results.use_t else "z", alpha)
 
 
 def _notes(results: "Results") -> list[str]:

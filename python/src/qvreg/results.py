@@ -9,12 +9,14 @@ from ._expressions import SAVED_NAMES
 from ._fit import Fit
 from ._library import restore
 from ._linear_results import LinearResults
+from ._margins import MarginalEffects
 from ._model import Extras, Model
-from ._prediction import Prediction
+from ._prediction import Prediction, ProbabilityPrediction
 from ._results import Results
 from ._saving import unpack
 
-__all__ = ["LinearResults", "LogitResults", "MNLogitResults", "Prediction", "Results", "load"]
+__all__ = ["LinearResults", "LogitResults", "MNLogitResults", "MarginalEffects", "Prediction",
+           "ProbabilityPrediction", "Results", "load"]
 
 KINDS = {"ols": LinearResults, "logit": LogitResults, "mnlogit": MNLogitResults}
 
