@@ -39,3 +39,26 @@ if(QVREG_COVERAGE)
   target_compile_options(qvreg_build_options INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(qvreg_build_options INTERFACE --coverage)
 endif()
+
+# What is installed is hardened: attached to it through qvreg_hardening, and to nothing else. Builds
+# with sanitizers look closer by themselves.
+add_library(qvreg_hardening INTERFACE)
+set(optimized $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
+if(QVREG_HARDENING AND NOT MSVC AND NOT QVREG_SANITIZE AND NOT QVREG_COVERAGE)
+  if(WIN32)
+    # The run-time library of guarded stacks is a DLL there, and the linker's own defaults vary.
+    target_link_options(qvreg_hardening INTERFACE
+      "LINKER:--dynamicbase,--nxcompat,--high-entropy-va")
+  else()
+    target_compile_options(qvreg_hardening INTERFACE -fstack-protector-strong)
+    # Some compilers define it by themselves. It needs optimization.
+    target_compile_options(qvreg_hardening INTERFACE
+      "$<${optimized}:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+    target_link_options(qvreg_hardening INTERFACE "LINKER:-z,relro,-z,now,-z,noexecstack")
+  endif()
+endif()
+
+if(NOT QVREG_COVERAGE)
+  # The standard library checks indices and more.
+  target_compile_definitions(qvreg_build_options INTERFACE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+endif()

@@ -141,7 +141,8 @@ std::error_code MakePrivateFolder(const fs::path& path) {
   // A umask may take rights even from the owner. Whatever fails here shows when the folder is
   // opened.
   if (lstat(path.c_str(), &status) == 0 && (status.st_mode & kPermissions) != kPrivateFolder) {
-    static_cast<void>(fchmodat(AT_FDCWD, path.c_str(), kPrivateFolder, AT_SYMLINK_NOFOLLOW));
+    [[maybe_unused]] const int ignored =
+        fchmodat(AT_FDCWD, path.c_str(), kPrivateFolder, AT_SYMLINK_NOFOLLOW);
   }
   return {};
 }
