@@ -45,5 +45,7 @@ class LibraryHook(BuildHookInterface):
         folder = _ROOT / "build"
         subprocess.run(["cmake", "-S", str(source), "-B", str(folder), "-DCMAKE_BUILD_TYPE=Release",
                         "-DBUILD_SHARED_LIBS=ON", *_WITHOUT], check=True)
-        subprocess.run(["cmake", "--build", str(folder), "--target", "qvreg", "--parallel"], check=True)
+        # Without a number make starts all compilers at once.
+        subprocess.run(["cmake", "--build", str(folder), "--target", "qvreg", "--parallel", str(os.cpu_count() or 1)],
+                       check=True)
         return (folder / "lib" / "libqvreg.so").resolve()

@@ -6,6 +6,7 @@ import numpy as np
 import pytest
 import sklearn.linear_model as peers
 from near import assert_near
+from scipy import sparse
 from sklearn import exceptions
 from sklearn.base import clone
 from sklearn.datasets import load_iris
@@ -55,7 +56,7 @@ def test_probabilities_of_three_classes(flowers, numbers, weighted):
     y = np.where(np.arange(150) % 11 == 0, (y + 1) % 3, y)  # no class apart from the others
     weights = numbers[2][:150] if weighted else None
     got = LogisticRegression().fit(X[keep], y[keep], None if weights is None else weights[keep])
-    expected = peers.LogisticRegression(penalty=None, solver="newton-cg", tol=1e-12, max_iter=10000).fit(
+    expected = peers.LogisticRegression(penalty=None, solver="newton-cg", tol=1e-12, max_iter=100).fit(
         X[keep], y[keep], None if weights is None else weights[keep])
     assert_near(got.predict_proba(X), expected.predict_proba(X), 1e-6)
     assert (got.predict(X) == expected.predict(X)).all()
@@ -93,7 +94,7 @@ def test_pipelines_grid_search_and_clone(numbers):
                           {"linearregression__fit_intercept": [True, False]}, cv=3).fit(X, y)
     assert search.best_params_ == {"linearregression__fit_intercept": True}
     assert clone(LogisticRegression(tol=0.1)).get_params() == {
-        "fit_intercept": True, "max_iter": 100, "n_jobs": None, "penalty": None, "tol": 0.1}
+        "class_weight": None, "fit_intercept": True, "max_iter": 100, "n_jobs": None, "penalty": None, "tol": 0.1}
 
 
 def test_float32_is_read_as_it_is(numbers):
@@ -154,6 +155,40 @@ def test_arguments_that_are_none(numbers, estimator, expected):
     with pytest.raises(ArgumentError) as raised:
         estimator.fit(X, y > 0 if isinstance(estimator, LogisticRegression) else y)
     assert str(raised.value) == expected and isinstance(raised.value, ValueError)
+
+
+@pytest.mark.parametrize("weighted", [False, True])
+@pytest.mark.parametrize("class_weight", ["balanced", {1: 3.0, 0: 0.5, 2: 1.0}, {1: 2.5}])
+def test_weights_of_classes(flowers, numbers, class_weight, weighted):
+    X, y = flowers
+    y = np.where(np.arange(150) % 11 == 0, (y + 1) % 3, y)
+    X, y, weights = X[20:], y[20:], numbers[2][20:150] if weighted else None
+    got = LogisticRegression(class_weight=class_weight).fit(X, y, weights)
+    expected = peers.LogisticRegression(penalty=None, solver="newton-cg", tol=1e-12, max_iter=100,
+                                        class_weight=class_weight).fit(X, y, weights)
+    assert_near(got.predict_proba(X), expected.predict_proba(X), 1e-6)
+    assert not np.allclose(got.coef_, LogisticRegression().fit(X, y, weights).coef_, atol=1e-3)
+
+
+@pytest.mark.parametrize("class_weight, expected", [
+    ({0: -1.0}, "class_weight={0: -1.0}: weights from 0 on are needed."),
+    ({0: 1.0, 7: 1.0}, "The classes, [1, 2], are not in class_weight"),
+    ("even", "class_weight='even' is not known. Choose 'balanced', weights by class as a dict, or None."),
+])
+def test_weights_of_classes_that_are_none(flowers, class_weight, expected):
+    with pytest.raises(ValueError) as raised:
+        LogisticRegression(class_weight=class_weight).fit(*flowers)
+    assert str(raised.value) == expected
+
+
+def test_sparse_columns_are_refused_in_a_sentence(numbers):
+    X, y, _ = numbers
+    for estimator, response in ((LinearRegression(), y), (LogisticRegression(), y > 0)):
+        for fit in (estimator.fit, lambda X, y: estimator.fit(X.toarray(), y).predict(X)):
+            with pytest.raises(TypeError) as raised:
+                fit(sparse.csr_matrix(X), response)
+            assert str(raised.value) == ("A sparse matrix was passed, but dense data is required. Use X.toarray() to "
+                                         "convert to a dense numpy array.")
 
 
 def test_all_cores_but_some(numbers):

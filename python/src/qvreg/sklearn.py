@@ -13,6 +13,7 @@ from __future__ import annotations
 
 import os
 import warnings
+from collections.abc import Mapping
 from dataclasses import dataclass
 from numbers import Real
 from typing import Any
@@ -20,6 +21,7 @@ from typing import Any
 import numpy as np
 from sklearn.base import BaseEstimator, ClassifierMixin, RegressorMixin
 from sklearn.exceptions import ConvergenceWarning as SklearnConvergenceWarning
+from sklearn.utils.class_weight import compute_class_weight
 from sklearn.utils.multiclass import check_classification_targets
 from sklearn.utils.validation import _check_sample_weight, check_is_fitted
 
@@ -199,6 +201,9 @@ class LogisticRegression(ClassifierMixin, BaseEstimator):
         The most iterations.
     n_jobs : int, optional
         How many threads fit: one by default, -1 for as many as the machine has cores, -2 for one less.
+    class_weight : dict or "balanced", optional
+        Factors of the weights of rows by class, 1 for a class that is not named; "balanced" for factors
+        that give all classes the same share of the rows.
 
     Attributes
     ----------
@@ -218,12 +223,14 @@ class LogisticRegression(ClassifierMixin, BaseEstimator):
     """
 
     def __init__(self, *, penalty: str | None = None, fit_intercept: bool = True, tol: float = 1e-6,
-                 max_iter: int = 100, n_jobs: int | None = None) -> None:
+                 max_iter: int = 100, n_jobs: int | None = None,
+                 class_weight: Mapping[Any, float] | str | None = None) -> None:
         self.penalty = penalty
         self.fit_intercept = fit_intercept
         self.tol = tol
         self.max_iter = max_iter
         self.n_jobs = n_jobs
+        self.class_weight = class_weight
 
     def fit(self, X: Any, y: Any, sample_weight: Any = None) -> "LogisticRegression":
         """Fits the model.
@@ -241,7 +248,7 @@ class LogisticRegression(ClassifierMixin, BaseEstimator):
         check_classification_targets(y)
         self.classes_, codes = np.unique(y, return_inverse=True)
         options = self._options(_threads(self.n_jobs))
-        made = _fit_arrays(X, Column("y", codes), _weights(sample_weight, X),
+        made = _fit_arrays(X, Column("y", codes), self._class_weights(codes, y, _weights(sample_weight, X)),
                            is_true("fit_intercept", self.fit_intercept), options)
         self._keep(made)
         return self
@@ -259,6 +266,18 @@ class LogisticRegression(ClassifierMixin, BaseEstimator):
             raise DataError(f"y has one class only ({self.classes_[0]!r}): two are needed.")
         return Options(n_categories=len(self.classes_), reference=FIRST_OBSERVED, threads=threads,
                        max_iterations=int(self.max_iter), tolerance=self.tol)
+
+    def _class_weights(self, codes: np.ndarray, y: np.ndarray, weights: np.ndarray | None) -> np.ndarray | None:
+        """`weights` times those of the classes."""
+        if self.class_weight is None:
+            return weights
+        if isinstance(self.class_weight, str) and self.class_weight != "balanced":
+            raise ArgumentError(f"class_weight={self.class_weight!r} is not known. Choose 'balanced', weights by class "
+                                "as a dict, or None.")
+        factors = compute_class_weight(self.class_weight, classes=self.classes_, y=y)
+        if not np.all(factors >= 0):
+            raise ArgumentError(f"class_weight={self.class_weight!r}: weights from 0 on are needed.")
+        return factors[codes] if weights is None else factors[codes] * weights
 
     def _keep(self, arrays: ArrayFit) -> None:
         """Takes the estimates: a row per class, a class without weight being impossible."""
