@@ -18,10 +18,11 @@ from qvreg._formula import Formula
 from qvreg._model import Model, Weights
 from qvreg._tables import Tables
 
+import cloudpickle  # isort: skip
 import dask.dataframe as dd  # isort: skip
 import qvreg.dask  # isort: skip
 from qvreg import _dask_parts  # isort: skip
-from qvreg._dask_cluster import Sent, Tasks  # isort: skip
+from qvreg._dask_cluster import Tasks  # isort: skip
 from tornado.iostream import IOStream  # isort: skip
 
 wait = Tasks._wait
@@ -233,7 +234,7 @@ def test_a_level_that_was_not_there_before(table):
     model = Model.of("ols", formula, None, Weights())
     plan = _dask_parts._Plan("ols", "y ~ a", {}, Weights(), formula.learned(), None, model.layout)
     with pytest.raises(qvreg.DataError) as raised:
-        _dask_parts._records(7, table.assign(a="new"), Sent(plan))
+        _dask_parts._records(7, table.assign(a="new"), cloudpickle.dumps(plan))
     assert str(raised.value) == ("Partition 7: The term 'a' has the value 'new', which is none of its 3 levels "
                                  "('p', 'q', 'r').")
 

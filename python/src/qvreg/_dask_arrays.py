@@ -15,7 +15,7 @@ from sklearn.utils.validation import check_array, check_is_fitted, column_or_1d
 
 from . import sklearn as plain
 from ._columns import Column, offsets
-from ._dask_cluster import Sent, Tasks, cluster_client
+from ._dask_cluster import Tasks, cluster_client, opened
 from ._dask_parts import ClusterRecords, of_part
 from ._fit import Options, fit
 from ._records import Records
@@ -85,8 +85,8 @@ def _join_seen(first: _Seen, second: _Seen) -> _Seen:
 
 
 @of_part
-def _records(_number: int, rows: _Rows, made: Sent) -> Records:
-    moved, classes = made.value
+def _records(_number: int, rows: _Rows, made: bytes) -> Records:
+    moved, classes = opened(made)
     response = rows.y if classes is None else np.searchsorted(classes, rows.y).astype(np.int64)
     return Records(plain.array_columns(rows.X, Column("y", response), rows.weights, moved))
 

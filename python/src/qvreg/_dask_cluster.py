@@ -2,13 +2,14 @@
 
 from __future__ import annotations
 
+import pickle
 import time
 import uuid
 from collections.abc import Callable, Iterator, Sequence
 from contextlib import contextmanager
-from dataclasses import dataclass
 from typing import Any
 
+import cloudpickle
 import dask
 import distributed
 
@@ -38,11 +39,13 @@ def cluster_client(client: Any) -> distributed.Client:
     return client
 
 
-@dataclass(frozen=True)
-class Sent:
-    """What many tasks are given, which Dask does not look into."""
+def _same(data: bytes) -> bytes:
+    return data
 
-    value: Any
+
+def opened(sent: bytes) -> Any:
+    """What `Tasks.value` has sent."""
+    return pickle.loads(sent)
 
 
 class Tasks:
@@ -70,9 +73,17 @@ class Tasks:
         shown = [f"{word:04d}" if isinstance(word, int) else word for word in words]
         return "-".join(["qvreg", *shown, self._id])
 
+    def data(self, data: bytes, *words: Any) -> Any:
+        """`data` for many tasks, which goes to the scheduler once, and to every worker that needs it.
+
+        It is a task's result and not a constant: a worker that cannot read a constant, since it has another
+        environment, dies of it, and a task there fails with a sentence.
+        """
+        return dask.delayed(_same, pure=False)(data, dask_key_name=self.name(*words))
+
     def value(self, value: Any, *words: Any) -> Any:
-        """`value` for many tasks: sent to the cluster once, and again to no worker but one that needs it."""
-        return dask.delayed(Sent(value), name=self.name(*words), traverse=False)
+        """`value` for many tasks as bytes, of which `opened` makes each its own."""
+        return self.data(cloudpickle.dumps(value), *words)
 
     def each(self, kind: str, function: Callable[..., Any], parts: Sequence[Any], *arguments: Any) -> list:
         """``function(number, part, *arguments)`` as a task for each of `parts`."""
@@ -121,22 +132,24 @@ class Tasks:
                 return
             except (TimeoutError, distributed.TimeoutError):
                 pass
-            if self._has_workers():
+            fault = self._fault()
+            if fault is None:
                 missed = None
                 continue
             missed = missed or time.monotonic()
             if time.monotonic() - missed > self._timeout:
-                raise LibraryError(f"The Dask cluster has had no worker for {self._timeout:g} seconds: the fit has ended. "
-                                   "Start workers, or give a longer timeout=.")
+                raise LibraryError(f"{fault} for {self._timeout:g} seconds: the fit has ended. Look at the cluster's "
+                                   "logs, or give a longer timeout=.")
 
-    def _has_workers(self) -> bool:
+    def _fault(self) -> str | None:
+        """What is wrong with the cluster, as the start of a sentence; None if nothing is."""
         if self.client.status == "closed":
             raise LibraryError(_CLOSED)
         try:
             scheduler = self.client.sync(self.client.scheduler.identity, callback_timeout=_ANSWER_SECONDS)
         except (OSError, TimeoutError, distributed.TimeoutError):
-            return False
-        return bool(scheduler["workers"])
+            return "The Dask scheduler has not answered"
+        return None if scheduler["workers"] else "The Dask cluster has had no worker"
 
 
 _CLOSED = "The Dask client was closed, or lost its scheduler, before the fit had ended."

@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import logging
-import pickle
 import time
 from collections.abc import Callable, Iterator, Sequence
 from copy import deepcopy
@@ -13,7 +12,7 @@ from typing import Any
 
 from . import _passes
 from ._checks import Response
-from ._dask_cluster import Sent, Tasks
+from ._dask_cluster import Tasks, opened
 from ._design import Variable
 from ._expressions import patsy_module
 from ._fit import Layout
@@ -43,17 +42,17 @@ def of_part(function: Callable[..., Any]) -> Callable[..., Any]:
 
 
 @of_part
-def _answer(number: int, part: Any, request: Sent) -> bytes:
-    return _passes.answer(request.value, number, part)
+def _answer(number: int, part: Any, request: bytes) -> bytes:
+    return _passes.answer(request, number, part)
 
 
-def _merge(first: bytes, second: bytes, request: Sent) -> bytes:
-    return _passes.merge(request.value, first, second)
+def _merge(first: bytes, second: bytes, request: bytes) -> bytes:
+    return _passes.merge(request, first, second)
 
 
 @of_part
-def _over_blocks(_number: int, part: Records, function: Callable[..., Any], arguments: Sent) -> Any:
-    return function(part.blocks(), *pickle.loads(arguments.value))
+def _over_blocks(_number: int, part: Records, function: Callable[..., Any], arguments: bytes) -> Any:
+    return function(part.blocks(), *opened(arguments))
 
 
 def _join(first: Any, second: Any, join: Callable[[Any, Any], Any]) -> Any:
@@ -100,7 +99,7 @@ class ClusterRecords(PartedRecords):
         """The merged answer of all parts."""
         begin, number = time.monotonic(), len(self.passes) + 1
         kind = f"{_KINDS.get(number, 'estimates')}-pass-{number}"
-        asked = self._tasks.value(request, kind, "request")
+        asked = self._tasks.data(request, kind, "request")
         answers = self._tasks.each(kind, _answer, self._parts, asked)
         merged = self._tasks.result(self._tasks.joined(kind, _merge, answers, asked), self._futures())
         made = Pass(number, len(request), len(merged), time.monotonic() - begin)
@@ -113,8 +112,8 @@ class ClusterRecords(PartedRecords):
         """As that of `Records`: `function` runs on the workers."""
         self._sums += 1
         kind = f"sums-{self._sums}"
-        # As bytes: a fit belongs to one thread at a time, so that each task reads one of its own.
-        sent = self._tasks.value(pickle.dumps(arguments), kind, "arguments")
+        # A fit belongs to one thread at a time: each task opens its own.
+        sent = self._tasks.value(arguments, kind, "arguments")
         sums = self._tasks.each(kind, _over_blocks, self._parts, function, sent)
         return self._tasks.result(self._tasks.joined(kind, _join, sums, join), self._futures())
 
@@ -165,8 +164,8 @@ def _table(_number: int, partition: Any) -> Any:
 
 
 @of_part
-def _study(_number: int, table: Any, plan: Sent, response: Response) -> Lesson:
-    return plan.value.formula().study(Tables(lambda: [table], is_whole=False, rows="partition"), response)
+def _study(_number: int, table: Any, plan: bytes, response: Response) -> Lesson:
+    return opened(plan).formula().study(Tables(lambda: [table], is_whole=False, rows="partition"), response)
 
 
 def _join_lessons(first: Lesson, second: Lesson) -> Lesson:
@@ -175,8 +174,9 @@ def _join_lessons(first: Lesson, second: Lesson) -> Lesson:
 
 
 @of_part
-def _records(_number: int, table: Any, plan: Sent) -> Records:
-    return plan.value.model().part(Table(table), plan.value.weights)
+def _records(_number: int, table: Any, plan: bytes) -> Records:
+    made: _Plan = opened(plan)
+    return made.model().part(Table(table), made.weights)
 
 
 class Partitions:
