@@ -165,10 +165,11 @@ void ExpressionCursor::RefuseToken() const {
 }
 
 void ExpressionCursor::RefuseAsOperand() const {
-  const Token& before = tokens_.At(next_ - 1);
   const Token& token = tokens_.At(next_);
   // A closing parenthesis or the end: what stands before it wants something to follow.
   if (AtEnd() || token.Is(")")) {
+    if (next_ == 0) Refuse(token.place, "The expression is empty; write one such as x + 1.");
+    const Token& before = tokens_.At(next_ - 1);
     Refuse(before.place,
            "'" + std::string(before.text) + "' has no operand after it; write one there.");
   }

@@ -69,9 +69,19 @@ bool AddFactors(QvModelEffect& effect, const QvEffectContents& contents) {
   return isAdded;
 }
 
-/// Adds the effect to the settings; false for one that no settings have.
+/// Whether each of the variables is one of the model's.
+bool AreAmong(const std::vector<int>& variables, const std::vector<int>& ofModel) {
+  return std::all_of(variables.begin(), variables.end(), [&](int var) {
+    return std::find(ofModel.begin(), ofModel.end(), var) != ofModel.end();
+  });
+}
+
+/// Adds the effect to the settings; false for one that no settings have, as one with a variable
+/// that is no such factor or covariate: by it a design would read what there is not.
 bool AddEffect(const QvEffectContents& contents, QvRegSettings& settings) {
   if (contents.fLevels.size() != contents.fFactors.size()) return false;
+  if (!AreAmong(contents.fFactors, settings.GetFactors())) return false;
+  if (!AreAmong(contents.fCovariates, settings.GetCovariates())) return false;
   std::vector<int> variables = contents.fFactors;
   const auto nFactors = static_cast<int>(variables.size());
   for (const int var : contents.fCovariates) {

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include "host/formula/Formula.h"
+#include "host/formula/FormulaError.h"
+#include "host/formula/PortableDialect.h"
 #include "tests/host/formula/FormulaText.h"
 
 namespace qvhost {
@@ -43,6 +46,18 @@ std::string Meaningless(const std::string& sign) {
 std::string NoOperator(const std::string& name) {
   return "An operator such as '+' is missing before '" + name +
          "'; a name with blanks stands in back-quotes.";
+}
+
+TEST(ExpressionErrors, AnEmptyExpressionHasNoTokenBeforeItsEnd) {
+  for (const std::string text : {"", " "}) {
+    try {
+      static_cast<void>(ParseExpression(text, {}, kPortableDialect));
+      ADD_FAILURE() << "no error";
+    } catch (const FormulaError& error) {
+      EXPECT_EQ(error.what(),
+                Expected("The expression is empty; write one such as x + 1.", text, text.size()));
+    }
+  }
 }
 
 TEST(ExpressionErrors, ATildeIsNoNegation) {

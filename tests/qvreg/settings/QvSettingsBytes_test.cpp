@@ -119,6 +119,30 @@ TEST(SettingsBytes, WithTwoRecordCountsAreRefused) {
   EXPECT_EQ(ReadSettings(reader), nullptr);
 }
 
+// A design of such an effect would read behind the tables of its factors.
+TEST(SettingsBytes, WithAnEffectOfAVariableInAnotherRoleAreRefused) {
+  const QvSettingsContents whole = ContentsOf(qvtest::RandomLogistic()->Get());
+  const auto isRefused = [](const QvSettingsContents& contents) {
+    QvByteWriter writer;
+    WriteSettings(contents, writer);
+    QvByteReader reader(writer.GetBytes());
+    return ReadSettings(reader) == nullptr;
+  };
+  EXPECT_FALSE(isRefused(whole));
+  ASSERT_EQ(whole.fEffects[0].fFactors, (std::vector<int>{qvtest::kF}));
+  ASSERT_EQ(whole.fEffects[2].fCovariates, (std::vector<int>{qvtest::kX}));
+  for (const int variable : {-1, int{qvtest::kX}, int{qvtest::kFreq}, 1'000'000}) {
+    QvSettingsContents contents = whole;
+    contents.fEffects[0].fFactors[0] = variable;
+    EXPECT_TRUE(isRefused(contents)) << variable;
+  }
+  for (const int variable : {-1, int{qvtest::kF}, int{qvtest::kFreq}, 1'000'000}) {
+    QvSettingsContents contents = whole;
+    contents.fEffects[2].fCovariates[0] = variable;
+    EXPECT_TRUE(isRefused(contents)) << variable;
+  }
+}
+
 TEST(SettingsBytes, ThatAreCutAreRefused) {
   const QvBytes whole = BytesOf(qvtest::RandomLogistic()->Get());
   for (std::size_t size = 0; size < whole.size(); ++size) {
