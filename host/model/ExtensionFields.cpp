@@ -30,12 +30,14 @@ bool ExtensionReader::IsNext(const char* name) const {
 }
 
 void ExtensionReader::RefuseNext(const char* name) const {
-  RefuseElement(fmt::format("Extension '{}'", name), "is missing where it belongs");
+  Refuse(name, "is missing where it belongs");
 }
 
-void ExtensionReader::RefuseValue(const char* name) {
-  RefuseElement(fmt::format("Extension '{}'", name), "holds something else");
+void ExtensionReader::Refuse(const char* name, const char* why) {
+  RefuseElement(fmt::format("Extension '{}'", name), why);
 }
+
+void ExtensionReader::RefuseValue(const char* name) { Refuse(name, "holds something else"); }
 
 std::string_view ExtensionReader::Take(const char* name) {
   if (!IsNext(name)) RefuseNext(name);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <pugixml.hpp>
 #include <string>
 #include <string_view>
@@ -8,10 +7,12 @@
 #include <vector>
 
 #include "host/model/NumberText.h"
+#include "qvreg/component/QvContentsFields.h"
 
 /// \file
-/// Named numbers as `Extension` elements of PMML. What a value holds is described once, by a
-/// function that gives each of its numbers and its name to a writer or a reader:
+/// Named numbers as `Extension` elements of PMML. What a value holds is described once, as
+/// QvContentsFields.h tells, by a function that gives each of its numbers and its name to a writer
+/// or a reader:
 ///
 ///     template <typename Value, typename Fields>
 ///     void Describe(Value& value, Fields& fields) { fields("name", value.number); }
@@ -22,7 +23,7 @@ namespace qvhost {
 [[noreturn]] void RefuseElement(std::string_view element, std::string_view what);
 
 /// Appends elements, each with a name and a value or further ones inside.
-class ExtensionWriter {
+class ExtensionWriter : public QvContentsFields::PartsWriter<ExtensionWriter> {
  public:
   explicit ExtensionWriter(pugi::xml_node parent) : parent_(parent) {}
 
@@ -43,15 +44,6 @@ class ExtensionWriter {
     ExtensionWriter inner(Add(name));
     describe(value, inner);
   }
-  /// One element for each of several values, or for one that there may be.
-  template <typename Values, typename Describe>
-  void Parts(const char* name, const Values& values, Describe&& describe) {
-    for (const auto& value : values) Part(name, value, describe);
-  }
-  template <typename Value, typename Describe>
-  void Parts(const char* name, const std::optional<Value>& value, Describe&& describe) {
-    if (value) Part(name, *value, describe);
-  }
 
  private:
   pugi::xml_node Add(const char* name);
@@ -61,7 +53,7 @@ class ExtensionWriter {
 };
 
 /// Reads elements in the order in which they were written.
-class ExtensionReader {
+class ExtensionReader : public QvContentsFields::PartsReader<ExtensionReader> {
  public:
   /// From the `first` of them on.
   explicit ExtensionReader(pugi::xml_node first) : next_(first) {}
@@ -88,17 +80,10 @@ class ExtensionReader {
     if (inner.next_) RefuseValue(name);
     next_ = next_.next_sibling();
   }
-  template <typename Value, typename Describe>
-  void Parts(const char* name, std::vector<Value>& values, Describe&& describe) {
-    while (IsNext(name)) Part(name, values.emplace_back(), describe);
-  }
-  template <typename Value, typename Describe>
-  void Parts(const char* name, std::optional<Value>& value, Describe&& describe) {
-    if (IsNext(name)) Part(name, value.emplace(), describe);
-  }
+  [[noreturn]] static void Refuse(const char* name, const char* why);
+  [[nodiscard]] bool IsNext(const char* name) const;
 
  private:
-  [[nodiscard]] bool IsNext(const char* name) const;
   [[noreturn]] void RefuseNext(const char* name) const;
   [[noreturn]] static void RefuseValue(const char* name);
   /// The value of the next element, which must have the name, and goes on behind it.

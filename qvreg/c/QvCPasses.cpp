@@ -1,15 +1,21 @@
 #include "qvreg/c/QvCPasses.h"
 
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "qvreg/c/QvCComponent.h"
 #include "qvreg/c/QvCSettings.h"
+#include "qvreg/component/QvModelContents.h"
+#include "qvreg/component/QvModelMessage.h"
+#include "qvreg/component/QvModelText.h"
 #include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/settings/QvSettingsMessage.h"
 
 using QvCCheck::NotNegative;
 using QvCCheck::NotNull;
 using QvCCheck::Valid;
+using QvCommon::QvStatus;
 
 namespace {
 
@@ -21,6 +27,43 @@ QvCReport MakeBytes(qvreg_bytes** place, const char* name, Fill&& fill) {
   QvCBytes bytes;
   const QvCReport report = fill(bytes);
   if (!report.IsError()) QvCMake(place, name, std::move(bytes));
+  return report;
+}
+
+/// Makes bytes of the built model of a component: what `write(component, bytes)` makes of it.
+template <typename Write>
+QvCReport MakeModel(const qvreg_component* component, qvreg_bytes** place, const char* name,
+                    Write&& write) {
+  QvCRun& run = *Valid(component).fRun;
+  const QvCInUse use = run.Use();
+  return MakeBytes(place, name, [&](QvCBytes& written) {
+    const QvCReport status = run.Status();
+    return status.IsError() ? status : QvCReport(write(run.Component(), written));
+  });
+}
+
+/// Makes a component of the contents that `read(contents)` reads from a host's `kind` of model.
+template <typename Read>
+QvCReport Restore(qvreg_component** component, const std::string& kind, Read&& read) {
+  NotNull(component, "component");
+  QvModelContents contents;
+  QvStatus status = read(contents);
+  std::unique_ptr<IQvRegComponent> restored;
+  if (!status.IsError()) {
+    QvRegFactory factory;
+    restored.reset(factory.RestoreComponent(contents));
+    status = factory.GetStatus();
+  }
+  if (status.GetCode() == QVREG_UNREADABLE_MESSAGE) {
+    return {QVREG_UNREADABLE_MESSAGE,
+            "The " + kind + (kind == "text" ? " is" : " are") +
+                " no model, damaged, or of a version of the library that this one cannot read; "
+                "write the model again."};
+  }
+  const QvCReport report(status);
+  if (!report.IsError()) {
+    QvCMake(component, "component", std::make_shared<QvCRun>(std::move(restored)));
+  }
   return report;
 }
 
@@ -64,7 +107,7 @@ int32_t qvreg_settings_write(const qvreg_settings* settings, qvreg_bytes** bytes
   return QvCCall(error, [&] {
     QvRegSettings& from = Valid(settings).fSettings.Get();
     return MakeBytes(bytes, "bytes", [&](QvCBytes& written) {
-      const QvCommon::QvStatus status = from.IsValidSettings();
+      const QvStatus status = from.IsValidSettings();
       return QvCReport(status.IsError() ? status : QvSettingsMessage::Write(from, written));
     });
   });
@@ -90,11 +133,8 @@ int32_t qvreg_settings_read(const qvreg_bytes* bytes, qvreg_settings** settings,
 int32_t qvreg_component_write(const qvreg_component* component, qvreg_bytes** model,
                               qvreg_error* error) {
   return QvCCall(error, [&] {
-    QvCRun& run = *Valid(component).fRun;
-    const QvCInUse use = run.Use();
-    return MakeBytes(model, "model", [&](QvCBytes& written) {
-      const QvCReport status = run.Status();
-      return status.IsError() ? status : QvCReport(run.Component().WriteModel(written));
+    return MakeModel(component, model, "model", [](IQvRegComponent& from, QvCBytes& written) {
+      return from.WriteModel(written);
     });
   });
 }
@@ -103,19 +143,33 @@ int32_t qvreg_component_restore(const qvreg_bytes* model, qvreg_component** comp
                                 qvreg_error* error) {
   return QvCCall(error, [&] {
     const QvCBytes& from = *Valid(model).fBytes;
-    NotNull(component, "component");
-    QvRegFactory factory;
-    std::unique_ptr<IQvRegComponent> restored(factory.RestoreComponent(from));
-    const QvCReport report(factory.GetStatus());
-    if (report.Code() == QVREG_UNREADABLE_MESSAGE) {
-      return QvCReport(QVREG_UNREADABLE_MESSAGE,
-                       "The bytes are no model, damaged, or of a version of the library that this "
-                       "one cannot read; write the model again.");
-    }
-    if (!report.IsError()) {
-      QvCMake(component, "component", std::make_shared<QvCRun>(std::move(restored)));
-    }
-    return report;
+    return Restore(component, "bytes",
+                   [&](QvModelContents& contents) { return QvModelMessage::Read(from, contents); });
+  });
+}
+
+int32_t qvreg_component_write_text(const qvreg_component* component, qvreg_bytes** text,
+                                   qvreg_error* error) {
+  return QvCCall(error, [&] {
+    return MakeModel(component, text, "text", [](IQvRegComponent& from, QvCBytes& written) {
+      QvModelContents contents;
+      std::string lines;
+      QvStatus status = from.WriteModel(written);
+      if (!status.IsError()) status = QvModelMessage::Read(written, contents);
+      if (!status.IsError()) status = QvModelText::Write(contents, lines);
+      written.assign(lines.begin(), lines.end());
+      return status;
+    });
+  });
+}
+
+int32_t qvreg_component_restore_text(const qvreg_bytes* text, qvreg_component** component,
+                                     qvreg_error* error) {
+  return QvCCall(error, [&] {
+    const QvCBytes& from = *Valid(text).fBytes;
+    return Restore(component, "text", [&](QvModelContents& contents) {
+      return QvModelText::Read(std::string(from.begin(), from.end()), contents);
+    });
   });
 }
 

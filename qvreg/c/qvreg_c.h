@@ -1098,6 +1098,21 @@ QVREG_EXPORT int32_t qvreg_component_write(const qvreg_component* component, qvr
 QVREG_EXPORT int32_t qvreg_component_restore(const qvreg_bytes* model, qvreg_component** component,
                                              qvreg_error* error);
 
+/** Makes bytes, `text`, of what qvreg_component_write makes bytes of, for hosts that keep models in
+ * a format of their own: lines of ASCII text, of which the first is `qvreg-model` and the number of
+ * the format, 1. Each other one is `name numbers`, with a blank before each number; `name {`, whose
+ * lines follow up to `}`; or that. Names, and what they name, are those of qvreg/component/
+ * QvContentsFields.h and QvModelContents.h. Numbers are read back to the same bits: decimal, INF,
+ * -INF, NaN, and a NaN of other bits with these behind a colon. The last part, `numbers`, has which
+ * parameters are kept, estimates and covariances. Codes as qvreg_component_write. */
+QVREG_EXPORT int32_t qvreg_component_write_text(const qvreg_component* component,
+                                                qvreg_bytes** text, qvreg_error* error);
+/** Makes a `component` of `text`, as qvreg_component_restore does of bytes. There is no checksum:
+ * numbers that fit together are taken. QVREG_UNREADABLE_MESSAGE for a text that holds no model, or
+ * one of a version that this one cannot read; QVREG_TOO_MANY_PARAMETERS without memory. */
+QVREG_EXPORT int32_t qvreg_component_restore_text(const qvreg_bytes* text,
+                                                  qvreg_component** component, qvreg_error* error);
+
 /** Computes answers to the requests of components, in the process that has the records. Any worker
  * can answer any request. It keeps what it unpacked of a run, and the rows of each part where a
  * logistic model uses the pattern tabulator, until a request of another run comes. */

@@ -194,6 +194,21 @@ static void check_passes(const qvreg_settings* settings, const table* data, cons
   qvreg_settings_destroy(read);
 }
 
+// The results of a model that a host has kept as text.
+static void check_text(const qvreg_component* component, const fit* expected) {
+  qvreg_error error = QVREG_ERROR_INIT;
+  qvreg_component* restored = component_by_text(component);
+  qvreg_results* results = NULL;
+  must(qvreg_component_get_results(restored, &results, &error), &error, "results");
+  const fit got = read_fit(results);
+  check(memcmp(got.estimates, expected->estimates, sizeof got.estimates) == 0,
+        "the same estimates from text");
+  check(memcmp(got.variances, expected->variances, sizeof got.variances) == 0,
+        "the same variances from text");
+  qvreg_results_destroy(results);
+  qvreg_component_destroy(restored);
+}
+
 // The scores of typed columns are those of their records, one by one.
 static void check_scores(const qvreg_component* component, const table* data,
                          const typed_table* typed) {
@@ -259,6 +274,7 @@ static void check_typed(const qvreg_settings* settings, const table* data, const
   must(qvreg_component_create(threaded, &component, &error), &error, "component");
   must(qvreg_component_build(component, NULL, &error), &error, "build");
   check_scores(component, data, &typed);
+  check_text(component, expected);
   qvreg_component_destroy(component);
   qvreg_source_destroy(source);
   qvreg_settings_destroy(threaded);

@@ -35,3 +35,15 @@ qvreg_settings* settings_by_bytes(const qvreg_settings* settings) {
   qvreg_bytes_destroy(bytes);
   return read;
 }
+
+qvreg_component* component_by_text(const qvreg_component* component) {
+  qvreg_error error = QVREG_ERROR_INIT;
+  qvreg_bytes* text = NULL;
+  qvreg_component* restored = NULL;
+  must(qvreg_component_write_text(component, &text, &error), &error, "model to text");
+  qvreg_bytes* got = sent(text);
+  must(qvreg_component_restore_text(got, &restored, &error), &error, "model of text");
+  qvreg_bytes_destroy(got);
+  qvreg_bytes_destroy(text);
+  return restored;
+}

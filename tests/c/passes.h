@@ -14,3 +14,5 @@ typedef struct lone_worker {
 int32_t run_alone(void* user, const qvreg_bytes* request, qvreg_bytes** answer);
 // The same settings by way of their bytes. Ends the program when that fails.
 qvreg_settings* settings_by_bytes(const qvreg_settings* settings);
+// The same model by way of its text. Ends the program when that fails.
+qvreg_component* component_by_text(const qvreg_component* component);

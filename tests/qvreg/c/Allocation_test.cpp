@@ -221,9 +221,13 @@ std::int32_t RunInParts(const CEveryKind& of, bool isLogistic, bool isOnThreads,
     qvreg_component* component = nullptr;
     qvreg_bytes* model = nullptr;
     qvreg_component* restored = nullptr;
+    qvreg_bytes* text = nullptr;
+    qvreg_component* again = nullptr;
     qvreg_results* results = nullptr;
     LoneWorker alone;
     ~Handles() {
+      qvreg_component_destroy(again);
+      qvreg_bytes_destroy(text);
       qvreg_component_destroy(restored);
       qvreg_bytes_destroy(model);
       qvreg_results_destroy(results);
@@ -252,6 +256,8 @@ std::int32_t RunInParts(const CEveryKind& of, bool isLogistic, bool isOnThreads,
   next([&] { return qvreg_component_build(h.component, nullptr, nullptr); });
   next([&] { return qvreg_component_write(h.component, &h.model, nullptr); });
   next([&] { return qvreg_component_restore(h.model, &h.restored, nullptr); });
+  next([&] { return qvreg_component_write_text(h.restored, &h.text, nullptr); });
+  next([&] { return qvreg_component_restore_text(h.text, &h.again, nullptr); });
   next([&] { return qvreg_component_get_results(h.restored, &h.results, nullptr); });
   next([&] { return qvreg_results_get_estimates(h.results, estimates, 8, nullptr, nullptr); });
   sum = estimates[0];

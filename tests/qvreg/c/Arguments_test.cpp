@@ -90,6 +90,7 @@ const std::vector<Function>& Functions() {
       QV_CALL(qvreg_bytes, qvreg_bytes_get_data, &a.data, &a.n),
       QV_CALL(qvreg_bytes, qvreg_settings_read, &settings),
       QV_CALL(qvreg_bytes, qvreg_component_restore, &component),
+      QV_CALL(qvreg_bytes, qvreg_component_restore_text, &component),
 
       QV_CALL(qvreg_worker, qvreg_worker_run, k.bytes.get(), 0, k.source.get(), &bytes),
       QV_CALL(qvreg_worker, qvreg_worker_merge, k.bytes.get(), k.bytes.get(), k.bytes.get(),
@@ -124,6 +125,7 @@ const std::vector<Function>& Functions() {
               1, &a.x, 0, &a.x, 1),
       QV_CALL(qvreg_component, qvreg_component_display),
       QV_CALL(qvreg_component, qvreg_component_write, &bytes),
+      QV_CALL(qvreg_component, qvreg_component_write_text, &bytes),
 
       QV_CALL(qvreg_parameters, qvreg_parameters_get_count, &a.n),
       QV_CALL(qvreg_parameters, qvreg_parameters_get_info, 0, Room<qvreg_parameter_info>()),
@@ -301,6 +303,8 @@ TEST(CInterface, RefusesANullPointer) {
       [&](qvreg_error* e) { return qvreg_settings_read(of.bytes.get(), nullptr, e); },
       [&](qvreg_error* e) { return qvreg_component_write(of.component.get(), nullptr, e); },
       [&](qvreg_error* e) { return qvreg_component_restore(of.bytes.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_component_write_text(of.component.get(), nullptr, e); },
+      [&](qvreg_error* e) { return qvreg_component_restore_text(of.bytes.get(), nullptr, e); },
       [&](qvreg_error* e) { return qvreg_worker_create(nullptr, e); },
       [&](qvreg_error* e) {
         return qvreg_worker_run(of.worker.get(), of.bytes.get(), 0, of.source.get(), nullptr, e);

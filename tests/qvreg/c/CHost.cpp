@@ -233,6 +233,12 @@ CBytes ModelOf(const CComponent& component) {
   });
 }
 
+CBytes TextOf(const CComponent& component) {
+  return Made<CBytes>([&](qvreg_bytes** text, qvreg_error* e) {
+    return qvreg_component_write_text(component.get(), text, e);
+  });
+}
+
 CFit Restored(const CBytes& model) {
   CFit fit;
   fit.component = Made<CComponent>([&](qvreg_component** component, qvreg_error* e) {

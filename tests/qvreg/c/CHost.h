@@ -182,8 +182,9 @@ struct CFit {
 [[nodiscard]] CFit CFitOf(const QvRegSettings& settings,
                           const std::vector<QvCommon::Record>& records);
 
-/// A built model as bytes, and what is restored of them.
+/// A built model as bytes and as text, and what is restored of bytes.
 [[nodiscard]] CBytes ModelOf(const CComponent& component);
+[[nodiscard]] CBytes TextOf(const CComponent& component);
 [[nodiscard]] CFit Restored(const CBytes& model);
 
 /// Columns of records in memory, one after the other; a source may be made of them as long as they

@@ -171,6 +171,34 @@ TEST_P(CPasses, OnlyABuiltModelIsWrittenAndOnlyAWholeOneRestored) {
   }
 }
 
+TEST_P(CPasses, AModelIsRestoredFromTextToTheLastBit) {
+  const CFit fit = CFitOf(Settings(), CColumns(records_).Source());
+  const CBytes text = TextOf(fit.component);
+  qvreg_component* made = nullptr;
+  Require([&](qvreg_error* e) { return qvreg_component_restore_text(text.get(), &made, e); });
+  const CComponent restored(made);
+  EXPECT_EQ(DataOf(ModelOf(restored).get()), DataOf(ModelOf(fit.component).get()));
+  EXPECT_EQ(DataOf(TextOf(restored).get()), DataOf(text.get()));
+}
+
+TEST_P(CPasses, OnlyABuiltModelIsWrittenAsTextAndOnlyATextOfOneRestored) {
+  const CComponent unbuilt = CComponentOf(Settings());
+  qvreg_bytes* written = nullptr;
+  EXPECT_EQ(qvreg_component_write_text(unbuilt.get(), &written, nullptr), QVREG_NOT_BUILT);
+  EXPECT_EQ(written, nullptr);
+  const CFit fit = CFitOf(Settings(), CColumns(records_).Source());
+  Bytes cut = DataOf(TextOf(fit.component).get());
+  cut.pop_back();
+  for (const CBytes& bytes : {CBytesOf(cut), ModelOf(fit.component)}) {
+    qvreg_component* component = nullptr;
+    const qvreg_error error = ErrorOf(
+        [&](qvreg_error* e) { return qvreg_component_restore_text(bytes.get(), &component, e); });
+    EXPECT_EQ(error.code, QVREG_UNREADABLE_MESSAGE);
+    EXPECT_NE(std::string(error.message).find("The text is no model"), std::string::npos);
+    EXPECT_EQ(component, nullptr);
+  }
+}
+
 TEST_P(CPasses, WorkersGiveTheBitsOfCpp) {
   RandomModel model(GetParam());
   VectorParts parts(records_, 5);

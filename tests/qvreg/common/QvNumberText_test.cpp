@@ -1,4 +1,4 @@
-#include "host/model/NumberText.h"
+#include "qvreg/common/QvNumberText.h"
 
 #include <bit>
 #include <cstdint>
@@ -9,12 +9,16 @@
 
 #include <gtest/gtest.h>
 
-namespace qvhost {
+using QvCommon::NumbersText;
+using QvCommon::NumberText;
+using QvCommon::ReadNumber;
+using QvCommon::ReadNumbers;
+
 namespace {
 
 std::uint64_t BitsOf(double value) { return std::bit_cast<std::uint64_t>(value); }
 
-TEST(NumberText, ReadsBackToTheSameBits) {
+TEST(QvNumberText, ReadsBackToTheSameBits) {
   std::vector<double> numbers = {0.0,
                                  -0.0,
                                  0.1,
@@ -35,7 +39,7 @@ TEST(NumberText, ReadsBackToTheSameBits) {
   }
 }
 
-TEST(NumberText, IsTheShortest) {
+TEST(QvNumberText, IsTheShortest) {
   EXPECT_EQ(NumberText(0.1), "0.1");
   EXPECT_EQ(NumberText(-2.0), "-2");
   EXPECT_EQ(NumberText(1e22), "1e+22");
@@ -43,7 +47,7 @@ TEST(NumberText, IsTheShortest) {
   EXPECT_EQ(NumberText(std::numeric_limits<double>::quiet_NaN()), "NaN");
 }
 
-TEST(NumberText, RefusesWhatIsNoNumber) {
+TEST(QvNumberText, RefusesWhatIsNoNumber) {
   double number = 5.0;
   for (const char* text :
        {"", " 1", "1 ", "1,5", "x", "inf", "nan", "infinity", "0x10", "1e999", "NaN:", "NaN:0",
@@ -61,7 +65,7 @@ TEST(NumberText, RefusesWhatIsNoNumber) {
   EXPECT_FALSE(ReadNumber("true", isTrue));
 }
 
-TEST(NumberText, ReadsListsOfNumbers) {
+TEST(QvNumberText, ReadsListsOfNumbers) {
   const std::vector<double> numbers = {1.5, -0.0, 3e-5};
   std::vector<double> read;
   EXPECT_EQ(NumbersText(numbers), "1.5 -0 3e-05");
@@ -78,4 +82,3 @@ TEST(NumberText, ReadsListsOfNumbers) {
 }
 
 }  // namespace
-}  // namespace qvhost
