@@ -68,8 +68,8 @@ def test_a_state_that_is_no_number_cannot_be_saved(table):
     next(iter(transforms.values()))._count = object()
     with pytest.raises(qvreg.QvregError) as raised:
         pickle.dumps(results)
-    assert str(raised.value) == ("What a function of the formula remembers has the type object, which cannot be saved or "
-                                 "pickled. Make a column of it before the fit.")
+    assert str(raised.value) == ("What a function of the formula remembers has the type object, which cannot be saved "
+                                 "or pickled. Make a column of it before the fit.")
 
 
 def test_levels_that_cannot_be_saved(table, tmp_path):

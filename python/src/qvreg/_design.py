@@ -75,6 +75,10 @@ class Design:
     has_intercept: bool = True
     spans_constant: bool = True
 
+    def parameters(self, results: lib.Handle, kept: np.ndarray) -> ParameterTable:
+        """The parameters of one equation of `results`."""
+        return ParameterTable(self, results, kept)
+
     def factors_of(self, term: Term) -> list[Part]:
         return [part for part in term.parts if self.variables[part.variable].is_factor]
 

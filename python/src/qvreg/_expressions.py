@@ -86,6 +86,15 @@ class Expression:
         """Whether it remembers something of the data it was learned from, as `center` does."""
         return self._passes > 0
 
+    @property
+    def code(self) -> str:
+        """The expression as patsy evaluates it."""
+        return self._factor.code
+
+    def transforms(self) -> list[Any]:
+        """Patsy's objects for its stateful functions."""
+        return list(self._state["transforms"].values())
+
     def state(self) -> dict:
         """What its stateful functions remember, for JSON."""
         return _states.described(self._state["transforms"])

@@ -13,7 +13,7 @@ import numpy as np
 
 from . import _library as lib
 from ._columns import refused_values, start
-from ._design import Design, ParameterTable
+from ._design import Design
 from ._records import ChunkedRecords, Records
 from ._running import Call
 from .errors import DataError, LibraryError
@@ -175,6 +175,8 @@ class Fit:
         What the parameters are.
     estimates : numpy.ndarray
         A row per equation (one of the linear model), a column per shown parameter.
+    handle : Handle
+        The library's results.
     all_estimates : numpy.ndarray
         The same in the library's order, with 0 for what is redundant.
     total_weight : float
@@ -185,14 +187,14 @@ class Fit:
         self.design = design
         self.layout = layout
         self.component = component
-        self._results = results = lib.make("results", "component_get_results", component)
+        self.handle = results = lib.make("results", "component_get_results", component)
         self.is_linear = lib.get(lib.Summary, "results_get_summary", results).model == lib.LINEAR
         self.counts = lib.get(lib.RecordCounts, "results_get_record_counts", results)
         estimates = lib.get_array(np.float64, "results_get_estimates", results)
         self.n_equations = 1 if self.is_linear else self._read_categories()
         self.width = len(estimates) // self.n_equations
         redundant = lib.get_array(np.int32, "results_get_redundant", results)[:self.width]
-        self.table = ParameterTable(design, results, redundant == 0)
+        self.table = design.parameters(results, redundant == 0)
         self.all_estimates = estimates.reshape(self.n_equations, self.width)
         self.estimates = self.all_estimates[:, self.table.shown]
         summary = lib.get(lib.Summary, "results_get_summary", results)
@@ -208,12 +210,12 @@ class Fit:
     def _read_categories(self) -> int:
         """Reads the codes of the dependent that occur, the reference last; returns how many equations."""
         codes, weights = lib.get_arrays((np.int32, np.float64), "logistic_get_categories",
-                                        self._results)
+                                        self.handle)
         self.categories, self.category_weights = codes, weights
         return len(codes) - 1
 
     def _read_iterations(self) -> None:
-        summary = lib.get(lib.LogisticSummary, "logistic_get_summary", self._results)
+        summary = lib.get(lib.LogisticSummary, "logistic_get_summary", self.handle)
         self.iterations, self.outcome = summary.iterations, summary.outcome
         self.initial_log_likelihood = summary.initial_log_likelihood
         self.log_likelihood = summary.final_log_likelihood
@@ -228,7 +230,7 @@ class Fit:
     def covariance(self) -> np.ndarray:
         """Of all parameters, 0 for redundant ones; of a linear model not yet times the residual
         variance."""
-        return lib.get_square("results_get_covariance_full", self._results, self.all_estimates.size)
+        return lib.get_square("results_get_covariance_full", self.handle, self.all_estimates.size)
 
     @property
     def converged(self) -> bool:
@@ -242,12 +244,12 @@ class Fit:
 
     def stat(self, number: int) -> float:
         """A fit statistic, NaN where it is not defined."""
-        value = lib.get(c_double, "results_get_fit_stat", self._results, c_int32(number))
+        value = lib.get(c_double, "results_get_fit_stat", self.handle, c_int32(number))
         return np.nan if value == lib.MISSING_VALUE else value
 
     def classification(self) -> np.ndarray:
         """Sums of frequency weights, rows observed, columns predicted, as `categories`."""
-        return lib.get_square("logistic_get_classification", self._results, self.n_equations + 1)
+        return lib.get_square("logistic_get_classification", self.handle, self.n_equations + 1)
 
     def predict(self, records: Records, covariance: np.ndarray | None = None) -> tuple[np.ndarray, np.ndarray]:
         """Of a linear model the predicted means of `records` and their standard errors.

@@ -173,6 +173,10 @@ class Formula:
             expression.variables = learned
         self._make_design()
 
+    def expressions(self) -> tuple[Expression, list[Expression]]:
+        """The response, and the expressions of the right side in the order of their variables."""
+        return self._response, list(self._expressions.values())
+
     def _all_expressions(self) -> list[Expression]:
         return [self._response, *self._expressions.values()]
 

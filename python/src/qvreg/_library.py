@@ -110,6 +110,11 @@ class LogisticSummary(_Sized):
                 ("ll_change", c_double), ("param_change", c_double)]
 
 
+class ScaledSummary(_Sized):
+    _fields_ = [("struct_size", c_size_t), ("dependent_exponent", c_int32), ("reserved", c_int32),
+                ("rmse", c_double)]
+
+
 class TypedColumn(_Sized):
     _fields_ = [("struct_size", c_size_t), ("values", c_void_p), ("stride", c_ssize_t),
                 ("mask", c_void_p), ("mask_stride", c_ssize_t), ("mask_offset", c_int64),
@@ -188,12 +193,18 @@ def _library() -> ctypes.CDLL:
             f"The shared library {path} could not be loaded: {error}. Install the package again, or "
             "let the environment variable QVREG_LIBRARY name the file.") from error
     library.qvreg_version_string.restype = c_char_p
+    library.qvreg_code_text.restype = c_char_p
     return library
 
 
 def version() -> str:
     """The version of the library, as "major.minor.patch"."""
     return _library().qvreg_version_string().decode()
+
+
+def code_text(code: int) -> str:
+    """What a code of the library means."""
+    return _library().qvreg_code_text(c_int32(code)).decode()
 
 
 def failure(code: int, error: Error) -> QvregError:
@@ -274,9 +285,9 @@ def make_bytes(data: bytes) -> Handle:
     return make("bytes", "bytes_create", data, c_size_t(len(data)))
 
 
-def restore(model: bytes) -> Handle:
-    """The component that `model`, bytes of a component, was made of."""
-    return make("component", "component_restore", make_bytes(model))
+def restore(model: bytes, function: str = "component_restore") -> Handle:
+    """The component that `model`, bytes of a component, was made of, by ``qvreg_<function>``."""
+    return make("component", function, make_bytes(model))
 
 
 def int32s(values: list[int]) -> ctypes.Array:

@@ -33,7 +33,7 @@ class LinearResults(Results):
 
     def __init__(self, model: Model, fit: Fit, extras: Extras) -> None:
         rank = fit.estimates.size
-        self.ssr = fit.stat(lib.FIT_RMSE) ** 2 * fit.total_weight
+        self.ssr = residual_sum(fit)
         df_resid = fit.total_weight - rank
         self.mse_resid = self.scale = self.ssr / df_resid if df_resid > 0 else np.nan
         robust = extras.robust_covariance is not None
@@ -109,9 +109,7 @@ class LinearResults(Results):
     @property
     def llf(self) -> float:
         """The log-likelihood, with the residual variance at its maximum."""
-        half = self.nobs / 2.0
-        log_ssr = np.log(self.ssr) if self.ssr > 0 else -np.inf
-        return -half * log_ssr - (1.0 + np.log(np.pi / half)) * half + 0.5 * self._extras.sum_log_weights
+        return normal_log_likelihood(self.nobs, self.ssr) + 0.5 * self._extras.sum_log_weights
 
     def predict(self, data: Any = None) -> Any:
         """The predicted mean of every row of `data`, NaN where a value is missing.
@@ -144,6 +142,18 @@ class LinearResults(Results):
 
     def _summary(self, alpha: float) -> SummaryTable:
         return linear_summary(self, alpha)
+
+
+def residual_sum(fit: Fit) -> float:
+    """The residual sum of squares."""
+    return fit.stat(lib.FIT_RMSE) ** 2 * fit.total_weight
+
+
+def normal_log_likelihood(nobs: float, ssr: float) -> float:
+    """The log-likelihood of equal weights, with the residual variance at its maximum."""
+    half = nobs / 2.0
+    log_ssr = np.log(ssr) if ssr > 0 else -np.inf
+    return -half * log_ssr - (1.0 + np.log(np.pi / half)) * half
 
 
 def _ratio(numerator: float, denominator: float) -> float:

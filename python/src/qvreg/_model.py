@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from collections.abc import Iterator
-from dataclasses import asdict, dataclass
+from dataclasses import asdict, dataclass, field
 from typing import Any
 
 import numpy as np
@@ -13,6 +13,7 @@ from ._design import Variable
 from ._expressions import patsy_module, unboxed
 from ._fit import Layout
 from ._formula import Formula
+from ._named import NamedFormula
 from ._records import ChunkedRecords, Records, blocks
 from ._saving import plain_levels
 from ._tables import Table, Tables
@@ -29,6 +30,10 @@ class Weights:
     def names(self) -> list[str]:
         """Those that there are, in the order of their columns."""
         return [name for name in ("weights", "freq_weights") if getattr(self, name) is not None]
+
+    def columns(self) -> dict[str, str]:
+        """The columns of those that were given by the name of one."""
+        return {name: getattr(self, name) for name in self.names() if isinstance(getattr(self, name), str)}
 
     def column(self, name: str, table: Table) -> Column:
         """The weights `name` for the rows of `table`."""
@@ -80,19 +85,22 @@ class Model:
         The classes of the response; None of a linear model.
     layout : Layout
         The positions of the response and of weights.
+    weight_columns : dict
+        The columns of ``weights`` and ``freq_weights`` by these names, where columns were named.
     """
 
     kind: str
-    formula: Formula
+    formula: Formula | NamedFormula
     classes: tuple | None
     layout: Layout
+    weight_columns: dict[str, str] = field(default_factory=dict)
 
     @classmethod
     def of(cls, kind: str, formula: Formula, classes: tuple | None, weights: Weights) -> Model:
         """The model whose records are the variables, the response, then the weights."""
         dependent = len(formula.design.variables)
         positions = {name: dependent + 1 + i for i, name in enumerate(weights.names())}
-        return cls(kind, formula, classes, Layout(dependent, **positions))
+        return cls(kind, formula, classes, Layout(dependent, **positions), weights.columns())
 
     def __repr__(self) -> str:
         return f"<Model {self.kind} of {self.formula.text!r}>"
@@ -145,18 +153,27 @@ class Model:
 
     def to_dict(self) -> dict:
         """The model as JSON can keep it."""
+        if isinstance(self.formula, NamedFormula):
+            return {"named": self.formula.to_dict(), "kind": self.kind, "layout": asdict(self.layout),
+                    "weight_columns": self.weight_columns}
         variables = [[{**asdict(variable), "levels": plain_levels(variable.levels)} for variable in learned]
                      for learned in self.formula.variables()]
         return {"kind": self.kind, "formula": self.formula.text, "variables": variables,
-                "states": self.formula.states(), "classes": plain_levels(self.classes), "layout": asdict(self.layout)}
+                "states": self.formula.states(), "classes": plain_levels(self.classes), "layout": asdict(self.layout),
+                "weight_columns": self.weight_columns}
 
     @classmethod
     def from_dict(cls, described: dict, names: dict[str, Any]) -> Model:
         """What `to_dict` has made `described` of; `names` are what the formula finds beside columns."""
+        if "named" in described:
+            named = NamedFormula.from_dict(described["named"])
+            return cls(described["kind"], named, named.classes, Layout(**described["layout"]),
+                       described["weight_columns"])
         formula = Formula(described["formula"], patsy_module().EvalEnvironment([names]))
         formula.take([[Variable(v["name"], _tuple(v["levels"]), v["base"], v["column"]) for v in learned]
                       for learned in described["variables"]], described.get("states", []))
-        return cls(described["kind"], formula, _tuple(described["classes"]), Layout(**described["layout"]))
+        return cls(described["kind"], formula, _tuple(described["classes"]), Layout(**described["layout"]),
+                   described.get("weight_columns", {}))
 
 
 def _tuple(values: list | None) -> tuple | None:
@@ -177,18 +194,21 @@ class Extras:
         The total sum of squares about the mean, of a constant that is no intercept.
     sum_log_weights : float
         The sum of the logarithms of the regression weights.
+    digest : str, optional
+        Of the records used: see `RecordDigest`.
     """
 
     cov_type: str = "nonrobust"
     robust_covariance: np.ndarray | None = None
     centered_total: float | None = None
     sum_log_weights: float = 0.0
+    digest: str | None = None
 
     def to_dict(self) -> dict:
         """The numbers as JSON can keep them, to the last bit."""
         robust = self.robust_covariance
         return {"cov_type": self.cov_type, "centered_total": self.centered_total,
-                "sum_log_weights": self.sum_log_weights,
+                "sum_log_weights": self.sum_log_weights, "digest": self.digest,
                 "robust_covariance": None if robust is None else robust.tolist()}
 
     @classmethod

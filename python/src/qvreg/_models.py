@@ -14,11 +14,13 @@ from ._fit import Fit, Options, fit
 from ._formula import Formula
 from ._library import FIRST_OBSERVED
 from ._model import Extras, Model, Weights
+from ._pmml_model import level_texts
 from ._progress import reporter
+from ._record_digest import RecordDigest
 from ._record_sums import UsedRecords, robust_covariance
 from ._records import ChunkedRecords, Records
 from ._tables import Tables, listed
-from .errors import ArgumentError, DataError, DataWarning
+from .errors import ArgumentError, DataError, DataWarning, QvregError
 from .results import KINDS, LinearResults, LogitResults, MNLogitResults
 
 __all__ = ["fit_chunks", "logit", "mnlogit", "ols"]
@@ -230,11 +232,18 @@ def fit_formula(kind: str, text: str, tables: Tables, environment: Any, argument
     records = tables.records(model, weights)
     if arguments.missing == "raise":
         records.refuse_missing()
+    digest = _digest(model) if isinstance(records, (Records, ChunkedRecords)) else None
+    if digest is not None and isinstance(records, ChunkedRecords):
+        records.see = digest.add
     shown = arguments.progress if kind != "ols" or callable(arguments.progress) else False
     with reporter(shown) as progress:
         made = fit(formula.design, records, model.layout,
                    Options(threads=arguments.threads or 0, progress=progress, **options))
-    results = KINDS[kind](model, made, _extras(made, records, arguments))
+    if digest is not None and isinstance(records, Records):
+        digest.add(records, are_all_used=made.counts.used == made.counts.read)
+    extras = _extras(made, records, arguments)
+    extras.digest = None if digest is None else digest.text
+    results = KINDS[kind](model, made, extras)
     for doubt in [*formula.doubts, *lost_columns(made, records)]:
         warnings.warn(doubt, DataWarning, stacklevel=3)
     results.warn()
@@ -252,6 +261,16 @@ def _class_options(model: Model, arguments: Arguments) -> dict[str, Any]:
                         f"reference. Its classes are {listed(classes)}.")
     return {"n_categories": len(classes), "max_iterations": arguments.max_iterations,
             "reference": FIRST_OBSERVED if reference is None else classes.index(reference)}
+
+
+def _digest(model: Model) -> RecordDigest | None:
+    """That of the records to be used; None where the classes have no texts in a table."""
+    if model.classes is None:
+        return RecordDigest(model.layout, None)
+    try:
+        return RecordDigest(model.layout, level_texts(model.formula.response, model.classes)[0])
+    except QvregError:
+        return None
 
 
 def _extras(made: Fit, records: Records | ChunkedRecords, arguments: Arguments) -> Extras:

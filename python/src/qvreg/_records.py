@@ -97,11 +97,17 @@ class ChunkedRecords:
         Starts a pass: gives the records of every chunk.
     names : list of str
         What messages call the columns.
+
+    Attributes
+    ----------
+    see : callable, optional
+        Called with every chunk of the first pass that a source makes.
     """
 
     def __init__(self, make: Callable[[], Iterator[Records]], names: list[str]) -> None:
         self._make = make
         self.names = names
+        self.see: Callable[[Records], None] | None = None
 
     def blocks(self) -> Iterator[Records]:
         """The records of all chunks, not more than `BLOCK_ROWS` at a time."""
@@ -121,7 +127,7 @@ class ChunkedRecords:
 
     def attach(self, _settings: lib.Handle, call: Any, _threads: int) -> lib.Handle:
         """The records as a source of the library, which reads them on the thread that waits for `call`."""
-        reading = _Reading(self._make)
+        reading = _Reading(self._make, self.see)
         read, restart = call.back(reading.read), call.back(reading.restart)
 
         def next_block(_user: Any, block: Any) -> int:
@@ -146,13 +152,16 @@ _FAILED = -1
 class _Reading:
     """The chunk of a pass that the library reads, and what comes after it."""
 
-    def __init__(self, make: Callable[[], Iterator[Records]]) -> None:
+    def __init__(self, make: Callable[[], Iterator[Records]], see: Callable[[Records], None] | None) -> None:
         self._make = make
+        self._see = see
+        self._n_passes = 0
         self._chunks = iter(())
         self._held: Any = None
 
     def restart(self) -> bool:
         self._chunks = iter(self._make())
+        self._n_passes += 1
         return True
 
     def read(self) -> tuple:
@@ -160,6 +169,8 @@ class _Reading:
         chunk = next(self._chunks, None)
         if chunk is None:
             return ()
+        if self._see is not None and self._n_passes == 1:
+            self._see(chunk)
         described = chunk.described()
         self._held = (chunk, described)
         return ctypes.cast(described, ctypes.POINTER(lib.TypedColumn)), chunk.n_rows

@@ -15,7 +15,7 @@ from ._fit import Fit
 from ._hypotheses import ContrastResults, Estimates, WaldResults
 from ._labels import frame, index_of, series
 from ._model import Extras, Model
-from ._saving import pack, write_file
+from ._saving import is_pmml, pack, write_file
 from ._summary import SummaryTable
 
 
@@ -217,9 +217,13 @@ class Results:
         Parameters
         ----------
         path : str or path
-            The file, which is replaced if there is one.
+            The file, which is replaced if there is one. One that ends in ``.pmml`` or ``.xml`` is
+            written as PMML, which ``qvreg score``, ``show``, ``compare`` and ``sql`` read as well:
+            of models whose terms are columns, ``C()``, ``Q()``, ``center()`` and ``standardize()``.
         """
-        write_file(path, self._packed())
+        from ._pmml_results import to_pmml  # which imports this module
+
+        write_file(path, to_pmml(self) if is_pmml(path) else self._packed())
 
     def _packed(self) -> bytes:
         return pack({"model": self.model.to_dict(), "extras": self._extras.to_dict()},

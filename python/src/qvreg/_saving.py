@@ -17,6 +17,7 @@ import numpy as np
 
 from .errors import DataError, QvregError
 
+ARCHIVE_START = b"PK"
 _FORMAT = 1
 _DESCRIPTION, _MODEL = "model.json", "model.qvreg"
 
@@ -42,6 +43,11 @@ def unpack(packed: bytes, name: str) -> tuple[dict, bytes]:
         raise DataError(f"{name} was saved in format {description.get('format')}; this version reads format "
                         f"{_FORMAT}. Install a newer version.")
     return description, model
+
+
+def is_pmml(path: str | os.PathLike) -> bool:
+    """Whether a path is that of PMML, as the command has it."""
+    return Path(path).suffix.lower() in (".pmml", ".xml")
 
 
 def write_file(path: str | os.PathLike, packed: bytes) -> None:
