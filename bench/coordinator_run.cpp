@@ -1,10 +1,13 @@
 // What one process does for a fit whose records are elsewhere: sends a request for each pass,
 // merges the answers of many workers, solves. The answers are made up: one worker computes its
-// answer from few records, and stands for all. Prints for each pass the bytes of the request and of
-// an answer, the seconds of the merges and those of the solution before the request.
+// answer from few records, and stands for all. Prints for each pass what it learns (see
+// docs/architecture.md), the bytes of the request and of an answer, the seconds of the merges and
+// those of the solution before the request.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -16,6 +19,7 @@
 #include "bench/RunReport.h"
 #include "bench/Stopwatch.h"
 #include "bench/UniformNumbers.h"
+#include "qvreg/component/IQvPassSums.h"
 #include "qvreg/qvreg.h"
 
 namespace {
@@ -23,17 +27,23 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 constexpr int kMoreRecords = 64;  ///< Than columns, so that none is redundant.
 
-/// Records of uniform numbers; the last is a class where there are some.
+/// Covariates, uniform in [-1, 1), factors, and last a class where there are some: every level of a
+/// factor occurs with every class. Else the last is uniform, too.
 class MadeUpRecords : public QvCommon::MultiPassRecordIter {
  public:
-  MadeUpRecords(int size, int classes)
-      : classes_(classes), records_(size + kMoreRecords), record_(size) {}
+  explicit MadeUpRecords(const qvbench::ClassRecords& shape)
+      : shape_(shape), records_(shape.covariates + kMoreRecords), record_(shape.Size()) {
+    for (const int count : shape.levels) {
+      records_ = std::max(records_ + count, 2 * count * shape.classes);
+    }
+  }
 
   [[nodiscard]] bool HasMore() const override { return next_ < records_; }
   const QvCommon::Record* Next() override {
-    const int last = record_.Size() - 1;
-    for (int i = 0; i <= last; ++i) record_[i] = numbers_.Next();
-    if (classes_ > 0) record_[last] = next_ % classes_;
+    for (int i = 0; i < record_.Size(); ++i) record_[i] = numbers_.Next();
+    int var = shape_.covariates;
+    for (const int count : shape_.levels) record_[var++] = next_ / shape_.classes % count;
+    if (shape_.classes > 0) record_[shape_.Dependent()] = next_ % shape_.classes;
     ++next_;
     return &record_;
   }
@@ -47,7 +57,7 @@ class MadeUpRecords : public QvCommon::MultiPassRecordIter {
   }
 
  private:
-  int classes_;
+  qvbench::ClassRecords shape_;
   int records_;
   QvCommon::Record record_;
   qvbench::UniformNumbers numbers_;
@@ -57,7 +67,7 @@ class MadeUpRecords : public QvCommon::MultiPassRecordIter {
 class Coordinator : public IQvPassRunner {
  public:
   Coordinator(int workers, MadeUpRecords& records) : workers_(workers), records_(records) {
-    std::printf("  pass      request       answer      merging     solution before it\n");
+    std::printf("  pass                request       answer      merging     solution before it\n");
   }
 
   QvCommon::QvStatus Run(const Bytes& request, QvCancelInfo& /*cancel*/, Bytes& answer) override {
@@ -68,13 +78,32 @@ class Coordinator : public IQvPassRunner {
     const qvbench::Elapsed begin = watch_.Now();
     status = MergeAll(request, one, answer);
     const qvbench::Elapsed end = watch_.Now();
-    std::printf("  %4d %12zu B %12zu B %8.3f s cpu %8.3f s cpu\n", ++passes_, request.size(),
-                one.size(), (end - begin).cpu, (asked - answered_).cpu);
+    std::printf("  %-14s %10zu B %12zu B %8.3f s cpu %8.3f s cpu\n", NameOf(request),
+                request.size(), one.size(), (end - begin).cpu, (asked - answered_).cpu);
     answered_ = end;
     return status;
   }
 
  private:
+  /// What the pass learns: the number behind the head of a request.
+  static const char* NameOf(const Bytes& request) {
+    constexpr std::size_t kHeadSize = 24;
+    switch (static_cast<QvPassKind>(request.at(kHeadSize))) {
+      case QvPassKind::kTables:
+        return "tables";
+      case QvPassKind::kProducts:
+        return "products";
+      case QvPassKind::kResiduals:
+        return "residuals";
+      case QvPassKind::kDerivatives:
+        return "derivatives";
+      case QvPassKind::kClassification:
+        return "classification";
+      default:
+        return "?";
+    }
+  }
+
   /// As if the answers arrived in the order of the parts: an answer is merged with its neighbour as
   /// soon as both are there, so that no more than log2 of the workers wait.
   QvCommon::QvStatus MergeAll(const Bytes& request, const Bytes& one, Bytes& whole) {
@@ -101,7 +130,6 @@ class Coordinator : public IQvPassRunner {
   QvPassWorker worker_;
   qvbench::Stopwatch watch_;
   qvbench::Elapsed answered_;
-  int passes_ = 0;
 };
 
 bool FitAndPrint(QvRegSettings& settings, int workers, MadeUpRecords& records) {
@@ -121,24 +149,30 @@ bool FitAndPrint(QvRegSettings& settings, int workers, MadeUpRecords& records) {
   return true;
 }
 
+int PrintUsage() {
+  std::fprintf(
+      stderr, "usage: bench_coordinator_run WORKERS COVARIATES [--refine | CLASSES [LEVELS...]]\n");
+  return 2;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  const long workers = argc >= 3 ? qvbench::PositiveArgument(argv[1]) : -1;
-  const long covariates = argc >= 3 ? qvbench::PositiveArgument(argv[2]) : -1;
-  const long classes = argc == 4 ? qvbench::PositiveArgument(argv[3]) : 0;
-  if (argc > 4 || workers < 0 || covariates < 0 || classes < 0 || classes == 1) {
-    std::fprintf(stderr, "usage: bench_coordinator_run WORKERS COVARIATES [CLASSES]\n");
-    return 2;
+  if (argc < 3) return PrintUsage();
+  const auto workers = static_cast<int>(qvbench::PositiveArgument(argv[1]));
+  const bool isRefined = argc == 4 && std::strcmp(argv[3], "--refine") == 0;
+  if (workers < 0) return PrintUsage();
+  if (argc == 3 || isRefined) {
+    const auto covariates = static_cast<int>(qvbench::PositiveArgument(argv[2]));
+    if (covariates < 0) return PrintUsage();
+    MadeUpRecords records({.covariates = covariates, .classes = 0, .levels = {}});
+    qvbench::LinearModel model(covariates, {}, isRefined);
+    return FitAndPrint(model.Settings(), workers, records) ? 0 : 1;
   }
-  const auto nCovariates = static_cast<int>(covariates);
-  const auto nClasses = static_cast<int>(classes);
-  MadeUpRecords records(nCovariates + 1, nClasses);
-  if (classes == 0) {
-    qvbench::LinearModel model(nCovariates, {}, false);
-    return FitAndPrint(model.Settings(), static_cast<int>(workers), records) ? 0 : 1;
-  }
-  qvbench::ClassModel model({.covariates = nCovariates, .classes = nClasses, .levels = {}});
+  const auto shape = qvbench::ClassRecords::FromArguments(argc - 2, argv + 2);
+  if (!shape) return PrintUsage();
+  MadeUpRecords records(*shape);
+  qvbench::ClassModel model(*shape);
   qvbench::Require(model.Settings().SetMaxIterations(2));  // the others cost the same
-  return FitAndPrint(model.Settings(), static_cast<int>(workers), records) ? 0 : 1;
+  return FitAndPrint(model.Settings(), workers, records) ? 0 : 1;
 }

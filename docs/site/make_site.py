@@ -35,7 +35,8 @@ def for_markdown(text):
 
 
 def documents_of(root):
-    files = [root / name for name in ("README.md", "CONTRIBUTING.md", "CHANGELOG.md", "python/README.md")]
+    files = [root / name for name in ("README.md", "CONTRIBUTING.md", "CHANGELOG.md", "SECURITY.md",
+                                   "python/README.md")]
     return files + sorted((root / "docs").glob("*.md"))
 
 
