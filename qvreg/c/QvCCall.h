@@ -73,12 +73,15 @@ Number NotNegative(Number value, const char* name) {
                                            std::to_string(value) + "; it must be 0 or more.");
 }
 
+inline QvCRefusal TooLarge(std::size_t size, const char* name, int most) {
+  return {QVREG_BAD_ARGUMENT, std::string("The argument ") + name + " is " + std::to_string(size) +
+                                  ", and " + std::to_string(most) + " is the most it may be."};
+}
+
 /// A size that the library counts in an int; `name` is the argument's.
 inline int Size(std::size_t size, const char* name) {
   if (size <= static_cast<std::size_t>(INT_MAX)) return static_cast<int>(size);
-  throw QvCRefusal(QVREG_BAD_ARGUMENT, std::string("The argument ") + name + " is " +
-                                           std::to_string(size) + ", and " +
-                                           std::to_string(INT_MAX) + " is the most it may be.");
+  throw TooLarge(size, name, INT_MAX);
 }
 
 /// The same for a size of 1 or more.
@@ -86,6 +89,12 @@ inline int PositiveSize(std::size_t size, const char* name) {
   if (size > 0) return Size(size, name);
   throw QvCRefusal(QVREG_BAD_ARGUMENT,
                    std::string("The argument ") + name + " is 0; it must be 1 or more.");
+}
+
+/// The size of the records of a source, for which memory is taken before there are any.
+inline int RecordSize(std::size_t size, const char* name) {
+  if (size <= QVREG_MAX_RECORD_SIZE) return PositiveSize(size, name);
+  throw TooLarge(size, name, QVREG_MAX_RECORD_SIZE);
 }
 
 /// An index below `count`; `what` is what it counts.

@@ -11,7 +11,7 @@
 #include "qvreg/c/QvCSource.h"
 
 using QvCCheck::NotNull;
-using QvCCheck::PositiveSize;
+using QvCCheck::RecordSize;
 
 namespace {
 
@@ -160,7 +160,7 @@ class BlockSource : public GatheringSource {
 template <typename Column>
 void MakeSource(const Column* columns, size_t n_columns, size_t n_records, qvreg_source** source) {
   NotNull(columns, "columns");
-  PositiveSize(n_columns, "n_columns");
+  RecordSize(n_columns, "n_columns");
   auto all = std::make_shared<const QvCColumns>(columns, n_columns, n_records > 0);
   QvCMake(source, "source", std::make_unique<ColumnSource>(std::move(all), 0, n_records));
 }
@@ -209,7 +209,7 @@ int32_t qvreg_source_create_blocks(const qvreg_block_callbacks* callbacks, qvreg
   return QvCCall(error, [&] {
     const qvreg_block_callbacks from = QvCStruct::Take(callbacks, "callbacks");
     QvCRequireNext(from.next != nullptr);
-    PositiveSize(from.n_columns, "n_columns");
+    RecordSize(from.n_columns, "n_columns");
     QvCMake(source, "source", std::make_unique<BlockSource>(from));
   });
 }

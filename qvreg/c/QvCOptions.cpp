@@ -79,6 +79,9 @@ void Write(const qvreg_logistic_options& options, QvLogRegSettings& settings) {
   // Each setter says itself what it takes: they are tried on a copy.
   QvLogRegSettings tried = settings;
   Require(options.n_categories >= 2, "n_categories", options.n_categories, "2 or more");
+  Require(options.n_categories <= QVREG_MAX_CATEGORIES, "n_categories", options.n_categories,
+          "16777216 or less");
+  static_assert(QVREG_MAX_CATEGORIES == 16777216);
   Require(tried.SetDependentRefCat(options.reference_category, options.n_categories),
           "reference_category", options.reference_category,
           "a code below n_categories, QVREG_LAST_OBSERVED or QVREG_FIRST_OBSERVED");

@@ -81,8 +81,8 @@ class CallbackCancel : public QvQueryCancel {
   void* fUser;
 };
 
-/// Variables are counted in an int too, and there is one more of them.
-constexpr int kHighestVariable = INT_MAX - 1;
+/// Settings keep a role for every variable below the highest one.
+constexpr int kHighestVariable = QVREG_MAX_RECORD_SIZE - 1;
 
 /// Throws the refusal unless a variable may be given a role.
 void RequireFree(const QvRegSettings& settings, int variable, const char* role) {
@@ -208,10 +208,13 @@ int32_t qvreg_settings_add_factor(qvreg_settings* settings, int32_t variable, in
                                   qvreg_error* error) {
   return QvCCall(error, [&] {
     QvCSettings& to = Valid(settings).fSettings;
-    if (n_categories < 1) {
+    if (n_categories < 1 || n_categories > QVREG_MAX_CATEGORIES) {
+      const std::string rule = n_categories < 1
+                                   ? "it has 1 or more."
+                                   : "it has at most " + std::to_string(QVREG_MAX_CATEGORIES) + ".";
       throw QvCRefusal(QVREG_SETTING_REFUSED,
                        "Variable " + std::to_string(variable) + " cannot be a factor of " +
-                           std::to_string(n_categories) + " categories; it has 1 or more.");
+                           std::to_string(n_categories) + " categories; " + rule);
     }
     GiveRole(to, variable, "a factor",
              [=](QvRegSettings& changed) { return changed.AddFactor(variable, n_categories) > 0; });

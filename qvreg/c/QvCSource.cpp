@@ -7,7 +7,7 @@
 #include <vector>
 
 using QvCCheck::NotNull;
-using QvCCheck::PositiveSize;
+using QvCCheck::RecordSize;
 using QvCCheck::Valid;
 
 QvCSource::QvCSource(int recordSize) : fRecordSize(recordSize), fCurrent(recordSize) {
@@ -215,7 +215,7 @@ int32_t qvreg_source_create_callbacks(const qvreg_record_callbacks* callbacks,
   return QvCCall(error, [&] {
     const qvreg_record_callbacks from = QvCStruct::Take(callbacks, "callbacks");
     QvCRequireNext(from.next != nullptr);
-    const int size = PositiveSize(from.record_size, "record_size");
+    const int size = RecordSize(from.record_size, "record_size");
     QvCMake(source, "source", std::make_unique<CallbackSource>(from, size));
   });
 }
@@ -224,7 +224,7 @@ int32_t qvreg_source_open_file(const char* path, size_t record_size, qvreg_sourc
                                qvreg_error* error) {
   return QvCCall(error, [&] {
     NotNull(path, "path");
-    const int size = PositiveSize(record_size, "record_size");
+    const int size = RecordSize(record_size, "record_size");
     QvCMake(source, "source", QvCOpenFile(path, size));
   });
 }

@@ -136,6 +136,13 @@ QVREG_EXPORT const char* qvreg_code_text(int32_t code);
 #define QVREG_MESSAGE_SIZE 512
 /** A status has whole numbers and real numbers attached under the indices below this one. */
 #define QVREG_MAX_DATA 4
+/** The most values of a record. It, and the positions of variables, decide about memory before
+ * there is a record: so many take 8 MB. */
+#define QVREG_MAX_RECORD_SIZE 1048576
+/** The most categories of a factor or of a dependent. Each is counted from the first pass on,
+ * whether it occurs or not: so many take 256 MB, and far fewer have parameters that a machine has
+ * room for. */
+#define QVREG_MAX_CATEGORIES 16777216
 
 /** The result of a call, or a status that was asked for. Start it with QVREG_ERROR_INIT. */
 typedef struct qvreg_error {
@@ -181,7 +188,7 @@ enum qvreg_next {
 /** The host's own data: two callbacks. */
 typedef struct qvreg_record_callbacks {
   size_t struct_size; /**< sizeof(qvreg_record_callbacks), set by the host. */
-  size_t record_size; /**< How many values a record has, 1 or more. */
+  size_t record_size; /**< How many values a record has, 1 to QVREG_MAX_RECORD_SIZE. */
   void* user;         /**< Handed to the callbacks. */
   /** Writes the next record of the pass, `record_size` values, to `record`, and returns
    * QVREG_NEXT_RECORD; or returns QVREG_NEXT_END; or, when it failed, a number of the host's own.
@@ -273,7 +280,7 @@ typedef struct qvreg_block {
 /** The host's own data, many records at a time: a table that is read in pieces. */
 typedef struct qvreg_block_callbacks {
   size_t struct_size; /**< sizeof(qvreg_block_callbacks), set by the host. */
-  size_t n_columns;   /**< How many values a record has, 1 or more. */
+  size_t n_columns;   /**< How many values a record has, 1 to QVREG_MAX_RECORD_SIZE. */
   void* user;         /**< Handed to the callbacks. */
   /** Writes the next records of the pass to `block`, which is zeros but for its struct_size, and
    * returns QVREG_NEXT_RECORD; or returns QVREG_NEXT_END; or, when it failed, a number of the
@@ -284,13 +291,13 @@ typedef struct qvreg_block_callbacks {
 } qvreg_block_callbacks;
 
 /** Makes a `source` of the host's `callbacks`, which are copied. QVREG_BAD_ARGUMENT for a record
- * size of 0 or above 2^31 - 1. */
+ * size of 0 or above QVREG_MAX_RECORD_SIZE. */
 QVREG_EXPORT int32_t qvreg_source_create_callbacks(const qvreg_record_callbacks* callbacks,
                                                    qvreg_source** source, qvreg_error* error);
 /** Makes a `source` of `n_columns` variables in memory, `columns`, with `n_records` records. The
  * array of columns is copied, their values are not: they stay as they are until the source is
  * destroyed and no run reads it, nor threads of settings (qvreg_settings_set_threads).
- * QVREG_BAD_ARGUMENT for no column or above 2^31 - 1 of them. */
+ * QVREG_BAD_ARGUMENT for no column or above QVREG_MAX_RECORD_SIZE of them. */
 QVREG_EXPORT int32_t qvreg_source_create_columns(const qvreg_column* columns, size_t n_columns,
                                                  size_t n_records, qvreg_source** source,
                                                  qvreg_error* error);
@@ -298,17 +305,17 @@ QVREG_EXPORT int32_t qvreg_source_create_columns(const qvreg_column* columns, si
  * records. The array of columns is copied, and nothing that it points to: that stays as it is until
  * the source is destroyed and no run reads it, nor threads of settings
  * (qvreg_settings_set_threads). Columns of doubles are read as fast as those of
- * qvreg_source_create_columns. QVREG_BAD_ARGUMENT for no column or above 2^31 - 1 of them, an
- * unknown type, mask or treatment, a missing code that the type cannot have, and a map or a missing
- * code of a column that is not of whole numbers; QVREG_BAD_STRUCT_SIZE, too, for columns of
- * different sizes. */
+ * qvreg_source_create_columns. QVREG_BAD_ARGUMENT for no column or above QVREG_MAX_RECORD_SIZE of
+ * them, an unknown type, mask or treatment, a missing code that the type cannot have, and a map or
+ * a missing code of a column that is not of whole numbers; QVREG_BAD_STRUCT_SIZE, too, for columns
+ * of different sizes. */
 QVREG_EXPORT int32_t qvreg_source_create_typed_columns(const qvreg_typed_column* columns,
                                                        size_t n_columns, size_t n_records,
                                                        qvreg_source** source, qvreg_error* error);
 /** Makes a `source` of the host's `callbacks`, which are copied and called for many records at a
  * time. Its records come one after the other: threads of settings cannot share it. A block whose
  * columns qvreg_source_create_typed_columns would refuse ends the run with the code of that.
- * QVREG_BAD_ARGUMENT for no column or above 2^31 - 1 of them. */
+ * QVREG_BAD_ARGUMENT for no column or above QVREG_MAX_RECORD_SIZE of them. */
 QVREG_EXPORT int32_t qvreg_source_create_blocks(const qvreg_block_callbacks* callbacks,
                                                 qvreg_source** source, qvreg_error* error);
 
@@ -335,7 +342,7 @@ QVREG_EXPORT int32_t qvreg_column_summarize(const qvreg_typed_column* column, si
 /** Opens a record file as a `source`: rows of `record_size` doubles in the machine's byte order,
  * one after the other, with no header, separators or trailer. `path` is UTF-8 on every system.
  * QVREG_CANNOT_OPEN when the file cannot be opened, or is a folder, a pipe or a device;
- * QVREG_BAD_ARGUMENT for a record size of 0 or above 2^31 - 1. */
+ * QVREG_BAD_ARGUMENT for a record size of 0 or above QVREG_MAX_RECORD_SIZE. */
 QVREG_EXPORT int32_t qvreg_source_open_file(const char* path, size_t record_size,
                                             qvreg_source** source, qvreg_error* error);
 /** Gives `source` back, and closes its file. */
@@ -376,13 +383,14 @@ QVREG_EXPORT int32_t qvreg_settings_validate(const qvreg_settings* settings, qvr
 
 /** Makes `variable` the dependent of `settings`, once: a number, or for a logistic model a category
  * code. This and the other functions that give a role return QVREG_SETTING_REFUSED when `variable`
- * has one already, is negative or 2^31 - 1; on any error the settings stay as they were. */
+ * has one already, is negative or no position in a record of QVREG_MAX_RECORD_SIZE; on any error
+ * the settings stay as they were. */
 QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_set_dependent(qvreg_settings* settings,
                                                                 int32_t variable,
                                                                 qvreg_error* error);
 /** Adds `variable` to `settings` as a factor with codes 0 .. `n_categories` - 1; a record whose
  * code is `n_categories` is left out, a higher code ends the run with QVREG_BAD_CATEGORY.
- * QVREG_SETTING_REFUSED for no category, too. */
+ * QVREG_SETTING_REFUSED for no category and for more than QVREG_MAX_CATEGORIES, too. */
 QVREG_CHECKED QVREG_EXPORT int32_t qvreg_settings_add_factor(qvreg_settings* settings,
                                                              int32_t variable, int32_t n_categories,
                                                              qvreg_error* error);

@@ -182,6 +182,8 @@ void ExpectRefused(Value qvreg_logistic_options::*field, Value value, const std:
 
 TEST(COptions, RefuseLogisticOptionsByName) {
   using Options = qvreg_logistic_options;
+  ExpectRefused(&Options::n_categories, QVREG_MAX_CATEGORIES + 1,
+                "n_categories = 16777217; it must be 16777216 or less");
   ExpectRefused(&Options::n_categories, 1, "n_categories = 1; it must be 2 or more");
   ExpectRefused(&Options::reference_category, 2,
                 "reference_category = 2; it must be a code below n_categories, "

@@ -242,6 +242,29 @@ TEST(CSettings, StayAsTheyWereWhenMemoryRunsOut) {
   EXPECT_EQ(Roles(settings).counts.frequency_weight, 700);
 }
 
+TEST(CSettings, RefuseMoreCategoriesThanTheyCount) {
+  const CSettings settings = Make(QVREG_MODEL_LINEAR);
+  qvreg_settings* s = settings.get();
+  qvreg_error error = QVREG_ERROR_INIT;
+  EXPECT_EQ(qvreg_settings_add_factor(s, 1, QVREG_MAX_CATEGORIES, nullptr), QVREG_OK);
+  EXPECT_EQ(qvreg_settings_add_factor(s, 2, QVREG_MAX_CATEGORIES + 1, &error),
+            QVREG_SETTING_REFUSED);
+  EXPECT_STREQ(error.message,
+               "Variable 2 cannot be a factor of 16777217 categories; it has at most 16777216.");
+  EXPECT_EQ(qvreg_settings_add_factor(s, 2, INT_MAX, nullptr), QVREG_SETTING_REFUSED);
+  EXPECT_EQ(RolesOf(s).n_factors, 1);
+}
+
+TEST(CSettings, RefuseVariablesThatNoRecordHas) {
+  const CSettings settings = Make(QVREG_MODEL_LINEAR);
+  qvreg_settings* s = settings.get();
+  qvreg_error error = QVREG_ERROR_INIT;
+  EXPECT_EQ(qvreg_settings_add_covariate(s, QVREG_MAX_RECORD_SIZE, &error), QVREG_SETTING_REFUSED);
+  EXPECT_STREQ(error.message, "Variable 1048576 cannot be a covariate; 1048575 is the highest.");
+  EXPECT_EQ(qvreg_settings_add_covariate(s, QVREG_MAX_RECORD_SIZE - 1, nullptr), QVREG_OK);
+  EXPECT_EQ(RolesOf(s).n_covariates, 1);
+}
+
 TEST(CSettings, RefuseTheHighestNumberAsAVariable) {
   const CEveryKind of(false);
   qvreg_settings* settings = of.settings.get();
@@ -256,8 +279,7 @@ TEST(CSettings, RefuseTheHighestNumberAsAVariable) {
             QVREG_SETTING_REFUSED);
   qvreg_error error = QVREG_ERROR_INIT;
   EXPECT_EQ(qvreg_settings_add_covariate(settings, INT_MAX, &error), QVREG_SETTING_REFUSED);
-  EXPECT_STREQ(error.message,
-               "Variable 2147483647 cannot be a covariate; 2147483646 is the highest.");
+  EXPECT_STREQ(error.message, "Variable 2147483647 cannot be a covariate; 1048575 is the highest.");
   Roles(settings).ExpectSameAs(before);
 }
 

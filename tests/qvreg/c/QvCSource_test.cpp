@@ -135,7 +135,8 @@ TEST(CSource, MayHaveNoRecords) {
 TEST(CSource, RefusesRecordsOfNoSizeOrTooMuch) {
   CRecordFeed feed = ThreeRecords();
   const qvreg_column column = {nullptr, 1};
-  for (const std::size_t size : {std::size_t{0}, std::numeric_limits<std::size_t>::max()}) {
+  for (const std::size_t size : {std::size_t{0}, std::size_t{QVREG_MAX_RECORD_SIZE} + 1,
+                                 std::numeric_limits<std::size_t>::max()}) {
     qvreg_record_callbacks callbacks = feed.Callbacks();
     callbacks.record_size = size;
     qvreg_source* source = nullptr;
