@@ -1,61 +1,50 @@
-"""The C interface of the library for ctypes, as far as these tests need it."""
+"""The C interface of the library for ctypes, as far as these tests need it.
+
+Its structures are those of the Python package; the package itself needs numpy, and these tests do not.
+"""
 
 import ctypes
-from ctypes import c_char, c_double, c_int32, c_int64, c_size_t, c_ssize_t, c_void_p
+import importlib.util
+import pathlib
+from ctypes import c_double, c_int32, c_size_t, c_ssize_t, c_void_p
 from dataclasses import dataclass
 
-MISSING = -1.7976931348623157e308
 
-LINEAR, LOGISTIC = 0, 1
-LAST_OBSERVED, FIRST_OBSERVED = -1, -2
-RMSE, R_SQUARE, COX_SNELL, NAGELKERKE, MCFADDEN = range(5)
-NEXT_END, NEXT_RECORD = 0, 1
+def structures_of_package():
+    path = pathlib.Path(__file__).resolve().parents[2] / "python" / "src" / "qvreg" / "_structures.py"
+    spec = importlib.util.spec_from_file_location("structures", path)
+    module = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(module)
+    return module
+
+
+structures = structures_of_package()
+MISSING = structures.MISSING_VALUE
+LINEAR, LOGISTIC = structures.LINEAR, structures.LOGISTIC
+LAST_OBSERVED, FIRST_OBSERVED = -1, structures.FIRST_OBSERVED
+RMSE, R_SQUARE = structures.FIT_RMSE, structures.FIT_R_SQUARE
+COX_SNELL, NAGELKERKE, MCFADDEN = structures.FIT_COX_SNELL, structures.FIT_NAGELKERKE, structures.FIT_MCFADDEN
+NEXT_END, NEXT_RECORD = structures.NEXT_END, structures.NEXT_RECORD
 
 CANCELLED, NO_RECORDS, UNREADABLE_RECORD, BAD_CATEGORY = 1, 307, 314, 316
 NULL_HANDLE, BAD_HANDLE, SETTING_REFUSED, WRONG_MODEL, NOT_SERVED = 1001, 1002, 1008, 1009, 1010
 CANNOT_OPEN = 1011
 
-
-class Sized(ctypes.Structure):
-    """A structure that begins with its own size."""
-
-    def __init__(self, **fields):
-        super().__init__(struct_size=ctypes.sizeof(type(self)), **fields)
+Progress, ProgressCallback = structures.Progress, structures.ProgressCallback
+LogisticOptions, Summary = structures.LogisticOptions, structures.Summary
+LogisticSummary, ScaledSummary = structures.LogisticSummary, structures.ScaledSummary
 
 
-class ErrorStruct(Sized):
-    _fields_ = [("struct_size", c_size_t), ("code", c_int32), ("is_warning", c_int32),
-                ("has_discrete", c_int32 * 4), ("has_scale", c_int32 * 4),
-                ("discrete", c_int64 * 4), ("scale", c_double * 4), ("message", c_char * 512)]
+class RecordCounts(structures.Sized):
+    """As the first version of the header had it: without ``used_later``."""
+
+    _fields_ = structures.RecordCounts._fields_[:6]
 
 
-class RecordCounts(Sized):
-    _fields_ = [("struct_size", c_size_t), ("read", c_int64), ("used", c_int64),
-                ("missing", c_int64), ("bad_weight", c_int64), ("out_of_range", c_int64)]
+class Options(structures.Sized):
+    """As the first version of the header had it: without ``max_refinements``."""
 
-
-class Options(Sized):
-    _fields_ = [("struct_size", c_size_t), ("tolerance", c_double),
-                ("confidence_level", c_double), ("degrees_of_freedom", c_double),
-                ("use_intercept", c_int32), ("refine_estimates", c_int32),
-                ("test_type", c_int32), ("p_adjustment", c_int32), ("covariance_type", c_int32),
-                ("reserved", c_int32)]
-
-
-class LogisticOptions(Sized):
-    _fields_ = [("struct_size", c_size_t), ("n_categories", c_int32),
-                ("reference_category", c_int32), ("ll_criterion", c_double),
-                ("param_criterion", c_double), ("is_ll_change_absolute", c_int32),
-                ("is_param_change_absolute", c_int32), ("max_iterations", c_int32),
-                ("max_step_halvings", c_int32), ("starting_iteration", c_int32),
-                ("iteration_frequency", c_int32), ("use_pattern_tabulator", c_int32),
-                ("reserved", c_int32)]
-
-
-class Progress(ctypes.Structure):
-    _fields_ = [("struct_size", c_size_t), ("iteration", c_int32), ("step_halvings", c_int32),
-                ("log_likelihood", c_double), ("seconds", c_double),
-                ("estimates", ctypes.POINTER(c_double)), ("n_estimates", c_size_t)]
+    _fields_ = structures.Options._fields_[:10]
 
 
 class Column(ctypes.Structure):
@@ -65,31 +54,11 @@ class Column(ctypes.Structure):
 NextCallback = ctypes.CFUNCTYPE(c_int32, c_void_p, ctypes.POINTER(c_double), c_size_t)
 RewindCallback = ctypes.CFUNCTYPE(c_int32, c_void_p)
 CancelCallback = ctypes.CFUNCTYPE(c_int32, c_void_p)
-ProgressCallback = ctypes.CFUNCTYPE(None, c_void_p, ctypes.POINTER(Progress))
 
 
-class RecordCallbacks(Sized):
+class RecordCallbacks(structures.Sized):
     _fields_ = [("struct_size", c_size_t), ("record_size", c_size_t), ("user", c_void_p),
                 ("next", NextCallback), ("rewind", RewindCallback)]
-
-
-class Summary(Sized):
-    _fields_ = [("struct_size", c_size_t), ("model", c_int32), ("n_parameters", c_int32),
-                ("n_kept", c_int32), ("n_factors", c_int32),
-                ("total_frequency_weight", c_double), ("total_regression_weight", c_double),
-                ("degrees_of_freedom", c_double)]
-
-
-class LogisticSummary(Sized):
-    _fields_ = [("struct_size", c_size_t), ("n_categories", c_int32), ("outcome", c_int32),
-                ("iterations", c_int32), ("step_halvings", c_int32),
-                ("initial_log_likelihood", c_double), ("final_log_likelihood", c_double),
-                ("ll_change", c_double), ("param_change", c_double)]
-
-
-class ScaledSummary(Sized):
-    _fields_ = [("struct_size", c_size_t), ("dependent_exponent", c_int32), ("reserved", c_int32),
-                ("rmse", c_double)]
 
 
 class Error(Exception):
@@ -111,7 +80,7 @@ class Library:
         self.functions.qvreg_version_string.restype = ctypes.c_char_p
 
     def call(self, function, *arguments):
-        error = ErrorStruct()
+        error = structures.Error()
         code = getattr(self.functions, "qvreg_" + function)(*arguments, ctypes.byref(error))
         if code != 0:
             raise Error(code, error)
