@@ -27,6 +27,14 @@ def test_chunks_give_what_the_whole_gives(table, model, formula, options):
     assert list(got.params.index) == list(expected.params.index)
 
 
+@pytest.mark.parametrize("model, formula", [("ols", "y ~ a*x + z"), ("mnlogit", "kind ~ a + x*z")])
+def test_bits_depend_neither_on_chunks_nor_on_threads(table, model, formula):
+    whole = qvreg.fit_chunks([table], formula, model)
+    for size, threads in ((7, None), (64, 1), (199, 4)):
+        got = qvreg.fit_chunks(chunks_of(table, size), formula, model, threads=threads)
+        assert (got.params == whole.params).all(axis=None) and (got.bse == whole.bse).all(axis=None)
+
+
 def test_levels_of_all_chunks(table):
     ordered = table.sort_values("a", ascending=False)
     got = qvreg.fit_chunks(chunks_of(ordered), "y ~ a")

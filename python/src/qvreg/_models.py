@@ -199,7 +199,8 @@ def fit_chunks(read: Any, formula: str, model: str = "ols", **options: Any) -> A
     model : {"ols", "logit", "mnlogit"}
         The function whose results are wanted.
     **options
-        Those of that function. Weights are names of columns.
+        Those of that function. Weights are names of columns. `threads` has no effect: chunks come one
+        after the other, so that results do not depend on where they end.
 
     Returns
     -------
