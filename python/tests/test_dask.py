@@ -232,7 +232,7 @@ def test_a_level_that_was_not_there_before(table):
     formula = Formula("y ~ a", patsy.EvalEnvironment([{}]))
     formula.learn(formula.study(Tables.whole(table), Response("y", has_classes=False)), {})
     model = Model.of("ols", formula, None, Weights())
-    plan = _dask_parts._Plan("ols", "y ~ a", {}, Weights(), formula.learned(), None, model.layout)
+    plan = _dask_parts._Plan("ols", "y ~ a", {}, Weights(), formula.learned(), formula.states(), None, model.layout)
     with pytest.raises(qvreg.DataError) as raised:
         _dask_parts._records(7, table.assign(a="new"), cloudpickle.dumps(plan))
     assert str(raised.value) == ("Partition 7: The term 'a' has the value 'new', which is none of its 3 levels "

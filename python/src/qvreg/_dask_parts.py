@@ -144,6 +144,7 @@ class _Plan:
     names: dict[str, Any]
     weights: Weights
     variables: list[list[Variable]] = field(default_factory=list)
+    states: list[dict] = field(default_factory=list)
     classes: tuple | None = None
     layout: Layout | None = None
 
@@ -154,7 +155,7 @@ class _Plan:
     def model(self) -> Model:
         """The model as it was learned."""
         formula = self.formula()
-        formula.take(self.variables)
+        formula.take(self.variables, self.states)
         return Model(self.kind, formula, self.classes, self.layout)
 
 
@@ -212,7 +213,7 @@ class Partitions:
     def records(self, model: Model, weights: Weights) -> ClusterRecords:
         """The records of a fit, on the workers."""
         plan = self._tasks.value(_Plan(model.kind, model.formula.text, self._names, weights,
-                                       model.formula.learned(), model.classes, model.layout), "records", "model")
+                                       model.formula.learned(), model.formula.states(), model.classes, model.layout), "records", "model")
         parts = self._tasks.hold(self._tasks.each("records", _records, self._tables, plan))
         self._tasks.release(self._tables)
         return ClusterRecords(self._tasks, parts, model.record_names(weights))
