@@ -31,6 +31,7 @@ endif()
 function(qvreg_add_test_program program shards)
   target_link_libraries(${program} PRIVATE nlohmann_json::nlohmann_json)
   target_precompile_headers(${program} PRIVATE <gtest/gtest.h>)
+  qvreg_join_tests(${program})
   # What is tested is optimized fully, its tests need not be: that takes a third of the time that
   # they compile, with sanitizers half of it.
   if(NOT MSVC)

@@ -13,12 +13,12 @@ namespace {
 
 using qvtest::EffectOf;
 using qvtest::EmptyEffect;
-using qvtest::kA;
-using qvtest::kB;
-using qvtest::kC;
-using qvtest::kVariables;
-using qvtest::kX;
-using qvtest::kY;
+using qvtest::effects::kA;
+using qvtest::effects::kB;
+using qvtest::effects::kC;
+using qvtest::effects::kVariables;
+using qvtest::effects::kX;
+using qvtest::effects::kY;
 using Bits = std::vector<bool>;
 using Ints = std::vector<int>;
 
