@@ -146,7 +146,8 @@ class LinearResults(Results):
 
 def residual_sum(fit: Fit) -> float:
     """The residual sum of squares."""
-    return fit.stat(lib.FIT_RMSE) ** 2 * fit.total_weight
+    with np.errstate(over="ignore"):
+        return float(np.square(np.float64(fit.stat(lib.FIT_RMSE))) * fit.total_weight)
 
 
 def normal_log_likelihood(nobs: float, ssr: float) -> float:

@@ -9,18 +9,24 @@ from collections.abc import Iterable
 import numpy as np
 
 _DECIMAL = re.compile(r"-?(\d+\.?\d*|\.\d+)([eE][-+]?\d+)?", re.ASCII)
+# Of these `float` makes numbers that are decimal, or none.
+_DECIMAL_CHARACTERS = frozenset("0123456789.e+- ")
 _USUAL_NAN = 0x7FF8000000000000
 
 
 def number_text(value: float) -> str:
     """The shortest decimal number; the plain one of two as short."""
     value = float(value)
+    text = repr(value)
+    # What is right as it is, which nearly all numbers are.
+    if ("e-" in text or 0.001 <= abs(value) < 1e15) and not text.endswith(".0"):
+        return text
     if value != value:
         bits = struct.unpack("<Q", struct.pack("<d", value))[0]
         return "NaN" if bits == _USUAL_NAN else f"NaN:{bits:x}"
     if value in (np.inf, -np.inf):
         return "INF" if value > 0 else "-INF"
-    sign, text = ("-", repr(value)[1:]) if repr(value)[0] == "-" else ("", repr(value))
+    sign, text = ("-", text[1:]) if text[0] == "-" else ("", text)
     mantissa, _, power = text.partition("e")
     whole, _, fraction = mantissa.partition(".")
     digits = (whole + fraction).lstrip("0")
@@ -78,7 +84,12 @@ def _read_nan(text: str) -> float:
 
 def read_numbers(text: str) -> np.ndarray:
     """The numbers of the whole text; a ValueError for any other."""
-    return np.array([read_number(word) for word in text.split(" ")] if text else [], np.float64)
+    words = text.split(" ") if text else []
+    if _DECIMAL_CHARACTERS.issuperset(text):
+        values = np.array([float(word) for word in words], np.float64)
+        if np.isfinite(values).all():
+            return values
+    return np.array([read_number(word) for word in words], np.float64)
 
 
 def read_whole(text: str) -> int:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import hashlib
+import re
 from collections.abc import Iterator
 from dataclasses import dataclass, field
 from typing import Any
@@ -13,6 +14,7 @@ from .errors import DataError
 MOST_BYTES = 1 << 30
 MOST_LEVELS = 64
 _WAY_OUT = "name what save() of a path that ends in .pmml, or 'qvreg fit --save', wrote."
+_NO_TEXT = re.compile("[\x00-\x08\x0b\x0c\x0e-\x1f\ud800-\udfff\ufffe\uffff]")
 _TEXT_ESCAPES = {"&": "&amp;", "<": "&lt;", ">": "&gt;", "\r": "&#13;"}
 _ATTRIBUTE_ESCAPES = {**_TEXT_ESCAPES, '"': "&quot;", "\t": "&#9;", "\n": "&#10;"}
 
@@ -72,32 +74,30 @@ def _lines(element: Element, indent: str) -> Iterator[str]:
 
 def digest(root: Element) -> str:
     """The SHA-256 of the elements, attributes and texts in their order, wherever line ends are."""
-    sums = hashlib.sha256()
-    _add(root, sums)
-    return sums.hexdigest()
+    pieces: list[str] = []
+    _add(root, pieces)
+    return hashlib.sha256("".join(pieces).encode()).hexdigest()
 
 
-def _add(element: Element, sums: Any) -> None:
-    _add_text("<", element.name, sums)
+def _add(element: Element, pieces: list[str]) -> None:
+    pieces.append(_sized("<", element.name))
     for name, value in element.attributes.items():
-        _add_text("@", name, sums)
-        _add_text("=", value, sums)
+        pieces += (_sized("@", name), _sized("=", value))
     if element.text:
-        _add_text('"', element.text, sums)
+        pieces.append(_sized('"', element.text))
     for child in element.children:
-        _add(child, sums)
-    sums.update(b">")
+        _add(child, pieces)
+    pieces.append(">")
 
 
-def _add_text(kind: str, text: str, sums: Any) -> None:
-    data = text.encode()
-    sums.update(f"{kind}{len(data)}:".encode() + data)
+def _sized(kind: str, text: str) -> str:
+    """A text so that no other pieces give the same: with the number of its bytes."""
+    return f"{kind}{len(text) if text.isascii() else len(text.encode())}:{text}"
 
 
 def is_text(text: str) -> bool:
     """Whether XML can hold a text: it has no control characters but blanks, and no half of a pair."""
-    return not any(character < " " and character not in "\t\n\r" or "\ud800" <= character <= "\udfff"
-                   or character in "\ufffe\uffff" for character in text)
+    return _NO_TEXT.search(text) is None
 
 
 def read(data: bytes, name: str) -> Element:
