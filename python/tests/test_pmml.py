@@ -215,6 +215,19 @@ def test_models_of_the_command_predict_its_bits(formula, tmp_path):
     assert_bits(as_predicted(results, scores(tmp_path / "again.pmml", table, tmp_path)), expected)
 
 
+@pytest.mark.parametrize("function, formula", [
+    (qvreg.mnlogit, "kind ~ center(x)*a + I(z**2)"), (qvreg.logit, "flag ~ a/b + x")])
+def test_models_of_the_command_have_errors_of_probabilities(function, formula, data, tmp_path):
+    path, table = tmp_path / "model.pmml", tmp_path / "table.csv"
+    data.to_csv(table, index=False)
+    run("fit", "-d", table, "-f", formula.replace("**", "^"), "-q", "--save", path)
+    results = qvreg.load(path)
+    found = results.get_prediction(data)
+    expected = function(formula, data, reference=results.reference).get_prediction(data)
+    for name in ("predicted_mean", "se_mean"):
+        np.testing.assert_allclose(getattr(found, name), getattr(expected, name), rtol=1e-6, atol=1e-9)
+
+
 def test_weights_of_the_command_are_those_of_the_likelihood(data, tmp_path):
     path, table = tmp_path / "model.pmml", tmp_path / "table.csv"
     data.to_csv(table, index=False)
@@ -235,7 +248,8 @@ def test_values_are_levels_however_they_are_written(tmp_path):
     results = qvreg.load(path)
     expected = predictions(results, values)
     for others in ({"k": values.k.astype(float)}, {"k": values.k.astype(str)},
-                   {"k": values.k.astype("Int64")}, {"k": pd.Categorical(values.k)}):
+                   {"k": values.k.astype("Int64")}, {"k": pd.Categorical(values.k)}, {"yes": values.yes == "yes"},
+                   {"yes": values.yes.str.upper()}):
         assert_bits(predictions(results, values.assign(**others)), expected)
     with pytest.raises(qvreg.DataError, match="has the value 4"):
         results.predict(values.assign(k=4))
@@ -266,8 +280,8 @@ def test_other_errors_of_the_command_are_told(tmp_path):
 
 @pytest.mark.parametrize("formula, what", [
     ("y ~ np.log(positive)", "The term 'np.log(positive)' is computed, and cannot be written as PMML: PMML has "
-     "columns, C(…), Q(…), center(…) and standardize(…) of columns; make a column of the term before the fit, or save under a "
-     "name that does not end in .pmml or .xml."),
+     "columns, C(…), Q(…), center(…) and standardize(…) of columns; make a column of the term before the fit, or save "
+     "under a name that does not end in .pmml or .xml."),
     ("y ~ bs(x, df=4)", "The term 'bs(x, df=4)' has several columns, and cannot be written as PMML: "),
     ("y ~ C(k > 2)", "The term 'C(k > 2)' is computed, and cannot be written as PMML: ")])
 def test_terms_that_are_computed_cannot_be_written(formula, what, data, tmp_path):

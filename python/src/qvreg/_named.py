@@ -2,47 +2,62 @@
 
 from __future__ import annotations
 
+from ctypes import c_size_t
 from typing import Any
 
 import numpy as np
 
 from . import _library as lib
 from ._columns import Column, codes, distinct_values, is_nullable_number, numbers
-from ._design import INTERCEPT, Parameter, Variable
+from ._design import INTERCEPT, Design, Parameter, Part, Term, Variable
 from ._pmml_variables import Reader, SavedTable, SavedVariable, add_table, read_table
 from ._tables import Table
 from ._xml import Element
 from .errors import DataError
 
-_TRUTHS = {"true": True, "false": False}
+_WORDS = {"true": True, "false": False}
+_TRUTHS = {**_WORDS, "yes": True, "no": False, "y": True, "n": False, "t": True, "f": False}
 
 
 class NamedTable:
     """As a `ParameterTable`, with the names that the command has given."""
 
-    def __init__(self, labels: list[str], is_intercept: list[bool], kept: np.ndarray) -> None:
-        self.parameters = [Parameter(label, -1 if constant else 0, {}, (index,), False)
-                           for index, (label, constant) in enumerate(zip(labels, is_intercept))]
+    def __init__(self, design: NamedDesign, parameters: list[Parameter], kept: np.ndarray) -> None:
+        self.design, self.parameters = design, parameters
         self.shown = np.flatnonzero(kept)
-        self.names = [labels[index] for index in self.shown]
-        self._left_out = [label for label, is_kept in zip(labels, kept) if not is_kept]
+        self.names = [parameters[index].name for index in self.shown]
+        self._left_out = [parameter.name for parameter, is_kept in zip(parameters, kept) if not is_kept]
 
     def redundant(self) -> list[str]:
         """Names of columns that the data do not determine."""
         return list(self._left_out)
 
 
-class NamedDesign:
-    """As a `Design`, of variables that stand anywhere in the records."""
+class NamedDesign(Design):
+    """As a `Design`, of variables by their positions in the records, and of terms that the library tells."""
 
-    def __init__(self, variables: list[Variable], labels: list[str], is_intercept: list[bool]) -> None:
-        self.variables = variables
-        self.has_intercept = self.spans_constant = any(is_intercept)
-        self._labels, self._is_intercept = labels, is_intercept
+    def __init__(self, variables: list[Variable], labels: list[str], has_intercept: bool) -> None:
+        super().__init__(variables, [], has_intercept, has_intercept)
+        self._labels = labels
 
-    def parameters(self, _results: lib.Handle, kept: np.ndarray) -> NamedTable:
-        """The parameters of one equation."""
-        return NamedTable(self._labels, self._is_intercept, kept)
+    def parameters(self, results: lib.Handle, kept: np.ndarray) -> NamedTable:
+        """The parameters of one equation of `results`."""
+        described = lib.make("parameters", "results_get_parameters", results)
+        parameters = [self._parameter(described, index) for index in range(len(kept))]
+        return NamedTable(self, parameters, kept)
+
+    def _parameter(self, described: lib.Handle, index: int) -> Parameter:
+        info = lib.get(lib.ParameterInfo, "parameters_get_info", described, c_size_t(index))
+        if info.is_intercept:
+            return Parameter(self._labels[index], -1, {}, (index,), False)
+        variables, codes, _ = lib.get_arrays((np.int32,) * 3, "parameters_get_factors", described, c_size_t(index))
+        numbers, powers = lib.get_arrays((np.int32,) * 2, "parameters_get_covariates", described, c_size_t(index))
+        effect = info.effect_index - int(self.has_intercept)
+        while len(self.terms) <= effect:
+            self.terms.append(Term(()))
+        self.terms[effect] = Term(tuple(map(Part, [*variables.tolist(), *np.repeat(numbers, powers).tolist()])))
+        # A factor's levels are in the order of their codes.
+        return Parameter(self._labels[index], effect, dict(zip(variables.tolist(), codes.tolist())), (index,), False)
 
 
 class NamedFormula:
@@ -71,18 +86,23 @@ class NamedFormula:
         parameters = [each for each in self.described["parameters"] if each.get("category") == first]
         constants = [not each["levels"] and not each["covariates"] for each in parameters]
         labels = [INTERCEPT if constant else each["label"] for each, constant in zip(parameters, constants)]
-        return NamedDesign([_variable(variable) for variable in self.table.predictors], labels, constants)
+        return NamedDesign([_variable(self._at(position)) for position in range(self._n_positions())], labels,
+                           any(constants))
+
+    def _n_positions(self) -> int:
+        return max((variable.position for variable in self.table.predictors), default=-1) + 1
+
+    def _at(self, position: int) -> SavedVariable | None:
+        """The predictor at a position of the records, if there is one."""
+        return next((variable for variable in self.table.predictors if variable.position == position), None)
 
     def columns(self, data: Table) -> list[Column]:
         """The variables for the rows of `data`, each where the records have it; 0 where there is none."""
-        last = max((variable.position for variable in self.table.predictors), default=-1)
         columns = []
-        for position in range(last + 1):
-            variable = self.table.at(position) if position else None
-            if variable is None or variable.is_weight:
-                columns.append(Column(f"position {position}", np.broadcast_to(0.0, data.n_rows)))
-            else:
-                columns.append(_column(variable, data))
+        for position in range(self._n_positions()):
+            variable = self._at(position)
+            columns.append(Column(f"position {position}", np.broadcast_to(0.0, data.n_rows)) if variable is None
+                           else _column(variable, data))
         return columns
 
     def to_dict(self) -> dict:
@@ -106,7 +126,9 @@ def _element(plain: list) -> Element:
     return Element(plain[0], plain[1], [_element(child) for child in plain[2]])
 
 
-def _variable(variable: SavedVariable) -> Variable:
+def _variable(variable: SavedVariable | None) -> Variable:
+    if variable is None:
+        return Variable("")
     levels = None if variable.levels is None else tuple(_level(variable, text) for text in variable.levels)
     return Variable(variable.label, levels, len(levels) - 1 if levels else 0)
 
@@ -114,7 +136,7 @@ def _variable(variable: SavedVariable) -> Variable:
 def _level(variable: SavedVariable, text: str) -> Any:
     """The value that a level's text stands for."""
     if variable.kind == "boolean":
-        return _TRUTHS.get(text, text)
+        return _WORDS.get(text.lower(), text)
     if variable.kind != "number":
         return text
     try:
@@ -153,15 +175,16 @@ def _as_levels(variable: SavedVariable, values: Any, levels: tuple) -> Any:
     distinct = distinct_values(values)
     if all(value in known for value in distinct):
         return values
-    meant = {value: _meant(variable, value) for value in distinct}
+    meant = {value: _meant(variable, value, levels) for value in distinct}
     array = np.asarray(values, dtype=object)
     return np.array([meant.get(value, value) for value in array.tolist()] + [None], dtype=object)[:-1]
 
 
-def _meant(variable: SavedVariable, value: Any) -> Any:
+def _meant(variable: SavedVariable, value: Any, levels: tuple) -> Any:
     text = str(value)
     if variable.kind == "boolean":
-        return _TRUTHS.get(text.lower(), text)
+        truth = _TRUTHS.get(text.lower())
+        return next((level for level in levels if truth is not None and _TRUTHS.get(str(level).lower()) is truth), text)
     if variable.kind == "number":
         try:
             return float(text)
