@@ -10,10 +10,9 @@
 #include <vector>
 
 #include <fuzzer/FuzzedDataProvider.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include "fuzz/Check.h"
+#include "fuzz/MemoryFile.h"
 #include "qvreg/c/qvreg_c.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/data/BinaryRecordIterator.h"
@@ -25,24 +24,6 @@ namespace {
 
 using namespace qvfuzz;
 using Bytes = std::vector<std::uint8_t>;
-
-/// A file without a name that takes no room on a disk.
-class MemoryFile {
- public:
-  explicit MemoryFile(const Bytes& bytes) : descriptor_(memfd_create("records", 0)) {
-    Check(descriptor_ >= 0, "a file in memory");
-    Check(write(descriptor_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
-          "a file in memory is written");
-  }
-  MemoryFile(const MemoryFile&) = delete;
-  MemoryFile& operator=(const MemoryFile&) = delete;
-  ~MemoryFile() { close(descriptor_); }
-
-  [[nodiscard]] std::string Path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
-
- private:
-  int descriptor_;
-};
 
 void CheckRecord(const Bytes& bytes, std::size_t record, const double* values, std::size_t size) {
   Check(std::memcmp(values, &bytes[record * size * sizeof(double)], size * sizeof(double)) == 0,
