@@ -21,7 +21,7 @@ class OpenFolder {
  public:
   enum class LockResult {
     kLocked,      ///< No other process can lock it now.
-    kTaken,       ///< Another process has locked it.
+    kTaken,       ///< Another process has locked it, or that cannot be told at the moment.
     kUnsupported  ///< Its file system has no locks: no process can lock it.
   };
 

@@ -124,7 +124,9 @@ bool OpenFolder::IsAt(const fs::path& path) const {
 
 OpenFolder::LockResult OpenFolder::Lock() const {
   if (flock(handle_, LOCK_EX | LOCK_NB) == 0) return LockResult::kLocked;
-  return errno == EWOULDBLOCK ? LockResult::kTaken : LockResult::kUnsupported;
+  // The last three pass, unlike what a file system says that has no locks.
+  const bool isPassing = errno == EWOULDBLOCK || errno == EINTR || errno == EIO || errno == ENOMEM;
+  return isPassing ? LockResult::kTaken : LockResult::kUnsupported;
 }
 
 // NOLINTNEXTLINE(*-make-member-function-const): on Windows it closes the handle.

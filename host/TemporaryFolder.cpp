@@ -85,6 +85,9 @@ std::optional<TemporaryFolder> TemporaryFolder::Make(const fs::path& parent,
     if (error) return std::nullopt;
     OpenFolder folder(path);
     if (Secure(folder, path)) return TemporaryFolder(path, std::move(folder));
+    // Empty yet, and nobody would look for it here.
+    std::error_code ignored;
+    fs::remove(path, ignored);
   }
   error = std::make_error_code(std::errc::device_or_resource_busy);
   return std::nullopt;

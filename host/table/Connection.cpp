@@ -71,7 +71,7 @@ Connection::Connection(const std::string& databaseFile) : handles_(std::make_uni
   char* reason = nullptr;
   const duckdb_state state = duckdb_open_ext(path, handles_->database.Out(), config.Get(), &reason);
   const DuckDbText ownedReason(reason);
-  if (state == DuckDBError) throw QueryError(reason != nullptr ? reason : "");
+  if (state == DuckDBError) throw QueryError(reason);
   if (duckdb_connect(handles_->database.Get(), handles_->connection.Out()) == DuckDBError) {
     throw Error(ExitCode::kRunFailed, "DuckDB gave no connection.");
   }

@@ -159,6 +159,7 @@ bool HasPackedEnding(const std::string& name) {
 }
 
 [[noreturn]] void RefuseUnknown(const std::string& name, const FileKind& kind) {
+  if (!kind.fault.empty()) Refuse(fmt::format("'{}' cannot be read ({}).", name, kind.fault));
   if (!kind.foreign.empty()) Refuse(fmt::format("'{}' is {}.", name, kind.foreign));
   Refuse(
       fmt::format("The kind of '{}' is known neither from its name nor from its first bytes; "

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 
 #include <fmt/format.h>
 
@@ -97,11 +99,13 @@ std::string_view UnpackerOf(std::string_view bytes) {
              : "";
 }
 
-std::string FirstBytes(const std::string& path) {
+/// `fault` becomes why they cannot be read.
+std::string FirstBytes(const std::string& path, std::string& fault) {
   std::ifstream file(path, std::ios::binary);
   std::string bytes(kFirstBytes, '\0');
   file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   bytes.resize(static_cast<std::size_t>(file.gcount()));
+  if (!file.is_open() || file.bad()) fault = std::generic_category().message(errno);
   return bytes;
 }
 
@@ -180,9 +184,9 @@ std::vector<std::string> KnownEndings() {
 
 FileKind InspectFile(const std::string& path, bool mayHoldZeros) {
   constexpr std::size_t kDuckDbMark = 8;
-  const std::string bytes = FirstBytes(path);
-  const std::string_view text = bytes;
   FileKind kind;
+  const std::string bytes = FirstBytes(path, kind.fault);
+  const std::string_view text = bytes;
   if (text.empty()) return kind;
   kind.unpacker = UnpackerOf(text);
   if (!kind.unpacker.empty()) return kind;

@@ -33,6 +33,8 @@ struct FileKind {
   std::string unpacker;
   /// What another program's file is, and what to do, for a sentence; empty for any other.
   std::string foreign;
+  /// Why the bytes cannot be read, for a sentence; empty when they can be.
+  std::string fault;
 };
 
 /// Inspects the name and the first bytes of a file; a text that is not JSON is taken for a

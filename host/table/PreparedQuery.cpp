@@ -94,8 +94,7 @@ TypeInfo DescribeType(duckdb_logical_type type) {
 PreparedQuery::PreparedQuery(const Connection& connection, const std::string& sql) {
   if (duckdb_prepare(connection.Raw().connection.Get(), sql.c_str(), statement_.Out()) ==
       DuckDBError) {
-    const char* reason = duckdb_prepare_error(statement_.Get());
-    throw QueryError(reason != nullptr ? reason : "");
+    throw QueryError(duckdb_prepare_error(statement_.Get()));
   }
 }
 

@@ -78,6 +78,9 @@ QueryError::QueryError(std::string_view message)
       isEncoding_(message.find("not utf-8 encoded") != std::string_view::npos),
       isForm_(message.find("Error when sniffing file") != std::string_view::npos) {}
 
+QueryError::QueryError(const char* message)
+    : QueryError(message != nullptr ? std::string_view(message) : std::string_view()) {}
+
 std::string ShortMessage(std::string_view message) {
   if (std::string ragged = RaggedText(message); !ragged.empty()) return ragged;
   const std::string_view kind = KindOf(message);

@@ -13,6 +13,8 @@ class QueryError : public Error {
   /// `message` is DuckDB's whole text, with its kind in front ("Binder Error: …"). Running out of
   /// memory or disk is a failed run, anything else bad input.
   explicit QueryError(std::string_view message);
+  /// The same of what DuckDB's functions for the reason answer: null where it gave none.
+  explicit QueryError(const char* message);
 
   /// Whether a file is not in UTF-8.
   [[nodiscard]] bool IsEncoding() const noexcept { return isEncoding_; }

@@ -117,6 +117,15 @@ TEST_F(DataFilesTest, FilesOfOtherNamesAreLookedAt) {
   ExpectRows(From(Path("rows.t*")));
 }
 
+#ifdef __linux__
+TEST_F(DataFilesTest, AFileWhoseFirstBytesCannotBeReadIsNotOfAnUnknownKind) {
+  // The system has nothing at its beginning.
+  EXPECT_EQ(InspectFile("/proc/self/mem", false).fault, "Input/output error");
+  EXPECT_EQ(InspectFile(Path("missing"), false).fault, "No such file or directory");
+  EXPECT_EQ(InspectFile("/dev/null", false).fault, "");
+}
+#endif
+
 TEST_F(DataFilesTest, AFormatThatIsNamedHolds) {
   DataSource from = From(WriteText("rows.json", kRows));
   from.reading.format = FileFormat::kDelimited;

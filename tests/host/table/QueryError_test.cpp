@@ -25,6 +25,11 @@ TEST(QueryErrorTest, CutsALongMessageBetweenCharacters) {
   EXPECT_TRUE(cut.ends_with("é….")) << cut;
 }
 
+TEST(QueryErrorTest, TakesAReasonThatIsNotThere) {
+  const char* const none = nullptr;
+  EXPECT_STREQ(QueryError(none).what(), "DuckDB gave no reason.");
+}
+
 TEST(QueryErrorTest, KnowsBadInputFromAFailedRun) {
   EXPECT_EQ(QueryError("Binder Error: x").Code(), ExitCode::kBadInput);
   EXPECT_EQ(QueryError("IO Error: x").Code(), ExitCode::kBadInput);
