@@ -117,6 +117,9 @@ def main():
     parser.add_argument("--rows", type=int, default=2000)
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     options = parser.parse_args()
+    # Where they were ignored, as in the background, the command would ignore them, too.
+    for caught in CAUGHT:
+        signal.signal(caught, signal.SIG_DFL)
     print(f"seed {options.seed}", flush=True)
     tools = Tools(options.command.resolve(), options.library.resolve(), options.duckdb.resolve())
 
