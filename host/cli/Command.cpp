@@ -25,6 +25,7 @@
 #include "host/cli/ManualCommand.h"
 #include "host/cli/ScoreCommand.h"
 #include "host/cli/ShowCommand.h"
+#include "host/cli/SpoolCommand.h"
 #include "host/cli/SqlCommand.h"
 #include "host/cli/StandardStreams.h"
 #include "host/cli/Usage.h"
@@ -97,6 +98,7 @@ int Run(const Words& words) {
   CompareCommand compare(app);
   ShowCommand show(app);
   SqlCommand sql(app);
+  SpoolCommand spool(app);
   CompletionCommand completion(app);
   ManualCommand manual(app);
   if (words.empty()) {
@@ -121,6 +123,7 @@ int Run(const Words& words) {
     if (score.IsChosen()) return Code(score.Run());
     if (show.IsChosen()) return Code(show.Run());
     if (sql.IsChosen()) return Code(sql.Run());
+    if (spool.IsChosen()) return Code(spool.Run());
     if (completion.IsChosen()) return Code(completion.Run());
     if (manual.IsChosen()) return Code(manual.Run());
     return Code(fit.Run());

@@ -4,13 +4,17 @@
 #include <CLI/Formatter.hpp>
 
 #include "host/cli/OptionValues.h"
+#include "host/cli/SharedArguments.h"
 
 namespace qvhost {
 
 FitArguments::FitArguments(CLI::App& command)
-    : command_(&command), data_(command, options_.source, options_.where), report_(command) {
+    : command_(&command),
+      data_(command, options_.source, options_.where),
+      model_(command, options_),
+      report_(command) {
   data_.Add();
-  AddModel();
+  model_.Add();
   AddInference();
   AddTests();
   AddValidation();
@@ -28,7 +32,6 @@ FitArguments::FitArguments(CLI::App& command)
 
 void FitArguments::OfferValues() {
   OfferWords(command_->get_option("--anova"), {"1", "2", "3"});
-  OfferWords(command_->get_option("--base"), {"first"});
   OfferWords(command_->get_option("--reference"), {"first", "last"});
   OfferWords(command_->get_option("--vcov"), {"hc0", "hc1", "hc2", "hc3", "cluster:"});
   OfferWords(command_->get_option("--keep"), {"all"});
@@ -36,58 +39,6 @@ void FitArguments::OfferValues() {
   for (const char* const table : {"--predictions", "--diagnostics", "--vcov-out"}) {
     OfferWrittenTables(command_->get_option(table));
   }
-}
-
-void FitArguments::AddModel() {
-  constexpr const char* group = "Model";
-  command_->add_option("-f,--formula", options_.formula, "dependent ~ terms, see below")
-      ->type_name("FORMULA")
-      ->required()
-      ->group(group);
-  CLI::Option* const kind =
-      command_
-          ->add_option("--model", model_,
-                       "linear or logistic; by default linear for a dependent\n"
-                       "that is a number, logistic for a category")
-          ->type_name("KIND")
-          ->group(group);
-  TakeOneOf(kind, {"linear", "logistic"});
-  command_
-      ->add_option("--freq-weight", options_.binding.freqWeight,
-                   "How many records each record stands for")
-      ->type_name("COLUMN")
-      ->group(group);
-  command_
-      ->add_option("--regression-weight", options_.binding.regressionWeight,
-                   "How precise each record is (its inverse variance)")
-      ->type_name("COLUMN")
-      ->group(group);
-  command_->add_flag("--no-intercept", noIntercept_, "Leave the intercept out")->group(group);
-  AddFactorLevels();
-}
-
-CLI::Option* FitArguments::AddRepeated(const char* name, std::vector<std::string>& texts,
-                                       const char* help) {
-  return command_
-      ->add_option_function<std::string>(
-          name, [&texts](const std::string& text) { texts.push_back(text); }, help)
-      ->trigger_on_parse();
-}
-
-void FitArguments::AddFactorLevels() {
-  AddRepeated("--base", options_.binding.bases,
-              "Level of a factor that the others are compared with,\n"
-              "such as species=Gentoo [the last]; again for each factor.\n"
-              "first: the first level of each factor without --base")
-      ->type_name("FACTOR=LEVEL")
-      ->group("Model");
-  AddRepeated("--levels", options_.binding.levels,
-              "Order of a factor's levels, such as size=S,M,L; others\n"
-              "follow in their usual order, by value or by letters. A\n"
-              "level with a comma goes in double quotes. Again for each\n"
-              "factor; the dependent may be one")
-      ->type_name("FACTOR=LEVEL,...")
-      ->group("Model");
 }
 
 void FitArguments::AddInference() {
@@ -152,7 +103,7 @@ void FitArguments::AddTests() {
                        ->type_name("COLUMN,...")
                        ->expected(0, 1)
                        ->group(group);
-  AddRepeated("--means", options_.means,
+  AddRepeated(*command_, "--means", options_.means,
               "Report the mean of each level of FACTOR, or of each\n"
               "combination of levels of several, over all combinations\n"
               "of the other factors' levels with the same weight,\n"
@@ -161,7 +112,7 @@ void FitArguments::AddTests() {
               "link and as probabilities. Once for each table")
       ->type_name("FACTOR[:FACTOR...]")
       ->group(group);
-  AddRepeated("--contrast", options_.contrasts,
+  AddRepeated(*command_, "--contrast", options_.contrasts,
               "Report a combination of such means: terms with + or -\n"
               "between blanks, each [NUMBER*]NAME=VALUE, with more\n"
               "conditions behind &, such as \"species=Gentoo & sex=male\n"

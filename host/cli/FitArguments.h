@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/cli/DataArguments.h"
+#include "host/cli/ModelArguments.h"
 #include "host/cli/ReportArguments.h"
 #include "host/fit/FitOptions.h"
 
@@ -28,8 +29,6 @@ class FitArguments {
   [[nodiscard]] const ReportArguments& Report() const { return report_; }
 
  private:
-  void AddModel();
-  void AddFactorLevels();
   void AddInference();
   void AddTests();
   void AddLevels();
@@ -39,19 +38,14 @@ class FitArguments {
   void AddRobust();
   void AddDiagnostics();
   void OfferValues();
-  /// An option that may be given again and again.
-  CLI::Option* AddRepeated(const char* name, std::vector<std::string>& texts, const char* help);
   void AddValidation();
   /// Adds the option to those that only a logistic model has.
   CLI::Option* OfLogistic(CLI::Option* option);
   void CheckRanges() const;
-  void CheckLevelOptions() const;
   void TakeLogistic();
   void TakeKept();
   void TakeCovariance();
   void CheckTables() const;
-  void TakeModelKind();
-  void TakeWeights();
   void TakeOptionsOfOneKind();
   void TakeTests();
   void TakeMargins();
@@ -61,8 +55,8 @@ class FitArguments {
   CLI::App* command_;
   FitOptions options_;
   DataArguments data_;
+  ModelArguments model_;
   ReportArguments report_;
-  std::string model_;
   std::string covariance_;
   double degreesOfFreedom_ = 0.0;
   CLI::Option* degreesOfFreedomOption_ = nullptr;
@@ -80,7 +74,6 @@ class FitArguments {
   long long seed_ = 1;
   std::vector<std::string> keep_;
   std::vector<CLI::Option*> logistic_;  ///< Owned by the command, like those above.
-  bool noIntercept_ = false;
   bool noRefine_ = false;
   bool inMemory_ = false;
   bool notInMemory_ = false;

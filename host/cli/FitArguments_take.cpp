@@ -16,7 +16,6 @@
 #include "host/Text.h"
 #include "host/cli/FitArguments.h"
 #include "host/cli/SharedArguments.h"
-#include "host/fit/LevelOptions.h"
 #include "host/table/TableWriter.h"
 
 namespace qvhost {
@@ -33,14 +32,6 @@ void CheckAtLeast(const char* name, int value, int least) {
   RefuseUsage(fmt::format("{} must be a whole number from {} on.", name, least));
 }
 
-/// The name of a column, which may stand in back-quotes as in a formula.
-std::string ReadColumn(const char* option, const std::string& written) {
-  if (!written.starts_with('`')) return written;
-  const std::vector<std::string> names = ReadNameList(option, written);
-  if (names.size() == 1) return names.front();
-  RefuseUsage(fmt::format("{} takes one column, not {}.", option, NameList(names)));
-}
-
 }  // namespace
 
 void FitArguments::CheckRanges() const {
@@ -53,19 +44,6 @@ void FitArguments::CheckRanges() const {
       !(degreesOfFreedom_ > 0.0 && std::isfinite(degreesOfFreedom_))) {
     RefuseUsage("--df must be a number above 0.");
   }
-}
-
-void FitArguments::CheckLevelOptions() const {
-  const auto check = [](LevelOption option, const std::vector<std::string>& texts) {
-    for (const std::string& text : texts) CheckLevelOption(option, text);
-  };
-  check(LevelOption::kBase, options_.binding.bases);
-  check(LevelOption::kLevels, options_.binding.levels);
-}
-
-void FitArguments::TakeModelKind() {
-  if (model_ == "linear") options_.binding.model = ModelKind::kLinear;
-  if (model_ == "logistic") options_.binding.model = ModelKind::kLogistic;
 }
 
 void FitArguments::TakeOptionsOfOneKind() {
@@ -121,10 +99,8 @@ void FitArguments::TakeKept() {
 void FitArguments::Take() {
   data_.Take();
   CheckRanges();
-  CheckLevelOptions();
+  model_.Take();
   TakeLogistic();
-  TakeModelKind();
-  TakeWeights();
   TakeOptionsOfOneKind();
   report_.Take();
   TakeTests();
@@ -132,7 +108,6 @@ void FitArguments::Take() {
   // Fits that are compared are of the same records.
   options_.digest = report_.HasJson() || !options_.save.empty();
   options_.plots = report_.HasPage();
-  options_.intercept = !noIntercept_;
   options_.refine = !noRefine_;
   if (degreesOfFreedomOption_->count() > 0) options_.degreesOfFreedom = degreesOfFreedom_;
   CheckTables();
@@ -214,12 +189,6 @@ void FitArguments::TakeCovariance() {
   }
   RefuseUsage(
       fmt::format("--vcov takes hc0, hc1, hc2, hc3 or cluster:COLUMN, not '{}'.", covariance_));
-}
-
-void FitArguments::TakeWeights() {
-  BindingOptions& binding = options_.binding;
-  binding.freqWeight = ReadColumn("--freq-weight", binding.freqWeight);
-  binding.regressionWeight = ReadColumn("--regression-weight", binding.regressionWeight);
 }
 
 }  // namespace qvhost

@@ -5,9 +5,25 @@
 #include <fmt/format.h>
 
 #include "host/NameList.h"
+#include "host/Text.h"
 #include "host/cli/DataArguments.h"
 
 namespace qvhost {
+
+CLI::Option* AddRepeated(CLI::App& command, const char* name, std::vector<std::string>& texts,
+                         const char* help) {
+  return command
+      .add_option_function<std::string>(
+          name, [&texts](const std::string& text) { texts.push_back(text); }, help)
+      ->trigger_on_parse();
+}
+
+std::string ReadColumn(const char* option, const std::string& written) {
+  if (!written.starts_with('`')) return written;
+  const std::vector<std::string> names = ReadNameList(option, written);
+  if (names.size() == 1) return names.front();
+  RefuseUsage(fmt::format("{} takes one column, not {}.", option, NameList(names)));
+}
 
 void CheckConfidence(double confidence) {
   constexpr double kWhole = 100.0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <CLI/App.hpp>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,14 @@
 /// Values of options that several commands have.
 
 namespace qvhost {
+
+/// An option that may be given again and again; `texts` must outlive the command.
+CLI::Option* AddRepeated(CLI::App& command, const char* name, std::vector<std::string>& texts,
+                         const char* help);
+
+/// The name of a column that an option gives, which may stand in back-quotes as in a formula.
+/// Throws UsageError for several.
+[[nodiscard]] std::string ReadColumn(const char* option, const std::string& written);
 
 /// Throws UsageError unless it is the confidence of limits.
 void CheckConfidence(double confidence);

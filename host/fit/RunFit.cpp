@@ -1,6 +1,5 @@
 #include "host/fit/RunFit.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -13,15 +12,14 @@
 #include "host/Threads.h"
 #include "host/fit/AfterFit.h"
 #include "host/fit/DataNotes.h"
-#include "host/fit/DotColumns.h"
 #include "host/fit/EffectTesting.h"
 #include "host/fit/GroupedRecords.h"
-#include "host/fit/KeptColumns.h"
 #include "host/fit/LinearFitQuality.h"
 #include "host/fit/MarginPlan.h"
 #include "host/fit/Margins.h"
 #include "host/fit/ModelBinding.h"
 #include "host/fit/ModelRun.h"
+#include "host/fit/ModelTable.h"
 #include "host/fit/OpenSource.h"
 #include "host/fit/ParameterLimit.h"
 #include "host/fit/RefitTests.h"
@@ -30,61 +28,15 @@
 #include "host/fit/SavedModelBuilder.h"
 #include "host/fit/ScaledEstimates.h"
 #include "host/fit/Standardization.h"
-#include "host/fit/StatusText.h"
 #include "host/fit/Validation.h"
 #include "host/formula/Formula.h"
 #include "host/inference/Collinearity.h"
-#include "host/table/CodeTable.h"
-#include "host/table/ColumnCoders.h"
 #include "host/table/TableSource.h"
-#include "host/table/TableWriter.h"
-#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/parallel/QvThreadRunner.h"
 
 namespace qvhost {
 
 namespace {
-
-Formula ReadFormula(const FitOptions& options, const TableSource& source) {
-  Formula formula = ParseFormula(options.formula, ColumnsOf(source, options.formula),
-                                 DotColumnsOf(source, options.binding));
-  formula.intercept = formula.intercept && options.intercept;
-  if (!formula.intercept && formula.terms.empty()) {
-    throw Error(ExitCode::kBadInput,
-                StatusText(QvCommon::QvStatus(QvStatusCode::kEmptyModel, false)));
-  }
-  return formula;
-}
-
-/// Says of a level that does not exist that its values were read as missing, if they were.
-[[noreturn]] void RefuseLevel(const NoSuchLevel& error, const std::vector<MissingString>& strings) {
-  for (const MissingString& string : strings) {
-    if (string.column != error.Label() || string.text != error.Wanted()) continue;
-    const bool isOne = string.count == 1;
-    throw Error(
-        error.Code(),
-        fmt::format("{} {} value{} '{}' {} read as missing; --na {} keeps {}.", error.what(),
-                    string.count, isOne ? "" : "s", string.text, isOne ? "was" : "were",
-                    string.text == "NA" ? "''" : "NA", isOne ? "it" : "them"));
-  }
-  throw NoSuchLevel(error);
-}
-
-CodedTable Code(const TableSource& source, const Formula& formula, const ModelBinding& binding,
-                const FitOptions& options, std::vector<KeptColumn> keep, ProgressBar& progress,
-                const Interrupt& interrupt) {
-  try {
-    return CodeSource(
-        source, binding.columns,
-        {.keep = std::move(keep), .spoolDir = options.spoolDir, .threads = options.threads},
-        progress, interrupt);
-  } catch (const TooManyLevels& error) {
-    RefuseLevelsOfDot(formula, source, error);
-    throw;
-  } catch (const NoSuchLevel& error) {
-    RefuseLevel(error, source.MissingStringsRead());
-  }
-}
 
 RunSettings SettingsOf(const Formula& formula, const ModelBinding& binding, const CodedTable& table,
                        const FitOptions& options) {
@@ -117,90 +69,12 @@ void Build(ModelRun& run, const FitOptions& options) {
   }
 }
 
-/// Throws for an option that the kind of model does not have.
-void RefuseOtherKind(const FitOptions& options, ModelKind kind) {
-  for (const FitOptions::OfOneKind& option : options.ofOneKind) {
-    if (option.kind == kind) continue;
-    throw Error(ExitCode::kBadInput,
-                fmt::format("{} belongs to a {} model, but this one is {}; leave it out, or choose "
-                            "the model with --model.",
-                            option.name, ModelName(option.kind), ModelName(kind)));
-  }
-}
-
-std::vector<std::string> ColumnsOf(const TableSource& source, const Formula& formula,
-                                   const BindingOptions& options,
-                                   const std::optional<RowCondition>& condition) {
-  std::vector<std::string> columns;
-  for (const std::string& named :
-       {options.freqWeight, options.regressionWeight, options.cluster, options.validation.column}) {
-    for (const ColumnInfo* column : source.Matches(named)) columns.push_back(column->name);
-  }
-  if (condition)
-    columns.insert(columns.end(), condition->columns.begin(), condition->columns.end());
-  for (const ColumnUse& use : formula.response.columns) columns.push_back(use.found.name);
-  for (const Variable& variable : formula.variables) {
-    for (const ColumnUse& use : variable.columns) columns.push_back(use.found.name);
-  }
-  return columns;
-}
-
-/// Whether the kept columns are written as text alone.
-bool AreKeptAsText(const FitOptions& options) {
-  const auto isText = [](const std::string& path) {
-    return path.empty() || TableFormatOf(path) != TableFormat::kParquet;
-  };
-  const bool isAny = !options.predictions.empty() || !options.diagnostics.empty();
-  return isAny && isText(options.predictions) && isText(options.diagnostics);
-}
-
-DataSource SourceOf(const FitOptions& options) {
-  DataSource source = options.source;
-  source.spoolDir = options.spoolDir;
-  return source;
-}
-
-std::optional<RowCondition> ConditionOf(const FitOptions& options, const TableSource& source) {
-  if (options.where.empty()) return std::nullopt;
-  return ReadCondition(options.where, source);
-}
-
-/// The columns whose types matter.
-std::vector<std::string> ColumnsRead(const TableSource& source, const Formula& formula,
-                                     const FitOptions& options,
-                                     const std::optional<RowCondition>& condition,
-                                     const std::vector<std::string>& kept) {
-  std::vector<std::string> read = ColumnsOf(source, formula, options.binding, condition);
-  // As text it needs no type.
-  if (!AreKeptAsText(options)) read.insert(read.end(), kept.begin(), kept.end());
-  return read;
-}
-
 /// Throws when the condition left nothing.
 void CheckRows(const CodedTable& table, const TableSource& source) {
   if (table.RecordCount() > 0 || source.RowsLeftOut() == 0) return;
   throw Error(ExitCode::kRunFailed,
               fmt::format("The condition of --where is true for none of the {} rows.",
                           source.RowsLeftOut()));
-}
-
-/// How the formula and the condition were understood, each sentence once, and what standardizing
-/// did.
-void AddNotes(const Formula& formula, const std::optional<RowCondition>& condition,
-              FitResult& result) {
-  const auto add = [&](const std::vector<std::string>& notes) {
-    for (const std::string& note : notes) {
-      if (std::ranges::find(result.warnings, note) == result.warnings.end()) {
-        result.warnings.push_back(note);
-      }
-    }
-  };
-  add(formula.response.notes);
-  for (const Variable& variable : formula.variables) add(variable.notes);
-  if (condition) add(condition->notes);
-  for (const StandardizedVariable& variable : result.standardized) {
-    result.warnings.push_back(StandardizedText(variable));
-  }
 }
 
 /// What --vif asks for.
@@ -284,22 +158,13 @@ double SecondsSince(std::chrono::steady_clock::time_point start) {
 /// The whole run; of the model only its fit unless it `isSaved`.
 SavedModel Run(const FitOptions& options, bool isSaved, ProgressBar& progress, Interrupt& interrupt,
                OutputFiles& outputs) {
-  TableSource source = OpenSource(SourceOf(options), progress, interrupt);
-  Formula formula = ReadFormula(options, source);
-  const std::optional<RowCondition> condition = ConditionOf(options, source);
-  const std::vector<std::string> kept = NamesToKeep(options.keep, options.keepAll, source);
-  outputs.SetInputs(source.Inputs());
-  source.SettleTypes(ColumnsRead(source, formula, options, condition, kept));
-  const std::vector<std::string> withoutRole = RemoveColumnsWithoutRole(formula, source);
-  BindingOptions bound = options.binding;
-  bound.hasGrid = !options.contrasts.empty() || !options.means.empty();
-  ModelBinding binding = BindModel(formula, source, bound);
-  RefuseOtherKind(options, binding.kind);
+  ModelTable model(options, progress, interrupt, outputs);
+  const TableSource& source = model.Source();
+  const Formula& formula = model.Formula();
+  ModelBinding& binding = model.Binding();
   const MarginPlan margins =
       options.margins ? PlanMargins(formula, source, *options.margins, binding) : MarginPlan();
-  if (condition) source.SetCondition(condition->sql);
-  CodedTable table = Code(source, formula, binding, options,
-                          source.Keep(kept, AreKeptAsText(options)), progress, interrupt);
+  CodedTable table = model.Code(binding.columns, progress, interrupt);
   CheckRows(table, source);
   // Some files are opened only while others are read.
   outputs.SetInputs(source.Inputs());
@@ -337,8 +202,11 @@ SavedModel Run(const FitOptions& options, bool isSaved, ProgressBar& progress, I
   result.where = options.where;
   result.records.leftOut = source.RowsLeftOut();
   result.standardized = standardized;
-  AddNotes(formula, condition, result);
-  for (const std::string& note : withoutRole) result.warnings.push_back(note);
+  AddNotes(formula, model.Condition(), result.warnings);
+  for (const StandardizedVariable& variable : result.standardized) {
+    result.warnings.push_back(StandardizedText(variable));
+  }
+  for (const std::string& note : model.WithoutRole()) result.warnings.push_back(note);
   for (std::string& note : DataNotes(formula, binding, table, source, !options.source.na.empty())) {
     result.warnings.push_back(std::move(note));
   }
@@ -350,13 +218,13 @@ SavedModel Run(const FitOptions& options, bool isSaved, ProgressBar& progress, I
   after.Finish(result);
   validation.Finish(run, grouped ? &*grouped : nullptr, result);
   result.data = DataText(source, options.source);
-  SavedModel model;
+  SavedModel saved;
   if (isSaved) {
-    model = SavedModelOf({formula, binding, table, source, options.source, scales, run});
+    saved = SavedModelOf({formula, binding, table, source, options.source, scales, run});
   }
-  model.fit = std::move(result);
+  saved.fit = std::move(result);
   progress.Erase();
-  return model;
+  return saved;
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "host/report/DescribeReport.h"
+#include "host/report/KindNames.h"
 
 namespace qvhost {
 
@@ -12,24 +13,6 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kMostLevels = 20;
-
-const char* KindName(ColumnKind kind) {
-  switch (kind) {
-    case ColumnKind::kNumber:
-      return "number";
-    case ColumnKind::kText:
-      return "text";
-    case ColumnKind::kBoolean:
-      return "boolean";
-    case ColumnKind::kEnumeration:
-      return "enumeration";
-    case ColumnKind::kDateTime:
-      return "date_time";
-    case ColumnKind::kOther:
-      break;
-  }
-  return "other";
-}
 
 Json Role(ColumnRole role) {
   if (role == ColumnRole::kNone) return nullptr;

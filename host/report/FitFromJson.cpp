@@ -223,7 +223,7 @@ void ReadMore(const JsonReader& json, FitResult& fit) {
 }  // namespace
 
 FitResult ReadFitResult(const std::string& text, const std::string& file) {
-  const JsonReader::Json parsed = JsonReader::Parse(text, file);
+  const JsonReader::Json parsed = JsonReader::Parse(text, file, {});
   const JsonReader json(parsed, file);
   FitResult fit;
   ReadSubject(json, fit);

@@ -11,20 +11,28 @@
 
 namespace qvhost {
 
-/// A place in the JSON of a fit, from which values are read. Objects keep the order of their
-/// members; members that nobody asks for are skipped. Every operation throws Error (kBadInput),
-/// which names file and place, for what is not there or is something else.
+/// A place in the JSON that a command wrote, from which values are read. Objects keep the order of
+/// their members; members that nobody asks for are skipped. Every operation throws Error
+/// (kBadInput), which names file and place, for what is not there or is something else.
 ///
 /// Borrows the JSON and the file's name.
 class JsonReader {
  public:
   using Json = nlohmann::ordered_json;
 
+  /// What the JSON is of, and what writes it, for messages.
+  struct Origin {
+    const char* what = "a fit";
+    const char* writer = "qvreg fit --json";
+  };
+
   /// The whole of a file.
-  JsonReader(const Json& json, const std::string& file) : JsonReader(json, file, "") {}
+  JsonReader(const Json& json, const std::string& file) : JsonReader(json, file, Origin()) {}
+  JsonReader(const Json& json, const std::string& file, Origin origin)
+      : JsonReader(json, file, origin, "") {}
 
   /// Reads a text. Throws Error (kBadInput) for one that is cut off or no JSON object.
-  [[nodiscard]] static Json Parse(const std::string& text, const std::string& file);
+  [[nodiscard]] static Json Parse(const std::string& text, const std::string& file, Origin origin);
 
   /// Whether the object has the member.
   [[nodiscard]] bool Has(const std::string& key) const {
@@ -90,8 +98,8 @@ class JsonReader {
   }
 
  private:
-  JsonReader(const Json& json, const std::string& file, std::string place)
-      : json_(&json), file_(&file), place_(std::move(place)) {}
+  JsonReader(const Json& json, const std::string& file, Origin origin, std::string place)
+      : json_(&json), file_(&file), origin_(origin), place_(std::move(place)) {}
 
   [[nodiscard]] bool Holds(const bool* /*type*/) const { return json_->is_boolean(); }
   [[nodiscard]] bool Holds(const double* /*type*/) const { return json_->is_number(); }
@@ -110,6 +118,7 @@ class JsonReader {
 
   const Json* json_;
   const std::string* file_;
+  Origin origin_;
   std::string place_;  ///< `parameters/3/label`; empty for the whole.
 };
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <optional>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -71,8 +72,17 @@ double LevelCodes::OfNumber(double number) const {
   return OfText(TextOfNumber(number, isSingle_));
 }
 
+UnknownLevel::UnknownLevel(std::string label, std::int64_t row, std::string value)
+    : Error(ExitCode::kBadInput,
+            fmt::format("'{}' has the value '{}' in row {}, which is none of its levels.", label,
+                        value, row + 1)),
+      label_(std::move(label)),
+      row_(row + 1),
+      value_(std::move(value)) {}
+
 KnownLevelCoder::KnownLevelCoder(const ColumnRequest& request, ColumnKind kind, bool isSingle)
-    : codes_(*request.known, kind, isSingle) {
+    : codes_(*request.known, kind, isSingle),
+      areAll_(request.maxLevels == request.known->levels.size()) {
   column_.label = request.label;
   column_.kind = CodedColumn::Kind::kFactor;
   column_.levels = request.known->levels;
@@ -96,21 +106,21 @@ void KnownFloatCoder::Code(duckdb_vector values, idx_t rows, double* codes, std:
     }
     const double number = numbers[row];
     if (std::isinf(number)) RefuseInfiniteAt(firstRow + static_cast<std::int64_t>(row));
-    codes[row] = Counted(Codes().OfNumber(number), [number] { return fmt::format("{}", number); });
+    codes[row] = Counted(Codes().OfNumber(number), firstRow + static_cast<std::int64_t>(row),
+                         [number] { return fmt::format("{}", number); });
   }
 }
 
 KnownTextCoder::KnownTextCoder(const ColumnRequest& request, ColumnKind kind)
     : KnownLevelCoder(request, kind, false), kind_(kind), booleans_(request.booleans) {}
 
-double KnownTextCoder::CodeOf(std::string_view text) {
+double KnownTextCoder::CodeOf(std::string_view text, std::int64_t row) {
   std::string_view level = text;
   if (kind_ == ColumnKind::kBoolean) level = TruthOf(text) == true ? booleans_.yes : booleans_.no;
-  return Counted(Codes().OfText(level), [level] { return std::string(level); });
+  return Counted(Codes().OfText(level), row, [level] { return std::string(level); });
 }
 
-void KnownTextCoder::Code(duckdb_vector values, idx_t rows, double* codes,
-                          std::int64_t /*firstRow*/) {
+void KnownTextCoder::Code(duckdb_vector values, idx_t rows, double* codes, std::int64_t firstRow) {
   const CellMask mask(values);
   const auto* const texts = static_cast<const duckdb_string_t*>(duckdb_vector_get_data(values));
   for (idx_t row = 0; row < rows; ++row) {
@@ -123,7 +133,7 @@ void KnownTextCoder::Code(duckdb_vector values, idx_t rows, double* codes,
       codes[row] = static_cast<double>(*recent);
       continue;
     }
-    codes[row] = CodeOf(ViewOf(texts[row]));
+    codes[row] = CodeOf(ViewOf(texts[row]), firstRow + static_cast<std::int64_t>(row));
     // Values that are no levels are counted each time.
     const bool isLevel = codes[row] != kMissingCategory;
     if (recent != nullptr && isLevel) *recent = static_cast<std::int64_t>(codes[row]);

@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/Error.h"
 #include "host/table/Booleans.h"
 #include "host/table/CodedTable.h"
 #include "host/table/ColumnCoders.h"
@@ -45,8 +46,27 @@ class LevelCodes {
   std::unordered_map<bool, double> truths_;
 };
 
+/// A value is none of the levels that were said to be all (kBadInput).
+class UnknownLevel : public Error {
+ public:
+  /// `row` counts from 0.
+  UnknownLevel(std::string label, std::int64_t row, std::string value);
+
+  /// What the column is called.
+  [[nodiscard]] const std::string& Label() const noexcept { return label_; }
+  /// From 1 on, among the rows that are read.
+  [[nodiscard]] std::int64_t Row() const noexcept { return row_; }
+  [[nodiscard]] const std::string& Value() const noexcept { return value_; }
+
+ private:
+  std::string label_;
+  std::int64_t row_;
+  std::string value_;
+};
+
 /// Codes values as the known levels of the request; any other value as no category, and counts it
-/// as unknown. The codes are final at once. Base of the two that follow.
+/// as unknown, or throws UnknownLevel where the request allows no more levels than these. The codes
+/// are final at once. Base of the two that follow.
 class KnownLevelCoder : public ColumnCoder {
  public:
   [[nodiscard]] CodedColumn Finish() override { return std::move(column_); }
@@ -59,8 +79,9 @@ class KnownLevelCoder : public ColumnCoder {
   double Missing();
   /// `code` or, of a value without one, what it is counted as; `text` makes the value's.
   template <typename Text>
-  double Counted(double code, const Text& text) {
+  double Counted(double code, std::int64_t row, const Text& text) {
     if (code != kMissingCategory) return code;
+    if (areAll_) throw UnknownLevel(column_.label, row, text());
     if (column_.unknown++ == 0) column_.firstUnknown = text();
     return kMissingCategory;
   }
@@ -68,6 +89,7 @@ class KnownLevelCoder : public ColumnCoder {
 
  private:
   LevelCodes codes_;
+  bool areAll_;
   CodedColumn column_;
   std::vector<double> noCodes_;
 };
@@ -88,7 +110,7 @@ class KnownTextCoder final : public KnownLevelCoder {
   void Code(duckdb_vector values, idx_t rows, double* codes, std::int64_t firstRow) override;
 
  private:
-  double CodeOf(std::string_view text);
+  double CodeOf(std::string_view text, std::int64_t row);
 
   ColumnKind kind_;
   BooleanTexts booleans_;

@@ -202,10 +202,10 @@ TEST_F(CompareTest, RefusesWhatIsNoFit) {
   }
   message(before, "'" + before +
                       "' does not have 'records/digest' as this version of qvreg writes it; write "
-                      "it anew with 'qvreg fit'.");
+                      "it anew with 'qvreg fit --json'.");
   message(odd, "'" + odd +
                    "' does not have 'parameters/0/estimate' as this version of qvreg writes it; "
-                   "write it anew with 'qvreg fit'.");
+                   "write it anew with 'qvreg fit --json'.");
   old = Json::parse(whole);
   old.at("records").at("digest") = nullptr;
   const std::string bare = folder_.Write("bare.json", old.dump());

@@ -203,7 +203,7 @@ TEST_F(CommandShowFile, RefusesWhatIsNoFit) {
           "or 'qvreg fit --json' wrote.");
   refused("other.json",
           "'other.json' does not have 'model' as this version of qvreg writes it; write it anew "
-          "with 'qvreg fit'.");
+          "with 'qvreg fit --json'.");
   refused(
       "other.xml",
       "'other.xml' is no PMML: its root is the element 'a'; name what 'qvreg fit --save' wrote.");

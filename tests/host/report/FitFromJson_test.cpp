@@ -395,7 +395,7 @@ TEST(FitFromJson, RefusesWhatIsNoJson) {
             "'fit.json' is not the JSON of a fit; name what 'qvreg fit --json' wrote.");
   EXPECT_EQ(MessageOf("{}"),
             "'fit.json' does not have 'model' as this version of qvreg writes it; write it anew "
-            "with 'qvreg fit'.");
+            "with 'qvreg fit --json'.");
 }
 
 TEST(FitFromJson, DepthIsNoTrouble) {
