@@ -52,6 +52,12 @@ class Expression:
         self._columns: set = set()
         self._passes = factor.memorize_passes_needed(self._state, environment)
 
+    def column_alone(self) -> tuple[str | None, bool]:
+        """The column that the expression is and nothing else, None for none; and whether ``C()`` is about it."""
+        tree = ast.parse(self._factor.code, mode="eval").body
+        is_boxed = _called(tree) == "C" and len(tree.args) > 0
+        return _column(tree.args[0] if is_boxed else tree), is_boxed
+
     def columns_used(self, columns: Sequence) -> list:
         """Those of `columns` that it names, as text for Q(), too."""
         named = {node.value if isinstance(node, ast.Constant) else getattr(node, "id", None)
@@ -131,6 +137,20 @@ class Expression:
             return [numbers(name, values)]
         array = np.asarray(values)
         return [numbers(f"the term {variable.name!r}", array[:, variable.column]) for variable in self.variables]
+
+
+def _called(node: ast.AST) -> str | None:
+    """The name of the function that `node` calls; None for anything else."""
+    is_call = isinstance(node, ast.Call) and isinstance(node.func, ast.Name)
+    return node.func.id if is_call else None
+
+
+def _column(node: ast.AST) -> str | None:
+    """The name that `node` is, bare or in ``Q()``; None for anything else."""
+    if isinstance(node, ast.Name):
+        return node.id
+    is_quoted = _called(node) == "Q" and len(node.args) == 1 and isinstance(node.args[0], ast.Constant)
+    return str(node.args[0].value) if is_quoted else None
 
 
 class _sentences:

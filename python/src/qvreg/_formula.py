@@ -76,6 +76,11 @@ class Formula:
             if factor not in self._expressions:
                 self._expressions[factor] = Expression(factor, environment)
 
+    @property
+    def expressions(self) -> list[Expression]:
+        """Those of the formula, its left side first."""
+        return [self._response, *self._expressions.values()]
+
     def study(self, tables: Tables, response: Response) -> Lesson:
         """What `tables` teach of it.
 
@@ -87,7 +92,7 @@ class Formula:
             Is shown the left side for every table.
         """
         expressions = list(self._expressions.values())
-        for expression in self._all_expressions():
+        for expression in self.expressions:
             expression.memorize(tables)
         lesson = Lesson(response, [Learning(expression.name) for expression in expressions])
         for table in tables:
@@ -98,7 +103,7 @@ class Formula:
             for learning, value in zip(lesson.learnings, values):
                 learning.see(value)
             if not tables.is_whole:
-                for expression in self._all_expressions():
+                for expression in self.expressions:
                     refuse_other_rows(expression, table, tables.rows)
         return lesson
 
@@ -130,21 +135,21 @@ class Formula:
 
     def refuse_state(self, why: str) -> None:
         """An exception for a function such as center(), which remembers something of the data; `why` it is none."""
-        for expression in self._all_expressions():
+        for expression in self.expressions:
             if expression.is_stateful:
                 raise FormulaError(f"The term {expression.name!r} remembers something of the data, {why}. Make a column "
                                    "of it before the fit.")
 
     def columns_used(self, columns: Sequence) -> list:
         """Those of `columns` that the formula names."""
-        used = {column for expression in self._all_expressions()
+        used = {column for expression in self.expressions
                 for column in expression.columns_used(columns)}
         return [column for column in columns if column in used]
 
     def names_taken(self, columns: Sequence) -> dict[str, Any]:
         """What the formula takes from the caller, by name, of data with these `columns`."""
         taken: dict[str, Any] = {}
-        for expression in self._all_expressions():
+        for expression in self.expressions:
             taken.update(expression.names_taken(columns))
         return taken
 
@@ -154,7 +159,7 @@ class Formula:
 
     def variables(self) -> list[list[Variable]]:
         """What was learned, by expression; a model with a function of the caller's cannot be kept."""
-        for expression in self._all_expressions():
+        for expression in self.expressions:
             for name in expression.unsaved_names():
                 raise FormulaError(f"The term {expression.name!r} uses {name!r}, which is not saved or pickled with "
                                    "the model: only columns, np and functions of patsy are known where it is read. "
@@ -163,22 +168,15 @@ class Formula:
 
     def states(self) -> list[dict]:
         """What stateful functions remember, by expression, the response first."""
-        return [expression.state() for expression in self._all_expressions()]
+        return [expression.state() for expression in self.expressions]
 
     def take(self, variables: list[list[Variable]], states: list[dict]) -> None:
         """Takes what another formula of the same text has learned."""
-        for expression, state in zip(self._all_expressions(), states):
+        for expression, state in zip(self.expressions, states):
             expression.take_state(state)
         for expression, learned in zip(self._expressions.values(), variables):
             expression.variables = learned
         self._make_design()
-
-    def expressions(self) -> tuple[Expression, list[Expression]]:
-        """The response, and the expressions of the right side in the order of their variables."""
-        return self._response, list(self._expressions.values())
-
-    def _all_expressions(self) -> list[Expression]:
-        return [self._response, *self._expressions.values()]
 
     def columns(self, table: Table) -> list[Column]:
         """The variables of the right side for the rows of `table`."""

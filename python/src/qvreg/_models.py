@@ -3,13 +3,15 @@
 from __future__ import annotations
 
 import warnings
-from collections.abc import Mapping
+from collections.abc import Iterator, Mapping
+from contextlib import contextmanager
 from dataclasses import dataclass, fields
 from typing import Any
 
 from ._arguments import one_of, positive
 from ._checks import Response, lost_columns
 from ._expressions import patsy_module
+from ._files import is_path, opened
 from ._fit import Fit, Options, fit
 from ._formula import Formula
 from ._library import FIRST_OBSERVED
@@ -73,8 +75,10 @@ def ols(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = Non
     formula : str
         As of patsy: ``"mass ~ species*sex + length"``. Factors have treatment coding with their first
         level as base.
-    data : DataFrame, dict of arrays or structured array
-        The columns that the formula names.
+    data : DataFrame, dict of arrays, structured array or path
+        The columns that the formula names. A path, a text or a `pathlib.Path`, names a CSV, Parquet or JSON
+        file, or a pattern of files, which the command ``qvreg`` reads; memory holds none of its columns
+        whole, but those of which terms compute something.
     weights : str or array_like, optional
         Precision of each row, the inverse of its variance, as 4 for the mean of four measurements: a
         column's name, or values in the order of the rows, whatever their index. Rows of weight 0 are
@@ -111,7 +115,8 @@ def ols(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = Non
     """
     arguments = Arguments(weights, freq_weights, missing, threads, vcov, base, progress)
     environment = patsy_module().EvalEnvironment.capture(1)
-    return fit_formula("ols", formula, Tables.whole(data), environment, arguments)
+    with _tables("ols", formula, data, environment, arguments) as tables:
+        return fit_formula("ols", formula, tables, environment, arguments)
 
 
 def logit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = None,
@@ -148,7 +153,8 @@ def logit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = N
     arguments = Arguments(weights, freq_weights, missing, threads, vcov, base, progress, reference,
                            max_iterations)
     environment = patsy_module().EvalEnvironment.capture(1)
-    return fit_formula("logit", formula, Tables.whole(data), environment, arguments)
+    with _tables("logit", formula, data, environment, arguments) as tables:
+        return fit_formula("logit", formula, tables, environment, arguments)
 
 
 def mnlogit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = None,
@@ -181,7 +187,8 @@ def mnlogit(formula: str, data: Any, *, weights: Any = None, freq_weights: Any =
     arguments = Arguments(weights, freq_weights, missing, threads, vcov, base, progress, reference,
                            max_iterations)
     environment = patsy_module().EvalEnvironment.capture(1)
-    return fit_formula("mnlogit", formula, Tables.whole(data), environment, arguments)
+    with _tables("mnlogit", formula, data, environment, arguments) as tables:
+        return fit_formula("mnlogit", formula, tables, environment, arguments)
 
 
 def fit_chunks(read: Any, formula: str, model: str = "ols", **options: Any) -> Any:
@@ -219,6 +226,18 @@ def fit_chunks(read: Any, formula: str, model: str = "ols", **options: Any) -> A
     one_of("model", model, tuple(KINDS))
     environment = patsy_module().EvalEnvironment.capture(1)
     return fit_formula(model, formula, Tables.chunks(read), environment, Arguments.of(options))
+
+
+@contextmanager
+def _tables(kind: str, text: str, data: Any, environment: Any, arguments: Arguments) -> Iterator[Tables]:
+    """The data of a fit; the columns of a file while they are there."""
+    if not is_path(data):
+        yield Tables.whole(data)
+        return
+    weights = [name for name in (arguments.weights, arguments.freq_weights) if isinstance(name, str)]
+    formula = Formula(text, environment)
+    with opened(data, formula.expressions, kind != "ols", weights, arguments.threads) as columns:
+        yield Tables.whole(columns)
 
 
 def fit_formula(kind: str, text: str, tables: Tables, environment: Any, arguments: Arguments) -> Any:

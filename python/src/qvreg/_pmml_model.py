@@ -23,7 +23,7 @@ _STANDARDIZING = ("standardize", "scale")
 def table_of(model: Model) -> SavedTable:
     """The columns and variables of `model`, the response at position 0 and predictors from 1 on."""
     table = SavedTable([], [])
-    response, predictors = model.formula.expressions()
+    response, *predictors = model.formula.expressions
     table.variables.append(_response(response, model.classes))
     for position, expression in enumerate(predictors, start=1):
         table.variables.append(_predictor(expression, position))
