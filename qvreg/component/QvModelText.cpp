@@ -84,7 +84,7 @@ class TextReader : public QvContentsFields::PartsReader<TextReader> {
   }
   void Refuse(const char* /*name*/, const char* /*why*/) { Fail(); }
   /// Whether all was read, and nothing else is there.
-  [[nodiscard]] bool IsRead() const { return !fbFailed; }
+  [[nodiscard]] bool IsRead() const { return !fbFailed && fRest.empty(); }
 
  private:
   void Fail() {
