@@ -21,7 +21,7 @@ def structures_of_package():
 structures = structures_of_package()
 MISSING = structures.MISSING_VALUE
 LINEAR, LOGISTIC = structures.LINEAR, structures.LOGISTIC
-LAST_OBSERVED, FIRST_OBSERVED = -1, structures.FIRST_OBSERVED
+LAST_OBSERVED, FIRST_OBSERVED = structures.LAST_OBSERVED, structures.FIRST_OBSERVED
 RMSE, R_SQUARE = structures.FIT_RMSE, structures.FIT_R_SQUARE
 COX_SNELL, NAGELKERKE, MCFADDEN = structures.FIT_COX_SNELL, structures.FIT_NAGELKERKE, structures.FIT_MCFADDEN
 NEXT_END, NEXT_RECORD = structures.NEXT_END, structures.NEXT_RECORD

@@ -16,10 +16,11 @@ from typing import Any
 import numpy as np
 
 from ._structures import (AS_MISSING, BlockCallbacks, ColumnSummary, CONVERGED_OUTCOMES, Error, FIRST_OBSERVED,
-                          FIT_R_SQUARE, FIT_RMSE, LINEAR, LOGISTIC, LogisticOptions, LogisticSummary, MISSING_VALUE,
-                          NEXT_END, NEXT_RECORD, NextCallback, Options, OUTCOME_COMPLETE_SEPARATION,
-                          OUTCOME_QUASI_SEPARATION, ParameterInfo, ProgressCallback, RecordCounts, REFUSE,
-                          RewindCallback, RunnerCallback, ScaledSummary, Scores, Summary, TypedColumn, VALUE_TYPES)
+                          FIT_COX_SNELL, FIT_MCFADDEN, FIT_NAGELKERKE, FIT_R_SQUARE, FIT_RMSE, LAST_OBSERVED, LINEAR,
+                          LOGISTIC, LogisticOptions, LogisticSummary, MISSING_VALUE, NEXT_END, NEXT_RECORD,
+                          NextCallback, Options, OUTCOME_COMPLETE_SEPARATION, OUTCOME_QUASI_SEPARATION, ParameterInfo,
+                          ProgressCallback, RecordCounts, REFUSE, RewindCallback, RunnerCallback, ScaledSummary,
+                          Scores, Summary, TypedColumn, VALUE_TYPES)
 from .errors import DataError, LibraryError, QvregError
 
 OK, CANCELLED = 0, 1
