@@ -21,8 +21,11 @@ namespace {
 
 std::string ReadFile(const std::string& file, const std::string& what, std::size_t most) {
   std::error_code error;
-  if (!std::filesystem::exists(file, error)) Refuse(fmt::format("There is no file '{}'.", file));
-  if (std::filesystem::is_directory(file, error)) {
+  const std::filesystem::file_status status = std::filesystem::status(file, error);
+  if (status.type() == std::filesystem::file_type::not_found) {
+    Refuse(fmt::format("There is no file '{}'.", file));
+  }
+  if (std::filesystem::is_directory(status)) {
     Refuse(fmt::format("'{}' is a folder; name {}.", file, what));
   }
   std::ifstream stream(file, std::ios::binary);

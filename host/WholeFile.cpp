@@ -69,9 +69,12 @@ void WholeFile::MakeTemporary(bool replaces) {
   if (!replaces) return;
   mode_ = fs::status(target_, error).permissions() & fs::perms::all;
   FailIf(error);
-  if (CopyOwner(target_, writePath_)) {
+  error = CopyOwner(target_, writePath_);
+  // The latter of a user that is not known here, as in a container.
+  if (error == std::errc::operation_not_permitted || error == std::errc::invalid_argument) {
     Fail("it belongs to another user or group, and what replaces it would not");
   }
+  FailIf(error);
   FailIf(CopyAttributes(target_, writePath_));
 }
 

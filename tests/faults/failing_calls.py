@@ -29,6 +29,8 @@ WAITING = {"read", "pread", "readv", "write", "pwrite", "writev", "openat", "ope
 # A folder stays where one of these fails; the next run removes it.
 REMOVING = {"unlink", "unlinkat", "rmdir", "getdents", "openat", "fstat", "fstatat", "lseek", "mkdir",
             "flock", "fcntl"}
+# What is not so where the system answers with an error.
+WRONG_REASONS = re.compile("belongs to another|There is no file|does not exist|is known neither")
 # One line, or more that show a place in a formula.
 SENTENCE = re.compile(r"qvreg: [^\n]*[.!?]\n(  [^\n]*\n)*")
 
@@ -138,6 +140,8 @@ class Failures:
             yield "an unexpected error"
         if call is not None and call.name == "flock":
             yield "a folder that could not be locked was lost"
+        if WRONG_REASONS.search(outcome.err):
+            yield "a reason that is not so"
         names = (str(self.scene.folder), "standard input")
         if how not in ("ENGINE", "SILENT") and not any(name in outcome.err for name in names):
             yield "no file is named"
