@@ -12,7 +12,6 @@ import numpy as np
 import patsy
 import pytest
 from qvreg import _passes
-from qvreg._model import Weights
 from qvreg._models import Arguments, fit_formula
 from qvreg._tables import Table, Tables
 
@@ -86,15 +85,16 @@ class Processes:
         for number in range(n_workers):
             self.add(f"w{number}")
 
-    def add(self, name):
+    def add(self, name, package=True):
         self.workers[name] = self._start(name, "dask_worker", "--scheduler-file", self._folder / "scheduler.json",
                                          "--no-nanny", "--nthreads", "1", "--name", name, "--no-dashboard",
-                                         "--local-directory", self._folder / name)
+                                         "--local-directory", self._folder / name, package=package)
 
-    def _start(self, name, module, *arguments):
+    def _start(self, name, module, *arguments, package=True):
+        paths = sys.path if package else [path for path in sys.path if not os.path.exists(os.path.join(path, "qvreg"))]
         with open(self._folder / f"{name}.log", "wb") as log:
             return subprocess.Popen([sys.executable, "-m", f"distributed.cli.{module}", *map(str, arguments)],
-                                    stdout=log, stderr=log, env={**os.environ, "PYTHONPATH": os.pathsep.join(sys.path)})
+                                    stdout=log, stderr=log, env={**os.environ, "PYTHONPATH": os.pathsep.join(paths)})
 
     def client(self):
         wait_until((self._folder / "scheduler.json").exists)

@@ -1,6 +1,7 @@
 """Fits on a Dask cluster, of processes that all stay."""
 
 import _thread
+import doctest
 import logging
 import re
 import subprocess
@@ -13,12 +14,16 @@ import patsy
 import pytest
 import qvreg
 from clusters import QUIET, dask, digest, distributed, fit_here, partitions_of, task_names, wait_until, within
+from conftest import ROOT
 from qvreg._checks import Response
 from qvreg._formula import Formula
 from qvreg._model import Model, Weights
 from qvreg._tables import Tables
+from qvreg.sklearn import LinearRegression, LogisticRegression
+from sklearn.base import clone
 
 import cloudpickle  # isort: skip
+import dask.array as da  # isort: skip
 import dask.dataframe as dd  # isort: skip
 import qvreg.dask  # isort: skip
 from qvreg import _dask_parts  # isort: skip
@@ -288,3 +293,70 @@ def test_without_a_client(frame):
     assert done.stderr.splitlines()[-1] == (
         'qvreg.errors.ArgumentError: There is no Dask client. Make one, as in client = '
         'distributed.Client("host:8786"), and give it as client=.')
+
+
+def test_the_page_on_clusters(monkeypatch):
+    monkeypatch.chdir(ROOT)
+    failed, tried = doctest.testfile(str(ROOT / "docs" / "cluster.md"), module_relative=False, verbose=False)
+    assert failed == 0 and tried > 8
+
+
+@pytest.fixture()
+def arrays():
+    rng = np.random.default_rng(5)
+    x = rng.normal(size=(600, 3)) + [0.0, 1e6, 0.0]
+    y = x[:, 0] + rng.normal(size=600)
+    return x, y, np.array(list("abc"))[(y > 0.3).astype(int) + (y > 1.2)], rng.random(600)
+
+
+def test_estimators_of_arrays(client, arrays):
+    x, y, classes, weights = arrays
+    parts = [da.from_array(values, chunks=(130, 2)[:values.ndim]) for values in arrays]
+    linear = qvreg.dask.LinearRegression(client=client).fit(parts[0], parts[1], parts[3])
+    whole = LinearRegression().fit(x, y, weights)
+    assert np.allclose(linear.coef_, whole.coef_, rtol=1e-11) and np.allclose(linear.intercept_, whole.intercept_)
+    assert np.allclose(linear.predict(parts[0]).compute(), whole.predict(x), rtol=1e-11)
+    assert np.array_equal(linear.predict(x), linear.predict(parts[0]).compute())
+    logistic = qvreg.dask.LogisticRegression(client=client).fit(parts[0], parts[2])
+    whole = LogisticRegression().fit(x, classes)
+    assert list(logistic.classes_) == ["a", "b", "c"] and logistic.n_iter_ == whole.n_iter_
+    assert np.allclose(logistic.coef_, whole.coef_, rtol=1e-8, atol=1e-10)
+    assert np.array_equal(logistic.predict(parts[0]).compute(), logistic.predict(x))
+    for method in ("predict_proba", "decision_function", "predict_log_proba"):
+        lazy = getattr(logistic, method)(parts[0])
+        assert lazy.shape == (600, 3) and np.array_equal(lazy.compute(), getattr(logistic, method)(x))
+    wait_until(lambda: not task_names(client))
+
+
+def test_estimators_of_frames(client, table):
+    frame = dd.from_pandas(table, npartitions=4)
+    made = qvreg.dask.LogisticRegression(client=client).fit(frame[["x", "z"]], frame.event)
+    whole = LogisticRegression().fit(table[["x", "z"]], table.event)
+    assert list(made.feature_names_in_) == ["x", "z"] and np.allclose(made.coef_, whole.coef_, rtol=1e-9)
+    assert made.coef_.shape == (1, 2)
+    assert np.array_equal(made.predict(frame[["x", "z"]]).compute(), whole.predict(table[["x", "z"]]))
+    plain = qvreg.dask.LogisticRegression(tol=1e-5)
+    assert clone(plain).get_params() == plain.get_params() and "n_jobs" not in plain.get_params()
+
+
+def test_what_estimators_refuse(client, arrays, table):
+    x, y, _, _ = arrays
+    lazy, response = da.from_array(x, chunks=(200, 3)), da.from_array(y, chunks=200)
+
+    def refused(X, y, kind=qvreg.dask.LinearRegression, weights=None):
+        with pytest.raises(qvreg.QvregError) as raised:
+            kind(client=client).fit(X, y, weights)
+        return str(raised.value)
+
+    assert refused(x, y) == ("X is ndarray: an array or a DataFrame of Dask is needed. The estimators of qvreg.sklearn "
+                             "take what is in memory.")
+    assert refused(lazy, response.rechunk(100)) == (
+        "X has 3 partitions, y has 6: all need as many, of the same rows. Rechunk or repartition them.")
+    assert refused(lazy, response.rechunk(((100, 300, 200),))).endswith("all need as many.")
+    holes = x.copy()
+    holes[250, 1] = np.nan
+    assert refused(da.from_array(holes, chunks=(200, 3)), response) == "Partition 1: Input X contains NaN."
+    assert refused(lazy, response * 0 + 1, qvreg.dask.LogisticRegression) == (
+        "y has one class only (1.0): two are needed.")
+    assert refused(lazy, response, weights=response * 0 - 1).endswith(
+        "sample_weight has negative values: weights are 0 or more.")

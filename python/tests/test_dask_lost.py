@@ -206,7 +206,20 @@ def test_workers_that_come_again(processes, client, frame, undisturbed):
     assert digest(qvreg.dask.logit(FORMULA, frame, client, timeout=60)) == undisturbed
 
 
+def test_a_worker_without_the_package(processes, client):
+    for process in processes.workers.values():
+        process.kill()
+    wait_until(lambda: not client.scheduler_info()["workers"])
+    processes.add("bare", package=False)
+    with pytest.raises(qvreg.QvregError) as raised:
+        qvreg.dask.logit(FORMULA, dd.from_pandas(make(0), npartitions=1), client, timeout=10)
+    assert "A task on the cluster has failed with ModuleNotFoundError: No module named 'qvreg" in str(raised.value)
+
+
 def test_a_scheduler_that_dies(processes, client, frame, monkeypatch):
+    processes.add("last")
+    client.wait_for_workers(2, timeout=60)
+    processes.workers["bare"].kill()
     During(monkeypatch, "qvreg-estimates-pass-3", processes.scheduler.kill)
     with pytest.raises(qvreg.LibraryError) as raised:
         qvreg.dask.logit(FORMULA, frame, client, timeout=3)

@@ -34,8 +34,8 @@ def cluster_client(client: Any) -> distributed.Client:
     if not isinstance(client, distributed.Client):
         raise ArgumentError(f"client={client!r}: a distributed.Client is needed.")
     if client.asynchronous:
-        raise ArgumentError("The Dask client is asynchronous, and a fit waits for its tasks. Give one that was made with "
-                            "asynchronous=False.")
+        raise ArgumentError("The Dask client is asynchronous, and a fit waits for its tasks. Give one that was made "
+                            "with asynchronous=False.")
     return client
 
 
@@ -165,7 +165,8 @@ def _sentences(client: distributed.Client, parts: Sequence[distributed.Future]) 
     except distributed.CancelledError as error:
         if client.status != "running":
             raise LibraryError(_CLOSED) from error
-        raise LibraryError("The tasks of the fit were cancelled, or data that only a lost worker had are gone.") from error
+        raise LibraryError("The tasks of the fit were cancelled, or data that only a lost worker had are "
+                           "gone.") from error
     except distributed.scheduler.KilledWorker as error:
         raise LibraryError(f"{_first(parts)}The workers that ran the task {error.task} have died, one after the other: "
                            "it may need more memory than they have. Their logs say more; smaller partitions need "

@@ -212,9 +212,11 @@ class Partitions:
 
     def records(self, model: Model, weights: Weights) -> ClusterRecords:
         """The records of a fit, on the workers."""
-        plan = self._tasks.value(_Plan(model.kind, model.formula.text, self._names, weights,
-                                       model.formula.learned(), model.formula.states(), model.classes, model.layout), "records", "model")
-        parts = self._tasks.hold(self._tasks.each("records", _records, self._tables, plan))
+        formula = model.formula
+        plan = _Plan(model.kind, formula.text, self._names, weights, formula.learned(), formula.states(),
+                     model.classes, model.layout)
+        sent = self._tasks.value(plan, "records", "model")
+        parts = self._tasks.hold(self._tasks.each("records", _records, self._tables, sent))
         self._tasks.release(self._tables)
         return ClusterRecords(self._tasks, parts, model.record_names(weights))
 

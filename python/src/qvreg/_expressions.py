@@ -70,7 +70,10 @@ class Expression:
         patsy = patsy_module()
         found = self._state["eval_env"].namespace
         taken = {}
-        for name in set(patsy.eval.ast_names(self._factor.code)).difference(columns):
+        bound = {getattr(node, "arg", None) or getattr(node, "id", None)
+                 for node in ast.walk(ast.parse(self._factor.code))
+                 if isinstance(node, ast.arg) or (isinstance(node, ast.Name) and isinstance(node.ctx, ast.Store))}
+        for name in set(patsy.eval.ast_names(self._factor.code)).difference(columns, bound):
             if name in found:
                 taken[name] = found[name]
             elif not hasattr(builtins, name):

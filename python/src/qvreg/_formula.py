@@ -137,8 +137,8 @@ class Formula:
         """An exception for a function such as center(), which remembers something of the data; `why` it is none."""
         for expression in self.expressions:
             if expression.is_stateful:
-                raise FormulaError(f"The term {expression.name!r} remembers something of the data, {why}. Make a column "
-                                   "of it before the fit.")
+                raise FormulaError(f"The term {expression.name!r} remembers something of the data, {why}. Make a "
+                                   "column of it before the fit.")
 
     def columns_used(self, columns: Sequence) -> list:
         """Those of `columns` that the formula names."""

@@ -9,7 +9,7 @@ from __future__ import annotations
 
 import ctypes
 from collections.abc import Callable, Iterator, Sequence
-from ctypes import POINTER, c_size_t, c_void_p
+from ctypes import c_size_t, c_void_p
 from pathlib import Path
 from typing import Any, Protocol
 

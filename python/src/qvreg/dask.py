@@ -26,7 +26,7 @@ from __future__ import annotations
 
 from collections.abc import Iterator
 from contextlib import contextmanager
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 from ._dask_cluster import Tasks, cluster_client
 from ._dask_parts import Partitions
@@ -34,6 +34,9 @@ from ._expressions import patsy_module
 from ._model import Weights
 from ._models import Arguments, fit_formula
 from .results import LinearResults, LogitResults, MNLogitResults
+
+if TYPE_CHECKING:
+    from ._dask_arrays import LinearRegression, LogisticRegression
 
 __all__ = ["LinearRegression", "LogisticRegression", "logit", "mnlogit", "ols"]
 
