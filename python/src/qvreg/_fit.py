@@ -60,7 +60,7 @@ def _settings(design: Design, layout: Layout, options: Options) -> lib.Handle:
         lib.call("settings_set_frequency_weight", settings, layout.freq_weights)
     for term in design.terms:
         lib.call("settings_add_effect", settings, _effect(design, term))
-    _set_options(settings, design, options)
+    set_options(settings, design.has_intercept, options)
     return settings
 
 
@@ -77,10 +77,11 @@ def _effect(design: Design, term: Any) -> lib.Handle:
     return effect
 
 
-def _set_options(settings: lib.Handle, design: Design, options: Options) -> None:
+def set_options(settings: lib.Handle, has_intercept: bool, options: Options) -> None:
+    """Says how to fit."""
     common = lib.Options()
     lib.call("settings_get_options", settings, ctypes.byref(common))
-    common.use_intercept = int(design.has_intercept)
+    common.use_intercept = int(has_intercept)
     if options.n_categories is None:
         common.tolerance = _LINEAR_TOLERANCE
         common.refine_estimates = 1
