@@ -21,12 +21,14 @@ namespace QvCommon {
 /// What NumberText and ReadNumber share.
 namespace QvNumberWords {
 
-inline constexpr std::string_view kNaN = "NaN";
-inline constexpr std::string_view kInfinity = "INF";
-inline constexpr int kHexadecimal = 16;
+inline constexpr std::string_view kNaN = "NaN";       ///< As XML Schema has it.
+inline constexpr std::string_view kInfinity = "INF";  ///< Likewise.
+inline constexpr int kHexadecimal = 16;               ///< The base of a NaN's bits.
+/// The bits of the NaN that is written without them.
 inline constexpr auto kUsualNaN =
     std::bit_cast<std::uint64_t>(std::numeric_limits<double>::quiet_NaN());
 
+/// A `value` as text, by the standard library: in a `format`, of types `Format`.
 template <typename Number, typename... Format>
 [[nodiscard]] std::string Written(Number value, Format... format) {
   std::array<char, 32> text{};
@@ -34,7 +36,8 @@ template <typename Number, typename... Format>
   return {text.data(), end};
 }
 
-/// The number of the whole text; false, and `value` as it was, for any other.
+/// The number of the whole `text` in a `format`, of types `Format`; false, and `value` as it was,
+/// for any other.
 template <typename Number, typename... Format>
 [[nodiscard]] bool Read(std::string_view text, Number& value, Format... format) {
   Number read{};
@@ -45,6 +48,7 @@ template <typename Number, typename... Format>
   return true;
 }
 
+/// The same of a `value` whose `text` starts with kNaN.
 [[nodiscard]] inline bool ReadNaN(std::string_view text, double& value) {
   std::uint64_t bits = kUsualNaN;
   text.remove_prefix(kNaN.size());
@@ -57,7 +61,7 @@ template <typename Number, typename... Format>
 
 }  // namespace QvNumberWords
 
-/// The shortest decimal number that reads back to this double. What is not finite is as XML Schema
+/// The shortest decimal number that reads back to this `value`. What is not finite is as XML Schema
 /// has it, INF, -INF and NaN; a NaN of other bits than the usual has these behind a colon.
 [[nodiscard]] inline std::string NumberText(double value) {
   if (std::isinf(value)) return (value > 0.0 ? "" : "-") + std::string(QvNumberWords::kInfinity);
@@ -70,9 +74,10 @@ template <typename Number, typename... Format>
   return text;
 }
 
+/// A whole `value`.
 [[nodiscard]] inline std::string NumberText(long long value) { return std::to_string(value); }
 
-/// The number of the whole text; false, and `value` as it was, for any other text, or one out of
+/// The number of the whole `text`; false, and `value` as it was, for any other text, or one out of
 /// range.
 [[nodiscard]] inline bool ReadNumber(std::string_view text, double& value) {
   if (text.starts_with(QvNumberWords::kNaN)) return QvNumberWords::ReadNaN(text, value);
@@ -89,21 +94,24 @@ template <typename Number, typename... Format>
   return true;
 }
 
+/// The same; `text`, `value`.
 [[nodiscard]] inline bool ReadNumber(std::string_view text, long long& value) {
   return QvNumberWords::Read(text, value);
 }
 
+/// The same; `text`, `value`.
 [[nodiscard]] inline bool ReadNumber(std::string_view text, int& value) {
   return QvNumberWords::Read(text, value);
 }
 
+/// The same; `text`, `value`.
 [[nodiscard]] inline bool ReadNumber(std::string_view text, bool& value) {
   if (text != "0" && text != "1") return false;
   value = text == "1";
   return true;
 }
 
-/// Takes the first word off a text, up to a blank; empty at its end.
+/// Takes the first word off a `text`, up to a blank; empty at its end.
 [[nodiscard]] inline std::string_view TakeWord(std::string_view& text) {
   const std::size_t blank = text.find(' ');
   const std::string_view word = text.substr(0, blank);
@@ -111,7 +119,7 @@ template <typename Number, typename... Format>
   return word;
 }
 
-/// Numbers with a blank between each two.
+/// The numbers `values` with a blank between each two.
 template <typename Number>
 [[nodiscard]] std::string NumbersText(const std::vector<Number>& values) {
   std::string text;
@@ -126,7 +134,7 @@ template <typename Number>
   return text;
 }
 
-/// The numbers of the whole text; false for any other text.
+/// The numbers of the whole `text` go to `values`; false for any other text.
 template <typename Number>
 [[nodiscard]] bool ReadNumbers(std::string_view text, std::vector<Number>& values) {
   values.clear();

@@ -21,6 +21,7 @@
 ///
 /// What is written is constant, and what is read empty before.
 
+/// Descriptions of a model's numbers, by their names.
 namespace QvContentsFields {
 
 /// Whether a value is written, not read.
@@ -31,10 +32,12 @@ inline constexpr bool IsWritten = std::is_const_v<std::remove_reference_t<Value>
 template <typename Writer>
 class PartsWriter {
  public:
+  /// `describe` describes each of the `values` in a part called `name`.
   template <typename Values, typename Describe>
   void Parts(const char* name, const Values& values, Describe&& describe) {
     for (const auto& value : values) Self().Part(name, value, describe);
   }
+  /// The same of a `value`, if there is one: `name`, `describe`.
   template <typename Value, typename Describe>
   void Parts(const char* name, const std::optional<Value>& value, Describe&& describe) {
     if (value) Self().Part(name, *value, describe);
@@ -48,10 +51,12 @@ class PartsWriter {
 template <typename Reader>
 class PartsReader {
  public:
+  /// `values` receive what `describe` reads from each of the parts called `name` that follow.
   template <typename Value, typename Describe>
   void Parts(const char* name, std::vector<Value>& values, Describe&& describe) {
     while (Self().IsNext(name)) Self().Part(name, values.emplace_back(), describe);
   }
+  /// `value` receives what `describe` reads from a part called `name`, if that follows.
   template <typename Value, typename Describe>
   void Parts(const char* name, std::optional<Value>& value, Describe&& describe) {
     if (Self().IsNext(name)) Self().Part(name, value.emplace(), describe);
@@ -61,6 +66,7 @@ class PartsReader {
   Reader& Self() { return static_cast<Reader&>(*this); }
 };
 
+/// An effect: QvEffectContents.
 inline constexpr auto DescribeEffect = [](auto& effect, auto& fields) {
   fields("factors", effect.fFactors);
   fields("nesting", effect.fLevels);
@@ -68,6 +74,7 @@ inline constexpr auto DescribeEffect = [](auto& effect, auto& fields) {
   fields("factorsInParentheses", effect.fbFactorsInParens);
 };
 
+/// What a logistic model adds: QvLogisticChoices.
 inline constexpr auto DescribeLogistic = [](auto& logistic, auto& fields) {
   fields("reference", logistic.fReference);
   fields("categories", logistic.fNCategories);
@@ -83,6 +90,7 @@ inline constexpr auto DescribeLogistic = [](auto& logistic, auto& fields) {
   fields("start", logistic.fStartingValues);
 };
 
+/// QvSettingsContents.
 inline constexpr auto DescribeSettings = [](auto& settings, auto& fields) {
   fields("roles", settings.fRoles);
   fields("dependent", settings.fDependent);
@@ -122,8 +130,10 @@ inline constexpr auto DescribeCounts = [](auto& counts, auto& fields) {
   }
 };
 
+/// The level combinations of an effect.
 inline constexpr auto DescribeCodes = [](auto& codes, auto& fields) { fields("codes", codes); };
 
+/// QvColumnSizeContents::Product.
 inline constexpr auto DescribeProduct = [](auto& product, auto& fields) {
   fields("largest", product.fLargest);
   fields("enough", product.fEnough);
@@ -132,6 +142,7 @@ inline constexpr auto DescribeProduct = [](auto& product, auto& fields) {
   fields("magnitude", product.fMagnitude);
 };
 
+/// QvTableContents.
 inline constexpr auto DescribeTables = [](auto& tables, auto& fields) {
   fields.Parts("factor", tables.fFactorCounts, DescribeCounts);
   fields.Part("dependent", tables.fDependentCounts, DescribeCounts);
@@ -148,12 +159,14 @@ inline constexpr auto DescribeTables = [](auto& tables, auto& fields) {
   fields.Parts("product", tables.fSizes.fProducts, DescribeProduct);
 };
 
+/// QvRedundantContents.
 inline constexpr auto DescribeRedundant = [](auto& redundant, auto& fields) {
   fields("parameter", redundant.fParameter);
   fields("dependsOn", redundant.fKept);
   fields("coefficients", redundant.fCoefficients);
 };
 
+/// QvLinearContents, but for what DescribeLinearNumbers has.
 inline constexpr auto DescribeLinear = [](auto& linear, auto& fields) {
   fields("usualRows", linear.fEstimates.fbRowsUsual);
   fields("nonFinite", linear.fEstimates.fNonFinite);
@@ -185,6 +198,7 @@ inline constexpr auto DescribeOutcome = [](auto& outcome, auto& fields) {
   }
 };
 
+/// QvOptimizationSummary.
 inline constexpr auto DescribeOptimization = [](auto& summary, auto& fields) {
   DescribeOutcome(summary.fOutcome, fields);
   fields("iterations", summary.fIterations);
@@ -198,6 +212,7 @@ inline constexpr auto DescribeOptimization = [](auto& summary, auto& fields) {
   fields("mcFadden", summary.fMcFaddenRSquare);
 };
 
+/// QvLogisticContents, but for what DescribeLogisticNumbers has.
 inline constexpr auto DescribeLogisticFit = [](auto& logistic, auto& fields) {
   fields("products", logistic.fRecordsAdded);
   fields("nonFinite", logistic.fNonFinite);
@@ -208,6 +223,7 @@ inline constexpr auto DescribeLogisticFit = [](auto& logistic, auto& fields) {
   fields.Part("optimization", logistic.fOptimization, DescribeOptimization);
 };
 
+/// QvRecordCounts.
 inline constexpr auto DescribeRecords = [](auto& counts, auto& fields) {
   fields("read", counts.fRead);
   fields("used", counts.fUsed);
@@ -220,6 +236,7 @@ inline constexpr auto DescribeRecords = [](auto& counts, auto& fields) {
 /// A status as lists: the numbers attached to it, each behind its place.
 class StatusNumbers {
  public:
+  /// Those of a `status`.
   explicit StatusNumbers(const QvCommon::QvStatus& status)
       : code(status.GetCode()), isWarning(status.IsWarning()) {
     for (unsigned i = 0; i < QvCommon::QvStatus::kMaxData; ++i) {
@@ -236,7 +253,7 @@ class StatusNumbers {
     }
   }
 
-  /// False where there is no such status.
+  /// Makes `to` the status; false, and `to` as it was, where there is none.
   bool To(QvCommon::QvStatus& to) const {
     constexpr long long kLargestCode = 9999;
     bool isStatus = code >= 0 && code <= kLargestCode && places.size() == wholes.size() &&
@@ -253,14 +270,15 @@ class StatusNumbers {
     return isStatus;
   }
 
-  long long code = 0;
-  bool isWarning = false;
-  std::vector<int> places;
-  std::vector<long long> wholes;
-  std::vector<int> realPlaces;
-  std::vector<double> reals;
+  long long code = 0;             ///< The code.
+  bool isWarning = false;         ///< Whether it is a warning.
+  std::vector<int> places;        ///< Of whole numbers.
+  std::vector<long long> wholes;  ///< As many.
+  std::vector<int> realPlaces;    ///< Of other numbers.
+  std::vector<double> reals;      ///< As many.
 };
 
+/// A QvStatus.
 inline constexpr auto DescribeStatus = [](auto& status, auto& fields) {
   StatusNumbers numbers(status);
   fields("code", numbers.code);
@@ -274,7 +292,7 @@ inline constexpr auto DescribeStatus = [](auto& status, auto& fields) {
   }
 };
 
-/// All but estimates, covariances, and which parameters are kept.
+/// All of `contents` but estimates, covariances, and which parameters are kept, to `fields`.
 template <typename Contents, typename Fields>
 void DescribeModel(Contents& contents, Fields& fields) {
   fields.Part("settings", contents.fSettings, DescribeSettings);
@@ -290,11 +308,12 @@ void DescribeModel(Contents& contents, Fields& fields) {
   fields.Part("status", contents.fStatus, DescribeStatus);
 }
 
+/// A lower triangle.
 inline constexpr auto DescribeTriangle = [](auto& elements, auto& fields) {
   fields("elements", elements);
 };
 
-/// The rest: which parameters are kept, the estimates, and their covariances.
+/// The rest of a linear model: which parameters are kept, the estimates, and their covariances.
 inline constexpr auto DescribeLinearNumbers = [](auto& linear, auto& fields) {
   fields("kept", linear.fKept);
   fields("estimates", linear.fEstimates.fEstimates);
@@ -310,6 +329,7 @@ inline constexpr auto DescribeLogisticNumbers = [](auto& logistic, auto& fields)
   fields.Parts("dividedCovariance", logistic.fScaledCovariance, DescribeTriangle);
 };
 
+/// That part of `contents`, to `fields`.
 template <typename Contents, typename Fields>
 void DescribeNumbers(Contents& contents, Fields& fields) {
   if (contents.fSettings.fLogistic) {
