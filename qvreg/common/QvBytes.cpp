@@ -136,6 +136,13 @@ int QvByteReader::GetIntWithin(int least, int largest) {
   return fbFailed ? 0 : static_cast<int>(value);
 }
 
+std::int64_t QvByteReader::GetTotal() {
+  constexpr std::int64_t kMost = (std::int64_t{1} << 62) - 1;
+  const std::int64_t value = GetInt();
+  if (value < 0 || value > kMost) Fail();
+  return fbFailed ? 0 : value;
+}
+
 bool QvByteReader::GetBool() {
   const std::span<const unsigned char> bytes = Take(1);
   if (bytes.empty()) return false;

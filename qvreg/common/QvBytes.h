@@ -67,6 +67,9 @@ class QvByteReader {
   [[nodiscard]] std::int64_t GetInt() { return static_cast<std::int64_t>(GetWord()); }
   /// An int from `least` to `largest`; anything else fails.
   [[nodiscard]] int GetIntWithin(int least, int largest);
+  /// A sum that others are added to: from 0 to 2^62 - 1, so that two of them do not overflow;
+  /// anything else fails.
+  [[nodiscard]] std::int64_t GetTotal();
   [[nodiscard]] std::uint64_t GetWord();
   [[nodiscard]] bool GetBool();
   [[nodiscard]] double GetDouble();

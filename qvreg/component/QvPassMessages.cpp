@@ -61,8 +61,7 @@ void WriteCounts(const QvRecordCounts& counts, QvByteWriter& writer) {
 void ReadCounts(QvByteReader& reader, QvRecordCounts& counts) {
   for (long long* count :
        {&counts.fRead, &counts.fUsed, &counts.fMissing, &counts.fBadWeight, &counts.fOutOfRange}) {
-    *count = reader.GetInt();
-    if (*count < 0) reader.Fail();
+    *count = reader.GetTotal();
   }
 }
 
@@ -106,7 +105,7 @@ QvStatus ReadAnswer(std::span<const unsigned char> answer, std::uint64_t request
   if (reader.GetWord() != requestDigest) return Unreadable();
   const QvStatus status = ReadStatus(reader);
   if (!status.IsError()) {
-    sums.fNUsed = reader.GetInt();
+    sums.fNUsed = reader.GetTotal();
     sums.Read(reader);
   }
   return reader.IsAtEnd() ? status : Unreadable();

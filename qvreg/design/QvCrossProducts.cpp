@@ -78,12 +78,11 @@ void QvCrossProducts::Write(QvCommon::QvByteWriter& writer) const {
 
 void QvCrossProducts::Read(QvCommon::QvByteReader& reader) {
   GetMatrix().Read(reader);
-  fRecordsAdded = reader.GetInt();
+  fRecordsAdded = reader.GetTotal();
   fbRounded = reader.GetBool();
   fbRowsUsual = reader.GetBool();
   fbWeightsFinite = reader.GetBool();
   fbDependentFinite = reader.GetBool();
-  if (fRecordsAdded < 0) reader.Fail();
 }
 
 void QvCrossProducts::FillContents(QvLinearContents& contents) const {

@@ -23,8 +23,8 @@ void QvGLMResiduals::Write(QvCommon::QvByteWriter& writer) const {
 
 void QvGLMResiduals::Read(QvCommon::QvByteReader& reader) {
   fFit.Read(reader);
-  fWeightedRecords = reader.GetInt();
-  if (reader.GetWord() != fGradient.size() || fWeightedRecords < 0) return reader.Fail();
+  fWeightedRecords = reader.GetTotal();
+  if (reader.GetWord() != fGradient.size()) return reader.Fail();
   for (QvCommon::QvDoubleDouble& element : fGradient) {
     element.fHigh = reader.GetDouble();
     element.fLow = reader.GetDouble();

@@ -357,8 +357,8 @@ void QvAccumStatsLogistic::Read(QvCommon::QvByteReader& reader) {
     *value = reader.GetDouble();
   }
   fTotals.fLogLikelihood = QvLogLikelihoodSum(sum);
-  fTotals.fValidRows = reader.GetInt();
-  fTotals.fInvalidCalls = reader.GetInt();
+  fTotals.fValidRows = reader.GetTotal();
+  fTotals.fInvalidCalls = reader.GetTotal();
   reader.GetDoublesInto(fCategoryWeights);
   fTotals.fbAnyInformation = reader.GetBool();
   if (fTotals.fbAnyInformation) {
@@ -371,9 +371,7 @@ void QvAccumStatsLogistic::Read(QvCommon::QvByteReader& reader) {
     reader.GetDoublesInto(fDecidedScores);
     fDecidedHessian.Read(reader);
   }
-  if ((fTotals.fbAnyDecided && !fTotals.fbAnyInformation) || fTotals.fValidRows < 0 ||
-      fTotals.fInvalidCalls < 0)
-    reader.Fail();
+  if (fTotals.fbAnyDecided && !fTotals.fbAnyInformation) reader.Fail();
 }
 
 std::size_t QvAccumStatsLogistic::GetSize() const {
