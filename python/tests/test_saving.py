@@ -1,6 +1,9 @@
 """Models that are saved or pickled have the same numbers, to the last bit."""
 
+import json
 import pickle
+import re
+import zipfile
 
 import numpy as np
 import pandas as pd
@@ -100,3 +103,54 @@ def test_files_that_are_no_models(table, tmp_path):
     path.write_bytes(whole)
     with pytest.raises(qvreg.QvregError):
         qvreg.load(path)
+
+
+@pytest.fixture
+def forged(table, tmp_path):
+    """Saves a model whose formula was exchanged for another."""
+    def forge(term):
+        path = tmp_path / "model.qvreg"
+        qvreg.ols("y ~ I(x)", table).save(path)
+        with zipfile.ZipFile(path) as archive:
+            members = {name: archive.read(name).decode("latin-1") for name in archive.namelist()}
+        described = json.loads(members["model.json"])
+        described["model"]["formula"] = f"y ~ {term}"
+        with zipfile.ZipFile(path, "w") as archive:
+            archive.writestr("model.json", json.dumps(described))
+            archive.writestr("model.qvreg", members["model.qvreg"].encode("latin-1"))
+        return path
+    return forge
+
+
+@pytest.mark.parametrize(("term", "use"), [
+    ("I(x + 0*__import__('os').getpid())", "__import__('os').getpid()"),
+    ("open('made', 'w')", "open('made', 'w')"),
+    ("x.to_csv('made')", "x.to_csv"),
+    ("x.__class__", "x.__class__"),
+    ("np.fromfile('made')", "np.fromfile"),
+    ("np.random.seed(x)", "np.random"),
+    ("eval('x')", "eval('x')"),
+    ("(lambda: x)()", "(lambda: x)()"),
+    ("I([x for y in x])", "[x for y in x]"),
+    ("I(x + 9**9**9)", "9 ** 9 ** 9"),
+    ("I(x == 'a'*10000000000)", "'a' * 10000000000"),
+    ("I(f'{x}')", "f'{x}'"),
+    ("I(x[0])", "x[0]"),
+])
+def test_formulas_of_saved_models_only_compute(forged, term, use):
+    with pytest.raises(qvreg.FormulaError, match="uses " + re.escape(repr(use))):
+        qvreg.load(forged(term))
+
+
+def test_saved_formulas_do_not_call_what_python_has(forged, table):
+    loaded = qvreg.load(forged("C(x, exit)"))
+    with pytest.raises(qvreg.QvregError):
+        loaded.predict(table)
+
+
+def test_columns_may_have_names_of_python(table, tmp_path):
+    renamed = table.rename(columns={"x": "type", "z": "open"})
+    results = qvreg.ols("y ~ type + I(open**2) + np.where(type > 0, 1, 0) + abs(open)", renamed)
+    path = tmp_path / "model.qvreg"
+    results.save(path)
+    assert_same(qvreg.load(path), results, renamed)

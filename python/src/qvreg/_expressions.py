@@ -13,12 +13,11 @@ from . import _states
 from ._columns import Column, codes, declared_levels, distinct_values, is_nullable_number, numbers, sorted_levels
 from ._design import Variable
 from ._hints import check_syntax, quoting, unknown
+from ._saved_formulas import SAVED_NAMES, unsaved_use
 from ._tables import Table, Tables, listed
 from .errors import DataError, FormulaError
 
 
-# What formulas of saved models find beside columns and patsy's own functions.
-SAVED_NAMES = {"np": np, "numpy": np}
 # A factor of more levels with fewer rows to each than this is probably none.
 _MOST_SPARSE_LEVELS, _LEAST_ROWS_PER_LEVEL = 10, 2
 
@@ -81,14 +80,16 @@ class Expression:
         return {name: value for name, value in taken.items()
                 if name not in patsy.builtins.__all__ or value is not getattr(patsy.builtins, name)}
 
-    def unsaved_names(self) -> list[str]:
-        """What it takes from the caller, beside columns, that is not there where a saved model is read."""
+    def unsaved(self) -> list[str]:
+        """What it says that a saved model may not, or takes from the caller, beside columns."""
+        use = unsaved_use(self._factor.code)
         patsy = patsy_module()
         known = {name: getattr(patsy.builtins, name) for name in patsy.builtins.__all__}
         known.update(SAVED_NAMES)
         found = self._state["eval_env"].namespace
-        return [name for name in sorted(set(patsy.eval.ast_names(self._factor.code)))
-                if name in found and name not in self._columns and found[name] is not known.get(name)]
+        names = [name for name in sorted(set(patsy.eval.ast_names(self._factor.code)))
+                 if name in found and name not in self._columns and found[name] is not known.get(name)]
+        return names or ([] if use is None else [use])
 
     @property
     def is_stateful(self) -> bool:

@@ -159,12 +159,16 @@ class Formula:
 
     def variables(self) -> list[list[Variable]]:
         """What was learned, by expression; a model with a function of the caller's cannot be kept."""
+        self.refuse_unsaved()
+        return [expression.variables for expression in self._expressions.values()]
+
+    def refuse_unsaved(self) -> None:
+        """An exception for a formula that no saved model may have."""
         for expression in self.expressions:
-            for name in expression.unsaved_names():
+            for name in expression.unsaved():
                 raise FormulaError(f"The term {expression.name!r} uses {name!r}, which is not saved or pickled with "
                                    "the model: only columns, np and functions of patsy are known where it is read. "
                                    "Make a column of it before the fit.")
-        return [expression.variables for expression in self._expressions.values()]
 
     def states(self) -> list[dict]:
         """What stateful functions remember, by expression, the response first."""

@@ -15,6 +15,7 @@ from ._fit import Layout
 from ._formula import Formula
 from ._named import NamedFormula
 from ._records import ChunkedRecords, Records, blocks
+from ._saved_formulas import SAVED_NAMES
 from ._saving import plain_levels
 from ._tables import Table, Tables
 from .errors import DataError
@@ -163,13 +164,14 @@ class Model:
                 "weight_columns": self.weight_columns}
 
     @classmethod
-    def from_dict(cls, described: dict, names: dict[str, Any]) -> Model:
-        """What `to_dict` has made `described` of; `names` are what the formula finds beside columns."""
+    def from_dict(cls, described: dict) -> Model:
+        """What `to_dict` has made `described` of."""
         if "named" in described:
             named = NamedFormula.from_dict(described["named"])
             return cls(described["kind"], named, named.classes, Layout(**described["layout"]),
                        described["weight_columns"])
-        formula = Formula(described["formula"], patsy_module().EvalEnvironment([names]))
+        formula = Formula(described["formula"], patsy_module().EvalEnvironment([SAVED_NAMES]))
+        formula.refuse_unsaved()
         formula.take([[Variable(v["name"], _tuple(v["levels"]), v["base"], v["column"]) for v in learned]
                       for learned in described["variables"]], described.get("states", []))
         return cls(described["kind"], formula, _tuple(described["classes"]), Layout(**described["layout"]),

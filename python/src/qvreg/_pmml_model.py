@@ -8,10 +8,11 @@ from typing import Any
 import numpy as np
 
 from . import _xml
-from ._expressions import SAVED_NAMES, Expression
+from ._expressions import Expression
 from ._model import Model
 from ._number_text import number_text
 from ._pmml_variables import SavedColumn, SavedScale, SavedTable, SavedVariable, written_name
+from ._saved_formulas import NUMPY_NAMES
 from ._saving import plain_levels
 from .errors import FormulaError, QvregError
 
@@ -121,7 +122,7 @@ def _columns_in(tree: Any) -> list[str]:
     calls = [node for node in ast.walk(tree) if isinstance(node, ast.Call)]
     functions = {id(call.func) for call in calls}
     names = {node.id for node in ast.walk(tree)
-             if isinstance(node, ast.Name) and id(node) not in functions and node.id not in SAVED_NAMES}
+             if isinstance(node, ast.Name) and id(node) not in functions and node.id not in NUMPY_NAMES}
     quoted = {_column(call) for call in calls if _is_call(call, "Q")}
     return sorted(name for name in names | quoted if name is not None)
 

@@ -9,7 +9,6 @@ from typing import Any
 import numpy as np
 
 from . import _pmml
-from ._expressions import SAVED_NAMES
 from ._fit import Fit, Layout
 from ._fit_json import fit_json
 from ._model import Extras, Model
@@ -62,7 +61,7 @@ def of_pmml(data: bytes, name: str) -> tuple[Model, Fit, Extras]:
 def _of_python(read: _pmml.ReadModel, name: str) -> tuple[Model, Fit, Extras]:
     try:
         own = json.loads(read.fit[_OWN])
-        model = Model.from_dict(own["model"], SAVED_NAMES)
+        model = Model.from_dict(own["model"])
         extras = Extras.from_dict(own["extras"])
     except (ValueError, KeyError, TypeError) as error:
         raise DataError(f"{name} is no model that save() wrote: {error}. Fit the model again, and save it.") from error

@@ -5,7 +5,6 @@ from __future__ import annotations
 import os
 
 from ._class_results import LogitResults, MNLogitResults
-from ._expressions import SAVED_NAMES
 from ._fit import Fit
 from ._library import restore
 from ._linear_results import LinearResults
@@ -60,6 +59,6 @@ def unpickled(packed: bytes) -> Results:
 
 def _unpacked(packed: bytes, name: str) -> Results:
     described, fitted = unpack(packed, name)
-    model = Model.from_dict(described["model"], SAVED_NAMES)
+    model = Model.from_dict(described["model"])
     fit = Fit(model.formula.design, model.layout, restore(fitted))
     return KINDS[model.kind](model, fit, Extras.from_dict(described["extras"]))
