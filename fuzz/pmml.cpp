@@ -17,9 +17,9 @@
 #include "fuzz/Check.h"
 #include "fuzz/MemoryFile.h"
 #include "host/Error.h"
-#include "host/Sha256.h"
 #include "host/model/ModelEquations.h"
 #include "host/model/RestoredModel.h"
+#include "host/model/XmlElement.h"
 
 namespace {
 
@@ -27,40 +27,16 @@ using namespace qvfuzz;
 
 constexpr unsigned int kFlags = pugi::parse_default | pugi::parse_ws_pcdata_single;
 
-// ---- The digest, as docs/models.md has it
-
-void AddText(char kind, std::string_view text, qvhost::Sha256& hash) {
-  hash.Add(std::string(1, kind) + std::to_string(text.size()) + ":");
-  hash.Add(text);
-}
-
-void AddElement(pugi::xml_node element, qvhost::Sha256& hash) {
-  AddText('<', element.name(), hash);
-  for (const pugi::xml_attribute& attribute : element.attributes()) {
-    AddText('@', attribute.name(), hash);
-    AddText('=', attribute.value(), hash);
-  }
-  for (const pugi::xml_node& child : element.children()) {
-    if (child.type() == pugi::node_element) {
-      AddElement(child, hash);
-    } else {
-      AddText('"', child.value(), hash);
-    }
-  }
-  hash.Add(">");
-}
-
 /// Makes the digest at the end of the document that of what is before it.
 void Seal(pugi::xml_node root) {
   pugi::xml_node digest = root.last_child();
   if (digest.attribute("name").value() != std::string_view("sha256")) return;
   root.remove_child(digest);
-  qvhost::Sha256 hash;
-  AddElement(root, hash);
+  const std::string sealed = qvhost::DigestOf(root);
   digest = root.append_child("Extension");
   digest.append_attribute("extender") = "qvreg";
   digest.append_attribute("name") = "sha256";
-  digest.append_attribute("value") = hash.Finish().c_str();
+  digest.append_attribute("value") = sealed.c_str();
 }
 
 // ---- Alterations

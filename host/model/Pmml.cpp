@@ -9,7 +9,6 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
-#include "host/Sha256.h"
 #include "host/Text.h"
 #include "host/model/ExtensionFields.h"
 #include "host/model/GeneralRegression.h"
@@ -35,37 +34,6 @@ constexpr const char* kModel = "GeneralRegressionModel";
 constexpr const char* kFormatName = "format";
 constexpr const char* kPartsName = "model";
 constexpr const char* kDigestName = "sha256";
-
-// ---- Digest ------------------------------------------------------------------
-
-/// Adds a text so that no other pieces give the same bytes.
-void AddText(char kind, std::string_view text, Sha256& hash) {
-  hash.Add(fmt::format("{}{}:", kind, text.size()));
-  hash.Add(text);
-}
-
-void AddElement(pugi::xml_node element, Sha256& hash) {
-  AddText('<', element.name(), hash);
-  for (const pugi::xml_attribute& attribute : element.attributes()) {
-    AddText('@', attribute.name(), hash);
-    AddText('=', attribute.value(), hash);
-  }
-  for (const pugi::xml_node& child : element.children()) {
-    if (child.type() == pugi::node_element) {
-      AddElement(child, hash);
-    } else {
-      AddText('"', child.value(), hash);
-    }
-  }
-  hash.Add(">");
-}
-
-/// Of an element and all in it, wherever blanks between elements, comments and line ends are.
-std::string DigestOf(pugi::xml_node element) {
-  Sha256 hash;
-  AddElement(element, hash);
-  return hash.Finish();
-}
 
 // ---- Writing -----------------------------------------------------------------
 

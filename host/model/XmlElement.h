@@ -15,4 +15,8 @@ inline void SetAttribute(pugi::xml_node element, const char* name, const std::st
   element.append_attribute(name) = value.c_str();
 }
 
+/// A SHA-256 in hexadecimal digits of an element and all in it: its names, attributes and texts,
+/// wherever blanks between elements, comments and line ends are.
+[[nodiscard]] std::string DigestOf(pugi::xml_node element);
+
 }  // namespace qvhost

@@ -13,14 +13,13 @@ import collections
 import os
 import random
 import signal
-import subprocess
 import sys
 import tempfile
 import time
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
-from scene import MOST_SECONDS, OLD_DIGEST, VERBS, Outcome, Scene, Tools, temporaries
+from scene import OLD_DIGEST, VERBS, Scene, Tools, temporaries
 
 SIGNALS = [signal.SIGKILL, signal.SIGTERM, signal.SIGINT, signal.SIGHUP, signal.SIGPIPE]
 CAUGHT = (signal.SIGTERM, signal.SIGINT, signal.SIGHUP)
@@ -66,13 +65,7 @@ class Kills:
             process.stdout.close()
             process.stdout = None
         process.send_signal(by)
-        try:
-            out, err = process.communicate(timeout=MOST_SECONDS)
-        except subprocess.TimeoutExpired:
-            process.kill()
-            out, err = process.communicate()
-            err += b"TIMEOUT"
-        return Outcome(process.returncode, out, err.decode("utf-8", "replace"), self.scene)
+        return self.scene.finish(process)
 
     def _judge(self, outcome, by):
         if not self.scene.inputs_are_untouched():

@@ -18,8 +18,8 @@ OLD = b"what the file held before"
 OLD_DIGEST = hashlib.sha256(OLD).hexdigest()
 MOST_SECONDS = 120
 # Those that take longest first, so that two at a time end together.
-VERBS = ["fit-linear", "fit-logistic", "fit-encoded", "score", "describe-sqlite", "describe-input",
-         "compare", "show", "sql", "record-file"]
+VERBS = ["fit-linear", "fit-logistic", "fit-encoded", "score", "spool", "describe-sqlite",
+         "describe-input", "compare", "show", "sql", "record-file"]
 LINEAR = "y ~ x*g + z"
 LOGISTIC = "kind ~ x + g"
 
@@ -137,6 +137,8 @@ class Scene:
             Verb("score", [q, "score", "-d", data / "table.duckdb", "--table", "t", "-m", logistic, "--out",
                            out / "g.csv", "--keep", "all", "--json", out / "g.json", *spool],
                  ["g.csv", "g.json"]),
+            Verb("spool", [q, "spool", "-d", data / "table.csv", "-f", LINEAR, "--out", out / "k.records", "--json",
+                           out / "k.json", *spool], ["k.records", "k.json"]),
             Verb("compare", [q, "compare", data / "small.pmml", linear, "--json", out / "h.json"],
                  ["h.json"]),
             Verb("show", [q, "show", linear, "--json", out / "i.json", "--report", out / "i.html"],
@@ -170,7 +172,10 @@ class Scene:
                                     env={**os.environ, **(environment or {})}, **streams)
 
     def run(self, verb, environment=None):
-        process = self.start(verb, environment)
+        return self.finish(self.start(verb, environment))
+
+    def finish(self, process):
+        """What became of a run, which may have ended or not."""
         try:
             out, err = process.communicate(timeout=MOST_SECONDS)
         except subprocess.TimeoutExpired:
