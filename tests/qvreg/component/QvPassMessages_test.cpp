@@ -31,7 +31,9 @@ long CodeOf(long long nUsed) {
   const QvBytes answer = WriteAnswer(request, QvStatus(), &sums);
   NoSums read;
   const QvStatus status = ReadAnswer(answer, request.fDigest, read);
-  if (status.IsOK()) EXPECT_EQ(read.fNUsed, nUsed);
+  if (status.IsOK()) {
+    EXPECT_EQ(read.fNUsed, nUsed);
+  }
   return status.GetCode();
 }
 
