@@ -17,7 +17,7 @@ endforeach()
 
 # A page for each command.
 set(manual_pages qvreg qvreg-fit qvreg-describe qvreg-score qvreg-compare qvreg-show qvreg-sql
-  qvreg-completion)
+  qvreg-spool qvreg-completion)
 
 # add_contents_test(NAME PACKAGE TREE COMPONENT...): unpacks it for the tests that require NAME.
 function(add_contents_test name package tree)
