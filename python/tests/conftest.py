@@ -1,5 +1,6 @@
 """Tables that tests share."""
 
+import signal
 from pathlib import Path
 
 import numpy as np
@@ -7,6 +8,12 @@ import pandas as pd
 import pytest
 
 ROOT = Path(__file__).resolve().parents[2]
+
+
+@pytest.fixture(scope="session", autouse=True)
+def _interrupts():
+    """Ctrl-C as a terminal has it: shells start what runs in the background without."""
+    signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 @pytest.fixture(scope="session")

@@ -123,15 +123,13 @@ def forged(table, tmp_path):
 
 
 @pytest.mark.parametrize(("term", "use"), [
-    ("I(x + 0*__import__('os').getpid())", "__import__('os').getpid()"),
+    ("I(x + 0*__import__('os').getpid())", "__import__('os').getpid"),
     ("open('made', 'w')", "open('made', 'w')"),
     ("x.to_csv('made')", "x.to_csv"),
     ("x.__class__", "x.__class__"),
     ("np.fromfile('made')", "np.fromfile"),
-    ("np.random.seed(x)", "np.random"),
+    ("np.random.seed(x)", "np.random.seed"),
     ("eval('x')", "eval('x')"),
-    ("(lambda: x)()", "(lambda: x)()"),
-    ("I([x for y in x])", "[x for y in x]"),
     ("I(x + 9**9**9)", "9 ** 9 ** 9"),
     ("I(x == 'a'*10000000000)", "'a' * 10000000000"),
     ("I(f'{x}')", "f'{x}'"),
@@ -139,6 +137,12 @@ def forged(table, tmp_path):
 ])
 def test_formulas_of_saved_models_only_compute(forged, term, use):
     with pytest.raises(qvreg.FormulaError, match="uses " + re.escape(repr(use))):
+        qvreg.load(forged(term))
+
+
+@pytest.mark.parametrize("term", ["(lambda: x)()", "I([x for y in x])"])
+def test_formulas_without_functions_of_their_own(forged, term):
+    with pytest.raises(qvreg.FormulaError, match="The formula cannot be read: "):
         qvreg.load(forged(term))
 
 

@@ -49,7 +49,10 @@ class Expression:
         self._factor = factor
         self._state: dict = {}
         self._columns: set = set()
-        self._passes = factor.memorize_passes_needed(self._state, environment)
+        try:
+            self._passes = factor.memorize_passes_needed(self._state, environment)
+        except patsy_module().PatsyError as error:
+            raise FormulaError(f"The formula cannot be read: {error}") from error
 
     def column_alone(self) -> tuple[str | None, bool]:
         """The column that the expression is and nothing else, None for none; and whether ``C()`` is about it."""
