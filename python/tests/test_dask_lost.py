@@ -120,7 +120,9 @@ def test_a_worker_that_dies_costs_its_partitions_alone(nannies, frame, undisturb
     assert digest(qvreg.dask.logit(FORMULA, frame, nannies)) == undisturbed and struck.count == 1
     made = {key: times for key, times in times_made(nannies).items() if key not in before}
     assert len(made) == N_PARTS and 0 < len(held["lost"]) < N_PARTS
-    assert {key for key, times in made.items() if times == 2} == held["lost"] and max(made.values()) == 2
+    again = {key for key, times in made.items() if times == 2}
+    # A part that a task of the other worker has taken a copy of is not lost.
+    assert again and again <= held["lost"] and max(made.values()) == 2
 
 
 @pytest.mark.parametrize("kind", ["qvreg-levels", "qvreg-tables-pass-1"])
