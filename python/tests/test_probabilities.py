@@ -194,3 +194,47 @@ def test_limits_that_there_are_not(table):
     with pytest.raises(qvreg.ArgumentError) as raised:
         qvreg.logit("event ~ x", table).get_prediction(table).conf_int(method="exact")
     assert str(raised.value) == "method='exact' is not known. Choose 'endpoint' or 'delta'."
+
+
+def with_holes(table, **columns):
+    """Rows whose response, weight or frequency is missing or 0 are left out of a fit."""
+    holes = table.assign(**columns)
+    for start, column in enumerate(columns):
+        holes.loc[holes.index[start:300:5], column] = np.nan
+    return holes
+
+
+@pytest.mark.parametrize("fit, formula", [(qvreg.logit, "event ~ a + x"), (qvreg.mnlogit, "kind ~ a + x"),
+                                          (qvreg.logit, "I(event) ~ a + x"), (qvreg.logit, "Q('event') ~ a + x")])
+def test_effects_are_averaged_over_the_rows_of_the_fit(table, fit, formula):
+    holes = with_holes(table, event=table.event, w=table.w, count=table["count"].astype(float), kind=table.kind)
+    holes.loc[holes.index[4:300:5], "w"] = 0.0
+    results = fit(formula, holes, weights="w", freq_weights="count")
+    response = results.model.formula.response.replace("I(", "").replace("Q('", "").rstrip("')")
+    used = holes.dropna(subset=[response, "w", "count"])
+    used = used[used.w > 0]
+    assert used["count"].sum() == results.nobs and len(used) == len(holes) - results.n_left_out
+    expected = results.get_margeff(used.drop(columns=[response, "w"]))
+    got = results.get_margeff(holes)
+    assert_near(got.margeff, expected.margeff, 1e-12)
+    assert_near(got.margeff_se, expected.margeff_se, 1e-12)
+    without = results.get_margeff(holes.drop(columns=response))
+    assert np.abs(without.margeff - got.margeff).max() > 1e-6
+
+
+def test_effects_count_rows_as_the_fit_does(table):
+    results = qvreg.logit("event ~ x", table, freq_weights="count")
+    repeated = table.loc[table.index.repeat(table["count"])]
+    expected = exact(smf.logit("event ~ x", repeated)).get_margeff().margeff
+    assert_near(results.get_margeff(table).margeff, expected)
+    assert_near(results.get_margeff(table, freq_weights="count").margeff, expected)
+    once = results.get_margeff(table, freq_weights=np.ones(len(table))).margeff
+    assert_near(results.get_margeff(table.drop(columns="count")).margeff, once)
+    assert np.abs(once - expected).max() > 1e-6
+
+
+def test_effects_do_not_take_the_response_of_the_caller(table):
+    event = np.full(len(table), np.nan)
+    results = qvreg.logit("event ~ x", table)
+    assert_near(results.get_margeff(table.drop(columns="event")).margeff, results.get_margeff(table).margeff)
+    assert np.isnan(event).all()

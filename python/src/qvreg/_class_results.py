@@ -11,15 +11,15 @@ import numpy as np
 from . import _distributions as dist
 from ._advice import needs_data
 from ._arguments import one_of
+from ._averaged_rows import row_counts
 from ._fit import Fit
 from ._labels import frame, index_of
 from ._margins import MarginalEffects
-from ._model import Extras, Model, Weights
+from ._model import Extras, Model
 from ._prediction import ProbabilityPrediction
 from ._probabilities import average_effects, errors_of_probabilities, others
 from ._results import Results, as_rows_of
 from ._summary import SummaryTable, logistic_summary
-from ._tables import Table
 from .errors import ConvergenceWarning, SeparationWarning
 
 
@@ -114,10 +114,9 @@ class _ClassResults(Results):
         needs_data("get_margeff", data)
         one_of("at", at, ("overall",))
         one_of("method", method, ("dydx",))
-        counts = None
-        if freq_weights is not None:
-            counts = Weights(freq_weights=freq_weights).column("freq_weights", Table(data)).numbers()
-        effects, jacobian = average_effects(self._fit, self.model.new_records(data), counts)
+        records = self.model.new_records(data)
+        counts = row_counts(self.model, data, records, freq_weights)
+        effects, jacobian = average_effects(self._fit, records, counts)
         table = self._fit.table
         kept = [i for i, place in enumerate(table.shown) if table.parameters[place].term >= 0]
         columns = table.shown[kept]
@@ -186,13 +185,17 @@ class LogitResults(_ClassResults):
         Parameters
         ----------
         data : DataFrame, dict of arrays or structured array
-            The rows to average over: those of the fit, usually. Rows with missing values are left out.
+            The rows to average over: those of the fit, usually. Rows with missing values are left out;
+            where the data have the response, or the columns that the fit has taken its weights from, so
+            are rows in which these are missing, and rows of weight 0.
         at : {"overall"}
             Effects are averaged over rows.
         method : {"dydx"}
             Derivatives, also by columns of 0 and 1.
         freq_weights : str or array_like, optional
-            How often each row counts, as those of the fit.
+            How often each row counts: a column's name, or values in the order of the rows. By default
+            what the column says that was ``freq_weights`` of the fit, where the data have it, and once
+            otherwise: weights that the fit was given as values have to be given again.
 
         Returns
         -------

@@ -83,6 +83,16 @@ class Expression:
         return {name: value for name, value in taken.items()
                 if name not in patsy.builtins.__all__ or value is not getattr(patsy.builtins, name)}
 
+    def is_of(self, columns: Sequence) -> bool:
+        """Whether it names some of `columns`, and nothing that is none of them and was a column before."""
+        if not self.columns_used(columns):
+            return False
+        try:
+            taken = self.names_taken(columns)
+        except FormulaError:
+            return False
+        return not self._columns.intersection(taken)
+
     def unsaved(self) -> list[str]:
         """What it says that a saved model may not, or takes from the caller, beside columns."""
         use = unsaved_use(self._factor.code)

@@ -197,6 +197,10 @@ class Formula:
         """The left side for the rows of `table`."""
         return self._response.values(table)
 
+    def has_response(self, columns: Sequence) -> bool:
+        """Whether data with these `columns` have what the left side is made of."""
+        return self._response.is_of(columns)
+
     def _make_design(self) -> None:
         variables: list[Variable] = []
         positions: dict[Any, list[int]] = {}

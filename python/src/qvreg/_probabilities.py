@@ -53,7 +53,7 @@ def _predictor_covariance(fit: Fit, block: Records, covariance: np.ndarray) -> n
     return products
 
 
-def average_effects(fit: Fit, records: Records, counts: np.ndarray | None) -> tuple[np.ndarray, np.ndarray]:
+def average_effects(fit: Fit, records: Records, counts: np.ndarray) -> tuple[np.ndarray, np.ndarray]:
     """Averages over `records` of the derivatives of probabilities by columns of the design.
 
     Parameters
@@ -62,8 +62,8 @@ def average_effects(fit: Fit, records: Records, counts: np.ndarray | None) -> tu
         A logistic model.
     records : Records
         Rows with missing values are left out.
-    counts : numpy.ndarray, optional
-        How often each row counts; once by default.
+    counts : numpy.ndarray
+        How often each row counts.
 
     Returns
     -------
@@ -79,8 +79,7 @@ def average_effects(fit: Fit, records: Records, counts: np.ndarray | None) -> tu
     row = 0
     for block in narrow_blocks(records, max(width, n_equations ** 2)):
         probabilities, design_rows = fit.probabilities(block), DesignRows(fit.table, block)
-        weights = np.ones(block.n_rows) if counts is None else counts[row:row + block.n_rows]
-        weights = np.where(np.isnan(probabilities[:, 0]), 0.0, weights)[:, np.newaxis]
+        weights = np.where(np.isnan(probabilities[:, 0]), 0.0, counts[row:row + block.n_rows])[:, np.newaxis]
         row += block.n_rows
         probabilities = np.nan_to_num(probabilities)
         derivatives = _derivatives(probabilities)
