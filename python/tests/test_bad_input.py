@@ -129,6 +129,19 @@ def test_a_reference_that_is_no_class(small):
         "The response 'g' has no class 'c' to be the reference. Its classes are 'a', 'b'.")
 
 
+def test_a_reference_whose_rows_are_left_out():
+    data = pd.DataFrame({"g": list("abcabcabc"), "x": [0.0, 1, 2, 4, 3, 1, np.nan, 2, 0], "w": 1.0})
+    expected = ("The class 'c' of the response 'g' is to be the reference, and no row of it can be used. Rows are left "
+                "out for missing values and for weights of 0.")
+    missing = data.assign(x=data.x.mask(data.g == "c"))
+    assert sentence(qvreg.mnlogit, "g ~ x", missing, reference="c") == expected
+    assert sentence(qvreg.fit_chunks, [missing[:4], missing[4:]], "g ~ x", "mnlogit", reference="c") == expected
+    for name in ("weights", "freq_weights"):
+        unweighted = data.assign(w=data.w.mask(data.g == "c", 0.0))
+        assert sentence(qvreg.mnlogit, "g ~ x", unweighted, reference="c", **{name: "w"}) == expected
+    assert qvreg.mnlogit("g ~ x", data, reference="c").reference == "c"
+
+
 def test_two_dimensions(small):
     data = {"y": small.y.to_numpy(), "x": np.zeros((4, 1, 1))}
     assert sentence(qvreg.ols, "y ~ x", data) == (

@@ -286,6 +286,13 @@ def test_an_exception_of_a_callback_ends_the_fit(client, frame):
     wait_until(lambda: not task_names(client))
 
 
+def test_a_reference_whose_rows_are_left_out(client, table):
+    holes = dd.from_pandas(table.assign(x=table.x.mask(table.kind == "mid")), npartitions=3)
+    assert sentence("kind ~ x", holes, client, model="mnlogit", reference="mid") == (
+        "The class 'mid' of the response 'kind' is to be the reference, and no row of it can be used. Rows are left "
+        "out for missing values and for weights of 0.")
+
+
 def test_without_a_client(frame):
     done = subprocess.run([sys.executable, "-c", "import qvreg.dask, pandas, dask.dataframe as dd\n"
                            "frame = dd.from_pandas(pandas.DataFrame({'y': [1.0], 'x': [2.0]}), npartitions=1)\n"

@@ -259,6 +259,7 @@ def fit_formula(kind: str, text: str, tables: Tables, environment: Any, argument
     with reporter(shown) as progress:
         made = fit(formula.design, records, model.layout,
                    Options(threads=arguments.threads or 0, progress=progress, **options))
+    _check_reference(model, made, arguments.reference)
     if digest is not None and isinstance(records, Records):
         digest.add(records, are_all_used=made.counts.used == made.counts.read)
     extras = _extras(made, records, arguments)
@@ -281,6 +282,13 @@ def _class_options(model: Model, arguments: Arguments) -> dict[str, Any]:
                         f"reference. Its classes are {listed(classes)}.")
     return {"n_categories": len(classes), "max_iterations": arguments.max_iterations,
             "reference": FIRST_OBSERVED if reference is None else classes.index(reference)}
+
+
+def _check_reference(model: Model, made: Fit, reference: Any) -> None:
+    """An exception where no row of the class that was to be the `reference` was used."""
+    if reference is not None and model.classes.index(reference) not in made.categories:
+        raise DataError(f"The class {reference!r} of the response {model.formula.response!r} is to be the reference, "
+                        "and no row of it can be used. Rows are left out for missing values and for weights of 0.")
 
 
 def _digest(model: Model) -> RecordDigest | None:
