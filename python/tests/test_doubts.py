@@ -169,6 +169,44 @@ def test_factors_that_are_meant_do_not_warn(small):
             assert qvreg.ols(f"y ~ {term}", table).nobs == len(table)
 
 
+LOST = ("The base level {!r} of the factor {!r} has no row that can be used: the level {!r} has taken its place, and "
+        "the others are compared with it. base={{{!r}: …}} chooses one that has rows.")
+
+
+@pytest.mark.parametrize("formula, base, column, lost, taken", [
+    ("y ~ a + x", None, "a", "p", "r"),
+    ("y ~ a*x + b", None, "a", "p", "r"),
+    ("y ~ a + x", {"a": "q"}, "a", "q", "r"),
+    ("y ~ C(a, Treatment('r')) + x", None, "a", "r", "q"),
+    ("y ~ b + c - 1", None, "c", "low", "high"),
+    ("event ~ c*b + x", None, "c", "low", "high"),
+])
+def test_a_base_level_without_rows_warns(table, formula, base, column, lost, taken):
+    holes = table.assign(w=table.w.mask(table[column] == lost, 0.0), z=table.z.mask(table[column] == lost))
+    name = "C(a, Treatment('r'))" if "Treatment" in formula else column
+    fit = qvreg.logit if formula.startswith("event") else qvreg.ols
+    chunks = [holes[:150], holes[150:]]
+    for function, options in ((fit, {"weights": "w"}), (fit, {})):
+        with pytest.warns(qvreg.DataWarning) as seen:
+            results = function(formula if options else formula + " + z", holes, base=base, **options)
+        assert [str(warning.message) for warning in seen] == [LOST.format(lost, name, taken, name)]
+        assert seen[0].filename == __file__
+        assert f"{name}[T.{taken}]" in results.redundant
+    with pytest.warns(qvreg.DataWarning) as seen:
+        qvreg.fit_chunks(chunks, formula, fit.__name__, weights="w", base=base)
+    assert [str(warning.message) for warning in seen] == [LOST.format(lost, name, taken, name)]
+
+
+def test_a_base_level_that_no_row_is_compared_with_does_not_warn(table):
+    holes = table.assign(w=table.w.mask(table.a == "p", 0.0))
+    cells = table.assign(w=table.w.mask((table.a == "p") & (table.b == "u"), 0.0))
+    with warnings.catch_warnings():
+        warnings.simplefilter("error")
+        assert qvreg.ols("y ~ a - 1", holes, weights="w").redundant == ["a[p]"]
+        assert qvreg.ols("y ~ a + x", holes, weights="w", base={"a": "q"}).redundant == ["a[T.p]"]
+        qvreg.ols("y ~ a*b", cells, weights="w")
+
+
 def test_too_many_levels_are_named():
     data = {"y": np.arange(60_000.0), "g": pd.Categorical(np.arange(60_000) % 50_000)}
     assert sentence(qvreg.ols, "y ~ g", data).endswith("The factor with the most levels is 'g': it has 50000.")

@@ -149,6 +149,22 @@ def lost_columns(fit: Fit, records: Records | ChunkedRecords) -> Iterator[str]:
                    "fit.")
 
 
+def lost_bases(fit: Fit) -> Iterator[str]:
+    """Sentences on factors without a used row of their base level, in whose place another one is."""
+    design = fit.design
+    compared = {part.variable for term in design.terms for part in design.factors_of(term) if not part.is_full}
+    for position in sorted(compared):
+        variable = design.variables[position]
+        occurring = {parameter.levels[position] for parameter in fit.table.parameters if position in parameter.levels}
+        if not occurring or variable.base in occurring:
+            continue
+        lost = variable.levels[variable.base]
+        taken = variable.levels[[level for level in variable.level_order if level in occurring][-1]]
+        yield (f"The base level {lost!r} of the factor {variable.name!r} has no row that can be used: the level "
+               f"{taken!r} has taken its place, and the others are compared with it. base={{{variable.name!r}: …}} "
+               "chooses one that has rows.")
+
+
 def _range(records: Records | ChunkedRecords, position: int) -> tuple[float, float]:
     lowest, highest = records.over_blocks(_range_of, _joint_range, position)
     return (lowest, highest) if lowest <= highest else (0.0, 0.0)

@@ -9,7 +9,7 @@ from dataclasses import dataclass, fields
 from typing import Any
 
 from ._arguments import one_of, positive
-from ._checks import Response, lost_columns
+from ._checks import Response, lost_bases, lost_columns
 from ._expressions import patsy_module
 from ._files import is_path, opened
 from ._fit import Fit, Options, fit
@@ -265,7 +265,7 @@ def fit_formula(kind: str, text: str, tables: Tables, environment: Any, argument
     extras = _extras(made, records, arguments)
     extras.digest = None if digest is None else digest.text
     results = KINDS[kind](model, made, extras)
-    for doubt in [*formula.doubts, *lost_columns(made, records)]:
+    for doubt in [*formula.doubts, *lost_columns(made, records), *lost_bases(made)]:
         warnings.warn(doubt, DataWarning, stacklevel=3)
     results.warn()
     return results
