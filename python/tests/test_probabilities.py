@@ -8,6 +8,7 @@ import qvreg
 import statsmodels.api as sm
 import statsmodels.formula.api as smf
 from near import assert_near
+from test_bad_input import sentence
 
 NAMES = ["mean", "mean_se", "mean_ci_lower", "mean_ci_upper"]
 
@@ -238,3 +239,16 @@ def test_effects_do_not_take_the_response_of_the_caller(table):
     results = qvreg.logit("event ~ x", table)
     assert_near(results.get_margeff(table.drop(columns="event")).margeff, results.get_margeff(table).margeff)
     assert np.isnan(event).all()
+
+
+@pytest.mark.parametrize("fit, formula", [(qvreg.logit, "event ~ a:b + x"), (qvreg.mnlogit, "kind ~ a:b + x")])
+def test_effects_need_a_row(table, fit, formula):
+    response = formula.split(" ")[0]
+    seen = table[~((table.a == "q") & (table.b == "v"))]
+    results = fit(formula, seen, freq_weights="count")
+    expected = ("get_margeff has no row to average over: all 400 have a missing value, a weight of 0 or a combination "
+                "of levels that the fit has not seen.")
+    for columns in ({"x": np.nan}, {response: None}, {"count": 0}, {"a": "q", "b": "v"}):
+        assert sentence(results.get_margeff, table.assign(**columns)) == expected
+    assert sentence(results.get_margeff, table, freq_weights=np.zeros(400)) == expected
+    assert sentence(results.get_margeff, table[:0]) == "get_margeff has no row to average over: the data have none."

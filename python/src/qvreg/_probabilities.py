@@ -7,6 +7,7 @@ import numpy as np
 from ._design_rows import DesignRows, narrow_blocks
 from ._fit import Fit
 from ._records import Records
+from .errors import DataError
 
 
 def _derivatives(probabilities: np.ndarray) -> np.ndarray:
@@ -71,6 +72,11 @@ def average_effects(fit: Fit, records: Records, counts: np.ndarray) -> tuple[np.
         A row for each of the fit's categories, a column for each parameter of an equation.
     jacobian : numpy.ndarray
         Their derivatives by the estimates: [category, column, equation, parameter].
+
+    Raises
+    ------
+    DataError
+        Where no row counts.
     """
     n_equations, width = fit.n_equations, fit.width
     total, means, products = 0.0, np.zeros(n_equations + 1), np.zeros((n_equations + 1, n_equations))
@@ -93,7 +99,14 @@ def average_effects(fit: Fit, records: Records, counts: np.ndarray) -> tuple[np.
                 both = (slopes * probabilities[:, [other]]
                         + weights * probabilities[:, [category]] * derivatives[:, other])
                 product_slopes[category, other] += design_rows.sums(both)
+    if not total > 0:
+        raise DataError(f"get_margeff has no row to average over: {_why_none(records.n_rows)}.")
     return _effects(fit, means / total, products / total, mean_slopes / total, product_slopes / total)
+
+
+def _why_none(n_rows: int) -> str:
+    return (f"all {n_rows} have a missing value, a weight of 0 or a combination of levels that the fit has not seen"
+            if n_rows else "the data have none")
 
 
 def _effects(fit: Fit, means: np.ndarray, products: np.ndarray, mean_slopes: np.ndarray,
