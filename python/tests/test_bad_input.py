@@ -204,6 +204,19 @@ def test_as_many_rows_as_parameters(small):
     assert "nan" in str(results.summary())
 
 
+def test_as_many_rows_as_parameters_have_no_hc1(small, tmp_path):
+    results = qvreg.ols("y ~ x", small[:2], vcov="hc1")
+    assert results.df_resid == 0 and np.isnan(results.bse).all() and results.params.round(9).tolist() == [1.0, 1.0]
+    assert np.isnan(results.get_prediction(small).se_mean).all() and np.isnan(results.conf_int()).all(axis=None)
+    assert "nan" in str(results.summary())
+    results.save(tmp_path / "model")
+    assert np.isnan(qvreg.load(tmp_path / "model").bse).all()
+    for fit, formula, n_rows, freedom in ((qvreg.logit, "g ~ x", 2, 0), (qvreg.mnlogit, "k ~ x", 3, -1)):
+        with pytest.warns(qvreg.SeparationWarning):
+            results = fit(formula, small[:n_rows].assign(k=list("abcd")[:n_rows]), vcov="hc1")
+        assert results.df_resid == freedom and np.isnan(results.bse).all(axis=None) and "nan" in str(results.summary())
+
+
 def test_a_dependent_that_is_fitted_exactly(small):
     results = qvreg.ols("z ~ x", small.assign(z=2 * small.x))
     assert results.rsquared == 1.0 and results.fvalue == np.inf and results.llf == np.inf

@@ -57,14 +57,18 @@ def _squares(blocks: Iterator[Records], fit: Fit, mean: float) -> float:
 
 
 def robust_covariance(fit: Fit, records: Records | ChunkedRecords, kind: str) -> np.ndarray:
-    """White's covariance matrix of all parameters: "hc0", or "hc1" times n / (n - parameters)."""
+    """White's covariance matrix of all parameters: "hc0", or "hc1" times n / (n - parameters).
+
+    That of "hc1" is NaN where there are no more observations than parameters.
+    """
     size = fit.all_estimates.size
     products = np.zeros((size, size))
     products[np.tril_indices(size)] = records.over_blocks(_score_products, add, fit)
     products += np.tril(products, -1).T
     covariance = fit.covariance @ products @ fit.covariance
     if kind == "hc1":
-        covariance *= fit.total_weight / (fit.total_weight - fit.estimates.size)
+        freedom = fit.total_weight - fit.estimates.size
+        covariance *= fit.total_weight / freedom if freedom > 0 else np.nan
     return covariance
 
 
