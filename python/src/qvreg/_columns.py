@@ -46,6 +46,24 @@ def one_dimensional(name: str, values: Any) -> np.ndarray:
     return array
 
 
+def array_of(values: Any) -> np.ndarray:
+    """A list or array of plain values as an array in which those that are missing stay so, as in a DataFrame.
+
+    Of text and others numpy would make text, "nan" of a missing one; with None among them, numbers are objects.
+    """
+    array = np.asarray(values)
+    if array.ndim != 1 or array.dtype.kind not in "USO":
+        return array
+    if array.dtype.kind != "O" and all(isinstance(value, (str, bytes)) for value in values):
+        return array
+    if all(value is None or (isinstance(value, (int, float, np.number)) and not isinstance(value, bool))
+           for value in values):
+        return np.array([np.nan if value is None else value for value in values], np.float64)
+    made = np.empty(len(values), object)
+    made[:] = values
+    return made
+
+
 @dataclass
 class Column:
     """The values of a variable, in their own type.

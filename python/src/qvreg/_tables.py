@@ -8,7 +8,7 @@ from typing import Any
 
 import numpy as np
 
-from ._columns import is_frame
+from ._columns import array_of, is_frame
 from .errors import DataError
 
 
@@ -34,9 +34,9 @@ class Table(Mapping):
         if count > 1:
             raise DataError(f"The data have {count} columns named {name!r}. Rename all but one.")
         values = self._data[name]
-        if np.ndim(values) == 0:
-            return np.atleast_1d(values)
-        return values if hasattr(values, "dtype") else np.asarray(values)
+        if hasattr(values, "dtype"):
+            return values if np.ndim(values) else np.atleast_1d(values)
+        return array_of(values if isinstance(values, (list, tuple)) else np.atleast_1d(values))
 
     @property
     def n_rows(self) -> int:
