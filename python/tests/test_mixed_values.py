@@ -54,3 +54,14 @@ def test_text_and_numbers_of_a_list_stay_apart():
     got, expected = qvreg.ols("y ~ g", data), qvreg.ols("y ~ g", pd.DataFrame(data))
     assert list(got.params.index) == list(expected.params.index)
     assert_near(got.params, expected.params, 1e-12)
+
+
+@pytest.mark.parametrize("fit, expected", [
+    (lambda: qvreg.ols("y ~ C(k)", pd.DataFrame({"y": Y, "k": [3, "3", 3, "3", 4, 4]})),
+     "The term 'C(k)' has the level 3 as int and '3' as str, which have one name. Give all values one type."),
+    (lambda: qvreg.fit_chunks([{"y": Y, "k": [1, 2, 3] * 2}, {"y": Y, "k": ["1", "2", "3"] * 2}], "y ~ C(k)"),
+     "The term 'C(k)' has the level 1 as int and '1' as str, which have one name. Give all values one type."),
+    (lambda: qvreg.mnlogit("k ~ y", pd.DataFrame({"y": Y, "k": [True, "True", True, "True", "b", "b"]})),
+     "The response 'k' has the level True as bool and 'True' as str, which have one name. Give all values one type.")])
+def test_levels_of_two_types_with_one_name(fit, expected):
+    assert sentence(fit) == expected

@@ -311,7 +311,18 @@ class Levels:
     def all(self) -> tuple:
         """The levels: in the order that all tables declare, or sorted."""
         levels = tuple(self._levels) if self._have_order else sorted_levels(list(self._levels))
-        return tuple(level for level in levels if level in self._occurring) if self._must_occur else levels
+        levels = tuple(level for level in levels if level in self._occurring) if self._must_occur else levels
+        self._refuse_equal_names(levels)
+        return levels
+
+    def _refuse_equal_names(self, levels: tuple) -> None:
+        """An exception for levels of two types that have one name, as 3 and "3"."""
+        named: dict[str, Any] = {}
+        for level in levels:
+            other = named.setdefault(str(level), level)
+            if type(other) is not type(level):
+                raise DataError(f"{self._name} has the level {other!r} as {type(other).__name__} and {level!r} as "
+                                f"{type(level).__name__}, which have one name. Give all values one type.")
 
 
 def unboxed(values: Any) -> Any:
