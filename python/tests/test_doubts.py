@@ -68,6 +68,19 @@ def test_a_column_far_from_zero_that_is_left_out_warns(fit):
         "told from a constant. Subtract a number near them before the fit.")
 
 
+@pytest.mark.parametrize("kind, lowest", [(np.int64, 2**62), (np.int64, -2**62), (np.uint64, 2**63),
+                                          (np.uint64, 2**64 - 600)])
+def test_whole_numbers_that_are_one_double_warn(kind, lowest):
+    far = np.arange(lowest, lowest + 500, dtype=kind)
+    chunks = [{"y": noisy(SECONDS)[rows], "t": far[rows]} for rows in (slice(300), slice(300, 500))]
+    for fit in (lambda: qvreg.ols("y ~ t", {"y": noisy(SECONDS), "t": far}), lambda: qvreg.fit_chunks(chunks, "y ~ t")):
+        with pytest.warns(qvreg.DataWarning) as seen:
+            assert fit().redundant == ["t"]
+        assert str(seen[0].message) == (
+            f"The term 't' was left out: its values, from {lowest} to {lowest + 499}, vary too little beside their "
+            "size to be told from a constant. Subtract a number near them before the fit.")
+
+
 def test_other_columns_that_are_left_out_do_not_warn(table):
     with warnings.catch_warnings():
         warnings.simplefilter("error")

@@ -8,7 +8,7 @@ from typing import Any
 import numpy as np
 
 from . import _library as lib
-from ._columns import is_nullable_number, offsets, pd, start
+from ._columns import Column, is_nullable_number, offsets, pd, start
 from ._expressions import Expression, Levels, unboxed
 from ._fit import Fit
 from ._records import ChunkedRecords, Records
@@ -143,10 +143,16 @@ def lost_columns(fit: Fit, records: Records | ChunkedRecords) -> Iterator[str]:
         if variable.is_factor or variable.name not in lost:
             continue
         lowest, highest = _range(records, position)
-        if offsets(lowest, highest, _LOST_SPREADS) != 0.0:
-            yield (f"The term {variable.name!r} was left out: its values, from {lowest:.17g} to {highest:.17g}, vary "
-                   "too little beside their size to be told from a constant. Subtract a number near them before the "
-                   "fit.")
+        # Whole numbers may differ where doubles of them do not.
+        are_one_double = lowest != highest and float(lowest) == float(highest)
+        if are_one_double or offsets(float(lowest), float(highest), _LOST_SPREADS) != 0.0:
+            yield (f"The term {variable.name!r} was left out: its values, from {_shown(lowest)} to {_shown(highest)}, "
+                   "vary too little beside their size to be told from a constant. Subtract a number near them before "
+                   "the fit.")
+
+
+def _shown(number: float) -> str:
+    return str(number) if isinstance(number, int) else f"{number:.17g}"
 
 
 def lost_bases(fit: Fit) -> Iterator[str]:
@@ -171,11 +177,17 @@ def _range(records: Records | ChunkedRecords, position: int) -> tuple[float, flo
 
 
 def _range_of(blocks: Iterator[Records], position: int) -> tuple[float, float]:
-    """The lowest and the highest number of a column; the first above the second without any."""
-    found = [block.columns[position].summary() for block in blocks]
-    found = [summary for summary in found if summary.lowest != lib.MISSING_VALUE]
-    return (min((summary.lowest for summary in found), default=np.inf),
-            max((summary.highest for summary in found), default=-np.inf))
+    """The lowest and the highest number of a column, whole ones as int; the first above the second without any."""
+    found = [limits for block in blocks if (limits := _limits(block.columns[position])) is not None]
+    return (min((lowest for lowest, _ in found), default=np.inf),
+            max((highest for _, highest in found), default=-np.inf))
+
+
+def _limits(column: Column) -> tuple[float, float] | None:
+    if column.values.dtype.kind in "iu" and column.map is None and len(column):
+        return int(column.values.min()), int(column.values.max())
+    summary = column.summary()
+    return None if summary.lowest == lib.MISSING_VALUE else (summary.lowest, summary.highest)
 
 
 def _joint_range(first: tuple[float, float], second: tuple[float, float]) -> tuple[float, float]:
