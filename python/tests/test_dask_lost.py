@@ -187,6 +187,25 @@ def test_a_client_that_is_closed(processes, frame, monkeypatch):
     assert str(raised.value) == "The Dask client was closed, or lost its scheduler, before the fit had ended."
 
 
+def test_a_client_that_was_closed_before(processes, frame):
+    other = processes.client()
+    other.close()
+    for fit in (lambda: qvreg.dask.ols("x ~ z", frame, other),
+                lambda: qvreg.dask.LinearRegression(client=other).fit(frame[["x"]], frame["z"])):
+        with pytest.raises(qvreg.LibraryError) as raised:
+            fit()
+        assert str(raised.value) == "The Dask client was closed, or lost its scheduler, before the fit had ended."
+
+
+def test_a_client_that_is_closed_between_two_tasks(processes, frame):
+    tasks = Tasks(processes.client(), 10.0)
+    tasks.client.close()
+    for send in (lambda: tasks.hold([tasks.data(b"", "none")]), lambda: tasks.result(tasks.data(b"", "none"))):
+        with pytest.raises(qvreg.LibraryError) as raised:
+            send()
+        assert str(raised.value) == "The Dask client was closed, or lost its scheduler, before the fit had ended."
+
+
 def test_a_cluster_without_workers(processes, client, frame, monkeypatch):
     def kill_all():
         for process in processes.workers.values():

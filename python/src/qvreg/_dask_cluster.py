@@ -33,6 +33,8 @@ def cluster_client(client: Any) -> distributed.Client:
                                 "and give it as client=.") from None
     if not isinstance(client, distributed.Client):
         raise ArgumentError(f"client={client!r}: a distributed.Client is needed.")
+    if client.status in ("closing", "closed"):
+        raise LibraryError(_CLOSED)
     if client.asynchronous:
         raise ArgumentError("The Dask client is asynchronous, and a fit waits for its tasks. Give one that was made "
                             "with asynchronous=False.")
@@ -102,7 +104,7 @@ class Tasks:
 
     def hold(self, parts: Sequence[Any]) -> list[distributed.Future]:
         """Has the cluster make `parts` and keep them until `release`."""
-        futures = self.client.compute(list(parts), optimize_graph=False)
+        futures = self._sent(list(parts))
         self._held += futures
         return futures
 
@@ -114,7 +116,7 @@ class Tasks:
 
     def result(self, task: Any, parts: Sequence[distributed.Future] = ()) -> Any:
         """What `task` comes to; an exception of a task of `parts` tells the number of its part."""
-        future = self.client.compute(task, optimize_graph=False)
+        future = self._sent(task)
         self._held.append(future)
         try:
             with _sentences(self.client, parts):
@@ -122,6 +124,15 @@ class Tasks:
                 return future.result(timeout=self._timeout)
         finally:
             self.release([future])
+
+    def _sent(self, tasks: Any) -> Any:
+        """`tasks` on their way to the cluster, as futures."""
+        try:
+            return self.client.compute(tasks, optimize_graph=False)
+        except Exception as error:
+            if self.client.status == "running":
+                raise
+            raise LibraryError(_CLOSED) from error
 
     def _wait(self, future: distributed.Future) -> None:
         """Waits for `future` as long as there are workers to make it."""
