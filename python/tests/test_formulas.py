@@ -177,6 +177,26 @@ def test_functions_that_are_not_there(table, term, expected):
     assert sentence(qvreg.ols, f"y ~ {term}", table) == expected
 
 
+class Typed:
+    """What has the type of an array, but no values."""
+
+    dtype, ndim = np.dtype(float), 1
+
+
+@pytest.mark.parametrize("term, kind", [("np", "module"), ("pytest", "module"), ("np.ndarray", "type"),
+                                        ("pd.Series", "type"), ("len", "builtin_function_or_method"),
+                                        ("Typed()", "Typed"), ("np.log", "ufunc"), ("{'a': [1]}", "dict")])
+def test_objects_are_no_columns(table, term, kind):
+    expected = f"is one {kind}, not a value per row."
+    for formula in (f"y ~ {term}", f"y ~ C({term})", f"{term} ~ x"):
+        with pytest.raises(qvreg.FormulaError) as raised:
+            qvreg.ols(formula, table)
+        assert str(raised.value).startswith("The term ") and str(raised.value).endswith(expected), formula
+    with pytest.raises(qvreg.FormulaError) as raised:
+        qvreg.fit_chunks([table], f"y ~ {term}")
+    assert str(raised.value) == f"The term {term!r} {expected}"
+
+
 def test_base_names_a_factor(table):
     with pytest.raises(qvreg.FormulaError) as raised:
         qvreg.ols("y ~ a + x", table, base={"x": 1})

@@ -5,6 +5,7 @@ from __future__ import annotations
 import ast
 import builtins
 from collections.abc import Sequence
+from types import ModuleType
 from typing import Any
 
 import numpy as np
@@ -139,8 +140,9 @@ class Expression:
         self._columns.update(table.names)
         with _sentences(self._factor, table):
             values = self._factor.eval(self._state, table)
-            if np.ndim(unboxed(values)) == 0:
-                raise FormulaError(f"The term {self.name!r} is one {type(values).__name__}, not a value per row."
+            if not _are_rows(values):
+                kind = type(values.data if hasattr(values, "contrast") else values).__name__
+                raise FormulaError(f"The term {self.name!r} is one {kind}, not a value per row."
                                    f"{quoting(self._factor, table.names)}")
             return values
 
@@ -329,6 +331,12 @@ def unboxed(values: Any) -> Any:
     """The values without what C() adds."""
     inner = values.data if hasattr(values, "contrast") else values
     return inner if hasattr(inner, "dtype") else np.asarray(inner)
+
+
+def _are_rows(values: Any) -> bool:
+    """Whether there is a value for each row: not in a single one, nor in what has names like an array's, as numpy."""
+    inner = unboxed(values)
+    return not isinstance(inner, (type, ModuleType)) and hasattr(inner, "__len__") and np.ndim(inner) > 0
 
 
 def is_categorical(values: Any) -> bool:
