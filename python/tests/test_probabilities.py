@@ -88,6 +88,16 @@ def test_frames_of_three_classes(table):
     assert "of 400 rows: predicted" in repr(qvreg.logit("event ~ x", table).get_prediction(table))
 
 
+def test_frames_of_no_rows(table):
+    empty = table[:0]
+    two, three = qvreg.logit("event ~ x", table), qvreg.mnlogit("kind ~ x", table)
+    assert two.get_prediction(empty).summary_frame().shape == (0, 4)
+    prediction = three.get_prediction(empty)
+    shown = prediction.summary_frame()
+    assert shown.shape == (0, 12) and list(shown.columns) == [(label, name) for label in three.classes for name in NAMES]
+    assert prediction.conf_int().shape == (0, 2, 3) and three.predict(empty).shape == (0, 3)
+
+
 def test_three_classes_of_which_two_are_asked(table):
     two = table[table.kind != "mid"]
     binary, general = (fit("kind ~ a + x", two).get_prediction(two) for fit in (qvreg.logit, qvreg.mnlogit))

@@ -107,7 +107,7 @@ class ProbabilityPrediction:
             return _by_rows(values, self._index, names)
         if not has_labels():
             return values
-        by_class = values.transpose(0, 2, 1).reshape(len(values), -1)
+        by_class = values.transpose(0, 2, 1).reshape(len(values), len(names) * len(self._classes))
         return _by_rows(by_class, self._index, [(label, name) for label in self._classes for name in names])
 
 
