@@ -74,12 +74,53 @@ def test_hypotheses_on_classes(table):
 
 def test_hypotheses_that_cannot_be_read(table):
     results = qvreg.ols("y ~ x", table)
-    expected = sentence(results.t_test, "z = 0")
+    expected = sentence(results.t_test, "x = ")
     assert expected.startswith("The hypotheses cannot be read: ") and expected.endswith(
         "\nParameters are called Intercept, x.")
     assert sentence(results.wald_test, np.eye(3)).startswith("The hypotheses cannot be read: ")
     assert sentence(results.wald_test, "x = 0, 2*x = 0") == (
         "The hypotheses depend on each other: leave out those that follow from the others.")
+
+
+@pytest.mark.parametrize("hypotheses", ["", "  ", [""], ["x = 0", ""]])
+def test_empty_hypotheses(table, hypotheses):
+    results = qvreg.ols("y ~ x", table)
+    for test in (results.t_test, results.wald_test, results.f_test):
+        assert sentence(test, hypotheses) == "A hypothesis is empty. Write one, as in 'x = 0'."
+
+
+@pytest.mark.parametrize("hypotheses, word", [
+    ("z = 0", "z"), ("x = 0, 2*z - x = 1", "z"), ("xz = 0", "xz"), ("a[T.s] = a[T.q]", "a[T.s]"), ("x:z", "x:z"),
+    ("(x + np.log(z)) = 0", "np.log(z)"), ({"z": 0}, "z"), (["x = 0", "Intercpt"], "Intercpt"),
+    ("C(a, Treatment('q'))[T.r] = 0", "C(a, Treatment('q'))[T.r]"),
+])
+def test_hypotheses_on_parameters_that_are_not_there(table, hypotheses, word):
+    results = qvreg.ols("y ~ a + x", table)
+    for test in (results.t_test, results.wald_test):
+        assert sentence(test, hypotheses) == (
+            f"There is no parameter {word!r}. Parameters are called Intercept, a[T.q], a[T.r], x.")
+
+
+@pytest.mark.parametrize("hypotheses", ["I(2 * x) = 0", "x = 0, I(2*x) = 0", {"I(2 * x)": 1}])
+def test_hypotheses_on_redundant_parameters(table, hypotheses):
+    assert sentence(qvreg.ols("y ~ x + I(2*x)", table).t_test, hypotheses) == (
+        "The parameter 'I(2 * x)' is redundant: it depends on others or has no observation, and so has no estimate to "
+        "test. Parameters are called Intercept, x.")
+
+
+def test_hypotheses_on_redundant_parameters_of_classes(table):
+    results = qvreg.mnlogit("kind ~ x + twice", table.assign(twice=2 * table.x))
+    called = "Parameters are called low:Intercept, low:x, mid:Intercept, mid:x."
+    assert sentence(results.t_test, "low:twice = mid:x") == (
+        "The parameter 'low:twice' is redundant: it depends on others or has no observation, and so has no estimate to "
+        f"test. {called}")
+    assert sentence(results.t_test, "x = 0") == f"There is no parameter 'x'. {called}"
+
+
+def test_hypotheses_that_name_all_parameters_rightly(table):
+    results = qvreg.ols("y ~ a + x", table)
+    for hypotheses in ("x = 'q'", "x = a[T.q]]", "x x = 0", "1 = 0"):
+        assert sentence(results.t_test, hypotheses).startswith("The hypotheses cannot be read: ")
 
 
 @pytest.mark.parametrize("formula, weights", [("y ~ a*x", None), ("y ~ a*x", "w"), ("y ~ x - 1", None),

@@ -226,6 +226,9 @@ class MNLogitResults(_ClassResults):
     def _labels(self) -> list:
         return [(str(label), name) for label in self._equation_classes for name in self._fit.table.names]
 
+    def _redundant_names(self) -> list[str]:
+        return [f"{label}:{name}" for label in self._equation_classes for name in self.redundant]
+
     def conf_int(self, alpha: float = 0.05) -> Any:
         """Limits of confidence intervals.
 

@@ -11,6 +11,7 @@ import numpy as np
 from . import _distributions as dist
 from ._arguments import share
 from ._expressions import patsy_module
+from ._hypothesis_words import unknown_name
 from ._labels import frame
 from .errors import ArgumentError, FormulaError
 
@@ -26,16 +27,21 @@ class Estimates:
     df_resid: float
     p_values: Callable[[np.ndarray], np.ndarray]
     quantile: Callable[[float], float]
+    redundant: Callable[[], Sequence[str]]
 
     def constraint(self, hypotheses: Any) -> Any:
         """The linear constraint that `hypotheses` are, as patsy reads it."""
         patsy = patsy_module()
         try:
             return patsy.DesignInfo(list(self.names)).linear_constraint(hypotheses)
+        except IndexError as error:
+            raise FormulaError(f"A hypothesis is empty. Write one, as in '{self.names[-1]} = 0'.") from error
         except (patsy.PatsyError, ValueError) as error:
-            reason = str(error).rstrip()
-            raise FormulaError(f"The hypotheses cannot be read: {reason}\nParameters are called "
-                               f"{', '.join(self.names)}.") from error
+            called = f"Parameters are called {', '.join(self.names)}."
+            unknown = unknown_name(hypotheses, error, self.names, self.redundant())
+            if unknown is not None:
+                raise FormulaError(f"{unknown} {called}") from error
+            raise FormulaError(f"The hypotheses cannot be read: {str(error).rstrip()}\n{called}") from error
 
 
 class ContrastResults:

@@ -133,7 +133,11 @@ class Results:
     def _estimates(self) -> Estimates:
         names = [label if isinstance(label, str) else ":".join(label) for label in self._labels()]
         return Estimates(names, self._flat, self._covariance, self.use_t, self.df_resid, self._p_values,
-                         self._quantile)
+                         self._quantile, self._redundant_names)
+
+    def _redundant_names(self) -> list[str]:
+        """What hypotheses would call the redundant parameters."""
+        return self.redundant
 
     def t_test(self, r_matrix: Any) -> ContrastResults:
         """Tests linear combinations of the estimates, one by one.
