@@ -228,6 +228,18 @@ def test_models_of_the_command_have_errors_of_probabilities(function, formula, d
         np.testing.assert_allclose(getattr(found, name), getattr(expected, name), rtol=1e-6, atol=1e-9)
 
 
+def test_effects_of_the_command_are_averaged_over_the_rows_of_the_fit(data, tmp_path):
+    path, table = tmp_path / "model.pmml", tmp_path / "table.csv"
+    holes = data.assign(kind=data.kind.mask(np.arange(len(data)) % 3 == 0))
+    holes.to_csv(table, index=False)
+    run("fit", "-d", table, "-f", "kind ~ x + z", "-q", "--freq-weight", "count", "--save", path)
+    results = qvreg.load(path)
+    expected = qvreg.mnlogit("kind ~ x + z", holes, freq_weights="count").get_margeff(holes)
+    np.testing.assert_allclose(results.get_margeff(holes).margeff, expected.margeff, rtol=1e-6)
+    np.testing.assert_allclose(results.get_margeff(holes).margeff_se, expected.margeff_se, rtol=1e-6)
+    assert not np.allclose(results.get_margeff(data).margeff, expected.margeff, rtol=1e-3)
+
+
 def test_weights_of_the_command_are_those_of_the_likelihood(data, tmp_path):
     path, table = tmp_path / "model.pmml", tmp_path / "table.csv"
     data.to_csv(table, index=False)

@@ -94,7 +94,8 @@ def test_frames_of_no_rows(table):
     assert two.get_prediction(empty).summary_frame().shape == (0, 4)
     prediction = three.get_prediction(empty)
     shown = prediction.summary_frame()
-    assert shown.shape == (0, 12) and list(shown.columns) == [(label, name) for label in three.classes for name in NAMES]
+    assert shown.shape == (0, 12)
+    assert list(shown.columns) == [(label, name) for label in three.classes for name in NAMES]
     assert prediction.conf_int().shape == (0, 2, 3) and three.predict(empty).shape == (0, 3)
 
 

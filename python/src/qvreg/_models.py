@@ -97,6 +97,8 @@ def ols(formula: str, data: Any, *, weights: Any = None, freq_weights: Any = Non
         statsmodels has none.
     base : mapping, optional
         The base level of factors by their names, as in ``{"species": "Gentoo"}``.
+        A level without a row that can be used is none: the last that has rows takes its place, and a
+        `DataWarning` names both.
     progress : bool or callable
         Taken as of `logit`; a linear model has no iterations to show.
 
