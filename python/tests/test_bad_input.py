@@ -215,6 +215,7 @@ def test_as_many_rows_as_parameters_have_no_hc1(small, tmp_path):
         with pytest.warns(qvreg.SeparationWarning):
             results = fit(formula, small[:n_rows].assign(k=list("abcd")[:n_rows]), vcov="hc1")
         assert results.df_resid == freedom and np.isnan(results.bse).all(axis=None) and "nan" in str(results.summary())
+        assert np.isnan(results.cov_params()).all(axis=None)
 
 
 def test_a_dependent_that_is_fitted_exactly(small):

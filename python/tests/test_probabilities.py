@@ -247,8 +247,9 @@ def test_effects_count_rows_as_the_fit_does(table):
 
 def test_effects_do_not_take_the_response_of_the_caller(table):
     event = np.full(len(table), np.nan)
-    results = qvreg.logit("event ~ x", table)
-    assert_near(results.get_margeff(table.drop(columns="event")).margeff, results.get_margeff(table).margeff)
+    for response in ("event", "I(event + 0 * x)"):
+        results = qvreg.logit(f"{response} ~ x", table)
+        assert_near(results.get_margeff(table.drop(columns="event")).margeff, results.get_margeff(table).margeff)
     assert np.isnan(event).all()
 
 
