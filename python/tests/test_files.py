@@ -13,6 +13,7 @@ import pandas as pd
 import pytest
 
 import qvreg
+import qvreg.records
 
 ROOT = Path(__file__).resolve().parents[2]
 DATA = ROOT / "examples" / "data"
@@ -167,6 +168,26 @@ def test_an_interrupt_of_the_command_is_one_here(monkeypatch, tmp_path):
     monkeypatch.setenv("QVREG_COMMAND", str(script))
     with pytest.raises(KeyboardInterrupt):
         qvreg.ols("y ~ x", "flights.parquet")
+
+
+@pytest.mark.skipif(sys.platform == "win32", reason="a script stands for the command")
+@pytest.mark.parametrize("text", ["#!/bin/sh\necho hello\n", "#!/bin/sh\n", "#!/bin/sh\necho '[1]'\n", "hello\n",
+                                  "#!/bin/sh\necho '{\"columns\": [1]}'\n", "#!/bin/sh\necho '{\"rows\": []}'\n"])
+def test_a_program_that_is_not_the_command(monkeypatch, tmp_path, text):
+    script = tmp_path / "command"
+    script.write_text(text)
+    script.chmod(script.stat().st_mode | stat.S_IXUSR)
+    for variable, source in (("QVREG_COMMAND", ", which QVREG_COMMAND names,"), ("PATH", "")):
+        monkeypatch.delenv("QVREG_COMMAND", raising=False)
+        script = script.rename(tmp_path / ("qvreg" if variable == "PATH" else "command"))
+        monkeypatch.setenv(variable, str(tmp_path if variable == "PATH" else script))
+        for call in (lambda: qvreg.ols("y ~ x", "flights.parquet"),
+                     lambda: qvreg.records.spool("flights.parquet", "y ~ x")):
+            with pytest.raises(qvreg.DataError) as raised:
+                call()
+            assert str(raised.value) == (
+                f"The program '{script}'{source} does not answer as the command 'qvreg' of this version does: give "
+                "QVREG_COMMAND the path of that command.")
 
 
 @needs_command

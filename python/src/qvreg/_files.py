@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import json
 import os
 import shutil
 import tempfile
@@ -15,7 +14,7 @@ import numpy as np
 
 from . import _library as lib
 from ._columns import pd
-from ._command import run
+from ._command import answered
 from ._expressions import Expression
 from ._records import blocks
 from ._tables import listed
@@ -95,8 +94,8 @@ def opened(path: Any, expressions: list[Expression], has_classes: bool, weights:
     if pd is None:
         raise DataError("Files need pandas, for the levels of factors: install it (pip install pandas).")
     source = ["--data", os.fspath(path)]
-    described = json.loads(run(["describe", *source, "--sql", _ONLY_NAMES, "--json", "-"]))
-    kinds = {column["name"]: column["kind"] for column in described["columns"]}
+    found = answered(["describe", *source, "--sql", _ONLY_NAMES, "--json", "-"])
+    kinds = {column["name"]: column["kind"] for column in found["columns"]}
     uses = _Uses(expressions, has_classes, weights, list(kinds))
     if not uses.names:
         raise FormulaError(f"The formula names no column of the file. Its columns are {listed(list(kinds))}.")
@@ -110,8 +109,9 @@ def opened(path: Any, expressions: list[Expression], has_classes: bool, weights:
         description = folder / "description.json"
         arguments = ["--formula", f"{terms[0]} ~ {' + '.join(terms[1:]) or '1'}", "--out", str(folder / _RECORDS),
                      "--json", str(description), "--spool-dir", str(folder), "--quiet"]
-        run(["spool", *source, *arguments, *(["--threads", str(threads)] if threads else [])])
-        yield _Spooled(folder, json.loads(description.read_text(encoding="utf-8")), uses).columns()
+        spooled = answered(["spool", *source, *arguments, *(["--threads", str(threads)] if threads else [])],
+                           description)
+        yield _Spooled(folder, spooled, uses).columns()
     finally:
         shutil.rmtree(folder, ignore_errors=True)  # what is still mapped is gone with the process
 

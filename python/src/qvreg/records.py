@@ -33,7 +33,7 @@ from typing import Any
 import numpy as np
 
 from . import _library as lib
-from ._command import run
+from ._command import answered
 from ._fit import Options, set_options
 from ._passes import PartedRecords, PartsHere, RecordFile
 from ._running import Call
@@ -73,8 +73,7 @@ def spool(data: Any, formula: str, out: Any = None, *, levels: Mapping[str, Any]
             listed = Path(folder, "levels.json")
             listed.write_text(json.dumps(levels), encoding="utf-8")
             made += ["--levels-from", str(listed)]
-        return json.loads(run(["spool", "--data", os.fspath(data), "--formula", formula, *made, *options,
-                               "--json", "-"]))
+        return answered(["spool", "--data", os.fspath(data), "--formula", formula, *made, *options, "--json", "-"])
 
 
 def unite(descriptions: Sequence[Mapping[str, Any]]) -> dict[str, Any]:
