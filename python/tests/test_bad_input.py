@@ -24,7 +24,9 @@ def test_data_without_columns():
 
 
 def test_empty_frames(small):
-    assert sentence(qvreg.ols, "y ~ x", small.iloc[:0]) == "The data have no rows."
+    for fit, formula in ((qvreg.ols, "y ~ x"), (qvreg.ols, "y ~ g"), (qvreg.logit, "g ~ x"), (qvreg.mnlogit, "g ~ x")):
+        assert sentence(fit, formula, small.iloc[:0]) == "The data have no rows."
+    assert sentence(qvreg.ols, "y ~ x", {"y": [], "x": []}) == "The data have no rows."
 
 
 def test_duplicate_names(small):
@@ -196,6 +198,12 @@ def test_a_name_that_is_not_known(small):
         "There is no column 'nothing', and nothing else of that name; the columns are 'y', 'x', 'g'.")
     assert sentence(qvreg.ols("y ~ x + g", small).predict, small[["x"]]) == (
         "There is no column 'g', and nothing else of that name; the columns are 'x'.")
+
+
+def test_data_without_any_column(small):
+    expected = "There is no column 'x', and nothing else of that name; the data have no columns."
+    assert sentence(qvreg.ols("y ~ x", small).predict, {}) == expected
+    assert sentence(qvreg.ols("y ~ x", small).predict, small[[]]) == expected
 
 
 def test_as_many_rows_as_parameters(small):

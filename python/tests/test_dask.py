@@ -184,7 +184,12 @@ def test_partitions_without_records(client, table):
              table.iloc[150:], table.iloc[:0]]
     got = qvreg.dask.logit("event ~ a*x", of_frames(*parts), client)
     assert digest(got) == digest(fit_here("logit", "event ~ a*x", parts)) and got.nobs == 400
-    assert sentence("y ~ x", of_frames(table.iloc[:0], table.iloc[:0]), client).startswith("No row can be used")
+
+
+def test_partitions_without_any_record(client, table):
+    for empty in (of_frames(table.iloc[:0]), of_frames(table.iloc[:0], table.iloc[:0])):
+        assert sentence("y ~ x", empty, client) == "The data have no rows."
+        assert sentence("event ~ a", empty, client, model="logit") == "The data have no rows."
 
 
 def test_workers_without_partitions(client, table):

@@ -125,6 +125,8 @@ def _without_records(component: lib.Handle, error: DataError, records: Records |
         return error
     reasons = [f"{number} have {reason}" for number, reason in (
         (counts.missing, "a missing value"), (counts.bad_weight, "a weight of 0")) if number]
+    if not reasons:
+        return DataError("The data have no rows.", error.code)
     if len(reasons) == 1:
         reasons = ["all " + reasons[0]]
     return DataError(f"No row can be used: {' and '.join(reasons)}.{_empty(records)}", error.code)

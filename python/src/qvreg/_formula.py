@@ -9,7 +9,7 @@ from typing import Any
 from ._checks import Response, refuse_other_indexes, refuse_other_rows
 from ._columns import Column
 from ._design import Design, Part, Term, Variable
-from ._expressions import Expression, Learning, patsy_module
+from ._expressions import Expression, Learning, patsy_module, unboxed
 from ._tables import Table, Tables
 from .errors import DataError, FormulaError
 
@@ -21,6 +21,7 @@ class Lesson:
     response: Response
     learnings: list[Learning]
     n_tables: int = 0
+    n_rows: int = 0
 
     def join(self, other: Lesson) -> Lesson:
         """Takes what further tables, partitions of the same data, have taught; returns itself."""
@@ -28,6 +29,7 @@ class Lesson:
         for learning, further in zip(self.learnings, other.learnings):
             learning.join(further, "partitions")
         self.n_tables += other.n_tables
+        self.n_rows += other.n_rows
         return self
 
 
@@ -100,6 +102,7 @@ class Formula:
             seen, values = self._response.values(table), [expression.values(table) for expression in expressions]
             refuse_other_indexes(zip(self._said_names(), [seen, *values]))
             response.see(seen)
+            lesson.n_rows += len(unboxed(seen))
             for learning, value in zip(lesson.learnings, values):
                 learning.see(value)
             if not tables.is_whole:
@@ -119,6 +122,8 @@ class Formula:
         """
         if lesson.n_tables == 0:
             raise DataError("There are no chunks, and so no rows.")
+        if lesson.n_rows == 0:
+            raise DataError("The data have no rows.")
         for expression, learning in zip(self._expressions.values(), lesson.learnings):
             expression.variables = learning.variables(base.get(expression.name))
         self.doubts = [doubt for doubt in (learning.doubt() for learning in lesson.learnings) if doubt]

@@ -64,6 +64,8 @@ def _nearest(missing: str, names: Sequence) -> str:
     near = difflib.get_close_matches(missing, texts, n=1)
     if near:
         return f"; the nearest column is {near[0]!r}"
+    if not len(names):
+        return "; the data have no columns"
     others = [name for name in names if not isinstance(name, str)]
     rule = f". Names of columns are to be text: {others[0]!r} is not" if others else ""
     return f"; the columns are {listed(names)}{rule}"
