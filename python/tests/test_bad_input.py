@@ -113,6 +113,13 @@ def test_weights_that_leave_nothing(small):
     assert sentence(qvreg.ols, "y ~ x", small, weights="v") == "weights='v' names no column of the data."
 
 
+@pytest.mark.parametrize("response", ["C(g)", "C(x)", "C(g, Treatment('b'))"])
+def test_a_category_as_response_of_numbers(small, response):
+    expected = f"The response {response!r} is a category, and ols takes a number: for classes, use logit or mnlogit."
+    assert sentence(qvreg.ols, f"{response} ~ y", small) == expected
+    assert sentence(qvreg.fit_chunks, [small], f"{response} ~ y") == expected
+
+
 def test_one_class(small):
     assert sentence(qvreg.logit, "g ~ x", small.assign(g="a")) == (
         "The response 'g' has one class only ('a'): two are needed.")

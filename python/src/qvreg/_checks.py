@@ -89,6 +89,9 @@ class Response:
     def see(self, values: Any) -> None:
         """Takes the values of a table."""
         if self._levels is None:
+            if hasattr(values, "contrast"):
+                raise FormulaError(f"{self.name} is a category, and ols takes a number: for classes, use logit or "
+                                   "mnlogit.")
             return
         plain = unboxed(values)
         if np.ndim(plain) > 1 and np.shape(plain)[1] > 1:
