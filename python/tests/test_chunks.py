@@ -99,11 +99,13 @@ def test_what_cannot_be_read_again(table):
     assert sentence([], "y ~ x") == "There are no chunks, and so no rows."
 
 
-@pytest.mark.parametrize("model, formula", [("ols", "y ~ x"), ("ols", "y ~ C(k)"), ("ols", "y ~ 1"),
-                                            ("ols", "y ~ center(x)"), ("logit", "event ~ x"), ("mnlogit", "kind ~ a")])
+@pytest.mark.parametrize("model, formula", [
+    ("ols", "y ~ x"), ("ols", "y ~ C(k)"), ("ols", "y ~ 1"), ("ols", "y ~ center(x)"), ("ols", "y ~ bs(x, df=4)"),
+    ("logit", "event ~ x"), ("mnlogit", "kind ~ a")])
 def test_chunks_without_rows(table, model, formula):
     for count in (1, 3):
         assert sentence([table[:0]] * count, formula, model) == "The data have no rows."
+    assert sentence([], formula, model) == "There are no chunks, and so no rows."
 
 
 def test_rows_that_are_gone_in_later_passes(table):

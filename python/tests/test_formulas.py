@@ -197,6 +197,38 @@ def test_objects_are_no_columns(table, term, kind):
     assert str(raised.value) == f"The term {term!r} {expected}"
 
 
+@pytest.mark.parametrize("term, reason", [
+    ("bs(x, df=1)", "df=1 is too small for degree=3 and include_intercept=False; must be >= 3"),
+    ("bs(x)", "must specify either df or knots"),
+    ("bs(x, df=4, degree=-1)", "degree must be greater than 0 (not -1)"),
+    ("bs(x, knots=[99])", "some knot values ([99]) fall above upper bound ({highest!r})"),
+    ("cr(x)", "Must specify either 'df' or 'knots'"),
+    ("cr(x, df=1)", "'df'=1 must be greater than or equal to 2"),
+    ("cc(x, df=0)", "'df'=0 must be greater than or equal to 1")])
+def test_splines_that_cannot_be(table, term, reason):
+    expected = f"The term {term!r} cannot be evaluated: {reason.format(highest=table.x.max())}."
+    for fit, data in ((qvreg.ols, table), (lambda formula, read: qvreg.fit_chunks(read, formula), [table] * 2)):
+        with pytest.raises(qvreg.FormulaError) as raised:
+            fit(f"y ~ {term}", data)
+        assert str(raised.value) == expected
+
+
+def test_values_beyond_the_knots_of_a_spline(table):
+    expected = ("The term {!r} has values beyond its outermost knots, where bs() is not defined. These are the limits "
+                "of the data of the fit; lower_bound= and upper_bound= in bs() set others.")
+    for term, data in (("bs(x, df=4)", table), ("bs(x, df=4)", table.assign(x=table.x - 99))):
+        results = qvreg.ols(f"y ~ {term}", data)
+        for call in (results.predict, results.get_prediction):
+            with pytest.raises(qvreg.DataError) as raised:
+                call({"x": [0.0, 99.0]})
+            assert str(raised.value) == expected.format(term)
+    with pytest.raises(qvreg.DataError) as raised:
+        qvreg.ols("y ~ bs(x, df=4, upper_bound=0.5)", table)
+    assert str(raised.value) == expected.format("bs(x, df=4, upper_bound=0.5)")
+    wide = qvreg.ols("y ~ bs(x, df=4, lower_bound=-100, upper_bound=100)", table)
+    assert np.isfinite(wide.predict({"x": [0.0, 99.0]})).all()
+
+
 def test_base_names_a_factor(table):
     with pytest.raises(qvreg.FormulaError) as raised:
         qvreg.ols("y ~ a + x", table, base={"x": 1})

@@ -130,15 +130,22 @@ class Expression:
     def memorize(self, tables: Tables) -> None:
         """Shows the data to stateful functions."""
         for number in range(self._passes):
+            names, n_tables, n_rows = [], 0, 0
             for table in tables:
-                with _sentences(self._factor, table):
+                names, n_tables, n_rows = table.names, n_tables + 1, n_rows + self._n_rows(table)
+                with _sentences(self._factor, names):
                     self._factor.memorize_chunk(self._state, number, table)
-            self._factor.memorize_finish(self._state, number)
+            refuse_nothing(n_tables, n_rows)
+            with _sentences(self._factor, names):
+                self._factor.memorize_finish(self._state, number)
+
+    def _n_rows(self, table: Table) -> int:
+        return max((len(table[name]) for name in self.columns_used(table.names)), default=table.n_rows)
 
     def values(self, table: Table) -> Any:
         """What the expression is for the rows of `table`; what C() adds stays about it."""
         self._columns.update(table.names)
-        with _sentences(self._factor, table):
+        with _sentences(self._factor, table.names):
             values = self._factor.eval(self._state, table)
             if not _are_rows(values):
                 kind = type(values.data if hasattr(values, "contrast") else values).__name__
@@ -175,8 +182,8 @@ def _column(node: ast.AST) -> str | None:
 class _sentences:
     """Turns what patsy raises about an expression into a sentence of ours."""
 
-    def __init__(self, factor: Any, table: Table) -> None:
-        self._factor, self._table = factor, table
+    def __init__(self, factor: Any, names: Sequence) -> None:
+        self._factor, self._names = factor, names
 
     def __enter__(self) -> None:
         return None
@@ -187,13 +194,24 @@ class _sentences:
         cause = raised.__cause__ or raised
         if isinstance(cause, (DataError, FormulaError)):
             raise cause
-        names = self._table.names
         if isinstance(cause, NameError):
             missing = str(cause).split("'")[1] if "'" in str(cause) else str(cause)
-            raise FormulaError(unknown(self._factor, missing, names)) from cause
-        reason = str(raised).splitlines()[0].rstrip(".")
+            raise FormulaError(unknown(self._factor, missing, self._names)) from cause
+        if isinstance(cause, NotImplementedError) and "outermost knots" in str(cause):
+            raise DataError(f"The term {self._factor.name()!r} has values beyond its outermost knots, where bs() is "
+                            "not defined. These are the limits of the data of the fit; lower_bound= and upper_bound= "
+                            "in bs() set others.") from cause
+        reason = (str(raised).splitlines() or [type(raised).__name__])[0].rstrip(".")
         raise FormulaError(f"The term {self._factor.name()!r} cannot be evaluated: {reason}."
-                           f"{quoting(self._factor, names)}") from cause
+                           f"{quoting(self._factor, self._names)}") from cause
+
+
+def refuse_nothing(n_tables: int, n_rows: int) -> None:
+    """An exception for data of no table, or of no row."""
+    if n_tables == 0:
+        raise DataError("There are no chunks, and so no rows.")
+    if n_rows == 0:
+        raise DataError("The data have no rows.")
 
 
 class Learning:

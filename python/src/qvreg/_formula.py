@@ -9,9 +9,9 @@ from typing import Any
 from ._checks import Response, refuse_other_indexes, refuse_other_rows
 from ._columns import Column
 from ._design import Design, Part, Term, Variable
-from ._expressions import Expression, Learning, patsy_module, unboxed
+from ._expressions import Expression, Learning, patsy_module, refuse_nothing, unboxed
 from ._tables import Table, Tables
-from .errors import DataError, FormulaError
+from .errors import FormulaError
 
 
 @dataclass
@@ -120,10 +120,7 @@ class Formula:
         base : mapping
             The base level by the name of a factor; the first level, or that of ``Treatment``, otherwise.
         """
-        if lesson.n_tables == 0:
-            raise DataError("There are no chunks, and so no rows.")
-        if lesson.n_rows == 0:
-            raise DataError("The data have no rows.")
+        refuse_nothing(lesson.n_tables, lesson.n_rows)
         for expression, learning in zip(self._expressions.values(), lesson.learnings):
             expression.variables = learning.variables(base.get(expression.name))
         self.doubts = [doubt for doubt in (learning.doubt() for learning in lesson.learnings) if doubt]
