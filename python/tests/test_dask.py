@@ -166,6 +166,14 @@ def test_levels_are_those_of_all_partitions(client, table):
     assert list(got.params.index) == list(qvreg.ols("y ~ a + c", table).params.index)
 
 
+def test_levels_of_two_types_with_one_name(client, table):
+    parts = of_frames(table.iloc[:200].astype({"k": object}), table.iloc[200:].assign(k=table.k[200:].map(str)))
+    first = int(table.k.min())
+    assert sentence("y ~ C(k)", parts, client) == (
+        f"The term 'C(k)' has the level {first} as int and '{first}' as str, which have one name. Give all values one "
+        "type.")
+
+
 def test_categories_that_are_not_known(client, table):
     whole = table.assign(a=table.a.astype("category"))
     frame = dd.from_pandas(whole, npartitions=3)
