@@ -10,7 +10,7 @@
 #include "host/fit/ScaledEstimates.h"
 #include "host/inference/CoefficientCovariance.h"
 #include "host/model/ExtensionFields.h"
-#include "host/model/NumberText.h"
+#include "qvreg/common/QvNumberText.h"
 
 namespace qvhost {
 namespace {
@@ -37,7 +37,8 @@ std::string CorrectionsText(const std::vector<double>& numbers,
   for (std::size_t i = 0; i < numbers.size(); ++i) {
     if (AreSameBits(numbers[i], converted[i])) continue;
     if (!text.empty()) text += ' ';
-    text += NumberText(static_cast<long long>(i)) + ' ' + NumberText(numbers[i]);
+    text +=
+        QvCommon::NumberText(static_cast<long long>(i)) + ' ' + QvCommon::NumberText(numbers[i]);
   }
   return text;
 }
@@ -48,7 +49,8 @@ void Correct(const char* name, std::string_view text, std::vector<double>& numbe
   while (!text.empty()) {
     long long place = 0;
     double number = 0.0;
-    const bool isRead = ReadNumber(TakeWord(text), place) && ReadNumber(TakeWord(text), number);
+    const bool isRead = QvCommon::ReadNumber(QvCommon::TakeWord(text), place) &&
+                        QvCommon::ReadNumber(QvCommon::TakeWord(text), number);
     if (!isRead || place < next || static_cast<std::size_t>(place) >= numbers.size()) {
       RefuseElement(std::string("Extension '") + name + "'", "corrects numbers that are not there");
     }

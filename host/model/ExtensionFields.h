@@ -6,7 +6,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "host/model/NumberText.h"
+#include "qvreg/common/QvNumberText.h"
 #include "qvreg/component/QvContentsFields.h"
 
 /// \file
@@ -28,15 +28,15 @@ class ExtensionWriter : public QvContentsFields::PartsWriter<ExtensionWriter> {
   explicit ExtensionWriter(pugi::xml_node parent) : parent_(parent) {}
 
   void operator()(const char* name, const std::string& text) { Add(name, text); }
-  void operator()(const char* name, double value) { Add(name, NumberText(value)); }
+  void operator()(const char* name, double value) { Add(name, QvCommon::NumberText(value)); }
   template <typename Whole>
   requires std::is_integral_v<Whole>
   void operator()(const char* name, Whole value) {
-    Add(name, NumberText(static_cast<long long>(value)));
+    Add(name, QvCommon::NumberText(static_cast<long long>(value)));
   }
   template <typename Number>
   void operator()(const char* name, const std::vector<Number>& values) {
-    Add(name, NumbersText(values));
+    Add(name, QvCommon::NumbersText(values));
   }
 
   template <typename Value, typename Describe>
@@ -65,11 +65,11 @@ class ExtensionReader : public QvContentsFields::PartsReader<ExtensionReader> {
   template <typename Number>
   requires std::is_arithmetic_v<Number>
   void operator()(const char* name, Number& value) {
-    if (!ReadNumber(Take(name), value)) RefuseValue(name);
+    if (!QvCommon::ReadNumber(Take(name), value)) RefuseValue(name);
   }
   template <typename Number>
   void operator()(const char* name, std::vector<Number>& values) {
-    if (!ReadNumbers(Take(name), values)) RefuseValue(name);
+    if (!QvCommon::ReadNumbers(Take(name), values)) RefuseValue(name);
   }
 
   template <typename Value, typename Describe>

@@ -8,9 +8,9 @@
 #include "host/model/ExtensionFields.h"
 #include "host/model/ModelExtension.h"
 #include "host/model/ModelOutline.h"
-#include "host/model/NumberText.h"
 #include "host/model/RestoredModel.h"
 #include "host/model/XmlElement.h"
+#include "qvreg/common/QvNumberText.h"
 
 namespace qvhost {
 namespace {
@@ -30,7 +30,7 @@ void AddCovariance(pugi::xml_node model, const std::vector<EstimateRow>& rows,
         SetAttribute(cell, "tRow", *rows[i].category);
         SetAttribute(cell, "tCol", *rows[j].category);
       }
-      SetAttribute(cell, "value", NumberText(*value++));
+      SetAttribute(cell, "value", QvCommon::NumberText(*value++));
     }
   }
 }
@@ -42,7 +42,7 @@ void AddEstimates(pugi::xml_node model, const std::vector<EstimateRow>& rows,
     const pugi::xml_node cell = AppendElement(matrix, "PCell");
     if (rows[k].category) SetAttribute(cell, "targetCategory", *rows[k].category);
     SetAttribute(cell, "parameterName", rows[k].parameter);
-    SetAttribute(cell, "beta", NumberText(estimates[k]));
+    SetAttribute(cell, "beta", QvCommon::NumberText(estimates[k]));
     const bool isKept = output.GetRedundancyIndicators().IsIn(static_cast<int>(k));
     SetAttribute(cell, "df", isKept ? "1" : "0");
   }

@@ -15,8 +15,8 @@
 #include "host/model/GeneralRegression.h"
 #include "host/model/ModelExtension.h"
 #include "host/model/ModelOutline.h"
-#include "host/model/NumberText.h"
 #include "host/model/RestoredModel.h"
+#include "qvreg/common/QvNumberText.h"
 #include "qvreg/component/QvModelMessage.h"
 
 namespace qvhost {
@@ -43,7 +43,7 @@ class CellList {
 
 double NumberOf(pugi::xml_node element, const char* attribute) {
   double value = 0.0;
-  if (!ReadNumber(element.attribute(attribute).value(), value)) {
+  if (!QvCommon::ReadNumber(element.attribute(attribute).value(), value)) {
     RefuseElement(element.name(), fmt::format("has no number as its {}", attribute));
   }
   return value;

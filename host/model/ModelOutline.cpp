@@ -7,8 +7,8 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
-#include "host/model/NumberText.h"
 #include "host/model/XmlElement.h"
+#include "qvreg/common/QvNumberText.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
@@ -130,7 +130,7 @@ void AddAttributes(pugi::xml_node model, const ModelOutline& outline) {
   SetAttribute(model, "targetVariableName", outline.target);
   if (!isLinear) SetAttribute(model, "targetReferenceCategory", outline.reference);
   if (outline.degreesOfFreedom) {
-    SetAttribute(model, "modelDF", NumberText(*outline.degreesOfFreedom));
+    SetAttribute(model, "modelDF", QvCommon::NumberText(*outline.degreesOfFreedom));
   }
 }
 

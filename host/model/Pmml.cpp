@@ -12,11 +12,11 @@
 #include "host/Text.h"
 #include "host/model/ExtensionFields.h"
 #include "host/model/GeneralRegression.h"
-#include "host/model/NumberText.h"
 #include "host/model/PmmlFields.h"
 #include "host/model/SavedParts.h"
 #include "host/model/XmlElement.h"
 #include "host/model/XmlFile.h"
+#include "qvreg/common/QvNumberText.h"
 
 namespace qvhost {
 namespace {
@@ -147,13 +147,15 @@ class ModelReader {
           producer.empty() ? "of another producer" : fmt::format("of '{}'", Printable(producer))));
     }
     long long number = 0;
-    if (!ReadNumber(std::string_view(format.attribute("value").value()), number)) RefuseAltered();
+    if (!QvCommon::ReadNumber(std::string_view(format.attribute("value").value()), number)) {
+      RefuseAltered();
+    }
     if (number > kFormat) RefuseNewer(fmt::format("a model of format {}", number));
     const std::string_view version = root.attribute("version").value();
     double written = 0.0;
     double own = 0.0;
-    const bool isNumber =
-        ReadNumber(version, written) && ReadNumber(std::string_view(kVersion), own);
+    const bool isNumber = QvCommon::ReadNumber(version, written) &&
+                          QvCommon::ReadNumber(std::string_view(kVersion), own);
     if (isNumber && written > own) RefuseNewer(fmt::format("PMML {}", version));
   }
 
@@ -216,7 +218,7 @@ std::string WritePmml(const SavedModel& model) {
   WriteFields(root, model);
   WriteGeneralRegression(root, model);
   WriteMiningSchema(root, model);
-  SetAttribute(AppendExtension(root, kFormatName), "value", NumberText(kFormat));
+  SetAttribute(AppendExtension(root, kFormatName), "value", QvCommon::NumberText(kFormat));
   WriteSavedParts(AppendExtension(root, kPartsName), model);
   const std::string digest = DigestOf(root);
   SetAttribute(AppendExtension(root, kDigestName), "value", digest);

@@ -12,10 +12,10 @@
 #include "host/Text.h"
 #include "host/formula/Formula.h"
 #include "host/formula/ValueKind.h"
-#include "host/model/NumberText.h"
 #include "host/model/PmmlExpression.h"
 #include "host/model/XmlElement.h"
 #include "host/table/Booleans.h"
+#include "qvreg/common/QvNumberText.h"
 
 namespace qvhost {
 namespace {
@@ -159,9 +159,9 @@ bool AppendScaled(pugi::xml_node field, const SavedVariable& variable, const Fie
     field.remove_children();
     return false;
   }
-  AppendConstant(difference, NumberText(std::ldexp(scale.mean, scale.exponent)));
+  AppendConstant(difference, QvCommon::NumberText(std::ldexp(scale.mean, scale.exponent)));
   if (scale.deviation) {
-    AppendConstant(quotient, NumberText(std::ldexp(*scale.deviation, scale.exponent)));
+    AppendConstant(quotient, QvCommon::NumberText(std::ldexp(*scale.deviation, scale.exponent)));
   }
   return true;
 }
