@@ -256,8 +256,8 @@ class StatusNumbers {
   /// Makes `to` the status; false, and `to` as it was, where there is none.
   bool To(QvCommon::QvStatus& to) const {
     constexpr long long kLargestCode = 9999;
-    bool isStatus = code >= 0 && code <= kLargestCode && places.size() == wholes.size() &&
-                    realPlaces.size() == reals.size();
+    bool isStatus = code >= 0 && code <= kLargestCode && (code != 0 || !isWarning) &&
+                    places.size() == wholes.size() && realPlaces.size() == reals.size();
     QvCommon::QvStatus status(static_cast<long>(code), isWarning);
     for (std::size_t i = 0; isStatus && i < places.size(); ++i) {
       isStatus =

@@ -150,7 +150,7 @@ struct QvModelContents {
   QvLinearContents fLinear;                   ///< Of a linear model; otherwise not used.
   QvLogisticContents fLogistic;               ///< Of a logistic model; otherwise not used.
   QvRecordCounts fRecordCounts;               ///< Records read, used and left out.
-  QvCommon::QvStatus fFitStatus;              ///< That of the estimation, no error.
+  QvCommon::QvStatus fFitStatus;              ///< That of the estimation, success.
   std::vector<QvCommon::QvStatus> fWarnings;  ///< IQvRegComponent::GetWarnings
   QvCommon::QvStatus fStatus;                 ///< That of the component.
 };

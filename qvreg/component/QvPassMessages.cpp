@@ -39,7 +39,9 @@ void WriteStatus(const QvStatus& status, QvByteWriter& writer) {
 QvStatus ReadStatus(QvByteReader& reader) {
   constexpr int kLargestCode = 9999;
   const int code = reader.GetIntWithin(0, kLargestCode);
-  QvStatus status(code, reader.GetBool());
+  const bool isWarning = reader.GetBool();
+  if (isWarning && code == QvStatusCode::kOK) reader.Fail();
+  QvStatus status(code, isWarning);
   for (unsigned i = 0; i < QvStatus::kMaxData; ++i) {
     const bool hasDiscrete = reader.GetBool();
     const auto discrete = static_cast<long>(reader.GetInt());

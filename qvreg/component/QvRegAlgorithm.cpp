@@ -34,10 +34,9 @@ QvModelContents QvRegAlgorithm::GetContents() const {
 bool QvRegAlgorithm::TakeContents(QvModelContents& contents) {
   // As many as there may be different ones.
   constexpr std::size_t kMostWarnings = 1000;
-  if (contents.fFitStatus.IsError() || contents.fWarnings.size() > kMostWarnings) return false;
+  if (!contents.fFitStatus.IsOK() || contents.fWarnings.size() > kMostWarnings) return false;
   if (!TakeModel(contents)) return false;
   fRecordCounts = contents.fRecordCounts;
-  fStatus = contents.fFitStatus;
   fWarnings = contents.fWarnings;
   return true;
 }

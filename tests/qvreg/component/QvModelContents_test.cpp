@@ -170,6 +170,11 @@ std::vector<Wrong> WrongInBoth() {
        [](QvModelContents& c) {
          c.fFitStatus = {QvStatusCode::kNoRecords, false};
        }},
+      // Scores would have it, but not those of a scorer.
+      {"fit with a warning",
+       [](QvModelContents& c) {
+         c.fFitStatus = {QvStatusCode::kReferenceNotObserved, true};
+       }},
       {"component in error",
        [](QvModelContents& c) {
          c.fStatus = {QvStatusCode::kNoRecords, false};

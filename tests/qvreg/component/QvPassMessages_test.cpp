@@ -48,6 +48,19 @@ TEST(PassMessages, AnswersWhoseNumbersCouldOverflowAreRefused) {
   }
 }
 
+TEST(PassMessages, AWarningOfSuccessIsRefused) {
+  for (const long code : {QvStatusCode::kOK, QvStatusCode::kReferenceNotObserved}) {
+    QvCommon::QvByteWriter writer;
+    WriteStatus({code, false}, writer);
+    QvBytes bytes = writer.TakeBytes();
+    constexpr std::size_t kWarning = 8;  // behind the code
+    bytes[kWarning] = 1;
+    QvCommon::QvByteReader reader(bytes);
+    EXPECT_EQ(ReadStatus(reader).GetCode(), code);
+    EXPECT_EQ(reader.HasFailed(), code == QvStatusCode::kOK);
+  }
+}
+
 TEST(PassMessages, CountsThatCouldOverflowAreRefused) {
   QvRecordCounts counts;
   counts.fMissing = (1LL << 62) - 1;
