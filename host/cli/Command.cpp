@@ -17,16 +17,8 @@
 
 #include "host/Error.h"
 #include "host/Terminal.h"
-#include "host/cli/CompareCommand.h"
-#include "host/cli/CompletionCommand.h"
-#include "host/cli/DescribeCommand.h"
-#include "host/cli/FitCommand.h"
+#include "host/cli/Commands.h"
 #include "host/cli/HelpFormatter.h"
-#include "host/cli/ManualCommand.h"
-#include "host/cli/ScoreCommand.h"
-#include "host/cli/ShowCommand.h"
-#include "host/cli/SpoolCommand.h"
-#include "host/cli/SqlCommand.h"
 #include "host/cli/StandardStreams.h"
 #include "host/cli/Usage.h"
 #include "host/report/TextStyle.h"
@@ -92,15 +84,7 @@ int Run(const Words& words) {
   app.footer(kFooter);
   app.set_version_flag("--version", "qvreg " QVREG_VERSION, "Print the version and exit");
   app.require_subcommand(1);
-  FitCommand fit(app);
-  DescribeCommand describe(app);
-  ScoreCommand score(app);
-  CompareCommand compare(app);
-  ShowCommand show(app);
-  SqlCommand sql(app);
-  SpoolCommand spool(app);
-  CompletionCommand completion(app);
-  ManualCommand manual(app);
+  Commands commands(app);
   if (words.empty()) {
     std::string help = app.help();
     help.pop_back();
@@ -115,18 +99,20 @@ int Run(const Words& words) {
   } catch (const CLI::CallForHelp&) {
     return Print(app.help());
   } catch (const CLI::ParseError& error) {
+    // The reader looks at values first.
+    if (AsksForHelp(words)) return Print(app.help());
     throw Error(ExitCode::kBadInput, UsageText(app, error));
   }
   try {
-    if (describe.IsChosen()) return Code(describe.Run());
-    if (compare.IsChosen()) return Code(compare.Run());
-    if (score.IsChosen()) return Code(score.Run());
-    if (show.IsChosen()) return Code(show.Run());
-    if (sql.IsChosen()) return Code(sql.Run());
-    if (spool.IsChosen()) return Code(spool.Run());
-    if (completion.IsChosen()) return Code(completion.Run());
-    if (manual.IsChosen()) return Code(manual.Run());
-    return Code(fit.Run());
+    if (commands.describe.IsChosen()) return Code(commands.describe.Run());
+    if (commands.compare.IsChosen()) return Code(commands.compare.Run());
+    if (commands.score.IsChosen()) return Code(commands.score.Run());
+    if (commands.show.IsChosen()) return Code(commands.show.Run());
+    if (commands.sql.IsChosen()) return Code(commands.sql.Run());
+    if (commands.spool.IsChosen()) return Code(commands.spool.Run());
+    if (commands.completion.IsChosen()) return Code(commands.completion.Run());
+    if (commands.manual.IsChosen()) return Code(commands.manual.Run());
+    return Code(commands.fit.Run());
   } catch (const UsageError& error) {
     throw Error(error.Code(), fmt::format("{}\nTry 'qvreg {} --help'.", error.what(),
                                           app.get_subcommands().front()->get_name()));

@@ -77,7 +77,7 @@ std::string Action(const OptionValues& values) {
 Names ExcludedBy(const CLI::Option& option) {
   const bool mayRepeat = TakesList(option) || option.get_trigger_on_parse();
   Names names = mayRepeat ? Names() : WrittenNames(option);
-  for (const CLI::Option* const other : option.get_excludes()) {
+  for (const CLI::Option* const other : ExcludedOptions(option)) {
     for (const std::string& name : WrittenNames(*other)) names.push_back(name);
   }
   return names;

@@ -3,6 +3,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <CLI/Validators.hpp>
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -78,6 +79,13 @@ bool TakesValue(const CLI::Option& option) { return option.get_items_expected_ma
 bool NeedsValue(const CLI::Option& option) { return option.get_items_expected_min() > 0; }
 
 bool TakesList(const CLI::Option& option) { return option.get_items_expected_max() > 1; }
+
+std::vector<const CLI::Option*> ExcludedOptions(const CLI::Option& option) {
+  std::vector<const CLI::Option*> excluded;
+  for (const CLI::Option* const other : option.get_excludes()) excluded.push_back(other);
+  std::ranges::sort(excluded, {}, [](const CLI::Option* other) { return other->get_name(); });
+  return excluded;
+}
 
 std::vector<std::string> WrittenNames(const CLI::Option& option) {
   std::vector<std::string> names;

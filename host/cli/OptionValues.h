@@ -36,6 +36,10 @@ CLI::Option* OfferModels(CLI::Option* option);
 /// Whether several values may follow one another.
 [[nodiscard]] bool TakesList(const CLI::Option& option);
 
+/// The options that it excludes, by their names: the reader keeps them in the order of their
+/// addresses, which is another one in each run.
+[[nodiscard]] std::vector<const CLI::Option*> ExcludedOptions(const CLI::Option& option);
+
 /// The names of an option as they are written, such as -d and --data; none of a positional one.
 [[nodiscard]] std::vector<std::string> WrittenNames(const CLI::Option& option);
 

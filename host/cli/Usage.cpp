@@ -81,12 +81,6 @@ bool IsKnownOption(const CLI::App& command, std::string_view word) {
 
 bool LooksLikeFormula(std::string_view word) { return word.find('~') != std::string_view::npos; }
 
-/// Whether one of the words asks for help, which is given whatever the others are.
-bool AsksForHelp(Words words) {
-  return std::ranges::any_of(words,
-                             [](const std::string& w) { return w == "--help" || w == "-h"; });
-}
-
 /// Reads the words of one command.
 class CommandWords {
  public:
@@ -335,6 +329,20 @@ const CLI::Option* OptionNamedIn(const CLI::App& command, std::string_view messa
   return named;
 }
 
+/// The first option that was given with one that it excludes. The message of the reader names any
+/// two of several.
+std::string ExclusionText(const CLI::App& command) {
+  for (const CLI::Option* const option : command.get_options()) {
+    if (option->count() == 0) continue;
+    for (const CLI::Option* const other : ExcludedOptions(*option)) {
+      if (other->count() == 0) continue;
+      return fmt::format("{} and {} exclude one another; give one of them.", NameOf(*option),
+                         NameOf(*other));
+    }
+  }
+  return "Two options exclude one another; give one of them.";
+}
+
 /// What a value that could not be converted should have been.
 std::string KindText(const CLI::Option& option, const std::string& value) {
   const bool isWhole = option.get_type_name() == "N";
@@ -372,6 +380,11 @@ Names ChoicesIn(const std::string& message) {
 
 }  // namespace
 
+bool AsksForHelp(std::span<const std::string> words) {
+  return std::ranges::any_of(words,
+                             [](const std::string& w) { return w == "--help" || w == "-h"; });
+}
+
 void CheckUsage(const CLI::App& app, std::span<const std::string> words) {
   const std::string& first = words.front();
   if (IsOptionWord(first)) {
@@ -396,12 +409,7 @@ std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
   if (option == nullptr) return "The command line cannot be read (" + message + ")." + help;
   const std::string name = NameOf(*option);
   if (dynamic_cast<const CLI::ExcludesError*>(&error) != nullptr) {
-    for (const CLI::Option* other : option->get_excludes()) {
-      if (other->count() > 0) {
-        return fmt::format("{} and {} exclude one another; give one of them.{}", name,
-                           NameOf(*other), help);
-      }
-    }
+    return ExclusionText(command) + help;
   }
   const std::string value = option->results().empty() ? "" : option->results().front();
   if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) {

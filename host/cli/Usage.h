@@ -14,6 +14,9 @@ namespace qvhost {
 /// `words` are those after the program's name, and at least one.
 void CheckUsage(const CLI::App& app, std::span<const std::string> words);
 
+/// Whether one of the words asks for help, which is given whatever the others are.
+[[nodiscard]] bool AsksForHelp(std::span<const std::string> words);
+
 /// What to say of a fault that only the reader finds: a value of the wrong kind, options that
 /// exclude one another.
 [[nodiscard]] std::string UsageText(const CLI::App& app, const CLI::ParseError& error);

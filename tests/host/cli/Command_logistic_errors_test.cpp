@@ -112,7 +112,7 @@ TEST(CommandLogisticErrors, InMemoryAndNot) {
   const CommandResult result = Fit("answer ~ x", {"--in-memory", "--no-in-memory"});
   EXPECT_EQ(result.exitCode, kBadInput);
   EXPECT_EQ(result.out, "");
-  EXPECT_NE(result.err.find("--no-in-memory and --in-memory exclude one another"),
+  EXPECT_NE(result.err.find("--in-memory and --no-in-memory exclude one another"),
             std::string::npos)
       << result.err;
 }

@@ -320,7 +320,27 @@ TEST_F(CommandUsage, MoreParametersThanAllowed) {
 
 TEST_F(CommandUsage, OptionsThatExcludeOneAnother) {
   ExpectFitRefused({"--in-memory", "--no-in-memory"},
-                   "--no-in-memory and --in-memory exclude one another; give one of them.");
+                   "--in-memory and --no-in-memory exclude one another; give one of them.");
+  // Of three the first two, in the order of the help and of their names, whichever come first here.
+  ExpectFitRefused({"--folds", "3", "--holdout", "0.2", "--split", "part"},
+                   "--split and --folds exclude one another; give one of them.");
+}
+
+TEST_F(CommandUsage, CompletionExcludesInTheSameOrderInEachRun) {
+  const CommandResult result = Run({"completion", "zsh"});
+  EXPECT_EQ(result.exitCode, 0);
+  for (const char* const names : {"'(--split --folds --holdout)'", "'(--holdout --folds --split)'",
+                                  "'(--folds --holdout --split)'"}) {
+    EXPECT_NE(result.out.find(names), std::string::npos) << names;
+  }
+}
+
+TEST_F(CommandUsage, HelpIsGivenBesideAValueThatIsWrong) {
+  const CommandResult result = Run({"fit", "--folds", "many", "--help"});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.out, Run({"fit", "--help"}).out);
+  EXPECT_EQ(Run({"fit", "--model", "none", "-h", "--in-memory", "--no-in-memory"}).out, result.out);
 }
 
 // ---- Words that belong to no option -----------------------------------------
