@@ -128,7 +128,8 @@ bool Try(const std::string& text) {
   try {
     model = qvhost::ReadSavedModel(MemoryFile(text).Path());
   } catch (const qvhost::Error& error) {
-    Check(error.Code() == qvhost::ExitCode::kBadInput, "a file that is refused is bad input");
+    const std::string what = std::string("a file that is refused is bad input: ") + error.what();
+    Check(error.Code() == qvhost::ExitCode::kBadInput, what.c_str());
     return false;
   }
   Use(model);

@@ -8,10 +8,10 @@
 #include <string_view>
 #include <vector>
 
-#include "host/Error.h"
 #include "host/Text.h"
 #include "host/formula/Formula.h"
 #include "host/formula/ValueKind.h"
+#include "host/model/ExtensionFields.h"
 #include "host/model/PmmlExpression.h"
 #include "host/model/XmlElement.h"
 #include "host/table/Booleans.h"
@@ -42,7 +42,8 @@ class FieldTypes {
   [[nodiscard]] const SavedColumn& Column(const std::string& name) const {
     const auto found = std::ranges::find(model_.columns, name, &SavedColumn::name);
     if (found == model_.columns.end()) {
-      throw Error(ExitCode::kRunFailed, "The model has no column '" + name + "'.");
+      RefuseElement("Extension 'expression'",
+                    "names '" + name + "', which is no column of the data");
     }
     return *found;
   }

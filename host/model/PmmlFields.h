@@ -11,7 +11,7 @@ namespace qvhost {
 /// must be given computed; `TransformationDictionary` with the others that are no columns. Both
 /// name the levels of factors.
 ///
-/// Throws Error (kRunFailed) for an expression that is none of a formula.
+/// Throws Error (kBadInput) for an expression that is none of a formula, or of other columns.
 void WriteFields(pugi::xml_node pmml, const SavedModel& model);
 
 /// Makes the MiningSchema of the model's element, which is behind these, that of the fields that

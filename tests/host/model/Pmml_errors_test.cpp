@@ -9,6 +9,7 @@
 
 #include "host/Error.h"
 #include "host/model/Pmml.h"
+#include "host/model/XmlElement.h"
 #include "tests/host/model/Saving.h"
 #include "tests/support/TempFolder.h"
 
@@ -127,6 +128,29 @@ TEST_F(WrongModel, AnElementThatIsNew) {
             kAltered);
   EXPECT_EQ(FaultOf(Changed([](pugi::xml_node root) { root.prepend_child("Extension"); })),
             kAltered);
+}
+
+TEST_F(WrongModel, AnExpressionOfAColumnThatThereIsNot) {
+  const std::string text = Changed([](pugi::xml_node root) {
+    const auto isExpression = [](pugi::xml_node node) {
+      return node.attribute("value").value() == std::string_view("log(x + 1)") &&
+             node.attribute("name").value() == std::string_view("expression");
+    };
+    const pugi::xml_node parts = root.find_child_by_attribute("Extension", "name", "model");
+    pugi::xml_node expression = parts.find_node(isExpression);
+    ASSERT_TRUE(expression);
+    expression.attribute("value") = "log(z + 1)";
+    pugi::xml_node digest = root.last_child();
+    root.remove_child(digest);
+    const std::string sealed = DigestOf(root);
+    digest = root.append_child("Extension");
+    digest.append_attribute("extender") = "qvreg";
+    digest.append_attribute("name") = "sha256";
+    digest.append_attribute("value") = sealed.c_str();
+  });
+  EXPECT_EQ(FaultOf(text),
+            "'FILE': This is no model that --save wrote: its element Extension 'expression' names "
+            "'z', which is no column of the data. Fit the model again, and save it.");
 }
 
 TEST_F(WrongModel, ANewerFormat) {
