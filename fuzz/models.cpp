@@ -22,6 +22,7 @@
 #include "fuzz/FuzzedModel.h"
 #include "qvreg/common/Constants.h"
 #include "qvreg/common/QvStatusCodes.h"
+#include "qvreg/glm/QvGLMOutputStats.h"
 #include "qvreg/logistic/QvLogOutputStats.h"
 
 namespace {
@@ -166,10 +167,11 @@ void CheckScale(const Expected& expected, int exponent) {
                expected.model.isLogistic ? 1.0 : std::ldexp(1.0, exponent));
 }
 
-void CheckRedundantColumn(const Expected& expected) {
-  if (expected.model.effects.empty()) return;
+void CheckRedundantColumn(const Expected& expected, std::mt19937& random) {
+  const std::size_t n = expected.model.effects.size();
+  if (n == 0) return;
   FuzzedModel wider = expected.model;
-  wider.effects.push_back(wider.effects.front());
+  wider.effects.push_back(expected.model.effects[random() % n]);
   CheckSameFit(expected, wider, FitOf(wider, expected.records), expected.records,
                "a redundant column does not matter");
 }
@@ -225,6 +227,34 @@ void CheckFinite(const FuzzedFit& fit) {
   }
 }
 
+/// Estimates of any numbers: in units in which a double holds them they are finite, and in others
+/// too large or too small at most.
+template <typename Stats>
+void CheckScaled(const Stats& stats) {
+  for (const double estimate : stats.GetScaledEstimates()) {
+    Check(std::isfinite(estimate), "scaled estimates are finite");
+  }
+  for (const double estimate : stats.GetParamEstimates()) {
+    Check(!std::isnan(estimate), "estimates are numbers");
+  }
+  const QvCommon::QvSymMatrixData& scaled = *stats.GetScaledCovarianceMatrix();
+  const QvCommon::QvSymMatrixData& plain = *stats.GetCovarianceMatrix();
+  for (int i = 0; i < scaled.GetOrder(); ++i) {
+    for (int j = 0; j <= i; ++j) {
+      Check(std::isfinite(scaled.GetElem(i, j)), "scaled covariances are finite");
+      Check(!std::isnan(plain.GetElem(i, j)), "covariances are numbers");
+    }
+    Check(scaled.GetElem(i, i) >= 0.0, "scaled variances are not negative");
+  }
+}
+
+void CheckScaled(const FuzzedFit& fit) {
+  if (const auto* linear = dynamic_cast<const QvGLMOutputStats*>(fit.stats)) CheckScaled(*linear);
+  if (const auto* logistic = dynamic_cast<const QvLogOutputStats*>(fit.stats)) {
+    CheckScaled(*logistic);
+  }
+}
+
 /// What holds of any records, to the last bit.
 void CheckBits(const FuzzedModel& model, const Records& records, std::size_t rows) {
   const FuzzedFit fit = FitOf(model, records);
@@ -237,6 +267,7 @@ void CheckBits(const FuzzedModel& model, const Records& records, std::size_t row
   CheckSameBits(FitInParts(model, records, 3, 2), FitInParts(model, records, 3, 1),
                 "the number of threads does not matter");
   if (fit.stats == nullptr) return;
+  CheckScaled(fit);
   for (const Record& record : records) {
     double predicted = 0.0;
     std::vector<double> values;
@@ -253,7 +284,7 @@ void CheckWhole(const FuzzedModel& model, const Records& records, FuzzedDataProv
   CheckOrder(expected, random);
   CheckLevels(expected, random);
   CheckScale(expected, exponent);
-  CheckRedundantColumn(expected);
+  CheckRedundantColumn(expected, random);
   if (model.isLogistic) CheckHandlers(expected);
   CheckParts(expected);
   CheckCollapsed(expected);
