@@ -165,11 +165,10 @@ bool QvModelEffect::IsContainedIn(const QvModelEffect& other) const {
       fpVarIndices != other.fpVarIndices) {
     return false;
   }
-  for (int slot = 0; slot < fNModelFactors; ++slot) {
-    if (IsFactorUsed(slot) && !other.IsFactorUsed(slot)) return false;
-  }
-  return std::equal(fMainVector.begin() + fNModelFactors, fMainVector.end(),
-                    other.fMainVector.begin() + fNModelFactors, other.fMainVector.end());
+  const auto covariates = fMainVector.begin() + fNModelFactors;
+  const auto hasFactor = [](int slot, int otherSlot) { return slot < 0 || otherSlot >= 0; };
+  return std::equal(fMainVector.begin(), covariates, other.fMainVector.begin(), hasFactor) &&
+         std::equal(covariates, fMainVector.end(), other.fMainVector.begin() + fNModelFactors);
 }
 
 bool QvModelEffect::operator==(const QvModelEffect& other) const {

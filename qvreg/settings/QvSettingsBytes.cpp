@@ -13,6 +13,9 @@ using QvCommon::QvByteWriter;
 
 namespace {
 
+/// What settings answer for a factor or covariate that they do not take.
+constexpr int kRefused = -1;
+
 /// The effect's covariates, each as often as its multiplicity says.
 std::vector<int> RepeatedCovariates(const QvModelEffect& effect) {
   std::vector<int> repeated;
@@ -89,8 +92,9 @@ bool AddEffect(const QvEffectContents& contents, QvRegSettings& settings) {
     if (std::find(distinct, variables.end(), var) == variables.end()) variables.push_back(var);
   }
   QvModelEffect effect(nFactors, static_cast<int>(variables.size()) - nFactors, &variables);
-  bool isAdded = AddFactors(effect, contents);
-  for (const int var : contents.fCovariates) isAdded = effect.AddCovariate(var) >= 0 && isAdded;
+  const bool isAdded = AddFactors(effect, contents);
+  // Never refused: each is among the variables.
+  for (const int var : contents.fCovariates) static_cast<void>(effect.AddCovariate(var));
   if (contents.fbFactorsInParens) effect.SetFactorsInParens();
   return isAdded && settings.AddModelEffect(effect);
 }
@@ -108,10 +112,10 @@ bool SetRoles(const QvSettingsContents& contents, QvRegSettings& settings) {
   for (std::size_t i = 0; i < contents.fFactors.size(); ++i) {
     const int var = contents.fFactors[i];
     const int size = contents.fFactorSizes[i];
-    isSet = isSet && var < nVariables && settings.AddFactor(var, size) >= 0;
+    isSet = isSet && var < nVariables && settings.AddFactor(var, size) != kRefused;
   }
   for (const int var : contents.fCovariates) {
-    isSet = isSet && var < nVariables && settings.AddCovariate(var) >= 0;
+    isSet = isSet && var < nVariables && settings.AddCovariate(var) != kRefused;
   }
   // A weight that was replaced keeps its role.
   const auto setWeights = [&](QvConst::QvVariableType role, int current, auto&& setter) {

@@ -210,11 +210,13 @@ TEST(QvLogRegSettings, DisplayWrapsTheBaseAndAddsItsOwnFields) {
 }
 
 TEST(QvLogRegSettings, DisplayShowsStartingValuesWhenThereAreSome) {
-  const QvLogRegSettings settings = FullSettings();
+  QvLogRegSettings settings = FullSettings();
+  ASSERT_TRUE(settings.SetStartingValues({1.0 / 3, -2.0}));
   const std::string text = qvtest::OutputOf([&] { settings.Display(); });
   EXPECT_NE(text.find("Show Iteration history frequency: 3\nStarting values"), std::string::npos)
       << text;
   EXPECT_NE(text.find("-2"), std::string::npos) << text;
+  EXPECT_NE(text.find("0.333333333333333"), std::string::npos) << "every digit: " << text;
 }
 
 }  // namespace

@@ -146,6 +146,17 @@ TEST(QvModelEffect, AModelWithoutFactorsRefusesEveryFactor) {
   QvModelEffect effect(0, 2, &kVariables);
   EXPECT_FALSE(effect.AddNewFactor(kA, false));
   EXPECT_EQ(effect.AddCovariate(kA), 1);
+  EXPECT_EQ(effect.GetCovariateMult(kA), 1);
+}
+
+TEST(QvModelEffect, AModelWithoutCovariatesRefusesEveryCovariate) {
+  for (const int none : {0, -1}) {
+    QvModelEffect effect(2, none, &kVariables);
+    EXPECT_EQ(effect.GetNModelCovariates(), 0);
+    EXPECT_EQ(effect.AddCovariate(kC), -1);
+    EXPECT_TRUE(effect.AddNewFactor(kB, false));
+  }
+  EXPECT_EQ(QvModelEffect(-1, 2, &kVariables).GetNModelFactors(), 0);
 }
 
 TEST(QvModelEffect, ACovariateAddedTwiceHasMultiplicityTwo) {
@@ -193,6 +204,7 @@ TEST(QvModelEffect, IsContainedInAnEffectWithMoreFactors) {
   EXPECT_FALSE(ab.IsContainedIn(a));
   EXPECT_TRUE(EmptyEffect().IsContainedIn(a));
   EXPECT_FALSE(EffectOf({kC}, {}).IsContainedIn(ab));
+  EXPECT_FALSE(a.IsContainedIn(EffectOf({kB, kC}, {})));
 }
 
 TEST(QvModelEffect, IsNeverContainedInItself) {
@@ -220,8 +232,8 @@ TEST(QvModelEffect, ContainmentNeedsTheSameModel) {
   EXPECT_TRUE(elsewhere.AddNewFactor(kA, false));
   EXPECT_TRUE(elsewhere.AddNewFactor(kB, false));
   EXPECT_FALSE(EffectOf({kA}, {}).IsContainedIn(elsewhere));
-  const QvModelEffect narrower(3, 1, &kVariables);
-  EXPECT_FALSE(narrower.IsContainedIn(EffectOf({kA}, {})));
+  EXPECT_FALSE(QvModelEffect(3, 1, &kVariables).IsContainedIn(EffectOf({kA}, {})));
+  EXPECT_FALSE(QvModelEffect(2, 2, &kVariables).IsContainedIn(EffectOf({kA}, {})));
 }
 
 TEST(QvModelEffect, EqualityComparesEveryField) {

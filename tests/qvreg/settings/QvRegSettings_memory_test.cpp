@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "qvreg/settings/QvLogRegSettings.h"
 #include "qvreg/settings/QvRegSettings.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 
@@ -12,13 +13,14 @@ namespace {
 using qvtest::AllocationFault;
 using Ints = std::vector<int>;
 
-/// The five ways to give a variable its role; each answers whether it was accepted.
+/// The ways to give a variable its role; each answers whether it was accepted.
 const std::vector<std::function<bool(QvRegSettings&, int)>> kRoleSetters = {
     [](QvRegSettings& settings, int var) { return settings.SetDependent(var); },
     [](QvRegSettings& settings, int var) { return settings.AddFactor(var, 3) > 0; },
     [](QvRegSettings& settings, int var) { return settings.AddCovariate(var) > 0; },
     [](QvRegSettings& settings, int var) { return settings.SetFrequencyWeightVar(var); },
-    [](QvRegSettings& settings, int var) { return settings.SetRegrWeightVar(var); }};
+    [](QvRegSettings& settings, int var) { return settings.SetRegrWeightVar(var); },
+    [](QvRegSettings& settings, int var) { return settings.SetRecordCountVar(var); }};
 
 /// Settings whose table of roles has room for variables up to 9, of which 9 is a covariate.
 QvRegSettings SettingsWithRoom() {
@@ -54,8 +56,13 @@ TEST(QvRegSettings, AWeightIsNotStoredWhenTheRoleTableCannotGrow) {
     const AllocationFault fault(1, AllocationFault::Extent::kOnce);
     EXPECT_FALSE(settings.SetRegrWeightVar(3));
   }
+  {
+    const AllocationFault fault(1, AllocationFault::Extent::kOnce);
+    EXPECT_FALSE(settings.SetRecordCountVar(3));
+  }
   EXPECT_EQ(settings.GetFrequencyWeightVar(), -1);
   EXPECT_EQ(settings.GetRegrWeightVar(), -1);
+  EXPECT_EQ(settings.GetRecordCountVar(), -1);
 }
 
 TEST(QvRegSettings, ACovariateListThatCannotGrowIsEmptied) {
@@ -87,6 +94,16 @@ TEST(QvRegSettings, AnEffectListThatCannotGrowIsEmptied) {
   const AllocationFault fault(1, AllocationFault::Extent::kOnce);
   EXPECT_FALSE(settings.AddModelEffect(effect));
   EXPECT_EQ(settings.GetNModelEffects(), 0);
+}
+
+TEST(QvLogRegSettings, StartingValuesWithoutMemoryLeaveThoseBefore) {
+  QvLogRegSettings settings;
+  ASSERT_TRUE(settings.SetStartingValues({0.5}));
+  const std::vector<double> values{1.0, 2.0};
+  const AllocationFault fault(1, AllocationFault::Extent::kOnce);
+  EXPECT_FALSE(settings.SetStartingValues(values));
+  EXPECT_TRUE(fault.HasStruck());
+  EXPECT_EQ(settings.GetStartingValues(), (std::vector<double>{0.5}));
 }
 
 }  // namespace

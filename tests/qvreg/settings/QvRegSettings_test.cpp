@@ -100,6 +100,17 @@ TEST(QvRegSettings, TheDependentIsSetOnce) {
   EXPECT_EQ(settings.AddCovariate(5), 1) << "variable 5 is still free";
 }
 
+TEST(QvRegSettings, TheFirstVariableIsSetOnceAsWell) {
+  QvRegSettings settings;
+  EXPECT_TRUE(settings.SetDependent(0));
+  EXPECT_FALSE(settings.SetDependent(1));
+  EXPECT_EQ(settings.GetDependent(), 0);
+  QvRegSettings counted;
+  EXPECT_TRUE(counted.SetRecordCountVar(0));
+  EXPECT_FALSE(counted.SetRecordCountVar(1));
+  EXPECT_EQ(counted.GetRecordCountVar(), 0);
+}
+
 TEST(QvRegSettings, ARefusedDependentLeavesRoomForAnother) {
   QvRegSettings settings;
   EXPECT_GT(settings.AddCovariate(0), 0);
@@ -251,6 +262,8 @@ TEST(QvRegSettings, DegreesOfFreedomNotAboveZeroAreIgnored) {
   settings.SetDF(7.5);
   settings.SetDF(0.0);
   EXPECT_EQ(settings.GetDF(), 7.5);
+  settings.SetDF(0.5);
+  EXPECT_EQ(settings.GetDF(), 0.5);
 }
 
 TEST(QvRegSettings, StoresTheSwitchesAndThePointers) {

@@ -51,6 +51,11 @@ TEST(SettingsBytes, HoldEveryChoice) {
   settings.SetTolerance(1e-9);
   settings.SetConfidenceLevel(0.5);
   settings.SetDF(12.5);
+  ASSERT_TRUE(settings.SetMaxRefinements(4));
+  // A host's own choices, which are no business of a model.
+  settings.SetTestType(static_cast<QvConst::QvTestType>(3));
+  settings.SetPAdjustment(static_cast<QvConst::QvPAdjustMethod>(4));
+  settings.SetCovbType(static_cast<QvConst::QvCovbType>(5));
   settings.SetLLFuncChange(true);
   settings.SetParamEstChange(true);
   ASSERT_TRUE(settings.SetLLConCriterion(1e-3) && settings.SetParamEstConCriterion(0.25));
@@ -63,6 +68,10 @@ TEST(SettingsBytes, HoldEveryChoice) {
   EXPECT_EQ(logistic.GetTolerance(), 1e-9);
   EXPECT_EQ(logistic.GetConfidenceLevel(), 0.5);
   EXPECT_EQ(logistic.GetDF(), 12.5);
+  EXPECT_EQ(logistic.GetMaxRefinements(), 4);
+  EXPECT_EQ(logistic.GetTestType(), 3);
+  EXPECT_EQ(logistic.GetPAdjustment(), 4);
+  EXPECT_EQ(logistic.GetCovbType(), 5);
   EXPECT_FALSE(logistic.GetInterceptUse());
   EXPECT_TRUE(logistic.GetLLFuncChange() && logistic.GetParamEstChange());
   EXPECT_TRUE(logistic.GetUsePatternTabulator());
@@ -80,6 +89,25 @@ TEST(SettingsBytes, HoldEveryChoice) {
   EXPECT_EQ(logistic.GetModelEffects()[0].GetFactorLevels(),
             settings.GetModelEffects()[0].GetFactorLevels());
   EXPECT_EQ(logistic.GetModelEffects()[1].GetCovMultiplicities(), (std::vector<int>{2, 1}));
+  EXPECT_EQ(logistic.GetModelEffects()[1].GetModelEffect(), (std::vector<int>{0, 2, 1}));
+}
+
+TEST(SettingsBytes, HoldCrossedFactorsWithinOneAndWhereNamesPutThem) {
+  const std::vector<int> variables{1, 2, 5, 3};
+  QvModelEffect effect(3, 1, &variables);
+  ASSERT_TRUE(effect.AddNewFactor(5, false));
+  ASSERT_TRUE(effect.AddNewFactor(1, true));
+  ASSERT_TRUE(effect.AddNewFactor(2, false));
+  ASSERT_GT(effect.AddCovariate(3), 0);
+  effect.SetFactorsInParens();
+  qvtest::LinearSettings model(0, {{1, 3}, {2, 2}, {5, 9}}, {3});
+  ASSERT_TRUE(model.Get().AddModelEffect(effect));
+  const auto read = SettingsOf(BytesOf(model.Get()));
+  ASSERT_NE(read, nullptr);
+  const QvModelEffect& copy = read->GetModelEffects()[0];
+  EXPECT_EQ(copy.GetFactors(), (std::vector<int>{1, 2, 5}));
+  EXPECT_EQ(copy.GetFactorLevels(), (std::vector<int>{0, 0, 1}));
+  EXPECT_TRUE(copy.GetFactorsInParens());
 }
 
 TEST(SettingsBytes, KeepTheRoleOfAWeightThatWasReplaced) {
@@ -90,6 +118,17 @@ TEST(SettingsBytes, KeepTheRoleOfAWeightThatWasReplaced) {
   const auto read = SettingsOf(BytesOf(settings));
   ASSERT_NE(read, nullptr);
   EXPECT_EQ(read->GetFrequencyWeightVar(), 1);
+  EXPECT_EQ(read->GetVariableTypes(), settings.GetVariableTypes());
+}
+
+TEST(SettingsBytes, KeepThatRoleOfTheFirstVariable) {
+  QvRegSettings settings;
+  ASSERT_TRUE(settings.SetDependent(3));
+  ASSERT_TRUE(settings.SetRegrWeightVar(0));
+  ASSERT_TRUE(settings.SetRegrWeightVar(1));
+  const auto read = SettingsOf(BytesOf(settings));
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(read->GetRegrWeightVar(), 1);
   EXPECT_EQ(read->GetVariableTypes(), settings.GetVariableTypes());
 }
 
@@ -117,6 +156,49 @@ TEST(SettingsBytes, WithTwoRecordCountsAreRefused) {
   bytes[role] = QvConst::QvVarRecordCount;
   QvByteReader reader(bytes);
   EXPECT_EQ(ReadSettings(reader), nullptr);
+}
+
+/// Contents of a linear model of the factors 1, 2 and 3 with a record count, and one effect.
+QvSettingsContents WithEffect(const QvEffectContents& effect) {
+  qvtest::LinearSettings model(0, {{1, 2}, {2, 2}, {3, 2}}, {4});
+  EXPECT_TRUE(model.Get().SetRecordCountVar(5));
+  QvSettingsContents contents = ContentsOf(model.Get());
+  contents.fEffects = {effect};
+  return contents;
+}
+
+TEST(SettingsContents, AreReadOverThoseOfOtherSettings) {
+  QvSettingsContents contents = ContentsOf(qvtest::RandomLogistic()->Get());
+  const QvBytes bytes = BytesOf(qvtest::RandomLinear()->Get());
+  QvByteReader reader(bytes);
+  ReadSettings(reader, contents);
+  QvByteWriter writer;
+  WriteSettings(contents, writer);
+  EXPECT_EQ(writer.GetBytes(), bytes);
+}
+
+TEST(SettingsContents, OfFactorsThatNoEffectHasAreRefused) {
+  EXPECT_NE(MakeSettings(WithEffect({.fFactors = {1, 2}, .fLevels = {1, 0}})), nullptr);
+  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1}, .fLevels = {1}})), nullptr) << "in no other";
+  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1, 2}, .fLevels = {5, 0}})), nullptr);
+  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1, 1}, .fLevels = {0, 0}})), nullptr) << "twice";
+  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1, 1, 2}, .fLevels = {0, 0, 0}})), nullptr);
+  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1, 2}, .fLevels = {0}})), nullptr) << "no level";
+}
+
+TEST(SettingsContents, OfAVariableInTwoRolesAreRefusedWhateverFollows) {
+  const QvSettingsContents sound = WithEffect({.fFactors = {2}, .fLevels = {0}});
+  QvSettingsContents contents = sound;
+  contents.fFactors[0] = contents.fDependent;
+  contents.fRoles[1] = QvConst::QvVarNone;
+  EXPECT_EQ(MakeSettings(contents), nullptr) << "the dependent and a factor";
+  contents = sound;
+  contents.fCovariates = {contents.fDependent, 4};
+  EXPECT_EQ(MakeSettings(contents), nullptr) << "the dependent and a covariate";
+  contents = sound;
+  contents.fFactorSizes.pop_back();
+  EXPECT_EQ(MakeSettings(contents), nullptr) << "a factor without categories";
+  EXPECT_NE(MakeSettings(sound), nullptr);
 }
 
 // A design of such an effect would read behind the tables of its factors.

@@ -6,14 +6,20 @@
 
 #include <gtest/gtest.h>
 
+#include "qvreg/common/QvBytes.h"
+#include "qvreg/common/QvStatus.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/settings/QvLogRegSettings.h"
+#include "qvreg/settings/QvSettingsBytes.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/RandomModels.h"
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
+
+const QvCommon::QvStatus kUnreadable(QvStatusCode::kUnreadableMessage, false);
+const QvCommon::QvStatus kNoMemory(QvStatusCode::kTooManyParameters, false);
 
 Bytes Written(const QvRegSettings& settings) {
   Bytes bytes;
@@ -38,7 +44,7 @@ TEST(SettingsMessage, ThatIsDamagedLeavesTheSettings) {
   auto settings = std::make_unique<QvRegSettings>();
   const QvRegSettings* before = settings.get();
   const auto expectRefused = [&](const Bytes& bytes) {
-    EXPECT_EQ(QvSettingsMessage::Read(bytes, settings).GetCode(), QvStatusCode::kUnreadableMessage);
+    EXPECT_EQ(QvSettingsMessage::Read(bytes, settings), kUnreadable);
     EXPECT_EQ(settings.get(), before);
   };
   for (std::size_t i = 0; i < whole.size(); ++i) {
@@ -49,23 +55,33 @@ TEST(SettingsMessage, ThatIsDamagedLeavesTheSettings) {
   }
 }
 
+TEST(SettingsMessage, WithMoreBehindTheSettingsIsRefused) {
+  QvCommon::QvByteWriter writer;
+  WriteSettings(qvtest::RandomLinear()->Get(), writer);
+  writer.PutInt(0);
+  std::unique_ptr<QvRegSettings> settings;
+  const Bytes message = writer.TakeMessage(QvCommon::QvMessageType::kSettings);
+  EXPECT_EQ(QvSettingsMessage::Read(message, settings), kUnreadable);
+  EXPECT_EQ(settings, nullptr);
+}
+
 /// Has every allocation of an operation fail once, until none is left.
 template <typename Operation, typename Check>
 void FailEachAllocation(Operation&& operation, Check&& expectError) {
   long long n = 0;
   for (bool hasStruck = true; hasStruck;) {
     const long long live = qvtest::LiveAllocations();
-    long code = QvStatusCode::kOK;
+    QvCommon::QvStatus status;
     {
       const qvtest::AllocationFault fault(++n, qvtest::AllocationFault::Extent::kOnce);
-      code = operation().GetCode();
+      status = operation();
       hasStruck = fault.HasStruck();
     }
     EXPECT_EQ(qvtest::LiveAllocations(), live) << n;
     if (hasStruck) {
-      expectError(code);
+      expectError(status);
     } else {
-      EXPECT_EQ(code, QvStatusCode::kOK);
+      EXPECT_TRUE(status.IsOK());
     }
   }
   EXPECT_GT(n, 3);
@@ -79,16 +95,14 @@ TEST(SettingsMessage, ReportsAnAllocationThatFails) {
         Bytes bytes;
         return QvSettingsMessage::Write(model->Get(), bytes);
       },
-      [](long code) { EXPECT_EQ(code, QvStatusCode::kTooManyParameters); });
+      [](const QvCommon::QvStatus& status) { EXPECT_EQ(status, kNoMemory); });
   FailEachAllocation(
       [&] {
         std::unique_ptr<QvRegSettings> settings;
         return QvSettingsMessage::Read(whole, settings);
       },
-      [](long code) {
-        EXPECT_TRUE(code == QvStatusCode::kTooManyParameters ||
-                    code == QvStatusCode::kUnreadableMessage)
-            << code;
+      [](const QvCommon::QvStatus& status) {
+        EXPECT_TRUE(status == kNoMemory || status == kUnreadable) << status.GetCode();
       });
 }
 
