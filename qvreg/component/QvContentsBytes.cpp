@@ -55,7 +55,6 @@ void PutTriangle(const std::optional<std::vector<double>>& elements, QvByteWrite
 }
 
 void GetTriangle(QvByteReader& reader, std::optional<std::vector<double>>& elements) {
-  elements.reset();
   if (reader.GetBool()) GetTriangle(reader, elements.emplace());
 }
 
@@ -228,9 +227,8 @@ std::vector<bool> FlagsOf(const QvCommon::QvBitSet& bits) {
 QvCommon::QvBitSet BitsOf(const std::vector<bool>& flags) {
   QvCommon::QvBitSet bits;
   if (!bits.Resize(static_cast<int>(flags.size()), false)) throw std::bad_alloc();
-  for (std::size_t i = 0; i < flags.size(); ++i) {
-    if (flags[i]) bits.Set(static_cast<int>(i), true);
-  }
+  int place = 0;
+  for (const bool flag : flags) bits.Set(place++, flag);
   return bits;
 }
 
@@ -252,7 +250,6 @@ void WriteTables(const QvTableContents& tables, QvByteWriter& writer) {
 }
 
 void ReadTables(QvByteReader& reader, const QvTableShape& shape, QvTableContents& tables) {
-  tables = {};
   tables.fFactorCounts.resize(static_cast<std::size_t>(shape.fNFactors));
   tables.fCombinations.resize(static_cast<std::size_t>(shape.fNEffects));
   for (QvTableContents::Counts& counts : tables.fFactorCounts) counts = GetCounts(reader);
@@ -281,7 +278,6 @@ void WriteEstimates(const QvLinearEstimates& estimates, QvByteWriter& writer) {
 void ReadEstimates(QvByteReader& reader, QvLinearEstimates& estimates) {
   estimates.fEstimates = reader.GetDoubles();
   estimates.fbRowsUsual = reader.GetBool();
-  estimates.fNonFinite.clear();
   if (reader.GetBool()) estimates.fNonFinite = reader.GetFlags(estimates.fEstimates.size());
 }
 

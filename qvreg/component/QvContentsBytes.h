@@ -11,8 +11,8 @@
 /// The parts of a model as bytes: the one place that says in which order their numbers stand. What
 /// the passes of a run have in common with models that are kept, tables and estimates, is so too.
 ///
-/// What is read may have any sizes, but no more than the bytes hold: who takes it checks them. All
-/// may throw std::bad_alloc.
+/// What is read may have any sizes, but no more than the bytes hold: who takes it checks them. What
+/// it is read into is to be empty. All may throw std::bad_alloc.
 
 /// How many lists there are in the bytes of tables, which do not say so.
 struct QvTableShape {
@@ -30,7 +30,7 @@ void ReadEstimates(QvCommon::QvByteReader& reader, QvLinearEstimates& estimates)
 void WriteEstimates(const QvLogisticEstimates& estimates, QvCommon::QvByteWriter& writer);
 void ReadEstimates(QvCommon::QvByteReader& reader, QvLogisticEstimates& estimates);
 
-/// A whole model, without the head of its message; what it is read into is to be empty.
+/// A whole model, without the head of its message.
 void WriteModel(const QvModelContents& model, QvCommon::QvByteWriter& writer);
 void ReadModel(QvCommon::QvByteReader& reader, QvModelContents& model);
 

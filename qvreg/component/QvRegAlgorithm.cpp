@@ -45,7 +45,6 @@ QvStatus QvRegAlgorithm::RequestPass(QvPassKind kind, IQvPassSums& sums) {
   QvByteWriter state;
   if (kind == QvPassKind::kTables) {
     fBase = BaseOf(kind);
-    fbBaseHasTables = false;
   } else {
     if (!fbBaseHasTables) fBase = BaseOf(kind);
     fbBaseHasTables = true;

@@ -70,7 +70,6 @@ QvStatus QvGLMAlgorithm::CreateParameters(MultiPassRecordIter& iter,
 
 template <typename Step>
 QvStatus QvGLMAlgorithm::ForEachPanel(MultiPassRecordIter& iter, Step&& step) {
-  if (!fbDataProcessed) return {QvStatusCode::kDataNotProcessed, false};
   QvRecordPass pass(iter, fCancelInfo, fValidator);
   return ForEachCountedPanel<QvCommon::QvKernels::kRows>(pass, fFactorTables, fRecordCounts, step);
 }
@@ -212,7 +211,6 @@ QvStatus QvGLMAlgorithm::BuildModel(MultiPassRecordIter& iter) {
   fStatus = Estimate(iter);
   if (fStatus.IsError()) return fStatus;
   fbModelBuilt = true;
-  if (!fWarnings.empty()) fStatus = fWarnings.back();
   return fStatus;
 }
 

@@ -164,8 +164,7 @@ bool QvGLMModel::TakeEstimates() {
 void QvGLMModel::SetHostEstimates() {
   fHostEstimates = fEstimates;
   for (std::size_t k = 0; k < fEstimates.size(); ++k) {
-    const int exponent = fDependentExponent - fExponents[k];
-    if (exponent != 0) fHostEstimates[k] = std::ldexp(fEstimates[k], exponent);
+    fHostEstimates[k] = std::ldexp(fEstimates[k], fDependentExponent - fExponents[k]);
   }
 }
 

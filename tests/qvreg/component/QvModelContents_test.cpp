@@ -64,6 +64,31 @@ TEST_P(ModelContents, RestoreTheComponentToTheLastBit) {
   EXPECT_EQ(qvtest::ScoresOf(fresh, *restored), qvtest::ScoresOf(fresh, fitted_.Component()));
 }
 
+/// Writes the contents, reads them, and writes what was read.
+void ExpectReadAsWritten(const QvModelContents& contents) {
+  Bytes bytes;
+  Bytes again;
+  QvModelContents read;
+  ASSERT_TRUE(QvModelMessage::Write(contents, bytes).IsOK());
+  ASSERT_TRUE(QvModelMessage::Read(bytes, read).IsOK());
+  ASSERT_TRUE(QvModelMessage::Write(read, again).IsOK());
+  EXPECT_EQ(again, bytes);
+}
+
+// Messages are for any contents: it is a component that they have to be those of a model for.
+TEST(ModelContentsOfNothing, AreReadAsTheyWereWritten) {
+  QvModelContents linear;
+  linear.fLinear.fKept = {false};
+  linear.fLinear.fRedundant.push_back({.fParameter = 0, .fKept = {}, .fCoefficients = {}});
+  ExpectReadAsWritten(linear);
+  QvModelContents logistic;
+  logistic.fSettings.fLogistic.emplace();
+  logistic.fTables.fDependentCounts = {{0.0, 0.0}};
+  logistic.fLogistic.fOptimization.fIterations = 0;
+  logistic.fLogistic.fOptimization.fStepHalvings = 0;
+  ExpectReadAsWritten(logistic);
+}
+
 TEST_P(ModelContents, SayWhatTheStatisticsSay) {
   const IQvRegOutputStats& stats = fitted_.Stats();
   const std::size_t p = stats.GetParameters().size();
@@ -102,7 +127,8 @@ TEST_P(ModelContents, AreThoseOfBytesThatWereCut) {
   for (std::size_t size = 0; size < whole.size(); ++size) {
     const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
     QvModelContents contents;
-    ASSERT_EQ(QvModelMessage::Read(cut, contents).GetCode(), QvStatusCode::kUnreadableMessage)
+    ASSERT_EQ(QvModelMessage::Read(cut, contents),
+              QvCommon::QvStatus(QvStatusCode::kUnreadableMessage, false))
         << size;
   }
 }
@@ -259,6 +285,7 @@ TEST_P(ModelContents, ThatAreWrongAreRefusedFieldByField) {
     QvRegFactory factory;
     EXPECT_EQ(factory.RestoreComponent(changed), nullptr) << wrong.what;
     EXPECT_EQ(factory.GetStatus().GetCode(), QvStatusCode::kUnreadableMessage) << wrong.what;
+    EXPECT_TRUE(factory.GetStatus().IsError()) << wrong.what;
     // Nor as bytes.
     Bytes bytes;
     EXPECT_EQ(QvModelMessage::Write(changed, bytes).GetCode(), QvStatusCode::kOK);

@@ -98,6 +98,31 @@ TEST_P(RestoreComponent, DisplaysItself) {
     return qvtest::LineLabels(all.substr(all.find("fFactorTables")));
   };
   EXPECT_EQ(labels(*restored), labels(fitted_.Component()));
+  EXPECT_EQ(qvtest::CapturedDisplay(*restored).find("Swept: false"), std::string::npos);
+}
+
+TEST(RestoreComponentWithWarnings, SaysWhatTheTrainedOneSays) {
+  qvtest::LogisticSettings model(qvtest::kCategory, 5, {}, {qvtest::kX});
+  model.Effect({}, {qvtest::kX}).Reference(4);
+  FittedModel trained(model.Get(), RandomRecords(100));
+  const std::vector<QvCommon::QvStatus> warnings = trained.Component().GetWarnings();
+  ASSERT_FALSE(warnings.empty()) << "there is no category 4";
+  EXPECT_EQ(Restored(BytesOf(trained.Component()))->GetWarnings(), warnings);
+}
+
+TEST_P(RestoreComponent, HasTheStatusesOfItsContents) {
+  const QvCommon::QvStatus warning(QvStatusCode::kReferenceNotObserved, true);
+  QvModelContents contents;
+  ASSERT_TRUE(QvModelMessage::Read(bytes_, contents).IsOK());
+  contents.fStatus = warning;
+  contents.fWarnings = {warning, warning};
+  const Component restored = Restored(contents);
+  ASSERT_NE(restored, nullptr);
+  EXPECT_EQ(restored->GetStatus(), warning);
+  EXPECT_EQ(restored->GetWarnings(), contents.fWarnings);
+  Bytes bytes;
+  ASSERT_TRUE(QvModelMessage::Write(contents, bytes).IsOK());
+  EXPECT_EQ(BytesOf(*restored), bytes);
 }
 
 TEST_P(RestoreComponent, AnswersThatItIsBuilt) {
@@ -177,7 +202,9 @@ TEST_P(RestoreComponent, NeedsAModelThatIsBuilt) {
   QvRegFactory factory;
   const Component component(factory.CreateRegAlgorithm(model_.Get()));
   Bytes bytes{1, 2, 3};
-  EXPECT_EQ(component->WriteModel(bytes).GetCode(), QvStatusCode::kNotBuilt);
+  const QvCommon::QvStatus notBuilt(QvStatusCode::kNotBuilt, false);
+  EXPECT_EQ(component->WriteModel(bytes), notBuilt);
+  EXPECT_EQ(component->WriteScoring(bytes), notBuilt);
   EXPECT_EQ(bytes, (Bytes{1, 2, 3}));
   // A component in error says so.
   qvtest::VectorRecordIter empty({});

@@ -3,14 +3,20 @@
 #include <algorithm>
 #include <cstddef>
 #include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "qvreg/common/Constants.h"
+#include "qvreg/component/IQvRegComponent.h"
+#include "qvreg/component/QvModelContents.h"
+#include "qvreg/component/QvModelMessage.h"
+#include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
 #include "tests/qvreg/support/FittedModel.h"
+#include "tests/qvreg/support/ModelReport.h"
 #include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
 
@@ -196,6 +202,24 @@ TEST_P(NonFiniteValues, WhatHasNoEstimateDoesNotEnterAPrediction) {
   for (Doubles& row : same) row[kZ] = row[kX];
   FittedModel redundant = Fit({{kX}, {kZ}}, same);
   EXPECT_EQ(redundant.Predict(MakeRecord({0, kInfinity, kInfinity, 1, 0})), kInfinity);
+}
+
+TEST_P(NonFiniteValues, AreNamedByARestoredModelAsWell) {
+  for (const Rows& rows : {kRows, With(kZ, kNaN), With(kY, kInfinity), With(kWeight, kInfinity)}) {
+    FittedModel model = Fit({{kX}, {kZ}}, rows);
+    const std::vector<unsigned char> bytes = qvtest::BytesOf(model.Component());
+    QvRegFactory factory;
+    const std::unique_ptr<IQvRegComponent> restored(factory.RestoreComponent(bytes));
+    ASSERT_NE(restored, nullptr);
+    EXPECT_EQ(qvtest::ReportOf(*restored), qvtest::ReportOf(model.Component()));
+    EXPECT_EQ(qvtest::ScoresOf(MakeRecords(kRows), *restored),
+              qvtest::ScoresOf(MakeRecords(kRows), model.Component()));
+    EXPECT_EQ(qvtest::BytesOf(*restored), bytes);
+    QvModelContents contents;
+    ASSERT_TRUE(QvModelMessage::Read(bytes, contents).IsOK());
+    EXPECT_EQ(contents.fLinear.fEstimates.fNonFinite.empty(),
+              StatsOf(model).GetNonFiniteParameters().Count() == 0);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Fits, NonFiniteValues, ::testing::Bool(), [](const auto& fit) {

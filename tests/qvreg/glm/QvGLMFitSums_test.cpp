@@ -1,5 +1,6 @@
 #include "qvreg/glm/QvGLMFitSums.h"
 
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <random>
@@ -8,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "qvreg/common/QvKernels.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
@@ -116,6 +118,76 @@ TEST(QvGLMFitSums, ARecordWithoutWeightDoesNotCount) {
     ASSERT_EQ(sums.GetTotalSum(), 0.0);
     ASSERT_EQ(sums.GetResidualSum(), 0.0);
   }
+}
+
+/// Arrays of records that are added together, all without weight and 0 to begin with.
+struct Panel {
+  std::array<double, QvCommon::QvKernels::kRows> weights{};
+  std::array<double, QvCommon::QvKernels::kRows> ys{};
+  std::array<double, QvCommon::QvKernels::kRows> residuals{};
+
+  void AddTo(QvGLMFitSums& sums, std::size_t n) const {
+    sums.AddMany(n, weights.data(), ys.data(), residuals.data(), QvCommon::QvKernels::Get());
+  }
+};
+
+/// About a mean that is some roundings off, so that sums of a constant would not be 0.
+QvGLMFitSums AlmostAbout(double y) { return QvGLMFitSums(y * (1.0 + 3e-15)); }
+
+TEST(QvGLMFitSums, AConstantInAPanelHasNoTotalWhateverHasNoWeight) {
+  Panel panel;
+  Panel none;
+  none.ys.fill(7.0);
+  std::mt19937 generator(3);
+  std::uniform_real_distribution<double> weight(0.1, 1.6);
+  for (int run = 0; run < 100; ++run) {
+    for (std::size_t r = 0; r < panel.ys.size(); ++r) {
+      const bool hasWeight = r % 5 != 0;
+      panel.ys[r] = hasWeight ? 98.6 : 98.7;
+      panel.weights[r] = hasWeight ? weight(generator) : 0.0;
+    }
+    QvGLMFitSums sums = AlmostAbout(98.6);
+    none.AddTo(sums, 3);
+    panel.AddTo(sums, panel.ys.size());
+    panel.AddTo(sums, 17);
+    ASSERT_EQ(sums.GetTotalSum(), 0.0);
+  }
+}
+
+TEST(QvGLMFitSums, APanelIsNoConstantForItsFirstRecordAlone) {
+  // 1 and 3, 3, 3 about their mean: 2.25 + 3 x 0.25.
+  Panel panel;
+  panel.ys = {1, 3, 3, 3};
+  panel.weights = {1, 1, 1, 1};
+  QvGLMFitSums sums(2.5);
+  panel.AddTo(sums, 4);
+  EXPECT_EQ(sums.GetTotalSum(), 3.0);
+}
+
+TEST(QvGLMFitSums, MergedPartsOfAConstantHaveNoTotal) {
+  std::mt19937 generator(3);
+  for (int run = 0; run < 400; ++run) {
+    QvGLMFitSums whole(98.6 * (1.0 + 3e-15));
+    for (int part = 0; part < 3; ++part) whole.Merge(SumsOfConstant(98.6, generator, false));
+    ASSERT_EQ(whole.GetTotalSum(), 0.0);
+  }
+}
+
+TEST(QvGLMFitSums, PartsThatAreConstantEachMayDiffer) {
+  // 1, 1 and 3, 3 about their mean.
+  QvGLMFitSums ones(2.0);
+  QvGLMFitSums threes(2.0);
+  for (int i = 0; i < 2; ++i) {
+    ones.Add(1, 1, 0);
+    threes.Add(1, 3, 0);
+  }
+  QvGLMFitSums whole(2.0);
+  whole.Merge(ones);
+  whole.Merge(QvGLMFitSums(2.0));
+  whole.Merge(threes);
+  EXPECT_EQ(whole.GetTotalSum(), 4.0);
+  ones.Merge(threes);
+  EXPECT_EQ(ones.GetTotalSum(), 4.0);
 }
 
 TEST(QvGLMFitSums, ATotalIsNotNegative) {

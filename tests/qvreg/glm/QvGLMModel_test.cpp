@@ -182,6 +182,7 @@ TEST_F(QvGLMModelOrder, NoRecordIsAddedWithoutAMatrix) {
   QvGLMModel model(settings_.Get());
   EXPECT_FALSE(model.HasMatrix());
   EXPECT_FALSE(model.AddRecord(values_.data()));
+  EXPECT_FALSE(model.AddRecords(std::vector{values_.data()}));
 }
 
 TEST_F(QvGLMModelOrder, NoRecordIsAddedFromANullPointer) {
@@ -194,6 +195,7 @@ TEST_F(QvGLMModelOrder, NoRecordIsAddedAfterTheSweep) {
   ModelOnTables run(settings_.Get(), {{1, 2}, {2, 3}});
   ASSERT_TRUE(run.Fit().IsOK());
   EXPECT_FALSE(run.model.AddRecord(values_.data()));
+  EXPECT_FALSE(run.model.AddRecords(std::vector{values_.data()}));
   EXPECT_EQ(run.model.GetRecordsAdded(), 2);
 }
 

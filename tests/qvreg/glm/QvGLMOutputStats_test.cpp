@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/common/Constants.h"
+#include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/ModelSettings.h"
@@ -129,9 +130,20 @@ TEST_F(QvGLMOutputStatsTest, DegreesOfFreedomCountRedundantParametersToo) {
 }
 
 TEST_F(QvGLMOutputStatsTest, ImposedDegreesOfFreedomPrevail) {
-  settings_.Get().SetDF(2.5);
-  FittedModel model(settings_.Get(), records_);
-  EXPECT_EQ(model.Stats().GetNDegFreedom(), 2.5);
+  for (const double imposed : {2.5, 0.5}) {
+    settings_.Get().SetDF(imposed);
+    FittedModel model(settings_.Get(), records_);
+    EXPECT_EQ(model.Stats().GetNDegFreedom(), imposed);
+  }
+}
+
+TEST(QvGLMOutputStats, OneRecordIsSomethingToFit) {
+  LinearSettings settings(kY, {{kA, 3}}, {});
+  settings.Effect({kA});
+  const FittedModel model(settings.Get(), MakeRecords({{5, 1}}));
+  const Doubles& estimates = model.Stats().GetParamEstimates();
+  EXPECT_EQ(estimates[0] + estimates[1], 5.0);
+  EXPECT_EQ(model.Stats().GetModelFitStat(QvConst::QvFitRootMeanSquareError), 0.0);
 }
 
 TEST(QvGLMOutputStats, TenRecordsAndThreeParametersLeaveSevenDegreesOfFreedom) {
@@ -178,6 +190,23 @@ TEST_F(QvGLMOutputStatsTest, ListsTheNonZerosOfADesignRow) {
   EXPECT_FALSE(stats.ExpandScaledRow(MakeRecord({5, 2, 1, 1}), indices, values));
   EXPECT_EQ(indices, std::vector<int>{0});
   EXPECT_FALSE(stats.ExpandScaledRow(MakeRecord({5}), indices, values));
+}
+
+TEST_F(QvGLMOutputStatsTest, WithoutMemoryNothingIsExpanded) {
+  using qvtest::AllocationFault;
+  const FittedModel model(settings_.Get(), records_);
+  const auto& stats = dynamic_cast<const QvGLMOutputStats&>(model.Stats());
+  const QvCommon::Record record = MakeRecord({5, 1, 1, 1});
+  std::vector<int> indices;
+  Doubles numbers;
+  const auto isRefused = [](auto&& operation) {
+    const AllocationFault fault(1, AllocationFault::Extent::kEverAfter);
+    return !operation() && fault.HasStruck();
+  };
+  EXPECT_TRUE(isRefused([&] { return stats.ExpandRow(record, numbers); }));
+  EXPECT_TRUE(isRefused([&] { return stats.ExpandScaledRow(record, indices, numbers); }));
+  EXPECT_TRUE(isRefused([&] { return stats.GetRedundantCombination(2, numbers); }));
+  EXPECT_TRUE(stats.GetRedundantCombination(2, numbers));
 }
 
 TEST_F(QvGLMOutputStatsTest, DoesNotExpandARecordWithoutItsFactor) {
@@ -235,6 +264,7 @@ TEST_F(QvGLMOutputStatsTest, DisplayPrintsEveryFieldUnderItsLabel) {
                             "QvFactorCounts display end\n",
                             "fParamEstimates:",
                             "fParameters and fParamStats: total model parameters: 3\n",
+                            "End QvRegrParameter object display.\n",
                             "Parameter estimate:",
                             "Redundant: false\n",
                             "Parameter estimate:",

@@ -107,6 +107,18 @@ TEST_F(QvGLMRefinementTest, AStepThatDoesNotShrinkEndsAtTheCloserEstimates) {
   EXPECT_EQ(refinement_.GetResidualSum(), 4.0);
 }
 
+TEST_F(QvGLMRefinementTest, AChangeOfEstimatesFarBelowTheirDeviationsIsNoRounding) {
+  // Of 1e-10 by 1e-17, where the deviations are 1: a part in 1e7, which another step may still
+  // mend.
+  QvCommon::QvSymMatrix inverse(2);
+  inverse.SetElem(0, 0, 1.0);
+  inverse.SetElem(1, 1, 1.0);
+  Doubles estimates{1e-10, 0};
+  AddRecord(1, 0, 1e-10 + 1e-17, 1, estimates);
+  EXPECT_TRUE(refinement_.Step(inverse, 1.0, 1, estimates));
+  EXPECT_EQ(estimates[0], 1e-10 + 1e-17);
+}
+
 TEST_F(QvGLMRefinementTest, ACorrectionThatIsNotFiniteIsNotMade) {
   // The gradient of the first column is 3 x 2^600 x 2^500.
   const Doubles start{0, 0};
@@ -121,6 +133,16 @@ TEST_F(QvGLMRefinementTest, ACorrectionThatIsNotFiniteIsNotMade) {
   EXPECT_NEAR(refinement_.GetResidualSum(), 0.0, 1e-12);
   EXPECT_EQ(estimates[0], 0.0);
   EXPECT_NEAR(estimates[1], 4.0, 1e-15);
+}
+
+TEST_F(QvGLMRefinementTest, ACorrectionThatMakesAnEstimateInfiniteIsNotMade) {
+  const Doubles start{1.5e308, 0};
+  AddRecord(0x1p-1000, 0, 1.5e308 * 0x1p-1000 + 1, 0x1p+1000, start);
+  QvCommon::QvSymMatrix inverse(2);
+  inverse.SetElem(0, 0, 1e308);
+  Doubles estimates = start;
+  refinement_.Step(inverse, 1.0, 1.7e308, estimates);
+  EXPECT_EQ(estimates, start);
 }
 
 TEST_F(QvGLMRefinementTest, ResidualsKeepWhatPlainArithmeticLoses) {

@@ -9,6 +9,8 @@
 
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/component/IQvRegOutputStats.h"
+#include "qvreg/component/QvModelContents.h"
+#include "qvreg/component/QvModelMessage.h"
 #include "qvreg/glm/QvGLMComponent.h"
 #include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
@@ -121,6 +123,21 @@ TEST_F(Refinements, GoOnUntilAStepNoLongerMatters) {
   EXPECT_EQ(more.passes, 4);
   EXPECT_EQ(more.estimates[0], 2);
   EXPECT_DOUBLE_EQ(more.rmse * more.rmse, 5 * 9 / 4.0);
+}
+
+TEST_F(Refinements, CountTheRecordsOnce) {
+  LinearSettings settings(kY, {}, {kX});
+  settings.Effect({}, {kX}).NoIntercept();
+  EXPECT_TRUE(settings.Get().SetMaxRefinements(5));
+  OtherCrossProducts records(SlopeOfTwo(3), 1.1);
+  QvGLMComponent component(settings.Get());
+  ASSERT_TRUE(component.BuildModel(records).IsOK());
+  ASSERT_GT(records.Passes(), 3);
+  std::vector<unsigned char> bytes;
+  QvModelContents contents;
+  ASSERT_TRUE(component.WriteModel(bytes).IsOK());
+  ASSERT_TRUE(QvModelMessage::Read(bytes, contents).IsOK());
+  EXPECT_EQ(contents.fLinear.fWeightedRecords, 4);
 }
 
 TEST_F(Refinements, AreAsManyAsAllowed) {

@@ -102,6 +102,15 @@ TEST_P(QvThreadRunnerTest, SeveralPartsDifferByRoundingOnly) {
   ExpectNear(FitOnThreads(GetParam(), parts, 2), FitPlainly(GetParam(), records_), 1e-9);
 }
 
+TEST_P(QvThreadRunnerTest, AColumnThatIsNotFiniteIsLeftOutInEveryPart) {
+  Records records = records_;
+  records.back()[qvtest::kZ] = std::numeric_limits<double>::infinity();
+  const Doubles expected = FitPlainly(GetParam(), records);
+  EXPECT_NE(expected, FitPlainly(GetParam(), records_));
+  VectorParts parts(records, 5);
+  ExpectNear(FitOnThreads(GetParam(), parts, 2), expected, 1e-9);
+}
+
 TEST_P(QvThreadRunnerTest, TheNumberOfThreadsDoesNotShow) {
   VectorParts parts(records_, 13);
   const Doubles one = FitOnThreads(GetParam(), parts, 1);
@@ -378,6 +387,28 @@ TEST_P(QvThreadRunnerTest, TheQueryIsAskedOnTheCallingThreadAndStopsARun) {
   CountingQuery query(5);
   EXPECT_EQ(StatusWith(GetParam(), runner, &query).GetCode(), QvStatusCode::kCancelled);
   EXPECT_TRUE(query.IsOwnThread());
+}
+
+/// Makes passes as another runner does; a stop is asked for while the last of its answers is made.
+class StoppingRunner : public IQvPassRunner {
+ public:
+  explicit StoppingRunner(IQvPassRunner& runner) : runner_(runner) {}
+  QvCommon::QvStatus Run(const QvCommon::QvBytes& request, QvCancelInfo& cancel,
+                         QvCommon::QvBytes& answer) override {
+    const QvCommon::QvStatus status = runner_.Run(request, cancel, answer);
+    cancel.SetCancel();
+    return status;
+  }
+
+ private:
+  IQvPassRunner& runner_;
+};
+
+TEST_P(QvThreadRunnerTest, AStopIsSeenThoughTheAnswerIsThere) {
+  VectorParts parts(records_, 2);
+  QvThreadRunner runner(parts, 1);
+  StoppingRunner stopping(runner);
+  EXPECT_EQ(StatusWith(GetParam(), stopping), QvCommon::QvStatus(QvStatusCode::kCancelled, false));
 }
 
 TEST_P(QvThreadRunnerTest, CancelFromAnotherThreadStopsARun) {
