@@ -68,12 +68,9 @@ void QvRegRecordValidator::SetRecordInfo(const std::vector<QvConst::QvVariableTy
                                          const std::vector<int>& factorVars,
                                          const std::vector<int>& factorSizes,
                                          int nTargetCategories) {
+  *this = QvRegRecordValidator();
   fNTargetCategories = nTargetCategories;
   fVariableTypes = types;
-  fCovariateRuns.clear();
-  fOthers.clear();
-  fAllVariables.clear();
-  fBounded.clear();
   for (int var = 0; var < static_cast<int>(types.size()); ++var) {
     const QvConst::QvVariableType type = types[static_cast<std::size_t>(var)];
     fAllVariables.push_back(var);

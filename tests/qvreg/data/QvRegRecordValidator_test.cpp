@@ -307,6 +307,14 @@ TEST(QvRegRecordValidator, TargetCategoriesNeedNoDependent) {
   EXPECT_TRUE(validator.IsValidRecord(MakeRecord({7.5}), status));
 }
 
+TEST(QvRegRecordValidator, AFactorBehindTheRolesHasNoCategories) {
+  QvRegRecordValidator validator;
+  validator.SetRecordInfo({QvConst::QvVarFactor}, {0, 1}, {2, 5}, 0);
+  QvStatus status;
+  EXPECT_TRUE(validator.IsValidRecord(MakeRecord({2.0, 7.5}), status));
+  EXPECT_FALSE(validator.IsValidRecord(MakeRecord({3.0, 1.0}), status));
+}
+
 TEST(QvRegRecordValidator, SetRecordInfoStartsAnew) {
   QvRegRecordValidator validator = ValidatorFor(3);
   validator.SetRecordInfo({QvConst::QvVarFactor, QvConst::QvVarFactor}, {1}, {5}, 0);
