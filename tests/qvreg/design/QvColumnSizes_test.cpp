@@ -129,4 +129,76 @@ TEST(QvColumnSizes, NewVariablesAndEffectsAreMeasuredAfresh) {
   EXPECT_EQ(ExponentsOf(sizes), (std::vector<int>{0, 0, 0, 0}));
 }
 
+TEST(QvColumnSizes, AProductOfLargeNumbersCountsThoughTheirQuotientIsSmall) {
+  EXPECT_EQ(ExponentsOf(SizesOf({{1.0, 1.0}, {0x1p+30, 0x1p+30}})),
+            (std::vector<int>{0, 30, 60, 90}));
+}
+
+/// Products that differ in kind: usual, large, beyond a double, and overflowing on the way only.
+const std::vector<std::vector<std::pair<double, double>>> kKinds{{},
+                                                                 {{1.0, 2.0}},
+                                                                 {{0x1p+30, 0x1p+30}, {3.0, 1.0}},
+                                                                 {{0x1p+600, 0x1p+600}},
+                                                                 {{0x1p+700, 0x1p+800}},
+                                                                 {{0x1p+600, 0x1p-600}},
+                                                                 {{0x1p-700, 0x1p-700}},
+                                                                 {{kNaN, kInfinity}}};
+
+TEST(QvColumnSizes, OfPartsAreThoseOfAllRecords) {
+  for (const auto& first : kKinds) {
+    for (const auto& second : kKinds) {
+      std::vector<std::pair<double, double>> all = first;
+      all.insert(all.end(), second.begin(), second.end());
+      const QvColumnSizes expected = SizesOf(all);
+      QvColumnSizes merged = SizesOf(first);
+      merged.Merge(SizesOf(second));
+      EXPECT_EQ(ExponentsOf(merged), ExponentsOf(expected));
+      for (std::size_t effect = 0; effect < Effects().size(); ++effect) {
+        EXPECT_EQ(merged.IsPlainProduct(effect),
+                  SizesOf(first).IsPlainProduct(effect) && SizesOf(second).IsPlainProduct(effect));
+      }
+      // Further records count as they would have among all.
+      QvColumnSizes further = expected;
+      Add(further, 0x1p+29, 0x1p+30);
+      Add(merged, 0x1p+29, 0x1p+30);
+      EXPECT_EQ(ExponentsOf(merged), ExponentsOf(further));
+    }
+  }
+}
+
+TEST(QvColumnSizes, ThatAreKeptAreThoseThatWereMeasured) {
+  for (const auto& kind : kKinds) {
+    const QvColumnSizes measured = SizesOf(kind);
+    QvColumnSizes taken = SizesOf({});
+    ASSERT_TRUE(taken.TakeContents(measured.GetContents()));
+    EXPECT_EQ(ExponentsOf(taken), ExponentsOf(measured));
+    for (std::size_t effect = 0; effect < Effects().size(); ++effect) {
+      EXPECT_EQ(taken.IsPlainProduct(effect), measured.IsPlainProduct(effect));
+    }
+  }
+}
+
+TEST(QvColumnSizes, ThatNobodyMeasuredAreRefused) {
+  const QvColumnSizeContents contents = SizesOf({{3.0, 4.0}}).GetContents();
+  const auto refuses = [&](auto&& change) {
+    QvColumnSizeContents changed = contents;
+    change(changed);
+    return !SizesOf({}).TakeContents(changed);
+  };
+  EXPECT_FALSE(refuses([](auto&) {}));
+  for (const double size : {-1.0, kNaN, kInfinity}) {
+    EXPECT_TRUE(refuses([size](auto& changed) { changed.fLargest[1] = size; })) << size;
+    EXPECT_TRUE(refuses([size](auto& changed) { changed.fProducts[1].fLargest = size; })) << size;
+  }
+  for (const long long sign : {1, -1}) {
+    const auto refusesMagnitude = [&](long long magnitude) {
+      return refuses([=](auto& changed) { changed.fProducts[0].fMagnitude = sign * magnitude; });
+    };
+    EXPECT_FALSE(refusesMagnitude(1 << 30)) << "no product of many numbers is farther away";
+    EXPECT_TRUE(refusesMagnitude((1 << 30) + 1));
+  }
+  EXPECT_TRUE(refuses([](auto& changed) { changed.fLargest.pop_back(); }));
+  EXPECT_TRUE(refuses([](auto& changed) { changed.fProducts.pop_back(); }));
+}
+
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -117,6 +118,82 @@ TEST(QvCrossProducts, ARowThatIsUnusualIsSeenAmongTheFirstAndInAPanel) {
     EXPECT_FALSE(products.AreRowsUsual()) << before;
     EXPECT_TRUE(std::isfinite(Ended(products).GetElem(4, 4)));
   }
+}
+
+TEST(QvCrossProducts, TellHowMuchTheyHold) {
+  // Of a hundred columns 5050 sums of two doubles, and a panel.
+  EXPECT_EQ(QvCrossProducts(100).GetSize(),
+            5050 * 2 * sizeof(double) + QvCommon::QvProductPanel::GetSize(100));
+}
+
+TEST(QvCrossProducts, WhatIsUnusualOrNotFiniteInAPartIsSoInAll) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  const Doubles usual{1.0, 2.0, 3.0, 4.0, 5.0};
+  const auto add = [&usual](QvCrossProducts& products, double w, double y) {
+    products.AddDense(w, y, [&](double* row) { std::copy(usual.begin(), usual.end(), row); });
+  };
+  for (const bool isFirst : {true, false}) {
+    QvCrossProducts all(static_cast<int>(kColumns));
+    QvCrossProducts odd(static_cast<int>(kColumns));
+    QvCrossProducts even(static_cast<int>(kColumns));
+    add(odd, kInfinity, kInfinity);
+    AddDense(odd, {1.0, 2.0, 0x1p+301, 4.0, 5.0}, 1.0);
+    add(even, 1.0, 1.0);
+    ASSERT_TRUE(all.Merge(isFirst ? odd : even));
+    ASSERT_TRUE(all.Merge(isFirst ? even : odd));
+    EXPECT_FALSE(all.AreRowsUsual());
+    EXPECT_FALSE(all.AreWeightsFinite());
+    EXPECT_FALSE(all.IsDependentFinite());
+    EXPECT_EQ(all.GetRecordsAdded(), 3);
+    EXPECT_TRUE(even.AreRowsUsual());
+    EXPECT_TRUE(even.AreWeightsFinite());
+    EXPECT_TRUE(even.IsDependentFinite());
+  }
+}
+
+TEST(QvCrossProducts, OfAnotherShapeAreNotMerged) {
+  QvCrossProducts products(static_cast<int>(kColumns));
+  AddAll(MakeRows(3, 20), 1.0, products);
+  QvCrossProducts more(static_cast<int>(kColumns) + 1);
+  EXPECT_FALSE(products.Merge(more));
+  EXPECT_EQ(products.GetRecordsAdded(), 3);
+}
+
+TEST(QvCrossProducts, WhatAModelKeepsOfThemComesBack) {
+  QvLinearContents contents;
+  contents.fRecordsAdded = 12;
+  contents.fCovariance = {1, 2, 3, 4, 5, 6};
+  for (bool QvLinearContents::*flag :
+       {&QvLinearContents::fbProductsRounded, &QvLinearContents::fbProductsUsual,
+        &QvLinearContents::fbWeightsFinite, &QvLinearContents::fbDependentsFinite}) {
+    for (const bool value : {true, false}) {
+      QvLinearContents given = contents;
+      given.*flag = value;
+      QvCrossProducts products(0);
+      QvLinearContents moved = given;
+      ASSERT_TRUE(products.TakeContents(3, moved));
+      QvLinearContents taken;
+      products.FillContents(taken);
+      EXPECT_EQ(taken.fRecordsAdded, 12);
+      EXPECT_EQ(taken.fCovariance, contents.fCovariance);
+      EXPECT_EQ(taken.fbProductsRounded, given.fbProductsRounded);
+      EXPECT_EQ(taken.fbProductsUsual, given.fbProductsUsual);
+      EXPECT_EQ(taken.fbWeightsFinite, given.fbWeightsFinite);
+      EXPECT_EQ(taken.fbDependentsFinite, given.fbDependentsFinite);
+    }
+  }
+}
+
+TEST(QvCrossProducts, OfAnotherOrderOrOfFewerThanNoRecordsAreRefused) {
+  QvLinearContents contents;
+  contents.fCovariance = {1, 2, 3};
+  QvLinearContents moved = contents;
+  EXPECT_TRUE(QvCrossProducts(0).TakeContents(2, moved));
+  moved = contents;
+  EXPECT_FALSE(QvCrossProducts(0).TakeContents(3, moved));
+  moved = contents;
+  moved.fRecordsAdded = -1;
+  EXPECT_FALSE(QvCrossProducts(0).TakeContents(2, moved));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "qvreg/design/QvDesignRow.h"
 
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <vector>
 
@@ -104,6 +105,19 @@ TEST_F(QvDesignRowTest, UnscatterClearsWhatScatterWrote) {
   std::vector<double> dense = Dense();
   row_.Unscatter(dense);
   EXPECT_EQ(dense, std::vector<double>(7, 0.0));
+}
+
+TEST_F(QvDesignRowTest, TellsWhereARecordHoldsAValueAsItIs) {
+  for (const std::size_t effect : {std::size_t{0}, std::size_t{1}, std::size_t{2}}) {
+    EXPECT_EQ(row_.GetCopiedPosition(effect), -1) << "the effect " << effect << " is computed";
+  }
+  EXPECT_EQ(row_.GetCopiedPosition(3), kX);
+}
+
+TEST_F(QvDesignRowTest, SetUpAnewHoldsNothing) {
+  Expand({2, 3, 5});
+  row_.Setup(tables_, Effects(), {kX, kZ}, {kX, kZ});
+  EXPECT_EQ(Dense(), std::vector<double>(7, 0.0));
 }
 
 TEST_F(QvDesignRowTest, ReadsEachCovariateAtItsPosition) {

@@ -82,6 +82,23 @@ TEST(QvFactorCounts, ADependentWithoutCategoriesIsNotCounted) {
   EXPECT_TRUE(counts.Update(MakeRecord({0, 1, 17.25})));
 }
 
+TEST(QvFactorCounts, ADependentOfOneCategoryIsCounted) {
+  QvFactorCounts counts = TwoFactors(kNone, 2, 1);
+  ASSERT_NE(counts.GetDependCountsPtr(), nullptr);
+  EXPECT_TRUE(counts.Update(MakeRecord({0, 1, 0})));
+  EXPECT_FALSE(counts.Update(MakeRecord({0, 1, 1})));
+  EXPECT_EQ(*counts.GetDependCountsPtr(), (Counts{{1, 1}}));
+}
+
+TEST(QvFactorCounts, AFactorWithoutCategoriesHasNoCounts) {
+  for (const int nCategories : {0, -1}) {
+    QvFactorCounts counts({0}, {nCategories}, kNone, kNone, 0, 0, kNone, 0.0,
+                          QvConst::QvOffsetNone);
+    EXPECT_EQ(*counts.GetCountsPtr(0), Counts());
+    EXPECT_FALSE(counts.Update(MakeRecord({0})));
+  }
+}
+
 TEST(QvFactorCounts, CategoriesWithoutADependentAreNotCounted) {
   QvFactorCounts counts = TwoFactors(kNone, -1, 3);
   EXPECT_EQ(counts.GetDependCountsPtr(), nullptr);

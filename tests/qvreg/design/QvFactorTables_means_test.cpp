@@ -103,6 +103,82 @@ TEST(QvFactorTables, ASmallMeanAboveTheResidueIsKept) {
   EXPECT_EQ(tables.GetCovariateMeans()[0], std::ldexp(1.0, -47));
 }
 
+TEST(QvFactorTables, AWeightOfZeroDoesNotDecideInWhatUnitsOthersAreSummed) {
+  QvFactorTables tables = Means(kWeight);
+  tables.SetModelEffectFactors({{}}, {});
+  tables.SetCovariates({kX});
+  tables.SetRegrWeightVar(kRegrWeight);
+  tables.UpdateAll(MakeRecord({0, 0, 7.0, 0.0, 1e308}));
+  tables.UpdateAll(MakeRecord({0, 0, 1.0, 1.0, 1e-15}));
+  tables.UpdateAll(MakeRecord({0, 0, 5.0, 1.0, 3e-15}));
+  EXPECT_DOUBLE_EQ(tables.GetCovariateMeans()[0], 4.0);  // (1 x 1 + 3 x 5) / 4
+}
+
+TEST(QvFactorTables, MeansMergedIntoTablesWithoutRecordsKeepTheirBits) {
+  // 5.3 / 5 x 5 is not 5.3.
+  const auto fill = [](QvFactorTables& tables, const std::vector<double>& values) {
+    tables.SetModelEffectFactors({{}}, {});
+    tables.SetCovariates({kX});
+    for (const double x : values) tables.UpdateAll(MakeRecord({0, 0, x}));
+  };
+  QvFactorTables full = Means(kNone);
+  fill(full, {5.3, 5.3, 5.3, 5.3, 5.3});
+  QvFactorTables empty = Means(kNone);
+  fill(empty, {});
+  ASSERT_TRUE(empty.Merge(full));
+  EXPECT_EQ(empty.GetCovariateMeans(), full.GetCovariateMeans());
+  QvFactorTables none = Means(kNone);
+  fill(none, {});
+  ASSERT_TRUE(full.Merge(none));
+  EXPECT_EQ(full.GetCovariateMeans(), empty.GetCovariateMeans());
+}
+
+TEST(QvFactorTables, MeansOfPartsWhoseWeightsDifferInSizeAreThoseOfAll) {
+  const auto fill = [](QvFactorTables& tables, double x, double w) {
+    tables.SetModelEffectFactors({{}}, {});
+    tables.SetCovariates({kX});
+    tables.UpdateAll(MakeRecord({0, 0, x, w}));
+  };
+  // (1 x 4 + 5 x 12) / 16, whichever comes first.
+  for (const bool isLightFirst : {true, false}) {
+    QvFactorTables light = Means(kWeight);
+    QvFactorTables heavy = Means(kWeight);
+    fill(light, 1.0, 4.0);
+    fill(heavy, 5.0, 12.0);
+    QvFactorTables& first = isLightFirst ? light : heavy;
+    ASSERT_TRUE(first.Merge(isLightFirst ? heavy : light));
+    EXPECT_EQ(first.GetCovariateMeans()[0], 4.0);
+    // And once more: the sum of the weights is right, too.
+    QvFactorTables further = Means(kWeight);
+    fill(further, 8.0, 16.0);
+    ASSERT_TRUE(first.Merge(further));
+    EXPECT_EQ(first.GetCovariateMeans()[0], 6.0);
+  }
+}
+
+TEST(QvFactorTables, RecordsTogetherCountWithTheirWeights) {
+  // Twelve neighbours; the record numbered r of weight r has r + j in the place j, so that the mean
+  // is (1 + ... + 20)^-1 (1^2 + ... + 20^2) + j = 2870 / 210 + j.
+  constexpr int kPlaces = 12;
+  QvFactorTables tables = Means(kPlaces);
+  tables.SetModelEffectFactors({{}}, {});
+  std::vector<int> variables;
+  for (int j = 0; j < kPlaces; ++j) variables.push_back(j);
+  tables.SetCovariates(variables);
+  QvFactorTables::MeanRows rows;
+  std::vector<QvCommon::Record> records;
+  for (int r = 1; r <= 20; ++r) {
+    QvCommon::Record& record = records.emplace_back(kPlaces + 1);
+    for (int j = 0; j < kPlaces; ++j) record[j] = r + j;
+    record[kPlaces] = r;
+  }
+  for (const QvCommon::Record& record : records) tables.Update(record.GetAll(), rows);
+  tables.MoveMeans(rows);
+  for (int j = 0; j < kPlaces; ++j) {
+    EXPECT_DOUBLE_EQ(tables.GetCovariateMeans()[static_cast<std::size_t>(j)], 2870.0 / 210.0 + j);
+  }
+}
+
 /// Means and largest exponents of many covariates, with the records added by sixties and fours, or
 /// one by one.
 std::vector<double> MeansOfMany(const std::vector<QvCommon::Record>& records,

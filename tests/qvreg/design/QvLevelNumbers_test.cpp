@@ -34,6 +34,14 @@ TEST(QvLevelNumbers, KeepANumberPerCombination) {
   }
 }
 
+TEST(QvLevelNumbers, OfFactorsOfOneLevelAreKeptToo) {
+  QvLevelNumbers numbers;
+  ASSERT_TRUE(numbers.SetUp({0, 1}, {1, 2}, 2));
+  EXPECT_EQ(numbers.GetSize(), 2U);
+  *numbers.Find({0, 1}) = 5;
+  EXPECT_EQ(numbers.At(1), 5);
+}
+
 TEST(QvLevelNumbers, OfALevelOutOfRangeThereIsNone) {
   QvLevelNumbers numbers;
   ASSERT_TRUE(numbers.SetUp({0, 1}, {3, 2}, 100));

@@ -84,6 +84,19 @@ TEST(QvModelDesign, AnEffectOfAVariableThatTheSettingsDoNotNameIsNoticed) {
   EXPECT_FALSE(QvModelDesign(withCovariate).AreVariablesKnown());
 }
 
+TEST(QvModelDesign, AFactorThatIsNoVariableIsNoticedThoughNoParameterHasIt) {
+  const Ints none{-1};
+  QvRegSettings settings;
+  EXPECT_TRUE(settings.SetDependent(kY));
+  QvModelEffect effect(1, 0, &none);
+  ASSERT_TRUE(effect.AddNewFactor(-1, false));
+  ASSERT_TRUE(settings.AddModelEffect(effect));
+  const QvModelDesign design(settings);
+  ASSERT_EQ(design.GetEffectFactors().back(), none);
+  EXPECT_TRUE(design.GetEffectParameters().back().GetFactors().empty());
+  EXPECT_FALSE(design.AreVariablesKnown());
+}
+
 TEST_F(QvModelDesignTest, CreatesAParameterPerLevelCombinationSeen) {
   const QvModelDesign design(settings_.Get());
   QvFactorTables tables({kA, kB}, {2, 3}, -1, -1, 0, 0, -1, 0.0, QvConst::QvOffsetNone);
