@@ -44,8 +44,8 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
     fFactors.push_back(isSingle ? std::ldexp(1.0, -exponent) : 1.0);
     fbDivided = fbDivided || fFactors.back() != 1.0;
     fExponents.push_back(exponent);
-    fNeedsScaling.push_back(exponent != 0 || !tables.GetColumnSizes().IsPlainProduct(effect) ? 1
-                                                                                             : 0);
+    const bool needsScaling = exponent != 0 || !tables.GetColumnSizes().IsPlainProduct(effect);
+    fNeedsScaling.push_back(static_cast<char>(needsScaling));
     fMultiplierOffsets.push_back(fMultipliers.size());
   }
   fbAllColumns = tables.GetModelEffectIndices().empty();

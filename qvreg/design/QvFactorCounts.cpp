@@ -129,13 +129,10 @@ void QvFactorCounts::ForEachList(Self& self, Visit&& visit) {
 }
 
 bool QvFactorCounts::AreLikeLists(const std::vector<const Counts*>& lists) const {
-  std::size_t list = 0;
-  bool isAlike = true;
-  ForEachList(*this, [&](const Counts& counts) {
-    isAlike = isAlike && list < lists.size() && lists[list]->size() == counts.size();
-    ++list;
-  });
-  return isAlike && list == lists.size();
+  std::vector<const Counts*> own;
+  ForEachList(*this, [&](const Counts& counts) { own.push_back(&counts); });
+  return std::equal(own.begin(), own.end(), lists.begin(), lists.end(),
+                    [](const Counts* a, const Counts* b) { return a->size() == b->size(); });
 }
 
 bool QvFactorCounts::MergeCounts(const QvFactorCounts& other) {

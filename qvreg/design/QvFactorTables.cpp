@@ -35,7 +35,7 @@ QvFactorTables::QvFactorTables(const std::vector<int>& factorVars,
                                double offsetValue, QvConst::QvOffsetType offsetType)
     : QvFactorCounts(factorVars, nCategories, weightVar, dependentVar, nDependentCategories,
                      firstCode, offsetVar, offsetValue, offsetType),
-      fFactorValues(factorVars.size(), 0),
+      fFactorValues(factorVars.size()),
       fDependRegrWeights(HasDependentCounts() ? GetDependCountsPtr()->size() : 0, 0.0) {}
 
 void QvFactorTables::SetModelEffectFactors(const std::vector<std::vector<int>>& effectFactors,

@@ -11,7 +11,8 @@ class QvLevelNumbers {
 
   /// Makes room for factors with so many levels each, found at these places of what Find is given,
   /// with kNone for every combination; false, and empty, where there are more than `most`.
-  /// REQUIRES: as many places as counts. May throw std::bad_alloc.
+  /// REQUIRES: as many places as counts, or none where Find is not asked. May throw
+  /// std::bad_alloc.
   bool SetUp(const std::vector<int>& places, const std::vector<int>& nLevels, std::size_t most);
   [[nodiscard]] bool IsSetUp() const { return !fNumbers.empty(); }
   /// How many combinations there are.

@@ -22,7 +22,7 @@ void QvPatternProducts::SetUp(const QvDesignRow& row, const QvFactorTables& tabl
   fNumbers.resize(nParameters);
   std::iota(fNumbers.begin(), fNumbers.end(), 0);
   fbDependent = hasDependent;
-  const std::size_t nMore = hasDependent ? 1 : 0;
+  const auto nMore = static_cast<std::size_t>(hasDependent);
   fWidth = CountValues(row, tables, fNumbers) + nMore;
   const auto nColumns = static_cast<std::size_t>(tables.GetNModelEffects()) + nMore;
   // Wide rows that fill half of the columns are added sooner by QvProductPanel.
@@ -31,7 +31,7 @@ void QvPatternProducts::SetUp(const QvDesignRow& row, const QvFactorTables& tabl
   // A row is followed by its first half, and whole lanes are read from there on.
   const std::size_t stride = QvKernels::WholeLanes(fWidth / 2 + QvKernels::WholeLanes(fWidth));
   SetUpRows(row, tables, fNumbers, stride, 2 * fNProducts);
-  fSizes.assign(stride, 0.0);
+  fSizes.resize(stride);
   fColumns.reserve(nColumns);
   fPlaces.reserve(nColumns);
   fHighs.reserve(nColumns);

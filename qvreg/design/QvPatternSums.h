@@ -33,9 +33,8 @@ class QvPatternSums {
   QvPatternSums() = default;
 
   /// Is empty and takes records, with `nNumbers` >= 1 in the entry of a pattern, as
-  /// QvRecordPatterns is set up. `nMoreValues` are kept for each row behind those of its pattern,
-  /// and rows are `stride` apart, at least as many as both. Not open where the numbers are too
-  /// many.
+  /// QvRecordPatterns is set up. Rows are `stride` apart, at least as many as a row has values.
+  /// Not open where the numbers are too many.
   void SetUpRows(const QvDesignRow& row, const QvFactorTables& tables,
                  const std::vector<int>& numbers, std::size_t stride, std::size_t nNumbers);
   /// How many values a row has, before SetUpRows.

@@ -199,14 +199,15 @@ bool QvPivotSweep::RefineInverse(QvCancelInfo& cancel) {
   PackInverse();
   std::vector<double> refined;
   refined.reserve(fInverse.size());
-  for (std::size_t i = 0; i < fKept.size(); ++i) {
+  int unit = 0;
+  for (const int row : fKept) {
     if (cancel.IsCancel()) return false;
-    LoadCoefficients(fKept[i]);
+    LoadCoefficients(row);
     for (double& coefficient : fCoefficients) coefficient = -coefficient;
-    fProducts.SelectUnit(static_cast<int>(i), -1.0 / fScale);
+    fProducts.SelectUnit(unit, -1.0 / fScale);
     RefineCoefficients(0.0);
-    refined.insert(refined.end(), fCoefficients.begin(),
-                   fCoefficients.begin() + static_cast<std::ptrdiff_t>(i) + 1);
+    ++unit;
+    refined.insert(refined.end(), fCoefficients.begin(), fCoefficients.begin() + unit);
   }
   std::size_t next = 0;
   for (std::size_t i = 0; i < fKept.size(); ++i) {

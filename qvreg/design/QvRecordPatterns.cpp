@@ -19,18 +19,17 @@ void QvRecordPatterns::SetUp(const QvDesignRow& row, const QvFactorTables& table
   fbAllComplete = true;
   fFirstCode = tables.GetFirstCode();
   fFactors.clear();
-  std::vector<int> places;
   std::vector<int> nLevels;
   for (const int factor : tables.GetUsedFactors()) {
     const int count = tables.GetNCategories(factor);
     fFactors.push_back({static_cast<std::size_t>(tables.GetFactorOffset(factor)),
                         static_cast<double>(count) + fFirstCode, count});
-    places.push_back(static_cast<int>(places.size()));
     nLevels.push_back(count);
   }
-  fLevels.assign(fFactors.size(), 0);
+  fLevels.resize(fFactors.size());
   fUsedIndices.clear();
-  if (fNumbers.SetUp(places, nLevels, kMostCombinations)) {
+  // Combinations are looked up by their index, not by places.
+  if (fNumbers.SetUp({}, nLevels, kMostCombinations)) {
     fMost = std::min(fMost, static_cast<int>(fNumbers.GetSize()));
   }
   Clear();
@@ -47,13 +46,13 @@ void QvRecordPatterns::Reserve(std::size_t nEffects) {
 }
 
 void QvRecordPatterns::Clear() {
-  for (const std::size_t index : fUsedIndices) fNumbers.At(index) = QvLevelNumbers::kNone;
-  fUsedIndices.clear();
+  while (!fUsedIndices.empty()) {
+    fNumbers.At(fUsedIndices.back()) = QvLevelNumbers::kNone;
+    fUsedIndices.pop_back();
+  }
   if (!fNumbers.IsSetUp()) fKeys = QvCommon::QvKeyNumbers(static_cast<int>(fLevels.size()));
+  // What the first pattern will overwrite may stay.
   fBegins.assign(1, 0);
-  fColumns.clear();
-  fPlaces.clear();
-  fComplete.clear();
 }
 
 inline bool QvRecordPatterns::FindLevels(const double* record) {
@@ -86,7 +85,7 @@ int QvRecordPatterns::Insert(const double* record) {
   fComplete.resize(static_cast<std::size_t>(pattern));
   fColumns.insert(fColumns.end(), fDesign.GetColumns().begin(), fDesign.GetColumns().end());
   fPlaces.insert(fPlaces.end(), fDesign.GetPlaces().begin(), fDesign.GetPlaces().end());
-  fComplete.push_back(isComplete ? 1 : 0);
+  fComplete.push_back(static_cast<char>(isComplete));
   fbAllComplete = fbAllComplete && isComplete;
   if (fNumbers.IsSetUp()) {
     fUsedIndices.push_back(fIndex);
