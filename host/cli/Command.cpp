@@ -16,6 +16,7 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
+#include "host/LongText.h"
 #include "host/Terminal.h"
 #include "host/cli/Commands.h"
 #include "host/cli/HelpFormatter.h"
@@ -39,6 +40,9 @@ constexpr const char* kFooter = R"help(Examples:
 'qvreg help fit' prints all options of 'qvreg fit' and how to write a formula.)help";
 
 using Words = std::vector<std::string>;
+
+/// In bytes. What makes one longer is a name, path or text of the user's, of any length.
+constexpr std::size_t kLongestSentence = 2000;
 
 int Code(ExitCode code) { return static_cast<int>(code); }
 
@@ -129,7 +133,9 @@ int RunCommand(int argc, const char* const* argv) noexcept {
     style = StyleOf(words, stderr);
     return Run(words);
   } catch (const Error& error) {
-    return Fail(error.Code(), error.what(), style);
+    std::string sentence = error.what();
+    CutMiddle(sentence, kLongestSentence);
+    return Fail(error.Code(), sentence, style);
   } catch (const std::bad_alloc&) {
     return Fail(ExitCode::kRunFailed,
                 "Out of memory. Leave out factors or crossings with many levels, or use a larger "

@@ -84,7 +84,7 @@ extern "C" void ExamineChunk(duckdb_function_info info, duckdb_data_chunk chunk,
   if (rows == 0) return;
   const auto* const number = static_cast<const std::int32_t*>(
       duckdb_vector_get_data(duckdb_data_chunk_get_vector(chunk, 1)));
-  State::Column& column = state.columns[static_cast<std::size_t>(*number)];
+  State::Column& column = state.columns[static_cast<std::size_t>(-1 - *number)];
   column.wasRead = true;
   auto* const missing = static_cast<bool*>(duckdb_vector_get_data(output));
   if (Examine(state, column, duckdb_data_chunk_get_vector(chunk, 0), rows, missing)) return;
@@ -145,7 +145,9 @@ std::function<bool(std::size_t column, std::string_view text)> MissingFunction::
 }
 
 std::string MissingFunction::Call(const std::string& text, std::size_t column) {
-  return fmt::format("{}({}, {})", kName, text, column);
+  // Below 0: DuckDB hashes a column and its own number alike, and combines the two to the same for
+  // all columns, each of which it would then compare with all others.
+  return fmt::format("{}({}, -{})", kName, text, column + 1);
 }
 
 bool MissingFunction::HasNaN() const {

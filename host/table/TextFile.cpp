@@ -282,6 +282,13 @@ TextLayout LayoutOf(const Learned& learned, const std::vector<RawColumn>& column
   return layout;
 }
 
+/// Bounds the memory of DuckDB for reading so many columns at once: each stands in some vectors of
+/// 32 KB on each thread.
+void MakeRoom(Connection& connection, std::size_t columns) {
+  constexpr std::size_t kColumnsOfMegabyte = 4;
+  connection.Execute(fmt::format("SET memory_limit = '{}MB'", 1024 + columns / kColumnsOfMegabyte));
+}
+
 TextView ShowDelimited(Connection& connection, MissingFunction& missing,
                        const MissingStrings& strings, const std::string& view,
                        const TextFiles& files, const ReadingOptions& asked) {
@@ -308,6 +315,7 @@ TextView ShowDelimited(Connection& connection, MissingFunction& missing,
   }
   CheckTypes(files.name, given.types, names);
   TextLayout layout = LayoutOf(learned, columns, given, lines);
+  MakeRoom(connection, columns.size());
   auto typed = std::make_unique<TypedView>(
       connection, missing, view,
       Reader(fmt::format("read_csv({}{}, types = ", files.sql, dialect.options)),

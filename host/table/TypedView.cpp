@@ -96,9 +96,11 @@ std::string TypedView::Value(std::size_t column) const {
                        QuoteText(kNaNText));
   }
   if (raw.ComesAsDouble()) {
+    // No OR: it would hide from DuckDB's hash which column it is about, and of thousands of columns
+    // each would be compared with all others.
     return fmt::format(
-        "CASE WHEN {0} <> trunc({0}) OR abs({0}) >= {1} THEN CAST(error({2}) AS BIGINT) "
-        "ELSE CAST({0} AS BIGINT) END",
+        "CASE WHEN {0} <> trunc({0}) THEN CAST(error({2}) AS BIGINT) "
+        "WHEN abs({0}) >= {1} THEN CAST(error({2}) AS BIGINT) ELSE CAST({0} AS BIGINT) END",
         text, kLeastInexact, QuoteText(kFractionText));
   }
   if (!raw.isText) return text;

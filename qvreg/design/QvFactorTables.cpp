@@ -386,6 +386,12 @@ bool QvFactorTables::GetParameterFactorValues(std::vector<int>& codes, int model
   return true;
 }
 
+long long QvFactorTables::CountParameters() const {
+  long long count = 0;
+  for (int m = 0; m < fNModelEffects; ++m) count += GetNEffectParameters(m);
+  return count;
+}
+
 int QvFactorTables::GetNEffectParameters(int modelEffect) const {
   if (!IsModelEffect(modelEffect)) return 0;
   const int e = fLocalEffectIndices[Index(modelEffect)];

@@ -90,6 +90,8 @@ class QvFactorTables : public QvFactorCounts {
   bool GetParameterFactorValues(std::vector<int>& codes, int modelEffect, int localParameter) const;
   /// The effect's number of parameters; 0 for no such effect.
   [[nodiscard]] int GetNEffectParameters(int modelEffect) const;
+  /// Of all effects together, which may be more than an int holds.
+  [[nodiscard]] long long CountParameters() const;
   /// The effect with the smallest share of its possible combinations seen; -1 when all are
   /// complete.
   [[nodiscard]] int GetIncompleteEffectIndex() const;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 #include <utility>
 
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/design/QvFactorTables.h"
 
 namespace {
@@ -25,6 +27,14 @@ void SetCategories(QvRegrParameter& parameter, const std::vector<int>& tableFact
 }
 
 }  // namespace
+
+QvCommon::QvStatus QvTooManyParameters(long long nParameters, int most) {
+  constexpr long long kLargest = std::numeric_limits<long>::max();  // 2^31 - 1 on Windows
+  QvCommon::QvStatus status(QvStatusCode::kTooManyParameters, false);
+  status.SetDiscreteDatum(0, static_cast<long>(std::min(nParameters, kLargest)));
+  status.SetDiscreteDatum(1, most);
+  return status;
+}
 
 QvModelDesign::QvModelDesign(const QvRegSettings& settings) : fSettings(settings) {
   if (settings.GetInterceptUse()) AddEffect(QvModelEffect());

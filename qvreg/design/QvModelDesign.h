@@ -2,10 +2,14 @@
 
 #include <vector>
 
+#include "qvreg/common/QvStatus.h"
 #include "qvreg/settings/QvRegSettings.h"
 #include "qvreg/settings/QvRegrParameter.h"
 
 class QvFactorTables;
+
+/// kTooManyParameters for so many parameters of a model that may have `most`: both are its data.
+QvCommon::QvStatus QvTooManyParameters(long long nParameters, int most);
 
 /// A model's effects as the passes need them: the intercept first, when it is used, then the
 /// settings' effects. Reads the effects' variable lists during construction only.

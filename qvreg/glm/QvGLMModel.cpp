@@ -30,17 +30,13 @@ void QvGLMModel::Initialize(const QvFactorTables& tables) {
 }
 
 QvStatus QvGLMModel::SetUpDesign(const std::vector<QvRegrParameter>& effectParameters) {
+  const long long nAll = fpFactorTables->CountParameters();
+  if (nAll > kMaxParameters) return QvTooManyParameters(nAll, kMaxParameters);
   int nParameters = 0;
   for (int e = 0; e < fpFactorTables->GetNModelEffects(); ++e) {
     fFirstParameters.push_back(nParameters);
     fNParameters.push_back(fpFactorTables->GetNEffectParameters(e));
     nParameters += fNParameters.back();
-  }
-  if (nParameters > kMaxParameters) {
-    QvStatus status(QvStatusCode::kTooManyParameters, false);
-    status.SetDiscreteDatum(0, nParameters);
-    status.SetDiscreteDatum(1, kMaxParameters);
-    return status;
   }
   fParameters = CreateEffectParameters(*fpFactorTables, effectParameters);
   const QvColumnSizes& sizes = fpFactorTables->GetColumnSizes();

@@ -25,14 +25,6 @@ constexpr double kFarUnit = 0x1p-550;
 
 double WeightAt(const double* row, int position) { return position < 0 ? 1.0 : row[position]; }
 
-QvStatus TooManyParameters(long long nParameters) {
-  constexpr long long kLargest = std::numeric_limits<long>::max();  // 2^31 - 1 on Windows
-  QvStatus status(QvStatusCode::kTooManyParameters, false);
-  status.SetDiscreteDatum(0, static_cast<long>(std::min(nParameters, kLargest)));
-  status.SetDiscreteDatum(1, QvLogModel::kMaxParameters);
-  return status;
-}
-
 }  // namespace
 
 QvLogModel::QvLogModel(const QvLogRegSettings& settings, QvCancelInfo& cancel)
@@ -76,15 +68,13 @@ void QvLogModel::CreateParameters() {
 }
 
 void QvLogModel::SetUpDesign(QvStatus& status) {
-  fNBasic = 0;
-  for (int e = 0; e < fpFactorTables->GetNModelEffects(); ++e) {
-    fNBasic += fpFactorTables->GetNEffectParameters(e);
-  }
-  const long long nAll = static_cast<long long>(NBlocks()) * fNBasic;
+  const long long nBasic = fpFactorTables->CountParameters();
+  const long long nAll = NBlocks() * nBasic;
   if (nAll > kMaxParameters) {
-    fStatus = status = TooManyParameters(nAll);
+    fStatus = status = QvTooManyParameters(nAll, kMaxParameters);
     return;
   }
+  fNBasic = static_cast<int>(nBasic);
   CreateParameters();
   fDesignRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRowLayout.fCovariates);
   fRecordRow.Setup(*fpFactorTables, fEffects, fSettings.GetCovariates(), fRecordLayout.fCovariates);
@@ -108,7 +98,8 @@ void QvLogModel::Initialize(QvStatus& status) {
   if (fpProducts->IsValid()) return;
   fbInitialized = false;
   fpProducts.reset();
-  fStatus = status = TooManyParameters(static_cast<long long>(NBlocks()) * fNBasic);
+  fStatus = status =
+      QvTooManyParameters(static_cast<long long>(NBlocks()) * fNBasic, kMaxParameters);
 }
 
 void QvLogModel::SwapProducts(QvCrossProducts& products) {

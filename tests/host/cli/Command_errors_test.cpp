@@ -43,6 +43,16 @@ TEST_F(CommandErrors, MissingFile) {
                 "The file 'nowhere.csv' does not exist.");
 }
 
+TEST_F(CommandErrors, LongNamesAreCut) {
+  // What stands behind the name is there, and the mark in the formula.
+  const CommandResult result = Fit("y ~ " + std::string(100000, 'z'));
+  EXPECT_EQ(result.exitCode, kBadInput);
+  EXPECT_TRUE(result.err.starts_with("qvreg: There is no column 'zzz")) << result.err;
+  EXPECT_NE(result.err.find("zzz…zzz"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("zzz' in rows.csv. Its columns are"), std::string::npos) << result.err;
+  EXPECT_LT(result.err.size(), 2100U);
+}
+
 TEST_F(CommandErrors, EmptyFile) {
   folder_.Write("empty.csv", "");
   ExpectFailure(Run({"fit", "--data", "empty.csv", "--formula", "y ~ x"}), kBadInput,
