@@ -232,33 +232,6 @@ void FitLevels(std::int32_t levels, bool isLogistic, std::int32_t expected) {
   Expect(code == expected, "the code");
 }
 
-/// 2^20 levels times 2049 effects: more parameters than an int holds.
-void FitEffects() {
-  constexpr std::int32_t kLevels = 1 << 20;
-  constexpr int kEffects = 2049;
-  qvreg_error error = QVREG_ERROR_INIT;
-  for (const bool isLogistic : {false, true}) {
-    Levels state{0, kLevels};
-    const qvreg_record_callbacks callbacks = {sizeof(qvreg_record_callbacks), 2, &state, &NextLevel,
-                                              &LevelsAgain};
-    qvreg_source* made = nullptr;
-    Succeed(qvreg_source_create_callbacks(&callbacks, &made, &error), error);
-    const Source source(made, &qvreg_source_destroy);
-    const Settings settings = MakeSettings(1, {}, {{0, kLevels}}, isLogistic ? 2 : 0);
-    qvreg_effect* effect = nullptr;
-    Succeed(qvreg_settings_get_effect(settings.get(), 0, &effect, &error), error);
-    for (int i = 1; i < kEffects; ++i) {
-      Succeed(qvreg_settings_add_effect(settings.get(), effect, &error), error);
-    }
-    qvreg_effect_destroy(effect);
-    const Component component = MakeComponent(settings);
-    const std::int32_t code = qvreg_component_build(component.get(), source.get(), &error);
-    std::printf("  %d effects of %d levels, %s: code %d: %s\n", kEffects, static_cast<int>(kLevels),
-                isLogistic ? "logistic" : "linear", static_cast<int>(code), error.message);
-    Expect(code == QVREG_TOO_MANY_PARAMETERS, "the code of too many parameters");
-  }
-}
-
 /// Records of 1,024 numbers, zeros but in few records: the file takes next to no room.
 constexpr std::size_t kWide = 1024;
 constexpr std::int64_t kFileBytes = (std::int64_t{1} << 32) + (std::int64_t{1} << 28);
@@ -317,7 +290,6 @@ int PrintUsage() {
                "usage: bench_limits_run records linear|logistic [COUNT]\n"
                "       bench_limits_run columns [COUNT]\n"
                "       bench_limits_run levels linear|logistic LEVELS CODE\n"
-               "       bench_limits_run effects\n"
                "       bench_limits_run file PATH\n");
   return 2;
 }
@@ -335,8 +307,6 @@ bool Run(const std::vector<std::string>& words) {
   } else if (words[0] == "levels" && isModel && words.size() == 4) {
     FitLevels(static_cast<std::int32_t>(number(2)), isLogistic,
               static_cast<std::int32_t>(std::strtol(words[3].c_str(), nullptr, 10)));
-  } else if (words[0] == "effects") {
-    FitEffects();
   } else if (words[0] == "file" && words.size() == 2) {
     MakeFile(words[1]);
     FitFile(words[1], false);

@@ -158,6 +158,7 @@ TEST_F(QvFactorTablesTest, CountsTheParametersOfAnEffect) {
   EXPECT_EQ(tables_.GetNEffectParameters(0), 1);
   EXPECT_EQ(tables_.GetNEffectParameters(1), 2);
   EXPECT_EQ(tables_.GetNEffectParameters(2), 0);
+  EXPECT_EQ(tables_.CountParameters(), 3);
 }
 
 TEST_F(QvFactorTablesTest, AModelWithoutEffectsHasNoParameters) {

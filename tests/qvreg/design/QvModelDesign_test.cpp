@@ -1,9 +1,12 @@
 #include "qvreg/design/QvModelDesign.h"
 
+#include <algorithm>
+#include <limits>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/design/QvFactorTables.h"
 #include "tests/qvreg/support/ModelSettings.h"
 #include "tests/qvreg/support/VectorRecordIter.h"
@@ -120,6 +123,17 @@ TEST_F(QvModelDesignTest, CreatesAParameterPerLevelCombinationSeen) {
   EXPECT_TRUE(parameters[6].GetCategories().empty());
   EXPECT_EQ(parameters[8].GetCategories(), Ints{1});
   EXPECT_EQ(parameters[8].GetCovariates(), Ints{kX});
+}
+
+TEST(QvTooManyParametersTest, TellsMoreThanAnIntHolds) {
+  constexpr long long kMany = (1LL << 31) + 10;
+  const QvCommon::QvStatus status = QvTooManyParameters(kMany, 46339);
+  EXPECT_EQ(status.GetCode(), QvStatusCode::kTooManyParameters);
+  long datum = 0;
+  ASSERT_TRUE(status.GetDiscreteDatum(0, datum));
+  EXPECT_EQ(datum, std::min<long long>(kMany, std::numeric_limits<long>::max()));
+  ASSERT_TRUE(status.GetDiscreteDatum(1, datum));
+  EXPECT_EQ(datum, 46339);
 }
 
 }  // namespace
