@@ -27,6 +27,12 @@ constexpr double kRelativeGuard = 1e-06;
 /// Two sums of the same log-likelihood may differ by this share through the rounding of their
 /// terms.
 constexpr double kRoundingShare = 0x1p-44;
+/// The same through the rounding of predictors that are small beside their summands, as where a
+/// covariate hardly varies about a large mean.
+constexpr double kPredictorShare = 0x1p-28;
+/// A step that promises no larger share of the log-likelihood is one of the last: Newton's
+/// iteration converges from there by itself.
+constexpr double kLastStepShare = 0x1p-36;
 
 bool IsMissing(double value) { return value == QvMV::gMissingValue; }
 
@@ -107,7 +113,9 @@ int QvRegOptimizer::Factor() {
 void QvRegOptimizer::SolveStep() {
   if (fSystem.Solve(*fpMatrix, fStep) != 0) {
     fStatus = QvStatus(QvStatusCode::kTooManyParameters, false);
+    return;
   }
+  fPromise = QvMathFun::DDot(fNParameters, fpStats->GetScores(), 0, 1, fStep, 0, 1);
 }
 
 void QvRegOptimizer::Report(int stepHalvings) {
@@ -187,8 +195,12 @@ bool QvRegOptimizer::IsAccepted(double newLL, double previousLL) const {
   if (IsMissing(newLL) || std::isnan(newLL)) return false;
   if (IsMissing(previousLL)) return true;
   // Close to the maximum a step changes the value by rounding alone. That much is tolerated below
-  // the highest value so far, so that the falls of many steps do not add up.
-  return newLL >= fHighestLL - kRoundingShare * std::fabs(fHighestLL);
+  // the highest value so far, so that the falls of many steps do not add up. One of the last steps
+  // may promise less than predictors are rounded by, and is accepted as long as it falls by no
+  // more.
+  const double size = std::fabs(fHighestLL);
+  const bool isLast = std::fabs(fPromise) <= kLastStepShare * size;
+  return newLL >= fHighestLL - (isLast ? kPredictorShare : kRoundingShare) * size;
 }
 
 QvRegOptimizer::Trial QvRegOptimizer::FindStep(double previousLL, int& stepHalvings) {

@@ -129,6 +129,8 @@ class QvRegOptimizer {
   // The state of the iterations.
   QvConst::QvEstimationMethod fWorkingMethod = QvConst::QvMethodNewtonRaphson;
   std::vector<double> fStep;
+  /// What the whole step promises to add to the log-likelihood, twice over.
+  double fPromise = 0.0;
   std::vector<double> fSavedBeta;
   bool fbFinished = false;
   int fReportCountdown = 0;

@@ -102,6 +102,41 @@ TEST_F(OptimizerAcceptanceTest, AnyLargerFallIsNot) {
   }
 }
 
+/// With a unit matrix of information a step is its score, and promises the square of it.
+class OptimizerLastStepTest : public OptimizerAcceptanceTest {
+ protected:
+  QvOptimizationOutcome Run(double score, double fall) {
+    objective_.beta = {0};
+    objective_.scores = [=](const Doubles&) { return Doubles{score}; };
+    objective_.trialLL = [=](const Doubles& b) { return b[0] == 0.0 ? -1.0 : -1.0 - fall; };
+    EXPECT_TRUE(settings_.SetMaxIterations(1));
+    QvRegOptimizer optimizer(settings_, &objective_.model, &objective_.Handler(),
+                             &objective_.Stats(), objective_.beta, cancel_, nullptr, 1);
+    EXPECT_TRUE(optimizer.Estimate().IsOK());
+    return optimizer.GetOutcome();
+  }
+};
+
+TEST_F(OptimizerLastStepTest, MayFallByTheRoundingOfPredictors) {
+  for (const double fall : {0x1p-43, 0x1p-36, 0x1p-28}) {
+    SCOPED_TRACE(fall);
+    EXPECT_EQ(Run(0x1p-18, fall), kOptMaxIterations);
+    EXPECT_EQ(objective_.beta, Doubles{0x1p-18});
+  }
+}
+
+TEST_F(OptimizerLastStepTest, NotByMore) {
+  for (const double fall : {1.01 * 0x1p-28, 1.0, kInfinity, kNaN}) {
+    SCOPED_TRACE(fall);
+    EXPECT_EQ(Run(0x1p-18, fall), kOptStepHalvingFailed);
+    EXPECT_EQ(objective_.beta, Doubles{0});
+  }
+}
+
+TEST_F(OptimizerLastStepTest, AStepThatPromisesMoreMayNot) {
+  EXPECT_EQ(Run(1.01 * 0x1p-18, 0x1p-43), kOptStepHalvingFailed);
+}
+
 TEST_F(OptimizerAcceptanceTest, SmallFallsDoNotAddUp) {
   const double fall = 0.75 * kAllowance;
   QvRegOptimizer& optimizer = Run({-1.0, -1.0 - fall, -1.0 - 2 * fall, -1.0 - 3 * fall});
