@@ -189,6 +189,7 @@ class Logistic:
         by["initial_log_likelihood"] = C * ROUNDING * math.sqrt(self.rows) * (1 + abs(self.initial))
         by["aic"] = by["bic"] = 2 * value + 8 * ROUNDING * self.q * (2 + math.log(self.n))
         both = value + by["initial_log_likelihood"]
+        by["chi_square"] = 2 * both + 4 * ROUNDING * abs(self.log_likelihood)
         by["cox_snell"] = 2 * both / self.weight + 8 * ROUNDING
         if self.initial < 0:
             by["nagelkerke"] = 4 * both / self.weight / -math.expm1(2 * self.initial / self.weight) + 8 * ROUNDING

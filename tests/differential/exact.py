@@ -6,6 +6,8 @@ from decimal import Decimal
 from fractions import Fraction
 from pathlib import Path
 
+from scipy import stats
+
 REFERENCE = Path(__file__).resolve().parent.parent / "reference"
 sys.path += [str(REFERENCE), str(REFERENCE / "logistic")]
 import newton  # noqa: E402
@@ -30,6 +32,13 @@ def exact_weights(table, fit):
             for f, r in zip(table.frequencies(fit.rows), table.precisions(fit.rows))]
 
 
+def p_and_slope(distribution, statistic, sides):
+    """The upper tail, in double, and by what share it changes with the statistic."""
+    p = float(distribution.sf(statistic))
+    slope = math.exp(float(distribution.logpdf(statistic)) - math.log(p)) if p else 0.0
+    return sides * p, slope
+
+
 class Linear:
     """Numbers by the names that are compared, and parameters by their position among the kept ones."""
 
@@ -50,8 +59,10 @@ class Linear:
             error = math.nan
             if df > 0:
                 error = rational.square_root(solved.variances[k] / (w_unit * unit ** 2) * sse / df)
-            self.parameters.append((estimate, error, estimate / error if error else math.nan))
+            t = estimate / error if error else math.nan
+            self.parameters.append((estimate, error, t, *p_and_slope(stats.t(max(1, float(df))), abs(t), 2)))
         self.numbers = {"used": len(fit.rows), "degrees_of_freedom": float(df), "rank": p}
+        self.slopes = {}  # p values with the share by which they change with their statistic
         i = int(table.intercept)
         if sst:
             self.numbers["r_square"] = float(1 - sse / sst)
@@ -60,7 +71,9 @@ class Linear:
             if sst:
                 self.numbers["adjusted_r_square"] = float(1 - sse / sst * (n - i) / df)
             if p > i and sse:
-                self.numbers["f_statistic"] = float((sst - sse) / (p - i) / (sse / df))
+                f = float((sst - sse) / (p - i) / (sse / df))
+                self.numbers |= {"f_statistic": f, "f_df": p - i}
+                self.slopes["f_p_value"] = p_and_slope(stats.f(p - i, float(df)), f, 1)
         if sse:
             self._add_likelihood(table, fit, sse, n, p)
 
@@ -79,6 +92,17 @@ PI = Decimal("3.14159265358979323846264338327950288419716939937510582097494459")
 
 def to_decimal(value):
     return Decimal(value.numerator) / Decimal(value.denominator)
+
+
+def chi_square(gain, parameters, intercepts):
+    """The likelihood-ratio test against the starting values."""
+    return {"chi_square": 2 * gain, "chi_square_df": parameters - intercepts}
+
+
+def p_of_chi_square(numbers):
+    if numbers["chi_square_df"] < 1 or numbers["chi_square"] <= 0:
+        return {}
+    return {"chi_square_p": p_and_slope(stats.chi2(numbers["chi_square_df"]), numbers["chi_square"], 1)}
 
 
 class Logistic:
@@ -108,7 +132,8 @@ class Logistic:
         self.parameters = []
         for value, variance, unit in zip(found.estimates, found.variances, units):
             error = variance.sqrt()
-            self.parameters.append((float(value / unit), float(error / unit), float(value / error)))
+            z = float(value / error)
+            self.parameters.append((float(value / unit), float(error / unit), z, *p_and_slope(stats.norm, abs(z), 2)))
         total = sum(decimals)
         sums = newton.category_sums(decimals, codes, others + 1)
         initial = (sum(s * (s / total).ln() for s in sums) if table.intercept
@@ -118,5 +143,7 @@ class Logistic:
         self.numbers = {"used": len(fit.rows), "degrees_of_freedom": float(n - q), "rank": p,
                         "log_likelihood": float(value), "initial_log_likelihood": float(initial),
                         "aic": float(-2 * value + 2 * q), "bic": float(-2 * value + to_decimal(n).ln() * q)}
+        self.numbers |= chi_square(float(value - initial), q, others * int(table.intercept))
+        self.slopes = p_of_chi_square(self.numbers)
         squares = newton.pseudo_r_squares(initial, value, total)
         self.numbers |= dict(zip(("cox_snell", "nagelkerke", "mcfadden"), map(float, squares)))

@@ -41,7 +41,7 @@ class Fit:
     def numbers(self):
         """Numbers about the whole fit, by the names that are compared."""
         fit, records = self.json["fit"], self.json["records"]
-        names = {"loglik": "log_likelihood", "loglik_initial": "initial_log_likelihood"}
+        names = {"loglik": "log_likelihood", "loglik_initial": "initial_log_likelihood", "p_value": "chi_square_p"}
         numbers = {names.get(name, name): value for name, value in fit.items()
                    if isinstance(value, (int, float)) and not isinstance(value, bool)}
         return numbers | {"degrees_of_freedom": self.json["degrees_of_freedom"], "used": records["used"]}

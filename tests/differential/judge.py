@@ -18,6 +18,8 @@ NO_RECORDS = "None of the "
 NO_POWERS = "is a factor and has no powers"
 ONE_CLASS = "The dependent has fewer than two categories in the records used"
 PARAMETER_NAMES = ("estimate", "std_error", "statistic")
+EXACTLY = ("used", "degrees_of_freedom", "f_df", "chi_square_df")
+STATISTIC_OF = {"f_p_value": "f_statistic", "chi_square_p": "chi_square"}
 
 
 @dataclass
@@ -41,11 +43,21 @@ class Findings:
         self.problems += other.problems
 
 
+@dataclass
+class Compared:
+    """What R says, as an exact fit has it."""
+
+    parameters: list
+    numbers: dict
+    slopes: dict
+
+
 class Judge:
     """One table's."""
 
     def __init__(self, table, fit, peer, findings):
         self.table, self.fit, self.peer, self.findings = table, fit, peer, findings
+        self.differs = []
         self.name = {"linear": "linear", "binary": "logistic, two classes",
                      "several": "logistic, several classes"}[table.kind]
         findings.kinds[self.name] += 1
@@ -132,38 +144,45 @@ class Judge:
             self.findings.worst[key] = max(self.findings.worst.get(key, (0.0, 0)), (ratio, self.table.number))
         return ratio <= 1
 
-    def _compare(self, peer, parameters, numbers, allowed, slopes=None):
-        """Texts about what is further away than allowed. `parameters` in the order of the kept ones."""
-        wrong = []
-        ours = self.fit.numbers()
-        for k, values in enumerate(parameters):
+    def _compare(self, peer, fit, allowed):
+        """What is further away than allowed, as (quantity, text). `fit` has parameters in the order of the kept
+        ones (estimate, error, statistic, p and by what share that changes with the statistic), numbers, and
+        slopes: p values of the whole with theirs."""
+        wrong, seen = [], set()
+
+        def note(quantity, of, number, value, most):
+            seen.add(quantity)
+            if not self._note(peer, quantity, number, value, most):
+                wrong.append((quantity, f"{quantity}{of}: {number}, {peer} {value}, allowed {most:.1e}"))
+
+        for k, values in enumerate(fit.parameters):
             own = self.fit.kept_parameters[k]
+            of = f" of {own['label']}"
             for name, value in zip(PARAMETER_NAMES, values):
-                if name in allowed and not self._note(peer, name, own[name], value, allowed[name][k]):
-                    wrong.append(f"{name} of {own['label']}: {own[name]}, {peer} {value}, "
-                                 f"allowed {allowed[name][k]:.1e}")
-            if slopes and "statistic" in allowed and own["p_value"] is not None:
-                p, slope = slopes[k]
-                change = bounds.p_value_change(p, slope, allowed["statistic"][k])
-                if not self._note(peer, "p_value", own["p_value"], p, change):
-                    wrong.append(f"p of {own['label']}: {own['p_value']}, {peer} {p}, allowed {change:.1e}")
-        for name, value in numbers.items():
-            exactly = name in ("used", "degrees_of_freedom")
-            if (name in allowed or exactly) and name in ours:
-                if not self._note(peer, name, ours[name], value, 0.0 if exactly else allowed[name]):
-                    wrong.append(f"{name}: {ours[name]}, {peer} {value}, allowed {allowed.get(name, 0.0):.1e}")
-        return wrong
+                if name in allowed:
+                    note(name, of, own[name], value, allowed[name][k])
+            if "statistic" in allowed and own["p_value"] is not None:
+                p, slope = values[3:]
+                note("p_value", of, own["p_value"], p, bounds.p_value_change(p, slope, allowed["statistic"][k]))
+        ours = self.fit.numbers()
+        for name, value in fit.numbers.items():
+            if name in ours and (name in allowed or name in EXACTLY):
+                note(name, "", ours[name], value, 0.0 if name in EXACTLY else allowed[name])
+        for name, (p, slope) in fit.slopes.items():
+            statistic = STATISTIC_OF[name]
+            if name in ours and statistic in allowed:
+                note(name, "", ours[name], p, bounds.p_value_change(p, slope, allowed[statistic]))
+        return wrong, seen
 
     def _peer_parameters(self):
-        """R's in the order of the kept ones, and their p values with slopes."""
+        """R's in the order of the kept ones."""
         single = fits.single_levels(self.table, self.fit.rows)
         names = [self.fit.columns[k].peer_name(single) for k in self.fit.kept]
         if self.table.kind != "linear":
             order = self._classes()
             codes = [order.index(c) + 1 for c in order[1:]] if len(order) > 2 else [2]
             names = [f"{code}|{name}" for code in self._in_json_order(codes) for name in names]
-        found = [self.peer.parameters[name] for name in names]
-        return [v[:3] for v in found], [v[3:5] for v in found]
+        return [self.peer.parameters[name] for name in names]
 
     def _classes(self):
         return fits.class_order(self.table, self.fit.rows)
@@ -191,18 +210,22 @@ class Judge:
         if self.peer.how == "same columns":
             self.count("R keeps other columns of the same space, and fits those kept here")
         allowed = {name: allowed_here[name] + allowed_there[name] for name in allowed_here if name in allowed_there}
-        parameters, slopes = self._peer_parameters()
         numbers = self._peer_numbers()
         if numbers["rank"] != len(self.fit.kept):
             self.problem(f"{len(self.fit.kept)} columns kept, R {numbers['rank']}, shares {min(self.shares)}")
             return
-        wrong = self._compare("R", parameters, numbers, allowed, slopes)
-        if wrong:
-            self.differs = wrong
+        slopes = {"f_p_value": self.peer.numbers["f_p_value"]} if "f_p_value" in numbers else {}
+        if self.table.kind != "linear":
+            gain = numbers["log_likelihood"] - numbers["initial_log_likelihood"]
+            blocks = len(self.fit.blocks)
+            numbers |= exact.chi_square(gain, blocks * len(self.fit.kept), blocks * int(self.table.intercept))
+            slopes = exact.p_of_chi_square(numbers)
+        there = Compared(self._peer_parameters(), numbers, slopes)
+        self.differs, _ = self._compare("R", there, allowed)
 
     def _finish(self, make_exact, allowed, sizes):
         """The exact fit, if it is this table's turn or R says something else."""
-        differs = getattr(self, "differs", [])
+        differs = self.differs
         if not differs and self.table.number % EXACT_EVERY and sizes.kappa < ILL_CONDITIONED:
             return
         fit = make_exact()
@@ -212,12 +235,15 @@ class Judge:
         if fit.kept != self.fit.kept:
             self.problem(f"kept {self.fit.kept}, exactly {fit.kept}")
             return
-        wrong = self._compare("exact", fit.parameters, fit.numbers, allowed)
-        for text in wrong:
+        wrong, judged = self._compare("exact", fit, allowed)
+        for _, text in wrong:
             self.problem(f"kappa {sizes.kappa:.1e}: {text}")
+        for quantity, text in differs:
+            if quantity not in judged:
+                self.problem(f"kappa {sizes.kappa:.1e}, not judged by the exact fit: {text}")
         if differs and not wrong:
             self.findings.peer_wrong.append(
-                f"table {self.table.number} ({self.table.formula}), kappa {sizes.kappa:.1e}: {differs[0]}"
+                f"table {self.table.number} ({self.table.formula}), kappa {sizes.kappa:.1e}: {differs[0][1]}"
                 + (f" and {len(differs) - 1} more" if len(differs) > 1 else ""))
 
     # --- Linear ---

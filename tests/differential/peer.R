@@ -199,6 +199,7 @@ fit_several <- function(model) {
   b <- matrix(t(matrix(coef(fit), nrow = others)), nrow = p)
   observed <- outer(as.integer(class), seq_len(others + 1), "==")
   value <- function(b) sum(weights * rowSums(log_shares(z %*% b) * observed))
+  is_small <- FALSE
   for (round in 1:50) {
     shares <- exp(log_shares(z %*% b))[, -1, drop = FALSE]
     information <- matrix(0, p * others, p * others)
@@ -213,7 +214,8 @@ fit_several <- function(model) {
     step <- matrix(covariance %*% as.vector(score), nrow = p)
     size <- max(abs(step) / sqrt(diag(covariance)))
     if (round == 1) say(model$id, "number", "search_error", size)
-    if (size < 1e-10) break
+    if (is_small) break
+    is_small <- size < 1e-10
     while (size > 1e-4 && !isTRUE(value(b + step) > value(b)) && max(abs(step)) > 1e-12) step <- step / 2
     b <- b + step
   }
