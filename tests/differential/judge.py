@@ -161,17 +161,17 @@ class Judge:
             for name, value in zip(PARAMETER_NAMES, values):
                 if name in allowed:
                     note(name, of, own[name], value, allowed[name][k])
-            if "statistic" in allowed and own["p_value"] is not None:
+            if "statistic" in allowed:
                 p, slope = values[3:]
                 note("p_value", of, own["p_value"], p, bounds.p_value_change(p, slope, allowed["statistic"][k]))
         ours = self.fit.numbers()
         for name, value in fit.numbers.items():
-            if name in ours and (name in allowed or name in EXACTLY):
-                note(name, "", ours[name], value, 0.0 if name in EXACTLY else allowed[name])
+            if name in allowed or name in EXACTLY:
+                note(name, "", ours.get(name), value, 0.0 if name in EXACTLY else allowed[name])
         for name, (p, slope) in fit.slopes.items():
             statistic = STATISTIC_OF[name]
-            if name in ours and statistic in allowed:
-                note(name, "", ours[name], p, bounds.p_value_change(p, slope, allowed[statistic]))
+            if statistic in allowed:
+                note(name, "", ours.get(name), p, bounds.p_value_change(p, slope, allowed[statistic]))
         return wrong, seen
 
     def _peer_parameters(self):
@@ -181,19 +181,18 @@ class Judge:
         if self.table.kind != "linear":
             order = self._classes()
             codes = [order.index(c) + 1 for c in order[1:]] if len(order) > 2 else [2]
-            names = [f"{code}|{name}" for code in self._in_json_order(codes) for name in names]
+            names = [f"{code}|{name}" for code in codes for name in names]
         return [self.peer.parameters[name] for name in names]
 
     def _classes(self):
         return fits.class_order(self.table, self.fit.rows)
 
-    def _in_json_order(self, codes):
+    def _check_categories(self):
         order, levels = self._classes(), self.table.dependent.levels
         expected = [levels[c] for c in order[1:]]
         if expected != self.fit.categories or levels[order[0]] != self.fit.json["reference"]:
             self.problem(f"categories {self.fit.categories} against {self.fit.json['reference']}, "
                          f"expected {expected} against {levels[order[0]]}")
-        return codes
 
     def _peer_numbers(self):
         numbers = {name: values[0] for name, values in self.peer.numbers.items()}
@@ -274,6 +273,7 @@ class Judge:
     # --- Logistic ---
     def _judge_logistic(self):
         table, fit = self.table, self.fit
+        self._check_categories()
         order = self._classes()
         places = [*order[1:], order[0]]
         codes = [places.index(table.dependent.values[i]) for i in fit.rows]
