@@ -134,7 +134,6 @@ logistic_design <- function(model) {
     names <- model$kept[match(own, wanted)]
   } else {
     how <- "same columns"
-    if (length(own) != length(wanted)) how <- "other columns"
     rows <- as.integer(rownames(frame))
     x <- vapply(model$kept, design_column, numeric(length(rows)), data[rows, , drop = FALSE])
     x <- matrix(x, nrow = length(rows))
