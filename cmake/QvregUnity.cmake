@@ -1,6 +1,7 @@
 # Many sources compiled as one: a build from nothing is several times faster, a changed source slower
-# to build. Whoever builds often leaves it OFF, and has each source compiled by itself.
-option(QVREG_UNITY "Compile sources in groups, for builds that start from nothing" OFF)
+# to build. Whoever builds often leaves it OFF, and has each source compiled by itself. TESTS joins the
+# tests alone, so that the compile commands still name every source of the library and the command.
+set(QVREG_UNITY OFF CACHE STRING "Compile sources in groups, for builds that start from nothing: OFF, TESTS or ON")
 
 # qvreg_join_tests(PROGRAM): compiles the tests of a program in groups, if that is wished. Every test
 # stands in a namespace of its own, so that any two may use one name for different things. Since
@@ -43,4 +44,39 @@ function(qvreg_join_tests program)
     UNITY_BUILD_UNIQUE_ID QVREG_TEST_FILE
     UNITY_BUILD_CODE_BEFORE_INCLUDE "${before}"
     UNITY_BUILD_CODE_AFTER_INCLUDE "}")
+endfunction()
+
+# qvreg_join_sources(TARGET EXCEPT SOURCE...): compiles the sources of each folder of a library in
+# groups, if that is wished. A name in an unnamed namespace, which is a source's own otherwise, is that
+# of its group: where two sources of a folder give one name to different things, the compiler says so,
+# and one of them is renamed or stands behind EXCEPT, to be compiled by itself. So is what has
+# conditions of the preprocessor, specializes the template of a header or is made by the build.
+function(qvreg_join_sources target)
+  if(NOT QVREG_UNITY OR QVREG_UNITY STREQUAL "TESTS")
+    return()
+  endif()
+  cmake_parse_arguments(PARSE_ARGV 1 join "" "" "EXCEPT")
+  foreach(source IN LISTS join_EXCEPT)
+    if(NOT EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/${source}")
+      message(FATAL_ERROR "there is no ${source} to be compiled by itself")
+    endif()
+  endforeach()
+  get_target_property(sources ${target} SOURCES)
+  foreach(source IN LISTS sources)
+    cmake_path(RELATIVE_PATH source BASE_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}" OUTPUT_VARIABLE place)
+    if(NOT source MATCHES "\\.cpp$" OR place MATCHES "^\\.\\." OR place IN_LIST join_EXCEPT)
+      continue()
+    endif()
+    file(STRINGS "${source}" own REGEX "^#if|^template <>")
+    if(own)
+      continue()
+    endif()
+    cmake_path(GET place PARENT_PATH folder)
+    string(MAKE_C_IDENTIFIER "${folder}" folder)
+    list(APPEND folder_${folder} "${source}")
+    list(LENGTH folder_${folder} joined)
+    math(EXPR group "(${joined} - 1) / 16")
+    set_source_files_properties("${source}" PROPERTIES UNITY_GROUP "${folder}_${group}")
+  endforeach()
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
 endfunction()

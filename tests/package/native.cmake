@@ -3,7 +3,7 @@ set(outside_options -G "${CMAKE_GENERATOR}" ${compilers}
   "-DPROGRAM=${PROJECT_SOURCE_DIR}/examples/fit_from_vector.cpp")
 add_script_test(package_fetch_content outside
   "PROJECT=${scripts}/outside" "FOLDER=${here}/fetch_content" "TESTS=${example_tests}" STEPS=build
-  "OPTIONS=${outside_options};-DFETCHCONTENT_SOURCE_DIR_QVREG=${PROJECT_SOURCE_DIR}")
+  "OPTIONS=${outside_options};-DQVREG_UNITY=${QVREG_UNITY};-DFETCHCONTENT_SOURCE_DIR_QVREG=${PROJECT_SOURCE_DIR}")
 add_script_test(package_add_subdirectory outside
   "PROJECT=${scripts}/outside" "FOLDER=${here}/add_subdirectory" STEPS=configure
   "OPTIONS=${outside_options};-DSUBDIRECTORY=${PROJECT_SOURCE_DIR}")

@@ -8,6 +8,7 @@ add_test(NAME package_static_build
       ${compilers}
       "-DCMAKE_BUILD_TYPE=Debug"
       -DBUILD_SHARED_LIBS=OFF
+      "-DQVREG_UNITY=${QVREG_UNITY}"
       -DQVREG_BUILD_HOST=OFF
       -DQVREG_BUILD_TESTS=OFF
       -DQVREG_BUILD_EXAMPLES=OFF
