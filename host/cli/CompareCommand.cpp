@@ -14,9 +14,9 @@ namespace qvhost {
 
 namespace {
 
-constexpr const char* kDescription = "Compare saved models.";
+constexpr const char* kCompareDescription = "Compare saved models.";
 
-constexpr const char* kFooter =
+constexpr const char* kCompareFooter =
     R"help(Takes what 'qvreg fit --save' or 'qvreg fit --json' wrote.
 
 Prints estimates and standard errors side by side, how well each model fits, and for each fit the test
@@ -35,8 +35,9 @@ dependents or kinds of model; 141 when standard output is closed, as by head.)he
 }  // namespace
 
 CompareCommand::CompareCommand(CLI::App& app)
-    : command_(app.add_subcommand("compare", kDescription)->group("Commands")), report_(*command_) {
-  command_->footer(kFooter);
+    : command_(app.add_subcommand("compare", kCompareDescription)->group("Commands")),
+      report_(*command_) {
+  command_->footer(kCompareFooter);
   OfferFiles(command_->add_option("MODEL", files_, "Saved models, or fits as JSON, two or more")
                  ->type_name(""),
              {"pmml", "xml", "json"});

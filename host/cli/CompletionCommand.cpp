@@ -12,9 +12,9 @@ namespace qvhost {
 
 namespace {
 
-constexpr const char* kDescription = "Print what completes this command in bash or zsh.";
+constexpr const char* kCompletionDescription = "Print what completes this command in bash or zsh.";
 
-constexpr const char* kFooter =
+constexpr const char* kCompletionFooter =
     R"help(The Debian package has installed it for both shells. Else write it, once for each version, to a folder
 where the shell looks for it:
 
@@ -34,8 +34,9 @@ Exit codes: 0 printed, 1 the run failed, 2 wrong usage; 141 when standard output
 }  // namespace
 
 CompletionCommand::CompletionCommand(CLI::App& app)
-    : app_(app), command_(app.add_subcommand("completion", kDescription)->group("Commands")) {
-  command_->footer(kFooter);
+    : app_(app),
+      command_(app.add_subcommand("completion", kCompletionDescription)->group("Commands")) {
+  command_->footer(kCompletionFooter);
   TakeOneOf(command_->add_option("SHELL", shells_, "bash or zsh")->type_name(""), {"bash", "zsh"});
 }
 

@@ -8,9 +8,9 @@ namespace qvhost {
 
 namespace {
 
-constexpr const char* kDescription = "Describe the columns of a table.";
+constexpr const char* kDescribeDescription = "Describe the columns of a table.";
 
-constexpr const char* kFooter =
+constexpr const char* kDescribeFooter =
     R"help(Of each column: its type, what a formula takes it for, missing and different values, the range of
 numbers, dates and times, the most frequent levels of factors; and notes about columns with no value or
 one, that are mostly missing, that number the rows, that would be factors of more than 1000 levels, about
@@ -32,10 +32,10 @@ Exit codes: 0 described, 1 the run failed, 2 wrong usage or unreadable data; can
 }  // namespace
 
 DescribeCommand::DescribeCommand(CLI::App& app)
-    : command_(app.add_subcommand("describe", kDescription)->group("Commands")),
+    : command_(app.add_subcommand("describe", kDescribeDescription)->group("Commands")),
       data_(*command_, options_.source, options_.where),
       report_(*command_) {
-  command_->footer(kFooter);
+  command_->footer(kDescribeFooter);
   data_.Add();
   data_.AddThreads(options_.threads);
   report_.AddJson("description");

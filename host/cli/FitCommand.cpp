@@ -16,9 +16,9 @@ namespace qvhost {
 
 namespace {
 
-constexpr const char* kDescription = "Fit a regression model to a table and print a summary.";
+constexpr const char* kFitDescription = "Fit a regression model to a table and print a summary.";
 
-constexpr const char* kFooter =
+constexpr const char* kFitFooter =
     R"help(A dependent that is a number gets a linear model, a category a logistic one. Among the terms, text,
 boolean and enumerated columns are factors, numbers are covariates; C(x) makes a factor of a number.
 Records with a missing value in a column of the model are left out.
@@ -93,8 +93,9 @@ void RequireConvergence(const FitResult& fit) {
 }  // namespace
 
 FitCommand::FitCommand(CLI::App& app)
-    : command_(app.add_subcommand("fit", kDescription)->group("Commands")), arguments_(*command_) {
-  command_->footer(kFooter);
+    : command_(app.add_subcommand("fit", kFitDescription)->group("Commands")),
+      arguments_(*command_) {
+  command_->footer(kFitFooter);
 }
 
 ExitCode FitCommand::Run() {

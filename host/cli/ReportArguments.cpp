@@ -16,7 +16,7 @@ namespace qvhost {
 
 namespace {
 
-constexpr const char* kGroup = "Summary";
+constexpr const char* kSummaryGroup = "Summary";
 
 }  // namespace
 
@@ -49,18 +49,18 @@ void ReportArguments::AddDigits() {
                                   "Significant digits of estimates, their errors, limits\n"
                                   "and odds ratios, 1 to 17 [5 of the smallest in a column]")
                       ->type_name("N")
-                      ->group(kGroup);
+                      ->group(kSummaryGroup);
 }
 
 void ReportArguments::AddSummary(const std::string& allHelp) {
-  command_.add_flag("--all", style_.all, allHelp)->group(kGroup);
+  command_.add_flag("--all", style_.all, allHelp)->group(kSummaryGroup);
   CLI::Option* const color = command_
                                  .add_option("--color", color_,
                                              "auto, always or never; auto colours on a terminal,\n"
                                              "unless NO_COLOR is set")
                                  ->type_name("WHEN")
                                  ->capture_default_str()
-                                 ->group(kGroup);
+                                 ->group(kSummaryGroup);
   TakeOneOf(color, {"auto", "always", "never"});
 }
 
@@ -68,7 +68,7 @@ void ReportArguments::AddQuiet() {
   command_
       .add_flag("-q,--quiet", isQuiet_,
                 "Print no summary and no progress bar; files and --json -\nare written")
-      ->group(kGroup);
+      ->group(kSummaryGroup);
 }
 
 void ReportArguments::Take() {

@@ -12,9 +12,9 @@ namespace qvhost {
 
 namespace {
 
-constexpr const char* kDescription = "Score the rows of a table with a saved model.";
+constexpr const char* kScoreDescription = "Score the rows of a table with a saved model.";
 
-constexpr const char* kFooter =
+constexpr const char* kScoreFooter =
     R"help(Reads a table, whose columns have the names that they had in the fit, and writes a row of scores for
 each of its rows, in their order: predicted; of a logistic model predicted, the most probable level, and
 p_LEVEL for each level, in the order of 'qvreg fit --predictions', whose numbers they are to the last
@@ -39,10 +39,10 @@ head. Files are written and replaced only when the run succeeds.)help";
 }  // namespace
 
 ScoreCommand::ScoreCommand(CLI::App& app)
-    : command_(app.add_subcommand("score", kDescription)->group("Commands")),
+    : command_(app.add_subcommand("score", kScoreDescription)->group("Commands")),
       data_(*command_, options_.source, options_.where),
       report_(*command_) {
-  command_->footer(kFooter);
+  command_->footer(kScoreFooter);
   data_.Add();
   AddOptions();
 }

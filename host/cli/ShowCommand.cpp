@@ -13,9 +13,9 @@ namespace qvhost {
 
 namespace {
 
-constexpr const char* kDescription = "Print a saved model as 'qvreg fit' did.";
+constexpr const char* kShowDescription = "Print a saved model as 'qvreg fit' did.";
 
-constexpr const char* kFooter =
+constexpr const char* kShowFooter =
     R"help(Takes what 'qvreg fit --save' or 'qvreg fit --json' wrote, and prints the summary, or with --json the
 JSON, that 'qvreg fit' printed, to the byte; no data is read. Files that the summary names, as those of
 predictions, are not looked at. --report has the plots of records only if the fit was made with --report.
@@ -32,8 +32,9 @@ closed, as by head.)help";
 }  // namespace
 
 ShowCommand::ShowCommand(CLI::App& app)
-    : command_(app.add_subcommand("show", kDescription)->group("Commands")), report_(*command_) {
-  command_->footer(kFooter);
+    : command_(app.add_subcommand("show", kShowDescription)->group("Commands")),
+      report_(*command_) {
+  command_->footer(kShowFooter);
   OfferFiles(
       command_->add_option("MODEL", files_, "A saved model, or a fit as JSON")->type_name(""),
       {"pmml", "xml", "json"});

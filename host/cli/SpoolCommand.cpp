@@ -12,9 +12,10 @@ namespace qvhost {
 
 namespace {
 
-constexpr const char* kDescription = "Write a table as records for programs that use the library.";
+constexpr const char* kSpoolDescription =
+    "Write a table as records for programs that use the library.";
 
-constexpr const char* kFooter =
+constexpr const char* kSpoolFooter =
     R"help(Reads a table as 'qvreg fit' does, whose formulas these are, and writes its records: for each row the
 dependent, the factors, the covariates and the weights, as numbers of 8 bytes, one behind the other,
 without a heading. A factor is the number of its level, counted from 0, and -1 without a value; a number
@@ -37,11 +38,11 @@ replaced only when the run succeeds.)help";
 }  // namespace
 
 SpoolCommand::SpoolCommand(CLI::App& app)
-    : command_(app.add_subcommand("spool", kDescription)->group("Commands")),
+    : command_(app.add_subcommand("spool", kSpoolDescription)->group("Commands")),
       data_(*command_, options_.fit.source, options_.fit.where),
       model_(*command_, options_.fit),
       report_(*command_) {
-  command_->footer(kFooter);
+  command_->footer(kSpoolFooter);
   data_.Add();
   data_.AddThreads(options_.fit.threads);
   model_.Add();

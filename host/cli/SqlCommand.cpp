@@ -14,10 +14,10 @@ namespace qvhost {
 
 namespace {
 
-constexpr const char* kDescription = "Write a saved model as SQL that scores in a database.";
-constexpr const char* kGroup = "Output";
+constexpr const char* kSqlDescription = "Write a saved model as SQL that scores in a database.";
+constexpr const char* kOutputGroup = "Output";
 
-constexpr const char* kFooter =
+constexpr const char* kSqlFooter =
     R"help(Prints one SELECT: a linear model gives the column predicted, a logistic one predicted, the most probable
 level, and p_LEVEL for each level. A row is NULL where a value that the model reads is missing, or is a
 level that it does not know. The query needs CASE, arithmetic, exp, count(*) OVER () and what functions
@@ -35,8 +35,8 @@ written as such SQL; 141 when standard output is closed, as by head.)help";
 }  // namespace
 
 SqlCommand::SqlCommand(CLI::App& app)
-    : command_(app.add_subcommand("sql", kDescription)->group("Commands")) {
-  command_->footer(kFooter);
+    : command_(app.add_subcommand("sql", kSqlDescription)->group("Commands")) {
+  command_->footer(kSqlFooter);
   OfferModels(
       command_->add_option("MODEL.pmml", files_, "What 'qvreg fit --save' wrote")->type_name(""));
   command_
@@ -45,18 +45,18 @@ SqlCommand::SqlCommand(CLI::App& app)
                    "schema from its own, double quotes keep it whole")
       ->type_name("NAME")
       ->capture_default_str()
-      ->group(kGroup);
+      ->group(kOutputGroup);
   CLI::Option* const keep = command_
                                 ->add_option("--keep", keep_,
                                              "Columns of the table beside the scores: names with\n"
                                              "commas between them, or all")
                                 ->type_name("COLUMN,...")
                                 ->capture_default_str()
-                                ->group(kGroup);
+                                ->group(kOutputGroup);
   CLI::Option* const out =
       command_->add_option("--out", out_, "Write to this file, not to standard output")
           ->type_name("FILE")
-          ->group(kGroup);
+          ->group(kOutputGroup);
   OfferWords(keep, {"all"});
   OfferFiles(out, {"sql"});
 }
