@@ -1,6 +1,7 @@
 #include "fuzz/CommandFolder.h"
 
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -119,7 +120,7 @@ class Inside {
 
 CommandFolder::CommandFolder() : errors_(dup(STDERR_FILENO)), output_(dup(STDOUT_FILENO)) {
   // What a sanitizer says while standard error is captured would be lost.
-  __sanitizer_set_report_fd(reinterpret_cast<void*>(static_cast<std::intptr_t>(errors_)));
+  __sanitizer_set_report_fd(std::bit_cast<void*>(std::intptr_t{errors_}));
   const Inside inside(folder_.Path());
   fs::create_directory("tmp");
   for (const char* const name : {"TMPDIR", "HOME"}) {
