@@ -48,7 +48,7 @@ bool AreCategoriesCounted(const QvModelContents& contents) {
   const QvSettingsContents& settings = contents.fSettings;
   const std::vector<QvTableContents::Counts>& counts = contents.fTables.fFactorCounts;
   const auto isOfSize = [](int size, const QvTableContents::Counts& list) {
-    return size > 0 && list.size() == static_cast<std::size_t>(size);
+    return list.size() == static_cast<std::size_t>(size);
   };
   return std::equal(settings.fFactorSizes.begin(), settings.fFactorSizes.end(), counts.begin(),
                     counts.end(), isOfSize) &&
