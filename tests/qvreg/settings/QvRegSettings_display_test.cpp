@@ -1,4 +1,6 @@
 // The text of settings whose every value tells which it is.
+#include <string>
+
 #include <gtest/gtest.h>
 
 #include "qvreg/settings/QvRegSettings.h"
@@ -32,6 +34,13 @@ TEST(QvRegSettings, DisplayPrintsEveryValueUnderItsLabel) {
             "Degrees of freedom: 17\n"
             "\nModel Effects:\n"
             "QvRegSettings display end\n");
+}
+
+TEST(QvRegSettings, DisplayShowsTheRecordCountOfTheFirstVariable) {
+  QvRegSettings settings;
+  ASSERT_TRUE(settings.SetRecordCountVar(0));
+  const std::string text = qvtest::OutputOf([&] { settings.Display(); });
+  EXPECT_NE(text.find("\nfRecordCountVar: 0\n"), std::string::npos) << text;
 }
 
 }  // namespace

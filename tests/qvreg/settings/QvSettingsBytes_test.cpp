@@ -196,7 +196,11 @@ TEST(SettingsContents, OfAVariableInTwoRolesAreRefusedWhateverFollows) {
   contents.fCovariates = {contents.fDependent, 4};
   EXPECT_EQ(MakeSettings(contents), nullptr) << "the dependent and a covariate";
   contents = sound;
+  contents.fCovariates = {4, contents.fDependent};
+  EXPECT_EQ(MakeSettings(contents), nullptr) << "a covariate and the dependent";
+  contents = sound;
   contents.fFactorSizes.pop_back();
+  contents.fEffects.clear();
   EXPECT_EQ(MakeSettings(contents), nullptr) << "a factor without categories";
   EXPECT_NE(MakeSettings(sound), nullptr);
 }
