@@ -51,8 +51,8 @@ void QvDesignRow::Setup(const QvFactorTables& tables,
   fbAllColumns = tables.GetModelEffectIndices().empty();
   FindAlike();
   FindPieces();
-  fIndices.assign(effectParameters.size() + 1, 0);
-  fValues.assign(effectParameters.size() + 1, 0.0);
+  fIndices.resize(effectParameters.size() + 1);
+  fValues.resize(effectParameters.size() + 1);
   fCount = 0;
 }
 

@@ -129,7 +129,7 @@ bool QvFactorTables::Update(const double* values, MeanRows& rows) {
   if (!CountFactors(values, w, keep)) return false;
   const int category = HasDependentCounts() ? CountDependent(values, w) : 0;
   if (category < 0) return false;
-  const bool isRecorded = RecordCombinations();
+  RecordCombinations();
   fTotalFreqWeight += w;
   fSampleSize += static_cast<double>(RecordCount(values));
   const double regression = fRegrWeightVar >= 0 ? values[fRegrWeightVar] : 1.0;
@@ -137,28 +137,23 @@ bool QvFactorTables::Update(const double* values, MeanRows& rows) {
   if (HasDependentCounts()) fDependRegrWeights[Index(category)] += w * regression;
   fColumnSizes.MeasureProducts(values);
   const double meanWeight = AddMeanWeight(w, regression);
-  if (!(fMeanWeight > 0.0)) return isRecorded;
+  if (!(fMeanWeight > 0.0)) return true;
   rows.fValues[rows.fCount] = values;
   rows.fWeights[rows.fCount] = meanWeight;
   rows.fTotals[rows.fCount] = fMeanWeight;
   if (++rows.fCount == MeanRows::kMost) MoveMeans(rows);
-  return isRecorded;
+  return true;
 }
 
-bool QvFactorTables::RecordCombinations() {
-  bool isRecorded = true;
+void QvFactorTables::RecordCombinations() {
   for (int e = 0; e < fNEffects; ++e) {
     QvLevelNumbers& numbers = fEffectNumbers[Index(e)];
     int* number = numbers.IsSetUp() ? numbers.Find(fFactorValues) : nullptr;
     if (number != nullptr && *number != QvLevelNumbers::kNone) continue;
     QvHashKey& key = FillKey(e, fFactorValues);
-    if (!UpdateHashtable(fEffectTables[Index(e)].get(), fEffectPairs[Index(e)].get(), key)) {
-      isRecorded = false;
-    } else if (number != nullptr) {
-      *number = 0;
-    }
+    UpdateHashtable(fEffectTables[Index(e)].get(), fEffectPairs[Index(e)].get(), key);
+    if (number != nullptr) *number = 0;
   }
-  return isRecorded;
 }
 
 bool QvFactorTables::Merge(const QvFactorTables& other) {

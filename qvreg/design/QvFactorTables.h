@@ -168,7 +168,7 @@ class QvFactorTables : public QvFactorCounts {
   int NumberCombinations(int localEffect, int first);
   /// The parameter of these category indices, -1 where the combination never occurred.
   [[nodiscard]] int FindParameter(int localEffect, const std::vector<int>& factorValues) const;
-  bool RecordCombinations();
+  void RecordCombinations();
   /// Adds a record's weights to the sum that the means are over; returns the product of the two in
   /// units of fMeanUnit.
   double AddMeanWeight(double frequency, double regression);

@@ -113,7 +113,7 @@ void QvPivotSweep::PackInverse() {
 
 double QvPivotSweep::FindCorrection() {
   const std::size_t n = fKept.size();
-  fCorrection.assign(n, 0.0);
+  fCorrection.resize(n);
   fScaled.resize(n);
   for (std::size_t i = 0; i < n; ++i) fScaled[i] = fScale * fGradient[i];
   for (std::size_t i = 0; i < n; ++i) {
