@@ -120,6 +120,21 @@ TEST_F(QvDesignRowTest, SetUpAnewHoldsNothing) {
   EXPECT_EQ(Dense(), std::vector<double>(7, 0.0));
 }
 
+TEST(QvDesignRow, SetUpAnewWritesTheColumnsOfTheNewEffectsOnly) {
+  QvFactorTables tables({}, {}, kNone, kNone, 0, 0, kNone, 0.0, QvConst::QvOffsetNone);
+  QvDesignRow row;
+  row.Setup(tables, {ParameterOf({}), ParameterOf({{kX, 1}}), ParameterOf({{kZ, 1}})}, {kX, kZ},
+            {0, 1});
+  const std::vector<double> values{3, 5};
+  std::vector<double> columns(3, -7.0);
+  row.ExpandAll(values.data(), columns.data());
+  EXPECT_EQ(columns, (std::vector<double>{1, 3, 5}));
+  row.Setup(tables, {ParameterOf({{kZ, 1}})}, {kX, kZ}, {0, 1});
+  columns.assign(3, -7.0);
+  row.ExpandAll(values.data(), columns.data());
+  EXPECT_EQ(columns, (std::vector<double>{5, -7, -7}));
+}
+
 TEST_F(QvDesignRowTest, ReadsEachCovariateAtItsPosition) {
   // A stored row: x behind z, neither at its place in a record.
   row_.Setup(tables_, Effects(), {kZ, kX}, {3, 4});

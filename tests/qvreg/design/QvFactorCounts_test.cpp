@@ -233,6 +233,13 @@ TEST(QvFactorCounts, DisplayPrintsEveryField) {
        "QvFactorCounts display end\n"}));
 }
 
+TEST(QvFactorCounts, DisplayPrintsEveryDigitOfACount) {
+  QvFactorCounts counts = TwoFactors(2);
+  counts.SetRecordCountVar(3);
+  counts.Update(MakeRecord({0, 0, 12345678.5, 87654321}));
+  EXPECT_TRUE(HoldsInOrder(CapturedDisplay(counts), {": 12345678.5 0 0\n", ": 87654321 0 0\n"}));
+}
+
 TEST(QvFactorCounts, DisplaySaysWhenTheDependentIsNotCounted) {
   EXPECT_TRUE(
       HoldsInOrder(CapturedDisplay(TwoFactors()),

@@ -108,8 +108,8 @@ TEST(QvFactorTables, AWeightOfZeroDoesNotDecideInWhatUnitsOthersAreSummed) {
   tables.SetModelEffectFactors({{}}, {});
   tables.SetCovariates({kX});
   tables.SetRegrWeightVar(kRegrWeight);
-  tables.UpdateAll(MakeRecord({0, 0, 7.0, 0.0, 1e308}));
   tables.UpdateAll(MakeRecord({0, 0, 1.0, 1.0, 1e-15}));
+  tables.UpdateAll(MakeRecord({0, 0, 7.0, 0.0, 1e308}));
   tables.UpdateAll(MakeRecord({0, 0, 5.0, 1.0, 3e-15}));
   EXPECT_DOUBLE_EQ(tables.GetCovariateMeans()[0], 4.0);  // (1 x 1 + 3 x 5) / 4
 }
@@ -154,6 +154,16 @@ TEST(QvFactorTables, MeansOfPartsWhoseWeightsDifferInSizeAreThoseOfAll) {
     ASSERT_TRUE(first.Merge(further));
     EXPECT_EQ(first.GetCovariateMeans()[0], 6.0);
   }
+}
+
+TEST(QvFactorTables, NewCovariatesReplaceTheOld) {
+  QvFactorTables tables = Means(kNone);
+  tables.SetModelEffectFactors({{}}, {});
+  tables.SetCovariates({kX});
+  tables.SetCovariates({kWeight});
+  tables.UpdateAll(MakeRecord({0, 0, 8.0, 1.0}));
+  tables.UpdateAll(MakeRecord({0, 0, 8.0, 2.0}));
+  EXPECT_EQ(tables.GetCovariateMeans(), std::vector<double>{1.5});
 }
 
 TEST(QvFactorTables, RecordsTogetherCountWithTheirWeights) {

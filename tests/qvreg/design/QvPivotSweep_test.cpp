@@ -1,6 +1,7 @@
 #include "qvreg/design/QvPivotSweep.h"
 
 #include <cmath>
+#include <cstddef>
 #include <random>
 #include <vector>
 
@@ -176,6 +177,47 @@ TEST(QvPivotSweep, WithToleranceZeroDropsWhatOnlyRoundingLeaves) {
   QvCancelInfo cancel;
   EXPECT_TRUE(QvPivotSweep(matrix, 1.0, 0.0).Run(3, 3, 0.0, kept, cancel).IsOK());
   EXPECT_EQ(kept.Count(), 2);
+}
+
+/// The products of 1, x, x^2, x^3 and (x - 105)^3 = x^3 - 315 x^2 + 33075 x - 1157625, for x from
+/// 100 to 110, where the powers are nearly the same.
+QvSymMatrix CubicProducts() {
+  QvSymMatrix matrix(5);
+  EXPECT_TRUE(matrix.StartCompensation());
+  for (int x = 100; x <= 110; ++x) {
+    const double number = x;
+    const double centred = number - 105.0;
+    matrix.UpdateXX(
+        {1.0, number, number * number, number * number * number, centred * centred * centred}, 1.0);
+  }
+  return matrix;
+}
+
+const std::vector<double> kCubic{-1157625.0, 33075.0, -315.0, 1.0};
+
+TEST(QvPivotSweep, TellsHowACubicDependsOnPowersThatAreNearlyTheSame) {
+  QvSymMatrix matrix = CubicProducts();
+  QvBitSet kept;
+  QvCancelInfo cancel;
+  QvPivotSweep sweep(matrix, 1.0, 0.0);
+  ASSERT_TRUE(sweep.Run(5, 5, 0.0, kept, cancel).IsOK());
+  ASSERT_EQ(kept.Count(), 4);
+  std::vector<double> combination;
+  ASSERT_TRUE(sweep.TakeRedundant().Get(4, 5, combination));
+  for (std::size_t j = 0; j < kCubic.size(); ++j) {
+    EXPECT_NEAR(combination[j], kCubic[j], 1e-9 * std::abs(kCubic[j])) << j;
+  }
+}
+
+TEST(QvPivotSweep, FindsTheCoefficientsOfACubicToTheLastDigits) {
+  QvSymMatrix matrix = CubicProducts();
+  QvBitSet kept;
+  QvCancelInfo cancel;
+  ASSERT_TRUE(QvPivotSweep(matrix, 1.0, 0.0).Run(4, 5, 0.0, kept, cancel).IsOK());
+  ASSERT_EQ(kept.Count(), 4);
+  for (std::size_t j = 0; j < kCubic.size(); ++j) {
+    EXPECT_NEAR(matrix.GetElem(4, static_cast<int>(j)), kCubic[j], 1e-12 * std::abs(kCubic[j]));
+  }
 }
 
 TEST(QvPivotSweep, FindsIndicatorsThatAddUpToTheInterceptWithoutFactors) {

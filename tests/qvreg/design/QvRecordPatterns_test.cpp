@@ -148,6 +148,25 @@ TEST_P(RecordPatternsTest, GiveTheValuesRowByRow) {
 
 INSTANTIATE_TEST_SUITE_P(Levels, RecordPatternsTest, ::testing::Values(2, 100000));
 
+TEST(RecordPatterns, OfCodesThatStartAtOneAreThoseOfTheirLevels) {
+  QvFactorTables tables({kA}, {2}, -1, -1, 0, 1, -1, 0.0, QvConst::QvOffsetNone);
+  tables.SetModelEffectFactors({{kA}}, {kA});
+  const Rows rows{{1}, {2}, {0}, {3}};
+  for (const std::size_t r : {0U, 1U}) ASSERT_TRUE(tables.UpdateAll(MakeRecord(rows[r])));
+  tables.CreateParameterIndices();
+  QvDesignRow row;
+  row.Setup(tables, {QvRegrParameter()}, {}, {});
+  const Ints numbers{0, 1};
+  QvRecordPatterns patterns;
+  patterns.SetUp(row, tables, numbers, kMany);
+  std::vector<const double*> records;
+  for (const Doubles& each : rows) records.push_back(each.data());
+  Ints found(rows.size(), -7);
+  EXPECT_EQ(patterns.Find(records, found.data()), rows.size());
+  EXPECT_EQ(found, (Ints{0, 1, kNone, kNone}));
+  EXPECT_EQ(patterns.GetColumns(1).front(), 1);
+}
+
 TEST(RecordPatterns, WithoutFactorsThereIsOne) {
   QvFactorTables tables({}, {}, -1, -1, 0, 0, -1, 0.0, QvConst::QvOffsetNone);
   tables.SetModelEffectFactors({{}}, {});
