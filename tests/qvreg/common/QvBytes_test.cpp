@@ -95,6 +95,78 @@ TEST(QvByteReader, RefusesNumbersOutOfRange) {
   EXPECT_TRUE(booleans.HasFailed());
 }
 
+TEST(QvByteReader, TakesNumbersUpToTheEndsOfARange) {
+  for (const int value : {-3, 0, 10}) {
+    QvByteWriter writer;
+    writer.PutInt(value);
+    QvByteReader reader(writer.GetBytes());
+    EXPECT_EQ(reader.GetIntWithin(-3, 10), value);
+    EXPECT_FALSE(reader.HasFailed());
+  }
+  QvByteWriter writer;
+  writer.PutInt(-4);
+  QvByteReader reader(writer.GetBytes());
+  EXPECT_EQ(reader.GetIntWithin(-3, 10), 0);
+  EXPECT_TRUE(reader.HasFailed());
+}
+
+TEST(QvByteReader, TakesSumsToWhichAnotherCanBeAdded) {
+  constexpr std::int64_t kMost = (std::int64_t{1} << 62) - 1;
+  for (const std::int64_t total : {std::int64_t{0}, kMost}) {
+    QvByteWriter writer;
+    writer.PutInt(total);
+    QvByteReader reader(writer.GetBytes());
+    EXPECT_EQ(reader.GetTotal(), total);
+    EXPECT_TRUE(reader.IsAtEnd());
+  }
+  for (const std::int64_t total : {std::int64_t{-1}, kMost + 1, kLeast}) {
+    QvByteWriter writer;
+    writer.PutInt(total);
+    QvByteReader reader(writer.GetBytes());
+    EXPECT_EQ(reader.GetTotal(), 0);
+    EXPECT_TRUE(reader.HasFailed());
+  }
+}
+
+TEST(QvByteReader, TakesAsManyDoublesAndFlagsAsItIsToldOf) {
+  QvByteWriter writer;
+  for (const double value : {1.5, -2.5, 3.5}) writer.PutDouble(value);
+  for (const bool flag : {true, false, true}) writer.PutBool(flag);
+  const QvBytes bytes = writer.TakeBytes();
+  QvByteReader reader(bytes);
+  EXPECT_EQ(reader.GetDoubles(3), (std::vector<double>{1.5, -2.5, 3.5}));
+  EXPECT_EQ(reader.GetFlags(3), (std::vector<bool>{true, false, true}));
+  EXPECT_TRUE(reader.IsAtEnd());
+  // One more than there are of either, and none.
+  QvByteReader doubles(std::span<const unsigned char>(bytes).first(24));
+  EXPECT_TRUE(doubles.GetDoubles(4).empty());
+  EXPECT_TRUE(doubles.HasFailed());
+  QvByteReader flags(std::span<const unsigned char>(bytes).last(3));
+  EXPECT_TRUE(flags.GetFlags(4).empty());
+  EXPECT_TRUE(flags.HasFailed());
+  QvByteReader nothing(bytes);
+  EXPECT_TRUE(nothing.GetDoubles(0).empty());
+  EXPECT_TRUE(nothing.GetFlags(0).empty());
+  EXPECT_EQ(nothing.GetDouble(), 1.5);
+}
+
+TEST(QvByteReader, FillsDoublesOfAsManyPlaces) {
+  QvByteWriter writer;
+  writer.PutDoubles(std::vector<double>{1.5, -2.5});
+  std::vector<double> two(2);
+  QvByteReader reader(writer.GetBytes());
+  reader.GetDoublesInto(two);
+  EXPECT_EQ(two, (std::vector<double>{1.5, -2.5}));
+  EXPECT_TRUE(reader.IsAtEnd());
+  for (const std::size_t places : {std::size_t{1}, std::size_t{3}}) {
+    std::vector<double> others(places, 7.0);
+    QvByteReader another(writer.GetBytes());
+    another.GetDoublesInto(others);
+    EXPECT_TRUE(another.HasFailed());
+    EXPECT_EQ(others, std::vector<double>(places, 7.0));
+  }
+}
+
 TEST(QvByteReader, AllocatesNoMoreThanThereAreBytes) {
   for (const std::uint64_t count : {std::uint64_t{4}, std::uint64_t{1} << 40, ~std::uint64_t{0}}) {
     QvByteWriter writer;

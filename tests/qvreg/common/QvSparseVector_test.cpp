@@ -49,6 +49,71 @@ TEST(QvSparseVector, IsValidWithEqualLengthsAndIndicesFromZeroOn) {
   EXPECT_FALSE(QvSparseVector(negative, two).IsValid());
 }
 
+TEST(QvSparseVector, IsValidBelowABoundThatNoIndexReaches) {
+  const Ints none;
+  const Ints indices = {3, 0};
+  const Ints negative = {0, -1};
+  const Vector noValues;
+  const Vector one = {1};
+  const Vector two = {1, 2};
+  EXPECT_TRUE(QvSparseVector(none, noValues).IsValidBelow(0));
+  EXPECT_TRUE(QvSparseVector(indices, two).IsValidBelow(4));
+  EXPECT_FALSE(QvSparseVector(indices, two).IsValidBelow(3));
+  EXPECT_FALSE(QvSparseVector(negative, two).IsValidBelow(4));
+  EXPECT_FALSE(QvSparseVector(indices, one).IsValidBelow(4));
+  EXPECT_FALSE(QvSparseVector(none, one).IsValidBelow(4));
+}
+
+TEST(QvSparseVector, IsDenseWithEveryIndexInItsPlace) {
+  const Ints none;
+  const Ints indices = {0, 1, 2};
+  const Ints swapped = {0, 2, 1};
+  const Ints late = {1, 2, 3};
+  const Vector noValues;
+  const Vector two = {1, 2};
+  const Vector three = {1, 2, 3};
+  EXPECT_TRUE(QvSparseVector(none, noValues).IsDense(0));
+  EXPECT_TRUE(QvSparseVector(indices, three).IsDense(3));
+  EXPECT_FALSE(QvSparseVector(indices, three).IsDense(2));
+  EXPECT_FALSE(QvSparseVector(indices, three).IsDense(4));
+  EXPECT_FALSE(QvSparseVector(indices, three).IsDense(-1));
+  EXPECT_FALSE(QvSparseVector(indices, two).IsDense(3));
+  EXPECT_FALSE(QvSparseVector(swapped, three).IsDense(3));
+  EXPECT_FALSE(QvSparseVector(late, three).IsDense(3));
+}
+
+TEST(QvSparseVector, PredictorsOfADenseRowAreThoseOfItsPlaces) {
+  // Rows of every length around four, which are summed side by side: 1^2 + ... + n^2, twice.
+  for (int n = 1; n <= 13; ++n) {
+    Ints indices;
+    Vector values;
+    for (int k = 0; k < n; ++k) {
+      indices.push_back(k);
+      values.push_back(k + 1);
+    }
+    Vector beta = values;
+    for (const double value : values) beta.push_back(-2.0 * value);
+    const double square = n * (n + 1) * (2 * n + 1) / 6;
+    const QvSparseVector row(indices, values);
+    for (const bool isDense : {true, false}) {
+      Vector predictors(3, 7.0);
+      ASSERT_TRUE(row.ComputePredictors(beta, n, isDense, predictors));
+      EXPECT_EQ(predictors, (Vector{square, -2.0 * square, 0.0})) << n;
+    }
+    EXPECT_EQ(row.InnerProductWithPart(beta, n), -2.0 * square) << n;
+  }
+}
+
+TEST(QvSparseVector, OneOfTwoCategoriesHasWhatTheOtherLeaves) {
+  for (const double predictor : {-3.0, -0.5, 0.0, 0.5, 3.0}) {
+    const Logit logit = LogitOf({predictor});
+    ASSERT_TRUE(logit.ok);
+    EXPECT_DOUBLE_EQ(logit.probabilities[0], 1.0 / (1.0 + std::exp(-predictor)));
+    EXPECT_DOUBLE_EQ(logit.probabilities[1], 1.0 / (1.0 + std::exp(predictor)));
+    EXPECT_NEAR(logit.logReference, -std::log1p(std::exp(predictor)), 1e-15);
+  }
+}
+
 TEST(QvSparseVector, InnerProductUsesThePartBehindTheOffset) {
   const Ints indices = {2, 0};
   const Vector values = {3, 10};

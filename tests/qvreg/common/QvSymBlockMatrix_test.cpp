@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "qvreg/common/QvBytes.h"
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/CapturedOutput.h"
 #include "tests/qvreg/support/DenseMatrix.h"
@@ -65,6 +66,34 @@ TEST(QvSymBlockMatrix, AddRefusesAnotherOrder) {
   QvSymMatrix other = qvtest::SymMatrixOf({{1}, {2, 3}});
   EXPECT_FALSE(TwoByTwo().AddToSymMatrix(other));
   EXPECT_EQ(LowerRows(other), (Rows{{1}, {2, 3}}));
+}
+
+TEST(QvSymBlockMatrix, AddsAnotherBlockByBlock) {
+  QvSymBlockMatrix sum = TwoByTwo();
+  sum.Add(TwoByTwo());
+  EXPECT_EQ(WholeOf(sum), (Rows{{2}, {4, 6}, {8, 10, 14}, {10, 12, 16, 18}}));
+  QvSymMatrix kept = qvtest::SymMatrixOf({{0}, {0, 0}, {0, 0, 0}, {0, 0, 0, 0}});
+  EXPECT_TRUE(sum.AddToSymMatrix(kept));
+  EXPECT_EQ(LowerRows(kept), WholeOf(sum));
+}
+
+TEST(QvSymBlockMatrix, ComesBackFromItsBytesInTheSameShape) {
+  QvByteWriter writer;
+  TwoByTwo().Write(writer);
+  const QvBytes bytes = writer.TakeBytes();
+  QvSymBlockMatrix read;
+  ASSERT_TRUE(read.SetNRows(2, 2));
+  QvByteReader reader(bytes);
+  read.Read(reader);
+  EXPECT_TRUE(reader.IsAtEnd());
+  EXPECT_EQ(WholeOf(read), WholeOf(TwoByTwo()));
+  for (const auto& [rows, order] : {std::pair(2, 3), std::pair(3, 2), std::pair(1, 2)}) {
+    QvSymBlockMatrix other;
+    ASSERT_TRUE(other.SetNRows(rows, order));
+    QvByteReader again(bytes);
+    other.Read(again);
+    EXPECT_FALSE(again.IsAtEnd());
+  }
 }
 
 TEST(QvSymBlockMatrix, CopyReplacesAMatrixOfAnotherOrder) {
