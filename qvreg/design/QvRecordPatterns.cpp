@@ -46,10 +46,8 @@ void QvRecordPatterns::Reserve(std::size_t nEffects) {
 }
 
 void QvRecordPatterns::Clear() {
-  while (!fUsedIndices.empty()) {
-    fNumbers.At(fUsedIndices.back()) = QvLevelNumbers::kNone;
-    fUsedIndices.pop_back();
-  }
+  for (const std::size_t index : fUsedIndices) fNumbers.At(index) = QvLevelNumbers::kNone;
+  fUsedIndices.clear();
   if (!fNumbers.IsSetUp()) fKeys = QvCommon::QvKeyNumbers(static_cast<int>(fLevels.size()));
   // What the first pattern will overwrite may stay.
   fBegins.assign(1, 0);

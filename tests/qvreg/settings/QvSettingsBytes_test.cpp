@@ -178,16 +178,25 @@ TEST(SettingsContents, AreReadOverThoseOfOtherSettings) {
 }
 
 TEST(SettingsContents, OfFactorsThatNoEffectHasAreRefused) {
-  EXPECT_NE(MakeSettings(WithEffect({.fFactors = {1, 2}, .fLevels = {1, 0}})), nullptr);
-  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1}, .fLevels = {1}})), nullptr) << "in no other";
-  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1, 2}, .fLevels = {5, 0}})), nullptr);
-  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1, 1}, .fLevels = {0, 0}})), nullptr) << "twice";
-  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1, 1, 2}, .fLevels = {0, 0, 0}})), nullptr);
-  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1, 2}, .fLevels = {0}})), nullptr) << "no level";
+  EXPECT_NE(MakeSettings(WithEffect({.fFactors = {1, 2}, .fLevels = {1, 0}, .fCovariates = {}})),
+            nullptr);
+  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1}, .fLevels = {1}, .fCovariates = {}})), nullptr)
+      << "in no other";
+  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1, 2}, .fLevels = {5, 0}, .fCovariates = {}})),
+            nullptr);
+  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1, 1}, .fLevels = {0, 0}, .fCovariates = {}})),
+            nullptr)
+      << "twice";
+  EXPECT_EQ(
+      MakeSettings(WithEffect({.fFactors = {1, 1, 2}, .fLevels = {0, 0, 0}, .fCovariates = {}})),
+      nullptr);
+  EXPECT_EQ(MakeSettings(WithEffect({.fFactors = {1, 2}, .fLevels = {0}, .fCovariates = {}})),
+            nullptr)
+      << "no level";
 }
 
 TEST(SettingsContents, OfAVariableInTwoRolesAreRefusedWhateverFollows) {
-  const QvSettingsContents sound = WithEffect({.fFactors = {2}, .fLevels = {0}});
+  const QvSettingsContents sound = WithEffect({.fFactors = {2}, .fLevels = {0}, .fCovariates = {}});
   QvSettingsContents contents = sound;
   contents.fFactors[0] = contents.fDependent;
   contents.fRoles[1] = QvConst::QvVarNone;
