@@ -21,6 +21,7 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/common/Constants.h"
+#include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvStatusCodes.h"
 #include "qvreg/factory/QvRegFactory.h"
 #include "qvreg/glm/QvGLMOutputStats.h"
