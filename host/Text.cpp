@@ -153,6 +153,15 @@ void CutText(std::string& text, std::size_t length) {
   text += "…";
 }
 
+void CutMiddle(std::string& text, std::size_t length) {
+  if (text.size() <= length) return;
+  std::size_t end = text.size() - length / 2;
+  while (end < text.size() && !DecodeUtf8(text, end).valid) ++end;
+  const std::string rest = text.substr(end);
+  CutText(text, length / 2);
+  text += rest;
+}
+
 CodePoint DecodeUtf8(std::string_view text, std::size_t at) {
   const auto first = static_cast<unsigned char>(text[at]);
   if (first < 0x80) return {first, 1, true};

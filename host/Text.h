@@ -41,6 +41,10 @@ namespace qvhost {
 /// Cuts a text of UTF-8 that is longer than `length` bytes after a whole character, and adds `…`.
 void CutText(std::string& text, std::size_t length);
 
+/// Puts `…` in place of the middle of a text of UTF-8 that is longer than `length` bytes: of that
+/// many the first and the last half stay, as whole characters.
+void CutMiddle(std::string& text, std::size_t length);
+
 /// One code point of a UTF-8 text.
 struct CodePoint {
   char32_t value = 0;

@@ -16,8 +16,8 @@
 #include <fmt/format.h>
 
 #include "host/Error.h"
-#include "host/LongText.h"
 #include "host/Terminal.h"
+#include "host/Text.h"
 #include "host/cli/Commands.h"
 #include "host/cli/HelpFormatter.h"
 #include "host/cli/StandardStreams.h"

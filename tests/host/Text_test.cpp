@@ -1,5 +1,6 @@
 #include "host/Text.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -108,6 +109,21 @@ TEST(CutText, CutsAfterAWholeCharacter) {
   text = "日本";
   CutText(text, 2);
   EXPECT_EQ(text, "…");
+}
+
+std::string WithoutMiddle(std::string text, std::size_t length) {
+  CutMiddle(text, length);
+  return text;
+}
+
+TEST(CutMiddle, LeavesShortTexts) { EXPECT_EQ(WithoutMiddle("abcdef", 6), "abcdef"); }
+
+TEST(CutMiddle, LeavesBothEnds) { EXPECT_EQ(WithoutMiddle("abcdefg", 6), "abc…efg"); }
+
+TEST(CutMiddle, LeavesWholeCharacters) {
+  EXPECT_EQ(WithoutMiddle("aé日本z", 8), "aé…本z");
+  EXPECT_EQ(WithoutMiddle("aé日本z", 6), "aé…z");
+  EXPECT_EQ(WithoutMiddle("日本", 2), "…");
 }
 
 TEST(ShellWord, IsQuotedWhereAShellWouldReadIt) {
