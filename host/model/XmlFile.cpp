@@ -125,6 +125,22 @@ void CheckText(const std::string& file, std::string_view text) {
   }
 }
 
+/// Says of a text that names by its number what may not stand in it, as `&#8;` does.
+void CheckReferences(const std::string& file, pugi::xml_document& document) {
+  struct Walker : pugi::xml_tree_walker {
+    bool for_each(pugi::xml_node& node) override {
+      return IsXmlText(node.value()) &&
+             std::ranges::all_of(node.attributes(), [](const pugi::xml_attribute& attribute) {
+               return IsXmlText(attribute.value());
+             });
+    }
+  };
+  Walker walker;
+  if (!document.traverse(walker)) {
+    Refuse(file, "names a control character by its number, which no text has");
+  }
+}
+
 }  // namespace
 
 bool IsXmlText(std::string_view text) { return FindUnreadable(text) == std::string_view::npos; }
@@ -152,6 +168,7 @@ XmlFile::XmlFile(const std::string& file) : text_(ReadFile(file, "a saved model"
                              result.offset + static_cast<std::ptrdiff_t>(mark) + 1,
                              result.description()));
   }
+  CheckReferences(file, document_);
 }
 
 }  // namespace qvhost

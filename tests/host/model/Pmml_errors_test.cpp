@@ -244,6 +244,16 @@ TEST_F(WrongModel, OtherBytes) {
   EXPECT_EQ(FaultOf("\xFF\xFE<\0P\0"), "'FILE' is no XML" + sentence);
 }
 
+TEST_F(WrongModel, AControlCharacterByItsNumber) {
+  constexpr const char* kControl =
+      "'FILE' names a control character by its number, which no text has; name what 'qvreg fit "
+      "--save' wrote.";
+  EXPECT_EQ(FaultOf(With("name=\"g\"", "name=\"&#8;\"")), kControl);
+  EXPECT_EQ(FaultOf(With("</Header>", "<Annotation>&#xFFFF;</Annotation></Header>")), kControl);
+  EXPECT_EQ(FaultOf("<a>&#9;&#10;&#13;</a>"),
+            "'FILE' is no PMML: its root is the element 'a'; name what 'qvreg fit --save' wrote.");
+}
+
 TEST_F(WrongModel, MoreThanOneDocument) {
   EXPECT_EQ(FaultOf(Right() + "<PMML/>"),
             "'FILE' holds more than one document; name what 'qvreg fit --save' wrote.");
