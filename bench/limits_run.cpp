@@ -19,18 +19,8 @@
 #include "bench/RunReport.h"
 #include "bench/Stopwatch.h"
 
+namespace qvbench {
 namespace {
-
-using qvbench::Component;
-using qvbench::EstimatesOf;
-using qvbench::Expect;
-using qvbench::MakeComponent;
-using qvbench::MakeSettings;
-using qvbench::Results;
-using qvbench::ResultsOf;
-using qvbench::Settings;
-using qvbench::Source;
-using qvbench::Succeed;
 
 /// Ten more than an int can count.
 constexpr std::int64_t kMany = (std::int64_t{1} << 31) + 10;
@@ -252,7 +242,7 @@ bool PutRecord(std::FILE* file, std::int64_t record, double x, double y) {
 }
 
 void MakeFile(const std::string& path) {
-  const qvbench::File file(std::fopen(path.c_str(), "wb"), &std::fclose);
+  const File file(std::fopen(path.c_str(), "wb"), &std::fclose);
   Expect(file != nullptr, "the file cannot be made");
   bool isWritten = true;
   // A few at the start, about 4 GiB, and at the end.
@@ -298,7 +288,7 @@ bool Run(const std::vector<std::string>& words) {
   const bool isLogistic = words.size() > 1 && words[1] == "logistic";
   const bool isModel = isLogistic || (words.size() > 1 && words[1] == "linear");
   const auto number = [&](std::size_t i) {
-    return words.size() > i ? qvbench::PositiveArgument(words[i].c_str()) : -1;
+    return words.size() > i ? PositiveArgument(words[i].c_str()) : -1;
   };
   if (words[0] == "records" && isModel) {
     FitMadeRecords(number(2) > 0 ? number(2) : kMany, isLogistic);
@@ -319,11 +309,12 @@ bool Run(const std::vector<std::string>& words) {
 }
 
 }  // namespace
+}  // namespace qvbench
 
 int main(int argc, char** argv) {
   const qvbench::Stopwatch watch;
   const std::vector<std::string> words(argv + 1, argv + argc);
-  if (words.empty() || !Run(words)) return PrintUsage();
+  if (words.empty() || !qvbench::Run(words)) return qvbench::PrintUsage();
   const qvbench::Elapsed whole = watch.Now();
   std::printf("  right after            %8.3f s %8.3f s cpu\n", whole.wall, whole.cpu);
   qvbench::PrintPeakMemory();

@@ -18,17 +18,8 @@
 #include "bench/CModel.h"
 #include "bench/UniformNumbers.h"
 
+namespace qvbench {
 namespace {
-
-using qvbench::Component;
-using qvbench::Expect;
-using qvbench::MakeComponent;
-using qvbench::MakeSettings;
-using qvbench::Results;
-using qvbench::ResultsOf;
-using qvbench::Settings;
-using qvbench::Source;
-using qvbench::Succeed;
 
 constexpr std::size_t kRecords = 500;
 constexpr std::size_t kScoredOf = 25;  ///< One in so many records is scored.
@@ -52,7 +43,7 @@ double ResidentBytes() {
 }
 
 std::vector<double> MakeTable() {
-  qvbench::UniformNumbers numbers;
+  UniformNumbers numbers;
   std::vector<double> table;
   for (std::size_t i = 0; i < kRecords; ++i) {
     const double x1 = numbers.Next();
@@ -128,7 +119,7 @@ class Work {
     qvreg_source* source = onThreads ? nullptr : source_.get();
     Succeed(qvreg_component_build(component.get(), source, &error), error);
     const Results results = ResultsOf(component);
-    digest.Add(qvbench::EstimatesOf(results));
+    digest.Add(EstimatesOf(results));
     AddScores(component.get(), digest);
     qvreg_bytes* bytes = nullptr;
     Succeed(qvreg_component_write(component.get(), &bytes, &error), error);
@@ -234,13 +225,14 @@ void SoakThreads(int seconds) {
 }
 
 }  // namespace
+}  // namespace qvbench
 
 int main(int argc, char** argv) {
   const long number = argc == 3 ? qvbench::PositiveArgument(argv[2]) : -1;
   if (number > 0 && std::strcmp(argv[1], "fits") == 0) {
-    SoakFits(static_cast<int>(number));
+    qvbench::SoakFits(static_cast<int>(number));
   } else if (number > 0 && std::strcmp(argv[1], "threads") == 0) {
-    SoakThreads(static_cast<int>(number));
+    qvbench::SoakThreads(static_cast<int>(number));
   } else {
     std::fprintf(stderr, "usage: bench_soak_run fits COUNT | threads SECONDS\n");
     return 2;
