@@ -5,7 +5,7 @@ from collections import Counter, defaultdict
 from dataclasses import dataclass, field
 
 import numpy
-from scipy.optimize import linprog
+from scipy.optimize import linprog, lsq_linear
 
 import bounds
 import exact
@@ -380,4 +380,14 @@ def separates(design, codes, classes):
                          bounds=[(None if most is None else -most, most)] * q + [(0, 1)] * count)
         if solved.status == 0:
             return -solved.fun > 0.5
+    # The theorem of the alternative (Stiemke 1915): there is no such direction if, and only if, positive multiples
+    # of all gains sum to 0. What is left of the sum that is nearest to 0 is such a direction.
+    whole = gains.sum(axis=0)
+    multiples = lsq_linear(gains.T, -whole, bounds=(0, 1e3), method="bvls", max_iter=5000).x
+    rest = gains.T @ multiples + whole
+    if numpy.linalg.norm(rest) < 1e-9 * max(1.0, float(numpy.linalg.norm(whole))):
+        return False
+    moved = gains @ rest
+    if moved.min() > -1e-9 * moved.max():
+        return True
     return None
