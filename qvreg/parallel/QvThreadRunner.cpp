@@ -82,7 +82,7 @@ class QvThreadRunner::Pool {
   void Join(int part, Sums sums);
   /// Allocates nothing.
   void Fail(const Failure& failure) noexcept;
-  /// No further part is wanted.
+  /// No further part is wanted: the threads that run one end, and tell those that wait.
   void StopAll() noexcept;
   /// Starts the threads of a pass, as many as can be; runs it here where that is none.
   void StartThreads(std::vector<std::thread>& threads, const QvPassRequest& request);
@@ -115,10 +115,9 @@ int QvThreadRunner::Pool::ThreadsWithinMemory(const QvPassRequest& request) {
   if (wanted == 1) return 1;
   QvPassProcessor& processor = fWorkers.front()->fProcessor;
   if (processor.Prepare(request).IsError()) return 1;
-  const auto size =
-      static_cast<long long>(std::max(processor.MakeSums()->GetSize(), std::size_t{1}));
+  const auto size = static_cast<long long>(processor.MakeSums()->GetSize());
   int threads = wanted;
-  while (threads > 1 && fMemoryBound / size < MostSums(threads)) --threads;
+  while (threads > 1 && size * MostSums(threads) > fMemoryBound) --threads;
   return threads;
 }
 
@@ -132,9 +131,6 @@ void QvThreadRunner::Pool::Start(const QvPassRequest& request) {
   while (fWorkers.size() < Index(fNRunning)) fWorkers.push_back(std::make_unique<Worker>(*this));
   fNextPart = 0;
   fNSums = 0;
-  fNThreadsLeft = 0;
-  fReady.clear();
-  fFailure = {};
 }
 
 int QvThreadRunner::Pool::ClaimPart() {
@@ -150,15 +146,13 @@ int QvThreadRunner::Pool::ClaimPart() {
 void QvThreadRunner::Pool::Fail(const Failure& failure) noexcept {
   const std::lock_guard lock(fLock);
   if (fFailure.part < 0 || failure.part < fFailure.part) fFailure = failure;
+  // The thread finds no part after this one, and tells the others as it ends.
   fFirstUnwanted = std::min(fFirstUnwanted.load(), failure.part);
-  --fNSums;
-  fChanged.notify_all();
 }
 
 void QvThreadRunner::Pool::StopAll() noexcept {
   const std::lock_guard lock(fLock);
   fFirstUnwanted = 0;
-  fChanged.notify_all();
 }
 
 void QvThreadRunner::Pool::Join(int part, Sums sums) {
@@ -216,7 +210,7 @@ void QvThreadRunner::Pool::Work(Worker& worker, const QvPassRequest& request) {
     try {
       RunPart(worker, part);
     } catch (...) {
-      Fail({part, {QvStatusCode::kRecordMissing, false}, std::current_exception()});
+      Fail({part, {}, std::current_exception()});
     }
   }
   const std::lock_guard lock(fLock);
@@ -254,7 +248,7 @@ void QvThreadRunner::Pool::StartThreads(std::vector<std::thread>& threads,
 
 QvStatus QvThreadRunner::Pool::Run(const QvBytes& request, QvCancelInfo& cancel, QvBytes& answer) {
   QvPassRequest unpacked;
-  QvStatus status = ReadRequest(request, unpacked);
+  const QvStatus status = ReadRequest(request, unpacked);
   if (status.IsError()) return status;
   Start(unpacked);
 
@@ -269,14 +263,16 @@ QvStatus QvThreadRunner::Pool::Run(const QvBytes& request, QvCancelInfo& cancel,
     StopAll();
   }
   for (std::thread& thread : threads) thread.join();
+  // However the pass ended, nothing of it stays for the next.
+  const std::map<Node, Sums> ready = std::exchange(fReady, {});
+  const Failure failure = std::exchange(fFailure, {});
   if (thrown != nullptr) std::rethrow_exception(thrown);
 
   if (cancel.IsFlagSet()) return {QvStatusCode::kCancelled, false};
-  if (fFailure.exception != nullptr) std::rethrow_exception(std::exchange(fFailure.exception, {}));
-  status = fFailure.status;
+  if (failure.exception != nullptr) std::rethrow_exception(failure.exception);
   // Whole where nothing failed: the root of the tree.
-  answer = WriteAnswer(unpacked, status, status.IsError() ? nullptr : fReady.begin()->second.get());
-  fReady.clear();
+  const IQvPassSums* sums = failure.status.IsError() ? nullptr : ready.begin()->second.get();
+  answer = WriteAnswer(unpacked, failure.status, sums);
   return {};
 }
 

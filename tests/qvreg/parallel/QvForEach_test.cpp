@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/qvreg/support/FewThreads.h"
+
 namespace qvtest {
 namespace {
 
@@ -33,12 +35,13 @@ TEST(QvForEach, CallsEveryNumberOnce) {
   QvForEach(3, 0, [](int, long long) { ADD_FAILURE(); });
 }
 
-/// What a call of QvForEach with two threads throws, whose numbers 0 and 1 fail, `first` before
+/// What a call of QvForEach with two threads throws, whose numbers 1 and 2 fail, `first` before
 /// the other.
 std::string FailureOfBoth(long long first) {
   std::atomic<int> failed = 0;
   try {
-    QvForEach(2, 2, [&](int, long long number) {
+    QvForEach(2, 3, [&](int, long long number) {
+      if (number == 0) return;
       if (number != first) {
         while (failed == 0) std::this_thread::yield();
         // The other one's exception is on its way.
@@ -54,8 +57,8 @@ std::string FailureOfBoth(long long first) {
 }
 
 TEST(QvForEach, ThrowsTheFailureOfTheLowestNumber) {
-  EXPECT_EQ(FailureOfBoth(1), "0");
-  EXPECT_EQ(FailureOfBoth(0), "0");
+  EXPECT_EQ(FailureOfBoth(2), "1");
+  EXPECT_EQ(FailureOfBoth(1), "1");
 }
 
 TEST(QvForEach, BeginsNothingBehindAFailure) {
@@ -68,6 +71,20 @@ TEST(QvForEach, BeginsNothingBehindAFailure) {
                std::runtime_error);
   EXPECT_EQ(last, 5);
 }
+
+#if defined(QVTEST_FEW_THREADS)
+TEST(QvForEach, CallsEveryNumberOnceThoughTheSystemGivesFewerThreads) {
+  for (const int given : {0, 1}) {
+    std::vector<std::atomic<int>> calls(100);
+    const FewThreads few(given);
+    QvForEach(4, static_cast<long long>(calls.size()), [&](int worker, long long number) {
+      EXPECT_LE(worker, given);
+      ++calls[static_cast<std::size_t>(number)];
+    });
+    EXPECT_TRUE(std::all_of(calls.begin(), calls.end(), [](const auto& n) { return n == 1; }));
+  }
+}
+#endif
 
 TEST(QvThreadCount, IsThatOfTheCoresWithoutANumber) {
   EXPECT_EQ(QvThreadCount(3), 3);

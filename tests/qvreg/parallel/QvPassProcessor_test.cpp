@@ -10,10 +10,10 @@
 #include <gtest/gtest.h>
 
 #include "qvreg/common/QvStatusCodes.h"
-#include "qvreg/parallel/QvThreadRunner.h"
-#include "tests/qvreg/support/FittedModel.h"
+#include "tests/qvreg/support/AllocationHooks.h"
+#include "tests/qvreg/support/PassRequests.h"
 #include "tests/qvreg/support/RandomModels.h"
-#include "tests/qvreg/support/VectorParts.h"
+#include "tests/qvreg/support/VectorRecordIter.h"
 
 namespace {
 
@@ -21,43 +21,16 @@ using QvCommon::QvBytes;
 using QvCommon::QvStatus;
 using qvtest::ModelKind;
 using qvtest::RandomRecords;
-using qvtest::UntouchedIter;
-using qvtest::VectorParts;
+using qvtest::RequestsOf;
 using qvtest::VectorRecordIter;
 using Records = std::vector<QvCommon::Record>;
 using Sums = std::unique_ptr<IQvPassSums>;
 
-/// Keeps the requests of a run.
-class KeepingRunner : public IQvPassRunner {
- public:
-  explicit KeepingRunner(IQvRecordParts& parts) : runner_(parts, 1) {}
-  QvStatus Run(const QvBytes& request, QvCancelInfo& cancel, QvBytes& answer) override {
-    requests.push_back(request);
-    return runner_.Run(request, cancel, answer);
-  }
-
-  std::vector<QvBytes> requests;
-
- private:
-  QvThreadRunner runner_;
-};
-
-/// The requests of a fit of the kind of model, of every kind of pass that it makes.
-std::vector<QvBytes> RequestsOf(ModelKind kind, const Records& records) {
-  VectorParts parts(records, 3);
-  KeepingRunner runner(parts);
-  UntouchedIter iter;
-  qvtest::RandomModel model(kind);
-  model.Get().SetPassRunner(&runner);
-  qvtest::FittedModel(model.Get(), iter);
-  return runner.requests;
-}
-
 /// A processor that is ready for a request.
 class Ready {
  public:
-  explicit Ready(const QvBytes& request) {
-    EXPECT_FALSE(ReadRequest(request, unpacked_).IsError());
+  explicit Ready(QvBytes request) : request_(std::move(request)) {
+    EXPECT_FALSE(ReadRequest(request_, unpacked_).IsError());
     EXPECT_FALSE(processor_.Prepare(unpacked_).IsError());
   }
   [[nodiscard]] Sums SumsOf(const Records& records) {
@@ -67,10 +40,18 @@ class Ready {
     EXPECT_FALSE(processor_.RunPart(iter, *sums, rows).IsError());
     return sums;
   }
+  /// What comes of a part that this iterator reads.
+  QvStatus Run(QvCommon::MultiPassRecordIter& iter, IQvPassSums& sums) {
+    std::unique_ptr<IQvKeptRows> rows;
+    return processor_.RunPart(iter, sums, rows);
+  }
+  QvStatus Prepare(const QvPassRequest& request) { return processor_.Prepare(request); }
+  [[nodiscard]] const QvPassRequest& Request() const { return unpacked_; }
   [[nodiscard]] Sums Empty() { return processor_.MakeSums(); }
   [[nodiscard]] QvPassKind Kind() const { return unpacked_.fKind; }
 
  private:
+  QvBytes request_;
   QvPassRequest unpacked_;
   QvPassProcessor processor_{nullptr};
 };
@@ -180,6 +161,60 @@ TEST_P(PassSums, CountRecordsExactlyHoweverTheyAreDivided) {
           MergeSums(*sums, *ready.SumsOf(Range(begin, std::min<std::size_t>(begin + 50, 200)))));
     }
     EXPECT_EQ(sums->fNUsed, whole);
+  });
+}
+
+/// Has no record, and says as much or as little about it as `reason` does.
+class NoRecordIter : public VectorRecordIter {
+ public:
+  explicit NoRecordIter(int reason) : VectorRecordIter({}), reason_(reason) {}
+  int NewPass() override { return reason_; }
+
+ private:
+  int reason_;
+};
+
+TEST_P(PassSums, OfAPartThatStartsAndHasNoRecordAreEmpty) {
+  ForEachKind([&](Ready& ready) {
+    for (const int reason : {QvCommon::kIterOk, QvCommon::kIterEndOfData}) {
+      const Sums sums = ready.Empty();
+      NoRecordIter iter(reason);
+      EXPECT_EQ(ready.Run(iter, *sums), QvStatus());
+      EXPECT_EQ(BytesOf(*sums), BytesOf(*ready.Empty()));
+    }
+  });
+}
+
+TEST_P(PassSums, OfAPartThatCannotBeReadAreNotTakenForEmptyOnes) {
+  ForEachKind([&](Ready& ready) {
+    const Sums sums = ready.Empty();
+    NoRecordIter iter(QvCommon::kIterReadError);
+    EXPECT_EQ(ready.Run(iter, *sums), QvStatus(QvStatusCode::kNoRecords, false));
+  });
+}
+
+TEST_P(PassSums, AreTheSameAfterARequestThatCannotBeRead) {
+  ForEachKind([&](Ready& ready) {
+    const QvBytes expected = BytesOf(*ready.SumsOf(records_));
+    QvPassRequest other;
+    const QvBytes noModel = WriteRequest(QvPassKind::kTables, QvBytes{1, 2, 3}, {});
+    ASSERT_FALSE(ReadRequest(noModel, other).IsError());
+    EXPECT_EQ(ready.Prepare(other), QvStatus(QvStatusCode::kUnreadableMessage, false));
+    // What was freed is somebody else's.
+    const std::vector<std::vector<int>> others(1000, std::vector<int>(10, -1));
+    ASSERT_FALSE(ready.Prepare(ready.Request()).IsError());
+    EXPECT_EQ(BytesOf(*ready.SumsOf(records_)), expected);
+  });
+}
+
+TEST_P(PassSums, OfTheSameRunNeedNoFurtherReadingOfItsTables) {
+  ForEachKind([&](Ready& ready) {
+    const long long before = qvtest::AllocationCount();
+    ASSERT_FALSE(ready.Prepare(ready.Request()).IsError());
+    const long long again = qvtest::AllocationCount() - before;
+    QvPassProcessor fresh(nullptr);
+    ASSERT_FALSE(fresh.Prepare(ready.Request()).IsError());
+    EXPECT_LT(3 * again, qvtest::AllocationCount() - before - again);
   });
 }
 

@@ -16,6 +16,7 @@
 #include "qvreg/factory/QvRegFactory.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/RandomModels.h"
+#include "tests/qvreg/support/UnusualParts.h"
 #include "tests/qvreg/support/VectorParts.h"
 
 namespace {
@@ -266,6 +267,26 @@ TEST_P(QvPassWorkerTest, ARunnersOwnStatusEndsTheRun) {
   };
   Refusing runner;
   EXPECT_EQ(StatusWith(GetParam(), runner).GetCode(), QvStatusCode::kUnreadableRecord);
+}
+
+TEST(QvPassWorker, ReadsThePartsOfAModelInMemoryTwiceInARunAndAgainInAnother) {
+  qvtest::CountingParts parts(RandomRecords(400), 5);
+  BytesRunner worker(parts, Fate::kOneWorker);
+  const Doubles first = FitWith(ModelKind::kInMemory, worker);
+  EXPECT_EQ(parts.starts_, 2 * 5);
+
+  const auto fitOther = [&](IQvPassRunner& runner) {
+    qvtest::LogisticSettings model(qvtest::kCategory, 3, {{qvtest::kF, 4}}, {qvtest::kZ});
+    model.Effect({qvtest::kF}).Effect({}, {qvtest::kZ}).InMemory(true);
+    model.Get().SetPassRunner(&runner);
+    UntouchedIter iter;
+    return NumbersOf(FittedModel(model.Get(), iter).Stats());
+  };
+  const Doubles other = fitOther(worker);
+  EXPECT_EQ(parts.starts_, 4 * 5);
+  BytesRunner fresh(parts, Fate::kOneWorker);
+  EXPECT_EQ(other, fitOther(fresh));
+  EXPECT_NE(other, first);
 }
 
 }  // namespace

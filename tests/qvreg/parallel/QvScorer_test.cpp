@@ -141,7 +141,7 @@ TEST_P(QvScorerTest, TakesNoRequestOfAPassNorAWorkerWhatScores) {
   class Runner : public IQvPassRunner {
    public:
     QvStatus Run(const Bytes& request, QvCancelInfo& /*cancel*/, Bytes& /*answer*/) override {
-      EXPECT_EQ(QvScorer().Open(request).GetCode(), QvStatusCode::kUnreadableMessage);
+      EXPECT_EQ(QvScorer().Open(request), QvStatus(QvStatusCode::kUnreadableMessage, false));
       return {QvStatusCode::kCancelled, false};
     }
   };
@@ -166,13 +166,23 @@ TEST_P(QvScorerTest, NeedsAModelThatIsBuilt) {
   double predicted = -99.0;
   std::vector<double> values;
   std::vector<int> indices;
-  EXPECT_EQ(scorer.Score(records_[0], predicted, values).GetCode(), QvStatusCode::kNotBuilt);
+  EXPECT_EQ(scorer.Score(records_[0], predicted, values), QvStatus(QvStatusCode::kNotBuilt, false));
   EXPECT_FALSE(scorer.ExpandRow(records_[0], indices, values));
   EXPECT_EQ(predicted, -99.0);
   // What cannot be opened leaves nothing open.
   ASSERT_FALSE(scorer.Open(bytes_).IsError());
   EXPECT_TRUE(scorer.Open({1, 2, 3}).IsError());
   EXPECT_EQ(scorer.Score(records_[0], predicted, values).GetCode(), QvStatusCode::kNotBuilt);
+}
+
+TEST_P(QvScorerTest, ARowWithoutMemoryForItIsNone) {
+  QvScorer scorer;
+  ASSERT_FALSE(scorer.Open(bytes_).IsError());
+  std::vector<int> indices;
+  std::vector<double> values;
+  const qvtest::AllocationFault fault(1, qvtest::AllocationFault::Extent::kEverAfter);
+  EXPECT_FALSE(scorer.ExpandRow(records_[0], indices, values));
+  EXPECT_TRUE(fault.HasStruck());
 }
 
 TEST_P(QvScorerTest, AnAllocationThatFailsIsAStatus) {

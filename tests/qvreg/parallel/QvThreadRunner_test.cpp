@@ -28,10 +28,13 @@
 #include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/RandomModels.h"
+#include "tests/qvreg/support/UnusualParts.h"
 #include "tests/qvreg/support/VectorParts.h"
 
 namespace {
 
+using qvtest::CountingParts;
+using qvtest::EndlessParts;
 using qvtest::FittedModel;
 using qvtest::MakeRecord;
 using qvtest::ModelKind;
@@ -250,30 +253,6 @@ TEST(QvThreadRunner, SumsOfVeryDifferentWeightsAreThoseOfOnePart) {
   }
 }
 
-/// Counts how often the passes of its parts are started; refuses one of them.
-class CountingParts : public VectorParts {
- public:
-  using VectorParts::VectorParts;
-  [[nodiscard]] std::unique_ptr<QvCommon::MultiPassRecordIter> OpenPart(int part) override {
-    class Iter : public VectorRecordIter {
-     public:
-      Iter(std::vector<QvCommon::Record> records, CountingParts& parts)
-          : VectorRecordIter(std::move(records)), parts_(parts) {}
-      int NewPass() override {
-        if (++parts_.starts_ == parts_.refused_) return QvCommon::kIterReadError;
-        return VectorRecordIter::NewPass();
-      }
-
-     private:
-      CountingParts& parts_;
-    };
-    return std::make_unique<Iter>(Part(part), *this);
-  }
-
-  int starts_ = 0;
-  int refused_ = -1;
-};
-
 TEST_P(QvThreadRunnerTest, APartIsStartedOnceAPassAndNotWhereItsRowsAreKept) {
   CountingParts parts(records_, 4);
   QvThreadRunner threads(parts, 1);
@@ -345,24 +324,6 @@ TEST_P(QvThreadRunnerTest, APartThatCannotBeOpenedEndsTheRun) {
   QvThreadRunner runner(parts, 2);
   EXPECT_EQ(StatusWith(GetParam(), runner).GetCode(), QvStatusCode::kNoRecords);
 }
-
-/// Parts whose records never end: they start again.
-class EndlessParts : public VectorParts {
- public:
-  using VectorParts::VectorParts;
-  [[nodiscard]] std::unique_ptr<QvCommon::MultiPassRecordIter> OpenPart(int part) override {
-    class Iter : public VectorRecordIter {
-     public:
-      using VectorRecordIter::VectorRecordIter;
-      const QvCommon::Record* Next() override {
-        const QvCommon::Record* record = VectorRecordIter::Next();
-        if (!HasMore()) NewPass();
-        return record;
-      }
-    };
-    return std::make_unique<Iter>(Part(part));
-  }
-};
 
 /// A query that answers yes from the n-th question on, and knows who asks.
 class CountingQuery : public QvQueryCancel {
@@ -494,34 +455,6 @@ TEST(QvThreadRunner, CountsRecordsAsOneThreadDoes) {
   EXPECT_EQ(actual.GetRecordCounts().fMissing, expected.GetRecordCounts().fMissing);
   EXPECT_EQ(actual.GetRecordCounts().fBadWeight, expected.GetRecordCounts().fBadWeight);
   EXPECT_EQ(actual.GetRecordCounts().fUsedLater, -1);
-}
-
-TEST(QvPartCount, EstimatesTheParametersOfSettings) {
-  qvtest::LogisticSettings logistic(0, 4, {{1, 100}, {2, 50}}, {3});
-  logistic.Effect({1, 2}).Effect({1}).Effect({}, {3, 3});
-  qvtest::LinearSettings linear(0, {{1, 100}, {2, 50}}, {3});
-  linear.Effect({1, 2}).Effect({1}).Effect({}, {3, 3});
-  // About 1 + 5000 + 100 + 1 parameters, and three times as many: 64 n / (p^2 / 2).
-  EXPECT_EQ(QvPartCount(20000000, linear.Get()), 98);
-  EXPECT_EQ(QvPartCount(100000000, logistic.Get()), 54);
-  EXPECT_EQ(QvPartCount(0, linear.Get()), 1);
-}
-
-TEST(QvPartCount, CountsNoMoreLevelCombinationsThanRecords) {
-  qvtest::LinearSettings linear(0, {{1, 3000}, {2, 3000}}, {});
-  linear.Effect({1, 2});
-  // 1 + 100000 parameters, not 9000001: the least of many parts either way, but not fewer.
-  EXPECT_EQ(QvPartCount(100000, linear.Get()), 16);
-  EXPECT_EQ(QvPartCount(100000, linear.Get()), QvPartCount(100000, 100001));
-}
-
-TEST(QvPartCount, GrowsWithTheRecordsUnlessMergingCostsMore) {
-  EXPECT_EQ(QvPartCount(0, 10), 1);
-  EXPECT_EQ(QvPartCount(2047, 10), 1);
-  EXPECT_EQ(QvPartCount(20480, 10), 10);
-  EXPECT_EQ(QvPartCount(1000000, 11), 128);
-  EXPECT_EQ(QvPartCount(3000000, 4500), 18);
-  EXPECT_EQ(QvPartCount(100000, 46339), 16) << "dense rows cost more than a merge";
 }
 
 }  // namespace
