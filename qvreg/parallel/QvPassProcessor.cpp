@@ -84,9 +84,7 @@ QvStatus QvPassProcessor::PrepareAny(const QvPassRequest& request) {
   fKind = request.fKind;
   QvByteReader state(request.fState);
   fpAlgorithm->ReadState(fKind, state);
-  if (state.IsAtEnd()) return {};
-  fpAlgorithm.reset();
-  return Unreadable();
+  return state.IsAtEnd() ? QvStatus() : Unreadable();
 }
 
 QvStatus QvPassProcessor::Prepare(const QvPassRequest& request) {
