@@ -110,10 +110,7 @@ QvByteReader::QvByteReader(std::span<const unsigned char> message, QvMessageType
   }
 }
 
-void QvByteReader::Fail() {
-  fbFailed = true;
-  fRest = {};
-}
+void QvByteReader::Fail() { fbFailed = true; }
 
 std::span<const unsigned char> QvByteReader::Take(std::size_t size) {
   if (fbFailed || fRest.size() < size) {

@@ -145,6 +145,16 @@ TEST(QvBlockCholesky, StopsAtTheFirstSingularPivotOnRequest) {
   EXPECT_EQ(measure, 0.0);
 }
 
+TEST(QvBlockCholesky, ASingularPivotEndsItBeforeFurtherBlocksOnRequest) {
+  std::mt19937 random(7);
+  QvSymMatrix matrix = RandomMatrix(300, 20, random);
+  double measure = -1.0;
+  int polls = 0;
+  const auto poll = [&] { return ++polls < 0; };
+  EXPECT_EQ(matrix.LTChol(kTolerance, measure, true, poll), 20);
+  EXPECT_EQ(polls, 0) << "asked before every block but the first";
+}
+
 TEST(QvBlockCholesky, WithoutMemoryForBlocksTakesThePlainLoops) {
   std::mt19937 random(5);
   const QvSymMatrix original = RandomMatrix(100, 9, random);

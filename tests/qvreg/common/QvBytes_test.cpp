@@ -220,6 +220,20 @@ TEST(QvByteReader, RefusesAMessageThatIsCutOrLonger) {
   EXPECT_TRUE(QvByteReader(longer, QvMessageType::kAnswer).HasFailed());
 }
 
+// The numbers are of a Python of its own: words are taken in little-endian, the last filled up with
+// zeros, each by (digest ^ word) * 0x9E3779B97F4A7C15 and digest ^ (digest >> 32).
+TEST(DigestOf, OfBytesThatWereSavedStaysAsItWas) {
+  QvBytes bytes;
+  const auto digestOfFirst = [&bytes](unsigned char count) {
+    while (bytes.size() < count) bytes.push_back(static_cast<unsigned char>(bytes.size() + 1));
+    return QvCommon::DigestOf(bytes);
+  };
+  EXPECT_EQ(digestOfFirst(0), 0U);
+  EXPECT_EQ(digestOfFirst(8), 0x4dcf1de465a7e53aU);
+  EXPECT_EQ(digestOfFirst(11), 0xf0a123aec447445aU);
+  EXPECT_EQ(digestOfFirst(16), 0x2210da931f7312adU);
+}
+
 TEST(DigestOf, DependsOnEveryByteAndOnTheLength) {
   const QvBytes bytes{1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
   const std::uint64_t digest = QvCommon::DigestOf(bytes);

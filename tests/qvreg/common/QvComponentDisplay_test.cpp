@@ -51,6 +51,12 @@ TEST(QvComponentDisplay, PrintsTextAsALineOfItsOwn) {
   EXPECT_EQ(OutputOf([] { QvComponentDisplay::DisplayText(2, "Heading"); }), "Heading\n");
   EXPECT_EQ(OutputOf([] { QvComponentDisplay::DisplayText(2, std::string("Heading")); }),
             "Heading\n");
+  EXPECT_EQ(OutputOf([] { QvComponentDisplay::DisplayText(1, "Heading"); }), "Heading\n");
+}
+
+TEST(QvComponentDisplay, IndentsTextBelowAHeadingByTwoForEachLevel) {
+  EXPECT_EQ(OutputOf([] { QvComponentDisplay::DisplayText(3, "Text"); }), "  Text\n");
+  EXPECT_EQ(OutputOf([] { QvComponentDisplay::DisplayText(5, "Text"); }), "      Text\n");
 }
 
 TEST(QvComponentDisplay, TakesAPercentSignAsItStands) {

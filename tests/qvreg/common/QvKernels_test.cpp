@@ -167,6 +167,13 @@ TEST_P(QvKernelsTest, SumsLogarithmsOfRowsThatAreThere) {
   EXPECT_EQ(sum().fShifted, -31.0);
 }
 
+TEST(QvKernels, AMachineHasEverySetBelowItsBest) {
+  std::vector<std::string> names{"baseline", "v3", "v4"};
+  const auto sets = QvKernels::GetAll();
+  ASSERT_LE(sets.size(), names.size());
+  for (std::size_t i = 0; i < sets.size(); ++i) EXPECT_EQ(sets[i]->fName, names[i]);
+}
+
 TEST(QvKernels, TheLastIsUsed) {
   const auto sets = QvKernels::GetAll();
   ASSERT_FALSE(sets.empty());

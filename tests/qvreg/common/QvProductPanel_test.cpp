@@ -161,6 +161,12 @@ TEST(QvProductPanel, UnusualNumbersAreAddedRowByRow) {
   }
 }
 
+TEST(QvProductPanel, ItsSizeGrowsWithTheColumns) {
+  const std::size_t size = QvProductPanel::GetSize(8);
+  EXPECT_EQ(QvProductPanel::GetSize(80), 10 * size);
+  EXPECT_GT(size, 3 * QvProductPanel::kRows * 8 * sizeof(double)) << "rows in three forms";
+}
+
 TEST(QvProductPanel, SaysWhetherItRounded) {
   QvProductPanel whole;
   AddTwoRows(whole, {7.0, 4.0}, 1.0);

@@ -1,6 +1,7 @@
 #include "qvreg/common/QvSymBlockMatrix.h"
 
 #include <climits>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -160,6 +161,14 @@ TEST(QvSymBlockMatrix, DisplayPrintsEveryBlock) {
             "Block: 0 0\nOrder: 1\nRow: 0\n"
             "Block: 1 0\nOrder: 1\nRow: 0.5\n"
             "Block: 1 1\nOrder: 1\nRow: 0\n");
+}
+
+TEST(QvSymBlockMatrix, DisplayPrintsABlockUnderItsOwnPlace) {
+  QvSymBlockMatrix blocks;
+  ASSERT_TRUE(blocks.SetNRows(3, 1));
+  blocks.GetElemSSRef(2, 0).SetElem(0, 0, 0.5);
+  const std::string text = qvtest::OutputOf([&] { blocks.Display(); });
+  EXPECT_NE(text.find("Block: 2 0\nOrder: 1\nRow: 0.5\nBlock: 2 1\n"), std::string::npos) << text;
 }
 
 TEST(QvSymBlockMatrix, ACopyWithoutMemoryIsEmpty) {
