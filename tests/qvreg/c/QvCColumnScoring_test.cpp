@@ -53,9 +53,10 @@ struct Scores {
   qvreg_error error = QVREG_ERROR_INIT;
 };
 
-/// Records to score; some have combinations that the model has not seen.
+/// Records to score, of which two parts have different numbers; some have combinations that the
+/// model has not seen.
 Records ScoredRecords() {
-  Records records = RandomRecords(5000, 9);
+  Records records = RandomRecords(5001, 9);
   for (const std::size_t i : {3U, 4000U}) {
     records[i][kF] = 3.0;
     records[i][kG] = 2.0;
@@ -237,6 +238,26 @@ TEST_P(CColumnScoring, WritesWhereTheHostWants) {
   }
 }
 
+TEST_P(CColumnErrors, OfACovarianceThatIsNoNumberAreMissingAndNotZero) {
+  Numbers other(Covariance().size(), std::numeric_limits<double>::quiet_NaN());
+  Scores scores(scored_.size(), 0);
+  qvreg_scores to = scores.To();
+  to.covariance = other.data();
+  to.covariance_size = other.size();
+  Score(typed_.Columns(), typed_.Count(), 2, to, scores);
+  EXPECT_EQ(scores.error.code, QVREG_OK) << scores.error.message;
+  EXPECT_EQ(scores.errors, Numbers(scored_.size(), kNone));
+}
+
+TEST_P(CColumnScoring, RefusesAWrongColumnThatTheModelUses) {
+  std::vector<qvreg_typed_column> columns = typed_.Columns();
+  columns[kF].type = 99;
+  Scores scores(scored_.size(), NCategories());
+  Score(columns, typed_.Count(), 2, scores.To(), scores);
+  EXPECT_EQ(scores.error.code, QVREG_BAD_ARGUMENT);
+  EXPECT_EQ(scores.nScored, 0U);
+}
+
 TEST_P(CColumnScoring, DoesNotReadWhatTheModelDoesNotUse) {
   std::vector<qvreg_typed_column> columns = typed_.Columns();
   for (const int unused : {kY, kCategory}) {
@@ -390,6 +411,15 @@ TEST_P(CScoreProducts, AreTheSameOnAnyNumberOfThreads) {
     ASSERT_EQ(Add(multipliers, threads, elements).code, QVREG_OK);
     EXPECT_EQ(elements, expected);
   }
+}
+
+TEST_P(CScoreProducts, OfNoRecordsNeedNoMultipliers) {
+  Numbers elements(Elements(), 5.0);
+  Require([&](qvreg_error* e) {
+    return qvreg_component_add_score_products(Component(), typed_.Columns().data(), 8, 0, 1,
+                                              nullptr, 0, elements.data(), elements.size(), e);
+  });
+  EXPECT_EQ(elements, Numbers(Elements(), 5.0));
 }
 
 TEST_P(CScoreProducts, LeaveOutRecordsWithoutAMultiplier) {

@@ -1,6 +1,7 @@
 // What the values of typed columns are in records.
 #include "qvreg/c/QvCColumns.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -131,6 +132,24 @@ TEST(CTypedColumns, HaveMasksOfBytes) {
   column.mask = none;
   column.mask_stride = 1;
   EXPECT_EQ(ReadColumn(column, 4), (Values{1, 2, 3, kNone}));
+}
+
+TEST(CTypedColumns, MaskTheOnlyRecordThatIsMissing) {
+  const std::vector<std::int32_t> values{1, 2, 3, 4};
+  auto column = TypedColumn(values);
+  column.mask_kind = QVREG_MASK_BYTES;
+  for (std::size_t missing = 0; missing < 4; ++missing) {
+    std::vector<unsigned char> mask(12);
+    Values expected{1, 2, 3, 4};
+    expected[missing] = kNone;
+    for (const std::size_t stride : {1U, 3U}) {
+      std::fill(mask.begin(), mask.end(), std::uint8_t{0});
+      mask[missing * stride] = 1;
+      column.mask = mask.data();
+      column.mask_stride = static_cast<std::ptrdiff_t>(stride);
+      EXPECT_EQ(ReadColumn(column, 4), expected) << missing << " " << stride;
+    }
+  }
 }
 
 TEST(CTypedColumns, HaveMasksOfValidBits) {
@@ -388,6 +407,14 @@ TEST(CColumnSummary, OfNothingHasNoRange) {
   EXPECT_EQ(summary.lowest, kNone);
   EXPECT_EQ(summary.highest, kNone);
   EXPECT_EQ(summary.are_whole, 1);
+}
+
+TEST(CColumnSummary, NeedsAColumn) {
+  auto summary = Sized<qvreg_column_summary>();
+  const qvreg_error error =
+      ErrorOf([&](qvreg_error* e) { return qvreg_column_summarize(nullptr, 0, &summary, e); });
+  EXPECT_EQ(error.code, QVREG_NULL_POINTER);
+  EXPECT_NE(std::string(error.message).find("column "), std::string::npos) << error.message;
 }
 
 TEST(CColumnSummary, NamesARefusedValue) {

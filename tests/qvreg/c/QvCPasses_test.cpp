@@ -14,6 +14,7 @@
 #include "tests/qvreg/c/CHost.h"
 #include "tests/qvreg/c/CPasses.h"
 #include "tests/qvreg/c/ExpectSameResults.h"
+#include "tests/qvreg/support/AllocationHooks.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/VectorParts.h"
 
@@ -49,6 +50,24 @@ TEST(CBytesHandle, HoldsACopy) {
   const CBytes none = Made<CBytes>(
       [](qvreg_bytes** made, qvreg_error* e) { return qvreg_bytes_create(nullptr, 0, made, e); });
   EXPECT_TRUE(DataOf(none.get()).empty());
+}
+
+TEST(CWorker, GivesItsMemoryBack) {
+  const auto create = [] {
+    return Made<CWorker>(
+        [](qvreg_worker** worker, qvreg_error* e) { return qvreg_worker_create(worker, e); });
+  };
+  create().reset();
+  const long long before = LiveAllocations();
+  create().reset();
+  EXPECT_EQ(LiveAllocations(), before);
+}
+
+TEST(CSettingsBytes, AreNotReadWithoutAPlaceForTheSettings) {
+  const CBytes bytes = CBytesOf({1, 2, 3});
+  const qvreg_error error =
+      ErrorOf([&](qvreg_error* e) { return qvreg_settings_read(bytes.get(), nullptr, e); });
+  EXPECT_EQ(error.code, QVREG_NULL_POINTER);
 }
 
 class CPasses : public testing::TestWithParam<ModelKind> {

@@ -156,6 +156,10 @@ TEST(CResults, RefuseIndicesOutOfRange) {
   double value = 0.0;
   EXPECT_EQ(qvreg_results_get_covariance(results, 5, 0, &value, nullptr), QVREG_BAD_INDEX);
   EXPECT_EQ(qvreg_results_get_covariance(results, 0, 5, &value, nullptr), QVREG_BAD_INDEX);
+  std::vector<double> combination(10);
+  EXPECT_EQ(
+      qvreg_scaled_get_redundant_combination(results, 5, combination.data(), 10, nullptr, nullptr),
+      QVREG_BAD_INDEX);
   for (const std::int32_t factor : {-1, 1}) {
     EXPECT_EQ(
         qvreg_results_get_factor_counts(results, factor, nullptr, nullptr, 0, nullptr, nullptr),

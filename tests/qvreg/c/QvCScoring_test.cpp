@@ -55,6 +55,18 @@ TEST(CScoring, TellsWhatCannotBeScored) {
   }
 }
 
+TEST(CScoring, OfNoPlaceForARecordIsRefused) {
+  const CEveryKind of(false);
+  double predicted = 77.0;
+  std::int32_t verdict = 77;
+  for (const std::size_t size : {1U, 3U}) {
+    EXPECT_EQ(qvreg_component_score(of.component.get(), nullptr, size, &predicted, nullptr, 0,
+                                    &verdict, nullptr),
+              QVREG_NULL_POINTER);
+  }
+  EXPECT_EQ(predicted, 77.0);
+}
+
 TEST(CScoring, StopsAtABadCategory) {
   for (const bool isLogistic : {false, true}) {
     const CEveryKind of(isLogistic);
