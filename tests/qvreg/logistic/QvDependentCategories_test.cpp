@@ -84,6 +84,15 @@ TEST(QvDependentCategories, FewerThanTwoOfPositiveWeightGive318AndChangeNothing)
   }
 }
 
+TEST(QvDependentCategories, ChosenAgainReplaceThoseBefore) {
+  QvDependentCategories categories;
+  ASSERT_TRUE(categories.Choose(&kCounts, kLast).IsOK());
+  ASSERT_TRUE(categories.Choose(&kCounts, kFirst).IsOK());
+  EXPECT_EQ(categories.GetCodes(), (Ints{2, 4, 0}));
+  EXPECT_EQ(categories.GetWeightedCounts(), (Doubles{4, 1, 2.5}));
+  EXPECT_EQ(categories.GetUnweightedCounts(), (Doubles{3, 1, 1}));
+}
+
 TEST(QvDependentCategories, TranslateBetweenCodeAndLocalIndex) {
   QvDependentCategories categories;
   categories.Choose(&kCounts, 0);

@@ -372,4 +372,15 @@ TEST_F(LogModelClassificationTest, AllocatesNothingPerRecord) {
   EXPECT_EQ(qvtest::AllocationCount(), before);
 }
 
+TEST_F(LogModelRowsTest, RecordsOfACancelledRunAreNotAddedToXPrimeX) {
+  LogisticSettings settings(kY, 4, {{kA, 3}}, {kX});
+  settings.Effect({kA}).Effect({}, {kX});
+  LogModelOnTables made(settings.Get(), kRows);
+  made.Initialize();
+  const std::vector<const double*> records{kRows[0].data(), kRows[1].data()};
+  EXPECT_TRUE(made.model.AddRecordsToXPrimeX(records));
+  made.cancel.SetCancel();
+  EXPECT_FALSE(made.model.AddRecordsToXPrimeX(records));
+}
+
 }  // namespace

@@ -140,6 +140,25 @@ TEST_P(QvLogOutputStatsTest, TellsHowTheIterationsWent) {
   EXPECT_LT(fit.Stats().GetLLChange(), 1e-10);
 }
 
+TEST_P(QvLogOutputStatsTest, TellsTheChangesOfAnIterationThatDidNotConverge) {
+  EXPECT_TRUE(settings_.Get().SetMaxIterations(1));
+  const LogisticFit fit = Fit();
+  EXPECT_EQ(fit.Stats().GetOutcome(), kOptMaxIterations);
+  EXPECT_GT(fit.Stats().GetLLChange(), 0.01) << "from -13.2 to about -11.5";
+  EXPECT_GT(fit.Stats().GetParameterChange(), 0.01);
+}
+
+TEST_P(QvLogOutputStatsTest, DisplayPrintsEveryParameter) {
+  const LogisticFit fit = Fit();
+  const std::string text = qvtest::CapturedDisplay(fit.Stats());
+  int count = 0;
+  for (std::size_t at = text.find("Parameter estimate"); at != std::string::npos;
+       at = text.find("Parameter estimate", at + 1)) {
+    ++count;
+  }
+  EXPECT_EQ(count, 8);
+}
+
 TEST_P(QvLogOutputStatsTest, ClassifiesByObservedAndPredicted) {
   const LogisticFit fit = Fit();
   EXPECT_EQ(fit.TableByCode(3), (Doubles{2, 2, 0, 3, 0, 1, 1, 0, 3}));

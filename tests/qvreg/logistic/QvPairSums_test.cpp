@@ -179,4 +179,10 @@ TEST_F(ManyCategoriesTest, AResetForgetsWhatWaits) {
   ExpectSums(stats, expected);
 }
 
+TEST(QvPairSums, TellsAtLeastTheSizeOfItsSums) {
+  // Of every product of two of 10 values, the lower triangle of 20 categories.
+  EXPECT_GE(QvPairSums::GetSize(10, 20), 55 * 210 * sizeof(double));
+  EXPECT_LE(QvPairSums::GetSize(10, 20), 4 * 55 * 210 * sizeof(double));
+}
+
 }  // namespace
