@@ -72,6 +72,11 @@ TEST_F(QvFactorTablesTest, NumbersFactorFreeEffectsOnceAndFactorsPerLevel) {
   }
 }
 
+TEST_F(QvFactorTablesTest, AFactorOfSeveralEffectsIsUsedOnce) {
+  SetEffects({{kB}, {kA, kB}, {kB}});
+  EXPECT_EQ(tables_.GetUsedFactors(), (Ints{kA, kB}));
+}
+
 TEST_F(QvFactorTablesTest, ACombinationThatNeverOccurredHasNoParameter) {
   SetEffects({{kA}, {kA, kB}});
   AddCells({{0, 0}, {0, 1}, {1, 0}, {1, 1}, {2, 0}});

@@ -52,6 +52,21 @@ TEST(QvHashKey, EqualityComparesLengthAndCodes) {
   EXPECT_TRUE(QvHashKey(0) == QvHashKey(0));
 }
 
+// Level combinations whose hash codes are the same would else be counted as one.
+TEST(QvKeyNumbers, AreDifferentForKeysOfTheSameHashCode) {
+  constexpr int kKeys = 200000;
+  QvKeyNumbers numbers(1);
+  std::set<int> hashCodes;
+  for (int code = 0; code < kKeys; ++code) {
+    hashCodes.insert(HashOf(KeyOf({code})));
+    ASSERT_EQ(numbers.FindOrInsert(std::vector<int>{code}), code);
+  }
+  EXPECT_LT(hashCodes.size(), static_cast<std::size_t>(kKeys)) << "some are the same";
+  for (int code = 0; code < kKeys; ++code) {
+    ASSERT_EQ(numbers.Find(std::vector<int>{code}), code);
+  }
+}
+
 TEST(QvHashKey, EqualityIgnoresTheStoredHashCode) {
   QvHashKey hashed = KeyOf({1, 2});
   hashed.SetHashCode(99);

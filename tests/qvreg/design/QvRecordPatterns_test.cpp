@@ -78,6 +78,27 @@ TEST_P(RecordPatternsTest, AreNumberedInTheOrderOfTheirArrival) {
   EXPECT_EQ(patterns_.GetCount(), 3);
 }
 
+TEST_P(RecordPatternsTest, ThatAreForgottenLeaveNothingToThoseThatFollow) {
+  SetUpTables({kRows[1], kRows[2]});
+  const Doubles& unseen = kRows[0];
+  SetUpPatterns(kMany);
+  Find({unseen, kRows[1]});
+  EXPECT_FALSE(patterns_.IsComplete(0));
+  EXPECT_TRUE(patterns_.IsComplete(1));
+  EXPECT_FALSE(patterns_.AreAllComplete());
+  patterns_.Clear();
+  EXPECT_EQ(Find({kRows[1], unseen}), (Ints{0, 1}));
+  EXPECT_TRUE(patterns_.IsComplete(0));
+  EXPECT_FALSE(patterns_.IsComplete(1));
+  EXPECT_EQ(Columns(0), (Ints{0, 1, 2, 4}));
+
+  SetUpPatterns(kMany);
+  EXPECT_EQ(patterns_.GetCount(), 0);
+  EXPECT_TRUE(patterns_.AreAllComplete());
+  EXPECT_EQ(Find({kRows[2]}), (Ints{0}));
+  EXPECT_EQ(Columns(0), (Ints{0, 1, 2, 3}));
+}
+
 TEST_P(RecordPatternsTest, HaveTheColumnsOfTheirRecords) {
   SetUpTables(kRows);
   SetUpPatterns(kMany);

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "qvreg/common/QvBytes.h"
 #include "qvreg/common/QvKernels.h"
 #include "tests/qvreg/support/FittedModel.h"
 #include "tests/qvreg/support/ModelSettings.h"
@@ -188,6 +189,23 @@ TEST(QvGLMFitSums, PartsThatAreConstantEachMayDiffer) {
   EXPECT_EQ(whole.GetTotalSum(), 4.0);
   ones.Merge(threes);
   EXPECT_EQ(ones.GetTotalSum(), 4.0);
+}
+
+TEST(QvGLMFitSums, OfAnotherMeanAreNotRead) {
+  QvGLMFitSums sums(2.0);
+  sums.Add(1, 3, 1);
+  QvCommon::QvByteWriter writer;
+  sums.Write(writer);
+  const QvCommon::QvBytes bytes = writer.TakeBytes();
+  const auto isRead = [&bytes](QvGLMFitSums into) {
+    QvCommon::QvByteReader reader(bytes);
+    into.Read(reader);
+    return reader.IsAtEnd();
+  };
+  EXPECT_TRUE(isRead(QvGLMFitSums(2.0)));
+  EXPECT_FALSE(isRead(QvGLMFitSums(3.0)));
+  EXPECT_FALSE(isRead(QvGLMFitSums(0.0)));
+  EXPECT_FALSE(isRead(QvGLMFitSums())) << "about no mean";
 }
 
 TEST(QvGLMFitSums, ATotalIsNotNegative) {
