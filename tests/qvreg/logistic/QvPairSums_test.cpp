@@ -179,6 +179,18 @@ TEST_F(ManyCategoriesTest, AResetForgetsWhatWaits) {
   ExpectSums(stats, expected);
 }
 
+TEST_F(ManyCategoriesTest, RowsThatAreAlikeAreAddedAtOnce) {
+  const Doubles estimates = RandomEstimates(2, random_);
+  QvAccumStatsLogistic stats(settings_, 2, kCategories, estimates);
+  stats.Reset(QvConst::QvMethodNewtonRaphson, false);
+  MultinomialSums expected(2, kCategories, estimates);
+  for (const Row& row : RandomRows(40, 2, 5, random_)) {
+    expected.Add(row.values, row.category, row.weight);
+    EXPECT_EQ(stats.UpdateForAlikeRows({0, 1}, row.values, row.category, row.weight, 3, false), 0);
+  }
+  ExpectSums(stats, expected);
+}
+
 TEST(QvPairSums, TellsAtLeastTheSizeOfItsSums) {
   // Of every product of two of 10 values, the lower triangle of 20 categories.
   EXPECT_GE(QvPairSums::GetSize(10, 20), 55 * 210 * sizeof(double));
