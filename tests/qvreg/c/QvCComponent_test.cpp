@@ -408,15 +408,16 @@ struct Told {
   std::vector<std::int32_t> iterations;
   std::vector<double> logLikelihoods;
   std::vector<double> lastEstimates;
-  double seconds = -1.0;
+  std::vector<double> seconds;
   static void Hear(void* user, const qvreg_progress* progress) {
     auto& told = *static_cast<Told*>(user);
     EXPECT_EQ(progress->struct_size, sizeof(qvreg_progress));
     EXPECT_GE(progress->step_halvings, 0);
-    EXPECT_GT(progress->seconds, told.seconds) << "of processor, which go on";
-    told.seconds = progress->seconds;
+    EXPECT_GE(progress->seconds, 0.0);
+    told.seconds.push_back(progress->seconds);
+    // Only once, since there are many.
     const std::clock_t start = std::clock();
-    while (std::clock() - start < CLOCKS_PER_SEC / 100) {
+    while (told.seconds.size() == 1 && std::clock() - start < CLOCKS_PER_SEC / 100) {
     }
     told.iterations.push_back(progress->iteration);
     told.logLikelihoods.push_back(progress->log_likelihood);
@@ -435,6 +436,7 @@ TEST(CComponent, TellsItsProgress) {
   EXPECT_EQ(told.iterations.back(), summary.iterations);
   EXPECT_EQ(told.logLikelihoods.back(), summary.final_log_likelihood);
   EXPECT_FALSE(told.lastEstimates.empty());
+  EXPECT_GT(told.seconds.back(), told.seconds.front()) << "of processor, which go on";
 }
 
 TEST(CComponent, TurnsAnExceptionOfTheProgressCallbackIntoACode) {
