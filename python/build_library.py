@@ -43,8 +43,9 @@ class LibraryHook(BuildHookInterface):
         shipped = _ROOT / "library"
         source = shipped if shipped.is_dir() else _ROOT.parent
         folder = _ROOT / "build"
+        # From nothing, so that sources are compiled in groups, which is faster.
         subprocess.run(["cmake", "-S", str(source), "-B", str(folder), "-DCMAKE_BUILD_TYPE=Release",
-                        "-DBUILD_SHARED_LIBS=ON", *_WITHOUT], check=True)
+                        "-DBUILD_SHARED_LIBS=ON", "-DQVREG_UNITY=ON", *_WITHOUT], check=True)
         # Without a number make starts all compilers at once.
         subprocess.run(["cmake", "--build", str(folder), "--target", "qvreg", "--parallel", str(os.cpu_count() or 1)],
                        check=True)
