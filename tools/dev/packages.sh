@@ -89,7 +89,6 @@ clang-format clang-format
 clang-tidy run-clang-tidy
 LIST
         ;;
-      coverage) echo "gcovr gcovr" ;;
       memcheck) echo "valgrind valgrind" ;;
       mutate) echo "python3-clang /usr/lib/python3/dist-packages/clang/cindex.py" ;;
       docs) cat <<'LIST'

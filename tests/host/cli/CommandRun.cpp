@@ -209,6 +209,8 @@ void CommandRun::Exec() const {
     std::signal(SIGXFSZ, SIG_IGN);
     const rlimit limit{*fileSizeLimit_, *fileSizeLimit_};
     if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(kCannotRun);
+    // Counters of coverage would be cut by the limit as well, and spoil those of other processes.
+    setenv("GCOV_PREFIX", files_.File("counters").c_str(), 1);
   }
   if (ignoringHangUp_) std::signal(SIGHUP, SIG_IGN);
   if (umask_) umask(*umask_);
