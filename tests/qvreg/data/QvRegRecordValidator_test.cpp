@@ -352,6 +352,14 @@ TEST(QvRegRecordValidator, DisplayPrintsRolesAndCategories) {
             "QvRegRecordValidator display end\n");
 }
 
+TEST(QvRegRecordValidator, DisplayNamesTheRoleOfARecordCount) {
+  QvRegRecordValidator validator;
+  validator.SetRecordInfo({QvConst::QvVarDependent, QvConst::QvVarRecordCount}, {}, {}, 0);
+  EXPECT_TRUE(
+      qvtest::HoldsInOrder(qvtest::OutputOf([&] { validator.Display(); }),
+                           {"Type: Dependent\n", "Variable index: 1\nType: Record count\n"}));
+}
+
 TEST(QvRegRecordValidator, ARecordCountIsAWholeNumberFromOneOn) {
   QvRegRecordValidator validator;
   validator.SetRecordInfo({QvConst::QvVarDependent, QvConst::QvVarRecordCount}, {}, {}, 0);

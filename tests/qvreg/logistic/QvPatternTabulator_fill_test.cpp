@@ -252,4 +252,14 @@ TEST_F(PatternTabulatorDisplayTest, DisplayTellsThatAVariableHasNoRole) {
                                    {"Factor", "Unspecified", "Covariate"}));
 }
 
+TEST_F(PatternTabulatorDisplayTest, DisplayNamesTheRoleOfARecordCount) {
+  LogisticSettings counted(kY, 4, {{kA, 2}}, {kX});
+  counted.Effect({kA});
+  ASSERT_TRUE(counted.Get().SetRecordCountVar(kFrequency));
+  LogModelOnTables on(counted.Get(), {});
+  const QvPatternTabulator tabulator(counted.Get(), on.tables, on.validator, on.cancel);
+  EXPECT_TRUE(qvtest::HoldsInOrder(qvtest::CapturedDisplay(tabulator),
+                                   {"Covariate", "Type =", "Record Count"}));
+}
+
 }  // namespace
