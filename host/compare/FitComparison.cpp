@@ -42,14 +42,14 @@ NestedTest LinearTest(const SavedFit& smaller, const SavedFit& larger, int degre
   test.residualDegrees = larger.degreesOfFreedom;
   const std::optional<double> s0 = smaller.Statistic("residual_std_error");
   const std::optional<double> s1 = larger.Statistic("residual_std_error");
-  const double df0 = smaller.degreesOfFreedom.value_or(0.0);
-  const double df1 = larger.degreesOfFreedom.value_or(0.0);
-  if (!s0 || !s1 || !(df1 > 0.0)) return test;
+  const std::optional<double> df0 = smaller.degreesOfFreedom;
+  const std::optional<double> df1 = larger.degreesOfFreedom;
+  if (!s0 || !s1 || !df0 || !df1 || !(*df1 > 0.0)) return test;
   const double ratio = *s0 / *s1;
   // Rounding may take it below 0.
-  test.statistic = Finite(std::max(ratio * ratio * df0 - df1, 0.0) / degrees);
-  test.pValue = UpperF(test.statistic, degrees, df1);
-  test.sumOfSquares = Finite(std::max(*s0 * *s0 * df0 - *s1 * *s1 * df1, 0.0));
+  test.statistic = Finite(std::max(ratio * ratio * *df0 - *df1, 0.0) / degrees);
+  test.pValue = UpperF(test.statistic, degrees, *df1);
+  test.sumOfSquares = Finite(std::max(*s0 * *s0 * *df0 - *s1 * *s1 * *df1, 0.0));
   return test;
 }
 

@@ -40,6 +40,18 @@ TEST(NestedTerms, AFactorOfACovariatesValuesSpansItsPowers) {
   EXPECT_FALSE(Spans(Term({"x"}, {{"z", 1}}), Term({}, {{"x", 1}})));
 }
 
+TEST(NestedTerms, AreThoseOfTheFirstCategoryEachOnce) {
+  SavedFit fit = FitOf({Term({}), Term({"a"}), Term({"a"}), Term({}, {{"x", 1}})});
+  fit.parameters.back().category = "other";
+  EXPECT_EQ(TermsOf(fit), (std::vector<SavedTerm>{Term({}), Term({"a"})}));
+}
+
+TEST(NestedTerms, AreNamedAsFormulasWriteThem) {
+  const SavedFit none = FitOf({Term({})});
+  EXPECT_EQ(TermBeyond(FitOf({Term({"a", "b"}, {{"x", 1}, {"z", 2}})}), none), "a:b:x:I(z^2)");
+  EXPECT_EQ(TermBeyond(FitOf({Term({}, {{"x", 1}})}), none), "x");
+}
+
 TEST(NestedTerms, NameTheTermThatIsBeyond) {
   const SavedFit small = FitOf({Term({}), Term({"a"}), Term({}, {{"x", 2}})});
   EXPECT_EQ(TermBeyond(small, FitOf({Term({"a", "b"}), Term({}, {{"x", 2}})})), std::nullopt);
