@@ -23,6 +23,10 @@ QvSymMatrix Matrix(const std::vector<std::vector<double>>& rows) {
 TEST(LargestEigenvalue, IsThatOfR) {
   EXPECT_NEAR(LargestEigenvalue(Matrix({{4.0}, {1.0, 3.0}, {2.0, 0.5, 5.0}})), 6.8312544306982055,
               1e-14);
+  // The same with a row c(-1, 0.25, 1.5, 6), which takes two reflections.
+  EXPECT_NEAR(
+      LargestEigenvalue(Matrix({{4.0}, {1.0, 3.0}, {2.0, 0.5, 5.0}, {-1.0, 0.25, 1.5, 6.0}})),
+      7.2971376386822699, 1e-14);
 }
 
 TEST(LargestEigenvalue, OfSmallDiagonalAndNegativeMatrices) {
@@ -54,6 +58,18 @@ TEST(Collinearity, OfTwoColumnsIsThatOfTheirCorrelation) {
   EXPECT_NEAR(found.terms[0].errorPerParameter.value(), 1.25, 1e-13);
   // Singular values of columns of length 1: roots of 1 + r, 1 and 1 - r.
   EXPECT_NEAR(found.conditionNumber.value(), std::sqrt(1.6 / 0.4), 1e-13);
+}
+
+// The generalized factor of the first two columns, det R11 det R22 / det R, is that of the third.
+TEST(Collinearity, OfATermOfTwoColumnsIsPerParameterOfBoth) {
+  const QvSymMatrix covariance = Matrix({{1.0}, {0.25, 1.0}, {0.5, -0.25, 1.0}});
+  const Collinearity found = FindCollinearity({covariance, {true, true, true}, {0, 0, 1}, 2, {}});
+  const double all = 1.0 + 2.0 * 0.25 * 0.5 * -0.25 - 0.0625 - 0.25 - 0.0625;
+  const double factor = (1.0 - 0.0625) / all;
+  EXPECT_NEAR(found.terms.at(0).factor.value(), factor, 1e-13);
+  EXPECT_NEAR(found.terms.at(1).factor.value(), factor, 1e-13);
+  EXPECT_NEAR(found.terms[0].errorPerParameter.value(), std::pow(factor, 0.25), 1e-13);
+  EXPECT_NEAR(found.terms[1].errorPerParameter.value(), std::sqrt(factor), 1e-13);
 }
 
 TEST(Collinearity, OfATermOfAllColumnsIsOne) {

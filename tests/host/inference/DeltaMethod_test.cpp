@@ -32,6 +32,8 @@ TEST(DeltaMethod, AProbabilityChangesWithEachPredictorButTheReference) {
   std::array<double, 2> derivatives = {};
   DeriveProbability(kProbabilities, 0, derivatives);
   EXPECT_EQ(derivatives, (std::array{0.1875, -0.03125}));
+  DeriveProbability(kProbabilities, 1, derivatives);
+  EXPECT_EQ(derivatives, (std::array{-0.03125, 0.109375}));
   DeriveProbability(kProbabilities, 2, derivatives);
   EXPECT_EQ(derivatives, (std::array{-0.15625, -0.078125}));
 }
@@ -56,6 +58,22 @@ TEST(DeltaMethod, RowsAddUpToAGradientInTheOrderOfTheParameters) {
   EXPECT_EQ(gradient.parameters, (Places{3, 4, 5}));
   EXPECT_EQ(gradient.weights, (Numbers{3.0, 6.0, 3.0}));
   EXPECT_TRUE(sum.Take().parameters.empty());
+}
+
+TEST(DeltaMethod, AGradientHoldsNothingOfTheOneBefore) {
+  GradientSum sum(6);
+  const std::vector<int> places = {1, 4};
+  const Numbers values = {2.0, 3.0};
+  sum.Add(0, places, values, 1.0);
+  static_cast<void>(sum.Take());
+  sum.Add(1, places, values, 1.0);
+  const Gradient gradient = sum.Take();
+  EXPECT_EQ(gradient.parameters, (Places{2, 5}));
+  EXPECT_EQ(gradient.weights, values);
+  sum.Add(0, places, values, 1.0);
+  const Gradient first = sum.Take();
+  EXPECT_EQ(first.parameters, (Places{1, 4}));
+  EXPECT_EQ(first.weights, values);
 }
 
 TEST(DeltaMethod, WhatCancelsLeavesACombination) {

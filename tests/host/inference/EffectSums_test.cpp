@@ -44,6 +44,14 @@ TEST_F(EffectSumsTest, OfOneColumnIsTheSquareOverTheVariance) {
   EXPECT_NEAR(sum.sum, 1.0, 1e-15);
 }
 
+TEST_F(EffectSumsTest, KeepsTheColumnsOfATerm) {
+  EXPECT_EQ(Sums().KeptOf(1), 1);
+  EXPECT_EQ(Sums().KeptOf(7), 0);
+  const EffectSums some(
+      {estimates_, covariance_, {true, true, false, true}, {-1, 0, 1, 1}, {}, {}});
+  EXPECT_EQ(some.KeptOf(1), 1);
+}
+
 // V of the last two has the inverse (4/3) (4, -1; -1, 1): b' V^-1 b = (4/3) (4 - 6 + 9) = 28 / 3;
 // 9 of it is the last one's own.
 TEST_F(EffectSumsTest, LeavesOutWhatContainsTheTerm) {
@@ -55,6 +63,7 @@ TEST_F(EffectSumsTest, LeavesOutWhatContainsTheTerm) {
 TEST_F(EffectSumsTest, SequentialSumsAddUpToThatOfAll) {
   const std::vector<EffectSum> sums = Sums().Sequential(3).value();
   ASSERT_EQ(sums.size(), 3U);
+  EXPECT_EQ(sums[2].degrees, 1);
   EXPECT_NEAR(sums[2].sum, 9.0, 1e-14);
   EXPECT_NEAR(sums[1].sum, 1.0 / 3.0, 1e-14);
   EXPECT_NEAR(sums[0].sum, 1.0, 1e-15);

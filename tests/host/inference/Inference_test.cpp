@@ -250,6 +250,7 @@ TEST(UpperChiSquare, AnswersNoInfinityAndNoNaN) {
   const double huge = std::numeric_limits<double>::max();
   EXPECT_EQ(UpperChiSquare(huge, 1), 0.0);
   EXPECT_EQ(UpperChiSquare(huge, 1000000), 0.0);
+  EXPECT_FALSE(UpperChiSquare(std::numeric_limits<double>::quiet_NaN(), 1).has_value());
 }
 
 // R: qnorm(c(1e-300, 1e-7, 0.25, 0.975)); pnorm(c(-5, 0.5, 3))

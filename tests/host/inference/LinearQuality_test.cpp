@@ -18,6 +18,7 @@ TEST(UpperF, IsNoneWithoutDegreesOrStatistic) {
   EXPECT_FALSE(UpperF(std::nullopt, 2, 30).has_value());
   EXPECT_FALSE(UpperF(3.0, 0, 30).has_value());
   EXPECT_FALSE(UpperF(3.0, 2, 0).has_value());
+  EXPECT_FALSE(UpperF(std::nan(""), 2, 30).has_value());
 }
 
 // y = 1, 2, 4, 3 on x = 1..4: slope 0.8, residual sum 1.8, total 5.
