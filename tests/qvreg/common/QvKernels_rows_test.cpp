@@ -1,6 +1,7 @@
-// Loops of QvKernels that move rows and round nothing.
+// Loops of QvKernels that move rows or look at them, and round nothing.
 
 #include <cstddef>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,64 @@ TEST_P(QvKernelsRowsTest, FillsColumns) {
           << n << " rows, row " << r << ", column " << column;
     }
   }
+}
+
+TEST_P(QvKernelsRowsTest, FindsTheLeast) {
+  for (const std::size_t n : {0U, 1U, 31U, 32U, 77U}) {
+    Doubles numbers(n, 1.5);
+    EXPECT_EQ(kernels_.fFindLeast(n, numbers.data()), 0.0);
+    for (std::size_t i = 0; i < n; ++i) {
+      const double before = numbers[i];
+      numbers[i] = std::numeric_limits<double>::quiet_NaN();
+      EXPECT_EQ(kernels_.fFindLeast(n, numbers.data()), 0.0) << i;
+      numbers[i] = std::numeric_limits<double>::lowest();
+      EXPECT_EQ(kernels_.fFindLeast(n, numbers.data()), numbers[i]) << i;
+      numbers[i] = before;
+    }
+  }
+}
+
+TEST_P(QvKernelsRowsTest, SizesOfUnusualNumbersAreRefused) {
+  Doubles rows(std::size_t{3} * 16, -1.5);
+  Doubles sizes(16);
+  EXPECT_TRUE(kernels_.fFindSizes(3, 16, rows.data(), sizes.data()));
+  for (const double unusual : {0x1p+300, -std::numeric_limits<double>::infinity(),
+                               std::numeric_limits<double>::quiet_NaN()}) {
+    rows[21] = unusual;
+    EXPECT_FALSE(kernels_.fFindSizes(3, 16, rows.data(), sizes.data())) << unusual;
+  }
+}
+
+TEST_P(QvKernelsRowsTest, CountsLeadingColumnsOfShortNumbers) {
+  Doubles rows(20 * 24, 3.0);
+  Doubles sizes(24);
+  const auto count = [&] {
+    kernels_.fFindSizes(20, 24, rows.data(), sizes.data());
+    return kernels_.fCountShort(20, 24, sizes.data(), rows.data());
+  };
+  EXPECT_EQ(count(), 24U);
+  rows[4 * 24 + 17] = 0x1p+23 - 1.0;
+  EXPECT_EQ(count(), 24U) << "23 bits";
+  rows[19 * 24 + 17] = 0.5;
+  EXPECT_EQ(count(), 16U) << "24 bits";
+  rows[3] = 0.1;
+  EXPECT_EQ(count(), 0U);
+}
+
+TEST(QvKernels, UsualNumbersAreNeitherTooLargeNorNoNumbers) {
+  Doubles numbers(13, -1.5);
+  numbers[4] = 0.0;
+  numbers[5] = -0x1p+299;
+  EXPECT_TRUE(QvKernels::AreUsual(numbers.size(), numbers.data()));
+  for (const double unusual : {0x1p+300, -0x1p+300, std::numeric_limits<double>::infinity(),
+                               std::numeric_limits<double>::quiet_NaN()}) {
+    numbers[12] = unusual;
+    EXPECT_FALSE(QvKernels::AreUsual(numbers.size(), numbers.data())) << unusual;
+    EXPECT_FALSE(QvKernels::IsUsualWeight(unusual)) << unusual;
+  }
+  EXPECT_TRUE(QvKernels::IsUsualWeight(0.0));
+  EXPECT_TRUE(QvKernels::IsUsualWeight(0x1p-299));
+  EXPECT_FALSE(QvKernels::IsUsualWeight(0x1p-301));
 }
 
 INSTANTIATE_TEST_SUITE_P(Sets, QvKernelsRowsTest, ::testing::ValuesIn(QvKernels::GetAll()),

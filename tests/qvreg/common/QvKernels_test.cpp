@@ -479,22 +479,6 @@ TEST_P(QvKernelsTest, RefusesMeansThatCancelOrAreNotFinite) {
   }
 }
 
-TEST_P(QvKernelsTest, FindsTheLeast) {
-  for (const std::size_t n : {0U, 1U, 31U, 32U, 77U}) {
-    Doubles numbers = MakeNumbers(n, 22);
-    for (double& number : numbers) number = std::fabs(number);
-    EXPECT_EQ(kernels_.fFindLeast(n, numbers.data()), 0.0);
-    for (std::size_t i = 0; i < n; ++i) {
-      const double before = numbers[i];
-      numbers[i] = std::numeric_limits<double>::quiet_NaN();
-      EXPECT_EQ(kernels_.fFindLeast(n, numbers.data()), 0.0) << i;
-      numbers[i] = std::numeric_limits<double>::lowest();
-      EXPECT_EQ(kernels_.fFindLeast(n, numbers.data()), numbers[i]) << i;
-      numbers[i] = before;
-    }
-  }
-}
-
 TEST_P(QvKernelsTest, ExponentialsAreThoseOfEverySet) {
   Doubles x = MakeNumbers(1000, 16);
   for (double& number : x) number = -236.0 * std::fabs(number);
@@ -508,49 +492,6 @@ TEST_P(QvKernelsTest, ExponentialsAreThoseOfEverySet) {
 
 INSTANTIATE_TEST_SUITE_P(Sets, QvKernelsTest, ::testing::ValuesIn(QvKernels::GetAll()),
                          [](const auto& tested) { return std::string(tested.param->fName); });
-
-TEST(QvKernels, UsualNumbersAreNeitherTooLargeNorNoNumbers) {
-  Doubles numbers = MakeNumbers(13, 17);
-  numbers[4] = 0.0;
-  numbers[5] = -0x1p+299;
-  EXPECT_TRUE(QvKernels::AreUsual(numbers.size(), numbers.data()));
-  for (const double unusual : {0x1p+300, -0x1p+300, std::numeric_limits<double>::infinity(),
-                               std::numeric_limits<double>::quiet_NaN()}) {
-    numbers[12] = unusual;
-    EXPECT_FALSE(QvKernels::AreUsual(numbers.size(), numbers.data())) << unusual;
-    EXPECT_FALSE(QvKernels::IsUsualWeight(unusual)) << unusual;
-  }
-  EXPECT_TRUE(QvKernels::IsUsualWeight(0.0));
-  EXPECT_TRUE(QvKernels::IsUsualWeight(0x1p-299));
-  EXPECT_FALSE(QvKernels::IsUsualWeight(0x1p-301));
-}
-
-TEST_P(QvKernelsTest, SizesOfUnusualNumbersAreRefused) {
-  Doubles rows = MakeNumbers(3 * 16, 18);
-  Doubles sizes(16);
-  EXPECT_TRUE(kernels_.fFindSizes(3, 16, rows.data(), sizes.data()));
-  for (const double unusual : {0x1p+300, -std::numeric_limits<double>::infinity(),
-                               std::numeric_limits<double>::quiet_NaN()}) {
-    rows[21] = unusual;
-    EXPECT_FALSE(kernels_.fFindSizes(3, 16, rows.data(), sizes.data())) << unusual;
-  }
-}
-
-TEST_P(QvKernelsTest, CountsLeadingColumnsOfShortNumbers) {
-  Doubles rows(20 * 24, 3.0);
-  Doubles sizes(24);
-  const auto count = [&] {
-    kernels_.fFindSizes(20, 24, rows.data(), sizes.data());
-    return kernels_.fCountShort(20, 24, sizes.data(), rows.data());
-  };
-  EXPECT_EQ(count(), 24U);
-  rows[4 * 24 + 17] = 0x1p+23 - 1.0;
-  EXPECT_EQ(count(), 24U) << "23 bits";
-  rows[19 * 24 + 17] = 0.5;
-  EXPECT_EQ(count(), 16U) << "24 bits";
-  rows[3] = 0.1;
-  EXPECT_EQ(count(), 0U);
-}
 
 }  // namespace
 }  // namespace QvCommon
