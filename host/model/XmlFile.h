@@ -1,13 +1,16 @@
 #pragma once
 
+#include <cstddef>
 #include <pugixml.hpp>
 #include <string>
+#include <string_view>
 
 namespace qvhost {
 
 /// A saved model's file as XML, read with bounds on what a hostile or damaged one may cost: its
 /// size, how deep elements stand in each other, no document type and so no entities but those of
-/// XML itself. Text is UTF-8, with or without a byte order mark; lines may end as on Windows.
+/// XML itself. Text is UTF-8, with or without a byte order mark; lines may end as on Windows. No
+/// text holds a character that XML cannot, not even named by its number.
 ///
 /// Owns the text and the elements. Throws Error (kBadInput), which names the file.
 class XmlFile {
