@@ -46,14 +46,14 @@ function(qvreg_join_tests program)
     UNITY_BUILD_CODE_AFTER_INCLUDE "}")
 endfunction()
 
-# qvreg_join_sources(TARGET [APART SOURCE...]... [ALONE SOURCE...]): compiles the sources of each folder
-# of a library in groups, if that is wished. A name in an unnamed namespace, which is a source's own
-# otherwise, is that of its group: where two sources of a folder give one name to different things, the
-# compiler says so, and one of them is renamed or stands behind an APART, whose sources are a group of
-# their own. Behind ALONE stands what fits into none, or has members of types that are its own, of which
-# GCC warns in a file that is included. That, and what has conditions of the preprocessor, specializes
-# the template of a header or is made by the build, is compiled by itself.
-function(qvreg_join_sources target)
+# qvreg_join_sources(TARGET ROOT [APART SOURCE...]... [ALONE SOURCE...]): compiles the sources of each
+# folder of a library below ROOT in groups, if that is wished. A name in an unnamed namespace, which is
+# a source's own otherwise, is that of its group: where two sources of a folder give one name to
+# different things, the compiler says so, and one of them is renamed or stands behind an APART, whose
+# sources are a group of their own. Behind ALONE stands what fits into none, or has members of types
+# that are its own, of which GCC warns in a file that is included. That, and what has conditions of the
+# preprocessor, specializes the template of a header or is made by the build, is compiled by itself.
+function(qvreg_join_sources target root)
   if(NOT QVREG_UNITY OR QVREG_UNITY STREQUAL "TESTS")
     return()
   endif()
@@ -64,7 +64,7 @@ function(qvreg_join_sources target)
       set(group "apart_${apart}")
     elseif(source STREQUAL "ALONE")
       set(group)
-    elseif(NOT EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/${source}")
+    elseif(NOT EXISTS "${root}/${source}")
       message(FATAL_ERROR "there is no ${source} to stand apart")
     else()
       string(MAKE_C_IDENTIFIER "${source}" name)
@@ -73,7 +73,7 @@ function(qvreg_join_sources target)
   endforeach()
   get_target_property(sources ${target} SOURCES)
   foreach(source IN LISTS sources)
-    cmake_path(RELATIVE_PATH source BASE_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}" OUTPUT_VARIABLE place)
+    cmake_path(RELATIVE_PATH source BASE_DIRECTORY "${root}" OUTPUT_VARIABLE place)
     if(NOT source MATCHES "\\.cpp$" OR place MATCHES "^\\.\\.")
       continue()
     endif()
