@@ -253,6 +253,12 @@ void ReadGeneralRegression(pugi::xml_node model, SavedModel& saved) {
   std::vector<unsigned char> component;
   const QvCommon::QvStatus status = QvModelMessage::Write(restored.Contents(), component);
   if (status.IsError()) throw Error(ExitCode::kRunFailed, StatusText(status));
+  // Names and digests do not say whether numbers, such as counts of records, are within their
+  // bounds.
+  QvModelContents readable;
+  if (QvModelMessage::Read(component, readable).IsError()) {
+    RefuseElement(model.name(), "holds a number that no model has");
+  }
   saved.component = std::move(component);
 }
 

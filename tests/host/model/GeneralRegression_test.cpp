@@ -430,6 +430,30 @@ TEST(WrongElement, IsNamed) {
             "the model again, and save it.");
 }
 
+TEST(WrongElement, WithMoreRecordsThanCanBeCountedIsRefused) {
+  for (const char* formula : {"y ~ g + x", "kind ~ g + x"}) {
+    const SavedModel saved = FitToSave(OptionsFor(kTable, formula));
+    const pugi::xml_document document = Parsed(TextOf(Written(saved)));
+    for (const char* count : {"read", "used", "missing", "badWeight", "outOfRange"}) {
+      pugi::xml_node number = ModelOf(document)
+                                  .find_child_by_attribute("name", "recordCounts")
+                                  .find_child_by_attribute("name", count);
+      const std::string right = number.attribute("value").value();
+      for (const char* wrong : {"9223372036854775807", "-1"}) {
+        ASSERT_TRUE(number.attribute("value").set_value(wrong)) << count;
+        const auto& [code, message] = FaultOf(document, saved.variables);
+        EXPECT_EQ(code, kBad) << count;
+        EXPECT_EQ(message,
+                  "This is no model that --save wrote: its element GeneralRegressionModel holds a "
+                  "number that no model has. Fit the model again, and save it.")
+            << count << " " << wrong;
+      }
+      number.attribute("value") = right.c_str();
+    }
+    EXPECT_EQ(FaultOf(document, saved.variables).first, 0);
+  }
+}
+
 TEST(GeneralRegressionOf, OtherVariablesIsRefused) {
   SavedModel saved = FitToSave(OptionsFor(kTable, "y ~ g + x"));
   pugi::xml_document document;
